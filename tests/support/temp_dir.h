@@ -1,0 +1,79 @@
+// Folders of a test's own: a temporary one that is removed at the end, and a scoped change of the working directory.
+#ifndef TESTS_SUPPORT_TEMP_DIR_H
+#define TESTS_SUPPORT_TEMP_DIR_H
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+namespace plc_test {
+
+// A new empty folder, removed with all that is in it when the object ends.
+class TempDir {
+ public:
+  TempDir() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "plc_test.XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) {
+      std::perror("temporary folder");
+      std::abort();
+    }
+    path_ = pattern;
+  }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+
+  const std::string& path() const { return path_; }
+  std::string file(std::string_view name) const { return path_ + "/" + std::string(name); }
+
+  // Writes a file of exactly these bytes, replacing what was there, and returns its path.
+  std::string write(std::string_view name, std::string_view bytes) const {
+    const std::string full_path = file(name);
+    std::ofstream out(full_path, std::ios::binary | std::ios::trunc);
+    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    out.close();
+    if (!out) {
+      std::perror(full_path.c_str());
+      std::abort();
+    }
+    return full_path;
+  }
+
+  // All bytes of a file in the folder; empty when it does not exist.
+  std::string read(std::string_view name) const {
+    std::ifstream in(file(name), std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
+
+ private:
+  std::string path_;
+};
+
+// Makes path the working directory until the object ends.
+class ScopedWorkingDirectory {
+ public:
+  explicit ScopedWorkingDirectory(const std::string& path) : previous_(std::filesystem::current_path()) {
+    std::filesystem::current_path(path);
+  }
+  ScopedWorkingDirectory(const ScopedWorkingDirectory&) = delete;
+  ScopedWorkingDirectory& operator=(const ScopedWorkingDirectory&) = delete;
+  ~ScopedWorkingDirectory() {
+    std::error_code ignored;
+    std::filesystem::current_path(previous_, ignored);
+  }
+
+ private:
+  std::filesystem::path previous_;
+};
+
+}  // namespace plc_test
+
+#endif
