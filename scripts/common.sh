@@ -1,0 +1,114 @@
+# Shared by the scripts of this folder (sourced, not run): where the project lies, how its presets are built, how a
+# job's result is counted.
+set -u -o pipefail
+
+project_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+readonly project_root
+results_dir=$project_root/build/results
+processors=$(nproc)
+readonly results_dir processors
+
+export CTEST_OUTPUT_ON_FAILURE=1
+# Test builds go through ccache where it is installed; packages never do (scripts/package clears this).
+if [ -z "${CMAKE_CXX_COMPILER_LAUNCHER:-}" ] && command -v ccache >/dev/null; then
+  export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+  # Clones of the project in other folders find each other's objects.
+  export CCACHE_BASEDIR=$project_root CCACHE_NOHASHDIR=1
+fi
+
+say() { printf '\n== %s\n' "$*"; }
+fail() {
+  printf '%s\n' "$*" >&2
+  exit 1
+}
+
+# build_preset PRESET [TARGET...]: configures and builds a preset; the whole of it, or the named targets.
+build_preset() {
+  local preset=$1
+  shift
+  (cd "$project_root" && cmake --preset "$preset" -Wno-dev >"$results_dir/$preset.configure.log" 2>&1) || {
+    cat "$results_dir/$preset.configure.log"
+    return 1
+  }
+  if [ $# -gt 0 ]; then
+    cmake --build "$project_root/build/$preset" -j "$processors" --target "$@"
+  else
+    cmake --build "$project_root/build/$preset" -j "$processors"
+  fi
+}
+
+# record JOB PASSED FAILED: one line per job, added up by report_totals.
+record() { printf '%s %d %d\n' "$1" "$2" "$3" >>"$results_dir/counts"; }
+
+# run_ctest JOB PRESET [CTEST ARGUMENT...]: runs a built preset's tests and records the counts. A run without tests and
+# a test that is skipped, disabled or not run are failures.
+run_ctest() {
+  local job=$1 preset=$2
+  shift 2
+  local xml=$results_dir/$job.xml
+  rm -f "$xml"
+  (cd "$project_root/build/$preset" &&
+    ctest --no-tests=error --timeout 120 --progress -j "$processors" --output-junit "$xml" "$@")
+  local code=$?
+  local total=0 failed=0
+  if [ -s "$xml" ]; then
+    total=$(suite_attribute "$xml" tests)
+    failed=$(($(suite_attribute "$xml" failures) + $(suite_attribute "$xml" disabled) + $(suite_attribute "$xml" skipped)))
+  fi
+  if [ "$total" -eq 0 ] || { [ $code -ne 0 ] && [ "$failed" -eq 0 ]; }; then
+    failed=$((failed + 1))
+  fi
+  local passed=$((total > failed ? total - failed : 0))
+  record "$job" "$passed" "$failed"
+  [ "$failed" -eq 0 ]
+}
+
+# suite_attribute FILE NAME: one count from the head of a JUnit file.
+suite_attribute() {
+  local value
+  value=$(tr '\n\t' '  ' <"$1" | sed -n "s/.*<testsuite [^>]*[ ]$2=\"\([0-9]*\)\".*/\1/p")
+  printf '%d\n' "${value:-0}"
+}
+
+# run_suite JOB PRESET [CTEST ARGUMENT...]: builds a preset and runs its tests; a build that fails counts as one failure.
+run_suite() {
+  local job=$1 preset=$2
+  shift 2
+  if ! build_preset "$preset"; then
+    printf '%s: the build failed\n' "$job"
+    record "$job" 0 1
+    return 1
+  fi
+  run_ctest "$job" "$preset" "$@"
+}
+
+# run_jobs JOB...: calls job_JOB for each, with its duration; jobs with an unknown name stop the run before it starts.
+run_jobs() {
+  local job
+  for job in "$@"; do
+    declare -F "job_${job//-/_}" >/dev/null || fail "unknown job '$job'; known: $(known_jobs)"
+  done
+  mkdir -p "$results_dir"
+  : >"$results_dir/counts"
+  for job in "$@"; do
+    say "$job"
+    local start=$SECONDS
+    "job_${job//-/_}" </dev/null
+    printf '%s took %d s\n' "$job" $((SECONDS - start))
+  done
+}
+
+known_jobs() { declare -F | sed -n 's/^declare -f job_//p' | tr '_\n' '- '; }
+
+# report_totals: a line per job, then "N passed, N failed" alone on the last line; false when anything failed.
+report_totals() {
+  local job passed failed all_passed=0 all_failed=0
+  say "results"
+  while read -r job passed failed; do
+    printf '%-16s %5d passed %5d failed\n' "$job" "$passed" "$failed"
+    all_passed=$((all_passed + passed))
+    all_failed=$((all_failed + failed))
+  done <"$results_dir/counts"
+  printf '%d passed, %d failed\n' "$all_passed" "$all_failed"
+  [ "$all_failed" -eq 0 ] && [ "$all_passed" -gt 0 ]
+}
