@@ -1,8 +1,8 @@
 // Binds the shared library's fcntl to the version that every C library of the target has.
 //
 // On 32-bit targets the linker picks the version that glibc 2.28 added for 64-bit file locks. The driver only reads and
-// sets status flags, for which both are the same, and panels are older. The library is linked with --wrap=fcntl, so that
-// every call of it arrives here; the static library of the tests is not.
+// sets status flags, for which both are the same, and panels are older. The library is linked with --wrap=fcntl, which
+// brings every call here; the static library of the tests is not.
 #include <cstdarg>
 
 #if defined(__arm__)
