@@ -1,0 +1,19 @@
+// What every transfer does first: connect lazily, pause, find the tag table.
+#pragma once
+
+#include <cstdint>
+
+#include "plc_driver.h"
+
+namespace plc {
+
+// Connects when the connection flag is 0, then pauses. Returns 0, or 2 behind the line failure.
+uint32_t open_transfer(ConnContext* conn, const char* failure);
+
+// How the lines about a tag file that cannot be had end.
+enum class TableLines { kReads, kWrites };
+
+// The loaded table of this file, loaded on first use; null behind a printed line.
+TagTable* open_table(const char* file_name, TableLines lines);
+
+}  // namespace plc

@@ -1,0 +1,203 @@
+// The TCP connection. Readiness is asked with select, bytes go through send and recv directly.
+#include "plc_driver/protocol/connection.h"
+
+#include <arpa/inet.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+
+#include "plc_driver/diagnostics.h"
+#include "plc_driver/driver_state.h"
+#include "plc_driver/text/bounded_text.h"
+#include "plc_ethernet.h"
+
+namespace plc {
+namespace {
+
+// Deliberately short: a controller that takes longer counts as absent (D15).
+constexpr int kConnectWaitUs = 30000;
+constexpr int kSendTimeoutUs = 50000;
+
+// select can only take these; others count as its failing.
+bool is_selectable(int socket_fd) { return socket_fd >= 0 && socket_fd < FD_SETSIZE; }
+
+// Waits until the socket is readable. Returns select's result; ready tells whether the socket was in the set.
+int wait_readable(int socket_fd, timeval timeout, bool* ready) {
+  *ready = false;
+  if (!is_selectable(socket_fd)) return -1;
+  fd_set readable;
+  FD_ZERO(&readable);
+  FD_SET(socket_fd, &readable);
+  const int result = select(socket_fd + 1, &readable, nullptr, nullptr, &timeout);
+  *ready = result > 0 && FD_ISSET(socket_fd, &readable);
+  return result;
+}
+
+void close_socket(int socket_fd) {
+  if (socket_fd < 0) return;
+  if (is_selectable(socket_fd)) FD_CLR(socket_fd, &stored_sockets);
+  ev_close_handel(socket_fd);
+}
+
+// -1 takes the number out of the host's record: no descriptor is closed twice or used after someone else got it.
+void close_connection(ConnContext* conn) {
+  close_socket(conn->socket_fd);
+  conn->socket_fd = -1;
+}
+
+void store_socket(ConnContext* conn, int socket_fd) {
+  if (is_selectable(socket_fd)) FD_SET(socket_fd, &stored_sockets);
+  conn->socket_fd = socket_fd;
+}
+
+void set_options(int socket_fd) {
+  const linger reset_on_close = {1, 0};
+  ev_setsockopt(socket_fd, SOL_SOCKET, SO_LINGER, &reset_on_close, sizeof reset_on_close);
+  const timeval send_timeout = {0, kSendTimeoutUs};
+  ev_setsockopt(socket_fd, SOL_SOCKET, SO_SNDTIMEO, &send_timeout, sizeof send_timeout);
+  const int reuse = 1;
+  ev_setsockopt(socket_fd, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof reuse);
+}
+
+// Waits for a connect that is under way. The line to print when that fails, else null. The connect's own result is not
+// asked for: a refused connect still counts as connected, and the first exchange reports it (D16).
+const char* wait_connected(int socket_fd) {
+  if (!is_selectable(socket_fd)) return "select error";
+  fd_set readable;
+  FD_ZERO(&readable);
+  FD_SET(socket_fd, &readable);
+  fd_set writable = readable;
+  timeval timeout = {0, kConnectWaitUs};
+  const int ready = select(socket_fd + 1, &readable, &writable, nullptr, &timeout);
+  if (ready == -1) return "select error";
+  if (ready == 0) return "select time out ";
+  if (!FD_ISSET(socket_fd, &readable) && !FD_ISSET(socket_fd, &writable)) return nullptr;
+  int pending_error = 0;
+  socklen_t length = sizeof pending_error;
+  const int asked = getsockopt(socket_fd, SOL_SOCKET, SO_ERROR, &pending_error, &length);
+  return asked < 0 ? "getsockopt error" : nullptr;
+}
+
+sockaddr_in controller_address(const char* dotted, int tcp_port) {
+  sockaddr_in address = {};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<uint16_t>(tcp_port));
+  address.sin_addr.s_addr = inet_addr(dotted);
+  return address;
+}
+
+constexpr uint32_t kDottedBytes = 16;
+
+BoundedText<kDottedBytes> dotted_text(uint32_t ip) {
+  BoundedText<kDottedBytes> text;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    text.append_decimal(ip >> shift & 0xFF);
+    if (shift > 0) text.append(".");
+  }
+  return text;
+}
+
+}  // namespace
+
+bool holds_own_socket(const ConnContext& conn) {
+  return is_selectable(conn.socket_fd) && FD_ISSET(conn.socket_fd, &stored_sockets);
+}
+
+bool exchange_bytes(const uint8_t* request, uint32_t length, ReplyBuffer* reply, ConnContext* conn) {
+  if (TransRecvSockBuff(request, length, reply->bytes, &reply->length, conn) == 0) return true;
+  init = 0;
+  return false;
+}
+
+bool exchange(FrameWriter* request, uint32_t length_field, ReplyBuffer* reply, int32_t least_bytes, ConnContext* conn) {
+  if (request->failed) return false;
+  store32(request->bytes + kLengthOffset, length_field);
+  store32(request->bytes + kComplementOffset, ~length_field);
+  store16(request->bytes + kSequenceOffset, sid++);
+  return exchange_bytes(request->bytes, request->length, reply, conn) && reply->length >= least_bytes;
+}
+
+bool exchange(FrameWriter* request, ReplyBuffer* reply, int32_t least_bytes, ConnContext* conn) {
+  return exchange(request, request->counted_bytes(), reply, least_bytes, conn);
+}
+
+}  // namespace plc
+
+using namespace plc;
+
+extern "C" {
+
+int SetupTCPComm(ConnContext* conn, uint32_t ip, int tcp_port) {
+  const BoundedText<kDottedBytes> dotted = dotted_text(ip);
+  print_server_address(dotted.bytes);
+  const sockaddr_in address = controller_address(dotted.bytes, tcp_port);
+  const int socket_fd = ev_socket(AF_INET, SOCK_STREAM, 0);
+  const int asked = fcntl(socket_fd, F_GETFL, 0);
+  const int flags = asked < 0 ? 0 : asked;
+  fcntl(socket_fd, F_SETFL, flags | O_NONBLOCK);
+  set_options(socket_fd);
+  const int connected = ev_connect(socket_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  if (connected < 0 && errno == EINPROGRESS) {
+    const char* failure = wait_connected(socket_fd);
+    if (failure != nullptr) {
+      print_line(failure);
+      close_socket(socket_fd);
+      return -1;
+    }
+  }
+  fcntl(socket_fd, F_SETFL, flags);
+  store_socket(conn, socket_fd);
+  return 0;
+}
+
+int EmptyBuffer(int socket_fd) {
+  bool ready = false;
+  const int result = wait_readable(socket_fd, {0, 0}, &ready);
+  if (result == 0 || result == -1) return result;
+  if (!ready) return 0;
+  // One receive only: what it leaves is taken for part of the next reply (D17).
+  return static_cast<int>(recv(socket_fd, EmptyBuff, sizeof EmptyBuff, 0));
+}
+
+int send_e(const uint8_t* bytes, uint32_t length, ConnContext* conn) {
+  EmptyBuffer(conn->socket_fd);
+  const ssize_t sent = send(conn->socket_fd, bytes, length, 0);
+  if (sent < 0) {
+    print_send_error();
+    close_connection(conn);
+    return -1;
+  }
+  return static_cast<int>(sent);
+}
+
+int TransRecvSockBuff(const uint8_t* request, uint32_t length, uint8_t* reply, int32_t* reply_length,
+                      ConnContext* conn) {
+  if (send_e(request, length, conn) < 0) return -1;
+  // Longer waits than 2^31 - 1 seconds would be negative where time is 32 bits wide.
+  const uint32_t seconds = conn->recv_timeout_s < INT32_MAX ? conn->recv_timeout_s : INT32_MAX;
+  bool ready = false;
+  const int result = wait_readable(conn->socket_fd, {static_cast<time_t>(seconds), 0}, &ready);
+  if (result == -1 || result == 0) {
+    print_line(result == -1 ? "--err--" : "--timeout--");
+    close_connection(conn);
+    return -1;
+  }
+  if (!ready) return -1;
+  const ssize_t received = recv(conn->socket_fd, reply, kReplyBytes, 0);
+  if (received < 0) return -1;  // the socket stays open and is forgotten by the next connect
+  *reply_length = static_cast<int32_t>(received);
+  return 0;
+}
+
+int QuitSock(ConnContext* conn) {
+  close_connection(conn);
+  return -1;
+}
+
+void FlushBuff(uint32_t enable, const uint8_t* bytes, int32_t length) {
+  if (bytes == nullptr || enable == 0) return;
+  print_hex_dump(bytes, length);
+}
+}

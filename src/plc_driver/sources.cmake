@@ -1,0 +1,33 @@
+# Sources of the driver proper.
+target_sources(plc_driver_objects PRIVATE
+  ${CMAKE_CURRENT_LIST_DIR}/diagnostics.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/driver_state.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/host/entry_points.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/host/transfer.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/old_fcntl.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/bit_core.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/connection.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/directory.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/read_batch.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/read_plan.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/read_single.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/resolve_request.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/string_copies.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/value_request.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/word_bits.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/write_bits.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/write_core.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/write_dispatch.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/write_strings.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/write_words.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/stack_guard.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/tags/data_types.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/tags/decimal.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/tags/element_name.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/tags/scope_match.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/tags/tag_file.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/tags/tag_line.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/tags/tag_lookup.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/tags/tag_table.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/text/utf16.cpp
+)

@@ -1,0 +1,265 @@
+// One tag file -> its arrays of records. The file is read into memory once, so that both passes see the same bytes.
+#include "plc_driver/tags/tag_file.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "plc_driver/diagnostics.h"
+#include "plc_driver/tags/tag_line.h"
+
+namespace plc {
+namespace {
+
+constexpr uint32_t kPieceLimitBytes = 255;  // what one reading of a line takes
+constexpr uint32_t kRunLimit = 100;         // ids counted in a run
+constexpr uint32_t kGroupLimit = 100;
+constexpr size_t kFirstReadBytes = 64 * 1024;
+constexpr size_t kFileLimitBytes = 256 * 1024 * 1024;  // far above what ids can address; ends an endless file
+
+// What a build has taken and what it has found out; rejected is the reason, once there is one.
+struct Build {
+  FILE* file = nullptr;
+  char* text = nullptr;
+  size_t text_length = 0;
+  const char* rejected = nullptr;
+  uint32_t rejected_line = 0;
+
+  uint32_t plain = 0;
+  uint32_t max_id = 0;
+  uint32_t group_count = 0;
+  uint8_t group_sizes[kGroupLimit] = {};
+
+  TagEntry* entries = nullptr;
+  IndexedTagEntry* groups = nullptr;
+};
+
+void reject(Build* build, uint32_t line, const char* reason) {
+  build->rejected = reason;
+  build->rejected_line = line;
+}
+
+// Reads the whole file. A read error ends the text as the file's end does. False when memory runs out.
+bool read_text(Build* build) {
+  for (size_t capacity = kFirstReadBytes;; capacity *= 2) {
+    auto* text = static_cast<char*>(realloc(build->text, capacity));
+    if (text == nullptr) return false;
+    build->text = text;
+    build->text_length += fread(text + build->text_length, 1, capacity - build->text_length, build->file);
+    if (build->text_length < capacity) return true;
+    if (capacity >= kFileLimitBytes) {
+      reject(build, 0, "larger than 256 MiB");
+      return true;
+    }
+  }
+}
+
+// The lines of a text that count: pieces of at most 255 bytes that end in a line feed and hold no zero byte.
+struct LineReader {
+  const char* at;
+  const char* end;
+  uint32_t number = 1;  // of the line that the next piece belongs to
+
+  explicit LineReader(const Build& build) : at(build.text), end(build.text + build.text_length) {}
+
+  bool next(const char** line, uint32_t* length, uint32_t* line_number) {
+    while (at < end) {
+      const size_t left = static_cast<size_t>(end - at);
+      const size_t limit = left < kPieceLimitBytes ? left : kPieceLimitBytes;
+      const char* piece = at;
+      const auto* line_feed = static_cast<const char*>(memchr(piece, '\n', limit));
+      if (line_feed == nullptr) {  // a longer line loses this piece; the rest is a line of its own (D6)
+        at += limit;
+        continue;
+      }
+      at = line_feed + 1;
+      *line_number = number++;
+      *line = piece;
+      *length = static_cast<uint32_t>(at - piece);
+      if (memchr(piece, '\0', *length) == nullptr) return true;
+    }
+    return false;
+  }
+};
+
+uint32_t block_of(uint32_t id) { return (id >> kIdBlockShift) - kFirstIdBlock; }
+
+// First pass over one indexed id. The id that starts a group is not counted in run, and the next one always continues
+// it, so that run + 1 is the size of every group but the first, which gets one record too many (D7).
+void count_indexed(Build* build, uint32_t id, uint32_t line, uint32_t* run, uint32_t* last_id, uint32_t* group_ids) {
+  if (id > build->max_id) build->max_id = id;
+  const bool first = build->group_count == 0;
+  const bool continues = *run == 0 || *last_id == id - 1;
+  if ((first || !continues) && block_of(id) >= kIdBlocks) {
+    reject(build, line, "the first id of a run is above the 2048 blocks of ids");
+    return;
+  }
+  if (first) build->group_count = 1;
+  if (!continues) {
+    if (build->group_count == kGroupLimit) {
+      reject(build, line, "more than 100 runs of ids");
+      return;
+    }
+    build->group_sizes[build->group_count - 1] = static_cast<uint8_t>(*run + 1);
+    *run = 0;
+    group_ids[block_of(id)] = build->group_count++;
+    return;
+  }
+  if (*run == kRunLimit) {
+    reject(build, line, "more than 100 ids in a run");
+    return;
+  }
+  ++*run;
+  *last_id = id;
+}
+
+void count_records(Build* build, uint32_t* group_ids) {
+  LineReader lines(*build);
+  const char* line = nullptr;
+  uint32_t length = 0;
+  uint32_t line_number = 0;
+  uint32_t run = 0;
+  uint32_t last_id = 0;
+  while (build->rejected == nullptr && lines.next(&line, &length, &line_number)) {
+    uint32_t id = 0;
+    if (!classify_tag_line(line, length, &id) || id < kFirstIndexedId) {
+      ++build->plain;
+    } else {
+      count_indexed(build, id, line_number, &run, &last_id, group_ids);
+    }
+  }
+  if (build->group_count > 0) build->group_sizes[build->group_count - 1] = static_cast<uint8_t>(run + 1);
+}
+
+// Zero-filled, so that every field that a line does not set reads as 0; at least one record, so that null means
+// failure.
+TagEntry* allocate_records(uint32_t count) {
+  return static_cast<TagEntry*>(calloc(count > 0 ? count : 1, sizeof(TagEntry)));
+}
+
+// False behind a message when memory runs out.
+bool allocate_arrays(Build* build) {
+  build->entries = allocate_records(build->plain);
+  if (build->entries == nullptr) {
+    print_text("malloc tag_str failed");
+    return false;
+  }
+  if (build->group_count == 0) return true;
+  // One record more than there are groups: null entries end the array.
+  build->groups = static_cast<IndexedTagEntry*>(calloc(build->group_count + 1, sizeof(IndexedTagEntry)));
+  if (build->groups == nullptr) {
+    print_text("malloc indexedtag_table failed");
+    return false;
+  }
+  for (uint32_t g = 0; g < build->group_count; ++g) {
+    build->groups[g].entries = allocate_records(build->group_sizes[g]);
+    if (build->groups[g].entries == nullptr) {
+      print_text("malloc indextag failed");
+      return false;
+    }
+    build->groups[g].count = build->group_sizes[g];
+  }
+  return true;
+}
+
+// Where the second pass stands among the groups.
+struct GroupCursor {
+  uint32_t group = 0;
+  uint32_t filled = 0;
+};
+
+// The record that this indexed line fills, or null when it does not fit what the first pass allocated.
+TagEntry* next_indexed_record(Build* build, GroupCursor* cursor, uint32_t id) {
+  if (cursor->filled > 0) {
+    const TagEntry& previous = build->groups[cursor->group].entries[cursor->filled - 1];
+    if (id - 1 != previous.tag_id) {
+      build->groups[cursor->group].count = static_cast<uint8_t>(cursor->filled);
+      cursor->filled = 0;
+      ++cursor->group;
+    }
+  }
+  if (cursor->group >= build->group_count || cursor->filled >= build->group_sizes[cursor->group]) return nullptr;
+  return &build->groups[cursor->group].entries[cursor->filled++];
+}
+
+void parse_records(Build* build) {
+  LineReader lines(*build);
+  const char* line = nullptr;
+  uint32_t length = 0;
+  uint32_t line_number = 0;
+  TagEntry* plain = build->entries;
+  GroupCursor cursor;
+  while (lines.next(&line, &length, &line_number)) {
+    uint32_t id = 0;
+    TagEntry* entry = nullptr;
+    if (!classify_tag_line(line, length, &id) || id < kFirstIndexedId) {
+      entry = plain++;
+    } else {
+      entry = next_indexed_record(build, &cursor, id);
+    }
+    if (entry == nullptr) {
+      reject(build, line_number, "its run of ids does not match the ids of column 8");
+      return;
+    }
+    parse_tag_line(line, length, entry);
+  }
+  if (cursor.filled > 0) build->groups[cursor.group].count = static_cast<uint8_t>(cursor.filled);
+}
+
+// Everything between opening and closing the file. False behind a message.
+bool build_arrays(Build* build, const char* path, uint32_t* group_ids) {
+  if (!read_text(build)) {
+    print_text("malloc tag_str failed");
+    return false;
+  }
+  if (build->rejected == nullptr) count_records(build, group_ids);
+  if (build->rejected == nullptr) {
+    if (!allocate_arrays(build)) return false;
+    parse_records(build);
+  }
+  if (build->rejected != nullptr) {
+    print_file_rejected(path, build->rejected_line, build->rejected);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void free_tag_arrays(TagEntry* entries, IndexedTagEntry* groups) {
+  free(entries);
+  if (groups == nullptr) return;
+  for (IndexedTagEntry* group = groups; group->entries != nullptr; ++group) free(group->entries);
+  free(groups);
+}
+
+}  // namespace plc
+
+extern "C" {
+
+uint32_t* build_tagtable(TagEntry** entries_out, IndexedTagEntry** groups_out, const char* path, uint32_t* group_ids) {
+  static uint32_t temp_count[2];
+  plc::print_build_table(path);
+  plc::Build build;
+  build.file = fopen(path, "r");
+  if (build.file == nullptr) {
+    plc::print_open_failed(path, __LINE__);
+    return nullptr;
+  }
+  bool built = plc::build_arrays(&build, path, group_ids);
+  free(build.text);
+  if (fclose(build.file) != 0 && built) {
+    plc::print_line("Close csv file error!!!");
+    built = false;
+  }
+  if (!built) {
+    plc::free_tag_arrays(build.entries, build.groups);
+    return nullptr;
+  }
+  *entries_out = build.entries;
+  *groups_out = build.groups;
+  temp_count[0] = build.plain;
+  temp_count[1] = build.max_id;
+  return temp_count;
+}
+}
