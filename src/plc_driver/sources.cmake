@@ -1,10 +1,9 @@
-# Sources of the driver proper.
+# Sources of the driver proper; those that only some targets need are named in src/CMakeLists.txt.
 target_sources(plc_driver_objects PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/diagnostics.cpp
   ${CMAKE_CURRENT_LIST_DIR}/driver_state.cpp
   ${CMAKE_CURRENT_LIST_DIR}/host/entry_points.cpp
   ${CMAKE_CURRENT_LIST_DIR}/host/transfer.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/old_fcntl.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/bit_core.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/connection.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/directory.cpp
@@ -20,7 +19,6 @@ target_sources(plc_driver_objects PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/protocol/write_dispatch.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/write_strings.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/write_words.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/stack_guard.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/data_types.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/decimal.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/element_name.cpp

@@ -11,7 +11,8 @@ namespace {
 
 // The node that holds this link pair.
 TagTable* node_of(TagLinks* links) {
-  return reinterpret_cast<TagTable*>(reinterpret_cast<char*>(links) - offsetof(TagTable, links));
+  void* node = reinterpret_cast<char*>(links) - offsetof(TagTable, links);
+  return static_cast<TagTable*>(node);
 }
 
 int write_file_name(uint32_t ip_address, uint16_t area, char* out) {
