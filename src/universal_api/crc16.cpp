@@ -6,12 +6,12 @@ namespace {
 // Reflected form of x^16 + x^15 + x^2 + 1.
 constexpr uint16_t kReflectedPolynomial = 0xA001;
 
-constexpr uint16_t divide_byte(uint32_t byte) {
+constexpr uint32_t divide_byte(uint32_t byte) {
   uint32_t remainder = byte;
   for (int bit = 0; bit < 8; ++bit) {
     remainder = (remainder & 1u) != 0 ? (remainder >> 1) ^ kReflectedPolynomial : remainder >> 1;
   }
-  return static_cast<uint16_t>(remainder);
+  return remainder;
 }
 
 struct ByteTable {

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -49,8 +49,9 @@ class TempDir {
 
   // All bytes of a file in the folder; empty when it does not exist.
   std::string read(std::string_view name) const {
-    std::ifstream in(file(name), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    std::ostringstream bytes;
+    bytes << std::ifstream(file(name), std::ios::binary).rdbuf();
+    return bytes.str();
   }
 
  private:

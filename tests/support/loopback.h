@@ -1,0 +1,74 @@
+// Sockets on 127.0.0.1 with ports that the system chooses.
+#ifndef TESTS_SUPPORT_LOOPBACK_H
+#define TESTS_SUPPORT_LOOPBACK_H
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace plc_test {
+
+constexpr uint32_t kLoopbackAddress = 0x7F000001;
+
+// Owns one descriptor and closes it at its end.
+class ScopedDescriptor {
+ public:
+  explicit ScopedDescriptor(int descriptor = -1) : descriptor_(descriptor) {}
+  ScopedDescriptor(const ScopedDescriptor&) = delete;
+  ScopedDescriptor& operator=(const ScopedDescriptor&) = delete;
+  ~ScopedDescriptor() { reset(); }
+
+  int get() const { return descriptor_; }
+  void reset(int descriptor = -1) {
+    if (descriptor_ >= 0) {
+      close(descriptor_);
+    }
+    descriptor_ = descriptor;
+  }
+
+ private:
+  int descriptor_;
+};
+
+// An IPv4 socket bound to 127.0.0.1 and a free port; it listens when a backlog is given.
+class LoopbackSocket {
+ public:
+  static constexpr int kNotListening = -1;
+
+  explicit LoopbackSocket(int type, int backlog = kNotListening) : socket_(socket(AF_INET, type | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address = form_address(0);
+    socklen_t length = sizeof address;
+    if (bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+        getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0 ||
+        (backlog != kNotListening && listen(socket_.get(), backlog) != 0)) {
+      std::perror("loopback socket");
+      std::abort();
+    }
+    port_ = ntohs(address.sin_port);
+  }
+
+  int fd() const { return socket_.get(); }
+  uint16_t port() const { return port_; }
+  sockaddr_in address() const { return form_address(port_); }
+
+ private:
+  static sockaddr_in form_address(uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(kLoopbackAddress);
+    return address;
+  }
+
+  ScopedDescriptor socket_;
+  uint16_t port_ = 0;
+};
+
+}  // namespace plc_test
+
+#endif
