@@ -106,9 +106,13 @@ bool holds_own_socket(const ConnContext& conn) {
 }
 
 bool exchange_bytes(const uint8_t* request, uint32_t length, ReplyBuffer* reply, ConnContext* conn) {
-  if (TransRecvSockBuff(request, length, reply->bytes, &reply->length, conn) == 0) return true;
-  init = 0;
-  return false;
+  int32_t received = 0;
+  if (TransRecvSockBuff(request, length, reply->bytes, &received, conn) != 0) {
+    init = 0;
+    return false;
+  }
+  reply->accept(received);
+  return true;
 }
 
 bool exchange(FrameWriter* request, uint32_t length_field, ReplyBuffer* reply, int32_t least_bytes, ConnContext* conn) {

@@ -36,12 +36,12 @@ bool scan_neighbours(const TagTable& table, uint32_t slots) {
   return true;
 }
 
-void make_item(uint32_t item, const BatchSlot& slot, const char* name, const char* subscripts, uint32_t length) {
+void make_item(uint32_t item, const BatchSlot& slot, const char* name, const SubscriptText& text) {
   ReadItem& made = INIT_TAG[item];
   const size_t name_length = strlen(name);
   memcpy(made.name, name, name_length);
-  memcpy(made.name + name_length, subscripts, length);
-  made.name[name_length + length] = '\0';
+  memcpy(made.name + name_length, text.data(), text.length());
+  made.name[name_length + text.length()] = '\0';
   made.reg_id = slot.reg_id;
   made.element = slot.element;
 }
@@ -70,7 +70,7 @@ bool classify_slot(const TagTable& table, uint32_t slots, uint32_t* at, uint32_t
   const TagEntry* entry = find_slot_entry(table, slot);
   if (entry == nullptr) return false;
   if (entry->dim1_high == 0 && entry->string_length == 0) {
-    make_item((*items)++, slot, entry->name, "", 0);
+    make_item((*items)++, slot, entry->name, SubscriptText({}, false));
     ++*at;
     return true;
   }
@@ -80,13 +80,12 @@ bool classify_slot(const TagTable& table, uint32_t slots, uint32_t* at, uint32_t
       print_out_of_range();
       return false;
     }
-    char text[kSubscriptTextBytes];
-    make_item((*items)++, slot, entry->name, text, write_subscripts(subscripts, '\0', text));
+    make_item((*items)++, slot, entry->name, SubscriptText(subscripts, false));
     ++*at;
     return true;
   }
   merge_run(*at, slots);
-  if (!has_item(*items, entry->name)) make_item((*items)++, slot, entry->name, "", 0);
+  if (!has_item(*items, entry->name)) make_item((*items)++, slot, entry->name, SubscriptText({}, false));
   *at += slot.run;
   return slot.run > 0;
 }

@@ -20,8 +20,8 @@ constexpr uint32_t kNameUnitsLimit = 512;
 constexpr uint32_t kElementTextBytes = kElementNameBytes + 6;
 static_assert(kElementTextBytes < kNameUnitsLimit, "no element name is cut by the converter");
 
-void put_unit_count(FrameWriter* request, uint32_t units, UnitCount unit_count) {
-  request->put16(unit_count == UnitCount::kLowByte ? units & 0xFF : units);
+void store_unit_count(uint8_t* at, uint32_t units, UnitCount unit_count) {
+  store16(at, unit_count == UnitCount::kLowByte ? units & 0xFF : units);
 }
 
 }  // namespace
@@ -51,26 +51,25 @@ void NameEncoder::append(const Subscripts& subscripts, FrameWriter* request, Uni
     append_plain(subscripts, request, unit_count);
     return;
   }
-  char text[kSubscriptTextBytes];
-  const uint32_t text_length = write_subscripts(subscripts, '#', text);
-  put_unit_count(request, unit_count_ + text_length, unit_count);
-  request->put_bytes(units_, 2 * unit_count_);
-  uint8_t* out = request->reserve(2 * text_length);
+  const SubscriptUnits text(subscripts, true);
+  uint8_t* out = request->reserve(2 * (1 + unit_count_ + text.length()));
   if (out == nullptr) return;
-  for (uint32_t i = 0; i < text_length; ++i) store16(out + 2 * i, static_cast<uint8_t>(text[i]));
+  store_unit_count(out, unit_count_ + text.length(), unit_count);
+  memcpy(out + 2, units_, 2 * unit_count_);
+  memcpy(out + 2 * (1 + unit_count_), text.data(), 2 * text.length());
 }
 
 void NameEncoder::append_plain(const Subscripts& subscripts, FrameWriter* request, UnitCount unit_count) const {
   BoundedText<kElementTextBytes> text;
-  char subscript_text[kSubscriptTextBytes];
+  const SubscriptText subscript_text(subscripts, true);
   text.append(name_, name_length_);
-  text.append(subscript_text, write_subscripts(subscripts, '#', subscript_text));
+  text.append(reinterpret_cast<const char*>(subscript_text.data()), subscript_text.length());
   uint16_t units[kNameUnitsLimit];
   const uint32_t count = static_cast<uint32_t>(utf8ToUnicode(text.bytes, units, kNameUnitsLimit));
-  put_unit_count(request, count, unit_count);
-  uint8_t* out = request->reserve(2 * count);
+  uint8_t* out = request->reserve(2 * (1 + count));
   if (out == nullptr) return;
-  for (uint32_t i = 0; i < count; ++i) store16(out + 2 * i, units[i]);
+  store_unit_count(out, count, unit_count);
+  for (uint32_t i = 0; i < count; ++i) store16(out + 2 + 2 * i, units[i]);
 }
 
 void begin_batch_resolve(FrameWriter* request) {

@@ -10,10 +10,16 @@ namespace plc {
 
 // Stores count units of a reply into the host's buffer, which may be unaligned.
 inline void copy_units_to_host(const ReplyBuffer& reply, uint32_t offset, uint32_t count, uint8_t* host) {
-  for (uint32_t i = 0; i < count; ++i, offset += 2, host += 2) {
-    const uint8_t high = reply.at(offset);
-    host[0] = reply.at(offset + 1);
-    host[1] = high;
+  const uint32_t whole = offset < reply.filled ? (reply.filled - offset) / 2 : 0;
+  const uint32_t direct = count < whole ? count : whole;
+  const uint8_t* wire = reply.bytes + offset;
+  for (uint32_t i = 0; i < direct; ++i) {
+    host[2 * i] = wire[2 * i + 1];
+    host[2 * i + 1] = wire[2 * i];
+  }
+  for (uint32_t i = direct; i < count; ++i) {
+    host[2 * i] = reply.at(offset + 2 * i + 1);
+    host[2 * i + 1] = reply.at(offset + 2 * i);
   }
 }
 

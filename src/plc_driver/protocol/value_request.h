@@ -16,12 +16,25 @@ struct NameHandle {
   uint8_t lead;
   uint8_t reference[4];
 };
+static_assert(sizeof(NameHandle) == 5, "the bytes of a reply as they stand");
 
 // The handle of the name at the cursor.
-NameHandle handle_at(const NameCursor& name);
+inline NameHandle handle_at(const NameCursor& name) {
+  NameHandle handle;
+  memcpy(&handle, name.record() + kHandleOffset, sizeof handle);
+  return handle;
+}
 
 // Appends one reference.
-void append_reference(FrameWriter* request, const NameHandle& handle, uint8_t size_code);
+inline void append_reference(FrameWriter* request, const NameHandle& handle, uint8_t size_code) {
+  uint8_t* at = request->reserve(kReferenceBytes);
+  if (at == nullptr) return;
+  at[0] = 0;
+  at[1] = handle.lead;
+  at[2] = 0;
+  at[3] = size_code;
+  memcpy(at + 4, handle.reference, sizeof handle.reference);
+}
 
 // Each returns a bit's number within the word that is read.
 

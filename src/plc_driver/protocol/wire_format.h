@@ -52,6 +52,7 @@ constexpr uint32_t kBitNumberOffset = 30;
 constexpr uint32_t kNameStepOffset = 40;
 constexpr uint32_t kNameStepBytes = 24;
 constexpr uint32_t kNameStepWordBytes = 4;
+constexpr uint32_t kNameRecordBytes = kNameStepOffset + 1;  // what is looked at, from P on
 
 // Least lengths of replies. Nothing else of a reply's head is looked at.
 constexpr int32_t kLeastReplyBytes = 1;

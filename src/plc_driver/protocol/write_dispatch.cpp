@@ -94,9 +94,9 @@ int32_t write_em_array_bit(const WriteCall& call) {
   if (shape == PLC_ARRAY1 || shape == PLC_ARRAY2 || shape == PLC_ARRAY3) {
     Subscripts subscripts;
     if (!form_read_subscripts(*call.tag, element_index(call.request), &subscripts)) return PLC_FAILED;
-    char text[kSubscriptTextBytes];
+    const SubscriptText text(subscripts, true);
     name.append(call.tag->name);
-    name.append(text, write_subscripts(subscripts, '#', text));
+    name.append(reinterpret_cast<const char*>(text.data()), text.length());
   }
   print_structure_bit_name(name.bytes);
   return write_structure_bit(call, name.bytes);

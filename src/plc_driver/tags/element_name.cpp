@@ -61,22 +61,6 @@ bool form_write3(const TagEntry& entry, uint32_t element, Subscripts* out) {
   return true;
 }
 
-char* write_decimal(int32_t number, char* out) {
-  uint32_t magnitude = to_unsigned(number);
-  if (number < 0) {
-    *out++ = '-';
-    magnitude = 0U - magnitude;
-  }
-  char digits[10];
-  uint32_t count = 0;
-  do {
-    digits[count++] = static_cast<char>('0' + magnitude % 10);
-    magnitude /= 10;
-  } while (magnitude != 0);
-  while (count > 0) *out++ = digits[--count];
-  return out;
-}
-
 }  // namespace
 
 bool form_read_subscripts(const TagEntry& entry, uint32_t element, Subscripts* out) {
@@ -167,16 +151,38 @@ bool form_item_subscripts(const TagEntry& entry, uint32_t element, Subscripts* o
   return z <= high1 && y <= high2 && x <= to_unsigned(entry.dim3_high);
 }
 
-uint32_t write_subscripts(const Subscripts& subscripts, char mark, char* out) {
-  if (subscripts.count == 0) return 0;
-  char* at = out;
-  for (uint32_t i = 0; i < subscripts.count; ++i) {
-    *at++ = i == 0 ? '[' : ',';
-    if (mark != '\0') *at++ = mark;
-    at = write_decimal(subscripts.value[i], at);
-  }
-  *at++ = ']';
-  return static_cast<uint32_t>(at - out);
+namespace {
+
+// Puts a character in front of at.
+template <uint32_t kCharBytes>
+void put_before(uint8_t** at, char c) {
+  *--*at = static_cast<uint8_t>(c);
+  if (kCharBytes == 2) *--*at = 0;
 }
+
+}  // namespace
+
+template <uint32_t kCharBytes>
+SubscriptChars<kCharBytes>::SubscriptChars(const Subscripts& subscripts, bool marked) {
+  if (subscripts.count == 0) return;
+  uint8_t* at = bytes + sizeof bytes;
+  put_before<kCharBytes>(&at, ']');
+  for (uint32_t i = subscripts.count; i-- > 0;) {
+    const bool negative = subscripts.value[i] < 0;
+    uint32_t magnitude = to_unsigned(subscripts.value[i]);
+    if (negative) magnitude = 0U - magnitude;
+    do {
+      put_before<kCharBytes>(&at, static_cast<char>('0' + magnitude % 10));
+      magnitude /= 10;
+    } while (magnitude != 0);
+    if (negative) put_before<kCharBytes>(&at, '-');
+    if (marked) put_before<kCharBytes>(&at, '#');
+    put_before<kCharBytes>(&at, i == 0 ? '[' : ',');
+  }
+  first = static_cast<uint32_t>(at - bytes);
+}
+
+template struct SubscriptChars<1>;
+template struct SubscriptChars<2>;
 
 }  // namespace plc

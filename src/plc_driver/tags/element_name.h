@@ -35,9 +35,23 @@ Subscripts form_single_subscript(uint32_t element);
 // reads (D14). False also when a subscript is above its declared bound.
 bool form_item_subscripts(const TagEntry& entry, uint32_t element, Subscripts* out);
 
-constexpr uint32_t kSubscriptTextBytes = 41;  // [#-2147483648,#-2147483648,#-2147483648] with some room
+// [#-2147483648,#-2147483648,#-2147483648] is the longest.
+constexpr uint32_t kSubscriptTextBytes = 40;
 
-// Writes "[#1,#2]", or "[1,2]" for mark 0, without a terminator. Returns its length; 0 without subscripts.
-uint32_t write_subscripts(const Subscripts& subscripts, char mark, char* out);
+// The text of subscripts, "[#1,#2]", or "[1,2]" without a mark, in characters of one byte or of two, big-endian. It is
+// formed from its end.
+template <uint32_t kCharBytes>
+struct SubscriptChars {
+  uint8_t bytes[kSubscriptTextBytes * kCharBytes];
+  uint32_t first = sizeof bytes;
+
+  SubscriptChars(const Subscripts& subscripts, bool marked);
+
+  const uint8_t* data() const { return bytes + first; }
+  uint32_t length() const { return (static_cast<uint32_t>(sizeof bytes) - first) / kCharBytes; }
+};
+
+using SubscriptText = SubscriptChars<1>;
+using SubscriptUnits = SubscriptChars<2>;
 
 }  // namespace plc
