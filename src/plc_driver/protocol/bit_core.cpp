@@ -23,7 +23,7 @@ bool is_bit(uint8_t desired) { return desired <= 1; }
 
 bool send_set_reset(WriteExchange* writing, uint8_t desired, bool of_device, uint8_t device_kind) {
   const NameHandle handle = resolved_handle(*writing);
-  FrameWriter request(writing->buffer, kWriteRequestBytes);
+  WriteRequest request;
   if (is_bit(desired)) request.put(desired == 1 ? kBitSet : kBitReset);
   // Without its command the request's fields move down, by two places for a device and by one otherwise.
   if (is_bit(desired) || !of_device) request.put(0);
@@ -36,7 +36,7 @@ bool send_set_reset(WriteExchange* writing, uint8_t desired, bool of_device, uin
 bool send_mask(WriteExchange* writing, uint8_t desired) {
   const NameHandle handle = resolved_handle(*writing);
   const uint32_t mask = mathN(1, writing->reply.at(kBitNumberOffset));
-  FrameWriter request(writing->buffer, kWriteRequestBytes);
+  WriteRequest request;
   request.put_command(kClassData, kCommandMask);
   request.put(0);
   request.put(1);
@@ -50,7 +50,7 @@ bool send_mask(WriteExchange* writing, uint8_t desired) {
 }
 
 bool read_word(WriteExchange* writing, const NameHandle& handle, int32_t least_bytes) {
-  FrameWriter request(writing->buffer, kWriteRequestBytes);
+  WriteRequest request;
   begin_value_request(&request, 1);
   append_reference(&request, handle, kOneWord);
   return exchange(&request, &writing->reply, least_bytes, writing->conn);
@@ -58,7 +58,7 @@ bool read_word(WriteExchange* writing, const NameHandle& handle, int32_t least_b
 
 // Writes a word back; without has_word the request ends before its value.
 bool write_word(WriteExchange* writing, const NameHandle& handle, uint32_t word, bool has_word) {
-  FrameWriter request(writing->buffer, kWriteRequestBytes);
+  WriteRequest request;
   begin_write_request(&request, handle, kOneWord);
   if (has_word) request.put16(word);
   return exchange(&request, kWordWriteLength, &writing->reply, kLeastReplyBytes, writing->conn);

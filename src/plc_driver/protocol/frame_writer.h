@@ -62,6 +62,16 @@ struct FrameWriter {
   uint32_t counted_bytes() const { return length - kUncountedBytes; }
 };
 
+// A writer with a buffer of its own.
+template <uint32_t kBytes>
+struct Request : FrameWriter {
+  uint8_t storage[kBytes];
+
+  Request() : FrameWriter(storage, kBytes) {}
+};
+using ReadRequest = Request<kReadRequestBytes>;
+using WriteRequest = Request<kWriteRequestBytes>;
+
 inline void store16(uint8_t* at, uint32_t value) {
   at[0] = static_cast<uint8_t>(value >> 8);
   at[1] = static_cast<uint8_t>(value);

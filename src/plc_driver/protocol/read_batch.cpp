@@ -21,11 +21,10 @@ struct BatchRead {
   BatchReadRequest* elements;
   uint32_t count;  // slots and elements
   ConnContext* conn;
-  ReplyBuffer reply;
-  uint8_t buffer[kReadRequestBytes];
   // By slot: bit position of its first name. A batch of one slot has one for each of its names, at most 34: with more
   // elements its share would be no slot.
   uint8_t bit_positions[kBatchSlots];
+  ReplyBuffer reply;
 
   bool is_single() const { return count == 1; }
 };
@@ -246,14 +245,22 @@ uint32_t exchange_frame(BatchRead* batch, FrameWriter* request, int32_t least_by
   return batch->reply.length < least_bytes ? PLC_NO_CONNECT : PLC_OK;
 }
 
+uint32_t resolve_frame(BatchRead* batch, Frame* frame) {
+  ReadRequest request;
+  if (!build_resolve(batch, frame, &request)) return PLC_FAILED;
+  return exchange_frame(batch, &request, kLeastBatchResolveBytes);
+}
+
+uint32_t request_frame_values(BatchRead* batch, const Frame& frame) {
+  ReadRequest request;
+  build_value_request(batch, frame, &request);
+  return exchange_frame(batch, &request, kLeastValueBytes);
+}
+
 uint32_t read_frame(BatchRead* batch, Frame* frame) {
-  FrameWriter resolve(batch->buffer, kReadRequestBytes);
-  if (!build_resolve(batch, frame, &resolve)) return PLC_FAILED;
-  const uint32_t resolved = exchange_frame(batch, &resolve, kLeastBatchResolveBytes);
+  const uint32_t resolved = resolve_frame(batch, frame);
   if (resolved != PLC_OK) return resolved;
-  FrameWriter request(batch->buffer, kReadRequestBytes);
-  build_value_request(batch, *frame, &request);
-  const uint32_t received = exchange_frame(batch, &request, kLeastValueBytes);
+  const uint32_t received = request_frame_values(batch, *frame);
   return received == PLC_OK ? store_values(batch, *frame) : received;
 }
 
@@ -263,7 +270,7 @@ uint32_t read_batch(TagTable* table, BatchReadRequest* elements, uint32_t count,
   const uint32_t frames = total / kElementsPerFrame;
   const uint32_t span = count / (frames + 1);
   if (span == 0) return PLC_FAILED;
-  BatchRead batch = {table, elements, count, conn, {}, {}, {}};
+  BatchRead batch = {table, elements, count, conn, {}, {}};
   if (!can_walk(batch, frames, span)) return PLC_FAILED;
   begin_string_copies();
   uint32_t slot = 0;

@@ -107,6 +107,17 @@ void build_value_request(SingleRead* read, const ReplyBuffer& resolved, FrameWri
   }
 }
 
+bool resolve_elements(const SingleRead& read, ReplyBuffer* reply, ConnContext* conn) {
+  ReadRequest request;
+  return build_resolve(read, &request) && exchange(&request, reply, kLeastReplyBytes, conn);
+}
+
+bool request_values(SingleRead* read, ReplyBuffer* reply, ConnContext* conn) {
+  ReadRequest request;
+  build_value_request(read, *reply, &request);
+  return exchange(&request, reply, 0, conn);
+}
+
 // Copies a string up to and with its terminator. Without one within the reply it stays unterminated, and is not counted
 // as received.
 void decode_string(const ReplyBuffer& reply, const TagEntry& entry, uint8_t* data) {
@@ -160,14 +171,8 @@ uint32_t read_register(const TagEntry& entry, NameScope scope, uint32_t reg_id, 
   SingleRead read = {&entry, scope, element, 0, value, {}};
   scale_request(&read, reg_id);
   if (entry.bit_width == 1 && value->count > kBitReadLimit) return PLC_FAILED;
-  uint8_t buffer[kReadRequestBytes];
-  FrameWriter resolve(buffer, kReadRequestBytes);
-  if (!build_resolve(read, &resolve)) return PLC_FAILED;
   ReplyBuffer reply;
-  if (!exchange(&resolve, &reply, kLeastReplyBytes, conn)) return PLC_FAILED;
-  FrameWriter request(buffer, kReadRequestBytes);
-  build_value_request(&read, reply, &request);
-  if (!exchange(&request, &reply, 0, conn)) return PLC_FAILED;
+  if (!resolve_elements(read, &reply, conn) || !request_values(&read, &reply, conn)) return PLC_FAILED;
   return decode_values(read, reply);
 }
 

@@ -31,7 +31,7 @@ ElementSpan span_of(const RegRequest* request, const RegValue* value, const Word
 
 bool resolve_elements(WriteExchange* write_exchange, const TagEntry* tag, const WordWrite& write,
                       const ElementSpan& span) {
-  FrameWriter request(write_exchange->buffer, kWriteRequestBytes);
+  WriteRequest request;
   begin_resolve(&request, write.scope, span.count & 0xFF);
   const NameEncoder name(tag->name);
   const UnitCount unit_count = write.shape == PLC_SCALAR ? UnitCount::kLowByte : UnitCount::kBothBytes;
@@ -51,7 +51,7 @@ int32_t write_elements(const RegRequest* request, const RegValue* value, ConnCon
   if (span.count > kWriteUnitsLimit / write.units_per_element) return PLC_FAILED;
   WriteExchange writing(conn);
   if (!resolve_elements(&writing, tag, write, span)) return PLC_FAILED;
-  FrameWriter values(writing.buffer, kWriteRequestBytes);
+  WriteRequest values;
   begin_write_request(&values, resolved_handle(writing), span.announced_units);
   const uint32_t units = span.count * write.units_per_element;
   uint8_t* block = values.reserve(2 * units);
@@ -67,7 +67,7 @@ int32_t write_text(const RegRequest* request, const RegValue* value, ConnContext
   // The host counts in units of two characters, the controller's subscript in characters.
   const Subscripts position = form_single_subscript(2 * element_index(request));
   if (!resolve_name(&writing, scope, NameEncoder(tag->name), position, UnitCount::kLowByte)) return PLC_FAILED;
-  FrameWriter text(writing.buffer, kWriteRequestBytes);
+  WriteRequest text;
   begin_write_request(&text, resolved_handle(writing), units);
   text.put_bytes(value->data, 2 * units);  // as it lies in memory: no byte pair is swapped (D24)
   // The length is written as one byte, also for texts whose length needs two (D25).
@@ -76,7 +76,7 @@ int32_t write_text(const RegRequest* request, const RegValue* value, ConnContext
 
 bool resolve_name(WriteExchange* writing, NameScope scope, const NameEncoder& name, const Subscripts& subscripts,
                   UnitCount unit_count) {
-  FrameWriter request(writing->buffer, kWriteRequestBytes);
+  WriteRequest request;
   begin_resolve(&request, scope, 1);
   name.append(subscripts, &request, unit_count);
   return exchange(&request, &writing->reply, kLeastReplyBytes, writing->conn);

@@ -34,7 +34,6 @@ int32_t write_text(const RegRequest* request, const RegValue* value, ConnContext
 struct WriteExchange {
   ConnContext* conn;
   ReplyBuffer reply;
-  uint8_t buffer[kWriteRequestBytes];
 
   explicit WriteExchange(ConnContext* context) : conn(context) {}
 };
