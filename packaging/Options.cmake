@@ -1,0 +1,12 @@
+# Options of builds that are packaged; included before the targets are declared.
+set(PLC_DEBIAN_ARCHITECTURE "" CACHE STRING "Architecture of the Debian packages")
+option(PLC_PORTABLE_TOOLS "Tools need the C library alone at run time" OFF)
+if(PLC_PORTABLE_TOOLS)
+  set(PLC_LIBUV_MODULE libuv-static CACHE STRING "pkg-config module of libuv")
+  add_link_options($<$<AND:$<LINK_LANGUAGE:CXX>,$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>>:-static-libstdc++>
+                   $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-static-libgcc>)
+  # The same bytes wherever the sources lie.
+  add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+endif()
+# What a folder installs without saying more belongs to the tools.
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME tools)
