@@ -1,0 +1,144 @@
+// The watch command: reads again and again, and lives through a controller that goes away and comes back.
+#include <algorithm>
+
+#include "batch_transfer.h"
+#include "chart.h"
+#include "commands.h"
+#include "exit_codes.h"
+#include "host.h"
+#include "stop_signal.h"
+#include "value_type.h"
+#include "watch_output.h"
+
+namespace plc_host {
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+// One variable after the other. Once there is no connection the rest of the round is left out: every further call
+// would wait for the controller again.
+std::vector<TagResult> read_singly(Host& host, const std::vector<TagReference>& references) {
+  std::vector<TagResult> results(references.size());
+  for (size_t i = 0; i < references.size() && !stop_requested(); ++i) {
+    results[i] = read_tag(host.session(), references[i]);
+    if (results[i].connection_lost) break;
+  }
+  return results;
+}
+
+std::vector<TagResult> read_round(Host& host, const std::vector<TagReference>& references, bool batch) {
+  if (!batch) return read_singly(host, references);
+  BatchFigures figures;
+  return read_tags_batched(host.session(), references, stop_requested, figures);
+}
+
+std::vector<TagReference> watched_references(const HostOptions& options, const TagList& tags) {
+  std::vector<TagReference> references;
+  for (const TagResult& entry : look_up_names(options, tags)) {
+    if (entry.ok()) {
+      references.push_back(entry.reference);
+    } else if (!options.all) {
+      throw HostError(kExitTagFailed, entry.name + ": " + entry.error);
+    }
+  }
+  if (references.empty()) throw HostError(kExitTagFailed, "there is nothing to watch");
+  return references;
+}
+
+// Position of the variable that the chart shows.
+size_t charted_row(const std::vector<TagReference>& references, const TagList& tags, const std::string& name) {
+  TagReference charted;
+  try {
+    charted = find_reference(tags, name);
+  } catch (const ReferenceError& error) {
+    throw HostError(kExitTagFailed, name + ": " + error.what());
+  }
+  const ValueKind kind = value_kind(charted.tag->entry);
+  if (!charted.extents.empty() || kind == ValueKind::kText || kind == ValueKind::kRaw) {
+    throw HostError(kExitUsage, "--chart takes a single number: " + name + " is none");
+  }
+  const auto found = std::find_if(references.begin(), references.end(),
+                                  [&charted](const TagReference& reference) { return reference.text == charted.text; });
+  if (found == references.end()) throw HostError(kExitUsage, "--chart takes one of the watched variables");
+  return static_cast<size_t>(found - references.begin());
+}
+
+class Watch {
+ public:
+  Watch(const HostOptions& options, DriverOutput& output);
+  int run();
+
+ private:
+  void take_round(const std::vector<TagResult>& results);
+
+  const HostOptions& options_;
+  Host host_;
+  std::vector<TagReference> references_;
+  WatchState state_;
+  size_t charted_row_ = 0;
+  std::unique_ptr<Chart> chart_;
+  std::unique_ptr<WatchOutput> shown_;
+  std::vector<TagResult> latest_;
+};
+
+Watch::Watch(const HostOptions& options, DriverOutput& output)
+    : options_(options),
+      host_(options, output),
+      references_(watched_references(options, host_.tags())),
+      state_(references_) {
+  if (!options.chart.empty()) {
+    charted_row_ = charted_row(references_, host_.tags(), options.chart);
+    chart_ = std::make_unique<Chart>(references_[charted_row_].text);
+  }
+  shown_ = make_watch_output(host_.results(), options.json, options.csv, chart_.get());
+  host_.session().set_line_sink([this](const std::string& line) {
+    if (!options_.quiet && state_.is_new_line(line)) shown_->show_line("driver: " + line);
+  });
+}
+
+void Watch::take_round(const std::vector<TagResult>& results) {
+  const RoundOutcome outcome = state_.take_round(results, SteadyClock::now());
+  const std::string controller = target_text(host_.session().target());
+  if (outcome.lost) shown_->show_line("plc-host: " + controller + " does not answer; asking on");
+  if (outcome.back) {
+    const auto away = std::chrono::duration<double>(outcome.away).count();
+    char seconds[32];
+    std::snprintf(seconds, sizeof seconds, "%.1f", away);
+    shown_->show_line("plc-host: " + controller + " answers again after " + seconds + " s");
+  }
+  if (chart_) {
+    const TagResult& charted = results[charted_row_];
+    const bool has_value = !charted.name.empty() && charted.ok();
+    chart_->add(has_value
+                    ? std::optional<double>(element_number(charted.reference.tag->entry, charted.value.elements.at(0)))
+                    : std::nullopt);
+  }
+  shown_->show_round(state_, outcome);
+  latest_ = results;
+}
+
+int Watch::run() {
+  shown_->begin(state_);
+  const std::chrono::milliseconds interval(options_.interval_ms);
+  SteadyClock::time_point next = SteadyClock::now();
+  for (uint64_t round = 1; !stop_requested(); ++round) {
+    const std::vector<TagResult> results = read_round(host_, references_, options_.batch);
+    host_.show_simulator_lines();
+    // A round that Ctrl-C cut short shows failures that are none.
+    if (stop_requested()) break;
+    take_round(results);
+    // Nobody reads any more: the pipe was closed.
+    if (std::ferror(host_.results()) != 0 || round == options_.rounds) break;
+    next = std::max(next + interval, SteadyClock::now());
+    wait_for_stop(std::chrono::duration_cast<std::chrono::milliseconds>(next - SteadyClock::now()));
+  }
+  shown_->end(state_, host_.session().figures());
+  shown_.reset();
+  return host_.finish(stop_requested() ? kExitOk : exit_code_of(latest_, false));
+}
+
+}  // namespace
+
+int run_watch(const HostOptions& options, DriverOutput& output) { return Watch(options, output).run(); }
+
+}  // namespace plc_host

@@ -1,0 +1,36 @@
+// The commands of plc-host: one function each, and the table that the command line is made from.
+#ifndef HOST_TOOL_COMMANDS_H_
+#define HOST_TOOL_COMMANDS_H_
+
+#include <CLI/App.hpp>
+#include <string>
+#include <vector>
+
+#include "driver_output.h"
+#include "host_options.h"
+
+namespace plc_host {
+
+struct Command {
+  const char* name;
+  const char* summary;
+  std::string details;  // shown by the command's own --help: rules and examples
+  void (*add_options)(CLI::App& command, HostOptions& options);
+  // Throws HostError for an impossible combination of options; null when there is none.
+  void (*check_options)(const HostOptions& options);
+  int (*run)(const HostOptions& options, DriverOutput& output);
+};
+
+// In the order in which --help lists them.
+const std::vector<Command>& command_table();
+
+int run_info(const HostOptions& options, DriverOutput& output);
+int run_tags(const HostOptions& options, DriverOutput& output);
+int run_read(const HostOptions& options, DriverOutput& output);
+int run_write(const HostOptions& options, DriverOutput& output);
+int run_batch(const HostOptions& options, DriverOutput& output);
+int run_watch(const HostOptions& options, DriverOutput& output);
+
+}  // namespace plc_host
+
+#endif  // HOST_TOOL_COMMANDS_H_

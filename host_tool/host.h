@@ -1,0 +1,64 @@
+// What a command needs to talk to a controller: the library, a simulator where asked for, the tag file, the session.
+#ifndef HOST_TOOL_HOST_H_
+#define HOST_TOOL_HOST_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "driver_library.h"
+#include "driver_output.h"
+#include "driver_session.h"
+#include "host_options.h"
+#include "sim_process.h"
+#include "tag_list.h"
+#include "tag_reference.h"
+#include "tag_transfer.h"
+#include "work_folder.h"
+
+namespace plc_host {
+
+class Host {
+ public:
+  // Loads the library, starts the simulator, makes the work folder, reads the tag file and gives the driver its
+  // settings. Throws HostError.
+  Host(const HostOptions& options, DriverOutput& output);
+
+  DriverSession& session() { return *session_; }
+  const TagList& tags() const { return tags_; }
+  FILE* results() const { return output_.results(); }
+
+  // Shows what the simulator has printed. To be called between transfers.
+  void show_simulator_lines();
+
+  // Ends the simulator. Returns code, or kExitSimulator when code is kExitOk and the simulator ended with a failure.
+  int finish(int code);
+
+ private:
+  Target choose_target(const HostOptions& options);
+  std::string choose_tag_file(const HostOptions& options, const Target& target);
+
+  DriverOutput& output_;
+  DriverLibrary library_;
+  std::unique_ptr<SimProcess> simulator_;
+  std::unique_ptr<WorkFolder> folder_;
+  TagList tags_;
+  std::unique_ptr<DriverSession> session_;
+};
+
+// The driver's lines go to standard error, or nowhere with --quiet.
+DriverSession::LineSink usual_line_sink(const HostOptions& options);
+
+// Reads the tag list, keeping back what the driver prints meanwhile unless it rejects the file.
+TagList read_tag_list(const DriverLibrary& library, DriverOutput& output, const std::string& path);
+
+// The variables that the command line names, in its order: all of the file with --all, then each name. One that cannot
+// be looked up has an error and no reference.
+std::vector<TagResult> look_up_names(const HostOptions& options, const TagList& tags);
+
+// The exit code that a set of results gives.
+int exit_code_of(const std::vector<TagResult>& results, bool interrupted);
+
+}  // namespace plc_host
+
+#endif  // HOST_TOOL_HOST_H_

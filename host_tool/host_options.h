@@ -1,0 +1,52 @@
+// Everything that the command line can say.
+#ifndef HOST_TOOL_HOST_OPTIONS_H_
+#define HOST_TOOL_HOST_OPTIONS_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace plc_host {
+
+struct HostOptions {
+  // Everywhere
+  std::string library;
+  bool json = false;
+  bool quiet = false;  // keep the driver's own lines back
+
+  // The controller
+  std::string address;
+  uint16_t port = 0;
+  uint16_t area = 0;
+  std::string tag_file;  // instead of the file that the driver would find in the working directory
+  std::string sim_tag_file;
+  std::string simulator;
+  std::vector<std::string> sim_arguments;
+  uint32_t timeout_s = 2;
+  uint32_t delay_ms = 0;
+
+  // tags
+  std::string listed_file;
+
+  // read, write, batch, watch
+  std::vector<std::string> names;  // for write: NAME=VALUE
+  bool all = false;
+  bool verify = false;
+
+  // read by number
+  bool by_id = false;
+  uint32_t register_id = 0;
+  uint32_t offset = 0;
+  uint32_t count = 1;
+
+  // watch
+  uint32_t interval_ms = 500;
+  uint32_t rounds = 0;  // 0: until a stop signal
+  bool batch = false;
+  bool csv = false;
+  std::string chart;
+};
+
+}  // namespace plc_host
+
+#endif  // HOST_TOOL_HOST_OPTIONS_H_

@@ -1,0 +1,20 @@
+// Lines for standard error: everything that is not a result.
+#ifndef HOST_TOOL_MESSAGES_H_
+#define HOST_TOOL_MESSAGES_H_
+
+#include <string>
+
+namespace plc_host {
+
+// "plc-host: text"
+void show_message(const std::string& text);
+
+// A line of the driver: "driver: text"
+void show_driver_line(const std::string& text);
+
+// A line of the simulator: "plc-sim: text"
+void show_simulator_line(const std::string& text);
+
+}  // namespace plc_host
+
+#endif  // HOST_TOOL_MESSAGES_H_

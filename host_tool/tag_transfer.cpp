@@ -1,0 +1,168 @@
+// Carries planned reads and writes out through the driver.
+#include "tag_transfer.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "value_type.h"
+
+namespace plc_host {
+namespace {
+
+constexpr size_t kReplyBytes = 4096;  // a string reply can fill the buffer up to the length of the whole reply
+
+size_t element_bytes(const TagEntry& entry) { return entry.bit_width / 8U; }
+
+TagResult start_result(const TagReference& reference) {
+  TagResult result;
+  result.name = reference.text;
+  result.reference = reference;
+  return result;
+}
+
+void take_failure(const CallResult& call, const std::string& progress, TagResult& result) {
+  result.code = call.code;
+  result.connection_lost = call.connection_lost;
+  result.error = code_text(call.code) + progress + known_limit(result.reference.tag->entry);
+}
+
+std::string progress_text(uint64_t done, uint64_t all, const char* what) {
+  if (done == 0) return {};
+  return " after " + std::to_string(done) + " of " + std::to_string(all) + " " + what;
+}
+
+std::string bytes_until_zero(GuardedBuffer& buffer, size_t limit) {
+  const auto* text = reinterpret_cast<const char*>(buffer.data());
+  return std::string(text, strnlen(text, std::min(limit, buffer.size())));
+}
+
+void read_string(DriverSession& session, TagResult& result) {
+  const Tag& tag = *result.reference.tag;
+  for (const StringPiece& piece : plan_string_read(tag.entry)) {
+    GuardedBuffer buffer(read_buffer_bytes(piece.units));
+    const CallResult call = session.read(*tag.register_id, piece.offset, piece.units, buffer);
+    if (!call.ok()) return take_failure(call, {}, result);
+    const std::string text = bytes_until_zero(buffer, 2 * size_t{piece.units});
+    result.value.text += text;
+    if (text.size() < 2 * size_t{piece.units}) return;
+  }
+}
+
+void read_elements(DriverSession& session, TagResult& result) {
+  const Tag& tag = *result.reference.tag;
+  const bool raw = value_kind(tag.entry) == ValueKind::kRaw;
+  const uint32_t host_units = host_units_per_element(tag.entry);
+  for (const ElementRun& run : plan_elements(result.reference, Direction::kRead)) {
+    GuardedBuffer buffer(read_buffer_bytes(run.count));
+    const CallResult call = session.read(*tag.register_id, run.offset * host_units, run.count * host_units, buffer);
+    if (!call.ok()) return take_failure(call, {}, result);
+    if (raw) {
+      result.value.text += bytes_until_zero(buffer, buffer.size());
+      continue;
+    }
+    const std::vector<uint64_t> elements = decode_elements(tag.entry, buffer.data(), run.count);
+    result.value.elements.insert(result.value.elements.end(), elements.begin(), elements.end());
+  }
+}
+
+void write_string(DriverSession& session, const PreparedWrite& write, TagResult& result) {
+  for (const StringPiece& piece : write.pieces) {
+    GuardedBuffer buffer(read_buffer_bytes(piece.units));
+    const std::string text = write.value.text.substr(std::min(2 * size_t{piece.offset}, write.value.text.size()));
+    std::memcpy(buffer.data(), text.data(), std::min(text.size(), 2 * size_t{piece.units}));
+    const CallResult call = session.write(*write.reference.tag->register_id, piece.offset, piece.units, buffer);
+    if (call.ok()) continue;
+    return take_failure(call, progress_text(2 * uint64_t{piece.offset}, write.value.text.size(), "bytes"), result);
+  }
+}
+
+void write_elements(DriverSession& session, const PreparedWrite& write, TagResult& result) {
+  const Tag& tag = *write.reference.tag;
+  const uint32_t host_units = host_units_per_element(tag.entry);
+  size_t done = 0;
+  for (const ElementRun& run : write.runs) {
+    GuardedBuffer buffer(read_buffer_bytes(run.count));
+    encode_elements(tag.entry, write.value, done, run.count, buffer.data());
+    const CallResult call = session.write(*tag.register_id, run.offset * host_units, run.count * host_units, buffer);
+    if (!call.ok()) {
+      return take_failure(call, progress_text(done, write.value.elements.size(), "elements"), result);
+    }
+    done += run.count;
+  }
+}
+
+}  // namespace
+
+size_t read_buffer_bytes(uint32_t count) { return std::max<size_t>(8 * size_t{count} + 8, 2 * kReplyBytes); }
+
+std::string known_limit(const TagEntry& entry) {
+  if (entry.bit_width == 8) return "; the driver transfers no 8-bit values";
+  return {};
+}
+
+std::vector<uint64_t> decode_elements(const TagEntry& entry, const uint8_t* data, uint32_t count) {
+  std::vector<uint64_t> elements(count, 0);
+  const size_t bytes = element_bytes(entry);
+  for (uint32_t i = 0; i < count; ++i) {
+    if (entry.bit_width == 1) elements[i] = (data[i / 8] >> (i % 8)) & 1U;
+    for (size_t b = 0; b < bytes; ++b) elements[i] |= uint64_t{data[i * bytes + b]} << (8 * b);
+  }
+  return elements;
+}
+
+void encode_elements(const TagEntry& entry, const TagValue& value, size_t first, uint32_t count, uint8_t* data) {
+  const size_t bytes = element_bytes(entry);
+  for (uint32_t i = 0; i < count; ++i) {
+    const uint64_t bits = value.elements.at(first + i);
+    if (entry.bit_width == 1) data[i / 8] = static_cast<uint8_t>(data[i / 8] | (bits & 1) << (i % 8));
+    for (size_t b = 0; b < bytes; ++b) data[i * bytes + b] = static_cast<uint8_t>(bits >> (8 * b));
+  }
+}
+
+TagResult read_tag(DriverSession& session, const TagReference& reference) {
+  TagResult result = start_result(reference);
+  try {
+    if (value_kind(reference.tag->entry) == ValueKind::kText) {
+      read_string(session, result);
+    } else {
+      read_elements(session, result);
+    }
+  } catch (const PlanError& error) {
+    result.error = error.what();
+  }
+  return result;
+}
+
+PreparedWrite prepare_write(const TagReference& reference, std::string_view value_text) {
+  PreparedWrite write;
+  write.reference = reference;
+  const TagEntry& entry = reference.tag->entry;
+  if (value_kind(entry) != ValueKind::kText) {
+    write.runs = plan_elements(reference, Direction::kWrite);
+    write.value = parse_value(entry, value_text, reference.extents);
+    return write;
+  }
+  write.value = parse_value(entry, value_text, reference.extents);
+  // A zero byte behind the text ends it, unless the text fills the string.
+  const size_t length = std::min(write.value.text.size() + 1, static_cast<size_t>(std::max(entry.string_length, 0)));
+  write.pieces = plan_string_write(static_cast<uint32_t>(length / 2 + length % 2));
+  return write;
+}
+
+TagResult write_tag(DriverSession& session, const PreparedWrite& write) {
+  TagResult result = start_result(write.reference);
+  result.value = write.value;
+  if (value_kind(write.reference.tag->entry) == ValueKind::kText) {
+    write_string(session, write, result);
+  } else {
+    write_elements(session, write, result);
+  }
+  return result;
+}
+
+bool same_value(const TagEntry& entry, const TagValue& written, const TagValue& read) {
+  if (value_kind(entry) == ValueKind::kText) return written.text == read.text;
+  return written.elements == read.elements;
+}
+
+}  // namespace plc_host
