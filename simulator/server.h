@@ -1,0 +1,69 @@
+// The network side of the controller: connections, their judged requests, and faults that come between.
+#pragma once
+
+#include <uv.h>
+
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "simulator/connection.h"
+#include "simulator/controller.h"
+#include "simulator/faults.h"
+#include "simulator/listener.h"
+#include "simulator/tally.h"
+
+namespace plc_sim {
+
+// Sees the bytes of every connection in both directions, as they were sent and received.
+class TrafficObserver {
+ public:
+  TrafficObserver() = default;
+  virtual ~TrafficObserver() = default;
+  TrafficObserver(const TrafficObserver&) = delete;
+  TrafficObserver& operator=(const TrafficObserver&) = delete;
+  virtual void opened(unsigned connection, uint16_t peer_port) = 0;
+  virtual void received(unsigned connection, const Bytes& bytes) = 0;
+  virtual void sent(unsigned connection, const Bytes& bytes) = 0;
+  virtual void closed(unsigned connection) = 0;
+};
+
+class Server {
+ public:
+  using Answerer = std::function<Answer(Session&, const Bytes&)>;
+
+  Server(uv_loop_t* loop, Answerer answerer, FaultBook& faults, Tally& tally);
+
+  // Empty when listening, else what went wrong.
+  std::string listen(const std::string& host, uint16_t port) { return listener_.open(host, port); }
+  uint16_t port() const { return listener_.port(); }
+  void set_observer(TrafficObserver* observer) { observer_ = observer; }
+
+  // Arms the fault; those of the backlog happen at once.
+  void arm(const Fault& fault);
+  void clear_faults();
+
+  // Closes everything that would keep the loop running.
+  void stop();
+
+ private:
+  Delivery on_request(Connection& connection, const Bytes& frame);
+  ConnectionEvents make_events();
+  void accept(int descriptor);
+  void recover_after(unsigned wait_ms);
+  void recover();
+
+  uv_loop_t* loop_;
+  Answerer answerer_;
+  FaultBook& faults_;
+  Tally& tally_;
+  ConnectionEvents events_;
+  Listener listener_;
+  uv_timer_t recovery_timer_{};
+  TrafficObserver* observer_ = nullptr;
+  std::set<Connection*> connections_;
+  unsigned next_number_ = 1;
+};
+
+}  // namespace plc_sim

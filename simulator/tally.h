@@ -1,0 +1,40 @@
+// Counts and prints what the judge finds.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "simulator/findings.h"
+
+namespace plc_sim {
+
+class Tally {
+ public:
+  // `print` gets whole lines without their line end.
+  explicit Tally(std::function<void(const std::string&)> print) : print_(std::move(print)) {}
+
+  // `where` names the connection and the request.
+  void add(const std::string& where, const Findings& findings);
+
+  struct Counts {
+    uint64_t connections = 0;
+    uint64_t requests = 0;
+    uint64_t violations = 0;
+    uint64_t excused = 0;
+    uint64_t refused = 0;
+    uint64_t outside = 0;
+    uint64_t notes = 0;
+  };
+  Counts counts;
+
+ private:
+  void print_once(const std::string& line);
+
+  std::function<void(const std::string&)> print_;
+  std::set<std::string> printed_;
+};
+
+}  // namespace plc_sim
