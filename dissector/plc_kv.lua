@@ -1,0 +1,232 @@
+-- Dissects the variable access of KV-8000 controllers over TCP for Wireshark and tshark (Lua 5.2 and later).
+-- Written from docs/wire_protocol.md alone; docs/dissector.md lists the display filters. The folder plc_kv/ belongs to
+-- this file and stands beside it.
+--
+-- Every frame is analysed once, in the order of the capture, and drawn from the result as often as Wireshark asks:
+-- what a frame shows never depends on which frame was looked at before it.
+
+local proto = Proto("plckv", "KV Variable Access")
+
+local kHeadBytes = 10 -- length, complement and sequence number: the length counts what follows them
+local kMarkBytes = 8 -- length and complement alone
+
+local here = debug.getinfo(1, "S").source:match("^@(.*[/\\])") or ""
+local kit = {}
+for _, name in ipairs({ "fields", "nodes", "requests", "replies" }) do
+  assert(loadfile(here .. "plc_kv/" .. name .. ".lua"))(kit)
+end
+local field, fault = kit.field, kit.fault
+proto.fields = field
+proto.experts = fault
+proto.prefs.port = Pref.uint("TCP port", 0, "The controller's TCP port; 0: none (heuristic and Decode As still work)")
+
+local tcp_stream = Field.new("tcp.stream")
+local streams, entries = {}, {}
+
+function proto.init()
+  streams, entries = {}, {}
+end
+
+local function stream_of(number)
+  if not streams[number] then
+    streams[number] = { names = {}, resolved = false, partial = {}, latest = { names = {}, handles = {} } }
+  end
+  return streams[number]
+end
+
+-- Cutting a segment into frames ---------------------------------------------------------------------------------------
+
+-- The bytes that a frame at `at` announces, when a length and its complement stand there.
+local function announced_at(raw, at)
+  local a, b, c, d, e, f, g, h = raw:byte(at + 1, at + kMarkBytes)
+  if not h or a ~= 0 or b ~= 0 or e ~= 255 or f ~= 255 or c + g ~= 255 or d + h ~= 255 then return nil end
+  return c * 256 + d + kHeadBytes
+end
+
+local function next_head(raw, from)
+  for at = from, #raw - kMarkBytes do
+    if announced_at(raw, at) then return at end
+  end
+end
+
+local function may_start_head(raw, at)
+  return #raw - at < kMarkBytes and raw:byte(at + 1) == 0 and (raw:byte(at + 2) or 0) == 0
+end
+
+-- Where the frame at `at` ends and how many bytes it announces; no end while bytes are missing. A frame that is cut
+-- short ends where the next head stands, and one with bytes behind its end takes them along.
+local function cut_frame(raw, at)
+  local announced = announced_at(raw, at)
+  if not announced then
+    if may_start_head(raw, at) then return nil, kHeadBytes end
+    local stop = next_head(raw, at + 1) or #raw
+    return stop, stop - at
+  end
+  local inner = next_head(raw, at + kHeadBytes)
+  if inner and inner < at + announced then return inner, announced end
+  if at + announced > #raw then return nil, announced end
+  local stop = at + announced
+  if stop < #raw and not announced_at(raw, stop) and not may_start_head(raw, stop) then stop = inner or #raw end
+  return stop, announced
+end
+
+-- Directions ----------------------------------------------------------------------------------------------------------
+
+local function has_faults(lines)
+  for _, line in ipairs(lines) do
+    if #line.faults > 0 or has_faults(line) then return true end
+  end
+  return false
+end
+
+-- A frame that is a request to the last byte.
+local function is_perfect_request(tvb)
+  local announced = tvb:len() > kHeadBytes + 1 and announced_at(tvb:raw(), 0)
+  if not announced or announced > tvb:len() then return false end
+  local info = kit.analyse_request(tvb(0, announced):tvb(), announced, stream_of(-1), true)
+  return kit.function_names[info.func] ~= nil and not has_faults(info.lines)
+end
+
+local function source_of(pinfo)
+  return tostring(pinfo.src) .. " " .. pinfo.src_port
+end
+
+local function comes_from_client(tvb, pinfo, stream)
+  if not stream.client then
+    local port = proto.prefs.port
+    local from_client = pinfo.dst_port == port or (pinfo.src_port ~= port and is_perfect_request(tvb))
+    stream.client = from_client and source_of(pinfo) or tostring(pinfo.dst) .. " " .. pinfo.dst_port
+  end
+  return stream.client == source_of(pinfo)
+end
+
+-- Pairing requests and replies ----------------------------------------------------------------------------------------
+
+-- Remembers the first segment of a frame that is not complete yet: a cut one is answered before it can be told.
+local function note_partial(stream, side, bytes, announced, pinfo)
+  local partial = stream.partial[side] or { frame = pinfo.number, time = pinfo.rel_ts }
+  partial.count, partial.announced = bytes:len(), announced
+  if side == "request" then
+    partial.info = kit.analyse_request(bytes, announced, stream, true)
+  elseif not partial.request then
+    partial.request, stream.pending = stream.pending, nil
+  end
+  stream.partial[side] = partial
+end
+
+local function take_request(stream, bytes, announced, pinfo)
+  local partial = stream.partial.request
+  stream.partial.request = nil
+  local info = kit.analyse_request(bytes, announced, stream)
+  local entry = { info = info, frame = pinfo.number, time = pinfo.rel_ts }
+  if partial and partial.count == bytes:len() then
+    entry.frame, entry.time, entry.reply_in = partial.frame, partial.time, partial.reply_in
+  end
+  if entry.reply_in then return entry end
+  if stream.pending then
+    stream.pending.no_reply = true
+    kit.nodes.blame(info.lines[1], fault.unanswered, string.format("Frame %d was not answered", stream.pending.frame))
+  end
+  stream.pending = entry
+  return entry
+end
+
+local function take_reply(stream, bytes, announced, pinfo)
+  local begun = stream.partial.reply
+  local request = begun and begun.request or stream.pending
+  if not (begun and begun.request) then stream.pending = nil end
+  stream.partial.reply = nil
+  local cut = not request and stream.partial.request
+  if cut and not cut.reply_in then request = cut end
+  local info = kit.analyse_reply(bytes, announced, stream, request and request.info)
+  local entry = { info = info, frame = pinfo.number }
+  if request then
+    request.reply_in = pinfo.number
+    entry.request_in, entry.seconds = request.frame, pinfo.rel_ts - request.time
+  end
+  if request and request == cut then
+    kit.nodes.blame(info.lines[1], fault.cut_request,
+                    string.format("%d of %d bytes in frame %d", cut.count, cut.announced, cut.frame))
+  end
+  return entry
+end
+
+local function time_of(seconds)
+  local whole = math.floor(seconds)
+  return NSTime.new(whole, math.floor((seconds - whole) * 1e6 + 0.5) * 1000)
+end
+
+local function draw_links(entry, tree)
+  if entry.info.is_request then
+    if entry.reply_in then tree:add(field.reply_in, entry.reply_in):set_generated() end
+    if entry.no_reply then tree:add_proto_expert_info(fault.no_reply) end
+  elseif entry.request_in then
+    tree:add(field.request_in, entry.request_in):set_generated()
+    tree:add(field.reply_time, time_of(entry.seconds)):set_generated()
+  end
+end
+
+local function show_frame(bytes, announced, pinfo, tree, key, stream, from_client)
+  local entry = entries[key]
+  if not entry then
+    local taken = from_client and take_request or take_reply
+    entry = taken(stream, bytes, announced, pinfo)
+    if bytes:len() > announced then
+      kit.nodes.blame(entry.info.lines[1], fault.surplus, string.format("%d bytes", bytes:len() - announced))
+    end
+    entries[key] = entry
+  end
+  local info = entry.info
+  local summary = info.column and info.title .. ": " .. info.column or info.title
+  local item = tree:add(proto, bytes(0, bytes:len()), proto.description .. ", " .. summary)
+  for _, line in ipairs(info.lines) do kit.nodes.draw(line, bytes, item) end
+  draw_links(entry, item)
+  return summary
+end
+
+function proto.dissector(tvb, pinfo, tree)
+  local number = tcp_stream().value
+  local stream, raw = stream_of(number), tvb:raw()
+  local from_client = comes_from_client(tvb, pinfo, stream)
+  local side = from_client and "request" or "reply"
+  pinfo.cols.protocol = "PLCKV"
+  local summaries, at = {}, 0
+  while at < #raw do
+    local stop, announced = cut_frame(raw, at)
+    local bytes = tvb(at, (stop or #raw) - at):tvb()
+    if not stop then
+      if not pinfo.visited then note_partial(stream, side, bytes, announced, pinfo) end
+      local item = tree:add(proto, bytes(0, bytes:len()), proto.description .. ", part of a " .. side)
+      item:add_proto_expert_info(fault.continues, string.format("%d of %d bytes", bytes:len(), announced))
+      summaries[#summaries + 1] = "Part of a " .. side
+      pinfo.desegment_offset = at
+      pinfo.desegment_len = DESEGMENT_ONE_MORE_SEGMENT
+      break
+    end
+    local key = string.format("%d/%d/%d", pinfo.number, tvb:offset() + at, #raw)
+    summaries[#summaries + 1] = show_frame(bytes, announced, pinfo, tree, key, stream, from_client)
+    at = stop
+  end
+  pinfo.cols.info = table.concat(summaries, " | ")
+  return #raw
+end
+
+local function dissect_if_ours(tvb, pinfo, tree)
+  local stream = streams[tcp_stream().value]
+  if not (stream and stream.client) and not is_perfect_request(tvb) then return false end
+  pinfo.conversation = proto
+  proto.dissector(tvb, pinfo, tree)
+  return true
+end
+
+local tcp_ports = DissectorTable.get("tcp.port")
+local bound_port = 0
+
+function proto.prefs_changed()
+  if bound_port > 0 then tcp_ports:remove(bound_port, proto) end
+  bound_port = proto.prefs.port
+  if bound_port > 0 then tcp_ports:add(bound_port, proto) end
+end
+
+tcp_ports:add_for_decode_as(proto)
+proto:register_heuristic("tcp", dissect_if_ours)
