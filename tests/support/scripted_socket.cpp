@@ -32,7 +32,7 @@ void ScriptedSocket::forget() {
   closes_ = 0;
 }
 
-void ScriptedSocket::note(const char* call) {
+void ScriptedSocket::note(const std::string& call) {
   calls_ += calls_.empty() ? "" : " ";
   calls_ += call;
   ++call_count_;
@@ -50,16 +50,19 @@ SocketAnswer ScriptedSocket::take_answer(const Bytes& request) {
   return next;
 }
 
+void ScriptedSocket::on_pause(unsigned microseconds) { note("usleep(" + std::to_string(microseconds) + ")"); }
+
 int ScriptedSocket::on_connect() {
   note("connect");
-  return 0;
+  errno = EINPROGRESS;
+  return holds_connects_ ? -1 : 0;
 }
 
 int ScriptedSocket::on_select(bool for_writing) {
   note("select");
   const bool speaks = !waiting_.empty() || state_ == SocketAnswer::Kind::kReply ||
                       state_ == SocketAnswer::Kind::kClosed || state_ == SocketAnswer::Kind::kReceiveFails;
-  return for_writing || speaks ? 1 : 0;
+  return for_writing ? !holds_connects_ : speaks;
 }
 
 long ScriptedSocket::on_send(const void* bytes, size_t length) {
@@ -114,6 +117,7 @@ int __real_select(int count, fd_set* readable, fd_set* writable, fd_set* failing
 ssize_t __real_send(int descriptor, const void* bytes, size_t length, int flags);
 ssize_t __real_recv(int descriptor, void* bytes, size_t length, int flags);
 int __real_close(int descriptor);
+int __real_usleep(useconds_t microseconds);
 
 int __wrap_socket(int domain, int type, int protocol);
 int __wrap_connect(int descriptor, const sockaddr* address, socklen_t length);
@@ -123,6 +127,7 @@ int __wrap_select(int count, fd_set* readable, fd_set* writable, fd_set* failing
 ssize_t __wrap_send(int descriptor, const void* bytes, size_t length, int flags);
 ssize_t __wrap_recv(int descriptor, void* bytes, size_t length, int flags);
 int __wrap_close(int descriptor);
+int __wrap_usleep(useconds_t microseconds);
 
 int __wrap_socket(int domain, int type, int protocol) {
   return plc_test::current != nullptr ? ScriptedSocket::kDescriptor : __real_socket(domain, type, protocol);
@@ -175,6 +180,14 @@ int __wrap_close(int descriptor) {
     return __real_close(descriptor);
   }
   script->on_close();
+  return 0;
+}
+
+int __wrap_usleep(useconds_t microseconds) {
+  if (plc_test::current == nullptr) {
+    return __real_usleep(microseconds);
+  }
+  plc_test::current->on_pause(microseconds);
   return 0;
 }
 

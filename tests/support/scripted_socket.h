@@ -47,13 +47,16 @@ class ScriptedSocket {
   // From now on the answer to each request is what this makes of it.
   void answer_each(std::function<SocketAnswer(const Bytes& request)> make) { make_answer_ = std::move(make); }
 
+  // From now on a connect is never answered.
+  void hold_connects() { holds_connects_ = true; }
+
   // Bytes that wait on the socket before the next request.
   void leave_stale(const Bytes& bytes) { waiting_ = waiting_ + bytes; }
 
   const std::vector<Bytes>& requests() const { return requests_; }
   size_t unused_answers() const { return answers_.size(); }
 
-  // The calls on the socket in order, a word each: "select send select recv".
+  // The calls on the socket, and pauses, in order, a word each: "usleep(5000) select send select recv".
   const std::string& calls() const { return calls_; }
   size_t call_count() const { return call_count_; }
 
@@ -64,6 +67,7 @@ class ScriptedSocket {
   void forget();
 
   // What the wrapped calls do.
+  void on_pause(unsigned microseconds);
   int on_connect();
   int on_select(bool for_writing);
   long on_send(const void* bytes, size_t length);
@@ -71,13 +75,14 @@ class ScriptedSocket {
   void on_close();
 
  private:
-  void note(const char* call);
+  void note(const std::string& call);
   SocketAnswer take_answer(const Bytes& request);
 
   std::deque<SocketAnswer> answers_;
   std::function<SocketAnswer(const Bytes&)> make_answer_;
   SocketAnswer::Kind state_ = SocketAnswer::Kind::kSilent;  // of the last request
   int error_ = 0;
+  bool holds_connects_ = false;
   Bytes waiting_;  // to be received
   std::vector<Bytes> requests_;
   std::string calls_;
