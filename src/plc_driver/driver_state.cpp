@@ -22,6 +22,7 @@ uint32_t string_id;
 
 BatchSlot OMRON_TEMP[kBatchSlots];
 ReadItem INIT_TAG[kBatchSlots];
+uint32_t batch_slots;
 uint32_t reg_init_num;
 uint32_t reg_interact_num;
 

@@ -64,6 +64,7 @@ extern uint32_t string_id;  // records in use
 // The batch that is being read; rebuilt by every batch.
 extern BatchSlot OMRON_TEMP[kBatchSlots];
 extern ReadItem INIT_TAG[kBatchSlots];
+extern uint32_t batch_slots;  // slots of the last batch: what the next one clears of both tables
 extern uint32_t reg_init_num;
 extern uint32_t reg_interact_num;
 

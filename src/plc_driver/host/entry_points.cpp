@@ -48,10 +48,22 @@ NameScope read_scope(const TagEntry& entry, uint32_t id) {
   return {false, program != nullptr ? static_cast<uint8_t>(program->number) : entry.local_index};
 }
 
+// Clears what the last batch left in both tables.
+void clear_slots() {
+  for (uint32_t i = 0; i < batch_slots; ++i) {
+    OMRON_TEMP[i].reg_id = 0;
+    OMRON_TEMP[i].element = 0;
+    OMRON_TEMP[i].run = 0;
+    memset(INIT_TAG[i].name, 0, strlen(INIT_TAG[i].name));
+    INIT_TAG[i].reg_id = 0;
+    INIT_TAG[i].element = 0;
+  }
+}
+
 // Fills one slot per element. Returns the sum of the counts.
 uint32_t fill_slots(BatchReadRequest* elements, uint32_t count) {
-  memset(OMRON_TEMP, 0, sizeof OMRON_TEMP);
-  memset(INIT_TAG, 0, sizeof INIT_TAG);
+  clear_slots();
+  batch_slots = count;
   uint32_t total = 0;
   for (uint32_t i = 0; i < count; ++i) {
     OMRON_TEMP[i].reg_id = take_register_id(&elements[i].reg_type, elements[i].address);

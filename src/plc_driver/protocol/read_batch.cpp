@@ -150,7 +150,8 @@ bool build_resolve(BatchRead* batch, Frame* frame, FrameWriter* request) {
     frame->names += name_count(*batch, *entry, slot);
     slot = next_slot(*entry, slot);
   }
-  if (request->failed) return false;
+  // A frame whose second request would not fit is not begun.
+  if (request->failed || frame->names > kReferenceLimit) return false;
   frame->stop = slot;
   request->bytes[kSubBlockCountOffset] = static_cast<uint8_t>(sub_blocks);
   fix_name_count(last_is_global, frame->names, request);

@@ -77,7 +77,9 @@ constexpr uint32_t kDirectoryEmptyStepBytes = 6;  // without one
 //
 //   12      13        15           18            +1    +2    +3         +4 .. +7
 //  | 00 | count    | 00 00 00 | 00 | lead   | 00 | size code | reference  | ...
+constexpr uint32_t kReferencesOffset = 18;
 constexpr uint32_t kReferenceBytes = 8;
+constexpr uint32_t kReferenceLimit = (kReadRequestBytes - kReferencesOffset) / kReferenceBytes;
 
 // Write request: 13 lead, 17 number of 16-bit units, 18 to 21 reference, values from 22.
 constexpr uint32_t kWriteValueOffset = 22;
