@@ -1,0 +1,208 @@
+// Tests of what watch notices, and of how it draws it.
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "chart.h"
+#include "host_test_records.h"
+#include "utf8_text.h"
+#include "watch_output.h"
+#include "watch_screen.h"
+#include "watch_state.h"
+
+namespace plc_host {
+namespace {
+
+using namespace plc_host_test;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+class WatchTest : public testing::Test {
+ protected:
+  WatchTest() {
+    for (const Tag& tag : list_.tags) references_.push_back(whole_tag(tag));
+    state_ = std::make_unique<WatchState>(references_);
+  }
+
+  TagResult value(size_t row, uint64_t bits) {
+    TagResult result;
+    result.name = references_[row].text;
+    result.reference = references_[row];
+    result.value.elements = {bits};
+    return result;
+  }
+
+  TagResult failure(size_t row, bool connection_lost) {
+    TagResult result = value(row, 0);
+    result.error = "the transfer failed (3)";
+    result.code = 3;
+    result.connection_lost = connection_lost;
+    return result;
+  }
+
+  RoundOutcome round(const std::vector<TagResult>& results) {
+    now_ += seconds(2);
+    return state_->take_round(results, now_);
+  }
+
+  TagList list_ = make_list({make_entry("Speed", kInt), make_entry("Ready", kBool)});
+  std::vector<TagReference> references_;
+  std::unique_ptr<WatchState> state_;
+  WatchTime now_ = WatchTime(std::chrono::hours(1));
+};
+
+TEST_F(WatchTest, FirstRound_EveryValueIsNew) {
+  EXPECT_EQ(round({value(0, 1), value(1, 0)}).changed, (std::vector<size_t>{0, 1}));
+}
+
+TEST_F(WatchTest, UnchangedValue_IsNoNews) {
+  round({value(0, 1), value(1, 0)});
+  EXPECT_EQ(round({value(0, 2), value(1, 0)}).changed, std::vector<size_t>{0});
+  EXPECT_TRUE(round({value(0, 2), value(1, 0)}).changed.empty());
+}
+
+TEST_F(WatchTest, ControllerGoesAwayAndComesBack_EachIsSaidOnce) {
+  round({value(0, 1), value(1, 0)});
+  EXPECT_TRUE(round({failure(0, true), {}}).lost);
+  EXPECT_TRUE(state_->is_away());
+  EXPECT_FALSE(round({failure(0, true), {}}).lost);
+  const RoundOutcome back = round({value(0, 1), value(1, 0)});
+  EXPECT_TRUE(back.back);
+  EXPECT_EQ(back.away, seconds(4));
+  EXPECT_FALSE(round({value(0, 1), value(1, 0)}).back);
+}
+
+TEST_F(WatchTest, ControllerThatNeverAnswered_IsAwayFromTheStart) {
+  const RoundOutcome outcome = round({failure(0, true), {}});
+  EXPECT_TRUE(outcome.lost);
+  EXPECT_TRUE(outcome.failed.empty());
+}
+
+TEST_F(WatchTest, OutageWithoutAClosedSocket_IsNoticedToo) {
+  round({value(0, 1), value(1, 0)});
+  EXPECT_TRUE(round({failure(0, false), failure(1, false)}).lost);
+}
+
+TEST_F(WatchTest, VariableThatNeverHadAValue_IsReportedAtOnceAndOnce) {
+  EXPECT_EQ(round({value(0, 1), failure(1, false)}).failed, std::vector<size_t>{1});
+  EXPECT_TRUE(round({value(0, 1), failure(1, false)}).failed.empty());
+}
+
+TEST_F(WatchTest, VariableThatFailsOnce_IsNotReported) {
+  round({value(0, 1), value(1, 0)});
+  EXPECT_TRUE(round({value(0, 1), failure(1, false)}).failed.empty());
+  EXPECT_TRUE(round({value(0, 1), value(1, 0)}).changed.empty());
+}
+
+TEST_F(WatchTest, VariableThatKeepsFailing_IsReportedAndItsReturnToo) {
+  round({value(0, 1), value(1, 0)});
+  round({value(0, 1), failure(1, false)});
+  EXPECT_EQ(round({value(0, 1), failure(1, false)}).failed, std::vector<size_t>{1});
+  EXPECT_EQ(round({value(0, 1), value(1, 0)}).changed, std::vector<size_t>{1});
+}
+
+TEST_F(WatchTest, DriverLines_AreShownOncePerOutage) {
+  EXPECT_TRUE(state_->is_new_line("select time out"));
+  EXPECT_FALSE(state_->is_new_line("select time out"));
+  round({failure(0, true), {}});
+  round({value(0, 1), value(1, 0)});
+  EXPECT_TRUE(state_->is_new_line("select time out"));
+}
+
+TEST_F(WatchTest, Table_ShowsValueMarkAndAge) {
+  round({value(0, 12), failure(1, false)});
+  const std::vector<std::string> fresh = draw_table(*state_, now_ + milliseconds(400), 80, 24);
+  ASSERT_EQ(fresh.size(), 4U);
+  EXPECT_EQ(fresh[0], "NAME   TYPE    AGE     VALUE");
+  EXPECT_EQ(fresh[1], "Speed  INT   * 0.4 s   12");
+  EXPECT_EQ(fresh[2], "Ready  BOOL    -       (the transfer failed (3))");
+  EXPECT_EQ(draw_table(*state_, now_ + seconds(30), 80, 24)[1], "Speed  INT     30 s    12");
+}
+
+TEST_F(WatchTest, Table_KeepsToTheTerminal) {
+  round({value(0, 12), value(1, 1)});
+  const std::vector<std::string> lines = draw_table(*state_, now_, 12, 4);
+  for (const std::string& line : lines) EXPECT_LE(display_width(line), 12U) << line;
+  const std::vector<std::string> low = draw_table(*state_, now_, 80, 3);
+  EXPECT_EQ(low.at(1), "... and 2 more");
+}
+
+TEST(AgeText, Ages_AreRounded) {
+  EXPECT_EQ(age_text(milliseconds(400)), "0.4 s");
+  EXPECT_EQ(age_text(seconds(12)), "12 s");
+  EXPECT_EQ(age_text(seconds(180)), "3 min");
+  EXPECT_EQ(age_text(std::chrono::hours(5)), "5 h");
+}
+
+TEST(Chart, Samples_FillFromTheRight) {
+  Chart chart("Speed");
+  for (const double sample : {0.0, 5.0, 10.0}) chart.add(sample);
+  chart.add(std::nullopt);
+  const std::vector<std::string> lines = chart.draw(20, 2);
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_EQ(lines[0], "Speed");
+  EXPECT_EQ(lines[1], "        10 |  \xE2\x96\x88 ");
+  EXPECT_EQ(lines[2], "         0 |\xE2\x96\x81\xE2\x96\x88\xE2\x96\x88 ");
+}
+
+TEST(Chart, ValueThatDoesNotMove_StandsInTheMiddle) {
+  Chart chart("Speed");
+  chart.add(7);
+  const std::vector<std::string> lines = chart.draw(20, 2);
+  EXPECT_EQ(lines[1], "         7 | ");
+  EXPECT_EQ(lines[2], "         7 |\xE2\x96\x88");
+}
+
+TEST(Chart, NothingToShow_IsAnEmptyScale) {
+  Chart chart("Speed");
+  chart.add(std::numeric_limits<double>::quiet_NaN());
+  EXPECT_EQ(chart.draw(20, 1).at(1), "           | ");
+  EXPECT_EQ(chart.draw(5, 4).size(), 1U);
+}
+
+TEST(Chart, SpreadBeyondTheLargestNumber_IsDrawn) {
+  Chart chart("Speed");
+  chart.add(std::numeric_limits<double>::max());
+  chart.add(std::numeric_limits<double>::lowest());
+  EXPECT_EQ(chart.draw(20, 1).at(1).substr(12), "\xE2\x96\x88\xE2\x96\x81");
+}
+
+TEST(Chart, MoreSamplesThanColumns_TheNewestAreShown) {
+  Chart chart("Speed");
+  for (int i = 0; i < 2000; ++i) chart.add(i < 1990 ? 1000 : i);
+  EXPECT_EQ(chart.draw(22, 1).at(1).substr(0, 12), "      1999 |");
+  EXPECT_EQ(chart.draw(22, 2).at(2).substr(0, 12), "      1990 |");
+}
+
+TEST(WatchOutput, CsvField_IsQuotedWhereItMustBe) {
+  EXPECT_EQ(csv_field("abc"), "abc");
+  EXPECT_EQ(csv_field("a,\"b\""), "\"a,\"\"b\"\"\"");
+}
+
+TEST(WatchOutput, SummaryWithoutCalls_DividesByNothing) {
+  EXPECT_EQ(summary_text({}), "0 calls, 0 failures, round trip 0.00 / 0.00 / 0.00 ms (shortest / mean / longest)");
+}
+
+TEST(Utf8Text, Width_CountsCharacters) {
+  EXPECT_EQ(display_width("abc"), 3U);
+  EXPECT_EQ(display_width("\xC3\xA9"), 1U);
+  EXPECT_EQ(display_width("\xE4\xB8\xAD"), 2U);
+  EXPECT_EQ(display_width("\xFF"), 1U);
+}
+
+TEST(Utf8Text, Malformed_IsNoUtf8) {
+  for (const char* text : {"\xFF", "\xC3", "\xC0\x80", "\xED\xA0\x80", "\xF5\x80\x80\x80", "\xE4\xB8", "\x80"}) {
+    EXPECT_FALSE(is_utf8(text));
+  }
+  EXPECT_TRUE(is_utf8("a\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80"));
+}
+
+TEST(Utf8Text, CutText_FitsAndSaysSo) {
+  EXPECT_EQ(fit_columns("abcdef", 4), "abc\xE2\x80\xA6");
+  EXPECT_EQ(fit_columns("\xE4\xB8\xAD\xE4\xB8\xAD", 3), "\xE4\xB8\xAD\xE2\x80\xA6");
+  EXPECT_EQ(fit_columns("abc", 3), "abc");
+  EXPECT_EQ(pad_columns("\xE4\xB8\xAD", 4), "\xE4\xB8\xAD  ");
+}
+
+}  // namespace
+}  // namespace plc_host
