@@ -89,6 +89,7 @@ namespace plc {
 
 const TypeEntry* find_type(const char* name, uint32_t length) {
   for (const TypeEntry& row : type_list) {
+    if (row.name[0] != name[0]) continue;
     if (strncmp(row.name, name, length) == 0 && row.name[length] == '\0') return &row;
   }
   return nullptr;

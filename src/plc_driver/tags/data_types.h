@@ -10,7 +10,7 @@ extern const uint32_t pow_val[2];
 
 namespace plc {
 
-// The row whose name is these length characters exactly, or null. length is at most 99.
+// The row whose name is these length characters exactly, or null. length is 1 to 99.
 const TypeEntry* find_type(const char* name, uint32_t length);
 
 }  // namespace plc

@@ -13,13 +13,16 @@ Decimal parse_decimal(const char* text, uint32_t length) {
   const uint32_t first_digit = at;
   // One more than INT32_MAX is what a negative number may reach.
   const uint32_t limit = negative ? 0x80000000U : 0x7FFFFFFFU;
-  uint32_t magnitude = 0;
-  for (; at < length && text[at] >= '0' && text[at] <= '9'; ++at) {
-    const uint32_t digit = static_cast<uint32_t>(text[at] - '0');
-    magnitude = magnitude > (limit - digit) / 10 ? limit : magnitude * 10 + digit;
+  uint64_t magnitude = 0;
+  for (; at < length; ++at) {
+    const uint32_t digit = static_cast<uint32_t>(text[at]) - '0';
+    if (digit > 9) break;
+    magnitude = magnitude * 10 + digit;
+    if (magnitude > limit) magnitude = limit;
   }
   if (at == first_digit) return {0, 0};
-  return {static_cast<int32_t>(negative ? 0U - magnitude : magnitude), at};
+  const auto low = static_cast<uint32_t>(magnitude);
+  return {static_cast<int32_t>(negative ? 0U - low : low), at};
 }
 
 }  // namespace plc

@@ -58,25 +58,37 @@ bool read_text(Build* build) {
 struct LineReader {
   const char* at;
   const char* end;
-  uint32_t number = 1;  // of the line that the next piece belongs to
+  uint32_t number = 0;  // of the last line that ended
 
   explicit LineReader(const Build& build) : at(build.text), end(build.text + build.text_length) {}
 
-  bool next(const char** line, uint32_t* length, uint32_t* line_number) {
+  // The next line, split. One look at each byte: most are above all that matter.
+  bool next(TagLine* line) {
     while (at < end) {
-      const size_t left = static_cast<size_t>(end - at);
-      const size_t limit = left < kPieceLimitBytes ? left : kPieceLimitBytes;
-      const char* piece = at;
-      const auto* line_feed = static_cast<const char*>(memchr(piece, '\n', limit));
-      if (line_feed == nullptr) {  // a longer line loses this piece; the rest is a line of its own (D6)
-        at += limit;
-        continue;
+      const char* limit = end - at > static_cast<ptrdiff_t>(kPieceLimitBytes) ? at + kPieceLimitBytes : end;
+      if (read_piece(limit, line)) return true;
+    }
+    return false;
+  }
+
+ private:
+  // A longer line loses the pieces that do not end it; what is left is a line of its own (D6).
+  bool read_piece(const char* limit, TagLine* line) {
+    line->text = at;
+    line->comma_count = 0;
+    bool has_zero = false;
+    while (at < limit) {
+      const auto c = static_cast<unsigned char>(*at++);
+      if (c > ',') continue;
+      if (c == ',') {
+        line->commas[line->comma_count++] = static_cast<uint32_t>(at - 1 - line->text);
+      } else if (c == '\n') {
+        ++number;
+        line->length = static_cast<uint32_t>(at - line->text);
+        return !has_zero;
+      } else if (c == '\0') {
+        has_zero = true;
       }
-      at = line_feed + 1;
-      *line_number = number++;
-      *line = piece;
-      *length = static_cast<uint32_t>(at - piece);
-      if (memchr(piece, '\0', *length) == nullptr) return true;
     }
     return false;
   }
@@ -115,17 +127,15 @@ void count_indexed(Build* build, uint32_t id, uint32_t line, uint32_t* run, uint
 
 void count_records(Build* build, uint32_t* group_ids) {
   LineReader lines(*build);
-  const char* line = nullptr;
-  uint32_t length = 0;
-  uint32_t line_number = 0;
+  TagLine line;
   uint32_t run = 0;
   uint32_t last_id = 0;
-  while (build->rejected == nullptr && lines.next(&line, &length, &line_number)) {
+  while (build->rejected == nullptr && lines.next(&line)) {
     uint32_t id = 0;
-    if (!classify_tag_line(line, length, &id) || id < kFirstIndexedId) {
+    if (!classify_tag_line(line, &id) || id < kFirstIndexedId) {
       ++build->plain;
     } else {
-      count_indexed(build, id, line_number, &run, &last_id, group_ids);
+      count_indexed(build, id, lines.number, &run, &last_id, group_ids);
     }
   }
   if (build->group_count > 0) build->group_sizes[build->group_count - 1] = static_cast<uint8_t>(run + 1);
@@ -184,24 +194,18 @@ TagEntry* next_indexed_record(Build* build, GroupCursor* cursor, uint32_t id) {
 
 void parse_records(Build* build) {
   LineReader lines(*build);
-  const char* line = nullptr;
-  uint32_t length = 0;
-  uint32_t line_number = 0;
+  TagLine line;
   TagEntry* plain = build->entries;
   GroupCursor cursor;
-  while (lines.next(&line, &length, &line_number)) {
+  while (lines.next(&line)) {
     uint32_t id = 0;
-    TagEntry* entry = nullptr;
-    if (!classify_tag_line(line, length, &id) || id < kFirstIndexedId) {
-      entry = plain++;
-    } else {
-      entry = next_indexed_record(build, &cursor, id);
-    }
+    const bool is_plain = !classify_tag_line(line, &id) || id < kFirstIndexedId;
+    TagEntry* entry = is_plain ? plain++ : next_indexed_record(build, &cursor, id);
     if (entry == nullptr) {
-      reject(build, line_number, "its run of ids does not match the ids of column 8");
+      reject(build, lines.number, "its run of ids does not match the ids of column 8");
       return;
     }
-    parse_tag_line(line, length, entry);
+    parse_tag_line(line, entry);
   }
   if (cursor.filled > 0) build->groups[cursor.group].count = static_cast<uint8_t>(cursor.filled);
 }

@@ -28,26 +28,25 @@ struct Text {
 
 // The fields of a line, one after the other.
 struct FieldReader {
-  const char* at;
-  const char* end;
-  bool past_last = false;
+  const TagLine* line;
+  uint32_t field = 0;
+  uint32_t start = 0;
 
-  // The next field that a comma ends; false, and the reader is used up, when there is none.
-  bool next_ended(Text* field) {
-    const size_t left = static_cast<size_t>(end - at);
-    const auto* comma = static_cast<const char*>(memchr(at, ',', left));
-    if (comma == nullptr) return false;
-    *field = {at, static_cast<uint32_t>(comma - at)};
-    at = comma + 1;
+  // The next field that a comma ends; false, and nothing is taken, when there is none.
+  bool next_ended(Text* out) {
+    if (field >= line->comma_count) return false;
+    const uint32_t comma = line->commas[field++];
+    *out = {line->text + start, comma - start};
+    start = comma + 1;
     return true;
   }
 
   // The next field, also the line's last one, which no comma ends.
-  bool next(Text* field) {
-    if (past_last) return false;
-    if (next_ended(field)) return true;
-    *field = {at, static_cast<uint32_t>(end - at)};
-    past_last = true;
+  bool next(Text* out) {
+    if (next_ended(out)) return true;
+    if (field > line->comma_count) return false;
+    *out = {line->text + start, line->length - start};
+    ++field;
     return true;
   }
 };
@@ -70,8 +69,13 @@ struct NameWriter {
     for (; count > 0; --count) put('#');
   }
 
-  // Copies the text with a '#' after each '['. Returns how many there were.
+  // Copies the text with a '#' after each '[' from this place on. Returns how many there were.
   uint32_t put_marked(Text text, uint32_t first_marked) {
+    if (!text.holds('[') && text.length < PLC_NAME_BYTES - length) {
+      memcpy(out + length, text.bytes, text.length);
+      length += text.length;
+      return 0;
+    }
     uint32_t brackets = 0;
     for (uint32_t i = 0; i < text.length; ++i) {
       put(text.bytes[i]);
@@ -83,7 +87,7 @@ struct NameWriter {
     return brackets;
   }
 
-  // Drops a last character that lost some of its bytes, and clears the rest of the field.
+  // Drops a last character that lost some of its bytes.
   void finish() {
     if (cut) {
       uint32_t whole = 0;
@@ -92,16 +96,15 @@ struct NameWriter {
         whole = next;
         next += utf8_sequence_length(static_cast<uint8_t>(out[whole]));
       }
-      length = whole;
+      memset(out + whole, 0, length - whole);
     }
-    memset(out + length, 0, PLC_NAME_BYTES - length);
   }
 };
 
 // Column 1, joined with the one or two columns after it when commas split its subscripts. False when the line ends
 // before the name does; the name is then empty.
 bool read_name(FieldReader* fields, TagEntry* entry) {
-  Text parts[3];
+  Text parts[3] = {};
   if (!fields->next_ended(&parts[0])) return false;
   const bool joined = parts[0].holds('[') && !parts[0].holds(']');
   bool three = false;
@@ -186,7 +189,7 @@ void set_scope_name(Text column, TagEntry* entry) {
   if (line_feed != nullptr) column.length = static_cast<uint32_t>(line_feed - column.bytes);
   column = column.first(PLC_NAME_BYTES - 1);
   memcpy(entry->scope_name, column.bytes, column.length);
-  memset(entry->scope_name + column.length, 0, PLC_NAME_BYTES - column.length);
+  entry->scope_name[column.length] = '\0';
 }
 
 uint8_t find_device(Text column) {
@@ -240,9 +243,8 @@ bool read_leading_columns(FieldReader* fields, TagEntry* entry) {
 
 }  // namespace
 
-void parse_tag_line(const char* line, uint32_t length, TagEntry* entry) {
-  FieldReader fields{line, line + length};
-  memset(entry->name, 0, PLC_NAME_BYTES);
+void parse_tag_line(const TagLine& line, TagEntry* entry) {
+  FieldReader fields{&line};
   entry->device_kind = kNoDevice;
   entry->tag_id = 0;
   Text id;
@@ -251,20 +253,16 @@ void parse_tag_line(const char* line, uint32_t length, TagEntry* entry) {
   read_optional_columns(&fields, entry);
 }
 
-bool classify_tag_line(const char* line, uint32_t length, uint32_t* id) {
+bool classify_tag_line(const TagLine& line, uint32_t* id) {
   constexpr uint32_t kCommasFromEnd = 5;
-  const char* last = nullptr;
-  const char* comma = line + length;
-  for (uint32_t found = 0; found < kCommasFromEnd; ++found) {
-    comma = static_cast<const char*>(memrchr(line, ',', static_cast<size_t>(comma - line)));
-    if (comma == nullptr) return false;
-    if (last == nullptr) last = comma;
-  }
+  if (line.comma_count < kCommasFromEnd) return false;
+  const uint32_t last = line.commas[line.comma_count - 1];
+  const uint32_t comma = line.commas[line.comma_count - kCommasFromEnd];
   // Four commas lie between the id and the last comma: with the three columns between them empty, the id loses its last
   // digit, and without an id there is nothing to convert (D5).
-  const uint32_t distance = static_cast<uint32_t>(last - comma);
+  const uint32_t distance = last - comma;
   const uint32_t copied = distance > kCommasFromEnd ? distance - kCommasFromEnd : 0;
-  *id = static_cast<uint32_t>(parse_decimal(comma + 1, copied).value);
+  *id = static_cast<uint32_t>(parse_decimal(line.text + comma + 1, copied).value);
   return true;
 }
 
@@ -273,7 +271,16 @@ bool classify_tag_line(const char* line, uint32_t length, uint32_t* id) {
 extern "C" {
 
 int pase_str(const char* line, TagEntry* entry) {
-  plc::parse_tag_line(line, static_cast<uint32_t>(strlen(line)), entry);
+  plc::TagLine split;
+  split.text = line;
+  split.length = static_cast<uint32_t>(strlen(line));
+  split.comma_count = 0;
+  for (const char* at = strchr(line, ','); at != nullptr && split.comma_count < plc::kLineCommaLimit;
+       at = strchr(at + 1, ',')) {
+    split.commas[split.comma_count++] = static_cast<uint32_t>(at - line);
+  }
+  memset(entry->name, 0, PLC_NAME_BYTES);
+  plc::parse_tag_line(split, entry);
   return 0;
 }
 

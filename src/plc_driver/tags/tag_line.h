@@ -22,11 +22,21 @@ PLC_PRIVATE_API void insert(char* text, const char* ch, int pos);
 
 namespace plc {
 
-// pase_str for length bytes that need no terminator.
-void parse_tag_line(const char* line, uint32_t length, TagEntry* entry);
+constexpr uint32_t kLineCommaLimit = 255;  // a line of a file is shorter
+
+// A line, and where its commas are. Of a longer text than a file's line only the first commas are kept.
+struct TagLine {
+  const char* text;
+  uint32_t length;
+  uint32_t comma_count;
+  uint32_t commas[kLineCommaLimit];
+};
+
+// pase_str for a split line and a record whose name is all zero.
+void parse_tag_line(const TagLine& line, TagEntry* entry);
 
 // The id that decides whether a line is a plain or an indexed record: the fifth field from the line's end. Returns
 // false for a line with fewer than five commas, which is a plain record.
-bool classify_tag_line(const char* line, uint32_t length, uint32_t* id);
+bool classify_tag_line(const TagLine& line, uint32_t* id);
 
 }  // namespace plc
