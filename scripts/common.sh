@@ -31,9 +31,9 @@ build_preset() {
     return 1
   }
   if [ $# -gt 0 ]; then
-    cmake --build "$project_root/build/$preset" -j "$processors" --target "$@"
+    cmake --build "$project_root/build/$preset" -j "$processors" --target "$@" -- --quiet
   else
-    cmake --build "$project_root/build/$preset" -j "$processors"
+    cmake --build "$project_root/build/$preset" -j "$processors" -- --quiet
   fi
 }
 

@@ -41,6 +41,9 @@ def run_cases(simulator, command, folder):
     for line, (area, number, element), value in CASES:
         simulator.stdin.write(line + "\n")
         simulator.stdin.flush()
+        if simulator.stdout.readline() != "ok\n":
+            print(f"plc-sim does not take '{line}'")
+            return 1
         done = subprocess.run([*command, "127.0.0.1", port, area, number, element], cwd=folder, text=True,
                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=60,
                               check=False)
