@@ -320,12 +320,11 @@ TEST(TagLine, PercentSigns_ArePlainText) {
   EXPECT_STREQ(entry.scope_name, "P%n%s");
 }
 
-TEST(TagLine, GivenLength_NeedsNoTerminator) {
-  const std::string line = "A,INT,,,a,b,c,8,1,0,0,,DM\n";
-  TagEntry entry{};
-  plc::parse_tag_line(line.data(), 15, &entry);
+TEST(TagLine, MoreCommasThanAFileLineCanHold_AreHarmless) {
+  const TagEntry entry = parse("A,INT,,,a,b,c,8,1,0,7,P,DM " + std::string(1000, ',') + "\n");
   EXPECT_EQ(entry.tag_id, 8U);
-  EXPECT_EQ(entry.is_global, 0);
+  EXPECT_STREQ(entry.scope_name, "P");
+  EXPECT_EQ(entry.device_kind, 6);
 }
 
 TEST(VarParse, PointAndBracket_DecideTheKind) {
@@ -354,9 +353,15 @@ TEST(Insert, BothEnds_AreTaken) {
 }
 
 // The id that a line is classified by, or -1 for a line that has none.
-int64_t classify(std::string_view line) {
+int64_t classify(std::string_view text) {
+  plc::TagLine line{text.data(), static_cast<uint32_t>(text.size()), 0, {}};
+  for (uint32_t i = 0; i < line.length; ++i) {
+    if (text[i] == ',') {
+      line.commas[line.comma_count++] = i;
+    }
+  }
   uint32_t id = 0xEEEEEEEE;
-  return plc::classify_tag_line(line.data(), static_cast<uint32_t>(line.size()), &id) ? int64_t{id} : -1;
+  return plc::classify_tag_line(line, &id) ? int64_t{id} : -1;
 }
 
 TEST(TagClass, TwelveColumns_AreClassifiedByColumn8) {
