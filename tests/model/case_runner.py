@@ -1,0 +1,304 @@
+"""Runs a case through the reference model and the loaded driver and reports the first difference."""
+
+import ctypes
+import fcntl
+import os
+import random
+import re
+import struct
+import termios
+import time
+
+import link_model
+import loaded_driver as loaded
+from batch_model import BatchRead, TextReference
+from call_generator import Oracle
+from loaded_driver import libc
+from transfer_model import FAILED, REJECTED_LINE, Driver, Request, Value
+from write_model import write
+
+DATA_BYTES = 2 * loaded.PAGE
+MODEL_IP = 0x7F000001
+_LINE_NUMBER = re.compile(rb", at line: \d+\r\n")
+_POINTER = ctypes.c_void_p
+
+
+class Mismatch(Exception):
+    """The driver did something else than the model."""
+
+
+def show_bytes(data):
+    return data.hex() if len(data) <= 600 else data[:600].hex() + f"... ({len(data)} bytes)"
+
+
+def compare_bytes(what, expected, got):
+    if expected == got:
+        return
+    at = next((i for i, (a, b) in enumerate(zip(expected, got)) if a != b), min(len(expected), len(got)))
+    raise Mismatch(f"{what}: first difference at byte {at}\n  model  {show_bytes(expected)}\n  driver {show_bytes(got)}")
+
+
+def compare_console(expected, got):
+    """Lines of source numbers and the free text about a rejected file are not part of the contract."""
+    text = b"".join(expected)
+    got = _LINE_NUMBER.sub(b", at line: #\r\n", got)
+    if REJECTED_LINE in text:
+        pattern = re.escape(text)
+        pattern = re.sub(re.escape(re.escape(REJECTED_LINE)) + rb"(.*?)" + re.escape(re.escape(b"\0")),
+                         rb"[^\\n]*\1[^\\n]*[0-9#][^\\n]*\\n", pattern)
+        if re.fullmatch(pattern, got, re.DOTALL):
+            return
+    elif text == got:
+        return
+    raise Mismatch(f"console:\n  model  {text!r}\n  driver {got!r}")
+
+
+class References:
+    """String references of the last batch read: valid until the next one."""
+
+    def __init__(self):
+        self.memory = os.open("/proc/self/mem", os.O_RDONLY)
+        self.held = []
+
+    def check(self):
+        for index, address, text in self.held:
+            try:
+                got = os.pread(self.memory, len(text) + 1, address) if address else b""
+            except OSError:
+                got = b"(not readable)"
+            compare_bytes(f"string of element {index} at {address:#x}", text + b"\0", got)
+
+
+class CaseRunner:
+    """One case; every case loads the library afresh."""
+
+    def __init__(self, library, peer, console, memory, folder):
+        self.library, self.peer, self.console, self.memory, self.folder = library, peer, console, memory, folder
+        self.references = References()
+        self.calls = 0
+
+    def run(self, case):
+        for name in os.listdir(self.folder):
+            os.unlink(os.path.join(self.folder, name))
+        files = {}
+        for area, content in case.files.items():
+            name = b"PLC%X_%d.csv" % (MODEL_IP, area)
+            files[name] = content
+            with open(os.path.join(self.folder.encode(), name), "wb") as file:
+                file.write(content)
+        self.model = Driver(files)
+        self.driver = loaded.LoadedDriver(self.library)
+        self.descriptors = len(os.listdir("/proc/self/fd"))
+        self.references.held = []
+        self.memory.fill(case.seed & 0xFF)
+        self.memory.set_socket_fd(case.first_fd)
+        self.fd = case.first_fd
+        self.owned = None  # the descriptor that the driver has stored and not closed
+        try:
+            for number, operation in enumerate(case.operations):
+                try:
+                    self.perform(operation)
+                except Mismatch as mismatch:
+                    raise Mismatch(f"operation {number}: {operation.show()}\n{mismatch}") from None
+            self.finish()
+        finally:
+            self.release()
+
+    def finish(self):
+        """Nothing may have been sent beyond what was expected, and no descriptor may be left."""
+        expected = len(self.peer.script)
+        self.release_descriptor()
+        deadline = time.monotonic() + 2
+        left = self.descriptors + 1
+        while (self.peer.connections or left > self.descriptors) and time.monotonic() < deadline:
+            time.sleep(0)
+            left = len(os.listdir("/proc/self/fd"))
+        if len(self.peer.log) != expected:
+            raise Mismatch(f"{len(self.peer.log)} requests in the last call, {expected} expected")
+        if left > self.descriptors:
+            raise Mismatch(f"{left - self.descriptors} descriptors more than before the case")
+
+    def release_descriptor(self):
+        if self.owned is not None:
+            try:
+                os.close(self.owned)
+            except OSError as error:
+                raise Mismatch(f"descriptor {self.owned} was already closed: {error}") from None
+            finally:
+                self.owned = None
+
+    def release(self):
+        if self.owned is not None:
+            libc.close(self.owned)
+            self.owned = None
+        self.driver.unload()
+
+    def perform(self, operation):
+        getattr(self, "do_" + operation.kind)(operation)
+
+    # What happens between two calls.
+
+    def do_stale(self, operation):
+        link = self.model.link
+        if link.state != link_model.OPEN or not self.model.connected:
+            return
+        data = random.Random(operation.seed).randbytes(operation.settings["size"])
+        self.peer.latest.sendall(data)
+        link.queue += data
+        deadline = time.monotonic() + 2
+        while time.monotonic() < deadline:
+            waiting = struct.unpack("i", fcntl.ioctl(self.owned, termios.FIONREAD, b"\0\0\0\0"))[0]
+            if waiting >= len(link.queue):
+                return
+        raise Mismatch(f"{waiting} bytes wait in the driver's socket, {len(link.queue)} expected")
+
+    def do_address(self, operation):
+        """The host changes the settings record behind the driver's back."""
+        if self.model.configured:
+            self.model.settings_ip = operation.settings["ip"]
+            self.memory.put(loaded.SETTINGS_AT + 4, struct.pack("<I", operation.settings["ip"]))
+
+    # Host calls.
+
+    def do_init(self, operation):
+        mode = operation.settings["mode"]
+        port = {"accept": self.peer.port, "refuse": self.peer.refusing_port, "hold": self.peer.holding_port}[mode]
+        self.memory.put(loaded.SETTINGS_AT + 4, struct.pack("<IH", MODEL_IP, port))
+        self.begin(operation)
+        expected = self.model.init(MODEL_IP, port)
+        self.model.link.connect_mode = mode
+        image = self.memory.image()
+        got = self.call("ev_plc_init", [self.memory.address(loaded.SETTINGS_AT)], _POINTER)
+        self.compare_call(expected, got, image)
+
+    def do_read(self, operation):
+        self.single(operation, "ev_plc_read")
+
+    def do_write(self, operation):
+        self.single(operation, "ev_plc_write")
+
+    def begin(self, operation):
+        self.model.link.begin_call()
+        self.model.link.oracle = Oracle(operation)
+
+    def put_conn(self, operation):
+        """Everything but socket_fd."""
+        self.memory.put(loaded.CONN_AT + 8, struct.pack("<III", operation.timeout_s, 0xDEADBEEF,
+                                                        operation.settings["delay"]))
+
+    def single(self, operation, entry):
+        chosen, memory = operation.settings, self.memory
+        data = random.Random(operation.seed ^ 1).randbytes(DATA_BYTES)
+        if "first" in chosen:
+            data = bytes((chosen["first"],)) + data[1:]
+        elif operation.seed % 4:
+            data = data[:4] + bytes(DATA_BYTES - 4)
+        request = Request(chosen["area"], chosen["reg_type"], chosen["address"])
+        value = Value(chosen["count"], bytearray(data))
+        null = chosen.get("null")
+        memory.put(loaded.REQUEST_AT, loaded.pack_request(request))
+        self.put_conn(operation)
+        self.begin(operation)
+        given = [None if null == name else record
+                 for name, record in (("request", request), ("value", value), ("conn", True))]
+        if null == "data":
+            value.data = None
+        expected = (self.model.read(*given) if entry == "ev_plc_read" else write(self.model, *given))
+        extent = max(4 if entry == "ev_plc_read" else 1, value.extent)
+        address = memory.data.place(data[:extent], b"\xC7")
+        memory.put(loaded.VALUE_AT, struct.pack("<I", chosen["count"]))
+        memory.put(loaded.VALUE_POINTER_AT, struct.pack("<Q" if loaded.POINTER_BYTES == 8 else "<I",
+                                                        0 if null == "data" else address))
+        image = bytearray(memory.image())
+        image[loaded.REQUEST_AT:loaded.REQUEST_AT + 8] = loaded.pack_request(request)
+        image[loaded.VALUE_AT:loaded.VALUE_AT + 4] = struct.pack("<I", value.count)
+        places = {"request": loaded.REQUEST_AT, "value": loaded.VALUE_AT, "conn": loaded.CONN_AT}
+        pointers = [None if null == name else memory.address(at) for name, at in places.items()]
+        got = self.call(entry, pointers, _POINTER, _POINTER, _POINTER)
+        self.compare_call(expected, got, image)
+        final = data[:extent] if value.data is None else bytes(value.data[:extent])
+        compare_bytes("data with the bytes before it", b"\xC7" * (DATA_BYTES - extent) + final, memory.data.read())
+
+    def do_batch(self, operation):
+        chosen, memory = operation.settings, self.memory
+        null = chosen.get("null")
+        self.references.check()
+        elements = [Request(chosen["area"], e["reg_type"], e["address"], e["count"], operation.seed & 0xFFFFFFFF)
+                    for e in chosen["elements"]]
+        before = b"".join(loaded.pack_element(element, element.value) for element in elements)
+        address = memory.elements.place(before, b"\xC7")
+        self.put_conn(operation)
+        self.begin(operation)
+        size = chosen["size"]
+        expected = BatchRead(self.model, None if null == "elements" else elements, size,
+                             None if null == "conn" else True).run()
+        image = memory.image()
+        got = self.call("ev_OMRON_plc_read", [None if null == "elements" else _POINTER(address), size,
+                                              None if null == "conn" else memory.address(loaded.CONN_AT)],
+                        _POINTER, ctypes.c_int32, _POINTER)
+        self.compare_call(expected, got, image)
+        if null is None and self.model.configured:
+            self.references.held = []
+        self.compare_elements(elements, before)
+
+    def compare_elements(self, elements, before):
+        got = self.memory.elements.read()
+        start = len(got) - len(before)
+        wanted = b""
+        for index, element in enumerate(elements):
+            value = element.value
+            if isinstance(value, TextReference):
+                stored = struct.unpack_from("<I", got, start + 20 * index + 16)[0]
+                self.references.held.append((index, stored, value.text))
+                value = stored
+            wanted += loaded.pack_element(element, value)
+        compare_bytes("elements with the bytes before them", b"\xC7" * start + wanted, got)
+        self.references.check()
+
+    def call(self, entry, arguments, *argtypes):
+        self.peer.load(self.model.link.exchanges)
+        self.calls += 1
+        return self.driver.function(entry, *argtypes)(*arguments)
+
+    # Comparison.
+
+    def compare_call(self, expected, got, image):
+        link = self.model.link
+        text = self.console.take()
+        requests = [step.request for step in link.exchanges]
+        deadline = time.monotonic() + 0.1
+        while len(self.peer.log) < len(requests) and time.monotonic() < deadline:
+            time.sleep(0)
+        for number, (ours, theirs) in enumerate(zip(requests, self.peer.log)):
+            compare_bytes(f"request {number}", ours, theirs)
+        if requests and link.closed_now and len(self.peer.log) == len(requests) - 1:
+            # A time-out of zero seconds closes, and so resets, before the peer has read the request.
+            self.peer.log.append(requests[-1])
+        if len(self.peer.log) != len(requests):
+            surplus = [show_bytes(r) for r in requests[len(self.peer.log):] + self.peer.log[len(requests):]]
+            raise Mismatch(f"model sends {len(requests)} requests, driver {len(self.peer.log)}: {surplus}; "
+                           f"result {expected} and {got}; console {text!r}")
+        compare_console(link.out, text)
+        if expected != got:
+            raise Mismatch(f"result: model {expected}, driver {got}; console {text!r}")
+        self.compare_descriptor()
+        image = bytearray(image)
+        image[loaded.CONN_AT:loaded.CONN_AT + 4] = struct.pack("<i", self.memory.socket_fd())
+        compare_bytes("host records", bytes(image), self.memory.image())
+
+    def compare_descriptor(self):
+        """socket_fd: a new socket after a connect, -1 after a close, else what it was."""
+        link, fd = self.model.link, self.memory.socket_fd()
+        if link.connected_now:
+            self.release_descriptor()
+        if link.closed_now:
+            if fd != -1:
+                raise Mismatch(f"socket_fd is {fd} after the driver closed the connection")
+            self.owned = None
+        elif link.connected_now:
+            if fd < 0 or not os.path.realpath(f"/proc/self/fd/{fd}").split("/")[-1].startswith("socket:"):
+                raise Mismatch(f"socket_fd is {fd} after a connect")
+            self.owned = fd
+        elif fd != self.fd:
+            raise Mismatch(f"socket_fd changed from {self.fd} to {fd}")
+        self.fd = fd
