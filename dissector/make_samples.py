@@ -11,9 +11,10 @@ import sys
 
 HERE = pathlib.Path(__file__).resolve().parent
 CLIENT, SERVER = bytes([192, 0, 2, 20]), bytes([192, 0, 2, 10])
-CLIENT_PORT, SERVER_PORT = 40000, 50000
+CLIENT_PORT, SERVER_PORT = 40000, 9500
 START_S = 1767225600  # 2026-01-01, so that no capture depends on when it was made
 STEP_US = 1500
+PORTS_OF_A_CAPTURE = 100
 SYN, ACK, PSH, FIN, RST = 0x02, 0x10, 0x08, 0x01, 0x04
 
 
@@ -27,12 +28,15 @@ def checksum(data):
 
 
 class Capture:
-    """A capture of TCP connections between one client and one server, Ethernet framing, microsecond stamps."""
+    """A capture of TCP connections between one client and one server, Ethernet framing, microsecond stamps.
 
-    def __init__(self):
+    Captures of different numbers have no connection in common, so that they can be joined.
+    """
+
+    def __init__(self, number=0):
         self.packets = []
         self.time_us = 0
-        self.port = CLIENT_PORT - 1
+        self.port = CLIENT_PORT + number * PORTS_OF_A_CAPTURE - 1
 
     def connect(self):
         self.port += 1
@@ -99,10 +103,17 @@ def play(capture, exchanges):
             capture.reply(reply)
 
 
+def renumbered(exchanges, first):
+    """The exchanges under sequence numbers from `first` on."""
+    for index, (request, reply) in enumerate(exchanges):
+        stamp = struct.pack(">H", first + index)
+        yield request[:8] + stamp + request[10:], reply[:8] + stamp + reply[10:]
+
+
 def write_subjects(vectors, folder):
     """One capture for each vector file, one connection for each vector."""
-    for subject, group in vectors.items():
-        capture = Capture()
+    for number, (subject, group) in enumerate(vectors.items()):
+        capture = Capture(number)
         for vector in group:
             capture.connect()
             play(capture, frames_of(vector))
@@ -112,17 +123,30 @@ def write_subjects(vectors, folder):
 
 def write_session(vectors, folder):
     """A connection as the driver makes it: the directory, a local read, a write, a bit."""
-    capture = Capture()
+    capture = Capture(len(vectors))
     capture.connect()
     play(capture, named(vectors, "the directory frames carry 0 and 1"))
-    sequence = 0
+    exchanges = []
     for start in ("a local variable carries the number", "ev_plc_write_array_words_local", "ev_plc_write_bits_local"):
-        for request, reply in named(vectors, start):
-            stamp = struct.pack(">H", sequence)
-            play(capture, [(request[:8] + stamp + request[10:], reply[:8] + stamp + reply[10:])])
-            sequence += 1
+        exchanges += named(vectors, start)
+    play(capture, renumbered(exchanges, 0))
     capture.close()
     capture.write(folder / "session.pcap")
+
+
+def write_degenerate(vectors, folder):
+    """Every request that is not what its head says, on one connection, and a read behind them."""
+    exchanges = []
+    for group in vectors.values():
+        for vector in group:
+            if any("quirks" in exchange for exchange in vector["exchanges"]):
+                exchanges += frames_of(vector)
+    exchanges += named(vectors, "a global plain variable is resolved under its bare name")
+    capture = Capture(len(vectors) + 1)
+    capture.connect()
+    play(capture, renumbered(exchanges, 0))
+    capture.close()
+    capture.write(folder / "degenerate.pcap")
 
 
 def fault_bad_complement(capture, resolve, value):
@@ -169,7 +193,16 @@ def fault_merged(capture, resolve, value):
 
 
 def fault_missing_reply(capture, resolve, value):
-    play(capture, [(resolve[0], b""), resolve, value])
+    """The driver gives a connection up whose reply does not come, and makes the next call on a new one."""
+    play(capture, [(resolve[0], b"")])
+    capture.close()
+    capture.connect()
+    play(capture, renumbered([resolve, value], 1))
+
+
+def fault_unanswered(capture, resolve, value):
+    play(capture, [(resolve[0], b"")])
+    play(capture, renumbered([resolve, value], 1))
 
 
 def fault_unknown_handle(capture, resolve, value):
@@ -213,8 +246,8 @@ def write_faults(vectors, folder):
     """One capture for each fault: a plain read with one thing wrong."""
     resolve, value = named(vectors, "a global plain variable is resolved under its bare name")
     faults = {name: function for name, function in globals().items() if name.startswith("fault_")}
-    for name, function in sorted(faults.items()):
-        capture = Capture()
+    for number, (name, function) in enumerate(sorted(faults.items()), len(vectors) + 2):
+        capture = Capture(number)
         capture.connect()
         function(capture, resolve, value)
         capture.close()
@@ -227,6 +260,7 @@ def main():
     vectors = load_vectors()
     write_subjects(vectors, folder)
     write_session(vectors, folder)
+    write_degenerate(vectors, folder)
     write_faults(vectors, folder)
     return 0
 

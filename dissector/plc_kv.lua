@@ -29,7 +29,8 @@ end
 
 local function stream_of(number)
   if not streams[number] then
-    streams[number] = { names = {}, resolved = false, partial = {}, latest = { names = {}, handles = {} } }
+    streams[number] = { names = {}, resolved = false, partial = {}, pending = {},
+                        latest = { names = {}, handles = {} } }
   end
   return streams[number]
 end
@@ -91,10 +92,15 @@ local function source_of(pinfo)
   return tostring(pinfo.src) .. " " .. pinfo.src_port
 end
 
+-- The client is the side of the other port, where the controller's is set; else the one that sends a perfect request
+-- first; else, in a capture that starts in the middle, the one with the higher port.
 local function comes_from_client(tvb, pinfo, stream)
   if not stream.client then
     local port = proto.prefs.port
-    local from_client = pinfo.dst_port == port or (pinfo.src_port ~= port and is_perfect_request(tvb))
+    local from_client = pinfo.dst_port == port
+    if port ~= pinfo.dst_port and port ~= pinfo.src_port then
+      from_client = is_perfect_request(tvb) or pinfo.src_port > pinfo.dst_port
+    end
     stream.client = from_client and source_of(pinfo) or tostring(pinfo.dst) .. " " .. pinfo.dst_port
   end
   return stream.client == source_of(pinfo)
@@ -109,7 +115,7 @@ local function note_partial(stream, side, bytes, announced, pinfo)
   if side == "request" then
     partial.info = kit.analyse_request(bytes, announced, stream, true)
   elseif not partial.request then
-    partial.request, stream.pending = stream.pending, nil
+    partial.request = table.remove(stream.pending, 1)
   end
   stream.partial[side] = partial
 end
@@ -123,18 +129,31 @@ local function take_request(stream, bytes, announced, pinfo)
     entry.frame, entry.time, entry.reply_in = partial.frame, partial.time, partial.reply_in
   end
   if entry.reply_in then return entry end
-  if stream.pending then
-    stream.pending.no_reply = true
-    kit.nodes.blame(info.lines[1], fault.unanswered, string.format("Frame %d was not answered", stream.pending.frame))
+  local last = stream.pending[#stream.pending]
+  if last and last.frame ~= pinfo.number then
+    kit.nodes.blame(info.lines[1], fault.unanswered, string.format("Frame %d was not answered", last.frame))
   end
-  stream.pending = entry
+  stream.pending[#stream.pending + 1] = entry
   return entry
+end
+
+-- The request that a reply answers: the one with its sequence number, else the oldest without an answer. Requests
+-- older than the one answered will not be answered any more.
+local function match_request(stream, bytes)
+  local index = 1
+  for i, request in ipairs(stream.pending) do
+    if bytes:len() >= kHeadBytes and bytes(8, 2):uint() == request.info.sequence then
+      index = i
+      break
+    end
+  end
+  for _ = 2, index do table.remove(stream.pending, 1) end
+  return table.remove(stream.pending, 1)
 end
 
 local function take_reply(stream, bytes, announced, pinfo)
   local begun = stream.partial.reply
-  local request = begun and begun.request or stream.pending
-  if not (begun and begun.request) then stream.pending = nil end
+  local request = begun and begun.request or match_request(stream, bytes)
   stream.partial.reply = nil
   local cut = not request and stream.partial.request
   if cut and not cut.reply_in then request = cut end
@@ -156,10 +175,13 @@ local function time_of(seconds)
   return NSTime.new(whole, math.floor((seconds - whole) * 1e6 + 0.5) * 1000)
 end
 
-local function draw_links(entry, tree)
+local function draw_links(entry, tree, pinfo)
   if entry.info.is_request then
-    if entry.reply_in then tree:add(field.reply_in, entry.reply_in):set_generated() end
-    if entry.no_reply then tree:add_proto_expert_info(fault.no_reply) end
+    if entry.reply_in then
+      tree:add(field.reply_in, entry.reply_in):set_generated()
+    elseif pinfo.visited then
+      tree:add_proto_expert_info(fault.no_reply)
+    end
   elseif entry.request_in then
     tree:add(field.request_in, entry.request_in):set_generated()
     tree:add(field.reply_time, time_of(entry.seconds)):set_generated()
@@ -171,16 +193,13 @@ local function show_frame(bytes, announced, pinfo, tree, key, stream, from_clien
   if not entry then
     local taken = from_client and take_request or take_reply
     entry = taken(stream, bytes, announced, pinfo)
-    if bytes:len() > announced then
-      kit.nodes.blame(entry.info.lines[1], fault.surplus, string.format("%d bytes", bytes:len() - announced))
-    end
     entries[key] = entry
   end
   local info = entry.info
   local summary = info.column and info.title .. ": " .. info.column or info.title
   local item = tree:add(proto, bytes(0, bytes:len()), proto.description .. ", " .. summary)
   for _, line in ipairs(info.lines) do kit.nodes.draw(line, bytes, item) end
-  draw_links(entry, item)
+  draw_links(entry, item, pinfo)
   return summary
 end
 
@@ -212,8 +231,7 @@ function proto.dissector(tvb, pinfo, tree)
 end
 
 local function dissect_if_ours(tvb, pinfo, tree)
-  local stream = streams[tcp_stream().value]
-  if not (stream and stream.client) and not is_perfect_request(tvb) then return false end
+  if not announced_at(tvb:raw(), 0) then return false end
   pinfo.conversation = proto
   proto.dissector(tvb, pinfo, tree)
   return true

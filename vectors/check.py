@@ -102,6 +102,10 @@ def check_reply(frame, request, report):
             report("name size %d, name of %d bytes" % (size, len(value)))
     if frame.number("records") is not None and frame.number("records") != frame.count_of("number"):
         report("count of directory records")
+    # The byte behind a name is part of its record; behind the last name it may be missing.
+    records = sum(size + 4 if size > 2 else 6 for size in frame.numbers("name_size"))
+    if frame.number("records") and len(frame.data) > 15 + records:
+        report("bytes behind the last directory record")
 
 
 def check_call(vector, report):

@@ -12,8 +12,9 @@ local functions = {
 
 local class_names = { [0x0C] = "names", [0x1E] = "values", [0x32] = "set bit", [0x33] = "reset bit" }
 local function_names = {
-  [functions.directory_start] = "Directory start", [functions.directory] = "Directory", [functions.resolve] = "Resolve", [functions.value] = "Read",
-  [functions.write] = "Write", [functions.masked] = "Masked write", [functions.set] = "Set", [functions.reset] = "Reset",
+  [functions.directory_start] = "Directory start", [functions.directory] = "Directory",
+  [functions.resolve] = "Resolve", [functions.value] = "Read", [functions.write] = "Write",
+  [functions.masked] = "Masked write", [functions.set] = "Set", [functions.reset] = "Reset",
 }
 local scope_names = { [0x0000] = "global", [0x0101] = "local" }
 local area_names = { [6] = "DM", [7] = "CM", [8] = "TM", [17] = "MR", [18] = "LR", [23] = "EM", [25] = "FM",
@@ -60,6 +61,7 @@ local field = {
   word = ProtoField.uint16("plckv.value.word", "As a word", base.DEC_HEX),
   dword = ProtoField.uint32("plckv.value.dword", "As a double word", base.DEC_HEX),
   qword = ProtoField.uint64("plckv.value.qword", "As a quad word", base.DEC_HEX),
+  bit_value = ProtoField.uint8("plckv.value.bit", "Bit asked for", base.DEC),
   text = ProtoField.string("plckv.value.text", "As text"),
   device = ProtoField.uint8("plckv.device", "Area or device code", base.DEC, area_names),
   mask_kind = ProtoField.uint8("plckv.mask_kind", "Kind of mask", base.DEC, mask_names),
@@ -76,7 +78,8 @@ local fault = {
   complement = expert_of("complement", "Length and complement do not match", groups.CHECKSUM, severities.ERROR),
   cut = expert_of("cut", "Frame is shorter than its length", groups.MALFORMED, severities.WARN),
   surplus = expert_of("surplus", "Bytes behind the end of a frame", groups.MALFORMED, severities.WARN),
-  continues = expert_of("continues", "Frame goes on in a later segment, or was cut", groups.REASSEMBLE, severities.NOTE),
+  continues = expert_of("continues", "Frame goes on in a later segment, or was cut", groups.REASSEMBLE,
+                        severities.NOTE),
   func = expert_of("function", "Unknown class and command", groups.UNDECODED, severities.WARN),
   reserved = expert_of("reserved", "Byte that always has one value has another", groups.PROTOCOL, severities.WARN),
   count = expert_of("count", "Announced and present numbers differ", groups.PROTOCOL, severities.WARN),
@@ -101,4 +104,5 @@ local fault = {
   short = expert_of("short_reply", "Reply is shorter than the driver requires", groups.PROTOCOL, severities.WARN),
 }
 
-kit.functions, kit.function_names, kit.scope_names, kit.field, kit.fault = functions, function_names, scope_names, field, fault
+kit.functions, kit.function_names, kit.scope_names = functions, function_names, scope_names
+kit.field, kit.fault = field, fault

@@ -26,7 +26,13 @@ local function draw(node, bytes, tree)
   end
   if node.suffix then item:append_text(node.suffix) end
   if node.generated then item:set_generated() end
-  for _, entry in ipairs(node.faults) do item:add_proto_expert_info(entry.expert, entry.text) end
+  for _, entry in ipairs(node.faults) do
+    if entry.text then
+      item:add_proto_expert_info(entry.expert, entry.text)
+    else
+      item:add_proto_expert_info(entry.expert)
+    end
+  end
   for _, child in ipairs(node) do draw(child, bytes, item) end
 end
 
@@ -43,6 +49,11 @@ local function expect(parent, bytes, at, count, wanted)
       blame(node, fault.reserved, string.format("Byte %d is %02X, not %02X", i, bytes(i, 1):uint(), wanted))
     end
   end
+end
+
+-- "1 name", "2 names".
+local function number_of(count, what)
+  return string.format("%d %s%s", count, what, count == 1 and "" or "s")
 end
 
 local function text_list(list)
@@ -66,24 +77,42 @@ local function name_by_end(stream, ending)
   end
 end
 
-local function target(parent, stream, node, area, address)
-  local name = name_of(stream, area, address)
+-- The name of the latest handle number `index` if this is the handle, or its word; with the bit that the word is
+-- read for, where the address tells it. Bits of one word differ in nothing else than their place.
+local function name_in_order(stream, index, area, address)
+  local given = stream.latest.handles[index]
+  if not given or given.area ~= area then return nil end
+  if given.address == address then return stream.latest.names[index] end
+  if given.address - given.address % 16 == address then return stream.latest.names[index], given.address % 16 end
+end
+
+-- Names the variable that a handle belongs to; complains at `node` when the connection has given no such handle.
+local function target(parent, stream, node, area, address, index)
+  local name, bit
+  if index then name, bit = name_in_order(stream, index, area, address) end
+  name = name or name_of(stream, area, address)
   if not name and address < 65536 then name = name_by_end(stream, address) end
   if name then
     add(parent, field.target, node.at, node.count, name).generated = true
   elseif stream.resolved then
     blame(node, fault.handle, string.format("No reply has given the handle %02X %08X", area, address))
   end
-  return name or string.format("%02X:%08X", area, address)
+  return name or string.format("%02X:%08X", area, address), bit
 end
 
--- Adds one value with its readings; a value of more than one unit comes low unit first.
-local function add_value(parent, bytes, at, count, name)
+-- Adds one value with its readings, `bit` being the one of a word that it was read for. A value of more than one unit
+-- comes low unit first.
+local function add_value(parent, bytes, at, count, name, bit)
   local node = add(parent, field.value, at, count)
   local range, reading = bytes(at, count), nil
   if count == 2 then
     add(node, field.word, at, 2)
     reading = tostring(range:uint())
+    if bit then
+      local state = math.floor(range:uint() / 2 ^ bit) % 2
+      add(node, field.bit_value, at, 2, state).generated = true
+      reading = string.format("%d (bit %d of %04X)", state, bit, range:uint())
+    end
   elseif count == 4 then
     local number = bytes(at + 2, 2):uint() * 65536 + bytes(at, 2):uint()
     add(node, field.dword, at, 4, number)
@@ -97,25 +126,28 @@ local function add_value(parent, bytes, at, count, name)
   local text = range:raw():match("^([%g ]+)%z*$")
   if text then
     add(node, field.text, at, count, text)
-    reading = reading or '"' .. text .. '"'
+    -- A text of two or four units looks like a number: both readings stand side by side.
+    if #text > 2 then reading = (reading and reading .. " or " or "") .. '"' .. text .. '"' end
   end
   node.suffix = name and string.format(" (%s = %s)", name, reading or "...") or nil
   return reading or tostring(range:bytes())
 end
 
 -- Length, complement and sequence number; the node of the sequence number, if it came.
-local function add_head(nodes, bytes, announced)
-  local length = take(nodes, field.length, bytes, 0, 4)
-  local complement = take(nodes, field.complement, bytes, 4, 4)
+local function add_head(lines, bytes, announced)
+  local length = take(lines, field.length, bytes, 0, 4)
+  local complement = take(lines, field.complement, bytes, 4, 4)
   if complement and bytes(0, 4):uint() + bytes(4, 4):uint() ~= 0xFFFFFFFF then
     blame(complement, fault.complement)
   elseif length and announced > bytes:len() then
     blame(length, fault.cut, string.format("%d bytes announced, %d came", announced, bytes:len()))
+  elseif length and announced < bytes:len() then
+    blame(length, fault.surplus, string.format("%d bytes announced, %d came", announced, bytes:len()))
   end
-  return take(nodes, field.sequence, bytes, 8, 2)
+  return take(lines, field.sequence, bytes, 8, 2)
 end
 
 kit.nodes = {
-  add = add, blame = blame, draw = draw, take = take, expect = expect, text_list = text_list, handle_key = handle_key,
-  target = target, name_by_end = name_by_end, add_value = add_value, add_head = add_head,
+  add = add, blame = blame, draw = draw, take = take, expect = expect, text_list = text_list, number_of = number_of,
+  handle_key = handle_key, target = target, name_by_end = name_by_end, add_value = add_value, add_head = add_head,
 }

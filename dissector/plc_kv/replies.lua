@@ -71,7 +71,9 @@ local function handle_record(lines, bytes, at, name)
 end
 
 local function resolve_reply(lines, bytes, info, request, stream)
-  if bytes:len() > kHeadBytes then add(lines, field.unread, kHeadBytes, math.min(3, bytes:len() - kHeadBytes)) end
+  if bytes:len() > kHeadBytes then
+    add(lines, field.unread, kHeadBytes, math.min(kRecordsAt, bytes:len()) - kHeadBytes)
+  end
   local names, at, handles = request.names or {}, kRecordsAt, {}
   while at < bytes:len() do
     local name = names[#handles + 1]
@@ -81,11 +83,10 @@ local function resolve_reply(lines, bytes, info, request, stream)
       break
     end
     handles[#handles + 1] = handle
-    if name then
-      local word = handle.address - handle.address % 16
-      stream.names[nodes.handle_key(handle.area, handle.address)] = name
-      stream.names[nodes.handle_key(handle.area, word) .. "word"] = name
-    end
+    -- A handle that nobody asked a name for is known all the same.
+    local called = name or string.format("%02X:%08X", handle.area, handle.address)
+    stream.names[nodes.handle_key(handle.area, handle.address)] = called
+    stream.names[nodes.handle_key(handle.area, handle.address - handle.address % 16) .. "word"] = called
     at = stop
   end
   if #handles ~= #names then
@@ -93,25 +94,26 @@ local function resolve_reply(lines, bytes, info, request, stream)
   end
   stream.resolved = true
   stream.latest = { names = names, handles = handles }
-  info.column = string.format("%d handles", #handles)
+  info.column = nodes.number_of(#handles, "handle")
 end
 
 local function value_reply(lines, bytes, info, request)
-  local at, readings = kHeadBytes, {}
+  local at, readings, incomplete = kHeadBytes, {}, false
   for i, size in ipairs(request.sizes or {}) do
     local count = 2 * size
     if count > 0 then
       if at + count > bytes:len() then
         blame(lines[1], fault.values, string.format("The value of %s is not complete", request.names[i]))
+        incomplete = true
         break
       end
-      local reading = nodes.add_value(lines, bytes, at, count, request.names[i])
+      local reading = nodes.add_value(lines, bytes, at, count, request.names[i], request.bits[i])
       readings[#readings + 1] = request.names[i] .. " = " .. reading
     end
     at = at + count
   end
   local left = rest(lines, bytes, at)
-  if left then blame(left, fault.values, "Bytes that no value was asked for") end
+  if left and not incomplete then blame(left, fault.values, "Bytes that no value was asked for") end
   info.column = #readings > 0 and text_list(readings) or "no values"
 end
 
@@ -126,7 +128,11 @@ function kit.analyse_reply(bytes, announced, stream, request)
   local kind = add(lines, field.is_reply, 0, 0, true)
   kind.generated = true
   local sequence = nodes.add_head(lines, bytes, announced)
-  if bytes:len() > 10 then add(lines, field.reply_head, 10, math.min(4, bytes:len() - 10)) end
+  -- A controller may repeat class and command; nothing depends on it.
+  local repeated = request and bytes:len() >= 12 and bytes(10, 2):uint() == request.func
+  if repeated then add(lines, field.func, 10, 2) end
+  local at = repeated and 12 or 10
+  if bytes:len() > at then add(lines, field.reply_head, at, math.min(kHeadBytes, bytes:len()) - at) end
   if not request then
     blame(kind, fault.unsolicited)
     rest(lines, bytes, kHeadBytes)

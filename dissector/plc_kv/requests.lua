@@ -74,7 +74,8 @@ local function add_block(parent, bytes, block, info)
     add(node, field.name, at + 2, 2 * units, text)
     info.names[#info.names + 1] = text
   end
-  node.suffix = string.format(" (%s, %d names)", block.is_local and "local" or "global", #block.starts)
+  node.suffix = string.format(" (%s, %s)", block.is_local and "local" or "global",
+                              nodes.number_of(#block.starts, "name"))
 end
 
 local function resolve_request(lines, bytes, info)
@@ -101,7 +102,7 @@ local function resolve_request(lines, bytes, info)
 end
 
 local function value_request(lines, bytes, info, stream)
-  info.sizes, info.names = {}, {}
+  info.sizes, info.names, info.bits = {}, {}, {}
   expect(lines, bytes, 12, 1, 0)
   local count = take(lines, field.references, bytes, 13, 2)
   expect(lines, bytes, 15, 3, 0)
@@ -114,8 +115,9 @@ local function value_request(lines, bytes, info, stream)
     add(node, field.size, at + 3, 1)
     local address = add(node, field.address, at + 4, 4)
     info.sizes[#info.sizes + 1] = bytes(at + 3, 1):uint()
-    local name = target(node, stream, address, bytes(at + 1, 1):uint(), bytes(at + 4, 4):uint())
-    info.names[#info.names + 1] = name
+    local index = #info.sizes
+    local name, bit = target(node, stream, address, bytes(at + 1, 1):uint(), bytes(at + 4, 4):uint(), index)
+    info.names[index], info.bits[index] = name, bit
     node.suffix = " " .. name
     at = at + 8
   end
@@ -152,7 +154,7 @@ local function write_request(lines, bytes, info, stream)
     local index = #readings + 1
     readings[index] = nodes.add_value(lines, bytes, at, is_run and each or present, is_run and names[index] or name)
   end
-  info.column = string.format("%s = %s", name, text_list(readings))
+  info.column = string.format("%s = %s", name, #readings > 0 and text_list(readings) or "nothing")
 end
 
 local function masked_request(lines, bytes, info, stream)
@@ -171,13 +173,14 @@ local function bit_request(lines, bytes, info, stream, at)
   take(lines, field.device, bytes, at, 1)
   local ending = take(lines, field.address_end, bytes, at + 1, 2)
   if not ending then return end
-  local name = name_by_end(stream, bytes(at + 1, 2):uint())
+  local last_two = bytes(at + 1, 2):uint()
+  local name = name_by_end(stream, last_two)
   if name then
     add(lines, field.target, at + 1, 2, name).generated = true
   elseif stream.resolved then
-    blame(ending, fault.handle, string.format("The latest handles have none that ends in %04X", bytes(at + 1, 2):uint()))
+    blame(ending, fault.handle, string.format("The latest handles have none that ends in %04X", last_two))
   end
-  info.column = name or string.format("..%04X", bytes(at + 1, 2):uint())
+  info.column = name or string.format("..%04X", last_two)
 end
 
 local function set_request(lines, bytes, info, stream)
@@ -185,20 +188,28 @@ local function set_request(lines, bytes, info, stream)
   bit_request(lines, bytes, info, stream, 13)
 end
 
+-- The shortest frame of each function.
+local least_bytes = {
+  [functions.directory_start] = 16, [functions.directory] = 16, [functions.resolve] = 18, [functions.value] = 18,
+  [functions.write] = 22, [functions.masked] = 22, [functions.set] = 16, [functions.reset] = 16,
+}
+
 local function directory_request(lines, bytes)
   expect(lines, bytes, 12, bytes:len() - 12, 0)
 end
 
 local request_bodies = {
-  [functions.directory_start] = directory_request, [functions.directory] = directory_request, [functions.resolve] = resolve_request,
-  [functions.value] = value_request, [functions.write] = write_request, [functions.masked] = masked_request, [functions.set] = set_request,
-  [functions.reset] = set_request,
+  [functions.directory_start] = directory_request, [functions.directory] = directory_request,
+  [functions.resolve] = resolve_request, [functions.value] = value_request, [functions.write] = write_request,
+  [functions.masked] = masked_request, [functions.set] = set_request, [functions.reset] = set_request,
 }
 
 local function follow_sequence(stream, info, node, number)
   if info.func == functions.directory_start or info.func == functions.directory then return end
   local wanted = stream.sequence and (stream.sequence + 1) % 65536
-  if wanted and number ~= wanted then blame(node, fault.request_sequence, string.format("%d, not %d", number, wanted)) end
+  if wanted and number ~= wanted then
+    blame(node, fault.request_sequence, string.format("%d, not %d", number, wanted))
+  end
   stream.sequence = number
 end
 
@@ -218,6 +229,9 @@ local function analyse_request(bytes, announced, stream, rehearsal)
     add(lines, field.func, 10, 2)
     info.title = kit.function_names[info.func]
     body(lines, bytes, info, stream)
+    if bytes:len() < least_bytes[info.func] then
+      blame(sequence, fault.cut, string.format("%d bytes, %d are the least", bytes:len(), least_bytes[info.func]))
+    end
   elseif announced == 16 and (info.func == 0x0001 or bytes(10, 1):uint() == 1) then
     info.title = "Bit request without a command"
     blame(sequence, fault.no_command)
