@@ -3,6 +3,8 @@ set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
+# Without a word about parameters that compilers before GCC 7.1 passed otherwise.
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm;-L;/usr/arm-linux-gnueabihf)
 # The tools' libraries lie in a root of their own (scripts/sysroot armhf).
 get_filename_component(plc_sysroot ${CMAKE_CURRENT_LIST_DIR}/../build/sysroot/armhf ABSOLUTE)

@@ -1,9 +1,10 @@
 """Runs an example host against plc-sim and checks the values that it prints.
 
-run_example.py --sim PLC_SIM --tags FILE -- COMMAND...
+run_example.py --sim "PLC_SIM" --tags FILE -- COMMAND...   (PLC_SIM may be a command with arguments, an emulator's)
 """
 import argparse
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -24,7 +25,7 @@ def main():
     options = parser.parse_args()
     with tempfile.TemporaryDirectory() as folder:
         shutil.copy(options.tags, folder)
-        with subprocess.Popen([options.sim, options.tags], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+        with subprocess.Popen([*shlex.split(options.sim), options.tags], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                               text=True) as simulator:
             failed = run_cases(simulator, options.command, folder)
             simulator.stdin.close()
