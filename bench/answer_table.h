@@ -1,0 +1,34 @@
+// The answers of the benchmarks' peer: one per kind of request, looked up and cut to length, never composed.
+#ifndef BENCH_ANSWER_TABLE_H
+#define BENCH_ANSWER_TABLE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace bench {
+
+constexpr size_t kFrameBytes = 4096;
+
+// A reply to send.
+struct Answer {
+  const uint8_t* bytes;
+  size_t length;
+};
+
+class AnswerTable {
+ public:
+  AnswerTable();
+
+  // The answer to a request of length bytes; of no bytes for a request that the table does not know.
+  Answer find(const uint8_t* request, size_t length) const;
+
+ private:
+  std::vector<uint8_t> directory_;
+  std::vector<uint8_t> handles_;
+  std::vector<uint8_t> values_;
+};
+
+}  // namespace bench
+
+#endif
