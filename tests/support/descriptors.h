@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/select.h>
 #include <unistd.h>
 
 namespace plc_test {
@@ -65,6 +66,56 @@ class ExhaustedDescriptors {
 
  private:
   rlimit saved_limit_{};
+  std::vector<int> taken_;
+};
+
+// Lets the process open more descriptors than select can take, while it lives.
+class RaisedDescriptorLimit {
+ public:
+  RaisedDescriptorLimit() {
+    getrlimit(RLIMIT_NOFILE, &saved_limit_);
+    rlimit limit = saved_limit_;
+    if (limit.rlim_cur < kNeeded) {
+      limit.rlim_cur = kNeeded;
+    }
+    if (setrlimit(RLIMIT_NOFILE, &limit) != 0) {
+      std::perror("descriptor limit");
+      std::abort();
+    }
+  }
+  RaisedDescriptorLimit(const RaisedDescriptorLimit&) = delete;
+  RaisedDescriptorLimit& operator=(const RaisedDescriptorLimit&) = delete;
+  ~RaisedDescriptorLimit() { setrlimit(RLIMIT_NOFILE, &saved_limit_); }
+
+ private:
+  static constexpr rlim_t kNeeded = 2048;
+  rlimit saved_limit_{};
+};
+
+// While it lives, every descriptor that select can take is in use, so that the next one is beyond.
+class TakenLowDescriptors {
+ public:
+  TakenLowDescriptors() {
+    int descriptor = -1;
+    while ((descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC)) >= 0 && descriptor < FD_SETSIZE) {
+      taken_.push_back(descriptor);
+    }
+    if (descriptor < 0) {
+      std::perror("taken descriptors");
+      std::abort();
+    }
+    close(descriptor);
+  }
+  TakenLowDescriptors(const TakenLowDescriptors&) = delete;
+  TakenLowDescriptors& operator=(const TakenLowDescriptors&) = delete;
+  ~TakenLowDescriptors() {
+    for (const int descriptor : taken_) {
+      close(descriptor);
+    }
+  }
+
+ private:
+  RaisedDescriptorLimit limit_;
   std::vector<int> taken_;
 };
 

@@ -2,12 +2,16 @@
 #ifndef TESTS_SUPPORT_LOOPBACK_H
 #define TESTS_SUPPORT_LOOPBACK_H
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
+#include <vector>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -67,6 +71,32 @@ class LoopbackSocket {
 
   ScopedDescriptor socket_;
   uint16_t port_ = 0;
+};
+
+// A listening socket whose backlog is full: further connects to it are under way for as long as it lives.
+class FullBacklog {
+ public:
+  FullBacklog() : listener_(SOCK_STREAM, 0) {
+    constexpr size_t kMostWaiting = 16;  // the system takes one or two beyond the backlog of 0
+    constexpr int kHangsMs = 200;
+    for (size_t i = 0; i < kMostWaiting; ++i) {
+      waiting_.push_back(std::make_unique<ScopedDescriptor>(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)));
+      sockaddr_in address = listener_.address();
+      const int connected = connect(waiting_.back()->get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
+      pollfd wait = {waiting_.back()->get(), POLLOUT, 0};
+      if (connected != 0 && errno == EINPROGRESS && poll(&wait, 1, kHangsMs) == 0) {
+        return;
+      }
+    }
+    std::fputs("the backlog does not fill\n", stderr);
+    std::abort();
+  }
+
+  uint16_t port() const { return listener_.port(); }
+
+ private:
+  LoopbackSocket listener_;
+  std::vector<std::unique_ptr<ScopedDescriptor>> waiting_;
 };
 
 }  // namespace plc_test

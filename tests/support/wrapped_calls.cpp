@@ -2,8 +2,6 @@
 #include "support/wrapped_calls.h"
 
 #include <netdb.h>
-#include <sys/select.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -52,6 +50,7 @@ hostent* __real_gethostbyname(const char* name);
 ssize_t __real_send(int descriptor, const void* bytes, size_t length, int flags);
 ssize_t __real_recv(int descriptor, void* bytes, size_t length, int flags);
 int __real_getsockopt(int descriptor, int level, int option, void* value, socklen_t* length);
+int __real_connect(int descriptor, const sockaddr* address, socklen_t length);
 int __real_fclose(FILE* file);
 void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
@@ -63,6 +62,7 @@ hostent* __wrap_gethostbyname(const char* name);
 ssize_t __wrap_send(int descriptor, const void* bytes, size_t length, int flags);
 ssize_t __wrap_recv(int descriptor, void* bytes, size_t length, int flags);
 int __wrap_getsockopt(int descriptor, int level, int option, void* value, socklen_t* length);
+int __wrap_connect(int descriptor, const sockaddr* address, socklen_t length);
 int __wrap_fclose(FILE* file);
 void* __wrap_malloc(size_t size);
 void* __wrap_calloc(size_t count, size_t size);
@@ -110,6 +110,11 @@ int __wrap_getsockopt(int descriptor, int level, int option, void* value, sockle
     return -1;
   }
   return __real_getsockopt(descriptor, level, option, value, length);
+}
+
+int __wrap_connect(int descriptor, const sockaddr* address, socklen_t length) {
+  return wrapped_calls().instead_of_connect ? wrapped_calls().instead_of_connect(address, length)
+                                            : __real_connect(descriptor, address, length);
 }
 
 int __wrap_fclose(FILE* file) {

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/select.h>
+#include <sys/socket.h>
 #include <sys/time.h>
 
 namespace plc_test {
@@ -35,6 +37,8 @@ struct WrappedCalls {
   std::function<void()> before_recv;
   // wish: instead of select, its result; the sets are passed on
   std::function<int(fd_set* readable, fd_set* writable)> instead_of_select;
+  // wish: instead of connect, its result and errno
+  std::function<int(const sockaddr* address, socklen_t length)> instead_of_connect;
 
   void reset() { *this = WrappedCalls(); }
 };
