@@ -93,6 +93,10 @@ Bytes Controller::serve_resolve(Session& session, const Request& request, const 
   if (session.damage == ReplyDamage::kThisReply) {
     session.damage = ReplyDamage::kNone;
   }
+  if (request.is_unreadable && session.damage == ReplyDamage::kNone) {
+    // The host cannot be blamed for what it makes of a reply to other names than it meant.
+    session.damage = ReplyDamage::kThisReply;
+  }
   for (const NameBlock& block : request.blocks) {
     for (const std::u16string& units : block.names) {
       session.names.push_back(resolve_name(block, units, findings));

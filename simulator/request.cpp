@@ -132,9 +132,15 @@ void judge_several_blocks(const FrameView& frame, const Request& request, Findin
   }
 }
 
-void parse_resolve(const FrameView& frame, Request& request, Findings& findings) {
-  expect_bytes(frame, 12, {0}, findings);
-  expect_plain_length(frame, findings);
+// A batch over both scopes whose last block is local has its total over bytes 22-23. Behind a first name of one unit
+// that is the length of the next name or the start of the next block: nothing behind it can be told apart any more.
+bool is_unreadable_batch(const FrameView& frame) {
+  constexpr unsigned kMaxBatchNames = 200;  // two for each of a hundred registers
+  const unsigned total = frame.u16(22);
+  return frame.u8(13) > 1 && frame.u8(14) == 0 && frame.u16(18) == 1 && total >= 2 && total <= kMaxBatchNames;
+}
+
+void parse_blocks(const FrameView& frame, Request& request, Findings& findings) {
   const size_t announced = frame.u8(13);
   if (announced == 0 || !is_block_header(frame, wire::kBlocksAt)) {
     findings.violation("no block of names at byte 14");
@@ -161,6 +167,22 @@ void parse_resolve(const FrameView& frame, Request& request, Findings& findings)
   } else {
     judge_several_blocks(frame, request, findings);
   }
+}
+
+void parse_resolve(const FrameView& frame, Request& request, Findings& findings) {
+  expect_bytes(frame, 12, {0}, findings);
+  expect_plain_length(frame, findings);
+  Findings in_blocks;
+  parse_blocks(frame, request, in_blocks);
+  request.is_unreadable = !in_blocks.violations.empty() && is_unreadable_batch(frame);
+  if (request.is_unreadable) {
+    in_blocks = {};
+    in_blocks.notes.emplace_back("a batch over both scopes: its name count lies over a length, its names are lost");
+  }
+  for (std::string& text : in_blocks.violations) {
+    findings.violation(std::move(text));
+  }
+  findings.notes.insert(findings.notes.end(), in_blocks.notes.begin(), in_blocks.notes.end());
 }
 
 void parse_read(const FrameView& frame, Request& request, Findings& findings) {

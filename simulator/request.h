@@ -32,6 +32,7 @@ struct Request {
   std::vector<NameBlock> blocks;
   bool announces_missing_name = false;  // one name announced, none there: a text position that cannot be named
   bool ends_inside_names = false;
+  bool is_unreadable = false;  // a batch that its own count has spoilt
 
   std::vector<Reference> references;
 

@@ -1,0 +1,60 @@
+// Framing: where requests end, those with odd lengths included.
+#include "simulator/framing.h"
+
+#include <gtest/gtest.h>
+
+#include "sim_support.h"
+
+namespace plc_sim {
+namespace {
+
+using test::hex;
+
+TEST(Framing, PlainRequest_EndsWhereItsLengthSays) {
+  const Bytes frame = hex("00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00");
+  for (size_t size = 0; size < frame.size(); ++size) {
+    EXPECT_FALSE(
+        find_frame_end(Bytes(frame.begin(), frame.begin() + static_cast<std::ptrdiff_t>(size)), false).is_complete);
+  }
+  EXPECT_TRUE(find_frame_end(frame, false).is_complete);
+  EXPECT_EQ(find_frame_end(frame, false).bytes, 16U);
+}
+
+TEST(Framing, TwoRequestsAtOnce_AreToldApart) {
+  EXPECT_EQ(find_frame_end(hex("00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00 00 00"), false).bytes, 16U);
+}
+
+TEST(Framing, QuietConnection_EndsWhateverIsThere) {
+  const Bytes part = hex("00 00 00 06 FF");
+  EXPECT_FALSE(find_frame_end(part, false).is_complete);
+  EXPECT_TRUE(find_frame_end(part, true).is_complete);
+  EXPECT_EQ(find_frame_end(part, true).bytes, 5U);
+  EXPECT_FALSE(find_frame_end({}, true).is_complete);
+}
+
+TEST(Framing, BitRequestWithoutCommand_IsCompleteAtItsOwnSize) {
+  EXPECT_TRUE(find_frame_end(hex("00 00 00 06 FF FF FF F9 00 01 00 01 11 00 00"), false).is_complete);
+  EXPECT_TRUE(find_frame_end(hex("00 00 00 06 FF FF FF F9 00 01 01 11 00 01"), false).is_complete);
+  EXPECT_FALSE(find_frame_end(hex("00 00 00 06 FF FF FF F9 00 01 32 00 01 11 00"), false).is_complete);
+}
+
+TEST(Framing, LongText_EndsByItsCountOfUnits) {
+  for (const size_t count : {121U, 122U, 200U, 255U, 256U, 300U, 501U}) {
+    Bytes frame = hex("00 00 00 00 FF FF FF FF 00 01 1E 01 00 06 00 00 00 00 01 02 00 00");
+    frame[3] = static_cast<uint8_t>(12 + 2 * count);
+    frame[17] = static_cast<uint8_t>(count);
+    frame.resize(22 + 2 * count, 'x');
+    const FrameEnd end = find_frame_end(frame, false);
+    EXPECT_TRUE(end.is_complete) << count;
+    EXPECT_EQ(end.bytes, frame.size()) << count;
+  }
+}
+
+TEST(Framing, LengthBeyondAnyRequest_TakesWhatIsThere) {
+  const FrameEnd end = find_frame_end(hex("7F FF FF FF 80 00 00 00 00 00 0C 28"), false);
+  EXPECT_TRUE(end.is_complete);
+  EXPECT_EQ(end.bytes, 12U);
+}
+
+}  // namespace
+}  // namespace plc_sim
