@@ -212,6 +212,11 @@ bool wait_for_input(int descriptor, size_t count) {
   return ioctl(descriptor, FIONREAD, &waiting) == 0 && waiting >= wanted;
 }
 
+bool wait_for_hangup(int descriptor) {
+  pollfd wait = {descriptor, 0, 0};
+  return poll(&wait, 1, kPatienceMs) == 1;
+}
+
 bool wait_for_end(int descriptor) {
   pollfd wait = {descriptor, POLLRDHUP, 0};
   return poll(&wait, 1, kPatienceMs) == 1;

@@ -88,10 +88,11 @@ class ScriptedPeer {
   std::thread thread_;
 };
 
-// Wait until the descriptor has at least count bytes to read, or until its peer has closed or reset the connection.
-// False when that does not happen within some seconds.
+// Wait until the descriptor has at least count bytes to read; until its peer has closed or reset the connection; until
+// the connection is gone in both directions. False when that does not happen within some seconds.
 bool wait_for_input(int descriptor, size_t count);
 bool wait_for_end(int descriptor);
+bool wait_for_hangup(int descriptor);
 
 }  // namespace plc_test
 
