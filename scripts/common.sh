@@ -48,8 +48,9 @@ run_ctest() {
   local xml=$results_dir/$job.xml
   rm -f "$xml"
   (cd "$project_root/build/$preset" &&
-    ctest --no-tests=error --timeout 120 --progress -j "$processors" --output-junit "$xml" "$@")
-  local code=$?
+    ctest --no-tests=error --timeout 120 -j "$processors" --output-junit "$xml" "$@") |
+    grep -vE '^ +Start +[0-9]+: |  Passed  '
+  local code=${PIPESTATUS[0]}
   local total=0 failed=0
   if [ -s "$xml" ]; then
     total=$(suite_attribute "$xml" tests)
