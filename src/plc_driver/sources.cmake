@@ -22,6 +22,7 @@ target_sources(plc_driver_objects PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/tags/data_types.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/decimal.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/element_name.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/tags/line_reader.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/scope_match.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/tag_file.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/tag_line.cpp

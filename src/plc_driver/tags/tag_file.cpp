@@ -6,13 +6,13 @@
 #include <cstring>
 
 #include "plc_driver/diagnostics.h"
+#include "plc_driver/tags/line_reader.h"
 #include "plc_driver/tags/tag_line.h"
 
 namespace plc {
 namespace {
 
-constexpr uint32_t kPieceLimitBytes = 255;  // what one reading of a line takes
-constexpr uint32_t kRunLimit = 100;         // ids counted in a run
+constexpr uint32_t kRunLimit = 100;  // ids counted in a run
 constexpr uint32_t kGroupLimit = 100;
 constexpr size_t kFirstReadBytes = 64 * 1024;
 constexpr size_t kFileLimitBytes = 256 * 1024 * 1024;  // far above what ids can address; ends an endless file
@@ -54,46 +54,6 @@ bool read_text(Build* build) {
   }
 }
 
-// The lines of a text that count: pieces of at most 255 bytes that end in a line feed and hold no zero byte.
-struct LineReader {
-  const char* at;
-  const char* end;
-  uint32_t number = 0;  // of the last line that ended
-
-  explicit LineReader(const Build& build) : at(build.text), end(build.text + build.text_length) {}
-
-  // The next line, split. One look at each byte: most are above all that matter.
-  bool next(TagLine* line) {
-    while (at < end) {
-      const char* limit = end - at > static_cast<ptrdiff_t>(kPieceLimitBytes) ? at + kPieceLimitBytes : end;
-      if (read_piece(limit, line)) return true;
-    }
-    return false;
-  }
-
- private:
-  // A longer line loses the pieces that do not end it; what is left is a line of its own (D6).
-  bool read_piece(const char* limit, TagLine* line) {
-    line->text = at;
-    line->comma_count = 0;
-    bool has_zero = false;
-    while (at < limit) {
-      const auto c = static_cast<unsigned char>(*at++);
-      if (c > ',') continue;
-      if (c == ',') {
-        line->commas[line->comma_count++] = static_cast<uint32_t>(at - 1 - line->text);
-      } else if (c == '\n') {
-        ++number;
-        line->length = static_cast<uint32_t>(at - line->text);
-        return !has_zero;
-      } else if (c == '\0') {
-        has_zero = true;
-      }
-    }
-    return false;
-  }
-};
-
 uint32_t block_of(uint32_t id) { return (id >> kIdBlockShift) - kFirstIdBlock; }
 
 // First pass over one indexed id. The id that starts a group is not counted in run, and the next one always continues
@@ -126,7 +86,7 @@ void count_indexed(Build* build, uint32_t id, uint32_t line, uint32_t* run, uint
 }
 
 void count_records(Build* build, uint32_t* group_ids) {
-  LineReader lines(*build);
+  LineReader lines(build->text, build->text_length);
   TagLine line;
   uint32_t run = 0;
   uint32_t last_id = 0;
@@ -193,7 +153,7 @@ TagEntry* next_indexed_record(Build* build, GroupCursor* cursor, uint32_t id) {
 }
 
 void parse_records(Build* build) {
-  LineReader lines(*build);
+  LineReader lines(build->text, build->text_length);
   TagLine line;
   TagEntry* plain = build->entries;
   GroupCursor cursor;
