@@ -135,7 +135,7 @@ std::optional<std::string> why_not_batched(const TagReference& reference) {
     return "the batch read loses the high half of a 64-bit array element";
   }
   if (entry.bit_width == 1 && is_em_bit_array(entry) && entry.name_kind == 1) {
-    return "the batch read looks for the bit of an EM array in the wrong place";
+    return "the batch read takes the bit of an EM array from another place of the reply than the single read";
   }
   return std::nullopt;
 }

@@ -36,7 +36,7 @@ void add_command(CLI::App& app, const Command& command, HostOptions& options) {
   sub->footer(command.details);
   sub->add_option("--library", options.library, "Driver library instead of the one found by itself");
   sub->add_flag("--json", options.json, "One JSON object per line");
-  sub->add_flag("-q,--quiet", options.quiet, "Do not show what the driver prints");
+  sub->add_flag("-q,--quiet", options.quiet, "Show errors alone on standard error, not what the driver prints");
   command.add_options(*sub, options);
 }
 

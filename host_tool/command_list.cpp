@@ -113,6 +113,12 @@ int run_info(const HostOptions& options, DriverOutput& output) {
 int run_tags(const HostOptions& options, DriverOutput& output) {
   const DriverLibrary library = load_driver_library(options.library);
   const TagList list = read_tag_list(library, output, options.listed_file);
+  if (options.names_only) {
+    for (const Tag& tag : list.tags) {
+      if (tag.register_id) std::fprintf(output.results(), "%s\n", tag.qualified_name.c_str());
+    }
+    return kExitOk;
+  }
   if (options.json) {
     for (const Tag& tag : list.tags) write_json_line(output.results(), tag_json(tag));
     return kExitOk;

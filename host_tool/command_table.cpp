@@ -52,6 +52,7 @@ void add_no_options(CLI::App&, HostOptions&) {}
 
 void add_tags_options(CLI::App& command, HostOptions& options) {
   command.add_option("FILE", options.listed_file, "Tag file")->required();
+  command.add_flag("--names", options.names_only, "Only the names of the variables that can be asked for");
 }
 
 void add_target_options(CLI::App& command, HostOptions& options) {

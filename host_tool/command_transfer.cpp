@@ -14,13 +14,6 @@
 namespace plc_host {
 namespace {
 
-// Shows a result that just came and keeps it for the exit code.
-void take_result(Host& host, const ResultWriter& writer, const TagResult& result, std::vector<TagResult>& results) {
-  host.show_simulator_lines();
-  writer.add(result);
-  results.push_back(result);
-}
-
 // The elements that a read by number has stored, as a value of the record's type.
 TagResult number_result(const Tag& tag, const CallResult& call, GuardedBuffer& buffer) {
   TagResult result;
@@ -32,7 +25,7 @@ TagResult number_result(const Tag& tag, const CallResult& call, GuardedBuffer& b
     result.value.text.assign(text, strnlen(text, buffer.size()));
   } else {
     result.value.elements = decode_elements(tag.entry, buffer.data(), call.count);
-    result.reference.extents = {result.value.elements.size()};
+    if (result.value.elements.size() != 1) result.reference.extents = {result.value.elements.size()};
   }
   return result;
 }
@@ -119,7 +112,9 @@ int run_read(const HostOptions& options, DriverOutput& output) {
   std::vector<TagResult> results;
   for (const TagResult& entry : named) {
     if (stop_requested()) break;
-    take_result(host, writer, entry.ok() ? read_tag(host.session(), entry.reference) : entry, results);
+    results.push_back(entry.ok() ? read_tag(host.session(), entry.reference) : entry);
+    host.show_simulator_lines();
+    writer.add(results.back());
   }
   return host.finish(exit_code_of(results, stop_requested()));
 }
@@ -137,7 +132,9 @@ int run_write(const HostOptions& options, DriverOutput& output) {
       const int code = verify_write(host, write, result);
       if (code == kExitVerifyDiffers) differing = code;
     }
-    take_result(host, writer, result, results);
+    host.show_simulator_lines();
+    writer.add(result, {{"written", true}, {"verified", options.verify}});
+    results.push_back(result);
   }
   const int code = exit_code_of(results, stop_requested());
   return host.finish(code == kExitTagFailed && differing != kExitOk ? differing : code);
@@ -152,7 +149,7 @@ int run_batch(const HostOptions& options, DriverOutput& output) {
     if (!entry.ok()) continue;
     references.push_back(entry.reference);
     const std::optional<std::string> reason = why_not_batched(entry.reference);
-    if (reason) show_message(entry.name + ": read singly: " + *reason);
+    if (reason && !options.quiet) show_message(entry.name + ": read singly: " + *reason);
   }
   BatchFigures figures;
   const std::vector<TagResult> read = read_tags_batched(host.session(), references, stop_requested, figures);

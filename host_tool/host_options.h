@@ -12,7 +12,7 @@ struct HostOptions {
   // Everywhere
   std::string library;
   bool json = false;
-  bool quiet = false;  // keep the driver's own lines back
+  bool quiet = false;  // keep the driver's own lines and remarks back
 
   // The controller
   std::string address;
@@ -27,6 +27,7 @@ struct HostOptions {
 
   // tags
   std::string listed_file;
+  bool names_only = false;
 
   // read, write, batch, watch
   std::vector<std::string> names;  // for write: NAME=VALUE

@@ -17,9 +17,11 @@ ResultWriter::ResultWriter(FILE* file, bool json, const std::vector<TagResult>& 
   }
 }
 
-void ResultWriter::add(const TagResult& result) const {
+void ResultWriter::add(const TagResult& result, const nlohmann::ordered_json& extra) const {
   if (json_) {
-    write_json_line(file_, result_json(result));
+    nlohmann::ordered_json object = result_json(result);
+    if (result.ok()) object.update(extra);
+    write_json_line(file_, object);
   } else if (!result.ok()) {
     // What was already written stays before the message when both go to one terminal.
     std::fflush(file_);

@@ -16,8 +16,9 @@ class ResultWriter {
   // named: what will come, for the widths of the columns.
   ResultWriter(FILE* file, bool json, const std::vector<TagResult>& named);
 
-  // A value on the file; an error on standard error, or with JSON on the file like a value.
-  void add(const TagResult& result) const;
+  // A value on the file; an error on standard error, or with JSON on the file like a value. extra: further members of
+  // the JSON object of a value.
+  void add(const TagResult& result, const nlohmann::ordered_json& extra = nlohmann::ordered_json::object()) const;
 
  private:
   FILE* file_;

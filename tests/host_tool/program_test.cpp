@@ -1,0 +1,510 @@
+// Tests of plc-host as a program, with the real driver library and the real simulator.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds kPatience{30};  // for what takes milliseconds on an idle machine
+
+// One line per type, shape, scope and kind of bit; the last indexed id can never be asked for.
+constexpr char kTagFile[] =
+    "Ready,BOOL,,,,,,0,1,0,0,,MR\n"
+    "Speed,INT,,,,,,1,1,0,0,,DM\n"
+    "Total,DINT,,,,,,2,1,0,0,,DM\n"
+    "Big,LINT,,,,,,3,1,0,0,,DM\n"
+    "Temp,REAL,,,,,,4,1,0,0,,DM\n"
+    "Exact,LREAL,,,,,,5,1,0,0,,DM\n"
+    "Mask,WORD,,,,,,6,1,0,0,,DM\n"
+    "Text,STRING,,20,,,,7,1,0,0,,DM\n"
+    "Table,INT,[0..9],,,,,8,1,0,0,,DM\n"
+    "Grid,DINT,[0..2_0..4],,,,,9,1,0,0,,DM\n"
+    "Cube,REAL,[0..1_0..2_0..3],,,,,10,1,0,0,,DM\n"
+    "Longs,LINT,[0..4],,,,,11,1,0,0,,DM\n"
+    "Bits,BOOL,[0..15],,,,,12,1,0,0,,MR\n"
+    "EmBits,BOOL,[0..15],,,,,13,1,0,0,,EM\n"
+    "Motor.Run,BOOL,,,,,,14,1,0,0,,DM\n"
+    "Line[2].On,BOOL,,,,,,15,1,0,0,,DM\n"
+    "Grid1,INT,[1..3_1..4],,,,,16,1,0,0,,DM\n"
+    "Odd,INT,[1..3_2..5],,,,,17,1,0,0,,DM\n"
+    "Byte,BYTE,,,,,,18,1,0,0,,DM\n"
+    "Count,INT,,,,,,19,0,0,1,MAIN,DM\n"
+    "Flags,BOOL,[0..7],,,,,20,0,0,2,SUB,MR\n"
+    "Long,STRING,,600,,,,21,1,0,0,,DM\n"
+    "Idx0,INT,,,,,,262144,1,0,0,\n"
+    "Idx1,REAL,,,,,,262145,1,0,0,\n"
+    "Idx2,REAL,,,,,,262146,1,0,0,\n";
+
+struct Outcome {
+  int code = -1;
+  std::string out;
+  std::string err;
+};
+
+std::string file_text(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+size_t count_of(const std::string& text, const std::string& part) {
+  size_t count = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+// A child whose output goes to files and whose standard input stays open until it is ended.
+class Child {
+ public:
+  Child(const std::vector<std::string>& words, const std::string& out, const std::string& err) : out_(out), err_(err) {
+    int input[2];
+    if (pipe2(input, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+    pid_ = fork();
+    if (pid_ == 0) {
+      dup2(input[0], STDIN_FILENO);
+      redirect(out, STDOUT_FILENO);
+      redirect(err, STDERR_FILENO);
+      std::vector<char*> arguments;
+      for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+      arguments.push_back(nullptr);
+      execv(arguments[0], arguments.data());
+      _exit(127);
+    }
+    close(input[0]);
+    input_ = input[1];
+  }
+  ~Child() {
+    if (pid_ > 0) {
+      kill(pid_, SIGKILL);
+      waitpid(pid_, nullptr, 0);
+    }
+    close_input();
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  void close_input() {
+    if (input_ >= 0) close(input_);
+    input_ = -1;
+  }
+  void signal(int number) { kill(pid_, number); }
+
+  // The exit code; 128 and more for a signal, -1 when it does not end.
+  int wait() {
+    const Clock::time_point end = Clock::now() + kPatience;
+    int status = 0;
+    while (waitpid(pid_, &status, WNOHANG) == 0) {
+      if (Clock::now() > end) return -1;
+      poll(nullptr, 0, 2);
+    }
+    pid_ = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+
+  // Waits until its output or its messages hold this text.
+  bool wait_for(const std::string& text) const {
+    for (const Clock::time_point end = Clock::now() + kPatience; Clock::now() < end; poll(nullptr, 0, 2)) {
+      if ((file_text(out_) + file_text(err_)).find(text) != std::string::npos) return true;
+    }
+    return false;
+  }
+
+ private:
+  static void redirect(const std::string& path, int descriptor) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    dup2(file, descriptor);
+  }
+
+  std::string out_;
+  std::string err_;
+  pid_t pid_ = -1;
+  int input_ = -1;
+};
+
+class ProgramTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    char folder[] = "/tmp/plc-host-test.XXXXXX";
+    ASSERT_NE(mkdtemp(folder), nullptr);
+    folder_ = folder;
+    setenv("TMPDIR", folder, 1);
+    write_file("machine.csv", kTagFile);
+  }
+  void TearDown() override {
+    unsetenv("TMPDIR");
+    const std::string command = "rm -r " + folder_;
+    EXPECT_EQ(std::system(command.c_str()), 0);
+  }
+
+  std::string path(const std::string& name) const { return folder_ + "/" + name; }
+  void write_file(const std::string& name, const std::string& text) {
+    std::ofstream(path(name), std::ios::binary) << text;
+  }
+
+  static std::vector<std::string> host_words(std::vector<std::string> words) {
+    words.insert(words.begin(), PLC_HOST_PROGRAM);
+    if (words.size() > 1 && words[1][0] != '-') {
+      words.insert(words.begin() + 2, {"--library", PLC_HOST_LIBRARY});
+    }
+    return words;
+  }
+
+  Outcome run(const std::vector<std::string>& words) {
+    Outcome outcome;
+    Child child(host_words(words), path("out"), path("err"));
+    outcome.code = child.wait();
+    outcome.out = file_text(path("out"));
+    outcome.err = file_text(path("err"));
+    return outcome;
+  }
+
+  // A command on a simulator of its own.
+  Outcome run_on_simulator(std::vector<std::string> words, const std::vector<std::string>& simulator_arguments = {}) {
+    words.insert(words.end(), {"--sim", path("machine.csv"), "--simulator", PLC_HOST_SIMULATOR});
+    for (const std::string& argument : simulator_arguments) words.push_back("--sim-arg=" + argument);
+    return run(words);
+  }
+
+  std::unique_ptr<Child> start_simulator(const std::string& listen) {
+    const std::vector<std::string> words = {PLC_HOST_SIMULATOR, "--listen", listen, path("machine.csv")};
+    auto simulator = std::make_unique<Child>(words, path("sim_out"), path("sim_err"));
+    EXPECT_TRUE(simulator->wait_for("listening on 127.0.0.1:"));
+    const std::string line = lines_of(file_text(path("sim_out"))).at(0);
+    port_ = line.substr(line.rfind(':') + 1);
+    return simulator;
+  }
+
+  std::string folder_;
+  std::string port_;
+};
+
+TEST_F(ProgramTest, Info_ShowsWhatTheDriverSays) {
+  const Outcome outcome = run({"info", "--json"});
+  EXPECT_EQ(outcome.code, 0);
+  const nlohmann::json info = nlohmann::json::parse(outcome.out);
+  EXPECT_EQ(info["driver_code"], 722);
+  EXPECT_EQ(info["driver_param"], 1);
+}
+
+TEST_F(ProgramTest, Tags_ShowsHowAHostAsksForEachRecord) {
+  const Outcome outcome = run({"tags", path("machine.csv"), "--json"});
+  EXPECT_EQ(outcome.code, 0);
+  const std::vector<std::string> lines = lines_of(outcome.out);
+  ASSERT_EQ(lines.size(), 25U);
+  EXPECT_EQ(lines[9],
+            "{\"name\":\"Grid\",\"id\":9,\"reg_type\":0,\"address\":589824,\"type\":\"DINT\",\"shape\":\"array2\","
+            "\"bounds\":[[0,2],[0,4]],\"global\":true,\"device\":\"DM\"}");
+  EXPECT_EQ(nlohmann::json::parse(lines[23])["reg_type"], 4);
+  EXPECT_TRUE(nlohmann::json::parse(lines[24])["id"].is_null());
+}
+
+TEST_F(ProgramTest, TagsNames_AreThoseThatCanBeAskedFor) {
+  const std::vector<std::string> names = lines_of(run({"tags", path("machine.csv"), "--names"}).out);
+  ASSERT_EQ(names.size(), 24U);
+  EXPECT_EQ(names[19], "MAIN/Count");
+  EXPECT_EQ(names[23], "Idx1");
+}
+
+TEST_F(ProgramTest, Completion_OffersCommandsOptionsAndVariables) {
+  write_file("complete.bash",
+             "plc-host() { " PLC_HOST_PROGRAM " \"$@\" --library " PLC_HOST_LIBRARY
+             "; }\n"
+             ". " PLC_HOST_COMPLETION
+             "\n"
+             "offer() { COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); _plc_host; echo \"${COMPREPLY[*]}\"; }\n"
+             "offer plc-host wa\n"
+             "offer plc-host watch --ch\n"
+             "offer plc-host read --sim " +
+                 path("machine.csv") +
+                 " S\n"
+                 "offer plc-host read --sim " +
+                 path("mach") +
+                 "\n"
+                 "offer plc-host read --sim " +
+                 path("missing.csv") + " S\n");
+  Child child({"/bin/bash", path("complete.bash")}, path("out"), path("err"));
+  EXPECT_EQ(child.wait(), 0);
+  EXPECT_EQ(file_text(path("err")), "");
+  EXPECT_EQ(file_text(path("out")), "watch\n--chart\nSpeed\n" + path("machine.csv") + "\n\n");
+}
+
+TEST_F(ProgramTest, ReadAll_ShowsEveryVariableAndSaysWhatCannotBe) {
+  const Outcome outcome = run_on_simulator({"read", "--all"}, {"--sentinel"});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(lines_of(outcome.out).size(), 22U);
+  EXPECT_EQ(count_of(outcome.err, "plc-host: "), 3U) << outcome.err;
+  EXPECT_NE(outcome.err.find("plc-host: Odd: no offset makes the driver read Odd[1,2]"), std::string::npos);
+  EXPECT_NE(outcome.err.find("driver: server ip = 127.0.0.1\n"), std::string::npos);
+}
+
+TEST_F(ProgramTest, BatchAll_GivesTheValuesOfSingleReads) {
+  const Outcome read = run_on_simulator({"read", "--all", "--quiet"}, {"--sentinel"});
+  const Outcome batch = run_on_simulator({"batch", "--all", "--quiet"}, {"--sentinel"});
+  EXPECT_EQ(batch.out, read.out);
+  EXPECT_EQ(batch.code, 1);
+}
+
+TEST_F(ProgramTest, ReadByNumber_CountsAsTheDriverDoes) {
+  const Outcome table =
+      run_on_simulator({"read", "--id", "8", "--offset", "2", "--count", "3", "--json"}, {"--sentinel"});
+  const Outcome named = run_on_simulator({"read", "Table[2..4]", "--json"}, {"--sentinel"});
+  EXPECT_EQ(table.code, 0);
+  EXPECT_EQ(nlohmann::json::parse(table.out)["value"], nlohmann::json::parse(named.out)["value"]);
+  const Outcome wide = run_on_simulator({"read", "--id", "3", "--count", "2", "--json"}, {"--sentinel"});
+  EXPECT_TRUE(nlohmann::json::parse(wide.out)["value"].is_number());
+}
+
+TEST_F(ProgramTest, Write_IsReadBackForEveryKindOfVariable) {
+  const Outcome outcome = run_on_simulator({"write",
+                                            "--verify",
+                                            "Ready=on",
+                                            "Speed=-5",
+                                            "Total=-2147483648",
+                                            "Big=-9223372036854775808",
+                                            "Temp=1.5",
+                                            "Exact=-2.25e10",
+                                            "Mask=0xBEEF",
+                                            "Text=pump 3",
+                                            "Table=[0,1,2,3,4,5,6,7,8,9]",
+                                            "Table[3..4]=[77,78]",
+                                            "Grid[1,0..4]=[9,8,7,6,5]",
+                                            "Cube[1,2,0..1]=[0.5,0.25]",
+                                            "Longs=[1,-2,3,-4,5]",
+                                            "Bits=[1,1,1,1,0,0,0,0,1,0,1,0,1,0,1,0]",
+                                            "EmBits=[0,0,0,0,1,1,1,1,1,0,1,0,1,0,1,0]",
+                                            "Motor.Run=true",
+                                            "Line[2].On=true",
+                                            "Grid1=[[1,2,3,4],[5,6,7,8],[9,10,11,12]]",
+                                            "MAIN/Count=3",
+                                            "Flags=[1,0,1,0,1,0,1,1]",
+                                            "Long=" + std::string(599, 'x'),
+                                            "Idx0=1",
+                                            "Idx1=2.5"},
+                                           {"--sentinel"});
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_EQ(lines_of(outcome.out).size(), 23U);
+  EXPECT_NE(outcome.out.find("Table[3..4]"), std::string::npos);
+}
+
+TEST_F(ProgramTest, WriteWithOneBadValue_WritesNothing) {
+  const std::unique_ptr<Child> simulator = start_simulator("127.0.0.1:0");
+  const std::vector<std::string> target = {"--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv")};
+  std::vector<std::string> words = {"write", "Speed=7", "Total=nine", "Nothing=1", "Byte=1"};
+  words.insert(words.end(), target.begin(), target.end());
+  const Outcome outcome = run(words);
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(count_of(outcome.err, "plc-host: "), 4U) << outcome.err;
+  words = {"read", "Speed", "--json"};
+  words.insert(words.end(), target.begin(), target.end());
+  EXPECT_EQ(nlohmann::json::parse(run(words).out)["value"], 0);
+  simulator->close_input();
+  EXPECT_EQ(simulator->wait(), 0);
+}
+
+TEST_F(ProgramTest, WriteThatReadsBackDifferent_HasACodeOfItsOwn) {
+  // The simulator moves every value once a millisecond.
+  const Outcome outcome =
+      run_on_simulator({"write", "--verify", "--delay", "100", "Speed=-12345"}, {"--animate", "--animate-ms=1"});
+  EXPECT_EQ(outcome.code, 5);
+  EXPECT_NE(outcome.err.find("plc-host: Speed: wrote -12345, read back "), std::string::npos) << outcome.err;
+}
+
+TEST_F(ProgramTest, NobodyListening_IsACodeOfItsOwn) {
+  std::unique_ptr<Child> simulator = start_simulator("127.0.0.1:0");
+  simulator->close_input();
+  EXPECT_EQ(simulator->wait(), 0);
+  const Outcome outcome =
+      run({"read", "Speed", "--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv"), "--json"});
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_EQ(nlohmann::json::parse(outcome.out)["code"], 3);
+}
+
+TEST_F(ProgramTest, ReplyThatNeverComes_FailsWithTheDriversLine) {
+  const Outcome outcome =
+      run_on_simulator({"read", "Speed", "Total", "--timeout", "1"}, {"--fault", "no-reply on=read"});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(count_of(outcome.err, "driver: --timeout--"), 1U) << outcome.err;
+  EXPECT_EQ(lines_of(outcome.out).size(), 1U);
+}
+
+TEST_F(ProgramTest, TagFile_MustBeUsable) {
+  write_file("empty.csv", "");
+  EXPECT_EQ(run({"tags", path("empty.csv")}).code, 4);
+  const Outcome missing = run({"tags", path("missing.csv")});
+  EXPECT_EQ(missing.code, 4);
+  EXPECT_NE(missing.err.find("driver: "), std::string::npos);
+  EXPECT_EQ(run({"read", "X", "--address", "127.0.0.1", "--port", "1", "--tags", path("missing.csv")}).code, 4);
+}
+
+TEST_F(ProgramTest, Library_MustLoadAndBeComplete) {
+  EXPECT_EQ(run({"info", "--library", "/nonexistent.so"}).code, 2) << "given twice";
+  Child missing({PLC_HOST_PROGRAM, "info", "--library", "/nonexistent.so"}, path("out"), path("err"));
+  EXPECT_EQ(missing.wait(), 3);
+  Child foreign({PLC_HOST_PROGRAM, "info", "--library", "libm.so.6"}, path("out2"), path("err2"));
+  EXPECT_EQ(foreign.wait(), 3);
+  EXPECT_NE(file_text(path("err2")).find("no entry point ev_plc_driver_info"), std::string::npos);
+}
+
+TEST_F(ProgramTest, Simulator_MustStart) {
+  EXPECT_EQ(run({"read", "X", "--sim", path("machine.csv"), "--simulator", "/nonexistent"}).code, 6);
+  EXPECT_EQ(run({"read", "X", "--sim", path("machine.csv"), "--simulator", "/bin/true"}).code, 6);
+  EXPECT_EQ(run({"read", "X", "--sim", path("missing.csv"), "--simulator", PLC_HOST_SIMULATOR}).code, 6);
+}
+
+TEST_F(ProgramTest, CommandLine_RefusesWhatItDoesNotKnow) {
+  const std::vector<std::vector<std::string>> wrong = {
+      {"info", "--unknown"},
+      {"unknown"},
+      {"--unknown"},
+      {"read", "Speed"},
+      {"read", "--sim", "a.csv"},
+      {"read", "Speed", "--address", "127.0.0.1"},
+      {"read", "X", "--address", "nowhere", "--port", "1"},
+      {"read", "X", "--sim", "a", "--address", "1.2.3.4", "--port", "1"},
+      {"read", "X", "--sim", "a", "--id", "1"},
+      {"read", "X", "--sim", "a", "--offset", "1"},
+      {"watch", "X", "--sim", "a", "--json", "--csv"},
+      {"read", "X", "--address", "1.2.3.4", "--port", "70000"}};
+  for (const std::vector<std::string>& words : wrong) {
+    const Outcome outcome = run(words);
+    EXPECT_EQ(outcome.code, 2) << words[0] << " " << words.back();
+    EXPECT_NE(outcome.err, "") << words.back();
+    EXPECT_EQ(outcome.out, "") << words.back();
+  }
+}
+
+TEST_F(ProgramTest, Help_GoesToStandardOutputWithExamples) {
+  const Outcome outcome = run({"--help"});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_NE(outcome.out.find("Examples:\n"), std::string::npos);
+  for (const char* command : {"info", "tags", "read", "write", "batch", "watch"}) {
+    const Outcome help = run({command, "--help"});
+    EXPECT_EQ(help.code, 0);
+    EXPECT_GE(count_of(help.out, std::string("  plc-host ") + command + " "), 1U) << command;
+  }
+}
+
+TEST_F(ProgramTest, PrivateFolder_IsGoneAtTheEnd) {
+  run_on_simulator({"read", "Speed"});
+  Child child({"/bin/ls", folder_}, path("ls_out"), path("ls_err"));
+  EXPECT_EQ(child.wait(), 0);
+  EXPECT_EQ(file_text(path("ls_out")).find("plc-host."), std::string::npos);
+}
+
+TEST_F(ProgramTest, WatchPiped_WritesALinePerChange) {
+  const Outcome outcome = run_on_simulator({"watch", "Speed", "Text", "--rounds", "3", "--interval", "1"});
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  const std::vector<std::string> lines = lines_of(outcome.out);
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0].substr(13), "Speed = 0");
+  EXPECT_EQ(lines[1].substr(13), "Text = \"\"");
+  EXPECT_NE(outcome.err.find("plc-host: 6 calls, 0 failures, round trip "), std::string::npos);
+}
+
+TEST_F(ProgramTest, WatchCsv_WritesARowPerRound) {
+  const Outcome outcome = run_on_simulator(
+      {"watch", "Speed", "Table[0..1]", "Text", "--rounds", "2", "--interval", "1", "--csv", "--batch"});
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  const std::vector<std::string> lines = lines_of(outcome.out);
+  ASSERT_EQ(lines.size(), 3U);
+  EXPECT_EQ(lines[0], "time,Speed,Table[0],Table[1],Text");
+  EXPECT_EQ(lines[2].substr(24), ",0,0,0,");
+}
+
+TEST_F(ProgramTest, WatchChart_IsDrawnAtTheEndWhenPiped) {
+  const Outcome outcome = run_on_simulator({"watch", "Speed", "--rounds", "3", "--interval", "1", "--chart", "Speed"});
+  EXPECT_EQ(lines_of(outcome.out).size(), 10U) << outcome.out;
+  EXPECT_EQ(run_on_simulator({"watch", "Speed", "--chart", "Text"}).code, 2);
+  EXPECT_EQ(run_on_simulator({"watch", "Speed", "--chart", "Total"}).code, 2);
+}
+
+TEST_F(ProgramTest, WatchUnknownName_EndsAtOnce) { EXPECT_EQ(run_on_simulator({"watch", "Speed", "Nothing"}).code, 1); }
+
+TEST_F(ProgramTest, WatchUntilCtrlC_LivesThroughAControllerThatGoesAndComesBack) {
+  std::unique_ptr<Child> simulator = start_simulator("127.0.0.1:0");
+  const std::vector<std::string> words =
+      host_words({"watch", "Speed", "Total", "--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv"),
+                  "--interval", "20", "--json"});
+  Child watch(words, path("out"), path("err"));
+  EXPECT_TRUE(watch.wait_for("\"Total\""));
+  simulator->close_input();
+  EXPECT_EQ(simulator->wait(), 0);
+  EXPECT_TRUE(watch.wait_for("\"lost\""));
+  simulator = start_simulator("127.0.0.1:" + port_);
+  EXPECT_TRUE(watch.wait_for("\"back\""));
+  watch.signal(SIGINT);
+  EXPECT_EQ(watch.wait(), 0);
+  const std::string out = file_text(path("out"));
+  const std::string err = file_text(path("err"));
+  EXPECT_EQ(count_of(err, "does not answer; asking on"), 1U) << err;
+  EXPECT_EQ(count_of(err, "answers again after"), 1U) << err;
+  EXPECT_LE(count_of(err, "driver: send error"), 1U) << err;
+  EXPECT_EQ(count_of(out, "\"error\""), 0U) << out;
+  EXPECT_TRUE(nlohmann::json::parse(lines_of(out).back()).contains("summary"));
+  simulator->close_input();
+  EXPECT_EQ(simulator->wait(), 0);
+}
+
+TEST_F(ProgramTest, WatchWhoseReaderIsGone_Ends) {
+  const std::string command = std::string(PLC_HOST_PROGRAM) +
+                              " watch --library " PLC_HOST_LIBRARY " --simulator " PLC_HOST_SIMULATOR " --sim " +
+                              path("machine.csv") + " --all --csv --interval 1 2>/dev/null | head -2";
+  Child child({"/bin/sh", "-c", command}, path("out"), path("err"));
+  EXPECT_EQ(child.wait(), 0);
+  EXPECT_EQ(lines_of(file_text(path("out"))).size(), 2U);
+}
+
+TEST_F(ProgramTest, WatchInATerminal_RedrawsInPlace) {
+  const std::vector<std::string> words =
+      host_words({"watch", "Speed", "--rounds", "2", "--interval", "1", "--sim", path("machine.csv"), "--simulator",
+                  PLC_HOST_SIMULATOR, "--quiet"});
+  int terminal = -1;
+  struct winsize size {};
+  size.ws_col = 60;
+  size.ws_row = 20;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    std::vector<char*> arguments;
+    for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+    arguments.push_back(nullptr);
+    execv(arguments[0], arguments.data());
+    _exit(127);
+  }
+  std::string shown;
+  char piece[1024];
+  for (ssize_t got = 0; (got = read(terminal, piece, sizeof piece)) > 0;) shown.append(piece, static_cast<size_t>(got));
+  int status = 0;
+  waitpid(child, &status, 0);
+  close(terminal);
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_EQ(count_of(shown, "NAME   TYPE    AGE     VALUE"), 2U) << shown;
+  EXPECT_EQ(count_of(shown, "\033[3A\033[J"), 1U) << shown;
+  EXPECT_EQ(count_of(shown, "Speed  INT   * 0."), 2U) << shown;
+  EXPECT_EQ(count_of(shown, "\033[?25h"), 1U);
+  EXPECT_NE(shown.find("2 calls, 0 failures"), std::string::npos);
+}
+
+}  // namespace
