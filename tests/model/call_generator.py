@@ -12,6 +12,7 @@ from text_model import utf8_to_units
 AREAS = (0, 1, 65535)
 # A call that asks for more exchanges than this finds its connection reset.
 MOST_EXCHANGES = 30
+SHORT_LENGTHS = (1, 2, 12, 13, 14, 15, 16, 17, 18, 21, 22, 23, 24, 25, 26, 29, 30, 31, 40, 41, 42)
 STYLES = ("tidy", "tidy", "tidy", "short", "wild", "zero", "ones", "long")
 
 
@@ -76,7 +77,8 @@ class Oracle:
             records += rng.randbytes(2) + bytes((size, rng.randrange(256), rng.randrange(256))) + wire + b"\0"
         count = len(scopes) if rng.random() < 0.9 else rng.randrange(256)
         whole = rng.randbytes(14) + bytes((count,)) + records
-        return whole if rng.random() < 0.9 else whole[:rng.randrange(1, len(whole) + 1)]
+        missing = choose(rng, [(0, 8), (1, 1), (2, 1), (rng.randrange(1, len(whole)), 1)])
+        return whole[:len(whole) - missing]
 
     def raw(self, length):
         if self.style == "zero":
@@ -88,8 +90,7 @@ class Oracle:
     def reply(self, request):
         rng = self.rng
         if self.style == "short":
-            return self.raw(rng.choice((1, 2, 12, 13, 14, 15, 16, 17, 18, 21, 22, 23, 24, 25, 26, 29, 30, 31, 40, 41, 42,
-                                        rng.randrange(1, 120))))
+            return self.raw(rng.choice(SHORT_LENGTHS + (rng.randrange(1, 120),)))
         if self.style == "wild":
             return self.raw(rng.randrange(1, 4097))
         if self.style in ("zero", "ones"):
@@ -120,7 +121,7 @@ def known_tables(files):
     tables = {}
     for area, content in files.items():
         try:
-            table = build_tagtable(b"", content, [0] * 2048)
+            table = build_tagtable(b"", content or b"", [0] * 2048)
         except Rejected:
             continue
         tables[area] = table
@@ -136,16 +137,20 @@ def random_area(rng, files):
 def random_id(rng, table):
     """A register id, mostly one that the table knows."""
     plain = len(table.plain) if table else 0
-    indexed = []
+    indexed, beyond = [], []
     if table:
         for group in table.groups:
             if group.records and group.count:
                 first = group.records[0].tag_id
                 indexed += [first + at for at in range(min(group.count, 5))] + [first + group.count - 1]
+                beyond += [first + group.count, first - 1, first + 8192]
     pick = rng.random()
     if pick < 0.05:
-        return rng.choice((plain, plain + 1, 0xFFFF, FIRST_INDEXED_ID, (table.max_indexed_id if table else 0) & 0xFFFFFF,
-                           rng.randrange(0x40000, 0x1000000), rng.randrange(0x10000)))
+        limit = (table.max_indexed_id if table else 0) & 0xFFFFFF
+        return rng.choice((plain, plain + 1, 0xFFFF, FIRST_INDEXED_ID, limit, rng.randrange(0x40000, 0x1000000),
+                           rng.randrange(0x10000)))
+    if beyond and pick < 0.08:
+        return rng.choice(beyond) & 0xFFFFFF
     if indexed and (pick < 0.35 or not plain):
         return rng.choice(indexed) & 0xFFFFFF
     return rng.randrange(plain) if plain else 0
@@ -165,9 +170,10 @@ def random_offset(rng):
 
 def random_count(rng, writes):
     huge = rng.choice((0x7FFFFFFF, 0x80000000, 0xFFFFFFFF, 0xFFFFFFFE, rng.randrange(2**32), 65536, 1 << 30))
-    edges = (63, 64, 65, 100, 120, 121, 122, 126, 127, 128, 129, 255, 256, 257, 500, 501, 502, 509, 510, 511, 1019, 1020,
-             2040)
+    edges = (63, 64, 65, 100, 120, 121, 122, 126, 127, 128, 129, 255, 256, 257, 500, 501, 502, 509, 510, 511, 1019,
+             1020, 2040)
     return choose(rng, [(1, 8), (rng.randrange(0, 9), 10), (0, 1), (rng.randrange(9, 41), 4), (rng.choice(edges), 3),
+                        (rng.randrange(40, 1100), 1),
                         (huge, 1 if not writes else 0.7)])
 
 
@@ -199,7 +205,7 @@ def random_batch(rng, files, tables):
             identifier = 0
         offset = choose(rng, [(rng.randrange(12), 10), (0, 4), (random_offset(rng), 1)])
         for step in range(choose(rng, [(1, 5), (2, 2), (rng.randrange(1, 20), 3), (60, 0.3)])):
-            count = 1 if count_one else choose(rng, [(1, 10), (2, 2), (0, 0.15), (3, 1), (20, 0.5), (50, 0.2),
+            count = 1 if count_one else choose(rng, [(1, 10), (2, 2), (0, 0.3), (3, 1), (20, 0.5), (50, 0.2),
                                                      (rng.randrange(1, 70), 0.5), (600, 0.05), (65535, 0.02)])
             reg_type, address = address_of(rng, identifier, offset + step)
             elements.append({"reg_type": reg_type, "address": address, "count": count})
@@ -213,8 +219,10 @@ def random_operation(rng, kind, files, tables):
     seed = rng.getrandbits(40)
     pick = rng.random()
     if pick < 0.02:
-        mode = choose(rng, [("accept", 8), ("refuse", 3), ("hold", 0.4)])
+        mode = choose(rng, [("accept", 8), ("refuse", 3), ("hold", 0.4), ("crowd", 1)])
         return Operation("init", seed, settings={"mode": mode})
+    if pick < 0.025:
+        return Operation("rewrite", seed, settings={"area": rng.choice(list(files)), "from": rng.choice(list(files))})
     if pick < 0.05:
         return Operation("stale", seed, settings={"size": choose(rng, [(rng.randrange(1, 600), 5), (512, 1), (513, 1),
                                                                         (rng.randrange(513, 2000), 2)])})
@@ -235,6 +243,8 @@ def random_files(seed):
     areas = rng.sample(AREAS, choose(rng, [(1, 5), (2, 2), (3, 1)]))
     hostility = choose(rng, [(0.0, 6), (0.05, 3), (0.4, 1)])
     files = {area: random_file(rng, hostility) for area in areas}
+    if rng.random() < 0.02:
+        files[areas[0]] = None  # a folder of that name
     return files, known_tables(files)
 
 
@@ -248,7 +258,7 @@ class Case:
         files, tables = random_files(f"{kind}:files:{seed // 4}")
         self.files = dict(files)
         self.first_fd = choose(rng, [(-1, 4), (0, 1), (999999, 1), (-2**31, 1)])
-        mode = choose(rng, [("accept", 60), ("refuse", 1), ("hold", 0.3)])
+        mode = choose(rng, [("accept", 60), ("refuse", 1), ("hold", 0.3), ("crowd", 0.5)])
         self.operations = [Operation("init", rng.getrandbits(40), settings={"mode": mode})]
         if rng.random() < 0.01:
             self.operations = []

@@ -5,6 +5,7 @@ import fcntl
 import os
 import random
 import re
+import resource
 import struct
 import termios
 import time
@@ -35,7 +36,8 @@ def compare_bytes(what, expected, got):
     if expected == got:
         return
     at = next((i for i, (a, b) in enumerate(zip(expected, got)) if a != b), min(len(expected), len(got)))
-    raise Mismatch(f"{what}: first difference at byte {at}\n  model  {show_bytes(expected)}\n  driver {show_bytes(got)}")
+    raise Mismatch(f"{what}: first difference at byte {at}\n"
+                   f"  model  {show_bytes(expected)}\n  driver {show_bytes(got)}")
 
 
 def compare_console(expected, got):
@@ -51,6 +53,21 @@ def compare_console(expected, got):
     elif text == got:
         return
     raise Mismatch(f"console:\n  model  {text!r}\n  driver {got!r}")
+
+
+def select_limit():
+    """FD_SETSIZE of the C library; the process may open more descriptors than that."""
+    resource.setrlimit(resource.RLIMIT_NOFILE, (resource.getrlimit(resource.RLIMIT_NOFILE)[1],) * 2)
+    return 1024
+
+
+def clear_folder(folder):
+    for name in os.listdir(folder):
+        path = os.path.join(folder, name)
+        if os.path.isdir(path):
+            os.rmdir(path)
+        else:
+            os.unlink(path)
 
 
 class References:
@@ -78,17 +95,15 @@ class CaseRunner:
         self.calls = 0
 
     def run(self, case):
-        for name in os.listdir(self.folder):
-            os.unlink(os.path.join(self.folder, name))
-        files = {}
+        clear_folder(self.folder)
+        self.model = Driver({})
+        self.files = case.files
         for area, content in case.files.items():
-            name = b"PLC%X_%d.csv" % (MODEL_IP, area)
-            files[name] = content
-            with open(os.path.join(self.folder.encode(), name), "wb") as file:
-                file.write(content)
-        self.model = Driver(files)
+            self.put_file(area, content)
         self.driver = loaded.LoadedDriver(self.library)
+        self.wait_for(lambda: not self.peer.connections)
         self.descriptors = len(os.listdir("/proc/self/fd"))
+        self.crowd = []
         self.references.held = []
         self.memory.fill(case.seed & 0xFF)
         self.memory.set_socket_fd(case.first_fd)
@@ -108,15 +123,13 @@ class CaseRunner:
         """Nothing may have been sent beyond what was expected, and no descriptor may be left."""
         expected = len(self.peer.script)
         self.release_descriptor()
-        deadline = time.monotonic() + 2
-        left = self.descriptors + 1
-        while (self.peer.connections or left > self.descriptors) and time.monotonic() < deadline:
-            time.sleep(0)
-            left = len(os.listdir("/proc/self/fd"))
+        self.end_crowd()
+        self.wait_for(lambda: not self.peer.connections and len(os.listdir("/proc/self/fd")) == self.descriptors)
         if len(self.peer.log) != expected:
             raise Mismatch(f"{len(self.peer.log)} requests in the last call, {expected} expected")
-        if left > self.descriptors:
-            raise Mismatch(f"{left - self.descriptors} descriptors more than before the case")
+        left = len(os.listdir("/proc/self/fd"))
+        if left != self.descriptors:
+            raise Mismatch(f"{left} descriptors are open, {self.descriptors} before the case")
 
     def release_descriptor(self):
         if self.owned is not None:
@@ -127,7 +140,38 @@ class CaseRunner:
             finally:
                 self.owned = None
 
+    @staticmethod
+    def wait_for(condition):
+        deadline = time.monotonic() + 2
+        while not condition() and time.monotonic() < deadline:
+            time.sleep(0)
+
+    def put_file(self, area, content):
+        """A tag file; no content stands for a folder of that name, which opens and gives no lines."""
+        name = b"PLC%X_%d.csv" % (MODEL_IP, area)
+        path = os.path.join(self.folder.encode(), name)
+        self.model.files[name] = content or b""
+        if content is None:
+            os.mkdir(path)
+            return
+        with open(path, "wb") as file:
+            file.write(content)
+
+    def fill_crowd(self):
+        """Takes every descriptor that select can take, once the peer has closed what it is about to close."""
+        self.wait_for(lambda: len(self.peer.connections) <= (self.owned is not None))
+        limit = select_limit()
+        self.crowd.append(os.dup(0))
+        while self.crowd[-1] < limit:
+            self.crowd.append(os.dup(0))
+
+    def end_crowd(self):
+        for number in self.crowd:
+            os.close(number)
+        self.crowd = []
+
     def release(self):
+        self.end_crowd()
         if self.owned is not None:
             libc.close(self.owned)
             self.owned = None
@@ -152,6 +196,12 @@ class CaseRunner:
                 return
         raise Mismatch(f"{waiting} bytes wait in the driver's socket, {len(link.queue)} expected")
 
+    def do_rewrite(self, operation):
+        """A tag file gets other content; only a table that is not loaded yet shows it."""
+        target, source = (self.files[operation.settings[key]] for key in ("area", "from"))
+        if target is not None and source is not None:
+            self.put_file(operation.settings["area"], source)
+
     def do_address(self, operation):
         """The host changes the settings record behind the driver's back."""
         if self.model.configured:
@@ -162,7 +212,8 @@ class CaseRunner:
 
     def do_init(self, operation):
         mode = operation.settings["mode"]
-        port = {"accept": self.peer.port, "refuse": self.peer.refusing_port, "hold": self.peer.holding_port}[mode]
+        port = {"refuse": self.peer.refusing_port, "hold": self.peer.holding_port}.get(mode, self.peer.port)
+        self.end_crowd()
         self.memory.put(loaded.SETTINGS_AT + 4, struct.pack("<IH", MODEL_IP, port))
         self.begin(operation)
         expected = self.model.init(MODEL_IP, port)
@@ -256,6 +307,8 @@ class CaseRunner:
         self.references.check()
 
     def call(self, entry, arguments, *argtypes):
+        if self.model.link.connect_mode == link_model.CROWD:
+            self.fill_crowd()
         self.peer.load(self.model.link.exchanges)
         self.calls += 1
         return self.driver.function(entry, *argtypes)(*arguments)

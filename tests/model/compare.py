@@ -9,7 +9,7 @@ import time
 
 import loaded_driver
 from call_generator import Case
-from case_runner import CaseRunner, Mismatch
+from case_runner import CaseRunner, Mismatch, clear_folder
 from scripted_peer import ScriptedPeer
 
 KINDS = ("read", "write", "batch", "mixed")
@@ -50,7 +50,7 @@ class Suite:
             if not still_differs(case):
                 case.operations.insert(at, removed)
         for area in list(case.files):
-            lines = case.files[area].splitlines(True)
+            lines = (case.files[area] or b"").splitlines(True)
             at = len(lines) if len(lines) < 200 else 0
             while at > 0:
                 at -= 1
@@ -58,7 +58,8 @@ class Suite:
                 case.files[area] = b"".join(kept)
                 if still_differs(case):
                     lines = kept
-            case.files[area] = b"".join(lines)
+            if lines:
+                case.files[area] = b"".join(lines)
         return case
 
     def report(self, case, found):
@@ -70,7 +71,7 @@ class Suite:
         print("minimised:", file=self.out)
         for area, content in case.files.items():
             print(f"  tag file of area {area}:", file=self.out)
-            for line in content.splitlines(True):
+            for line in (content or b"").splitlines(True):
                 print(f"    {line!r}", file=self.out)
         print(f"  socket_fd before: {case.first_fd}", file=self.out)
         for operation in case.operations:
@@ -112,8 +113,7 @@ def run_child(arguments, progress):
         seconds, calls = time.monotonic() - started, suite.runner.calls - before
         print(f"{kind}: {arguments.cases} cases from seed {arguments.seed}, {calls} calls, {seconds:.1f} s, "
               f"{calls / max(seconds, 0.001):.0f} calls/s", file=out)
-    for name in os.listdir(suite.folder):
-        os.unlink(os.path.join(suite.folder, name))
+    clear_folder(suite.folder)
     os.rmdir(suite.folder)
     print(f"{differences} differences", file=out)
     out.flush()
@@ -128,7 +128,7 @@ def main():
     parser.add_argument("--kind", choices=KINDS + ("tags", "all"), default="mixed")
     parser.add_argument("--tags-only", action="store_true", help="only the tag-file and pure functions")
     parser.add_argument("--reports", type=int, default=5, help="differences after which a kind ends")
-    parser.add_argument("--brief", action="store_true", help="print a difference as it was found, without minimising it")
+    parser.add_argument("--brief", action="store_true", help="do not minimise what differs")
     arguments = parser.parse_args()
     progress = os.memfd_create("progress")
     child = os.fork()

@@ -25,6 +25,7 @@ BROKEN = "broken"      # reset or never connected: every send fails
 ACCEPT = "accept"
 REFUSE = "refuse"
 HOLD = "hold"          # no answer within the connect wait
+CROWD = "crowd"        # the socket's number is beyond what select can take
 
 
 class Exchange:
@@ -70,8 +71,8 @@ class Link:
         """SetupTCPComm: True when a socket was stored."""
         dotted = ".".join(str(address >> shift & 255) for shift in (24, 16, 8, 0))
         self.print_text(b"server ip = " + dotted.encode() + b"\r\n")
-        if self.connect_mode == HOLD:
-            self.puts(b"select time out \r")
+        if self.connect_mode in (HOLD, CROWD):
+            self.puts(b"select time out \r" if self.connect_mode == HOLD else b"select error\r")
             return False
         self.state = OPEN if self.connect_mode == ACCEPT else BROKEN
         self.queue = b""

@@ -119,15 +119,18 @@ class PureChecks:
             expect("group ids", model.group_ids + [0xC7C7C7C7] * 16, list(group_ids))
             expect("file accepted", table is not None, counts is not None)
             if table:
-                self.compare_table(table, struct.unpack("<II", ctypes.string_at(counts, 8)), entries.value, groups.value)
+                expect("temp_count", (len(table.plain), table.max_indexed_id),
+                       struct.unpack("<II", ctypes.string_at(counts, 8)))
+                self.compare_table(table, entries.value, groups.value)
         except Mismatch as mismatch:
-            raise Mismatch(f"{mismatch}\nfile:\n" + "\n".join(repr(line) for line in content.splitlines(True))) from None
+            lines = "\n".join(repr(line) for line in content.splitlines(True))
+            raise Mismatch(f"{mismatch}\nfile:\n{lines}") from None
 
-    def compare_table(self, table, counts, entries, groups):
-        expect("temp_count", (len(table.plain), table.max_indexed_id), counts)
+    def compare_table(self, table, entries, groups):
         expect("groups present", bool(table.groups), bool(groups))
         for index, record in enumerate(table.plain):
-            compare_record(f"plain record {index}", record, ctypes.string_at(entries + ENTRY_BYTES * index, ENTRY_BYTES))
+            raw = ctypes.string_at(entries + ENTRY_BYTES * index, ENTRY_BYTES)
+            compare_record(f"plain record {index}", record, raw)
         libc.free(ctypes.c_void_p(entries))
         if not groups:
             return
@@ -187,7 +190,8 @@ class PureChecks:
         compare_bytes("type2str console", said, self.console.take())
         expect(f"type2bits {code:#x}", found[1] if found else 0, self.function("type2bits", _U32, result=_U32)(code))
         compare_bytes("type2bits console", said, self.console.take())
-        bits, count = rng.choice((0, 1, 8, 16, 32, 64, -1, 12, 2**31 - 1)), rng.randrange(-2**31, 2**31) >> rng.randrange(32)
+        bits = rng.choice((0, 1, 8, 16, 32, 64, -1, 12, 2**31 - 1))
+        count = rng.randrange(-2**31, 2**31) >> rng.randrange(32)
         expect(f"keyence_gettype {bits}, {count}", size_code(bits, count),
                self.function("keyence_gettype", _I32, _I32)(bits, count))
         number = {0: 1, 1: count, 8: count, 16: int(count / 2), 32: int(count / 4), 64: int(count / 8)}.get(bits, bits)
@@ -197,11 +201,13 @@ class PureChecks:
         rng = self.rng
         text = bytes(rng.choice(b"0123456789abcdefABCDEFgG xyz") for _ in range(7))
         digits = rng.randrange(-1, 8)
-        expect(f"hexToDec {text!r}, {digits}", hex_to_dec(text, digits), self.function("hexToDec", _BYTES, _I32)(text, digits))
+        expect(f"hexToDec {text!r}, {digits}", hex_to_dec(text, digits),
+               self.function("hexToDec", _BYTES, _I32)(text, digits))
         char = rng.choice((rng.randrange(256), rng.randrange(-2**31, 2**31)))
         expect(f"getIndexOfSigns {char}", index_of_sign(char), self.function("getIndexOfSigns", _I32)(char))
         base, times = rng.randrange(2**32), rng.randrange(-3, 40)
-        expect(f"mathN {base}, {times}", doubled(base, times), self.function("mathN", _U32, _I32, result=_U32)(base, times))
+        expect(f"mathN {base}, {times}", doubled(base, times),
+               self.function("mathN", _U32, _I32, result=_U32)(base, times))
         words = (ctypes.c_uint16 * 8)(*[rng.randrange(65536) for _ in range(8)])
         bit, count = rng.choice((rng.randrange(16), rng.randrange(48))), rng.randrange(40)
         out = bytearray(rng.randbytes(32))
@@ -244,7 +250,8 @@ class PureChecks:
         for number in range(self.rng.randrange(6)):
             name = b"F%d" % self.rng.randrange(4)
             counts = struct.pack("<II", self.rng.randrange(2**32), self.rng.randrange(2**32))
-            expect("add_tagtable", 1, add(at, name, 0x1000 + number, 0x2000 + number, ctypes.create_string_buffer(counts, 8)))
+            result = add(at, name, 0x1000 + number, 0x2000 + number, ctypes.create_string_buffer(counts, 8))
+            expect("add_tagtable", 1, result)
             held[name] = (0x1000 + number, 0x2000 + number, *struct.unpack("<II", counts))
         for name in (b"F0", b"F1", b"F2", b"F3", b"F"):
             node = find(at, name)
@@ -262,7 +269,8 @@ class PureChecks:
             for _ in range(8):
                 crc = crc >> 1 ^ (0xA001 if crc & 1 else 0)
         wanted = (crc & 0xFF) << 8 | crc >> 8 if data else 0xFFFF
-        expect(f"crc16 of {data.hex()}", wanted, self.function("crc16", _BYTES, _U32, result=ctypes.c_uint16)(data, len(data)))
+        expect(f"crc16 of {data.hex()}", wanted,
+               self.function("crc16", _BYTES, _U32, result=ctypes.c_uint16)(data, len(data)))
         bits = rng.choice((rng.randrange(100), rng.randrange(2**32)))
         expect(f"bit2byte_len {bits}", (bits + 7) // 8, self.function("bit2byte_len", _U32, result=_U32)(bits))
         expect(f"bit2word_len {bits}", (bits + 15) // 16, self.function("bit2word_len", _U32, result=_U32)(bits))

@@ -61,13 +61,20 @@ def random_line(rng, number, identifier, indexed):
         ranges = ranges if rng.random() < 0.2 else b""
     if rng.random() < 0.03:
         length = rng.choice([b"5", b"-5", b"12345678", b"000000012", b"x", b" 9"])
+    name, device = random_name(rng, number), rng.choice(DEVICES)
+    if rng.random() < 0.2:
+        # The roads of single bits depend on the kind of name and on the device.
+        kind, length = b"BOOL", b""
+        ranges = ranges if rng.random() < 0.4 else b""
+        name = rng.choice((b"b%d", b"s.b%d", b"l[1].b%d", b"l[1].m.b%d")) % number
+        device = rng.choice((b"DM0", b"EM0", b"EM0", b"MR0", b"LR0", b"TM0", b""))
     text = b"%d" % identifier
     flag = choose(rng, [(b"1", 6), (b"0", 6), (b"", 1), (b"10", 1), (b"x", 1)])
-    columns = [random_name(rng, number), kind, ranges, length, random_text(rng, 4), random_text(rng, 3), b"c", text,
+    columns = [name, kind, ranges, length, random_text(rng, 4), random_text(rng, 3), b"c", text,
                flag, choose(rng, [(b"1", 1), (b"0", 3), (b"", 1)]),
                choose(rng, [(b"%d" % rng.randrange(300), 6), (b"", 1)]), rng.choice(SCOPES)]
     if not indexed and rng.random() < 0.75:
-        columns.append(rng.choice(DEVICES))
+        columns.append(device)
         if rng.random() < 0.1:
             columns.append(b"more")
     elif not indexed and rng.random() < 0.2:
