@@ -238,12 +238,12 @@ TEST_F(ProgramTest, Completion_OffersCommandsOptionsAndVariables) {
              "offer plc-host watch --ch\n"
              "offer plc-host read --sim " +
                  path("machine.csv") +
-                 " S\n"
+                 " Sp\n"
                  "offer plc-host read --sim " +
                  path("mach") +
                  "\n"
                  "offer plc-host read --sim " +
-                 path("missing.csv") + " S\n");
+                 path("missing.csv") + " Sp\n");
   Child child({"/bin/bash", path("complete.bash")}, path("out"), path("err"));
   EXPECT_EQ(child.wait(), 0);
   EXPECT_EQ(file_text(path("err")), "");
