@@ -17,6 +17,7 @@ import pathlib
 import random
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -31,6 +32,7 @@ TITLE = "KV Variable Access"
 PORT = ["-o", "plckv.port:9500"]
 RUN_LIMIT_S = 120
 CHANGED_FRAMES = 400
+CUT_EXCHANGES = 2  # of each subject
 
 sys.path.insert(0, str(DISSECTOR.parent))
 sys.dont_write_bytecode = True
@@ -111,22 +113,27 @@ def check_samples():
             raise Failure("%s: a capture and a golden text belong together" % name)
 
 
-def finds(path, display_filter):
-    """Whether a filter finds a frame: some things show in one pass alone (a frame that goes on), some in the second."""
-    arguments = ["-r", str(path), "-Y", display_filter] + PORT
-    return bool(tshark(arguments).strip() or tshark(["-2"] + arguments).strip())
+def shown_fields(names):
+    """Those of the fields that some frame of some sample has, in one pass or in two: a frame that goes on shows in the
+    first alone, a missing reply in the second alone."""
+    names, shown = sorted(names), set()
+    with tempfile.TemporaryDirectory() as folder:
+        merged = pathlib.Path(folder) / "all.pcap"
+        write_merged(merged)
+        columns = [word for name in names for word in ("-e", name)]
+        for passes in ([], ["-2"]):
+            for line in tshark(passes + ["-r", str(merged), "-Y", "plckv", "-T", "fields"] + columns + PORT).split("\n"):
+                shown |= {name for name, value in zip(names, line.split("\t")) if value}
+    return shown
 
 
 def check_experts():
     source = (DISSECTOR.parent / "plc_kv" / "fields.lua").read_text(encoding="utf-8")
-    wanted = set(re.findall(r'expert_of\("(\w+)"', source))
-    documented = set(re.findall(r"`plckv\.expert\.(\w+)`", DOCUMENT.read_text(encoding="utf-8")))
+    wanted = {"plckv.expert." + name for name in re.findall(r'expert_of\("(\w+)"', source)}
+    documented = set(re.findall(r"`(plckv\.expert\.\w+)`", DOCUMENT.read_text(encoding="utf-8")))
     if not wanted or wanted != documented:
         raise Failure("expert items of the code and of the document differ: %s" % sorted(wanted ^ documented))
-    with tempfile.TemporaryDirectory() as folder:
-        merged = pathlib.Path(folder) / "all.pcap"
-        write_merged(merged)
-        silent = {name for name in wanted if not finds(merged, "plckv.expert." + name)}
+    silent = wanted - shown_fields(wanted)
     if silent:
         raise Failure("no sample raises %s" % sorted(silent))
 
@@ -134,18 +141,21 @@ def check_experts():
 def check_filters():
     text = DOCUMENT.read_text(encoding="utf-8")
     fields = set(re.findall(r"^\| `(plckv[\w.]*)` \|", text, re.MULTILINE))
-    filters = fields | {found.replace("\\|", "|")
-                        for found in re.findall(r"^\| `(.*plckv.*)` \| shows", text, re.MULTILINE)}
-    known = set(re.findall(r"\t(plckv\.[\w.]+)\t", tshark(["-G", "fields"])))
-    plain = {name for name in known if not name.startswith("plckv.expert.")}
-    if plain != {name for name in fields if "." in name and not name.startswith("plckv.expert.")}:
-        raise Failure("fields of the dissector and of the document differ: %s" % sorted(plain ^ fields))
+    known = set(re.findall(r"\t(plckv\.[\w.]+)\t", tshark(["-G", "fields"]))) | {"plckv"}
+    if known != fields:
+        raise Failure("fields of the dissector and of the document differ: %s" % sorted(known ^ fields))
+    unseen = fields - shown_fields(fields)
+    if unseen:
+        raise Failure("no sample has %s" % sorted(unseen))
+    filters = re.findall(r"^\| `(.*plckv.*)` \| shows", text, re.MULTILINE)
+    if not filters:
+        raise Failure("the document names no filters")
     with tempfile.TemporaryDirectory() as folder:
         merged = pathlib.Path(folder) / "all.pcap"
         write_merged(merged)
-        for text in sorted(filters):
-            if not finds(merged, text):
-                raise Failure("the filter '%s' finds nothing in any sample" % text)
+        for display_filter in filters:
+            if not tshark(["-r", str(merged), "-Y", display_filter.replace("\\|", "|")] + PORT).strip():
+                raise Failure("the filter '%s' finds nothing in any sample" % display_filter)
 
 
 def write_merged(path):
@@ -172,15 +182,24 @@ def check_binding():
         raise Failure("the protocol is found although nothing binds it")
 
 
+def with_true_length(frame):
+    length = max(len(frame) - 10, 0)
+    return (struct.pack(">II", length, length ^ 0xFFFFFFFF) + frame[8:])[:len(frame)]
+
+
 def hostile_exchanges(vectors):
-    """Each exchange with its reply, then its request, cut at every byte; then seeded changes of single bytes."""
-    exchanges = [exchange for name in ("write_words", "write_bits", "batch", "directory", "value_reply")
-                 for vector in vectors[name][:6] for exchange in make_samples.frames_of(vector) if exchange[1]]
-    for request, reply in exchanges[:20]:
+    """Exchanges with their reply, then their request, cut at every byte, under the old length and under a true one;
+    then seeded changes of single bytes."""
+    subjects = [[exchange for vector in vectors[name][:6] for exchange in make_samples.frames_of(vector) if exchange[1]]
+                for name in ("write_words", "write_bits", "write_strings", "batch", "directory", "value_reply")]
+    for request, reply in [exchange for subject in subjects for exchange in subject[:CUT_EXCHANGES]]:
         for count in range(len(reply)):
             yield request, reply[:count]
+            yield request, with_true_length(reply[:count])
         for count in range(len(request)):
             yield request[:count], reply
+            yield with_true_length(request[:count]), reply
+    exchanges = [exchange for subject in subjects for exchange in subject]
     chance = random.Random(1)
     for _ in range(CHANGED_FRAMES):
         request, reply = map(bytearray, chance.choice(exchanges))
