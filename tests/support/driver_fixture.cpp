@@ -136,7 +136,8 @@ void DriverFixture::free_tables() {
   TagLinks* const head = &plc::g_plc_tags.links;
   TagLinks* links = head->next;
   while (links != nullptr && links != head) {
-    auto* table = reinterpret_cast<TagTable*>(reinterpret_cast<char*>(links) - offsetof(TagTable, links));
+    void* const node = reinterpret_cast<char*>(links) - offsetof(TagTable, links);
+    auto* const table = static_cast<TagTable*>(node);
     links = links->next;
     plc::free_tag_arrays(table->entries, table->indexed_groups);
     std::free(table->name);
