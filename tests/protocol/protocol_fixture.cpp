@@ -157,7 +157,7 @@ void ProtocolTest::use_tags(const std::vector<TagEntry>& tags, const std::vector
   add_table(tags, groups, group.back().tag_id);
 }
 
-TagEntry& ProtocolTest::loaded_tag(uint32_t id) { return get_tagtable(&plc::g_plc_tags, kTableName)->entries[id]; }
+TagTable& ProtocolTest::loaded_table() { return *get_tagtable(&plc::g_plc_tags, kTableName); }
 
 void ProtocolTest::use_directory(std::initializer_list<Program> programs) {
   plc::localNum = 0;

@@ -3,7 +3,6 @@
 
 #include "plc_driver/driver_state.h"
 #include "plc_driver/protocol/read_plan.h"
-#include "plc_driver/tags/tag_table.h"
 #include "protocol/batch_fixture.h"
 #include "support/captured_output.h"
 
@@ -21,7 +20,7 @@ class ReadPlan : public ProtocolTest {
       plc::OMRON_TEMP[i].element = slots[i].element;
       plc::OMRON_TEMP[i].run = slots[i].count;
     }
-    TagTable* table = get_tagtable(&plc::g_plc_tags, "PLC7F000001_1.csv");
+    TagTable* table = &loaded_table();
     return capture_output([&] { Reg_Classify_Sort(table, static_cast<int32_t>(slots.size())); });
   }
 
