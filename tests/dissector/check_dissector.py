@@ -224,7 +224,8 @@ def check_hostile():
         path = pathlib.Path(folder) / "hostile.pcap"
         capture.write(path)
         for passes in ([], ["-2"]):
-            found = tshark(["-r", str(path), "-V", "-O", "plckv", "-Y", "plckv || _ws.malformed"] + PORT + passes)
+            # No filter: a frame that raises an error at once is none of ours any more.
+            found = tshark(["-r", str(path), "-V", "-O", "plckv"] + PORT + passes)
             if found.count(TITLE) < count:
                 raise Failure("%d frames dissected of %d exchanges" % (found.count(TITLE), count))
             if "Malformed Packet" in found:
