@@ -1,0 +1,150 @@
+// Checks across lines: runs of indexed ids, duplicate names, scopes that are beginnings of others.
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "checker.h"
+#include "plc_driver/tags/tag_file.h"
+
+namespace tag_check {
+namespace {
+
+// Consecutive indexed ids, as the driver groups them.
+struct Run {
+  const SourceLine* first;
+  const SourceLine* last;
+  uint32_t length;
+
+  uint32_t first_id() const { return first->class_id; }
+  uint32_t last_id() const { return last->class_id; }
+};
+
+std::vector<Run> collect_runs(const SourceFile& file) {
+  std::vector<Run> runs;
+  for (const SourceLine& line : file.lines) {
+    if (!line.indexed) continue;
+    if (!runs.empty() && runs.back().last_id() + 1 == line.class_id) {
+      runs.back().last = &line;
+      ++runs.back().length;
+    } else {
+      runs.push_back({&line, &line, 1});
+    }
+  }
+  return runs;
+}
+
+std::string id_text(uint32_t id) { return std::to_string(id); }
+
+uint32_t block_of(uint32_t id) { return id >> plc::kIdBlockShift; }
+
+void check_run(const Run& run, bool is_last, std::set<uint32_t>* blocks, Findings* findings) {
+  const Column& id = run.first->column(8);
+  constexpr uint32_t kRunLimit = 100;
+  if (block_of(run.first_id()) - plc::kFirstIdBlock >= plc::kIdBlocks) {
+    add_finding("T105", *run.first, id, "ids end at 17039359", findings);
+    return;
+  }
+  if (block_of(run.first_id()) != block_of(run.last_id())) {
+    add_finding("T101", *run.first, id,
+                "the run " + id_text(run.first_id()) + " to " + id_text(run.last_id()) + " crosses a block of 8192 ids",
+                findings);
+  }
+  if (!blocks->insert(block_of(run.first_id())).second) {
+    add_finding("T102", *run.first, id, "a second run starts in the same block of 8192 ids", findings);
+  }
+  if (run.length == 1 && !is_last) {
+    add_finding("T103", *run.first, id, "a run of one id that is not the file's last: the driver rejects the file",
+                findings);
+  }
+  if (run.length > kRunLimit) {
+    add_finding("T104", *run.first, id, "a run of more than 100 ids: the driver rejects the file", findings);
+  }
+}
+
+// The line that has the largest indexed id may be one for nothing, which its name says by a leading underscore.
+void check_largest(const std::vector<Run>& runs, Findings* findings) {
+  if (runs.empty()) return;
+  const auto largest =
+      std::max_element(runs.begin(), runs.end(), [](const Run& a, const Run& b) { return a.last_id() < b.last_id(); });
+  const SourceLine& line = *largest->last;
+  if (line.column(1).text.substr(0, 1) == "_") return;
+  add_finding("T100", line, line.column(8), "the largest indexed id of a file cannot be addressed", findings);
+}
+
+void check_ids(const SourceFile& file, Findings* findings) {
+  std::map<uint32_t, uint32_t> lines;
+  uint32_t largest = 0;
+  for (const SourceLine& line : file.lines) {
+    if (!line.indexed) continue;
+    const auto added = lines.emplace(line.class_id, line.number);
+    if (!added.second) {
+      add_finding("T107", line, line.column(8), "line " + std::to_string(added.first->second) + " has the same id",
+                  findings);
+    } else if (line.class_id < largest) {
+      add_finding("T108", line, line.column(8), "indexed ids do not rise", findings);
+    }
+    largest = std::max(largest, line.class_id);
+  }
+}
+
+// What tells variables apart on the controller: their program, if they are local, and their name.
+std::string identity(const SourceLine& line) {
+  const std::string scope = line.entry.is_global == 1 ? std::string("\n") : std::string(line.entry.scope_name);
+  return scope + "\n" + line.entry.name;
+}
+
+void check_duplicates(const SourceFile& file, Findings* findings) {
+  std::map<std::string, uint32_t> lines;
+  for (const SourceLine& line : file.lines) {
+    if (line.entry.name[0] == '\0' || line.entry.name[0] == '_') continue;
+    const auto added = lines.emplace(identity(line), line.number);
+    if (added.second) continue;
+    add_finding("T110", line, line.column(1),
+                "line " + std::to_string(added.first->second) + " declares the same variable", findings);
+  }
+}
+
+// First lines of the programs that the file names.
+std::map<std::string, const SourceLine*> collect_scopes(const SourceFile& file) {
+  std::map<std::string, const SourceLine*> scopes;
+  for (const SourceLine& line : file.lines) {
+    if (line.entry.is_global != 1 && line.entry.scope_name[0] != '\0') scopes.emplace(line.entry.scope_name, &line);
+  }
+  return scopes;
+}
+
+void check_scopes(const SourceFile& file, Findings* findings) {
+  const auto scopes = collect_scopes(file);
+  for (const auto& [name, line] : scopes) {
+    for (size_t length = 1; length < name.size(); ++length) {
+      const auto shorter = scopes.find(name.substr(0, length));
+      if (shorter == scopes.end()) continue;
+      add_finding("T111", *line, line->column(12),
+                  "the program '" + shorter->first + "' of line " + std::to_string(shorter->second->number) +
+                      " is the beginning of '" + name + "'",
+                  findings);
+    }
+  }
+}
+
+}  // namespace
+
+void check_runs(const SourceFile& file, Findings* findings) {
+  constexpr size_t kGroupLimit = 100;
+  const std::vector<Run> runs = collect_runs(file);
+  std::set<uint32_t> blocks;
+  for (const Run& run : runs) check_run(run, &run == &runs.back(), &blocks, findings);
+  if (runs.size() > kGroupLimit) {
+    add_finding("T106", *runs[kGroupLimit].first, runs[kGroupLimit].first->column(8),
+                "more than 100 runs of ids: the driver rejects the file", findings);
+  }
+  check_largest(runs, findings);
+  check_ids(file, findings);
+}
+
+void check_across(const SourceFile& file, Findings* findings) {
+  check_duplicates(file, findings);
+  check_scopes(file, findings);
+}
+
+}  // namespace tag_check

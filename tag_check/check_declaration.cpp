@@ -1,0 +1,199 @@
+// Checks of what a line declares: name, type, ranges, string length.
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+
+#include "checker.h"
+#include "plc_driver/tags/data_types.h"
+
+namespace tag_check {
+namespace {
+
+std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
+
+bool is_type(std::string_view text) {
+  return !text.empty() && text.size() < 100 &&
+         plc::find_type(text.data(), static_cast<uint32_t>(text.size())) != nullptr;
+}
+
+// The type that the text names in other letters, or an empty text.
+std::string type_in_upper_case(std::string_view text) {
+  std::string upper(trim(text));
+  std::transform(upper.begin(), upper.end(), upper.begin(), [](unsigned char c) { return std::toupper(c); });
+  return is_type(upper) ? upper : std::string();
+}
+
+// Length of the well-formed sequence at this place, 0 for a malformed one.
+size_t sequence_length(std::string_view text, size_t at) {
+  const auto lead = static_cast<unsigned char>(text[at]);
+  const size_t length = lead < 0x80                   ? 1
+                        : lead >= 0xC2 && lead < 0xE0 ? 2
+                        : lead >= 0xE0 && lead < 0xF0 ? 3
+                        : lead >= 0xF0 && lead < 0xF5 ? 4
+                                                      : 0;
+  if (length == 0 || at + length > text.size()) return 0;
+  for (size_t i = 1; i < length; ++i) {
+    if ((static_cast<unsigned char>(text[at + i]) & 0xC0) != 0x80) return 0;
+  }
+  return length;
+}
+
+void check_encoding(const SourceLine& line, Findings* findings) {
+  const Column& name = line.column(1);
+  for (size_t at = 0; at < name.text.size();) {
+    const size_t length = sequence_length(name.text, at);
+    if (length == 0) {
+      add_finding("T023", line, name, "the name is not valid UTF-8", findings).column += static_cast<uint32_t>(at);
+      return;
+    }
+    if (length == 4) {
+      add_finding("T024", line, name, "the name has a character above U+FFFF, which is sent as another one", findings)
+          .column += static_cast<uint32_t>(at);
+    }
+    at += length;
+  }
+}
+
+// One range's bounds, as the driver numbers them.
+struct Range {
+  int32_t low;
+  int32_t high;
+};
+
+std::vector<Range> declared_ranges(const TagEntry& entry) {
+  switch (entry.shape) {
+    case PLC_ARRAY1:
+      return {{entry.dim1_low, entry.dim1_high}};
+    case PLC_ARRAY2:
+      return {{entry.dim2_low, entry.dim2_high}, {entry.dim1_low, entry.dim1_high}};
+    case PLC_ARRAY3:
+      return {{entry.dim3_low, entry.dim3_high}, {entry.dim2_low, entry.dim2_high}, {entry.dim1_low, entry.dim1_high}};
+    default:
+      return {};
+  }
+}
+
+// The ranges column written again from what the driver read; equal only when the driver read all of it.
+std::string rewritten(const std::vector<Range>& ranges) {
+  std::string text = "[";
+  for (size_t i = 0; i < ranges.size(); ++i) {
+    text += (i > 0 ? "_" : "") + std::to_string(ranges[i].low) + ".." + std::to_string(ranges[i].high);
+  }
+  return text + "]";
+}
+
+void check_bounds(const SourceLine& line, const std::vector<Range>& ranges, Findings* findings) {
+  const Column& column = line.column(3);
+  bool has_low = false;
+  for (const Range& range : ranges) {
+    if (range.low < 0) add_finding("T034", line, column, "a bound is negative", findings);
+    if (int64_t{range.high} + 1 == range.low) {
+      add_finding("T033", line, column, "a range has no element: every transfer of the variable fails", findings);
+    } else if (range.high < range.low) {
+      add_finding("T032", line, column, "a range ends before it begins", findings);
+    }
+    has_low = has_low || range.low != 0;
+  }
+  const bool uneven = ranges.size() > 1 && has_low;
+  if (has_low && ranges.size() == 1) {
+    add_finding("T035", line, column,
+                "element offsets are subscripts: offset " + std::to_string(ranges[0].low) + " is the first element",
+                findings);
+  }
+  if (uneven) {
+    add_finding("T036", line, column, "with lower bounds other than 0, reads and writes name different elements",
+                findings);
+  }
+}
+
+}  // namespace
+
+void check_name(const SourceLine& line, Findings* findings) {
+  const Column& name = line.column(1);
+  if (trim(name.text).empty()) {
+    add_finding("T020", line, name, "the line has no name", findings);
+    return;
+  }
+  const std::string_view inner = trim(name.text);
+  if (inner.size() != name.text.size() && line.name_parts == 1) {
+    Finding& finding = add_finding("T021", line, name, "blanks around the name are part of it", findings);
+    finding.edits = {{name.offset, name.text.size(), std::string(inner)}};
+  }
+  const auto brackets = [&](char c) { return std::count(name.text.begin(), name.text.end(), c); };
+  if (!line.name_closed || brackets('[') != brackets(']')) {
+    add_finding("T022", line, name, "the brackets of the name do not pair up", findings);
+  }
+  check_encoding(line, findings);
+  if (name.text.find('"') != std::string_view::npos) {
+    add_finding("T025", line, name, "quotes are part of the name: fields cannot be quoted", findings);
+  }
+  if (name.text.find('%') != std::string_view::npos) {
+    add_finding("T026", line, name, "the name holds a percent sign", findings);
+  }
+  const size_t marked = name.text.size() + static_cast<size_t>(brackets('[')) + line.name_parts - 1;
+  if (marked > PLC_NAME_BYTES - 1) {
+    add_finding("T027", line, name, "with its subscript marks the name is longer than 255 bytes and is cut", findings);
+  }
+}
+
+void check_type(const SourceLine& line, Findings* findings) {
+  const Column& type = line.column(2);
+  if (!type.present || is_type(type.text)) return;
+  const std::string meant = type_in_upper_case(type.text);
+  if (trim(type.text).empty()) {
+    add_finding("T040", line, type, "the line has no type", findings);
+  } else if (meant.empty()) {
+    const bool heading =
+        line.record == 0 && line.number == 1 && !std::isdigit(line.trimmed(8).empty() ? 'x' : line.trimmed(8)[0]);
+    add_finding(heading ? "T043" : "T041", line, type,
+                heading ? "a heading line is record 0" : quoted(type.text) + " is no type", findings);
+  } else {
+    Finding& finding =
+        add_finding("T042", line, type, quoted(type.text) + " is no type: types are written " + meant, findings);
+    finding.edits = {{type.offset, type.text.size(), meant}};
+  }
+}
+
+void check_ranges(const SourceLine& line, Findings* findings) {
+  const Column& column = line.column(3);
+  if (column.text.empty()) return;
+  if (std::count(column.text.begin(), column.text.end(), '_') > 2) {
+    add_finding("T031", line, column, "more than three ranges: the driver takes the first for all", findings);
+    return;
+  }
+  if (line.entry.shape == PLC_STRING) return;  // check_string_length has a rule for it
+  const std::vector<Range> ranges = declared_ranges(line.entry);
+  if (ranges.empty() || rewritten(ranges) != column.text) {
+    add_finding("T030", line, column,
+                quoted(column.text) + " is not of the form [0..9], [0..9_0..4] or [0..9_0..4_0..2]", findings);
+    return;
+  }
+  check_bounds(line, ranges, findings);
+}
+
+void check_string_length(const SourceLine& line, Findings* findings) {
+  constexpr int64_t kAddressable = 1024;
+  const Column& length = line.column(4);
+  if (line.column(2).text != "STRING") {
+    if (!trim(length.text).empty()) {
+      Finding& finding = add_finding("T051", line, length, "only a STRING has a length", findings);
+      finding.edits = {{length.offset, length.text.size(), ""}};
+    }
+    return;
+  }
+  if (trim(length.text).empty()) {
+    add_finding("T050", line, line.column(2), "a STRING without a length is no string to writes", findings);
+    return;
+  }
+  int64_t number = 0;
+  if (!parse_number(trim(length.text), &number) || number <= 0 || length.text.size() > 7) {
+    add_finding("T052", line, length, quoted(length.text) + " is no length", findings);
+  } else if (number > kAddressable + 2) {
+    add_finding("T053", line, length, "reads cannot begin beyond character 1024", findings);
+  }
+  if (!line.column(3).text.empty()) {
+    add_finding("T054", line, line.column(3), "a STRING has no ranges: the driver forgets them", findings);
+  }
+}
+
+}  // namespace tag_check

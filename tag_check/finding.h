@@ -1,0 +1,45 @@
+// What the tag-file checker finds, and what it returns.
+#ifndef TAG_CHECK_FINDING_H_
+#define TAG_CHECK_FINDING_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tag_check {
+
+enum class Severity { kInfo, kWarning, kError };
+
+// A change to the checked text that has one safe meaning: these bytes become that text.
+struct Edit {
+  size_t offset;
+  size_t length;
+  std::string replacement;
+};
+
+struct Finding {
+  const char* rule;  // "T001" ..., see rule_list.h
+  uint32_t line;     // from 1
+  uint32_t column;   // byte within the line, from 1
+  std::string message;
+  std::vector<Edit> edits;  // empty: nothing can be corrected without asking
+};
+
+// What the driver makes of the file.
+struct Understanding {
+  bool loads = false;
+  std::string lines;  // what the driver printed while it loaded the file
+  uint32_t plain_records = 0;
+  uint32_t max_indexed_id = 0;
+  uint32_t groups = 0;
+};
+
+struct CheckOptions {
+  bool has_address = false;
+  uint32_t address = 0;  // the controller that the file is meant for
+};
+
+}  // namespace tag_check
+
+#endif  // TAG_CHECK_FINDING_H_

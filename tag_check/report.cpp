@@ -1,0 +1,128 @@
+// The checker's findings as text, as JSON lines and as SARIF.
+#include "report.h"
+
+#include <nlohmann/json.hpp>
+
+#include "rule_list.h"
+
+namespace tag_check {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string place(const FileReport& report, const Finding& finding) {
+  return report.file + ":" + std::to_string(finding.line) + ":" + std::to_string(finding.column);
+}
+
+std::string understanding_text(const Understanding& understanding) {
+  if (!understanding.loads) return "the driver does not load this file";
+  std::string text = "the driver reads " + std::to_string(understanding.plain_records) + " plain records";
+  if (understanding.groups > 0) {
+    text += " and " + std::to_string(understanding.groups) + " runs of indexed ids up to " +
+            std::to_string(understanding.max_indexed_id);
+  }
+  return text;
+}
+
+// Names may hold any bytes; JSON may not.
+std::string dump(const Json& json, int indent = -1) {
+  return json.dump(indent, ' ', false, Json::error_handler_t::replace);
+}
+
+const char* sarif_level(Severity severity) { return severity == Severity::kInfo ? "note" : severity_name(severity); }
+
+Json sarif_rules() {
+  Json rules = Json::array();
+  for (const Rule& rule : rule_list()) {
+    Json entry;
+    entry["id"] = rule.code;
+    entry["shortDescription"]["text"] = rule.title;
+    entry["fullDescription"]["text"] = rule.explanation;
+    entry["help"]["text"] = rule.suggestion;
+    entry["defaultConfiguration"]["level"] = sarif_level(rule.severity);
+    rules.push_back(entry);
+  }
+  return rules;
+}
+
+Json sarif_result(const FileReport& report, const Finding& finding) {
+  Json location;
+  location["artifactLocation"]["uri"] = report.file;
+  location["region"]["startLine"] = finding.line;
+  location["region"]["startColumn"] = finding.column;
+  Json result;
+  result["ruleId"] = finding.rule;
+  result["level"] = sarif_level(rule_of(finding.rule).severity);
+  result["message"]["text"] = finding.message;
+  result["locations"] = Json::array({Json{{"physicalLocation", location}}});
+  return result;
+}
+
+}  // namespace
+
+std::string text_report(const FileReport& report) {
+  std::string text;
+  for (const Finding& finding : report.findings) {
+    const Rule& rule = rule_of(finding.rule);
+    text += place(report, finding) + ": " + severity_name(rule.severity) + ": " + finding.message + " [" + rule.code +
+            "]\n";
+    text += "    " + std::string(rule.suggestion) + "\n";
+  }
+  return text + report.file + ": " + understanding_text(report.understanding) + "\n";
+}
+
+std::string json_report(const FileReport& report) {
+  std::string text;
+  for (const Finding& finding : report.findings) {
+    const Rule& rule = rule_of(finding.rule);
+    Json object;
+    object["file"] = report.file;
+    object["line"] = finding.line;
+    object["column"] = finding.column;
+    object["severity"] = severity_name(rule.severity);
+    object["rule"] = rule.code;
+    object["message"] = finding.message;
+    object["explanation"] = rule.explanation;
+    object["suggestion"] = rule.suggestion;
+    object["fixable"] = !finding.edits.empty();
+    text += dump(object) + "\n";
+  }
+  Json driver;
+  driver["loads"] = report.understanding.loads;
+  driver["plain_records"] = report.understanding.plain_records;
+  driver["groups"] = report.understanding.groups;
+  driver["max_indexed_id"] = report.understanding.max_indexed_id;
+  driver["printed"] = report.understanding.lines;
+  Json object;
+  object["file"] = report.file;
+  object["driver"] = driver;
+  return text + dump(object) + "\n";
+}
+
+std::string sarif_report(const std::vector<FileReport>& reports) {
+  Json driver;
+  driver["name"] = "plc-host check";
+  driver["rules"] = sarif_rules();
+  Json run;
+  run["tool"]["driver"] = driver;
+  run["results"] = Json::array();
+  for (const FileReport& report : reports) {
+    for (const Finding& finding : report.findings) run["results"].push_back(sarif_result(report, finding));
+  }
+  Json document;
+  document["$schema"] = "https://json.schemastore.org/sarif-2.1.0.json";
+  document["version"] = "2.1.0";
+  document["runs"] = Json::array({run});
+  return dump(document, 2) + "\n";
+}
+
+std::string rules_text() {
+  std::string text;
+  for (const Rule& rule : rule_list()) {
+    text += std::string(rule.code) + " (" + severity_name(rule.severity) + ") " + rule.title + "\n    " +
+            rule.explanation + "\n    " + rule.suggestion + "\n";
+  }
+  return text;
+}
+
+}  // namespace tag_check

@@ -1,0 +1,34 @@
+// The checker's findings as text, as JSON lines and as SARIF.
+#ifndef TAG_CHECK_REPORT_H_
+#define TAG_CHECK_REPORT_H_
+
+#include <string>
+#include <vector>
+
+#include "finding.h"
+
+namespace tag_check {
+
+// One checked file.
+struct FileReport {
+  std::string file;
+  Understanding understanding;
+  std::vector<Finding> findings;
+};
+
+// "file:line:column: severity: message [T001]" with the suggestion on a line of its own, then what the driver makes of
+// the file.
+std::string text_report(const FileReport& report);
+
+// One JSON object a line: a finding each, then one with what the driver makes of the file.
+std::string json_report(const FileReport& report);
+
+// One SARIF 2.1.0 document for all files.
+std::string sarif_report(const std::vector<FileReport>& reports);
+
+// The rules as text, for the manual.
+std::string rules_text();
+
+}  // namespace tag_check
+
+#endif  // TAG_CHECK_REPORT_H_

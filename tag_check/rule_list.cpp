@@ -1,0 +1,316 @@
+// The rules of the checker.
+#include "rule_list.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace tag_check {
+namespace {
+
+std::string indexed_line(uint32_t id) {
+  return "V" + std::to_string(id) + ",INT,,,,,," + std::to_string(id) + ",1,0,0,\n";
+}
+
+std::string long_line() { return std::string(300, 'x') + ",INT,,,,,,0,1,0,0,\n"; }
+
+std::string bracket_name() {
+  std::string name;
+  for (int i = 0; i < 75; ++i) name += "[1]";
+  return name + ",INT,,,,,,0,1,0,0,\n";
+}
+
+std::string many_records() {
+  std::string text;
+  for (int i = 0; i <= 65536; ++i) text += "V" + std::to_string(i) + ",INT,,,,,," + std::to_string(i) + ",1,0,0,\n";
+  return text;
+}
+
+std::string long_run() {
+  std::string text;
+  for (uint32_t id = 0x40000; id < 0x40000 + 101; ++id) text += indexed_line(id);
+  return text;
+}
+
+std::string many_runs() {
+  std::string text;
+  for (uint32_t run = 0; run < 101; ++run) {
+    const uint32_t id = 0x40000 + run * 8192;
+    text += indexed_line(id) + indexed_line(id + 1);
+  }
+  return text;
+}
+
+void add_file_rules(std::vector<Rule>* rules) {
+  rules->push_back({"T001", Severity::kError, "last line without a line end",
+                    "The driver ignores a last line that has no line end.", "End the file with a line feed.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,,,,,0,1,0,0,"});
+  rules->push_back(
+      {"T002", Severity::kError, "line longer than 255 bytes",
+       "The driver drops 255 bytes at a time until the line ends and takes the rest for a line of its own.",
+       "Shorten the line.", "Speed,INT,,,,,,0,1,0,0,\n", long_line()});
+  rules->push_back({"T003", Severity::kError, "zero byte in a line",
+                    "The driver ignores a line that holds a zero byte.", "Remove the byte.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", std::string("Speed\0,INT,,,,,,0,1,0,0,\n", 26)});
+  rules->push_back({"T004", Severity::kError, "byte order mark",
+                    "A byte order mark at the beginning of the file becomes part of the first name.",
+                    "Save the file as UTF-8 without a byte order mark.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    "\xEF\xBB\xBFSpeed,INT,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T005", Severity::kWarning, "empty line",
+                    "Every line is a record: an empty one counts, and shifts the numbers of all behind it.",
+                    "Remove the line, or keep it on purpose to hold a number free.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    "Speed,INT,,,,,,0,1,0,0,\n\n"});
+  rules->push_back({"T006", Severity::kError, "no record",
+                    "The driver loads no file without a record: every transfer fails.",
+                    "Declare at least one variable.", "Speed,INT,,,,,,0,1,0,0,\n", ""});
+  rules->push_back(
+      {"T010", Severity::kError, "file name that the driver does not ask for",
+       "The driver asks for \"PLC\", the address as one upper-case hexadecimal number, \"_\", the area and \".csv\".",
+       "Rename the file, for example to PLCC0A8000A_0.csv for area 0 of 192.168.0.10.", "Speed,INT,,,,,,0,1,0,0,\n",
+       "Speed,INT,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T011", Severity::kError, "file name of another controller",
+                    "The address in the file name is not that of the controller that the file is meant for.",
+                    "Rename the file.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,,,,,0,1,0,0,\n"});
+}
+
+void add_declaration_rules(std::vector<Rule>* rules) {
+  rules->push_back({"T020", Severity::kError, "no name",
+                    "The driver would ask the controller for a variable without a name.",
+                    "Give the variable's name in column 1.", "Speed,INT,,,,,,0,1,0,0,\n", ",INT,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T021", Severity::kWarning, "blanks around a name",
+                    "Blanks are part of the name; the controller knows no such variable.", "Remove the blanks.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", " Speed,INT,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T022", Severity::kError, "unpaired brackets",
+                    "A '[' without a ']' joins the columns behind it to the name.", "Close the bracket.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", "Grid[1,INT,,,,,,0,1,0,0,,\n"});
+  rules->push_back({"T023", Severity::kError, "invalid UTF-8", "The name is sent as other characters than it has.",
+                    "Save the file as UTF-8.", "Speed,INT,,,,,,0,1,0,0,\n", "Gr\xF6\xDF,INT,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T024", Severity::kError, "character above U+FFFF",
+                    "Characters beyond the Basic Multilingual Plane lose their upper bits.", "Rename the variable.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", "Fan\xF0\x9F\x98\x80,INT,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T025", Severity::kError, "quotes in a name",
+                    "Fields cannot be quoted: quotes are sent as part of the name.", "Remove the quotes.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", "\"Speed\",INT,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T026", Severity::kInfo, "percent sign in a name",
+                    "The name is sent as it stands; tools that take names for format texts do not survive it.",
+                    "Rename the variable if other tools read the file.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    "Load%,INT,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T027", Severity::kError, "name too long",
+                    "With a '#' for each subscript the name must not be longer than 255 bytes; it is cut.",
+                    "Shorten the name.", "Speed,INT,,,,,,0,1,0,0,\n", bracket_name()});
+  rules->push_back({"T030", Severity::kError, "malformed ranges",
+                    "Ranges are [low..high], joined by _ within the brackets; what does not match is not read.",
+                    "Write [0..9], [0..9_0..4] or [0..9_0..4_0..2].", "Table,INT,[0..9],,,,,0,1,0,0,\n",
+                    "Table,INT,[0-9],,,,,0,1,0,0,\n"});
+  rules->push_back({"T031", Severity::kError, "more than three ranges",
+                    "With more than three ranges the driver takes the first for the only one.",
+                    "Declare at most three.", "Table,INT,[0..9],,,,,0,1,0,0,\n",
+                    "Table,INT,[0..1_0..1_0..1_0..1],,,,,0,1,0,0,\n"});
+  rules->push_back({"T032", Severity::kError, "reversed range", "The lower bound stands first.", "Swap the bounds.",
+                    "Table,INT,[0..9],,,,,0,1,0,0,\n", "Table,INT,[9..0],,,,,0,1,0,0,\n"});
+  rules->push_back({"T033", Severity::kError, "range without an element",
+                    "The extent is 0: the driver cannot form a subscript, and every transfer fails.",
+                    "Correct the bounds.", "Table,INT,[0..9],,,,,0,1,0,0,\n", "Table,INT,[1..0_0..3],,,,,0,1,0,0,\n"});
+  rules->push_back({"T034", Severity::kWarning, "negative bound", "The controller knows no negative subscripts.",
+                    "Correct the bounds.", "Table,INT,[0..9],,,,,0,1,0,0,\n", "Table,INT,[-1..3],,,,,0,1,0,0,\n"});
+  rules->push_back(
+      {"T035", Severity::kInfo, "lower bound other than 0",
+       "One-dimensional arrays are addressed by subscript: the first element has the offset of its lower bound.",
+       "Give the host the subscript as the element offset.", "Table,INT,[0..9],,,,,0,1,0,0,\n",
+       "Table,INT,[1..9],,,,,0,1,0,0,\n"});
+  rules->push_back({"T036", Severity::kWarning, "reads and writes name different elements",
+                    "Reads add the lower bounds crosswise, word writes of two dimensions add none.",
+                    "Declare the array with ranges from 0, or do not write it.", "Grid,INT,[0..9_0..4],,,,,0,1,0,0,\n",
+                    "Grid,INT,[1..9_2..4],,,,,0,1,0,0,\n"});
+  rules->push_back({"T040", Severity::kError, "no type", "A variable without a type cannot be read.",
+                    "Give one of the type names in column 2.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T041", Severity::kError, "unknown type",
+                    "The driver knows BOOL, SINT, INT, DINT, LINT, USINT, UINT, UDINT, ULINT, REAL, LREAL, STIME, "
+                    "DATE, STRING, BYTE, WORD, DWORD, LWORD, STRING2, TIME_OF_DAY and DATE_AND_TIME.",
+                    "Use one of them.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INTEGER,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T042", Severity::kError, "type in other letters or between blanks",
+                    "Type names count only as they stand, in upper case.",
+                    "Write the type in upper case without blanks.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    "Speed,int,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T043", Severity::kWarning, "heading line",
+                    "There are no headings: the line is record 0 and shifts the numbers of all others.",
+                    "Remove the line.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    "Name,Type,Ranges,Length,5,6,7,Id,Global,Flag,Program,Scope\n"});
+  rules->push_back({"T050", Severity::kError, "STRING without a length",
+                    "Without a length the variable is written as a bit, not as a string.",
+                    "Give the length in column 4.", "Name,STRING,,20,,,,0,1,0,0,\n", "Name,STRING,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T051", Severity::kWarning, "length of another type",
+                    "Only a STRING has a length; the driver ignores it.", "Remove the length.",
+                    "Name,STRING,,20,,,,0,1,0,0,\n", "Speed,INT,,20,,,,0,1,0,0,\n"});
+  rules->push_back({"T052", Severity::kError, "malformed length", "The length is a decimal from 1 to 9999999.",
+                    "Correct the length.", "Name,STRING,,20,,,,0,1,0,0,\n", "Name,STRING,,x,,,,0,1,0,0,\n"});
+  rules->push_back({"T053", Severity::kWarning, "string longer than what reads reach",
+                    "A read that begins beyond character 1024 names nothing.",
+                    "Read such strings from their beginning only.", "Name,STRING,,20,,,,0,1,0,0,\n",
+                    "Name,STRING,,2000,,,,0,1,0,0,\n"});
+  rules->push_back({"T054", Severity::kWarning, "STRING with ranges",
+                    "The driver takes an array of strings for one string.", "Declare its elements one by one.",
+                    "Name,STRING,,20,,,,0,1,0,0,\n", "Name,STRING,[0..9],20,,,,0,1,0,0,\n"});
+}
+
+void add_column_rules(std::vector<Rule>* rules) {
+  rules->push_back({"T060", Severity::kError, "fewer than eight columns",
+                    "Without column 8 the variable has no id, no scope and no device.",
+                    "Write columns 1 to 8 at least.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,\n"});
+  rules->push_back({"T061", Severity::kError, "malformed id", "Column 8 is a decimal.", "Correct the id.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,,,,,x,1,0,0,\n"});
+  rules->push_back({"T062", Severity::kError, "indexed id on a line without 12 columns",
+                    "The fifth column from the line's end decides whether a line is indexed; only with exactly 12 "
+                    "columns it is column 8.",
+                    "Write columns 9 to 12.",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
+                    "Speed,INT,,,,,,262144\n"});
+  rules->push_back({"T063", Severity::kError, "device on an indexed line",
+                    "With column 13 the fifth column from the line's end is column 9, and the line is a plain record.",
+                    "Leave column 13 out.",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
+                    "Speed,INT,,,,,,262144,1,0,0,,DM\n"});
+  rules->push_back({"T064", Severity::kWarning, "id other than the record number",
+                    "Plain variables are addressed by their place in the file; the id in column 8 is only compared "
+                    "when strings are received.",
+                    "Write the record number.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,,,,,5,1,0,0,\n"});
+  rules->push_back({"T065", Severity::kWarning, "columns 9 to 11 all empty",
+                    "When the driver decides whether the line is indexed, the id loses its last digit.",
+                    "Fill the columns, with 0 if nothing else.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    "Speed,INT,,,,,,0,,,,MAIN\n"});
+  rules->push_back({"T066", Severity::kWarning, "more than 13 columns",
+                    "The driver reads 13 columns and counts five from the line's end.", "Remove the columns.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,,,,,0,1,0,0,,DM ,x\n"});
+  rules->push_back({"T067", Severity::kError, "record that cannot be addressed",
+                    "A host can address the plain records 0 to 65535.", "Use indexed ids.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    many_records()});
+  rules->push_back({"T070", Severity::kWarning, "column 9 neither 0 nor 1", "Anything but 1 makes the variable local.",
+                    "Write 1 for a global variable, 0 for a local one.", "Step,INT,,,,,,0,0,0,1,MAIN\n",
+                    "Speed,INT,,,,,,0,x,0,0,MAIN\n"});
+  rules->push_back({"T071", Severity::kError, "local variable without a program",
+                    "The driver cannot find the program's number in the controller's directory.",
+                    "Give the program's name in column 12, or make the variable global.",
+                    "Step,INT,,,,,,0,0,0,1,MAIN\n", "Step,INT,,,,,,0,0,0,1,\n"});
+  rules->push_back({"T072", Severity::kInfo, "global variable with a program", "The program is ignored.",
+                    "Remove the program, or write 0 in column 9.", "Step,INT,,,,,,0,0,0,1,MAIN\n",
+                    "Speed,INT,,,,,,0,1,0,0,MAIN\n"});
+  rules->push_back(
+      {"T073", Severity::kError, "carriage return in a program name",
+       "Lines end in a line feed; a carriage return before it stays in the program's name, which then matches nothing.",
+       "Save the file with line feeds alone.", "Step,INT,,,,,,0,0,0,1,MAIN\n", "Step,INT,,,,,,0,0,0,1,MAIN\r\n"});
+  rules->push_back({"T074", Severity::kWarning, "malformed program number",
+                    "Column 11 is a decimal from 0 to 255; its low 8 bits are used when the directory has no match.",
+                    "Correct the number.", "Step,INT,,,,,,0,0,0,1,MAIN\n", "Step,INT,,,,,,0,0,0,300,MAIN\n"});
+  rules->push_back({"T080", Severity::kInfo, "unknown device", "The driver knows EM, MR, LR, DM, TM, FM, CM and ZF.",
+                    "Correct the device if the variable is a BOOL: it decides how its bit is found.",
+                    "Lamp,BOOL,,,,,,0,1,0,0,,MR0\n", "Lamp,BOOL,,,,,,0,1,0,0,,XY0\n"});
+  rules->push_back({"T081", Severity::kWarning, "device of two characters before a comma",
+                    "A device column counts from three characters on, the line end included.",
+                    "Write the device with its number, or end the line behind it.", "Lamp,BOOL,,,,,,0,1,0,0,,MR0\n",
+                    "Lamp,BOOL,,,,,,0,1,0,0,,MR,\n"});
+  rules->push_back({"T090", Severity::kInfo, "more than 64 BOOLs", "A read of more than 64 BOOLs fails.",
+                    "Read the array in parts.", "Bits,BOOL,[0..63],,,,,0,1,0,0,\n",
+                    "Bits,BOOL,[0..99],,,,,0,1,0,0,\n"});
+  rules->push_back({"T091", Severity::kWarning, "8-bit type",
+                    "Reads of SINT, USINT and BYTE fail, and writes treat them as bits.", "Declare a 16-bit variable.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", "Small,SINT,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T092", Severity::kInfo, "array too long for one read",
+                    "The names of all its elements do not fit one request of 4096 bytes.", "Read the array in parts.",
+                    "Table,INT,[0..9],,,,,0,1,0,0,\n", "Table,INT,[0..999],,,,,0,1,0,0,\n"});
+  rules->push_back({"T093", Severity::kInfo, "array whose batch leaves elements unread",
+                    "A batch is split into equal shares; what is left over is not read.",
+                    "Batch an even number of up to 69 elements, a multiple of three up to 100.",
+                    "Table,INT,[0..9],,,,,0,1,0,0,\n", "Table,INT,[0..50],,,,,0,1,0,0,\n"});
+}
+
+void add_across_rules(std::vector<Rule>* rules) {
+  rules->push_back({"T100", Severity::kInfo, "largest indexed id",
+                    "The largest indexed id of a file cannot be addressed.",
+                    "End the ids with a line for nothing, whose name begins with an underscore.",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n"});
+  rules->push_back({"T101", Severity::kError, "run across a block of 8192 ids",
+                    "The ids behind the block's end are looked up in another group.",
+                    "End the run at a multiple of 8192.",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
+                    "V270335,INT,,,,,,270335,1,0,0,\nV270336,INT,,,,,,270336,1,0,0,\n_end,INT,,,,,,270337,1,0,0,\n"});
+  rules->push_back({"T102", Severity::kError, "two runs in a block of 8192 ids",
+                    "Only the last run that starts in a block can be addressed.",
+                    "Start each run in a block of its own.",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\nV262150,INT,,,,,,262150,1,0,0,\n_"
+                    "end,INT,,,,,,262151,1,0,0,\n"});
+  rules->push_back({"T103", Severity::kError, "run of one id",
+                    "Only a file's last run may have one id; otherwise the driver rejects the file or misses records.",
+                    "Give the run a second id.",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\nV270336,INT,,,,,,270336,1,0,0,"
+                    "\nV278528,INT,,,,,,278528,1,0,0,\n_end,INT,,,,,,278529,1,0,0,\n"});
+  rules->push_back({"T104", Severity::kError, "run of more than 100 ids", "The driver rejects the file.",
+                    "Split the run, each part in a block of its own.",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
+                    long_run()});
+  rules->push_back({"T105", Severity::kError, "id behind the last block",
+                    "The driver rejects a file whose run starts beyond the 2048 blocks of ids.",
+                    "Use ids from 262144 to 17039359.",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
+                    "V17039360,INT,,,,,,17039360,1,0,0,\n_end,INT,,,,,,17039361,1,0,0,\n"});
+  rules->push_back({"T106", Severity::kError, "more than 100 runs", "The driver rejects the file.",
+                    "Use fewer and longer runs, or several areas.",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
+                    many_runs()});
+  rules->push_back({"T107", Severity::kError, "indexed id twice", "One of the two records cannot be addressed.",
+                    "Give each record an id of its own.",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_"
+                    "end,INT,,,,,,262146,1,0,0,\n"});
+  rules->push_back({"T108", Severity::kWarning, "indexed ids that fall",
+                    "Groups are made in the file's order; runs are easier to follow when ids rise.",
+                    "Sort the lines by id.",
+                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
+                    "_end,INT,,,,,,270337,1,0,0,\nV262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n"});
+  rules->push_back({"T110", Severity::kWarning, "variable declared twice",
+                    "Both records read and write the same variable.",
+                    "Remove one of them, if none of the numbers behind it is in use.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    "Speed,INT,,,,,,0,1,0,0,\nSpeed,INT,,,,,,1,1,0,0,\n"});
+  rules->push_back({"T111", Severity::kWarning, "program name that begins another",
+                    "Programs are matched by the beginning of their names: if the controller reports the shorter one "
+                    "first, variables of the longer one are looked for in it.",
+                    "Rename one of the programs.", "Step,INT,,,,,,0,0,0,1,MAIN\n",
+                    "Step,INT,,,,,,0,0,0,1,MAIN\nCount,INT,,,,,,1,0,0,2,MAIN2\n"});
+}
+
+}  // namespace
+
+const std::vector<Rule>& rule_list() {
+  static const std::vector<Rule> rules = [] {
+    std::vector<Rule> made;
+    add_file_rules(&made);
+    add_declaration_rules(&made);
+    add_column_rules(&made);
+    add_across_rules(&made);
+    return made;
+  }();
+  return rules;
+}
+
+const Rule& rule_of(const char* code) {
+  const auto& rules = rule_list();
+  const auto found =
+      std::find_if(rules.begin(), rules.end(), [&](const Rule& rule) { return strcmp(rule.code, code) == 0; });
+  if (found == rules.end()) abort();
+  return *found;
+}
+
+const char* severity_name(Severity severity) {
+  switch (severity) {
+    case Severity::kError:
+      return "error";
+    case Severity::kWarning:
+      return "warning";
+    default:
+      return "info";
+  }
+}
+
+}  // namespace tag_check

@@ -1,0 +1,173 @@
+// Places, corrections, reports of the checker, and that its statement about the driver is the driver's own.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <string>
+
+#include "checker.h"
+#include "plc_driver/tags/tag_file.h"
+#include "report.h"
+#include "rule_list.h"
+#include "support/temp_dir.h"
+
+namespace tag_check {
+namespace {
+
+constexpr const char* kName = "PLC7F000001_0.csv";
+
+std::vector<Finding> check(const std::string& text) { return check_text(kName, text, {}); }
+
+std::string fixed(const std::string& text) {
+  size_t made = 0;
+  return apply_edits(text, check(text), &made);
+}
+
+TEST(Checker, SaysLineAndColumnOfAFinding) {
+  const auto findings = check("Speed,INT,,,,,,0,1,0,0,\nLamp,BIT,,,,,,1,1,0,0,\n");
+  ASSERT_EQ(findings.size(), 1U);
+  EXPECT_STREQ(findings[0].rule, "T041");
+  EXPECT_EQ(findings[0].line, 2U);
+  EXPECT_EQ(findings[0].column, 6U);
+  EXPECT_EQ(findings[0].message, "'BIT' is no type");
+}
+
+TEST(Checker, CountsColumnsBehindAJoinedNameAsTheDriverDoes) {
+  const auto findings = check("Grid[1,2],INTEGER,,,,,,0,1,0,0,\n");
+  ASSERT_EQ(findings.size(), 1U);
+  EXPECT_STREQ(findings[0].rule, "T041");
+  EXPECT_EQ(findings[0].column, 11U);
+}
+
+TEST(Checker, CountsLinesThatTheDriverDrops) {
+  const auto findings = check(std::string(300, 'x') + ",INT,,,,,,0,1,0,0,\nSpeed,INT,,,,,,7,1,0,0,\n");
+  EXPECT_EQ(findings.front().line, 1U);
+  EXPECT_EQ(findings.back().line, 2U);
+}
+
+TEST(Fix, EndsTheLastLine) { EXPECT_EQ(fixed("Speed,INT,,,,,,0,1,0,0,"), "Speed,INT,,,,,,0,1,0,0,\n"); }
+
+TEST(Fix, RemovesAByteOrderMark) {
+  EXPECT_EQ(fixed("\xEF\xBB\xBFSpeed,INT,,,,,,0,1,0,0,\n"), "Speed,INT,,,,,,0,1,0,0,\n");
+}
+
+TEST(Fix, WritesTypesInUpperCaseAndNamesWithoutBlanks) {
+  EXPECT_EQ(fixed(" Speed, int ,,,,,,0,1,0,0,\n"), "Speed,INT,,,,,,0,1,0,0,\n");
+}
+
+TEST(Fix, FillsEmptyColumnsAndTakesTheCarriageReturnOutOfAProgramName) {
+  EXPECT_EQ(fixed("Step,INT,,,,,,0,,,,MAIN\r\n"), "Step,INT,,,,,,0,0,0,0,MAIN\n");
+}
+
+TEST(Fix, LeavesAloneWhatHasNoSafeCorrection) {
+  const std::string text = "Speed,INTEGER,[9..0],,,,,5,1,0,0,\n";
+  EXPECT_EQ(fixed(text), text);
+}
+
+TEST(Fix, OfAFixedTextChangesNothing) {
+  for (const Rule& rule : rule_list()) {
+    const std::string once = fixed(rule.bad);
+    EXPECT_EQ(fixed(once), once) << rule.code;
+  }
+}
+
+TEST(Report, TextHasPlaceSeverityMessageRuleAndSuggestion) {
+  FileReport report = {"a.csv", {true, "", 1, 0, 0}, check("Lamp,BIT,,,,,,0,1,0,0,\n")};
+  EXPECT_EQ(
+      text_report(report),
+      "a.csv:1:6: error: 'BIT' is no type [T041]\n    Use one of them.\na.csv: the driver reads 1 plain records\n");
+}
+
+TEST(Report, JsonHasAnObjectALine) {
+  FileReport report = {"a.csv", {true, "", 1, 0, 0}, check("Lamp,BIT,,,,,,0,1,0,0,\n")};
+  const std::string text = json_report(report);
+  const auto first = nlohmann::json::parse(text.substr(0, text.find('\n')));
+  EXPECT_EQ(first["rule"], "T041");
+  EXPECT_EQ(first["line"], 1);
+  const auto second = nlohmann::json::parse(text.substr(text.find('\n') + 1));
+  EXPECT_EQ(second["driver"]["plain_records"], 1);
+}
+
+TEST(Report, SarifNamesEveryRule) {
+  const auto document = nlohmann::json::parse(sarif_report({{"a.csv", {}, check("Lamp,BIT,,,,,,0,1,0,0,\n")}}));
+  EXPECT_EQ(document["version"], "2.1.0");
+  EXPECT_EQ(document["runs"][0]["tool"]["driver"]["rules"].size(), rule_list().size());
+  EXPECT_EQ(document["runs"][0]["results"][0]["locations"][0]["physicalLocation"]["region"]["startColumn"], 6);
+}
+
+// A text of pieces that matter to the driver, in any order.
+std::string random_text(std::mt19937* random) {
+  static const char* const kPieces[] = {"V,INT,,,,,,0,1,0,0,\n",
+                                        ",",
+                                        "\n",
+                                        "Grid[1,2],REAL,[0..3_1..4],,,,,",
+                                        "262144,1,0,0,\n",
+                                        "262145,1,0,0,\n",
+                                        "X,DINT,,,,,,262146,1,0,0,\n",
+                                        "[",
+                                        "]",
+                                        "STRING,,9",
+                                        "\r\n",
+                                        "W,INT,,,,,,270336,0,0,1,MAIN\n",
+                                        "1,0,0,,DM\n",
+                                        "\xC3",
+                                        "_end,INT,,,,,,270337,1,0,0,\n"};
+  std::string text;
+  for (uint64_t pieces = (*random)() % 24; pieces > 0; --pieces) text += kPieces[(*random)() % std::size(kPieces)];
+  return text;
+}
+
+// Over generated files: the records that the checker speaks of are the records that the loader makes.
+TEST(Understanding, EqualsWhatTheDriverLoadsOverTenThousandFiles) {
+  const plc_test::TempDir folder;
+  const std::string path = folder.file(kName);
+  std::mt19937 random(20260101);
+  uint32_t loaded = 0;
+  for (int file = 0; file < 10000; ++file) {
+    const std::string text = random_text(&random);
+    folder.write(kName, text);
+    testing::internal::CaptureStdout();
+    TagEntry* entries = nullptr;
+    IndexedTagEntry* groups = nullptr;
+    static uint32_t group_ids[plc::kIdBlocks];
+    const uint32_t* counts = build_tagtable(&entries, &groups, path.c_str(), group_ids);
+    testing::internal::GetCapturedStdout();
+    if (counts == nullptr) continue;
+    ++loaded;
+    const SourceFile source = read_source(text);
+    uint32_t plain = 0;
+    uint32_t largest = 0;
+    for (const SourceLine& line : source.lines) {
+      if (line.indexed) {
+        largest = std::max(largest, line.class_id);
+        continue;
+      }
+      ASSERT_LT(plain, counts[0]) << text;
+      ASSERT_EQ(memcmp(&line.entry, &entries[plain], sizeof(TagEntry)), 0) << text;
+      ++plain;
+    }
+    ASSERT_EQ(plain, counts[0]) << text;
+    ASSERT_EQ(largest, counts[1]) << text;
+    plc::free_tag_arrays(entries, groups);
+  }
+  EXPECT_GT(loaded, 5000U);
+}
+
+TEST(Understanding, SaysWhetherTheDriverLoadsAFile) {
+  const plc_test::TempDir folder;
+  const std::string path = folder.file(kName);
+  folder.write(kName, rule_of("T104").bad);
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(load_file(path).loads);
+  folder.write(kName, rule_of("T100").good);
+  const Understanding understanding = load_file(path);
+  testing::internal::GetCapturedStdout();
+  EXPECT_TRUE(understanding.loads);
+  EXPECT_EQ(understanding.groups, 1U);
+  EXPECT_EQ(understanding.max_indexed_id, 262146U);
+}
+
+}  // namespace
+}  // namespace tag_check
