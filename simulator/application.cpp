@@ -5,13 +5,20 @@
 
 #include <csignal>
 #include <cstdio>
+#include <fstream>
 #include <memory>
 
+#include "simulator/ask_log.h"
 #include "simulator/console.h"
 #include "simulator/controller.h"
 #include "simulator/line_input.h"
+#include "simulator/pcap_writer.h"
+#include "simulator/replay.h"
+#include "simulator/report.h"
 #include "simulator/server.h"
 #include "simulator/values.h"
+#include "simulator/web_page.h"
+#include "simulator/web_server.h"
 
 namespace plc_sim {
 namespace {
@@ -71,31 +78,37 @@ void fill_with_sentinels(VariableStore& store) {
 
 class Application {
  public:
-  Application(const Options& options, VariableStore& store)
+  Application(const Options& options, VariableStore& store, std::vector<Exchange> captured)
       : options_(options),
         store_(store),
         controller_(store),
+        replay_(std::move(captured)),
+        log_([this] { return uv_now(&loop_.loop); }),
         tally_([this](const std::string& line) { print_finding(line); }),
         server_(
-            &loop_.loop, [this](Session& session, const Bytes& frame) { return controller_.handle(session, frame); },
-            faults_, tally_),
-        console_(store, faults_, tally_,
-                 {[this](const Fault& fault) { server_.arm(fault); }, [this] { server_.clear_faults(); },
-                  [this] { stop(); }, [](const std::string&) { return std::string(); }}),
+            &loop_.loop, [this](Session& session, const Bytes& frame) { return answer(session, frame); }, faults_,
+            tally_),
+        console_(store, faults_, tally_, make_hooks()),
+        page_(store, faults_, tally_, [this](const std::string& line) { return console_.run(line); }),
+        web_(&loop_.loop, [this](const HttpRequest& request) { return page_.answer(request); }),
         input_(
-            &loop_.loop, [this](const std::string& line) { print_output(console_.run(line)); }, [this] { stop(); }) {}
+            &loop_.loop, [this](const std::string& line) { print_output(console_.run(line)); }, [this] { stop(); }) {
+    controller_.set_observer([this](const Asked& asked) { log_.add(asked); });
+  }
 
   int run() {
-    const std::string problem = server_.listen(options_.listen.host, options_.listen.port);
+    const std::string problem = open_everything();
     if (!problem.empty()) {
-      print_error("plc-sim: cannot listen on " + options_.listen.host + ":" + std::to_string(options_.listen.port) +
-                  ": " + problem);
+      print_error("plc-sim: " + problem);
       stop();
       uv_run(&loop_.loop, UV_RUN_DEFAULT);
       return kNotStarted;
     }
     start_helpers();
     print_output("listening on " + options_.listen.host + ":" + std::to_string(server_.port()) + "\n");
+    if (options_.web) {
+      print_output("web on http://" + options_.web->host + ":" + std::to_string(web_.port()) + "/\n");
+    }
     for (const Fault& fault : options_.faults) {
       server_.arm(fault);
     }
@@ -103,7 +116,8 @@ class Application {
       input_.start();
     }
     uv_run(&loop_.loop, UV_RUN_DEFAULT);
-    return tally_.counts.violations == 0 ? kDone : kViolationSeen;
+    const bool has_report = options_.report.empty() || write_report();
+    return tally_.counts.violations > 0 ? kViolationSeen : has_report ? kDone : kNotStarted;
   }
 
  private:
@@ -115,6 +129,57 @@ class Application {
     Loop(const Loop&) = delete;
     Loop& operator=(const Loop&) = delete;
   };
+
+  Console::Hooks make_hooks() {
+    Console::Hooks hooks;
+    hooks.arm = [this](const Fault& fault) { server_.arm(fault); };
+    hooks.clear_faults = [this] { server_.clear_faults(); };
+    hooks.quit = [this] { stop(); };
+    hooks.report = [this](const std::string& format) { return make_report(store_, log_, format); };
+    return hooks;
+  }
+
+  Answer answer(Session& session, const Bytes& frame) {
+    return options_.replay.empty() ? controller_.handle(session, frame) : replay_.handle(session, frame);
+  }
+
+  // Empty when done, else what could not be opened and why.
+  std::string open_everything() {
+    std::string problem = server_.listen(options_.listen.host, options_.listen.port);
+    if (!problem.empty()) {
+      return "cannot listen on " + options_.listen.host + ":" + std::to_string(options_.listen.port) + ": " + problem;
+    }
+    if (options_.web) {
+      problem = web_.listen(options_.web->host, options_.web->port);
+      if (!problem.empty()) {
+        return "cannot serve the page on " + options_.web->host + ":" + std::to_string(options_.web->port) + ": " +
+               problem;
+      }
+    }
+    if (!options_.pcap.empty()) {
+      problem = pcap_.open(options_.pcap, server_.port());
+      if (!problem.empty()) {
+        return "cannot write " + options_.pcap + ": " + problem;
+      }
+      server_.set_observer(&pcap_);
+    }
+    return {};
+  }
+
+  bool write_report() {
+    const std::string report = make_report(store_, log_, report_format_for(options_.report));
+    if (options_.report == "-") {
+      print_output(report);
+      return true;
+    }
+    std::ofstream file(options_.report, std::ios::binary);
+    file << report;
+    file.close();
+    if (!file) {
+      print_error("plc-sim: cannot write " + options_.report);
+    }
+    return static_cast<bool>(file);
+  }
 
   void print_finding(const std::string& line) const {
     if (!options_.quiet || line.rfind("violation", 0) == 0) {
@@ -148,6 +213,7 @@ class Application {
     }
     is_stopping_ = true;
     input_.stop();
+    web_.stop();
     server_.stop();
     if (has_helpers_) {
       uv_close(reinterpret_cast<uv_handle_t*>(&interrupt_), nullptr);
@@ -160,10 +226,15 @@ class Application {
   const Options& options_;
   VariableStore& store_;
   Controller controller_;
+  Replay replay_;
+  AskLog log_;
   FaultBook faults_;
   Tally tally_;
+  PcapWriter pcap_;
   Server server_;
   Console console_;
+  WebPage page_;
+  WebServer web_;
   LineInput input_;
   uv_signal_t interrupt_{};
   uv_signal_t terminate_{};
@@ -183,9 +254,20 @@ int run_simulator(const Options& options) {
   if (options.sentinel) {
     fill_with_sentinels(store);
   }
+  std::vector<Exchange> captured;
+  if (!options.replay.empty()) {
+    Capture capture = read_capture_file(options.replay);
+    if (!capture.problem.empty()) {
+      print_error("plc-sim: " + options.replay + ": " + capture.problem);
+    }
+    if (capture.exchanges.empty()) {
+      return kNotStarted;
+    }
+    captured = std::move(capture.exchanges);
+  }
   // A host that goes away while a reply is being sent must not end the controller.
   std::signal(SIGPIPE, SIG_IGN);
-  return Application(options, store).run();
+  return Application(options, store, std::move(captured)).run();
 }
 
 }  // namespace plc_sim

@@ -153,12 +153,7 @@ std::string Console::list_faults() const {
     text += std::string(info.name) + (*info.arguments == '\0' ? "" : " ") + info.arguments + ": " + info.help + "\n";
   }
   for (const Fault& armed : faults_.armed()) {
-    text += std::string("armed: ") + name_of(armed.kind);
-    for (const unsigned argument : armed.arguments) {
-      text += " " + std::to_string(argument);
-    }
-    text += armed.times == 0 ? ", always" : ", " + std::to_string(armed.times) + " times more";
-    text += armed.on ? std::string(", on ") + name_of(*armed.on) + "\n" : "\n";
+    text += "armed: " + describe(armed) + "\n";
   }
   return text;
 }

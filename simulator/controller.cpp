@@ -13,10 +13,6 @@ namespace {
 // A size code that no value has: hosts send it for variables of 8 bits, and no value answers it.
 constexpr uint8_t kSizeWithoutValue = 8;
 
-std::string shown_name(std::optional<uint8_t> program, const std::string& name) {
-  return program ? "#" + std::to_string(*program) + "/" + name : name;
-}
-
 std::string shown_subscripts(const Element& element, const std::string& name) {
   return name + " (" + element.variable->tag.type->name + ")";
 }
@@ -68,11 +64,11 @@ ResolvedName Controller::resolve_name(const NameBlock& block, const std::u16stri
   const auto program = block.is_local ? std::optional<uint8_t>(block.program) : std::nullopt;
   const std::string name = utf8_from_utf16(units);
   ResolvedName resolved;
-  resolved.shown = shown_name(program, name);
+  resolved.shown = program ? store_.program_text(*program) + "/" + name : name;
   resolved.element = store_.resolve(program, name);
   const Asked::What what = resolved.element ? Asked::What::kResolved : Asked::What::kRefused;
   if (observer_) {
-    observer_({what, program, name, resolved.element ? &*resolved.element : nullptr});
+    observer_({what, resolved.shown, resolved.element ? &*resolved.element : nullptr});
   }
   if (!resolved.element) {
     findings.refused.push_back("no variable " + resolved.shown);
@@ -240,9 +236,7 @@ uint16_t Controller::serve_bit(Session& session, const Request& request, Finding
 
 void Controller::tell(Asked::What what, const ResolvedName& name) {
   if (observer_ && name.element) {
-    const TagDeclaration& tag = name.element->variable->tag;
-    const auto program = tag.is_global ? std::nullopt : std::optional<uint8_t>(tag.program_number);
-    observer_({what, program, name.shown, &*name.element});
+    observer_({what, name.shown, &*name.element});
   }
 }
 

@@ -21,9 +21,8 @@ struct Answer {
 // What a host asked for: told to whoever keeps the record.
 struct Asked {
   enum class What { kResolved, kRefused, kRead, kWritten } what;
-  std::optional<uint8_t> program;  // empty for a global name
-  std::string name;                // as it travels
-  const Element* element;          // null when refused
+  std::string name;        // as it travels, behind its program
+  const Element* element;  // null when refused
 };
 
 class Controller {

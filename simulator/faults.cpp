@@ -176,6 +176,16 @@ Fault parse_fault(std::string_view text) {
   return fault;
 }
 
+std::string describe(const Fault& fault) {
+  std::string text = name_of(fault.kind);
+  for (const unsigned argument : fault.arguments) {
+    text += " " + std::to_string(argument);
+  }
+  text += fault.times == 0 ? ", always"
+                           : ", " + std::to_string(fault.times) + (fault.times == 1 ? " time more" : " times more");
+  return text + (fault.on ? std::string(", on ") + name_of(*fault.on) : "");
+}
+
 Delivery deliver_whole(Bytes reply) { return in_pieces({{0, std::move(reply)}}, ReplyDamage::kNone); }
 
 Delivery deliver_with(const Fault& fault, Bytes reply) {

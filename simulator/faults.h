@@ -60,6 +60,9 @@ const char* name_of(FaultKind kind);
 // "split 20 50 times=3 on=read after=1 every=2"; throws std::invalid_argument with the reason.
 Fault parse_fault(std::string_view text);
 
+// "split 20 50, 3 times more, on read".
+std::string describe(const Fault& fault);
+
 enum class AfterDelivery { kKeepOpen, kClose, kReset };
 
 // What is sent for one request: pieces, each after a wait, and what then becomes of the connection.

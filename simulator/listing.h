@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "simulator/variables.h"
 
@@ -16,6 +17,20 @@ std::string list_memory(const VariableStore& store);
 
 // One object with one entry per element: name, program, subscripts, type, value, raw words.
 nlohmann::json memory_json(const VariableStore& store);
+
+struct ListedElement {
+  std::string name;
+  std::string type;
+  std::string value;
+};
+
+struct Listed {
+  std::vector<ListedElement> elements;
+  bool has_more = false;
+};
+
+// The first `limit` elements whose name contains `part`, values as text.
+Listed list_elements(const VariableStore& store, const std::string& part, size_t limit);
 
 // Text "MAIN/Table[3]" of an element; subscripts as declared or as named outside the bounds.
 std::string element_text(const Variable& variable, const std::string& subscripts);

@@ -21,8 +21,10 @@ constexpr const char* kFooter =
     "Examples:\n"
     "  plc-sim PLC7F000001_0.csv\n"
     "  plc-sim --listen 127.0.0.1:8501 --sentinel --animate PLC7F000001_0.csv PLC7F000001_1.csv\n"
+    "  plc-sim --web 127.0.0.1:8080 --pcap out.pcap --report report.json PLC7F000001_0.csv\n"
+    "  plc-sim --replay field.pcap\n"
     "  plc-sim --fault 'delay 200 times=3 on=read' --fault 'cut 13 after=10' PLC7F000001_0.csv\n"
-    "Exit codes: 0 done, 1 the judge saw a violation, 2 wrong usage, bad tag file or no port.";
+    "Exit codes: 0 done, 1 the judge saw a violation, 2 wrong usage, bad tag file, no port or no file.";
 
 template <typename Number>
 std::optional<Number> number_in(std::string_view text) {
@@ -56,12 +58,13 @@ struct RawOptions {
   std::vector<std::string> faults;
   std::vector<std::string> programs;
   std::string directory_order = "longest-first";
+  std::string web;
   bool animate = false;
   unsigned animate_ms = kDefaultAnimateMs;
 };
 
 void add_options(CLI::App& app, Options& options, RawOptions& raw) {
-  app.add_option("TAGFILE", options.tag_files, "tag files, each with its variables")->required();
+  app.add_option("TAGFILE", options.tag_files, "tag files, each with its variables");
   app.add_option("--listen", raw.listen, "address and port; port 0 takes a free one")->type_name("HOST:PORT");
   app.add_flag("--sentinel", options.sentinel, "give every element a value of its own");
   app.add_flag("--animate", raw.animate, "move the values");
@@ -82,11 +85,23 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
       ->check(CLI::IsMember({"longest-first", "file"}));
   app.add_flag("--skip-bad-lines", options.skip_bad_lines, "go on without the tag lines that cannot be declared");
   app.add_flag("--no-stdin", options.ignore_stdin, "take no commands, and do not end with standard input");
+  app.add_option("--pcap", options.pcap, "write what goes over the connections as a capture")->type_name("FILE");
+  app.add_option("--replay", options.replay, "answer as the controller in a capture did; takes no tag files")
+      ->type_name("FILE");
+  app.add_option("--report", options.report, "write what hosts asked for at the end: .json, .csv or text; - is stdout")
+      ->type_name("FILE");
+  app.add_option("--web", raw.web, "serve a page that shows and sets the variables")->type_name("HOST:PORT");
   app.add_flag("--quiet", options.quiet, "print violations only, not what was refused or noted");
 }
 
 void convert(const RawOptions& raw, Options& options) {
   options.listen = parse_endpoint(raw.listen);
+  if (!raw.web.empty()) {
+    options.web = parse_endpoint(raw.web);
+  }
+  if (options.tag_files.empty() == options.replay.empty()) {
+    throw std::invalid_argument("either tag files or --replay are needed, and not both");
+  }
   options.animate_ms = raw.animate ? raw.animate_ms : 0;
   options.directory_order = raw.directory_order == "file" ? DirectoryOrder::kFile : DirectoryOrder::kLongestFirst;
   for (const std::string& text : raw.faults) {

@@ -259,6 +259,12 @@ Variable* VariableStore::find(std::optional<uint8_t> program, const std::string&
   return found == by_name_.end() ? nullptr : found->second;
 }
 
+std::string VariableStore::program_text(uint8_t number) const {
+  const auto found = std::find_if(directory_.begin(), directory_.end(),
+                                  [&](const Program& program) { return program.number == number; });
+  return found == directory_.end() ? "#" + std::to_string(number) : found->name;
+}
+
 std::optional<Element> VariableStore::resolve_text(Variable& variable, int64_t position) const {
   if (position < 0) {
     return std::nullopt;

@@ -68,6 +68,9 @@ class VariableStore {
 
   Place element_place(const Variable& variable, uint32_t index) const;
 
+  // The name of the program with this number, "#5" when it has none.
+  std::string program_text(uint8_t number) const;
+
   const std::vector<Program>& directory() const { return directory_; }
   std::vector<std::unique_ptr<Variable>>& variables() { return variables_; }
   const std::vector<std::unique_ptr<Variable>>& variables() const { return variables_; }

@@ -1,0 +1,27 @@
+// Reads capture files and finds the exchanges of hosts and controllers in them.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "simulator/wire.h"
+
+namespace plc_sim {
+
+struct Exchange {
+  Bytes request;
+  Bytes reply;  // empty when none came
+};
+
+struct Capture {
+  std::vector<Exchange> exchanges;
+  std::string problem;  // why there are none, or why the rest of the file was not read
+};
+
+// Classic pcap in both byte orders, with microseconds or nanoseconds, over Ethernet, raw IP or Linux "any" devices.
+Capture read_capture(std::string_view file);
+
+Capture read_capture_file(const std::string& path);
+
+}  // namespace plc_sim

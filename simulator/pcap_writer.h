@@ -1,0 +1,46 @@
+// Writes what goes over the connections as a capture file, with the packets' heads made up around it.
+#pragma once
+
+#include <cstdio>
+#include <functional>
+#include <map>
+#include <string>
+
+#include "simulator/server.h"
+
+namespace plc_sim {
+
+class PcapWriter : public TrafficObserver {
+ public:
+  // Microseconds since 1970, so that tests can say what time it is.
+  using Clock = std::function<uint64_t()>;
+
+  PcapWriter();
+  explicit PcapWriter(Clock clock) : clock_(std::move(clock)) {}
+  ~PcapWriter() override;
+
+  // Empty when the file was begun, else what went wrong.
+  std::string open(const std::string& path, uint16_t server_port);
+
+  void opened(unsigned connection, uint16_t peer_port) override;
+  void received(unsigned connection, const Bytes& bytes) override;
+  void sent(unsigned connection, const Bytes& bytes) override;
+  void closed(unsigned connection) override;
+
+ private:
+  struct Stream {
+    uint16_t peer_port = 0;
+    uint32_t host_sequence = 0;    // of the next byte that the host sends
+    uint32_t server_sequence = 0;  // of the next byte that the controller sends
+  };
+
+  void packet(Stream& stream, bool from_host, uint8_t flags, const uint8_t* bytes, size_t count);
+  void data(unsigned connection, bool from_host, const Bytes& bytes);
+
+  Clock clock_;
+  std::FILE* file_ = nullptr;
+  uint16_t server_port_ = 0;
+  std::map<unsigned, Stream> streams_;
+};
+
+}  // namespace plc_sim
