@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <algorithm>
 #include <memory>
 
 #include "plc_driver/protocol/value_order.h"
@@ -23,7 +23,7 @@ using plc_test::to_hex;
 
 // Takes in a reply as an exchange does.
 void accept(ReplyBuffer* reply, const Bytes& bytes) {
-  std::memcpy(reply->bytes, bytes.data(), bytes.size());
+  std::copy(bytes.begin(), bytes.end(), reply->bytes);
   reply->accept(static_cast<int32_t>(bytes.size()));
 }
 
