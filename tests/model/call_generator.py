@@ -40,8 +40,10 @@ class Oracle:
         self.requests = 0
 
     def decide(self, request, leftover, state):
-        if leftover or state == FINISHED or self.silent:
+        if leftover or self.silent:
             return Exchange(request, SILENT)
+        if state == FINISHED:
+            return Exchange(request, self.rng.choice((SILENT, RESET)))
         is_directory = request[10:12] in (b"\x0c\x2c", b"\x0c\x25")
         if is_directory:
             if self.directory_fault and self.rng.random() < 0.5:
@@ -71,6 +73,8 @@ class Oracle:
             scopes = scopes * 12
         for scope in scopes:
             wire = b"".join(unit.to_bytes(2, "big") for unit in utf8_to_units(scope)[1])
+            if rng.random() < 0.1:
+                wire = bytes(rng.choice(b"\0\0ABM\xe9") for _ in range(choose(rng, [(rng.randrange(6), 1), (253, 1)])))
             if rng.random() < 0.03:
                 wire = rng.randbytes(rng.randrange(0, 254))
             size = len(wire) + 2 if wire else rng.randrange(3)
@@ -182,10 +186,10 @@ def random_single(rng, kind, files, tables):
     table = tables.get(area)
     identifier = random_id(rng, table)
     reg_type, address = address_of(rng, identifier, random_offset(rng))
-    settings = {"area": area, "reg_type": reg_type, "address": address, "count": random_count(rng, kind == "write")}
-    if kind == "write":
+    settings = {"area": area, "reg_type": reg_type, "address": address, "count": random_count(rng, kind != "read")}
+    if kind != "read":
         settings["first"] = choose(rng, [(0, 4), (1, 5), (0xFF, 2), (rng.randrange(256), 2)])
-    if rng.random() < 0.01:
+    if kind != "named" and rng.random() < 0.01:
         settings["null"] = rng.choice(("request", "value", "conn", "data"))
     return settings
 
@@ -230,6 +234,8 @@ def random_operation(rng, kind, files, tables):
         return Operation("address", seed, settings={"ip": rng.choice((0x7F000001, 0x0A000001, 0xFFFFFFFF))})
     if kind == "mixed":
         kind = rng.choice(("read", "write", "batch"))
+    if kind == "write" and rng.random() < 0.3:
+        kind = "named"
     timeout = choose(rng, [(20, 60), (0, 1), (86400, 1), (0xFFFFFFFF, 0.3)])
     settings = random_batch(rng, files, tables) if kind == "batch" else random_single(rng, kind, files, tables)
     settings["delay"] = choose(rng, [(0, 30), (3, 10), (1, 0.2)])
@@ -243,6 +249,12 @@ def random_files(seed):
     areas = rng.sample(AREAS, choose(rng, [(1, 5), (2, 2), (3, 1)]))
     hostility = choose(rng, [(0.0, 6), (0.05, 3), (0.4, 1)])
     files = {area: random_file(rng, hostility) for area in areas}
+    for area in areas:
+        for _ in range(4):
+            # Few calls get anywhere with a file that is rejected or holds nothing.
+            if known_tables({area: files[area]}).get(area) or rng.random() < 0.3:
+                break
+            files[area] = random_file(rng, hostility)
     if rng.random() < 0.02:
         files[areas[0]] = None  # a folder of that name
     return files, known_tables(files)

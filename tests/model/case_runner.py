@@ -12,6 +12,7 @@ import time
 
 import link_model
 import loaded_driver as loaded
+import named_writes
 from batch_model import BatchRead, TextReference
 from call_generator import Oracle
 from loaded_driver import libc
@@ -22,6 +23,8 @@ DATA_BYTES = 2 * loaded.PAGE
 MODEL_IP = 0x7F000001
 _LINE_NUMBER = re.compile(rb", at line: \d+\r\n")
 _POINTER = ctypes.c_void_p
+# A TagEntry; its fields stand in the order of TagRecord.FIELDS.
+RECORD = struct.Struct("<256sHBx6iiIBBBxI256sBB2x")
 
 
 class Mismatch(Exception):
@@ -68,6 +71,11 @@ def clear_folder(folder):
             os.rmdir(path)
         else:
             os.unlink(path)
+
+
+def pack_record(tag):
+    """A record as the driver holds it."""
+    return RECORD.pack(*(getattr(tag, field) for field in tag.FIELDS))
 
 
 class References:
@@ -228,6 +236,25 @@ class CaseRunner:
     def do_write(self, operation):
         self.single(operation, "ev_plc_write")
 
+    def do_named(self, operation):
+        """One of the named write functions, called without the dispatcher on a connection that stands."""
+        if self.model.connected and self.model.link.state in (link_model.OPEN, link_model.FINISHED):
+            if any(table.plain for table in self.model.tables.values()):
+                self.single(operation, "named")
+
+    def named_write(self, operation, value):
+        """The function's name with its further arguments, and the model's result."""
+        rng = random.Random(operation.seed ^ 2)
+        tag = rng.choice([tag for table in self.model.tables.values() for tag in table.plain])
+        name = rng.choice(list(named_writes.FUNCTIONS))
+        road, width, shape, form = named_writes.FUNCTIONS[name]
+        is_global = rng.random() < 0.5
+        self.entry = ctypes.create_string_buffer(pack_record(tag), named_writes.ENTRY_BYTES)
+        further = named_writes.arguments_of(form, is_global, tag, ctypes.addressof(self.entry))
+        expected = named_writes.perform(self.model, road, width, shape, is_global, tag,
+                                        operation.settings["address"] & 0xFFFF, value)
+        return (name + ("" if is_global else "_local"), further), expected
+
     def begin(self, operation):
         self.model.link.begin_call()
         self.model.link.oracle = Oracle(operation)
@@ -254,7 +281,14 @@ class CaseRunner:
                  for name, record in (("request", request), ("value", value), ("conn", True))]
         if null == "data":
             value.data = None
-        expected = (self.model.read(*given) if entry == "ev_plc_read" else write(self.model, *given))
+        named = None
+        if entry == "ev_plc_read":
+            expected = self.model.read(*given)
+        elif entry == "ev_plc_write":
+            expected = write(self.model, *given)
+        else:
+            named, expected = self.named_write(operation, value)
+            entry = named[0]
         extent = max(4 if entry == "ev_plc_read" else 1, value.extent)
         address = memory.data.place(data[:extent], b"\xC7")
         memory.put(loaded.VALUE_AT, struct.pack("<I", chosen["count"]))
@@ -265,7 +299,9 @@ class CaseRunner:
         image[loaded.VALUE_AT:loaded.VALUE_AT + 4] = struct.pack("<I", value.count)
         places = {"request": loaded.REQUEST_AT, "value": loaded.VALUE_AT, "conn": loaded.CONN_AT}
         pointers = [None if null == name else memory.address(at) for name, at in places.items()]
-        got = self.call(entry, pointers, _POINTER, _POINTER, _POINTER)
+        further = named[1] if named else []
+        got = self.call(entry, pointers + [argument for argument, _ in further], _POINTER, _POINTER, _POINTER,
+                        *[kind for _, kind in further])
         self.compare_call(expected, got, image)
         final = data[:extent] if value.data is None else bytes(value.data[:extent])
         compare_bytes("data with the bytes before it", b"\xC7" * (DATA_BYTES - extent) + final, memory.data.read())

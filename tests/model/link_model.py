@@ -97,8 +97,10 @@ class Link:
             reply, self.queue = self.queue[:REPLY_BYTES], self.queue[REPLY_BYTES:]
             return reply
         if step.action == RESET:
+            # A reset that comes after the peer's end is seen by the next send only.
+            ended = self.state == FINISHED
             self.state = BROKEN
-            return None
+            return b"" if ended else None
         if self.state == FINISHED:
             return b""
         self.puts(b"--timeout--\r")

@@ -8,7 +8,7 @@ import struct
 
 import tag_model
 import text_model
-from case_runner import Mismatch, compare_bytes, compare_console
+from case_runner import RECORD, Mismatch, compare_bytes, compare_console
 from loaded_driver import libc
 from tag_generator import hostile_line, random_file, random_line
 from tag_model import TagRecord, pase_str
@@ -16,17 +16,13 @@ from transfer_model import Driver, size_code
 from write_model import copy_bits, doubled, hex_to_dec, index_of_sign
 
 ENTRY_BYTES = 560
-_ENTRY = struct.Struct("<256sHBx6iiIBBBxI256sBB2x")
-_ORDER = ("name", "type_code", "bit_width", "dim1_low", "dim1_high", "dim2_low", "dim2_high", "dim3_low", "dim3_high",
-          "string_length", "shape", "is_global", "name_kind", "aux_flag", "tag_id", "scope_name", "local_index",
-          "device_kind")
 _BYTES, _POINTER, _I32, _U32 = ctypes.c_char_p, ctypes.c_void_p, ctypes.c_int32, ctypes.c_uint32
 
 
 def record_from(raw):
     """A record as it stands in memory, texts with everything behind their end."""
     record = TagRecord()
-    for field, value in zip(_ORDER, _ENTRY.unpack(raw)):
+    for field, value in zip(TagRecord.FIELDS, RECORD.unpack(raw)):
         setattr(record, field, value)
     return record
 
@@ -39,7 +35,7 @@ def compare_record(what, model, raw, scope_before=None):
         compare_bytes(f"{what}, scope_name", scope_before, driver.scope_name)
     else:
         compare_bytes(f"{what}, scope_name", model.scope_name, driver.scope_name.partition(b"\0")[0])
-    for field in _ORDER:
+    for field in TagRecord.FIELDS:
         if field not in ("name", "scope_name") and getattr(model, field) != getattr(driver, field):
             raise Mismatch(f"{what}, {field}: model {getattr(model, field)}, driver {getattr(driver, field)}")
 

@@ -93,6 +93,8 @@ class Write:
     def dispatch(self):
         tag = self.tag
         if tag.bit_width == 0 and tag.shape == STRING:
+            if self.value.count > tag.string_length & U32:
+                self.value.count = int(tag.string_length / 2) & U32
             return self.write_string()
         if tag.bit_width in (16, 32, 64):
             return self.write_words()
@@ -153,8 +155,6 @@ class Write:
 
     def write_string(self):
         tag, value = self.tag, self.value
-        if value.count > tag.string_length & U32:
-            value.count = int(tag.string_length / 2) & U32
         if 22 + 2 * value.count > REQUEST_BYTES:
             return FAILED
         value.extent = 2 * value.count
@@ -177,13 +177,16 @@ class Write:
         if tag.shape != SCALAR:
             return FAILED
         if tag.name_kind == 1:
-            handle = self.resolve(name_element(tag.name, True), 1)
-            return self.set_or_reset(handle, self.value.data[0], handle[0], True)
+            return self.write_plain_bit()
         if tag.name_kind == 2:
             return self.write_structure_bit(tag.name)
         if tag.name_kind == 3:
             return self.write_array_structure_bit()
         return NO_WRITER
+
+    def write_plain_bit(self):
+        handle = self.resolve(name_element(self.tag.name, True), 1)
+        return self.set_or_reset(handle, self.value.data[0], handle[0], True)
 
     def write_structure_bit(self, name):
         handle = self.resolve(name_element(name, True), 1)
