@@ -32,7 +32,8 @@ class TagTableList : public testing::Test {
   }
 
   TagTable* front() {
-    return reinterpret_cast<TagTable*>(reinterpret_cast<char*>(head_.links.next) - offsetof(TagTable, links));
+    void* const node = reinterpret_cast<char*>(head_.links.next) - offsetof(TagTable, links);
+    return static_cast<TagTable*>(node);
   }
 
   TagTable head_{};
