@@ -123,7 +123,7 @@ local function add_value(parent, bytes, at, count, name, bit)
     add(node, field.qword, at, 8, UInt64.new(low, high))
     reading = tostring(UInt64.new(low, high))
   end
-  local text = range:raw():match("^([%g ]+)%z*$")
+  local text = range:raw():match("^([%g ]+)\0*$")
   if text then
     add(node, field.text, at, count, text)
     -- A text of two or four units looks like a number: both readings stand side by side.
