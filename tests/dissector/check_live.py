@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Records what the loaded driver and the simulated controller say to each other, and holds the dissector to it: no
-expert item on healthy traffic, and every value that the host was given stands in the dissection under its name.
+expert item on healthy traffic, every value that the host was given stands in the dissection under its name, and the
+simulator's own capture shows the same frames.
 
 check_live.py --host PLC_HOST --library LIBPLC_DRIVER --sim PLC_SIM
 """
@@ -79,10 +80,10 @@ def run_host(options, recorder, tags, *arguments):
     return [json.loads(line) for line in done.stdout.splitlines()]
 
 
-def record_session(options, folder, path):
+def record_session(options, folder, path, own_path):
     tags = folder / "PLC7F000001_0.csv"
     tags.write_text(TAGS, encoding="ascii")
-    with subprocess.Popen([options.sim, "--sentinel", str(tags)], text=True, stdin=subprocess.PIPE,
+    with subprocess.Popen([options.sim, "--sentinel", "--pcap", str(own_path), str(tags)], text=True, stdin=subprocess.PIPE,
                           stdout=subprocess.PIPE) as simulator:
         port = int(re.match(r"listening on 127\.0\.0\.1:(\d+)$", simulator.stdout.readline().strip())[1])
         recorder = Recorder(port)
@@ -106,6 +107,14 @@ def dissected_values(path):
     return values
 
 
+def frame_lines(path):
+    """What the dissector says of each frame, on whatever port it was captured."""
+    lines = check_dissector.tshark(["-r", str(path), "-Y", "plckv", "-T", "fields", "-e", "_ws.col.Info"])
+    if lines.count("\n") < 20:
+        raise Failure("%s shows %d frames" % (path.name, lines.count("\n")))
+    return lines
+
+
 def wanted_values(records):
     """What the dissector must show for each record: by element where the driver names elements."""
     for record in records:
@@ -123,8 +132,10 @@ def wanted_values(records):
 
 def check_live(options):
     with tempfile.TemporaryDirectory() as name:
-        path = pathlib.Path(name) / "live.pcap"
-        records = record_session(options, pathlib.Path(name), path)
+        path, own_path = pathlib.Path(name) / "live.pcap", pathlib.Path(name) / "own.pcap"
+        records = record_session(options, pathlib.Path(name), path, own_path)
+        if frame_lines(path) != frame_lines(own_path):
+            raise Failure("the simulator's capture shows other frames than the recorder's")
         items = check_dissector.tshark(["-r", str(path), "-Y", "plckv && _ws.expert", "-T", "fields", "-e", "frame.number",
                                         "-e", "_ws.col.Info", "-e", "_ws.expert.message"] + check_dissector.PORT)
         if items.strip():
