@@ -122,7 +122,8 @@ def shown_fields(names):
         write_merged(merged)
         columns = [word for name in names for word in ("-e", name)]
         for passes in ([], ["-2"]):
-            for line in tshark(passes + ["-r", str(merged), "-Y", "plckv", "-T", "fields"] + columns + PORT).split("\n"):
+            arguments = passes + ["-r", str(merged), "-Y", "plckv", "-T", "fields"]
+            for line in tshark(arguments + columns + PORT).split("\n"):
                 shown |= {name for name, value in zip(names, line.split("\t")) if value}
     return shown
 

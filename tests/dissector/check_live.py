@@ -33,8 +33,8 @@ Bits,BOOL,[0..15],,a,b,c,9,1,0,0,,MR
 S.Flag,BOOL,,,a,b,c,10,1,0,0,,EM
 L[1].Flag,BOOL,,,a,b,c,11,1,0,0,,DM
 """
-WRITES = ["Speed=4660", "Count=287454020", "Long=1234605616436508552", 'Text="ABCDEFGH"', "Flag=true", "Table=[1,2,3,4,5]",
-          "MAIN/M.Flag=false", "S.Flag=true", "L[1].Flag=true", "Bits[3]=true"]
+WRITES = ["Speed=4660", "Count=287454020", "Long=1234605616436508552", 'Text="ABCDEFGH"', "Flag=true",
+          "Table=[1,2,3,4,5]", "MAIN/M.Flag=false", "S.Flag=true", "L[1].Flag=true", "Bits[3]=true"]
 RUN_LIMIT_S = 60
 
 
@@ -83,8 +83,8 @@ def run_host(options, recorder, tags, *arguments):
 def record_session(options, folder, path, own_path):
     tags = folder / "PLC7F000001_0.csv"
     tags.write_text(TAGS, encoding="ascii")
-    with subprocess.Popen([options.sim, "--sentinel", "--pcap", str(own_path), str(tags)], text=True, stdin=subprocess.PIPE,
-                          stdout=subprocess.PIPE) as simulator:
+    command = [options.sim, "--sentinel", "--pcap", str(own_path), str(tags)]
+    with subprocess.Popen(command, text=True, stdin=subprocess.PIPE, stdout=subprocess.PIPE) as simulator:
         port = int(re.match(r"listening on 127\.0\.0\.1:(\d+)$", simulator.stdout.readline().strip())[1])
         recorder = Recorder(port)
         records = run_host(options, recorder, tags, "read", "--all")
@@ -136,8 +136,9 @@ def check_live(options):
         records = record_session(options, pathlib.Path(name), path, own_path)
         if frame_lines(path) != frame_lines(own_path):
             raise Failure("the simulator's capture shows other frames than the recorder's")
-        items = check_dissector.tshark(["-r", str(path), "-Y", "plckv && _ws.expert", "-T", "fields", "-e", "frame.number",
-                                        "-e", "_ws.col.Info", "-e", "_ws.expert.message"] + check_dissector.PORT)
+        arguments = ["-r", str(path), "-Y", "plckv && _ws.expert", "-T", "fields"]
+        items = check_dissector.tshark(arguments + ["-e", "frame.number", "-e", "_ws.col.Info", "-e",
+                                                    "_ws.expert.message"] + check_dissector.PORT)
         if items.strip():
             raise Failure("expert items on healthy traffic:\n" + items)
         values, compared = dissected_values(path), 0
