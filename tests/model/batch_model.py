@@ -51,7 +51,7 @@ class BatchRead:
     def run(self):
         try:
             self.driver.check_host_records(self.elements, self.conn)
-            self.driver.connect_lazily(b"ev_plc_read init fail\r")
+            self.driver.connect_and_pause(b"ev_plc_read init fail\r")
             if self.count <= 0:
                 return OK
             if self.count > MAX_ELEMENTS:

@@ -230,15 +230,17 @@ def random_operation(rng, kind, files, tables):
     if pick < 0.05:
         return Operation("stale", seed, settings={"size": choose(rng, [(rng.randrange(1, 600), 5), (512, 1), (513, 1),
                                                                         (rng.randrange(513, 2000), 2)])})
-    if pick < 0.055:
+    if pick < 0.053:
+        return Operation("forget", seed, settings={"socket_fd": rng.choice((-1, -2, -2**31, 999999, 5000, 2**31 - 1))})
+    if pick < 0.058:
         return Operation("address", seed, settings={"ip": rng.choice((0x7F000001, 0x0A000001, 0xFFFFFFFF))})
     if kind == "mixed":
         kind = rng.choice(("read", "write", "batch"))
     if kind == "write" and rng.random() < 0.3:
         kind = "named"
-    timeout = choose(rng, [(20, 60), (0, 1), (86400, 1), (0xFFFFFFFF, 0.3)])
+    timeout = choose(rng, [(20, 60), (0, 1), (1, 0.02), (86400, 1), (0xFFFFFFFF, 0.3)])
     settings = random_batch(rng, files, tables) if kind == "batch" else random_single(rng, kind, files, tables)
-    settings["delay"] = choose(rng, [(0, 30), (3, 10), (1, 0.2)])
+    settings["delay"] = choose(rng, [(0, 30), (3, 10), (1, 0.2), (12, 0.1)])
     return Operation(kind, seed, timeout, settings)
 
 

@@ -216,6 +216,16 @@ class CaseRunner:
             self.model.settings_ip = operation.settings["ip"]
             self.memory.put(loaded.SETTINGS_AT + 4, struct.pack("<I", operation.settings["ip"]))
 
+    def do_forget(self, operation):
+        """The host loses the number of the connected socket."""
+        link = self.model.link
+        if self.owned is None or not self.model.connected:
+            return
+        self.release_descriptor()
+        link.state, link.queue = link_model.NONE, b""
+        self.fd = operation.settings["socket_fd"]
+        self.memory.set_socket_fd(self.fd)
+
     # Host calls.
 
     def do_init(self, operation):
@@ -303,6 +313,7 @@ class CaseRunner:
         got = self.call(entry, pointers + [argument for argument, _ in further], _POINTER, _POINTER, _POINTER,
                         *[kind for _, kind in further])
         self.compare_call(expected, got, image)
+        self.compare_time(operation)
         final = data[:extent] if value.data is None else bytes(value.data[:extent])
         compare_bytes("data with the bytes before it", b"\xC7" * (DATA_BYTES - extent) + final, memory.data.read())
 
@@ -324,6 +335,7 @@ class CaseRunner:
                                               None if null == "conn" else memory.address(loaded.CONN_AT)],
                         _POINTER, ctypes.c_int32, _POINTER)
         self.compare_call(expected, got, image)
+        self.compare_time(operation)
         if null is None and self.model.configured:
             self.references.held = []
         self.compare_elements(elements, before)
@@ -347,7 +359,21 @@ class CaseRunner:
             self.fill_crowd()
         self.peer.load(self.model.link.exchanges)
         self.calls += 1
-        return self.driver.function(entry, *argtypes)(*arguments)
+        function = self.driver.function(entry, *argtypes)
+        started = time.monotonic()
+        result = function(*arguments)
+        self.elapsed_s = time.monotonic() - started
+        return result
+
+    def compare_time(self, operation):
+        """Pauses and time-outs may take longer than asked for on a busy machine, but never less."""
+        least = 0.0
+        delay = operation.settings["delay"]
+        if delay not in (0, 3) and self.model.link.paused:
+            least += delay / 1000
+        least += operation.timeout_s * sum(line == b"--timeout--\r\n" for line in self.model.link.out)
+        if self.elapsed_s < least * 0.98:
+            raise Mismatch(f"the call took {self.elapsed_s:.4f} s, {least:.4f} s expected")
 
     # Comparison.
 

@@ -49,6 +49,7 @@ class Link:
         self.connect_mode = ACCEPT
         self.connected_now = False
         self.closed_now = False
+        self.paused = False  # whether the call came as far as its pause
 
     def print_text(self, text):
         self.out.append(text)
@@ -61,6 +62,7 @@ class Link:
         self.exchanges = []
         self.connected_now = False
         self.closed_now = False
+        self.paused = False
 
     def close(self):
         self.state = NONE

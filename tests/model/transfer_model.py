@@ -92,9 +92,13 @@ class Driver:
                 return
         self.directory.take(reply)
 
-    def connect_lazily(self, failure_line):
-        if self.connected:
-            return
+    def connect_and_pause(self, failure_line):
+        """The connection, when there is none, and the pause."""
+        if not self.connected:
+            self.connect(failure_line)
+        self.link.paused = True
+
+    def connect(self, failure_line):
         stored = self.link.connect(self.ip)
         self.fetch_directory()
         if not stored:
@@ -153,7 +157,7 @@ class Driver:
             self.check_host_records(request, value, conn)
             if value.data is None:
                 return FAILED
-            self.connect_lazily(b"ev_plc_read init fail\r")
+            self.connect_and_pause(b"ev_plc_read init fail\r")
             identifier = self.register_id(request)
             table = self.table_for(request.area, False)
             self.check_range(identifier, table)

@@ -70,7 +70,7 @@ def write(driver, request, value, conn):
         driver.check_host_records(request, value, conn)
         if value.data is None:
             return FAILED
-        driver.connect_lazily(b"ev_plc_write init fail\r")
+        driver.connect_and_pause(b"ev_plc_write init fail\r")
         tag = find_tag(driver, request)
         return Write(driver, tag, request.address & 0xFFFF, value).dispatch()
     except Stop as stop:
