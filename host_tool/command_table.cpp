@@ -20,6 +20,14 @@ constexpr char kTagsDetails[] =
     "Shows each record with the number, reg_type and address by which a host asks for it.\n"
     "\nExample:\n  plc-host tags PLCC0A8000A_0.csv\n";
 
+constexpr char kCheckDetails[] =
+    "Says what the driver will understand, with its own parser, and what the writer probably meant. Ends with 1 when\n"
+    "a file has an error or is not loaded.\n"
+    "\nExamples:\n"
+    "  plc-host check PLCC0A8000A_0.csv --address 192.168.0.10\n"
+    "  plc-host check PLCC0A8000A_0.csv --fix corrected.csv\n"
+    "  plc-host check --rules\n";
+
 constexpr char kReadExamples[] =
     "\nExamples:\n"
     "  plc-host read --address 192.168.0.10 --port 8500 Motor.Speed 'Table[0..4]'\n"
@@ -53,6 +61,23 @@ void add_no_options(CLI::App&, HostOptions&) {}
 void add_tags_options(CLI::App& command, HostOptions& options) {
   command.add_option("FILE", options.listed_file, "Tag file")->required();
   command.add_flag("--names", options.names_only, "Only the names of the variables that can be asked for");
+}
+
+void add_check_options(CLI::App& command, HostOptions& options) {
+  command.add_option("FILE", options.checked_files, "Tag files");
+  command.add_option("--address", options.address, "IPv4 address of the controller that the files are for");
+  command.add_flag("--sarif", options.sarif, "One SARIF document, for editors and code hosts");
+  command.add_flag("--errors-only", options.errors_only, "Neither warnings nor remarks");
+  command.add_option("--fix", options.fixed_file, "Write a copy with every correction that is safe");
+  command.add_flag("--rules", options.list_rules, "List the rules");
+}
+
+void check_check(const HostOptions& options) {
+  if (options.checked_files.empty() && !options.list_rules) throw HostError(kExitUsage, "which tag file?");
+  if (options.json && options.sarif) throw HostError(kExitUsage, "--json or --sarif, not both");
+  if (!options.fixed_file.empty() && options.checked_files.size() != 1) {
+    throw HostError(kExitUsage, "--fix goes with one tag file");
+  }
 }
 
 void add_target_options(CLI::App& command, HostOptions& options) {
@@ -151,6 +176,7 @@ const std::vector<Command>& command_table() {
       {"info", "Show the driver library and what it says of itself", kInfoDetails, add_no_options, nullptr, run_info},
       {"tags", "List the records of a tag file as the driver reads it", kTagsDetails, add_tags_options, nullptr,
        run_tags},
+      {"check", "Check tag files", kCheckDetails, add_check_options, check_check, run_check},
       {"read", "Read variables", std::string(kNameRules) + kReadExamples, add_read_options, check_read, run_read},
       {"write", "Write variables", std::string(kNameRules) + kWriteExamples, add_write_options, check_target,
        run_write},

@@ -26,6 +26,7 @@ const std::vector<Command>& command_table();
 
 int run_info(const HostOptions& options, DriverOutput& output);
 int run_tags(const HostOptions& options, DriverOutput& output);
+int run_check(const HostOptions& options, DriverOutput& output);
 int run_read(const HostOptions& options, DriverOutput& output);
 int run_write(const HostOptions& options, DriverOutput& output);
 int run_batch(const HostOptions& options, DriverOutput& output);

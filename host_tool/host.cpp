@@ -14,6 +14,8 @@ namespace {
 
 constexpr uint32_t kLoopbackAddress = 0x7F000001;
 
+}  // namespace
+
 uint32_t parse_address(const std::string& text) {
   struct in_addr address {};
   if (inet_pton(AF_INET, text.c_str(), &address) != 1) {
@@ -21,8 +23,6 @@ uint32_t parse_address(const std::string& text) {
   }
   return ntohl(address.s_addr);
 }
-
-}  // namespace
 
 DriverSession::LineSink usual_line_sink(const HostOptions& options) {
   if (options.quiet) return [](const std::string&) {};

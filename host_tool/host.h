@@ -46,6 +46,9 @@ class Host {
   std::unique_ptr<DriverSession> session_;
 };
 
+// The number of a dotted address. Throws HostError for any other text.
+uint32_t parse_address(const std::string& text);
+
 // The driver's lines go to standard error, or nowhere with --quiet.
 DriverSession::LineSink usual_line_sink(const HostOptions& options);
 

@@ -29,6 +29,13 @@ struct HostOptions {
   std::string listed_file;
   bool names_only = false;
 
+  // check
+  std::vector<std::string> checked_files;
+  bool sarif = false;
+  bool errors_only = false;
+  bool list_rules = false;
+  std::string fixed_file;  // where the corrected copy goes
+
   // read, write, batch, watch
   std::vector<std::string> names;  // for write: NAME=VALUE
   bool all = false;

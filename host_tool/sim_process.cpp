@@ -94,9 +94,9 @@ void SimProcess::start(const std::string& program, const std::string& tag_file,
   int output[2];
   make_pipe(input);
   make_pipe(output);
-  std::vector<std::string> command = {program, "--listen", "127.0.0.1:0"};
+  // The tag file stands before the arguments: the last of them may take any number of words.
+  std::vector<std::string> command = {program, "--listen", "127.0.0.1:0", tag_file};
   command.insert(command.end(), arguments.begin(), arguments.end());
-  command.push_back(tag_file);
   input_ = input[1];
   output_ = output[0];
   try {
