@@ -349,6 +349,26 @@ TEST_F(ReadBatch, FrameThatDoesNotFit_IsNotSent) {
   EXPECT_EQ(plc::init, 1U);
 }
 
+// Names of one character: 1019 of them fit a resolve request, 509 references a value request.
+TEST_F(ReadBatch, FrameOfMostReferences_IsSent) {
+  use_tags({make_tag("X", 16)});
+  std::vector<BatchElement> elements = repeated(0, 100);
+  elements[0].count = 509;  // the walk passes all other slots
+  answer_frame(169, Bytes(2 * 509));
+  EXPECT_EQ(read(elements), 0U);
+  ASSERT_EQ(peer_.requests().size(), 2U);
+  EXPECT_EQ(names_of(0).size(), 509U);
+  EXPECT_EQ(peer_.requests()[1].size(), 18U + 8U * 509U);
+}
+
+TEST_F(ReadBatch, FrameWhoseValueRequestDoesNotFit_IsNotBegun) {
+  use_tags({make_tag("X", 16)});
+  std::vector<BatchElement> elements = repeated(0, 100);
+  elements[0].count = 510;
+  EXPECT_EQ(read(elements), 3U);
+  expect_nothing_sent();
+}
+
 TEST_F(ReadBatch, LargestFrame_FillsTheBufferToItsLastByte) {
   TagEntry long_name = make_tag("", 16);
   memset(long_name.name, 'n', 253);  // 508 bytes each
