@@ -73,7 +73,7 @@ void add_file_rules(std::vector<Rule>* rules) {
                     "Rename the file.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,,,,,0,1,0,0,\n"});
 }
 
-void add_declaration_rules(std::vector<Rule>* rules) {
+void add_name_rules(std::vector<Rule>* rules) {
   rules->push_back({"T020", Severity::kError, "no name",
                     "The driver would ask the controller for a variable without a name.",
                     "Give the variable's name in column 1.", "Speed,INT,,,,,,0,1,0,0,\n", ",INT,,,,,,0,1,0,0,\n"});
@@ -98,6 +98,9 @@ void add_declaration_rules(std::vector<Rule>* rules) {
   rules->push_back({"T027", Severity::kError, "name too long",
                     "With a '#' for each subscript the name must not be longer than 255 bytes; it is cut.",
                     "Shorten the name.", "Speed,INT,,,,,,0,1,0,0,\n", bracket_name()});
+}
+
+void add_range_rules(std::vector<Rule>* rules) {
   rules->push_back({"T030", Severity::kError, "malformed ranges",
                     "Ranges are [low..high], joined by _ within the brackets; what does not match is not read.",
                     "Write [0..9], [0..9_0..4] or [0..9_0..4_0..2].", "Table,INT,[0..9],,,,,0,1,0,0,\n",
@@ -122,6 +125,9 @@ void add_declaration_rules(std::vector<Rule>* rules) {
                     "Reads add the lower bounds crosswise, word writes of two dimensions add none.",
                     "Declare the array with ranges from 0, or do not write it.", "Grid,INT,[0..9_0..4],,,,,0,1,0,0,\n",
                     "Grid,INT,[1..9_2..4],,,,,0,1,0,0,\n"});
+}
+
+void add_type_rules(std::vector<Rule>* rules) {
   rules->push_back({"T040", Severity::kError, "no type", "A variable without a type cannot be read.",
                     "Give one of the type names in column 2.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,,,,,,,0,1,0,0,\n"});
   rules->push_back({"T041", Severity::kError, "unknown type",
@@ -136,6 +142,9 @@ void add_declaration_rules(std::vector<Rule>* rules) {
                     "There are no headings: the line is record 0 and shifts the numbers of all others.",
                     "Remove the line.", "Speed,INT,,,,,,0,1,0,0,\n",
                     "Name,Type,Ranges,Length,5,6,7,Id,Global,Flag,Program,Scope\n"});
+}
+
+void add_string_rules(std::vector<Rule>* rules) {
   rules->push_back({"T050", Severity::kError, "STRING without a length",
                     "Without a length the variable is written as a bit, not as a string.",
                     "Give the length in column 4.", "Name,STRING,,20,,,,0,1,0,0,\n", "Name,STRING,,,,,,0,1,0,0,\n"});
@@ -153,7 +162,7 @@ void add_declaration_rules(std::vector<Rule>* rules) {
                     "Name,STRING,,20,,,,0,1,0,0,\n", "Name,STRING,[0..9],20,,,,0,1,0,0,\n"});
 }
 
-void add_column_rules(std::vector<Rule>* rules) {
+void add_id_rules(std::vector<Rule>* rules) {
   rules->push_back({"T060", Severity::kError, "fewer than eight columns",
                     "Without column 8 the variable has no id, no scope and no device.",
                     "Write columns 1 to 8 at least.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,\n"});
@@ -184,6 +193,9 @@ void add_column_rules(std::vector<Rule>* rules) {
   rules->push_back({"T067", Severity::kError, "record that cannot be addressed",
                     "A host can address the plain records 0 to 65535.", "Use indexed ids.", "Speed,INT,,,,,,0,1,0,0,\n",
                     many_records()});
+}
+
+void add_scope_rules(std::vector<Rule>* rules) {
   rules->push_back({"T070", Severity::kWarning, "column 9 neither 0 nor 1", "Anything but 1 makes the variable local.",
                     "Write 1 for a global variable, 0 for a local one.", "Step,INT,,,,,,0,0,0,1,MAIN\n",
                     "Speed,INT,,,,,,0,x,0,0,MAIN\n"});
@@ -201,6 +213,9 @@ void add_column_rules(std::vector<Rule>* rules) {
   rules->push_back({"T074", Severity::kWarning, "malformed program number",
                     "Column 11 is a decimal from 0 to 255; its low 8 bits are used when the directory has no match.",
                     "Correct the number.", "Step,INT,,,,,,0,0,0,1,MAIN\n", "Step,INT,,,,,,0,0,0,300,MAIN\n"});
+}
+
+void add_limit_rules(std::vector<Rule>* rules) {
   rules->push_back({"T080", Severity::kInfo, "unknown device", "The driver knows EM, MR, LR, DM, TM, FM, CM and ZF.",
                     "Correct the device if the variable is a BOOL: it decides how its bit is found.",
                     "Lamp,BOOL,,,,,,0,1,0,0,,MR0\n", "Lamp,BOOL,,,,,,0,1,0,0,,XY0\n"});
@@ -223,7 +238,7 @@ void add_column_rules(std::vector<Rule>* rules) {
                     "Table,INT,[0..9],,,,,0,1,0,0,\n", "Table,INT,[0..50],,,,,0,1,0,0,\n"});
 }
 
-void add_across_rules(std::vector<Rule>* rules) {
+void add_run_rules(std::vector<Rule>* rules) {
   rules->push_back({"T100", Severity::kInfo, "largest indexed id",
                     "The largest indexed id of a file cannot be addressed.",
                     "End the ids with a line for nothing, whose name begins with an underscore.",
@@ -250,6 +265,9 @@ void add_across_rules(std::vector<Rule>* rules) {
                     "Split the run, each part in a block of its own.",
                     "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
                     long_run()});
+}
+
+void add_across_rules(std::vector<Rule>* rules) {
   rules->push_back({"T105", Severity::kError, "id behind the last block",
                     "The driver rejects a file whose run starts beyond the 2048 blocks of ids.",
                     "Use ids from 262144 to 17039359.",
@@ -286,8 +304,14 @@ const std::vector<Rule>& rule_list() {
   static const std::vector<Rule> rules = [] {
     std::vector<Rule> made;
     add_file_rules(&made);
-    add_declaration_rules(&made);
-    add_column_rules(&made);
+    add_name_rules(&made);
+    add_range_rules(&made);
+    add_type_rules(&made);
+    add_string_rules(&made);
+    add_id_rules(&made);
+    add_scope_rules(&made);
+    add_limit_rules(&made);
+    add_run_rules(&made);
     add_across_rules(&made);
     return made;
   }();

@@ -1,6 +1,8 @@
 // One tag file -> its arrays of records. The file is read into memory once, so that both passes see the same bytes.
 #include "plc_driver/tags/tag_file.h"
 
+#include <sys/mman.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -14,7 +16,8 @@ namespace {
 
 constexpr uint32_t kRunLimit = 100;  // ids counted in a run
 constexpr uint32_t kGroupLimit = 100;
-constexpr size_t kFirstReadBytes = 64 * 1024;
+constexpr size_t kFirstReadBytes = 4096;
+constexpr size_t kHugePagesFromBytes = 4 * 1024 * 1024;
 constexpr size_t kFileLimitBytes = 256 * 1024 * 1024;  // far above what ids can address; ends an endless file
 
 // What a build has taken and what it has found out; rejected is the reason, once there is one.
@@ -101,10 +104,22 @@ void count_records(Build* build, uint32_t* group_ids) {
   if (build->group_count > 0) build->group_sizes[build->group_count - 1] = static_cast<uint8_t>(run + 1);
 }
 
+// A large table is touched page by page while it is filled: with huge pages, where the system has them, in half the
+// time.
+void ask_for_huge_pages(void* entries, size_t records) {
+  constexpr uintptr_t kPageBytes = 4096;
+  const uintptr_t first = (reinterpret_cast<uintptr_t>(entries) + kPageBytes - 1) & ~(kPageBytes - 1);
+  const uintptr_t end = reinterpret_cast<uintptr_t>(entries) + records * sizeof(TagEntry);
+  madvise(reinterpret_cast<void*>(first), (end - first) & ~(kPageBytes - 1), MADV_HUGEPAGE);
+}
+
 // Zero-filled, so that every field that a line does not set reads as 0; at least one record, so that null means
 // failure.
 TagEntry* allocate_records(uint32_t count) {
-  return static_cast<TagEntry*>(calloc(count > 0 ? count : 1, sizeof(TagEntry)));
+  const size_t records = count > 0 ? count : 1;
+  void* entries = calloc(records, sizeof(TagEntry));
+  if (entries != nullptr && records * sizeof(TagEntry) >= kHugePagesFromBytes) ask_for_huge_pages(entries, records);
+  return static_cast<TagEntry*>(entries);
 }
 
 // False behind a message when memory runs out.
