@@ -16,7 +16,6 @@
 #include "plc_driver/tags/tag_table.h"
 #include "support/descriptors.h"
 #include "support/driver_fixture.h"
-#include "support/guarded_buffer.h"
 
 namespace {
 
@@ -25,7 +24,6 @@ using plc_test::Bytes;
 using plc_test::capture_output;
 using plc_test::empty_directory;
 using plc_test::from_hex;
-using plc_test::GuardedBuffer;
 using plc_test::kLoopbackAddress;
 using plc_test::PeerStep;
 using plc_test::resolve_reply;
@@ -43,10 +41,12 @@ std::vector<PeerStep> word_read(uint8_t high = 0x12, uint8_t low = 0x34) {
 }
 
 TEST(DriverInfoTest, Numbers_AreTheFourBytesAlone) {
-  GuardedBuffer info(4, 0xEE);
-  EXPECT_EQ(ev_plc_driver_info(reinterpret_cast<DriverInfo*>(info.data())), 0U);
-  EXPECT_EQ(to_hex(info.bytes()), "D2 02 01 00");
-  EXPECT_TRUE(info.guards_intact());
+  DriverInfo infos[3];
+  std::memset(infos, 0xEE, sizeof infos);
+  EXPECT_EQ(ev_plc_driver_info(&infos[1]), 0U);
+  Bytes bytes(sizeof infos);
+  std::memcpy(bytes.data(), infos, sizeof infos);
+  EXPECT_EQ(to_hex(bytes), "EE EE EE EE D2 02 01 00 EE EE EE EE");
 }
 
 TEST(DriverInfoTest, NullPointer_Fails) { EXPECT_EQ(ev_plc_driver_info(nullptr), 3U); }
