@@ -83,13 +83,18 @@ bool form_subscripts(const TagEntry& entry, uint32_t element, uint32_t slot, Sub
 }
 
 // Names a run: every name takes the record of its own slot, and counts on from the head's element.
-bool append_run_names(const BatchRead& batch, uint32_t slot, FrameWriter* request) {
+bool append_run_names(const BatchRead& batch, const TagEntry& head, uint32_t slot, FrameWriter* request) {
+  const NameEncoder head_name(head.name);
   for (uint32_t j = 0; j < OMRON_TEMP[slot].run && !request->failed; ++j) {
     const TagEntry* entry = slot_entry(batch, slot + j);
     Subscripts subscripts;
     if (entry == nullptr) return false;
     if (!form_subscripts(*entry, OMRON_TEMP[slot].element + j, slot + j, &subscripts)) return false;
-    NameEncoder(entry->name).append(subscripts, request);
+    if (entry == &head) {
+      head_name.append(subscripts, request);
+    } else {
+      NameEncoder(entry->name).append(subscripts, request);
+    }
   }
   return true;
 }
@@ -144,8 +149,8 @@ bool build_resolve(BatchRead* batch, Frame* frame, FrameWriter* request) {
       ++sub_blocks;
       last_is_global = scope.is_global;
     }
-    const bool named =
-        is_bit(*entry) ? append_bit_names(*batch, *entry, slot, request) : append_run_names(*batch, slot, request);
+    const bool named = is_bit(*entry) ? append_bit_names(*batch, *entry, slot, request)
+                                      : append_run_names(*batch, *entry, slot, request);
     if (!named) return false;
     frame->names += name_count(*batch, *entry, slot);
     slot = next_slot(*entry, slot);
