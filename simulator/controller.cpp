@@ -71,7 +71,8 @@ ResolvedName Controller::resolve_name(const NameBlock& block, const std::u16stri
     observer_({what, resolved.shown, resolved.element ? &*resolved.element : nullptr});
   }
   if (!resolved.element) {
-    findings.refused.push_back("no variable " + resolved.shown);
+    const std::string other = store_.other_scope_of(program, name);
+    findings.refused.push_back("no variable " + resolved.shown + (other.empty() ? "" : "; there is one " + other));
     return resolved;
   }
   resolved.handle = handle_of(resolved.element->place);

@@ -73,13 +73,10 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
       ->check(CLI::Range(1, 60000));
   app.add_option("--fault", raw.faults, "arm a fault, written as the fault command takes it; may be repeated")
       ->type_name("FAULT")
-      ->take_all()
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+      ->allow_extra_args(false);
   app.add_option("--program", raw.programs, "number of a program in the directory; may be repeated")
       ->type_name("NAME=NUMBER")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+      ->allow_extra_args(false);
   app.add_option("--directory-order", raw.directory_order, "order of the programs in the directory")
       ->type_name("longest-first|file")
       ->check(CLI::IsMember({"longest-first", "file"}));

@@ -265,6 +265,17 @@ std::string VariableStore::program_text(uint8_t number) const {
   return found == directory_.end() ? "#" + std::to_string(number) : found->name;
 }
 
+std::string VariableStore::other_scope_of(std::optional<uint8_t> program, const std::string& wire_name) const {
+  const std::string base = split_element_name(wire_name).base;
+  const int own = program ? *program : kGlobalProgram;
+  for (const auto& [key, variable] : by_name_) {
+    if (key.program != own && (key.name == wire_name || key.name == base)) {
+      return variable->tag.is_global ? "global" : "in " + program_text(variable->tag.program_number);
+    }
+  }
+  return {};
+}
+
 std::optional<Element> VariableStore::resolve_text(Variable& variable, int64_t position) const {
   if (position < 0) {
     return std::nullopt;

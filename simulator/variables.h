@@ -71,6 +71,9 @@ class VariableStore {
   // The name of the program with this number, "#5" when it has none.
   std::string program_text(uint8_t number) const;
 
+  // Where else a variable of this name is: "global", a program's name, or nothing.
+  std::string other_scope_of(std::optional<uint8_t> program, const std::string& wire_name) const;
+
   const std::vector<Program>& directory() const { return directory_; }
   std::vector<std::unique_ptr<Variable>>& variables() { return variables_; }
   const std::vector<std::unique_ptr<Variable>>& variables() const { return variables_; }

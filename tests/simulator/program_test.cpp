@@ -161,6 +161,7 @@ TEST(PlcSim, FaultsOnReplies_HappenAndAreCounted) {
   EXPECT_EQ(host.exchange(kStart).size(), 5U);
   sim.process.command("fault stale 3");
   const Bytes stale = host.exchange(kDirectory);
+  ASSERT_GE(stale.size(), 3U);
   EXPECT_EQ(hex_of(Bytes(stale.begin(), stale.begin() + 3)), "EE EE EE");
   EXPECT_EQ(sim.count("fault.cut"), 1U);
   EXPECT_EQ(sim.count("fault.stale"), 1U);
