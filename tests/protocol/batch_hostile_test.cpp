@@ -160,5 +160,24 @@ TEST_F(BatchCost, OneVariable_CostsAsManyBytesAsItsTwoFrames) {
   EXPECT_EQ(cost.received_bytes, 41U + 16U);
 }
 
+class TransferHeap : public BatchTest {};
+
+TEST_F(TransferHeap, TransfersOfALoadedFile_TakeNothingFromTheHeap) {
+  use_tags({make_tag("W", 16), make_string("S", 80), make_bit("B", kMr), with_ranges(make_tag("A", 64), {0, 9})});
+  EXPECT_GT(peer_.heap_calls(), 0U);  // the table came from the heap
+  peer_.forget();
+  answer_frame(4, "12 34 41 42 00 01 00 00");
+  EXPECT_EQ(read({{0}, {1}, {2}}), 0U);
+  const uint32_t reference = values()[1];
+  EXPECT_NE(reference, 0U);
+  answer_writes(2);
+  EXPECT_EQ(write(0, 0, "34 12", 1), 0U);
+  EXPECT_EQ(write(3, 2, "01 02 03 04 05 06 07 08", 2), 0U);
+  peer_.answer(resolve_reply());
+  peer_.answer(value_reply("12 34"));
+  EXPECT_EQ(ev_plc_read(element(0), value("00 00 00 00", 1), &conn_), 0U);
+  EXPECT_EQ(peer_.heap_calls(), 0U);
+}
+
 }  // namespace
 }  // namespace plc_test

@@ -15,6 +15,12 @@ namespace {
 
 ScriptedSocket* current = nullptr;
 
+void note_heap_call() {
+  if (current != nullptr) {
+    current->on_heap_call();
+  }
+}
+
 ScriptedSocket* script_of(int descriptor) { return descriptor == ScriptedSocket::kDescriptor ? current : nullptr; }
 
 }  // namespace
@@ -29,6 +35,7 @@ void ScriptedSocket::forget() {
   requests_.clear();
   calls_.clear();
   call_count_ = 0;
+  heap_calls_ = 0;
   closes_ = 0;
 }
 
@@ -118,6 +125,9 @@ ssize_t __real_send(int descriptor, const void* bytes, size_t length, int flags)
 ssize_t __real_recv(int descriptor, void* bytes, size_t length, int flags);
 int __real_close(int descriptor);
 int __real_usleep(useconds_t microseconds);
+void* __real_malloc(size_t size);
+void* __real_calloc(size_t count, size_t size);
+void* __real_realloc(void* memory, size_t size);
 
 int __wrap_socket(int domain, int type, int protocol);
 int __wrap_connect(int descriptor, const sockaddr* address, socklen_t length);
@@ -128,6 +138,9 @@ ssize_t __wrap_send(int descriptor, const void* bytes, size_t length, int flags)
 ssize_t __wrap_recv(int descriptor, void* bytes, size_t length, int flags);
 int __wrap_close(int descriptor);
 int __wrap_usleep(useconds_t microseconds);
+void* __wrap_malloc(size_t size);
+void* __wrap_calloc(size_t count, size_t size);
+void* __wrap_realloc(void* memory, size_t size);
 
 int __wrap_socket(int domain, int type, int protocol) {
   return plc_test::current != nullptr ? ScriptedSocket::kDescriptor : __real_socket(domain, type, protocol);
@@ -189,6 +202,21 @@ int __wrap_usleep(useconds_t microseconds) {
   }
   plc_test::current->on_pause(microseconds);
   return 0;
+}
+
+void* __wrap_malloc(size_t size) {
+  plc_test::note_heap_call();
+  return __real_malloc(size);
+}
+
+void* __wrap_calloc(size_t count, size_t size) {
+  plc_test::note_heap_call();
+  return __real_calloc(count, size);
+}
+
+void* __wrap_realloc(void* memory, size_t size) {
+  plc_test::note_heap_call();
+  return __real_realloc(memory, size);
 }
 
 }  // extern "C"

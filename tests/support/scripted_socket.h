@@ -60,6 +60,9 @@ class ScriptedSocket {
   const std::string& calls() const { return calls_; }
   size_t call_count() const { return call_count_; }
 
+  // How often memory was asked for since forget(), by code that was compiled for this executable.
+  size_t heap_calls() const { return heap_calls_; }
+
   // How often the driver closed the socket.
   int closes() const { return closes_; }
 
@@ -73,6 +76,7 @@ class ScriptedSocket {
   long on_send(const void* bytes, size_t length);
   long on_receive(void* bytes, size_t length);
   void on_close();
+  void on_heap_call() { ++heap_calls_; }
 
  private:
   void note(const std::string& call);
@@ -87,6 +91,7 @@ class ScriptedSocket {
   std::vector<Bytes> requests_;
   std::string calls_;
   size_t call_count_ = 0;
+  size_t heap_calls_ = 0;
   int closes_ = 0;
 };
 
