@@ -211,6 +211,8 @@ def random_batch(rng, files, tables):
         for step in range(choose(rng, [(1, 5), (2, 2), (rng.randrange(1, 20), 3), (60, 0.3)])):
             count = 1 if count_one else choose(rng, [(1, 10), (2, 2), (0, 0.3), (3, 1), (20, 0.5), (50, 0.2),
                                                      (rng.randrange(1, 70), 0.5), (600, 0.05), (65535, 0.02)])
+            if size == 1 and rng.random() < 0.5:
+                count = rng.choice((1, 2, 7, 16, 17, 31, 32, 33, 34, 35))
             reg_type, address = address_of(rng, identifier, offset + step)
             elements.append({"reg_type": reg_type, "address": address, "count": count})
     settings = {"area": area, "size": size, "elements": elements[:min(max(size, 1), 100)]}

@@ -82,8 +82,18 @@ def random_line(rng, number, identifier, indexed):
     return b",".join(columns) + choose(rng, [(b"\n", 12), (b"\r\n", 1)])
 
 
+def long_name_line(rng):
+    """A name that grows beyond its field when its subscripts are marked."""
+    part = rng.choice((b"[x", b"[", b"[\xc3\xa9", b"[\xe4\xb8\xad", b"[\xf0\x9f\x98\x80", b"[\xfb"))
+    name = (b"x" * rng.randrange(8) + part * 120)[:rng.randrange(180, 221)]
+    kind = rng.choice((b"BOOL,[0..3],,,,,5,1,,,,EM", b"BOOL,[0..3_0..2],,,,,5,0,,,,EM", b"STRING,,9,,,,5,1,,,,DM",
+                       b"INT,[0..9],,,,,5,1,,,,DM", b"REAL,[0..9_0..9],,,,,5,1", b"BOOL,,,,,,5,1,,,,MR"))
+    return name + b"," + kind + b"\n"
+
+
 def hostile_line(rng):
     return choose(rng, [
+        (long_name_line(rng), 6),
         (b"\n", 2), (b",,,,,\n", 1), (b"," * rng.randrange(30) + b"\n", 1), (b"plain text\n", 1),
         (rng.randbytes(rng.randrange(1, 300)) + b"\n", 2),
         (b"T,INT,,,a,b,c," + rng.choice(ODD_NUMBERS) + b",1,0,0,X\n", 3),
@@ -126,6 +136,8 @@ def random_file(rng, hostility):
     for identifier in order:
         if rng.random() < hostility:
             lines.append(hostile_line(rng))
+        elif rng.random() < 0.01:
+            lines.append(long_name_line(rng))
         shown = count if identifier is None else identifier
         lines.append(random_line(rng, count, shown, identifier is not None))
         count += 1
