@@ -88,7 +88,8 @@ def long_name_line(rng):
     name = (b"x" * rng.randrange(8) + part * 120)[:rng.randrange(180, 221)]
     kind = rng.choice((b"BOOL,[0..3],,,,,5,1,,,,EM", b"BOOL,[0..3_0..2],,,,,5,0,,,,EM", b"STRING,,9,,,,5,1,,,,DM",
                        b"INT,[0..9],,,,,5,1,,,,DM", b"REAL,[0..9_0..9],,,,,5,1", b"BOOL,,,,,,5,1,,,,MR"))
-    return name + b"," + kind + b"\n"
+    # Without a closing bracket the next columns belong to the name.
+    return name + rng.choice((b"]", b"]", b"")) + b"," + kind + b"\n"
 
 
 def hostile_line(rng):
