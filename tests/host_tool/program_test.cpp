@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "program_child.h"
 
@@ -124,6 +125,42 @@ TEST_F(ProgramTest, TagsNames_AreThoseThatCanBeAskedFor) {
   EXPECT_EQ(names[23], "Idx1");
 }
 
+// The words of a help text that start like this, such as "--json".
+std::set<std::string> words_starting(const std::string& text, const std::string& start) {
+  std::set<std::string> words;
+  for (const std::string& line : lines_of(text)) {
+    // Options stand at the left; deeper lines are explanations and examples.
+    if (line.compare(0, 2, "  ") != 0 || line.size() < 3 || line[2] != '-') continue;
+    const size_t at = line.find(start);
+    if (at != std::string::npos) words.insert(line.substr(at, line.find_first_of(" :", at) - at));
+  }
+  return words;
+}
+
+TEST_F(ProgramTest, Completion_KnowsEveryOptionOfEveryCommand) {
+  write_file("complete.bash", ". " PLC_HOST_COMPLETION
+                              "\n"
+                              "COMP_WORDS=(plc-host \"$1\" --); COMP_CWORD=2; _plc_host; echo \"${COMPREPLY[*]} \"\n"
+                              "COMP_WORDS=(plc-host \"\"); COMP_CWORD=1; _plc_host; echo \"${COMPREPLY[*]} \"\n");
+  const std::string help = run({"--help"}).out;
+  const std::string commands =
+      help.substr(help.find("Subcommands:"), help.find("Examples:") - help.find("Subcommands:"));
+  size_t checked = 0;
+  for (const std::string& line : lines_of(commands)) {
+    if (line.size() < 3 || line[0] != ' ' || line[2] == ' ') continue;
+    const std::string command = line.substr(2, line.find(' ', 2) - 2);
+    Child child({"/bin/bash", path("complete.bash"), command}, path("offered"), path("err"));
+    ASSERT_EQ(child.wait(), 0);
+    const std::vector<std::string> offered = lines_of(file_text(path("offered")));
+    for (const std::string& option : words_starting(run({command, "--help"}).out, "--")) {
+      EXPECT_NE((" " + offered.at(0)).find(" " + option + " "), std::string::npos) << command << " " << option;
+      ++checked;
+    }
+    EXPECT_NE((" " + offered.at(1)).find(" " + command + " "), std::string::npos) << command;
+  }
+  EXPECT_GT(checked, 50U);
+}
+
 TEST_F(ProgramTest, Completion_OffersCommandsOptionsAndVariables) {
   write_file("complete.bash",
              "plc-host() { " PLC_HOST_PROGRAM " \"$@\" --library " PLC_HOST_LIBRARY
@@ -171,6 +208,12 @@ TEST_F(ProgramTest, ReadByNumber_CountsAsTheDriverDoes) {
   EXPECT_EQ(nlohmann::json::parse(table.out)["value"], nlohmann::json::parse(named.out)["value"]);
   const Outcome wide = run_on_simulator({"read", "--id", "3", "--count", "2", "--json"}, {"--sentinel"});
   EXPECT_TRUE(nlohmann::json::parse(wide.out)["value"].is_number());
+}
+
+TEST_F(ProgramTest, OtherArea_HasItsOwnNameOfTheTagFile) {
+  const Outcome outcome = run_on_simulator({"read", "Speed", "--area", "12"});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_NE(outcome.err.find("driver: build tag table for PLC7F000001_12.csv\n"), std::string::npos) << outcome.err;
 }
 
 TEST_F(ProgramTest, Write_IsReadBackForEveryKindOfVariable) {
