@@ -106,7 +106,11 @@ ssize_t __wrap_recv(int, void* bytes, size_t length, int) {
   return static_cast<ssize_t>(fill_reply(static_cast<uint8_t*>(bytes)));
 }
 
-FILE* __wrap_fopen(const char*, const char*) {
+FILE* __real_fopen(const char* path, const char* mode);
+
+FILE* __wrap_fopen(const char* path, const char* mode) {
+  // The fuzzing engine writes its findings through the same call.
+  if (strncmp(path, "PLC", 3) != 0) return __real_fopen(path, mode);
   if (tag_file.empty()) {  // fmemopen takes no empty buffer on every C library
     errno = ENOENT;
     return nullptr;
