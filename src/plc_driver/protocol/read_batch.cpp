@@ -163,6 +163,15 @@ bool build_resolve(BatchRead* batch, Frame* frame, FrameWriter* request) {
   return true;
 }
 
+// A single element records the position of every name, a batch that of each slot's first name.
+void record_bit_position(BatchRead* batch, uint32_t slot, uint32_t name, uint8_t position) {
+  if (batch->is_single()) {
+    batch->bit_positions[name] = position;
+  } else if (name == 0) {
+    batch->bit_positions[slot] = position;
+  }
+}
+
 void build_value_request(BatchRead* batch, const Frame& frame, FrameWriter* request) {
   begin_value_request(request, frame.names);
   NameCursor name(batch->reply);
@@ -175,11 +184,7 @@ void build_value_request(BatchRead* batch, const Frame& frame, FrameWriter* requ
       if (is_bit(entry)) {
         // No look at the device, unlike the single read (D36).
         const uint8_t position = entry.name_kind != 1 ? locate_word_bit(name) : take_address_bit(&handle);
-        if (batch->is_single()) {
-          batch->bit_positions[n] = position;
-        } else if (n == 0) {
-          batch->bit_positions[slot] = position;
-        }
+        record_bit_position(batch, slot, n, position);
       }
       append_reference(request, handle, size);
     }

@@ -39,11 +39,11 @@ struct WriteExchange {
 };
 
 // Asks for the handle of one name. False when the exchange failed or its reply is empty.
-bool resolve_name(WriteExchange* exchange, NameScope scope, const NameEncoder& name, const Subscripts& subscripts,
+bool resolve_name(WriteExchange* writing, NameScope scope, const NameEncoder& name, const Subscripts& subscripts,
                   UnitCount unit_count);
 
 // The handle that the last resolve reply holds.
-NameHandle resolved_handle(const WriteExchange& exchange);
+NameHandle resolved_handle(const WriteExchange& writing);
 
 // Begins a write request for this many 16-bit units (low 8 bits), up to where the values begin.
 void begin_write_request(FrameWriter* request, const NameHandle& handle, uint32_t units);
