@@ -6,6 +6,7 @@ import os
 import random
 import re
 import resource
+import socket
 import struct
 import termios
 import time
@@ -23,6 +24,7 @@ DATA_BYTES = 2 * loaded.PAGE
 MODEL_IP = 0x7F000001
 _LINE_NUMBER = re.compile(rb", at line: \d+\r\n")
 _POINTER = ctypes.c_void_p
+_TCP_CLOSE = 7
 # A TagEntry; its fields stand in the order of TagRecord.FIELDS.
 RECORD = struct.Struct("<256sHBx6iiIBBBxI256sBB2x")
 
@@ -62,6 +64,12 @@ def select_limit():
     """FD_SETSIZE of the C library; the process may open more descriptors than that."""
     resource.setrlimit(resource.RLIMIT_NOFILE, (resource.getrlimit(resource.RLIMIT_NOFILE)[1],) * 2)
     return 1024
+
+
+def is_dead(descriptor):
+    """Whether the kernel has taken note that the peer reset this connection."""
+    with socket.socket(fileno=os.dup(descriptor)) as view:
+        return view.getsockopt(socket.IPPROTO_TCP, socket.TCP_INFO, 1)[0] == _TCP_CLOSE
 
 
 def clear_folder(folder):
@@ -110,6 +118,7 @@ class CaseRunner:
             self.put_file(area, content)
         self.driver = loaded.LoadedDriver(self.library)
         self.wait_for(lambda: not self.peer.connections)
+        self.connects = self.peer.accepted
         self.descriptors = len(os.listdir("/proc/self/fd"))
         self.crowd = []
         self.references.held = []
@@ -381,9 +390,10 @@ class CaseRunner:
         link = self.model.link
         text = self.console.take()
         requests = [step.request for step in link.exchanges]
-        deadline = time.monotonic() + 0.1
-        while len(self.peer.log) < len(requests) and time.monotonic() < deadline:
-            time.sleep(0)
+        if link.connected_now and link.connect_mode == link_model.ACCEPT:
+            self.connects += 1
+        self.wait_for(lambda: len(self.peer.log) >= len(requests) or
+                      (link.closed_now and self.peer.has_seen_close_of(self.connects)))
         for number, (ours, theirs) in enumerate(zip(requests, self.peer.log)):
             compare_bytes(f"request {number}", ours, theirs)
         if requests and link.closed_now and len(self.peer.log) == len(requests) - 1:
@@ -400,6 +410,8 @@ class CaseRunner:
         image = bytearray(image)
         image[loaded.CONN_AT:loaded.CONN_AT + 4] = struct.pack("<i", self.memory.socket_fd())
         compare_bytes("host records", bytes(image), self.memory.image())
+        if link.state == link_model.BROKEN and link.connect_mode == link_model.ACCEPT and self.owned is not None:
+            self.wait_for(lambda: is_dead(self.owned))
 
     def compare_descriptor(self):
         """socket_fd: a new socket after a connect, -1 after a close, else what it was."""

@@ -20,6 +20,8 @@ class ScriptedPeer:
         self.log = []
         self.connections = {}
         self.latest = None
+        self.lost = None
+        self.accepted = 0
         self.poll = select.poll()
         self.poll.register(self.listener, select.POLLIN)
         self.refusing = socket.socket()
@@ -45,8 +47,13 @@ class ScriptedPeer:
         conn, _ = self.listener.accept()
         conn.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         self.latest = conn
+        self.accepted += 1
         self.connections[conn.fileno()] = conn
         self.poll.register(conn, select.POLLIN)
+
+    def has_seen_close_of(self, number):
+        """Whether the connection that was made as the one of this number was found closed by the driver."""
+        return self.accepted >= number and self.latest is self.lost
 
     def drop(self, conn, resets=False):
         """Closes a connection; whoever sees it gone from the table finds its descriptor closed."""
@@ -64,10 +71,10 @@ class ScriptedPeer:
             data = b""
         if not data:
             self.drop(conn)
+            self.lost = conn
             return
         index = len(self.log)
         step = self.script[index] if index < len(self.script) else None
-        self.log.append(data)
         try:
             if step is None or step.action == RESET:
                 self.drop(conn, resets=True)
@@ -79,7 +86,9 @@ class ScriptedPeer:
                 if step.action == FINISH:
                     conn.shutdown(socket.SHUT_WR)
         except OSError:
-            return
+            pass  # the driver has closed meanwhile
+        # Whoever finds a request in the log finds done what the script says about it.
+        self.log.append(data)
 
 
 def hold_connections():
