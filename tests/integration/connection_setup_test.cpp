@@ -225,14 +225,14 @@ TEST_F(SetupTcpComm, PendingErrorThatCannotBeAskedFor_FailsTheConnect) {
 }
 
 TEST_F(SetupTcpComm, SocketThatSelectCannotTake_CountsAsAFailingSelect) {
-  peer_ = std::make_unique<ScriptedPeer>(std::vector<PeerStep>{});
+  const plc_test::LoopbackSocket listener(SOCK_STREAM, 1);
   plc_test::CapturedOutput capture;
   int result = 0;
   int open_during = 0;
   {
     const plc_test::TakenLowDescriptors taken;
     const int open_before = plc_test::count_open_descriptors();
-    result = SetupTCPComm(&conn_, kLoopbackAddress, peer_->port());
+    result = SetupTCPComm(&conn_, kLoopbackAddress, listener.port());
     open_during = plc_test::count_open_descriptors() - open_before;
   }
   EXPECT_EQ(capture.take(), "server ip = 127.0.0.1\r\nselect error\r\n");
