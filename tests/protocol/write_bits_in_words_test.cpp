@@ -1,5 +1,6 @@
 // The bit writes that change a bit inside a word: read-modify-write, the masked write, and bit arrays of members.
 #include <cerrno>
+#include <random>
 
 #include "plc_driver/driver_state.h"
 #include "plc_driver/protocol/write_functions.h"
@@ -316,6 +317,32 @@ TEST_F(WriteBitsInWords, LostConnection_FailsAtEachExchange) {
     capture_output([&] { EXPECT_EQ(ev_plc_write_bits_struct(element(0), value("01", 1), &conn_, "A.B", kEm), 3); });
     EXPECT_EQ(plc::init, 0U);
     EXPECT_EQ(peer_.requests().size(), static_cast<size_t>(good));
+  }
+}
+
+TEST_F(WriteBitsInWords, RandomReplies_StayWithinTheHostsBuffer) {
+  std::mt19937 random(20261121);
+  peer_.answer_each([&random](const Bytes&) {
+    Bytes reply(random() % 4 == 0 ? random() % 40 : random() % 4097);
+    for (uint8_t& byte : reply) byte = static_cast<uint8_t>(random());
+    return reply_with(reply);
+  });
+  for (int round = 0; round < 4000; ++round) {
+    peer_.forget();
+    TagEntry tag = with_ranges(make_bit("B", kDm), {0, 99});
+    const auto count = static_cast<uint32_t>(random() % 20);
+    RegValue* values = value(Bytes{static_cast<uint8_t>(random() % 3)}, count, count > 8 ? (count + 7) / 8 : 1);
+    const uint8_t device = round % 2 == 0 ? kEm : kDm;
+    const int32_t results[] = {
+        ev_plc_write_bits_struct(element(0), values, &conn_, "A.B", kEm),
+        ev_plc_write_bits_struct_local(element(0), values, &conn_, "A.B", 7),
+        ev_plc_write_array_struct_bits(element(0), values, &conn_, &tag, device),
+        ev_plc_write_array_struct_bits_local(element(0), values, &conn_, &tag, 7),
+        ev_plc_write_array_bits(element(static_cast<uint32_t>(random() % 65536)), values, &conn_, &tag, 0, 2),
+    };
+    for (const int32_t result : results) ASSERT_TRUE(result == 0 || result == 3) << round;
+    ASSERT_TRUE(data_.guards_intact()) << round;
+    ASSERT_EQ(plc::init, 1U);
   }
 }
 

@@ -227,6 +227,13 @@ TEST_F(WriteBits, TenElements_TheFirstByteServesEightAndTheRestAreReset) {
   EXPECT_EQ(plc::sid, 20);
 }
 
+TEST_F(WriteBits, FortyElements_AreResetFromTheNinthOn) {
+  answer_writes(40);
+  TagEntry tag = with_ranges(make_bit("B", kMr), {0, 63});
+  EXPECT_EQ(ev_plc_write_array_bits(element(0), value("FF FF FF FF FF", 40), &conn_, &tag, 0, 1), 0);
+  EXPECT_EQ(sent_operations(), "11111111" + std::string(32, '0'));
+}
+
 TEST_F(WriteBits, Elements_TakeTheBitsOfTheFirstByteInOrder) {
   answer_writes(8);
   TagEntry tag = with_ranges(make_bit("B", kMr), {0, 15});

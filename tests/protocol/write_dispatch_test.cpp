@@ -191,6 +191,32 @@ TEST_F(WriteDispatch, BitOnEmOfAnotherShape_IsWrittenUnderAnEmptyName) {
   }
 }
 
+// A name of 250 units with a subscript of 8: 258 units, 01 02.
+TEST_F(WriteDispatch, UnitCountsOfLongNames_LoseTheirHighByteExceptInArrays_D19) {
+  TagEntry bit = with_ranges(make_bit("", kEm), {0, 20000});
+  memset(bit.name, 'n', 250);
+  TagEntry text = make_string("", 80);
+  memcpy(text.name, bit.name, sizeof text.name);
+  TagEntry words = with_ranges(make_tag("", 16), {0, 20000});
+  memcpy(words.name, bit.name, sizeof words.name);
+  const auto unit_count = [this](uint32_t index) {
+    const Bytes& request = peer_.requests().at(0);
+    EXPECT_EQ(request.size(), 18U + 2U + 2U * 258U) << index;
+    return to_hex({request[18], request[19]});
+  };
+  write_em_bit(bit, 12345);
+  EXPECT_EQ(unit_count(12345), "00 02");
+  use_tags({text, words});
+  peer_.forget();
+  answer_writes();
+  EXPECT_EQ(write(0, 10000, "41 42", 1), 0U);
+  EXPECT_EQ(unit_count(10000), "00 02");
+  peer_.forget();
+  answer_writes();
+  EXPECT_EQ(write(1, 12345, "41 42", 1), 0U);
+  EXPECT_EQ(unit_count(12345), "01 02");
+}
+
 TEST_F(WriteDispatch, BitOnEmWithAZeroExtent_FailsWithNothingSent) {
   use_tags({with_ranges(make_bit("B", kEm), {0, 3}, {5, 4})});
   EXPECT_EQ(capture_output([this] { EXPECT_EQ(write(0, 9, "01", 1), 3U); }), "");
