@@ -199,13 +199,31 @@ TEST_F(EntryPoints, ZeroFilledContext_DoesNotCostTheHostItsStandardInput) {
   }
 }
 
-TEST_F(EntryPoints, ConnectWhoseDirectoryFails_CountsAsConnected) {
+TEST_F(EntryPoints, ConnectWhoseDirectoryFails_CountsAsConnected_D18) {
   write_tags(0, kOneWord);
-  start({plc_test::close_orderly(), answer(Bytes(12)), answer(Bytes(15))});
-  plc::localNum = 0;
-  // The directory's first reply is empty: the socket stays, and the read fails on it.
-  EXPECT_EQ(read_id(0, 0, 1, word_), 3U);
+  start({plc_test::reset_connection()});
+  plc::localNum = 5;
+  EXPECT_EQ(read_id(0, 0, 1, word_), 3U) << "the read's own request fails on the broken socket";
+  EXPECT_EQ(take_output(), "server ip = 127.0.0.1\r\nbuild tag table for PLC7F000001_0.csv\r\nsend error\n");
+  EXPECT_EQ(plc::localNum, 5U);
   EXPECT_EQ(peer_->connections(), 1U);
+}
+
+TEST_F(EntryPoints, RefusedConnect_IsReportedByTheExchangesAndMendedByTheNextCall_D16) {
+  write_tags(0, kOneWord);
+  start(empty_directory() + word_read());
+  const uint16_t served = settings_.tcp_port;
+  {
+    const plc_test::LoopbackSocket nobody_listens(SOCK_STREAM, 1);
+    plc::port = static_cast<int16_t>(nobody_listens.port());
+  }
+  EXPECT_EQ(read_id(0, 0, 1, word_), 3U);
+  EXPECT_EQ(take_output(),
+            "server ip = 127.0.0.1\r\nsend error\nbuild tag table for PLC7F000001_0.csv\r\nsend error\n");
+  EXPECT_EQ(plc::init, 0U);
+  EXPECT_EQ(conn_.socket_fd, -1);
+  plc::port = static_cast<int16_t>(served);
+  EXPECT_EQ(read_id(0, 0, 1, word_), 0U);
 }
 
 TEST_F(EntryPoints, LowRegisterTypes_AreSetToZeroInTheHostsRecords_D37) {
