@@ -11,10 +11,9 @@ constexpr size_t kMaxNames = 200000;
 
 double AskedName::rate_per_second() const {
   constexpr double kMsPerSecond = 1000;
-  const uint64_t asked = resolved + refused;
-  return asked < 2 || last_ms == first_ms
+  return asked() < 2 || last_ms == first_ms
              ? 0
-             : static_cast<double>(asked - 1) * kMsPerSecond / static_cast<double>(last_ms - first_ms);
+             : static_cast<double>(asked() - 1) * kMsPerSecond / static_cast<double>(last_ms - first_ms);
 }
 
 void AskLog::add(const Asked& asked) {
@@ -25,7 +24,7 @@ void AskLog::add(const Asked& asked) {
   const bool is_resolve = asked.what == Asked::What::kResolved || asked.what == Asked::What::kRefused;
   if (is_resolve) {
     const uint64_t now = now_ms_();
-    name.first_ms = name.resolved + name.refused == 0 ? now : name.first_ms;
+    name.first_ms = name.asked() == 0 ? now : name.first_ms;
     name.last_ms = now;
   }
   if (asked.element != nullptr) {

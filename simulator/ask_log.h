@@ -20,6 +20,7 @@ struct AskedName {
   uint64_t first_ms = 0;
   uint64_t last_ms = 0;
 
+  uint64_t asked() const { return resolved + refused; }
   // Times asked per second between the first and the last; 0 when that cannot be said.
   double rate_per_second() const;
 };

@@ -20,7 +20,7 @@ uv_handle_t* generic(Handle& handle) {
   return reinterpret_cast<uv_handle_t*>(&handle);
 }
 
-uv_stream_t* stream(uv_tcp_t& tcp) { return reinterpret_cast<uv_stream_t*>(&tcp); }
+uv_stream_t* as_stream(uv_tcp_t& tcp) { return reinterpret_cast<uv_stream_t*>(&tcp); }
 
 }  // namespace
 
@@ -39,7 +39,7 @@ Connection::Connection(uv_loop_t* loop, int descriptor, unsigned number, const C
   tcp_.data = quiet_timer_.data = piece_timer_.data = this;
   open_handles_ = 3;
   events_.opened(*this);
-  uv_read_start(stream(tcp_), on_allocate, on_read);
+  uv_read_start(as_stream(tcp_), on_allocate, on_read);
 }
 
 void Connection::on_allocate(uv_handle_t* handle, size_t, uv_buf_t* buffer) {
@@ -47,8 +47,8 @@ void Connection::on_allocate(uv_handle_t* handle, size_t, uv_buf_t* buffer) {
   *buffer = uv_buf_init(self->read_buffer_.data(), static_cast<unsigned>(self->read_buffer_.size()));
 }
 
-void Connection::on_read(uv_stream_t* from, ssize_t count, const uv_buf_t* buffer) {
-  auto* self = static_cast<Connection*>(from->data);
+void Connection::on_read(uv_stream_t* stream, ssize_t count, const uv_buf_t* buffer) {
+  auto* self = static_cast<Connection*>(stream->data);
   if (count < 0) {
     if (!self->received_.empty()) {
       self->events_.violation(
@@ -125,7 +125,7 @@ void Connection::send(Bytes bytes) {
   events_.sent(*this, bytes);
   // What fits the socket's buffer goes at once, so that a close right after it does not overtake it.
   uv_buf_t buffer = uv_buf_init(reinterpret_cast<char*>(bytes.data()), static_cast<unsigned>(bytes.size()));
-  const int written = uv_try_write(stream(tcp_), &buffer, 1);
+  const int written = uv_try_write(as_stream(tcp_), &buffer, 1);
   const size_t done = written > 0 ? static_cast<size_t>(written) : 0;
   if (done == bytes.size()) {
     return;
@@ -134,7 +134,7 @@ void Connection::send(Bytes bytes) {
   write->request.data = write;
   buffer = uv_buf_init(reinterpret_cast<char*>(write->bytes.data()), static_cast<unsigned>(write->bytes.size()));
   const auto on_written = [](uv_write_t* request, int) { delete static_cast<Write*>(request->data); };
-  if (uv_write(&write->request, stream(tcp_), &buffer, 1, on_written) != 0) {
+  if (uv_write(&write->request, as_stream(tcp_), &buffer, 1, on_written) != 0) {
     delete write;
   }
 }

@@ -36,32 +36,42 @@ std::string Console::run(std::string_view line) {
     return {};
   }
   try {
-    std::string output;
-    if (command == "set") {
-      output = set(rest);
-    } else if (command == "show") {
-      output = show(rest);
-    } else if (command == "dump") {
-      output = dump(rest);
-    } else if (command == "counts") {
-      output = counts(rest);
-    } else if (command == "fault") {
-      output = fault(rest);
-    } else if (command == "faults") {
-      output = list_faults();
-    } else if (command == "report") {
-      output = hooks_.report(rest.empty() ? "text" : rest);
-    } else if (command == "help") {
-      output = help();
-    } else if (command == "quit") {
-      hooks_.quit();
-    } else {
-      fail("no command is called '" + command + "'; help lists them");
-    }
-    return output + "ok\n";
+    return answer(command, rest) + "ok\n";
   } catch (const std::invalid_argument& bad) {
     return std::string("error: ") + bad.what() + "\n";
   }
+}
+
+std::string Console::answer(const std::string& command, const std::string& rest) {
+  if (command == "set") {
+    return set(rest);
+  }
+  if (command == "show") {
+    return show(rest);
+  }
+  if (command == "dump") {
+    return dump(rest);
+  }
+  if (command == "counts") {
+    return counts(rest);
+  }
+  if (command == "fault") {
+    return fault(rest);
+  }
+  if (command == "faults") {
+    return list_faults();
+  }
+  if (command == "report") {
+    return hooks_.report(rest.empty() ? "text" : rest);
+  }
+  if (command == "help") {
+    return help();
+  }
+  if (command != "quit") {
+    fail("no command is called '" + command + "'; help lists them");
+  }
+  hooks_.quit();
+  return {};
 }
 
 std::string Console::set(const std::string& rest) {

@@ -28,6 +28,7 @@ class Console {
   std::string run(std::string_view line);
 
  private:
+  std::string answer(const std::string& command, const std::string& rest);
   std::string set(const std::string& rest);
   std::string show(const std::string& rest);
   std::string dump(const std::string& rest) const;

@@ -173,19 +173,25 @@ bool judge_write_of_nothing(const Session& session, const Request& request, Find
   return false;
 }
 
+// The directory is asked for once, in two requests, before everything else on its connection.
+void judge_directory_order(Session& session, const Request& request, Findings& findings) {
+  const bool is_start = request.kind == RequestKind::kDirectoryStart;
+  const bool is_in_order = is_start ? session.requests == 1 : session.directory_started && !session.directory_sent;
+  if (!is_in_order) {
+    findings.violation("the directory is asked for out of its order");
+  }
+  if (request.sequence != (is_start ? 0 : 1)) {
+    findings.violation("a directory request has the sequence number " + std::to_string(request.sequence));
+  }
+  (is_start ? session.directory_started : session.directory_sent) = true;
+}
+
 }  // namespace
 
 void judge_order(Session& session, const Request& request, Findings& findings) {
   ++session.requests;
   if (request.kind == RequestKind::kDirectoryStart || request.kind == RequestKind::kDirectory) {
-    const bool is_start = request.kind == RequestKind::kDirectoryStart;
-    if (is_start ? session.requests != 1 : !session.directory_started || session.directory_sent) {
-      findings.violation("the directory is asked for out of its order");
-    }
-    if (request.sequence != (is_start ? 0 : 1)) {
-      findings.violation("a directory request has the sequence number " + std::to_string(request.sequence));
-    }
-    (is_start ? session.directory_started : session.directory_sent) = true;
+    judge_directory_order(session, request, findings);
     return;
   }
   if (!session.directory_sent) {

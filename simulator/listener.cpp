@@ -54,7 +54,7 @@ std::string Listener::open(const std::string& host, uint16_t port) {
   }
   setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   if (bind(descriptor, generic(address), sizeof address) != 0 || listen(descriptor, kBacklog) != 0) {
-    const std::string reason = std::strerror(errno);
+    std::string reason = std::strerror(errno);
     ::close(descriptor);
     return reason;
   }

@@ -115,7 +115,7 @@ std::string utf8_from_utf16(std::u16string_view units) {
 }
 
 ElementName split_element_name(std::string_view wire_name) {
-  const ElementName whole{std::string(wire_name), {}};
+  ElementName whole{std::string(wire_name), {}};
   if (wire_name.empty() || wire_name.back() != ']') {
     return whole;
   }

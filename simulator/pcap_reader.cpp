@@ -12,6 +12,7 @@ namespace plc_sim {
 namespace {
 
 constexpr size_t kFileHeadBytes = 24;
+constexpr size_t kLinkAt = 20;
 constexpr size_t kRecordHeadBytes = 16;
 constexpr size_t kMaxPacketBytes = 1 << 20;
 
@@ -132,6 +133,42 @@ struct Conversation {
   }
 };
 
+// All connections in the order of their first packets; one that starts again is a new one.
+class Conversations {
+ public:
+  void add(const Segment& segment) {
+    const auto key = std::minmax(segment.from, segment.to);
+    const auto [entry, is_new] = current_.try_emplace(key, all_.size());
+    const bool starts_again = !is_new && segment.starts_stream && !all_[entry->second].turns.empty();
+    if (is_new || starts_again) {
+      entry->second = all_.size();
+      all_.emplace_back();
+      all_.back().first = segment.from;
+    }
+    all_[entry->second].add(segment);
+  }
+  const std::vector<Conversation>& all() const { return all_; }
+
+ private:
+  std::vector<Conversation> all_;
+  std::map<std::pair<Endpoint, Endpoint>, size_t> current_;
+};
+
+struct FileFormat {
+  bool is_big;
+  uint32_t number(const FileView& view, size_t at) const { return is_big ? view.u32(at) : view.swapped_u32(at); }
+};
+
+std::optional<FileFormat> format_of(const FileView& view) {
+  constexpr uint32_t kMicroseconds = 0xA1B2C3D4;
+  constexpr uint32_t kNanoseconds = 0xA1B23C4D;
+  const auto is_magic = [](uint32_t value) { return value == kMicroseconds || value == kNanoseconds; };
+  if (is_magic(view.u32(0))) {
+    return FileFormat{true};
+  }
+  return is_magic(view.swapped_u32(0)) ? std::optional<FileFormat>(FileFormat{false}) : std::nullopt;
+}
+
 bool looks_like_request(const Bytes& bytes) {
   if (bytes.size() < wire::kHeadBytes) {
     return false;
@@ -168,45 +205,29 @@ void append_exchanges(const Conversation& conversation, std::vector<Exchange>& e
 }  // namespace
 
 Capture read_capture(std::string_view file) {
-  constexpr uint32_t kMicroseconds = 0xA1B2C3D4;
-  constexpr uint32_t kNanoseconds = 0xA1B23C4D;
-  constexpr uint32_t kNextGeneration = 0x0A0D0D0A;
   const FileView view(file);
   Capture capture;
-  const auto is_magic = [](uint32_t value) { return value == kMicroseconds || value == kNanoseconds; };
-  const bool is_big = is_magic(view.u32(0));
-  if (!is_big && !is_magic(view.swapped_u32(0))) {
+  const auto format = format_of(view);
+  if (!format) {
+    constexpr uint32_t kNextGeneration = 0x0A0D0D0A;
     capture.problem = view.u32(0) == kNextGeneration ? "a pcapng file; turn it into pcap first: editcap -F pcap IN OUT"
                                                      : "not a pcap file";
     return capture;
   }
-  const auto number = [&](size_t at) { return is_big ? view.u32(at) : view.swapped_u32(at); };
-  const uint32_t link = number(20);
-  std::vector<Conversation> conversations;
-  std::map<std::pair<Endpoint, Endpoint>, size_t> current;
+  Conversations conversations;
   for (size_t at = kFileHeadBytes; at + kRecordHeadBytes <= view.size();) {
-    const size_t count = number(at + 8);
+    const size_t count = format->number(view, at + 8);
     at += kRecordHeadBytes;
     if (count > kMaxPacketBytes || at + count > view.size()) {
       capture.problem = "the file ends inside a packet";
       break;
     }
-    const auto segment = segment_in(link, view.part(at, count));
+    if (const auto segment = segment_in(format->number(view, kLinkAt), view.part(at, count))) {
+      conversations.add(*segment);
+    }
     at += count;
-    if (!segment) {
-      continue;
-    }
-    const auto key = std::minmax(segment->from, segment->to);
-    const auto [entry, is_new] = current.try_emplace(key, conversations.size());
-    const bool starts_again = !is_new && segment->starts_stream && !conversations[entry->second].turns.empty();
-    if (is_new || starts_again) {
-      entry->second = conversations.size();
-      conversations.emplace_back();
-      conversations.back().first = segment->from;
-    }
-    conversations[entry->second].add(*segment);
   }
-  for (const Conversation& conversation : conversations) {
+  for (const Conversation& conversation : conversations.all()) {
     append_exchanges(conversation, capture.exchanges);
   }
   if (capture.exchanges.empty() && capture.problem.empty()) {

@@ -64,9 +64,9 @@ std::string text_report(const VariableStore& store, const AskLog& log) {
   for (const Row& row : rows_of(log)) {
     std::array<char, 160> columns{};
     std::snprintf(columns.data(), columns.size(), " %-8s %7llu %7llu %7llu %6s  %s\n", row.type.c_str(),
-                  static_cast<unsigned long long>(row.asked->resolved + row.asked->refused),
-                  static_cast<unsigned long long>(row.asked->read), static_cast<unsigned long long>(row.asked->written),
-                  rate_text(*row.asked).c_str(), row.outcome.c_str());
+                  static_cast<unsigned long long>(row.asked->asked()), static_cast<unsigned long long>(row.asked->read),
+                  static_cast<unsigned long long>(row.asked->written), rate_text(*row.asked).c_str(),
+                  row.outcome.c_str());
     constexpr size_t kNameWidth = 40;
     text += row.name + std::string(row.name.size() < kNameWidth ? kNameWidth - row.name.size() : 0, ' ');
     text += columns.data();
@@ -91,7 +91,7 @@ std::string json_report(const VariableStore& store, const AskLog& log) {
     entry["tag"] = row.tag.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(row.tag);
     entry["type"] = row.type.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(row.type);
     entry["outcome"] = row.outcome;
-    entry["asked"] = row.asked->resolved + row.asked->refused;
+    entry["asked"] = row.asked->asked();
     entry["read"] = row.asked->read;
     entry["written"] = row.asked->written;
     entry["per_second"] = row.asked->rate_per_second();
@@ -120,7 +120,7 @@ std::string csv_report(const VariableStore& store, const AskLog& log) {
   std::string text = "name,tag,type,outcome,asked,read,written,per_second\n";
   for (const Row& row : rows_of(log)) {
     text += csv_field(row.name) + "," + csv_field(row.tag) + "," + row.type + "," + row.outcome + "," +
-            std::to_string(row.asked->resolved + row.asked->refused) + "," + std::to_string(row.asked->read) + "," +
+            std::to_string(row.asked->asked()) + "," + std::to_string(row.asked->read) + "," +
             std::to_string(row.asked->written) + "," + rate_text(*row.asked) + "\n";
   }
   for (const std::string& name : never_asked(store, log)) {

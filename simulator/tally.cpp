@@ -17,16 +17,19 @@ void Tally::add(const std::string& where, const Findings& findings) {
       print_("violation: " + where + ": " + text);
     }
   }
-  const auto add_list = [&](const std::vector<std::string>& texts, const char* label, uint64_t& count) {
-    for (const std::string& text : texts) {
-      ++count;
-      print_once(std::string(label) + ": " + text);
-    }
-  };
-  add_list(findings.excused, "excused after a fault", counts.excused);
-  add_list(findings.refused, "refused", counts.refused);
-  add_list(findings.outside, "outside", counts.outside);
-  add_list(findings.notes, "note", counts.notes);
+  add_list(findings.excused, "excused after a fault: ", counts.excused);
+  add_list(findings.refused, "refused: ", counts.refused);
+  add_list(findings.outside, "outside: ", counts.outside);
+  add_list(findings.notes, "note: ", counts.notes);
+}
+
+void Tally::add_list(const std::vector<std::string>& texts, const std::string& label, uint64_t& count) {
+  for (const std::string& text : texts) {
+    ++count;
+    std::string line = label;
+    line += text;
+    print_once(line);
+  }
 }
 
 void Tally::print_once(const std::string& line) {

@@ -31,6 +31,7 @@ class Tally {
   Counts counts;
 
  private:
+  void add_list(const std::vector<std::string>& texts, const std::string& label, uint64_t& count);
   void print_once(const std::string& line);
 
   std::function<void(const std::string&)> print_;

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <optional>
 
 namespace plc_sim {
 namespace {
@@ -132,30 +133,41 @@ std::string set_real(Memory& memory, const Element& element, std::string_view te
   return {};
 }
 
-std::string set_integer(Memory& memory, const Element& element, std::string_view text) {
-  const std::string whole(text);
-  const bool negative = !text.empty() && text.front() == '-';
-  if (negative) {
+struct WrittenInteger {
+  bool is_negative;
+  bool is_hex;
+  uint64_t magnitude;
+};
+
+std::optional<WrittenInteger> parse_integer(std::string_view text) {
+  WrittenInteger written{!text.empty() && text.front() == '-', false, 0};
+  if (written.is_negative) {
     text.remove_prefix(1);
   }
-  const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-  if (hex) {
+  written.is_hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+  if (written.is_hex) {
     text.remove_prefix(2);
   }
-  uint64_t value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, hex ? 16 : 10);
-  if (error != std::errc{} || end != text.data() + text.size()) {
-    return "'" + whole + "' is not an integer";
+  const int base = written.is_hex ? 16 : 10;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), written.magnitude, base);
+  const bool is_whole = error == std::errc{} && end == text.data() + text.size();
+  return is_whole ? std::optional<WrittenInteger>(written) : std::nullopt;
+}
+
+std::string set_integer(Memory& memory, const Element& element, std::string_view text) {
+  const auto written = parse_integer(text);
+  if (!written) {
+    return "'" + std::string(text) + "' is not an integer";
   }
-  const unsigned bits = bits_of(element);
   const bool is_signed = element.variable->tag.type->kind == TypeKind::kSigned;
-  const uint64_t all = std::numeric_limits<uint64_t>::max() >> (64 - bits);
+  const uint64_t all = std::numeric_limits<uint64_t>::max() >> (64 - bits_of(element));
+  const uint64_t minus = written->is_negative ? 1 : 0;
   // Hexadecimal gives the bits themselves, so its sign bit may be set.
-  const uint64_t limit = is_signed && !hex ? (all >> 1U) + (negative ? 1 : 0) : negative ? 0 : all;
-  if (value > limit) {
-    return whole + " does not fit " + element.variable->tag.type->name;
+  const uint64_t limit = is_signed && !written->is_hex ? (all >> 1U) + minus : all * (1 - minus);
+  if (written->magnitude > limit) {
+    return std::string(text) + " does not fit " + element.variable->tag.type->name;
   }
-  store_number(memory, element, (negative ? ~value + 1 : value) & all);
+  store_number(memory, element, (written->is_negative ? ~written->magnitude + 1 : written->magnitude) & all);
   return {};
 }
 

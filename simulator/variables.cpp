@@ -2,7 +2,6 @@
 #include "simulator/variables.h"
 
 #include <algorithm>
-#include <set>
 
 #include "simulator/names.h"
 #include "simulator/values.h"
@@ -76,14 +75,6 @@ bool same_declaration(const TagDeclaration& a, const TagDeclaration& b) {
 
 std::string declared_at(const TagDeclaration& tag) { return tag.file + ":" + std::to_string(tag.line); }
 
-uint8_t lowest_free(const std::set<uint8_t>& taken) {
-  unsigned number = 1;
-  while (number < kMaxPrograms && taken.count(static_cast<uint8_t>(number)) != 0) {
-    ++number;
-  }
-  return static_cast<uint8_t>(number);
-}
-
 }  // namespace
 
 BitRoad bit_road_for(const TagDeclaration& tag) {
@@ -103,17 +94,21 @@ std::string Variable::wire_name_of(uint32_t element) const {
 }
 
 std::string Variable::qualified_name() const {
-  const std::string name = strip_subscript_marks(tag.name);
+  std::string name = strip_subscript_marks(tag.name);
   if (tag.is_global) {
     return name;
   }
-  return (tag.program.empty() ? "#" + std::to_string(tag.program_number) : tag.program) + "/" + name;
+  return owner() + "/" + name;
+}
+
+std::string Variable::owner() const {
+  return tag.program.empty() ? "#" + std::to_string(tag.program_number) : tag.program;
 }
 
 std::vector<StoreProblem> VariableStore::declare(const std::vector<TagDeclaration>& tags,
                                                  const std::map<std::string, uint8_t>& program_numbers,
                                                  DirectoryOrder order) {
-  number_programs(tags, program_numbers, order);
+  directory_ = make_directory(tags, program_numbers, order);
   std::vector<StoreProblem> problems;
   // Names that end in a subscript come last: they may name an element of an array declared further down.
   for (const bool with_subscript : {false, true}) {
@@ -130,79 +125,65 @@ std::vector<StoreProblem> VariableStore::declare(const std::vector<TagDeclaratio
   return problems;
 }
 
-void VariableStore::number_programs(const std::vector<TagDeclaration>& tags,
-                                    const std::map<std::string, uint8_t>& given, DirectoryOrder order) {
-  std::vector<std::string> names;
-  std::map<std::string, uint8_t> wanted;
-  for (const TagDeclaration& tag : tags) {
-    if (tag.is_global || tag.program.empty()) {
-      continue;
-    }
-    if (std::find(names.begin(), names.end(), tag.program) == names.end()) {
-      names.push_back(tag.program);
-    }
-    if (tag.program_number != 0) {
-      wanted.emplace(tag.program, tag.program_number);
-    }
-  }
-  std::set<uint8_t> taken;
-  for (const auto& [name, number] : given) {
-    if (std::find(names.begin(), names.end(), name) == names.end()) {
-      names.push_back(name);
-    }
-    program_numbers_[name] = number;
-    taken.insert(number);
-  }
-  for (const std::string& name : names) {
-    const auto wish = wanted.find(name);
-    if (wish != wanted.end() && program_numbers_.count(name) == 0 && taken.insert(wish->second).second) {
-      program_numbers_[name] = wish->second;
-    }
-  }
-  for (const std::string& name : names) {
-    if (program_numbers_.count(name) == 0) {
-      program_numbers_[name] = lowest_free(taken);
-      taken.insert(program_numbers_[name]);
-    }
-  }
-  if (order == DirectoryOrder::kLongestFirst) {
-    std::stable_sort(names.begin(), names.end(),
-                     [](const std::string& a, const std::string& b) { return a.size() > b.size(); });
-  }
-  for (const std::string& name : names) {
-    directory_.push_back({program_numbers_[name], name});
-  }
-}
-
-std::string VariableStore::declare_one(const TagDeclaration& tag) {
+std::string VariableStore::problem_with_program(const TagDeclaration& tag) const {
   if (directory_.size() > kMaxPrograms) {
     return "more than 255 programs";
   }
-  const auto program_units = utf16_from_utf8(tag.program);
-  if (!program_units || program_units->size() > kMaxProgramNameUnits) {
-    return "the program's name has more than 126 UTF-16 units";
+  const auto units = utf16_from_utf8(tag.program);
+  return units && units->size() <= kMaxProgramNameUnits ? std::string{}
+                                                        : "the program's name has more than 126 UTF-16 units";
+}
+
+int VariableStore::program_of(const TagDeclaration& tag) const {
+  if (tag.is_global) {
+    return kGlobalProgram;
   }
-  const auto owner = program_numbers_.find(tag.program);
-  const int program = tag.is_global                     ? kGlobalProgram
-                      : owner != program_numbers_.end() ? owner->second
-                                                        : tag.program_number;
+  const auto owner = std::find_if(directory_.begin(), directory_.end(),
+                                  [&](const Program& program) { return program.name == tag.program; });
+  return owner != directory_.end() ? owner->number : tag.program_number;
+}
+
+const Variable* VariableStore::array_with_element(int program, const TagDeclaration& tag) const {
   const ElementName parts = split_element_name(tag.name);
   const auto array = by_name_.find({program, parts.base});
-  if (!parts.subscripts.empty() && array != by_name_.end() &&
-      array->second->tag.ranges.size() == parts.subscripts.size() && tag.ranges.empty() && !tag.is_text_with_length() &&
-      index_in_bounds(array->second->tag, parts.subscripts)) {
-    const Variable& owner_array = *array->second;
-    const bool same_road = owner_array.road == BitRoad::kBoth || owner_array.road == bit_road_for(tag);
-    if (owner_array.tag.type == tag.type && (same_road || !owner_array.is_flag())) {
-      return {};
-    }
-    return "an element of the array at " + declared_at(owner_array.tag) + " with another type or device";
+  const bool is_element_name = !parts.subscripts.empty() && tag.ranges.empty() && !tag.is_text_with_length();
+  if (!is_element_name || array == by_name_.end()) {
+    return nullptr;
+  }
+  const TagDeclaration& array_tag = array->second->tag;
+  const bool is_in_bounds =
+      array_tag.ranges.size() == parts.subscripts.size() && index_in_bounds(array_tag, parts.subscripts).has_value();
+  return is_in_bounds ? array->second : nullptr;
+}
+
+std::string VariableStore::declare_one(const TagDeclaration& tag) {
+  std::string problem = problem_with_program(tag);
+  if (!problem.empty()) {
+    return problem;
+  }
+  const int program = program_of(tag);
+  if (const Variable* array = array_with_element(program, tag)) {
+    const bool same_road = !array->is_flag() || array->road == BitRoad::kBoth || array->road == bit_road_for(tag);
+    return array->tag.type == tag.type && same_road
+               ? std::string{}
+               : "an element of the array at " + declared_at(array->tag) + " with another type or device";
   }
   const auto [entry, fresh] = by_name_.try_emplace(Key{program, tag.name}, nullptr);
   if (!fresh) {
     return same_declaration(entry->second->tag, tag) ? std::string{}
                                                      : "declared differently at " + declared_at(entry->second->tag);
   }
+  auto variable = make_variable(tag, program);
+  if (!variable) {
+    by_name_.erase(entry);
+    return "no room left in the memory of device " + device_name(tag.device);
+  }
+  entry->second = variable.get();
+  variables_.push_back(std::move(variable));
+  return {};
+}
+
+std::unique_ptr<Variable> VariableStore::make_variable(const TagDeclaration& tag, int program) {
   auto variable = std::make_unique<Variable>();
   variable->tag = tag;
   variable->tag.program_number = static_cast<uint8_t>(program);
@@ -213,15 +194,12 @@ std::string VariableStore::declare_one(const TagDeclaration& tag) {
   }
   const auto place = place_variable(*variable);
   if (!place) {
-    by_name_.erase(entry);
-    return "no room left in the memory of device " + device_name(tag.device);
+    return nullptr;
   }
   variable->first = *place;
   variable->serial = next_serial_;
   next_serial_ += variable->elements;
-  entry->second = variable.get();
-  variables_.push_back(std::move(variable));
-  return {};
+  return variable;
 }
 
 std::optional<Place> VariableStore::place_variable(Variable& variable) {
@@ -295,7 +273,7 @@ std::optional<Element> VariableStore::resolve_text(Variable& variable, int64_t p
   return element;
 }
 
-std::optional<Element> VariableStore::resolve_array(Variable& variable, const std::vector<int64_t>& subscripts) {
+std::optional<Element> VariableStore::resolve_array(Variable& variable, const std::vector<int64_t>& subscripts) const {
   if (const auto index = index_in_bounds(variable.tag, subscripts)) {
     return Element{&variable, element_place(variable, *index), index, 0};
   }
@@ -347,30 +325,36 @@ std::optional<Element> VariableStore::resolve(std::optional<uint8_t> program, co
   return fits ? resolve_outside(*array, parts.subscripts) : std::nullopt;
 }
 
-std::optional<Element> VariableStore::find_typed(const std::string& name) {
+std::optional<Element> VariableStore::known_element(Variable& variable, const std::string& wire_name) const {
+  const std::string& name = variable.tag.name;
+  if (wire_name.compare(0, name.size(), name) != 0) {
+    return std::nullopt;
+  }
+  const std::string rest = wire_name.substr(name.size());
+  if (rest.empty()) {
+    return Element{&variable, variable.first, 0, 0};
+  }
+  const auto subscripts = split_element_name("x" + rest).subscripts;
+  if (!variable.is_array() || subscripts.size() != variable.tag.ranges.size()) {
+    return std::nullopt;
+  }
+  const auto outside = variable.outside.find(subscripts);
+  return outside == variable.outside.end() ? resolve_array(variable, subscripts)
+                                           : Element{&variable, outside->second, std::nullopt, 0};
+}
+
+std::optional<Element> VariableStore::find_typed(const std::string& name) const {
   const size_t slash = name.find('/');
-  const std::string program = slash == std::string::npos ? "" : name.substr(0, slash);
-  const std::string wire_name = mark_subscripts(slash == std::string::npos ? name : name.substr(slash + 1));
+  const bool has_program = slash != std::string::npos;
+  const std::string wire_name = mark_subscripts(has_program ? name.substr(slash + 1) : name);
   std::vector<Element> found;
   for (const auto& variable : variables_) {
     const TagDeclaration& tag = variable->tag;
-    const std::string owner = tag.program.empty() ? "#" + std::to_string(tag.program_number) : tag.program;
-    if (slash != std::string::npos && (tag.is_global || owner != program)) {
+    if (has_program && (tag.is_global || variable->owner() != name.substr(0, slash))) {
       continue;
     }
-    if (wire_name.compare(0, tag.name.size(), tag.name) != 0) {
-      continue;
-    }
-    const std::string rest = wire_name.substr(tag.name.size());
-    const auto subscripts = split_element_name("x" + rest).subscripts;
-    if (rest.empty()) {
-      found.insert(tag.is_global ? found.begin() : found.end(), Element{variable.get(), variable->first, 0, 0});
-    } else if (variable->is_array() && subscripts.size() == tag.ranges.size()) {
-      if (const auto element = resolve_array(*variable, subscripts)) {
-        found.insert(tag.is_global ? found.begin() : found.end(), *element);
-      } else if (variable->outside.count(subscripts) != 0) {
-        found.push_back(Element{variable.get(), variable->outside.at(subscripts), std::nullopt, 0});
-      }
+    if (const auto element = known_element(*variable, wire_name)) {
+      found.insert(tag.is_global ? found.begin() : found.end(), *element);
     }
   }
   const bool is_clear = !found.empty() && (found.size() == 1 || found[0].variable->tag.is_global);

@@ -8,17 +8,13 @@
 #include <vector>
 
 #include "simulator/memory.h"
+#include "simulator/programs.h"
 #include "simulator/tag_reader.h"
 
 namespace plc_sim {
 
 // How a host is told where a BOOL is: by an address of its own, by its word and a bit number, or by both at once.
 enum class BitRoad { kBit, kWord, kBoth };
-
-struct Program {
-  uint8_t number;
-  std::string name;  // empty for the owner of local variables without a program name; not in the directory
-};
 
 struct Variable {
   TagDeclaration tag;
@@ -36,6 +32,8 @@ struct Variable {
   bool is_flag_like() const { return tag.type->bits < 16 && !is_text(); }
   std::string wire_name_of(uint32_t element) const;
   std::string qualified_name() const;
+  // The program's name; "#5" for the owner of local variables without a program name.
+  std::string owner() const;
 };
 
 struct Element {
@@ -51,8 +49,6 @@ struct StoreProblem {
   std::string text;
 };
 
-enum class DirectoryOrder { kLongestFirst, kFile };
-
 class VariableStore {
  public:
   // Numbers given here win over those in the tag files.
@@ -64,7 +60,7 @@ class VariableStore {
 
   // The name as people write it, "MAIN/Speed" for a local variable; a bare name may be any program's when only one
   // has it. An array or text without subscripts gives its first element.
-  std::optional<Element> find_typed(const std::string& name);
+  std::optional<Element> find_typed(const std::string& name) const;
 
   Place element_place(const Variable& variable, uint32_t index) const;
 
@@ -93,18 +89,21 @@ class VariableStore {
     }
   };
 
-  void number_programs(const std::vector<TagDeclaration>& tags, const std::map<std::string, uint8_t>& given,
-                       DirectoryOrder order);
+  std::string problem_with_program(const TagDeclaration& tag) const;
+  int program_of(const TagDeclaration& tag) const;
+  // The array declared elsewhere that the tag names one element of.
+  const Variable* array_with_element(int program, const TagDeclaration& tag) const;
   std::string declare_one(const TagDeclaration& tag);
+  std::unique_ptr<Variable> make_variable(const TagDeclaration& tag, int program);
   std::optional<Place> place_variable(Variable& variable);
   Variable* find(std::optional<uint8_t> program, const std::string& name) const;
   std::optional<Element> resolve_text(Variable& variable, int64_t position) const;
-  std::optional<Element> resolve_array(Variable& variable, const std::vector<int64_t>& subscripts);
+  std::optional<Element> resolve_array(Variable& variable, const std::vector<int64_t>& subscripts) const;
+  std::optional<Element> known_element(Variable& variable, const std::string& wire_name) const;
   std::optional<Element> resolve_outside(Variable& variable, const std::vector<int64_t>& subscripts);
 
   std::vector<std::unique_ptr<Variable>> variables_;
   std::map<Key, Variable*> by_name_;
-  std::map<std::string, uint8_t> program_numbers_;
   std::vector<Program> directory_;
   Memory memory_;
   uint32_t next_serial_ = 0;
