@@ -65,7 +65,7 @@ Target Host::choose_target(const HostOptions& options) {
 }
 
 std::string Host::choose_tag_file(const HostOptions& options, const Target& target) {
-  const std::string name = tag_file_name(target);
+  std::string name = tag_file_name(target);
   const std::string& given = options.tag_file.empty() ? options.sim_tag_file : options.tag_file;
   if (!given.empty()) folder_ = std::make_unique<WorkFolder>(given, name);
   return name;

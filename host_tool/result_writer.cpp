@@ -43,7 +43,7 @@ nlohmann::ordered_json result_json(const TagResult& result) {
     object["id"] = *tag->register_id;
     object["type"] = declared_type(tag->entry);
   }
-  if (result.ok()) {
+  if (tag != nullptr && result.ok()) {
     object["value"] = value_json(tag->entry, result.value, result.reference.extents);
     return object;
   }

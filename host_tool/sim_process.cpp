@@ -17,8 +17,6 @@
 #include "driver_library.h"
 #include "exit_codes.h"
 
-extern char** environ;
-
 namespace plc_host {
 namespace {
 
@@ -47,6 +45,7 @@ void make_pipe(int (&ends)[2]) {
 // A group of its own keeps Ctrl-C away from the simulator: it ends with its standard input.
 pid_t spawn(const std::vector<std::string>& command, int input, int output) {
   std::vector<char*> words;
+  words.reserve(command.size() + 1);
   for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
   words.push_back(nullptr);
   posix_spawn_file_actions_t files;

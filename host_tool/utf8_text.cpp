@@ -11,22 +11,33 @@ struct Character {
   uint32_t code;
 };
 
+// Bytes of the sequence that a byte begins; 0 when none begins with it.
+size_t sequence_bytes(unsigned char lead) {
+  if (lead < 0x80) return 1;
+  if (lead < 0xC2) return 0;
+  if (lead < 0xE0) return 2;
+  if (lead < 0xF0) return 3;
+  return lead < 0xF5 ? 4 : 0;
+}
+
+// Neither longer than needed, nor half of a surrogate pair, nor beyond the last code point.
+bool is_well_formed(uint32_t code, size_t bytes) {
+  static constexpr uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
+  if (code < kSmallest[bytes] || code > 0x10FFFF) return false;
+  return code < 0xD800 || code > 0xDFFF;
+}
+
 Character first_character(std::string_view text) {
-  if (text.empty()) return {0, 0};
+  const size_t bytes = text.empty() ? 0 : sequence_bytes(static_cast<unsigned char>(text[0]));
+  if (bytes == 0 || text.size() < bytes) return {0, 0};
   const auto lead = static_cast<unsigned char>(text[0]);
-  if (lead < 0x80) return {1, lead};
-  const size_t bytes = lead >= 0xF0 && lead < 0xF5 ? 4 : lead >= 0xE0 && lead < 0xF0 ? 3 : lead >= 0xC2 ? 2 : 0;
-  if (bytes == 0 || (bytes == 2 && lead >= 0xE0) || text.size() < bytes) return {0, 0};
-  uint32_t code = lead & (0x7FU >> bytes);
+  uint32_t code = bytes == 1 ? lead : lead & (0x7FU >> bytes);
   for (size_t i = 1; i < bytes; ++i) {
     const auto next = static_cast<unsigned char>(text[i]);
     if ((next & 0xC0U) != 0x80U) return {0, 0};
     code = code << 6 | (next & 0x3FU);
   }
-  const bool overlong = (bytes == 3 && code < 0x800) || (bytes == 4 && code < 0x10000);
-  const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
-  if (overlong || surrogate || code > 0x10FFFF) return {0, 0};
-  return {bytes, code};
+  return is_well_formed(code, bytes) ? Character{bytes, code} : Character{0, 0};
 }
 
 bool is_wide(uint32_t code) {
