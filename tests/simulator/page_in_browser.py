@@ -1,0 +1,179 @@
+#!/usr/bin/env python3
+"""Opens plc-sim's page in headless Chromium, sets a value and a fault there, and reads the value through the driver.
+
+page_in_browser.py --browser CHROMIUM --sim PLC-SIM --host PLC-HOST --library LIBPLC_DRIVER
+"""
+import argparse
+import json
+import os
+import pathlib
+import select
+import subprocess
+import sys
+import tempfile
+import time
+
+TAGS = """Speed,INT,,,a,b,c,0,1,0,0,,DM1
+Table,DINT,[0..2],,a,b,c,1,0,0,5,MAIN,
+<i>Odd</i>,BOOL,,,a,b,c,2,1,0,0,,
+"""
+WAIT_S = 30
+
+
+class Browser:
+    """Chromium, spoken to through the pipe of its debugging protocol: one JSON text per message, ended by a NUL."""
+
+    def __init__(self, program, profile):
+        to_browser, self.write_end = os.pipe()
+        self.read_end, from_browser = os.pipe()
+
+        def give_pipes():
+            # The protocol's descriptors are 3 and 4; the originals may be among them, so they are moved away first.
+            spare_in, spare_out = os.dup(to_browser), os.dup(from_browser)
+            while spare_in in (3, 4):
+                spare_in = os.dup(spare_in)
+            while spare_out in (3, 4):
+                spare_out = os.dup(spare_out)
+            os.dup2(spare_in, 3)
+            os.dup2(spare_out, 4)
+
+        arguments = [program, "--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
+                     "--no-first-run", "--disable-extensions", f"--user-data-dir={profile}",
+                     "--remote-debugging-pipe", "about:blank"]
+        self.process = subprocess.Popen(arguments, preexec_fn=give_pipes, close_fds=False, stdin=subprocess.DEVNULL,
+                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        os.close(to_browser)
+        os.close(from_browser)
+        self.received = b""
+        self.number = 0
+        self.session = None
+
+    def message(self):
+        until = time.monotonic() + WAIT_S
+        while b"\0" not in self.received:
+            ready, _, _ = select.select([self.read_end], [], [], max(0, until - time.monotonic()))
+            piece = os.read(self.read_end, 65536) if ready else b""
+            if not piece:
+                raise SystemExit("the browser says nothing")
+            self.received += piece
+        text, self.received = self.received.split(b"\0", 1)
+        return json.loads(text)
+
+    def call(self, method, **parameters):
+        self.number += 1
+        request = {"id": self.number, "method": method, "params": parameters}
+        if self.session:
+            request["sessionId"] = self.session
+        os.write(self.write_end, json.dumps(request).encode() + b"\0")
+        while True:
+            answer = self.message()
+            if answer.get("id") == self.number:
+                if "error" in answer:
+                    raise SystemExit(f"{method}: {answer['error']}")
+                return answer["result"]
+
+    def open(self, url):
+        target = self.call("Target.createTarget", url=url)["targetId"]
+        self.session = self.call("Target.attachToTarget", targetId=target, flatten=True)["sessionId"]
+
+    def evaluate(self, expression):
+        result = self.call("Runtime.evaluate", expression=expression, awaitPromise=True, returnByValue=True)
+        if "exceptionDetails" in result:
+            raise SystemExit(f"{expression}: {result['exceptionDetails']}")
+        return result["result"].get("value")
+
+    def wait_for(self, expression, expected):
+        until = time.monotonic() + WAIT_S
+        value = None
+        while time.monotonic() < until:
+            value = self.evaluate(expression)
+            if value == expected:
+                return
+        raise SystemExit(f"{expression} is {value!r}, expected {expected!r}")
+
+    def end(self):
+        os.close(self.write_end)
+        self.process.terminate()
+        self.process.wait(WAIT_S)
+
+
+def value_of(name):
+    return f"document.querySelector('tr[data-name={json.dumps(name)}] td.value')?.textContent ?? null"
+
+
+def command(sim, line):
+    sim.stdin.write(line + "\n")
+    sim.stdin.flush()
+    answer = []
+    while True:
+        answer.append(sim.stdout.readline().rstrip("\n"))
+        if answer[-1] in ("ok", "") or answer[-1].startswith("error: "):
+            return answer
+
+
+def expect(found, expected, what):
+    if found != expected:
+        raise SystemExit(f"{what}: {found!r}, expected {expected!r}")
+
+
+def read_through_driver(options, tags, port, name):
+    done = subprocess.run([options.host, "read", name, "--address", "127.0.0.1", "--port", str(port), "--tags", tags,
+                           "--library", options.library, "--json", "--quiet"],
+                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True, check=True, timeout=WAIT_S)
+    return json.loads(done.stdout)["value"]
+
+
+def use_page(browser, sim, options, tags, port):
+    browser.wait_for(value_of("Speed"), "0")
+    browser.wait_for("document.getElementById('violations').textContent", "no violation")
+    browser.wait_for(value_of("<i>Odd</i>"), "false")
+    expect(browser.evaluate("document.querySelectorAll('#rows i').length"), 0, "elements made of a variable's name")
+
+    for name, value in (("Speed", "1234"), ("MAIN/Table[2]", "-70000")):
+        row = f"document.querySelector('tr[data-name={json.dumps(name)}]')"
+        browser.evaluate(f"{row}.querySelector('input').value = '{value}'; {row}.querySelector('form').requestSubmit()")
+        browser.wait_for(value_of(name), value)
+        expect(read_through_driver(options, tags, port, name), int(value), f"{name} through the driver")
+
+    browser.evaluate("const row = document.querySelector('tr[data-name=\"Speed\"]');"
+                     "row.querySelector('input').value = '99999'; row.querySelector('form').requestSubmit()")
+    browser.wait_for("document.getElementById('message').textContent", "error: 99999 does not fit INT")
+
+    browser.evaluate("document.getElementById('fault-name').value = 'delay';"
+                     "document.getElementById('fault-arguments').value = '20 on=read';"
+                     "document.getElementById('fault').requestSubmit()")
+    browser.wait_for("document.getElementById('armed').textContent", "delay 20, 1 time more, on read")
+    expect(read_through_driver(options, tags, port, "Speed"), 1234, "Speed after a delayed reply")
+    expect("fault.delay 1" in command(sim, "counts"), True, "the delay happened")
+
+    browser.evaluate("const filter = document.getElementById('filter'); filter.value = 'Table';"
+                     "filter.dispatchEvent(new Event('input'))")
+    browser.wait_for("document.querySelectorAll('#rows tr').length", 3)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    for name in ("browser", "sim", "host", "library"):
+        parser.add_argument("--" + name, required=True)
+    options = parser.parse_args()
+    with tempfile.TemporaryDirectory() as folder:
+        tags = str(pathlib.Path(folder) / "tags.csv")
+        pathlib.Path(tags).write_text(TAGS, encoding="utf-8")
+        sim = subprocess.Popen([options.sim, "--web", "127.0.0.1:0", tags], stdin=subprocess.PIPE,
+                               stdout=subprocess.PIPE, text=True)
+        port = int(sim.stdout.readline().rsplit(":", 1)[1])
+        url = sim.stdout.readline().split()[2]
+        browser = Browser(options.browser, str(pathlib.Path(folder) / "profile"))
+        try:
+            browser.open(url)
+            use_page(browser, sim, options, tags, port)
+        finally:
+            browser.end()
+            sim.stdin.close()
+        expect(sim.wait(WAIT_S), 0, "exit code of plc-sim")
+    print("the page shows, sets and switches what the driver reads")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
