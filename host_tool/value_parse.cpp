@@ -123,7 +123,7 @@ std::string unquote_text(std::string_view text) {
 }
 
 std::string parse_string(const TagEntry& entry, std::string_view text) {
-  const std::string plain = unquote_text(text);
+  std::string plain = unquote_text(text);
   if (plain.find('\0') != std::string::npos)
     throw ValueError("a string ends at its first zero byte: none can be in it");
   if (plain.size() > static_cast<size_t>(std::max(entry.string_length, 0))) {
@@ -133,6 +133,19 @@ std::string parse_string(const TagEntry& entry, std::string_view text) {
   return plain;
 }
 
+// Where the item that starts at `start` ends: at a comma outside brackets or at the end. Throws ValueError when its
+// brackets do not match.
+size_t item_end(std::string_view items, size_t start) {
+  int depth = 0;
+  size_t at = start;
+  for (; at < items.size() && depth >= 0 && (items[at] != ',' || depth > 0); ++at) {
+    if (items[at] == '[') ++depth;
+    if (items[at] == ']') --depth;
+  }
+  if (depth != 0) throw ValueError(quoted(items) + " has brackets that do not match");
+  return at;
+}
+
 // Cuts "[a, [b, c]]" into "a" and "[b, c]".
 std::vector<std::string_view> list_items(std::string_view text) {
   if (text.size() < 2 || text.front() != '[' || text.back() != ']') {
@@ -140,19 +153,12 @@ std::vector<std::string_view> list_items(std::string_view text) {
   }
   const std::string_view inner = text.substr(1, text.size() - 2);
   std::vector<std::string_view> items;
-  size_t start = 0;
-  int depth = 0;
-  for (size_t at = 0; at <= inner.size(); ++at) {
-    const char sign = at < inner.size() ? inner[at] : ',';
-    depth += sign == '[' ? 1 : sign == ']' ? -1 : 0;
-    if (depth < 0 || (at == inner.size() && depth != 0)) {
-      throw ValueError(quoted(text) + " has brackets that do not match");
-    }
-    if (sign != ',' || depth != 0) continue;
-    items.push_back(trim(inner.substr(start, at - start)));
-    start = at + 1;
+  if (trim(inner).empty()) return items;
+  for (size_t start = 0; start <= inner.size();) {
+    const size_t end = item_end(inner, start);
+    items.push_back(trim(inner.substr(start, end - start)));
+    start = end + 1;
   }
-  if (items.size() == 1 && items[0].empty()) items.clear();
   return items;
 }
 

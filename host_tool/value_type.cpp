@@ -7,23 +7,23 @@ namespace plc_host {
 namespace {
 
 struct TypeRow {
-  uint16_t code;
   const char* name;
   ValueKind kind;
+  uint16_t code;
 };
 
 constexpr TypeRow kTypes[] = {
-    {kTypeBool, "BOOL", ValueKind::kBool},    {0xC2, "SINT", ValueKind::kSigned},
-    {0xC3, "INT", ValueKind::kSigned},        {0xC4, "DINT", ValueKind::kSigned},
-    {0xC5, "LINT", ValueKind::kSigned},       {0xC6, "USINT", ValueKind::kUnsigned},
-    {0xC7, "UINT", ValueKind::kUnsigned},     {0xC8, "UDINT", ValueKind::kUnsigned},
-    {0xC9, "ULINT", ValueKind::kUnsigned},    {0xCA, "REAL", ValueKind::kReal},
-    {0xCB, "LREAL", ValueKind::kReal},        {0xCC, "STIME", ValueKind::kRaw},
-    {0xCD, "DATE", ValueKind::kRaw},          {0xCE, "TIME_OF_DAY", ValueKind::kRaw},
-    {0xCF, "DATE_AND_TIME", ValueKind::kRaw}, {0xD0, "STRING", ValueKind::kText},
-    {0xD1, "BYTE", ValueKind::kBits},         {0xD2, "WORD", ValueKind::kBits},
-    {0xD3, "DWORD", ValueKind::kBits},        {0xD4, "LWORD", ValueKind::kBits},
-    {0xD5, "STRING2", ValueKind::kRaw},
+    {"BOOL", ValueKind::kBool, kTypeBool},    {"SINT", ValueKind::kSigned, 0xC2},
+    {"INT", ValueKind::kSigned, 0xC3},        {"DINT", ValueKind::kSigned, 0xC4},
+    {"LINT", ValueKind::kSigned, 0xC5},       {"USINT", ValueKind::kUnsigned, 0xC6},
+    {"UINT", ValueKind::kUnsigned, 0xC7},     {"UDINT", ValueKind::kUnsigned, 0xC8},
+    {"ULINT", ValueKind::kUnsigned, 0xC9},    {"REAL", ValueKind::kReal, 0xCA},
+    {"LREAL", ValueKind::kReal, 0xCB},        {"STIME", ValueKind::kRaw, 0xCC},
+    {"DATE", ValueKind::kRaw, 0xCD},          {"TIME_OF_DAY", ValueKind::kRaw, 0xCE},
+    {"DATE_AND_TIME", ValueKind::kRaw, 0xCF}, {"STRING", ValueKind::kText, 0xD0},
+    {"BYTE", ValueKind::kBits, 0xD1},         {"WORD", ValueKind::kBits, 0xD2},
+    {"DWORD", ValueKind::kBits, 0xD3},        {"LWORD", ValueKind::kBits, 0xD4},
+    {"STRING2", ValueKind::kRaw, 0xD5},
 };
 
 const TypeRow* find_type(uint16_t code) {

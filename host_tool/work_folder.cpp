@@ -18,7 +18,7 @@ namespace {
 std::string absolute_path(const std::string& path) {
   char* resolved = realpath(path.c_str(), nullptr);
   if (resolved == nullptr) throw HostError(kExitTagFile, "cannot open " + path + ": " + std::strerror(errno));
-  const std::string absolute = resolved;
+  std::string absolute = resolved;
   std::free(resolved);
   if (access(absolute.c_str(), R_OK) != 0) {
     throw HostError(kExitTagFile, "cannot read " + path + ": " + std::strerror(errno));
