@@ -1,6 +1,7 @@
 // Tests of plc-host as a program, with the real driver library and the real simulator.
 #include <gtest/gtest.h>
 #include <pty.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <memory>
@@ -311,6 +312,21 @@ TEST_F(ProgramTest, Simulator_MustStart) {
   EXPECT_EQ(run({"read", "X", "--sim", path("machine.csv"), "--simulator", "/nonexistent"}).code, 6);
   EXPECT_EQ(run({"read", "X", "--sim", path("machine.csv"), "--simulator", "/bin/true"}).code, 6);
   EXPECT_EQ(run({"read", "X", "--sim", path("missing.csv"), "--simulator", PLC_HOST_SIMULATOR}).code, 6);
+}
+
+TEST_F(ProgramTest, SimulatorThatCountedViolations_GivesTheRunItsCode) {
+  // Serves as usual and ends as it does after a violation.
+  write_file("strict.sh", "#!/bin/sh\n" PLC_HOST_SIMULATOR " \"$@\"\nexit 1\n");
+  ASSERT_EQ(chmod(path("strict.sh").c_str(), 0700), 0);
+  const std::vector<std::string> simulator = {"--sim", path("machine.csv"), "--simulator", path("strict.sh")};
+  std::vector<std::string> words = {"read", "Speed"};
+  words.insert(words.end(), simulator.begin(), simulator.end());
+  const Outcome outcome = run(words);
+  EXPECT_EQ(outcome.code, 6);
+  EXPECT_EQ(lines_of(outcome.out).size(), 1U);
+  EXPECT_NE(outcome.err.find("plc-host: the simulator ended with code 1\n"), std::string::npos) << outcome.err;
+  words[1] = "Nothing";
+  EXPECT_EQ(run(words).code, 1) << "a failure of the command itself goes before it";
 }
 
 TEST_F(ProgramTest, CommandLine_RefusesWhatItDoesNotKnow) {
