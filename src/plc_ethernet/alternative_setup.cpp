@@ -52,7 +52,7 @@ int init_udp_comm(const CommSettings* settings, int32_t* socket_out, struct sock
   if (socket_fd < 0) {
     return -1;
   }
-  // Deliberate: a failed resolution shows in its message alone; the caller gets the socket and a 0.
+  // Deliberate: a failed resolution shows in its message alone; the caller gets the socket and a 0 (D48).
   resolve_settings(*settings, address_out);
   *socket_out = socket_fd;
   return 0;
@@ -63,7 +63,7 @@ int CommunicationSet(const CommSettings* settings, ConnContext* conn) {
   if (!resolve_settings(*settings, &address)) {
     return -1;
   }
-  // Deliberate: 'U' selects the stream socket, every other kind the datagram socket.
+  // Deliberate: 'U' selects the stream socket, every other kind the datagram socket (D47).
   const int socket_fd = create_socket(settings->socket_kind == kStreamKind ? SOCK_STREAM : SOCK_DGRAM);
   if (socket_fd < 0) {
     return -1;

@@ -9,6 +9,7 @@
 
 namespace {
 
+// Deliberate: one call never pauses longer, whatever the host asks for (D46).
 constexpr uint32_t kLongestPauseMs = 1000;
 
 // Milliseconds are spread over both fields, so that select takes any of them as valid. Seconds stop at 2^31 - 1, which

@@ -44,7 +44,7 @@ uint16_t crc16(const uint8_t* bytes, uint32_t length) {
   if (length == 0) {
     return 0xFFFF;
   }
-  // Deliberate: the length counts in 8 bits, so 257 bytes give the CRC of the first one.
+  // Deliberate: the length counts in 8 bits, so 257 bytes give the CRC of the first one (D43).
   const uint32_t counted_bytes = ((length - 1) & 0xFFu) + 1;
   uint8_t hi = 0xFF;
   uint8_t lo = 0xFF;

@@ -21,7 +21,7 @@ int open_at(const char* path, int flags, int32_t offset) {
   if (descriptor < 0) {
     return -1;
   }
-  // Deliberate: descriptor 0, which a host without a standard input is given, counts as a failure.
+  // Deliberate: descriptor 0, which a host without a standard input is given, counts as a failure (D45).
   const bool is_standard_input = descriptor == 0;
   // Pipes and terminals have no positions and take their bytes all the same.
   const bool is_lost = !is_standard_input && lseek(descriptor, offset, SEEK_SET) < 0 && errno != ESPIPE;

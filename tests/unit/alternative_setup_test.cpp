@@ -99,7 +99,7 @@ TEST_F(InitUdpComm, EveryByteOfTheAddress_StandsInItsPlace) {
   }
 }
 
-TEST_F(InitUdpComm, FailedResolution_PrintsAndStillStoresTheSocketAndReturns0) {
+TEST_F(InitUdpComm, FailedResolution_PrintsAndStillStoresTheSocketAndReturns0_D48) {
   wrapped_calls().fail_resolving = true;
   const CommSettings settings = make_settings(kLoopbackAddress, 8500);
   int32_t socket_fd = kUntouchedFd;
@@ -133,7 +133,7 @@ TEST_F(InitUdpComm, NoDescriptorLeft_PrintsAndStoresNothing) {
   EXPECT_EQ(std::memcmp(&address, &before, sizeof address), 0);
 }
 
-TEST_F(CommunicationSetTest, KindU_ConnectsAStreamSocket) {
+TEST_F(CommunicationSetTest, KindU_ConnectsAStreamSocket_D47) {
   const LoopbackSocket listener(SOCK_STREAM, 1);
   const CommSettings settings = make_settings(kLoopbackAddress, listener.port(), kStreamKind);
   ConnContext conn = make_context(0);

@@ -201,7 +201,7 @@ TEST_F(CalcFileMd5, PathOfTwoQuotes_CannotBeOpened) {
   EXPECT_EQ(digest.path_after, "");
 }
 
-TEST_F(CalcFileMd5, PathExit_EndsTheProcessWithStatus0) {
+TEST_F(CalcFileMd5, PathExit_EndsTheProcessWithStatus0_D44) {
   EXPECT_EXIT(
       {
         char path[] = "exit";

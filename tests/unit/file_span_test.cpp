@@ -125,7 +125,7 @@ TEST_F(ReadFile, PathWithoutFolder_Fails) {
   EXPECT_EQ(Read_File(dir_.file("missing/span.bin").c_str(), out, 0, sizeof out), -1);
 }
 
-TEST_F(ReadFile, Descriptor0_FailsAndIsClosedAgain) {
+TEST_F(ReadFile, Descriptor0_FailsAndIsClosedAgain_D45) {
   dir_.write("span.bin", "0123456789");
   const plc_test::ClosedDescriptor no_input(STDIN_FILENO);
   GuardedBuffer out(4, kUntouched);
