@@ -72,6 +72,9 @@ class ProtocolTest : public testing::Test {
   void use_tags(const std::vector<TagEntry>& tags);
   // The same with one group of indexed records, whose ids are their tag_id; the largest may not be addressed.
   void use_tags(const std::vector<TagEntry>& tags, const std::vector<TagEntry>& group);
+  // Gives back all loaded tables.
+  static void forget_tags();
+
   // The table of use_tags as the driver holds it, and the record behind a plain id.
   TagTable& loaded_table();
   TagEntry& loaded_tag(uint32_t id) { return loaded_table().entries[id]; }
