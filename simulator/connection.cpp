@@ -1,7 +1,8 @@
 // One connection of a host.
 //
-// A host sends one request and waits for its reply: bytes that come while a reply is still on its way, or behind the
-// end of a request, are violations and dropped.
+// A host sends one request and waits for its reply: bytes behind the end of a request are violations and dropped, and
+// so is a request while nothing of the reply to the last one has left. Once a fault has torn a reply into pieces or
+// added bytes to it, hosts run ahead: replies to further requests then wait behind the pieces that are still to come.
 #include "simulator/connection.h"
 
 #include <netinet/in.h>
@@ -65,20 +66,27 @@ void Connection::on_quiet(uv_timer_t* timer) { static_cast<Connection*>(timer->d
 
 void Connection::take_requests(bool is_quiet) {
   uv_timer_stop(&quiet_timer_);
-  if (received_.empty()) {
-    return;
+  while (!received_.empty() && !is_closing_) {
+    const FrameEnd end = find_frame_end(received_, is_quiet);
+    if (!end.is_complete) {
+      uv_timer_start(&quiet_timer_, on_quiet, kQuietMs, 0);
+      return;
+    }
+    take_request(end.bytes);
   }
-  const FrameEnd end = find_frame_end(received_, is_quiet);
-  if (!end.is_complete) {
-    uv_timer_start(&quiet_timer_, on_quiet, kQuietMs, 0);
-    return;
+}
+
+void Connection::take_request(size_t bytes) {
+  const auto end = received_.begin() + static_cast<std::ptrdiff_t>(bytes);
+  const Bytes frame(received_.begin(), end);
+  received_.erase(received_.begin(), end);
+  // A host whose stream holds bytes too many takes them for replies, and goes on without waiting.
+  const bool may_run_ahead = session_.damage == ReplyDamage::kTheStream;
+  if (!may_run_ahead && !received_.empty()) {
+    events_.violation(*this, std::to_string(received_.size()) + " bytes behind the end of a request");
+    received_.clear();
   }
-  const Bytes frame(received_.begin(), received_.begin() + static_cast<std::ptrdiff_t>(end.bytes));
-  if (received_.size() > end.bytes) {
-    events_.violation(*this, std::to_string(received_.size() - end.bytes) + " bytes behind the end of a request");
-  }
-  received_.clear();
-  if (is_delivering()) {
+  if (!may_run_ahead && is_delivering()) {
     events_.violation(*this, "a request while the reply to the last one is still on its way");
     return;
   }
@@ -90,9 +98,12 @@ void Connection::answer(const Bytes& frame) {
   if (delivery.damage == ReplyDamage::kTheStream || session_.damage == ReplyDamage::kNone) {
     session_.damage = delivery.damage;
   }
-  pieces_.assign(delivery.pieces.begin(), delivery.pieces.end());
-  then_ = delivery.then;
-  send_due_pieces();
+  const bool is_waiting = is_delivering();
+  pieces_.insert(pieces_.end(), delivery.pieces.begin(), delivery.pieces.end());
+  then_ = then_ == AfterDelivery::kKeepOpen ? delivery.then : then_;
+  if (!is_waiting) {
+    send_due_pieces();
+  }
 }
 
 void Connection::on_piece_due(uv_timer_t* timer) {

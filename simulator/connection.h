@@ -50,6 +50,7 @@ class Connection {
   static void on_handle_closed(uv_handle_t* handle);
 
   void take_requests(bool is_quiet);
+  void take_request(size_t bytes);
   void answer(const Bytes& frame);
   void send_due_pieces();
   void send(Bytes bytes);

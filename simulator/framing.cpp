@@ -11,6 +11,23 @@ namespace {
 constexpr size_t kUnitsAt = 17;
 constexpr size_t kCountsOfOneByte = 256;  // counts that one byte can tell apart
 constexpr size_t kMaxWriteBytes = 1024;
+constexpr size_t kLengthOfOneWord = 14;
+
+// Whether a head starts there: its length and the complement of it.
+bool has_head_at(const Bytes& received, size_t at) {
+  constexpr size_t kLengthBytes = 4;
+  if (received.size() < at + 2 * kLengthBytes) {
+    return false;
+  }
+  for (size_t i = at; i < at + kLengthBytes; ++i) {
+    if ((received[i] ^ received[i + kLengthBytes]) != 0xFF) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool ends_at(const Bytes& received, size_t at) { return received.size() == at || has_head_at(received, at); }
 
 // Long texts are written with the low byte of their length and of their count.
 std::optional<FrameEnd> text_write_end(const Bytes& received, size_t declared) {
@@ -23,11 +40,30 @@ std::optional<FrameEnd> text_write_end(const Bytes& received, size_t declared) {
     return std::nullopt;
   }
   for (size_t more = count + kCountsOfOneByte; bytes_of(more) <= kMaxWriteBytes; more += kCountsOfOneByte) {
-    if (received.size() == bytes_of(more)) {
+    if (ends_at(received, bytes_of(more))) {
       return FrameEnd{true, bytes_of(more)};
     }
   }
   return FrameEnd{received.size() >= bytes_of(count), bytes_of(count)};
+}
+
+// Requests whose host value was neither 0 nor 1 say a length that they do not have.
+std::optional<size_t> shortened_end(const Bytes& received, size_t declared) {
+  const uint8_t first = received[wire::kClassAt];
+  const uint8_t second = received[wire::kCommandAt];
+  if (declared + wire::kLengthExcludes == wire::kBitRequestBytes && first == 0 && second == 1) {
+    return wire::kBitNoCommandBytes;
+  }
+  if (declared + wire::kLengthExcludes == wire::kBitRequestBytes && first == 1) {
+    return wire::kBitNoCommandDeviceBytes;
+  }
+  const RequestKind kind = kind_of(received);
+  if (kind == RequestKind::kMaskedWrite && has_head_at(received, wire::kMaskedNoMaskBytes)) {
+    return wire::kMaskedNoMaskBytes;
+  }
+  const bool is_word = kind == RequestKind::kWrite && declared == kLengthOfOneWord;
+  return is_word && has_head_at(received, wire::kWriteHeadBytes) ? std::optional<size_t>(wire::kWriteHeadBytes)
+                                                                 : std::nullopt;
 }
 
 }  // namespace
@@ -41,10 +77,8 @@ FrameEnd find_frame_end(const Bytes& received, bool is_quiet) {
   for (size_t i = 0; i < 4; ++i) {
     declared = (declared << 8U) | received[i];
   }
-  const bool short_form = received.size() < wire::kBitRequestBytes && kind_of(received) == RequestKind::kBit &&
-                          received[wire::kClassAt] < 2;
-  if (short_form) {
-    return {true, received.size()};
+  if (const auto bytes = shortened_end(received, declared)) {
+    return received.size() >= *bytes ? FrameEnd{true, *bytes} : everything;
   }
   if (const auto text_end = text_write_end(received, declared)) {
     return text_end->is_complete ? *text_end : everything;

@@ -50,6 +50,19 @@ TEST(Framing, LongText_EndsByItsCountOfUnits) {
   }
 }
 
+TEST(Framing, ShortenedRequestWithTheNextBehindIt_EndsAtItsOwnSize) {
+  const std::string next = " 00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00";
+  EXPECT_EQ(find_frame_end(hex("00 00 00 06 FF FF FF F9 00 01 00 01 11 00 00" + next), false).bytes, 15U);
+  EXPECT_EQ(find_frame_end(hex("00 00 00 06 FF FF FF F9 00 01 01 11 00 01" + next), false).bytes, 14U);
+  EXPECT_EQ(find_frame_end(hex("00 00 00 0C FF FF FF F3 00 01 1E 03 00 01 06 00 00 80 00" + next), false).bytes, 19U);
+  EXPECT_EQ(
+      find_frame_end(hex("00 00 00 0E FF FF FF F1 00 01 1E 01 00 06 00 00 00 01 00 00 80 00" + next), false).bytes,
+      22U);
+  EXPECT_EQ(find_frame_end(hex("00 00 00 0E FF FF FF F1 00 01 1E 01 00 06 00 00 00 01 00 00 80 00 12 34" + next), false)
+                .bytes,
+            24U);
+}
+
 TEST(Framing, LengthBeyondAnyRequest_TakesWhatIsThere) {
   const FrameEnd end = find_frame_end(hex("7F FF FF FF 80 00 00 00 00 00 0C 28"), false);
   EXPECT_TRUE(end.is_complete);

@@ -177,6 +177,33 @@ TEST(PlcSim, DelayedReply_ComesNoEarlier) {
   EXPECT_EQ(sim.count("fault.delay"), 1U);
 }
 
+TEST(PlcSim, RequestAfterThePieceOfASplitReply_IsAnsweredBehindTheRest) {
+  Running sim({"--fault", "split 4 150"});
+  HostSocket host(sim.port);
+  EXPECT_EQ(host.exchange(kStart).size(), 4U);
+  host.send(hex(kDirectory));
+  Bytes rest;
+  while (rest.size() < 12 + 29) {
+    const Bytes part = host.receive();
+    ASSERT_FALSE(part.empty());
+    rest.insert(rest.end(), part.begin(), part.end());
+  }
+  EXPECT_EQ(hex_of(Bytes(rest.begin(), rest.begin() + 12)), "FF FF FF F9 00 00 0C 2C 00 00 00 00");
+  EXPECT_EQ(rest[12 + 11], 0x25);
+  EXPECT_EQ(sim.count("violations"), 0U);
+}
+
+TEST(PlcSim, RequestBeforeADelayedReply_IsAViolation) {
+  Running sim({"--fault", "delay 150"});
+  HostSocket host(sim.port);
+  host.send(hex(kStart));
+  while (sim.count("requests") < 1) {
+  }
+  host.send(hex(kDirectory));
+  EXPECT_EQ(host.receive().size(), 16U);
+  EXPECT_EQ(sim.count("violations"), 1U);
+}
+
 TEST(PlcSim, ClosedAndResetConnections_End) {
   Running sim({"--fault", "close", "--fault", "reset", "--fault", "reset-after 4"});
   {
