@@ -244,13 +244,20 @@ TEST_F(TagFile, FieldsThatALineDoesNotSet_AreZero) {
 
 TEST_F(TagFile, LargerThanOneRead_IsReadWhole) {
   std::string lines;
-  constexpr uint32_t kLines = 5000;  // some 160 KiB
+  constexpr uint32_t kLines = 9000;  // some 300 KiB, and records of 5 MB, from which the driver asks for huge pages
   for (uint32_t i = 0; i < kLines; ++i) {
     lines += line_of("Variable" + std::to_string(i), i);
   }
   ASSERT_TRUE(build(lines));
   EXPECT_EQ(counts_, (Counts{kLines, 0}));
-  EXPECT_STREQ(entries_[kLines - 1].name, "Variable4999");
+  EXPECT_STREQ(entries_[kLines - 1].name, "Variable8999");
+}
+
+TEST_F(TagFile, EndlessFile_IsRejectedAt256MiB) {
+  path_ = "/dev/zero";
+  EXPECT_FALSE(build_path());
+  EXPECT_EQ(output_,
+            "build tag table for /dev/zero\r\n[PLC] tag file /dev/zero rejected, line 0: larger than 256 MiB\r\n");
 }
 
 TEST_F(TagFile, MissingFile_PrintsAndGivesNull) {
