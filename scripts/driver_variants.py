@@ -1,0 +1,141 @@
+"""Changed copies of the driver's files, compiled one at a time and linked with the test objects of a build.
+
+Used by scripts/mutants and scripts/planted_faults: neither touches the project's files nor the build's objects.
+"""
+
+import json
+import os
+import pathlib
+import re
+import shlex
+import subprocess
+from concurrent.futures import ThreadPoolExecutor
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+DRIVER_OBJECTS = "src/CMakeFiles/plc_driver_objects.dir"
+# Without the slow tests of files that are not the driver's.
+TEST_ARGUMENTS = ["--gtest_fail_fast", "--gtest_filter=-CalcFileMd5.*:EvSleep*"]
+DRIVER_ARCHIVE = "src/libplc_driver_static.a"
+
+
+class BuildError(Exception):
+    """A file that does not compile or a program that does not link."""
+
+
+def run(command, folder=ROOT, seconds=None, settings=None):
+    """Exit code and output; None in place of the code when the time ran out."""
+    try:
+        done = subprocess.run(command, cwd=folder, env={**os.environ, **(settings or {})}, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=seconds, check=False)
+        return done.returncode, done.stdout.decode(errors="replace")
+    except subprocess.TimeoutExpired as expired:
+        return None, (expired.stdout or b"").decode(errors="replace")
+
+
+def demand(command, folder=ROOT):
+    code, output = run(command, folder)
+    if code != 0:
+        raise BuildError(f"{shlex.join(map(str, command))[:200]}\n{output[-3000:]}")
+    return output
+
+
+def build(folder, options, targets):
+    """Configures and builds targets of the project, with the compiler cache where there is one."""
+    settings = {"CCACHE_BASEDIR": str(ROOT), "CCACHE_NOHASHDIR": "1"}
+    run(["cmake", "-E", "make_directory", str(folder)])
+    launchers = []
+    if run(["ccache", "--version"])[0] == 0:
+        launchers = ["-DCMAKE_C_COMPILER_LAUNCHER=ccache", "-DCMAKE_CXX_COMPILER_LAUNCHER=ccache"]
+    for command in (["cmake", "-S", str(ROOT), "-B", str(folder), "-G", "Ninja", "-Wno-dev", *options, *launchers],
+                    ["cmake", "--build", str(folder), f"-j{os.cpu_count()}", "--target", *targets]):
+        code, output = run(command, settings=settings)
+        if code != 0:
+            raise BuildError(output[-4000:])
+
+
+class Variant:
+    """The driver with other compiler flags, and with changed files laid over the project's."""
+
+    def __init__(self, build_dir, work_dir, flags=(), without=(), base=None):
+        self.build = build_dir
+        self.work = work_dir
+        self.base = base or work_dir / "base"  # where the unchanged driver's objects lie
+        self.flags = list(flags)
+        self.without = set(without) | {"-Werror", "ccache", "/usr/bin/ccache"}
+        self.overlay = work_dir / "overlay"
+        self.commands = {}
+        for entry in json.loads((build_dir / "compile_commands.json").read_text()):
+            command = shlex.split(entry["command"])
+            output = command[command.index("-o") + 1]
+            self.commands[output] = (command, pathlib.Path(entry["file"]))
+        self.users = self._read_dependencies()
+        self.driver_objects = sorted(output for output in self.commands if output.startswith(DRIVER_OBJECTS))
+
+    def _read_dependencies(self):
+        """For each of the project's files the objects that are made of it."""
+        users = {}
+        output = ""
+        for line in demand(["ninja", "-t", "deps"], self.build).split("\n"):
+            match = re.match(r"(\S+): #deps", line)
+            if match:
+                output = match[1]
+            elif line.startswith(" "):
+                path = os.path.normpath(self.build / line.strip())
+                users.setdefault(path, set()).add(output)
+        return users
+
+    def compile(self, output, folder, overlay=None):
+        """Compiles one object of the build into a folder, with the overlay's files in front of the project's."""
+        command, source = self.commands[output]
+        target = folder / output
+        target.parent.mkdir(parents=True, exist_ok=True)
+        line = [word for word in command if word not in self.without]
+        if output in self.driver_objects:
+            line += self.flags
+        if overlay is not None:
+            changed = overlay / source.relative_to(ROOT)
+            line.insert(1, f"-I{overlay / 'src'}")
+            line[line.index("-c") + 1] = str(changed if changed.exists() else source)
+        line[line.index("-o") + 1] = str(target)
+        demand(line, self.build)
+        return target
+
+    def compile_driver(self):
+        """All objects of the unchanged driver that are older than what they are made of."""
+        def is_old(output):
+            made = self.base / output
+            files = [path for path, users in self.users.items() if output in users]
+            return not made.exists() or any(os.path.getmtime(path) > made.stat().st_mtime for path in files)
+
+        with ThreadPoolExecutor(os.cpu_count()) as pool:
+            list(pool.map(lambda output: self.compile(output, self.base), filter(is_old, self.driver_objects)))
+
+    def change(self, name, text):
+        """Lays a changed file over the project's and compiles what the driver makes of it, and a header's own tests.
+
+        Returns the objects by their names. Other tests keep what they took from an unchanged header.
+        """
+        own_tests = f"/{pathlib.Path(name).stem}_test.cpp.o"
+        changed = self.overlay / name
+        changed.parent.mkdir(parents=True, exist_ok=True)
+        changed.write_text(text)
+        try:
+            outputs = sorted(output for output in self.users.get(str(ROOT / name), ())
+                             if output in self.driver_objects or output.endswith(own_tests))
+            with ThreadPoolExecutor(os.cpu_count()) as pool:
+                objects = pool.map(lambda output: self.compile(output, self.work / "changed", self.overlay), outputs)
+                return dict(zip(outputs, objects))
+        finally:
+            changed.unlink()
+
+    def link(self, program, changed, link_flags):
+        """Links a program of the build with the driver's objects of this variant, changed ones in place of the base."""
+        line = shlex.split(demand(["ninja", "-t", "commands", program], self.build).rstrip().split("\n")[-1])
+        line = line[2:line.index("&&", 2)]  # ": && link && what CMake does with the program"
+        line = [word for word in line if word != DRIVER_ARCHIVE and word not in self.without]
+        objects = [str(changed.get(output, self.base / output)) for output in self.driver_objects]
+        line = [str(changed.get(word, word)) for word in line]
+        target = self.work / pathlib.Path(program).name
+        line[line.index("-o") + 1] = str(target)
+        demand([line[0], *link_flags, *objects, *line[1:]], self.build)
+        return target
