@@ -23,8 +23,9 @@ namespace {
 // A controller that is switched off must not end the host by a signal; a handler of the host's own stays.
 void ignore_broken_pipes() {
   struct sigaction action = {};
-  if (sigaction(SIGPIPE, nullptr, &action) != 0 || (action.sa_flags & SA_SIGINFO) != 0) return;
-  if (action.sa_handler != SIG_DFL) return;
+  // One place holds both kinds of handler, and the default action is none, whatever the flags say.
+  if (sigaction(SIGPIPE, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) return;
+  action.sa_flags = 0;
   action.sa_handler = SIG_IGN;
   sigaction(SIGPIPE, &action, nullptr);
 }

@@ -42,14 +42,18 @@ void reject(Build* build, uint32_t line, const char* reason) {
   build->rejected_line = line;
 }
 
-// Reads the whole file. A read error ends the text as the file's end does. False when memory runs out.
+// Reads the whole file. One that breaks off half-way would give a table that lacks variables: it is rejected; one that
+// cannot be read at all, a folder, is an empty file. False when memory runs out.
 bool read_text(Build* build) {
   for (size_t capacity = kFirstReadBytes;; capacity *= 2) {
     auto* text = static_cast<char*>(realloc(build->text, capacity));
     if (text == nullptr) return false;
     build->text = text;
     build->text_length += fread(text + build->text_length, 1, capacity - build->text_length, build->file);
-    if (build->text_length < capacity) return true;
+    if (build->text_length < capacity) {
+      if (ferror(build->file) != 0 && build->text_length > 0) reject(build, 0, "it cannot be read to its end");
+      return true;
+    }
     if (capacity >= kFileLimitBytes) {
       reject(build, 0, "larger than 256 MiB");
       return true;
