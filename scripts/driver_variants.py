@@ -64,6 +64,7 @@ class Variant:
         self.without = set(without) | {"-Werror", "ccache", "/usr/bin/ccache"}
         self.overlay = work_dir / "overlay"
         self.commands = {}
+        self.link_lines = {}
         for entry in json.loads((build_dir / "compile_commands.json").read_text()):
             command = shlex.split(entry["command"])
             output = command[command.index("-o") + 1]
@@ -83,6 +84,10 @@ class Variant:
                 path = os.path.normpath(self.build / line.strip())
                 users.setdefault(path, set()).add(output)
         return users
+
+    def _read_link_line(self, program):
+        line = shlex.split(demand(["ninja", "-t", "commands", program], self.build).rstrip().split("\n")[-1])
+        return line[2:line.index("&&", 2)]  # ": && link && what CMake does with the program"
 
     def compile(self, output, folder, overlay=None):
         """Compiles one object of the build into a folder, with the overlay's files in front of the project's."""
@@ -130,8 +135,9 @@ class Variant:
 
     def link(self, program, changed, link_flags):
         """Links a program of the build with the driver's objects of this variant, changed ones in place of the base."""
-        line = shlex.split(demand(["ninja", "-t", "commands", program], self.build).rstrip().split("\n")[-1])
-        line = line[2:line.index("&&", 2)]  # ": && link && what CMake does with the program"
+        if program not in self.link_lines:
+            self.link_lines[program] = self._read_link_line(program)
+        line = self.link_lines[program]
         line = [word for word in line if word != DRIVER_ARCHIVE and word not in self.without]
         objects = [str(changed.get(output, self.base / output)) for output in self.driver_objects]
         line = [str(changed.get(word, word)) for word in line]
