@@ -121,7 +121,7 @@ TEST(Controller, ArbitraryRequests_AreAnsweredWithinBounds) {
       hex("00 00 00 06 FF FF FF F9 00 01 32 00 01 11 00 00"),
       hex("00 00 00 0C FF FF FF F3 00 01 1E 03 00 01 06 00 00 80 00 01 00 01")};
   Bench bench("D,INT,,,a,b,c,0,1,0,0,,DM1\nB,BOOL,[0..9],,a,b,c,1,1\nS,STRING,,9,a,b,c,2,1\na.b,BOOL,,,a,b,c,3,1\n");
-  for (int i = 0; i < 30000; ++i) {
+  for (int i = 0; i < 10000; ++i) {
     Bytes frame = seeds[random() % seeds.size()];
     for (unsigned change = random() % 4; change > 0 && !frame.empty(); --change) {
       frame[random() % frame.size()] = static_cast<uint8_t>(random());
