@@ -104,7 +104,7 @@ std::vector<uint64_t> decode_elements(const TagEntry& entry, const uint8_t* data
   std::vector<uint64_t> elements(count, 0);
   const size_t bytes = element_bytes(entry);
   for (uint32_t i = 0; i < count; ++i) {
-    if (entry.bit_width == 1) elements[i] = (data[i / 8] >> (i % 8)) & 1U;
+    if (entry.bit_width == 1) elements[i] = uint64_t{data[i / 8]} >> (i % 8) & 1U;
     for (size_t b = 0; b < bytes; ++b) elements[i] |= uint64_t{data[i * bytes + b]} << (8 * b);
   }
   return elements;

@@ -105,7 +105,7 @@ nlohmann::ordered_json element_json(const TagEntry& entry, uint64_t bits) {
     case ValueKind::kSigned:
       return sign_extend(bits, entry.bit_width);
     case ValueKind::kReal: {
-      const double number = entry.bit_width == 32 ? double{single_of(bits)} : double_of(bits);
+      const double number = entry.bit_width == 32 ? static_cast<double>(single_of(bits)) : double_of(bits);
       if (!std::isfinite(number)) return format_element(entry, bits);
       // The shortest text of a REAL has fewer digits than that of the same number as an LREAL.
       return entry.bit_width == 32 ? nlohmann::ordered_json::parse(number_text(single_of(bits)))
@@ -125,7 +125,7 @@ double element_number(const TagEntry& entry, uint64_t bits) {
     case ValueKind::kSigned:
       return static_cast<double>(sign_extend(bits, entry.bit_width));
     case ValueKind::kReal:
-      return entry.bit_width == 32 ? double{single_of(bits)} : double_of(bits);
+      return entry.bit_width == 32 ? static_cast<double>(single_of(bits)) : double_of(bits);
     default:
       return static_cast<double>(bits);
   }
