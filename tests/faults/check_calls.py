@@ -24,7 +24,7 @@ CANNOT_FAIL = {
     "snprintf": "into an array", "vsnprintf": "into an array",
     "srand": "sets a number",
     "stdout": "a variable",
-    "memchr": "", "memcmp": "", "memcpy": "", "memmove": "", "memrchr": "", "memset": "",
+    "bcmp": "", "memchr": "", "memcmp": "", "memcpy": "", "memmove": "", "memrchr": "", "memset": "",
     "strchr": "", "strcmp": "", "strlen": "", "strncmp": "", "strnlen": "", "strncpy": "", "strrchr": "", "strtol": "",
     "putchar": "output of one character, as fputs",
 }
