@@ -16,6 +16,17 @@ DRIVER_OBJECTS = "src/CMakeFiles/plc_driver_objects.dir"
 # Without the slow tests of files that are not the driver's.
 TEST_ARGUMENTS = ["--gtest_fail_fast", "--gtest_filter=-CalcFileMd5.*:EvSleep*"]
 DRIVER_ARCHIVE = "src/libplc_driver_static.a"
+# Without the slow tests of files that are not the driver's.
+WHOLE_RUN = ["--gtest_fail_fast", "--gtest_filter=-CalcFileMd5.*:EvSleep*"]
+
+
+def test_runs(name):
+    """Arguments of the two runs of a test program: the tests of this source file, then all of the driver's."""
+    stem = pathlib.Path(name).stem
+    suites = {suite for path in (ROOT / "tests").glob(f"*/*{stem}*_test.cpp")
+              for suite in re.findall(r"^TEST(?:_F|_P)?\((\w+),", path.read_text(), re.M)}
+    near = [["--gtest_fail_fast", "--gtest_filter=" + ":".join(f"{suite}.*" for suite in sorted(suites))]]
+    return (near if suites else []) + [WHOLE_RUN]
 
 
 class BuildError(Exception):
