@@ -65,6 +65,20 @@ TEST_F(LoadFaults, AnyGrowthOfALongFileRefused_LosesNothing) {
   }
 }
 
+// A file that breaks off half-way is no file: nothing is kept of it, and the next call reads it whole.
+TEST_F(LoadFaults, TagFileThatCannotBeReadToItsEnd_IsNotKept) {
+  const Fault faults[] = {{Call::kFread, 0, false, stops_after(60)}, {Call::kFerror, 0, false, fails_with(EIO)}};
+  const Seen seen = run(Transfer::kBatch, faults, 2);
+  EXPECT_EQ(seen.calls.faults_met, 2);
+  EXPECT_EQ(seen.result, uint32_t{PLC_FAILED});
+  EXPECT_EQ(seen.lines,
+            "server ip = 127.0.0.1\r\nbuild tag table for PLC7F000001_0.csv\r\n[PLC] tag file PLC7F000001_0.csv "
+            "rejected, line 0: it cannot be read to its end\r\nbuild tag table failed!");
+  EXPECT_EQ(seen.calls.live_blocks, 0);
+  EXPECT_EQ(seen.calls.open_files, 0);
+  EXPECT_EQ(run(Transfer::kBatch).result, uint32_t{PLC_OK});
+}
+
 // From 4 MiB of records on the driver asks for huge pages; it does not need them.
 TEST_F(LoadFaults, AdviceThatTheSystemRefuses_IsNotMissed) {
   std::string tags;
