@@ -1,6 +1,9 @@
 // Places, corrections, reports of the checker, and that its statement about the driver is the driver's own.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -119,6 +122,18 @@ std::string random_text(std::mt19937* random) {
   return text;
 }
 
+// Byte for byte, but for the padding, which a copy of a record need not keep.
+bool are_same_records(const TagEntry& left, const TagEntry& right) {
+  constexpr size_t kParts[][2] = {{0, offsetof(TagEntry, bit_width) + 1},
+                                  {offsetof(TagEntry, dim1_low), offsetof(TagEntry, aux_flag) + 1},
+                                  {offsetof(TagEntry, tag_id), offsetof(TagEntry, device_kind) + 1}};
+  const auto* left_bytes = reinterpret_cast<const uint8_t*>(&left);
+  const auto* right_bytes = reinterpret_cast<const uint8_t*>(&right);
+  return std::all_of(std::begin(kParts), std::end(kParts), [&](const size_t(&part)[2]) {
+    return memcmp(left_bytes + part[0], right_bytes + part[0], part[1] - part[0]) == 0;
+  });
+}
+
 // Over generated files: the records that the checker speaks of are the records that the loader makes.
 TEST(Understanding, EqualsWhatTheDriverLoadsOverTenThousandFiles) {
   const plc_test::TempDir folder;
@@ -145,7 +160,7 @@ TEST(Understanding, EqualsWhatTheDriverLoadsOverTenThousandFiles) {
         continue;
       }
       ASSERT_LT(plain, counts[0]) << text;
-      ASSERT_EQ(memcmp(&line.entry, &entries[plain], sizeof(TagEntry)), 0) << text;
+      ASSERT_TRUE(are_same_records(line.entry, entries[plain])) << text;
       ++plain;
     }
     ASSERT_EQ(plain, counts[0]) << text;
