@@ -102,9 +102,19 @@ std::string tag_lines(const std::vector<Variable>& variables) {
   return text;
 }
 
+namespace {
+
+#ifdef PLC_SANITIZED
+constexpr int kLoading = RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE;  // a report names the functions of what is still loaded
+#else
+constexpr int kLoading = RTLD_NOW | RTLD_LOCAL;
+#endif
+
+}  // namespace
+
 Panel::Panel(const std::string& tag_text) : working_directory_(folder_.path()) {
   tag_file_ = folder_.write(kTagFile, tag_text);
-  library_ = dlopen(PLC_DRIVER_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+  library_ = dlopen(PLC_DRIVER_LIBRARY, kLoading);
   if (library_ == nullptr) {
     std::fprintf(stderr, "%s\n", dlerror());
     std::abort();
