@@ -107,11 +107,12 @@ bool digest_file() {
 
   i = 0;
   read_block();
-  while (i < len / static_cast<int32_t>(kBlockBytes)) {
+  while (i < len / static_cast<int32_t>(kBlockBytes) && std::ferror(fp) == 0) {
     md5();
     ++i;
     read_block();
   }
+  if (std::ferror(fp) != 0) return false;
 
   const uint32_t rest = static_cast<uint32_t>(len) % kBlockBytes;
   reinterpret_cast<unsigned char*>(x)[rest] = 0x80;
@@ -122,7 +123,7 @@ bool digest_file() {
   x[14] = flen[0];
   x[15] = flen[1];
   md5();
-  return std::ferror(fp) == 0;
+  return true;
 }
 
 void close_file() {
