@@ -14,7 +14,7 @@ void Tally::add(const std::string& where, const Findings& findings) {
   for (const std::string& text : findings.violations) {
     ++counts.violations;
     if (counts.violations <= kMaxViolationLines) {
-      print_("violation: " + where + ": " + text);
+      print_(std::string("violation: ").append(where).append(": ").append(text));
     }
   }
   add_list(findings.excused, "excused after a fault: ", counts.excused);

@@ -23,14 +23,16 @@ std::string type_in_upper_case(std::string_view text) {
   return is_type(upper) ? upper : std::string();
 }
 
+// Bytes of the sequence that begins with this one, 0 when none does.
+size_t announced_length(unsigned char lead) {
+  if (lead < 0x80) return 1;
+  if (lead < 0xC2 || lead > 0xF4) return 0;
+  return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+}
+
 // Length of the well-formed sequence at this place, 0 for a malformed one.
 size_t sequence_length(std::string_view text, size_t at) {
-  const auto lead = static_cast<unsigned char>(text[at]);
-  const size_t length = lead < 0x80                   ? 1
-                        : lead >= 0xC2 && lead < 0xE0 ? 2
-                        : lead >= 0xE0 && lead < 0xF0 ? 3
-                        : lead >= 0xF0 && lead < 0xF5 ? 4
-                                                      : 0;
+  const size_t length = announced_length(static_cast<unsigned char>(text[at]));
   if (length == 0 || at + length > text.size()) return 0;
   for (size_t i = 1; i < length; ++i) {
     if ((static_cast<unsigned char>(text[at + i]) & 0xC0) != 0x80) return 0;

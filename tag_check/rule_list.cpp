@@ -51,7 +51,7 @@ void add_file_rules(std::vector<Rule>* rules) {
        "Shorten the line.", "Speed,INT,,,,,,0,1,0,0,\n", long_line()});
   rules->push_back({"T003", Severity::kError, "zero byte in a line",
                     "The driver ignores a line that holds a zero byte.", "Remove the byte.",
-                    "Speed,INT,,,,,,0,1,0,0,\n", std::string("Speed\0,INT,,,,,,0,1,0,0,\n", 26)});
+                    "Speed,INT,,,,,,0,1,0,0,\n", std::string("Speed\0,INT,,,,,,0,1,0,0,\n", 25)});
   rules->push_back({"T004", Severity::kError, "byte order mark",
                     "A byte order mark at the beginning of the file becomes part of the first name.",
                     "Save the file as UTF-8 without a byte order mark.", "Speed,INT,,,,,,0,1,0,0,\n",

@@ -327,6 +327,21 @@ TEST_F(EntryPoints, TableThatCannotBeRegistered_FailsWithTheReadsLine) {
   EXPECT_EQ(get_tagtable(&plc::g_plc_tags, "PLC7F000001_0.csv"), nullptr);
 }
 
+TEST_F(EntryPoints, TableThatCannotBeRegistered_FailsAWriteWithALineOfItsOwn) {
+  write_tags(0, kOneWord);
+  start_connected({});
+  wrapped_calls().allocations_until_failure = 2;
+  RegRequest request = plc_test::request_for(0);
+  RegValue value = {1, word_};
+  EXPECT_EQ(write(&request, &value), 3U);
+  EXPECT_EQ(wrapped_calls().failed_allocations, 1);
+  EXPECT_EQ(take_output(),
+            "server ip = 127.0.0.1\r\nbuild tag table for PLC7F000001_0.csv\r\n"
+            "malloc plc_tag failedadd_tagtable failed!\r\n");
+  wrapped_calls().reset();
+  EXPECT_EQ(get_tagtable(&plc::g_plc_tags, "PLC7F000001_0.csv"), nullptr);
+}
+
 TEST_F(EntryPoints, TagFile_IsReadOnceUntilTheNextInit) {
   write_tags(0, kOneWord);
   start_connected(word_read() + word_read());
