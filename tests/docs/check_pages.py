@@ -91,8 +91,8 @@ def check_options(options, programs):
                 checked += 1
                 if not re.search(rf"^ +(-\w, )?{name}\b(?!-)", place, re.M):
                     problems.append(f"{program.name}.1: {command or ''} {name} is missing")
-            words = re.findall(r"^  ([A-Z=]+) .*", (program.command_help.get(command, program.help)).split("Options:")[0],
-                               re.M)
+            arguments = program.command_help.get(command, program.help).split("Options:")[0]
+            words = re.findall(r"^  ([A-Z=]+) .*", arguments, re.M)
             problems += [f"{program.name}.1: {command} {word} is missing" for word in words if word not in place]
     if checked < 60:
         problems.append(f"only {checked} options found")
@@ -166,8 +166,9 @@ def check_bash(options, programs):
 
             for command in [None, *program.commands]:
                 before = [command] if command else []
-                missing = {name for name in program.options(command) if name.startswith("--")} - set(offers(*before, "--"))
-                checked += len(offers(*before, "--"))
+                offered = set(offers(*before, "--"))
+                missing = {name for name in program.options(command) if name.startswith("--")} - offered
+                checked += len(offered)
                 problems += [f"bash: {program.name} {command or ''} {name} is not offered" for name in sorted(missing)]
             if program.commands:
                 missing = set(program.commands) - set(offers(""))
@@ -210,7 +211,7 @@ def check_bash_names(options, programs):
     return problems
 
 
-# A shell of its own on a pseudo-terminal: a widget completes each line of the file "lines" and writes what became of it.
+# A shell of its own on a pseudo-terminal: a widget completes each line of a file and writes what became of it.
 ZSH_SETUP = r"""
 fpath=($PAGES/zsh $fpath)
 path=($FOLDER $path)
