@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Compares an installed tree with contents.txt: prints every file that is missing or too many.
 
-check_contents.py PREFIX LIBRARY_FOLDER COMPONENT...
+check_contents.py PREFIX LIBRARY_FOLDER BUILD_TYPE COMPONENT...
 """
 import pathlib
 import re
@@ -10,13 +10,13 @@ import sys
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 
-def expected_files(library_folder, components):
+def expected_files(library_folder, build_type, components):
     files = set()
     for line in (ROOT / "packaging" / "contents.txt").read_text(encoding="utf-8").split("\n"):
         if not line or line.startswith("#"):
             continue
         component, path = line.split(" ")
-        path = path.replace("@LIB@", library_folder)
+        path = path.replace("@LIB@", library_folder).replace("@TYPE@", build_type.lower())
         pattern = re.fullmatch(r"(.*)\{(.*)\}", path)
         names = [pattern[1] + file.name for file in ROOT.glob(pattern[2])] if pattern else [path]
         if component in components:
@@ -25,8 +25,8 @@ def expected_files(library_folder, components):
 
 
 def main():
-    prefix, library_folder, components = pathlib.Path(sys.argv[1]), sys.argv[2], sys.argv[3:]
-    expected = expected_files(library_folder, components)
+    prefix, what, components = pathlib.Path(sys.argv[1]), sys.argv[2:4], sys.argv[4:]
+    expected = expected_files(*what, components)
     found = {str(path.relative_to(prefix)) for path in prefix.rglob("*") if path.is_symlink() or not path.is_dir()}
     problems = [f"missing: {name}" for name in sorted(expected - found)]
     problems += [f"not expected: {name}" for name in sorted(found - expected)]

@@ -27,7 +27,8 @@ ROOT = TESTS.parent.parent
 
 # Commands that no test can run: document, how the command begins, why.
 NOT_RUN = [
-    ("README.md", "scripts/demo", "installs packages and builds a release; what it shows is run from README.md"),
+    ("README.md", "scripts/package", "builds for two targets; scripts/package-test tries what comes out"),
+    ("README.md", "sudo apt-get install", "changes the machine; scripts/test-long does it in a root of its own"),
     ("README.md", "scripts/test", "it runs this test"),
     ("docs/dissector.md", "wireshark ", "opens a window; tshark loads the same dissector"),
     ("docs/performance.md", "scripts/bench", "measures for minutes; its results are checked where it runs"),

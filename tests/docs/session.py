@@ -70,7 +70,7 @@ class Session:
         """Output as a reader sees it who installed the programs in /usr, with the ports that the document shows."""
         # tshark's warning to a test that runs as root.
         lines = [line for line in lines if not line.startswith('Running as user "root" and group "root"')]
-        text = "\n".join(lines).replace(str(self.prefix), "/usr").replace(str(self.folder), "/home/you")
+        text = "\n".join(lines).replace(str(self.prefix), "/usr").replace(str(self.folder), "/tmp/here")
         for shown, port in self.ports.items():
             text = re.sub(rf"(--port |:){port}\b", rf"\g<1>{shown}", text)
         return text.split("\n") if text else []
