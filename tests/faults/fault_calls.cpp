@@ -42,6 +42,11 @@ static_assert(sizeof kNames / sizeof kNames[0] == kCallKinds);
 
 const char* name_of(Call call) { return kNames[static_cast<size_t>(call)]; }
 
+Advice& last_advice() {
+  static Advice advice;
+  return advice;
+}
+
 CallWatch* current_watch() { return current == nullptr ? nullptr : &current->seen_; }
 
 WatchedCalls::WatchedCalls(const Fault* faults, size_t count) : fault_count_(count) {
@@ -394,6 +399,8 @@ void __wrap_free(void* block) {
 }
 
 int __wrap_madvise(void* address, size_t length, int advice) {
+  const auto first = reinterpret_cast<uintptr_t>(address);
+  plc_test::last_advice() = {first, first + length, advice};
   return steer(Call::kMadvise, -1, [&] { return __real_madvise(address, length, advice); });
 }
 

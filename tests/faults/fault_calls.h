@@ -4,6 +4,7 @@
 #define TESTS_FAULTS_FAULT_CALLS_H
 
 #include <cstddef>
+#include <cstdint>
 
 namespace plc_test {
 
@@ -89,6 +90,14 @@ struct CallWatch {
 
   int count(Call call) const { return counts[static_cast<size_t>(call)]; }
 };
+
+// What the last madvise was asked.
+struct Advice {
+  uintptr_t first;
+  uintptr_t end;
+  int advice;
+};
+Advice& last_advice();
 
 // Counts this thread's calls from here to its end, and makes these faults happen. One at a time.
 class WatchedCalls {

@@ -6,6 +6,8 @@
 #include <string>
 
 #include "faults/transfer_faults.h"
+#include "plc_driver/driver_state.h"
+#include "plc_driver/tags/tag_table.h"
 
 namespace plc_test {
 namespace {
@@ -92,6 +94,26 @@ TEST_F(LoadFaults, AdviceThatTheSystemRefuses_IsNotMissed) {
     EXPECT_EQ(seen.calls.faults_met, 1);
     EXPECT_EQ(seen.result, uint32_t{PLC_OK}) << seen.lines;
     EXPECT_EQ(value_, kPeerValue);
+  }
+}
+
+// 7490 records of 560 bytes are the first that take 4 MiB. The advice is for whole pages, none of another block.
+TEST_F(LoadFaults, AdviceForALargeTable_IsForItsWholePages) {
+  for (const int lines : {7489, 7490, 7495}) {
+    std::string tags;
+    for (int line = 0; line < lines; ++line) tags += "A,INT,,,,,," + std::to_string(line) + ",1,0,0,\n";
+    folder_.write("PLC7F000001_0.csv", tags);
+    start_over();
+    const Seen seen = run(Transfer::kRead);
+    EXPECT_EQ(seen.result, uint32_t{PLC_OK}) << seen.lines;
+    EXPECT_EQ(seen.calls.count(Call::kMadvise), lines < 7490 ? 0 : 1);
+    if (lines < 7490) continue;
+    constexpr uintptr_t kPage = 4096;
+    const auto first = reinterpret_cast<uintptr_t>(get_tagtable(&plc::g_plc_tags, "PLC7F000001_0.csv")->entries);
+    const uintptr_t end = first + static_cast<uintptr_t>(lines) * sizeof(TagEntry);
+    EXPECT_EQ(last_advice().first, (first + kPage - 1) / kPage * kPage);
+    EXPECT_EQ(last_advice().end, last_advice().first + (end - last_advice().first) / kPage * kPage);
+    EXPECT_EQ(last_advice().advice, MADV_HUGEPAGE);
   }
 }
 

@@ -26,6 +26,28 @@ using std::chrono::steady_clock;
 
 class EmptyBufferTest : public plc_test::ConnectionFixture {};
 
+// A host without standard input: the system gives its number to the socket.
+TEST_F(EmptyBufferTest, SocketNumberZero_IsDrainedAndServed) {
+  const int kept = dup(STDIN_FILENO);
+  ASSERT_GE(kept, 0);
+  peer_ = std::make_unique<plc_test::ScriptedPeer>(std::vector<PeerStep>{answer(from_hex("0A 0B"))});
+  ASSERT_EQ(captured([&] {
+              close(STDIN_FILENO);
+              return SetupTCPComm(&conn_, kLoopbackAddress, peer_->port());
+            }),
+            0);
+  ASSERT_TRUE(peer_->wait_for_connections(1));
+  EXPECT_EQ(conn_.socket_fd, STDIN_FILENO);
+  queue_stale(3);
+  EXPECT_EQ(EmptyBuffer(conn_.socket_fd), 3);
+  EXPECT_EQ(exchange(from_hex("01")), 0);
+  EXPECT_EQ(reply(), from_hex("0A 0B"));
+  peer_.reset();
+  dup2(kept, STDIN_FILENO);
+  close(kept);
+  conn_.socket_fd = -1;
+}
+
 TEST_F(EmptyBufferTest, NothingPending_GivesZeroWithoutWaiting) {
   connect_to({});
   EXPECT_EQ(EmptyBuffer(conn_.socket_fd), 0);

@@ -325,6 +325,15 @@ TEST_F(ReadBatch, RunPastTheLastSlot_TakesTheFirstPlainRecordForTheMissingOnes) 
   EXPECT_TRUE(batch_.guards_intact());
 }
 
+TEST_F(ReadBatch, TableWithoutPlainRecords_IsRead) {
+  std::vector<TagEntry> group(3, make_tag("I", 16));
+  for (uint32_t i = 0; i < 3; ++i) group[i].tag_id = 0x40000 + i;
+  use_tags({}, group);
+  answer_frame(2, "11 00 22 00");
+  EXPECT_EQ(read({{0x40000}, {0x40001}}), 0U);
+  EXPECT_EQ(values(), (Numbers{0x1100, 0x2200}));
+}
+
 TEST_F(ReadBatch, RunPastTheLastSlotWithoutAPlainRecord_Fails) {
   std::vector<TagEntry> group(2, word_array());
   group[0].tag_id = 0x40000;

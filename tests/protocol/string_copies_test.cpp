@@ -74,6 +74,19 @@ TEST_F(StringCopies, BytesOfAString_AreCopiedAsTheyStandZerosToo) {
   EXPECT_EQ(to_hex(Bytes(copy, copy + 5)), "41 00 FF 42 00");
 }
 
+// 8192 bytes: two copies of 4000 leave 190 with their zeros, for a text of 189 at most.
+TEST_F(StringCopies, CopyThatLeavesNoRoomForItsZero_IsNotMade) {
+  plc::ReplyBuffer reply;
+  memset(reply.bytes, 'x', plc::kReplyBytes);
+  reply.accept(plc::kReplyBytes);
+  plc::begin_string_copies();
+  EXPECT_NE(plc::copy_string(reply, 0, 4000), 0U);
+  EXPECT_NE(plc::copy_string(reply, 0, 4000), 0U);
+  EXPECT_EQ(plc::copy_string(reply, 0, 190), 0U);
+  EXPECT_EQ(std::string(text_at(plc::copy_string(reply, 0, 189))), std::string(189, 'x'));
+  EXPECT_EQ(plc::copy_string(reply, 0, 0), 0U);
+}
+
 TEST_F(StringCopies, LargestBatch_HasRoomForEveryString) {
   // 100 elements of which each frame covers one: the first asks for 3301 and each of the others for two.
   use_tags({make_string("S", 80)});

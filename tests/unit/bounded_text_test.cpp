@@ -40,7 +40,9 @@ TEST(BoundedText, Numbers_ReachTheirEnds) {
   text.append_signed(INT32_MAX);
   text.append(" ");
   text.append_signed(-1);
-  EXPECT_STREQ(text.bytes, "0 4294967295 0 FFFFFFFF -2147483648 2147483647 -1");
+  text.append(" ");
+  text.append_signed(0);
+  EXPECT_STREQ(text.bytes, "0 4294967295 0 FFFFFFFF -2147483648 2147483647 -1 0");
 }
 
 TEST(BoundedText, WhatDoesNotFit_IsCutAndTheTextStaysEnded) {

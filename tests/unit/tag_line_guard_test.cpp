@@ -44,6 +44,16 @@ TEST(TagLineGuard, NameOf256Bytes_LosesItsLast) {
   EXPECT_EQ(entry.bit_width, 16);
 }
 
+// The first byte takes three bytes in, whatever they are; the sequences of two bytes behind them end at 254.
+TEST(TagLineGuard, CutNameThatBeginsMalformed_LosesTheSequenceThatWasCut) {
+  std::string name =
+      "\xF0"
+      "ab\xC3";
+  while (name.size() < 256) name += "\xC3";
+  const TagEntry entry = parse(name + ",INT,,,,,,0,1,0,0,\n");
+  EXPECT_EQ(std::string(entry.name), name.substr(0, 254));
+}
+
 TEST(TagLineGuard, ScopeNameOf256Bytes_LosesItsLast) {
   const TagEntry entry = parse("V,INT,,,,,,0,0,0,1," + std::string(256, 's') + "\n");
   EXPECT_EQ(std::string(entry.scope_name), std::string(255, 's'));

@@ -39,6 +39,15 @@ class TagLookup : public testing::Test {
   TagTable table_{};
 };
 
+TEST_F(TagLookup, IdBehindTheLastBlock_HasNoRecordWhateverLiesBehindTheBlocks) {
+  std::array<uint32_t, 2049> numbers{};
+  constexpr uint32_t kFirstBehind = (32 + 2048) << 13;
+  group0_[0].tag_id = kFirstBehind;
+  table_.max_indexed_id = kFirstBehind + 2;
+  EXPECT_EQ(find_entry(table_, numbers.data(), kFirstBehind), nullptr);
+  EXPECT_EQ(find_entry(table_, numbers.data(), UINT32_MAX), nullptr);
+}
+
 TEST_F(TagLookup, PlainIdBelowTheCount_IsInside) {
   EXPECT_EQ(check_id(table_, 0), IdRange::kInside);
   EXPECT_EQ(check_id(table_, 2), IdRange::kInside);
