@@ -41,7 +41,6 @@ PLACEHOLDERS = [
     ("docs/porting.md", "/path/to/staging", "staging", "a folder of the reader's choice"),
     ("help", "--address 192.168.0.10 --port 8500", "--address 127.0.0.1 --port 8500", "a controller on the network"),
     ("help", "--rounds 600", "--rounds 3", "five minutes"),
-    ("help", "field.pcap", "dissector/samples/session.pcap", "a capture of the reader's machine"),
 ]
 
 # Documents whose reader has not installed the dissector.
@@ -51,6 +50,8 @@ WITHOUT_PLUGINS = ("docs/dissector.md",)
 HELP_FILES = {"PLC7F000001_0.csv": "examples/tags/PLC7F000001_0.csv",
               "PLC7F000001_1.csv": "examples/tags/PLC7F000001_1.csv",
               "PLCC0A8000A_0.csv": "tests/docs/machine.csv", "machine.csv": "tests/docs/machine.csv"}
+# A capture of the reader's machine, which examples of the help texts take for granted.
+CAPTURE = "plc-host read --sim machine.csv --sim-arg=--pcap=field.pcap Motor.Speed"
 # The largest indexed id of a file can never be asked for, so --all would fail with indexed ids in it.
 INDEXED_FILES = {"machine.csv": "tests/docs/machine_indexed.csv"}
 NATIVE_TOOLCHAIN = "set(CMAKE_C_COMPILER cc)\nset(CMAKE_CXX_COMPILER c++)\n"
@@ -157,7 +158,7 @@ def check_help(prefix):
             shutil.copy(ROOT / source, session.folder / name)
         shutil.copy(prefix / "lib" / "libplc_driver.so.1", session.folder / "libplc_driver.so.1")
         try:
-            steps = [f"$ {example}"]
+            steps = [f"$ {CAPTURE}", f"$ {example}"] if "field.pcap" in example else [f"$ {example}"]
             if "--port 8500" in example:
                 steps.insert(0, "$ plc-sim --listen 127.0.0.1:8500 PLCC0A8000A_0.csv")
                 shutil.copy(ROOT / HELP_FILES["machine.csv"], session.folder / "PLC7F000001_0.csv")

@@ -20,6 +20,7 @@ SIM_COMMANDS = ("set", "show", "dump", "counts", "fault", "faults", "report", "h
 VARYING = [
     (r"127\.0\.0\.1:\d+", "127.0.0.1:PORT", "the system gives out a free port"),
     (r"\d+\.\d+ / \d+\.\d+ / \d+\.\d+ ms", "T / T / T ms", "round-trip times"),
+    (r"\b\d+\.\d\d ms\b *", "T ms ", "the time of an exchange"),
     (r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z", "TIME", "the time of day"),
     (r"^\d\d:\d\d:\d\d\.\d{3} (\S+) = -?[\d.]+$", r"TIME \1 = VALUE", "what moves is at another place each time"),
 ]
