@@ -37,6 +37,7 @@ BASH = r'''# Completion of @PROGRAM@ for bash, made from the program's own help.
   for ((i = 1; i < COMP_CWORD; ++i)); do
     case "${COMP_WORDS[i]}" in
       --sim | --tags)
+        [[ ${COMP_WORDS[i + 1]} != = ]] || i=$((i + 1))
         printf '%s' "${COMP_WORDS[i + 1]}"
         return
         ;;
@@ -68,6 +69,12 @@ BASH = r'''# Completion of @PROGRAM@ for bash, made from the program's own help.
 @FUNCTION@() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} @COMMAND_LOCAL@words="" values=""
   COMPREPLY=()
+  # Bash takes --option=value apart at the '='.
+  if [[ $current == = ]]; then
+    current=""
+  elif [[ $previous == = ]]; then
+    previous=${COMP_WORDS[COMP_CWORD - 2]}
+  fi
 @BODY@
 }
 

@@ -183,7 +183,8 @@ def check_bash(options, programs):
 
 BASH_CASES = {
     "plc-host": [(["wa"], ["watch"]), (["watch", "--ch"], ["--chart"]), (["check", "mach"], ["machine.csv"]),
-                 (["read", "--sim", "mach"], ["machine.csv"]), (["read", "--port", ""], []), (["info", "mach"], [])],
+                 (["read", "--sim", "mach"], ["machine.csv"]), (["read", "--sim", "=", "mach"], ["machine.csv"]),
+                 (["read", "--sim", "="], ["machine.csv"]), (["read", "--port", ""], []), (["info", "mach"], [])],
     "plc-sim": [(["--directory-order", "l"], ["longest-first"]), (["mach"], ["machine.csv"]),
                 (["--pcap", "mach"], ["machine.csv"]), (["--listen", ""], [])],
 }
@@ -202,10 +203,13 @@ def check_bash_names(options, programs):
         program.chmod(0o755)
         found = bash_offers(options.pages / "bash" / "plc-host", "_plc_host",
                             [program, "read", "--sim", "machine.csv", ""], folder)
+        joined = bash_offers(options.pages / "bash" / "plc-host", "_plc_host",
+                             [program, "read", "--sim", "=", "machine.csv", "Speed"], folder)
         missing = bash_offers(options.pages / "bash" / "plc-host", "_plc_host",
                               [program, "read", "--sim", "missing.csv", ""], folder)
         expected = ["Speed", "Speed\\ limit", "\\$\\(touch\\ executed\\)", "\\`touch\\ executed\\`"]
         problems = [] if found == expected else [f"offered: {found}, expected: {expected}"]
+        problems += [] if joined == expected[:2] else [f"offered behind --sim=machine.csv: {joined}"]
         problems += [f"offered of a file that is not there: {missing}"] if missing else []
         problems += ["a name was executed"] if (pathlib.Path(folder) / "executed").exists() else []
     return problems
