@@ -28,11 +28,10 @@ class EmptyBufferTest : public plc_test::ConnectionFixture {};
 
 // A host without standard input: the system gives its number to the socket.
 TEST_F(EmptyBufferTest, SocketNumberZero_IsDrainedAndServed) {
-  const int kept = dup(STDIN_FILENO);
-  ASSERT_GE(kept, 0);
   peer_ = std::make_unique<plc_test::ScriptedPeer>(std::vector<PeerStep>{answer(from_hex("0A 0B"))});
+  std::unique_ptr<plc_test::ClosedDescriptor> standard_input;
   ASSERT_EQ(captured([&] {
-              close(STDIN_FILENO);
+              standard_input = std::make_unique<plc_test::ClosedDescriptor>(STDIN_FILENO);
               return SetupTCPComm(&conn_, kLoopbackAddress, peer_->port());
             }),
             0);
@@ -42,10 +41,8 @@ TEST_F(EmptyBufferTest, SocketNumberZero_IsDrainedAndServed) {
   EXPECT_EQ(EmptyBuffer(conn_.socket_fd), 3);
   EXPECT_EQ(exchange(from_hex("01")), 0);
   EXPECT_EQ(reply(), from_hex("0A 0B"));
-  peer_.reset();
-  dup2(kept, STDIN_FILENO);
-  close(kept);
-  conn_.socket_fd = -1;
+  QuitSock(&conn_);
+  EXPECT_FALSE(is_open_descriptor(STDIN_FILENO));
 }
 
 TEST_F(EmptyBufferTest, NothingPending_GivesZeroWithoutWaiting) {

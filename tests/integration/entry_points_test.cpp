@@ -313,33 +313,20 @@ TEST_F(EntryPoints, EmptyTagFile_FailsWithTheReadsLine) {
   EXPECT_EQ(get_tagtable(&plc::g_plc_tags, "PLC7F000001_0.csv"), nullptr);
 }
 
-TEST_F(EntryPoints, TableThatCannotBeRegistered_FailsWithTheReadsLine) {
+TEST_F(EntryPoints, TableThatCannotBeRegistered_FailsWithTheEntrysLine) {
   write_tags(0, kOneWord);
   start_connected({});
-  for (const int refused : {2, 3}) {  // behind the file's text and its records: the node, then its name
-    wrapped_calls().allocations_until_failure = refused;
-    EXPECT_EQ(read_id(0, 0, 1, word_), 3U);
+  const auto refuse = [&](int nth, size_t transfer, const std::string& line) {
+    wrapped_calls().allocations_until_failure = nth;
+    EXPECT_EQ(transfers()[transfer](), 3U);
     EXPECT_EQ(wrapped_calls().failed_allocations, 1);
-    EXPECT_THAT(take_output(), testing::EndsWith(refused == 2 ? "malloc plc_tag failedadd_tagtable failed!"
-                                                              : "malloc name failedadd_tagtable failed!"));
+    EXPECT_THAT(take_output(), testing::EndsWith(line));
     wrapped_calls().reset();
-  }
-  EXPECT_EQ(get_tagtable(&plc::g_plc_tags, "PLC7F000001_0.csv"), nullptr);
-}
-
-TEST_F(EntryPoints, TableThatCannotBeRegistered_FailsAWriteWithALineOfItsOwn) {
-  write_tags(0, kOneWord);
-  start_connected({});
-  wrapped_calls().allocations_until_failure = 2;
-  RegRequest request = plc_test::request_for(0);
-  RegValue value = {1, word_};
-  EXPECT_EQ(write(&request, &value), 3U);
-  EXPECT_EQ(wrapped_calls().failed_allocations, 1);
-  EXPECT_EQ(take_output(),
-            "server ip = 127.0.0.1\r\nbuild tag table for PLC7F000001_0.csv\r\n"
-            "malloc plc_tag failedadd_tagtable failed!\r\n");
-  wrapped_calls().reset();
-  EXPECT_EQ(get_tagtable(&plc::g_plc_tags, "PLC7F000001_0.csv"), nullptr);
+  };
+  refuse(2, 0, "malloc plc_tag failedadd_tagtable failed!");
+  refuse(3, 0, "malloc name failedadd_tagtable failed!");
+  refuse(2, 1, "malloc plc_tag failedadd_tagtable failed!\r\n");
+  EXPECT_EQ(plc::g_plc_tags.links.next, &plc::g_plc_tags.links);
 }
 
 TEST_F(EntryPoints, TagFile_IsReadOnceUntilTheNextInit) {
