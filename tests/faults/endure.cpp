@@ -1,75 +1,25 @@
 // Endurance: transfers of all kinds against plc-sim with random faults, then loads of random tag files, while memory
 // and descriptors of the process are watched.
 //
-// endure TRANSFERS LOADS [SEED]   prints its figures; ends with 1 when memory or descriptors grow, or when a value
-// that is checked is wrong
+// endure TRANSFERS LOADS [SEED]   prints its figures; ends with 1 when memory or descriptors grow, and at the first
+// value or reply that may not be, with the exchanges before it
 #include <dirent.h>
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <map>
 #include <random>
 #include <string>
 
-#include "faults/sim_process.h"
+#include "faults/endure_transfers.h"
 #include "plc_driver.h"
 #include "plc_driver/tags/tag_file.h"
 #include "support/temp_dir.h"
 
 namespace {
 
-constexpr const char* kFileName = "PLC7F000001_0.csv";
 constexpr long kAllowedGrowthPages = 64;  // 256 KiB: what the C library takes for itself now and then
-constexpr uint32_t kConstantId = 0;
-constexpr uint16_t kConstantValue = 4660;
-
-// By id: what the file says, whether a batch may hold it, and its elements.
-struct Variable {
-  const char* fields;
-  uint32_t elements;
-  bool in_batch;
-};
-constexpr Variable kVariables[] = {
-    {"Constant,INT,,,a,b,c", 1, true},          {"Word,INT,,,a,b,c", 1, true},
-    {"Double,DINT,,,a,b,c", 1, true},           {"Quad,LINT,,,a,b,c", 1, false},
-    {"Text,STRING,,20,a,b,c", 5, false},        {"Table,INT,[0..99],,a,b,c", 100, true},
-    {"Grid,DINT,[0..3_0..4],,a,b,c", 20, true}, {"Cube,REAL,[0..1_0..2_0..3],,a,b,c", 24, true},
-    {"Bits,BOOL,[0..15],,a,b,c", 16, true},     {"Bit,BOOL,,,a,b,c", 1, true},
-    {"Part.Bit,BOOL,,,a,b,c", 1, true},         {"Quads,LREAL,[0..9],,a,b,c", 10, false},
-};
-constexpr uint32_t kVariableCount = sizeof kVariables / sizeof kVariables[0];
-
-// Faults that cost no time-out, and those that cost one.
-constexpr const char* kQuickFaults[] = {"close",
-                                        "reset",
-                                        "close on=read",
-                                        "reset on=read",
-                                        "cut 13",
-                                        "cut 1 on=read",
-                                        "cut 20 on=read",
-                                        "close-after 9",
-                                        "reset-after 15",
-                                        "split 9 2 on=read",
-                                        "split 15 1",
-                                        "stale 17 on=read",
-                                        "stale 300 on=read",
-                                        "trailing 40",
-                                        "duplicate on=read",
-                                        "oversize 500 on=read",
-                                        "garbage 40 on=read",
-                                        "garbage 300 on=resolve",
-                                        "wrong-sequence",
-                                        "close on=directory",
-                                        "reset on=directory-start",
-                                        "close on=write",
-                                        "reset-after 5 on=write"};
-constexpr const char* kSlowFaults[] = {"no-reply", "no-reply on=read", "delay 1200", "no-reply on=directory"};
 
 std::FILE* report = nullptr;
 
@@ -105,172 +55,72 @@ struct Range {
   }
 };
 
-class Endurance {
+// What is watched, and how long it takes.
+class Watch {
  public:
-  explicit Endurance(unsigned seed) : random_(seed) {
-    settings_.ip_address = 0x7F000001;
-    settings_.tcp_port = sim_.port();
-    sim_.tell("set Constant " + std::to_string(kConstantValue));
-    ev_plc_init(&settings_);
+  explicit Watch(unsigned long rounds) : rounds_(rounds) {}
+
+  // The first tenth warms up: stacks, buffers of the C library, the tag table.
+  void look(unsigned long round, unsigned long every) {
+    if (round > rounds_ / 10 && round % every == every - 1) {
+      memory_.add(resident_pages());
+      descriptors_.add(open_descriptors());
+    }
   }
 
-  bool run_transfers(unsigned long transfers);
-  bool run_loads(unsigned long loads);
+  double seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin_).count(); }
+
+  void print() const {
+    std::fprintf(report, "  resident memory: %ld to %ld pages\n  descriptors: %ld to %ld\n", memory_.least,
+                 memory_.most, descriptors_.least, descriptors_.most);
+  }
+
+  bool is_flat(long moving_descriptors) const {
+    return memory_.most - memory_.least <= kAllowedGrowthPages &&
+           descriptors_.most - descriptors_.least <= moving_descriptors;
+  }
 
  private:
-  static std::string tags() {
-    std::string text;
-    for (uint32_t id = 0; id < kVariableCount; ++id) {
-      text += std::string(kVariables[id].fields) + "," + std::to_string(id) + ",1,0,0,,DM\n";
-    }
-    return text;
-  }
-
-  uint32_t below(uint32_t bound) { return static_cast<uint32_t>(random_() % bound); }
-  void transfer();
-  void read_or_write(bool write);
-  void batch();
-  void maybe_fault(unsigned long number);
-  void count_left_open(int32_t socket_before);
-  void wait_for_late_replies() const;
-  std::string random_file();
-
-  std::mt19937 random_;
-  plc_test::TempDir folder_;
-  plc_test::ScopedWorkingDirectory inside_{folder_.path()};
-  plc_test::SimProcess sim_{PLC_SIM_PROGRAM, {"--quiet", folder_.write(kFileName, tags())}};
-  CommSettings settings_{};
-  ConnContext conn_{-1, 0, 1, 0, 0};
-  std::map<uint32_t, unsigned long> results_;
-  unsigned long faults_ = 0;
-  unsigned long left_open_ = 0;
-  unsigned long wrong_values_ = 0;
-  unsigned long checked_values_ = 0;
-  unsigned calls_behind_fault_ = 0;
+  unsigned long rounds_;
+  std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
+  Range memory_;
+  Range descriptors_;
 };
 
-void Endurance::read_or_write(bool write) {
-  uint8_t data[4096] = {};
-  // The constant is never written.
-  const uint32_t id = write ? 1 + below(kVariableCount - 1) : below(kVariableCount);
-  const uint32_t elements = kVariables[id].elements;
-  const uint32_t offset = below(elements);
-  RegRequest request = {};
-  request.address = id << 16 | offset;
-  RegValue value = {1 + below(elements - offset), data};
-  const uint32_t result = write ? ev_plc_write(&request, &value, &conn_) : ev_plc_read(&request, &value, &conn_);
-  ++results_[result];
-  // What a fault left on the connection is dropped within the calls behind it.
-  constexpr unsigned kCallsThatRecover = 4;
-  if (!write && id == kConstantId && result == PLC_OK && calls_behind_fault_ > kCallsThatRecover) {
-    ++checked_values_;
-    wrong_values_ += data[0] != (kConstantValue & 0xFF) || data[1] != kConstantValue >> 8 ? 1 : 0;
+bool run_transfers(const plc_test::TempDir& folder, uint32_t seed, unsigned long transfers) {
+  plc_test::EnduranceHost host(folder, seed);
+  Watch watch(transfers);
+  unsigned long done = 0;
+  bool is_right = true;
+  for (; done < transfers && is_right; ++done) {
+    is_right = host.run_one();
+    constexpr unsigned long kLookEvery = 500;
+    watch.look(done, kLookEvery);
   }
-}
-
-void Endurance::batch() {
-  std::array<BatchReadRequest, 30> elements{};
-  const uint32_t count = 1 + below(elements.size());
-  for (uint32_t i = 0; i < count; ++i) {
-    uint32_t id = below(kVariableCount);
-    while (!kVariables[id].in_batch) {
-      id = below(kVariableCount);
-    }
-    elements[i].address = id << 16 | below(kVariables[id].elements);
-    elements[i].count = 1;
-  }
-  ++results_[ev_OMRON_plc_read(elements.data(), static_cast<int32_t>(count), &conn_)];
-}
-
-// A receive that failed leaves its socket open: the next connect forgets it. This host closes it, so that it can go on.
-void Endurance::count_left_open(int32_t socket_before) {
-  if (socket_before >= 0 && conn_.socket_fd != socket_before && fcntl(socket_before, F_GETFD) != -1) {
-    ++left_open_;
-    close(socket_before);
-  }
-}
-
-// Bytes too many can leave a connection one reply behind for as long as each late reply comes between a drain and the
-// next: replies are matched by their order alone. A host that pauses lets the drain find it.
-void Endurance::wait_for_late_replies() const {
-  constexpr int kLateMs = 5;
-  pollfd wait = {conn_.socket_fd, POLLIN, 0};
-  poll(&wait, 1, kLateMs);
-}
-
-void Endurance::transfer() {
-  const int32_t socket_before = conn_.socket_fd;
-  const uint32_t kind = below(5);
-  if (kind < 2) {
-    read_or_write(false);
-  } else if (kind < 4) {
-    read_or_write(true);
-  } else {
-    batch();
-  }
-  count_left_open(socket_before);
-}
-
-void Endurance::maybe_fault(unsigned long number) {
-  constexpr unsigned long kQuickEvery = 50;
-  constexpr unsigned long kSlowEvery = 20000;
-  constexpr unsigned long kGoneEvery = 5000;
-  ++calls_behind_fault_;
-  if (number % kQuickEvery == kQuickEvery / 2) {
-    sim_.tell("fault clear");
-    sim_.tell(std::string("fault ") + kQuickFaults[below(sizeof kQuickFaults / sizeof kQuickFaults[0])]);
-  } else if (number % kSlowEvery == kSlowEvery / 3) {
-    sim_.tell(std::string("fault ") + kSlowFaults[below(sizeof kSlowFaults / sizeof kSlowFaults[0])]);
-  } else if (number % kGoneEvery == kGoneEvery / 5) {
-    sim_.tell("fault gone");
-    const int32_t socket_before = conn_.socket_fd;
-    ++results_[ev_OMRON_plc_read(std::array<BatchReadRequest, 1>{}.data(), 0, &conn_)];
-    count_left_open(socket_before);
-    transfer();
-    sim_.tell("fault clear");
-  } else {
-    // A fault that waits for its kind of request may still be armed.
-    if (number % kQuickEvery == 0) {
-      sim_.tell("fault clear");
-      wait_for_late_replies();
-    }
-    if (number % kQuickEvery > kQuickEvery / 2 || number % kQuickEvery == 0) {
-      calls_behind_fault_ = 0;
-    }
-    return;
-  }
-  ++faults_;
-  calls_behind_fault_ = 0;
-}
-
-bool Endurance::run_transfers(unsigned long transfers) {
-  Range memory;
-  Range descriptors;
-  const auto begin = std::chrono::steady_clock::now();
-  for (unsigned long number = 0; number < transfers; ++number) {
-    maybe_fault(number);
-    transfer();
-    // The first tenth warms up: stacks, buffers of the C library, the tag table.
-    if (number > transfers / 10 && number % 500 == 499) {
-      memory.add(resident_pages());
-      descriptors.add(open_descriptors());
-    }
-  }
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-  std::fprintf(report, "transfers: %lu in %.1f s, faults armed: %lu\n", transfers, seconds, faults_);
-  for (const auto& [result, count] : results_) {
-    std::fprintf(report, "  result %d: %lu\n", static_cast<int>(result), count);
-  }
-  std::fprintf(report, "  sockets that failed receives left open: %lu\n", left_open_);
-  std::fprintf(report, "  values checked: %lu, wrong: %lu\n", checked_values_, wrong_values_);
-  std::fprintf(report, "  resident memory: %ld to %ld pages\n  descriptors: %ld to %ld\n", memory.least, memory.most,
-               descriptors.least, descriptors.most);
+  std::fprintf(report, "transfers: %lu in %.1f s\n", done, watch.seconds());
+  host.print_figures(report);
+  watch.print();
+  host.print_error(report);
   // Between a lost connection and the next there is one descriptor less.
-  return memory.most - memory.least <= kAllowedGrowthPages && descriptors.most - descriptors.least <= 1 &&
-         wrong_values_ == 0 && checked_values_ > 0 && results_[PLC_OK] > transfers / 2;
+  return is_right && host.is_plausible() && watch.is_flat(1);
 }
 
-std::string Endurance::random_file() {
+class Loads {
+ public:
+  Loads(const plc_test::TempDir& folder, uint32_t seed) : folder_(folder), random_(seed) {}
+
+  bool run(unsigned long loads);
+
+ private:
+  uint32_t below(uint32_t bound) { return static_cast<uint32_t>(random_() % bound); }
+  std::string random_file();
+  bool load();
+
+  const plc_test::TempDir& folder_;
+  std::mt19937 random_;
+};
+
+std::string Loads::random_file() {
   static constexpr const char* kTypes[] = {"INT", "DINT", "LREAL", "BOOL", "STRING", "DATE", "Nonsense", ""};
   static constexpr const char* kRanges[] = {"",       "[0..9]", "[1..4_2..7]", "[0..1_0..2_0..3]",
                                             "[9..0]", "[..]",   "[1..",        "[2147483647..-2147483648]"};
@@ -288,35 +138,33 @@ std::string Endurance::random_file() {
   return text;
 }
 
-bool Endurance::run_loads(unsigned long loads) {
+// Loads the file, gives it back, and says whether it was accepted.
+bool Loads::load() {
   static uint32_t group_ids[plc::kIdBlocks];
-  Range memory;
-  Range descriptors;
-  unsigned long kept = 0;
-  const auto begin = std::chrono::steady_clock::now();
-  for (unsigned long number = 0; number < loads; ++number) {
-    folder_.write(kFileName, random_file());
-    TagEntry* entries = nullptr;
-    IndexedTagEntry* groups = nullptr;
-    if (build_tagtable(&entries, &groups, kFileName, group_ids) != nullptr) {
-      ++kept;
-    }
-    for (IndexedTagEntry* group = groups; group != nullptr && group->entries != nullptr; ++group) {
-      std::free(group->entries);
-    }
-    std::free(groups);
-    std::free(entries);
-    if (number > loads / 10 && number % 100 == 99) {
-      memory.add(resident_pages());
-      descriptors.add(open_descriptors());
-    }
+  TagEntry* entries = nullptr;
+  IndexedTagEntry* groups = nullptr;
+  const bool is_accepted =
+      build_tagtable(&entries, &groups, plc_test::EnduranceHost::file_name(), group_ids) != nullptr;
+  for (IndexedTagEntry* group = groups; group != nullptr && group->entries != nullptr; ++group) {
+    std::free(group->entries);
   }
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-  std::fprintf(report, "loads: %lu in %.1f s, %lu of them accepted\n", loads, seconds, kept);
-  std::fprintf(report, "  resident memory: %ld to %ld pages\n  descriptors: %ld to %ld\n", memory.least, memory.most,
-               descriptors.least, descriptors.most);
-  return memory.most - memory.least <= kAllowedGrowthPages && descriptors.most == descriptors.least && kept > 0 &&
-         kept < loads;
+  std::free(groups);
+  std::free(entries);
+  return is_accepted;
+}
+
+bool Loads::run(unsigned long loads) {
+  Watch watch(loads);
+  unsigned long accepted = 0;
+  for (unsigned long number = 0; number < loads; ++number) {
+    folder_.write(plc_test::EnduranceHost::file_name(), random_file());
+    accepted += load() ? 1U : 0U;
+    constexpr unsigned long kLookEvery = 100;
+    watch.look(number, kLookEvery);
+  }
+  std::fprintf(report, "loads: %lu in %.1f s, %lu of them accepted\n", loads, watch.seconds(), accepted);
+  watch.print();
+  return watch.is_flat(0) && accepted > 0 && accepted < loads;
 }
 
 }  // namespace
@@ -331,13 +179,16 @@ int main(int argc, char** argv) {
   if (report == nullptr || std::freopen("/dev/null", "w", stdout) == nullptr) {
     return 2;
   }
-  const unsigned seed = argc > 3 ? static_cast<unsigned>(std::strtoul(argv[3], nullptr, 10)) : 1;
-  Endurance endurance(seed);
+  const uint32_t seed = argc > 3 ? static_cast<uint32_t>(std::strtoul(argv[3], nullptr, 10)) : 1;
+  const unsigned long transfers = std::strtoul(argv[1], nullptr, 10);
+  const unsigned long loads = std::strtoul(argv[2], nullptr, 10);
   std::fprintf(report, "seed %u\n", seed);
-  const bool transferred = endurance.run_transfers(std::strtoul(argv[1], nullptr, 10));
+  const plc_test::TempDir folder;
+  const plc_test::ScopedWorkingDirectory inside(folder.path());
+  const bool transferred = transfers == 0 || run_transfers(folder, seed, transfers);
   std::fflush(report);
-  const bool loaded = endurance.run_loads(std::strtoul(argv[2], nullptr, 10));
-  std::fprintf(report, "%s\n", transferred && loaded ? "flat" : "NOT FLAT, or wrong values");
+  const bool loaded = loads == 0 || Loads(folder, seed).run(loads);
+  std::fprintf(report, "%s\n", transferred && loaded ? "flat, and every value right" : "NOT FLAT, or not right");
   std::fclose(report);
   return transferred && loaded ? 0 : 1;
 }
