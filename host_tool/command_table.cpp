@@ -56,6 +56,15 @@ constexpr char kWatchExamples[] =
     "  plc-host watch --sim machine.csv --sim-arg=--animate --all --interval 200 --batch\n"
     "  plc-host watch --sim machine.csv Motor.Speed --csv --rounds 600 > speed.csv\n";
 
+constexpr char kWhyExamples[] =
+    "Shows the whole road of one value: tag line, record, number, reg_type and address, scope, names sent, handles\n"
+    "received, raw reply, value, time per exchange; then what went wrong and what to try. With --capture it looks for\n"
+    "the name in captured traffic instead of reading it.\n"
+    "\nExamples:\n"
+    "  plc-host why --address 192.168.0.10 --port 8500 MAIN/Count\n"
+    "  plc-host why --sim machine.csv --id 3 --pcap road.pcap\n"
+    "  plc-host why --capture field.pcap --tags PLCC0A8000A_0.csv Motor.Speed\n";
+
 void add_no_options(CLI::App&, HostOptions&) {}
 
 void add_tags_options(CLI::App& command, HostOptions& options) {
@@ -111,15 +120,32 @@ void add_name_options(CLI::App& command, HostOptions& options) {
   command.add_flag("--all", options.all, "Every variable of the tag file");
 }
 
-void add_read_options(CLI::App& command, HostOptions& options) {
-  add_name_options(command, options);
+void add_number_options(CLI::App& command, HostOptions& options) {
   CLI::Option* id = command.add_option("--id", options.register_id, "Read a register by its number");
   CLI::Option* offset = command.add_option("--offset", options.offset, "Element offset, in the driver's units");
   CLI::Option* count = command.add_option("--count", options.count, "Number of elements, in the driver's units");
   id->each([&options](const std::string&) { options.by_id = true; });
   offset->needs(id)->capture_default_str()->check(CLI::Range(0, 0xFFFF));
   count->needs(id)->capture_default_str();
+}
+
+void add_read_options(CLI::App& command, HostOptions& options) {
+  add_name_options(command, options);
+  add_number_options(command, options);
   add_target_options(command, options);
+}
+
+void add_why_options(CLI::App& command, HostOptions& options) {
+  command.add_option("NAME", options.names, "The variable, with subscripts or without");
+  add_number_options(command, options);
+  CLI::Option* capture = command.add_option("--capture", options.capture, "Look in a pcap file instead of reading");
+  CLI::Option* port = command.add_option("--capture-port", options.capture_port,
+                                         "The controller's port in the capture; else found by itself");
+  CLI::Option* pcap = command.add_option("--pcap", options.pcap_file, "Write the traffic to a pcap file");
+  port->needs(capture);
+  pcap->excludes(capture);
+  add_target_options(command, options);
+  for (const char* target : {"--address", "--sim"}) capture->excludes(command.get_option(target));
 }
 
 void add_write_options(CLI::App& command, HostOptions& options) {
@@ -161,6 +187,15 @@ void check_read(const HostOptions& options) {
   if (!options.names.empty() || options.all) throw HostError(kExitUsage, "--id reads one register: no names with it");
 }
 
+void check_why(const HostOptions& options) {
+  if (options.capture.empty()) check_target(options);
+  if (options.names.size() + (options.by_id ? 1 : 0) != 1)
+    throw HostError(kExitUsage, "which variable? One NAME or --id");
+  if (options.by_id && !options.capture.empty() && options.tag_file.empty()) {
+    throw HostError(kExitUsage, "--id needs --tags: a capture holds names and no numbers");
+  }
+}
+
 void check_watch(const HostOptions& options) {
   check_names(options);
   if (options.json && options.csv) throw HostError(kExitUsage, "--json or --csv, not both");
@@ -184,6 +219,8 @@ const std::vector<Command>& command_table() {
        check_names, run_batch},
       {"watch", "Read again and again and show what changes", std::string(kNameRules) + kWatchExamples,
        add_watch_options, check_watch, run_watch},
+      {"why", "Follow one value from the tag file to the wire and back, and say where it went wrong",
+       std::string(kNameRules) + kWhyExamples, add_why_options, check_why, run_why},
   };
   return kCommands;
 }

@@ -1,52 +1,21 @@
 // The commands that transfer once: read, write and batch.
-#include <cstring>
-
 #include "batch_plan.h"
 #include "batch_transfer.h"
 #include "commands.h"
 #include "exit_codes.h"
 #include "host.h"
 #include "messages.h"
+#include "number_read.h"
 #include "result_writer.h"
 #include "stop_signal.h"
-#include "value_type.h"
 
 namespace plc_host {
 namespace {
 
-// The elements that a read by number has stored, as a value of the record's type.
-TagResult number_result(const Tag& tag, const CallResult& call, GuardedBuffer& buffer) {
-  TagResult result;
-  result.name = tag.qualified_name;
-  result.reference.tag = &tag;
-  const ValueKind kind = value_kind(tag.entry);
-  if (kind == ValueKind::kText || kind == ValueKind::kRaw) {
-    const auto* text = reinterpret_cast<const char*>(buffer.data());
-    result.value.text.assign(text, strnlen(text, buffer.size()));
-  } else {
-    result.value.elements = decode_elements(tag.entry, buffer.data(), call.count);
-    if (result.value.elements.size() != 1) result.reference.extents = {result.value.elements.size()};
-  }
-  return result;
-}
-
 int read_by_number(const HostOptions& options, DriverOutput& output) {
-  constexpr uint32_t kMostCounted = 4096;  // the driver takes no reply that holds more
   if (options.count > kMostCounted) throw HostError(kExitUsage, "--count is at most " + std::to_string(kMostCounted));
   Host host(options, output);
-  const Tag* tag = find_tag_by_id(host.tags(), options.register_id);
-  GuardedBuffer buffer(read_buffer_bytes(options.count));
-  const CallResult call = host.session().read(options.register_id, options.offset, options.count, buffer);
-  TagResult result;
-  if (tag != nullptr && call.ok()) result = number_result(*tag, call, buffer);
-  result.name += (result.name.empty() ? "#" : " #") + std::to_string(options.register_id);
-  if (!call.ok()) {
-    result.code = call.code;
-    result.connection_lost = call.connection_lost;
-    result.error = code_text(call.code);
-  } else if (tag == nullptr) {
-    result.error = "the driver read a value of a variable that its tag file does not have";
-  }
+  const TagResult result = read_number(host.session(), host.tags(), options.register_id, options.offset, options.count);
   host.show_simulator_lines();
   ResultWriter(host.results(), options.json, {result}).add(result);
   return host.finish(exit_code_of({result}, stop_requested()));

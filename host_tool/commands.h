@@ -31,6 +31,7 @@ int run_read(const HostOptions& options, DriverOutput& output);
 int run_write(const HostOptions& options, DriverOutput& output);
 int run_batch(const HostOptions& options, DriverOutput& output);
 int run_watch(const HostOptions& options, DriverOutput& output);
+int run_why(const HostOptions& options, DriverOutput& output);
 
 }  // namespace plc_host
 

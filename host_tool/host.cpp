@@ -40,10 +40,11 @@ TagList read_tag_list(const DriverLibrary& library, DriverOutput& output, const 
   }
 }
 
-Host::Host(const HostOptions& options, DriverOutput& output)
+Host::Host(const HostOptions& options, DriverOutput& output, const Reroute& reroute)
     : output_(output), library_(load_driver_library(options.library)) {
-  const Target target = choose_target(options);
-  const std::string tag_file = choose_tag_file(options, target);
+  const Target controller = choose_target(options);
+  const Target target = reroute ? reroute(controller) : controller;
+  const std::string tag_file = choose_tag_file(options, controller, target);
   tags_ = read_tag_list(library_, output_, tag_file);
   session_ = std::make_unique<DriverSession>(library_, output_, target, usual_line_sink(options));
 }
@@ -64,9 +65,11 @@ Target Host::choose_target(const HostOptions& options) {
   return target;
 }
 
-std::string Host::choose_tag_file(const HostOptions& options, const Target& target) {
+std::string Host::choose_tag_file(const HostOptions& options, const Target& controller, const Target& target) {
   std::string name = tag_file_name(target);
-  const std::string& given = options.tag_file.empty() ? options.sim_tag_file : options.tag_file;
+  std::string given = options.tag_file.empty() ? options.sim_tag_file : options.tag_file;
+  // The driver looks for the file by the address that it connects to.
+  if (given.empty() && name != tag_file_name(controller)) given = tag_file_name(controller);
   if (!given.empty()) folder_ = std::make_unique<WorkFolder>(given, name);
   return name;
 }

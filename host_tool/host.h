@@ -2,6 +2,7 @@
 #ifndef HOST_TOOL_HOST_H_
 #define HOST_TOOL_HOST_H_
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,9 +21,12 @@ namespace plc_host {
 
 class Host {
  public:
+  // Says where the driver connects to instead of the controller.
+  using Reroute = std::function<Target(const Target& controller)>;
+
   // Loads the library, starts the simulator, makes the work folder, reads the tag file and gives the driver its
   // settings. Throws HostError.
-  Host(const HostOptions& options, DriverOutput& output);
+  Host(const HostOptions& options, DriverOutput& output, const Reroute& reroute = nullptr);
 
   DriverSession& session() { return *session_; }
   const TagList& tags() const { return tags_; }
@@ -36,7 +40,7 @@ class Host {
 
  private:
   Target choose_target(const HostOptions& options);
-  std::string choose_tag_file(const HostOptions& options, const Target& target);
+  std::string choose_tag_file(const HostOptions& options, const Target& controller, const Target& target);
 
   DriverOutput& output_;
   DriverLibrary library_;

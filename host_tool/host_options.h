@@ -41,7 +41,7 @@ struct HostOptions {
   bool all = false;
   bool verify = false;
 
-  // read by number
+  // read and why, by number
   bool by_id = false;
   uint32_t register_id = 0;
   uint32_t offset = 0;
@@ -53,6 +53,11 @@ struct HostOptions {
   bool batch = false;
   bool csv = false;
   std::string chart;
+
+  // why
+  std::string capture;        // instead of a controller
+  uint16_t capture_port = 0;  // of the controller in the capture; 0: whoever answers requests
+  std::string pcap_file;      // where the traffic goes
 };
 
 }  // namespace plc_host

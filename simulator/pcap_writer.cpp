@@ -6,7 +6,7 @@
 #include <chrono>
 #include <cstring>
 
-#include "simulator/reply.h"
+#include "simulator/big_endian.h"
 
 namespace plc_sim {
 namespace {
@@ -22,13 +22,9 @@ constexpr size_t kMaxSegmentBytes = 32000;
 constexpr uint32_t kFirstSequence = 1000;
 constexpr uint8_t kFin = 0x01;
 constexpr uint8_t kSyn = 0x02;
+constexpr uint8_t kReset = 0x04;
 constexpr uint8_t kPush = 0x08;
 constexpr uint8_t kAck = 0x10;
-
-void append_u32(Bytes& bytes, uint32_t value) {
-  append_u16(bytes, static_cast<uint16_t>(value >> 16U));
-  append_u16(bytes, static_cast<uint16_t>(value));
-}
 
 // The file's own numbers stand in the byte order of the machine that wrote it; this one writes little-endian.
 void append_file_u32(Bytes& bytes, uint32_t value) {
@@ -164,6 +160,14 @@ void PcapWriter::data(unsigned connection, bool from_host, const Bytes& bytes) {
 void PcapWriter::received(unsigned connection, const Bytes& bytes) { data(connection, true, bytes); }
 
 void PcapWriter::sent(unsigned connection, const Bytes& bytes) { data(connection, false, bytes); }
+
+void PcapWriter::finished(unsigned connection, bool from_host) {
+  packet(streams_[connection], from_host, kFin | kAck, nullptr, 0);
+}
+
+void PcapWriter::reset(unsigned connection, bool from_host) {
+  packet(streams_[connection], from_host, kReset | kAck, nullptr, 0);
+}
 
 void PcapWriter::closed(unsigned connection) {
   const auto found = streams_.find(connection);

@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-#include "simulator/server.h"
+#include "simulator/traffic_observer.h"
 
 namespace plc_sim {
 
@@ -26,6 +26,10 @@ class PcapWriter : public TrafficObserver {
   void received(unsigned connection, const Bytes& bytes) override;
   void sent(unsigned connection, const Bytes& bytes) override;
   void closed(unsigned connection) override;
+
+  // One side sends nothing more, or ends the connection at once.
+  void finished(unsigned connection, bool from_host);
+  void reset(unsigned connection, bool from_host);
 
  private:
   struct Stream {

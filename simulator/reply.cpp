@@ -15,11 +15,6 @@ namespace {
 constexpr size_t kGroupBytes = 4;
 constexpr size_t kMaxBodyBytes = wire::kMaxFrameBytes - wire::kReplyHeadBytes;
 
-void append_u32(Bytes& bytes, uint32_t value) {
-  append_u16(bytes, static_cast<uint16_t>(value >> 16U));
-  append_u16(bytes, static_cast<uint16_t>(value));
-}
-
 uint16_t bit_number_of(const Element& element) {
   constexpr uint32_t kLowFourBits = 0x0F;
   if (!element.variable->is_flag()) {
@@ -60,11 +55,6 @@ Bytes resolve_record(const ResolvedName& name, bool with_dimensions) {
 }
 
 }  // namespace
-
-void append_u16(Bytes& bytes, uint16_t value) {
-  bytes.push_back(static_cast<uint8_t>(value >> 8U));
-  bytes.push_back(static_cast<uint8_t>(value));
-}
 
 Bytes make_reply(const Bytes& request, uint16_t status, const Bytes& body) {
   const size_t body_bytes = std::min(body.size(), kMaxBodyBytes);

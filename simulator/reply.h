@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "simulator/big_endian.h"
 #include "simulator/session.h"
 #include "simulator/variables.h"
 #include "simulator/wire.h"
@@ -20,7 +21,5 @@ Bytes directory_body(const std::vector<Program>& programs);
 // One record per name, with a group of four bytes for each dimension where that still fits one reply; names beyond
 // the largest reply get none.
 Bytes resolve_body(const std::vector<ResolvedName>& names);
-
-void append_u16(Bytes& bytes, uint16_t value);
 
 }  // namespace plc_sim

@@ -1,0 +1,31 @@
+// What went wrong on the road of a value, in words: from names, from the directory, from the driver and from the wire.
+#ifndef HOST_TOOL_WHY_FINDINGS_H_
+#define HOST_TOOL_WHY_FINDINGS_H_
+
+#include <string>
+
+#include "why_report.h"
+
+namespace plc_host {
+
+// A name that cannot be looked up, with the reason that the look-up gave.
+void find_name_faults(const std::string& name, const std::string& reason, WhyReport& report);
+
+// A number that no record has.
+void find_number_faults(uint32_t register_id, WhyReport& report);
+
+// What the record itself says: the checker's remarks on its line, types that cannot be read, elements out of range.
+void find_record_faults(WhyReport& report);
+
+// The scope of a local variable against the controller's directory. Fills programs and sent_scope from the road.
+void find_scope_faults(WhyReport& report);
+
+// Every exchange of the road.
+void find_wire_faults(WhyReport& report);
+
+// What the driver printed, and what it returned.
+void find_driver_faults(WhyReport& report);
+
+}  // namespace plc_host
+
+#endif  // HOST_TOOL_WHY_FINDINGS_H_

@@ -1,0 +1,69 @@
+// Everything that is known of the road of one value, and what went wrong on it.
+#ifndef HOST_TOOL_WHY_REPORT_H_
+#define HOST_TOOL_WHY_REPORT_H_
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tag_list.h"
+#include "tag_source.h"
+#include "tag_transfer.h"
+#include "wire_trace/exchange.h"
+#include "wire_trace/judgement.h"
+#include "wire_trace/reply_parts.h"
+
+namespace plc_host {
+
+struct WhyFinding {
+  std::string what;
+  std::string advice;
+  bool is_fault = true;  // false: worth knowing, but the value is not to be doubted for it
+};
+
+// A call of the driver, in its units.
+struct WhyCall {
+  uint32_t offset;
+  uint32_t count;
+};
+
+struct WhyReport {
+  std::string asked;  // as on the command line
+  std::string from;   // the controller's address, or the capture
+
+  TagList tags;
+  std::unique_ptr<TagSource> source;  // null without a tag file
+  std::optional<size_t> position;     // of the record in tags
+  std::optional<TagLine> line;
+  std::optional<uint32_t> register_id;
+  std::vector<WhyCall> calls;
+
+  std::vector<wire_trace::Exchange> exchanges;  // everything recorded
+  std::vector<size_t> road;                     // those of this value, the opening of its connection before them
+  std::optional<std::vector<wire_trace::Program>> programs;  // nothing when no directory came
+  std::optional<uint8_t> sent_scope;
+  size_t times_asked = 0;  // in a capture: how often, and how often something was wrong
+  size_t times_wrong = 0;
+
+  std::string value;  // as text; empty when there is none
+  nlohmann::ordered_json value_json;
+  std::optional<uint32_t> code;  // what the driver returned
+  std::vector<std::string> driver_lines;
+  std::vector<WhyFinding> findings;
+
+  const Tag* tag() const { return position ? &tags.tags[*position] : nullptr; }
+  void fault(const std::string& what, const std::string& advice) { findings.push_back({what, advice, true}); }
+  void remark(const std::string& what, const std::string& advice) { findings.push_back({what, advice, false}); }
+  bool has_fault() const;
+};
+
+void write_why_text(FILE* file, const WhyReport& report);
+nlohmann::ordered_json why_json(const WhyReport& report);
+
+}  // namespace plc_host
+
+#endif  // HOST_TOOL_WHY_REPORT_H_

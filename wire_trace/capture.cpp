@@ -1,0 +1,141 @@
+// Tells in captured connections the host from the controller, and writes recordings as captures.
+#include "wire_trace/capture.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "simulator/pcap_streams.h"
+#include "simulator/pcap_writer.h"
+#include "simulator/request.h"
+
+namespace wire_trace {
+namespace {
+
+using plc_sim::TcpEvent;
+using plc_sim::TcpStream;
+
+// Whether bytes are a request in every respect; a reply to a short one can be.
+bool is_request(const Bytes& bytes) {
+  plc_sim::Findings findings;
+  const plc_sim::Request request = plc_sim::parse_request(bytes, findings);
+  return findings.violations.empty() && request.kind != plc_sim::RequestKind::kUnknown;
+}
+
+// Whether the side that sent the first packet is the host; nothing when the stream is of another protocol.
+std::optional<bool> is_first_the_host(const TcpStream& stream, uint16_t controller_port) {
+  if (controller_port != 0) {
+    if (stream.second_port == controller_port) {
+      return true;
+    }
+    return stream.first_port == controller_port ? std::optional<bool>(false) : std::nullopt;
+  }
+  size_t requests_of_first = 0;
+  size_t requests_of_second = 0;
+  for (const TcpEvent& event : stream.events) {
+    if (event.kind == TcpEvent::Kind::kBytes && is_request(event.bytes)) {
+      ++(event.from_first ? requests_of_first : requests_of_second);
+    }
+  }
+  if (requests_of_first + requests_of_second == 0) {
+    return std::nullopt;
+  }
+  if (stream.first_opened || stream.second_opened) {
+    return stream.first_opened;
+  }
+  return requests_of_first >= requests_of_second;
+}
+
+TrafficEvent::Kind kind_of(TcpEvent::Kind kind) {
+  switch (kind) {
+    case TcpEvent::Kind::kFinished:
+      return TrafficEvent::Kind::kFinished;
+    case TcpEvent::Kind::kReset:
+      return TrafficEvent::Kind::kReset;
+    default:
+      return TrafficEvent::Kind::kBytes;
+  }
+}
+
+Connection connection_of(const TcpStream& stream, bool first_is_host) {
+  Connection connection;
+  connection.host_port = first_is_host ? stream.first_port : stream.second_port;
+  connection.opened_ns = stream.start_ns;
+  connection.is_whole = stream.first_opened || stream.second_opened;
+  connection.is_refused = stream.is_refused;
+  for (const TcpEvent& event : stream.events) {
+    connection.events.push_back({event.time_ns, event.from_first == first_is_host, kind_of(event.kind), event.bytes});
+  }
+  return connection;
+}
+
+struct PlacedEvent {
+  unsigned connection;
+  const TrafficEvent* event;  // null: the connection is opened
+  int64_t time_ns;
+};
+
+std::vector<PlacedEvent> in_time_order(const Recording& recording) {
+  std::vector<PlacedEvent> placed;
+  for (size_t i = 0; i < recording.connections.size(); ++i) {
+    const Connection& connection = recording.connections[i];
+    placed.push_back({static_cast<unsigned>(i), nullptr, connection.opened_ns});
+    for (const TrafficEvent& event : connection.events) {
+      placed.push_back({static_cast<unsigned>(i), &event, event.time_ns});
+    }
+  }
+  std::stable_sort(placed.begin(), placed.end(),
+                   [](const PlacedEvent& a, const PlacedEvent& b) { return a.time_ns < b.time_ns; });
+  return placed;
+}
+
+}  // namespace
+
+CapturedRecording read_recording(std::string_view file, uint16_t controller_port) {
+  const plc_sim::TcpCapture tcp = plc_sim::read_tcp_streams(file);
+  CapturedRecording captured;
+  captured.problem = tcp.problem;
+  for (const TcpStream& stream : tcp.streams) {
+    if (const auto first_is_host = is_first_the_host(stream, controller_port)) {
+      captured.recording.connections.push_back(connection_of(stream, *first_is_host));
+    }
+  }
+  if (captured.recording.connections.empty() && captured.problem.empty()) {
+    captured.problem = "no connection with a controller in it";
+  }
+  return captured;
+}
+
+CapturedRecording read_recording_file(const std::string& path, uint16_t controller_port) {
+  std::string content;
+  if (!plc_sim::read_whole_file(path, &content)) {
+    return {{}, "cannot be read"};
+  }
+  return read_recording(content, controller_port);
+}
+
+std::string write_recording(const Recording& recording, uint16_t controller_port, const std::string& path) {
+  constexpr int64_t kNsPerUs = 1000;
+  int64_t now_ns = 0;
+  plc_sim::PcapWriter writer([&now_ns] { return static_cast<uint64_t>(now_ns / kNsPerUs); });
+  std::string problem = writer.open(path, controller_port);
+  if (!problem.empty()) {
+    return problem;
+  }
+  for (const PlacedEvent& placed : in_time_order(recording)) {
+    now_ns = placed.time_ns;
+    if (placed.event == nullptr) {
+      writer.opened(placed.connection, recording.connections[placed.connection].host_port);
+    } else if (placed.event->kind == TrafficEvent::Kind::kReset) {
+      writer.reset(placed.connection, placed.event->from_host);
+    } else if (placed.event->kind == TrafficEvent::Kind::kFinished) {
+      writer.finished(placed.connection, placed.event->from_host);
+    } else if (placed.event->from_host) {
+      writer.received(placed.connection, placed.event->bytes);
+    } else {
+      writer.sent(placed.connection, placed.event->bytes);
+    }
+  }
+  return {};
+}
+
+}  // namespace wire_trace

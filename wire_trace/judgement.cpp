@@ -1,0 +1,315 @@
+// Looks for what can go wrong between a request and its reply.
+#include "wire_trace/judgement.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "simulator/big_endian.h"
+#include "simulator/names.h"
+#include "wire_trace/reply_parts.h"
+
+namespace wire_trace {
+
+namespace wire = plc_sim::wire;
+using plc_sim::RequestKind;
+
+namespace {
+
+constexpr int64_t kNsPerMs = 1000000;
+constexpr int64_t kApartNs = kNsPerMs;  // pieces this far apart do not come with one receive
+
+std::string milliseconds(int64_t ns) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.1f ms", static_cast<double>(ns) / static_cast<double>(kNsPerMs));
+  return text;
+}
+
+std::string hex_word(unsigned value) {
+  char text[8];
+  std::snprintf(text, sizeof text, "%04X", value & 0xFFFFU);
+  return text;
+}
+
+std::string plural(size_t count, const char* what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+// Collects what is said of one exchange.
+class Judge {
+ public:
+  Judge(const std::vector<Exchange>& exchanges, size_t index, size_t number)
+      : exchanges_(exchanges), exchange_(exchanges[index]), index_(index), reply_(exchange_.reply()) {
+    subject_ =
+        std::string("exchange ") + std::to_string(number) + " (" + plc_sim::name_of(exchange_.request.kind) + ")";
+  }
+
+  std::vector<Remark> judge() {
+    if (!exchange_.is_answered()) {
+      judge_silence();
+      return remarks_;
+    }
+    const ReplyHead head = head_of(reply_);
+    if (!head.is_reply) {
+      judge_foreign_bytes();
+      return remarks_;
+    }
+    if (!judge_whose_reply(head)) {
+      return remarks_;
+    }
+    judge_length(head);
+    judge_status(head);
+    judge_content();
+    return remarks_;
+  }
+
+ private:
+  void fault(const std::string& what, const std::string& advice) {
+    remarks_.push_back({subject_ + ": " + what, advice, true});
+  }
+  void oddity(const std::string& what, const std::string& advice) {
+    remarks_.push_back({subject_ + ": " + what, advice, false});
+  }
+
+  void judge_silence() {
+    const std::string after = milliseconds(exchange_.ending_ns - exchange_.request_ns);
+    switch (exchange_.ending) {
+      case Ending::kReset:
+        fault(
+            "the controller reset the connection instead of answering",
+            "It was switched off, restarted, or takes no more connections: see whether another host is connected, and "
+            "read again, the next transfer connects by itself.");
+        break;
+      case Ending::kClosedByController:
+        fault("the controller closed the connection instead of answering",
+              "See whether the controller allows this host and one connection more; the driver notices a close only "
+              "when sending fails, up to two transfers later.");
+        break;
+      case Ending::kClosedByHost:
+        fault("no reply within " + after + ", then the host gave up and closed the connection",
+              "Raise recv_timeout_s (--timeout), and look at the controller's load and at the network between.");
+        break;
+      case Ending::kNone:
+        fault("no reply", "Look at the controller's load and at the network between.");
+        break;
+    }
+  }
+
+  // Where the reply to this request starts in what came; npos when it does not.
+  size_t find_own_reply() const {
+    const plc_sim::ByteView view(reply_);
+    const plc_sim::ByteView request(exchange_.request_bytes);
+    for (size_t at = 1; at + wire::kHeadBytes <= view.size(); ++at) {
+      if (view.u32(at + 4) == ~view.u32(at) && view.u32(at + wire::kSequenceAt) == request.u32(wire::kSequenceAt)) {
+        return at;
+      }
+    }
+    return std::string::npos;
+  }
+
+  void judge_foreign_bytes() {
+    const size_t own = find_own_reply();
+    if (own != std::string::npos) {
+      fault(plural(own, "byte") + " that belong to nothing came before the reply, and the driver takes them for it",
+            "Something else writes into the connection, or an older reply was longer than it said: capture the "
+            "controller's port (tcpdump) and look there.");
+    } else if (reply_.size() < wire::kHeadBytes) {
+      fault("the reply has " + plural(reply_.size(), "byte") + ", not even a head" + ending_words(),
+            "The controller or something between breaks replies off: look at the network, then at the controller.");
+    } else {
+      fault("what came is no reply: its first eight bytes are not a length and the complement of it",
+            "See whether the address and port are those of the controller's host link, and whether something between "
+            "(a gateway, a terminal server) changes the bytes.");
+    }
+  }
+
+  std::string ending_words() const {
+    switch (exchange_.ending) {
+      case Ending::kReset:
+        return ", then the controller reset the connection";
+      case Ending::kClosedByController:
+        return ", then the controller closed the connection";
+      default:
+        return {};
+    }
+  }
+
+  // The number of the earlier exchange of this connection with that head; 0 when there is none.
+  size_t earlier_with(const ReplyHead& head) const {
+    for (size_t i = index_; i-- > 0;) {
+      const plc_sim::ByteView other(exchanges_[i].request_bytes);
+      if (exchanges_[i].connection == exchange_.connection && other.u16(wire::kSequenceAt) == head.sequence &&
+          other.u8(wire::kClassAt) == head.request_class && other.u8(wire::kCommandAt) == head.command) {
+        return i + 1;
+      }
+    }
+    return 0;
+  }
+
+  // False when the rest of the reply says nothing about this request.
+  bool judge_whose_reply(const ReplyHead& head) {
+    const plc_sim::ByteView request(exchange_.request_bytes);
+    const bool same_kind =
+        head.request_class == request.u8(wire::kClassAt) && head.command == request.u8(wire::kCommandAt);
+    const bool same_sequence = head.sequence == request.u16(wire::kSequenceAt);
+    if (same_kind && same_sequence) {
+      return true;
+    }
+    constexpr const char* kLate =
+        "Raise recv_timeout_s (--timeout) above the controller's slowest reply: the driver takes replies by their "
+        "order "
+        "and does not compare sequence numbers.";
+    if (earlier_with(head) != 0) {
+      fault("a stale reply: it belongs to an earlier request (sequence number " + hex_word(head.sequence) + ", class " +
+                "and command " + class_and_command(head.request_class, head.command) + ")",
+            kLate);
+      return false;
+    }
+    if (same_kind) {
+      fault("the reply carries the sequence number " + hex_word(head.sequence) + ", the request " +
+                hex_word(request.u16(wire::kSequenceAt)),
+            kLate);
+      return true;
+    }
+    fault("the reply is one to another request: class and command " +
+              class_and_command(head.request_class, head.command) + " instead of " +
+              class_and_command(request.u8(wire::kClassAt), request.u8(wire::kCommandAt)),
+          kLate);
+    return false;
+  }
+
+  static std::string class_and_command(uint8_t request_class, uint8_t command) {
+    return hex_word((static_cast<unsigned>(request_class) << 8U) | command);
+  }
+
+  void judge_length(const ReplyHead& head) {
+    if (reply_.size() < head.announced) {
+      fault("a short reply: its head announces " + plural(head.announced, "byte") + ", " +
+                std::to_string(reply_.size()) + " came" + ending_words(),
+            "Missing bytes read as 0 or as what was there before: do not trust the value. Look at the network, then at "
+            "the controller.");
+      return;
+    }
+    if (reply_.size() > head.announced) {
+      oddity(plural(reply_.size() - head.announced, "byte") + " more than the reply's head announces came behind it",
+             "They may be taken for the next reply; look for what else writes into the connection.");
+    }
+    const Piece& first = exchange_.pieces.front();
+    if (first.bytes.size() >= head.announced) {
+      return;
+    }
+    const int64_t apart_ns = exchange_.pieces.back().time_ns - first.time_ns;
+    const std::string what = "the reply came in " + plural(exchange_.pieces.size(), "piece") + ", the last one " +
+                             milliseconds(apart_ns) + " after the first";
+    constexpr const char* kAdvice =
+        "The driver takes what one receive delivers, here "
+        "the beginning: look for what splits replies on their way "
+        "(a radio link, a router, a small MTU).";
+    apart_ns >= kApartNs ? fault(what, kAdvice) : oddity(what, kAdvice);
+  }
+
+  void judge_status(const ReplyHead& head) {
+    if (!head.status || *head.status == wire::kStatusDone) {
+      return;
+    }
+    const std::string status = "status " + hex_word(*head.status) + " in bytes 12 and 13";
+    if (exchange_.request.kind == RequestKind::kResolve) {
+      judge_refusal(status);
+      return;
+    }
+    fault("the controller refused the request: " + status,
+          exchange_.request.kind == RequestKind::kRead
+              ? "The handles or the size asked for do not fit the variable: compare the type in the tag file with the "
+                "controller's declaration."
+              : "Compare type, length and write permission of the variable in the controller.");
+  }
+
+  void judge_refusal(const std::string& status) {
+    const std::vector<SentName> names = names_of(exchange_.request);
+    const std::vector<size_t> refused = refused_names(exchange_);
+    std::string listed;
+    constexpr size_t kMostListed = 5;
+    for (size_t i = 0; i < std::min(refused.size(), kMostListed); ++i) {
+      const SentName& name = names[refused[i]];
+      listed += (i == 0 ? "" : ", ") + name.name;
+      listed += name.is_local ? " (scope " + std::to_string(name.program) + ")" : " (global)";
+    }
+    if (refused.size() > kMostListed) {
+      listed += " and " + std::to_string(refused.size() - kMostListed) + " more";
+    }
+    fault("the controller refused " + (listed.empty() ? std::string("the names") : listed) + ": " + status,
+          "No variable of this name in this scope, or not with these subscripts: compare spelling, case, scope and "
+          "array bounds with the controller's own list of variables.");
+  }
+
+  void judge_content() {
+    const plc_sim::Request& request = exchange_.request;
+    if (request.kind == RequestKind::kResolve) {
+      const auto records = records_of(reply_, names_of(request).size());
+      const auto received = static_cast<size_t>(
+          std::count_if(records.begin(), records.end(), [](const NameRecord& record) { return record.is_received; }));
+      if (received < records.size()) {
+        fault("handles for " + std::to_string(received) + " of " + plural(records.size(), "name") + " in the reply",
+              "Ask for fewer elements in one read; handles that were not received read as 0.");
+      }
+    } else if (request.kind == RequestKind::kRead && reply_.size() < wire::kReplyHeadBytes) {
+      fault("the reply has " + plural(reply_.size(), "byte") + ", a value starts behind byte 13",
+            "The controller knows no such variable, or not in this scope.");
+    } else if (request.kind == RequestKind::kRead) {
+      judge_values();
+    }
+  }
+
+  void judge_values() {
+    const size_t wanted = values_bytes(exchange_.request);
+    const size_t announced = std::max(head_of(reply_).announced, wire::kReplyHeadBytes) - wire::kReplyHeadBytes;
+    const size_t came = std::min(announced, reply_.size() - wire::kReplyHeadBytes);
+    if (came < wanted) {
+      fault(
+          "the reply holds " + plural(came, "byte") + " of values, the sizes asked for take " + std::to_string(wanted),
+          "The variable is shorter than the tag file declares it: compare type and length with the controller's "
+          "declaration.");
+    } else if (came > wanted) {
+      oddity(
+          "the reply holds " + plural(came, "byte") + " of values, the sizes asked for take " + std::to_string(wanted),
+          "The variable may be longer than the tag file declares it: compare type and length with the controller's "
+          "declaration.");
+    }
+  }
+
+  const std::vector<Exchange>& exchanges_;
+  const Exchange& exchange_;
+  size_t index_;
+  Bytes reply_;
+  std::string subject_;
+  std::vector<Remark> remarks_;
+};
+
+}  // namespace
+
+std::vector<SentName> names_of(const plc_sim::Request& request) {
+  std::vector<SentName> names;
+  for (const plc_sim::NameBlock& block : request.blocks) {
+    for (const std::u16string& units : block.names) {
+      names.push_back({plc_sim::utf8_from_utf16(units), block.is_local, block.program});
+    }
+  }
+  return names;
+}
+
+std::vector<size_t> refused_names(const Exchange& exchange) {
+  const Bytes reply = exchange.reply();
+  const std::vector<NameRecord> records = records_of(reply, names_of(exchange.request).size());
+  std::vector<size_t> refused;
+  for (size_t i = 0; i < records.size(); ++i) {
+    if (!records[i].is_received || records[i].handle.is_null()) {
+      refused.push_back(i);
+    }
+  }
+  return refused;
+}
+
+std::vector<Remark> judge_exchange(const std::vector<Exchange>& exchanges, size_t index, size_t number) {
+  return Judge(exchanges, index, number).judge();
+}
+
+}  // namespace wire_trace
