@@ -2,8 +2,10 @@
 // and descriptors of the process are watched.
 //
 // endure TRANSFERS LOADS [SEED]   prints its figures; ends with 1 when memory or descriptors grow, and at the first
-// value or reply that may not be, with the exchanges before it
+// value or reply that may not be, with the exchanges before it. SIGTERM makes it come to its end: the figures are those
+// of what was done
 #include <dirent.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -22,6 +24,14 @@ namespace {
 constexpr long kAllowedGrowthPages = 64;  // 256 KiB: what the C library takes for itself now and then
 
 std::FILE* report = nullptr;
+volatile sig_atomic_t is_ending = 0;
+
+void end_on_sigterm() {
+  struct sigaction action = {};
+  action.sa_handler = [](int) { is_ending = 1; };
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGTERM, &action, nullptr);
+}
 
 long resident_pages() {
   long total = 0;
@@ -92,7 +102,7 @@ bool run_transfers(const plc_test::TempDir& folder, uint32_t seed, unsigned long
   Watch watch(transfers);
   unsigned long done = 0;
   bool is_right = true;
-  for (; done < transfers && is_right; ++done) {
+  for (; done < transfers && is_right && is_ending == 0; ++done) {
     is_right = host.run_one();
     constexpr unsigned long kLookEvery = 500;
     watch.look(done, kLookEvery);
@@ -156,15 +166,16 @@ bool Loads::load() {
 bool Loads::run(unsigned long loads) {
   Watch watch(loads);
   unsigned long accepted = 0;
-  for (unsigned long number = 0; number < loads; ++number) {
+  unsigned long number = 0;
+  for (; number < loads && is_ending == 0; ++number) {
     folder_.write(plc_test::EnduranceHost::file_name(), random_file());
     accepted += load() ? 1U : 0U;
     constexpr unsigned long kLookEvery = 100;
     watch.look(number, kLookEvery);
   }
-  std::fprintf(report, "loads: %lu in %.1f s, %lu of them accepted\n", loads, watch.seconds(), accepted);
+  std::fprintf(report, "loads: %lu in %.1f s, %lu of them accepted\n", number, watch.seconds(), accepted);
   watch.print();
-  return watch.is_flat(0) && accepted > 0 && accepted < loads;
+  return watch.is_flat(0) && accepted > 0 && accepted < number;
 }
 
 }  // namespace
@@ -183,11 +194,12 @@ int main(int argc, char** argv) {
   const unsigned long transfers = std::strtoul(argv[1], nullptr, 10);
   const unsigned long loads = std::strtoul(argv[2], nullptr, 10);
   std::fprintf(report, "seed %u\n", seed);
+  end_on_sigterm();
   const plc_test::TempDir folder;
   const plc_test::ScopedWorkingDirectory inside(folder.path());
   const bool transferred = transfers == 0 || run_transfers(folder, seed, transfers);
   std::fflush(report);
-  const bool loaded = loads == 0 || Loads(folder, seed).run(loads);
+  const bool loaded = loads == 0 || is_ending != 0 || Loads(folder, seed).run(loads);
   std::fprintf(report, "%s\n", transferred && loaded ? "flat, and every value right" : "NOT FLAT, or not right");
   std::fclose(report);
   return transferred && loaded ? 0 : 1;

@@ -17,9 +17,12 @@ constexpr uint8_t kClassReset = 0x33;
 constexpr uint8_t kCommandResolve = 0x28;
 constexpr uint8_t kCommandRead = 0x09;
 
-bool is_resolve(const Bytes& request) {
-  return request.size() > kCommandAt && request[kClassAt] == kClassNames && request[kCommandAt] == kCommandResolve;
-}
+bool is_about_names(const Bytes& request) { return request.size() > kCommandAt && request[kClassAt] == kClassNames; }
+
+bool is_resolve(const Bytes& request) { return is_about_names(request) && request[kCommandAt] == kCommandResolve; }
+
+// A connect's, not a transfer's: a transfer that does not fit a frame sends nothing behind it.
+bool is_directory(const Bytes& request) { return is_about_names(request) && request[kCommandAt] != kCommandResolve; }
 
 bool is_write(const Bytes& request) {
   if (request.size() <= kCommandAt) {
@@ -109,7 +112,7 @@ void ReplyOrder::observe(const Exchange& exchange) {
     in_a_row_ = 0;
   }
   check_drain(exchange);
-  ++call_exchanges_;
+  call_exchanges_ += is_directory(exchange.request) ? 0U : 1U;
   if (is_write(exchange.request) && !call_is_own_) {
     wrote_astray_ = true;
     ++figures_.astray;

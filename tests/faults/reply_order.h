@@ -29,7 +29,7 @@ class ReplyOrder {
   bool is_in_step() const { return is_in_step_ && !has_faults_; }
 
   // Of the call since begin_call:
-  // exchanges were made, each in step and answered by its own reply
+  // it made exchanges of its own, and each exchange was in step and answered by its own reply
   bool call_was_in_step() const { return call_exchanges_ > 0 && call_in_step_; }
   // a write carried what another request's reply said
   bool call_wrote_astray() const { return wrote_astray_; }

@@ -69,6 +69,9 @@ class LateReplies : public ProtocolTest {
     }
   }
 
+  // The reply to the next request comes when the driver has gone on.
+  void hold_next_reply() { is_held_ = true; }
+
   size_t owed() const { return owed_.size(); }
 
  private:
@@ -81,12 +84,17 @@ class LateReplies : public ProtocolTest {
       reply.erase(reply.begin(), reply.begin() + kFirstPiece);
     }
     owed_.push_back(reply);
+    if (is_held_) {
+      is_held_ = false;
+      return reply_with({});
+    }
     const Bytes next = owed_.front();
     owed_.pop_front();
     return reply_with(next);
   }
 
   bool is_torn_ = false;
+  bool is_held_ = false;
   std::deque<Bytes> owed_;
 };
 
@@ -133,6 +141,15 @@ TEST_F(LateReplies, DrainThatFindsAllThatIsOwed_PutsTheConnectionInStep) {
   ASSERT_EQ(owed(), 2U);
   wait_for(2);
   EXPECT_EQ(read(kB), value_of('B'));
+  EXPECT_EQ(read(kC), value_of('C'));
+}
+
+TEST_F(LateReplies, DrainThatFindsMoreThan512Bytes_LeavesThisCallBehindAndTheNextOneInStep) {
+  peer_.leave_stale(Bytes(600, 0xEE));
+  hold_next_reply();
+  EXPECT_EQ(read(kB), kFromNames);
+  ASSERT_EQ(owed(), 1U);
+  wait_for(1);
   EXPECT_EQ(read(kC), value_of('C'));
 }
 
