@@ -86,14 +86,16 @@ int32_t measure_file() {
   return position > kLongestFileBytes ? -1 : static_cast<int32_t>(position);
 }
 
-// Reads the block at i * 64. A file that shrank since it was measured reads as zeros; what it gained does not count.
-void read_block() {
+// Reads the block at i * 64; false when the system refuses. A file that shrank since it was measured reads as zeros;
+// what it gained does not count.
+bool read_block() {
   std::memset(x, 0, sizeof x);
   [[maybe_unused]] const size_t got = std::fread(x, 1, kBlockBytes, fp);
   const uint32_t left = static_cast<uint32_t>(len) - static_cast<uint32_t>(i) * kBlockBytes;
   if (left < kBlockBytes) {
     std::memset(reinterpret_cast<unsigned char*>(x) + left, 0, kBlockBytes - left);
   }
+  return std::ferror(fp) == 0;
 }
 
 // Digests the open file into A to D. Returns false when a read failed.
@@ -106,13 +108,12 @@ bool digest_file() {
   flen[1] = static_cast<uint32_t>(len) >> 29;
 
   i = 0;
-  read_block();
-  while (i < len / static_cast<int32_t>(kBlockBytes) && std::ferror(fp) == 0) {
+  if (!read_block()) return false;
+  while (i < len / static_cast<int32_t>(kBlockBytes)) {
     md5();
     ++i;
-    read_block();
+    if (!read_block()) return false;
   }
-  if (std::ferror(fp) != 0) return false;
 
   const uint32_t rest = static_cast<uint32_t>(len) % kBlockBytes;
   reinterpret_cast<unsigned char*>(x)[rest] = 0x80;
