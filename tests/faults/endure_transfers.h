@@ -13,8 +13,8 @@
 
 #include "faults/exchange_tap.h"
 #include "faults/reply_order.h"
-#include "faults/sim_process.h"
 #include "plc_driver.h"
+#include "support/sim_process.h"
 #include "support/temp_dir.h"
 
 namespace plc_test {
@@ -68,7 +68,7 @@ class EnduranceHost {
   void count_misled_read(uint32_t id, const uint8_t* data);
 
   std::mt19937 random_;
-  SimProcess sim_;
+  RunningSim sim_;
   ReplyOrder order_;
   CommSettings settings_{};
   ConnContext conn_{-1, 0, 1, 0, 0};

@@ -8,9 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "faults/sim_process.h"
+#include "faults/lateness_watch.h"
 #include "plc_driver.h"
 #include "support/captured_output.h"
+#include "support/sim_process.h"
 #include "support/temp_dir.h"
 
 namespace plc_test {
@@ -80,7 +81,7 @@ class Network : public ::testing::Test {
 
   TempDir folder_;
   ScopedWorkingDirectory inside_{folder_.path()};
-  SimProcess sim_{PLC_SIM_PROGRAM, {folder_.write("tags.csv", kTags)}};
+  RunningSim sim_{PLC_SIM_PROGRAM, {folder_.write("tags.csv", kTags)}};
   LatenessWatch lateness_;
   CommSettings settings_{};
   ConnContext conn_{-1, 0, 0, 0, 0};

@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "faults/sim_process.h"
+#include "faults/lateness_watch.h"
 #include "plc_driver.h"
 #include "support/captured_output.h"
 

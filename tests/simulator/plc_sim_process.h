@@ -1,40 +1,20 @@
-// A plc-sim as a process of its own, spoken to through its standard streams and its port.
+// The plc-sim of this build as a process of its own, and what a test needs to speak to its port.
 #pragma once
-
-#include <sys/types.h>
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "simulator/wire.h"
+#include "support/sim_process.h"
 
 namespace plc_sim::test {
 
-class PlcSimProcess {
+// The plc-sim of this build; its standard error is kept.
+class PlcSimProcess : public plc_test::SimProcess {
  public:
   explicit PlcSimProcess(const std::vector<std::string>& arguments);
-  ~PlcSimProcess();
-  PlcSimProcess(const PlcSimProcess&) = delete;
-  PlcSimProcess& operator=(const PlcSimProcess&) = delete;
-
-  std::string read_line();
-  // From the line "... http://127.0.0.1:PORT/" or "listening on 127.0.0.1:PORT"; 0 when there is none.
-  static uint16_t port_in(const std::string& line);
-  // The answer to a command up to its "ok" or error line.
-  std::string command(const std::string& line);
-  void close_input();
-  // Closes the input and waits for the end; the exit code.
-  int finish();
-  std::string errors();
-
- private:
-  pid_t pid_ = -1;
-  int input_ = -1;
-  int output_ = -1;
-  int errors_ = -1;
-  std::string unread_;
-  std::string error_text_;
 };
 
 // A blocking connection to a port of this machine.

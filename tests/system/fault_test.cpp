@@ -47,7 +47,7 @@ TEST_P(EveryFault, HappensAndIsRecoveredFrom) {
   const std::vector<uint8_t> value = data;
   panel.take_printed();
 
-  simulator.ask(fault.command);
+  simulator.tell(fault.command);
   const uint32_t result = panel.read(0, 0, 1, &data);
   const std::string printed = panel.take_printed();
   EXPECT_EQ(simulator.count(std::string("fault.") + fault.name), 1U);
@@ -56,7 +56,7 @@ TEST_P(EveryFault, HappensAndIsRecoveredFrom) {
     EXPECT_EQ(printed, fault.printed);
   }
 
-  simulator.ask("fault clear");
+  simulator.tell("fault clear");
   uint32_t failures = 0;
   while (failures < fault.failures && (panel.read(0, 0, 1, &data) != 0 || data != value)) ++failures;
   EXPECT_EQ(panel.read(0, 0, 1, &data), 0U);
@@ -77,11 +77,11 @@ TEST(Connecting, TakesNoLongerThanThirtyMillisecondsAndSucceedsOnceTheController
   panel.use_port(simulator.port());
   panel.take_printed();
   std::vector<uint8_t> data;
-  simulator.ask("fault refuse-accept");
+  simulator.tell("fault refuse-accept");
   EXPECT_EQ(panel.read(0, 0, 1, &data), 2U);
   EXPECT_EQ(panel.take_printed(), "server ip = 127.0.0.1\r\nselect time out \r\nsend error\nev_plc_read init fail\r\n");
   EXPECT_GE(simulator.count("fault.refuse-accept"), 1U);
-  simulator.ask("fault clear");
+  simulator.tell("fault clear");
   EXPECT_EQ(panel.read(0, 0, 1, &data), 0U);
 }
 
@@ -91,10 +91,10 @@ TEST(Connecting, AControllerThatIsGoneGivesThreeAndIsFoundAgainWhenItIsBack) {
   panel.use_port(simulator.port());
   std::vector<uint8_t> data;
   ASSERT_EQ(panel.read(0, 0, 1, &data), 0U);
-  simulator.ask("fault gone");
+  simulator.tell("fault gone");
   EXPECT_EQ(panel.read(0, 0, 1, &data), 3U);
   EXPECT_EQ(panel.read(0, 0, 1, &data), 3U) << "a refused connect counts as connected";
-  simulator.ask("fault clear");
+  simulator.tell("fault clear");
   EXPECT_EQ(panel.read(0, 0, 1, &data), 0U);
 }
 
