@@ -16,9 +16,9 @@ constexpr size_t kMostErrors = 5;
 // A tag file that cannot be used is an answer too.
 int explain_tag_file(const HostError& error, DriverOutput& output, WhyReport& report) {
   for (const std::string& line : output.take_lines()) report.driver_lines.push_back(line);
-  report.fault(error.what(),
-               "The driver looks in the host's working directory for PLC<address in hexadecimal>_<area>.csv: plc-host "
-               "check FILE --address ADDRESS.");
+  report.fault(error.what(), report.source ? "plc-host check FILE names each line that the driver cannot use."
+                                           : "The driver looks in the host's working directory for PLC<address in "
+                                             "hexadecimal>_<area>.csv: plc-host check FILE --address ADDRESS.");
   if (report.source) {
     for (const TagSource::Remark& remark : report.source->errors(kMostErrors)) report.fault(remark.text, remark.advice);
   }

@@ -40,7 +40,8 @@ size_t edit_distance(const std::string& a, const std::string& b, size_t most) {
 
 std::vector<std::string> near_names(std::string_view wanted, const std::vector<std::string>& candidates) {
   const std::string lower = lower_case(wanted);
-  const size_t most = std::max<size_t>(1, wanted.size() / 3);
+  // Two characters are a swapped pair; in the shortest names they would be anything.
+  const size_t most = wanted.size() < 4 ? 1 : std::max<size_t>(2, wanted.size() / 3);
   std::vector<std::pair<size_t, std::string>> near;
   for (const std::string& candidate : candidates) {
     if (candidate == wanted) continue;

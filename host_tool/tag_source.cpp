@@ -53,9 +53,8 @@ std::vector<TagSource::Remark> TagSource::remarks(const Wanted& wanted) const {
   for (const tag_check::Finding& finding : tag_check::check_text(path_, file_.text, {})) {
     const tag_check::Rule& rule = tag_check::rule_of(finding.rule);
     if (rule.severity == tag_check::Severity::kInfo || !wanted(finding, rule)) continue;
-    found.push_back({"line " + std::to_string(finding.line) + ", " + finding.rule + ": " + finding.message + ". " +
-                         rule.explanation,
-                     rule.suggestion});
+    found.push_back(
+        {"line " + std::to_string(finding.line) + ", " + finding.rule + ": " + finding.message, rule.suggestion});
   }
   return found;
 }

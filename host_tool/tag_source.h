@@ -33,7 +33,7 @@ class TagSource {
   // The dropped piece that declares this name; null when none does.
   const tag_check::DroppedPiece* dropped_declaration(const std::string& name) const;
 
-  // What the checker says of a line, as "T071 ...: message"; errors and warnings, with what to do.
+  // What the checker says of a line, as "line 3, T071: ..."; errors and warnings, with what to do.
   struct Remark {
     std::string text;
     std::string advice;
@@ -41,7 +41,7 @@ class TagSource {
   std::vector<Remark> remarks_on(uint32_t line) const;
   // What it says of lines before this one that moves the record numbers of all behind it.
   std::vector<Remark> shifts_before(uint32_t line) const;
-  // Its errors, most of them at most.
+  // The errors that it finds in the file, so many at most.
   std::vector<Remark> errors(size_t most) const;
 
  private:

@@ -238,8 +238,9 @@ int follow_capture(const HostOptions& options, DriverOutput& output, WhyReport& 
   report.road = shown.road;
   take_value(shown, reference, report);
   find_record_faults(report);
+  find_opening_faults(report);
   find_scope_faults(report);
-  find_wire_faults(report);
+  find_transfer_faults(report);
   return report.has_fault() ? kExitTagFailed : kExitOk;
 }
 

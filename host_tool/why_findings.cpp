@@ -24,8 +24,13 @@ std::string bare_name(const std::string& name) {
   return slash == std::string::npos ? bare : bare.substr(slash + 1);
 }
 
-bool has_record_called(const TagList& tags, const std::string& name) {
-  return std::any_of(tags.tags.begin(), tags.tags.end(), [&name](const Tag& tag) { return tag.name == name; });
+// The first record of this name, its subscripts and its scope apart.
+std::optional<size_t> position_of(const TagList& tags, const std::string& name) {
+  const std::string bare = bare_name(name);
+  for (size_t i = 0; i < tags.tags.size(); ++i) {
+    if (tags.tags[i].name == bare || tags.tags[i].name == name) return i;
+  }
+  return std::nullopt;
 }
 
 std::vector<std::string> names_in(const TagList& tags) {
@@ -131,6 +136,17 @@ void check_readable(WhyReport& report) {
   }
 }
 
+void find_wire_faults(bool opening, WhyReport& report) {
+  for (size_t i = 0; i < report.road.size(); ++i) {
+    const plc_sim::RequestKind kind = report.exchanges[report.road[i]].request.kind;
+    const bool opens = kind == plc_sim::RequestKind::kDirectoryStart || kind == plc_sim::RequestKind::kDirectory;
+    if (opens != opening) continue;
+    for (const wire_trace::Remark& remark : wire_trace::judge_exchange(report.exchanges, report.road[i], i + 1)) {
+      report.findings.push_back({remark.what, remark.advice, remark.is_fault});
+    }
+  }
+}
+
 }  // namespace
 
 bool WhyReport::has_fault() const {
@@ -141,13 +157,12 @@ void find_name_faults(const std::string& name, const std::string& reason, WhyRep
   const std::string bare = bare_name(name);
   const tag_check::DroppedPiece* dropped = report.source ? report.source->dropped_declaration(bare) : nullptr;
   if (dropped != nullptr) return find_dropped_declaration(bare, *dropped, report);
-  std::string advice = "List what can be asked for: plc-host tags FILE.";
-  if (has_record_called(report.tags, bare)) {
-    const bool other_scope = name.find('/') != std::string::npos && name.find('[') == std::string::npos;
-    advice = other_scope ? "Leave the scope out, or write the one of the tag file." : "Write the name as declared.";
-  }
+  report.position = position_of(report.tags, name);
   const std::vector<std::string> near = near_names(bare, names_in(report.tags));
-  if (!has_record_called(report.tags, bare) && !near.empty()) {
+  std::string advice = "List what can be asked for: plc-host tags FILE.";
+  if (report.position) {
+    advice = "Write scope, name and subscripts as the tag line declares them.";
+  } else if (!near.empty()) {
     advice = "Did you mean " + joined_with_or(near) + "? Letter case counts.";
   }
   report.fault(name + ": " + reason, advice);
@@ -208,19 +223,18 @@ void find_scope_faults(WhyReport& report) {
   }
 }
 
-void find_wire_faults(WhyReport& report) {
-  for (size_t i = 0; i < report.road.size(); ++i) {
-    for (const wire_trace::Remark& remark : wire_trace::judge_exchange(report.exchanges, report.road[i], i + 1)) {
-      report.findings.push_back({remark.what, remark.advice, remark.is_fault});
-    }
-  }
-}
+void find_opening_faults(WhyReport& report) { find_wire_faults(true, report); }
+
+void find_transfer_faults(WhyReport& report) { find_wire_faults(false, report); }
 
 void find_driver_faults(WhyReport& report) {
+  // A cause that was seen on the wire goes before what the driver made of it.
+  const bool is_known = report.has_fault();
   for (const std::string& line : report.driver_lines) {
     const LineMeaning* meaning = meaning_of_line(line);
     if (meaning == nullptr) continue;
-    report.fault("the driver printed " + quote_text(line) + ": " + meaning->meaning, meaning->advice);
+    const std::string what = "the driver printed " + quote_text(line) + ": " + meaning->meaning;
+    report.findings.push_back({what, meaning->advice, !is_known});
   }
   if (report.code && *report.code != PLC_OK && !report.has_fault()) {
     report.fault("the driver's read ended with: " + code_text(*report.code),

@@ -20,8 +20,9 @@ void find_record_faults(WhyReport& report);
 // The scope of a local variable against the controller's directory. Fills programs and sent_scope from the road.
 void find_scope_faults(WhyReport& report);
 
-// Every exchange of the road.
-void find_wire_faults(WhyReport& report);
+// The exchanges that opened the connection, and those behind them.
+void find_opening_faults(WhyReport& report);
+void find_transfer_faults(WhyReport& report);
 
 // What the driver printed, and what it returned.
 void find_driver_faults(WhyReport& report);

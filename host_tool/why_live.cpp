@@ -2,6 +2,7 @@
 #include "why_live.h"
 
 #include <cstdio>
+#include <filesystem>
 
 #include "exit_codes.h"
 #include "host.h"
@@ -16,7 +17,7 @@ namespace plc_host {
 namespace {
 
 constexpr uint32_t kLoopbackAddress = 0x7F000001;
-constexpr int kReachPatienceMs = 1000;
+constexpr int kReachPatienceMs = 2500;
 constexpr int64_t kDriverPatienceNs = 30000000;  // the driver waits so long for a connection
 constexpr int kQuietMs = 20;
 constexpr int kRestQuietMs = 400;  // for the rest of a reply that came in part
@@ -40,6 +41,8 @@ class Route {
 
   const Target& controller() const { return controller_; }
   wire_trace::RecordingRelay* relay() { return relay_.get(); }
+
+  bool has_failed() const { return !reach_.problem.empty(); }
 
   void find_faults(WhyReport& report) const {
     const std::string where = target_text(controller_);
@@ -107,14 +110,14 @@ TagResult transfer(const HostOptions& options, Host& host, const std::optional<T
   return read_tag(host.session(), *reference);
 }
 
-void record_road(Route& route, const HostOptions& options, WhyReport& report) {
+void record_road(Route& route, const std::string& pcap_file, WhyReport& report) {
   if (route.relay() == nullptr) return;
   const wire_trace::Recording recording = take_recording(*route.relay());
   report.exchanges = wire_trace::find_exchanges(recording);
   for (size_t i = 0; i < report.exchanges.size(); ++i) report.road.push_back(i);
-  if (options.pcap_file.empty()) return;
-  const std::string problem = wire_trace::write_recording(recording, route.controller().tcp_port, options.pcap_file);
-  if (!problem.empty()) throw HostError(kExitUsage, "cannot write " + options.pcap_file + ": " + problem);
+  if (pcap_file.empty()) return;
+  const std::string problem = wire_trace::write_recording(recording, route.controller().tcp_port, pcap_file);
+  if (!problem.empty()) throw HostError(kExitUsage, "cannot write " + pcap_file + ": " + problem);
 }
 
 std::string path_of_tag_file(const HostOptions& options, const Target& controller) {
@@ -157,15 +160,14 @@ std::optional<TagReference> look_up(const HostOptions& options, WhyReport& repor
 
 int follow_live(const HostOptions& options, DriverOutput& output, WhyReport& report) {
   Route route;
-  // Opened before the host changes the working directory.
-  std::string tag_file;
+  // The host changes the working directory.
+  const std::string pcap_file =
+      options.pcap_file.empty() ? "" : std::filesystem::absolute(options.pcap_file).lexically_normal().string();
   Host host(options, output, [&](const Target& controller) {
-    const Target target = route.choose(controller);
-    tag_file = path_of_tag_file(options, controller);
-    report.source = std::make_unique<TagSource>(tag_file);
-    return target;
+    report.from = target_text(controller);
+    report.source = std::make_unique<TagSource>(path_of_tag_file(options, controller));
+    return route.choose(controller);
   });
-  report.from = target_text(route.controller());
   report.tags = host.tags();
   const std::optional<TagReference> reference = look_up(options, report);
   const bool can_ask = options.by_id || (reference && !report.calls.empty());
@@ -177,17 +179,18 @@ int follow_live(const HostOptions& options, DriverOutput& output, WhyReport& rep
     take_result(result, report);
     route.find_faults(report);
   }
-  record_road(route, options, report);
+  record_road(route, pcap_file, report);
   find_record_faults(report);
   if (options.by_id && report.line && report.source) {
     for (const TagSource::Remark& remark : report.source->shifts_before(report.line->number)) {
       report.remark(remark.text, remark.advice);
     }
   }
+  find_opening_faults(report);
   find_scope_faults(report);
-  find_wire_faults(report);
+  find_transfer_faults(report);
   find_driver_faults(report);
-  const bool unconnected = can_ask && !result.ok() && result.connection_lost;
+  const bool unconnected = can_ask && !result.ok() && (route.has_failed() || result.code == PLC_NO_CONNECT);
   const int code = unconnected ? kExitNoConnection : report.has_fault() ? kExitTagFailed : kExitOk;
   return host.finish(stop_requested() ? kExitInterrupted : code);
 }

@@ -182,19 +182,21 @@ void print_findings(FILE* file, const WhyReport& report) {
 }  // namespace
 
 void write_why_text(FILE* file, const WhyReport& report) {
-  print(file, report.asked + " from " + report.from + "\n\n");
+  print(file, report.asked + " from " + report.from + "\n");
+  if (report.tag() != nullptr || report.programs) print(file, "\n");
   print_tag(file, report);
   print_directory(file, report);
   if (report.times_asked > 0) {
     print_row(file, "asked for",
-              std::to_string(report.times_asked) + " times, " + std::to_string(report.times_wrong) + " with a fault");
+              std::to_string(report.times_asked) + (report.times_asked == 1 ? " time, " : " times, ") +
+                  std::to_string(report.times_wrong) + " with a fault");
   }
   print_exchanges(file, report);
   print_replies(file, report);
   print_driver(file, report);
   if (!report.value.empty()) {
     print(file, "\n");
-    print_row(file, "value", report.value);
+    print_row(file, "value", report.value + (report.has_fault() ? "  (not to be trusted)" : ""));
   }
   print_findings(file, report);
 }

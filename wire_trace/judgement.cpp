@@ -18,6 +18,10 @@ namespace {
 constexpr int64_t kNsPerMs = 1000000;
 constexpr int64_t kApartNs = kNsPerMs;  // pieces this far apart do not come with one receive
 
+constexpr const char* kSplitAdvice =
+    "The driver takes what one receive delivers: look for what splits replies on their way (a radio link, a router, a "
+    "small MTU).";
+
 std::string milliseconds(int64_t ns) {
   char text[32];
   std::snprintf(text, sizeof text, "%.1f ms", static_cast<double>(ns) / static_cast<double>(kNsPerMs));
@@ -56,9 +60,11 @@ class Judge {
     if (!judge_whose_reply(head)) {
       return remarks_;
     }
-    judge_length(head);
+    const bool is_whole = judge_length(head);
     judge_status(head);
-    judge_content();
+    if (is_whole) {
+      judge_content();
+    }
     return remarks_;
   }
 
@@ -106,13 +112,33 @@ class Judge {
     return std::string::npos;
   }
 
+  // Bytes that the reply before this one was short of.
+  size_t missing_before() const {
+    for (size_t i = index_; i-- > 0;) {
+      if (exchanges_[i].connection != exchange_.connection) {
+        continue;
+      }
+      const Bytes before = exchanges_[i].reply();
+      const ReplyHead head = head_of(before);
+      return head.is_reply && head.announced > before.size() ? head.announced - before.size() : 0;
+    }
+    return 0;
+  }
+
   void judge_foreign_bytes() {
+    constexpr size_t kLengthBytes = 8;
     const size_t own = find_own_reply();
-    if (own != std::string::npos) {
+    const plc_sim::ByteView view(reply_);
+    const bool may_be_head = view.size() < kLengthBytes || view.u32(4) == ~view.u32(0);
+    if (own != std::string::npos && own == missing_before()) {
+      fault("the rest of the reply before it, " + plural(own, "byte") +
+                ", came first, and the driver takes it for the " + "reply",
+            kSplitAdvice);
+    } else if (own != std::string::npos) {
       fault(plural(own, "byte") + " that belong to nothing came before the reply, and the driver takes them for it",
             "Something else writes into the connection, or an older reply was longer than it said: capture the "
             "controller's port (tcpdump) and look there.");
-    } else if (reply_.size() < wire::kHeadBytes) {
+    } else if (reply_.size() < wire::kHeadBytes && may_be_head) {
       fault("the reply has " + plural(reply_.size(), "byte") + ", not even a head" + ending_words(),
             "The controller or something between breaks replies off: look at the network, then at the controller.");
     } else {
@@ -181,13 +207,14 @@ class Judge {
     return hex_word((static_cast<unsigned>(request_class) << 8U) | command);
   }
 
-  void judge_length(const ReplyHead& head) {
+  // False when the reply ends before it should.
+  bool judge_length(const ReplyHead& head) {
     if (reply_.size() < head.announced) {
       fault("a short reply: its head announces " + plural(head.announced, "byte") + ", " +
                 std::to_string(reply_.size()) + " came" + ending_words(),
             "Missing bytes read as 0 or as what was there before: do not trust the value. Look at the network, then at "
             "the controller.");
-      return;
+      return false;
     }
     if (reply_.size() > head.announced) {
       oddity(plural(reply_.size() - head.announced, "byte") + " more than the reply's head announces came behind it",
@@ -195,16 +222,13 @@ class Judge {
     }
     const Piece& first = exchange_.pieces.front();
     if (first.bytes.size() >= head.announced) {
-      return;
+      return true;
     }
     const int64_t apart_ns = exchange_.pieces.back().time_ns - first.time_ns;
     const std::string what = "the reply came in " + plural(exchange_.pieces.size(), "piece") + ", the last one " +
                              milliseconds(apart_ns) + " after the first";
-    constexpr const char* kAdvice =
-        "The driver takes what one receive delivers, here "
-        "the beginning: look for what splits replies on their way "
-        "(a radio link, a router, a small MTU).";
-    apart_ns >= kApartNs ? fault(what, kAdvice) : oddity(what, kAdvice);
+    apart_ns >= kApartNs ? fault(what, kSplitAdvice) : oddity(what, kSplitAdvice);
+    return true;
   }
 
   void judge_status(const ReplyHead& head) {
@@ -216,11 +240,26 @@ class Judge {
       judge_refusal(status);
       return;
     }
+    if (exchange_.request.kind == RequestKind::kRead && were_names_refused()) {
+      return;  // a consequence
+    }
     fault("the controller refused the request: " + status,
           exchange_.request.kind == RequestKind::kRead
               ? "The handles or the size asked for do not fit the variable: compare the type in the tag file with the "
                 "controller's declaration."
               : "Compare type, length and write permission of the variable in the controller.");
+  }
+
+  // Whether the names that this request rests on were refused.
+  bool were_names_refused() const {
+    for (size_t i = index_; i-- > 0;) {
+      const Exchange& before = exchanges_[i];
+      if (before.connection == exchange_.connection && before.request.kind == RequestKind::kResolve) {
+        const ReplyHead head = head_of(before.reply());
+        return head.is_reply && head.status && *head.status != wire::kStatusDone;
+      }
+    }
+    return false;
   }
 
   void judge_refusal(const std::string& status) {
