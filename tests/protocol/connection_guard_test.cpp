@@ -30,5 +30,13 @@ TEST_F(ConnectionGuard, EmptyRequest_IsSentWithoutAnError) {
   EXPECT_EQ(conn_.socket_fd, ScriptedSocket::kDescriptor);
 }
 
+TEST_F(ConnectionGuard, EmptyRequest_IsAnsweredLikeAnyOther) {
+  peer_.answer(Bytes{1, 2});
+  GuardedBuffer reply(4096);
+  int32_t length = 0;
+  EXPECT_EQ(TransRecvSockBuff(kRequest, 0, reply.data(), &length, &conn_), 0);
+  EXPECT_EQ(length, 2);
+}
+
 }  // namespace
 }  // namespace plc_test

@@ -62,6 +62,27 @@ TEST_F(ReadPlan, FourNeighbours_AreOneItemAndOneRun) {
   EXPECT_EQ(plc::reg_init_num, 4U);
 }
 
+TEST_F(ReadPlan, SlotsBehindTheGivenOnes_AreNoNeighbours) {
+  use_tags({word_array()});
+  classify({{0, 0}, {0, 1}, {0, 2}});
+  for (auto& slot : plc::OMRON_TEMP) slot.run = 1;
+  Reg_Classify_Sort(&loaded_table(), 2);
+  EXPECT_EQ(runs(3), (Numbers{2, 1, 1}));
+  EXPECT_EQ(plc::reg_interact_num, 1U);
+}
+
+// Only the items of this classification are known ones.
+TEST_F(ReadPlan, ItemOfAnEarlierClassification_IsMadeAnew) {
+  use_tags({word_array()});
+  classify({{0, 7}});
+  EXPECT_EQ(plc::INIT_TAG[0].element, 7);
+  plc::OMRON_TEMP[0] = {};
+  plc::OMRON_TEMP[0].element = 9;
+  plc::OMRON_TEMP[0].run = 1;
+  Reg_Classify_Sort(&loaded_table(), 1);
+  EXPECT_EQ(plc::INIT_TAG[0].element, 9);
+}
+
 TEST_F(ReadPlan, SixtyNeighbours_MakeOneItemAndTwoRuns) {
   use_tags({word_array()});
   classify([] {
