@@ -35,8 +35,7 @@ class EnduranceHost {
   void print_figures(std::FILE* out);
   // The first thing that may not be, with the exchanges before it.
   void print_error(std::FILE* out) const;
-  // That things happened in this run, and that plc-sim found no fault with the requests in step.
-  bool is_plausible();
+  bool is_plausible() const;  // that things happened in this run
 
  private:
   static void on_exchange(void* host, const Exchange& exchange);

@@ -13,7 +13,7 @@
 namespace plc_test {
 namespace {
 
-constexpr size_t kKeptLines = 160;
+constexpr size_t kKeptLines = 320;
 constexpr size_t kNoteBytes = 200;
 constexpr size_t kHeadBytes = 12;
 constexpr size_t kSequenceAt = 8;

@@ -50,6 +50,18 @@ TEST(Framing, LongText_EndsByItsCountOfUnits) {
   }
 }
 
+// The request behind it is as long as 256 units: together they could pass for one long text.
+TEST(Framing, WriteWithARequestOf512BytesBehindIt_EndsWhereItsLengthSays) {
+  const Bytes write = hex("00 00 00 0E FF FF FF F1 00 01 1E 01 00 06 00 00 00 01 00 00 80 00 12 34");
+  Bytes both = write;
+  const Bytes next = hex("00 00 01 F6 FF FF FE 09 00 02 0C 28 00 01 00 00 00 01 00 F6");
+  both.insert(both.end(), next.begin(), next.end());
+  both.resize(write.size() + 512, 0x41);
+  EXPECT_EQ(find_frame_end(both, false).bytes, write.size());
+  both.insert(both.end(), next.begin(), next.end());
+  EXPECT_EQ(find_frame_end(both, false).bytes, write.size());
+}
+
 TEST(Framing, ShortenedRequestWithTheNextBehindIt_EndsAtItsOwnSize) {
   const std::string next = " 00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00";
   EXPECT_EQ(find_frame_end(hex("00 00 00 06 FF FF FF F9 00 01 00 01 11 00 00" + next), false).bytes, 15U);
