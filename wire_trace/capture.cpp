@@ -7,6 +7,7 @@
 #include "simulator/pcap_streams.h"
 #include "simulator/pcap_writer.h"
 #include "simulator/request.h"
+#include "wire_trace/reply_parts.h"
 
 namespace wire_trace {
 namespace {
@@ -14,11 +15,16 @@ namespace {
 using plc_sim::TcpEvent;
 using plc_sim::TcpStream;
 
+// A length with its complement, and a class and command of this protocol.
+bool is_of_this_protocol(const Bytes& bytes) {
+  return head_of(bytes).is_reply && plc_sim::kind_of(bytes) != plc_sim::RequestKind::kUnknown;
+}
+
 // Whether bytes are a request in every respect; a reply to a short one can be.
 bool is_request(const Bytes& bytes) {
   plc_sim::Findings findings;
-  const plc_sim::Request request = plc_sim::parse_request(bytes, findings);
-  return findings.violations.empty() && request.kind != plc_sim::RequestKind::kUnknown;
+  plc_sim::parse_request(bytes, findings);
+  return findings.violations.empty();
 }
 
 // Whether the side that sent the first packet is the host; nothing when the stream is of another protocol.
@@ -29,14 +35,16 @@ std::optional<bool> is_first_the_host(const TcpStream& stream, uint16_t controll
     }
     return stream.first_port == controller_port ? std::optional<bool>(false) : std::nullopt;
   }
+  bool is_spoken = false;
   size_t requests_of_first = 0;
   size_t requests_of_second = 0;
   for (const TcpEvent& event : stream.events) {
-    if (event.kind == TcpEvent::Kind::kBytes && is_request(event.bytes)) {
-      ++(event.from_first ? requests_of_first : requests_of_second);
+    if (event.kind == TcpEvent::Kind::kBytes && is_of_this_protocol(event.bytes)) {
+      is_spoken = true;
+      (event.from_first ? requests_of_first : requests_of_second) += is_request(event.bytes) ? 1U : 0U;
     }
   }
-  if (requests_of_first + requests_of_second == 0) {
+  if (!is_spoken) {
     return std::nullopt;
   }
   if (stream.first_opened || stream.second_opened) {

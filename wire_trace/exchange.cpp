@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "simulator/framing.h"
+#include "wire_trace/reply_parts.h"
 
 namespace wire_trace {
 namespace {
@@ -13,7 +14,8 @@ using plc_sim::FrameEnd;
 // Walks the events of one connection.
 class Cutter {
  public:
-  Cutter(size_t connection, std::vector<Exchange>& exchanges) : connection_(connection), exchanges_(exchanges) {}
+  Cutter(size_t connection, std::vector<Exchange>& exchanges)
+      : connection_(connection), exchanges_(exchanges), burst_(exchanges.size()) {}
 
   void add(const TrafficEvent& event) {
     if (event.from_host && event.kind == TrafficEvent::Kind::kBytes) {
@@ -30,7 +32,8 @@ class Cutter {
     }
     Exchange& exchange = exchanges_[current_];
     if (event.kind == TrafficEvent::Kind::kBytes) {
-      exchange.pieces.push_back({event.time_ns, event.bytes});
+      hand_out(event.time_ns, event.bytes);
+      burst_ = exchanges_.size();
     } else if (exchange.ending == Ending::kNone) {
       exchange.ending = ending_of(event);
       exchange.ending_ns = event.time_ns;
@@ -49,6 +52,19 @@ class Cutter {
     return event.kind == TrafficEvent::Kind::kReset ? Ending::kReset : Ending::kClosedByController;
   }
 
+  // Requests that were sent without waiting for a reply get the replies that name them; the last one gets the rest.
+  void hand_out(int64_t time_ns, Bytes bytes) {
+    for (size_t i = burst_; i < current_; ++i) {
+      const ReplyHead head = head_of(bytes);
+      if (head.is_reply && answers(head, exchanges_[i]) && head.announced < bytes.size()) {
+        const auto behind = bytes.begin() + static_cast<std::ptrdiff_t>(head.announced);
+        exchanges_[i].pieces.push_back({time_ns, Bytes(bytes.begin(), behind)});
+        bytes.erase(bytes.begin(), behind);
+      }
+    }
+    exchanges_[current_].pieces.push_back({time_ns, std::move(bytes)});
+  }
+
   void cut(bool is_quiet) {
     while (!pending_.empty()) {
       const FrameEnd end = plc_sim::find_frame_end(pending_, is_quiet);
@@ -62,6 +78,7 @@ class Cutter {
       exchange.request_bytes.assign(pending_.begin(), behind);
       plc_sim::Findings form;
       exchange.request = plc_sim::parse_request(exchange.request_bytes, form);
+      exchange.oddities = std::move(form.violations);
       pending_.erase(pending_.begin(), behind);
       current_ = exchanges_.size();
       exchanges_.push_back(std::move(exchange));
@@ -73,6 +90,7 @@ class Cutter {
   Bytes pending_;
   int64_t pending_ns_ = 0;
   size_t current_ = kNothing;
+  size_t burst_ = 0;  // the first request since the controller spoke
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "simulator/request.h"
@@ -25,6 +26,7 @@ struct Exchange {
   int64_t request_ns = 0;
   Bytes request_bytes;
   plc_sim::Request request;
+  std::vector<std::string> oddities;  // of the request's own form; the driver sends none
   std::vector<Piece> pieces;
   Ending ending = Ending::kNone;
   int64_t ending_ns = 0;

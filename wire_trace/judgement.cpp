@@ -48,6 +48,11 @@ class Judge {
   }
 
   std::vector<Remark> judge() {
+    for (const std::string& oddity : exchange_.oddities) {
+      fault("the request is not one that the driver sends: " + oddity,
+            "See whether another program talks to the controller, and whether the capture holds every packet.");
+    }
+    judge_handles();
     if (!exchange_.is_answered()) {
       judge_silence();
       return remarks_;
@@ -173,13 +178,12 @@ class Judge {
 
   // False when the rest of the reply says nothing about this request.
   bool judge_whose_reply(const ReplyHead& head) {
+    if (answers(head, exchange_)) {
+      return true;
+    }
     const plc_sim::ByteView request(exchange_.request_bytes);
     const bool same_kind =
         head.request_class == request.u8(wire::kClassAt) && head.command == request.u8(wire::kCommandAt);
-    const bool same_sequence = head.sequence == request.u16(wire::kSequenceAt);
-    if (same_kind && same_sequence) {
-      return true;
-    }
     constexpr const char* kLate =
         "Raise recv_timeout_s (--timeout) above the controller's slowest reply: the driver takes replies by their "
         "order "
@@ -250,16 +254,51 @@ class Judge {
               : "Compare type, length and write permission of the variable in the controller.");
   }
 
-  // Whether the names that this request rests on were refused.
-  bool were_names_refused() const {
+  // The request for names that this one rests on; null when there is none.
+  const Exchange* names_before() const {
     for (size_t i = index_; i-- > 0;) {
       const Exchange& before = exchanges_[i];
       if (before.connection == exchange_.connection && before.request.kind == RequestKind::kResolve) {
-        const ReplyHead head = head_of(before.reply());
-        return head.is_reply && head.status && *head.status != wire::kStatusDone;
+        return &before;
       }
     }
-    return false;
+    return nullptr;
+  }
+
+  bool were_names_refused() const {
+    const Exchange* names = names_before();
+    const ReplyHead head = names != nullptr ? head_of(names->reply()) : ReplyHead();
+    return head.is_reply && head.status && *head.status != wire::kStatusDone;
+  }
+
+  // Values must be asked for by the handles that the names were given.
+  void judge_handles() {
+    constexpr uint32_t kBitNumberMask = 0x0F;
+    constexpr uint32_t kLowHalf = 0xFFFF;
+    const Exchange* names = exchange_.request.kind == RequestKind::kRead ? names_before() : nullptr;
+    if (names == nullptr || !names->is_answered()) {
+      return;
+    }
+    const Bytes reply = names->pieces.front().bytes;
+    const ReplyHead head = head_of(reply);
+    if (!head.is_reply || !answers(head, *names) || reply.size() < head.announced) {
+      return;  // what is wrong with that reply explains the handles too
+    }
+    const auto records = records_of(reply, names_of(names->request).size());
+    const auto& references = exchange_.request.references;
+    for (size_t i = 0; i < std::min(records.size(), references.size()); ++i) {
+      const plc_sim::Handle& given = records[i].handle;
+      // A bit's whole word, or the two bytes that bits of arrays with a '.' in their names carry.
+      const uint32_t asked = references[i].handle.address;
+      const bool fits =
+          asked == given.address || asked == (given.address & ~kBitNumberMask) || asked == (given.address & kLowHalf);
+      if (references[i].handle.area != given.area || !fits) {
+        fault("value " + std::to_string(i + 1) + " is asked for at " + handle_text(references[i].handle) +
+                  ", its name was given " + handle_text(given),
+              "The driver took other bytes for the reply to its names: see what is said of that reply.");
+        return;
+      }
+    }
   }
 
   void judge_refusal(const std::string& status) {

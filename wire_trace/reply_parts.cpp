@@ -27,6 +27,12 @@ ReplyHead head_of(const Bytes& reply) {
   return head;
 }
 
+bool answers(const ReplyHead& head, const Exchange& exchange) {
+  const ByteView request(exchange.request_bytes);
+  return head.sequence == request.u16(wire::kSequenceAt) && head.request_class == request.u8(wire::kClassAt) &&
+         head.command == request.u8(wire::kCommandAt);
+}
+
 std::vector<Program> programs_of(const Bytes& reply) {
   constexpr size_t kCountAt = 14;
   constexpr size_t kRecordHeadBytes = 5;

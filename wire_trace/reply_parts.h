@@ -24,6 +24,9 @@ struct ReplyHead {
 
 ReplyHead head_of(const Bytes& reply);
 
+// Whether the head carries the sequence number, the class and the command of the request.
+bool answers(const ReplyHead& head, const Exchange& exchange);
+
 struct Program {
   uint8_t number;
   std::string name;
