@@ -193,9 +193,10 @@ void explain_absence(const Wanted& wanted, WhyReport& report) {
     return;
   }
   const std::vector<std::string> near = near_names(name, others);
-  report.fault(
-      "nobody asked for " + name + " in this capture; " + std::to_string(others.size()) + " other names were asked for",
-      near.empty() ? "See whether the host asks for the number of this record at all, and whether its tag file "
+  report.fault("nobody asked for " + name + " in this capture; " + std::to_string(others.size()) +
+                   (others.size() == 1 ? " other name was asked for" : " other names were asked for"),
+               near.empty()
+                   ? "See whether the host asks for the number of this record at all, and whether its tag file "
                      "has the line: plc-sim --report lists what a host asks for."
                    : "Was " + joined_with_or(near) + " meant? Letter case counts.");
 }

@@ -27,30 +27,40 @@ bool is_request(const Bytes& bytes) {
   return findings.violations.empty();
 }
 
-// Whether the side that sent the first packet is the host; nothing when the stream is of another protocol.
-std::optional<bool> is_first_the_host(const TcpStream& stream, uint16_t controller_port) {
-  if (controller_port != 0) {
-    if (stream.second_port == controller_port) {
-      return true;
-    }
-    return stream.first_port == controller_port ? std::optional<bool>(false) : std::nullopt;
-  }
-  bool is_spoken = false;
+// How many pieces of each side are of this protocol, and how many of them are requests.
+struct Spoken {
+  size_t pieces = 0;
   size_t requests_of_first = 0;
   size_t requests_of_second = 0;
+};
+
+Spoken count_spoken(const TcpStream& stream) {
+  Spoken spoken;
   for (const TcpEvent& event : stream.events) {
-    if (event.kind == TcpEvent::Kind::kBytes && is_of_this_protocol(event.bytes)) {
-      is_spoken = true;
-      (event.from_first ? requests_of_first : requests_of_second) += is_request(event.bytes) ? 1U : 0U;
+    if (event.kind != TcpEvent::Kind::kBytes || !is_of_this_protocol(event.bytes)) {
+      continue;
+    }
+    ++spoken.pieces;
+    if (is_request(event.bytes)) {
+      ++(event.from_first ? spoken.requests_of_first : spoken.requests_of_second);
     }
   }
-  if (!is_spoken) {
+  return spoken;
+}
+
+// Whether the side that sent the first packet is the host; nothing when the stream is not the controller's.
+std::optional<bool> is_first_the_host(const TcpStream& stream, uint16_t controller_port) {
+  if (controller_port != 0) {
+    const bool is_first = stream.first_port == controller_port;
+    const bool is_second = stream.second_port == controller_port;
+    return is_first || is_second ? std::optional<bool>(is_second) : std::nullopt;
+  }
+  const Spoken spoken = count_spoken(stream);
+  if (spoken.pieces == 0) {
     return std::nullopt;
   }
-  if (stream.first_opened || stream.second_opened) {
-    return stream.first_opened;
-  }
-  return requests_of_first >= requests_of_second;
+  const bool is_opening_seen = stream.first_opened || stream.second_opened;
+  return is_opening_seen ? stream.first_opened : spoken.requests_of_first >= spoken.requests_of_second;
 }
 
 TrafficEvent::Kind kind_of(TcpEvent::Kind kind) {
