@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "support/bytes.h"
@@ -43,6 +44,17 @@ TEST(ValueOrder, UnitsBehindTheReply_AreZeroHoweverMany) {
     EXPECT_EQ(host.bytes(), expected) << count;
     EXPECT_TRUE(host.guards_intact());
   }
+}
+
+// Far behind the end too, where the buffer holds what was there before.
+TEST(ValueOrder, UnitsFarBehindALongReply_AreZero) {
+  plc::ReplyBuffer reply;
+  receive(Bytes(200, 0x11), &reply);
+  GuardedBuffer host(800, 0xA5);
+  plc::copy_units_to_host(reply, 0, 400, host.data());
+  Bytes expected(800, 0);
+  std::fill_n(expected.begin(), 200, uint8_t{0x11});
+  EXPECT_EQ(host.bytes(), expected);
 }
 
 TEST(ValueOrder, OffsetAtTheReplysEnd_YieldsZeros) {
