@@ -18,7 +18,8 @@ struct HostOptions {
   std::string address;
   uint16_t port = 0;
   uint16_t area = 0;
-  std::string tag_file;  // instead of the file that the driver would find in the working directory
+  uint16_t capture_port = 0;  // of the controller in a capture; 0: whoever answers requests
+  std::string tag_file;       // instead of the file that the driver would find in the working directory
   std::string sim_tag_file;
   std::string simulator;
   std::vector<std::string> sim_arguments;
@@ -55,9 +56,8 @@ struct HostOptions {
   std::string chart;
 
   // why
-  std::string capture;        // instead of a controller
-  uint16_t capture_port = 0;  // of the controller in the capture; 0: whoever answers requests
-  std::string pcap_file;      // where the traffic goes
+  std::string capture;    // instead of a controller
+  std::string pcap_file;  // where the traffic goes
 };
 
 }  // namespace plc_host

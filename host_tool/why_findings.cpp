@@ -68,6 +68,7 @@ std::string program_list(const std::vector<wire_trace::Program>& programs) {
 
 std::string write_near_scope(const std::string& scope, const std::vector<wire_trace::Program>& programs) {
   std::vector<std::string> names;
+  names.reserve(programs.size());
   for (const wire_trace::Program& program : programs) names.push_back(program.name);
   const std::vector<std::string> near = near_names(scope, names);
   const std::string which = near.empty() ? "the name of the variable's program" : joined_with_or(near);

@@ -322,13 +322,9 @@ const FaultCase kFaultCases[] = {
     {"cut 15 on=read", "  1. exchange 4 (read): a short reply: its head announces 16 bytes, 15 came\n", 1},
     {"cut 8 on=read", "  1. exchange 4 (read): the reply has 8 bytes, not even a head\n", 1},
     {"cut 20 on=directory", "  1. exchange 2 (directory): a short reply: its head announces 41 bytes, 20 came\n", 1},
-    {"close-after 20 on=resolve",
-     "  1. exchange 3 (resolve): a short reply: its head announces 41 bytes, 20 came, then the controller closed the "
-     "connection\n",
-     1},
-    {"reset-after 5 on=resolve",
-     "  1. exchange 3 (resolve): the reply has 5 bytes, not even a head, then the controller reset the connection\n",
-     1},
+    // The end may come before or behind the next request.
+    {"close-after 20 on=resolve", "  1. exchange 3 (resolve): a short reply: its head announces 41 bytes, 20 came", 1},
+    {"reset-after 5 on=resolve", "  1. exchange 3 (resolve): the reply has 5 bytes, not even a head", 1},
     {"split 10 100 on=read", "  1. exchange 4 (read): the reply came in 2 pieces, the last one 1", 1},
     {"split 30 100 on=resolve",
      "  2. exchange 4 (read): the rest of the reply before it, 11 bytes, came first, and the driver takes it for the "
