@@ -150,6 +150,8 @@ void find_wire_faults(bool opening, WhyReport& report) {
 
 }  // namespace
 
+WhyReport::WhyReport() = default;  // not noexcept: an empty JSON value checks itself
+
 bool WhyReport::has_fault() const {
   return std::any_of(findings.begin(), findings.end(), [](const WhyFinding& finding) { return finding.is_fault; });
 }

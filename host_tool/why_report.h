@@ -32,6 +32,8 @@ struct WhyCall {
 };
 
 struct WhyReport {
+  WhyReport();
+
   std::string asked;  // as on the command line
   std::string from;   // the controller's address, or the capture
 
