@@ -105,12 +105,14 @@ class Application {
       return kNotStarted;
     }
     start_helpers();
-    print_output("listening on " + options_.listen.host + ":" + std::to_string(server_.port()) + "\n");
-    if (options_.web) {
-      print_output("web on http://" + options_.web->host + ":" + std::to_string(web_.port()) + "/\n");
-    }
+    const std::string port = std::to_string(server_.port());
+    // Whoever reads that it listens meets the faults.
     for (const Fault& fault : options_.faults) {
       server_.arm(fault);
+    }
+    print_output("listening on " + options_.listen.host + ":" + port + "\n");
+    if (options_.web) {
+      print_output("web on http://" + options_.web->host + ":" + std::to_string(web_.port()) + "/\n");
     }
     if (!options_.ignore_stdin) {
       input_.start();
