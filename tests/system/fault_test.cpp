@@ -57,6 +57,7 @@ TEST_P(EveryFault, HappensAndIsRecoveredFrom) {
   }
 
   simulator.tell("fault clear");
+  panel.await_late_bytes();
   uint32_t failures = 0;
   while (failures < fault.failures && (panel.read(0, 0, 1, &data) != 0 || data != value)) ++failures;
   EXPECT_EQ(panel.read(0, 0, 1, &data), 0U);

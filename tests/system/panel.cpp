@@ -2,6 +2,7 @@
 #include "panel.h"
 
 #include <dlfcn.h>
+#include <poll.h>
 
 #include <cstdlib>
 #include <utility>
@@ -133,6 +134,12 @@ void Panel::use_port(uint16_t port) {
   CapturedOutput output;
   init_(&settings_);
   printed_ += output.take();
+}
+
+void Panel::await_late_bytes() const {
+  constexpr int kLongestMs = 100;
+  pollfd late = {context_.socket_fd, POLLIN, 0};
+  if (context_.socket_fd >= 0) poll(&late, 1, kLongestMs);
 }
 
 uint32_t Panel::read(uint32_t record, uint32_t offset, uint32_t count, std::vector<uint8_t>* data) {

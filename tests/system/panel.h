@@ -46,6 +46,10 @@ class Panel {
   // Points the driver at this port of 127.0.0.1.
   void use_port(uint16_t port);
 
+  // Waits until bytes that the controller still owed have come, but not long when it owes none. What comes between the
+  // next call's drain and its request would be taken for the reply to it.
+  void await_late_bytes() const;
+
   // Element offset and count are the driver's: 64-bit types in 32-bit units, strings in units of two characters.
   uint32_t read(uint32_t record, uint32_t offset, uint32_t count, std::vector<uint8_t>* data);
   uint32_t write(uint32_t record, uint32_t offset, uint32_t count, const std::vector<uint8_t>& data);
