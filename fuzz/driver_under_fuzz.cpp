@@ -95,7 +95,7 @@ void check_result(uint32_t result) {
 
 uint8_t* host_buffer(size_t bytes) {
   // The sanitizer watches what lies behind the array; buffers end where it ends.
-  static uint8_t storage[8192];
+  alignas(8) static uint8_t storage[8192];
   if (bytes > sizeof storage) abort();
   uint8_t* buffer = storage + sizeof storage - bytes;
   memset(buffer, 0, bytes);

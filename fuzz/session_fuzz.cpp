@@ -1,6 +1,5 @@
 // Any sequence of host calls, replies, closes, resets and changes of the tag file.
-#include <cstring>
-#include <vector>
+#include <memory>
 
 #include "driver_under_fuzz.h"
 #include "memory_transport.h"
