@@ -1,4 +1,6 @@
 // The commands that show things without a controller: info and tags.
+#include <nlohmann/json.hpp>
+
 #include "commands.h"
 #include "exit_codes.h"
 #include "host.h"

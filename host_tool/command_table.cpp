@@ -1,4 +1,5 @@
 // The table of commands: names, help and options. A new command is a row here and a function.
+#include <CLI/App.hpp>
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
 

@@ -102,7 +102,7 @@ int run_write(const HostOptions& options, DriverOutput& output) {
       if (code == kExitVerifyDiffers) differing = code;
     }
     host.show_simulator_lines();
-    writer.add(result, {{"written", true}, {"verified", options.verify}});
+    writer.add_written(result, options.verify);
     results.push_back(result);
   }
   const int code = exit_code_of(results, stop_requested());

@@ -38,7 +38,7 @@ int run_why(const HostOptions& options, DriverOutput& output) {
     code = explain_tag_file(error, output, report);
   }
   if (options.json) {
-    write_json_line(output.results(), why_json(report));
+    write_why_json(output.results(), report);
   } else {
     write_why_text(output.results(), report);
   }

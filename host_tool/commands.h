@@ -2,12 +2,15 @@
 #ifndef HOST_TOOL_COMMANDS_H_
 #define HOST_TOOL_COMMANDS_H_
 
-#include <CLI/App.hpp>
 #include <string>
 #include <vector>
 
 #include "driver_output.h"
 #include "host_options.h"
+
+namespace CLI {
+class App;
+}
 
 namespace plc_host {
 

@@ -2,6 +2,7 @@
 #include "result_writer.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "messages.h"
 #include "utf8_text.h"
@@ -17,12 +18,24 @@ ResultWriter::ResultWriter(FILE* file, bool json, const std::vector<TagResult>& 
   }
 }
 
-void ResultWriter::add(const TagResult& result, const nlohmann::ordered_json& extra) const {
+void ResultWriter::add(const TagResult& result) const {
   if (json_) {
-    nlohmann::ordered_json object = result_json(result);
-    if (result.ok()) object.update(extra);
-    write_json_line(file_, object);
-  } else if (!result.ok()) {
+    write_json_line(file_, result_json(result));
+  } else {
+    add_text(result);
+  }
+}
+
+void ResultWriter::add_written(const TagResult& result, bool verified) const {
+  if (!json_ || !result.ok()) return add(result);
+  nlohmann::ordered_json object = result_json(result);
+  object["written"] = true;
+  object["verified"] = verified;
+  write_json_line(file_, object);
+}
+
+void ResultWriter::add_text(const TagResult& result) const {
+  if (!result.ok()) {
     // What was already written stays before the message when both go to one terminal.
     std::fflush(file_);
     show_message(result.name + ": " + result.error);

@@ -4,7 +4,7 @@
 
 #include <cstddef>
 #include <cstdio>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <vector>
 
 #include "tag_transfer.h"
@@ -16,11 +16,15 @@ class ResultWriter {
   // named: what will come, for the widths of the columns.
   ResultWriter(FILE* file, bool json, const std::vector<TagResult>& named);
 
-  // A value on the file; an error on standard error, or with JSON on the file like a value. extra: further members of
-  // the JSON object of a value.
-  void add(const TagResult& result, const nlohmann::ordered_json& extra = nlohmann::ordered_json::object()) const;
+  // A value on the file; an error on standard error, or with JSON on the file like a value.
+  void add(const TagResult& result) const;
+
+  // The same of a value that was written; its JSON object says so, and whether it was read back.
+  void add_written(const TagResult& result, bool verified) const;
 
  private:
+  void add_text(const TagResult& result) const;
+
   FILE* file_;
   bool json_;
   size_t name_columns_ = 0;

@@ -2,6 +2,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "utf8_text.h"
 #include "value_text.h"

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <ctime>
+#include <nlohmann/json.hpp>
 
 #include "result_writer.h"
 #include "value_type.h"

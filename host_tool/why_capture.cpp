@@ -161,15 +161,13 @@ void take_value(const Group& group, const std::optional<TagReference>& reference
   if (!wire_trace::head_of(values.reply()).is_reply) return;
   if (!reference) {
     report.value = raw_value(values, group.names);
-    report.value_json = report.value;
     return;
   }
   const TagEntry& entry = reference->tag->entry;
   const TagValue value = value_from(entry, resolve, values, group.names);
   const bool is_one = value.elements.size() == 1 || !value.text.empty();
   const std::vector<size_t> extents = is_one ? std::vector<size_t>() : std::vector<size_t>{value.elements.size()};
-  report.value = format_value(entry, value, extents);
-  report.value_json = value_json(entry, value, extents);
+  report.set_value({entry, value, extents});
 }
 
 // What was asked for instead, when nobody asked for the name.

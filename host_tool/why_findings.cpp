@@ -150,7 +150,10 @@ void find_wire_faults(bool opening, WhyReport& report) {
 
 }  // namespace
 
-WhyReport::WhyReport() = default;  // not noexcept: an empty JSON value checks itself
+void WhyReport::set_value(const TypedValue& read) {
+  value = format_value(read.entry, read.value, read.extents);
+  by_type = read;
+}
 
 bool WhyReport::has_fault() const {
   return std::any_of(findings.begin(), findings.end(), [](const WhyFinding& finding) { return finding.is_fault; });

@@ -1,4 +1,7 @@
 // The road of a value for programs.
+#include <nlohmann/json.hpp>
+
+#include "result_writer.h"
 #include "value_type.h"
 #include "why_report.h"
 
@@ -95,9 +98,14 @@ Json findings_json(const WhyReport& report, bool faults) {
   return findings;
 }
 
+Json read_value_json(const WhyReport& report) {
+  if (!report.by_type) return report.value.empty() ? Json() : Json(report.value);
+  return value_json(report.by_type->entry, report.by_type->value, report.by_type->extents);
+}
+
 }  // namespace
 
-Json why_json(const WhyReport& report) {
+void write_why_json(FILE* file, const WhyReport& report) {
   Json object;
   object["asked"] = report.asked;
   object["from"] = report.from;
@@ -121,10 +129,10 @@ Json why_json(const WhyReport& report) {
   object["exchanges"] = exchanges;
   object["code"] = report.code ? Json(*report.code) : Json();
   object["printed"] = report.driver_lines;
-  object["value"] = report.value_json;
+  object["value"] = read_value_json(report);
   object["wrong"] = findings_json(report, true);
   object["worth_knowing"] = findings_json(report, false);
-  return object;
+  write_json_line(file, object);
 }
 
 }  // namespace plc_host

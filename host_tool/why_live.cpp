@@ -98,8 +98,7 @@ wire_trace::Recording take_recording(wire_trace::RecordingRelay& relay) {
 void take_result(const TagResult& result, WhyReport& report) {
   report.code = result.code;
   if (result.ok() && result.reference.tag != nullptr) {
-    report.value = format_value(result.reference.tag->entry, result.value, result.reference.extents);
-    report.value_json = value_json(result.reference.tag->entry, result.value, result.reference.extents);
+    report.set_value({result.reference.tag->entry, result.value, result.reference.extents});
   }
 }
 

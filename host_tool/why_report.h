@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,9 +30,14 @@ struct WhyCall {
   uint32_t count;
 };
 
-struct WhyReport {
-  WhyReport();
+// A value with what it is shown by.
+struct TypedValue {
+  TagEntry entry;
+  TagValue value;
+  std::vector<size_t> extents;
+};
 
+struct WhyReport {
   std::string asked;  // as on the command line
   std::string from;   // the controller's address, or the capture
 
@@ -51,20 +55,21 @@ struct WhyReport {
   size_t times_asked = 0;  // in a capture: how often, and how often something was wrong
   size_t times_wrong = 0;
 
-  std::string value;  // as text; empty when there is none
-  nlohmann::ordered_json value_json;
-  std::optional<uint32_t> code;  // what the driver returned
+  std::string value;                  // as text; empty when there is none
+  std::optional<TypedValue> by_type;  // the same, when its type is known
+  std::optional<uint32_t> code;       // what the driver returned
   std::vector<std::string> driver_lines;
   std::vector<WhyFinding> findings;
 
   const Tag* tag() const { return position ? &tags.tags[*position] : nullptr; }
   void fault(const std::string& what, const std::string& advice) { findings.push_back({what, advice, true}); }
   void remark(const std::string& what, const std::string& advice) { findings.push_back({what, advice, false}); }
+  void set_value(const TypedValue& read);
   bool has_fault() const;
 };
 
 void write_why_text(FILE* file, const WhyReport& report);
-nlohmann::ordered_json why_json(const WhyReport& report);
+void write_why_json(FILE* file, const WhyReport& report);
 
 }  // namespace plc_host
 

@@ -14,6 +14,8 @@ if [ -z "${CMAKE_CXX_COMPILER_LAUNCHER:-}" ] && command -v ccache >/dev/null; th
   export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
   # Clones of the project in other folders find each other's objects.
   export CCACHE_BASEDIR=$project_root CCACHE_NOHASHDIR=1
+  # Nothing here uses __TIME__; without this, files with a precompiled header are never found.
+  export CCACHE_SLOPPINESS=pch_defines,time_macros
 fi
 
 say() { printf '\n== %s\n' "$*"; }

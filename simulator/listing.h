@@ -1,7 +1,7 @@
 // What the controller holds, written out: values for people, everything for comparisons.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 

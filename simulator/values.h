@@ -1,7 +1,7 @@
 // Values of elements: as text, as JSON, as sentinels, and moving.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 

@@ -2,6 +2,7 @@
 #include "value_text.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "host_test_records.h"
 #include "value_type.h"
