@@ -5,12 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "program_child.h"
+#include "support/temp_dir.h"
 
 namespace plc_host_test {
 
@@ -45,22 +45,13 @@ inline constexpr char kTagFile[] =
 class ProgramTest : public testing::Test {
  protected:
   void SetUp() override {
-    char folder[] = "/tmp/plc-host-test.XXXXXX";
-    ASSERT_NE(mkdtemp(folder), nullptr);
-    folder_ = folder;
-    setenv("TMPDIR", folder, 1);
+    setenv("TMPDIR", folder_.path().c_str(), 1);
     write_file("machine.csv", kTagFile);
   }
-  void TearDown() override {
-    unsetenv("TMPDIR");
-    const std::string command = "rm -r " + folder_;
-    EXPECT_EQ(std::system(command.c_str()), 0);
-  }
+  void TearDown() override { unsetenv("TMPDIR"); }
 
-  std::string path(const std::string& name) const { return folder_ + "/" + name; }
-  void write_file(const std::string& name, const std::string& text) {
-    std::ofstream(path(name), std::ios::binary) << text;
-  }
+  std::string path(const std::string& name) const { return folder_.file(name); }
+  void write_file(const std::string& name, const std::string& text) { folder_.write(name, text); }
 
   static std::vector<std::string> host_words(std::vector<std::string> words) {
     words.insert(words.begin(), PLC_HOST_PROGRAM);
@@ -96,7 +87,7 @@ class ProgramTest : public testing::Test {
     return simulator;
   }
 
-  std::string folder_;
+  plc_test::TempDir folder_;
   std::string port_;
 };
 

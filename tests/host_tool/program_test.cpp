@@ -276,7 +276,7 @@ TEST_F(ProgramTest, Help_GoesToStandardOutputWithExamples) {
 
 TEST_F(ProgramTest, PrivateFolder_IsGoneAtTheEnd) {
   run_on_simulator({"read", "Speed"});
-  Child child({"/bin/ls", folder_}, path("ls_out"), path("ls_err"));
+  Child child({"/bin/ls", folder_.path()}, path("ls_out"), path("ls_err"));
   EXPECT_EQ(child.wait(), 0);
   EXPECT_EQ(file_text(path("ls_out")).find("plc-host."), std::string::npos);
 }

@@ -305,6 +305,8 @@ struct FaultCase {
   int code;
 };
 
+void PrintTo(const FaultCase& fault, std::ostream* out) { *out << fault.fault; }
+
 class WhyFaultTest : public WhyTest, public testing::WithParamInterface<FaultCase> {};
 
 TEST_P(WhyFaultTest, EachFaultOfTheController_IsNamed) {

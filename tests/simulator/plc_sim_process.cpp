@@ -7,10 +7,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <stdexcept>
-
 #include "sim_support.h"
 
 namespace plc_sim::test {
@@ -71,18 +67,5 @@ bool connects_within(uint16_t port, int milliseconds) {
   close(descriptor);
   return is_done;
 }
-
-TemporaryFile::TemporaryFile(const std::string& content) {
-  std::string name = "/tmp/plc_sim_test_XXXXXX";
-  const int descriptor = mkstemp(name.data());
-  if (descriptor < 0) {
-    throw std::runtime_error("no temporary file");
-  }
-  close(descriptor);
-  path_ = name;
-  std::ofstream(path_, std::ios::binary) << content;
-}
-
-TemporaryFile::~TemporaryFile() { unlink(path_.c_str()); }
 
 }  // namespace plc_sim::test

@@ -8,6 +8,7 @@
 
 #include "simulator/wire.h"
 #include "support/sim_process.h"
+#include "support/temp_dir.h"
 
 namespace plc_sim::test {
 
@@ -39,16 +40,14 @@ class HostSocket {
 // Whether a connect to a port of this machine is done within so many milliseconds.
 bool connects_within(uint16_t port, int milliseconds);
 
-// A file in the temporary directory that goes away with this object.
+// A file that goes away with this object.
 class TemporaryFile {
  public:
-  explicit TemporaryFile(const std::string& content);
-  ~TemporaryFile();
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  explicit TemporaryFile(const std::string& content) : path_(folder_.write("file", content)) {}
   const std::string& path() const { return path_; }
 
  private:
+  plc_test::TempDir folder_;
   std::string path_;
 };
 

@@ -15,6 +15,8 @@ struct Fault {
   uint32_t failures;    // further reads that may fail before one succeeds
 };
 
+void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.command; }
+
 // An orderly close looks like an empty reply, which leaves the connection alone: one more exchange may find it empty,
 // and one fails to send, before the next connects anew.
 constexpr uint32_t kAfterClose = 2;

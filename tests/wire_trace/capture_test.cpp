@@ -2,11 +2,11 @@
 #include "wire_trace/capture.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <sstream>
 
+#include "support/temp_dir.h"
 #include "trace_fixture.h"
 #include "wire_trace/exchange.h"
 
@@ -200,13 +200,10 @@ TEST(Capture, WrittenRecording_IsReadBack) {
   Traffic traffic;
   traffic.host(kResolveD).controller(kResolveReply).host(kReadD).controller("00 00").controller("00 06");
   traffic.end(false, TrafficEvent::Kind::kReset);
-  char path[] = "/tmp/wire-trace.XXXXXX";
-  const int descriptor = mkstemp(path);
-  ASSERT_GE(descriptor, 0);
-  close(descriptor);
+  const plc_test::TempDir folder;
+  const std::string path = folder.file("recording.pcap");
   EXPECT_EQ(wire_trace::write_recording(traffic.recording(), kControllerPort, path), "");
   const CapturedRecording captured = wire_trace::read_recording_file(path, 0);
-  unlink(path);
   ASSERT_EQ(captured.recording.connections.size(), 1U);
   const std::vector<TrafficEvent>& events = captured.recording.connections[0].events;
   ASSERT_EQ(events.size(), 6U);
