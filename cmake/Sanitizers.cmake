@@ -1,6 +1,7 @@
 # PLC_SANITIZE: a list of sanitizers for every target of the build, for example "address,undefined".
 set(PLC_SANITIZE "" CACHE STRING "Sanitizers for every target, comma separated; empty for none")
 if(PLC_SANITIZE)
-  add_compile_options(-fsanitize=${PLC_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  # Reports name functions and lines; variables would make the programs half as large again.
+  add_compile_options(-fsanitize=${PLC_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
   add_link_options(-fsanitize=${PLC_SANITIZE})
 endif()
