@@ -33,8 +33,8 @@ PLC_DRIVER_API int ev_closesocket(int socket_fd);  /* close */
 /* usleep; microseconds. */
 PLC_DRIVER_API int ev_sleep(uint32_t microseconds);
 
-/* Sleeps min(milliseconds, 1000) milliseconds; 0 returns at once. The cap of one second per call is deliberate. */
-PLC_DRIVER_API void ev_sleep_ms(uint32_t milliseconds);
+/* usleep of min(milliseconds, 1000) milliseconds; 0 returns 0 at once. The cap of one second per call is deliberate. */
+PLC_DRIVER_API int ev_sleep_ms(uint32_t milliseconds);
 
 /* Waits until conn->socket_fd is readable: mode 0 at most recv_timeout_s seconds, mode 1 at most timeout_ms
  * milliseconds, other modes not at all. Returns select's result; -1 for a descriptor that select cannot take. */

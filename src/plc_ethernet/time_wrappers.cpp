@@ -30,11 +30,11 @@ timeval form_timeout(const ConnContext& conn, uint32_t mode) {
 
 int ev_sleep(uint32_t microseconds) { return usleep(microseconds); }
 
-void ev_sleep_ms(uint32_t milliseconds) {
+int ev_sleep_ms(uint32_t milliseconds) {
   if (milliseconds == 0) {
-    return;
+    return 0;
   }
-  usleep((milliseconds < kLongestPauseMs ? milliseconds : kLongestPauseMs) * 1000);
+  return usleep((milliseconds < kLongestPauseMs ? milliseconds : kLongestPauseMs) * 1000);
 }
 
 int ev_time_set(ConnContext* conn, uint32_t mode) {

@@ -81,6 +81,7 @@ TEST_F(UtilityFaults, SocketWrappers_PassFailuresThrough) {
       {"ev_accept", Call::kAccept, 0, &kSocketErrors, [&] { return ev_accept(0, address, &length); }, -1, "", true},
       {"ev_time_set", Call::kSelectReply, 0, &kSocketErrors, [&] { return ev_time_set(&conn, 0); }, -1, "", true},
       {"ev_sleep", Call::kUsleep, 0, &kSocketErrors, [] { return ev_sleep(1); }, -1, "", true},
+      {"ev_sleep_ms", Call::kUsleep, 0, &kSocketErrors, [] { return ev_sleep_ms(1); }, -1, "", true},
   };
   for (const Refusal& refusal : refusals) {
     try_refusal(refusal, false);

@@ -166,22 +166,22 @@ TEST_F(EvSleep, Microseconds_ArePassedThrough) {
   EXPECT_EQ(wrapped_calls().pauses_us, (std::vector<unsigned>{1234, 0, 5000000}));
 }
 
-TEST_F(EvSleepMs, Zero_ReturnsWithoutSleeping) {
-  ev_sleep_ms(0);
+TEST_F(EvSleepMs, Zero_ReturnsZeroWithoutSleeping) {
+  EXPECT_EQ(ev_sleep_ms(0), 0);
   EXPECT_TRUE(wrapped_calls().pauses_us.empty());
 }
 
 TEST_F(EvSleepMs, Values_AreCappedAtOneSecond_D46) {
   wrapped_calls().skip_pauses = true;
   for (const uint32_t ms : {1u, 3u, 999u, 1000u, 1001u, 1500u, 0xFFFFFFFFu}) {
-    ev_sleep_ms(ms);
+    EXPECT_EQ(ev_sleep_ms(ms), 0);
   }
   EXPECT_EQ(wrapped_calls().pauses_us, (std::vector<unsigned>{1000, 3000, 999000, 1000000, 1000000, 1000000, 1000000}));
 }
 
 TEST_F(EvSleepMs, FifteenHundred_SleepsOneSecond) {
   const auto start = steady_clock::now();
-  ev_sleep_ms(1500);
+  EXPECT_EQ(ev_sleep_ms(1500), 0);
   EXPECT_GE(steady_clock::now() - start, milliseconds(1000));
   EXPECT_EQ(wrapped_calls().pauses_us, std::vector<unsigned>{1000000});
 }
