@@ -82,6 +82,27 @@ TEST(ReadSubscripts, ZeroExtent_FormsNothing) {
   EXPECT_EQ(read_text(entry_of(PLC_ARRAY2, 0, 4, 1, 0), 3), "[#0,#4]") << "not a divisor";
 }
 
+// The subscripts of a write of this element.
+std::string write_text(bool (*form)(const TagEntry&, uint32_t, uint32_t, uint32_t, Subscripts*), const TagEntry& entry,
+                       uint32_t element) {
+  Subscripts subscripts;
+  const auto dim1_high = static_cast<uint32_t>(entry.dim1_high);
+  return form(entry, entry.shape, dim1_high, element, &subscripts) ? text_of(subscripts) : "none";
+}
+
+TEST(BitWriteSubscripts, TwoDimensions_AreThoseOfReadsAndNotOfWordWrites_D49) {
+  const TagEntry entry = entry_of(PLC_ARRAY2, 1, 3, 4, 8);
+  EXPECT_EQ(read_text(entry, 4), "[#2,#5]");
+  EXPECT_EQ(write_text(plc::form_bit_write_subscripts, entry, 4), "[#2,#5]");
+  EXPECT_EQ(write_text(plc::form_word_write_subscripts, entry, 4), "[#1,#0]");
+}
+
+TEST(BitWriteSubscripts, TwoDimensionsFromZero_AreThoseOfWordWritesToo_D49) {
+  const TagEntry entry = entry_of(PLC_ARRAY2, 0, 2, 0, 4);
+  EXPECT_EQ(write_text(plc::form_bit_write_subscripts, entry, 14), "[#4,#2]");
+  EXPECT_EQ(write_text(plc::form_word_write_subscripts, entry, 14), "[#4,#2]");
+}
+
 TEST(SingleSubscript, Position_IsTheOnlyOne) { EXPECT_EQ(text_of(plc::form_single_subscript(1024)), "[#1024]"); }
 
 TEST(SubscriptText, Subscripts_StandBetweenBracketsWithOrWithoutMarks) {

@@ -23,8 +23,8 @@ bool form_read_subscripts(const TagEntry& entry, uint32_t element, Subscripts* o
 bool form_word_write_subscripts(const TagEntry& entry, uint32_t shape, uint32_t dim1_high, uint32_t element,
                                 Subscripts* out);
 
-// Writes of bit arrays: two dimensions as reads, so that a bit is written where the single read finds it; three as word
-// writes.
+// Writes of bit arrays: two dimensions as reads, so that a bit is written where the single read finds it (D49); three
+// as word writes.
 bool form_bit_write_subscripts(const TagEntry& entry, uint32_t shape, uint32_t dim1_high, uint32_t element,
                                Subscripts* out);
 
