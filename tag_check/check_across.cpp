@@ -37,9 +37,33 @@ std::string id_text(uint32_t id) { return std::to_string(id); }
 
 uint32_t block_of(uint32_t id) { return id >> plc::kIdBlockShift; }
 
-void check_run(const Run& run, bool is_last, std::set<uint32_t>* blocks, Findings* findings) {
+// Where a run stands among the runs of its file.
+struct RunPlace {
+  bool is_first;
+  bool is_last;
+};
+
+// The driver does not count the id that starts a later run, and takes the one behind it into the run whatever it is.
+void check_length(const Run& run, const RunPlace& place, Findings* findings) {
+  constexpr uint32_t kFirstRunLimit = 100;
+  constexpr uint32_t kLaterRunLimit = 101;
   const Column& id = run.first->column(8);
-  constexpr uint32_t kRunLimit = 100;
+  if (run.length == 1 && !place.is_first && !place.is_last) {
+    add_finding("T103", *run.first, id,
+                "a run of one id that is neither the file's first nor its last: the driver rejects the file", findings);
+  }
+  const uint32_t limit = place.is_first ? kFirstRunLimit : kLaterRunLimit;
+  if (run.length > limit) {
+    add_finding("T104", *run.first, id,
+                std::string(place.is_first ? "the file's first run" : "a later run") + " has " +
+                    std::to_string(run.length) + " ids and may have " + std::to_string(limit) +
+                    ": the driver rejects the file",
+                findings);
+  }
+}
+
+void check_run(const Run& run, const RunPlace& place, std::set<uint32_t>* blocks, Findings* findings) {
+  const Column& id = run.first->column(8);
   if (block_of(run.first_id()) - plc::kFirstIdBlock >= plc::kIdBlocks) {
     add_finding("T105", *run.first, id, "ids end at 17039359", findings);
     return;
@@ -52,13 +76,7 @@ void check_run(const Run& run, bool is_last, std::set<uint32_t>* blocks, Finding
   if (!blocks->insert(block_of(run.first_id())).second) {
     add_finding("T102", *run.first, id, "a second run starts in the same block of 8192 ids", findings);
   }
-  if (run.length == 1 && !is_last) {
-    add_finding("T103", *run.first, id, "a run of one id that is not the file's last: the driver rejects the file",
-                findings);
-  }
-  if (run.length > kRunLimit) {
-    add_finding("T104", *run.first, id, "a run of more than 100 ids: the driver rejects the file", findings);
-  }
+  check_length(run, place, findings);
 }
 
 // The line that has the largest indexed id may be one for nothing, which its name says by a leading underscore.
@@ -133,7 +151,7 @@ void check_runs(const SourceFile& file, Findings* findings) {
   constexpr size_t kGroupLimit = 100;
   const std::vector<Run> runs = collect_runs(file);
   std::set<uint32_t> blocks;
-  for (const Run& run : runs) check_run(run, &run == &runs.back(), &blocks, findings);
+  for (const Run& run : runs) check_run(run, {&run == &runs.front(), &run == &runs.back()}, &blocks, findings);
   if (runs.size() > kGroupLimit) {
     add_finding("T106", *runs[kGroupLimit].first, runs[kGroupLimit].first->column(8),
                 "more than 100 runs of ids: the driver rejects the file", findings);

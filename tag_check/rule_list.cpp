@@ -256,12 +256,14 @@ void add_run_rules(std::vector<Rule>* rules) {
                     "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\nV262150,INT,,,,,,262150,1,0,0,\n_"
                     "end,INT,,,,,,262151,1,0,0,\n"});
   rules->push_back({"T103", Severity::kError, "run of one id",
-                    "Only a file's last run may have one id; otherwise the driver rejects the file or misses records.",
+                    "Only a file's first and last run may have one id; otherwise the driver rejects the file.",
                     "Give the run a second id.",
                     "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
                     "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\nV270336,INT,,,,,,270336,1,0,0,"
                     "\nV278528,INT,,,,,,278528,1,0,0,\n_end,INT,,,,,,278529,1,0,0,\n"});
-  rules->push_back({"T104", Severity::kError, "run of more than 100 ids", "The driver rejects the file.",
+  rules->push_back({"T104", Severity::kError, "run of too many ids",
+                    "A file's first run has at most 100 ids, each later one at most 101; otherwise the driver rejects "
+                    "the file.",
                     "Split the run, each part in a block of its own.",
                     "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
                     long_run()});

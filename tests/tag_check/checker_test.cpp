@@ -170,6 +170,74 @@ TEST(Understanding, EqualsWhatTheDriverLoadsOverTenThousandFiles) {
   EXPECT_GT(loaded, 5000U);
 }
 
+// Lines of consecutive indexed ids.
+std::string run_of(uint32_t first_id, uint32_t length) {
+  std::string text;
+  for (uint32_t id = first_id; id < first_id + length; ++id) text += "V,INT,,,,,," + std::to_string(id) + ",1,0,0,\n";
+  return text;
+}
+
+// The text of the finding of this rule, nothing without one.
+std::string finding_of(const std::string& rule, const std::string& text) {
+  for (const Finding& finding : check(text)) {
+    if (finding.rule == rule) return finding.message;
+  }
+  return "";
+}
+
+bool driver_loads(const std::string& text) {
+  const plc_test::TempDir folder;
+  folder.write(kName, text);
+  testing::internal::CaptureStdout();
+  const bool loads = load_file(folder.file(kName)).loads;
+  testing::internal::GetCapturedStdout();
+  return loads;
+}
+
+constexpr uint32_t kBlock0 = 262144;
+constexpr uint32_t kBlock1 = kBlock0 + 8192;
+constexpr uint32_t kBlock2 = kBlock1 + 8192;
+
+TEST(RunLimits, FirstRun_HasAtMostAHundredIds) {
+  EXPECT_EQ(finding_of("T104", run_of(kBlock0, 100)), "");
+  EXPECT_TRUE(driver_loads(run_of(kBlock0, 100)));
+  const std::string text = run_of(kBlock0, 101);
+  EXPECT_EQ(finding_of("T104", text), "the file's first run has 101 ids and may have 100: the driver rejects the file");
+  EXPECT_FALSE(driver_loads(text));
+}
+
+TEST(RunLimits, LaterRun_HasAtMostAHundredAndOneIds) {
+  const std::string first = run_of(kBlock0, 100);
+  EXPECT_EQ(finding_of("T104", first + run_of(kBlock1, 101)), "");
+  EXPECT_TRUE(driver_loads(first + run_of(kBlock1, 101)));
+  const std::string text = first + run_of(kBlock1, 102);
+  EXPECT_EQ(finding_of("T104", text), "a later run has 102 ids and may have 101: the driver rejects the file");
+  EXPECT_FALSE(driver_loads(text));
+}
+
+TEST(RunLimits, OneId_IsEnoughForTheFirstAndTheLastRunAlone) {
+  const std::string ends = run_of(kBlock0, 1) + run_of(kBlock1, 2) + run_of(kBlock2, 1);
+  EXPECT_EQ(finding_of("T103", ends), "");
+  EXPECT_TRUE(driver_loads(ends));
+  const std::string middle = run_of(kBlock0, 2) + run_of(kBlock1, 1) + run_of(kBlock2, 2);
+  EXPECT_EQ(finding_of("T103", middle),
+            "a run of one id that is neither the file's first nor its last: the driver rejects the file");
+  EXPECT_FALSE(driver_loads(middle));
+}
+
+// Whatever the lengths of three runs, the checker says that the driver rejects the file exactly when it does.
+TEST(RunLimits, OfThreeRuns_AreTheDrivers) {
+  for (const uint32_t first : {1U, 2U, 99U, 100U, 101U, 102U, 255U, 256U}) {
+    for (const uint32_t middle : {1U, 2U, 100U, 101U, 102U, 255U, 256U}) {
+      for (const uint32_t last : {1U, 2U, 100U, 101U, 102U, 255U, 256U}) {
+        const std::string text = run_of(kBlock0, first) + run_of(kBlock1, middle) + run_of(kBlock2, last);
+        const bool accepted = finding_of("T103", text).empty() && finding_of("T104", text).empty();
+        EXPECT_EQ(accepted, driver_loads(text)) << first << " " << middle << " " << last;
+      }
+    }
+  }
+}
+
 TEST(Understanding, SaysWhetherTheDriverLoadsAFile) {
   const plc_test::TempDir folder;
   const std::string path = folder.file(kName);
