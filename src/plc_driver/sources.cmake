@@ -1,22 +1,17 @@
-# Sources of the driver proper; those that only some targets need are named in src/CMakeLists.txt.
+# Sources of the driver proper: those that both builds share, those that are compiled for each, and those that one
+# build has alone. Those that only some targets need are named in src/CMakeLists.txt.
 target_sources(plc_driver_objects PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/diagnostics.cpp
   ${CMAKE_CURRENT_LIST_DIR}/driver_state.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/host/entry_points.cpp
   ${CMAKE_CURRENT_LIST_DIR}/host/transfer.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/bit_core.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/connection.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/directory.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/read_batch.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/read_plan.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/read_single.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/resolve_request.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/string_copies.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/value_request.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/word_bits.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/write_bits.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/write_core.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/write_dispatch.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/write_strings.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/write_words.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/data_types.cpp
@@ -30,3 +25,20 @@ target_sources(plc_driver_objects PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/tags/tag_table.cpp
   ${CMAKE_CURRENT_LIST_DIR}/text/utf16.cpp
 )
+
+set(plc_driver_twice
+  ${CMAKE_CURRENT_LIST_DIR}/build_name.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/host/entry_points.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/connection.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/directory.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/exchange.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/read_batch.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/read_single.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/write_dispatch.cpp)
+set(plc_driver_by_order_alone
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/transaction_by_order.cpp)
+set(plc_driver_guarded_alone
+  ${CMAKE_CURRENT_LIST_DIR}/guard_lines.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/host/batch_limits.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/reply_rules.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/transaction_guarded.cpp)

@@ -4,8 +4,11 @@
 #include <cstring>
 
 #include "plc_driver.h"
+#include "plc_driver/build_kind.h"
 #include "plc_driver/diagnostics.h"
 #include "plc_driver/driver_state.h"
+#include "plc_driver/host/batch_limits.h"
+#include "plc_driver/host/program_choice.h"
 #include "plc_driver/host/register_id.h"
 #include "plc_driver/host/transfer.h"
 #include "plc_driver/protocol/read_batch.h"
@@ -44,7 +47,7 @@ bool is_missing(const TagTable& table, uint32_t id, uint32_t* max) {
 // The scope of a single read: plain variables match their program by prefix, indexed ones as a whole (D39).
 NameScope read_scope(const TagEntry& entry, uint32_t id) {
   if (entry.is_global == 1) return {true, 0};
-  const LocalRecord* program = id < kFirstIndexedId ? match_scope_prefix(LocalInfo, localNum, entry.scope_name)
+  const LocalRecord* program = id < kFirstIndexedId ? choose_program(entry.scope_name)
                                                     : match_scope_whole(LocalInfo, localNum, entry.scope_name);
   return {false, program != nullptr ? static_cast<uint8_t>(program->number) : entry.local_index};
 }
@@ -132,6 +135,7 @@ uint32_t ev_plc_read(RegRequest* request, RegValue* value, ConnContext* conn) {
   }
   const TagEntry* entry = find_entry(*table, groupID_table, id);
   if (entry == nullptr) return PLC_FAILED;
+  if (id < kFirstIndexedId && !has_one_program(*entry)) return PLC_FAILED;
   return read_register(*entry, read_scope(*entry, id), id, element_offset(request->address), value, conn);
 }
 
@@ -150,9 +154,10 @@ uint32_t ev_plc_write(RegRequest* request, RegValue* value, ConnContext* conn) {
   }
   const TagEntry* entry = find_entry(*table, groupID_table, id);
   if (entry == nullptr) return PLC_FAILED;
+  if (!has_one_program(*entry)) return PLC_FAILED;
   TagEntry tag = *entry;
   // Writes match every variable's program by prefix, indexed ones too (D41).
-  const LocalRecord* program = match_scope_prefix(LocalInfo, localNum, tag.scope_name);
+  const LocalRecord* program = choose_program(tag.scope_name);
   if (program != nullptr) tag.local_index = static_cast<uint8_t>(program->number);
   return static_cast<uint32_t>(dispatch_write(request, value, conn, &tag));
 }
@@ -169,6 +174,9 @@ uint32_t ev_OMRON_plc_read(BatchReadRequest* elements, int32_t count, ConnContex
   get_csv_name_batch(tcp_settings, elements, file_name);
   TagTable* table = open_table(file_name, TableLines::kReads);
   if (table == nullptr || !are_slots_inside(*table, file_name, slots)) return PLC_FAILED;
+  if constexpr (kGuarded) {
+    if (!can_batch_be_right(*table, slots)) return PLC_FAILED;
+  }
   Reg_Classify_Sort(table, count);
   return read_batch(table, elements, slots, total, conn);
 }

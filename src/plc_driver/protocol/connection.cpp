@@ -1,4 +1,4 @@
-// The TCP connection. Readiness is asked with select, bytes go through send and recv directly.
+// The TCP connection: connect and close.
 #include "plc_driver/protocol/connection.h"
 
 #include <arpa/inet.h>
@@ -8,8 +8,11 @@
 #include <sys/select.h>
 #include <sys/socket.h>
 
+#include "plc_driver/build_kind.h"
 #include "plc_driver/diagnostics.h"
 #include "plc_driver/driver_state.h"
+#include "plc_driver/guard_lines.h"
+#include "plc_driver/protocol/socket_wait.h"
 #include "plc_driver/text/bounded_text.h"
 #include "plc_ethernet.h"
 
@@ -20,31 +23,10 @@ namespace {
 constexpr int kConnectWaitUs = 30000;
 constexpr int kSendTimeoutUs = 50000;
 
-// select can only take these; others count as its failing.
-bool is_selectable(int socket_fd) { return socket_fd >= 0 && socket_fd < FD_SETSIZE; }
-
-// Waits until the socket is readable. Returns select's result; ready tells whether the socket was in the set.
-int wait_readable(int socket_fd, timeval timeout, bool* ready) {
-  *ready = false;
-  if (!is_selectable(socket_fd)) return -1;
-  fd_set readable;
-  FD_ZERO(&readable);
-  FD_SET(socket_fd, &readable);
-  const int result = select(socket_fd + 1, &readable, nullptr, nullptr, &timeout);
-  *ready = result > 0 && FD_ISSET(socket_fd, &readable);
-  return result;
-}
-
 void close_socket(int socket_fd) {
   if (socket_fd < 0) return;
   if (is_selectable(socket_fd)) FD_CLR(socket_fd, &stored_sockets);
   ev_close_handel(socket_fd);
-}
-
-// -1 takes the number out of the host's record: no descriptor is closed twice or used after someone else got it.
-void close_connection(ConnContext* conn) {
-  close_socket(conn->socket_fd);
-  conn->socket_fd = -1;
 }
 
 void store_socket(ConnContext* conn, int socket_fd) {
@@ -77,6 +59,9 @@ const char* wait_connected(int socket_fd) {
   int pending_error = 0;
   socklen_t length = sizeof pending_error;
   const int asked = getsockopt(socket_fd, SOL_SOCKET, SO_ERROR, &pending_error, &length);
+  if constexpr (kGuarded) {
+    if (asked == 0 && pending_error != 0) print_connect_error(pending_error);
+  }
   return asked < 0 ? "getsockopt error" : nullptr;
 }
 
@@ -101,30 +86,14 @@ BoundedText<kDottedBytes> dotted_text(uint32_t ip) {
 
 }  // namespace
 
+// -1 takes the number out of the host's record: no descriptor is closed twice or used after someone else got it.
+void close_connection(ConnContext* conn) {
+  close_socket(conn->socket_fd);
+  conn->socket_fd = -1;
+}
+
 bool holds_own_socket(const ConnContext& conn) {
   return is_selectable(conn.socket_fd) && FD_ISSET(conn.socket_fd, &stored_sockets);
-}
-
-bool exchange_bytes(const uint8_t* request, uint32_t length, ReplyBuffer* reply, ConnContext* conn) {
-  int32_t received = 0;
-  if (TransRecvSockBuff(request, length, reply->bytes, &received, conn) != 0) {
-    init = 0;
-    return false;
-  }
-  reply->accept(received);
-  return true;
-}
-
-bool exchange(FrameWriter* request, uint32_t length_field, ReplyBuffer* reply, int32_t least_bytes, ConnContext* conn) {
-  if (request->failed) return false;
-  store32(request->bytes + kLengthOffset, length_field);
-  store32(request->bytes + kComplementOffset, ~length_field);
-  store16(request->bytes + kSequenceOffset, sid++);
-  return exchange_bytes(request->bytes, request->length, reply, conn) && reply->length >= least_bytes;
-}
-
-bool exchange(FrameWriter* request, ReplyBuffer* reply, int32_t least_bytes, ConnContext* conn) {
-  return exchange(request, request->counted_bytes(), reply, least_bytes, conn);
 }
 
 }  // namespace plc
@@ -143,6 +112,9 @@ int SetupTCPComm(ConnContext* conn, uint32_t ip, int tcp_port) {
   fcntl(socket_fd, F_SETFL, flags | O_NONBLOCK);
   set_options(socket_fd);
   const int connected = ev_connect(socket_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  if constexpr (kGuarded) {
+    if (connected < 0 && errno != EINPROGRESS) print_connect_error(errno);
+  }
   if (connected < 0 && errno == EINPROGRESS) {
     const char* failure = wait_connected(socket_fd);
     if (failure != nullptr) {
@@ -153,45 +125,6 @@ int SetupTCPComm(ConnContext* conn, uint32_t ip, int tcp_port) {
   }
   fcntl(socket_fd, F_SETFL, flags);
   store_socket(conn, socket_fd);
-  return 0;
-}
-
-int EmptyBuffer(int socket_fd) {
-  bool ready = false;
-  const int result = wait_readable(socket_fd, {0, 0}, &ready);
-  if (result == 0 || result == -1) return result;
-  if (!ready) return 0;
-  // One receive only: what it leaves is taken for part of the next reply (D17).
-  return static_cast<int>(recv(socket_fd, EmptyBuff, sizeof EmptyBuff, 0));
-}
-
-int send_e(const uint8_t* bytes, uint32_t length, ConnContext* conn) {
-  EmptyBuffer(conn->socket_fd);
-  const ssize_t sent = send(conn->socket_fd, bytes, length, 0);
-  if (sent < 0) {
-    print_send_error();
-    close_connection(conn);
-    return -1;
-  }
-  return static_cast<int>(sent);
-}
-
-int TransRecvSockBuff(const uint8_t* request, uint32_t length, uint8_t* reply, int32_t* reply_length,
-                      ConnContext* conn) {
-  if (send_e(request, length, conn) < 0) return -1;
-  // Longer waits than 2^31 - 1 seconds would be negative where time is 32 bits wide.
-  const uint32_t seconds = conn->recv_timeout_s < INT32_MAX ? conn->recv_timeout_s : INT32_MAX;
-  bool ready = false;
-  const int result = wait_readable(conn->socket_fd, {static_cast<time_t>(seconds), 0}, &ready);
-  if (result == -1 || result == 0) {
-    print_line(result == -1 ? "--err--" : "--timeout--");
-    close_connection(conn);
-    return -1;
-  }
-  if (!ready) return -1;
-  const ssize_t received = recv(conn->socket_fd, reply, kReplyBytes, 0);
-  if (received < 0) return -1;  // the socket stays open and is forgotten by the next connect
-  *reply_length = static_cast<int32_t>(received);
   return 0;
 }
 

@@ -1,8 +1,11 @@
 // The directory of the controller's programs.
 #include "plc_driver/protocol/directory.h"
 
+#include "plc_driver/build_kind.h"
 #include "plc_driver/driver_state.h"
+#include "plc_driver/guard_lines.h"
 #include "plc_driver/protocol/connection.h"
+#include "plc_driver/protocol/exchange.h"
 #include "plc_driver/text/utf16.h"
 
 namespace plc {
@@ -70,7 +73,15 @@ int KV8000_init(ConnContext* conn) {
   // A number that the driver did not store may be any descriptor of the host, its standard input in a zero-filled
   // record.
   if (connected < 0 && !holds_own_socket(*conn)) conn->socket_fd = -1;
-  KV8000_get_localMSG(conn);  // its result is ignored: a connection with an old directory is a connection (D18)
+  // Its result is ignored: a connection with an old directory is a connection (D18). Not so when guarded.
+  const uint32_t fetched = KV8000_get_localMSG(conn);
+  if constexpr (kGuarded) {
+    if (connected == 0 && fetched != PLC_OK) {
+      print_guard("no connection without the directory of programs");
+      close_connection(conn);
+      return -1;
+    }
+  }
   return connected;
 }
 }

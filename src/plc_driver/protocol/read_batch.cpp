@@ -1,8 +1,9 @@
 // Reads many registers in one call. A frame is a pair of exchanges for an equal share of the slots.
 #include "plc_driver/protocol/read_batch.h"
 
+#include "plc_driver/build_kind.h"
 #include "plc_driver/driver_state.h"
-#include "plc_driver/protocol/connection.h"
+#include "plc_driver/protocol/exchange.h"
 #include "plc_driver/protocol/resolve_request.h"
 #include "plc_driver/protocol/string_copies.h"
 #include "plc_driver/protocol/value_request.h"
@@ -278,9 +279,11 @@ uint32_t read_frame(BatchRead* batch, Frame* frame) {
 }  // namespace
 
 uint32_t read_batch(TagTable* table, BatchReadRequest* elements, uint32_t count, uint32_t total, ConnContext* conn) {
-  const uint32_t frames = total / kElementsPerFrame;
+  uint32_t frames = total / kElementsPerFrame;
   const uint32_t span = count / (frames + 1);
   if (span == 0) return PLC_FAILED;
+  // What the equal shares leave over stays unread; guarded, further frames of the same share read it.
+  if constexpr (kGuarded) frames = kBatchSlots;
   BatchRead batch = {table, elements, count, conn, {}, {}};
   if (!can_walk(batch, frames, span)) return PLC_FAILED;
   begin_string_copies();

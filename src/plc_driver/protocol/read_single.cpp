@@ -3,9 +3,10 @@
 
 #include <cstring>
 
+#include "plc_driver/build_kind.h"
 #include "plc_driver/diagnostics.h"
 #include "plc_driver/driver_state.h"
-#include "plc_driver/protocol/connection.h"
+#include "plc_driver/protocol/exchange.h"
 #include "plc_driver/protocol/value_order.h"
 #include "plc_driver/protocol/value_request.h"
 
@@ -139,12 +140,18 @@ void decode_bits(const SingleRead& read, const ReplyBuffer& reply) {
   }
 }
 
+// Of the widths that a tag file can declare, 8 bits have none.
+constexpr bool has_decoding(uint8_t bit_width) { return bit_width != 8; }
+
 uint32_t decode_values(const SingleRead& read, const ReplyBuffer& reply) {
   const TagEntry& entry = *read.entry;
   const RegValue& value = *read.value;
   if (reply.length < kLeastValueBytes) {
     print_line("read data err!");
     return PLC_FAILED;
+  }
+  if constexpr (kGuarded) {
+    if (!has_decoding(entry.bit_width)) return PLC_FAILED;  // a read that fails leaves the host's buffer alone
   }
   memset(value.data, 0, kClearedBytes);
   switch (entry.bit_width) {

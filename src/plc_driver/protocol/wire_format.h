@@ -60,7 +60,8 @@ constexpr int32_t kLeastBatchResolveBytes = 25;
 constexpr int32_t kLeastValueBytes = 14;
 constexpr int32_t kLeastWordAckBytes = 13;  // scalar 16-bit writes only
 
-constexpr uint32_t kValueOffset = 14;  // first value of a value reply
+constexpr uint32_t kStatusOffset = 12;  // two bytes; 0 is none
+constexpr uint32_t kValueOffset = 14;   // first value of a value reply
 
 // Directory reply: record count at 14, records from 15. A record, from its first byte r: r+2 size of the name plus 2,
 // r+4 the program's number, r+5 the name in UTF-16.

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "plc_driver.h"
-#include "plc_driver/protocol/connection.h"
+#include "plc_driver/protocol/exchange.h"
 #include "plc_driver/protocol/resolve_request.h"
 #include "plc_driver/protocol/value_request.h"
 

@@ -3,7 +3,9 @@
 
 #include <cstring>
 
+#include "plc_driver/build_kind.h"
 #include "plc_driver/diagnostics.h"
+#include "plc_driver/guard_lines.h"
 #include "plc_driver/protocol/resolve_request.h"
 #include "plc_driver/protocol/write_core.h"
 #include "plc_driver/protocol/write_functions.h"
@@ -119,8 +121,25 @@ int32_t write_scalar_bit(const WriteCall& call) {
   }
 }
 
+// Guarded: why a call cannot write its bits as it says, or null.
+const char* bit_write_hindrance(const TagEntry& tag, uint32_t count) {
+  constexpr uint32_t kBitsGiven = 8;  // of the one byte of values that is looked at
+  const bool is_inside_words = tag.name_kind == 2 || tag.name_kind == 3;
+  if (count > 1 && (is_inside_words || tag.device_kind == kDeviceEm)) {
+    return "write of several bits inside words or in EM memory";
+  }
+  return count > kBitsGiven && tag.shape != PLC_SCALAR ? "write of more than 8 bits of an array" : nullptr;
+}
+
 int32_t write_bits(const WriteCall& call) {
   TagEntry* tag = call.tag;
+  if constexpr (kGuarded) {
+    const char* hindrance = bit_write_hindrance(*tag, call.value->count);
+    if (hindrance != nullptr) {
+      print_guard(hindrance);
+      return PLC_FAILED;
+    }
+  }
   if (tag->type_code == kTypeBool && tag->dim1_high != 0 && tag->device_kind == kDeviceEm) {
     return write_em_array_bit(call);
   }

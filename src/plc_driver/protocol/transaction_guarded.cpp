@@ -1,0 +1,207 @@
+// The guarded transaction: a reply is a whole frame that answers this request, and every failure closes the connection.
+#include <errno.h>
+#include <sys/socket.h>
+#include <time.h>
+
+#include <cstring>
+
+#include "plc_driver/diagnostics.h"
+#include "plc_driver/driver_state.h"
+#include "plc_driver/guard_lines.h"
+#include "plc_driver/protocol/connection.h"
+#include "plc_driver/protocol/frame_view.h"
+#include "plc_driver/protocol/socket_wait.h"
+#include "plc_driver/protocol/transaction.h"
+#include "plc_driver/protocol/wire_format.h"
+
+namespace plc {
+namespace {
+
+constexpr uint32_t kDrainLimit = 65536;
+constexpr uint32_t kLeastFrameBytes = 14;
+constexpr long kSecondNs = 1000000000;
+constexpr long kMicrosecondNs = 1000;
+
+// How long the controller has for its reply, counted from the send, however many pieces come.
+class ReplyWait {
+ public:
+  explicit ReplyWait(uint32_t seconds) : seconds_(seconds < INT32_MAX ? static_cast<time_t>(seconds) : INT32_MAX) {
+    clock_gettime(CLOCK_MONOTONIC, &start_);
+  }
+
+  timeval whole() const { return {seconds_, 0}; }
+
+  // What is left; 0 once the time is up.
+  timeval left() const {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    time_t seconds = seconds_ - (now.tv_sec - start_.tv_sec);
+    long nanoseconds = start_.tv_nsec - now.tv_nsec;
+    if (nanoseconds < 0) {
+      nanoseconds += kSecondNs;
+      --seconds;
+    }
+    if (seconds < 0) return {0, 0};
+    return {seconds, static_cast<suseconds_t>(nanoseconds / kMicrosecondNs)};
+  }
+
+ private:
+  time_t seconds_;
+  timespec start_;
+};
+
+// What has been received for one request, and how it is going.
+struct Reception {
+  FrameView request;
+  uint8_t* bytes;         // kReplyBytes
+  uint32_t received = 0;  // of the frame that is under way, and of what came behind it
+  uint32_t dropped = 0;   // whole frames that answer other requests
+};
+
+enum class Finding { kMore, kAnswer, kFailed };
+
+Finding fail(const char* reason) {
+  print_guard(reason);
+  return Finding::kFailed;
+}
+
+// A frame as long as the buffer leaves no room for what stands behind it: one more byte is asked for, without waiting.
+bool has_more(int socket_fd) {
+  uint8_t next;
+  return recv(socket_fd, &next, sizeof next, MSG_PEEK | MSG_DONTWAIT) > 0;
+}
+
+Finding judge_answer(const Reception& reception, uint32_t frame_bytes, int socket_fd) {
+  const FrameView frame = {reception.bytes, reception.received};
+  if (frame.at(kClassOffset) != reception.request.at(kClassOffset) ||
+      frame.at(kCommandOffset) != reception.request.at(kCommandOffset)) {
+    return fail("reply to another request");
+  }
+  if (reception.received > frame_bytes || (frame_bytes == kReplyBytes && has_more(socket_fd))) {
+    return fail("bytes behind the reply");
+  }
+  return Finding::kAnswer;
+}
+
+// Looks at the frame that the received bytes begin with. Whole frames with another sequence number are dropped: a late
+// reply to an earlier request, sent again or held up on its way.
+Finding look_at(Reception* reception, int socket_fd) {
+  constexpr uint32_t kLengthBytes = kComplementOffset + 4;
+  while (reception->received >= kLengthBytes) {
+    const FrameView frame = {reception->bytes, reception->received};
+    const uint32_t counted = frame.double_unit_at(kLengthOffset);
+    if (frame.double_unit_at(kComplementOffset) != ~counted || counted < kLeastFrameBytes - kUncountedBytes ||
+        counted > kReplyBytes - kUncountedBytes) {
+      return fail("not a reply of this protocol");
+    }
+    const uint32_t frame_bytes = counted + kUncountedBytes;
+    if (reception->received < frame_bytes) return Finding::kMore;
+    if (frame.unit_at(kSequenceOffset) == reception->request.unit_at(kSequenceOffset)) {
+      return judge_answer(*reception, frame_bytes, socket_fd);
+    }
+    ++reception->dropped;
+    reception->received -= frame_bytes;
+    memmove(reception->bytes, reception->bytes + frame_bytes, reception->received);
+  }
+  return Finding::kMore;
+}
+
+// Receives what there is behind what came before.
+Finding receive_more(Reception* reception, int socket_fd) {
+  const ssize_t count = recv(socket_fd, reception->bytes + reception->received, kReplyBytes - reception->received, 0);
+  if (count == 0) return fail("connection closed by the controller");
+  if (count < 0) {
+    print_connection_lost(errno);
+    return Finding::kFailed;
+  }
+  reception->received += static_cast<uint32_t>(count);
+  return look_at(reception, socket_fd);
+}
+
+// Waits for the answer. The last look is taken when the time is up: no peer can make it longer.
+Finding await_answer(Reception* reception, int socket_fd, const ReplyWait& wait) {
+  Finding finding = Finding::kMore;
+  timeval left = wait.whole();
+  for (bool is_last = false; finding == Finding::kMore && !is_last; left = wait.left()) {
+    is_last = left.tv_sec == 0 && left.tv_usec == 0;
+    bool is_ready = false;
+    const int result = wait_readable(socket_fd, left, &is_ready);
+    if (result < 0) {
+      print_line("--err--");
+      return Finding::kFailed;
+    }
+    if (!is_ready) break;
+    finding = receive_more(reception, socket_fd);
+  }
+  if (finding == Finding::kMore) {
+    if (reception->received > 0) {
+      print_cut_off(reception->received);
+    } else {
+      print_line("--timeout--");
+    }
+  }
+  return finding;
+}
+
+// Discards everything that waits. False behind a printed line when that has no end or meets the connection's. A wait
+// that fails is left to the send, which fails too.
+bool discard_waiting(int socket_fd) {
+  uint32_t discarded = 0;
+  bool is_ready = false;
+  while (wait_readable(socket_fd, {0, 0}, &is_ready) > 0 && is_ready) {
+    const ssize_t count = recv(socket_fd, EmptyBuff, sizeof EmptyBuff, 0);
+    if (count <= 0) {
+      if (count == 0) {
+        print_guard("connection closed by the controller");
+      } else {
+        print_connection_lost(errno);
+      }
+      return false;
+    }
+    discarded += static_cast<uint32_t>(count);
+    if (discarded > kDrainLimit) {
+      print_guard("more than 65536 bytes waited before the request");
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+}  // namespace plc
+
+using namespace plc;
+
+extern "C" {
+
+int EmptyBuffer(int socket_fd) { return discard_waiting(socket_fd) ? 0 : -1; }
+
+int send_e(const uint8_t* bytes, uint32_t length, ConnContext* conn) {
+  if (!discard_waiting(conn->socket_fd)) {
+    close_connection(conn);
+    return -1;
+  }
+  const ssize_t sent = send(conn->socket_fd, bytes, length, 0);
+  if (sent < 0) {
+    print_send_error();
+    close_connection(conn);
+    return -1;
+  }
+  return static_cast<int>(sent);
+}
+
+int TransRecvSockBuff(const uint8_t* request, uint32_t length, uint8_t* reply, int32_t* reply_length,
+                      ConnContext* conn) {
+  if (send_e(request, length, conn) < 0) return -1;
+  const ReplyWait wait(conn->recv_timeout_s);
+  Reception reception = {{request, length}, reply};
+  const Finding finding = await_answer(&reception, conn->socket_fd, wait);
+  if (reception.dropped > 0) print_dropped(reception.dropped);
+  if (finding != Finding::kAnswer) {
+    close_connection(conn);
+    return -1;
+  }
+  *reply_length = static_cast<int32_t>(reception.received);
+  return 0;
+}
+}
