@@ -12,7 +12,6 @@
 #include "plc_driver/diagnostics.h"
 #include "plc_driver/driver_state.h"
 #include "plc_driver/guard_lines.h"
-#include "plc_driver/protocol/socket_wait.h"
 #include "plc_driver/text/bounded_text.h"
 #include "plc_ethernet.h"
 

@@ -1,6 +1,8 @@
 // The TCP connection: connect and close.
 #pragma once
 
+#include <sys/select.h>
+
 #include <cstdint>
 
 #include "plc_driver.h"
@@ -21,6 +23,9 @@ PLC_PRIVATE_API void FlushBuff(uint32_t enable, const uint8_t* bytes, int32_t le
 }
 
 namespace plc {
+
+// select can only take these; others count as its failing.
+inline bool is_selectable(int socket_fd) { return socket_fd >= 0 && socket_fd < FD_SETSIZE; }
 
 // True when conn holds a socket that the driver stored there and has not closed since.
 bool holds_own_socket(const ConnContext& conn);

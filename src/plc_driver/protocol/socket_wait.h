@@ -3,13 +3,13 @@
 
 #include <sys/select.h>
 
+#include "plc_driver/protocol/connection.h"
+
 namespace plc {
 
-// select can only take these; others count as its failing.
-inline bool is_selectable(int socket_fd) { return socket_fd >= 0 && socket_fd < FD_SETSIZE; }
-
-// Waits until the socket is readable. Returns select's result; ready tells whether the socket was in the set.
-inline int wait_readable(int socket_fd, timeval timeout, bool* ready) {
+// Waits until the socket is readable. A function of its own in each file that waits: as small as the path needs it.
+// Returns select's result; ready tells whether the socket was in the set.
+static int wait_readable(int socket_fd, timeval timeout, bool* ready) {
   *ready = false;
   if (!is_selectable(socket_fd)) return -1;
   fd_set readable;
