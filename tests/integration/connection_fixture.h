@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "plc_driver/protocol/connection.h"
+#include "plc_driver/protocol/transaction.h"
 #include "support/descriptors.h"
 #include "support/driver_fixture.h"
 #include "support/guarded_buffer.h"
