@@ -1,25 +1,29 @@
 /* A small host, linked against the driver: reads one 16- or 32-bit variable of a controller by its number.
  *
- *   read_value ADDRESS PORT AREA ID [ELEMENT]
+ *   read_value ADDRESS PORT AREA ID TYPE [ELEMENT]
  *
  * The tag file of the area, PLC<address in hexadecimal>_<area>.csv, is read from the working directory; ID is the
- * variable's line in it, from 0. */
+ * variable's line in it, from 0, and TYPE the type of that line: the driver passes bytes on, and the host knows what
+ * they mean. */
 #include <arpa/inet.h>
 #include <plc_driver.h>
 #include <stdio.h>
 #include <stdlib.h>
+
+#include "value_of_type.h"
 
 /* The driver keeps a pointer to the settings, so they live as long as the program. */
 static CommSettings settings;
 
 int main(int argc, char** argv) {
   struct in_addr address;
-  if (argc < 5 || argc > 6 || inet_pton(AF_INET, argv[1], &address) != 1) {
-    fprintf(stderr, "usage: read_value ADDRESS PORT AREA ID [ELEMENT]\n");
+  const TypeEntry* type = argc < 6 ? NULL : find_word_type(type_list, argv[5]);
+  if (type == NULL || argc > 7 || inet_pton(AF_INET, argv[1], &address) != 1) {
+    fprintf(stderr, "usage: read_value ADDRESS PORT AREA ID TYPE [ELEMENT]\n");
     return 2;
   }
   const uint32_t id = (uint32_t)strtoul(argv[4], NULL, 0);
-  const uint32_t element = argc == 6 ? (uint32_t)strtoul(argv[5], NULL, 0) : 0;
+  const uint32_t element = argc == 7 ? (uint32_t)strtoul(argv[6], NULL, 0) : 0;
 
   settings.ip_address = ntohl(address.s_addr);
   settings.tcp_port = (uint16_t)strtoul(argv[2], NULL, 10);
@@ -40,7 +44,7 @@ int main(int argc, char** argv) {
     fprintf(stderr, "read failed: %u\n", result);
     return 1;
   }
-  const uint32_t bits = data[0] | (uint32_t)data[1] << 8 | (uint32_t)data[2] << 16 | (uint32_t)data[3] << 24;
-  printf("variable %u element %u = %d\n", id, element, (int32_t)bits);
+  printf("variable %u element %u = ", id, element);
+  print_value(type, data);
   return 0;
 }

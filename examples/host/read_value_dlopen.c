@@ -1,6 +1,6 @@
 /* The host of read_value.c with the driver loaded at run time, as a panel's runtime does it.
  *
- *   read_value_dlopen LIBRARY ADDRESS PORT AREA ID [ELEMENT] */
+ *   read_value_dlopen LIBRARY ADDRESS PORT AREA ID TYPE [ELEMENT] */
 #include <arpa/inet.h>
 #include <dlfcn.h>
 #include <plc_driver.h>
@@ -8,34 +8,43 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "value_of_type.h"
+
 typedef uint32_t InitFunction(CommSettings* settings);
 typedef uint32_t ReadFunction(RegRequest* request, RegValue* value, ConnContext* conn);
 
 /* The driver keeps a pointer to the settings, so they live as long as the program. */
 static CommSettings settings;
 
-/* Stores the address of one of the library's functions. Returns 0 when it has none of that name. */
-static int find(void* library, const char* name, void* function) {
+/* Stores the address of one of the library's functions or tables. Returns 0 when it has none of that name. */
+static int find(void* library, const char* name, void* pointer) {
   void* address = dlsym(library, name);
-  memcpy(function, &address, sizeof address);
+  memcpy(pointer, &address, sizeof address);
   return address != NULL;
 }
 
 int main(int argc, char** argv) {
   struct in_addr address;
-  if (argc < 6 || argc > 7 || inet_pton(AF_INET, argv[2], &address) != 1) {
-    fprintf(stderr, "usage: read_value_dlopen LIBRARY ADDRESS PORT AREA ID [ELEMENT]\n");
+  if (argc < 7 || argc > 8 || inet_pton(AF_INET, argv[2], &address) != 1) {
+    fprintf(stderr, "usage: read_value_dlopen LIBRARY ADDRESS PORT AREA ID TYPE [ELEMENT]\n");
     return 2;
   }
   void* library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
   InitFunction* initialise;
   ReadFunction* read_register;
-  if (library == NULL || !find(library, "ev_plc_init", &initialise) || !find(library, "ev_plc_read", &read_register)) {
+  const TypeEntry* types;
+  if (library == NULL || !find(library, "ev_plc_init", &initialise) || !find(library, "ev_plc_read", &read_register) ||
+      !find(library, "type_list", &types)) {
     fprintf(stderr, "%s\n", dlerror());
     return 1;
   }
+  const TypeEntry* type = find_word_type(types, argv[6]);
+  if (type == NULL) {
+    fprintf(stderr, "%s is no type of 16 or 32 bits\n", argv[6]);
+    return 2;
+  }
   const uint32_t id = (uint32_t)strtoul(argv[5], NULL, 0);
-  const uint32_t element = argc == 7 ? (uint32_t)strtoul(argv[6], NULL, 0) : 0;
+  const uint32_t element = argc == 8 ? (uint32_t)strtoul(argv[7], NULL, 0) : 0;
 
   settings.ip_address = ntohl(address.s_addr);
   settings.tcp_port = (uint16_t)strtoul(argv[3], NULL, 10);
@@ -54,7 +63,7 @@ int main(int argc, char** argv) {
     fprintf(stderr, "read failed: %u\n", result);
     return 1;
   }
-  const uint32_t bits = data[0] | (uint32_t)data[1] << 8 | (uint32_t)data[2] << 16 | (uint32_t)data[3] << 24;
-  printf("variable %u element %u = %d\n", id, element, (int32_t)bits);
+  printf("variable %u element %u = ", id, element);
+  print_value(type, data);
   return 0;
 }

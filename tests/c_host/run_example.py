@@ -10,11 +10,18 @@ import subprocess
 import sys
 import tempfile
 
-# What is set in the simulator, how the host asks for it (area, id, element), and the value that it must print.
+# What is set in the simulator, how the host asks for it (area, id, type, element), and the value that it must print.
 CASES = (
-    ("set Motor.Speed 120", ("0", "2", "0"), 120),
-    ("set Table[3] -7", ("0", "9", "3"), 0xFFF9),
+    ("set Motor.Speed 120", ("0", "2", "DINT"), "120"),
+    ("set Motor.Speed -120", ("0", "2", "DINT", "0"), "-120"),
+    ("set Table[3] -7", ("0", "9", "INT", "3"), "-7"),
+    ("set Limit 65529", ("0", "10", "UINT"), "65529"),
+    ("set Status.Word 65535", ("0", "11", "WORD"), "65535"),
+    ("set Motor.Position 4294967289", ("0", "7", "UDINT"), "4294967289"),
+    ("set Motor.Current -1.5", ("0", "4", "REAL"), "-1.5"),
 )
+# Types that the hosts do not show: none of them may be taken for another.
+OTHER_TYPES = ("LINT", "BOOL", "STRING", "int", "")
 
 
 def main():
@@ -39,20 +46,29 @@ def main():
 def run_cases(simulator, command, folder):
     port = re.match(r"listening on 127\.0\.0\.1:(\d+)$", simulator.stdout.readline().strip())[1]
     failed = 0
-    for line, (area, number, element), value in CASES:
+    for line, (area, number, kind, *element), value in CASES:
         simulator.stdin.write(line + "\n")
         simulator.stdin.flush()
         if simulator.stdout.readline() != "ok\n":
             print(f"plc-sim does not take '{line}'")
             return 1
-        done = subprocess.run([*command, "127.0.0.1", port, area, number, element], cwd=folder, text=True,
-                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=60,
-                              check=False)
-        expected = f"variable {number} element {element} = {value}"
-        if done.returncode != 0 or expected not in done.stdout.split("\n"):
-            print(f"{line}: expected '{expected}', got {done.returncode}:\n{done.stdout}")
+        code, out = run_host(command, port, folder, area, number, kind, *element)
+        expected = f"variable {number} element {element[0] if element else 0} = {value}"
+        if code != 0 or expected not in out.split("\n"):
+            print(f"{line}: expected '{expected}', got {code}:\n{out}")
+            failed += 1
+    for kind in OTHER_TYPES:
+        code, out = run_host(command, port, folder, "0", "2", kind)
+        if code != 2 or " = " in out:
+            print(f"type '{kind}': expected 2, got {code}:\n{out}")
             failed += 1
     return failed
+
+
+def run_host(command, port, folder, *arguments):
+    done = subprocess.run([*command, "127.0.0.1", port, *arguments], cwd=folder, text=True, stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=60, check=False)
+    return done.returncode, done.stdout
 
 
 if __name__ == "__main__":
