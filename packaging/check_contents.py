@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Compares an installed tree with contents.txt: prints every file that is missing or too many.
+"""Compares an installed tree with contents.txt: prints every file that is missing or too many, and every document that
+an installed header or example names and its package does not hold.
 
 check_contents.py PREFIX LIBRARY_FOLDER BUILD_TYPE COMPONENT...
 """
@@ -24,6 +25,16 @@ def expected_files(library_folder, build_type, components):
     return files
 
 
+def missing_documents(prefix):
+    """Documents that the headers and examples of the package libplc-driver-dev name and that it does not hold."""
+    folder = prefix / "share" / "doc" / "libplc-driver-dev"
+    sources = sorted(prefix.glob("include/*.h")) + sorted(folder.glob("examples/*"))
+    named = {(source.name, name) for source in sources
+             for name in re.findall(r"[\w./-]+\.md\b", source.read_text(encoding="utf-8"))}
+    return [f"{source} names {name}, which is not installed" for source, name in sorted(named)
+            if not (folder / name).is_file()]
+
+
 def main():
     prefix, what, components = pathlib.Path(sys.argv[1]), sys.argv[2:4], sys.argv[4:]
     expected = expected_files(*what, components)
@@ -31,6 +42,7 @@ def main():
     problems = [f"missing: {name}" for name in sorted(expected - found)]
     problems += [f"not expected: {name}" for name in sorted(found - expected)]
     problems += [] if expected else ["no file is expected"]
+    problems += missing_documents(prefix) if "dev" in components else []
     print("\n".join(problems))
     return 1 if problems else 0
 
