@@ -15,6 +15,17 @@ unsigned unit_at(const uint8_t* bytes, size_t offset) {
   return static_cast<unsigned>(bytes[offset]) << 8 | bytes[offset + 1];
 }
 
+// Length, complement, and the request's own sequence number, class and command.
+Answer with_head(std::vector<uint8_t>& frame, size_t length, const uint8_t* request) {
+  const auto counted = static_cast<uint32_t>(length - 10);
+  for (unsigned i = 0; i < 4; ++i) {
+    frame[i] = static_cast<uint8_t>(counted >> (24 - 8 * i));
+    frame[4 + i] = static_cast<uint8_t>(~frame[i]);
+  }
+  std::copy(request + 8, request + 12, frame.begin() + 8);
+  return {frame.data(), length};
+}
+
 unsigned command_of(const uint8_t* request) { return unit_at(request, 10); }
 
 }  // namespace
@@ -30,7 +41,7 @@ AnswerTable::AnswerTable() : directory_(kDirectoryBytes, 0), handles_(kFrameByte
   }
 }
 
-Answer AnswerTable::find(const uint8_t* request, size_t length) const {
+Answer AnswerTable::find(const uint8_t* request, size_t length) {
   constexpr size_t kLongestHead = 24;
   if (length < 16) {
     return {nullptr, 0};
@@ -38,24 +49,24 @@ Answer AnswerTable::find(const uint8_t* request, size_t length) const {
   switch (command_of(request)) {
     case 0x0C2C:  // directory start
     case 0x0C25:  // directory: no program has variables of its own
-      return {directory_.data(), directory_.size()};
+      return with_head(directory_, directory_.size(), request);
     case 0x0C28: {  // resolve, globals alone
       if (length < kLongestHead) {
         return {nullptr, 0};
       }
       const size_t names = unit_at(request, 16);
       const size_t bytes = kFirstHandleBytes + kHandleRecordBytes * (names > 0 ? names - 1 : 0);
-      return {handles_.data(), std::min(bytes, kFrameBytes)};
+      return with_head(handles_, std::min(bytes, kFrameBytes), request);
     }
     case 0x1E09: {  // values
       if (length < kLongestHead) {
         return {nullptr, 0};
       }
       const size_t units = size_t{unit_at(request, 13)} * request[21];
-      return {values_.data(), std::min(kHeadBytes + 2 * units, kFrameBytes)};
+      return with_head(values_, std::min(kHeadBytes + 2 * units, kFrameBytes), request);
     }
     case 0x1E01:  // write
-      return {values_.data(), kHeadBytes};
+      return with_head(values_, kHeadBytes, request);
     default:
       return {nullptr, 0};
   }

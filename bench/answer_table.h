@@ -1,4 +1,5 @@
-// The answers of the benchmarks' peer: one per kind of request, looked up and cut to length, never composed.
+// The answers of the benchmarks' peer: one per kind of request, looked up, cut to length and given the head
+// that answers the request.
 #ifndef BENCH_ANSWER_TABLE_H
 #define BENCH_ANSWER_TABLE_H
 
@@ -21,7 +22,8 @@ class AnswerTable {
   AnswerTable();
 
   // The answer to a request of length bytes; of no bytes for a request that the table does not know.
-  Answer find(const uint8_t* request, size_t length) const;
+  // Its bytes are good until the next call.
+  Answer find(const uint8_t* request, size_t length);
 
  private:
   std::vector<uint8_t> directory_;

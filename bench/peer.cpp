@@ -43,7 +43,7 @@ Listener::Listener() : fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)), port(
 }
 
 void answer_one_connection(const Listener& listener, int record_fd) {
-  const AnswerTable answers;
+  AnswerTable answers;
   const int socket_fd = accept(listener.fd, nullptr, nullptr);
   if (socket_fd < 0) {
     fail("accept");

@@ -3,11 +3,19 @@
 
 #include <errno.h>
 
+#include <cstdarg>
 #include <cstdio>
 
 namespace plc {
 
-void print_guard(const char* text) { printf("[PLC] guard: %s\r\n", text); }
+void print_guard(const char* format, ...) {
+  fputs("[PLC] guard: ", stdout);
+  va_list arguments;
+  va_start(arguments, format);
+  vprintf(format, arguments);
+  va_end(arguments);
+  fputs("\r\n", stdout);
+}
 
 void print_connect_error(int error) {
   if (error == ECONNREFUSED) {
@@ -15,36 +23,8 @@ void print_connect_error(int error) {
   } else if (error == EHOSTUNREACH || error == ENETUNREACH) {
     print_guard("no route to the controller");
   } else {
-    printf("[PLC] guard: connect failed, error %d\r\n", error);
+    print_guard("connect failed, error %d", error);
   }
-}
-
-void print_cut_off(uint32_t received) {
-  printf("[PLC] guard: reply cut off, %u bytes in time\r\n", static_cast<unsigned>(received));
-}
-
-void print_connection_lost(int error) { printf("[PLC] guard: connection lost, error %d\r\n", error); }
-
-void print_dropped(uint32_t replies) {
-  printf("[PLC] guard: %u late replies dropped\r\n", static_cast<unsigned>(replies));
-}
-
-void print_incomplete_names(uint32_t whole, uint32_t asked) {
-  printf("[PLC] guard: %u of %u names resolved\r\n", static_cast<unsigned>(whole), static_cast<unsigned>(asked));
-}
-
-void print_wrong_values(uint32_t received_bytes, uint32_t asked_bytes) {
-  printf("[PLC] guard: %u bytes of values, %u were asked for\r\n", static_cast<unsigned>(received_bytes),
-         static_cast<unsigned>(asked_bytes));
-}
-
-void print_incomplete_directory(uint32_t whole, uint32_t announced) {
-  printf("[PLC] guard: %u of %u programs in the directory\r\n", static_cast<unsigned>(whole),
-         static_cast<unsigned>(announced));
-}
-
-void print_refused(const char* request, uint32_t status) {
-  printf("[PLC] guard: controller refused %s, status %04X\r\n", request, static_cast<unsigned>(status));
 }
 
 }  // namespace plc

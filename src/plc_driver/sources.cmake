@@ -1,5 +1,6 @@
-# Sources of the driver proper: those that both builds share, those that are compiled for each, and those that one
-# build has alone. Those that only some targets need are named in src/CMakeLists.txt.
+# Sources of the driver proper: those that both builds share; those that are compiled for each, on the road of a read or
+# a word write and off it; and those that one build has alone. Those that only some targets need are named in
+# src/CMakeLists.txt.
 target_sources(plc_driver_objects PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/diagnostics.cpp
   ${CMAKE_CURRENT_LIST_DIR}/driver_state.cpp
@@ -27,18 +28,21 @@ target_sources(plc_driver_objects PRIVATE
 )
 
 set(plc_driver_twice
-  ${CMAKE_CURRENT_LIST_DIR}/build_name.cpp
   ${CMAKE_CURRENT_LIST_DIR}/host/entry_points.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/exchange.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/read_single.cpp)
+set(plc_driver_twice_off_road
+  ${CMAKE_CURRENT_LIST_DIR}/build_name.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/connection.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/directory.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/exchange.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/read_batch.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/read_single.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/write_dispatch.cpp)
 set(plc_driver_by_order_alone
   ${CMAKE_CURRENT_LIST_DIR}/protocol/transaction_by_order.cpp)
 set(plc_driver_guarded_alone
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/transaction_guarded.cpp)
+set(plc_driver_guarded_alone_off_road
   ${CMAKE_CURRENT_LIST_DIR}/guard_lines.cpp
   ${CMAKE_CURRENT_LIST_DIR}/host/batch_limits.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/reply_rules.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/transaction_guarded.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/host/program_choice.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/reply_rules.cpp)

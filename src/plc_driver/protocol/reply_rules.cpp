@@ -2,8 +2,8 @@
 #include "plc_driver/protocol/reply_rules.h"
 
 #include "plc_driver/guard_lines.h"
-#include "plc_driver/protocol/frame_view.h"
 #include "plc_driver/protocol/wire_format.h"
+#include "plc_driver/protocol/wire_load.h"
 
 namespace plc {
 namespace {
@@ -13,95 +13,100 @@ namespace {
 constexpr bool kChecksStatus = PLC_GUARD_STATUS != 0;
 constexpr bool kChecksValueEnd = PLC_GUARD_VALUE_END != 0;
 
+constexpr uint32_t kScopeOffset = 14;
 constexpr uint32_t kGlobalNamesOffset = 16;
 constexpr uint32_t kLocalNamesOffset = 22;
-constexpr uint32_t kScopeOffset = 14;
-constexpr uint32_t kReferenceCountOffset = 13;
 constexpr uint32_t kSizeCodeOffset = 3;
 constexpr uint32_t kUnitBytes = 2;
-// A record begins behind the part of the reply that its first offset passes over.
-constexpr uint32_t kRecordBytes = kNameStepBytes;
-constexpr uint32_t kRecordsOffset = kNameRecordBytes - kRecordBytes;
+// Names' records lie behind each other from here on.
+constexpr uint32_t kRecordsOffset = kNameRecordBytes - kNameStepBytes;
 
-bool is_data_request(uint8_t request_class, uint8_t command) {
-  return request_class == kClassData && command == kCommandRead;
+// Class and command as one number.
+constexpr uint32_t request_kind(uint8_t request_class, uint8_t command) {
+  return static_cast<uint32_t>(request_class) << 8 | command;
+}
+constexpr uint32_t kDirectoryOpen = request_kind(kClassName, kCommandDirectoryOpen);
+constexpr uint32_t kDirectoryRead = request_kind(kClassName, kCommandDirectoryRead);
+constexpr uint32_t kResolve = request_kind(kClassName, kCommandResolve);
+constexpr uint32_t kRead = request_kind(kClassData, kCommandRead);
+
+const char* name_request(uint32_t kind) {
+  if (kind == kResolve) return "the names";
+  if (kind == kRead) return "the read";
+  return kind == kDirectoryOpen || kind == kDirectoryRead ? "the directory" : "the write";
 }
 
-const char* name_request(const FrameView& request) {
-  if (request.at(kClassOffset) == kClassName) {
-    return request.at(kCommandOffset) == kCommandResolve ? "the names" : "the directory";
-  }
-  return is_data_request(request.at(kClassOffset), request.at(kCommandOffset)) ? "the read" : "the write";
-}
+struct Frame {
+  const uint8_t* bytes;
+  uint32_t length;
+};
 
 // A whole record for each name: its fixed part and the groups that it announces.
-bool has_all_names(const FrameView& request, const FrameView& reply) {
-  const bool is_local = request.at(kScopeOffset) != 0;
-  const uint32_t asked = request.unit_at(is_local ? kLocalNamesOffset : kGlobalNamesOffset);
+bool has_all_names(const Frame& request, const Frame& reply) {
+  const bool is_local = request.bytes[kScopeOffset] != 0;
+  const uint32_t asked = load16(request.bytes + (is_local ? kLocalNamesOffset : kGlobalNamesOffset));
   uint32_t end = kRecordsOffset;
   for (uint32_t whole = 0; whole < asked; ++whole) {
-    const uint32_t groups = reply.at(end + kRecordBytes - 1);
-    end += kRecordBytes + kNameStepWordBytes * groups;
+    end += kNameStepBytes;
+    if (end <= reply.length) end += kNameStepWordBytes * reply.bytes[end - 1];
     if (end > reply.length) {
-      print_incomplete_names(whole, asked);
+      print_guard("%u of %u names resolved", unsigned{whole}, unsigned{asked});
       return false;
     }
   }
   return true;
 }
 
-bool has_asked_values(const FrameView& request, const FrameView& reply) {
-  const uint32_t references = request.unit_at(kReferenceCountOffset);
+bool has_asked_values(const Frame& request, const Frame& reply) {
   uint32_t asked = 0;
-  for (uint32_t i = 0; i < references; ++i) {
-    asked += kUnitBytes * request.at(kReferencesOffset + kReferenceBytes * i + kSizeCodeOffset);
+  for (uint32_t at = kReferencesOffset + kSizeCodeOffset; at < request.length; at += kReferenceBytes) {
+    asked += kUnitBytes * request.bytes[at];
   }
   const uint32_t received = reply.length - kValueOffset;
   if (received == asked || (received > asked && !kChecksValueEnd)) return true;
-  print_wrong_values(received, asked);
+  print_guard("%u bytes of values, %u were asked for", unsigned{received}, unsigned{asked});
   return false;
 }
 
 // Number and name of every program that is announced, also of those that are not kept.
-bool has_all_programs(const FrameView& reply) {
-  const uint32_t announced = reply.at(kDirectoryCountOffset);
+bool has_all_programs(const Frame& reply) {
   uint32_t position = kDirectoryRecordsOffset;
-  for (uint32_t whole = 0; whole < announced; ++whole) {
-    const uint32_t size = reply.at(position + kDirectorySizeOffset);
+  bool is_whole = position <= reply.length;
+  const uint32_t announced = is_whole ? reply.bytes[kDirectoryCountOffset] : 0U;
+  uint32_t whole = 0;
+  while (is_whole && whole < announced) {
+    is_whole = position + kDirectoryNameOffset <= reply.length;
+    if (!is_whole) break;
+    const uint32_t size = reply.bytes[position + kDirectorySizeOffset];
     const uint32_t name_bytes = size > kDirectorySizeExtra ? size - kDirectorySizeExtra : 0;
-    if (position + kDirectoryNameOffset + name_bytes > reply.length) {
-      print_incomplete_directory(whole, announced);
-      return false;
-    }
+    is_whole = position + kDirectoryNameOffset + name_bytes <= reply.length;
     position += name_bytes > 0 ? size + kDirectoryStepBytes : kDirectoryEmptyStepBytes;
+    whole += is_whole ? 1 : 0;
   }
-  if (reply.length > kDirectoryCountOffset) return true;
-  print_incomplete_directory(0, announced);
-  return false;
+  if (!is_whole) print_guard("%u of %u programs in the directory", unsigned{whole}, unsigned{announced});
+  return is_whole;
 }
 
-bool is_complete(const FrameView& request, const FrameView& reply) {
-  const uint8_t request_class = request.at(kClassOffset);
-  const uint8_t command = request.at(kCommandOffset);
-  if (is_data_request(request_class, command)) return has_asked_values(request, reply);
-  if (request_class != kClassName) return true;
-  if (command == kCommandResolve) return has_all_names(request, reply);
-  return command != kCommandDirectoryRead || has_all_programs(reply);
+bool is_complete(uint32_t kind, const Frame& request, const Frame& reply) {
+  if (kind == kRead) return has_asked_values(request, reply);
+  if (kind == kResolve) return has_all_names(request, reply);
+  return kind != kDirectoryRead || has_all_programs(reply);
 }
 
 }  // namespace
 
 ReplyVerdict judge_reply(const uint8_t* request_bytes, uint32_t request_length, const uint8_t* reply_bytes,
                          uint32_t reply_length) {
-  const FrameView request = {request_bytes, request_length};
-  const FrameView reply = {reply_bytes, reply_length};
-  const uint32_t status = reply.unit_at(kStatusOffset);
+  const Frame request = {request_bytes, request_length};
+  const Frame reply = {reply_bytes, reply_length};
+  const uint32_t kind = load16(request_bytes + kClassOffset);
+  const uint32_t status = load16(reply_bytes + kStatusOffset);
   // First, since a refusal need not hold what was asked for.
   if (kChecksStatus && status != 0) {
-    print_refused(name_request(request), status);
+    print_guard("controller refused %s, status %04X", name_request(kind), unsigned{status});
     return ReplyVerdict::kRefused;
   }
-  return is_complete(request, reply) ? ReplyVerdict::kGood : ReplyVerdict::kIncomplete;
+  return is_complete(kind, request, reply) ? ReplyVerdict::kGood : ReplyVerdict::kIncomplete;
 }
 
 }  // namespace plc

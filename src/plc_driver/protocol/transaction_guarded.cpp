@@ -9,10 +9,10 @@
 #include "plc_driver/driver_state.h"
 #include "plc_driver/guard_lines.h"
 #include "plc_driver/protocol/connection.h"
-#include "plc_driver/protocol/frame_view.h"
 #include "plc_driver/protocol/socket_wait.h"
 #include "plc_driver/protocol/transaction.h"
 #include "plc_driver/protocol/wire_format.h"
+#include "plc_driver/protocol/wire_load.h"
 
 namespace plc {
 namespace {
@@ -52,17 +52,30 @@ class ReplyWait {
 
 // What has been received for one request, and how it is going.
 struct Reception {
-  FrameView request;
+  uint32_t asked;         // the request's sequence number, class and command
   uint8_t* bytes;         // kReplyBytes
   uint32_t received = 0;  // of the frame that is under way, and of what came behind it
   uint32_t dropped = 0;   // whole frames that answer other requests
 };
 
+// Sequence number, class and command as one number.
+uint32_t identity_of(const uint8_t* frame) { return load32(frame + kSequenceOffset); }
+static_assert(kClassOffset == kSequenceOffset + 2 && kCommandOffset == kClassOffset + 1);
+
 enum class Finding { kMore, kAnswer, kFailed };
 
-Finding fail(const char* reason) {
-  print_guard(reason);
+[[gnu::cold, gnu::noinline]] Finding fail(const char* reason) {
+  print_guard("%s", reason);
   return Finding::kFailed;
+}
+
+// Tells what a receive that brought no byte means.
+[[gnu::cold, gnu::noinline]] void print_end_of_connection(ssize_t received) {
+  if (received == 0) {
+    print_guard("connection closed by the controller");
+  } else {
+    print_guard("connection lost, error %d", errno);
+  }
 }
 
 // A frame as long as the buffer leaves no room for what stands behind it: one more byte is asked for, without waiting.
@@ -71,34 +84,25 @@ bool has_more(int socket_fd) {
   return recv(socket_fd, &next, sizeof next, MSG_PEEK | MSG_DONTWAIT) > 0;
 }
 
-Finding judge_answer(const Reception& reception, uint32_t frame_bytes, int socket_fd) {
-  const FrameView frame = {reception.bytes, reception.received};
-  if (frame.at(kClassOffset) != reception.request.at(kClassOffset) ||
-      frame.at(kCommandOffset) != reception.request.at(kCommandOffset)) {
-    return fail("reply to another request");
-  }
-  if (reception.received > frame_bytes || (frame_bytes == kReplyBytes && has_more(socket_fd))) {
-    return fail("bytes behind the reply");
-  }
-  return Finding::kAnswer;
-}
-
 // Looks at the frame that the received bytes begin with. Whole frames with another sequence number are dropped: a late
 // reply to an earlier request, sent again or held up on its way.
 Finding look_at(Reception* reception, int socket_fd) {
   constexpr uint32_t kLengthBytes = kComplementOffset + 4;
   while (reception->received >= kLengthBytes) {
-    const FrameView frame = {reception->bytes, reception->received};
-    const uint32_t counted = frame.double_unit_at(kLengthOffset);
-    if (frame.double_unit_at(kComplementOffset) != ~counted || counted < kLeastFrameBytes - kUncountedBytes ||
+    const uint32_t counted = load32(reception->bytes + kLengthOffset);
+    if (load32(reception->bytes + kComplementOffset) != ~counted || counted < kLeastFrameBytes - kUncountedBytes ||
         counted > kReplyBytes - kUncountedBytes) {
       return fail("not a reply of this protocol");
     }
     const uint32_t frame_bytes = counted + kUncountedBytes;
     if (reception->received < frame_bytes) return Finding::kMore;
-    if (frame.unit_at(kSequenceOffset) == reception->request.unit_at(kSequenceOffset)) {
-      return judge_answer(*reception, frame_bytes, socket_fd);
+    const uint32_t difference = identity_of(reception->bytes) ^ reception->asked;
+    const bool is_own = difference >> 16 == 0;
+    if (is_own && difference != 0) return fail("reply to another request");
+    if (is_own && (reception->received > frame_bytes || (frame_bytes == kReplyBytes && has_more(socket_fd)))) {
+      return fail("bytes behind the reply");
     }
+    if (is_own) return Finding::kAnswer;
     ++reception->dropped;
     reception->received -= frame_bytes;
     memmove(reception->bytes, reception->bytes + frame_bytes, reception->received);
@@ -109,38 +113,40 @@ Finding look_at(Reception* reception, int socket_fd) {
 // Receives what there is behind what came before.
 Finding receive_more(Reception* reception, int socket_fd) {
   const ssize_t count = recv(socket_fd, reception->bytes + reception->received, kReplyBytes - reception->received, 0);
-  if (count == 0) return fail("connection closed by the controller");
-  if (count < 0) {
-    print_connection_lost(errno);
+  if (count <= 0) {
+    print_end_of_connection(count);
     return Finding::kFailed;
   }
   reception->received += static_cast<uint32_t>(count);
   return look_at(reception, socket_fd);
 }
 
+[[gnu::cold, gnu::noinline]] Finding time_out(const Reception& reception) {
+  if (reception.received > 0) {
+    print_guard("reply cut off, %u bytes in time", unsigned{reception.received});
+  } else {
+    print_line("--timeout--");
+  }
+  return Finding::kFailed;
+}
+
 // Waits for the answer. The last look is taken when the time is up: no peer can make it longer.
 Finding await_answer(Reception* reception, int socket_fd, const ReplyWait& wait) {
-  Finding finding = Finding::kMore;
   timeval left = wait.whole();
-  for (bool is_last = false; finding == Finding::kMore && !is_last; left = wait.left()) {
-    is_last = left.tv_sec == 0 && left.tv_usec == 0;
+  for (;;) {
+    const bool is_last = left.tv_sec == 0 && left.tv_usec == 0;
     bool is_ready = false;
-    const int result = wait_readable(socket_fd, left, &is_ready);
-    if (result < 0) {
+    if (wait_readable(socket_fd, left, &is_ready) < 0) {
       print_line("--err--");
       return Finding::kFailed;
     }
-    if (!is_ready) break;
-    finding = receive_more(reception, socket_fd);
-  }
-  if (finding == Finding::kMore) {
-    if (reception->received > 0) {
-      print_cut_off(reception->received);
-    } else {
-      print_line("--timeout--");
+    if (is_ready) {
+      const Finding finding = receive_more(reception, socket_fd);
+      if (finding != Finding::kMore) return finding;
     }
+    if (is_last || !is_ready) return time_out(*reception);
+    left = wait.left();
   }
-  return finding;
 }
 
 // Discards everything that waits. False behind a printed line when that has no end or meets the connection's. A wait
@@ -151,11 +157,7 @@ bool discard_waiting(int socket_fd) {
   while (wait_readable(socket_fd, {0, 0}, &is_ready) > 0 && is_ready) {
     const ssize_t count = recv(socket_fd, EmptyBuff, sizeof EmptyBuff, 0);
     if (count <= 0) {
-      if (count == 0) {
-        print_guard("connection closed by the controller");
-      } else {
-        print_connection_lost(errno);
-      }
+      print_end_of_connection(count);
       return false;
     }
     discarded += static_cast<uint32_t>(count);
@@ -194,9 +196,9 @@ int TransRecvSockBuff(const uint8_t* request, uint32_t length, uint8_t* reply, i
                       ConnContext* conn) {
   if (send_e(request, length, conn) < 0) return -1;
   const ReplyWait wait(conn->recv_timeout_s);
-  Reception reception = {{request, length}, reply};
+  Reception reception = {length < kBodyOffset ? 0 : identity_of(request), reply};
   const Finding finding = await_answer(&reception, conn->socket_fd, wait);
-  if (reception.dropped > 0) print_dropped(reception.dropped);
+  if (reception.dropped > 0) print_guard("%u late replies dropped", unsigned{reception.dropped});
   if (finding != Finding::kAnswer) {
     close_connection(conn);
     return -1;
