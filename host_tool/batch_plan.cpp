@@ -105,14 +105,14 @@ size_t walk_frame(const Batch& batch, size_t start, size_t end, FrameLoad& load)
 }
 
 // Cuts one scope's slots into the largest batches that are read completely.
-void cut_batches(const Batch& slots, std::vector<Batch>& batches) {
+void cut_batches(const Batch& slots, bool is_guarded, std::vector<Batch>& batches) {
   for (size_t start = 0; start < slots.size();) {
     size_t size = std::min(kSlotsPerBatch, slots.size() - start);
     Batch batch;
     for (; size > 0; --size) {
       const auto first = slots.begin() + static_cast<std::ptrdiff_t>(start);
       batch.assign(first, first + static_cast<std::ptrdiff_t>(size));
-      if (is_read_completely(batch)) break;
+      if (is_read_completely(batch, is_guarded)) break;
     }
     if (size == 0) throw PlanError("its name is too long for a batch read");
     batches.push_back(batch);
@@ -122,33 +122,38 @@ void cut_batches(const Batch& slots, std::vector<Batch>& batches) {
 
 std::string scope_of(const TagReference& reference) {
   const TagEntry& entry = reference.tag->entry;
-  return entry.is_global == 1 ? "global" : std::string("local ") + entry.scope_name;
+  // The number goes with the name where the controller has no program of that name.
+  return entry.is_global == 1 ? "global" : std::to_string(entry.local_index) + " " + entry.scope_name;
 }
 
 }  // namespace
 
-std::optional<std::string> why_not_batched(const TagReference& reference) {
+std::optional<std::string> why_not_batched(const TagReference& reference, bool is_guarded) {
   const TagEntry& entry = reference.tag->entry;
   if (value_kind(entry) == ValueKind::kRaw) return "the batch read delivers text alone for types without a width";
   if (entry.bit_width == 8) return "the batch read stores nothing for 8-bit types";
+  if (entry.bit_width == 64 && is_guarded) return "a batch takes no 64-bit variable";
   if (entry.bit_width == 64 && !declared_ranges(entry).empty()) {
     return "the batch read loses the high half of a 64-bit array element";
   }
   if (entry.bit_width == 1 && is_em_bit_array(entry) && entry.name_kind == 1) {
     return "the batch read takes the bit of an EM array from another place of the reply than the single read";
   }
+  if (entry.bit_width == 1 && is_guarded && is_on_em(entry) && !declared_ranges(entry).empty()) {
+    return "a batch takes no BOOL array in EM memory";
+  }
   return std::nullopt;
 }
 
-bool is_read_completely(const Batch& batch) {
+bool is_read_completely(const Batch& batch, bool is_guarded) {
   if (batch.empty() || batch.back().part == SlotPart::kLowHalf) return false;
   size_t total = 0;
   for (const BatchSlot& slot : batch) total += slot.count;
   const size_t frames = total / kRegistersPerFrame + 1;
-  if (batch.size() % frames != 0) return false;
   const size_t span = batch.size() / frames;
+  if (span == 0 || (batch.size() % frames != 0 && !is_guarded)) return false;
   size_t at = 0;
-  for (size_t frame = 0; frame < frames; ++frame) {
+  for (size_t frame = 0; is_guarded ? at < batch.size() : frame < frames; ++frame) {
     FrameLoad load;
     at = walk_frame(batch, at, at + span, load);
     if (!load.fits()) return false;
@@ -156,7 +161,8 @@ bool is_read_completely(const Batch& batch) {
   return at >= batch.size();
 }
 
-std::vector<Batch> plan_batches(const std::vector<TagReference>& references, const std::vector<size_t>& chosen) {
+std::vector<Batch> plan_batches(const std::vector<TagReference>& references, const std::vector<size_t>& chosen,
+                                bool is_guarded) {
   std::vector<std::string> scopes;
   std::vector<Batch> slots_of_scope;
   for (const size_t i : chosen) {
@@ -170,7 +176,7 @@ std::vector<Batch> plan_batches(const std::vector<TagReference>& references, con
     add_slots(references[i], i, slots_of_scope[place]);
   }
   std::vector<Batch> batches;
-  for (const Batch& slots : slots_of_scope) cut_batches(slots, batches);
+  for (const Batch& slots : slots_of_scope) cut_batches(slots, is_guarded, batches);
   return batches;
 }
 

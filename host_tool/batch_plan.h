@@ -34,17 +34,19 @@ struct BatchSlot {
 
 using Batch = std::vector<BatchSlot>;
 
-// Why the batch read cannot deliver this variable as the single read does; nothing when it can.
-std::optional<std::string> why_not_batched(const TagReference& reference);
+// Why the batch read cannot deliver this variable as the single read does; nothing when it can. The guarded build
+// refuses what the contract build would answer wrongly.
+std::optional<std::string> why_not_batched(const TagReference& reference, bool is_guarded);
 
 // The batches of the chosen variables (positions in references), those of one scope together, scopes in the order of
 // their first mention. None of the chosen has a why_not_batched. Throws PlanError when one has an element that no
 // offset names.
-std::vector<Batch> plan_batches(const std::vector<TagReference>& references, const std::vector<size_t>& chosen);
+std::vector<Batch> plan_batches(const std::vector<TagReference>& references, const std::vector<size_t>& chosen,
+                                bool is_guarded);
 
-// True when the driver reads every slot of the batch: its share of each frame pair leaves none over, and each frame
-// holds its names.
-bool is_read_completely(const Batch& batch);
+// True when the driver reads every slot of the batch: each frame holds its names, and the equal shares leave no slot
+// over, which the guarded build alone would read in further frames.
+bool is_read_completely(const Batch& batch, bool is_guarded);
 
 }  // namespace plc_host
 

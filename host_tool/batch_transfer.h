@@ -3,7 +3,6 @@
 #define HOST_TOOL_BATCH_TRANSFER_H_
 
 #include <functional>
-#include <string>
 #include <vector>
 
 #include "tag_transfer.h"
@@ -17,10 +16,11 @@ struct BatchFigures {
   size_t single_reads = 0;  // variables that the batch read cannot deliver
 };
 
-// Reads all variables, results in their order. What the batch read cannot deliver is read singly; stop is asked before
-// each call and ends the reading when it says so: what was not read then has an error.
-std::vector<TagResult> read_tags_batched(DriverSession& session, const std::vector<TagReference>& references,
-                                         const std::function<bool()>& stop, BatchFigures& figures);
+// Reads the variables that were found. What the batch read cannot deliver is read singly. A batch that fails while the
+// connection stays is read again in halves, so that a variable which the controller refuses costs no other its value.
+// stop is asked before each call; after a stop signal, and once patience is over, the others stay unread and say why.
+BatchFigures read_tags_batched(DriverSession& session, std::vector<TagResult>& results,
+                               const std::function<bool()>& stop);
 
 }  // namespace plc_host
 

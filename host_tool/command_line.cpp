@@ -1,16 +1,20 @@
 // Parses the command line with the table of commands and turns exceptions into exit codes.
 #include "command_line.h"
 
+#include <unistd.h>
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+
 #include <cstdio>
+#include <functional>
 #include <iostream>
 #include <sstream>
 
 #include "commands.h"
 #include "exit_codes.h"
 #include "messages.h"
+#include "result_file.h"
 #include "stop_signal.h"
 
 namespace plc_host {
@@ -28,13 +32,15 @@ constexpr char kExamples[] =
     "  0 done                                 5 written, but read back different\n"
     "  1 at least one variable failed         6 the simulator failed or counted violations\n"
     "  2 wrong command line                   7 no connection to the controller\n"
-    "  3 the driver library does not load     130 interrupted\n"
-    "  4 the tag file cannot be used\n";
+    "  3 the driver library does not load     8 the output cannot be written\n"
+    "  4 the tag file cannot be used          130 interrupted\n";
 
 void add_command(CLI::App& app, const Command& command, HostOptions& options) {
   CLI::App* sub = app.add_subcommand(command.name, command.summary);
   sub->footer(command.details);
-  sub->add_option("--library", options.library, "Driver library instead of the one found by itself");
+  CLI::Option* driver =
+      sub->add_option("--driver", options.driver, "Driver library: contract, guarded or a PATH; else guarded if there");
+  sub->add_option("--library", options.driver, "The same as --driver PATH")->excludes(driver);
   sub->add_flag("--json", options.json, "One JSON object per line");
   sub->add_flag("-q,--quiet", options.quiet, "Show errors alone on standard error, not what the driver prints");
   command.add_options(*sub, options);
@@ -52,17 +58,16 @@ int show_parse_result(const CLI::App& app, const CLI::ParseError& error) {
   std::ostringstream out;
   std::ostringstream err;
   const int code = app.exit(error, out, err);
-  std::fputs(out.str().c_str(), stdout);
   std::fputs(err.str().c_str(), stderr);
-  return code == 0 ? kExitOk : kExitUsage;
+  if (code != 0) return kExitUsage;
+  ResultFile file(dup(STDOUT_FILENO));
+  std::fputs(out.str().c_str(), file.stream());
+  return file.finish(kExitOk);
 }
 
-int run_guarded(const Command& command, const HostOptions& options) {
+int run_reporting(const std::function<int()>& run) {
   try {
-    if (command.check_options != nullptr) command.check_options(options);
-    DriverOutput output;
-    catch_stop_signals();
-    return command.run(options, output);
+    return run();
   } catch (const HostError& error) {
     show_message(error.what());
     return stop_requested() ? kExitInterrupted : error.code();
@@ -70,6 +75,16 @@ int run_guarded(const Command& command, const HostOptions& options) {
     show_message(std::string("failed: ") + error.what());
     return kExitTagFailed;
   }
+}
+
+int run_command(const Command& command, const HostOptions& options) {
+  return run_reporting([&] {
+    if (command.check_options != nullptr) command.check_options(options);
+    DriverOutput output;
+    catch_stop_signals();
+    // What was printed before a failure has to be there too.
+    return output.result_file().finish(run_reporting([&] { return command.run(options, output); }));
+  });
 }
 
 }  // namespace
@@ -84,9 +99,9 @@ int run_command_line(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return show_parse_result(app, error);
+    return run_reporting([&] { return show_parse_result(app, error); });
   }
-  return run_guarded(chosen_command(app), options);
+  return run_command(chosen_command(app), options);
 }
 
 }  // namespace plc_host

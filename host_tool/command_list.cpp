@@ -89,7 +89,7 @@ Json tag_json(const Tag& tag) {
 }  // namespace
 
 int run_info(const HostOptions& options, DriverOutput& output) {
-  const DriverLibrary library = load_driver_library(options.library);
+  const DriverLibrary library = load_driver_library(options.driver);
   DriverInfo info{};
   const uint32_t info_code = library.driver_info(&info);
   const uint32_t register_code = library.register_host();
@@ -98,6 +98,8 @@ int run_info(const HostOptions& options, DriverOutput& output) {
   if (options.json) {
     Json object;
     object["library"] = library.path;
+    object["build"] = library.build;
+    object["guarded"] = library.is_guarded;
     object["driver_code"] = info.driver_code;
     object["driver_param"] = info.driver_param;
     object["reads_tag_files"] = library.build_tagtable != nullptr;
@@ -106,6 +108,7 @@ int run_info(const HostOptions& options, DriverOutput& output) {
   }
   write_table(output.results(),
               {{"library", library.path},
+               {"build", library.build},
                {"driver code", std::to_string(info.driver_code)},
                {"driver param", std::to_string(info.driver_param)},
                {"names", library.build_tagtable != nullptr ? "can be looked up in tag files" : "cannot be looked up"}});
@@ -113,7 +116,7 @@ int run_info(const HostOptions& options, DriverOutput& output) {
 }
 
 int run_tags(const HostOptions& options, DriverOutput& output) {
-  const DriverLibrary library = load_driver_library(options.library);
+  const DriverLibrary library = load_driver_library(options.driver);
   const TagList list = read_tag_list(library, output, options.listed_file);
   if (options.names_only) {
     for (const Tag& tag : list.tags) {

@@ -3,6 +3,7 @@
 #include "batch_transfer.h"
 #include "commands.h"
 #include "exit_codes.h"
+#include "failure.h"
 #include "host.h"
 #include "messages.h"
 #include "number_read.h"
@@ -21,18 +22,23 @@ int read_by_number(const HostOptions& options, DriverOutput& output) {
   return host.finish(exit_code_of({result}, stop_requested()));
 }
 
-// Reads back what was written. The exit code that it gives, kExitOk when both are the same.
+// Reads back what was written. Returns the exit code that it gives, kExitOk when both are the same.
 int verify_write(Host& host, const PreparedWrite& write, TagResult& result) {
   const TagResult back = read_tag(host.session(), write.reference);
-  if (!back.ok()) {
-    result = back;
-    result.error = "written, but cannot be read back: " + back.error;
+  const TagValue* value = back.reading.value();
+  if (value == nullptr) {
+    Failure failure = back.reading.failure();
+    failure.reason = "written, but cannot be read back: " + failure.reason;
+    result.reading = {failure, back.reading.time()};
     return kExitTagFailed;
   }
   const TagEntry& entry = write.reference.tag->entry;
-  if (same_value(entry, write.value, back.value)) return kExitOk;
-  result.error = "wrote " + format_value(entry, write.value, write.reference.extents) + ", read back " +
-                 format_value(entry, back.value, back.reference.extents);
+  if (same_value(entry, write.value, *value)) return kExitOk;
+  Failure failure;
+  failure.quality = Quality::kDifferent;
+  failure.reason = "wrote " + format_value(entry, write.value, write.reference.extents) + ", read back " +
+                   format_value(entry, *value, back.reference.extents);
+  result.reading = {failure, back.reading.time()};
   return kExitVerifyDiffers;
 }
 
@@ -40,7 +46,7 @@ int verify_write(Host& host, const PreparedWrite& write, TagResult& result) {
 std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options) {
   std::vector<PreparedWrite> writes;
   bool refused = false;
-  const ResultWriter writer(host.results(), options.json, {});
+  ResultWriter writer(host.results(), options.json, {});
   for (const std::string& assignment : options.names) {
     TagResult failure;
     failure.name = assignment;
@@ -51,7 +57,7 @@ std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options
       failure.name = name;
       writes.push_back(prepare_write(find_reference(host.tags(), name), value));
     } catch (const std::runtime_error& error) {
-      failure.error = error.what();
+      failure.reading = {impossible(error.what()), std::chrono::system_clock::now()};
       refused = true;
       writer.add(failure);
     }
@@ -62,13 +68,21 @@ std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options
 
 std::vector<TagResult> results_of(const std::vector<PreparedWrite>& writes) {
   std::vector<TagResult> named;
-  for (const PreparedWrite& write : writes) {
-    TagResult result;
-    result.name = write.reference.text;
-    result.reference = write.reference;
-    named.push_back(result);
-  }
+  named.reserve(writes.size());
+  for (const PreparedWrite& write : writes) named.push_back(unread(write.reference));
   return named;
+}
+
+// Says how many variables were left out, and why: their rows say no more than that they were not read.
+void tell_unread(const std::vector<TagResult>& results) {
+  size_t count = 0;
+  std::string reason;
+  for (const TagResult& result : results) {
+    if (result.reading.is_taken()) continue;
+    reason = result.reading.failure().reason;
+    ++count;
+  }
+  if (count > 0) show_message(std::to_string(count) + (count == 1 ? " variable " : " variables ") + reason);
 }
 
 }  // namespace
@@ -76,35 +90,49 @@ std::vector<TagResult> results_of(const std::vector<PreparedWrite>& writes) {
 int run_read(const HostOptions& options, DriverOutput& output) {
   if (options.by_id) return read_by_number(options, output);
   Host host(options, output);
-  const std::vector<TagResult> named = look_up_names(options, host.tags());
-  const ResultWriter writer(host.results(), options.json, named);
-  std::vector<TagResult> results;
-  for (const TagResult& entry : named) {
-    if (stop_requested()) break;
-    results.push_back(entry.ok() ? read_tag(host.session(), entry.reference) : entry);
+  std::vector<TagResult> results = look_up_names(options, host.tags());
+  ResultWriter writer(host.results(), options.json, results);
+  bool has_reader = true;
+  // Without anybody to show the values to there is nothing to ask for.
+  const auto stop = [&has_reader] { return stop_requested() || !has_reader; };
+  read_tags(host.session(), results, stop, [&](const TagResult& result) {
     host.show_simulator_lines();
-    writer.add(results.back());
-  }
+    if (!has_reader) return;
+    has_reader = writer.add(result);
+  });
+  if (has_reader) tell_unread(results);
   return host.finish(exit_code_of(results, stop_requested()));
 }
 
 int run_write(const HostOptions& options, DriverOutput& output) {
   Host host(options, output);
   const std::vector<PreparedWrite> writes = prepare_writes(host, options);
-  const ResultWriter writer(host.results(), options.json, results_of(writes));
-  std::vector<TagResult> results;
+  std::vector<TagResult> results = results_of(writes);
+  ResultWriter writer(host.results(), options.json, results);
   int differing = kExitOk;
-  for (const PreparedWrite& write : writes) {
-    if (stop_requested()) break;
-    TagResult result = write_tag(host.session(), write);
-    if (result.ok() && options.verify) {
-      const int code = verify_write(host, write, result);
-      if (code == kExitVerifyDiffers) differing = code;
+  Patience patience;
+  for (size_t i = 0; i < writes.size(); ++i) {
+    TagResult& result = results[i];
+    Confirmation confirmation;
+    if (patience.is_over()) {
+      result.reading = {not_written(target_text(host.session().target()) + " does not answer"),
+                        std::chrono::system_clock::now()};
+    } else if (stop_requested()) {
+      result.reading = {not_written("interrupted"), std::chrono::system_clock::now()};
+    } else {
+      result = write_tag(host.session(), writes[i]);
+      confirmation.is_acknowledged = result.ok() && host.session().is_guarded();
+      if (result.ok() && options.verify) {
+        const int code = verify_write(host, writes[i], result);
+        if (code == kExitVerifyDiffers) differing = code;
+        confirmation.is_read_back = code == kExitOk;
+      }
+      patience.take(result.reading);
     }
     host.show_simulator_lines();
-    writer.add_written(result, options.verify);
-    results.push_back(result);
+    writer.add_written(result, confirmation);
   }
+  tell_unread(results);
   const int code = exit_code_of(results, stop_requested());
   return host.finish(code == kExitTagFailed && differing != kExitOk ? differing : code);
 }
@@ -112,21 +140,18 @@ int run_write(const HostOptions& options, DriverOutput& output) {
 int run_batch(const HostOptions& options, DriverOutput& output) {
   Host host(options, output);
   std::vector<TagResult> results = look_up_names(options, host.tags());
-  const ResultWriter writer(host.results(), options.json, results);
-  std::vector<TagReference> references;
+  ResultWriter writer(host.results(), options.json, results);
+  const bool is_guarded = host.session().is_guarded();
   for (const TagResult& entry : results) {
-    if (!entry.ok()) continue;
-    references.push_back(entry.reference);
-    const std::optional<std::string> reason = why_not_batched(entry.reference);
-    if (reason && !options.quiet) show_message(entry.name + ": read singly: " + *reason);
+    if (!entry.is_found() || options.quiet) continue;
+    const std::optional<std::string> reason = why_not_batched(entry.reference, is_guarded);
+    if (reason) show_message(entry.name + ": read singly: " + *reason);
   }
-  BatchFigures figures;
-  const std::vector<TagResult> read = read_tags_batched(host.session(), references, stop_requested, figures);
-  size_t next = 0;
-  for (TagResult& result : results) {
-    if (result.ok()) result = read[next++];
-    writer.add(result);
+  const BatchFigures figures = read_tags_batched(host.session(), results, stop_requested);
+  for (const TagResult& result : results) {
+    if (!writer.add(result)) break;
   }
+  tell_unread(results);
   if (!options.quiet) {
     show_message(std::to_string(figures.batches) + " batch reads of " + std::to_string(figures.slots) + " registers, " +
                  std::to_string(figures.single_reads) + " variables read singly");

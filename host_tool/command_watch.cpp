@@ -6,6 +6,7 @@
 #include "commands.h"
 #include "exit_codes.h"
 #include "host.h"
+#include "messages.h"
 #include "stop_signal.h"
 #include "value_type.h"
 #include "watch_output.h"
@@ -15,31 +16,28 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-// One variable after the other. Once there is no connection the rest of the round is left out: every further call
-// would wait for the controller again.
-std::vector<TagResult> read_singly(Host& host, const std::vector<TagReference>& references) {
-  std::vector<TagResult> results(references.size());
-  for (size_t i = 0; i < references.size() && !stop_requested(); ++i) {
-    results[i] = read_tag(host.session(), references[i]);
-    if (results[i].connection_lost) break;
+std::vector<TagResult> read_round(Host& host, const std::vector<TagReference>& references, bool batch) {
+  std::vector<TagResult> results;
+  results.reserve(references.size());
+  for (const TagReference& reference : references) results.push_back(unread(reference));
+  if (batch) {
+    read_tags_batched(host.session(), results, stop_requested);
+  } else {
+    read_tags(host.session(), results, stop_requested, [](const TagResult&) {});
   }
   return results;
-}
-
-std::vector<TagResult> read_round(Host& host, const std::vector<TagReference>& references, bool batch) {
-  if (!batch) return read_singly(host, references);
-  BatchFigures figures;
-  return read_tags_batched(host.session(), references, stop_requested, figures);
 }
 
 std::vector<TagReference> watched_references(const HostOptions& options, const TagList& tags) {
   std::vector<TagReference> references;
   for (const TagResult& entry : look_up_names(options, tags)) {
-    if (entry.ok()) {
+    if (entry.is_found()) {
       references.push_back(entry.reference);
-    } else if (!options.all) {
-      throw HostError(kExitTagFailed, entry.name + ": " + entry.error);
+      continue;
     }
+    const std::string reason = entry.name + ": " + entry.reading.failure().reason;
+    if (!options.all) throw HostError(kExitTagFailed, reason);
+    show_message(reason + "; not watched");
   }
   if (references.empty()) throw HostError(kExitTagFailed, "there is nothing to watch");
   return references;
@@ -90,7 +88,7 @@ Watch::Watch(const HostOptions& options, DriverOutput& output)
     charted_row_ = charted_row(references_, host_.tags(), options.chart);
     chart_ = std::make_unique<Chart>(references_[charted_row_].text);
   }
-  shown_ = make_watch_output(host_.results(), options.json, options.csv, chart_.get());
+  shown_ = make_watch_output(host_.result_file(), options.json, options.csv, chart_.get());
   host_.session().set_line_sink([this](const std::string& line) {
     if (!options_.quiet && state_.is_new_line(line)) shown_->show_line("driver: " + line);
   });
@@ -107,11 +105,9 @@ void Watch::take_round(const std::vector<TagResult>& results) {
     shown_->show_line("plc-host: " + controller + " answers again after " + seconds + " s");
   }
   if (chart_) {
-    const TagResult& charted = results[charted_row_];
-    const bool has_value = !charted.name.empty() && charted.ok();
-    chart_->add(has_value
-                    ? std::optional<double>(element_number(charted.reference.tag->entry, charted.value.elements.at(0)))
-                    : std::nullopt);
+    const TagEntry& entry = references_[charted_row_].tag->entry;
+    const TagValue* value = results[charted_row_].reading.value();
+    chart_->add(value != nullptr ? std::optional<double>(element_number(entry, value->elements.at(0))) : std::nullopt);
   }
   shown_->show_round(state_, outcome);
   latest_ = results;
@@ -121,14 +117,14 @@ int Watch::run() {
   shown_->begin(state_);
   const std::chrono::milliseconds interval(options_.interval_ms);
   SteadyClock::time_point next = SteadyClock::now();
-  for (uint64_t round = 1; !stop_requested(); ++round) {
+  // A reader who has gone, or a full disk, ends it.
+  for (uint64_t round = 1; !stop_requested() && host_.result_file().flush(); ++round) {
     const std::vector<TagResult> results = read_round(host_, references_, options_.batch);
     host_.show_simulator_lines();
     // A round that Ctrl-C cut short shows failures that are none.
     if (stop_requested()) break;
     take_round(results);
-    // Nobody reads any more: the pipe was closed.
-    if (std::ferror(host_.results()) != 0 || round == options_.rounds) break;
+    if (!host_.result_file().flush() || round == options_.rounds) break;
     next = std::max(next + interval, SteadyClock::now());
     wait_for_stop(std::chrono::duration_cast<std::chrono::milliseconds>(next - SteadyClock::now()));
   }

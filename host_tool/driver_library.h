@@ -15,7 +15,9 @@ using BuildTagTable = uint32_t* (*)(TagEntry** entries, IndexedTagEntry** groups
                                     uint32_t* group_ids);
 
 struct DriverLibrary {
-  std::string path;  // as it was given to the loader
+  std::string path;         // as it was given to the loader
+  std::string build;        // what it calls itself: "1.1.0 guarded"
+  bool is_guarded = false;  // it returns 0 only for a whole reply of its own that refuses nothing
   decltype(&ev_plc_driver_info) driver_info = nullptr;
   decltype(&ev_plc_init) init = nullptr;
   decltype(&ev_OMRON_plc_register) register_host = nullptr;
@@ -25,12 +27,16 @@ struct DriverLibrary {
   BuildTagTable build_tagtable = nullptr;  // null when the library does not export it
 };
 
-// Loads path or, when it is empty, the first of default_library_paths() that there is. The library stays loaded: it
-// keeps its connection and its tables for the life of the process. Throws HostError.
-DriverLibrary load_driver_library(const std::string& path);
+// Loads "contract", "guarded", the library at a path or, for an empty choice, the guarded build where there is one and
+// else the contract one. The library stays loaded: it keeps its connection and its tables for the life of the process.
+// Throws HostError, also when "guarded" turns out to be another build.
+DriverLibrary load_driver_library(const std::string& choice);
 
 // Beside the program, in ../lib, in the build tree, and last the name that the loader looks up by itself.
 std::vector<std::string> default_library_paths();
+
+// The folders guarded/ of the same places; the loader has none.
+std::vector<std::string> guarded_library_paths();
 
 // Folder of this program's file; "." when it cannot be told.
 std::string program_folder();

@@ -2,18 +2,23 @@
 #ifndef HOST_TOOL_DRIVER_LINES_H_
 #define HOST_TOOL_DRIVER_LINES_H_
 
+#include <cstddef>
+#include <optional>
 #include <string>
+
+#include "reading.h"
 
 namespace plc_host {
 
 struct LineMeaning {
-  const char* part;  // of the line
-  const char* meaning;
-  const char* advice;
+  Quality quality;  // of the reading whose call printed it
+  std::string meaning;
+  std::string advice;
+  size_t rank;  // the smaller, the nearer to the cause, where one call prints several lines
 };
 
-// Null for a line that tells of no failure.
-const LineMeaning* meaning_of_line(const std::string& line);
+// Nothing for a line that tells of no failure.
+std::optional<LineMeaning> meaning_of_line(const std::string& line);
 
 }  // namespace plc_host
 

@@ -11,22 +11,19 @@ namespace plc_host {
 
 DriverOutput::DriverOutput() {
   std::fflush(stdout);
-  const int original = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  results_ = original >= 0 ? fdopen(original, "w") : nullptr;
+  results_ = std::make_unique<ResultFile>(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
   collected_ = memfd_create("driver_output", MFD_CLOEXEC);
   // A terminal, a pipe and a file alike would change how the driver's lines are buffered: all of them are collected
   // in the stream's buffer and fetched by take_lines.
-  if (results_ == nullptr || collected_ < 0 || dup2(collected_, STDOUT_FILENO) < 0 ||
-      std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ) != 0) {
+  if (collected_ < 0 || dup2(collected_, STDOUT_FILENO) < 0 || std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ) != 0) {
     throw HostError(kExitUsage, "cannot move standard output");
   }
 }
 
 DriverOutput::~DriverOutput() {
   std::fflush(stdout);
-  std::fflush(results_);
-  dup2(fileno(results_), STDOUT_FILENO);
-  std::fclose(results_);
+  results_->flush();
+  dup2(results_->descriptor(), STDOUT_FILENO);
   close(collected_);
 }
 

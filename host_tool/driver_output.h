@@ -6,8 +6,11 @@
 #define HOST_TOOL_DRIVER_OUTPUT_H_
 
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "result_file.h"
 
 namespace plc_host {
 
@@ -20,13 +23,14 @@ class DriverOutput {
   DriverOutput& operator=(const DriverOutput&) = delete;
 
   // The standard output that the process was started with.
-  FILE* results() const { return results_; }
+  FILE* results() const { return results_->stream(); }
+  ResultFile& result_file() const { return *results_; }
 
   // What has been printed since the last call, a line each, without line ends.
   std::vector<std::string> take_lines();
 
  private:
-  FILE* results_ = nullptr;
+  std::unique_ptr<ResultFile> results_;
   int collected_ = -1;
 };
 

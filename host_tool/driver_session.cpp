@@ -72,7 +72,8 @@ DriverSession::DriverSession(const DriverLibrary& library, DriverOutput& output,
   if (code != PLC_OK) throw HostError(kExitLibrary, "ev_plc_init returned " + std::to_string(code));
 }
 
-CallResult DriverSession::finish(uint32_t code, uint32_t count, std::chrono::steady_clock::time_point start) {
+CallResult DriverSession::finish(bool single, uint32_t code, uint32_t count,
+                                 std::chrono::steady_clock::time_point start) {
   const std::chrono::nanoseconds took = std::chrono::steady_clock::now() - start;
   ++figures_.calls;
   if (code == PLC_OK) {
@@ -83,11 +84,14 @@ CallResult DriverSession::finish(uint32_t code, uint32_t count, std::chrono::ste
   } else {
     ++figures_.failures;
   }
-  for (const std::string& line : output_.take_lines()) sink_(line);
   CallResult result;
+  result.time = std::chrono::system_clock::now();
   result.code = code;
   result.count = count;
-  result.connection_lost = code == PLC_NO_CONNECT || (code != PLC_OK && connection_.socket_fd == kNoSocket);
+  // A batch returns the code for a reply that is too short as well, and keeps the connection then.
+  result.connection_lost = (single && code == PLC_NO_CONNECT) || (code != PLC_OK && connection_.socket_fd == kNoSocket);
+  result.lines = output_.take_lines();
+  for (const std::string& line : result.lines) sink_(line);
   return result;
 }
 
@@ -96,7 +100,7 @@ CallResult DriverSession::read(uint32_t register_id, uint32_t offset, uint32_t c
   RegValue value{count, buffer.data()};
   const auto start = std::chrono::steady_clock::now();
   const uint32_t code = library_.read(&request, &value, &connection_);
-  const CallResult result = finish(code, value.count, start);
+  const CallResult result = finish(true, code, value.count, start);
   check_guards(buffer);
   return result;
 }
@@ -106,7 +110,7 @@ CallResult DriverSession::write(uint32_t register_id, uint32_t offset, uint32_t 
   RegValue value{count, buffer.data()};
   const auto start = std::chrono::steady_clock::now();
   const uint32_t code = library_.write(&request, &value, &connection_);
-  const CallResult result = finish(code, value.count, start);
+  const CallResult result = finish(true, code, value.count, start);
   check_guards(buffer);
   return result;
 }
@@ -118,7 +122,7 @@ CallResult DriverSession::read_batch(std::vector<BatchReadRequest>& elements) {
   elements.push_back(guard);
   const auto start = std::chrono::steady_clock::now();
   const uint32_t code = library_.read_batch(elements.data(), static_cast<int32_t>(count), &connection_);
-  const CallResult result = finish(code, count, start);
+  const CallResult result = finish(false, code, count, start);
   const bool intact = std::memcmp(&elements.back(), &guard, sizeof guard) == 0;
   elements.pop_back();
   if (!intact) throw HostError(kExitLibrary, "the driver wrote outside the host's batch");

@@ -10,6 +10,7 @@
 
 #include "driver_library.h"
 #include "driver_output.h"
+#include "reading.h"
 
 namespace plc_host {
 
@@ -51,9 +52,11 @@ struct CallFigures {
 
 // The outcome of one call.
 struct CallResult {
-  uint32_t code = 0;             // what the driver returned
-  bool connection_lost = false;  // it could not connect, or closed the connection
-  uint32_t count = 0;            // RegValue.count as the driver left it
+  uint32_t code = 0;               // what the driver returned
+  bool connection_lost = false;    // it could not connect, or closed the connection
+  uint32_t count = 0;              // RegValue.count as the driver left it
+  std::vector<std::string> lines;  // printed meanwhile
+  WallTime time{};                 // when it ended
   bool ok() const { return code == PLC_OK; }
 };
 
@@ -74,11 +77,14 @@ class DriverSession {
   CallResult read_batch(std::vector<BatchReadRequest>& elements);
 
   const Target& target() const { return target_; }
+  // Of what a call that returned 0 delivered.
+  Quality quality_of_success() const { return library_.is_guarded ? Quality::kGood : Quality::kUnguarded; }
+  bool is_guarded() const { return library_.is_guarded; }
   const CallFigures& figures() const { return figures_; }
   void set_line_sink(LineSink sink) { sink_ = std::move(sink); }
 
  private:
-  CallResult finish(uint32_t code, uint32_t count, std::chrono::steady_clock::time_point start);
+  CallResult finish(bool single, uint32_t code, uint32_t count, std::chrono::steady_clock::time_point start);
 
   const DriverLibrary& library_;
   DriverOutput& output_;

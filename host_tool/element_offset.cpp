@@ -98,8 +98,10 @@ std::optional<uint32_t> find_element_offset(const TagEntry& entry, Direction dir
 uint32_t host_units_per_element(const TagEntry& entry) { return entry.bit_width == 64 ? 2 : 1; }
 
 bool is_em_bit_array(const TagEntry& entry) {
-  return entry.type_code == kTypeBool && entry.dim1_high != 0 && entry.device_kind == kEmDevice;
+  return entry.type_code == kTypeBool && entry.dim1_high != 0 && is_on_em(entry);
 }
+
+bool is_on_em(const TagEntry& entry) { return entry.device_kind == kEmDevice; }
 
 std::string subscript_text(const Subscripts& subscripts) {
   if (subscripts.empty()) return {};

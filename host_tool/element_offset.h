@@ -43,6 +43,9 @@ uint32_t host_units_per_element(const TagEntry& entry);
 // arrays in EM memory.
 bool is_em_bit_array(const TagEntry& entry);
 
+// True for variables in EM memory.
+bool is_on_em(const TagEntry& entry);
+
 // "[1,2]", or "" without subscripts.
 std::string subscript_text(const Subscripts& subscripts);
 

@@ -17,6 +17,7 @@ enum ExitCode : int {
   kExitVerifyDiffers = 5,  // written, but read back different
   kExitSimulator = 6,      // the simulator did not start, or its judge counted violations
   kExitNoConnection = 7,   // no transfer succeeded and the connection was the reason
+  kExitOutput = 8,         // a result, or a file that was asked for, could not be written
   kExitInterrupted = 130,  // ended by a signal before everything was done
 };
 

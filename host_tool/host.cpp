@@ -4,9 +4,8 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 
-#include <algorithm>
-
 #include "exit_codes.h"
+#include "failure.h"
 #include "messages.h"
 
 namespace plc_host {
@@ -41,12 +40,16 @@ TagList read_tag_list(const DriverLibrary& library, DriverOutput& output, const 
 }
 
 Host::Host(const HostOptions& options, DriverOutput& output, const Reroute& reroute)
-    : output_(output), library_(load_driver_library(options.library)) {
+    : output_(output), library_(load_driver_library(options.driver)) {
   const Target controller = choose_target(options);
   const Target target = reroute ? reroute(controller) : controller;
   const std::string tag_file = choose_tag_file(options, controller, target);
   tags_ = read_tag_list(library_, output_, tag_file);
   session_ = std::make_unique<DriverSession>(library_, output_, target, usual_line_sink(options));
+  if (!library_.is_guarded && !options.quiet) {
+    show_message(library_.path + " is not the guarded build (" + library_.build +
+                 "): it takes any reply for the right one, so values and writes are shown as unguarded");
+  }
 }
 
 Target Host::choose_target(const HostOptions& options) {
@@ -97,7 +100,7 @@ std::vector<TagResult> look_up_names(const HostOptions& options, const TagList& 
       entry.reference = find();
       entry.name = entry.reference.text;
     } catch (const ReferenceError& error) {
-      entry.error = error.what();
+      entry.reading = {impossible(error.what()), std::chrono::system_clock::now()};
     }
     named.push_back(entry);
   };
@@ -114,10 +117,19 @@ std::vector<TagResult> look_up_names(const HostOptions& options, const TagList& 
 
 int exit_code_of(const std::vector<TagResult>& results, bool interrupted) {
   if (interrupted) return kExitInterrupted;
-  const auto succeeded = [](const TagResult& result) { return result.ok(); };
-  const auto unconnected = [](const TagResult& result) { return result.connection_lost; };
-  if (std::all_of(results.begin(), results.end(), succeeded)) return kExitOk;
-  return std::all_of(results.begin(), results.end(), unconnected) ? kExitNoConnection : kExitTagFailed;
+  bool all_succeeded = true;
+  bool all_unconnected = true;
+  for (const TagResult& result : results) {
+    if (result.ok()) {
+      all_unconnected = false;
+      continue;
+    }
+    all_succeeded = false;
+    // What was left out tells of no failure of its own.
+    if (result.reading.is_taken() && !result.reading.failure().connection_lost) all_unconnected = false;
+  }
+  if (all_succeeded) return kExitOk;
+  return all_unconnected ? kExitNoConnection : kExitTagFailed;
 }
 
 }  // namespace plc_host

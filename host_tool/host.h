@@ -31,6 +31,7 @@ class Host {
   DriverSession& session() { return *session_; }
   const TagList& tags() const { return tags_; }
   FILE* results() const { return output_.results(); }
+  ResultFile& result_file() const { return output_.result_file(); }
 
   // Shows what the simulator has printed. To be called between transfers.
   void show_simulator_lines();
@@ -60,10 +61,10 @@ DriverSession::LineSink usual_line_sink(const HostOptions& options);
 TagList read_tag_list(const DriverLibrary& library, DriverOutput& output, const std::string& path);
 
 // The variables that the command line names, in its order: all of the file with --all, then each name. One that cannot
-// be looked up has an error and no reference.
+// be looked up has no reference and says why.
 std::vector<TagResult> look_up_names(const HostOptions& options, const TagList& tags);
 
-// The exit code that a set of results gives.
+// The exit code that a set of results gives; those that were not read count for nothing.
 int exit_code_of(const std::vector<TagResult>& results, bool interrupted);
 
 }  // namespace plc_host

@@ -10,7 +10,7 @@ namespace plc_host {
 
 struct HostOptions {
   // Everywhere
-  std::string library;
+  std::string driver;  // contract, guarded or a path; empty: the best one that there is
   bool json = false;
   bool quiet = false;  // keep the driver's own lines and remarks back
 

@@ -3,24 +3,23 @@
 
 #include <cstring>
 
+#include "failure.h"
 #include "value_type.h"
 
 namespace plc_host {
 namespace {
 
-TagResult number_result(const Tag& tag, const CallResult& call, GuardedBuffer& buffer) {
-  TagResult result;
-  result.name = tag.qualified_name;
-  result.reference.tag = &tag;
+// count is that of the call as the driver left it.
+TagValue stored_value(const Tag& tag, uint32_t count, GuardedBuffer& buffer) {
+  TagValue value;
   const ValueKind kind = value_kind(tag.entry);
   if (kind == ValueKind::kText || kind == ValueKind::kRaw) {
     const auto* text = reinterpret_cast<const char*>(buffer.data());
-    result.value.text.assign(text, strnlen(text, buffer.size()));
+    value.text.assign(text, strnlen(text, buffer.size()));
   } else {
-    result.value.elements = decode_elements(tag.entry, buffer.data(), call.count);
-    if (result.value.elements.size() != 1) result.reference.extents = {result.value.elements.size()};
+    value.elements = decode_elements(tag.entry, buffer.data(), count);
   }
-  return result;
+  return value;
 }
 
 }  // namespace
@@ -31,14 +30,18 @@ TagResult read_number(DriverSession& session, const TagList& tags, uint32_t regi
   GuardedBuffer buffer(read_buffer_bytes(count));
   const CallResult call = session.read(register_id, offset, count, buffer);
   TagResult result;
-  if (tag != nullptr && call.ok()) result = number_result(*tag, call, buffer);
-  result.name += (result.name.empty() ? "#" : " #") + std::to_string(register_id);
+  result.name = (tag != nullptr ? tag->qualified_name + " #" : "#") + std::to_string(register_id);
+  result.reference.tag = tag;
   if (!call.ok()) {
-    result.code = call.code;
-    result.connection_lost = call.connection_lost;
-    result.error = code_text(call.code);
+    result.reading = {explain_failure(call, session.target()), call.time};
   } else if (tag == nullptr) {
-    result.error = "the driver read a value of a variable that its tag file does not have";
+    result.reading = {impossible("the driver read a value of a variable that its tag file does not have"), call.time};
+  } else {
+    const TagValue value = stored_value(*tag, call.count, buffer);
+    const ValueKind kind = value_kind(tag->entry);
+    const bool is_list = kind != ValueKind::kText && kind != ValueKind::kRaw && value.elements.size() != 1;
+    if (is_list) result.reference.extents = {value.elements.size()};
+    result.reading = {value, session.quality_of_success(), call.time};
   }
   return result;
 }

@@ -5,47 +5,81 @@
 #include <nlohmann/json.hpp>
 
 #include "messages.h"
+#include "time_text.h"
 #include "utf8_text.h"
 #include "value_type.h"
 
 namespace plc_host {
 
+namespace {
+
+constexpr size_t kStateColumns = 13;  // of "no-connection", the longest word
+constexpr size_t kTimeColumns = 12;
+constexpr char kNothing[] = "-";
+constexpr char kGap[] = "  ";
+
+std::string type_text(const TagResult& result) {
+  return result.is_found() ? declared_type(result.reference.tag->entry) : kNothing;
+}
+
+std::string value_line_text(const TagResult& result) {
+  const TagValue* value = result.reading.value();
+  if (value == nullptr) return kNothing;
+  return format_value(result.reference.tag->entry, *value, result.reference.extents);
+}
+
+// The word for a write that the driver reported as done.
+std::string written_word(const TagResult& result, const Confirmation& confirmation) {
+  if (!result.ok() || !confirmation.is_acknowledged) return quality_word(result.reading.quality());
+  return confirmation.is_read_back ? "verified" : "written";
+}
+
+}  // namespace
+
 ResultWriter::ResultWriter(FILE* file, bool json, const std::vector<TagResult>& named) : file_(file), json_(json) {
   for (const TagResult& entry : named) {
-    if (!entry.ok()) continue;
     name_columns_ = std::max(name_columns_, display_width(entry.name));
-    type_columns_ = std::max(type_columns_, declared_type(entry.reference.tag->entry).size());
+    type_columns_ = std::max(type_columns_, type_text(entry).size());
   }
 }
 
-void ResultWriter::add(const TagResult& result) const {
-  if (json_) {
-    write_json_line(file_, result_json(result));
-  } else {
-    add_text(result);
-  }
+bool ResultWriter::add(const TagResult& result) {
+  if (!json_) return add_line(result, quality_word(result.reading.quality()));
+  write_json_line(file_, result_json(result));
+  return std::fflush(file_) == 0;
 }
 
-void ResultWriter::add_written(const TagResult& result, bool verified) const {
-  if (!json_ || !result.ok()) return add(result);
+bool ResultWriter::add_written(const TagResult& result, const Confirmation& confirmation) {
+  const std::string state = written_word(result, confirmation);
+  if (!json_) return add_line(result, state);
   nlohmann::ordered_json object = result_json(result);
-  object["written"] = true;
-  object["verified"] = verified;
+  if (result.ok()) {
+    object["state"] = state;
+    const bool is_known = confirmation.is_acknowledged;
+    object["written"] = is_known ? nlohmann::ordered_json(true) : nlohmann::ordered_json();
+    object["verified"] = is_known ? nlohmann::ordered_json(confirmation.is_read_back) : nlohmann::ordered_json();
+  }
   write_json_line(file_, object);
+  return std::fflush(file_) == 0;
 }
 
-void ResultWriter::add_text(const TagResult& result) const {
-  if (!result.ok()) {
-    // What was already written stays before the message when both go to one terminal.
-    std::fflush(file_);
-    show_message(result.name + ": " + result.error);
-  } else {
-    const TagEntry& entry = result.reference.tag->entry;
-    const std::string line = pad_columns(result.name, name_columns_) + "  " +
-                             pad_columns(declared_type(entry), type_columns_) + "  " +
-                             format_value(entry, result.value, result.reference.extents) + "\n";
-    std::fputs(line.c_str(), file_);
-  }
+bool ResultWriter::add_line(const TagResult& result, const std::string& state) {
+  const std::string line = pad_columns(result.name, name_columns_) + kGap +
+                           pad_columns(type_text(result), type_columns_) + kGap + pad_columns(state, kStateColumns) +
+                           kGap + pad_columns(local_time_text(result.reading.time()), kTimeColumns) + kGap +
+                           value_line_text(result) + "\n";
+  std::fputs(line.c_str(), file_);
+  // Before the message, when both go to one terminal.
+  const bool is_written = std::fflush(file_) == 0;
+  if (!result.ok() && result.reading.is_taken()) tell_failure(result);
+  return is_written;
+}
+
+// Advice that several variables share is told with the first of them.
+void ResultWriter::tell_failure(const TagResult& result) {
+  const Failure& failure = result.reading.failure();
+  const bool is_new = !failure.advice.empty() && told_advice_.insert(failure.advice).second;
+  show_message(result.name + ": " + failure.reason + (is_new ? ". Try: " + failure.advice : ""));
 }
 
 nlohmann::ordered_json result_json(const TagResult& result) {
@@ -56,12 +90,18 @@ nlohmann::ordered_json result_json(const TagResult& result) {
     object["id"] = *tag->register_id;
     object["type"] = declared_type(tag->entry);
   }
-  if (tag != nullptr && result.ok()) {
-    object["value"] = value_json(tag->entry, result.value, result.reference.extents);
+  object["state"] = quality_word(result.reading.quality());
+  object["time"] = utc_time_text(result.reading.time());
+  const TagValue* value = result.reading.value();
+  if (tag != nullptr && value != nullptr) {
+    object["value"] = value_json(tag->entry, *value, result.reference.extents);
     return object;
   }
-  object["error"] = result.error;
-  if (result.code != PLC_OK) object["code"] = result.code;
+  const Failure& failure = result.reading.failure();
+  object["value"] = nullptr;
+  object["reason"] = failure.reason;
+  if (!failure.advice.empty()) object["try"] = failure.advice;
+  if (failure.code != PLC_OK) object["code"] = failure.code;
   return object;
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "failure.h"
 #include "value_type.h"
 
 namespace plc_host {
@@ -13,17 +14,19 @@ constexpr size_t kReplyBytes = 4096;  // a string reply can fill the buffer up t
 
 size_t element_bytes(const TagEntry& entry) { return entry.bit_width / 8U; }
 
-TagResult start_result(const TagReference& reference) {
-  TagResult result;
-  result.name = reference.text;
-  result.reference = reference;
-  return result;
+Reading failed_reading(const DriverSession& session, const CallResult& call, const std::string& progress,
+                       const TagEntry& entry) {
+  Failure failure = explain_failure(call, session.target());
+  failure.reason += progress + known_limit(entry);
+  return {failure, call.time};
 }
 
-void take_failure(const CallResult& call, const std::string& progress, TagResult& result) {
-  result.code = call.code;
-  result.connection_lost = call.connection_lost;
-  result.error = code_text(call.code) + progress + known_limit(result.reference.tag->entry);
+Reading failed_write(const DriverSession& session, const CallResult& call, const std::string& progress,
+                     const TagEntry& entry) {
+  Failure failure = explain_failure(call, session.target());
+  failure.reason += progress + known_limit(entry);
+  if (leaves_write_open(failure)) failure.reason += "; whether it was written is not known";
+  return {failure, call.time};
 }
 
 std::string progress_text(uint64_t done, uint64_t all, const char* what) {
@@ -36,59 +39,71 @@ std::string bytes_until_zero(GuardedBuffer& buffer, size_t limit) {
   return std::string(text, strnlen(text, std::min(limit, buffer.size())));
 }
 
-void read_string(DriverSession& session, TagResult& result) {
-  const Tag& tag = *result.reference.tag;
+Reading read_string(DriverSession& session, const TagReference& reference) {
+  const Tag& tag = *reference.tag;
+  TagValue value;
+  CallResult call;
   for (const StringPiece& piece : plan_string_read(tag.entry)) {
     GuardedBuffer buffer(read_buffer_bytes(piece.units));
-    const CallResult call = session.read(*tag.register_id, piece.offset, piece.units, buffer);
-    if (!call.ok()) return take_failure(call, {}, result);
+    call = session.read(*tag.register_id, piece.offset, piece.units, buffer);
+    if (!call.ok()) return failed_reading(session, call, {}, tag.entry);
     const std::string text = bytes_until_zero(buffer, 2 * size_t{piece.units});
-    result.value.text += text;
-    if (text.size() < 2 * size_t{piece.units}) return;
+    value.text += text;
+    if (text.size() < 2 * size_t{piece.units}) break;
   }
+  return {value, session.quality_of_success(), call.time};
 }
 
-void read_elements(DriverSession& session, TagResult& result) {
-  const Tag& tag = *result.reference.tag;
+Reading read_elements(DriverSession& session, const TagReference& reference) {
+  const Tag& tag = *reference.tag;
   const bool raw = value_kind(tag.entry) == ValueKind::kRaw;
   const uint32_t host_units = host_units_per_element(tag.entry);
-  for (const ElementRun& run : plan_elements(result.reference, Direction::kRead)) {
+  TagValue value;
+  CallResult call;
+  for (const ElementRun& run : plan_elements(reference, Direction::kRead)) {
     GuardedBuffer buffer(read_buffer_bytes(run.count));
-    const CallResult call = session.read(*tag.register_id, run.offset * host_units, run.count * host_units, buffer);
-    if (!call.ok()) return take_failure(call, {}, result);
+    call = session.read(*tag.register_id, run.offset * host_units, run.count * host_units, buffer);
+    if (!call.ok()) return failed_reading(session, call, {}, tag.entry);
     if (raw) {
-      result.value.text += bytes_until_zero(buffer, buffer.size());
+      value.text += bytes_until_zero(buffer, buffer.size());
       continue;
     }
     const std::vector<uint64_t> elements = decode_elements(tag.entry, buffer.data(), run.count);
-    result.value.elements.insert(result.value.elements.end(), elements.begin(), elements.end());
+    value.elements.insert(value.elements.end(), elements.begin(), elements.end());
   }
+  return {value, session.quality_of_success(), call.time};
 }
 
-void write_string(DriverSession& session, const PreparedWrite& write, TagResult& result) {
+Reading write_string(DriverSession& session, const PreparedWrite& write) {
+  const Tag& tag = *write.reference.tag;
+  CallResult call;
   for (const StringPiece& piece : write.pieces) {
     GuardedBuffer buffer(read_buffer_bytes(piece.units));
     const std::string text = write.value.text.substr(std::min(2 * size_t{piece.offset}, write.value.text.size()));
     std::memcpy(buffer.data(), text.data(), std::min(text.size(), 2 * size_t{piece.units}));
-    const CallResult call = session.write(*write.reference.tag->register_id, piece.offset, piece.units, buffer);
+    call = session.write(*tag.register_id, piece.offset, piece.units, buffer);
     if (call.ok()) continue;
-    return take_failure(call, progress_text(2 * uint64_t{piece.offset}, write.value.text.size(), "bytes"), result);
+    const std::string progress = progress_text(2 * uint64_t{piece.offset}, write.value.text.size(), "bytes");
+    return failed_write(session, call, progress, tag.entry);
   }
+  return {write.value, session.quality_of_success(), call.time};
 }
 
-void write_elements(DriverSession& session, const PreparedWrite& write, TagResult& result) {
+Reading write_elements(DriverSession& session, const PreparedWrite& write) {
   const Tag& tag = *write.reference.tag;
   const uint32_t host_units = host_units_per_element(tag.entry);
   size_t done = 0;
+  CallResult call;
   for (const ElementRun& run : write.runs) {
     GuardedBuffer buffer(read_buffer_bytes(run.count));
     encode_elements(tag.entry, write.value, done, run.count, buffer.data());
-    const CallResult call = session.write(*tag.register_id, run.offset * host_units, run.count * host_units, buffer);
+    call = session.write(*tag.register_id, run.offset * host_units, run.count * host_units, buffer);
     if (!call.ok()) {
-      return take_failure(call, progress_text(done, write.value.elements.size(), "elements"), result);
+      return failed_write(session, call, progress_text(done, write.value.elements.size(), "elements"), tag.entry);
     }
     done += run.count;
   }
+  return {write.value, session.quality_of_success(), call.time};
 }
 
 }  // namespace
@@ -119,18 +134,48 @@ void encode_elements(const TagEntry& entry, const TagValue& value, size_t first,
   }
 }
 
+TagResult unread(const TagReference& reference) {
+  TagResult result;
+  result.name = reference.text;
+  result.reference = reference;
+  return result;
+}
+
 TagResult read_tag(DriverSession& session, const TagReference& reference) {
-  TagResult result = start_result(reference);
+  TagResult result = unread(reference);
   try {
-    if (value_kind(reference.tag->entry) == ValueKind::kText) {
-      read_string(session, result);
-    } else {
-      read_elements(session, result);
-    }
+    const bool is_text = value_kind(reference.tag->entry) == ValueKind::kText;
+    result.reading = is_text ? read_string(session, reference) : read_elements(session, reference);
   } catch (const PlanError& error) {
-    result.error = error.what();
+    result.reading = {impossible(error.what()), std::chrono::system_clock::now()};
   }
   return result;
+}
+
+void Patience::take(const Reading& reading) {
+  const bool lost = reading.value() == nullptr && reading.failure().connection_lost;
+  if (lost && (was_lost_ || reading.failure().is_silence)) is_over_ = true;
+  was_lost_ = lost;
+}
+
+Failure silence_of(const Target& target) { return not_read(target_text(target) + " does not answer"); }
+
+void read_tags(DriverSession& session, std::vector<TagResult>& results, const std::function<bool()>& stop,
+               const std::function<void(const TagResult& result)>& done) {
+  Patience patience;
+  for (TagResult& result : results) {
+    if (!result.is_found()) {
+      // Says already why there is nothing to read.
+    } else if (patience.is_over()) {
+      result.reading = {silence_of(session.target()), std::chrono::system_clock::now()};
+    } else if (stop()) {
+      result.reading = {not_read("interrupted"), std::chrono::system_clock::now()};
+    } else {
+      result = read_tag(session, result.reference);
+      patience.take(result.reading);
+    }
+    done(result);
+  }
 }
 
 PreparedWrite prepare_write(const TagReference& reference, std::string_view value_text) {
@@ -150,13 +195,9 @@ PreparedWrite prepare_write(const TagReference& reference, std::string_view valu
 }
 
 TagResult write_tag(DriverSession& session, const PreparedWrite& write) {
-  TagResult result = start_result(write.reference);
-  result.value = write.value;
-  if (value_kind(write.reference.tag->entry) == ValueKind::kText) {
-    write_string(session, write, result);
-  } else {
-    write_elements(session, write, result);
-  }
+  TagResult result = unread(write.reference);
+  const bool is_text = value_kind(write.reference.tag->entry) == ValueKind::kText;
+  result.reading = is_text ? write_string(session, write) : write_elements(session, write);
   return result;
 }
 

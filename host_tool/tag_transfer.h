@@ -2,28 +2,52 @@
 #ifndef HOST_TOOL_TAG_TRANSFER_H_
 #define HOST_TOOL_TAG_TRANSFER_H_
 
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "driver_session.h"
+#include "reading.h"
 #include "tag_reference.h"
 #include "transfer_plan.h"
 #include "value_text.h"
 
 namespace plc_host {
 
-// What became of one variable: a value, or the reason why there is none.
+// One variable that was asked for, and what became of it.
 struct TagResult {
   std::string name;        // as shown to the user
   TagReference reference;  // its tag is null when the name could not be looked up
-  TagValue value;
-  std::string error;             // empty when there is a value
-  uint32_t code = 0;             // the driver's return code of the call that failed, 0 when none did
-  bool connection_lost = false;  // it failed because there was no connection
-  bool ok() const { return error.empty(); }
+  Reading reading;
+  bool is_found() const { return reference.tag != nullptr; }
+  bool ok() const { return reading.value() != nullptr; }
 };
+
+// A variable that has not been read yet.
+TagResult unread(const TagReference& reference);
 
 // Reads the chosen elements of a variable, stopping at the first call that fails.
 TagResult read_tag(DriverSession& session, const TagReference& reference);
+
+// Tells when asking on would only repeat a failure: once the controller was silent, or lost the connection twice in a
+// row.
+class Patience {
+ public:
+  void take(const Reading& reading);
+  bool is_over() const { return is_over_; }
+
+ private:
+  bool was_lost_ = false;
+  bool is_over_ = false;
+};
+
+// Reads the variables that were found, one after the other, and calls done behind each of all. After a stop signal, and
+// once patience is over, the others stay unread and say why.
+void read_tags(DriverSession& session, std::vector<TagResult>& results, const std::function<bool()>& stop,
+               const std::function<void(const TagResult& result)>& done);
+
+// Why the others are left out once patience is over.
+Failure silence_of(const Target& target);
 
 // A write of which everything that can be checked has been checked.
 struct PreparedWrite {

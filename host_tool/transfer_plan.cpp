@@ -27,9 +27,9 @@ uint32_t read_limit(const TagEntry& entry) {
 
 uint32_t write_limit(const TagEntry& entry) {
   if (entry.bit_width >= 16) return kUnitsPerWrite / (entry.bit_width / 16U);
-  // These are read, changed and written as words, and the bit's place is that of the first element.
-  const bool inside_words = entry.name_kind != 1 && entry.shape != PLC_ARRAY3;
-  return inside_words || is_em_bit_array(entry) ? 1 : kBitsPerWrite;
+  // Most of these are read, changed and written as words, the bit's place being that of the first element; the guarded
+  // build takes none of them together.
+  return entry.name_kind != 1 || is_on_em(entry) ? 1 : kBitsPerWrite;
 }
 
 void check_writable(const TagEntry& entry) {

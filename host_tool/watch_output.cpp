@@ -1,15 +1,15 @@
 // Shows rounds in the form that was asked for.
 #include "watch_output.h"
 
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
-#include <ctime>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "result_writer.h"
+#include "time_text.h"
 #include "value_type.h"
 #include "watch_screen.h"
 
@@ -19,27 +19,8 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr size_t kChartRows = 8;
+constexpr size_t kMostNames = 3;      // that one reason is told for
 constexpr size_t kChartColumns = 80;  // where no terminal tells its width
-
-enum class Clock { kLocal, kUtc };
-
-// "08:30:00.123" for people, "2026-11-21T08:30:00.123Z" for programs.
-std::string time_text(Clock clock) {
-  struct timeval now {};
-  gettimeofday(&now, nullptr);
-  struct tm parts {};
-  if (clock == Clock::kLocal) {
-    localtime_r(&now.tv_sec, &parts);
-  } else {
-    gmtime_r(&now.tv_sec, &parts);
-  }
-  char text[64];
-  const size_t length =
-      std::strftime(text, sizeof text, clock == Clock::kLocal ? "%H:%M:%S" : "%Y-%m-%dT%H:%M:%S", &parts);
-  std::snprintf(text + length, sizeof text - length, ".%03d%s", static_cast<int>(now.tv_usec / 1000),
-                clock == Clock::kLocal ? "" : "Z");
-  return text;
-}
 
 double milliseconds(std::chrono::nanoseconds time) { return std::chrono::duration<double, std::milli>(time).count(); }
 
@@ -56,14 +37,13 @@ class LineOutput : public WatchOutput {
   LineOutput(FILE* file, const Chart* chart) : file_(file), chart_(chart) {}
   void begin(const WatchState&) override {}
   void show_round(const WatchState& state, const RoundOutcome& outcome) override {
-    for (const size_t row : outcome.changed) {
-      const WatchRow& entry = state.rows()[row];
-      std::fprintf(file_, "%s %s = %s\n", time_text(Clock::kLocal).c_str(), entry.latest.name.c_str(),
-                   entry.text.c_str());
-    }
+    for (const size_t row : outcome.changed) std::fputs(line_of(state.rows()[row]).c_str(), file_);
     std::fflush(file_);
     for (const size_t row : outcome.failed) {
-      show_line("plc-host: " + state.rows()[row].latest.name + ": " + state.rows()[row].error);
+      const TagResult& latest = state.rows()[row].latest;
+      const Failure& failure = latest.reading.failure();
+      show_line("plc-host: " + latest.name + ": " + failure.reason +
+                (failure.advice.empty() ? "" : ". Try: " + failure.advice));
     }
   }
   void show_line(const std::string& line) override { print_line(line); }
@@ -76,6 +56,14 @@ class LineOutput : public WatchOutput {
   }
 
  private:
+  // "08:30:00.123 good Speed = 12", "08:30:00.123 lost Speed: REASON"
+  static std::string line_of(const WatchRow& row) {
+    const Reading& reading = row.latest.reading;
+    const std::string start =
+        local_time_text(reading.time()) + " " + quality_word(reading.quality()) + " " + row.latest.name;
+    return start + (row.latest.ok() ? " = " + row.last_text : ": " + reading.failure().reason) + "\n";
+  }
+
   FILE* file_;
   const Chart* chart_;
 };
@@ -87,16 +75,12 @@ class JsonOutput : public WatchOutput {
   void begin(const WatchState&) override {}
   void show_round(const WatchState& state, const RoundOutcome& outcome) override {
     if (outcome.lost || outcome.back) {
-      Json event = {{"time", time_text(Clock::kUtc)}, {"event", outcome.lost ? "lost" : "back"}};
+      const WallTime now = std::chrono::system_clock::now();
+      Json event = {{"time", utc_time_text(now)}, {"event", outcome.lost ? "lost" : "back"}};
       if (outcome.back) event["away_ms"] = std::llround(milliseconds(outcome.away));
       write_json_line(file_, event);
     }
-    for (const size_t row : outcome.changed) write_row(result_json(state.rows()[row].latest));
-    for (const size_t row : outcome.failed) {
-      TagResult failure = state.rows()[row].latest;
-      failure.error = state.rows()[row].error;
-      write_row(result_json(failure));
-    }
+    for (const size_t row : outcome.changed) write_json_line(file_, result_json(state.rows()[row].latest));
     std::fflush(file_);
   }
   void show_line(const std::string& line) override { print_line(line); }
@@ -111,12 +95,6 @@ class JsonOutput : public WatchOutput {
   }
 
  private:
-  void write_row(const Json& result) {
-    Json object = {{"time", time_text(Clock::kUtc)}};
-    object.update(result);
-    write_json_line(file_, object);
-  }
-
   FILE* file_;
 };
 
@@ -125,7 +103,7 @@ class CsvOutput : public WatchOutput {
  public:
   explicit CsvOutput(FILE* file) : file_(file) {}
   void begin(const WatchState& state) override {
-    std::string line = "time";
+    std::string line = "time,state,reason";
     for (const WatchRow& row : state.rows()) {
       const std::vector<Subscripts> elements = chosen_elements(row.latest.reference);
       for (const Subscripts& element : elements) {
@@ -135,9 +113,11 @@ class CsvOutput : public WatchOutput {
       }
     }
     std::fputs((line + "\n").c_str(), file_);
+    std::fflush(file_);
   }
   void show_round(const WatchState& state, const RoundOutcome&) override {
-    std::string line = time_text(Clock::kUtc);
+    std::string line = utc_time_text(state.round_time()) + "," + round_word(state.rows()) + "," +
+                       csv_field(round_reason(state.rows()));
     for (const WatchRow& row : state.rows()) line += fields_of(row);
     std::fputs((line + "\n").c_str(), file_);
     std::fflush(file_);
@@ -147,17 +127,15 @@ class CsvOutput : public WatchOutput {
 
  private:
   static std::string fields_of(const WatchRow& row) {
-    const TagResult& latest = row.latest;
-    const TagEntry& entry = latest.reference.tag->entry;
-    const bool has_value = row.error.empty() && row.changed_at.has_value();
-    if (value_kind(entry) == ValueKind::kText) return "," + (has_value ? csv_field(latest.value.text) : "");
-    if (value_kind(entry) == ValueKind::kRaw) {
-      return "," + (has_value ? csv_field(row.text) : "") +
-             std::string(chosen_elements(latest.reference).size() - 1, ',');
-    }
+    const TagEntry& entry = row.latest.reference.tag->entry;
+    const TagValue* value = row.latest.reading.value();
+    const bool is_text = value_kind(entry) == ValueKind::kText;
+    const size_t columns = is_text ? 1 : chosen_elements(row.latest.reference).size();
+    if (value == nullptr) return std::string(columns, ',');
+    if (is_text) return "," + csv_field(value->text);
+    if (value_kind(entry) == ValueKind::kRaw) return "," + csv_field(row.last_text) + std::string(columns - 1, ',');
     std::string fields;
-    if (!has_value) return std::string(chosen_elements(latest.reference).size(), ',');
-    for (const uint64_t bits : latest.value.elements) fields += "," + format_element(entry, bits);
+    for (const uint64_t bits : value->elements) fields += "," + format_element(entry, bits);
     return fields;
   }
 
@@ -167,7 +145,7 @@ class CsvOutput : public WatchOutput {
 // A table that each round redraws.
 class ScreenOutput : public WatchOutput {
  public:
-  ScreenOutput(FILE* file, const Chart* chart) : screen_(file), chart_(chart) {}
+  ScreenOutput(const ResultFile& file, const Chart* chart) : screen_(file.stream(), file.descriptor()), chart_(chart) {}
   void begin(const WatchState&) override {}
   void show_round(const WatchState& state, const RoundOutcome&) override {
     const ScreenSize size = screen_.size();
@@ -195,11 +173,40 @@ class ScreenOutput : public WatchOutput {
 
 }  // namespace
 
-std::unique_ptr<WatchOutput> make_watch_output(FILE* file, bool json, bool csv, const Chart* chart) {
-  if (json) return std::make_unique<JsonOutput>(file);
-  if (csv) return std::make_unique<CsvOutput>(file);
-  if (isatty(fileno(file)) == 1) return std::make_unique<ScreenOutput>(file, chart);
-  return std::make_unique<LineOutput>(file, chart);
+std::unique_ptr<WatchOutput> make_watch_output(const ResultFile& file, bool json, bool csv, const Chart* chart) {
+  if (json) return std::make_unique<JsonOutput>(file.stream());
+  if (csv) return std::make_unique<CsvOutput>(file.stream());
+  if (isatty(file.descriptor()) == 1) return std::make_unique<ScreenOutput>(file, chart);
+  return std::make_unique<LineOutput>(file.stream(), chart);
+}
+
+std::string round_word(const std::vector<WatchRow>& rows) {
+  const auto has_value = [](const WatchRow& row) { return row.latest.ok(); };
+  const auto with_value = std::find_if(rows.begin(), rows.end(), has_value);
+  const bool is_whole = std::all_of(rows.begin(), rows.end(), has_value);
+  if (with_value != rows.end()) return is_whole ? quality_word(with_value->latest.reading.quality()) : "partial";
+  const auto tried =
+      std::find_if(rows.begin(), rows.end(), [](const WatchRow& row) { return row.latest.reading.is_taken(); });
+  return quality_word(tried == rows.end() ? Quality::kNotRead : tried->latest.reading.quality());
+}
+
+std::string round_reason(const std::vector<WatchRow>& rows) {
+  std::vector<std::pair<std::string, std::vector<std::string>>> reasons;
+  for (const WatchRow& row : rows) {
+    if (row.latest.ok()) continue;
+    const std::string& reason = row.latest.reading.failure().reason;
+    auto known = std::find_if(reasons.begin(), reasons.end(), [&](const auto& entry) { return entry.first == reason; });
+    if (known == reasons.end()) known = reasons.insert(reasons.end(), {reason, {}});
+    known->second.push_back(row.latest.name);
+  }
+  std::string text;
+  for (const auto& [reason, names] : reasons) {
+    text += text.empty() ? "" : "; ";
+    for (size_t i = 0; i < std::min(names.size(), kMostNames); ++i) text += (i == 0 ? "" : ", ") + names[i];
+    if (names.size() > kMostNames) text += " and " + std::to_string(names.size() - kMostNames) + " more";
+    text += ": " + reason;
+  }
+  return text;
 }
 
 std::string summary_text(const CallFigures& figures) {

@@ -5,9 +5,11 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "chart.h"
 #include "driver_session.h"
+#include "result_file.h"
 #include "watch_state.h"
 
 namespace plc_host {
@@ -25,8 +27,15 @@ class WatchOutput {
   virtual void end(const WatchState& state, const CallFigures& figures) = 0;
 };
 
-// chart may be null and must outlive the output.
-std::unique_ptr<WatchOutput> make_watch_output(FILE* file, bool json, bool csv, const Chart* chart);
+// chart may be null; both must outlive the output.
+std::unique_ptr<WatchOutput> make_watch_output(const ResultFile& file, bool json, bool csv, const Chart* chart);
+
+// The state of a round, for its row of a spreadsheet: the state that all values share, "partial" when only some are
+// there, or else the state of the first variable that was tried.
+std::string round_word(const std::vector<WatchRow>& rows);
+
+// Why values are missing: "Limits: REASON; Speed, Total and 3 more: REASON"; "" when none is.
+std::string round_reason(const std::vector<WatchRow>& rows);
 
 // "120 calls, 3 failures, round trip 0.21 / 0.35 / 2.10 ms (shortest / mean / longest)"
 std::string summary_text(const CallFigures& figures);

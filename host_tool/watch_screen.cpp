@@ -16,22 +16,51 @@ constexpr size_t kWidestName = 40;
 constexpr size_t kAgeColumns = 6;
 constexpr char kGap[] = "  ";
 
-std::string value_text(const WatchRow& row) {
-  if (row.error.empty()) return row.text;
-  return (row.text.empty() ? "" : row.text + kGap) + std::string("(") + row.error + ")";
+// The value; without one the reason, and what there was before.
+std::string value_text(const WatchRow& row, WatchTime now) {
+  if (row.latest.ok()) return row.last_text;
+  std::string text = row.latest.reading.failure().reason;
+  if (row.changed_at) text += "; " + row.last_text + " was read " + age_text(now - row.read_at) + " ago";
+  return text;
 }
 
 struct Widths {
   size_t name = 4;
   size_t type = 4;
+  size_t state = 5;
 };
 
-std::string table_line(const Widths& widths, const std::string& name, const std::string& type, const std::string& mark,
-                       const std::string& age, const std::string& value, size_t columns) {
-  const std::string line = pad_columns(fit_columns(name, widths.name), widths.name) + kGap +
-                           pad_columns(type, widths.type) + kGap + pad_columns(mark, 1) + " " +
-                           pad_columns(age, kAgeColumns) + kGap + value;
+struct Cells {
+  std::string name;
+  std::string type;
+  std::string mark;
+  std::string age;
+  std::string state;
+  std::string value;
+};
+
+std::string table_line(const Widths& widths, const Cells& cells, size_t columns) {
+  const std::string line = pad_columns(fit_columns(cells.name, widths.name), widths.name) + kGap +
+                           pad_columns(cells.type, widths.type) + kGap + pad_columns(cells.mark, 1) + " " +
+                           pad_columns(cells.age, kAgeColumns) + kGap + pad_columns(cells.state, widths.state) + kGap +
+                           cells.value;
   return fit_columns(line, columns);
+}
+
+// Age and mark belong to a value of this round: one that is older has neither.
+Cells cells_of(const WatchRow& row, WatchTime now) {
+  const bool has_value = row.latest.ok();
+  return {row.latest.name,
+          declared_type(row.latest.reference.tag->entry),
+          has_value && now - *row.changed_at < kMarkTime ? "*" : "",
+          has_value ? age_text(now - *row.changed_at) : "-",
+          quality_word(row.latest.reading.quality()),
+          value_text(row, now)};
+}
+
+std::string status_line(const WatchState& state) {
+  return std::string(state.is_away() ? "the controller does not answer, asked at " : "read at ") +
+         local_time_text(state.round_time()) + "; Ctrl-C ends";
 }
 
 }  // namespace
@@ -56,25 +85,21 @@ std::vector<std::string> draw_table(const WatchState& state, WatchTime now, size
   for (const WatchRow& row : state.rows()) {
     widths.name = std::max(widths.name, std::min(display_width(row.latest.name), kWidestName));
     widths.type = std::max(widths.type, declared_type(row.latest.reference.tag->entry).size());
+    widths.state = std::max(widths.state, std::string(quality_word(row.latest.reading.quality())).size());
   }
-  std::vector<std::string> lines = {table_line(widths, "NAME", "TYPE", "", "AGE", "VALUE", columns)};
+  std::vector<std::string> lines = {table_line(widths, {"NAME", "TYPE", "", "AGE", "STATE", "VALUE"}, columns)};
   const size_t all = state.rows().size();
   const bool all_fit = all + 2 <= height;
   const size_t shown = all_fit ? all : (height > 3 ? height - 3 : 0);
-  for (size_t i = 0; i < shown; ++i) {
-    const WatchRow& row = state.rows()[i];
-    const std::string age = row.changed_at ? age_text(now - *row.changed_at) : "-";
-    const bool marked = row.changed_at && now - *row.changed_at < kMarkTime;
-    lines.push_back(table_line(widths, row.latest.name, declared_type(row.latest.reference.tag->entry),
-                               marked ? "*" : "", age, value_text(row), columns));
-  }
+  for (size_t i = 0; i < shown; ++i) lines.push_back(table_line(widths, cells_of(state.rows()[i], now), columns));
   if (!all_fit) lines.push_back(fit_columns("... and " + std::to_string(all - shown) + " more", columns));
-  lines.push_back(
-      fit_columns(state.is_away() ? "the controller does not answer; Ctrl-C ends" : "Ctrl-C ends", columns));
+  lines.push_back(fit_columns(status_line(state), columns));
   return lines;
 }
 
-WatchScreen::WatchScreen(FILE* file) : file_(file) { std::fputs("\033[?25l", file_); }
+WatchScreen::WatchScreen(FILE* file, int terminal) : file_(file), terminal_(terminal) {
+  std::fputs("\033[?25l", file_);
+}
 
 WatchScreen::~WatchScreen() {
   std::fputs("\033[?25h", file_);
@@ -84,7 +109,7 @@ WatchScreen::~WatchScreen() {
 ScreenSize WatchScreen::size() const {
   struct winsize window {};
   ScreenSize size;
-  if (ioctl(fileno(file_), TIOCGWINSZ, &window) != 0) return size;
+  if (ioctl(terminal_, TIOCGWINSZ, &window) != 0) return size;
   if (window.ws_col > 0) size.columns = window.ws_col;
   if (window.ws_row > 0) size.rows = window.ws_row;
   return size;

@@ -25,8 +25,8 @@ std::string age_text(std::chrono::nanoseconds age);
 
 class WatchScreen {
  public:
-  // file must be a terminal; its cursor is hidden until the object ends.
-  explicit WatchScreen(FILE* file);
+  // file writes to the terminal, whose cursor is hidden until the object ends.
+  WatchScreen(FILE* file, int terminal);
   ~WatchScreen();
   WatchScreen(const WatchScreen&) = delete;
   WatchScreen& operator=(const WatchScreen&) = delete;
@@ -43,6 +43,7 @@ class WatchScreen {
   void take_away();
 
   FILE* file_;
+  int terminal_;
   size_t shown_ = 0;
 };
 

@@ -7,44 +7,47 @@ namespace plc_host {
 
 WatchState::WatchState(const std::vector<TagReference>& references)
     : rows_(references.size()), failures_in_a_row_(references.size(), 0), failure_reported_(references.size(), false) {
-  for (size_t i = 0; i < references.size(); ++i) {
-    rows_[i].latest.name = references[i].text;
-    rows_[i].latest.reference = references[i];
-  }
+  for (size_t i = 0; i < references.size(); ++i) rows_[i].latest = unread(references[i]);
 }
 
-void WatchState::take_result(size_t row, const TagResult& result, WatchTime now, RoundOutcome& outcome) {
+void WatchState::take_failure(size_t row, const TagResult& result, RoundOutcome& outcome) {
   WatchRow& entry = rows_[row];
-  if (!result.ok()) {
-    entry.error = result.error;
-    ++failures_in_a_row_[row];
-    if (!entry.changed_at) entry.latest = result;
-    const bool certain = !entry.changed_at || failures_in_a_row_[row] > 1;
-    if (!certain || failure_reported_[row] || is_away()) return;
-    failure_reported_[row] = true;
-    outcome.failed.push_back(row);
-    return;
-  }
-  const std::string text = format_value(result.reference.tag->entry, result.value, result.reference.extents);
-  // A value that comes back after a reported failure is news even when it is the old one.
-  const bool changed = !entry.changed_at || text != entry.text;
-  if (changed || failure_reported_[row]) outcome.changed.push_back(row);
+  const bool had_value = entry.latest.ok();
+  const bool is_other = result.reading.quality() != entry.latest.reading.quality();
+  if (had_value || (is_other && !is_away())) outcome.changed.push_back(row);
+  entry.latest = result;
+  if (!result.reading.is_taken()) return;
+  ++failures_in_a_row_[row];
+  const bool certain = !entry.changed_at || failures_in_a_row_[row] > 1;
+  if (!certain || failure_reported_[row] || is_away()) return;
+  failure_reported_[row] = true;
+  outcome.failed.push_back(row);
+}
+
+void WatchState::take_value(size_t row, const TagResult& result, WatchTime now, RoundOutcome& outcome) {
+  WatchRow& entry = rows_[row];
+  const std::string text = format_value(result.reference.tag->entry, *result.reading.value(), result.reference.extents);
+  const bool changed = !entry.changed_at || text != entry.last_text;
+  // A value that comes back is news even when it is the old one.
+  if (changed || !entry.latest.ok()) outcome.changed.push_back(row);
   if (changed) entry.changed_at = now;
   entry.latest = result;
-  entry.text = text;
-  entry.error.clear();
+  entry.last_text = text;
+  entry.read_at = now;
   failures_in_a_row_[row] = 0;
   failure_reported_[row] = false;
 }
 
 RoundOutcome WatchState::take_round(const std::vector<TagResult>& results, WatchTime now) {
   RoundOutcome outcome;
-  const auto taken = [](const TagResult& result) { return !result.name.empty(); };
-  const auto succeeded = [&taken](const TagResult& result) { return taken(result) && result.ok(); };
+  const auto taken = [](const TagResult& result) { return result.reading.is_taken(); };
+  const auto succeeded = [](const TagResult& result) { return result.ok(); };
+  const auto unconnected = [](const TagResult& result) {
+    return !result.ok() && result.reading.failure().connection_lost;
+  };
   const bool any = std::any_of(results.begin(), results.end(), taken);
   const bool answered = std::any_of(results.begin(), results.end(), succeeded);
-  const bool cut_off =
-      std::any_of(results.begin(), results.end(), [](const TagResult& r) { return r.connection_lost; });
+  const bool cut_off = std::any_of(results.begin(), results.end(), unconnected);
   const bool had_values =
       std::any_of(rows_.begin(), rows_.end(), [](const WatchRow& row) { return row.changed_at.has_value(); });
   // Without any connection, or without any value where there were values, the controller is away.
@@ -58,7 +61,12 @@ RoundOutcome WatchState::take_round(const std::vector<TagResult>& results, Watch
     shown_lines_.clear();
   }
   for (size_t i = 0; i < std::min(results.size(), rows_.size()); ++i) {
-    if (taken(results[i])) take_result(i, results[i], now, outcome);
+    round_time_ = std::max(round_time_, results[i].reading.time());
+    if (results[i].ok()) {
+      take_value(i, results[i], now, outcome);
+    } else {
+      take_failure(i, results[i], outcome);
+    }
   }
   return outcome;
 }

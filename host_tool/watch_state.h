@@ -15,15 +15,15 @@ namespace plc_host {
 using WatchTime = std::chrono::steady_clock::time_point;
 
 struct WatchRow {
-  TagResult latest;                     // the last value, or the last error when there never was a value
-  std::string text;                     // the value as it is shown; empty while there is none
-  std::string error;                    // of the last round, when it failed
-  std::optional<WatchTime> changed_at;  // of the value
+  TagResult latest;                     // what the last round brought
+  std::string last_text;                // the last value that there was, as it is shown
+  std::optional<WatchTime> changed_at;  // when it became that; nothing while there never was a value
+  WatchTime read_at;                    // when it was read for the last time
 };
 
 // What a round has brought.
 struct RoundOutcome {
-  std::vector<size_t> changed;       // rows with a new value
+  std::vector<size_t> changed;       // rows with another value or another state than before
   std::vector<size_t> failed;        // rows whose failure is to be reported now
   bool lost = false;                 // the controller has gone away: said once
   bool back = false;                 // it answers again: said once
@@ -34,8 +34,11 @@ class WatchState {
  public:
   explicit WatchState(const std::vector<TagReference>& references);
 
-  // Takes the results of one round, an entry per row in order; rows that the round did not get to have an empty name.
+  // Takes the results of one round, an entry per row in order. Every row has the state of this round behind it: one
+  // that the round did not get to is not read, whatever it was before.
   //
+  // A row that has no value any more has changed at once, and again with each other reason unless the controller is
+  // away, where reasons differ from round to round.
   // A failure is reported when the controller answers otherwise: at once for a row that never had a value, else when it
   // fails for the second time in a row, because a connection that breaks looks like a failing variable at first.
   RoundOutcome take_round(const std::vector<TagResult>& results, WatchTime now);
@@ -43,16 +46,21 @@ class WatchState {
   const std::vector<WatchRow>& rows() const { return rows_; }
   bool is_away() const { return away_since_.has_value(); }
 
+  // The time of day at which the last row of the last round was read.
+  WallTime round_time() const { return round_time_; }
+
   // True when a line of the driver is to be shown: each text once until the controller has answered again.
   bool is_new_line(const std::string& line);
 
  private:
-  void take_result(size_t row, const TagResult& result, WatchTime now, RoundOutcome& outcome);
+  void take_value(size_t row, const TagResult& result, WatchTime now, RoundOutcome& outcome);
+  void take_failure(size_t row, const TagResult& result, RoundOutcome& outcome);
 
   std::vector<WatchRow> rows_;
   std::vector<unsigned> failures_in_a_row_;
   std::vector<bool> failure_reported_;
   std::optional<WatchTime> away_since_;
+  WallTime round_time_{};
   std::set<std::string> shown_lines_;
 };
 

@@ -201,7 +201,7 @@ void explain_absence(const Wanted& wanted, WhyReport& report) {
 
 void read_tags(const HostOptions& options, DriverOutput& output, WhyReport& report) {
   report.source = std::make_unique<TagSource>(options.tag_file);
-  report.tags = read_tag_list(load_driver_library(options.library), output, options.tag_file);
+  report.tags = read_tag_list(load_driver_library(options.driver), output, options.tag_file);
 }
 
 }  // namespace

@@ -237,8 +237,8 @@ void find_driver_faults(WhyReport& report) {
   // A cause that was seen on the wire goes before what the driver made of it.
   const bool is_known = report.has_fault();
   for (const std::string& line : report.driver_lines) {
-    const LineMeaning* meaning = meaning_of_line(line);
-    if (meaning == nullptr) continue;
+    const std::optional<LineMeaning> meaning = meaning_of_line(line);
+    if (!meaning) continue;
     const std::string what = "the driver printed " + quote_text(line) + ": " + meaning->meaning;
     report.findings.push_back({what, meaning->advice, !is_known});
   }

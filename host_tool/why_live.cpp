@@ -96,10 +96,9 @@ wire_trace::Recording take_recording(wire_trace::RecordingRelay& relay) {
 }
 
 void take_result(const TagResult& result, WhyReport& report) {
-  report.code = result.code;
-  if (result.ok() && result.reference.tag != nullptr) {
-    report.set_value({result.reference.tag->entry, result.value, result.reference.extents});
-  }
+  const TagValue* value = result.reading.value();
+  report.code = value != nullptr ? uint32_t{PLC_OK} : result.reading.failure().code;
+  if (value != nullptr) report.set_value({result.reference.tag->entry, *value, result.reference.extents});
 }
 
 TagResult transfer(const HostOptions& options, Host& host, const std::optional<TagReference>& reference) {
@@ -189,7 +188,7 @@ int follow_live(const HostOptions& options, DriverOutput& output, WhyReport& rep
   find_scope_faults(report);
   find_transfer_faults(report);
   find_driver_faults(report);
-  const bool unconnected = can_ask && !result.ok() && (route.has_failed() || result.code == PLC_NO_CONNECT);
+  const bool unconnected = can_ask && !result.ok() && (route.has_failed() || report.code == PLC_NO_CONNECT);
   const int code = unconnected ? kExitNoConnection : report.has_fault() ? kExitTagFailed : kExitOk;
   return host.finish(stop_requested() ? kExitInterrupted : code);
 }

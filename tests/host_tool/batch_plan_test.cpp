@@ -12,14 +12,14 @@ namespace {
 
 using namespace plc_host_test;
 
-std::vector<Batch> plan_all(const TagList& list) {
+std::vector<Batch> plan_all(const TagList& list, bool is_guarded = false) {
   std::vector<TagReference> references;
   std::vector<size_t> chosen;
   for (const Tag& tag : list.tags) {
     references.push_back(whole_tag(tag));
-    if (!why_not_batched(references.back())) chosen.push_back(references.size() - 1);
+    if (!why_not_batched(references.back(), is_guarded)) chosen.push_back(references.size() - 1);
   }
-  return plan_batches(references, chosen);
+  return plan_batches(references, chosen, is_guarded);
 }
 
 std::vector<size_t> sizes_of(const std::vector<Batch>& batches) {
@@ -45,6 +45,34 @@ TEST(BatchPlan, SizesThatLeaveSlotsOver_AreCut) {
   EXPECT_EQ(sizes_of(plan_all(many_words(69))), (std::vector<size_t>{68, 1}));
   EXPECT_EQ(sizes_of(plan_all(many_words(100))), (std::vector<size_t>{99, 1}));
   EXPECT_EQ(sizes_of(plan_all(many_words(250))), (std::vector<size_t>{99, 99, 52}));
+}
+
+TEST(BatchPlan, SizesThatLeaveSlotsOver_AreWholeInTheGuardedBuild) {
+  for (const size_t count : {size_t{35}, size_t{69}, size_t{97}, size_t{100}}) {
+    EXPECT_EQ(sizes_of(plan_all(many_words(count), true)), std::vector<size_t>{count});
+  }
+  EXPECT_EQ(sizes_of(plan_all(many_words(101), true)), (std::vector<size_t>{100, 1}));
+}
+
+TEST(BatchPlan, WhatTheGuardedBuildRefuses_IsNotBatched) {
+  TagEntry em = make_entry("B", kBool, {{0, 7}});
+  em.device_kind = kEm;
+  TagEntry em_of_one = make_entry("C", kBool, {{0, 0}});
+  em_of_one.device_kind = kEm;
+  TagEntry em_bit = make_entry("D", kBool);
+  em_bit.device_kind = kEm;
+  const TagList list = make_list({make_entry("a", kSint), make_entry("b", kLint), make_entry("c", kLreal, {{0, 1}}), em,
+                                  em_of_one, em_bit, make_entry("e", kBool, {{0, 7}}), make_entry("f", kDint)});
+  for (size_t i = 0; i < 5; ++i) EXPECT_TRUE(why_not_batched(whole_tag(list.tags[i]), true)) << i;
+  for (size_t i = 5; i < 8; ++i) EXPECT_FALSE(why_not_batched(whole_tag(list.tags[i]), true)) << i;
+}
+
+TEST(BatchPlan, ProgramsOfOneNameWithTwoNumbers_AreKeptApart) {
+  TagEntry first = make_local(make_entry("a", kInt), "MAIN");
+  TagEntry second = make_local(make_entry("b", kInt), "MAIN");
+  first.local_index = 1;
+  second.local_index = 2;
+  EXPECT_EQ(sizes_of(plan_all(make_list({first, second}), true)), (std::vector<size_t>{1, 1}));
 }
 
 TEST(BatchPlan, LongNames_AreSharedOutToMoreBatches) {
@@ -95,17 +123,17 @@ TEST(BatchPlan, WhatTheBatchReadCannotDeliver_IsSaid) {
   em.device_kind = kEm;
   const TagList list = make_list({make_entry("a", kSint), make_entry("b", kDate), make_entry("c", kLint, {{0, 1}}), em,
                                   make_entry("d", kLint), make_string("s", 4), make_entry("e", kBool, {{0, 7}})});
-  for (size_t i = 0; i < 4; ++i) EXPECT_TRUE(why_not_batched(whole_tag(list.tags[i]))) << i;
-  for (size_t i = 4; i < 7; ++i) EXPECT_FALSE(why_not_batched(whole_tag(list.tags[i]))) << i;
+  for (size_t i = 0; i < 4; ++i) EXPECT_TRUE(why_not_batched(whole_tag(list.tags[i]), false)) << i;
+  for (size_t i = 4; i < 7; ++i) EXPECT_FALSE(why_not_batched(whole_tag(list.tags[i]), false)) << i;
 }
 
 TEST(BatchPlan, HalfOfAWideVariable_IsNoCompleteBatch) {
   const TagList list = make_list({make_entry("L", kLint)});
   Batch batch = plan_all(list).at(0);
-  EXPECT_TRUE(is_read_completely(batch));
+  EXPECT_TRUE(is_read_completely(batch, false));
   batch.pop_back();
-  EXPECT_FALSE(is_read_completely(batch));
-  EXPECT_FALSE(is_read_completely({}));
+  EXPECT_FALSE(is_read_completely(batch, false));
+  EXPECT_FALSE(is_read_completely({}, false));
 }
 
 }  // namespace

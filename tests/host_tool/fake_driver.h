@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -22,14 +23,16 @@ struct FakeCall {
 // What the fake does. Reset by make_fake_library.
 struct FakeDriver {
   std::vector<FakeCall> calls;
-  std::vector<uint32_t> codes;  // of the calls in order; 0 when they are used up
-  bool lose_connection = false;
+  std::vector<uint32_t> codes;     // of the calls in order; 0 when they are used up
+  bool lose_connection = false;    // whatever is called, the connection is closed behind it
+  std::vector<std::string> lines;  // printed by the calls in order; "" prints none
+  std::set<uint32_t> refused_ids;  // plain registers whose names are refused, with the guarded build's line
   std::function<void(const RegRequest&, RegValue&)> on_read;
   std::function<void(BatchReadRequest*, int32_t)> on_batch;
 };
 
 FakeDriver& fake_driver();
-plc_host::DriverLibrary make_fake_library();
+plc_host::DriverLibrary make_fake_library(bool is_guarded = false);
 
 }  // namespace plc_host_test
 

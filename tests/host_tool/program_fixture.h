@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -53,10 +54,12 @@ class ProgramTest : public testing::Test {
   std::string path(const std::string& name) const { return folder_.file(name); }
   void write_file(const std::string& name, const std::string& text) { folder_.write(name, text); }
 
-  static std::vector<std::string> host_words(std::vector<std::string> words) {
+  // As it is called, with the library of the test unless that is given.
+  std::vector<std::string> host_words(std::vector<std::string> words) const {
     words.insert(words.begin(), PLC_HOST_PROGRAM);
-    if (words.size() > 1 && words[1][0] != '-') {
-      words.insert(words.begin() + 2, {"--library", PLC_HOST_LIBRARY});
+    const bool has_driver = std::find(words.begin(), words.end(), "--driver") != words.end();
+    if (words.size() > 1 && words[1][0] != '-' && !has_driver) {
+      words.insert(words.begin() + 2, {"--driver", library_});
     }
     return words;
   }
@@ -88,6 +91,7 @@ class ProgramTest : public testing::Test {
   }
 
   plc_test::TempDir folder_;
+  std::string library_ = PLC_HOST_GUARDED;
   std::string port_;
 };
 

@@ -17,6 +17,8 @@ using namespace plc_host_test;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
+const WallTime kNoon = std::chrono::system_clock::from_time_t(1700000000);
+
 class WatchTest : public testing::Test {
  protected:
   WatchTest() {
@@ -25,20 +27,23 @@ class WatchTest : public testing::Test {
   }
 
   TagResult value(size_t row, uint64_t bits) {
-    TagResult result;
-    result.name = references_[row].text;
-    result.reference = references_[row];
-    result.value.elements = {bits};
+    TagResult result = unread(references_[row]);
+    result.reading = {TagValue{{bits}, ""}, Quality::kGood, kNoon};
     return result;
   }
 
-  TagResult failure(size_t row, bool connection_lost) {
-    TagResult result = value(row, 0);
-    result.error = "the transfer failed (3)";
-    result.code = 3;
-    result.connection_lost = connection_lost;
+  TagResult failure(size_t row, bool connection_lost, Quality quality = Quality::kFailed) {
+    TagResult result = unread(references_[row]);
+    Failure failure;
+    failure.quality = quality;
+    failure.reason = "the transfer failed (3)";
+    failure.code = 3;
+    failure.connection_lost = connection_lost;
+    result.reading = {failure, kNoon};
     return result;
   }
+
+  TagResult left_out(size_t row) { return unread(references_[row]); }
 
   RoundOutcome round(const std::vector<TagResult>& results) {
     now_ += seconds(2);
@@ -63,9 +68,9 @@ TEST_F(WatchTest, UnchangedValue_IsNoNews) {
 
 TEST_F(WatchTest, ControllerGoesAwayAndComesBack_EachIsSaidOnce) {
   round({value(0, 1), value(1, 0)});
-  EXPECT_TRUE(round({failure(0, true), {}}).lost);
+  EXPECT_TRUE(round({failure(0, true), left_out(1)}).lost);
   EXPECT_TRUE(state_->is_away());
-  EXPECT_FALSE(round({failure(0, true), {}}).lost);
+  EXPECT_FALSE(round({failure(0, true), left_out(1)}).lost);
   const RoundOutcome back = round({value(0, 1), value(1, 0)});
   EXPECT_TRUE(back.back);
   EXPECT_EQ(back.away, seconds(4));
@@ -73,7 +78,7 @@ TEST_F(WatchTest, ControllerGoesAwayAndComesBack_EachIsSaidOnce) {
 }
 
 TEST_F(WatchTest, ControllerThatNeverAnswered_IsAwayFromTheStart) {
-  const RoundOutcome outcome = round({failure(0, true), {}});
+  const RoundOutcome outcome = round({failure(0, true), left_out(1)});
   EXPECT_TRUE(outcome.lost);
   EXPECT_TRUE(outcome.failed.empty());
 }
@@ -88,23 +93,64 @@ TEST_F(WatchTest, VariableThatNeverHadAValue_IsReportedAtOnceAndOnce) {
   EXPECT_TRUE(round({value(0, 1), failure(1, false)}).failed.empty());
 }
 
-TEST_F(WatchTest, VariableThatFailsOnce_IsNotReported) {
+TEST_F(WatchTest, VariableThatFailsOnce_ChangesItsStateAndIsNotReported) {
   round({value(0, 1), value(1, 0)});
-  EXPECT_TRUE(round({value(0, 1), failure(1, false)}).failed.empty());
-  EXPECT_TRUE(round({value(0, 1), value(1, 0)}).changed.empty());
+  const RoundOutcome failed = round({value(0, 1), failure(1, false)});
+  EXPECT_EQ(failed.changed, std::vector<size_t>{1});
+  EXPECT_TRUE(failed.failed.empty());
+  EXPECT_EQ(round({value(0, 1), value(1, 0)}).changed, std::vector<size_t>{1});
 }
 
 TEST_F(WatchTest, VariableThatKeepsFailing_IsReportedAndItsReturnToo) {
   round({value(0, 1), value(1, 0)});
   round({value(0, 1), failure(1, false)});
-  EXPECT_EQ(round({value(0, 1), failure(1, false)}).failed, std::vector<size_t>{1});
+  const RoundOutcome still = round({value(0, 1), failure(1, false)});
+  EXPECT_EQ(still.failed, std::vector<size_t>{1});
+  EXPECT_TRUE(still.changed.empty());
+  EXPECT_EQ(round({value(0, 1), failure(1, false, Quality::kRefused)}).changed, std::vector<size_t>{1});
   EXPECT_EQ(round({value(0, 1), value(1, 0)}).changed, std::vector<size_t>{1});
+}
+
+TEST_F(WatchTest, RowThatARoundDidNotGetTo_HasNoValueOfTheRoundBefore) {
+  round({value(0, 1), value(1, 7)});
+  EXPECT_EQ(round({failure(0, true), left_out(1)}).changed, (std::vector<size_t>{0, 1}));
+  for (const WatchRow& row : state_->rows()) EXPECT_EQ(row.latest.reading.value(), nullptr) << row.latest.name;
+  EXPECT_EQ(state_->rows()[1].latest.reading.quality(), Quality::kNotRead);
+}
+
+TEST_F(WatchTest, ReasonsThatDifferWhileTheControllerIsAway_AreNoNews) {
+  round({value(0, 1), value(1, 7)});
+  round({failure(0, true, Quality::kLost), left_out(1)});
+  EXPECT_TRUE(round({failure(0, true, Quality::kNoConnection), left_out(1)}).changed.empty());
+}
+
+TEST_F(WatchTest, RoundWord_IsTheStateOfAllOrPartial) {
+  round({value(0, 1), value(1, 7)});
+  EXPECT_EQ(round_word(state_->rows()), "good");
+  EXPECT_EQ(round_reason(state_->rows()), "");
+  round({value(0, 1), failure(1, false, Quality::kRefused)});
+  EXPECT_EQ(round_word(state_->rows()), "partial");
+  EXPECT_EQ(round_reason(state_->rows()), "Ready: the transfer failed (3)");
+  round({failure(0, true, Quality::kNoAnswer), left_out(1)});
+  EXPECT_EQ(round_word(state_->rows()), "no-answer");
+  EXPECT_EQ(round_reason(state_->rows()), "Speed: the transfer failed (3); Ready: not read");
+  round({left_out(0), left_out(1)});
+  EXPECT_EQ(round_word(state_->rows()), "not-read");
+}
+
+TEST(WatchOutput, ReasonOfManyRows_NamesThreeOfThem) {
+  std::vector<TagEntry> entries;
+  for (const char* name : {"a", "b", "c", "d", "e"}) entries.push_back(make_entry(name, kInt));
+  const TagList list = make_list(entries);
+  std::vector<TagReference> references;
+  for (const Tag& tag : list.tags) references.push_back(whole_tag(tag));
+  EXPECT_EQ(round_reason(WatchState(references).rows()), "a, b, c and 2 more: not read");
 }
 
 TEST_F(WatchTest, DriverLines_AreShownOncePerOutage) {
   EXPECT_TRUE(state_->is_new_line("select time out"));
   EXPECT_FALSE(state_->is_new_line("select time out"));
-  round({failure(0, true), {}});
+  round({failure(0, true), left_out(1)});
   round({value(0, 1), value(1, 0)});
   EXPECT_TRUE(state_->is_new_line("select time out"));
 }
@@ -113,10 +159,20 @@ TEST_F(WatchTest, Table_ShowsValueMarkAndAge) {
   round({value(0, 12), failure(1, false)});
   const std::vector<std::string> fresh = draw_table(*state_, now_ + milliseconds(400), 80, 24);
   ASSERT_EQ(fresh.size(), 4U);
-  EXPECT_EQ(fresh[0], "NAME   TYPE    AGE     VALUE");
-  EXPECT_EQ(fresh[1], "Speed  INT   * 0.4 s   12");
-  EXPECT_EQ(fresh[2], "Ready  BOOL    -       (the transfer failed (3))");
-  EXPECT_EQ(draw_table(*state_, now_ + seconds(30), 80, 24)[1], "Speed  INT     30 s    12");
+  EXPECT_EQ(fresh[0], "NAME   TYPE    AGE     STATE   VALUE");
+  EXPECT_EQ(fresh[1], "Speed  INT   * 0.4 s   good    12");
+  EXPECT_EQ(fresh[2], "Ready  BOOL    -       failed  the transfer failed (3)");
+  EXPECT_EQ(fresh[3], "read at " + local_time_text(kNoon) + "; Ctrl-C ends");
+  EXPECT_EQ(draw_table(*state_, now_ + seconds(30), 80, 24)[1], "Speed  INT     30 s    good    12");
+}
+
+TEST_F(WatchTest, Table_SaysHowOldAValueIsThatIsNotOfThisRound) {
+  round({value(0, 12), value(1, 1)});
+  round({failure(0, true, Quality::kLost), left_out(1)});
+  const std::vector<std::string> lines = draw_table(*state_, now_, 80, 24);
+  EXPECT_EQ(lines[1], "Speed  INT     -       lost      the transfer failed (3); 12 was read 2.0 s ago");
+  EXPECT_EQ(lines[2], "Ready  BOOL    -       not-read  not read; true was read 2.0 s ago");
+  EXPECT_EQ(lines[3], "the controller does not answer, asked at " + local_time_text(kNoon) + "; Ctrl-C ends");
 }
 
 TEST_F(WatchTest, Table_KeepsToTheTerminal) {

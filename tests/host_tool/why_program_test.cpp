@@ -25,6 +25,7 @@ class WhyTest : public ProgramTest {
  protected:
   void SetUp() override {
     ProgramTest::SetUp();
+    library_ = PLC_HOST_LIBRARY;
     write_file("wrong.csv", kWrongFile);
   }
 
