@@ -180,16 +180,18 @@ def examples_and_close(prefix, program):
         session.close()
 
 
-SOUND = "```console\n$ plc-host --version\nplc-host 1.0.0\n```\n"
+VERSION = re.search(r"^project\(plc_driver VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text(encoding="utf-8"),
+                    re.M)[1]
+SOUND = f"```console\n$ plc-host --version\nplc-host {VERSION}\n```\n"
 FAULTY = {
-    "a changed output": SOUND.replace("1.0.0", "1.0.1"),
+    "a changed output": SOUND.replace(VERSION, VERSION + "1"),
     "output that is not shown": "```console\n$ plc-host --version\n```\n",
-    "a line too many": SOUND.replace("1.0.0", "1.0.0\nmore"),
+    "a line too many": SOUND.replace(VERSION, VERSION + "\nmore"),
     "a command that fails": "```sh\nplc-host no-such-command\n```\n",
     "a block of an unknown kind": "```bash\nplc-host --version\n```\n",
     "a block without a kind": "```\nplc-host --version\n```\n",
     "a command in a text": "```text\n$ plc-host --version\n```\n",
-    "a block without an end": "```console\n$ plc-host --version\nplc-host 1.0.0\n",
+    "a block without an end": SOUND.removesuffix("```\n"),
     "a program that is no example": "```c\nint main(void) { return 0; }\n```\n",
     "a faulty tag file": "```csv\nSpeed,Int,,,,,,0,1,0,0,\n```\n",
     "another value": "```console\n$ plc-sim --listen 127.0.0.1:8500 examples/tags/PLC7F000001_0.csv\n"

@@ -17,6 +17,8 @@ TESTS = pathlib.Path(__file__).resolve().parent
 ROOT = TESTS.parent.parent
 GENERATOR = ROOT / "packaging" / "pages" / "make_pages.py"
 RUN_LIMIT_S = 120
+VERSION = re.search(r"^project\(plc_driver VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text(encoding="utf-8"),
+                    re.M)[1]
 # What a page made without a date lacks on purpose.
 NO_DATE = 'WARNING: missing date, using "": TH'
 
@@ -128,7 +130,7 @@ def check_reproducible(options, programs):
             with tempfile.TemporaryDirectory() as folder:
                 output = pathlib.Path(folder) / place
                 others = [other.name for other in programs if other is not program] + ["tshark"]
-                output_of([sys.executable, GENERATOR, "--version", "1.0.0", "--others", *others, "--output", output,
+                output_of([sys.executable, GENERATOR, "--version", VERSION, "--others", *others, "--output", output,
                            "--name", program.name, "--", program.file], environment={"TZ": place, "HOME": folder})
                 seen[place] = {str(file.relative_to(output)): file.read_bytes()
                                for file in sorted(output.rglob("*")) if file.is_file()}
