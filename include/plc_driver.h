@@ -132,7 +132,8 @@ typedef struct TypeEntry {
   uint16_t code;    /*  6 */
 } TypeEntry;
 
-/* Version and build of the loaded library: "1.1.0 contract" or "1.1.0 guarded". The text lives as long as the library. */
+/* Version and build of the loaded library: "1.1.0 contract" or "1.1.0 guarded" (docs/host_contract.md says how they
+ * differ). The text lives as long as the library. */
 PLC_DRIVER_API const char* plc_driver_build(void);
 
 /* Fills info with 722 and 1. Returns 0, or 3 for a null pointer. */
