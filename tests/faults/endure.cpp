@@ -1,30 +1,78 @@
-// Endurance: transfers of all kinds against plc-sim with random faults, then loads of random tag files, while memory
-// and descriptors of the process are watched.
+// Endurance: transfers of all kinds under faults of every kind, then loads of random tag files, for each given build of
+// the driver in a process of its own, side by side.
 //
-// endure TRANSFERS LOADS [SEED]   prints its figures; ends with 1 when memory or descriptors grow, and at the first
-// value or reply that may not be, with the exchanges before it. SIGTERM makes it come to its end: the figures are those
-// of what was done
+// endure TRANSFERS LOADS SEED LIBRARY... [--no-faults]   prints one table; ends with 1 when a guarded build broke a
+// rule (it stops there, with the last events), when memory or descriptors grew, or when a contract build broke none:
+// the rules would see nothing. SIGTERM makes it come to its end: the figures are those of what was done
 #include <dirent.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <random>
+#include <cstring>
 #include <string>
 
-#include "faults/endure_transfers.h"
-#include "plc_driver.h"
-#include "plc_driver/tags/tag_file.h"
+#include "faults/endure_host.h"
+#include "faults/endure_lines.h"
+#include "faults/endure_loads.h"
 #include "support/temp_dir.h"
+
+using namespace plc_endure;
 
 namespace {
 
 constexpr long kAllowedGrowthPages = 64;  // 256 KiB: what the C library takes for itself now and then
+// Both ends of the connection, and what a failed receive of the contract build leaves open until the next connect.
+constexpr long kMovingDescriptors = 4;
 
-std::FILE* report = nullptr;
 volatile sig_atomic_t is_ending = 0;
+
+struct Order {
+  unsigned long transfers = 0;
+  unsigned long loads = 0;
+  uint64_t seed = 1;
+  bool has_faults = true;
+};
+
+// Least and most of a figure that should not move.
+struct Range {
+  long least = -1;
+  long most = -1;
+
+  void add(long value) {
+    least = least < 0 || value < least ? value : least;
+    most = value > most ? value : most;
+  }
+  bool is_flat(long allowed) const { return most - least <= allowed; }
+};
+
+// What a process tells about its build.
+struct Figures {
+  char build[40] = {};
+  bool is_guarded = false;
+  HostFigures host;
+  double seconds = 0;
+  unsigned long broken[kRules] = {};
+  unsigned long faults[kFaults] = {};
+  LineCount lines[kLineKinds] = {};
+  unsigned long exchanges = 0;
+  unsigned long carried_out = 0;
+  unsigned long late_writes = 0;
+  unsigned long connections = 0;
+  unsigned long tcp = 0;
+  unsigned long left_open = 0;
+  Range pages;
+  Range descriptors;
+  unsigned long loads = 0;
+  unsigned long accepted = 0;
+  double load_seconds = 0;
+  Range load_pages;
+  bool is_right = false;
+};
 
 void end_on_sigterm() {
   struct sigaction action = {};
@@ -44,9 +92,9 @@ long resident_pages() {
   return resident;
 }
 
-int open_descriptors() {
+long open_descriptors() {
   DIR* folder = opendir("/proc/self/fd");
-  int count = -3;  // ".", ".." and the folder's own descriptor
+  long count = -3;  // ".", ".." and the folder's own descriptor
   while (readdir(folder) != nullptr) {
     ++count;
   }
@@ -54,153 +102,261 @@ int open_descriptors() {
   return count;
 }
 
-// Least and most of a figure that should not move.
-struct Range {
-  long least = -1;
-  long most = -1;
+double seconds_since(std::chrono::steady_clock::time_point begin) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
 
-  void add(long value) {
-    least = least < 0 || value < least ? value : least;
-    most = value > most ? value : most;
-  }
-};
+// The first tenth warms up: stacks, buffers of the C library, the tag table.
+bool is_looked_at(unsigned long round, unsigned long rounds, unsigned long every) {
+  return round > rounds / 10 && round % every == every - 1;
+}
 
-// What is watched, and how long it takes.
-class Watch {
- public:
-  explicit Watch(unsigned long rounds) : rounds_(rounds) {}
-
-  // The first tenth warms up: stacks, buffers of the C library, the tag table.
-  void look(unsigned long round, unsigned long every) {
-    if (round > rounds_ / 10 && round % every == every - 1) {
-      memory_.add(resident_pages());
-      descriptors_.add(open_descriptors());
+void run_transfers(const Library& library, const Order& order, std::FILE* out, Figures* figures) {
+  const VariableBook book;
+  std::FILE* file = std::fopen(VariableBook::file_name(), "wb");
+  std::fwrite(book.file_text().data(), 1, book.file_text().size(), file);
+  std::fclose(file);
+  Host host(library, book, order.seed, order.has_faults);
+  const auto begin = std::chrono::steady_clock::now();
+  while (host.figures().transfers < order.transfers && is_ending == 0) {
+    host.run_one();
+    if (figures->is_guarded && host.rules().total() > 0) {
+      std::fprintf(out, "%s, seed %lu, transfer %lu: %s\nthe last events:\n", figures->build,
+                   static_cast<unsigned long>(order.seed), host.figures().transfers, host.rules().first().c_str());
+      Network::instance().journal().print(out);
+      break;
+    }
+    if (is_looked_at(host.figures().transfers, order.transfers, 500)) {
+      figures->pages.add(resident_pages());
+      figures->descriptors.add(open_descriptors());
     }
   }
-
-  double seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin_).count(); }
-
-  void print() const {
-    std::fprintf(report, "  resident memory: %ld to %ld pages\n  descriptors: %ld to %ld\n", memory_.least,
-                 memory_.most, descriptors_.least, descriptors_.most);
+  figures->seconds = seconds_since(begin);
+  figures->host = host.figures();
+  for (size_t rule = 0; rule < kRules; ++rule) {
+    figures->broken[rule] = host.rules().count_of(static_cast<Rule>(rule));
   }
-
-  bool is_flat(long moving_descriptors) const {
-    return memory_.most - memory_.least <= kAllowedGrowthPages &&
-           descriptors_.most - descriptors_.least <= moving_descriptors;
+  std::copy(host.faults().counts().begin(), host.faults().counts().end(), figures->faults);
+  const Network& network = Network::instance();
+  figures->exchanges = network.exchanges();
+  figures->connections = network.connections();
+  figures->tcp = network.tcp_connections();
+  figures->left_open = network.left_open();
+  figures->carried_out = host.rules().writes_carried_out();
+  figures->late_writes = host.rules().late_writes();
+  if (!host.rules().first().empty() && !figures->is_guarded) {
+    std::fprintf(out, "%s, the first of many: %s\n", figures->build, host.rules().first().c_str());
   }
+}
 
- private:
-  unsigned long rounds_;
-  std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
-  Range memory_;
-  Range descriptors_;
+void run_loads(const Library& library, const Order& order, Figures* figures) {
+  Loads loads(library, order.seed);
+  const auto begin = std::chrono::steady_clock::now();
+  for (; figures->loads < order.loads && is_ending == 0; ++figures->loads) {
+    figures->accepted += loads.run_one() ? 1U : 0U;
+    if (is_looked_at(figures->loads, order.loads, 100)) {
+      figures->load_pages.add(resident_pages());
+    }
+  }
+  figures->load_seconds = seconds_since(begin);
+}
+
+bool is_right(const Figures& figures, const Order& order) {
+  unsigned long broken = 0;
+  for (const unsigned long count : figures.broken) {
+    broken += count;
+  }
+  const bool must_be_clean = figures.is_guarded || !order.has_faults;
+  const bool is_expected = must_be_clean ? broken == 0
+                                         : figures.broken[static_cast<size_t>(Rule::kReadWrong)] > 0 &&
+                                               figures.broken[static_cast<size_t>(Rule::kWriteAstray)] > 0;
+  return (order.transfers == 0 || (is_expected && figures.host.values > 0 && figures.host.written > 0)) &&
+         figures.pages.is_flat(kAllowedGrowthPages) && figures.descriptors.is_flat(kMovingDescriptors) &&
+         figures.load_pages.is_flat(kAllowedGrowthPages);
+}
+
+// In a process of its own: everything for one build. The figures go to the pipe.
+[[noreturn]] void run(const char* path, const Order& order, int pipe_fd) {
+  std::FILE* out = fdopen(dup(STDOUT_FILENO), "w");
+  const plc_test::TempDir folder;
+  Figures figures;
+  {
+    const Library library(path);
+    if (out == nullptr || !count_lines(&figures.lines)) {
+      std::exit(2);
+    }
+    const plc_test::ScopedWorkingDirectory inside(folder.path());
+    std::snprintf(figures.build, sizeof figures.build, "%s", library.build.c_str());
+    figures.is_guarded = library.is_guarded();
+    if (order.transfers > 0) {
+      run_transfers(library, order, out, &figures);
+    }
+    run_loads(library, order, &figures);
+    figures.is_right = is_right(figures, order);
+  }
+  std::fflush(nullptr);
+  const bool is_told = write(pipe_fd, &figures, sizeof figures) == static_cast<ssize_t>(sizeof figures);
+  std::filesystem::remove_all(folder.path());
+  _exit(is_told ? 0 : 2);
+}
+
+struct Process {
+  pid_t id = -1;
+  int pipe_fd = -1;
 };
 
-bool run_transfers(const plc_test::TempDir& folder, uint32_t seed, unsigned long transfers) {
-  plc_test::EnduranceHost host(folder, seed);
-  Watch watch(transfers);
-  unsigned long done = 0;
-  bool is_right = true;
-  for (; done < transfers && is_right && is_ending == 0; ++done) {
-    is_right = host.run_one();
-    constexpr unsigned long kLookEvery = 500;
-    watch.look(done, kLookEvery);
+Process start(const char* path, const Order& order) {
+  int ends[2];
+  if (pipe(ends) != 0) {
+    std::perror("pipe");
+    std::exit(2);
   }
-  std::fprintf(report, "transfers: %lu in %.1f s\n", done, watch.seconds());
-  host.print_figures(report);
-  watch.print();
-  host.print_error(report);
-  // Between a lost connection and the next there is one descriptor less.
-  return is_right && host.is_plausible() && watch.is_flat(1);
+  std::fflush(nullptr);
+  const pid_t id = fork();
+  if (id == 0) {
+    close(ends[0]);
+    run(path, order, ends[1]);
+  }
+  close(ends[1]);
+  return {id, ends[0]};
 }
 
-class Loads {
- public:
-  Loads(const plc_test::TempDir& folder, uint32_t seed) : folder_(folder), random_(seed) {}
-
-  bool run(unsigned long loads);
-
- private:
-  uint32_t below(uint32_t bound) { return static_cast<uint32_t>(random_() % bound); }
-  std::string random_file();
-  bool load();
-
-  const plc_test::TempDir& folder_;
-  std::mt19937 random_;
-};
-
-std::string Loads::random_file() {
-  static constexpr const char* kTypes[] = {"INT", "DINT", "LREAL", "BOOL", "STRING", "DATE", "Nonsense", ""};
-  static constexpr const char* kRanges[] = {"",       "[0..9]", "[1..4_2..7]", "[0..1_0..2_0..3]",
-                                            "[9..0]", "[..]",   "[1..",        "[2147483647..-2147483648]"};
-  std::string text;
-  uint32_t id = below(4) == 0 ? 0x40000 + below(5) * 0x1000 : 0;
-  for (uint32_t lines = below(120); lines > 0; --lines) {
-    id = below(20) == 0 ? below(0x50000) : id + 1;
-    text += "V" + std::string(below(30) == 0 ? below(300) : below(20), 'n') + "," + kTypes[below(8)] + "," +
-            kRanges[below(8)] + ",20,a,b,c," + std::to_string(id) + ",1,0," + std::to_string(below(5)) +
-            (below(3) == 0 ? ",MAIN,DM\n" : ",\n");
+Figures finish(const Process& process) {
+  Figures figures;
+  auto* bytes = reinterpret_cast<char*>(&figures);
+  size_t taken = 0;
+  while (taken < sizeof figures) {
+    const ssize_t count = read(process.pipe_fd, bytes + taken, sizeof figures - taken);
+    if (count == 0) {
+      break;
+    }
+    taken += count > 0 ? static_cast<size_t>(count) : 0;
+    if (count < 0 && is_ending != 0) {
+      kill(process.id, SIGTERM);
+    }
   }
-  for (uint32_t changes = below(4) == 0 ? below(20) : 0; changes > 0 && !text.empty(); --changes) {
-    text[below(static_cast<uint32_t>(text.size()))] = static_cast<char>(below(256));
+  close(process.pipe_fd);
+  int status = 0;
+  while (waitpid(process.id, &status, 0) < 0) {
   }
-  return text;
+  figures.is_right = figures.is_right && taken == sizeof figures && status == 0;
+  return figures;
 }
 
-// Loads the file, gives it back, and says whether it was accepted.
-bool Loads::load() {
-  static uint32_t group_ids[plc::kIdBlocks];
-  TagEntry* entries = nullptr;
-  IndexedTagEntry* groups = nullptr;
-  const bool is_accepted =
-      build_tagtable(&entries, &groups, plc_test::EnduranceHost::file_name(), group_ids) != nullptr;
-  for (IndexedTagEntry* group = groups; group != nullptr && group->entries != nullptr; ++group) {
-    std::free(group->entries);
+template <typename Get>
+void print_row(const char* name, const std::vector<Figures>& all, Get get) {
+  std::printf("%-58s", name);
+  for (const Figures& figures : all) {
+    std::printf(" %20s", std::string(get(figures)).c_str());
   }
-  std::free(groups);
-  std::free(entries);
-  return is_accepted;
+  std::printf("\n");
 }
 
-bool Loads::run(unsigned long loads) {
-  Watch watch(loads);
-  unsigned long accepted = 0;
-  unsigned long number = 0;
-  for (; number < loads && is_ending == 0; ++number) {
-    folder_.write(plc_test::EnduranceHost::file_name(), random_file());
-    accepted += load() ? 1U : 0U;
-    constexpr unsigned long kLookEvery = 100;
-    watch.look(number, kLookEvery);
+std::string text_of(unsigned long count) { return std::to_string(count); }
+std::string text_of(const Range& range) {
+  return range.least < 0 ? "-" : std::to_string(range.least) + " to " + std::to_string(range.most);
+}
+
+void print_counts(const std::vector<Figures>& all) {
+  print_row("transfers", all, [](const Figures& f) { return text_of(f.host.transfers); });
+  print_row("seconds", all, [](const Figures& f) { return text_of(static_cast<unsigned long>(f.seconds + 0.5)); });
+  constexpr const char* kResults[] = {"returned 0", "returned 2", "returned 3", "returned anything else"};
+  for (size_t i = 0; i < 4; ++i) {
+    print_row(kResults[i], all, [i](const Figures& f) { return text_of(f.host.results[i]); });
   }
-  std::fprintf(report, "loads: %lu in %.1f s, %lu of them accepted\n", number, watch.seconds(), accepted);
-  watch.print();
-  return watch.is_flat(0) && accepted > 0 && accepted < number;
+  print_row("values read with 0, each checked", all, [](const Figures& f) { return text_of(f.host.values); });
+  print_row("elements written with 0, each checked", all, [](const Figures& f) { return text_of(f.host.written); });
+  print_row("words written at the controller, each checked", all,
+            [](const Figures& f) { return text_of(f.carried_out); });
+  print_row("  of them when their call was over", all, [](const Figures& f) { return text_of(f.late_writes); });
+  print_row("calls during which the memory changed", all,
+            [](const Figures& f) { return text_of(f.host.changed_meanwhile); });
+  print_row("calls without a fault", all, [](const Figures& f) { return text_of(f.host.clean_calls); });
+  print_row("exchanges", all, [](const Figures& f) { return text_of(f.exchanges); });
+  print_row("connections", all, [](const Figures& f) { return text_of(f.connections); });
+  print_row("  of them by TCP", all, [](const Figures& f) { return text_of(f.tcp); });
+  print_row("resident pages", all, [](const Figures& f) { return text_of(f.pages); });
+  print_row("descriptors", all, [](const Figures& f) { return text_of(f.descriptors); });
+  print_row("descriptors left open by failed receives", all, [](const Figures& f) { return text_of(f.left_open); });
+  print_row("loads of random tag files", all, [](const Figures& f) { return text_of(f.loads); });
+  print_row("  of them accepted", all, [](const Figures& f) { return text_of(f.accepted); });
+  print_row("  resident pages", all, [](const Figures& f) { return text_of(f.load_pages); });
+}
+
+unsigned long count_of(const Figures& figures, const char* text) {
+  for (const LineCount& line : figures.lines) {
+    if (line.count > 0 && std::strcmp(line.text, text) == 0) {
+      return line.count;
+    }
+  }
+  return 0;
+}
+
+// Each kind of line that any of the builds printed.
+void print_lines(const std::vector<Figures>& all) {
+  std::printf("lines printed by the driver\n");
+  for (size_t first = 0; first < all.size(); ++first) {
+    for (const LineCount& line : all[first].lines) {
+      const auto is_shown = [&line](const Figures& figures) { return count_of(figures, line.text) > 0; };
+      const auto begin = all.begin();
+      if (line.count > 0 && std::none_of(begin, begin + static_cast<std::ptrdiff_t>(first), is_shown)) {
+        print_row((std::string("  ") + line.text).c_str(), all,
+                  [&line](const Figures& f) { return text_of(count_of(f, line.text)); });
+      }
+    }
+  }
+}
+
+void print_table(const std::vector<Figures>& all) {
+  print_row("", all, [](const Figures& f) { return std::string(f.build); });
+  print_counts(all);
+  std::printf("faults made\n");
+  for (size_t i = 0; i < kFaults; ++i) {
+    print_row((std::string("  ") + name_of(static_cast<Fault>(i))).c_str(), all,
+              [i](const Figures& f) { return text_of(f.faults[i]); });
+  }
+  print_lines(all);
+  std::printf("rules broken\n");
+  for (size_t i = 0; i < kRules; ++i) {
+    print_row((std::string("  ") + name_of(static_cast<Rule>(i))).c_str(), all,
+              [i](const Figures& f) { return text_of(f.broken[i]); });
+  }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 3) {
-    std::fprintf(stderr, "endure TRANSFERS LOADS [SEED]\n");
+  Order order;
+  std::vector<const char*> words;
+  for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--no-faults") == 0) {
+      order.has_faults = false;
+    } else {
+      words.push_back(argv[i]);
+    }
+  }
+  if (words.size() < 4) {
+    std::fprintf(stderr, "endure TRANSFERS LOADS SEED LIBRARY... [--no-faults]\n");
     return 2;
   }
-  // What the driver prints is not looked at here.
-  report = fdopen(dup(STDOUT_FILENO), "w");
-  if (report == nullptr || std::freopen("/dev/null", "w", stdout) == nullptr) {
-    return 2;
-  }
-  const uint32_t seed = argc > 3 ? static_cast<uint32_t>(std::strtoul(argv[3], nullptr, 10)) : 1;
-  const unsigned long transfers = std::strtoul(argv[1], nullptr, 10);
-  const unsigned long loads = std::strtoul(argv[2], nullptr, 10);
-  std::fprintf(report, "seed %u\n", seed);
+  order.transfers = std::strtoul(words[0], nullptr, 10);
+  order.loads = std::strtoul(words[1], nullptr, 10);
+  order.seed = std::strtoul(words[2], nullptr, 10);
   end_on_sigterm();
-  const plc_test::TempDir folder;
-  const plc_test::ScopedWorkingDirectory inside(folder.path());
-  const bool transferred = transfers == 0 || run_transfers(folder, seed, transfers);
-  std::fflush(report);
-  const bool loaded = loads == 0 || is_ending != 0 || Loads(folder, seed).run(loads);
-  std::fprintf(report, "%s\n", transferred && loaded ? "flat, and every value right" : "NOT FLAT, or not right");
-  std::fclose(report);
-  return transferred && loaded ? 0 : 1;
+  std::vector<Process> processes;
+  for (size_t i = 3; i < words.size(); ++i) {
+    processes.push_back(start(words[i], order));
+  }
+  std::vector<Figures> all;
+  for (const Process& process : processes) {
+    all.push_back(finish(process));
+  }
+  std::printf("seed %lu\n", static_cast<unsigned long>(order.seed));
+  print_table(all);
+  bool is_right = true;
+  for (const Figures& figures : all) {
+    is_right = is_right && figures.is_right;
+  }
+  std::printf("%s\n", is_right ? "as it must be" : "NOT AS IT MUST BE");
+  return is_right ? 0 : 1;
 }
