@@ -4,12 +4,16 @@ from link_model import ReplyBuffer, frame_head
 from name_model import U32, ZeroExtent, divide, extent1, extent2, read_name
 from tag_model import ARRAY1, ARRAY2, ARRAY3, FIRST_INDEXED_ID, find_record
 from text_model import name_element
-from transfer_model import FAILED, NO_CONNECT, OK, REQUEST_BYTES, Stop, size_code
+from transfer_model import EM, FAILED, NO_CONNECT, OK, REQUEST_BYTES, Stop, size_code
 
 MAX_ELEMENTS = 100
 NAMES_PER_FRAME = 35
 LONGEST_RUN = 50
 SHORT_REPLY = NO_CONNECT
+SEVERAL_PROGRAMS = b"batch over several programs or scopes"
+UNFIT_WIDTH = b"batch with an 8-bit or 64-bit variable"
+BOOLS_IN_EM = b"batch with a BOOL array in EM memory"
+BOOLS_AMONG_OTHERS = b"batch of several elements with a BOOL count above 1"
 
 
 class Slot:
@@ -70,6 +74,7 @@ class BatchRead:
         self.table = driver.table_for(self.elements[0].area, False)
         for slot in self.slots:
             driver.check_range(slot.reg_id, self.table)
+        driver.refuse(self.reasons_against())
         self.classify()
         frames = total // NAMES_PER_FRAME
         span = self.count // (frames + 1)
@@ -78,11 +83,38 @@ class BatchRead:
         if self.walk_meets_empty_run(frames, span):
             return FAILED
         start = 0
-        for _ in range(frames + 1):
+        for _ in self.shares(frames):
             if start >= self.count:
                 break
             start = Frame(self, start, min(start + span, self.count)).transfer()
         return OK
+
+    def shares(self, frames):
+        """One for each frame pair that may be needed."""
+        return range(self.count if self.driver.reads_leftovers else frames + 1)
+
+    def reasons_against(self):
+        """Why the values of this batch cannot be right, whatever the controller answers."""
+        reasons = []
+        tags = [(slot, self.record_of(slot)) for slot in self.slots]
+        tags = [(slot, tag) for slot, tag in tags if tag is not None]
+        if len({self.program_of(tag) for _, tag in tags}) > 1:
+            reasons.append(SEVERAL_PROGRAMS)
+        if any(tag.bit_width in (8, 64) for _, tag in tags):
+            reasons.append(UNFIT_WIDTH)
+        bools = [(slot, tag) for slot, tag in tags if tag.bit_width == 1]
+        if any(tag.shape in (ARRAY1, ARRAY2, ARRAY3) and tag.device_kind == EM for _, tag in bools):
+            reasons.append(BOOLS_IN_EM)
+        if self.count > 1 and any(slot.run > 1 for slot, _ in bools):
+            reasons.append(BOOLS_AMONG_OTHERS)
+        return reasons
+
+    def program_of(self, tag):
+        """What a block of names belongs to: the global scope, or a program by its name and number."""
+        if tag.is_global == 1:
+            return None
+        number = self.driver.directory.number_by_equality(tag.scope_name)
+        return tag.scope_name, tag.local_index if number is None else number
 
     def record_of(self, slot):
         return find_record(self.table, slot.reg_id, self.driver.group_ids)
@@ -100,7 +132,7 @@ class BatchRead:
     def walk_meets_empty_run(self, frames, span):
         """Whether the walk over all frames would stand on a slot with a run of 0."""
         index = 0
-        for _ in range(frames + 1):
+        for _ in self.shares(frames):
             end = min(index + span, self.count)
             while index < end:
                 if self.slots[index].run == 0:
@@ -204,7 +236,7 @@ class Frame:
         if len(request) > REQUEST_BYTES or 18 + 8 * len(self.names) > REQUEST_BYTES:
             raise Stop(FAILED)
         self.driver.next_sid()
-        received = self.exchange(request)
+        received = self.exchange(request, len(self.names))
         if received <= 24:
             raise Stop(SHORT_REPLY)
         received = self.exchange(self.value_request())
@@ -213,8 +245,8 @@ class Frame:
         self.decode(received, reply)
         return stop
 
-    def exchange(self, request):
-        data = self.driver.exchange(request)
+    def exchange(self, request, names=0):
+        data = self.driver.exchange(request, names)
         self.batch.reply.take(data)
         return len(data)
 

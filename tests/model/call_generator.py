@@ -272,7 +272,7 @@ class Case:
         self.seed, self.kind = seed, kind
         # Drawing the files costs more than drawing the calls: neighbouring cases share them.
         files, tables = random_files(f"{kind}:files:{seed // 4}")
-        self.files = dict(files)
+        self.files, self.tables = dict(files), tables
         self.first_fd = choose(rng, [(-1, 4), (0, 1), (999999, 1), (-2**31, 1)])
         mode = choose(rng, [("accept", 60), ("refuse", 1), ("hold", 0.3), ("crowd", 0.5)])
         self.operations = [Operation("init", rng.getrandbits(40), settings={"mode": mode})]

@@ -16,15 +16,20 @@ import loaded_driver as loaded
 import named_writes
 from batch_model import BatchRead, TextReference
 from call_generator import Oracle
+from guarded_model import NOWHERE, Either, GuardedDriver
+from guarded_replies import GuardedOracle
 from loaded_driver import libc
-from transfer_model import FAILED, REJECTED_LINE, Driver, Request, Value
+from transfer_model import REJECTED_LINE, Driver, Request, Value
 from write_model import write
 
 DATA_BYTES = 2 * loaded.PAGE
 MODEL_IP = 0x7F000001
 _LINE_NUMBER = re.compile(rb", at line: \d+\r\n")
 _POINTER = ctypes.c_void_p
-_TCP_CLOSE = 7
+_NOWHERE_IP = 0xFFFFFFFF
+# What the driver's socket must be able to hold for the greatest stale input.
+_ROOM_BYTES = 1 << 20
+_TCP_CLOSE, _TCP_CLOSE_WAIT = 7, 8
 # A TagEntry; its fields stand in the order of TagRecord.FIELDS.
 RECORD = struct.Struct("<256sHBx6iiIBBBxI256sBB2x")
 
@@ -45,19 +50,20 @@ def compare_bytes(what, expected, got):
                    f"  model  {show_bytes(expected)}\n  driver {show_bytes(got)}")
 
 
+def console_pattern(part):
+    """What one piece of expected output may look like."""
+    if isinstance(part, Either):
+        return part.pattern
+    if part.startswith(REJECTED_LINE):
+        return rb"[^\n]*" + re.escape(part[len(REJECTED_LINE):-1]) + rb"[^\n]*[0-9#][^\n]*\n"
+    return re.escape(part)
+
+
 def compare_console(expected, got):
     """Lines of source numbers and the free text about a rejected file are not part of the contract."""
-    text = b"".join(expected)
     got = _LINE_NUMBER.sub(b", at line: #\r\n", got)
-    if REJECTED_LINE in text:
-        pattern = re.escape(text)
-        pattern = re.sub(re.escape(re.escape(REJECTED_LINE)) + rb"(.*?)" + re.escape(re.escape(b"\0")),
-                         rb"[^\\n]*\1[^\\n]*[0-9#][^\\n]*\\n", pattern)
-        if re.fullmatch(pattern, got, re.DOTALL):
-            return
-    elif text == got:
-        return
-    raise Mismatch(f"console:\n  model  {text!r}\n  driver {got!r}")
+    if not re.fullmatch(b"".join(map(console_pattern, expected)), got, re.DOTALL):
+        raise Mismatch(f"console:\n  model  {' '.join(map(repr, expected))}\n  driver {got!r}")
 
 
 def select_limit():
@@ -66,10 +72,30 @@ def select_limit():
     return 1024
 
 
+def tcp_state(descriptor):
+    with socket.socket(fileno=os.dup(descriptor)) as view:
+        return view.getsockopt(socket.IPPROTO_TCP, socket.TCP_INFO, 1)[0]
+
+
 def is_dead(descriptor):
     """Whether the kernel has taken note that the peer reset this connection."""
+    return tcp_state(descriptor) == _TCP_CLOSE
+
+
+def set_room(descriptor):
     with socket.socket(fileno=os.dup(descriptor)) as view:
-        return view.getsockopt(socket.IPPROTO_TCP, socket.TCP_INFO, 1)[0] == _TCP_CLOSE
+        view.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, _ROOM_BYTES)
+
+
+def bytes_waiting(descriptor):
+    return struct.unpack("i", fcntl.ioctl(descriptor, termios.FIONREAD, b"\0\0\0\0"))[0]
+
+
+def inode_of(descriptor):
+    try:
+        return os.fstat(descriptor).st_ino
+    except OSError:
+        return None
 
 
 def clear_folder(folder):
@@ -105,7 +131,8 @@ class References:
 class CaseRunner:
     """One case; every case loads the library afresh."""
 
-    def __init__(self, library, peer, console, memory, folder):
+    def __init__(self, library, peer, console, memory, folder, guarded=False):
+        self.guarded = guarded
         self.library, self.peer, self.console, self.memory, self.folder = library, peer, console, memory, folder
         self.references = References()
         self.calls = 0
@@ -113,7 +140,7 @@ class CaseRunner:
 
     def run(self, case):
         clear_folder(self.folder)
-        self.model = Driver({})
+        self.model = GuardedDriver({}) if self.guarded else Driver({})
         self.files = case.files
         for area, content in case.files.items():
             self.put_file(area, content)
@@ -209,18 +236,30 @@ class CaseRunner:
     # What happens between two calls.
 
     def do_stale(self, operation):
+        """Bytes that nobody asked for and, in a comparison of the guarded build, the end of the connection."""
         link = self.model.link
-        if link.state != link_model.OPEN or not self.model.connected:
+        if link.state != link_model.OPEN or not self.model.connected or link.ending:
             return
         data = random.Random(operation.seed).randbytes(operation.settings["size"])
+        if self.guarded:
+            set_room(self.owned)
         self.peer.latest.sendall(data)
         link.queue += data
-        deadline = time.monotonic() + 2
-        while time.monotonic() < deadline:
-            waiting = struct.unpack("i", fcntl.ioctl(self.owned, termios.FIONREAD, b"\0\0\0\0"))[0]
-            if waiting >= len(link.queue):
-                return
-        raise Mismatch(f"{waiting} bytes wait in the driver's socket, {len(link.queue)} expected")
+        self.wait_for(lambda: bytes_waiting(self.owned) >= len(link.queue))
+        waiting = bytes_waiting(self.owned)
+        if waiting < len(link.queue):
+            raise Mismatch(f"{waiting} bytes wait in the driver's socket, {len(link.queue)} expected")
+        self.end_connection(operation.settings.get("ending"))
+
+    def end_connection(self, ending):
+        """The controller ends the connection between two calls; the driver's side knows of it when this returns."""
+        self.model.link.ending = ending
+        if ending == link_model.RESET:
+            self.peer.reset_latest()
+            self.wait_for(lambda: is_dead(self.owned))
+        elif ending == link_model.FINISH:
+            self.peer.latest.shutdown(socket.SHUT_WR)
+            self.wait_for(lambda: tcp_state(self.owned) == _TCP_CLOSE_WAIT)
 
     def do_rewrite(self, operation):
         """A tag file gets other content; only a table that is not loaded yet shows it."""
@@ -240,7 +279,7 @@ class CaseRunner:
         if self.owned is None or not self.model.connected:
             return
         self.release_descriptor()
-        link.state, link.queue = link_model.NONE, b""
+        link.state, link.queue, link.ending = link_model.NONE, b"", None
         self.fd = operation.settings["socket_fd"]
         self.memory.set_socket_fd(self.fd)
 
@@ -249,14 +288,18 @@ class CaseRunner:
     def do_init(self, operation):
         mode = operation.settings["mode"]
         port = {"accept": self.peer.port, "refuse": self.peer.refusing_port}.get(mode, self.peer.holding_port)
+        ip = _NOWHERE_IP if mode == NOWHERE else MODEL_IP
         self.end_crowd()
-        self.memory.put(loaded.SETTINGS_AT + 4, struct.pack("<IH", MODEL_IP, port))
+        self.memory.put(loaded.SETTINGS_AT + 4, struct.pack("<IH", ip, port))
         self.begin(operation)
-        expected = self.model.init(MODEL_IP, port)
+        expected = self.model.init(ip, port)
         self.model.link.connect_mode = mode
         image = self.memory.image()
         got = self.call("ev_plc_init", [self.memory.address(loaded.SETTINGS_AT)], _POINTER)
         self.compare_call(expected, got, image)
+        # The tag files bear the address of the peer.
+        self.model.settings_ip = MODEL_IP
+        self.memory.put(loaded.SETTINGS_AT + 4, struct.pack("<I", MODEL_IP))
 
     def do_read(self, operation):
         self.single(operation, "ev_plc_read")
@@ -285,7 +328,7 @@ class CaseRunner:
 
     def begin(self, operation):
         self.model.link.begin_call()
-        self.model.link.oracle = Oracle(operation)
+        self.model.link.oracle = (GuardedOracle if self.guarded else Oracle)(operation)
 
     def put_conn(self, operation):
         """Everything but socket_fd."""
@@ -389,7 +432,7 @@ class CaseRunner:
         delay = operation.settings["delay"]
         if delay not in (0, 3) and self.model.link.paused:
             least += delay / 1000
-        least += operation.timeout_s * sum(line == b"--timeout--\r\n" for line in self.model.link.out)
+        least += operation.timeout_s * self.model.link.timeouts
         if self.elapsed_s < least * 0.98:
             raise Mismatch(f"the call took {self.elapsed_s:.4f} s, {least:.4f} s expected")
 
@@ -421,6 +464,8 @@ class CaseRunner:
         compare_bytes("host records", bytes(image), self.memory.image())
         if link.state == link_model.BROKEN and link.connect_mode == link_model.ACCEPT and self.owned is not None:
             self.wait_for(lambda: is_dead(self.owned))
+        if self.guarded and link.ending == link_model.RESET:
+            self.wait_for(lambda: is_dead(self.owned))
 
     def compare_descriptor(self):
         """socket_fd: a new socket after a connect, -1 after a close, else what it was."""
@@ -430,11 +475,13 @@ class CaseRunner:
         if link.closed_now:
             if fd != -1:
                 raise Mismatch(f"socket_fd is {fd} after the driver closed the connection")
+            if self.owned is not None and inode_of(self.owned) == self.owned_inode:
+                raise Mismatch(f"descriptor {self.owned} is still open after the driver closed the connection")
             self.owned = None
         elif link.connected_now:
             if fd < 0 or not os.path.realpath(f"/proc/self/fd/{fd}").split("/")[-1].startswith("socket:"):
                 raise Mismatch(f"socket_fd is {fd} after a connect")
-            self.owned = fd
+            self.owned, self.owned_inode = fd, inode_of(fd)
         elif fd != self.fd:
             raise Mismatch(f"socket_fd changed from {self.fd} to {fd}")
         self.fd = fd

@@ -10,6 +10,7 @@ import time
 import loaded_driver
 from call_generator import Case
 from case_runner import CaseRunner, Mismatch, clear_folder
+from guarded_calls import GuardedCase
 from scripted_peer import ScriptedPeer
 
 KINDS = ("read", "write", "batch", "mixed")
@@ -18,7 +19,8 @@ KINDS = ("read", "write", "batch", "mixed")
 class Suite:
     """Runs cases one after the other in this process."""
 
-    def __init__(self, library, progress, minimises=True):
+    def __init__(self, library, progress, build, waiting, minimises=True):
+        self.is_guarded, self.waiting = build == "guarded", waiting
         self.minimises = minimises
         self.console = loaded_driver.Console()
         self.out = self.console.own
@@ -26,7 +28,8 @@ class Suite:
         self.progress = progress
         self.folder = tempfile.mkdtemp(prefix="plc_model_", dir="/dev/shm" if os.path.isdir("/dev/shm") else None)
         os.chdir(self.folder)
-        self.runner = CaseRunner(self.library, ScriptedPeer(), self.console, loaded_driver.HostMemory(), self.folder)
+        self.runner = CaseRunner(self.library, ScriptedPeer(), self.console, loaded_driver.HostMemory(), self.folder,
+                                 self.is_guarded)
 
     def differs(self, case):
         """The difference that a case shows, None when there is none."""
@@ -63,7 +66,8 @@ class Suite:
         return case
 
     def report(self, case, found):
-        print(f"MISMATCH --kind {case.kind} --seed {case.seed} --cases 1\n{found}", file=self.out)
+        waiting = f" --waiting {self.waiting}" if self.is_guarded else ""
+        print(f"MISMATCH --kind {case.kind} --seed {case.seed} --cases 1{waiting}\n{found}", file=self.out)
         if not self.minimises:
             return
         case = self.minimise(case)
@@ -83,7 +87,7 @@ class Suite:
         differences = 0
         for seed in range(first, first + count):
             os.pwrite(self.progress, f"{kind} {seed}\n".ljust(64).encode(), 0)
-            case = Case(seed, kind)
+            case = GuardedCase(seed, kind, self.waiting) if self.is_guarded else Case(seed, kind)
             found = self.differs(case)
             if found:
                 differences += 1
@@ -95,8 +99,10 @@ class Suite:
 
 def run_child(arguments, progress):
     from pure_checks import PureChecks
-    suite = Suite(arguments.library, progress, not arguments.brief)
+    build = arguments.build or loaded_driver.build_of(os.path.abspath(arguments.library))
+    suite = Suite(arguments.library, progress, build, arguments.waiting, not arguments.brief)
     out = suite.out
+    print(f"compared with the rules of the {build} build", file=out)
     differences = 0
     if arguments.tags_only or arguments.kind in ("tags", "all"):
         driver = loaded_driver.LoadedDriver(suite.library)
@@ -126,6 +132,9 @@ def main():
     parser.add_argument("--cases", type=int, default=1000)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--kind", choices=KINDS + ("tags", "all"), default="mixed")
+    parser.add_argument("--build", choices=("contract", "guarded"), help="whose rules hold; else the library is asked")
+    parser.add_argument("--waiting", type=float, default=0.001,
+                        help="share of the transfers that wait a second for a reply, guarded build")
     parser.add_argument("--tags-only", action="store_true", help="only the tag-file and pure functions")
     parser.add_argument("--reports", type=int, default=5, help="differences after which a kind ends")
     parser.add_argument("--brief", action="store_true", help="do not minimise what differs")

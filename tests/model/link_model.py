@@ -50,6 +50,8 @@ class Link:
         self.connected_now = False
         self.closed_now = False
         self.paused = False  # whether the call came as far as its pause
+        self.timeouts = 0    # reply waits of the call that ran out
+        self.ending = None   # an end of the connection that waits behind the queue; the contract knows FINISHED
 
     def print_text(self, text):
         self.out.append(text)
@@ -63,6 +65,7 @@ class Link:
         self.connected_now = False
         self.closed_now = False
         self.paused = False
+        self.timeouts = 0
 
     def close(self):
         self.state = NONE
@@ -106,6 +109,7 @@ class Link:
         if self.state == FINISHED:
             return b""
         self.puts(b"--timeout--\r")
+        self.timeouts += 1
         self.close()
         return None
 

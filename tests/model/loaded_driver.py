@@ -72,6 +72,17 @@ class LoadedDriver:
         _ctypes.dlclose(self.handle)
 
 
+def build_of(path):
+    """Which rules a library follows; one that does not say so follows the contract."""
+    driver = LoadedDriver(path)
+    try:
+        text = driver.function("plc_driver_build", result=ctypes.c_char_p)().decode()
+    except (AttributeError, OSError):
+        text = "contract"
+    driver.unload()
+    return text.split()[-1]
+
+
 class HostMemory:
     """The host's records, with a pattern everywhere around them."""
 

@@ -1,13 +1,22 @@
 """A controller on 127.0.0.1 that records every request and does with it what its script says."""
 
+import ctypes
+import fcntl
+import os
 import select
 import socket
 import struct
+import termios
 import threading
+import time
 
+from guarded_model import PIECES
 from link_model import FINISH, REPLY, RESET
 
 _LINGER_RESET = struct.pack("ii", 1, 0)
+_ADDRESS_BYTES = 16
+_DRIP_SECONDS = 0.2
+_libc = ctypes.CDLL(None, use_errno=True)
 
 
 class ScriptedPeer:
@@ -64,6 +73,10 @@ class ScriptedPeer:
         conn.close()
         del self.connections[number]
 
+    def reset_latest(self):
+        """Resets the latest connection, from the thread that makes the calls: a close would wait for the other one."""
+        _libc.connect(self.latest.fileno(), bytes(_ADDRESS_BYTES), _ADDRESS_BYTES)
+
     def take(self, conn):
         try:
             data = conn.recv(65536)
@@ -78,6 +91,8 @@ class ScriptedPeer:
         try:
             if step is None or step.action == RESET:
                 self.drop(conn, resets=True)
+            elif step.action == PIECES:
+                self.answer(conn, step)
             elif step.action == REPLY:
                 conn.sendall(step.data)
             else:
@@ -89,6 +104,66 @@ class ScriptedPeer:
             pass  # the driver has closed meanwhile
         # Whoever finds a request in the log finds done what the script says about it.
         self.log.append(data)
+
+
+    def answer(self, conn, step):
+        """Sends the pieces, each after the driver has taken the one before, and ends the connection if asked to."""
+        if step.drips:
+            return self.drip(conn, step.data)
+        other_end = find_other_end(conn) if len(step.pieces) > 1 else None
+        for number, piece in enumerate(step.pieces):
+            is_last = number == len(step.pieces) - 1
+            if is_last and step.ending == FINISH:
+                # Held back until the end of the connection goes out with it.
+                conn.setsockopt(socket.IPPROTO_TCP, socket.TCP_CORK, 1)
+            conn.sendall(piece)
+            if not is_last:
+                wait_until_taken(other_end)
+        if step.ending == FINISH:
+            conn.shutdown(socket.SHUT_WR)
+        elif step.ending == RESET:
+            self.drop(conn, resets=True)
+        elif not step.data:
+            conn.setsockopt(socket.IPPROTO_TCP, socket.TCP_QUICKACK, 1)
+
+    @staticmethod
+    def drip(conn, data):
+        """One byte after the other until the driver has had enough."""
+        for byte in data:
+            conn.sendall(bytes((byte,)))
+            if select.select([conn], [], [], _DRIP_SECONDS)[0]:
+                return
+
+
+def name_of(descriptor):
+    """The local address of a socket, None for anything else; the descriptor stays its owner's."""
+    room = ctypes.create_string_buffer(_ADDRESS_BYTES)
+    size = ctypes.c_uint32(_ADDRESS_BYTES)
+    if _libc.getsockname(descriptor, room, ctypes.byref(size)) != 0:
+        return None
+    family, port = struct.unpack_from("=H", room.raw)[0], struct.unpack_from(">H", room.raw, 2)[0]
+    return (socket.inet_ntoa(room.raw[4:8]), port) if family == socket.AF_INET else None
+
+
+def find_other_end(conn):
+    """The driver's descriptor of this connection: both ends are in this process."""
+    try:
+        wanted = conn.getpeername()
+    except OSError:
+        return None
+    return next((int(number) for number in os.listdir("/proc/self/fd") if name_of(int(number)) == wanted), None)
+
+
+def wait_until_taken(descriptor):
+    """Lets the driver receive what it was sent, for a while; it may have closed the connection."""
+    deadline = time.monotonic() + 0.05
+    while descriptor is not None and time.monotonic() < deadline:
+        try:
+            if struct.unpack("i", fcntl.ioctl(descriptor, termios.FIONREAD, b"\0\0\0\0"))[0] == 0:
+                return
+        except OSError:
+            return
+        time.sleep(0)
 
 
 def hold_connections():

@@ -10,6 +10,7 @@ OK, NO_CONNECT, FAILED, NO_WRITER = 0, 2, 3, 0xFFFFFFFF
 REQUEST_BYTES = 4096
 MAX_BOOLS = 64
 DEVICES_WITH_WORD_BITS = (6, 23, 30)
+READABLE_WIDTHS = (0, 1, 16, 32, 64)
 EM = 23
 REJECTED_LINE = b"\0rejected "  # stands for the one line of free text about a rejected file
 
@@ -44,11 +45,14 @@ def size_code(bits, fallback):
 
 
 class Driver:
-    """Everything that one loaded driver keeps between calls."""
+    """Everything that one loaded driver keeps between calls; the contract build."""
 
-    def __init__(self, files):
+    reads_leftovers = False         # elements that the equal shares of a batch leave over
+    clears_before_failure = True    # whether a single read of a width that it cannot read clears four bytes first
+
+    def __init__(self, files, link=None):
         self.files = files      # file name -> bytes, what the working directory holds
-        self.link = Link()
+        self.link = link or Link()
         self.directory = Directory()
         self.group_ids = [0] * tag_model.BLOCKS
         self.settings_ip = None  # the address in the host's settings record, read on every transfer
@@ -74,8 +78,8 @@ class Driver:
         self.sid = (sid + 1) & 0xFFFF
         return sid
 
-    def exchange(self, request):
-        """One exchange of a transfer; a failed one loses the connection."""
+    def exchange(self, request, names=0):
+        """One exchange of a transfer, which asks for so many names; a failed one loses the connection."""
         reply = self.link.exchange(request)
         if reply is None:
             self.connected = False
@@ -147,6 +151,13 @@ class Driver:
         if identifier >= FIRST_INDEXED_ID and identifier >= table.max_indexed_id:
             self.refuse_id(identifier, table, table.max_indexed_id)
 
+    def program_by_prefix(self, scope_name):
+        """The number of a local variable's program where a beginning of its name will do, None when unknown."""
+        return self.directory.number_by_prefix(scope_name)
+
+    def refuse(self, reasons):
+        """The contract carries out whatever is asked for."""
+
     def check_host_records(self, *records):
         if not self.configured or any(record is None for record in records):
             raise Stop(FAILED)
@@ -166,7 +177,7 @@ class Driver:
                 return FAILED
             tag = tag.copy()
             if tag.is_global != 1:
-                scope_number = (self.directory.number_by_prefix if identifier < FIRST_INDEXED_ID else
+                scope_number = (self.program_by_prefix if identifier < FIRST_INDEXED_ID else
                                 self.directory.number_by_equality)(tag.scope_name)
                 if scope_number is not None:
                     tag.local_index = scope_number
@@ -204,7 +215,7 @@ class SingleRead:
             return FAILED
         if names is None:
             return FAILED
-        reply = self.driver.exchange(self.resolve_request(names))
+        reply = self.driver.exchange(self.resolve_request(names), value.count)
         if not reply:
             return FAILED
         self.buffer.take(reply)
@@ -262,7 +273,8 @@ class SingleRead:
         if received < 14:
             self.driver.link.puts(b"read data err!\r")
             return FAILED
-        data[0:4] = bytes(4)
+        if tag.bit_width in READABLE_WIDTHS or self.driver.clears_before_failure:
+            data[0:4] = bytes(4)
         if tag.bit_width in (16, 32, 64):
             size = tag.bit_width // 8 * count
             self.value.extent = size

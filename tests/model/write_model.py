@@ -11,6 +11,8 @@ MAX_UNITS = 255
 SCALAR_WORD_ACK = 13
 BOOL_CODE = 0xC1
 MR, LR, DM = 17, 18, 6
+SEVERAL_IN_WORDS = b"write of several bits inside words or in EM memory"
+MANY_OF_ARRAY = b"write of more than 8 bits of an array"
 
 
 def hex_to_dec(text, digits):
@@ -58,9 +60,10 @@ def find_tag(driver, request):
     if tag is None:
         raise Stop(FAILED)
     tag = tag.copy()
-    number = driver.directory.number_by_prefix(tag.scope_name)
-    if number is not None:
-        tag.local_index = number
+    if tag.is_global != 1:
+        number = driver.program_by_prefix(tag.scope_name)
+        if number is not None:
+            tag.local_index = number
     return tag
 
 
@@ -99,12 +102,21 @@ class Write:
         if tag.bit_width in (16, 32, 64):
             return self.write_words()
         if tag.bit_width in (0, 1, 8):
+            self.driver.refuse(self.reasons_against())
             return self.write_bits()
         return NO_WRITER
 
-    def send(self, request, least=1):
+    def reasons_against(self):
+        """Why these bits cannot all be written right in one call."""
+        tag, count = self.tag, self.value.count
+        is_array = tag.shape in (ARRAY1, ARRAY2, ARRAY3)
+        in_em = tag.device_kind == EM
+        in_words = tag.name_kind in (2, 3)
+        return [SEVERAL_IN_WORDS] * ((in_em or in_words) and count > 1) + [MANY_OF_ARRAY] * (is_array and count > 8)
+
+    def send(self, request, least=1, names=0):
         """One exchange; the reply goes into the call's buffer. Returns the received length."""
-        reply = self.driver.exchange(request)
+        reply = self.driver.exchange(request, names)
         if len(reply) < least:
             raise Stop(FAILED)
         self.reply.take(reply)
@@ -122,7 +134,7 @@ class Write:
         length = 12 + len(body) + len(names)
         if length > REQUEST_BYTES:
             raise Stop(FAILED)
-        self.send(self.head(length, 0x0C, 0x28) + body + names)
+        self.send(self.head(length, 0x0C, 0x28) + body + names, names=count)
         return self.reply.span(21, 5)
 
     def write_words(self):
