@@ -1,6 +1,8 @@
 // The command that checks tag files: what the driver will understand, and what their writer probably meant.
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 
@@ -31,8 +33,8 @@ std::string read_whole_file(const std::string& path) {
 void write_whole_file(const std::string& path, const std::string& text) {
   std::ofstream stream(path, std::ios::binary | std::ios::trunc);
   stream << text;
-  stream.flush();
-  if (!stream) throw HostError(kExitTagFile, "cannot write " + path);
+  stream.close();
+  if (!stream) throw HostError(kExitOutput, "cannot write " + path + ": " + std::strerror(errno));
 }
 
 Severity severity_of(const Finding& finding) { return tag_check::rule_of(finding.rule).severity; }

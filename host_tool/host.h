@@ -29,6 +29,7 @@ class Host {
   Host(const HostOptions& options, DriverOutput& output, const Reroute& reroute = nullptr);
 
   DriverSession& session() { return *session_; }
+  const DriverLibrary& library() const { return library_; }
   const TagList& tags() const { return tags_; }
   FILE* results() const { return output_.results(); }
   ResultFile& result_file() const { return output_.result_file(); }

@@ -6,7 +6,10 @@
 namespace plc_host {
 
 WatchState::WatchState(const std::vector<TagReference>& references)
-    : rows_(references.size()), failures_in_a_row_(references.size(), 0), failure_reported_(references.size(), false) {
+    : rows_(references.size()),
+      failures_in_a_row_(references.size(), 0),
+      failure_reported_(references.size(), false),
+      has_state_(references.size(), false) {
   for (size_t i = 0; i < references.size(); ++i) rows_[i].latest = unread(references[i]);
 }
 
@@ -14,7 +17,8 @@ void WatchState::take_failure(size_t row, const TagResult& result, RoundOutcome&
   WatchRow& entry = rows_[row];
   const bool had_value = entry.latest.ok();
   const bool is_other = result.reading.quality() != entry.latest.reading.quality();
-  if (had_value || (is_other && !is_away())) outcome.changed.push_back(row);
+  if (had_value || !has_state_[row] || (is_other && !is_away())) outcome.changed.push_back(row);
+  has_state_[row] = true;
   entry.latest = result;
   if (!result.reading.is_taken()) return;
   ++failures_in_a_row_[row];
@@ -33,6 +37,7 @@ void WatchState::take_value(size_t row, const TagResult& result, WatchTime now, 
   if (changed) entry.changed_at = now;
   entry.latest = result;
   entry.last_text = text;
+  has_state_[row] = true;
   entry.read_at = now;
   failures_in_a_row_[row] = 0;
   failure_reported_[row] = false;

@@ -37,8 +37,8 @@ class WatchState {
   // Takes the results of one round, an entry per row in order. Every row has the state of this round behind it: one
   // that the round did not get to is not read, whatever it was before.
   //
-  // A row that has no value any more has changed at once, and again with each other reason unless the controller is
-  // away, where reasons differ from round to round.
+  // A row without a value has changed when it had one, or nothing, before, and again with each other state unless the
+  // controller is away, where states differ from round to round.
   // A failure is reported when the controller answers otherwise: at once for a row that never had a value, else when it
   // fails for the second time in a row, because a connection that breaks looks like a failing variable at first.
   RoundOutcome take_round(const std::vector<TagResult>& results, WatchTime now);
@@ -59,6 +59,7 @@ class WatchState {
   std::vector<WatchRow> rows_;
   std::vector<unsigned> failures_in_a_row_;
   std::vector<bool> failure_reported_;
+  std::vector<bool> has_state_;  // of a round that is over
   std::optional<WatchTime> away_since_;
   WallTime round_time_{};
   std::set<std::string> shown_lines_;

@@ -127,6 +127,7 @@ void write_why_json(FILE* file, const WhyReport& report) {
   Json exchanges = Json::array();
   for (const size_t index : report.road) exchanges.push_back(exchange_json(report.exchanges[index]));
   object["exchanges"] = exchanges;
+  object["build"] = report.build.empty() ? Json() : Json(report.build);
   object["code"] = report.code ? Json(*report.code) : Json();
   object["printed"] = report.driver_lines;
   object["value"] = read_value_json(report);

@@ -4,13 +4,13 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "capture_file.h"
 #include "exit_codes.h"
 #include "host.h"
 #include "number_read.h"
 #include "stop_signal.h"
 #include "value_type.h"
 #include "why_findings.h"
-#include "wire_trace/capture.h"
 #include "wire_trace/relay.h"
 
 namespace plc_host {
@@ -114,8 +114,7 @@ void record_road(Route& route, const std::string& pcap_file, WhyReport& report) 
   report.exchanges = wire_trace::find_exchanges(recording);
   for (size_t i = 0; i < report.exchanges.size(); ++i) report.road.push_back(i);
   if (pcap_file.empty()) return;
-  const std::string problem = wire_trace::write_recording(recording, route.controller().tcp_port, pcap_file);
-  if (!problem.empty()) throw HostError(kExitUsage, "cannot write " + pcap_file + ": " + problem);
+  write_capture_file(recording, route.controller().tcp_port, pcap_file);
 }
 
 std::string path_of_tag_file(const HostOptions& options, const Target& controller) {
@@ -166,6 +165,8 @@ int follow_live(const HostOptions& options, DriverOutput& output, WhyReport& rep
     report.source = std::make_unique<TagSource>(path_of_tag_file(options, controller));
     return route.choose(controller);
   });
+  report.build = host.library().build;
+  report.is_guarded = host.library().is_guarded;
   report.tags = host.tags();
   const std::optional<TagReference> reference = look_up(options, report);
   const bool can_ask = options.by_id || (reference && !report.calls.empty());

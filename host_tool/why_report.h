@@ -41,6 +41,9 @@ struct WhyReport {
   std::string asked;  // as on the command line
   std::string from;   // the controller's address, or the capture
 
+  std::string build;        // of the driver that was called; empty for a capture
+  bool is_guarded = false;  // then a call that returned 0 had its whole own reply
+
   TagList tags;
   std::unique_ptr<TagSource> source;  // null without a tag file
   std::optional<size_t> position;     // of the record in tags

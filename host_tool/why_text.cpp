@@ -160,6 +160,7 @@ void print_replies(FILE* file, const WhyReport& report) {
 void print_driver(FILE* file, const WhyReport& report) {
   if (!report.code) return;
   print(file, "\n");
+  print_row(file, "build", report.build);
   print_row(file, "returned", std::to_string(*report.code));
   for (const std::string& line : report.driver_lines) print_row(file, "printed", line);
 }

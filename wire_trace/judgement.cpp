@@ -19,7 +19,8 @@ constexpr int64_t kNsPerMs = 1000000;
 constexpr int64_t kApartNs = kNsPerMs;  // pieces this far apart do not come with one receive
 
 constexpr const char* kSplitAdvice =
-    "The driver takes what one receive delivers: look for what splits replies on their way (a radio link, a router, a "
+    "The contract build takes what one receive delivers: look for what splits replies on their way (a radio link, a "
+    "router, a "
     "small MTU).";
 
 std::string milliseconds(int64_t ns) {
@@ -92,7 +93,8 @@ class Judge {
         break;
       case Ending::kClosedByController:
         fault("the controller closed the connection instead of answering",
-              "See whether the controller allows this host and one connection more; the driver notices a close only "
+              "See whether the controller allows this host and one connection more; the contract build notices a close "
+              "only "
               "when sending fails, up to two transfers later.");
         break;
       case Ending::kClosedByHost:
@@ -137,10 +139,11 @@ class Judge {
     const bool may_be_head = view.size() < kLengthBytes || view.u32(4) == ~view.u32(0);
     if (own != std::string::npos && own == missing_before()) {
       fault("the rest of the reply before it, " + plural(own, "byte") +
-                ", came first, and the driver takes it for the " + "reply",
+                ", came first, and the contract build takes it for the " + "reply",
             kSplitAdvice);
     } else if (own != std::string::npos) {
-      fault(plural(own, "byte") + " that belong to nothing came before the reply, and the driver takes them for it",
+      fault(plural(own, "byte") +
+                " that belong to nothing came before the reply, and the contract build takes them for it",
             "Something else writes into the connection, or an older reply was longer than it said: capture the "
             "controller's port (tcpdump) and look there.");
     } else if (reply_.size() < wire::kHeadBytes && may_be_head) {
@@ -185,7 +188,8 @@ class Judge {
     const bool same_kind =
         head.request_class == request.u8(wire::kClassAt) && head.command == request.u8(wire::kCommandAt);
     constexpr const char* kLate =
-        "Raise recv_timeout_s (--timeout) above the controller's slowest reply: the driver takes replies by their "
+        "Raise recv_timeout_s (--timeout) above the controller's slowest reply: the contract build takes replies by "
+        "their "
         "order "
         "and does not compare sequence numbers.";
     if (earlier_with(head) != 0) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -83,6 +84,8 @@ class ProgramTest : public testing::Test {
   std::unique_ptr<Child> start_simulator(const std::string& listen, const std::vector<std::string>& arguments = {}) {
     std::vector<std::string> words = {PLC_HOST_SIMULATOR, "--listen", listen, path("machine.csv")};
     words.insert(words.end(), arguments.begin(), arguments.end());
+    // The line that is waited for must not be that of a simulator before.
+    std::remove(path("sim_out").c_str());
     auto simulator = std::make_unique<Child>(words, path("sim_out"), path("sim_err"));
     EXPECT_TRUE(simulator->wait_for("listening on 127.0.0.1:"));
     const std::string line = lines_of(file_text(path("sim_out"))).at(0);

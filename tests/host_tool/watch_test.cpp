@@ -118,6 +118,11 @@ TEST_F(WatchTest, RowThatARoundDidNotGetTo_HasNoValueOfTheRoundBefore) {
   EXPECT_EQ(state_->rows()[1].latest.reading.quality(), Quality::kNotRead);
 }
 
+TEST_F(WatchTest, ControllerThatNeverAnswered_GivesEveryRowItsStateOnce) {
+  EXPECT_EQ(round({failure(0, true), left_out(1)}).changed, (std::vector<size_t>{0, 1}));
+  EXPECT_TRUE(round({failure(0, true), left_out(1)}).changed.empty());
+}
+
 TEST_F(WatchTest, ReasonsThatDifferWhileTheControllerIsAway_AreNoNews) {
   round({value(0, 1), value(1, 7)});
   round({failure(0, true, Quality::kLost), left_out(1)});

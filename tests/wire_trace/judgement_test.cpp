@@ -93,17 +93,17 @@ TEST(Judgement, ReplyInPieces_IsAFaultWhenTheyAreApart) {
 }
 
 TEST(Judgement, BytesBeforeTheReply_AreToldFromTheRestOfAnother) {
-  EXPECT_EQ(
-      said_of(Traffic().host(kReadD).controller(std::string("EE EE") + kReadReply)),
-      Said{"exchange 1 (read): 2 bytes that belong to nothing came before the reply, and the driver takes them for "
-           "it"});
+  EXPECT_EQ(said_of(Traffic().host(kReadD).controller(std::string("EE EE") + kReadReply)),
+            Said{"exchange 1 (read): 2 bytes that belong to nothing came before the reply, and the contract build "
+                 "takes them for "
+                 "it"});
   const std::string resolve_reply = kResolveReply;
   const std::string first = resolve_reply.substr(0, 90);
   const std::string rest = resolve_reply.substr(90);
-  EXPECT_EQ(
-      said_of(Traffic().host(kResolveD).controller(first).host(kReadD).controller(rest + kReadReply)),
-      Said{"exchange 2 (read): the rest of the reply before it, 11 bytes, came first, and the driver takes it for "
-           "the reply"});
+  EXPECT_EQ(said_of(Traffic().host(kResolveD).controller(first).host(kReadD).controller(rest + kReadReply)),
+            Said{"exchange 2 (read): the rest of the reply before it, 11 bytes, came first, and the contract build "
+                 "takes it for "
+                 "the reply"});
   EXPECT_EQ(
       said_of(Traffic().host(kReadD).controller("80 81 82 83 84 85 86 87 88 89 8A 8B 8C 8D 8E 8F")),
       Said{"exchange 1 (read): what came is no reply: its first eight bytes are not a length and the complement of "
