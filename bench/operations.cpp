@@ -1,6 +1,7 @@
 // The operations of operations.h.
 #include "bench/operations.h"
 
+#include <dlfcn.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -38,6 +39,12 @@ void write_tag_file() {
   std::fclose(file);
 }
 
+template <typename Function>
+bool find_function(void* library, const char* name, Function* function) {
+  *function = reinterpret_cast<Function>(dlsym(library, name));
+  return *function != nullptr;
+}
+
 }  // namespace
 
 std::FILE* take_standard_output() {
@@ -49,7 +56,19 @@ std::FILE* take_standard_output() {
   return output;
 }
 
-Host::Host(uint16_t port) : values_(kValueBytes), batch_(kBatchElements) {
+Driver load_driver(const char* path) {
+  void* const library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+  Driver driver;
+  if (library == nullptr || !find_function(library, "ev_plc_init", &driver.init) ||
+      !find_function(library, "ev_plc_read", &driver.read) || !find_function(library, "ev_plc_write", &driver.write) ||
+      !find_function(library, "ev_OMRON_plc_read", &driver.read_batch)) {
+    std::fprintf(stderr, "%s\n", dlerror());
+    std::exit(1);
+  }
+  return driver;
+}
+
+Host::Host(uint16_t port, const Driver& driver) : driver_(driver), values_(kValueBytes), batch_(kBatchElements) {
   char folder[] = "/tmp/plc_bench.XXXXXX";
   if (mkdtemp(folder) == nullptr || chdir(folder) != 0) {
     std::perror(folder);
@@ -61,7 +80,7 @@ Host::Host(uint16_t port) : values_(kValueBytes), batch_(kBatchElements) {
   settings_.tcp_port = port;
   conn_.socket_fd = -1;
   conn_.recv_timeout_s = kReceiveTimeoutS;
-  ev_plc_init(&settings_);
+  driver_.init(&settings_);
 }
 
 Host::~Host() {
@@ -120,13 +139,13 @@ uint32_t Host::read_elements() { return read_batch(kArray, 0); }
 uint32_t Host::write_one() {
   RegRequest request{0, 0, 0, kScalar << 16};
   RegValue value{1, values_.data()};
-  return ev_plc_write(&request, &value, &conn_);
+  return driver_.write(&request, &value, &conn_);
 }
 
 uint32_t Host::read(uint32_t id, uint32_t count) {
   RegRequest request{0, 0, 0, id << 16};
   RegValue value{count, values_.data()};
-  return ev_plc_read(&request, &value, &conn_);
+  return driver_.read(&request, &value, &conn_);
 }
 
 // Registers follow each other by id, or are elements of one array with an id step of 0.
@@ -138,7 +157,7 @@ uint32_t Host::read_batch(uint32_t first_id, uint32_t id_step) {
     element.count = 1;
     ++position;
   }
-  return ev_OMRON_plc_read(batch_.data(), static_cast<int32_t>(batch_.size()), &conn_);
+  return driver_.read_batch(batch_.data(), static_cast<int32_t>(batch_.size()), &conn_);
 }
 
 }  // namespace bench

@@ -116,7 +116,7 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
   RawOptions raw;
   CLI::App app{kDescription, "plc-sim"};
   app.footer(kFooter);
-  app.set_version_flag("--version", "plc-sim 1.0.0");
+  app.set_version_flag("--version", "plc-sim " PLC_SIM_VERSION);
   add_options(app, options, raw);
   try {
     app.parse(argc, argv);
