@@ -1,4 +1,6 @@
 // The commands that transfer once: read, write and batch.
+#include <optional>
+
 #include "batch_plan.h"
 #include "batch_transfer.h"
 #include "commands.h"
@@ -22,24 +24,37 @@ int read_by_number(const HostOptions& options, DriverOutput& output) {
   return host.finish(exit_code_of({result}, stop_requested()));
 }
 
-// Reads back what was written. Returns the exit code that it gives, kExitOk when both are the same.
-int verify_write(Host& host, const PreparedWrite& write, TagResult& result) {
+// What reading back makes of a write that the driver reported as done.
+Reading verified(Host& host, const PreparedWrite& write, const Reading& written) {
   const TagResult back = read_tag(host.session(), write.reference);
   const TagValue* value = back.reading.value();
-  if (value == nullptr) {
-    Failure failure = back.reading.failure();
-    failure.reason = "written, but cannot be read back: " + failure.reason;
-    result.reading = {failure, back.reading.time()};
-    return kExitTagFailed;
-  }
   const TagEntry& entry = write.reference.tag->entry;
-  if (same_value(entry, write.value, *value)) return kExitOk;
-  Failure failure;
-  failure.quality = Quality::kDifferent;
-  failure.reason = "wrote " + format_value(entry, write.value, write.reference.extents) + ", read back " +
-                   format_value(entry, *value, back.reference.extents);
-  result.reading = {failure, back.reading.time()};
-  return kExitVerifyDiffers;
+  if (value != nullptr && same_value(entry, write.value, *value)) return written;
+  Failure failure = back.reading.failure();
+  if (value == nullptr) {
+    failure.reason = "written, but cannot be read back: " + failure.reason;
+  } else {
+    failure.quality = Quality::kDifferent;
+    failure.reason = "wrote " + format_value(entry, write.value, write.reference.extents) + ", read back " +
+                     format_value(entry, *value, back.reference.extents);
+  }
+  return {failure, back.reading.time()};
+}
+
+TagResult write_one(Host& host, const PreparedWrite& write, bool verify, Confirmation& confirmation) {
+  TagResult result = write_tag(host.session(), write);
+  confirmation.is_acknowledged = result.ok() && host.session().is_guarded();
+  if (!result.ok() || !verify) return result;
+  result.reading = verified(host, write, result.reading);
+  confirmation.is_read_back = result.ok();
+  return result;
+}
+
+// Why the next value is not written.
+std::optional<Failure> hindrance(Host& host, const Patience& patience) {
+  if (patience.is_over()) return not_written(target_text(host.session().target()) + " does not answer");
+  if (stop_requested()) return not_written("interrupted");
+  return std::nullopt;
 }
 
 // Checks everything that can be checked; what cannot be written is shown.
@@ -109,32 +124,23 @@ int run_write(const HostOptions& options, DriverOutput& output) {
   const std::vector<PreparedWrite> writes = prepare_writes(host, options);
   std::vector<TagResult> results = results_of(writes);
   ResultWriter writer(host.results(), options.json, results);
-  int differing = kExitOk;
+  bool is_different = false;
   Patience patience;
   for (size_t i = 0; i < writes.size(); ++i) {
-    TagResult& result = results[i];
     Confirmation confirmation;
-    if (patience.is_over()) {
-      result.reading = {not_written(target_text(host.session().target()) + " does not answer"),
-                        std::chrono::system_clock::now()};
-    } else if (stop_requested()) {
-      result.reading = {not_written("interrupted"), std::chrono::system_clock::now()};
+    if (const std::optional<Failure> left_out = hindrance(host, patience)) {
+      results[i].reading = {*left_out, std::chrono::system_clock::now()};
     } else {
-      result = write_tag(host.session(), writes[i]);
-      confirmation.is_acknowledged = result.ok() && host.session().is_guarded();
-      if (result.ok() && options.verify) {
-        const int code = verify_write(host, writes[i], result);
-        if (code == kExitVerifyDiffers) differing = code;
-        confirmation.is_read_back = code == kExitOk;
-      }
-      patience.take(result.reading);
+      results[i] = write_one(host, writes[i], options.verify, confirmation);
+      patience.take(results[i].reading);
     }
+    is_different = is_different || results[i].reading.quality() == Quality::kDifferent;
     host.show_simulator_lines();
-    writer.add_written(result, confirmation);
+    writer.add_written(results[i], confirmation);
   }
   tell_unread(results);
   const int code = exit_code_of(results, stop_requested());
-  return host.finish(code == kExitTagFailed && differing != kExitOk ? differing : code);
+  return host.finish(code == kExitTagFailed && is_different ? kExitVerifyDiffers : code);
 }
 
 int run_batch(const HostOptions& options, DriverOutput& output) {

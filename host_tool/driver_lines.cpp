@@ -142,6 +142,12 @@ bool holds(std::string_view line, std::string_view pattern, std::vector<std::str
   return false;
 }
 
+// The system's words for the number of an error.
+const char* error_words(const std::string& number) {
+  constexpr int kDecimal = 10;
+  return std::strerror(static_cast<int>(std::strtol(number.c_str(), nullptr, kDecimal)));
+}
+
 std::string filled_in(const char* meaning, const std::vector<std::string>& words) {
   std::string text;
   for (const char* at = meaning; *at != '\0'; ++at) {
@@ -150,7 +156,7 @@ std::string filled_in(const char* meaning, const std::vector<std::string>& words
       continue;
     }
     ++at;
-    text += *at == 'e' ? std::strerror(std::atoi(words.at(0).c_str())) : words.at(static_cast<size_t>(*at - '1'));
+    text += *at == 'e' ? error_words(words.at(0)) : words.at(static_cast<size_t>(*at - '1'));
   }
   return text;
 }

@@ -100,7 +100,7 @@ CallResult DriverSession::read(uint32_t register_id, uint32_t offset, uint32_t c
   RegValue value{count, buffer.data()};
   const auto start = std::chrono::steady_clock::now();
   const uint32_t code = library_.read(&request, &value, &connection_);
-  const CallResult result = finish(true, code, value.count, start);
+  CallResult result = finish(true, code, value.count, start);
   check_guards(buffer);
   return result;
 }
@@ -110,7 +110,7 @@ CallResult DriverSession::write(uint32_t register_id, uint32_t offset, uint32_t 
   RegValue value{count, buffer.data()};
   const auto start = std::chrono::steady_clock::now();
   const uint32_t code = library_.write(&request, &value, &connection_);
-  const CallResult result = finish(true, code, value.count, start);
+  CallResult result = finish(true, code, value.count, start);
   check_guards(buffer);
   return result;
 }
@@ -122,7 +122,7 @@ CallResult DriverSession::read_batch(std::vector<BatchReadRequest>& elements) {
   elements.push_back(guard);
   const auto start = std::chrono::steady_clock::now();
   const uint32_t code = library_.read_batch(elements.data(), static_cast<int32_t>(count), &connection_);
-  const CallResult result = finish(false, code, count, start);
+  CallResult result = finish(false, code, count, start);
   const bool intact = std::memcmp(&elements.back(), &guard, sizeof guard) == 0;
   elements.pop_back();
   if (!intact) throw HostError(kExitLibrary, "the driver wrote outside the host's batch");
