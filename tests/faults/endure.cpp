@@ -59,6 +59,7 @@ struct Figures {
   unsigned long broken[kRules] = {};
   unsigned long faults[kFaults] = {};
   LineCount lines[kLineKinds] = {};
+  unsigned long survivable = 0;
   unsigned long exchanges = 0;
   unsigned long carried_out = 0;
   unsigned long late_writes = 0;
@@ -112,7 +113,9 @@ bool is_looked_at(unsigned long round, unsigned long rounds, unsigned long every
 }
 
 void run_transfers(const Library& library, const Order& order, std::FILE* out, Figures* figures) {
-  const VariableBook book;
+  // The contract build takes the first program whose name begins the variable's; the guarded one takes its own.
+  const VariableBook book(figures->is_guarded ? plc_sim::DirectoryOrder::kFile
+                                              : plc_sim::DirectoryOrder::kLongestFirst);
   std::FILE* file = std::fopen(VariableBook::file_name(), "wb");
   std::fwrite(book.file_text().data(), 1, book.file_text().size(), file);
   std::fclose(file);
@@ -138,6 +141,7 @@ void run_transfers(const Library& library, const Order& order, std::FILE* out, F
   }
   std::copy(host.faults().counts().begin(), host.faults().counts().end(), figures->faults);
   const Network& network = Network::instance();
+  figures->survivable = host.faults().survivable();
   figures->exchanges = network.exchanges();
   figures->connections = network.connections();
   figures->tcp = network.tcp_connections();
@@ -271,7 +275,8 @@ void print_counts(const std::vector<Figures>& all) {
   print_row("  of them when their call was over", all, [](const Figures& f) { return text_of(f.late_writes); });
   print_row("calls during which the memory changed", all,
             [](const Figures& f) { return text_of(f.host.changed_meanwhile); });
-  print_row("calls without a fault", all, [](const Figures& f) { return text_of(f.host.clean_calls); });
+  print_row("calls that had to succeed", all, [](const Figures& f) { return text_of(f.host.clean_calls); });
+  print_row("faults that the call had to get over", all, [](const Figures& f) { return text_of(f.survivable); });
   print_row("exchanges", all, [](const Figures& f) { return text_of(f.exchanges); });
   print_row("connections", all, [](const Figures& f) { return text_of(f.connections); });
   print_row("  of them by TCP", all, [](const Figures& f) { return text_of(f.tcp); });

@@ -56,7 +56,11 @@ void Controller::serve(const Bytes& request, const Meaning& meaning, bool carry_
       reply->resize(wire::kReplyHeadBytes + 2);
       break;
     case Kind::kDirectory: {
-      const Bytes body = plc_sim::directory_body(book_.programs());
+      std::vector<plc_sim::Program> programs = book_.programs();
+      for (plc_sim::Program& program : programs) {
+        program.number = number_of(program.number);
+      }
+      const Bytes body = plc_sim::directory_body(programs);
       reply->insert(reply->end(), body.begin(), body.end());
       break;
     }
@@ -82,10 +86,20 @@ void Controller::serve(const Bytes& request, const Meaning& meaning, bool carry_
   store16(reply->data() + wire::kStatusAt, status);
 }
 
+uint8_t Controller::number_of(uint8_t number) const {
+  const std::vector<plc_sim::Program>& programs = book_.programs();
+  for (size_t i = 0; is_renumbered_ && i < programs.size(); ++i) {
+    if (programs[i].number == number) {
+      return programs[programs.size() - 1 - i].number;
+    }
+  }
+  return number;
+}
+
 // One block of names: no call of this program has more.
 uint16_t Controller::serve_resolve(const Bytes& request, Bytes* reply) const {
   const bool is_local = request[wire::kBlocksAt] == 1;
-  const int program = is_local ? request[wire::kBlocksAt + 3] : -1;
+  const int program = is_local ? number_of(request[wire::kBlocksAt + 3]) : -1;
   const size_t names_at = is_local ? kNamesOfLocalAt : kNamesOfGlobalAt;
   if (request.size() < names_at || request[wire::kBlocksAt - 1] != 1) {
     return wire::kStatusBadRequest;

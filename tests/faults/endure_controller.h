@@ -19,6 +19,9 @@ class Controller {
   // The reply, whole. A write that is refused by the fault engine is not carried out.
   void serve(const Bytes& request, const Meaning& meaning, bool carry_out, Bytes* reply);
 
+  // Two programs have each other's number from now on.
+  void renumber_programs() { is_renumbered_ = !is_renumbered_; }
+
  private:
   uint16_t serve_resolve(const Bytes& request, Bytes* reply) const;
   uint16_t serve_read(const Bytes& request, Bytes* reply) const;
@@ -29,7 +32,10 @@ class Controller {
   void append_words(const plc_sim::Handle& handle, uint32_t units, Bytes* reply, bool* is_there) const;
   void give(const Meaning& meaning, uint32_t cell, uint16_t mask, uint16_t value);
 
+  uint8_t number_of(uint8_t number) const;
+
   const VariableBook& book_;
+  bool is_renumbered_ = false;
   Memory* memory_;
   Rules* rules_;
 };

@@ -10,7 +10,7 @@ namespace {
 
 namespace wire = plc_sim::wire;
 
-constexpr size_t kHistory = 64;
+constexpr size_t kHistory = 512;
 constexpr uint32_t kOldestNumber = 20000;
 constexpr uint32_t kLongestWeather = 300;
 constexpr uint8_t kFiller = 0xEE;
@@ -57,6 +57,10 @@ constexpr const char* kNames[kFaults] = {
 
 bool is_write(const Bytes& request) { return kind_of(request) == Kind::kWrite; }
 
+bool is_of_directory(const Bytes& frame) {
+  return kind_of(frame) == Kind::kDirectoryStart || kind_of(frame) == Kind::kDirectory;
+}
+
 void set_length(Bytes* frame) {
   const auto length = static_cast<uint32_t>(frame->size() - wire::kLengthExcludes);
   store32(frame->data(), length);
@@ -76,8 +80,8 @@ Bytes joined(Bytes first, const Bytes& second) {
 
 const char* name_of(Fault fault) { return kNames[static_cast<size_t>(fault)]; }
 
-Faults::Faults(Network* network, Controller* controller, uint64_t seed, bool has_faults)
-    : network_(network), controller_(controller), random_(seed), has_faults_(has_faults) {
+Faults::Faults(Network* network, Controller* controller, uint64_t seed, bool has_faults, bool is_guarded)
+    : network_(network), controller_(controller), random_(seed), has_faults_(has_faults), is_guarded_(is_guarded) {
   history_.resize(kHistory);
   for (Bytes& reply : history_) {
     reply.reserve(wire::kMaxFrameBytes);
@@ -101,7 +105,6 @@ void Faults::count(Fault fault, Link* link) {
   ++counts_[static_cast<size_t>(fault)];
   ++trouble_;
   if (link != nullptr) {
-    link->is_tampered = true;
     network_->journal().add(network_->now_us(), link->number, name_of(fault), nullptr, 0);
   }
 }
@@ -123,11 +126,14 @@ int64_t Faults::any_time() {
   }
 }
 
-// None of the directory's two numbers.
+// None of the directory's two numbers; now and then one whose low byte is that of the number under way.
 uint16_t Faults::past_number() {
+  constexpr uint32_t kNumbersOfAByte = 256;
   uint16_t number = 0;
   while (number < 2) {
-    number = static_cast<uint16_t>(last_number_ - 1 - random_.below(kOldestNumber));
+    const uint32_t age = random_.once_in(4) ? kNumbersOfAByte * (1 + random_.below(kOldestNumber / kNumbersOfAByte))
+                                            : 1 + random_.below(kOldestNumber);
+    number = static_cast<uint16_t>(last_number_ - age);
   }
   return number;
 }
@@ -142,13 +148,30 @@ Bytes Faults::any_bytes(uint32_t most) {
   return bytes;
 }
 
-// Replies that were sent before, whole and as they were.
-Bytes Faults::old_frames(uint32_t most_frames) {
+// How much an earlier reply resembles this one: in class and command, and in the low byte of its number as well.
+static uint32_t likeness(const Bytes& earlier, const Bytes& reply) {
+  if (earlier.size() < wire::kReplyHeadBytes || earlier[wire::kClassAt] != reply[wire::kClassAt] ||
+      earlier[wire::kCommandAt] != reply[wire::kCommandAt]) {
+    return 0;
+  }
+  return earlier[wire::kSequenceAt + 1] == reply[wire::kSequenceAt + 1] ? 2 : 1;
+}
+
+// Replies that were sent before, whole and as they were; often the one that resembles this one most.
+Bytes Faults::old_frames(uint32_t most_frames, const Bytes& reply) {
   Bytes frames;
-  for (uint32_t left = 1 + random_.below(most_frames); left > 0; --left) {
+  for (uint32_t left = random_.below(most_frames); left > 0; --left) {
     const Bytes& frame = history_[random_.below(kHistory)];
     frames.insert(frames.end(), frame.begin(), frame.end());
   }
+  size_t last = random_.below(kHistory);
+  for (size_t i = 0; i < kHistory && random_.next() % kHistory != 0; ++i) {
+    const size_t at = (last + i) % kHistory;
+    if (likeness(history_[at], reply) > likeness(history_[last], reply)) {
+      last = at;
+    }
+  }
+  frames.insert(frames.end(), history_[last].begin(), history_[last].end());
   return frames;
 }
 
@@ -156,6 +179,7 @@ Bytes Faults::old_frames(uint32_t most_frames) {
 Bytes Faults::foreign_frame(const Bytes& reply) {
   Bytes frame = reply;
   const uint32_t kind = random_.below(3);
+  store16(frame.data() + wire::kStatusAt, 0);  // of the frame, not of what was asked for
   if (kind == 0) {
     frame.resize(wire::kReplyHeadBytes + random_.below(random_.once_in(4) ? 4082 : 60), kFiller);
     store16(frame.data() + wire::kSequenceAt, past_number());
@@ -170,7 +194,12 @@ Bytes Faults::foreign_frame(const Bytes& reply) {
   return frame;
 }
 
-void Faults::remember(const Bytes& reply) { history_[history_at_++ % kHistory] = reply; }
+// Not the directory: nothing tells its replies of two connections apart, and programs are renumbered between them.
+void Faults::remember(const Bytes& reply) {
+  if (!is_of_directory(reply)) {
+    history_[history_at_++ % kHistory] = reply;
+  }
+}
 
 // --- connections
 
@@ -196,6 +225,9 @@ void Faults::begin_absence() {
   constexpr ConnectFate::Kind kKinds[] = {ConnectFate::Kind::kRefused, ConnectFate::Kind::kUnreachable,
                                           ConnectFate::Kind::kAccepted};
   gone_kind_ = kKinds[random_.below(3)];
+  if (random_.once_in(2)) {
+    controller_->renumber_programs();
+  }
   gone_until_us_ = network_->now_us() + random_.below(20 * kMillisecond);
   network_->reset_all();
 }
@@ -213,8 +245,7 @@ int64_t Faults::stall_us() {
 int64_t Faults::arrived(Link& link, const Bytes& request) {
   turn_weather();
   network_->count_exchange();
-  const bool is_directory = kind_of(request) == Kind::kDirectoryStart || kind_of(request) == Kind::kDirectory;
-  if (!is_directory) {
+  if (!is_of_directory(request)) {
     last_number_ = big_endian16(request.data() + wire::kSequenceAt);
   }
   if (has_faults_ && random_.once_in(4000)) {
@@ -237,13 +268,26 @@ void Faults::serve(Link& link, const Pending& request) {
   const auto fault = static_cast<Fault>(random_.below(static_cast<uint32_t>(Fault::kGone)));
   const bool may_do_nothing = fault == Fault::kRefused || fault == Fault::kStatus || fault == Fault::kEmpty ||
                               fault == Fault::kCloseBefore || fault == Fault::kResetBefore ||
-                              fault == Fault::kForeignFrameInstead || fault == Fault::kGarbage;
+                              fault == Fault::kForeignFrameInstead || fault == Fault::kGarbage ||
+                              fault == Fault::kBrokenHead;
   const bool carry_out = !(is_faulty && may_do_nothing && is_write(request.bytes) && random_.once_in(2));
   Bytes reply;
   controller_->serve(request.bytes, meaning, carry_out, &reply);
   if (is_faulty) {
+    // Number 0 and 1 are the directory's too.
+    const bool is_met_by_older_ones = big_endian16(reply.data() + wire::kSequenceAt) < 2;
+    const bool was_quiet = link.units.empty() && link.held.empty() && weather_lag_us_ == 0 && !is_met_by_older_ones;
+    const unsigned long trouble = trouble_;
+    const int64_t wait_end_us = network_->now_us() + wait_us_;
     count(fault, &link);
     deliver_with(fault, link, reply);
+    const bool is_survived =
+        fault == Fault::kTorn || fault == Fault::kDripped || fault == Fault::kLate || fault == Fault::kOldFramesBefore;
+    const bool is_in_time = !link.units.empty() && link.units.back().due_us + 2 * kMillisecond < wait_end_us;
+    if (is_guarded_ && is_survived && was_quiet && is_in_time) {
+      trouble_ = trouble;
+      ++survivable_;
+    }
   } else {
     deliver(link, reply);
   }
@@ -290,8 +334,17 @@ void Faults::send_dripped(Link& link, const Bytes& reply) {
   }
 }
 
+// As it is, or torn as well.
+void Faults::send_somehow(Link& link, const Bytes& reply) {
+  if (random_.once_in(4)) {
+    send_torn(link, reply);
+  } else {
+    send(link, reply);
+  }
+}
+
 void Faults::break_head(Bytes* reply) {
-  switch (random_.below(3)) {
+  switch (random_.below(4)) {
     case 0:
       (*reply)[4 + random_.below(4)] ^= static_cast<uint8_t>(1 + random_.below(255));
       return;
@@ -301,6 +354,10 @@ void Faults::break_head(Bytes* reply) {
       store32(reply->data() + 4, ~length);
       return;
     }
+    case 2:
+      reply->resize(wire::kLengthExcludes + random_.below(4));  // shorter than any frame, and says so
+      set_length(reply);
+      return;
     default:
       (*reply)[random_.below(4)] ^= static_cast<uint8_t>(1U << random_.below(8));
       return;
@@ -371,19 +428,19 @@ void Faults::deliver_with(Fault fault, Link& link, Bytes reply) {
       } else {
         store16(reply.data() + wire::kStatusAt, 1 + random_.below(0xFFFF));
       }
-      return send(link, std::move(reply));
+      return send_somehow(link, reply);
     case Fault::kIncomplete:
       shorten(&reply);
-      return send(link, std::move(reply));
+      return send_somehow(link, reply);
     case Fault::kTooLong:
       reply = joined(std::move(reply), any_bytes(200));
       reply.resize(std::min(reply.size(), wire::kMaxFrameBytes));
       set_length(&reply);
-      return send(link, std::move(reply));
+      return send_somehow(link, reply);
     case Fault::kEmpty:
       reply.resize(wire::kReplyHeadBytes);
       set_length(&reply);
-      return send(link, std::move(reply));
+      return send_somehow(link, reply);
     case Fault::kLostReply:
       return;
     case Fault::kCut:
@@ -417,11 +474,11 @@ void Faults::damage_stream(Fault fault, Link& link, const Bytes& reply) {
       }
       return send(link, any_bytes(1500), later_us);
     case Fault::kOldFramesBefore:
-      send(link, old_frames(random_.once_in(10) ? 100 : 6));
+      send(link, old_frames(random_.once_in(10) ? 100 : 6, reply));
       return send(link, reply, later_us);
     case Fault::kOldFramesBehind:
       send(link, reply);
-      return send(link, old_frames(random_.once_in(10) ? 100 : 6), later_us);
+      return send(link, old_frames(random_.once_in(10) ? 100 : 6, reply), later_us);
     default:
       send(link, foreign_frame(reply));
       return send(link, reply, later_us);

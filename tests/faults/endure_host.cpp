@@ -47,7 +47,7 @@ Host::Host(const Library& library, const VariableBook& book, uint64_t seed, bool
       rules_(memory_),
       controller_(book, &memory_, &rules_),
       network_(Network::instance()),
-      faults_(&network_, &controller_, ~seed, has_faults) {
+      faults_(&network_, &controller_, ~seed, has_faults, library.is_guarded()) {
   network_.set_peer(&faults_);
   for (const Variable& variable : book.variables()) {
     if (variable.in_batch) {
@@ -104,8 +104,11 @@ void Host::begin_call(std::shared_ptr<WriteCall> call, const std::string& what) 
   rules_.begin_call(std::move(call));
   memory_.begin_call();
   faults_.set_wait_us(conn_.recv_timeout_s * kSecondUs);
-  const Link* link = network_.link_of(conn_.socket_fd);
-  was_clean_ = link == nullptr || (!link->is_tampered && !link->has_ended);
+  constexpr int kDrain = 65536;
+  constexpr int kContractDrain = 512;
+  was_clean_ = network_.is_quiet(conn_.socket_fd, library_.is_guarded() ? kDrain : kContractDrain);
+  exchanges_before_ = network_.exchanges();
+  began_us_ = network_.now_us();
   trouble_before_ = faults_.trouble();
   network_.journal().add_note(network_.now_us(), "call " + std::to_string(call_number_) + ": " + what + ", waits " +
                                                      std::to_string(conn_.recv_timeout_s) + " s");
@@ -127,6 +130,7 @@ void Host::end_call(uint32_t result) {
       rules_.count(Rule::kFailedWithoutFault, "call " + std::to_string(call_number_));
     }
   }
+  check_time();
   rules_.end_call();
   if (network_.stuck() > stuck_) {
     stuck_ = network_.stuck();
@@ -138,6 +142,21 @@ void Host::end_call(uint32_t result) {
     if (library_.is_guarded()) {
       rules_.count(Rule::kHarm, "a descriptor left open");
     }
+  }
+}
+
+// A connect, a pause, and the wait for each reply: no reply makes it longer, however it comes.
+void Host::check_time() {
+  constexpr int64_t kConnectUs = 30000;
+  constexpr int64_t kMillisecondUs = 1000;
+  constexpr int64_t kSecondUs = 1000000;
+  constexpr int64_t kMarginUs = 50000;
+  const auto exchanges = static_cast<int64_t>(network_.exchanges() - exchanges_before_);
+  const int64_t longest = kConnectUs + conn_.delay_ms * kMillisecondUs + kMarginUs +
+                          exchanges * (conn_.recv_timeout_s * kSecondUs + kMarginUs);
+  const int64_t taken = network_.now_us() - began_us_ - network_.stalled_us();
+  if (taken > longest) {
+    rules_.count(Rule::kHarm, "call " + std::to_string(call_number_) + " took " + std::to_string(taken) + " us");
   }
 }
 

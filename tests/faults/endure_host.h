@@ -38,6 +38,7 @@ class Host {
   uint32_t most_elements(const Variable& variable, bool is_write) const;
   void begin_call(std::shared_ptr<WriteCall> call, const std::string& what);
   void end_call(uint32_t result);
+  void check_time();
 
   void read();
   void write();
@@ -67,6 +68,8 @@ class Host {
   uint64_t call_number_ = 0;
   unsigned long trouble_before_ = 0;
   bool was_clean_ = true;
+  uint64_t exchanges_before_ = 0;
+  int64_t began_us_ = 0;
   HostFigures figures_;
   unsigned long left_open_ = 0;
   unsigned long stuck_ = 0;

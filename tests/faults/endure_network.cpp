@@ -71,16 +71,28 @@ Network::Network() : listener_(bound_socket()), closed_port_holder_(bound_socket
 void Network::begin_call(std::shared_ptr<const void> (*meaning)(void* context), void* context) {
   meaning_ = meaning;
   meaning_context_ = context;
+  stalled_us_ = 0;
   is_in_call_ = true;
 }
 
-Link* Network::link_of(int driver_fd) {
+Link* Network::link_of(int driver_fd) const {
   for (const auto& link : links_) {
     if (driver_fd >= 0 && link->driver_fd == driver_fd) {
       return link.get();
     }
   }
   return nullptr;
+}
+
+bool Network::is_quiet(int driver_fd, int most_waiting) const {
+  const Link* link = link_of(driver_fd);
+  if (link == nullptr) {
+    return true;
+  }
+  int waiting = 0;
+  const bool is_known = ioctl(driver_fd, FIONREAD, &waiting) == 0;
+  return is_known && waiting <= most_waiting && !link->has_ended && link->units.empty() && link->requests.empty() &&
+         link->held.empty();
 }
 
 // --- time
@@ -150,7 +162,11 @@ void Network::pass(int64_t us) {
   remove_finished();
 }
 
-void Network::tick() { now_us_ += 1 + peer_->stall_us(); }
+void Network::tick() {
+  const int64_t stall_us = peer_->stall_us();
+  stalled_us_ += stall_us;
+  now_us_ += 1 + stall_us;
+}
 
 void Network::remove_finished() {
   const auto is_finished = [](const std::unique_ptr<Link>& link) {
@@ -257,7 +273,6 @@ void Network::on_close(int fd) {
 void Network::reset_all() {
   for (const auto& link : links_) {
     drop_units(*link);
-    link->is_tampered = true;
     end(*link, Ending::kReset);
   }
 }

@@ -44,7 +44,6 @@ struct Link {
   bool is_tcp = false;
   bool has_ended = false;    // the controller sends no more
   bool is_blocked = false;   // the driver has to take bytes before more go in
-  bool is_tampered = false;  // something was done wrong on it
   bool is_in_group = false;  // what was delivered last joins what is delivered next
   size_t group_end = 0;      // of the units: where the group that is being sent goes on, 0: none is
   uint64_t sent = 0;         // bytes to the driver
@@ -83,6 +82,8 @@ class Network {
   void begin_call(std::shared_ptr<const void> (*meaning)(void* context), void* context);
   void end_call() { is_in_call_ = false; }
   bool is_in_call() const { return is_in_call_; }
+  // Of the call under way or over: how much time the host's machine took for something else.
+  int64_t stalled_us() const { return stalled_us_; }
 
   int64_t now_us() const { return now_us_; }
   // Lets time pass and happen what is due meanwhile.
@@ -93,7 +94,10 @@ class Network {
   // Ends all connections at once.
   void reset_all();
   Journal& journal() { return journal_; }
-  Link* link_of(int driver_fd);
+  Link* link_of(int driver_fd) const;
+  // Whether a request on this connection meets nothing of what was sent for earlier ones but bytes that wait already,
+  // at most so many.
+  bool is_quiet(int driver_fd, int most_waiting) const;
 
   // Descriptors that the driver has left open behind it, counted and closed when it connects anew.
   unsigned long left_open() const { return left_open_; }
@@ -140,6 +144,7 @@ class Network {
   std::shared_ptr<const void> (*meaning_)(void*) = nullptr;
   void* meaning_context_ = nullptr;
   int64_t now_us_ = 1000000;
+  int64_t stalled_us_ = 0;
   std::vector<std::unique_ptr<Link>> links_;
   std::vector<Connecting> connecting_;
   std::vector<int> driver_fds_;  // given to a connect and not closed yet

@@ -16,7 +16,7 @@ const char* name_of(Rule rule) {
     case Rule::kHarm:
       return "other harm";
     case Rule::kFailedWithoutFault:
-      return "a call without a fault failed";
+      return "a call that had to succeed failed";
   }
   return "";
 }

@@ -150,8 +150,8 @@ std::string name_key(int program, const uint8_t* units, size_t bytes) {
 
 const char* VariableBook::file_name() { return "PLC7F000001_0.csv"; }
 
-VariableBook::VariableBook() {
-  declare();
+VariableBook::VariableBook(plc_sim::DirectoryOrder order) {
+  declare(order);
   lay_out_cells();
   const std::vector<Entry> entries = all_entries();
   for (const auto& variable : store_.variables()) {
@@ -164,7 +164,7 @@ VariableBook::VariableBook() {
   }
 }
 
-void VariableBook::declare() {
+void VariableBook::declare(plc_sim::DirectoryOrder order) {
   uint32_t plain = 0;
   uint32_t indexed = kFirstIndexedId;
   for (const Entry& entry : all_entries()) {
@@ -174,8 +174,7 @@ void VariableBook::declare() {
   for (const plc_sim::TagProblem& problem : file.problems) {
     std::fprintf(stderr, "%s:%u: %s\n", file_name(), problem.line, problem.text.c_str());
   }
-  const auto problems = store_.declare(file.tags, {{"MAIN", kMainNumber}, {"MAIN2", kMain2Number}},
-                                       plc_sim::DirectoryOrder::kLongestFirst);
+  const auto problems = store_.declare(file.tags, {{"MAIN", kMainNumber}, {"MAIN2", kMain2Number}}, order);
   for (const plc_sim::StoreProblem& problem : problems) {
     std::fprintf(stderr, "%s:%u: %s\n", file_name(), problem.line, problem.text.c_str());
   }

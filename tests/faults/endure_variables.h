@@ -47,7 +47,7 @@ struct NameRecord {
 // The file's variables in the controller's memory, which is laid out by the simulator's rules.
 class VariableBook {
  public:
-  VariableBook();
+  explicit VariableBook(plc_sim::DirectoryOrder order);
 
   static const char* file_name();
   const std::string& file_text() const { return text_; }
@@ -62,7 +62,7 @@ class VariableBook {
   bool find_cells(const plc_sim::Handle& handle, uint32_t count, plc_sim::Place* place, uint32_t* cell) const;
 
  private:
-  void declare();
+  void declare(plc_sim::DirectoryOrder order);
   void lay_out_cells();
   void add_variable(const plc_sim::Variable& declared, size_t line);
   void add_name(const plc_sim::Variable& variable, const std::string& wire_name);
