@@ -27,6 +27,11 @@ Answer Controller::handle(Session& session, const Bytes& frame) {
   if (frame.size() >= wire::kHeadBytes) {
     judge_order(session, request, findings);
   }
+  if (session.refusal) {
+    refuse(session, request);
+    answer.reply = make_reply(frame, *session.refusal, {});
+    return answer;
+  }
   uint16_t status = wire::kStatusDone;
   switch (request.kind) {
     case RequestKind::kDirectoryStart:
@@ -58,6 +63,16 @@ Answer Controller::handle(Session& session, const Bytes& frame) {
     answer.reply = make_reply(frame, status, {});
   }
   return answer;
+}
+
+// Nothing is carried out; names that are refused are none.
+void Controller::refuse(Session& session, const Request& request) {
+  if (request.kind == RequestKind::kResolve) {
+    session.names.clear();
+    session.has_resolved = true;
+    session.names_end_in_missing = false;
+    session.word_read.reset();
+  }
 }
 
 ResolvedName Controller::resolve_name(const NameBlock& block, const std::u16string& units, Findings& findings) {

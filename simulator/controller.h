@@ -40,6 +40,7 @@ class Controller {
   uint16_t serve_masked_write(Session& session, const Request& request, Findings& findings);
   uint16_t serve_bit(Session& session, const Request& request, Findings& findings);
 
+  static void refuse(Session& session, const Request& request);
   ResolvedName resolve_name(const NameBlock& block, const std::u16string& units, Findings& findings);
   void append_value(Bytes& body, const Element& element, uint8_t size) const;
   void write_text(const Element& element, const Bytes& values);

@@ -9,6 +9,7 @@ namespace plc_sim {
 namespace {
 
 constexpr unsigned kMaxArgument = 600000;  // ten minutes, or more bytes than any reply
+constexpr unsigned kMaxStatus = 0xFFFF;
 constexpr uint8_t kFillerByte = 0xEE;
 constexpr unsigned kDefaultGarbageBytes = 64;
 
@@ -28,6 +29,10 @@ const std::vector<FaultInfo> kFaults{
     {FaultKind::kOversize, "oversize", "N", 1, 1, "the reply is filled up to N bytes"},
     {FaultKind::kGarbage, "garbage", "[N]", 0, 1, "N arbitrary bytes are sent instead of the reply"},
     {FaultKind::kWrongSequence, "wrong-sequence", "", 0, 0, "the reply carries the next sequence number"},
+    {FaultKind::kForeign, "foreign", "[N]", 0, 1, "a whole frame numbered N (1) before the reply comes before it"},
+    {FaultKind::kRefuse, "refuse", "[STATUS]", 0, 1, "the request is refused with a status (19), not carried out"},
+    {FaultKind::kStatus, "status", "STATUS", 1, 1, "the reply is whole and has this status, 1 to 65535"},
+    {FaultKind::kShort, "short", "N", 1, 1, "the last N bytes are missing, and the reply's length says so"},
     {FaultKind::kSlowAccept, "slow-accept", "MS", 1, 1, "the backlog is full for MS milliseconds"},
     {FaultKind::kRefuseAccept, "refuse-accept", "", 0, 0, "the backlog is full until the faults are cleared"},
     {FaultKind::kGone, "gone", "[MS]", 0, 1, "all connections are reset and none is taken, for MS ms or until cleared"},
@@ -105,10 +110,35 @@ Bytes first_bytes(const Bytes& reply, size_t count) {
   return Bytes(reply.begin(), reply.begin() + static_cast<std::ptrdiff_t>(std::min(count, reply.size())));
 }
 
-Bytes with_next_sequence(Bytes reply) {
-  const unsigned next = ((static_cast<unsigned>(reply[wire::kSequenceAt]) << 8U) | reply[wire::kSequenceAt + 1]) + 1U;
-  reply[wire::kSequenceAt] = static_cast<uint8_t>(next >> 8U);
-  reply[wire::kSequenceAt + 1] = static_cast<uint8_t>(next);
+void store_u16(Bytes& bytes, size_t at, unsigned value) {
+  bytes[at] = static_cast<uint8_t>(value >> 8U);
+  bytes[at + 1] = static_cast<uint8_t>(value);
+}
+
+// The reply with another number, so much above or (as the complement of a number) below its own.
+Bytes with_sequence_moved(Bytes reply, unsigned by) {
+  const unsigned own = (static_cast<unsigned>(reply[wire::kSequenceAt]) << 8U) | reply[wire::kSequenceAt + 1];
+  store_u16(reply, wire::kSequenceAt, own + by);
+  return reply;
+}
+
+Bytes with_length_of(Bytes reply, size_t bytes) {
+  reply.resize(std::max(bytes, wire::kReplyHeadBytes), kFillerByte);
+  const auto length = static_cast<unsigned>(reply.size() - wire::kLengthExcludes);
+  store_u16(reply, 2, length);
+  store_u16(reply, 6, ~length);
+  return reply;
+}
+
+// A late reply as an earlier request may have had it: as long as this one, and of nobody's values.
+Bytes earlier_frame(const Bytes& reply, unsigned ago) {
+  Bytes frame = with_sequence_moved(reply, 0U - ago);
+  std::fill(frame.begin() + wire::kReplyHeadBytes, frame.end(), kFillerByte);
+  return frame;
+}
+
+Bytes with_status(Bytes reply, unsigned status) {
+  store_u16(reply, wire::kStatusAt, status);
   return reply;
 }
 
@@ -173,6 +203,10 @@ Fault parse_fault(std::string_view text) {
   if (fault.arguments.size() < info->min_arguments || fault.arguments.size() > info->max_arguments) {
     throw std::invalid_argument(std::string("the fault is written: ") + info->name + " " + info->arguments);
   }
+  const bool has_status = fault.kind == FaultKind::kRefuse || fault.kind == FaultKind::kStatus;
+  if (has_status && !fault.arguments.empty() && (fault.arguments[0] == 0 || fault.arguments[0] > kMaxStatus)) {
+    throw std::invalid_argument("a status is a number from 1 to 65535");
+  }
   return fault;
 }
 
@@ -184,6 +218,10 @@ std::string describe(const Fault& fault) {
   text += fault.times == 0 ? ", always"
                            : ", " + std::to_string(fault.times) + (fault.times == 1 ? " time more" : " times more");
   return text + (fault.on ? std::string(", on ") + name_of(*fault.on) : "");
+}
+
+uint16_t refusal_of(const Fault& fault) {
+  return fault.arguments.empty() ? wire::kStatusBadRequest : static_cast<uint16_t>(fault.arguments[0]);
 }
 
 Delivery deliver_whole(Bytes reply) { return in_pieces({{0, std::move(reply)}}, ReplyDamage::kNone); }
@@ -226,7 +264,20 @@ Delivery deliver_with(const Fault& fault, Bytes reply) {
     case FaultKind::kGarbage:
       return in_pieces({{0, garbage(fault.arguments.empty() ? kDefaultGarbageBytes : first)}}, ReplyDamage::kThisReply);
     case FaultKind::kWrongSequence:
-      return in_pieces({{0, with_next_sequence(std::move(reply))}}, ReplyDamage::kNone);
+      return in_pieces({{0, with_sequence_moved(std::move(reply), 1)}}, ReplyDamage::kNone);
+    case FaultKind::kForeign: {
+      Bytes earlier = earlier_frame(reply, fault.arguments.empty() ? 1 : first);
+      return in_pieces({{0, std::move(earlier)}, {0, std::move(reply)}}, ReplyDamage::kTheStream);
+    }
+    case FaultKind::kRefuse:
+      return in_pieces({{0, with_status(with_length_of(std::move(reply), 0), refusal_of(fault))}},
+                       ReplyDamage::kThisReply);
+    case FaultKind::kStatus:
+      return in_pieces({{0, with_status(std::move(reply), first)}}, ReplyDamage::kNone);
+    case FaultKind::kShort: {
+      const size_t bytes = reply.size() - std::min<size_t>(reply.size(), first);
+      return in_pieces({{0, with_length_of(std::move(reply), bytes)}}, ReplyDamage::kThisReply);
+    }
     case FaultKind::kSlowAccept:
     case FaultKind::kRefuseAccept:
     case FaultKind::kGone:

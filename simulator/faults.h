@@ -28,6 +28,10 @@ enum class FaultKind {
   kOversize,
   kGarbage,
   kWrongSequence,
+  kForeign,
+  kRefuse,
+  kStatus,
+  kShort,
   kSlowAccept,
   kRefuseAccept,
   kGone,
@@ -75,6 +79,9 @@ struct Delivery {
   AfterDelivery then = AfterDelivery::kKeepOpen;
   ReplyDamage damage = ReplyDamage::kNone;
 };
+
+// The status of a refusal.
+uint16_t refusal_of(const Fault& fault);
 
 Delivery deliver_whole(Bytes reply);
 Delivery deliver_with(const Fault& fault, Bytes reply);

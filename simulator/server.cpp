@@ -48,12 +48,18 @@ Delivery Server::on_request(Connection& connection, const Bytes& frame) {
     observer_->received(connection.session().number, frame);
   }
   ++tally_.counts.requests;
+  const std::optional<Fault> fault =
+      faults_.take(frame.size() < wire::kHeadBytes ? RequestKind::kUnknown : kind_of(frame));
+  if (fault && fault->kind == FaultKind::kRefuse) {
+    connection.session().refusal = refusal_of(*fault);
+  }
   Answer answer = answerer_(connection.session(), frame);
+  connection.session().refusal.reset();
   const Session& session = connection.session();
   tally_.add("connection " + std::to_string(session.number) + ", request " + std::to_string(session.requests) + " (" +
                  name_of(answer.kind) + ")",
              answer.findings);
-  if (const auto fault = faults_.take(answer.kind)) {
+  if (fault) {
     return deliver_with(*fault, std::move(answer.reply));
   }
   return deliver_whole(std::move(answer.reply));

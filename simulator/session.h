@@ -35,6 +35,7 @@ struct Session {
   bool names_end_in_missing = false;  // that request announced a name and carried none
   std::optional<uint16_t> word_read;  // of the last read of one flag, for the write that gives it back
   ReplyDamage damage = ReplyDamage::kNone;
+  std::optional<uint16_t> refusal;  // the status with which the next request is refused, whatever it asks for
 };
 
 }  // namespace plc_sim

@@ -90,6 +90,30 @@ TEST(Controller, Run_WritesItsElementsAndNothingElse) {
             "1e values 000000: 0000 0000 0000 0000 3344 1122 7788 5566 0000 0000 0000 0000 0000 0000\n");
 }
 
+TEST(Controller, RefusedRequest_IsJudgedAndNotCarriedOut) {
+  Bench bench("D,INT,,,a,b,c,0,1\n");
+  bench.ask("00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 44");
+  bench.session.refusal = 0x0011;
+  const Answer write = bench.ask("00 00 00 0E FF FF FF F1 00 01 1E 01 00 1E 00 00 00 01 01 02 00 00 12 34");
+  EXPECT_EQ(hex_of(write.reply), "00 00 00 04 FF FF FF FB 00 01 1E 01 00 11");
+  EXPECT_TRUE(write.findings.violations.empty());
+  EXPECT_EQ(bench.value("D"), "0");
+  const Answer late = bench.ask("00 00 00 0E FF FF FF F1 00 09 1E 01 00 1E 00 00 00 01 01 02 00 00 12 34");
+  EXPECT_EQ(late.findings.violations.size(), 1U);
+  bench.session.refusal.reset();
+  bench.ask("00 00 00 0E FF FF FF F1 00 0A 1E 01 00 1E 00 00 00 01 01 02 00 00 12 34");
+  EXPECT_EQ(bench.value("D"), "4660");
+}
+
+TEST(Controller, RefusedNames_AreNone) {
+  Bench bench("D,INT,,,a,b,c,0,1\n");
+  bench.ask("00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 44");
+  bench.session.refusal = 0x0004;
+  EXPECT_EQ(hex_of(bench.ask("00 00 00 0C FF FF FF F3 00 01 0C 28 00 01 00 00 00 01 00 01 00 44").reply),
+            "00 00 00 04 FF FF FF FB 00 01 0C 28 00 04");
+  EXPECT_TRUE(bench.session.names.empty());
+}
+
 TEST(Controller, TextPositions_AreReadAndWrittenByCharacter) {
   Bench bench("S,STRING,,8,a,b,c,0,1\n");
   bench.ask("00 00 00 14 FF FF FF EB 00 00 0C 28 00 01 00 00 00 01 00 05 00 53 00 5B 00 23 00 30 00 5D");

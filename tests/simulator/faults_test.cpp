@@ -34,9 +34,49 @@ TEST(Faults, EachFault_SendsWhatItsNameSays) {
   EXPECT_THAT(sent_by("duplicate"), ElementsAre(kReply, kReply));
   EXPECT_THAT(sent_by("oversize 16"), ElementsAre(std::string(kReply) + " EE EE"));
   EXPECT_THAT(sent_by("wrong-sequence"), ElementsAre("00 00 00 04 FF FF FF FB 01 00 1E 01 00 00"));
+  EXPECT_THAT(sent_by("refuse"), ElementsAre("00 00 00 04 FF FF FF FB 00 FF 1E 01 00 13"));
+  EXPECT_THAT(sent_by("refuse 4"), ElementsAre("00 00 00 04 FF FF FF FB 00 FF 1E 01 00 04"));
+  EXPECT_THAT(sent_by("status 65535"), ElementsAre("00 00 00 04 FF FF FF FB 00 FF 1E 01 FF FF"));
   EXPECT_EQ(sent_by("drip 5").size(), 14U);
   EXPECT_EQ(deliver_with(parse_fault("garbage 7"), hex(kReply)).pieces[0].bytes.size(), 7U);
   EXPECT_NE(sent_by("garbage")[0], kReply);
+}
+
+std::vector<std::string> value_sent_by(const char* fault) {
+  std::vector<std::string> pieces;
+  const Bytes reply = hex("00 00 00 06 FF FF FF F9 01 00 1E 09 00 00 12 34");
+  for (const Delivery::Piece& piece : deliver_with(parse_fault(fault), reply).pieces) {
+    pieces.push_back(hex_of(piece.bytes));
+  }
+  return pieces;
+}
+
+TEST(Faults, FramesOfAReplyWithValues_AreWholeByTheirLength) {
+  using testing::ElementsAre;
+  const char* reply = "00 00 00 06 FF FF FF F9 01 00 1E 09 00 00 12 34";
+  EXPECT_THAT(value_sent_by("foreign"), ElementsAre("00 00 00 06 FF FF FF F9 00 FF 1E 09 00 00 EE EE", reply));
+  EXPECT_THAT(value_sent_by("foreign 257"), ElementsAre("00 00 00 06 FF FF FF F9 FF FF 1E 09 00 00 EE EE", reply));
+  EXPECT_THAT(value_sent_by("short 1"), ElementsAre("00 00 00 05 FF FF FF FA 01 00 1E 09 00 00 12"));
+  EXPECT_THAT(value_sent_by("short 2"), ElementsAre("00 00 00 04 FF FF FF FB 01 00 1E 09 00 00"));
+  EXPECT_THAT(value_sent_by("short 99"), ElementsAre("00 00 00 04 FF FF FF FB 01 00 1E 09 00 00"));
+  EXPECT_THAT(value_sent_by("refuse"), ElementsAre("00 00 00 04 FF FF FF FB 01 00 1E 09 00 13"));
+  EXPECT_THAT(value_sent_by("status 19"), ElementsAre("00 00 00 06 FF FF FF F9 01 00 1E 09 00 13 12 34"));
+}
+
+TEST(Faults, Damage_OfFramesAndRefusals) {
+  const auto damage_of = [](const char* fault) { return deliver_with(parse_fault(fault), hex(kReply)).damage; };
+  EXPECT_EQ(damage_of("foreign"), ReplyDamage::kTheStream);
+  EXPECT_EQ(damage_of("refuse"), ReplyDamage::kThisReply);
+  EXPECT_EQ(damage_of("status 1"), ReplyDamage::kNone);
+  EXPECT_EQ(damage_of("short 1"), ReplyDamage::kThisReply);
+}
+
+TEST(Faults, StatusThatIsNone_IsAnError) {
+  EXPECT_THROW(parse_fault("status 0"), std::invalid_argument);
+  EXPECT_THROW(parse_fault("status 65536"), std::invalid_argument);
+  EXPECT_THROW(parse_fault("refuse 0"), std::invalid_argument);
+  EXPECT_THROW(parse_fault("status"), std::invalid_argument);
+  EXPECT_THROW(parse_fault("short"), std::invalid_argument);
 }
 
 TEST(Faults, EndingFaults_SayWhatBecomesOfTheConnection) {

@@ -168,6 +168,19 @@ TEST(PlcSim, FaultsOnReplies_HappenAndAreCounted) {
   EXPECT_EQ(sim.count("fault.delay"), 0U);
 }
 
+TEST(PlcSim, RefusedAndIncompleteReplies_AreWholeFramesAndNoViolations) {
+  Running sim;
+  EXPECT_EQ(sim.process.command("set D 4660"), "");
+  HostSocket host(sim.port);
+  host.exchange(kStart);
+  host.exchange(kDirectory);
+  host.exchange(kResolveD);
+  sim.process.command("fault refuse 17 on=read");
+  EXPECT_EQ(hex_of(host.exchange(kReadD)), "00 00 00 04 FF FF FF FB 00 01 1E 09 00 11");
+  EXPECT_EQ(sim.count("fault.refuse"), 1U);
+  EXPECT_EQ(sim.count("violations"), 0U);
+}
+
 TEST(PlcSim, DelayedReply_ComesNoEarlier) {
   Running sim({"--fault", "delay 120"});
   HostSocket host(sim.port);
