@@ -12,6 +12,7 @@
 #include "plc_driver/protocol/connection.h"
 #include "plc_driver/protocol/transaction.h"
 #include "support/descriptors.h"
+#include "support/driver_build.h"
 #include "support/driver_fixture.h"
 #include "support/guarded_buffer.h"
 
@@ -43,6 +44,11 @@ class ConnectionFixture : public DriverFixture {
     });
   }
 
+  // A whole reply to this request, with this behind its head.
+  static Bytes reply_to(const Bytes& request, const Bytes& content) {
+    return form_reply(request, Bytes(kReplyHeadBytes) + content, ReplyForm::kExact);
+  }
+
   Bytes reply() const { return Bytes(reply_.data(), reply_.data() + reply_length_); }
 
   // Stale input of this many bytes, each the low byte of its place, is waiting when this returns.
@@ -72,6 +78,15 @@ class ConnectionFixture : public DriverFixture {
   void expect_kept(int socket_fd) const {
     EXPECT_EQ(conn_.socket_fd, socket_fd);
     EXPECT_TRUE(is_open_descriptor(socket_fd));
+  }
+
+  // The guarded build closes the connection instead.
+  void expect_kept_by_contract(int socket_fd) const {
+    if (expects_contract()) {
+      expect_kept(socket_fd);
+    } else {
+      expect_closed(socket_fd);
+    }
   }
 
   GuardedBuffer reply_{kReplyBytes, 0xEE};

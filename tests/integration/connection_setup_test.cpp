@@ -13,6 +13,7 @@
 
 namespace {
 
+using plc_test::by_build;
 using plc_test::Bytes;
 using plc_test::capture_output;
 using plc_test::from_hex;
@@ -120,11 +121,11 @@ TEST_F(SetupTcpComm, RefusedConnect_CountsAsConnected_D16) {
     port = nobody_listens.port();
   }
   EXPECT_EQ(set_up(kLoopbackAddress, port), 0);
-  EXPECT_EQ(take_output(), "server ip = 127.0.0.1\r\n");
+  EXPECT_EQ(take_output(), std::string("server ip = 127.0.0.1\r\n") + by_build("", "[PLC] guard: connect refused\r\n"));
   ASSERT_GE(conn_.socket_fd, 0);
   const int socket_fd = conn_.socket_fd;
   EXPECT_EQ(exchange(from_hex("01")), -1);
-  EXPECT_EQ(take_output(), "send error\n");
+  EXPECT_EQ(take_output(), by_build("send error\n", "[PLC] guard: connection closed by the controller\r\n"));
   expect_closed(socket_fd);
 }
 
@@ -135,7 +136,8 @@ TEST_F(SetupTcpComm, ConnectThatFailsAtOnce_CountsAsConnected_D16) {
   };
   EXPECT_EQ(set_up(kLoopbackAddress, 5000), 0);
   EXPECT_EQ(wrapped_calls().selects, 0);
-  EXPECT_EQ(take_output(), "server ip = 127.0.0.1\r\n");
+  EXPECT_EQ(take_output(),
+            std::string("server ip = 127.0.0.1\r\n") + by_build("", "[PLC] guard: no route to the controller\r\n"));
   EXPECT_TRUE(is_open_descriptor(conn_.socket_fd));
 }
 
@@ -153,7 +155,8 @@ TEST_F(SetupTcpComm, NoSocketToBeHad_CountsAsConnectedWithoutOne) {
     const plc_test::ExhaustedDescriptors none_left;
     result = SetupTCPComm(&conn_, kLoopbackAddress, 5000);
   }
-  EXPECT_EQ(capture.take(), "server ip = 127.0.0.1\r\n");
+  EXPECT_EQ(capture.take(),
+            std::string("server ip = 127.0.0.1\r\n") + by_build("", "[PLC] guard: connect failed, error 9\r\n"));
   EXPECT_EQ(result, 0);
   EXPECT_EQ(conn_.socket_fd, -1);
 }

@@ -12,6 +12,8 @@
 namespace {
 
 using plc_test::answer;
+using plc_test::answer_raw;
+using plc_test::by_build;
 using plc_test::Bytes;
 using plc_test::from_hex;
 using plc_test::is_open_descriptor;
@@ -21,6 +23,7 @@ using plc_test::PeerStep;
 using plc_test::wait_for_end;
 using plc_test::wait_for_input;
 using plc_test::wrapped_calls;
+using plc_test::operator+;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
@@ -28,7 +31,7 @@ class EmptyBufferTest : public plc_test::ConnectionFixture {};
 
 // A host without standard input: the system gives its number to the socket.
 TEST_F(EmptyBufferTest, SocketNumberZero_IsDrainedAndServed) {
-  peer_ = std::make_unique<plc_test::ScriptedPeer>(std::vector<PeerStep>{answer(from_hex("0A 0B"))});
+  peer_ = std::make_unique<plc_test::ScriptedPeer>(std::vector<PeerStep>{answer(Bytes(14) + from_hex("0A 0B"))});
   std::unique_ptr<plc_test::ClosedDescriptor> standard_input;
   ASSERT_EQ(captured([&] {
               standard_input = std::make_unique<plc_test::ClosedDescriptor>(STDIN_FILENO);
@@ -38,9 +41,9 @@ TEST_F(EmptyBufferTest, SocketNumberZero_IsDrainedAndServed) {
   ASSERT_TRUE(peer_->wait_for_connections(1));
   EXPECT_EQ(conn_.socket_fd, STDIN_FILENO);
   queue_stale(3);
-  EXPECT_EQ(EmptyBuffer(conn_.socket_fd), 3);
+  EXPECT_EQ(EmptyBuffer(conn_.socket_fd), by_build(3, 0));
   EXPECT_EQ(exchange(from_hex("01")), 0);
-  EXPECT_EQ(reply(), from_hex("0A 0B"));
+  EXPECT_EQ(reply(), reply_to(from_hex("01"), from_hex("0A 0B")));
   QuitSock(&conn_);
   EXPECT_FALSE(is_open_descriptor(STDIN_FILENO));
 }
@@ -56,7 +59,7 @@ TEST_F(EmptyBufferTest, NothingPending_GivesZeroWithoutWaiting) {
 TEST_F(EmptyBufferTest, PendingBytes_AreDiscardedAndCounted) {
   connect_to({});
   queue_stale(100);
-  EXPECT_EQ(EmptyBuffer(conn_.socket_fd), 100);
+  EXPECT_EQ(EmptyBuffer(conn_.socket_fd), by_build(100, 0));
   EXPECT_EQ(EmptyBuffer(conn_.socket_fd), 0);
 }
 
@@ -78,7 +81,7 @@ TEST_F(EmptyBufferTest, ClosedConnection_GivesTheReceivesResult) {
 TEST_F(EmptyBufferTest, FailingSelect_GivesItsResult) {
   connect_to({});
   wrapped_calls().instead_of_select = [](fd_set*, fd_set*) { return -1; };
-  EXPECT_EQ(EmptyBuffer(conn_.socket_fd), -1);
+  EXPECT_EQ(EmptyBuffer(conn_.socket_fd), by_build(-1, 0));
   wrapped_calls().instead_of_select = [](fd_set* readable, fd_set*) {
     FD_ZERO(readable);
     return 1;
@@ -88,10 +91,11 @@ TEST_F(EmptyBufferTest, FailingSelect_GivesItsResult) {
 }
 
 TEST_F(EmptyBufferTest, DescriptorThatSelectCannotTake_GivesMinusOneWithoutAsking) {
-  EXPECT_EQ(EmptyBuffer(-1), -1);
-  EXPECT_EQ(EmptyBuffer(FD_SETSIZE), -1);
-  EXPECT_EQ(EmptyBuffer(INT32_MAX), -1);
-  EXPECT_EQ(EmptyBuffer(INT32_MIN), -1);
+  const int refused = by_build(-1, 0);
+  EXPECT_EQ(EmptyBuffer(-1), refused);
+  EXPECT_EQ(EmptyBuffer(FD_SETSIZE), refused);
+  EXPECT_EQ(EmptyBuffer(INT32_MAX), refused);
+  EXPECT_EQ(EmptyBuffer(INT32_MIN), refused);
   EXPECT_EQ(wrapped_calls().selects, 0);
 }
 
@@ -106,7 +110,9 @@ TEST_F(SendE, Bytes_AreSentBehindADrainAndCounted) {
   connect_to({answer(from_hex("55"))});
   queue_stale(10);
   EXPECT_EQ(send_bytes(from_hex("01 02 03")), 3);
-  EXPECT_EQ(wrapped_calls().exchange_calls, (std::vector<std::string>{"select", "recv", "send"}));
+  using Calls = std::vector<std::string>;
+  const Calls looked_again = {"select", "recv", "select", "send"};
+  EXPECT_EQ(wrapped_calls().exchange_calls, by_build(Calls{"select", "recv", "send"}, looked_again));
   ASSERT_TRUE(wait_for_input(conn_.socket_fd, 1));
   EXPECT_EQ(finish(0), std::vector<Bytes>{from_hex("01 02 03")});
   EXPECT_EQ(take_output(), "");
@@ -143,10 +149,10 @@ TEST_F(SendE, NoSocket_FailsWithItsLineAndIsNotClosedAgain) {
 class TransRecv : public plc_test::ConnectionFixture {};
 
 TEST_F(TransRecv, RequestAndReply_TakeFourCalls) {
-  connect_to({answer(from_hex("0A 0B 0C"))});
+  connect_to({answer(Bytes(14) + from_hex("0A 0B 0C"))});
   EXPECT_EQ(exchange(from_hex("01 02")), 0);
-  EXPECT_EQ(reply(), from_hex("0A 0B 0C"));
-  EXPECT_EQ(reply_[3], 0xEE);
+  EXPECT_EQ(reply(), reply_to(from_hex("01 02"), from_hex("0A 0B 0C")));
+  EXPECT_EQ(reply_[17], 0xEE);
   EXPECT_EQ(wrapped_calls().exchange_calls, (std::vector<std::string>{"select", "send", "select", "recv"}));
   EXPECT_EQ(finish(0), std::vector<Bytes>{from_hex("01 02")});
   EXPECT_EQ(take_output(), "");
@@ -164,14 +170,14 @@ TEST_F(TransRecv, ReplyWait_IsTheContextsTimeInWholeSeconds) {
 }
 
 TEST_F(TransRecv, StaleBytes_AreDrainedBeforeTheRequest) {
-  connect_to({answer(from_hex("0A 0B"))});
+  connect_to({answer(Bytes(14) + from_hex("0A 0B"))});
   queue_stale(512);
   EXPECT_EQ(exchange(from_hex("01")), 0);
-  EXPECT_EQ(reply(), from_hex("0A 0B"));
+  EXPECT_EQ(reply(), reply_to(from_hex("01"), from_hex("0A 0B")));
 }
 
 TEST_F(TransRecv, SixHundredStaleBytes_LeaveTheLast88InFrontOfTheReply_D17) {
-  connect_to({answer(from_hex("AA BB CC DD"))});
+  connect_to({answer_raw(from_hex("AA BB CC DD"))});
   queue_stale(600);
   receive_once_there_are(88 + 4);
   EXPECT_EQ(exchange(from_hex("01")), 0);
@@ -188,7 +194,7 @@ TEST_F(TransRecv, ReplyOf5000Bytes_YieldsTheFirst4096AndTheNextDrainTakes512OfTh
   for (size_t i = 0; i < large.size(); ++i) {
     large[i] = static_cast<uint8_t>(i >> 4);
   }
-  connect_to({answer(large), answer(from_hex("AA BB"))});
+  connect_to({answer_raw(large), answer_raw(from_hex("AA BB"))});
   wrapped_calls().before_recv = [this] { EXPECT_TRUE(wait_for_input(conn_.socket_fd, 5000)); };
   EXPECT_EQ(exchange(from_hex("01")), 0);
   EXPECT_EQ(reply_length_, 4096);
@@ -203,7 +209,7 @@ TEST_F(TransRecv, ReplyOf5000Bytes_YieldsTheFirst4096AndTheNextDrainTakes512OfTh
 }
 
 TEST_F(TransRecv, RestOfALargeReplyUpTo512Bytes_IsDrained) {
-  connect_to({answer(Bytes(4096 + 512, 0x77)), answer(from_hex("AA BB"))});
+  connect_to({answer_raw(Bytes(4096 + 512, 0x77)), answer_raw(from_hex("AA BB"))});
   wrapped_calls().before_recv = [this] { EXPECT_TRUE(wait_for_input(conn_.socket_fd, 4096 + 512)); };
   EXPECT_EQ(exchange(from_hex("01")), 0);
   EXPECT_EQ(reply_length_, 4096);
@@ -236,15 +242,15 @@ TEST_F(TransRecv, TimeoutOfZero_IsAPoll) {
 }
 
 TEST_F(TransRecv, TimeoutOfZero_TakesAReplyThatIsThere) {
-  connect_to({answer(from_hex("0A"))});
+  connect_to({answer(Bytes(14) + from_hex("0A"))});
   conn_.recv_timeout_s = 0;
   wrapped_calls().before_select = [this] {
     if (wrapped_calls().selects == 2) {
-      EXPECT_TRUE(wait_for_input(conn_.socket_fd, 1));
+      EXPECT_TRUE(wait_for_input(conn_.socket_fd, 15));
     }
   };
   EXPECT_EQ(exchange(from_hex("01")), 0);
-  EXPECT_EQ(reply(), from_hex("0A"));
+  EXPECT_EQ(reply(), reply_to(from_hex("01"), from_hex("0A")));
 }
 
 TEST_F(TransRecv, OrderlyClose_IsSuccessWithLengthZero) {
@@ -262,8 +268,8 @@ TEST_F(TransRecv, Reset_FailsAndKeepsTheSocket) {
   const int socket_fd = conn_.socket_fd;
   EXPECT_EQ(exchange(from_hex("01")), -1);
   EXPECT_EQ(reply_length_, kNoLength);
-  EXPECT_EQ(take_output(), "");
-  expect_kept(socket_fd);
+  EXPECT_EQ(take_output(), by_build("", "[PLC] guard: connection lost, error 104\r\n"));
+  expect_kept_by_contract(socket_fd);
 }
 
 TEST_F(TransRecv, FailingSelect_PrintsAndCloses) {
@@ -287,9 +293,9 @@ TEST_F(TransRecv, SocketNotReportedReadable_FailsAndKeepsTheSocket) {
     return 1;
   };
   EXPECT_EQ(exchange(from_hex("01")), -1);
-  EXPECT_EQ(take_output(), "");
+  EXPECT_EQ(take_output(), by_build("", "--timeout--\r\n"));
   EXPECT_EQ(wrapped_calls().exchange_calls, (std::vector<std::string>{"select", "send", "select"}));
-  expect_kept(socket_fd);
+  expect_kept_by_contract(socket_fd);
 }
 
 TEST_F(TransRecv, SocketThatSelectCannotTake_SendsThenFailsAsSelectWould) {

@@ -11,11 +11,14 @@
 
 #include "plc_driver/driver_state.h"
 #include "plc_driver/protocol/connection.h"
+#include "support/driver_build.h"
 #include "support/driver_fixture.h"
 
 namespace {
 
 using plc_test::answer;
+using plc_test::answer_exactly;
+using plc_test::by_build;
 using plc_test::Bytes;
 using plc_test::directory_of;
 using plc_test::from_hex;
@@ -47,7 +50,7 @@ class Directory : public plc_test::DriverFixture {
 
   // Fetches a directory whose second reply is this one.
   uint32_t fetch_reply(const Bytes& second_reply) {
-    connect_to({answer(from_hex("01")), answer(second_reply)});
+    connect_to({answer(from_hex("01")), answer_exactly(second_reply)});
     const uint32_t result = fetch();
     finish(0);
     captured([&] { return QuitSock(&conn_); });
@@ -134,7 +137,9 @@ TEST_F(Directory, OddSize_DropsTheLastByteOfTheName) {
 }
 
 TEST_F(Directory, BytesThatAreNotRead_MayHoldAnything) {
-  EXPECT_EQ(fetch_reply(Bytes(14, 0xFF) + from_hex("02 FF FF 06 FF 07 00 41 00 42 FF FF FF 02 FF 09 FF FF FF")), 0U);
+  const Bytes status(2, by_build<uint8_t>(0xFF, 0));
+  EXPECT_EQ(
+      fetch_reply(Bytes(12, 0xFF) + status + from_hex("02 FF FF 06 FF 07 00 41 00 42 FF FF FF 02 FF 09 FF FF FF")), 0U);
   EXPECT_EQ(plc::localNum, 2U);
   expect_record(0, 7, "AB");
   expect_record(1, 9, "");
@@ -233,7 +238,7 @@ TEST_F(Directory, CountThatWasNotReceived_IsZeroWhateverTheFirstReplyHeld) {
 
 TEST_F(Directory, RecordsBehindTheReceivedLength_AreNotTakenFromTheFirstReply) {
   // The first reply holds two whole records where the second was cut.
-  connect_to({answer(Bytes(14) + from_hex("02") + from_hex(kTwoRecords)), answer(Bytes(14) + from_hex("02"))});
+  connect_to({answer(Bytes(14) + from_hex("02") + from_hex(kTwoRecords)), answer_exactly(Bytes(14) + from_hex("02"))});
   mark_records();
   EXPECT_EQ(fetch(), 0U);
   EXPECT_EQ(plc::localNum, 0U);
@@ -277,21 +282,22 @@ TEST_F(Directory, FailedSecondExchange_ClearsInitAndKeepsTheOldDirectory) {
   EXPECT_EQ(fetch(), 3U);
   EXPECT_EQ(plc::init, 0U);
   EXPECT_EQ(plc::localNum, 33U);
-  EXPECT_EQ(take_output(), "");
+  EXPECT_EQ(take_output(), by_build("", "[PLC] guard: connection lost, error 104\r\n"));
 }
 
 TEST_F(Directory, EmptyReplyToEitherRequest_FailsWithInitUnchanged) {
   connect_to({plc_test::close_orderly()});
   mark_records();
   EXPECT_EQ(fetch(), 3U);
-  EXPECT_EQ(plc::init, 1U);
+  EXPECT_EQ(plc::init, by_build(1U, 0U));
   EXPECT_EQ(plc::localNum, 33U);
+  EXPECT_EQ(take_output(), by_build("", "[PLC] guard: connection closed by the controller\r\n"));
 
   connect_to({answer(from_hex("01")), plc_test::close_orderly()});
   EXPECT_EQ(fetch(), 3U);
-  EXPECT_EQ(plc::init, 1U);
+  EXPECT_EQ(plc::init, by_build(1U, 0U));
   EXPECT_EQ(plc::localNum, 33U);
-  EXPECT_EQ(take_output(), "");
+  EXPECT_EQ(take_output(), by_build("", "[PLC] guard: connection closed by the controller\r\n"));
 }
 
 class Kv8000Init : public Directory {

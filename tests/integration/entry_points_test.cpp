@@ -15,11 +15,13 @@
 #include "plc_driver/tags/tag_file.h"
 #include "plc_driver/tags/tag_table.h"
 #include "support/descriptors.h"
+#include "support/driver_build.h"
 #include "support/driver_fixture.h"
 
 namespace {
 
 using plc_test::answer;
+using plc_test::by_build;
 using plc_test::Bytes;
 using plc_test::capture_output;
 using plc_test::empty_directory;
@@ -418,7 +420,8 @@ TEST_F(EntryPoints, ManyReconnects_LeaveNoDescriptorBehind) {
   conn_.recv_timeout_s = 0;
   for (int i = 0; i < 20; ++i) {
     peer_->extend({plc_test::stay_silent()});
-    EXPECT_EQ(read_id(0, 0, 1, word_), 3U);  // the directory times out, then the read finds no socket
+    // The directory times out, then the read finds no socket.
+    EXPECT_EQ(read_id(0, 0, 1, word_), by_build(3U, 2U));
   }
   peer_.reset();
   EXPECT_EQ(plc_test::count_open_descriptors(), open_before);
@@ -467,14 +470,16 @@ TEST_F(EntryPoints, ControllerThatIsSwitchedOff_DoesNotEndTheHost) {
   struct sigaction by_default {};
   by_default.sa_handler = SIG_DFL;
   ASSERT_EQ(sigaction(SIGPIPE, &by_default, &host), 0);
-  start(empty_directory() + std::vector<PeerStep>{plc_test::answer_and_reset(resolve_reply({{0x40, {}}}))});
+  start(empty_directory() +
+        std::vector<PeerStep>{plc_test::answer_and_reset(resolve_reply({{0x40, {}}}), plc_test::ReplyForm::kComplete)});
   wrapped_calls().before_send = [this] {
     if (peer_->requests().size() == 3) {
       EXPECT_TRUE(plc_test::wait_for_end(conn_.socket_fd));
     }
   };
   EXPECT_EQ(read_id(0, 0, 1, word_), 3U);
-  EXPECT_THAT(take_output(), testing::EndsWith("send error\n"));
+  const char* const line = by_build("send error\n", "[PLC] guard: connection lost, error 104\r\n");
+  EXPECT_THAT(take_output(), testing::EndsWith(line));
   EXPECT_EQ(sigaction(SIGPIPE, &host, nullptr), 0);
 }
 

@@ -175,7 +175,7 @@ TEST_F(ReadFailures, EmptyValueReply_PrintsAndKeepsInit) {
 }
 
 TEST_F(ReadFailures, ValueReplyOf13Bytes_PrintsAndKeepsInit) {
-  EXPECT_EQ(read_word({answer(resolve_), answer(Bytes(13))}), 3U);
+  EXPECT_EQ(read_word({answer(resolve_), plc_test::answer_exactly(Bytes(13))}), 3U);
   EXPECT_EQ(plc::init, 1U);
   EXPECT_THAT(take_output(), EndsWith(".csv\r\nread data err!\r\n"));
   EXPECT_TRUE(data_.holds_only(0xEE));

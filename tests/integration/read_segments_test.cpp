@@ -13,11 +13,13 @@ namespace {
 
 using plc_test::answer;
 using plc_test::answer_and_reset;
+using plc_test::answer_raw;
 using plc_test::Bytes;
 using plc_test::from_hex;
 using plc_test::GuardedBuffer;
 using plc_test::PeerStep;
 using plc_test::prefix_of;
+using plc_test::ReplyForm;
 using plc_test::resolve_reply;
 using plc_test::to_hex;
 using plc_test::value_reply;
@@ -73,12 +75,14 @@ class ReadSegments : public plc_test::DriverFixture {
   void begin(const std::vector<PeerStep>& script) {
     start_connected(script);
     wrapped_calls().reset();
-    conn_.recv_timeout_s = 10;
     deliveries_ = 0;
   }
 
-  const Bytes resolve_ = resolve_reply({{0x40, {0x11, 0x22, 0x33, 0x44}}});
-  const Bytes value_ = value_reply(from_hex("12 34"));
+  // With the heads that the first read's replies have.
+  const Bytes resolve_ = plc_test::form_reply(from_hex("00 00 00 00 00 00 00 00 00 00 0C 28"),
+                                              resolve_reply({{0x40, {0x11, 0x22, 0x33, 0x44}}}), ReplyForm::kExact);
+  const Bytes value_ = plc_test::form_reply(from_hex("00 00 00 00 00 00 00 00 00 01 1E 09"),
+                                            value_reply(from_hex("12 34")), ReplyForm::kExact);
   GuardedBuffer data_{4, 0xEE};
   int deliveries_ = 0;
 };
@@ -92,8 +96,8 @@ std::string reference_after(size_t received) {
 }
 
 TEST_F(ReadSegments, SecondSegmentBeforeTheNextDrain_IsDropped) {
-  for (size_t cut = 1; cut < resolve_.size(); ++cut) {
-    begin({answer(prefix_of(resolve_, cut)), answer(value_)});
+  for (size_t cut = 1; cut < resolve_.size() && !HasFailure(); ++cut) {
+    begin({answer_raw(prefix_of(resolve_, cut)), answer(value_)});
     deliver_before(kCallsBeforeValues + 1, rest_of(resolve_, cut), resolve_.size() - cut);
     EXPECT_EQ(read_word(), 0U) << cut;
     EXPECT_EQ(deliveries_, 1) << cut;
@@ -103,8 +107,8 @@ TEST_F(ReadSegments, SecondSegmentBeforeTheNextDrain_IsDropped) {
 }
 
 TEST_F(ReadSegments, SecondSegmentBehindTheDrain_IsTakenForTheNextReply_D17) {
-  for (size_t cut = 1; cut < resolve_.size(); ++cut) {
-    begin({answer(prefix_of(resolve_, cut)), plc_test::stay_silent()});
+  for (size_t cut = 1; cut < resolve_.size() && !HasFailure(); ++cut) {
+    begin({answer_raw(prefix_of(resolve_, cut)), plc_test::stay_silent()});
     const Bytes rest = rest_of(resolve_, cut);
     deliver_before(kCallsBeforeValues + 2, rest, rest.size());
     take_output();
@@ -124,8 +128,8 @@ TEST_F(ReadSegments, SecondSegmentBehindTheDrain_IsTakenForTheNextReply_D17) {
 }
 
 TEST_F(ReadSegments, BothSegmentsBeforeTheReceive_AreOneReply) {
-  for (size_t cut = 1; cut < resolve_.size(); ++cut) {
-    begin({answer(prefix_of(resolve_, cut)), answer(value_)});
+  for (size_t cut = 1; cut < resolve_.size() && !HasFailure(); ++cut) {
+    begin({answer_raw(prefix_of(resolve_, cut)), answer(value_)});
     deliver_before(kCallsBeforeResolve + 4, rest_of(resolve_, cut), resolve_.size());
     EXPECT_EQ(read_word(), 0U) << cut;
     EXPECT_EQ(deliveries_, 1) << cut;
@@ -135,8 +139,8 @@ TEST_F(ReadSegments, BothSegmentsBeforeTheReceive_AreOneReply) {
 }
 
 TEST_F(ReadSegments, SecondSegmentOfAValueReply_IsDroppedByTheNextCall) {
-  for (size_t cut = 14; cut < value_.size(); ++cut) {
-    begin({answer(resolve_), answer(prefix_of(value_, cut)), answer(resolve_), answer(value_)});
+  for (size_t cut = 14; cut < value_.size() && !HasFailure(); ++cut) {
+    begin({answer(resolve_), answer_raw(prefix_of(value_, cut)), answer(resolve_), answer(value_)});
     EXPECT_EQ(read_word(), 0U) << cut;
     EXPECT_EQ(to_hex(data_.bytes()), cut == 14 ? "00 00 00 00" : "00 12 00 00") << cut;
     peer_->send_now(rest_of(value_, cut));
@@ -149,9 +153,9 @@ TEST_F(ReadSegments, SecondSegmentOfAValueReply_IsDroppedByTheNextCall) {
 
 TEST_F(ReadSegments, SegmentsOfTheDirectory_AreDroppedTheSameWay) {
   const Bytes directory = Bytes(14) + from_hex("01 00 00 04 00 07 00 41 00");
-  for (size_t cut = 1; cut < directory.size(); ++cut) {
+  for (size_t cut = 1; cut < directory.size() && !HasFailure(); ++cut) {
     plc::localNum = 9;
-    start({answer(from_hex("01")), answer(prefix_of(directory, cut)), answer(resolve_), answer(value_)});
+    start({answer(from_hex("01")), answer_raw(prefix_of(directory, cut)), answer(resolve_), answer(value_)});
     wrapped_calls().reset();
     deliver_before(kCallsBeforeResolve + 1, rest_of(directory, cut), directory.size() - cut);
     EXPECT_EQ(read_word(), 0U) << cut;
@@ -162,8 +166,8 @@ TEST_F(ReadSegments, SegmentsOfTheDirectory_AreDroppedTheSameWay) {
 }
 
 TEST_F(ReadSegments, ResetBehindEachByteOfTheResolveReply_FailsAtTheNextSend) {
-  for (size_t cut = 1; cut <= resolve_.size(); ++cut) {
-    begin({answer_and_reset(prefix_of(resolve_, cut))});
+  for (size_t cut = 1; cut <= resolve_.size() && !HasFailure(); ++cut) {
+    begin({answer_and_reset(prefix_of(resolve_, cut), ReplyForm::kRaw)});
     wait_for_end_before(kCallsBeforeValues + 1);
     take_output();
     EXPECT_EQ(read_word(), 3U) << cut;
@@ -175,8 +179,8 @@ TEST_F(ReadSegments, ResetBehindEachByteOfTheResolveReply_FailsAtTheNextSend) {
 }
 
 TEST_F(ReadSegments, ResetBehindEachByteOfTheValueReply_IsSeenByTheNextCallWhichTheOneBehindItMends) {
-  for (size_t cut = 1; cut <= value_.size(); ++cut) {
-    begin({answer(resolve_), answer_and_reset(prefix_of(value_, cut))});
+  for (size_t cut = 1; cut <= value_.size() && !HasFailure(); ++cut) {
+    begin({answer(resolve_), answer_and_reset(prefix_of(value_, cut), ReplyForm::kRaw)});
     EXPECT_EQ(read_word(), cut < 14 ? 3U : 0U) << cut;
     ASSERT_TRUE(wait_for_end(conn_.socket_fd)) << cut;
     peer_->extend(plc_test::empty_directory() + std::vector<PeerStep>{answer(resolve_), answer(value_)});
@@ -190,7 +194,7 @@ TEST_F(ReadSegments, ResetBehindEachByteOfTheValueReply_IsSeenByTheNextCallWhich
 }
 
 TEST_F(ReadSegments, ReplyOf5000Bytes_LeavesItsEndInFrontOfTheNextReply_D17) {
-  begin({answer(Bytes(5000, 0x55)), answer(value_)});
+  begin({answer_raw(Bytes(5000, 0x55)), answer(value_)});
   const auto wait = [this] {
     const size_t calls = wrapped_calls().exchange_calls.size();
     if (calls == kCallsBeforeResolve + 4) {

@@ -23,13 +23,16 @@ using plc_test::value_reply;
 using plc_test::operator+;
 using testing::EndsWith;
 
+// A text that fills this many units.
+Bytes unterminated(size_t units) { return value_reply(Bytes(2 * units, 0x41)); }
+
 class ReadStrings : public plc_test::DriverFixture {
  protected:
   ReadStrings() { write_tags(0, "S,STRING,,20,a,b,c,0,1\nT,STRING,,20,a,b,c,77,1\n"); }
 
   // Reads `length` units of string `id` from this offset into a buffer of this size, all bytes 0xEE before.
   std::string text_of(uint32_t id, uint16_t offset, uint32_t length, const Bytes& values, size_t size = 8) {
-    start_connected({answer(resolve_reply({{0x40, {0x11, 0x22, 0x33, 0x44}}})), answer(values)});
+    start_connected({answer(resolve_reply({{0x40, {0x11, 0x22, 0x33, 0x44}}})), answer(values, form_)});
     GuardedBuffer data(size, 0xEE);
     RegRequest request = plc_test::request_for(id, offset);
     RegValue value = {length, data.data()};
@@ -48,9 +51,10 @@ class ReadStrings : public plc_test::DriverFixture {
   }
 
   std::vector<Bytes> requests_;
+  plc_test::ReplyForm form_ = plc_test::ReplyForm::kComplete;  // of the value reply
 };
 
-const Bytes kUnterminated = value_reply(from_hex("41 42"));
+constexpr size_t kRoomForUnterminated = 26;
 const Bytes kTerminated = value_reply(from_hex("41 42 00"));
 
 TEST_F(ReadStrings, WholeString_AsksForOneNameWithItsLengthAsSize) {
@@ -84,6 +88,7 @@ TEST_F(ReadStrings, Length_TravelsAsItsLowByte) {
 }
 
 TEST_F(ReadStrings, LengthZero_IsStillOneName) {
+  form_ = plc_test::ReplyForm::kExact;
   EXPECT_EQ(text_of(0, 0, 0, kTerminated), "41 42 00 00 EE EE EE EE");
   EXPECT_THAT(to_hex(requests_[1]), EndsWith("00 40 00 00 11 22 33 44"));
 }
@@ -93,11 +98,13 @@ TEST_F(ReadStrings, Bytes_AreCopiedAsTheyStand) {
 }
 
 TEST_F(ReadStrings, ReplyOfExactly14Bytes_StoresNothingBeyondTheClearedBytes) {
+  form_ = plc_test::ReplyForm::kExact;
   EXPECT_EQ(text_of(0, 0, 10, value_reply({})), "00 00 00 00 EE EE EE EE");
   expect_record(0, 0, 10, 0);
 }
 
 TEST_F(ReadStrings, NoTerminatorInTheReply_LeavesTheTextUnterminatedAndItsRecordRequested) {
+  form_ = plc_test::ReplyForm::kExact;
   EXPECT_EQ(text_of(0, 0, 10, value_reply(from_hex("41 42 43 44 45"))), "41 42 43 44 45 EE EE EE");
   expect_record(0, 0, 10, 0);
 }
@@ -108,6 +115,7 @@ TEST_F(ReadStrings, EmptyString_IsATerminatorAlone) {
 }
 
 TEST_F(ReadStrings, EveryPrefixOfTheValueReply_YieldsTheBytesThatCame) {
+  form_ = plc_test::ReplyForm::kExact;
   const Bytes whole = value_reply(from_hex("41 42 43 44 45 00"));
   const char* const texts[] = {"00 00 00 00 EE EE EE EE", "41 00 00 00 EE EE EE EE", "41 42 00 00 EE EE EE EE",
                                "41 42 43 00 EE EE EE EE", "41 42 43 44 EE EE EE EE", "41 42 43 44 45 EE EE EE",
@@ -118,22 +126,23 @@ TEST_F(ReadStrings, EveryPrefixOfTheValueReply_YieldsTheBytesThatCame) {
 }
 
 TEST_F(ReadStrings, BytesThatAnEarlierReplyLeft_AreNoText) {
-  start_connected({answer(Bytes(64, 0x7A)), answer(kUnterminated)});
+  start_connected({answer(Bytes(64, 0x7A)), plc_test::answer_exactly(value_reply(from_hex("41 42")))});
   GuardedBuffer data(8, 0xEE);
   EXPECT_EQ(read_id(0, 0, 10, data.data()), 0U);
   EXPECT_EQ(to_hex(data.bytes()), "41 42 00 00 EE EE EE EE");
 }
 
 TEST_F(ReadStrings, LongestReply_FillsTheHostsBufferExactly) {
+  form_ = plc_test::ReplyForm::kExact;
   const size_t kTextBytes = 1000;
   EXPECT_EQ(text_of(0, 0, 250, value_reply(Bytes(kTextBytes, 0x41)), kTextBytes).substr(0, 11), "41 41 41 41");
 }
 
 TEST_F(ReadStrings, ReadAtOffsetZero_AddsARecordACallUntilAValueIsReceived) {
-  text_of(0, 0, 10, kUnterminated);
+  text_of(0, 0, 10, unterminated(10), kRoomForUnterminated);
   EXPECT_EQ(string_id, 1U);
   expect_record(0, 0, 10, 0);
-  text_of(0, 0, 11, kUnterminated);
+  text_of(0, 0, 11, unterminated(11), kRoomForUnterminated);
   EXPECT_EQ(string_id, 2U);
   expect_record(1, 0, 11, 0);
   text_of(0, 0, 12, kTerminated);
@@ -181,10 +190,10 @@ TEST_F(ReadStrings, RecordsBehindTheUsedOnes_AreNotMarked) {
 
 TEST_F(ReadStrings, FiftyFirstRecord_GoesToTheFirstPlace) {
   string_id = 49;
-  text_of(0, 0, 10, kUnterminated);
+  text_of(0, 0, 10, unterminated(10), kRoomForUnterminated);
   EXPECT_EQ(string_id, 50U);
   expect_record(49, 0, 10, 0);
-  text_of(0, 0, 11, kUnterminated);
+  text_of(0, 0, 11, unterminated(11), kRoomForUnterminated);
   EXPECT_EQ(string_id, 1U);
   expect_record(0, 0, 11, 0);
   expect_record(49, 0, 10, 0);
@@ -201,7 +210,7 @@ TEST_F(ReadStrings, WidthOfZeroThatIsNoString_IsCopiedAsText) {
   write_tags(0, "D,DATE,,,a,b,c,0,1\n");
   start_connected({answer(from_hex("01")), answer(kTerminated)});
   GuardedBuffer data(8, 0xEE);
-  EXPECT_EQ(read_id(0, 0, 1, data.data()), 0U);
+  EXPECT_EQ(read_id(0, 0, 2, data.data()), 0U);
   EXPECT_EQ(to_hex(data.bytes()), "41 42 00 00 EE EE EE EE");
   EXPECT_EQ(string_id, 0U);
 }

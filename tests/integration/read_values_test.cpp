@@ -5,12 +5,14 @@
 #include <string>
 
 #include "plc_driver/driver_state.h"
+#include "support/driver_build.h"
 #include "support/driver_fixture.h"
 #include "support/guarded_buffer.h"
 
 namespace {
 
 using plc_test::answer;
+using plc_test::by_build;
 using plc_test::Bytes;
 using plc_test::from_hex;
 using plc_test::GuardedBuffer;
@@ -28,7 +30,7 @@ class ReadValues : public plc_test::DriverFixture {
  protected:
   // Reads count elements of variable 0 into a buffer of this size, all bytes 0xEE before, and returns the buffer.
   std::string values_of(uint32_t count, const Bytes& resolved, const Bytes& values, size_t size, size_t shift = 0) {
-    start_connected({answer(resolved), answer(values)});
+    start_connected({answer(resolved, form_), answer(values, form_)});
     GuardedBuffer data(size, 0xEE, shift);
     EXPECT_EQ(read_id(0, 0, count, data.data()), 0U);
     EXPECT_TRUE(data.guards_intact());
@@ -37,6 +39,7 @@ class ReadValues : public plc_test::DriverFixture {
   }
 
   std::string value_request_;
+  plc_test::ReplyForm form_ = plc_test::ReplyForm::kComplete;  // of the replies of values_of
 };
 
 TEST_F(ReadValues, Words_AreStoredLittleEndian) {
@@ -58,7 +61,8 @@ TEST_F(ReadValues, QuadWords_TravelLowWordFirst) {
 
 TEST_F(ReadValues, OneWord_ClearsTheFirstFourBytesAndNoMore) {
   write_tags(0, "A,INT,,,a,b,c,0,1\n");
-  EXPECT_EQ(values_of(1, from_hex("01"), value_reply(from_hex("12 34 56 78")), 8), "34 12 00 00 EE EE EE EE");
+  const char* const values = by_build("12 34 56 78", "12 34");
+  EXPECT_EQ(values_of(1, from_hex("01"), value_reply(from_hex(values)), 8), "34 12 00 00 EE EE EE EE");
 }
 
 TEST_F(ReadValues, BufferAtAnyAddress_IsFilled) {
@@ -82,6 +86,7 @@ TEST_F(ReadValues, StepByte_LeadsToTheNextNamesHandle) {
 }
 
 TEST_F(ReadValues, LargestStep_LeadsPastTheReplyWhereEverythingIsZero) {
+  form_ = plc_test::ReplyForm::kExact;
   write_tags(0, "A,INT,[0..9],,a,b,c,0,1\n");
   Bytes resolved = resolve_reply({kHandle});
   resolved[40] = 0xFF;
@@ -91,14 +96,15 @@ TEST_F(ReadValues, LargestStep_LeadsPastTheReplyWhereEverythingIsZero) {
 
 TEST_F(ReadValues, ShortResolveReply_LeavesZerosAndNothingOfTheDirectory) {
   write_tags(0, "A,INT,,,a,b,c,0,1\n");
-  start({answer(Bytes(64, 0xD1)), answer(Bytes(14, 0xD2) + Bytes{0} + Bytes(64, 0xD3)), answer(from_hex("01")),
-         answer(value_reply({0x12, 0x34}))});
+  start({answer(Bytes(64, 0xD1)), answer(Bytes(14, 0xD2) + Bytes{0} + Bytes(64, 0xD3)),
+         plc_test::answer_exactly(from_hex("01")), answer(value_reply({0x12, 0x34}))});
   GuardedBuffer data(4);
   EXPECT_EQ(read_id(0, 0, 1, data.data()), 0U);
   EXPECT_THAT(to_hex(finish()[1]), EndsWith("00 00 01 00 00 00 00 00 00 01 00 00 00 00"));
 }
 
 TEST_F(ReadValues, ShortValueReply_YieldsWhatTheResolveReplyLeft) {
+  form_ = plc_test::ReplyForm::kExact;
   write_tags(0, "A,DINT,[0..9],,a,b,c,0,1\n");
   Bytes resolved(20);
   resolved[16] = 0xA3;
@@ -109,12 +115,14 @@ TEST_F(ReadValues, ShortValueReply_YieldsWhatTheResolveReplyLeft) {
 }
 
 TEST_F(ReadValues, EarlierCall_LeavesNothingForTheNext) {
+  form_ = plc_test::ReplyForm::kExact;
   write_tags(0, "A,DINT,,,a,b,c,0,1\n");
   values_of(1, Bytes(64, 0xAA), value_reply(Bytes(64, 0xBB)), 4);
   EXPECT_EQ(values_of(1, from_hex("01"), value_reply({}), 4), "00 00 00 00");
 }
 
 TEST_F(ReadValues, EveryPrefixOfTheResolveReply_YieldsTheBytesThatCame) {
+  form_ = plc_test::ReplyForm::kExact;
   write_tags(0, "A,INT,,,a,b,c,0,1\n");
   const Bytes whole = resolve_reply({kHandle});
   const char* const handles[] = {"00 00 00 01 00 00 00 00", "00 40 00 01 00 00 00 00", "00 40 00 01 11 00 00 00",
@@ -127,6 +135,7 @@ TEST_F(ReadValues, EveryPrefixOfTheResolveReply_YieldsTheBytesThatCame) {
 }
 
 TEST_F(ReadValues, EveryPrefixOfTheValueReply_YieldsTheBytesThatCame) {
+  form_ = plc_test::ReplyForm::kExact;
   write_tags(0, "A,DINT,,,a,b,c,0,1\n");
   const Bytes whole = value_reply(from_hex("12 34 56 78"));
   const char* const values[] = {"00 00 00 00", "00 12 00 00", "34 12 00 00", "34 12 00 56", "34 12 78 56"};
@@ -135,7 +144,7 @@ TEST_F(ReadValues, EveryPrefixOfTheValueReply_YieldsTheBytesThatCame) {
       EXPECT_EQ(values_of(1, from_hex("01"), plc_test::prefix_of(whole, length), 4), values[length - 14]) << length;
       continue;
     }
-    start_connected({answer(from_hex("01")), answer(plc_test::prefix_of(whole, length))});
+    start_connected({answer(from_hex("01")), plc_test::answer_exactly(plc_test::prefix_of(whole, length))});
     GuardedBuffer data(4, 0xEE);
     EXPECT_EQ(read_id(0, 0, 1, data.data()), 3U) << length;
     EXPECT_THAT(take_output(), EndsWith("read data err!\r\n")) << length;
@@ -152,7 +161,7 @@ TEST_F(ReadValues, RepliesOfAnyBytes_StayWithinTheHostsBuffer) {
   for (const uint8_t fill : {uint8_t{0x00}, uint8_t{0x01}, uint8_t{0x80}, uint8_t{0xFF}}) {
     for (const size_t length : {1U, 40U, 41U, 500U, 1500U}) {
       for (uint32_t id = 0; id < 5; ++id) {
-        start_connected({answer(Bytes(length, fill)), answer(Bytes(length, fill))});
+        start_connected({plc_test::answer_raw(Bytes(length, fill)), plc_test::answer_raw(Bytes(length, fill))});
         GuardedBuffer data(sizes[id]);
         EXPECT_EQ(read_id(id, 0, 5, data.data()), length < 14 ? 3U : 0U);
         EXPECT_TRUE(data.guards_intact());
@@ -268,6 +277,7 @@ TEST_F(ReadBits, FewBits_LeaveTheBytesBehindThem) {
 }
 
 TEST_F(ReadBits, UnitsPastTheReply_AreZeroBits) {
+  form_ = plc_test::ReplyForm::kExact;
   write_tags(0, "a,BOOL,[0..99],,a,b,c,0,1,0,0,,MR\n");
   EXPECT_EQ(values_of(3, from_hex("01"), value_reply(from_hex("00 01 00")), 4), "01 00 00 00");
 }

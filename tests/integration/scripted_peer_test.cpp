@@ -7,13 +7,14 @@
 
 namespace {
 
-using plc_test::answer;
 using plc_test::answer_and_close;
 using plc_test::answer_and_reset;
+using plc_test::answer_raw;
 using plc_test::Bytes;
 using plc_test::close_orderly;
 using plc_test::from_hex;
 using plc_test::PeerStep;
+using plc_test::ReplyForm;
 using plc_test::reset_connection;
 using plc_test::ScopedDescriptor;
 using plc_test::ScriptedPeer;
@@ -44,7 +45,7 @@ struct Client {
 };
 
 TEST(ScriptedPeer, RequestsOfAScript_AreRecordedAndAnsweredInOrder) {
-  ScriptedPeer peer({answer(from_hex("01 02")), stay_silent(), answer(from_hex("03"))});
+  ScriptedPeer peer({answer_raw(from_hex("01 02")), stay_silent(), answer_raw(from_hex("03"))});
   const Client client(peer);
   ASSERT_EQ(client.write(from_hex("AA")), 1);
   EXPECT_EQ(client.read(2), from_hex("01 02"));
@@ -59,7 +60,7 @@ TEST(ScriptedPeer, RequestsOfAScript_AreRecordedAndAnsweredInOrder) {
 }
 
 TEST(ScriptedPeer, OrderlyClose_EndsTheConnectionBehindTheReply) {
-  ScriptedPeer peer({answer_and_close(from_hex("05")), close_orderly()});
+  ScriptedPeer peer({answer_and_close(from_hex("05"), ReplyForm::kRaw), close_orderly()});
   const Client first(peer);
   ASSERT_EQ(first.write(from_hex("AA")), 1);
   EXPECT_EQ(first.read(1), from_hex("05"));
@@ -72,7 +73,7 @@ TEST(ScriptedPeer, OrderlyClose_EndsTheConnectionBehindTheReply) {
 }
 
 TEST(ScriptedPeer, Reset_GivesTheReplyThenTheError) {
-  ScriptedPeer peer({answer_and_reset(from_hex("05")), reset_connection()});
+  ScriptedPeer peer({answer_and_reset(from_hex("05"), ReplyForm::kRaw), reset_connection()});
   const Client first(peer);
   ASSERT_EQ(first.write(from_hex("AA")), 1);
   EXPECT_EQ(first.read(1), from_hex("05"));
@@ -112,7 +113,7 @@ TEST(ScriptedPeer, SendNow_SendsWhatNoRequestAskedFor) {
 
 TEST(ScriptedPeer, OtherLoopbackAddress_IsListenedOnThere) {
   constexpr uint32_t kSecondAddress = 0x7F000002;
-  ScriptedPeer peer({answer(from_hex("07"))}, kSecondAddress);
+  ScriptedPeer peer({answer_raw(from_hex("07"))}, kSecondAddress);
   const ScopedDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in address{};
   address.sin_family = AF_INET;

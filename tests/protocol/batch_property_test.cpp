@@ -105,7 +105,7 @@ class BatchProperty : public BatchTest {
     use_directory({{7, "MAI"}, {0x21, "MAIN"}, {3, "MAIN"}});
     peer_.forget();
     plc::sid = 0;
-    for (const Bytes& reply : replies) peer_.answer(reply);
+    for (const Bytes& reply : replies) peer_.answer(reply_raw(reply));
     uint32_t result = 0;
     const std::string printed = capture_output([&] { result = read(elements); });
     EXPECT_EQ(printed, rules.is_out_of_range ? "Index out of range!\r\n" : "");

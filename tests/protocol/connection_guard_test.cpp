@@ -11,7 +11,7 @@ class ConnectionGuard : public ProtocolTest {};
 constexpr uint8_t kRequest[] = {1, 2, 3, 4};
 
 TEST_F(ConnectionGuard, ReplyAbove4096Bytes_FillsTheBufferAndNoMore) {
-  peer_.answer(Bytes(5000, 0x5A));
+  peer_.answer(reply_raw(Bytes(5000, 0x5A)));
   GuardedBuffer reply(4096);
   int32_t length = 0;
   EXPECT_EQ(TransRecvSockBuff(kRequest, sizeof kRequest, reply.data(), &length, &conn_), 0);
@@ -31,11 +31,11 @@ TEST_F(ConnectionGuard, EmptyRequest_IsSentWithoutAnError) {
 }
 
 TEST_F(ConnectionGuard, EmptyRequest_IsAnsweredLikeAnyOther) {
-  peer_.answer(Bytes{1, 2});
+  peer_.answer(Bytes(16));
   GuardedBuffer reply(4096);
   int32_t length = 0;
   EXPECT_EQ(TransRecvSockBuff(kRequest, 0, reply.data(), &length, &conn_), 0);
-  EXPECT_EQ(length, 2);
+  EXPECT_EQ(length, 16);
 }
 
 }  // namespace

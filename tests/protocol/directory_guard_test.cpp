@@ -12,7 +12,7 @@ class DirectoryGuard : public ProtocolTest {
  protected:
   uint32_t fetch(const Bytes& from_count_on) {
     peer_.answer(from_hex("01"));
-    peer_.answer(Bytes(14) + from_count_on);
+    peer_.answer(reply_exactly(Bytes(14) + from_count_on));
     return KV8000_get_localMSG(&conn_);
   }
 };

@@ -9,9 +9,7 @@
 namespace plc_test {
 namespace {
 
-constexpr size_t kSequenceAt = 8;
 constexpr size_t kClassAt = 10;
-constexpr size_t kReplyHeadBytes = 14;
 constexpr size_t kLastHandleByteOfRead = 25;
 constexpr size_t kLastHandleByteOfWrite = 21;
 constexpr size_t kFirstPiece = 9;
@@ -27,7 +25,6 @@ constexpr uint32_t value_of(char name) { return static_cast<uint32_t>(name) << 8
 
 Bytes reply_of_controller(const Bytes& request) {
   Bytes reply(kReplyHeadBytes, 0);
-  std::copy_n(request.begin() + kSequenceAt, 4, reply.begin() + kSequenceAt);
   if (request[kClassAt] == kClassNames) {
     const auto name = static_cast<uint8_t>(names_in(request).front().front());
     return reply + from_hex("01 00 01  00 10 00 00 06 01 02 00") + Bytes{name} + Bytes(15, 0);
@@ -77,7 +74,7 @@ class LateReplies : public ProtocolTest {
  private:
   // Each request makes the controller owe one reply more, and brings the piece that it has owed longest.
   SocketAnswer answer(const Bytes& request) {
-    Bytes reply = reply_of_controller(request);
+    Bytes reply = form_reply(request, reply_of_controller(request), ReplyForm::kExact);
     if (is_torn_) {
       is_torn_ = false;
       owed_.push_back(prefix_of(reply, kFirstPiece));
@@ -86,11 +83,11 @@ class LateReplies : public ProtocolTest {
     owed_.push_back(reply);
     if (is_held_) {
       is_held_ = false;
-      return reply_with({});
+      return reply_raw({});
     }
     const Bytes next = owed_.front();
     owed_.pop_front();
-    return reply_with(next);
+    return reply_raw(next);
   }
 
   bool is_torn_ = false;

@@ -157,8 +157,6 @@ void ProtocolTest::use_tags(const std::vector<TagEntry>& tags, const std::vector
   add_table(tags, groups, group.back().tag_id);
 }
 
-void ProtocolTest::forget_tags() { free_tables(); }
-
 TagTable& ProtocolTest::loaded_table() { return *get_tagtable(&plc::g_plc_tags, kTableName); }
 
 void ProtocolTest::use_directory(std::initializer_list<Program> programs) {

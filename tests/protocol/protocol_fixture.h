@@ -13,6 +13,7 @@
 
 #include "plc_driver.h"
 #include "support/bytes.h"
+#include "support/driver_build.h"
 #include "support/guarded_buffer.h"
 #include "support/scripted_socket.h"
 
@@ -72,8 +73,6 @@ class ProtocolTest : public testing::Test {
   void use_tags(const std::vector<TagEntry>& tags);
   // The same with one group of indexed records, whose ids are their tag_id; the largest may not be addressed.
   void use_tags(const std::vector<TagEntry>& tags, const std::vector<TagEntry>& group);
-  // Gives back all loaded tables.
-  static void forget_tags();
 
   // The table of use_tags as the driver holds it, and the record behind a plain id.
   TagTable& loaded_table();

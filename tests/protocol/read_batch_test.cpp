@@ -105,7 +105,7 @@ TEST_F(ReadBatch, ResolveReplyOf24Bytes_ReturnsTwoWithoutTheValueRequest) {
   use_tags({make_tag("X", 16)});
   for (size_t length = 0; length <= 25; ++length) {
     peer_.forget();
-    peer_.answer(prefix_of(resolve_many(1), length));
+    peer_.answer(reply_exactly(prefix_of(resolve_many(1), length)));
     peer_.answer(value_reply("12 34"));
     EXPECT_EQ(read({{0}}), length < 25 ? 2U : 0U);
     EXPECT_EQ(peer_.requests().size(), length < 25 ? 1U : 2U);

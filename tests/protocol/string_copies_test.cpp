@@ -91,8 +91,9 @@ TEST_F(StringCopies, LargestBatch_HasRoomForEveryString) {
   // 100 elements of which each frame covers one: the first asks for 3301 and each of the others for two.
   use_tags({make_string("S", 80)});
   peer_.answer_each([](const Bytes& request) {
-    if (request[10] == 0x0C) return reply_with(Bytes(4096, 0));
-    return reply_with(Bytes(4096, 'x'));
+    Bytes reply(asked_bytes(request, {}), 'x');
+    std::fill_n(reply.begin(), request[10] == 0x0C ? reply.size() : kReplyHeadBytes, uint8_t{0});
+    return reply_with(reply);
   });
   std::vector<BatchElement> elements;
   for (uint32_t i = 0; i < 100; ++i) elements.push_back({0, 7 * i, 34});

@@ -52,14 +52,18 @@ Bytes join_fields(const json& fields) {
   return frame;
 }
 
-// The same with the fields that the driver does not look at filled with noise.
+// The same with the fields that the driver does not look at filled with noise. The guarded build looks at the head and
+// at the status behind it.
 Bytes join_fields_with_noise(const json& fields, std::mt19937* random) {
   static const std::vector<std::string> kUnread = {"unread", "length", "complement", "sequence", "class", "command"};
+  const size_t first_unread = by_build(size_t{0}, kReplyHeadBytes);
   Bytes frame;
   for (const json& field : fields) {
     Bytes bytes = from_hex(field.at(1).get<std::string>());
     if (std::find(kUnread.begin(), kUnread.end(), field.at(0)) != kUnread.end()) {
-      for (uint8_t& byte : bytes) byte = static_cast<uint8_t>((*random)());
+      for (size_t i = 0; i < bytes.size(); ++i) {
+        if (frame.size() + i >= first_unread) bytes[i] = static_cast<uint8_t>((*random)());
+      }
     }
     frame = frame + bytes;
   }
@@ -82,18 +86,11 @@ class Vectors : public ProtocolTest, public testing::WithParamInterface<Vector> 
     expect_state();
   }
 
-  // As before the first replay; the tag file is loaded anew.
-  void start_again() {
-    forget_tags();
-    elements_.clear();
-    peer_.forget();
-  }
-
   void answer(const Bytes& reply) {
     if (reply.empty()) {
       peer_.answer(close_connection());
     } else {
-      peer_.answer(reply);
+      peer_.answer(reply_raw(reply));
     }
   }
 
@@ -195,8 +192,9 @@ class Vectors : public ProtocolTest, public testing::WithParamInterface<Vector> 
 TEST_P(Vectors, DriverSendsAndStoresWhatTheVectorSays) {
   for (const json& exchange : vector().at("exchanges")) answer(join_fields(exchange.at("reply")));
   replay();
-  SCOPED_TRACE("with noise in the bytes that nobody reads");
-  start_again();
+}
+
+TEST_P(Vectors, BytesThatNobodyReads_MayHoldAnything) {
   std::mt19937 random(20261121);
   for (const json& exchange : vector().at("exchanges")) answer(join_fields_with_noise(exchange.at("reply"), &random));
   replay();

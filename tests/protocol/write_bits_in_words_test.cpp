@@ -194,7 +194,7 @@ TEST_F(WriteBitsInWords, ArrayOfMembers_RewritesTheLastTwoBytesOfTheReply) {
   for (const uint8_t name_kind : {uint8_t{2}, uint8_t{3}}) {
     peer_.forget();
     plc::sid = 0;
-    answer_word(0, "FF FF 12 34");
+    answer_word(0, by_build("FF FF 12 34", "12 34"));
     TagEntry tag = with_ranges(make_bit("B", kDm), {0, 15});
     EXPECT_EQ(ev_plc_write_array_bits(element(9), value("01", 1), &conn_, &tag, 0, name_kind), 0);
     EXPECT_EQ(sent(), frames({"00 00 00 14 FF FF FF EB 00 00 0C 28 00 01 00 00 00 01"
@@ -260,7 +260,7 @@ TEST_F(WriteBitsInWords, ArrayOfMembers_WantsTwoBytesOfTheWord) {
   for (size_t length = 0; length < 4; ++length) {
     peer_.forget();
     peer_.answer(resolve_reply());
-    peer_.answer(prefix_of(from_hex("12 34 56"), length));
+    peer_.answer(reply_exactly(prefix_of(from_hex("12 34 56"), length)));
     peer_.answer(acknowledgment());
     EXPECT_EQ(ev_plc_write_array_bits(element(0), value("00", 1), &conn_, &tag, 0, 2), length < 2 ? 3 : 0);
     EXPECT_EQ(peer_.requests().size(), length < 2 ? 2U : 3U);
@@ -278,7 +278,7 @@ TEST_F(WriteBitsInWords, ShortWordReply_ShowsTheResolveReplyBehindIt) {
   for (const size_t length : {1U, 14U, 15U}) {
     peer_.forget();
     peer_.answer(resolved);
-    peer_.answer(prefix_of(value_reply("12 34"), length));
+    peer_.answer(reply_exactly(prefix_of(value_reply("12 34"), length)));
     peer_.answer(acknowledgment());
     EXPECT_EQ(ev_plc_write_bits_struct(element(0), value("01", 1), &conn_, "A.B", kEm), 0);
     EXPECT_EQ(to_hex(peer_.requests().at(2)).substr(66), length == 15 ? "12 A8" : "5A A8");
@@ -286,7 +286,7 @@ TEST_F(WriteBitsInWords, ShortWordReply_ShowsTheResolveReplyBehindIt) {
 }
 
 TEST_F(WriteBitsInWords, ResolveReplyWithoutABitNumber_MeansBitZero) {
-  peer_.answer(prefix_of(resolve_reply(0x0505), 29));
+  peer_.answer(reply_exactly(prefix_of(resolve_reply(0x0505), 29)));
   peer_.answer(value_reply("00 00"));
   peer_.answer(acknowledgment());
   EXPECT_EQ(ev_plc_write_bits_struct(element(0), value("01", 1), &conn_, "A.B", kEm), 0);
@@ -325,7 +325,7 @@ TEST_F(WriteBitsInWords, RandomReplies_StayWithinTheHostsBuffer) {
   peer_.answer_each([&random](const Bytes&) {
     Bytes reply(random() % 4 == 0 ? random() % 40 : random() % 4097);
     for (uint8_t& byte : reply) byte = static_cast<uint8_t>(random());
-    return reply_with(reply);
+    return reply_raw(reply);
   });
   for (int round = 0; round < 800; ++round) {
     peer_.forget();

@@ -287,8 +287,8 @@ TEST_F(WriteBits, EmptyReplies_FailAndKeepTheConnection) {
 
 TEST_F(WriteBits, OneByteReplies_AreEnough) {
   TagEntry tag = make_bit("B", kMr);
-  peer_.answer(Bytes{0});
-  peer_.answer(Bytes{0});
+  peer_.answer(reply_exactly(Bytes{0}));
+  peer_.answer(reply_exactly(Bytes{0}));
   expect_frames(ev_plc_write_bits(element(0), value("01", 1), &conn_, &tag),
                 {"00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 42",
                  "00 00 00 06 FF FF FF F9 00 01 32 00 01 00 00 00"});

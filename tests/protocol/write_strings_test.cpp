@@ -129,7 +129,7 @@ TEST_F(WriteText, AcknowledgmentOfOneByte_IsEnough) {
   for (size_t length = 0; length < 3; ++length) {
     peer_.forget();
     peer_.answer(resolve_reply());
-    peer_.answer(prefix_of(acknowledgment(), length));
+    peer_.answer(reply_exactly(prefix_of(acknowledgment(), length)));
     EXPECT_EQ(write_units(1), length < 1 ? 3 : 0);
     EXPECT_EQ(plc::init, 1U);
   }

@@ -174,6 +174,7 @@ bool ScriptedPeer::serve_request() {
   if (!take_step(request, &step)) {
     return false;
   }
+  step.reply = form_reply(request, std::move(step.reply), step.form);
   carry_out(step);
   return true;
 }

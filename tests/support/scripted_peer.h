@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "support/bytes.h"
+#include "support/controller_reply.h"
 #include "support/loopback.h"
 
 namespace plc_test {
@@ -24,14 +25,23 @@ struct PeerStep {
   enum class End { kKeep, kClose, kReset };
   Bytes reply;  // sent first; nothing when empty
   End end = End::kKeep;
+  ReplyForm form = ReplyForm::kComplete;
 };
 
-inline PeerStep answer(Bytes reply) { return {std::move(reply), PeerStep::End::kKeep}; }
-inline PeerStep stay_silent() { return {{}, PeerStep::End::kKeep}; }
+inline PeerStep answer(Bytes reply, ReplyForm form = ReplyForm::kComplete) {
+  return {std::move(reply), PeerStep::End::kKeep, form};
+}
+inline PeerStep answer_exactly(Bytes reply) { return answer(std::move(reply), ReplyForm::kExact); }
+inline PeerStep answer_raw(Bytes bytes) { return answer(std::move(bytes), ReplyForm::kRaw); }
+inline PeerStep stay_silent() { return {}; }
 inline PeerStep close_orderly() { return {{}, PeerStep::End::kClose}; }
 inline PeerStep reset_connection() { return {{}, PeerStep::End::kReset}; }
-inline PeerStep answer_and_close(Bytes reply) { return {std::move(reply), PeerStep::End::kClose}; }
-inline PeerStep answer_and_reset(Bytes reply) { return {std::move(reply), PeerStep::End::kReset}; }
+inline PeerStep answer_and_close(Bytes reply, ReplyForm form) {
+  return {std::move(reply), PeerStep::End::kClose, form};
+}
+inline PeerStep answer_and_reset(Bytes reply, ReplyForm form) {
+  return {std::move(reply), PeerStep::End::kReset, form};
+}
 
 class ScriptedPeer {
  public:

@@ -84,7 +84,7 @@ long ScriptedSocket::on_send(const void* bytes, size_t length) {
   requests_.push_back(request);
   state_ = next.kind;
   error_ = next.error;
-  waiting_ = waiting_ + next.reply;
+  waiting_ = waiting_ + form_reply(request, next.reply, next.form);
   return static_cast<long>(length);
 }
 
@@ -100,6 +100,16 @@ long ScriptedSocket::on_receive(void* bytes, size_t length) {
   std::copy_n(waiting_.begin(), taken, static_cast<uint8_t*>(bytes));
   waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(taken));
   return static_cast<long>(taken);
+}
+
+long ScriptedSocket::on_peek(void* bytes, size_t length) const {
+  if (waiting_.empty()) {
+    errno = EAGAIN;
+    return -1;
+  }
+  const size_t seen = std::min(length, waiting_.size());
+  std::copy_n(waiting_.begin(), seen, static_cast<uint8_t*>(bytes));
+  return static_cast<long>(seen);
 }
 
 void ScriptedSocket::on_close() {
@@ -183,8 +193,11 @@ ssize_t __wrap_send(int descriptor, const void* bytes, size_t length, int flags)
 
 ssize_t __wrap_recv(int descriptor, void* bytes, size_t length, int flags) {
   ScriptedSocket* script = script_of(descriptor);
-  return script != nullptr ? static_cast<ssize_t>(script->on_receive(bytes, length))
-                           : __real_recv(descriptor, bytes, length, flags);
+  if (script == nullptr) {
+    return __real_recv(descriptor, bytes, length, flags);
+  }
+  const bool peeks = (flags & MSG_PEEK) != 0;
+  return static_cast<ssize_t>(peeks ? script->on_peek(bytes, length) : script->on_receive(bytes, length));
 }
 
 int __wrap_close(int descriptor) {

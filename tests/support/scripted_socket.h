@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "support/bytes.h"
+#include "support/controller_reply.h"
 
 namespace plc_test {
 
@@ -21,9 +22,16 @@ struct SocketAnswer {
   Kind kind = Kind::kReply;
   Bytes reply;    // kReply; what one receive does not take stays for the next
   int error = 0;  // errno of a failing call
+  ReplyForm form = ReplyForm::kComplete;
 };
 
 inline SocketAnswer reply_with(Bytes bytes) { return {SocketAnswer::Kind::kReply, std::move(bytes), 0}; }
+inline SocketAnswer reply_exactly(Bytes bytes) {
+  return {SocketAnswer::Kind::kReply, std::move(bytes), 0, ReplyForm::kExact};
+}
+inline SocketAnswer reply_raw(Bytes bytes) {
+  return {SocketAnswer::Kind::kReply, std::move(bytes), 0, ReplyForm::kRaw};
+}
 inline SocketAnswer close_connection() { return {SocketAnswer::Kind::kClosed, {}, 0}; }
 inline SocketAnswer say_nothing() { return {SocketAnswer::Kind::kSilent, {}, 0}; }
 inline SocketAnswer fail_receive(int error) { return {SocketAnswer::Kind::kReceiveFails, {}, error}; }
@@ -75,6 +83,7 @@ class ScriptedSocket {
   int on_select(bool for_writing);
   long on_send(const void* bytes, size_t length);
   long on_receive(void* bytes, size_t length);
+  long on_peek(void* bytes, size_t length) const;
   void on_close();
   void on_heap_call() { ++heap_calls_; }
 

@@ -1,0 +1,30 @@
+// Which build of the driver a test program runs against, and values that the two builds differ in.
+#ifndef TESTS_SUPPORT_DRIVER_BUILD_H
+#define TESTS_SUPPORT_DRIVER_BUILD_H
+
+#include <cstdlib>
+#include <string_view>
+
+#include "plc_driver.h"
+
+namespace plc_test {
+
+inline bool is_guarded() {
+  constexpr std::string_view kGuarded = " guarded";
+  const std::string_view build = plc_driver_build();
+  return build.size() > kGuarded.size() && build.substr(build.size() - kGuarded.size()) == kGuarded;
+}
+
+// With PLC_EXPECT_CONTRACT in the environment every test expects what the contract does, of the guarded build too: so
+// the table of differences is checked (tests/guarded/check_differences.py).
+inline bool expects_contract() { return !is_guarded() || std::getenv("PLC_EXPECT_CONTRACT") != nullptr; }
+
+// What a test expects, where that is not the same of both builds. The test stands in tests/guarded_differences.csv.
+template <typename Value>
+Value by_build(Value contract, Value guarded) {
+  return expects_contract() ? contract : guarded;
+}
+
+}  // namespace plc_test
+
+#endif
