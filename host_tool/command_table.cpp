@@ -15,7 +15,12 @@ constexpr char kNameRules[] =
     "  MAIN/Count    a variable that is local to the program MAIN\n"
     "An array without subscripts means all of its elements.\n";
 
-constexpr char kInfoDetails[] = "Example:\n  plc-host info --library ./libplc_driver.so.1\n";
+constexpr char kInfoDetails[] =
+    "The guarded build of the driver fails where the contract build takes another reply for the right one; it is used\n"
+    "where it is installed.\n"
+    "\nExamples:\n"
+    "  plc-host info\n"
+    "  plc-host info --driver contract\n";
 
 constexpr char kTagsDetails[] =
     "Shows each record with the number, reg_type and address by which a host asks for it.\n"
@@ -30,6 +35,8 @@ constexpr char kCheckDetails[] =
     "  plc-host check --rules\n";
 
 constexpr char kReadExamples[] =
+    "Each line has a state and a time: good, or why there is no value. Once the controller is silent the others stay\n"
+    "unread.\n"
     "\nExamples:\n"
     "  plc-host read --address 192.168.0.10 --port 8500 Motor.Speed 'Table[0..4]'\n"
     "  plc-host read --sim machine.csv --all --json\n"
@@ -38,7 +45,9 @@ constexpr char kReadExamples[] =
 constexpr char kWriteExamples[] =
     "Values by type: 120, -5, 0xFF and 0b101 (bit patterns), 1.5e3, true, false, on, off, text,\n"
     "\"text with \\\"escapes\\\" \\x41\\n\", and lists for arrays: [1, 2, 3] or [[1, 2], [3, 4]].\n"
-    "Everything is checked before anything is sent.\n"
+    "Everything is checked before anything is sent. State: written when the controller acknowledged it, verified when "
+    "it\n"
+    "was read back, unguarded when the contract build of the driver cannot tell.\n"
     "\nExamples:\n"
     "  plc-host write --sim machine.csv Motor.Speed=120 'Table[0..2]=[1, 2, 3]' --verify\n"
     "  plc-host write --address 192.168.0.10 --port 8500 'Name=pump 3' MAIN/Ready=true\n";
@@ -50,8 +59,10 @@ constexpr char kBatchExamples[] =
     "\nExample:\n  plc-host batch --sim machine.csv --all\n";
 
 constexpr char kWatchExamples[] =
-    "In a terminal a table that is redrawn in place: value, * for a change within the last second, age of the value.\n"
-    "Elsewhere a line per change. Ctrl-C ends it with a summary of calls, failures and round-trip times.\n"
+    "In a terminal a table that is redrawn in place: * for a change within the last second, time since the change, "
+    "state,\n"
+    "value. Elsewhere a line per change of value or state; with --csv a row per round, whose cells are empty where\n"
+    "nothing was read. Ctrl-C ends it with a summary of calls, failures and round-trip times.\n"
     "\nExamples:\n"
     "  plc-host watch --address 192.168.0.10 --port 8500 Motor.Speed --chart Motor.Speed\n"
     "  plc-host watch --sim machine.csv --sim-arg=--animate --all --interval 200 --batch\n"
