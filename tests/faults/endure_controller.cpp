@@ -8,7 +8,6 @@ namespace {
 
 namespace wire = plc_sim::wire;
 
-constexpr size_t kGroupBytes = 4;
 constexpr size_t kNamesOfGlobalAt = 18;
 constexpr size_t kNamesOfLocalAt = 24;
 constexpr size_t kWriteAddressAt = 18;

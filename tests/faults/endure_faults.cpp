@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "faults/endure_damage.h"
 #include "simulator/wire.h"
 
 namespace plc_endure {
@@ -56,25 +57,6 @@ constexpr const char* kNames[kFaults] = {
 };
 
 bool is_write(const Bytes& request) { return kind_of(request) == Kind::kWrite; }
-
-bool is_of_directory(const Bytes& frame) {
-  return kind_of(frame) == Kind::kDirectoryStart || kind_of(frame) == Kind::kDirectory;
-}
-
-void set_length(Bytes* frame) {
-  const auto length = static_cast<uint32_t>(frame->size() - wire::kLengthExcludes);
-  store32(frame->data(), length);
-  store32(frame->data() + 4, ~length);
-}
-
-Bytes part(const Bytes& bytes, size_t from, size_t to) {
-  return Bytes(bytes.begin() + static_cast<std::ptrdiff_t>(from), bytes.begin() + static_cast<std::ptrdiff_t>(to));
-}
-
-Bytes joined(Bytes first, const Bytes& second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
-}
 
 }  // namespace
 
@@ -148,15 +130,6 @@ Bytes Faults::any_bytes(uint32_t most) {
   return bytes;
 }
 
-// How much an earlier reply resembles this one: in class and command, and in the low byte of its number as well.
-static uint32_t likeness(const Bytes& earlier, const Bytes& reply) {
-  if (earlier.size() < wire::kReplyHeadBytes || earlier[wire::kClassAt] != reply[wire::kClassAt] ||
-      earlier[wire::kCommandAt] != reply[wire::kCommandAt]) {
-    return 0;
-  }
-  return earlier[wire::kSequenceAt + 1] == reply[wire::kSequenceAt + 1] ? 2 : 1;
-}
-
 // Replies that were sent before, whole and as they were; often the one that resembles this one most.
 Bytes Faults::old_frames(uint32_t most_frames, const Bytes& reply) {
   Bytes frames;
@@ -221,7 +194,11 @@ ConnectFate Faults::connecting() {
   return fate;
 }
 
+// A controller that comes back is not itself for a while.
 void Faults::begin_absence() {
+  constexpr uint32_t kStartPermille = 400;
+  weather_permille_ = kStartPermille;
+  weather_left_ = 10 + random_.below(30);
   constexpr ConnectFate::Kind kKinds[] = {ConnectFate::Kind::kRefused, ConnectFate::Kind::kUnreachable,
                                           ConnectFate::Kind::kAccepted};
   gone_kind_ = kKinds[random_.below(3)];
@@ -335,64 +312,22 @@ void Faults::send_dripped(Link& link, const Bytes& reply) {
 }
 
 // As it is, or torn as well.
-void Faults::send_somehow(Link& link, const Bytes& reply) {
-  if (random_.once_in(4)) {
+void Faults::send_somehow(Link& link, const Bytes& reply, int64_t later_us) {
+  if (later_us == 0 && random_.once_in(4)) {
     send_torn(link, reply);
   } else {
-    send(link, reply);
+    send(link, reply, later_us);
   }
 }
 
-void Faults::break_head(Bytes* reply) {
-  switch (random_.below(4)) {
-    case 0:
-      (*reply)[4 + random_.below(4)] ^= static_cast<uint8_t>(1 + random_.below(255));
-      return;
-    case 1: {
-      const uint32_t length = random_.once_in(2) ? random_.below(4) : 4087 + random_.next() % 100000;
-      store32(reply->data(), length);
-      store32(reply->data() + 4, ~length);
-      return;
-    }
-    case 2:
-      reply->resize(wire::kLengthExcludes + random_.below(4));  // shorter than any frame, and says so
-      set_length(reply);
-      return;
-    default:
-      (*reply)[random_.below(4)] ^= static_cast<uint8_t>(1U << random_.below(8));
-      return;
+// The next number only at once: later it would be that of the next request.
+void Faults::send_renumbered(Link& link, Bytes reply) {
+  const bool is_next = random_.once_in(3);
+  store16(reply.data() + wire::kSequenceAt, is_next ? last_number_ + 1U : past_number());
+  if (is_next) {
+    return send(link, std::move(reply));
   }
-}
-
-// A status with a body of any shape: none, zeros, or values that are none.
-void Faults::refuse(Bytes* reply) {
-  store16(reply->data() + wire::kStatusAt, 1 + random_.below(0xFFFF));
-  const size_t body = reply->size() - wire::kReplyHeadBytes;
-  switch (random_.below(4)) {
-    case 0:
-      reply->resize(wire::kReplyHeadBytes);
-      break;
-    case 1:
-      std::fill(reply->begin() + wire::kReplyHeadBytes, reply->end(), uint8_t{0});
-      break;
-    case 2:
-      for (size_t i = 0; i < body; ++i) {
-        (*reply)[wire::kReplyHeadBytes + i] = static_cast<uint8_t>(random_.next());
-      }
-      break;
-    default:
-      reply->resize(wire::kReplyHeadBytes + random_.below(static_cast<uint32_t>(body) + 1));
-      break;
-  }
-  set_length(reply);
-}
-
-// The head says as many bytes as there are. Behind a resolve reply lies nothing that could be missing but records.
-void Faults::shorten(Bytes* reply) {
-  const auto body = static_cast<uint32_t>(reply->size() - wire::kReplyHeadBytes);
-  const uint32_t missing = body == 0 ? 0 : 1 + random_.below(random_.once_in(2) ? std::min(body, 30U) : body);
-  reply->resize(reply->size() - missing);
-  set_length(reply);
+  send_somehow(link, reply, random_.once_in(2) ? 0 : any_time());
 }
 
 void Faults::deliver_with(Fault fault, Link& link, Bytes reply) {
@@ -414,23 +349,20 @@ void Faults::deliver_with(Fault fault, Link& link, Bytes reply) {
     case Fault::kForeignFrameInstead:
       return send(link, foreign_frame(reply), random_.once_in(2) ? 0 : any_time());
     case Fault::kBrokenHead:
-      break_head(&reply);
+      break_head(random_, &reply);
       return send(link, std::move(reply));
-    case Fault::kWrongNumber: {
-      const bool is_next = random_.once_in(3);
-      store16(reply.data() + wire::kSequenceAt, is_next ? last_number_ + 1U : past_number());
-      return send(link, std::move(reply), is_next || random_.once_in(2) ? 0 : any_time());
-    }
+    case Fault::kWrongNumber:
+      return send_renumbered(link, std::move(reply));
     case Fault::kRefused:
     case Fault::kStatus:
       if (fault == Fault::kRefused) {
-        refuse(&reply);
+        refuse(random_, &reply);
       } else {
-        store16(reply.data() + wire::kStatusAt, 1 + random_.below(0xFFFF));
+        set_status(random_, &reply);
       }
       return send_somehow(link, reply);
     case Fault::kIncomplete:
-      shorten(&reply);
+      shorten(random_, &reply);
       return send_somehow(link, reply);
     case Fault::kTooLong:
       reply = joined(std::move(reply), any_bytes(200));

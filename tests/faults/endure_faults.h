@@ -84,15 +84,13 @@ class Faults : public Peer {
   enum class Joined { kNo, kToNext };
   void send(Link& link, Bytes bytes, int64_t later_us = 0, Ending ending = Ending::kNone, Joined joined = Joined::kNo);
   void send_torn(Link& link, const Bytes& reply);
-  void send_somehow(Link& link, const Bytes& reply);
+  void send_somehow(Link& link, const Bytes& reply, int64_t later_us = 0);
+  void send_renumbered(Link& link, Bytes reply);
   void send_dripped(Link& link, const Bytes& reply);
   void deliver(Link& link, Bytes reply);
   void deliver_with(Fault fault, Link& link, Bytes reply);
   void damage_stream(Fault fault, Link& link, const Bytes& reply);
   void end_connection(Fault fault, Link& link, const Bytes& reply);
-  void break_head(Bytes* reply);
-  void refuse(Bytes* reply);
-  void shorten(Bytes* reply);
   void begin_absence();
   void remember(const Bytes& reply);
 

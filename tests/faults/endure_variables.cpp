@@ -11,7 +11,7 @@ namespace plc_endure {
 namespace {
 
 // Ranges begin at 0: with other lower bounds reads and writes of a host name different elements.
-struct Spec {
+struct Tag {
   const char* name;
   const char* type;
   const char* ranges;
@@ -21,7 +21,7 @@ struct Spec {
   bool in_batch;
 };
 
-constexpr Spec kGlobals[] = {
+constexpr Tag kGlobals[] = {
     {"Constant", "INT", "", 0, "DM", false, true},
     {"Word", "INT", "", 0, "DM", false, true},
     {"Höhe", "UINT", "", 0, "EM", false, true},
@@ -65,7 +65,7 @@ constexpr Spec kGlobals[] = {
 };
 
 // Each program has these, and the global ones of the same names are not meant.
-constexpr Spec kLocals[] = {
+constexpr Tag kLocals[] = {
     {"Count", "INT", "", 0, "DM", false, true},
     {"Total", "DINT", "", 0, "DM", false, true},
     {"Table", "INT", "[0..99]", 0, "DM", false, true},
@@ -80,7 +80,7 @@ constexpr Spec kLocals[] = {
 };
 
 // Indexed variables have no device.
-constexpr Spec kIndexed[] = {
+constexpr Tag kIndexed[] = {
     {"Station[1].Count", "UINT", "", 0, "", false, true},
     {"Station[2].Count", "UINT", "", 0, "", false, true},
     {"Station[3].Rates", "REAL", "[0..9]", 0, "", false, true},
@@ -91,9 +91,9 @@ constexpr uint8_t kMainNumber = 3;
 constexpr uint8_t kMain2Number = 5;
 constexpr size_t kParts = 3;
 
-std::string line_of(const Spec& spec, uint32_t id, Scope scope, bool is_indexed) {
-  std::string line = std::string(spec.name) + "," + spec.type + "," + spec.ranges + "," +
-                     (spec.text_units == 0 ? "" : std::to_string(spec.text_units)) + ",a,b,c," + std::to_string(id);
+std::string line_of(const Tag& tag, uint32_t id, Scope scope, bool is_indexed) {
+  std::string line = std::string(tag.name) + "," + tag.type + "," + tag.ranges + "," +
+                     (tag.text_units == 0 ? "" : std::to_string(tag.text_units)) + ",a,b,c," + std::to_string(id);
   // Without the directory a local variable would be looked for in the other program.
   switch (scope) {
     case Scope::kGlobal:
@@ -106,26 +106,26 @@ std::string line_of(const Spec& spec, uint32_t id, Scope scope, bool is_indexed)
       line += ",0,0," + std::to_string(kMainNumber) + ",MAIN2";
       break;
   }
-  return line + (is_indexed ? "\n" : std::string(",") + spec.device + "0\n");
+  return line + (is_indexed ? "\n" : std::string(",") + tag.device + "0\n");
 }
 
 struct Entry {
-  const Spec* spec;
+  const Tag* tag;
   Scope scope;
   bool is_indexed;
 };
 
 std::vector<Entry> all_entries() {
   std::vector<Entry> entries;
-  for (const Spec& spec : kGlobals) {
-    entries.push_back({&spec, Scope::kGlobal, false});
+  for (const Tag& tag : kGlobals) {
+    entries.push_back({&tag, Scope::kGlobal, false});
   }
-  for (const Spec& spec : kLocals) {
-    entries.push_back({&spec, Scope::kMain, false});
-    entries.push_back({&spec, Scope::kMain2, false});
+  for (const Tag& tag : kLocals) {
+    entries.push_back({&tag, Scope::kMain, false});
+    entries.push_back({&tag, Scope::kMain2, false});
   }
-  for (const Spec& spec : kIndexed) {
-    entries.push_back({&spec, Scope::kGlobal, true});
+  for (const Tag& tag : kIndexed) {
+    entries.push_back({&tag, Scope::kGlobal, true});
   }
   return entries;
 }
@@ -168,7 +168,7 @@ void VariableBook::declare(plc_sim::DirectoryOrder order) {
   uint32_t plain = 0;
   uint32_t indexed = kFirstIndexedId;
   for (const Entry& entry : all_entries()) {
-    text_ += line_of(*entry.spec, entry.is_indexed ? indexed++ : plain++, entry.scope, entry.is_indexed);
+    text_ += line_of(*entry.tag, entry.is_indexed ? indexed++ : plain++, entry.scope, entry.is_indexed);
   }
   const plc_sim::TagFile file = plc_sim::read_tag_text(file_name(), text_);
   for (const plc_sim::TagProblem& problem : file.problems) {
@@ -204,8 +204,8 @@ void VariableBook::add_variable(const plc_sim::Variable& declared, size_t line) 
   variable.bits = declared.tag.type->bits;
   variable.is_array = declared.is_array();
   variable.is_written = line != 0;
-  variable.rewrites_words = entry.spec->rewrites_words;
-  variable.in_batch = entry.spec->in_batch;
+  variable.rewrites_words = entry.tag->rewrites_words;
+  variable.in_batch = entry.tag->in_batch;
   variable.elements = declared.is_text() ? declared.units : declared.elements;
   for (uint32_t i = 0; i < variable.elements; ++i) {
     plc_sim::Place place = store_.element_place(declared, declared.is_text() ? 0 : i);
