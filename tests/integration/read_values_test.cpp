@@ -127,7 +127,7 @@ TEST_F(ReadValues, EveryPrefixOfTheResolveReply_YieldsTheBytesThatCame) {
   const Bytes whole = resolve_reply({kHandle});
   const char* const handles[] = {"00 00 00 01 00 00 00 00", "00 40 00 01 00 00 00 00", "00 40 00 01 11 00 00 00",
                                  "00 40 00 01 11 22 00 00", "00 40 00 01 11 22 33 00", "00 40 00 01 11 22 33 44"};
-  for (size_t length = 1; length <= whole.size(); ++length) {
+  for (size_t length = 1; length <= whole.size() && !HasFailure(); ++length) {
     EXPECT_EQ(values_of(1, plc_test::prefix_of(whole, length), value_reply({0x12, 0x34}), 4), "34 12 00 00");
     const size_t received = length <= 21 ? 0 : length >= 26 ? 5 : length - 21;
     EXPECT_THAT(value_request_, EndsWith(handles[received])) << length;
@@ -139,7 +139,7 @@ TEST_F(ReadValues, EveryPrefixOfTheValueReply_YieldsTheBytesThatCame) {
   write_tags(0, "A,DINT,,,a,b,c,0,1\n");
   const Bytes whole = value_reply(from_hex("12 34 56 78"));
   const char* const values[] = {"00 00 00 00", "00 12 00 00", "34 12 00 00", "34 12 00 56", "34 12 78 56"};
-  for (size_t length = 1; length <= whole.size(); ++length) {
+  for (size_t length = 1; length <= whole.size() && !HasFailure(); ++length) {
     if (length >= 14) {
       EXPECT_EQ(values_of(1, from_hex("01"), plc_test::prefix_of(whole, length), 4), values[length - 14]) << length;
       continue;
@@ -161,6 +161,7 @@ TEST_F(ReadValues, RepliesOfAnyBytes_StayWithinTheHostsBuffer) {
   for (const uint8_t fill : {uint8_t{0x00}, uint8_t{0x01}, uint8_t{0x80}, uint8_t{0xFF}}) {
     for (const size_t length : {1U, 40U, 41U, 500U, 1500U}) {
       for (uint32_t id = 0; id < 5; ++id) {
+        if (HasFailure()) return;
         start_connected({plc_test::answer_raw(Bytes(length, fill)), plc_test::answer_raw(Bytes(length, fill))});
         GuardedBuffer data(sizes[id]);
         EXPECT_EQ(read_id(id, 0, 5, data.data()), length < 14 ? 3U : 0U);
