@@ -58,7 +58,11 @@ def sound_batch(rng, files, tables):
         # One element that is read another way, at times among those that the equal shares leave over.
         at = choose(rng, [(len(elements) - 1, 2), (rng.randrange(len(elements)), 1)])
         elements[at] = dict(elements[at], count=rng.choice((0, 0, 2, 3, 36)))
-    return {"area": area, "size": size, "elements": elements}
+    elif rng.random() < 0.1:
+        # A great count at the end makes the shares so small that what they leave over takes several.
+        elements = elements[:rng.choice((5, 7, 8, 11))]
+        elements[-1] = dict(elements[-1], count=rng.choice((70, 71, 105)))
+    return {"area": area, "size": len(elements), "elements": elements}
 
 
 def bit_write(rng, files, tables):
@@ -87,7 +91,7 @@ def guarded_operation(rng, kind, files, tables, waiting):
         ending = choose(rng, [(None, 4 if size else 0), (FINISH, 1), (RESET, 1)])
         return Operation("stale", seed, settings={"size": size, "ending": ending})
     chosen = rng.choice(("read", "write", "batch")) if kind == "mixed" else kind
-    if pick < 0.5 and chosen in ("batch", "write") and all(tables.get(area) for area in files):
+    if pick < 0.7 and chosen in ("batch", "write") and all(tables.get(area) for area in files):
         settings = (sound_batch if chosen == "batch" else bit_write)(rng, files, tables)
         settings["delay"] = choose(rng, [(0, 30), (3, 10)])
         operation = Operation(chosen, seed, choose(rng, [(20, 60), (0, 1), (0xFFFFFFFF, 0.5)]), settings)
