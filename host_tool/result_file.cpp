@@ -41,9 +41,9 @@ int ResultFile::finish(int code) {
   const int copy = dup(descriptor_);
   if (copy >= 0 && close(copy) != 0 && error_ == 0) error_ = errno;
   if (error_ == 0 || error_ == EPIPE) return code;
-  std::string text = std::string("standard output cannot be written: ") + std::strerror(error_) + "; it ends after " +
-                     std::to_string(written_) + " bytes";
-  if (!ends_a_line_) text += ", within a line";
+  std::string text = std::string("standard output cannot be written: ") + std::strerror(error_) + "; " +
+                     std::to_string(written_) + " bytes were written";
+  if (!ends_a_line_) text += ", the last line is cut off";
   show_message(text);
   return kExitOutput;
 }

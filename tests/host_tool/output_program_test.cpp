@@ -47,7 +47,7 @@ TEST_F(OutputTest, FullDevice_EndsEveryCommand) {
     Child child(words, "/dev/full", path("err"));
     EXPECT_EQ(child.wait(), kOutputCode) << words[1] << " " << words.back();
     EXPECT_EQ(count_of(file_text(path("err")),
-                       "plc-host: standard output cannot be written: No space left on device; it ends after 0 bytes\n"),
+                       "plc-host: standard output cannot be written: No space left on device; 0 bytes were written\n"),
               1U)
         << words[1] << " " << words.back() << "\n"
         << file_text(path("err"));
@@ -70,8 +70,8 @@ TEST_F(OutputTest, DiskThatFillsUp_EndsWatchAndSaysThatARowIsCut) {
   Child child({"/bin/bash", "-c", command}, path("out"), path("err"));
   EXPECT_EQ(child.wait(), kOutputCode);
   EXPECT_NE(file_text(path("err"))
-                .find("plc-host: standard output cannot be written: File too large; it ends after 1024 bytes, within a "
-                      "line\n"),
+                .find("plc-host: standard output cannot be written: File too large; 1024 bytes were written, the last "
+                      "line is cut off\n"),
             std::string::npos)
       << file_text(path("err"));
   EXPECT_EQ(file_text(path("out")).size(), 1024U);

@@ -39,7 +39,7 @@ TEST(ResultFile, FullDevice_HasACodeAndAMessage) {
   std::fputs("a row\n", file.stream());
   EXPECT_FALSE(file.flush());
   EXPECT_EQ(finished(file, kExitOutput),
-            "plc-host: standard output cannot be written: No space left on device; it ends after 0 bytes\n");
+            "plc-host: standard output cannot be written: No space left on device; 0 bytes were written\n");
 }
 
 TEST(ResultFile, FullDevice_IsNoticedAtTheEndAtTheLatest) {
@@ -75,8 +75,9 @@ TEST(ResultFile, RowCutInTwo_IsSaid) {
   setrlimit(RLIMIT_FSIZE, &usual);
   std::fputs("a third row\n", file.stream());
   EXPECT_FALSE(is_written);
-  EXPECT_EQ(finished(file, kExitOutput),
-            "plc-host: standard output cannot be written: File too large; it ends after 10 bytes, within a line\n");
+  EXPECT_EQ(
+      finished(file, kExitOutput),
+      "plc-host: standard output cannot be written: File too large; 10 bytes were written, the last line is cut off\n");
 }
 
 TEST(ResultFile, ClosedDescriptor_IsNoFile) {

@@ -197,8 +197,18 @@ TEST_F(StateTest, ReplyInTwoSegments_IsReadWhole) {
   const Outcome write = ask({"write", "--verify", "--json", "Table=[1,2,3,4,5,6,7,8,9,10]"},
                             {"--sentinel", "--fault=split 200 30 on=resolve"});
   EXPECT_EQ(Json::parse(write.out)["state"], "verified");
+}
+
+TEST_F(StateTest, ValueOfTheContractBuild_IsUnguardedInEveryForm) {
   library_ = PLC_HOST_LIBRARY;
-  EXPECT_EQ(Json::parse(ask({"read", "--json", "Table"}).out)["state"], "unguarded");
+  EXPECT_EQ(words_of(ask({"read", "Speed"}).out)[2], "unguarded");
+  const Json result = Json::parse(ask({"read", "--json", "Speed"}).out);
+  EXPECT_EQ(result["state"], "unguarded");
+  EXPECT_EQ(result["value"], 0);
+  EXPECT_EQ(ask({"watch", "--rounds", "1", "Speed"}).out.substr(13), "unguarded Speed = 0\n");
+  const Outcome csv = ask({"watch", "--rounds", "1", "--csv", "Speed"});
+  EXPECT_EQ(lines_of(csv.out).at(1).substr(24), ",unguarded,,0");
+  EXPECT_EQ(words_of(ask({"write", "Speed=5"}).out)[2], "unguarded");
 }
 
 TEST_F(StateTest, SilentController_IsAskedOnceForAll) {
@@ -220,6 +230,16 @@ TEST_F(StateTest, SilentController_IsAskedOnceForAll) {
   EXPECT_EQ(left_out["state"], "not-read");
   EXPECT_TRUE(left_out["value"].is_null());
   EXPECT_EQ(left_out["reason"], "not read: 127.0.0.1:" + port_ + " does not answer");
+  const Outcome csv =
+      ask({"watch", "--rounds", "1", "--csv", "Speed", "Total"}, {"--fault=no-reply on=read times=always"});
+  const std::string controller = "127.0.0.1:" + port_;
+  EXPECT_EQ(lines_of(csv.out).at(1).substr(24), ",no-answer,Speed: " + controller +
+                                                    ": no answer within 1 s (3); Total: not read: " + controller +
+                                                    " does not answer,,");
+  EXPECT_EQ(lines_of(ask({"watch", "--rounds", "1", "Speed", "Total"}, {"--fault=no-reply on=read times=always"}).out)
+                .at(1)
+                .substr(13, 15),
+            "not-read Total:");
 }
 
 TEST_F(StateTest, SilentController_IsWrittenToOnce) {

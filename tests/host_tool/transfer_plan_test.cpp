@@ -52,6 +52,12 @@ TEST(TransferPlan, BitsInsideWords_AreWrittenOneByOne) {
   EXPECT_EQ(plan(make_entry("S.B", kBool, {{0, 2}}), Direction::kWrite), (Runs{{0, 1}, {1, 1}, {2, 1}}));
 }
 
+TEST(TransferPlan, BitsOnEmWhoseLastRangeEndsAtZero_AreWrittenOneByOneToo) {
+  TagEntry entry = make_entry("B", kBool, {{0, 2}, {0, 0}});
+  entry.device_kind = kEm;
+  EXPECT_EQ(plan(entry, Direction::kWrite), (Runs{{0, 1}, {1, 1}, {2, 1}}));
+}
+
 TEST(TransferPlan, ThreeDimensionalBits_AreWrittenTogetherOutsideStructuresAlone) {
   EXPECT_EQ(plan(make_entry("B", kBool, {{0, 1}, {0, 1}, {0, 1}}), Direction::kWrite), (Runs{{0, 8}}));
   EXPECT_EQ(plan(make_entry("S.B", kBool, {{0, 0}, {0, 1}, {0, 1}}), Direction::kWrite),
