@@ -188,7 +188,7 @@ void Host::expect(const Variable& variable, uint32_t first, uint32_t count, uint
   for (uint32_t i = 0; i < count; ++i) {
     const Spot& spot = variable.spots[first + i];
     if (variable.is_bit()) {
-      const unsigned bit = memory_.word_at(moment, spot.cell) >> spot.bit & 1U;
+      const unsigned bit = unsigned{memory_.word_at(moment, spot.cell)} >> spot.bit & 1U;
       data[i / 8] = static_cast<uint8_t>(data[i / 8] | bit << i % 8);
       continue;
     }

@@ -320,7 +320,7 @@ void Network::transmit(Link& link) {
     }
     link.sent += done;
     if (done < unit.bytes.size() && (count > 0 || errno == EAGAIN)) {
-      unit.bytes.erase(unit.bytes.begin(), unit.bytes.begin() + count);
+      unit.bytes.erase(unit.bytes.begin(), unit.bytes.begin() + static_cast<std::ptrdiff_t>(done));
       link.is_blocked = true;
       return;
     }
