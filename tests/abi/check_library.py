@@ -11,6 +11,7 @@ FOLDER = pathlib.Path(__file__).resolve().parent
 SONAME = "libplc_driver.so.1"
 # Panels with a C library of 2012 load the driver.
 NEWEST_GLIBC = (2, 17)
+VERSION_NODES = ("PLC_DRIVER_1", "PLC_DRIVER_1_1", "PLC_DRIVER_PRIVATE")
 
 
 def readelf(*arguments):
@@ -31,7 +32,7 @@ def check_exports(library):
     expected = set((FOLDER / "exports.txt").read_text(encoding="ascii").split("\n")) - {""}
     found = set()
     for kind, _, defined, name in dynamic_symbols(library):
-        if defined and "@@" in name and name.split("@@")[0] not in ("PLC_DRIVER_1", "PLC_DRIVER_PRIVATE"):
+        if defined and "@@" in name and name.split("@@")[0] not in VERSION_NODES:
             symbol, node = name.split("@@")
             found.add(f"{node} {'object' if kind == 'OBJECT' else 'function'} {symbol}")
         elif defined and kind != "SECTION" and "@" not in name and not name.startswith("PLC_DRIVER_"):
