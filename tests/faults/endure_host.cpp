@@ -104,8 +104,8 @@ void Host::begin_call(std::shared_ptr<WriteCall> call, const std::string& what) 
   rules_.begin_call(std::move(call));
   memory_.begin_call();
   faults_.set_wait_us(conn_.recv_timeout_s * kSecondUs);
-  constexpr int kDrain = 65536;
-  constexpr int kContractDrain = 512;
+  constexpr uint64_t kDrain = 65536;
+  constexpr uint64_t kContractDrain = 512;
   was_clean_ = network_.is_quiet(conn_.socket_fd, library_.is_guarded() ? kDrain : kContractDrain);
   exchanges_before_ = network_.exchanges();
   began_us_ = network_.now_us();

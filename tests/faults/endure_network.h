@@ -97,7 +97,7 @@ class Network {
   Link* link_of(int driver_fd) const;
   // Whether a request on this connection meets nothing of what was sent for earlier ones but bytes that wait already,
   // at most so many.
-  bool is_quiet(int driver_fd, int most_waiting) const;
+  bool is_quiet(int driver_fd, uint64_t most_waiting) const;
 
   // Descriptors that the driver has left open behind it, counted and closed when it connects anew.
   unsigned long left_open() const { return left_open_; }
