@@ -25,7 +25,12 @@ constexpr const char* kTags =
     "Step,INT,,,a,b,c,13,0,1,4,Main\n"                       // 13
     "Count,INT,,,a,b,c,14,0,1,4,Main\n"                      // 14
     "Other,INT,,,a,b,c,15,0,1,4,Second\n"                    // 15
-    "Deep,INT,,,a,b,c,16,0,1,4,Main2\n";                     // 16
+    "Deep,INT,,,a,b,c,16,0,1,4,Main2\n"                      // 16
+    "Named,INT,,,a,b,c,17,1,0,4,Main\n"                      // 17: a global one's program is not looked at
+    "Named2,INT,,,a,b,c,18,1,0,4,Main2\n"                    // 18
+    "Numbered,INT,,,a,b,c,19,0,1,5,Main\n"                   // 19
+    "EmGrid,BOOL,[0..3_0..3],,a,b,c,20,1,0,0,,EM\n"          // 20
+    "EmCube,BOOL,[0..1_0..1_0..1],,a,b,c,21,1,0,0,,EM\n";    // 21
 enum Id : uint32_t {
   kWordId,
   kTable,
@@ -43,7 +48,12 @@ enum Id : uint32_t {
   kStep,
   kCount,
   kOther,
-  kDeep
+  kDeep,
+  kNamed,
+  kNamed2,
+  kNumbered,
+  kEmGrid,
+  kEmCube
 };
 
 class RefusedCalls : public GuardedTest {
@@ -100,6 +110,28 @@ TEST_F(BatchLimits, GlobalAndLocal_AreRefused) {
   expect_refused_batch({element(kStep), element(kStep), element(kWordId)}, kScopes);
 }
 
+TEST_F(BatchLimits, GlobalAndLocalUnderOneName_AreRefused) {
+  connect();
+  expect_refused_batch({element(kStep), element(kNamed)}, kScopes);
+  expect_refused_batch({element(kNamed), element(kStep)}, kScopes);
+}
+
+TEST_F(BatchLimits, GlobalUnderTwoNames_AreRead) {
+  connect();
+  EXPECT_EQ(read_batch({element(kNamed), element(kNamed2), element(kWordId)}), kOk) << output_;
+}
+
+TEST_F(BatchLimits, OneProgramUnderTwoNumbersOfTheFile_IsRefusedUnlessTheControllerHasIt) {
+  connect();
+  expect_refused_batch({element(kStep), element(kNumbered)}, kScopes);
+}
+
+TEST_F(BatchLimits, OneProgramUnderTwoNumbersOfTheFile_IsReadByTheControllersOwn) {
+  connect_with(1, program(7, "Main"));
+  EXPECT_EQ(read_batch({element(kStep), element(kNumbered)}), kOk) << output_;
+  EXPECT_EQ(program_asked(), 7);
+}
+
 TEST_F(BatchLimits, TwoPrograms_AreRefused) {
   connect_with(2, program(7, "Main") + program(9, "Second"));
   expect_refused_batch({element(kStep), element(kOther)}, kScopes);
@@ -125,7 +157,9 @@ TEST_F(BatchLimits, Of8And64Bits_AreRefused) {
 
 TEST_F(BatchLimits, EmBoolArray_IsRefusedAlsoAlone) {
   connect();
-  expect_refused_batch({element(kEmBits)}, kEm);
+  for (const uint32_t id : {kEmBits, kEmGrid, kEmCube}) {
+    expect_refused_batch({element(id)}, kEm);
+  }
   expect_refused_batch({element(kWordId), element(kEmBits, 3)}, kEm);
 }
 
@@ -219,9 +253,11 @@ TEST_F(ProgramChoice, NoBeginning_LeavesTheNumberOfTheFile) {
 }
 
 TEST_F(ProgramChoice, GlobalVariable_NeedsNone) {
-  connect_with(2, program(7, "") + program(9, ""));
-  EXPECT_EQ(read(kWordId), kOk);
-  EXPECT_EQ(write(kWordId, from_hex("01 00")), kOk);
+  connect_with(3, program(7, "") + program(9, "") + program(11, "Ma"));
+  for (const uint32_t id : {kWordId, kNamed, kNamed2}) {
+    EXPECT_EQ(read(id), kOk);
+    EXPECT_EQ(write(id, from_hex("01 00")), kOk);
+  }
 }
 
 using BitWriteLimits = RefusedCalls;

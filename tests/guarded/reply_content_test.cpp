@@ -1,6 +1,7 @@
 // What the guarded build wants inside a reply: no refusal, every name, exactly the values asked for, every program.
 #include "guarded/guarded_fixture.h"
 #include "plc_driver/driver_state.h"
+#include "plc_driver/protocol/connection.h"
 
 namespace plc_test {
 namespace {
@@ -186,6 +187,17 @@ TEST_F(GuardedValues, OfTheWordAroundABit_AreCounted) {
   EXPECT_TRUE(socket_.is_open());
 }
 
+// Each name of a run is asked for with the length of the run.
+TEST_F(GuardedValues, OfARunOfStrings_AreNotStoredOutOfPlace) {
+  expect_kept(read_batch({element(kText, 0), element(kText, 1), element(kWordId)}), kNoConnect,
+              "[PLC] guard: 8 bytes of values, 4 were asked for\r\n");
+  for (const BatchReadRequest& element : elements_) {
+    EXPECT_EQ(element.value, 0x77777777U);
+  }
+  EXPECT_EQ(read_batch({element(kText, 0), element(kText, 2), element(kWordId)}), kOk);
+  EXPECT_EQ(elements_[2].value, 0x1236U);
+}
+
 TEST_F(GuardedValues, Of8Bits_LeaveTheBufferAlone) { expect_kept(read(kHalf), kFailed, ""); }
 
 class GuardedDirectory : public GuardedTest {
@@ -233,7 +245,7 @@ TEST_F(GuardedDirectory, NamelessRecord_NeedsItsNumber) {
   EXPECT_EQ(plc::LocalInfo[0].number, 9U);
 }
 
-TEST_F(GuardedDirectory, ProgramsThatAreNotKept_MustBeThereToo) {
+TEST_F(GuardedDirectory, MoreThan50Programs_AreAllThereAndKept) {
   Bytes records;
   for (unsigned i = 0; i < 59; ++i) {
     records = records + record(static_cast<uint8_t>(i), "P");
@@ -242,7 +254,7 @@ TEST_F(GuardedDirectory, ProgramsThatAreNotKept_MustBeThereToo) {
   EXPECT_EQ(read(kWordId), kNoConnect);
   use_directory(Bytes{60} + records + record(59, "P"));
   EXPECT_EQ(read(kWordId), kOk) << output_;
-  EXPECT_EQ(plc::localNum, 50U);
+  EXPECT_EQ(plc::localNum, 60U);
 }
 
 }  // namespace

@@ -95,6 +95,7 @@ long TimedSocket::on_receive(uint8_t* bytes, size_t length, bool is_peek) {
     errno = EAGAIN;
     return -1;
   }
+  now_us_ += receive_takes_ms * kMillisecondUs;
   Arrival& next = arrivals_.front();
   if (next.kind == Arrival::Kind::kClose) {
     return 0;
@@ -148,6 +149,9 @@ int __wrap_setsockopt(int, int, int, const void*, socklen_t) { return 0; }
 int __wrap_fcntl(int, int, ...) { return 0; }
 
 int __wrap_select(int count, fd_set* readable, fd_set*, fd_set*, timeval* timeout) {
+  if (timeout->tv_sec < 0 || timeout->tv_usec < 0 || timeout->tv_usec >= plc_test::kSecondUs) {
+    std::abort();  // no time that select takes
+  }
   const int ready =
       socket_of(count - 1).on_select(int64_t{timeout->tv_sec} * plc_test::kSecondUs + int64_t{timeout->tv_usec});
   if (ready == 0) {
@@ -156,7 +160,10 @@ int __wrap_select(int count, fd_set* readable, fd_set*, fd_set*, timeval* timeou
   return ready;
 }
 
-ssize_t __wrap_send(int descriptor, const void* bytes, size_t length, int) {
+ssize_t __wrap_send(int descriptor, const void* bytes, size_t length, int flags) {
+  if (flags != 0) {
+    std::abort();
+  }
   if (descriptor < 0) {
     errno = EBADF;
     return -1;
@@ -165,7 +172,10 @@ ssize_t __wrap_send(int descriptor, const void* bytes, size_t length, int) {
 }
 
 ssize_t __wrap_recv(int descriptor, void* bytes, size_t length, int flags) {
-  return socket_of(descriptor).on_receive(static_cast<uint8_t*>(bytes), length, (flags & MSG_PEEK) != 0);
+  if (flags != 0 && flags != (MSG_PEEK | MSG_DONTWAIT)) {
+    std::abort();  // other bytes, or a wait that may not end
+  }
+  return socket_of(descriptor).on_receive(static_cast<uint8_t*>(bytes), length, flags != 0);
 }
 
 int __wrap_close(int descriptor) {

@@ -1,6 +1,7 @@
 // The guarded driver's socket and clock as a script: bytes, ends and errors that come at stated times, without waiting.
 //
-// The linker sends the driver's socket calls and its look at the clock here. Time passes only in select.
+// The linker sends the driver's socket calls and its look at the clock here. Time passes only in select, and in
+// receives where a test says so.
 #ifndef TESTS_GUARDED_TIMED_SOCKET_H
 #define TESTS_GUARDED_TIMED_SOCKET_H
 
@@ -48,6 +49,7 @@ class TimedSocket {
 
   const std::vector<Bytes>& requests() const { return requests_; }
   int64_t now_ms() const { return now_us_ / 1000; }
+  void set_now_us(int64_t now_us) { now_us_ = now_us; }
   int connects() const { return connects_; }
   int closes() const { return closes_; }
   bool is_open() const { return connects_ > closes_; }
@@ -70,6 +72,8 @@ class TimedSocket {
   bool fail_select = false;
   // The next send fails.
   bool fail_send = false;
+  // Each receive takes this long.
+  int64_t receive_takes_ms = 0;
 
  private:
   void note(const char* call);

@@ -5,6 +5,7 @@
 #include "guarded/guarded_fixture.h"
 #include "plc_driver/protocol/connection.h"
 #include "plc_driver/protocol/transaction.h"
+#include "support/captured_output.h"
 
 namespace plc_test {
 namespace {
@@ -100,6 +101,57 @@ TEST_F(GuardedReply, LastPieceBehindTheWait_IsCutOff) {
   EXPECT_EQ(conn_.socket_fd, -1);
 }
 
+// The clock's parts of a second at the send and at the look behind the piece: less, more, the same.
+TEST_F(GuardedReply, WaitAcrossTheSecondsOfTheClock_IsNeitherLongerNorShorter) {
+  for (const int64_t start_us : {5000000, 5000001, 5600000, 5999999}) {
+    for (const int64_t piece_ms : {1, 400, 500, 1000, 1400, 1999}) {
+      if (!socket_.is_open()) {
+        heal();
+        ASSERT_EQ(read(0), kOk) << output_;
+        output_.clear();
+      }
+      socket_.set_now_us(start_us);
+      answer(kResolve, [&](const Bytes& request) {
+        return std::vector<Arrival>{piece(prefix_of(healthy_reply(request), 1), piece_ms)};
+      });
+      EXPECT_EQ(read(0), kFailed);
+      EXPECT_EQ(socket_.now_us() - start_us, kWaitMs * 1000) << start_us << " " << piece_ms;
+      EXPECT_EQ(take_output(), "[PLC] guard: reply cut off, 1 bytes in time\r\n");
+    }
+  }
+}
+
+TEST_F(GuardedReply, ReceiveThatOutlastsTheWait_IsFollowedByOneLook) {
+  for (const int64_t takes_ms : {kWaitMs, kWaitMs + 1, kWaitMs + 999, kWaitMs + 1000, kWaitMs + 1001, 3 * kWaitMs}) {
+    buffer_ = GuardedBuffer(16, 0x77);
+    answer(kResolve, [&](const Bytes& request) {
+      socket_.receive_takes_ms = takes_ms;
+      return std::vector<Arrival>{piece(prefix_of(healthy_reply(request), 20))};
+    });
+    const int64_t start = socket_.now_ms();
+    EXPECT_EQ(read(0), kFailed);
+    socket_.receive_takes_ms = 0;
+    EXPECT_EQ(socket_.now_ms() - start, takes_ms);
+    EXPECT_EQ(take_output(), "[PLC] guard: reply cut off, 20 bytes in time\r\n");
+    EXPECT_EQ(socket_.calls(), "select send select recv select close");
+    heal();
+    connect();
+  }
+}
+
+TEST_F(GuardedReply, RestThatHasComeWhenTheTimeIsUp_IsTaken) {
+  answer(kResolve, [&](const Bytes& request) {
+    socket_.receive_takes_ms = kWaitMs;
+    const Bytes reply = healthy_reply(request);
+    return std::vector<Arrival>{piece(prefix_of(reply, 20)), piece(Bytes(reply.begin() + 20, reply.end()), 1)};
+  });
+  answer(kValues, [&](const Bytes& request) {
+    socket_.receive_takes_ms = 0;
+    return std::vector<Arrival>{piece(healthy_reply(request))};
+  });
+  expect_good_read();
+}
+
 TEST_F(GuardedReply, Missing_TimesOut) {
   const int64_t start = socket_.now_ms();
   answer(kValues, [](const Bytes&) { return std::vector<Arrival>{}; });
@@ -171,6 +223,26 @@ TEST_F(GuardedReply, LateOneOfTheLargestSize_IsDropped) {
   expect_good_read("[PLC] guard: 1 late replies dropped\r\n");
 }
 
+TEST_F(GuardedReply, LateOnesThatFillTheBufferTwice_LeaveRoomForItsEnd) {
+  answer(kValues, [&](const Bytes& request) {
+    const Bytes late = foreign(reply_to(request, Bytes(4082, 0xEE)));
+    const Bytes all = late + late + late + healthy_reply(request);
+    return std::vector<Arrival>{piece(prefix_of(all, 2000)), piece(Bytes(all.begin() + 2000, all.end()), 1)};
+  });
+  expect_good_read("[PLC] guard: 3 late replies dropped\r\n");
+}
+
+TEST_F(GuardedReply, SequenceOneBitApart_IsLate) {
+  for (const size_t bit : {0U, 7U, 8U, 15U}) {
+    answer(kValues, [&](const Bytes& request) {
+      Bytes late = healthy_reply(request);
+      late[9 - bit / 8] = static_cast<uint8_t>(late[9 - bit / 8] ^ 1U << bit % 8);
+      return std::vector<Arrival>{piece(late + healthy_reply(request))};
+    });
+    expect_good_read("[PLC] guard: 1 late replies dropped\r\n");
+  }
+}
+
 TEST_F(GuardedReply, OtherHighByteOfTheSequence_IsLateToo) {
   answer(kValues, [&](const Bytes& request) {
     return std::vector<Arrival>{piece(with_byte(healthy_reply(request), 8, 1) + healthy_reply(request))};
@@ -238,6 +310,15 @@ TEST_F(GuardedReply, Of4096Bytes_IsTaken) {
   answer(kWrite, [](const Bytes& request) { return std::vector<Arrival>{piece(reply_to(request, Bytes(4082, 0)))}; });
   EXPECT_EQ(write(0, from_hex("34 12")), kOk);
   EXPECT_EQ(socket_.calls(), "select send select recv select send select recv peek");
+}
+
+TEST_F(GuardedReply, Of4096BytesBeforeTheEndOfTheConnection_IsTaken) {
+  answer(kWrite, [](const Bytes& request) {
+    return std::vector<Arrival>{piece(reply_to(request, Bytes(4082, 0))), orderly_close()};
+  });
+  EXPECT_EQ(write(0, from_hex("34 12")), kOk);
+  EXPECT_EQ(take_output(), "");
+  expect_failed_read("[PLC] guard: connection closed by the controller\r\n");
 }
 
 TEST_F(GuardedReply, Of4097Bytes_IsTooLong) {
@@ -314,6 +395,12 @@ TEST_F(GuardedDrain, EverythingThatWaits_IsDiscarded) {
   }
 }
 
+TEST_F(GuardedDrain, TakesNoTime) {
+  const int64_t start_us = socket_.now_us();
+  EXPECT_EQ(EmptyBuffer(TimedSocket::kDescriptor), 0);
+  EXPECT_EQ(socket_.now_us(), start_us);
+}
+
 TEST_F(GuardedDrain, MoreThan65536Bytes_Fail) {
   socket_.leave_waiting(piece(Bytes(65537, 0x5A)));
   expect_failed_read("[PLC] guard: more than 65536 bytes waited before the request\r\n");
@@ -355,6 +442,74 @@ TEST_F(GuardedDrain, ByItself_ReturnsZeroOrMinusOne) {
   EXPECT_EQ(EmptyBuffer(TimedSocket::kDescriptor), 0);
   socket_.leave_waiting(orderly_close());
   EXPECT_EQ(EmptyBuffer(TimedSocket::kDescriptor), -1);
+}
+
+// The calls under the exchange by themselves.
+class GuardedTransaction : public GuardedReply {
+ protected:
+  // Of a request and the reply to it.
+  int transact(const Bytes& request, const Bytes& reply) {
+    socket_.answer_each([&](const Bytes&) { return std::vector<Arrival>{piece(reply)}; });
+    int result = 0;
+    output_ += capture_output([&] {
+      result = TransRecvSockBuff(request.data(), static_cast<uint32_t>(request.size()), reply_.data(), &reply_length_,
+                                 &conn_);
+    });
+    return result;
+  }
+
+  int send(const Bytes& bytes) {
+    socket_.answer_each({});
+    int result = 0;
+    output_ += capture_output([&] { result = send_e(bytes.data(), static_cast<uint32_t>(bytes.size()), &conn_); });
+    return result;
+  }
+
+  Bytes reply_ = Bytes(4096, 0);
+  int32_t reply_length_ = 77;
+};
+
+TEST_F(GuardedTransaction, Answer_IsZeroWithItsLength) {
+  const Bytes reply = from_hex("00 00 00 05 FF FF FF FA 12 34 56 78 00 00 2A");
+  EXPECT_EQ(transact(from_hex("00 00 00 02 FF FF FF FD 12 34 56 78"), reply), 0);
+  EXPECT_EQ(reply_length_, 15);
+  EXPECT_EQ(to_hex(prefix_of(reply_, 15)), to_hex(reply));
+}
+
+TEST_F(GuardedTransaction, RequestWithoutAWholeHead_CountsAsNumberedZero) {
+  const Bytes reply = from_hex("00 00 00 04 FF FF FF FB 00 00 00 00 00 00");
+  EXPECT_EQ(transact(from_hex("00 00 00 01 FF FF FF FE 12 34 56"), reply), 0);
+  EXPECT_EQ(transact({}, reply), 0);
+}
+
+TEST_F(GuardedTransaction, NoAnswer_IsMinusOneAndLeavesTheLength) {
+  EXPECT_EQ(transact(from_hex("00 00 00 02 FF FF FF FD 12 34 56 78"), {}), -1);
+  EXPECT_EQ(reply_length_, 77);
+  EXPECT_EQ(conn_.socket_fd, -1);
+}
+
+TEST_F(GuardedTransaction, RequestThatIsNotSent_IsMinusOne) {
+  socket_.fail_send = true;
+  EXPECT_EQ(transact(from_hex("00 00 00 02 FF FF FF FD 12 34 56 78"), {}), -1);
+  EXPECT_EQ(take_output(), "send error\n");
+}
+
+TEST_F(GuardedTransaction, Send_GivesTheBytesSent) {
+  EXPECT_EQ(send(from_hex("01 02 03")), 3);
+  EXPECT_EQ(send({}), 0);
+  EXPECT_TRUE(socket_.is_open());
+}
+
+TEST_F(GuardedTransaction, SendThatFails_IsMinusOne) {
+  socket_.fail_send = true;
+  EXPECT_EQ(send({1}), -1);
+  EXPECT_EQ(conn_.socket_fd, -1);
+}
+
+TEST_F(GuardedTransaction, SendBehindTheEndOfTheConnection_IsMinusOne) {
+  socket_.leave_waiting(orderly_close());
+  EXPECT_EQ(send({1}), -1);
+  EXPECT_EQ(conn_.socket_fd, -1);
 }
 
 class GuardedConnect : public GuardedTest {
@@ -411,9 +566,7 @@ TEST_F(GuardedConnect, AnotherDevice_IsNoConnection) {
 
 TEST_F(GuardedConnect, Refused_IsNoConnection) {
   socket_.connect_error = ECONNREFUSED;
-  socket_.leave_waiting(receive_error(ENOTCONN));
-  expect_no_connection("[PLC] guard: connect refused\r\n[PLC] guard: connection lost, error " +
-                       std::to_string(ENOTCONN) + "\r\n");
+  expect_no_connection("[PLC] guard: connect refused\r\nsend error\n");
 }
 
 TEST_F(GuardedConnect, NoRoute_IsNoConnection) {
@@ -423,17 +576,13 @@ TEST_F(GuardedConnect, NoRoute_IsNoConnection) {
     output_.clear();
     plc::close_connection(&conn_);
     socket_.connect_error = error;
-    socket_.leave_waiting(receive_error(ENOTCONN));
-    expect_no_connection("[PLC] guard: no route to the controller\r\n[PLC] guard: connection lost, error " +
-                         std::to_string(ENOTCONN) + "\r\n");
+    expect_no_connection("[PLC] guard: no route to the controller\r\nsend error\n");
   }
 }
 
 TEST_F(GuardedConnect, OtherError_IsTold) {
   socket_.connect_error = EACCES;
-  socket_.leave_waiting(receive_error(ENOTCONN));
-  expect_no_connection("[PLC] guard: connect failed, error " + std::to_string(EACCES) +
-                       "\r\n[PLC] guard: connection lost, error " + std::to_string(ENOTCONN) + "\r\n");
+  expect_no_connection("[PLC] guard: connect failed, error " + std::to_string(EACCES) + "\r\nsend error\n");
 }
 
 }  // namespace
