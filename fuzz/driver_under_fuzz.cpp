@@ -5,8 +5,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
-#include "memory_transport.h"
+#include "memory_files.h"
 #include "plc_driver/driver_state.h"
 #include "plc_driver/tags/tag_file.h"
 #include "plc_driver/tags/tag_table.h"
@@ -68,10 +69,12 @@ void connect_driver() {
   connection.socket_fd = 5;
 }
 
-void start_driver() {
+void start_driver() { start_driver(all_tags()); }
+
+void start_driver(std::string tags) {
   if (freopen("/dev/null", "w", stdout) == nullptr) abort();
   restart_driver();
-  set_tag_file(all_tags());
+  set_tag_file(std::move(tags));
   connect_driver();
   uint8_t data[8] = {};
   RegRequest request = {0, 0, 0, 0};

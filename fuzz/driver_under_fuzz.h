@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "plc_driver.h"
 
@@ -12,7 +13,10 @@ namespace fuzz {
 // Leaves it connected.
 void start_driver();
 
-// Number of records in that file.
+// The same with this tag file.
+void start_driver(std::string tags);
+
+// Number of records in the tag file.
 uint32_t tag_count();
 
 // Forgets and frees the loaded tag files and sets the driver up anew, not connected.

@@ -3,14 +3,11 @@
 
 #include <errno.h>
 #include <netinet/in.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 
 #include <cstring>
-
-#include <utility>
 
 namespace fuzz {
 namespace {
@@ -22,7 +19,6 @@ constexpr size_t kReceiveLimit = 4096;
 enum Event : uint8_t { kSelectFails = 251, kTimeOut, kNotReady, kReceiveFails, kClosed };
 
 Input* replies;
-std::string tag_file;
 uint64_t requests;
 uint8_t event;
 volatile uint32_t check_sum;
@@ -55,8 +51,6 @@ size_t fill_reply(uint8_t* out) {
 }  // namespace
 
 void feed_replies(Input* input) { replies = input; }
-
-void set_tag_file(std::string text) { tag_file = std::move(text); }
 
 uint64_t sent_requests() { return requests; }
 
@@ -104,17 +98,5 @@ ssize_t __wrap_recv(int, void* bytes, size_t length, int) {
   }
   if (event == kClosed || length < kReceiveLimit) return 0;
   return static_cast<ssize_t>(fill_reply(static_cast<uint8_t*>(bytes)));
-}
-
-FILE* __real_fopen(const char* path, const char* mode);
-
-FILE* __wrap_fopen(const char* path, const char* mode) {
-  // The fuzzing engine writes its findings through the same call.
-  if (strncmp(path, "PLC", 3) != 0) return __real_fopen(path, mode);
-  if (tag_file.empty()) {  // fmemopen takes no empty buffer on every C library
-    errno = ENOENT;
-    return nullptr;
-  }
-  return fmemopen(tag_file.data(), tag_file.size(), "r");
 }
 }

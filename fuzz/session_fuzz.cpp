@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "driver_under_fuzz.h"
+#include "memory_files.h"
 #include "memory_transport.h"
 #include "plc_driver/driver_state.h"
 

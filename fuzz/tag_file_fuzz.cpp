@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "driver_under_fuzz.h"
+#include "memory_files.h"
 #include "memory_transport.h"
 #include "plc_driver/driver_state.h"
 #include "plc_driver/tags/tag_lookup.h"
