@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
   fuzz::connect_driver();
   const uint32_t result = KV8000_get_localMSG(fuzz::context());
   if (result != PLC_OK && result != PLC_FAILED) abort();
-  if (plc::localNum > plc::kDirectoryRecords) abort();
+  if (plc::localNum > plc::directory_capacity) abort();
   for (uint32_t i = 0; i < plc::localNum; ++i) {
     if (memchr(plc::LocalInfo[i].name, 0, sizeof plc::LocalInfo[i].name) == nullptr) abort();
   }

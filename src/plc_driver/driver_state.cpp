@@ -11,7 +11,6 @@ CommSettings* tcp_settings;
 uint8_t EmptyBuff[512];
 fd_set stored_sockets;
 
-LocalRecord LocalInfo[kDirectoryRecords];
 uint32_t localNum;
 
 TagTable g_plc_tags;

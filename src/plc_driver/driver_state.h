@@ -34,7 +34,6 @@ struct ReadItem {
   uint32_t element;
 };
 
-constexpr uint32_t kDirectoryRecords = 50;
 constexpr uint32_t kStringRecords = 50;
 constexpr uint32_t kBatchSlots = 100;
 constexpr uint32_t kGroupIds = 2048;
@@ -50,8 +49,9 @@ extern uint8_t EmptyBuff[512];      // stale input ends here, never read
 extern fd_set stored_sockets;       // descriptors that the driver stored in a context and has not closed
 
 // Directory of the controller's programs; written at each connect, never cleared.
-extern LocalRecord LocalInfo[kDirectoryRecords];
-extern uint32_t localNum;  // records of the last directory, at most kDirectoryRecords
+extern LocalRecord LocalInfo[];
+extern const uint32_t directory_capacity;  // records that it holds: 50; guarded: all that a directory can announce
+extern uint32_t localNum;                  // records of the last directory, at most directory_capacity
 
 // Tag files. The list is emptied by ev_plc_init; the group numbers stay.
 extern TagTable g_plc_tags;                // its link pair is the list's head

@@ -22,7 +22,8 @@ VARYING = [
     (r"\d+\.\d+ / \d+\.\d+ / \d+\.\d+ ms", "T / T / T ms", "round-trip times"),
     (r"\b\d+\.\d\d ms\b *", "T ms ", "the time of an exchange"),
     (r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z", "TIME", "the time of day"),
-    (r"^TIME,\d+$", "TIME,VALUE", "what moves is at another place each time"),
+    (r"\b\d\d:\d\d:\d\d\.\d{3}\b", "TIME", "the time of day"),
+    (r"^TIME,good,,\d+$", "TIME,good,,VALUE", "what moves is at another place each time"),
 ]
 
 

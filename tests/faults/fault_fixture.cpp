@@ -11,11 +11,10 @@
 #include "plc_driver/driver_state.h"
 #include "plc_driver/tags/tag_file.h"
 #include "plc_driver/tags/tag_table.h"
+#include "support/driver_build.h"
 
 namespace plc_test {
 namespace {
-
-constexpr uint32_t kReplyWaitS = 10;  // far above what the peer takes; tests of time-outs set their own
 
 // A word, a bit inside a word, and a group of indexed words.
 constexpr const char* kTags =
@@ -45,7 +44,7 @@ FaultFixture::FaultFixture() {
   folder_.write("PLC7F000001_0.csv", kTags);
   settings_.ip_address = kLoopbackAddress;
   settings_.tcp_port = peer_.port();
-  conn_.recv_timeout_s = kReplyWaitS;
+  conn_.recv_timeout_s = reply_wait_s();
   start_over();
 }
 
@@ -57,7 +56,7 @@ FaultFixture::~FaultFixture() {
 void FaultFixture::start_over() {
   close_stored_sockets();
   free_tables();
-  std::memset(plc::LocalInfo, 0, sizeof plc::LocalInfo);
+  std::memset(plc::LocalInfo, 0, plc::directory_capacity * sizeof plc::LocalInfo[0]);
   plc::localNum = 0;
   conn_.socket_fd = -1;
   conn_.delay_ms = 0;

@@ -188,12 +188,21 @@ TEST_F(GuardedValues, OfTheWordAroundABit_AreCounted) {
 }
 
 // Each name of a run is asked for with the length of the run.
-TEST_F(GuardedValues, OfARunOfStrings_AreNotStoredOutOfPlace) {
+TEST_F(GuardedValues, BehindARunOfStrings_AreNotStoredOutOfPlace) {
   expect_kept(read_batch({element(kText, 0), element(kText, 1), element(kWordId)}), kNoConnect,
               "[PLC] guard: 8 bytes of values, 4 were asked for\r\n");
   for (const BatchReadRequest& element : elements_) {
     EXPECT_EQ(element.value, 0x77777777U);
   }
+}
+
+TEST_F(GuardedValues, OfARunOfStringsAtTheEnd_AreStored) {
+  EXPECT_EQ(read_batch({element(kWordId), element(kText, 0), element(kText, 1)}), kOk);
+  EXPECT_EQ(elements_[0].value, 0x1234U);
+  EXPECT_EQ(elements_[1].value, elements_[2].value);
+}
+
+TEST_F(GuardedValues, BehindASingleString_AreStored) {
   EXPECT_EQ(read_batch({element(kText, 0), element(kText, 2), element(kWordId)}), kOk);
   EXPECT_EQ(elements_[2].value, 0x1236U);
 }

@@ -17,11 +17,6 @@
 namespace plc_test {
 namespace {
 
-constexpr uint32_t kReplyWaitS = 10;  // far above what the scripted peer takes; tests of time-outs set their own
-
-// Under the check of the differences tests wait in vain for what the guarded build does not take.
-uint32_t reply_wait_s() { return is_guarded() && expects_contract() ? 1 : kReplyWaitS; }
-
 // As at load, so that no test sees what another left.
 void reset_driver_state() {
   plc::init = 0;
@@ -30,7 +25,7 @@ void reset_driver_state() {
   plc::sid = 0;
   plc::tcp_settings = nullptr;
   std::memset(plc::EmptyBuff, 0, sizeof plc::EmptyBuff);
-  std::memset(plc::LocalInfo, 0, sizeof plc::LocalInfo);
+  std::memset(plc::LocalInfo, 0, plc::directory_capacity * sizeof plc::LocalInfo[0]);
   plc::localNum = 0;
   init_tag(&plc::g_plc_tags);
   std::memset(plc::groupID_table, 0, sizeof plc::groupID_table);

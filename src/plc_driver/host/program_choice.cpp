@@ -1,22 +1,23 @@
 // The program of a local variable in the guarded build: an exact name wins, an ambiguous beginning is refused.
 #include "plc_driver/host/program_choice.h"
 
-#include "plc_driver/guard_lines.h"
+#include <cstring>
 
 namespace plc {
 
-const LocalRecord* choose_whole_program(const char* scope_name) {
-  const LocalRecord* whole = match_scope_whole(LocalInfo, localNum, scope_name);
-  return whole != nullptr ? whole : match_scope_prefix(LocalInfo, localNum, scope_name);
-}
-
-bool has_clear_program(const TagEntry& entry) {
-  if (entry.is_global == 1 || match_scope_whole(LocalInfo, localNum, entry.scope_name) != nullptr ||
-      count_scope_prefixes(LocalInfo, localNum, entry.scope_name) <= 1) {
-    return true;
+bool find_program(const char* scope_name, const LocalRecord** program) {
+  uint32_t beginnings = 0;
+  *program = nullptr;
+  for (uint32_t i = 0; i < localNum; ++i) {
+    const LocalRecord& record = LocalInfo[i];
+    const size_t length = strlen(record.name);
+    if (strncmp(scope_name, record.name, length) != 0) continue;
+    const bool is_whole = scope_name[length] == '\0';
+    if (is_whole || beginnings == 0) *program = &record;
+    if (is_whole) return true;
+    ++beginnings;
   }
-  print_guard("program of the variable is ambiguous");
-  return false;
+  return beginnings <= 1;
 }
 
 }  // namespace plc

@@ -43,7 +43,8 @@ void set_options(int socket_fd) {
 }
 
 // Waits for a connect that is under way. The line to print when that fails, else null. The connect's own result is not
-// asked for: a refused connect still counts as connected, and the first exchange reports it (D16).
+// asked for: a refused connect still counts as connected, and the first exchange reports it (D16). Guarded, it is left
+// in errno.
 const char* wait_connected(int socket_fd) {
   if (!is_selectable(socket_fd)) return "select error";
   fd_set readable;
@@ -54,13 +55,12 @@ const char* wait_connected(int socket_fd) {
   const int ready = select(socket_fd + 1, &readable, &writable, nullptr, &timeout);
   if (ready == -1) return "select error";
   if (ready == 0) return "select time out ";
+  if constexpr (kGuarded) errno = 0;
   if (!FD_ISSET(socket_fd, &readable) && !FD_ISSET(socket_fd, &writable)) return nullptr;
   int pending_error = 0;
   socklen_t length = sizeof pending_error;
   const int asked = getsockopt(socket_fd, SOL_SOCKET, SO_ERROR, &pending_error, &length);
-  if constexpr (kGuarded) {
-    if (asked == 0 && pending_error != 0) print_connect_error(pending_error);
-  }
+  if constexpr (kGuarded) errno = pending_error;
   return asked < 0 ? "getsockopt error" : nullptr;
 }
 
@@ -111,9 +111,8 @@ int SetupTCPComm(ConnContext* conn, uint32_t ip, int tcp_port) {
   fcntl(socket_fd, F_SETFL, flags | O_NONBLOCK);
   set_options(socket_fd);
   const int connected = ev_connect(socket_fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  if constexpr (kGuarded) {
-    if (connected < 0 && errno != EINPROGRESS) print_connect_error(errno);
-  }
+  int connect_error = 0;
+  if constexpr (kGuarded) connect_error = connected < 0 && errno != EINPROGRESS ? errno : 0;
   if (connected < 0 && errno == EINPROGRESS) {
     const char* failure = wait_connected(socket_fd);
     if (failure != nullptr) {
@@ -121,9 +120,16 @@ int SetupTCPComm(ConnContext* conn, uint32_t ip, int tcp_port) {
       close_socket(socket_fd);
       return -1;
     }
+    if constexpr (kGuarded) connect_error = errno;
   }
   fcntl(socket_fd, F_SETFL, flags);
   store_socket(conn, socket_fd);
+  if constexpr (kGuarded) {
+    if (connect_error != 0) {
+      print_connect_error(connect_error);
+      close_connection(conn);  // so that the first exchange has nothing to send on
+    }
+  }
   return 0;
 }
 

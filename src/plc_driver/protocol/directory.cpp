@@ -9,6 +9,12 @@
 #include "plc_driver/text/utf16.h"
 
 namespace plc {
+
+// Guarded, no program may be unknown: the exact name that a variable needs could be the last one.
+constexpr uint32_t kDirectoryRecords = kGuarded ? 255 : 50;
+LocalRecord LocalInfo[kDirectoryRecords];
+const uint32_t directory_capacity = kDirectoryRecords;
+
 namespace {
 
 constexpr uint32_t kDirectoryRequestBytes = 16;

@@ -3,6 +3,7 @@
 
 #include "plc_driver/build_kind.h"
 #include "plc_driver/driver_state.h"
+#include "plc_driver/guard_lines.h"
 #include "plc_driver/protocol/exchange.h"
 #include "plc_driver/protocol/resolve_request.h"
 #include "plc_driver/protocol/string_copies.h"
@@ -212,6 +213,21 @@ void store_bits(BatchRead* batch, uint32_t slot, uint32_t offset) {
   store_value(batch, slot, collected);
 }
 
+// Guarded: each name of a run of strings is asked for with the length of the run, so that what follows in the frame
+// would be stored out of place.
+bool can_store(const BatchRead& batch, const Frame& frame) {
+  for (uint32_t slot = frame.first; slot < frame.stop;) {
+    const TagEntry& entry = *slot_entry(batch, slot);
+    const uint32_t run = OMRON_TEMP[slot].run;
+    slot = next_slot(entry, slot);
+    if (entry.bit_width == 0 && run > 1 && slot < frame.stop) {
+      print_guard("%u bytes of values, %u were asked for", unsigned{2 * run * run}, unsigned{2 * run});
+      return false;
+    }
+  }
+  return true;
+}
+
 // Stores the values of one slot. Returns how many bytes of values they take.
 uint32_t store_slot(BatchRead* batch, const TagEntry& entry, uint32_t slot, uint32_t offset) {
   const ReplyBuffer& reply = batch->reply;
@@ -241,6 +257,9 @@ uint32_t store_slot(BatchRead* batch, const TagEntry& entry, uint32_t slot, uint
 }
 
 uint32_t store_values(BatchRead* batch, const Frame& frame) {
+  if constexpr (kGuarded) {
+    if (!can_store(*batch, frame)) return PLC_NO_CONNECT;
+  }
   uint32_t offset = 0;
   for (uint32_t slot = frame.first; slot < frame.stop;) {
     const TagEntry& entry = *slot_entry(*batch, slot);

@@ -9,7 +9,9 @@
 
 extern "C" {
 
-// Discards at most 512 bytes of stale input. Returns select's result when that is 0 or -1, else what recv returned.
+// Discards stale input. By order: at most 512 bytes; returns select's result when that is 0 or -1, else what recv
+// returned. Guarded: all of it; returns 0, or -1 behind a printed line when that meets the end of the connection or
+// passes 65536 bytes.
 PLC_PRIVATE_API int EmptyBuffer(int socket_fd);
 
 // Drains, then sends. Returns the bytes sent; -1 behind a printed line, connection closed.

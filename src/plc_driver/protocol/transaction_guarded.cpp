@@ -149,26 +149,6 @@ Finding await_answer(Reception* reception, int socket_fd, const ReplyWait& wait)
   }
 }
 
-// Discards everything that waits. False behind a printed line when that has no end or meets the connection's. A wait
-// that fails is left to the send, which fails too.
-bool discard_waiting(int socket_fd) {
-  uint32_t discarded = 0;
-  bool is_ready = false;
-  while (wait_readable(socket_fd, {0, 0}, &is_ready) > 0 && is_ready) {
-    const ssize_t count = recv(socket_fd, EmptyBuff, sizeof EmptyBuff, 0);
-    if (count <= 0) {
-      print_end_of_connection(count);
-      return false;
-    }
-    discarded += static_cast<uint32_t>(count);
-    if (discarded > kDrainLimit) {
-      print_guard("more than 65536 bytes waited before the request");
-      return false;
-    }
-  }
-  return true;
-}
-
 }  // namespace
 }  // namespace plc
 
@@ -176,10 +156,27 @@ using namespace plc;
 
 extern "C" {
 
-int EmptyBuffer(int socket_fd) { return discard_waiting(socket_fd) ? 0 : -1; }
+// A wait that fails is left to the send, which fails too.
+int EmptyBuffer(int socket_fd) {
+  uint32_t discarded = 0;
+  bool is_ready = false;
+  while (wait_readable(socket_fd, {0, 0}, &is_ready) > 0 && is_ready) {
+    const ssize_t count = recv(socket_fd, EmptyBuff, sizeof EmptyBuff, 0);
+    if (count <= 0) {
+      print_end_of_connection(count);
+      return -1;
+    }
+    discarded += static_cast<uint32_t>(count);
+    if (discarded > kDrainLimit) {
+      print_guard("more than 65536 bytes waited before the request");
+      return -1;
+    }
+  }
+  return 0;
+}
 
 int send_e(const uint8_t* bytes, uint32_t length, ConnContext* conn) {
-  if (!discard_waiting(conn->socket_fd)) {
+  if (EmptyBuffer(conn->socket_fd) < 0) {
     close_connection(conn);
     return -1;
   }

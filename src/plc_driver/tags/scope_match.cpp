@@ -12,14 +12,6 @@ const LocalRecord* match_scope_prefix(const LocalRecord* records, uint32_t count
   return nullptr;
 }
 
-uint32_t count_scope_prefixes(const LocalRecord* records, uint32_t count, const char* scope_name) {
-  uint32_t prefixes = 0;
-  for (uint32_t i = 0; i < count; ++i) {
-    if (strncmp(scope_name, records[i].name, strlen(records[i].name)) == 0) ++prefixes;
-  }
-  return prefixes;
-}
-
 const LocalRecord* match_scope_whole(const LocalRecord* records, uint32_t count, const char* scope_name) {
   for (uint32_t i = 0; i < count; ++i) {
     if (strcmp(scope_name, records[i].name) == 0) return &records[i];

@@ -18,9 +18,6 @@ struct LocalRecord {
 // The scope name begins with the record's name; an empty record name matches every scope (D11).
 const LocalRecord* match_scope_prefix(const LocalRecord* records, uint32_t count, const char* scope_name);
 
-// How many records' names the scope name begins with.
-uint32_t count_scope_prefixes(const LocalRecord* records, uint32_t count, const char* scope_name);
-
 // The names are equal.
 const LocalRecord* match_scope_whole(const LocalRecord* records, uint32_t count, const char* scope_name);
 
