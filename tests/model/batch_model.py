@@ -333,6 +333,7 @@ class Frame:
             self.batch.elements[index].value = value
 
     def decode(self, received, reply):
+        self.driver.check_places([(tag, self.batch.slots[index].run) for index, tag, _ in self.walked])
         offset = 0
         for index, tag, _ in self.walked:
             offset = self.decode_slot(index, tag, 14 + offset, reply) - 14

@@ -4,15 +4,16 @@ import itertools
 import re
 
 import link_model
-from link_model import FINISH, RESET, Exchange, Link, directory_request
+from link_model import FINISH, RESET, Directory, Exchange, Link, directory_request
 from transfer_model import FAILED, NO_CONNECT, Driver, Stop
 
 NOWHERE = "nowhere"  # a connect for which the system knows no route
 PIECES = "pieces"    # the peer sends pieces, then ends the connection or not
 
 MOST_WAITING = 65536
+MOST_PROGRAMS = 255  # all that a directory can announce are kept: the exact name may be the last one
 LEAST_FRAME, MOST_FRAME = 14, 4096
-CONNECTION_RESET, BAD_DESCRIPTOR, NOT_CONNECTED = 104, 9, 107
+CONNECTION_RESET, BAD_DESCRIPTOR = 104, 9
 TIMEOUT = b"--timeout--\r\n"
 SEND_ERROR = b"send error\n"
 
@@ -101,6 +102,7 @@ class GuardedLink(Link):
             self.state = link_model.BROKEN
         if stored and self.connect_mode in (link_model.REFUSE, NOWHERE):
             self.print_text(REFUSED_CONNECT if self.connect_mode == link_model.REFUSE else NO_ROUTE)
+            self.close()
         return stored
 
     def fail(self, *alternatives, dropped=0):
@@ -115,7 +117,7 @@ class GuardedLink(Link):
         if self.state == link_model.NONE:
             return self.fail(SEND_ERROR, lost(BAD_DESCRIPTOR))
         if self.state == link_model.BROKEN:
-            return self.fail(SEND_ERROR, CLOSED, lost(NOT_CONNECTED))
+            return self.fail(SEND_ERROR)
         if len(self.queue) > MOST_WAITING:
             return self.fail(TOO_MUCH_WAITED)
         if self.ending == FINISH:
@@ -208,6 +210,7 @@ class GuardedDriver(Driver):
 
     def __init__(self, files):
         super().__init__(files, GuardedLink())
+        self.directory = Directory(MOST_PROGRAMS)
 
     def say(self, text):
         self.link.print_text(line(text))
@@ -274,6 +277,13 @@ class GuardedDriver(Driver):
             self.link.print_text(AMBIGUOUS)
             raise Stop(FAILED)
         return beginnings[0] if beginnings else None
+
+    def check_places(self, slots):
+        """Each name of a run of texts is asked for with the length of the run: what follows would be out of place."""
+        for (tag, run), _ in zip(slots, slots[1:]):
+            if tag.bit_width == 0 and run > 1:
+                self.say(b"%d bytes of values, %d were asked for" % (2 * run * run, 2 * run))
+                raise Stop(NO_CONNECT)
 
     def refuse(self, reasons):
         if reasons:

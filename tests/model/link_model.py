@@ -134,8 +134,8 @@ class ReplyBuffer:
 class Directory:
     """The local-variable directory: entries stay until overwritten, count tells how many are current."""
 
-    def __init__(self):
-        self.entries = [(0, b"")] * DIRECTORY_ENTRIES
+    def __init__(self, capacity=DIRECTORY_ENTRIES):
+        self.entries = [(0, b"")] * capacity
         self.count = 0
 
     def current(self):
@@ -146,7 +146,7 @@ class Directory:
         announced = reply[14] if len(reply) > 14 else 0
         pos = 15
         stored = 0
-        while stored < min(announced, DIRECTORY_ENTRIES):
+        while stored < min(announced, len(self.entries)):
             size = reply[pos + 2] if pos + 2 < len(reply) else 0
             needed = pos + 3 + size if size > 2 else pos + 5
             if needed > len(reply):

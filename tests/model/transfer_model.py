@@ -155,6 +155,9 @@ class Driver:
         """The number of a local variable's program where a beginning of its name will do, None when unknown."""
         return self.directory.number_by_prefix(scope_name)
 
+    def check_places(self, slots):
+        """The contract stores what a frame brought wherever that is."""
+
     def refuse(self, reasons):
         """The contract carries out whatever is asked for."""
 
