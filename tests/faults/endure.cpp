@@ -205,6 +205,7 @@ bool is_right(const Figures& figures, const Order& order) {
 }
 
 struct Process {
+  const char* path;
   pid_t id = -1;
   int pipe_fd = -1;
 };
@@ -222,7 +223,7 @@ Process start(const char* path, const Order& order) {
     run(path, order, ends[1]);
   }
   close(ends[1]);
-  return {id, ends[0]};
+  return {path, id, ends[0]};
 }
 
 Figures finish(const Process& process) {
@@ -242,6 +243,9 @@ Figures finish(const Process& process) {
   close(process.pipe_fd);
   int status = 0;
   while (waitpid(process.id, &status, 0) < 0) {
+  }
+  if (WIFSIGNALED(status)) {
+    std::printf("%s: ended by signal %d\n", process.path, WTERMSIG(status));
   }
   figures.is_right = figures.is_right && taken == sizeof figures && status == 0;
   return figures;
