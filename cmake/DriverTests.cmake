@@ -20,7 +20,7 @@ function(plc_discover_guarded executable)
                        PROPERTIES TIMEOUT 120 ${ARGN})
 endfunction()
 
-# plc_add_driver_tests(NAME SOURCES source... FIXTURES library... [LIBRARIES library...]): the executables NAME and
+# plc_add_driver_tests(NAME SOURCES source... [FIXTURES library...] [LIBRARIES library...]): the executables NAME and
 # NAME_guarded. FIXTURES are object libraries; the sources become one too, NAME_objects.
 function(plc_add_driver_tests name)
   cmake_parse_arguments(PARSE_ARGV 1 tests "" "" "SOURCES;FIXTURES;LIBRARIES")
@@ -28,7 +28,6 @@ function(plc_add_driver_tests name)
   plc_set_warnings(${name}_objects)
   plc_precompile_gtest(${name}_objects)
   target_link_libraries(${name}_objects PUBLIC gmock ${tests_FIXTURES} ${tests_LIBRARIES})
-  plc_call_on_small_stack(${name}_objects)
   foreach(build "" _guarded)
     add_executable(${name}${build})
     target_link_libraries(${name}${build} PRIVATE

@@ -3,14 +3,15 @@
 
 #include <sys/eventfd.h>
 
-#include <array>
+#include <utility>
+
+#include "support/controller_reply.h"
 
 namespace plc_test {
 namespace {
 
 constexpr size_t kClassAt = 10;
 constexpr uint8_t kValueRequest[] = {0x1E, 0x09};
-constexpr size_t kValueAt = 14;
 
 void die(const char* what) {
   std::perror(what);
@@ -60,17 +61,19 @@ void AnsweringPeer::run() {
 
 // A request comes with one receive: the driver sends it with one call and waits for the reply.
 void AnsweringPeer::answer() {
-  std::array<uint8_t, 8192> request{};
+  Bytes request(8192);
   const ssize_t got = recv(connection_.get(), request.data(), request.size(), 0);
   if (got <= 0) {
     connection_.reset();
     return;
   }
-  std::array<uint8_t, kPeerReplyBytes> reply{};
-  if (request[kClassAt] == kValueRequest[0] && request[kClassAt + 1] == kValueRequest[1]) {
-    reply[kValueAt] = kPeerValue >> 8;
-    reply[kValueAt + 1] = kPeerValue & 0xFF;
+  request.resize(static_cast<size_t>(got));
+  Bytes reply(kPeerReplyBytes);
+  if (request.size() > kClassAt + 1 && request[kClassAt] == kValueRequest[0] &&
+      request[kClassAt + 1] == kValueRequest[1]) {
+    reply = Bytes(kReplyHeadBytes) + Bytes{kPeerValue >> 8, kPeerValue & 0xFF};
   }
+  reply = form_reply(request, std::move(reply), ReplyForm::kComplete);
   send(connection_.get(), reply.data(), reply.size(), MSG_NOSIGNAL);
 }
 

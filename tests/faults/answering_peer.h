@@ -10,7 +10,7 @@
 
 namespace plc_test {
 
-// Bytes of every reply: few enough that one receive of 512 drops those of a whole transfer.
+// Bytes of every reply but those of values: few enough that one receive of 512 drops those of a whole transfer.
 constexpr size_t kPeerReplyBytes = 80;
 
 // The 16-bit value that each value reply begins with.

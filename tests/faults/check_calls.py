@@ -14,6 +14,7 @@ CANNOT_FAIL = {
     "__errno_location": "address of errno",
     "__stack_chk_fail": "ends the process",
     "__cxa_finalize": "called by the loader's hooks",
+    "clock_gettime": "of a clock that every system has, into a variable",
     "exit": "ends the process",
     "fflush": "its result is not looked at, output already failed or not",
     "getauxval": "reads what the kernel gave at the start",

@@ -209,6 +209,8 @@ PLC_REAL(setsockopt);
 PLC_REAL(sigaction);
 PLC_REAL(socket);
 PLC_REAL(usleep);
+PLC_REAL(vfprintf);
+PLC_REAL(vprintf);
 PLC_REAL(write);
 
 // Sockets.
@@ -375,9 +377,17 @@ size_t __wrap_fwrite(const void* bytes, size_t size, size_t count, FILE* file) {
 __attribute__((format(printf, 1, 2))) int __wrap_printf(const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  const int written = steer(Call::kPrintf, -1, [&] { return std::vprintf(format, arguments); });
+  const int written = steer(Call::kPrintf, -1, [&] { return __real_vprintf(format, arguments); });
   va_end(arguments);
   return written;
+}
+
+__attribute__((format(printf, 1, 0))) int __wrap_vprintf(const char* format, va_list arguments) {
+  return steer(Call::kPrintf, -1, [&] { return __real_vprintf(format, arguments); });
+}
+
+__attribute__((format(printf, 2, 0))) int __wrap_vfprintf(FILE* file, const char* format, va_list arguments) {
+  return steer(Call::kPrintf, -1, [&] { return __real_vfprintf(file, format, arguments); });
 }
 
 int __wrap_puts(const char* text) {

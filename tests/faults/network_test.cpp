@@ -11,6 +11,7 @@
 #include "faults/lateness_watch.h"
 #include "plc_driver.h"
 #include "support/captured_output.h"
+#include "support/driver_build.h"
 #include "support/sim_process.h"
 #include "support/temp_dir.h"
 
@@ -25,6 +26,11 @@ constexpr long kAllowanceMs = 100;
 constexpr uint16_t kWordValue = 4660;
 constexpr int kReplyBytes = 48;       // a resolve reply of one name has 41 bytes, all others fewer
 constexpr int kLeastValueReply = 14;  // of a single read
+constexpr int kValueReplyBytes = 16;
+constexpr int kBatchReplyBytes = 18;
+constexpr int kAcknowledgmentBytes = 14;
+constexpr const char* kClosed = "[PLC] guard: connection closed by the controller\r\n";
+constexpr const char* kLost = "[PLC] guard: connection lost, error 104\r\n";
 constexpr const char* kTags = "Word,INT,,,a,b,c,0,1,0,0,,DM\nNext,INT,,,a,b,c,1,1,0,0,,DM\n";
 
 enum class Transfer { kRead, kWrite, kBatch };
@@ -32,12 +38,24 @@ enum class Transfer { kRead, kWrite, kBatch };
 // What a call may give, and how long it may take apart from the allowance.
 struct Stated {
   uint32_t result;
-  const char* lines;
+  std::string lines;
   long shortest_ms = 0;
   long longest_ms = 0;
   int failures_behind =
       0;  // calls that fail at most once the controller is back: the one that notices a dead connection
 };
+
+// What the guarded build says of a connect whose directory ended with this line.
+std::string no_connection(const std::string& line) {
+  return "server ip = 127.0.0.1\r\n" + line +
+         "[PLC] guard: no connection without the directory of programs\r\nev_plc_read init fail\r\n";
+}
+
+// What it says of a reply of which this many bytes came.
+Stated cut_off(int bytes) {
+  return {PLC_FAILED, "[PLC] guard: reply cut off, " + std::to_string(bytes) + " bytes in time\r\n", kReplyWaitMs,
+          kReplyWaitMs};
+}
 
 class Network : public ::testing::Test {
  protected:
@@ -70,7 +88,8 @@ class Network : public ::testing::Test {
   void expect_stated(const Stated& stated, uint32_t result) const;
   void expect_recovery(const Stated& stated);
 
-  // The same fault with each number in place of its "#": the number of bytes that still arrive.
+  // The same fault with each number in place of its "#": the number of bytes that still arrive. A reply that is cut
+  // short costs the guarded build its whole wait: then only some of the numbers.
   void try_every_byte(Transfer transfer, const std::string& fault, const std::function<Stated(int)>& stated);
 
   // Waits for what the controller may still be sending, but not long.
@@ -148,7 +167,8 @@ void Network::try_fault(Transfer transfer, const std::string& fault, const State
 }
 
 void Network::try_every_byte(Transfer transfer, const std::string& fault, const std::function<Stated(int)>& stated) {
-  for (int bytes = 0; bytes <= kReplyBytes; ++bytes) {
+  const bool takes_long = is_guarded() && fault.rfind("cut", 0) == 0;
+  for (int bytes = 0; bytes <= kReplyBytes && !HasFailure(); bytes += takes_long && bytes < 12 ? 12 : 1) {
     connect();
     std::string numbered = fault;
     numbered.replace(numbered.find('#'), 1, std::to_string(bytes));
@@ -167,10 +187,11 @@ TEST_F(Network, BlackHole_CostsOneTimeoutAndTheNextCallWorks) {
 
 TEST_F(Network, BlackHoleWhileTheDirectoryIsFetched_CostsOneTimeoutAndTheNextCallWorks) {
   start();
-  try_fault(
-      Transfer::kRead, "no-reply times=always",
-      {PLC_FAILED, "server ip = 127.0.0.1\r\n--timeout--\r\nbuild tag table for PLC7F000001_0.csv\r\nsend error\n",
-       kReplyWaitMs, kReplyWaitMs});
+  const std::string lines =
+      "server ip = 127.0.0.1\r\n--timeout--\r\nbuild tag table for PLC7F000001_0.csv\r\nsend error\n";
+  try_fault(Transfer::kRead, "no-reply times=always",
+            {by_build<uint32_t>(PLC_FAILED, PLC_NO_CONNECT), by_build(lines, no_connection("--timeout--\r\n")),
+             kReplyWaitMs, kReplyWaitMs});
 }
 
 TEST_F(Network, ZeroTimeout_PollsOnce) {
@@ -201,9 +222,10 @@ TEST_F(Network, FullBacklog_EndsAfter30Milliseconds) {
 
 TEST_F(Network, RefusedConnect_IsReportedByTheFirstExchange) {
   start();
-  const char* const with_table =
+  const std::string with_table =
       "server ip = 127.0.0.1\r\nsend error\nbuild tag table for PLC7F000001_0.csv\r\nsend error\n";
-  try_fault(Transfer::kRead, "gone", {PLC_FAILED, with_table});
+  const std::string refused = no_connection("[PLC] guard: connect refused\r\nsend error\n");
+  try_fault(Transfer::kRead, "gone", {by_build<uint32_t>(PLC_FAILED, PLC_NO_CONNECT), by_build(with_table, refused)});
   EXPECT_EQ(call(Transfer::kWrite), uint32_t{PLC_OK});
 }
 
@@ -213,7 +235,7 @@ TEST_F(Network, ControllerThatRestarted_CostsTheCallThatNotices) {
     connect();
     sim_.tell("fault gone");
     sim_.tell("fault clear");
-    expect_stated({PLC_FAILED, "send error\n"}, call(transfer));
+    expect_stated({PLC_FAILED, by_build("send error\n", kLost)}, call(transfer));
     expect_stated({PLC_OK, "server ip = 127.0.0.1\r\n"}, call(transfer));
   }
 }
@@ -221,9 +243,11 @@ TEST_F(Network, ControllerThatRestarted_CostsTheCallThatNotices) {
 TEST_F(Network, ControllerThatStaysAway_CostsEveryCallLittleTime) {
   connect();
   sim_.tell("fault gone");
-  expect_stated({PLC_FAILED, "send error\n"}, call(Transfer::kRead));
-  for (int i = 0; i < 20; ++i) {
-    expect_stated({PLC_FAILED, "server ip = 127.0.0.1\r\nsend error\nsend error\n"}, call(Transfer::kRead));
+  expect_stated({PLC_FAILED, by_build("send error\n", kLost)}, call(Transfer::kRead));
+  const std::string lines = "server ip = 127.0.0.1\r\nsend error\nsend error\n";
+  const std::string refused = no_connection("[PLC] guard: connect refused\r\nsend error\n");
+  for (int i = 0; i < 20 && !HasFailure(); ++i) {
+    expect_stated({by_build<uint32_t>(PLC_FAILED, PLC_NO_CONNECT), by_build(lines, refused)}, call(Transfer::kRead));
   }
   sim_.tell("fault clear");
   expect_recovery({});
@@ -232,6 +256,9 @@ TEST_F(Network, ControllerThatStaysAway_CostsEveryCallLittleTime) {
 // A short reply keeps the connection: the next call finds it dead. A reset without a byte is a failed exchange.
 TEST_F(Network, ResetAtEveryByteOfAValueReply_GivesTheStatedCode) {
   try_every_byte(Transfer::kRead, "reset-after # on=read", [](int bytes) -> Stated {
+    if (!expects_contract()) {
+      return bytes < kValueReplyBytes ? Stated{PLC_FAILED, kLost} : Stated{PLC_OK, "", 0, 0, 1};
+    }
     if (bytes == 0) {
       return {PLC_FAILED, ""};
     }
@@ -241,6 +268,9 @@ TEST_F(Network, ResetAtEveryByteOfAValueReply_GivesTheStatedCode) {
 
 TEST_F(Network, CloseAtEveryByteOfAValueReply_GivesTheStatedCode) {
   try_every_byte(Transfer::kRead, "close-after # on=read", [](int bytes) -> Stated {
+    if (!expects_contract()) {
+      return bytes < kValueReplyBytes ? Stated{PLC_FAILED, kClosed} : Stated{PLC_OK, "", 0, 0, 1};
+    }
     return bytes < kLeastValueReply ? Stated{PLC_FAILED, "read data err!\r\n", 0, 0, 2} : Stated{PLC_OK, "", 0, 0, 2};
   });
 }
@@ -249,6 +279,9 @@ TEST_F(Network, ValueReplyCutAtEveryByte_GivesTheStatedCode) {
   try_every_byte(Transfer::kRead, "cut # on=read", [](int bytes) -> Stated {
     if (bytes == 0) {
       return {PLC_FAILED, "--timeout--\r\n", kReplyWaitMs, kReplyWaitMs};
+    }
+    if (!expects_contract()) {
+      return bytes < kValueReplyBytes ? cut_off(bytes) : Stated{PLC_OK, ""};
     }
     return bytes < kLeastValueReply ? Stated{PLC_FAILED, "read data err!\r\n"} : Stated{PLC_OK, ""};
   });
@@ -260,7 +293,10 @@ TEST_F(Network, BatchReplyCutAtEveryByte_GivesTheStatedCode) {
     if (bytes == 0) {
       return {PLC_FAILED, "--timeout--\r\n", kReplyWaitMs, kReplyWaitMs};
     }
-    return bytes < 18 ? Stated{PLC_NO_CONNECT, ""} : Stated{PLC_OK, ""};
+    if (!expects_contract()) {
+      return bytes < kBatchReplyBytes ? cut_off(bytes) : Stated{PLC_OK, ""};
+    }
+    return bytes < kBatchReplyBytes ? Stated{PLC_NO_CONNECT, ""} : Stated{PLC_OK, ""};
   });
 }
 
@@ -269,14 +305,17 @@ TEST_F(Network, WriteAcknowledgmentCutAtEveryByte_GivesTheStatedCode) {
     if (bytes == 0) {
       return {PLC_FAILED, "--timeout--\r\n", kReplyWaitMs, kReplyWaitMs};
     }
+    if (!expects_contract()) {
+      return bytes < kAcknowledgmentBytes ? cut_off(bytes) : Stated{PLC_OK, ""};
+    }
     return bytes < 13 ? Stated{PLC_FAILED, ""} : Stated{PLC_OK, ""};
   });
 }
 
-// One receive takes what has come; the rest is dropped before the next request.
+// One receive takes what has come; the rest is dropped before the next request. The guarded build waits for the rest.
 TEST_F(Network, ValueReplySplitAtEveryByte_IsTakenAsFarAsTheFirstPieceGoes) {
   try_every_byte(Transfer::kRead, "split # 5 on=read", [](int bytes) -> Stated {
-    const bool is_short = bytes > 0 && bytes < kLeastValueReply;
+    const bool is_short = expects_contract() && bytes > 0 && bytes < kLeastValueReply;
     return is_short ? Stated{PLC_FAILED, "read data err!\r\n", 0, 5} : Stated{PLC_OK, "", 0, 5};
   });
 }
@@ -301,11 +340,19 @@ TEST_F(Network, ResolveReplySplitOrResetAtEveryByte_EndsInTimeAndRecovers) {
 }
 
 TEST_F(Network, DirectoryReplyCutAtEveryByte_LeavesAConnection) {
-  for (int bytes = 1; bytes <= kReplyBytes; ++bytes) {
+  constexpr int kDirectoryBytes = 15;
+  for (int bytes = 1; bytes <= kReplyBytes && !HasFailure(); bytes += is_guarded() && bytes < 13 ? 12 : 1) {
     start();
     sim_.tell("fault cut " + std::to_string(bytes) + " on=directory");
-    expect_stated({PLC_OK, "server ip = 127.0.0.1\r\nbuild tag table for PLC7F000001_0.csv\r\n"},
-                  call(Transfer::kRead));
+    Stated stated = {PLC_OK, "server ip = 127.0.0.1\r\nbuild tag table for PLC7F000001_0.csv\r\n"};
+    if (!expects_contract() && bytes < kDirectoryBytes) {
+      stated = {PLC_NO_CONNECT, no_connection(cut_off(bytes).lines), kReplyWaitMs, kReplyWaitMs};
+    }
+    const uint32_t result = call(Transfer::kRead);
+    expect_stated(stated, result);
+    if (stated.result != PLC_OK) {
+      expect_recovery({});
+    }
     EXPECT_EQ(value_, kWordValue);
   }
 }

@@ -1,6 +1,8 @@
 // The expectations of transfer_faults.h.
 #include "faults/transfer_faults.h"
 
+#include "support/driver_build.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <regex>
@@ -100,6 +102,111 @@ Expected failing_calloc(Transfer transfer, int nth) {
   return nth < 3 ? not_loaded(transfer, kLines[nth]) : not_kept(transfer, "malloc plc_tag failed");
 }
 
+Expected expect_of_contract(Transfer transfer, const Fault& fault) {
+  switch (fault.call) {
+    case Call::kSocket:
+    case Call::kConnect:
+      return lost_in_directory(kSendError);
+    case Call::kSelectConnect:
+      return no_connection(transfer,
+                           fault.outcome.kind == Outcome::Kind::kFails ? "select error\r\n" : "select time out \r\n");
+    case Call::kGetsockopt:
+      return no_connection(transfer, "getsockopt error\r\n");
+    case Call::kSend:
+      return fault.outcome.kind == Outcome::Kind::kShort ? unharmed() : lost_exchange(fault.nth, kSendError);
+    case Call::kSelectReply:
+      return lost_exchange(fault.nth, fault.outcome.kind == Outcome::Kind::kFails ? "--err--\r\n" : "--timeout--\r\n");
+    case Call::kRecv:
+      return failing_receive(transfer, fault);
+    case Call::kFopen:
+      return not_loaded(transfer, kOpenFailed);
+    case Call::kFread:
+      return not_loaded(transfer, "");
+    case Call::kFclose:
+      return not_loaded(transfer, "Close csv file error!!!\r\n");
+    case Call::kRealloc:
+      return not_loaded(transfer, "malloc tag_str failed");
+    case Call::kCalloc:
+      return failing_calloc(transfer, fault.nth);
+    case Call::kMalloc:
+      return not_kept(transfer, "malloc name failed");
+    case Call::kFcntl:
+    case Call::kSetsockopt:
+    case Call::kSelectDrain:
+    case Call::kUsleep:
+    case Call::kPrintf:
+    case Call::kPuts:
+    case Call::kFputs:
+    case Call::kFwrite:
+    case Call::kMadvise:
+      return unharmed();
+    default:
+      ADD_FAILURE() << "no expectation for " << name_of(fault.call);
+      return unharmed();
+  }
+}
+
+constexpr const char* kNoDirectory = "[PLC] guard: no connection without the directory of programs\r\n";
+
+// What a connect that fails at once says, and the first send on its socket.
+std::string refused_connect(int error) {
+  switch (error) {
+    case EINPROGRESS:  // looks like one that is under way, and its socket like one whose other end has gone
+      return "[PLC] guard: connection lost, error 107\r\n";
+    case ECONNREFUSED:
+      return std::string("[PLC] guard: connect refused\r\n") + kSendError;
+    case EHOSTUNREACH:
+    case ENETUNREACH:
+      return std::string("[PLC] guard: no route to the controller\r\n") + kSendError;
+    default:
+      return "[PLC] guard: connect failed, error " + std::to_string(error) + "\r\n" + kSendError;
+  }
+}
+
+// Without a whole directory there is no connection.
+Expected guarded_connect(Transfer transfer, const std::string& lines) {
+  return {PLC_NO_CONNECT, text({kServer, lines, kNoDirectory, init_fail(transfer)})};
+}
+
+Expected guarded_exchange(Transfer transfer, int nth, const std::string& line) {
+  if (nth < kDirectoryExchanges) return guarded_connect(transfer, line);
+  return {PLC_FAILED, text({kServer, kBuild, line})};
+}
+
+// A receive that gives less than there is costs another one.
+Expected guarded_receive(Transfer transfer, const Fault& fault) {
+  switch (fault.outcome.kind) {
+    case Outcome::Kind::kFails:
+      return guarded_exchange(transfer, fault.nth,
+                              "[PLC] guard: connection lost, error " + std::to_string(fault.outcome.number) + "\r\n");
+    case Outcome::Kind::kReturns:
+      return guarded_exchange(transfer, fault.nth, "[PLC] guard: connection closed by the controller\r\n");
+    default:
+      return unharmed();
+  }
+}
+
+Expected expect_of_guarded(Transfer transfer, const Fault& fault) {
+  switch (fault.call) {
+    case Call::kSocket:
+      return guarded_connect(transfer, text({"[PLC] guard: connect failed, error 9\r\n", kSendError}));
+    case Call::kConnect:
+      return guarded_connect(transfer, refused_connect(fault.outcome.number));
+    case Call::kSend:
+      // The controller answers what it was sent, which lacks the command.
+      return guarded_exchange(
+          transfer, fault.nth,
+          fault.outcome.kind == Outcome::Kind::kShort ? "[PLC] guard: reply to another request\r\n" : kSendError);
+    case Call::kSelectReply:
+      return guarded_exchange(transfer, fault.nth,
+                              fault.outcome.kind == Outcome::Kind::kFails ? "--err--\r\n" : "--timeout--\r\n");
+    case Call::kRecv:
+      return guarded_receive(transfer, fault);
+    default:
+      return expect_of_contract(transfer, fault);
+  }
+}
+
 std::vector<Outcome> failures(std::initializer_list<int> errors) {
   std::vector<Outcome> outcomes;
   for (const int error : errors) {
@@ -133,7 +240,7 @@ std::vector<Outcome> network_outcomes(Call call) {
     case Call::kSend:
       return failures({EACCES, EAGAIN, EBADF, ECONNRESET, EDESTADDRREQ, EFAULT, EHOSTUNREACH, EINTR, EINVAL, EISCONN,
                        EMSGSIZE, ENETUNREACH, ENOBUFS, ENOMEM, ENOTCONN, ENOTSOCK, EOPNOTSUPP, EPIPE, ETIMEDOUT}) +
-             std::vector<Outcome>{stops_after(1), stops_after(11)};
+             by_build(std::vector<Outcome>{stops_after(1)}, {}) + std::vector<Outcome>{stops_after(11)};
     case Call::kRecv:
       return failures({EAGAIN, EBADF, ECONNREFUSED, ECONNRESET, EFAULT, EHOSTUNREACH, EINTR, EINVAL, ENOMEM, ENOTCONN,
                        ENOTSOCK, ETIMEDOUT}) +
@@ -180,47 +287,7 @@ bool prints(Call call) {
 }
 
 Expected expect_fresh(Transfer transfer, const Fault& fault) {
-  switch (fault.call) {
-    case Call::kSocket:
-    case Call::kConnect:
-      return lost_in_directory(kSendError);
-    case Call::kSelectConnect:
-      return no_connection(transfer,
-                           fault.outcome.kind == Outcome::Kind::kFails ? "select error\r\n" : "select time out \r\n");
-    case Call::kGetsockopt:
-      return no_connection(transfer, "getsockopt error\r\n");
-    case Call::kSend:
-      return fault.outcome.kind == Outcome::Kind::kShort ? unharmed() : lost_exchange(fault.nth, kSendError);
-    case Call::kSelectReply:
-      return lost_exchange(fault.nth, fault.outcome.kind == Outcome::Kind::kFails ? "--err--\r\n" : "--timeout--\r\n");
-    case Call::kRecv:
-      return failing_receive(transfer, fault);
-    case Call::kFopen:
-      return not_loaded(transfer, kOpenFailed);
-    case Call::kFread:
-      return not_loaded(transfer, "");
-    case Call::kFclose:
-      return not_loaded(transfer, "Close csv file error!!!\r\n");
-    case Call::kRealloc:
-      return not_loaded(transfer, "malloc tag_str failed");
-    case Call::kCalloc:
-      return failing_calloc(transfer, fault.nth);
-    case Call::kMalloc:
-      return not_kept(transfer, "malloc name failed");
-    case Call::kFcntl:
-    case Call::kSetsockopt:
-    case Call::kSelectDrain:
-    case Call::kUsleep:
-    case Call::kPrintf:
-    case Call::kPuts:
-    case Call::kFputs:
-    case Call::kFwrite:
-    case Call::kMadvise:
-      return unharmed();
-    default:
-      ADD_FAILURE() << "no expectation for " << name_of(fault.call);
-      return unharmed();
-  }
+  return expects_contract() ? expect_of_contract(transfer, fault) : expect_of_guarded(transfer, fault);
 }
 
 std::string without_source_lines(std::string text) {

@@ -4,6 +4,7 @@
 
 #include "faults/transfer_faults.h"
 #include "support/descriptors.h"
+#include "support/driver_build.h"
 
 namespace plc_test {
 namespace {
@@ -62,6 +63,7 @@ void TransferFaults::try_all(Transfer transfer, bool from_then_on) {
                                         << (from_then_on ? " and all behind it" : "") << ", outcome "
                                         << static_cast<int>(outcome.kind) << " " << outcome.number);
         try_fault(transfer, {call, nth, from_then_on, outcome});
+        if (HasFailure()) return;
       }
     }
   }
@@ -125,9 +127,11 @@ TEST_F(TransferFaults, ShortSendThatNobodyAnswers_EndsWithTheTimeout) {
   conn_.recv_timeout_s = 0;
   const Seen seen = run(Transfer::kRead, Fault{Call::kSend, 0, false, stops_after(3)});
   EXPECT_EQ(seen.calls.faults_met, 1);
-  EXPECT_EQ(seen.result, uint32_t{PLC_FAILED});
-  EXPECT_EQ(seen.lines,
-            "server ip = 127.0.0.1\r\n--timeout--\r\nbuild tag table for PLC7F000001_0.csv\r\nsend error\n");
+  EXPECT_EQ(seen.result, by_build<uint32_t>(PLC_FAILED, PLC_NO_CONNECT));
+  EXPECT_EQ(seen.lines, std::string("server ip = 127.0.0.1\r\n--timeout--\r\n") +
+                            by_build("build tag table for PLC7F000001_0.csv\r\nsend error\n",
+                                     "[PLC] guard: no connection without the directory of programs\r\n"
+                                     "ev_plc_read init fail\r\n"));
   EXPECT_EQ(conn_.socket_fd, -1);
 }
 

@@ -69,6 +69,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("table")
     parser.add_argument("--programs", nargs="+", required=True, help="run against the guarded build")
+    parser.add_argument("--long", nargs="*", default=[], help="those of them of which only the listed tests are run")
     parser.add_argument("--counterparts", nargs="+", required=True, help="tests of the guarded build alone")
     arguments = parser.parse_args()
 
@@ -79,8 +80,11 @@ def main():
     listed = {name for row in rows for name in fnmatch.filter(everything, row[0])}
 
     with concurrent.futures.ThreadPoolExecutor(PARALLEL) as pool:
-        parts = [pool.submit(failures_among, program, names[part::PARALLEL])
-                 for program, names in tests.items() for part in range(PARALLEL) if names[part::PARALLEL]]
+        parts = []
+        for program, names in tests.items():
+            wanted = [name for name in names if name in listed or program not in arguments.long]
+            parts += [pool.submit(failures_among, program, wanted[part::PARALLEL])
+                      for part in range(PARALLEL) if wanted[part::PARALLEL]]
         failed = set().union(*(part.result() for part in parts))
 
     problems = [f"{test}: no such test" for test, _, _ in rows if not fnmatch.filter(everything, test)]

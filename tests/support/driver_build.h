@@ -2,6 +2,7 @@
 #ifndef TESTS_SUPPORT_DRIVER_BUILD_H
 #define TESTS_SUPPORT_DRIVER_BUILD_H
 
+#include <cstdint>
 #include <cstdlib>
 #include <string_view>
 
@@ -24,6 +25,10 @@ template <typename Value>
 Value by_build(Value contract, Value guarded) {
   return expects_contract() ? contract : guarded;
 }
+
+// How long a test waits for a reply that its controller sends; short where tests wait in vain, because they expect of
+// the guarded build what the contract does.
+inline uint32_t reply_wait_s() { return expects_contract() && is_guarded() ? 1 : 10; }
 
 }  // namespace plc_test
 

@@ -16,9 +16,8 @@ namespace plc_test {
 namespace {
 
 constexpr size_t kLargestRequestBytes = 65536;
-// Far above what any step takes, also under emulation; but where tests expect of the guarded build what the contract
-// does, they wait for what does not come.
-int patience_ms() { return expects_contract() && is_guarded() ? 1000 : 10000; }
+// Far above what any step takes, also under emulation.
+int patience_ms() { return static_cast<int>(reply_wait_s()) * 1000; }
 
 void die(const char* what) {
   std::perror(what);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "support/captured_output.h"
+#include "support/driver_build.h"
 
 namespace plc_test {
 namespace {
@@ -115,7 +116,7 @@ constexpr int kLoading = RTLD_NOW | RTLD_LOCAL;
 
 Panel::Panel(const std::string& tag_text) : working_directory_(folder_.path()) {
   tag_file_ = folder_.write(kTagFile, tag_text);
-  library_ = dlopen(PLC_DRIVER_LIBRARY, kLoading);
+  library_ = dlopen(driver_library, kLoading);
   if (library_ == nullptr) {
     std::fprintf(stderr, "%s\n", dlerror());
     std::abort();
@@ -124,7 +125,7 @@ Panel::Panel(const std::string& tag_text) : working_directory_(folder_.path()) {
   look_up(library_, "ev_plc_read", &read_);
   look_up(library_, "ev_plc_write", &write_);
   look_up(library_, "ev_OMRON_plc_read", &batch_);
-  context_.recv_timeout_s = 5;
+  context_.recv_timeout_s = is_guarded() ? 2 : 5;
 }
 
 Panel::~Panel() { dlclose(library_); }

@@ -33,6 +33,9 @@ std::vector<Variable> all_variables();
 
 std::string tag_lines(const std::vector<Variable>& variables);
 
+// The library that panels load.
+extern const char* const driver_library;
+
 class Panel {
  public:
   // Loads the library and makes a working directory with this tag file. Fails the process when it cannot.

@@ -6,6 +6,7 @@
 
 #include "panel.h"
 #include "simulator.h"
+#include "support/driver_build.h"
 
 namespace plc_test {
 namespace {
@@ -187,10 +188,16 @@ uint32_t compare_batch(Panel* panel, const std::vector<std::pair<const Variable*
   return read;
 }
 
-// Elements that a batch of this size reads when none of them merge.
+// Elements that a batch of this size reads when none of them merge; guarded, also those that equal shares leave over.
 uint32_t covered(uint32_t size) {
   const uint32_t frames = size / 35 + 1;
-  return size / frames * frames;
+  return by_build(size / frames * frames, size);
+}
+
+// The guarded build refuses BOOL arrays of EM memory in a batch.
+bool can_be_in_a_batch(const Variable& variable) {
+  if (variable.bits == 0 || variable.bits == 64) return false;
+  return by_build(true, !variable.is_bool() || variable.sizes.empty() || variable.device != "EM");
 }
 
 TEST_F(Transfers, BatchesOfEverySizeReadWhatSingleReadsGive) {
@@ -200,7 +207,7 @@ TEST_F(Transfers, BatchesOfEverySizeReadWhatSingleReadsGive) {
       scalars.push_back(&variable);
     }
   }
-  for (uint32_t size = 1; size <= 100; ++size) {
+  for (uint32_t size = 1; size <= 100 && !HasFailure(); ++size) {
     std::vector<std::pair<const Variable*, uint32_t>> wanted;
     for (uint32_t i = 0; i < size; ++i) wanted.emplace_back(scalars[(i * 7 + size) % scalars.size()], 0);
     EXPECT_EQ(compare_batch(&panel_, wanted), covered(size)) << size << " elements";
@@ -212,9 +219,9 @@ TEST_F(Transfers, BatchesOfRandomMixesWithinOneScopeReadWhatSingleReadsGive) {
   for (const char* program : {"", "MAIN", "MAIN2"}) {
     std::vector<const Variable*> pool;
     for (const Variable& variable : variables_) {
-      if (variable.program == program && variable.bits != 0 && variable.bits != 64) pool.push_back(&variable);
+      if (variable.program == program && can_be_in_a_batch(variable)) pool.push_back(&variable);
     }
-    for (int round = 0; round < 25; ++round) {
+    for (int round = 0; round < 25 && !HasFailure(); ++round) {
       std::vector<std::pair<const Variable*, uint32_t>> wanted;
       const auto size = static_cast<uint32_t>(1 + random() % 34);
       while (wanted.size() < size) {
