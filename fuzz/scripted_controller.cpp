@@ -223,9 +223,13 @@ class Script {
         add_own(reply_.length);
         scripted_link.add_bytes(at_ns_, noise.take(), more % 4);
         return;
-      case kAnyLength:
-        store_head(reply_.frame, input->double_word(), reply_.frame + 8);
+      case kAnyLength: {
+        constexpr uint32_t kEdges[] = {3, 4, 4086, 4087, 4096, 0, 0xFFFFFFFF};
+        const uint32_t counted = more < sizeof kEdges / sizeof kEdges[0] ? kEdges[more] : input->double_word();
+        store_head(reply_.frame, counted, reply_.frame + 8);
+        reply_.length = counted + 10 < reply_.length ? counted + 10 : reply_.length;
         break;
+      }
       default:
         break;
     }
