@@ -190,6 +190,25 @@ TEST_F(BatchLimits, UnknownId_KeepsItsOwnLine) {
   EXPECT_EQ(take_output().substr(0, 48), "[PLC] tag id 99 is not exist in this tag list PL");
 }
 
+TEST_F(BatchLimits, IndexedIdWithoutARecord_FailsWithItsFrame) {
+  use_tags(
+      "Word,INT,,,a,b,c,0,1,0,0,,DM\n"
+      "First,INT,[0..9],,a,b,c,262144,1,0,0,,DM\n"
+      "Second,INT,[0..9],,a,b,c,270336,1,0,0,,DM\n");
+  connect();
+  BatchReadRequest missing = element(2);
+  missing.reg_type = 4;
+  for (const std::vector<BatchReadRequest>& batch :
+       {std::vector<BatchReadRequest>{missing}, {missing, element(0)}, {element(0), missing}}) {
+    EXPECT_EQ(read_batch(batch), kFailed);
+    EXPECT_TRUE(take_requests().empty());
+    EXPECT_TRUE(socket_.is_open());
+    for (const BatchReadRequest& left : elements_) {
+      EXPECT_EQ(left.value, 0x77777777U);
+    }
+  }
+}
+
 using BatchShares = RefusedCalls;
 
 // Elements two apart do not merge, so that each is a slot of its own.

@@ -207,6 +207,11 @@ TEST_F(GuardedValues, BehindASingleString_AreStored) {
   EXPECT_EQ(elements_[2].value, 0x1236U);
 }
 
+TEST_F(GuardedValues, OfMoreNamesThanARequestHolds_AreNotAskedFor) {
+  expect_kept(read(kTable, 600), kFailed, "");
+  EXPECT_TRUE(take_requests().empty());
+}
+
 TEST_F(GuardedValues, Of8Bits_LeaveTheBufferAlone) { expect_kept(read(kHalf), kFailed, ""); }
 
 class GuardedDirectory : public GuardedTest {

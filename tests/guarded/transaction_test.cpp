@@ -580,6 +580,19 @@ TEST_F(GuardedConnect, NoRoute_IsNoConnection) {
   }
 }
 
+TEST_F(GuardedConnect, ThatTakesTooLong_IsNoConnectionWhateverNumberTheHostHad) {
+  for (const int number : {-1, 7, TimedSocket::kDescriptor}) {
+    conn_.socket_fd = number;
+    socket_.connect_error = EINPROGRESS;
+    EXPECT_EQ(read(0), kNoConnect);
+    EXPECT_EQ(take_output(), "server ip = 127.0.0.1\r\nselect time out \r\nsend error\nev_plc_read init fail\r\n");
+    EXPECT_EQ(conn_.socket_fd, -1);
+    EXPECT_FALSE(socket_.is_open());
+    EXPECT_TRUE(take_requests().empty());
+  }
+  EXPECT_EQ(read(0), kOk) << output_;
+}
+
 TEST_F(GuardedConnect, OtherError_IsTold) {
   socket_.connect_error = EACCES;
   expect_no_connection("[PLC] guard: connect failed, error " + std::to_string(EACCES) + "\r\nsend error\n");
