@@ -190,6 +190,9 @@ int __wrap_clock_gettime(clockid_t clock, timespec* time) {
   if (plc_test::current == nullptr) {
     return __real_clock_gettime(clock, time);
   }
+  if (clock != CLOCK_MONOTONIC) {
+    std::abort();  // a clock that can be set
+  }
   time->tv_sec = static_cast<time_t>(plc_test::current->now_us() / plc_test::kSecondUs);
   time->tv_nsec = static_cast<long>(plc_test::current->now_us() % plc_test::kSecondUs * 1000);
   return 0;

@@ -4,6 +4,7 @@
 
 #include "guarded/guarded_fixture.h"
 #include "plc_driver/protocol/connection.h"
+#include "plc_driver/protocol/directory.h"
 #include "plc_driver/protocol/transaction.h"
 #include "support/captured_output.h"
 
@@ -128,10 +129,10 @@ TEST_F(GuardedReply, ReceiveThatOutlastsTheWait_IsFollowedByOneLook) {
       socket_.receive_takes_ms = takes_ms;
       return std::vector<Arrival>{piece(prefix_of(healthy_reply(request), 20))};
     });
-    const int64_t start = socket_.now_ms();
+    const int64_t start_us = socket_.now_us();
     EXPECT_EQ(read(0), kFailed);
     socket_.receive_takes_ms = 0;
-    EXPECT_EQ(socket_.now_ms() - start, takes_ms);
+    EXPECT_EQ(socket_.now_us() - start_us, takes_ms * 1000);
     EXPECT_EQ(take_output(), "[PLC] guard: reply cut off, 20 bytes in time\r\n");
     EXPECT_EQ(socket_.calls(), "select send select recv select close");
     heal();
@@ -578,6 +579,17 @@ TEST_F(GuardedConnect, NoRoute_IsNoConnection) {
     socket_.connect_error = error;
     expect_no_connection("[PLC] guard: no route to the controller\r\nsend error\n");
   }
+}
+
+TEST_F(GuardedConnect, ByItself_ReturnsZeroOrMinusOne) {
+  int result = 1;
+  capture_output([&] { result = KV8000_init(&conn_); });
+  EXPECT_EQ(result, 0);
+  plc::close_connection(&conn_);
+  answer(kDirectory, [](const Bytes&) { return std::vector<Arrival>{}; });
+  capture_output([&] { result = KV8000_init(&conn_); });
+  EXPECT_EQ(result, -1);
+  EXPECT_EQ(conn_.socket_fd, -1);
 }
 
 TEST_F(GuardedConnect, ThatTakesTooLong_IsNoConnectionWhateverNumberTheHostHad) {
