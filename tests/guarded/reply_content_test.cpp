@@ -271,5 +271,34 @@ TEST_F(GuardedDirectory, MoreThan50Programs_AreAllThereAndKept) {
   EXPECT_EQ(plc::localNum, 60U);
 }
 
+TEST_F(GuardedDirectory, NameAbove255Bytes_LosesWholeCharacters) {
+  Bytes named = {0, 0, 254, 0, 9};
+  for (int i = 0; i < 126; ++i) {
+    named = named + from_hex("30 42");  // three bytes in UTF-8
+  }
+  use_directory(Bytes{1} + named);
+  EXPECT_EQ(read(kWordId), kOk) << output_;
+  std::string expected;
+  for (int i = 0; i < 85; ++i) {
+    expected += "\u3042";
+  }
+  EXPECT_EQ(plc::LocalInfo[0].name, expected);
+}
+
+TEST_F(GuardedDirectory, SizeWithoutAWholeUnit_StepsAsTheStoredOnesDo) {
+  // Sizes 0 and 1 step over six bytes like 2, size 3 over seven.
+  for (const uint8_t size : {uint8_t{0}, uint8_t{1}, uint8_t{2}, uint8_t{3}}) {
+    const Bytes first = Bytes{0, 0, size, 0, 9, 0} + Bytes(size == 3 ? 1 : 0, 0);
+    const Bytes whole = Bytes{2} + first + record(7, "Main");
+    use_directory(prefix_of(whole, whole.size() - 2));
+    EXPECT_EQ(read(kWordId), kNoConnect) << unsigned{size};
+    use_directory(prefix_of(whole, whole.size() - 1));
+    EXPECT_EQ(read(kWordId), kOk) << unsigned{size} << output_;
+    EXPECT_STREQ(plc::LocalInfo[1].name, "Main");
+    plc::close_connection(&conn_);
+    plc::init = 0;
+  }
+}
+
 }  // namespace
 }  // namespace plc_test

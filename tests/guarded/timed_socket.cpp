@@ -193,8 +193,10 @@ int __wrap_clock_gettime(clockid_t clock, timespec* time) {
   if (clock != CLOCK_MONOTONIC) {
     std::abort();  // a clock that can be set
   }
-  time->tv_sec = static_cast<time_t>(plc_test::current->now_us() / plc_test::kSecondUs);
-  time->tv_nsec = static_cast<long>(plc_test::current->now_us() % plc_test::kSecondUs * 1000);
+  constexpr int64_t kSecondNs = plc_test::kSecondUs * 1000;
+  const int64_t now_ns = plc_test::current->look_ns();
+  time->tv_sec = static_cast<time_t>(now_ns / kSecondNs);
+  time->tv_nsec = static_cast<long>(now_ns % kSecondNs);
   return 0;
 }
 

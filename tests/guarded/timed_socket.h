@@ -65,6 +65,7 @@ class TimedSocket {
   long on_receive(uint8_t* bytes, size_t length, bool is_peek);
   void on_close();
   int64_t now_us() const { return now_us_; }
+  int64_t look_ns() { return now_us_ * 1000 + (looked_ns_ += look_takes_ns); }
 
   // errno of the next connect, which fails at once with it.
   int connect_error = 0;
@@ -72,8 +73,9 @@ class TimedSocket {
   bool fail_select = false;
   // The next send fails.
   bool fail_send = false;
-  // Each receive takes this long.
+  // Each receive takes this long, and each look at the clock.
   int64_t receive_takes_ms = 0;
+  int64_t look_takes_ns = 0;
 
  private:
   void note(const char* call);
@@ -85,6 +87,7 @@ class TimedSocket {
   std::vector<Bytes> requests_;
   std::string calls_;
   int64_t now_us_ = 1000000;
+  int64_t looked_ns_ = 0;
   int connects_ = 0;
   int closes_ = 0;
 };

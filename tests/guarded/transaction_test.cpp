@@ -119,6 +119,15 @@ TEST_F(GuardedReply, WaitAcrossTheSecondsOfTheClock_IsNeitherLongerNorShorter) {
   }
 }
 
+TEST_F(GuardedReply, WaitInNanoseconds_IsCutToWholeMicroseconds) {
+  socket_.look_takes_ns = 1;
+  const int64_t start_us = socket_.now_us();
+  answer(kResolve,
+         [&](const Bytes& request) { return std::vector<Arrival>{piece(prefix_of(healthy_reply(request), 20))}; });
+  EXPECT_EQ(read(0), kFailed);
+  EXPECT_EQ(socket_.now_us() - start_us, kWaitMs * 1000 - 1);
+}
+
 TEST_F(GuardedReply, ReceiveThatOutlastsTheWait_IsFollowedByOneLook) {
   for (const int64_t takes_ms : {kWaitMs, kWaitMs + 1, kWaitMs + 999, kWaitMs + 1000, kWaitMs + 1001, 3 * kWaitMs}) {
     buffer_ = GuardedBuffer(16, 0x77);
