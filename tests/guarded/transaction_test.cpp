@@ -5,6 +5,7 @@
 #include "guarded/guarded_fixture.h"
 #include "plc_driver/protocol/connection.h"
 #include "plc_driver/protocol/transaction.h"
+#include "support/captured_output.h"
 
 namespace plc_test {
 namespace {
@@ -447,8 +448,13 @@ TEST_F(GuardedDrain, ByItself_ReturnsZeroOrMinusOne) {
   socket_.leave_waiting(piece(Bytes(600, 0x5A)));
   EXPECT_EQ(EmptyBuffer(TimedSocket::kDescriptor), 0);
   EXPECT_EQ(EmptyBuffer(TimedSocket::kDescriptor), 0);
+  socket_.leave_waiting(piece(Bytes(65537, 0x5A)));
+  std::string lines = capture_output([] { EXPECT_EQ(EmptyBuffer(TimedSocket::kDescriptor), -1); });
+  EXPECT_EQ(lines, "[PLC] guard: more than 65536 bytes waited before the request\r\n");
+  EXPECT_EQ(EmptyBuffer(TimedSocket::kDescriptor), 0);
   socket_.leave_waiting(orderly_close());
-  EXPECT_EQ(EmptyBuffer(TimedSocket::kDescriptor), -1);
+  lines = capture_output([] { EXPECT_EQ(EmptyBuffer(TimedSocket::kDescriptor), -1); });
+  EXPECT_EQ(lines, "[PLC] guard: connection closed by the controller\r\n");
 }
 
 }  // namespace
