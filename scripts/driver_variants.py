@@ -12,21 +12,48 @@ import subprocess
 from concurrent.futures import ThreadPoolExecutor
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-DRIVER_OBJECTS = "src/CMakeFiles/plc_driver_objects.dir"
-# Without the slow tests of files that are not the driver's.
-TEST_ARGUMENTS = ["--gtest_fail_fast", "--gtest_filter=-CalcFileMd5.*:EvSleep*"]
-DRIVER_ARCHIVE = "src/libplc_driver_static.a"
-# Without the slow tests of files that are not the driver's.
-WHOLE_RUN = ["--gtest_fail_fast", "--gtest_filter=-CalcFileMd5.*:EvSleep*"]
+# The two builds of the driver by their archives, and the object libraries that each is made of: the first is shared.
+BUILDS = {
+    "src/libplc_driver_static.a": ("plc_driver_objects", "plc_driver_by_order_objects"),
+    "src/libplc_driver_guarded_static.a": ("plc_driver_objects", "plc_driver_guarded_objects",
+                                           "plc_driver_guarded_small_objects"),
+}
+OBJECT_LIBRARIES = sorted({library for libraries in BUILDS.values() for library in libraries})
+# Where the guarded exchange lies.
+GUARDED_FILES = re.compile(r"src/plc_driver/(protocol/(transaction_guarded|reply_rules|exchange|directory)"
+                           r"|host/(batch_limits|program_choice)|guard_lines)\.(cpp|h)")
+# The slow tests of files that are not the driver's.
+LEFT_OUT = "CalcFileMd5.*:EvSleep*"
 
 
-def test_runs(name):
-    """Arguments of the two runs of a test program: the tests of this source file, then all of the driver's."""
+def differing_tests():
+    """Tests that the guarded build has others for, as a filter of test programs names them."""
+    rows = (ROOT / "tests" / "guarded_differences.csv").read_text().split("\n")
+    columns = [row.split(",") for row in rows if row and not row.startswith("#")]
+    return "".join(f":{test}" for test, counterpart, *_ in columns if counterpart != "itself")
+
+
+def whole_run(program):
+    """Arguments of a test program for all of its tests that concern the driver; of a replay, its corpus."""
+    if str(program).startswith("fuzz/"):
+        return [str(ROOT / "fuzz" / "corpus" / pathlib.Path(program).name.removesuffix("_fuzz"))]
+    others = differing_tests() if str(program).endswith("_guarded") else ""
+    return ["--gtest_fail_fast", f"--gtest_filter=-{LEFT_OUT}{others}"]
+
+
+def test_runs(name, programs):
+    """Program and arguments of all runs: the tests of this source file in each program, then all of the driver's."""
     stem = pathlib.Path(name).stem
     suites = {suite for path in (ROOT / "tests").glob(f"*/*{stem}*_test.cpp")
               for suite in re.findall(r"^TEST(?:_F|_P)?\((\w+),", path.read_text(), re.M)}
-    near = [["--gtest_fail_fast", "--gtest_filter=" + ":".join(f"{suite}.*" for suite in sorted(suites))]]
-    return (near if suites else []) + [WHOLE_RUN]
+    wanted = ":".join(f"{suite}.*" for suite in sorted(suites))
+    near = []
+    for program in programs if suites else ():
+        if program.startswith("fuzz/"):
+            continue
+        others = "-" + differing_tests()[1:] if str(program).endswith("_guarded") else ""
+        near.append((program, ["--gtest_fail_fast", f"--gtest_filter={wanted}{others}"]))
+    return near + [(program, whole_run(program)) for program in programs]
 
 
 class BuildError(Exception):
@@ -81,7 +108,10 @@ class Variant:
             output = command[command.index("-o") + 1]
             self.commands[output] = (command, pathlib.Path(entry["file"]))
         self.users = self._read_dependencies()
-        self.driver_objects = sorted(output for output in self.commands if output.startswith(DRIVER_OBJECTS))
+        self.library_objects = {library: sorted(output for output in self.commands
+                                                if output.startswith(f"src/CMakeFiles/{library}.dir/"))
+                                for library in OBJECT_LIBRARIES}
+        self.driver_objects = sorted(output for outputs in self.library_objects.values() for output in outputs)
 
     def _read_dependencies(self):
         """For each of the project's files the objects that are made of it."""
@@ -144,13 +174,24 @@ class Variant:
         finally:
             changed.unlink()
 
-    def link(self, program, changed, link_flags):
-        """Links a program of the build with the driver's objects of this variant, changed ones in place of the base."""
+    def _link_line(self, program):
         if program not in self.link_lines:
             self.link_lines[program] = self._read_link_line(program)
-        line = self.link_lines[program]
-        line = [word for word in line if word != DRIVER_ARCHIVE and word not in self.without]
-        objects = [str(changed.get(output, self.base / output)) for output in self.driver_objects]
+        return self.link_lines[program]
+
+    def objects_of(self, program):
+        """The driver's objects that a program holds: those of the build whose archive it is linked with."""
+        return [output for archive in BUILDS if archive in self._link_line(program)
+                for library in BUILDS[archive] for output in self.library_objects[library]]
+
+    def concerns(self, name, program):
+        """Whether a program holds anything that is made of this file of the project."""
+        return not self.users.get(str(ROOT / name), set()).isdisjoint(self.objects_of(program))
+
+    def link(self, program, changed, link_flags):
+        """Links a program of the build with the driver's objects of this variant, changed ones in place of the base."""
+        line = [word for word in self._link_line(program) if word not in BUILDS and word not in self.without]
+        objects = [str(changed.get(output, self.base / output)) for output in self.objects_of(program)]
         line = [str(changed.get(word, word)) for word in line]
         target = self.work / pathlib.Path(program).name
         line[line.index("-o") + 1] = str(target)
