@@ -97,7 +97,7 @@ void tell_unread(const std::vector<TagResult>& results) {
     reason = result.reading.failure().reason;
     ++count;
   }
-  if (count > 0) show_message(std::to_string(count) + (count == 1 ? " variable " : " variables ") + reason);
+  if (count > 0) show_message(counted(count, "variable") + " " + reason);
 }
 
 }  // namespace
@@ -159,8 +159,8 @@ int run_batch(const HostOptions& options, DriverOutput& output) {
   }
   tell_unread(results);
   if (!options.quiet) {
-    show_message(std::to_string(figures.batches) + " batch reads of " + std::to_string(figures.slots) + " registers, " +
-                 std::to_string(figures.single_reads) + " variables read singly");
+    show_message(counted(figures.batches, "batch read") + " of " + counted(figures.slots, "register") + ", " +
+                 counted(figures.single_reads, "variable") + " read singly");
   }
   return host.finish(exit_code_of(results, stop_requested()));
 }

@@ -67,7 +67,7 @@ class Watch {
   int run();
 
  private:
-  void take_round(const std::vector<TagResult>& results);
+  void take_round(const std::vector<TagResult>& results, SteadyClock::time_point began);
 
   const HostOptions& options_;
   Host host_;
@@ -94,16 +94,10 @@ Watch::Watch(const HostOptions& options, DriverOutput& output)
   });
 }
 
-void Watch::take_round(const std::vector<TagResult>& results) {
-  const RoundOutcome outcome = state_.take_round(results, SteadyClock::now());
+void Watch::take_round(const std::vector<TagResult>& results, SteadyClock::time_point began) {
+  const RoundOutcome outcome = state_.take_round(results, began, SteadyClock::now());
   const std::string controller = target_text(host_.session().target());
-  if (outcome.lost) shown_->show_line("plc-host: " + controller + " does not answer; asking on");
-  if (outcome.back) {
-    const auto away = std::chrono::duration<double>(outcome.away).count();
-    char seconds[32];
-    std::snprintf(seconds, sizeof seconds, "%.1f", away);
-    shown_->show_line("plc-host: " + controller + " answers again after " + seconds + " s");
-  }
+  if (outcome.contact) shown_->show_line("plc-host: " + contact_text(outcome, controller));
   if (chart_) {
     const TagEntry& entry = references_[charted_row_].tag->entry;
     const TagValue* value = results[charted_row_].reading.value();
@@ -119,11 +113,12 @@ int Watch::run() {
   SteadyClock::time_point next = SteadyClock::now();
   // A reader who has gone, or a full disk, ends it.
   for (uint64_t round = 1; !stop_requested() && host_.result_file().flush(); ++round) {
+    const SteadyClock::time_point began = SteadyClock::now();
     const std::vector<TagResult> results = read_round(host_, references_, options_.batch);
     host_.show_simulator_lines();
     // A round that Ctrl-C cut short shows failures that are none.
     if (stop_requested()) break;
-    take_round(results);
+    take_round(results, began);
     if (!host_.result_file().flush() || round == options_.rounds) break;
     next = std::max(next + interval, SteadyClock::now());
     wait_for_stop(std::chrono::duration_cast<std::chrono::milliseconds>(next - SteadyClock::now()));

@@ -2,12 +2,16 @@
 #ifndef HOST_TOOL_MESSAGES_H_
 #define HOST_TOOL_MESSAGES_H_
 
+#include <cstdint>
 #include <string>
 
 namespace plc_host {
 
 // "plc-host: text"
 void show_message(const std::string& text);
+
+// "1 batch read", "3 batch reads"
+std::string counted(uint64_t number, const std::string& what);
 
 // A line of the driver: "driver: text"
 void show_driver_line(const std::string& text);

@@ -4,10 +4,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <utility>
 
+#include "messages.h"
 #include "result_writer.h"
 #include "time_text.h"
 #include "value_type.h"
@@ -24,9 +28,18 @@ constexpr size_t kChartColumns = 80;  // where no terminal tells its width
 
 double milliseconds(std::chrono::nanoseconds time) { return std::chrono::duration<double, std::milli>(time).count(); }
 
-double mean_ms(const CallFigures& figures) {
+// Shortest, mean and longest, in milliseconds; nothing when no call succeeded.
+std::optional<std::array<double, 3>> round_trips(const CallFigures& figures) {
   const uint64_t succeeded = figures.calls - figures.failures;
-  return succeeded == 0 ? 0 : milliseconds(figures.total) / static_cast<double>(succeeded);
+  if (succeeded == 0) return std::nullopt;
+  const double mean = milliseconds(figures.total) / static_cast<double>(succeeded);
+  return std::array<double, 3>{milliseconds(figures.shortest), mean, milliseconds(figures.longest)};
+}
+
+const char* event_word(const RoundOutcome& outcome) {
+  if (*outcome.contact == Contact::kSilent) return "lost";
+  if (*outcome.contact == Contact::kNoValues) return "no-values";
+  return outcome.contact_before == Contact::kSilent ? "back" : "values";
 }
 
 void print_line(const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); }
@@ -74,10 +87,11 @@ class JsonOutput : public WatchOutput {
   explicit JsonOutput(FILE* file) : file_(file) {}
   void begin(const WatchState&) override {}
   void show_round(const WatchState& state, const RoundOutcome& outcome) override {
-    if (outcome.lost || outcome.back) {
+    if (outcome.contact) {
       const WallTime now = std::chrono::system_clock::now();
-      Json event = {{"time", utc_time_text(now)}, {"event", outcome.lost ? "lost" : "back"}};
-      if (outcome.back) event["away_ms"] = std::llround(milliseconds(outcome.away));
+      Json event = {{"time", utc_time_text(now)}, {"event", event_word(outcome)}};
+      if (*outcome.contact == Contact::kValues) event["away_ms"] = std::llround(milliseconds(outcome.away));
+      if (*outcome.contact == Contact::kNoValues) event["reason"] = outcome.reason;
       write_json_line(file_, event);
     }
     for (const size_t row : outcome.changed) write_json_line(file_, result_json(state.rows()[row].latest));
@@ -85,12 +99,11 @@ class JsonOutput : public WatchOutput {
   }
   void show_line(const std::string& line) override { print_line(line); }
   void end(const WatchState&, const CallFigures& figures) override {
-    write_json_line(file_, {{"summary",
-                             {{"calls", figures.calls},
-                              {"failures", figures.failures},
-                              {"shortest_ms", milliseconds(figures.shortest)},
-                              {"mean_ms", mean_ms(figures)},
-                              {"longest_ms", milliseconds(figures.longest)}}}});
+    Json summary = {{"calls", figures.calls}, {"failures", figures.failures}};
+    const auto times = round_trips(figures);
+    const char* const names[] = {"shortest_ms", "mean_ms", "longest_ms"};
+    for (size_t i = 0; i < std::size(names); ++i) summary[names[i]] = times ? Json(times->at(i)) : Json();
+    write_json_line(file_, {{"summary", summary}});
     std::fflush(file_);
   }
 
@@ -209,13 +222,22 @@ std::string round_reason(const std::vector<WatchRow>& rows) {
   return text;
 }
 
+std::string contact_text(const RoundOutcome& outcome, const std::string& controller) {
+  if (*outcome.contact == Contact::kSilent) return controller + " does not answer; asking on";
+  if (*outcome.contact == Contact::kNoValues) return "no values: " + outcome.reason + "; asking on";
+  char seconds[32];
+  std::snprintf(seconds, sizeof seconds, "%.1f", std::chrono::duration<double>(outcome.away).count());
+  return controller + (outcome.contact_before == Contact::kSilent ? " answers" : " gives values") + " again after " +
+         seconds + " s";
+}
+
 std::string summary_text(const CallFigures& figures) {
-  char text[160];
-  std::snprintf(text, sizeof text,
-                "%llu calls, %llu failures, round trip %.2f / %.2f / %.2f ms (shortest / mean / longest)",
-                static_cast<unsigned long long>(figures.calls), static_cast<unsigned long long>(figures.failures),
-                milliseconds(figures.shortest), mean_ms(figures), milliseconds(figures.longest));
-  return text;
+  char times[96] = "- / - / -";
+  if (const auto trips = round_trips(figures)) {
+    std::snprintf(times, sizeof times, "%.2f / %.2f / %.2f", trips->at(0), trips->at(1), trips->at(2));
+  }
+  return counted(figures.calls, "call") + ", " + counted(figures.failures, "failure") + ", round trip " + times +
+         " ms (shortest / mean / longest)";
 }
 
 std::string csv_field(const std::string& text) {

@@ -37,7 +37,11 @@ std::string round_word(const std::vector<WatchRow>& rows);
 // Why values are missing: "Limits: REASON; Speed, Total and 3 more: REASON"; "" when none is.
 std::string round_reason(const std::vector<WatchRow>& rows);
 
-// "120 calls, 3 failures, round trip 0.21 / 0.35 / 2.10 ms (shortest / mean / longest)"
+// "192.168.0.10:8500 does not answer; asking on": what is said of a contact that has changed.
+std::string contact_text(const RoundOutcome& outcome, const std::string& controller);
+
+// "120 calls, 3 failures, round trip 0.21 / 0.35 / 2.10 ms (shortest / mean / longest)", with "-" for each time when no
+// call succeeded
 std::string summary_text(const CallFigures& figures);
 
 // A field of a spreadsheet, in double quotes where it needs them.

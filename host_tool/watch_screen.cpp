@@ -15,19 +15,30 @@ constexpr std::chrono::seconds kMarkTime{1};  // how long a change is marked
 constexpr size_t kWidestName = 40;
 constexpr size_t kAgeColumns = 6;
 constexpr char kGap[] = "  ";
+constexpr char kCut[] = "\xE2\x80\xA6";
 
-// The value; without one the reason, and what there was before.
-std::string value_text(const WatchRow& row, WatchTime now) {
-  if (row.latest.ok()) return row.last_text;
-  std::string text = row.latest.reading.failure().reason;
-  if (row.changed_at) text += "; " + row.last_text + " was read " + age_text(now - row.read_at) + " ago";
-  return text;
+// A part of a number would be taken for another number, so a list ends behind a whole one.
+std::string whole_numbers(const std::string& text, size_t room) {
+  if (display_width(text) <= room) return text;
+  const size_t comma = room < 2 ? std::string::npos : text.rfind(',', room - 2);
+  return (comma == std::string::npos ? "" : text.substr(0, comma + 1)) + kCut;
+}
+
+// The value; without one the reason, and what there was before where that has room.
+std::string value_text(const WatchRow& row, WatchTime now, size_t room) {
+  const bool is_text = value_kind(row.latest.reference.tag->entry) == ValueKind::kText;
+  if (row.latest.ok()) return is_text ? row.last_text : whole_numbers(row.last_text, room);
+  const std::string& reason = row.latest.reading.failure().reason;
+  if (!row.changed_at) return reason;
+  const std::string with_value = reason + "; " + row.last_text + " was read " + age_text(now - row.read_at) + " ago";
+  return display_width(with_value) <= room ? with_value : reason;
 }
 
 struct Widths {
   size_t name = 4;
   size_t type = 4;
   size_t state = 5;
+  size_t before_value() const { return name + type + kAgeColumns + state + 2 + 4 * (sizeof kGap - 1); }
 };
 
 struct Cells {
@@ -48,19 +59,21 @@ std::string table_line(const Widths& widths, const Cells& cells, size_t columns)
 }
 
 // Age and mark belong to a value of this round: one that is older has neither.
-Cells cells_of(const WatchRow& row, WatchTime now) {
+Cells cells_of(const WatchRow& row, WatchTime now, size_t room) {
   const bool has_value = row.latest.ok();
   return {row.latest.name,
           declared_type(row.latest.reference.tag->entry),
           has_value && now - *row.changed_at < kMarkTime ? "*" : "",
           has_value ? age_text(now - *row.changed_at) : "-",
           quality_word(row.latest.reading.quality()),
-          value_text(row, now)};
+          value_text(row, now, room)};
 }
 
 std::string status_line(const WatchState& state) {
-  return std::string(state.is_away() ? "the controller does not answer, asked at " : "read at ") +
-         local_time_text(state.round_time()) + "; Ctrl-C ends";
+  const char* const words = state.contact() == Contact::kValues   ? "read at "
+                            : state.contact() == Contact::kSilent ? "the controller does not answer, asked at "
+                                                                  : "no values, asked at ";
+  return words + local_time_text(state.round_time()) + "; Ctrl-C ends";
 }
 
 }  // namespace
@@ -91,7 +104,8 @@ std::vector<std::string> draw_table(const WatchState& state, WatchTime now, size
   const size_t all = state.rows().size();
   const bool all_fit = all + 2 <= height;
   const size_t shown = all_fit ? all : (height > 3 ? height - 3 : 0);
-  for (size_t i = 0; i < shown; ++i) lines.push_back(table_line(widths, cells_of(state.rows()[i], now), columns));
+  const size_t room = columns - std::min(columns, widths.before_value());
+  for (size_t i = 0; i < shown; ++i) lines.push_back(table_line(widths, cells_of(state.rows()[i], now, room), columns));
   if (!all_fit) lines.push_back(fit_columns("... and " + std::to_string(all - shown) + " more", columns));
   lines.push_back(fit_columns(status_line(state), columns));
   return lines;

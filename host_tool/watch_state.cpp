@@ -4,6 +4,13 @@
 #include <algorithm>
 
 namespace plc_host {
+namespace {
+
+bool is_silent(Quality quality) {
+  return quality == Quality::kNoAnswer || quality == Quality::kLost || quality == Quality::kNoConnection;
+}
+
+}  // namespace
 
 WatchState::WatchState(const std::vector<TagReference>& references)
     : rows_(references.size()),
@@ -17,13 +24,13 @@ void WatchState::take_failure(size_t row, const TagResult& result, RoundOutcome&
   WatchRow& entry = rows_[row];
   const bool had_value = entry.latest.ok();
   const bool is_other = result.reading.quality() != entry.latest.reading.quality();
-  if (had_value || !has_state_[row] || (is_other && !is_away())) outcome.changed.push_back(row);
+  if (had_value || !has_state_[row] || is_other) outcome.changed.push_back(row);
   has_state_[row] = true;
   entry.latest = result;
   if (!result.reading.is_taken()) return;
   ++failures_in_a_row_[row];
   const bool certain = !entry.changed_at || failures_in_a_row_[row] > 1;
-  if (!certain || failure_reported_[row] || is_away()) return;
+  if (!certain || failure_reported_[row] || contact_ == Contact::kSilent) return;
   failure_reported_[row] = true;
   outcome.failed.push_back(row);
 }
@@ -43,28 +50,41 @@ void WatchState::take_value(size_t row, const TagResult& result, WatchTime now, 
   failure_reported_[row] = false;
 }
 
-RoundOutcome WatchState::take_round(const std::vector<TagResult>& results, WatchTime now) {
-  RoundOutcome outcome;
-  const auto taken = [](const TagResult& result) { return result.reading.is_taken(); };
-  const auto succeeded = [](const TagResult& result) { return result.ok(); };
-  const auto unconnected = [](const TagResult& result) {
-    return !result.ok() && result.reading.failure().connection_lost;
-  };
-  const bool any = std::any_of(results.begin(), results.end(), taken);
-  const bool answered = std::any_of(results.begin(), results.end(), succeeded);
-  const bool cut_off = std::any_of(results.begin(), results.end(), unconnected);
+void WatchState::take_contact(const std::vector<TagResult>& results, WatchTime began, WatchTime now,
+                              RoundOutcome& outcome) {
+  const TagResult* latest = nullptr;
+  bool answered = false;
+  bool cut_off = false;
+  for (const TagResult& result : results) {
+    answered = answered || result.ok();
+    cut_off = cut_off || (!result.ok() && result.reading.failure().connection_lost);
+    if (result.reading.is_taken() && result.reading.quality() != Quality::kImpossible) latest = &result;
+  }
+  if (latest == nullptr) return;
   const bool had_values =
       std::any_of(rows_.begin(), rows_.end(), [](const WatchRow& row) { return row.changed_at.has_value(); });
-  // Without any connection, or without any value where there were values, the controller is away.
-  if (any && !answered && (cut_off || had_values) && !away_since_) {
-    away_since_ = now;
-    outcome.lost = true;
-  } else if (answered && away_since_) {
-    outcome.back = true;
-    outcome.away = now - *away_since_;
-    away_since_.reset();
-    shown_lines_.clear();
+  Contact contact = contact_;
+  // Variables that fail from the start, on a connection that stays, tell nothing of the controller.
+  if (answered) contact = Contact::kValues;
+  if (!answered && (cut_off || had_values)) {
+    contact = is_silent(latest->reading.quality()) ? Contact::kSilent : Contact::kNoValues;
   }
+  if ((cut_off || contact != Contact::kValues) && !failing_since_) failing_since_ = began;
+  if (contact != contact_) {
+    outcome.contact = contact;
+    outcome.contact_before = contact_;
+    if (!latest->ok()) outcome.reason = latest->name + ": " + latest->reading.failure().reason;
+    if (contact == Contact::kValues && failing_since_) outcome.away = now - *failing_since_;
+    if (contact == Contact::kValues) shown_lines_.clear();
+    contact_ = contact;
+  }
+  if (answered && !cut_off) failing_since_.reset();
+  if (answered && cut_off && outcome.contact) failing_since_ = began;
+}
+
+RoundOutcome WatchState::take_round(const std::vector<TagResult>& results, WatchTime began, WatchTime now) {
+  RoundOutcome outcome;
+  take_contact(results, began, now, outcome);
   for (size_t i = 0; i < std::min(results.size(), rows_.size()); ++i) {
     round_time_ = std::max(round_time_, results[i].reading.time());
     if (results[i].ok()) {

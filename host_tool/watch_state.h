@@ -21,13 +21,21 @@ struct WatchRow {
   WatchTime read_at;                    // when it was read for the last time
 };
 
+// What the rounds show of the controller.
+enum class Contact {
+  kValues,    // it answers with values, or was never asked
+  kNoValues,  // what answers there gives none: refusals, or replies of something else
+  kSilent,    // it does not answer
+};
+
 // What a round has brought.
 struct RoundOutcome {
-  std::vector<size_t> changed;       // rows with another value or another state than before
-  std::vector<size_t> failed;        // rows whose failure is to be reported now
-  bool lost = false;                 // the controller has gone away: said once
-  bool back = false;                 // it answers again: said once
-  std::chrono::nanoseconds away{0};  // then for how long it was away
+  std::vector<size_t> changed;     // rows with another value or another state than before
+  std::vector<size_t> failed;      // rows whose failure is to be reported now
+  std::optional<Contact> contact;  // when it is another than before
+  Contact contact_before = Contact::kValues;
+  std::string reason;                // with kNoValues: the variable asked for last and what came of it
+  std::chrono::nanoseconds away{0};  // with kValues: since the first failure
 };
 
 class WatchState {
@@ -37,14 +45,13 @@ class WatchState {
   // Takes the results of one round, an entry per row in order. Every row has the state of this round behind it: one
   // that the round did not get to is not read, whatever it was before.
   //
-  // A row without a value has changed when it had one, or nothing, before, and again with each other state unless the
-  // controller is away, where states differ from round to round.
+  // A row without a value has changed when it had one, or nothing, before, and again with each other state.
   // A failure is reported when the controller answers otherwise: at once for a row that never had a value, else when it
   // fails for the second time in a row, because a connection that breaks looks like a failing variable at first.
-  RoundOutcome take_round(const std::vector<TagResult>& results, WatchTime now);
+  RoundOutcome take_round(const std::vector<TagResult>& results, WatchTime began, WatchTime now);
 
   const std::vector<WatchRow>& rows() const { return rows_; }
-  bool is_away() const { return away_since_.has_value(); }
+  Contact contact() const { return contact_; }
 
   // The time of day at which the last row of the last round was read.
   WallTime round_time() const { return round_time_; }
@@ -53,6 +60,7 @@ class WatchState {
   bool is_new_line(const std::string& line);
 
  private:
+  void take_contact(const std::vector<TagResult>& results, WatchTime began, WatchTime now, RoundOutcome& outcome);
   void take_value(size_t row, const TagResult& result, WatchTime now, RoundOutcome& outcome);
   void take_failure(size_t row, const TagResult& result, RoundOutcome& outcome);
 
@@ -60,7 +68,8 @@ class WatchState {
   std::vector<unsigned> failures_in_a_row_;
   std::vector<bool> failure_reported_;
   std::vector<bool> has_state_;  // of a round that is over
-  std::optional<WatchTime> away_since_;
+  Contact contact_ = Contact::kValues;
+  std::optional<WatchTime> failing_since_;  // the first of the rounds in a row that lost the connection or all values
   WallTime round_time_{};
   std::set<std::string> shown_lines_;
 };

@@ -365,7 +365,7 @@ TEST_F(ProgramTest, WatchUntilCtrlC_LivesThroughAControllerThatGoesAndComesBack)
   EXPECT_EQ(count_of(err, "answers again after"), 1U) << err;
   EXPECT_LE(count_of(err, "driver: send error"), 1U) << err;
   // Neither variable keeps the value that it had.
-  EXPECT_EQ(count_of(out, "\"value\":null"), 2U) << out;
+  EXPECT_GE(count_of(out, "\"value\":null"), 2U) << out;
   EXPECT_TRUE(nlohmann::json::parse(lines_of(out).back()).contains("summary"));
   simulator->close_input();
   EXPECT_EQ(simulator->wait(), 0);

@@ -158,6 +158,21 @@ TEST_P(StateCaseTest, Watch_WritesALineForTheState) {
   EXPECT_NE(lines.out.find(given.reason), std::string::npos) << lines.out;
 }
 
+TEST_F(StateTest, WatchOfWhatAnswersOtherwise_DoesNotCallItSilent) {
+  const std::vector<std::string> foreign = {"--fault=garbage on=read"};
+  const Outcome text = ask({"watch", "--rounds", "1", "Speed"}, foreign);
+  EXPECT_EQ(text.err.find("plc-host: no values: Speed: 127.0.0.1:" + port_ +
+                          ": what answers there does not speak this protocol (3); asking on\n"),
+            0U)
+      << text.err;
+  EXPECT_EQ(text.err.find("does not answer"), std::string::npos) << text.err;
+  EXPECT_NE(text.err.find("plc-host: 1 call, 1 failure, round trip - / - / - ms "), std::string::npos) << text.err;
+  const std::vector<std::string> lines = lines_of(ask({"watch", "--json", "--rounds", "1", "Speed"}, foreign).out);
+  EXPECT_EQ(Json::parse(lines.at(0))["event"], "no-values");
+  const Json summary = Json::parse(lines.at(2))["summary"];
+  for (const char* time : {"shortest_ms", "mean_ms", "longest_ms"}) EXPECT_TRUE(summary.at(time).is_null()) << time;
+}
+
 TEST_F(StateTest, NameThatTheControllerDoesNotHave_IsNeitherReadNorWritten) {
   const Outcome read = ask({"read", "Limits", "Speed"});
   EXPECT_EQ(read.code, 1);

@@ -46,8 +46,9 @@ class WatchTest : public testing::Test {
   TagResult left_out(size_t row) { return unread(references_[row]); }
 
   RoundOutcome round(const std::vector<TagResult>& results) {
+    const WatchTime began = now_;
     now_ += seconds(2);
-    return state_->take_round(results, now_);
+    return state_->take_round(results, began, now_);
   }
 
   TagList list_ = make_list({make_entry("Speed", kInt), make_entry("Ready", kBool)});
@@ -68,24 +69,48 @@ TEST_F(WatchTest, UnchangedValue_IsNoNews) {
 
 TEST_F(WatchTest, ControllerGoesAwayAndComesBack_EachIsSaidOnce) {
   round({value(0, 1), value(1, 0)});
-  EXPECT_TRUE(round({failure(0, true), left_out(1)}).lost);
-  EXPECT_TRUE(state_->is_away());
-  EXPECT_FALSE(round({failure(0, true), left_out(1)}).lost);
+  const RoundOutcome lost = round({failure(0, true, Quality::kLost), left_out(1)});
+  EXPECT_EQ(contact_text(lost, "10.0.0.1:8500"), "10.0.0.1:8500 does not answer; asking on");
+  EXPECT_EQ(state_->contact(), Contact::kSilent);
+  EXPECT_FALSE(round({failure(0, true, Quality::kNoConnection), left_out(1)}).contact);
   const RoundOutcome back = round({value(0, 1), value(1, 0)});
-  EXPECT_TRUE(back.back);
-  EXPECT_EQ(back.away, seconds(4));
-  EXPECT_FALSE(round({value(0, 1), value(1, 0)}).back);
+  EXPECT_EQ(back.contact, Contact::kValues);
+  EXPECT_EQ(contact_text(back, "10.0.0.1:8500"), "10.0.0.1:8500 answers again after 6.0 s");
+  EXPECT_FALSE(round({value(0, 1), value(1, 0)}).contact);
+}
+
+TEST_F(WatchTest, Outage_CountsFromTheFirstFailureOfARoundThatHadAValueToo) {
+  round({value(0, 1), value(1, 0)});
+  EXPECT_FALSE(round({value(0, 1), failure(1, true, Quality::kLost)}).contact);
+  round({failure(0, true, Quality::kNoConnection), left_out(1)});
+  EXPECT_EQ(round({value(0, 1), value(1, 0)}).away, seconds(6));
+}
+
+TEST_F(WatchTest, ControllerThatAnswersWithoutValues_IsNotSaidToBeSilent) {
+  for (const Quality quality : {Quality::kRefused, Quality::kForeign, Quality::kIncomplete}) {
+    state_ = std::make_unique<WatchState>(references_);
+    round({value(0, 1), value(1, 0)});
+    const RoundOutcome outcome = round({failure(0, false, quality), failure(1, false, quality)});
+    EXPECT_EQ(contact_text(outcome, "10.0.0.1:8500"), "no values: Ready: the transfer failed (3); asking on");
+    EXPECT_EQ(draw_table(*state_, now_, 80, 24).back(),
+              "no values, asked at " + local_time_text(kNoon) + "; Ctrl-C ends");
+    EXPECT_EQ(round({failure(0, false, quality), failure(1, false, quality)}).failed, (std::vector<size_t>{0, 1}));
+    EXPECT_EQ(round({failure(0, true, Quality::kNoAnswer), left_out(1)}).contact, Contact::kSilent);
+    EXPECT_EQ(round({failure(0, false, quality), failure(1, false, quality)}).contact, Contact::kNoValues);
+    const RoundOutcome back = round({value(0, 1), value(1, 0)});
+    EXPECT_EQ(contact_text(back, "10.0.0.1:8500"), "10.0.0.1:8500 gives values again after 10.0 s");
+  }
 }
 
 TEST_F(WatchTest, ControllerThatNeverAnswered_IsAwayFromTheStart) {
-  const RoundOutcome outcome = round({failure(0, true), left_out(1)});
-  EXPECT_TRUE(outcome.lost);
+  const RoundOutcome outcome = round({failure(0, true, Quality::kNoConnection), left_out(1)});
+  EXPECT_EQ(outcome.contact, Contact::kSilent);
   EXPECT_TRUE(outcome.failed.empty());
 }
 
 TEST_F(WatchTest, OutageWithoutAClosedSocket_IsNoticedToo) {
   round({value(0, 1), value(1, 0)});
-  EXPECT_TRUE(round({failure(0, false), failure(1, false)}).lost);
+  EXPECT_EQ(round({failure(0, false, Quality::kNoAnswer), left_out(1)}).contact, Contact::kSilent);
 }
 
 TEST_F(WatchTest, VariableThatNeverHadAValue_IsReportedAtOnceAndOnce) {
@@ -123,10 +148,12 @@ TEST_F(WatchTest, ControllerThatNeverAnswered_GivesEveryRowItsStateOnce) {
   EXPECT_TRUE(round({failure(0, true), left_out(1)}).changed.empty());
 }
 
-TEST_F(WatchTest, ReasonsThatDifferWhileTheControllerIsAway_AreNoNews) {
+TEST_F(WatchTest, StateThatChangesWhileTheControllerIsAway_IsNews) {
   round({value(0, 1), value(1, 7)});
   round({failure(0, true, Quality::kLost), left_out(1)});
+  EXPECT_EQ(round({failure(0, true, Quality::kNoConnection), left_out(1)}).changed, std::vector<size_t>{0});
   EXPECT_TRUE(round({failure(0, true, Quality::kNoConnection), left_out(1)}).changed.empty());
+  EXPECT_EQ(round({left_out(0), left_out(1)}).changed, std::vector<size_t>{0});
 }
 
 TEST_F(WatchTest, RoundWord_IsTheStateOfAllOrPartial) {
@@ -178,6 +205,39 @@ TEST_F(WatchTest, Table_SaysHowOldAValueIsThatIsNotOfThisRound) {
   EXPECT_EQ(lines[1], "Speed  INT     -       lost      the transfer failed (3); 12 was read 2.0 s ago");
   EXPECT_EQ(lines[2], "Ready  BOOL    -       not-read  not read; true was read 2.0 s ago");
   EXPECT_EQ(lines[3], "the controller does not answer, asked at " + local_time_text(kNoon) + "; Ctrl-C ends");
+}
+
+TEST_F(WatchTest, Table_ShowsNoPartOfAnOldValue) {
+  round({value(0, 15568), value(1, 1)});
+  round({failure(0, true, Quality::kLost), left_out(1)});
+  const std::string whole = "Speed  INT     -       lost      the transfer failed (3); 15568 was read 2.0 s ago";
+  EXPECT_EQ(draw_table(*state_, now_, whole.size(), 24)[1], whole);
+  for (size_t columns = whole.size() - 1; columns > 57; --columns) {
+    EXPECT_EQ(draw_table(*state_, now_, columns, 24)[1], "Speed  INT     -       lost      the transfer failed (3)");
+  }
+}
+
+TEST_F(WatchTest, Table_ShowsNoPartOfANumber) {
+  round({value(0, 15568), value(1, 1)});
+  EXPECT_EQ(draw_table(*state_, now_, 36, 24)[1], "Speed  INT   * 0.0 s   good   15568");
+  EXPECT_EQ(draw_table(*state_, now_, 34, 24)[1], "Speed  INT   * 0.0 s   good   \xE2\x80\xA6");
+}
+
+TEST(WatchTable, ListThatIsTooLong_EndsBehindAWholeNumber) {
+  const TagList list = make_list({make_entry("Row", kInt, {{0, 2}})});
+  const TagReference reference = whole_tag(list.tags[0]);
+  WatchState state({reference});
+  TagResult result = unread(reference);
+  result.reading = {TagValue{{100, 200, 300}, ""}, Quality::kGood, kNoon};
+  state.take_round({result}, WatchTime(), WatchTime());
+  const std::string start = draw_table(state, WatchTime(), 80, 24)[1];
+  const std::string before = start.substr(0, start.find("[100"));
+  const std::string cut = "\xE2\x80\xA6";
+  EXPECT_EQ(start, before + "[100, 200, 300]");
+  EXPECT_EQ(draw_table(state, WatchTime(), before.size() + 14, 24)[1], before + "[100, 200," + cut);
+  EXPECT_EQ(draw_table(state, WatchTime(), before.size() + 11, 24)[1], before + "[100, 200," + cut);
+  EXPECT_EQ(draw_table(state, WatchTime(), before.size() + 10, 24)[1], before + "[100," + cut);
+  EXPECT_EQ(draw_table(state, WatchTime(), before.size() + 5, 24)[1], before + cut);
 }
 
 TEST_F(WatchTest, Table_KeepsToTheTerminal) {
@@ -240,8 +300,13 @@ TEST(WatchOutput, CsvField_IsQuotedWhereItMustBe) {
   EXPECT_EQ(csv_field("a,\"b\""), "\"a,\"\"b\"\"\"");
 }
 
-TEST(WatchOutput, SummaryWithoutCalls_DividesByNothing) {
-  EXPECT_EQ(summary_text({}), "0 calls, 0 failures, round trip 0.00 / 0.00 / 0.00 ms (shortest / mean / longest)");
+TEST(WatchOutput, SummaryWithoutSuccess_HasNoTimes) {
+  EXPECT_EQ(summary_text({}), "0 calls, 0 failures, round trip - / - / - ms (shortest / mean / longest)");
+  CallFigures figures;
+  figures.calls = figures.failures = 1;
+  EXPECT_EQ(summary_text(figures), "1 call, 1 failure, round trip - / - / - ms (shortest / mean / longest)");
+  figures = {2, 1, milliseconds(2), milliseconds(2), milliseconds(2)};
+  EXPECT_EQ(summary_text(figures), "2 calls, 1 failure, round trip 2.00 / 2.00 / 2.00 ms (shortest / mean / longest)");
 }
 
 TEST(Utf8Text, Width_CountsCharacters) {
