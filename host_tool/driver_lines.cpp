@@ -61,6 +61,8 @@ constexpr KnownLine kLines[] = {
     {"guard: controller refused the write, status *", Quality::kRefused, "the controller refused the write, status %1",
      "Look whether the controller allows writing: its mode, its write protection, the variable's own attributes; and "
      "compare the type in the tag file with the controller's declaration."},
+    {"guard: 0 of 1 names resolved", Quality::kIncomplete, "the reply does not hold the name that was asked for",
+     "Compare offset, subscripts and declared length with the controller's declaration of the variable."},
     {"guard: * of * names resolved", Quality::kIncomplete, "the reply holds %1 of %2 names that were asked for",
      "Read fewer elements at once: one reply holds about 169 names."},
     {"guard: * bytes of values, * were asked for", Quality::kIncomplete,

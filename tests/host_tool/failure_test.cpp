@@ -93,6 +93,17 @@ TEST(Failure, EachLineOfTheDriver_HasItsStateItsReasonAndItsAdvice) {
   }
 }
 
+TEST(Failure, OnlyNameMissing_IsNotToBeReadInSmallerPieces) {
+  const Failure one = explained({"[PLC] guard: 0 of 1 names resolved"});
+  EXPECT_EQ(one.quality, Quality::kIncomplete);
+  EXPECT_EQ(one.reason, "the reply does not hold the name that was asked for (3)");
+  EXPECT_EQ(one.advice,
+            "Compare offset, subscripts and declared length with the controller's declaration of the variable.");
+  for (const char* line : {"[PLC] guard: 0 of 10 names resolved", "[PLC] guard: 0 of 2 names resolved"}) {
+    EXPECT_EQ(explained({line}).advice, "Read fewer elements at once: one reply holds about 169 names.") << line;
+  }
+}
+
 TEST(Failure, SeveralLines_TheOneNearestToTheCauseSpeaks) {
   EXPECT_EQ(explained({"[PLC] guard: connect refused", "[PLC] guard: connection closed by the controller",
                        "[PLC] guard: no connection without the directory of programs", "ev_plc_read init fail"},
