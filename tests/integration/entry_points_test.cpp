@@ -20,18 +20,8 @@
 
 namespace {
 
-using plc_test::answer;
-using plc_test::by_build;
-using plc_test::Bytes;
-using plc_test::capture_output;
 using plc_test::empty_directory;
-using plc_test::from_hex;
-using plc_test::kLoopbackAddress;
 using plc_test::PeerStep;
-using plc_test::resolve_reply;
-using plc_test::ScriptedPeer;
-using plc_test::to_hex;
-using plc_test::value_reply;
 using plc_test::wrapped_calls;
 using plc_test::operator+;
 
@@ -39,22 +29,23 @@ constexpr const char* kOneWord = "A1,INT,,,a,b,c,0,1,0,0,,DM\n";
 
 // The two replies of a read of one word.
 std::vector<PeerStep> word_read(uint8_t high = 0x12, uint8_t low = 0x34) {
-  return {answer(resolve_reply({{0x40, {0x11, 0x22, 0x33, 0x44}}})), answer(value_reply({high, low}))};
+  return {plc_test::answer(plc_test::resolve_reply({{0x40, {0x11, 0x22, 0x33, 0x44}}})),
+          plc_test::answer(plc_test::value_reply({high, low}))};
 }
 
 TEST(DriverInfoTest, Numbers_AreTheFourBytesAlone) {
   DriverInfo infos[3];
   std::memset(infos, 0xEE, sizeof infos);
   EXPECT_EQ(ev_plc_driver_info(&infos[1]), 0U);
-  Bytes bytes(sizeof infos);
+  plc_test::Bytes bytes(sizeof infos);
   std::memcpy(bytes.data(), infos, sizeof infos);
-  EXPECT_EQ(to_hex(bytes), "EE EE EE EE D2 02 01 00 EE EE EE EE");
+  EXPECT_EQ(plc_test::to_hex(bytes), "EE EE EE EE D2 02 01 00 EE EE EE EE");
 }
 
 TEST(DriverInfoTest, NullPointer_Fails) { EXPECT_EQ(ev_plc_driver_info(nullptr), 3U); }
 
 TEST(PlcRegister, Call_ReturnsZeroAndPrintsNothing) {
-  EXPECT_EQ(capture_output([] { EXPECT_EQ(ev_OMRON_plc_register(), 0U); }), "");
+  EXPECT_EQ(plc_test::capture_output([] { EXPECT_EQ(ev_OMRON_plc_register(), 0U); }), "");
 }
 
 class EntryPoints : public plc_test::DriverFixture {
@@ -398,7 +389,7 @@ TEST_F(EntryPoints, SecondInitWithANewAddress_ConnectsThereAndLeavesTheOldSocket
   start_connected(word_read());
   ASSERT_EQ(read_id(0, 0, 1, word_), 0U);
   const int old_socket = conn_.socket_fd;
-  ScriptedPeer second(empty_directory() + word_read(0x56, 0x78), kSecondAddress);
+  plc_test::ScriptedPeer second(empty_directory() + word_read(0x56, 0x78), kSecondAddress);
   free_tables();
   CommSettings settings = {0, kSecondAddress, second.port(), 0, 0};
   captured([&] { return ev_plc_init(&settings); });
@@ -406,7 +397,7 @@ TEST_F(EntryPoints, SecondInitWithANewAddress_ConnectsThereAndLeavesTheOldSocket
   take_output();
   EXPECT_EQ(read_id(0, 0, 1, word_), 0U);
   EXPECT_EQ(take_output(), "server ip = 127.0.0.2\r\nbuild tag table for PLC7F000002_0.csv\r\n");
-  EXPECT_EQ(to_hex(Bytes(word_, word_ + 2)), "78 56");
+  EXPECT_EQ(plc_test::to_hex(plc_test::Bytes(word_, word_ + 2)), "78 56");
   EXPECT_NE(conn_.socket_fd, old_socket);
   EXPECT_TRUE(plc_test::is_open_descriptor(old_socket));
   EXPECT_EQ(peer_->connections(), 1U);
@@ -421,7 +412,7 @@ TEST_F(EntryPoints, ManyReconnects_LeaveNoDescriptorBehind) {
   for (int i = 0; i < 20; ++i) {
     peer_->extend({plc_test::stay_silent()});
     // The directory times out, then the read finds no socket.
-    EXPECT_EQ(read_id(0, 0, 1, word_), by_build(3U, 2U));
+    EXPECT_EQ(read_id(0, 0, 1, word_), plc_test::by_build(3U, 2U));
   }
   peer_.reset();
   EXPECT_EQ(plc_test::count_open_descriptors(), open_before);
@@ -432,7 +423,7 @@ struct sigaction disposition_after_init(const struct sigaction& before, CommSett
   struct sigaction host {};
   struct sigaction after {};
   EXPECT_EQ(sigaction(SIGPIPE, &before, &host), 0);
-  capture_output([&] { EXPECT_EQ(ev_plc_init(settings), 0U); });
+  plc_test::capture_output([&] { EXPECT_EQ(ev_plc_init(settings), 0U); });
   EXPECT_EQ(sigaction(SIGPIPE, &host, &after), 0);
   return after;
 }
@@ -470,15 +461,15 @@ TEST_F(EntryPoints, ControllerThatIsSwitchedOff_DoesNotEndTheHost) {
   struct sigaction by_default {};
   by_default.sa_handler = SIG_DFL;
   ASSERT_EQ(sigaction(SIGPIPE, &by_default, &host), 0);
-  start(empty_directory() +
-        std::vector<PeerStep>{plc_test::answer_and_reset(resolve_reply({{0x40, {}}}), plc_test::ReplyForm::kComplete)});
+  start(empty_directory() + std::vector<PeerStep>{plc_test::answer_and_reset(plc_test::resolve_reply({{0x40, {}}}),
+                                                                             plc_test::ReplyForm::kComplete)});
   wrapped_calls().before_send = [this] {
     if (peer_->requests().size() == 3) {
       EXPECT_TRUE(plc_test::wait_for_end(conn_.socket_fd));
     }
   };
   EXPECT_EQ(read_id(0, 0, 1, word_), 3U);
-  const char* const line = by_build("send error\n", "[PLC] guard: connection lost, error 104\r\n");
+  const char* const line = plc_test::by_build("send error\n", "[PLC] guard: connection lost, error 104\r\n");
   EXPECT_THAT(take_output(), testing::EndsWith(line));
   EXPECT_EQ(sigaction(SIGPIPE, &host, nullptr), 0);
 }
