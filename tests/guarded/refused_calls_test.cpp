@@ -193,14 +193,15 @@ TEST_F(BatchLimits, UnknownId_KeepsItsOwnLine) {
 TEST_F(BatchLimits, IndexedIdWithoutARecord_FailsWithItsFrame) {
   use_tags(
       "Word,INT,,,a,b,c,0,1,0,0,,DM\n"
-      "First,INT,[0..9],,a,b,c,262144,1,0,0,,DM\n"
-      "Second,INT,[0..9],,a,b,c,270336,1,0,0,,DM\n");
+      "First,INT,[0..9],,a,b,c,262144,1,0,0,\n"
+      "Second,INT,[0..9],,a,b,c,270336,1,0,0,\n");
   connect();
   BatchReadRequest missing = element(2);
   missing.reg_type = 4;
   for (const std::vector<BatchReadRequest>& batch :
        {std::vector<BatchReadRequest>{missing}, {missing, element(0)}, {element(0), missing}}) {
     EXPECT_EQ(read_batch(batch), kFailed);
+    EXPECT_EQ(take_output(), "Index out of range!\r\n");
     EXPECT_TRUE(take_requests().empty());
     EXPECT_TRUE(socket_.is_open());
     for (const BatchReadRequest& left : elements_) {
