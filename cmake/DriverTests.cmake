@@ -20,10 +20,11 @@ function(plc_discover_guarded executable)
                        PROPERTIES TIMEOUT 120 ${ARGN})
 endfunction()
 
-# plc_add_driver_tests(NAME SOURCES source... [FIXTURES library...] [LIBRARIES library...]): the executables NAME and
-# NAME_guarded. FIXTURES are object libraries; the sources become one too, NAME_objects.
+# plc_add_driver_tests(NAME SOURCES source... [FIXTURES library...] [LIBRARIES library...] [AS_ONE]): the executables
+# NAME and NAME_guarded. FIXTURES are object libraries; the sources become one too, NAME_objects. With AS_ONE each
+# executable is one test: for many short ones that begin with much.
 function(plc_add_driver_tests name)
-  cmake_parse_arguments(PARSE_ARGV 1 tests "" "" "SOURCES;FIXTURES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 tests "AS_ONE" "" "SOURCES;FIXTURES;LIBRARIES")
   add_library(${name}_objects OBJECT ${tests_SOURCES})
   plc_set_warnings(${name}_objects)
   plc_precompile_gtest(${name}_objects)
@@ -33,6 +34,13 @@ function(plc_add_driver_tests name)
     target_link_libraries(${name}${build} PRIVATE
       ${name}_objects ${tests_FIXTURES} plc_driver${build}_static gtest_main)
   endforeach()
+  if(tests_AS_ONE)
+    set_property(GLOBAL APPEND PROPERTY plc_guarded_executables ${name}_guarded)
+    add_test(NAME ${name} COMMAND ${name})
+    add_test(NAME guarded.${name} COMMAND ${name}_guarded --gtest_filter=${plc_guarded_filter})
+    set_tests_properties(${name} guarded.${name} PROPERTIES TIMEOUT 120)
+    return()
+  endif()
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
   plc_discover_guarded(${name}_guarded)
 endfunction()
