@@ -74,7 +74,7 @@ std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options
     } catch (const std::runtime_error& error) {
       failure.reading = {impossible(error.what()), std::chrono::system_clock::now()};
       refused = true;
-      writer.add(failure);
+      writer.add_written(failure, {});
     }
   }
   if (refused) throw HostError(kExitTagFailed, "nothing was written");

@@ -11,6 +11,7 @@ namespace {
 
 constexpr char kInTime[] = " in time";
 constexpr char kDropped[] = " late replies dropped";
+constexpr char kRefusedWrite[] = "refused the write";
 
 // The line nearest to the cause.
 std::optional<LineMeaning> nearest_meaning(const std::vector<std::string>& lines) {
@@ -28,7 +29,7 @@ LineMeaning unspoken_meaning(const CallResult& call) {
     return {Quality::kIncomplete, "the reply is shorter than it must be", "plc-host why NAME shows what came.", 0};
   }
   if (call.connection_lost) return {Quality::kLost, "the connection is gone", "", 0};
-  return {Quality::kFailed, "", "", 0};
+  return {Quality::kFailed, "", "plc-host why NAME shows what came.", 0};
 }
 
 bool answered_others_only(const std::vector<std::string>& lines) {
@@ -69,8 +70,19 @@ Failure explain_failure(const CallResult& call, const Target& target) {
 }
 
 bool leaves_write_open(const Failure& failure) {
-  return failure.quality == Quality::kNoAnswer || failure.quality == Quality::kLost ||
-         failure.quality == Quality::kForeign || failure.quality == Quality::kIncomplete;
+  if (failure.code != PLC_FAILED) return false;  // the connect failed, or nothing serves the variable: nothing was sent
+  switch (failure.quality) {
+    case Quality::kNoAnswer:
+    case Quality::kLost:
+    case Quality::kForeign:
+    case Quality::kIncomplete:
+    case Quality::kFailed:
+      return true;
+    case Quality::kRefused:  // of the names, the write was not sent; behind its own status it may have been carried out
+      return failure.reason.find(kRefusedWrite) != std::string::npos;
+    default:
+      return false;
+  }
 }
 
 Failure impossible(const std::string& reason) {

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <optional>
 
+#include "failure.h"
 #include "messages.h"
 #include "time_text.h"
 #include "utf8_text.h"
@@ -34,6 +36,27 @@ std::string written_word(const TagResult& result, const Confirmation& confirmati
   return confirmation.is_read_back ? "verified" : "written";
 }
 
+// Whether the controller has carried the write out, where that is known.
+std::optional<bool> was_written(const TagResult& result, const Confirmation& confirmation) {
+  if (confirmation.is_acknowledged) return true;
+  if (result.ok() || !result.reading.is_taken()) return result.ok() ? std::nullopt : std::optional<bool>(false);
+  const Failure& failure = result.reading.failure();
+  const bool is_open = leaves_write_open(failure) || failure.quality == Quality::kDifferent;
+  return is_open ? std::nullopt : std::optional<bool>(false);
+}
+
+// Whether it was read back as it was written.
+std::optional<bool> was_verified(const TagResult& result, const Confirmation& confirmation) {
+  const std::optional<bool> written = was_written(result, confirmation);
+  if (result.reading.quality() == Quality::kDifferent) return false;
+  if (!written || !*written) return written;
+  return result.ok() ? std::optional<bool>(confirmation.is_read_back) : std::nullopt;
+}
+
+nlohmann::ordered_json known_or_null(const std::optional<bool>& known) {
+  return known ? nlohmann::ordered_json(*known) : nlohmann::ordered_json();
+}
+
 }  // namespace
 
 ResultWriter::ResultWriter(FILE* file, bool json, const std::vector<TagResult>& named) : file_(file), json_(json) {
@@ -53,12 +76,9 @@ bool ResultWriter::add_written(const TagResult& result, const Confirmation& conf
   const std::string state = written_word(result, confirmation);
   if (!json_) return add_line(result, state);
   nlohmann::ordered_json object = result_json(result);
-  if (result.ok()) {
-    object["state"] = state;
-    const bool is_known = confirmation.is_acknowledged;
-    object["written"] = is_known ? nlohmann::ordered_json(true) : nlohmann::ordered_json();
-    object["verified"] = is_known ? nlohmann::ordered_json(confirmation.is_read_back) : nlohmann::ordered_json();
-  }
+  object["state"] = state;
+  object["written"] = known_or_null(was_written(result, confirmation));
+  object["verified"] = known_or_null(was_verified(result, confirmation));
   write_json_line(file_, object);
   return std::fflush(file_) == 0;
 }

@@ -136,7 +136,8 @@ TEST_F(TagTransferTest, LongStringWrite_GoesOnWhereThePieceEnded) {
 
 TEST_F(TagTransferTest, WriteThatFailsHalfWay_SaysHowFarItCame) {
   fake_driver().codes = {0, 3};
-  EXPECT_EQ(reason_of(write("Bits", "[1,0,1,0,0,0,0,0,1,1]")), "the transfer failed (3) after 8 of 10 elements");
+  EXPECT_EQ(reason_of(write("Bits", "[1,0,1,0,0,0,0,0,1,1]")),
+            "the transfer failed (3) after 8 of 10 elements; whether it was written is not known");
 }
 
 TEST_F(TagTransferTest, ValueOutOfRange_SendsNothing) {
@@ -253,7 +254,15 @@ TEST_F(TagTransferTest, WriteWhoseReplyDidNotCome_LeavesItOpenWhetherItWasWritte
   fake_driver().lose_connection = true;
   EXPECT_EQ(reason_of(write("Word", "1")),
             "127.0.0.1:8500: no answer within 2 s (3); whether it was written is not known");
-  EXPECT_EQ(reason_of(write("Word", "1")), "the controller refused the write, status 0013 (3)");
+  EXPECT_EQ(reason_of(write("Word", "1")),
+            "the controller refused the write, status 0013 (3); whether it was written is not known");
+}
+
+TEST_F(TagTransferTest, WriteThatWasNotSent_IsNotLeftOpen) {
+  fake_driver().codes = {2, 3};
+  fake_driver().lines = {"--timeout--", "[PLC] guard: controller refused the names, status 0013"};
+  EXPECT_EQ(reason_of(write("Word", "1")), "127.0.0.1:8500: no answer within 2 s (2)");
+  EXPECT_EQ(reason_of(write("Word", "1")), "the controller refused the name, status 0013 (3)");
 }
 
 TEST_F(TagTransferTest, ValueOfEitherBuild_SaysWhichReadIt) {

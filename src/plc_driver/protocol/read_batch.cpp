@@ -215,7 +215,7 @@ void store_bits(BatchRead* batch, uint32_t slot, uint32_t offset) {
 
 // Guarded: each name of a run of strings is asked for with the length of the run, so that what follows in the frame
 // would be stored out of place.
-bool can_store(const BatchRead& batch, const Frame& frame) {
+[[maybe_unused]] bool can_store(const BatchRead& batch, const Frame& frame) {
   for (uint32_t slot = frame.first; slot < frame.stop;) {
     const TagEntry& entry = *slot_entry(batch, slot);
     const uint32_t run = OMRON_TEMP[slot].run;

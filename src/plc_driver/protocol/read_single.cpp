@@ -141,7 +141,7 @@ void decode_bits(const SingleRead& read, const ReplyBuffer& reply) {
 }
 
 // Of the widths that a tag file can declare, 8 bits have none.
-constexpr bool has_decoding(uint8_t bit_width) { return bit_width != 8; }
+[[maybe_unused]] constexpr bool has_decoding(uint8_t bit_width) { return bit_width != 8; }
 
 uint32_t decode_values(const SingleRead& read, const ReplyBuffer& reply) {
   const TagEntry& entry = *read.entry;

@@ -122,7 +122,7 @@ int32_t write_scalar_bit(const WriteCall& call) {
 }
 
 // Guarded: why a call cannot write its bits as it says, or null.
-const char* bit_write_hindrance(const TagEntry& tag, uint32_t count) {
+[[maybe_unused]] const char* bit_write_hindrance(const TagEntry& tag, uint32_t count) {
   constexpr uint32_t kBitsGiven = 8;  // of the one byte of values that is looked at
   const bool is_inside_words = tag.name_kind == 2 || tag.name_kind == 3;
   if (count > 1 && (is_inside_words || tag.device_kind == kDeviceEm)) {
