@@ -88,7 +88,7 @@ size_t fill_names(const Request& request, bool with_groups, uint8_t* body) {
   for (size_t i = 0; i < names; ++i) {
     if (at + 24 > kBodyLimit) return at;
     uint8_t& groups = body[at + 23];
-    groups = with_groups ? groups % 4 : 0;
+    groups = static_cast<uint8_t>(with_groups ? groups % 4 : 0);
     if (at + 24 + 4U * groups > kBodyLimit) return at;
     at += 24 + 4U * groups;
   }
@@ -214,7 +214,7 @@ class Script {
         break;
       }
       case kOtherHead: {
-        const uint8_t place = input->byte() % kHeadBytes;
+        const size_t place = input->byte() % kHeadBytes;
         reply_.frame[place] = static_cast<uint8_t>(reply_.frame[place] ^ input->byte());
         break;
       }
