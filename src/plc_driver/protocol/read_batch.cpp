@@ -213,19 +213,16 @@ void store_bits(BatchRead* batch, uint32_t slot, uint32_t offset) {
   store_value(batch, slot, collected);
 }
 
-// Guarded: each name of a run of strings is asked for with the length of the run, so that what follows in the frame
-// would be stored out of place.
-[[maybe_unused]] bool can_store(const BatchRead& batch, const Frame& frame) {
+// Guarded: how many elements of a run of strings stand before something else in the frame, 0 when none do. Each name of
+// the run is asked for with the length of the run, so that what follows would be stored out of place.
+[[maybe_unused]] uint32_t misplacing_run(const BatchRead& batch, const Frame& frame) {
   for (uint32_t slot = frame.first; slot < frame.stop;) {
     const TagEntry& entry = *slot_entry(batch, slot);
     const uint32_t run = OMRON_TEMP[slot].run;
     slot = next_slot(entry, slot);
-    if (entry.bit_width == 0 && run > 1 && slot < frame.stop) {
-      print_guard("%u bytes of values, %u were asked for", unsigned{2 * run * run}, unsigned{2 * run});
-      return false;
-    }
+    if (entry.bit_width == 0 && run > 1 && slot < frame.stop) return run;
   }
-  return true;
+  return 0;
 }
 
 // Stores the values of one slot. Returns how many bytes of values they take.
@@ -258,7 +255,11 @@ uint32_t store_slot(BatchRead* batch, const TagEntry& entry, uint32_t slot, uint
 
 uint32_t store_values(BatchRead* batch, const Frame& frame) {
   if constexpr (kGuarded) {
-    if (!can_store(*batch, frame)) return PLC_NO_CONNECT;
+    const uint32_t run = misplacing_run(*batch, frame);
+    if (run > 0) {
+      print_guard("%u bytes of values, %u were asked for", unsigned{2 * run * run}, unsigned{2 * run});
+      return PLC_NO_CONNECT;
+    }
   }
   uint32_t offset = 0;
   for (uint32_t slot = frame.first; slot < frame.stop;) {
