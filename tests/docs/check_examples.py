@@ -197,7 +197,7 @@ FAULTY = {
     "another value": "```console\n$ plc-sim --listen 127.0.0.1:8500 examples/tags/PLC7F000001_0.csv\n"
                      "listening on 127.0.0.1:8500\nset Motor.Speed 120\nok\n"
                      "$ plc-host read --quiet --address 127.0.0.1 --port 8500 --tags examples/tags/PLC7F000001_0.csv "
-                     "Motor.Speed\nMotor.Speed  DINT  121\n```\n",
+                     "Motor.Speed\nMotor.Speed  DINT  good           20:53:02.236  121\n```\n",
 }
 
 

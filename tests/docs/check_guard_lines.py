@@ -23,7 +23,7 @@ def documented_lines():
 def guarded_texts(contract, guarded):
     """Literals of the driver's sources that the guarded library holds and the other does not, as patterns."""
     texts = set()
-    for source in sorted((ROOT / "src" / "plc_driver").rglob("*.cpp")):
+    for source in sorted((ROOT / "src" / "plc_driver").rglob("*.[ch]*")):
         for literal in re.findall(r'"((?:[^"\\\n]|\\.)*)"', source.read_text(encoding="utf-8")):
             text = literal.encode().decode("unicode_escape")
             stored = text.encode() + b"\0"
