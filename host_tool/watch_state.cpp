@@ -10,6 +10,16 @@ bool is_silent(Quality quality) {
   return quality == Quality::kNoAnswer || quality == Quality::kLost || quality == Quality::kNoConnection;
 }
 
+RoundSigns signs_of(const std::vector<TagResult>& results) {
+  RoundSigns signs;
+  for (const TagResult& result : results) {
+    signs.answered = signs.answered || result.ok();
+    signs.cut_off = signs.cut_off || (!result.ok() && result.reading.failure().connection_lost);
+    if (result.reading.is_taken() && result.reading.quality() != Quality::kImpossible) signs.latest = &result;
+  }
+  return signs;
+}
+
 }  // namespace
 
 WatchState::WatchState(const std::vector<TagReference>& references)
@@ -50,36 +60,34 @@ void WatchState::take_value(size_t row, const TagResult& result, WatchTime now, 
   failure_reported_[row] = false;
 }
 
-void WatchState::take_contact(const std::vector<TagResult>& results, WatchTime began, WatchTime now,
-                              RoundOutcome& outcome) {
-  const TagResult* latest = nullptr;
-  bool answered = false;
-  bool cut_off = false;
-  for (const TagResult& result : results) {
-    answered = answered || result.ok();
-    cut_off = cut_off || (!result.ok() && result.reading.failure().connection_lost);
-    if (result.reading.is_taken() && result.reading.quality() != Quality::kImpossible) latest = &result;
-  }
-  if (latest == nullptr) return;
+// Variables that fail from the start, on a connection that stays, tell nothing of the controller.
+Contact WatchState::contact_after(const RoundSigns& signs) const {
+  if (signs.answered) return Contact::kValues;
   const bool had_values =
       std::any_of(rows_.begin(), rows_.end(), [](const WatchRow& row) { return row.changed_at.has_value(); });
-  Contact contact = contact_;
-  // Variables that fail from the start, on a connection that stays, tell nothing of the controller.
-  if (answered) contact = Contact::kValues;
-  if (!answered && (cut_off || had_values)) {
-    contact = is_silent(latest->reading.quality()) ? Contact::kSilent : Contact::kNoValues;
-  }
-  if ((cut_off || contact != Contact::kValues) && !failing_since_) failing_since_ = began;
-  if (contact != contact_) {
-    outcome.contact = contact;
-    outcome.contact_before = contact_;
-    if (!latest->ok()) outcome.reason = latest->name + ": " + latest->reading.failure().reason;
-    if (contact == Contact::kValues && failing_since_) outcome.away = now - *failing_since_;
-    if (contact == Contact::kValues) shown_lines_.clear();
-    contact_ = contact;
-  }
-  if (answered && !cut_off) failing_since_.reset();
-  if (answered && cut_off && outcome.contact) failing_since_ = began;
+  if (!signs.cut_off && !had_values) return contact_;
+  return is_silent(signs.latest->reading.quality()) ? Contact::kSilent : Contact::kNoValues;
+}
+
+void WatchState::change_contact(Contact contact, const TagResult& latest, WatchTime now, RoundOutcome& outcome) {
+  outcome.contact = contact;
+  outcome.contact_before = contact_;
+  contact_ = contact;
+  if (!latest.ok()) outcome.reason = latest.name + ": " + latest.reading.failure().reason;
+  if (contact != Contact::kValues) return;
+  if (failing_since_) outcome.away = now - *failing_since_;
+  shown_lines_.clear();
+}
+
+void WatchState::take_contact(const std::vector<TagResult>& results, WatchTime began, WatchTime now,
+                              RoundOutcome& outcome) {
+  const RoundSigns signs = signs_of(results);
+  if (signs.latest == nullptr) return;
+  const Contact contact = contact_after(signs);
+  if ((signs.cut_off || contact != Contact::kValues) && !failing_since_) failing_since_ = began;
+  if (contact != contact_) change_contact(contact, *signs.latest, now, outcome);
+  if (signs.answered && !signs.cut_off) failing_since_.reset();
+  if (signs.answered && signs.cut_off && outcome.contact) failing_since_ = began;
 }
 
 RoundOutcome WatchState::take_round(const std::vector<TagResult>& results, WatchTime began, WatchTime now) {

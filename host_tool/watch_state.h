@@ -38,6 +38,13 @@ struct RoundOutcome {
   std::chrono::nanoseconds away{0};  // with kValues: since the first failure
 };
 
+// What a round says of the controller.
+struct RoundSigns {
+  const TagResult* latest = nullptr;  // the variable asked for last
+  bool answered = false;              // some variable has a value
+  bool cut_off = false;               // the connection was lost
+};
+
 class WatchState {
  public:
   explicit WatchState(const std::vector<TagReference>& references);
@@ -61,6 +68,8 @@ class WatchState {
 
  private:
   void take_contact(const std::vector<TagResult>& results, WatchTime began, WatchTime now, RoundOutcome& outcome);
+  Contact contact_after(const RoundSigns& signs) const;
+  void change_contact(Contact contact, const TagResult& latest, WatchTime now, RoundOutcome& outcome);
   void take_value(size_t row, const TagResult& result, WatchTime now, RoundOutcome& outcome);
   void take_failure(size_t row, const TagResult& result, RoundOutcome& outcome);
 

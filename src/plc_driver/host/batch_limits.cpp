@@ -47,7 +47,7 @@ bool can_batch_be_right(const TagTable& table, uint32_t slots) {
     const char* hindrance = is_same_scope(*first, *entry) ? batch_hindrance(*entry, slots, OMRON_TEMP[i].run)
                                                           : "batch over several programs or scopes";
     if (hindrance != nullptr) {
-      print_guard("%s", hindrance);
+      print_guard(hindrance);
       return false;
     }
   }

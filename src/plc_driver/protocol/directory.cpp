@@ -80,7 +80,7 @@ int KV8000_init(ConnContext* conn) {
   // record.
   if (connected < 0 && !holds_own_socket(*conn)) conn->socket_fd = -1;
   // Its result is ignored: a connection with an old directory is a connection (D18). Not so when guarded.
-  const uint32_t fetched = KV8000_get_localMSG(conn);
+  [[maybe_unused]] const uint32_t fetched = KV8000_get_localMSG(conn);
   if constexpr (kGuarded) {
     if (connected == 0 && fetched != PLC_OK) {
       print_guard("no connection without the directory of programs");

@@ -257,7 +257,7 @@ uint32_t store_values(BatchRead* batch, const Frame& frame) {
   if constexpr (kGuarded) {
     const uint32_t run = misplacing_run(*batch, frame);
     if (run > 0) {
-      print_guard("%u bytes of values, %u were asked for", unsigned{2 * run * run}, unsigned{2 * run});
+      print_wrong_values(2 * run * run, 2 * run);
       return PLC_NO_CONNECT;
     }
   }

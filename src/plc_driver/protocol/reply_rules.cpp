@@ -50,7 +50,7 @@ bool has_all_names(const Frame& request, const Frame& reply) {
     end += kNameStepBytes;
     if (end <= reply.length) end += kNameStepWordBytes * reply.bytes[end - 1];
     if (end > reply.length) {
-      print_guard("%u of %u names resolved", unsigned{whole}, unsigned{asked});
+      print_incomplete_names(whole, asked);
       return false;
     }
   }
@@ -64,7 +64,7 @@ bool has_asked_values(const Frame& request, const Frame& reply) {
   }
   const uint32_t received = reply.length - kValueOffset;
   if (received == asked || (received > asked && !kChecksValueEnd)) return true;
-  print_guard("%u bytes of values, %u were asked for", unsigned{received}, unsigned{asked});
+  print_wrong_values(received, asked);
   return false;
 }
 
@@ -83,7 +83,7 @@ bool has_all_programs(const Frame& reply) {
     position += name_bytes > 0 ? size + kDirectoryStepBytes : kDirectoryEmptyStepBytes;
     whole += is_whole ? 1 : 0;
   }
-  if (!is_whole) print_guard("%u of %u programs in the directory", unsigned{whole}, unsigned{announced});
+  if (!is_whole) print_incomplete_directory(whole, announced);
   return is_whole;
 }
 
@@ -100,10 +100,10 @@ ReplyVerdict judge_reply(const uint8_t* request_bytes, uint32_t request_length, 
   const Frame request = {request_bytes, request_length};
   const Frame reply = {reply_bytes, reply_length};
   const uint32_t kind = load16(request_bytes + kClassOffset);
-  const uint32_t status = load16(reply_bytes + kStatusOffset);
+  [[maybe_unused]] const uint32_t status = load16(reply_bytes + kStatusOffset);
   // First, since a refusal need not hold what was asked for.
   if (kChecksStatus && status != 0) {
-    print_guard("controller refused %s, status %04X", name_request(kind), unsigned{status});
+    print_refused(name_request(kind), status);
     return ReplyVerdict::kRefused;
   }
   return is_complete(kind, request, reply) ? ReplyVerdict::kGood : ReplyVerdict::kIncomplete;

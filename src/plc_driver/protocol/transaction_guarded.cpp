@@ -65,7 +65,7 @@ static_assert(kClassOffset == kSequenceOffset + 2 && kCommandOffset == kClassOff
 enum class Finding { kMore, kAnswer, kFailed };
 
 [[gnu::cold, gnu::noinline]] Finding fail(const char* reason) {
-  print_guard("%s", reason);
+  print_guard(reason);
   return Finding::kFailed;
 }
 
@@ -74,7 +74,7 @@ enum class Finding { kMore, kAnswer, kFailed };
   if (received == 0) {
     print_guard("connection closed by the controller");
   } else {
-    print_guard("connection lost, error %d", errno);
+    print_connection_lost(errno);
   }
 }
 
@@ -84,14 +84,18 @@ bool has_more(int socket_fd) {
   return recv(socket_fd, &next, sizeof next, MSG_PEEK | MSG_DONTWAIT) > 0;
 }
 
+bool is_frame_length(uint32_t counted, uint32_t complement) {
+  return complement == ~counted && counted >= kLeastFrameBytes - kUncountedBytes &&
+         counted <= kReplyBytes - kUncountedBytes;
+}
+
 // Looks at the frame that the received bytes begin with. Whole frames with another sequence number are dropped: a late
 // reply to an earlier request, sent again or held up on its way.
 Finding look_at(Reception* reception, int socket_fd) {
   constexpr uint32_t kLengthBytes = kComplementOffset + 4;
   while (reception->received >= kLengthBytes) {
     const uint32_t counted = load32(reception->bytes + kLengthOffset);
-    if (load32(reception->bytes + kComplementOffset) != ~counted || counted < kLeastFrameBytes - kUncountedBytes ||
-        counted > kReplyBytes - kUncountedBytes) {
+    if (!is_frame_length(counted, load32(reception->bytes + kComplementOffset))) {
       return fail("not a reply of this protocol");
     }
     const uint32_t frame_bytes = counted + kUncountedBytes;
@@ -123,7 +127,7 @@ Finding receive_more(Reception* reception, int socket_fd) {
 
 [[gnu::cold, gnu::noinline]] Finding time_out(const Reception& reception) {
   if (reception.received > 0) {
-    print_guard("reply cut off, %u bytes in time", unsigned{reception.received});
+    print_cut_off(reception.received);
   } else {
     print_line("--timeout--");
   }
@@ -195,7 +199,7 @@ int TransRecvSockBuff(const uint8_t* request, uint32_t length, uint8_t* reply, i
   const ReplyWait wait(conn->recv_timeout_s);
   Reception reception = {length < kBodyOffset ? 0 : identity_of(request), reply};
   const Finding finding = await_answer(&reception, conn->socket_fd, wait);
-  if (reception.dropped > 0) print_guard("%u late replies dropped", unsigned{reception.dropped});
+  if (reception.dropped > 0) print_dropped(reception.dropped);
   if (finding != Finding::kAnswer) {
     close_connection(conn);
     return -1;

@@ -136,7 +136,7 @@ int32_t write_bits(const WriteCall& call) {
   if constexpr (kGuarded) {
     const char* hindrance = bit_write_hindrance(*tag, call.value->count);
     if (hindrance != nullptr) {
-      print_guard("%s", hindrance);
+      print_guard(hindrance);
       return PLC_FAILED;
     }
   }
