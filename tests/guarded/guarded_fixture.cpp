@@ -66,6 +66,15 @@ Bytes name_record(uint8_t last_byte, uint8_t groups) {
 
 Bytes names_body(const Bytes& records) { return from_hex("01 00 01") + records; }
 
+Bytes directory_record(uint8_t number, std::string_view name) {
+  Bytes bytes = {0, 0, static_cast<uint8_t>(2 * name.size() + 2), 0, number};
+  for (const char c : name) {
+    bytes.push_back(0);
+    bytes.push_back(static_cast<uint8_t>(c));
+  }
+  return bytes + Bytes{0};
+}
+
 GuardedTest::GuardedTest() {
   settings_.ip_address = kLoopback;
   settings_.tcp_port = 8500;

@@ -38,6 +38,9 @@ Bytes name_record(uint8_t last_byte, uint8_t groups = 0);
 // The body of a resolve reply: what stands before the records, and the records.
 Bytes names_body(const Bytes& records);
 
+// A record of a directory reply, with the byte behind its name.
+Bytes directory_record(uint8_t number, std::string_view name);
+
 class GuardedTest : public ::testing::Test {
  protected:
   GuardedTest();

@@ -60,15 +60,6 @@ class RefusedCalls : public GuardedTest {
  protected:
   RefusedCalls() { use_tags(kTags); }
 
-  static Bytes program(uint8_t number, std::string_view name) {
-    Bytes bytes = {0, 0, static_cast<uint8_t>(2 * name.size() + 2), 0, number};
-    for (const char c : name) {
-      bytes.push_back(0);
-      bytes.push_back(static_cast<uint8_t>(c));
-    }
-    return bytes + Bytes{0};
-  }
-
   // Connected, with these programs.
   void connect_with(uint8_t count, const Bytes& records) {
     use_directory(Bytes{count} + records);
@@ -127,13 +118,13 @@ TEST_F(BatchLimits, OneProgramUnderTwoNumbersOfTheFile_IsRefusedUnlessTheControl
 }
 
 TEST_F(BatchLimits, OneProgramUnderTwoNumbersOfTheFile_IsReadByTheControllersOwn) {
-  connect_with(1, program(7, "Main"));
+  connect_with(1, directory_record(7, "Main"));
   EXPECT_EQ(read_batch({element(kStep), element(kNumbered)}), kOk) << output_;
   EXPECT_EQ(program_asked(), 7);
 }
 
 TEST_F(BatchLimits, TwoPrograms_AreRefused) {
-  connect_with(2, program(7, "Main") + program(9, "Second"));
+  connect_with(2, directory_record(7, "Main") + directory_record(9, "Second"));
   expect_refused_batch({element(kStep), element(kOther)}, kScopes);
 }
 
@@ -143,7 +134,7 @@ TEST_F(BatchLimits, TwoProgramsUnderOneNumber_AreRefused) {
 }
 
 TEST_F(BatchLimits, OneProgram_IsRead) {
-  connect_with(2, program(7, "Main") + program(9, "Second"));
+  connect_with(2, directory_record(7, "Main") + directory_record(9, "Second"));
   EXPECT_EQ(read_batch({element(kStep), element(kCount)}), kOk) << output_;
   EXPECT_EQ(program_asked(), 7);
 }
@@ -245,7 +236,7 @@ TEST_F(BatchShares, LeftOverElementOfCount0_Fails) {
 using ProgramChoice = RefusedCalls;
 
 TEST_F(ProgramChoice, ExactName_WinsOverItsBeginning) {
-  connect_with(3, program(5, "") + program(7, "Main") + program(9, "Main2"));
+  connect_with(3, directory_record(5, "") + directory_record(7, "Main") + directory_record(9, "Main2"));
   EXPECT_EQ(read(kDeep), kOk);
   EXPECT_EQ(program_asked(), 9);
   EXPECT_EQ(write(kDeep, from_hex("01 00")), kOk);
@@ -253,7 +244,7 @@ TEST_F(ProgramChoice, ExactName_WinsOverItsBeginning) {
 }
 
 TEST_F(ProgramChoice, OneBeginning_IsTaken) {
-  connect_with(2, program(7, "Main") + program(9, "Second"));
+  connect_with(2, directory_record(7, "Main") + directory_record(9, "Second"));
   EXPECT_EQ(read(kDeep), kOk);
   EXPECT_EQ(program_asked(), 7);
   EXPECT_EQ(write(kDeep, from_hex("01 00")), kOk);
@@ -261,19 +252,19 @@ TEST_F(ProgramChoice, OneBeginning_IsTaken) {
 }
 
 TEST_F(ProgramChoice, TwoBeginnings_AreRefused) {
-  connect_with(2, program(7, "Main") + program(9, "Ma"));
+  connect_with(2, directory_record(7, "Main") + directory_record(9, "Ma"));
   expect_refused(read(kDeep), "program of the variable is ambiguous");
   expect_refused(write(kDeep, from_hex("01 00")), "program of the variable is ambiguous");
 }
 
 TEST_F(ProgramChoice, NoBeginning_LeavesTheNumberOfTheFile) {
-  connect_with(1, program(9, "Second"));
+  connect_with(1, directory_record(9, "Second"));
   EXPECT_EQ(read(kDeep), kOk);
   EXPECT_EQ(program_asked(), 4);
 }
 
 TEST_F(ProgramChoice, GlobalVariable_NeedsNone) {
-  connect_with(3, program(7, "") + program(9, "") + program(11, "Ma"));
+  connect_with(3, directory_record(7, "") + directory_record(9, "") + directory_record(11, "Ma"));
   for (const uint32_t id : {kWordId, kNamed, kNamed2}) {
     EXPECT_EQ(read(id), kOk);
     EXPECT_EQ(write(id, from_hex("01 00")), kOk);

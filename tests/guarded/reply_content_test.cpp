@@ -217,19 +217,10 @@ TEST_F(GuardedValues, Of8Bits_LeaveTheBufferAlone) { expect_kept(read(kHalf), kF
 class GuardedDirectory : public GuardedTest {
  protected:
   GuardedDirectory() { use_tags(kTags); }
-
-  static Bytes record(uint8_t number, std::string_view name) {
-    Bytes bytes = {0, 0, static_cast<uint8_t>(2 * name.size() + 2), 0, number};
-    for (const char c : name) {
-      bytes.push_back(0);
-      bytes.push_back(static_cast<uint8_t>(c));
-    }
-    return bytes + Bytes{0};
-  }
 };
 
 TEST_F(GuardedDirectory, CutAtEveryByte_IsNoConnection) {
-  const Bytes whole = Bytes{2} + record(7, "Main") + record(9, "Sub");
+  const Bytes whole = Bytes{2} + directory_record(7, "Main") + directory_record(9, "Sub");
   // The byte behind the last name is neither name nor record.
   for (size_t length = 0; length < whole.size() - 1; ++length) {
     use_directory(prefix_of(whole, length));
@@ -262,11 +253,11 @@ TEST_F(GuardedDirectory, NamelessRecord_NeedsItsNumber) {
 TEST_F(GuardedDirectory, MoreThan50Programs_AreAllThereAndKept) {
   Bytes records;
   for (unsigned i = 0; i < 59; ++i) {
-    records = records + record(static_cast<uint8_t>(i), "P");
+    records = records + directory_record(static_cast<uint8_t>(i), "P");
   }
   use_directory(Bytes{60} + records);
   EXPECT_EQ(read(kWordId), kNoConnect);
-  use_directory(Bytes{60} + records + record(59, "P"));
+  use_directory(Bytes{60} + records + directory_record(59, "P"));
   EXPECT_EQ(read(kWordId), kOk) << output_;
   EXPECT_EQ(plc::localNum, 60U);
 }
@@ -289,7 +280,7 @@ TEST_F(GuardedDirectory, SizeWithoutAWholeUnit_StepsAsTheStoredOnesDo) {
   // Sizes 0 and 1 step over six bytes like 2, size 3 over seven.
   for (const uint8_t size : {uint8_t{0}, uint8_t{1}, uint8_t{2}, uint8_t{3}}) {
     const Bytes first = Bytes{0, 0, size, 0, 9, 0} + Bytes(size == 3 ? 1 : 0, 0);
-    const Bytes whole = Bytes{2} + first + record(7, "Main");
+    const Bytes whole = Bytes{2} + first + directory_record(7, "Main");
     use_directory(prefix_of(whole, whole.size() - 2));
     EXPECT_EQ(read(kWordId), kNoConnect) << unsigned{size};
     use_directory(prefix_of(whole, whole.size() - 1));
