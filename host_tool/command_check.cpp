@@ -40,7 +40,7 @@ void write_whole_file(const std::string& path, const std::string& text) {
 Severity severity_of(const Finding& finding) { return tag_check::rule_of(finding.rule).severity; }
 
 FileReport check_file(const std::string& path, const std::string& text, const HostOptions& options,
-                      DriverOutput& output) {
+                      CommandOutput& output) {
   tag_check::CheckOptions check_options;
   check_options.has_address = !options.address.empty();
   if (check_options.has_address) check_options.address = parse_address(options.address);
@@ -78,7 +78,7 @@ void print(FILE* out, const std::string& text) { std::fwrite(text.data(), 1, tex
 
 }  // namespace
 
-int run_check(const HostOptions& options, DriverOutput& output) {
+int run_check(const HostOptions& options, CommandOutput& output) {
   if (options.list_rules) {
     print(output.results(), tag_check::rules_text());
     return kExitOk;

@@ -80,7 +80,7 @@ int run_reporting(const std::function<int()>& run) {
 int run_command(const Command& command, const HostOptions& options) {
   return run_reporting([&] {
     if (command.check_options != nullptr) command.check_options(options);
-    DriverOutput output;
+    CommandOutput output;
     catch_stop_signals();
     // What was printed before a failure has to be there too.
     return output.result_file().finish(run_reporting([&] { return command.run(options, output); }));

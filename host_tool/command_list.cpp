@@ -88,7 +88,7 @@ Json tag_json(const Tag& tag) {
 
 }  // namespace
 
-int run_info(const HostOptions& options, DriverOutput& output) {
+int run_info(const HostOptions& options, CommandOutput& output) {
   const DriverLibrary library = load_driver_library(options.driver);
   DriverInfo info{};
   const uint32_t info_code = library.driver_info(&info);
@@ -115,7 +115,7 @@ int run_info(const HostOptions& options, DriverOutput& output) {
   return kExitOk;
 }
 
-int run_tags(const HostOptions& options, DriverOutput& output) {
+int run_tags(const HostOptions& options, CommandOutput& output) {
   const DriverLibrary library = load_driver_library(options.driver);
   const TagList list = read_tag_list(library, output, options.listed_file);
   if (options.names_only) {

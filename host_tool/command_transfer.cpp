@@ -15,7 +15,7 @@
 namespace plc_host {
 namespace {
 
-int read_by_number(const HostOptions& options, DriverOutput& output) {
+int read_by_number(const HostOptions& options, CommandOutput& output) {
   if (options.count > kMostCounted) throw HostError(kExitUsage, "--count is at most " + std::to_string(kMostCounted));
   Host host(options, output);
   const TagResult result = read_number(host.session(), host.tags(), options.register_id, options.offset, options.count);
@@ -102,7 +102,7 @@ void tell_unread(const std::vector<TagResult>& results) {
 
 }  // namespace
 
-int run_read(const HostOptions& options, DriverOutput& output) {
+int run_read(const HostOptions& options, CommandOutput& output) {
   if (options.by_id) return read_by_number(options, output);
   Host host(options, output);
   std::vector<TagResult> results = look_up_names(options, host.tags());
@@ -119,7 +119,7 @@ int run_read(const HostOptions& options, DriverOutput& output) {
   return host.finish(exit_code_of(results, stop_requested()));
 }
 
-int run_write(const HostOptions& options, DriverOutput& output) {
+int run_write(const HostOptions& options, CommandOutput& output) {
   Host host(options, output);
   const std::vector<PreparedWrite> writes = prepare_writes(host, options);
   std::vector<TagResult> results = results_of(writes);
@@ -143,7 +143,7 @@ int run_write(const HostOptions& options, DriverOutput& output) {
   return host.finish(code == kExitTagFailed && is_different ? kExitVerifyDiffers : code);
 }
 
-int run_batch(const HostOptions& options, DriverOutput& output) {
+int run_batch(const HostOptions& options, CommandOutput& output) {
   Host host(options, output);
   std::vector<TagResult> results = look_up_names(options, host.tags());
   ResultWriter writer(host.results(), options.json, results);

@@ -63,7 +63,7 @@ size_t charted_row(const std::vector<TagReference>& references, const TagList& t
 
 class Watch {
  public:
-  Watch(const HostOptions& options, DriverOutput& output);
+  Watch(const HostOptions& options, CommandOutput& output);
   int run();
 
  private:
@@ -79,7 +79,7 @@ class Watch {
   std::vector<TagResult> latest_;
 };
 
-Watch::Watch(const HostOptions& options, DriverOutput& output)
+Watch::Watch(const HostOptions& options, CommandOutput& output)
     : options_(options),
       host_(options, output),
       references_(watched_references(options, host_.tags())),
@@ -130,6 +130,6 @@ int Watch::run() {
 
 }  // namespace
 
-int run_watch(const HostOptions& options, DriverOutput& output) { return Watch(options, output).run(); }
+int run_watch(const HostOptions& options, CommandOutput& output) { return Watch(options, output).run(); }
 
 }  // namespace plc_host

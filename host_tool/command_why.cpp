@@ -14,7 +14,7 @@ namespace {
 constexpr size_t kMostErrors = 5;
 
 // A tag file that cannot be used is an answer too.
-int explain_tag_file(const HostError& error, DriverOutput& output, WhyReport& report) {
+int explain_tag_file(const HostError& error, CommandOutput& output, WhyReport& report) {
   for (const std::string& line : output.take_lines()) report.driver_lines.push_back(line);
   report.fault(error.what(), report.source ? "plc-host check FILE names each line that the driver cannot use."
                                            : "The driver looks in the host's working directory for PLC<address in "
@@ -27,7 +27,7 @@ int explain_tag_file(const HostError& error, DriverOutput& output, WhyReport& re
 
 }  // namespace
 
-int run_why(const HostOptions& options, DriverOutput& output) {
+int run_why(const HostOptions& options, CommandOutput& output) {
   WhyReport report;
   report.asked = options.by_id ? "number " + std::to_string(options.register_id) : options.names.front();
   int code = kExitOk;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "driver_output.h"
+#include "command_output.h"
 #include "host_options.h"
 
 namespace CLI {
@@ -21,20 +21,20 @@ struct Command {
   void (*add_options)(CLI::App& command, HostOptions& options);
   // Throws HostError for an impossible combination of options; null when there is none.
   void (*check_options)(const HostOptions& options);
-  int (*run)(const HostOptions& options, DriverOutput& output);
+  int (*run)(const HostOptions& options, CommandOutput& output);
 };
 
 // In the order in which --help lists them.
 const std::vector<Command>& command_table();
 
-int run_info(const HostOptions& options, DriverOutput& output);
-int run_tags(const HostOptions& options, DriverOutput& output);
-int run_check(const HostOptions& options, DriverOutput& output);
-int run_read(const HostOptions& options, DriverOutput& output);
-int run_write(const HostOptions& options, DriverOutput& output);
-int run_batch(const HostOptions& options, DriverOutput& output);
-int run_watch(const HostOptions& options, DriverOutput& output);
-int run_why(const HostOptions& options, DriverOutput& output);
+int run_info(const HostOptions& options, CommandOutput& output);
+int run_tags(const HostOptions& options, CommandOutput& output);
+int run_check(const HostOptions& options, CommandOutput& output);
+int run_read(const HostOptions& options, CommandOutput& output);
+int run_write(const HostOptions& options, CommandOutput& output);
+int run_batch(const HostOptions& options, CommandOutput& output);
+int run_watch(const HostOptions& options, CommandOutput& output);
+int run_why(const HostOptions& options, CommandOutput& output);
 
 }  // namespace plc_host
 

@@ -5,13 +5,14 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdio>
+
 #include "exit_codes.h"
 
 namespace plc_host {
 
-DriverOutput::DriverOutput() {
+DriverOutput::DriverOutput() : original_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
   std::fflush(stdout);
-  results_ = std::make_unique<ResultFile>(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
   collected_ = memfd_create("driver_output", MFD_CLOEXEC);
   // A terminal, a pipe and a file alike would change how the driver's lines are buffered: all of them are collected
   // in the stream's buffer and fetched by take_lines.
@@ -22,8 +23,10 @@ DriverOutput::DriverOutput() {
 
 DriverOutput::~DriverOutput() {
   std::fflush(stdout);
-  results_->flush();
-  dup2(results_->descriptor(), STDOUT_FILENO);
+  if (original_ >= 0) {
+    dup2(original_, STDOUT_FILENO);
+    close(original_);
+  }
   close(collected_);
 }
 

@@ -1,16 +1,12 @@
-// Keeps what the driver prints apart from the results of plc-host.
+// Collects what the driver prints.
 //
 // The driver prints on standard output. For the life of this object standard output is a file in memory that only
-// take_lines reads; the results go to the standard output that the process was started with.
+// take_lines reads; what the process was started with is kept beside it.
 #ifndef HOST_TOOL_DRIVER_OUTPUT_H_
 #define HOST_TOOL_DRIVER_OUTPUT_H_
 
-#include <cstdio>
-#include <memory>
 #include <string>
 #include <vector>
-
-#include "result_file.h"
 
 namespace plc_host {
 
@@ -22,15 +18,14 @@ class DriverOutput {
   DriverOutput(const DriverOutput&) = delete;
   DriverOutput& operator=(const DriverOutput&) = delete;
 
-  // The standard output that the process was started with.
-  FILE* results() const { return results_->stream(); }
-  ResultFile& result_file() const { return *results_; }
+  // The standard output that the process was started with; -1 when there was none. It stays this object's.
+  int original() const { return original_; }
 
   // What has been printed since the last call, a line each, without line ends.
   std::vector<std::string> take_lines();
 
  private:
-  std::unique_ptr<ResultFile> results_;
+  int original_;
   int collected_ = -1;
 };
 

@@ -28,7 +28,7 @@ DriverSession::LineSink usual_line_sink(const HostOptions& options) {
   return show_driver_line;
 }
 
-TagList read_tag_list(const DriverLibrary& library, DriverOutput& output, const std::string& path) {
+TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const std::string& path) {
   try {
     TagList list = load_tag_list(library, path);
     output.take_lines();
@@ -39,7 +39,7 @@ TagList read_tag_list(const DriverLibrary& library, DriverOutput& output, const 
   }
 }
 
-Host::Host(const HostOptions& options, DriverOutput& output, const Reroute& reroute)
+Host::Host(const HostOptions& options, CommandOutput& output, const Reroute& reroute)
     : output_(output), library_(load_driver_library(options.driver)) {
   const Target controller = choose_target(options);
   const Target target = reroute ? reroute(controller) : controller;

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "command_output.h"
 #include "driver_library.h"
-#include "driver_output.h"
 #include "driver_session.h"
 #include "host_options.h"
 #include "sim_process.h"
@@ -26,7 +26,7 @@ class Host {
 
   // Loads the library, starts the simulator, makes the work folder, reads the tag file and gives the driver its
   // settings. Throws HostError.
-  Host(const HostOptions& options, DriverOutput& output, const Reroute& reroute = nullptr);
+  Host(const HostOptions& options, CommandOutput& output, const Reroute& reroute = nullptr);
 
   DriverSession& session() { return *session_; }
   const DriverLibrary& library() const { return library_; }
@@ -44,7 +44,7 @@ class Host {
   Target choose_target(const HostOptions& options);
   std::string choose_tag_file(const HostOptions& options, const Target& controller, const Target& target);
 
-  DriverOutput& output_;
+  CommandOutput& output_;
   DriverLibrary library_;
   std::unique_ptr<SimProcess> simulator_;
   std::unique_ptr<WorkFolder> folder_;
@@ -59,7 +59,7 @@ uint32_t parse_address(const std::string& text);
 DriverSession::LineSink usual_line_sink(const HostOptions& options);
 
 // Reads the tag list, keeping back what the driver prints meanwhile unless it rejects the file.
-TagList read_tag_list(const DriverLibrary& library, DriverOutput& output, const std::string& path);
+TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const std::string& path);
 
 // The variables that the command line names, in its order: all of the file with --all, then each name. One that cannot
 // be looked up has no reference and says why.

@@ -199,14 +199,14 @@ void explain_absence(const Wanted& wanted, WhyReport& report) {
                    : "Was " + joined_with_or(near) + " meant? Letter case counts.");
 }
 
-void read_tags(const HostOptions& options, DriverOutput& output, WhyReport& report) {
+void read_tags(const HostOptions& options, CommandOutput& output, WhyReport& report) {
   report.source = std::make_unique<TagSource>(options.tag_file);
   report.tags = read_tag_list(load_driver_library(options.driver), output, options.tag_file);
 }
 
 }  // namespace
 
-int follow_capture(const HostOptions& options, DriverOutput& output, WhyReport& report) {
+int follow_capture(const HostOptions& options, CommandOutput& output, WhyReport& report) {
   report.from = options.capture;
   const wire_trace::CapturedRecording captured = wire_trace::read_recording_file(options.capture, options.capture_port);
   if (captured.recording.connections.empty()) {

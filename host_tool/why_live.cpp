@@ -155,7 +155,7 @@ std::optional<TagReference> look_up(const HostOptions& options, WhyReport& repor
   return reference.tag != nullptr ? std::optional<TagReference>(reference) : std::nullopt;
 }
 
-int follow_live(const HostOptions& options, DriverOutput& output, WhyReport& report) {
+int follow_live(const HostOptions& options, CommandOutput& output, WhyReport& report) {
   Route route;
   // The host changes the working directory.
   const std::string pcap_file =
