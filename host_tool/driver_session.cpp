@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include "exit_codes.h"
-#include "tag_list.h"
 
 namespace plc_host {
 namespace {
@@ -28,6 +27,12 @@ void check_guards(const GuardedBuffer& buffer) {
 }
 
 }  // namespace
+
+uint8_t request_reg_type(uint32_t register_id) {
+  return register_id < kFirstIndexedId ? 0 : static_cast<uint8_t>(register_id >> 16);
+}
+
+uint32_t request_address(uint32_t register_id, uint32_t offset) { return register_id << 16 | (offset & 0xFFFF); }
 
 std::string target_text(const Target& target) {
   std::string text;

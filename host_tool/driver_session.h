@@ -23,6 +23,13 @@ struct Target {
   uint32_t delay_ms = 0;
 };
 
+// Ids of indexed records begin here.
+inline constexpr uint32_t kFirstIndexedId = 0x40000;
+
+// What a host passes to ask for a register.
+uint8_t request_reg_type(uint32_t register_id);
+uint32_t request_address(uint32_t register_id, uint32_t offset);
+
 // "192.168.0.10:8500"
 std::string target_text(const Target& target);
 

@@ -3,12 +3,12 @@
 
 #include <cstdlib>
 
+#include "driver_session.h"
 #include "exit_codes.h"
 
 namespace plc_host {
 namespace {
 
-constexpr uint32_t kFirstIndexedId = 0x40000;
 constexpr uint32_t kFirstUnformedId = 0x10000;  // up to kFirstIndexedId: needs a reg_type of 1 to 3, which counts as 0
 constexpr uint32_t kLargestId = 0xFFFFFF;       // reg_type is one byte
 constexpr size_t kGroupIdWords = 2048;          // one per block of 8192 ids, from kFirstIndexedId on
@@ -86,12 +86,6 @@ const char* device_name(uint8_t device_kind) {
   }
   return "";
 }
-
-uint8_t request_reg_type(uint32_t register_id) {
-  return register_id < kFirstIndexedId ? 0 : static_cast<uint8_t>(register_id >> 16);
-}
-
-uint32_t request_address(uint32_t register_id, uint32_t offset) { return register_id << 16 | (offset & 0xFFFF); }
 
 TagList make_tag_list(const TagEntry* entries, uint32_t plain_count, const IndexedTagEntry* groups,
                       uint32_t max_indexed_id, const std::vector<uint32_t>& group_ids) {

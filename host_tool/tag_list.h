@@ -36,10 +36,6 @@ TagList make_tag_list(const TagEntry* entries, uint32_t plain_count, const Index
 // The record with this id; null when there is none.
 const Tag* find_tag_by_id(const TagList& list, uint32_t register_id);
 
-// What a host passes to ask for a register.
-uint8_t request_reg_type(uint32_t register_id);
-uint32_t request_address(uint32_t register_id, uint32_t offset);
-
 // The name without the '#' before each subscript.
 std::string plain_name(const char* name);
 

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "driver_session.h"
 #include "host_test_records.h"
 
 namespace plc_host {
