@@ -1,8 +1,6 @@
 // The driver's subscript rules as a host has to know them, and their inversion by search.
 #include "element_offset.h"
 
-#include "value_type.h"
-
 namespace plc_host {
 namespace {
 
@@ -61,22 +59,6 @@ std::optional<Subscripts> subscripts_written(const TagEntry& entry, uint32_t ele
 }
 
 }  // namespace
-
-std::vector<SubscriptRange> declared_ranges(const TagEntry& entry) {
-  const SubscriptRange first{entry.dim1_low, entry.dim1_high};
-  const SubscriptRange second{entry.dim2_low, entry.dim2_high};
-  const SubscriptRange third{entry.dim3_low, entry.dim3_high};
-  switch (entry.shape) {
-    case PLC_ARRAY1:
-      return {first};
-    case PLC_ARRAY2:
-      return {second, first};
-    case PLC_ARRAY3:
-      return {third, second, first};
-    default:
-      return {};
-  }
-}
 
 std::optional<Subscripts> subscripts_at(const TagEntry& entry, Direction direction, uint32_t element) {
   if (declared_ranges(entry).empty()) return Subscripts{};

@@ -11,22 +11,14 @@
 #include <vector>
 
 #include "plc_driver.h"
+#include "value_type.h"
 
 namespace plc_host {
 
 // Subscripts in the order in which they are written, the first declared range first.
 using Subscripts = std::vector<int32_t>;
 
-// One declared range, both ends included.
-struct SubscriptRange {
-  int32_t low;
-  int32_t high;
-};
-
 enum class Direction { kRead, kWrite };
-
-// Declared ranges, the first one first; empty for everything that is not an array.
-std::vector<SubscriptRange> declared_ranges(const TagEntry& entry);
 
 // Subscripts that the driver sends for an element offset counted in elements; nothing when a range has no extent.
 std::optional<Subscripts> subscripts_at(const TagEntry& entry, Direction direction, uint32_t element);

@@ -1,8 +1,6 @@
 // Names and kinds of the data types.
 #include "value_type.h"
 
-#include "element_offset.h"
-
 namespace plc_host {
 namespace {
 
@@ -46,6 +44,22 @@ ValueKind value_kind(const TagEntry& entry) {
   // A STRING declared without a length is no string to the driver.
   if (row->kind == ValueKind::kText && entry.shape != PLC_STRING) return ValueKind::kRaw;
   return row->kind;
+}
+
+std::vector<SubscriptRange> declared_ranges(const TagEntry& entry) {
+  const SubscriptRange first{entry.dim1_low, entry.dim1_high};
+  const SubscriptRange second{entry.dim2_low, entry.dim2_high};
+  const SubscriptRange third{entry.dim3_low, entry.dim3_high};
+  switch (entry.shape) {
+    case PLC_ARRAY1:
+      return {first};
+    case PLC_ARRAY2:
+      return {second, first};
+    case PLC_ARRAY3:
+      return {third, second, first};
+    default:
+      return {};
+  }
 }
 
 std::string declared_type(const TagEntry& entry) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "plc_driver.h"
 
@@ -26,6 +27,15 @@ const char* type_name(uint16_t code);
 
 // How values of this variable are shown and typed in.
 ValueKind value_kind(const TagEntry& entry);
+
+// One declared range, both ends included.
+struct SubscriptRange {
+  int32_t low;
+  int32_t high;
+};
+
+// Declared ranges, the first one first; empty for everything that is not an array.
+std::vector<SubscriptRange> declared_ranges(const TagEntry& entry);
 
 // Type with ranges or length as a tag file declares it: "INT[0..9]", "STRING(20)".
 std::string declared_type(const TagEntry& entry);
