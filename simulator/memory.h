@@ -10,6 +10,8 @@
 #include <optional>
 #include <vector>
 
+#include "simulator/handle.h"
+
 namespace plc_sim {
 
 enum class Part : uint8_t { kBitAddressed, kBitWords, kValueWords };
@@ -21,14 +23,6 @@ struct Place {
   uint32_t bit = 0;          // of a BOOL in its word; 0 for everything else
   uint32_t units = 1;        // 16-bit words from `word` on
   bool second_char = false;  // a position in a text that starts at the low byte of its word
-};
-
-struct Handle {
-  uint8_t area = 0;
-  uint32_t address = 0;
-  bool is_null() const { return area == 0 && address == 0; }
-  bool operator==(const Handle& other) const { return area == other.area && address == other.address; }
-  bool operator!=(const Handle& other) const { return !(*this == other); }
 };
 
 Handle handle_of(const Place& place);

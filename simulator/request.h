@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "simulator/findings.h"
-#include "simulator/memory.h"
+#include "simulator/handle.h"
 #include "simulator/wire.h"
 
 namespace plc_sim {

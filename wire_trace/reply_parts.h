@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/memory.h"
+#include "simulator/handle.h"
 #include "simulator/wire.h"
 #include "wire_trace/exchange.h"
 
