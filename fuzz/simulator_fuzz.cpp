@@ -6,10 +6,10 @@
 #include <string>
 
 #include "simulator/controller.h"
-#include "simulator/framing.h"
 #include "simulator/http.h"
-#include "simulator/pcap_reader.h"
 #include "simulator/replay.h"
+#include "wire/captures/pcap_reader.h"
+#include "wire/framing.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "wire_trace/capture.h"
+#include "wire/captures/capture.h"
 
 namespace plc_host {
 

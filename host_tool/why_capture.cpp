@@ -11,7 +11,7 @@
 #include "value_type.h"
 #include "why_findings.h"
 #include "why_live.h"
-#include "wire_trace/capture.h"
+#include "wire/captures/capture.h"
 
 namespace plc_host {
 namespace {

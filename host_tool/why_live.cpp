@@ -11,7 +11,7 @@
 #include "stop_signal.h"
 #include "value_type.h"
 #include "why_findings.h"
-#include "wire_trace/relay.h"
+#include "wire/relay.h"
 
 namespace plc_host {
 namespace {

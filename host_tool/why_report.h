@@ -12,9 +12,9 @@
 #include "tag_list.h"
 #include "tag_source.h"
 #include "tag_transfer.h"
-#include "wire_trace/exchange.h"
-#include "wire_trace/judgement.h"
-#include "wire_trace/reply_parts.h"
+#include "wire/exchange.h"
+#include "wire/judgement.h"
+#include "wire/reply_parts.h"
 
 namespace plc_host {
 

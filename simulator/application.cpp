@@ -12,13 +12,13 @@
 #include "simulator/console.h"
 #include "simulator/controller.h"
 #include "simulator/line_input.h"
-#include "simulator/pcap_writer.h"
 #include "simulator/replay.h"
 #include "simulator/report.h"
 #include "simulator/server.h"
 #include "simulator/values.h"
 #include "simulator/web_page.h"
 #include "simulator/web_server.h"
+#include "wire/captures/pcap_writer.h"
 
 namespace plc_sim {
 namespace {

@@ -8,7 +8,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include "simulator/framing.h"
+#include "wire/framing.h"
 
 namespace plc_sim {
 namespace {

@@ -5,8 +5,8 @@
 #include <stdexcept>
 
 #include "simulator/listing.h"
-#include "simulator/names.h"
 #include "simulator/values.h"
+#include "wire/names.h"
 
 namespace plc_sim {
 namespace {

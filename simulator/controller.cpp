@@ -4,8 +4,8 @@
 #include <algorithm>
 
 #include "simulator/judge.h"
-#include "simulator/names.h"
 #include "simulator/reply.h"
+#include "wire/names.h"
 
 namespace plc_sim {
 namespace {

@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
-#include "simulator/findings.h"
-#include "simulator/request.h"
 #include "simulator/session.h"
 #include "simulator/variables.h"
+#include "wire/findings.h"
+#include "wire/request.h"
 
 namespace plc_sim {
 

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "simulator/request.h"
 #include "simulator/session.h"
+#include "wire/request.h"
 
 namespace plc_sim {
 

@@ -1,9 +1,9 @@
 // The strict judge: whether a request makes sense on its connection. It reports and repairs nothing.
 #pragma once
 
-#include "simulator/findings.h"
-#include "simulator/request.h"
 #include "simulator/session.h"
+#include "wire/findings.h"
+#include "wire/request.h"
 
 namespace plc_sim {
 

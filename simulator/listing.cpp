@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "simulator/names.h"
 #include "simulator/values.h"
+#include "wire/names.h"
 
 namespace plc_sim {
 namespace {

@@ -10,7 +10,7 @@
 #include <optional>
 #include <vector>
 
-#include "simulator/handle.h"
+#include "wire/handle.h"
 
 namespace plc_sim {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "simulator/controller.h"
-#include "simulator/pcap_reader.h"
+#include "wire/captures/pcap_reader.h"
 
 namespace plc_sim {
 

@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-#include "simulator/names.h"
+#include "wire/names.h"
 
 namespace plc_sim {
 namespace {

@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "simulator/big_endian.h"
 #include "simulator/session.h"
 #include "simulator/variables.h"
-#include "simulator/wire.h"
+#include "wire/big_endian.h"
+#include "wire/wire.h"
 
 namespace plc_sim {
 

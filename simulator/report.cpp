@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "simulator/names.h"
+#include "wire/names.h"
 
 namespace plc_sim {
 namespace {

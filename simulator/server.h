@@ -13,7 +13,7 @@
 #include "simulator/faults.h"
 #include "simulator/listener.h"
 #include "simulator/tally.h"
-#include "simulator/traffic_observer.h"
+#include "wire/captures/traffic_observer.h"
 
 namespace plc_sim {
 

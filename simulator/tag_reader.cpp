@@ -7,7 +7,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "simulator/names.h"
+#include "wire/names.h"
 
 namespace plc_sim {
 namespace {

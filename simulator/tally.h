@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/findings.h"
+#include "wire/findings.h"
 
 namespace plc_sim {
 

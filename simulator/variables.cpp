@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "simulator/names.h"
 #include "simulator/values.h"
+#include "wire/names.h"
 
 namespace plc_sim {
 namespace {

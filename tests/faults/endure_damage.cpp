@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "faults/endure_controller.h"
-#include "simulator/wire.h"
+#include "wire/wire.h"
 
 namespace plc_endure {
 

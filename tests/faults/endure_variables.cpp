@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "simulator/names.h"
 #include "simulator/reply.h"
+#include "wire/names.h"
 
 namespace plc_endure {
 namespace {

@@ -6,9 +6,9 @@
 
 #include "plc_sim_process.h"
 #include "sim_support.h"
-#include "simulator/pcap_reader.h"
-#include "simulator/pcap_writer.h"
 #include "simulator/replay.h"
+#include "wire/captures/pcap_reader.h"
+#include "wire/captures/pcap_writer.h"
 
 namespace plc_sim {
 namespace {

@@ -1,5 +1,5 @@
 // Framing: where requests end, those with odd lengths included.
-#include "simulator/framing.h"
+#include "wire/framing.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Names: conversions and subscripts.
-#include "simulator/names.h"
+#include "wire/names.h"
 
 #include <gtest/gtest.h>
 

@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "simulator/wire.h"
 #include "support/sim_process.h"
 #include "support/temp_dir.h"
+#include "wire/wire.h"
 
 namespace plc_sim::test {
 

@@ -8,8 +8,8 @@
 #include <set>
 
 #include "sim_support.h"
-#include "simulator/names.h"
 #include "simulator/reply.h"
+#include "wire/names.h"
 
 namespace plc_sim {
 namespace {

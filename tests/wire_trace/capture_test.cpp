@@ -1,5 +1,5 @@
 // Tests of captures: the samples, and files written by hand, hostile ones among them.
-#include "wire_trace/capture.h"
+#include "wire/captures/capture.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 
 #include "support/temp_dir.h"
 #include "trace_fixture.h"
-#include "wire_trace/exchange.h"
+#include "wire/exchange.h"
 
 namespace {
 

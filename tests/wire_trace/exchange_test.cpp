@@ -1,10 +1,10 @@
 // Tests of how events become exchanges, and of what is read from replies.
-#include "wire_trace/exchange.h"
+#include "wire/exchange.h"
 
 #include <gtest/gtest.h>
 
 #include "trace_fixture.h"
-#include "wire_trace/reply_parts.h"
+#include "wire/reply_parts.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Tests of what is said of an exchange, word by word.
-#include "wire_trace/judgement.h"
+#include "wire/judgement.h"
 
 #include <gtest/gtest.h>
 

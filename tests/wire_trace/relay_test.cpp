@@ -1,5 +1,5 @@
 // Tests of the recording relay between two sockets of the test.
-#include "wire_trace/relay.h"
+#include "wire/relay.h"
 
 #include <gtest/gtest.h>
 

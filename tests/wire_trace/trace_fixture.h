@@ -5,7 +5,7 @@
 #include <string>
 
 #include "bytes.h"
-#include "wire_trace/recording.h"
+#include "wire/recording.h"
 
 namespace trace_test {
 

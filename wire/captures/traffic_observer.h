@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "simulator/wire.h"
+#include "wire/wire.h"
 
 namespace plc_sim {
 

@@ -1,13 +1,13 @@
 // Tells in captured connections the host from the controller, and writes recordings as captures.
-#include "wire_trace/capture.h"
+#include "wire/captures/capture.h"
 
 #include <algorithm>
 #include <optional>
 
-#include "simulator/pcap_streams.h"
-#include "simulator/pcap_writer.h"
-#include "simulator/request.h"
-#include "wire_trace/reply_parts.h"
+#include "wire/captures/pcap_streams.h"
+#include "wire/captures/pcap_writer.h"
+#include "wire/reply_parts.h"
+#include "wire/request.h"
 
 namespace wire_trace {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "simulator/request.h"
-#include "wire_trace/recording.h"
+#include "wire/recording.h"
+#include "wire/request.h"
 
 namespace wire_trace {
 

@@ -1,5 +1,5 @@
 // Connects both sides and passes bytes on from a thread of its own.
-#include "wire_trace/relay.h"
+#include "wire/relay.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>

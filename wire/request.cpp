@@ -1,5 +1,5 @@
 // One request frame taken apart and judged by its form.
-#include "simulator/request.h"
+#include "wire/request.h"
 
 #include <array>
 #include <cstdio>

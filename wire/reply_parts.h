@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "simulator/handle.h"
-#include "simulator/wire.h"
-#include "wire_trace/exchange.h"
+#include "wire/exchange.h"
+#include "wire/handle.h"
+#include "wire/wire.h"
 
 namespace wire_trace {
 

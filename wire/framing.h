@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "simulator/wire.h"
+#include "wire/wire.h"
 
 namespace plc_sim {
 

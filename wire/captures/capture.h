@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "wire_trace/recording.h"
+#include "wire/recording.h"
 
 namespace wire_trace {
 

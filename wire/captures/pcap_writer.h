@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-#include "simulator/traffic_observer.h"
+#include "wire/captures/traffic_observer.h"
 
 namespace plc_sim {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "simulator/wire.h"
+#include "wire/wire.h"
 
 namespace wire_trace {
 

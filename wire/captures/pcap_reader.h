@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "simulator/wire.h"
+#include "wire/wire.h"
 
 namespace plc_sim {
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "simulator/wire.h"
+#include "wire/wire.h"
 
 namespace plc_sim {
 

@@ -1,12 +1,12 @@
 // Reads the parts of replies.
-#include "wire_trace/reply_parts.h"
+#include "wire/reply_parts.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 
-#include "simulator/big_endian.h"
-#include "simulator/names.h"
+#include "wire/big_endian.h"
+#include "wire/names.h"
 
 namespace wire_trace {
 

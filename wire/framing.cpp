@@ -1,9 +1,9 @@
 // Finds where a request ends: by its length field, and by content where the length field is known not to say it.
-#include "simulator/framing.h"
+#include "wire/framing.h"
 
 #include <optional>
 
-#include "simulator/request.h"
+#include "wire/request.h"
 
 namespace plc_sim {
 namespace {

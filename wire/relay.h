@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "wire_trace/recording.h"
+#include "wire/recording.h"
 
 namespace wire_trace {
 

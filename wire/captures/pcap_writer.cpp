@@ -1,12 +1,12 @@
 // Writes capture files: classic pcap, Ethernet, IPv4 and TCP with right lengths, sequence numbers and checksums.
-#include "simulator/pcap_writer.h"
+#include "wire/captures/pcap_writer.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
 
-#include "simulator/big_endian.h"
+#include "wire/big_endian.h"
 
 namespace plc_sim {
 namespace {

@@ -1,5 +1,5 @@
 // Reads packets, and puts the bytes of each TCP connection in order.
-#include "simulator/pcap_streams.h"
+#include "wire/captures/pcap_streams.h"
 
 #include <algorithm>
 #include <deque>
@@ -9,7 +9,7 @@
 #include <sstream>
 #include <tuple>
 
-#include "simulator/big_endian.h"
+#include "wire/big_endian.h"
 
 namespace plc_sim {
 namespace {

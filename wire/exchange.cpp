@@ -1,10 +1,10 @@
 // Cuts the bytes of each connection into requests and what came back.
-#include "wire_trace/exchange.h"
+#include "wire/exchange.h"
 
 #include <algorithm>
 
-#include "simulator/framing.h"
-#include "wire_trace/reply_parts.h"
+#include "wire/framing.h"
+#include "wire/reply_parts.h"
 
 namespace wire_trace {
 namespace {

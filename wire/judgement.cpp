@@ -1,12 +1,12 @@
 // Looks for what can go wrong between a request and its reply.
-#include "wire_trace/judgement.h"
+#include "wire/judgement.h"
 
 #include <algorithm>
 #include <cstdio>
 
-#include "simulator/big_endian.h"
-#include "simulator/names.h"
-#include "wire_trace/reply_parts.h"
+#include "wire/big_endian.h"
+#include "wire/names.h"
+#include "wire/reply_parts.h"
 
 namespace wire_trace {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "simulator/findings.h"
-#include "simulator/handle.h"
-#include "simulator/wire.h"
+#include "wire/findings.h"
+#include "wire/handle.h"
+#include "wire/wire.h"
 
 namespace plc_sim {
 

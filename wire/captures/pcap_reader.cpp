@@ -1,9 +1,9 @@
 // Finds in the connections of a capture requests and replies by turns.
-#include "simulator/pcap_reader.h"
+#include "wire/captures/pcap_reader.h"
 
 #include <optional>
 
-#include "simulator/pcap_streams.h"
+#include "wire/captures/pcap_streams.h"
 
 namespace plc_sim {
 namespace {

@@ -1,5 +1,5 @@
 // Names of variables: conversions and subscripts.
-#include "simulator/names.h"
+#include "wire/names.h"
 
 #include <cctype>
 

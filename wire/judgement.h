@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "wire_trace/exchange.h"
+#include "wire/exchange.h"
 
 namespace wire_trace {
 
