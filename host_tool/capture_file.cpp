@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "exit_codes.h"
+#include "client/exit_codes.h"
 
 namespace plc_host {
 namespace {

@@ -7,8 +7,8 @@
 #include <sstream>
 
 #include "checker.h"
+#include "client/exit_codes.h"
 #include "commands.h"
-#include "exit_codes.h"
 #include "host.h"
 #include "messages.h"
 #include "report.h"

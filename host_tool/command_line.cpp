@@ -11,8 +11,8 @@
 #include <iostream>
 #include <sstream>
 
+#include "client/exit_codes.h"
 #include "commands.h"
-#include "exit_codes.h"
 #include "messages.h"
 #include "result_file.h"
 #include "stop_signal.h"

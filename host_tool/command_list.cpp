@@ -1,11 +1,11 @@
 // The commands that show things without a controller: info and tags.
 #include <nlohmann/json.hpp>
 
+#include "client/exit_codes.h"
+#include "client/values/value_type.h"
 #include "commands.h"
-#include "exit_codes.h"
 #include "host.h"
 #include "result_writer.h"
-#include "value_type.h"
 
 namespace plc_host {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-#include "driver_output.h"
+#include "client/driver/driver_output.h"
 #include "result_file.h"
 
 namespace plc_host {

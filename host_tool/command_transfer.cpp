@@ -1,14 +1,14 @@
 // The commands that transfer once: read, write and batch.
 #include <optional>
 
-#include "batch_plan.h"
-#include "batch_transfer.h"
+#include "client/driver/failure.h"
+#include "client/exit_codes.h"
+#include "client/plan/batch_plan.h"
+#include "client/plan/batch_transfer.h"
+#include "client/plan/number_read.h"
 #include "commands.h"
-#include "exit_codes.h"
-#include "failure.h"
 #include "host.h"
 #include "messages.h"
-#include "number_read.h"
 #include "result_writer.h"
 #include "stop_signal.h"
 

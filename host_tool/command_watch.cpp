@@ -1,14 +1,14 @@
 // The watch command: reads again and again, and lives through a controller that goes away and comes back.
 #include <algorithm>
 
-#include "batch_transfer.h"
 #include "chart.h"
+#include "client/exit_codes.h"
+#include "client/plan/batch_transfer.h"
+#include "client/values/value_type.h"
 #include "commands.h"
-#include "exit_codes.h"
 #include "host.h"
 #include "messages.h"
 #include "stop_signal.h"
-#include "value_type.h"
 #include "watch_output.h"
 
 namespace plc_host {

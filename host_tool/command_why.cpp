@@ -1,6 +1,6 @@
 // The command that follows one value from the tag file to the wire and back, and says where it went wrong.
+#include "client/exit_codes.h"
 #include "commands.h"
-#include "exit_codes.h"
 #include "host.h"
 #include "messages.h"
 #include "result_writer.h"

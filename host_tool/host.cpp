@@ -4,8 +4,8 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 
-#include "exit_codes.h"
-#include "failure.h"
+#include "client/driver/failure.h"
+#include "client/exit_codes.h"
 #include "messages.h"
 
 namespace plc_host {

@@ -7,15 +7,15 @@
 #include <string>
 #include <vector>
 
+#include "client/driver/driver_library.h"
+#include "client/driver/driver_session.h"
+#include "client/driver/work_folder.h"
+#include "client/plan/tag_transfer.h"
+#include "client/tags/tag_list.h"
+#include "client/tags/tag_reference.h"
 #include "command_output.h"
-#include "driver_library.h"
-#include "driver_session.h"
 #include "host_options.h"
 #include "sim_process.h"
-#include "tag_list.h"
-#include "tag_reference.h"
-#include "tag_transfer.h"
-#include "work_folder.h"
 
 namespace plc_host {
 

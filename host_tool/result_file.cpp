@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "exit_codes.h"
+#include "client/exit_codes.h"
 #include "messages.h"
 #include "stop_signal.h"
 

@@ -5,11 +5,11 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "failure.h"
+#include "client/driver/failure.h"
+#include "client/values/time_text.h"
+#include "client/values/utf8_text.h"
+#include "client/values/value_type.h"
 #include "messages.h"
-#include "time_text.h"
-#include "utf8_text.h"
-#include "value_type.h"
 
 namespace plc_host {
 

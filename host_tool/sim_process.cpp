@@ -14,8 +14,8 @@
 #include <chrono>
 #include <cstring>
 
-#include "driver_library.h"
-#include "exit_codes.h"
+#include "client/driver/driver_library.h"
+#include "client/exit_codes.h"
 
 namespace plc_host {
 namespace {

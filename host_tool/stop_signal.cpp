@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "exit_codes.h"
+#include "client/exit_codes.h"
 
 namespace plc_host {
 namespace {

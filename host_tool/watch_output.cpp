@@ -11,10 +11,10 @@
 #include <optional>
 #include <utility>
 
+#include "client/values/time_text.h"
+#include "client/values/value_type.h"
 #include "messages.h"
 #include "result_writer.h"
-#include "time_text.h"
-#include "value_type.h"
 #include "watch_screen.h"
 
 namespace plc_host {

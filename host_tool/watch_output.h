@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "chart.h"
-#include "driver_session.h"
+#include "client/driver/driver_session.h"
 #include "result_file.h"
 #include "watch_state.h"
 

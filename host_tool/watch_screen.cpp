@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
-#include "utf8_text.h"
-#include "value_type.h"
+#include "client/values/utf8_text.h"
+#include "client/values/value_type.h"
 
 namespace plc_host {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tag_transfer.h"
+#include "client/plan/tag_transfer.h"
 
 namespace plc_host {
 

@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <cstring>
 
-#include "exit_codes.h"
+#include "client/exit_codes.h"
+#include "client/tags/near_names.h"
+#include "client/values/value_text.h"
+#include "client/values/value_type.h"
 #include "host.h"
-#include "near_names.h"
-#include "value_text.h"
-#include "value_type.h"
 #include "why_findings.h"
 #include "why_live.h"
 #include "wire/captures/capture.h"

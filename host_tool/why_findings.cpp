@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <cstring>
 
-#include "driver_lines.h"
-#include "element_offset.h"
-#include "near_names.h"
-#include "value_text.h"
-#include "value_type.h"
+#include "client/driver/driver_lines.h"
+#include "client/tags/element_offset.h"
+#include "client/tags/near_names.h"
+#include "client/values/value_text.h"
+#include "client/values/value_type.h"
 
 namespace plc_host {
 namespace {

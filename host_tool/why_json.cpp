@@ -1,8 +1,8 @@
 // The road of a value for programs.
 #include <nlohmann/json.hpp>
 
+#include "client/values/value_type.h"
 #include "result_writer.h"
-#include "value_type.h"
 #include "why_report.h"
 
 namespace plc_host {

@@ -5,11 +5,11 @@
 #include <filesystem>
 
 #include "capture_file.h"
-#include "exit_codes.h"
+#include "client/exit_codes.h"
+#include "client/plan/number_read.h"
+#include "client/values/value_type.h"
 #include "host.h"
-#include "number_read.h"
 #include "stop_signal.h"
-#include "value_type.h"
 #include "why_findings.h"
 #include "wire/relay.h"
 

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "tag_list.h"
-#include "tag_source.h"
-#include "tag_transfer.h"
+#include "client/plan/tag_transfer.h"
+#include "client/tags/tag_list.h"
+#include "client/tags/tag_source.h"
 #include "wire/exchange.h"
 #include "wire/judgement.h"
 #include "wire/reply_parts.h"

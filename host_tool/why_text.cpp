@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <array>
 
-#include "utf8_text.h"
-#include "value_text.h"
-#include "value_type.h"
+#include "client/values/utf8_text.h"
+#include "client/values/value_text.h"
+#include "client/values/value_type.h"
 #include "why_report.h"
 
 namespace plc_host {

@@ -1,5 +1,5 @@
 // Tests of the forming of batches.
-#include "batch_plan.h"
+#include "client/plan/batch_plan.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Tests of the driver's subscript rules as the host tool knows them, and of their inversion.
-#include "element_offset.h"
+#include "client/tags/element_offset.h"
 
 #include <gtest/gtest.h>
 

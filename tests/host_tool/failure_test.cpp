@@ -1,11 +1,11 @@
 // Tests of what is said of a call that failed: each line of the driver, the state that it gives, what to try.
-#include "failure.h"
+#include "client/driver/failure.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
 
-#include "driver_lines.h"
+#include "client/driver/driver_lines.h"
 
 namespace plc_host {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "driver_library.h"
+#include "client/driver/driver_library.h"
 
 namespace plc_host_test {
 

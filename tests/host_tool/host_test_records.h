@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tag_list.h"
+#include "client/tags/tag_list.h"
 
 namespace plc_host_test {
 

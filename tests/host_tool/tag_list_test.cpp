@@ -1,9 +1,9 @@
 // Tests of the numbers by which a host asks for the records of a tag file.
-#include "tag_list.h"
+#include "client/tags/tag_list.h"
 
 #include <gtest/gtest.h>
 
-#include "driver_session.h"
+#include "client/driver/driver_session.h"
 #include "host_test_records.h"
 
 namespace plc_host {

@@ -1,5 +1,5 @@
 // Tests of names and subscripts as users write them.
-#include "tag_reference.h"
+#include "client/tags/tag_reference.h"
 
 #include <gtest/gtest.h>
 

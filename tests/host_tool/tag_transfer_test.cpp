@@ -1,12 +1,12 @@
 // Tests of reads and writes by name: what reaches the driver and what comes of its answers.
-#include "tag_transfer.h"
+#include "client/plan/tag_transfer.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 
-#include "batch_transfer.h"
-#include "exit_codes.h"
+#include "client/exit_codes.h"
+#include "client/plan/batch_transfer.h"
 #include "fake_driver.h"
 #include "host_test_records.h"
 

@@ -1,5 +1,5 @@
 // Tests of the sharing of elements among calls.
-#include "transfer_plan.h"
+#include "client/plan/transfer_plan.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,11 @@
 // Tests of values as text, both ways.
-#include "value_text.h"
+#include "client/values/value_text.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "client/values/value_type.h"
 #include "host_test_records.h"
-#include "value_type.h"
 
 namespace plc_host {
 namespace {

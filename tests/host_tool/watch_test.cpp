@@ -4,8 +4,8 @@
 #include <chrono>
 
 #include "chart.h"
+#include "client/values/utf8_text.h"
 #include "host_test_records.h"
-#include "utf8_text.h"
 #include "watch_output.h"
 #include "watch_screen.h"
 #include "watch_state.h"

@@ -1,0 +1,115 @@
+// Finds and loads the driver library.
+#include "client/driver/driver_library.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <climits>
+
+#include "client/exit_codes.h"
+
+namespace plc_host {
+namespace {
+
+constexpr char kLibraryName[] = "libplc_driver.so.1";
+constexpr char kContract[] = "contract";
+constexpr char kGuarded[] = "guarded";
+
+std::string loader_message() {
+  const char* message = dlerror();
+  return message != nullptr ? message : "unknown reason";
+}
+
+void* open_library(const std::string& path) {
+  // Local symbols, everything resolved now: a library that lacks something fails here and not in the middle of a read.
+  void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) throw HostError(kExitLibrary, "cannot load the driver library: " + loader_message());
+  return handle;
+}
+
+template <typename Function>
+void find_entry(void* handle, const char* name, Function& function) {
+  function = reinterpret_cast<Function>(dlsym(handle, name));
+  if (function == nullptr) throw HostError(kExitLibrary, "the driver library has no entry point " + std::string(name));
+}
+
+// The first that there is, "" when there is none; the loader knows whether there is a name without a slash.
+std::string first_present(const std::vector<std::string>& paths) {
+  for (const std::string& path : paths) {
+    if (path.find('/') == std::string::npos || access(path.c_str(), R_OK) == 0) return path;
+  }
+  return {};
+}
+
+std::string guarded_path() {
+  const std::vector<std::string> paths = guarded_library_paths();
+  std::string found = first_present(paths);
+  if (!found.empty()) return found;
+  std::string places;
+  for (const std::string& path : paths) places += (places.empty() ? "" : ", ") + path;
+  throw HostError(kExitLibrary, "there is no guarded build of the driver library; looked for " + places +
+                                    "; install it there, or give its path with --driver PATH");
+}
+
+std::string chosen_path(const std::string& choice) {
+  if (choice == kGuarded) return guarded_path();
+  if (choice == kContract) return first_present(default_library_paths());
+  if (choice.empty()) {
+    const std::string guarded = first_present(guarded_library_paths());
+    return guarded.empty() ? first_present(default_library_paths()) : guarded;
+  }
+  // Without a slash the loader would search its own path and not the working directory.
+  const bool is_here = choice.find('/') == std::string::npos && access(choice.c_str(), R_OK) == 0;
+  return is_here ? "./" + choice : choice;
+}
+
+// Libraries from before there were two builds do not say which one they are.
+void find_build(void* handle, DriverLibrary& library) {
+  using BuildName = const char* (*)();
+  const auto build = reinterpret_cast<BuildName>(dlsym(handle, "plc_driver_build"));
+  library.build = build != nullptr ? build() : "contract, unnamed version";
+  library.is_guarded = library.build.substr(library.build.rfind(' ') + 1) == kGuarded;
+}
+
+}  // namespace
+
+std::string program_folder() {
+  char target[PATH_MAX];
+  const ssize_t length = readlink("/proc/self/exe", target, sizeof target);
+  if (length <= 0 || static_cast<size_t>(length) >= sizeof target) return ".";
+  const std::string path(target, static_cast<size_t>(length));
+  return path.substr(0, path.rfind('/'));
+}
+
+std::vector<std::string> default_library_paths() {
+  const std::string folder = program_folder();
+  return {folder + "/" + kLibraryName, folder + "/../lib/" + kLibraryName,
+          folder + "/../" PLC_HOST_LIBDIR "/" + kLibraryName, folder + "/../src/" + kLibraryName, kLibraryName};
+}
+
+std::vector<std::string> guarded_library_paths() {
+  const std::string folder = program_folder();
+  const std::string file = std::string("/guarded/") + kLibraryName;
+  return {folder + file, folder + "/../lib/plc_driver" + file, folder + "/../" PLC_HOST_LIBDIR "/plc_driver" + file,
+          folder + "/../src" + file};
+}
+
+DriverLibrary load_driver_library(const std::string& choice) {
+  DriverLibrary library;
+  library.path = chosen_path(choice);
+  void* handle = open_library(library.path);
+  find_entry(handle, "ev_plc_driver_info", library.driver_info);
+  find_entry(handle, "ev_plc_init", library.init);
+  find_entry(handle, "ev_OMRON_plc_register", library.register_host);
+  find_entry(handle, "ev_plc_read", library.read);
+  find_entry(handle, "ev_plc_write", library.write);
+  find_entry(handle, "ev_OMRON_plc_read", library.read_batch);
+  library.build_tagtable = reinterpret_cast<BuildTagTable>(dlsym(handle, "build_tagtable"));
+  find_build(handle, library);
+  if (choice == kGuarded && !library.is_guarded) {
+    throw HostError(kExitLibrary, library.path + " is not the guarded build but " + library.build);
+  }
+  return library;
+}
+
+}  // namespace plc_host

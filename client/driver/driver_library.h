@@ -1,0 +1,46 @@
+// The driver, loaded as a panel loads it: dlopen and the six entry points by name.
+#ifndef CLIENT_DRIVER_DRIVER_LIBRARY_H_
+#define CLIENT_DRIVER_DRIVER_LIBRARY_H_
+
+#include <string>
+#include <vector>
+
+#include "plc_driver.h"
+
+namespace plc_host {
+
+// The function by which the driver reads a tag file: counts[0] plain records, counts[1] the largest indexed id; null
+// when it rejects the file. group_ids has kGroupIdWords words.
+using BuildTagTable = uint32_t* (*)(TagEntry** entries, IndexedTagEntry** groups, const char* path,
+                                    uint32_t* group_ids);
+
+struct DriverLibrary {
+  std::string path;         // as it was given to the loader
+  std::string build;        // what it calls itself: "1.1.0 guarded"
+  bool is_guarded = false;  // it returns 0 only for a whole reply of its own that refuses nothing
+  decltype(&ev_plc_driver_info) driver_info = nullptr;
+  decltype(&ev_plc_init) init = nullptr;
+  decltype(&ev_OMRON_plc_register) register_host = nullptr;
+  decltype(&ev_plc_read) read = nullptr;
+  decltype(&ev_plc_write) write = nullptr;
+  decltype(&ev_OMRON_plc_read) read_batch = nullptr;
+  BuildTagTable build_tagtable = nullptr;  // null when the library does not export it
+};
+
+// Loads "contract", "guarded", the library at a path or, for an empty choice, the guarded build where there is one and
+// else the contract one. The library stays loaded: it keeps its connection and its tables for the life of the process.
+// Throws HostError, also when "guarded" turns out to be another build.
+DriverLibrary load_driver_library(const std::string& choice);
+
+// Beside the program, in ../lib, in the build tree, and last the name that the loader looks up by itself.
+std::vector<std::string> default_library_paths();
+
+// The folders guarded/ of the same places; the loader has none.
+std::vector<std::string> guarded_library_paths();
+
+// Folder of this program's file; "." when it cannot be told.
+std::string program_folder();
+
+}  // namespace plc_host
+
+#endif  // CLIENT_DRIVER_DRIVER_LIBRARY_H_

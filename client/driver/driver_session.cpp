@@ -1,0 +1,152 @@
+// Fills the host's records, calls the driver, checks what it may touch.
+#include "client/driver/driver_session.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "client/exit_codes.h"
+
+namespace plc_host {
+namespace {
+
+constexpr size_t kGuardBytes = 64;
+constexpr uint8_t kGuardPattern = 0xA5;
+constexpr int32_t kNoSocket = -1;
+
+RegRequest make_request(const Target& target, uint32_t register_id, uint32_t offset) {
+  RegRequest request{};
+  request.area = target.area;
+  request.reg_type = request_reg_type(register_id);
+  request.address = request_address(register_id, offset);
+  return request;
+}
+
+void check_guards(const GuardedBuffer& buffer) {
+  if (!buffer.is_intact()) throw HostError(kExitLibrary, "the driver wrote outside the host's buffer");
+}
+
+}  // namespace
+
+uint8_t request_reg_type(uint32_t register_id) {
+  return register_id < kFirstIndexedId ? 0 : static_cast<uint8_t>(register_id >> 16);
+}
+
+uint32_t request_address(uint32_t register_id, uint32_t offset) { return register_id << 16 | (offset & 0xFFFF); }
+
+std::string target_text(const Target& target) {
+  std::string text;
+  for (unsigned shift = 32; shift > 0; shift -= 8) {
+    text += std::to_string((target.ip_address >> (shift - 8)) & 0xFF);
+    text += shift > 8 ? '.' : ':';
+  }
+  return text + std::to_string(target.tcp_port);
+}
+
+std::string tag_file_name(const Target& target) {
+  char name[32];
+  std::snprintf(name, sizeof name, "PLC%X_%d.csv", target.ip_address, target.area);
+  return name;
+}
+
+GuardedBuffer::GuardedBuffer(size_t bytes) : memory_(bytes + 2 * kGuardBytes, 0) {
+  std::fill_n(memory_.begin(), kGuardBytes, kGuardPattern);
+  std::fill_n(memory_.rbegin(), kGuardBytes, kGuardPattern);
+}
+
+uint8_t* GuardedBuffer::data() { return memory_.data() + kGuardBytes; }
+
+size_t GuardedBuffer::size() const { return memory_.size() - 2 * kGuardBytes; }
+
+bool GuardedBuffer::is_intact() const {
+  const auto untouched = [](uint8_t byte) { return byte == kGuardPattern; };
+  return std::all_of(memory_.begin(), memory_.begin() + kGuardBytes, untouched) &&
+         std::all_of(memory_.rbegin(), memory_.rbegin() + kGuardBytes, untouched);
+}
+
+DriverSession::DriverSession(const DriverLibrary& library, DriverOutput& output, const Target& target, LineSink sink)
+    : library_(library), output_(output), target_(target), sink_(std::move(sink)) {
+  settings_.ip_address = target.ip_address;
+  settings_.tcp_port = target.tcp_port;
+  settings_.socket_kind = 'U';
+  connection_.socket_fd = kNoSocket;
+  connection_.recv_timeout_s = target.recv_timeout_s;
+  connection_.delay_ms = target.delay_ms;
+  const uint32_t code = library_.init(&settings_);
+  for (const std::string& line : output_.take_lines()) sink_(line);
+  if (code != PLC_OK) throw HostError(kExitLibrary, "ev_plc_init returned " + std::to_string(code));
+}
+
+CallResult DriverSession::finish(bool single, uint32_t code, uint32_t count,
+                                 std::chrono::steady_clock::time_point start) {
+  const std::chrono::nanoseconds took = std::chrono::steady_clock::now() - start;
+  ++figures_.calls;
+  if (code == PLC_OK) {
+    const bool first = figures_.calls - figures_.failures == 1;
+    figures_.shortest = first ? took : std::min(figures_.shortest, took);
+    figures_.longest = std::max(figures_.longest, took);
+    figures_.total += took;
+  } else {
+    ++figures_.failures;
+  }
+  CallResult result;
+  result.time = std::chrono::system_clock::now();
+  result.code = code;
+  result.count = count;
+  // A batch returns the code for a reply that is too short as well, and keeps the connection then.
+  result.connection_lost = (single && code == PLC_NO_CONNECT) || (code != PLC_OK && connection_.socket_fd == kNoSocket);
+  result.lines = output_.take_lines();
+  for (const std::string& line : result.lines) sink_(line);
+  return result;
+}
+
+CallResult DriverSession::read(uint32_t register_id, uint32_t offset, uint32_t count, GuardedBuffer& buffer) {
+  RegRequest request = make_request(target_, register_id, offset);
+  RegValue value{count, buffer.data()};
+  const auto start = std::chrono::steady_clock::now();
+  const uint32_t code = library_.read(&request, &value, &connection_);
+  CallResult result = finish(true, code, value.count, start);
+  check_guards(buffer);
+  return result;
+}
+
+CallResult DriverSession::write(uint32_t register_id, uint32_t offset, uint32_t count, GuardedBuffer& buffer) {
+  RegRequest request = make_request(target_, register_id, offset);
+  RegValue value{count, buffer.data()};
+  const auto start = std::chrono::steady_clock::now();
+  const uint32_t code = library_.write(&request, &value, &connection_);
+  CallResult result = finish(true, code, value.count, start);
+  check_guards(buffer);
+  return result;
+}
+
+CallResult DriverSession::read_batch(std::vector<BatchReadRequest>& elements) {
+  const auto count = static_cast<uint32_t>(elements.size());
+  BatchReadRequest guard;
+  std::memset(&guard, kGuardPattern, sizeof guard);
+  elements.push_back(guard);
+  const auto start = std::chrono::steady_clock::now();
+  const uint32_t code = library_.read_batch(elements.data(), static_cast<int32_t>(count), &connection_);
+  CallResult result = finish(false, code, count, start);
+  const bool intact = std::memcmp(&elements.back(), &guard, sizeof guard) == 0;
+  elements.pop_back();
+  if (!intact) throw HostError(kExitLibrary, "the driver wrote outside the host's batch");
+  return result;
+}
+
+std::string code_text(uint32_t code) {
+  switch (code) {
+    case PLC_OK:
+      return "done (0)";
+    case PLC_NO_CONNECT:
+      return "the connection could not be set up (2)";
+    case PLC_FAILED:
+      return "the transfer failed (3)";
+    case PLC_NO_WRITER:
+      return "the driver has no write for this kind of variable (4294967295)";
+    default:
+      return "unexpected return code " + std::to_string(code);
+  }
+}
+
+}  // namespace plc_host

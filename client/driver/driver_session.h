@@ -1,0 +1,110 @@
+// Calls the driver's transfers for one controller and keeps count of them.
+#ifndef CLIENT_DRIVER_DRIVER_SESSION_H_
+#define CLIENT_DRIVER_DRIVER_SESSION_H_
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "client/driver/driver_library.h"
+#include "client/driver/driver_output.h"
+#include "client/values/reading.h"
+
+namespace plc_host {
+
+// The controller and how the host's records describe it.
+struct Target {
+  uint32_t ip_address = 0;
+  uint16_t tcp_port = 0;
+  uint16_t area = 0;
+  uint32_t recv_timeout_s = 0;
+  uint32_t delay_ms = 0;
+};
+
+// Ids of indexed records begin here.
+inline constexpr uint32_t kFirstIndexedId = 0x40000;
+
+// What a host passes to ask for a register.
+uint8_t request_reg_type(uint32_t register_id);
+uint32_t request_address(uint32_t register_id, uint32_t offset);
+
+// "192.168.0.10:8500"
+std::string target_text(const Target& target);
+
+// "PLCC0A8000A_0.csv": the tag file that the driver looks for in the working directory.
+std::string tag_file_name(const Target& target);
+
+// Memory for values with guard bytes on both sides, so that a write outside of it is noticed.
+class GuardedBuffer {
+ public:
+  explicit GuardedBuffer(size_t bytes);
+  uint8_t* data();
+  size_t size() const;
+  bool is_intact() const;
+
+ private:
+  std::vector<uint8_t> memory_;
+};
+
+// Figures over all calls of a session.
+struct CallFigures {
+  uint64_t calls = 0;
+  uint64_t failures = 0;
+  std::chrono::nanoseconds shortest{0};  // of the calls that succeeded
+  std::chrono::nanoseconds longest{0};
+  std::chrono::nanoseconds total{0};
+};
+
+// The outcome of one call.
+struct CallResult {
+  uint32_t code = 0;               // what the driver returned
+  bool connection_lost = false;    // it could not connect, or closed the connection
+  uint32_t count = 0;              // RegValue.count as the driver left it
+  std::vector<std::string> lines;  // printed meanwhile
+  WallTime time{};                 // when it ended
+  bool ok() const { return code == PLC_OK; }
+};
+
+class DriverSession {
+ public:
+  using LineSink = std::function<void(const std::string& line)>;
+
+  // Gives the driver its settings. output and library must outlive the session; sink receives each line that the
+  // driver prints, after the call that printed it.
+  DriverSession(const DriverLibrary& library, DriverOutput& output, const Target& target, LineSink sink);
+  DriverSession(const DriverSession&) = delete;
+  DriverSession& operator=(const DriverSession&) = delete;
+
+  // offset and count in the host's units: 32 bits for 64-bit types, 16 bits for strings, else elements. Throws
+  // HostError when the driver wrote outside the buffer.
+  CallResult read(uint32_t register_id, uint32_t offset, uint32_t count, GuardedBuffer& buffer);
+  CallResult write(uint32_t register_id, uint32_t offset, uint32_t count, GuardedBuffer& buffer);
+  CallResult read_batch(std::vector<BatchReadRequest>& elements);
+
+  const Target& target() const { return target_; }
+  // Of what a call that returned 0 delivered.
+  Quality quality_of_success() const { return library_.is_guarded ? Quality::kGood : Quality::kUnguarded; }
+  bool is_guarded() const { return library_.is_guarded; }
+  const CallFigures& figures() const { return figures_; }
+  void set_line_sink(LineSink sink) { sink_ = std::move(sink); }
+
+ private:
+  CallResult finish(bool single, uint32_t code, uint32_t count, std::chrono::steady_clock::time_point start);
+
+  const DriverLibrary& library_;
+  DriverOutput& output_;
+  Target target_;
+  LineSink sink_;
+  CommSettings settings_{};  // the driver keeps a pointer to it
+  ConnContext connection_{};
+  CallFigures figures_;
+};
+
+// Words for a return code of a transfer: "the connection could not be set up (2)".
+std::string code_text(uint32_t code);
+
+}  // namespace plc_host
+
+#endif  // CLIENT_DRIVER_DRIVER_SESSION_H_

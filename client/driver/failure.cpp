@@ -1,0 +1,108 @@
+// Puts a failed call into words.
+#include "client/driver/failure.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "client/driver/driver_lines.h"
+
+namespace plc_host {
+namespace {
+
+constexpr char kInTime[] = " in time";
+constexpr char kDropped[] = " late replies dropped";
+constexpr char kRefusedWrite[] = "refused the write";
+
+// The line nearest to the cause.
+std::optional<LineMeaning> nearest_meaning(const std::vector<std::string>& lines) {
+  std::optional<LineMeaning> nearest;
+  for (const std::string& line : lines) {
+    const std::optional<LineMeaning> meaning = meaning_of_line(line);
+    if (meaning && (!nearest || meaning->rank < nearest->rank)) nearest = meaning;
+  }
+  return nearest;
+}
+
+// A failure without a line of its own.
+LineMeaning unspoken_meaning(const CallResult& call) {
+  if (call.code == PLC_NO_CONNECT && !call.connection_lost) {
+    return {Quality::kIncomplete, "the reply is shorter than it must be", "plc-host why NAME shows what came.", 0};
+  }
+  if (call.connection_lost) return {Quality::kLost, "the connection is gone", "", 0};
+  return {Quality::kFailed, "", "plc-host why NAME shows what came.", 0};
+}
+
+bool answered_others_only(const std::vector<std::string>& lines) {
+  return std::any_of(lines.begin(), lines.end(),
+                     [](const std::string& line) { return line.find(kDropped) != std::string::npos; });
+}
+
+bool speaks_of_the_controller(Quality quality) {
+  return quality == Quality::kNoConnection || quality == Quality::kNoAnswer || quality == Quality::kLost ||
+         quality == Quality::kForeign;
+}
+
+}  // namespace
+
+Failure explain_failure(const CallResult& call, const Target& target) {
+  const LineMeaning meaning = nearest_meaning(call.lines).value_or(unspoken_meaning(call));
+  Failure failure;
+  failure.quality = meaning.quality;
+  failure.advice = meaning.advice;
+  failure.code = call.code;
+  failure.connection_lost = call.connection_lost;
+  failure.is_silence = failure.quality == Quality::kNoAnswer || failure.quality == Quality::kNoConnection;
+  if (meaning.meaning.empty()) {
+    failure.reason = code_text(call.code);
+    return failure;
+  }
+  failure.reason = meaning.meaning;
+  const size_t in_time = failure.reason.find(kInTime);
+  if (failure.quality == Quality::kNoAnswer && in_time != std::string::npos) {
+    failure.reason.replace(in_time, sizeof kInTime - 1, " within " + std::to_string(target.recv_timeout_s) + " s");
+  }
+  if (failure.quality == Quality::kNoAnswer && answered_others_only(call.lines)) {
+    failure.reason += ", only replies to other requests";
+  }
+  if (speaks_of_the_controller(failure.quality)) failure.reason = target_text(target) + ": " + failure.reason;
+  failure.reason += " (" + std::to_string(call.code) + ")";
+  return failure;
+}
+
+bool leaves_write_open(const Failure& failure) {
+  if (failure.code != PLC_FAILED) return false;  // the connect failed, or nothing serves the variable: nothing was sent
+  switch (failure.quality) {
+    case Quality::kNoAnswer:
+    case Quality::kLost:
+    case Quality::kForeign:
+    case Quality::kIncomplete:
+    case Quality::kFailed:
+      return true;
+    case Quality::kRefused:  // of the names, the write was not sent; behind its own status it may have been carried out
+      return failure.reason.find(kRefusedWrite) != std::string::npos;
+    default:
+      return false;
+  }
+}
+
+Failure impossible(const std::string& reason) {
+  Failure failure;
+  failure.quality = Quality::kImpossible;
+  failure.reason = reason;
+  return failure;
+}
+
+Failure not_read(const std::string& why) {
+  Failure failure;
+  failure.reason = "not read: " + why;
+  return failure;
+}
+
+Failure not_written(const std::string& why) {
+  Failure failure;
+  failure.quality = Quality::kNotWritten;
+  failure.reason = "not written: " + why;
+  return failure;
+}
+
+}  // namespace plc_host

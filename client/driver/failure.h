@@ -1,0 +1,27 @@
+// Says of a call that failed what happened and what to try.
+#ifndef CLIENT_DRIVER_FAILURE_H_
+#define CLIENT_DRIVER_FAILURE_H_
+
+#include <string>
+
+#include "client/driver/driver_session.h"
+#include "client/values/reading.h"
+
+namespace plc_host {
+
+// From what the driver returned and the lines that it printed meanwhile.
+Failure explain_failure(const CallResult& call, const Target& target);
+
+// A write after whose failure nobody knows what the controller has.
+bool leaves_write_open(const Failure& failure);
+
+// What neither tag file nor driver can ask for.
+Failure impossible(const std::string& reason);
+
+// What was left out after a failure that would have repeated itself, or after a stop signal.
+Failure not_read(const std::string& why);
+Failure not_written(const std::string& why);
+
+}  // namespace plc_host
+
+#endif  // CLIENT_DRIVER_FAILURE_H_

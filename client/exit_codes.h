@@ -1,0 +1,36 @@
+// What plc-host tells the shell, and the exception that carries such a code out of a command.
+#ifndef CLIENT_EXIT_CODES_H_
+#define CLIENT_EXIT_CODES_H_
+
+#include <stdexcept>
+#include <string>
+
+namespace plc_host {
+
+// The codes are part of the tool's contract: docs/plc_host.md lists them.
+enum ExitCode : int {
+  kExitOk = 0,
+  kExitTagFailed = 1,      // at least one tag has no value or was not written
+  kExitUsage = 2,          // the command line or a value on it
+  kExitLibrary = 3,        // the driver library cannot be loaded or lacks an entry point
+  kExitTagFile = 4,        // the tag file cannot be read or the driver rejects it
+  kExitVerifyDiffers = 5,  // written, but read back different
+  kExitSimulator = 6,      // the simulator did not start, or its judge counted violations
+  kExitNoConnection = 7,   // no transfer succeeded and the connection was the reason
+  kExitOutput = 8,         // a result, or a file that was asked for, could not be written
+  kExitInterrupted = 130,  // ended by a signal before everything was done
+};
+
+// Ends a command with a message for standard error.
+class HostError : public std::runtime_error {
+ public:
+  HostError(ExitCode code, const std::string& message) : std::runtime_error(message), code_(code) {}
+  ExitCode code() const { return code_; }
+
+ private:
+  ExitCode code_;
+};
+
+}  // namespace plc_host
+
+#endif  // CLIENT_EXIT_CODES_H_

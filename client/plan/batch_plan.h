@@ -1,0 +1,53 @@
+// Shares variables out to batch reads: one scope per call, and sizes at which the driver leaves no slot unread.
+#ifndef CLIENT_PLAN_BATCH_PLAN_H_
+#define CLIENT_PLAN_BATCH_PLAN_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "client/tags/tag_reference.h"
+#include "plc_driver.h"
+
+namespace plc_host {
+
+// What a slot of a batch delivers.
+enum class SlotPart {
+  kElement,   // one element of up to 32 bits
+  kLowHalf,   // the low half of a 64-bit value
+  kHighHalf,  // not walked by the driver: the slot before it stores the high half here
+  kText,      // two bytes of a string
+};
+
+struct BatchSlot {
+  size_t reference;  // which of the variables asked for
+  SlotPart part;
+  uint32_t register_id;
+  uint32_t element;
+  uint16_t count;
+  size_t name_bytes;
+  uint8_t names;   // written by the driver for this slot, without merged ones
+  bool mergeable;  // with a neighbour whose element is the next one
+};
+
+using Batch = std::vector<BatchSlot>;
+
+// Why the batch read cannot deliver this variable as the single read does; nothing when it can. The guarded build
+// refuses what the contract build would answer wrongly.
+std::optional<std::string> why_not_batched(const TagReference& reference, bool is_guarded);
+
+// The batches of the chosen variables (positions in references), those of one scope together, scopes in the order of
+// their first mention. None of the chosen has a why_not_batched. Throws PlanError when one has an element that no
+// offset names.
+std::vector<Batch> plan_batches(const std::vector<TagReference>& references, const std::vector<size_t>& chosen,
+                                bool is_guarded);
+
+// True when the driver reads every slot of the batch: each frame holds its names, and the equal shares leave no slot
+// over, which the guarded build alone would read in further frames.
+bool is_read_completely(const Batch& batch, bool is_guarded);
+
+}  // namespace plc_host
+
+#endif  // CLIENT_PLAN_BATCH_PLAN_H_

@@ -1,0 +1,144 @@
+// The limits of one call, and how elements are shared out to calls within them.
+#include "client/plan/transfer_plan.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "client/values/value_type.h"
+
+namespace plc_host {
+namespace {
+
+constexpr size_t kReadRequestBytes = 4096;
+constexpr size_t kWriteRequestBytes = 1024;
+constexpr size_t kRequestHeadBytes = 24;    // of a local variable, the longer one
+constexpr uint32_t kElementsPerRead = 100;  // their references fit one reply of 4096 bytes
+constexpr uint32_t kBoolsPerRead = 64;
+constexpr uint32_t kUnitsPerWrite = 255;        // 16-bit units, counted in one byte
+constexpr uint32_t kBitsPerWrite = 8;           // from the ninth element on the driver resets the bit
+constexpr uint32_t kUnitsPerStringRead = 255;   // counted in one byte
+constexpr uint32_t kUnitsPerStringWrite = 120;  // from 122 on the driver states a wrong length
+constexpr uint32_t kLastStringOffset = 512;     // beyond it a read names nothing
+
+uint32_t read_limit(const TagEntry& entry) {
+  if (value_kind(entry) == ValueKind::kRaw) return 1;
+  return entry.bit_width == 1 ? kBoolsPerRead : kElementsPerRead;
+}
+
+uint32_t write_limit(const TagEntry& entry) {
+  if (entry.bit_width >= 16) return kUnitsPerWrite / (entry.bit_width / 16U);
+  // Most of these are read, changed and written as words, the bit's place being that of the first element; the guarded
+  // build takes none of them together.
+  return entry.name_kind != 1 || is_on_em(entry) ? 1 : kBitsPerWrite;
+}
+
+void check_writable(const TagEntry& entry) {
+  if (value_kind(entry) == ValueKind::kRaw) {
+    throw PlanError(std::string("the driver writes no ") + type_name(entry.type_code));
+  }
+  if (entry.bit_width == 8) {
+    throw PlanError("the driver writes no 8-bit values: it would send a command that sets or resets one bit");
+  }
+}
+
+// One element with the offset at which the driver asks for it.
+struct PlacedElement {
+  uint32_t offset;
+  int64_t place;  // in the order in which the controller holds the elements
+  size_t bytes;   // of its name
+};
+
+int64_t place_in_controller(const std::vector<SubscriptRange>& ranges, const Subscripts& subscripts) {
+  int64_t place = 0;
+  for (size_t i = 0; i < ranges.size(); ++i) {
+    place = place * (int64_t{ranges[i].high} - int64_t{ranges[i].low} + 1) + (subscripts[i] - int64_t{ranges[i].low});
+  }
+  return place;
+}
+
+std::string unplaced_message(const TagReference& reference, Direction direction, const Subscripts& first, size_t count,
+                             size_t all) {
+  std::string text =
+      direction == Direction::kRead ? "no offset makes the driver read " : "no offset makes the driver write ";
+  text += reference.tag->qualified_name + subscript_text(first);
+  if (count > 1) text += " and " + std::to_string(count - 1) + " more of " + std::to_string(all) + " elements";
+  return text + ": its rule for " + declared_type(reference.tag->entry) + " names other elements";
+}
+
+std::vector<PlacedElement> place_elements(const TagReference& reference, Direction direction) {
+  const TagEntry& entry = reference.tag->entry;
+  const std::vector<SubscriptRange> ranges = declared_ranges(entry);
+  const std::vector<Subscripts> elements = chosen_elements(reference);
+  std::vector<PlacedElement> placed;
+  uint32_t hint = 0;
+  size_t unplaced = 0;
+  const Subscripts* first_unplaced = nullptr;
+  for (const Subscripts& element : elements) {
+    // One failed search is the answer for the call; the others are only counted, in arrays where that is quick.
+    if (unplaced > 0 && elements.size() > kElementsPerRead) break;
+    const std::optional<uint32_t> offset = find_element_offset(entry, direction, element, hint);
+    if (!offset) {
+      ++unplaced;
+      if (first_unplaced == nullptr) first_unplaced = &element;
+      continue;
+    }
+    placed.push_back({*offset, place_in_controller(ranges, element), name_bytes(entry, element)});
+    hint = *offset + 1;
+  }
+  if (first_unplaced != nullptr) {
+    throw PlanError(unplaced_message(reference, direction, *first_unplaced, unplaced, elements.size()));
+  }
+  return placed;
+}
+
+}  // namespace
+
+size_t name_bytes(const TagEntry& entry, const Subscripts& subscripts) {
+  // UTF-16 takes two bytes for a character that UTF-8 needs at least one for; the driver adds a '#' per subscript.
+  const size_t characters = std::strlen(entry.name) + subscript_text(subscripts).size() + subscripts.size();
+  return 2 + 2 * characters;
+}
+
+std::vector<ElementRun> plan_elements(const TagReference& reference, Direction direction) {
+  const TagEntry& entry = reference.tag->entry;
+  const bool reading = direction == Direction::kRead;
+  if (!reading) check_writable(entry);
+  const uint32_t limit = reading ? read_limit(entry) : write_limit(entry);
+  const size_t request_bytes = reading ? kReadRequestBytes : kWriteRequestBytes;
+  std::vector<ElementRun> runs;
+  int64_t next_place = 0;
+  size_t bytes = 0;
+  for (const PlacedElement& element : place_elements(reference, direction)) {
+    const bool follows = !runs.empty() && element.offset == runs.back().offset + runs.back().count &&
+                         (reading || element.place == next_place);
+    if (follows && runs.back().count < limit && bytes + element.bytes <= request_bytes) {
+      ++runs.back().count;
+    } else {
+      runs.push_back({element.offset, 1});
+      bytes = kRequestHeadBytes;
+    }
+    bytes += element.bytes;
+    next_place = element.place + 1;
+  }
+  return runs;
+}
+
+std::vector<StringPiece> plan_string_read(const TagEntry& entry) {
+  const auto length = static_cast<uint32_t>(std::max(entry.string_length, 1));
+  const uint32_t units = length / 2 + length % 2;
+  std::vector<StringPiece> pieces;
+  for (uint32_t offset = 0; offset < units && offset <= kLastStringOffset; offset += kUnitsPerStringRead) {
+    pieces.push_back({offset, std::min(units - offset, kUnitsPerStringRead)});
+  }
+  return pieces;
+}
+
+std::vector<StringPiece> plan_string_write(uint32_t units) {
+  std::vector<StringPiece> pieces;
+  for (uint32_t offset = 0; offset < units; offset += kUnitsPerStringWrite) {
+    pieces.push_back({offset, std::min(units - offset, kUnitsPerStringWrite)});
+  }
+  return pieces;
+}
+
+}  // namespace plc_host

@@ -1,0 +1,48 @@
+// Cuts the elements of a variable into calls that the driver can carry out.
+#ifndef CLIENT_PLAN_TRANSFER_PLAN_H_
+#define CLIENT_PLAN_TRANSFER_PLAN_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <vector>
+
+#include "client/tags/tag_reference.h"
+
+namespace plc_host {
+
+// Elements that one call transfers, in the order of the user's elements.
+struct ElementRun {
+  uint32_t offset;  // of the first element, counted in elements
+  uint32_t count;   // elements
+};
+
+// Elements that the driver has no offset for, or a variable that it cannot transfer.
+class PlanError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// The runs of a read or a write of everything but strings. Throws PlanError when the driver would ask for other
+// elements than the chosen ones.
+//
+// A read names every element, so any consecutive offsets make a run. A write names every element too, but the
+// controller stores the values from the first one on: its runs must also be consecutive in the controller.
+std::vector<ElementRun> plan_elements(const TagReference& reference, Direction direction);
+
+// Pieces of a string, in 16-bit units of two bytes.
+struct StringPiece {
+  uint32_t offset;
+  uint32_t units;
+};
+
+// Enough pieces for the declared length (reads) or for this many units (writes).
+std::vector<StringPiece> plan_string_read(const TagEntry& entry);
+std::vector<StringPiece> plan_string_write(uint32_t units);
+
+// Bytes that an element's name takes in a request, at most.
+size_t name_bytes(const TagEntry& entry, const Subscripts& subscripts);
+
+}  // namespace plc_host
+
+#endif  // CLIENT_PLAN_TRANSFER_PLAN_H_

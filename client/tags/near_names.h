@@ -1,0 +1,20 @@
+// Names that somebody may have meant who wrote another one.
+#ifndef CLIENT_TAGS_NEAR_NAMES_H_
+#define CLIENT_TAGS_NEAR_NAMES_H_
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace plc_host {
+
+// The candidates that differ from wanted in letter case or in a few characters, the nearest first, each once, at most
+// five.
+std::vector<std::string> near_names(std::string_view wanted, const std::vector<std::string>& candidates);
+
+// "Speed", "Speed or Spend", "Speed, Spend or Spell".
+std::string joined_with_or(const std::vector<std::string>& names);
+
+}  // namespace plc_host
+
+#endif  // CLIENT_TAGS_NEAR_NAMES_H_

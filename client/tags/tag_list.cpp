@@ -1,0 +1,128 @@
+// Takes over the driver's tag records and works out which number asks for each of them.
+#include "client/tags/tag_list.h"
+
+#include <cstdlib>
+
+#include "client/driver/driver_session.h"
+#include "client/exit_codes.h"
+
+namespace plc_host {
+namespace {
+
+constexpr uint32_t kFirstUnformedId = 0x10000;  // up to kFirstIndexedId: needs a reg_type of 1 to 3, which counts as 0
+constexpr uint32_t kLargestId = 0xFFFFFF;       // reg_type is one byte
+constexpr size_t kGroupIdWords = 2048;          // one per block of 8192 ids, from kFirstIndexedId on
+constexpr unsigned kBlockShift = 13;
+
+Tag make_tag(const TagEntry& entry) {
+  Tag tag;
+  tag.entry = entry;
+  tag.name = plain_name(entry.name);
+  if (entry.is_global == 1) {
+    tag.qualified_name = tag.name;
+    return tag;
+  }
+  std::string scope = entry.scope_name;
+  // A file with carriage returns leaves one in the name of the last column; nobody can type it.
+  if (!scope.empty() && scope.back() == '\r') scope.pop_back();
+  tag.qualified_name = scope + "/" + tag.name;
+  return tag;
+}
+
+Tag make_plain_tag(const TagEntry& entry, uint32_t record) {
+  Tag tag = make_tag(entry);
+  if (record < kFirstUnformedId) {
+    tag.register_id = record;
+  } else {
+    tag.unreachable = "record numbers from 65536 to 262143 need a reg_type of 1 to 3, which the driver takes for 0";
+  }
+  return tag;
+}
+
+Tag make_indexed_tag(const IndexedTagEntry& group, uint32_t group_number, uint32_t index, uint32_t max_indexed_id,
+                     const std::vector<uint32_t>& group_ids) {
+  Tag tag = make_tag(group.entries[index]);
+  const uint32_t first = group.entries[0].tag_id;
+  const uint32_t id = first + index;
+  if (first < kFirstIndexedId || id < first || id > kLargestId) {
+    tag.unreachable = "column 8 of its group's first line holds no indexed id";
+    return tag;
+  }
+  const size_t block = (id >> kBlockShift) - (kFirstIndexedId >> kBlockShift);
+  if (id >= max_indexed_id) {
+    tag.unreachable = "the largest indexed id of a file cannot be asked for";
+  } else if (block >= group_ids.size() || group_ids[block] != group_number) {
+    tag.unreachable = "the block of 8192 ids around " + std::to_string(id) + " belongs to another group";
+  } else {
+    tag.register_id = id;
+  }
+  return tag;
+}
+
+}  // namespace
+
+std::string plain_name(const char* name) {
+  std::string plain;
+  bool in_subscripts = false;
+  char before = '\0';
+  for (const char* at = name; *at != '\0'; before = *at++) {
+    if (*at == '[') in_subscripts = true;
+    if (*at == ']') in_subscripts = false;
+    if (*at == '#' && (before == '[' || (before == ',' && in_subscripts))) continue;
+    plain += *at;
+  }
+  return plain;
+}
+
+const char* device_name(uint8_t device_kind) {
+  struct Device {
+    uint8_t kind;
+    const char* name;
+  };
+  static constexpr Device kDevices[] = {{23, "EM"}, {17, "MR"}, {18, "LR"}, {6, "DM"},
+                                        {8, "TM"},  {25, "FM"}, {7, "CM"},  {44, "ZF"}};
+  for (const Device& device : kDevices) {
+    if (device.kind == device_kind) return device.name;
+  }
+  return "";
+}
+
+TagList make_tag_list(const TagEntry* entries, uint32_t plain_count, const IndexedTagEntry* groups,
+                      uint32_t max_indexed_id, const std::vector<uint32_t>& group_ids) {
+  TagList list;
+  list.plain_count = plain_count;
+  list.max_indexed_id = max_indexed_id;
+  for (uint32_t i = 0; i < plain_count; ++i) list.tags.push_back(make_plain_tag(entries[i], i));
+  for (uint32_t g = 0; groups != nullptr && groups[g].entries != nullptr; ++g) {
+    for (uint32_t i = 0; i < groups[g].count; ++i) {
+      list.tags.push_back(make_indexed_tag(groups[g], g, i, max_indexed_id, group_ids));
+    }
+  }
+  return list;
+}
+
+TagList load_tag_list(const DriverLibrary& library, const std::string& path) {
+  if (library.build_tagtable == nullptr) {
+    throw HostError(kExitLibrary, "the driver library does not export build_tagtable: names cannot be looked up");
+  }
+  TagEntry* entries = nullptr;
+  IndexedTagEntry* groups = nullptr;
+  std::vector<uint32_t> group_ids(kGroupIdWords, 0);
+  const uint32_t* counts = library.build_tagtable(&entries, &groups, path.c_str(), group_ids.data());
+  if (counts == nullptr) throw HostError(kExitTagFile, "the driver cannot use the tag file " + path);
+  TagList list = make_tag_list(entries, counts[0], groups, counts[1], group_ids);
+  for (uint32_t g = 0; groups != nullptr && groups[g].entries != nullptr; ++g) std::free(groups[g].entries);
+  std::free(groups);
+  std::free(entries);
+  if (list.tags.empty()) throw HostError(kExitTagFile, "the driver finds no variable in the tag file " + path);
+  return list;
+}
+
+const Tag* find_tag_by_id(const TagList& list, uint32_t register_id) {
+  for (const Tag& tag : list.tags) {
+    if (tag.register_id == register_id) return &tag;
+  }
+  return nullptr;
+}
+
+}  // namespace plc_host

@@ -1,0 +1,47 @@
+// The variables of a tag file as the driver reads them, each with the number by which a host asks for it.
+#ifndef CLIENT_TAGS_TAG_LIST_H_
+#define CLIENT_TAGS_TAG_LIST_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "client/driver/driver_library.h"
+
+namespace plc_host {
+
+struct Tag {
+  TagEntry entry;
+  std::string name;                     // without the '#' that the driver puts before subscripts
+  std::string qualified_name;           // "SCOPE/NAME" for a local variable, else the name
+  std::optional<uint32_t> register_id;  // nothing when no request can ask for it
+  std::string unreachable;              // then the reason
+};
+
+struct TagList {
+  std::vector<Tag> tags;  // plain records in file order, then indexed ones in file order
+  uint32_t plain_count = 0;
+  uint32_t max_indexed_id = 0;
+};
+
+// Has the library read the file. Throws HostError when it rejects the file or exports no function to read it with.
+TagList load_tag_list(const DriverLibrary& library, const std::string& path);
+
+// The list from the arrays that the driver makes: plain_count records, groups ending with one whose entries are null
+// (or no groups), and the table by which an indexed id finds its group.
+TagList make_tag_list(const TagEntry* entries, uint32_t plain_count, const IndexedTagEntry* groups,
+                      uint32_t max_indexed_id, const std::vector<uint32_t>& group_ids);
+
+// The record with this id; null when there is none.
+const Tag* find_tag_by_id(const TagList& list, uint32_t register_id);
+
+// The name without the '#' before each subscript.
+std::string plain_name(const char* name);
+
+// Name of a device kind: "DM"; "" for none.
+const char* device_name(uint8_t device_kind);
+
+}  // namespace plc_host
+
+#endif  // CLIENT_TAGS_TAG_LIST_H_

@@ -1,0 +1,163 @@
+// Looks names up in a tag list and checks their subscripts against the declaration.
+#include "client/tags/tag_reference.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "client/values/value_type.h"
+
+namespace plc_host {
+namespace {
+
+// More than any request can carry; keeps a range of a mistyped tag file from filling the memory.
+constexpr int64_t kMaxElements = 0x10000;
+
+bool parse_number(std::string_view text, int32_t& number) {
+  const std::from_chars_result end = std::from_chars(text.data(), text.data() + text.size(), number);
+  return end.ec == std::errc() && end.ptr == text.data() + text.size();
+}
+
+// The first and, separately, the number of records that are called name, with or without their scope.
+size_t count_named(const TagList& list, std::string_view name, const Tag*& first) {
+  size_t count = 0;
+  first = nullptr;
+  for (const Tag& tag : list.tags) {
+    if (tag.name != name && tag.qualified_name != name && name != tag.entry.name) continue;
+    if (first == nullptr) first = &tag;
+    ++count;
+  }
+  return count;
+}
+
+// An ambiguous name means the one record that bears it exactly: a global variable beside local ones of its name.
+const Tag* choose_tag(const TagList& list, std::string_view name) {
+  const Tag* first = nullptr;
+  const size_t count = count_named(list, name, first);
+  if (count <= 1) return first;
+  const Tag* exact = nullptr;
+  std::string candidates;
+  for (const Tag& tag : list.tags) {
+    if (tag.name != name && tag.qualified_name != name) continue;
+    candidates += (candidates.empty() ? "" : ", ") + tag.qualified_name;
+    if (tag.qualified_name != name) continue;
+    if (exact != nullptr) throw ReferenceError("the tag file has " + std::string(name) + " more than once");
+    exact = &tag;
+  }
+  if (exact == nullptr) throw ReferenceError("which of them: " + candidates + "?");
+  return exact;
+}
+
+void check_reachable(const Tag& tag) {
+  if (!tag.register_id) throw ReferenceError(tag.unreachable);
+}
+
+SubscriptRange parse_subscript(std::string_view text, bool& single) {
+  SubscriptRange range{};
+  const size_t dots = text.find("..");
+  single = dots == std::string_view::npos;
+  const bool parsed =
+      single ? parse_number(text, range.low)
+             : parse_number(text.substr(0, dots), range.low) && parse_number(text.substr(dots + 2), range.high);
+  if (!parsed) throw ReferenceError("'" + std::string(text) + "' is no subscript: write 3 or 0..4");
+  if (single) range.high = range.low;
+  return range;
+}
+
+void check_within(const SubscriptRange& range, const SubscriptRange& declared, std::string_view text) {
+  if (range.low > range.high) throw ReferenceError("subscript " + std::string(text) + " runs backwards");
+  if (range.low >= declared.low && range.high <= declared.high) return;
+  throw ReferenceError("subscript " + std::string(text) + " is outside " + std::to_string(declared.low) + ".." +
+                       std::to_string(declared.high));
+}
+
+size_t length_of(const SubscriptRange& range) {
+  return static_cast<size_t>(int64_t{range.high} - int64_t{range.low} + 1);
+}
+
+void check_element_count(const TagReference& reference) {
+  int64_t count = 1;
+  for (const SubscriptRange& range : reference.chosen) {
+    if (range.high < range.low) throw ReferenceError("its declared range runs backwards");
+    const int64_t length = int64_t{range.high} - int64_t{range.low} + 1;
+    if (length > kMaxElements / count) throw ReferenceError("more than 65536 elements: choose some of them");
+    count *= length;
+  }
+}
+
+void choose_elements(TagReference& reference, std::string_view subscripts) {
+  const std::vector<SubscriptRange> declared = declared_ranges(reference.tag->entry);
+  if (declared.empty()) throw ReferenceError("it is no array: " + declared_type(reference.tag->entry));
+  for (size_t start = 0; start <= subscripts.size();) {
+    const size_t comma = std::min(subscripts.find(',', start), subscripts.size());
+    const std::string_view text = subscripts.substr(start, comma - start);
+    bool single = false;
+    const SubscriptRange range = parse_subscript(text, single);
+    if (reference.chosen.size() < declared.size()) check_within(range, declared[reference.chosen.size()], text);
+    reference.chosen.push_back(range);
+    if (!single) reference.extents.push_back(length_of(range));
+    start = comma + 1;
+  }
+  if (reference.chosen.size() != declared.size()) {
+    throw ReferenceError("it takes " + std::to_string(declared.size()) + " subscripts and not " +
+                         std::to_string(reference.chosen.size()) + ": " + declared_type(reference.tag->entry));
+  }
+}
+
+}  // namespace
+
+TagReference whole_tag(const Tag& tag) {
+  check_reachable(tag);
+  TagReference reference;
+  reference.tag = &tag;
+  reference.text = tag.qualified_name;
+  reference.chosen = declared_ranges(tag.entry);
+  check_element_count(reference);
+  for (const SubscriptRange& range : reference.chosen) reference.extents.push_back(length_of(range));
+  return reference;
+}
+
+TagReference find_reference(const TagList& list, std::string_view text) {
+  // A record can itself be called Table[3]: the whole text is a name first.
+  if (const Tag* tag = choose_tag(list, text)) return whole_tag(*tag);
+  const size_t bracket = text.rfind('[');
+  const bool subscripted = bracket != std::string_view::npos && text.back() == ']';
+  const Tag* tag = subscripted ? choose_tag(list, text.substr(0, bracket)) : nullptr;
+  if (tag == nullptr) throw ReferenceError("the tag file has no variable of this name");
+  check_reachable(*tag);
+  TagReference reference;
+  reference.tag = tag;
+  reference.text = tag->qualified_name + std::string(text.substr(bracket));
+  choose_elements(reference, text.substr(bracket + 1, text.size() - bracket - 2));
+  check_element_count(reference);
+  return reference;
+}
+
+std::vector<Subscripts> chosen_elements(const TagReference& reference) {
+  Subscripts current;
+  for (const SubscriptRange& range : reference.chosen) current.push_back(range.low);
+  std::vector<Subscripts> elements;
+  while (true) {
+    elements.push_back(current);
+    size_t place = current.size();
+    while (place > 0 && current[place - 1] == reference.chosen[place - 1].high) {
+      current[place - 1] = reference.chosen[place - 1].low;
+      --place;
+    }
+    if (place == 0) return elements;
+    ++current[place - 1];
+  }
+}
+
+void split_assignment(std::string_view text, std::string_view& name, std::string_view& value) {
+  int depth = 0;
+  for (size_t at = 0; at < text.size(); ++at) {
+    depth += text[at] == '[' ? 1 : text[at] == ']' ? -1 : 0;
+    if (text[at] != '=' || depth > 0) continue;
+    name = text.substr(0, at);
+    value = text.substr(at + 1);
+    return;
+  }
+  throw ReferenceError("'" + std::string(text) + "' is no assignment: write NAME=VALUE");
+}
+
+}  // namespace plc_host

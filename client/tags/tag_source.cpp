@@ -1,0 +1,87 @@
+// Finds the lines of records, and what the checker says of them.
+#include "client/tags/tag_source.h"
+
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "client/exit_codes.h"
+#include "tag_check/checker.h"
+#include "tag_check/rule_list.h"
+
+namespace plc_host {
+namespace {
+
+std::string read_text(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  std::ostringstream text;
+  if (!stream) throw HostError(kExitTagFile, "cannot read " + path);
+  if (stream.peek() != std::ifstream::traits_type::eof()) text << stream.rdbuf();
+  if (stream.bad() || text.bad()) throw HostError(kExitTagFile, "cannot read " + path);
+  return text.str();
+}
+
+bool is_rule(const tag_check::Finding& finding, const char* rule) { return std::strcmp(finding.rule, rule) == 0; }
+
+}  // namespace
+
+TagSource::TagSource(const std::string& path)
+    : path_(path), text_(read_text(path)), file_(tag_check::read_source(text_)) {}
+
+std::optional<TagLine> TagSource::line_of(const TagList& list, size_t position) const {
+  const bool indexed = position >= list.plain_count;
+  size_t before = indexed ? position - list.plain_count : position;
+  for (const tag_check::SourceLine& line : file_.lines) {
+    if (line.indexed != indexed || before-- > 0) continue;
+    if (std::strcmp(line.entry.name, list.tags[position].entry.name) != 0) return std::nullopt;
+    return TagLine{line.number, std::string(line.text)};
+  }
+  return std::nullopt;
+}
+
+const tag_check::DroppedPiece* TagSource::dropped_declaration(const std::string& name) const {
+  for (const tag_check::DroppedPiece& piece : file_.dropped) {
+    const std::string_view text = file_.text.substr(piece.offset, piece.length);
+    if (!name.empty() && tag_check::trim(text.substr(0, text.find(','))) == name) return &piece;
+  }
+  return nullptr;
+}
+
+template <typename Wanted>
+std::vector<TagSource::Remark> TagSource::remarks(const Wanted& wanted) const {
+  std::vector<Remark> found;
+  for (const tag_check::Finding& finding : tag_check::check_text(path_, file_.text, {})) {
+    const tag_check::Rule& rule = tag_check::rule_of(finding.rule);
+    if (rule.severity == tag_check::Severity::kInfo || !wanted(finding, rule)) continue;
+    found.push_back(
+        {"line " + std::to_string(finding.line) + ", " + finding.rule + ": " + finding.message, rule.suggestion});
+  }
+  return found;
+}
+
+std::vector<TagSource::Remark> TagSource::remarks_on(uint32_t line) const {
+  return remarks([line](const tag_check::Finding& finding, const tag_check::Rule&) {
+    // The file's name is not the line's fault, and the file may have another name here.
+    return finding.line == line && !is_rule(finding, "T010") && !is_rule(finding, "T011");
+  });
+}
+
+std::vector<TagSource::Remark> TagSource::shifts_before(uint32_t line) const {
+  return remarks([line](const tag_check::Finding& finding, const tag_check::Rule&) {
+    const bool shifts =
+        is_rule(finding, "T002") || is_rule(finding, "T003") || is_rule(finding, "T005") || is_rule(finding, "T043");
+    return finding.line < line && shifts;
+  });
+}
+
+std::vector<TagSource::Remark> TagSource::errors(size_t most) const {
+  size_t left = most;
+  return remarks([&left](const tag_check::Finding& finding, const tag_check::Rule& rule) {
+    const bool wanted = left > 0 && rule.severity == tag_check::Severity::kError && !is_rule(finding, "T010") &&
+                        !is_rule(finding, "T011");
+    left -= wanted ? 1 : 0;
+    return wanted;
+  });
+}
+
+}  // namespace plc_host

@@ -1,0 +1,58 @@
+// The lines of a tag file beside the records that the driver made of them.
+#ifndef CLIENT_TAGS_TAG_SOURCE_H_
+#define CLIENT_TAGS_TAG_SOURCE_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "client/tags/tag_list.h"
+#include "tag_check/source_line.h"
+
+namespace plc_host {
+
+// Where a record stands.
+struct TagLine {
+  uint32_t number = 0;  // from 1
+  std::string text;     // without its line end
+};
+
+class TagSource {
+ public:
+  // Throws HostError for a file that cannot be read.
+  explicit TagSource(const std::string& path);
+  TagSource(const TagSource&) = delete;
+  TagSource& operator=(const TagSource&) = delete;
+
+  const std::string& path() const { return path_; }
+
+  // The line of the record at this position of the list; nothing when the file has changed since the list was read.
+  std::optional<TagLine> line_of(const TagList& list, size_t position) const;
+
+  // The dropped piece that declares this name; null when none does.
+  const tag_check::DroppedPiece* dropped_declaration(const std::string& name) const;
+
+  // What the checker says of a line, as "line 3, T071: ..."; errors and warnings, with what to do.
+  struct Remark {
+    std::string text;
+    std::string advice;
+  };
+  std::vector<Remark> remarks_on(uint32_t line) const;
+  // What it says of lines before this one that moves the record numbers of all behind it.
+  std::vector<Remark> shifts_before(uint32_t line) const;
+  // The errors that it finds in the file, so many at most.
+  std::vector<Remark> errors(size_t most) const;
+
+ private:
+  template <typename Wanted>
+  std::vector<Remark> remarks(const Wanted& wanted) const;
+
+  std::string path_;
+  std::string text_;
+  tag_check::SourceFile file_;
+};
+
+}  // namespace plc_host
+
+#endif  // CLIENT_TAGS_TAG_SOURCE_H_

@@ -1,0 +1,20 @@
+// Times of day as results show them.
+#ifndef CLIENT_VALUES_TIME_TEXT_H_
+#define CLIENT_VALUES_TIME_TEXT_H_
+
+#include <chrono>
+#include <string>
+
+namespace plc_host {
+
+using WallTime = std::chrono::system_clock::time_point;
+
+// For people: "08:30:00.123", in the local time zone.
+std::string local_time_text(WallTime time);
+
+// For programs: "2026-11-21T08:30:00.123Z".
+std::string utc_time_text(WallTime time);
+
+}  // namespace plc_host
+
+#endif  // CLIENT_VALUES_TIME_TEXT_H_
