@@ -84,14 +84,14 @@ std::string program_folder() {
 std::vector<std::string> default_library_paths() {
   const std::string folder = program_folder();
   return {folder + "/" + kLibraryName, folder + "/../lib/" + kLibraryName,
-          folder + "/../" PLC_HOST_LIBDIR "/" + kLibraryName, folder + "/../src/" + kLibraryName, kLibraryName};
+          folder + "/../" PLC_HOST_LIBDIR "/" + kLibraryName, folder + "/../../src/" + kLibraryName, kLibraryName};
 }
 
 std::vector<std::string> guarded_library_paths() {
   const std::string folder = program_folder();
   const std::string file = std::string("/guarded/") + kLibraryName;
   return {folder + file, folder + "/../lib/plc_driver" + file, folder + "/../" PLC_HOST_LIBDIR "/plc_driver" + file,
-          folder + "/../src" + file};
+          folder + "/../../src" + file};
 }
 
 DriverLibrary load_driver_library(const std::string& choice) {

@@ -12,18 +12,18 @@ namespace fs = std::filesystem;
 
 class BuildTest : public ProgramTest {
  protected:
-  // A copy of the program in bin/, with the libraries that a test puts beside it.
+  // A copy of the program in tools/bin/, with the libraries that a test puts beside it.
   void SetUp() override {
     ProgramTest::SetUp();
-    fs::create_directories(path("bin"));
-    fs::copy_file(PLC_HOST_PROGRAM, path("bin/plc-host"));
+    fs::create_directories(path("tools/bin"));
+    fs::copy_file(PLC_HOST_PROGRAM, path("tools/bin/plc-host"));
   }
   void install(const char* library, const std::string& folder) {
     fs::create_directories(path(folder));
     fs::copy_file(library, path(folder + "/libplc_driver.so.1"));
   }
   Outcome run_copy(std::vector<std::string> words) {
-    words.insert(words.begin(), path("bin/plc-host"));
+    words.insert(words.begin(), path("tools/bin/plc-host"));
     Outcome outcome;
     Child child(words, path("out"), path("err"));
     outcome.code = child.wait();
@@ -39,20 +39,20 @@ class BuildTest : public ProgramTest {
 };
 
 TEST_F(BuildTest, GuardedBuild_IsTakenWhereverItIs) {
-  for (const char* folder : {"bin/guarded", "lib/plc_driver/guarded", "src/guarded"}) {
-    install(PLC_HOST_LIBRARY, "bin");
+  for (const char* folder : {"tools/bin/guarded", "tools/lib/plc_driver/guarded", "src/guarded"}) {
+    install(PLC_HOST_LIBRARY, "tools/bin");
     install(PLC_HOST_GUARDED, folder);
     const Json found = info();
     EXPECT_EQ(found["guarded"], true) << folder;
     EXPECT_EQ(fs::canonical(found["library"].get<std::string>()),
               fs::canonical(path(std::string(folder) + "/libplc_driver.so.1")));
     fs::remove_all(path(folder));
-    fs::remove(path("bin/libplc_driver.so.1"));
+    fs::remove(path("tools/bin/libplc_driver.so.1"));
   }
 }
 
 TEST_F(BuildTest, ContractBuildAlone_IsTakenAndSaid) {
-  install(PLC_HOST_LIBRARY, "lib");
+  install(PLC_HOST_LIBRARY, "tools/lib");
   EXPECT_EQ(info()["guarded"], false);
   const std::vector<std::string> read = {"read",        "Speed",           "--sim", path("machine.csv"),
                                          "--simulator", PLC_HOST_SIMULATOR};
@@ -67,17 +67,17 @@ TEST_F(BuildTest, ContractBuildAlone_IsTakenAndSaid) {
 }
 
 TEST_F(BuildTest, GuardedBuildThatIsMissing_IsAskedForInVain) {
-  install(PLC_HOST_LIBRARY, "bin");
+  install(PLC_HOST_LIBRARY, "tools/bin");
   const Outcome outcome = run_copy({"info", "--driver", "guarded"});
   EXPECT_EQ(outcome.code, 3);
   EXPECT_NE(outcome.err.find("plc-host: there is no guarded build of the driver library; looked for "),
             std::string::npos)
       << outcome.err;
-  EXPECT_NE(outcome.err.find("bin/guarded/libplc_driver.so.1, "), std::string::npos) << outcome.err;
+  EXPECT_NE(outcome.err.find("tools/bin/guarded/libplc_driver.so.1, "), std::string::npos) << outcome.err;
 }
 
 TEST_F(BuildTest, FolderOfTheGuardedBuildWithAnotherOne_IsNotTakenForIt) {
-  install(PLC_HOST_LIBRARY, "bin/guarded");
+  install(PLC_HOST_LIBRARY, "tools/bin/guarded");
   EXPECT_EQ(info()["guarded"], false);
   const Outcome outcome = run_copy({"info", "--driver", "guarded"});
   EXPECT_EQ(outcome.code, 3);
@@ -85,8 +85,8 @@ TEST_F(BuildTest, FolderOfTheGuardedBuildWithAnotherOne_IsNotTakenForIt) {
 }
 
 TEST_F(BuildTest, Driver_ChoosesByWordOrByPath) {
-  install(PLC_HOST_LIBRARY, "bin");
-  install(PLC_HOST_GUARDED, "bin/guarded");
+  install(PLC_HOST_LIBRARY, "tools/bin");
+  install(PLC_HOST_GUARDED, "tools/bin/guarded");
   EXPECT_EQ(info({"--driver", "contract"})["build"], "1.1.0 contract");
   EXPECT_EQ(info({"--driver", "guarded"})["build"], "1.1.0 guarded");
   EXPECT_EQ(info({"--driver", PLC_HOST_LIBRARY})["library"], PLC_HOST_LIBRARY);

@@ -1,5 +1,5 @@
 // Tests of the file that results go to, and of what is said when they do not get there.
-#include "result_file.h"
+#include "tools/plc_host/result_file.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

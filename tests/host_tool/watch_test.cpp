@@ -3,12 +3,12 @@
 
 #include <chrono>
 
-#include "chart.h"
 #include "client/values/utf8_text.h"
 #include "host_test_records.h"
-#include "watch_output.h"
-#include "watch_screen.h"
-#include "watch_state.h"
+#include "tools/plc_host/watch/chart.h"
+#include "tools/plc_host/watch/watch_output.h"
+#include "tools/plc_host/watch/watch_screen.h"
+#include "tools/plc_host/watch/watch_state.h"
 
 namespace plc_host {
 namespace {

@@ -1,4 +1,0 @@
-// plc-host, a command-line host of the driver.
-#include "command_line.h"
-
-int main(int argc, char** argv) { return plc_host::run_command_line(argc, argv); }

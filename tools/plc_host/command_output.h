@@ -1,0 +1,27 @@
+// Where a command's results go while the driver's lines are kept apart from them.
+#ifndef TOOLS_PLC_HOST_COMMAND_OUTPUT_H_
+#define TOOLS_PLC_HOST_COMMAND_OUTPUT_H_
+
+#include <cstdio>
+
+#include "client/driver/driver_output.h"
+#include "tools/plc_host/result_file.h"
+
+namespace plc_host {
+
+class CommandOutput : public DriverOutput {
+ public:
+  // Throws HostError when standard output cannot be moved or is none.
+  CommandOutput();
+
+  // The standard output that the process was started with.
+  FILE* results() const { return results_.stream(); }
+  ResultFile& result_file() { return results_; }
+
+ private:
+  ResultFile results_;
+};
+
+}  // namespace plc_host
+
+#endif  // TOOLS_PLC_HOST_COMMAND_OUTPUT_H_

@@ -1,0 +1,240 @@
+// The table of commands: names, help and options. A new command is a row here and a function.
+#include <CLI/App.hpp>
+#include <CLI/Option.hpp>
+#include <CLI/Validators.hpp>
+
+#include "client/exit_codes.h"
+#include "tools/plc_host/commands/commands.h"
+
+namespace plc_host {
+namespace {
+
+constexpr char kNameRules[] =
+    "A name is written as in the tag file, with subscripts in the order of its ranges:\n"
+    "  Motor.Speed   'Table[3]'   'Grid[1,2]'   'Table[0..4]'   'Grid[1,0..2]'\n"
+    "  MAIN/Count    a variable that is local to the program MAIN\n"
+    "An array without subscripts means all of its elements.\n";
+
+constexpr char kInfoDetails[] =
+    "The guarded build of the driver fails where the contract build takes another reply for the right one; it is used\n"
+    "where it is installed.\n"
+    "\nExamples:\n"
+    "  plc-host info\n"
+    "  plc-host info --driver contract\n";
+
+constexpr char kTagsDetails[] =
+    "Shows each record with the number, reg_type and address by which a host asks for it.\n"
+    "\nExample:\n  plc-host tags PLCC0A8000A_0.csv\n";
+
+constexpr char kCheckDetails[] =
+    "Says what the driver will understand, with its own parser, and what the writer probably meant. Ends with 1 when\n"
+    "a file has an error or is not loaded.\n"
+    "\nExamples:\n"
+    "  plc-host check PLCC0A8000A_0.csv --address 192.168.0.10\n"
+    "  plc-host check PLCC0A8000A_0.csv --fix corrected.csv\n"
+    "  plc-host check --rules\n";
+
+constexpr char kReadExamples[] =
+    "Each line has a state and a time: good, or why there is no value. Once the controller is silent the others stay\n"
+    "unread.\n"
+    "\nExamples:\n"
+    "  plc-host read --address 192.168.0.10 --port 8500 Motor.Speed 'Table[0..4]'\n"
+    "  plc-host read --sim machine.csv --all --json\n"
+    "  plc-host read --sim machine.csv --id 0x40001 --offset 3 --count 2\n";
+
+constexpr char kWriteExamples[] =
+    "Values by type: 120, -5, 0xFF and 0b101 (bit patterns), 1.5e3, true, false, on, off, text,\n"
+    "\"text with \\\"escapes\\\" \\x41\\n\", and lists for arrays: [1, 2, 3] or [[1, 2], [3, 4]].\n"
+    "Everything is checked before anything is sent. State: written when the controller acknowledged it, verified when "
+    "it\n"
+    "was read back, unguarded when the contract build of the driver cannot tell.\n"
+    "\nExamples:\n"
+    "  plc-host write --sim machine.csv Motor.Speed=120 'Table[0..2]=[1, 2, 3]' --verify\n"
+    "  plc-host write --address 192.168.0.10 --port 8500 'Name=pump 3' MAIN/Ready=true\n";
+
+constexpr char kBatchExamples[] =
+    "Reads through the driver's batch call: one scope per call, in sizes that leave no register unread. Variables "
+    "that\n"
+    "the batch call cannot deliver are read singly, and said so.\n"
+    "\nExample:\n  plc-host batch --sim machine.csv --all\n";
+
+constexpr char kWatchExamples[] =
+    "In a terminal a table that is redrawn in place: * for a change within the last second, time since the change, "
+    "state,\n"
+    "value. Elsewhere a line per change of value or state; with --csv a row per round, whose cells are empty where\n"
+    "nothing was read. Ctrl-C ends it with a summary of calls, failures and round-trip times.\n"
+    "\nExamples:\n"
+    "  plc-host watch --address 192.168.0.10 --port 8500 Motor.Speed --chart Motor.Speed\n"
+    "  plc-host watch --sim machine.csv --sim-arg=--animate --all --interval 200 --batch\n"
+    "  plc-host watch --sim machine.csv Motor.Speed --csv --rounds 600 > speed.csv\n";
+
+constexpr char kWhyExamples[] =
+    "Shows the whole road of one value: tag line, record, number, reg_type and address, scope, names sent, handles\n"
+    "received, raw reply, value, time per exchange; then what went wrong and what to try. With --capture it looks for\n"
+    "the name in captured traffic instead of reading it.\n"
+    "\nExamples:\n"
+    "  plc-host why --address 192.168.0.10 --port 8500 MAIN/Count\n"
+    "  plc-host why --sim machine.csv --id 3 --pcap road.pcap\n"
+    "  plc-host why --capture field.pcap --tags PLCC0A8000A_0.csv Motor.Speed\n";
+
+void add_no_options(CLI::App&, HostOptions&) {}
+
+void add_tags_options(CLI::App& command, HostOptions& options) {
+  command.add_option("FILE", options.listed_file, "Tag file")->required();
+  command.add_flag("--names", options.names_only, "Only the names of the variables that can be asked for");
+}
+
+void add_check_options(CLI::App& command, HostOptions& options) {
+  command.add_option("FILE", options.checked_files, "Tag files");
+  command.add_option("--address", options.address, "IPv4 address of the controller that the files are for");
+  command.add_flag("--sarif", options.sarif, "One SARIF document, for editors and code hosts");
+  command.add_flag("--errors-only", options.errors_only, "Neither warnings nor remarks");
+  command.add_option("--fix", options.fixed_file, "Write a copy with every correction that is safe");
+  command.add_flag("--rules", options.list_rules, "List the rules");
+}
+
+void check_check(const HostOptions& options) {
+  if (options.checked_files.empty() && !options.list_rules) throw HostError(kExitUsage, "which tag file?");
+  if (options.json && options.sarif) throw HostError(kExitUsage, "--json or --sarif, not both");
+  if (!options.fixed_file.empty() && options.checked_files.size() != 1) {
+    throw HostError(kExitUsage, "--fix goes with one tag file");
+  }
+}
+
+void add_target_options(CLI::App& command, HostOptions& options) {
+  const std::string group = "Controller";
+  CLI::Option* address = command.add_option("--address", options.address, "IPv4 address of the controller");
+  CLI::Option* port = command.add_option("--port", options.port, "Its TCP port");
+  CLI::Option* tags =
+      command.add_option("--tags", options.tag_file,
+                         "Tag file; else PLC<address>_<area>.csv in the working directory, as the driver has it");
+  CLI::Option* sim =
+      command.add_option("--sim", options.sim_tag_file, "Start a simulated controller with this tag file");
+  CLI::Option* simulator = command.add_option("--simulator", options.simulator, "Simulator instead of plc-sim");
+  CLI::Option* arguments =
+      command.add_option("--sim-arg", options.sim_arguments, "Argument for the simulator, may be repeated");
+  CLI::Option* area = command.add_option("--area", options.area, "Area, the last number of the tag file's name");
+  CLI::Option* timeout = command.add_option("--timeout", options.timeout_s, "Seconds to wait for a reply");
+  CLI::Option* delay = command.add_option("--delay", options.delay_ms, "Milliseconds to pause before each transfer");
+  address->needs(port)->excludes(sim);
+  port->needs(address);
+  tags->excludes(sim);
+  simulator->needs(sim);
+  arguments->needs(sim)->allow_extra_args(false);
+  for (CLI::Option* defaulted : {area, timeout, delay}) defaulted->capture_default_str();
+  for (CLI::Option* option : {address, port, area, tags, sim, simulator, arguments, timeout, delay}) {
+    option->group(group);
+  }
+}
+
+void add_name_options(CLI::App& command, HostOptions& options) {
+  command.add_option("NAME", options.names, "Variables, with subscripts or without");
+  command.add_flag("--all", options.all, "Every variable of the tag file");
+}
+
+void add_number_options(CLI::App& command, HostOptions& options) {
+  CLI::Option* id = command.add_option("--id", options.register_id, "Read a register by its number");
+  CLI::Option* offset = command.add_option("--offset", options.offset, "Element offset, in the driver's units");
+  CLI::Option* count = command.add_option("--count", options.count, "Number of elements, in the driver's units");
+  id->each([&options](const std::string&) { options.by_id = true; });
+  offset->needs(id)->capture_default_str()->check(CLI::Range(0, 0xFFFF));
+  count->needs(id)->capture_default_str();
+}
+
+void add_read_options(CLI::App& command, HostOptions& options) {
+  add_name_options(command, options);
+  add_number_options(command, options);
+  add_target_options(command, options);
+}
+
+void add_why_options(CLI::App& command, HostOptions& options) {
+  command.add_option("NAME", options.names, "The variable, with subscripts or without");
+  add_number_options(command, options);
+  CLI::Option* capture = command.add_option("--capture", options.capture, "Look in a pcap file instead of reading");
+  CLI::Option* port = command.add_option("--capture-port", options.capture_port,
+                                         "The controller's port in the capture; else found by itself");
+  CLI::Option* pcap = command.add_option("--pcap", options.pcap_file, "Write the traffic to a pcap file");
+  port->needs(capture);
+  pcap->excludes(capture);
+  add_target_options(command, options);
+  for (const char* target : {"--address", "--sim"}) capture->excludes(command.get_option(target));
+}
+
+void add_write_options(CLI::App& command, HostOptions& options) {
+  command.add_option("NAME=VALUE", options.names, "What to write")->required();
+  command.add_flag("--verify", options.verify, "Read back and compare");
+  add_target_options(command, options);
+}
+
+void add_batch_options(CLI::App& command, HostOptions& options) {
+  add_name_options(command, options);
+  add_target_options(command, options);
+}
+
+void add_watch_options(CLI::App& command, HostOptions& options) {
+  add_name_options(command, options);
+  command.add_option("--interval", options.interval_ms, "Milliseconds from one round to the next")
+      ->capture_default_str();
+  command.add_option("--rounds", options.rounds, "End after this many rounds");
+  command.add_flag("--batch", options.batch, "Read through the batch call");
+  command.add_flag("--csv", options.csv, "A row per round, for spreadsheets");
+  command.add_option("--chart", options.chart, "Draw this variable's value over time");
+  add_target_options(command, options);
+}
+
+void check_target(const HostOptions& options) {
+  if (options.address.empty() && options.sim_tag_file.empty()) {
+    throw HostError(kExitUsage, "which controller? Give --address and --port, or --sim TAGFILE");
+  }
+}
+
+void check_names(const HostOptions& options) {
+  check_target(options);
+  if (options.names.empty() && !options.all) throw HostError(kExitUsage, "which variables? Give names or --all");
+}
+
+void check_read(const HostOptions& options) {
+  if (!options.by_id) return check_names(options);
+  check_target(options);
+  if (!options.names.empty() || options.all) throw HostError(kExitUsage, "--id reads one register: no names with it");
+}
+
+void check_why(const HostOptions& options) {
+  if (options.capture.empty()) check_target(options);
+  if (options.names.size() + (options.by_id ? 1 : 0) != 1)
+    throw HostError(kExitUsage, "which variable? One NAME or --id");
+  if (options.by_id && !options.capture.empty() && options.tag_file.empty()) {
+    throw HostError(kExitUsage, "--id needs --tags: a capture holds names and no numbers");
+  }
+}
+
+void check_watch(const HostOptions& options) {
+  check_names(options);
+  if (options.json && options.csv) throw HostError(kExitUsage, "--json or --csv, not both");
+  if (!options.chart.empty() && (options.json || options.csv)) {
+    throw HostError(kExitUsage, "--chart goes with neither --json nor --csv");
+  }
+}
+
+}  // namespace
+
+const std::vector<Command>& command_table() {
+  static const std::vector<Command> kCommands = {
+      {"info", "Show the driver library and what it says of itself", kInfoDetails, add_no_options, nullptr, run_info},
+      {"tags", "List the records of a tag file as the driver reads it", kTagsDetails, add_tags_options, nullptr,
+       run_tags},
+      {"check", "Check tag files", kCheckDetails, add_check_options, check_check, run_check},
+      {"read", "Read variables", std::string(kNameRules) + kReadExamples, add_read_options, check_read, run_read},
+      {"write", "Write variables", std::string(kNameRules) + kWriteExamples, add_write_options, check_target,
+       run_write},
+      {"batch", "Read many variables in few calls", std::string(kNameRules) + kBatchExamples, add_batch_options,
+       check_names, run_batch},
+      {"watch", "Read again and again and show what changes", std::string(kNameRules) + kWatchExamples,
+       add_watch_options, check_watch, run_watch},
+      {"why", "Follow one value from the tag file to the wire and back, and say where it went wrong",
+       std::string(kNameRules) + kWhyExamples, add_why_options, check_why, run_why},
+  };
+  return kCommands;
+}
+
+}  // namespace plc_host

@@ -1,0 +1,135 @@
+// The watch command: reads again and again, and lives through a controller that goes away and comes back.
+#include <algorithm>
+
+#include "client/exit_codes.h"
+#include "client/plan/batch_transfer.h"
+#include "client/values/value_type.h"
+#include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/host.h"
+#include "tools/plc_host/messages.h"
+#include "tools/plc_host/stop_signal.h"
+#include "tools/plc_host/watch/chart.h"
+#include "tools/plc_host/watch/watch_output.h"
+
+namespace plc_host {
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+
+std::vector<TagResult> read_round(Host& host, const std::vector<TagReference>& references, bool batch) {
+  std::vector<TagResult> results;
+  results.reserve(references.size());
+  for (const TagReference& reference : references) results.push_back(unread(reference));
+  if (batch) {
+    read_tags_batched(host.session(), results, stop_requested);
+  } else {
+    read_tags(host.session(), results, stop_requested, [](const TagResult&) {});
+  }
+  return results;
+}
+
+std::vector<TagReference> watched_references(const HostOptions& options, const TagList& tags) {
+  std::vector<TagReference> references;
+  for (const TagResult& entry : look_up_names(options, tags)) {
+    if (entry.is_found()) {
+      references.push_back(entry.reference);
+      continue;
+    }
+    const std::string reason = entry.name + ": " + entry.reading.failure().reason;
+    if (!options.all) throw HostError(kExitTagFailed, reason);
+    show_message(reason + "; not watched");
+  }
+  if (references.empty()) throw HostError(kExitTagFailed, "there is nothing to watch");
+  return references;
+}
+
+// Position of the variable that the chart shows.
+size_t charted_row(const std::vector<TagReference>& references, const TagList& tags, const std::string& name) {
+  TagReference charted;
+  try {
+    charted = find_reference(tags, name);
+  } catch (const ReferenceError& error) {
+    throw HostError(kExitTagFailed, name + ": " + error.what());
+  }
+  const ValueKind kind = value_kind(charted.tag->entry);
+  if (!charted.extents.empty() || kind == ValueKind::kText || kind == ValueKind::kRaw) {
+    throw HostError(kExitUsage, "--chart takes a single number: " + name + " is none");
+  }
+  const auto found = std::find_if(references.begin(), references.end(),
+                                  [&charted](const TagReference& reference) { return reference.text == charted.text; });
+  if (found == references.end()) throw HostError(kExitUsage, "--chart takes one of the watched variables");
+  return static_cast<size_t>(found - references.begin());
+}
+
+class Watch {
+ public:
+  Watch(const HostOptions& options, CommandOutput& output);
+  int run();
+
+ private:
+  void take_round(const std::vector<TagResult>& results, SteadyClock::time_point began);
+
+  const HostOptions& options_;
+  Host host_;
+  std::vector<TagReference> references_;
+  WatchState state_;
+  size_t charted_row_ = 0;
+  std::unique_ptr<Chart> chart_;
+  std::unique_ptr<WatchOutput> shown_;
+  std::vector<TagResult> latest_;
+};
+
+Watch::Watch(const HostOptions& options, CommandOutput& output)
+    : options_(options),
+      host_(options, output),
+      references_(watched_references(options, host_.tags())),
+      state_(references_) {
+  if (!options.chart.empty()) {
+    charted_row_ = charted_row(references_, host_.tags(), options.chart);
+    chart_ = std::make_unique<Chart>(references_[charted_row_].text);
+  }
+  shown_ = make_watch_output(host_.result_file(), options.json, options.csv, chart_.get());
+  host_.session().set_line_sink([this](const std::string& line) {
+    if (!options_.quiet && state_.is_new_line(line)) shown_->show_line("driver: " + line);
+  });
+}
+
+void Watch::take_round(const std::vector<TagResult>& results, SteadyClock::time_point began) {
+  const RoundOutcome outcome = state_.take_round(results, began, SteadyClock::now());
+  const std::string controller = target_text(host_.session().target());
+  if (outcome.contact) shown_->show_line("plc-host: " + contact_text(outcome, controller));
+  if (chart_) {
+    const TagEntry& entry = references_[charted_row_].tag->entry;
+    const TagValue* value = results[charted_row_].reading.value();
+    chart_->add(value != nullptr ? std::optional<double>(element_number(entry, value->elements.at(0))) : std::nullopt);
+  }
+  shown_->show_round(state_, outcome);
+  latest_ = results;
+}
+
+int Watch::run() {
+  shown_->begin(state_);
+  const std::chrono::milliseconds interval(options_.interval_ms);
+  SteadyClock::time_point next = SteadyClock::now();
+  // A reader who has gone, or a full disk, ends it.
+  for (uint64_t round = 1; !stop_requested() && host_.result_file().flush(); ++round) {
+    const SteadyClock::time_point began = SteadyClock::now();
+    const std::vector<TagResult> results = read_round(host_, references_, options_.batch);
+    host_.show_simulator_lines();
+    // A round that Ctrl-C cut short shows failures that are none.
+    if (stop_requested()) break;
+    take_round(results, began);
+    if (!host_.result_file().flush() || round == options_.rounds) break;
+    next = std::max(next + interval, SteadyClock::now());
+    wait_for_stop(std::chrono::duration_cast<std::chrono::milliseconds>(next - SteadyClock::now()));
+  }
+  shown_->end(state_, host_.session().figures());
+  shown_.reset();
+  return host_.finish(stop_requested() ? kExitOk : exit_code_of(latest_, false));
+}
+
+}  // namespace
+
+int run_watch(const HostOptions& options, CommandOutput& output) { return Watch(options, output).run(); }
+
+}  // namespace plc_host

@@ -1,0 +1,48 @@
+// The command that follows one value from the tag file to the wire and back, and says where it went wrong.
+#include "client/exit_codes.h"
+#include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/host.h"
+#include "tools/plc_host/messages.h"
+#include "tools/plc_host/result_writer.h"
+#include "tools/plc_host/why/why_capture.h"
+#include "tools/plc_host/why/why_live.h"
+#include "tools/plc_host/why/why_report.h"
+
+namespace plc_host {
+namespace {
+
+constexpr size_t kMostErrors = 5;
+
+// A tag file that cannot be used is an answer too.
+int explain_tag_file(const HostError& error, CommandOutput& output, WhyReport& report) {
+  for (const std::string& line : output.take_lines()) report.driver_lines.push_back(line);
+  report.fault(error.what(), report.source ? "plc-host check FILE names each line that the driver cannot use."
+                                           : "The driver looks in the host's working directory for PLC<address in "
+                                             "hexadecimal>_<area>.csv: plc-host check FILE --address ADDRESS.");
+  if (report.source) {
+    for (const TagSource::Remark& remark : report.source->errors(kMostErrors)) report.fault(remark.text, remark.advice);
+  }
+  return error.code();
+}
+
+}  // namespace
+
+int run_why(const HostOptions& options, CommandOutput& output) {
+  WhyReport report;
+  report.asked = options.by_id ? "number " + std::to_string(options.register_id) : options.names.front();
+  int code = kExitOk;
+  try {
+    code = options.capture.empty() ? follow_live(options, output, report) : follow_capture(options, output, report);
+  } catch (const HostError& error) {
+    if (error.code() != kExitTagFile) throw;
+    code = explain_tag_file(error, output, report);
+  }
+  if (options.json) {
+    write_why_json(output.results(), report);
+  } else {
+    write_why_text(output.results(), report);
+  }
+  return code;
+}
+
+}  // namespace plc_host

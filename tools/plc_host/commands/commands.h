@@ -1,0 +1,41 @@
+// The commands of plc-host: one function each, and the table that the command line is made from.
+#ifndef TOOLS_PLC_HOST_COMMANDS_COMMANDS_H_
+#define TOOLS_PLC_HOST_COMMANDS_COMMANDS_H_
+
+#include <string>
+#include <vector>
+
+#include "tools/plc_host/command_output.h"
+#include "tools/plc_host/host_options.h"
+
+namespace CLI {
+class App;
+}
+
+namespace plc_host {
+
+struct Command {
+  const char* name;
+  const char* summary;
+  std::string details;  // shown by the command's own --help: rules and examples
+  void (*add_options)(CLI::App& command, HostOptions& options);
+  // Throws HostError for an impossible combination of options; null when there is none.
+  void (*check_options)(const HostOptions& options);
+  int (*run)(const HostOptions& options, CommandOutput& output);
+};
+
+// In the order in which --help lists them.
+const std::vector<Command>& command_table();
+
+int run_info(const HostOptions& options, CommandOutput& output);
+int run_tags(const HostOptions& options, CommandOutput& output);
+int run_check(const HostOptions& options, CommandOutput& output);
+int run_read(const HostOptions& options, CommandOutput& output);
+int run_write(const HostOptions& options, CommandOutput& output);
+int run_batch(const HostOptions& options, CommandOutput& output);
+int run_watch(const HostOptions& options, CommandOutput& output);
+int run_why(const HostOptions& options, CommandOutput& output);
+
+}  // namespace plc_host
+
+#endif  // TOOLS_PLC_HOST_COMMANDS_COMMANDS_H_

@@ -1,0 +1,135 @@
+// Puts library, simulator, tag file and session together, and what the commands share.
+#include "tools/plc_host/host.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
+#include "client/driver/failure.h"
+#include "client/exit_codes.h"
+#include "tools/plc_host/messages.h"
+
+namespace plc_host {
+namespace {
+
+constexpr uint32_t kLoopbackAddress = 0x7F000001;
+
+}  // namespace
+
+uint32_t parse_address(const std::string& text) {
+  struct in_addr address {};
+  if (inet_pton(AF_INET, text.c_str(), &address) != 1) {
+    throw HostError(kExitUsage, "'" + text + "' is no IPv4 address");
+  }
+  return ntohl(address.s_addr);
+}
+
+DriverSession::LineSink usual_line_sink(const HostOptions& options) {
+  if (options.quiet) return [](const std::string&) {};
+  return show_driver_line;
+}
+
+TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const std::string& path) {
+  try {
+    TagList list = load_tag_list(library, path);
+    output.take_lines();
+    return list;
+  } catch (const HostError&) {
+    for (const std::string& line : output.take_lines()) show_driver_line(line);
+    throw;
+  }
+}
+
+Host::Host(const HostOptions& options, CommandOutput& output, const Reroute& reroute)
+    : output_(output), library_(load_driver_library(options.driver)) {
+  const Target controller = choose_target(options);
+  const Target target = reroute ? reroute(controller) : controller;
+  const std::string tag_file = choose_tag_file(options, controller, target);
+  tags_ = read_tag_list(library_, output_, tag_file);
+  session_ = std::make_unique<DriverSession>(library_, output_, target, usual_line_sink(options));
+  if (!library_.is_guarded && !options.quiet) {
+    show_message(library_.path + " is not the guarded build (" + library_.build +
+                 "): it takes any reply for the right one, so values and writes are shown as unguarded");
+  }
+}
+
+Target Host::choose_target(const HostOptions& options) {
+  Target target;
+  target.area = options.area;
+  target.recv_timeout_s = options.timeout_s;
+  target.delay_ms = options.delay_ms;
+  if (options.sim_tag_file.empty()) {
+    target.ip_address = parse_address(options.address);
+    target.tcp_port = options.port;
+    return target;
+  }
+  simulator_ = std::make_unique<SimProcess>(options.simulator, options.sim_tag_file, options.sim_arguments);
+  target.ip_address = kLoopbackAddress;
+  target.tcp_port = simulator_->port();
+  return target;
+}
+
+std::string Host::choose_tag_file(const HostOptions& options, const Target& controller, const Target& target) {
+  std::string name = tag_file_name(target);
+  std::string given = options.tag_file.empty() ? options.sim_tag_file : options.tag_file;
+  // The driver looks for the file by the address that it connects to.
+  if (given.empty() && name != tag_file_name(controller)) given = tag_file_name(controller);
+  if (!given.empty()) folder_ = std::make_unique<WorkFolder>(given, name);
+  return name;
+}
+
+void Host::show_simulator_lines() {
+  if (!simulator_) return;
+  for (const std::string& line : simulator_->take_lines()) show_simulator_line(line);
+}
+
+int Host::finish(int code) {
+  if (!simulator_) return code;
+  const int simulator_code = simulator_->finish();
+  show_simulator_lines();
+  if (simulator_code == 0) return code;
+  show_message("the simulator ended with code " + std::to_string(simulator_code));
+  return code == kExitOk ? kExitSimulator : code;
+}
+
+std::vector<TagResult> look_up_names(const HostOptions& options, const TagList& tags) {
+  std::vector<TagResult> named;
+  const auto add = [&named](const std::string& name, const auto& find) {
+    TagResult entry;
+    entry.name = name;
+    try {
+      entry.reference = find();
+      entry.name = entry.reference.text;
+    } catch (const ReferenceError& error) {
+      entry.reading = {impossible(error.what()), std::chrono::system_clock::now()};
+    }
+    named.push_back(entry);
+  };
+  if (options.all) {
+    for (const Tag& tag : tags.tags) {
+      add(tag.qualified_name, [&tag] { return whole_tag(tag); });
+    }
+  }
+  for (const std::string& name : options.names) {
+    add(name, [&] { return find_reference(tags, name); });
+  }
+  return named;
+}
+
+int exit_code_of(const std::vector<TagResult>& results, bool interrupted) {
+  if (interrupted) return kExitInterrupted;
+  bool all_succeeded = true;
+  bool all_unconnected = true;
+  for (const TagResult& result : results) {
+    if (result.ok()) {
+      all_unconnected = false;
+      continue;
+    }
+    all_succeeded = false;
+    // What was left out tells of no failure of its own.
+    if (result.reading.is_taken() && !result.reading.failure().connection_lost) all_unconnected = false;
+  }
+  if (all_succeeded) return kExitOk;
+  return all_unconnected ? kExitNoConnection : kExitTagFailed;
+}
+
+}  // namespace plc_host

@@ -1,0 +1,65 @@
+// Everything that the command line can say.
+#ifndef TOOLS_PLC_HOST_HOST_OPTIONS_H_
+#define TOOLS_PLC_HOST_HOST_OPTIONS_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace plc_host {
+
+struct HostOptions {
+  // Everywhere
+  std::string driver;  // contract, guarded or a path; empty: the best one that there is
+  bool json = false;
+  bool quiet = false;  // keep the driver's own lines and remarks back
+
+  // The controller
+  std::string address;
+  uint16_t port = 0;
+  uint16_t area = 0;
+  uint16_t capture_port = 0;  // of the controller in a capture; 0: whoever answers requests
+  std::string tag_file;       // instead of the file that the driver would find in the working directory
+  std::string sim_tag_file;
+  std::string simulator;
+  std::vector<std::string> sim_arguments;
+  uint32_t timeout_s = 2;
+  uint32_t delay_ms = 0;
+
+  // tags
+  std::string listed_file;
+  bool names_only = false;
+
+  // check
+  std::vector<std::string> checked_files;
+  bool sarif = false;
+  bool errors_only = false;
+  bool list_rules = false;
+  std::string fixed_file;  // where the corrected copy goes
+
+  // read, write, batch, watch
+  std::vector<std::string> names;  // for write: NAME=VALUE
+  bool all = false;
+  bool verify = false;
+
+  // read and why, by number
+  bool by_id = false;
+  uint32_t register_id = 0;
+  uint32_t offset = 0;
+  uint32_t count = 1;
+
+  // watch
+  uint32_t interval_ms = 500;
+  uint32_t rounds = 0;  // 0: until a stop signal
+  bool batch = false;
+  bool csv = false;
+  std::string chart;
+
+  // why
+  std::string capture;    // instead of a controller
+  std::string pcap_file;  // where the traffic goes
+};
+
+}  // namespace plc_host
+
+#endif  // TOOLS_PLC_HOST_HOST_OPTIONS_H_

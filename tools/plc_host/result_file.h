@@ -1,0 +1,43 @@
+// The file that results go to, which notices when they do not get there.
+#ifndef TOOLS_PLC_HOST_RESULT_FILE_H_
+#define TOOLS_PLC_HOST_RESULT_FILE_H_
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+
+namespace plc_host {
+
+class ResultFile {
+ public:
+  // Takes the descriptor over. Throws HostError when it is no open one. From now on a file that may not grow any more
+  // is an error like a full disk, and no signal.
+  explicit ResultFile(int descriptor);
+  ~ResultFile();
+  ResultFile(const ResultFile&) = delete;
+  ResultFile& operator=(const ResultFile&) = delete;
+
+  FILE* stream() const { return stream_; }
+  int descriptor() const { return descriptor_; }
+
+  // True while everything that was printed has reached the file. After the first failure nothing more is written.
+  bool flush();
+
+  // What a command that ends with this code returns: the code itself, also when the reader of a pipe has gone, or
+  // kExitOutput behind a message when something is missing in the file.
+  int finish(int code);
+
+ private:
+  static ssize_t write_some(void* file, const char* data, size_t size);
+  bool write_all(const char* data, size_t size);
+
+  int descriptor_;
+  FILE* stream_ = nullptr;
+  int error_ = 0;  // errno of the write that failed first
+  size_t written_ = 0;
+  bool ends_a_line_ = true;
+};
+
+}  // namespace plc_host
+
+#endif  // TOOLS_PLC_HOST_RESULT_FILE_H_

@@ -1,0 +1,58 @@
+// Notes stop signals and wakes the wait through a pipe.
+#include "tools/plc_host/stop_signal.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "client/exit_codes.h"
+
+namespace plc_host {
+namespace {
+
+volatile sig_atomic_t stop_noted = 0;
+int wake_pipe[2] = {-1, -1};
+
+void note_stop(int) {
+  const int saved = errno;
+  stop_noted = 1;
+  const char byte = 0;
+  // A full pipe wakes the wait just as well.
+  const ssize_t written = write(wake_pipe[1], &byte, 1);
+  static_cast<void>(written);
+  errno = saved;
+}
+
+}  // namespace
+
+void catch_stop_signals() {
+  if (wake_pipe[0] < 0 && pipe2(wake_pipe, O_CLOEXEC | O_NONBLOCK) != 0) {
+    throw HostError(kExitUsage, "cannot make a pipe");
+  }
+  struct sigaction action {};
+  action.sa_handler = note_stop;
+  sigemptyset(&action.sa_mask);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaction(number, &action, nullptr);
+}
+
+bool stop_requested() { return stop_noted != 0; }
+
+void wait_for_stop(std::chrono::milliseconds time) {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point end = Clock::now() + time;
+  while (!stop_requested()) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
+    if (left.count() <= 0) return;
+    struct pollfd wake {
+      wake_pipe[0], POLLIN, 0
+    };
+    // The byte is left in the pipe: one stop ends every later wait.
+    poll(&wake, 1, static_cast<int>(std::min<std::chrono::milliseconds::rep>(left.count() + 1, 60000)));
+  }
+}
+
+}  // namespace plc_host

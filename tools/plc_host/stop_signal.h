@@ -1,0 +1,19 @@
+// Ctrl-C and SIGTERM as a question that loops ask, and as the end of a wait.
+#ifndef TOOLS_PLC_HOST_STOP_SIGNAL_H_
+#define TOOLS_PLC_HOST_STOP_SIGNAL_H_
+
+#include <chrono>
+
+namespace plc_host {
+
+// From now on SIGINT, SIGTERM and SIGHUP are only noted. A driver call that they interrupt fails.
+void catch_stop_signals();
+
+bool stop_requested();
+
+// Waits until the time is over or a stop signal comes, also when it came just before.
+void wait_for_stop(std::chrono::milliseconds time);
+
+}  // namespace plc_host
+
+#endif  // TOOLS_PLC_HOST_STOP_SIGNAL_H_

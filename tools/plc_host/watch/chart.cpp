@@ -1,0 +1,89 @@
+// Draws samples as columns of block characters.
+#include "tools/plc_host/watch/chart.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <utility>
+
+namespace plc_host {
+namespace {
+
+constexpr size_t kSamples = 1000;  // more than a terminal is wide
+constexpr size_t kScaleColumns = 12;
+constexpr int kLevelsPerRow = 8;
+constexpr const char* kBlocks[kLevelsPerRow + 1] = {" ",
+                                                    "\xE2\x96\x81",
+                                                    "\xE2\x96\x82",
+                                                    "\xE2\x96\x83",
+                                                    "\xE2\x96\x84",
+                                                    "\xE2\x96\x85",
+                                                    "\xE2\x96\x86",
+                                                    "\xE2\x96\x87",
+                                                    "\xE2\x96\x88"};
+
+struct Scale {
+  double low;
+  double high;
+  bool empty;
+};
+
+using Samples = std::vector<std::optional<double>>;
+
+Scale scale_of(const Samples& samples) {
+  Scale scale{0, 0, true};
+  for (const std::optional<double>& sample : samples) {
+    if (!sample) continue;
+    scale.low = scale.empty ? *sample : std::min(scale.low, *sample);
+    scale.high = scale.empty ? *sample : std::max(scale.high, *sample);
+    scale.empty = false;
+  }
+  return scale;
+}
+
+std::string scale_text(double number) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%10.5g |", number);
+  return std::string(text).substr(0, kScaleColumns);
+}
+
+// Height of a sample in eighths of a row, at least one: the smallest value is a line and not a gap.
+int level_of(double sample, const Scale& scale, size_t rows) {
+  const double levels = static_cast<double>(rows) * kLevelsPerRow;
+  const double spread = scale.high - scale.low;
+  // A value that does not move stands in the middle. Halves keep a spread beyond the largest number finite.
+  const double part = spread > 0 ? (sample / 2 - scale.low / 2) / (scale.high / 2 - scale.low / 2) : 0.5;
+  return std::clamp(static_cast<int>(std::lround(part * levels)), 1, static_cast<int>(levels));
+}
+
+}  // namespace
+
+Chart::Chart(std::string title) : title_(std::move(title)) {}
+
+void Chart::add(std::optional<double> sample) {
+  if (sample && !std::isfinite(*sample)) sample.reset();
+  samples_.push_back(sample);
+  if (samples_.size() > kSamples) samples_.pop_front();
+}
+
+std::vector<std::string> Chart::draw(size_t columns, size_t rows) const {
+  std::vector<std::string> lines = {title_};
+  if (columns <= kScaleColumns || rows == 0) return lines;
+  const size_t shown = std::min(columns - kScaleColumns, samples_.size());
+  const Samples samples(samples_.end() - static_cast<std::ptrdiff_t>(shown), samples_.end());
+  const Scale scale = scale_of(samples);
+  for (size_t row = 0; row < rows; ++row) {
+    const bool labelled = !scale.empty && (row == 0 || row + 1 == rows);
+    std::string line =
+        labelled ? scale_text(row == 0 ? scale.high : scale.low) : std::string(kScaleColumns - 1, ' ') + "|";
+    const int floor = static_cast<int>(rows - row - 1) * kLevelsPerRow;
+    for (const std::optional<double>& sample : samples) {
+      const int level = sample ? level_of(*sample, scale, rows) : 0;
+      line += kBlocks[std::clamp(level - floor, 0, kLevelsPerRow)];
+    }
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+}  // namespace plc_host

@@ -1,0 +1,250 @@
+// Shows rounds in the form that was asked for.
+#include "tools/plc_host/watch/watch_output.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <utility>
+
+#include "client/values/time_text.h"
+#include "client/values/value_type.h"
+#include "tools/plc_host/messages.h"
+#include "tools/plc_host/result_writer.h"
+#include "tools/plc_host/watch/watch_screen.h"
+
+namespace plc_host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr size_t kChartRows = 8;
+constexpr size_t kMostNames = 3;      // that one reason is told for
+constexpr size_t kChartColumns = 80;  // where no terminal tells its width
+
+double milliseconds(std::chrono::nanoseconds time) { return std::chrono::duration<double, std::milli>(time).count(); }
+
+// Shortest, mean and longest, in milliseconds; nothing when no call succeeded.
+std::optional<std::array<double, 3>> round_trips(const CallFigures& figures) {
+  const uint64_t succeeded = figures.calls - figures.failures;
+  if (succeeded == 0) return std::nullopt;
+  const double mean = milliseconds(figures.total) / static_cast<double>(succeeded);
+  return std::array<double, 3>{milliseconds(figures.shortest), mean, milliseconds(figures.longest)};
+}
+
+const char* event_word(const RoundOutcome& outcome) {
+  if (*outcome.contact == Contact::kSilent) return "lost";
+  if (*outcome.contact == Contact::kNoValues) return "no-values";
+  return outcome.contact_before == Contact::kSilent ? "back" : "values";
+}
+
+void print_line(const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); }
+
+// A line per change.
+class LineOutput : public WatchOutput {
+ public:
+  LineOutput(FILE* file, const Chart* chart) : file_(file), chart_(chart) {}
+  void begin(const WatchState&) override {}
+  void show_round(const WatchState& state, const RoundOutcome& outcome) override {
+    for (const size_t row : outcome.changed) std::fputs(line_of(state.rows()[row]).c_str(), file_);
+    std::fflush(file_);
+    for (const size_t row : outcome.failed) {
+      const TagResult& latest = state.rows()[row].latest;
+      const Failure& failure = latest.reading.failure();
+      show_line("plc-host: " + latest.name + ": " + failure.reason +
+                (failure.advice.empty() ? "" : ". Try: " + failure.advice));
+    }
+  }
+  void show_line(const std::string& line) override { print_line(line); }
+  void end(const WatchState&, const CallFigures& figures) override {
+    if (chart_ != nullptr) {
+      for (const std::string& line : chart_->draw(kChartColumns, kChartRows)) std::fputs((line + "\n").c_str(), file_);
+    }
+    std::fflush(file_);
+    show_line("plc-host: " + summary_text(figures));
+  }
+
+ private:
+  // "08:30:00.123 good Speed = 12", "08:30:00.123 lost Speed: REASON"
+  static std::string line_of(const WatchRow& row) {
+    const Reading& reading = row.latest.reading;
+    const std::string start =
+        local_time_text(reading.time()) + " " + quality_word(reading.quality()) + " " + row.latest.name;
+    return start + (row.latest.ok() ? " = " + row.last_text : ": " + reading.failure().reason) + "\n";
+  }
+
+  FILE* file_;
+  const Chart* chart_;
+};
+
+// An object per change and event, and one with the figures at the end.
+class JsonOutput : public WatchOutput {
+ public:
+  explicit JsonOutput(FILE* file) : file_(file) {}
+  void begin(const WatchState&) override {}
+  void show_round(const WatchState& state, const RoundOutcome& outcome) override {
+    if (outcome.contact) {
+      const WallTime now = std::chrono::system_clock::now();
+      Json event = {{"time", utc_time_text(now)}, {"event", event_word(outcome)}};
+      if (*outcome.contact == Contact::kValues) event["away_ms"] = std::llround(milliseconds(outcome.away));
+      if (*outcome.contact == Contact::kNoValues) event["reason"] = outcome.reason;
+      write_json_line(file_, event);
+    }
+    for (const size_t row : outcome.changed) write_json_line(file_, result_json(state.rows()[row].latest));
+    std::fflush(file_);
+  }
+  void show_line(const std::string& line) override { print_line(line); }
+  void end(const WatchState&, const CallFigures& figures) override {
+    Json summary = {{"calls", figures.calls}, {"failures", figures.failures}};
+    const auto times = round_trips(figures);
+    const char* const names[] = {"shortest_ms", "mean_ms", "longest_ms"};
+    for (size_t i = 0; i < std::size(names); ++i) summary[names[i]] = times ? Json(times->at(i)) : Json();
+    write_json_line(file_, {{"summary", summary}});
+    std::fflush(file_);
+  }
+
+ private:
+  FILE* file_;
+};
+
+// A row per round with a column per element; empty fields where there is no value.
+class CsvOutput : public WatchOutput {
+ public:
+  explicit CsvOutput(FILE* file) : file_(file) {}
+  void begin(const WatchState& state) override {
+    std::string line = "time,state,reason";
+    for (const WatchRow& row : state.rows()) {
+      const std::vector<Subscripts> elements = chosen_elements(row.latest.reference);
+      for (const Subscripts& element : elements) {
+        const bool whole = row.latest.reference.extents.empty();
+        line += "," +
+                csv_field(whole ? row.latest.name : row.latest.reference.tag->qualified_name + subscript_text(element));
+      }
+    }
+    std::fputs((line + "\n").c_str(), file_);
+    std::fflush(file_);
+  }
+  void show_round(const WatchState& state, const RoundOutcome&) override {
+    std::string line = utc_time_text(state.round_time()) + "," + round_word(state.rows()) + "," +
+                       csv_field(round_reason(state.rows()));
+    for (const WatchRow& row : state.rows()) line += fields_of(row);
+    std::fputs((line + "\n").c_str(), file_);
+    std::fflush(file_);
+  }
+  void show_line(const std::string& line) override { print_line(line); }
+  void end(const WatchState&, const CallFigures& figures) override { show_line("plc-host: " + summary_text(figures)); }
+
+ private:
+  static std::string fields_of(const WatchRow& row) {
+    const TagEntry& entry = row.latest.reference.tag->entry;
+    const TagValue* value = row.latest.reading.value();
+    const bool is_text = value_kind(entry) == ValueKind::kText;
+    const size_t columns = is_text ? 1 : chosen_elements(row.latest.reference).size();
+    if (value == nullptr) return std::string(columns, ',');
+    if (is_text) return "," + csv_field(value->text);
+    if (value_kind(entry) == ValueKind::kRaw) return "," + csv_field(row.last_text) + std::string(columns - 1, ',');
+    std::string fields;
+    for (const uint64_t bits : value->elements) fields += "," + format_element(entry, bits);
+    return fields;
+  }
+
+  FILE* file_;
+};
+
+// A table that each round redraws.
+class ScreenOutput : public WatchOutput {
+ public:
+  ScreenOutput(const ResultFile& file, const Chart* chart) : screen_(file.stream(), file.descriptor()), chart_(chart) {}
+  void begin(const WatchState&) override {}
+  void show_round(const WatchState& state, const RoundOutcome&) override {
+    const ScreenSize size = screen_.size();
+    const size_t chart_height = chart_ != nullptr ? kChartRows + 1 : 0;
+    // The last line of the terminal stays free: the cursor stands there.
+    const size_t table_height = size.rows > chart_height + 1 ? size.rows - chart_height - 1 : 0;
+    std::vector<std::string> lines =
+        draw_table(state, std::chrono::steady_clock::now(), size.columns, std::max<size_t>(table_height, 4));
+    if (chart_ != nullptr) {
+      const std::vector<std::string> drawn = chart_->draw(size.columns, kChartRows);
+      lines.insert(lines.end() - 1, drawn.begin(), drawn.end());
+    }
+    screen_.show(lines);
+  }
+  void show_line(const std::string& line) override {
+    screen_.clear();
+    print_line(line);
+  }
+  void end(const WatchState&, const CallFigures& figures) override { print_line("plc-host: " + summary_text(figures)); }
+
+ private:
+  WatchScreen screen_;
+  const Chart* chart_;
+};
+
+}  // namespace
+
+std::unique_ptr<WatchOutput> make_watch_output(const ResultFile& file, bool json, bool csv, const Chart* chart) {
+  if (json) return std::make_unique<JsonOutput>(file.stream());
+  if (csv) return std::make_unique<CsvOutput>(file.stream());
+  if (isatty(file.descriptor()) == 1) return std::make_unique<ScreenOutput>(file, chart);
+  return std::make_unique<LineOutput>(file.stream(), chart);
+}
+
+std::string round_word(const std::vector<WatchRow>& rows) {
+  const auto has_value = [](const WatchRow& row) { return row.latest.ok(); };
+  const auto with_value = std::find_if(rows.begin(), rows.end(), has_value);
+  const bool is_whole = std::all_of(rows.begin(), rows.end(), has_value);
+  if (with_value != rows.end()) return is_whole ? quality_word(with_value->latest.reading.quality()) : "partial";
+  const auto tried =
+      std::find_if(rows.begin(), rows.end(), [](const WatchRow& row) { return row.latest.reading.is_taken(); });
+  return quality_word(tried == rows.end() ? Quality::kNotRead : tried->latest.reading.quality());
+}
+
+std::string round_reason(const std::vector<WatchRow>& rows) {
+  std::vector<std::pair<std::string, std::vector<std::string>>> reasons;
+  for (const WatchRow& row : rows) {
+    if (row.latest.ok()) continue;
+    const std::string& reason = row.latest.reading.failure().reason;
+    auto known = std::find_if(reasons.begin(), reasons.end(), [&](const auto& entry) { return entry.first == reason; });
+    if (known == reasons.end()) known = reasons.insert(reasons.end(), {reason, {}});
+    known->second.push_back(row.latest.name);
+  }
+  std::string text;
+  for (const auto& [reason, names] : reasons) {
+    text += text.empty() ? "" : "; ";
+    for (size_t i = 0; i < std::min(names.size(), kMostNames); ++i) text += (i == 0 ? "" : ", ") + names[i];
+    if (names.size() > kMostNames) text += " and " + std::to_string(names.size() - kMostNames) + " more";
+    text += ": " + reason;
+  }
+  return text;
+}
+
+std::string contact_text(const RoundOutcome& outcome, const std::string& controller) {
+  if (*outcome.contact == Contact::kSilent) return controller + " does not answer; asking on";
+  if (*outcome.contact == Contact::kNoValues) return "no values: " + outcome.reason + "; asking on";
+  char seconds[32];
+  std::snprintf(seconds, sizeof seconds, "%.1f", std::chrono::duration<double>(outcome.away).count());
+  return controller + (outcome.contact_before == Contact::kSilent ? " answers" : " gives values") + " again after " +
+         seconds + " s";
+}
+
+std::string summary_text(const CallFigures& figures) {
+  char times[96] = "- / - / -";
+  if (const auto trips = round_trips(figures)) {
+    std::snprintf(times, sizeof times, "%.2f / %.2f / %.2f", trips->at(0), trips->at(1), trips->at(2));
+  }
+  return counted(figures.calls, "call") + ", " + counted(figures.failures, "failure") + ", round trip " + times +
+         " ms (shortest / mean / longest)";
+}
+
+std::string csv_field(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  std::string field = "\"";
+  for (const char sign : text) field += sign == '"' ? std::string("\"\"") : std::string(1, sign);
+  return field + "\"";
+}
+
+}  // namespace plc_host

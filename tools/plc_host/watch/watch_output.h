@@ -1,0 +1,52 @@
+// The forms in which watch shows its rounds: a table in a terminal, lines, JSON, or a spreadsheet.
+#ifndef TOOLS_PLC_HOST_WATCH_WATCH_OUTPUT_H_
+#define TOOLS_PLC_HOST_WATCH_WATCH_OUTPUT_H_
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "client/driver/driver_session.h"
+#include "tools/plc_host/result_file.h"
+#include "tools/plc_host/watch/chart.h"
+#include "tools/plc_host/watch/watch_state.h"
+
+namespace plc_host {
+
+class WatchOutput {
+ public:
+  virtual ~WatchOutput() = default;
+  // Before the first round.
+  virtual void begin(const WatchState& state) = 0;
+  // After each round.
+  virtual void show_round(const WatchState& state, const RoundOutcome& outcome) = 0;
+  // A line for standard error.
+  virtual void show_line(const std::string& line) = 0;
+  // After the last round.
+  virtual void end(const WatchState& state, const CallFigures& figures) = 0;
+};
+
+// chart may be null; both must outlive the output.
+std::unique_ptr<WatchOutput> make_watch_output(const ResultFile& file, bool json, bool csv, const Chart* chart);
+
+// The state of a round, for its row of a spreadsheet: the state that all values share, "partial" when only some are
+// there, or else the state of the first variable that was tried.
+std::string round_word(const std::vector<WatchRow>& rows);
+
+// Why values are missing: "Limits: REASON; Speed, Total and 3 more: REASON"; "" when none is.
+std::string round_reason(const std::vector<WatchRow>& rows);
+
+// "192.168.0.10:8500 does not answer; asking on": what is said of a contact that has changed.
+std::string contact_text(const RoundOutcome& outcome, const std::string& controller);
+
+// "120 calls, 3 failures, round trip 0.21 / 0.35 / 2.10 ms (shortest / mean / longest)", with "-" for each time when no
+// call succeeded
+std::string summary_text(const CallFigures& figures);
+
+// A field of a spreadsheet, in double quotes where it needs them.
+std::string csv_field(const std::string& text);
+
+}  // namespace plc_host
+
+#endif  // TOOLS_PLC_HOST_WATCH_WATCH_OUTPUT_H_

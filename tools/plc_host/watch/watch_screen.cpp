@@ -1,0 +1,149 @@
+// Draws the table of watch and keeps it in its place.
+#include "tools/plc_host/watch/watch_screen.h"
+
+#include <sys/ioctl.h>
+
+#include <algorithm>
+
+#include "client/values/utf8_text.h"
+#include "client/values/value_type.h"
+
+namespace plc_host {
+namespace {
+
+constexpr std::chrono::seconds kMarkTime{1};  // how long a change is marked
+constexpr size_t kWidestName = 40;
+constexpr size_t kAgeColumns = 6;
+constexpr char kGap[] = "  ";
+constexpr char kCut[] = "\xE2\x80\xA6";
+
+// A part of a number would be taken for another number, so a list ends behind a whole one.
+std::string whole_numbers(const std::string& text, size_t room) {
+  if (display_width(text) <= room) return text;
+  const size_t comma = room < 2 ? std::string::npos : text.rfind(',', room - 2);
+  return (comma == std::string::npos ? "" : text.substr(0, comma + 1)) + kCut;
+}
+
+// The value; without one the reason, and what there was before where that has room.
+std::string value_text(const WatchRow& row, WatchTime now, size_t room) {
+  const bool is_text = value_kind(row.latest.reference.tag->entry) == ValueKind::kText;
+  if (row.latest.ok()) return is_text ? row.last_text : whole_numbers(row.last_text, room);
+  const std::string& reason = row.latest.reading.failure().reason;
+  if (!row.changed_at) return reason;
+  const std::string with_value = reason + "; " + row.last_text + " was read " + age_text(now - row.read_at) + " ago";
+  return display_width(with_value) <= room ? with_value : reason;
+}
+
+struct Widths {
+  size_t name = 4;
+  size_t type = 4;
+  size_t state = 5;
+  size_t before_value() const { return name + type + kAgeColumns + state + 2 + 4 * (sizeof kGap - 1); }
+};
+
+struct Cells {
+  std::string name;
+  std::string type;
+  std::string mark;
+  std::string age;
+  std::string state;
+  std::string value;
+};
+
+std::string table_line(const Widths& widths, const Cells& cells, size_t columns) {
+  const std::string line = pad_columns(fit_columns(cells.name, widths.name), widths.name) + kGap +
+                           pad_columns(cells.type, widths.type) + kGap + pad_columns(cells.mark, 1) + " " +
+                           pad_columns(cells.age, kAgeColumns) + kGap + pad_columns(cells.state, widths.state) + kGap +
+                           cells.value;
+  return fit_columns(line, columns);
+}
+
+// Age and mark belong to a value of this round: one that is older has neither.
+Cells cells_of(const WatchRow& row, WatchTime now, size_t room) {
+  const bool has_value = row.latest.ok();
+  return {row.latest.name,
+          declared_type(row.latest.reference.tag->entry),
+          has_value && now - *row.changed_at < kMarkTime ? "*" : "",
+          has_value ? age_text(now - *row.changed_at) : "-",
+          quality_word(row.latest.reading.quality()),
+          value_text(row, now, room)};
+}
+
+std::string status_line(const WatchState& state) {
+  const char* const words = state.contact() == Contact::kValues   ? "read at "
+                            : state.contact() == Contact::kSilent ? "the controller does not answer, asked at "
+                                                                  : "no values, asked at ";
+  return words + local_time_text(state.round_time()) + "; Ctrl-C ends";
+}
+
+}  // namespace
+
+std::string age_text(std::chrono::nanoseconds age) {
+  const double seconds = std::chrono::duration<double>(age).count();
+  char text[32];
+  if (seconds < 10) {
+    std::snprintf(text, sizeof text, "%.1f s", seconds);
+  } else if (seconds < 120) {
+    std::snprintf(text, sizeof text, "%.0f s", seconds);
+  } else if (seconds < 7200) {
+    std::snprintf(text, sizeof text, "%.0f min", seconds / 60);
+  } else {
+    std::snprintf(text, sizeof text, "%.0f h", seconds / 3600);
+  }
+  return text;
+}
+
+std::vector<std::string> draw_table(const WatchState& state, WatchTime now, size_t columns, size_t height) {
+  Widths widths;
+  for (const WatchRow& row : state.rows()) {
+    widths.name = std::max(widths.name, std::min(display_width(row.latest.name), kWidestName));
+    widths.type = std::max(widths.type, declared_type(row.latest.reference.tag->entry).size());
+    widths.state = std::max(widths.state, std::string(quality_word(row.latest.reading.quality())).size());
+  }
+  std::vector<std::string> lines = {table_line(widths, {"NAME", "TYPE", "", "AGE", "STATE", "VALUE"}, columns)};
+  const size_t all = state.rows().size();
+  const bool all_fit = all + 2 <= height;
+  const size_t shown = all_fit ? all : (height > 3 ? height - 3 : 0);
+  const size_t room = columns - std::min(columns, widths.before_value());
+  for (size_t i = 0; i < shown; ++i) lines.push_back(table_line(widths, cells_of(state.rows()[i], now, room), columns));
+  if (!all_fit) lines.push_back(fit_columns("... and " + std::to_string(all - shown) + " more", columns));
+  lines.push_back(fit_columns(status_line(state), columns));
+  return lines;
+}
+
+WatchScreen::WatchScreen(FILE* file, int terminal) : file_(file), terminal_(terminal) {
+  std::fputs("\033[?25l", file_);
+}
+
+WatchScreen::~WatchScreen() {
+  std::fputs("\033[?25h", file_);
+  std::fflush(file_);
+}
+
+ScreenSize WatchScreen::size() const {
+  struct winsize window {};
+  ScreenSize size;
+  if (ioctl(terminal_, TIOCGWINSZ, &window) != 0) return size;
+  if (window.ws_col > 0) size.columns = window.ws_col;
+  if (window.ws_row > 0) size.rows = window.ws_row;
+  return size;
+}
+
+void WatchScreen::show(const std::vector<std::string>& lines) {
+  take_away();
+  for (const std::string& line : lines) std::fputs((line + "\n").c_str(), file_);
+  shown_ = lines.size();
+  std::fflush(file_);
+}
+
+void WatchScreen::clear() {
+  take_away();
+  std::fflush(file_);
+}
+
+void WatchScreen::take_away() {
+  if (shown_ > 0) std::fprintf(file_, "\033[%zuA\033[J", shown_);
+  shown_ = 0;
+}
+
+}  // namespace plc_host

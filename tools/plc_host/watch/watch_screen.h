@@ -1,0 +1,52 @@
+// The table of watch: its lines, and their place in a terminal where each round redraws them.
+#ifndef TOOLS_PLC_HOST_WATCH_WATCH_SCREEN_H_
+#define TOOLS_PLC_HOST_WATCH_WATCH_SCREEN_H_
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "tools/plc_host/watch/watch_state.h"
+
+namespace plc_host {
+
+struct ScreenSize {
+  size_t columns = 80;
+  size_t rows = 24;
+};
+
+// Heading, one line per row and a status line, none wider than columns. Rows that do not fit in height lines are
+// counted in a line of their own.
+std::vector<std::string> draw_table(const WatchState& state, WatchTime now, size_t columns, size_t height);
+
+// "0.4 s", "12 s", "3 min", "2 h"
+std::string age_text(std::chrono::nanoseconds age);
+
+class WatchScreen {
+ public:
+  // file writes to the terminal, whose cursor is hidden until the object ends.
+  WatchScreen(FILE* file, int terminal);
+  ~WatchScreen();
+  WatchScreen(const WatchScreen&) = delete;
+  WatchScreen& operator=(const WatchScreen&) = delete;
+
+  ScreenSize size() const;
+
+  // Puts lines in the place of those drawn before.
+  void show(const std::vector<std::string>& lines);
+
+  // Takes the lines away, so that something else can be printed above where they come next.
+  void clear();
+
+ private:
+  void take_away();
+
+  FILE* file_;
+  int terminal_;
+  size_t shown_ = 0;
+};
+
+}  // namespace plc_host
+
+#endif  // TOOLS_PLC_HOST_WATCH_WATCH_SCREEN_H_

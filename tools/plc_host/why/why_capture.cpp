@@ -1,0 +1,246 @@
+// Finds in a capture who asked for a name, and what became of it.
+#include "tools/plc_host/why/why_capture.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "client/exit_codes.h"
+#include "client/tags/near_names.h"
+#include "client/values/value_text.h"
+#include "client/values/value_type.h"
+#include "tools/plc_host/host.h"
+#include "tools/plc_host/why/why_findings.h"
+#include "tools/plc_host/why/why_live.h"
+#include "wire/captures/capture.h"
+
+namespace plc_host {
+namespace {
+
+using plc_sim::RequestKind;
+using wire_trace::Bytes;
+using wire_trace::Exchange;
+
+// What is looked for in the names that were sent.
+struct Wanted {
+  std::vector<std::string> elements;  // whole names, without '#'
+  std::string base;                   // or any element of this; empty for none
+  std::optional<bool> is_local;       // nothing: either
+};
+
+// One request for names that holds a wanted one, and what followed on its connection.
+struct Group {
+  size_t resolve;                // position of the exchange
+  std::vector<size_t> names;     // positions of the wanted names in it
+  std::vector<size_t> road;      // with the opening before it
+  std::optional<size_t> values;  // the exchange that brought values
+  bool has_fault = false;
+};
+
+Wanted wanted_names(const HostOptions& options, const std::optional<TagReference>& reference) {
+  Wanted wanted;
+  if (!reference) {
+    const std::string name = plain_name(options.names.front().c_str());
+    const size_t slash = name.find('/');
+    wanted.elements = {slash == std::string::npos ? name : name.substr(slash + 1)};
+    wanted.base = wanted.elements.front();
+    if (slash != std::string::npos) wanted.is_local = true;
+    return wanted;
+  }
+  const TagEntry& entry = reference->tag->entry;
+  const std::string name = reference->tag->name;
+  wanted.is_local = entry.is_global != 1;
+  if (reference->chosen.empty()) {
+    wanted.elements = {name};
+    wanted.base = declared_ranges(entry).empty() && entry.shape != PLC_STRING ? "" : name;
+    return wanted;
+  }
+  for (const Subscripts& element : chosen_elements(*reference))
+    wanted.elements.push_back(name + subscript_text(element));
+  return wanted;
+}
+
+bool is_wanted(const Wanted& wanted, const std::string& wire_name) {
+  const std::string name = plain_name(wire_name.c_str());
+  if (std::find(wanted.elements.begin(), wanted.elements.end(), name) != wanted.elements.end()) return true;
+  return !wanted.base.empty() && name.compare(0, wanted.base.size() + 1, wanted.base + "[") == 0;
+}
+
+// The exchanges that opened the connection of this one, and those that followed until the next names.
+std::vector<size_t> road_of(const std::vector<Exchange>& exchanges, size_t resolve) {
+  const auto is_opening = [&exchanges](size_t i) {
+    const RequestKind kind = exchanges[i].request.kind;
+    return kind == RequestKind::kDirectoryStart || kind == RequestKind::kDirectory;
+  };
+  std::vector<size_t> road;
+  for (size_t i = 0; i < exchanges.size(); ++i) {
+    if (exchanges[i].connection != exchanges[resolve].connection) continue;
+    if (i < resolve && is_opening(i)) road.push_back(i);
+    if (i == resolve) road.push_back(i);
+    if (i <= resolve) continue;
+    if (is_opening(i) || exchanges[i].request.kind == RequestKind::kResolve) break;
+    road.push_back(i);
+  }
+  return road;
+}
+
+Group group_of(const std::vector<Exchange>& exchanges, size_t resolve, std::vector<size_t> names) {
+  Group group{resolve, std::move(names), road_of(exchanges, resolve), std::nullopt, false};
+  for (const size_t index : group.road) {
+    if (exchanges[index].request.kind == RequestKind::kRead && index > resolve) group.values = index;
+    for (const wire_trace::Remark& remark : wire_trace::judge_exchange(exchanges, index, 1)) {
+      group.has_fault = group.has_fault || remark.is_fault;
+    }
+  }
+  return group;
+}
+
+std::vector<Group> find_groups(const std::vector<Exchange>& exchanges, const Wanted& wanted) {
+  std::vector<Group> groups;
+  for (size_t i = 0; i < exchanges.size(); ++i) {
+    if (exchanges[i].request.kind != RequestKind::kResolve) continue;
+    const std::vector<wire_trace::SentName> sent = wire_trace::names_of(exchanges[i].request);
+    std::vector<size_t> names;
+    for (size_t n = 0; n < sent.size(); ++n) {
+      const bool in_scope = !wanted.is_local || *wanted.is_local == sent[n].is_local;
+      if (in_scope && is_wanted(wanted, sent[n].name)) names.push_back(n);
+    }
+    if (!names.empty()) groups.push_back(group_of(exchanges, i, std::move(names)));
+  }
+  return groups;
+}
+
+// The bit of a BOOL in the word that came: by its own address, or by its place in the word.
+uint64_t bit_of(const TagEntry& entry, const wire_trace::NameRecord& record, const Bytes& value) {
+  constexpr uint32_t kLowFourBits = 0x0F;
+  constexpr uint8_t kDm = 6;
+  constexpr uint8_t kEm = 23;
+  constexpr uint8_t kNoDevice = 30;
+  const bool is_member =
+      entry.name_kind != 1 && (entry.device_kind == kDm || entry.device_kind == kEm || entry.device_kind == kNoDevice);
+  const bool is_in_word = is_member || (entry.dim1_high != 0 && entry.device_kind == kEm);
+  const uint32_t bit = (is_in_word ? record.bit_number : record.handle.address) & kLowFourBits;
+  const unsigned word = value.size() < 2 ? 0U : static_cast<unsigned>(value[0]) << 8U | value[1];
+  return word >> bit & 1U;
+}
+
+TagValue value_from(const TagEntry& entry, const Exchange& resolve, const Exchange& values,
+                    const std::vector<size_t>& names) {
+  TagValue value;
+  const auto records = wire_trace::records_of(resolve.reply(), wire_trace::names_of(resolve.request).size());
+  const ValueKind kind = value_kind(entry);
+  for (const size_t n : names) {
+    const Bytes bytes = wire_trace::value_of(values, n);
+    if (kind == ValueKind::kText || kind == ValueKind::kRaw) {
+      const auto* text = reinterpret_cast<const char*>(bytes.data());
+      value.text.append(text, strnlen(text, bytes.size()));
+    } else if (entry.bit_width == 1) {
+      value.elements.push_back(bit_of(entry, records[n], bytes));
+    } else {
+      Bytes host = wire_trace::in_host_order(bytes);
+      host.resize(std::max<size_t>(host.size(), entry.bit_width / 8U));
+      value.elements.push_back(decode_elements(entry, host.data(), 1).front());
+    }
+  }
+  return value;
+}
+
+// The value of a variable whose type is not known: the bytes of each name.
+std::string raw_value(const Exchange& values, const std::vector<size_t>& names) {
+  constexpr size_t kMostBytes = 32;
+  std::string text;
+  for (const size_t n : names) {
+    text += (text.empty() ? "" : ", ") + wire_trace::hex_text(wire_trace::value_of(values, n), kMostBytes);
+  }
+  return text;
+}
+
+void take_value(const Group& group, const std::optional<TagReference>& reference, WhyReport& report) {
+  if (!group.values || !report.exchanges[*group.values].is_answered()) return;
+  const Exchange& resolve = report.exchanges[group.resolve];
+  const Exchange& values = report.exchanges[*group.values];
+  if (!wire_trace::head_of(values.reply()).is_reply) return;
+  if (!reference) {
+    report.value = raw_value(values, group.names);
+    return;
+  }
+  const TagEntry& entry = reference->tag->entry;
+  const TagValue value = value_from(entry, resolve, values, group.names);
+  const bool is_one = value.elements.size() == 1 || !value.text.empty();
+  const std::vector<size_t> extents = is_one ? std::vector<size_t>() : std::vector<size_t>{value.elements.size()};
+  report.set_value({entry, value, extents});
+}
+
+// What was asked for instead, when nobody asked for the name.
+void explain_absence(const Wanted& wanted, WhyReport& report) {
+  const std::string& name = wanted.elements.front();
+  std::vector<std::string> others;
+  bool in_other_scope = false;
+  for (const Exchange& exchange : report.exchanges) {
+    for (const wire_trace::SentName& sent : wire_trace::names_of(exchange.request)) {
+      others.push_back(plain_name(sent.name.c_str()));
+      in_other_scope = in_other_scope || is_wanted(wanted, sent.name);
+    }
+  }
+  std::sort(others.begin(), others.end());
+  others.erase(std::unique(others.begin(), others.end()), others.end());
+  if (in_other_scope) {
+    const bool wants_local = wanted.is_local && *wanted.is_local;
+    report.fault(name + " was asked for as a " + (wants_local ? "global variable" : "variable of a program") +
+                     ", not as a " + (wants_local ? "variable of a program" : "global variable"),
+                 "Compare column 9 of the tag file that the host had with the controller's declaration.");
+    return;
+  }
+  const std::vector<std::string> near = near_names(name, others);
+  report.fault("nobody asked for " + name + " in this capture; " + std::to_string(others.size()) +
+                   (others.size() == 1 ? " other name was asked for" : " other names were asked for"),
+               near.empty()
+                   ? "See whether the host asks for the number of this record at all, and whether its tag file "
+                     "has the line: plc-sim --report lists what a host asks for."
+                   : "Was " + joined_with_or(near) + " meant? Letter case counts.");
+}
+
+void read_tags(const HostOptions& options, CommandOutput& output, WhyReport& report) {
+  report.source = std::make_unique<TagSource>(options.tag_file);
+  report.tags = read_tag_list(load_driver_library(options.driver), output, options.tag_file);
+}
+
+}  // namespace
+
+int follow_capture(const HostOptions& options, CommandOutput& output, WhyReport& report) {
+  report.from = options.capture;
+  const wire_trace::CapturedRecording captured = wire_trace::read_recording_file(options.capture, options.capture_port);
+  if (captured.recording.connections.empty()) {
+    throw HostError(kExitUsage, options.capture + ": " + captured.problem);
+  }
+  if (!captured.problem.empty()) {
+    report.remark(options.capture + ": " + captured.problem, "Capture again, and stop the capture in good order.");
+  }
+  report.exchanges = wire_trace::find_exchanges(captured.recording);
+  std::optional<TagReference> reference;
+  if (!options.tag_file.empty()) {
+    read_tags(options, output, report);
+    reference = look_up(options, report);
+  }
+  if (options.by_id && !reference) return kExitTagFailed;
+  const Wanted wanted = wanted_names(options, reference);
+  const std::vector<Group> groups = find_groups(report.exchanges, wanted);
+  if (groups.empty()) {
+    explain_absence(wanted, report);
+    find_record_faults(report);
+    return kExitTagFailed;
+  }
+  const auto wrong = [](const Group& group) { return group.has_fault; };
+  const auto first_wrong = std::find_if(groups.begin(), groups.end(), wrong);
+  const Group& shown = first_wrong != groups.end() ? *first_wrong : groups.back();
+  report.times_asked = groups.size();
+  report.times_wrong = static_cast<size_t>(std::count_if(groups.begin(), groups.end(), wrong));
+  report.road = shown.road;
+  take_value(shown, reference, report);
+  find_record_faults(report);
+  find_opening_faults(report);
+  find_scope_faults(report);
+  find_transfer_faults(report);
+  return report.has_fault() ? kExitTagFailed : kExitOk;
+}
+
+}  // namespace plc_host

@@ -1,0 +1,16 @@
+// Finds the road of one value in captured traffic. No driver call is made.
+#ifndef TOOLS_PLC_HOST_WHY_WHY_CAPTURE_H_
+#define TOOLS_PLC_HOST_WHY_WHY_CAPTURE_H_
+
+#include "tools/plc_host/command_output.h"
+#include "tools/plc_host/host_options.h"
+#include "tools/plc_host/why/why_report.h"
+
+namespace plc_host {
+
+// Fills the report and returns the command's exit code. Throws HostError.
+int follow_capture(const HostOptions& options, CommandOutput& output, WhyReport& report);
+
+}  // namespace plc_host
+
+#endif  // TOOLS_PLC_HOST_WHY_WHY_CAPTURE_H_

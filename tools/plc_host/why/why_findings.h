@@ -1,0 +1,32 @@
+// What went wrong on the road of a value, in words: from names, from the directory, from the driver and from the wire.
+#ifndef TOOLS_PLC_HOST_WHY_WHY_FINDINGS_H_
+#define TOOLS_PLC_HOST_WHY_WHY_FINDINGS_H_
+
+#include <string>
+
+#include "tools/plc_host/why/why_report.h"
+
+namespace plc_host {
+
+// A name that cannot be looked up, with the reason that the look-up gave.
+void find_name_faults(const std::string& name, const std::string& reason, WhyReport& report);
+
+// A number that no record has.
+void find_number_faults(uint32_t register_id, WhyReport& report);
+
+// What the record itself says: the checker's remarks on its line, types that cannot be read, elements out of range.
+void find_record_faults(WhyReport& report);
+
+// The scope of a local variable against the controller's directory. Fills programs and sent_scope from the road.
+void find_scope_faults(WhyReport& report);
+
+// The exchanges that opened the connection, and those behind them.
+void find_opening_faults(WhyReport& report);
+void find_transfer_faults(WhyReport& report);
+
+// What the driver printed, and what it returned.
+void find_driver_faults(WhyReport& report);
+
+}  // namespace plc_host
+
+#endif  // TOOLS_PLC_HOST_WHY_WHY_FINDINGS_H_

@@ -1,0 +1,197 @@
+// Reads one value through a recording relay.
+#include "tools/plc_host/why/why_live.h"
+
+#include <cstdio>
+#include <filesystem>
+
+#include "client/exit_codes.h"
+#include "client/plan/number_read.h"
+#include "client/values/value_type.h"
+#include "tools/plc_host/host.h"
+#include "tools/plc_host/stop_signal.h"
+#include "tools/plc_host/why/capture_file.h"
+#include "tools/plc_host/why/why_findings.h"
+#include "wire/relay.h"
+
+namespace plc_host {
+namespace {
+
+constexpr uint32_t kLoopbackAddress = 0x7F000001;
+constexpr int kReachPatienceMs = 2500;
+constexpr int64_t kDriverPatienceNs = 30000000;  // the driver waits so long for a connection
+constexpr int kQuietMs = 20;
+constexpr int kRestQuietMs = 400;  // for the rest of a reply that came in part
+constexpr int kMostWaitMs = 2000;
+
+// How the driver gets to the controller: through the relay, or by itself when the controller does not take a
+// connection as the driver needs it. Then the driver shows what it makes of that.
+class Route {
+ public:
+  Target choose(const Target& controller) {
+    controller_ = controller;
+    reach_ = wire_trace::reach_controller(controller.ip_address, controller.tcp_port, kReachPatienceMs);
+    if (reach_.descriptor < 0 || reach_.took_ns > kDriverPatienceNs) return controller;
+    relay_ =
+        std::make_unique<wire_trace::RecordingRelay>(controller.ip_address, controller.tcp_port, reach_.descriptor);
+    Target target = controller;
+    target.ip_address = kLoopbackAddress;
+    target.tcp_port = relay_->port();
+    return target;
+  }
+
+  const Target& controller() const { return controller_; }
+  wire_trace::RecordingRelay* relay() { return relay_.get(); }
+
+  bool has_failed() const { return !reach_.problem.empty(); }
+
+  void find_faults(WhyReport& report) const {
+    const std::string where = target_text(controller_);
+    char took[32];
+    std::snprintf(took, sizeof took, "%.0f ms", static_cast<double>(reach_.took_ns) / 1e6);
+    if (reach_.is_refused) {
+      report.fault(where + " refuses connections: nothing listens on that port",
+                   "Check the port, and whether the controller's host link is switched on.");
+    } else if (!reach_.problem.empty()) {
+      report.fault(where + " takes no connection: " + reach_.problem + " after " + took,
+                   "Check the address, cable, subnet and firewall, and whether other hosts use up the controller's "
+                   "connections.");
+    } else if (reach_.took_ns > kDriverPatienceNs) {
+      report.fault(where + " took " + took + " to take a connection; the driver waits 30 ms",
+                   "Look for what is slow on the way: a radio link, a switch that wakes up, a controller under load.");
+    }
+  }
+
+ private:
+  Target controller_;
+  wire_trace::Reach reach_;
+  std::unique_ptr<wire_trace::RecordingRelay> relay_;
+};
+
+std::vector<WhyCall> calls_of(const TagReference& reference) {
+  std::vector<WhyCall> calls;
+  const TagEntry& entry = reference.tag->entry;
+  if (value_kind(entry) == ValueKind::kText) {
+    for (const StringPiece& piece : plan_string_read(entry)) calls.push_back({piece.offset, piece.units});
+    return calls;
+  }
+  const uint32_t units = host_units_per_element(entry);
+  for (const ElementRun& run : plan_elements(reference, Direction::kRead)) {
+    calls.push_back({run.offset * units, run.count * units});
+  }
+  return calls;
+}
+
+bool came_in_part(const wire_trace::Exchange& exchange) {
+  const wire_trace::Bytes reply = exchange.reply();
+  return !reply.empty() && wire_trace::head_of(reply).announced > reply.size();
+}
+
+// Waits for what is still under way, and takes the recording.
+wire_trace::Recording take_recording(wire_trace::RecordingRelay& relay) {
+  relay.wait_until_quiet(kQuietMs, kMostWaitMs);
+  const std::vector<wire_trace::Exchange> exchanges = wire_trace::find_exchanges(relay.recording());
+  if (!exchanges.empty() && came_in_part(exchanges.back())) relay.wait_until_quiet(kRestQuietMs, kMostWaitMs);
+  relay.stop();
+  return relay.recording();
+}
+
+void take_result(const TagResult& result, WhyReport& report) {
+  const TagValue* value = result.reading.value();
+  report.code = value != nullptr ? uint32_t{PLC_OK} : result.reading.failure().code;
+  if (value != nullptr) report.set_value({result.reference.tag->entry, *value, result.reference.extents});
+}
+
+TagResult transfer(const HostOptions& options, Host& host, const std::optional<TagReference>& reference) {
+  if (options.by_id) {
+    return read_number(host.session(), host.tags(), options.register_id, options.offset, options.count);
+  }
+  return read_tag(host.session(), *reference);
+}
+
+void record_road(Route& route, const std::string& pcap_file, WhyReport& report) {
+  if (route.relay() == nullptr) return;
+  const wire_trace::Recording recording = take_recording(*route.relay());
+  report.exchanges = wire_trace::find_exchanges(recording);
+  for (size_t i = 0; i < report.exchanges.size(); ++i) report.road.push_back(i);
+  if (pcap_file.empty()) return;
+  write_capture_file(recording, route.controller().tcp_port, pcap_file);
+}
+
+std::string path_of_tag_file(const HostOptions& options, const Target& controller) {
+  if (!options.tag_file.empty()) return options.tag_file;
+  return options.sim_tag_file.empty() ? tag_file_name(controller) : options.sim_tag_file;
+}
+
+}  // namespace
+
+std::optional<TagReference> look_up(const HostOptions& options, WhyReport& report) {
+  TagReference reference;
+  if (options.by_id) {
+    const Tag* tag = find_tag_by_id(report.tags, options.register_id);
+    if (tag == nullptr) {
+      find_number_faults(options.register_id, report);
+    } else {
+      reference.tag = tag;
+      reference.text = tag->qualified_name;
+    }
+    report.register_id = options.register_id;
+    report.calls = {{options.offset, options.count}};
+  } else {
+    try {
+      reference = find_reference(report.tags, options.names.front());
+      report.register_id = reference.tag->register_id;
+      report.calls = calls_of(reference);
+    } catch (const ReferenceError& error) {
+      find_name_faults(options.names.front(), error.what(), report);
+      reference.tag = nullptr;
+    } catch (const PlanError& error) {
+      report.fault(error.what(), "Declare the array with ranges from 0, or read it by number: --id, --offset.");
+    }
+  }
+  if (reference.tag != nullptr) {
+    report.position = static_cast<size_t>(reference.tag - report.tags.tags.data());
+  }
+  if (report.position && report.source) report.line = report.source->line_of(report.tags, *report.position);
+  return reference.tag != nullptr ? std::optional<TagReference>(reference) : std::nullopt;
+}
+
+int follow_live(const HostOptions& options, CommandOutput& output, WhyReport& report) {
+  Route route;
+  // The host changes the working directory.
+  const std::string pcap_file =
+      options.pcap_file.empty() ? "" : std::filesystem::absolute(options.pcap_file).lexically_normal().string();
+  Host host(options, output, [&](const Target& controller) {
+    report.from = target_text(controller);
+    report.source = std::make_unique<TagSource>(path_of_tag_file(options, controller));
+    return route.choose(controller);
+  });
+  report.build = host.library().build;
+  report.is_guarded = host.library().is_guarded;
+  report.tags = host.tags();
+  const std::optional<TagReference> reference = look_up(options, report);
+  const bool can_ask = options.by_id || (reference && !report.calls.empty());
+  TagResult result;
+  if (can_ask) {
+    host.session().set_line_sink([&report](const std::string& line) { report.driver_lines.push_back(line); });
+    result = transfer(options, host, reference);
+    host.show_simulator_lines();
+    take_result(result, report);
+    route.find_faults(report);
+  }
+  record_road(route, pcap_file, report);
+  find_record_faults(report);
+  if (options.by_id && report.line && report.source) {
+    for (const TagSource::Remark& remark : report.source->shifts_before(report.line->number)) {
+      report.remark(remark.text, remark.advice);
+    }
+  }
+  find_opening_faults(report);
+  find_scope_faults(report);
+  find_transfer_faults(report);
+  find_driver_faults(report);
+  const bool unconnected = can_ask && !result.ok() && (route.has_failed() || report.code == PLC_NO_CONNECT);
+  const int code = unconnected ? kExitNoConnection : report.has_fault() ? kExitTagFailed : kExitOk;
+  return host.finish(stop_requested() ? kExitInterrupted : code);
+}
+
+}  // namespace plc_host
