@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "simulator/controller.h"
-#include "simulator/http.h"
-#include "simulator/replay.h"
+#include "tools/plc_sim/controller/controller.h"
+#include "tools/plc_sim/page/http.h"
+#include "tools/plc_sim/server/replay.h"
 #include "wire/captures/pcap_reader.h"
 #include "wire/framing.h"
 

@@ -1,7 +1,7 @@
 // The controller of the endurance program.
 #include "faults/endure_controller.h"
 
-#include "simulator/reply.h"
+#include "tools/plc_sim/controller/reply.h"
 
 namespace plc_endure {
 namespace {

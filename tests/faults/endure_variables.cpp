@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "simulator/reply.h"
+#include "tools/plc_sim/controller/reply.h"
 #include "wire/names.h"
 
 namespace plc_endure {

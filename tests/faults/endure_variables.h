@@ -6,7 +6,7 @@
 #include <unordered_map>
 
 #include "faults/endure_basics.h"
-#include "simulator/variables.h"
+#include "tools/plc_sim/variables/variables.h"
 
 namespace plc_endure {
 

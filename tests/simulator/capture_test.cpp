@@ -6,7 +6,7 @@
 
 #include "plc_sim_process.h"
 #include "sim_support.h"
-#include "simulator/replay.h"
+#include "tools/plc_sim/server/replay.h"
 #include "wire/captures/pcap_reader.h"
 #include "wire/captures/pcap_writer.h"
 

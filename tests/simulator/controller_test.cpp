@@ -1,12 +1,12 @@
 // The controller: replies byte by byte, and values that stay where they were written.
-#include "simulator/controller.h"
+#include "tools/plc_sim/controller/controller.h"
 
 #include <gmock/gmock.h>
 
 #include <random>
 
 #include "sim_support.h"
-#include "simulator/listing.h"
+#include "tools/plc_sim/variables/listing.h"
 
 namespace plc_sim {
 namespace {

@@ -1,5 +1,5 @@
 // Faults: their text form, their schedule, and what each sends.
-#include "simulator/faults.h"
+#include "tools/plc_sim/controller/faults.h"
 
 #include <gmock/gmock.h>
 

@@ -1,5 +1,5 @@
 // The report of what hosts ask for, and the page that shows the same controller.
-#include "simulator/report.h"
+#include "tools/plc_sim/console/report.h"
 
 #include <gmock/gmock.h>
 
@@ -9,7 +9,7 @@
 
 #include "plc_sim_process.h"
 #include "sim_support.h"
-#include "simulator/http.h"
+#include "tools/plc_sim/page/http.h"
 
 namespace plc_sim {
 namespace {

@@ -6,7 +6,7 @@
 #include <array>
 #include <cstdio>
 
-#include "simulator/values.h"
+#include "tools/plc_sim/variables/values.h"
 
 namespace plc_sim::test {
 

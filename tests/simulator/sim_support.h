@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "simulator/controller.h"
+#include "tools/plc_sim/controller/controller.h"
 
 namespace plc_sim::test {
 

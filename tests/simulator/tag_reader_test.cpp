@@ -1,5 +1,5 @@
 // Tag files: columns, device kinds and the problems with their lines.
-#include "simulator/tag_reader.h"
+#include "tools/plc_sim/variables/tag_reader.h"
 
 #include <gmock/gmock.h>
 

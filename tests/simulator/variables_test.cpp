@@ -1,12 +1,12 @@
 // Variables: program numbers, places, the roads of bits, and names that lead to elements.
-#include "simulator/variables.h"
+#include "tools/plc_sim/variables/variables.h"
 
 #include <gmock/gmock.h>
 
 #include <set>
 
 #include "sim_support.h"
-#include "simulator/values.h"
+#include "tools/plc_sim/variables/values.h"
 
 namespace plc_sim {
 namespace {

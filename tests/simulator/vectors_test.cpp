@@ -8,7 +8,7 @@
 #include <set>
 
 #include "sim_support.h"
-#include "simulator/reply.h"
+#include "tools/plc_sim/controller/reply.h"
 #include "wire/names.h"
 
 namespace plc_sim {

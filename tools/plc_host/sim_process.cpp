@@ -31,7 +31,7 @@ using Clock = std::chrono::steady_clock;
 std::string find_simulator(const std::string& program) {
   if (!program.empty()) return program;
   const std::string folder = program_folder();
-  for (const std::string& path : {folder + "/" + kSimulatorName, folder + "/../../simulator/" + kSimulatorName}) {
+  for (const std::string& path : {folder + "/" + kSimulatorName, folder + "/../plc_sim/" + kSimulatorName}) {
     if (access(path.c_str(), X_OK) == 0) return path;
   }
   return kSimulatorName;

@@ -1,0 +1,186 @@
+// The commands on standard input.
+#include "tools/plc_sim/console/console.h"
+
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "tools/plc_sim/variables/listing.h"
+#include "tools/plc_sim/variables/values.h"
+#include "wire/names.h"
+
+namespace plc_sim {
+namespace {
+
+std::pair<std::string, std::string> split_first_word(std::string_view line) {
+  const size_t start = std::min(line.find_first_not_of(' '), line.size());
+  line.remove_prefix(start);
+  const size_t end = std::min(line.find(' '), line.size());
+  const size_t rest = std::min(line.find_first_not_of(' ', end), line.size());
+  return {std::string(line.substr(0, end)), std::string(line.substr(rest))};
+}
+
+[[noreturn]] void fail(const std::string& reason) { throw std::invalid_argument(reason); }
+
+std::string one_line(const nlohmann::json& json) {
+  return json.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace
+
+std::string Console::run(std::string_view line) {
+  if (!line.empty() && line.back() == '\r') {
+    line.remove_suffix(1);
+  }
+  const auto [command, rest] = split_first_word(line);
+  if (command.empty()) {
+    return {};
+  }
+  try {
+    return answer(command, rest) + "ok\n";
+  } catch (const std::invalid_argument& bad) {
+    return std::string("error: ") + bad.what() + "\n";
+  }
+}
+
+std::string Console::answer(const std::string& command, const std::string& rest) {
+  if (command == "set") {
+    return set(rest);
+  }
+  if (command == "show") {
+    return show(rest);
+  }
+  if (command == "dump") {
+    return dump(rest);
+  }
+  if (command == "counts") {
+    return counts(rest);
+  }
+  if (command == "fault") {
+    return fault(rest);
+  }
+  if (command == "faults") {
+    return list_faults();
+  }
+  if (command == "report") {
+    return hooks_.report(rest.empty() ? "text" : rest);
+  }
+  if (command == "help") {
+    return help();
+  }
+  if (command != "quit") {
+    fail("no command is called '" + command + "'; help lists them");
+  }
+  hooks_.quit();
+  return {};
+}
+
+std::string Console::set(const std::string& rest) {
+  const auto [name, value] = split_first_word(rest);
+  const auto element = store_.find_typed(name);
+  if (!element) {
+    fail("no variable, or more than one, is called '" + name + "'");
+  }
+  if (element->variable->is_array() && mark_subscripts(name).back() != ']') {
+    fail(name + " is an array; name one element");
+  }
+  const std::string problem = set_value(store_.memory(), *element, value);
+  if (!problem.empty()) {
+    fail(problem);
+  }
+  return {};
+}
+
+std::string Console::show(const std::string& rest) {
+  if (rest.empty()) {
+    std::string all;
+    for (const auto& variable : store_.variables()) {
+      all += list_variable(store_, *variable);
+    }
+    return all;
+  }
+  const auto element = store_.find_typed(rest);
+  if (!element) {
+    fail("no variable, or more than one, is called '" + rest + "'");
+  }
+  const Variable& variable = *element->variable;
+  if (variable.is_array() && (rest.back() != ']' || variable.tag.name.back() == ']')) {
+    const bool names_variable = mark_subscripts(rest).size() <= variable.tag.name.size() + rest.find('/') + 1;
+    if (rest.back() != ']' || names_variable) {
+      return list_variable(store_, variable);
+    }
+  }
+  return strip_subscript_marks(rest) + " = " + value_text(store_.memory(), *element) + "\n";
+}
+
+std::string Console::dump(const std::string& rest) const {
+  if (rest == "--json") {
+    return one_line(memory_json(store_));
+  }
+  if (!rest.empty()) {
+    fail("dump takes nothing or --json");
+  }
+  return list_memory(store_);
+}
+
+std::string Console::counts(const std::string& rest) const {
+  nlohmann::ordered_json json;
+  const Tally::Counts& counts = tally_.counts;
+  json["connections"] = counts.connections;
+  json["requests"] = counts.requests;
+  json["violations"] = counts.violations;
+  json["excused"] = counts.excused;
+  json["refused"] = counts.refused;
+  json["outside"] = counts.outside;
+  json["notes"] = counts.notes;
+  for (const FaultInfo& info : known_faults()) {
+    json[std::string("fault.") + info.name] = faults_.count_of(info.kind);
+  }
+  if (rest == "--json") {
+    return json.dump() + "\n";
+  }
+  if (!rest.empty()) {
+    fail("counts takes nothing or --json");
+  }
+  std::string text;
+  for (const auto& [name, count] : json.items()) {
+    text += name + " " + count.dump() + "\n";
+  }
+  return text;
+}
+
+std::string Console::fault(const std::string& rest) {
+  if (rest == "clear") {
+    hooks_.clear_faults();
+  } else {
+    hooks_.arm(parse_fault(rest));
+  }
+  return {};
+}
+
+std::string Console::list_faults() const {
+  std::string text;
+  for (const FaultInfo& info : known_faults()) {
+    text += std::string(info.name) + (*info.arguments == '\0' ? "" : " ") + info.arguments + ": " + info.help + "\n";
+  }
+  for (const Fault& armed : faults_.armed()) {
+    text += "armed: " + describe(armed) + "\n";
+  }
+  return text;
+}
+
+std::string Console::help() {
+  return "set NAME[subscripts] VALUE   give a variable a value\n"
+         "show [NAME[subscripts]]      show a variable, an element or everything\n"
+         "dump [--json]                every word of the memory, or every element as JSON\n"
+         "counts [--json]              requests, violations and faults so far\n"
+         "fault NAME [ARGUMENTS] [times=N|always] [on=REQUEST] [after=N] [every=N]\n"
+         "                             arm a fault; REQUEST is any, directory-start, directory, resolve, read,\n"
+         "                             write, masked-write or bit\n"
+         "fault clear                  disarm all faults, take connections again\n"
+         "faults                       list the faults, and those that are armed\n"
+         "report [text|json|csv]       what the hosts asked for\n"
+         "quit                         end\n"
+         "Local variables are called PROGRAM/NAME.\n";
+}
+
+}  // namespace plc_sim

@@ -1,0 +1,155 @@
+// The report of what hosts asked for.
+#include "tools/plc_sim/console/report.h"
+
+#include <array>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <stdexcept>
+#include <vector>
+
+#include "wire/names.h"
+
+namespace plc_sim {
+namespace {
+
+struct Row {
+  std::string tag;   // the variable's name with its program; empty for refused names
+  std::string name;  // the element as it was asked for
+  std::string type;
+  std::string outcome;  // "served", "outside" or "refused"
+  const AskedName* asked;
+};
+
+std::vector<Row> rows_of(const AskLog& log) {
+  std::vector<Row> rows;
+  for (const auto& [name, asked] : log.names()) {
+    const bool is_refused = asked.variable == nullptr;
+    rows.push_back({is_refused ? "" : asked.variable->qualified_name(), strip_subscript_marks(name),
+                    is_refused ? "" : asked.variable->tag.type->name,
+                    is_refused         ? "refused"
+                    : asked.is_outside ? "outside"
+                                       : "served",
+                    &asked});
+  }
+  return rows;
+}
+
+std::vector<std::string> never_asked(const VariableStore& store, const AskLog& log) {
+  std::set<const Variable*> asked;
+  for (const auto& [name, entry] : log.names()) {
+    asked.insert(entry.variable);
+  }
+  std::vector<std::string> names;
+  for (const auto& variable : store.variables()) {
+    if (asked.count(variable.get()) == 0) {
+      names.push_back(variable->qualified_name());
+    }
+  }
+  return names;
+}
+
+std::string rate_text(const AskedName& asked) {
+  const double rate = asked.rate_per_second();
+  if (rate <= 0) {
+    return "-";
+  }
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.1f", rate);
+  return text.data();
+}
+
+std::string text_report(const VariableStore& store, const AskLog& log) {
+  std::string text = "asked for                                type      asked    read written  per s  outcome\n";
+  for (const Row& row : rows_of(log)) {
+    std::array<char, 160> columns{};
+    std::snprintf(columns.data(), columns.size(), " %-8s %7llu %7llu %7llu %6s  %s\n", row.type.c_str(),
+                  static_cast<unsigned long long>(row.asked->asked()), static_cast<unsigned long long>(row.asked->read),
+                  static_cast<unsigned long long>(row.asked->written), rate_text(*row.asked).c_str(),
+                  row.outcome.c_str());
+    constexpr size_t kNameWidth = 40;
+    text += row.name + std::string(row.name.size() < kNameWidth ? kNameWidth - row.name.size() : 0, ' ');
+    text += columns.data();
+  }
+  text += "\nnever asked for:\n";
+  for (const std::string& name : never_asked(store, log)) {
+    text += "  " + name + "\n";
+  }
+  text += "\nprograms:\n";
+  for (const Program& program : store.directory()) {
+    text += "  " + std::to_string(program.number) + " " + program.name + "\n";
+  }
+  return text;
+}
+
+std::string json_report(const VariableStore& store, const AskLog& log) {
+  nlohmann::ordered_json json;
+  json["asked"] = nlohmann::ordered_json::array();
+  for (const Row& row : rows_of(log)) {
+    nlohmann::ordered_json entry;
+    entry["name"] = row.name;
+    entry["tag"] = row.tag.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(row.tag);
+    entry["type"] = row.type.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(row.type);
+    entry["outcome"] = row.outcome;
+    entry["asked"] = row.asked->asked();
+    entry["read"] = row.asked->read;
+    entry["written"] = row.asked->written;
+    entry["per_second"] = row.asked->rate_per_second();
+    json["asked"].push_back(std::move(entry));
+  }
+  json["never_asked"] = never_asked(store, log);
+  json["programs"] = nlohmann::ordered_json::array();
+  for (const Program& program : store.directory()) {
+    json["programs"].push_back({{"number", program.number}, {"name", program.name}});
+  }
+  return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+}
+
+std::string csv_field(const std::string& text) {
+  if (text.find_first_of(",\"\n") == std::string::npos) {
+    return text;
+  }
+  std::string quoted = "\"";
+  for (const char c : text) {
+    quoted += c == '"' ? "\"\"" : std::string(1, c);
+  }
+  return quoted + "\"";
+}
+
+std::string csv_report(const VariableStore& store, const AskLog& log) {
+  std::string text = "name,tag,type,outcome,asked,read,written,per_second\n";
+  for (const Row& row : rows_of(log)) {
+    text += csv_field(row.name) + "," + csv_field(row.tag) + "," + row.type + "," + row.outcome + "," +
+            std::to_string(row.asked->asked()) + "," + std::to_string(row.asked->read) + "," +
+            std::to_string(row.asked->written) + "," + rate_text(*row.asked) + "\n";
+  }
+  for (const std::string& name : never_asked(store, log)) {
+    text += csv_field(name) + "," + csv_field(name) + ",,never,0,0,0,-\n";
+  }
+  return text;
+}
+
+bool ends_with(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+}  // namespace
+
+std::string make_report(const VariableStore& store, const AskLog& log, const std::string& format) {
+  if (format == "text") {
+    return text_report(store, log);
+  }
+  if (format == "json") {
+    return json_report(store, log);
+  }
+  if (format == "csv") {
+    return csv_report(store, log);
+  }
+  throw std::invalid_argument("a report is text, json or csv, not '" + format + "'");
+}
+
+std::string report_format_for(const std::string& path) {
+  return ends_with(path, ".json") ? "json" : ends_with(path, ".csv") ? "csv" : "text";
+}
+
+}  // namespace plc_sim

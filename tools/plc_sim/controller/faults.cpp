@@ -1,0 +1,315 @@
+// Faults by name: their table, their text form, and what each does to a reply.
+#include "tools/plc_sim/controller/faults.h"
+
+#include <algorithm>
+#include <charconv>
+#include <stdexcept>
+
+namespace plc_sim {
+namespace {
+
+constexpr unsigned kMaxArgument = 600000;  // ten minutes, or more bytes than any reply
+constexpr unsigned kMaxStatus = 0xFFFF;
+constexpr uint8_t kFillerByte = 0xEE;
+constexpr unsigned kDefaultGarbageBytes = 64;
+
+const std::vector<FaultInfo> kFaults{
+    {FaultKind::kDelay, "delay", "MS", 1, 1, "the reply leaves MS milliseconds late"},
+    {FaultKind::kNoReply, "no-reply", "", 0, 0, "nothing is sent, the connection stays open"},
+    {FaultKind::kClose, "close", "", 0, 0, "the connection is closed instead of a reply"},
+    {FaultKind::kReset, "reset", "", 0, 0, "the connection is reset instead of a reply"},
+    {FaultKind::kCut, "cut", "N", 1, 1, "only the first N bytes of the reply are sent"},
+    {FaultKind::kCloseAfter, "close-after", "N", 1, 1, "the connection is closed after N bytes of the reply"},
+    {FaultKind::kResetAfter, "reset-after", "N", 1, 1, "the connection is reset after N bytes of the reply"},
+    {FaultKind::kSplit, "split", "N MS", 2, 2, "the reply is sent in two pieces, N bytes and MS ms later the rest"},
+    {FaultKind::kDrip, "drip", "MS", 1, 1, "the reply is sent byte by byte, one every MS milliseconds"},
+    {FaultKind::kStale, "stale", "N", 1, 1, "N bytes that belong to nothing are sent right before the reply"},
+    {FaultKind::kTrailing, "trailing", "N", 1, 1, "N bytes that belong to nothing are sent right after the reply"},
+    {FaultKind::kDuplicate, "duplicate", "", 0, 0, "the reply is sent twice"},
+    {FaultKind::kOversize, "oversize", "N", 1, 1, "the reply is filled up to N bytes"},
+    {FaultKind::kGarbage, "garbage", "[N]", 0, 1, "N arbitrary bytes are sent instead of the reply"},
+    {FaultKind::kWrongSequence, "wrong-sequence", "", 0, 0, "the reply carries the next sequence number"},
+    {FaultKind::kForeign, "foreign", "[N]", 0, 1, "a whole frame numbered N (1) before the reply comes before it"},
+    {FaultKind::kRefuse, "refuse", "[STATUS]", 0, 1, "the request is refused with a status (19), not carried out"},
+    {FaultKind::kStatus, "status", "STATUS", 1, 1, "the reply is whole and has this status, 1 to 65535"},
+    {FaultKind::kShort, "short", "N", 1, 1, "the last N bytes are missing, and the reply's length says so"},
+    {FaultKind::kSlowAccept, "slow-accept", "MS", 1, 1, "the backlog is full for MS milliseconds"},
+    {FaultKind::kRefuseAccept, "refuse-accept", "", 0, 0, "the backlog is full until the faults are cleared"},
+    {FaultKind::kGone, "gone", "[MS]", 0, 1, "all connections are reset and none is taken, for MS ms or until cleared"},
+};
+
+const FaultInfo& info_of(FaultKind kind) {
+  return *std::find_if(kFaults.begin(), kFaults.end(), [&](const FaultInfo& info) { return info.kind == kind; });
+}
+
+unsigned parse_count(std::string_view text) {
+  unsigned value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc{} || end != text.data() + text.size() || value > kMaxArgument) {
+    throw std::invalid_argument("'" + std::string(text) + "' is not a number up to " + std::to_string(kMaxArgument));
+  }
+  return value;
+}
+
+RequestKind parse_request_kind(std::string_view text) {
+  for (const RequestKind kind :
+       {RequestKind::kDirectoryStart, RequestKind::kDirectory, RequestKind::kResolve, RequestKind::kRead,
+        RequestKind::kWrite, RequestKind::kMaskedWrite, RequestKind::kBit}) {
+    std::string name = name_of(kind);
+    std::replace(name.begin(), name.end(), ' ', '-');
+    if (text == name) {
+      return kind;
+    }
+  }
+  throw std::invalid_argument("no request is called '" + std::string(text) + "'");
+}
+
+void parse_setting(std::string_view word, Fault& fault) {
+  const size_t equals = word.find('=');
+  const std::string_view key = word.substr(0, equals);
+  const std::string_view value = word.substr(equals + 1);
+  if (key == "times") {
+    fault.times = value == "always" ? 0 : parse_count(value);
+  } else if (key == "after") {
+    fault.after = parse_count(value);
+  } else if (key == "every") {
+    fault.every = std::max(1U, parse_count(value));
+  } else if (key == "on") {
+    fault.on = value == "any" ? std::nullopt : std::optional<RequestKind>(parse_request_kind(value));
+  } else {
+    throw std::invalid_argument("a fault has no setting '" + std::string(key) + "'");
+  }
+}
+
+std::vector<std::string_view> split_words(std::string_view text) {
+  std::vector<std::string_view> words;
+  while (!text.empty()) {
+    const size_t end = std::min(text.find(' '), text.size());
+    if (end > 0) {
+      words.push_back(text.substr(0, end));
+    }
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return words;
+}
+
+Bytes filler(size_t count) { return Bytes(count, kFillerByte); }
+
+// The same bytes in every run.
+Bytes garbage(size_t count) {
+  Bytes bytes;
+  uint32_t state = 0x2545F491;
+  for (size_t i = 0; i < count; ++i) {
+    state = state * 1664525U + 1013904223U;
+    bytes.push_back(static_cast<uint8_t>(state >> 24U));
+  }
+  return bytes;
+}
+
+Bytes first_bytes(const Bytes& reply, size_t count) {
+  return Bytes(reply.begin(), reply.begin() + static_cast<std::ptrdiff_t>(std::min(count, reply.size())));
+}
+
+void store_u16(Bytes& bytes, size_t at, unsigned value) {
+  bytes[at] = static_cast<uint8_t>(value >> 8U);
+  bytes[at + 1] = static_cast<uint8_t>(value);
+}
+
+// The reply with another number, so much above or (as the complement of a number) below its own.
+Bytes with_sequence_moved(Bytes reply, unsigned by) {
+  const unsigned own = (static_cast<unsigned>(reply[wire::kSequenceAt]) << 8U) | reply[wire::kSequenceAt + 1];
+  store_u16(reply, wire::kSequenceAt, own + by);
+  return reply;
+}
+
+Bytes with_length_of(Bytes reply, size_t bytes) {
+  reply.resize(std::max(bytes, wire::kReplyHeadBytes), kFillerByte);
+  const auto length = static_cast<unsigned>(reply.size() - wire::kLengthExcludes);
+  store_u16(reply, 2, length);
+  store_u16(reply, 6, ~length);
+  return reply;
+}
+
+// A late reply as an earlier request may have had it: as long as this one, and of nobody's values.
+Bytes earlier_frame(const Bytes& reply, unsigned ago) {
+  Bytes frame = with_sequence_moved(reply, 0U - ago);
+  std::fill(frame.begin() + wire::kReplyHeadBytes, frame.end(), kFillerByte);
+  return frame;
+}
+
+Bytes with_status(Bytes reply, unsigned status) {
+  store_u16(reply, wire::kStatusAt, status);
+  return reply;
+}
+
+Delivery in_pieces(std::vector<Delivery::Piece> pieces, ReplyDamage damage) {
+  return {std::move(pieces), AfterDelivery::kKeepOpen, damage};
+}
+
+Delivery ending(Bytes reply, AfterDelivery then) {
+  Delivery delivery;
+  if (!reply.empty()) {
+    delivery.pieces.push_back({0, std::move(reply)});
+  }
+  delivery.then = then;
+  delivery.damage = ReplyDamage::kTheStream;
+  return delivery;
+}
+
+Delivery dripping(const Bytes& reply, unsigned wait_ms) {
+  Delivery delivery;
+  for (const uint8_t byte : reply) {
+    delivery.pieces.push_back({delivery.pieces.empty() ? 0 : wait_ms, Bytes{byte}});
+  }
+  delivery.damage = ReplyDamage::kTheStream;
+  return delivery;
+}
+
+Delivery split(const Bytes& reply, size_t at, unsigned wait_ms) {
+  Bytes head = first_bytes(reply, at);
+  Bytes tail(reply.begin() + static_cast<std::ptrdiff_t>(head.size()), reply.end());
+  return in_pieces({{0, std::move(head)}, {wait_ms, std::move(tail)}}, ReplyDamage::kTheStream);
+}
+
+}  // namespace
+
+bool Fault::concerns_accept() const {
+  return kind == FaultKind::kSlowAccept || kind == FaultKind::kRefuseAccept || kind == FaultKind::kGone;
+}
+
+const std::vector<FaultInfo>& known_faults() { return kFaults; }
+
+const char* name_of(FaultKind kind) { return info_of(kind).name; }
+
+Fault parse_fault(std::string_view text) {
+  const std::vector<std::string_view> words = split_words(text);
+  if (words.empty()) {
+    throw std::invalid_argument("a fault needs a name");
+  }
+  const auto info =
+      std::find_if(kFaults.begin(), kFaults.end(), [&](const FaultInfo& known) { return words.front() == known.name; });
+  if (info == kFaults.end()) {
+    throw std::invalid_argument("no fault is called '" + std::string(words.front()) + "'");
+  }
+  Fault fault;
+  fault.kind = info->kind;
+  for (size_t i = 1; i < words.size(); ++i) {
+    if (words[i].find('=') != std::string_view::npos) {
+      parse_setting(words[i], fault);
+    } else {
+      fault.arguments.push_back(parse_count(words[i]));
+    }
+  }
+  if (fault.arguments.size() < info->min_arguments || fault.arguments.size() > info->max_arguments) {
+    throw std::invalid_argument(std::string("the fault is written: ") + info->name + " " + info->arguments);
+  }
+  const bool has_status = fault.kind == FaultKind::kRefuse || fault.kind == FaultKind::kStatus;
+  if (has_status && !fault.arguments.empty() && (fault.arguments[0] == 0 || fault.arguments[0] > kMaxStatus)) {
+    throw std::invalid_argument("a status is a number from 1 to 65535");
+  }
+  return fault;
+}
+
+std::string describe(const Fault& fault) {
+  std::string text = name_of(fault.kind);
+  for (const unsigned argument : fault.arguments) {
+    text += " " + std::to_string(argument);
+  }
+  text += fault.times == 0 ? ", always"
+                           : ", " + std::to_string(fault.times) + (fault.times == 1 ? " time more" : " times more");
+  return text + (fault.on ? std::string(", on ") + name_of(*fault.on) : "");
+}
+
+uint16_t refusal_of(const Fault& fault) {
+  return fault.arguments.empty() ? wire::kStatusBadRequest : static_cast<uint16_t>(fault.arguments[0]);
+}
+
+Delivery deliver_whole(Bytes reply) { return in_pieces({{0, std::move(reply)}}, ReplyDamage::kNone); }
+
+Delivery deliver_with(const Fault& fault, Bytes reply) {
+  const unsigned first = fault.arguments.empty() ? 0 : fault.arguments[0];
+  const unsigned second = fault.arguments.size() < 2 ? 0 : fault.arguments[1];
+  switch (fault.kind) {
+    case FaultKind::kDelay:
+      return in_pieces({{first, std::move(reply)}}, ReplyDamage::kNone);
+    case FaultKind::kNoReply:
+      return in_pieces({}, ReplyDamage::kThisReply);
+    case FaultKind::kClose:
+      return ending({}, AfterDelivery::kClose);
+    case FaultKind::kReset:
+      return ending({}, AfterDelivery::kReset);
+    case FaultKind::kCut:
+      return in_pieces({{0, first_bytes(reply, first)}}, ReplyDamage::kThisReply);
+    case FaultKind::kCloseAfter:
+      return ending(first_bytes(reply, first), AfterDelivery::kClose);
+    case FaultKind::kResetAfter:
+      return ending(first_bytes(reply, first), AfterDelivery::kReset);
+    case FaultKind::kSplit:
+      return split(reply, first, second);
+    case FaultKind::kDrip:
+      return dripping(reply, first);
+    case FaultKind::kStale: {
+      Bytes stale = filler(first);
+      return in_pieces({{0, std::move(stale)}, {0, std::move(reply)}}, ReplyDamage::kTheStream);
+    }
+    case FaultKind::kTrailing:
+      return in_pieces({{0, std::move(reply)}, {0, filler(first)}}, ReplyDamage::kTheStream);
+    case FaultKind::kDuplicate: {
+      Bytes again = reply;
+      return in_pieces({{0, std::move(reply)}, {0, std::move(again)}}, ReplyDamage::kTheStream);
+    }
+    case FaultKind::kOversize:
+      reply.resize(std::max<size_t>(reply.size(), first), kFillerByte);
+      return in_pieces({{0, std::move(reply)}}, ReplyDamage::kTheStream);
+    case FaultKind::kGarbage:
+      return in_pieces({{0, garbage(fault.arguments.empty() ? kDefaultGarbageBytes : first)}}, ReplyDamage::kThisReply);
+    case FaultKind::kWrongSequence:
+      return in_pieces({{0, with_sequence_moved(std::move(reply), 1)}}, ReplyDamage::kNone);
+    case FaultKind::kForeign: {
+      Bytes earlier = earlier_frame(reply, fault.arguments.empty() ? 1 : first);
+      return in_pieces({{0, std::move(earlier)}, {0, std::move(reply)}}, ReplyDamage::kTheStream);
+    }
+    case FaultKind::kRefuse:
+      return in_pieces({{0, with_status(with_length_of(std::move(reply), 0), refusal_of(fault))}},
+                       ReplyDamage::kThisReply);
+    case FaultKind::kStatus:
+      return in_pieces({{0, with_status(std::move(reply), first)}}, ReplyDamage::kNone);
+    case FaultKind::kShort: {
+      const size_t bytes = reply.size() - std::min<size_t>(reply.size(), first);
+      return in_pieces({{0, with_length_of(std::move(reply), bytes)}}, ReplyDamage::kThisReply);
+    }
+    case FaultKind::kSlowAccept:
+    case FaultKind::kRefuseAccept:
+    case FaultKind::kGone:
+      break;
+  }
+  return deliver_whole(std::move(reply));
+}
+
+std::optional<Fault> FaultBook::take(RequestKind kind) {
+  for (auto fault = armed_.begin(); fault != armed_.end(); ++fault) {
+    if (fault->concerns_accept() || (fault->on && *fault->on != kind)) {
+      continue;
+    }
+    const unsigned number = fault->seen++;
+    if (number < fault->after || (number - fault->after) % fault->every != 0) {
+      continue;
+    }
+    const Fault due = *fault;
+    count(due.kind);
+    if (fault->times == 1) {
+      armed_.erase(fault);
+    } else if (fault->times > 1) {
+      --fault->times;
+    }
+    return due;
+  }
+  return std::nullopt;
+}
+
+unsigned FaultBook::count_of(FaultKind kind) const {
+  const auto found = counts_.find(kind);
+  return found == counts_.end() ? 0 : found->second;
+}
+
+}  // namespace plc_sim

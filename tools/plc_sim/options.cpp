@@ -1,0 +1,133 @@
+// The command line of plc-sim.
+#include "tools/plc_sim/options.h"
+
+#include <arpa/inet.h>
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <stdexcept>
+
+namespace plc_sim {
+namespace {
+
+constexpr int kUsageError = 2;
+constexpr unsigned kDefaultAnimateMs = 250;
+
+constexpr const char* kDescription =
+    "plc-sim - a simulated controller. Declares one variable for each record of the given tag files, serves them on\n"
+    "one TCP port, judges every request and exits with 1 when one was wrong. Ends when its standard input closes.";
+
+constexpr const char* kFooter =
+    "Examples:\n"
+    "  plc-sim PLC7F000001_0.csv\n"
+    "  plc-sim --listen 127.0.0.1:8501 --sentinel --animate PLC7F000001_0.csv PLC7F000001_1.csv\n"
+    "  plc-sim --web 127.0.0.1:8080 --pcap out.pcap --report report.json PLC7F000001_0.csv\n"
+    "  plc-sim --replay field.pcap\n"
+    "  plc-sim --fault 'delay 200 times=3 on=read' --fault 'cut 13 after=10' PLC7F000001_0.csv\n"
+    "Exit codes: 0 done, 1 the judge saw a violation, 2 wrong usage, bad tag file, no port or no file.";
+
+template <typename Number>
+std::optional<Number> number_in(std::string_view text) {
+  Number value{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return error == std::errc{} && end == text.data() + text.size() ? std::optional<Number>(value) : std::nullopt;
+}
+
+Endpoint parse_endpoint(const std::string& text) {
+  const size_t colon = text.rfind(':');
+  in_addr address{};
+  const std::string host = text.substr(0, colon);
+  const auto port = colon == std::string::npos ? std::nullopt : number_in<uint16_t>(text.substr(colon + 1));
+  if (!port || inet_pton(AF_INET, host.c_str(), &address) != 1) {
+    throw std::invalid_argument("'" + text + "' is not of the form 127.0.0.1:0");
+  }
+  return {host, *port};
+}
+
+std::pair<std::string, uint8_t> parse_program(const std::string& text) {
+  const size_t equals = text.rfind('=');
+  const auto number = equals == std::string::npos ? std::nullopt : number_in<uint8_t>(text.substr(equals + 1));
+  if (!number || equals == 0) {
+    throw std::invalid_argument("'" + text + "' is not of the form NAME=NUMBER with a number up to 255");
+  }
+  return {text.substr(0, equals), *number};
+}
+
+struct RawOptions {
+  std::string listen = "127.0.0.1:0";
+  std::vector<std::string> faults;
+  std::vector<std::string> programs;
+  std::string directory_order = "longest-first";
+  std::string web;
+  bool animate = false;
+  unsigned animate_ms = kDefaultAnimateMs;
+};
+
+void add_options(CLI::App& app, Options& options, RawOptions& raw) {
+  app.add_option("TAGFILE", options.tag_files, "tag files, each with its variables");
+  app.add_option("--listen", raw.listen, "address and port; port 0 takes a free one")->type_name("HOST:PORT");
+  app.add_flag("--sentinel", options.sentinel, "give every element a value of its own");
+  app.add_flag("--animate", raw.animate, "move the values");
+  app.add_option("--animate-ms", raw.animate_ms, "time between two moves")
+      ->type_name("MS")
+      ->check(CLI::Range(1, 60000));
+  app.add_option("--fault", raw.faults, "arm a fault, written as the fault command takes it; may be repeated")
+      ->type_name("FAULT")
+      ->allow_extra_args(false);
+  app.add_option("--program", raw.programs, "number of a program in the directory; may be repeated")
+      ->type_name("NAME=NUMBER")
+      ->allow_extra_args(false);
+  app.add_option("--directory-order", raw.directory_order, "order of the programs in the directory")
+      ->type_name("longest-first|file")
+      ->check(CLI::IsMember({"longest-first", "file"}));
+  app.add_flag("--skip-bad-lines", options.skip_bad_lines, "go on without the tag lines that cannot be declared");
+  app.add_flag("--no-stdin", options.ignore_stdin, "take no commands, and do not end with standard input");
+  app.add_option("--pcap", options.pcap, "write what goes over the connections as a capture")->type_name("FILE");
+  app.add_option("--replay", options.replay, "answer as the controller in a capture did; takes no tag files")
+      ->type_name("FILE");
+  app.add_option("--report", options.report, "write what hosts asked for at the end: .json, .csv or text; - is stdout")
+      ->type_name("FILE");
+  app.add_option("--web", raw.web, "serve a page that shows and sets the variables")->type_name("HOST:PORT");
+  app.add_flag("--quiet", options.quiet, "print violations only, not what was refused or noted");
+}
+
+void convert(const RawOptions& raw, Options& options) {
+  options.listen = parse_endpoint(raw.listen);
+  if (!raw.web.empty()) {
+    options.web = parse_endpoint(raw.web);
+  }
+  if (options.tag_files.empty() == options.replay.empty()) {
+    throw std::invalid_argument("either tag files or --replay are needed, and not both");
+  }
+  options.animate_ms = raw.animate ? raw.animate_ms : 0;
+  options.directory_order = raw.directory_order == "file" ? DirectoryOrder::kFile : DirectoryOrder::kLongestFirst;
+  for (const std::string& text : raw.faults) {
+    options.faults.push_back(parse_fault(text));
+  }
+  for (const std::string& text : raw.programs) {
+    options.programs.insert(parse_program(text));
+  }
+}
+
+}  // namespace
+
+ParsedOptions parse_options(int argc, const char* const* argv) {
+  Options options;
+  RawOptions raw;
+  CLI::App app{kDescription, "plc-sim"};
+  app.footer(kFooter);
+  app.set_version_flag("--version", "plc-sim " PLC_SIM_VERSION);
+  add_options(app, options, raw);
+  try {
+    app.parse(argc, argv);
+    convert(raw, options);
+  } catch (const CLI::ParseError& error) {
+    return {std::nullopt, app.exit(error) == 0 ? 0 : kUsageError};
+  } catch (const std::invalid_argument& error) {
+    std::cerr << "plc-sim: " << error.what() << "\n";
+    return {std::nullopt, kUsageError};
+  }
+  return {options, 0};
+}
+
+}  // namespace plc_sim

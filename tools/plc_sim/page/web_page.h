@@ -1,0 +1,35 @@
+// The page and what it asks for: values, counts, faults, and commands.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "tools/plc_sim/controller/faults.h"
+#include "tools/plc_sim/controller/tally.h"
+#include "tools/plc_sim/page/http.h"
+#include "tools/plc_sim/variables/variables.h"
+
+namespace plc_sim {
+
+class WebPage {
+ public:
+  // `run_command` takes a line of the console and gives its answer.
+  WebPage(const VariableStore& store, const FaultBook& faults, const Tally& tally,
+          std::function<std::string(const std::string&)> run_command)
+      : store_(store), faults_(faults), tally_(tally), run_command_(std::move(run_command)) {}
+
+  // GET / is the page, GET /state?PART the variables whose name contains PART with counts and faults, POST /command
+  // takes a set or fault command. Commands need a header that pages of other origins cannot send unasked.
+  HttpAnswer answer(const HttpRequest& request) const;
+
+ private:
+  std::string state(const std::string& part) const;
+  HttpAnswer command(const HttpRequest& request) const;
+
+  const VariableStore& store_;
+  const FaultBook& faults_;
+  const Tally& tally_;
+  std::function<std::string(const std::string&)> run_command_;
+};
+
+}  // namespace plc_sim

@@ -1,0 +1,74 @@
+// One connection of a host: collects its requests, hands them on, and sends what is delivered.
+#pragma once
+
+#include <uv.h>
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <string>
+
+#include "tools/plc_sim/controller/faults.h"
+#include "tools/plc_sim/controller/session.h"
+
+namespace plc_sim {
+
+class Connection;
+
+struct ConnectionEvents {
+  std::function<void(Connection&)> opened;
+  std::function<Delivery(Connection&, const Bytes&)> request;
+  std::function<void(Connection&, const std::string&)> violation;
+  std::function<void(Connection&, const Bytes&)> sent;
+  std::function<void(Connection&)> closed;  // the connection is gone after this call
+};
+
+class Connection {
+ public:
+  // Takes over the connected descriptor. Deletes itself through `closed` when it ends.
+  Connection(uv_loop_t* loop, int descriptor, unsigned number, const ConnectionEvents& events);
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  Session& session() { return session_; }
+  uint16_t peer_port() const { return peer_port_; }
+  void close();
+  void reset();
+
+ private:
+  struct Write {
+    uv_write_t request;
+    Bytes bytes;
+  };
+
+  ~Connection() = default;
+  static void on_allocate(uv_handle_t* handle, size_t size, uv_buf_t* buffer);
+  static void on_read(uv_stream_t* stream, ssize_t count, const uv_buf_t* buffer);
+  static void on_quiet(uv_timer_t* timer);
+  static void on_piece_due(uv_timer_t* timer);
+  static void on_handle_closed(uv_handle_t* handle);
+
+  void take_requests(bool is_quiet);
+  void take_request(size_t bytes);
+  void answer(const Bytes& frame);
+  void send_due_pieces();
+  void send(Bytes bytes);
+  void close_timers();
+  bool is_delivering() const { return !pieces_.empty() || then_ != AfterDelivery::kKeepOpen; }
+
+  const ConnectionEvents& events_;
+  Session session_;
+  uint16_t peer_port_ = 0;
+  uv_tcp_t tcp_{};
+  uv_timer_t quiet_timer_{};
+  uv_timer_t piece_timer_{};
+  int open_handles_ = 0;
+  bool is_closing_ = false;
+  Bytes received_;
+  std::array<char, 8192> read_buffer_{};
+  std::deque<Delivery::Piece> pieces_;
+  AfterDelivery then_ = AfterDelivery::kKeepOpen;
+};
+
+}  // namespace plc_sim

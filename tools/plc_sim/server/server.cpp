@@ -1,0 +1,122 @@
+// The network side of the controller.
+#include "tools/plc_sim/server/server.h"
+
+namespace plc_sim {
+Server::Server(uv_loop_t* loop, Answerer answerer, FaultBook& faults, Tally& tally)
+    : loop_(loop),
+      answerer_(std::move(answerer)),
+      faults_(faults),
+      tally_(tally),
+      events_(make_events()),
+      listener_(loop, [this](int descriptor) { accept(descriptor); }) {
+  uv_timer_init(loop_, &recovery_timer_);
+  recovery_timer_.data = this;
+}
+
+ConnectionEvents Server::make_events() {
+  ConnectionEvents events;
+  events.opened = [this](Connection& connection) {
+    ++tally_.counts.connections;
+    if (observer_ != nullptr) {
+      observer_->opened(connection.session().number, connection.peer_port());
+    }
+  };
+  events.request = [this](Connection& connection, const Bytes& frame) { return on_request(connection, frame); };
+  events.violation = [this](Connection& connection, const std::string& text) {
+    Findings findings;
+    findings.violation(text);
+    tally_.add("connection " + std::to_string(connection.session().number), findings);
+  };
+  events.sent = [this](Connection& connection, const Bytes& bytes) {
+    if (observer_ != nullptr) {
+      observer_->sent(connection.session().number, bytes);
+    }
+  };
+  events.closed = [this](Connection& connection) {
+    connections_.erase(&connection);
+    if (observer_ != nullptr) {
+      observer_->closed(connection.session().number);
+    }
+  };
+  return events;
+}
+
+void Server::accept(int descriptor) { connections_.insert(new Connection(loop_, descriptor, next_number_++, events_)); }
+
+Delivery Server::on_request(Connection& connection, const Bytes& frame) {
+  if (observer_ != nullptr) {
+    observer_->received(connection.session().number, frame);
+  }
+  ++tally_.counts.requests;
+  const std::optional<Fault> fault =
+      faults_.take(frame.size() < wire::kHeadBytes ? RequestKind::kUnknown : kind_of(frame));
+  if (fault && fault->kind == FaultKind::kRefuse) {
+    connection.session().refusal = refusal_of(*fault);
+  }
+  Answer answer = answerer_(connection.session(), frame);
+  connection.session().refusal.reset();
+  const Session& session = connection.session();
+  tally_.add("connection " + std::to_string(session.number) + ", request " + std::to_string(session.requests) + " (" +
+                 name_of(answer.kind) + ")",
+             answer.findings);
+  if (fault) {
+    return deliver_with(*fault, std::move(answer.reply));
+  }
+  return deliver_whole(std::move(answer.reply));
+}
+
+void Server::arm(const Fault& fault) {
+  const unsigned wait_ms = fault.arguments.empty() ? 0 : fault.arguments[0];
+  switch (fault.kind) {
+    case FaultKind::kSlowAccept:
+    case FaultKind::kRefuseAccept:
+      if (listener_.hold()) {
+        faults_.count(fault.kind);
+      }
+      break;
+    case FaultKind::kGone:
+      listener_.close();
+      for (Connection* connection : connections_) {
+        connection->reset();
+      }
+      faults_.count(fault.kind);
+      break;
+    default:
+      faults_.arm(fault);
+      return;
+  }
+  if (wait_ms > 0) {
+    recover_after(wait_ms);
+  }
+}
+
+void Server::recover_after(unsigned wait_ms) {
+  uv_timer_start(
+      &recovery_timer_, [](uv_timer_t* timer) { static_cast<Server*>(timer->data)->recover(); }, wait_ms, 0);
+}
+
+void Server::recover() {
+  listener_.release();
+  const std::string problem = listener_.reopen();
+  if (!problem.empty()) {
+    // Somebody else may hold the port for a moment.
+    constexpr unsigned kTryAgainMs = 100;
+    recover_after(kTryAgainMs);
+  }
+}
+
+void Server::clear_faults() {
+  faults_.clear();
+  uv_timer_stop(&recovery_timer_);
+  recover();
+}
+
+void Server::stop() {
+  listener_.close();
+  uv_close(reinterpret_cast<uv_handle_t*>(&recovery_timer_), nullptr);
+  for (Connection* connection : connections_) {
+    connection->close();
+  }
+}
+
+}  // namespace plc_sim

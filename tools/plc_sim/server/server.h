@@ -1,0 +1,57 @@
+// The network side of the controller: connections, their judged requests, and faults that come between.
+#pragma once
+
+#include <uv.h>
+
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "tools/plc_sim/controller/controller.h"
+#include "tools/plc_sim/controller/faults.h"
+#include "tools/plc_sim/controller/tally.h"
+#include "tools/plc_sim/server/connection.h"
+#include "tools/plc_sim/server/listener.h"
+#include "wire/captures/traffic_observer.h"
+
+namespace plc_sim {
+
+class Server {
+ public:
+  using Answerer = std::function<Answer(Session&, const Bytes&)>;
+
+  Server(uv_loop_t* loop, Answerer answerer, FaultBook& faults, Tally& tally);
+
+  // Empty when listening, else what went wrong.
+  std::string listen(const std::string& host, uint16_t port) { return listener_.open(host, port); }
+  uint16_t port() const { return listener_.port(); }
+  void set_observer(TrafficObserver* observer) { observer_ = observer; }
+
+  // Arms the fault; those of the backlog happen at once.
+  void arm(const Fault& fault);
+  void clear_faults();
+
+  // Closes everything that would keep the loop running.
+  void stop();
+
+ private:
+  Delivery on_request(Connection& connection, const Bytes& frame);
+  ConnectionEvents make_events();
+  void accept(int descriptor);
+  void recover_after(unsigned wait_ms);
+  void recover();
+
+  uv_loop_t* loop_;
+  Answerer answerer_;
+  FaultBook& faults_;
+  Tally& tally_;
+  ConnectionEvents events_;
+  Listener listener_;
+  uv_timer_t recovery_timer_{};
+  TrafficObserver* observer_ = nullptr;
+  std::set<Connection*> connections_;
+  unsigned next_number_ = 1;
+};
+
+}  // namespace plc_sim

@@ -1,0 +1,109 @@
+// What the controller holds, written out.
+#include "tools/plc_sim/variables/listing.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "tools/plc_sim/variables/values.h"
+#include "wire/names.h"
+
+namespace plc_sim {
+namespace {
+
+constexpr size_t kWordsPerLine = 16;
+constexpr std::array<const char*, 3> kPartNames{"bits", "bit-words", "values"};
+
+std::string subscripts_of(const Variable& variable, uint32_t index) {
+  return variable.wire_name_of(index).substr(variable.tag.name.size());
+}
+
+template <typename Visit>
+void for_each_element(const VariableStore& store, Variable& variable, Visit visit) {
+  for (uint32_t i = 0; i < variable.elements; ++i) {
+    visit(subscripts_of(variable, i), Element{&variable, store.element_place(variable, i), i, 0});
+  }
+  for (const auto& [subscripts, place] : variable.outside) {
+    visit(subscript_text(subscripts), Element{&variable, place, std::nullopt, 0});
+  }
+}
+
+void append_words(std::string& out, unsigned bank, const char* part, const Memory::Words& words) {
+  for (size_t at = 0; at < words.size(); at += kWordsPerLine) {
+    std::array<char, 48> head{};
+    std::snprintf(head.data(), head.size(), "%02x %s %06zx:", bank, part, at);
+    out += head.data();
+    for (size_t i = at; i < std::min(at + kWordsPerLine, words.size()); ++i) {
+      std::array<char, 8> word{};
+      std::snprintf(word.data(), word.size(), " %04x", static_cast<unsigned>(words[i]));
+      out += word.data();
+    }
+    out += '\n';
+  }
+}
+
+}  // namespace
+
+std::string element_text(const Variable& variable, const std::string& subscripts) {
+  return variable.qualified_name() + strip_subscript_marks(subscripts);
+}
+
+std::string list_variable(const VariableStore& store, const Variable& variable) {
+  std::string out;
+  // Elements carry their variable as something that can be changed; a listing changes none.
+  for_each_element(store, const_cast<Variable&>(variable), [&](const std::string& subscripts, const Element& element) {
+    out += element_text(variable, subscripts) + " = " + value_text(store.memory(), element) + "\n";
+  });
+  return out;
+}
+
+Listed list_elements(const VariableStore& store, const std::string& part, size_t limit) {
+  Listed listed;
+  for (const auto& variable : store.variables()) {
+    if (listed.has_more) {
+      break;
+    }
+    for_each_element(store, *variable, [&](const std::string& subscripts, const Element& element) {
+      const std::string name = element_text(*variable, subscripts);
+      if (name.find(part) == std::string::npos) {
+        return;
+      }
+      listed.has_more = listed.elements.size() >= limit;
+      if (!listed.has_more) {
+        listed.elements.push_back({name, variable->tag.type->name, value_text(store.memory(), element)});
+      }
+    });
+  }
+  return listed;
+}
+
+std::string list_memory(const VariableStore& store) {
+  std::string out;
+  for (const auto& [number, bank] : store.memory().banks()) {
+    for (size_t part = 0; part < kPartNames.size(); ++part) {
+      append_words(out, number, kPartNames[part], bank.parts[part]);
+    }
+  }
+  return out;
+}
+
+nlohmann::json memory_json(const VariableStore& store) {
+  nlohmann::json elements = nlohmann::json::array();
+  for (const auto& variable : store.variables()) {
+    const TagDeclaration& tag = variable->tag;
+    for_each_element(store, *variable, [&](const std::string& subscripts, const Element& element) {
+      elements.push_back({{"name", strip_subscript_marks(tag.name + subscripts)},
+                          {"variable", strip_subscript_marks(tag.name)},
+                          {"program", tag.is_global ? nlohmann::json() : nlohmann::json(tag.program)},
+                          {"type", tag.type->name},
+                          {"device", device_name(tag.device)},
+                          {"declared", element.index.has_value()},
+                          {"value", value_json(store.memory(), element)},
+                          {"raw", raw_text(store.memory(), element)}});
+    });
+  }
+  return {{"elements", std::move(elements)}};
+}
+
+}  // namespace plc_sim

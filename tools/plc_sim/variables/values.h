@@ -1,0 +1,30 @@
+// Values of elements: as text, as JSON, as sentinels, and moving.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <string_view>
+
+#include "tools/plc_sim/variables/variables.h"
+
+namespace plc_sim {
+
+// Texts end at their first 00; unprintable bytes are written as \xNN.
+std::string value_text(const Memory& memory, const Element& element);
+
+// Numbers beyond what JSON can hold (not-a-number, infinities) are text.
+nlohmann::json value_json(const Memory& memory, const Element& element);
+
+// The element's words in memory order, "1234 5678"; "0" or "1" for a BOOL.
+std::string raw_text(const Memory& memory, const Element& element);
+
+// Decimal, 0x hexadecimal, real, true/false or text by the element's type. Empty when done, else what is wrong.
+std::string set_value(Memory& memory, const Element& element, std::string_view text);
+
+// Gives the element a value that no other element of its width has, derived from its serial number.
+void set_sentinel(Memory& memory, const Element& element, uint32_t serial);
+
+// Moves a value on by one step: numbers grow, flags turn over at their own pace, texts stay.
+void animate_value(Memory& memory, const Element& element, uint64_t step);
+
+}  // namespace plc_sim

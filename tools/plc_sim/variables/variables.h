@@ -1,0 +1,116 @@
+// The variables of the controller: what the tag files declare, where each element lives, and how a name finds it.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/plc_sim/variables/memory.h"
+#include "tools/plc_sim/variables/programs.h"
+#include "tools/plc_sim/variables/tag_reader.h"
+
+namespace plc_sim {
+
+// How a host is told where a BOOL is: by an address of its own, by its word and a bit number, or by both at once.
+enum class BitRoad { kBit, kWord, kBoth };
+
+struct Variable {
+  TagDeclaration tag;
+  Place first;
+  BitRoad road = BitRoad::kBoth;
+  uint32_t units = 1;     // 16-bit words of one element; of the whole text for strings with a length
+  uint32_t elements = 1;  // 1 for scalars and texts
+  uint32_t serial = 0;    // number of the first element among all elements declared
+  std::map<std::vector<int64_t>, Place> outside;  // elements named outside the declared bounds
+
+  bool is_array() const { return !tag.ranges.empty(); }
+  bool is_text() const { return tag.is_text_with_length(); }
+  bool is_flag() const { return tag.type->bits == 1; }
+  // Types that a host writes bit by bit although they are no BOOLs: 8 bits wide, or without a width.
+  bool is_flag_like() const { return tag.type->bits < 16 && !is_text(); }
+  std::string wire_name_of(uint32_t element) const;
+  std::string qualified_name() const;
+  // The program's name; "#5" for the owner of local variables without a program name.
+  std::string owner() const;
+};
+
+struct Element {
+  Variable* variable = nullptr;
+  Place place;
+  std::optional<uint32_t> index;  // among the declared elements; empty outside the bounds
+  uint32_t text_position = 0;     // characters into a text
+};
+
+struct StoreProblem {
+  std::string file;
+  unsigned line;
+  std::string text;
+};
+
+class VariableStore {
+ public:
+  // Numbers given here win over those in the tag files.
+  std::vector<StoreProblem> declare(const std::vector<TagDeclaration>& tags,
+                                    const std::map<std::string, uint8_t>& program_numbers, DirectoryOrder order);
+
+  // The name as it travels; a local one with its program's number. Allocates elements outside the declared bounds.
+  std::optional<Element> resolve(std::optional<uint8_t> program, const std::string& wire_name);
+
+  // The name as people write it, "MAIN/Speed" for a local variable; a bare name may be any program's when only one
+  // has it. An array or text without subscripts gives its first element.
+  std::optional<Element> find_typed(const std::string& name) const;
+
+  Place element_place(const Variable& variable, uint32_t index) const;
+
+  // The name of the program with this number, "#5" when it has none.
+  std::string program_text(uint8_t number) const;
+
+  // Where else a variable of this name is: "global", a program's name, or nothing.
+  std::string other_scope_of(std::optional<uint8_t> program, const std::string& wire_name) const;
+
+  const std::vector<Program>& directory() const { return directory_; }
+  std::vector<std::unique_ptr<Variable>>& variables() { return variables_; }
+  const std::vector<std::unique_ptr<Variable>>& variables() const { return variables_; }
+  Memory& memory() { return memory_; }
+  const Memory& memory() const { return memory_; }
+
+  // Elements that were made after the declaration start with this: used to fill them as the others were.
+  uint32_t next_serial() const { return next_serial_; }
+  void fill_new_elements_with_sentinels(bool fill) { fill_new_elements_ = fill; }
+
+ private:
+  struct Key {
+    int program;  // -1 for global variables
+    std::string name;
+    bool operator<(const Key& other) const {
+      return program != other.program ? program < other.program : name < other.name;
+    }
+  };
+
+  std::string problem_with_program(const TagDeclaration& tag) const;
+  int program_of(const TagDeclaration& tag) const;
+  // The array declared elsewhere that the tag names one element of.
+  const Variable* array_with_element(int program, const TagDeclaration& tag) const;
+  std::string declare_one(const TagDeclaration& tag);
+  std::unique_ptr<Variable> make_variable(const TagDeclaration& tag, int program);
+  std::optional<Place> place_variable(Variable& variable);
+  Variable* find(std::optional<uint8_t> program, const std::string& name) const;
+  std::optional<Element> resolve_text(Variable& variable, int64_t position) const;
+  std::optional<Element> resolve_array(Variable& variable, const std::vector<int64_t>& subscripts) const;
+  std::optional<Element> known_element(Variable& variable, const std::string& wire_name) const;
+  std::optional<Element> resolve_outside(Variable& variable, const std::vector<int64_t>& subscripts);
+
+  std::vector<std::unique_ptr<Variable>> variables_;
+  std::map<Key, Variable*> by_name_;
+  std::vector<Program> directory_;
+  Memory memory_;
+  uint32_t next_serial_ = 0;
+  bool fill_new_elements_ = false;
+};
+
+// Which of the three roads serves every exchange that the host has for such a BOOL.
+BitRoad bit_road_for(const TagDeclaration& tag);
+
+}  // namespace plc_sim
