@@ -1,6 +1,6 @@
 # Tests that exchange frames run against both builds of the driver: they are compiled once and linked twice. Those that
-# expect something else of the guarded build stand in tests/guarded_differences.csv.
-set(plc_differences ${PROJECT_SOURCE_DIR}/tests/guarded_differences.csv)
+# expect something else of the guarded build stand in tests/driver/guarded_differences.csv.
+set(plc_differences ${PROJECT_SOURCE_DIR}/tests/driver/guarded_differences.csv)
 set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${plc_differences})
 
 # A test whose other expectation stands in a test of its own is none of the guarded build.

@@ -28,7 +28,7 @@ LEFT_OUT = "CalcFileMd5.*:EvSleep*"
 
 def differing_tests():
     """Tests that the guarded build has others for, as a filter of test programs names them."""
-    rows = (ROOT / "tests" / "guarded_differences.csv").read_text().split("\n")
+    rows = (ROOT / "tests" / "driver" / "guarded_differences.csv").read_text().split("\n")
     columns = [row.split(",") for row in rows if row and not row.startswith("#")]
     return "".join(f":{test}" for test, counterpart, *_ in columns if counterpart != "itself")
 
@@ -44,7 +44,7 @@ def whole_run(program):
 def test_runs(name, programs):
     """Program and arguments of all runs: the tests of this source file in each program, then all of the driver's."""
     stem = pathlib.Path(name).stem
-    suites = {suite for path in (ROOT / "tests").glob(f"*/*{stem}*_test.cpp")
+    suites = {suite for path in (ROOT / "tests").rglob(f"*{stem}*_test.cpp")
               for suite in re.findall(r"^TEST(?:_F|_P)?\((\w+),", path.read_text(), re.M)}
     wanted = ":".join(f"{suite}.*" for suite in sorted(suites))
     near = []

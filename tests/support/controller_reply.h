@@ -3,7 +3,7 @@
 #ifndef TESTS_SUPPORT_CONTROLLER_REPLY_H
 #define TESTS_SUPPORT_CONTROLLER_REPLY_H
 
-#include "support/bytes.h"
+#include "tests/support/bytes.h"
 
 namespace plc_test {
 

@@ -17,10 +17,11 @@ inline bool is_guarded() {
 }
 
 // With PLC_EXPECT_CONTRACT in the environment every test expects what the contract does, of the guarded build too: so
-// the table of differences is checked (tests/guarded/check_differences.py).
+// the table of differences is checked (tests/driver/guarded/check_differences.py).
 inline bool expects_contract() { return !is_guarded() || std::getenv("PLC_EXPECT_CONTRACT") != nullptr; }
 
-// What a test expects, where that is not the same of both builds. The test stands in tests/guarded_differences.csv.
+// What a test expects, where that is not the same of both builds. The test stands in
+// tests/driver/guarded_differences.csv.
 template <typename Value>
 Value by_build(Value contract, Value guarded) {
   return expects_contract() ? contract : guarded;

@@ -1,5 +1,5 @@
 // The fixture of driver_fixture.h.
-#include "support/driver_fixture.h"
+#include "tests/support/driver_fixture.h"
 
 #include <sys/select.h>
 #include <unistd.h>
@@ -12,7 +12,7 @@
 #include "plc_driver/driver_state.h"
 #include "plc_driver/tags/tag_file.h"
 #include "plc_driver/tags/tag_table.h"
-#include "support/driver_build.h"
+#include "tests/support/driver_build.h"
 
 namespace plc_test {
 namespace {

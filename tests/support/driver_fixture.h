@@ -13,11 +13,11 @@
 #include <vector>
 
 #include "plc_driver.h"
-#include "support/bytes.h"
-#include "support/captured_output.h"
-#include "support/scripted_peer.h"
-#include "support/temp_dir.h"
-#include "support/wrapped_calls.h"
+#include "tests/support/bytes.h"
+#include "tests/support/captured_output.h"
+#include "tests/support/scripted_peer.h"
+#include "tests/support/temp_dir.h"
+#include "tests/support/wrapped_calls.h"
 
 namespace plc_test {
 

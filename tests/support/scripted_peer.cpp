@@ -1,5 +1,5 @@
 // The scripted controller of scripted_peer.h.
-#include "support/scripted_peer.h"
+#include "tests/support/scripted_peer.h"
 
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <chrono>
 
-#include "support/driver_build.h"
+#include "tests/support/driver_build.h"
 
 namespace plc_test {
 namespace {

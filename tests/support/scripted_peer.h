@@ -14,9 +14,9 @@
 #include <thread>
 #include <vector>
 
-#include "support/bytes.h"
-#include "support/controller_reply.h"
-#include "support/loopback.h"
+#include "tests/support/bytes.h"
+#include "tests/support/controller_reply.h"
+#include "tests/support/loopback.h"
 
 namespace plc_test {
 

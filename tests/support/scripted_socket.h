@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "support/bytes.h"
-#include "support/controller_reply.h"
+#include "tests/support/bytes.h"
+#include "tests/support/controller_reply.h"
 
 namespace plc_test {
 

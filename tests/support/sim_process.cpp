@@ -1,5 +1,5 @@
 // The child process of sim_process.h.
-#include "support/sim_process.h"
+#include "tests/support/sim_process.h"
 
 #include <fcntl.h>
 #include <spawn.h>

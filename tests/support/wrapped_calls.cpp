@@ -1,5 +1,5 @@
 // The wrapped calls of wrapped_calls.h.
-#include "support/wrapped_calls.h"
+#include "tests/support/wrapped_calls.h"
 
 #include <netdb.h>
 #include <unistd.h>

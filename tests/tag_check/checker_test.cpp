@@ -14,7 +14,7 @@
 #include "plc_driver/tags/tag_file.h"
 #include "report.h"
 #include "rule_list.h"
-#include "support/temp_dir.h"
+#include "tests/support/temp_dir.h"
 
 namespace tag_check {
 namespace {

@@ -1,0 +1,111 @@
+// Tests of the numbers by which a host asks for the records of a tag file.
+#include "client/tags/tag_list.h"
+
+#include <gtest/gtest.h>
+
+#include "client/driver/driver_session.h"
+#include "tests/client/host_test_records.h"
+
+namespace plc_host {
+namespace {
+
+using namespace plc_host_test;
+
+struct Groups {
+  std::vector<std::vector<TagEntry>> entries;
+  std::vector<IndexedTagEntry> groups;
+  std::vector<uint32_t> ids = std::vector<uint32_t>(2048, 0);
+
+  void add(const std::vector<uint32_t>& tag_ids) {
+    std::vector<TagEntry> records;
+    for (const uint32_t id : tag_ids) {
+      records.push_back(make_entry("T" + std::to_string(id), kInt));
+      records.back().tag_id = id;
+    }
+    entries.push_back(records);
+  }
+
+  TagList list(uint32_t max_indexed_id) {
+    groups.clear();
+    for (std::vector<TagEntry>& records : entries) {
+      groups.push_back({static_cast<uint8_t>(records.size()), records.data()});
+    }
+    groups.push_back({0, nullptr});
+    return make_tag_list(nullptr, 0, groups.data(), max_indexed_id, ids);
+  }
+};
+
+TEST(TagList, PlainRecords_AreNumberedInFileOrder) {
+  const TagList list = make_list({make_entry("a", kInt), make_entry("b", kInt)});
+  EXPECT_EQ(list.tags[0].register_id, 0U);
+  EXPECT_EQ(list.tags[1].register_id, 1U);
+  EXPECT_EQ(find_tag_by_id(list, 1), &list.tags[1]);
+  EXPECT_EQ(find_tag_by_id(list, 2), nullptr);
+}
+
+TEST(TagList, PlainRecordsFrom65536_CannotBeAskedFor) {
+  const std::vector<TagEntry> entries(0x10002, make_entry("a", kInt));
+  const TagList list = make_list(entries);
+  EXPECT_TRUE(list.tags[0xFFFF].register_id.has_value());
+  EXPECT_FALSE(list.tags[0x10000].register_id.has_value());
+  EXPECT_NE(list.tags[0x10001].unreachable, "");
+}
+
+TEST(TagList, IndexedRecords_AreReachableBelowTheLargestId) {
+  Groups groups;
+  groups.add({0x40000, 0x40001, 0x40002});
+  const TagList list = groups.list(0x40002);
+  ASSERT_EQ(list.tags.size(), 3U);
+  EXPECT_EQ(list.tags[0].register_id, 0x40000U);
+  EXPECT_EQ(list.tags[1].register_id, 0x40001U);
+  EXPECT_FALSE(list.tags[2].register_id.has_value());
+}
+
+TEST(TagList, SecondGroupInItsOwnBlock_IsReachable) {
+  Groups groups;
+  groups.add({0x40000, 0x40001});
+  groups.add({0x42000, 0x42001, 0x42002});
+  groups.ids[1] = 1;
+  const TagList list = groups.list(0x42002);
+  EXPECT_EQ(list.tags[1].register_id, 0x40001U);
+  EXPECT_EQ(list.tags[2].register_id, 0x42000U);
+  EXPECT_EQ(list.tags[3].register_id, 0x42001U);
+}
+
+TEST(TagList, TwoGroupsInOneBlock_TheFirstIsHidden) {
+  Groups groups;
+  groups.add({0x40000, 0x40001});
+  groups.add({0x40010, 0x40011, 0x40012});
+  groups.ids[0] = 1;
+  const TagList list = groups.list(0x40012);
+  EXPECT_FALSE(list.tags[0].register_id.has_value());
+  EXPECT_EQ(list.tags[2].register_id, 0x40010U);
+}
+
+TEST(TagList, GroupBehindTheLargestFormedId_IsUnreachable) {
+  Groups groups;
+  groups.add({0x1000000, 0x1000001, 0x1000002});
+  EXPECT_FALSE(groups.list(0x1000002).tags[0].register_id.has_value());
+}
+
+TEST(TagList, Request_CarriesTheIdInTypeAndAddress) {
+  EXPECT_EQ(request_reg_type(5), 0);
+  EXPECT_EQ(request_address(5, 3), 0x00050003U);
+  EXPECT_EQ(request_reg_type(0x40001), 4);
+  EXPECT_EQ(request_address(0x40001, 0), 0x00010000U);
+  EXPECT_EQ(request_address(0x42345, 0xFFFF), 0x2345FFFFU);
+}
+
+TEST(TagList, PlainName_HasNoSignBeforeSubscripts) {
+  EXPECT_EQ(plain_name("Grid[#1,#2]"), "Grid[1,2]");
+  EXPECT_EQ(plain_name("Line[#2].Speed"), "Line[2].Speed");
+  EXPECT_EQ(plain_name("No#1"), "No#1");
+}
+
+TEST(TagList, LocalName_IsQualifiedWithItsScope) {
+  const TagList list = make_list({make_local(make_entry("Count", kInt), "MAIN\r")});
+  EXPECT_EQ(list.tags[0].qualified_name, "MAIN/Count");
+}
+
+}  // namespace
+}  // namespace plc_host

@@ -1,0 +1,156 @@
+// Tests of values as text, both ways.
+#include "client/values/value_text.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "client/values/value_type.h"
+#include "tests/client/host_test_records.h"
+
+namespace plc_host {
+namespace {
+
+using namespace plc_host_test;
+
+std::string round_trip(const TagEntry& entry, const std::string& text) {
+  return format_element(entry, parse_element(entry, text));
+}
+
+TEST(ValueText, Integers_ShowTheirSign) {
+  EXPECT_EQ(format_element(make_entry("a", kInt), 0xFFFF), "-1");
+  EXPECT_EQ(format_element(make_entry("a", kUint), 0xFFFF), "65535");
+  EXPECT_EQ(format_element(make_entry("a", kDint), 0x80000000U), "-2147483648");
+  EXPECT_EQ(format_element(make_entry("a", kLint), 0x8000000000000000U), "-9223372036854775808");
+  EXPECT_EQ(format_element(make_entry("a", kUlint), 0xFFFFFFFFFFFFFFFFU), "18446744073709551615");
+  EXPECT_EQ(format_element(make_entry("a", kWord), 0x0AFE), "0x0AFE");
+}
+
+TEST(ValueText, Reals_ShowTheShortestTextThatGivesThemBack) {
+  EXPECT_EQ(round_trip(make_entry("a", kReal), "0.1"), "0.1");
+  EXPECT_EQ(round_trip(make_entry("a", kLreal), "0.1"), "0.1");
+  EXPECT_EQ(round_trip(make_entry("a", kReal), "-1.5e3"), "-1500");
+  EXPECT_EQ(round_trip(make_entry("a", kReal), "nan"), "nan");
+  EXPECT_EQ(round_trip(make_entry("a", kReal), "-inf"), "-inf");
+}
+
+TEST(ValueText, RealInJson_HasTheDigitsOfItsOwnWidth) {
+  const TagEntry entry = make_entry("a", kReal);
+  EXPECT_EQ(element_json(entry, parse_element(entry, "0.1")).dump(), "0.1");
+  EXPECT_EQ(element_json(entry, parse_element(entry, "nan")).dump(), "\"nan\"");
+}
+
+TEST(ValueText, IntegerRange_EndsAreAcceptedAndBeyondRefused) {
+  const TagEntry entry = make_entry("a", kInt);
+  EXPECT_EQ(parse_element(entry, "-32768"), 0x8000U);
+  EXPECT_EQ(parse_element(entry, "32767"), 0x7FFFU);
+  EXPECT_THROW(parse_element(entry, "32768"), ValueError);
+  EXPECT_THROW(parse_element(entry, "-32769"), ValueError);
+  EXPECT_EQ(parse_element(make_entry("a", kUlint), "18446744073709551615"), 0xFFFFFFFFFFFFFFFFU);
+  EXPECT_THROW(parse_element(make_entry("a", kUlint), "18446744073709551616"), ValueError);
+  EXPECT_THROW(parse_element(make_entry("a", kUint), "-1"), ValueError);
+}
+
+TEST(ValueText, Patterns_AreBitsOfTheTypesWidth) {
+  EXPECT_EQ(parse_element(make_entry("a", kInt), "0xFFFF"), 0xFFFFU);
+  EXPECT_THROW(parse_element(make_entry("a", kInt), "0x10000"), ValueError);
+  EXPECT_EQ(parse_element(make_entry("a", kWord), "0b101"), 5U);
+  EXPECT_THROW(parse_element(make_entry("a", kWord), "0b102"), ValueError);
+  EXPECT_THROW(parse_element(make_entry("a", kWord), "0x"), ValueError);
+}
+
+TEST(ValueText, TextThatIsNoNumber_IsRefused) {
+  for (const char* text : {"", "abc", "12x", "1.5", "--1", "+-1", " "}) {
+    EXPECT_THROW(parse_element(make_entry("a", kDint), text), ValueError) << text;
+  }
+  EXPECT_EQ(parse_element(make_entry("a", kDint), " +12 "), 12U);
+}
+
+TEST(ValueText, RealBeyondItsType_IsRefused) {
+  EXPECT_THROW(parse_element(make_entry("a", kReal), "1e39"), ValueError);
+  EXPECT_THROW(parse_element(make_entry("a", kReal), "1.5.2"), ValueError);
+  EXPECT_NO_THROW(parse_element(make_entry("a", kLreal), "1e39"));
+}
+
+TEST(ValueText, Bool_TakesWordsAndDigits) {
+  const TagEntry entry = make_entry("a", kBool);
+  for (const char* text : {"true", "TRUE", "on", "1"}) EXPECT_EQ(parse_element(entry, text), 1U) << text;
+  for (const char* text : {"false", "FALSE", "off", "0"}) EXPECT_EQ(parse_element(entry, text), 0U) << text;
+  EXPECT_THROW(parse_element(entry, "2"), ValueError);
+  EXPECT_EQ(format_element(entry, 1), "true");
+}
+
+TEST(ValueText, List_NestsByTheExtents) {
+  const TagEntry entry = make_entry("a", kInt, {{0, 1}, {0, 2}});
+  const TagValue value = parse_value(entry, "[[1, 2, 3], [4, 5, 6]]", {2, 3});
+  EXPECT_EQ(value.elements, (std::vector<uint64_t>{1, 2, 3, 4, 5, 6}));
+  EXPECT_EQ(format_value(entry, value, {2, 3}), "[[1, 2, 3], [4, 5, 6]]");
+  EXPECT_EQ(value_json(entry, value, {2, 3}).dump(), "[[1,2,3],[4,5,6]]");
+}
+
+TEST(ValueText, FlatList_FillsTheElementsInTheirOrder) {
+  const TagEntry entry = make_entry("a", kInt, {{0, 1}, {0, 2}});
+  EXPECT_EQ(parse_value(entry, "[1,2,3,4,5,6]", {2, 3}).elements, (std::vector<uint64_t>{1, 2, 3, 4, 5, 6}));
+}
+
+TEST(ValueText, ListOfAnotherLength_IsRefused) {
+  const TagEntry entry = make_entry("a", kInt, {{0, 1}, {0, 2}});
+  for (const char* text : {"[1,2,3]", "[[1,2],[3,4],[5,6]]", "[[1,2,3],4]", "1", "[]", "[[1,2,3],[4,5]]",
+                           "[1,2,3,4,5,]", "[[1,2,3],[4,5,6]", "[1]]"}) {
+    EXPECT_THROW(parse_value(entry, text, {2, 3}), ValueError) << text;
+  }
+  EXPECT_THROW(parse_value(make_entry("b", kInt), "[1]", {}), ValueError);
+}
+
+TEST(ValueText, PlainText_StandsAsItIs) {
+  const TagEntry entry = make_string("s", 8);
+  EXPECT_EQ(parse_value(entry, "pump 3", {}).text, "pump 3");
+  EXPECT_EQ(parse_value(entry, "", {}).text, "");
+  EXPECT_EQ(parse_value(entry, "\"a\\x41\\n\\\"\\\\\"", {}).text, "aA\n\"\\");
+}
+
+TEST(ValueText, TextThatDoesNotFit_IsRefused) {
+  const TagEntry entry = make_string("s", 4);
+  EXPECT_NO_THROW(parse_value(entry, "1234", {}));
+  EXPECT_THROW(parse_value(entry, "12345", {}), ValueError);
+  EXPECT_THROW(parse_value(entry, "\"\\x00\"", {}), ValueError);
+  EXPECT_THROW(parse_value(entry, "\"\\q\"", {}), ValueError);
+  EXPECT_THROW(parse_value(entry, "\"\\x4\"", {}), ValueError);
+}
+
+TEST(ValueText, QuotedText_EscapesWhatATerminalWouldObey) {
+  EXPECT_EQ(quote_text("a\"b\\\x1B[m\n"), "\"a\\\"b\\\\\\x1B[m\\n\"");
+  EXPECT_EQ(quote_text("\xE4\xB8\xAD\xFF"), "\"\xE4\xB8\xAD\\xFF\"");
+}
+
+TEST(ValueText, StringInJson_IsTextOrEscapedBytes) {
+  const TagEntry entry = make_string("s", 8);
+  EXPECT_EQ(value_json(entry, {{}, "abc"}, {}).dump(), "\"abc\"");
+  EXPECT_EQ(value_json(entry, {{}, "\xFF"}, {}).dump(), "\"\\\"\\\\xFF\\\"\"");
+}
+
+TEST(ValueText, RawType_ShowsItsBytesAndTakesNone) {
+  const TagEntry entry = make_entry("d", kDate);
+  EXPECT_EQ(format_value(entry, {{}, "\x12\xAB"}, {}), "12 AB");
+  EXPECT_EQ(format_value(entry, {}, {}), "(no bytes)");
+  EXPECT_THROW(parse_value(entry, "1", {}), ValueError);
+}
+
+TEST(ValueText, DeclaredType_ShowsRangesAndLength) {
+  EXPECT_EQ(declared_type(make_entry("a", kInt)), "INT");
+  EXPECT_EQ(declared_type(make_entry("a", kInt, {{0, 9}, {1, 4}})), "INT[0..9,1..4]");
+  EXPECT_EQ(declared_type(make_string("s", 20)), "STRING(20)");
+}
+
+TEST(ValueText, StringWithoutLength_IsRaw) {
+  EXPECT_EQ(value_kind(make_entry("s", kString)), ValueKind::kRaw);
+  EXPECT_EQ(value_kind(make_string("s", 4)), ValueKind::kText);
+}
+
+TEST(ValueText, ElementNumber_IsTheValueForACurve) {
+  EXPECT_EQ(element_number(make_entry("a", kInt), 0xFFFF), -1.0);
+  EXPECT_EQ(element_number(make_entry("a", kBool), 1), 1.0);
+  EXPECT_EQ(element_number(make_entry("a", kReal), 0x3FC00000), 1.5);
+}
+
+}  // namespace
+}  // namespace plc_host

@@ -1,0 +1,264 @@
+#!/usr/bin/env python3
+"""Runs tshark with the dissector and compares what it says with committed text, or with what must always hold.
+
+check_dissector.py golden SAMPLE    the sample's dissection equals golden/SAMPLE.txt: lines in one pass, trees in two
+check_dissector.py update           writes the golden texts anew from what tshark says now
+check_dissector.py samples          the committed captures are what make_samples.py writes
+check_dissector.py experts          every expert item fires in some golden text
+check_dissector.py filters          every documented display filter is known and finds frames in the samples
+check_dissector.py binding          Decode As and the heuristic find the protocol without the preference
+check_dissector.py hostile          frames cut at every byte and frames with changed bytes raise no Lua error
+check_dissector.py startup          tshark that loads every file of a plugin folder by itself says nothing of Lua
+"""
+
+import difflib
+import os
+import pathlib
+import random
+import re
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+
+TESTS = pathlib.Path(__file__).resolve().parent
+ROOT = TESTS.parent.parent.parent
+DISSECTOR = ROOT / "dissector" / "plc_kv.lua"
+SAMPLES = ROOT / "dissector" / "samples"
+GOLDEN = TESTS / "golden"
+DOCUMENT = ROOT / "docs" / "dissector.md"
+TITLE = "KV Variable Access"
+PORT = ["-o", "plckv.port:9500"]
+RUN_LIMIT_S = 120
+CHANGED_FRAMES = 400
+CUT_EXCHANGES = 2  # of each subject
+
+sys.path.insert(0, str(DISSECTOR.parent))
+sys.dont_write_bytecode = True
+import make_samples  # noqa: E402  (found through the line above)
+
+
+class Failure(Exception):
+    """What is wrong, as text."""
+
+
+def tshark(arguments, script=DISSECTOR, plugins=None):
+    """tshark's output, with no user's configuration; fails on a failing run and on any word of Lua trouble."""
+    with tempfile.TemporaryDirectory() as home:
+        if plugins:
+            shutil.copytree(plugins, pathlib.Path(home) / ".local/lib/wireshark/plugins", dirs_exist_ok=True)
+        environment = {"PATH": os.environ["PATH"], "HOME": home, "LC_ALL": "C.UTF-8", "TZ": "UTC"}
+        command = [os.environ.get("TSHARK", "tshark")] + arguments + ["-n"]
+        if script:
+            command += ["-X", "lua_script:" + str(script)]
+        done = subprocess.run(command, env=environment, text=True, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=RUN_LIMIT_S, check=False)
+    if done.returncode != 0:
+        raise Failure("tshark %s: exit code %d\n%s" % (" ".join(arguments), done.returncode, done.stderr))
+    # The list of all fields names Lua's own error item.
+    for text in [done.stderr] if arguments[0] == "-G" else [done.stdout, done.stderr]:
+        if re.search(r"lua error|lua:|\.lua:\d", text, re.IGNORECASE):
+            raise Failure("tshark %s: Lua trouble\n%s" % (" ".join(arguments), text[:2000]))
+    return done.stdout
+
+
+def dissection(path):
+    """The lines of our protocol alone, frame by frame; the other layers differ between versions of tshark."""
+    arguments = ["-2", "-r", str(path), "-V", "-O", "plckv", "-Y", "plckv"] + PORT
+    shown, inside = [], False
+    for line in tshark(arguments).split("\n"):
+        frame = re.match(r"Frame (\d+):", line)
+        if frame:
+            shown.append("Frame %s" % frame.group(1))
+        inside = line.startswith(TITLE) or (inside and line.startswith("    "))
+        if inside:
+            shown.append("  " + line)
+    return "\n".join(shown) + "\n"
+
+
+def whole_text(path):
+    summary = tshark(["-r", str(path), "-Y", "plckv", "-T", "fields", "-e", "frame.number", "-e", "_ws.col.Info",
+                      "-e", "_ws.expert.message"] + PORT)
+    tree = dissection(path)
+    if not summary.strip() or TITLE not in tree:
+        raise Failure("%s: nothing was dissected" % path.name)
+    return "== in one pass\n" + summary + "== in two passes\n" + tree
+
+
+def check_golden(name):
+    wanted = (GOLDEN / (name + ".txt")).read_text(encoding="utf-8")
+    found = whole_text(SAMPLES / (name + ".pcap"))
+    if found != wanted:
+        difference = difflib.unified_diff(wanted.split("\n"), found.split("\n"), "golden", "found", lineterm="")
+        raise Failure("\n".join(list(difference)[:80]))
+
+
+def update_golden():
+    GOLDEN.mkdir(exist_ok=True)
+    for path in sorted(SAMPLES.glob("*.pcap")):
+        (GOLDEN / (path.stem + ".txt")).write_text(whole_text(path), encoding="utf-8")
+
+
+def check_samples():
+    with tempfile.TemporaryDirectory() as folder:
+        subprocess.run([sys.executable, str(DISSECTOR.parent / "make_samples.py"), folder], check=True)
+        made = {path.name: path.read_bytes() for path in pathlib.Path(folder).glob("*.pcap")}
+    kept = {path.name: path.read_bytes() for path in SAMPLES.glob("*.pcap")}
+    golden = {path.stem + ".pcap" for path in GOLDEN.glob("*.txt")}
+    for name in sorted(set(made) | set(kept) | golden):
+        if made.get(name) != kept.get(name):
+            raise Failure("%s is not what make_samples.py writes" % name)
+        if name not in golden or name not in kept:
+            raise Failure("%s: a capture and a golden text belong together" % name)
+
+
+def shown_fields(names):
+    """Those of the fields that some frame of some sample has, in one pass or in two: a frame that goes on shows in the
+    first alone, a missing reply in the second alone."""
+    names, shown = sorted(names), set()
+    with tempfile.TemporaryDirectory() as folder:
+        merged = pathlib.Path(folder) / "all.pcap"
+        write_merged(merged)
+        columns = [word for name in names for word in ("-e", name)]
+        for passes in ([], ["-2"]):
+            arguments = passes + ["-r", str(merged), "-Y", "plckv", "-T", "fields"]
+            for line in tshark(arguments + columns + PORT).split("\n"):
+                shown |= {name for name, value in zip(names, line.split("\t")) if value}
+    return shown
+
+
+def check_experts():
+    source = (DISSECTOR.parent / "plc_kv" / "fields.lua").read_text(encoding="utf-8")
+    wanted = {"plckv.expert." + name for name in re.findall(r'expert_of\("(\w+)"', source)}
+    documented = set(re.findall(r"`(plckv\.expert\.\w+)`", DOCUMENT.read_text(encoding="utf-8")))
+    if not wanted or wanted != documented:
+        raise Failure("expert items of the code and of the document differ: %s" % sorted(wanted ^ documented))
+    silent = wanted - shown_fields(wanted)
+    if silent:
+        raise Failure("no sample raises %s" % sorted(silent))
+
+
+def check_filters():
+    text = DOCUMENT.read_text(encoding="utf-8")
+    fields = set(re.findall(r"^\| `(plckv[\w.]*)` \|", text, re.MULTILINE))
+    known = set(re.findall(r"\t(plckv\.[\w.]+)\t", tshark(["-G", "fields"]))) | {"plckv"}
+    if known != fields:
+        raise Failure("fields of the dissector and of the document differ: %s" % sorted(known ^ fields))
+    unseen = fields - shown_fields(fields)
+    if unseen:
+        raise Failure("no sample has %s" % sorted(unseen))
+    filters = re.findall(r"^\| `(.*plckv.*)` \| shows", text, re.MULTILINE)
+    if not filters:
+        raise Failure("the document names no filters")
+    with tempfile.TemporaryDirectory() as folder:
+        merged = pathlib.Path(folder) / "all.pcap"
+        write_merged(merged)
+        for display_filter in filters:
+            if not tshark(["-r", str(merged), "-Y", display_filter.replace("\\|", "|")] + PORT).strip():
+                raise Failure("the filter '%s' finds nothing in any sample" % display_filter)
+
+
+def write_merged(path):
+    """All samples behind each other: their packets in one file."""
+    data = b""
+    for sample in sorted(SAMPLES.glob("*.pcap")):
+        whole = sample.read_bytes()
+        data = data or whole[:24]
+        data += whole[24:]
+    path.write_bytes(data)
+
+
+def check_binding():
+    session = str(SAMPLES / "session.pcap")
+    wanted = tshark(["-r", session, "-Y", "plckv", "-T", "fields", "-e", "_ws.col.Info"] + PORT)
+    if wanted.count("\n") < 10:
+        raise Failure("the preference finds too little:\n" + wanted)
+    ways = {"heuristic": [], "Decode As": ["-d", "tcp.port==9500,plckv", "--disable-heuristic", "plckv_tcp"]}
+    for way, arguments in ways.items():
+        found = tshark(["-r", session, "-Y", "plckv", "-T", "fields", "-e", "_ws.col.Info"] + arguments)
+        if found != wanted:
+            raise Failure("%s finds:\n%s" % (way, found))
+    if tshark(["-r", session, "-Y", "plckv", "--disable-heuristic", "plckv_tcp"]).strip():
+        raise Failure("the protocol is found although nothing binds it")
+
+
+def with_true_length(frame):
+    length = max(len(frame) - 10, 0)
+    return (struct.pack(">II", length, length ^ 0xFFFFFFFF) + frame[8:])[:len(frame)]
+
+
+def hostile_exchanges(vectors):
+    """Exchanges with their reply, then their request, cut at every byte, under the old length and under a true one;
+    then seeded changes of single bytes."""
+    subjects = [[exchange for vector in vectors[name][:6] for exchange in make_samples.frames_of(vector) if exchange[1]]
+                for name in ("write_words", "write_bits", "write_strings", "batch", "directory", "value_reply")]
+    for request, reply in [exchange for subject in subjects for exchange in subject[:CUT_EXCHANGES]]:
+        for count in range(len(reply)):
+            yield request, reply[:count]
+            yield request, with_true_length(reply[:count])
+        for count in range(len(request)):
+            yield request[:count], reply
+            yield with_true_length(request[:count]), reply
+    exchanges = [exchange for subject in subjects for exchange in subject]
+    chance = random.Random(1)
+    for _ in range(CHANGED_FRAMES):
+        request, reply = map(bytearray, chance.choice(exchanges))
+        for frame in (request, reply):
+            for _ in range(chance.randrange(4)):
+                frame[chance.randrange(8, len(frame))] = chance.choice((0, 1, 2, 127, 128, 255))
+        yield bytes(request), bytes(reply)
+
+
+def check_hostile():
+    vectors = make_samples.load_vectors()
+    capture, count = make_samples.Capture(), 0
+    for request, reply in hostile_exchanges(vectors):
+        capture.connect()
+        for _ in range(2):
+            for from_client, frame in ((True, request), (False, reply)):
+                if frame:
+                    capture.segment(from_client, frame)
+        capture.close()
+        count += 1
+    with tempfile.TemporaryDirectory() as folder:
+        path = pathlib.Path(folder) / "hostile.pcap"
+        capture.write(path)
+        for passes in ([], ["-2"]):
+            # No filter: a frame that raises an error at once is none of ours any more.
+            found = tshark(["-r", str(path), "-V", "-O", "plckv"] + PORT + passes)
+            if found.count(TITLE) < count:
+                raise Failure("%d frames dissected of %d exchanges" % (found.count(TITLE), count))
+            if "Malformed Packet" in found:
+                raise Failure("Wireshark gave a frame up:\n" + found[found.index("Malformed Packet") - 1000:][:1200])
+
+
+def check_startup():
+    session = str(SAMPLES / "session.pcap")
+    with tempfile.TemporaryDirectory() as folder:
+        plugins = pathlib.Path(folder) / "plugins"
+        shutil.copytree(DISSECTOR.parent / "plc_kv", plugins / "plc_kv")
+        shutil.copy(DISSECTOR, plugins)
+        found = tshark(["-r", session, "-Y", "plckv"], script=None, plugins=plugins)
+    if not found.strip():
+        raise Failure("nothing is dissected from a plugin folder")
+
+
+CHECKS = {"golden": check_golden, "update": update_golden, "samples": check_samples, "experts": check_experts,
+          "filters": check_filters, "binding": check_binding, "hostile": check_hostile, "startup": check_startup}
+
+
+def main():
+    if len(sys.argv) < 2 or sys.argv[1] not in CHECKS or len(sys.argv) != (3 if sys.argv[1] == "golden" else 2):
+        print(__doc__, file=sys.stderr)
+        return 2
+    try:
+        CHECKS[sys.argv[1]](*sys.argv[2:])
+    except Failure as failure:
+        print(failure)
+        return 1
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

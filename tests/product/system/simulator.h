@@ -1,0 +1,32 @@
+// A plc-sim of a test's own in sentinel mode, and its memory.
+#ifndef TESTS_PRODUCT_SYSTEM_SIMULATOR_H
+#define TESTS_PRODUCT_SYSTEM_SIMULATOR_H
+
+#include <cstdint>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tests/support/sim_process.h"
+
+namespace plc_test {
+
+// One element of the simulated memory.
+struct SimElement {
+  std::string name;             // with subscripts, local ones behind PROGRAM/
+  std::vector<uint16_t> words;  // as they travel; of a BOOL one word, 0 or 1
+  bool operator==(const SimElement& other) const { return name == other.name && words == other.words; }
+};
+
+class Simulator : public RunningSim {
+ public:
+  explicit Simulator(const std::string& tag_file);
+
+  // The whole memory, by element name.
+  std::map<std::string, SimElement> memory();
+};
+
+}  // namespace plc_test
+
+#endif  // TESTS_PRODUCT_SYSTEM_SIMULATOR_H

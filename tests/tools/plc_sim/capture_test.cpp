@@ -1,0 +1,180 @@
+// Captures: written byte by byte, read back into exchanges, and replayed.
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "tests/tools/plc_sim/plc_sim_process.h"
+#include "tests/tools/plc_sim/sim_support.h"
+#include "tools/plc_sim/server/replay.h"
+#include "wire/captures/pcap_reader.h"
+#include "wire/captures/pcap_writer.h"
+
+namespace plc_sim {
+namespace {
+
+using test::hex;
+using test::hex_of;
+using test::HostSocket;
+using test::PlcSimProcess;
+using test::TemporaryFile;
+
+constexpr const char* kStart = "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00";
+constexpr const char* kDirectory = "00 00 00 06 FF FF FF F9 00 01 0C 25 00 00 00 00";
+constexpr const char* kResolveD = "00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 44";
+constexpr const char* kReadD = "00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 06 00 01 01 02 00 00";
+
+std::string content_of(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << stream.rdbuf();
+  return bytes.str();
+}
+
+std::string text_of(const Bytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
+
+TEST(PcapWriter, OneExchange_IsThesePackets) {
+  TemporaryFile file("");
+  {
+    PcapWriter writer([] { return uint64_t{1000002}; });
+    ASSERT_EQ(writer.open(file.path(), 0x2135), "");
+    writer.opened(1, 0xC001);
+    writer.received(1, hex("AA BB"));
+    writer.sent(1, hex("CC"));
+  }
+  const std::string written = content_of(file.path());
+  const Bytes expected_head = hex("D4 C3 B2 A1 02 00 04 00 00 00 00 00 00 00 00 00 FF FF 00 00 01 00 00 00");
+  EXPECT_EQ(written.substr(0, 24), text_of(expected_head));
+  const Bytes expected_data =
+      hex("01 00 00 00 02 00 00 00 38 00 00 00 38 00 00 00"
+          "00 00 00 00 00 00 00 00 00 00 00 00 08 00"
+          "45 00 00 2A 00 00 40 00 40 06 3C CC 7F 00 00 01 7F 00 00 01"
+          "C0 01 21 35 00 00 03 E9 00 00 07 D1 50 18 FF FF");
+  constexpr size_t kThreeEmptyPackets = 24 + 3 * (16 + 54);
+  EXPECT_EQ(written.substr(kThreeEmptyPackets, expected_data.size()), text_of(expected_data));
+  EXPECT_EQ(written.substr(kThreeEmptyPackets + 16 + 54, 2), "\xAA\xBB");
+  EXPECT_EQ(written.size(), kThreeEmptyPackets + 16 + 56 + 16 + 55);
+}
+
+TEST(PcapWriter, FileThatCannotBeMade_IsSaid) {
+  PcapWriter writer;
+  EXPECT_NE(writer.open("/nonexistent/x.pcap", 1), "");
+}
+
+// A capture of three exchanges, the last one without a reply.
+std::string sample_capture() {
+  TemporaryFile file("");
+  PcapWriter writer([] { return uint64_t{0}; });
+  EXPECT_EQ(writer.open(file.path(), 8501), "");
+  writer.opened(1, 50000);
+  writer.received(1, hex(kStart));
+  writer.sent(1, hex("00 00 00 04 FF FF FF FB 00 00 0C 2C 00 00"));
+  writer.received(1, hex(kResolveD));
+  writer.sent(1, hex("00 00 00 02 FF FF"));
+  writer.sent(1, hex("FF FD 00 00 0C 28"));
+  writer.received(1, hex(kReadD));
+  writer.closed(1);
+  return content_of(file.path());
+}
+
+TEST(PcapReader, WrittenCapture_GivesItsExchanges) {
+  const Capture capture = read_capture(sample_capture());
+  EXPECT_EQ(capture.problem, "");
+  ASSERT_EQ(capture.exchanges.size(), 3U);
+  EXPECT_EQ(hex_of(capture.exchanges[0].request), kStart);
+  EXPECT_EQ(hex_of(capture.exchanges[1].reply), "00 00 00 02 FF FF FF FD 00 00 0C 28");
+  EXPECT_TRUE(capture.exchanges[2].reply.empty());
+}
+
+TEST(PcapReader, PacketSentTwice_IsTakenOnce) {
+  std::string file = sample_capture();
+  constexpr size_t kFirstRequestAt = 24 + 3 * (16 + 54);
+  constexpr size_t kFirstRequestBytes = 16 + 54 + 16;
+  file.insert(kFirstRequestAt, file.substr(kFirstRequestAt, kFirstRequestBytes));
+  const Capture capture = read_capture(file);
+  ASSERT_EQ(capture.exchanges.size(), 3U);
+  EXPECT_EQ(hex_of(capture.exchanges[0].request), kStart);
+}
+
+TEST(PcapReader, OtherFiles_AreRefusedWithTheirReason) {
+  EXPECT_THAT(read_capture("").problem, testing::HasSubstr("not a pcap"));
+  EXPECT_THAT(read_capture("hello, world, this is text").problem, testing::HasSubstr("not a pcap"));
+  EXPECT_THAT(read_capture("\x0A\x0D\x0D\x0A and more of it").problem, testing::HasSubstr("editcap"));
+  EXPECT_THAT(read_capture(sample_capture().substr(0, 24)).problem, testing::HasSubstr("no exchange"));
+  EXPECT_THAT(read_capture_file("/nonexistent").problem, testing::HasSubstr("cannot be read"));
+}
+
+TEST(PcapReader, EveryPrefixOfACapture_IsReadWithinIt) {
+  const std::string file = sample_capture();
+  for (size_t size = 0; size < file.size(); ++size) {
+    EXPECT_LE(read_capture(file.substr(0, size)).exchanges.size(), 3U);
+  }
+}
+
+TEST(Replay, CapturedRequest_GetsItsReplyUnderItsOwnSequence) {
+  Replay replay(read_capture(sample_capture()).exchanges);
+  Session session;
+  session.directory_started = session.directory_sent = true;
+  session.requests = 2;
+  const Bytes resolve = hex("00 00 00 0C FF FF FF F3 00 2A 0C 28 00 01 00 00 00 01 00 01 00 44");
+  const Answer answer = replay.handle(session, resolve);
+  EXPECT_EQ(hex_of(answer.reply), "00 00 00 02 FF FF FF FD 00 2A 0C 28");
+  EXPECT_TRUE(answer.findings.violations.empty());
+}
+
+TEST(Replay, RepliesToTheSameRequest_ComeInTheirOrderAndFromTheStartAgain) {
+  const Bytes request = hex(kResolveD);
+  Replay replay({{request, hex("01")}, {hex(kStart), hex("02")}, {request, hex("03")}});
+  Session session;
+  std::string replies;
+  for (int i = 0; i < 4; ++i) {
+    replies += hex_of(replay.handle(session, request).reply) + " ";
+  }
+  EXPECT_EQ(replies, "01 03 01 03 ");
+}
+
+TEST(Replay, WriteOfAnotherValue_IsAnsweredAsTheCapturedOne) {
+  const char* captured = "00 00 00 0E FF FF FF F1 00 01 1E 01 00 06 00 00 00 01 01 02 00 00 12 34";
+  Replay replay({{hex(captured), hex("55")}});
+  Session session;
+  const Answer same_place =
+      replay.handle(session, hex("00 00 00 0E FF FF FF F1 00 01 1E 01 00 06 00 00 00 01 01 02 00 00 99 99"));
+  EXPECT_EQ(hex_of(same_place.reply), "55");
+  const Answer other_place =
+      replay.handle(session, hex("00 00 00 0E FF FF FF F1 00 02 1E 01 00 06 00 00 00 01 01 02 00 01 99 99"));
+  EXPECT_EQ(other_place.findings.refused.size(), 1U);
+  EXPECT_EQ(other_place.reply.size(), 14U);
+}
+
+TEST(PlcSim, CaptureOfOneRun_AnswersTheNextRunAlike) {
+  TemporaryFile tags("D,INT,,,a,b,c,0,1,0,0,,DM1\n");
+  TemporaryFile capture("");
+  std::vector<std::string> recorded;
+  {
+    PlcSimProcess sim({"--sentinel", "--pcap", capture.path(), tags.path()});
+    HostSocket host(PlcSimProcess::port_in(sim.read_line()));
+    for (const char* frame : {kStart, kDirectory, kResolveD, kReadD}) {
+      recorded.push_back(hex_of(host.exchange(frame)));
+    }
+    EXPECT_EQ(sim.finish(), 0);
+  }
+  PlcSimProcess replay({"--replay", capture.path()});
+  HostSocket host(PlcSimProcess::port_in(replay.read_line()));
+  std::vector<std::string> replayed;
+  for (const char* frame : {kStart, kDirectory, kResolveD, kReadD}) {
+    replayed.push_back(hex_of(host.exchange(frame)));
+  }
+  EXPECT_EQ(replayed, recorded);
+  EXPECT_EQ(replay.finish(), 0);
+}
+
+TEST(PlcSim, ReplayWithTagFilesOrOfNothing_EndsWithTwo) {
+  TemporaryFile tags("D,INT,,,a,b,c,0,1,0,0,,DM1\n");
+  TemporaryFile empty("");
+  EXPECT_EQ(PlcSimProcess({"--replay", empty.path(), tags.path()}).finish(), 2);
+  EXPECT_EQ(PlcSimProcess({"--replay", empty.path()}).finish(), 2);
+  EXPECT_EQ(PlcSimProcess({"--pcap", "/nonexistent/x", tags.path()}).finish(), 2);
+}
+
+}  // namespace
+}  // namespace plc_sim

@@ -1,0 +1,183 @@
+// The report of what hosts ask for, and the page that shows the same controller.
+#include "tools/plc_sim/console/report.h"
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tests/tools/plc_sim/plc_sim_process.h"
+#include "tests/tools/plc_sim/sim_support.h"
+#include "tools/plc_sim/page/http.h"
+
+namespace plc_sim {
+namespace {
+
+using nlohmann::json;
+using test::Bench;
+using test::HostSocket;
+using test::PlcSimProcess;
+using test::TemporaryFile;
+using testing::HasSubstr;
+
+constexpr const char* kTags = "D,INT,,,a,b,c,0,1,0,0,,DM1\nL,INT,[1..3],,a,b,c,1,0,0,5,MAIN,\nN,INT,,,a,b,c,2,1\n";
+
+struct Logged {
+  Logged() {
+    bench.controller.set_observer([this](const Asked& asked) { log.add(asked); });
+    // D twice, one second apart and read once; L[0] outside its bounds; Z, which nobody has.
+    bench.ask("00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 44");
+    bench.ask("00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 06 00 01 01 02 00 00");
+    now_ms += 1000;
+    bench.ask("00 00 00 0C FF FF FF F3 00 02 0C 28 00 01 00 00 00 01 00 01 00 44");
+    bench.ask(
+        "00 00 00 1A FF FF FF E5 00 03 0C 28 00 01 01 01 00 05 00 00 00 00 00 01 00 05 00 4C 00 5B 00 23 00 30 00 5D");
+    bench.ask("00 00 00 0C FF FF FF F3 00 04 0C 28 00 01 00 00 00 01 00 01 00 5A");
+  }
+  uint64_t now_ms = 5000;
+  Bench bench{kTags};
+  AskLog log{[this] { return now_ms; }};
+};
+
+TEST(Report, Json_HasWhatWasAskedHowOftenAndHowFast) {
+  Logged logged;
+  const json report = json::parse(make_report(logged.bench.store, logged.log, "json"));
+  ASSERT_EQ(report.at("asked").size(), 3U);
+  const json& d = report.at("asked").at(0);
+  EXPECT_EQ(d.at("name"), "D");
+  EXPECT_EQ(d.at("asked"), 2);
+  EXPECT_EQ(d.at("read"), 1);
+  EXPECT_EQ(d.at("per_second"), 1.0);
+  EXPECT_EQ(d.at("outcome"), "served");
+  EXPECT_EQ(report.at("asked").at(1).at("name"), "MAIN/L[0]");
+  EXPECT_EQ(report.at("asked").at(1).at("outcome"), "outside");
+  EXPECT_EQ(report.at("asked").at(2).at("outcome"), "refused");
+  EXPECT_TRUE(report.at("asked").at(2).at("tag").is_null());
+  EXPECT_EQ(report.at("never_asked"), json::array({"N"}));
+  EXPECT_EQ(report.at("programs"), json::array({{{"number", 5}, {"name", "MAIN"}}}));
+}
+
+TEST(Report, Csv_HasOneLineForEachName) {
+  Logged logged;
+  EXPECT_EQ(make_report(logged.bench.store, logged.log, "csv"),
+            "name,tag,type,outcome,asked,read,written,per_second\n"
+            "D,D,INT,served,2,1,0,1.0\n"
+            "MAIN/L[0],MAIN/L,INT,outside,1,0,0,-\n"
+            "Z,,,refused,1,0,0,-\n"
+            "N,N,,never,0,0,0,-\n");
+}
+
+TEST(Report, Text_NamesWhatWasNeverAskedFor) {
+  Logged logged;
+  const std::string text = make_report(logged.bench.store, logged.log, "text");
+  EXPECT_THAT(text,
+              HasSubstr("D                                        INT            2       1       0    1.0  served"));
+  EXPECT_THAT(text, HasSubstr("never asked for:\n  N\n"));
+}
+
+TEST(Report, UnknownFormat_IsRefused) {
+  Logged logged;
+  EXPECT_THROW(make_report(logged.bench.store, logged.log, "xml"), std::invalid_argument);
+  EXPECT_EQ(report_format_for("a.json"), "json");
+  EXPECT_EQ(report_format_for("a.csv"), "csv");
+  EXPECT_EQ(report_format_for("report"), "text");
+}
+
+TEST(Report, RefusedLocalName_SaysWhereElseTheNameIs) {
+  Bench bench(kTags);
+  const Answer answer =
+      bench.ask("00 00 00 12 FF FF FF ED 00 00 0C 28 00 01 01 01 00 05 00 00 00 00 00 01 00 01 00 44");
+  EXPECT_THAT(answer.findings.refused, testing::ElementsAre("no variable MAIN/D; there is one global"));
+}
+
+TEST(PlcSim, ReportFile_IsWrittenAtTheEnd) {
+  TemporaryFile tags(kTags);
+  TemporaryFile report("");
+  PlcSimProcess sim({"--report", report.path(), tags.path()});
+  sim.read_line();
+  EXPECT_THAT(sim.command("report csv"), HasSubstr("D,D,,never"));
+  EXPECT_THAT(sim.command("report xml"), HasSubstr("error: "));
+  EXPECT_EQ(sim.finish(), 0);
+  std::ifstream stream(report.path());
+  std::ostringstream text;
+  text << stream.rdbuf();
+  EXPECT_THAT(text.str(), HasSubstr("never asked for:\n  D\n"));
+  EXPECT_EQ(PlcSimProcess({"--report", "/nonexistent/r", tags.path()}).finish(), 2);
+}
+
+TEST(Http, Request_IsTakenApartWhenItIsComplete) {
+  const std::string text = "POST /command?a%20b HTTP/1.1\r\nHost: x\r\nX-PLC-Sim: 1\r\nContent-Length: 5\r\n\r\nset D";
+  for (size_t size = 0; size < text.size(); ++size) {
+    EXPECT_FALSE(parse_http_request(text.substr(0, size)).has_value()) << size;
+  }
+  const auto request = parse_http_request(text);
+  ASSERT_TRUE(request.has_value());
+  EXPECT_EQ(request->method, "POST");
+  EXPECT_EQ(request->path, "/command");
+  EXPECT_EQ(request->query, "a b");
+  EXPECT_TRUE(request->has_own_header);
+  EXPECT_EQ(request->body, "set D");
+}
+
+TEST(Http, BrokenRequest_HasNoMethod) {
+  for (const std::string& text :
+       {std::string("\r\n\r\n"), std::string("GET\r\n\r\n"), std::string("GET /\r\n\r\n"), std::string(20000, 'x'),
+        std::string("GET / HTTP/1.1\r\nContent-Length: 99999999\r\n\r\n")}) {
+    const auto request = parse_http_request(text);
+    ASSERT_TRUE(request.has_value());
+    EXPECT_TRUE(request->method.empty()) << text.substr(0, 40);
+  }
+}
+
+// One request to the page's port; everything that comes back.
+std::string browse(uint16_t port, const std::string& request) {
+  HostSocket visitor(port);
+  visitor.send(Bytes(request.begin(), request.end()));
+  std::string answer;
+  for (Bytes part = visitor.receive(); !part.empty(); part = visitor.receive()) {
+    answer.append(part.begin(), part.end());
+  }
+  return answer;
+}
+
+std::string post(const std::string& line, bool as_page) {
+  return "POST /command HTTP/1.1\r\n" + std::string(as_page ? "X-Plc-Sim: 1\r\n" : "") +
+         "Content-Length: " + std::to_string(line.size()) + "\r\n\r\n" + line;
+}
+
+TEST(PlcSim, Page_ShowsAndSetsVariablesAndSwitchesFaultsOn) {
+  TemporaryFile tags(kTags);
+  PlcSimProcess sim({"--web", "127.0.0.1:0", tags.path()});
+  sim.read_line();
+  const std::string line = sim.read_line();
+  EXPECT_THAT(line, testing::StartsWith("web on http://127.0.0.1:"));
+  const uint16_t port = PlcSimProcess::port_in(line);
+
+  EXPECT_THAT(browse(port, "GET / HTTP/1.1\r\n\r\n"), HasSubstr("<title>plc-sim</title>"));
+  EXPECT_THAT(browse(port, post("set D 77", true)), HasSubstr("\r\n\r\nok\n"));
+  EXPECT_EQ(sim.command("show D"), "D = 77\n");
+  EXPECT_THAT(browse(port, post("fault no-reply", true)), HasSubstr("ok\n"));
+  const std::string answer = browse(port, "GET /state?L HTTP/1.1\r\n\r\n");
+  const json state = json::parse(answer.substr(answer.find("\r\n\r\n") + 4));
+  EXPECT_EQ(state.at("elements").size(), 3U);
+  EXPECT_EQ(state.at("elements").at(0).at("name"), "MAIN/L[1]");
+  EXPECT_EQ(state.at("armed"), json::array({"no-reply, 1 time more"}));
+  EXPECT_EQ(sim.finish(), 0);
+}
+
+TEST(PlcSim, PageVisitedByOthers_RefusesTheirCommands) {
+  TemporaryFile tags(kTags);
+  PlcSimProcess sim({"--web", "127.0.0.1:0", tags.path()});
+  sim.read_line();
+  const uint16_t port = PlcSimProcess::port_in(sim.read_line());
+  EXPECT_THAT(browse(port, post("set D 77", false)), HasSubstr("403 Forbidden"));
+  EXPECT_THAT(browse(port, post("quit", true)), HasSubstr("403 Forbidden"));
+  EXPECT_THAT(browse(port, "GET /command HTTP/1.1\r\n\r\n"), HasSubstr("405"));
+  EXPECT_THAT(browse(port, "GET /etc/passwd HTTP/1.1\r\n\r\n"), HasSubstr("404"));
+  EXPECT_THAT(browse(port, "nonsense\r\n\r\n"), HasSubstr("400"));
+  EXPECT_EQ(sim.command("show D"), "D = 0\n");
+}
+
+}  // namespace
+}  // namespace plc_sim

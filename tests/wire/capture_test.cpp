@@ -1,0 +1,218 @@
+// Tests of captures: the samples, and files written by hand, hostile ones among them.
+#include "wire/captures/capture.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "tests/support/temp_dir.h"
+#include "tests/wire/trace_fixture.h"
+#include "wire/exchange.h"
+
+namespace {
+
+using namespace trace_test;
+using wire_trace::CapturedRecording;
+using wire_trace::Ending;
+using wire_trace::Exchange;
+
+constexpr uint16_t kControllerPort = 8501;
+
+// A packet as it stands in a file: raw IP, no checksums, as a network card that computes them later leaves them.
+struct Packet {
+  uint16_t from;
+  uint16_t to;
+  uint32_t sequence;
+  std::string flags;  // two hexadecimal digits
+  std::string bytes;  // hexadecimal
+};
+
+void append_number(std::string& file, uint64_t value, unsigned bytes) {
+  for (unsigned shift = 8 * bytes; shift > 0; shift -= 8) file += static_cast<char>(value >> (shift - 8) & 0xFFU);
+}
+
+// Big-endian classic pcap with microseconds; the second of each packet is its place.
+std::string file_of(const std::vector<Packet>& packets) {
+  std::string file;
+  append_number(file, 0xA1B2C3D4, 4);
+  append_number(file, 0x00020004, 4);
+  append_number(file, 0, 8);
+  append_number(file, 65535, 4);
+  append_number(file, 101, 4);
+  uint32_t second = 0;
+  for (const Packet& packet : packets) {
+    const Bytes data = from_hex(packet.bytes);
+    const size_t size = 40 + data.size();
+    append_number(file, second++, 4);
+    append_number(file, 0, 4);
+    append_number(file, size, 4);
+    append_number(file, size, 4);
+    append_number(file, 0x4500, 2);
+    append_number(file, size, 2);
+    append_number(file, 0, 4);
+    append_number(file, 0x4006, 2);
+    append_number(file, 0, 2);
+    append_number(file, packet.from < packet.to ? 0x0A000001 : 0x0A000002, 4);
+    append_number(file, packet.from < packet.to ? 0x0A000002 : 0x0A000001, 4);
+    append_number(file, packet.from, 2);
+    append_number(file, packet.to, 2);
+    append_number(file, packet.sequence, 4);
+    append_number(file, 0, 4);
+    file += '\x50';
+    file += static_cast<char>(from_hex(packet.flags).at(0));
+    append_number(file, 0xFFFF, 2);
+    append_number(file, 0, 4);
+    file.append(data.begin(), data.end());
+  }
+  return file;
+}
+
+Packet host(uint32_t sequence, const std::string& bytes, uint16_t port = 9000) {
+  return {port, kControllerPort, sequence, "18", bytes};
+}
+Packet controller(uint32_t sequence, const std::string& bytes, uint16_t port = 9000) {
+  return {kControllerPort, port, sequence, "18", bytes};
+}
+
+std::vector<Exchange> exchanges_in(const std::string& file, uint16_t port = 0) {
+  return wire_trace::find_exchanges(wire_trace::read_recording(file, port).recording);
+}
+
+std::string sample(const std::string& name) {
+  std::ifstream file(std::string(PLC_SAMPLES_DIR) + "/" + name + ".pcap", std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  EXPECT_GT(text.str().size(), 24U) << name;
+  return text.str();
+}
+
+TEST(Capture, Samples_GiveTheirExchanges) {
+  EXPECT_EQ(exchanges_in(sample("session")).size(), 8U);
+  EXPECT_EQ(exchanges_in(sample("fault_merged")).size(), 2U);
+  EXPECT_EQ(exchanges_in(sample("fault_split_request")).size(), 2U);
+  EXPECT_EQ(exchanges_in(sample("fault_split_reply")).at(0).pieces.size(), 3U);
+  EXPECT_EQ(exchanges_in(sample("fault_missing_reply")).at(0).ending, Ending::kClosedByHost);
+  EXPECT_FALSE(exchanges_in(sample("fault_unanswered")).at(0).is_answered());
+  EXPECT_TRUE(exchanges_in(sample("fault_unanswered")).at(1).is_answered());
+}
+
+TEST(Capture, SegmentsOutOfOrderAndTwice_AreTakenOnceInOrder) {
+  const std::string request = kResolveD;
+  const std::vector<Exchange> exchanges = exchanges_in(
+      file_of({host(100, request.substr(0, 30)), host(114, request.substr(42)), host(110, request.substr(30, 12)),
+               host(100, request.substr(0, 30)), host(110, request.substr(30)), controller(500, kResolveReply),
+               controller(500, kResolveReply)}));
+  ASSERT_EQ(exchanges.size(), 1U);
+  EXPECT_EQ(exchanges[0].request_bytes, from_hex(kResolveD));
+  EXPECT_EQ(exchanges[0].reply(), from_hex(kResolveReply));
+}
+
+TEST(Capture, SequenceNumbersThatWrap_GoOn) {
+  const std::string request = kResolveD;
+  const std::vector<Exchange> exchanges =
+      exchanges_in(file_of({host(0xFFFFFFFA, request.substr(0, 30)), host(4, request.substr(30))}), kControllerPort);
+  ASSERT_EQ(exchanges.size(), 1U);
+  EXPECT_EQ(exchanges[0].request_bytes, from_hex(kResolveD));
+}
+
+TEST(Capture, HoleInTheCapture_DoesNotStopTheReading) {
+  const std::vector<Exchange> exchanges =
+      exchanges_in(file_of({host(100, kStart), host(300, kResolveD), controller(500, kResolveReply), host(322, kReadD),
+                            controller(541, kReadReply)}));
+  ASSERT_EQ(exchanges.size(), 3U);
+  EXPECT_EQ(exchanges[2].reply(), from_hex(kReadReply));
+}
+
+TEST(Capture, InterleavedConnections_AreKeptApart) {
+  const std::vector<Exchange> exchanges =
+      exchanges_in(file_of({host(1, kResolveD, 8001), host(1, kResolveLocalD, 8002), controller(1, kRefusedReply, 8002),
+                            controller(1, kResolveReply, 8001)}));
+  ASSERT_EQ(exchanges.size(), 2U);
+  EXPECT_EQ(exchanges[0].reply(), from_hex(kResolveReply));
+  EXPECT_EQ(exchanges[1].reply(), from_hex(kRefusedReply));
+  EXPECT_EQ(exchanges[0].time_ns(), 3000000000);
+}
+
+TEST(Capture, ConnectionSeenFromItsMiddle_KnowsTheHost) {
+  // The first packet is a reply.
+  const std::vector<Exchange> exchanges =
+      exchanges_in(file_of({controller(500, kResolveReply), host(100, kReadD), controller(541, kReadReply)}));
+  ASSERT_EQ(exchanges.size(), 1U);
+  EXPECT_EQ(exchanges[0].request_bytes, from_hex(kReadD));
+}
+
+TEST(Capture, PortOfTheController_DecidesWhenItIsGiven) {
+  const std::string file = file_of({host(1, kResolveD), controller(1, kResolveReply)});
+  EXPECT_EQ(exchanges_in(file, kControllerPort).size(), 1U);
+  EXPECT_EQ(wire_trace::read_recording(file, 502).problem, "no connection with a controller in it");
+  const std::string other = file_of({{9000, 502, 1, "18", "01 02 03"}});
+  EXPECT_EQ(wire_trace::read_recording(other, 0).problem, "no connection with a controller in it");
+  EXPECT_EQ(exchanges_in(other, 502).size(), 1U);
+}
+
+TEST(Capture, RefusedConnection_IsKnown) {
+  const CapturedRecording captured = wire_trace::read_recording(
+      file_of({{9000, kControllerPort, 1, "02", ""}, {kControllerPort, 9000, 0, "14", ""}}), kControllerPort);
+  ASSERT_EQ(captured.recording.connections.size(), 1U);
+  EXPECT_TRUE(captured.recording.connections[0].is_refused);
+}
+
+TEST(Capture, OtherFiles_AreRefusedWithTheirReason) {
+  EXPECT_EQ(wire_trace::read_recording("", 0).problem, "not a pcap file");
+  EXPECT_EQ(wire_trace::read_recording("hello, world, this is text", 0).problem, "not a pcap file");
+  EXPECT_EQ(wire_trace::read_recording("\x0A\x0D\x0D\x0A and more of it", 0).problem,
+            "a pcapng file; turn it into pcap first: editcap -F pcap IN OUT");
+  EXPECT_EQ(wire_trace::read_recording_file("/nonexistent", 0).problem, "cannot be read");
+}
+
+TEST(Capture, EveryCutOfAFile_IsReadWithinIt) {
+  const std::string file = sample("session");
+  for (size_t size = 0; size < file.size(); size += 7) EXPECT_LE(exchanges_in(file.substr(0, size)).size(), 8U);
+}
+
+TEST(Capture, GarbageLengths_EndTheReading) {
+  std::string file = file_of({host(1, kResolveD), controller(1, kResolveReply)});
+  file[24 + 8] = '\x7F';
+  const CapturedRecording captured = wire_trace::read_recording(file, 0);
+  EXPECT_TRUE(captured.recording.connections.empty());
+  EXPECT_EQ(captured.problem, "the file ends inside a packet");
+}
+
+// Each byte of a good file changed: nothing may be read outside of it, whatever is found.
+TEST(Capture, EveryByteChanged_IsSurvived) {
+  const std::string good =
+      file_of({host(1, kResolveD), controller(1, kResolveReply), host(23, kReadD), controller(42, kReadReply)});
+  size_t found = 0;
+  for (size_t at = 0; at < good.size(); ++at) {
+    for (const char value : {'\x00', '\x7F', '\xFF'}) {
+      std::string file = good;
+      file[at] = value;
+      const size_t exchanges = exchanges_in(file).size();
+      EXPECT_LE(exchanges, 4U) << at;
+      found += exchanges;
+    }
+  }
+  EXPECT_GT(found, good.size());
+}
+
+TEST(Capture, WrittenRecording_IsReadBack) {
+  Traffic traffic;
+  traffic.host(kResolveD).controller(kResolveReply).host(kReadD).controller("00 00").controller("00 06");
+  traffic.end(false, TrafficEvent::Kind::kReset);
+  const plc_test::TempDir folder;
+  const std::string path = folder.file("recording.pcap");
+  EXPECT_EQ(wire_trace::write_recording(traffic.recording(), kControllerPort, path), "");
+  const CapturedRecording captured = wire_trace::read_recording_file(path, 0);
+  ASSERT_EQ(captured.recording.connections.size(), 1U);
+  const std::vector<TrafficEvent>& events = captured.recording.connections[0].events;
+  ASSERT_EQ(events.size(), 6U);
+  for (size_t i = 0; i < events.size(); ++i) {
+    EXPECT_EQ(events[i].bytes, traffic.connection().events[i].bytes) << i;
+    EXPECT_EQ(events[i].time_ns, traffic.connection().events[i].time_ns) << i;
+  }
+  EXPECT_EQ(wire_trace::find_exchanges(captured.recording).at(1).ending, Ending::kReset);
+  EXPECT_NE(wire_trace::write_recording(traffic.recording(), kControllerPort, "/nonexistent/x"), "");
+}
+
+}  // namespace

@@ -1,0 +1,152 @@
+// Tests of the recording relay between two sockets of the test.
+#include "wire/relay.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <functional>
+
+#include "tests/support/loopback.h"
+#include "tests/wire/trace_fixture.h"
+
+namespace {
+
+using namespace trace_test;
+using plc_test::kLoopbackAddress;
+using plc_test::LoopbackSocket;
+using plc_test::ScopedDescriptor;
+using wire_trace::Reach;
+using wire_trace::RecordingRelay;
+
+constexpr int kPatienceMs = 10000;
+
+bool wait_readable(int descriptor) {
+  pollfd readable{descriptor, POLLIN, 0};
+  return poll(&readable, 1, kPatienceMs) == 1;
+}
+
+// What one receive brings; empty at the end, "reset" as one byte of 0xEE for a reset.
+Bytes receive(int descriptor) {
+  Bytes bytes(4096);
+  if (!wait_readable(descriptor)) return from_hex("EE EE");
+  const ssize_t got = recv(descriptor, bytes.data(), bytes.size(), 0);
+  if (got < 0) return from_hex("EE");
+  bytes.resize(static_cast<size_t>(got));
+  return bytes;
+}
+
+void send_all(int descriptor, const Bytes& bytes) {
+  ASSERT_EQ(send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+}
+
+int connect_to(uint16_t port) {
+  const Reach reach = wire_trace::reach_controller(kLoopbackAddress, port, kPatienceMs);
+  EXPECT_EQ(reach.problem, "");
+  return reach.descriptor;
+}
+
+class RelayTest : public testing::Test {
+ protected:
+  RelayTest()
+      : listener_(SOCK_STREAM, 4),
+        relay_(kLoopbackAddress, listener_.port(), connect_to(listener_.port())),
+        controller_(accept(listener_.fd(), nullptr, nullptr)),
+        host_(connect_to(relay_.port())) {}
+
+  // Waits until the recording holds so many events.
+  std::vector<TrafficEvent> events(size_t count) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatienceMs);
+    std::vector<TrafficEvent> found;
+    while (found.size() < count && std::chrono::steady_clock::now() < end) {
+      relay_.wait_until_quiet(1, 1);
+      const Recording recording = relay_.recording();
+      if (!recording.connections.empty()) found = recording.connections[0].events;
+    }
+    return found;
+  }
+
+  LoopbackSocket listener_;
+  RecordingRelay relay_;
+  ScopedDescriptor controller_;
+  ScopedDescriptor host_;
+};
+
+TEST_F(RelayTest, BytesOfBothSides_ArePassedOnAndRecorded) {
+  send_all(host_.get(), from_hex(kResolveD));
+  EXPECT_EQ(receive(controller_.get()), from_hex(kResolveD));
+  send_all(controller_.get(), from_hex(kResolveReply));
+  EXPECT_EQ(receive(host_.get()), from_hex(kResolveReply));
+  const std::vector<TrafficEvent> recorded = events(2);
+  ASSERT_EQ(recorded.size(), 2U);
+  EXPECT_TRUE(recorded[0].from_host);
+  EXPECT_EQ(recorded[0].bytes, from_hex(kResolveD));
+  EXPECT_FALSE(recorded[1].from_host);
+  EXPECT_LE(recorded[0].time_ns, recorded[1].time_ns);
+}
+
+TEST_F(RelayTest, EndOfTheController_ReachesTheHostAsAnEnd) {
+  controller_.reset();
+  EXPECT_EQ(receive(host_.get()), Bytes());
+  EXPECT_EQ(events(1).at(0).kind, TrafficEvent::Kind::kFinished);
+}
+
+TEST_F(RelayTest, ResetOfTheController_ReachesTheHostAsAReset) {
+  const linger at_once{1, 0};
+  setsockopt(controller_.get(), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+  controller_.reset();
+  EXPECT_EQ(receive(host_.get()), from_hex("EE"));
+  EXPECT_EQ(events(1).at(0).kind, TrafficEvent::Kind::kReset);
+}
+
+TEST_F(RelayTest, EndOfTheHost_ReachesTheController) {
+  host_.reset();
+  EXPECT_EQ(receive(controller_.get()), Bytes());
+  EXPECT_TRUE(events(1).at(0).from_host);
+}
+
+TEST_F(RelayTest, SecondConnectionOfTheHost_GetsOneOfItsOwn) {
+  const ScopedDescriptor second(connect_to(relay_.port()));
+  ASSERT_TRUE(wait_readable(listener_.fd()));
+  const ScopedDescriptor other(accept(listener_.fd(), nullptr, nullptr));
+  send_all(second.get(), from_hex("01 02"));
+  EXPECT_EQ(receive(other.get()), from_hex("01 02"));
+}
+
+TEST_F(RelayTest, HostThatReadsNothing_HoldsNobodyUp) {
+  const Bytes much(1 << 20, 0xAB);
+  ssize_t sent = 0;
+  for (pollfd writable{controller_.get(), POLLOUT, 0}; sent < (1 << 24) && poll(&writable, 1, 100) == 1;) {
+    const ssize_t now = send(controller_.get(), much.data(), much.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (now <= 0) break;
+    sent += now;
+  }
+  EXPECT_GT(sent, 0);
+  relay_.stop();
+}
+
+TEST(Reach, PortWithoutAListener_IsRefused) {
+  const LoopbackSocket silent(SOCK_STREAM);
+  const Reach reach = wire_trace::reach_controller(kLoopbackAddress, silent.port(), kPatienceMs);
+  EXPECT_EQ(reach.descriptor, -1);
+  EXPECT_TRUE(reach.is_refused);
+  EXPECT_EQ(reach.problem, "Connection refused");
+}
+
+TEST(Relay, ControllerThatIsGone_RefusesLaterConnections) {
+  const LoopbackSocket gone(SOCK_STREAM);
+  RecordingRelay relay(kLoopbackAddress, gone.port(), -1);
+  const Reach reach = wire_trace::reach_controller(kLoopbackAddress, relay.port(), kPatienceMs);
+  const ScopedDescriptor host(reach.descriptor);
+  if (reach.problem.empty()) {
+    EXPECT_EQ(receive(host.get()), from_hex("EE"));
+  } else {  // the reset was faster than the look at the connection
+    EXPECT_EQ(reach.problem, strerror(ECONNRESET));
+  }
+  relay.stop();
+  ASSERT_EQ(relay.recording().connections.size(), 1U);
+  EXPECT_TRUE(relay.recording().connections[0].is_refused);
+}
+
+}  // namespace
