@@ -14,9 +14,9 @@ from concurrent.futures import ThreadPoolExecutor
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 # The two builds of the driver by their archives, and the object libraries that each is made of: the first is shared.
 BUILDS = {
-    "src/libplc_driver_static.a": ("plc_driver_objects", "plc_driver_by_order_objects"),
-    "src/libplc_driver_guarded_static.a": ("plc_driver_objects", "plc_driver_guarded_objects",
-                                           "plc_driver_guarded_small_objects"),
+    "src/libplc_driver.a": ("plc_driver_objects", "plc_driver_by_order_objects"),
+    "src/guarded/libplc_driver.a": ("plc_driver_objects", "plc_driver_guarded_objects",
+                                    "plc_driver_guarded_small_objects"),
 }
 OBJECT_LIBRARIES = sorted({library for libraries in BUILDS.values() for library in libraries})
 # Where the guarded exchange lies.
@@ -84,7 +84,9 @@ def build(folder, options, targets):
     launchers = []
     if run(["ccache", "--version"])[0] == 0:
         launchers = ["-DCMAKE_C_COMPILER_LAUNCHER=ccache", "-DCMAKE_CXX_COMPILER_LAUNCHER=ccache"]
-    for command in (["cmake", "-S", str(ROOT), "-B", str(folder), "-G", "Ninja", "-Wno-dev", *options, *launchers],
+    for command in (["cmake", "-S", str(ROOT), "-B", str(folder), "-G", "Ninja", "-Wno-dev",
+                     "-DPLC_BUILD_TOOLS=ON", "-DPLC_BUILD_TESTS=ON", "-DPLC_UNOPTIMIZED_TOOLS=ON",
+                     "-DPLC_UNOPTIMIZED_TESTS=ON", *options, *launchers],
                     ["cmake", "--build", str(folder), f"-j{os.cpu_count()}", "--target", *targets]):
         code, output = run(command, settings=settings)
         if code != 0:

@@ -1,0 +1,41 @@
+# The Debian packages, one of each component.
+
+# The library's symbols come from C libraries of 2012 on; the tools from the one that they are built with.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME plc-driver)
+set(CPACK_PACKAGE_VENDOR "the plc_driver authors")
+set(CPACK_PACKAGE_CONTACT "the plc_driver authors <plc-driver@localhost>")
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_COMPONENTS_ALL runtime dev tools)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${PLC_DEBIAN_ARCHITECTURE})
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(this_version "= ${PROJECT_VERSION}")
+
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libplc-driver1)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "libc6 (>= 2.17)")
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "${PROJECT_DESCRIPTION}
+ The shared library that a panel's runtime loads.")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/triggers)
+
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME libplc-driver-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libplc-driver1 (${this_version})")
+set(CPACK_COMPONENT_DEV_DESCRIPTION "${PROJECT_DESCRIPTION} (headers)
+ Headers, the static libraries, and files for CMake and pkg-config.")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME plc-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libplc-driver1 (${this_version}), libc6 (>= 2.34)")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "tshark, wireshark")
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "${PROJECT_DESCRIPTION} (tools)
+ A command-line host with a checker of tag files (plc-host), a simulated controller (plc-sim), and a dissector of the
+ protocol for Wireshark and tshark.")
+include(CPack)
