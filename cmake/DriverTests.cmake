@@ -13,18 +13,19 @@ foreach(row IN LISTS plc_difference_rows)
 endforeach()
 string(REGEX REPLACE "^:" "-" plc_guarded_filter "${plc_guarded_filter}")
 
-# plc_discover_guarded(EXECUTABLE): its tests, which run against the guarded build, with "guarded." before their names.
-function(plc_discover_guarded executable)
+# plc_add_guarded_gtest(EXECUTABLE [plc_add_gtest's arguments]): its tests that run against the guarded build.
+function(plc_add_guarded_gtest executable)
   set_property(GLOBAL APPEND PROPERTY plc_guarded_executables ${executable})
-  gtest_discover_tests(${executable} DISCOVERY_TIMEOUT 60 TEST_PREFIX guarded. TEST_FILTER "${plc_guarded_filter}"
-                       PROPERTIES TIMEOUT 120 ${ARGN})
+  plc_add_gtest(${executable} FILTER "${plc_guarded_filter}" ${ARGN})
 endfunction()
 
-# plc_add_driver_tests(NAME SOURCES source... [FIXTURES library...] [LIBRARIES library...] [AS_ONE]): the executables
-# NAME and NAME_guarded. FIXTURES are object libraries; the sources become one too, NAME_objects. With AS_ONE each
-# executable is one test: for many short ones that begin with much.
+# plc_add_driver_tests(NAME SOURCES source... [FIXTURES library...] [LIBRARIES library...] [SHARES count]): the
+# executables NAME and NAME_guarded. FIXTURES are object libraries; the sources become one too, NAME_objects.
 function(plc_add_driver_tests name)
-  cmake_parse_arguments(PARSE_ARGV 1 tests "AS_ONE" "" "SOURCES;FIXTURES;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 tests "" "SHARES" "SOURCES;FIXTURES;LIBRARIES")
+  if(NOT tests_SHARES)
+    set(tests_SHARES 1)
+  endif()
   add_library(${name}_objects OBJECT ${tests_SOURCES})
   plc_set_warnings(${name}_objects)
   plc_precompile_gtest(${name}_objects)
@@ -34,13 +35,6 @@ function(plc_add_driver_tests name)
     target_link_libraries(${name}${build} PRIVATE
       ${name}_objects ${tests_FIXTURES} plc_driver${build}_static gtest_main)
   endforeach()
-  if(tests_AS_ONE)
-    set_property(GLOBAL APPEND PROPERTY plc_guarded_executables ${name}_guarded)
-    add_test(NAME ${name} COMMAND ${name})
-    add_test(NAME guarded.${name} COMMAND ${name}_guarded --gtest_filter=${plc_guarded_filter})
-    set_tests_properties(${name} guarded.${name} PROPERTIES TIMEOUT 120)
-    return()
-  endif()
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
-  plc_discover_guarded(${name}_guarded)
+  plc_add_gtest(${name} SHARES ${tests_SHARES})
+  plc_add_guarded_gtest(${name}_guarded SHARES ${tests_SHARES})
 endfunction()
