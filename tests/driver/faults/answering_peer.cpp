@@ -10,7 +10,7 @@
 namespace plc_test {
 namespace {
 
-constexpr size_t kClassAt = 10;
+constexpr size_t kRequestClassAt = 10;
 constexpr uint8_t kValueRequest[] = {0x1E, 0x09};
 
 void die(const char* what) {
@@ -69,8 +69,8 @@ void AnsweringPeer::answer() {
   }
   request.resize(static_cast<size_t>(got));
   Bytes reply(kPeerReplyBytes);
-  if (request.size() > kClassAt + 1 && request[kClassAt] == kValueRequest[0] &&
-      request[kClassAt + 1] == kValueRequest[1]) {
+  if (request.size() > kRequestClassAt + 1 && request[kRequestClassAt] == kValueRequest[0] &&
+      request[kRequestClassAt + 1] == kValueRequest[1]) {
     reply = Bytes(kReplyHeadBytes) + Bytes{kPeerValue >> 8, kPeerValue & 0xFF};
   }
   reply = form_reply(request, std::move(reply), ReplyForm::kComplete);

@@ -9,9 +9,6 @@
 namespace plc_test {
 namespace {
 
-constexpr uint32_t kOk = PLC_OK;
-constexpr uint32_t kNoConnect = PLC_NO_CONNECT;
-
 class GuardedConnect : public GuardedTest {
  protected:
   // A read whose connect does not come about: 2, its lines, nothing left open, and the next one connects anew.

@@ -18,6 +18,11 @@
 
 namespace plc_test {
 
+// What a call returns, as the values of the entry points.
+constexpr uint32_t kOk = PLC_OK;
+constexpr uint32_t kNoConnect = PLC_NO_CONNECT;
+constexpr uint32_t kFailed = PLC_FAILED;
+
 // Kinds of requests by class and command.
 constexpr unsigned kDirectoryStart = 0x0C2C;
 constexpr unsigned kDirectory = 0x0C25;

@@ -2,11 +2,8 @@
 // or refuses them before anything is sent.
 #include "tests/driver/guarded/guarded_fixture.h"
 
-namespace plc_test {
+namespace plc_test::refused_calls {
 namespace {
-
-constexpr uint32_t kOk = PLC_OK;
-constexpr uint32_t kFailed = PLC_FAILED;
 
 constexpr const char* kTags =
     "Word,INT,,,a,b,c,0,1,0,0,,DM\n"                         // 0
@@ -315,4 +312,4 @@ TEST_F(BitWriteLimits, PlainBit_IsWrittenOnceWhateverItsCount) {
 }
 
 }  // namespace
-}  // namespace plc_test
+}  // namespace plc_test::refused_calls

@@ -3,12 +3,8 @@
 #include "plc_driver/protocol/connection.h"
 #include "tests/driver/guarded/guarded_fixture.h"
 
-namespace plc_test {
+namespace plc_test::reply_content {
 namespace {
-
-constexpr uint32_t kOk = PLC_OK;
-constexpr uint32_t kNoConnect = PLC_NO_CONNECT;
-constexpr uint32_t kFailed = PLC_FAILED;
 
 constexpr const char* kTags =
     "Word,INT,,,a,b,c,0,1,0,0,,DM\n"
@@ -292,4 +288,4 @@ TEST_F(GuardedDirectory, SizeWithoutAWholeUnit_StepsAsTheStoredOnesDo) {
 }
 
 }  // namespace
-}  // namespace plc_test
+}  // namespace plc_test::reply_content

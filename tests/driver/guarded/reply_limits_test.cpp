@@ -4,12 +4,8 @@
 #include "plc_driver/driver_state.h"
 #include "tests/driver/guarded/guarded_fixture.h"
 
-namespace plc_test {
+namespace plc_test::reply_limits {
 namespace {
-
-constexpr uint32_t kOk = PLC_OK;
-constexpr uint32_t kNoConnect = PLC_NO_CONNECT;
-constexpr uint32_t kFailed = PLC_FAILED;
 
 constexpr const char* kTags =
     "Word,INT,,,a,b,c,0,1,0,0,,DM\n"
@@ -112,4 +108,4 @@ TEST_F(HostileContent, OfEveryReply_StaysWithinTheHostsMemory) {
 }
 
 }  // namespace
-}  // namespace plc_test
+}  // namespace plc_test::reply_limits

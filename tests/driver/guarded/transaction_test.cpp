@@ -10,8 +10,6 @@
 namespace plc_test {
 namespace {
 
-constexpr uint32_t kOk = PLC_OK;
-constexpr uint32_t kFailed = PLC_FAILED;
 constexpr int64_t kWaitMs = 2000;
 
 class GuardedReply : public GuardedTest {

@@ -24,7 +24,7 @@ using plc_test::operator+;
 using testing::EndsWith;
 using testing::HasSubstr;
 
-constexpr ResolvedName kHandle = {0x40, {0x11, 0x22, 0x33, 0x44}};
+constexpr ResolvedName kValueHandle = {0x40, {0x11, 0x22, 0x33, 0x44}};
 
 class ReadValues : public plc_test::DriverFixture {
  protected:
@@ -88,7 +88,7 @@ TEST_F(ReadValues, StepByte_LeadsToTheNextNamesHandle) {
 TEST_F(ReadValues, LargestStep_LeadsPastTheReplyWhereEverythingIsZero) {
   form_ = plc_test::ReplyForm::kExact;
   write_tags(0, "A,INT,[0..9],,a,b,c,0,1\n");
-  Bytes resolved = resolve_reply({kHandle});
+  Bytes resolved = resolve_reply({kValueHandle});
   resolved[40] = 0xFF;
   values_of(3, resolved, value_reply(Bytes(6)), 6);
   EXPECT_THAT(value_request_, EndsWith("00 40 00 01 11 22 33 44 00 00 00 01 00 00 00 00 00 00 00 01 00 00 00 00"));
@@ -124,7 +124,7 @@ TEST_F(ReadValues, EarlierCall_LeavesNothingForTheNext) {
 TEST_F(ReadValues, EveryPrefixOfTheResolveReply_YieldsTheBytesThatCame) {
   form_ = plc_test::ReplyForm::kExact;
   write_tags(0, "A,INT,,,a,b,c,0,1\n");
-  const Bytes whole = resolve_reply({kHandle});
+  const Bytes whole = resolve_reply({kValueHandle});
   const char* const handles[] = {"00 00 00 01 00 00 00 00", "00 40 00 01 00 00 00 00", "00 40 00 01 11 00 00 00",
                                  "00 40 00 01 11 22 00 00", "00 40 00 01 11 22 33 00", "00 40 00 01 11 22 33 44"};
   for (size_t length = 1; length <= whole.size() && !HasFailure(); ++length) {

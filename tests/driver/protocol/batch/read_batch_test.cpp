@@ -22,7 +22,7 @@ class ReadBatch : public BatchTest {
   }
 };
 
-TagEntry word_array() { return with_ranges(make_tag("D", 16), {0, 99}); }
+TagEntry hundred_words() { return with_ranges(make_tag("D", 16), {0, 99}); }
 
 Bytes words(size_t count) {
   Bytes bytes;
@@ -34,7 +34,7 @@ Bytes words(size_t count) {
 }
 
 TEST_F(ReadBatch, RunOfFour_IsNamedInOneBlockAndLandsInFourElements) {
-  use_tags({word_array()});
+  use_tags({hundred_words()});
   answer_frame(4, "12 34 56 78 80 00 00 FF");
   EXPECT_EQ(read(consecutive(0, 2, 4)), 0U);
   EXPECT_EQ(sent(), frames({"00 00 00 38 FF FF FF C7 00 00 0C 28 00 01 00 00 00 04"
@@ -128,7 +128,7 @@ TEST_F(ReadBatch, RegisterTypesBelowFour_AreClearedInEveryElement) {
 }
 
 TEST_F(ReadBatch, IndexedRecords_AreReadLikePlainOnes) {
-  std::vector<TagEntry> group(3, word_array());
+  std::vector<TagEntry> group(3, hundred_words());
   for (uint32_t i = 0; i < 3; ++i) group[i].tag_id = 0x40000 + i;
   strcpy(group[1].name, "I");
   use_tags({make_tag("X", 16)}, group);
@@ -240,7 +240,7 @@ TEST_F(ReadBatch, BitAlone_IsNamedAsOftenAsItsCount) {
 }
 
 TEST_F(ReadBatch, RunPastTheShare_LeavesNoSlotForTheNextFrame) {
-  use_tags({word_array()});
+  use_tags({hundred_words()});
   answer_frame(36, words(36));
   EXPECT_EQ(read(consecutive(0, 0, 36)), 0U);
   EXPECT_EQ(peer_.requests().size(), 2U);
@@ -248,7 +248,7 @@ TEST_F(ReadBatch, RunPastTheShare_LeavesNoSlotForTheNextFrame) {
 }
 
 TEST_F(ReadBatch, LaterFrames_EndTheirShareBehindTheirOwnStart) {
-  use_tags({make_tag("X", 16), word_array()});
+  use_tags({make_tag("X", 16), hundred_words()});
   // Shares of 18: X x 17, then a run of 10 that ends at slot 27, then the share of slots 27 to 45, of which 9 are
   // there.
   std::vector<BatchElement> elements = repeated(0, 17);
@@ -271,7 +271,7 @@ TEST_F(ReadBatch, ShareOfNoSlot_FailsWithNothingSent) {
 }
 
 TEST_F(ReadBatch, CountOfZero_FailsWithNothingSent) {
-  use_tags({make_tag("X", 16), make_bit("B", kMr), word_array(), make_string("S", 8)});
+  use_tags({make_tag("X", 16), make_bit("B", kMr), hundred_words(), make_string("S", 8)});
   for (uint32_t id = 0; id < 4; ++id) {
     EXPECT_EQ(read({{0}, {id, 0, 0}, {0}}), 3U);
     expect_nothing_sent();
@@ -287,7 +287,7 @@ TEST_F(ReadBatch, CountOfZeroInALaterFrame_FailsBeforeTheFirstIsSent) {
 }
 
 TEST_F(ReadBatch, CountOfZeroThatNoWalkStandsAt_IsPassedOver) {
-  use_tags({word_array()});
+  use_tags({hundred_words()});
   answer_frame(3, words(3));
   EXPECT_EQ(read({{0, 0, 2}, {0, 5, 0}, {0, 7}}), 0U);
   EXPECT_EQ(names_of(0), (Names{"D[#0]", "D[#1]", "D[#7]"}));
@@ -317,7 +317,7 @@ TEST_F(ReadBatch, SlotWithoutARecord_FailsWhenTheWalkReachesIt) {
 }
 
 TEST_F(ReadBatch, RunPastTheLastSlot_TakesTheFirstPlainRecordForTheMissingOnes) {
-  use_tags({make_tag("X", 16), word_array()});
+  use_tags({make_tag("X", 16), hundred_words()});
   answer_frame(3, words(3));
   EXPECT_EQ(read({{1, 5, 3}}), 0U);
   EXPECT_EQ(names_of(0), (Names{"D[#5]", "X", "X"}));
@@ -335,7 +335,7 @@ TEST_F(ReadBatch, TableWithoutPlainRecords_IsRead) {
 }
 
 TEST_F(ReadBatch, RunPastTheLastSlotWithoutAPlainRecord_Fails) {
-  std::vector<TagEntry> group(2, word_array());
+  std::vector<TagEntry> group(2, hundred_words());
   group[0].tag_id = 0x40000;
   group[1].tag_id = 0x40001;
   use_tags({}, group);

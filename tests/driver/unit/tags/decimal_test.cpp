@@ -17,41 +17,41 @@ namespace {
 
 using plc::Decimal;
 
-Decimal parse(const char* text) { return plc::parse_decimal(text, static_cast<uint32_t>(std::strlen(text))); }
+Decimal decimal_of(const char* text) { return plc::parse_decimal(text, static_cast<uint32_t>(std::strlen(text))); }
 
 TEST(Decimal, Digits_AreReadUpToTheFirstOtherCharacter) {
-  EXPECT_EQ(parse("0"), (Decimal{0, 1}));
-  EXPECT_EQ(parse("120"), (Decimal{120, 3}));
-  EXPECT_EQ(parse("12a4"), (Decimal{12, 2}));
-  EXPECT_EQ(parse("007"), (Decimal{7, 3}));
-  EXPECT_EQ(parse("1_2"), (Decimal{1, 1}));
+  EXPECT_EQ(decimal_of("0"), (Decimal{0, 1}));
+  EXPECT_EQ(decimal_of("120"), (Decimal{120, 3}));
+  EXPECT_EQ(decimal_of("12a4"), (Decimal{12, 2}));
+  EXPECT_EQ(decimal_of("007"), (Decimal{7, 3}));
+  EXPECT_EQ(decimal_of("1_2"), (Decimal{1, 1}));
 }
 
 TEST(Decimal, SpaceAndSign_AreTakenIn) {
-  EXPECT_EQ(parse(" \t\n\v\f\r-5"), (Decimal{-5, 8}));
-  EXPECT_EQ(parse("+5"), (Decimal{5, 2}));
+  EXPECT_EQ(decimal_of(" \t\n\v\f\r-5"), (Decimal{-5, 8}));
+  EXPECT_EQ(decimal_of("+5"), (Decimal{5, 2}));
 }
 
 TEST(Decimal, NoDigit_UsesNothing) {
-  EXPECT_EQ(parse(""), (Decimal{0, 0}));
-  EXPECT_EQ(parse("  "), (Decimal{0, 0}));
-  EXPECT_EQ(parse("-"), (Decimal{0, 0}));
-  EXPECT_EQ(parse("+-1"), (Decimal{0, 0}));
-  EXPECT_EQ(parse("- 1"), (Decimal{0, 0}));
-  EXPECT_EQ(parse("x1"), (Decimal{0, 0}));
+  EXPECT_EQ(decimal_of(""), (Decimal{0, 0}));
+  EXPECT_EQ(decimal_of("  "), (Decimal{0, 0}));
+  EXPECT_EQ(decimal_of("-"), (Decimal{0, 0}));
+  EXPECT_EQ(decimal_of("+-1"), (Decimal{0, 0}));
+  EXPECT_EQ(decimal_of("- 1"), (Decimal{0, 0}));
+  EXPECT_EQ(decimal_of("x1"), (Decimal{0, 0}));
 }
 
 TEST(Decimal, EndsOfTheRange_AreReached) {
-  EXPECT_EQ(parse("2147483647"), (Decimal{INT32_MAX, 10}));
-  EXPECT_EQ(parse("-2147483648"), (Decimal{INT32_MIN, 11}));
+  EXPECT_EQ(decimal_of("2147483647"), (Decimal{INT32_MAX, 10}));
+  EXPECT_EQ(decimal_of("-2147483648"), (Decimal{INT32_MIN, 11}));
 }
 
 TEST(Decimal, BeyondTheRangeOf32Bits_SaturatesOnEveryBuild) {
-  EXPECT_EQ(parse("2147483648"), (Decimal{INT32_MAX, 10}));
-  EXPECT_EQ(parse("4294967296"), (Decimal{INT32_MAX, 10}));
-  EXPECT_EQ(parse("-2147483649"), (Decimal{INT32_MIN, 11}));
-  EXPECT_EQ(parse("99999999999999999999999"), (Decimal{INT32_MAX, 23}));
-  EXPECT_EQ(parse("-99999999999999999999999"), (Decimal{INT32_MIN, 24}));
+  EXPECT_EQ(decimal_of("2147483648"), (Decimal{INT32_MAX, 10}));
+  EXPECT_EQ(decimal_of("4294967296"), (Decimal{INT32_MAX, 10}));
+  EXPECT_EQ(decimal_of("-2147483649"), (Decimal{INT32_MIN, 11}));
+  EXPECT_EQ(decimal_of("99999999999999999999999"), (Decimal{INT32_MAX, 23}));
+  EXPECT_EQ(decimal_of("-99999999999999999999999"), (Decimal{INT32_MIN, 24}));
 }
 
 TEST(Decimal, Length_BoundsWhatIsRead) {

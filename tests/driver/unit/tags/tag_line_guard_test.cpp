@@ -7,14 +7,14 @@
 
 namespace {
 
-TagEntry parse(const std::string& line) {
+TagEntry guarded_entry(const std::string& line) {
   TagEntry entry = {};
   pase_str(line.c_str(), &entry);
   return entry;
 }
 
 TEST(TagLineGuard, FourRanges_SetTheFirstAsOneDimension) {
-  const TagEntry entry = parse("V,INT,[1..2_3..4_5..6_7..8],,,,,0,1,0,0,\n");
+  const TagEntry entry = guarded_entry("V,INT,[1..2_3..4_5..6_7..8],,,,,0,1,0,0,\n");
   EXPECT_EQ(entry.shape, PLC_ARRAY1);
   EXPECT_EQ(entry.dim1_low, 1);
   EXPECT_EQ(entry.dim1_high, 2);
@@ -25,7 +25,7 @@ TEST(TagLineGuard, FourRanges_SetTheFirstAsOneDimension) {
 }
 
 TEST(TagLineGuard, RangesThatEndInTheMiddle_SetTheBoundsBeforeIt) {
-  const TagEntry entry = parse("V,INT,[1..2_3..,,,,,0,1,0,0,\n");
+  const TagEntry entry = guarded_entry("V,INT,[1..2_3..,,,,,0,1,0,0,\n");
   EXPECT_EQ(entry.shape, PLC_ARRAY2);
   EXPECT_EQ(entry.dim2_low, 1);
   EXPECT_EQ(entry.dim2_high, 2);
@@ -34,12 +34,12 @@ TEST(TagLineGuard, RangesThatEndInTheMiddle_SetTheBoundsBeforeIt) {
 }
 
 TEST(TagLineGuard, NameOf255Bytes_KeepsItsTerminator) {
-  const TagEntry entry = parse(std::string(255, 'n') + ",INT,,,,,,0,1,0,0,\n");
+  const TagEntry entry = guarded_entry(std::string(255, 'n') + ",INT,,,,,,0,1,0,0,\n");
   EXPECT_EQ(std::string(entry.name), std::string(255, 'n'));
 }
 
 TEST(TagLineGuard, NameOf256Bytes_LosesItsLast) {
-  const TagEntry entry = parse(std::string(256, 'n') + ",INT,,,,,,0,1,0,0,\n");
+  const TagEntry entry = guarded_entry(std::string(256, 'n') + ",INT,,,,,,0,1,0,0,\n");
   EXPECT_EQ(std::string(entry.name), std::string(255, 'n'));
   EXPECT_EQ(entry.bit_width, 16);
 }
@@ -50,12 +50,12 @@ TEST(TagLineGuard, CutNameThatBeginsMalformed_LosesTheSequenceThatWasCut) {
       "\xF0"
       "ab\xC3";
   while (name.size() < 256) name += "\xC3";
-  const TagEntry entry = parse(name + ",INT,,,,,,0,1,0,0,\n");
+  const TagEntry entry = guarded_entry(name + ",INT,,,,,,0,1,0,0,\n");
   EXPECT_EQ(std::string(entry.name), name.substr(0, 254));
 }
 
 TEST(TagLineGuard, ScopeNameOf256Bytes_LosesItsLast) {
-  const TagEntry entry = parse("V,INT,,,,,,0,0,0,1," + std::string(256, 's') + "\n");
+  const TagEntry entry = guarded_entry("V,INT,,,,,,0,0,0,1," + std::string(256, 's') + "\n");
   EXPECT_EQ(std::string(entry.scope_name), std::string(255, 's'));
 }
 

@@ -7,14 +7,14 @@
 
 namespace {
 
-TagEntry parse(const std::string& line) {
+TagEntry named_entry(const std::string& line) {
   TagEntry entry{};
   pase_str(line.c_str(), &entry);
   return entry;
 }
 
 // The name that column 1 alone gives.
-std::string name_of(const std::string& column) { return parse(column + ",INT,,,a,b,c,9\n").name; }
+std::string name_of(const std::string& column) { return named_entry(column + ",INT,,,a,b,c,9\n").name; }
 
 TEST(TagName, Subscript_IsMarked) {
   EXPECT_EQ(name_of("Table[3]"), "Table[#3]");
@@ -30,7 +30,7 @@ TEST(TagName, BracketAtTheBeginning_IsNotMarked) {
 }
 
 TEST(TagName, TwoSubscripts_AreJoinedAndColumnsMoveUpByOne) {
-  const TagEntry entry = parse("Grid[1,2],REAL,[0..3],,a,b,c,9,1,0,0,,DM\n");
+  const TagEntry entry = named_entry("Grid[1,2],REAL,[0..3],,a,b,c,9,1,0,0,,DM\n");
   EXPECT_STREQ(entry.name, "Grid[#1,#2]");
   EXPECT_EQ(entry.type_code, 0xCA);
   EXPECT_EQ(entry.dim1_high, 3);
@@ -40,7 +40,7 @@ TEST(TagName, TwoSubscripts_AreJoinedAndColumnsMoveUpByOne) {
 }
 
 TEST(TagName, ThreeSubscripts_AreJoinedAndColumnsMoveUpByTwo) {
-  const TagEntry entry = parse("Cube[1,2,3].x,REAL,,,a,b,c,9,1\n");
+  const TagEntry entry = named_entry("Cube[1,2,3].x,REAL,,,a,b,c,9,1\n");
   EXPECT_STREQ(entry.name, "Cube[#1,#2,#3].x");
   EXPECT_EQ(entry.type_code, 0xCA);
   EXPECT_EQ(entry.tag_id, 9U);
@@ -49,37 +49,37 @@ TEST(TagName, ThreeSubscripts_AreJoinedAndColumnsMoveUpByTwo) {
 }
 
 TEST(TagName, EmptyThirdPart_StillGetsItsComma) {
-  const TagEntry entry = parse("Cube[1,2,,REAL,,,a,b,c,9\n");
+  const TagEntry entry = named_entry("Cube[1,2,,REAL,,,a,b,c,9\n");
   EXPECT_STREQ(entry.name, "Cube[#1,#2,#");
   EXPECT_EQ(entry.type_code, 0xCA);
   EXPECT_EQ(entry.tag_id, 9U);
 }
 
 TEST(TagName, EmptyParts_AreJoinedAsTheyAre) {
-  EXPECT_STREQ(parse("Grid[,],REAL,,,a,b,c,9\n").name, "Grid[#,#]");
-  EXPECT_STREQ(parse("Cube[,,],REAL,,,a,b,c,9\n").name, "Cube[#,#,#]");
+  EXPECT_STREQ(named_entry("Grid[,],REAL,,,a,b,c,9\n").name, "Grid[#,#]");
+  EXPECT_STREQ(named_entry("Cube[,,],REAL,,,a,b,c,9\n").name, "Cube[#,#,#]");
 }
 
 TEST(TagName, BracketAtTheBeginningOfAJoinedName_IsMarked) {
-  EXPECT_STREQ(parse("[1,2],REAL,,,a,b,c,9\n").name, "[#1,#2]");
+  EXPECT_STREQ(named_entry("[1,2],REAL,,,a,b,c,9\n").name, "[#1,#2]");
 }
 
 TEST(TagName, FurtherBrackets_MarkTheCommasThatFollowThemToo) {
-  EXPECT_STREQ(parse("A[[1,2],REAL,,,a,b,c,9\n").name, "A[#[#1,##2]");
-  EXPECT_STREQ(parse("A[1,B[2],REAL,,,a,b,c,9\n").name, "A[#1,#B[#2]");
-  EXPECT_STREQ(parse("A[1,[2,3],REAL,,,a,b,c,9\n").name, "A[#1,#[#2,##3]");
+  EXPECT_STREQ(named_entry("A[[1,2],REAL,,,a,b,c,9\n").name, "A[#[#1,##2]");
+  EXPECT_STREQ(named_entry("A[1,B[2],REAL,,,a,b,c,9\n").name, "A[#1,#B[#2]");
+  EXPECT_STREQ(named_entry("A[1,[2,3],REAL,,,a,b,c,9\n").name, "A[#1,#[#2,##3]");
 }
 
 TEST(TagName, ClosedSubscriptBeforeAnOpenOne_IsNotJoined) {
-  const TagEntry entry = parse("A[1].B[2,3],REAL,,,a,b,c,9\n");
+  const TagEntry entry = named_entry("A[1].B[2,3],REAL,,,a,b,c,9\n");
   EXPECT_STREQ(entry.name, "A[#1].B[#2");
   EXPECT_EQ(entry.type_code, 0);
 }
 
 TEST(TagName, LineThatEndsWithinTheSubscripts_LeavesNoName) {
-  EXPECT_STREQ(parse("Grid[1\n").name, "");
-  EXPECT_STREQ(parse("Grid[1,2]\n").name, "");
-  EXPECT_STREQ(parse("Cube[1,2,3]\n").name, "");
+  EXPECT_STREQ(named_entry("Grid[1\n").name, "");
+  EXPECT_STREQ(named_entry("Grid[1,2]\n").name, "");
+  EXPECT_STREQ(named_entry("Cube[1,2,3]\n").name, "");
 }
 
 TEST(TagName, NameOf255Bytes_IsKeptWhole) {
@@ -92,7 +92,8 @@ TEST(TagName, LongerName_IsCutTo255Bytes) {
   EXPECT_EQ(name_of(std::string(256, 'n')), std::string(255, 'n'));
   // The marks count: the name is cut behind the last byte that fits.
   EXPECT_EQ(name_of(std::string(251, 'n') + "[12]"), std::string(251, 'n') + "[#12");
-  EXPECT_STREQ(parse(std::string(252, 'n') + "[1,2],INT,,,a,b,c,9\n").name, (std::string(252, 'n') + "[#1").c_str());
+  EXPECT_STREQ(named_entry(std::string(252, 'n') + "[1,2],INT,,,a,b,c,9\n").name,
+               (std::string(252, 'n') + "[#1").c_str());
 }
 
 TEST(TagName, CharacterThatDoesNotFitWhole_IsLeftOut) {

@@ -26,7 +26,7 @@ uint16_t compute_modbus_crc(const std::vector<uint8_t>& bytes) {
 
 uint16_t exchange_bytes(uint16_t crc) { return static_cast<uint16_t>((crc << 8) | (crc >> 8)); }
 
-std::vector<uint8_t> make_bytes(size_t count) {
+std::vector<uint8_t> random_bytes(size_t count) {
   std::vector<uint8_t> bytes(count);
   uint32_t state = 0x2545F491;
   for (uint8_t& byte : bytes) {
@@ -50,7 +50,7 @@ TEST(Crc16, HighByte_IsTheOneThatGoesOnTheWireFirst) {
 }
 
 TEST(Crc16, EveryLengthUpTo600_EqualsBitByBitUnderTheLengthRule) {
-  const std::vector<uint8_t> bytes = make_bytes(600);
+  const std::vector<uint8_t> bytes = random_bytes(600);
   for (uint32_t length = 1; length <= 600; ++length) {
     const size_t counted = (length - 1) % 256 + 1;
     const std::vector<uint8_t> prefix(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(counted));
@@ -59,7 +59,7 @@ TEST(Crc16, EveryLengthUpTo600_EqualsBitByBitUnderTheLengthRule) {
 }
 
 TEST(Crc16, Length256_ProcessesAllBytes) {
-  const std::vector<uint8_t> bytes = make_bytes(256);
+  const std::vector<uint8_t> bytes = random_bytes(256);
   EXPECT_EQ(crc16(bytes.data(), 256), exchange_bytes(compute_modbus_crc(bytes)));
 }
 
@@ -71,7 +71,7 @@ TEST(Crc16, Length257_ProcessesOneByteAndReadsNoMore_D43) {
 }
 
 TEST(Crc16, LargestLength_Processes255Bytes) {
-  const std::vector<uint8_t> bytes = make_bytes(255);
+  const std::vector<uint8_t> bytes = random_bytes(255);
   EXPECT_EQ(crc16(bytes.data(), 0xFFFFFFFFu), exchange_bytes(compute_modbus_crc(bytes)));
 }
 

@@ -20,7 +20,7 @@ using plc_test::count_open_descriptors;
 using plc_test::GuardedBuffer;
 using plc_test::TempDir;
 
-constexpr uint8_t kUntouched = 0xEE;
+constexpr uint8_t kUntouchedByte = 0xEE;
 
 const uint8_t* as_bytes(const char* text) { return reinterpret_cast<const uint8_t*>(text); }
 
@@ -69,24 +69,24 @@ TEST_F(ReadFile, Offset_CountsFromTheStart) {
 
 TEST_F(ReadFile, SpanPastTheEnd_ReturnsWhatThereIs) {
   dir_.write("span.bin", "0123456789");
-  GuardedBuffer out(10, kUntouched);
+  GuardedBuffer out(10, kUntouchedByte);
   EXPECT_EQ(Read_File(path_.c_str(), out.data(), 8, 10), 2);
   EXPECT_EQ(std::string(out.text(), 2), "89");
-  EXPECT_EQ(out[2], kUntouched);
+  EXPECT_EQ(out[2], kUntouchedByte);
 }
 
 TEST_F(ReadFile, OffsetPastTheEnd_ReturnsZero) {
   dir_.write("span.bin", "0123456789");
-  GuardedBuffer out(4, kUntouched);
+  GuardedBuffer out(4, kUntouchedByte);
   EXPECT_EQ(Read_File(path_.c_str(), out.data(), 11, 4), 0);
-  EXPECT_TRUE(out.holds_only(kUntouched));
+  EXPECT_TRUE(out.holds_only(kUntouchedByte));
 }
 
 TEST_F(ReadFile, LengthZero_ReturnsZero) {
   dir_.write("span.bin", "0123456789");
-  GuardedBuffer out(1, kUntouched);
+  GuardedBuffer out(1, kUntouchedByte);
   EXPECT_EQ(Read_File(path_.c_str(), out.data(), 0, 0), 0);
-  EXPECT_TRUE(out.holds_only(kUntouched));
+  EXPECT_TRUE(out.holds_only(kUntouchedByte));
 }
 
 TEST_F(ReadFile, MissingFile_IsCreatedEmptyWithMode0644) {
@@ -100,19 +100,19 @@ TEST_F(ReadFile, MissingFile_IsCreatedEmptyWithMode0644) {
 
 TEST_F(ReadFile, NegativeOffset_Fails) {
   dir_.write("span.bin", "0123456789");
-  GuardedBuffer out(4, kUntouched);
+  GuardedBuffer out(4, kUntouchedByte);
   EXPECT_EQ(Read_File(path_.c_str(), out.data(), -1, 4), -1);
   EXPECT_EQ(Read_File(path_.c_str(), out.data(), INT32_MIN, 4), -1);
-  EXPECT_TRUE(out.holds_only(kUntouched));
+  EXPECT_TRUE(out.holds_only(kUntouchedByte));
 }
 
 TEST_F(ReadFile, FileBeyond2GiB_IsReadUpToTheLargestOffset) {
   dir_.write("span.bin", "");
   std::filesystem::resize_file(path_, (uintmax_t{1} << 31) + 2);
-  GuardedBuffer out(8, kUntouched);
+  GuardedBuffer out(8, kUntouchedByte);
   EXPECT_EQ(Read_File(path_.c_str(), out.data(), INT32_MAX, 8), 3);
   EXPECT_EQ(out[2], 0);
-  EXPECT_EQ(out[3], kUntouched);
+  EXPECT_EQ(out[3], kUntouchedByte);
 }
 
 TEST_F(ReadFile, Folder_Fails) {
@@ -128,12 +128,12 @@ TEST_F(ReadFile, PathWithoutFolder_Fails) {
 TEST_F(ReadFile, Descriptor0_FailsAndIsClosedAgain_D45) {
   dir_.write("span.bin", "0123456789");
   const plc_test::ClosedDescriptor no_input(STDIN_FILENO);
-  GuardedBuffer out(4, kUntouched);
+  GuardedBuffer out(4, kUntouchedByte);
   const int before = count_open_descriptors();
   EXPECT_EQ(Read_File(path_.c_str(), out.data(), 0, 4), -1);
   EXPECT_FALSE(plc_test::is_open_descriptor(STDIN_FILENO));
   EXPECT_EQ(count_open_descriptors(), before);
-  EXPECT_TRUE(out.holds_only(kUntouched));
+  EXPECT_TRUE(out.holds_only(kUntouchedByte));
 }
 
 TEST_F(ReadFile, NoDescriptorLeft_Fails) {
