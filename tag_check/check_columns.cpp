@@ -1,6 +1,7 @@
 // Checks of the columns behind the declaration: ids, scope, device, and what one transfer can take.
 #include <cstring>
 
+#include "base/text.h"
 #include "checker.h"
 #include "plc_driver/tags/tag_file.h"
 
@@ -9,7 +10,7 @@ namespace {
 
 constexpr const char* kDevices[] = {"EM", "MR", "LR", "DM", "TM", "FM", "CM", "ZF"};
 
-std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
+using plc_base::quoted;
 
 bool are_optional_columns_empty(const SourceLine& line) {
   return line.column(12).present && line.column(9).text.empty() && line.column(10).text.empty() &&

@@ -3,13 +3,14 @@
 #include <cctype>
 #include <cstring>
 
+#include "base/text.h"
 #include "checker.h"
 #include "plc_driver/tags/data_types.h"
 
 namespace tag_check {
 namespace {
 
-std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
+using plc_base::quoted;
 
 bool is_type(std::string_view text) {
   return !text.empty() && text.size() < 100 &&

@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/text.h"
 #include "rule_list.h"
 
 namespace tag_check {
@@ -16,9 +17,9 @@ std::string place(const FileReport& report, const Finding& finding) {
 
 std::string understanding_text(const Understanding& understanding) {
   if (!understanding.loads) return "the driver does not load this file";
-  std::string text = "the driver reads " + std::to_string(understanding.plain_records) + " plain records";
+  std::string text = "the driver reads " + plc_base::plural(understanding.plain_records, "plain record");
   if (understanding.groups > 0) {
-    text += " and " + std::to_string(understanding.groups) + " runs of indexed ids up to " +
+    text += " and " + plc_base::plural(understanding.groups, "run") + " of indexed ids up to " +
             std::to_string(understanding.max_indexed_id);
   }
   return text;

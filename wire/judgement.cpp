@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "base/text.h"
 #include "wire/big_endian.h"
 #include "wire/names.h"
 #include "wire/reply_parts.h"
@@ -14,6 +15,8 @@ namespace wire = plc_sim::wire;
 using plc_sim::RequestKind;
 
 namespace {
+
+using plc_base::plural;
 
 constexpr int64_t kNsPerMs = 1000000;
 constexpr int64_t kApartNs = kNsPerMs;  // pieces this far apart do not come with one receive
@@ -33,10 +36,6 @@ std::string hex_word(unsigned value) {
   char text[8];
   std::snprintf(text, sizeof text, "%04X", value & 0xFFFFU);
   return text;
-}
-
-std::string plural(size_t count, const char* what) {
-  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
 // Collects what is said of one exchange.

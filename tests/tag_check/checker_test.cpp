@@ -80,7 +80,7 @@ TEST(Report, TextHasPlaceSeverityMessageRuleAndSuggestion) {
   FileReport report = {"a.csv", {true, "", 1, 0, 0}, check("Lamp,BIT,,,,,,0,1,0,0,\n")};
   EXPECT_EQ(
       text_report(report),
-      "a.csv:1:6: error: 'BIT' is no type [T041]\n    Use one of them.\na.csv: the driver reads 1 plain records\n");
+      "a.csv:1:6: error: 'BIT' is no type [T041]\n    Use one of them.\na.csv: the driver reads 1 plain record\n");
 }
 
 TEST(Report, JsonHasAnObjectALine) {

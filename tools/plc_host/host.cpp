@@ -9,11 +9,6 @@
 #include "tools/plc_host/messages.h"
 
 namespace plc_host {
-namespace {
-
-constexpr uint32_t kLoopbackAddress = 0x7F000001;
-
-}  // namespace
 
 uint32_t parse_address(const std::string& text) {
   struct in_addr address {};
@@ -63,7 +58,7 @@ Target Host::choose_target(const HostOptions& options) {
     return target;
   }
   simulator_ = std::make_unique<SimProcess>(options.simulator, options.sim_tag_file, options.sim_arguments);
-  target.ip_address = kLoopbackAddress;
+  target.ip_address = INADDR_LOOPBACK;
   target.tcp_port = simulator_->port();
   return target;
 }

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "base/text.h"
 #include "client/exit_codes.h"
 #include "tag_check/checker.h"
 #include "tag_check/report.h"
@@ -57,7 +58,7 @@ void fix_file(const FileReport& report, const std::string& text, const HostOptio
   size_t made = 0;
   const std::string fixed = tag_check::apply_edits(text, report.findings, &made);
   write_whole_file(options.fixed_file, fixed);
-  show_message(options.fixed_file + ": " + std::to_string(made) + " corrections");
+  show_message(options.fixed_file + ": " + plc_base::plural(made, "correction"));
 }
 
 void keep_errors(FileReport* report) {
@@ -74,13 +75,13 @@ bool has_errors(const FileReport& report) {
   });
 }
 
-void print(FILE* out, const std::string& text) { std::fwrite(text.data(), 1, text.size(), out); }
+void print_all(FILE* out, const std::string& text) { std::fwrite(text.data(), 1, text.size(), out); }
 
 }  // namespace
 
 int run_check(const HostOptions& options, CommandOutput& output) {
   if (options.list_rules) {
-    print(output.results(), tag_check::rules_text());
+    print_all(output.results(), tag_check::rules_text());
     return kExitOk;
   }
   std::vector<FileReport> reports;
@@ -92,11 +93,11 @@ int run_check(const HostOptions& options, CommandOutput& output) {
     clean = clean && !has_errors(report);
     if (options.errors_only) keep_errors(&report);
     if (!options.sarif) {
-      print(output.results(), options.json ? tag_check::json_report(report) : tag_check::text_report(report));
+      print_all(output.results(), options.json ? tag_check::json_report(report) : tag_check::text_report(report));
     }
     reports.push_back(std::move(report));
   }
-  if (options.sarif) print(output.results(), tag_check::sarif_report(reports));
+  if (options.sarif) print_all(output.results(), tag_check::sarif_report(reports));
   return clean ? kExitOk : kExitTagFailed;
 }
 

@@ -1,6 +1,7 @@
 // The commands that show things without a controller: info and tags.
 #include <nlohmann/json.hpp>
 
+#include "base/text.h"
 #include "client/exit_codes.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/commands/commands.h"
@@ -11,12 +12,7 @@ namespace plc_host {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string hexadecimal(uint32_t value, int digits) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%0*X", digits, value);
-  return text;
-}
+using plc_base::hexadecimal;
 
 const char* shape_name(uint32_t shape) {
   switch (shape) {

@@ -14,7 +14,7 @@ namespace {
 constexpr std::chrono::seconds kMarkTime{1};  // how long a change is marked
 constexpr size_t kWidestName = 40;
 constexpr size_t kAgeColumns = 6;
-constexpr char kGap[] = "  ";
+constexpr char kColumnGap[] = "  ";
 constexpr char kCut[] = "\xE2\x80\xA6";
 
 // A part of a number would be taken for another number, so a list ends behind a whole one.
@@ -38,7 +38,7 @@ struct Widths {
   size_t name = 4;
   size_t type = 4;
   size_t state = 5;
-  size_t before_value() const { return name + type + kAgeColumns + state + 2 + 4 * (sizeof kGap - 1); }
+  size_t before_value() const { return name + type + kAgeColumns + state + 2 + 4 * (sizeof kColumnGap - 1); }
 };
 
 struct Cells {
@@ -51,9 +51,9 @@ struct Cells {
 };
 
 std::string table_line(const Widths& widths, const Cells& cells, size_t columns) {
-  const std::string line = pad_columns(fit_columns(cells.name, widths.name), widths.name) + kGap +
-                           pad_columns(cells.type, widths.type) + kGap + pad_columns(cells.mark, 1) + " " +
-                           pad_columns(cells.age, kAgeColumns) + kGap + pad_columns(cells.state, widths.state) + kGap +
+  const std::string line = pad_columns(fit_columns(cells.name, widths.name), widths.name) + kColumnGap +
+                           pad_columns(cells.type, widths.type) + kColumnGap + pad_columns(cells.mark, 1) + " " +
+                           pad_columns(cells.age, kAgeColumns) + kColumnGap + pad_columns(cells.state, widths.state) + kColumnGap +
                            cells.value;
   return fit_columns(line, columns);
 }

@@ -1,6 +1,8 @@
 // Reads one value through a recording relay.
 #include "tools/plc_host/why/why_live.h"
 
+#include <netinet/in.h>
+
 #include <cstdio>
 #include <filesystem>
 
@@ -16,7 +18,6 @@
 namespace plc_host {
 namespace {
 
-constexpr uint32_t kLoopbackAddress = 0x7F000001;
 constexpr int kReachPatienceMs = 2500;
 constexpr int64_t kDriverPatienceNs = 30000000;  // the driver waits so long for a connection
 constexpr int kQuietMs = 20;
@@ -34,7 +35,7 @@ class Route {
     relay_ =
         std::make_unique<wire_trace::RecordingRelay>(controller.ip_address, controller.tcp_port, reach_.descriptor);
     Target target = controller;
-    target.ip_address = kLoopbackAddress;
+    target.ip_address = INADDR_LOOPBACK;
     target.tcp_port = relay_->port();
     return target;
   }

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 
+#include "base/text.h"
 #include "client/values/utf8_text.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
@@ -10,21 +11,17 @@
 namespace plc_host {
 namespace {
 
+using plc_base::hexadecimal;
+
 using wire_trace::Exchange;
 
-constexpr size_t kMostNames = 8;        // lines for the names of one request
+constexpr size_t kMostLines = 8;        // lines for the names of one request
 constexpr size_t kMostReplyBytes = 64;  // shown of one reply
 
 void print(FILE* file, const std::string& text) { std::fputs(text.c_str(), file); }
 
 void print_row(FILE* file, const char* heading, const std::string& text) {
   print(file, pad_columns(heading, 12) + text + "\n");
-}
-
-std::string hexadecimal(uint32_t value, int digits) {
-  std::array<char, 16> text{};
-  std::snprintf(text.data(), text.size(), "0x%0*X", digits, value);
-  return text.data();
 }
 
 std::string milliseconds(const std::optional<int64_t>& ns) {
@@ -36,12 +33,12 @@ std::string milliseconds(const std::optional<int64_t>& ns) {
 
 std::string call_text(const WhyReport& report) {
   std::string text;
-  for (size_t i = 0; i < std::min(report.calls.size(), kMostNames); ++i) {
+  for (size_t i = 0; i < std::min(report.calls.size(), kMostLines); ++i) {
     const WhyCall& call = report.calls[i];
     text += (i == 0 ? "" : "; ") + hexadecimal(request_address(*report.register_id, call.offset), 8) + " (offset " +
             std::to_string(call.offset) + ", count " + std::to_string(call.count) + ")";
   }
-  if (report.calls.size() > kMostNames) text += " and " + std::to_string(report.calls.size() - kMostNames) + " more";
+  if (report.calls.size() > kMostLines) text += " and " + std::to_string(report.calls.size() - kMostLines) + " more";
   return text;
 }
 
@@ -125,7 +122,7 @@ void print_names(FILE* file, const Exchange& exchange, size_t number) {
   const bool is_reply = wire_trace::head_of(reply).is_reply;
   print(file, "\nnames sent in exchange " + std::to_string(number) + ", handles received\n");
   if (names.empty()) print(file, "  none\n");
-  for (size_t i = 0; i < std::min(names.size(), kMostNames); ++i) {
+  for (size_t i = 0; i < std::min(names.size(), kMostLines); ++i) {
     std::string text = "  " + quote_text(names[i].name);
     text += names[i].is_local ? " in scope " + std::to_string(names[i].program) : " global";
     const bool has_handle = is_reply && records[i].is_received && !records[i].handle.is_null();
@@ -134,7 +131,7 @@ void print_names(FILE* file, const Exchange& exchange, size_t number) {
                 : " -> no handle";
     print(file, text + "\n");
   }
-  if (names.size() > kMostNames) print(file, "  and " + std::to_string(names.size() - kMostNames) + " more\n");
+  if (names.size() > kMostLines) print(file, "  and " + std::to_string(names.size() - kMostLines) + " more\n");
 }
 
 void print_replies(FILE* file, const WhyReport& report) {

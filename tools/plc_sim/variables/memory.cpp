@@ -8,7 +8,6 @@ namespace {
 constexpr uint32_t kBitWordsBase = 0x8000;
 constexpr uint32_t kValueWordsBase = 0x01020000;
 constexpr uint32_t kSecondCharFlag = 0x80000000;
-constexpr uint32_t kBitsPerWord = 16;
 constexpr std::array<uint32_t, 3> kMaxWords{kBitWordsBase / kBitsPerWord, 0x8000, 0x00400000};
 
 // Device codes that a host puts into bit requests by itself: their variables must stay in the bank of that code.

@@ -14,6 +14,8 @@
 
 namespace plc_sim {
 
+constexpr uint32_t kBitsPerWord = 16;
+
 enum class Part : uint8_t { kBitAddressed, kBitWords, kValueWords };
 
 struct Place {

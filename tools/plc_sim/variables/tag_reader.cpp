@@ -13,7 +13,6 @@ namespace plc_sim {
 namespace {
 
 constexpr size_t kMaxLineBytes = 255;  // line end included
-constexpr uint8_t kNoDevice = 30;
 constexpr size_t kRequiredColumns = 8;
 constexpr int64_t kMaxElements = 1 << 20;
 constexpr size_t kMaxDeviceChars = 23;

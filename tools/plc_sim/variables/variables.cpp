@@ -13,11 +13,9 @@ constexpr uint8_t kDm = 6;
 constexpr uint8_t kMr = 17;
 constexpr uint8_t kLr = 18;
 constexpr uint8_t kEm = 23;
-constexpr uint8_t kNoDevice = 30;
 constexpr int kGlobalProgram = -1;
 constexpr uint32_t kOpaqueUnits = 4;
 constexpr uint32_t kTextWithoutLengthUnits = 16;
-constexpr uint32_t kBitsPerWord = 16;
 constexpr size_t kMaxPrograms = 255;
 constexpr size_t kMaxProgramNameUnits = 126;  // the directory gives a name's bytes plus two in one byte
 

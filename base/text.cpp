@@ -1,0 +1,21 @@
+// Numbers and words in messages.
+#include "base/text.h"
+
+#include <array>
+#include <cstdio>
+
+namespace plc_base {
+
+std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
+
+std::string hexadecimal(uint32_t value, int digits) {
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "0x%0*X", digits, value);
+  return text.data();
+}
+
+std::string plural(size_t count, std::string_view thing) {
+  return std::to_string(count) + " " + std::string(thing) + (count == 1 ? "" : "s");
+}
+
+}  // namespace plc_base

@@ -1,0 +1,20 @@
+// How numbers and words stand in messages: the same in every program.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace plc_base {
+
+// The text between the single quotes that messages put around what somebody typed.
+std::string quoted(std::string_view text);
+
+// The number with this many hexadecimal digits behind 0x, more where it has more.
+std::string hexadecimal(uint32_t value, int digits);
+
+// "1 byte", "2 bytes": the number and the thing, with the ending that the number asks for.
+std::string plural(size_t count, std::string_view thing);
+
+}  // namespace plc_base
