@@ -1,12 +1,15 @@
 // Writes what goes over the connections as a capture file, with the packets' heads made up around it.
 #pragma once
 
-#include <cstdio>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "wire/captures/traffic_observer.h"
+
+struct pcap;
+struct pcap_dumper;
 
 namespace plc_sim {
 
@@ -21,6 +24,12 @@ class PcapWriter : public TrafficObserver {
 
   // Empty when the file was begun, else what went wrong.
   std::string open(const std::string& path, uint16_t server_port);
+
+  // Empty when the file holds everything, else what went wrong first: nothing was written from then on.
+  std::string close();
+
+  // Is called once, as soon as something cannot be written.
+  void on_failure(std::function<void(const std::string&)> tell) { tell_ = std::move(tell); }
 
   void opened(unsigned connection, uint16_t peer_port) override;
   void received(unsigned connection, const Bytes& bytes) override;
@@ -40,9 +49,20 @@ class PcapWriter : public TrafficObserver {
 
   void packet(Stream& stream, bool from_host, uint8_t flags, const uint8_t* bytes, size_t count);
   void data(unsigned connection, bool from_host, const Bytes& bytes);
+  void fail(int error);
+
+  struct CloseFormat {
+    void operator()(pcap* format) const;
+  };
+  struct CloseFile {
+    void operator()(pcap_dumper* file) const;
+  };
 
   Clock clock_;
-  std::FILE* file_ = nullptr;
+  std::function<void(const std::string&)> tell_;
+  std::string problem_;
+  std::unique_ptr<pcap, CloseFormat> format_;
+  std::unique_ptr<pcap_dumper, CloseFile> file_;
   uint16_t server_port_ = 0;
   std::map<unsigned, Stream> streams_;
 };
