@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "tests/support/temp_dir.h"
+#include "tests/wire/packet_files.h"
 #include "tests/wire/trace_fixture.h"
 #include "wire/exchange.h"
 
@@ -19,59 +20,17 @@ using wire_trace::Exchange;
 
 constexpr uint16_t kControllerPort = 8501;
 
-// A packet as it stands in a file: raw IP, no checksums, as a network card that computes them later leaves them.
-struct Packet {
-  uint16_t from;
-  uint16_t to;
-  uint32_t sequence;
-  std::string flags;  // two hexadecimal digits
-  std::string bytes;  // hexadecimal
-};
-
-void append_number(std::string& file, uint64_t value, unsigned bytes) {
-  for (unsigned shift = 8 * bytes; shift > 0; shift -= 8) file += static_cast<char>(value >> (shift - 8) & 0xFFU);
+// Raw IPv4; the second of each packet is its place.
+std::string file_of(const std::vector<TcpPacket>& packets) {
+  FileWriter writer(kClassic, kRawIp);
+  for (const TcpPacket& packet : packets) writer.packet(ipv4_of(packet));
+  return writer.file();
 }
 
-// Big-endian classic pcap with microseconds; the second of each packet is its place.
-std::string file_of(const std::vector<Packet>& packets) {
-  std::string file;
-  append_number(file, 0xA1B2C3D4, 4);
-  append_number(file, 0x00020004, 4);
-  append_number(file, 0, 8);
-  append_number(file, 65535, 4);
-  append_number(file, 101, 4);
-  uint32_t second = 0;
-  for (const Packet& packet : packets) {
-    const Bytes data = from_hex(packet.bytes);
-    const size_t size = 40 + data.size();
-    append_number(file, second++, 4);
-    append_number(file, 0, 4);
-    append_number(file, size, 4);
-    append_number(file, size, 4);
-    append_number(file, 0x4500, 2);
-    append_number(file, size, 2);
-    append_number(file, 0, 4);
-    append_number(file, 0x4006, 2);
-    append_number(file, 0, 2);
-    append_number(file, packet.from < packet.to ? 0x0A000001 : 0x0A000002, 4);
-    append_number(file, packet.from < packet.to ? 0x0A000002 : 0x0A000001, 4);
-    append_number(file, packet.from, 2);
-    append_number(file, packet.to, 2);
-    append_number(file, packet.sequence, 4);
-    append_number(file, 0, 4);
-    file += '\x50';
-    file += static_cast<char>(from_hex(packet.flags).at(0));
-    append_number(file, 0xFFFF, 2);
-    append_number(file, 0, 4);
-    file.append(data.begin(), data.end());
-  }
-  return file;
-}
-
-Packet host(uint32_t sequence, const std::string& bytes, uint16_t port = 9000) {
+TcpPacket host(uint32_t sequence, const std::string& bytes, uint16_t port = 9000) {
   return {port, kControllerPort, sequence, "18", bytes};
 }
-Packet controller(uint32_t sequence, const std::string& bytes, uint16_t port = 9000) {
+TcpPacket controller(uint32_t sequence, const std::string& bytes, uint16_t port = 9000) {
   return {kControllerPort, port, sequence, "18", bytes};
 }
 
@@ -159,24 +118,24 @@ TEST(Capture, RefusedConnection_IsKnown) {
 }
 
 TEST(Capture, OtherFiles_AreRefusedWithTheirReason) {
-  EXPECT_EQ(wire_trace::read_recording("", 0).problem, "not a pcap file");
-  EXPECT_EQ(wire_trace::read_recording("hello, world, this is text", 0).problem, "not a pcap file");
-  EXPECT_EQ(wire_trace::read_recording("\x0A\x0D\x0D\x0A and more of it", 0).problem,
-            "a pcapng file; turn it into pcap first: editcap -F pcap IN OUT");
-  EXPECT_EQ(wire_trace::read_recording_file("/nonexistent", 0).problem, "cannot be read");
+  constexpr char kNotOne[] =
+      "not a pcap or pcapng file, as tcpdump, tshark and Wireshark write them: unknown file format";
+  EXPECT_EQ(wire_trace::read_recording("hello, world, this is text", 0).problem, kNotOne);
+  EXPECT_EQ(wire_trace::read_recording_file("/nonexistent", 0).problem, "cannot be read: No such file or directory");
+}
+
+TEST(Capture, Losses_AreSaidOfTheControllersConnectionsAlone) {
+  std::vector<TcpPacket> packets = {{9000, 502, 1, "18", "01"}, {9000, 502, 5, "18", "02"}};
+  EXPECT_EQ(wire_trace::read_recording(file_of(packets), 0).problem, "no connection with a controller in it");
+  EXPECT_EQ(wire_trace::read_recording(file_of(packets), 502).problem, "3 bytes are missing");
+  packets.insert(packets.end(), {host(1, kResolveD), host(1, "11"), host(24, kReadD), controller(1, kResolveReply)});
+  EXPECT_EQ(wire_trace::read_recording(file_of(packets), 0).problem,
+            "1 byte is missing; 1 byte was sent again with another value, the first one counts");
 }
 
 TEST(Capture, EveryCutOfAFile_IsReadWithinIt) {
   const std::string file = sample("session");
   for (size_t size = 0; size < file.size(); size += 7) EXPECT_LE(exchanges_in(file.substr(0, size)).size(), 8U);
-}
-
-TEST(Capture, GarbageLengths_EndTheReading) {
-  std::string file = file_of({host(1, kResolveD), controller(1, kResolveReply)});
-  file[24 + 8] = '\x7F';
-  const CapturedRecording captured = wire_trace::read_recording(file, 0);
-  EXPECT_TRUE(captured.recording.connections.empty());
-  EXPECT_EQ(captured.problem, "the file ends inside a packet");
 }
 
 // Each byte of a good file changed: nothing may be read outside of it, whatever is found.

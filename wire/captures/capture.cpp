@@ -106,29 +106,28 @@ std::vector<PlacedEvent> in_time_order(const Recording& recording) {
   return placed;
 }
 
-}  // namespace
-
-CapturedRecording read_recording(std::string_view file, uint16_t controller_port) {
-  const plc_sim::TcpCapture tcp = plc_sim::read_tcp_streams(file);
+CapturedRecording recording_of(const plc_sim::TcpCapture& tcp, uint16_t controller_port) {
   CapturedRecording captured;
-  captured.problem = tcp.problem;
+  plc_sim::Losses losses = tcp.losses;
   for (const TcpStream& stream : tcp.streams) {
     if (const auto first_is_host = is_first_the_host(stream, controller_port)) {
       captured.recording.connections.push_back(connection_of(stream, *first_is_host));
+      losses += stream.losses;
     }
   }
-  if (captured.recording.connections.empty() && captured.problem.empty()) {
-    captured.problem = "no connection with a controller in it";
-  }
+  const bool is_empty = captured.recording.connections.empty() && tcp.problem.empty();
+  captured.problem = plc_sim::with_losses(is_empty ? "no connection with a controller in it" : tcp.problem, losses);
   return captured;
 }
 
+}  // namespace
+
+CapturedRecording read_recording(std::string_view file, uint16_t controller_port) {
+  return recording_of(plc_sim::read_tcp_streams(file), controller_port);
+}
+
 CapturedRecording read_recording_file(const std::string& path, uint16_t controller_port) {
-  std::string content;
-  if (!plc_sim::read_whole_file(path, &content)) {
-    return {{}, "cannot be read"};
-  }
-  return read_recording(content, controller_port);
+  return recording_of(plc_sim::read_tcp_stream_file(path), controller_port);
 }
 
 std::string write_recording(const Recording& recording, uint16_t controller_port, const std::string& path) {
@@ -153,7 +152,7 @@ std::string write_recording(const Recording& recording, uint16_t controller_port
       writer.sent(placed.connection, placed.event->bytes);
     }
   }
-  return {};
+  return writer.close();
 }
 
 }  // namespace wire_trace

@@ -10,7 +10,7 @@ namespace wire_trace {
 
 struct CapturedRecording {
   Recording recording;
-  std::string problem;  // why it is empty, or why the rest of the file was not read
+  std::string problem;  // why it is empty, or what is not in it
 };
 
 // The connections of the capture that carry this protocol, or all of one port of the controller when that is not 0.
@@ -18,7 +18,8 @@ CapturedRecording read_recording(std::string_view file, uint16_t controller_port
 
 CapturedRecording read_recording_file(const std::string& path, uint16_t controller_port);
 
-// Writes the recording as a capture file with made-up addresses. Empty when it was written, else what went wrong.
+// Writes the recording as a capture file with made-up addresses. Empty when the file holds all of it, else what went
+// wrong.
 std::string write_recording(const Recording& recording, uint16_t controller_port, const std::string& path);
 
 }  // namespace wire_trace

@@ -61,27 +61,25 @@ void append_exchanges(const TcpStream& stream, std::vector<Exchange>& exchanges)
   }
 }
 
-}  // namespace
-
-Capture read_capture(std::string_view file) {
-  const TcpCapture tcp = read_tcp_streams(file);
+Capture exchanges_of(const TcpCapture& tcp) {
   Capture capture;
-  capture.problem = tcp.problem;
+  Losses losses = tcp.losses;
   for (const TcpStream& stream : tcp.streams) {
+    const size_t before = capture.exchanges.size();
     append_exchanges(stream, capture.exchanges);
+    if (capture.exchanges.size() > before) {
+      losses += stream.losses;
+    }
   }
-  if (capture.exchanges.empty() && capture.problem.empty()) {
-    capture.problem = "no exchange with a controller in it";
-  }
+  const bool is_empty = capture.exchanges.empty() && tcp.problem.empty();
+  capture.problem = with_losses(is_empty ? "no exchange with a controller in it" : tcp.problem, losses);
   return capture;
 }
 
-Capture read_capture_file(const std::string& path) {
-  std::string content;
-  if (!read_whole_file(path, &content)) {
-    return {{}, "cannot be read"};
-  }
-  return read_capture(content);
-}
+}  // namespace
+
+Capture read_capture(std::string_view file) { return exchanges_of(read_tcp_streams(file)); }
+
+Capture read_capture_file(const std::string& path) { return exchanges_of(read_tcp_stream_file(path)); }
 
 }  // namespace plc_sim

@@ -16,10 +16,10 @@ struct Exchange {
 
 struct Capture {
   std::vector<Exchange> exchanges;
-  std::string problem;  // why there are none, or why the rest of the file was not read
+  std::string problem;  // why there are none, or what is not in them
 };
 
-// Classic pcap in both byte orders, with microseconds or nanoseconds, over Ethernet, raw IP or Linux "any" devices.
+// Of every file that read_tcp_streams takes.
 Capture read_capture(std::string_view file);
 
 Capture read_capture_file(const std::string& path);

@@ -1,98 +1,19 @@
-// Reads packets, and puts the bytes of each TCP connection in order.
+// Puts the bytes of each TCP connection in order.
 #include "wire/captures/pcap_streams.h"
 
 #include <algorithm>
 #include <deque>
-#include <fstream>
 #include <map>
 #include <optional>
-#include <sstream>
-#include <tuple>
+#include <utility>
 
-#include "wire/big_endian.h"
+#include "wire/captures/packets.h"
+#include "wire/captures/segment.h"
 
 namespace plc_sim {
 namespace {
 
-constexpr size_t kFileHeadBytes = 24;
-constexpr size_t kLinkAt = 20;
-constexpr size_t kRecordHeadBytes = 16;
-constexpr size_t kMaxPacketBytes = 1 << 20;
 constexpr uint32_t kHalfOfAll = 0x80000000U;  // sequence numbers further on than this are behind
-
-struct Endpoint {
-  uint32_t address;
-  uint16_t port;
-  bool operator<(const Endpoint& other) const { return std::tie(address, port) < std::tie(other.address, other.port); }
-};
-
-struct Segment {
-  int64_t time_ns;
-  Endpoint from;
-  Endpoint to;
-  uint32_t sequence;
-  bool opens;   // SYN
-  bool grants;  // SYN and ACK
-  bool finishes;
-  bool resets;
-  Bytes bytes;
-};
-
-// Where the IP packet starts; empty for packets of another kind.
-std::optional<size_t> ip_start(uint32_t link, const ByteView& packet) {
-  constexpr uint32_t kEthernet = 1;
-  constexpr uint32_t kRawIp = 101;
-  constexpr uint32_t kLinuxAny = 113;
-  constexpr uint32_t kLinuxAny2 = 276;
-  constexpr uint16_t kIpv4 = 0x0800;
-  constexpr uint16_t kVlan = 0x8100;
-  switch (link) {
-    case kEthernet: {
-      const size_t type_at = packet.u16(12) == kVlan ? 16 : 12;
-      return packet.u16(type_at) == kIpv4 ? std::optional<size_t>(type_at + 2) : std::nullopt;
-    }
-    case kRawIp:
-      return 0;
-    case kLinuxAny:
-      return packet.u16(14) == kIpv4 ? std::optional<size_t>(16) : std::nullopt;
-    case kLinuxAny2:
-      return packet.u16(0) == kIpv4 ? std::optional<size_t>(20) : std::nullopt;
-    default:
-      return std::nullopt;
-  }
-}
-
-std::optional<Segment> segment_in(uint32_t link, const ByteView& packet, int64_t time_ns) {
-  constexpr uint8_t kTcp = 6;
-  constexpr unsigned kFin = 0x01;
-  constexpr unsigned kSyn = 0x02;
-  constexpr unsigned kRst = 0x04;
-  constexpr unsigned kAck = 0x10;
-  const auto start = ip_start(link, packet);
-  if (!start) {
-    return std::nullopt;
-  }
-  const unsigned head = packet.u8(*start);
-  const bool is_fragment = (packet.u16(*start + 6) & 0x1FFFU) != 0;
-  if (head >> 4U != 4 || packet.u8(*start + 9) != kTcp || is_fragment) {
-    return std::nullopt;
-  }
-  // A length of 0 is left to the network card to fill in.
-  const size_t ip_bytes = packet.u16(*start + 2);
-  const ByteView ip = packet.part(*start, ip_bytes == 0 ? packet.size() : ip_bytes);
-  const size_t tcp = size_t{4} * (head & 0x0FU);
-  const size_t data = tcp + size_t{4} * (static_cast<unsigned>(ip.u8(tcp + 12)) >> 4U);
-  const unsigned flags = ip.u8(tcp + 13);
-  return Segment{time_ns,
-                 {ip.u32(12), ip.u16(tcp)},
-                 {ip.u32(16), ip.u16(tcp + 2)},
-                 ip.u32(tcp + 4),
-                 (flags & kSyn) != 0,
-                 (flags & (kSyn | kAck)) == (kSyn | kAck),
-                 (flags & kFin) != 0,
-                 (flags & kRst) != 0,
-                 ip.part(data, ip.size()).bytes()};
-}
 
 // One connection: what was sent again is left out, what came too early waits for what belongs before it.
 class StreamBuilder {
@@ -108,8 +29,9 @@ class StreamBuilder {
   bool has_started() const { return has_bytes_ || is_over_; }
 
   void add(const Segment& segment) {
-    const bool from_first = !(segment.from < first_) && !(first_ < segment.from);
+    const bool from_first = segment.from == first_;
     Side& side = sides_[from_first ? 0 : 1];
+    stream_.losses.cut_packets += segment.is_cut ? 1 : 0;
     if (segment.opens) {
       side.next = segment.sequence + 1;
       return;
@@ -136,9 +58,16 @@ class StreamBuilder {
   }
 
  private:
+  // Bytes that were taken, and where.
+  struct Taken {
+    uint32_t sequence;
+    size_t event;
+  };
+
   struct Side {
     std::optional<uint32_t> next;
     std::deque<Segment> early;
+    std::deque<Taken> latest;
     bool is_finished = false;
   };
 
@@ -174,13 +103,39 @@ class StreamBuilder {
 
   // The bytes that were not there yet.
   void append_new(Side& side, bool from_first, const Segment& segment) {
+    constexpr size_t kMostCompared = 64;
     const uint32_t known = side.next ? *side.next - segment.sequence : 0;
+    if (known != 0) {
+      compare_known(side, segment);
+    }
     if (known >= segment.bytes.size()) {
       return;
     }
     append(from_first, TcpEvent::Kind::kBytes, segment.time_ns,
            Bytes(segment.bytes.begin() + static_cast<std::ptrdiff_t>(known), segment.bytes.end()));
+    side.latest.push_back({segment.sequence + known, stream_.events.size() - 1});
+    if (side.latest.size() > kMostCompared) {
+      side.latest.pop_front();
+    }
     side.next = segment.sequence + static_cast<uint32_t>(segment.bytes.size());
+  }
+
+  // Counts the bytes that came before with another value. A packet that keeps an idle connection alive sends the last
+  // byte again, whatever its value.
+  void compare_known(const Side& side, const Segment& segment) {
+    if (segment.bytes.size() == 1 && segment.sequence + 1 == *side.next) {
+      return;
+    }
+    for (const Taken& taken : side.latest) {
+      const Bytes& before = stream_.events[taken.event].bytes;
+      const auto start = int64_t{static_cast<int32_t>(taken.sequence - segment.sequence)};
+      const int64_t end =
+          std::min<int64_t>(start + static_cast<int64_t>(before.size()), static_cast<int64_t>(segment.bytes.size()));
+      for (int64_t at = std::max<int64_t>(start, 0); at < end; ++at) {
+        const bool is_same = segment.bytes[static_cast<size_t>(at)] == before[static_cast<size_t>(at - start)];
+        stream_.losses.changed_bytes += is_same ? 0 : 1;
+      }
+    }
   }
 
   // Gives up on what is missing.
@@ -193,6 +148,7 @@ class StreamBuilder {
       side.early.pop_front();
       const uint32_t gap = waiting.sequence - *side.next;
       if (gap < kHalfOfAll) {
+        stream_.losses.missing_bytes += gap;
         side.next = waiting.sequence;
       }
       append_new(side, from_first, waiting);
@@ -233,64 +189,54 @@ class StreamTable {
   std::map<std::pair<Endpoint, Endpoint>, size_t> current_;
 };
 
-struct FileFormat {
-  bool is_big;
-  int64_t ns_per_fraction;
-  uint32_t number(const ByteView& view, size_t at) const { return is_big ? view.u32(at) : view.swapped_u32(at); }
-};
-
-std::optional<FileFormat> format_of(const ByteView& view) {
-  constexpr uint32_t kMicroseconds = 0xA1B2C3D4;
-  constexpr uint32_t kNanoseconds = 0xA1B23C4D;
-  for (const bool is_big : {true, false}) {
-    const uint32_t magic = is_big ? view.u32(0) : view.swapped_u32(0);
-    if (magic == kMicroseconds || magic == kNanoseconds) {
-      return FileFormat{is_big, magic == kMicroseconds ? 1000 : 1};
-    }
+void append_count(std::string& text, uint64_t count, const char* one, const char* many) {
+  if (count > 0) {
+    text += (text.empty() ? "" : "; ") + std::to_string(count) + " " + (count == 1 ? one : many);
   }
-  return std::nullopt;
 }
 
-}  // namespace
-
-TcpCapture read_tcp_streams(std::string_view file) {
-  constexpr int64_t kNsPerSecond = 1000000000;
-  const ByteView view(file.data(), file.size());
-  TcpCapture capture;
-  const auto format = format_of(view);
-  if (!format) {
-    constexpr uint32_t kNextGeneration = 0x0A0D0D0A;
-    capture.problem = view.u32(0) == kNextGeneration ? "a pcapng file; turn it into pcap first: editcap -F pcap IN OUT"
-                                                     : "not a pcap file";
-    return capture;
-  }
+template <typename Read>
+TcpCapture streams_of(Read read) {
   StreamTable streams;
-  for (size_t at = kFileHeadBytes; at + kRecordHeadBytes <= view.size();) {
-    const int64_t time_ns =
-        format->number(view, at) * kNsPerSecond + format->number(view, at + 4) * format->ns_per_fraction;
-    const size_t count = format->number(view, at + 8);
-    at += kRecordHeadBytes;
-    if (count > kMaxPacketBytes || at + count > view.size()) {
-      capture.problem = "the file ends inside a packet";
-      break;
+  TcpCapture capture;
+  capture.problem = read([&](const Packet& packet) {
+    const PacketContent content = content_of(packet);
+    capture.losses.fragments += content.is_fragment ? 1 : 0;
+    capture.losses.cut_packets += content.is_cut ? 1 : 0;
+    if (content.segment) {
+      streams.add(*content.segment);
     }
-    if (const auto segment = segment_in(format->number(view, kLinkAt), view.part(at, count), time_ns)) {
-      streams.add(*segment);
-    }
-    at += count;
-  }
+  });
   capture.streams = streams.finish();
   return capture;
 }
 
-bool read_whole_file(const std::string& path, std::string* content) {
-  std::ifstream stream(path, std::ios::binary);
-  std::ostringstream bytes;
-  if (stream && stream.peek() != std::ifstream::traits_type::eof()) {
-    bytes << stream.rdbuf();
-  }
-  *content = bytes.str();
-  return !stream.bad() && (stream.is_open());
+}  // namespace
+
+Losses& Losses::operator+=(const Losses& other) {
+  missing_bytes += other.missing_bytes;
+  changed_bytes += other.changed_bytes;
+  cut_packets += other.cut_packets;
+  fragments += other.fragments;
+  return *this;
+}
+
+std::string with_losses(std::string problem, const Losses& losses) {
+  append_count(problem, losses.missing_bytes, "byte is missing", "bytes are missing");
+  append_count(problem, losses.changed_bytes, "byte was sent again with another value, the first one counts",
+               "bytes were sent again with other values, the first ones count");
+  append_count(problem, losses.cut_packets, "packet was captured in part", "packets were captured in part");
+  append_count(problem, losses.fragments, "fragment of an IP packet is left out",
+               "fragments of IP packets are left out");
+  return problem;
+}
+
+TcpCapture read_tcp_streams(std::string_view file) {
+  return streams_of([file](const TakePacket& take) { return read_packets(file, take); });
+}
+
+TcpCapture read_tcp_stream_file(const std::string& path) {
+  return streams_of([&path](const TakePacket& take) { return read_packet_file(path, take); });
 }
 
 }  // namespace plc_sim

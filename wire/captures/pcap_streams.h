@@ -1,4 +1,4 @@
-// Reads capture files: packets, and from them each TCP connection as it went, bytes in order and with their times.
+// Reads from capture files each TCP connection as it went, bytes in order and with their times, and says what is lost.
 #pragma once
 
 #include <cstdint>
@@ -18,6 +18,18 @@ struct TcpEvent {
   Bytes bytes;
 };
 
+// What a capture lacks of the connections that it holds.
+struct Losses {
+  uint64_t missing_bytes = 0;  // sent between two packets that were captured
+  uint64_t changed_bytes = 0;  // sent again with another value; the first one counts
+  size_t cut_packets = 0;      // captured in part
+  size_t fragments = 0;        // of IP packets; left out
+  Losses& operator+=(const Losses& other);
+};
+
+// What went wrong, with a part for each kind of loss.
+std::string with_losses(std::string problem, const Losses& losses);
+
 struct TcpStream {
   uint16_t first_port = 0;  // of whoever sent the first packet
   uint16_t second_port = 0;
@@ -26,17 +38,18 @@ struct TcpStream {
   bool is_refused = false;     // asked for, and nothing but a reset came back
   int64_t start_ns = 0;
   std::vector<TcpEvent> events;
+  Losses losses;
 };
 
 struct TcpCapture {
   std::vector<TcpStream> streams;  // in the order of their first packets
   std::string problem;             // why there are none, or why the rest of the file was not read
+  Losses losses;                   // of packets that no connection could be told from
 };
 
-// Classic pcap in both byte orders, with microseconds or nanoseconds, over Ethernet, raw IP or Linux "any" devices.
+// pcap files in both byte orders, with microseconds or nanoseconds, and pcapng files, over Ethernet with or without
+// VLAN tags, Linux cooked captures, raw IP or loopback devices.
 TcpCapture read_tcp_streams(std::string_view file);
-
-// The file's content; nothing when it cannot be read.
-bool read_whole_file(const std::string& path, std::string* content);
+TcpCapture read_tcp_stream_file(const std::string& path);
 
 }  // namespace plc_sim

@@ -11,8 +11,8 @@
 #include "client/values/value_type.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/stop_signal.h"
-#include "tools/plc_host/why/capture_file.h"
 #include "tools/plc_host/why/why_findings.h"
+#include "wire/captures/capture.h"
 #include "wire/relay.h"
 
 namespace plc_host {
@@ -115,7 +115,8 @@ void record_road(Route& route, const std::string& pcap_file, WhyReport& report) 
   report.exchanges = wire_trace::find_exchanges(recording);
   for (size_t i = 0; i < report.exchanges.size(); ++i) report.road.push_back(i);
   if (pcap_file.empty()) return;
-  write_capture_file(recording, route.controller().tcp_port, pcap_file);
+  const std::string problem = wire_trace::write_recording(recording, route.controller().tcp_port, pcap_file);
+  if (!problem.empty()) throw HostError(kExitOutput, "cannot write " + pcap_file + ": " + problem);
 }
 
 std::string path_of_tag_file(const HostOptions& options, const Target& controller) {

@@ -1,0 +1,106 @@
+// libpcap keeps the bounds of what it reads: no packet is longer than 256 KiB, no block of a pcapng file than 16 MiB.
+#include "wire/captures/packets.h"
+
+#include <pcap/pcap.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <optional>
+
+namespace plc_sim {
+namespace {
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+struct CloseCapture {
+  void operator()(pcap_t* capture) const { pcap_close(capture); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+using CaptureFile = std::unique_ptr<pcap_t, CloseCapture>;
+
+std::optional<Link> link_of(int link_type) {
+  switch (link_type) {
+    case DLT_EN10MB:
+      return Link::kEthernet;
+    case DLT_LINUX_SLL:
+      return Link::kLinuxCooked;
+    case DLT_LINUX_SLL2:
+      return Link::kLinuxCooked2;
+    case DLT_RAW:
+    case DLT_IPV4:
+    case DLT_IPV6:
+      return Link::kRawIp;
+    case DLT_NULL:
+    case DLT_LOOP:
+      return Link::kLoopback;
+    default:
+      return std::nullopt;
+  }
+}
+
+std::string other_link(int link_type) {
+  const char* name = pcap_datalink_val_to_name(link_type);
+  return "its packets are of link type " + (name != nullptr ? std::string(name) : std::to_string(link_type)) +
+         "; expected are Ethernet, Linux cooked, raw IP and loopback";
+}
+
+// The seconds of hostile files need not fit into the nanoseconds of a time.
+int64_t time_of(const timeval& stamp) {
+  constexpr int64_t kNsPerSecond = 1000000000;
+  return static_cast<uint32_t>(stamp.tv_sec) * kNsPerSecond + static_cast<uint32_t>(stamp.tv_usec);
+}
+
+std::string read_all(pcap_t* capture, const TakePacket& take) {
+  const auto link = link_of(pcap_datalink(capture));
+  if (!link) {
+    return other_link(pcap_datalink(capture));
+  }
+  for (size_t count = 0;; ++count) {
+    pcap_pkthdr* head = nullptr;
+    const u_char* bytes = nullptr;
+    const int result = pcap_next_ex(capture, &head, &bytes);
+    if (result == 1) {
+      take({*link, time_of(head->ts), ByteView(bytes, head->caplen)});
+      continue;
+    }
+    if (result == PCAP_ERROR_BREAK) {
+      return {};
+    }
+    if (std::feof(pcap_file(capture)) != 0) {
+      return count == 0 ? "the file breaks off before its first packet ends"
+                        : "the file breaks off after packet " + std::to_string(count);
+    }
+    return "cannot be read" + (count == 0 ? std::string() : " beyond packet " + std::to_string(count)) + ": " +
+           pcap_geterr(capture);
+  }
+}
+
+std::string read_opened(File file, const TakePacket& take) {
+  if (file == nullptr) {
+    return std::string("cannot be read: ") + std::strerror(errno);
+  }
+  char reason[PCAP_ERRBUF_SIZE] = "";
+  const CaptureFile capture(pcap_fopen_offline_with_tstamp_precision(file.get(), PCAP_TSTAMP_PRECISION_NANO, reason));
+  if (capture == nullptr) {
+    return std::ferror(file.get()) != 0
+               ? std::string("cannot be read: ") + reason
+               : std::string("not a pcap or pcapng file, as tcpdump, tshark and Wireshark write them: ") + reason;
+  }
+  file.release();  // closed with the capture
+  return read_all(capture.get(), take);
+}
+
+}  // namespace
+
+std::string read_packets(std::string_view file, const TakePacket& take) {
+  // Opened for reading: the bytes stay as they are.
+  return read_opened(File(fmemopen(const_cast<char*>(file.data()), file.size(), "rb")), take);
+}
+
+std::string read_packet_file(const std::string& path, const TakePacket& take) {
+  return read_opened(File(std::fopen(path.c_str(), "rbe")), take);
+}
+
+}  // namespace plc_sim
