@@ -118,8 +118,9 @@ class Application {
       input_.start();
     }
     uv_run(&loop_.loop, UV_RUN_DEFAULT);
+    const bool has_capture = pcap_.close().empty();
     const bool has_report = options_.report.empty() || write_report();
-    return tally_.counts.violations > 0 ? kViolationSeen : has_report ? kDone : kNotStarted;
+    return tally_.counts.violations > 0 ? kViolationSeen : has_capture && has_report ? kDone : kNotStarted;
   }
 
  private:
@@ -163,6 +164,9 @@ class Application {
       if (!problem.empty()) {
         return "cannot write " + options_.pcap + ": " + problem;
       }
+      pcap_.on_failure([this](const std::string& reason) {
+        print_error("plc-sim: cannot write " + options_.pcap + ": " + reason);
+      });
       server_.set_observer(&pcap_);
     }
     return {};
