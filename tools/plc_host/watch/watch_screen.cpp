@@ -53,8 +53,8 @@ struct Cells {
 std::string table_line(const Widths& widths, const Cells& cells, size_t columns) {
   const std::string line = pad_columns(fit_columns(cells.name, widths.name), widths.name) + kColumnGap +
                            pad_columns(cells.type, widths.type) + kColumnGap + pad_columns(cells.mark, 1) + " " +
-                           pad_columns(cells.age, kAgeColumns) + kColumnGap + pad_columns(cells.state, widths.state) + kColumnGap +
-                           cells.value;
+                           pad_columns(cells.age, kAgeColumns) + kColumnGap + pad_columns(cells.state, widths.state) +
+                           kColumnGap + cells.value;
   return fit_columns(line, columns);
 }
 
