@@ -18,6 +18,36 @@ if [ -z "${CMAKE_CXX_COMPILER_LAUNCHER:-}" ] && command -v ccache >/dev/null; th
   export CCACHE_SLOPPINESS=pch_defines,time_macros
 fi
 
+# show_usage: the head of the running script.
+show_usage() { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"; }
+
+# refuse WHAT...: ends the script, which cannot be called like that.
+refuse() {
+  printf '%s\n' "$*" >&2
+  show_usage >&2
+  exit 2
+}
+
+# answer_help "OPTION..." WORD...: shows the usage and ends where the script's words ask for it; an option that is none of
+# these, a list in one word, is refused. Every script calls it before it does anything.
+answer_help() {
+  local options=" $1 " word
+  shift
+  for word in "$@"; do
+    case $word in
+      -h | --help)
+        show_usage
+        exit 0
+        ;;
+    esac
+  done
+  for word in "$@"; do
+    case $word in
+      -*) [[ $options == *" $word "* ]] || refuse "unknown option '$word'" ;;
+    esac
+  done
+}
+
 say() { printf '\n== %s\n' "$*"; }
 fail() {
   printf '%s\n' "$*" >&2
@@ -81,7 +111,7 @@ run_suite() {
 run_jobs() {
   local job
   for job in "$@"; do
-    declare -F "job_${job//-/_}" >/dev/null || fail "unknown job '$job'; known: $(known_jobs)"
+    declare -F "job_${job//-/_}" >/dev/null || refuse "unknown job '$job'; known: $(known_jobs)"
   done
   mkdir -p "$results_dir"
   : >"$results_dir/counts"

@@ -11,6 +11,7 @@ CHECK is one of:
   flags          the user's flags stay as they are, and what is installed is optimised in every build type
   options        what is asked for and cannot be built ends the configuration
   musl           with musl's headers and C library: without warnings, and the hosts in C do what they do elsewhere
+  packages       scripts/package replaces its own files in a folder, and touches no others
   scripts        every script answers --help, and does nothing else then
 
 --cmake and --toolchain take another CMake, and other compilers, for subdirectory, fetch and package.
@@ -303,6 +304,49 @@ def check_options(builder, work):
     demand(code != 0 and "exclude each other" in re.sub(r"\s+", " ", said), said)
 
 
+# Stands for git, cmake and cpack: files with the names and places of theirs, in no time.
+STAND_IN = """#!/bin/sh
+case "$(basename "$0") $*" in
+  git*) echo 0 ;;
+  cpack*) mkdir -p "$4" && for name in libplc-driver1 libplc-driver-dev plc-tools; do
+      echo new >"$4/${name}_VERSION_amd64.deb"; done ;;
+  *--install*) while [ "$1" != --prefix ]; do shift; done; mkdir -p "$2" && echo new >"$2/file" ;;
+esac
+"""
+
+
+def check_packages(_builder, work):
+    """In a copy of the scripts, with stand-ins for what builds."""
+    project = clean_folder(work) / "project"
+    shutil.copytree(ROOT / "scripts", project / "scripts", ignore=shutil.ignore_patterns("__pycache__"))
+    shutil.copy(ROOT / "CMakeLists.txt", project)
+    (project / "build/release").mkdir(parents=True)
+    tools = clean_folder(work / "tools")
+    for name, text in (("git", STAND_IN), ("cmake", STAND_IN), ("cpack", STAND_IN), ("setup", "#!/bin/sh\n")):
+        file = (project / "scripts" if name == "setup" else tools) / name
+        file.write_text(text.replace("VERSION", VERSION), encoding="utf-8")
+        file.chmod(0o755)
+    output = clean_folder(work / "output")
+    own = [f"libplc-driver1_{VERSION}_amd64.deb", f"libplc-driver-dev_{VERSION}_amd64.deb",
+           f"plc-tools_{VERSION}_amd64.deb", f"plc_driver-{VERSION}-linux-amd64.tar.gz"]
+    earlier = ["libplc-driver1_0.9.0_amd64.deb", "plc_driver-0.9.0-linux-armhf.tar.gz"]
+    strange = ["firefox_1.0_amd64.deb", "backup.tar.gz", "libplc-driver1_0.8.0_amd64.deb", "notes.txt", "stage/kept"]
+    for name in (*own, *earlier, *strange):
+        (output / name).parent.mkdir(exist_ok=True)
+        (output / name).write_text("old\n", encoding="utf-8")
+    listed = "".join(f"{'0' * 64}  {name}\n" for name in (*own, *earlier))
+    foreign = f"{'1' * 64}  backup.tar.gz\n"
+    (output / "SHA256SUMS").write_text(listed + foreign, encoding="utf-8")
+    run([project / "scripts/package", "--only", "amd64", "output"], cwd=work,
+        env={**os.environ, "PATH": f"{tools}:{os.environ['PATH']}"})
+    demand(installed_files(output) == sorted([*own, *strange, "SHA256SUMS"]), f"there are: {installed_files(output)}")
+    for name in strange:
+        demand((output / name).read_text(encoding="utf-8") == "old\n", f"{name} is another file now")
+    sums = (output / "SHA256SUMS").read_text(encoding="utf-8").split("\n")
+    demand(sums[0] + "\n" == foreign and [line[66:] for line in sums[1:-1]] == own, f"the list: {sums}")
+    demand(not any(line.startswith("0" * 64) for line in sums), f"sums of old files: {sums}")
+
+
 def check_scripts(_builder, work):
     """In a copy of scripts/ alone, where a script that did anything would fail or leave something."""
     clean_folder(work)
@@ -327,7 +371,7 @@ def check_scripts(_builder, work):
 
 CHECKS = {"alone": check_alone, "subdirectory": check_subdirectory, "fetch": check_fetch, "package": check_package,
           "flags": check_flags, "options": check_options, "musl": check_musl,
-          "scripts": check_scripts}
+          "packages": check_packages, "scripts": check_scripts}
 
 
 def main():
