@@ -1,12 +1,15 @@
-// Fuzz target of everything that plc-sim reads: requests, captures, HTTP and tag files. The first byte says which.
+// Fuzz target of everything that plc-sim reads: requests, captures, tag files and what visitors of the page ask. The
+// first byte says which.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <optional>
+#include <sstream>
 #include <string>
 
 #include "tools/plc_sim/controller/controller.h"
-#include "tools/plc_sim/page/http.h"
+#include "tools/plc_sim/page/visitor_check.h"
+#include "tools/plc_sim/page/web_page.h"
 #include "tools/plc_sim/server/replay.h"
 #include "wire/captures/pcap_reader.h"
 #include "wire/framing.h"
@@ -68,6 +71,34 @@ void fuzz_tags(const std::string& text) {
   }
 }
 
+// A line each for method, path, query, host and origin; the rest is the body.
+void fuzz_page(const std::string& text) {
+  plc_sim::VariableStore store;
+  store.declare(plc_sim::read_tag_text("tags", kTags).tags, {}, plc_sim::DirectoryOrder::kFile);
+  const plc_sim::FaultBook faults;
+  const plc_sim::Tally tally([](const std::string&) {});
+  const plc_sim::WebPage page(store, faults, tally, [](const std::string& line) {
+    require(line.rfind("set ", 0) == 0 || line.rfind("fault ", 0) == 0);
+    require(line.find('\n') == std::string::npos);
+    return "ok\n";
+  });
+  std::istringstream lines(text);
+  plc_sim::WebRequest request;
+  request.has_own_header = true;
+  std::string host;
+  std::string origin;
+  for (std::string* part : {&request.method, &request.path, &request.query, &host, &origin}) {
+    std::getline(lines, *part);
+  }
+  std::getline(lines, request.body, '\0');
+  request.host = host;
+  request.origin = origin;
+  const auto refusal = plc_sim::refuse_foreign(request, {"192.0.2.1", 8080});
+  require(refusal || (host.find(":8080") != std::string::npos && origin == "http://" + host));
+  const plc_sim::WebAnswer answer = page.answer(request);
+  require(answer.status == 200 || answer.status == 403 || answer.status == 404 || answer.status == 405);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
@@ -79,8 +110,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
     case 'c':
       fuzz_capture(text);
       break;
-    case 'h':
-      plc_sim::parse_http_request(text);
+    case 'p':
+      fuzz_page(text);
       break;
     case 't':
       fuzz_tags(text);

@@ -90,7 +90,7 @@ class Application {
             tally_),
         console_(store, faults_, tally_, make_hooks()),
         page_(store, faults_, tally_, [this](const std::string& line) { return console_.run(line); }),
-        web_(&loop_.loop, [this](const HttpRequest& request) { return page_.answer(request); }),
+        web_(&loop_.loop, [this](const WebRequest& request) { return page_.answer(request); }),
         input_(
             &loop_.loop, [this](const std::string& line) { print_output(console_.run(line)); }, [this] { stop(); }) {
     controller_.set_observer([this](const Asked& asked) { log_.add(asked); });

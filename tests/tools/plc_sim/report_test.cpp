@@ -1,4 +1,4 @@
-// The report of what hosts ask for, and the page that shows the same controller.
+// The report of what hosts ask for.
 #include "tools/plc_sim/console/report.h"
 
 #include <gmock/gmock.h>
@@ -9,14 +9,12 @@
 
 #include "tests/tools/plc_sim/plc_sim_process.h"
 #include "tests/tools/plc_sim/sim_support.h"
-#include "tools/plc_sim/page/http.h"
 
 namespace plc_sim {
 namespace {
 
 using nlohmann::json;
 using test::Bench;
-using test::HostSocket;
 using test::PlcSimProcess;
 using test::TemporaryFile;
 using testing::HasSubstr;
@@ -104,79 +102,6 @@ TEST(PlcSim, ReportFile_IsWrittenAtTheEnd) {
   text << stream.rdbuf();
   EXPECT_THAT(text.str(), HasSubstr("never asked for:\n  D\n"));
   EXPECT_EQ(PlcSimProcess({"--report", "/nonexistent/r", tags.path()}).finish(), 2);
-}
-
-TEST(Http, Request_IsTakenApartWhenItIsComplete) {
-  const std::string text = "POST /command?a%20b HTTP/1.1\r\nHost: x\r\nX-PLC-Sim: 1\r\nContent-Length: 5\r\n\r\nset D";
-  for (size_t size = 0; size < text.size(); ++size) {
-    EXPECT_FALSE(parse_http_request(text.substr(0, size)).has_value()) << size;
-  }
-  const auto request = parse_http_request(text);
-  ASSERT_TRUE(request.has_value());
-  EXPECT_EQ(request->method, "POST");
-  EXPECT_EQ(request->path, "/command");
-  EXPECT_EQ(request->query, "a b");
-  EXPECT_TRUE(request->has_own_header);
-  EXPECT_EQ(request->body, "set D");
-}
-
-TEST(Http, BrokenRequest_HasNoMethod) {
-  for (const std::string& text :
-       {std::string("\r\n\r\n"), std::string("GET\r\n\r\n"), std::string("GET /\r\n\r\n"), std::string(20000, 'x'),
-        std::string("GET / HTTP/1.1\r\nContent-Length: 99999999\r\n\r\n")}) {
-    const auto request = parse_http_request(text);
-    ASSERT_TRUE(request.has_value());
-    EXPECT_TRUE(request->method.empty()) << text.substr(0, 40);
-  }
-}
-
-// One request to the page's port; everything that comes back.
-std::string browse(uint16_t port, const std::string& request) {
-  HostSocket visitor(port);
-  visitor.send(Bytes(request.begin(), request.end()));
-  std::string answer;
-  for (Bytes part = visitor.receive(); !part.empty(); part = visitor.receive()) {
-    answer.append(part.begin(), part.end());
-  }
-  return answer;
-}
-
-std::string post(const std::string& line, bool as_page) {
-  return "POST /command HTTP/1.1\r\n" + std::string(as_page ? "X-Plc-Sim: 1\r\n" : "") +
-         "Content-Length: " + std::to_string(line.size()) + "\r\n\r\n" + line;
-}
-
-TEST(PlcSim, Page_ShowsAndSetsVariablesAndSwitchesFaultsOn) {
-  TemporaryFile tags(kTags);
-  PlcSimProcess sim({"--web", "127.0.0.1:0", tags.path()});
-  sim.read_line();
-  const std::string line = sim.read_line();
-  EXPECT_THAT(line, testing::StartsWith("web on http://127.0.0.1:"));
-  const uint16_t port = PlcSimProcess::port_in(line);
-
-  EXPECT_THAT(browse(port, "GET / HTTP/1.1\r\n\r\n"), HasSubstr("<title>plc-sim</title>"));
-  EXPECT_THAT(browse(port, post("set D 77", true)), HasSubstr("\r\n\r\nok\n"));
-  EXPECT_EQ(sim.command("show D"), "D = 77\n");
-  EXPECT_THAT(browse(port, post("fault no-reply", true)), HasSubstr("ok\n"));
-  const std::string answer = browse(port, "GET /state?L HTTP/1.1\r\n\r\n");
-  const json state = json::parse(answer.substr(answer.find("\r\n\r\n") + 4));
-  EXPECT_EQ(state.at("elements").size(), 3U);
-  EXPECT_EQ(state.at("elements").at(0).at("name"), "MAIN/L[1]");
-  EXPECT_EQ(state.at("armed"), json::array({"no-reply, 1 time more"}));
-  EXPECT_EQ(sim.finish(), 0);
-}
-
-TEST(PlcSim, PageVisitedByOthers_RefusesTheirCommands) {
-  TemporaryFile tags(kTags);
-  PlcSimProcess sim({"--web", "127.0.0.1:0", tags.path()});
-  sim.read_line();
-  const uint16_t port = PlcSimProcess::port_in(sim.read_line());
-  EXPECT_THAT(browse(port, post("set D 77", false)), HasSubstr("403 Forbidden"));
-  EXPECT_THAT(browse(port, post("quit", true)), HasSubstr("403 Forbidden"));
-  EXPECT_THAT(browse(port, "GET /command HTTP/1.1\r\n\r\n"), HasSubstr("405"));
-  EXPECT_THAT(browse(port, "GET /etc/passwd HTTP/1.1\r\n\r\n"), HasSubstr("404"));
-  EXPECT_THAT(browse(port, "nonsense\r\n\r\n"), HasSubstr("400"));
-  EXPECT_EQ(sim.command("show D"), "D = 0\n");
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 
 #include "tools/plc_sim/controller/faults.h"
 #include "tools/plc_sim/controller/tally.h"
-#include "tools/plc_sim/page/http.h"
+#include "tools/plc_sim/page/web_request.h"
 #include "tools/plc_sim/variables/variables.h"
 
 namespace plc_sim {
@@ -18,13 +18,14 @@ class WebPage {
           std::function<std::string(const std::string&)> run_command)
       : store_(store), faults_(faults), tally_(tally), run_command_(std::move(run_command)) {}
 
-  // GET / is the page, GET /state?PART the variables whose name contains PART with counts and faults, POST /command
-  // takes a set or fault command. Commands need a header that pages of other origins cannot send unasked.
-  HttpAnswer answer(const HttpRequest& request) const;
+  // GET / is the page, GET /page.css and /page.js what it is made of besides, GET /state?PART the variables whose name
+  // contains PART with counts and faults, POST /command takes a set or fault command. Commands need a header that pages
+  // of other origins cannot send unasked.
+  WebAnswer answer(const WebRequest& request) const;
 
  private:
   std::string state(const std::string& part) const;
-  HttpAnswer command(const HttpRequest& request) const;
+  WebAnswer command(const WebRequest& request) const;
 
   const VariableStore& store_;
   const FaultBook& faults_;

@@ -1,109 +1,224 @@
 // Serves the page over HTTP.
+//
+// libmicrohttpd runs without a thread of its own: all its descriptors stand behind one of epoll, which the loop
+// watches, and a timer brings it back when it asked for that. So answers are made where the controller's replies are.
 #include "tools/plc_sim/page/web_server.h"
 
+#include <arpa/inet.h>
 #include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
 
 namespace plc_sim {
 namespace {
 
-template <typename Handle>
-uv_handle_t* as_handle(Handle& handle) {
-  return reinterpret_cast<uv_handle_t*>(&handle);
+constexpr int kBacklog = 64;
+constexpr size_t kBytesPerConnection = 32768;  // the head of a request must fit
+constexpr size_t kMaxBodyBytes = 16384;
+// A longer body is read and dropped up to here, so that a visitor who is still sending sees the answer.
+constexpr size_t kMaxDroppedBytes = 1048576;
+constexpr int kTooLarge = 413;
+constexpr const char* kOwnHeader = "X-Plc-Sim";
+// Whatever finds its way into the page as markup, only the page's own files are run and asked.
+constexpr const char* kContentSecurityPolicy =
+    "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; frame-ancestors 'none'";
+
+uv_handle_t* as_handle(uv_poll_t& poll) { return reinterpret_cast<uv_handle_t*>(&poll); }
+uv_handle_t* as_handle(uv_timer_t& timer) { return reinterpret_cast<uv_handle_t*>(&timer); }
+
+sockaddr_in local_address(int descriptor) {
+  sockaddr_in address{};
+  socklen_t length = sizeof address;
+  getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &length);
+  return address;
 }
 
-uv_stream_t* as_stream(uv_tcp_t& tcp) { return reinterpret_cast<uv_stream_t*>(&tcp); }
+// A descriptor, or what went wrong as a negative number.
+int open_listener(const std::string& host, uint16_t port) {
+  sockaddr_in address{};
+  uv_ip4_addr(host.c_str(), port, &address);
+  const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (descriptor < 0) {
+    return -errno;
+  }
+  const int on = 1;
+  setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  if (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      ::listen(descriptor, kBacklog) != 0) {
+    const int problem = -errno;
+    close(descriptor);
+    return problem;
+  }
+  return descriptor;
+}
+
+std::optional<std::string> header(MHD_Connection* connection, const char* name) {
+  const char* value = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, name);
+  return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+}
+
+// The query in one piece: names may hold what elsewhere stands between arguments.
+std::string query_of(MHD_Connection* connection) {
+  std::string query;
+  const auto add = [](void* to, MHD_ValueKind, const char* key, size_t key_size, const char* value, size_t value_size) {
+    auto& text = *static_cast<std::string*>(to);
+    text += (text.empty() ? "" : "&") + std::string(key, key_size);
+    if (value != nullptr) {
+      text += "=" + std::string(value, value_size);
+    }
+    return MHD_YES;
+  };
+  MHD_get_connection_values_n(connection, MHD_GET_ARGUMENT_KIND, add, &query);
+  return query;
+}
+
+// As the head of the request announces it; nothing for none, or one that comes in pieces of unknown number.
+size_t announced_bytes(MHD_Connection* connection) {
+  const std::string text = header(connection, MHD_HTTP_HEADER_CONTENT_LENGTH).value_or("");
+  size_t bytes = 0;
+  std::from_chars(text.data(), text.data() + text.size(), bytes);
+  return bytes;
+}
+
+std::string reached_address(MHD_Connection* connection) {
+  const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
+  const sockaddr_in address = local_address(info->connect_fd);
+  char text[INET_ADDRSTRLEN] = "";
+  inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
+  return text;
+}
+
+WebRequest make_request(MHD_Connection* connection, const char* path, const char* method) {
+  WebRequest request;
+  request.method = method;
+  request.path = path;
+  request.query = query_of(connection);
+  request.host = header(connection, MHD_HTTP_HEADER_HOST);
+  request.origin = header(connection, MHD_HTTP_HEADER_ORIGIN);
+  request.reached_at = reached_address(connection);
+  request.has_own_header = header(connection, kOwnHeader).has_value();
+  return request;
+}
+
+WebAnswer too_large() {
+  return plain_answer(kTooLarge, "plc-sim: a command has at most " + std::to_string(kMaxBodyBytes) + " bytes\n");
+}
+
+MHD_Result send_answer(MHD_Connection* connection, WebAnswer answer) {
+  MHD_Response* response =
+      MHD_create_response_from_buffer(answer.body.size(), answer.body.data(), MHD_RESPMEM_MUST_COPY);
+  if (response == nullptr) {
+    return MHD_NO;
+  }
+  MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, answer.type.c_str());
+  MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
+  MHD_add_response_header(response, MHD_HTTP_HEADER_X_CONTENT_TYPE_OPTIONS, "nosniff");
+  MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_SECURITY_POLICY, kContentSecurityPolicy);
+  MHD_add_response_header(response, MHD_HTTP_HEADER_CONNECTION, "close");
+  if (!answer.allowed_method.empty()) {
+    MHD_add_response_header(response, MHD_HTTP_HEADER_ALLOW, answer.allowed_method.c_str());
+  }
+  const MHD_Result result = MHD_queue_response(connection, static_cast<unsigned>(answer.status), response);
+  MHD_destroy_response(response);
+  return result;
+}
 
 }  // namespace
 
-WebServer::WebServer(uv_loop_t* loop, std::function<HttpAnswer(const HttpRequest&)> answer)
-    : loop_(loop), answer_(std::move(answer)) {}
+struct WebServer::Visit {
+  WebRequest request;
+  size_t body_bytes = 0;  // that came, kept or not
+};
+
+WebServer::WebServer(uv_loop_t* loop, std::function<WebAnswer(const WebRequest&)> answer, WebLimits limits)
+    : loop_(loop), answer_(std::move(answer)), limits_(limits) {}
 
 std::string WebServer::listen(const std::string& host, uint16_t port) {
-  constexpr int kBacklog = 16;
-  sockaddr_in address{};
-  uv_ip4_addr(host.c_str(), port, &address);
-  uv_tcp_init(loop_, &tcp_);
-  tcp_.data = this;
-  is_open_ = true;
-  int result = uv_tcp_bind(&tcp_, reinterpret_cast<const sockaddr*>(&address), 0);
-  if (result == 0) {
-    result = uv_listen(as_stream(tcp_), kBacklog, on_connection);
+  const int listener = open_listener(host, port);
+  if (listener < 0) {
+    return uv_strerror(listener);
   }
-  if (result != 0) {
-    return uv_strerror(result);
+  // The port goes with the listener: 0 here is none.
+  daemon_ = MHD_start_daemon(MHD_USE_EPOLL, 0, nullptr, nullptr, on_request, this, MHD_OPTION_LISTEN_SOCKET, listener,
+                             MHD_OPTION_CONNECTION_LIMIT, limits_.connections, MHD_OPTION_PER_IP_CONNECTION_LIMIT,
+                             limits_.connections_per_address, MHD_OPTION_CONNECTION_TIMEOUT, limits_.idle_seconds,
+                             MHD_OPTION_CONNECTION_MEMORY_LIMIT, kBytesPerConnection, MHD_OPTION_NOTIFY_COMPLETED,
+                             on_completed, this, MHD_OPTION_END);
+  if (daemon_ == nullptr) {
+    close(listener);
+    return "no memory or no descriptors for an HTTP server";
   }
-  int length = sizeof address;
-  uv_tcp_getsockname(&tcp_, reinterpret_cast<sockaddr*>(&address), &length);
-  port_ = ntohs(address.sin_port);
+  served_at_ = {host, ntohs(local_address(listener).sin_port)};
+  uv_poll_init(loop_, &poll_, MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd);
+  uv_timer_init(loop_, &timer_);
+  poll_.data = timer_.data = this;
+  uv_poll_start(&poll_, UV_READABLE, [](uv_poll_t* poll, int, int) { static_cast<WebServer*>(poll->data)->run(); });
   return {};
 }
 
 void WebServer::stop() {
-  if (is_open_) {
-    is_open_ = false;
-    uv_close(as_handle(tcp_), nullptr);
+  if (daemon_ == nullptr) {
+    return;
   }
-  for (Visitor* visitor : visitors_) {
-    close_visitor(visitor);
+  uv_close(as_handle(poll_), nullptr);
+  uv_close(as_handle(timer_), nullptr);
+  MHD_stop_daemon(daemon_);
+  daemon_ = nullptr;
+}
+
+void WebServer::run() {
+  // A visitor whom the first run closes is forgotten in the second, and who waits for the room is let in by the third.
+  for (int i = 0; i < 3; ++i) {
+    MHD_run(daemon_);
+  }
+  MHD_UNSIGNED_LONG_LONG wait_ms = 0;
+  if (MHD_get_timeout(daemon_, &wait_ms) == MHD_YES) {
+    uv_timer_start(
+        &timer_, [](uv_timer_t* timer) { static_cast<WebServer*>(timer->data)->run(); }, wait_ms, 0);
+  } else {
+    uv_timer_stop(&timer_);
   }
 }
 
-void WebServer::close_visitor(Visitor* visitor) {
-  if (uv_is_closing(as_handle(visitor->tcp)) != 0) {
-    return;
+// Called with the head of a request, then with each piece of its body, then at its end.
+MHD_Result WebServer::on_request(void* self, MHD_Connection* connection, const char* path, const char* method,
+                                 const char*, const char* data, size_t* size, void** visit) {
+  if (*visit == nullptr) {
+    auto* begun = new Visit{make_request(connection, path, method), 0};
+    *visit = begun;  // on_completed deletes it
+    if (announced_bytes(connection) <= kMaxDroppedBytes) {
+      return MHD_YES;
+    }
+    return send_answer(connection, too_large());
   }
-  uv_close(as_handle(visitor->tcp), [](uv_handle_t* handle) {
-    auto* gone = static_cast<Visitor*>(handle->data);
-    gone->server->visitors_.erase(gone);
-    delete gone;
-  });
+  auto& here = *static_cast<Visit*>(*visit);
+  if (*size > 0) {
+    here.body_bytes += *size;
+    if (here.body_bytes <= kMaxBodyBytes) {
+      here.request.body.append(data, *size);
+    }
+    *size = 0;
+    return here.body_bytes <= kMaxDroppedBytes ? MHD_YES : MHD_NO;
+  }
+  return send_answer(connection, static_cast<WebServer*>(self)->answer_to(here));
 }
 
-void WebServer::on_connection(uv_stream_t* stream, int status) {
-  if (status != 0) {
-    return;
-  }
-  auto* self = static_cast<WebServer*>(stream->data);
-  auto* visitor = new Visitor{};
-  visitor->server = self;
-  self->visitors_.insert(visitor);
-  uv_tcp_init(self->loop_, &visitor->tcp);
-  visitor->tcp.data = visitor;
-  if (uv_accept(stream, as_stream(visitor->tcp)) != 0) {
-    close_visitor(visitor);
-    return;
-  }
-  const auto on_allocate = [](uv_handle_t* handle, size_t, uv_buf_t* buffer) {
-    auto* reader = static_cast<Visitor*>(handle->data);
-    *buffer = uv_buf_init(reader->buffer, sizeof reader->buffer);
-  };
-  uv_read_start(as_stream(visitor->tcp), on_allocate, on_read);
+void WebServer::on_completed(void*, MHD_Connection*, void** visit, MHD_RequestTerminationCode) {
+  delete static_cast<Visit*>(*visit);
+  *visit = nullptr;
 }
 
-void WebServer::on_read(uv_stream_t* stream, ssize_t count, const uv_buf_t* buffer) {
-  auto* visitor = static_cast<Visitor*>(stream->data);
-  if (count < 0) {
-    close_visitor(visitor);
-    return;
+WebAnswer WebServer::answer_to(const Visit& visit) const {
+  if (const auto refusal = refuse_foreign(visit.request, served_at_)) {
+    return *refusal;
   }
-  visitor->received.append(buffer->base, static_cast<size_t>(count));
-  visitor->server->reply_to(visitor);
-}
-
-void WebServer::reply_to(Visitor* visitor) {
-  const auto request = parse_http_request(visitor->received);
-  if (!request) {
-    return;
+  if (visit.body_bytes > kMaxBodyBytes) {
+    return too_large();
   }
-  uv_read_stop(as_stream(visitor->tcp));
-  visitor->reply =
-      format_http_answer(request->method.empty() ? HttpAnswer{400, "text/plain", "bad request\n"} : answer_(*request));
-  uv_buf_t buffer = uv_buf_init(visitor->reply.data(), static_cast<unsigned>(visitor->reply.size()));
-  visitor->write.data = visitor;
-  const auto on_written = [](uv_write_t* write, int) { close_visitor(static_cast<Visitor*>(write->data)); };
-  if (uv_write(&visitor->write, as_stream(visitor->tcp), &buffer, 1, on_written) != 0) {
-    close_visitor(visitor);
-  }
+  return answer_(visit.request);
 }
 
 }  // namespace plc_sim

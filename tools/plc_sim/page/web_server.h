@@ -1,49 +1,53 @@
-// Serves the page over HTTP from the simulator's own event loop.
+// Serves the page over HTTP from the simulator's own event loop; HTTP itself is the work of libmicrohttpd.
 #pragma once
 
+#include <microhttpd.h>
 #include <uv.h>
 
 #include <cstdint>
 #include <functional>
-#include <set>
 #include <string>
 
-#include "tools/plc_sim/page/http.h"
+#include "tools/plc_sim/page/visitor_check.h"
+#include "tools/plc_sim/page/web_request.h"
 
 namespace plc_sim {
 
+// What visitors may take. They share the event loop and the descriptors with the controller.
+struct WebLimits {
+  unsigned connections = 64;
+  unsigned connections_per_address = 32;  // further ones are closed as they come
+  unsigned idle_seconds = 10;
+};
+
 class WebServer {
  public:
-  WebServer(uv_loop_t* loop, std::function<HttpAnswer(const HttpRequest&)> answer);
+  WebServer(uv_loop_t* loop, std::function<WebAnswer(const WebRequest&)> answer, WebLimits limits = {});
   WebServer(const WebServer&) = delete;
   WebServer& operator=(const WebServer&) = delete;
 
   // Empty when listening, else what went wrong.
   std::string listen(const std::string& host, uint16_t port);
-  uint16_t port() const { return port_; }
+  uint16_t port() const { return served_at_.port; }
+  // Not from within an answer. The loop has to run once more before this object may go.
   void stop();
 
  private:
-  struct Visitor {
-    WebServer* server;
-    uv_tcp_t tcp;
-    uv_write_t write;
-    std::string received;
-    std::string reply;
-    char buffer[4096];
-  };
+  struct Visit;
 
-  static void on_connection(uv_stream_t* stream, int status);
-  static void on_read(uv_stream_t* stream, ssize_t count, const uv_buf_t* buffer);
-  static void close_visitor(Visitor* visitor);
-  void reply_to(Visitor* visitor);
+  static MHD_Result on_request(void* self, MHD_Connection* connection, const char* path, const char* method,
+                               const char* version, const char* data, size_t* size, void** visit);
+  static void on_completed(void* self, MHD_Connection* connection, void** visit, MHD_RequestTerminationCode code);
+  WebAnswer answer_to(const Visit& visit) const;
+  void run();
 
   uv_loop_t* loop_;
-  std::function<HttpAnswer(const HttpRequest&)> answer_;
-  uv_tcp_t tcp_{};
-  bool is_open_ = false;
-  uint16_t port_ = 0;
-  std::set<Visitor*> visitors_;
+  std::function<WebAnswer(const WebRequest&)> answer_;
+  WebLimits limits_;
+  ServedAt served_at_;
+  MHD_Daemon* daemon_ = nullptr;
+  uv_poll_t poll_{};
+  uv_timer_t timer_{};
 };
 
 }  // namespace plc_sim

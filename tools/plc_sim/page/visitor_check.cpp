@@ -1,0 +1,42 @@
+// Whether a request was meant for this page.
+#include "tools/plc_sim/page/visitor_check.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace plc_sim {
+namespace {
+
+constexpr int kForbidden = 403;
+constexpr uint16_t kHttpPort = 80;  // the one that browsers leave out
+
+std::string lower(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); });
+  return text;
+}
+
+bool is_own_host(const WebRequest& request, const ServedAt& served_at) {
+  const std::string asked = lower(request.host.value_or(""));
+  const auto is_asked = [&](const std::string& name) {
+    return asked == name + ":" + std::to_string(served_at.port) || (served_at.port == kHttpPort && asked == name);
+  };
+  return is_asked("localhost") || is_asked("127.0.0.1") || is_asked("[::1]") || is_asked(served_at.host) ||
+         is_asked(request.reached_at);
+}
+
+}  // namespace
+
+std::optional<WebAnswer> refuse_foreign(const WebRequest& request, const ServedAt& served_at) {
+  const std::string advice =
+      "; open http://" + request.reached_at + ":" + std::to_string(served_at.port) + "/ instead\n";
+  if (!is_own_host(request, served_at)) {
+    return plain_answer(kForbidden, "plc-sim: the page is not served under the host name of this request" + advice);
+  }
+  if (request.origin && *request.origin != "http://" + request.host.value_or("")) {
+    return plain_answer(kForbidden, "plc-sim: pages from elsewhere cannot use this one" + advice);
+  }
+  return std::nullopt;
+}
+
+}  // namespace plc_sim

@@ -1,0 +1,34 @@
+// What a visitor of the page asks for, and the answer.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace plc_sim {
+
+struct WebRequest {
+  std::string method;
+  std::string path;                   // without the query
+  std::string query;                  // behind the '?', decoded
+  std::optional<std::string> host;    // the name under which the visitor looked for the page, with its port
+  std::optional<std::string> origin;  // the page that asks; browsers name it
+  std::string reached_at;             // the address of this machine that the visitor connected to
+  bool has_own_header = false;        // the header that only the page's own script sends
+  std::string body;
+};
+
+struct WebAnswer {
+  int status = 200;
+  std::string type = "text/plain; charset=utf-8";
+  std::string body;
+  std::string allowed_method;  // with status 405
+};
+
+inline WebAnswer plain_answer(int status, const std::string& text) {
+  WebAnswer answer;
+  answer.status = status;
+  answer.body = text;
+  return answer;
+}
+
+}  // namespace plc_sim
