@@ -7,7 +7,6 @@
 namespace plc_sim {
 namespace {
 
-constexpr int kForbidden = 403;
 constexpr uint16_t kHttpPort = 80;  // the one that browsers leave out
 
 std::string lower(std::string text) {
@@ -31,10 +30,10 @@ std::optional<WebAnswer> refuse_foreign(const WebRequest& request, const ServedA
   const std::string advice =
       "; open http://" + request.reached_at + ":" + std::to_string(served_at.port) + "/ instead\n";
   if (!is_own_host(request, served_at)) {
-    return plain_answer(kForbidden, "plc-sim: the page is not served under the host name of this request" + advice);
+    return plain_answer(kHttpForbidden, "plc-sim: the page is not served under the host name of this request" + advice);
   }
   if (request.origin && *request.origin != "http://" + request.host.value_or("")) {
-    return plain_answer(kForbidden, "plc-sim: pages from elsewhere cannot use this one" + advice);
+    return plain_answer(kHttpForbidden, "plc-sim: pages from elsewhere cannot use this one" + advice);
   }
   return std::nullopt;
 }

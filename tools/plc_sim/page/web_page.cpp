@@ -15,10 +15,6 @@ namespace {
 // What a browser redraws twice a second without effort; the page says when there is more.
 constexpr size_t kMaxRows = 500;
 
-constexpr int kForbidden = 403;
-constexpr int kNotFound = 404;
-constexpr int kWrongMethod = 405;
-
 struct PageFile {
   std::string_view path;
   std::string_view type;
@@ -36,7 +32,7 @@ const PageFile* file_at(const std::string& path) {
 }
 
 WebAnswer wrong_method(const std::string& text, const std::string& allowed) {
-  WebAnswer answer = plain_answer(kWrongMethod, text);
+  WebAnswer answer = plain_answer(kHttpWrongMethod, text);
   answer.allowed_method = allowed;
   return answer;
 }
@@ -49,7 +45,7 @@ WebAnswer WebPage::answer(const WebRequest& request) const {
   }
   const PageFile* file = file_at(request.path);
   if (file == nullptr && request.path != "/state") {
-    return plain_answer(kNotFound, "there is nothing here\n");
+    return plain_answer(kHttpNotFound, "there is nothing here\n");
   }
   if (request.method != "GET" && request.method != "HEAD") {
     return wrong_method("this is read with GET\n", "GET, HEAD");
@@ -62,12 +58,12 @@ WebAnswer WebPage::answer(const WebRequest& request) const {
 
 WebAnswer WebPage::command(const WebRequest& request) const {
   if (!request.has_own_header) {
-    return plain_answer(kForbidden, "commands come from the page itself\n");
+    return plain_answer(kHttpForbidden, "commands come from the page itself\n");
   }
   const std::string line = request.body.substr(0, request.body.find('\n'));
   const bool is_allowed = line.rfind("set ", 0) == 0 || line.rfind("fault ", 0) == 0;
   return is_allowed ? plain_answer(200, run_command_(line))
-                    : plain_answer(kForbidden, "only set and fault can be used here\n");
+                    : plain_answer(kHttpForbidden, "only set and fault can be used here\n");
 }
 
 std::string WebPage::state(const std::string& part) const {

@@ -6,6 +6,12 @@
 
 namespace plc_sim {
 
+constexpr int kHttpOk = 200;
+constexpr int kHttpForbidden = 403;
+constexpr int kHttpNotFound = 404;
+constexpr int kHttpWrongMethod = 405;
+constexpr int kHttpTooLarge = 413;
+
 struct WebRequest {
   std::string method;
   std::string path;                   // without the query
@@ -18,7 +24,7 @@ struct WebRequest {
 };
 
 struct WebAnswer {
-  int status = 200;
+  int status = kHttpOk;
   std::string type = "text/plain; charset=utf-8";
   std::string body;
   std::string allowed_method;  // with status 405

@@ -15,12 +15,11 @@
 namespace plc_sim {
 namespace {
 
-constexpr int kBacklog = 64;
+constexpr int kWaitingVisitors = 64;
 constexpr size_t kBytesPerConnection = 32768;  // the head of a request must fit
-constexpr size_t kMaxBodyBytes = 16384;
+constexpr size_t kMaxCommandBytes = 16384;
 // A longer body is read and dropped up to here, so that a visitor who is still sending sees the answer.
 constexpr size_t kMaxDroppedBytes = 1048576;
-constexpr int kTooLarge = 413;
 constexpr const char* kOwnHeader = "X-Plc-Sim";
 // Whatever finds its way into the page as markup, only the page's own files are run and asked.
 constexpr const char* kContentSecurityPolicy =
@@ -29,7 +28,7 @@ constexpr const char* kContentSecurityPolicy =
 uv_handle_t* as_handle(uv_poll_t& poll) { return reinterpret_cast<uv_handle_t*>(&poll); }
 uv_handle_t* as_handle(uv_timer_t& timer) { return reinterpret_cast<uv_handle_t*>(&timer); }
 
-sockaddr_in local_address(int descriptor) {
+sockaddr_in own_address(int descriptor) {
   sockaddr_in address{};
   socklen_t length = sizeof address;
   getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &length);
@@ -47,7 +46,7 @@ int open_listener(const std::string& host, uint16_t port) {
   const int on = 1;
   setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   if (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      ::listen(descriptor, kBacklog) != 0) {
+      ::listen(descriptor, kWaitingVisitors) != 0) {
     const int problem = -errno;
     close(descriptor);
     return problem;
@@ -85,7 +84,7 @@ size_t announced_bytes(MHD_Connection* connection) {
 
 std::string reached_address(MHD_Connection* connection) {
   const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-  const sockaddr_in address = local_address(info->connect_fd);
+  const sockaddr_in address = own_address(info->connect_fd);
   char text[INET_ADDRSTRLEN] = "";
   inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
   return text;
@@ -104,7 +103,7 @@ WebRequest make_request(MHD_Connection* connection, const char* path, const char
 }
 
 WebAnswer too_large() {
-  return plain_answer(kTooLarge, "plc-sim: a command has at most " + std::to_string(kMaxBodyBytes) + " bytes\n");
+  return plain_answer(kHttpTooLarge, "plc-sim: a command has at most " + std::to_string(kMaxCommandBytes) + " bytes\n");
 }
 
 MHD_Result send_answer(MHD_Connection* connection, WebAnswer answer) {
@@ -151,7 +150,7 @@ std::string WebServer::listen(const std::string& host, uint16_t port) {
     close(listener);
     return "no memory or no descriptors for an HTTP server";
   }
-  served_at_ = {host, ntohs(local_address(listener).sin_port)};
+  served_at_ = {host, ntohs(own_address(listener).sin_port)};
   uv_poll_init(loop_, &poll_, MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd);
   uv_timer_init(loop_, &timer_);
   poll_.data = timer_.data = this;
@@ -197,7 +196,7 @@ MHD_Result WebServer::on_request(void* self, MHD_Connection* connection, const c
   auto& here = *static_cast<Visit*>(*visit);
   if (*size > 0) {
     here.body_bytes += *size;
-    if (here.body_bytes <= kMaxBodyBytes) {
+    if (here.body_bytes <= kMaxCommandBytes) {
       here.request.body.append(data, *size);
     }
     *size = 0;
@@ -215,7 +214,7 @@ WebAnswer WebServer::answer_to(const Visit& visit) const {
   if (const auto refusal = refuse_foreign(visit.request, served_at_)) {
     return *refusal;
   }
-  if (visit.body_bytes > kMaxBodyBytes) {
+  if (visit.body_bytes > kMaxCommandBytes) {
     return too_large();
   }
   return answer_(visit.request);
