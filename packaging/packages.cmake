@@ -33,7 +33,7 @@ set(CPACK_COMPONENT_DEV_DESCRIPTION "${PROJECT_DESCRIPTION} (headers)
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME plc-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libplc-driver1 (${this_version}), libc6 (>= 2.34), libmicrohttpd12")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libplc-driver1 (${this_version}), libc6 (>= 2.34), libmicrohttpd12, libpcap0.8")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "tshark, wireshark")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "${PROJECT_DESCRIPTION} (tools)
  A command-line host with a checker of tag files (plc-host), a simulated controller (plc-sim), and a dissector of the
