@@ -200,8 +200,11 @@ def check_package(builder, work):
     (work / "first").rename(prefix)  # it works from wherever it lies
     for languages in ("C", "C;CXX"):
         build = work / f"host-{len(languages)}"
-        configure_host(builder, "package", prefix, build, languages)
+        configure_host(builder, "package", prefix, build, languages, "-G", "Unix Makefiles")
         builder.build(build)
+        for library in LIBRARIES:
+            line = (build / f"CMakeFiles/name_{library}.dir/link.txt").read_text(encoding="utf-8")
+            demand("c++" not in line.split()[0] and "g++" not in line.split()[0], f"C++ links a host in C: {line}")
         demand_hosts(build, builder.sim)
     if not builder.settings:
         check_pkg_config(work, prefix)
