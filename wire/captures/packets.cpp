@@ -11,13 +11,9 @@
 namespace plc_sim {
 namespace {
 
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
 struct CloseCapture {
   void operator()(pcap_t* capture) const { pcap_close(capture); }
 };
-using File = std::unique_ptr<std::FILE, CloseFile>;
 using CaptureFile = std::unique_ptr<pcap_t, CloseCapture>;
 
 std::optional<Link> link_of(int link_type) {
@@ -77,30 +73,31 @@ std::string read_all(pcap_t* capture, const TakePacket& take) {
   }
 }
 
-std::string read_opened(File file, const TakePacket& take) {
+// Closes the file.
+std::string read_opened(std::FILE* file, const TakePacket& take) {
   if (file == nullptr) {
     return std::string("cannot be read: ") + std::strerror(errno);
   }
   char reason[PCAP_ERRBUF_SIZE] = "";
-  const CaptureFile capture(pcap_fopen_offline_with_tstamp_precision(file.get(), PCAP_TSTAMP_PRECISION_NANO, reason));
-  if (capture == nullptr) {
-    return std::ferror(file.get()) != 0
-               ? std::string("cannot be read: ") + reason
-               : std::string("not a pcap or pcapng file, as tcpdump, tshark and Wireshark write them: ") + reason;
+  const CaptureFile capture(pcap_fopen_offline_with_tstamp_precision(file, PCAP_TSTAMP_PRECISION_NANO, reason));
+  if (capture != nullptr) {
+    return read_all(capture.get(), take);
   }
-  file.release();  // closed with the capture
-  return read_all(capture.get(), take);
+  const bool is_read = std::ferror(file) == 0;
+  std::fclose(file);
+  return (is_read ? "not a pcap or pcapng file, as tcpdump, tshark and Wireshark write them: " : "cannot be read: ") +
+         std::string(reason);
 }
 
 }  // namespace
 
 std::string read_packets(std::string_view file, const TakePacket& take) {
   // Opened for reading: the bytes stay as they are.
-  return read_opened(File(fmemopen(const_cast<char*>(file.data()), file.size(), "rb")), take);
+  return read_opened(fmemopen(const_cast<char*>(file.data()), file.size(), "rb"), take);
 }
 
 std::string read_packet_file(const std::string& path, const TakePacket& take) {
-  return read_opened(File(std::fopen(path.c_str(), "rbe")), take);
+  return read_opened(std::fopen(path.c_str(), "rbe"), take);
 }
 
 }  // namespace plc_sim
