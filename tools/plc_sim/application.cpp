@@ -164,9 +164,8 @@ class Application {
       if (!problem.empty()) {
         return "cannot write " + options_.pcap + ": " + problem;
       }
-      pcap_.on_failure([this](const std::string& reason) {
-        print_error("plc-sim: cannot write " + options_.pcap + ": " + reason);
-      });
+      pcap_.on_failure(
+          [this](const std::string& reason) { print_error("plc-sim: cannot write " + options_.pcap + ": " + reason); });
       server_.set_observer(&pcap_);
     }
     return {};

@@ -213,7 +213,8 @@ int follow_capture(const HostOptions& options, CommandOutput& output, WhyReport&
     throw HostError(kExitUsage, options.capture + ": " + captured.problem);
   }
   if (!captured.problem.empty()) {
-    report.remark(options.capture + ": " + captured.problem, "Capture again: whole packets, none lost, and the capture stopped in good order.");
+    report.remark(options.capture + ": " + captured.problem,
+                  "Capture again: whole packets, none lost, and the capture stopped in good order.");
   }
   report.exchanges = wire_trace::find_exchanges(captured.recording);
   std::optional<TagReference> reference;
