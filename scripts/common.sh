@@ -99,31 +99,56 @@ run_ctest() {
 run_suite() {
   local job=$1 preset=$2
   shift 2
-  if ! build_preset "$preset"; then
-    printf '%s: the build failed\n' "$job"
-    record "$job" 0 1
-    return 1
-  fi
+  build_preset "$preset" || { build_failed "$job" && return 1; }
   run_ctest "$job" "$preset" "$@"
 }
 
-# run_jobs JOB...: calls job_JOB for each, with its duration; jobs with an unknown name stop the run before it starts.
+# build_failed JOB: counts it.
+build_failed() {
+  printf '%s: the build failed\n' "$1"
+  record "$1" 0 1
+}
+
+# run_jobs JOB...: calls job_JOB for each, or where a job has two parts, build_JOB and, if that succeeds, test_JOB. Tests
+# wait more than they work: those of one job run while the next is built. What they say comes at the end.
 run_jobs() {
   local job
   for job in "$@"; do
-    declare -F "job_${job//-/_}" >/dev/null || refuse "unknown job '$job'; known: $(known_jobs)"
+    is_job "$job" || fail "unknown job '$job'; known: $(known_jobs)"
   done
   mkdir -p "$results_dir"
   : >"$results_dir/counts"
+  local -a tested=()
   for job in "$@"; do
     say "$job"
-    local start=$SECONDS
-    "job_${job//-/_}" </dev/null
-    printf '%s took %d s\n' "$job" $((SECONDS - start))
+    local name=${job//-/_} start=$SECONDS
+    if declare -F "job_$name" >/dev/null; then
+      "job_$name" </dev/null
+      printf '%s took %d s\n' "$job" $((SECONDS - start))
+    elif "build_$name" </dev/null; then
+      printf '%s was built in %d s\n' "$job" $((SECONDS - start))
+      test_in_background "$job" &
+      tested+=("$job")
+    else
+      build_failed "$job"
+    fi
+  done
+  wait
+  for job in "${tested[@]}"; do
+    say "tests of $job"
+    cat "$results_dir/$job.test.log"
   done
 }
 
-known_jobs() { declare -F | sed -n 's/^declare -f job_//p' | tr '_\n' '- '; }
+test_in_background() {
+  local start=$SECONDS
+  "test_${1//-/_}" >"$results_dir/$1.test.log" 2>&1 </dev/null
+  printf '%s was tested in %d s\n' "$1" $((SECONDS - start)) >>"$results_dir/$1.test.log"
+}
+
+is_job() { declare -F "job_${1//-/_}" >/dev/null || declare -F "build_${1//-/_}" >/dev/null; }
+
+known_jobs() { declare -F | sed -n 's/^declare -f \(job\|build\)_//p' | grep -vx 'preset\|failed' | tr '_\n' '- '; }
 
 # report_totals: a line per job, then "N passed, N failed" alone on the last line; false when anything failed.
 report_totals() {
