@@ -16,6 +16,7 @@ import time
 TAGS = """Speed,INT,,,a,b,c,0,1,0,0,,DM1
 Table,DINT,[0..2],,a,b,c,1,0,0,5,MAIN,
 <i>Odd</i>,BOOL,,,a,b,c,2,1,0,0,,
+Text,STRING,,40,a,b,c,3,1,0,0,,
 """
 WAIT_S = 30
 
@@ -123,11 +124,29 @@ def read_through_driver(options, tags, port, name):
     return json.loads(done.stdout)["value"]
 
 
+def use_markup(browser, sim):
+    """Markup in a value, in what is typed and in the page itself is text, or at least nothing that runs."""
+    markup = "<b onclick=alert(1)>x</b>"
+    expect(command(sim, "set Text " + markup), ["ok"], "setting a text")
+    browser.wait_for(value_of("Text"), f'"{markup}"')
+    expect(browser.evaluate("document.querySelectorAll('#rows b').length"), 0, "elements made of a value")
+
+    browser.evaluate("{ const row = document.querySelector('tr[data-name=\"Speed\"]');"
+                     "row.querySelector('input').value = '<u>7</u>'; row.querySelector('form').requestSubmit(); }")
+    browser.wait_for("document.getElementById('message').textContent", "error: '<u>7</u>' is not an integer")
+    expect(browser.evaluate("document.querySelectorAll('#message u').length"), 0, "elements made of what was typed")
+
+    browser.evaluate("const foreign = document.createElement('script'); foreign.textContent = 'window.wasRun = true';"
+                     "document.body.append(foreign)")
+    expect(browser.evaluate("window.wasRun ?? false"), False, "a script that is none of the page's files was run")
+
+
 def use_page(browser, sim, options, tags, port):
     browser.wait_for(value_of("Speed"), "0")
     browser.wait_for("document.getElementById('violations').textContent", "no violation")
     browser.wait_for(value_of("<i>Odd</i>"), "false")
     expect(browser.evaluate("document.querySelectorAll('#rows i').length"), 0, "elements made of a variable's name")
+    use_markup(browser, sim)
 
     for name, value in (("Speed", "1234"), ("MAIN/Table[2]", "-70000")):
         row = f"document.querySelector('tr[data-name={json.dumps(name)}]')"

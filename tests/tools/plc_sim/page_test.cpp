@@ -22,9 +22,9 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr const char* kTags =
+constexpr const char* kPageTags =
     "D,INT,,,a,b,c,0,1,0,0,,DM1\nL,INT,[1..3],,a,b,c,1,0,0,5,MAIN,\na&b=c d,INT,,,a,b,c,2,1\n";
-constexpr const char* kStart = "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00";
+constexpr const char* kStartRequest = "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00";
 
 struct Reply {
   std::string head;  // with the status line
@@ -80,7 +80,7 @@ struct Served {
     return "";
   }
 
-  TemporaryFile tags{kTags};
+  TemporaryFile tags{kPageTags};
   PlcSimProcess sim;
   uint16_t port = 0;
   std::string web_line;
@@ -325,7 +325,7 @@ TEST(Page, EightyIdleVisitors_LeaveTheControllerItsPortAndThenThePageItsVisitors
     }
     for (int i = 0; i < 10; ++i) {
       const HostSocket host(served.port);
-      EXPECT_EQ(hex_of(host.exchange(kStart)), "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00");
+      EXPECT_EQ(hex_of(host.exchange(kStartRequest)), "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00");
     }
     EXPECT_EQ(served.sim.command("show D"), "D = 0\n");
     // Those above the limit were closed as they came.
@@ -343,7 +343,7 @@ TEST(Page, VisitorsWhoDoNotReadTheirAnswers_LeaveTheControllerItsPort) {
     send_text(*visitors.back(), "GET / HTTP/1.1\r\nHost: " + served.host + "\r\n\r\n");
   }
   const HostSocket host(served.port);
-  EXPECT_EQ(host.exchange(kStart).size(), 16U);
+  EXPECT_EQ(host.exchange(kStartRequest).size(), 16U);
   for (const auto& visitor : visitors) {
     EXPECT_THAT(receive_all(*visitor), testing::EndsWith("</html>\n"));
   }
@@ -351,7 +351,7 @@ TEST(Page, VisitorsWhoDoNotReadTheirAnswers_LeaveTheControllerItsPort) {
 
 TEST(Page, PortInUse_EndsPlcSimWithTwo) {
   const Served served;
-  const TemporaryFile tags(kTags);
+  const TemporaryFile tags(kPageTags);
   PlcSimProcess second({"--web", served.host, tags.path()});
   EXPECT_EQ(second.finish(), 2);
   EXPECT_EQ(second.errors(), "plc-sim: cannot serve the page on " + served.host + ": address already in use\n");
