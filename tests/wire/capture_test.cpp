@@ -2,7 +2,9 @@
 #include "wire/captures/capture.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <csignal>
 #include <fstream>
 #include <sstream>
 
@@ -172,6 +174,43 @@ TEST(Capture, WrittenRecording_IsReadBack) {
   }
   EXPECT_EQ(wire_trace::find_exchanges(captured.recording).at(1).ending, Ending::kReset);
   EXPECT_NE(wire_trace::write_recording(traffic.recording(), kControllerPort, "/nonexistent/x"), "");
+}
+
+// No file of this process grows beyond so many bytes.
+class FileLimit {
+ public:
+  explicit FileLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{bytes, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  FileLimit(const FileLimit&) = delete;
+  FileLimit& operator=(const FileLimit&) = delete;
+  ~FileLimit() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+
+ private:
+  void (*handler_)(int);
+  rlimit before_{};
+};
+
+TEST(Capture, RecordingThatDoesNotFit_IsSaid) {
+  const plc_test::TempDir folder;
+  Traffic small;
+  small.host(kResolveD);
+  Traffic large;
+  std::string bytes;
+  for (int i = 0; i < 20000; ++i) bytes += "AA";
+  large.host(bytes);
+  for (const Traffic& traffic : {small, large}) {
+    for (const rlim_t limit : {10, 100, 250}) {
+      const FileLimit limited(limit);
+      EXPECT_EQ(wire_trace::write_recording(traffic.recording(), kControllerPort, folder.file("x")), "File too large");
+    }
+    EXPECT_EQ(wire_trace::write_recording(traffic.recording(), kControllerPort, folder.file("x")), "");
+  }
 }
 
 }  // namespace

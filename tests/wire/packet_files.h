@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -76,6 +77,8 @@ struct FileFormat {
   bool is_big;
   bool has_nanoseconds;
 };
+
+inline void PrintTo(const FileFormat& format, std::ostream* out) { *out << format.name; }
 
 constexpr FileFormat kFormats[] = {
     {"pcap_little_us", false, false, false},  {"pcap_little_ns", false, false, true},

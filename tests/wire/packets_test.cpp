@@ -92,6 +92,8 @@ struct LinkCase {
   const char* before_ipv6;
 };
 
+void PrintTo(const LinkCase& link, std::ostream* out) { *out << link.name; }
+
 constexpr LinkCase kLinks[] = {
     {"Ethernet", 1, Link::kEthernet, "02 00 00 00 00 01 02 00 00 00 00 02 08 00",
      "02 00 00 00 00 01 02 00 00 00 00 02 86 DD"},
@@ -174,6 +176,7 @@ TEST(Packets, OtherContents_AreNoConnections) {
   version_5[0] = '\x55';
   std::string short_ip_head = ip;
   short_ip_head[0] = '\x44';
+  short_ip_head[28] = '\x50';  // what would be the length of a TCP head
   std::string short_tcp_head = ip;
   short_tcp_head[32] = '\x40';
   std::string udp_6 = ipv6_of({9000, 8501, 1, "18", "AA"}, "11");
@@ -199,6 +202,7 @@ TEST(Packets, ExtensionHeadsOfIpv6_AreSkipped) {
       {"87", "06 00 00 00 00 00 00 00"},
       {"33", "06 01 00 00 00 00 00 01 00 00 00 02"},
       {"2C", "06 00 00 00 00 00 00 01"},
+      {"2C", "06 00 00 06 00 00 00 01"},
   };
   for (const auto& [next, extensions] : chains) {
     const TcpCapture capture = read_tcp_streams(file_with(kPcapng, kRawIp, {ipv6_of(packet, next, extensions)}));
@@ -227,8 +231,9 @@ TEST(Packets, Fragments_AreCountedAndLeftOut) {
   EXPECT_EQ(four.streams[0].events.size(), 1U);
   const std::string first_6 = ipv6_of(packet, "2C", "06 00 00 01 00 00 00 01");
   const std::string last_6 = ipv6_of(packet, "2C", "06 00 00 10 00 00 00 01");
-  const TcpCapture six = read_tcp_streams(file_with(kPcapng, kRawIp, {first_6, last_6}));
-  EXPECT_EQ(six.losses.fragments, 2U);
+  const std::string first_with_options = ipv6_of(packet, "2C", "3C 00 00 01 00 00 00 01 06 00 01 04 00 00 00 00");
+  const TcpCapture six = read_tcp_streams(file_with(kPcapng, kRawIp, {first_6, last_6, first_with_options}));
+  EXPECT_EQ(six.losses.fragments, 3U);
   EXPECT_TRUE(six.streams.empty());
 }
 

@@ -59,6 +59,8 @@ TEST(Streams, BytesSentAgainWithOtherValues_AreCounted) {
   EXPECT_EQ(text_of({from_host(1, "01 02"), from_host(3, "03 04"), from_host(2, "F2 F3 F4 05")}),
             "host 01 02 in 0, host 03 04 in 1, host 05 in 2; "
             "3 bytes were sent again with other values, the first ones count");
+  EXPECT_EQ(text_of({from_host(1, "01 02"), from_host(2, "02 03 04"), from_host(3, "03 04"), from_host(3, "03 F4")}),
+            "host 01 02 in 0, host 03 04 in 1; 1 byte was sent again with another value, the first one counts");
   EXPECT_EQ(text_of({from_host(1, "01"), from_host(3, "03 04"), from_host(2, "02 F3")}),
             "host 01 in 0, host 02 F3 in 2, host 04 in 1; "
             "1 byte was sent again with another value, the first one counts");
@@ -102,6 +104,7 @@ TEST(Streams, Reset_OfAnOpeningIsARefusal) {
 TEST(Streams, TooManyEarlyPackets_AreTakenWithTheirHole) {
   std::vector<TcpPacket> packets = {from_host(1, "01")};
   for (uint32_t i = 0; i < 100; ++i) packets.push_back(from_host(3 + i, "02"));
+  packets.push_back(from_host(2, "02"));  // too late
   const std::vector<TcpStream> streams = streams_in(packets);
   EXPECT_EQ(streams.at(0).events.size(), 101U);
   EXPECT_EQ(streams.at(0).losses.missing_bytes, 1U);

@@ -70,9 +70,6 @@ std::optional<size_t> ip_start(Link link, const ByteView& packet) {
 
 Address address_in(const ByteView& ip, size_t at, size_t count) {
   Address address{};
-  if (count == 4) {
-    address[10] = address[11] = 0xFF;
-  }
   for (size_t i = 0; i < count; ++i) {
     address[address.size() - count + i] = ip.u8(at + i);
   }
@@ -122,12 +119,14 @@ IpPayload ipv6_payload(const ByteView& ip) {
   constexpr unsigned kMoreOrOffset = 0xFFF9;
   const size_t ip_bytes = ip.u16(4) == 0 ? ip.size() : kHeadBytes + ip.u16(4);
   IpPayload payload{ip.u8(6), false, address_in(ip, 8, 16), address_in(ip, 24, 16), kHeadBytes, ip_bytes};
-  while (payload.at < ip.size() && !payload.is_fragment) {
+  while (payload.at < ip.size()) {
     const auto bytes = extension_bytes(payload.protocol, ip, payload.at);
     if (!bytes) {
       break;
     }
-    payload.is_fragment = payload.protocol == kFragment && (ip.u16(payload.at + 2) & kMoreOrOffset) != 0;
+    if (payload.protocol == kFragment) {
+      payload.is_fragment = (ip.u16(payload.at + 2) & kMoreOrOffset) != 0;
+    }
     payload.protocol = ip.u8(payload.at);
     payload.at += *bytes;
   }

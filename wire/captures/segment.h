@@ -10,7 +10,7 @@
 
 namespace plc_sim {
 
-using Address = std::array<uint8_t, 16>;  // of IPv6; those of IPv4 as ::ffff:a.b.c.d
+using Address = std::array<uint8_t, 16>;  // of IPv6; those of IPv4 in the last four bytes
 
 struct Endpoint {
   Address address{};
