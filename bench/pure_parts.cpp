@@ -9,11 +9,11 @@
 
 #include "bench/operations.h"
 #include "bench/tag_lines.h"
-#include "plc_driver/protocol/frame_writer.h"
-#include "plc_driver/protocol/reply_view.h"
-#include "plc_driver/protocol/resolve_request.h"
-#include "plc_driver/protocol/value_order.h"
-#include "plc_driver/protocol/value_request.h"
+#include "plc_driver/protocol/frames/frame_writer.h"
+#include "plc_driver/protocol/frames/reply_view.h"
+#include "plc_driver/protocol/frames/value_order.h"
+#include "plc_driver/protocol/handles/resolve_request.h"
+#include "plc_driver/protocol/handles/value_request.h"
 #include "plc_driver/tags/element_name.h"
 #include "plc_driver/tags/tag_file.h"
 

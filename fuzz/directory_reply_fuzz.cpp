@@ -5,7 +5,7 @@
 #include "driver_under_fuzz.h"
 #include "memory_transport.h"
 #include "plc_driver/driver_state.h"
-#include "plc_driver/protocol/directory.h"
+#include "plc_driver/protocol/link/directory.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   fuzz::start_driver();

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "fuzz_input.h"
-#include "plc_driver/protocol/resolve_request.h"
+#include "plc_driver/protocol/handles/resolve_request.h"
 #include "plc_driver/text/utf16.h"
 
 namespace {

@@ -20,7 +20,7 @@ BUILDS = {
 }
 OBJECT_LIBRARIES = sorted({library for libraries in BUILDS.values() for library in libraries})
 # Where the guarded exchange lies.
-GUARDED_FILES = re.compile(r"src/plc_driver/(protocol/(transaction_guarded|reply_rules|exchange|directory)"
+GUARDED_FILES = re.compile(r"src/plc_driver/(protocol/\w+/(transaction_guarded|reply_rules|exchange|directory)"
                            r"|host/(batch_limits|program_choice)|guard_lines)\.(cpp|h)")
 # The slow tests of files that are not the driver's.
 LEFT_OUT = "CalcFileMd5.*:EvSleep*"

@@ -5,16 +5,16 @@ target_sources(plc_driver_objects PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/diagnostics.cpp
   ${CMAKE_CURRENT_LIST_DIR}/driver_state.cpp
   ${CMAKE_CURRENT_LIST_DIR}/host/transfer.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/bit_core.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/read_plan.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/resolve_request.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/string_copies.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/value_request.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/word_bits.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/write_bits.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/write_core.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/write_strings.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/write_words.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/bit_core.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/reads/read_plan.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/handles/resolve_request.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/reads/string_copies.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/handles/value_request.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/word_bits.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/write_bits.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/write_core.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/write_strings.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/write_words.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/data_types.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/decimal.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/element_name.cpp
@@ -29,20 +29,20 @@ target_sources(plc_driver_objects PRIVATE
 
 set(plc_driver_twice
   ${CMAKE_CURRENT_LIST_DIR}/host/entry_points.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/exchange.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/read_single.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/link/exchange.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/reads/read_single.cpp)
 set(plc_driver_twice_off_road
   ${CMAKE_CURRENT_LIST_DIR}/build_name.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/connection.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/directory.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/read_batch.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/write_dispatch.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/link/connection.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/link/directory.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/reads/read_batch.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/write_dispatch.cpp)
 set(plc_driver_by_order_alone
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/transaction_by_order.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/link/transaction_by_order.cpp)
 set(plc_driver_guarded_alone
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/transaction_guarded.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/link/transaction_guarded.cpp)
 set(plc_driver_guarded_alone_off_road
   ${CMAKE_CURRENT_LIST_DIR}/guard_lines.cpp
   ${CMAKE_CURRENT_LIST_DIR}/host/batch_limits.cpp
   ${CMAKE_CURRENT_LIST_DIR}/host/program_choice.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/reply_rules.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/frames/reply_rules.cpp)

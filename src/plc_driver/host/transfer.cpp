@@ -3,7 +3,7 @@
 
 #include "plc_driver/diagnostics.h"
 #include "plc_driver/driver_state.h"
-#include "plc_driver/protocol/directory.h"
+#include "plc_driver/protocol/link/directory.h"
 #include "plc_driver/tags/tag_file.h"
 #include "plc_driver/tags/tag_table.h"
 #include "plc_ethernet.h"

@@ -1,8 +1,8 @@
 // What the guarded build takes for a connection: connected, and the directory of programs fetched whole.
 #include <cerrno>
 
-#include "plc_driver/protocol/connection.h"
-#include "plc_driver/protocol/directory.h"
+#include "plc_driver/protocol/link/connection.h"
+#include "plc_driver/protocol/link/directory.h"
 #include "tests/driver/guarded/guarded_fixture.h"
 #include "tests/support/captured_output.h"
 

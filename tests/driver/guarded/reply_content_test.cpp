@@ -1,6 +1,6 @@
 // What the guarded build wants inside a reply: no refusal, every name, exactly the values asked for, every program.
 #include "plc_driver/driver_state.h"
-#include "plc_driver/protocol/connection.h"
+#include "plc_driver/protocol/link/connection.h"
 #include "tests/driver/guarded/guarded_fixture.h"
 
 namespace plc_test::reply_content {

@@ -1,5 +1,5 @@
 // The calls under the guarded exchange by themselves: one transaction, one send.
-#include "plc_driver/protocol/transaction.h"
+#include "plc_driver/protocol/link/transaction.h"
 #include "tests/driver/guarded/guarded_fixture.h"
 #include "tests/support/captured_output.h"
 

@@ -2,8 +2,8 @@
 // discards, and that every failure closes the connection.
 #include <cerrno>
 
-#include "plc_driver/protocol/connection.h"
-#include "plc_driver/protocol/transaction.h"
+#include "plc_driver/protocol/link/connection.h"
+#include "plc_driver/protocol/link/transaction.h"
 #include "tests/driver/guarded/guarded_fixture.h"
 #include "tests/support/captured_output.h"
 

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "plc_driver/protocol/connection.h"
-#include "plc_driver/protocol/transaction.h"
+#include "plc_driver/protocol/link/connection.h"
+#include "plc_driver/protocol/link/transaction.h"
 #include "tests/support/descriptors.h"
 #include "tests/support/driver_build.h"
 #include "tests/support/driver_fixture.h"

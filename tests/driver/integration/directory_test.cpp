@@ -1,5 +1,5 @@
 // Tests of the directory of the controller's programs: both requests, the records, replies that are cut or lie.
-#include "plc_driver/protocol/directory.h"
+#include "plc_driver/protocol/link/directory.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <string>
 
 #include "plc_driver/driver_state.h"
-#include "plc_driver/protocol/connection.h"
+#include "plc_driver/protocol/link/connection.h"
 #include "tests/support/driver_build.h"
 #include "tests/support/driver_fixture.h"
 

@@ -1,6 +1,6 @@
 // The buffers of an exchange at their edges: a reply, stale input and a request that are as long as can be, or longer.
 #include "plc_driver/driver_state.h"
-#include "plc_driver/protocol/transaction.h"
+#include "plc_driver/protocol/link/transaction.h"
 #include "tests/driver/protocol/protocol_fixture.h"
 
 namespace plc_test {

@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "plc_driver/driver_state.h"
-#include "plc_driver/protocol/directory.h"
+#include "plc_driver/protocol/link/directory.h"
 #include "tests/driver/protocol/protocol_fixture.h"
 #include "tests/support/driver_build.h"
 

@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "plc_driver/driver_state.h"
-#include "plc_driver/protocol/directory.h"
+#include "plc_driver/protocol/link/directory.h"
 #include "tests/driver/protocol/protocol_fixture.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/temp_dir.h"

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <string>
 
-#include "plc_driver/protocol/connection.h"
+#include "plc_driver/protocol/link/connection.h"
 #include "tests/support/captured_output.h"
 
 namespace {

@@ -2,7 +2,7 @@
 // bear: PLC_GUARD_STATUS and PLC_GUARD_VALUE_END off.
 #include <gtest/gtest.h>
 
-#include "plc_driver/protocol/reply_rules.h"
+#include "plc_driver/protocol/frames/reply_rules.h"
 #include "tests/support/bytes.h"
 #include "tests/support/captured_output.h"
 

@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "plc_driver/driver_state.h"
-#include "plc_driver/protocol/read_plan.h"
+#include "plc_driver/protocol/reads/read_plan.h"
 #include "tests/driver/protocol/batch/batch_fixture.h"
 #include "tests/support/captured_output.h"
 

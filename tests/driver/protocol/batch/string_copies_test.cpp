@@ -1,5 +1,5 @@
 // The references to strings that a batch read hands out.
-#include "plc_driver/protocol/string_copies.h"
+#include "plc_driver/protocol/reads/string_copies.h"
 
 #include <set>
 

@@ -1,5 +1,5 @@
 // The helpers of the bit writes: hexadecimal digits, masks, and bits of 16-bit words.
-#include "plc_driver/protocol/word_bits.h"
+#include "plc_driver/protocol/writes/word_bits.h"
 
 #include <algorithm>
 #include <vector>

@@ -3,7 +3,7 @@
 #include <random>
 
 #include "plc_driver/driver_state.h"
-#include "plc_driver/protocol/write_functions.h"
+#include "plc_driver/protocol/writes/write_functions.h"
 #include "tests/driver/protocol/protocol_fixture.h"
 #include "tests/support/captured_output.h"
 

@@ -2,7 +2,7 @@
 #include <cerrno>
 
 #include "plc_driver/driver_state.h"
-#include "plc_driver/protocol/write_functions.h"
+#include "plc_driver/protocol/writes/write_functions.h"
 #include "tests/driver/protocol/protocol_fixture.h"
 #include "tests/support/captured_output.h"
 

@@ -1,5 +1,5 @@
 // The 24 word, double-word and quad-word writes: the literal frames of each.
-#include "plc_driver/protocol/write_functions.h"
+#include "plc_driver/protocol/writes/write_functions.h"
 #include "tests/driver/protocol/protocol_fixture.h"
 
 namespace plc_test {

@@ -1,5 +1,5 @@
 // Tests of the bounded writer of requests.
-#include "plc_driver/protocol/frame_writer.h"
+#include "plc_driver/protocol/frames/frame_writer.h"
 
 #include <gtest/gtest.h>
 

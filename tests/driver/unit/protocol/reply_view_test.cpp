@@ -1,13 +1,13 @@
 // Tests of the total reader of replies, of the walk over the names of a resolve reply, and of the orders of values.
-#include "plc_driver/protocol/reply_view.h"
+#include "plc_driver/protocol/frames/reply_view.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <memory>
 
-#include "plc_driver/protocol/value_order.h"
-#include "plc_driver/protocol/value_request.h"
+#include "plc_driver/protocol/frames/value_order.h"
+#include "plc_driver/protocol/handles/value_request.h"
 #include "tests/support/bytes.h"
 #include "tests/support/guarded_buffer.h"
 

@@ -1,5 +1,5 @@
 // Tests of the resolve request: heads for both scopes, element names as they travel.
-#include "plc_driver/protocol/resolve_request.h"
+#include "plc_driver/protocol/handles/resolve_request.h"
 
 #include <gtest/gtest.h>
 

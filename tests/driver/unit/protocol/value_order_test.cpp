@@ -1,5 +1,5 @@
 // Tests of the values' byte orders.
-#include "plc_driver/protocol/value_order.h"
+#include "plc_driver/protocol/frames/value_order.h"
 
 #include <gtest/gtest.h>
 
