@@ -205,7 +205,7 @@ TEST(Capture, RecordingThatDoesNotFit_IsSaid) {
   for (int i = 0; i < 20000; ++i) bytes += "AA";
   large.host(bytes);
   for (const Traffic& traffic : {small, large}) {
-    for (const rlim_t limit : {10, 100, 250}) {
+    for (const rlim_t limit : {10U, 100U, 250U}) {
       const FileLimit limited(limit);
       EXPECT_EQ(wire_trace::write_recording(traffic.recording(), kControllerPort, folder.file("x")), "File too large");
     }

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "tests/tools/plc_sim/frames.h"
 #include "tests/tools/plc_sim/plc_sim_process.h"
 #include "tests/tools/plc_sim/sim_support.h"
 #include "tools/plc_sim/server/replay.h"
@@ -22,11 +23,6 @@ using test::hex_of;
 using test::HostSocket;
 using test::PlcSimProcess;
 using test::TemporaryFile;
-
-constexpr const char* kStart = "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00";
-constexpr const char* kDirectory = "00 00 00 06 FF FF FF F9 00 01 0C 25 00 00 00 00";
-constexpr const char* kResolveD = "00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 44";
-constexpr const char* kReadD = "00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 06 00 01 01 02 00 00";
 
 std::string content_of(const std::string& path) {
   std::ifstream stream(path, std::ios::binary);
@@ -105,7 +101,7 @@ std::string sample_capture() {
   PcapWriter writer([] { return uint64_t{0}; });
   EXPECT_EQ(writer.open(file.path(), 8501), "");
   writer.opened(1, 50000);
-  writer.received(1, hex(kStart));
+  writer.received(1, hex(kStartAsked));
   writer.sent(1, hex("00 00 00 04 FF FF FF FB 00 00 0C 2C 00 00"));
   writer.received(1, hex(kResolveD));
   writer.sent(1, hex("00 00 00 02 FF FF"));
@@ -119,7 +115,7 @@ TEST(PcapReader, WrittenCapture_GivesItsExchanges) {
   const Capture capture = read_capture(sample_capture());
   EXPECT_EQ(capture.problem, "");
   ASSERT_EQ(capture.exchanges.size(), 3U);
-  EXPECT_EQ(hex_of(capture.exchanges[0].request), kStart);
+  EXPECT_EQ(hex_of(capture.exchanges[0].request), kStartAsked);
   EXPECT_EQ(hex_of(capture.exchanges[1].reply), "00 00 00 02 FF FF FF FD 00 00 0C 28");
   EXPECT_TRUE(capture.exchanges[2].reply.empty());
 }
@@ -131,7 +127,7 @@ TEST(PcapReader, PacketSentTwice_IsTakenOnce) {
   file.insert(kFirstRequestAt, file.substr(kFirstRequestAt, kFirstRequestBytes));
   const Capture capture = read_capture(file);
   ASSERT_EQ(capture.exchanges.size(), 3U);
-  EXPECT_EQ(hex_of(capture.exchanges[0].request), kStart);
+  EXPECT_EQ(hex_of(capture.exchanges[0].request), kStartAsked);
 }
 
 TEST(PcapReader, OtherFiles_AreRefusedWithTheirReason) {
@@ -168,7 +164,7 @@ TEST(Replay, CapturedRequest_GetsItsReplyUnderItsOwnSequence) {
 
 TEST(Replay, RepliesToTheSameRequest_ComeInTheirOrderAndFromTheStartAgain) {
   const Bytes request = hex(kResolveD);
-  Replay replay({{request, hex("01")}, {hex(kStart), hex("02")}, {request, hex("03")}});
+  Replay replay({{request, hex("01")}, {hex(kStartAsked), hex("02")}, {request, hex("03")}});
   Session session;
   std::string replies;
   for (int i = 0; i < 4; ++i) {
@@ -197,7 +193,7 @@ TEST(PlcSim, CaptureOfOneRun_AnswersTheNextRunAlike) {
   {
     PlcSimProcess sim({"--sentinel", "--pcap", capture.path(), tags.path()});
     HostSocket host(PlcSimProcess::port_in(sim.read_line()));
-    for (const char* frame : {kStart, kDirectory, kResolveD, kReadD}) {
+    for (const char* frame : {kStartAsked, kDirectoryAsked, kResolveD, kReadD}) {
       recorded.push_back(hex_of(host.exchange(frame)));
     }
     EXPECT_EQ(sim.finish(), 0);
@@ -205,7 +201,7 @@ TEST(PlcSim, CaptureOfOneRun_AnswersTheNextRunAlike) {
   PlcSimProcess replay({"--replay", capture.path()});
   HostSocket host(PlcSimProcess::port_in(replay.read_line()));
   std::vector<std::string> replayed;
-  for (const char* frame : {kStart, kDirectory, kResolveD, kReadD}) {
+  for (const char* frame : {kStartAsked, kDirectoryAsked, kResolveD, kReadD}) {
     replayed.push_back(hex_of(host.exchange(frame)));
   }
   EXPECT_EQ(replayed, recorded);
@@ -223,8 +219,8 @@ TEST(PlcSim, CaptureThatCannotBeWrittenFurther_IsSaidOnceAndEndsWithTwo) {
   PlcSimProcess sim({"--pcap", path, tags.path()});
   HostSocket host(PlcSimProcess::port_in(sim.read_line()));
   close(reader);
-  EXPECT_EQ(hex_of(host.exchange(kStart)), kStart);
-  EXPECT_FALSE(host.exchange(kDirectory).empty());
+  EXPECT_EQ(hex_of(host.exchange(kStartAsked)), kStartAsked);
+  EXPECT_FALSE(host.exchange(kDirectoryAsked).empty());
   EXPECT_EQ(sim.finish(), 2);
   EXPECT_EQ(sim.errors(), "plc-sim: cannot write " + path + ": Broken pipe\n");
 }

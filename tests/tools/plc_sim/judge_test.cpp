@@ -1,6 +1,7 @@
 // The judge: frames as hosts send them pass, and a change of any byte is noticed.
 #include <gmock/gmock.h>
 
+#include "tests/tools/plc_sim/frames.h"
 #include "tests/tools/plc_sim/sim_support.h"
 
 namespace plc_sim {
@@ -10,12 +11,11 @@ using test::Bench;
 using test::hex;
 using testing::HasSubstr;
 
-constexpr const char* kTags =
+constexpr const char* kJudgedTags =
     "D,INT,,,a,b,c,0,1,0,0,,DM1\nQ,LINT,[0..9],,a,b,c,1,1,0,0,,DM1\nB,BOOL,,,a,b,c,2,1,0,0,,MR1\n"
     "a.b,BOOL,,,a,b,c,3,1,0,0,,DM1\nL,DINT,,,a,b,c,4,0,0,5,MAIN,\nS,STRING,,200,a,b,c,5,1,0,0,,DM1\n"
     "a.m,BOOL,,,a,b,c,6,1,0,0,,MR1\n";
 
-constexpr const char* kResolveD = "00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 44";
 constexpr const char* kResolveL = "00 00 00 12 FF FF FF ED 00 00 0C 28 00 01 01 01 00 05 00 00 00 00 00 01 00 01 00 4C";
 constexpr const char* kResolveB = "00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 42";
 constexpr const char* kResolveAb = "00 00 00 10 FF FF FF EF 00 00 0C 28 00 01 00 00 00 01 00 03 00 61 00 2E 00 62";
@@ -26,7 +26,6 @@ constexpr const char* kResolveS0 =
     "00 00 00 14 FF FF FF EB 00 00 0C 28 00 01 00 00 00 01 00 05 00 53 00 5B 00 23 00 30 00 5D";
 
 // D is the first word of values on DM, B the first bit on MR, a.b bit 0 of the first word of bits on DM.
-constexpr const char* kReadD = "00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 06 00 01 01 02 00 00";
 constexpr const char* kWriteD = "00 00 00 0E FF FF FF F1 00 01 1E 01 00 06 00 00 00 01 01 02 00 00 12 34";
 constexpr const char* kSetB = "00 00 00 06 FF FF FF F9 00 01 32 00 01 11 00 00";
 constexpr const char* kMaskAb = "00 00 00 0C FF FF FF F3 00 01 1E 03 00 01 06 00 00 80 00 01 00 01";
@@ -45,7 +44,7 @@ Noticed notice(const Findings& findings) {
 void expect_every_byte_matters(const char* resolve, const char* frame, size_t checked_bytes) {
   const Bytes whole = hex(frame);
   for (size_t at = 0; at < std::min(checked_bytes, whole.size()); ++at) {
-    Bench bench(kTags);
+    Bench bench(kJudgedTags);
     if (resolve != nullptr) {
       bench.ask(resolve);
     }
@@ -59,7 +58,7 @@ void expect_every_byte_matters(const char* resolve, const char* frame, size_t ch
 }
 
 void expect_clean(const char* resolve, const char* frame) {
-  Bench bench(kTags);
+  Bench bench(kJudgedTags);
   if (resolve != nullptr) {
     EXPECT_FALSE(notice(bench.ask(resolve).findings).any) << resolve;
   }
@@ -93,7 +92,7 @@ TEST(Judge, EveryPrefixOfARequest_IsAViolation) {
   for (const char* frame : {kResolveD, kReadD, kSetB}) {
     const Bytes whole = hex(frame);
     for (size_t size = 0; size < whole.size(); ++size) {
-      Bench bench(kTags);
+      Bench bench(kJudgedTags);
       if (frame != kResolveD) {
         bench.ask(frame == kSetB ? kResolveB : kResolveD);
       }
@@ -105,7 +104,7 @@ TEST(Judge, EveryPrefixOfARequest_IsAViolation) {
 
 TEST(Judge, BytesBehindTheEnd_AreAViolation) {
   for (const char* frame : {kResolveD, kReadD, kSetB, kWriteD}) {
-    Bench bench(kTags);
+    Bench bench(kJudgedTags);
     if (frame != kResolveD) {
       bench.ask(frame == kSetB ? kResolveB : kResolveD);
     }
@@ -114,7 +113,7 @@ TEST(Judge, BytesBehindTheEnd_AreAViolation) {
 }
 
 TEST(Judge, SequenceThatSkips_IsAViolationAndWrappingIsNot) {
-  Bench bench(kTags);
+  Bench bench(kJudgedTags);
   bench.ask("00 00 00 0C FF FF FF F3 FF FF 0C 28 00 01 00 00 00 01 00 01 00 44");
   const Answer read = bench.ask("00 00 00 10 FF FF FF EF 00 00 1E 09 00 00 01 00 00 00 00 06 00 01 01 02 00 00");
   EXPECT_TRUE(read.findings.violations.empty());
@@ -124,20 +123,20 @@ TEST(Judge, SequenceThatSkips_IsAViolationAndWrappingIsNot) {
 }
 
 TEST(Judge, TransferBeforeTheDirectory_IsAViolation) {
-  Bench bench(kTags);
+  Bench bench(kJudgedTags);
   bench.session = Session{};
   EXPECT_THAT(bench.ask(kResolveD).findings.violations, testing::ElementsAre(HasSubstr("before the directory")));
 }
 
 TEST(Judge, DirectoryOutOfOrder_IsAViolation) {
-  Bench bench(kTags);
+  Bench bench(kJudgedTags);
   EXPECT_FALSE(bench.ask("00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00").findings.violations.empty());
   bench.session = Session{};
   EXPECT_FALSE(bench.ask("00 00 00 06 FF FF FF F9 00 01 0C 25 00 00 00 00").findings.violations.empty());
 }
 
 TEST(Judge, HandleOfAnEarlierResolve_IsAViolation) {
-  Bench bench(kTags);
+  Bench bench(kJudgedTags);
   bench.ask(kResolveD);
   bench.ask("00 00 00 0C FF FF FF F3 00 01 0C 28 00 01 00 00 00 01 00 01 00 42");
   const Answer answer = bench.ask("00 00 00 10 FF FF FF EF 00 02 1E 09 00 00 01 00 00 00 00 06 00 01 01 02 00 00");
@@ -154,14 +153,14 @@ TEST(Judge, BitOfItsOwnAddress_IsReadWithItsNumberCleared) {
 }
 
 TEST(Judge, SizeCodeOfAnotherType_IsAViolation) {
-  Bench bench(kTags);
+  Bench bench(kJudgedTags);
   bench.ask(kResolveD);
   const Answer answer = bench.ask("00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 06 00 02 01 02 00 00");
   EXPECT_THAT(answer.findings.violations, testing::ElementsAre(HasSubstr("size code 2")));
 }
 
 TEST(Judge, OddCountOfHalves_MayExceedTheUnitsPresentByTwo) {
-  Bench bench(kTags);
+  Bench bench(kJudgedTags);
   bench.ask(kResolveQ3);
   const char* odd = "00 00 00 14 FF FF FF EB 00 01 1E 01 00 06 00 00 00 06 01 02 00 0D 00 01 00 02 00 03 00 04";
   EXPECT_TRUE(bench.ask(odd).findings.violations.empty());
@@ -171,7 +170,7 @@ TEST(Judge, OddCountOfHalves_MayExceedTheUnitsPresentByTwo) {
 }
 
 TEST(Judge, LongText_HasOneByteOfLengthAndOthersHaveNot) {
-  Bench bench(kTags);
+  Bench bench(kJudgedTags);
   bench.ask(kResolveS0);
   Bytes text = hex("00 00 00 00 FF FF FF FF 00 01 1E 01 00 06 00 00 00 7A 01 02 00 29");
   text.resize(22 + 244, 'x');
@@ -186,26 +185,26 @@ TEST(Judge, LongText_HasOneByteOfLengthAndOthersHaveNot) {
 }
 
 TEST(Judge, RequestsWithoutAValue_AreNotedAndChangeNothing) {
-  Bench bench(kTags);
+  Bench bench(kJudgedTags);
   bench.ask(kResolveB);
   const Answer plain = bench.ask("00 00 00 06 FF FF FF F9 00 01 00 01 11 00 00");
   EXPECT_TRUE(plain.findings.violations.empty());
   EXPECT_EQ(plain.findings.notes.size(), 1U);
   EXPECT_EQ(bench.value("B"), "false");
 
-  Bench member(kTags);
+  Bench member(kJudgedTags);
   member.ask(kResolveAm);
   const Answer structure = member.ask("00 00 00 06 FF FF FF F9 00 01 01 11 00 01");
   EXPECT_TRUE(structure.findings.violations.empty()) << structure.findings.violations[0];
   EXPECT_EQ(structure.findings.notes.size(), 1U);
 
-  Bench masked(kTags);
+  Bench masked(kJudgedTags);
   masked.ask(kResolveAb);
   const Answer no_mask = masked.ask("00 00 00 0C FF FF FF F3 00 01 1E 03 00 01 06 00 00 80 00");
   EXPECT_TRUE(no_mask.findings.violations.empty());
   EXPECT_EQ(no_mask.findings.notes.size(), 1U);
 
-  Bench given_back(kTags);
+  Bench given_back(kJudgedTags);
   given_back.ask(kResolveAb);
   const Answer no_word = given_back.ask("00 00 00 0E FF FF FF F1 00 01 1E 01 00 06 00 00 00 01 00 00 80 00");
   EXPECT_TRUE(no_word.findings.violations.empty());
@@ -213,7 +212,7 @@ TEST(Judge, RequestsWithoutAValue_AreNotedAndChangeNothing) {
 }
 
 TEST(Judge, WordGivenBack_MayDifferInOneBitOnly) {
-  Bench bench(kTags);
+  Bench bench(kJudgedTags);
   bench.ask(kResolveAb);
   bench.ask("00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 06 00 01 00 00 80 00");
   const Answer two = bench.ask("00 00 00 0E FF FF FF F1 00 02 1E 01 00 06 00 00 00 01 00 00 80 00 00 03");
@@ -224,7 +223,7 @@ TEST(Judge, WordGivenBack_MayDifferInOneBitOnly) {
 }
 
 TEST(Judge, AnnouncedNameThatIsMissing_IsNotedAndReadAsNothing) {
-  Bench bench(kTags);
+  Bench bench(kJudgedTags);
   EXPECT_TRUE(bench.ask("00 00 00 08 FF FF FF F7 00 00 0C 28 00 01 00 00 00 01").findings.violations.empty());
   const Answer read = bench.ask("00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 00 00 0A 00 00 00 00");
   EXPECT_TRUE(read.findings.violations.empty());
@@ -232,7 +231,7 @@ TEST(Judge, AnnouncedNameThatIsMissing_IsNotedAndReadAsNothing) {
 }
 
 TEST(Judge, SeveralBlocks_CarryTheirTotalWhereTheLastScopeHasIt) {
-  Bench bench(kTags);
+  Bench bench(kJudgedTags);
   // D, then L of program 5, then D again: the total of 3 stands in the first block's count.
   const Answer good = bench.ask(
       "00 00 00 1E FF FF FF E1 00 00 0C 28 00 03 00 00 00 03 00 01 00 44 01 01 00 05 00 00 00 00 00 01 00 01 00 4C"
@@ -251,7 +250,7 @@ TEST(Judge, SeveralBlocks_CarryTheirTotalWhereTheLastScopeHasIt) {
 }
 
 TEST(Judge, AfterASpoiltReply_WrongHandlesAreExcused) {
-  Bench bench(kTags);
+  Bench bench(kJudgedTags);
   bench.ask(kResolveD);
   bench.session.damage = ReplyDamage::kThisReply;
   const Answer read = bench.ask("00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 EE 00 01 EE EE EE EE");
@@ -263,7 +262,7 @@ TEST(Judge, AfterASpoiltReply_WrongHandlesAreExcused) {
 }
 
 TEST(Judge, RefusedName_GivesAnEmptyHandleAndIsNoViolation) {
-  Bench bench(kTags);
+  Bench bench(kJudgedTags);
   const Answer resolve = bench.ask("00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 5A");
   EXPECT_TRUE(resolve.findings.violations.empty());
   EXPECT_EQ(resolve.findings.refused.size(), 1U);

@@ -3,6 +3,7 @@
 
 #include <chrono>
 
+#include "tests/tools/plc_sim/frames.h"
 #include "tests/tools/plc_sim/plc_sim_process.h"
 #include "tests/tools/plc_sim/sim_support.h"
 
@@ -16,11 +17,7 @@ using test::PlcSimProcess;
 using test::TemporaryFile;
 using testing::HasSubstr;
 
-constexpr const char* kTags = "D,INT,,,a,b,c,0,1,0,0,,DM1\nL,INT,[0..2],,a,b,c,1,0,0,5,MAIN,\n";
-constexpr const char* kStart = "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00";
-constexpr const char* kDirectory = "00 00 00 06 FF FF FF F9 00 01 0C 25 00 00 00 00";
-constexpr const char* kResolveD = "00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 44";
-constexpr const char* kReadD = "00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 06 00 01 01 02 00 00";
+constexpr const char* kProgramTags = "D,INT,,,a,b,c,0,1,0,0,,DM1\nL,INT,[0..2],,a,b,c,1,0,0,5,MAIN,\n";
 
 struct Running {
   explicit Running(std::vector<std::string> arguments = {}) : process(with_file(std::move(arguments))) {
@@ -35,13 +32,13 @@ struct Running {
     const size_t at = text.find(name + " ");
     return at == std::string::npos ? 0 : static_cast<unsigned>(std::stoul(text.substr(at + name.size())));
   }
-  TemporaryFile file{kTags};
+  TemporaryFile file{kProgramTags};
   PlcSimProcess process;
   uint16_t port = 0;
 };
 
 TEST(PlcSim, ListeningLineComesFirst_AndClosedInputEndsItWithZero) {
-  TemporaryFile file(kTags);
+  TemporaryFile file(kProgramTags);
   PlcSimProcess process({file.path()});
   const std::string line = process.read_line();
   EXPECT_THAT(line, testing::StartsWith("listening on 127.0.0.1:"));
@@ -50,7 +47,7 @@ TEST(PlcSim, ListeningLineComesFirst_AndClosedInputEndsItWithZero) {
 }
 
 TEST(PlcSim, WrongUsage_EndsWithTwo) {
-  TemporaryFile good(kTags);
+  TemporaryFile good(kProgramTags);
   TemporaryFile bad("A,INT,,,a,b,c,1\nA,Bool,,,a,b,c,1\n");
   const std::vector<std::vector<std::string>> cases{{},
                                                     {"--nonsense", good.path()},
@@ -76,7 +73,7 @@ TEST(PlcSim, WrongUsage_EndsWithTwo) {
 
 TEST(PlcSim, PortInUse_EndsWithTwo) {
   Running first;
-  TemporaryFile file(kTags);
+  TemporaryFile file(kProgramTags);
   PlcSimProcess second({"--listen", "127.0.0.1:" + std::to_string(first.port), file.path()});
   EXPECT_EQ(second.finish(), 2);
   EXPECT_THAT(second.errors(), HasSubstr("cannot listen"));
@@ -93,8 +90,8 @@ TEST(PlcSim, ValuesSetOnTheConsole_AreReadOnTheWire) {
   Running sim;
   EXPECT_EQ(sim.process.command("set D 4660"), "");
   HostSocket host(sim.port);
-  EXPECT_EQ(hex_of(host.exchange(kStart)), "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00");
-  host.exchange(kDirectory);
+  EXPECT_EQ(hex_of(host.exchange(kStartAsked)), "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00");
+  host.exchange(kDirectoryAsked);
   host.exchange(kResolveD);
   EXPECT_EQ(hex_of(host.exchange(kReadD)), "00 00 00 06 FF FF FF F9 00 01 1E 09 00 00 12 34");
   EXPECT_EQ(sim.count("requests"), 4U);
@@ -137,7 +134,7 @@ TEST(PlcSim, QuitCommand_EndsIt) {
 TEST(PlcSim, RequestInPieces_IsPutTogether) {
   Running sim;
   HostSocket host(sim.port);
-  const Bytes start = hex(kStart);
+  const Bytes start = hex(kStartAsked);
   for (const uint8_t byte : start) {
     host.send({byte});
   }
@@ -158,9 +155,9 @@ TEST(PlcSim, RequestCutOff_IsAViolation) {
 TEST(PlcSim, FaultsOnReplies_HappenAndAreCounted) {
   Running sim({"--fault", "cut 5"});
   HostSocket host(sim.port);
-  EXPECT_EQ(host.exchange(kStart).size(), 5U);
+  EXPECT_EQ(host.exchange(kStartAsked).size(), 5U);
   sim.process.command("fault stale 3");
-  const Bytes stale = host.exchange(kDirectory);
+  const Bytes stale = host.exchange(kDirectoryAsked);
   ASSERT_GE(stale.size(), 3U);
   EXPECT_EQ(hex_of(Bytes(stale.begin(), stale.begin() + 3)), "EE EE EE");
   EXPECT_EQ(sim.count("fault.cut"), 1U);
@@ -172,8 +169,8 @@ TEST(PlcSim, RefusedAndIncompleteReplies_AreWholeFramesAndNoViolations) {
   Running sim;
   EXPECT_EQ(sim.process.command("set D 4660"), "");
   HostSocket host(sim.port);
-  host.exchange(kStart);
-  host.exchange(kDirectory);
+  host.exchange(kStartAsked);
+  host.exchange(kDirectoryAsked);
   host.exchange(kResolveD);
   sim.process.command("fault refuse 17 on=read");
   EXPECT_EQ(hex_of(host.exchange(kReadD)), "00 00 00 04 FF FF FF FB 00 01 1E 09 00 11");
@@ -185,7 +182,7 @@ TEST(PlcSim, DelayedReply_ComesNoEarlier) {
   Running sim({"--fault", "delay 120"});
   HostSocket host(sim.port);
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(host.exchange(kStart).size(), 16U);
+  EXPECT_EQ(host.exchange(kStartAsked).size(), 16U);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(119));
   EXPECT_EQ(sim.count("fault.delay"), 1U);
 }
@@ -193,8 +190,8 @@ TEST(PlcSim, DelayedReply_ComesNoEarlier) {
 TEST(PlcSim, RequestAfterThePieceOfASplitReply_IsAnsweredBehindTheRest) {
   Running sim({"--fault", "split 4 150"});
   HostSocket host(sim.port);
-  EXPECT_EQ(host.exchange(kStart).size(), 4U);
-  host.send(hex(kDirectory));
+  EXPECT_EQ(host.exchange(kStartAsked).size(), 4U);
+  host.send(hex(kDirectoryAsked));
   Bytes rest;
   while (rest.size() < 12 + 29) {
     const Bytes part = host.receive();
@@ -209,10 +206,10 @@ TEST(PlcSim, RequestAfterThePieceOfASplitReply_IsAnsweredBehindTheRest) {
 TEST(PlcSim, RequestBeforeADelayedReply_IsAViolation) {
   Running sim({"--fault", "delay 150"});
   HostSocket host(sim.port);
-  host.send(hex(kStart));
+  host.send(hex(kStartAsked));
   while (sim.count("requests") < 1) {
   }
-  host.send(hex(kDirectory));
+  host.send(hex(kDirectoryAsked));
   EXPECT_EQ(host.receive().size(), 16U);
   EXPECT_EQ(sim.count("violations"), 1U);
 }
@@ -221,15 +218,15 @@ TEST(PlcSim, ClosedAndResetConnections_End) {
   Running sim({"--fault", "close", "--fault", "reset", "--fault", "reset-after 4"});
   {
     HostSocket host(sim.port);
-    EXPECT_TRUE(host.exchange(kStart).empty());
+    EXPECT_TRUE(host.exchange(kStartAsked).empty());
   }
   {
     HostSocket host(sim.port);
-    EXPECT_TRUE(host.exchange(kStart).empty());
+    EXPECT_TRUE(host.exchange(kStartAsked).empty());
   }
   {
     HostSocket host(sim.port);
-    EXPECT_LE(host.exchange(kStart).size(), 4U);
+    EXPECT_LE(host.exchange(kStartAsked).size(), 4U);
     EXPECT_TRUE(host.receive().empty());
   }
   EXPECT_EQ(sim.count("fault.close"), 1U);
@@ -245,20 +242,20 @@ TEST(PlcSim, FullBacklog_HoldsAConnectBackUntilCleared) {
   sim.process.command("fault clear");
   HostSocket host(sim.port);
   ASSERT_TRUE(host.is_connected());
-  EXPECT_EQ(host.exchange(kStart).size(), 16U);
+  EXPECT_EQ(host.exchange(kStartAsked).size(), 16U);
 }
 
 TEST(PlcSim, GoneController_RefusesUntilItIsBackAtTheSamePort) {
   Running sim;
   HostSocket before(sim.port);
-  EXPECT_EQ(before.exchange(kStart).size(), 16U);
+  EXPECT_EQ(before.exchange(kStartAsked).size(), 16U);
   sim.process.command("fault gone");
   EXPECT_TRUE(before.receive().empty());
   EXPECT_FALSE(HostSocket(sim.port).is_connected());
   sim.process.command("fault clear");
   HostSocket after(sim.port);
   ASSERT_TRUE(after.is_connected());
-  EXPECT_EQ(after.exchange(kStart).size(), 16U);
+  EXPECT_EQ(after.exchange(kStartAsked).size(), 16U);
   EXPECT_EQ(sim.count("fault.gone"), 1U);
 }
 

@@ -19,7 +19,8 @@ using test::PlcSimProcess;
 using test::TemporaryFile;
 using testing::HasSubstr;
 
-constexpr const char* kTags = "D,INT,,,a,b,c,0,1,0,0,,DM1\nL,INT,[1..3],,a,b,c,1,0,0,5,MAIN,\nN,INT,,,a,b,c,2,1\n";
+constexpr const char* kReportTags =
+    "D,INT,,,a,b,c,0,1,0,0,,DM1\nL,INT,[1..3],,a,b,c,1,0,0,5,MAIN,\nN,INT,,,a,b,c,2,1\n";
 
 struct Logged {
   Logged() {
@@ -34,7 +35,7 @@ struct Logged {
     bench.ask("00 00 00 0C FF FF FF F3 00 04 0C 28 00 01 00 00 00 01 00 01 00 5A");
   }
   uint64_t now_ms = 5000;
-  Bench bench{kTags};
+  Bench bench{kReportTags};
   AskLog log{[this] { return now_ms; }};
 };
 
@@ -83,14 +84,14 @@ TEST(Report, UnknownFormat_IsRefused) {
 }
 
 TEST(Report, RefusedLocalName_SaysWhereElseTheNameIs) {
-  Bench bench(kTags);
+  Bench bench(kReportTags);
   const Answer answer =
       bench.ask("00 00 00 12 FF FF FF ED 00 00 0C 28 00 01 01 01 00 05 00 00 00 00 00 01 00 01 00 44");
   EXPECT_THAT(answer.findings.refused, testing::ElementsAre("no variable MAIN/D; there is one global"));
 }
 
 TEST(PlcSim, ReportFile_IsWrittenAtTheEnd) {
-  TemporaryFile tags(kTags);
+  TemporaryFile tags(kReportTags);
   TemporaryFile report("");
   PlcSimProcess sim({"--report", report.path(), tags.path()});
   sim.read_line();

@@ -150,7 +150,8 @@ void add_read_options(CLI::App& command, HostOptions& options) {
 void add_why_options(CLI::App& command, HostOptions& options) {
   command.add_option("NAME", options.names, "The variable, with subscripts or without");
   add_number_options(command, options);
-  CLI::Option* capture = command.add_option("--capture", options.capture, "Look in a capture (pcapng or pcap) instead of reading");
+  CLI::Option* capture =
+      command.add_option("--capture", options.capture, "Look in a capture (pcapng or pcap) instead of reading");
   CLI::Option* port = command.add_option("--capture-port", options.capture_port,
                                          "The controller's port in the capture; else found by itself");
   CLI::Option* pcap = command.add_option("--pcap", options.pcap_file, "Write the traffic to a pcap file");
