@@ -6,7 +6,7 @@ check_embedding.py CHECK --work FOLDER --sim PLC_SIM [--cmake CMAKE] [--toolchai
 CHECK is one of:
   alone          on a machine with CMake, make and a compiler; the configuration says what it leaves out
   subdirectory   as a subdirectory of another project, which stays as it was
-  fetch          the same with FetchContent
+  fetch          with FetchContent, of a project without C++
   package        installed, found by CMake and by pkg-config, linked shared and static, by C alone
   flags          the user's flags stay as they are, and what is installed is optimised in every build type
   options        what is asked for and cannot be built ends the configuration
@@ -33,7 +33,7 @@ ROOT = TESTS.parent.parent.parent
 EXAMPLES = ROOT / "examples" / "host"
 VERSION = re.search(r"^project\(plc_driver VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text(encoding="utf-8"),
                     re.M)[1]
-RUN_LIMIT_S = 280
+RUN_LIMIT_S = 600
 # The targets that a project links, and what the driver then says of itself.
 LIBRARIES = {"plc_driver": "contract", "plc_driver_guarded": "guarded", "plc_driver_static": "contract",
              "plc_driver_guarded_static": "guarded"}
@@ -178,15 +178,11 @@ def check_subdirectory(builder, work):
     demand(set(expected) <= set(installed) and not any(name.startswith(("bin", "share")) for name in installed),
            f"installed: {installed}")
     demand(not (build / "CPackConfig.cmake").exists(), "the driver brings a CPack configuration")
-    # A project without C++ links all four, too.
-    configure_host(builder, "subdirectory", ROOT, work / "c", "C", "-DCMAKE_BUILD_TYPE=Release")
-    builder.build(work / "c")
-    demand_hosts(work / "c", builder.sim)
 
 
 def check_fetch(builder, work):
     build = clean_folder(work) / "build"
-    configure_host(builder, "fetch", ROOT, build, "C;CXX", "-DCMAKE_BUILD_TYPE=Release")
+    configure_host(builder, "fetch", ROOT, build, "C", "-DCMAKE_BUILD_TYPE=Debug")
     builder.build(build)
     demand_hosts(build, builder.sim)
 
