@@ -36,32 +36,24 @@ AnswerTable::AnswerTable() : directory_(kDirectoryBytes, 0), handles_(kFrameByte
     handles_[record + 24] = 0x12;
     handles_[record + 25] = 0x34;
   }
-  for (size_t value = kHeadBytes; value < kFrameBytes; ++value) {
-    values_[value] = static_cast<uint8_t>(value);
-  }
+  for (size_t value = kHeadBytes; value < kFrameBytes; ++value) values_[value] = static_cast<uint8_t>(value);
 }
 
 Answer AnswerTable::find(const uint8_t* request, size_t length) {
   constexpr size_t kLongestHead = 24;
-  if (length < 16) {
-    return {nullptr, 0};
-  }
+  if (length < 16) return {nullptr, 0};
   switch (command_of(request)) {
     case 0x0C2C:  // directory start
     case 0x0C25:  // directory: no program has variables of its own
       return with_head(directory_, directory_.size(), request);
     case 0x0C28: {  // resolve, globals alone
-      if (length < kLongestHead) {
-        return {nullptr, 0};
-      }
+      if (length < kLongestHead) return {nullptr, 0};
       const size_t names = unit_at(request, 16);
       const size_t bytes = kFirstHandleBytes + kHandleRecordBytes * (names > 0 ? names - 1 : 0);
       return with_head(handles_, std::min(bytes, kFrameBytes), request);
     }
     case 0x1E09: {  // values
-      if (length < kLongestHead) {
-        return {nullptr, 0};
-      }
+      if (length < kLongestHead) return {nullptr, 0};
       const size_t units = size_t{unit_at(request, 13)} * request[21];
       return with_head(values_, std::min(kHeadBytes + 2 * units, kFrameBytes), request);
     }

@@ -7,9 +7,7 @@
 
 int main(int argument_count, char** arguments) {
   if (argument_count == 1) {
-    for (const bench::Host::NamedOperation& operation : bench::Host::operations()) {
-      std::puts(operation.name);
-    }
+    for (const bench::Host::NamedOperation& operation : bench::Host::operations()) std::puts(operation.name);
     return 0;
   }
   if (argument_count != 4) {

@@ -24,9 +24,7 @@ Requests read_recorded(int record_fd) {
   uint32_t length = 0;
   while (read(record_fd, &length, sizeof length) == sizeof length) {
     std::vector<uint8_t> request(length);
-    if (read(record_fd, request.data(), length) != static_cast<ssize_t>(length)) {
-      break;
-    }
+    if (read(record_fd, request.data(), length) != static_cast<ssize_t>(length)) break;
     requests.push_back(request);
   }
   return requests;
@@ -41,9 +39,7 @@ bool is_readable(int socket_fd, time_t seconds) {
 }
 
 bool exchange(const std::vector<uint8_t>& request, int socket_fd, uint8_t* reply) {
-  if (is_readable(socket_fd, 0)) {
-    return false;
-  }
+  if (is_readable(socket_fd, 0)) return false;
   return send(socket_fd, request.data(), request.size(), 0) == static_cast<ssize_t>(request.size()) &&
          is_readable(socket_fd, kReceiveTimeoutS) && recv(socket_fd, reply, kFrameBytes, 0) > 0;
 }

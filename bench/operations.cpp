@@ -86,9 +86,7 @@ Host::Host(uint16_t port, const Driver& driver) : driver_(driver), values_(kValu
 Host::~Host() {
   close(conn_.socket_fd);
   unlink(kTagFile);
-  if (chdir("/") == 0) {
-    rmdir(folder_.c_str());
-  }
+  if (chdir("/") == 0) rmdir(folder_.c_str());
 }
 
 const std::vector<Host::NamedOperation>& Host::operations() {
@@ -106,9 +104,7 @@ const std::vector<Host::NamedOperation>& Host::operations() {
 
 Host::Operation Host::find_operation(const std::string& name) {
   for (const NamedOperation& candidate : operations()) {
-    if (name == candidate.name) {
-      return candidate.operation;
-    }
+    if (name == candidate.name) return candidate.operation;
   }
   std::fprintf(stderr, "unknown operation: %s\n", name.c_str());
   std::exit(2);

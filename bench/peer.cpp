@@ -45,9 +45,7 @@ Listener::Listener() : fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)), port(
 void answer_one_connection(const Listener& listener, int record_fd) {
   AnswerTable answers;
   const int socket_fd = accept(listener.fd, nullptr, nullptr);
-  if (socket_fd < 0) {
-    fail("accept");
-  }
+  if (socket_fd < 0) fail("accept");
   const int no_delay = 1;
   setsockopt(socket_fd, IPPROTO_TCP, TCP_NODELAY, &no_delay, sizeof no_delay);
   uint8_t request[kFrameBytes];
@@ -61,9 +59,7 @@ void answer_one_connection(const Listener& listener, int record_fd) {
       std::fprintf(stderr, "a request that the table does not know\n");
       std::exit(1);
     }
-    if (send(socket_fd, answer.bytes, answer.length, MSG_NOSIGNAL) < 0) {
-      break;
-    }
+    if (send(socket_fd, answer.bytes, answer.length, MSG_NOSIGNAL) < 0) break;
   }
   close(socket_fd);
 }
@@ -71,9 +67,7 @@ void answer_one_connection(const Listener& listener, int record_fd) {
 pid_t start_peer(const Listener& listener, int record_fd) {
   std::fflush(stdout);
   const pid_t child = fork();
-  if (child < 0) {
-    fail("fork");
-  }
+  if (child < 0) fail("fork");
   if (child == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     answer_one_connection(listener, record_fd);
@@ -85,21 +79,15 @@ pid_t start_peer(const Listener& listener, int record_fd) {
 void pin_to_one_processor() {
   cpu_set_t allowed;
   CPU_ZERO(&allowed);
-  if (sched_getaffinity(0, sizeof allowed, &allowed) != 0) {
-    fail("processors");
-  }
+  if (sched_getaffinity(0, sizeof allowed, &allowed) != 0) fail("processors");
   size_t chosen = 0;
   for (size_t cpu = 0; cpu < CPU_SETSIZE; ++cpu) {
-    if (CPU_ISSET(cpu, &allowed)) {
-      chosen = cpu;
-    }
+    if (CPU_ISSET(cpu, &allowed)) chosen = cpu;
   }
   cpu_set_t one;
   CPU_ZERO(&one);
   CPU_SET(chosen, &one);
-  if (sched_setaffinity(0, sizeof one, &one) != 0) {
-    fail("pinning");
-  }
+  if (sched_setaffinity(0, sizeof one, &one) != 0) fail("pinning");
 }
 
 }  // namespace bench

@@ -19,18 +19,14 @@ uint32_t split_line(char* line, char** fields) {
   for (char* at = line; at != nullptr && count < kFieldLimit;) {
     fields[count++] = at;
     at = std::strchr(at, ',');
-    if (at != nullptr) {
-      *at++ = '\0';
-    }
+    if (at != nullptr) *at++ = '\0';
   }
   return count;
 }
 
 bool read_line(std::FILE* file, char* line) {
   while (std::fgets(line, kLineBytes, file) != nullptr) {
-    if (std::strchr(line, '\n') != nullptr) {
-      return true;
-    }
+    if (std::strchr(line, '\n') != nullptr) return true;
   }
   return false;
 }
@@ -41,9 +37,7 @@ uint32_t count_plain(std::FILE* file) {
   uint32_t plain = 0;
   while (read_line(file, line)) {
     const uint32_t count = split_line(line, fields);
-    if (count < 6 || std::strtoul(fields[count - 5], nullptr, 10) < kFirstIndexedId) {
-      ++plain;
-    }
+    if (count < 6 || std::strtoul(fields[count - 5], nullptr, 10) < kFirstIndexedId) ++plain;
   }
   return plain;
 }
@@ -60,9 +54,7 @@ void copy_name(const char* field, TagEntry* entry) {
   }
   std::strcpy(out, field);
   entry->name_kind = 1;
-  if (std::strchr(entry->name, '.') != nullptr) {
-    entry->name_kind = std::strchr(entry->name, ']') != nullptr ? 3 : 2;
-  }
+  if (std::strchr(entry->name, '.') != nullptr) entry->name_kind = std::strchr(entry->name, ']') != nullptr ? 3 : 2;
 }
 
 void set_type(const char* field, TagEntry* entry) {
@@ -78,9 +70,7 @@ void set_type(const char* field, TagEntry* entry) {
 void set_ranges(char* field, TagEntry* entry) {
   int32_t* const bounds[] = {&entry->dim1_low,  &entry->dim1_high, &entry->dim2_low,
                              &entry->dim2_high, &entry->dim3_low,  &entry->dim3_high};
-  if (field[0] != '[') {
-    return;
-  }
+  if (field[0] != '[') return;
   int32_t scanned[6] = {};
   uint32_t ranges = 0;
   for (char* at = field + 1; at != nullptr && ranges < 3; at = std::strchr(at, '_'), at += at != nullptr ? 1 : 0) {
@@ -102,9 +92,7 @@ uint8_t find_device(const char* field) {
     uint8_t code;
   } kDevices[] = {{"EM", 23}, {"MR", 17}, {"LR", 18}, {"DM", 6}, {"TM", 8}, {"FM", 25}, {"CM", 7}, {"ZF", 44}};
   for (const auto& device : kDevices) {
-    if (std::strstr(field, device.name) != nullptr) {
-      return device.code;
-    }
+    if (std::strstr(field, device.name) != nullptr) return device.code;
   }
   return kNoDevice;
 }
@@ -130,9 +118,7 @@ void fill_entry(char* const* fields, TagEntry* entry) {
 TagEntry* load_plainly(const char* path, uint32_t* count) {
   constexpr uint32_t kColumns = 13;
   std::FILE* const file = std::fopen(path, "r");
-  if (file == nullptr) {
-    return nullptr;
-  }
+  if (file == nullptr) return nullptr;
   const uint32_t plain = count_plain(file);
   auto* const entries = static_cast<TagEntry*>(std::calloc(plain + 1, sizeof(TagEntry)));
   std::rewind(file);
@@ -140,9 +126,7 @@ TagEntry* load_plainly(const char* path, uint32_t* count) {
   char* fields[kFieldLimit];
   *count = 0;
   while (entries != nullptr && *count < plain && read_line(file, line)) {
-    if (split_line(line, fields) == kColumns) {
-      fill_entry(fields, &entries[(*count)++]);
-    }
+    if (split_line(line, fields) == kColumns) fill_entry(fields, &entries[(*count)++]);
   }
   std::fclose(file);
   return entries;

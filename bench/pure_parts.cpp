@@ -113,9 +113,7 @@ BENCHMARK(load_tag_file)->Arg(100)->Arg(10000)->Arg(100000)->Unit(benchmark::kMi
 int main(int argument_count, char** arguments) {
   std::FILE* const output = bench::take_standard_output();
   benchmark::Initialize(&argument_count, arguments);
-  if (benchmark::ReportUnrecognizedArguments(argument_count, arguments)) {
-    return 2;
-  }
+  if (benchmark::ReportUnrecognizedArguments(argument_count, arguments)) return 2;
   // The reporter takes a C++ stream; standard output now belongs to the driver's dropped lines.
   dup2(fileno(output), STDERR_FILENO);
   benchmark::ConsoleReporter reporter(benchmark::ConsoleReporter::OO_Tabular);

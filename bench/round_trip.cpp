@@ -105,9 +105,7 @@ Times measure_once(const Host::NamedOperation& measured, const Requests& request
     Host host(listener.port);
     host.repeat(measured.operation, kWarmUpOperations);
     bench::repeat_floor(requests, host.socket_fd(), kWarmUpOperations);
-    for (uint32_t round = 0; round < rounds; ++round) {
-      time_round(&host, measured.operation, requests, &times);
-    }
+    for (uint32_t round = 0; round < rounds; ++round) time_round(&host, measured.operation, requests, &times);
   }
   waitpid(peer, nullptr, 0);
   close(listener.fd);
@@ -146,9 +144,7 @@ int main(int argument_count, char** arguments) {
   bench::pin_to_one_processor();
   bool is_valid = true;
   for (const Host::NamedOperation& operation : Host::operations()) {
-    if (is_chosen(operation.name, chosen)) {
-      is_valid = measure(output, operation, rounds) && is_valid;
-    }
+    if (is_chosen(operation.name, chosen)) is_valid = measure(output, operation, rounds) && is_valid;
   }
   return is_valid ? 0 : 1;
 }

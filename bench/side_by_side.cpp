@@ -92,9 +92,7 @@ int main(int argument_count, char** arguments) {
     return 2;
   }
   const std::vector<std::string> chosen(arguments + 2, arguments + argument_count);
-  for (const std::string& name : chosen) {
-    Host::find_operation(name);
-  }
+  for (const std::string& name : chosen) Host::find_operation(name);
   std::FILE* const output = bench::take_standard_output();
   const bench::Driver other = bench::load_driver(arguments[1]);
   bench::pin_to_one_processor();

@@ -44,9 +44,7 @@ TagFile::TagFile(uint32_t lines) {
     std::exit(1);
   }
   path_ = path;
-  for (uint32_t id = 0; id < lines; ++id) {
-    bytes_ += static_cast<size_t>(print_line(file, id));
-  }
+  for (uint32_t id = 0; id < lines; ++id) bytes_ += static_cast<size_t>(print_line(file, id));
   if (std::fclose(file) != 0) {
     std::perror(path);
     std::exit(1);

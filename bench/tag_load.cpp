@@ -107,9 +107,7 @@ bool measure_all(std::FILE* output, const char* memory) {
   const double small = measure(output, memory, 100);
   const double medium = measure(output, memory, 10000);
   const double large = measure(output, memory, 100000);
-  if (small < 0 || medium < 0 || large < 0) {
-    return false;
-  }
+  if (small < 0 || medium < 0 || large < 0) return false;
   std::fprintf(output, "tag_load %-5s growth from 10000 to 100000 lines  %.2f times\n", memory, large / medium);
   return true;
 }
@@ -120,9 +118,7 @@ int main() {
   std::FILE* const output = bench::take_standard_output();
   bench::pin_to_one_processor();
   mallopt(M_MMAP_THRESHOLD, kFreshMappingBytes);
-  if (!measure_all(output, "fresh")) {
-    return 1;
-  }
+  if (!measure_all(output, "fresh")) return 1;
   mallopt(M_MMAP_THRESHOLD, kNoMappingBytes);
   mallopt(M_TRIM_THRESHOLD, kNoMappingBytes);
   return measure_all(output, "kept") ? 0 : 1;

@@ -120,8 +120,9 @@ void read_batch(fuzz::Input* input, fuzz::Directory* directory) {
   check_beside(reinterpret_cast<const uint8_t*>(elements));
   oracle.judge_batch(elements, count, result);
   // A batch stores the program's number into the record; the next run begins with that of the file.
-  for (size_t i = 0; i < count; ++i)
+  for (size_t i = 0; i < count; ++i) {
     const_cast<TagEntry&>(fuzz::tag_of(given[i].address >> 16)).local_index = kNumberOfTheFile;
+  }
 }
 
 // As a good transfer leaves the driver, or as one that failed does.

@@ -24,9 +24,7 @@ constexpr const char* kTags =
     "T,SINT,,,a,b,c,6,1,0,0,,\nX,DATE,,,a,b,c,7,1,0,0,,\n";
 
 void require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
+  if (!holds) std::abort();
 }
 
 // Bytes as they come on one connection, cut into requests as the server does it.
@@ -37,9 +35,7 @@ void fuzz_requests(Bytes received) {
   plc_sim::Session session;
   while (!received.empty()) {
     plc_sim::FrameEnd end = plc_sim::find_frame_end(received, false);
-    if (!end.is_complete) {
-      end = plc_sim::find_frame_end(received, true);
-    }
+    if (!end.is_complete) end = plc_sim::find_frame_end(received, true);
     require(end.is_complete && end.bytes > 0 && end.bytes <= received.size());
     const auto behind = received.begin() + static_cast<std::ptrdiff_t>(end.bytes);
     const plc_sim::Answer answer = controller.handle(session, Bytes(received.begin(), behind));
@@ -51,9 +47,7 @@ void fuzz_requests(Bytes received) {
 void fuzz_capture(const std::string& file) {
   plc_sim::Capture capture = plc_sim::read_capture(file);
   require(!capture.exchanges.empty() || !capture.problem.empty());
-  if (capture.exchanges.empty()) {
-    return;
-  }
+  if (capture.exchanges.empty()) return;
   const Bytes request = capture.exchanges.front().request;
   plc_sim::Replay replay(std::move(capture.exchanges));
   plc_sim::Session session;
@@ -87,9 +81,7 @@ void fuzz_page(const std::string& text) {
   request.has_own_header = true;
   std::string host;
   std::string origin;
-  for (std::string* part : {&request.method, &request.path, &request.query, &host, &origin}) {
-    std::getline(lines, *part);
-  }
+  for (std::string* part : {&request.method, &request.path, &request.query, &host, &origin}) std::getline(lines, *part);
   std::getline(lines, request.body, '\0');
   request.host = host;
   request.origin = origin;
@@ -102,9 +94,7 @@ void fuzz_page(const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
-  if (length == 0) {
-    return 0;
-  }
+  if (length == 0) return 0;
   const std::string text(bytes + 1, bytes + length);
   switch (bytes[0]) {
     case 'c':

@@ -19,17 +19,13 @@ class Cutter {
 
   void add(const TrafficEvent& event) {
     if (event.from_host && event.kind == TrafficEvent::Kind::kBytes) {
-      if (pending_.empty()) {
-        pending_ns_ = event.time_ns;
-      }
+      if (pending_.empty()) pending_ns_ = event.time_ns;
       pending_.insert(pending_.end(), event.bytes.begin(), event.bytes.end());
       cut(false);
       return;
     }
     cut(true);
-    if (current_ == kNothing) {
-      return;
-    }
+    if (current_ == kNothing) return;
     Exchange& exchange = exchanges_[current_];
     if (event.kind == TrafficEvent::Kind::kBytes) {
       hand_out(event.time_ns, event.bytes);
@@ -46,9 +42,7 @@ class Cutter {
   static constexpr size_t kNothing = SIZE_MAX;
 
   static Ending ending_of(const TrafficEvent& event) {
-    if (event.from_host) {
-      return Ending::kClosedByHost;
-    }
+    if (event.from_host) return Ending::kClosedByHost;
     return event.kind == TrafficEvent::Kind::kReset ? Ending::kReset : Ending::kClosedByController;
   }
 
@@ -68,9 +62,7 @@ class Cutter {
   void cut(bool is_quiet) {
     while (!pending_.empty()) {
       const FrameEnd end = plc_sim::find_frame_end(pending_, is_quiet);
-      if (!end.is_complete) {
-        return;
-      }
+      if (!end.is_complete) return;
       const auto behind = pending_.begin() + static_cast<std::ptrdiff_t>(end.bytes);
       Exchange exchange;
       exchange.connection = connection_;
@@ -97,9 +89,7 @@ class Cutter {
 
 Bytes Exchange::reply() const {
   Bytes all;
-  for (const Piece& piece : pieces) {
-    all.insert(all.end(), piece.bytes.begin(), piece.bytes.end());
-  }
+  for (const Piece& piece : pieces) all.insert(all.end(), piece.bytes.begin(), piece.bytes.end());
   return all;
 }
 
@@ -111,9 +101,7 @@ std::vector<Exchange> find_exchanges(const Recording& recording) {
   std::vector<Exchange> exchanges;
   for (size_t i = 0; i < recording.connections.size(); ++i) {
     Cutter cutter(i, exchanges);
-    for (const TrafficEvent& event : recording.connections[i].events) {
-      cutter.add(event);
-    }
+    for (const TrafficEvent& event : recording.connections[i].events) cutter.add(event);
     cutter.finish();
   }
   std::stable_sort(exchanges.begin(), exchanges.end(),

@@ -16,13 +16,9 @@ constexpr size_t kLengthOfOneWord = 14;
 // Whether a head starts there: its length and the complement of it.
 bool has_head_at(const Bytes& received, size_t at) {
   constexpr size_t kLengthBytes = 4;
-  if (received.size() < at + 2 * kLengthBytes) {
-    return false;
-  }
+  if (received.size() < at + 2 * kLengthBytes) return false;
   for (size_t i = at; i < at + kLengthBytes; ++i) {
-    if ((received[i] ^ received[i + kLengthBytes]) != 0xFF) {
-      return false;
-    }
+    if ((received[i] ^ received[i + kLengthBytes]) != 0xFF) return false;
   }
   return true;
 }
@@ -31,22 +27,14 @@ bool ends_at(const Bytes& received, size_t at) { return received.size() == at ||
 
 // Long texts are written with the low byte of their length and of their count.
 std::optional<FrameEnd> text_write_end(const Bytes& received, size_t declared) {
-  if (received.size() <= kUnitsAt || declared > 0xFF || kind_of(received) != RequestKind::kWrite) {
-    return std::nullopt;
-  }
+  if (received.size() <= kUnitsAt || declared > 0xFF || kind_of(received) != RequestKind::kWrite) return std::nullopt;
   const auto bytes_of = [&](size_t count) { return wire::kWriteHeadBytes + 2 * count; };
   const size_t count = received[kUnitsAt];
-  if (((bytes_of(count) - wire::kLengthExcludes) & 0xFFU) != declared) {
-    return std::nullopt;
-  }
+  if (((bytes_of(count) - wire::kLengthExcludes) & 0xFFU) != declared) return std::nullopt;
   // A text holds no head. What looks like a longer text may be a request with the next ones of a host that runs ahead.
-  if (has_head_at(received, bytes_of(count))) {
-    return FrameEnd{true, bytes_of(count)};
-  }
+  if (has_head_at(received, bytes_of(count))) return FrameEnd{true, bytes_of(count)};
   for (size_t more = count + kCountsOfOneByte; bytes_of(more) <= kMaxWriteBytes; more += kCountsOfOneByte) {
-    if (ends_at(received, bytes_of(more))) {
-      return FrameEnd{true, bytes_of(more)};
-    }
+    if (ends_at(received, bytes_of(more))) return FrameEnd{true, bytes_of(more)};
   }
   return FrameEnd{received.size() >= bytes_of(count), bytes_of(count)};
 }
@@ -58,9 +46,7 @@ std::optional<size_t> shortened_end(const Bytes& received, size_t declared) {
   if (declared + wire::kLengthExcludes == wire::kBitRequestBytes && first == 0 && second == 1) {
     return wire::kBitNoCommandBytes;
   }
-  if (declared + wire::kLengthExcludes == wire::kBitRequestBytes && first == 1) {
-    return wire::kBitNoCommandDeviceBytes;
-  }
+  if (declared + wire::kLengthExcludes == wire::kBitRequestBytes && first == 1) return wire::kBitNoCommandDeviceBytes;
   const RequestKind kind = kind_of(received);
   if (kind == RequestKind::kMaskedWrite && has_head_at(received, wire::kMaskedNoMaskBytes)) {
     return wire::kMaskedNoMaskBytes;
@@ -74,23 +60,15 @@ std::optional<size_t> shortened_end(const Bytes& received, size_t declared) {
 
 FrameEnd find_frame_end(const Bytes& received, bool is_quiet) {
   const FrameEnd everything{is_quiet && !received.empty(), received.size()};
-  if (received.size() < wire::kHeadBytes) {
-    return everything;
-  }
+  if (received.size() < wire::kHeadBytes) return everything;
   size_t declared = 0;
-  for (size_t i = 0; i < 4; ++i) {
-    declared = (declared << 8U) | received[i];
-  }
+  for (size_t i = 0; i < 4; ++i) declared = (declared << 8U) | received[i];
   if (const auto bytes = shortened_end(received, declared)) {
     return received.size() >= *bytes ? FrameEnd{true, *bytes} : everything;
   }
-  if (const auto text_end = text_write_end(received, declared)) {
-    return text_end->is_complete ? *text_end : everything;
-  }
+  if (const auto text_end = text_write_end(received, declared)) return text_end->is_complete ? *text_end : everything;
   const size_t bytes = declared + wire::kLengthExcludes;
-  if (bytes < wire::kHeadBytes || bytes > wire::kMaxFrameBytes) {
-    return {true, received.size()};
-  }
+  if (bytes < wire::kHeadBytes || bytes > wire::kMaxFrameBytes) return {true, received.size()};
   return received.size() >= bytes ? FrameEnd{true, bytes} : everything;
 }
 

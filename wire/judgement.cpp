@@ -62,14 +62,10 @@ class Judge {
       judge_foreign_bytes();
       return remarks_;
     }
-    if (!judge_whose_reply(head)) {
-      return remarks_;
-    }
+    if (!judge_whose_reply(head)) return remarks_;
     const bool is_whole = judge_length(head);
     judge_status(head);
-    if (is_whole) {
-      judge_content();
-    }
+    if (is_whole) judge_content();
     return remarks_;
   }
 
@@ -121,9 +117,7 @@ class Judge {
   // Bytes that the reply before this one was short of.
   size_t missing_before() const {
     for (size_t i = index_; i-- > 0;) {
-      if (exchanges_[i].connection != exchange_.connection) {
-        continue;
-      }
+      if (exchanges_[i].connection != exchange_.connection) continue;
       const Bytes before = exchanges_[i].reply();
       const ReplyHead head = head_of(before);
       return head.is_reply && head.announced > before.size() ? head.announced - before.size() : 0;
@@ -180,9 +174,7 @@ class Judge {
 
   // False when the rest of the reply says nothing about this request.
   bool judge_whose_reply(const ReplyHead& head) {
-    if (answers(head, exchange_)) {
-      return true;
-    }
+    if (answers(head, exchange_)) return true;
     const plc_sim::ByteView request(exchange_.request_bytes);
     const bool same_kind =
         head.request_class == request.u8(wire::kClassAt) && head.command == request.u8(wire::kCommandAt);
@@ -228,9 +220,7 @@ class Judge {
              "They may be taken for the next reply; look for what else writes into the connection.");
     }
     const Piece& first = exchange_.pieces.front();
-    if (first.bytes.size() >= head.announced) {
-      return true;
-    }
+    if (first.bytes.size() >= head.announced) return true;
     const int64_t apart_ns = exchange_.pieces.back().time_ns - first.time_ns;
     const std::string what = "the reply came in " + plural(exchange_.pieces.size(), "piece") + ", the last one " +
                              milliseconds(apart_ns) + " after the first";
@@ -239,17 +229,13 @@ class Judge {
   }
 
   void judge_status(const ReplyHead& head) {
-    if (!head.status || *head.status == wire::kStatusDone) {
-      return;
-    }
+    if (!head.status || *head.status == wire::kStatusDone) return;
     const std::string status = "status " + hex_word(*head.status) + " in bytes 12 and 13";
     if (exchange_.request.kind == RequestKind::kResolve) {
       judge_refusal(status);
       return;
     }
-    if (exchange_.request.kind == RequestKind::kRead && were_names_refused()) {
-      return;  // a consequence
-    }
+    if (exchange_.request.kind == RequestKind::kRead && were_names_refused()) return;  // a consequence
     fault("the controller refused the request: " + status,
           exchange_.request.kind == RequestKind::kRead
               ? "The handles or the size asked for do not fit the variable: compare the type in the tag file with the "
@@ -261,9 +247,7 @@ class Judge {
   const Exchange* names_before() const {
     for (size_t i = index_; i-- > 0;) {
       const Exchange& before = exchanges_[i];
-      if (before.connection == exchange_.connection && before.request.kind == RequestKind::kResolve) {
-        return &before;
-      }
+      if (before.connection == exchange_.connection && before.request.kind == RequestKind::kResolve) return &before;
     }
     return nullptr;
   }
@@ -279,9 +263,7 @@ class Judge {
     constexpr uint32_t kBitNumberMask = 0x0F;
     constexpr uint32_t kLowHalf = 0xFFFF;
     const Exchange* names = exchange_.request.kind == RequestKind::kRead ? names_before() : nullptr;
-    if (names == nullptr || !names->is_answered()) {
-      return;
-    }
+    if (names == nullptr || !names->is_answered()) return;
     const Bytes reply = names->pieces.front().bytes;
     const ReplyHead head = head_of(reply);
     if (!head.is_reply || !answers(head, *names) || reply.size() < head.announced) {
@@ -314,9 +296,7 @@ class Judge {
       listed += (i == 0 ? "" : ", ") + name.name;
       listed += name.is_local ? " (scope " + std::to_string(name.program) + ")" : " (global)";
     }
-    if (refused.size() > kMostListed) {
-      listed += " and " + std::to_string(refused.size() - kMostListed) + " more";
-    }
+    if (refused.size() > kMostListed) listed += " and " + std::to_string(refused.size() - kMostListed) + " more";
     fault("the controller refused " + (listed.empty() ? std::string("the names") : listed) + ": " + status,
           "No variable of this name in this scope, or not with these subscripts: compare spelling, case, scope and "
           "array bounds with the controller's own list of variables.");
@@ -382,9 +362,7 @@ std::vector<size_t> refused_names(const Exchange& exchange) {
   const std::vector<NameRecord> records = records_of(reply, names_of(exchange.request).size());
   std::vector<size_t> refused;
   for (size_t i = 0; i < records.size(); ++i) {
-    if (!records[i].is_received || records[i].handle.is_null()) {
-      refused.push_back(i);
-    }
+    if (!records[i].is_received || records[i].handle.is_null()) refused.push_back(i);
   }
   return refused;
 }

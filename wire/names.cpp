@@ -13,25 +13,17 @@ struct Decoded {
 
 std::optional<Decoded> decode_utf8(std::string_view text) {
   const auto lead = static_cast<uint8_t>(text.front());
-  if (lead < 0x80) {
-    return Decoded{lead, 1};
-  }
+  if (lead < 0x80) return Decoded{lead, 1};
   const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-  if (lead < 0xC2 || lead > 0xF4 || text.size() < length) {
-    return std::nullopt;
-  }
+  if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return std::nullopt;
   char32_t value = lead & (0x7FU >> length);
   for (size_t i = 1; i < length; ++i) {
     const auto next = static_cast<uint8_t>(text[i]);
-    if ((next & 0xC0U) != 0x80U) {
-      return std::nullopt;
-    }
+    if ((next & 0xC0U) != 0x80U) return std::nullopt;
     value = (value << 6U) | (next & 0x3FU);
   }
   const bool overlong = (length == 3 && value < 0x800) || (length == 4 && value < 0x10000);
-  if (overlong || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) {
-    return std::nullopt;
-  }
+  if (overlong || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) return std::nullopt;
   return Decoded{value, length};
 }
 
@@ -57,22 +49,14 @@ void append_utf8(std::string& out, char32_t value) {
 // One subscript with its mark; ten digits hold every 32-bit number.
 std::optional<int64_t> parse_subscript(std::string_view text) {
   constexpr size_t kMaxDigits = 10;
-  if (text.empty() || text.front() != '#') {
-    return std::nullopt;
-  }
+  if (text.empty() || text.front() != '#') return std::nullopt;
   text.remove_prefix(1);
   const bool negative = !text.empty() && text.front() == '-';
-  if (negative) {
-    text.remove_prefix(1);
-  }
-  if (text.empty() || text.size() > kMaxDigits) {
-    return std::nullopt;
-  }
+  if (negative) text.remove_prefix(1);
+  if (text.empty() || text.size() > kMaxDigits) return std::nullopt;
   int64_t value = 0;
   for (const char c : text) {
-    if (c < '0' || c > '9') {
-      return std::nullopt;
-    }
+    if (c < '0' || c > '9') return std::nullopt;
     value = value * 10 + (c - '0');
   }
   return negative ? -value : value;
@@ -84,9 +68,7 @@ std::optional<std::u16string> utf16_from_utf8(std::string_view text) {
   std::u16string units;
   while (!text.empty()) {
     const auto decoded = decode_utf8(text);
-    if (!decoded) {
-      return std::nullopt;
-    }
+    if (!decoded) return std::nullopt;
     text.remove_prefix(decoded->length);
     if (decoded->value < 0x10000) {
       units += static_cast<char16_t>(decoded->value);
@@ -116,25 +98,17 @@ std::string utf8_from_utf16(std::u16string_view units) {
 
 ElementName split_element_name(std::string_view wire_name) {
   ElementName whole{std::string(wire_name), {}};
-  if (wire_name.empty() || wire_name.back() != ']') {
-    return whole;
-  }
+  if (wire_name.empty() || wire_name.back() != ']') return whole;
   const size_t open = wire_name.rfind('[');
-  if (open == std::string_view::npos || open == 0) {
-    return whole;
-  }
+  if (open == std::string_view::npos || open == 0) return whole;
   ElementName name{std::string(wire_name.substr(0, open)), {}};
   std::string_view rest = wire_name.substr(open + 1, wire_name.size() - open - 2);
   for (;;) {
     const size_t comma = rest.find(',');
     const auto value = parse_subscript(rest.substr(0, comma));
-    if (!value) {
-      return whole;
-    }
+    if (!value) return whole;
     name.subscripts.push_back(*value);
-    if (comma == std::string_view::npos) {
-      return name;
-    }
+    if (comma == std::string_view::npos) return name;
     rest.remove_prefix(comma + 1);
   }
 }
@@ -147,9 +121,7 @@ std::string mark_subscripts(std::string_view name) {
     marked += c;
     inside = c == '[' || (inside && c != ']');
     const bool starts_subscript = inside && (c == '[' || c == ',');
-    if (starts_subscript && (i + 1 >= name.size() || name[i + 1] != '#')) {
-      marked += '#';
-    }
+    if (starts_subscript && (i + 1 >= name.size() || name[i + 1] != '#')) marked += '#';
   }
   return marked;
 }
@@ -160,17 +132,13 @@ std::string strip_subscript_marks(std::string_view name) {
   for (size_t i = 0; i < name.size(); ++i) {
     inside = name[i] == '[' || (inside && name[i] != ']');
     const bool is_mark = inside && name[i] == '#' && i > 0 && (name[i - 1] == '[' || name[i - 1] == ',');
-    if (!is_mark) {
-      plain += name[i];
-    }
+    if (!is_mark) plain += name[i];
   }
   return plain;
 }
 
 std::string subscript_text(const std::vector<int64_t>& subscripts) {
-  if (subscripts.empty()) {
-    return {};
-  }
+  if (subscripts.empty()) return {};
   std::string text = "[";
   for (const int64_t value : subscripts) {
     text += text.size() == 1 ? "#" : ",#";

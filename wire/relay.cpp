@@ -52,12 +52,8 @@ int socket_error(int descriptor) {
 }
 
 int connect_error(int descriptor, const sockaddr_in& to, int patience_ms) {
-  if (connect(descriptor, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0) {
-    return 0;
-  }
-  if (errno != EINPROGRESS) {
-    return errno;
-  }
+  if (connect(descriptor, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0) return 0;
+  if (errno != EINPROGRESS) return errno;
   pollfd writable{descriptor, POLLOUT, 0};
   int ready = 0;
   do {
@@ -67,9 +63,7 @@ int connect_error(int descriptor, const sockaddr_in& to, int patience_ms) {
 }
 
 void close_with_reset(int& descriptor) {
-  if (descriptor < 0) {
-    return;
-  }
+  if (descriptor < 0) return;
   const linger at_once{1, 0};
   setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
   close(descriptor);
@@ -77,9 +71,7 @@ void close_with_reset(int& descriptor) {
 }
 
 void close_descriptor(int& descriptor) {
-  if (descriptor >= 0) {
-    close(descriptor);
-  }
+  if (descriptor >= 0) close(descriptor);
   descriptor = -1;
 }
 
@@ -143,14 +135,10 @@ class RecordingRelay::Link {
     Side& to = side(is_host);
     while (!to.waiting.empty()) {
       const ssize_t sent = send(to.descriptor, to.waiting.data(), to.waiting.size(), MSG_NOSIGNAL);
-      if (sent <= 0) {
-        return;
-      }
+      if (sent <= 0) return;
       to.waiting.erase(to.waiting.begin(), to.waiting.begin() + sent);
     }
-    if (to.is_ending) {
-      shutdown(to.descriptor, SHUT_WR);
-    }
+    if (to.is_ending) shutdown(to.descriptor, SHUT_WR);
   }
 
   void end(bool with_reset) {
@@ -174,9 +162,7 @@ RecordingRelay::RecordingRelay(uint32_t address, uint16_t port, int first_descri
   if (listener_ < 0 || wake_ < 0 || bind(listener_, reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0 ||
       listen(listener_, SOMAXCONN) != 0 || getsockname(listener_, reinterpret_cast<sockaddr*>(&own), &size) != 0) {
     const std::string problem = std::strerror(errno);
-    for (int* each : {&listener_, &wake_, &first_descriptor_}) {
-      close_descriptor(*each);
-    }
+    for (int* each : {&listener_, &wake_, &first_descriptor_}) close_descriptor(*each);
     throw std::runtime_error("cannot listen on 127.0.0.1: " + problem);
   }
   port_ = ntohs(own.sin_port);
@@ -188,15 +174,11 @@ RecordingRelay::RecordingRelay(uint32_t address, uint16_t port, int first_descri
 
 RecordingRelay::~RecordingRelay() {
   stop();
-  for (int* each : {&listener_, &wake_, &first_descriptor_}) {
-    close_descriptor(*each);
-  }
+  for (int* each : {&listener_, &wake_, &first_descriptor_}) close_descriptor(*each);
 }
 
 void RecordingRelay::stop() {
-  if (!thread_.joinable()) {
-    return;
-  }
+  if (!thread_.joinable()) return;
   is_stopping_ = true;
   eventfd_write(wake_, 1);
   thread_.join();
@@ -226,9 +208,7 @@ void RecordingRelay::accept_host() {
   sockaddr_in peer{};
   socklen_t size = sizeof peer;
   const int host = accept4(listener_, reinterpret_cast<sockaddr*>(&peer), &size, SOCK_NONBLOCK | SOCK_CLOEXEC);
-  if (host < 0) {
-    return;
-  }
+  if (host < 0) return;
   size_t connection = 0;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -257,9 +237,7 @@ void RecordingRelay::accept_host() {
 void RecordingRelay::pass_on(Link& link, bool from_host) {
   Bytes bytes(kMaxWaiting);
   const ssize_t got = recv(link.side(from_host).descriptor, bytes.data(), bytes.size(), 0);
-  if (got < 0 && (errno == EAGAIN || errno == EINTR)) {
-    return;
-  }
+  if (got < 0 && (errno == EAGAIN || errno == EINTR)) return;
   if (got > 0) {
     bytes.resize(static_cast<size_t>(got));
     Bytes& waiting = link.side(!from_host).waiting;
@@ -282,13 +260,9 @@ void RecordingRelay::pass_on(Link& link, bool from_host) {
 void RecordingRelay::serve(Link& link, short host_events, short controller_events) {
   for (const bool from_host : {true, false}) {
     const short events = from_host ? host_events : controller_events;
-    if (!link.is_over() && (events & POLLOUT) != 0) {
-      link.send_waiting(from_host);
-    }
+    if (!link.is_over() && (events & POLLOUT) != 0) link.send_waiting(from_host);
     const bool is_readable = (events & (POLLIN | POLLERR | POLLHUP)) != 0;
-    if (!link.is_over() && is_readable) {
-      pass_on(link, from_host);
-    }
+    if (!link.is_over() && is_readable) pass_on(link, from_host);
   }
 }
 
@@ -299,16 +273,10 @@ void RecordingRelay::run() {
       polled.push_back({link->side(true).descriptor, link->events(true), 0});
       polled.push_back({link->side(false).descriptor, link->events(false), 0});
     }
-    if (poll(polled.data(), polled.size(), -1) < 0 && errno != EINTR) {
-      return;
-    }
+    if (poll(polled.data(), polled.size(), -1) < 0 && errno != EINTR) return;
     const size_t served = links_.size();
-    for (size_t i = 0; i < served; ++i) {
-      serve(*links_[i], polled[2 + 2 * i].revents, polled[3 + 2 * i].revents);
-    }
-    if ((polled[1].revents & POLLIN) != 0) {
-      accept_host();
-    }
+    for (size_t i = 0; i < served; ++i) serve(*links_[i], polled[2 + 2 * i].revents, polled[3 + 2 * i].revents);
+    if ((polled[1].revents & POLLIN) != 0) accept_host();
     links_.erase(
         std::remove_if(links_.begin(), links_.end(), [](const std::unique_ptr<Link>& link) { return link->is_over(); }),
         links_.end());

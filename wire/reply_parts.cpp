@@ -21,9 +21,7 @@ ReplyHead head_of(const Bytes& reply) {
   head.sequence = view.u16(wire::kSequenceAt);
   head.request_class = view.u8(wire::kClassAt);
   head.command = view.u8(wire::kCommandAt);
-  if (view.size() >= wire::kReplyHeadBytes) {
-    head.status = view.u16(wire::kStatusAt);
-  }
+  if (view.size() >= wire::kReplyHeadBytes) head.status = view.u16(wire::kStatusAt);
   return head;
 }
 
@@ -42,13 +40,9 @@ std::vector<Program> programs_of(const Bytes& reply) {
   for (unsigned left = view.u8(kCountAt); left > 0; --left) {
     const size_t stated = view.u8(at + 2);
     const size_t name_bytes = stated > 2 ? stated - 2 : 0;
-    if (at + kRecordHeadBytes + name_bytes > view.size()) {
-      break;
-    }
+    if (at + kRecordHeadBytes + name_bytes > view.size()) break;
     std::u16string name;
-    for (size_t i = 0; i + 1 < name_bytes; i += 2) {
-      name += static_cast<char16_t>(view.u16(at + kRecordHeadBytes + i));
-    }
+    for (size_t i = 0; i + 1 < name_bytes; i += 2) name += static_cast<char16_t>(view.u16(at + kRecordHeadBytes + i));
     programs.push_back({view.u8(at + 4), plc_sim::utf8_from_utf16(name)});
     at += name_bytes + kRecordHeadBytes + 1;
   }
@@ -73,27 +67,21 @@ std::vector<NameRecord> records_of(const Bytes& reply, size_t names) {
 
 size_t values_bytes(const plc_sim::Request& request) {
   size_t bytes = 0;
-  for (const plc_sim::Reference& reference : request.references) {
-    bytes += size_t{2} * reference.size;
-  }
+  for (const plc_sim::Reference& reference : request.references) bytes += size_t{2} * reference.size;
   return bytes;
 }
 
 Bytes value_of(const Exchange& exchange, size_t reference) {
   const auto& references = exchange.request.references;
   size_t at = wire::kReplyHeadBytes;
-  for (size_t i = 0; i < reference && i < references.size(); ++i) {
-    at += size_t{2} * references[i].size;
-  }
+  for (size_t i = 0; i < reference && i < references.size(); ++i) at += size_t{2} * references[i].size;
   const size_t count = reference < references.size() ? size_t{2} * references[reference].size : 0;
   const Bytes reply = exchange.reply();
   return ByteView(reply).part(at, count).bytes();
 }
 
 Bytes in_host_order(Bytes value) {
-  for (size_t i = 0; i + 1 < value.size(); i += 2) {
-    std::swap(value[i], value[i + 1]);
-  }
+  for (size_t i = 0; i + 1 < value.size(); i += 2) std::swap(value[i], value[i + 1]);
   return value;
 }
 
@@ -108,15 +96,11 @@ std::string hex_text(const Bytes& bytes, size_t most) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text;
   for (size_t i = 0; i < std::min(bytes.size(), most); ++i) {
-    if (i > 0) {
-      text += ' ';
-    }
+    if (i > 0) text += ' ';
     text += kDigits[bytes[i] >> 4U];
     text += kDigits[bytes[i] & 0x0FU];
   }
-  if (bytes.size() > most) {
-    text += " and " + std::to_string(bytes.size() - most) + " more";
-  }
+  if (bytes.size() > most) text += " and " + std::to_string(bytes.size() - most) + " more";
   return text;
 }
 

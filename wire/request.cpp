@@ -54,9 +54,7 @@ void expect_plain_length(const FrameView& frame, Findings& findings) {
 }
 
 bool is_block_header(const FrameView& frame, size_t at) {
-  if (frame.u8(at) == 0 && frame.u8(at + 1) == 0) {
-    return at + wire::kGlobalBlockBytes <= frame.size();
-  }
+  if (frame.u8(at) == 0 && frame.u8(at + 1) == 0) return at + wire::kGlobalBlockBytes <= frame.size();
   return frame.u8(at) == 1 && frame.u8(at + 1) == 1 && at + wire::kLocalBlockBytes <= frame.size();
 }
 
@@ -71,9 +69,7 @@ size_t parse_block_header(const FrameView& frame, size_t at, Request& request, F
   block.program = frame.u8(at + 3);
   block.count = frame.u16(at + 8);
   const bool count_may_lie_over_program = frame.u8(wire::kBlocksAt - 1) > 1 && at == wire::kBlocksAt;
-  if (!count_may_lie_over_program) {
-    expect_bytes(frame, at + 2, {0}, findings);
-  }
+  if (!count_may_lie_over_program) expect_bytes(frame, at + 2, {0}, findings);
   expect_bytes(frame, at + 4, {0, 0, 0, 0}, findings);
   request.blocks.push_back(block);
   return at + wire::kLocalBlockBytes;
@@ -87,18 +83,14 @@ size_t parse_name(const FrameView& frame, size_t at, Request& request, Findings&
   // Some writes announce the low byte of the name's length only; they carry one name.
   const bool low_byte_only =
       units < room && units == room % 256 && request.blocks.size() == 1 && block.names.empty() && block.count == 1;
-  if (low_byte_only) {
-    units = room;
-  }
+  if (low_byte_only) units = room;
   if (at + 2 > frame.size() || units > room) {
     findings.violation("the name at byte " + std::to_string(at) + " does not end inside the request");
     request.ends_inside_names = true;
     return frame.size();
   }
   std::u16string name;
-  for (size_t i = 0; i < units; ++i) {
-    name += static_cast<char16_t>(frame.u16(at + 2 + 2 * i));
-  }
+  for (size_t i = 0; i < units; ++i) name += static_cast<char16_t>(frame.u16(at + 2 + 2 * i));
   block.names.push_back(std::move(name));
   return at + 2 + 2 * units;
 }
@@ -118,9 +110,7 @@ void judge_several_blocks(const FrameView& frame, const Request& request, Findin
   constexpr size_t kTotalOfGlobalAt = 16;
   constexpr size_t kTotalOfLocalAt = 22;
   size_t total = 0;
-  for (const NameBlock& block : request.blocks) {
-    total += block.names.size();
-  }
+  for (const NameBlock& block : request.blocks) total += block.names.size();
   const size_t at = request.blocks.back().is_local ? kTotalOfLocalAt : kTotalOfGlobalAt;
   if (frame.u16(at) != total) {
     findings.violation("bytes " + std::to_string(at) + "-" + std::to_string(at + 1) + " give " +
@@ -159,9 +149,7 @@ void parse_blocks(const FrameView& frame, Request& request, Findings& findings) 
     findings.violation("byte 13 announces " + std::to_string(announced) + " blocks, the request carries " +
                        std::to_string(request.blocks.size()));
   }
-  if (request.ends_inside_names) {
-    return;
-  }
+  if (request.ends_inside_names) return;
   if (request.blocks.size() == 1) {
     judge_single_block(request, findings);
   } else {
@@ -179,9 +167,7 @@ void parse_resolve(const FrameView& frame, Request& request, Findings& findings)
     in_blocks = {};
     in_blocks.notes.emplace_back("a batch over both scopes: its name count lies over a length, its names are lost");
   }
-  for (std::string& text : in_blocks.violations) {
-    findings.violation(std::move(text));
-  }
+  for (std::string& text : in_blocks.violations) findings.violation(std::move(text));
   findings.notes.insert(findings.notes.end(), in_blocks.notes.begin(), in_blocks.notes.end());
 }
 
@@ -213,9 +199,7 @@ void parse_write(const FrameView& frame, const Bytes& bytes, Request& request, F
   const size_t length = frame.size() - wire::kLengthExcludes;
   const bool has_no_value = request.values.empty() && request.units == 1 && frame.u32(0) == kNoValueDeclared;
   request.has_one_byte_length = length > 0xFF && frame.u32(0) == (length & 0xFF);
-  if (!has_no_value && !request.has_one_byte_length) {
-    expect_length_field(frame, length, findings);
-  }
+  if (!has_no_value && !request.has_one_byte_length) expect_length_field(frame, length, findings);
 }
 
 void parse_masked_write(const FrameView& frame, Request& request, Findings& findings) {
@@ -227,9 +211,7 @@ void parse_masked_write(const FrameView& frame, Request& request, Findings& find
     return;
   }
   expect_size(frame, wire::kMaskedWriteBytes, findings);
-  if (frame.u8(19) > 1) {
-    findings.violation("byte 19 is " + hex(frame.u8(19), 2) + ", expected 00 or 01");
-  }
+  if (frame.u8(19) > 1) findings.violation("byte 19 is " + hex(frame.u8(19), 2) + ", expected 00 or 01");
   request.is_or_mask = frame.u8(19) == 1;
   request.mask = frame.u16(20);
 }
@@ -278,24 +260,12 @@ RequestKind kind_of(const Bytes& frame) {
   const FrameView view(frame);
   const unsigned both = view.u16(wire::kClassAt);
   const auto pair = [](uint8_t first, uint8_t second) { return (static_cast<unsigned>(first) << 8U) | second; };
-  if (both == pair(wire::kClassNames, wire::kDirectoryStart)) {
-    return RequestKind::kDirectoryStart;
-  }
-  if (both == pair(wire::kClassNames, wire::kDirectory)) {
-    return RequestKind::kDirectory;
-  }
-  if (both == pair(wire::kClassNames, wire::kResolve)) {
-    return RequestKind::kResolve;
-  }
-  if (both == pair(wire::kClassValues, wire::kRead)) {
-    return RequestKind::kRead;
-  }
-  if (both == pair(wire::kClassValues, wire::kWrite)) {
-    return RequestKind::kWrite;
-  }
-  if (both == pair(wire::kClassValues, wire::kMaskedWrite)) {
-    return RequestKind::kMaskedWrite;
-  }
+  if (both == pair(wire::kClassNames, wire::kDirectoryStart)) return RequestKind::kDirectoryStart;
+  if (both == pair(wire::kClassNames, wire::kDirectory)) return RequestKind::kDirectory;
+  if (both == pair(wire::kClassNames, wire::kResolve)) return RequestKind::kResolve;
+  if (both == pair(wire::kClassValues, wire::kRead)) return RequestKind::kRead;
+  if (both == pair(wire::kClassValues, wire::kWrite)) return RequestKind::kWrite;
+  if (both == pair(wire::kClassValues, wire::kMaskedWrite)) return RequestKind::kMaskedWrite;
   const uint8_t first = view.u8(wire::kClassAt);
   const bool no_command = (frame.size() == wire::kBitNoCommandBytes && both == pair(0, 1)) ||
                           (frame.size() == wire::kBitNoCommandDeviceBytes && first == 1);

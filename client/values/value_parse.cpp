@@ -124,8 +124,9 @@ std::string unquote_text(std::string_view text) {
 
 std::string parse_string(const TagEntry& entry, std::string_view text) {
   std::string plain = unquote_text(text);
-  if (plain.find('\0') != std::string::npos)
+  if (plain.find('\0') != std::string::npos) {
     throw ValueError("a string ends at its first zero byte: none can be in it");
+  }
   if (plain.size() > static_cast<size_t>(std::max(entry.string_length, 0))) {
     throw ValueError(quoted(text) + " has " + std::to_string(plain.size()) + " bytes, the string holds " +
                      std::to_string(entry.string_length));

@@ -128,8 +128,9 @@ void Referee::got_wait(int result) {
 void Referee::sends(const uint8_t* bytes, size_t length, int64_t now_ns, uint32_t wait_s) {
   if (phase_ != Phase::kIdle) accuse("sends although the exchange before has failed");
   if (!is_drained_) accuse("sends before everything that waits is discarded");
-  if (count_ > 0 && exchanges_[count_ - 1].content != Content::kGood)
+  if (count_ > 0 && exchanges_[count_ - 1].content != Content::kGood) {
     accuse("goes on behind a reply that is no answer");
+  }
   if (length < kHeadBytes || length > kFrameBytes) accuse("sends a request of an impossible size");
   for (size_t i = 0; i < 4; ++i) {
     if ((bytes[i] ^ bytes[i + 4]) != 0xFF) accuse("sends a wrong complement");

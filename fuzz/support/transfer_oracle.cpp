@@ -254,8 +254,9 @@ void TransferOracle::judge_write(const TagEntry& tag, uint32_t count, uint32_t r
   if (tag.is_global == 0 && program == kAmbiguous && exchanges > 0) accuse("chooses between two programs");
   if (is_hopeless_write(tag, count) && (exchanges > 0 || result == PLC_OK)) accuse("writes bits that it cannot write");
   // Of no element nothing need be said, and nothing is.
-  if (result == PLC_OK && (!is_good || (exchanges < 2 && count > 0)))
+  if (result == PLC_OK && (!is_good || (exchanges < 2 && count > 0))) {
     accuse("reports a write that was not acknowledged");
+  }
   if (result != PLC_OK || !is_word(tag) || exchanges == 0) return;
   const Exchange& write = referee.end()[-1];
   if (write.kind() != 0x1E01) accuse("reports a write that it did not send");

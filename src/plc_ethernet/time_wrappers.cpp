@@ -31,9 +31,7 @@ timeval form_timeout(const ConnContext& conn, uint32_t mode) {
 int ev_sleep(uint32_t microseconds) { return usleep(microseconds); }
 
 int ev_sleep_ms(uint32_t milliseconds) {
-  if (milliseconds == 0) {
-    return 0;
-  }
+  if (milliseconds == 0) return 0;
   return usleep((milliseconds < kLongestPauseMs ? milliseconds : kLongestPauseMs) * 1000);
 }
 

@@ -41,9 +41,7 @@ static_assert(auchCRCLo[0] == 0x00 && auchCRCLo[1] == 0xC0 && auchCRCLo[2] == 0x
 }  // namespace
 
 uint16_t crc16(const uint8_t* bytes, uint32_t length) {
-  if (length == 0) {
-    return 0xFFFF;
-  }
+  if (length == 0) return 0xFFFF;
   // Deliberate: the length counts in 8 bits, so 257 bytes give the CRC of the first one (D43).
   const uint32_t counted_bytes = ((length - 1) & 0xFFu) + 1;
   uint8_t hi = 0xFF;

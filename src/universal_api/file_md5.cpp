@@ -68,9 +68,7 @@ uint32_t swap_bytes(uint32_t word) {
 // Removes the first and the last character of a path that begins with a double quote character.
 void strip_quotes(char* path) {
   const size_t path_bytes = std::strlen(path);
-  if (path[0] != '"') {
-    return;
-  }
+  if (path[0] != '"') return;
   // A lone quote character is both the first and the last one.
   const size_t kept_bytes = path_bytes < 2 ? 0 : path_bytes - 2;
   std::memmove(path, path + 1, kept_bytes);
@@ -79,9 +77,7 @@ void strip_quotes(char* path) {
 
 // The file's length, or -1 when it has no end to seek to or 2^31 bytes or more.
 int32_t measure_file() {
-  if (fseeko(fp, 0, SEEK_END) != 0) {
-    return -1;
-  }
+  if (fseeko(fp, 0, SEEK_END) != 0) return -1;
   const off_t position = ftello(fp);
   return position > kLongestFileBytes ? -1 : static_cast<int32_t>(position);
 }
@@ -92,9 +88,7 @@ bool read_block() {
   std::memset(x, 0, sizeof x);
   [[maybe_unused]] const size_t got = std::fread(x, 1, kBlockBytes, fp);
   const uint32_t left = static_cast<uint32_t>(len) - static_cast<uint32_t>(i) * kBlockBytes;
-  if (left < kBlockBytes) {
-    std::memset(reinterpret_cast<unsigned char*>(x) + left, 0, kBlockBytes - left);
-  }
+  if (left < kBlockBytes) std::memset(reinterpret_cast<unsigned char*>(x) + left, 0, kBlockBytes - left);
   return std::ferror(fp) == 0;
 }
 

@@ -18,9 +18,7 @@ constexpr mode_t kNewFileMode = 0644;
 // Opens path and moves to offset. Returns the descriptor, at least 1, or -1 with nothing left open.
 int open_at(const char* path, int flags, int32_t offset) {
   const int descriptor = open(path, flags | O_CREAT, kNewFileMode);
-  if (descriptor < 0) {
-    return -1;
-  }
+  if (descriptor < 0) return -1;
   // Deliberate: descriptor 0, which a host without a standard input is given, counts as a failure (D45).
   const bool is_standard_input = descriptor == 0;
   // Pipes and terminals have no positions and take their bytes all the same.
@@ -36,9 +34,7 @@ int open_at(const char* path, int flags, int32_t offset) {
 
 int32_t Read_File(const char* path, uint8_t* out, int32_t offset, uint32_t length) {
   const int descriptor = open_at(path, O_RDONLY, offset);
-  if (descriptor < 0) {
-    return -1;
-  }
+  if (descriptor < 0) return -1;
   // The system transfers at most 2^31 - 4096 bytes per call: the count fits.
   const ssize_t count = read(descriptor, out, length);
   close(descriptor);
@@ -47,9 +43,7 @@ int32_t Read_File(const char* path, uint8_t* out, int32_t offset, uint32_t lengt
 
 int32_t Write_File(const char* path, const uint8_t* bytes, int32_t offset, uint32_t length) {
   const int descriptor = open_at(path, O_WRONLY, offset);
-  if (descriptor < 0) {
-    return -1;
-  }
+  if (descriptor < 0) return -1;
   const ssize_t count = write(descriptor, bytes, length);
   close(descriptor);
   return static_cast<int32_t>(count);

@@ -9,9 +9,7 @@ constexpr int32_t kBytesPerLine = 10;
 
 int32_t print_bytes(const uint8_t* bytes, int32_t length) {
   for (int32_t k = 0; k < length; ++k) {
-    if (k % kBytesPerLine == 0) {
-      std::puts("\r");
-    }
+    if (k % kBytesPerLine == 0) std::puts("\r");
     std::printf("0x%02x ", static_cast<unsigned>(bytes[k]));
   }
   return std::puts("\r");

@@ -16,9 +16,7 @@ constexpr size_t kTextBytes = 256;
 
 void ev_log(const char* path, const char* format, ...) {
   std::FILE* const log = std::fopen(path, "a");
-  if (log == nullptr) {
-    return;
-  }
+  if (log == nullptr) return;
   // What does not fit is cut: 255 bytes and the terminator.
   char text[kTextBytes] = {};
   va_list arguments;

@@ -18,9 +18,7 @@ using Bytes = std::vector<uint8_t>;
 inline Bytes from_hex(std::string_view text) {
   std::string digits;
   for (const char c : text) {
-    if (c == ' ' || c == '\n') {
-      continue;
-    }
+    if (c == ' ' || c == '\n') continue;
     if (std::string_view("0123456789ABCDEFabcdef").find(c) == std::string_view::npos) {
       std::fprintf(stderr, "not a hexadecimal digit: %c\n", c);
       std::abort();

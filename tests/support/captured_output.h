@@ -38,9 +38,7 @@ class CapturedOutput {
 
  private:
   void restore() {
-    if (saved_fd_ < 0) {
-      return;
-    }
+    if (saved_fd_ < 0) return;
     std::fflush(stdout);
     dup2(saved_fd_, STDOUT_FILENO);
     close(saved_fd_);

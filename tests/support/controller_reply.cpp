@@ -24,9 +24,7 @@ void stamp_head(const Bytes& request, Bytes* reply) {
     (*reply)[i] = static_cast<uint8_t>(counted >> (24 - 8 * i));
     (*reply)[4 + i] = static_cast<uint8_t>(~(*reply)[i]);
   }
-  for (size_t i = kSequenceAt; i <= kCommandAt; ++i) {
-    (*reply)[i] = byte_at(request, i);
-  }
+  for (size_t i = kSequenceAt; i <= kCommandAt; ++i) (*reply)[i] = byte_at(request, i);
 }
 
 // A record begins at 17; its last fixed byte says how many groups of four bytes follow.
@@ -60,22 +58,16 @@ size_t asked_bytes(const Bytes& request, const Bytes& reply) {
   const size_t kind = unit_at(request, kClassAt);
   constexpr size_t kResolve = 0x0C28;
   constexpr size_t kRead = 0x1E09;
-  if (kind == kResolve) {
-    return resolve_reply_bytes(request, reply);
-  }
+  if (kind == kResolve) return resolve_reply_bytes(request, reply);
   return kind == kRead ? value_reply_bytes(request) : kReplyHeadBytes;
 }
 
 Bytes form_reply(const Bytes& request, Bytes reply, ReplyForm form) {
-  if (form == ReplyForm::kRaw || reply.empty()) {
-    return reply;
-  }
+  if (form == ReplyForm::kRaw || reply.empty()) return reply;
   if (form == ReplyForm::kComplete) {
     reply.resize(std::max(reply.size(), std::min(asked_bytes(request, reply), kLargestReply)));
   }
-  if (reply.size() >= kReplyHeadBytes) {
-    stamp_head(request, &reply);
-  }
+  if (reply.size() >= kReplyHeadBytes) stamp_head(request, &reply);
   return reply;
 }
 

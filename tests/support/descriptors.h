@@ -41,9 +41,7 @@ class ExhaustedDescriptors {
       std::abort();
     }
     int descriptor = -1;
-    while ((descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC)) >= 0) {
-      taken_.push_back(descriptor);
-    }
+    while ((descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC)) >= 0) taken_.push_back(descriptor);
     if (errno != EMFILE) {
       std::perror("descriptor exhaustion");
       std::abort();
@@ -52,9 +50,7 @@ class ExhaustedDescriptors {
   ExhaustedDescriptors(const ExhaustedDescriptors&) = delete;
   ExhaustedDescriptors& operator=(const ExhaustedDescriptors&) = delete;
   ~ExhaustedDescriptors() {
-    for (const int descriptor : taken_) {
-      close(descriptor);
-    }
+    for (const int descriptor : taken_) close(descriptor);
     setrlimit(RLIMIT_NOFILE, &saved_limit_);
   }
 
@@ -75,9 +71,7 @@ class RaisedDescriptorLimit {
   RaisedDescriptorLimit() {
     getrlimit(RLIMIT_NOFILE, &saved_limit_);
     rlimit limit = saved_limit_;
-    if (limit.rlim_cur < kNeeded) {
-      limit.rlim_cur = kNeeded;
-    }
+    if (limit.rlim_cur < kNeeded) limit.rlim_cur = kNeeded;
     if (setrlimit(RLIMIT_NOFILE, &limit) != 0) {
       std::perror("descriptor limit");
       std::abort();
@@ -109,9 +103,7 @@ class TakenLowDescriptors {
   TakenLowDescriptors(const TakenLowDescriptors&) = delete;
   TakenLowDescriptors& operator=(const TakenLowDescriptors&) = delete;
   ~TakenLowDescriptors() {
-    for (const int descriptor : taken_) {
-      close(descriptor);
-    }
+    for (const int descriptor : taken_) close(descriptor);
   }
 
  private:

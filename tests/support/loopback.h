@@ -29,9 +29,7 @@ class ScopedDescriptor {
 
   int get() const { return descriptor_; }
   void reset(int descriptor = -1) {
-    if (descriptor_ >= 0) {
-      close(descriptor_);
-    }
+    if (descriptor_ >= 0) close(descriptor_);
     descriptor_ = descriptor;
   }
 
@@ -84,9 +82,7 @@ class FullBacklog {
       sockaddr_in address = listener_.address();
       const int connected = connect(waiting_.back()->get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
       pollfd wait = {waiting_.back()->get(), POLLOUT, 0};
-      if (connected != 0 && errno == EINPROGRESS && poll(&wait, 1, kHangsMs) == 0) {
-        return;
-      }
+      if (connected != 0 && errno == EINPROGRESS && poll(&wait, 1, kHangsMs) == 0) return;
     }
     std::fputs("the backlog does not fill\n", stderr);
     std::abort();

@@ -33,9 +33,7 @@ bool send_all(int descriptor, const Bytes& bytes) {
     message.msg_iov = &piece;
     message.msg_iovlen = 1;
     const ssize_t count = sendmsg(descriptor, &message, MSG_NOSIGNAL);
-    if (count <= 0) {
-      return false;
-    }
+    if (count <= 0) return false;
     sent += static_cast<size_t>(count);
   }
   return true;
@@ -43,9 +41,7 @@ bool send_all(int descriptor, const Bytes& bytes) {
 
 void reset_on_close(int descriptor) {
   const linger at_once = {1, 0};
-  if (setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once) != 0) {
-    die("scripted peer: linger");
-  }
+  if (setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once) != 0) die("scripted peer: linger");
 }
 
 }  // namespace
@@ -80,16 +76,12 @@ void ScriptedPeer::send_now(const Bytes& bytes) {
     const std::lock_guard<std::mutex> lock(mutex_);
     descriptor = connection_.get();
   }
-  if (!send_all(descriptor, bytes)) {
-    die("scripted peer: no connection to send on");
-  }
+  if (!send_all(descriptor, bytes)) die("scripted peer: no connection to send on");
 }
 
 std::vector<Bytes> ScriptedPeer::finish() {
   if (thread_.joinable()) {
-    if (eventfd_write(stop_.get(), 1) != 0) {
-      die("scripted peer: stop");
-    }
+    if (eventfd_write(stop_.get(), 1) != 0) die("scripted peer: stop");
     thread_.join();
   }
   return requests();
@@ -130,9 +122,7 @@ size_t ScriptedPeer::script_length() const {
 void ScriptedPeer::run() {
   for (;;) {
     pollfd waits[] = {{stop_.get(), POLLIN, 0}, {listener_.get(), POLLIN, 0}, {connection_.get(), POLLIN, 0}};
-    if (poll(waits, 3, -1) < 0 && errno != EINTR) {
-      die("scripted peer: poll");
-    }
+    if (poll(waits, 3, -1) < 0 && errno != EINTR) die("scripted peer: poll");
     // A request comes before the end of the thread and before a newer connection, so that none is lost.
     if (waits[2].revents != 0) {
       if (!serve_request()) {
@@ -140,9 +130,7 @@ void ScriptedPeer::run() {
         connection_.reset();
       }
     } else if (waits[1].revents != 0) {
-      if (!accept_connection()) {
-        die("scripted peer: accept");
-      }
+      if (!accept_connection()) die("scripted peer: accept");
     } else if (waits[0].revents != 0) {
       return;
     }
@@ -169,14 +157,10 @@ bool ScriptedPeer::serve_request() {
   message.msg_iov = &piece;
   message.msg_iovlen = 1;
   const ssize_t count = recvmsg(connection_.get(), &message, 0);
-  if (count <= 0) {
-    return false;
-  }
+  if (count <= 0) return false;
   request.resize(static_cast<size_t>(count));
   PeerStep step;
-  if (!take_step(request, &step)) {
-    return false;
-  }
+  if (!take_step(request, &step)) return false;
   step.reply = form_reply(request, std::move(step.reply), step.form);
   carry_out(step);
   return true;
@@ -186,21 +170,15 @@ bool ScriptedPeer::take_step(const Bytes& request, PeerStep* step) {
   const std::lock_guard<std::mutex> lock(mutex_);
   requests_.push_back(request);
   progress_.notify_all();
-  if (next_step_ == script_.size()) {
-    return false;
-  }
+  if (next_step_ == script_.size()) return false;
   *step = script_[next_step_++];
   return true;
 }
 
 void ScriptedPeer::carry_out(const PeerStep& step) {
   send_all(connection_.get(), step.reply);
-  if (step.end == PeerStep::End::kKeep) {
-    return;
-  }
-  if (step.end == PeerStep::End::kReset) {
-    reset_on_close(connection_.get());
-  }
+  if (step.end == PeerStep::End::kKeep) return;
+  if (step.end == PeerStep::End::kReset) reset_on_close(connection_.get());
   const std::lock_guard<std::mutex> lock(mutex_);
   connection_.reset();
 }

@@ -16,9 +16,7 @@ namespace {
 ScriptedSocket* current = nullptr;
 
 void note_heap_call() {
-  if (current != nullptr) {
-    current->on_heap_call();
-  }
+  if (current != nullptr) current->on_heap_call();
 }
 
 ScriptedSocket* script_of(int descriptor) { return descriptor == ScriptedSocket::kDescriptor ? current : nullptr; }
@@ -46,12 +44,8 @@ void ScriptedSocket::note(const std::string& call) {
 }
 
 SocketAnswer ScriptedSocket::take_answer(const Bytes& request) {
-  if (make_answer_) {
-    return make_answer_(request);
-  }
-  if (answers_.empty()) {
-    return say_nothing();
-  }
+  if (make_answer_) return make_answer_(request);
+  if (answers_.empty()) return say_nothing();
   SocketAnswer next = std::move(answers_.front());
   answers_.pop_front();
   return next;
@@ -175,13 +169,9 @@ int __wrap_fcntl(int descriptor, int command, ...) {
 
 int __wrap_select(int count, fd_set* readable, fd_set* writable, fd_set* failing, timeval* timeout) {
   const bool scripted = plc_test::current != nullptr && count == ScriptedSocket::kDescriptor + 1;
-  if (!scripted) {
-    return __real_select(count, readable, writable, failing, timeout);
-  }
+  if (!scripted) return __real_select(count, readable, writable, failing, timeout);
   const int ready = plc_test::current->on_select(writable != nullptr);
-  if (ready == 0) {
-    FD_ZERO(readable);
-  }
+  if (ready == 0) FD_ZERO(readable);
   return ready;
 }
 
@@ -193,26 +183,20 @@ ssize_t __wrap_send(int descriptor, const void* bytes, size_t length, int flags)
 
 ssize_t __wrap_recv(int descriptor, void* bytes, size_t length, int flags) {
   ScriptedSocket* script = script_of(descriptor);
-  if (script == nullptr) {
-    return __real_recv(descriptor, bytes, length, flags);
-  }
+  if (script == nullptr) return __real_recv(descriptor, bytes, length, flags);
   const bool peeks = (flags & MSG_PEEK) != 0;
   return static_cast<ssize_t>(peeks ? script->on_peek(bytes, length) : script->on_receive(bytes, length));
 }
 
 int __wrap_close(int descriptor) {
   ScriptedSocket* script = script_of(descriptor);
-  if (script == nullptr) {
-    return __real_close(descriptor);
-  }
+  if (script == nullptr) return __real_close(descriptor);
   script->on_close();
   return 0;
 }
 
 int __wrap_usleep(useconds_t microseconds) {
-  if (plc_test::current == nullptr) {
-    return __real_usleep(microseconds);
-  }
+  if (plc_test::current == nullptr) return __real_usleep(microseconds);
   plc_test::current->on_pause(microseconds);
   return 0;
 }

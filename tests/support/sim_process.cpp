@@ -27,9 +27,7 @@ struct Pipe {
 
 Pipe make_pipe() {
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-    die("no pipe");
-  }
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) die("no pipe");
   return {ends[0], ends[1]};
 }
 
@@ -61,13 +59,9 @@ SimProcess::SimProcess(const std::string& program, const std::vector<std::string
   std::vector<std::string> words{program};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
-  for (std::string& word : words) {
-    argv.push_back(word.data());
-  }
+  for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
-  if (posix_spawn(&pid_, program.c_str(), &actions, nullptr, argv.data(), environ) != 0) {
-    die("cannot start " + program);
-  }
+  if (posix_spawn(&pid_, program.c_str(), &actions, nullptr, argv.data(), environ) != 0) die("cannot start " + program);
   posix_spawn_file_actions_destroy(&actions);
   close(in.read_end);
   close(out.write_end);
@@ -77,9 +71,7 @@ SimProcess::SimProcess(const std::string& program, const std::vector<std::string
 }
 
 SimProcess::~SimProcess() {
-  if (pid_ > 0) {
-    finish();
-  }
+  if (pid_ > 0) finish();
   close_if_open(&output_);
   close_if_open(&errors_);
 }
@@ -94,9 +86,7 @@ bool SimProcess::take_line(std::string* line) {
     }
     std::array<char, 4096> buffer{};
     const ssize_t count = read(output_, buffer.data(), buffer.size());
-    if (count <= 0) {
-      return false;
-    }
+    if (count <= 0) return false;
     unread_.append(buffer.data(), static_cast<size_t>(count));
   }
 }
@@ -113,18 +103,12 @@ uint16_t SimProcess::port_in(const std::string& line) {
 
 bool SimProcess::ask(const std::string& line, std::string* answer) {
   const std::string text = line + "\n";
-  if (write(input_, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-    die("it takes no commands");
-  }
+  if (write(input_, text.data(), text.size()) != static_cast<ssize_t>(text.size())) die("it takes no commands");
   std::string next;
   while (take_line(&next)) {
-    if (next == "ok") {
-      return true;
-    }
+    if (next == "ok") return true;
     *answer += next + "\n";
-    if (next.rfind("error: ", 0) == 0) {
-      return false;
-    }
+    if (next.rfind("error: ", 0) == 0) return false;
   }
   return false;
 }
@@ -158,25 +142,19 @@ RunningSim::RunningSim(const std::string& program, const std::vector<std::string
     : SimProcess(program, arguments, errors) {
   const std::string line = read_line();
   port_ = port_in(line);
-  if (port_ == 0) {
-    die("no port in '" + line + "'");
-  }
+  if (port_ == 0) die("no port in '" + line + "'");
 }
 
 std::string RunningSim::tell(const std::string& line) {
   std::string answer;
-  if (!ask(line, &answer)) {
-    die(line + ": " + answer);
-  }
+  if (!ask(line, &answer)) die(line + ": " + answer);
   return answer;
 }
 
 unsigned long RunningSim::count(const std::string& name) {
   const std::string counts = "\n" + tell("counts");
   const size_t at = counts.find("\n" + name + " ");
-  if (at == std::string::npos) {
-    die("it does not count " + name);
-  }
+  if (at == std::string::npos) die("it does not count " + name);
   return std::strtoul(&counts[at + name.size() + 2], nullptr, 10);
 }
 

@@ -19,19 +19,13 @@ namespace {
 
 void note_exchange_call(const char* name, const std::function<void()>& before) {
   wrapped_calls().exchange_calls.emplace_back(name);
-  if (before) {
-    before();
-  }
+  if (before) before();
 }
 
 bool is_allocation_refused() {
   int& left = wrapped_calls().allocations_until_failure;
-  if (left == kNever) {
-    return false;
-  }
-  if (left-- > 0) {
-    return false;
-  }
+  if (left == kNever) return false;
+  if (left-- > 0) return false;
   ++wrapped_calls().failed_allocations;
   errno = ENOMEM;
   return true;
@@ -75,13 +69,9 @@ int __wrap_usleep(useconds_t microseconds) {
 
 int __wrap_select(int count, fd_set* readable, fd_set* writable, fd_set* failing, timeval* timeout) {
   ++wrapped_calls().selects;
-  if (timeout != nullptr) {
-    wrapped_calls().select_timeouts.push_back(*timeout);
-  }
+  if (timeout != nullptr) wrapped_calls().select_timeouts.push_back(*timeout);
   plc_test::note_exchange_call("select", wrapped_calls().before_select);
-  if (wrapped_calls().instead_of_select) {
-    return wrapped_calls().instead_of_select(readable, writable);
-  }
+  if (wrapped_calls().instead_of_select) return wrapped_calls().instead_of_select(readable, writable);
   return wrapped_calls().skip_selects ? 0 : __real_select(count, readable, writable, failing, timeout);
 }
 
@@ -119,9 +109,7 @@ int __wrap_connect(int descriptor, const sockaddr* address, socklen_t length) {
 
 int __wrap_fclose(FILE* file) {
   const int result = __real_fclose(file);
-  if (!wrapped_calls().fail_closing) {
-    return result;
-  }
+  if (!wrapped_calls().fail_closing) return result;
   ++wrapped_calls().failed_closes;
   errno = EIO;
   return EOF;

@@ -12,9 +12,7 @@ namespace plc_host {
 
 uint32_t parse_address(const std::string& text) {
   struct in_addr address {};
-  if (inet_pton(AF_INET, text.c_str(), &address) != 1) {
-    throw HostError(kExitUsage, "'" + text + "' is no IPv4 address");
-  }
+  if (inet_pton(AF_INET, text.c_str(), &address) != 1) throw HostError(kExitUsage, "'" + text + "' is no IPv4 address");
   return ntohl(address.s_addr);
 }
 
@@ -100,13 +98,9 @@ std::vector<TagResult> look_up_names(const HostOptions& options, const TagList& 
     named.push_back(entry);
   };
   if (options.all) {
-    for (const Tag& tag : tags.tags) {
-      add(tag.qualified_name, [&tag] { return whole_tag(tag); });
-    }
+    for (const Tag& tag : tags.tags) add(tag.qualified_name, [&tag] { return whole_tag(tag); });
   }
-  for (const std::string& name : options.names) {
-    add(name, [&] { return find_reference(tags, name); });
-  }
+  for (const std::string& name : options.names) add(name, [&] { return find_reference(tags, name); });
   return named;
 }
 

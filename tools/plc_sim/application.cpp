@@ -107,16 +107,10 @@ class Application {
     start_helpers();
     const std::string port = std::to_string(server_.port());
     // Whoever reads that it listens meets the faults.
-    for (const Fault& fault : options_.faults) {
-      server_.arm(fault);
-    }
+    for (const Fault& fault : options_.faults) server_.arm(fault);
     print_output("listening on " + options_.listen.host + ":" + port + "\n");
-    if (options_.web) {
-      print_output("web on http://" + options_.web->host + ":" + std::to_string(web_.port()) + "/\n");
-    }
-    if (!options_.ignore_stdin) {
-      input_.start();
-    }
+    if (options_.web) print_output("web on http://" + options_.web->host + ":" + std::to_string(web_.port()) + "/\n");
+    if (!options_.ignore_stdin) input_.start();
     uv_run(&loop_.loop, UV_RUN_DEFAULT);
     const bool has_capture = pcap_.close().empty();
     const bool has_report = options_.report.empty() || write_report();
@@ -161,9 +155,7 @@ class Application {
     }
     if (!options_.pcap.empty()) {
       problem = pcap_.open(options_.pcap, server_.port());
-      if (!problem.empty()) {
-        return "cannot write " + options_.pcap + ": " + problem;
-      }
+      if (!problem.empty()) return "cannot write " + options_.pcap + ": " + problem;
       pcap_.on_failure(
           [this](const std::string& reason) { print_error("plc-sim: cannot write " + options_.pcap + ": " + reason); });
       server_.set_observer(&pcap_);
@@ -180,16 +172,12 @@ class Application {
     std::ofstream file(options_.report, std::ios::binary);
     file << report;
     file.close();
-    if (!file) {
-      print_error("plc-sim: cannot write " + options_.report);
-    }
+    if (!file) print_error("plc-sim: cannot write " + options_.report);
     return static_cast<bool>(file);
   }
 
   void print_finding(const std::string& line) const {
-    if (!options_.quiet || line.rfind("violation", 0) == 0) {
-      print_error(line);
-    }
+    if (!options_.quiet || line.rfind("violation", 0) == 0) print_error(line);
   }
 
   void start_helpers() {
@@ -213,9 +201,7 @@ class Application {
   }
 
   void stop() {
-    if (is_stopping_) {
-      return;
-    }
+    if (is_stopping_) return;
     is_stopping_ = true;
     input_.stop();
     web_.stop();
@@ -253,21 +239,13 @@ class Application {
 
 int run_simulator(const Options& options) {
   VariableStore store;
-  if (!load_tags(options, store)) {
-    return kNotStarted;
-  }
-  if (options.sentinel) {
-    fill_with_sentinels(store);
-  }
+  if (!load_tags(options, store)) return kNotStarted;
+  if (options.sentinel) fill_with_sentinels(store);
   std::vector<Exchange> captured;
   if (!options.replay.empty()) {
     Capture capture = read_capture_file(options.replay);
-    if (!capture.problem.empty()) {
-      print_error("plc-sim: " + options.replay + ": " + capture.problem);
-    }
-    if (capture.exchanges.empty()) {
-      return kNotStarted;
-    }
+    if (!capture.problem.empty()) print_error("plc-sim: " + options.replay + ": " + capture.problem);
+    if (capture.exchanges.empty()) return kNotStarted;
     captured = std::move(capture.exchanges);
   }
   // A host that goes away while a reply is being sent must not end the controller.

@@ -93,20 +93,14 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
 
 void convert(const RawOptions& raw, Options& options) {
   options.listen = parse_endpoint(raw.listen);
-  if (!raw.web.empty()) {
-    options.web = parse_endpoint(raw.web);
-  }
+  if (!raw.web.empty()) options.web = parse_endpoint(raw.web);
   if (options.tag_files.empty() == options.replay.empty()) {
     throw std::invalid_argument("either tag files or --replay are needed, and not both");
   }
   options.animate_ms = raw.animate ? raw.animate_ms : 0;
   options.directory_order = raw.directory_order == "file" ? DirectoryOrder::kFile : DirectoryOrder::kLongestFirst;
-  for (const std::string& text : raw.faults) {
-    options.faults.push_back(parse_fault(text));
-  }
-  for (const std::string& text : raw.programs) {
-    options.programs.insert(parse_program(text));
-  }
+  for (const std::string& text : raw.faults) options.faults.push_back(parse_fault(text));
+  for (const std::string& text : raw.programs) options.programs.insert(parse_program(text));
 }
 
 }  // namespace

@@ -37,13 +37,9 @@ struct Spoken {
 Spoken count_spoken(const TcpStream& stream) {
   Spoken spoken;
   for (const TcpEvent& event : stream.events) {
-    if (event.kind != TcpEvent::Kind::kBytes || !is_of_this_protocol(event.bytes)) {
-      continue;
-    }
+    if (event.kind != TcpEvent::Kind::kBytes || !is_of_this_protocol(event.bytes)) continue;
     ++spoken.pieces;
-    if (is_request(event.bytes)) {
-      ++(event.from_first ? spoken.requests_of_first : spoken.requests_of_second);
-    }
+    if (is_request(event.bytes)) ++(event.from_first ? spoken.requests_of_first : spoken.requests_of_second);
   }
   return spoken;
 }
@@ -56,9 +52,7 @@ std::optional<bool> is_first_the_host(const TcpStream& stream, uint16_t controll
     return is_first || is_second ? std::optional<bool>(is_second) : std::nullopt;
   }
   const Spoken spoken = count_spoken(stream);
-  if (spoken.pieces == 0) {
-    return std::nullopt;
-  }
+  if (spoken.pieces == 0) return std::nullopt;
   const bool is_opening_seen = stream.first_opened || stream.second_opened;
   return is_opening_seen ? stream.first_opened : spoken.requests_of_first >= spoken.requests_of_second;
 }
@@ -135,9 +129,7 @@ std::string write_recording(const Recording& recording, uint16_t controller_port
   int64_t now_ns = 0;
   plc_sim::PcapWriter writer([&now_ns] { return static_cast<uint64_t>(now_ns / kNsPerUs); });
   std::string problem = writer.open(path, controller_port);
-  if (!problem.empty()) {
-    return problem;
-  }
+  if (!problem.empty()) return problem;
   for (const PlacedEvent& placed : in_time_order(recording)) {
     now_ns = placed.time_ns;
     if (placed.event == nullptr) {

@@ -50,9 +50,7 @@ int64_t time_of(const timeval& stamp) {
 
 std::string read_all(pcap_t* capture, const TakePacket& take) {
   const auto link = link_of(pcap_datalink(capture));
-  if (!link) {
-    return other_link(pcap_datalink(capture));
-  }
+  if (!link) return other_link(pcap_datalink(capture));
   for (size_t count = 0;; ++count) {
     pcap_pkthdr* head = nullptr;
     const u_char* bytes = nullptr;
@@ -61,9 +59,7 @@ std::string read_all(pcap_t* capture, const TakePacket& take) {
       take({*link, time_of(head->ts), ByteView(bytes, head->caplen)});
       continue;
     }
-    if (result == PCAP_ERROR_BREAK) {
-      return {};
-    }
+    if (result == PCAP_ERROR_BREAK) return {};
     if (std::feof(pcap_file(capture)) != 0) {
       return count == 0 ? "the file breaks off before its first packet ends"
                         : "the file breaks off after packet " + std::to_string(count);
@@ -75,14 +71,10 @@ std::string read_all(pcap_t* capture, const TakePacket& take) {
 
 // Closes the file.
 std::string read_opened(std::FILE* file, const TakePacket& take) {
-  if (file == nullptr) {
-    return std::string("cannot be read: ") + std::strerror(errno);
-  }
+  if (file == nullptr) return std::string("cannot be read: ") + std::strerror(errno);
   char reason[PCAP_ERRBUF_SIZE] = "";
   const CaptureFile capture(pcap_fopen_offline_with_tstamp_precision(file, PCAP_TSTAMP_PRECISION_NANO, reason));
-  if (capture != nullptr) {
-    return read_all(capture.get(), take);
-  }
+  if (capture != nullptr) return read_all(capture.get(), take);
   const bool is_read = std::ferror(file) == 0;
   std::fclose(file);
   return (is_read ? "not a pcap or pcapng file, as tcpdump, tshark and Wireshark write them: " : "cannot be read: ") +

@@ -9,13 +9,9 @@ namespace plc_sim {
 namespace {
 
 bool looks_like_request(const Bytes& bytes) {
-  if (bytes.size() < wire::kHeadBytes) {
-    return false;
-  }
+  if (bytes.size() < wire::kHeadBytes) return false;
   for (size_t i = 0; i < 4; ++i) {
-    if ((bytes[i] ^ bytes[i + 4]) != 0xFF) {
-      return false;
-    }
+    if ((bytes[i] ^ bytes[i + 4]) != 0xFF) return false;
   }
   return bytes[wire::kClassAt] == wire::kClassNames || bytes[wire::kClassAt] == wire::kClassValues;
 }
@@ -29,12 +25,8 @@ struct Turn {
 std::vector<Turn> turns_of(const TcpStream& stream) {
   std::vector<Turn> turns;
   for (const TcpEvent& event : stream.events) {
-    if (event.kind != TcpEvent::Kind::kBytes) {
-      continue;
-    }
-    if (turns.empty() || turns.back().from_first != event.from_first) {
-      turns.push_back({event.from_first, {}});
-    }
+    if (event.kind != TcpEvent::Kind::kBytes) continue;
+    if (turns.empty() || turns.back().from_first != event.from_first) turns.push_back({event.from_first, {}});
     turns.back().bytes.insert(turns.back().bytes.end(), event.bytes.begin(), event.bytes.end());
   }
   return turns;
@@ -46,9 +38,7 @@ void append_exchanges(const TcpStream& stream, std::vector<Exchange>& exchanges)
   bool is_answered = true;
   for (const Turn& turn : turns_of(stream)) {
     if (!host) {
-      if (!looks_like_request(turn.bytes)) {
-        continue;
-      }
+      if (!looks_like_request(turn.bytes)) continue;
       host = turn.from_first;
     }
     if (turn.from_first == *host) {
@@ -67,9 +57,7 @@ Capture exchanges_of(const TcpCapture& tcp) {
   for (const TcpStream& stream : tcp.streams) {
     const size_t before = capture.exchanges.size();
     append_exchanges(stream, capture.exchanges);
-    if (capture.exchanges.size() > before) {
-      losses += stream.losses;
-    }
+    if (capture.exchanges.size() > before) losses += stream.losses;
   }
   const bool is_empty = capture.exchanges.empty() && tcp.problem.empty();
   capture.problem = with_losses(is_empty ? "no exchange with a controller in it" : tcp.problem, losses);

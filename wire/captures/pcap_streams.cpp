@@ -82,9 +82,7 @@ class StreamBuilder {
     const uint32_t ahead = side.next ? segment.sequence - *side.next : 0;
     if (ahead != 0 && ahead < kHalfOfAll) {
       side.early.push_back(segment);
-      if (side.early.size() > kMostEarly) {
-        release(side, from_first);
-      }
+      if (side.early.size() > kMostEarly) release(side, from_first);
       return;
     }
     append_new(side, from_first, segment);
@@ -105,27 +103,19 @@ class StreamBuilder {
   void append_new(Side& side, bool from_first, const Segment& segment) {
     constexpr size_t kMostCompared = 64;
     const uint32_t known = side.next ? *side.next - segment.sequence : 0;
-    if (known != 0) {
-      compare_known(side, segment);
-    }
-    if (known >= segment.bytes.size()) {
-      return;
-    }
+    if (known != 0) compare_known(side, segment);
+    if (known >= segment.bytes.size()) return;
     append(from_first, TcpEvent::Kind::kBytes, segment.time_ns,
            Bytes(segment.bytes.begin() + static_cast<std::ptrdiff_t>(known), segment.bytes.end()));
     side.latest.push_back({segment.sequence + known, stream_.events.size() - 1});
-    if (side.latest.size() > kMostCompared) {
-      side.latest.pop_front();
-    }
+    if (side.latest.size() > kMostCompared) side.latest.pop_front();
     side.next = segment.sequence + static_cast<uint32_t>(segment.bytes.size());
   }
 
   // Counts the bytes that came before with another value. A packet that keeps an idle connection alive sends the last
   // byte again, whatever its value.
   void compare_known(const Side& side, const Segment& segment) {
-    if (segment.bytes.size() == 1 && segment.sequence + 1 == *side.next) {
-      return;
-    }
+    if (segment.bytes.size() == 1 && segment.sequence + 1 == *side.next) return;
     for (const Taken& taken : side.latest) {
       const Bytes& before = stream_.events[taken.event].bytes;
       const auto start = int64_t{static_cast<int32_t>(taken.sequence - segment.sequence)};
@@ -178,9 +168,7 @@ class StreamTable {
   std::vector<TcpStream> finish() {
     std::vector<TcpStream> streams;
     streams.reserve(all_.size());
-    for (StreamBuilder& builder : all_) {
-      streams.push_back(builder.finish());
-    }
+    for (StreamBuilder& builder : all_) streams.push_back(builder.finish());
     return streams;
   }
 
@@ -190,9 +178,7 @@ class StreamTable {
 };
 
 void append_count(std::string& text, uint64_t count, const char* one, const char* many) {
-  if (count > 0) {
-    text += (text.empty() ? "" : "; ") + std::to_string(count) + " " + (count == 1 ? one : many);
-  }
+  if (count > 0) text += (text.empty() ? "" : "; ") + std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
 template <typename Read>
@@ -203,9 +189,7 @@ TcpCapture streams_of(Read read) {
     const PacketContent content = content_of(packet);
     capture.losses.fragments += content.is_fragment ? 1 : 0;
     capture.losses.cut_packets += content.is_cut ? 1 : 0;
-    if (content.segment) {
-      streams.add(*content.segment);
-    }
+    if (content.segment) streams.add(*content.segment);
   });
   capture.streams = streams.finish();
   return capture;

@@ -29,9 +29,7 @@ uint16_t checksum(const Bytes& bytes, size_t from, uint32_t sum) {
     const unsigned low = at + 1 < bytes.size() ? bytes[at + 1] : 0U;
     sum += (static_cast<unsigned>(bytes[at]) << 8U) | low;
   }
-  while (sum > 0xFFFF) {
-    sum = (sum & 0xFFFFU) + (sum >> 16U);
-  }
+  while (sum > 0xFFFF) sum = (sum & 0xFFFFU) + (sum >> 16U);
   return static_cast<uint16_t>(~sum);
 }
 
@@ -97,9 +95,7 @@ void PcapWriter::CloseFile::operator()(pcap_dumper* file) const { pcap_dump_clos
 
 std::string PcapWriter::open(const std::string& path, uint16_t server_port) {
   std::FILE* file = std::fopen(path.c_str(), "wbe");
-  if (file == nullptr) {
-    return std::strerror(errno);
-  }
+  if (file == nullptr) return std::strerror(errno);
   server_port_ = server_port;
   format_.reset(pcap_open_dead(DLT_EN10MB, kSnapLength));
   file_.reset(pcap_dump_fopen(format_.get(), file));  // takes the file, and closes it when that fails
@@ -116,9 +112,7 @@ std::string PcapWriter::open(const std::string& path, uint16_t server_port) {
 std::string PcapWriter::close() {
   if (file_ != nullptr) {
     const int copy = dup(fileno(pcap_dump_file(file_.get())));
-    if (copy < 0 || ::close(copy) != 0) {
-      fail(errno);
-    }
+    if (copy < 0 || ::close(copy) != 0) fail(errno);
   }
   file_.reset();
   return problem_;
@@ -127,9 +121,7 @@ std::string PcapWriter::close() {
 void PcapWriter::fail(int error) {
   problem_ = std::strerror(error);
   file_.reset();
-  if (tell_) {
-    tell_(problem_);
-  }
+  if (tell_) tell_(problem_);
 }
 
 void PcapWriter::packet(Stream& stream, bool from_host, uint8_t flags, const uint8_t* bytes, size_t count) {
@@ -140,9 +132,7 @@ void PcapWriter::packet(Stream& stream, bool from_host, uint8_t flags, const uin
                             own, (flags & tcp::kAck) != 0 ? other : 0, flags};
   const Bytes frame = make_frame(segment, bytes, count);
   own += static_cast<uint32_t>(count) + ((flags & (tcp::kSyn | tcp::kFin)) != 0 ? 1 : 0);
-  if (file_ == nullptr) {
-    return;
-  }
+  if (file_ == nullptr) return;
   const uint64_t now = clock_();
   pcap_pkthdr head{};
   head.ts.tv_sec = static_cast<time_t>(now / kUsPerSecond);
@@ -150,9 +140,7 @@ void PcapWriter::packet(Stream& stream, bool from_host, uint8_t flags, const uin
   head.caplen = head.len = static_cast<uint32_t>(frame.size());
   pcap_dump(reinterpret_cast<u_char*>(file_.get()), &head, frame.data());
   // A packet that only its own write could not place is found by the file's error.
-  if (pcap_dump_flush(file_.get()) != 0 || std::ferror(pcap_dump_file(file_.get())) != 0) {
-    fail(errno);
-  }
+  if (pcap_dump_flush(file_.get()) != 0 || std::ferror(pcap_dump_file(file_.get())) != 0) fail(errno);
 }
 
 void PcapWriter::opened(unsigned connection, uint16_t peer_port) {
@@ -184,9 +172,7 @@ void PcapWriter::reset(unsigned connection, bool from_host) {
 
 void PcapWriter::closed(unsigned connection) {
   const auto found = streams_.find(connection);
-  if (found == streams_.end()) {
-    return;
-  }
+  if (found == streams_.end()) return;
   packet(found->second, true, tcp::kFin | tcp::kAck, nullptr, 0);
   packet(found->second, false, tcp::kFin | tcp::kAck, nullptr, 0);
   packet(found->second, true, tcp::kAck, nullptr, 0);

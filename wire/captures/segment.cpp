@@ -26,9 +26,7 @@ bool is_vlan_tag(uint16_t type) { return type == 0x8100 || type == 0x88A8 || typ
 // Behind the packet's type and any VLAN tags, where the type says IP.
 std::optional<size_t> behind_type(const ByteView& packet, size_t type_at) {
   constexpr size_t kTagBytes = 4;
-  while (is_vlan_tag(packet.u16(type_at))) {
-    type_at += kTagBytes;
-  }
+  while (is_vlan_tag(packet.u16(type_at))) type_at += kTagBytes;
   return is_ip(packet.u16(type_at)) ? std::optional<size_t>(type_at + 2) : std::nullopt;
 }
 
@@ -36,9 +34,7 @@ std::optional<size_t> behind_type(const ByteView& packet, size_t type_at) {
 std::optional<size_t> behind_cooked2_head(const ByteView& packet) {
   constexpr size_t kHeadBytes = 20;
   const uint16_t type = packet.u16(0);
-  if (is_vlan_tag(type)) {
-    return behind_type(packet, kHeadBytes + 2);
-  }
+  if (is_vlan_tag(type)) return behind_type(packet, kHeadBytes + 2);
   return is_ip(type) ? std::optional<size_t>(kHeadBytes) : std::nullopt;
 }
 
@@ -70,9 +66,7 @@ std::optional<size_t> ip_start(Link link, const ByteView& packet) {
 
 Address address_in(const ByteView& ip, size_t at, size_t count) {
   Address address{};
-  for (size_t i = 0; i < count; ++i) {
-    address[address.size() - count + i] = ip.u8(at + i);
-  }
+  for (size_t i = 0; i < count; ++i) address[address.size() - count + i] = ip.u8(at + i);
   return address;
 }
 
@@ -81,9 +75,7 @@ std::optional<IpPayload> ipv4_payload(const ByteView& ip) {
   constexpr size_t kHeadBytes = 20;
   constexpr unsigned kMoreOrOffset = 0x3FFF;
   const size_t head_bytes = size_t{4} * (ip.u8(0) & 0x0FU);
-  if (head_bytes < kHeadBytes) {
-    return std::nullopt;
-  }
+  if (head_bytes < kHeadBytes) return std::nullopt;
   const size_t ip_bytes = ip.u16(2) == 0 ? ip.size() : ip.u16(2);
   return IpPayload{ip.u8(9), (ip.u16(6) & kMoreOrOffset) != 0, address_in(ip, 12, 4), address_in(ip, 16, 4), head_bytes,
                    ip_bytes};
@@ -121,12 +113,8 @@ IpPayload ipv6_payload(const ByteView& ip) {
   IpPayload payload{ip.u8(6), false, address_in(ip, 8, 16), address_in(ip, 24, 16), kHeadBytes, ip_bytes};
   while (payload.at < ip.size()) {
     const auto bytes = extension_bytes(payload.protocol, ip, payload.at);
-    if (!bytes) {
-      break;
-    }
-    if (payload.protocol == kFragment) {
-      payload.is_fragment = (ip.u16(payload.at + 2) & kMoreOrOffset) != 0;
-    }
+    if (!bytes) break;
+    if (payload.protocol == kFragment) payload.is_fragment = (ip.u16(payload.at + 2) & kMoreOrOffset) != 0;
     payload.protocol = ip.u8(payload.at);
     payload.at += *bytes;
   }
@@ -148,9 +136,7 @@ std::optional<Segment> segment_in(const ByteView& ip, const IpPayload& payload, 
   constexpr unsigned kGrant = tcp::kSyn | tcp::kAck;
   const size_t start = payload.at;
   const size_t head_bytes = size_t{4} * (static_cast<unsigned>(ip.u8(start + 12)) >> 4U);
-  if (head_bytes < tcp::kHeadBytes) {
-    return std::nullopt;
-  }
+  if (head_bytes < tcp::kHeadBytes) return std::nullopt;
   const unsigned flags = ip.u8(start + 13);
   Segment segment;
   segment.time_ns = time_ns;
@@ -171,20 +157,12 @@ std::optional<Segment> segment_in(const ByteView& ip, const IpPayload& payload, 
 
 PacketContent content_of(const Packet& packet) {
   const auto start = ip_start(packet.link, packet.bytes);
-  if (!start) {
-    return {};
-  }
+  if (!start) return {};
   const ByteView ip = packet.bytes.part(*start, packet.bytes.size());
   const auto payload = ip_payload(ip);
-  if (!payload || payload->protocol != tcp::kProtocol) {
-    return {};
-  }
-  if (payload->is_fragment) {
-    return {std::nullopt, true, false};
-  }
-  if (ip.size() < payload->at + tcp::kHeadBytes) {
-    return {std::nullopt, false, true};
-  }
+  if (!payload || payload->protocol != tcp::kProtocol) return {};
+  if (payload->is_fragment) return {std::nullopt, true, false};
+  if (ip.size() < payload->at + tcp::kHeadBytes) return {std::nullopt, false, true};
   return {segment_in(ip, *payload, packet.time_ns), false, false};
 }
 

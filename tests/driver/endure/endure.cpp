@@ -86,9 +86,7 @@ long resident_pages() {
   long total = 0;
   long resident = 0;
   std::FILE* statm = std::fopen("/proc/self/statm", "r");
-  if (statm == nullptr || std::fscanf(statm, "%ld %ld", &total, &resident) != 2) {
-    std::abort();
-  }
+  if (statm == nullptr || std::fscanf(statm, "%ld %ld", &total, &resident) != 2) std::abort();
   std::fclose(statm);
   return resident;
 }
@@ -96,9 +94,7 @@ long resident_pages() {
 long open_descriptors() {
   DIR* folder = opendir("/proc/self/fd");
   long count = -3;  // ".", ".." and the folder's own descriptor
-  while (readdir(folder) != nullptr) {
-    ++count;
-  }
+  while (readdir(folder) != nullptr) ++count;
   closedir(folder);
   return count;
 }
@@ -136,9 +132,7 @@ void run_transfers(const Library& library, const Order& order, std::FILE* out, F
   }
   figures->seconds = seconds_since(begin);
   figures->host = host.figures();
-  for (size_t rule = 0; rule < kRules; ++rule) {
-    figures->broken[rule] = host.rules().count_of(static_cast<Rule>(rule));
-  }
+  for (size_t rule = 0; rule < kRules; ++rule) figures->broken[rule] = host.rules().count_of(static_cast<Rule>(rule));
   std::copy(host.faults().counts().begin(), host.faults().counts().end(), figures->faults);
   const Network& network = Network::instance();
   figures->survivable = host.faults().survivable();
@@ -158,18 +152,14 @@ void run_loads(const Library& library, const Order& order, Figures* figures) {
   const auto begin = std::chrono::steady_clock::now();
   for (; figures->loads < order.loads && is_ending == 0; ++figures->loads) {
     figures->accepted += loads.run_one() ? 1U : 0U;
-    if (is_looked_at(figures->loads, order.loads, 100)) {
-      figures->load_pages.add(resident_pages());
-    }
+    if (is_looked_at(figures->loads, order.loads, 100)) figures->load_pages.add(resident_pages());
   }
   figures->load_seconds = seconds_since(begin);
 }
 
 bool is_right(const Figures& figures, const Order& order) {
   unsigned long broken = 0;
-  for (const unsigned long count : figures.broken) {
-    broken += count;
-  }
+  for (const unsigned long count : figures.broken) broken += count;
   const bool must_be_clean = figures.is_guarded || !order.has_faults;
   const bool is_expected = must_be_clean ? broken == 0
                                          : figures.broken[static_cast<size_t>(Rule::kReadWrong)] > 0 &&
@@ -186,15 +176,11 @@ bool is_right(const Figures& figures, const Order& order) {
   Figures figures;
   {
     const Library library(path);
-    if (out == nullptr || !count_lines(&figures.lines)) {
-      std::exit(2);
-    }
+    if (out == nullptr || !count_lines(&figures.lines)) std::exit(2);
     const plc_test::ScopedWorkingDirectory inside(folder.path());
     std::snprintf(figures.build, sizeof figures.build, "%s", library.build.c_str());
     figures.is_guarded = library.is_guarded();
-    if (order.transfers > 0) {
-      run_transfers(library, order, out, &figures);
-    }
+    if (order.transfers > 0) run_transfers(library, order, out, &figures);
     run_loads(library, order, &figures);
     figures.is_right = is_right(figures, order);
   }
@@ -232,21 +218,15 @@ Figures finish(const Process& process) {
   size_t taken = 0;
   while (taken < sizeof figures) {
     const ssize_t count = read(process.pipe_fd, bytes + taken, sizeof figures - taken);
-    if (count == 0) {
-      break;
-    }
+    if (count == 0) break;
     taken += count > 0 ? static_cast<size_t>(count) : 0;
-    if (count < 0 && is_ending != 0) {
-      kill(process.id, SIGTERM);
-    }
+    if (count < 0 && is_ending != 0) kill(process.id, SIGTERM);
   }
   close(process.pipe_fd);
   int status = 0;
   while (waitpid(process.id, &status, 0) < 0) {
   }
-  if (WIFSIGNALED(status)) {
-    std::printf("%s: ended by signal %d\n", process.path, WTERMSIG(status));
-  }
+  if (WIFSIGNALED(status)) std::printf("%s: ended by signal %d\n", process.path, WTERMSIG(status));
   figures.is_right = figures.is_right && taken == sizeof figures && status == 0;
   return figures;
 }
@@ -254,9 +234,7 @@ Figures finish(const Process& process) {
 template <typename Get>
 void print_row(const char* name, const std::vector<Figures>& all, Get get) {
   std::printf("%-58s", name);
-  for (const Figures& figures : all) {
-    std::printf(" %20s", std::string(get(figures)).c_str());
-  }
+  for (const Figures& figures : all) std::printf(" %20s", std::string(get(figures)).c_str());
   std::printf("\n");
 }
 
@@ -294,9 +272,7 @@ void print_counts(const std::vector<Figures>& all) {
 
 unsigned long count_of(const Figures& figures, const char* text) {
   for (const LineCount& line : figures.lines) {
-    if (line.count > 0 && std::strcmp(line.text, text) == 0) {
-      return line.count;
-    }
+    if (line.count > 0 && std::strcmp(line.text, text) == 0) return line.count;
   }
   return 0;
 }
@@ -353,19 +329,13 @@ int main(int argc, char** argv) {
   order.seed = std::strtoul(words[2], nullptr, 10);
   end_on_sigterm();
   std::vector<Process> processes;
-  for (size_t i = 3; i < words.size(); ++i) {
-    processes.push_back(start(words[i], order));
-  }
+  for (size_t i = 3; i < words.size(); ++i) processes.push_back(start(words[i], order));
   std::vector<Figures> all;
-  for (const Process& process : processes) {
-    all.push_back(finish(process));
-  }
+  for (const Process& process : processes) all.push_back(finish(process));
   std::printf("seed %lu\n", static_cast<unsigned long>(order.seed));
   print_table(all);
   bool is_right = true;
-  for (const Figures& figures : all) {
-    is_right = is_right && figures.is_right;
-  }
+  for (const Figures& figures : all) is_right = is_right && figures.is_right;
   std::printf("%s\n", is_right ? "as it must be" : "NOT AS IT MUST BE");
   return is_right ? 0 : 1;
 }

@@ -25,9 +25,7 @@ uint16_t little_endian16(const uint8_t* at) { return static_cast<uint16_t>(at[0]
 
 // Bytes of the host's buffer that a read of so many elements may change.
 size_t value_bytes(const Variable& variable, uint32_t count) {
-  if (variable.is_bit()) {
-    return (count + 7) / 8;
-  }
+  if (variable.is_bit()) return (count + 7) / 8;
   return size_t{2} * count * variable.words();
 }
 
@@ -50,13 +48,9 @@ Host::Host(const Library& library, const VariableBook& book, uint64_t seed, bool
       faults_(&network_, &controller_, ~seed, has_faults, library.is_guarded()) {
   network_.set_peer(&faults_);
   for (const Variable& variable : book.variables()) {
-    if (variable.in_batch) {
-      batched_.push_back(&variable);
-    }
+    if (variable.in_batch) batched_.push_back(&variable);
   }
-  for (uint32_t cell = 0; cell < memory_.size(); ++cell) {
-    memory_.set(cell, static_cast<uint16_t>(random_.next()));
-  }
+  for (uint32_t cell = 0; cell < memory_.size(); ++cell) memory_.set(cell, static_cast<uint16_t>(random_.next()));
   constexpr uint32_t kLoopback = 0x7F000001;
   constexpr uint16_t kPort = 8500;  // wherever it is, the network takes the connect
   settings_.ip_address = kLoopback;
@@ -71,18 +65,10 @@ const Variable& Host::any_variable() {
 }
 
 uint32_t Host::most_elements(const Variable& variable, bool is_write) const {
-  if (variable.is_text()) {
-    return is_write ? kMostTextWritten : kMostTextRead;
-  }
-  if (!variable.is_array) {
-    return 1;
-  }
-  if (!is_write) {
-    return variable.is_bit() ? kMostBitsRead : kMostRead;
-  }
-  if (variable.is_bit()) {
-    return variable.rewrites_words ? 1 : kMostBitsWritten;
-  }
+  if (variable.is_text()) return is_write ? kMostTextWritten : kMostTextRead;
+  if (!variable.is_array) return 1;
+  if (!is_write) return variable.is_bit() ? kMostBitsRead : kMostRead;
+  if (variable.is_bit()) return variable.rewrites_words ? 1 : kMostBitsWritten;
   return std::min(kMostUnitsWritten / variable.words(), kWriteRequestBytes / variable.name_bytes);
 }
 
@@ -126,9 +112,7 @@ void Host::end_call(uint32_t result) {
   figures_.changed_meanwhile += memory_.moments() > 1 ? 1U : 0U;
   if (was_clean_ && trouble_before_ == faults_.trouble()) {
     ++figures_.clean_calls;
-    if (result != PLC_OK) {
-      rules_.count(Rule::kFailedWithoutFault, "call " + std::to_string(call_number_));
-    }
+    if (result != PLC_OK) rules_.count(Rule::kFailedWithoutFault, "call " + std::to_string(call_number_));
   }
   check_time();
   rules_.end_call();
@@ -139,9 +123,7 @@ void Host::end_call(uint32_t result) {
   // A receive that fails leaves its socket open in the contract build: the next connect forgets it.
   if (network_.left_open() > left_open_) {
     left_open_ = network_.left_open();
-    if (library_.is_guarded()) {
-      rules_.count(Rule::kHarm, "a descriptor left open");
-    }
+    if (library_.is_guarded()) rules_.count(Rule::kHarm, "a descriptor left open");
   }
 }
 
@@ -202,13 +184,9 @@ void Host::expect(const Variable& variable, uint32_t first, uint32_t count, uint
       }
       // A text ends with its first 0, which is stored too.
       at[0] = static_cast<uint8_t>(word >> 8U);
-      if (at[0] == 0) {
-        return;
-      }
+      if (at[0] == 0) return;
       at[1] = static_cast<uint8_t>(word);
-      if (at[1] == 0) {
-        return;
-      }
+      if (at[1] == 0) return;
     }
   }
 }
@@ -223,21 +201,15 @@ bool Host::is_expected(const Variable& variable, uint32_t first, uint32_t count,
 void Host::check_read(const Variable& variable, uint32_t first, uint32_t count, uint32_t result) {
   const std::string what = "read of " + variable.name + " from " + std::to_string(first);
   if (result != PLC_OK) {
-    if (data_ != before_) {
-      rules_.count(Rule::kHarm, what + " failed and left something in the buffer");
-    }
+    if (data_ != before_) rules_.count(Rule::kHarm, what + " failed and left something in the buffer");
     return;
   }
   figures_.values += count;
   // All values of a read are of one moment. Those of the latest are looked at first: most calls have one alone.
   const size_t values = std::max(kClearedBytes, value_bytes(variable, count));
   uint32_t moment = memory_.moments();
-  while (moment > 0 && !is_expected(variable, first, count, moment - 1, values)) {
-    --moment;
-  }
-  if (moment == 0) {
-    rules_.count(Rule::kReadWrong, what + ", " + std::to_string(count) + " elements");
-  }
+  while (moment > 0 && !is_expected(variable, first, count, moment - 1, values)) --moment;
+  if (moment == 0) rules_.count(Rule::kReadWrong, what + ", " + std::to_string(count) + " elements");
   if (!std::equal(data_.begin() + static_cast<std::ptrdiff_t>(values), data_.end(),
                   before_.begin() + static_cast<std::ptrdiff_t>(values))) {
     rules_.count(Rule::kHarm, what + " stored more than was asked for");
@@ -281,9 +253,7 @@ void Host::fill_targets(const Variable& variable, uint32_t first, uint32_t count
 
 void Host::write() {
   const Variable* chosen = &any_variable();
-  while (!chosen->is_written) {
-    chosen = &any_variable();
-  }
+  while (!chosen->is_written) chosen = &any_variable();
   const Variable& variable = *chosen;
   uint32_t first = 0;
   uint32_t count = 0;
@@ -308,9 +278,7 @@ void Host::write() {
   // The bit's old value is left in the buffer where a word is read and given back.
   const uint8_t shown = variable.rewrites_words ? 1 : 0;
   before_[0] = static_cast<uint8_t>((before_[0] & ~shown) | (data_[0] & shown));
-  if (data_ != before_) {
-    rules_.count(Rule::kHarm, "write to " + variable.name + " changed the host's buffer");
-  }
+  if (data_ != before_) rules_.count(Rule::kHarm, "write to " + variable.name + " changed the host's buffer");
 }
 
 // --- batches
@@ -318,9 +286,7 @@ void Host::write() {
 // Of one program or of the global variables, now and then with elements side by side, which are read as a run.
 uint32_t Host::draw_batch(BatchReadRequest* elements) {
   uint32_t count = 1 + random_.below(random_.once_in(4) ? kBatchElements : 30);
-  while (!library_.is_guarded() && !has_equal_shares(count)) {
-    ++count;  // 69 and 100 are followed by 72 and 102
-  }
+  while (!library_.is_guarded() && !has_equal_shares(count)) ++count;  // 69 and 100 are followed by 72 and 102
   count = std::min(count, 99U);
   const auto scope = static_cast<Scope>(random_.once_in(3) ? 1 + random_.below(kScopes - 1) : 0);
   uint32_t run = 0;
@@ -336,9 +302,7 @@ uint32_t Host::draw_batch(BatchReadRequest* elements) {
       continue;
     }
     const Variable* variable = batched_[random_.below(static_cast<uint32_t>(batched_.size()))];
-    while (variable->scope != scope) {
-      variable = batched_[random_.below(static_cast<uint32_t>(batched_.size()))];
-    }
+    while (variable->scope != scope) variable = batched_[random_.below(static_cast<uint32_t>(batched_.size()))];
     // A text is read two characters at a time, at any but its last.
     const uint32_t places = variable->is_text() ? 2 * variable->elements - 1 : variable->elements;
     const uint32_t at = random_.below(places);
@@ -348,9 +312,7 @@ uint32_t Host::draw_batch(BatchReadRequest* elements) {
     if (variable->is_text() && i > 0 && element.address == elements[i - 1].address + 1) {
       element.address = variable->low_id << 16U;
     }
-    if (variable->is_array && random_.once_in(3)) {
-      run = random_.below(variable->elements - at);
-    }
+    if (variable->is_array && random_.once_in(3)) run = random_.below(variable->elements - at);
   }
   return count;
 }
@@ -365,16 +327,12 @@ bool Host::is_batch_value(const Variable& variable, const BatchReadRequest& elem
       const char text[3] = {static_cast<char>(at % 2 == 0 ? word >> 8U : word),
                             static_cast<char>(at % 2 == 0 ? word : next >> 8U), 0};
       const auto* shown = reinterpret_cast<const char*>(static_cast<uintptr_t>(element.value));
-      if (shown != nullptr && element.value != kUntouched && std::strcmp(shown, text) == 0) {
-        return true;
-      }
+      if (shown != nullptr && element.value != kUntouched && std::strcmp(shown, text) == 0) return true;
       continue;
     }
     const uint32_t high = variable.bits == 32 ? memory_.word_at(moment - 1, spot.cell + 1) : 0U;
     const uint32_t value = variable.is_bit() ? word >> spot.bit & 1U : word | high << 16U;
-    if (element.value == value) {
-      return true;
-    }
+    if (element.value == value) return true;
   }
   return false;
 }

@@ -15,9 +15,7 @@ class Counter {
   explicit Counter(LineCount (*counts)[kLineKinds]) : counts_(counts) {}
 
   void take(const char* text, size_t bytes) {
-    for (size_t i = 0; i < bytes; ++i) {
-      take(text[i]);
-    }
+    for (size_t i = 0; i < bytes; ++i) take(text[i]);
   }
 
  private:
@@ -30,12 +28,8 @@ class Counter {
       const bool is_in_number =
           length_ > 0 && line_[length_ - 1] == '#' && std::isxdigit(static_cast<unsigned char>(character)) != 0;
       const bool begins_status = length_ >= 7 && std::strncmp(line_ + length_ - 7, "status ", 7) == 0;
-      if (is_digit || is_in_number || begins_status) {
-        character = '#';
-      }
-      if (character != '#' || length_ == 0 || line_[length_ - 1] != '#') {
-        line_[length_++] = character;
-      }
+      if (is_digit || is_in_number || begins_status) character = '#';
+      if (character != '#' || length_ == 0 || line_[length_ - 1] != '#') line_[length_++] = character;
     }
   }
 
@@ -65,9 +59,7 @@ ssize_t take_output(void* counter, const char* text, size_t bytes) {
 bool count_lines(LineCount (*counts)[kLineKinds]) {
   static Counter counter(counts);
   std::FILE* counted = fopencookie(&counter, "w", {nullptr, take_output, nullptr, nullptr});
-  if (counted == nullptr) {
-    return false;
-  }
+  if (counted == nullptr) return false;
   stdout = counted;
   return true;
 }

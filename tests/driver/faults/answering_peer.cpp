@@ -36,9 +36,7 @@ AnsweringPeer::AnsweringPeer()
 }
 
 AnsweringPeer::~AnsweringPeer() {
-  if (eventfd_write(stop_.get(), 1) != 0) {
-    die("answering peer: stop");
-  }
+  if (eventfd_write(stop_.get(), 1) != 0) die("answering peer: stop");
   thread_.join();
 }
 
@@ -46,9 +44,7 @@ AnsweringPeer::~AnsweringPeer() {
 void AnsweringPeer::run() {
   for (;;) {
     pollfd waits[] = {{stop_.get(), POLLIN, 0}, {listener_.get(), POLLIN, 0}, {connection_.get(), POLLIN, 0}};
-    if (poll(waits, 3, -1) < 0 && errno != EINTR) {
-      die("answering peer: poll");
-    }
+    if (poll(waits, 3, -1) < 0 && errno != EINTR) die("answering peer: poll");
     if (waits[2].revents != 0) {
       answer();
     } else if (waits[1].revents != 0) {

@@ -81,14 +81,10 @@ namespace {
 template <typename Result, typename Work, typename Cut>
 Result steer(Call call, Result failure, Work work, Cut cut) {
   const Outcome* outcome = current == nullptr ? nullptr : current->note(call);
-  if (outcome == nullptr) {
-    return work();
-  }
+  if (outcome == nullptr) return work();
   switch (outcome->kind) {
     case Outcome::Kind::kReturns:
-      if constexpr (std::is_arithmetic_v<Result>) {
-        return static_cast<Result>(outcome->number);
-      }
+      if constexpr (std::is_arithmetic_v<Result>) return static_cast<Result>(outcome->number);
       break;
     case Outcome::Kind::kShort:
       return cut(static_cast<size_t>(outcome->number));
@@ -108,38 +104,28 @@ Result steer(Call call, Result failure, Work work) {
 template <typename Work>
 void* steer_memory(Call call, Work work) {
   const Outcome* outcome = current == nullptr ? nullptr : current->note(call);
-  if (outcome == nullptr) {
-    return work();
-  }
+  if (outcome == nullptr) return work();
   errno = outcome->number;
   return nullptr;
 }
 
 void add_blocks(long change) {
-  if (CallWatch* watch = current_watch()) {
-    watch->live_blocks += change;
-  }
+  if (CallWatch* watch = current_watch()) watch->live_blocks += change;
 }
 
 void add_files(long change) {
-  if (CallWatch* watch = current_watch()) {
-    watch->open_files += change;
-  }
+  if (CallWatch* watch = current_watch()) watch->open_files += change;
 }
 
 // Counts a descriptor that a call gave, and passes it on.
 int add_descriptor(int descriptor) {
   CallWatch* watch = current_watch();
-  if (watch != nullptr && descriptor >= 0) {
-    ++watch->open_descriptors;
-  }
+  if (watch != nullptr && descriptor >= 0) ++watch->open_descriptors;
   return descriptor;
 }
 
 void drop_descriptor() {
-  if (CallWatch* watch = current_watch()) {
-    --watch->open_descriptors;
-  }
+  if (CallWatch* watch = current_watch()) --watch->open_descriptors;
 }
 
 Call kind_of_receive(size_t length) {
@@ -148,9 +134,7 @@ Call kind_of_receive(size_t length) {
 }
 
 Call kind_of_wait(const fd_set* writable, const timeval* timeout) {
-  if (writable != nullptr) {
-    return Call::kSelectConnect;
-  }
+  if (writable != nullptr) return Call::kSelectConnect;
   const bool polls = timeout != nullptr && timeout->tv_sec == 0 && timeout->tv_usec == 0;
   return polls ? Call::kSelectDrain : Call::kSelectReply;
 }
@@ -294,9 +278,7 @@ int __wrap_socket(int domain, int type, int protocol) {
 
 int __wrap_close(int fd) {
   const int closed = __real_close(fd);
-  if (closed == 0) {
-    drop_descriptor();
-  }
+  if (closed == 0) drop_descriptor();
   return steer(Call::kClose, -1, [&] { return closed; });
 }
 

@@ -77,9 +77,7 @@ uint32_t FaultFixture::run_plainly(Transfer transfer) {
     value_ = elements[0].value;
     return result;
   }
-  if (transfer != Transfer::kRead) {
-    return ev_plc_write(&request, &value, &conn_);
-  }
+  if (transfer != Transfer::kRead) return ev_plc_write(&request, &value, &conn_);
   const uint32_t result = ev_plc_read(&request, &value, &conn_);
   value_ = data[0] | static_cast<uint32_t>(data[1]) << 8;
   return result;

@@ -18,9 +18,7 @@ class LoadFaults : public FaultFixture {};
 TEST_F(LoadFaults, AnyAllocationOfAFileWithGroupsRefused_LosesNothingAndTheNextCallLoads) {
   std::string tags = "A,INT,,,,,,0,1,0,0,\n";
   for (int block = 0; block < 3; ++block) {
-    for (int i = 0; i < 2; ++i) {
-      tags += "G,INT,,,,,," + std::to_string(0x40000 + 0x2000 * block + i) + ",1,0,0,\n";
-    }
+    for (int i = 0; i < 2; ++i) tags += "G,INT,,,,,," + std::to_string(0x40000 + 0x2000 * block + i) + ",1,0,0,\n";
   }
   folder_.write("PLC7F000001_0.csv", tags);
   const Call kinds[] = {Call::kRealloc, Call::kCalloc, Call::kMalloc};
@@ -47,9 +45,7 @@ TEST_F(LoadFaults, AnyAllocationOfAFileWithGroupsRefused_LosesNothingAndTheNextC
 // A text that grows while it is read: every growth refused.
 TEST_F(LoadFaults, AnyGrowthOfALongFileRefused_LosesNothing) {
   std::string tags;
-  for (int line = 0; line < 2000; ++line) {
-    tags += "A,INT,,,,,," + std::to_string(line) + ",1,0,0,\n";
-  }
+  for (int line = 0; line < 2000; ++line) tags += "A,INT,,,,,," + std::to_string(line) + ",1,0,0,\n";
   folder_.write("PLC7F000001_0.csv", tags);
   start_over();
   const int growths = run(Transfer::kRead).calls.count(Call::kRealloc);
@@ -84,9 +80,7 @@ TEST_F(LoadFaults, TagFileThatCannotBeReadToItsEnd_IsNotKept) {
 // From 4 MiB of records on the driver asks for huge pages; it does not need them.
 TEST_F(LoadFaults, AdviceThatTheSystemRefuses_IsNotMissed) {
   std::string tags;
-  for (int line = 0; line < 8000; ++line) {
-    tags += "A,INT,,,,,," + std::to_string(line) + ",1,0,0,\n";
-  }
+  for (int line = 0; line < 8000; ++line) tags += "A,INT,,,,,," + std::to_string(line) + ",1,0,0,\n";
   folder_.write("PLC7F000001_0.csv", tags);
   for (const Outcome& outcome : outcomes_of(Call::kMadvise)) {
     start_over();

@@ -70,9 +70,7 @@ class Network : public ::testing::Test {
 
   // Begins anew, without a connection, or with one and a loaded tag file.
   void start() {
-    if (conn_.socket_fd >= 0) {
-      close(conn_.socket_fd);
-    }
+    if (conn_.socket_fd >= 0) close(conn_.socket_fd);
     conn_.socket_fd = -1;
     capture_output([&] { ev_plc_init(&settings_); });
   }
@@ -259,9 +257,7 @@ TEST_F(Network, ResetAtEveryByteOfAValueReply_GivesTheStatedCode) {
     if (!expects_contract()) {
       return bytes < kValueReplyBytes ? Stated{PLC_FAILED, kLost} : Stated{PLC_OK, "", 0, 0, 1};
     }
-    if (bytes == 0) {
-      return {PLC_FAILED, ""};
-    }
+    if (bytes == 0) return {PLC_FAILED, ""};
     return bytes < kLeastValueReply ? Stated{PLC_FAILED, "read data err!\r\n", 0, 0, 1} : Stated{PLC_OK, "", 0, 0, 1};
   });
 }
@@ -277,12 +273,8 @@ TEST_F(Network, CloseAtEveryByteOfAValueReply_GivesTheStatedCode) {
 
 TEST_F(Network, ValueReplyCutAtEveryByte_GivesTheStatedCode) {
   try_every_byte(Transfer::kRead, "cut # on=read", [](int bytes) -> Stated {
-    if (bytes == 0) {
-      return {PLC_FAILED, "--timeout--\r\n", kReplyWaitMs, kReplyWaitMs};
-    }
-    if (!expects_contract()) {
-      return bytes < kValueReplyBytes ? cut_off(bytes) : Stated{PLC_OK, ""};
-    }
+    if (bytes == 0) return {PLC_FAILED, "--timeout--\r\n", kReplyWaitMs, kReplyWaitMs};
+    if (!expects_contract()) return bytes < kValueReplyBytes ? cut_off(bytes) : Stated{PLC_OK, ""};
     return bytes < kLeastValueReply ? Stated{PLC_FAILED, "read data err!\r\n"} : Stated{PLC_OK, ""};
   });
 }
@@ -290,24 +282,16 @@ TEST_F(Network, ValueReplyCutAtEveryByte_GivesTheStatedCode) {
 // A batch of two words wants 18 bytes; one that gets fewer says 2.
 TEST_F(Network, BatchReplyCutAtEveryByte_GivesTheStatedCode) {
   try_every_byte(Transfer::kBatch, "cut # on=read", [](int bytes) -> Stated {
-    if (bytes == 0) {
-      return {PLC_FAILED, "--timeout--\r\n", kReplyWaitMs, kReplyWaitMs};
-    }
-    if (!expects_contract()) {
-      return bytes < kBatchReplyBytes ? cut_off(bytes) : Stated{PLC_OK, ""};
-    }
+    if (bytes == 0) return {PLC_FAILED, "--timeout--\r\n", kReplyWaitMs, kReplyWaitMs};
+    if (!expects_contract()) return bytes < kBatchReplyBytes ? cut_off(bytes) : Stated{PLC_OK, ""};
     return bytes < kBatchReplyBytes ? Stated{PLC_NO_CONNECT, ""} : Stated{PLC_OK, ""};
   });
 }
 
 TEST_F(Network, WriteAcknowledgmentCutAtEveryByte_GivesTheStatedCode) {
   try_every_byte(Transfer::kWrite, "cut # on=write", [](int bytes) -> Stated {
-    if (bytes == 0) {
-      return {PLC_FAILED, "--timeout--\r\n", kReplyWaitMs, kReplyWaitMs};
-    }
-    if (!expects_contract()) {
-      return bytes < kAcknowledgmentBytes ? cut_off(bytes) : Stated{PLC_OK, ""};
-    }
+    if (bytes == 0) return {PLC_FAILED, "--timeout--\r\n", kReplyWaitMs, kReplyWaitMs};
+    if (!expects_contract()) return bytes < kAcknowledgmentBytes ? cut_off(bytes) : Stated{PLC_OK, ""};
     return bytes < 13 ? Stated{PLC_FAILED, ""} : Stated{PLC_OK, ""};
   });
 }
@@ -350,9 +334,7 @@ TEST_F(Network, DirectoryReplyCutAtEveryByte_LeavesAConnection) {
     }
     const uint32_t result = call(Transfer::kRead);
     expect_stated(stated, result);
-    if (stated.result != PLC_OK) {
-      expect_recovery({});
-    }
+    if (stated.result != PLC_OK) expect_recovery({});
     EXPECT_EQ(value_, kWordValue);
   }
 }

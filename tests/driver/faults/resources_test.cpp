@@ -17,9 +17,7 @@ namespace {
 class Resources : public FaultFixture {};
 
 TEST_F(Resources, TransfersAfterTheFirst_TakeNoMemory) {
-  for (const Transfer transfer : kTransfers) {
-    EXPECT_EQ(run(transfer).result, uint32_t{PLC_OK});
-  }
+  for (const Transfer transfer : kTransfers) EXPECT_EQ(run(transfer).result, uint32_t{PLC_OK});
   for (int round = 0; round < 50; ++round) {
     for (const Transfer transfer : kTransfers) {
       const Seen seen = run(transfer);
@@ -86,9 +84,7 @@ class MeasuredStack {
  public:
   explicit MeasuredStack(size_t bytes) : bytes_(bytes) {
     memory_ = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
-    if (memory_ == MAP_FAILED) {
-      std::abort();
-    }
+    if (memory_ == MAP_FAILED) std::abort();
     std::memset(memory_, kFill, bytes);
   }
   MeasuredStack(const MeasuredStack&) = delete;
@@ -138,17 +134,13 @@ TEST_F(Resources, AllTransfersOnAThreadWithASmallStack_Work) {
       [](void* argument) -> void* {
         auto* const given = static_cast<Work*>(argument);
         for (int round = 0; round < 3; ++round) {
-          for (size_t i = 0; i < 4; ++i) {
-            given->results[i] = given->self->run_plainly(kTransfers[i]);
-          }
+          for (size_t i = 0; i < 4; ++i) given->results[i] = given->self->run_plainly(kTransfers[i]);
         }
         return nullptr;
       },
       &work);
   captured.take();
-  for (const uint32_t result : work.results) {
-    EXPECT_EQ(result, uint32_t{PLC_OK});
-  }
+  for (const uint32_t result : work.results) EXPECT_EQ(result, uint32_t{PLC_OK});
   std::fprintf(stderr, "%zu of %zu bytes of stack unused\n", stack.unused(), small_stack_bytes());
   EXPECT_GT(stack.unused(), 2048U);
 }

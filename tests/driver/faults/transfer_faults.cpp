@@ -23,9 +23,7 @@ std::string init_fail(Transfer transfer) {
 
 std::string text(std::initializer_list<std::string> parts) {
   std::string all;
-  for (const std::string& part : parts) {
-    all += part;
-  }
+  for (const std::string& part : parts) all += part;
   return all;
 }
 
@@ -86,13 +84,9 @@ Expected short_replies(Transfer transfer, const Fault& fault) {
 }
 
 Expected failing_receive(Transfer transfer, const Fault& fault) {
-  if (fault.outcome.kind != Outcome::Kind::kFails) {
-    return short_replies(transfer, fault);
-  }
+  if (fault.outcome.kind != Outcome::Kind::kFails) return short_replies(transfer, fault);
   // A directory that could not be received leaves a connection with an old one.
-  if (fault.nth < kDirectoryExchanges && !fault.from_then_on) {
-    return unharmed();
-  }
+  if (fault.nth < kDirectoryExchanges && !fault.from_then_on) return unharmed();
   return {PLC_FAILED, text({kServer, kBuild}), 1};
 }
 
@@ -209,9 +203,7 @@ Expected expect_of_guarded(Transfer transfer, const Fault& fault) {
 
 std::vector<Outcome> failures(std::initializer_list<int> errors) {
   std::vector<Outcome> outcomes;
-  for (const int error : errors) {
-    outcomes.push_back(fails_with(error));
-  }
+  for (const int error : errors) outcomes.push_back(fails_with(error));
   return outcomes;
 }
 

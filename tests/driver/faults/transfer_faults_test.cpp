@@ -52,9 +52,7 @@ void TransferFaults::try_all(Transfer transfer, bool from_then_on) {
   ASSERT_EQ(plain.result, uint32_t{PLC_OK}) << plain.lines;
   for (size_t kind = 0; kind < kCallKinds; ++kind) {
     const Call call = static_cast<Call>(kind);
-    if (!can_fail(call) || plain.calls.counts[kind] == 0) {
-      continue;
-    }
+    if (!can_fail(call) || plain.calls.counts[kind] == 0) continue;
     const std::vector<Outcome> outcomes = outcomes_of(call);
     EXPECT_FALSE(outcomes.empty()) << "no outcomes for " << name_of(call);
     for (int nth = 0; nth < plain.calls.counts[kind]; ++nth) {

@@ -124,9 +124,7 @@ Bytes GuardedTest::healthy_reply(const Bytes& request) const {
 
 std::vector<Arrival> GuardedTest::respond(const Bytes& request) const {
   for (auto answer = answers_.rbegin(); answer != answers_.rend(); ++answer) {
-    if (answer->first == kind_of(request)) {
-      return answer->second(request);
-    }
+    if (answer->first == kind_of(request)) return answer->second(request);
   }
   return {piece(healthy_reply(request))};
 }

@@ -73,9 +73,7 @@ class RefusedCalls : public GuardedTest {
 
   void expect_refused_batch(const std::vector<BatchReadRequest>& elements, const std::string& reason) {
     expect_refused(read_batch(elements), reason);
-    for (const BatchReadRequest& element : elements_) {
-      EXPECT_EQ(element.value, 0x77777777U);
-    }
+    for (const BatchReadRequest& element : elements_) EXPECT_EQ(element.value, 0x77777777U);
   }
 
   // The number of the program in the first request since the last look.
@@ -145,9 +143,7 @@ TEST_F(BatchLimits, Of8And64Bits_AreRefused) {
 
 TEST_F(BatchLimits, EmBoolArray_IsRefusedAlsoAlone) {
   connect();
-  for (const uint32_t id : {kEmBits, kEmGrid, kEmCube}) {
-    expect_refused_batch({element(id)}, kEm);
-  }
+  for (const uint32_t id : {kEmBits, kEmGrid, kEmCube}) expect_refused_batch({element(id)}, kEm);
   expect_refused_batch({element(kWordId), element(kEmBits, 3)}, kEm);
 }
 
@@ -192,9 +188,7 @@ TEST_F(BatchLimits, IndexedIdWithoutARecord_FailsWithItsFrame) {
     EXPECT_EQ(take_output(), "Index out of range!\r\n");
     EXPECT_TRUE(take_requests().empty());
     EXPECT_TRUE(socket_.is_open());
-    for (const BatchReadRequest& left : elements_) {
-      EXPECT_EQ(left.value, 0x77777777U);
-    }
+    for (const BatchReadRequest& left : elements_) EXPECT_EQ(left.value, 0x77777777U);
   }
 }
 

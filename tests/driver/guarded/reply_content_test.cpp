@@ -76,9 +76,7 @@ TEST_F(GuardedStatus, WithoutABody_IsARefusalAndNotAnIncompleteReply) {
 
 TEST_F(GuardedStatus, AskingAgain_CostsNoConnect) {
   answer_body(kResolve, names_body(name_record(0)), 2);
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(read(kWordId), kFailed);
-  }
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(read(kWordId), kFailed);
   EXPECT_EQ(socket_.connects(), 1);
 }
 
@@ -164,9 +162,7 @@ TEST_F(GuardedValues, MissingInABatch_AreTwoAndNothingIsStored) {
 
 TEST_F(GuardedValues, MissingInALaterFrame_LeaveWhatTheEarlierOneStored) {
   std::vector<BatchReadRequest> elements;
-  for (uint16_t i = 0; i < 36; ++i) {
-    elements.push_back(element(kTable, static_cast<uint16_t>(2 * i)));
-  }
+  for (uint16_t i = 0; i < 36; ++i) elements.push_back(element(kTable, static_cast<uint16_t>(2 * i)));
   int frames = 0;
   answer(kValues, [&](const Bytes& request) {
     return std::vector<Arrival>{piece(++frames == 1 ? healthy_reply(request) : reply_to(request, {}))};
@@ -187,9 +183,7 @@ TEST_F(GuardedValues, OfTheWordAroundABit_AreCounted) {
 TEST_F(GuardedValues, BehindARunOfStrings_AreNotStoredOutOfPlace) {
   expect_kept(read_batch({element(kText, 0), element(kText, 1), element(kWordId)}), kNoConnect,
               "[PLC] guard: 8 bytes of values, 4 were asked for\r\n");
-  for (const BatchReadRequest& element : elements_) {
-    EXPECT_EQ(element.value, 0x77777777U);
-  }
+  for (const BatchReadRequest& element : elements_) EXPECT_EQ(element.value, 0x77777777U);
 }
 
 TEST_F(GuardedValues, OfARunOfStringsAtTheEnd_AreStored) {
@@ -248,9 +242,7 @@ TEST_F(GuardedDirectory, NamelessRecord_NeedsItsNumber) {
 
 TEST_F(GuardedDirectory, MoreThan50Programs_AreAllThereAndKept) {
   Bytes records;
-  for (unsigned i = 0; i < 59; ++i) {
-    records = records + directory_record(static_cast<uint8_t>(i), "P");
-  }
+  for (unsigned i = 0; i < 59; ++i) records = records + directory_record(static_cast<uint8_t>(i), "P");
   use_directory(Bytes{60} + records);
   EXPECT_EQ(read(kWordId), kNoConnect);
   use_directory(Bytes{60} + records + directory_record(59, "P"));
@@ -260,15 +252,11 @@ TEST_F(GuardedDirectory, MoreThan50Programs_AreAllThereAndKept) {
 
 TEST_F(GuardedDirectory, NameAbove255Bytes_LosesWholeCharacters) {
   Bytes named = {0, 0, 254, 0, 9};
-  for (int i = 0; i < 126; ++i) {
-    named = named + from_hex("30 42");  // three bytes in UTF-8
-  }
+  for (int i = 0; i < 126; ++i) named = named + from_hex("30 42");  // three bytes in UTF-8
   use_directory(Bytes{1} + named);
   EXPECT_EQ(read(kWordId), kOk) << output_;
   std::string expected;
-  for (int i = 0; i < 85; ++i) {
-    expected += "\u3042";
-  }
+  for (int i = 0; i < 85; ++i) expected += "\u3042";
   EXPECT_EQ(plc::LocalInfo[0].name, expected);
 }
 

@@ -21,9 +21,7 @@ TimedSocket* current = nullptr;
 
 // Only one test at a time speaks with the driver, and the driver has one socket.
 TimedSocket& socket_of(int descriptor) {
-  if (current == nullptr || descriptor != TimedSocket::kDescriptor) {
-    std::abort();
-  }
+  if (current == nullptr || descriptor != TimedSocket::kDescriptor) std::abort();
   return *current;
 }
 
@@ -47,9 +45,7 @@ void TimedSocket::leave_waiting(Arrival arrival) { add(std::move(arrival)); }
 int TimedSocket::on_connect() {
   note("connect");
   ++connects_;
-  if (connect_error == 0) {
-    return 0;
-  }
+  if (connect_error == 0) return 0;
   errno = connect_error;
   connect_error = 0;
   return -1;
@@ -79,9 +75,7 @@ long TimedSocket::on_send(const uint8_t* bytes, size_t length) {
   }
   requests_.emplace_back(bytes, bytes + length);
   if (controller_) {
-    for (Arrival& arrival : controller_(requests_.back())) {
-      add(std::move(arrival));
-    }
+    for (Arrival& arrival : controller_(requests_.back())) add(std::move(arrival));
   }
   return static_cast<long>(length);
 }
@@ -89,17 +83,13 @@ long TimedSocket::on_send(const uint8_t* bytes, size_t length) {
 long TimedSocket::on_receive(uint8_t* bytes, size_t length, bool is_peek) {
   note(is_peek ? "peek" : "recv");
   if (!has_arrived()) {
-    if (!is_peek) {
-      std::abort();  // a receive that would wait for ever
-    }
+    if (!is_peek) std::abort();  // a receive that would wait for ever
     errno = EAGAIN;
     return -1;
   }
   now_us_ += receive_takes_ms * kMillisecondUs;
   Arrival& next = arrivals_.front();
-  if (next.kind == Arrival::Kind::kClose) {
-    return 0;
-  }
+  if (next.kind == Arrival::Kind::kClose) return 0;
   if (next.kind == Arrival::Kind::kError) {
     errno = next.error;
     return -1;
@@ -108,9 +98,7 @@ long TimedSocket::on_receive(uint8_t* bytes, size_t length, bool is_peek) {
   std::copy_n(next.bytes.begin(), taken, bytes);
   if (!is_peek) {
     next.bytes.erase(next.bytes.begin(), next.bytes.begin() + static_cast<std::ptrdiff_t>(taken));
-    if (next.bytes.empty()) {
-      arrivals_.pop_front();
-    }
+    if (next.bytes.empty()) arrivals_.pop_front();
   }
   return static_cast<long>(taken);
 }
@@ -154,16 +142,12 @@ int __wrap_select(int count, fd_set* readable, fd_set*, fd_set*, timeval* timeou
   }
   const int ready =
       socket_of(count - 1).on_select(int64_t{timeout->tv_sec} * plc_test::kSecondUs + int64_t{timeout->tv_usec});
-  if (ready == 0) {
-    FD_ZERO(readable);
-  }
+  if (ready == 0) FD_ZERO(readable);
   return ready;
 }
 
 ssize_t __wrap_send(int descriptor, const void* bytes, size_t length, int flags) {
-  if (flags != 0) {
-    std::abort();
-  }
+  if (flags != 0) std::abort();
   if (descriptor < 0) {
     errno = EBADF;
     return -1;
@@ -172,27 +156,19 @@ ssize_t __wrap_send(int descriptor, const void* bytes, size_t length, int flags)
 }
 
 ssize_t __wrap_recv(int descriptor, void* bytes, size_t length, int flags) {
-  if (flags != 0 && flags != (MSG_PEEK | MSG_DONTWAIT)) {
-    std::abort();  // other bytes, or a wait that may not end
-  }
+  if (flags != 0 && flags != (MSG_PEEK | MSG_DONTWAIT)) std::abort();  // other bytes, or a wait that may not end
   return socket_of(descriptor).on_receive(static_cast<uint8_t*>(bytes), length, flags != 0);
 }
 
 int __wrap_close(int descriptor) {
-  if (descriptor != TimedSocket::kDescriptor) {
-    return __real_close(descriptor);
-  }
+  if (descriptor != TimedSocket::kDescriptor) return __real_close(descriptor);
   socket_of(descriptor).on_close();
   return 0;
 }
 
 int __wrap_clock_gettime(clockid_t clock, timespec* time) {
-  if (plc_test::current == nullptr) {
-    return __real_clock_gettime(clock, time);
-  }
-  if (clock != CLOCK_MONOTONIC) {
-    std::abort();  // a clock that can be set
-  }
+  if (plc_test::current == nullptr) return __real_clock_gettime(clock, time);
+  if (clock != CLOCK_MONOTONIC) std::abort();  // a clock that can be set
   constexpr int64_t kSecondNs = plc_test::kSecondUs * 1000;
   const int64_t now_ns = plc_test::current->look_ns();
   time->tv_sec = static_cast<time_t>(now_ns / kSecondNs);

@@ -191,9 +191,7 @@ TEST_F(GuardedReply, ForeignFramesThatNeverEnd_EndWithTheWait) {
   const int64_t start = socket_.now_ms();
   answer(kValues, [&](const Bytes& request) {
     std::vector<Arrival> frames;
-    for (int64_t at = 0; at < 4 * kWaitMs; at += 100) {
-      frames.push_back(piece(foreign(healthy_reply(request)), at));
-    }
+    for (int64_t at = 0; at < 4 * kWaitMs; at += 100) frames.push_back(piece(foreign(healthy_reply(request)), at));
     return frames;
   });
   EXPECT_EQ(read(0), kFailed);

@@ -54,9 +54,7 @@ class ConnectionFixture : public DriverFixture {
   // Stale input of this many bytes, each the low byte of its place, is waiting when this returns.
   void queue_stale(size_t count) {
     Bytes stale(count);
-    for (size_t i = 0; i < count; ++i) {
-      stale[i] = static_cast<uint8_t>(i);
-    }
+    for (size_t i = 0; i < count; ++i) stale[i] = static_cast<uint8_t>(i);
     peer_->send_now(stale);
     ASSERT_TRUE(wait_for_input(conn_.socket_fd, count));
   }

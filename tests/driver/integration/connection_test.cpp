@@ -131,9 +131,7 @@ TEST_F(SendE, SendThatTakesAPart_ReturnsThatPart) {
   EXPECT_TRUE(is_open_descriptor(socket_fd));
   // Once nothing more fits, the send time-out makes a send fail.
   int last = sent;
-  for (int tries = 0; tries < 100 && last >= 0; ++tries) {
-    last = send_bytes(more_than_fits);
-  }
+  for (int tries = 0; tries < 100 && last >= 0; ++tries) last = send_bytes(more_than_fits);
   EXPECT_EQ(last, -1);
   EXPECT_EQ(take_output(), "send error\n");
   expect_closed(socket_fd);
@@ -182,18 +180,14 @@ TEST_F(TransRecv, SixHundredStaleBytes_LeaveTheLast88InFrontOfTheReply_D17) {
   receive_once_there_are(88 + 4);
   EXPECT_EQ(exchange(from_hex("01")), 0);
   ASSERT_EQ(reply_length_, 92);
-  for (size_t i = 0; i < 88; ++i) {
-    EXPECT_EQ(reply_[i], static_cast<uint8_t>(512 + i)) << i;
-  }
+  for (size_t i = 0; i < 88; ++i) EXPECT_EQ(reply_[i], static_cast<uint8_t>(512 + i)) << i;
   EXPECT_EQ(reply_[88], 0xAA);
   EXPECT_EQ(reply_[91], 0xDD);
 }
 
 TEST_F(TransRecv, ReplyOf5000Bytes_YieldsTheFirst4096AndTheNextDrainTakes512OfTheRest_D17) {
   Bytes large(5000);
-  for (size_t i = 0; i < large.size(); ++i) {
-    large[i] = static_cast<uint8_t>(i >> 4);
-  }
+  for (size_t i = 0; i < large.size(); ++i) large[i] = static_cast<uint8_t>(i >> 4);
   connect_to({answer_raw(large), answer_raw(from_hex("AA BB"))});
   wrapped_calls().before_recv = [this] { EXPECT_TRUE(wait_for_input(conn_.socket_fd, 5000)); };
   EXPECT_EQ(exchange(from_hex("01")), 0);
@@ -329,9 +323,7 @@ TEST_F(TransRecv, Descriptors_DoNotGrowOverManyExchanges) {
   std::vector<PeerStep> script(50, answer(from_hex("0A")));
   connect_to(script);
   const int open_before = plc_test::count_open_descriptors();
-  for (int i = 0; i < 50; ++i) {
-    ASSERT_EQ(exchange(from_hex("01")), 0);
-  }
+  for (int i = 0; i < 50; ++i) ASSERT_EQ(exchange(from_hex("01")), 0);
   EXPECT_EQ(plc_test::count_open_descriptors(), open_before);
 }
 

@@ -173,14 +173,10 @@ TEST_F(Directory, NameAbove255Bytes_IsCutToWholeCharacters) {
   EXPECT_EQ(fetch_records(3, record_of(1, 126, 0x4E2D) + record_of(2, 126, 0x00E9) + record_of(3, 126, 0x0041)), 0U);
   ASSERT_EQ(plc::localNum, 3U);
   std::string three_bytes_each;
-  for (int i = 0; i < 85; ++i) {
-    three_bytes_each += "\xE4\xB8\xAD";
-  }
+  for (int i = 0; i < 85; ++i) three_bytes_each += "\xE4\xB8\xAD";
   expect_record(0, 1, three_bytes_each);
   std::string two_bytes_each;
-  for (int i = 0; i < 126; ++i) {
-    two_bytes_each += "\xC3\xA9";
-  }
+  for (int i = 0; i < 126; ++i) two_bytes_each += "\xC3\xA9";
   expect_record(1, 2, two_bytes_each);
   expect_record(2, 3, std::string(126, 'A'));
 }
@@ -192,9 +188,7 @@ TEST_F(Directory, CharacterThatDoesNotFitWhole_EndsTheName) {
   record[5 + 2 * 84 + 1] = 0x41;
   EXPECT_EQ(fetch_records(1, record), 0U);
   std::string name;
-  for (int i = 0; i < 84; ++i) {
-    name += "\xE4\xB8\xAD";
-  }
+  for (int i = 0; i < 84; ++i) name += "\xE4\xB8\xAD";
   expect_record(0, 1, name + "A");
 }
 

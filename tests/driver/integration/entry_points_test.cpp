@@ -340,9 +340,7 @@ TEST_F(EntryPoints, TimeoutInARead_GivesThreeAndTheNextTransferReconnects) {
     start(empty_directory() + std::vector<PeerStep>{plc_test::stay_silent()} + empty_directory());
     // The directory's replies are waited for, the resolve reply is not.
     wrapped_calls().before_send = [this] {
-      if (peer_->requests().size() == 2) {
-        conn_.recv_timeout_s = 0;
-      }
+      if (peer_->requests().size() == 2) conn_.recv_timeout_s = 0;
     };
     EXPECT_EQ(read_id(0, 0, 1, word_), 3U);
     EXPECT_THAT(take_output(), testing::EndsWith("--timeout--\r\n"));

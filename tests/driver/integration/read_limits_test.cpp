@@ -94,9 +94,7 @@ TEST_F(ReadLimits, SixtyFourBools_AreRead) {
 
 TEST_F(ReadLimits, MoreThan64Bools_FailBehindTheRewritesWithNothingSent) {
   write_tags(0, "A,BOOL,[0..99],,a,b,c,0,1\n");
-  for (const uint32_t count : {65U, 0x10000U, 0xFFFFFFFFU}) {
-    expect_too_large(0, count, {});
-  }
+  for (const uint32_t count : {65U, 0x10000U, 0xFFFFFFFFU}) expect_too_large(0, count, {});
   start_connected({});
   uint8_t data[4] = {};
   RegRequest request = {0, 0, 2, 0};
@@ -122,9 +120,7 @@ class ReadFailures : public plc_test::DriverFixture {
   // Does not wait for the reply to request number `number`, counted from 1 behind the directory.
   void poll_for_reply(size_t number) {
     wrapped_calls().before_send = [this, number] {
-      if (peer_->requests().size() == 2 + number - 1) {
-        conn_.recv_timeout_s = 0;
-      }
+      if (peer_->requests().size() == 2 + number - 1) conn_.recv_timeout_s = 0;
     };
   }
 

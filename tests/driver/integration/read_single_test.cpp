@@ -45,9 +45,7 @@ class ReadSingle : public plc_test::DriverFixture {
     EXPECT_EQ(read_id(id, offset, count, data.data()), 0U);
     EXPECT_TRUE(data.guards_intact());
     std::vector<std::string> texts;
-    for (const Bytes& request : finish()) {
-      texts.push_back(to_hex(request));
-    }
+    for (const Bytes& request : finish()) texts.push_back(to_hex(request));
     texts.resize(2);
     return texts;
   }

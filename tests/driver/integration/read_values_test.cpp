@@ -259,9 +259,7 @@ TEST_F(ReadBits, ManyBits_ArePackedFromTheLowestOn) {
 TEST_F(ReadBits, BytesFromTheFifthOn_AreAddedTo) {
   write_tags(0, "a,BOOL,[0..99],,a,b,c,0,1,0,0,,MR\n");
   Bytes ones;
-  for (int i = 0; i < 64; ++i) {
-    ones = ones + from_hex("00 01");
-  }
+  for (int i = 0; i < 64; ++i) ones = ones + from_hex("00 01");
   start_connected({answer(from_hex("01")), answer(value_reply(ones))});
   GuardedBuffer data(8);
   data.data()[3] = 0x55;

@@ -137,8 +137,9 @@ class Vectors : public ProtocolTest, public testing::WithParamInterface<Vector> 
 
   void expect_requests() {
     std::vector<std::string> expected;
-    for (const json& exchange : vector().at("exchanges"))
+    for (const json& exchange : vector().at("exchanges")) {
       expected.push_back(to_hex(join_fields(exchange.at("request"))));
+    }
     EXPECT_EQ(sent(), expected);
     EXPECT_EQ(peer_.unused_answers(), 0U);
   }

@@ -59,9 +59,7 @@ class ProgramTest : public testing::Test {
   std::vector<std::string> host_words(std::vector<std::string> words) const {
     words.insert(words.begin(), PLC_HOST_PROGRAM);
     const bool has_driver = std::find(words.begin(), words.end(), "--driver") != words.end();
-    if (words.size() > 1 && words[1][0] != '-' && !has_driver) {
-      words.insert(words.begin() + 2, {"--driver", library_});
-    }
+    if (words.size() > 1 && words[1][0] != '-' && !has_driver) words.insert(words.begin() + 2, {"--driver", library_});
     return words;
   }
 

@@ -146,9 +146,7 @@ TEST(PcapReader, PacketThatIsMissing_IsSaid) {
 
 TEST(PcapReader, EveryPrefixOfACapture_IsReadWithinIt) {
   const std::string file = sample_capture();
-  for (size_t size = 0; size < file.size(); ++size) {
-    EXPECT_LE(read_capture(file.substr(0, size)).exchanges.size(), 3U);
-  }
+  for (size_t size = 0; size < file.size(); ++size) EXPECT_LE(read_capture(file.substr(0, size)).exchanges.size(), 3U);
 }
 
 TEST(Replay, CapturedRequest_GetsItsReplyUnderItsOwnSequence) {
@@ -167,9 +165,7 @@ TEST(Replay, RepliesToTheSameRequest_ComeInTheirOrderAndFromTheStartAgain) {
   Replay replay({{request, hex("01")}, {hex(kStartAsked), hex("02")}, {request, hex("03")}});
   Session session;
   std::string replies;
-  for (int i = 0; i < 4; ++i) {
-    replies += hex_of(replay.handle(session, request).reply) + " ";
-  }
+  for (int i = 0; i < 4; ++i) replies += hex_of(replay.handle(session, request).reply) + " ";
   EXPECT_EQ(replies, "01 03 01 03 ");
 }
 

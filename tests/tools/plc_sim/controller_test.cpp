@@ -63,9 +63,7 @@ TEST(Controller, ManyNames_GetAsManyRecordsAsFitOneReply) {
   Bench bench("D,INT,,,a,b,c,0,1,0,0,,DM1\n");
   Bytes frame = hex("00 00 03 28 FF FF FC D7 00 00 0C 28 00 01 00 00 00 C8");
   for (int i = 0; i < 200; ++i) {
-    for (const uint8_t byte : hex("00 01 00 44")) {
-      frame.push_back(byte);
-    }
+    for (const uint8_t byte : hex("00 01 00 44")) frame.push_back(byte);
   }
   const Answer answer = bench.ask(frame);
   EXPECT_TRUE(answer.findings.violations.empty());

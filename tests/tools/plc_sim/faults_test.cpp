@@ -98,9 +98,7 @@ TEST(Faults, BadText_IsRefusedWithItsReason) {
 TEST(Faults, EveryKnownFault_ParsesUnderItsName) {
   for (const FaultInfo& info : known_faults()) {
     std::string text = info.name;
-    for (size_t i = 0; i < info.min_arguments; ++i) {
-      text += " 5";
-    }
+    for (size_t i = 0; i < info.min_arguments; ++i) text += " 5";
     EXPECT_EQ(parse_fault(text).kind, info.kind) << text;
   }
 }
@@ -121,9 +119,7 @@ TEST(FaultBook, Schedule_FollowsAfterEveryTimesAndKind) {
 TEST(FaultBook, AlwaysAndClear_EndOnlyWhenCleared) {
   FaultBook book;
   book.arm(parse_fault("no-reply times=always"));
-  for (int i = 0; i < 100; ++i) {
-    EXPECT_TRUE(book.take(RequestKind::kWrite).has_value());
-  }
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(book.take(RequestKind::kWrite).has_value());
   book.clear();
   EXPECT_FALSE(book.take(RequestKind::kWrite).has_value());
 }

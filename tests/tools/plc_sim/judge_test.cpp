@@ -45,9 +45,7 @@ void expect_every_byte_matters(const char* resolve, const char* frame, size_t ch
   const Bytes whole = hex(frame);
   for (size_t at = 0; at < std::min(checked_bytes, whole.size()); ++at) {
     Bench bench(kJudgedTags);
-    if (resolve != nullptr) {
-      bench.ask(resolve);
-    }
+    if (resolve != nullptr) bench.ask(resolve);
     Bytes changed = whole;
     changed[at] ^= 0x41;
     const Answer answer = bench.ask(changed);
@@ -93,9 +91,7 @@ TEST(Judge, EveryPrefixOfARequest_IsAViolation) {
     const Bytes whole = hex(frame);
     for (size_t size = 0; size < whole.size(); ++size) {
       Bench bench(kJudgedTags);
-      if (frame != kResolveD) {
-        bench.ask(frame == kSetB ? kResolveB : kResolveD);
-      }
+      if (frame != kResolveD) bench.ask(frame == kSetB ? kResolveB : kResolveD);
       const Answer answer = bench.ask(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
       EXPECT_TRUE(notice(answer.findings).violation) << size << " bytes of " << frame;
     }
@@ -105,9 +101,7 @@ TEST(Judge, EveryPrefixOfARequest_IsAViolation) {
 TEST(Judge, BytesBehindTheEnd_AreAViolation) {
   for (const char* frame : {kResolveD, kReadD, kSetB, kWriteD}) {
     Bench bench(kJudgedTags);
-    if (frame != kResolveD) {
-      bench.ask(frame == kSetB ? kResolveB : kResolveD);
-    }
+    if (frame != kResolveD) bench.ask(frame == kSetB ? kResolveB : kResolveD);
     EXPECT_TRUE(notice(bench.ask(std::string(frame) + " 00").findings).violation) << frame;
   }
 }

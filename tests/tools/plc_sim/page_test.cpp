@@ -34,9 +34,7 @@ struct Reply {
 // Everything that comes until the end of the connection.
 std::string receive_all(const HostSocket& visitor) {
   std::string text;
-  for (Bytes part = visitor.receive(); !part.empty(); part = visitor.receive()) {
-    text.append(part.begin(), part.end());
-  }
+  for (Bytes part = visitor.receive(); !part.empty(); part = visitor.receive()) text.append(part.begin(), part.end());
   return text;
 }
 
@@ -73,9 +71,7 @@ struct Served {
   std::string style_sheet() const {
     for (int i = 0; i < 1000; ++i) {
       const Reply reply = ask("GET /page.css");
-      if (!reply.body.empty()) {
-        return reply.body;
-      }
+      if (!reply.body.empty()) return reply.body;
     }
     return "";
   }
@@ -140,9 +136,7 @@ TEST(Page, State_HasTheVariablesWhoseNameContainsTheQuery) {
   const auto names = [&](const std::string& query) {
     std::vector<std::string> found;
     const json state = json::parse(served.ask("GET /state" + query).body);
-    for (const json& element : state.at("elements")) {
-      found.push_back(element.at("name"));
-    }
+    for (const json& element : state.at("elements")) found.push_back(element.at("name"));
     return found;
   };
   EXPECT_THAT(names(""), testing::ElementsAre("D", "MAIN/L[1]", "MAIN/L[2]", "MAIN/L[3]", "a&b=c d"));
@@ -264,9 +258,7 @@ TEST(Page, BodyInChunks_IsPutTogetherAndLimitedToo) {
   // One that never ends is cut off.
   const HostSocket endless(served.web_port);
   send_text(endless, head);
-  for (int i = 0; i < 300; ++i) {
-    send_text(endless, chunk);
-  }
+  for (int i = 0; i < 300; ++i) send_text(endless, chunk);
   EXPECT_EQ(receive_all(endless), "");
   EXPECT_EQ(served.ask("GET /page.css").body, source_of("page.css"));
 }
@@ -344,9 +336,7 @@ TEST(Page, VisitorsWhoDoNotReadTheirAnswers_LeaveTheControllerItsPort) {
   }
   const HostSocket host(served.port);
   EXPECT_EQ(host.exchange(kStartRequest).size(), 16U);
-  for (const auto& visitor : visitors) {
-    EXPECT_THAT(receive_all(*visitor), testing::EndsWith("</html>\n"));
-  }
+  for (const auto& visitor : visitors) EXPECT_THAT(receive_all(*visitor), testing::EndsWith("</html>\n"));
 }
 
 TEST(Page, PortInUse_EndsPlcSimWithTwo) {

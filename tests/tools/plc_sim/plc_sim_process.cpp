@@ -37,9 +37,7 @@ HostSocket::HostSocket(uint16_t port) {
 }
 
 HostSocket::~HostSocket() {
-  if (descriptor_ >= 0) {
-    close(descriptor_);
-  }
+  if (descriptor_ >= 0) close(descriptor_);
 }
 
 void HostSocket::send(const Bytes& bytes) const { ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL); }

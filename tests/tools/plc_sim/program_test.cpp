@@ -135,9 +135,7 @@ TEST(PlcSim, RequestInPieces_IsPutTogether) {
   Running sim;
   HostSocket host(sim.port);
   const Bytes start = hex(kStartAsked);
-  for (const uint8_t byte : start) {
-    host.send({byte});
-  }
+  for (const uint8_t byte : start) host.send({byte});
   EXPECT_EQ(host.receive().size(), 16U);
   EXPECT_EQ(sim.count("violations"), 0U);
 }
@@ -269,9 +267,7 @@ TEST(PlcSim, Animation_MovesValues) {
   Running sim({"--animate", "--animate-ms", "1"});
   const std::string before = sim.process.command("show D");
   std::string after = before;
-  for (int i = 0; i < 10000 && after == before; ++i) {
-    after = sim.process.command("show D");
-  }
+  for (int i = 0; i < 10000 && after == before; ++i) after = sim.process.command("show D");
   EXPECT_NE(after, before);
 }
 

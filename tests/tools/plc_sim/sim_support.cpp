@@ -16,16 +16,10 @@ Bytes hex(std::string_view text) {
   unsigned high = 0;
   bool has_high = false;
   for (const char c : text) {
-    if (c == ' ') {
-      continue;
-    }
+    if (c == ' ') continue;
     const size_t digit = kDigits.find(c >= 'a' ? static_cast<char>(c - 'a' + 'A') : c);
-    if (digit == std::string_view::npos) {
-      throw std::invalid_argument("no hexadecimal text: " + std::string(text));
-    }
-    if (has_high) {
-      bytes.push_back(static_cast<uint8_t>(high * 16 + digit));
-    }
+    if (digit == std::string_view::npos) throw std::invalid_argument("no hexadecimal text: " + std::string(text));
+    if (has_high) bytes.push_back(static_cast<uint8_t>(high * 16 + digit));
     high = static_cast<unsigned>(digit);
     has_high = !has_high;
   }
@@ -44,9 +38,7 @@ std::string hex_of(const Bytes& bytes) {
 
 Bench::Bench(const std::string& tag_lines, const std::map<std::string, uint8_t>& programs) {
   const TagFile file = read_tag_text("tags.csv", tag_lines);
-  for (const TagProblem& problem : file.problems) {
-    ADD_FAILURE() << "line " << problem.line << ": " << problem.text;
-  }
+  for (const TagProblem& problem : file.problems) ADD_FAILURE() << "line " << problem.line << ": " << problem.text;
   for (const StoreProblem& problem : store.declare(file.tags, programs, DirectoryOrder::kLongestFirst)) {
     ADD_FAILURE() << "line " << problem.line << ": " << problem.text;
   }

@@ -94,9 +94,7 @@ TEST(Variables, ProgramNumbers_ComeFromOptionThenFileThenFreeNumbers) {
       "A,INT,,,a,b,c,0,0,0,7,P1,\nB,INT,,,a,b,c,1,0,0,7,P22,\nC,INT,,,a,b,c,2,0,0,0,P333,\nD,INT,,,a,b,c,3,0,0,9,P4,\n",
       {{"P4", 200}});
   std::map<std::string, int> numbers;
-  for (const Program& program : bench.store.directory()) {
-    numbers[program.name] = program.number;
-  }
+  for (const Program& program : bench.store.directory()) numbers[program.name] = program.number;
   EXPECT_EQ(numbers, (std::map<std::string, int>{{"P1", 7}, {"P22", 1}, {"P333", 2}, {"P4", 200}}));
   EXPECT_EQ(bench.store.directory().front().name, "P333") << "no name may stand before one that it begins";
   EXPECT_TRUE(bench.store.resolve(uint8_t{200}, "D").has_value());

@@ -34,9 +34,7 @@ Bytes joined(const json& fields) {
 
 uint32_t u32_at(const Bytes& bytes, size_t at) {
   uint32_t value = 0;
-  for (size_t i = 0; i < 4; ++i) {
-    value = (value << 8U) | (at + i < bytes.size() ? bytes[at + i] : 0U);
-  }
+  for (size_t i = 0; i < 4; ++i) value = (value << 8U) | (at + i < bytes.size() ? bytes[at + i] : 0U);
   return value;
 }
 
@@ -53,15 +51,11 @@ class VectorPlay {
  public:
   explicit VectorPlay(const json& vector) : vector_(vector) {
     std::string lines;
-    for (const json& line : vector.at("tag_lines")) {
-      lines += line.get<std::string>() + "\n";
-    }
+    for (const json& line : vector.at("tag_lines")) lines += line.get<std::string>() + "\n";
     std::map<std::string, uint8_t> programs;
     for (const json& scope : vector.at("directory")) {
       const auto name = scope.at("name").get<std::string>();
-      if (!name.empty()) {
-        programs[name] = scope.at("number").get<uint8_t>();
-      }
+      if (!name.empty()) programs[name] = scope.at("number").get<uint8_t>();
     }
     store_.declare(read_tag_text("vector", lines).tags, programs, DirectoryOrder::kFile);
     session_.directory_started = session_.directory_sent = true;
@@ -98,9 +92,7 @@ class VectorPlay {
       at += 24 + 4 * (u32_at(reply_, at + 40) >> 24U);
     }
     // A host that got less than the whole reply goes on with what it has: nothing of that can be judged.
-    if (!records_.empty() && !records_.back().is_complete) {
-      session_.damage = ReplyDamage::kThisReply;
-    }
+    if (!records_.empty() && !records_.back().is_complete) session_.damage = ReplyDamage::kThisReply;
   }
 
   const Element* element(size_t i) const {
@@ -117,9 +109,7 @@ class VectorPlay {
     const bool is_flag = element(i) != nullptr && element(i)->variable->is_flag();
     const bool is_cleared = (given & kBitNumber) != 0 ? in_request.address == (given & ~kBitNumber)
                                                       : is_flag && element(i)->variable->road == BitRoad::kBit;
-    if (is_cleared) {
-      handle.address &= ~kBitNumber;
-    }
+    if (is_cleared) handle.address &= ~kBitNumber;
     return handle;
   }
 
@@ -136,9 +126,7 @@ class VectorPlay {
       return;
     }
     ask();
-    if (kind == RequestKind::kWrite && can_translate() && element(0) != nullptr) {
-      expect_written();
-    }
+    if (kind == RequestKind::kWrite && can_translate() && element(0) != nullptr) expect_written();
   }
 
   void translate(RequestKind kind) {
@@ -160,30 +148,22 @@ class VectorPlay {
       translate_mask();
     } else {
       const size_t area_at = request_.size() == 16 ? 13 : request_.size() == 15 ? 12 : 11;
-      if (request_[area_at] == records_.front().handle.area) {
-        put(request_, area_at, own.area, 1);
-      }
+      if (request_[area_at] == records_.front().handle.area) put(request_, area_at, own.area, 1);
       put(request_, area_at + 1, own.address, 2);
     }
   }
 
   // The bit lies elsewhere in this controller's word: it is turned over where the vector turns it over.
   void translate_word_given_back() {
-    if (element(0) == nullptr || !element(0)->variable->is_flag() || request_.size() != 24) {
-      return;
-    }
+    if (element(0) == nullptr || !element(0)->variable->is_flag() || request_.size() != 24) return;
     const Place& place = element(0)->place;
     unsigned word = store_.memory().word(place.bank, place.part, place.word);
-    if (u16_at(request_, 22) != word_in_vector_) {
-      word ^= 1U << place.bit;
-    }
+    if (u16_at(request_, 22) != word_in_vector_) word ^= 1U << place.bit;
     put(request_, 22, word, 2);
   }
 
   void translate_mask() {
-    if (request_.size() != wire::kMaskedWriteBytes || element(0) == nullptr) {
-      return;
-    }
+    if (request_.size() != wire::kMaskedWriteBytes || element(0) == nullptr) return;
     const unsigned mask = 1U << element(0)->place.bit;
     put(request_, 20, request_[19] == 1 ? mask : 0xFFFFU - mask, 2);
   }
@@ -218,9 +198,7 @@ class VectorPlay {
   }
 
   void expect_written() {
-    if (element(0)->variable->is_flag_like()) {
-      return;
-    }
+    if (element(0)->variable->is_flag_like()) return;
     Bytes expected(request_.begin() + wire::kWriteHeadBytes, request_.end());
     Bytes found;
     for (size_t i = 0; i < session_.names.size(); ++i) {
@@ -252,9 +230,7 @@ std::vector<json> all_vectors() {
     if (entry.path().extension() == ".json") {
       std::ifstream stream(entry.path());
       json file = json::parse(stream);
-      for (json& vector : file.at("vectors")) {
-        vectors.push_back(std::move(vector));
-      }
+      for (json& vector : file.at("vectors")) vectors.push_back(std::move(vector));
     }
   }
   return vectors;
@@ -263,9 +239,7 @@ std::vector<json> all_vectors() {
 TEST(Vectors, EveryRequest_IsAcceptedAndDoesWhatItSays) {
   unsigned played = 0;
   for (const json& vector : all_vectors()) {
-    if (vector.at("call").at("function") == "connect") {
-      continue;
-    }
+    if (vector.at("call").at("function") == "connect") continue;
     SCOPED_TRACE(vector.at("name").get<std::string>());
     VectorPlay(vector).play();
     ++played;
@@ -278,9 +252,7 @@ TEST(Vectors, EveryRequest_IsAcceptedAndDoesWhatItSays) {
 TEST(Vectors, DirectoryReplies_AreThoseOfThisController) {
   unsigned compared = 0;
   for (const json& vector : all_vectors()) {
-    if (vector.at("call").at("function") != "connect" || vector.at("exchanges").size() != 2) {
-      continue;
-    }
+    if (vector.at("call").at("function") != "connect" || vector.at("exchanges").size() != 2) continue;
     std::vector<Program> programs;
     bool is_plain = true;
     Bytes mask;
@@ -293,21 +265,15 @@ TEST(Vectors, DirectoryReplies_AreThoseOfThisController) {
         programs.push_back({bytes.at(0), {}});
       } else if (name == "scope_name") {
         std::u16string units;
-        for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
-          units += static_cast<char16_t>(u16_at(bytes, i));
-        }
+        for (size_t i = 0; i + 1 < bytes.size(); i += 2) units += static_cast<char16_t>(u16_at(bytes, i));
         programs.back().name = utf8_from_utf16(units);
         is_plain = is_plain && utf16_from_utf8(programs.back().name) == units;
       }
       is_plain = is_plain && name.find("_cut") == std::string::npos;
     }
-    for (const Program& program : programs) {
-      is_plain = is_plain && !program.name.empty();
-    }
+    for (const Program& program : programs) is_plain = is_plain && !program.name.empty();
     Bytes expected = joined(fields);
-    if (!is_plain || expected.size() < 15 || expected[14] != programs.size()) {
-      continue;
-    }
+    if (!is_plain || expected.size() < 15 || expected[14] != programs.size()) continue;
     Bytes found = make_reply(joined(vector.at("exchanges").at(1).at("request")), 0, directory_body(programs));
     // The byte behind the last name may be missing in a vector.
     ASSERT_GE(found.size(), expected.size()) << vector.at("name");

@@ -202,8 +202,9 @@ void check_read(const HostOptions& options) {
 
 void check_why(const HostOptions& options) {
   if (options.capture.empty()) check_target(options);
-  if (options.names.size() + (options.by_id ? 1 : 0) != 1)
+  if (options.names.size() + (options.by_id ? 1 : 0) != 1) {
     throw HostError(kExitUsage, "which variable? One NAME or --id");
+  }
   if (options.by_id && !options.capture.empty() && options.tag_file.empty()) {
     throw HostError(kExitUsage, "--id needs --tags: a capture holds names and no numbers");
   }

@@ -54,8 +54,9 @@ Wanted wanted_names(const HostOptions& options, const std::optional<TagReference
     wanted.base = declared_ranges(entry).empty() && entry.shape != PLC_STRING ? "" : name;
     return wanted;
   }
-  for (const Subscripts& element : chosen_elements(*reference))
+  for (const Subscripts& element : chosen_elements(*reference)) {
     wanted.elements.push_back(name + subscript_text(element));
+  }
   return wanted;
 }
 
@@ -209,9 +210,7 @@ void read_tags(const HostOptions& options, CommandOutput& output, WhyReport& rep
 int follow_capture(const HostOptions& options, CommandOutput& output, WhyReport& report) {
   report.from = options.capture;
   const wire_trace::CapturedRecording captured = wire_trace::read_recording_file(options.capture, options.capture_port);
-  if (captured.recording.connections.empty()) {
-    throw HostError(kExitUsage, options.capture + ": " + captured.problem);
-  }
+  if (captured.recording.connections.empty()) throw HostError(kExitUsage, options.capture + ": " + captured.problem);
   if (!captured.problem.empty()) {
     report.remark(options.capture + ": " + captured.problem,
                   "Capture again: whole packets, none lost, and the capture stopped in good order.");

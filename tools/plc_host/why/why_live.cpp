@@ -150,9 +150,7 @@ std::optional<TagReference> look_up(const HostOptions& options, WhyReport& repor
       report.fault(error.what(), "Declare the array with ranges from 0, or read it by number: --id, --offset.");
     }
   }
-  if (reference.tag != nullptr) {
-    report.position = static_cast<size_t>(reference.tag - report.tags.tags.data());
-  }
+  if (reference.tag != nullptr) report.position = static_cast<size_t>(reference.tag - report.tags.tags.data());
   if (report.position && report.source) report.line = report.source->line_of(report.tags, *report.position);
   return reference.tag != nullptr ? std::optional<TagReference>(reference) : std::nullopt;
 }

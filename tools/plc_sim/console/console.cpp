@@ -28,13 +28,9 @@ std::string one_line(const nlohmann::json& json) {
 }  // namespace
 
 std::string Console::run(std::string_view line) {
-  if (!line.empty() && line.back() == '\r') {
-    line.remove_suffix(1);
-  }
+  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
   const auto [command, rest] = split_first_word(line);
-  if (command.empty()) {
-    return {};
-  }
+  if (command.empty()) return {};
   try {
     return answer(command, rest) + "ok\n";
   } catch (const std::invalid_argument& bad) {
@@ -43,33 +39,15 @@ std::string Console::run(std::string_view line) {
 }
 
 std::string Console::answer(const std::string& command, const std::string& rest) {
-  if (command == "set") {
-    return set(rest);
-  }
-  if (command == "show") {
-    return show(rest);
-  }
-  if (command == "dump") {
-    return dump(rest);
-  }
-  if (command == "counts") {
-    return counts(rest);
-  }
-  if (command == "fault") {
-    return fault(rest);
-  }
-  if (command == "faults") {
-    return list_faults();
-  }
-  if (command == "report") {
-    return hooks_.report(rest.empty() ? "text" : rest);
-  }
-  if (command == "help") {
-    return help();
-  }
-  if (command != "quit") {
-    fail("no command is called '" + command + "'; help lists them");
-  }
+  if (command == "set") return set(rest);
+  if (command == "show") return show(rest);
+  if (command == "dump") return dump(rest);
+  if (command == "counts") return counts(rest);
+  if (command == "fault") return fault(rest);
+  if (command == "faults") return list_faults();
+  if (command == "report") return hooks_.report(rest.empty() ? "text" : rest);
+  if (command == "help") return help();
+  if (command != "quit") fail("no command is called '" + command + "'; help lists them");
   hooks_.quit();
   return {};
 }
@@ -77,48 +55,34 @@ std::string Console::answer(const std::string& command, const std::string& rest)
 std::string Console::set(const std::string& rest) {
   const auto [name, value] = split_first_word(rest);
   const auto element = store_.find_typed(name);
-  if (!element) {
-    fail("no variable, or more than one, is called '" + name + "'");
-  }
+  if (!element) fail("no variable, or more than one, is called '" + name + "'");
   if (element->variable->is_array() && mark_subscripts(name).back() != ']') {
     fail(name + " is an array; name one element");
   }
   const std::string problem = set_value(store_.memory(), *element, value);
-  if (!problem.empty()) {
-    fail(problem);
-  }
+  if (!problem.empty()) fail(problem);
   return {};
 }
 
 std::string Console::show(const std::string& rest) {
   if (rest.empty()) {
     std::string all;
-    for (const auto& variable : store_.variables()) {
-      all += list_variable(store_, *variable);
-    }
+    for (const auto& variable : store_.variables()) all += list_variable(store_, *variable);
     return all;
   }
   const auto element = store_.find_typed(rest);
-  if (!element) {
-    fail("no variable, or more than one, is called '" + rest + "'");
-  }
+  if (!element) fail("no variable, or more than one, is called '" + rest + "'");
   const Variable& variable = *element->variable;
   if (variable.is_array() && (rest.back() != ']' || variable.tag.name.back() == ']')) {
     const bool names_variable = mark_subscripts(rest).size() <= variable.tag.name.size() + rest.find('/') + 1;
-    if (rest.back() != ']' || names_variable) {
-      return list_variable(store_, variable);
-    }
+    if (rest.back() != ']' || names_variable) return list_variable(store_, variable);
   }
   return strip_subscript_marks(rest) + " = " + value_text(store_.memory(), *element) + "\n";
 }
 
 std::string Console::dump(const std::string& rest) const {
-  if (rest == "--json") {
-    return one_line(memory_json(store_));
-  }
-  if (!rest.empty()) {
-    fail("dump takes nothing or --json");
-  }
+  if (rest == "--json") return one_line(memory_json(store_));
+  if (!rest.empty()) fail("dump takes nothing or --json");
   return list_memory(store_);
 }
 
@@ -132,19 +96,11 @@ std::string Console::counts(const std::string& rest) const {
   json["refused"] = counts.refused;
   json["outside"] = counts.outside;
   json["notes"] = counts.notes;
-  for (const FaultInfo& info : known_faults()) {
-    json[std::string("fault.") + info.name] = faults_.count_of(info.kind);
-  }
-  if (rest == "--json") {
-    return json.dump() + "\n";
-  }
-  if (!rest.empty()) {
-    fail("counts takes nothing or --json");
-  }
+  for (const FaultInfo& info : known_faults()) json[std::string("fault.") + info.name] = faults_.count_of(info.kind);
+  if (rest == "--json") return json.dump() + "\n";
+  if (!rest.empty()) fail("counts takes nothing or --json");
   std::string text;
-  for (const auto& [name, count] : json.items()) {
-    text += name + " " + count.dump() + "\n";
-  }
+  for (const auto& [name, count] : json.items()) text += name + " " + count.dump() + "\n";
   return text;
 }
 
@@ -162,9 +118,7 @@ std::string Console::list_faults() const {
   for (const FaultInfo& info : known_faults()) {
     text += std::string(info.name) + (*info.arguments == '\0' ? "" : " ") + info.arguments + ": " + info.help + "\n";
   }
-  for (const Fault& armed : faults_.armed()) {
-    text += "armed: " + describe(armed) + "\n";
-  }
+  for (const Fault& armed : faults_.armed()) text += "armed: " + describe(armed) + "\n";
   return text;
 }
 

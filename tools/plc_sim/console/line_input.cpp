@@ -68,26 +68,20 @@ void LineInput::read_file_piece() {
   uv_buf_t buffer = uv_buf_init(buffer_.data(), static_cast<unsigned>(buffer_.size()));
   file_request_.data = this;
   constexpr int64_t kFromWhereItStands = -1;
-  if (uv_fs_read(loop_, &file_request_, kStandardInput, &buffer, 1, kFromWhereItStands, on_file) != 0) {
-    end();
-  }
+  if (uv_fs_read(loop_, &file_request_, kStandardInput, &buffer, 1, kFromWhereItStands, on_file) != 0) end();
 }
 
 void LineInput::on_file(uv_fs_t* request) {
   auto* self = as<LineInput>(request->data);
   const ssize_t count = request->result;
   uv_fs_req_cleanup(request);
-  if (self->is_stopped_) {
-    return;
-  }
+  if (self->is_stopped_) return;
   if (count <= 0) {
     self->end();
     return;
   }
   self->take(self->buffer_.data(), static_cast<size_t>(count));
-  if (!self->is_stopped_) {
-    self->read_file_piece();
-  }
+  if (!self->is_stopped_) self->read_file_piece();
 }
 
 void LineInput::take(const char* bytes, size_t count) {

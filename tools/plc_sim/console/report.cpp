@@ -37,23 +37,17 @@ std::vector<Row> rows_of(const AskLog& log) {
 
 std::vector<std::string> never_asked(const VariableStore& store, const AskLog& log) {
   std::set<const Variable*> asked;
-  for (const auto& [name, entry] : log.names()) {
-    asked.insert(entry.variable);
-  }
+  for (const auto& [name, entry] : log.names()) asked.insert(entry.variable);
   std::vector<std::string> names;
   for (const auto& variable : store.variables()) {
-    if (asked.count(variable.get()) == 0) {
-      names.push_back(variable->qualified_name());
-    }
+    if (asked.count(variable.get()) == 0) names.push_back(variable->qualified_name());
   }
   return names;
 }
 
 std::string rate_text(const AskedName& asked) {
   const double rate = asked.rate_per_second();
-  if (rate <= 0) {
-    return "-";
-  }
+  if (rate <= 0) return "-";
   std::array<char, 32> text{};
   std::snprintf(text.data(), text.size(), "%.1f", rate);
   return text.data();
@@ -72,9 +66,7 @@ std::string text_report(const VariableStore& store, const AskLog& log) {
     text += columns.data();
   }
   text += "\nnever asked for:\n";
-  for (const std::string& name : never_asked(store, log)) {
-    text += "  " + name + "\n";
-  }
+  for (const std::string& name : never_asked(store, log)) text += "  " + name + "\n";
   text += "\nprograms:\n";
   for (const Program& program : store.directory()) {
     text += "  " + std::to_string(program.number) + " " + program.name + "\n";
@@ -106,13 +98,9 @@ std::string json_report(const VariableStore& store, const AskLog& log) {
 }
 
 std::string csv_field(const std::string& text) {
-  if (text.find_first_of(",\"\n") == std::string::npos) {
-    return text;
-  }
+  if (text.find_first_of(",\"\n") == std::string::npos) return text;
   std::string quoted = "\"";
-  for (const char c : text) {
-    quoted += c == '"' ? "\"\"" : std::string(1, c);
-  }
+  for (const char c : text) quoted += c == '"' ? "\"\"" : std::string(1, c);
   return quoted + "\"";
 }
 
@@ -136,15 +124,9 @@ bool ends_with(const std::string& text, const std::string& end) {
 }  // namespace
 
 std::string make_report(const VariableStore& store, const AskLog& log, const std::string& format) {
-  if (format == "text") {
-    return text_report(store, log);
-  }
-  if (format == "json") {
-    return json_report(store, log);
-  }
-  if (format == "csv") {
-    return csv_report(store, log);
-  }
+  if (format == "text") return text_report(store, log);
+  if (format == "json") return json_report(store, log);
+  if (format == "csv") return csv_report(store, log);
   throw std::invalid_argument("a report is text, json or csv, not '" + format + "'");
 }
 

@@ -17,9 +17,7 @@ double AskedName::rate_per_second() const {
 }
 
 void AskLog::add(const Asked& asked) {
-  if (names_.size() >= kMaxNames && names_.count(asked.name) == 0) {
-    return;
-  }
+  if (names_.size() >= kMaxNames && names_.count(asked.name) == 0) return;
   AskedName& name = names_[asked.name];
   const bool is_resolve = asked.what == Asked::What::kResolved || asked.what == Asked::What::kRefused;
   if (is_resolve) {

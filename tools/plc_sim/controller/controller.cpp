@@ -24,9 +24,7 @@ Answer Controller::handle(Session& session, const Bytes& frame) {
   Findings& findings = answer.findings;
   const Request request = parse_request(frame, findings);
   answer.kind = request.kind;
-  if (frame.size() >= wire::kHeadBytes) {
-    judge_order(session, request, findings);
-  }
+  if (frame.size() >= wire::kHeadBytes) judge_order(session, request, findings);
   if (session.refusal) {
     refuse(session, request);
     answer.reply = make_reply(frame, *session.refusal, {});
@@ -59,9 +57,7 @@ Answer Controller::handle(Session& session, const Bytes& frame) {
       status = wire::kStatusBadRequest;
       break;
   }
-  if (answer.reply.empty()) {
-    answer.reply = make_reply(frame, status, {});
-  }
+  if (answer.reply.empty()) answer.reply = make_reply(frame, status, {});
   return answer;
 }
 
@@ -82,9 +78,7 @@ ResolvedName Controller::resolve_name(const NameBlock& block, const std::u16stri
   resolved.shown = program ? store_.program_text(*program) + "/" + name : name;
   resolved.element = store_.resolve(program, name);
   const Asked::What what = resolved.element ? Asked::What::kResolved : Asked::What::kRefused;
-  if (observer_) {
-    observer_({what, resolved.shown, resolved.element ? &*resolved.element : nullptr});
-  }
+  if (observer_) observer_({what, resolved.shown, resolved.element ? &*resolved.element : nullptr});
   if (!resolved.element) {
     const std::string other = store_.other_scope_of(program, name);
     findings.refused.push_back("no variable " + resolved.shown + (other.empty() ? "" : "; there is one " + other));
@@ -102,17 +96,13 @@ Bytes Controller::serve_resolve(Session& session, const Request& request, const 
   session.has_resolved = true;
   session.names_end_in_missing = request.announces_missing_name;
   session.word_read.reset();
-  if (session.damage == ReplyDamage::kThisReply) {
-    session.damage = ReplyDamage::kNone;
-  }
+  if (session.damage == ReplyDamage::kThisReply) session.damage = ReplyDamage::kNone;
   if (request.is_unreadable && session.damage == ReplyDamage::kNone) {
     // The host cannot be blamed for what it makes of a reply to other names than it meant.
     session.damage = ReplyDamage::kThisReply;
   }
   for (const NameBlock& block : request.blocks) {
-    for (const std::u16string& units : block.names) {
-      session.names.push_back(resolve_name(block, units, findings));
-    }
+    for (const std::u16string& units : block.names) session.names.push_back(resolve_name(block, units, findings));
   }
   for (size_t i = wire::kMaxResolveRecords; i < session.names.size(); ++i) {
     findings.refused.push_back("name " + std::to_string(i) + " is beyond one reply: " + session.names[i].shown);
@@ -126,9 +116,7 @@ Bytes Controller::serve_resolve(Session& session, const Request& request, const 
 }
 
 void Controller::append_value(Bytes& body, const Element& element, uint8_t size) const {
-  if (element.variable->tag.type->bits == 8 && size == kSizeWithoutValue) {
-    return;
-  }
+  if (element.variable->tag.type->bits == 8 && size == kSizeWithoutValue) return;
   const Memory& memory = store_.memory();
   const Place& place = element.place;
   const bool is_numeric = !element.variable->is_flag_like() && !element.variable->is_text();
@@ -163,9 +151,7 @@ Bytes Controller::serve_read(Session& session, const Request& request, const Byt
     }
   }
   const bool is_one_flag = session.names.size() == 1 && session.names[0].element && body.size() == 2;
-  if (is_one_flag) {
-    session.word_read = static_cast<uint16_t>((static_cast<unsigned>(body[0]) << 8U) | body[1]);
-  }
+  if (is_one_flag) session.word_read = static_cast<uint16_t>((static_cast<unsigned>(body[0]) << 8U) | body[1]);
   if (body.size() > wire::kMaxFrameBytes - wire::kReplyHeadBytes) {
     findings.refused.push_back("values of " + std::to_string(body.size()) + " bytes are beyond one reply");
   }
@@ -193,9 +179,7 @@ void Controller::write_run(const Session& session, const Bytes& values) {
   Memory& memory = store_.memory();
   size_t at = 0;
   for (const ResolvedName& name : session.names) {
-    if (!name.element) {
-      continue;
-    }
+    if (!name.element) continue;
     const Place& place = name.element->place;
     for (uint32_t i = 0; i < name.element->variable->units && at + 1 < values.size(); ++i, at += 2) {
       memory.set_word(place.bank, place.part, place.word + i,
@@ -207,9 +191,7 @@ void Controller::write_run(const Session& session, const Bytes& values) {
 
 uint16_t Controller::serve_write(Session& session, const Request& request, Findings& findings) {
   const bool is_served = judge_write(session, request, findings);
-  if (!is_served) {
-    return findings.violations.empty() ? wire::kStatusDone : wire::kStatusBadRequest;
-  }
+  if (!is_served) return findings.violations.empty() ? wire::kStatusDone : wire::kStatusBadRequest;
   const ResolvedName& first = session.names.front();
   const Element& element = *first.element;
   if (element.variable->is_text()) {
@@ -251,9 +233,7 @@ uint16_t Controller::serve_bit(Session& session, const Request& request, Finding
 }
 
 void Controller::tell(Asked::What what, const ResolvedName& name) {
-  if (observer_ && name.element) {
-    observer_({what, name.shown, &*name.element});
-  }
+  if (observer_ && name.element) observer_({what, name.shown, &*name.element});
 }
 
 }  // namespace plc_sim

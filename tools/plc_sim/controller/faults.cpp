@@ -57,9 +57,7 @@ RequestKind parse_request_kind(std::string_view text) {
         RequestKind::kWrite, RequestKind::kMaskedWrite, RequestKind::kBit}) {
     std::string name = name_of(kind);
     std::replace(name.begin(), name.end(), ' ', '-');
-    if (text == name) {
-      return kind;
-    }
+    if (text == name) return kind;
   }
   throw std::invalid_argument("no request is called '" + std::string(text) + "'");
 }
@@ -85,9 +83,7 @@ std::vector<std::string_view> split_words(std::string_view text) {
   std::vector<std::string_view> words;
   while (!text.empty()) {
     const size_t end = std::min(text.find(' '), text.size());
-    if (end > 0) {
-      words.push_back(text.substr(0, end));
-    }
+    if (end > 0) words.push_back(text.substr(0, end));
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   return words;
@@ -148,9 +144,7 @@ Delivery in_pieces(std::vector<Delivery::Piece> pieces, ReplyDamage damage) {
 
 Delivery ending(Bytes reply, AfterDelivery then) {
   Delivery delivery;
-  if (!reply.empty()) {
-    delivery.pieces.push_back({0, std::move(reply)});
-  }
+  if (!reply.empty()) delivery.pieces.push_back({0, std::move(reply)});
   delivery.then = then;
   delivery.damage = ReplyDamage::kTheStream;
   return delivery;
@@ -158,9 +152,7 @@ Delivery ending(Bytes reply, AfterDelivery then) {
 
 Delivery dripping(const Bytes& reply, unsigned wait_ms) {
   Delivery delivery;
-  for (const uint8_t byte : reply) {
-    delivery.pieces.push_back({delivery.pieces.empty() ? 0 : wait_ms, Bytes{byte}});
-  }
+  for (const uint8_t byte : reply) delivery.pieces.push_back({delivery.pieces.empty() ? 0 : wait_ms, Bytes{byte}});
   delivery.damage = ReplyDamage::kTheStream;
   return delivery;
 }
@@ -183,14 +175,10 @@ const char* name_of(FaultKind kind) { return info_of(kind).name; }
 
 Fault parse_fault(std::string_view text) {
   const std::vector<std::string_view> words = split_words(text);
-  if (words.empty()) {
-    throw std::invalid_argument("a fault needs a name");
-  }
+  if (words.empty()) throw std::invalid_argument("a fault needs a name");
   const auto info =
       std::find_if(kFaults.begin(), kFaults.end(), [&](const FaultInfo& known) { return words.front() == known.name; });
-  if (info == kFaults.end()) {
-    throw std::invalid_argument("no fault is called '" + std::string(words.front()) + "'");
-  }
+  if (info == kFaults.end()) throw std::invalid_argument("no fault is called '" + std::string(words.front()) + "'");
   Fault fault;
   fault.kind = info->kind;
   for (size_t i = 1; i < words.size(); ++i) {
@@ -212,9 +200,7 @@ Fault parse_fault(std::string_view text) {
 
 std::string describe(const Fault& fault) {
   std::string text = name_of(fault.kind);
-  for (const unsigned argument : fault.arguments) {
-    text += " " + std::to_string(argument);
-  }
+  for (const unsigned argument : fault.arguments) text += " " + std::to_string(argument);
   text += fault.times == 0 ? ", always"
                            : ", " + std::to_string(fault.times) + (fault.times == 1 ? " time more" : " times more");
   return text + (fault.on ? std::string(", on ") + name_of(*fault.on) : "");
@@ -288,13 +274,9 @@ Delivery deliver_with(const Fault& fault, Bytes reply) {
 
 std::optional<Fault> FaultBook::take(RequestKind kind) {
   for (auto fault = armed_.begin(); fault != armed_.end(); ++fault) {
-    if (fault->concerns_accept() || (fault->on && *fault->on != kind)) {
-      continue;
-    }
+    if (fault->concerns_accept() || (fault->on && *fault->on != kind)) continue;
     const unsigned number = fault->seen++;
-    if (number < fault->after || (number - fault->after) % fault->every != 0) {
-      continue;
-    }
+    if (number < fault->after || (number - fault->after) % fault->every != 0) continue;
     const Fault due = *fault;
     count(due.kind);
     if (fault->times == 1) {

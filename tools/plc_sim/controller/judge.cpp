@@ -26,9 +26,7 @@ void mismatch(const Session& session, Findings& findings, std::string text) {
 }
 
 bool handle_fits(const ResolvedName& name, const Handle& handle) {
-  if (!name.element || !name.element->variable->is_flag()) {
-    return handle == name.handle;
-  }
+  if (!name.element || !name.element->variable->is_flag()) return handle == name.handle;
   const Handle masked{name.handle.area, name.handle.address & ~kBitNumberMask};
   switch (name.element->variable->road) {
     case BitRoad::kBit:
@@ -95,9 +93,7 @@ const ResolvedName* only_name(const Session& session, Findings& findings) {
 }
 
 bool expect_handle(const Session& session, const ResolvedName& name, const Handle& handle, Findings& findings) {
-  if (handle == name.handle) {
-    return true;
-  }
+  if (handle == name.handle) return true;
   mismatch(session, findings,
            "the handle is " + shown(handle) + ", " + name.shown + " was given " + shown(name.handle));
   return false;
@@ -167,9 +163,7 @@ bool judge_run(const Session& session, const Request& request, const ResolvedNam
 
 bool judge_write_of_nothing(const Session& session, const Request& request, Findings& findings) {
   const bool nothing = request.handle.is_null() && request.values.empty() && (request.units == 0 || request.units == 2);
-  if (!nothing) {
-    mismatch(session, findings, "a write after a resolve request without names carries something");
-  }
+  if (!nothing) mismatch(session, findings, "a write after a resolve request without names carries something");
   return false;
 }
 
@@ -177,9 +171,7 @@ bool judge_write_of_nothing(const Session& session, const Request& request, Find
 void judge_directory_order(Session& session, const Request& request, Findings& findings) {
   const bool is_start = request.kind == RequestKind::kDirectoryStart;
   const bool is_in_order = is_start ? session.requests == 1 : session.directory_started && !session.directory_sent;
-  if (!is_in_order) {
-    findings.violation("the directory is asked for out of its order");
-  }
+  if (!is_in_order) findings.violation("the directory is asked for out of its order");
   if (request.sequence != (is_start ? 0 : 1)) {
     findings.violation("a directory request has the sequence number " + std::to_string(request.sequence));
   }
@@ -194,9 +186,7 @@ void judge_order(Session& session, const Request& request, Findings& findings) {
     judge_directory_order(session, request, findings);
     return;
   }
-  if (!session.directory_sent) {
-    mismatch(session, findings, "a transfer starts before the directory was asked for");
-  }
+  if (!session.directory_sent) mismatch(session, findings, "a transfer starts before the directory was asked for");
   if (session.next_sequence && request.sequence != *session.next_sequence) {
     findings.violation("the sequence number is " + std::to_string(request.sequence) + ", expected " +
                        std::to_string(*session.next_sequence));
@@ -210,9 +200,7 @@ void judge_order(Session& session, const Request& request, Findings& findings) {
 bool judge_read(const Session& session, const Request& request, Findings& findings) {
   if (session.names_end_in_missing) {
     const bool one_null = request.references.size() == 1 && request.references[0].handle.is_null();
-    if (!one_null) {
-      mismatch(session, findings, "a read after a missing name does not have one empty reference");
-    }
+    if (!one_null) mismatch(session, findings, "a read after a missing name does not have one empty reference");
     findings.notes.emplace_back("a read of a text position that cannot be named");
     return one_null;
   }
@@ -222,28 +210,20 @@ bool judge_read(const Session& session, const Request& request, Findings& findin
                  " references, the last resolve request had " + std::to_string(session.names.size()) + " names");
     return false;
   }
-  for (size_t i = 0; i < request.references.size(); ++i) {
-    judge_reference(session, i, request.references[i], findings);
-  }
+  for (size_t i = 0; i < request.references.size(); ++i) judge_reference(session, i, request.references[i], findings);
   return findings.violations.empty() && findings.excused.empty();
 }
 
 bool judge_write(const Session& session, const Request& request, Findings& findings) {
-  if (session.names.empty()) {
-    return judge_write_of_nothing(session, request, findings);
-  }
+  if (session.names.empty()) return judge_write_of_nothing(session, request, findings);
   const ResolvedName& first = session.names.front();
   if (!first.element) {
     findings.refused.push_back("write to the refused name " + first.shown);
     return false;
   }
-  if (!expect_handle(session, first, request.handle, findings)) {
-    return false;
-  }
+  if (!expect_handle(session, first, request.handle, findings)) return false;
   const Variable& variable = *first.element->variable;
-  if (variable.is_text()) {
-    return judge_text_write(session, request, findings);
-  }
+  if (variable.is_text()) return judge_text_write(session, request, findings);
   if (request.has_one_byte_length) {
     findings.violation("only the length of a text write has one byte");
     return false;
@@ -254,9 +234,7 @@ bool judge_write(const Session& session, const Request& request, Findings& findi
 
 bool judge_masked_write(const Session& session, const Request& request, Findings& findings) {
   const ResolvedName* name = only_name(session, findings);
-  if (name == nullptr || !expect_handle(session, *name, request.handle, findings) || !request.mask) {
-    return false;
-  }
+  if (name == nullptr || !expect_handle(session, *name, request.handle, findings) || !request.mask) return false;
   const Variable& variable = *name->element->variable;
   if (!variable.is_flag_like() || (variable.is_flag() && variable.road == BitRoad::kBit)) {
     findings.violation("a masked write to " + name->shown + ", which is no bit of a word");
@@ -274,9 +252,7 @@ bool judge_masked_write(const Session& session, const Request& request, Findings
 
 bool judge_bit(const Session& session, const Request& request, Findings& findings) {
   const ResolvedName* name = only_name(session, findings);
-  if (name == nullptr) {
-    return false;
-  }
+  if (name == nullptr) return false;
   const bool fits = request.area == name->handle.area && request.low_address == (name->handle.address & 0xFFFFU);
   if (!fits) {
     mismatch(session, findings,

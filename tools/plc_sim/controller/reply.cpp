@@ -17,9 +17,7 @@ constexpr size_t kMaxBodyBytes = wire::kMaxFrameBytes - wire::kReplyHeadBytes;
 
 uint16_t bit_number_of(const Element& element) {
   constexpr uint32_t kLowFourBits = 0x0F;
-  if (!element.variable->is_flag()) {
-    return 0;
-  }
+  if (!element.variable->is_flag()) return 0;
   // A bit with an address of its own has no number in a word: what stands here must not be taken for it.
   const uint32_t bit = element.variable->road == BitRoad::kBit ? element.place.bit ^ kLowFourBits : element.place.bit;
   return static_cast<uint16_t>(bit);
@@ -78,13 +76,9 @@ Bytes directory_body(const std::vector<Program>& programs) {
     record.push_back(static_cast<uint8_t>(2 * units->size() + 2));
     record.push_back(0);
     record.push_back(program.number);
-    for (const char16_t unit : *units) {
-      append_u16(record, unit);
-    }
+    for (const char16_t unit : *units) append_u16(record, unit);
     record.push_back(0);
-    if (body.size() + record.size() > kMaxBodyBytes) {
-      break;
-    }
+    if (body.size() + record.size() > kMaxBodyBytes) break;
     body.insert(body.end(), record.begin(), record.end());
     ++body[0];
   }
@@ -94,9 +88,7 @@ Bytes directory_body(const std::vector<Program>& programs) {
 Bytes resolve_body(const std::vector<ResolvedName>& names) {
   const size_t records = std::min(names.size(), wire::kMaxResolveRecords);
   size_t total = wire::kResolveHeadBytes;
-  for (size_t i = 0; i < records; ++i) {
-    total += wire::kResolveRecordBytes + kGroupBytes * dimensions_of(names[i]);
-  }
+  for (size_t i = 0; i < records; ++i) total += wire::kResolveRecordBytes + kGroupBytes * dimensions_of(names[i]);
   Bytes body{1};
   append_u16(body, static_cast<uint16_t>(names.size()));
   for (size_t i = 0; i < records; ++i) {

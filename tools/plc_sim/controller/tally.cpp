@@ -33,9 +33,7 @@ void Tally::add_list(const std::vector<std::string>& texts, const std::string& l
 }
 
 void Tally::print_once(const std::string& line) {
-  if (printed_.size() < kMaxDifferentLines && printed_.insert(line).second) {
-    print_(line);
-  }
+  if (printed_.size() < kMaxDifferentLines && printed_.insert(line).second) print_(line);
 }
 
 }  // namespace plc_sim

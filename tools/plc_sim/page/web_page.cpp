@@ -44,12 +44,8 @@ WebAnswer WebPage::answer(const WebRequest& request) const {
     return request.method == "POST" ? command(request) : wrong_method("commands are posted\n", "POST");
   }
   const PageFile* file = file_at(request.path);
-  if (file == nullptr && request.path != "/state") {
-    return plain_answer(kHttpNotFound, "there is nothing here\n");
-  }
-  if (request.method != "GET" && request.method != "HEAD") {
-    return wrong_method("this is read with GET\n", "GET, HEAD");
-  }
+  if (file == nullptr && request.path != "/state") return plain_answer(kHttpNotFound, "there is nothing here\n");
+  if (request.method != "GET" && request.method != "HEAD") return wrong_method("this is read with GET\n", "GET, HEAD");
   WebAnswer answer;
   answer.type = file != nullptr ? file->type : "application/json";
   answer.body = file != nullptr ? std::string(file->content) : state(request.query);
@@ -57,9 +53,7 @@ WebAnswer WebPage::answer(const WebRequest& request) const {
 }
 
 WebAnswer WebPage::command(const WebRequest& request) const {
-  if (!request.has_own_header) {
-    return plain_answer(kHttpForbidden, "commands come from the page itself\n");
-  }
+  if (!request.has_own_header) return plain_answer(kHttpForbidden, "commands come from the page itself\n");
   const std::string line = request.body.substr(0, request.body.find('\n'));
   const bool is_allowed = line.rfind("set ", 0) == 0 || line.rfind("fault ", 0) == 0;
   return is_allowed ? plain_answer(200, run_command_(line))
@@ -88,9 +82,7 @@ std::string WebPage::state(const std::string& part) const {
     }
   }
   json["armed"] = nlohmann::ordered_json::array();
-  for (const Fault& fault : faults_.armed()) {
-    json["armed"].push_back(describe(fault));
-  }
+  for (const Fault& fault : faults_.armed()) json["armed"].push_back(describe(fault));
   return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 

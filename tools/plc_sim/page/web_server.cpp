@@ -40,9 +40,7 @@ int open_listener(const std::string& host, uint16_t port) {
   sockaddr_in address{};
   uv_ip4_addr(host.c_str(), port, &address);
   const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  if (descriptor < 0) {
-    return -errno;
-  }
+  if (descriptor < 0) return -errno;
   const int on = 1;
   setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   if (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
@@ -65,9 +63,7 @@ std::string query_of(MHD_Connection* connection) {
   const auto add = [](void* to, MHD_ValueKind, const char* key, size_t key_size, const char* value, size_t value_size) {
     auto& text = *static_cast<std::string*>(to);
     text += (text.empty() ? "" : "&") + std::string(key, key_size);
-    if (value != nullptr) {
-      text += "=" + std::string(value, value_size);
-    }
+    if (value != nullptr) text += "=" + std::string(value, value_size);
     return MHD_YES;
   };
   MHD_get_connection_values_n(connection, MHD_GET_ARGUMENT_KIND, add, &query);
@@ -109,9 +105,7 @@ WebAnswer too_large() {
 MHD_Result send_answer(MHD_Connection* connection, WebAnswer answer) {
   MHD_Response* response =
       MHD_create_response_from_buffer(answer.body.size(), answer.body.data(), MHD_RESPMEM_MUST_COPY);
-  if (response == nullptr) {
-    return MHD_NO;
-  }
+  if (response == nullptr) return MHD_NO;
   MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, answer.type.c_str());
   MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
   MHD_add_response_header(response, MHD_HTTP_HEADER_X_CONTENT_TYPE_OPTIONS, "nosniff");
@@ -137,9 +131,7 @@ WebServer::WebServer(uv_loop_t* loop, std::function<WebAnswer(const WebRequest&)
 
 std::string WebServer::listen(const std::string& host, uint16_t port) {
   const int listener = open_listener(host, port);
-  if (listener < 0) {
-    return uv_strerror(listener);
-  }
+  if (listener < 0) return uv_strerror(listener);
   // The port goes with the listener: 0 here is none.
   daemon_ = MHD_start_daemon(MHD_USE_EPOLL, 0, nullptr, nullptr, on_request, this, MHD_OPTION_LISTEN_SOCKET, listener,
                              MHD_OPTION_CONNECTION_LIMIT, limits_.connections, MHD_OPTION_PER_IP_CONNECTION_LIMIT,
@@ -159,9 +151,7 @@ std::string WebServer::listen(const std::string& host, uint16_t port) {
 }
 
 void WebServer::stop() {
-  if (daemon_ == nullptr) {
-    return;
-  }
+  if (daemon_ == nullptr) return;
   uv_close(as_handle(poll_), nullptr);
   uv_close(as_handle(timer_), nullptr);
   MHD_stop_daemon(daemon_);
@@ -170,9 +160,7 @@ void WebServer::stop() {
 
 void WebServer::run() {
   // A visitor whom the first run closes is forgotten in the second, and who waits for the room is let in by the third.
-  for (int i = 0; i < 3; ++i) {
-    MHD_run(daemon_);
-  }
+  for (int i = 0; i < 3; ++i) MHD_run(daemon_);
   MHD_UNSIGNED_LONG_LONG wait_ms = 0;
   if (MHD_get_timeout(daemon_, &wait_ms) == MHD_YES) {
     uv_timer_start(
@@ -188,17 +176,13 @@ MHD_Result WebServer::on_request(void* self, MHD_Connection* connection, const c
   if (*visit == nullptr) {
     auto* begun = new Visit{make_request(connection, path, method), 0};
     *visit = begun;  // on_completed deletes it
-    if (announced_bytes(connection) <= kMaxDroppedBytes) {
-      return MHD_YES;
-    }
+    if (announced_bytes(connection) <= kMaxDroppedBytes) return MHD_YES;
     return send_answer(connection, too_large());
   }
   auto& here = *static_cast<Visit*>(*visit);
   if (*size > 0) {
     here.body_bytes += *size;
-    if (here.body_bytes <= kMaxCommandBytes) {
-      here.request.body.append(data, *size);
-    }
+    if (here.body_bytes <= kMaxCommandBytes) here.request.body.append(data, *size);
     *size = 0;
     return here.body_bytes <= kMaxDroppedBytes ? MHD_YES : MHD_NO;
   }
@@ -211,12 +195,8 @@ void WebServer::on_completed(void*, MHD_Connection*, void** visit, MHD_RequestTe
 }
 
 WebAnswer WebServer::answer_to(const Visit& visit) const {
-  if (const auto refusal = refuse_foreign(visit.request, served_at_)) {
-    return *refusal;
-  }
-  if (visit.body_bytes > kMaxCommandBytes) {
-    return too_large();
-  }
+  if (const auto refusal = refuse_foreign(visit.request, served_at_)) return *refusal;
+  if (visit.body_bytes > kMaxCommandBytes) return too_large();
   return answer_(visit.request);
 }
 

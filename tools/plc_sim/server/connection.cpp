@@ -101,9 +101,7 @@ void Connection::answer(const Bytes& frame) {
   const bool is_waiting = is_delivering();
   pieces_.insert(pieces_.end(), delivery.pieces.begin(), delivery.pieces.end());
   then_ = then_ == AfterDelivery::kKeepOpen ? delivery.then : then_;
-  if (!is_waiting) {
-    send_due_pieces();
-  }
+  if (!is_waiting) send_due_pieces();
 }
 
 void Connection::on_piece_due(uv_timer_t* timer) {
@@ -130,24 +128,18 @@ void Connection::send_due_pieces() {
 }
 
 void Connection::send(Bytes bytes) {
-  if (bytes.empty() || is_closing_) {
-    return;
-  }
+  if (bytes.empty() || is_closing_) return;
   events_.sent(*this, bytes);
   // What fits the socket's buffer goes at once, so that a close right after it does not overtake it.
   uv_buf_t buffer = uv_buf_init(reinterpret_cast<char*>(bytes.data()), static_cast<unsigned>(bytes.size()));
   const int written = uv_try_write(as_stream(tcp_), &buffer, 1);
   const size_t done = written > 0 ? static_cast<size_t>(written) : 0;
-  if (done == bytes.size()) {
-    return;
-  }
+  if (done == bytes.size()) return;
   auto* write = new Write{{}, Bytes(bytes.begin() + static_cast<std::ptrdiff_t>(done), bytes.end())};
   write->request.data = write;
   buffer = uv_buf_init(reinterpret_cast<char*>(write->bytes.data()), static_cast<unsigned>(write->bytes.size()));
   const auto on_written = [](uv_write_t* request, int) { delete static_cast<Write*>(request->data); };
-  if (uv_write(&write->request, as_stream(tcp_), &buffer, 1, on_written) != 0) {
-    delete write;
-  }
+  if (uv_write(&write->request, as_stream(tcp_), &buffer, 1, on_written) != 0) delete write;
 }
 
 void Connection::close_timers() {
@@ -164,13 +156,9 @@ void Connection::close() {
 }
 
 void Connection::reset() {
-  if (is_closing_) {
-    return;
-  }
+  if (is_closing_) return;
   close_timers();
-  if (uv_tcp_close_reset(&tcp_, on_handle_closed) != 0) {
-    uv_close(generic(tcp_), on_handle_closed);
-  }
+  if (uv_tcp_close_reset(&tcp_, on_handle_closed) != 0) uv_close(generic(tcp_), on_handle_closed);
 }
 
 void Connection::on_handle_closed(uv_handle_t* handle) {

@@ -49,9 +49,7 @@ std::string Listener::open(const std::string& host, uint16_t port) {
   const int on = 1;
   const sockaddr_in address = address_of(host, port);
   const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  if (descriptor < 0) {
-    return std::strerror(errno);
-  }
+  if (descriptor < 0) return std::strerror(errno);
   setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
   if (bind(descriptor, generic(address), sizeof address) != 0 || listen(descriptor, kBacklog) != 0) {
     std::string reason = std::strerror(errno);
@@ -70,9 +68,7 @@ std::string Listener::open(const std::string& host, uint16_t port) {
 
 void Listener::close() {
   close_own();
-  if (descriptor_ < 0) {
-    return;
-  }
+  if (descriptor_ < 0) return;
   uv_poll_stop(poll_);
   uv_close(reinterpret_cast<uv_handle_t*>(poll_),
            [](uv_handle_t* handle) { delete reinterpret_cast<uv_poll_t*>(handle); });
@@ -84,17 +80,13 @@ void Listener::close() {
 std::string Listener::reopen() { return descriptor_ >= 0 ? std::string{} : open(host_, port_); }
 
 void Listener::on_readable(uv_poll_t* handle, int status, int) {
-  if (status == 0) {
-    static_cast<Listener*>(handle->data)->accept_all();
-  }
+  if (status == 0) static_cast<Listener*>(handle->data)->accept_all();
 }
 
 void Listener::accept_all() {
   for (;;) {
     const int descriptor = accept4(descriptor_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (descriptor < 0) {
-      return;
-    }
+    if (descriptor < 0) return;
     if (is_own(descriptor)) {
       ::close(descriptor);
     } else {
@@ -111,17 +103,13 @@ bool Listener::is_own(int descriptor) const {
 }
 
 bool Listener::hold() {
-  if (descriptor_ < 0) {
-    return false;
-  }
+  if (descriptor_ < 0) return false;
   uv_poll_stop(poll_);
   listen(descriptor_, 0);
   const sockaddr_in address = address_of(host_, port_);
   for (int i = 0; i < kMaxOwnConnections; ++i) {
     const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (descriptor < 0) {
-      return false;
-    }
+    if (descriptor < 0) return false;
     if (connect(descriptor, generic(address), sizeof address) != 0) {
       pollfd ready{descriptor, POLLOUT, 0};
       if (poll(&ready, 1, kHeldBackAfterMs) == 0) {
@@ -136,9 +124,7 @@ bool Listener::hold() {
 }
 
 void Listener::release() {
-  if (descriptor_ < 0) {
-    return;
-  }
+  if (descriptor_ < 0) return;
   listen(descriptor_, kBacklog);
   accept_all();
   close_own();
@@ -146,9 +132,7 @@ void Listener::release() {
 }
 
 void Listener::close_own() {
-  for (const int descriptor : own_connections_) {
-    ::close(descriptor);
-  }
+  for (const int descriptor : own_connections_) ::close(descriptor);
   own_connections_.clear();
   own_ports_.clear();
 }

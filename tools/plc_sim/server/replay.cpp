@@ -10,14 +10,10 @@ namespace plc_sim {
 namespace {
 
 bool same_but_sequence(const Bytes& a, const Bytes& b, size_t compared) {
-  if (a.size() != b.size()) {
-    return false;
-  }
+  if (a.size() != b.size()) return false;
   for (size_t i = 0; i < std::min(a.size(), compared); ++i) {
     const bool is_sequence = i == wire::kSequenceAt || i == wire::kSequenceAt + 1;
-    if (!is_sequence && a[i] != b[i]) {
-      return false;
-    }
+    if (!is_sequence && a[i] != b[i]) return false;
   }
   return true;
 }
@@ -44,9 +40,7 @@ Answer Replay::handle(Session& session, const Bytes& frame) {
   const Request request = parse_request(frame, answer.findings);
   answer.kind = request.kind;
   session.has_resolved = session.has_resolved || request.kind == RequestKind::kResolve;
-  if (frame.size() >= wire::kHeadBytes) {
-    judge_order(session, request, answer.findings);
-  }
+  if (frame.size() >= wire::kHeadBytes) judge_order(session, request, answer.findings);
   const Exchange* exchange = find(frame);
   if (exchange == nullptr) {
     answer.findings.refused.push_back(std::string("a ") + name_of(request.kind) +

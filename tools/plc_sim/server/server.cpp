@@ -17,9 +17,7 @@ ConnectionEvents Server::make_events() {
   ConnectionEvents events;
   events.opened = [this](Connection& connection) {
     ++tally_.counts.connections;
-    if (observer_ != nullptr) {
-      observer_->opened(connection.session().number, connection.peer_port());
-    }
+    if (observer_ != nullptr) observer_->opened(connection.session().number, connection.peer_port());
   };
   events.request = [this](Connection& connection, const Bytes& frame) { return on_request(connection, frame); };
   events.violation = [this](Connection& connection, const std::string& text) {
@@ -44,24 +42,18 @@ ConnectionEvents Server::make_events() {
 void Server::accept(int descriptor) { connections_.insert(new Connection(loop_, descriptor, next_number_++, events_)); }
 
 Delivery Server::on_request(Connection& connection, const Bytes& frame) {
-  if (observer_ != nullptr) {
-    observer_->received(connection.session().number, frame);
-  }
+  if (observer_ != nullptr) observer_->received(connection.session().number, frame);
   ++tally_.counts.requests;
   const std::optional<Fault> fault =
       faults_.take(frame.size() < wire::kHeadBytes ? RequestKind::kUnknown : kind_of(frame));
-  if (fault && fault->kind == FaultKind::kRefuse) {
-    connection.session().refusal = refusal_of(*fault);
-  }
+  if (fault && fault->kind == FaultKind::kRefuse) connection.session().refusal = refusal_of(*fault);
   Answer answer = answerer_(connection.session(), frame);
   connection.session().refusal.reset();
   const Session& session = connection.session();
   tally_.add("connection " + std::to_string(session.number) + ", request " + std::to_string(session.requests) + " (" +
                  name_of(answer.kind) + ")",
              answer.findings);
-  if (fault) {
-    return deliver_with(*fault, std::move(answer.reply));
-  }
+  if (fault) return deliver_with(*fault, std::move(answer.reply));
   return deliver_whole(std::move(answer.reply));
 }
 
@@ -70,24 +62,18 @@ void Server::arm(const Fault& fault) {
   switch (fault.kind) {
     case FaultKind::kSlowAccept:
     case FaultKind::kRefuseAccept:
-      if (listener_.hold()) {
-        faults_.count(fault.kind);
-      }
+      if (listener_.hold()) faults_.count(fault.kind);
       break;
     case FaultKind::kGone:
       listener_.close();
-      for (Connection* connection : connections_) {
-        connection->reset();
-      }
+      for (Connection* connection : connections_) connection->reset();
       faults_.count(fault.kind);
       break;
     default:
       faults_.arm(fault);
       return;
   }
-  if (wait_ms > 0) {
-    recover_after(wait_ms);
-  }
+  if (wait_ms > 0) recover_after(wait_ms);
 }
 
 void Server::recover_after(unsigned wait_ms) {
@@ -114,9 +100,7 @@ void Server::clear_faults() {
 void Server::stop() {
   listener_.close();
   uv_close(reinterpret_cast<uv_handle_t*>(&recovery_timer_), nullptr);
-  for (Connection* connection : connections_) {
-    connection->close();
-  }
+  for (Connection* connection : connections_) connection->close();
 }
 
 }  // namespace plc_sim

@@ -61,14 +61,10 @@ std::string list_variable(const VariableStore& store, const Variable& variable) 
 Listed list_elements(const VariableStore& store, const std::string& part, size_t limit) {
   Listed listed;
   for (const auto& variable : store.variables()) {
-    if (listed.has_more) {
-      break;
-    }
+    if (listed.has_more) break;
     for_each_element(store, *variable, [&](const std::string& subscripts, const Element& element) {
       const std::string name = element_text(*variable, subscripts);
-      if (name.find(part) == std::string::npos) {
-        return;
-      }
+      if (name.find(part) == std::string::npos) return;
       listed.has_more = listed.elements.size() >= limit;
       if (!listed.has_more) {
         listed.elements.push_back({name, variable->tag.type->name, value_text(store.memory(), element)});

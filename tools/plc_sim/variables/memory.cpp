@@ -57,22 +57,16 @@ std::optional<Place> place_of(const Handle& handle) {
 
 uint16_t Memory::word(uint8_t bank, Part part, uint32_t index) const {
   const auto found = banks_.find(bank);
-  if (found == banks_.end()) {
-    return 0;
-  }
+  if (found == banks_.end()) return 0;
   const Words& words = found->second.parts[index_of(part)];
   return index < words.size() ? words[index] : uint16_t{0};
 }
 
 bool Memory::set_word(uint8_t bank, Part part, uint32_t index, uint16_t value) {
   const auto found = banks_.find(bank);
-  if (found == banks_.end()) {
-    return false;
-  }
+  if (found == banks_.end()) return false;
   Words& words = found->second.parts[index_of(part)];
-  if (index >= words.size()) {
-    return false;
-  }
+  if (index >= words.size()) return false;
   words[index] = value;
   return true;
 }
@@ -89,22 +83,14 @@ void Memory::set_bit(const Place& place, bool value) {
 
 std::optional<Place> Memory::take(uint8_t device, Part part, uint32_t words) {
   const uint32_t limit = kMaxWords[index_of(part)];
-  if (words > limit) {
-    return std::nullopt;
-  }
+  if (words > limit) return std::nullopt;
   uint8_t& bank_number = current_bank_.try_emplace(device, device).first->second;
   const bool may_move = device != kDeviceMr && device != kDeviceLr;
   while (banks_[bank_number].parts[index_of(part)].size() + words > limit) {
-    if (!may_move) {
-      return std::nullopt;
-    }
+    if (!may_move) return std::nullopt;
     uint8_t further = kFirstFurtherBank;
-    while (further < kLastFurtherBank && banks_.count(further) != 0) {
-      ++further;
-    }
-    if (banks_.count(further) != 0) {
-      return std::nullopt;
-    }
+    while (further < kLastFurtherBank && banks_.count(further) != 0) ++further;
+    if (banks_.count(further) != 0) return std::nullopt;
     bank_number = further;
   }
   Bank& bank = banks_[bank_number];
@@ -142,9 +128,7 @@ std::optional<Place> Memory::take_bit(uint8_t device, Part part) {
     }
   }
   const auto place = take(device, part, 1);
-  if (place) {
-    banks_[place->bank].next_bit[index_of(part)] = 1;
-  }
+  if (place) banks_[place->bank].next_bit[index_of(part)] = 1;
   return place;
 }
 

@@ -12,9 +12,7 @@ constexpr unsigned kHighestNumber = 255;
 class Numbering {
  public:
   void add_name(const std::string& name) {
-    if (std::find(names_.begin(), names_.end(), name) == names_.end()) {
-      names_.push_back(name);
-    }
+    if (std::find(names_.begin(), names_.end(), name) == names_.end()) names_.push_back(name);
   }
   void give(const std::string& name, uint8_t number) {
     if (numbers_.count(name) == 0) {
@@ -23,29 +21,21 @@ class Numbering {
     }
   }
   void give_if_free(const std::string& name, uint8_t number) {
-    if (taken_.count(number) == 0) {
-      give(name, number);
-    }
+    if (taken_.count(number) == 0) give(name, number);
   }
   void give_rest() {
-    for (const std::string& name : names_) {
-      give(name, lowest_free());
-    }
+    for (const std::string& name : names_) give(name, lowest_free());
   }
   std::vector<Program> programs() const {
     std::vector<Program> programs;
-    for (const std::string& name : names_) {
-      programs.push_back({numbers_.at(name), name});
-    }
+    for (const std::string& name : names_) programs.push_back({numbers_.at(name), name});
     return programs;
   }
 
  private:
   uint8_t lowest_free() const {
     unsigned number = 1;
-    while (number < kHighestNumber && taken_.count(static_cast<uint8_t>(number)) != 0) {
-      ++number;
-    }
+    while (number < kHighestNumber && taken_.count(static_cast<uint8_t>(number)) != 0) ++number;
     return static_cast<uint8_t>(number);
   }
 
@@ -60,9 +50,7 @@ std::vector<Program> make_directory(const std::vector<TagDeclaration>& tags,
                                     const std::map<std::string, uint8_t>& given, DirectoryOrder order) {
   Numbering numbering;
   for (const TagDeclaration& tag : tags) {
-    if (!tag.is_global && !tag.program.empty()) {
-      numbering.add_name(tag.program);
-    }
+    if (!tag.is_global && !tag.program.empty()) numbering.add_name(tag.program);
   }
   for (const auto& [name, number] : given) {
     numbering.add_name(name);

@@ -46,9 +46,7 @@ std::vector<std::string> split_columns(std::string_view line) {
   for (;;) {
     const size_t comma = line.find(',');
     columns.emplace_back(line.substr(0, comma));
-    if (comma == std::string_view::npos) {
-      return columns;
-    }
+    if (comma == std::string_view::npos) return columns;
     line.remove_prefix(comma + 1);
   }
 }
@@ -56,26 +54,16 @@ std::vector<std::string> split_columns(std::string_view line) {
 // A name whose subscripts were torn apart by the commas of the line is put together again.
 void join_split_name(std::vector<std::string>& columns) {
   std::string& name = columns[0];
-  if (name.find('[') == std::string::npos || name.find(']') != std::string::npos) {
-    return;
-  }
+  if (name.find('[') == std::string::npos || name.find(']') != std::string::npos) return;
   const size_t extra = columns.size() > 1 && columns[1].find(']') != std::string::npos ? 1 : 2;
-  if (columns.size() <= extra) {
-    throw BadLine("the subscripts of the name are not closed");
-  }
-  for (size_t i = 1; i <= extra; ++i) {
-    name += "," + columns[i];
-  }
+  if (columns.size() <= extra) throw BadLine("the subscripts of the name are not closed");
+  for (size_t i = 1; i <= extra; ++i) name += "," + columns[i];
   columns.erase(columns.begin() + 1, columns.begin() + 1 + static_cast<std::ptrdiff_t>(extra));
-  if (name.find(']') == std::string::npos) {
-    throw BadLine("the subscripts of the name are not closed");
-  }
+  if (name.find(']') == std::string::npos) throw BadLine("the subscripts of the name are not closed");
 }
 
 int name_kind_of(const std::string& name) {
-  if (name.find('.') == std::string::npos) {
-    return 1;
-  }
+  if (name.find('.') == std::string::npos) return 1;
   return name.find(']') == std::string::npos ? 2 : 3;
 }
 
@@ -100,41 +88,27 @@ std::vector<Range> parse_ranges(std::string_view text) {
     const size_t bar = rest.find('_');
     const std::string_view one = rest.substr(0, bar);
     const size_t dots = one.find("..");
-    if (dots == std::string_view::npos) {
-      throw BadLine("range '" + std::string(one) + "' has no '..'");
-    }
+    if (dots == std::string_view::npos) throw BadLine("range '" + std::string(one) + "' has no '..'");
     const Range range{parse_number<int32_t>(one.substr(0, dots), "lower bound"),
                       parse_number<int32_t>(one.substr(dots + 2), "upper bound")};
-    if (range.high < range.low) {
-      throw BadLine("range '" + std::string(one) + "' ends before it starts");
-    }
+    if (range.high < range.low) throw BadLine("range '" + std::string(one) + "' ends before it starts");
     elements = range.extent() > kMaxElements ? kMaxElements + 1 : elements * range.extent();
-    if (elements > kMaxElements) {
-      throw BadLine("the array has more than " + std::to_string(kMaxElements) + " elements");
-    }
+    if (elements > kMaxElements) throw BadLine("the array has more than " + std::to_string(kMaxElements) + " elements");
     ranges.push_back(range);
-    if (bar == std::string_view::npos) {
-      break;
-    }
+    if (bar == std::string_view::npos) break;
     rest.remove_prefix(bar + 1);
   }
-  if (ranges.size() > 3) {
-    throw BadLine("more than three ranges");
-  }
+  if (ranges.size() > 3) throw BadLine("more than three ranges");
   return ranges;
 }
 
 uint8_t parse_device(std::string_view column, bool followed_by_column) {
   // The line end counts as a character where the column is the last one.
   const size_t length = column.size() + (followed_by_column ? 0 : 1);
-  if (length < 3) {
-    return kNoDevice;
-  }
+  if (length < 3) return kNoDevice;
   const std::string_view examined = column.substr(0, kMaxDeviceChars);
   for (const Device& device : kDevices) {
-    if (examined.find(device.letters) != std::string_view::npos) {
-      return device.code;
-    }
+    if (examined.find(device.letters) != std::string_view::npos) return device.code;
   }
   return kNoDevice;
 }
@@ -148,17 +122,13 @@ void parse_scope(const std::vector<std::string>& columns, TagDeclaration& tag) {
     tag.program_number = static_cast<uint8_t>(parse_number<int32_t>(column(11), "program number"));
   }
   std::string_view program = column(12);
-  if (!program.empty() && program.back() == '\r') {
-    program.remove_suffix(1);
-  }
+  if (!program.empty() && program.back() == '\r') program.remove_suffix(1);
   tag.program = program;
   tag.device = columns.size() >= 13 ? parse_device(columns[12], columns.size() > 13) : kNoDevice;
 }
 
 void parse_string_length(const std::string& column, TagDeclaration& tag) {
-  if (column.empty() || std::string_view(tag.type->name) != "STRING") {
-    return;
-  }
+  if (column.empty() || std::string_view(tag.type->name) != "STRING") return;
   tag.string_length = parse_number<int32_t>(column, "string length");
   if (tag.string_length < 1 || tag.string_length > kMaxStringLength) {
     throw BadLine("string length " + column + " is not between 1 and " + std::to_string(kMaxStringLength));
@@ -167,9 +137,7 @@ void parse_string_length(const std::string& column, TagDeclaration& tag) {
 }
 
 TagDeclaration parse_line(std::string_view line) {
-  if (line.size() + 1 > kMaxLineBytes) {
-    throw BadLine("line longer than 255 characters");
-  }
+  if (line.size() + 1 > kMaxLineBytes) throw BadLine("line longer than 255 characters");
   std::vector<std::string> columns = split_columns(line);
   join_split_name(columns);
   if (columns.size() < kRequiredColumns) {
@@ -177,30 +145,18 @@ TagDeclaration parse_line(std::string_view line) {
   }
   TagDeclaration tag;
   tag.name = mark_subscripts(columns[0]);
-  if (tag.name.empty()) {
-    throw BadLine("the name is empty");
-  }
-  if (!utf16_from_utf8(tag.name)) {
-    throw BadLine("the name is not valid UTF-8");
-  }
+  if (tag.name.empty()) throw BadLine("the name is empty");
+  if (!utf16_from_utf8(tag.name)) throw BadLine("the name is not valid UTF-8");
   tag.name_kind = name_kind_of(tag.name);
   tag.type = find_type(columns[1]);
-  if (tag.type == nullptr) {
-    throw BadLine("unknown type '" + columns[1] + "'");
-  }
-  if (!columns[2].empty()) {
-    tag.ranges = parse_ranges(columns[2]);
-  }
+  if (tag.type == nullptr) throw BadLine("unknown type '" + columns[1] + "'");
+  if (!columns[2].empty()) tag.ranges = parse_ranges(columns[2]);
   parse_string_length(columns[3], tag);
   std::string_view id = columns[7];
-  if (!id.empty() && id.back() == '\r') {
-    id.remove_suffix(1);
-  }
+  if (!id.empty() && id.back() == '\r') id.remove_suffix(1);
   tag.id = parse_number<uint32_t>(id, "id");
   parse_scope(columns, tag);
-  if (!utf16_from_utf8(tag.program)) {
-    throw BadLine("the program's name is not valid UTF-8");
-  }
+  if (!utf16_from_utf8(tag.program)) throw BadLine("the program's name is not valid UTF-8");
   return tag;
 }
 
@@ -208,18 +164,14 @@ TagDeclaration parse_line(std::string_view line) {
 
 const TypeInfo* find_type(std::string_view name) {
   for (const TypeInfo& type : kTypes) {
-    if (name == type.name) {
-      return &type;
-    }
+    if (name == type.name) return &type;
   }
   return nullptr;
 }
 
 std::string device_name(uint8_t device) {
   for (const Device& known : kDevices) {
-    if (known.code == device) {
-      return known.letters;
-    }
+    if (known.code == device) return known.letters;
   }
   return device == kNoDevice ? "none" : "code " + std::to_string(device);
 }
@@ -248,9 +200,7 @@ TagFile read_tag_text(const std::string& file_name, std::string_view text) {
 
 std::optional<TagFile> read_tag_file(const std::string& path) {
   std::ifstream stream(path, std::ios::binary);
-  if (!stream) {
-    return std::nullopt;
-  }
+  if (!stream) return std::nullopt;
   std::ostringstream text;
   text << stream.rdbuf();
   return read_tag_text(path, text.str());

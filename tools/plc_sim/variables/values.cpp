@@ -82,9 +82,7 @@ std::string text_at(const Memory& memory, const Element& element) {
   for (uint32_t i = 0; i < place.units; ++i) {
     const uint16_t word = memory.word(place.bank, place.part, place.word + i);
     for (const unsigned c : {static_cast<unsigned>(word) >> 8U, static_cast<unsigned>(word) & 0xFFU}) {
-      if (c == 0) {
-        return text;
-      }
+      if (c == 0) return text;
       text += static_cast<char>(c);
     }
   }
@@ -117,9 +115,7 @@ std::string escaped(const std::string& text) {
 
 std::string set_bool(Memory& memory, const Element& element, std::string_view text) {
   const bool on = text == "1" || text == "true";
-  if (!on && text != "0" && text != "false") {
-    return "'" + std::string(text) + "' is neither true, false, 1 nor 0";
-  }
+  if (!on && text != "0" && text != "false") return "'" + std::string(text) + "' is neither true, false, 1 nor 0";
   memory.set_bit(element.place, on);
   return {};
 }
@@ -142,13 +138,9 @@ struct WrittenInteger {
 
 std::optional<WrittenInteger> parse_integer(std::string_view text) {
   WrittenInteger written{!text.empty() && text.front() == '-', false, 0};
-  if (written.is_negative) {
-    text.remove_prefix(1);
-  }
+  if (written.is_negative) text.remove_prefix(1);
   written.is_hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-  if (written.is_hex) {
-    text.remove_prefix(2);
-  }
+  if (written.is_hex) text.remove_prefix(2);
   const int base = written.is_hex ? 16 : 10;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), written.magnitude, base);
   const bool is_whole = error == std::errc{} && end == text.data() + text.size();
@@ -157,17 +149,13 @@ std::optional<WrittenInteger> parse_integer(std::string_view text) {
 
 std::string set_integer(Memory& memory, const Element& element, std::string_view text) {
   const auto written = parse_integer(text);
-  if (!written) {
-    return "'" + std::string(text) + "' is not an integer";
-  }
+  if (!written) return "'" + std::string(text) + "' is not an integer";
   const bool is_signed = element.variable->tag.type->kind == TypeKind::kSigned;
   const uint64_t all = std::numeric_limits<uint64_t>::max() >> (64 - bits_of(element));
   const uint64_t minus = written->is_negative ? 1 : 0;
   // Hexadecimal gives the bits themselves, so its sign bit may be set.
   const uint64_t limit = is_signed && !written->is_hex ? (all >> 1U) + minus : all * (1 - minus);
-  if (written->magnitude > limit) {
-    return std::string(text) + " does not fit " + element.variable->tag.type->name;
-  }
+  if (written->magnitude > limit) return std::string(text) + " does not fit " + element.variable->tag.type->name;
   store_number(memory, element, (written->is_negative ? ~written->magnitude + 1 : written->magnitude) & all);
   return {};
 }
@@ -215,9 +203,7 @@ nlohmann::json value_json(const Memory& memory, const Element& element) {
 
 std::string raw_text(const Memory& memory, const Element& element) {
   const Place& place = element.place;
-  if (element.variable->is_flag()) {
-    return memory.bit(place) ? "1" : "0";
-  }
+  if (element.variable->is_flag()) return memory.bit(place) ? "1" : "0";
   std::string text;
   for (uint32_t i = 0; i < place.units; ++i) {
     std::array<char, 8> word{};
@@ -237,9 +223,7 @@ std::string set_value(Memory& memory, const Element& element, std::string_view t
     case TypeKind::kText: {
       const size_t room = element.variable->is_text() ? static_cast<size_t>(element.variable->tag.string_length)
                                                       : size_t{2} * element.place.units;
-      if (text.size() > room) {
-        return "the text is longer than " + std::to_string(room) + " characters";
-      }
+      if (text.size() > room) return "the text is longer than " + std::to_string(room) + " characters";
       store_text(memory, element, text);
       return {};
     }
@@ -263,9 +247,7 @@ void set_sentinel(Memory& memory, const Element& element, uint32_t serial) {
     case TypeKind::kText: {
       std::string text;
       const size_t length = element.variable->is_text() ? static_cast<size_t>(tag.string_length) : 8;
-      for (size_t i = 0; i < length; ++i) {
-        text += static_cast<char>('A' + (serial * 11 + i * 7 + i / 26 * 5) % 26);
-      }
+      for (size_t i = 0; i < length; ++i) text += static_cast<char>('A' + (serial * 11 + i * 7 + i / 26 * 5) % 26);
       store_text(memory, element, text);
       return;
     }

@@ -31,25 +31,15 @@ bool single_read_takes_word(const TagDeclaration& tag) {
 bool batch_read_takes_word(const TagDeclaration& tag) { return tag.name_kind != 1; }
 
 bool write_takes_word(const TagDeclaration& tag) {
-  if (on_em_with_bounds(tag)) {
-    return true;
-  }
-  if (tag.name_kind == 1 || tag.ranges.size() == 3) {
-    return false;
-  }
-  if (!tag.ranges.empty() || !tag.is_global) {
-    return true;
-  }
+  if (on_em_with_bounds(tag)) return true;
+  if (tag.name_kind == 1 || tag.ranges.size() == 3) return false;
+  if (!tag.ranges.empty() || !tag.is_global) return true;
   return tag.device != kMr && (tag.device != kLr || tag.name_kind == 3);
 }
 
 uint32_t unit_count(const TagDeclaration& tag) {
-  if (tag.is_text_with_length()) {
-    return static_cast<uint32_t>(tag.string_length);
-  }
-  if (tag.type->bits != 0) {
-    return std::max(1U, tag.type->bits / kBitsPerWord);
-  }
+  if (tag.is_text_with_length()) return static_cast<uint32_t>(tag.string_length);
+  if (tag.type->bits != 0) return std::max(1U, tag.type->bits / kBitsPerWord);
   return tag.type->kind == TypeKind::kText ? kTextWithoutLengthUnits : kOpaqueUnits;
 }
 
@@ -57,9 +47,7 @@ std::optional<uint32_t> index_in_bounds(const TagDeclaration& tag, const std::ve
   int64_t index = 0;
   for (size_t i = 0; i < subscripts.size(); ++i) {
     const Range& range = tag.ranges[i];
-    if (subscripts[i] < range.low || subscripts[i] > range.high) {
-      return std::nullopt;
-    }
+    if (subscripts[i] < range.low || subscripts[i] > range.high) return std::nullopt;
     index = index * range.extent() + (subscripts[i] - range.low);
   }
   return static_cast<uint32_t>(index);
@@ -93,9 +81,7 @@ std::string Variable::wire_name_of(uint32_t element) const {
 
 std::string Variable::qualified_name() const {
   std::string name = strip_subscript_marks(tag.name);
-  if (tag.is_global) {
-    return name;
-  }
+  if (tag.is_global) return name;
   return owner() + "/" + name;
 }
 
@@ -111,31 +97,23 @@ std::vector<StoreProblem> VariableStore::declare(const std::vector<TagDeclaratio
   // Names that end in a subscript come last: they may name an element of an array declared further down.
   for (const bool with_subscript : {false, true}) {
     for (const TagDeclaration& tag : tags) {
-      if ((tag.name.back() == ']') != with_subscript) {
-        continue;
-      }
+      if ((tag.name.back() == ']') != with_subscript) continue;
       const std::string problem = declare_one(tag);
-      if (!problem.empty()) {
-        problems.push_back({tag.file, tag.line, problem});
-      }
+      if (!problem.empty()) problems.push_back({tag.file, tag.line, problem});
     }
   }
   return problems;
 }
 
 std::string VariableStore::problem_with_program(const TagDeclaration& tag) const {
-  if (directory_.size() > kMaxPrograms) {
-    return "more than 255 programs";
-  }
+  if (directory_.size() > kMaxPrograms) return "more than 255 programs";
   const auto units = utf16_from_utf8(tag.program);
   return units && units->size() <= kMaxProgramNameUnits ? std::string{}
                                                         : "the program's name has more than 126 UTF-16 units";
 }
 
 int VariableStore::program_of(const TagDeclaration& tag) const {
-  if (tag.is_global) {
-    return kGlobalProgram;
-  }
+  if (tag.is_global) return kGlobalProgram;
   const auto owner = std::find_if(directory_.begin(), directory_.end(),
                                   [&](const Program& program) { return program.name == tag.program; });
   return owner != directory_.end() ? owner->number : tag.program_number;
@@ -145,9 +123,7 @@ const Variable* VariableStore::array_with_element(int program, const TagDeclarat
   const ElementName parts = split_element_name(tag.name);
   const auto array = by_name_.find({program, parts.base});
   const bool is_element_name = !parts.subscripts.empty() && tag.ranges.empty() && !tag.is_text_with_length();
-  if (!is_element_name || array == by_name_.end()) {
-    return nullptr;
-  }
+  if (!is_element_name || array == by_name_.end()) return nullptr;
   const TagDeclaration& array_tag = array->second->tag;
   const bool is_in_bounds =
       array_tag.ranges.size() == parts.subscripts.size() && index_in_bounds(array_tag, parts.subscripts).has_value();
@@ -156,9 +132,7 @@ const Variable* VariableStore::array_with_element(int program, const TagDeclarat
 
 std::string VariableStore::declare_one(const TagDeclaration& tag) {
   std::string problem = problem_with_program(tag);
-  if (!problem.empty()) {
-    return problem;
-  }
+  if (!problem.empty()) return problem;
   const int program = program_of(tag);
   if (const Variable* array = array_with_element(program, tag)) {
     const bool same_road = !array->is_flag() || array->road == BitRoad::kBoth || array->road == bit_road_for(tag);
@@ -187,13 +161,9 @@ std::unique_ptr<Variable> VariableStore::make_variable(const TagDeclaration& tag
   variable->tag.program_number = static_cast<uint8_t>(program);
   variable->road = tag.type->bits == 1 ? bit_road_for(tag) : BitRoad::kBoth;
   variable->units = unit_count(tag);
-  for (const Range& range : tag.ranges) {
-    variable->elements *= static_cast<uint32_t>(range.extent());
-  }
+  for (const Range& range : tag.ranges) variable->elements *= static_cast<uint32_t>(range.extent());
   const auto place = place_variable(*variable);
-  if (!place) {
-    return nullptr;
-  }
+  if (!place) return nullptr;
   variable->first = *place;
   variable->serial = next_serial_;
   next_serial_ += variable->elements;
@@ -204,18 +174,14 @@ std::optional<Place> VariableStore::place_variable(Variable& variable) {
   const uint8_t device = variable.tag.device;
   if (variable.is_flag()) {
     const Part part = variable.road == BitRoad::kWord ? Part::kBitWords : Part::kBitAddressed;
-    if (!variable.is_array()) {
-      return memory_.take_bit(device, part);
-    }
+    if (!variable.is_array()) return memory_.take_bit(device, part);
     // Hosts take the bit of some one-dimensional arrays from the subscript itself.
     const int32_t low = variable.tag.ranges.size() == 1 ? variable.tag.ranges[0].low : 0;
     return memory_.take_bits(device, part, variable.elements, static_cast<uint32_t>(low) % kBitsPerWord);
   }
   auto place = variable.is_flag_like() ? memory_.take_bit_addressed_words(device, variable.elements * variable.units)
                                        : memory_.take_words(device, variable.elements * variable.units);
-  if (place) {
-    place->units = variable.units;
-  }
+  if (place) place->units = variable.units;
   return place;
 }
 
@@ -253,9 +219,7 @@ std::string VariableStore::other_scope_of(std::optional<uint8_t> program, const 
 }
 
 std::optional<Element> VariableStore::resolve_text(Variable& variable, int64_t position) const {
-  if (position < 0) {
-    return std::nullopt;
-  }
+  if (position < 0) return std::nullopt;
   Element element;
   element.variable = &variable;
   element.text_position = static_cast<uint32_t>(position);
@@ -265,9 +229,7 @@ std::optional<Element> VariableStore::resolve_text(Variable& variable, int64_t p
   element.place.word += word;
   element.place.units -= word;
   element.place.second_char = element.text_position % 2 != 0;
-  if (element.text_position / 2 < variable.units) {
-    element.index = 0;
-  }
+  if (element.text_position / 2 < variable.units) element.index = 0;
   return element;
 }
 
@@ -280,9 +242,7 @@ std::optional<Element> VariableStore::resolve_array(Variable& variable, const st
 
 std::optional<Element> VariableStore::resolve_outside(Variable& variable, const std::vector<int64_t>& subscripts) {
   const auto known = variable.outside.find(subscripts);
-  if (known != variable.outside.end()) {
-    return Element{&variable, known->second, std::nullopt, 0};
-  }
+  if (known != variable.outside.end()) return Element{&variable, known->second, std::nullopt, 0};
   const uint8_t device = variable.tag.device;
   std::optional<Place> place;
   if (variable.is_flag()) {
@@ -292,14 +252,10 @@ std::optional<Element> VariableStore::resolve_outside(Variable& variable, const 
     place = variable.is_flag_like() ? memory_.take_bit_addressed_words(device, variable.units)
                                     : memory_.take_words(device, variable.units);
   }
-  if (!place) {
-    return std::nullopt;
-  }
+  if (!place) return std::nullopt;
   variable.outside.emplace(subscripts, *place);
   const Element element{&variable, *place, std::nullopt, 0};
-  if (fill_new_elements_) {
-    set_sentinel(memory_, element, next_serial_);
-  }
+  if (fill_new_elements_) set_sentinel(memory_, element, next_serial_);
   ++next_serial_;
   return element;
 }
@@ -312,30 +268,20 @@ std::optional<Element> VariableStore::resolve(std::optional<uint8_t> program, co
   }
   const bool fits = array != nullptr && array->tag.ranges.size() == parts.subscripts.size();
   if (fits) {
-    if (auto element = resolve_array(*array, parts.subscripts)) {
-      return element;
-    }
+    if (auto element = resolve_array(*array, parts.subscripts)) return element;
   }
   Variable* whole = find(program, wire_name);
-  if (whole != nullptr && !whole->is_array() && !whole->is_text()) {
-    return Element{whole, whole->first, 0, 0};
-  }
+  if (whole != nullptr && !whole->is_array() && !whole->is_text()) return Element{whole, whole->first, 0, 0};
   return fits ? resolve_outside(*array, parts.subscripts) : std::nullopt;
 }
 
 std::optional<Element> VariableStore::known_element(Variable& variable, const std::string& wire_name) const {
   const std::string& name = variable.tag.name;
-  if (wire_name.compare(0, name.size(), name) != 0) {
-    return std::nullopt;
-  }
+  if (wire_name.compare(0, name.size(), name) != 0) return std::nullopt;
   const std::string rest = wire_name.substr(name.size());
-  if (rest.empty()) {
-    return Element{&variable, variable.first, 0, 0};
-  }
+  if (rest.empty()) return Element{&variable, variable.first, 0, 0};
   const auto subscripts = split_element_name("x" + rest).subscripts;
-  if (!variable.is_array() || subscripts.size() != variable.tag.ranges.size()) {
-    return std::nullopt;
-  }
+  if (!variable.is_array() || subscripts.size() != variable.tag.ranges.size()) return std::nullopt;
   const auto outside = variable.outside.find(subscripts);
   return outside == variable.outside.end() ? resolve_array(variable, subscripts)
                                            : Element{&variable, outside->second, std::nullopt, 0};
@@ -348,9 +294,7 @@ std::optional<Element> VariableStore::find_typed(const std::string& name) const 
   std::vector<Element> found;
   for (const auto& variable : variables_) {
     const TagDeclaration& tag = variable->tag;
-    if (has_program && (tag.is_global || variable->owner() != name.substr(0, slash))) {
-      continue;
-    }
+    if (has_program && (tag.is_global || variable->owner() != name.substr(0, slash))) continue;
     if (const auto element = known_element(*variable, wire_name)) {
       found.insert(tag.is_global ? found.begin() : found.end(), *element);
     }

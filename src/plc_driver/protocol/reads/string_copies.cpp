@@ -37,8 +37,9 @@ uint8_t* map_copies() {
   constexpr uintptr_t kStep = 0x10000000;
   constexpr int kTries = 15;
   uint8_t* mapping = nullptr;
-  for (int i = 0; i < kTries && mapping == nullptr; ++i)
+  for (int i = 0; i < kTries && mapping == nullptr; ++i) {
     mapping = map_near(kFirstAddress + kStep * static_cast<uintptr_t>(i));
+  }
   return mapping;
 }
 

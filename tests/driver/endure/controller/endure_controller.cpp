@@ -18,9 +18,7 @@ plc_sim::Handle handle_at(const Bytes& request, size_t area_at, size_t address_a
 
 // Texts of more than 121 units have one byte of their length.
 bool has_right_form(const Bytes& request) {
-  if (request.size() < wire::kHeadBytes + 2 || request.size() > wire::kMaxFrameBytes) {
-    return false;
-  }
+  if (request.size() < wire::kHeadBytes + 2 || request.size() > wire::kMaxFrameBytes) return false;
   const uint32_t length = big_endian32(request.data());
   const auto counted = static_cast<uint32_t>(request.size() - wire::kLengthExcludes);
   const bool is_long_text = kind_of(request) == Kind::kWrite && counted > 0xFF && length == (counted & 0xFFU);
@@ -38,9 +36,7 @@ Kind kind_of(const Bytes& request) {
            : second == wire::kDirectoryStart ? Kind::kDirectoryStart
                                              : Kind::kUnknown;
   }
-  if (first == wire::kClassValues && second == wire::kRead) {
-    return Kind::kRead;
-  }
+  if (first == wire::kClassValues && second == wire::kRead) return Kind::kRead;
   const bool is_value_write = first == wire::kClassValues && (second == wire::kWrite || second == wire::kMaskedWrite);
   const bool is_bit_write = (first == wire::kClassSet || first == wire::kClassReset) && second == 0;
   return is_value_write || is_bit_write ? Kind::kWrite : Kind::kUnknown;
@@ -56,9 +52,7 @@ void Controller::serve(const Bytes& request, const Meaning& meaning, bool carry_
       break;
     case Kind::kDirectory: {
       std::vector<plc_sim::Program> programs = book_.programs();
-      for (plc_sim::Program& program : programs) {
-        program.number = number_of(program.number);
-      }
+      for (plc_sim::Program& program : programs) program.number = number_of(program.number);
       const Bytes body = plc_sim::directory_body(programs);
       reply->insert(reply->end(), body.begin(), body.end());
       break;
@@ -88,9 +82,7 @@ void Controller::serve(const Bytes& request, const Meaning& meaning, bool carry_
 uint8_t Controller::number_of(uint8_t number) const {
   const std::vector<plc_sim::Program>& programs = book_.programs();
   for (size_t i = 0; is_renumbered_ && i < programs.size(); ++i) {
-    if (programs[i].number == number) {
-      return programs[programs.size() - 1 - i].number;
-    }
+    if (programs[i].number == number) return programs[programs.size() - 1 - i].number;
   }
   return number;
 }
@@ -100,9 +92,7 @@ uint16_t Controller::serve_resolve(const Bytes& request, Bytes* reply) const {
   const bool is_local = request[wire::kBlocksAt] == 1;
   const int program = is_local ? number_of(request[wire::kBlocksAt + 3]) : -1;
   const size_t names_at = is_local ? kNamesOfLocalAt : kNamesOfGlobalAt;
-  if (request.size() < names_at || request[wire::kBlocksAt - 1] != 1) {
-    return wire::kStatusBadRequest;
-  }
+  if (request.size() < names_at || request[wire::kBlocksAt - 1] != 1) return wire::kStatusBadRequest;
   const uint32_t count = big_endian16(request.data() + names_at - 2);
   static const NameRecord unknown = {Bytes(wire::kResolveRecordBytes, 0), wire::kResolveRecordBytes};
   std::vector<const NameRecord*> records;
@@ -110,18 +100,14 @@ uint16_t Controller::serve_resolve(const Bytes& request, Bytes* reply) const {
   size_t at = names_at;
   for (uint32_t i = 0; i < count && i < wire::kMaxResolveRecords; ++i) {
     const size_t bytes = at + 2 <= request.size() ? size_t{2} * big_endian16(request.data() + at) : request.size();
-    if (at + 2 + bytes > request.size()) {
-      return wire::kStatusBadRequest;
-    }
+    if (at + 2 + bytes > request.size()) return wire::kStatusBadRequest;
     const NameRecord* record = book_.find_name(program, request.data() + at + 2, bytes);
     status = record == nullptr ? wire::kStatusUnknownName : status;
     records.push_back(record == nullptr ? &unknown : record);
     at += 2 + bytes;
   }
   size_t total = wire::kResolveHeadBytes;
-  for (const NameRecord* record : records) {
-    total += record->with_dimensions.size();
-  }
+  for (const NameRecord* record : records) total += record->with_dimensions.size();
   reply->push_back(1);
   reply->push_back(static_cast<uint8_t>(count >> 8U));
   reply->push_back(static_cast<uint8_t>(count));
@@ -129,9 +115,7 @@ uint16_t Controller::serve_resolve(const Bytes& request, Bytes* reply) const {
     const bool is_plain = total > wire::kMaxFrameBytes;
     const auto bytes = static_cast<std::ptrdiff_t>(is_plain ? record->plain_bytes : record->with_dimensions.size());
     reply->insert(reply->end(), record->with_dimensions.begin(), record->with_dimensions.begin() + bytes);
-    if (is_plain) {
-      reply->back() = 0;  // no dimensions follow
-    }
+    if (is_plain) reply->back() = 0;  // no dimensions follow
   }
   return status;
 }
@@ -142,9 +126,7 @@ void Controller::append_words(const plc_sim::Handle& handle, uint32_t units, Byt
   const size_t end = reply->size() + size_t{2} * units;
   uint32_t there = units;
   // Behind the end of the memory stand zeros.
-  while (there > 0 && !book_.find_cells(handle, there, &place, &cell)) {
-    --there;
-  }
+  while (there > 0 && !book_.find_cells(handle, there, &place, &cell)) --there;
   *is_there = *is_there && (there > 0 || units == 0);
   for (uint32_t i = 0; i < there; ++i) {
     uint16_t word = memory_->word(cell + i);
@@ -163,9 +145,7 @@ uint16_t Controller::serve_read(const Bytes& request, Bytes* reply) const {
   bool is_there = true;
   for (size_t at = wire::kReadHeadBytes; at + wire::kReferenceBytes <= request.size(); at += wire::kReferenceBytes) {
     const uint32_t units = request[at + 3];
-    if (reply->size() + 2 * units > wire::kMaxFrameBytes) {
-      return wire::kStatusTooMuch;
-    }
+    if (reply->size() + 2 * units > wire::kMaxFrameBytes) return wire::kStatusTooMuch;
     append_words(handle_at(request, at + 1, at + 4), units, reply, &is_there);
   }
   return is_there ? wire::kStatusDone : wire::kStatusBadRequest;
@@ -178,9 +158,7 @@ void Controller::give(const Meaning& meaning, uint32_t cell, uint16_t mask, uint
 }
 
 uint16_t Controller::serve_words(const Bytes& request, const Meaning& meaning) {
-  if (request.size() < wire::kWriteHeadBytes) {
-    return wire::kStatusBadRequest;
-  }
+  if (request.size() < wire::kWriteHeadBytes) return wire::kStatusBadRequest;
   const auto words = static_cast<uint32_t>((request.size() - wire::kWriteHeadBytes) / 2);
   plc_sim::Place place;
   uint32_t first = 0;
@@ -213,9 +191,7 @@ uint16_t Controller::serve_mask(const Bytes& request, const Meaning& meaning) {
 uint16_t Controller::serve_bit(const Bytes& request, const Meaning& meaning) {
   plc_sim::Place place;
   uint32_t cell = 0;
-  if (request.size() != wire::kBitRequestBytes) {
-    return wire::kStatusBadRequest;
-  }
+  if (request.size() != wire::kBitRequestBytes) return wire::kStatusBadRequest;
   const plc_sim::Handle handle = {request[13], big_endian16(request.data() + 14)};
   if (!book_.find_cells(handle, 1, &place, &cell) || place.part != plc_sim::Part::kBitAddressed) {
     return wire::kStatusBadRequest;
@@ -226,9 +202,7 @@ uint16_t Controller::serve_bit(const Bytes& request, const Meaning& meaning) {
 }
 
 uint16_t Controller::serve_write(const Bytes& request, const Meaning& meaning) {
-  if (request[wire::kClassAt] != wire::kClassValues) {
-    return serve_bit(request, meaning);
-  }
+  if (request[wire::kClassAt] != wire::kClassValues) return serve_bit(request, meaning);
   return request[wire::kCommandAt] == wire::kMaskedWrite ? serve_mask(request, meaning) : serve_words(request, meaning);
 }
 

@@ -76,9 +76,7 @@ void refuse(Random& random, Bytes* reply) {
       std::fill(reply->begin() + wire::kReplyHeadBytes, reply->end(), uint8_t{0});
       break;
     case 2:
-      for (size_t i = 0; i < body; ++i) {
-        (*reply)[wire::kReplyHeadBytes + i] = static_cast<uint8_t>(random.next());
-      }
+      for (size_t i = 0; i < body; ++i) (*reply)[wire::kReplyHeadBytes + i] = static_cast<uint8_t>(random.next());
       break;
     default:
       reply->resize(wire::kReplyHeadBytes + random.below(static_cast<uint32_t>(body) + 1));

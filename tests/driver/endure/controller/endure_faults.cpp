@@ -65,18 +65,14 @@ const char* name_of(Fault fault) { return kNames[static_cast<size_t>(fault)]; }
 Faults::Faults(Network* network, Controller* controller, uint64_t seed, bool has_faults, bool is_guarded)
     : network_(network), controller_(controller), random_(seed), has_faults_(has_faults), is_guarded_(is_guarded) {
   history_.resize(kHistory);
-  for (Bytes& reply : history_) {
-    reply.reserve(wire::kMaxFrameBytes);
-  }
+  for (Bytes& reply : history_) reply.reserve(wire::kMaxFrameBytes);
 }
 
 // --- chance
 
 // Fair weather, showers and storms.
 void Faults::turn_weather() {
-  if (weather_left_-- > 0) {
-    return;
-  }
+  if (weather_left_-- > 0) return;
   constexpr uint32_t kPermille[] = {0, 0, 5, 20, 20, 60, 60, 300};
   weather_left_ = 20 + random_.below(kLongestWeather);
   weather_permille_ = kPermille[random_.below(8)];
@@ -86,9 +82,7 @@ void Faults::turn_weather() {
 void Faults::count(Fault fault, Link* link) {
   ++counts_[static_cast<size_t>(fault)];
   ++trouble_;
-  if (link != nullptr) {
-    network_->journal().add(network_->now_us(), link->number, name_of(fault), nullptr, 0);
-  }
+  if (link != nullptr) network_->journal().add(network_->now_us(), link->number, name_of(fault), nullptr, 0);
 }
 
 int64_t Faults::any_time() {
@@ -123,9 +117,7 @@ uint16_t Faults::past_number() {
 Bytes Faults::any_bytes(uint32_t most) {
   Bytes bytes(1 + random_.below(random_.once_in(2) ? std::min(most, 60U) : most), kFiller);
   if (random_.once_in(2)) {
-    for (uint8_t& byte : bytes) {
-      byte = static_cast<uint8_t>(random_.next());
-    }
+    for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random_.next());
   }
   return bytes;
 }
@@ -140,9 +132,7 @@ Bytes Faults::old_frames(uint32_t most_frames, const Bytes& reply) {
   size_t last = random_.below(kHistory);
   for (size_t i = 0; i < kHistory && random_.next() % kHistory != 0; ++i) {
     const size_t at = (last + i) % kHistory;
-    if (likeness(history_[at], reply) > likeness(history_[last], reply)) {
-      last = at;
-    }
+    if (likeness(history_[at], reply) > likeness(history_[last], reply)) last = at;
   }
   frames.insert(frames.end(), history_[last].begin(), history_[last].end());
   return frames;
@@ -169,9 +159,7 @@ Bytes Faults::foreign_frame(const Bytes& reply) {
 
 // Not the directory: nothing tells its replies of two connections apart, and programs are renumbered between them.
 void Faults::remember(const Bytes& reply) {
-  if (!is_of_directory(reply)) {
-    history_[history_at_++ % kHistory] = reply;
-  }
+  if (!is_of_directory(reply)) history_[history_at_++ % kHistory] = reply;
 }
 
 // --- connections
@@ -202,17 +190,13 @@ void Faults::begin_absence() {
   constexpr ConnectFate::Kind kKinds[] = {ConnectFate::Kind::kRefused, ConnectFate::Kind::kUnreachable,
                                           ConnectFate::Kind::kAccepted};
   gone_kind_ = kKinds[random_.below(3)];
-  if (random_.once_in(2)) {
-    controller_->renumber_programs();
-  }
+  if (random_.once_in(2)) controller_->renumber_programs();
   gone_until_us_ = network_->now_us() + random_.below(20 * kMillisecond);
   network_->reset_all();
 }
 
 int64_t Faults::stall_us() {
-  if (!has_faults_ || !random_.once_in(20000)) {
-    return random_.below(4);
-  }
+  if (!has_faults_ || !random_.once_in(20000)) return random_.below(4);
   count(Fault::kStall, nullptr);
   return random_.below(3 * kSecond);
 }
@@ -222,9 +206,7 @@ int64_t Faults::stall_us() {
 int64_t Faults::arrived(Link& link, const Bytes& request) {
   turn_weather();
   network_->count_exchange();
-  if (!is_of_directory(request)) {
-    last_number_ = big_endian16(request.data() + wire::kSequenceAt);
-  }
+  if (!is_of_directory(request)) last_number_ = big_endian16(request.data() + wire::kSequenceAt);
   if (has_faults_ && random_.once_in(4000)) {
     count(Fault::kGone, &link);
     begin_absence();
@@ -295,9 +277,7 @@ void Faults::send_torn(Link& link, const Bytes& reply) {
     later_us += random_.once_in(3) ? 0 : any_time();
     from = to;
   }
-  if (from < reply.size()) {
-    send(link, part(reply, from, reply.size()), later_us);
-  }
+  if (from < reply.size()) send(link, part(reply, from, reply.size()), later_us);
 }
 
 void Faults::send_dripped(Link& link, const Bytes& reply) {
@@ -324,9 +304,7 @@ void Faults::send_somehow(Link& link, const Bytes& reply, int64_t later_us) {
 void Faults::send_renumbered(Link& link, Bytes reply) {
   const bool is_next = random_.once_in(3);
   store16(reply.data() + wire::kSequenceAt, is_next ? last_number_ + 1U : past_number());
-  if (is_next) {
-    return send(link, std::move(reply));
-  }
+  if (is_next) return send(link, std::move(reply));
   send_somehow(link, reply, random_.once_in(2) ? 0 : any_time());
 }
 

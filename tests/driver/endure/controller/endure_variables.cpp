@@ -117,16 +117,12 @@ struct Entry {
 
 std::vector<Entry> all_entries() {
   std::vector<Entry> entries;
-  for (const Tag& tag : kGlobals) {
-    entries.push_back({&tag, Scope::kGlobal, false});
-  }
+  for (const Tag& tag : kGlobals) entries.push_back({&tag, Scope::kGlobal, false});
   for (const Tag& tag : kLocals) {
     entries.push_back({&tag, Scope::kMain, false});
     entries.push_back({&tag, Scope::kMain2, false});
   }
-  for (const Tag& tag : kIndexed) {
-    entries.push_back({&tag, Scope::kGlobal, true});
-  }
+  for (const Tag& tag : kIndexed) entries.push_back({&tag, Scope::kGlobal, true});
   return entries;
 }
 
@@ -212,9 +208,7 @@ void VariableBook::add_variable(const plc_sim::Variable& declared, size_t line) 
     place.word += declared.is_text() ? i : 0;
     const size_t area = place.bank * kParts + static_cast<size_t>(place.part);
     variable.spots.push_back({areas_[area].first + place.word, place.bit});
-    if (!declared.is_text()) {
-      add_name(declared, declared.wire_name_of(i));
-    }
+    if (!declared.is_text()) add_name(declared, declared.wire_name_of(i));
   }
   for (uint32_t i = 0; declared.is_text() && i < 2 * variable.elements; ++i) {
     add_name(declared, declared.tag.name + plc_sim::subscript_text({i}));
@@ -249,13 +243,9 @@ const NameRecord* VariableBook::find_name(int program, const uint8_t* units, siz
 bool VariableBook::find_cells(const plc_sim::Handle& handle, uint32_t count, plc_sim::Place* place,
                               uint32_t* cell) const {
   const std::optional<plc_sim::Place> found = plc_sim::place_of(handle);
-  if (!found) {
-    return false;
-  }
+  if (!found) return false;
   const Area& area = areas_[found->bank * kParts + static_cast<size_t>(found->part)];
-  if (found->word >= area.count || count > area.count - found->word) {
-    return false;
-  }
+  if (found->word >= area.count || count > area.count - found->word) return false;
   *place = *found;
   *cell = area.first + found->word;
   return true;

@@ -44,9 +44,7 @@ void Journal::print(std::FILE* out) const {
     }
     std::fprintf(out, "%lld us, connection %u: %s, %zu bytes", static_cast<long long>(entry.time_us), entry.connection,
                  entry.text, entry.count);
-    for (const uint8_t byte : entry.bytes) {
-      std::fprintf(out, " %02x", byte);
-    }
+    for (const uint8_t byte : entry.bytes) std::fprintf(out, " %02x", byte);
     std::fprintf(out, "%s\n", entry.count > entry.bytes.size() ? " ..." : "");
   }
 }

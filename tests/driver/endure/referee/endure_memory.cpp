@@ -12,9 +12,7 @@ void Memory::set(uint32_t cell, uint16_t value) {
 
 void Memory::end_of_request() {
   const auto changes = static_cast<uint32_t>(changes_.size());
-  if (changes > (ends_.empty() ? 0 : ends_.back())) {
-    ends_.push_back(changes);
-  }
+  if (changes > (ends_.empty() ? 0 : ends_.back())) ends_.push_back(changes);
 }
 
 void Memory::begin_call() {
@@ -24,9 +22,7 @@ void Memory::begin_call() {
 
 uint16_t Memory::word_at(uint32_t moment, uint32_t cell) const {
   for (uint32_t i = moment == 0 ? 0 : ends_[moment - 1]; i < changes_.size(); ++i) {
-    if (changes_[i].cell == cell) {
-      return changes_[i].before;  // the first change since then
-    }
+    if (changes_[i].cell == cell) return changes_[i].before;  // the first change since then
   }
   return words_[cell];
 }

@@ -63,9 +63,7 @@ Network& Network::instance() {
 
 Network::Network() : listener_(bound_socket()), closed_port_holder_(bound_socket()) {
   constexpr int kBacklog = 16;
-  if (listen(listener_, kBacklog) != 0) {
-    std::abort();
-  }
+  if (listen(listener_, kBacklog) != 0) std::abort();
 }
 
 void Network::begin_call(std::shared_ptr<const void> (*meaning)(void* context), void* context) {
@@ -77,18 +75,14 @@ void Network::begin_call(std::shared_ptr<const void> (*meaning)(void* context), 
 
 Link* Network::link_of(int driver_fd) const {
   for (const auto& link : links_) {
-    if (driver_fd >= 0 && link->driver_fd == driver_fd) {
-      return link.get();
-    }
+    if (driver_fd >= 0 && link->driver_fd == driver_fd) return link.get();
   }
   return nullptr;
 }
 
 bool Network::is_quiet(int driver_fd, uint64_t most_waiting) const {
   const Link* link = link_of(driver_fd);
-  if (link == nullptr) {
-    return true;
-  }
+  if (link == nullptr) return true;
   // What TCP has not delivered yet comes into the midst of the exchange.
   const uint64_t most = link->is_tcp ? std::min(most_waiting, kSettleBytes) : most_waiting;
   return link->sent - link->received <= most && !link->has_ended && link->units.empty() && link->requests.empty() &&
@@ -100,16 +94,10 @@ bool Network::is_quiet(int driver_fd, uint64_t most_waiting) const {
 int64_t Network::next_due() const {
   int64_t due = kNever;
   for (const auto& link : links_) {
-    if (!link->requests.empty()) {
-      due = std::min(due, link->requests.front().due_us);
-    }
-    if (!link->units.empty() && !link->is_blocked) {
-      due = std::min(due, link->units.front().due_us);
-    }
+    if (!link->requests.empty()) due = std::min(due, link->requests.front().due_us);
+    if (!link->units.empty() && !link->is_blocked) due = std::min(due, link->units.front().due_us);
   }
-  for (const Connecting& connecting : connecting_) {
-    due = std::min(due, connecting.due_us);
-  }
+  for (const Connecting& connecting : connecting_) due = std::min(due, connecting.due_us);
   return due;
 }
 
@@ -117,9 +105,7 @@ int64_t Network::next_due() const {
 void Network::run_first(int64_t limit_us, bool* has_run) {
   const int64_t due = next_due();
   *has_run = due <= limit_us;
-  if (!*has_run) {
-    return;
-  }
+  if (!*has_run) return;
   for (size_t i = 0; i < connecting_.size(); ++i) {
     if (connecting_[i].due_us == due) {
       const Connecting connecting = connecting_[i];
@@ -145,9 +131,7 @@ void Network::run_first(int64_t limit_us, bool* has_run) {
 
 void Network::run_due() {
   bool has_run = true;
-  while (has_run) {
-    run_first(now_us_, &has_run);
-  }
+  while (has_run) run_first(now_us_, &has_run);
   remove_finished();
 }
 
@@ -171,9 +155,7 @@ void Network::tick() {
 void Network::remove_finished() {
   const auto is_finished = [](const std::unique_ptr<Link>& link) {
     const bool is_over = link->driver_fd < 0 && link->requests.empty();
-    if (is_over && link->controller_fd >= 0) {
-      close_now(link->controller_fd);
-    }
+    if (is_over && link->controller_fd >= 0) close_now(link->controller_fd);
     return is_over;
   };
   links_.erase(std::remove_if(links_.begin(), links_.end(), is_finished), links_.end());
@@ -184,9 +166,7 @@ void Network::remove_finished() {
 bool Network::make_ends(int fd, bool is_tcp, Link* link) {
   if (!is_tcp) {
     int ends[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
-      return false;
-    }
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return false;
     // The driver goes on with its number: behind it stands one end of the pair.
     const bool is_there = dup2(ends[0], fd) == fd;
     close_now(ends[0]);
@@ -218,9 +198,7 @@ void Network::establish(int fd, bool is_tcp) {
 
 void Network::close_left_open() {
   for (const int fd : driver_fds_) {
-    if (Link* link = link_of(fd)) {
-      link->driver_fd = -1;
-    }
+    if (Link* link = link_of(fd)) link->driver_fd = -1;
     close_now(fd);
     ++left_open_;
   }
@@ -254,9 +232,7 @@ int Network::on_connect(int fd) {
 
 void Network::on_close(int fd) {
   const auto of_driver = std::find(driver_fds_.begin(), driver_fds_.end(), fd);
-  if (of_driver != driver_fds_.end()) {
-    driver_fds_.erase(of_driver);
-  }
+  if (of_driver != driver_fds_.end()) driver_fds_.erase(of_driver);
   const auto is_same = [fd](const Connecting& connecting) { return connecting.fd == fd; };
   connecting_.erase(std::remove_if(connecting_.begin(), connecting_.end(), is_same), connecting_.end());
   if (Link* link = link_of(fd)) {
@@ -315,9 +291,7 @@ void Network::transmit(Link& link) {
   if (!unit.bytes.empty()) {
     const ssize_t count = send_now(link.controller_fd, unit.bytes.data(), unit.bytes.size());
     const size_t done = count > 0 ? static_cast<size_t>(count) : 0;
-    if (done > 0) {
-      journal_.add(now_us_, link.number, "controller sends", unit.bytes.data(), done);
-    }
+    if (done > 0) journal_.add(now_us_, link.number, "controller sends", unit.bytes.data(), done);
     link.sent += done;
     if (done < unit.bytes.size() && (count > 0 || errno == EAGAIN)) {
       unit.bytes.erase(unit.bytes.begin(), unit.bytes.begin() + static_cast<std::ptrdiff_t>(done));
@@ -337,18 +311,14 @@ void Network::settle(const Link& link) const {
   const uint64_t awaited = std::min(link.sent - link.received, kSettleBytes);
   int waiting = 0;
   for (int i = 0; link.is_tcp && i < kSettleTries; ++i) {
-    if (ioctl(link.driver_fd, FIONREAD, &waiting) != 0 || static_cast<uint64_t>(waiting) >= awaited) {
-      return;
-    }
+    if (ioctl(link.driver_fd, FIONREAD, &waiting) != 0 || static_cast<uint64_t>(waiting) >= awaited) return;
     const timespec moment = {0, 1000};
     syscall(SYS_ppoll, nullptr, 0, &moment, nullptr, 0);
   }
 }
 
 void Network::end(Link& link, Ending ending) {
-  if (ending == Ending::kNone || link.controller_fd < 0) {
-    return;
-  }
+  if (ending == Ending::kNone || link.controller_fd < 0) return;
   journal_.add(now_us_, link.number, ending == Ending::kClose ? "closed by the controller" : "reset by the controller",
                nullptr, 0);
   link.has_ended = true;
@@ -377,9 +347,7 @@ void Network::end(Link& link, Ending ending) {
 
 bool Network::is_ready(int fd, bool for_writing) const {
   const auto is_same = [fd](const Connecting& connecting) { return connecting.fd == fd; };
-  if (std::any_of(connecting_.begin(), connecting_.end(), is_same)) {
-    return false;
-  }
+  if (std::any_of(connecting_.begin(), connecting_.end(), is_same)) return false;
   pollfd look = {fd, static_cast<short>(for_writing ? POLLIN | POLLOUT : POLLIN), 0};
   return poll(&look, 1, 0) > 0;
 }
@@ -421,22 +389,14 @@ void Network::take_request(Link& link, const uint8_t* bytes, size_t count) {
   Bytes taken(count);
   for (size_t done = 0; done < count;) {
     const ssize_t more = recvfrom(link.controller_fd, taken.data() + done, count - done, MSG_WAITALL, nullptr, nullptr);
-    if (more <= 0) {
-      return;
-    }
+    if (more <= 0) return;
     done += static_cast<size_t>(more);
   }
-  if (!std::equal(taken.begin(), taken.end(), bytes)) {
-    std::abort();
-  }
+  if (!std::equal(taken.begin(), taken.end(), bytes)) std::abort();
   Pending request;
   request.due_us = peer_->arrived(link, taken);
-  if (request.due_us == kNever) {
-    return;
-  }
-  if (!link.requests.empty()) {
-    request.due_us = std::max(request.due_us, link.requests.back().due_us);
-  }
+  if (request.due_us == kNever) return;
+  if (!link.requests.empty()) request.due_us = std::max(request.due_us, link.requests.back().due_us);
   request.bytes = std::move(taken);
   request.meaning = meaning_(meaning_context_);
   link.requests.push_back(std::move(request));

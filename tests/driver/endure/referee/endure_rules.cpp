@@ -58,9 +58,7 @@ void Rules::carried_out(const Meaning& meaning, uint32_t cell, uint16_t mask, ui
                                   (call.targets.empty() ? ", by a call that reads" : ""));
     return;
   }
-  if (!call.rewrites_word) {
-    return;
-  }
+  if (!call.rewrites_word) return;
   const auto others = static_cast<uint16_t>(mask & ~call.targets.front().mask);
   const auto allowed = static_cast<uint16_t>((value & meaning.seen_ones) | (~value & meaning.seen_zeros));
   if ((others & ~allowed) != 0) {
@@ -83,16 +81,12 @@ void Rules::end_call() { call_->is_over = true; }
 
 void Rules::count(Rule rule, const std::string& text) {
   ++counts_[static_cast<size_t>(rule)];
-  if (first_.empty()) {
-    first_ = std::string(name_of(rule)) + ": " + text;
-  }
+  if (first_.empty()) first_ = std::string(name_of(rule)) + ": " + text;
 }
 
 unsigned long Rules::total() const {
   unsigned long total = 0;
-  for (const unsigned long count : counts_) {
-    total += count;
-  }
+  for (const unsigned long count : counts_) total += count;
   return total;
 }
 

@@ -23,9 +23,7 @@ int64_t microseconds(const timeval* time) {
 }
 
 int pass_on_select(int count, fd_set* readable, fd_set* writable, fd_set* failed, const timeval* timeout) {
-  if (timeout == nullptr) {
-    return pselect(count, readable, writable, failed, nullptr, nullptr);
-  }
+  if (timeout == nullptr) return pselect(count, readable, writable, failed, nullptr, nullptr);
   const timespec wait = {timeout->tv_sec, timeout->tv_usec * kNanosecondsPerMicrosecond};
   return pselect(count, readable, writable, failed, &wait, nullptr);
 }
@@ -36,45 +34,33 @@ extern "C" {
 #pragma GCC visibility push(default)
 
 int connect(int fd, const sockaddr* address, socklen_t length) {
-  if (!is_in_call()) {
-    return static_cast<int>(syscall(SYS_connect, fd, address, length));
-  }
+  if (!is_in_call()) return static_cast<int>(syscall(SYS_connect, fd, address, length));
   return Network::instance().on_connect(fd);
 }
 
 // The driver waits for one socket at a time, the highest of the set.
 int select(int count, fd_set* readable, fd_set* writable, fd_set* failed, timeval* timeout) {
-  if (!is_in_call()) {
-    return pass_on_select(count, readable, writable, failed, timeout);
-  }
+  if (!is_in_call()) return pass_on_select(count, readable, writable, failed, timeout);
   const int ready = Network::instance().on_select(count - 1, writable != nullptr, microseconds(timeout));
   if (ready == 0) {
     FD_ZERO(readable);
-    if (writable != nullptr) {
-      FD_ZERO(writable);
-    }
+    if (writable != nullptr) FD_ZERO(writable);
   }
   return ready;
 }
 
 ssize_t send(int fd, const void* bytes, size_t count, int flags) {
-  if (!is_in_call()) {
-    return sendto(fd, bytes, count, flags, nullptr, 0);
-  }
+  if (!is_in_call()) return sendto(fd, bytes, count, flags, nullptr, 0);
   return Network::instance().on_send(fd, static_cast<const uint8_t*>(bytes), count, flags);
 }
 
 ssize_t recv(int fd, void* bytes, size_t count, int flags) {
-  if (!is_in_call()) {
-    return recvfrom(fd, bytes, count, flags, nullptr, nullptr);
-  }
+  if (!is_in_call()) return recvfrom(fd, bytes, count, flags, nullptr, nullptr);
   return Network::instance().on_receive(fd, static_cast<uint8_t*>(bytes), count, flags);
 }
 
 int close(int fd) {
-  if (is_in_call()) {
-    Network::instance().on_close(fd);
-  }
+  if (is_in_call()) Network::instance().on_close(fd);
   return static_cast<int>(syscall(SYS_close, fd));
 }
 
@@ -89,9 +75,7 @@ int usleep(useconds_t us) {
 }
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
-  if (!is_in_call()) {
-    return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
-  }
+  if (!is_in_call()) return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
   Network::instance().tick();
   const int64_t now = Network::instance().now_us();
   time->tv_sec = static_cast<time_t>(now / kMicroseconds);

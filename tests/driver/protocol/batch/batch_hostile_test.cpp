@@ -18,8 +18,9 @@ class HostileBatch : public BatchTest {
   HostileBatch() {
     use_tags({make_tag("W", 16), make_tag("D", 32), make_bit("B", kMr), make_string("S", 80), make_tag("L", 64)});
     for (int frame = 0; frame < 2; ++frame) {
-      for (const uint32_t id : {0U, 0U, 0U, 0U, 0U, 1U, 1U, 2U, 3U, 3U, 1U, 1U, 0U, 0U, 0U, 0U, 0U, 4U})
+      for (const uint32_t id : {0U, 0U, 0U, 0U, 0U, 1U, 1U, 2U, 3U, 3U, 1U, 1U, 0U, 0U, 0U, 0U, 0U, 4U}) {
         elements_.push_back({id});
+      }
       good_.push_back(resolve_many(kNames));
       good_.push_back(value_reply(Bytes(kValueBytes, 0x11)));
     }

@@ -173,9 +173,7 @@ TEST_F(EvSleepMs, Zero_ReturnsZeroWithoutSleeping) {
 
 TEST_F(EvSleepMs, Values_AreCappedAtOneSecond_D46) {
   wrapped_calls().skip_pauses = true;
-  for (const uint32_t ms : {1u, 3u, 999u, 1000u, 1001u, 1500u, 0xFFFFFFFFu}) {
-    EXPECT_EQ(ev_sleep_ms(ms), 0);
-  }
+  for (const uint32_t ms : {1u, 3u, 999u, 1000u, 1001u, 1500u, 0xFFFFFFFFu}) EXPECT_EQ(ev_sleep_ms(ms), 0);
   EXPECT_EQ(wrapped_calls().pauses_us, (std::vector<unsigned>{1000, 3000, 999000, 1000000, 1000000, 1000000, 1000000}));
 }
 
@@ -240,9 +238,7 @@ TEST_F(EvTimeSet, ReadableSocket_GivesOneInEveryMode) {
   ASSERT_EQ(ev_send(pair.far.get(), "x", 1), 1);
   ConnContext conn{};
   conn.socket_fd = pair.near.get();
-  for (const uint32_t mode : {0u, 1u, 2u}) {
-    EXPECT_EQ(ev_time_set(&conn, mode), 1) << "mode " << mode;
-  }
+  for (const uint32_t mode : {0u, 1u, 2u}) EXPECT_EQ(ev_time_set(&conn, mode), 1) << "mode " << mode;
 }
 
 TEST_F(EvTimeSet, SilentSocket_GivesZeroAfterTheTimeout) {

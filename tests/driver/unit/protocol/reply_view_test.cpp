@@ -110,9 +110,7 @@ TEST(NameCursor, WalkPastTheReply_YieldsZerosHoweverLong) {
   const auto reply = std::make_unique<ReplyBuffer>();
   accept(reply.get(), Bytes(4096, 0xFF));
   NameCursor name(*reply);
-  for (int i = 0; i < 10000; ++i) {
-    name.advance();
-  }
+  for (int i = 0; i < 10000; ++i) name.advance();
   expect_handle(name, "00 00 00 00 00");
   EXPECT_EQ(plc::locate_word_bit(name), 0);
 }

@@ -107,9 +107,7 @@ TEST(ElementName, CutLastSequence_TakesInWhatFollowsIt) {
 TEST(ElementName, LongestNameAndSubscripts_AreNotCut) {
   Subscripts three;
   three.count = 3;
-  for (int32_t& value : three.value) {
-    value = INT32_MIN;
-  }
+  for (int32_t& value : three.value) value = INT32_MIN;
   const std::string text = encoded(std::string(255, 'n').c_str(), three);
   EXPECT_EQ(text.size(), 3 * (2 + 2 * (255 + 40)) - 1U);
   EXPECT_EQ(text.substr(0, 11), "01 27 00 6E");

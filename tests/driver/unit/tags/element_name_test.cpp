@@ -33,9 +33,7 @@ std::string read_text(const TagEntry& entry, uint32_t element) {
 }
 
 TEST(ReadSubscripts, OtherShapes_HaveNone) {
-  for (const uint32_t shape : {0U, 2U, 6U, 0xFFFFFFFFU}) {
-    EXPECT_EQ(read_text(entry_of(shape, 1, 9), 5), "") << shape;
-  }
+  for (const uint32_t shape : {0U, 2U, 6U, 0xFFFFFFFFU}) EXPECT_EQ(read_text(entry_of(shape, 1, 9), 5), "") << shape;
 }
 
 TEST(ReadSubscripts, OneDimension_IsTheBareOffset) {
@@ -120,9 +118,7 @@ TEST(SubscriptText, Subscripts_StandBetweenBracketsWithOrWithoutMarks) {
 TEST(SubscriptText, LongestNumbers_FillTheTextExactly) {
   Subscripts subscripts;
   subscripts.count = 3;
-  for (int32_t& value : subscripts.value) {
-    value = INT32_MIN;
-  }
+  for (int32_t& value : subscripts.value) value = INT32_MIN;
   EXPECT_EQ(text_of(subscripts), "[#-2147483648,#-2147483648,#-2147483648]");
   EXPECT_EQ(text_of(subscripts).size(), plc::kSubscriptTextBytes);
 }

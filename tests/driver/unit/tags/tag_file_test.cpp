@@ -29,18 +29,14 @@ std::string line_of(const std::string& name, uint32_t id) {
 
 std::string lines_of(std::initializer_list<uint32_t> ids) {
   std::string lines;
-  for (const uint32_t id : ids) {
-    lines += line_of("V" + std::to_string(id), id);
-  }
+  for (const uint32_t id : ids) lines += line_of("V" + std::to_string(id), id);
   return lines;
 }
 
 // count lines with consecutive ids.
 std::string run_of(uint32_t first, uint32_t count) {
   std::string lines;
-  for (uint32_t i = 0; i < count; ++i) {
-    lines += line_of("V", first + i);
-  }
+  for (uint32_t i = 0; i < count; ++i) lines += line_of("V", first + i);
   return lines;
 }
 
@@ -64,9 +60,7 @@ class TagFile : public testing::Test {
     const uint32_t* counts = nullptr;
     output_ = capture_output([&] { counts = build_tagtable(&entries_, &groups_, path_.c_str(), group_ids_.data()); });
     EXPECT_EQ(plc_test::count_open_descriptors(), open_before);
-    if (counts != nullptr) {
-      counts_ = {counts[0], counts[1]};
-    }
+    if (counts != nullptr) counts_ = {counts[0], counts[1]};
     return counts != nullptr;
   }
 
@@ -87,9 +81,7 @@ class TagFile : public testing::Test {
 
   uint32_t group_count() const {
     uint32_t count = 0;
-    while (groups_ != nullptr && groups_[count].entries != nullptr) {
-      ++count;
-    }
+    while (groups_ != nullptr && groups_[count].entries != nullptr) ++count;
     return count;
   }
 
@@ -245,9 +237,7 @@ TEST_F(TagFile, FieldsThatALineDoesNotSet_AreZero) {
 TEST_F(TagFile, LargerThanOneRead_IsReadWhole) {
   std::string lines;
   constexpr uint32_t kLines = 9000;  // some 300 KiB, and records of 5 MB, from which the driver asks for huge pages
-  for (uint32_t i = 0; i < kLines; ++i) {
-    lines += line_of("Variable" + std::to_string(i), i);
-  }
+  for (uint32_t i = 0; i < kLines; ++i) lines += line_of("Variable" + std::to_string(i), i);
   ASSERT_TRUE(build(lines));
   EXPECT_EQ(counts_, (Counts{kLines, 0}));
   EXPECT_STREQ(entries_[kLines - 1].name, "Variable8999");
@@ -298,9 +288,7 @@ TEST_F(TagFile, MoreThan100IdsInARun_RejectTheFile) {
 
 TEST_F(TagFile, HundredGroups_AreAccepted) {
   std::string lines;
-  for (uint32_t g = 0; g < 100; ++g) {
-    lines += run_of(0x40000 + 0x2000 * g, 2);
-  }
+  for (uint32_t g = 0; g < 100; ++g) lines += run_of(0x40000 + 0x2000 * g, 2);
   ASSERT_TRUE(build(lines));
   EXPECT_EQ(group_count(), 100U);
   EXPECT_EQ(group_ids_[99], 99U);

@@ -356,9 +356,7 @@ TEST(Insert, BothEnds_AreTaken) {
 int64_t classify(std::string_view text) {
   plc::TagLine line{text.data(), static_cast<uint32_t>(text.size()), 0, {}};
   for (uint32_t i = 0; i < line.length; ++i) {
-    if (text[i] == ',') {
-      line.commas[line.comma_count++] = i;
-    }
+    if (text[i] == ',') line.commas[line.comma_count++] = i;
   }
   uint32_t id = 0xEEEEEEEE;
   return plc::classify_tag_line(line, &id) ? int64_t{id} : -1;

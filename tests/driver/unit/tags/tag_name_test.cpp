@@ -99,9 +99,7 @@ TEST(TagName, LongerName_IsCutTo255Bytes) {
 TEST(TagName, CharacterThatDoesNotFitWhole_IsLeftOut) {
   // U+4E2D takes three bytes: 84 of them fill 252, the 85th fills 255, the 86th does not fit.
   std::string name;
-  for (int i = 0; i < 86; ++i) {
-    name += "\xE4\xB8\xAD";
-  }
+  for (int i = 0; i < 86; ++i) name += "\xE4\xB8\xAD";
   EXPECT_EQ(name_of(name), name.substr(0, 255));
   EXPECT_EQ(name_of("n" + name), "n" + name.substr(0, 252));
   EXPECT_EQ(name_of("nn" + name), "nn" + name.substr(0, 252));

@@ -16,9 +16,7 @@ uint16_t compute_modbus_crc(const std::vector<uint8_t>& bytes) {
     for (int bit = 0; bit < 8; ++bit) {
       const bool carry = (crc & 1u) != 0;
       crc >>= 1;
-      if (carry) {
-        crc ^= 0xA001u;
-      }
+      if (carry) crc ^= 0xA001u;
     }
   }
   return static_cast<uint16_t>(crc);

@@ -84,14 +84,10 @@ std::map<std::string, std::string> ask_md5sum(const TempDir& dir) {
   const plc_test::ScopedWorkingDirectory inside(dir.path());
   std::map<std::string, std::string> digests;
   FILE* const answer = popen("md5sum --binary *", "r");
-  if (answer == nullptr) {
-    return digests;
-  }
+  if (answer == nullptr) return digests;
   char digest[kDigestTextBytes];
   char name[256];
-  while (std::fscanf(answer, "%32s *%255s", digest, name) == 2) {
-    digests[name] = digest;
-  }
+  while (std::fscanf(answer, "%32s *%255s", digest, name) == 2) digests[name] = digest;
   pclose(answer);
   return digests;
 }
@@ -109,9 +105,7 @@ TEST_F(CalcFileMd5, PublishedTexts_GiveThePublishedDigests) {
   expect_digest(dir_.write("message", "message digest"), "f96b697d7cb7938d525a2f31aaf161d0");
   expect_digest(dir_.write("letters", "abcdefghijklmnopqrstuvwxyz"), "c3fcd3d76192e4007dfb496cca67e13b");
   std::string digits;
-  for (int row = 0; row < 8; ++row) {
-    digits += "1234567890";
-  }
+  for (int row = 0; row < 8; ++row) digits += "1234567890";
   expect_digest(dir_.write("digits", digits), "57edf4a22be3c955ac49da2e2107b67a");
 }
 
@@ -121,13 +115,9 @@ TEST_F(CalcFileMd5, FileOf64Bytes_PadsInASecondBlock) {
 
 TEST_F(CalcFileMd5, FilesUpTo200BytesAndLongerOnes_EqualMd5sum) {
   std::vector<size_t> lengths;
-  for (size_t length = 0; length <= 200; ++length) {
-    lengths.push_back(length);
-  }
+  for (size_t length = 0; length <= 200; ++length) lengths.push_back(length);
   lengths.insert(lengths.end(), {4096, 100000, 16u << 20});
-  for (const size_t length : lengths) {
-    dir_.write(std::to_string(length), make_bytes(length));
-  }
+  for (const size_t length : lengths) dir_.write(std::to_string(length), make_bytes(length));
   const std::map<std::string, std::string> expected = ask_md5sum(dir_);
   ASSERT_EQ(expected.size(), lengths.size());
   for (const size_t length : lengths) {
