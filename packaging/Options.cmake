@@ -1,10 +1,15 @@
 # Options of builds that are packaged; included before the targets are declared.
 set(PLC_DEBIAN_ARCHITECTURE "" CACHE STRING "Architecture of the Debian packages")
-option(PLC_PORTABLE_TOOLS "Tools need the C library alone at run time" OFF)
+option(PLC_PORTABLE_TOOLS "Packaged tools: at run time only the C library, libpcap and libmicrohttpd" OFF)
 if(PLC_PORTABLE_TOOLS)
   set(PLC_LIBUV_MODULE libuv-static CACHE STRING "pkg-config module of libuv")
   add_link_options($<$<AND:$<LINK_LANGUAGE:CXX>,$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>>:-static-libstdc++>
                    $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-static-libgcc>)
+  # Libraries of libraries, which the linker would otherwise find by a run path of this machine's folders.
+  if(plc_sysroot)
+    set(plc_link_folder ${plc_sysroot}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE})
+    add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-Wl,-rpath-link,${plc_link_folder}>)
+  endif()
   # The same bytes wherever the sources lie.
   add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 endif()
