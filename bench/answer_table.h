@@ -1,7 +1,6 @@
 // The answers of the benchmarks' peer: one per kind of request, looked up, cut to length and given the head
 // that answers the request.
-#ifndef BENCH_ANSWER_TABLE_H
-#define BENCH_ANSWER_TABLE_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -32,5 +31,3 @@ class AnswerTable {
 };
 
 }  // namespace bench
-
-#endif

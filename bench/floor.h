@@ -1,6 +1,5 @@
 // The floor: the four system calls of an exchange and nothing else, with the requests that the driver sends.
-#ifndef BENCH_FLOOR_H
-#define BENCH_FLOOR_H
+#pragma once
 
 #include <cstdint>
 #include <vector>
@@ -19,5 +18,3 @@ Requests record_requests(Host::Operation operation);
 void repeat_floor(const Requests& requests, int socket_fd, uint32_t count);
 
 }  // namespace bench
-
-#endif

@@ -1,6 +1,5 @@
 // How much heap the driver's code holds: the linker sends its allocations here first.
-#ifndef BENCH_HEAP_WATCH_H
-#define BENCH_HEAP_WATCH_H
+#pragma once
 
 #include <cstddef>
 
@@ -12,5 +11,3 @@ size_t peak_heap_bytes();
 void reset_heap_peak();
 
 }  // namespace bench
-
-#endif

@@ -1,6 +1,5 @@
 // The operations that are measured: what a host calls, prepared once and repeated.
-#ifndef BENCH_OPERATIONS_H
-#define BENCH_OPERATIONS_H
+#pragma once
 
 #include <cstdint>
 #include <cstdio>
@@ -73,5 +72,3 @@ class Host {
 };
 
 }  // namespace bench
-
-#endif

@@ -1,6 +1,5 @@
 // The peer of the benchmarks: a listener on 127.0.0.1 and a loop that answers one connection from the table.
-#ifndef BENCH_PEER_H
-#define BENCH_PEER_H
+#pragma once
 
 #include <cstdint>
 
@@ -31,5 +30,3 @@ pid_t start_peer(const Listener& listener, int record_fd);
 void pin_to_one_processor();
 
 }  // namespace bench
-
-#endif

@@ -1,6 +1,5 @@
 // The comparison for tag-file loading: two passes of fgets and strchr that fill the same records, written plainly.
-#ifndef BENCH_PLAIN_LOADER_H
-#define BENCH_PLAIN_LOADER_H
+#pragma once
 
 #include <cstdint>
 
@@ -13,5 +12,3 @@ namespace bench {
 TagEntry* load_plainly(const char* path, uint32_t* count);
 
 }  // namespace bench
-
-#endif

@@ -1,6 +1,5 @@
 // Tag files of any length with the mix of variables that a project has.
-#ifndef BENCH_TAG_LINES_H
-#define BENCH_TAG_LINES_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -25,5 +24,3 @@ class TagFile {
 };
 
 }  // namespace bench
-
-#endif

@@ -1,6 +1,5 @@
 // What plc-host tells the shell, and the exception that carries such a code out of a command.
-#ifndef CLIENT_EXIT_CODES_H_
-#define CLIENT_EXIT_CODES_H_
+#pragma once
 
 #include <stdexcept>
 #include <string>
@@ -32,5 +31,3 @@ class HostError : public std::runtime_error {
 };
 
 }  // namespace plc_host
-
-#endif  // CLIENT_EXIT_CODES_H_

@@ -82,6 +82,6 @@ class Tidy:
             found = dict(zip(names, pool.map(self.analyse, names)))
         kept = {name: prints[name] for name in prints if not found.get(name)}
         if everything:
-            head = f"# What clang-tidy passed ({pathlib.PurePosixPath(__file__).name}); written by scripts/check --all tidy.\n"
+            head = f"# What clang-tidy passed ({pathlib.Path(__file__).name}); written by scripts/check --all tidy.\n"
             list_file.write_text(head + "".join(f"{kept[name]} {name}\n" for name in sorted(kept)), encoding="ascii")
         return [line for name in names for line in found[name]]

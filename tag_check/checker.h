@@ -1,6 +1,5 @@
 // Checks a tag file: what the driver will understand, and what its writer probably meant.
-#ifndef TAG_CHECK_CHECKER_H_
-#define TAG_CHECK_CHECKER_H_
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -47,5 +46,3 @@ int64_t element_count(const TagEntry& entry);
 bool parse_number(std::string_view text, int64_t* number);
 
 }  // namespace tag_check
-
-#endif  // TAG_CHECK_CHECKER_H_

@@ -1,6 +1,5 @@
 // What the tag-file checker finds, and what it returns.
-#ifndef TAG_CHECK_FINDING_H_
-#define TAG_CHECK_FINDING_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -41,5 +40,3 @@ struct CheckOptions {
 };
 
 }  // namespace tag_check
-
-#endif  // TAG_CHECK_FINDING_H_

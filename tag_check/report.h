@@ -1,6 +1,5 @@
 // The checker's findings as text, as JSON lines and as SARIF.
-#ifndef TAG_CHECK_REPORT_H_
-#define TAG_CHECK_REPORT_H_
+#pragma once
 
 #include <string>
 #include <vector>
@@ -30,5 +29,3 @@ std::string sarif_report(const std::vector<FileReport>& reports);
 std::string rules_text();
 
 }  // namespace tag_check
-
-#endif  // TAG_CHECK_REPORT_H_

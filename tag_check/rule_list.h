@@ -1,6 +1,5 @@
 // The rules of the checker: stable codes, what each means, what to do, and a sample on either side.
-#ifndef TAG_CHECK_RULE_LIST_H_
-#define TAG_CHECK_RULE_LIST_H_
+#pragma once
 
 #include <string>
 #include <vector>
@@ -28,5 +27,3 @@ const Rule& rule_of(const char* code);
 const char* severity_name(Severity severity);
 
 }  // namespace tag_check
-
-#endif  // TAG_CHECK_RULE_LIST_H_

@@ -1,6 +1,5 @@
 // A tag file's text as its writer sees it: lines and columns with their places, beside what the driver reads from them.
-#ifndef TAG_CHECK_SOURCE_LINE_H_
-#define TAG_CHECK_SOURCE_LINE_H_
+#pragma once
 
 #include <array>
 #include <cstdint>
@@ -66,5 +65,3 @@ SourceFile read_source(std::string_view text);
 std::string_view trim(std::string_view text);
 
 }  // namespace tag_check
-
-#endif  // TAG_CHECK_SOURCE_LINE_H_

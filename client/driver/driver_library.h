@@ -1,6 +1,5 @@
 // The driver, loaded as a panel loads it: dlopen and the six entry points by name.
-#ifndef CLIENT_DRIVER_DRIVER_LIBRARY_H_
-#define CLIENT_DRIVER_DRIVER_LIBRARY_H_
+#pragma once
 
 #include <string>
 #include <vector>
@@ -42,5 +41,3 @@ std::vector<std::string> guarded_library_paths();
 std::string program_folder();
 
 }  // namespace plc_host
-
-#endif  // CLIENT_DRIVER_DRIVER_LIBRARY_H_

@@ -1,6 +1,5 @@
 // What the lines that the driver prints mean, and what to try.
-#ifndef CLIENT_DRIVER_DRIVER_LINES_H_
-#define CLIENT_DRIVER_DRIVER_LINES_H_
+#pragma once
 
 #include <cstddef>
 #include <optional>
@@ -21,5 +20,3 @@ struct LineMeaning {
 std::optional<LineMeaning> meaning_of_line(const std::string& line);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_DRIVER_DRIVER_LINES_H_

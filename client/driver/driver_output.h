@@ -2,8 +2,7 @@
 //
 // The driver prints on standard output. For the life of this object standard output is a file in memory that only
 // take_lines reads; what the process was started with is kept beside it.
-#ifndef CLIENT_DRIVER_DRIVER_OUTPUT_H_
-#define CLIENT_DRIVER_DRIVER_OUTPUT_H_
+#pragma once
 
 #include <string>
 #include <vector>
@@ -33,5 +32,3 @@ class DriverOutput {
 std::vector<std::string> split_lines(const std::string& text);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_DRIVER_DRIVER_OUTPUT_H_

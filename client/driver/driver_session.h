@@ -1,6 +1,5 @@
 // Calls the driver's transfers for one controller and keeps count of them.
-#ifndef CLIENT_DRIVER_DRIVER_SESSION_H_
-#define CLIENT_DRIVER_DRIVER_SESSION_H_
+#pragma once
 
 #include <chrono>
 #include <cstdint>
@@ -106,5 +105,3 @@ class DriverSession {
 std::string code_text(uint32_t code);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_DRIVER_DRIVER_SESSION_H_

@@ -1,6 +1,5 @@
 // Says of a call that failed what happened and what to try.
-#ifndef CLIENT_DRIVER_FAILURE_H_
-#define CLIENT_DRIVER_FAILURE_H_
+#pragma once
 
 #include <string>
 
@@ -23,5 +22,3 @@ Failure not_read(const std::string& why);
 Failure not_written(const std::string& why);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_DRIVER_FAILURE_H_

@@ -1,6 +1,5 @@
 // A private folder in which the tag file has the name that the driver looks for.
-#ifndef CLIENT_DRIVER_WORK_FOLDER_H_
-#define CLIENT_DRIVER_WORK_FOLDER_H_
+#pragma once
 
 #include <string>
 
@@ -25,5 +24,3 @@ class WorkFolder {
 };
 
 }  // namespace plc_host
-
-#endif  // CLIENT_DRIVER_WORK_FOLDER_H_

@@ -1,6 +1,5 @@
 // Shares variables out to batch reads: one scope per call, and sizes at which the driver leaves no slot unread.
-#ifndef CLIENT_PLAN_BATCH_PLAN_H_
-#define CLIENT_PLAN_BATCH_PLAN_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -49,5 +48,3 @@ std::vector<Batch> plan_batches(const std::vector<TagReference>& references, con
 bool is_read_completely(const Batch& batch, bool is_guarded);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_PLAN_BATCH_PLAN_H_

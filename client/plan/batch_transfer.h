@@ -1,6 +1,5 @@
 // Reads many variables through the driver's batch read.
-#ifndef CLIENT_PLAN_BATCH_TRANSFER_H_
-#define CLIENT_PLAN_BATCH_TRANSFER_H_
+#pragma once
 
 #include <functional>
 #include <vector>
@@ -23,5 +22,3 @@ BatchFigures read_tags_batched(DriverSession& session, std::vector<TagResult>& r
                                const std::function<bool()>& stop);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_PLAN_BATCH_TRANSFER_H_

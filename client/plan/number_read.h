@@ -1,6 +1,5 @@
 // Reads a register by its number, as a panel does: number, offset and count as they stand.
-#ifndef CLIENT_PLAN_NUMBER_READ_H_
-#define CLIENT_PLAN_NUMBER_READ_H_
+#pragma once
 
 #include "client/driver/driver_session.h"
 #include "client/plan/tag_transfer.h"
@@ -16,5 +15,3 @@ TagResult read_number(DriverSession& session, const TagList& tags, uint32_t regi
                       uint32_t count);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_PLAN_NUMBER_READ_H_

@@ -1,6 +1,5 @@
 // Reads and writes variables by name: plans the calls, makes them, and says what went wrong in words.
-#ifndef CLIENT_PLAN_TAG_TRANSFER_H_
-#define CLIENT_PLAN_TAG_TRANSFER_H_
+#pragma once
 
 #include <functional>
 #include <string>
@@ -79,5 +78,3 @@ size_t read_buffer_bytes(uint32_t count);
 std::string known_limit(const TagEntry& entry);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_PLAN_TAG_TRANSFER_H_

@@ -1,6 +1,5 @@
 // Cuts the elements of a variable into calls that the driver can carry out.
-#ifndef CLIENT_PLAN_TRANSFER_PLAN_H_
-#define CLIENT_PLAN_TRANSFER_PLAN_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -44,5 +43,3 @@ std::vector<StringPiece> plan_string_write(uint32_t units);
 size_t name_bytes(const TagEntry& entry, const Subscripts& subscripts);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_PLAN_TRANSFER_PLAN_H_

@@ -2,8 +2,7 @@
 //
 // The driver turns an offset into subscripts by one rule for reads and by others for writes. The rules agree where
 // every range starts at 0; elsewhere an element may have different offsets for reading and writing, or none.
-#ifndef CLIENT_TAGS_ELEMENT_OFFSET_H_
-#define CLIENT_TAGS_ELEMENT_OFFSET_H_
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -42,5 +41,3 @@ bool is_on_em(const TagEntry& entry);
 std::string subscript_text(const Subscripts& subscripts);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_TAGS_ELEMENT_OFFSET_H_

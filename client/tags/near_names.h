@@ -1,6 +1,5 @@
 // Names that somebody may have meant who wrote another one.
-#ifndef CLIENT_TAGS_NEAR_NAMES_H_
-#define CLIENT_TAGS_NEAR_NAMES_H_
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -16,5 +15,3 @@ std::vector<std::string> near_names(std::string_view wanted, const std::vector<s
 std::string joined_with_or(const std::vector<std::string>& names);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_TAGS_NEAR_NAMES_H_

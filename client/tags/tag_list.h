@@ -1,6 +1,5 @@
 // The variables of a tag file as the driver reads them, each with the number by which a host asks for it.
-#ifndef CLIENT_TAGS_TAG_LIST_H_
-#define CLIENT_TAGS_TAG_LIST_H_
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -43,5 +42,3 @@ std::string plain_name(const char* name);
 const char* device_name(uint8_t device_kind);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_TAGS_TAG_LIST_H_

@@ -1,6 +1,5 @@
 // What a user means by NAME, NAME[3], NAME[0..4,2] or SCOPE/NAME: a variable of the tag file and some of its elements.
-#ifndef CLIENT_TAGS_TAG_REFERENCE_H_
-#define CLIENT_TAGS_TAG_REFERENCE_H_
+#pragma once
 
 #include <cstddef>
 #include <stdexcept>
@@ -41,5 +40,3 @@ std::vector<Subscripts> chosen_elements(const TagReference& reference);
 void split_assignment(std::string_view text, std::string_view& name, std::string_view& value);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_TAGS_TAG_REFERENCE_H_

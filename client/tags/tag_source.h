@@ -1,6 +1,5 @@
 // The lines of a tag file beside the records that the driver made of them.
-#ifndef CLIENT_TAGS_TAG_SOURCE_H_
-#define CLIENT_TAGS_TAG_SOURCE_H_
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -54,5 +53,3 @@ class TagSource {
 };
 
 }  // namespace plc_host
-
-#endif  // CLIENT_TAGS_TAG_SOURCE_H_

@@ -1,7 +1,6 @@
 // What became of one attempt to transfer a variable: a value with its quality and time, or the reason why there is
 // none.
-#ifndef CLIENT_VALUES_READING_H_
-#define CLIENT_VALUES_READING_H_
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -66,5 +65,3 @@ class Reading {
 };
 
 }  // namespace plc_host
-
-#endif  // CLIENT_VALUES_READING_H_

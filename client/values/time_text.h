@@ -1,6 +1,5 @@
 // Times of day as results show them.
-#ifndef CLIENT_VALUES_TIME_TEXT_H_
-#define CLIENT_VALUES_TIME_TEXT_H_
+#pragma once
 
 #include <chrono>
 #include <string>
@@ -16,5 +15,3 @@ std::string local_time_text(WallTime time);
 std::string utc_time_text(WallTime time);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_VALUES_TIME_TEXT_H_

@@ -1,6 +1,5 @@
 // Just enough UTF-8 to show foreign bytes safely and to line up columns.
-#ifndef CLIENT_VALUES_UTF8_TEXT_H_
-#define CLIENT_VALUES_UTF8_TEXT_H_
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -24,5 +23,3 @@ std::string fit_columns(std::string_view text, size_t columns);
 std::string pad_columns(std::string_view text, size_t columns);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_VALUES_UTF8_TEXT_H_

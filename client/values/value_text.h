@@ -1,6 +1,5 @@
 // Values as text, both ways: what the driver stored, shown by type, and what a user types, checked by type.
-#ifndef CLIENT_VALUES_VALUE_TEXT_H_
-#define CLIENT_VALUES_VALUE_TEXT_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -52,5 +51,3 @@ uint64_t parse_element(const TagEntry& entry, std::string_view text);
 TagValue parse_value(const TagEntry& entry, std::string_view text, const std::vector<size_t>& extents);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_VALUES_VALUE_TEXT_H_

@@ -1,6 +1,5 @@
 // The data types by code: name, and how a value is shown and typed in.
-#ifndef CLIENT_VALUES_VALUE_TYPE_H_
-#define CLIENT_VALUES_VALUE_TYPE_H_
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -41,5 +40,3 @@ std::vector<SubscriptRange> declared_ranges(const TagEntry& entry);
 std::string declared_type(const TagEntry& entry);
 
 }  // namespace plc_host
-
-#endif  // CLIENT_VALUES_VALUE_TYPE_H_

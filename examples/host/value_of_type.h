@@ -1,6 +1,5 @@
 /* Turns the bytes that the driver stores for one value of 16 or 32 bits into the number that its type makes of them. */
-#ifndef VALUE_OF_TYPE_H
-#define VALUE_OF_TYPE_H
+#pragma once
 
 #include <plc_driver.h>
 #include <stdio.h>
@@ -36,5 +35,3 @@ static void print_value(const TypeEntry* type, const uint8_t* data) {
       printf("%u\n", bits);
   }
 }
-
-#endif

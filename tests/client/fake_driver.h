@@ -1,6 +1,5 @@
 // A driver library of functions in this process, which notes the requests it gets.
-#ifndef TESTS_CLIENT_FAKE_DRIVER_H_
-#define TESTS_CLIENT_FAKE_DRIVER_H_
+#pragma once
 
 #include <cstdint>
 #include <functional>
@@ -35,5 +34,3 @@ FakeDriver& fake_driver();
 plc_host::DriverLibrary make_fake_library(bool is_guarded = false);
 
 }  // namespace plc_host_test
-
-#endif  // TESTS_CLIENT_FAKE_DRIVER_H_

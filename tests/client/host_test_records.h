@@ -1,6 +1,5 @@
 // Tag records and lists for the tests of plc-host.
-#ifndef TESTS_CLIENT_HOST_TEST_RECORDS_H_
-#define TESTS_CLIENT_HOST_TEST_RECORDS_H_
+#pragma once
 
 #include <algorithm>
 #include <cstring>
@@ -79,5 +78,3 @@ inline plc_host::TagList make_list(const std::vector<TagEntry>& entries) {
 }
 
 }  // namespace plc_host_test
-
-#endif  // TESTS_CLIENT_HOST_TEST_RECORDS_H_

@@ -1,6 +1,5 @@
 // Bytes of frames as the tests write them: literals in hexadecimal.
-#ifndef TESTS_SUPPORT_BYTES_H
-#define TESTS_SUPPORT_BYTES_H
+#pragma once
 
 #include <cstdint>
 #include <cstdio>
@@ -59,5 +58,3 @@ inline Bytes prefix_of(const Bytes& bytes, size_t count) {
 }
 
 }  // namespace plc_test
-
-#endif

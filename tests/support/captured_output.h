@@ -1,8 +1,7 @@
 // Captures what the process writes to its standard output, byte for byte.
 //
 // The capture file is opened when the capture starts, so taking the text works while descriptors are exhausted.
-#ifndef TESTS_SUPPORT_CAPTURED_OUTPUT_H
-#define TESTS_SUPPORT_CAPTURED_OUTPUT_H
+#pragma once
 
 #include <cstdio>
 #include <cstdlib>
@@ -67,5 +66,3 @@ std::string capture_output(Action&& action) {
 }
 
 }  // namespace plc_test
-
-#endif

@@ -1,7 +1,6 @@
 // Replies as a controller sends them: the head answers the request, and nothing that was asked for is missing. What a
 // test does not state of a reply is zero.
-#ifndef TESTS_SUPPORT_CONTROLLER_REPLY_H
-#define TESTS_SUPPORT_CONTROLLER_REPLY_H
+#pragma once
 
 #include "tests/support/bytes.h"
 
@@ -23,5 +22,3 @@ Bytes form_reply(const Bytes& request, Bytes reply, ReplyForm form);
 size_t asked_bytes(const Bytes& request, const Bytes& reply);
 
 }  // namespace plc_test
-
-#endif

@@ -1,6 +1,5 @@
 // Descriptors of the test process: how many are open, and how to run out of them.
-#ifndef TESTS_SUPPORT_DESCRIPTORS_H
-#define TESTS_SUPPORT_DESCRIPTORS_H
+#pragma once
 
 #include <cerrno>
 #include <cstdio>
@@ -130,5 +129,3 @@ class ClosedDescriptor {
 };
 
 }  // namespace plc_test
-
-#endif

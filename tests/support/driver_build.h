@@ -1,6 +1,5 @@
 // Which build of the driver a test program runs against, and values that the two builds differ in.
-#ifndef TESTS_SUPPORT_DRIVER_BUILD_H
-#define TESTS_SUPPORT_DRIVER_BUILD_H
+#pragma once
 
 #include <cstdint>
 #include <cstdlib>
@@ -32,5 +31,3 @@ Value by_build(Value contract, Value guarded) {
 inline uint32_t reply_wait_s() { return expects_contract() && is_guarded() ? 1 : 10; }
 
 }  // namespace plc_test
-
-#endif

@@ -1,7 +1,6 @@
 // The fixture of tests that call the driver's entry points: fresh module state, a working directory of its own with
 // tag files, captured output, and a scripted controller to connect to.
-#ifndef TESTS_SUPPORT_DRIVER_FIXTURE_H
-#define TESTS_SUPPORT_DRIVER_FIXTURE_H
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -96,5 +95,3 @@ class DriverFixture : public ::testing::Test {
 RegRequest request_for(uint32_t id, uint16_t offset = 0);
 
 }  // namespace plc_test
-
-#endif

@@ -1,6 +1,5 @@
 // A buffer of exactly the promised size between guard bytes, to show that nothing is written beside it.
-#ifndef TESTS_SUPPORT_GUARDED_BUFFER_H
-#define TESTS_SUPPORT_GUARDED_BUFFER_H
+#pragma once
 
 #include <algorithm>
 #include <cstddef>
@@ -51,5 +50,3 @@ class GuardedBuffer {
 };
 
 }  // namespace plc_test
-
-#endif

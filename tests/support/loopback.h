@@ -1,6 +1,5 @@
 // Sockets on 127.0.0.1 with ports that the system chooses.
-#ifndef TESTS_SUPPORT_LOOPBACK_H
-#define TESTS_SUPPORT_LOOPBACK_H
+#pragma once
 
 #include <cerrno>
 #include <cstdint>
@@ -96,5 +95,3 @@ class FullBacklog {
 };
 
 }  // namespace plc_test
-
-#endif

@@ -4,8 +4,7 @@
 // It takes one request with each receive (the driver sends a request with one call and waits for its reply, and the
 // loopback carries 64 KiB in one piece) and records it, then does what the script's next step says. It calls poll,
 // sendmsg and recvmsg only, so that tests which count or steer the driver's select, send and recv are not disturbed.
-#ifndef TESTS_SUPPORT_SCRIPTED_PEER_H
-#define TESTS_SUPPORT_SCRIPTED_PEER_H
+#pragma once
 
 #include <condition_variable>
 #include <cstddef>
@@ -105,5 +104,3 @@ bool wait_for_end(int descriptor);
 bool wait_for_hangup(int descriptor);
 
 }  // namespace plc_test
-
-#endif

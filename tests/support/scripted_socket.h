@@ -2,8 +2,7 @@
 //
 // No network, no thread and no waiting: what a frame holds and what its reply does is tested without either. Calls on
 // other descriptors go to the system.
-#ifndef TESTS_SUPPORT_SCRIPTED_SOCKET_H
-#define TESTS_SUPPORT_SCRIPTED_SOCKET_H
+#pragma once
 
 #include <cstddef>
 #include <deque>
@@ -105,5 +104,3 @@ class ScriptedSocket {
 };
 
 }  // namespace plc_test
-
-#endif

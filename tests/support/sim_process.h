@@ -1,6 +1,5 @@
 // A plc-sim as a process of its own, spoken to through its standard streams.
-#ifndef TESTS_SUPPORT_SIM_PROCESS_H
-#define TESTS_SUPPORT_SIM_PROCESS_H
+#pragma once
 
 #include <sys/types.h>
 
@@ -69,5 +68,3 @@ class RunningSim : public SimProcess {
 };
 
 }  // namespace plc_test
-
-#endif

@@ -1,6 +1,5 @@
 // Folders of a test's own: a temporary one that is removed at the end, and a scoped change of the working directory.
-#ifndef TESTS_SUPPORT_TEMP_DIR_H
-#define TESTS_SUPPORT_TEMP_DIR_H
+#pragma once
 
 #include <cstdio>
 #include <cstdlib>
@@ -76,5 +75,3 @@ class ScopedWorkingDirectory {
 };
 
 }  // namespace plc_test
-
-#endif

@@ -1,6 +1,5 @@
 // System and library calls that the tests see and steer: the linker sends the driver's calls here first.
-#ifndef TESTS_SUPPORT_WRAPPED_CALLS_H
-#define TESTS_SUPPORT_WRAPPED_CALLS_H
+#pragma once
 
 #include <functional>
 #include <string>
@@ -47,5 +46,3 @@ struct WrappedCalls {
 WrappedCalls& wrapped_calls();
 
 }  // namespace plc_test
-
-#endif

@@ -1,6 +1,5 @@
 // Where a command's results go while the driver's lines are kept apart from them.
-#ifndef TOOLS_PLC_HOST_COMMAND_OUTPUT_H_
-#define TOOLS_PLC_HOST_COMMAND_OUTPUT_H_
+#pragma once
 
 #include <cstdio>
 
@@ -23,5 +22,3 @@ class CommandOutput : public DriverOutput {
 };
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_COMMAND_OUTPUT_H_

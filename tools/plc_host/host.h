@@ -1,6 +1,5 @@
 // What a command needs to talk to a controller: the library, a simulator where asked for, the tag file, the session.
-#ifndef TOOLS_PLC_HOST_HOST_H_
-#define TOOLS_PLC_HOST_HOST_H_
+#pragma once
 
 #include <functional>
 #include <memory>
@@ -69,5 +68,3 @@ std::vector<TagResult> look_up_names(const HostOptions& options, const TagList& 
 int exit_code_of(const std::vector<TagResult>& results, bool interrupted);
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_HOST_H_

@@ -1,6 +1,5 @@
 // Everything that the command line can say.
-#ifndef TOOLS_PLC_HOST_HOST_OPTIONS_H_
-#define TOOLS_PLC_HOST_HOST_OPTIONS_H_
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -61,5 +60,3 @@ struct HostOptions {
 };
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_HOST_OPTIONS_H_

@@ -1,6 +1,5 @@
 // Lines for standard error: everything that is not a result.
-#ifndef TOOLS_PLC_HOST_MESSAGES_H_
-#define TOOLS_PLC_HOST_MESSAGES_H_
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -20,5 +19,3 @@ void show_driver_line(const std::string& text);
 void show_simulator_line(const std::string& text);
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_MESSAGES_H_

@@ -1,6 +1,5 @@
 // The file that results go to, which notices when they do not get there.
-#ifndef TOOLS_PLC_HOST_RESULT_FILE_H_
-#define TOOLS_PLC_HOST_RESULT_FILE_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdio>
@@ -39,5 +38,3 @@ class ResultFile {
 };
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_RESULT_FILE_H_

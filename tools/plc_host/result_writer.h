@@ -1,6 +1,5 @@
 // Results on standard output: a table by type, or a JSON object per line.
-#ifndef TOOLS_PLC_HOST_RESULT_WRITER_H_
-#define TOOLS_PLC_HOST_RESULT_WRITER_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdio>
@@ -53,5 +52,3 @@ void write_json_line(FILE* file, const nlohmann::ordered_json& object);
 void write_table(FILE* file, const std::vector<std::vector<std::string>>& rows);
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_RESULT_WRITER_H_

@@ -1,6 +1,5 @@
 // A simulated controller as a child process: started on a free port of the loopback address, ended with this process.
-#ifndef TOOLS_PLC_HOST_SIM_PROCESS_H_
-#define TOOLS_PLC_HOST_SIM_PROCESS_H_
+#pragma once
 
 #include <sys/types.h>
 
@@ -44,5 +43,3 @@ class SimProcess {
 };
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_SIM_PROCESS_H_

@@ -1,6 +1,5 @@
 // Ctrl-C and SIGTERM as a question that loops ask, and as the end of a wait.
-#ifndef TOOLS_PLC_HOST_STOP_SIGNAL_H_
-#define TOOLS_PLC_HOST_STOP_SIGNAL_H_
+#pragma once
 
 #include <chrono>
 
@@ -15,5 +14,3 @@ bool stop_requested();
 void wait_for_stop(std::chrono::milliseconds time);
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_STOP_SIGNAL_H_

@@ -1,8 +1,5 @@
 /* A host's own functions, under names that the driver uses inside itself: neither may ever call the other's. */
-#ifndef OWN_FUNCTIONS_H
-#define OWN_FUNCTIONS_H
+#pragma once
 
 /* How often the driver called one of the host's functions in place of its own: 0 when all is well. */
 int own_calls(void);
-
-#endif

@@ -1,6 +1,5 @@
 // The host of the endurance program: reads and writes by chance, and holds what comes of each call against the rules.
-#ifndef TESTS_DRIVER_ENDURE_ENDURE_HOST_H
-#define TESTS_DRIVER_ENDURE_ENDURE_HOST_H
+#pragma once
 
 #include <array>
 
@@ -76,5 +75,3 @@ class Host {
 };
 
 }  // namespace plc_endure
-
-#endif

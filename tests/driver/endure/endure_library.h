@@ -1,6 +1,5 @@
 // A build of the driver, loaded by its path.
-#ifndef TESTS_DRIVER_ENDURE_ENDURE_LIBRARY_H
-#define TESTS_DRIVER_ENDURE_ENDURE_LIBRARY_H
+#pragma once
 
 #include <cstdio>
 #include <cstdlib>
@@ -30,5 +29,3 @@ class Library {
 };
 
 }  // namespace plc_endure
-
-#endif

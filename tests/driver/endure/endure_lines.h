@@ -1,6 +1,5 @@
 // The lines that the driver prints, counted by what they say: which of its reasons a run has met.
-#ifndef TESTS_DRIVER_ENDURE_ENDURE_LINES_H
-#define TESTS_DRIVER_ENDURE_ENDURE_LINES_H
+#pragma once
 
 #include <cstddef>
 
@@ -19,5 +18,3 @@ constexpr size_t kLineKinds = 48;
 bool count_lines(LineCount (*counts)[kLineKinds]);
 
 }  // namespace plc_endure
-
-#endif

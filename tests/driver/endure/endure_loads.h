@@ -1,6 +1,5 @@
 // Loads of random tag files by a build of the driver.
-#ifndef TESTS_DRIVER_ENDURE_ENDURE_LOADS_H
-#define TESTS_DRIVER_ENDURE_ENDURE_LOADS_H
+#pragma once
 
 #include "tests/driver/endure/endure_library.h"
 #include "tests/driver/endure/referee/endure_basics.h"
@@ -22,5 +21,3 @@ class Loads {
 };
 
 }  // namespace plc_endure
-
-#endif

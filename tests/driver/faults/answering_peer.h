@@ -1,7 +1,6 @@
 // A controller that answers every request with a reply of its kind, for as long as it lives: a TCP server on the
 // loopback in a thread of its own. It takes no call that the driver's tests count.
-#ifndef TESTS_DRIVER_FAULTS_ANSWERING_PEER_H
-#define TESTS_DRIVER_FAULTS_ANSWERING_PEER_H
+#pragma once
 
 #include <cstdint>
 #include <thread>
@@ -37,5 +36,3 @@ class AnsweringPeer {
 };
 
 }  // namespace plc_test
-
-#endif

@@ -1,7 +1,6 @@
 // Every call of the driver that the system can refuse, counted and made to fail on demand: the linker sends the
 // driver's calls here first (calls.txt names them).
-#ifndef TESTS_DRIVER_FAULTS_FAULT_CALLS_H
-#define TESTS_DRIVER_FAULTS_FAULT_CALLS_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -127,5 +126,3 @@ class WatchedCalls {
 };
 
 }  // namespace plc_test
-
-#endif

@@ -1,7 +1,6 @@
 // The fixture of tests that make the driver's calls fail: a controller that always answers, tag files, and transfers
 // by name.
-#ifndef TESTS_DRIVER_FAULTS_FAULT_FIXTURE_H
-#define TESTS_DRIVER_FAULTS_FAULT_FIXTURE_H
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -61,5 +60,3 @@ class FaultFixture : public ::testing::Test {
 };
 
 }  // namespace plc_test
-
-#endif

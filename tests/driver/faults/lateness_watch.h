@@ -1,6 +1,5 @@
 // How late this process is woken: what a measured call may have lost to other processes.
-#ifndef TESTS_DRIVER_FAULTS_LATENESS_WATCH_H
-#define TESTS_DRIVER_FAULTS_LATENESS_WATCH_H
+#pragma once
 
 #include <atomic>
 #include <thread>
@@ -25,5 +24,3 @@ class LatenessWatch {
 };
 
 }  // namespace plc_test
-
-#endif

@@ -1,6 +1,5 @@
 // What each failing call costs a transfer that connects, loads its tag file and exchanges: the stated code and lines.
-#ifndef TESTS_DRIVER_FAULTS_TRANSFER_FAULTS_H
-#define TESTS_DRIVER_FAULTS_TRANSFER_FAULTS_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -35,5 +34,3 @@ Expected expect_fresh(Transfer transfer, const Fault& fault);
 std::string without_source_lines(std::string text);
 
 }  // namespace plc_test
-
-#endif

@@ -1,7 +1,6 @@
 // What the tests of the guarded build start from: a healthy controller that answers every request, and tests that
 // change what it answers.
-#ifndef TESTS_DRIVER_GUARDED_GUARDED_FIXTURE_H
-#define TESTS_DRIVER_GUARDED_GUARDED_FIXTURE_H
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -100,5 +99,3 @@ class GuardedTest : public ::testing::Test {
 };
 
 }  // namespace plc_test
-
-#endif

@@ -2,8 +2,7 @@
 //
 // The linker sends the driver's socket calls and its look at the clock here. Time passes only in select, and in
 // receives where a test says so.
-#ifndef TESTS_DRIVER_GUARDED_TIMED_SOCKET_H
-#define TESTS_DRIVER_GUARDED_TIMED_SOCKET_H
+#pragma once
 
 #include <cstdint>
 #include <deque>
@@ -93,5 +92,3 @@ class TimedSocket {
 };
 
 }  // namespace plc_test
-
-#endif

@@ -1,6 +1,5 @@
 // The fixture of tests that call the connection's own functions against a scripted controller.
-#ifndef TESTS_DRIVER_INTEGRATION_CONNECTION_FIXTURE_H
-#define TESTS_DRIVER_INTEGRATION_CONNECTION_FIXTURE_H
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -92,5 +91,3 @@ class ConnectionFixture : public DriverFixture {
 };
 
 }  // namespace plc_test
-
-#endif

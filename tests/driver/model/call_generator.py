@@ -230,8 +230,8 @@ def random_operation(rng, kind, files, tables):
     if pick < 0.025:
         return Operation("rewrite", seed, settings={"area": rng.choice(list(files)), "from": rng.choice(list(files))})
     if pick < 0.05:
-        return Operation("stale", seed, settings={"size": choose(rng, [(rng.randrange(1, 600), 5), (512, 1), (513, 1),
-                                                                        (rng.randrange(513, 2000), 2)])})
+        return Operation("stale", seed, settings={"size": choose(rng, [
+            (rng.randrange(1, 600), 5), (512, 1), (513, 1), (rng.randrange(513, 2000), 2)])})
     if pick < 0.053:
         return Operation("forget", seed, settings={"socket_fd": rng.choice((-1, -2, -2**31, 999999, 5000, 2**31 - 1))})
     if pick < 0.058:

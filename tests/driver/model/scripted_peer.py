@@ -105,7 +105,6 @@ class ScriptedPeer:
         # Whoever finds a request in the log finds done what the script says about it.
         self.log.append(data)
 
-
     def answer(self, conn, step):
         """Sends the pieces, each after the driver has taken the one before, and ends the connection if asked to."""
         if step.drips:

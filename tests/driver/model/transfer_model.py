@@ -260,8 +260,8 @@ class SingleRead:
         for _ in range(count):
             last = reply[pos + 25]
             if tag.bit_width == 1:
-                if (tag.name_kind != 1 and tag.device_kind in DEVICES_WITH_WORD_BITS) or (tag.dim1_high != 0 and
-                                                                                         tag.device_kind == EM):
+                if (tag.name_kind != 1 and tag.device_kind in DEVICES_WITH_WORD_BITS) or \
+                        (tag.dim1_high != 0 and tag.device_kind == EM):
                     self.bit_positions.append(reply[pos + 30] & 0x0F)
                 else:
                     self.bit_positions.append(last & 0x0F)

@@ -1,7 +1,6 @@
 // What the protocol tests start from: a driver that counts as connected to a scripted socket, and records that they
 // make themselves.
-#ifndef TESTS_DRIVER_PROTOCOL_PROTOCOL_FIXTURE_H
-#define TESTS_DRIVER_PROTOCOL_PROTOCOL_FIXTURE_H
+#pragma once
 
 #include <cstdint>
 #include <initializer_list>
@@ -115,5 +114,3 @@ class ProtocolTest : public testing::Test {
 std::vector<std::string> names_in(const Bytes& resolve_request);
 
 }  // namespace plc_test
-
-#endif

@@ -8,8 +8,8 @@ check_examples.py help PREFIX                       every example of the help te
 check_examples.py self PREFIX                       changed and unknown blocks are found
 
 Blocks: `console` shows commands behind "$ " and their output; `sh` shows commands alone; `csv` is a tag file that the
-checker finds nothing wrong with; `c` is a file of examples/; `text` is a drawing or a list and holds no command. A block
-of any other kind fails.
+checker finds nothing wrong with; `c` is a file of examples/; `text` is a drawing or a list and holds no command. A
+block of any other kind fails.
 """
 import argparse
 import pathlib

@@ -251,7 +251,8 @@ def check_flags(builder, work):
     wanted = {"Release": ["-O3"], "RelWithDebInfo": ["-O2"], "MinSizeRel": ["-Os"]}
     seen = set()
     for entry in commands_of(work / "all"):
-        room = pathlib.PurePath(entry["file"]).relative_to(ROOT).parts[0] if entry["file"].startswith(f"{ROOT}/") else ""
+        is_ours = entry["file"].startswith(f"{ROOT}/")
+        room = pathlib.PurePath(entry["file"]).relative_to(ROOT).parts[0] if is_ours else ""
         build_type = re.search(r'CMAKE_INTDIR=\\*"(\w+)', entry["command"])[1]
         if room in ("src", "base", "wire", "client", "tag_check", "tools"):
             seen.add((room, build_type))

@@ -41,7 +41,8 @@ def with_dependencies(packages):
         if name not in found:
             found.add(name)
             for choice in needs[name]:
-                wanted += [known for known in (one if one in needs else providers.get(one) for one in choice) if known][:1]
+                named = (one if one in needs else providers.get(one) for one in choice)
+                wanted += [known for known in named if known][:1]
     return sorted(found)
 
 

@@ -1,6 +1,5 @@
 // A host as a panel is one: loads the shared library, keeps its records, makes transfers by register number.
-#ifndef TESTS_PRODUCT_SYSTEM_PANEL_H
-#define TESTS_PRODUCT_SYSTEM_PANEL_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -79,5 +78,3 @@ class Panel {
 };
 
 }  // namespace plc_test
-
-#endif  // TESTS_PRODUCT_SYSTEM_PANEL_H

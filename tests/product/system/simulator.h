@@ -1,6 +1,5 @@
 // A plc-sim of a test's own in sentinel mode, and its memory.
-#ifndef TESTS_PRODUCT_SYSTEM_SIMULATOR_H
-#define TESTS_PRODUCT_SYSTEM_SIMULATOR_H
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -28,5 +27,3 @@ class Simulator : public RunningSim {
 };
 
 }  // namespace plc_test
-
-#endif  // TESTS_PRODUCT_SYSTEM_SIMULATOR_H

@@ -1,6 +1,5 @@
 // Programs as children of a test: started with their output in files, waited for with patience.
-#ifndef TESTS_TOOLS_PLC_HOST_PROGRAM_CHILD_H_
-#define TESTS_TOOLS_PLC_HOST_PROGRAM_CHILD_H_
+#pragma once
 
 #include <fcntl.h>
 #include <poll.h>
@@ -116,5 +115,3 @@ class Child {
 };
 
 }  // namespace plc_host_test
-
-#endif  // TESTS_TOOLS_PLC_HOST_PROGRAM_CHILD_H_

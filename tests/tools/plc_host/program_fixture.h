@@ -1,6 +1,5 @@
 // plc-host as a child, with a tag file and a simulator in a folder of its own.
-#ifndef TESTS_TOOLS_PLC_HOST_PROGRAM_FIXTURE_H_
-#define TESTS_TOOLS_PLC_HOST_PROGRAM_FIXTURE_H_
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -97,5 +96,3 @@ class ProgramTest : public testing::Test {
 };
 
 }  // namespace plc_host_test
-
-#endif  // TESTS_TOOLS_PLC_HOST_PROGRAM_FIXTURE_H_

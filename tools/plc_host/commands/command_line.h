@@ -1,6 +1,5 @@
 // The command line of plc-host: what it understands, its help, and the call of the chosen command.
-#ifndef TOOLS_PLC_HOST_COMMANDS_COMMAND_LINE_H_
-#define TOOLS_PLC_HOST_COMMANDS_COMMAND_LINE_H_
+#pragma once
 
 namespace plc_host {
 
@@ -8,5 +7,3 @@ namespace plc_host {
 int run_command_line(int argc, char** argv);
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_COMMANDS_COMMAND_LINE_H_

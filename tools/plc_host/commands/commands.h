@@ -1,6 +1,5 @@
 // The commands of plc-host: one function each, and the table that the command line is made from.
-#ifndef TOOLS_PLC_HOST_COMMANDS_COMMANDS_H_
-#define TOOLS_PLC_HOST_COMMANDS_COMMANDS_H_
+#pragma once
 
 #include <string>
 #include <vector>
@@ -37,5 +36,3 @@ int run_watch(const HostOptions& options, CommandOutput& output);
 int run_why(const HostOptions& options, CommandOutput& output);
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_COMMANDS_COMMANDS_H_

@@ -1,6 +1,5 @@
 // A chart of one value over time, drawn with characters.
-#ifndef TOOLS_PLC_HOST_WATCH_CHART_H_
-#define TOOLS_PLC_HOST_WATCH_CHART_H_
+#pragma once
 
 #include <cstddef>
 #include <deque>
@@ -28,5 +27,3 @@ class Chart {
 };
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_WATCH_CHART_H_

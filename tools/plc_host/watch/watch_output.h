@@ -1,6 +1,5 @@
 // The forms in which watch shows its rounds: a table in a terminal, lines, JSON, or a spreadsheet.
-#ifndef TOOLS_PLC_HOST_WATCH_WATCH_OUTPUT_H_
-#define TOOLS_PLC_HOST_WATCH_WATCH_OUTPUT_H_
+#pragma once
 
 #include <cstdio>
 #include <memory>
@@ -48,5 +47,3 @@ std::string summary_text(const CallFigures& figures);
 std::string csv_field(const std::string& text);
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_WATCH_WATCH_OUTPUT_H_

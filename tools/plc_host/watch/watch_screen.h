@@ -1,6 +1,5 @@
 // The table of watch: its lines, and their place in a terminal where each round redraws them.
-#ifndef TOOLS_PLC_HOST_WATCH_WATCH_SCREEN_H_
-#define TOOLS_PLC_HOST_WATCH_WATCH_SCREEN_H_
+#pragma once
 
 #include <cstddef>
 #include <cstdio>
@@ -48,5 +47,3 @@ class WatchScreen {
 };
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_WATCH_WATCH_SCREEN_H_

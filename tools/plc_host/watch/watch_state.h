@@ -1,6 +1,5 @@
 // What watch knows between its rounds: values, their changes, and whether the controller answers. No input or output.
-#ifndef TOOLS_PLC_HOST_WATCH_WATCH_STATE_H_
-#define TOOLS_PLC_HOST_WATCH_WATCH_STATE_H_
+#pragma once
 
 #include <chrono>
 #include <optional>
@@ -84,5 +83,3 @@ class WatchState {
 };
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_WATCH_WATCH_STATE_H_

@@ -1,6 +1,5 @@
 // Finds the road of one value in captured traffic. No driver call is made.
-#ifndef TOOLS_PLC_HOST_WHY_WHY_CAPTURE_H_
-#define TOOLS_PLC_HOST_WHY_WHY_CAPTURE_H_
+#pragma once
 
 #include "tools/plc_host/command_output.h"
 #include "tools/plc_host/host_options.h"
@@ -12,5 +11,3 @@ namespace plc_host {
 int follow_capture(const HostOptions& options, CommandOutput& output, WhyReport& report);
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_WHY_WHY_CAPTURE_H_

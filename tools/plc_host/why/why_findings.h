@@ -1,6 +1,5 @@
 // What went wrong on the road of a value, in words: from names, from the directory, from the driver and from the wire.
-#ifndef TOOLS_PLC_HOST_WHY_WHY_FINDINGS_H_
-#define TOOLS_PLC_HOST_WHY_WHY_FINDINGS_H_
+#pragma once
 
 #include <string>
 
@@ -28,5 +27,3 @@ void find_transfer_faults(WhyReport& report);
 void find_driver_faults(WhyReport& report);
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_WHY_WHY_FINDINGS_H_

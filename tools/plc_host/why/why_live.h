@@ -1,6 +1,5 @@
 // Follows one value through the loaded driver, recording the traffic on its way.
-#ifndef TOOLS_PLC_HOST_WHY_WHY_LIVE_H_
-#define TOOLS_PLC_HOST_WHY_WHY_LIVE_H_
+#pragma once
 
 #include "tools/plc_host/command_output.h"
 #include "tools/plc_host/host_options.h"
@@ -16,5 +15,3 @@ int follow_live(const HostOptions& options, CommandOutput& output, WhyReport& re
 std::optional<TagReference> look_up(const HostOptions& options, WhyReport& report);
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_WHY_WHY_LIVE_H_

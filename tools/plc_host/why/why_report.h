@@ -1,6 +1,5 @@
 // Everything that is known of the road of one value, and what went wrong on it.
-#ifndef TOOLS_PLC_HOST_WHY_WHY_REPORT_H_
-#define TOOLS_PLC_HOST_WHY_WHY_REPORT_H_
+#pragma once
 
 #include <cstdint>
 #include <cstdio>
@@ -75,5 +74,3 @@ void write_why_text(FILE* file, const WhyReport& report);
 void write_why_json(FILE* file, const WhyReport& report);
 
 }  // namespace plc_host
-
-#endif  // TOOLS_PLC_HOST_WHY_WHY_REPORT_H_

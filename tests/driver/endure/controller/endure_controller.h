@@ -1,7 +1,6 @@
 // The controller of the endurance program: carries out a request to the letter, by its handles alone, as a controller
 // does. That a handle belongs to another variable than the host means is not its business; the rules see it.
-#ifndef TESTS_DRIVER_ENDURE_CONTROLLER_ENDURE_CONTROLLER_H
-#define TESTS_DRIVER_ENDURE_CONTROLLER_ENDURE_CONTROLLER_H
+#pragma once
 
 #include "tests/driver/endure/controller/endure_variables.h"
 #include "tests/driver/endure/referee/endure_rules.h"
@@ -41,5 +40,3 @@ class Controller {
 };
 
 }  // namespace plc_endure
-
-#endif

@@ -1,6 +1,5 @@
 // Frames and parts of frames that a controller should not send, made from those that it should.
-#ifndef TESTS_DRIVER_ENDURE_CONTROLLER_ENDURE_DAMAGE_H
-#define TESTS_DRIVER_ENDURE_CONTROLLER_ENDURE_DAMAGE_H
+#pragma once
 
 #include "tests/driver/endure/referee/endure_basics.h"
 
@@ -24,5 +23,3 @@ void refuse(Random& random, Bytes* reply);
 void shorten(Random& random, Bytes* reply);
 
 }  // namespace plc_endure
-
-#endif

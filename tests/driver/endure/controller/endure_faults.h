@@ -6,8 +6,7 @@
 // delivered any more (numbers come round after 65536), a frame that was begun is never completed by other bytes, and no
 // reply has other values in the same shape under status 0. The two directory requests have fixed numbers; their replies
 // say the same each time.
-#ifndef TESTS_DRIVER_ENDURE_CONTROLLER_ENDURE_FAULTS_H
-#define TESTS_DRIVER_ENDURE_CONTROLLER_ENDURE_FAULTS_H
+#pragma once
 
 #include <array>
 
@@ -114,5 +113,3 @@ class Faults : public Peer {
 };
 
 }  // namespace plc_endure
-
-#endif

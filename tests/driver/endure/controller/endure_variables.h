@@ -1,7 +1,6 @@
 // The variables of the endurance program: what the tag file says of each, where the controller has it, and what a host
 // may ask of it with a right outcome.
-#ifndef TESTS_DRIVER_ENDURE_CONTROLLER_ENDURE_VARIABLES_H
-#define TESTS_DRIVER_ENDURE_CONTROLLER_ENDURE_VARIABLES_H
+#pragma once
 
 #include <unordered_map>
 
@@ -80,5 +79,3 @@ class VariableBook {
 };
 
 }  // namespace plc_endure
-
-#endif

@@ -1,6 +1,5 @@
 // What the parts of the endurance program share: bytes, chance, and the record of the last events.
-#ifndef TESTS_DRIVER_ENDURE_REFEREE_ENDURE_BASICS_H
-#define TESTS_DRIVER_ENDURE_REFEREE_ENDURE_BASICS_H
+#pragma once
 
 #include <cstdint>
 #include <cstdio>
@@ -74,5 +73,3 @@ class Journal {
 };
 
 }  // namespace plc_endure
-
-#endif

@@ -1,6 +1,5 @@
 // The controller's memory, word by word, with everything that changed during the call of the host that is under way.
-#ifndef TESTS_DRIVER_ENDURE_REFEREE_ENDURE_MEMORY_H
-#define TESTS_DRIVER_ENDURE_REFEREE_ENDURE_MEMORY_H
+#pragma once
 
 #include "tests/driver/endure/referee/endure_basics.h"
 
@@ -33,5 +32,3 @@ class Memory {
 };
 
 }  // namespace plc_endure
-
-#endif

@@ -5,8 +5,7 @@
 // sockets, most of them a pair of stream sockets that is put in the place of the driver's, some of them TCP over the
 // loopback device. Time is not: a wait moves the clock to whatever happens next, so that a time-out of a second costs
 // nothing, a reply may be late by any time, and a seed repeats a run to the microsecond.
-#ifndef TESTS_DRIVER_ENDURE_REFEREE_ENDURE_NETWORK_H
-#define TESTS_DRIVER_ENDURE_REFEREE_ENDURE_NETWORK_H
+#pragma once
 
 #include <sys/types.h>
 
@@ -159,5 +158,3 @@ class Network {
 };
 
 }  // namespace plc_endure
-
-#endif

@@ -3,8 +3,7 @@
 // A write that the controller carries out belongs to the call that sent it, now or later: it may give the elements of
 // that call the values of that call, and nothing else. The other bits of a word that is read, changed and given back
 // may be given values that they had between the call's beginning and the sending.
-#ifndef TESTS_DRIVER_ENDURE_REFEREE_ENDURE_RULES_H
-#define TESTS_DRIVER_ENDURE_REFEREE_ENDURE_RULES_H
+#pragma once
 
 #include <array>
 #include <memory>
@@ -72,5 +71,3 @@ class Rules {
 };
 
 }  // namespace plc_endure
-
-#endif

@@ -1,6 +1,5 @@
 // What the tests of batch reads start from: elements between guard bytes, and replies for many names.
-#ifndef TESTS_DRIVER_PROTOCOL_BATCH_BATCH_FIXTURE_H
-#define TESTS_DRIVER_PROTOCOL_BATCH_BATCH_FIXTURE_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -52,5 +51,3 @@ class BatchTest : public ProtocolTest {
 Bytes value_reply(const Bytes& values);
 
 }  // namespace plc_test
-
-#endif

@@ -1,7 +1,6 @@
 // The rules of batch reads once more, written down plainly and apart from the driver: what a batch is classified into,
 // which frames it sends for given replies, and what it stores.
-#ifndef TESTS_DRIVER_PROTOCOL_BATCH_BATCH_RULES_H
-#define TESTS_DRIVER_PROTOCOL_BATCH_BATCH_RULES_H
+#pragma once
 
 #include <array>
 #include <cstdint>
@@ -78,5 +77,3 @@ class BatchRules {
 };
 
 }  // namespace plc_test
-
-#endif
