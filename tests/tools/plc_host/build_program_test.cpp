@@ -63,17 +63,15 @@ TEST_F(BuildTest, ContractBuildAlone_IsTakenAndSaid) {
                      "so values and writes are shown as unguarded\n"),
             1U)
       << outcome.err;
-  EXPECT_NE(outcome.out.find("  unguarded  "), std::string::npos) << outcome.out;
+  EXPECT_THAT(outcome.out, HasSubstr("  unguarded  "));
 }
 
 TEST_F(BuildTest, GuardedBuildThatIsMissing_IsAskedForInVain) {
   install(PLC_HOST_LIBRARY, "tools/bin");
   const Outcome outcome = run_copy({"info", "--driver", "guarded"});
   EXPECT_EQ(outcome.code, 3);
-  EXPECT_NE(outcome.err.find("plc-host: there is no guarded build of the driver library; looked for "),
-            std::string::npos)
-      << outcome.err;
-  EXPECT_NE(outcome.err.find("tools/bin/guarded/libplc_driver.so.1, "), std::string::npos) << outcome.err;
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: there is no guarded build of the driver library; looked for "));
+  EXPECT_THAT(outcome.err, HasSubstr("tools/bin/guarded/libplc_driver.so.1, "));
 }
 
 TEST_F(BuildTest, FolderOfTheGuardedBuildWithAnotherOne_IsNotTakenForIt) {
@@ -81,7 +79,7 @@ TEST_F(BuildTest, FolderOfTheGuardedBuildWithAnotherOne_IsNotTakenForIt) {
   EXPECT_EQ(info()["guarded"], false);
   const Outcome outcome = run_copy({"info", "--driver", "guarded"});
   EXPECT_EQ(outcome.code, 3);
-  EXPECT_NE(outcome.err.find(" is not the guarded build but 1.1.0 contract\n"), std::string::npos) << outcome.err;
+  EXPECT_THAT(outcome.err, HasSubstr(" is not the guarded build but 1.1.0 contract\n"));
 }
 
 TEST_F(BuildTest, Driver_ChoosesByWordOrByPath) {

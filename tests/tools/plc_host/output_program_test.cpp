@@ -69,11 +69,10 @@ TEST_F(OutputTest, DiskThatFillsUp_EndsWatchAndSaysThatARowIsCut) {
                               path("machine.csv");
   Child child({"/bin/bash", "-c", command}, path("out"), path("err"));
   EXPECT_EQ(child.wait(), kOutputCode);
-  EXPECT_NE(file_text(path("err"))
-                .find("plc-host: standard output cannot be written: File too large; 1024 bytes were written, the last "
-                      "line is cut off\n"),
-            std::string::npos)
-      << file_text(path("err"));
+  EXPECT_THAT(
+      file_text(path("err")),
+      HasSubstr("plc-host: standard output cannot be written: File too large; 1024 bytes were written, the last "
+                "line is cut off\n"));
   EXPECT_EQ(file_text(path("out")).size(), 1024U);
 }
 

@@ -1,6 +1,7 @@
 // plc-host as a child, with a tag file and a simulator in a folder of its own.
 #pragma once
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,6 +15,11 @@
 #include "tests/tools/plc_host/program_child.h"
 
 namespace plc_host_test {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
 
 // One line per type, shape, scope and kind of bit; the last indexed id can never be asked for.
 inline constexpr char kTagFile[] =
@@ -62,9 +68,11 @@ class ProgramTest : public testing::Test {
     return words;
   }
 
-  Outcome run(const std::vector<std::string>& words) {
+  Outcome run(const std::vector<std::string>& words) { return run_words(host_words(words)); }
+
+  Outcome run_words(const std::vector<std::string>& words) {
     Outcome outcome;
-    Child child(host_words(words), path("out"), path("err"));
+    Child child(words, path("out"), path("err"));
     outcome.code = child.wait();
     outcome.out = file_text(path("out"));
     outcome.err = file_text(path("err"));

@@ -66,10 +66,10 @@ TEST_F(ProgramTest, Completion_KnowsEveryOptionOfEveryCommand) {
     ASSERT_EQ(child.wait(), 0);
     const std::vector<std::string> offered = lines_of(file_text(path("offered")));
     for (const std::string& option : words_starting(run({command, "--help"}).out, "--")) {
-      EXPECT_NE((" " + offered.at(0)).find(" " + option + " "), std::string::npos) << command << " " << option;
+      EXPECT_THAT(" " + offered.at(0), HasSubstr(" " + option + " ")) << command << " " << option;
       ++checked;
     }
-    EXPECT_NE((" " + offered.at(1)).find(" " + command + " "), std::string::npos) << command;
+    EXPECT_THAT(" " + offered.at(1), HasSubstr(" " + command + " ")) << command;
   }
   EXPECT_GT(checked, 50U);
 }
@@ -130,7 +130,7 @@ TEST_P(BothBuildsTest, ReadAll_ShowsEveryVariableAndSaysWhatCannotBe) {
   // The 8-bit variable, for which the controller sends no values.
   EXPECT_EQ(count_of(outcome.out, library_ == PLC_HOST_GUARDED ? "  incomplete " : "  failed "), 1U) << outcome.out;
   EXPECT_EQ(count_of(outcome.err, "plc-host: "), 3U) << outcome.err;
-  EXPECT_NE(outcome.err.find("plc-host: Odd: no offset makes the driver read Odd[1,2]"), std::string::npos);
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: Odd: no offset makes the driver read Odd[1,2]"));
 }
 
 TEST_P(BothBuildsTest, BatchAll_GivesTheValuesOfSingleReads) {
@@ -142,7 +142,7 @@ TEST_P(BothBuildsTest, BatchAll_GivesTheValuesOfSingleReads) {
 }
 
 TEST_F(ProgramTest, DriverLines_AreShownUnlessQuiet) {
-  EXPECT_NE(run_on_simulator({"read", "Speed"}).err.find("driver: server ip = 127.0.0.1\n"), std::string::npos);
+  EXPECT_THAT(run_on_simulator({"read", "Speed"}).err, HasSubstr("driver: server ip = 127.0.0.1\n"));
   EXPECT_EQ(run_on_simulator({"read", "Speed", "--quiet"}).err, "");
 }
 
@@ -159,7 +159,7 @@ TEST_F(ProgramTest, ReadByNumber_CountsAsTheDriverDoes) {
 TEST_F(ProgramTest, OtherArea_HasItsOwnNameOfTheTagFile) {
   const Outcome outcome = run_on_simulator({"read", "Speed", "--area", "12"});
   EXPECT_EQ(outcome.code, 0);
-  EXPECT_NE(outcome.err.find("driver: build tag table for PLC7F000001_12.csv\n"), std::string::npos) << outcome.err;
+  EXPECT_THAT(outcome.err, HasSubstr("driver: build tag table for PLC7F000001_12.csv\n"));
 }
 
 TEST_P(BothBuildsTest, Write_IsReadBackForEveryKindOfVariable) {
@@ -191,7 +191,7 @@ TEST_P(BothBuildsTest, Write_IsReadBackForEveryKindOfVariable) {
                                            {"--sentinel"});
   EXPECT_EQ(outcome.code, 0) << outcome.err;
   EXPECT_EQ(lines_of(outcome.out).size(), 23U);
-  EXPECT_NE(outcome.out.find("Table[3..4]"), std::string::npos);
+  EXPECT_THAT(outcome.out, HasSubstr("Table[3..4]"));
 }
 
 TEST_F(ProgramTest, WriteWithOneBadValue_WritesNothing) {
@@ -214,7 +214,7 @@ TEST_F(ProgramTest, WriteThatReadsBackDifferent_HasACodeOfItsOwn) {
   const Outcome outcome =
       run_on_simulator({"write", "--verify", "--delay", "100", "Speed=-12345"}, {"--animate", "--animate-ms=1"});
   EXPECT_EQ(outcome.code, 5);
-  EXPECT_NE(outcome.err.find("plc-host: Speed: wrote -12345, read back "), std::string::npos) << outcome.err;
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: Speed: wrote -12345, read back "));
 }
 
 TEST_F(ProgramTest, NobodyListening_IsACodeOfItsOwn) {
@@ -242,7 +242,7 @@ TEST_F(ProgramTest, TagFile_MustBeUsable) {
   EXPECT_EQ(run({"tags", path("empty.csv")}).code, 4);
   const Outcome missing = run({"tags", path("missing.csv")});
   EXPECT_EQ(missing.code, 4);
-  EXPECT_NE(missing.err.find("driver: "), std::string::npos);
+  EXPECT_THAT(missing.err, HasSubstr("driver: "));
   EXPECT_EQ(run({"read", "X", "--address", "127.0.0.1", "--port", "1", "--tags", path("missing.csv")}).code, 4);
 }
 
@@ -252,7 +252,7 @@ TEST_F(ProgramTest, Library_MustLoadAndBeComplete) {
   EXPECT_EQ(missing.wait(), 3);
   Child foreign({PLC_HOST_PROGRAM, "info", "--library", "libm.so.6"}, path("out2"), path("err2"));
   EXPECT_EQ(foreign.wait(), 3);
-  EXPECT_NE(file_text(path("err2")).find("no entry point ev_plc_driver_info"), std::string::npos);
+  EXPECT_THAT(file_text(path("err2")), HasSubstr("no entry point ev_plc_driver_info"));
 }
 
 TEST_F(ProgramTest, Simulator_MustStart) {
@@ -271,7 +271,7 @@ TEST_F(ProgramTest, SimulatorThatCountedViolations_GivesTheRunItsCode) {
   const Outcome outcome = run(words);
   EXPECT_EQ(outcome.code, 6);
   EXPECT_EQ(lines_of(outcome.out).size(), 1U);
-  EXPECT_NE(outcome.err.find("plc-host: the simulator ended with code 1\n"), std::string::npos) << outcome.err;
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: the simulator ended with code 1\n"));
   words[1] = "Nothing";
   EXPECT_EQ(run(words).code, 1) << "a failure of the command itself goes before it";
 }
@@ -301,7 +301,7 @@ TEST_F(ProgramTest, CommandLine_RefusesWhatItDoesNotKnow) {
 TEST_F(ProgramTest, Help_GoesToStandardOutputWithExamples) {
   const Outcome outcome = run({"--help"});
   EXPECT_EQ(outcome.code, 0);
-  EXPECT_NE(outcome.out.find("Examples:\n"), std::string::npos);
+  EXPECT_THAT(outcome.out, HasSubstr("Examples:\n"));
   for (const char* command : {"info", "tags", "read", "write", "batch", "watch"}) {
     const Outcome help = run({command, "--help"});
     EXPECT_EQ(help.code, 0);
@@ -313,7 +313,7 @@ TEST_F(ProgramTest, PrivateFolder_IsGoneAtTheEnd) {
   run_on_simulator({"read", "Speed"});
   Child child({"/bin/ls", folder_.path()}, path("ls_out"), path("ls_err"));
   EXPECT_EQ(child.wait(), 0);
-  EXPECT_EQ(file_text(path("ls_out")).find("plc-host."), std::string::npos);
+  EXPECT_THAT(file_text(path("ls_out")), Not(HasSubstr("plc-host.")));
 }
 
 TEST_F(ProgramTest, WatchPiped_WritesALinePerChange) {
@@ -321,9 +321,9 @@ TEST_F(ProgramTest, WatchPiped_WritesALinePerChange) {
   EXPECT_EQ(outcome.code, 0) << outcome.err;
   const std::vector<std::string> lines = lines_of(outcome.out);
   ASSERT_EQ(lines.size(), 2U);
-  EXPECT_EQ(lines[0].substr(13), "good Speed = 0");
-  EXPECT_EQ(lines[1].substr(13), "good Text = \"\"");
-  EXPECT_NE(outcome.err.find("plc-host: 6 calls, 0 failures, round trip "), std::string::npos);
+  EXPECT_THAT(lines[0], EndsWith(" good Speed = 0"));
+  EXPECT_THAT(lines[1], EndsWith(" good Text = \"\""));
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: 6 calls, 0 failures, round trip "));
 }
 
 TEST_F(ProgramTest, WatchCsv_WritesARowPerRound) {
@@ -333,7 +333,7 @@ TEST_F(ProgramTest, WatchCsv_WritesARowPerRound) {
   const std::vector<std::string> lines = lines_of(outcome.out);
   ASSERT_EQ(lines.size(), 3U);
   EXPECT_EQ(lines[0], "time,state,reason,Speed,Table[0],Table[1],Text");
-  EXPECT_EQ(lines[2].substr(24), ",good,,0,0,0,");
+  EXPECT_THAT(lines[2], EndsWith(",good,,0,0,0,"));
 }
 
 TEST_F(ProgramTest, WatchChart_IsDrawnAtTheEndWhenPiped) {
@@ -408,7 +408,7 @@ TEST_F(ProgramTest, WatchInATerminal_RedrawsInPlace) {
   EXPECT_EQ(count_of(shown, "\033[3A\033[J"), 1U) << shown;
   EXPECT_EQ(count_of(shown, "Speed  INT   * 0."), 2U) << shown;
   EXPECT_EQ(count_of(shown, "\033[?25h"), 1U);
-  EXPECT_NE(shown.find("2 calls, 0 failures"), std::string::npos);
+  EXPECT_THAT(shown, HasSubstr("2 calls, 0 failures"));
 }
 
 }  // namespace

@@ -112,7 +112,7 @@ TEST_P(StateCaseTest, Text_HasTheStateTheReasonAndNoValue) {
   EXPECT_EQ(words[2], given.state);
   EXPECT_EQ(words[4], "-");
   EXPECT_EQ(outcome.err.find("plc-host: " + words[0] + ": "), 0U) << outcome.err;
-  EXPECT_NE(outcome.err.find(given.reason), std::string::npos) << outcome.err;
+  EXPECT_THAT(outcome.err, HasSubstr(given.reason));
 }
 
 TEST_P(StateCaseTest, Json_HasTheStateTheReasonAndANull) {
@@ -122,7 +122,7 @@ TEST_P(StateCaseTest, Json_HasTheStateTheReasonAndANull) {
   const Json result = Json::parse(outcome.out);
   EXPECT_EQ(result["state"], given.state);
   EXPECT_TRUE(result["value"].is_null()) << outcome.out;
-  EXPECT_NE(result["reason"].get<std::string>().find(given.reason), std::string::npos) << outcome.out;
+  EXPECT_THAT(result["reason"].get<std::string>(), HasSubstr(given.reason));
   EXPECT_EQ(result["time"].get<std::string>().size(), 24U);
 }
 
@@ -144,18 +144,16 @@ TEST_P(StateCaseTest, Csv_HasTheStateTheReasonAndEmptyCells) {
   const std::vector<std::string> row = fields_of(lines[1]);
   EXPECT_EQ(row.size(), fields_of(lines[0]).size()) << outcome.out;
   EXPECT_EQ(row[1], given.state);
-  EXPECT_EQ(row[2].find(std::string(given.name) + ": "), 0U) << row[2];
-  EXPECT_NE(row[2].find(given.reason), std::string::npos) << row[2];
+  EXPECT_THAT(row[2], StartsWith(std::string(given.name) + ": "));
+  EXPECT_THAT(row[2], HasSubstr(given.reason));
   for (size_t i = 3; i < row.size(); ++i) EXPECT_EQ(row[i], "") << lines[0];
 }
 
 TEST_P(StateCaseTest, Watch_WritesALineForTheState) {
   const StateCase& given = GetParam();
   const Outcome lines = ask({"watch", "--rounds", "1", given.name}, faults());
-  EXPECT_EQ(lines.out.substr(13, std::string(given.state).size() + std::string(given.name).size() + 2),
-            std::string(given.state) + " " + given.name + ":")
-      << lines.out;
-  EXPECT_NE(lines.out.find(given.reason), std::string::npos) << lines.out;
+  EXPECT_THAT(lines.out, HasSubstr(" " + std::string(given.state) + " " + given.name + ":"));
+  EXPECT_THAT(lines.out, HasSubstr(given.reason));
 }
 
 TEST_F(StateTest, WatchOfWhatAnswersOtherwise_DoesNotCallItSilent) {
@@ -165,8 +163,8 @@ TEST_F(StateTest, WatchOfWhatAnswersOtherwise_DoesNotCallItSilent) {
                           ": what answers there does not speak this protocol (3); asking on\n"),
             0U)
       << text.err;
-  EXPECT_EQ(text.err.find("does not answer"), std::string::npos) << text.err;
-  EXPECT_NE(text.err.find("plc-host: 1 call, 1 failure, round trip - / - / - ms "), std::string::npos) << text.err;
+  EXPECT_THAT(text.err, Not(HasSubstr("does not answer")));
+  EXPECT_THAT(text.err, HasSubstr("plc-host: 1 call, 1 failure, round trip - / - / - ms "));
   const std::vector<std::string> lines = lines_of(ask({"watch", "--json", "--rounds", "1", "Speed"}, foreign).out);
   EXPECT_EQ(Json::parse(lines.at(0))["event"], "no-values");
   const Json summary = Json::parse(lines.at(2))["summary"];
@@ -177,7 +175,7 @@ TEST_F(StateTest, NameThatTheControllerDoesNotHave_IsNeitherReadNorWritten) {
   const Outcome read = ask({"read", "Limits", "Speed"});
   EXPECT_EQ(read.code, 1);
   EXPECT_EQ(words_of(lines_of(read.out).at(1))[2], "good");
-  EXPECT_NE(read.err.find(". Try: No variable of this name in this scope"), std::string::npos) << read.err;
+  EXPECT_THAT(read.err, HasSubstr(". Try: No variable of this name in this scope"));
   const Outcome write = ask({"write", "Limits=5", "Speed=7"});
   EXPECT_EQ(write.code, 1);
   EXPECT_EQ(words_of(lines_of(write.out).at(0))[2], "refused");
@@ -220,9 +218,9 @@ TEST_F(StateTest, ValueOfTheContractBuild_IsUnguardedInEveryForm) {
   const Json result = Json::parse(ask({"read", "--json", "Speed"}).out);
   EXPECT_EQ(result["state"], "unguarded");
   EXPECT_EQ(result["value"], 0);
-  EXPECT_EQ(ask({"watch", "--rounds", "1", "Speed"}).out.substr(13), "unguarded Speed = 0\n");
+  EXPECT_THAT(ask({"watch", "--rounds", "1", "Speed"}).out, EndsWith(" unguarded Speed = 0\n"));
   const Outcome csv = ask({"watch", "--rounds", "1", "--csv", "Speed"});
-  EXPECT_EQ(lines_of(csv.out).at(1).substr(24), ",unguarded,,0");
+  EXPECT_THAT(lines_of(csv.out).at(1), EndsWith(",unguarded,,0"));
   EXPECT_EQ(words_of(ask({"write", "Speed=5"}).out)[2], "unguarded");
 }
 
@@ -236,9 +234,7 @@ TEST_F(StateTest, SilentController_IsAskedOnceForAll) {
     EXPECT_EQ(words_of(lines[i])[2], states[i]) << lines[i];
     EXPECT_EQ(words_of(lines[i])[4] == "-", i != 1) << lines[i];
   }
-  EXPECT_NE(outcome.err.find("plc-host: 3 variables not read: 127.0.0.1:" + port_ + " does not answer\n"),
-            std::string::npos)
-      << outcome.err;
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: 3 variables not read: 127.0.0.1:" + port_ + " does not answer\n"));
   const Outcome json = ask({"read", "--json", "Speed", "Total"}, {"--fault=no-reply on=read times=always"});
   EXPECT_EQ(json.code, 7);
   const Json left_out = Json::parse(lines_of(json.out).at(1));
@@ -248,13 +244,11 @@ TEST_F(StateTest, SilentController_IsAskedOnceForAll) {
   const Outcome csv =
       ask({"watch", "--rounds", "1", "--csv", "Speed", "Total"}, {"--fault=no-reply on=read times=always"});
   const std::string controller = "127.0.0.1:" + port_;
-  EXPECT_EQ(lines_of(csv.out).at(1).substr(24), ",no-answer,Speed: " + controller +
-                                                    ": no answer within 1 s (3); Total: not read: " + controller +
-                                                    " does not answer,,");
-  EXPECT_EQ(lines_of(ask({"watch", "--rounds", "1", "Speed", "Total"}, {"--fault=no-reply on=read times=always"}).out)
-                .at(1)
-                .substr(13, 15),
-            "not-read Total:");
+  EXPECT_THAT(lines_of(csv.out).at(1),
+              EndsWith(",no-answer,Speed: " + controller +
+                       ": no answer within 1 s (3); Total: not read: " + controller + " does not answer,,"));
+  const Outcome text = ask({"watch", "--rounds", "1", "Speed", "Total"}, {"--fault=no-reply on=read times=always"});
+  EXPECT_THAT(lines_of(text.out).at(1), HasSubstr(" not-read Total:"));
 }
 
 TEST_F(StateTest, SilentController_IsWrittenToOnce) {
@@ -263,7 +257,7 @@ TEST_F(StateTest, SilentController_IsWrittenToOnce) {
   const std::vector<std::string> lines = lines_of(outcome.out);
   ASSERT_EQ(lines.size(), 2U);
   EXPECT_EQ(Json::parse(lines[0])["state"], "no-answer");
-  EXPECT_NE(lines[0].find("whether it was written is not known"), std::string::npos) << lines[0];
+  EXPECT_THAT(lines[0], HasSubstr("whether it was written is not known"));
   EXPECT_EQ(Json::parse(lines[1])["state"], "not-written");
   EXPECT_EQ(Json::parse(lines[0])["written"], nullptr);
   EXPECT_EQ(Json::parse(lines[0])["verified"], nullptr);
@@ -317,16 +311,14 @@ TEST_F(StateTest, CsvOfAControllerThatGoesAndComesBack_HasAGap) {
 TEST_F(StateTest, WhyWithTheGuardedBuild_DoesNotDoubtAValueThatItVouchesFor) {
   const Outcome torn = run_on_simulator({"why", "Table"}, {"--sentinel", "--fault=split 200 30 on=resolve"});
   EXPECT_EQ(torn.code, 0) << torn.out;
-  EXPECT_NE(torn.out.find("\nbuild       1.1.0 guarded\nreturned    0\n"), std::string::npos) << torn.out;
-  EXPECT_NE(torn.out.find("\nWhat went wrong\n  nothing\n"), std::string::npos) << torn.out;
-  EXPECT_NE(torn.out.find("  - exchange 3 (resolve): the reply came in 2 pieces"), std::string::npos) << torn.out;
-  EXPECT_EQ(torn.out.find("not to be trusted"), std::string::npos) << torn.out;
+  EXPECT_THAT(torn.out, HasSubstr("\nbuild       1.1.0 guarded\nreturned    0\n"));
+  EXPECT_THAT(torn.out, HasSubstr("\nWhat went wrong\n  nothing\n"));
+  EXPECT_THAT(torn.out, HasSubstr("  - exchange 3 (resolve): the reply came in 2 pieces"));
+  EXPECT_THAT(torn.out, Not(HasSubstr("not to be trusted")));
   const Outcome refused = ask({"why", "Limits"});
   EXPECT_EQ(refused.code, 1);
-  EXPECT_NE(refused.out.find("  1. exchange 3 (resolve): the controller refused Limits (global): status 0004"),
-            std::string::npos)
-      << refused.out;
-  EXPECT_EQ(refused.out.find("\nvalue "), std::string::npos) << refused.out;
+  EXPECT_THAT(refused.out, HasSubstr("  1. exchange 3 (resolve): the controller refused Limits (global): status 0004"));
+  EXPECT_THAT(refused.out, Not(HasSubstr("\nvalue ")));
 }
 
 }  // namespace
