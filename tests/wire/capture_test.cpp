@@ -79,8 +79,8 @@ TEST(Capture, SequenceNumbersThatWrap_GoOn) {
 
 TEST(Capture, HoleInTheCapture_DoesNotStopTheReading) {
   const std::vector<Exchange> exchanges =
-      exchanges_in(file_of({host(100, kStart), host(300, kResolveD), controller(500, kResolveReply), host(322, kReadD),
-                            controller(541, kReadReply)}));
+      exchanges_in(file_of({host(100, kDirectoryStart), host(300, kResolveD), controller(500, kResolveReply),
+                            host(322, kReadD), controller(541, kReadReply)}));
   ASSERT_EQ(exchanges.size(), 3U);
   EXPECT_EQ(exchanges[2].reply(), from_hex(kReadReply));
 }

@@ -16,7 +16,7 @@ using wire_trace::find_exchanges;
 
 TEST(Exchanges, WholeRoad_IsCutIntoItsRequests) {
   Traffic traffic;
-  traffic.host(kStart).controller(kStartReply).host(kDirectory).controller(kDirectoryReply);
+  traffic.host(kDirectoryStart).controller(kStartReply).host(kDirectoryRead).controller(kDirectoryReply);
   traffic.host(kResolveD).controller(kResolveReply).host(kReadD).controller(kReadReply);
   const std::vector<Exchange> exchanges = find_exchanges(traffic.recording());
   ASSERT_EQ(exchanges.size(), 4U);
@@ -81,7 +81,7 @@ TEST(Exchanges, InterleavedConnections_StandInTheOrderOfTheirRequests) {
   Traffic first;
   first.host(kResolveD).controller(kResolveReply).pass(10000000).host(kReadD).controller(kReadReply);
   Traffic second;
-  second.pass(5000000).host(kStart).controller(kStartReply);
+  second.pass(5000000).host(kDirectoryStart).controller(kStartReply);
   const std::vector<Exchange> exchanges = find_exchanges({{first.connection(), second.connection()}});
   ASSERT_EQ(exchanges.size(), 3U);
   EXPECT_EQ(exchanges[0].connection, 0U);

@@ -31,8 +31,8 @@ Traffic resolved() {
 }
 
 TEST(Judgement, GoodExchanges_SayNothing) {
-  EXPECT_EQ(said_of(Traffic().host(kStart).controller(kStartReply)), Said());
-  EXPECT_EQ(said_of(Traffic().host(kDirectory).controller(kDirectoryReply)), Said());
+  EXPECT_EQ(said_of(Traffic().host(kDirectoryStart).controller(kStartReply)), Said());
+  EXPECT_EQ(said_of(Traffic().host(kDirectoryRead).controller(kDirectoryReply)), Said());
   EXPECT_EQ(said_of(resolved()), Said());
   EXPECT_EQ(said_of(resolved().host(kReadD).controller(kReadReply)), Said());
 }

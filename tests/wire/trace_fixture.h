@@ -5,21 +5,23 @@
 #include <string>
 
 #include "tests/support/bytes.h"
+#include "tests/support/frames.h"
 #include "wire/recording.h"
 
 namespace trace_test {
 
 using plc_test::from_hex;
+using plc_test::kDirectoryRead;
+using plc_test::kDirectoryStart;
+using plc_test::kReadD;
+using plc_test::kResolveD;
 using wire_trace::Bytes;
 using wire_trace::Connection;
 using wire_trace::Recording;
 using wire_trace::TrafficEvent;
 
-inline constexpr char kStart[] = "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00";
 inline constexpr char kStartReply[] = "00 00 00 04 FF FF FF FB 00 00 0C 2C 00 00";
-inline constexpr char kDirectory[] = "00 00 00 06 FF FF FF F9 00 01 0C 25 00 00 00 00";
 inline constexpr char kDirectoryReply[] = "00 00 00 0F FF FF FF F0 00 01 0C 25 00 00 01 00 00 06 00 07 00 4D 00 31 00";
-inline constexpr char kResolveD[] = "00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 44";
 inline constexpr char kResolveLocalD[] =
     "00 00 00 12 FF FF FF ED 00 00 0C 28 00 01 01 01 00 07 00 00 00 00 00 01 00 01 00 44";
 inline constexpr char kResolveReply[] =
@@ -28,7 +30,6 @@ inline constexpr char kResolveReply[] =
 inline constexpr char kRefusedReply[] =
     "00 00 00 1F FF FF FF E0 00 00 0C 28 00 04 01 00 01 FF 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
     "00 00 00";
-inline constexpr char kReadD[] = "00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 06 00 01 01 02 00 00";
 inline constexpr char kReadReply[] = "00 00 00 06 FF FF FF F9 00 01 1E 09 00 00 12 34";
 
 // Events one millisecond apart, on one connection.

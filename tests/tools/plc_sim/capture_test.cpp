@@ -8,7 +8,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "tests/tools/plc_sim/frames.h"
+#include "tests/support/frames.h"
 #include "tests/tools/plc_sim/plc_sim_process.h"
 #include "tests/tools/plc_sim/sim_support.h"
 #include "tools/plc_sim/server/replay.h"
@@ -18,11 +18,15 @@
 namespace plc_sim {
 namespace {
 
-using test::hex;
-using test::hex_of;
+using plc_test::kDirectoryRead;
+using plc_test::kDirectoryStart;
+using plc_test::kReadD;
+using plc_test::kResolveD;
+using test::from_hex;
 using test::HostSocket;
 using test::PlcSimProcess;
 using test::TemporaryFile;
+using test::to_hex;
 
 std::string content_of(const std::string& path) {
   std::ifstream stream(path, std::ios::binary);
@@ -39,17 +43,17 @@ TEST(PcapWriter, OneExchange_IsThesePackets) {
     PcapWriter writer([] { return uint64_t{1000002}; });
     ASSERT_EQ(writer.open(file.path(), 0x2135), "");
     writer.opened(1, 0xC001);
-    writer.received(1, hex("AA BB"));
-    writer.sent(1, hex("CC"));
+    writer.received(1, from_hex("AA BB"));
+    writer.sent(1, from_hex("CC"));
   }
   const std::string written = content_of(file.path());
-  const Bytes expected_head = hex("D4 C3 B2 A1 02 00 04 00 00 00 00 00 00 00 00 00 FF FF 00 00 01 00 00 00");
+  const Bytes expected_head = from_hex("D4 C3 B2 A1 02 00 04 00 00 00 00 00 00 00 00 00 FF FF 00 00 01 00 00 00");
   EXPECT_EQ(written.substr(0, 24), text_of(expected_head));
-  const Bytes expected_data =
-      hex("01 00 00 00 02 00 00 00 38 00 00 00 38 00 00 00"
-          "00 00 00 00 00 00 00 00 00 00 00 00 08 00"
-          "45 00 00 2A 00 00 40 00 40 06 3C CC 7F 00 00 01 7F 00 00 01"
-          "C0 01 21 35 00 00 03 E9 00 00 07 D1 50 18 FF FF");
+  const Bytes expected_data = from_hex(
+      "01 00 00 00 02 00 00 00 38 00 00 00 38 00 00 00"
+      "00 00 00 00 00 00 00 00 00 00 00 00 08 00"
+      "45 00 00 2A 00 00 40 00 40 06 3C CC 7F 00 00 01 7F 00 00 01"
+      "C0 01 21 35 00 00 03 E9 00 00 07 D1 50 18 FF FF");
   constexpr size_t kThreeEmptyPackets = 24 + 3 * (16 + 54);
   EXPECT_EQ(written.substr(kThreeEmptyPackets, expected_data.size()), text_of(expected_data));
   EXPECT_EQ(written.substr(kThreeEmptyPackets + 16 + 54, 2), "\xAA\xBB");
@@ -77,9 +81,9 @@ TEST(PcapWriter, FileThatCannotBeWrittenFurther_IsSaidOnce) {
   writer.opened(1, 50000);
   EXPECT_TRUE(told.empty());
   close(reader);
-  writer.received(1, hex("AA"));
+  writer.received(1, from_hex("AA"));
   EXPECT_EQ(told, std::vector<std::string>{"Broken pipe"});
-  writer.sent(1, hex("BB"));
+  writer.sent(1, from_hex("BB"));
   writer.closed(1);
   EXPECT_EQ(told.size(), 1U);
   EXPECT_EQ(writer.close(), "Broken pipe");
@@ -101,12 +105,12 @@ std::string sample_capture() {
   PcapWriter writer([] { return uint64_t{0}; });
   EXPECT_EQ(writer.open(file.path(), 8501), "");
   writer.opened(1, 50000);
-  writer.received(1, hex(kStartAsked));
-  writer.sent(1, hex("00 00 00 04 FF FF FF FB 00 00 0C 2C 00 00"));
-  writer.received(1, hex(kResolveD));
-  writer.sent(1, hex("00 00 00 02 FF FF"));
-  writer.sent(1, hex("FF FD 00 00 0C 28"));
-  writer.received(1, hex(kReadD));
+  writer.received(1, from_hex(kDirectoryStart));
+  writer.sent(1, from_hex("00 00 00 04 FF FF FF FB 00 00 0C 2C 00 00"));
+  writer.received(1, from_hex(kResolveD));
+  writer.sent(1, from_hex("00 00 00 02 FF FF"));
+  writer.sent(1, from_hex("FF FD 00 00 0C 28"));
+  writer.received(1, from_hex(kReadD));
   writer.closed(1);
   return content_of(file.path());
 }
@@ -115,8 +119,8 @@ TEST(PcapReader, WrittenCapture_GivesItsExchanges) {
   const Capture capture = read_capture(sample_capture());
   EXPECT_EQ(capture.problem, "");
   ASSERT_EQ(capture.exchanges.size(), 3U);
-  EXPECT_EQ(hex_of(capture.exchanges[0].request), kStartAsked);
-  EXPECT_EQ(hex_of(capture.exchanges[1].reply), "00 00 00 02 FF FF FF FD 00 00 0C 28");
+  EXPECT_EQ(to_hex(capture.exchanges[0].request), kDirectoryStart);
+  EXPECT_EQ(to_hex(capture.exchanges[1].reply), "00 00 00 02 FF FF FF FD 00 00 0C 28");
   EXPECT_TRUE(capture.exchanges[2].reply.empty());
 }
 
@@ -127,7 +131,7 @@ TEST(PcapReader, PacketSentTwice_IsTakenOnce) {
   file.insert(kFirstRequestAt, file.substr(kFirstRequestAt, kFirstRequestBytes));
   const Capture capture = read_capture(file);
   ASSERT_EQ(capture.exchanges.size(), 3U);
-  EXPECT_EQ(hex_of(capture.exchanges[0].request), kStartAsked);
+  EXPECT_EQ(to_hex(capture.exchanges[0].request), kDirectoryStart);
 }
 
 TEST(PcapReader, OtherFiles_AreRefusedWithTheirReason) {
@@ -154,30 +158,30 @@ TEST(Replay, CapturedRequest_GetsItsReplyUnderItsOwnSequence) {
   Session session;
   session.directory_started = session.directory_sent = true;
   session.requests = 2;
-  const Bytes resolve = hex("00 00 00 0C FF FF FF F3 00 2A 0C 28 00 01 00 00 00 01 00 01 00 44");
+  const Bytes resolve = from_hex("00 00 00 0C FF FF FF F3 00 2A 0C 28 00 01 00 00 00 01 00 01 00 44");
   const Answer answer = replay.handle(session, resolve);
-  EXPECT_EQ(hex_of(answer.reply), "00 00 00 02 FF FF FF FD 00 2A 0C 28");
+  EXPECT_EQ(to_hex(answer.reply), "00 00 00 02 FF FF FF FD 00 2A 0C 28");
   EXPECT_TRUE(answer.findings.violations.empty());
 }
 
 TEST(Replay, RepliesToTheSameRequest_ComeInTheirOrderAndFromTheStartAgain) {
-  const Bytes request = hex(kResolveD);
-  Replay replay({{request, hex("01")}, {hex(kStartAsked), hex("02")}, {request, hex("03")}});
+  const Bytes request = from_hex(kResolveD);
+  Replay replay({{request, from_hex("01")}, {from_hex(kDirectoryStart), from_hex("02")}, {request, from_hex("03")}});
   Session session;
   std::string replies;
-  for (int i = 0; i < 4; ++i) replies += hex_of(replay.handle(session, request).reply) + " ";
+  for (int i = 0; i < 4; ++i) replies += to_hex(replay.handle(session, request).reply) + " ";
   EXPECT_EQ(replies, "01 03 01 03 ");
 }
 
 TEST(Replay, WriteOfAnotherValue_IsAnsweredAsTheCapturedOne) {
   const char* captured = "00 00 00 0E FF FF FF F1 00 01 1E 01 00 06 00 00 00 01 01 02 00 00 12 34";
-  Replay replay({{hex(captured), hex("55")}});
+  Replay replay({{from_hex(captured), from_hex("55")}});
   Session session;
   const Answer same_place =
-      replay.handle(session, hex("00 00 00 0E FF FF FF F1 00 01 1E 01 00 06 00 00 00 01 01 02 00 00 99 99"));
-  EXPECT_EQ(hex_of(same_place.reply), "55");
+      replay.handle(session, from_hex("00 00 00 0E FF FF FF F1 00 01 1E 01 00 06 00 00 00 01 01 02 00 00 99 99"));
+  EXPECT_EQ(to_hex(same_place.reply), "55");
   const Answer other_place =
-      replay.handle(session, hex("00 00 00 0E FF FF FF F1 00 02 1E 01 00 06 00 00 00 01 01 02 00 01 99 99"));
+      replay.handle(session, from_hex("00 00 00 0E FF FF FF F1 00 02 1E 01 00 06 00 00 00 01 01 02 00 01 99 99"));
   EXPECT_EQ(other_place.findings.refused.size(), 1U);
   EXPECT_EQ(other_place.reply.size(), 14U);
 }
@@ -189,16 +193,16 @@ TEST(PlcSim, CaptureOfOneRun_AnswersTheNextRunAlike) {
   {
     PlcSimProcess sim({"--sentinel", "--pcap", capture.path(), tags.path()});
     HostSocket host(PlcSimProcess::port_in(sim.read_line()));
-    for (const char* frame : {kStartAsked, kDirectoryAsked, kResolveD, kReadD}) {
-      recorded.push_back(hex_of(host.exchange(frame)));
+    for (const char* frame : {kDirectoryStart, kDirectoryRead, kResolveD, kReadD}) {
+      recorded.push_back(to_hex(host.exchange(frame)));
     }
     EXPECT_EQ(sim.finish(), 0);
   }
   PlcSimProcess replay({"--replay", capture.path()});
   HostSocket host(PlcSimProcess::port_in(replay.read_line()));
   std::vector<std::string> replayed;
-  for (const char* frame : {kStartAsked, kDirectoryAsked, kResolveD, kReadD}) {
-    replayed.push_back(hex_of(host.exchange(frame)));
+  for (const char* frame : {kDirectoryStart, kDirectoryRead, kResolveD, kReadD}) {
+    replayed.push_back(to_hex(host.exchange(frame)));
   }
   EXPECT_EQ(replayed, recorded);
   EXPECT_EQ(replay.finish(), 0);
@@ -215,8 +219,8 @@ TEST(PlcSim, CaptureThatCannotBeWrittenFurther_IsSaidOnceAndEndsWithTwo) {
   PlcSimProcess sim({"--pcap", path, tags.path()});
   HostSocket host(PlcSimProcess::port_in(sim.read_line()));
   close(reader);
-  EXPECT_EQ(hex_of(host.exchange(kStartAsked)), kStartAsked);
-  EXPECT_FALSE(host.exchange(kDirectoryAsked).empty());
+  EXPECT_EQ(to_hex(host.exchange(kDirectoryStart)), kDirectoryStart);
+  EXPECT_FALSE(host.exchange(kDirectoryRead).empty());
   EXPECT_EQ(sim.finish(), 2);
   EXPECT_EQ(sim.errors(), "plc-sim: cannot write " + path + ": Broken pipe\n");
 }

@@ -5,22 +5,25 @@
 
 #include <random>
 
+#include "tests/support/frames.h"
 #include "tests/tools/plc_sim/sim_support.h"
 #include "tools/plc_sim/variables/listing.h"
 
 namespace plc_sim {
 namespace {
 
+using plc_test::kDirectoryRead;
+using plc_test::kDirectoryStart;
+using plc_test::kResolveD;
 using test::Bench;
-using test::hex;
-using test::hex_of;
+using test::from_hex;
+using test::to_hex;
 
 TEST(Controller, Directory_ListsProgramsWithNumbers) {
   Bench bench("A,INT,,,a,b,c,0,0,0,7,AB,\nB,INT,,,a,b,c,0,0,0,9,C,\n");
   bench.session = Session{};
-  EXPECT_EQ(hex_of(bench.ask("00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00").reply),
-            "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00");
-  EXPECT_EQ(hex_of(bench.ask("00 00 00 06 FF FF FF F9 00 01 0C 25 00 00 00 00").reply),
+  EXPECT_EQ(to_hex(bench.ask(kDirectoryStart).reply), "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00");
+  EXPECT_EQ(to_hex(bench.ask(kDirectoryRead).reply),
             "00 00 00 17 FF FF FF E8 00 01 0C 25 00 00 02 "
             "00 00 06 00 07 00 41 00 42 00 "
             "00 01 04 00 09 00 43 00");
@@ -29,15 +32,14 @@ TEST(Controller, Directory_ListsProgramsWithNumbers) {
 TEST(Controller, EmptyDirectory_HasACountOfZero) {
   Bench bench("A,INT,,,a,b,c,0,1\n");
   bench.session = Session{};
-  bench.ask("00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00");
-  EXPECT_EQ(hex_of(bench.ask("00 00 00 06 FF FF FF F9 00 01 0C 25 00 00 00 00").reply),
-            "00 00 00 05 FF FF FF FA 00 01 0C 25 00 00 00");
+  bench.ask(kDirectoryStart);
+  EXPECT_EQ(to_hex(bench.ask(kDirectoryRead).reply), "00 00 00 05 FF FF FF FA 00 01 0C 25 00 00 00");
 }
 
 TEST(Controller, ResolveReply_HasTheHandleTheBitAndTheDimensions) {
   Bench bench("D,INT,[1..3],,a,b,c,0,1,0,0,,DM1\n");
   EXPECT_EQ(
-      hex_of(
+      to_hex(
           bench.ask("00 00 00 14 FF FF FF EB 00 00 0C 28 00 01 00 00 00 01 00 05 00 44 00 5B 00 23 00 32 00 5D").reply),
       "00 00 00 23 FF FF FF DC 00 00 0C 28 00 00 01 00 01 "
       "00 10 00 00 06 01 02 00 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 01 00 01 00 03");
@@ -61,9 +63,9 @@ TEST(Controller, BitWithItsOwnAddress_ShowsANumberThatIsNotItsOwn) {
 
 TEST(Controller, ManyNames_GetAsManyRecordsAsFitOneReply) {
   Bench bench("D,INT,,,a,b,c,0,1,0,0,,DM1\n");
-  Bytes frame = hex("00 00 03 28 FF FF FC D7 00 00 0C 28 00 01 00 00 00 C8");
+  Bytes frame = from_hex("00 00 03 28 FF FF FC D7 00 00 0C 28 00 01 00 00 00 C8");
   for (int i = 0; i < 200; ++i) {
-    for (const uint8_t byte : hex("00 01 00 44")) frame.push_back(byte);
+    for (const uint8_t byte : from_hex("00 01 00 44")) frame.push_back(byte);
   }
   const Answer answer = bench.ask(frame);
   EXPECT_TRUE(answer.findings.violations.empty());
@@ -90,10 +92,10 @@ TEST(Controller, Run_WritesItsElementsAndNothingElse) {
 
 TEST(Controller, RefusedRequest_IsJudgedAndNotCarriedOut) {
   Bench bench("D,INT,,,a,b,c,0,1\n");
-  bench.ask("00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 44");
+  bench.ask(kResolveD);
   bench.session.refusal = 0x0011;
   const Answer write = bench.ask("00 00 00 0E FF FF FF F1 00 01 1E 01 00 1E 00 00 00 01 01 02 00 00 12 34");
-  EXPECT_EQ(hex_of(write.reply), "00 00 00 04 FF FF FF FB 00 01 1E 01 00 11");
+  EXPECT_EQ(to_hex(write.reply), "00 00 00 04 FF FF FF FB 00 01 1E 01 00 11");
   EXPECT_TRUE(write.findings.violations.empty());
   EXPECT_EQ(bench.value("D"), "0");
   const Answer late = bench.ask("00 00 00 0E FF FF FF F1 00 09 1E 01 00 1E 00 00 00 01 01 02 00 00 12 34");
@@ -105,9 +107,9 @@ TEST(Controller, RefusedRequest_IsJudgedAndNotCarriedOut) {
 
 TEST(Controller, RefusedNames_AreNone) {
   Bench bench("D,INT,,,a,b,c,0,1\n");
-  bench.ask("00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 44");
+  bench.ask(kResolveD);
   bench.session.refusal = 0x0004;
-  EXPECT_EQ(hex_of(bench.ask("00 00 00 0C FF FF FF F3 00 01 0C 28 00 01 00 00 00 01 00 01 00 44").reply),
+  EXPECT_EQ(to_hex(bench.ask("00 00 00 0C FF FF FF F3 00 01 0C 28 00 01 00 00 00 01 00 01 00 44").reply),
             "00 00 00 04 FF FF FF FB 00 01 0C 28 00 04");
   EXPECT_TRUE(bench.session.names.empty());
 }
@@ -120,7 +122,7 @@ TEST(Controller, TextPositions_AreReadAndWrittenByCharacter) {
   bench.ask("00 00 00 14 FF FF FF EB 00 02 0C 28 00 01 00 00 00 01 00 05 00 53 00 5B 00 23 00 33 00 5D");
   const Answer odd = bench.ask("00 00 00 10 FF FF FF EF 00 03 1E 09 00 00 01 00 00 00 00 1E 00 02 81 02 00 01");
   EXPECT_TRUE(odd.findings.violations.empty()) << odd.findings.violations[0];
-  EXPECT_EQ(hex_of(Bytes(odd.reply.begin() + 14, odd.reply.end())), "44 45 46 00");
+  EXPECT_EQ(to_hex(Bytes(odd.reply.begin() + 14, odd.reply.end())), "44 45 46 00");
 }
 
 TEST(Controller, EightBitVariable_GivesNoValueForSizeEight) {
@@ -135,13 +137,14 @@ TEST(Controller, EightBitVariable_GivesNoValueForSizeEight) {
 TEST(Controller, ArbitraryRequests_AreAnsweredWithinBounds) {
   std::mt19937 random(20261121);
   const std::vector<Bytes> seeds{
-      hex("00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 44"),
-      hex("00 00 00 22 FF FF FF DD 00 01 0C 28 00 03 00 00 00 03 00 01 00 44 01 01 00 05 00 00 00 00 00 01 00 01 00 4C"
+      from_hex(kResolveD),
+      from_hex(
+          "00 00 00 22 FF FF FF DD 00 01 0C 28 00 03 00 00 00 03 00 01 00 44 01 01 00 05 00 00 00 00 00 01 00 01 00 4C"
           "00 00 00 01 00 01 00 44"),
-      hex("00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 06 00 01 01 02 00 00"),
-      hex("00 00 00 0E FF FF FF F1 00 01 1E 01 00 06 00 00 00 01 01 02 00 00 12 34"),
-      hex("00 00 00 06 FF FF FF F9 00 01 32 00 01 11 00 00"),
-      hex("00 00 00 0C FF FF FF F3 00 01 1E 03 00 01 06 00 00 80 00 01 00 01")};
+      from_hex("00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 06 00 01 01 02 00 00"),
+      from_hex("00 00 00 0E FF FF FF F1 00 01 1E 01 00 06 00 00 00 01 01 02 00 00 12 34"),
+      from_hex("00 00 00 06 FF FF FF F9 00 01 32 00 01 11 00 00"),
+      from_hex("00 00 00 0C FF FF FF F3 00 01 1E 03 00 01 06 00 00 80 00 01 00 01")};
   Bench bench("D,INT,,,a,b,c,0,1,0,0,,DM1\nB,BOOL,[0..9],,a,b,c,1,1\nS,STRING,,9,a,b,c,2,1\na.b,BOOL,,,a,b,c,3,1\n");
   for (int i = 0; i < 10000; ++i) {
     Bytes frame = seeds[random() % seeds.size()];
@@ -154,7 +157,7 @@ TEST(Controller, ArbitraryRequests_AreAnsweredWithinBounds) {
     ASSERT_GE(answer.reply.size(), 14U);
     ASSERT_LE(answer.reply.size(), 4096U);
     if (!answer.findings.violations.empty() && answer.kind != RequestKind::kResolve) {
-      ASSERT_EQ(list_memory(bench.store), before) << hex_of(frame);
+      ASSERT_EQ(list_memory(bench.store), before) << to_hex(frame);
     }
   }
 }

@@ -10,15 +10,15 @@
 namespace plc_sim {
 namespace {
 
-using test::hex;
-using test::hex_of;
+using test::from_hex;
+using test::to_hex;
 
 constexpr const char* kReply = "00 00 00 04 FF FF FF FB 00 FF 1E 01 00 00";
 
 std::vector<std::string> sent_by(const char* fault) {
   std::vector<std::string> pieces;
-  for (const Delivery::Piece& piece : deliver_with(parse_fault(fault), hex(kReply)).pieces) {
-    pieces.push_back((piece.wait_ms == 0 ? "" : std::to_string(piece.wait_ms) + " ms: ") + hex_of(piece.bytes));
+  for (const Delivery::Piece& piece : deliver_with(parse_fault(fault), from_hex(kReply)).pieces) {
+    pieces.push_back((piece.wait_ms == 0 ? "" : std::to_string(piece.wait_ms) + " ms: ") + to_hex(piece.bytes));
   }
   return pieces;
 }
@@ -38,15 +38,15 @@ TEST(Faults, EachFault_SendsWhatItsNameSays) {
   EXPECT_THAT(sent_by("refuse 4"), ElementsAre("00 00 00 04 FF FF FF FB 00 FF 1E 01 00 04"));
   EXPECT_THAT(sent_by("status 65535"), ElementsAre("00 00 00 04 FF FF FF FB 00 FF 1E 01 FF FF"));
   EXPECT_EQ(sent_by("drip 5").size(), 14U);
-  EXPECT_EQ(deliver_with(parse_fault("garbage 7"), hex(kReply)).pieces[0].bytes.size(), 7U);
+  EXPECT_EQ(deliver_with(parse_fault("garbage 7"), from_hex(kReply)).pieces[0].bytes.size(), 7U);
   EXPECT_NE(sent_by("garbage")[0], kReply);
 }
 
 std::vector<std::string> value_sent_by(const char* fault) {
   std::vector<std::string> pieces;
-  const Bytes reply = hex("00 00 00 06 FF FF FF F9 01 00 1E 09 00 00 12 34");
+  const Bytes reply = from_hex("00 00 00 06 FF FF FF F9 01 00 1E 09 00 00 12 34");
   for (const Delivery::Piece& piece : deliver_with(parse_fault(fault), reply).pieces) {
-    pieces.push_back(hex_of(piece.bytes));
+    pieces.push_back(to_hex(piece.bytes));
   }
   return pieces;
 }
@@ -64,7 +64,7 @@ TEST(Faults, FramesOfAReplyWithValues_AreWholeByTheirLength) {
 }
 
 TEST(Faults, Damage_OfFramesAndRefusals) {
-  const auto damage_of = [](const char* fault) { return deliver_with(parse_fault(fault), hex(kReply)).damage; };
+  const auto damage_of = [](const char* fault) { return deliver_with(parse_fault(fault), from_hex(kReply)).damage; };
   EXPECT_EQ(damage_of("foreign"), ReplyDamage::kTheStream);
   EXPECT_EQ(damage_of("refuse"), ReplyDamage::kThisReply);
   EXPECT_EQ(damage_of("status 1"), ReplyDamage::kNone);
@@ -80,12 +80,12 @@ TEST(Faults, StatusThatIsNone_IsAnError) {
 }
 
 TEST(Faults, EndingFaults_SayWhatBecomesOfTheConnection) {
-  EXPECT_EQ(deliver_with(parse_fault("close"), hex(kReply)).then, AfterDelivery::kClose);
-  EXPECT_EQ(deliver_with(parse_fault("reset"), hex(kReply)).then, AfterDelivery::kReset);
-  const Delivery close_after = deliver_with(parse_fault("close-after 2"), hex(kReply));
+  EXPECT_EQ(deliver_with(parse_fault("close"), from_hex(kReply)).then, AfterDelivery::kClose);
+  EXPECT_EQ(deliver_with(parse_fault("reset"), from_hex(kReply)).then, AfterDelivery::kReset);
+  const Delivery close_after = deliver_with(parse_fault("close-after 2"), from_hex(kReply));
   EXPECT_EQ(close_after.then, AfterDelivery::kClose);
-  EXPECT_EQ(hex_of(close_after.pieces[0].bytes), "00 00");
-  EXPECT_EQ(deliver_with(parse_fault("reset-after 0"), hex(kReply)).pieces.size(), 0U);
+  EXPECT_EQ(to_hex(close_after.pieces[0].bytes), "00 00");
+  EXPECT_EQ(deliver_with(parse_fault("reset-after 0"), from_hex(kReply)).pieces.size(), 0U);
 }
 
 TEST(Faults, BadText_IsRefusedWithItsReason) {

@@ -1,14 +1,18 @@
 // The judge: frames as hosts send them pass, and a change of any byte is noticed.
 #include <gmock/gmock.h>
 
-#include "tests/tools/plc_sim/frames.h"
+#include "tests/support/frames.h"
 #include "tests/tools/plc_sim/sim_support.h"
 
 namespace plc_sim {
 namespace {
 
+using plc_test::kDirectoryRead;
+using plc_test::kDirectoryStart;
+using plc_test::kReadD;
+using plc_test::kResolveD;
 using test::Bench;
-using test::hex;
+using test::from_hex;
 using testing::HasSubstr;
 
 constexpr const char* kJudgedTags =
@@ -42,7 +46,7 @@ Noticed notice(const Findings& findings) {
 
 // Asks the resolve request and then the frame with each byte changed in turn, on a fresh controller each time.
 void expect_every_byte_matters(const char* resolve, const char* frame, size_t checked_bytes) {
-  const Bytes whole = hex(frame);
+  const Bytes whole = from_hex(frame);
   for (size_t at = 0; at < std::min(checked_bytes, whole.size()); ++at) {
     Bench bench(kJudgedTags);
     if (resolve != nullptr) bench.ask(resolve);
@@ -88,7 +92,7 @@ TEST(Judge, SetAndReset_DifferInOneByteAndAllOthersMatter) {
 
 TEST(Judge, EveryPrefixOfARequest_IsAViolation) {
   for (const char* frame : {kResolveD, kReadD, kSetB}) {
-    const Bytes whole = hex(frame);
+    const Bytes whole = from_hex(frame);
     for (size_t size = 0; size < whole.size(); ++size) {
       Bench bench(kJudgedTags);
       if (frame != kResolveD) bench.ask(frame == kSetB ? kResolveB : kResolveD);
@@ -124,9 +128,9 @@ TEST(Judge, TransferBeforeTheDirectory_IsAViolation) {
 
 TEST(Judge, DirectoryOutOfOrder_IsAViolation) {
   Bench bench(kJudgedTags);
-  EXPECT_FALSE(bench.ask("00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00").findings.violations.empty());
+  EXPECT_FALSE(bench.ask(kDirectoryStart).findings.violations.empty());
   bench.session = Session{};
-  EXPECT_FALSE(bench.ask("00 00 00 06 FF FF FF F9 00 01 0C 25 00 00 00 00").findings.violations.empty());
+  EXPECT_FALSE(bench.ask(kDirectoryRead).findings.violations.empty());
 }
 
 TEST(Judge, HandleOfAnEarlierResolve_IsAViolation) {
@@ -140,7 +144,7 @@ TEST(Judge, HandleOfAnEarlierResolve_IsAViolation) {
 TEST(Judge, BitOfItsOwnAddress_IsReadWithItsNumberCleared) {
   Bench bench("A,BOOL,[0..9],,a,b,c,0,1,0,0,,MR1\n");
   bench.ask("00 00 00 14 FF FF FF EB 00 00 0C 28 00 01 00 00 00 01 00 05 00 41 00 5B 00 23 00 35 00 5D");
-  const Bytes unmasked = hex("00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 11 00 01 00 00 00 05");
+  const Bytes unmasked = from_hex("00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 11 00 01 00 00 00 05");
   EXPECT_THAT(bench.ask(unmasked).findings.violations, testing::ElementsAre(HasSubstr("has the handle 11/00000005")));
   EXPECT_TRUE(bench.ask("00 00 00 10 FF FF FF EF 00 02 1E 09 00 00 01 00 00 00 00 11 00 01 00 00 00 00")
                   .findings.violations.empty());
@@ -166,7 +170,7 @@ TEST(Judge, OddCountOfHalves_MayExceedTheUnitsPresentByTwo) {
 TEST(Judge, LongText_HasOneByteOfLengthAndOthersHaveNot) {
   Bench bench(kJudgedTags);
   bench.ask(kResolveS0);
-  Bytes text = hex("00 00 00 00 FF FF FF FF 00 01 1E 01 00 06 00 00 00 7A 01 02 00 29");
+  Bytes text = from_hex("00 00 00 00 FF FF FF FF 00 01 1E 01 00 06 00 00 00 7A 01 02 00 29");
   text.resize(22 + 244, 'x');
   const Answer answer = bench.ask(text);
   EXPECT_THAT(answer.findings.violations, testing::IsEmpty());

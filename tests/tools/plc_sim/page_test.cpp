@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "tests/support/frames.h"
 #include "tests/tools/plc_sim/plc_sim_process.h"
 #include "tests/tools/plc_sim/sim_support.h"
 
@@ -14,17 +15,17 @@ namespace plc_sim {
 namespace {
 
 using nlohmann::json;
-using test::hex_of;
+using plc_test::kDirectoryStart;
 using test::HostSocket;
 using test::PlcSimProcess;
 using test::TemporaryFile;
+using test::to_hex;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
 constexpr const char* kPageTags =
     "D,INT,,,a,b,c,0,1,0,0,,DM1\nL,INT,[1..3],,a,b,c,1,0,0,5,MAIN,\na&b=c d,INT,,,a,b,c,2,1\n";
-constexpr const char* kStartRequest = "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00";
 
 struct Reply {
   std::string head;  // with the status line
@@ -317,7 +318,7 @@ TEST(Page, EightyIdleVisitors_LeaveTheControllerItsPortAndThenThePageItsVisitors
     }
     for (int i = 0; i < 10; ++i) {
       const HostSocket host(served.port);
-      EXPECT_EQ(hex_of(host.exchange(kStartRequest)), "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00");
+      EXPECT_EQ(to_hex(host.exchange(kDirectoryStart)), "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00");
     }
     EXPECT_EQ(served.sim.command("show D"), "D = 0\n");
     // Those above the limit were closed as they came.
@@ -335,7 +336,7 @@ TEST(Page, VisitorsWhoDoNotReadTheirAnswers_LeaveTheControllerItsPort) {
     send_text(*visitors.back(), "GET / HTTP/1.1\r\nHost: " + served.host + "\r\n\r\n");
   }
   const HostSocket host(served.port);
-  EXPECT_EQ(host.exchange(kStartRequest).size(), 16U);
+  EXPECT_EQ(host.exchange(kDirectoryStart).size(), 16U);
   for (const auto& visitor : visitors) EXPECT_THAT(receive_all(*visitor), testing::EndsWith("</html>\n"));
 }
 

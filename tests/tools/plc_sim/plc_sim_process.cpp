@@ -50,7 +50,7 @@ Bytes HostSocket::receive() const {
 }
 
 Bytes HostSocket::exchange(std::string_view frame) const {
-  send(hex(frame));
+  send(from_hex(frame));
   return receive();
 }
 

@@ -3,18 +3,22 @@
 
 #include <chrono>
 
-#include "tests/tools/plc_sim/frames.h"
+#include "tests/support/frames.h"
 #include "tests/tools/plc_sim/plc_sim_process.h"
 #include "tests/tools/plc_sim/sim_support.h"
 
 namespace plc_sim {
 namespace {
 
-using test::hex;
-using test::hex_of;
+using plc_test::kDirectoryRead;
+using plc_test::kDirectoryStart;
+using plc_test::kReadD;
+using plc_test::kResolveD;
+using test::from_hex;
 using test::HostSocket;
 using test::PlcSimProcess;
 using test::TemporaryFile;
+using test::to_hex;
 using testing::HasSubstr;
 
 constexpr const char* kProgramTags = "D,INT,,,a,b,c,0,1,0,0,,DM1\nL,INT,[0..2],,a,b,c,1,0,0,5,MAIN,\n";
@@ -90,10 +94,10 @@ TEST(PlcSim, ValuesSetOnTheConsole_AreReadOnTheWire) {
   Running sim;
   EXPECT_EQ(sim.process.command("set D 4660"), "");
   HostSocket host(sim.port);
-  EXPECT_EQ(hex_of(host.exchange(kStartAsked)), "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00");
-  host.exchange(kDirectoryAsked);
+  EXPECT_EQ(to_hex(host.exchange(kDirectoryStart)), "00 00 00 06 FF FF FF F9 00 00 0C 2C 00 00 00 00");
+  host.exchange(kDirectoryRead);
   host.exchange(kResolveD);
-  EXPECT_EQ(hex_of(host.exchange(kReadD)), "00 00 00 06 FF FF FF F9 00 01 1E 09 00 00 12 34");
+  EXPECT_EQ(to_hex(host.exchange(kReadD)), "00 00 00 06 FF FF FF F9 00 01 1E 09 00 00 12 34");
   EXPECT_EQ(sim.count("requests"), 4U);
   EXPECT_EQ(sim.count("violations"), 0U);
   EXPECT_EQ(sim.process.finish(), 0);
@@ -134,7 +138,7 @@ TEST(PlcSim, QuitCommand_EndsIt) {
 TEST(PlcSim, RequestInPieces_IsPutTogether) {
   Running sim;
   HostSocket host(sim.port);
-  const Bytes start = hex(kStartAsked);
+  const Bytes start = from_hex(kDirectoryStart);
   for (const uint8_t byte : start) host.send({byte});
   EXPECT_EQ(host.receive().size(), 16U);
   EXPECT_EQ(sim.count("violations"), 0U);
@@ -144,7 +148,7 @@ TEST(PlcSim, RequestCutOff_IsAViolation) {
   Running sim;
   {
     HostSocket host(sim.port);
-    host.send(hex("00 00 00 06 FF"));
+    host.send(from_hex("00 00 00 06 FF"));
     EXPECT_GE(host.receive().size(), 14U);
   }
   EXPECT_EQ(sim.count("violations"), 1U);
@@ -153,11 +157,11 @@ TEST(PlcSim, RequestCutOff_IsAViolation) {
 TEST(PlcSim, FaultsOnReplies_HappenAndAreCounted) {
   Running sim({"--fault", "cut 5"});
   HostSocket host(sim.port);
-  EXPECT_EQ(host.exchange(kStartAsked).size(), 5U);
+  EXPECT_EQ(host.exchange(kDirectoryStart).size(), 5U);
   sim.process.command("fault stale 3");
-  const Bytes stale = host.exchange(kDirectoryAsked);
+  const Bytes stale = host.exchange(kDirectoryRead);
   ASSERT_GE(stale.size(), 3U);
-  EXPECT_EQ(hex_of(Bytes(stale.begin(), stale.begin() + 3)), "EE EE EE");
+  EXPECT_EQ(to_hex(Bytes(stale.begin(), stale.begin() + 3)), "EE EE EE");
   EXPECT_EQ(sim.count("fault.cut"), 1U);
   EXPECT_EQ(sim.count("fault.stale"), 1U);
   EXPECT_EQ(sim.count("fault.delay"), 0U);
@@ -167,11 +171,11 @@ TEST(PlcSim, RefusedAndIncompleteReplies_AreWholeFramesAndNoViolations) {
   Running sim;
   EXPECT_EQ(sim.process.command("set D 4660"), "");
   HostSocket host(sim.port);
-  host.exchange(kStartAsked);
-  host.exchange(kDirectoryAsked);
+  host.exchange(kDirectoryStart);
+  host.exchange(kDirectoryRead);
   host.exchange(kResolveD);
   sim.process.command("fault refuse 17 on=read");
-  EXPECT_EQ(hex_of(host.exchange(kReadD)), "00 00 00 04 FF FF FF FB 00 01 1E 09 00 11");
+  EXPECT_EQ(to_hex(host.exchange(kReadD)), "00 00 00 04 FF FF FF FB 00 01 1E 09 00 11");
   EXPECT_EQ(sim.count("fault.refuse"), 1U);
   EXPECT_EQ(sim.count("violations"), 0U);
 }
@@ -180,7 +184,7 @@ TEST(PlcSim, DelayedReply_ComesNoEarlier) {
   Running sim({"--fault", "delay 120"});
   HostSocket host(sim.port);
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(host.exchange(kStartAsked).size(), 16U);
+  EXPECT_EQ(host.exchange(kDirectoryStart).size(), 16U);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(119));
   EXPECT_EQ(sim.count("fault.delay"), 1U);
 }
@@ -188,15 +192,15 @@ TEST(PlcSim, DelayedReply_ComesNoEarlier) {
 TEST(PlcSim, RequestAfterThePieceOfASplitReply_IsAnsweredBehindTheRest) {
   Running sim({"--fault", "split 4 150"});
   HostSocket host(sim.port);
-  EXPECT_EQ(host.exchange(kStartAsked).size(), 4U);
-  host.send(hex(kDirectoryAsked));
+  EXPECT_EQ(host.exchange(kDirectoryStart).size(), 4U);
+  host.send(from_hex(kDirectoryRead));
   Bytes rest;
   while (rest.size() < 12 + 29) {
     const Bytes part = host.receive();
     ASSERT_FALSE(part.empty());
     rest.insert(rest.end(), part.begin(), part.end());
   }
-  EXPECT_EQ(hex_of(Bytes(rest.begin(), rest.begin() + 12)), "FF FF FF F9 00 00 0C 2C 00 00 00 00");
+  EXPECT_EQ(to_hex(Bytes(rest.begin(), rest.begin() + 12)), "FF FF FF F9 00 00 0C 2C 00 00 00 00");
   EXPECT_EQ(rest[12 + 11], 0x25);
   EXPECT_EQ(sim.count("violations"), 0U);
 }
@@ -204,10 +208,10 @@ TEST(PlcSim, RequestAfterThePieceOfASplitReply_IsAnsweredBehindTheRest) {
 TEST(PlcSim, RequestBeforeADelayedReply_IsAViolation) {
   Running sim({"--fault", "delay 150"});
   HostSocket host(sim.port);
-  host.send(hex(kStartAsked));
+  host.send(from_hex(kDirectoryStart));
   while (sim.count("requests") < 1) {
   }
-  host.send(hex(kDirectoryAsked));
+  host.send(from_hex(kDirectoryRead));
   EXPECT_EQ(host.receive().size(), 16U);
   EXPECT_EQ(sim.count("violations"), 1U);
 }
@@ -216,15 +220,15 @@ TEST(PlcSim, ClosedAndResetConnections_End) {
   Running sim({"--fault", "close", "--fault", "reset", "--fault", "reset-after 4"});
   {
     HostSocket host(sim.port);
-    EXPECT_TRUE(host.exchange(kStartAsked).empty());
+    EXPECT_TRUE(host.exchange(kDirectoryStart).empty());
   }
   {
     HostSocket host(sim.port);
-    EXPECT_TRUE(host.exchange(kStartAsked).empty());
+    EXPECT_TRUE(host.exchange(kDirectoryStart).empty());
   }
   {
     HostSocket host(sim.port);
-    EXPECT_LE(host.exchange(kStartAsked).size(), 4U);
+    EXPECT_LE(host.exchange(kDirectoryStart).size(), 4U);
     EXPECT_TRUE(host.receive().empty());
   }
   EXPECT_EQ(sim.count("fault.close"), 1U);
@@ -240,20 +244,20 @@ TEST(PlcSim, FullBacklog_HoldsAConnectBackUntilCleared) {
   sim.process.command("fault clear");
   HostSocket host(sim.port);
   ASSERT_TRUE(host.is_connected());
-  EXPECT_EQ(host.exchange(kStartAsked).size(), 16U);
+  EXPECT_EQ(host.exchange(kDirectoryStart).size(), 16U);
 }
 
 TEST(PlcSim, GoneController_RefusesUntilItIsBackAtTheSamePort) {
   Running sim;
   HostSocket before(sim.port);
-  EXPECT_EQ(before.exchange(kStartAsked).size(), 16U);
+  EXPECT_EQ(before.exchange(kDirectoryStart).size(), 16U);
   sim.process.command("fault gone");
   EXPECT_TRUE(before.receive().empty());
   EXPECT_FALSE(HostSocket(sim.port).is_connected());
   sim.process.command("fault clear");
   HostSocket after(sim.port);
   ASSERT_TRUE(after.is_connected());
-  EXPECT_EQ(after.exchange(kStartAsked).size(), 16U);
+  EXPECT_EQ(after.exchange(kDirectoryStart).size(), 16U);
   EXPECT_EQ(sim.count("fault.gone"), 1U);
 }
 

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "tests/support/frames.h"
 #include "tests/tools/plc_sim/plc_sim_process.h"
 #include "tests/tools/plc_sim/sim_support.h"
 
@@ -14,6 +15,7 @@ namespace plc_sim {
 namespace {
 
 using nlohmann::json;
+using plc_test::kResolveD;
 using test::Bench;
 using test::PlcSimProcess;
 using test::TemporaryFile;
@@ -26,7 +28,7 @@ struct Logged {
   Logged() {
     bench.controller.set_observer([this](const Asked& asked) { log.add(asked); });
     // D twice, one second apart and read once; L[0] outside its bounds; Z, which nobody has.
-    bench.ask("00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 00 00 01 00 01 00 44");
+    bench.ask(kResolveD);
     bench.ask("00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 06 00 01 01 02 00 00");
     now_ms += 1000;
     bench.ask("00 00 00 0C FF FF FF F3 00 02 0C 28 00 01 00 00 00 01 00 01 00 44");

@@ -15,8 +15,8 @@ namespace plc_sim {
 namespace {
 
 using nlohmann::json;
-using test::hex;
-using test::hex_of;
+using test::from_hex;
+using test::to_hex;
 
 struct RecordInVector {
   Handle handle;
@@ -26,7 +26,7 @@ struct RecordInVector {
 Bytes joined(const json& fields) {
   Bytes frame;
   for (const json& field : fields) {
-    const Bytes part = hex(field.at(1).get<std::string>());
+    const Bytes part = from_hex(field.at(1).get<std::string>());
     frame.insert(frame.end(), part.begin(), part.end());
   }
   return frame;
@@ -77,7 +77,7 @@ class VectorPlay {
  private:
   Answer ask() {
     Answer answer = controller_.handle(session_, request_);
-    EXPECT_THAT(answer.findings.violations, testing::IsEmpty()) << hex_of(request_);
+    EXPECT_THAT(answer.findings.violations, testing::IsEmpty()) << to_hex(request_);
     EXPECT_GE(answer.reply.size(), 14U);
     return answer;
   }
@@ -191,8 +191,8 @@ class VectorPlay {
     }
     const Answer answer = ask();
     if (is_comparable && at == reply_.size()) {
-      EXPECT_EQ(hex_of(Bytes(answer.reply.begin() + 14, answer.reply.end())),
-                hex_of(Bytes(reply_.begin() + 14, reply_.end())));
+      EXPECT_EQ(to_hex(Bytes(answer.reply.begin() + 14, answer.reply.end())),
+                to_hex(Bytes(reply_.begin() + 14, reply_.end())));
       ++compared;
     }
   }
@@ -207,7 +207,7 @@ class VectorPlay {
         append_u16(found, store_.memory().word(place.bank, place.part, place.word + u));
       }
     }
-    EXPECT_EQ(hex_of(found), hex_of(expected));
+    EXPECT_EQ(to_hex(found), to_hex(expected));
     ++compared;
   }
 
@@ -259,7 +259,7 @@ TEST(Vectors, DirectoryReplies_AreThoseOfThisController) {
     const json& fields = vector.at("exchanges").at(1).at("reply");
     for (const json& field : fields) {
       const auto name = field.at(0).get<std::string>();
-      const Bytes bytes = hex(field.at(1).get<std::string>());
+      const Bytes bytes = from_hex(field.at(1).get<std::string>());
       mask.insert(mask.end(), bytes.size(), name == "unread" ? 0x00 : 0xFF);
       if (name == "number") {
         programs.push_back({bytes.at(0), {}});
@@ -284,7 +284,7 @@ TEST(Vectors, DirectoryReplies_AreThoseOfThisController) {
       expected[i] &= mask[i];
     }
     std::copy(expected.begin(), expected.begin() + 8, found.begin());
-    EXPECT_EQ(hex_of(found), hex_of(expected)) << vector.at("name");
+    EXPECT_EQ(to_hex(found), to_hex(expected)) << vector.at("name");
     ++compared;
   }
   EXPECT_GE(compared, 1U);
