@@ -28,7 +28,7 @@ std::string fixed(const std::string& text) {
   return apply_edits(text, check(text), &made);
 }
 
-TEST(Checker, SaysLineAndColumnOfAFinding) {
+TEST(Checker, Finding_HasItsLineAndColumn) {
   const auto findings = check("Speed,INT,,,,,,0,1,0,0,\nLamp,BIT,,,,,,1,1,0,0,\n");
   ASSERT_EQ(findings.size(), 1U);
   EXPECT_STREQ(findings[0].rule, "T041");
@@ -37,53 +37,53 @@ TEST(Checker, SaysLineAndColumnOfAFinding) {
   EXPECT_EQ(findings[0].message, "'BIT' is no type");
 }
 
-TEST(Checker, CountsColumnsBehindAJoinedNameAsTheDriverDoes) {
+TEST(Checker, JoinedName_CountsColumnsAsTheDriverDoes) {
   const auto findings = check("Grid[1,2],INTEGER,,,,,,0,1,0,0,\n");
   ASSERT_EQ(findings.size(), 1U);
   EXPECT_STREQ(findings[0].rule, "T041");
   EXPECT_EQ(findings[0].column, 11U);
 }
 
-TEST(Checker, CountsLinesThatTheDriverDrops) {
+TEST(Checker, LineThatTheDriverDrops_IsCounted) {
   const auto findings = check(std::string(300, 'x') + ",INT,,,,,,0,1,0,0,\nSpeed,INT,,,,,,7,1,0,0,\n");
   EXPECT_EQ(findings.front().line, 1U);
   EXPECT_EQ(findings.back().line, 2U);
 }
 
-TEST(Fix, EndsTheLastLine) { EXPECT_EQ(fixed("Speed,INT,,,,,,0,1,0,0,"), "Speed,INT,,,,,,0,1,0,0,\n"); }
+TEST(Fix, LastLine_GetsItsEnd) { EXPECT_EQ(fixed("Speed,INT,,,,,,0,1,0,0,"), "Speed,INT,,,,,,0,1,0,0,\n"); }
 
-TEST(Fix, RemovesAByteOrderMark) {
+TEST(Fix, ByteOrderMark_IsRemoved) {
   EXPECT_EQ(fixed("\xEF\xBB\xBFSpeed,INT,,,,,,0,1,0,0,\n"), "Speed,INT,,,,,,0,1,0,0,\n");
 }
 
-TEST(Fix, WritesTypesInUpperCaseAndNamesWithoutBlanks) {
+TEST(Fix, TypesAndNames_StandInUpperCaseAndWithoutBlanks) {
   EXPECT_EQ(fixed(" Speed, int ,,,,,,0,1,0,0,\n"), "Speed,INT,,,,,,0,1,0,0,\n");
 }
 
-TEST(Fix, FillsEmptyColumnsAndTakesTheCarriageReturnOutOfAProgramName) {
+TEST(Fix, EmptyColumnsAndCarriageReturn_AreFilledAndRemoved) {
   EXPECT_EQ(fixed("Step,INT,,,,,,0,,,,MAIN\r\n"), "Step,INT,,,,,,0,0,0,0,MAIN\n");
 }
 
-TEST(Fix, LeavesAloneWhatHasNoSafeCorrection) {
+TEST(Fix, WhatHasNoSafeCorrection_IsLeftAlone) {
   const std::string text = "Speed,INTEGER,[9..0],,,,,5,1,0,0,\n";
   EXPECT_EQ(fixed(text), text);
 }
 
-TEST(Fix, OfAFixedTextChangesNothing) {
+TEST(Fix, FixedText_StaysAsItIs) {
   for (const Rule& rule : rule_list()) {
     const std::string once = fixed(rule.bad);
     EXPECT_EQ(fixed(once), once) << rule.code;
   }
 }
 
-TEST(Report, TextHasPlaceSeverityMessageRuleAndSuggestion) {
+TEST(Report, Text_HasPlaceSeverityMessageRuleAndSuggestion) {
   FileReport report = {"a.csv", {true, "", 1, 0, 0}, check("Lamp,BIT,,,,,,0,1,0,0,\n")};
   EXPECT_EQ(
       text_report(report),
       "a.csv:1:6: error: 'BIT' is no type [T041]\n    Use one of them.\na.csv: the driver reads 1 plain record\n");
 }
 
-TEST(Report, JsonHasAnObjectALine) {
+TEST(Report, Json_HasAnObjectALine) {
   FileReport report = {"a.csv", {true, "", 1, 0, 0}, check("Lamp,BIT,,,,,,0,1,0,0,\n")};
   const std::string text = json_report(report);
   const auto first = nlohmann::json::parse(text.substr(0, text.find('\n')));
@@ -93,7 +93,7 @@ TEST(Report, JsonHasAnObjectALine) {
   EXPECT_EQ(second["driver"]["plain_records"], 1);
 }
 
-TEST(Report, SarifNamesEveryRule) {
+TEST(Report, Sarif_NamesEveryRule) {
   const auto document = nlohmann::json::parse(sarif_report({{"a.csv", {}, check("Lamp,BIT,,,,,,0,1,0,0,\n")}}));
   EXPECT_EQ(document["version"], "2.1.0");
   EXPECT_EQ(document["runs"][0]["tool"]["driver"]["rules"].size(), rule_list().size());
@@ -135,7 +135,7 @@ bool are_same_records(const TagEntry& left, const TagEntry& right) {
 }
 
 // Over generated files: the records that the checker speaks of are the records that the loader makes.
-TEST(Understanding, EqualsWhatTheDriverLoadsOverTenThousandFiles) {
+TEST(Understanding, OfTenThousandFiles_EqualsWhatTheDriverLoads) {
   const plc_test::TempDir folder;
   const std::string path = folder.file(kName);
   std::mt19937 random(20260101);
@@ -238,7 +238,7 @@ TEST(RunLimits, OfThreeRuns_AreTheDrivers) {
   }
 }
 
-TEST(Understanding, SaysWhetherTheDriverLoadsAFile) {
+TEST(Understanding, OfAFile_SaysWhetherTheDriverLoadsIt) {
   const plc_test::TempDir folder;
   const std::string path = folder.file(kName);
   folder.write(kName, rule_of("T104").bad);

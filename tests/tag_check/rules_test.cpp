@@ -29,7 +29,7 @@ class EveryRule : public testing::TestWithParam<size_t> {
   const Rule& rule() const { return rule_list()[GetParam()]; }
 };
 
-TEST_P(EveryRule, FiresOnItsBadSample) {
+TEST_P(EveryRule, OnItsBadSample_Fires) {
   const std::string code = rule().code;
   const CheckOptions other_controller = {true, 0x0A000001};
   const std::string name = code == "T010" ? "tags.csv" : kGoodName;
@@ -37,12 +37,12 @@ TEST_P(EveryRule, FiresOnItsBadSample) {
   EXPECT_EQ(rules.count(code), 1U) << "fired: " << joined(rules);
 }
 
-TEST_P(EveryRule, LeavesItsGoodSampleAlone) {
+TEST_P(EveryRule, OnItsGoodSample_IsSilent) {
   const CheckOptions same_controller = {true, 0x7F000001};
   EXPECT_EQ(joined(fired(kGoodName, rule().good, same_controller)), "");
 }
 
-TEST_P(EveryRule, SaysWhatItMeansAndWhatToDo) {
+TEST_P(EveryRule, OfTheList_SaysWhatItMeansAndWhatToDo) {
   EXPECT_GT(std::string(rule().title).size(), 0U);
   EXPECT_EQ(std::string(rule().explanation).back(), '.');
   EXPECT_EQ(std::string(rule().suggestion).back(), '.');
@@ -51,7 +51,7 @@ TEST_P(EveryRule, SaysWhatItMeansAndWhatToDo) {
 INSTANTIATE_TEST_SUITE_P(Rules, EveryRule, testing::Range(size_t{0}, rule_list().size()),
                          [](const auto& rule) { return std::string(rule_list()[rule.param].code); });
 
-TEST(RuleList, CodesRiseAndAreAtLeastForty) {
+TEST(RuleList, Codes_RiseAndAreAtLeastForty) {
   std::string last;
   for (const Rule& rule : rule_list()) {
     EXPECT_LT(last, rule.code);

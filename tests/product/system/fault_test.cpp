@@ -56,7 +56,7 @@ constexpr Fault kFaults[] = {
 
 class EveryFault : public testing::TestWithParam<Fault> {};
 
-TEST_P(EveryFault, HappensAndIsRecoveredFrom) {
+TEST_P(EveryFault, OfTheController_HappensAndIsRecoveredFrom) {
   Panel panel("Speed,INT,,,,,,0,1,0,0,\n");
   Simulator simulator(panel.tag_file());
   panel.use_port(simulator.port());
@@ -92,7 +92,7 @@ INSTANTIATE_TEST_SUITE_P(Simulator, EveryFault, testing::ValuesIn(kFaults), [](c
   return name;
 });
 
-TEST(Connecting, TakesNoLongerThanThirtyMillisecondsAndSucceedsOnceTheControllerListens) {
+TEST(Connecting, ControllerThatTakesNone_GivesTwoUntilItDoes) {
   Panel panel("Speed,INT,,,,,,0,1,0,0,\n");
   Simulator simulator(panel.tag_file());
   panel.use_port(simulator.port());
@@ -106,7 +106,7 @@ TEST(Connecting, TakesNoLongerThanThirtyMillisecondsAndSucceedsOnceTheController
   EXPECT_EQ(panel.read(0, 0, 1, &data), 0U);
 }
 
-TEST(Connecting, AControllerThatIsGoneGivesThreeAndIsFoundAgainWhenItIsBack) {
+TEST(Connecting, ControllerThatIsGone_GivesThreeAndIsFoundWhenItIsBack) {
   Panel panel("Speed,INT,,,,,,0,1,0,0,\n");
   Simulator simulator(panel.tag_file());
   panel.use_port(simulator.port());

@@ -15,7 +15,6 @@ namespace plc_test {
 struct SimElement {
   std::string name;             // with subscripts, local ones behind PROGRAM/
   std::vector<uint16_t> words;  // as they travel; of a BOOL one word, 0 or 1
-  bool operator==(const SimElement& other) const { return name == other.name && words == other.words; }
 };
 
 class Simulator : public RunningSim {
