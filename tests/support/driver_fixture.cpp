@@ -1,55 +1,14 @@
 // The fixture of driver_fixture.h.
 #include "tests/support/driver_fixture.h"
 
-#include <sys/select.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
 
-#include "plc_driver/driver_state.h"
-#include "plc_driver/tags/tag_file.h"
-#include "plc_driver/tags/tag_table.h"
 #include "tests/support/driver_build.h"
+#include "tests/support/fresh_driver.h"
 
 namespace plc_test {
-namespace {
-
-// As at load, so that no test sees what another left.
-void reset_driver_state() {
-  plc::init = 0;
-  plc::ip_addr = 0;
-  plc::port = 0;
-  plc::sid = 0;
-  plc::tcp_settings = nullptr;
-  std::memset(plc::EmptyBuff, 0, sizeof plc::EmptyBuff);
-  std::memset(plc::LocalInfo, 0, plc::directory_capacity * sizeof plc::LocalInfo[0]);
-  plc::localNum = 0;
-  init_tag(&plc::g_plc_tags);
-  std::memset(plc::groupID_table, 0, sizeof plc::groupID_table);
-  std::memset(plc::StringInfo, 0, sizeof plc::StringInfo);
-  plc::string_id = 0;
-  std::memset(plc::OMRON_TEMP, 0, sizeof plc::OMRON_TEMP);
-  std::memset(plc::INIT_TAG, 0, sizeof plc::INIT_TAG);
-  plc::batch_slots = 0;
-  plc::reg_init_num = 0;
-  plc::reg_interact_num = 0;
-}
-
-// Sockets that the driver leaves open, as its contract says, end with the test.
-void close_stored_sockets() {
-  for (int descriptor = 0; descriptor < FD_SETSIZE; ++descriptor) {
-    if (FD_ISSET(descriptor, &plc::stored_sockets)) {
-      close(descriptor);
-      FD_CLR(descriptor, &plc::stored_sockets);
-    }
-  }
-}
-
-}  // namespace
-
 Bytes resolve_reply(const std::vector<ResolvedName>& names) {
   constexpr size_t kNameBytes = 24;
   constexpr size_t kHandleOffset = 21;
@@ -91,7 +50,6 @@ DriverFixture::DriverFixture() {
 DriverFixture::~DriverFixture() {
   wrapped_calls().reset();
   close_stored_sockets();
-  free_tables();
   reset_driver_state();
 }
 
@@ -100,7 +58,7 @@ void DriverFixture::write_tags(uint16_t area, std::string_view lines) {
 }
 
 void DriverFixture::start(std::vector<PeerStep> script) {
-  free_tables();
+  free_driver_tables();
   peer_ = std::make_unique<ScriptedPeer>(std::move(script));
   settings_.tcp_port = peer_->port();
   EXPECT_EQ(captured([&] { return ev_plc_init(&settings_); }), 0U);
@@ -133,20 +91,6 @@ uint32_t DriverFixture::read_id(uint32_t id, uint16_t offset, uint32_t count, ui
   RegRequest request = request_for(id, offset);
   RegValue value = {count, data};
   return read(&request, &value);
-}
-
-void DriverFixture::free_tables() {
-  TagLinks* const head = &plc::g_plc_tags.links;
-  TagLinks* links = head->next;
-  while (links != nullptr && links != head) {
-    void* const node = reinterpret_cast<char*>(links) - offsetof(TagTable, links);
-    auto* const table = static_cast<TagTable*>(node);
-    links = links->next;
-    plc::free_tag_arrays(table->entries, table->indexed_groups);
-    std::free(table->name);
-    std::free(table);
-  }
-  init_tag(&plc::g_plc_tags);
 }
 
 RegRequest request_for(uint32_t id, uint16_t offset) {

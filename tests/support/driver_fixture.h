@@ -80,9 +80,6 @@ class DriverFixture : public ::testing::Test {
     return result;
   }
 
-  // Frees the driver's tag tables and empties its list.
-  static void free_tables();
-
   TempDir folder_;
   ScopedWorkingDirectory inside_{folder_.path()};
   CommSettings settings_{};

@@ -2,16 +2,10 @@
 #include "tests/driver/faults/fault_fixture.h"
 
 #include <sys/select.h>
-#include <unistd.h>
-
-#include <cstddef>
-#include <cstdlib>
-#include <cstring>
 
 #include "plc_driver/driver_state.h"
-#include "plc_driver/tags/tag_file.h"
-#include "plc_driver/tags/tag_table.h"
 #include "tests/support/driver_build.h"
+#include "tests/support/fresh_driver.h"
 
 namespace plc_test {
 namespace {
@@ -50,14 +44,12 @@ FaultFixture::FaultFixture() {
 
 FaultFixture::~FaultFixture() {
   close_stored_sockets();
-  free_tables();
+  reset_driver_state();
 }
 
 void FaultFixture::start_over() {
   close_stored_sockets();
-  free_tables();
-  std::memset(plc::LocalInfo, 0, plc::directory_capacity * sizeof plc::LocalInfo[0]);
-  plc::localNum = 0;
+  reset_driver_state();
   conn_.socket_fd = -1;
   conn_.delay_ms = 0;
   value_ = 0;
@@ -101,15 +93,7 @@ Seen FaultFixture::run(Transfer transfer, const Fault& fault) { return run(trans
 
 long FaultFixture::free_tables() {
   WatchedCalls watched;
-  TagLinks* const head = &plc::g_plc_tags.links;
-  for (TagLinks* links = head->next; links != nullptr && links != head;) {
-    auto* const table = reinterpret_cast<TagTable*>(reinterpret_cast<char*>(links) - offsetof(TagTable, links));
-    links = links->next;
-    plc::free_tag_arrays(table->entries, table->indexed_groups);
-    std::free(table->name);
-    std::free(table);
-  }
-  init_tag(&plc::g_plc_tags);
+  free_driver_tables();
   return -watched.end().live_blocks;
 }
 
@@ -119,15 +103,6 @@ int FaultFixture::stored_sockets() {
     count += FD_ISSET(descriptor, &plc::stored_sockets) ? 1 : 0;
   }
   return count;
-}
-
-void FaultFixture::close_stored_sockets() {
-  for (int descriptor = 0; descriptor < FD_SETSIZE; ++descriptor) {
-    if (FD_ISSET(descriptor, &plc::stored_sockets)) {
-      close(descriptor);
-      FD_CLR(descriptor, &plc::stored_sockets);
-    }
-  }
 }
 
 }  // namespace plc_test

@@ -49,7 +49,6 @@ class FaultFixture : public ::testing::Test {
 
   // Sockets that the driver has stored and not closed.
   static int stored_sockets();
-  static void close_stored_sockets();
 
   TempDir folder_;
   ScopedWorkingDirectory inside_{folder_.path()};

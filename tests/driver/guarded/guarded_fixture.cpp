@@ -1,12 +1,9 @@
 // The fixture of the tests of the guarded build.
 #include "tests/driver/guarded/guarded_fixture.h"
 
-#include <cstdlib>
-
 #include "plc_driver/driver_state.h"
-#include "plc_driver/tags/tag_file.h"
-#include "plc_driver/tags/tag_table.h"
 #include "tests/support/captured_output.h"
+#include "tests/support/fresh_driver.h"
 
 namespace plc_test {
 namespace {
@@ -20,20 +17,6 @@ unsigned unit_at(const Bytes& bytes, size_t at) { return static_cast<unsigned>(b
 void append_unit(Bytes& bytes, unsigned unit) {
   bytes.push_back(static_cast<uint8_t>(unit >> 8U));
   bytes.push_back(static_cast<uint8_t>(unit));
-}
-
-// The driver keeps its tables for the life of the process; a test gives back its own.
-void free_tables() {
-  TagLinks* const head = &plc::g_plc_tags.links;
-  for (TagLinks* links = head->next; links != nullptr && links != head;) {
-    void* const node = reinterpret_cast<char*>(links) - offsetof(TagTable, links);
-    auto* const table = static_cast<TagTable*>(node);
-    links = links->next;
-    plc::free_tag_arrays(table->entries, table->indexed_groups);
-    std::free(table->name);
-    std::free(table);
-  }
-  init_tag(&plc::g_plc_tags);
 }
 
 size_t names_asked(const Bytes& request) { return unit_at(request, request.at(14) == 1 ? 22 : 16); }
@@ -85,11 +68,11 @@ GuardedTest::GuardedTest() {
   use_tags("Word,INT,,,a,b,c,0,1,0,0,,DM\n");
 }
 
-GuardedTest::~GuardedTest() { free_tables(); }
+GuardedTest::~GuardedTest() { reset_driver_state(); }
 
 void GuardedTest::use_tags(std::string_view lines) {
   folder_.write("PLC7F000001_0.csv", lines);
-  free_tables();
+  free_driver_tables();
   capture_output([&] { ev_plc_init(&settings_); });
 }
 

@@ -17,10 +17,12 @@
 #include "tests/support/descriptors.h"
 #include "tests/support/driver_build.h"
 #include "tests/support/driver_fixture.h"
+#include "tests/support/fresh_driver.h"
 
 namespace {
 
 using plc_test::empty_directory;
+using plc_test::free_driver_tables;
 using plc_test::PeerStep;
 using plc_test::wrapped_calls;
 using plc_test::operator+;
@@ -349,7 +351,7 @@ TEST_F(EntryPoints, TimeoutInARead_GivesThreeAndTheNextTransferReconnects) {
     wrapped_calls().reset();
     conn_.recv_timeout_s = 10;
     std::remove((folder_.path() + "/PLC7F000001_0.csv").c_str());
-    free_tables();
+    free_driver_tables();
     EXPECT_EQ(transfers()[entry](), 3U) << "no tag file any more";
     EXPECT_EQ(peer_->connections(), 2U) << entry;
     EXPECT_EQ(plc::init, 1U);
@@ -388,7 +390,7 @@ TEST_F(EntryPoints, SecondInitWithANewAddress_ConnectsThereAndLeavesTheOldSocket
   ASSERT_EQ(read_id(0, 0, 1, word_), 0U);
   const int old_socket = conn_.socket_fd;
   plc_test::ScriptedPeer second(empty_directory() + word_read(0x56, 0x78), kSecondAddress);
-  free_tables();
+  free_driver_tables();
   CommSettings settings = {0, kSecondAddress, second.port(), 0, 0};
   captured([&] { return ev_plc_init(&settings); });
   EXPECT_TRUE(plc_test::is_open_descriptor(old_socket));

@@ -5,9 +5,9 @@
 #include <cstring>
 
 #include "plc_driver/driver_state.h"
-#include "plc_driver/tags/tag_file.h"
 #include "plc_driver/tags/tag_table.h"
 #include "tests/support/captured_output.h"
+#include "tests/support/fresh_driver.h"
 #include "tests/support/loopback.h"
 
 namespace plc_test {
@@ -19,20 +19,6 @@ TagEntry* copy_records(const std::vector<TagEntry>& records) {
   auto* copy = static_cast<TagEntry*>(calloc(records.size() + 1, sizeof(TagEntry)));
   std::copy(records.begin(), records.end(), copy);
   return copy;
-}
-
-// The list of tables lives as long as the process; a test gives its own back.
-void free_tables() {
-  TagLinks* links = plc::g_plc_tags.links.next;
-  while (links != nullptr && links != &plc::g_plc_tags.links) {
-    void* node = reinterpret_cast<char*>(links) - offsetof(TagTable, links);
-    auto* table = static_cast<TagTable*>(node);
-    links = links->next;
-    plc::free_tag_arrays(table->entries, table->indexed_groups);
-    free(table->name);
-    free(table);
-  }
-  init_tag(&plc::g_plc_tags);
 }
 
 }  // namespace
@@ -126,7 +112,7 @@ std::vector<std::string> names_in(const Bytes& request) {
 ProtocolTest::ProtocolTest() {
   settings_.ip_address = kLoopbackAddress;
   settings_.tcp_port = 8500;
-  init_tag(&plc::g_plc_tags);
+  free_driver_tables();
   capture_output([this] { ev_plc_init(&settings_); });
   plc::init = 1;
   plc::localNum = 0;
@@ -135,16 +121,11 @@ ProtocolTest::ProtocolTest() {
   request_.area = kArea;
 }
 
-ProtocolTest::~ProtocolTest() {
-  free_tables();
-  memset(plc::groupID_table, 0, sizeof plc::groupID_table);
-  plc::init = 0;
-  plc::localNum = 0;
-}
+ProtocolTest::~ProtocolTest() { reset_driver_state(); }
 
 void ProtocolTest::add_table(const std::vector<TagEntry>& tags, IndexedTagEntry* groups, uint32_t max_indexed_id) {
   const uint32_t counts[2] = {static_cast<uint32_t>(tags.size()), max_indexed_id};
-  free_tables();
+  free_driver_tables();
   ASSERT_EQ(add_tagtable(&plc::g_plc_tags, kTableName, copy_records(tags), groups, counts), 1);
 }
 
