@@ -136,7 +136,7 @@ TEST_F(GuardedValues, OneByteTooMany_Fails) {
   expect_kept(read(kWordId), kFailed, "[PLC] guard: 3 bytes of values, 2 were asked for\r\nread data err!\r\n");
 }
 
-TEST_F(GuardedValues, AreCountedByTheSizesAskedFor) {
+TEST_F(GuardedValues, OfTheSizesAskedFor_AreCounted) {
   answer_body(kValues, Bytes(8, 0x55));
   EXPECT_EQ(read(kQuad, 2), kOk);
   answer_body(kValues, Bytes(40, 'x'));

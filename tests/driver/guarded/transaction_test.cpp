@@ -399,7 +399,7 @@ TEST_F(GuardedDrain, EverythingThatWaits_IsDiscarded) {
   }
 }
 
-TEST_F(GuardedDrain, TakesNoTime) {
+TEST_F(GuardedDrain, OfNothing_TakesNoTime) {
   const int64_t start_us = socket_.now_us();
   EXPECT_EQ(EmptyBuffer(TimedSocket::kDescriptor), 0);
   EXPECT_EQ(socket_.now_us(), start_us);

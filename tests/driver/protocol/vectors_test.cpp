@@ -190,7 +190,7 @@ class Vectors : public ProtocolTest, public testing::WithParamInterface<Vector> 
   std::vector<BatchReadRequest> elements_;
 };
 
-TEST_P(Vectors, DriverSendsAndStoresWhatTheVectorSays) {
+TEST_P(Vectors, BytesOfTheVector_AreSentAndStored) {
   for (const json& exchange : vector().at("exchanges")) answer(join_fields(exchange.at("reply")));
   replay();
 }

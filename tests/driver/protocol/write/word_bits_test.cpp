@@ -75,7 +75,7 @@ TEST(WordBits, BatchReadWordPastBit15_GoesOnInTheNextWord) {
   EXPECT_EQ(out[0], 0x0B);
 }
 
-TEST(WordBits, BatchReadWordPacksBitsIntoBytes) {
+TEST(WordBits, OfABatchRead_ArePackedIntoBytes) {
   const uint16_t words[] = {0x1234, 0xABCD};
   GuardedBuffer out(4);
   BatchReadWord(words, out.data(), 0, 32);

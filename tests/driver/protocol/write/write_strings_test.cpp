@@ -118,7 +118,7 @@ TEST_F(WriteText, OddDeclaredLength_IsHalvedDownwards) {
   EXPECT_EQ(peer_.requests().at(3).size(), 22U);
 }
 
-TEST_F(WriteText, ClippingLetsHugeCountsThrough) {
+TEST_F(WriteText, HugeCount_IsClipped) {
   use_tags({make_string("S", 80)});
   answer_writes();
   EXPECT_EQ(ev_plc_write(element(0), value(Bytes(80, 'x'), 0xFFFFFFFF, 80), &conn_), 0U);
