@@ -50,7 +50,7 @@ class Cutter {
   void hand_out(int64_t time_ns, Bytes bytes) {
     for (size_t i = burst_; i < current_; ++i) {
       const ReplyHead head = head_of(bytes);
-      if (head.is_reply && answers(head, exchanges_[i]) && head.announced < bytes.size()) {
+      if (head.is_reply && answers(head, exchanges_[i].request_bytes) && head.announced < bytes.size()) {
         const auto behind = bytes.begin() + static_cast<std::ptrdiff_t>(head.announced);
         exchanges_[i].pieces.push_back({time_ns, Bytes(bytes.begin(), behind)});
         bytes.erase(bytes.begin(), behind);

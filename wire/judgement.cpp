@@ -174,7 +174,7 @@ class Judge {
 
   // False when the rest of the reply says nothing about this request.
   bool judge_whose_reply(const ReplyHead& head) {
-    if (answers(head, exchange_)) return true;
+    if (answers(head, exchange_.request_bytes)) return true;
     const plc_sim::ByteView request(exchange_.request_bytes);
     const bool same_kind =
         head.request_class == request.u8(wire::kClassAt) && head.command == request.u8(wire::kCommandAt);
@@ -266,7 +266,7 @@ class Judge {
     if (names == nullptr || !names->is_answered()) return;
     const Bytes reply = names->pieces.front().bytes;
     const ReplyHead head = head_of(reply);
-    if (!head.is_reply || !answers(head, *names) || reply.size() < head.announced) {
+    if (!head.is_reply || !answers(head, names->request_bytes) || reply.size() < head.announced) {
       return;  // what is wrong with that reply explains the handles too
     }
     const auto records = records_of(reply, names_of(names->request).size());

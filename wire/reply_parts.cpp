@@ -25,10 +25,10 @@ ReplyHead head_of(const Bytes& reply) {
   return head;
 }
 
-bool answers(const ReplyHead& head, const Exchange& exchange) {
-  const ByteView request(exchange.request_bytes);
-  return head.sequence == request.u16(wire::kSequenceAt) && head.request_class == request.u8(wire::kClassAt) &&
-         head.command == request.u8(wire::kCommandAt);
+bool answers(const ReplyHead& head, const Bytes& request) {
+  const ByteView asked(request);
+  return head.sequence == asked.u16(wire::kSequenceAt) && head.request_class == asked.u8(wire::kClassAt) &&
+         head.command == asked.u8(wire::kCommandAt);
 }
 
 std::vector<Program> programs_of(const Bytes& reply) {
@@ -71,12 +71,11 @@ size_t values_bytes(const plc_sim::Request& request) {
   return bytes;
 }
 
-Bytes value_of(const Exchange& exchange, size_t reference) {
-  const auto& references = exchange.request.references;
+Bytes value_of(const plc_sim::Request& request, const Bytes& reply, size_t reference) {
+  const auto& references = request.references;
   size_t at = wire::kReplyHeadBytes;
   for (size_t i = 0; i < reference && i < references.size(); ++i) at += size_t{2} * references[i].size;
   const size_t count = reference < references.size() ? size_t{2} * references[reference].size : 0;
-  const Bytes reply = exchange.reply();
   return ByteView(reply).part(at, count).bytes();
 }
 

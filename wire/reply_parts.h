@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "wire/exchange.h"
 #include "wire/handle.h"
-#include "wire/wire.h"
+#include "wire/recording.h"
+#include "wire/request.h"
 
 namespace wire_trace {
 
@@ -25,7 +25,7 @@ struct ReplyHead {
 ReplyHead head_of(const Bytes& reply);
 
 // Whether the head carries the sequence number, the class and the command of the request.
-bool answers(const ReplyHead& head, const Exchange& exchange);
+bool answers(const ReplyHead& head, const Bytes& request);
 
 struct Program {
   uint8_t number;
@@ -45,7 +45,7 @@ struct NameRecord {
 std::vector<NameRecord> records_of(const Bytes& reply, size_t names);
 
 // The bytes of the value that belongs to a reference of a value request; as many of them as were received.
-Bytes value_of(const Exchange& exchange, size_t reference);
+Bytes value_of(const plc_sim::Request& request, const Bytes& reply, size_t reference);
 
 // Bytes of the values that the references of a value request ask for.
 size_t values_bytes(const plc_sim::Request& request);

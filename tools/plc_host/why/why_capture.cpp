@@ -129,8 +129,9 @@ TagValue value_from(const TagEntry& entry, const Exchange& resolve, const Exchan
   TagValue value;
   const auto records = wire_trace::records_of(resolve.reply(), wire_trace::names_of(resolve.request).size());
   const ValueKind kind = value_kind(entry);
+  const Bytes reply = values.reply();
   for (const size_t n : names) {
-    const Bytes bytes = wire_trace::value_of(values, n);
+    const Bytes bytes = wire_trace::value_of(values.request, reply, n);
     if (kind == ValueKind::kText || kind == ValueKind::kRaw) {
       const auto* text = reinterpret_cast<const char*>(bytes.data());
       value.text.append(text, strnlen(text, bytes.size()));
@@ -149,8 +150,10 @@ TagValue value_from(const TagEntry& entry, const Exchange& resolve, const Exchan
 std::string raw_value(const Exchange& values, const std::vector<size_t>& names) {
   constexpr size_t kMostBytes = 32;
   std::string text;
+  const Bytes reply = values.reply();
   for (const size_t n : names) {
-    text += (text.empty() ? "" : ", ") + wire_trace::hex_text(wire_trace::value_of(values, n), kMostBytes);
+    text +=
+        (text.empty() ? "" : ", ") + wire_trace::hex_text(wire_trace::value_of(values.request, reply, n), kMostBytes);
   }
   return text;
 }

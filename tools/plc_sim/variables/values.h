@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "tools/plc_sim/variables/variables.h"
+#include "tools/plc_sim/variables/variable.h"
 
 namespace plc_sim {
 
