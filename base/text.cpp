@@ -18,4 +18,10 @@ std::string plural(size_t count, std::string_view thing) {
   return std::to_string(count) + " " + std::string(thing) + (count == 1 ? "" : "s");
 }
 
+std::string milliseconds_text(int64_t nanoseconds, int decimals) {
+  std::array<char, 40> text{};
+  std::snprintf(text.data(), text.size(), "%.*f ms", decimals, static_cast<double>(nanoseconds) / 1e6);
+  return text.data();
+}
+
 }  // namespace plc_base

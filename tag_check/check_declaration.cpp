@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/text.h"
+#include "base/utf8.h"
 #include "checker.h"
 #include "plc_driver/tags/data_types.h"
 
@@ -24,36 +25,19 @@ std::string type_in_upper_case(std::string_view text) {
   return is_type(upper) ? upper : std::string();
 }
 
-// Bytes of the sequence that begins with this one, 0 when none does.
-size_t announced_length(unsigned char lead) {
-  if (lead < 0x80) return 1;
-  if (lead < 0xC2 || lead > 0xF4) return 0;
-  return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-}
-
-// Length of the well-formed sequence at this place, 0 for a malformed one.
-size_t sequence_length(std::string_view text, size_t at) {
-  const size_t length = announced_length(static_cast<unsigned char>(text[at]));
-  if (length == 0 || at + length > text.size()) return 0;
-  for (size_t i = 1; i < length; ++i) {
-    if ((static_cast<unsigned char>(text[at + i]) & 0xC0) != 0x80) return 0;
-  }
-  return length;
-}
-
 void check_encoding(const SourceLine& line, Findings* findings) {
   const Column& name = line.column(1);
   for (size_t at = 0; at < name.text.size();) {
-    const size_t length = sequence_length(name.text, at);
-    if (length == 0) {
+    const auto character = plc_base::first_code_point(name.text.substr(at));
+    if (!character) {
       add_finding("T023", line, name, "the name is not valid UTF-8", findings).column += static_cast<uint32_t>(at);
       return;
     }
-    if (length == 4) {
+    if (character->bytes == 4) {
       add_finding("T024", line, name, "the name has a character above U+FFFF, which is sent as another one", findings)
           .column += static_cast<uint32_t>(at);
     }
-    at += length;
+    at += character->bytes;
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/json_text.h"
 #include "base/text.h"
 #include "rule_list.h"
 
@@ -23,11 +24,6 @@ std::string understanding_text(const Understanding& understanding) {
             std::to_string(understanding.max_indexed_id);
   }
   return text;
-}
-
-// Names may hold any bytes; JSON may not.
-std::string dump(const Json& json, int indent = -1) {
-  return json.dump(indent, ' ', false, Json::error_handler_t::replace);
 }
 
 const char* sarif_level(Severity severity) { return severity == Severity::kInfo ? "note" : severity_name(severity); }
@@ -86,7 +82,7 @@ std::string json_report(const FileReport& report) {
     object["explanation"] = rule.explanation;
     object["suggestion"] = rule.suggestion;
     object["fixable"] = !finding.edits.empty();
-    text += dump(object) + "\n";
+    text += plc_base::json_line(object);
   }
   Json driver;
   driver["loads"] = report.understanding.loads;
@@ -97,7 +93,7 @@ std::string json_report(const FileReport& report) {
   Json object;
   object["file"] = report.file;
   object["driver"] = driver;
-  return text + dump(object) + "\n";
+  return text + plc_base::json_line(object);
 }
 
 std::string sarif_report(const std::vector<FileReport>& reports) {
@@ -114,7 +110,7 @@ std::string sarif_report(const std::vector<FileReport>& reports) {
   document["$schema"] = "https://json.schemastore.org/sarif-2.1.0.json";
   document["version"] = "2.1.0";
   document["runs"] = Json::array({run});
-  return dump(document, 2) + "\n";
+  return plc_base::json_text(document, 2) + "\n";
 }
 
 std::string rules_text() {

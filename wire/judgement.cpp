@@ -16,6 +16,7 @@ using plc_sim::RequestKind;
 
 namespace {
 
+using plc_base::milliseconds_text;
 using plc_base::plural;
 
 constexpr int64_t kNsPerMs = 1000000;
@@ -25,12 +26,6 @@ constexpr const char* kSplitAdvice =
     "The contract build takes what one receive delivers: look for what splits replies on their way (a radio link, a "
     "router, a "
     "small MTU).";
-
-std::string milliseconds(int64_t ns) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.1f ms", static_cast<double>(ns) / static_cast<double>(kNsPerMs));
-  return text;
-}
 
 std::string hex_word(unsigned value) {
   char text[8];
@@ -78,7 +73,7 @@ class Judge {
   }
 
   void judge_silence() {
-    const std::string after = milliseconds(exchange_.ending_ns - exchange_.request_ns);
+    const std::string after = milliseconds_text(exchange_.ending_ns - exchange_.request_ns, 1);
     switch (exchange_.ending) {
       case Ending::kReset:
         fault(
@@ -223,7 +218,7 @@ class Judge {
     if (first.bytes.size() >= head.announced) return true;
     const int64_t apart_ns = exchange_.pieces.back().time_ns - first.time_ns;
     const std::string what = "the reply came in " + plural(exchange_.pieces.size(), "piece") + ", the last one " +
-                             milliseconds(apart_ns) + " after the first";
+                             milliseconds_text(apart_ns, 1) + " after the first";
     apart_ns >= kApartNs ? fault(what, kSplitAdvice) : oddity(what, kSplitAdvice);
     return true;
   }

@@ -1,31 +1,10 @@
 // Names of variables: conversions and subscripts.
 #include "wire/names.h"
 
-#include <cctype>
+#include "base/utf8.h"
 
 namespace plc_sim {
 namespace {
-
-struct Decoded {
-  char32_t value;
-  size_t length;
-};
-
-std::optional<Decoded> decode_utf8(std::string_view text) {
-  const auto lead = static_cast<uint8_t>(text.front());
-  if (lead < 0x80) return Decoded{lead, 1};
-  const size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-  if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return std::nullopt;
-  char32_t value = lead & (0x7FU >> length);
-  for (size_t i = 1; i < length; ++i) {
-    const auto next = static_cast<uint8_t>(text[i]);
-    if ((next & 0xC0U) != 0x80U) return std::nullopt;
-    value = (value << 6U) | (next & 0x3FU);
-  }
-  const bool overlong = (length == 3 && value < 0x800) || (length == 4 && value < 0x10000);
-  if (overlong || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) return std::nullopt;
-  return Decoded{value, length};
-}
 
 void append_utf8(std::string& out, char32_t value) {
   if (value < 0x80) {
@@ -67,9 +46,9 @@ std::optional<int64_t> parse_subscript(std::string_view text) {
 std::optional<std::u16string> utf16_from_utf8(std::string_view text) {
   std::u16string units;
   while (!text.empty()) {
-    const auto decoded = decode_utf8(text);
+    const auto decoded = plc_base::first_code_point(text);
     if (!decoded) return std::nullopt;
-    text.remove_prefix(decoded->length);
+    text.remove_prefix(decoded->bytes);
     if (decoded->value < 0x10000) {
       units += static_cast<char16_t>(decoded->value);
     } else {

@@ -2,9 +2,9 @@
 #include "client/tags/tag_source.h"
 
 #include <cstring>
-#include <fstream>
-#include <sstream>
+#include <utility>
 
+#include "base/files.h"
 #include "client/exit_codes.h"
 #include "tag_check/checker.h"
 #include "tag_check/rule_list.h"
@@ -12,21 +12,18 @@
 namespace plc_host {
 namespace {
 
-std::string read_text(const std::string& path) {
-  std::ifstream stream(path, std::ios::binary);
-  std::ostringstream text;
-  if (!stream) throw HostError(kExitTagFile, "cannot read " + path);
-  if (stream.peek() != std::ifstream::traits_type::eof()) text << stream.rdbuf();
-  if (stream.bad() || text.bad()) throw HostError(kExitTagFile, "cannot read " + path);
-  return text.str();
-}
-
 bool is_rule(const tag_check::Finding& finding, const char* rule) { return std::strcmp(finding.rule, rule) == 0; }
 
 }  // namespace
 
+std::string tag_file_text(const std::string& path) {
+  plc_base::FileText file = plc_base::read_file(path, kMostTagFileBytes);
+  if (!file.problem.empty()) throw HostError(kExitTagFile, file.problem);
+  return std::move(file.text);
+}
+
 TagSource::TagSource(const std::string& path)
-    : path_(path), text_(read_text(path)), file_(tag_check::read_source(text_)) {}
+    : path_(path), text_(tag_file_text(path)), file_(tag_check::read_source(text_)) {}
 
 std::optional<TagLine> TagSource::line_of(const TagList& list, size_t position) const {
   const bool indexed = position >= list.plain_count;

@@ -1,6 +1,7 @@
 // The lines of a tag file beside the records that the driver made of them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -16,6 +17,12 @@ struct TagLine {
   uint32_t number = 0;  // from 1
   std::string text;     // without its line end
 };
+
+// Far more than a controller's variables take; a wrong path may name anything.
+constexpr size_t kMostTagFileBytes = size_t{256} << 20U;
+
+// All of a tag file's bytes. Throws HostError for a file that cannot be read.
+std::string tag_file_text(const std::string& path);
 
 class TagSource {
  public:

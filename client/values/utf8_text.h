@@ -1,4 +1,4 @@
-// Just enough UTF-8 to show foreign bytes safely and to line up columns.
+// Columns of text in a terminal.
 #pragma once
 
 #include <cstddef>
@@ -6,12 +6,6 @@
 #include <string_view>
 
 namespace plc_host {
-
-// Bytes of the well-formed sequence at the start of text; 0 when there is none.
-size_t utf8_length(std::string_view text);
-
-// True when text is well-formed throughout.
-bool is_utf8(std::string_view text);
 
 // Columns that text takes in a terminal: one per character, two for the wide ones of East Asian scripts.
 size_t display_width(std::string_view text);

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
-#include "client/values/utf8_text.h"
+#include "base/utf8.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
 
@@ -145,7 +145,7 @@ std::string format_value(const TagEntry& entry, const TagValue& value, const std
 nlohmann::ordered_json value_json(const TagEntry& entry, const TagValue& value, const std::vector<size_t>& extents) {
   const ValueKind kind = value_kind(entry);
   if (kind == ValueKind::kRaw) return hexadecimal_bytes(value.text);
-  if (kind == ValueKind::kText) return is_utf8(value.text) ? value.text : quote_text(value.text);
+  if (kind == ValueKind::kText) return plc_base::is_utf8(value.text) ? value.text : quote_text(value.text);
   size_t next = 0;
   return nested_json(entry, value, extents, 0, next);
 }
@@ -154,9 +154,9 @@ std::string quote_text(std::string_view text) {
   static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string quoted = "\"";
   for (size_t at = 0; at < text.size();) {
-    const size_t length = utf8_length(text.substr(at));
+    const auto first = plc_base::first_code_point(text.substr(at));
     const auto byte = static_cast<unsigned char>(text[at]);
-    if (length == 0 || byte < 0x20 || byte == 0x7F) {
+    if (!first || byte < 0x20 || byte == 0x7F) {
       if (byte == '\n') {
         quoted += "\\n";
       } else if (byte == '\r') {
@@ -172,8 +172,8 @@ std::string quote_text(std::string_view text) {
       continue;
     }
     if (byte == '"' || byte == '\\') quoted += '\\';
-    quoted += text.substr(at, length);
-    at += length;
+    quoted += text.substr(at, first->bytes);
+    at += first->bytes;
   }
   return quoted + "\"";
 }

@@ -44,6 +44,16 @@ TEST(Checker, JoinedName_CountsColumnsAsTheDriverDoes) {
   EXPECT_EQ(findings[0].column, 11U);
 }
 
+TEST(Checker, NameThatIsNoStrictUtf8_IsSaidWithItsColumn) {
+  // Longer than needed, half of a surrogate pair, beyond the last code point.
+  for (const char* bytes : {"\xC0\x80", "\xE0\x80\x80", "\xED\xA0\x80", "\xF0\x80\x80\x80", "\xF4\x90\x80\x80"}) {
+    const auto findings = check("Sp" + std::string(bytes) + ",INT,,,,,,0,1,0,0,\n");
+    ASSERT_EQ(findings.size(), 1U) << testing::PrintToString(bytes);
+    EXPECT_STREQ(findings[0].rule, "T023") << testing::PrintToString(bytes);
+    EXPECT_EQ(findings[0].column, 3U) << testing::PrintToString(bytes);
+  }
+}
+
 TEST(Checker, LineThatTheDriverDrops_IsCounted) {
   const auto findings = check(std::string(300, 'x') + ",INT,,,,,,0,1,0,0,\nSpeed,INT,,,,,,7,1,0,0,\n");
   EXPECT_EQ(findings.front().line, 1U);

@@ -7,10 +7,6 @@ namespace plc_host {
 
 void show_message(const std::string& text) { std::fprintf(stderr, "plc-host: %s\n", text.c_str()); }
 
-std::string counted(uint64_t number, const std::string& what) {
-  return std::to_string(number) + " " + what + (number == 1 ? "" : "s");
-}
-
 void show_driver_line(const std::string& text) { std::fprintf(stderr, "driver: %s\n", text.c_str()); }
 
 void show_simulator_line(const std::string& text) { std::fprintf(stderr, "plc-sim: %s\n", text.c_str()); }

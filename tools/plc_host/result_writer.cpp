@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "base/json_text.h"
 #include "client/driver/failure.h"
 #include "client/values/time_text.h"
 #include "client/values/utf8_text.h"
@@ -126,7 +127,7 @@ nlohmann::ordered_json result_json(const TagResult& result) {
 }
 
 void write_json_line(FILE* file, const nlohmann::ordered_json& object) {
-  const std::string line = object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  const std::string line = plc_base::json_line(object);
   std::fputs(line.c_str(), file);
 }
 

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <memory>
 
+#include "base/files.h"
 #include "tools/plc_sim/console/console.h"
 #include "tools/plc_sim/console/line_input.h"
 #include "tools/plc_sim/console/report.h"
@@ -22,6 +23,9 @@
 
 namespace plc_sim {
 namespace {
+
+// Far more than a controller's variables take; a wrong path may name anything.
+constexpr size_t kMostTagFileBytes = size_t{256} << 20U;
 
 constexpr int kDone = 0;
 constexpr int kViolationSeen = 1;
@@ -39,18 +43,19 @@ bool load_tags(const Options& options, VariableStore& store) {
   bool is_good = true;
   std::vector<TagDeclaration> tags;
   for (const std::string& path : options.tag_files) {
-    auto file = read_tag_file(path);
-    if (!file) {
-      print_error("plc-sim: cannot read " + path);
+    const plc_base::FileText bytes = plc_base::read_file(path, kMostTagFileBytes);
+    if (!bytes.problem.empty()) {
+      print_error("plc-sim: " + bytes.problem);
       return false;
     }
-    for (const TagProblem& problem : file->problems) {
+    const TagFile file = read_tag_text(path, bytes.text);
+    for (const TagProblem& problem : file.problems) {
       const bool is_warning = problem.is_warning || options.skip_bad_lines;
       print_error(problem.file + ":" + std::to_string(problem.line) + (is_warning ? ": warning: " : ": error: ") +
                   problem.text);
       is_good = is_good && is_warning;
     }
-    tags.insert(tags.end(), file->tags.begin(), file->tags.end());
+    tags.insert(tags.end(), file.tags.begin(), file.tags.end());
   }
   for (const StoreProblem& problem : store.declare(tags, options.programs, options.directory_order)) {
     print_error(problem.file + ":" + std::to_string(problem.line) +

@@ -56,6 +56,7 @@ TEST(PlcSim, WrongUsage_EndsWithTwo) {
   const std::vector<std::vector<std::string>> cases{{},
                                                     {"--nonsense", good.path()},
                                                     {"/nonexistent.csv"},
+                                                    {"/"},
                                                     {"--listen", "nowhere", good.path()},
                                                     {"--listen", "127.0.0.1:70000", good.path()},
                                                     {"--fault", "dealy 5", good.path()},

@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <sstream>
 
 #include "base/text.h"
 #include "client/exit_codes.h"
+#include "client/tags/tag_source.h"
 #include "tag_check/checker.h"
 #include "tag_check/report.h"
 #include "tag_check/rule_list.h"
@@ -21,15 +21,6 @@ namespace {
 using tag_check::FileReport;
 using tag_check::Finding;
 using tag_check::Severity;
-
-std::string read_whole_file(const std::string& path) {
-  std::ifstream stream(path, std::ios::binary);
-  if (!stream) throw HostError(kExitTagFile, "cannot read " + path);
-  std::ostringstream text;
-  if (stream.peek() != std::ifstream::traits_type::eof()) text << stream.rdbuf();
-  if (stream.bad() || text.bad()) throw HostError(kExitTagFile, "cannot read " + path);
-  return text.str();
-}
 
 void write_whole_file(const std::string& path, const std::string& text) {
   std::ofstream stream(path, std::ios::binary | std::ios::trunc);
@@ -87,7 +78,7 @@ int run_check(const HostOptions& options, CommandOutput& output) {
   std::vector<FileReport> reports;
   bool clean = true;
   for (const std::string& path : options.checked_files) {
-    const std::string text = read_whole_file(path);
+    const std::string text = tag_file_text(path);
     FileReport report = check_file(path, text, options, output);
     if (!options.fixed_file.empty()) fix_file(report, text, options);
     clean = clean && !has_errors(report);

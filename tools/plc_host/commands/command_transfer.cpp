@@ -1,6 +1,7 @@
 // The commands that transfer once: read, write and batch.
 #include <optional>
 
+#include "base/text.h"
 #include "client/driver/failure.h"
 #include "client/exit_codes.h"
 #include "client/plan/batch_plan.h"
@@ -97,7 +98,7 @@ void tell_unread(const std::vector<TagResult>& results) {
     reason = result.reading.failure().reason;
     ++count;
   }
-  if (count > 0) show_message(counted(count, "variable") + " " + reason);
+  if (count > 0) show_message(plc_base::plural(count, "variable") + " " + reason);
 }
 
 }  // namespace
@@ -159,8 +160,9 @@ int run_batch(const HostOptions& options, CommandOutput& output) {
   }
   tell_unread(results);
   if (!options.quiet) {
-    show_message(counted(figures.batches, "batch read") + " of " + counted(figures.slots, "register") + ", " +
-                 counted(figures.single_reads, "variable") + " read singly");
+    show_message(plc_base::plural(figures.batches, "batch read") + " of " +
+                 plc_base::plural(figures.slots, "register") + ", " +
+                 plc_base::plural(figures.single_reads, "variable") + " read singly");
   }
   return host.finish(exit_code_of(results, stop_requested()));
 }

@@ -11,6 +11,7 @@
 #include <optional>
 #include <utility>
 
+#include "base/text.h"
 #include "client/values/time_text.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/messages.h"
@@ -236,8 +237,8 @@ std::string summary_text(const CallFigures& figures) {
   if (const auto trips = round_trips(figures)) {
     std::snprintf(times, sizeof times, "%.2f / %.2f / %.2f", trips->at(0), trips->at(1), trips->at(2));
   }
-  return counted(figures.calls, "call") + ", " + counted(figures.failures, "failure") + ", round trip " + times +
-         " ms (shortest / mean / longest)";
+  return plc_base::plural(figures.calls, "call") + ", " + plc_base::plural(figures.failures, "failure") +
+         ", round trip " + times + " ms (shortest / mean / longest)";
 }
 
 std::string csv_field(const std::string& text) {

@@ -3,9 +3,9 @@
 
 #include <netinet/in.h>
 
-#include <cstdio>
 #include <filesystem>
 
+#include "base/text.h"
 #include "client/exit_codes.h"
 #include "client/plan/number_read.h"
 #include "client/values/value_type.h"
@@ -47,8 +47,7 @@ class Route {
 
   void find_faults(WhyReport& report) const {
     const std::string where = target_text(controller_);
-    char took[32];
-    std::snprintf(took, sizeof took, "%.0f ms", static_cast<double>(reach_.took_ns) / 1e6);
+    const std::string took = plc_base::milliseconds_text(reach_.took_ns, 0);
     if (reach_.is_refused) {
       report.fault(where + " refuses connections: nothing listens on that port",
                    "Check the port, and whether the controller's host link is switched on.");

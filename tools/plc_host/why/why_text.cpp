@@ -1,6 +1,5 @@
 // The road of a value for people.
 #include <algorithm>
-#include <array>
 
 #include "base/text.h"
 #include "client/values/utf8_text.h"
@@ -22,13 +21,6 @@ void print(FILE* file, const std::string& text) { std::fputs(text.c_str(), file)
 
 void print_row(FILE* file, const char* heading, const std::string& text) {
   print(file, pad_columns(heading, 12) + text + "\n");
-}
-
-std::string milliseconds(const std::optional<int64_t>& ns) {
-  if (!ns) return "-";
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.2f ms", static_cast<double>(*ns) / 1e6);
-  return text.data();
 }
 
 std::string call_text(const WhyReport& report) {
@@ -107,11 +99,12 @@ void print_exchanges(FILE* file, const WhyReport& report) {
   for (size_t i = 0; i < report.road.size(); ++i) {
     const Exchange& exchange = report.exchanges[report.road[i]];
     const auto& bytes = exchange.request_bytes;
+    const std::optional<int64_t> time = exchange.time_ns();
     const std::string code = bytes.size() >= 12 ? wire_trace::hex_text({bytes[10], bytes[11]}, 2) : "-";
     print(file, "  " + pad_columns(std::to_string(i + 1), 4) + pad_columns(name_of(exchange.request.kind), 17) +
                     pad_columns(code, 7) + "seq " +
                     pad_columns(hexadecimal(exchange.request.sequence, 4).substr(2), 6) +
-                    pad_columns(milliseconds(exchange.time_ns()), 11) + reply_words(exchange) + "\n");
+                    pad_columns(time ? plc_base::milliseconds_text(*time, 2) : "-", 11) + reply_words(exchange) + "\n");
   }
 }
 
@@ -185,9 +178,9 @@ void write_why_text(FILE* file, const WhyReport& report) {
   print_tag(file, report);
   print_directory(file, report);
   if (report.times_asked > 0) {
-    print_row(file, "asked for",
-              std::to_string(report.times_asked) + (report.times_asked == 1 ? " time, " : " times, ") +
-                  std::to_string(report.times_wrong) + " with a fault");
+    print_row(
+        file, "asked for",
+        plc_base::plural(report.times_asked, "time") + ", " + std::to_string(report.times_wrong) + " with a fault");
   }
   print_exchanges(file, report);
   print_replies(file, report);

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "base/json_text.h"
 #include "tools/plc_sim/variables/listing.h"
 #include "tools/plc_sim/variables/values.h"
 #include "wire/names.h"
@@ -20,10 +21,6 @@ std::pair<std::string, std::string> split_first_word(std::string_view line) {
 }
 
 [[noreturn]] void fail(const std::string& reason) { throw std::invalid_argument(reason); }
-
-std::string one_line(const nlohmann::json& json) {
-  return json.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace) + "\n";
-}
 
 }  // namespace
 
@@ -81,7 +78,7 @@ std::string Console::show(const std::string& rest) {
 }
 
 std::string Console::dump(const std::string& rest) const {
-  if (rest == "--json") return one_line(memory_json(store_));
+  if (rest == "--json") return plc_base::ascii_json_line(memory_json(store_));
   if (!rest.empty()) fail("dump takes nothing or --json");
   return list_memory(store_);
 }
@@ -97,7 +94,7 @@ std::string Console::counts(const std::string& rest) const {
   json["outside"] = counts.outside;
   json["notes"] = counts.notes;
   for (const FaultInfo& info : known_faults()) json[std::string("fault.") + info.name] = faults_.count_of(info.kind);
-  if (rest == "--json") return json.dump() + "\n";
+  if (rest == "--json") return plc_base::json_line(json);
   if (!rest.empty()) fail("counts takes nothing or --json");
   std::string text;
   for (const auto& [name, count] : json.items()) text += name + " " + count.dump() + "\n";

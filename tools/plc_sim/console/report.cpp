@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "base/json_text.h"
 #include "wire/names.h"
 
 namespace plc_sim {
@@ -94,7 +95,7 @@ std::string json_report(const VariableStore& store, const AskLog& log) {
   for (const Program& program : store.directory()) {
     json["programs"].push_back({{"number", program.number}, {"name", program.name}});
   }
-  return json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+  return plc_base::json_text(json, 2) + "\n";
 }
 
 std::string csv_field(const std::string& text) {

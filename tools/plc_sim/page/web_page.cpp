@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
+#include "base/json_text.h"
 #include "tools/plc_sim/page/page_files.h"
 #include "tools/plc_sim/variables/listing.h"
 
@@ -83,7 +84,7 @@ std::string WebPage::state(const std::string& part) const {
   }
   json["armed"] = nlohmann::ordered_json::array();
   for (const Fault& fault : faults_.armed()) json["armed"].push_back(describe(fault));
-  return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  return plc_base::json_text(json);
 }
 
 }  // namespace plc_sim

@@ -3,8 +3,6 @@
 
 #include <array>
 #include <charconv>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 #include "wire/names.h"
@@ -196,14 +194,6 @@ TagFile read_tag_text(const std::string& file_name, std::string_view text) {
     text.remove_prefix(end + 1);
   }
   return file;
-}
-
-std::optional<TagFile> read_tag_file(const std::string& path) {
-  std::ifstream stream(path, std::ios::binary);
-  if (!stream) return std::nullopt;
-  std::ostringstream text;
-  text << stream.rdbuf();
-  return read_tag_text(path, text.str());
 }
 
 }  // namespace plc_sim

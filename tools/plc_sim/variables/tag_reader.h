@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -61,9 +60,7 @@ const TypeInfo* find_type(std::string_view name);
 // The letters of a device code ("DM"), "none" for variables without a device.
 std::string device_name(uint8_t device);
 
+// What the text of a tag file declares; its name is for messages.
 TagFile read_tag_text(const std::string& file_name, std::string_view text);
-
-// Empty when the file cannot be read.
-std::optional<TagFile> read_tag_file(const std::string& path);
 
 }  // namespace plc_sim

@@ -1,0 +1,21 @@
+// UTF-8 taken apart, strictly: no sequence longer than needed, no half of a surrogate pair, nothing beyond U+10FFFF.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string_view>
+
+namespace plc_base {
+
+struct CodePoint {
+  char32_t value;
+  size_t bytes;  // of its sequence: 1 to 4
+};
+
+// The character at the start of text; nothing when text is empty or does not begin with a well-formed sequence.
+std::optional<CodePoint> first_code_point(std::string_view text);
+
+// True when text is well-formed throughout.
+bool is_utf8(std::string_view text);
+
+}  // namespace plc_base

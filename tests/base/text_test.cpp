@@ -1,0 +1,48 @@
+// Tests of numbers and words in messages, and of JSON.
+#include "base/text.h"
+
+#include <gtest/gtest.h>
+
+#include "base/json_text.h"
+
+namespace plc_base {
+namespace {
+
+TEST(Text, Hexadecimal_HasAtLeastTheDigits) {
+  EXPECT_EQ(hexadecimal(0x1A, 4), "0x001A");
+  EXPECT_EQ(hexadecimal(0xFFFFFFFF, 1), "0xFFFFFFFF");
+}
+
+TEST(Text, Plural_FollowsTheNumber) {
+  EXPECT_EQ(plural(0, "byte"), "0 bytes");
+  EXPECT_EQ(plural(1, "byte"), "1 byte");
+  EXPECT_EQ(plural(2, "byte"), "2 bytes");
+}
+
+TEST(Text, Milliseconds_HaveTheDecimalsThatAreAskedFor) {
+  EXPECT_EQ(milliseconds_text(1234567, 0), "1 ms");
+  EXPECT_EQ(milliseconds_text(1234567, 1), "1.2 ms");
+  EXPECT_EQ(milliseconds_text(1235000000, 2), "1235.00 ms");
+  EXPECT_EQ(milliseconds_text(0, 2), "0.00 ms");
+}
+
+TEST(JsonText, BytesThatAreNoUtf8_AreReplaced) {
+  EXPECT_EQ(json_text(nlohmann::json("a\xFF")), "\"a\xEF\xBF\xBD\"");
+  EXPECT_EQ(json_line(nlohmann::json("a\xFF")), "\"a\xEF\xBF\xBD\"\n");
+  EXPECT_EQ(ascii_json_line(nlohmann::json("a\xFF")), "\"a\\ufffd\"\n");
+}
+
+TEST(JsonText, Members_KeepTheOrderOfTheirKindOfObject) {
+  nlohmann::ordered_json as_written;
+  as_written["b"] = 1;
+  as_written["a"] = nullptr;
+  EXPECT_EQ(json_line(as_written), "{\"b\":1,\"a\":null}\n");
+  EXPECT_EQ(json_text(nlohmann::json{{"b", 1}, {"a", 2}}), "{\"a\":2,\"b\":1}");
+}
+
+TEST(JsonText, Indent_GivesALinePerMember) {
+  EXPECT_EQ(json_text(nlohmann::json{{"a", 1}, {"b", "x"}}, 2), "{\n  \"a\": 1,\n  \"b\": \"x\"\n}");
+}
+
+}  // namespace
+}  // namespace plc_base

@@ -1,0 +1,66 @@
+// Tests of the strict decoder: the first and the last character of each length, and what is none.
+#include "base/utf8.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace plc_base {
+namespace {
+
+void expect_character(std::string_view text, char32_t value) {
+  const auto first = first_code_point(std::string(text) + "x");
+  ASSERT_TRUE(first.has_value()) << "U+" << std::hex << static_cast<uint32_t>(value);
+  EXPECT_EQ(static_cast<uint32_t>(first->value), static_cast<uint32_t>(value));
+  EXPECT_EQ(first->bytes, text.size());
+}
+
+TEST(Utf8, FirstAndLastOfEachLength_AreDecoded) {
+  expect_character(std::string_view("\0", 1), 0);
+  expect_character("\x7F", 0x7F);
+  expect_character("\xC2\x80", 0x80);
+  expect_character("\xDF\xBF", 0x7FF);
+  expect_character("\xE0\xA0\x80", 0x800);
+  expect_character("\xEF\xBF\xBF", 0xFFFF);
+  expect_character("\xF0\x90\x80\x80", 0x10000);
+  expect_character("\xF4\x8F\xBF\xBF", 0x10FFFF);
+}
+
+TEST(Utf8, AroundSurrogates_AreDecoded) {
+  expect_character("\xED\x9F\xBF", 0xD7FF);
+  expect_character("\xEE\x80\x80", 0xE000);
+}
+
+TEST(Utf8, Malformed_IsNoCharacter) {
+  const char* const malformed[] = {
+      "\x80",              // no lead
+      "\xC1\xBF",          // longer than needed
+      "\xE0\x9F\xBF",      // longer than needed
+      "\xF0\x8F\xBF\xBF",  // longer than needed
+      "\xED\xA0\x80",      // the first half of a surrogate pair
+      "\xED\xBF\xBF",      // the last half of one
+      "\xF4\x90\x80\x80",  // beyond the last code point
+      "\xF5\x80\x80\x80",  // no lead
+      "\xFF",              // no lead
+      "\xC3",              // cut
+      "\xE4\xB8",          // cut
+      "\xF0\x9F\x98",      // cut
+      "\xC3x",             // broken off
+      "\xE4\xB8x",         // broken off
+      "\xF0\x9F\x98\xC0",  // broken off
+  };
+  for (const char* text : malformed) {
+    EXPECT_FALSE(first_code_point(text).has_value()) << testing::PrintToString(text);
+    EXPECT_FALSE(is_utf8(std::string("a") + text)) << testing::PrintToString(text);
+  }
+}
+
+TEST(Utf8, NoText_HasNoCharacterAndIsWellFormed) {
+  EXPECT_FALSE(first_code_point("").has_value());
+  EXPECT_TRUE(is_utf8(""));
+}
+
+TEST(Utf8, EachLengthInOneText_IsWellFormed) { EXPECT_TRUE(is_utf8("a\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80")); }
+
+}  // namespace
+}  // namespace plc_base
