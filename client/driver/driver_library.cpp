@@ -23,14 +23,18 @@ std::string loader_message() {
 void* open_library(const std::string& path) {
   // Local symbols, everything resolved now: a library that lacks something fails here and not in the middle of a read.
   void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (handle == nullptr) throw HostError(kExitLibrary, "cannot load the driver library: " + loader_message());
+  if (handle == nullptr) {
+    throw HostError(kExitLibrary, "cannot load the driver library: " + loader_message());
+  }
   return handle;
 }
 
 template <typename Function>
 void find_entry(void* handle, const char* name, Function& function) {
   function = reinterpret_cast<Function>(dlsym(handle, name));
-  if (function == nullptr) throw HostError(kExitLibrary, "the driver library has no entry point " + std::string(name));
+  if (function == nullptr) {
+    throw HostError(kExitLibrary, "the driver library has no entry point " + std::string(name));
+  }
 }
 
 // The first that there is, "" when there is none; the loader knows whether there is a name without a slash.
@@ -81,17 +85,27 @@ std::string program_folder() {
   return path.substr(0, path.rfind('/'));
 }
 
+bool is_in_build_tree() {
+  // CMake has its own files beside every program that it builds, and installs none of them.
+  return access((program_folder() + "/CMakeFiles").c_str(), F_OK) == 0;
+}
+
 std::vector<std::string> default_library_paths() {
   const std::string folder = program_folder();
-  return {folder + "/" + kLibraryName, folder + "/../lib/" + kLibraryName,
-          folder + "/../" PLC_HOST_LIBDIR "/" + kLibraryName, folder + "/../../src/" + kLibraryName, kLibraryName};
+  std::vector<std::string> paths = {folder + "/" + kLibraryName, folder + "/../lib/" + kLibraryName,
+                                    folder + "/../" PLC_HOST_LIBDIR "/" + kLibraryName};
+  if (is_in_build_tree()) paths.push_back(folder + "/../../src/" + kLibraryName);
+  paths.emplace_back(kLibraryName);
+  return paths;
 }
 
 std::vector<std::string> guarded_library_paths() {
   const std::string folder = program_folder();
   const std::string file = std::string("/guarded/") + kLibraryName;
-  return {folder + file, folder + "/../lib/plc_driver" + file, folder + "/../" PLC_HOST_LIBDIR "/plc_driver" + file,
-          folder + "/../../src" + file};
+  std::vector<std::string> paths = {folder + file, folder + "/../lib/plc_driver" + file,
+                                    folder + "/../" PLC_HOST_LIBDIR "/plc_driver" + file};
+  if (is_in_build_tree()) paths.push_back(folder + "/../../src" + file);
+  return paths;
 }
 
 DriverLibrary load_driver_library(const std::string& choice) {

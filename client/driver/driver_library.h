@@ -31,7 +31,8 @@ struct DriverLibrary {
 // Throws HostError, also when "guarded" turns out to be another build.
 DriverLibrary load_driver_library(const std::string& choice);
 
-// Beside the program, in ../lib, in the build tree, and last the name that the loader looks up by itself.
+// Beside the program, in ../lib, for a program of a build tree in that tree, and last the name that the loader looks up
+// by itself.
 std::vector<std::string> default_library_paths();
 
 // The folders guarded/ of the same places; the loader has none.
@@ -39,5 +40,8 @@ std::vector<std::string> guarded_library_paths();
 
 // Folder of this program's file; "." when it cannot be told.
 std::string program_folder();
+
+// Whether this program lies where it was built: what lies in other folders around it was then built with it.
+bool is_in_build_tree();
 
 }  // namespace plc_host

@@ -31,10 +31,10 @@ using Clock = std::chrono::steady_clock;
 std::string find_simulator(const std::string& program) {
   if (!program.empty()) return program;
   const std::string folder = program_folder();
-  for (const std::string& path : {folder + "/" + kSimulatorName, folder + "/../plc_sim/" + kSimulatorName}) {
-    if (access(path.c_str(), X_OK) == 0) return path;
-  }
-  return kSimulatorName;
+  const std::string beside = folder + "/" + kSimulatorName;
+  if (access(beside.c_str(), X_OK) == 0) return beside;
+  const std::string built = folder + "/../plc_sim/" + kSimulatorName;
+  return is_in_build_tree() && access(built.c_str(), X_OK) == 0 ? built : kSimulatorName;
 }
 
 // A pipe of which the child gets one end by name and neither end by accident.

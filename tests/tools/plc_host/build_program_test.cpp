@@ -40,6 +40,7 @@ class BuildTest : public ProgramTest {
 
 TEST_F(BuildTest, GuardedBuild_IsTakenWhereverItIs) {
   for (const char* folder : {"tools/bin/guarded", "tools/lib/plc_driver/guarded", "src/guarded"}) {
+    if (folder == std::string("src/guarded")) fs::create_directory(path("tools/bin/CMakeFiles"));
     install(PLC_HOST_LIBRARY, "tools/bin");
     install(PLC_HOST_GUARDED, folder);
     const Json found = info();
@@ -49,6 +50,18 @@ TEST_F(BuildTest, GuardedBuild_IsTakenWhereverItIs) {
     fs::remove_all(path(folder));
     fs::remove(path("tools/bin/libplc_driver.so.1"));
   }
+}
+
+TEST_F(BuildTest, InstalledProgram_TakesNothingFromWhereABuildTreeHasIt) {
+  install(PLC_HOST_LIBRARY, "src");
+  install(PLC_HOST_GUARDED, "src/guarded");
+  install(PLC_HOST_LIBRARY, "tools/lib");
+  const Json found = info();
+  EXPECT_EQ(found["guarded"], false);
+  EXPECT_EQ(fs::canonical(found["library"].get<std::string>()), fs::canonical(path("tools/lib/libplc_driver.so.1")));
+  const Outcome outcome = run_copy({"info", "--driver", "guarded"});
+  EXPECT_EQ(outcome.code, 3);
+  EXPECT_EQ(outcome.err.find("/src/"), std::string::npos) << outcome.err;
 }
 
 TEST_F(BuildTest, ContractBuildAlone_IsTakenAndSaid) {
