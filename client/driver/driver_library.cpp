@@ -6,7 +6,7 @@
 
 #include <climits>
 
-#include "client/exit_codes.h"
+#include "client/client_error.h"
 
 namespace plc_host {
 namespace {
@@ -24,7 +24,7 @@ void* open_library(const std::string& path) {
   // Local symbols, everything resolved now: a library that lacks something fails here and not in the middle of a read.
   void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {
-    throw HostError(kExitLibrary, "cannot load the driver library: " + loader_message());
+    throw ClientError(ClientError::Kind::kLibrary, "cannot load the driver library: " + loader_message());
   }
   return handle;
 }
@@ -33,7 +33,7 @@ template <typename Function>
 void find_entry(void* handle, const char* name, Function& function) {
   function = reinterpret_cast<Function>(dlsym(handle, name));
   if (function == nullptr) {
-    throw HostError(kExitLibrary, "the driver library has no entry point " + std::string(name));
+    throw ClientError(ClientError::Kind::kLibrary, "the driver library has no entry point " + std::string(name));
   }
 }
 
@@ -51,8 +51,9 @@ std::string guarded_path() {
   if (!found.empty()) return found;
   std::string places;
   for (const std::string& path : paths) places += (places.empty() ? "" : ", ") + path;
-  throw HostError(kExitLibrary, "there is no guarded build of the driver library; looked for " + places +
-                                    "; install it there, or give its path with --driver PATH");
+  throw ClientError(ClientError::Kind::kLibrary, "there is no guarded build of the driver library; looked for " +
+                                                     places +
+                                                     "; install it there, or give its path with --driver PATH");
 }
 
 std::string chosen_path(const std::string& choice) {
@@ -121,7 +122,7 @@ DriverLibrary load_driver_library(const std::string& choice) {
   library.build_tagtable = reinterpret_cast<BuildTagTable>(dlsym(handle, "build_tagtable"));
   find_build(handle, library);
   if (choice == kGuarded && !library.is_guarded) {
-    throw HostError(kExitLibrary, library.path + " is not the guarded build but " + library.build);
+    throw ClientError(ClientError::Kind::kLibrary, library.path + " is not the guarded build but " + library.build);
   }
   return library;
 }

@@ -28,7 +28,7 @@ struct DriverLibrary {
 
 // Loads "contract", "guarded", the library at a path or, for an empty choice, the guarded build where there is one and
 // else the contract one. The library stays loaded: it keeps its connection and its tables for the life of the process.
-// Throws HostError, also when "guarded" turns out to be another build.
+// Throws ClientError, also when "guarded" turns out to be another build.
 DriverLibrary load_driver_library(const std::string& choice);
 
 // Beside the program, in ../lib, for a program of a build tree in that tree, and last the name that the loader looks up

@@ -7,7 +7,7 @@
 
 #include <cstdio>
 
-#include "client/exit_codes.h"
+#include "client/client_error.h"
 
 namespace plc_host {
 
@@ -17,7 +17,7 @@ DriverOutput::DriverOutput() : original_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, S
   // A terminal, a pipe and a file alike would change how the driver's lines are buffered: all of them are collected
   // in the stream's buffer and fetched by take_lines.
   if (collected_ < 0 || dup2(collected_, STDOUT_FILENO) < 0 || std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ) != 0) {
-    throw HostError(kExitUsage, "cannot move standard output");
+    throw ClientError(ClientError::Kind::kOutput, "cannot move standard output");
   }
 }
 

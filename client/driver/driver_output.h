@@ -11,7 +11,7 @@ namespace plc_host {
 
 class DriverOutput {
  public:
-  // Throws HostError when standard output cannot be moved.
+  // Throws ClientError when standard output cannot be moved.
   DriverOutput();
   ~DriverOutput();
   DriverOutput(const DriverOutput&) = delete;

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "client/exit_codes.h"
+#include "client/client_error.h"
 
 namespace plc_host {
 namespace {
@@ -23,7 +23,7 @@ RegRequest make_request(const Target& target, uint32_t register_id, uint32_t off
 }
 
 void check_guards(const GuardedBuffer& buffer) {
-  if (!buffer.is_intact()) throw HostError(kExitLibrary, "the driver wrote outside the host's buffer");
+  if (!buffer.is_intact()) throw ClientError(ClientError::Kind::kLibrary, "the driver wrote outside the host's buffer");
 }
 
 }  // namespace
@@ -74,7 +74,7 @@ DriverSession::DriverSession(const DriverLibrary& library, DriverOutput& output,
   connection_.delay_ms = target.delay_ms;
   const uint32_t code = library_.init(&settings_);
   for (const std::string& line : output_.take_lines()) sink_(line);
-  if (code != PLC_OK) throw HostError(kExitLibrary, "ev_plc_init returned " + std::to_string(code));
+  if (code != PLC_OK) throw ClientError(ClientError::Kind::kLibrary, "ev_plc_init returned " + std::to_string(code));
 }
 
 CallResult DriverSession::finish(bool single, uint32_t code, uint32_t count,
@@ -130,7 +130,7 @@ CallResult DriverSession::read_batch(std::vector<BatchReadRequest>& elements) {
   CallResult result = finish(false, code, count, start);
   const bool intact = std::memcmp(&elements.back(), &guard, sizeof guard) == 0;
   elements.pop_back();
-  if (!intact) throw HostError(kExitLibrary, "the driver wrote outside the host's batch");
+  if (!intact) throw ClientError(ClientError::Kind::kLibrary, "the driver wrote outside the host's batch");
   return result;
 }
 

@@ -77,7 +77,7 @@ class DriverSession {
   DriverSession& operator=(const DriverSession&) = delete;
 
   // offset and count in the host's units: 32 bits for 64-bit types, 16 bits for strings, else elements. Throws
-  // HostError when the driver wrote outside the buffer.
+  // ClientError when the driver wrote outside the buffer.
   CallResult read(uint32_t register_id, uint32_t offset, uint32_t count, GuardedBuffer& buffer);
   CallResult write(uint32_t register_id, uint32_t offset, uint32_t count, GuardedBuffer& buffer);
   CallResult read_batch(std::vector<BatchReadRequest>& elements);

@@ -5,56 +5,60 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 #include <vector>
 
-#include "client/exit_codes.h"
+#include "client/client_error.h"
 
 namespace plc_host {
 namespace {
 
 std::string absolute_path(const std::string& path) {
   char* resolved = realpath(path.c_str(), nullptr);
-  if (resolved == nullptr) throw HostError(kExitTagFile, "cannot open " + path + ": " + std::strerror(errno));
+  if (resolved == nullptr) {
+    throw ClientError(ClientError::Kind::kTagFile, "cannot open " + path + ": " + std::strerror(errno));
+  }
   std::string absolute = resolved;
   std::free(resolved);
   if (access(absolute.c_str(), R_OK) != 0) {
-    throw HostError(kExitTagFile, "cannot read " + path + ": " + std::strerror(errno));
+    throw ClientError(ClientError::Kind::kTagFile, "cannot read " + path + ": " + std::strerror(errno));
   }
   return absolute;
 }
 
-std::string make_folder() {
+std::string make_folder(const std::string& owner) {
   const char* parent = std::getenv("TMPDIR");
-  const std::string name = std::string(parent != nullptr && *parent == '/' ? parent : "/tmp") + "/plc-host.XXXXXX";
+  const std::string name = std::string(parent != nullptr && *parent == '/' ? parent : "/tmp") + "/" + owner + ".XXXXXX";
   std::vector<char> path(name.begin(), name.end());
   path.push_back('\0');
   if (mkdtemp(path.data()) == nullptr) {
-    throw HostError(kExitTagFile, "cannot make a folder like " + name + ": " + std::strerror(errno));
+    throw ClientError(ClientError::Kind::kTagFile, "cannot make a folder like " + name + ": " + std::strerror(errno));
   }
   return path.data();
 }
 
 }  // namespace
 
-WorkFolder::WorkFolder(const std::string& tag_file, const std::string& link_name) {
+WorkFolder::WorkFolder(const std::string& tag_file, const std::string& link_name, const std::string& owner,
+                       Complain complain)
+    : complain_(std::move(complain)) {
   const std::string target = absolute_path(tag_file);
   previous_ = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  folder_ = make_folder();
+  folder_ = make_folder(owner);
   link_ = folder_ + "/" + link_name;
   if (symlink(target.c_str(), link_.c_str()) != 0 || chdir(folder_.c_str()) != 0) {
     const std::string reason = std::strerror(errno);
     remove();
-    throw HostError(kExitTagFile, "cannot use the folder " + folder_ + ": " + reason);
+    throw ClientError(ClientError::Kind::kTagFile, "cannot use the folder " + folder_ + ": " + reason);
   }
 }
 
 WorkFolder::~WorkFolder() {
   if (previous_ < 0 || fchdir(previous_) != 0) {
     // The folder can be removed from anywhere: only its name is used.
-    std::fprintf(stderr, "plc-host: cannot go back to the working directory\n");
+    complain_("cannot go back to the working directory");
   }
   remove();
 }

@@ -3,8 +3,8 @@
 
 #include <cstdlib>
 
+#include "client/client_error.h"
 #include "client/driver/driver_session.h"
-#include "client/exit_codes.h"
 
 namespace plc_host {
 namespace {
@@ -103,18 +103,21 @@ TagList make_tag_list(const TagEntry* entries, uint32_t plain_count, const Index
 
 TagList load_tag_list(const DriverLibrary& library, const std::string& path) {
   if (library.build_tagtable == nullptr) {
-    throw HostError(kExitLibrary, "the driver library does not export build_tagtable: names cannot be looked up");
+    throw ClientError(ClientError::Kind::kLibrary,
+                      "the driver library does not export build_tagtable: names cannot be looked up");
   }
   TagEntry* entries = nullptr;
   IndexedTagEntry* groups = nullptr;
   std::vector<uint32_t> group_ids(kGroupIdWords, 0);
   const uint32_t* counts = library.build_tagtable(&entries, &groups, path.c_str(), group_ids.data());
-  if (counts == nullptr) throw HostError(kExitTagFile, "the driver cannot use the tag file " + path);
+  if (counts == nullptr) throw ClientError(ClientError::Kind::kTagFile, "the driver cannot use the tag file " + path);
   TagList list = make_tag_list(entries, counts[0], groups, counts[1], group_ids);
   for (uint32_t g = 0; groups != nullptr && groups[g].entries != nullptr; ++g) std::free(groups[g].entries);
   std::free(groups);
   std::free(entries);
-  if (list.tags.empty()) throw HostError(kExitTagFile, "the driver finds no variable in the tag file " + path);
+  if (list.tags.empty()) {
+    throw ClientError(ClientError::Kind::kTagFile, "the driver finds no variable in the tag file " + path);
+  }
   return list;
 }
 

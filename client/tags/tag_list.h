@@ -24,7 +24,7 @@ struct TagList {
   uint32_t max_indexed_id = 0;
 };
 
-// Has the library read the file. Throws HostError when it rejects the file or exports no function to read it with.
+// Has the library read the file. Throws ClientError when it rejects the file or exports no function to read it with.
 TagList load_tag_list(const DriverLibrary& library, const std::string& path);
 
 // The list from the arrays that the driver makes: plain_count records, groups ending with one whose entries are null

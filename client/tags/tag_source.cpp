@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "base/files.h"
-#include "client/exit_codes.h"
+#include "client/client_error.h"
 #include "tag_check/checker.h"
 #include "tag_check/rule_list.h"
 
@@ -18,7 +18,7 @@ bool is_rule(const tag_check::Finding& finding, const char* rule) { return std::
 
 std::string tag_file_text(const std::string& path) {
   plc_base::FileText file = plc_base::read_file(path, kMostTagFileBytes);
-  if (!file.problem.empty()) throw HostError(kExitTagFile, file.problem);
+  if (!file.problem.empty()) throw ClientError(ClientError::Kind::kTagFile, file.problem);
   return std::move(file.text);
 }
 

@@ -21,12 +21,12 @@ struct TagLine {
 // Far more than a controller's variables take; a wrong path may name anything.
 constexpr size_t kMostTagFileBytes = size_t{256} << 20U;
 
-// All of a tag file's bytes. Throws HostError for a file that cannot be read.
+// All of a tag file's bytes. Throws ClientError for a file that cannot be read.
 std::string tag_file_text(const std::string& path);
 
 class TagSource {
  public:
-  // Throws HostError for a file that cannot be read.
+  // Throws ClientError for a file that cannot be read.
   explicit TagSource(const std::string& path);
   TagSource(const TagSource&) = delete;
   TagSource& operator=(const TagSource&) = delete;

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "client/exit_codes.h"
+#include "client/client_error.h"
 #include "client/plan/batch_transfer.h"
 #include "tests/client/fake_driver.h"
 #include "tests/client/host_test_records.h"
@@ -147,9 +147,9 @@ TEST_F(TagTransferTest, ValueOutOfRange_SendsNothing) {
 
 TEST_F(TagTransferTest, DriverThatWritesPastTheBuffer_IsCaught) {
   fake_driver().on_read = [](const RegRequest&, RegValue& value) { value.data[read_buffer_bytes(1)] = 0; };
-  EXPECT_THROW(read("Word"), HostError);
+  EXPECT_THROW(read("Word"), ClientError);
   fake_driver().on_read = [](const RegRequest&, RegValue& value) { *(value.data - 1) = 0; };
-  EXPECT_THROW(read("Word"), HostError);
+  EXPECT_THROW(read("Word"), ClientError);
 }
 
 TEST_F(TagTransferTest, Batch_PutsTheValuesTogetherAgain) {

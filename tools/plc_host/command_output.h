@@ -10,7 +10,7 @@ namespace plc_host {
 
 class CommandOutput : public DriverOutput {
  public:
-  // Throws HostError when standard output cannot be moved or is none.
+  // Throws ClientError when standard output cannot be moved, HostError when it is none.
   CommandOutput();
 
   // The standard output that the process was started with.

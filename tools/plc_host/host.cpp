@@ -5,7 +5,7 @@
 #include <netinet/in.h>
 
 #include "client/driver/failure.h"
-#include "client/exit_codes.h"
+#include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
 
 namespace plc_host {
@@ -26,7 +26,7 @@ TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const
     TagList list = load_tag_list(library, path);
     output.take_lines();
     return list;
-  } catch (const HostError&) {
+  } catch (const ClientError&) {
     for (const std::string& line : output.take_lines()) show_driver_line(line);
     throw;
   }
@@ -66,7 +66,7 @@ std::string Host::choose_tag_file(const HostOptions& options, const Target& cont
   std::string given = options.tag_file.empty() ? options.sim_tag_file : options.tag_file;
   // The driver looks for the file by the address that it connects to.
   if (given.empty() && name != tag_file_name(controller)) given = tag_file_name(controller);
-  if (!given.empty()) folder_ = std::make_unique<WorkFolder>(given, name);
+  if (!given.empty()) folder_ = std::make_unique<WorkFolder>(given, name, "plc-host", show_message);
   return name;
 }
 

@@ -24,7 +24,7 @@ class Host {
   using Reroute = std::function<Target(const Target& controller)>;
 
   // Loads the library, starts the simulator, makes the work folder, reads the tag file and gives the driver its
-  // settings. Throws HostError.
+  // settings. Throws HostError and ClientError.
   Host(const HostOptions& options, CommandOutput& output, const Reroute& reroute = nullptr);
 
   DriverSession& session() { return *session_; }

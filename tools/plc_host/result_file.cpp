@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "client/exit_codes.h"
+#include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/stop_signal.h"
 

@@ -15,7 +15,7 @@
 #include <cstring>
 
 #include "client/driver/driver_library.h"
-#include "client/exit_codes.h"
+#include "tools/plc_host/exit_codes.h"
 
 namespace plc_host {
 namespace {

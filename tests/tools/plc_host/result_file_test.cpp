@@ -9,7 +9,7 @@
 
 #include <string>
 
-#include "client/exit_codes.h"
+#include "tools/plc_host/exit_codes.h"
 
 namespace plc_host {
 namespace {

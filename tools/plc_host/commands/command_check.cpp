@@ -6,12 +6,12 @@
 #include <fstream>
 
 #include "base/text.h"
-#include "client/exit_codes.h"
 #include "client/tags/tag_source.h"
 #include "tag_check/checker.h"
 #include "tag_check/report.h"
 #include "tag_check/rule_list.h"
 #include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/messages.h"
 

@@ -11,8 +11,8 @@
 #include <iostream>
 #include <sstream>
 
-#include "client/exit_codes.h"
 #include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/result_file.h"
 #include "tools/plc_host/stop_signal.h"
@@ -71,6 +71,9 @@ int run_reporting(const std::function<int()>& run) {
   } catch (const HostError& error) {
     show_message(error.what());
     return stop_requested() ? kExitInterrupted : error.code();
+  } catch (const ClientError& error) {
+    show_message(error.what());
+    return stop_requested() ? kExitInterrupted : exit_code_of(error);
   } catch (const std::exception& error) {
     show_message(std::string("failed: ") + error.what());
     return kExitTagFailed;

@@ -2,9 +2,9 @@
 #include <nlohmann/json.hpp>
 
 #include "base/text.h"
-#include "client/exit_codes.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/result_writer.h"
 

@@ -3,8 +3,8 @@
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
 
-#include "client/exit_codes.h"
 #include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/exit_codes.h"
 
 namespace plc_host {
 namespace {

@@ -3,11 +3,11 @@
 
 #include "base/text.h"
 #include "client/driver/failure.h"
-#include "client/exit_codes.h"
 #include "client/plan/batch_plan.h"
 #include "client/plan/batch_transfer.h"
 #include "client/plan/number_read.h"
 #include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/result_writer.h"

@@ -1,10 +1,10 @@
 // The watch command: reads again and again, and lives through a controller that goes away and comes back.
 #include <algorithm>
 
-#include "client/exit_codes.h"
 #include "client/plan/batch_transfer.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/stop_signal.h"

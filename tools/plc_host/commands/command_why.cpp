@@ -1,6 +1,6 @@
 // The command that follows one value from the tag file to the wire and back, and says where it went wrong.
-#include "client/exit_codes.h"
 #include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/result_writer.h"
@@ -14,7 +14,7 @@ namespace {
 constexpr size_t kMostErrors = 5;
 
 // A tag file that cannot be used is an answer too.
-int explain_tag_file(const HostError& error, CommandOutput& output, WhyReport& report) {
+int explain_tag_file(const ClientError& error, CommandOutput& output, WhyReport& report) {
   for (const std::string& line : output.take_lines()) report.driver_lines.push_back(line);
   report.fault(error.what(), report.source ? "plc-host check FILE names each line that the driver cannot use."
                                            : "The driver looks in the host's working directory for PLC<address in "
@@ -22,7 +22,7 @@ int explain_tag_file(const HostError& error, CommandOutput& output, WhyReport& r
   if (report.source) {
     for (const TagSource::Remark& remark : report.source->errors(kMostErrors)) report.fault(remark.text, remark.advice);
   }
-  return error.code();
+  return exit_code_of(error);
 }
 
 }  // namespace
@@ -33,8 +33,8 @@ int run_why(const HostOptions& options, CommandOutput& output) {
   int code = kExitOk;
   try {
     code = options.capture.empty() ? follow_live(options, output, report) : follow_capture(options, output, report);
-  } catch (const HostError& error) {
-    if (error.code() != kExitTagFile) throw;
+  } catch (const ClientError& error) {
+    if (error.kind() != ClientError::Kind::kTagFile) throw;
     code = explain_tag_file(error, output, report);
   }
   if (options.json) {

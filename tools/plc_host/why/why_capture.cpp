@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <cstring>
 
-#include "client/exit_codes.h"
 #include "client/tags/near_names.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
+#include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/why/why_findings.h"
 #include "tools/plc_host/why/why_live.h"

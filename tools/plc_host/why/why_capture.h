@@ -7,7 +7,7 @@
 
 namespace plc_host {
 
-// Fills the report and returns the command's exit code. Throws HostError.
+// Fills the report and returns the command's exit code. Throws HostError and ClientError.
 int follow_capture(const HostOptions& options, CommandOutput& output, WhyReport& report);
 
 }  // namespace plc_host

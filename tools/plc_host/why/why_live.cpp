@@ -6,9 +6,9 @@
 #include <filesystem>
 
 #include "base/text.h"
-#include "client/exit_codes.h"
 #include "client/plan/number_read.h"
 #include "client/values/value_type.h"
+#include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/stop_signal.h"
 #include "tools/plc_host/why/why_findings.h"

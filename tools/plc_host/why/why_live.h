@@ -7,7 +7,7 @@
 
 namespace plc_host {
 
-// Fills the report and returns the command's exit code. Throws HostError.
+// Fills the report and returns the command's exit code. Throws HostError and ClientError.
 int follow_live(const HostOptions& options, CommandOutput& output, WhyReport& report);
 
 // What the tag file has for the name or the number that the command line gives: fills position, register_id and line.

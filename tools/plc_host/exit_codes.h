@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "client/client_error.h"
+
 namespace plc_host {
 
 // The codes are part of the tool's contract: docs/plc_host.md lists them.
@@ -19,6 +21,19 @@ enum ExitCode : int {
   kExitOutput = 8,         // a result, or a file that was asked for, could not be written
   kExitInterrupted = 130,  // ended by a signal before everything was done
 };
+
+// The code for a failure of what a command builds on.
+inline ExitCode exit_code_of(const ClientError& error) {
+  switch (error.kind()) {
+    case ClientError::Kind::kLibrary:
+      return kExitLibrary;
+    case ClientError::Kind::kTagFile:
+      return kExitTagFile;
+    case ClientError::Kind::kOutput:
+      break;
+  }
+  return kExitUsage;
+}
 
 // Ends a command with a message for standard error.
 class HostError : public std::runtime_error {
