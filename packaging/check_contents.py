@@ -3,6 +3,7 @@
 an installed header or example names and its package does not hold.
 
 check_contents.py PREFIX LIBRARY_FOLDER BUILD_TYPE COMPONENT...
+check_contents.py PREFIX --of BUILD_FOLDER COMPONENT...          folder of libraries and type are those of a build
 """
 import pathlib
 import re
@@ -35,8 +36,16 @@ def missing_documents(prefix):
             if not (folder / name).is_file()]
 
 
+def settings_of(build):
+    """The folder of libraries and the type that a build was configured with."""
+    cache = (pathlib.Path(build) / "CMakeCache.txt").read_text(encoding="utf-8")
+    return [re.search(rf"^{name}:\w+=(.*)$", cache, re.M)[1] for name in ("CMAKE_INSTALL_LIBDIR", "CMAKE_BUILD_TYPE")]
+
+
 def main():
     prefix, what, components = pathlib.Path(sys.argv[1]), sys.argv[2:4], sys.argv[4:]
+    if what[0] == "--of":
+        what = settings_of(what[1])
     expected = expected_files(*what, components)
     found = {str(path.relative_to(prefix)) for path in prefix.rglob("*") if path.is_symlink() or not path.is_dir()}
     problems = [f"missing: {name}" for name in sorted(expected - found)]
