@@ -14,7 +14,7 @@
 #include "plc_driver.h"
 #include "tests/support/bytes.h"
 #include "tests/support/captured_output.h"
-#include "tests/support/scripted_peer.h"
+#include "tests/support/peer/scripted_peer.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/wrapped_calls.h"
 

@@ -5,7 +5,7 @@
 
 #include <utility>
 
-#include "tests/support/controller_reply.h"
+#include "tests/support/peer/controller_reply.h"
 
 namespace plc_test {
 namespace {

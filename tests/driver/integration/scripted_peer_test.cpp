@@ -1,5 +1,5 @@
 // Tests of the scripted controller itself: what it records and sends, so that the driver's tests can trust it.
-#include "tests/support/scripted_peer.h"
+#include "tests/support/peer/scripted_peer.h"
 
 #include <gtest/gtest.h>
 

@@ -14,7 +14,7 @@
 #include "tests/support/bytes.h"
 #include "tests/support/driver_build.h"
 #include "tests/support/guarded_buffer.h"
-#include "tests/support/scripted_socket.h"
+#include "tests/support/peer/scripted_socket.h"
 
 namespace plc_test {
 

@@ -1,5 +1,5 @@
 // The scripted controller of scripted_peer.h.
-#include "tests/support/scripted_peer.h"
+#include "tests/support/peer/scripted_peer.h"
 
 #include <netinet/tcp.h>
 #include <poll.h>

@@ -1,5 +1,5 @@
 // The wrapped socket calls of scripted_socket.h.
-#include "tests/support/scripted_socket.h"
+#include "tests/support/peer/scripted_socket.h"
 
 #include <algorithm>
 #include <cerrno>

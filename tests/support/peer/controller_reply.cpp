@@ -1,5 +1,5 @@
 // The replies of controller_reply.h.
-#include "tests/support/controller_reply.h"
+#include "tests/support/peer/controller_reply.h"
 
 #include <algorithm>
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "tests/support/bytes.h"
-#include "tests/support/controller_reply.h"
+#include "tests/support/peer/controller_reply.h"
 
 namespace plc_test {
 

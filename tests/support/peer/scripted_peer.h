@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "tests/support/bytes.h"
-#include "tests/support/controller_reply.h"
 #include "tests/support/loopback.h"
+#include "tests/support/peer/controller_reply.h"
 
 namespace plc_test {
 
