@@ -14,7 +14,7 @@ std::string hexadecimal(uint32_t value, int digits) {
   return text.data();
 }
 
-std::string plural(size_t count, std::string_view thing) {
+std::string plural(uint64_t count, std::string_view thing) {
   return std::to_string(count) + " " + std::string(thing) + (count == 1 ? "" : "s");
 }
 

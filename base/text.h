@@ -1,7 +1,6 @@
 // How numbers and words stand in messages: the same in every program.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -15,7 +14,7 @@ std::string quoted(std::string_view text);
 std::string hexadecimal(uint32_t value, int digits);
 
 // "1 byte", "2 bytes": the number and the thing, with the ending that the number asks for.
-std::string plural(size_t count, std::string_view thing);
+std::string plural(uint64_t count, std::string_view thing);
 
 // "2.10 ms": a time in milliseconds with so many decimals.
 std::string milliseconds_text(int64_t nanoseconds, int decimals);
