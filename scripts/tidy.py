@@ -70,8 +70,8 @@ class Tidy:
             return []
         return [line for line in done.stdout.strip().split("\n") if not re.match(r"\d+ warnings? ", line)]
 
-    def check(self, folders, everything):
-        """The findings; with everything also of the files that passed before, and the list is written anew."""
+    def check(self, folders, everything, keep):
+        """The findings; with everything also of the files that passed before; with keep the list is written anew."""
         prints = self.fingerprints(folders)
         list_file = self.root / PASSED
         passed = dict(reversed(line.split()) for line in list_file.read_text(encoding="ascii").splitlines()
@@ -81,7 +81,7 @@ class Tidy:
         with ThreadPoolExecutor(os.cpu_count()) as pool:
             found = dict(zip(names, pool.map(self.analyse, names)))
         kept = {name: prints[name] for name in prints if not found.get(name)}
-        if everything:
-            head = f"# What clang-tidy passed ({pathlib.Path(__file__).name}); written by scripts/check --all tidy.\n"
+        if keep:
+            head = f"# What clang-tidy passed ({pathlib.Path(__file__).name}); written by scripts/check --keep tidy.\n"
             list_file.write_text(head + "".join(f"{kept[name]} {name}\n" for name in sorted(kept)), encoding="ascii")
         return [line for name in names for line in found[name]]
