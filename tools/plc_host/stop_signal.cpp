@@ -42,10 +42,9 @@ void catch_stop_signals() {
 bool stop_requested() { return stop_noted != 0; }
 
 void wait_for_stop(std::chrono::milliseconds time) {
-  using Clock = std::chrono::steady_clock;
-  const Clock::time_point end = Clock::now() + time;
+  const auto end = std::chrono::steady_clock::now() + time;
   while (!stop_requested()) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
     if (left.count() <= 0) return;
     struct pollfd wake {
       wake_pipe[0], POLLIN, 0

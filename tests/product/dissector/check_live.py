@@ -7,6 +7,7 @@ check_live.py --host PLC_HOST --library LIBPLC_DRIVER --sim PLC_SIM
 """
 
 import argparse
+import difflib
 import json
 import pathlib
 import re
@@ -134,8 +135,10 @@ def check_live(options):
     with tempfile.TemporaryDirectory() as name:
         path, own_path = pathlib.Path(name) / "live.pcap", pathlib.Path(name) / "own.pcap"
         records = record_session(options, pathlib.Path(name), path, own_path)
-        if frame_lines(path) != frame_lines(own_path):
-            raise Failure("the simulator's capture shows other frames than the recorder's")
+        recorded, own = frame_lines(path), frame_lines(own_path)
+        if recorded != own:
+            raise Failure("the simulator's capture shows other frames than the recorder's:\n" + "\n".join(
+                difflib.unified_diff(recorded.split("\n"), own.split("\n"), "recorder", "simulator", lineterm="")))
         arguments = ["-r", str(path), "-Y", "plckv && _ws.expert", "-T", "fields"]
         items = check_dissector.tshark(arguments + ["-e", "frame.number", "-e", "_ws.col.Info", "-e",
                                                     "_ws.expert.message"] + check_dissector.PORT)
