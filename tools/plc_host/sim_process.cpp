@@ -31,7 +31,7 @@ using Clock = std::chrono::steady_clock;
 std::string find_simulator(const std::string& program) {
   if (!program.empty()) return program;
   const std::string folder = program_folder();
-  const std::string beside = folder + "/" + kSimulatorName;
+  std::string beside = folder + "/" + kSimulatorName;
   if (access(beside.c_str(), X_OK) == 0) return beside;
   const std::string built = folder + "/../plc_sim/" + kSimulatorName;
   return is_in_build_tree() && access(built.c_str(), X_OK) == 0 ? built : kSimulatorName;
