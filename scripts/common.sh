@@ -54,7 +54,8 @@ fail() {
   exit 1
 }
 
-# build_preset PRESET [TARGET...]: configures and builds a preset; the whole of it, or the named targets.
+# build_preset PRESET [TARGET...]: configures and builds a preset; the whole of it, or the named targets. A compiler can
+# wait; tests that run beside it have patience of milliseconds to show.
 build_preset() {
   local preset=$1
   shift
@@ -63,9 +64,9 @@ build_preset() {
     return 1
   }
   if [ $# -gt 0 ]; then
-    cmake --build "$project_root/build/$preset" -j "$processors" --target "$@" -- --quiet
+    nice -n 19 cmake --build "$project_root/build/$preset" -j "$processors" --target "$@" -- --quiet
   else
-    cmake --build "$project_root/build/$preset" -j "$processors" -- --quiet
+    nice -n 19 cmake --build "$project_root/build/$preset" -j "$processors" -- --quiet
   fi
 }
 
@@ -81,7 +82,7 @@ run_ctest() {
   local xml=$results_dir/$job.xml reports=$project_root/build/$preset/test-reports
   rm -rf "$xml" "$reports"
   (cd "$project_root/build/$preset" &&
-    ctest --no-tests=error --timeout 300 -j $((processors * 3)) --output-junit "$xml" "$@") |
+    ctest --no-tests=error --timeout 300 -j $((processors * 2)) --output-junit "$xml" "$@") |
     grep -vE '^ +Start +[0-9]+: |  Passed  '
   local code=${PIPESTATUS[0]}
   local passed=0 failed=0
