@@ -31,6 +31,7 @@ function(plc_add_gtest executable)
       math(EXPR index "${share} - 1")
       set(environment GTEST_TOTAL_SHARDS=${run_SHARES} GTEST_SHARD_INDEX=${index})
     endif()
+    set_property(GLOBAL APPEND PROPERTY plc_test_programs ${name})
     add_test(NAME ${name} COMMAND ${executable} ${filter} --gtest_output=xml:${plc_test_reports}/${name}.xml)
     set_tests_properties(${name} PROPERTIES TIMEOUT ${run_TIMEOUT} COST ${run_COST} LABELS gtest
                          ENVIRONMENT "${environment}")

@@ -79,15 +79,15 @@ record() { printf '%s %d %d\n' "$1" "$2" "$3" >>"$results_dir/counts"; }
 run_ctest() {
   local job=$1 preset=$2
   shift 2
-  local xml=$results_dir/$job.xml reports=$project_root/build/$preset/test-reports
-  rm -rf "$xml" "$reports"
-  (cd "$project_root/build/$preset" &&
+  local xml=$results_dir/$job.xml build=$project_root/build/$preset
+  rm -rf "$xml" "$build/test-reports"
+  (cd "$build" &&
     ctest --no-tests=error --timeout 300 -j $((processors * 2)) --output-junit "$xml" "$@") |
     grep -vE '^ +Start +[0-9]+: |  Passed  '
   local code=${PIPESTATUS[0]}
   local passed=0 failed=0
   if [ -s "$xml" ]; then
-    read -r passed failed < <("$project_root/scripts/count_tests.py" "$xml" "$reports") || failed=1
+    read -r passed failed < <("$project_root/scripts/count_tests.py" "$xml" "$build") || failed=1
   fi
   if [ "$passed" -eq 0 ] || { [ $code -ne 0 ] && [ "$failed" -eq 0 ]; }; then
     failed=$((failed + 1))

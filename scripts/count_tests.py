@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Counts what a run of ctest did, every test inside of a program of tests by itself.
 
-scripts/count_tests.py JUNIT REPORTS   prints "N M": tests that passed, and failures
+scripts/count_tests.py JUNIT BUILD   prints "N M": tests that passed, and failures
 
-JUNIT is ctest's own report; REPORTS is the folder that the programs of tests leave theirs in, NAME.xml for the test
-NAME of ctest. A test that is skipped, disabled or not run is a failure, and so is a program that failed otherwise or
-left no report.
+JUNIT is ctest's own report. test-programs.txt in the folder BUILD names the tests of ctest that are programs of tests;
+each leaves its report in test-reports/NAME.xml there. A test that is skipped, disabled or not run is a failure, and so
+is a program that failed otherwise or left no report.
 """
 import pathlib
 import sys
@@ -28,13 +28,13 @@ def main(arguments):
     if len(arguments) != 2 or arguments[0] in ("-h", "--help"):
         print(__doc__.strip())
         return 0 if arguments and arguments[0] in ("-h", "--help") else 2
-    junit, reports = (pathlib.Path(argument) for argument in arguments)
+    junit, build = (pathlib.Path(argument) for argument in arguments)
+    programs = set((build / "test-programs.txt").read_text(encoding="utf-8").split())
     passed = failed = 0
     for test in ElementTree.parse(junit).getroot().iter("testcase"):
         succeeded = test.get("status") == "run" and test.find("failure") is None and test.find("skipped") is None
-        report = reports / f"{test.get('name')}.xml"
-        is_program = "--gtest_output=xml:" in (test.findtext("system-out") or "") or report.exists()
-        if not is_program:
+        report = build / "test-reports" / f"{test.get('name')}.xml"
+        if test.get("name") not in programs:
             passed, failed = passed + succeeded, failed + (not succeeded)
             continue
         inside = count_report(report) if report.exists() else (0, 0)
