@@ -50,6 +50,16 @@ int connect_to(int fd, int holder) {
   return static_cast<int>(syscall(SYS_connect, fd, &address, sizeof address));
 }
 
+// Whether these are both ends of one connection.
+bool are_joined(int fd, int other_fd) {
+  sockaddr_in own = {};
+  sockaddr_in seen = {};
+  socklen_t own_length = sizeof own;
+  socklen_t seen_length = sizeof seen;
+  return getsockname(fd, reinterpret_cast<sockaddr*>(&own), &own_length) == 0 &&
+         getpeername(other_fd, reinterpret_cast<sockaddr*>(&seen), &seen_length) == 0 && own.sin_port == seen.sin_port;
+}
+
 ssize_t send_now(int fd, const uint8_t* bytes, size_t count) {
   return sendto(fd, bytes, count, MSG_DONTWAIT | MSG_NOSIGNAL, nullptr, 0);
 }
@@ -179,7 +189,7 @@ bool Network::make_ends(int fd, bool is_tcp, Link* link) {
   link->controller_fd = accept(listener_, nullptr, nullptr);
   const int at_once = 1;
   setsockopt(link->controller_fd, IPPROTO_TCP, TCP_NODELAY, &at_once, sizeof at_once);
-  return link->controller_fd >= 0;
+  return are_joined(fd, link->controller_fd);
 }
 
 void Network::establish(int fd, bool is_tcp) {

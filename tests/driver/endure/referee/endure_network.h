@@ -80,7 +80,9 @@ class Network {
   // carries its meaning, as it is then.
   void begin_call(std::shared_ptr<const void> (*meaning)(void* context), void* context);
   void end_call() { is_in_call_ = false; }
-  bool is_in_call() const { return is_in_call_; }
+  // Asked by calls of the whole program, before and after it forks: each process makes its own network, with its own
+  // port, when it needs one.
+  static bool is_in_call() { return is_in_call_; }
   // Of the call under way or over: how much time the host's machine took for something else.
   int64_t stalled_us() const { return stalled_us_; }
 
@@ -139,7 +141,7 @@ class Network {
   void remove_finished();
 
   Peer* peer_ = nullptr;
-  bool is_in_call_ = false;
+  static inline bool is_in_call_ = false;
   std::shared_ptr<const void> (*meaning_)(void*) = nullptr;
   void* meaning_context_ = nullptr;
   int64_t now_us_ = 1000000;

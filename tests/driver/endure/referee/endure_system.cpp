@@ -16,7 +16,7 @@ namespace {
 constexpr int64_t kMicroseconds = 1000000;
 constexpr int64_t kNanosecondsPerMicrosecond = 1000;
 
-bool is_in_call() { return Network::instance().is_in_call(); }
+bool is_in_call() { return Network::is_in_call(); }
 
 int64_t microseconds(const timeval* time) {
   return time == nullptr ? plc_endure::kNever : time->tv_sec * kMicroseconds + time->tv_usec;
