@@ -96,6 +96,10 @@ run_ctest() {
   [ "$failed" -eq 0 ]
 }
 
+# What depends on no compiler, the dev job tests: the dissector, the page in a browser, builds in other projects.
+compiled_tests=(--label-exclude "dissector|browser|embedding")
+readonly asan_options=detect_stack_use_after_return=1:strict_string_checks=1
+
 # run_suite JOB PRESET [CTEST ARGUMENT...]: builds a preset and runs its tests; a build that fails counts as one failure.
 run_suite() {
   local job=$1 preset=$2
@@ -110,8 +114,8 @@ build_failed() {
   record "$1" 0 1
 }
 
-# run_jobs JOB...: calls job_JOB for each, or where a job has two parts, build_JOB and, if that succeeds, test_JOB. Tests
-# wait more than they work: those of one job run while the next is built. What they say comes at the end.
+# run_jobs JOB...: calls job_JOB for each, or build_JOB, where there is one, and test_JOB. Tests wait more than they work:
+# those of one job run while the next is built. What they say comes at the end.
 run_jobs() {
   local job
   for job in "$@"; do
@@ -126,13 +130,17 @@ run_jobs() {
     if declare -F "job_$name" >/dev/null; then
       "job_$name" </dev/null
       printf '%s took %d s\n' "$job" $((SECONDS - start))
-    elif "build_$name" </dev/null; then
-      printf '%s was built in %d s\n' "$job" $((SECONDS - start))
-      test_in_background "$job" &
-      tested+=("$job")
-    else
-      build_failed "$job"
+      continue
     fi
+    if declare -F "build_$name" >/dev/null; then
+      "build_$name" </dev/null || {
+        build_failed "$job"
+        continue
+      }
+      printf '%s was built in %d s\n' "$job" $((SECONDS - start))
+    fi
+    test_in_background "$job" &
+    tested+=("$job")
   done
   wait
   for job in "${tested[@]}"; do
@@ -147,9 +155,9 @@ test_in_background() {
   printf '%s was tested in %d s\n' "$1" $((SECONDS - start)) >>"$results_dir/$1.test.log"
 }
 
-is_job() { declare -F "job_${1//-/_}" >/dev/null || declare -F "build_${1//-/_}" >/dev/null; }
+is_job() { declare -F "job_${1//-/_}" >/dev/null || declare -F "test_${1//-/_}" >/dev/null; }
 
-known_jobs() { declare -F | sed -n 's/^declare -f \(job\|build\)_//p' | grep -vx 'preset\|failed' | tr '_\n' '- '; }
+known_jobs() { declare -F | sed -n 's/^declare -f \(job\|test\)_//p' | grep -vx in_background | tr '_\n' '- '; }
 
 # report_totals: a line per job, then "N passed, N failed" alone on the last line; false when anything failed.
 report_totals() {
