@@ -1,4 +1,4 @@
-// Every line that the driver prints.
+// The lines that the driver prints, where they are more than a text.
 #include "plc_driver/diagnostics.h"
 
 #include <cstdio>

@@ -1,4 +1,5 @@
-// Every line that the driver prints; the only file that prints. All go to standard output.
+// How the driver prints its lines, on standard output; docs/diagnostics.md has them all. Only this file and guard_lines
+// print.
 #pragma once
 
 #include <cstdint>
