@@ -19,6 +19,16 @@ inline void append_u32(Bytes& bytes, uint32_t value) {
   append_u16(bytes, static_cast<uint16_t>(value));
 }
 
+// Written over bytes that are there; those that are not stay away.
+inline void put_u16(Bytes& bytes, size_t at, unsigned value) {
+  for (size_t i = 0; i < 2 && at + i < bytes.size(); ++i) bytes[at + i] = static_cast<uint8_t>(value >> (8 - 8 * i));
+}
+
+inline void put_u32(Bytes& bytes, size_t at, uint32_t value) {
+  put_u16(bytes, at, value >> 16U);
+  put_u16(bytes, at + 2, value);
+}
+
 // Bytes of somebody else, who keeps them: behind their end everything is 0.
 class ByteView {
  public:

@@ -3,6 +3,7 @@
 
 #include <optional>
 
+#include "wire/big_endian.h"
 #include "wire/request.h"
 
 namespace plc_sim {
@@ -16,11 +17,8 @@ constexpr size_t kLengthOfOneWord = 14;
 // Whether a head starts there: its length and the complement of it.
 bool has_head_at(const Bytes& received, size_t at) {
   constexpr size_t kLengthBytes = 4;
-  if (received.size() < at + 2 * kLengthBytes) return false;
-  for (size_t i = at; i < at + kLengthBytes; ++i) {
-    if ((received[i] ^ received[i + kLengthBytes]) != 0xFF) return false;
-  }
-  return true;
+  const ByteView head = ByteView(received).part(at, 2 * kLengthBytes);
+  return head.size() == 2 * kLengthBytes && head.u32(kLengthBytes) == ~head.u32(0);
 }
 
 bool ends_at(const Bytes& received, size_t at) { return received.size() == at || has_head_at(received, at); }
@@ -29,7 +27,7 @@ bool ends_at(const Bytes& received, size_t at) { return received.size() == at ||
 std::optional<FrameEnd> text_write_end(const Bytes& received, size_t declared) {
   if (received.size() <= kUnitsAt || declared > 0xFF || kind_of(received) != RequestKind::kWrite) return std::nullopt;
   const auto bytes_of = [&](size_t count) { return wire::kWriteHeadBytes + 2 * count; };
-  const size_t count = received[kUnitsAt];
+  const size_t count = ByteView(received).u8(kUnitsAt);
   if (((bytes_of(count) - wire::kLengthExcludes) & 0xFFU) != declared) return std::nullopt;
   // A text holds no head. What looks like a longer text may be a request with the next ones of a host that runs ahead.
   if (has_head_at(received, bytes_of(count))) return FrameEnd{true, bytes_of(count)};
@@ -41,8 +39,8 @@ std::optional<FrameEnd> text_write_end(const Bytes& received, size_t declared) {
 
 // Requests whose host value was neither 0 nor 1 say a length that they do not have.
 std::optional<size_t> shortened_end(const Bytes& received, size_t declared) {
-  const uint8_t first = received[wire::kClassAt];
-  const uint8_t second = received[wire::kCommandAt];
+  const uint8_t first = ByteView(received).u8(wire::kClassAt);
+  const uint8_t second = ByteView(received).u8(wire::kCommandAt);
   if (declared + wire::kLengthExcludes == wire::kBitRequestBytes && first == 0 && second == 1) {
     return wire::kBitNoCommandBytes;
   }
@@ -61,8 +59,7 @@ std::optional<size_t> shortened_end(const Bytes& received, size_t declared) {
 FrameEnd find_frame_end(const Bytes& received, bool is_quiet) {
   const FrameEnd everything{is_quiet && !received.empty(), received.size()};
   if (received.size() < wire::kHeadBytes) return everything;
-  size_t declared = 0;
-  for (size_t i = 0; i < 4; ++i) declared = (declared << 8U) | received[i];
+  const size_t declared = ByteView(received).u32(0);
   if (const auto bytes = shortened_end(received, declared)) {
     return received.size() >= *bytes ? FrameEnd{true, *bytes} : everything;
   }

@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdio>
 
+#include "wire/big_endian.h"
+
 namespace plc_sim {
 namespace {
 
@@ -13,20 +15,7 @@ std::string hex(uint64_t value, int digits) {
   return text.data();
 }
 
-// Reads a frame whose length has not been checked: bytes behind its end read as 0.
-class FrameView {
- public:
-  explicit FrameView(const Bytes& bytes) : bytes_(bytes) {}
-  size_t size() const { return bytes_.size(); }
-  uint8_t u8(size_t at) const { return at < bytes_.size() ? bytes_[at] : uint8_t{0}; }
-  uint16_t u16(size_t at) const { return static_cast<uint16_t>((static_cast<unsigned>(u8(at)) << 8U) | u8(at + 1)); }
-  uint32_t u32(size_t at) const { return (static_cast<uint32_t>(u16(at)) << 16U) | u16(at + 2); }
-
- private:
-  const Bytes& bytes_;
-};
-
-void expect_bytes(const FrameView& frame, size_t at, std::initializer_list<uint8_t> expected, Findings& findings) {
+void expect_bytes(const ByteView& frame, size_t at, std::initializer_list<uint8_t> expected, Findings& findings) {
   for (const uint8_t value : expected) {
     if (frame.u8(at) != value) {
       findings.violation("byte " + std::to_string(at) + " is " + hex(frame.u8(at), 2) + ", expected " + hex(value, 2));
@@ -35,13 +24,13 @@ void expect_bytes(const FrameView& frame, size_t at, std::initializer_list<uint8
   }
 }
 
-void expect_size(const FrameView& frame, size_t size, Findings& findings) {
+void expect_size(const ByteView& frame, size_t size, Findings& findings) {
   if (frame.size() != size) {
     findings.violation("the request has " + std::to_string(frame.size()) + " bytes, expected " + std::to_string(size));
   }
 }
 
-void expect_length_field(const FrameView& frame, size_t length, Findings& findings) {
+void expect_length_field(const ByteView& frame, size_t length, Findings& findings) {
   if (frame.u32(0) != length) {
     findings.violation("bytes 0-3 give a length of " + std::to_string(frame.u32(0)) + ", expected " +
                        std::to_string(length));
@@ -49,16 +38,16 @@ void expect_length_field(const FrameView& frame, size_t length, Findings& findin
 }
 
 // Length field of requests without an oddity of their own.
-void expect_plain_length(const FrameView& frame, Findings& findings) {
+void expect_plain_length(const ByteView& frame, Findings& findings) {
   expect_length_field(frame, frame.size() - wire::kLengthExcludes, findings);
 }
 
-bool is_block_header(const FrameView& frame, size_t at) {
+bool is_block_header(const ByteView& frame, size_t at) {
   if (frame.u8(at) == 0 && frame.u8(at + 1) == 0) return at + wire::kGlobalBlockBytes <= frame.size();
   return frame.u8(at) == 1 && frame.u8(at + 1) == 1 && at + wire::kLocalBlockBytes <= frame.size();
 }
 
-size_t parse_block_header(const FrameView& frame, size_t at, Request& request, Findings& findings) {
+size_t parse_block_header(const ByteView& frame, size_t at, Request& request, Findings& findings) {
   NameBlock block;
   if (frame.u8(at) == 0) {
     block.count = frame.u16(at + 2);
@@ -76,7 +65,7 @@ size_t parse_block_header(const FrameView& frame, size_t at, Request& request, F
 }
 
 // One name; its end, or the frame's end when it does not fit.
-size_t parse_name(const FrameView& frame, size_t at, Request& request, Findings& findings) {
+size_t parse_name(const ByteView& frame, size_t at, Request& request, Findings& findings) {
   size_t units = frame.u16(at);
   const size_t room = at + 2 <= frame.size() ? (frame.size() - at - 2) / 2 : 0;
   NameBlock& block = request.blocks.back();
@@ -106,7 +95,7 @@ void judge_single_block(Request& request, Findings& findings) {
 
 // With several blocks the total stands in the first block's count when the last block is of the same scope, and over
 // other bytes at a fixed place when it is not; the other blocks' counts say how their first register ran on.
-void judge_several_blocks(const FrameView& frame, const Request& request, Findings& findings) {
+void judge_several_blocks(const ByteView& frame, const Request& request, Findings& findings) {
   constexpr size_t kTotalOfGlobalAt = 16;
   constexpr size_t kTotalOfLocalAt = 22;
   size_t total = 0;
@@ -124,13 +113,13 @@ void judge_several_blocks(const FrameView& frame, const Request& request, Findin
 
 // A batch over both scopes whose last block is local has its total over bytes 22-23. Behind a first name of one unit
 // that is the length of the next name or the start of the next block: nothing behind it can be told apart any more.
-bool is_unreadable_batch(const FrameView& frame) {
+bool is_unreadable_batch(const ByteView& frame) {
   constexpr unsigned kMaxBatchNames = 200;  // two for each of a hundred registers
   const unsigned total = frame.u16(22);
   return frame.u8(13) > 1 && frame.u8(14) == 0 && frame.u16(18) == 1 && total >= 2 && total <= kMaxBatchNames;
 }
 
-void parse_blocks(const FrameView& frame, Request& request, Findings& findings) {
+void parse_blocks(const ByteView& frame, Request& request, Findings& findings) {
   const size_t announced = frame.u8(13);
   if (announced == 0 || !is_block_header(frame, wire::kBlocksAt)) {
     findings.violation("no block of names at byte 14");
@@ -157,7 +146,7 @@ void parse_blocks(const FrameView& frame, Request& request, Findings& findings) 
   }
 }
 
-void parse_resolve(const FrameView& frame, Request& request, Findings& findings) {
+void parse_resolve(const ByteView& frame, Request& request, Findings& findings) {
   expect_bytes(frame, 12, {0}, findings);
   expect_plain_length(frame, findings);
   Findings in_blocks;
@@ -171,7 +160,7 @@ void parse_resolve(const FrameView& frame, Request& request, Findings& findings)
   findings.notes.insert(findings.notes.end(), in_blocks.notes.begin(), in_blocks.notes.end());
 }
 
-void parse_read(const FrameView& frame, Request& request, Findings& findings) {
+void parse_read(const ByteView& frame, Request& request, Findings& findings) {
   expect_plain_length(frame, findings);
   expect_bytes(frame, 12, {0}, findings);
   expect_bytes(frame, 15, {0, 0, 0}, findings);
@@ -185,7 +174,7 @@ void parse_read(const FrameView& frame, Request& request, Findings& findings) {
   }
 }
 
-void parse_write(const FrameView& frame, const Bytes& bytes, Request& request, Findings& findings) {
+void parse_write(const ByteView& frame, Request& request, Findings& findings) {
   constexpr size_t kNoValueDeclared = 14;  // of a word that is written back without a value
   expect_bytes(frame, 12, {0}, findings);
   expect_bytes(frame, 14, {0, 0, 0}, findings);
@@ -195,14 +184,14 @@ void parse_write(const FrameView& frame, const Bytes& bytes, Request& request, F
     findings.violation("a write of " + std::to_string(frame.size()) + " bytes ends inside its handle");
     return;
   }
-  request.values.assign(bytes.begin() + wire::kWriteHeadBytes, bytes.end());
+  request.values = frame.part(wire::kWriteHeadBytes, frame.size()).bytes();
   const size_t length = frame.size() - wire::kLengthExcludes;
   const bool has_no_value = request.values.empty() && request.units == 1 && frame.u32(0) == kNoValueDeclared;
   request.has_one_byte_length = length > 0xFF && frame.u32(0) == (length & 0xFF);
   if (!has_no_value && !request.has_one_byte_length) expect_length_field(frame, length, findings);
 }
 
-void parse_masked_write(const FrameView& frame, Request& request, Findings& findings) {
+void parse_masked_write(const ByteView& frame, Request& request, Findings& findings) {
   expect_bytes(frame, 12, {0, 1}, findings);
   expect_length_field(frame, wire::kMaskedWriteBytes - wire::kLengthExcludes, findings);
   request.handle = {frame.u8(14), frame.u32(15)};
@@ -216,7 +205,7 @@ void parse_masked_write(const FrameView& frame, Request& request, Findings& find
   request.mask = frame.u16(20);
 }
 
-void parse_bit(const FrameView& frame, Request& request, Findings& findings) {
+void parse_bit(const ByteView& frame, Request& request, Findings& findings) {
   expect_length_field(frame, wire::kBitRequestBytes - wire::kLengthExcludes, findings);
   const uint8_t first = frame.u8(wire::kClassAt);
   size_t area_at = 13;
@@ -257,7 +246,7 @@ const char* name_of(RequestKind kind) {
 }
 
 RequestKind kind_of(const Bytes& frame) {
-  const FrameView view(frame);
+  const ByteView view(frame);
   const unsigned both = view.u16(wire::kClassAt);
   const auto pair = [](uint8_t first, uint8_t second) { return (static_cast<unsigned>(first) << 8U) | second; };
   if (both == pair(wire::kClassNames, wire::kDirectoryStart)) return RequestKind::kDirectoryStart;
@@ -274,7 +263,7 @@ RequestKind kind_of(const Bytes& frame) {
 }
 
 Request parse_request(const Bytes& frame, Findings& findings) {
-  const FrameView view(frame);
+  const ByteView view(frame);
   Request request;
   if (frame.size() < wire::kHeadBytes) {
     findings.violation("a request of " + std::to_string(frame.size()) + " bytes has no complete head");
@@ -300,7 +289,7 @@ Request parse_request(const Bytes& frame, Findings& findings) {
       parse_read(view, request, findings);
       break;
     case RequestKind::kWrite:
-      parse_write(view, frame, request, findings);
+      parse_write(view, request, findings);
       break;
     case RequestKind::kMaskedWrite:
       parse_masked_write(view, request, findings);

@@ -3,17 +3,16 @@
 
 #include <optional>
 
+#include "wire/big_endian.h"
 #include "wire/captures/pcap_streams.h"
 
 namespace plc_sim {
 namespace {
 
 bool looks_like_request(const Bytes& bytes) {
-  if (bytes.size() < wire::kHeadBytes) return false;
-  for (size_t i = 0; i < 4; ++i) {
-    if ((bytes[i] ^ bytes[i + 4]) != 0xFF) return false;
-  }
-  return bytes[wire::kClassAt] == wire::kClassNames || bytes[wire::kClassAt] == wire::kClassValues;
+  const ByteView view(bytes);
+  if (view.size() < wire::kHeadBytes || view.u32(4) != ~view.u32(0)) return false;
+  return view.u8(wire::kClassAt) == wire::kClassNames || view.u8(wire::kClassAt) == wire::kClassValues;
 }
 
 // What one side sent before the other one spoke.

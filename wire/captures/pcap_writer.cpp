@@ -33,11 +33,6 @@ uint16_t checksum(const Bytes& bytes, size_t from, uint32_t sum) {
   return static_cast<uint16_t>(~sum);
 }
 
-void put_u16(Bytes& bytes, size_t at, uint16_t value) {
-  bytes[at] = static_cast<uint8_t>(value >> 8U);
-  bytes[at + 1] = static_cast<uint8_t>(value);
-}
-
 struct SegmentHead {
   uint16_t from_port;
   uint16_t to_port;

@@ -186,6 +186,54 @@ TEST(Replay, WriteOfAnotherValue_IsAnsweredAsTheCapturedOne) {
   EXPECT_EQ(other_place.reply.size(), 14U);
 }
 
+// A capture of somebody else's traffic holds anything.
+TEST(Replay, RequestsAndRepliesOfEveryLength_AreAnsweredWithTheirOwnBytes) {
+  for (size_t request_bytes = 0; request_bytes <= 24; ++request_bytes) {
+    for (size_t reply_bytes = 1; reply_bytes <= 24; ++reply_bytes) {
+      const Bytes request(request_bytes, 0x11);
+      const Bytes reply(reply_bytes, 0x55);
+      Replay replay({{request, reply}});
+      Session session;
+      const Bytes answered = replay.handle(session, request).reply;
+      Bytes expected = reply;
+      for (size_t at = 8; at < 10 && at < reply_bytes && request_bytes >= 10; ++at) expected[at] = 0x11;
+      EXPECT_EQ(to_hex(answered), to_hex(expected)) << request_bytes << " and " << reply_bytes;
+    }
+  }
+}
+
+TEST(Replay, RequestThatIsToBeRefused_IsRefusedWithAHead) {
+  Replay replay({{from_hex(kResolveD), from_hex("55")}});
+  Session session;
+  session.refusal = 19;
+  EXPECT_EQ(to_hex(replay.handle(session, from_hex(kResolveD)).reply), "00 00 00 04 FF FF FF FB 00 00 0C 28 00 13");
+}
+
+TEST(Replay, ReplyThatNoControllerSends_IsCut) {
+  Replay replay({{from_hex(kResolveD), Bytes(20000, 0x55)}});
+  Session session;
+  EXPECT_EQ(replay.handle(session, from_hex(kResolveD)).reply.size(), 16384U);
+}
+
+TEST(PlcSim, ReplayOfARequestOfOneByte_AnswersItWithTheCapturedBytes) {
+  TemporaryFile capture("");
+  {
+    PcapWriter writer([] { return uint64_t{0}; });
+    ASSERT_EQ(writer.open(capture.path(), 8501), "");
+    writer.opened(1, 50000);
+    writer.received(1, from_hex(kDirectoryStart));
+    writer.sent(1, from_hex("55"));
+    writer.received(1, from_hex("00"));
+    writer.sent(1, from_hex("01 02 03 04 05 06 07 08 09 0A 0B 0C"));
+    writer.closed(1);
+  }
+  PlcSimProcess sim({"--fault", "wrong-sequence", "--replay", capture.path()});
+  HostSocket host(PlcSimProcess::port_in(sim.read_line()));
+  EXPECT_EQ(to_hex(host.exchange(kDirectoryStart)), "55");
+  EXPECT_EQ(to_hex(host.exchange("00")), "01 02 03 04 05 06 07 08 09 0A 0B 0C");
+  EXPECT_EQ(sim.finish(), 1);
+}
+
 TEST(PlcSim, CaptureOfOneRun_AnswersTheNextRunAlike) {
   TemporaryFile tags("D,INT,,,a,b,c,0,1,0,0,,DM1\n");
   TemporaryFile capture("");

@@ -71,6 +71,49 @@ TEST(Faults, Damage_OfFramesAndRefusals) {
   EXPECT_EQ(damage_of("short 1"), ReplyDamage::kThisReply);
 }
 
+// What a capture holds for a reply may be of any length.
+TEST(Faults, ReplyOfAnyLength_IsSentWithoutAByteThatIsNotItsOwn) {
+  using testing::ElementsAre;
+  const auto sent_for = [](const char* fault, const char* reply) {
+    std::vector<std::string> pieces;
+    for (const Delivery::Piece& piece : deliver_with(parse_fault(fault), from_hex(reply)).pieces) {
+      pieces.push_back(to_hex(piece.bytes));
+    }
+    return pieces;
+  };
+  EXPECT_THAT(sent_for("wrong-sequence", ""), ElementsAre(""));
+  EXPECT_THAT(sent_for("wrong-sequence", "55"), ElementsAre("55"));
+  EXPECT_THAT(sent_for("wrong-sequence", "00 00 00 04 FF FF FF FB 00"), ElementsAre("00 00 00 04 FF FF FF FB 00"));
+  EXPECT_THAT(sent_for("wrong-sequence", "00 00 00 04 FF FF FF FB 00 07"),
+              ElementsAre("00 00 00 04 FF FF FF FB 00 08"));
+  EXPECT_THAT(sent_for("foreign", "55"), ElementsAre("55", "55"));
+  EXPECT_THAT(sent_for("status 19", "55"), ElementsAre("55"));
+  EXPECT_THAT(sent_for("status 19", "00 00 00 03 FF FF FF FC 00 07 1E 09 00"),
+              ElementsAre("00 00 00 03 FF FF FF FC 00 07 1E 09 00"));
+  EXPECT_THAT(sent_for("short 1", "55"), ElementsAre("55"));
+  EXPECT_THAT(sent_for("refuse", "55"), ElementsAre("00 00 00 04 FF FF FF FB 00 00 00 00 00 13"));
+}
+
+TEST(Faults, EveryFaultOnRepliesOfEveryLength_StaysWithinThem) {
+  for (const FaultInfo& info : known_faults()) {
+    for (const char* argument : {"", " 0", " 1", " 13", " 14", " 19", " 600000"}) {
+      std::string text = info.name;
+      for (size_t i = 0; i < info.max_arguments; ++i) text += argument;
+      Fault fault;
+      try {
+        fault = parse_fault(text);
+      } catch (const std::invalid_argument&) {
+        continue;
+      }
+      for (size_t bytes = 0; bytes <= 20; ++bytes) {
+        size_t sent = 0;
+        for (const Delivery::Piece& piece : deliver_with(fault, Bytes(bytes, 0x55)).pieces) sent += piece.bytes.size();
+        EXPECT_LE(sent, 600000U + 2 * bytes) << text << " on " << bytes;
+      }
+    }
+  }
+}
+
 TEST(Faults, StatusThatIsNone_IsAnError) {
   EXPECT_THROW(parse_fault("status 0"), std::invalid_argument);
   EXPECT_THROW(parse_fault("status 65536"), std::invalid_argument);

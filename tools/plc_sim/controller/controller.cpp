@@ -151,7 +151,7 @@ Bytes Controller::serve_read(Session& session, const Request& request, const Byt
     }
   }
   const bool is_one_flag = session.names.size() == 1 && session.names[0].element && body.size() == 2;
-  if (is_one_flag) session.word_read = static_cast<uint16_t>((static_cast<unsigned>(body[0]) << 8U) | body[1]);
+  if (is_one_flag) session.word_read = ByteView(body).u16(0);
   if (body.size() > wire::kMaxFrameBytes - wire::kReplyHeadBytes) {
     findings.refused.push_back("values of " + std::to_string(body.size()) + " bytes are beyond one reply");
   }
@@ -182,8 +182,7 @@ void Controller::write_run(const Session& session, const Bytes& values) {
     if (!name.element) continue;
     const Place& place = name.element->place;
     for (uint32_t i = 0; i < name.element->variable->units && at + 1 < values.size(); ++i, at += 2) {
-      memory.set_word(place.bank, place.part, place.word + i,
-                      static_cast<uint16_t>((static_cast<unsigned>(values[at]) << 8U) | values[at + 1]));
+      memory.set_word(place.bank, place.part, place.word + i, ByteView(values).u16(at));
     }
     tell(Asked::What::kWritten, name);
   }
@@ -199,9 +198,7 @@ uint16_t Controller::serve_write(Session& session, const Request& request, Findi
     tell(Asked::What::kWritten, first);
   } else if (element.variable->is_flag_like()) {
     const Place& place = element.place;
-    store_.memory().set_word(
-        place.bank, place.part, place.word,
-        static_cast<uint16_t>((static_cast<unsigned>(request.values[0]) << 8U) | request.values[1]));
+    store_.memory().set_word(place.bank, place.part, place.word, ByteView(request.values).u16(0));
     tell(Asked::What::kWritten, first);
   } else {
     write_run(session, request.values);

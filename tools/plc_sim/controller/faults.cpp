@@ -5,6 +5,8 @@
 #include <charconv>
 #include <stdexcept>
 
+#include "wire/big_endian.h"
+
 namespace plc_sim {
 namespace {
 
@@ -106,35 +108,39 @@ Bytes first_bytes(const Bytes& reply, size_t count) {
   return Bytes(reply.begin(), reply.begin() + static_cast<std::ptrdiff_t>(std::min(count, reply.size())));
 }
 
-void store_u16(Bytes& bytes, size_t at, unsigned value) {
-  bytes[at] = static_cast<uint8_t>(value >> 8U);
-  bytes[at + 1] = static_cast<uint8_t>(value);
-}
+// The number of a reply that ends before it cannot be changed; neither can its status.
+bool has_sequence(const Bytes& reply) { return reply.size() >= wire::kSequenceAt + 2; }
 
 // The reply with another number, so much above or (as the complement of a number) below its own.
 Bytes with_sequence_moved(Bytes reply, unsigned by) {
-  const unsigned own = (static_cast<unsigned>(reply[wire::kSequenceAt]) << 8U) | reply[wire::kSequenceAt + 1];
-  store_u16(reply, wire::kSequenceAt, own + by);
+  if (has_sequence(reply)) put_u16(reply, wire::kSequenceAt, ByteView(reply).u16(wire::kSequenceAt) + by);
   return reply;
 }
 
+// At least a head, for which a reply that has none is filled up with zeros.
 Bytes with_length_of(Bytes reply, size_t bytes) {
-  reply.resize(std::max(bytes, wire::kReplyHeadBytes), kFillerByte);
-  const auto length = static_cast<unsigned>(reply.size() - wire::kLengthExcludes);
-  store_u16(reply, 2, length);
-  store_u16(reply, 6, ~length);
+  reply.resize(std::max(bytes, wire::kReplyHeadBytes), 0);
+  const auto length = static_cast<uint32_t>(reply.size() - wire::kLengthExcludes);
+  put_u32(reply, 0, length);
+  put_u32(reply, 4, ~length);
   return reply;
+}
+
+Bytes shortened(Bytes reply, size_t by) {
+  if (reply.size() < wire::kReplyHeadBytes) return reply;
+  const size_t bytes = reply.size() - std::min(reply.size(), by);
+  return with_length_of(std::move(reply), bytes);
 }
 
 // A late reply as an earlier request may have had it: as long as this one, and of nobody's values.
 Bytes earlier_frame(const Bytes& reply, unsigned ago) {
   Bytes frame = with_sequence_moved(reply, 0U - ago);
-  std::fill(frame.begin() + wire::kReplyHeadBytes, frame.end(), kFillerByte);
+  for (size_t at = wire::kReplyHeadBytes; at < frame.size(); ++at) frame[at] = kFillerByte;
   return frame;
 }
 
 Bytes with_status(Bytes reply, unsigned status) {
-  store_u16(reply, wire::kStatusAt, status);
+  if (reply.size() >= wire::kReplyHeadBytes) put_u16(reply, wire::kStatusAt, status);
   return reply;
 }
 
@@ -260,10 +266,8 @@ Delivery deliver_with(const Fault& fault, Bytes reply) {
                        ReplyDamage::kThisReply);
     case FaultKind::kStatus:
       return in_pieces({{0, with_status(std::move(reply), first)}}, ReplyDamage::kNone);
-    case FaultKind::kShort: {
-      const size_t bytes = reply.size() - std::min<size_t>(reply.size(), first);
-      return in_pieces({{0, with_length_of(std::move(reply), bytes)}}, ReplyDamage::kThisReply);
-    }
+    case FaultKind::kShort:
+      return in_pieces({{0, shortened(std::move(reply), first)}}, ReplyDamage::kThisReply);
     case FaultKind::kSlowAccept:
     case FaultKind::kRefuseAccept:
     case FaultKind::kGone:

@@ -6,6 +6,8 @@
 #include <bitset>
 #include <cstdio>
 
+#include "wire/big_endian.h"
+
 namespace plc_sim {
 namespace {
 
@@ -130,7 +132,7 @@ bool judge_word_of_flag(const Session& session, const Request& request, const Re
     return false;
   }
   if (session.word_read) {
-    const unsigned word = (static_cast<unsigned>(request.values[0]) << 8U) | request.values[1];
+    const unsigned word = ByteView(request.values).u16(0);
     if (std::bitset<16>(word ^ *session.word_read).count() > 1) {
       mismatch(session, findings, "the word given back differs from the word read in more than one bit");
     }

@@ -5,9 +5,13 @@
 
 #include "tools/plc_sim/controller/judge.h"
 #include "tools/plc_sim/controller/reply.h"
+#include "wire/big_endian.h"
 
 namespace plc_sim {
 namespace {
+
+// Replies have at most 4096 bytes; what a capture holds beyond a few of them at once is no controller's.
+constexpr size_t kMostReplyBytes = 16384;
 
 bool same_but_sequence(const Bytes& a, const Bytes& b, size_t compared) {
   if (a.size() != b.size()) return false;
@@ -41,6 +45,10 @@ Answer Replay::handle(Session& session, const Bytes& frame) {
   answer.kind = request.kind;
   session.has_resolved = session.has_resolved || request.kind == RequestKind::kResolve;
   if (frame.size() >= wire::kHeadBytes) judge_order(session, request, answer.findings);
+  if (session.refusal) {
+    answer.reply = make_reply(frame, *session.refusal, {});
+    return answer;
+  }
   const Exchange* exchange = find(frame);
   if (exchange == nullptr) {
     answer.findings.refused.push_back(std::string("a ") + name_of(request.kind) +
@@ -48,9 +56,10 @@ Answer Replay::handle(Session& session, const Bytes& frame) {
     answer.reply = make_reply(frame, wire::kStatusBadRequest, {});
     return answer;
   }
-  answer.reply = exchange->reply;
-  for (size_t at = wire::kSequenceAt; at < wire::kSequenceAt + 2 && at < answer.reply.size(); ++at) {
-    answer.reply[at] = frame[at];
+  answer.reply = ByteView(exchange->reply).part(0, kMostReplyBytes).bytes();
+  const ByteView request_view(frame);
+  if (request_view.size() >= wire::kSequenceAt + 2) {
+    put_u16(answer.reply, wire::kSequenceAt, request_view.u16(wire::kSequenceAt));
   }
   return answer;
 }

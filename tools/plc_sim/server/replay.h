@@ -14,7 +14,8 @@ class Replay {
 
   // The reply that was captured for the same request, its sequence number apart: the next one after the last answer,
   // or the first one when the capture has none further on. A write with other values is answered as the captured
-  // write to the same place. What is not in the capture is refused.
+  // write to the same place. What is not in the capture is refused. Of a reply 16384 bytes are given, and its sequence
+  // number is the request's only where both have one.
   Answer handle(Session& session, const Bytes& frame);
 
  private:
