@@ -1,32 +1,57 @@
-// Reads whole files.
+// Opens files without a wait and reads them to their end.
 #include "base/files.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <array>
-#include <cstdio>
-#include <memory>
+#include <cerrno>
+#include <cstring>
 #include <utility>
 
 namespace plc_base {
 namespace {
 
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
+// More bytes of a file; 0 at its end, -1 for a failure.
+ssize_t read_some(int descriptor, char* bytes, size_t size) {
+  while (true) {
+    const ssize_t count = read(descriptor, bytes, size);
+    if (count >= 0 || errno != EINTR) return count;
+  }
+}
+
+FileText no_text(const std::string& path, const std::string& reason) {
+  return {{}, "cannot read " + path + ": " + reason};
+}
 
 }  // namespace
 
+OpenedFile open_regular_file(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (descriptor < 0) return {-1, std::strerror(errno)};
+  struct stat status {};
+  if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) return {descriptor, {}};
+  close(descriptor);
+  return {-1, "it is not a regular file"};
+}
+
 FileText read_file(const std::string& path, size_t most_bytes) {
-  const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rbe"));
-  if (file == nullptr) return {{}, "cannot read " + path};
+  const OpenedFile file = open_regular_file(path);
+  if (!file.problem.empty()) return no_text(path, file.problem);
   std::string text;
   std::array<char, 65536> piece{};
-  while (const size_t count = std::fread(piece.data(), 1, piece.size(), file.get())) {
-    if (count > most_bytes - text.size()) {
-      return {{}, "cannot read " + path + ": it has more than " + std::to_string(most_bytes) + " bytes"};
+  ssize_t count = 0;
+  while ((count = read_some(file.descriptor, piece.data(), piece.size())) > 0) {
+    if (static_cast<size_t>(count) > most_bytes - text.size()) {
+      close(file.descriptor);
+      return no_text(path, "it has more than " + std::to_string(most_bytes) + " bytes");
     }
-    text.append(piece.data(), count);
+    text.append(piece.data(), static_cast<size_t>(count));
   }
-  if (std::ferror(file.get()) != 0) return {{}, "cannot read " + path};
+  const int error = errno;
+  close(file.descriptor);
+  if (count < 0) return no_text(path, std::strerror(error));
   return {std::move(text), {}};
 }
 

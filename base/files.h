@@ -1,4 +1,4 @@
-// Whole files in memory.
+// Whole files in memory, and files opened without a wait.
 #pragma once
 
 #include <cstddef>
@@ -8,10 +8,18 @@ namespace plc_base {
 
 struct FileText {
   std::string text;     // empty when there is a problem
-  std::string problem;  // "cannot read PATH", with the reason where it is the size; empty when all of the file is there
+  std::string problem;  // "cannot read PATH: REASON"; empty when all of it is there
 };
 
-// The bytes of a file, a pipe or a device, so many at most.
+// The bytes of a regular file, so many at most; of a link to one too.
 FileText read_file(const std::string& path, size_t most_bytes);
+
+struct OpenedFile {
+  int descriptor = -1;  // the caller's to close, closed on exec; -1 when there is a problem
+  std::string problem;  // the reason alone, empty when it is open
+};
+
+// A regular file to be read. Anything else is refused at once: a pipe would be waited for, a device need not end.
+OpenedFile open_regular_file(const std::string& path);
 
 }  // namespace plc_base

@@ -1,8 +1,11 @@
-// JSON as every program writes it: what is no UTF-8 in it is replaced, for names may hold any bytes and JSON may not.
+// JSON as every program writes it: what is no UTF-8 in it is replaced, for names may hold any bytes and JSON may not;
+// what a terminal would obey or hide is escaped.
 #pragma once
 
 #include <nlohmann/json.hpp>
 #include <string>
+
+#include "base/shown_text.h"
 
 namespace plc_base {
 
@@ -10,7 +13,7 @@ namespace plc_base {
 // end.
 template <typename Json>
 std::string json_text(const Json& json, int indent = -1) {
-  return json.dump(indent, ' ', false, Json::error_handler_t::replace);
+  return shown_json(json.dump(indent, ' ', false, Json::error_handler_t::replace));
 }
 
 // A record of a stream that is read line by line.

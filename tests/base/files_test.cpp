@@ -1,7 +1,12 @@
 // Tests of reading whole files: every byte, or what is wrong.
 #include "base/files.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
 
 #include "tests/support/temp_dir.h"
 
@@ -26,13 +31,8 @@ TEST(ReadFile, EmptyFile_IsNoProblem) {
 
 TEST(ReadFile, MissingFile_CannotBeRead) {
   const FileText file = read_file("/nonexistent/tags.csv", 100);
-  EXPECT_EQ(file.problem, "cannot read /nonexistent/tags.csv");
+  EXPECT_EQ(file.problem, "cannot read /nonexistent/tags.csv: No such file or directory");
   EXPECT_EQ(file.text, "");
-}
-
-TEST(ReadFile, Folder_CannotBeRead) {
-  const plc_test::TempDir folder;
-  EXPECT_EQ(read_file(folder.path(), 100).problem, "cannot read " + folder.path());
 }
 
 TEST(ReadFile, OneByteMoreThanWanted_SaysSoAndGivesNothing) {
@@ -44,8 +44,33 @@ TEST(ReadFile, OneByteMoreThanWanted_SaysSoAndGivesNothing) {
   EXPECT_EQ(file.text, "");
 }
 
-TEST(ReadFile, EndlessDevice_EndsAtTheBound) {
-  EXPECT_EQ(read_file("/dev/zero", 1000000).problem, "cannot read /dev/zero: it has more than 1000000 bytes");
+// A pipe that nobody writes would be waited for, a device need not end.
+TEST(ReadFile, WhatIsNoRegularFile_IsRefusedAtOnce) {
+  const plc_test::TempDir folder;
+  const std::string pipe = folder.file("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  for (const std::string& path : {pipe, folder.path(), std::string("/dev/zero"), std::string("/dev/null")}) {
+    EXPECT_EQ(read_file(path, 1000000).problem, "cannot read " + path + ": it is not a regular file");
+  }
+}
+
+TEST(ReadFile, FileOfTheSystem_IsReadThoughItTellsNoSize) {
+  const FileText file = read_file("/proc/self/stat", 100000);
+  EXPECT_EQ(file.problem, "");
+  EXPECT_EQ(file.text.substr(0, 1 + std::to_string(getpid()).size()), std::to_string(getpid()) + " ");
+}
+
+TEST(ReadFile, ReadThatFails_CannotBeRead) {
+  EXPECT_EQ(read_file("/proc/self/mem", 100).problem, "cannot read /proc/self/mem: Input/output error");
+}
+
+TEST(OpenRegularFile, LinkToAFile_ClosesOnExec) {
+  const plc_test::TempDir folder;
+  std::filesystem::create_symlink(folder.write("file", "a"), folder.file("link"));
+  const OpenedFile file = open_regular_file(folder.file("link"));
+  ASSERT_EQ(file.problem, "");
+  EXPECT_EQ(fcntl(file.descriptor, F_GETFD), FD_CLOEXEC);
+  close(file.descriptor);
 }
 
 }  // namespace

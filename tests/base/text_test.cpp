@@ -32,6 +32,10 @@ TEST(JsonText, BytesThatAreNoUtf8_AreReplaced) {
   EXPECT_EQ(ascii_json_line(nlohmann::json("a\xFF")), "\"a\\ufffd\"\n");
 }
 
+TEST(JsonText, WhatATerminalObeys_IsEscaped) {
+  EXPECT_EQ(json_line(nlohmann::json("a\n\xC2\x9B\xE2\x80\xAE\x7F")), "\"a\\n\\u009b\\u202e\\u007f\"\n");
+}
+
 TEST(JsonText, Members_KeepTheOrderOfTheirKindOfObject) {
   nlohmann::ordered_json as_written;
   as_written["b"] = 1;

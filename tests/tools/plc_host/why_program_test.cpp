@@ -292,7 +292,7 @@ TEST_F(WhyTest, TagFileThatIsMissing_IsAnAnswer) {
   EXPECT_EQ(outcome.out,
             "Speed from 127.0.0.1:1\n"
             "\nWhat went wrong\n"
-            "  1. cannot read PLC7F000001_0.csv\n"
+            "  1. cannot read PLC7F000001_0.csv: No such file or directory\n"
             "     Try: The driver looks in the host's working directory for PLC<address in hexadecimal>_<area>.csv: "
             "plc-host check FILE --address ADDRESS.\n");
 }

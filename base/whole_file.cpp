@@ -1,0 +1,156 @@
+// Writes beside the file and renames; opens what is there without following links.
+#include "base/whole_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+namespace plc_base {
+namespace {
+
+constexpr char kIsLink[] = "it is a symbolic link";
+constexpr char kIsInput[] = "it is a file that is read";
+constexpr char kIsNotRegular[] = "it is not a regular file";
+constexpr char kHasOtherNames[] = "it has a second name, a hard link";
+constexpr char kNobodyReads[] = "nobody reads this pipe";
+constexpr mode_t kPermissions = 0777;
+constexpr mode_t kUsualPermissions = 0666;
+constexpr mode_t kOwnersPermissions = 0600;
+constexpr int kTemporaryNames = 1000;
+
+using Problem = std::string;
+
+Problem last_error() { return std::strerror(errno); }
+
+bool is_one_of(const struct stat& status, const std::vector<std::string>& inputs) {
+  return std::any_of(inputs.begin(), inputs.end(), [&status](const std::string& input) {
+    struct stat read {};
+    return stat(input.c_str(), &read) == 0 && read.st_dev == status.st_dev && read.st_ino == status.st_ino;
+  });
+}
+
+// Why the file at the path may not be replaced; old is what is there, nothing where nothing is.
+Problem look_at_old(const std::string& path, const std::vector<std::string>& inputs, std::optional<struct stat>& old) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) != 0) return errno == ENOENT ? Problem() : last_error();
+  if (S_ISLNK(status.st_mode)) return kIsLink;
+  if (!S_ISREG(status.st_mode)) return kIsNotRegular;
+  if (is_one_of(status, inputs)) return kIsInput;
+  // Renaming would ask for the folder's permissions alone.
+  if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) return last_error();
+  old = status;
+  return {};
+}
+
+struct TemporaryFile {
+  std::string path;
+  int descriptor = -1;
+};
+
+// A new file in the folder of path, whatever else has its name.
+TemporaryFile make_beside(const std::string& path, mode_t permissions) {
+  const std::string start =
+      path.substr(0, path.rfind('/') + 1) + ".plc-" + std::to_string(getpid()) + "-";  // npos + 1 is 0
+  TemporaryFile file;
+  for (int number = 0; number < kTemporaryNames; ++number) {
+    file.path = start + std::to_string(number) + ".tmp";
+    file.descriptor = open(file.path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, permissions);
+    if (file.descriptor >= 0 || errno != EEXIST) break;
+  }
+  return file;
+}
+
+bool write_all(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) {
+      errno = written == 0 ? EIO : errno;
+      return false;
+    }
+    bytes.remove_prefix(static_cast<size_t>(written));
+  }
+  return true;
+}
+
+// Owner and group follow where this process may give them; else the group gets what everybody has.
+bool take_over_permissions(int descriptor, const struct stat& old) {
+  mode_t permissions = old.st_mode & kPermissions;
+  if (fchown(descriptor, old.st_uid, old.st_gid) != 0 && fchown(descriptor, static_cast<uid_t>(-1), old.st_gid) != 0) {
+    permissions = (permissions & 0707U) | ((permissions & 07U) << 3U);
+  }
+  return fchmod(descriptor, permissions) == 0;
+}
+
+bool fill(int descriptor, std::string_view bytes, const std::optional<struct stat>& old) {
+  const bool is_written =
+      write_all(descriptor, bytes) && (!old || take_over_permissions(descriptor, *old)) && fsync(descriptor) == 0;
+  const int error = errno;
+  const bool is_closed = close(descriptor) == 0;
+  if (!is_written) errno = error;
+  return is_written && is_closed;
+}
+
+// Names that the system gives to what this process has open.
+bool is_own_descriptor(std::string_view path) {
+  return path == "/dev/stdout" || path == "/dev/stderr" || path.substr(0, 8) == "/dev/fd/";
+}
+
+// Opens what is at the path, or makes it; -1 with errno.
+int open_without_wait(const std::string& path) {
+  constexpr int kFlags = O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  if (is_own_descriptor(path)) return open(path.c_str(), kFlags);
+  const int made = open(path.c_str(), kFlags | O_CREAT | O_EXCL | O_NOFOLLOW, kUsualPermissions);
+  return made >= 0 || errno != EEXIST ? made : open(path.c_str(), kFlags | O_NOFOLLOW);
+}
+
+Problem why_not_opened(int error) {
+  if (error == ELOOP) return kIsLink;
+  return error == ENXIO ? kNobodyReads : std::strerror(error);
+}
+
+// Makes the opened file an empty one, to be written with waits as usual.
+Problem make_empty(int descriptor, const std::vector<std::string>& inputs) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) return last_error();
+  if (is_one_of(status, inputs)) return kIsInput;
+  if (S_ISREG(status.st_mode)) {
+    if (status.st_nlink > 1) return kHasOtherNames;
+    if (ftruncate(descriptor, 0) != 0) return last_error();
+  }
+  const int flags = fcntl(descriptor, F_GETFL);
+  if (flags < 0 || fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) != 0) return last_error();
+  return {};
+}
+
+}  // namespace
+
+std::string write_whole_file(const std::string& path, std::string_view bytes, const std::vector<std::string>& inputs) {
+  std::optional<struct stat> old;
+  Problem problem = look_at_old(path, inputs, old);
+  if (!problem.empty()) return problem;
+  const TemporaryFile file = make_beside(path, old ? kOwnersPermissions : kUsualPermissions);
+  if (file.descriptor < 0) return last_error();
+  if (fill(file.descriptor, bytes, old) && rename(file.path.c_str(), path.c_str()) == 0) return {};
+  problem = last_error();
+  unlink(file.path.c_str());
+  return problem;
+}
+
+OpenedFile open_growing_file(const std::string& path, const std::vector<std::string>& inputs) {
+  const int descriptor = open_without_wait(path);
+  if (descriptor < 0) return {-1, why_not_opened(errno)};
+  Problem problem = make_empty(descriptor, inputs);
+  if (problem.empty()) return {descriptor, {}};
+  close(descriptor);
+  return {-1, std::move(problem)};
+}
+
+}  // namespace plc_base

@@ -1,0 +1,22 @@
+// Files that a user asked for: never written through a link that somebody else made, never over what was read.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/files.h"
+
+namespace plc_base {
+
+// Writes a regular file that is whole or, after a failure, what it was before. It has the permissions of the file that
+// it replaces. Refused where a link, no regular file, or one of inputs, paths of what was read, is at the path. Returns
+// why it was not done, empty when it was.
+std::string write_whole_file(const std::string& path, std::string_view bytes, const std::vector<std::string>& inputs);
+
+// Opens a file that grows, empty, under the same rules; a file with a second name is refused too, for it stays the file
+// that it is. A device is opened, and a pipe that somebody reads; so are /dev/stdout, /dev/stderr and /dev/fd/N, links
+// of the system.
+OpenedFile open_growing_file(const std::string& path, const std::vector<std::string>& inputs);
+
+}  // namespace plc_base
