@@ -1,9 +1,9 @@
 """Random cases: tag files, host calls and the controller's behaviour, each drawn from a seed of its own."""
 
 import functools
-import random
 from dataclasses import dataclass, field
 
+from draws import Draws
 from link_model import FINISH, FINISHED, REPLY, RESET, SILENT, Exchange
 from tag_generator import SCOPES, choose, random_file
 from tag_model import FIRST_INDEXED_ID, Rejected, build_tagtable
@@ -32,7 +32,7 @@ class Oracle:
     """Decides, from the seed of one operation, what the controller does with each request of it."""
 
     def __init__(self, operation):
-        self.rng = random.Random(operation.seed)
+        self.rng = Draws(operation.seed)
         self.silent = operation.timeout_s < 2
         self.style = self.rng.choice(STYLES)
         self.fault_at = self.rng.randrange(1, 5) if self.rng.random() < 0.12 else 0
@@ -249,7 +249,7 @@ def random_operation(rng, kind, files, tables):
 @functools.lru_cache(2)
 def random_files(seed):
     """Tag files by area, and what the generator of calls knows of their tables."""
-    rng = random.Random(seed)
+    rng = Draws(seed)
     areas = rng.sample(AREAS, choose(rng, [(1, 5), (2, 2), (3, 1)]))
     hostility = choose(rng, [(0.0, 6), (0.05, 3), (0.4, 1)])
     files = {area: random_file(rng, hostility) for area in areas}
@@ -268,7 +268,7 @@ class Case:
     """Tag files and a list of operations."""
 
     def __init__(self, seed, kind):
-        rng = random.Random(f"{kind}:{seed}")
+        rng = Draws(f"{kind}:{seed}")
         self.seed, self.kind = seed, kind
         # Drawing the files costs more than drawing the calls: neighbouring cases share them.
         files, tables = random_files(f"{kind}:files:{seed // 4}")

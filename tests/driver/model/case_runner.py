@@ -3,7 +3,6 @@
 import ctypes
 import fcntl
 import os
-import random
 import re
 import resource
 import socket
@@ -16,6 +15,7 @@ import loaded_driver as loaded
 import named_writes
 from batch_model import BatchRead, TextReference
 from call_generator import Oracle
+from draws import Draws
 from guarded_model import NOWHERE, Either, GuardedDriver
 from guarded_replies import GuardedOracle
 from loaded_driver import libc
@@ -240,7 +240,7 @@ class CaseRunner:
         link = self.model.link
         if link.state != link_model.OPEN or not self.model.connected or link.ending:
             return
-        data = random.Random(operation.seed).randbytes(operation.settings["size"])
+        data = Draws(operation.seed).randbytes(operation.settings["size"])
         if self.guarded:
             set_room(self.owned)
         self.peer.latest.sendall(data)
@@ -315,7 +315,7 @@ class CaseRunner:
 
     def named_write(self, operation, value):
         """The function's name with its further arguments, and the model's result."""
-        rng = random.Random(operation.seed ^ 2)
+        rng = Draws(operation.seed ^ 2)
         tag = rng.choice([tag for table in self.model.tables.values() for tag in table.plain])
         name = rng.choice(list(named_writes.FUNCTIONS))
         road, width, shape, form = named_writes.FUNCTIONS[name]
@@ -337,7 +337,7 @@ class CaseRunner:
 
     def single(self, operation, entry):
         chosen, memory = operation.settings, self.memory
-        data = random.Random(operation.seed ^ 1).randbytes(DATA_BYTES)
+        data = Draws(operation.seed ^ 1).randbytes(DATA_BYTES)
         if "first" in chosen:
             data = bytes((chosen["first"],)) + data[1:]
         elif operation.seed % 4:

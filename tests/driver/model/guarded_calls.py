@@ -1,8 +1,8 @@
 """Random cases for the guarded build: the calls of the contract's cases, and those that its rules tell apart."""
 
-import random
 
 from call_generator import Case, Operation, address_of, random_batch, random_offset, random_operation, random_single
+from draws import Draws
 from guarded_model import NOWHERE
 from link_model import FINISH, RESET
 from tag_generator import choose
@@ -109,7 +109,7 @@ class GuardedCase(Case):
 
     def __init__(self, seed, kind, waiting=0.001):
         super().__init__(seed, kind)
-        rng = random.Random(f"guarded {kind}:{seed}")
+        rng = Draws(f"guarded {kind}:{seed}")
         for at in range(1, len(self.operations)):
             operation = guarded_operation(rng, kind, self.files, self.tables, waiting)
             if self.is_cut_off(at) and rng.random() < 0.4:

@@ -1,8 +1,8 @@
 """What the controller answers in a comparison of the guarded build: whole answers, and everything that its rules tell
 apart, each drawn from a seed."""
 
-import random
 
+from draws import Draws
 from guarded_model import LEAST_FRAME, MOST_FRAME, Answer, units_asked
 from link_model import FINISH, RESET
 from tag_generator import SCOPES, choose
@@ -31,7 +31,7 @@ class GuardedOracle:
     FAULTS = ("refuse", "cut", "head", "length", "other", "behind", "end", "garbage", "wrong_size", "tight")
 
     def __init__(self, operation):
-        self.rng = rng = random.Random(operation.seed)
+        self.rng = rng = Draws(operation.seed)
         self.silent = operation.timeout_s == 0
         self.waits = operation.timeout_s == 1
         self.in_pieces = rng.random() < 0.3

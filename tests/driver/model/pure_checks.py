@@ -3,12 +3,12 @@
 import ctypes
 import hashlib
 import os
-import random
 import struct
 
 import tag_model
 import text_model
 from case_runner import RECORD, Mismatch, compare_bytes, compare_console
+from draws import Draws
 from loaded_driver import libc
 from tag_generator import hostile_line, random_file, random_line
 from tag_model import TagRecord, pase_str
@@ -51,7 +51,7 @@ class PureChecks:
     def __init__(self, driver, console, folder, progress):
         self.driver, self.console, self.folder, self.progress = driver, console, folder, progress
         self.count = 0
-        self.rng = random.Random(0)
+        self.rng = Draws(0)
         self.checks = (self.check_line, self.check_file, self.check_names, self.check_to_units, self.check_to_utf8,
                        self.check_types, self.check_bits, self.check_insert, self.check_csv_names, self.check_list,
                        self.check_utilities)
@@ -61,7 +61,7 @@ class PureChecks:
         for seed in range(first, first + count):
             os.pwrite(self.progress, f"tags {seed}\n".ljust(64).encode(), 0)
             for check in self.checks:
-                self.rng = random.Random(f"{check.__name__}:{seed}")
+                self.rng = Draws(f"{check.__name__}:{seed}")
                 self.count += 1
                 try:
                     check()

@@ -1,5 +1,9 @@
 """Random tag files, well-formed and hostile."""
 
+from bisect import bisect
+from itertools import accumulate
+from operator import itemgetter
+
 import tag_model
 
 TYPE_NAMES = [name for name, _, _ in tag_model.TYPES[:21]]
@@ -12,8 +16,10 @@ ODD_NUMBERS = [b"", b"-1", b"4294967295", b"99999999999999999999", b"+7", b" 12"
                b"262143", b"262144", b"65536", b"abc", b"1.5", b"\t3"]
 
 
-def choose(rng, weighted):
-    return rng.choices([item for item, _ in weighted], [weight for _, weight in weighted])[0]
+def choose(rng, weighted, weight_of=itemgetter(1)):
+    """What choices of the standard library would choose, at half of its price."""
+    bounds = list(accumulate(map(weight_of, weighted)))
+    return weighted[bisect(bounds, rng.random() * bounds[-1], 0, len(bounds) - 1)][0]
 
 
 def random_name(rng, number):

@@ -55,10 +55,10 @@ class TagRecord:
     __slots__ = FIELDS
 
     def __init__(self):
-        for field in self.FIELDS:
-            setattr(self, field, 0)
-        self.name = b""
-        self.scope_name = b""
+        self.name = self.scope_name = b""
+        self.type_code = self.bit_width = self.string_length = self.shape = 0
+        self.dim1_low = self.dim1_high = self.dim2_low = self.dim2_high = self.dim3_low = self.dim3_high = 0
+        self.is_global = self.name_kind = self.aux_flag = self.tag_id = self.local_index = self.device_kind = 0
 
     def copy(self):
         other = TagRecord()

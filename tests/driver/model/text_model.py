@@ -1,5 +1,7 @@
 """UTF-8 and UTF-16 conversion of the reference model, written from the driver's contract alone."""
 
+import functools
+
 NAME_CAPACITY_UNITS = 512
 
 
@@ -79,6 +81,7 @@ def cut_to_whole_characters(text, limit):
         pos += step
 
 
+@functools.lru_cache(4096)
 def name_element(text, low_byte_only=False):
     """A name as it stands in a request: unit count, then the units, all big-endian."""
     count, units = utf8_to_units(text)
