@@ -14,6 +14,7 @@
 #include "plc_driver/tags/tag_file.h"
 #include "report.h"
 #include "rule_list.h"
+#include "tests/support/captured_output.h"
 #include "tests/support/temp_dir.h"
 
 namespace tag_check {
@@ -153,12 +154,12 @@ TEST(Understanding, OfTenThousandFiles_EqualsWhatTheDriverLoads) {
   for (int file = 0; file < 10000; ++file) {
     const std::string text = random_text(&random);
     folder.write(kName, text);
-    testing::internal::CaptureStdout();
+    plc_test::CapturedOutput captured;
     TagEntry* entries = nullptr;
     IndexedTagEntry* groups = nullptr;
     static uint32_t group_ids[plc::kIdBlocks];
     const uint32_t* counts = build_tagtable(&entries, &groups, path.c_str(), group_ids);
-    testing::internal::GetCapturedStdout();
+    captured.take();
     if (counts == nullptr) continue;
     ++loaded;
     const SourceFile source = read_source(text);
@@ -198,9 +199,9 @@ std::string finding_of(const std::string& rule, const std::string& text) {
 bool driver_loads(const std::string& text) {
   const plc_test::TempDir folder;
   folder.write(kName, text);
-  testing::internal::CaptureStdout();
+  plc_test::CapturedOutput captured;
   const bool loads = load_file(folder.file(kName)).loads;
-  testing::internal::GetCapturedStdout();
+  captured.take();
   return loads;
 }
 
@@ -252,11 +253,11 @@ TEST(Understanding, OfAFile_SaysWhetherTheDriverLoadsIt) {
   const plc_test::TempDir folder;
   const std::string path = folder.file(kName);
   folder.write(kName, rule_of("T104").bad);
-  testing::internal::CaptureStdout();
+  plc_test::CapturedOutput captured;
   EXPECT_FALSE(load_file(path).loads);
   folder.write(kName, rule_of("T100").good);
   const Understanding understanding = load_file(path);
-  testing::internal::GetCapturedStdout();
+  captured.take();
   EXPECT_TRUE(understanding.loads);
   EXPECT_EQ(understanding.groups, 1U);
   EXPECT_EQ(understanding.max_indexed_id, 262146U);
