@@ -33,7 +33,7 @@ function(plc_add_driver_tests name)
   foreach(build "" _guarded)
     add_executable(${name}${build})
     target_link_libraries(${name}${build} PRIVATE
-      ${name}_objects ${tests_FIXTURES} plc_driver${build}_static gtest_main)
+      ${name}_objects ${tests_FIXTURES} test_program_stamp plc_driver${build}_static gtest_main)
   endforeach()
   plc_add_gtest(${name} SHARES ${tests_SHARES})
   plc_add_guarded_gtest(${name}_guarded SHARES ${tests_SHARES})

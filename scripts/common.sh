@@ -124,6 +124,7 @@ run_jobs() {
   mkdir -p "$results_dir"
   : >"$results_dir/counts"
   local -a tested=()
+  local -A tests_of=()
   for job in "$@"; do
     say "$job"
     local name=${job//-/_} start=$SECONDS
@@ -140,6 +141,7 @@ run_jobs() {
       printf '%s was built in %d s\n' "$job" $((SECONDS - start))
     fi
     test_in_background "$job" &
+    tests_of[$job]=$!
     tested+=("$job")
   done
   wait
@@ -153,6 +155,14 @@ test_in_background() {
   local start=$SECONDS
   "test_${1//-/_}" >"$results_dir/$1.test.log" 2>&1 </dev/null
   printf '%s was tested in %d s\n' "$1" $((SECONDS - start)) >>"$results_dir/$1.test.log"
+}
+
+# wait_for_tests JOB...: for those of these that this run of jobs has begun.
+wait_for_tests() {
+  local job
+  for job in "$@"; do
+    [ -z "${tests_of[$job]:-}" ] || wait "${tests_of[$job]}"
+  done
 }
 
 is_job() { declare -F "job_${1//-/_}" >/dev/null || declare -F "test_${1//-/_}" >/dev/null; }
