@@ -1,5 +1,6 @@
 /* Thin socket and time wrappers of the driver, and its alternative UDP and TCP set-ups. Each wrapper passes its
- * arguments through and returns the system call's result unchanged, errno included. */
+ * arguments through and returns the system call's result unchanged, errno included; new sockets, of ev_socket and
+ * ev_accept, are closed in programs that the host starts. */
 #ifndef PLC_ETHERNET_H
 #define PLC_ETHERNET_H
 

@@ -2,8 +2,8 @@
  * positioned file read and write, bit lengths.
  *
  * The driver itself uses none of them. No pointer may be null unless its line says so, nothing is kept after a call
- * except the state of the MD5 functions, and every call closes the file it opened. Printed lines go to standard output
- * through puts, which ends each with a line feed. */
+ * except the state of the MD5 functions, and every call closes the file it opened; a program that the host starts in
+ * the meantime does not have it. Printed lines go to standard output through puts, which ends each with a line feed. */
 #ifndef UNIVERSAL_API_H
 #define UNIVERSAL_API_H
 

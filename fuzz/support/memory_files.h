@@ -1,4 +1,4 @@
-// Tag files as texts in memory. Linked in by wrapping fopen.
+// Tag files as texts in memory. Linked in by wrapping open, read, and what the driver calls for fstat.
 #pragma once
 
 #include <string>
@@ -7,5 +7,8 @@ namespace fuzz {
 
 // The text of every tag file that is opened from now on.
 void set_tag_file(std::string text);
+
+// Whether the descriptor is that of a tag file.
+bool is_memory_file(int descriptor);
 
 }  // namespace fuzz

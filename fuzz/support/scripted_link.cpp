@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "exchange_referee.h"
+#include "memory_files.h"
 #include "scripted_controller.h"
 
 namespace fuzz {
@@ -179,6 +180,7 @@ int __wrap_getsockopt(int, int, int, void* value, socklen_t*) {
 }
 
 int __wrap_close(int descriptor) {
+  if (fuzz::is_memory_file(descriptor)) return 0;
   if (!scripted_link.is_running()) return __real_close(descriptor);
   if (descriptor != ScriptedLink::kSocket) accuse("closes a descriptor that is not its own");
   scripted_link.close();

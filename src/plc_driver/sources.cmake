@@ -1,19 +1,21 @@
-# Sources of the driver proper: those that both builds share; those that are compiled for each, on the road of a read or
-# a word write and off it; and those that one build has alone. Those that only some targets need are named in
+# Sources of the driver proper: those that both builds share and those that are compiled for each, on the road of a read
+# or a word write and off it; and those that one build has alone. Those that only some targets need are named in
 # src/CMakeLists.txt.
-target_sources(plc_driver_objects PRIVATE
+list(APPEND plc_driver_off_road
   ${CMAKE_CURRENT_LIST_DIR}/diagnostics.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/bit_core.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/write_bits.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/write_strings.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/tags/file_status.cpp)
+target_sources(plc_driver_objects PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/driver_state.cpp
   ${CMAKE_CURRENT_LIST_DIR}/host/transfer.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/bit_core.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/reads/read_plan.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/handles/resolve_request.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/reads/string_copies.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/handles/value_request.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/word_bits.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/write_bits.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/write_core.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/write_strings.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/write_words.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/data_types.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/decimal.cpp

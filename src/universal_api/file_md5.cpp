@@ -154,7 +154,7 @@ int32_t CalcFileMD5(char* path, char* out) {
     // Deliberate: the path "exit" ends the host (D44).
     std::exit(0);
   }
-  fp = std::fopen(path, "rb");
+  fp = std::fopen(path, "rbe");
   if (fp == nullptr) {
     std::puts("Can not open this file!");
     return 0;

@@ -17,7 +17,7 @@ constexpr mode_t kNewFileMode = 0644;
 
 // Opens path and moves to offset. Returns the descriptor, at least 1, or -1 with nothing left open.
 int open_at(const char* path, int flags, int32_t offset) {
-  const int descriptor = open(path, flags | O_CREAT, kNewFileMode);
+  const int descriptor = open(path, flags | O_CREAT | O_CLOEXEC, kNewFileMode);
   if (descriptor < 0) return -1;
   // Deliberate: descriptor 0, which a host without a standard input is given, counts as a failure (D45).
   const bool is_standard_input = descriptor == 0;

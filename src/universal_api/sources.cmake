@@ -1,4 +1,4 @@
-target_sources(plc_driver_objects PRIVATE
+list(APPEND plc_driver_off_road
   ${CMAKE_CURRENT_LIST_DIR}/bit_lengths.cpp
   ${CMAKE_CURRENT_LIST_DIR}/crc16.cpp
   ${CMAKE_CURRENT_LIST_DIR}/file_md5.cpp

@@ -15,7 +15,7 @@ constexpr size_t kTextBytes = 256;
 }  // namespace
 
 void ev_log(const char* path, const char* format, ...) {
-  std::FILE* const log = std::fopen(path, "a");
+  std::FILE* const log = std::fopen(path, "ae");
   if (log == nullptr) return;
   // What does not fit is cut: 255 bytes and the terminator.
   char text[kTextBytes] = {};

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 
 namespace plc_test {
@@ -45,7 +44,7 @@ ssize_t __real_send(int descriptor, const void* bytes, size_t length, int flags)
 ssize_t __real_recv(int descriptor, void* bytes, size_t length, int flags);
 int __real_getsockopt(int descriptor, int level, int option, void* value, socklen_t* length);
 int __real_connect(int descriptor, const sockaddr* address, socklen_t length);
-int __real_fclose(FILE* file);
+int __real_close(int descriptor);
 void* __real_malloc(size_t size);
 void* __real_calloc(size_t count, size_t size);
 void* __real_realloc(void* block, size_t size);
@@ -57,7 +56,7 @@ ssize_t __wrap_send(int descriptor, const void* bytes, size_t length, int flags)
 ssize_t __wrap_recv(int descriptor, void* bytes, size_t length, int flags);
 int __wrap_getsockopt(int descriptor, int level, int option, void* value, socklen_t* length);
 int __wrap_connect(int descriptor, const sockaddr* address, socklen_t length);
-int __wrap_fclose(FILE* file);
+int __wrap_close(int descriptor);
 void* __wrap_malloc(size_t size);
 void* __wrap_calloc(size_t count, size_t size);
 void* __wrap_realloc(void* block, size_t size);
@@ -107,12 +106,13 @@ int __wrap_connect(int descriptor, const sockaddr* address, socklen_t length) {
                                             : __real_connect(descriptor, address, length);
 }
 
-int __wrap_fclose(FILE* file) {
-  const int result = __real_fclose(file);
+int __wrap_close(int descriptor) {
+  const int result = __real_close(descriptor);
   if (!wrapped_calls().fail_closing) return result;
+  wrapped_calls().fail_closing = false;
   ++wrapped_calls().failed_closes;
   errno = EIO;
-  return EOF;
+  return -1;
 }
 
 void* __wrap_malloc(size_t size) { return plc_test::is_allocation_refused() ? nullptr : __real_malloc(size); }

@@ -22,10 +22,10 @@ struct WrappedCalls {
   int selects = 0;                          // every select
   int failed_resolutions = 0;               // how often resolving was made to fail
   int failed_allocations = 0;               // how often memory was refused
-  int failed_closes = 0;                    // how often closing a file was reported as failed
+  int failed_closes = 0;                    // how often a close was reported as failed
   int failed_options = 0;                   // how often getsockopt was made to fail
   bool fail_resolving = false;              // wish: gethostbyname knows no name
-  bool fail_closing = false;                // wish: fclose closes and reports an error
+  bool fail_closing = false;                // wish: the next close closes and reports an error
   bool fail_options = false;                // wish: getsockopt fails
   bool skip_pauses = false;                 // wish: usleep returns at once
   bool skip_selects = false;                // wish: select reports nothing readable at once

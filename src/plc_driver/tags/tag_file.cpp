@@ -1,13 +1,14 @@
 // One tag file -> its arrays of records. The file is read into memory once, so that both passes see the same bytes.
 #include "plc_driver/tags/tag_file.h"
 
+#include <fcntl.h>
 #include <sys/mman.h>
+#include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 #include "plc_driver/diagnostics.h"
+#include "plc_driver/tags/file_status.h"
 #include "plc_driver/tags/line_reader.h"
 #include "plc_driver/tags/tag_line.h"
 
@@ -19,10 +20,15 @@ constexpr uint32_t kGroupLimit = 100;
 constexpr size_t kFirstReadBytes = 4096;
 constexpr size_t kHugePagesFromBytes = 4 * 1024 * 1024;
 constexpr size_t kFileLimitBytes = 256 * 1024 * 1024;  // far above what ids can address; ends an endless file
+constexpr const char* kTooLarge = "larger than 256 MiB";
+
+// What lies at the path may be anything. Nothing of it holds the call: a pipe opens at once where nobody writes into
+// it. A terminal does not become the host's, and a program that the host starts does not inherit the file.
+constexpr int kOpenFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
 // What a build has taken and what it has found out; rejected is the reason, once there is one.
 struct Build {
-  FILE* file = nullptr;
+  int descriptor = -1;
   char* text = nullptr;
   size_t text_length = 0;
   const char* rejected = nullptr;
@@ -42,20 +48,41 @@ void reject(Build* build, uint32_t line, const char* reason) {
   build->rejected_line = line;
 }
 
-// Reads the whole file. One that breaks off half-way would give a table that lacks variables: it is rejected; one that
-// cannot be read at all, a folder, is an empty file. False when memory runs out.
+// The descriptor of the opened file, or -1.
+int open_file(const char* path, FileStatus* status) {
+  const int descriptor = open(path, kOpenFlags);
+  if (descriptor >= 0 && !ask_file_status(descriptor, status)) {
+    close(descriptor);
+    return -1;
+  }
+  return descriptor;
+}
+
+// Rejects what is no file of a bounded length, before anything of it is read.
+void check_status(Build* build, const FileStatus& status) {
+  if (!status.is_regular) {
+    reject(build, 0, "it is not a regular file");
+  } else if (status.bytes > static_cast<int64_t>(kFileLimitBytes)) {
+    reject(build, 0, kTooLarge);
+  }
+}
+
+// Reads the whole file, whatever length it was said to have. One that breaks off half-way would give a table that lacks
+// variables: it is rejected; one that cannot be read at all is an empty file. False when memory runs out.
 bool read_text(Build* build) {
   for (size_t capacity = kFirstReadBytes;; capacity *= 2) {
+    if (capacity > kFileLimitBytes) capacity = kFileLimitBytes + 1;
     auto* text = static_cast<char*>(realloc(build->text, capacity));
     if (text == nullptr) return false;
     build->text = text;
-    build->text_length += fread(text + build->text_length, 1, capacity - build->text_length, build->file);
-    if (build->text_length < capacity) {
-      if (ferror(build->file) != 0 && build->text_length > 0) reject(build, 0, "it cannot be read to its end");
-      return true;
+    while (build->text_length < capacity) {
+      const ssize_t count = read(build->descriptor, text + build->text_length, capacity - build->text_length);
+      if (count < 0 && build->text_length > 0) reject(build, 0, "it cannot be read to its end");
+      if (count <= 0) return true;
+      build->text_length += static_cast<size_t>(count);
     }
-    if (capacity >= kFileLimitBytes) {
-      reject(build, 0, "larger than 256 MiB");
+    if (capacity > kFileLimitBytes) {
+      reject(build, 0, kTooLarge);
       return true;
     }
   }
@@ -189,9 +216,9 @@ void parse_records(Build* build) {
   if (cursor.filled > 0) build->groups[cursor.group].count = static_cast<uint8_t>(cursor.filled);
 }
 
-// Everything between opening and closing the file. False behind a message.
+// Everything between the look at the opened file and closing it. False behind a message.
 bool build_arrays(Build* build, const char* path, uint32_t* group_ids) {
-  if (!read_text(build)) {
+  if (build->rejected == nullptr && !read_text(build)) {
     print_text("malloc tag_str failed");
     return false;
   }
@@ -224,14 +251,16 @@ uint32_t* build_tagtable(TagEntry** entries_out, IndexedTagEntry** groups_out, c
   static uint32_t temp_count[2];
   plc::print_build_table(path);
   plc::Build build;
-  build.file = fopen(path, "r");
-  if (build.file == nullptr) {
+  plc::FileStatus status;
+  build.descriptor = plc::open_file(path, &status);
+  if (build.descriptor < 0) {
     plc::print_open_failed(path, __LINE__);
     return nullptr;
   }
+  plc::check_status(&build, status);
   bool built = plc::build_arrays(&build, path, group_ids);
   free(build.text);
-  if (fclose(build.file) != 0 && built) {
+  if (close(build.descriptor) != 0 && built) {
     plc::print_line("Close csv file error!!!");
     built = false;
   }

@@ -7,6 +7,7 @@
 #include <sys/mman.h>
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -17,25 +18,21 @@
 #include <cstdlib>
 #include <type_traits>
 
+extern "C" decltype(fcntl) __real_fcntl;
+
 namespace plc_test {
 namespace {
 
 thread_local WatchedCalls* current = nullptr;
 
-constexpr const char* kNames[] = {"accept",         "bind",           "calloc",
-                                  "close",          "connect",        "fclose",
-                                  "fcntl",          "ferror",         "fopen",
-                                  "fputs",          "fread",          "free",
-                                  "fseeko",         "ftello",         "fwrite",
-                                  "gethostbyname",  "getsockopt",     "gettimeofday",
-                                  "listen",         "lseek",          "madvise",
-                                  "malloc",         "mmap",           "munmap",
-                                  "open",           "printf",         "puts",
-                                  "read",           "realloc",        "recv",
-                                  "recv (drain)",   "recvfrom",       "select (connect)",
-                                  "select (drain)", "select (reply)", "send",
-                                  "sendto",         "setsockopt",     "sigaction",
-                                  "socket",         "usleep",         "write"};
+constexpr const char* kNames[] = {
+    "accept",         "bind",    "calloc",        "close",        "connect",      "fclose",           "fcntl",
+    "ferror",         "fopen",   "fputs",         "fread",        "free",         "fseeko",           "fstat",
+    "ftello",         "fwrite",  "gethostbyname", "getsockopt",   "gettimeofday", "listen",           "lseek",
+    "madvise",        "malloc",  "mmap",          "munmap",       "open",         "printf",           "puts",
+    "read",           "realloc", "recv",          "recv (drain)", "recvfrom",     "select (connect)", "select (drain)",
+    "select (reply)", "send",    "sendto",        "setsockopt",   "sigaction",    "socket",           "usleep",
+    "write"};
 static_assert(sizeof kNames / sizeof kNames[0] == kCallKinds);
 
 }  // namespace
@@ -113,15 +110,31 @@ void add_blocks(long change) {
   if (CallWatch* watch = current_watch()) watch->live_blocks += change;
 }
 
-void add_files(long change) {
-  if (CallWatch* watch = current_watch()) watch->open_files += change;
+void note_inheritance(CallWatch* watch, int descriptor) {
+  if ((__real_fcntl(descriptor, F_GETFD, 0) & FD_CLOEXEC) == 0) ++watch->inheritable;
+}
+
+void drop_file() {
+  if (CallWatch* watch = current_watch()) --watch->open_files;
 }
 
 // Counts a descriptor that a call gave, and passes it on.
 int add_descriptor(int descriptor) {
   CallWatch* watch = current_watch();
-  if (watch != nullptr && descriptor >= 0) ++watch->open_descriptors;
+  if (watch != nullptr && descriptor >= 0) {
+    ++watch->open_descriptors;
+    note_inheritance(watch, descriptor);
+  }
   return descriptor;
+}
+
+FILE* add_file(FILE* file) {
+  CallWatch* watch = current_watch();
+  if (watch != nullptr && file != nullptr) {
+    ++watch->open_files;
+    note_inheritance(watch, fileno(file));
+  }
+  return file;
 }
 
 void drop_descriptor() {
@@ -144,9 +157,10 @@ Call kind_of_wait(const fd_set* writable, const timeval* timeout) {
 
 using plc_test::add_blocks;
 using plc_test::add_descriptor;
-using plc_test::add_files;
+using plc_test::add_file;
 using plc_test::Call;
 using plc_test::drop_descriptor;
+using plc_test::drop_file;
 using plc_test::steer;
 using plc_test::steer_memory;
 
@@ -155,14 +169,13 @@ using plc_test::steer_memory;
 extern "C" {
 
 PLC_REAL(accept);
+PLC_REAL(accept4);
 PLC_REAL(bind);
 PLC_REAL(calloc);
 PLC_REAL(close);
 PLC_REAL(connect);
 PLC_REAL(fclose);
-PLC_REAL(fcntl);
 PLC_REAL(ferror);
-PLC_REAL(fopen);
 PLC_REAL(fopen64);
 PLC_REAL(fputs);
 PLC_REAL(fread);
@@ -179,6 +192,7 @@ PLC_REAL(madvise);
 PLC_REAL(malloc);
 PLC_REAL(mmap);
 PLC_REAL(munmap);
+PLC_REAL(open);
 PLC_REAL(open64);
 PLC_REAL(printf);
 PLC_REAL(puts);
@@ -196,11 +210,16 @@ PLC_REAL(usleep);
 PLC_REAL(vfprintf);
 PLC_REAL(vprintf);
 PLC_REAL(write);
+int __real___fxstat64(int record, int fd, struct stat64* status);
 
 // Sockets.
 
 int __wrap_accept(int fd, sockaddr* address, socklen_t* length) {
   return add_descriptor(steer(Call::kAccept, -1, [&] { return __real_accept(fd, address, length); }));
+}
+
+int __wrap_accept4(int fd, sockaddr* address, socklen_t* length, int flags) {
+  return add_descriptor(steer(Call::kAccept, -1, [&] { return __real_accept4(fd, address, length, flags); }));
 }
 
 int __wrap_bind(int fd, const sockaddr* address, socklen_t length) {
@@ -284,7 +303,7 @@ int __wrap_close(int fd) {
 
 int __wrap_fclose(FILE* file) {
   const int closed = __real_fclose(file);
-  add_files(-1);
+  drop_file();
   return steer(Call::kFclose, EOF, [&] { return closed; });
 }
 
@@ -292,18 +311,9 @@ int __wrap_ferror(FILE* file) {
   return steer(Call::kFerror, 1, [&] { return __real_ferror(file); });
 }
 
-FILE* __wrap_fopen(const char* path, const char* mode) {
-  const auto real = [&] { return __real_fopen(path, mode); };
-  FILE* file = steer(Call::kFopen, static_cast<FILE*>(nullptr), real);
-  add_files(file != nullptr ? 1 : 0);
-  return file;
-}
-
 FILE* __wrap_fopen64(const char* path, const char* mode) {
   const auto real = [&] { return __real_fopen64(path, mode); };
-  FILE* file = steer(Call::kFopen, static_cast<FILE*>(nullptr), real);
-  add_files(file != nullptr ? 1 : 0);
-  return file;
+  return add_file(steer(Call::kFopen, static_cast<FILE*>(nullptr), real));
 }
 
 size_t __wrap_fread(void* bytes, size_t size, size_t count, FILE* file) {
@@ -316,12 +326,31 @@ int __wrap_fseeko64(FILE* file, off64_t offset, int whence) {
   return steer(Call::kFseek, -1, [&] { return __real_fseeko64(file, offset, whence); });
 }
 
+// Says less than the file's length when it is cut.
+int __wrap___fxstat64(int record, int fd, struct stat64* status) {
+  const auto ask = [&](size_t most) {
+    const int asked = __real___fxstat64(record, fd, status);
+    status->st_size = std::min(status->st_size, static_cast<off64_t>(most));
+    return asked;
+  };
+  return steer(
+      Call::kFstat, -1, [&] { return __real___fxstat64(record, fd, status); }, ask);
+}
+
 off64_t __wrap_ftello64(FILE* file) {
   return steer(Call::kFtell, off64_t{-1}, [&] { return __real_ftello64(file); });
 }
 
 off64_t __wrap_lseek64(int fd, off64_t offset, int whence) {
   return steer(Call::kLseek, off64_t{-1}, [&] { return __real_lseek64(fd, offset, whence); });
+}
+
+int __wrap_open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const mode_t mode = va_arg(arguments, mode_t);
+  va_end(arguments);
+  return add_descriptor(steer(Call::kOpen, -1, [&] { return __real_open(path, flags, mode); }));
 }
 
 int __wrap_open64(const char* path, int flags, ...) {

@@ -22,6 +22,7 @@ enum class Call {
   kFread,
   kFree,
   kFseek,
+  kFstat,
   kFtell,
   kFwrite,
   kGethostbyname,
@@ -86,6 +87,7 @@ struct CallWatch {
   long live_blocks = 0;         // memory taken and not given back
   long open_files = 0;          // streams taken and not given back
   long open_descriptors = 0;    // sockets and descriptors of files taken and not given back
+  int inheritable = 0;          // sockets and files that a program started by the host would have, when they were taken
 
   int count(Call call) const { return counts[static_cast<size_t>(call)]; }
 };

@@ -1,6 +1,7 @@
 // What loading a tag file takes from the system: every allocation of a file with many groups, the advice for large
 // tables, and the mapping for the strings of batches.
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <string>
@@ -65,7 +66,7 @@ TEST_F(LoadFaults, AnyGrowthOfALongFileRefused_LosesNothing) {
 
 // A file that breaks off half-way is no file: nothing is kept of it, and the next call reads it whole.
 TEST_F(LoadFaults, TagFileThatCannotBeReadToItsEnd_IsNotKept) {
-  const Fault faults[] = {{Call::kFread, 0, false, stops_after(60)}, {Call::kFerror, 0, false, fails_with(EIO)}};
+  const Fault faults[] = {{Call::kRead, 0, false, stops_after(60)}, {Call::kRead, 1, false, fails_with(EIO)}};
   const Seen seen = run(Transfer::kBatch, faults, 2);
   EXPECT_EQ(seen.calls.faults_met, 2);
   EXPECT_EQ(seen.result, uint32_t{PLC_FAILED});
@@ -75,6 +76,21 @@ TEST_F(LoadFaults, TagFileThatCannotBeReadToItsEnd_IsNotKept) {
   EXPECT_EQ(seen.calls.live_blocks, 0);
   EXPECT_EQ(seen.calls.open_files, 0);
   EXPECT_EQ(run(Transfer::kBatch).result, uint32_t{PLC_OK});
+}
+
+// The files of /proc say that they are empty, and some have no end.
+TEST_F(LoadFaults, FileLongerThanItSays_IsReadToItsEndButNotBeyond256MiB) {
+  const Fault says_nothing = {Call::kFstat, 0, false, stops_after(0)};
+  EXPECT_EQ(run(Transfer::kRead, says_nothing).result, uint32_t{PLC_OK});
+  ASSERT_EQ(truncate("PLC7F000001_0.csv", 256 * 1024 * 1024 + 1), 0);
+  start_over();
+  const Seen seen = run(Transfer::kRead, says_nothing);
+  EXPECT_EQ(seen.calls.faults_met, 1);
+  EXPECT_EQ(seen.result, uint32_t{PLC_FAILED});
+  EXPECT_EQ(seen.lines,
+            "server ip = 127.0.0.1\r\nbuild tag table for PLC7F000001_0.csv\r\n[PLC] tag file PLC7F000001_0.csv "
+            "rejected, line 0: larger than 256 MiB\r\nbuild tag table failed!");
+  EXPECT_EQ(seen.calls.live_blocks, 0);
 }
 
 // From 4 MiB of records on the driver asks for huge pages; it does not need them.

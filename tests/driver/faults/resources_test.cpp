@@ -22,7 +22,7 @@ TEST_F(Resources, TransfersAfterTheFirst_TakeNoMemory) {
     for (const Transfer transfer : kTransfers) {
       const Seen seen = run(transfer);
       EXPECT_EQ(seen.result, uint32_t{PLC_OK});
-      for (const Call call : {Call::kMalloc, Call::kCalloc, Call::kRealloc, Call::kMmap, Call::kFopen, Call::kSocket}) {
+      for (const Call call : {Call::kMalloc, Call::kCalloc, Call::kRealloc, Call::kMmap, Call::kOpen, Call::kSocket}) {
         EXPECT_EQ(seen.calls.count(call), 0) << name_of(transfer) << ": " << name_of(call);
       }
       EXPECT_GE(seen.calls.count(Call::kSend), 2) << "the watch sees the transfer";

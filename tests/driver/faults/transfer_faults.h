@@ -30,6 +30,9 @@ bool prints(Call call);
 // Of a transfer in a fresh driver. Fails the test for a call that has no expectation.
 Expected expect_fresh(Transfer transfer, const Fault& fault);
 
+// Whether this is the failure of a system that does not know the flags of a new socket: the next try goes without them.
+bool is_socket_without_flags(const Fault& fault);
+
 // "at line: 123" with an N in place of the number, which is the driver's own.
 std::string without_source_lines(std::string text);
 

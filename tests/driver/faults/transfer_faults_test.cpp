@@ -1,5 +1,7 @@
 // Every call of a transfer fails once, and from then on: the code and the lines of the contract, nothing lost, and the
 // next transfer works.
+#include <fcntl.h>
+
 #include <cerrno>
 
 #include "tests/driver/faults/transfer_faults.h"
@@ -30,6 +32,8 @@ void TransferFaults::try_fault(Transfer transfer, const Fault& fault) {
   if (!prints(fault.call)) {
     EXPECT_EQ(without_source_lines(seen.lines), expected.lines);
   }
+  EXPECT_EQ(seen.calls.inheritable, is_socket_without_flags(fault) ? 1 : 0) << "open in programs that the host starts";
+  EXPECT_TRUE(conn_.socket_fd < 0 || fcntl(conn_.socket_fd, F_GETFD) == FD_CLOEXEC);
   EXPECT_EQ(seen.calls.open_files, 0);
   EXPECT_EQ(seen.calls.open_descriptors, stored_sockets()) << "descriptors that the driver no longer knows";
 
@@ -81,13 +85,13 @@ TEST_F(TransferFaults, BitWriteWithAnyCallFailingFromThenOn_GivesTheStatedCode) 
 TEST_F(TransferFaults, BatchWithAnyCallFailingOnce_GivesTheStatedCode) { try_all(Transfer::kBatch, false); }
 TEST_F(TransferFaults, BatchWithAnyCallFailingFromThenOn_GivesTheStatedCode) { try_all(Transfer::kBatch, true); }
 
-// close is called where something else failed before.
+// A socket is closed where something else failed before.
 TEST_F(TransferFaults, CloseThatFailsToo_ChangesNothing) {
   for (const int error : {EBADF, EDQUOT, EINTR, EIO, ENOSPC}) {
     for (const Call call : {Call::kSelectConnect, Call::kGetsockopt, Call::kSend, Call::kSelectReply}) {
       SCOPED_TRACE(testing::Message() << name_of(call) << ", close with " << error);
       start_over();
-      const Fault faults[] = {{call, 0, false, fails_with(EINTR)}, {Call::kClose, 0, true, fails_with(error)}};
+      const Fault faults[] = {{call, 0, false, fails_with(EINTR)}, {Call::kClose, 0, false, fails_with(error)}};
       const Expected expected = expect_fresh(Transfer::kRead, faults[0]);
       const Seen seen = run(Transfer::kRead, faults, 2);
       EXPECT_EQ(seen.calls.faults_met, 2);

@@ -1,5 +1,7 @@
 // The utilities and wrappers when the system refuses: the result and the errno pass through, nothing is lost.
 #include <arpa/inet.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -16,6 +18,7 @@ namespace {
 
 const std::vector<int> kSocketErrors = {EACCES, EAGAIN,  EBADF,  ECONNABORTED, EFAULT,   EINTR,      EINVAL, EMFILE,
                                         ENFILE, ENOBUFS, ENOMEM, ENOTCONN,     ENOTSOCK, EOPNOTSUPP, EPIPE,  ETIMEDOUT};
+const std::vector<int> kNewSocketErrors = {EACCES, EAFNOSUPPORT, EMFILE, ENFILE, ENOBUFS, ENOMEM, EPROTONOSUPPORT};
 const std::vector<int> kFileErrors = {EACCES, EAGAIN, EBADF, EFBIG, EINTR, EINVAL, EIO, EISDIR, ENOENT, ENOSPC, EPERM};
 
 // One use of a utility, the call that fails in it, and what the host is told.
@@ -55,6 +58,7 @@ void UtilityFaults::try_refusal(const Refusal& refusal, bool from_then_on) {
     EXPECT_EQ(calls.open_files, 0);
     EXPECT_EQ(calls.live_blocks, 0);
     EXPECT_EQ(calls.open_descriptors, 0);
+    EXPECT_EQ(calls.inheritable, 0);
     if (refusal.passes_errno) {
       EXPECT_EQ(seen_error, error);
     }
@@ -72,7 +76,8 @@ TEST_F(UtilityFaults, SocketWrappers_PassFailuresThrough) {
        [&] { return ev_recvfrom(0, bytes_, 4, 0, address, &length); }, -1, "", true},
       {"ev_sendto", Call::kSendto, 0, &kSocketErrors, [&] { return ev_sendto(0, bytes_, 4, 0, address, length); }, -1,
        "", true},
-      {"ev_socket", Call::kSocket, 0, &kSocketErrors, [] { return ev_socket(AF_INET, SOCK_STREAM, 0); }, -1, "", true},
+      {"ev_socket", Call::kSocket, 0, &kNewSocketErrors, [] { return ev_socket(AF_INET, SOCK_STREAM, 0); }, -1, "",
+       true},
       {"ev_connect", Call::kConnect, 0, &kSocketErrors, [&] { return ev_connect(0, address, length); }, -1, "", true},
       {"ev_setsockopt", Call::kSetsockopt, 0, &kSocketErrors,
        [&] { return ev_setsockopt(0, SOL_SOCKET, SO_REUSEADDR, bytes_, 4); }, -1, "", true},
@@ -87,6 +92,40 @@ TEST_F(UtilityFaults, SocketWrappers_PassFailuresThrough) {
     try_refusal(refusal, false);
     try_refusal(refusal, true);
   }
+}
+
+// Linux before 2.6.27 knows no flags in the type of a socket, before 2.6.28 no accept4.
+TEST_F(UtilityFaults, SystemWithoutTheFlagForANewSocket_GetsItSetAfterwards) {
+  WatchedCalls watched(Fault{Call::kSocket, 0, false, fails_with(EINVAL)});
+  const int opened = ev_socket(AF_INET, SOCK_STREAM, 0);
+  EXPECT_EQ(watched.end().count(Call::kSocket), 2);
+  EXPECT_EQ(fcntl(opened, F_GETFD), FD_CLOEXEC);
+  const LoopbackSocket server(SOCK_STREAM, 1);
+  sockaddr_in to = server.address();
+  ASSERT_EQ(ev_connect(opened, reinterpret_cast<const sockaddr*>(&to), sizeof to), 0);
+  WatchedCalls watched_accept(Fault{Call::kAccept, 0, false, fails_with(ENOSYS)});
+  const int accepted = ev_accept(server.fd(), nullptr, nullptr);
+  EXPECT_EQ(watched_accept.end().count(Call::kAccept), 2);
+  EXPECT_EQ(fcntl(accepted, F_GETFD), FD_CLOEXEC);
+  for (const int descriptor : {opened, accepted}) EXPECT_EQ(close(descriptor), 0);
+}
+
+TEST_F(UtilityFaults, FlagThatNoSystemTakes_GivesTheSystemsError) {
+  WatchedCalls watched(Fault{Call::kSocket, 0, true, fails_with(EINVAL)});
+  EXPECT_EQ(ev_socket(AF_INET, SOCK_STREAM, 0), -1);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(watched.end().faults_met, 2);
+}
+
+TEST_F(UtilityFaults, Files_CloseInProgramsThatTheHostStarts) {
+  WatchedCalls watched;
+  EXPECT_EQ(CalcFileMD5(file_.data(), digest_), 1);
+  EXPECT_EQ(Read_File(file_.c_str(), bytes_, 0, 4), 4);
+  EXPECT_EQ(Write_File(file_.c_str(), bytes_, 0, 4), 4);
+  ev_log(file_.c_str(), "%d", 1);
+  const CallWatch calls = watched.end();
+  EXPECT_EQ(calls.count(Call::kFopen) + calls.count(Call::kOpen), 4);
+  EXPECT_EQ(calls.inheritable, 0);
 }
 
 TEST_F(UtilityFaults, Closes_PassFailuresThrough) {
@@ -110,10 +149,10 @@ TEST_F(UtilityFaults, AlternativeSetUp_PrintsAndLosesNoSocket) {
   const auto set_up_again = [&] { return ReCommunicationSet(&settings_, &conn); };
   const std::vector<Refusal> refusals = {
       {"CommunicationSet", Call::kGethostbyname, 0, &kSocketErrors, set_up, -1, "error resolving local host\r\n"},
-      {"CommunicationSet", Call::kSocket, 0, &kSocketErrors, set_up, -1, "socket error\r\n"},
+      {"CommunicationSet", Call::kSocket, 0, &kNewSocketErrors, set_up, -1, "socket error\r\n"},
       {"CommunicationSet", Call::kConnect, 0, &kSocketErrors, set_up, -1, "connect to 127.0.0.1 failed\r\n"},
       {"ReCommunicationSet", Call::kConnect, 0, &kSocketErrors, set_up_again, -1, "connect to 127.0.0.1 failed\r\n"},
-      {"init_udp_comm", Call::kSocket, 0, &kSocketErrors, [&] { return init_udp_comm(&settings_, &out, &address_); },
+      {"init_udp_comm", Call::kSocket, 0, &kNewSocketErrors, [&] { return init_udp_comm(&settings_, &out, &address_); },
        -1, "socket error\r\n"},
   };
   for (const Refusal& refusal : refusals) {

@@ -124,8 +124,10 @@ class Oracle:
 def known_tables(files):
     tables = {}
     for area, content in files.items():
+        if content is None:
+            continue
         try:
-            table = build_tagtable(b"", content or b"", [0] * 2048)
+            table = build_tagtable(b"", content, [0] * 2048)
         except Rejected:
             continue
         tables[area] = table

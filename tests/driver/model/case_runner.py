@@ -200,10 +200,10 @@ class CaseRunner:
             time.sleep(0)
 
     def put_file(self, area, content):
-        """A tag file; no content stands for a folder of that name, which opens and gives no lines."""
+        """A tag file; no content stands for a folder of that name."""
         name = b"PLC%X_%d.csv" % (MODEL_IP, area)
         path = os.path.join(self.folder.encode(), name)
-        self.model.files[name] = content or b""
+        self.model.files[name] = content
         if content is None:
             os.mkdir(path)
             return

@@ -135,6 +135,8 @@ class Driver:
             self.link.print_text(b"[PLC] open " + name + b" file failed, at line: #\r\n")
             return None
         try:
+            if self.files[name] is None:
+                raise Rejected
             return build_tagtable(name, self.files[name], self.group_ids)
         except Rejected:
             self.link.print_text(REJECTED_LINE + name + b"\0")

@@ -105,6 +105,27 @@ TEST(SocketWrappers, NoSocket_GivesTheSystemsErrorFromEveryCall) {
   expect_bad_descriptor(ev_closesocket(-1));
 }
 
+TEST(SocketWrappers, SocketsOfAnyKind_CloseInProgramsThatTheHostStarts) {
+  const int types[] = {SOCK_STREAM, SOCK_DGRAM, SOCK_STREAM | SOCK_NONBLOCK};
+  for (const int type : types) {
+    const ScopedDescriptor opened(ev_socket(AF_INET, type, 0));
+    EXPECT_EQ(fcntl(opened.get(), F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(fcntl(opened.get(), F_GETFL) & O_NONBLOCK, type & SOCK_NONBLOCK);
+  }
+  const LoopbackSocket server(SOCK_STREAM, 1);
+  const LoopbackSocket client(SOCK_STREAM);
+  sockaddr_in to = server.address();
+  ASSERT_EQ(ev_connect(client.fd(), as_sockaddr(&to), sizeof to), 0);
+  const ScopedDescriptor accepted(ev_accept(server.fd(), nullptr, nullptr));
+  EXPECT_EQ(fcntl(accepted.get(), F_GETFD), FD_CLOEXEC);
+  EXPECT_EQ(fcntl(accepted.get(), F_GETFL) & O_NONBLOCK, 0);
+}
+
+TEST(SocketWrappers, UnknownType_GivesTheSystemsError) {
+  EXPECT_EQ(ev_socket(AF_INET, 15, 0), -1);
+  EXPECT_EQ(errno, EINVAL);
+}
+
 TEST(SocketWrappers, UnknownDomain_GivesTheSystemsError) {
   EXPECT_EQ(ev_socket(-1, SOCK_STREAM, 0), -1);
   EXPECT_EQ(errno, EAFNOSUPPORT);

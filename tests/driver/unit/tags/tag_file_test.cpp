@@ -5,12 +5,21 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstdlib>
 #include <string>
 
 #include "tests/support/captured_output.h"
 #include "tests/support/descriptors.h"
+#include "tests/support/loopback.h"
 #include "tests/support/temp_dir.h"
 #include "tests/support/wrapped_calls.h"
 
@@ -21,6 +30,8 @@ using plc_test::wrapped_calls;
 using testing::Each;
 
 constexpr uint32_t kUntouched = 0xEEEEEEEE;
+constexpr off_t kMostBytes = 256 * 1024 * 1024;
+constexpr const char* kNotRegular = "it is not a regular file";
 
 // A line of twelve columns, which is classified by its id.
 std::string line_of(const std::string& name, uint32_t id) {
@@ -71,6 +82,14 @@ class TagFile : public testing::Test {
                            std::to_string(line) + ": " + reason + "\r\n");
     EXPECT_EQ(entries_, nullptr);
     EXPECT_EQ(groups_, nullptr);
+  }
+
+  // Expects that what lies at path_ is rejected before any line of it is read.
+  void expect_path_rejected(const std::string& reason) {
+    EXPECT_FALSE(build_path());
+    EXPECT_EQ(output_,
+              "build tag table for " + path_ + "\r\n[PLC] tag file " + path_ + " rejected, line 0: " + reason + "\r\n");
+    EXPECT_EQ(entries_, nullptr);
   }
 
   void release() {
@@ -243,11 +262,97 @@ TEST_F(TagFile, LargerThanOneRead_IsReadWhole) {
   EXPECT_STREQ(entries_[kLines - 1].name, "Variable8999");
 }
 
-TEST_F(TagFile, EndlessFile_IsRejectedAt256MiB) {
-  path_ = "/dev/zero";
+// Sparse: nothing but its first line takes room.
+TEST_F(TagFile, FileOf256MiB_IsReadWhole) {
+  path_ = folder_.write("large.csv", line_of("A", 1));
+  ASSERT_EQ(truncate(path_.c_str(), kMostBytes), 0);
+  ASSERT_TRUE(build_path());
+  EXPECT_EQ(counts_, (Counts{1, 0}));
+}
+
+TEST_F(TagFile, FileAbove256MiB_IsRejectedUnread) {
+  path_ = folder_.write("large.csv", line_of("A", 1));
+  ASSERT_EQ(truncate(path_.c_str(), kMostBytes + 1), 0);
+  wrapped_calls().allocations_until_failure = 0;
+  expect_path_rejected("larger than 256 MiB");
+  EXPECT_EQ(wrapped_calls().failed_allocations, 0) << "no memory is taken for it";
+}
+
+TEST_F(TagFile, Device_IsRejected) {
+  for (const char* device : {"/dev/zero", "/dev/null"}) {
+    path_ = device;
+    expect_path_rejected(kNotRegular);
+  }
+}
+
+TEST_F(TagFile, Folder_IsRejected) {
+  path_ = folder_.path();
+  expect_path_rejected(kNotRegular);
+}
+
+// Nobody writes into it: an open that waits would never return.
+TEST_F(TagFile, Pipe_IsRejectedAtOnce) {
+  const std::string pipe = folder_.file("pipe.csv");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  path_ = pipe;
+  expect_path_rejected(kNotRegular);
+  path_ = folder_.file("link.csv");
+  ASSERT_EQ(symlink(pipe.c_str(), path_.c_str()), 0);
+  expect_path_rejected(kNotRegular);
+}
+
+TEST_F(TagFile, PipeWithLinesInIt_IsRejectedAndKeepsThem) {
+  path_ = folder_.file("pipe.csv");
+  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+  const plc_test::ScopedDescriptor both_ends(open(path_.c_str(), O_RDWR | O_CLOEXEC));
+  const std::string line = line_of("A", 1);
+  ASSERT_EQ(write(both_ends.get(), line.data(), line.size()), static_cast<ssize_t>(line.size()));
+  expect_path_rejected(kNotRegular);
+  std::string left(line.size(), 0);
+  EXPECT_EQ(read(both_ends.get(), left.data(), left.size()), static_cast<ssize_t>(line.size()));
+  EXPECT_EQ(left, line);
+}
+
+TEST_F(TagFile, SocketFile_CannotBeOpened) {
+  const plc_test::ScopedDescriptor socket_fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  path_ = folder_.file("socket.csv");
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  ASSERT_LT(path_.size(), sizeof address.sun_path);
+  path_.copy(address.sun_path, path_.size());
+  ASSERT_EQ(bind(socket_fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   EXPECT_FALSE(build_path());
-  EXPECT_EQ(output_,
-            "build tag table for /dev/zero\r\n[PLC] tag file /dev/zero rejected, line 0: larger than 256 MiB\r\n");
+  EXPECT_THAT(output_, testing::HasSubstr("[PLC] open " + path_ + " file failed, at line: "));
+}
+
+TEST_F(TagFile, LinkToAFile_IsTheFile) {
+  const std::string target = folder_.write("target.csv", line_of("Linked", 1));
+  path_ = folder_.file("link.csv");
+  ASSERT_EQ(symlink(target.c_str(), path_.c_str()), 0);
+  ASSERT_TRUE(build_path());
+  EXPECT_STREQ(entries_[0].name, "Linked");
+}
+
+// A date that a 32-bit time does not hold.
+TEST_F(TagFile, FileOfTheYear2040_IsRead) {
+  path_ = folder_.write("tags.csv", line_of("A", 1));
+  ASSERT_EQ(std::system(("touch -d 2040-01-01 '" + path_ + "'").c_str()), 0);
+  EXPECT_TRUE(build_path());
+}
+
+// A process without a terminal that opens one gets it as its own, and with it the signals of its keys.
+TEST_F(TagFile, Terminal_DoesNotBecomeTheHosts) {
+  const plc_test::ScopedDescriptor master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+  ASSERT_EQ(grantpt(master.get()), 0);
+  ASSERT_EQ(unlockpt(master.get()), 0);
+  path_ = ptsname(master.get());
+  EXPECT_EXIT(
+      {
+        setsid();
+        build_path();
+        std::_Exit(open("/dev/tty", O_RDWR | O_CLOEXEC) < 0 && errno == ENXIO ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
 }
 
 TEST_F(TagFile, MissingFile_PrintsAndGivesNull) {
@@ -263,12 +368,6 @@ TEST_F(TagFile, PercentSignsInThePath_ArePlainText) {
   EXPECT_FALSE(build_path());
   EXPECT_THAT(output_,
               testing::StartsWith("build tag table for " + path_ + "\r\n[PLC] open " + path_ + " file failed"));
-}
-
-TEST_F(TagFile, Folder_IsReadAsAnEmptyFile) {
-  path_ = folder_.path();
-  ASSERT_TRUE(build_path());
-  EXPECT_EQ(counts_, (Counts{0, 0}));
 }
 
 TEST_F(TagFile, HundredIdsCountedInARun_AreAccepted) {
