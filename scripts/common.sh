@@ -18,8 +18,11 @@ if [ -z "${CMAKE_CXX_COMPILER_LAUNCHER:-}" ] && command -v ccache >/dev/null; th
   export CCACHE_SLOPPINESS=pch_defines,time_macros
 fi
 
-# show_usage: the head of the running script.
-show_usage() { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"; }
+# show_usage: the head of the running script, and its jobs if it has some.
+show_usage() {
+  sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0"
+  [ -z "${all_jobs+set}" ] || printf '\njobs: %s\n' "$(known_jobs)"
+}
 
 # refuse WHAT...: ends the script, which cannot be called like that.
 refuse() {
@@ -118,9 +121,6 @@ build_failed() {
 # those of one job run while the next is built. What they say comes at the end.
 run_jobs() {
   local job
-  for job in "$@"; do
-    is_job "$job" || fail "unknown job '$job'; known: $(known_jobs)"
-  done
   mkdir -p "$results_dir"
   : >"$results_dir/counts"
   local -a tested=()
@@ -165,9 +165,16 @@ wait_for_tests() {
   done
 }
 
-is_job() { declare -F "job_${1//-/_}" >/dev/null || declare -F "test_${1//-/_}" >/dev/null; }
+# known_jobs: those of a run without arguments, and those that only run by name.
+known_jobs() { printf '%s\n' "${all_jobs[*]}${named_jobs[*]:+ ${named_jobs[*]}}"; }
 
-known_jobs() { declare -F | sed -n 's/^declare -f \(job\|test\)_//p' | grep -vx in_background | tr '_\n' '- '; }
+# refuse_unknown_jobs WORD...: before anything is set up.
+refuse_unknown_jobs() {
+  local job
+  for job in "$@"; do
+    [[ $job != *" "* && " $(known_jobs) " == *" $job "* ]] || refuse "unknown job '$job'"
+  done
+}
 
 # report_totals: a line per job, then "N passed, N failed" alone on the last line; false when anything failed.
 report_totals() {
