@@ -16,6 +16,7 @@ from link_model import FINISH, REPLY, RESET
 _LINGER_RESET = struct.pack("ii", 1, 0)
 _ADDRESS_BYTES = 16
 _DRIP_SECONDS = 0.2
+_LENGTH_EXCLUDES = 10  # bytes of a request that its length does not count
 _libc = ctypes.CDLL(None, use_errno=True)
 
 
@@ -86,6 +87,13 @@ class ScriptedPeer:
             self.drop(conn)
             self.lost = conn
             return
+        for request in requests_in(data):
+            if conn.fileno() >= 0:
+                self.serve_request(conn, request)
+            else:
+                self.log.append(request)
+
+    def serve_request(self, conn, request):
         index = len(self.log)
         step = self.script[index] if index < len(self.script) else None
         try:
@@ -103,7 +111,7 @@ class ScriptedPeer:
         except OSError:
             pass  # the driver has closed meanwhile
         # Whoever finds a request in the log finds done what the script says about it.
-        self.log.append(data)
+        self.log.append(request)
 
     def answer(self, conn, step):
         """Sends the pieces, each after the driver has taken the one before, and ends the connection if asked to."""
@@ -132,6 +140,15 @@ class ScriptedPeer:
             conn.sendall(bytes((byte,)))
             if select.select([conn], [], [], _DRIP_SECONDS)[0]:
                 return
+
+
+def requests_in(data):
+    """The requests in what one receive took: the driver goes on at once where stale bytes stood for the reply."""
+    while len(data) > _LENGTH_EXCLUDES and int.from_bytes(data[:4], "big") + _LENGTH_EXCLUDES < len(data):
+        end = int.from_bytes(data[:4], "big") + _LENGTH_EXCLUDES
+        yield data[:end]
+        data = data[end:]
+    yield data
 
 
 def name_of(descriptor):
