@@ -147,6 +147,12 @@ bool is_hidden(char32_t value) {
 
 std::string shown_line(std::string_view text) { return shown(text, false); }
 
+std::string shown_first(std::string_view text) {
+  std::string first = shown_line(text);
+  const bool speaks = first.find(": ") != std::string::npos || (!first.empty() && first.back() == ':');
+  return speaks ? '"' + first + '"' : first;
+}
+
 std::string shown_lines(std::string_view text) { return shown(text, true); }
 
 std::string shown_json(std::string_view json) {
@@ -155,7 +161,7 @@ std::string shown_json(std::string_view json) {
 
 std::string shown_csv_cell(std::string_view text) {
   const std::string cell = without_formulas(shown_line(text));
-  if (cell.find_first_of(",;\"") == std::string::npos) return cell;
+  if (cell.find_first_of(",\"") == std::string::npos) return cell;
   std::string quoted = "\"";
   for (const char byte : cell) quoted += byte == '"' ? "\"\"" : std::string(1, byte);
   return quoted + "\"";

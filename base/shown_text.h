@@ -15,6 +15,9 @@ bool is_hidden(char32_t value);
 // of no UTF-8 \xff; all else, a backslash too, stays as it is. Shown text comes back unchanged.
 std::string shown_line(std::string_view text);
 
+// The same for what a line begins with: in quotes where it could be taken for somebody who speaks, "plc-host: ...".
+std::string shown_first(std::string_view text);
+
 // For several lines of the program's own: the same for each of them; line feeds stay.
 std::string shown_lines(std::string_view text);
 

@@ -29,7 +29,7 @@ using Problem = std::string;
 
 Problem last_error() { return std::strerror(errno); }
 
-bool is_one_of(const struct stat& status, const std::vector<std::string>& inputs) {
+bool is_status_of(const struct stat& status, const std::vector<std::string>& inputs) {
   return std::any_of(inputs.begin(), inputs.end(), [&status](const std::string& input) {
     struct stat read {};
     return stat(input.c_str(), &read) == 0 && read.st_dev == status.st_dev && read.st_ino == status.st_ino;
@@ -42,7 +42,7 @@ Problem look_at_old(const std::string& path, const std::vector<std::string>& inp
   if (lstat(path.c_str(), &status) != 0) return errno == ENOENT ? Problem() : last_error();
   if (S_ISLNK(status.st_mode)) return kIsLink;
   if (!S_ISREG(status.st_mode)) return kIsNotRegular;
-  if (is_one_of(status, inputs)) return kIsInput;
+  if (is_status_of(status, inputs)) return kIsInput;
   // Renaming would ask for the folder's permissions alone.
   if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) return last_error();
   old = status;
@@ -120,7 +120,7 @@ Problem why_not_opened(int error) {
 Problem make_empty(int descriptor, const std::vector<std::string>& inputs) {
   struct stat status {};
   if (fstat(descriptor, &status) != 0) return last_error();
-  if (is_one_of(status, inputs)) return kIsInput;
+  if (is_status_of(status, inputs)) return kIsInput;
   if (S_ISREG(status.st_mode)) {
     if (status.st_nlink > 1) return kHasOtherNames;
     if (ftruncate(descriptor, 0) != 0) return last_error();
@@ -131,6 +131,11 @@ Problem make_empty(int descriptor, const std::vector<std::string>& inputs) {
 }
 
 }  // namespace
+
+bool is_one_of(const std::string& path, const std::vector<std::string>& files) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && is_status_of(status, files);
+}
 
 std::string write_whole_file(const std::string& path, std::string_view bytes, const std::vector<std::string>& inputs) {
   std::optional<struct stat> old;

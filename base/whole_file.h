@@ -9,6 +9,9 @@
 
 namespace plc_base {
 
+// Whether the path leads to one of these files, by whatever name.
+bool is_one_of(const std::string& path, const std::vector<std::string>& files);
+
 // Writes a regular file that is whole or, after a failure, what it was before. It has the permissions of the file that
 // it replaces. Refused where a link, no regular file, or one of inputs, paths of what was read, is at the path. Returns
 // why it was not done, empty when it was.

@@ -3,6 +3,7 @@
 #include <cctype>
 #include <cstring>
 
+#include "base/shown_text.h"
 #include "base/text.h"
 #include "base/utf8.h"
 #include "checker.h"
@@ -38,6 +39,26 @@ void check_encoding(const SourceLine& line, Findings* findings) {
           .column += static_cast<uint32_t>(at);
     }
     at += character->bytes;
+  }
+}
+
+void check_unseen(const SourceLine& line, uint32_t number, const char* what, Findings* findings) {
+  constexpr char32_t kByteOrderMark = 0xFEFF;
+  const Column& column = line.column(number);
+  const std::string_view text = line.trimmed(number);
+  for (size_t at = 0; at < text.size();) {
+    const auto character = plc_base::first_code_point(text.substr(at));
+    const auto place = static_cast<size_t>(text.data() - column.text.data()) + at;
+    const bool begins_file = column.offset + place == 0 && character && character->value == kByteOrderMark;
+    if (character && plc_base::is_hidden(character->value) && !begins_file) {
+      add_finding("T028", line, column,
+                  std::string(what) + " holds U+" + plc_base::hexadecimal(character->value, 4).substr(2) +
+                      ", which is not seen",
+                  findings)
+          .column += static_cast<uint32_t>(place);
+      return;
+    }
+    at += character ? character->bytes : 1;
   }
 }
 
@@ -111,6 +132,8 @@ void check_name(const SourceLine& line, Findings* findings) {
     add_finding("T022", line, name, "the brackets of the name do not pair up", findings);
   }
   check_encoding(line, findings);
+  check_unseen(line, 1, "the name", findings);
+  check_unseen(line, 12, "the program's name", findings);
   if (name.text.find('"') != std::string_view::npos) {
     add_finding("T025", line, name, "quotes are part of the name: fields cannot be quoted", findings);
   }

@@ -2,8 +2,10 @@
 #include "report.h"
 
 #include <nlohmann/json.hpp>
+#include <string_view>
 
 #include "base/json_text.h"
+#include "base/shown_text.h"
 #include "base/text.h"
 #include "rule_list.h"
 
@@ -13,7 +15,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 std::string place(const FileReport& report, const Finding& finding) {
-  return report.file + ":" + std::to_string(finding.line) + ":" + std::to_string(finding.column);
+  return plc_base::shown_first(report.file) + ":" + std::to_string(finding.line) + ":" + std::to_string(finding.column);
 }
 
 std::string understanding_text(const Understanding& understanding) {
@@ -42,15 +44,37 @@ Json sarif_rules() {
   return rules;
 }
 
+// A file's name as the path of an address. It has no host in it: slashes at its beginning become one.
+std::string uri_of(std::string_view path) {
+  constexpr std::string_view kPlain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/";
+  while (path.substr(0, 2) == "//") path.remove_prefix(1);
+  std::string uri;
+  for (const char byte : path) {
+    const auto value = static_cast<unsigned char>(byte);
+    uri += kPlain.find(byte) != std::string_view::npos ? std::string(1, byte)
+                                                       : "%" + plc_base::hexadecimal(value, 2).substr(2);
+  }
+  return uri;
+}
+
+// Whoever shows the document takes "[word](address)" for a link, and shows all else as it stands.
+std::string sarif_text(std::string_view message) {
+  const std::string shown = plc_base::shown_line(message);
+  if (shown.find("](") == std::string::npos) return shown;
+  std::string text;
+  for (const char sign : shown) text += sign == '[' || sign == ']' ? std::string{'\\', sign} : std::string(1, sign);
+  return text;
+}
+
 Json sarif_result(const FileReport& report, const Finding& finding) {
   Json location;
-  location["artifactLocation"]["uri"] = report.file;
+  location["artifactLocation"]["uri"] = uri_of(report.file);
   location["region"]["startLine"] = finding.line;
   location["region"]["startColumn"] = finding.column;
   Json result;
   result["ruleId"] = finding.rule;
   result["level"] = sarif_level(rule_of(finding.rule).severity);
-  result["message"]["text"] = finding.message;
+  result["message"]["text"] = sarif_text(finding.message);
   result["locations"] = Json::array({Json{{"physicalLocation", location}}});
   return result;
 }
@@ -61,11 +85,11 @@ std::string text_report(const FileReport& report) {
   std::string text;
   for (const Finding& finding : report.findings) {
     const Rule& rule = rule_of(finding.rule);
-    text += place(report, finding) + ": " + severity_name(rule.severity) + ": " + finding.message + " [" + rule.code +
-            "]\n";
+    text += place(report, finding) + ": " + severity_name(rule.severity) + ": " +
+            plc_base::shown_line(finding.message) + " [" + rule.code + "]\n";
     text += "    " + std::string(rule.suggestion) + "\n";
   }
-  return text + report.file + ": " + understanding_text(report.understanding) + "\n";
+  return text + plc_base::shown_first(report.file) + ": " + understanding_text(report.understanding) + "\n";
 }
 
 std::string json_report(const FileReport& report) {

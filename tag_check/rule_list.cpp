@@ -98,6 +98,12 @@ void add_name_rules(std::vector<Rule>* rules) {
   rules->push_back({"T027", Severity::kError, "name too long",
                     "With a '#' for each subscript the name must not be longer than 255 bytes; it is cut.",
                     "Shorten the name.", "Speed,INT,,,,,,0,1,0,0,\n", bracket_name()});
+  rules->push_back({"T028", Severity::kError, "character that is not seen in a name",
+                    "Controls, signs of direction and characters without width are sent as part of the name; a reader "
+                    "takes it for another one, and a terminal may obey it.",
+                    "Write the name again without the character.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    "Spe\xE2\x80\xAE"
+                    "ed,INT,,,,,,0,1,0,0,\n"});
 }
 
 void add_range_rules(std::vector<Rule>* rules) {

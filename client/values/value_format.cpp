@@ -4,6 +4,7 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "base/shown_text.h"
 #include "base/utf8.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
@@ -79,6 +80,22 @@ nlohmann::ordered_json nested_json(const TagEntry& entry, const TagValue& value,
   return list;
 }
 
+// A byte as it can be written in a value.
+void append_escape(unsigned char byte, std::string& quoted) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  if (byte == '\n') {
+    quoted += "\\n";
+  } else if (byte == '\r') {
+    quoted += "\\r";
+  } else if (byte == '\t') {
+    quoted += "\\t";
+  } else {
+    quoted += "\\x";
+    quoted += kDigits[byte >> 4];
+    quoted += kDigits[byte & 0xF];
+  }
+}
+
 }  // namespace
 
 std::string format_element(const TagEntry& entry, uint64_t bits) {
@@ -151,24 +168,13 @@ nlohmann::ordered_json value_json(const TagEntry& entry, const TagValue& value, 
 }
 
 std::string quote_text(std::string_view text) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string quoted = "\"";
   for (size_t at = 0; at < text.size();) {
     const auto first = plc_base::first_code_point(text.substr(at));
     const auto byte = static_cast<unsigned char>(text[at]);
-    if (!first || byte < 0x20 || byte == 0x7F) {
-      if (byte == '\n') {
-        quoted += "\\n";
-      } else if (byte == '\r') {
-        quoted += "\\r";
-      } else if (byte == '\t') {
-        quoted += "\\t";
-      } else {
-        quoted += "\\x";
-        quoted += kDigits[byte >> 4];
-        quoted += kDigits[byte & 0xF];
-      }
-      ++at;
+    if (!first || plc_base::is_hidden(first->value)) {
+      const size_t end = at + (first ? first->bytes : 1);
+      for (; at < end; ++at) append_escape(static_cast<unsigned char>(text[at]), quoted);
       continue;
     }
     if (byte == '"' || byte == '\\') quoted += '\\';

@@ -39,7 +39,8 @@ double element_number(const TagEntry& entry, uint64_t bits);
 std::string format_value(const TagEntry& entry, const TagValue& value, const std::vector<size_t>& extents);
 nlohmann::ordered_json value_json(const TagEntry& entry, const TagValue& value, const std::vector<size_t>& extents);
 
-// Text between double quotes; control characters, quotes, backslashes and bytes that are not UTF-8 as escapes.
+// Text between double quotes, as it can be written in a value: quotes, backslashes, what a terminal would obey or hide
+// and bytes that are not UTF-8 as escapes.
 std::string quote_text(std::string_view text);
 
 // One element from decimal (120, -5), hexadecimal (0xFF, the bit pattern of the type's width), binary (0b101), real

@@ -94,6 +94,13 @@ TEST(ShownLine, ShownText_ComesBackUnchanged) {
 
 TEST(ShownLine, ZeroByte_IsNoEnd) { EXPECT_EQ(shown_line(std::string_view("a\0b", 3)), "a\\x00b"); }
 
+TEST(ShownFirst, WhatLooksLikeASpeaker_StandsInQuotes) {
+  EXPECT_EQ(shown_first("violation: x\n"), "\"violation: x\\n\"");
+  EXPECT_EQ(shown_first("plc-sim:"), "\"plc-sim:\"");
+  for (const char* text : {"", "Motor.Speed", "MAIN/Count", "C:1", "a:b c", "a \"b\""})
+    EXPECT_EQ(shown_first(text), text);
+}
+
 TEST(ShownLines, LineFeedsAlone_Stay) { EXPECT_EQ(shown_lines("a\nb\r\n\xE2\x80\xA8\n"), "a\nb\\r\n\\u{2028}\n"); }
 
 TEST(ShownJson, EveryCodePoint_IsTheSameText) {
@@ -121,7 +128,7 @@ TEST(ShownCsvCell, PlainText_IsUnchanged) {
 
 TEST(ShownCsvCell, SeparatorsAndQuotes_AreQuoted) {
   EXPECT_EQ(shown_csv_cell("a,b"), "\"a,b\"");
-  EXPECT_EQ(shown_csv_cell("a;b"), "\"a;b\"");
+  EXPECT_EQ(shown_csv_cell("a;b"), "a;b");
   EXPECT_EQ(shown_csv_cell("say \"a\""), "\"say \"\"a\"\"\"");
 }
 
@@ -146,7 +153,7 @@ TEST(ShownCsvCell, Formula_StandsBehindAnApostrophe) {
 }
 
 TEST(ShownCsvCell, FormulaBehindASemicolon_StandsBehindAnApostrophe) {
-  EXPECT_EQ(shown_csv_cell("a;=1"), "\"a;'=1\"");
+  EXPECT_EQ(shown_csv_cell("a;=1"), "a;'=1");
   EXPECT_EQ(shown_csv_cell("a; \"@b\";c;-d"), "\"a;' \"\"@b\"\";c;'-d\"");
   EXPECT_EQ(shown_csv_cell("a,=1"), "\"a,=1\"");
 }

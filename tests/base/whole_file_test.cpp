@@ -109,6 +109,15 @@ TEST(WholeFile, FileThatIsRead_IsRefusedByAnyName) {
   EXPECT_EQ(folder.read("input"), "read");
 }
 
+TEST(WholeFile, FileOfOthers_IsKnownByAnyName) {
+  const plc_test::TempDir folder;
+  const std::string file = folder.write("file", "a");
+  fs::create_symlink(file, folder.file("link"));
+  EXPECT_TRUE(is_one_of(folder.file("link"), {"/nonexistent", file}));
+  EXPECT_FALSE(is_one_of(folder.write("other", "a"), {file}));
+  EXPECT_FALSE(is_one_of(folder.file("missing"), {folder.file("missing")}));
+}
+
 TEST(WholeFile, OtherHardLink_KeepsWhatItHad) {
   const plc_test::TempDir folder;
   fs::create_hard_link(folder.write("victim", "mine"), folder.file("hard"));

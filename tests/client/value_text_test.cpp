@@ -119,6 +119,7 @@ TEST(ValueText, TextThatDoesNotFit_IsRefused) {
 
 TEST(ValueText, QuotedText_EscapesWhatATerminalWouldObey) {
   EXPECT_EQ(quote_text("a\"b\\\x1B[m\n"), "\"a\\\"b\\\\\\x1B[m\\n\"");
+  EXPECT_EQ(quote_text("\xC2\x9B\xE2\x80\xAE"), "\"\\xC2\\x9B\\xE2\\x80\\xAE\"");
   EXPECT_EQ(quote_text("\xE4\xB8\xAD\xFF"), "\"\xE4\xB8\xAD\\xFF\"");
 }
 

@@ -55,6 +55,42 @@ TEST(Checker, NameThatIsNoStrictUtf8_IsSaidWithItsColumn) {
   }
 }
 
+TEST(Checker, CharacterThatIsNotSeen_IsSaidWithItsColumn) {
+  // Escape, a control of two bytes, a line separator, a sign of direction, no width.
+  const std::pair<const char*, const char*> unseen[] = {{"\x1B", "U+001B"},
+                                                        {"\xC2\x9B", "U+009B"},
+                                                        {"\xE2\x80\xA8", "U+2028"},
+                                                        {"\xE2\x80\xAE", "U+202E"},
+                                                        {"\xEF\xBB\xBF", "U+FEFF"}};
+  for (const auto& [bytes, name] : unseen) {
+    const auto in_name = check("Sp" + std::string(bytes) + "eed,INT,,,,,,0,1,0,0,\n");
+    ASSERT_EQ(in_name.size(), 1U) << name;
+    EXPECT_STREQ(in_name[0].rule, "T028");
+    EXPECT_EQ(in_name[0].column, 3U);
+    EXPECT_EQ(in_name[0].message, "the name holds " + std::string(name) + ", which is not seen");
+    const auto in_scope = check("Speed,INT,,,,,,0,0,0,1,M" + std::string(bytes) + "\n");
+    ASSERT_EQ(in_scope.size(), 1U) << name;
+    EXPECT_STREQ(in_scope[0].rule, "T028");
+    EXPECT_EQ(in_scope[0].column, 25U);
+    EXPECT_EQ(in_scope[0].message, "the program's name holds " + std::string(name) + ", which is not seen");
+  }
+}
+
+TEST(Checker, LettersOfAnyScript_AreSeen) {
+  // Accented, Greek, Arabic, Thai with its signs, Japanese.
+  for (const char* name : {"\xC3\xA9t\xC3\xA9", "\xCE\xB1", "\xD9\x85\xD8\xAD\xD8\xB1\xD9\x83",
+                           "\xE0\xB8\x81\xE0\xB8\xB4", "\xE6\xB8\xA9\xE5\xBA\xA6\xE3\x82\xAB"}) {
+    EXPECT_TRUE(check(std::string(name) + ",INT,,,,,,0,1,0,0,\n").empty()) << name;
+  }
+}
+
+// It has a rule of its own, which corrects it.
+TEST(Checker, ByteOrderMarkOfTheFile_IsSaidOnce) {
+  const auto findings = check("\xEF\xBB\xBFSpeed,INT,,,,,,0,1,0,0,\n");
+  ASSERT_EQ(findings.size(), 1U);
+  EXPECT_STREQ(findings[0].rule, "T004");
+}
+
 TEST(Checker, LineThatTheDriverDrops_IsCounted) {
   const auto findings = check(std::string(300, 'x') + ",INT,,,,,,0,1,0,0,\nSpeed,INT,,,,,,7,1,0,0,\n");
   EXPECT_EQ(findings.front().line, 1U);
@@ -102,6 +138,41 @@ TEST(Report, Json_HasAnObjectALine) {
   EXPECT_EQ(first["line"], 1);
   const auto second = nlohmann::json::parse(text.substr(text.find('\n') + 1));
   EXPECT_EQ(second["driver"]["plain_records"], 1);
+}
+
+TEST(Report, TextOfFileAndName_IsShownInItsLine) {
+  FileReport report = {"a\n\x1B.csv", {true, "", 1, 0, 0}, check("Lamp,\x1B]0;x\xC2\x9B,,,,,,0,1,0,0,\n")};
+  EXPECT_EQ(text_report(report),
+            "a\\n\\x1b.csv:1:6: error: '\\x1b]0;x\\u{9b}' is no type [T041]\n    Use one of them.\n"
+            "a\\n\\x1b.csv: the driver reads 1 plain record\n");
+}
+
+TEST(Report, FileThatIsCalledLikeASpeaker_StandsInQuotes) {
+  EXPECT_EQ(text_report({"plc-host: a.csv", {true, "", 1, 0, 0}, {}}),
+            "\"plc-host: a.csv\": the driver reads 1 plain record\n");
+}
+
+nlohmann::json sarif_result_of(const std::string& file, const std::string& text) {
+  return nlohmann::json::parse(sarif_report({{file, {}, check(text)}}))["runs"][0]["results"][0];
+}
+
+TEST(Report, SarifAddress_IsEncoded) {
+  const std::pair<const char*, const char*> addresses[] = {{"folder/PLC7F000001_0.csv", "folder/PLC7F000001_0.csv"},
+                                                           {"/tmp/a b#c?d%.csv", "/tmp/a%20b%23c%3Fd%25.csv"},
+                                                           {"//evil.example/a.csv", "/evil.example/a.csv"},
+                                                           {"javascript:alert(1)", "javascript%3Aalert%281%29"},
+                                                           {"\xC3\xA9\x1B\xFF\n.csv", "%C3%A9%1B%FF%0A.csv"}};
+  for (const auto& [file, address] : addresses) {
+    const nlohmann::json result = sarif_result_of(file, "Lamp,BIT,,,,,,0,1,0,0,\n");
+    EXPECT_EQ(result["locations"][0]["physicalLocation"]["artifactLocation"]["uri"], address);
+  }
+}
+
+TEST(Report, SarifMessage_HasNoLinkAndNothingUnseen) {
+  EXPECT_EQ(sarif_result_of("a.csv", "Lamp,[a](//b),,,,,,0,1,0,0,\n")["message"]["text"], "'\\[a\\](//b)' is no type");
+  EXPECT_EQ(sarif_result_of("a.csv", "Lamp,\xE2\x80\xAE\x1B,,,,,,0,1,0,0,\n")["message"]["text"],
+            "'\\u{202e}\\x1b' is no type");
+  EXPECT_EQ(sarif_result_of("a.csv", "Lamp,[a],,,,,,0,1,0,0,\n")["message"]["text"], "'[a]' is no type");
 }
 
 TEST(Report, Sarif_NamesEveryRule) {

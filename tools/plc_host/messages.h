@@ -5,6 +5,9 @@
 
 namespace plc_host {
 
+// A line that says already who speaks.
+void show_plain_line(const std::string& line);
+
 // "plc-host: text"
 void show_message(const std::string& text);
 

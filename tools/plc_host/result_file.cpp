@@ -3,10 +3,12 @@
 
 #include <poll.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <string_view>
 
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
@@ -14,7 +16,14 @@
 
 namespace plc_host {
 
-ResultFile::ResultFile(int descriptor) : descriptor_(descriptor) {
+namespace {
+
+// A line that fits is written at once: whatever ends the program, it is there or not.
+constexpr size_t kLongestLine = size_t{1} << 20U;
+
+}  // namespace
+
+ResultFile::ResultFile(int descriptor) : descriptor_(descriptor), buffer_(kLongestLine) {
   cookie_io_functions_t functions{};
   functions.write = write_some;
   stream_ = descriptor_ >= 0 ? fopencookie(this, "w", functions) : nullptr;
@@ -22,7 +31,7 @@ ResultFile::ResultFile(int descriptor) : descriptor_(descriptor) {
     throw HostError(kExitOutput, std::string("standard output cannot be written: ") + std::strerror(errno));
   }
   signal(SIGXFSZ, SIG_IGN);
-  if (isatty(descriptor_) == 1) std::setvbuf(stream_, nullptr, _IOLBF, BUFSIZ);
+  std::setvbuf(stream_, buffer_.data(), isatty(descriptor_) == 1 ? _IOLBF : _IOFBF, buffer_.size());
 }
 
 ResultFile::~ResultFile() {
@@ -43,7 +52,7 @@ int ResultFile::finish(int code) {
   if (error_ == 0 || error_ == EPIPE) return code;
   std::string text = std::string("standard output cannot be written: ") + std::strerror(error_) + "; " +
                      std::to_string(written_) + " bytes were written";
-  if (!ends_a_line_) text += ", the last line is cut off";
+  if (behind_line_end_ > 0) text += ", the last line is cut off";
   show_message(text);
   return kExitOutput;
 }
@@ -57,8 +66,8 @@ bool ResultFile::write_all(const char* data, size_t size) {
   while (error_ == 0 && done < size) {
     const ssize_t written = write(descriptor_, data + done, size - done);
     if (written > 0) {
+      note_written(data + done, static_cast<size_t>(written));
       done += static_cast<size_t>(written);
-      ends_a_line_ = data[done - 1] == '\n';
     } else if (written < 0 && errno == EAGAIN && !stop_requested()) {
       struct pollfd room {
         descriptor_, POLLOUT, 0
@@ -68,8 +77,26 @@ bool ResultFile::write_all(const char* data, size_t size) {
       error_ = written == 0 ? EIO : errno;
     }
   }
-  written_ += done;
+  if (error_ != 0 && behind_line_end_ > 0) take_back_cut_line();
   return error_ == 0;
+}
+
+void ResultFile::note_written(const char* data, size_t size) {
+  written_ += size;
+  const size_t line_end = std::string_view(data, size).rfind('\n');
+  behind_line_end_ = line_end == std::string_view::npos ? behind_line_end_ + size : size - line_end - 1;
+}
+
+// Where the last that was written is the end of a file.
+void ResultFile::take_back_cut_line() {
+  struct stat status {};
+  const off_t end = lseek(descriptor_, 0, SEEK_CUR);
+  if (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode) || end != status.st_size) return;
+  const off_t whole = end - static_cast<off_t>(behind_line_end_);
+  if (whole < 0 || ftruncate(descriptor_, whole) != 0) return;
+  lseek(descriptor_, whole, SEEK_SET);
+  written_ -= behind_line_end_;
+  behind_line_end_ = 0;
 }
 
 }  // namespace plc_host

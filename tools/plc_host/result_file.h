@@ -1,9 +1,10 @@
-// The file that results go to, which notices when they do not get there.
+// The file that results go to, which notices when they do not get there, and ends at a whole line then.
 #pragma once
 
 #include <cstddef>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace plc_host {
 
@@ -29,12 +30,15 @@ class ResultFile {
  private:
   static ssize_t write_some(void* file, const char* data, size_t size);
   bool write_all(const char* data, size_t size);
+  void note_written(const char* data, size_t size);
+  void take_back_cut_line();
 
   int descriptor_;
   FILE* stream_ = nullptr;
   int error_ = 0;  // errno of the write that failed first
   size_t written_ = 0;
-  bool ends_a_line_ = true;
+  size_t behind_line_end_ = 0;  // bytes of a line whose end is not written yet
+  std::vector<char> buffer_;
 };
 
 }  // namespace plc_host

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "base/json_text.h"
+#include "base/shown_text.h"
 #include "client/driver/failure.h"
 #include "client/values/time_text.h"
 #include "client/values/utf8_text.h"
@@ -62,7 +63,7 @@ nlohmann::ordered_json known_or_null(const std::optional<bool>& known) {
 
 ResultWriter::ResultWriter(FILE* file, bool json, const std::vector<TagResult>& named) : file_(file), json_(json) {
   for (const TagResult& entry : named) {
-    name_columns_ = std::max(name_columns_, display_width(entry.name));
+    name_columns_ = std::max(name_columns_, display_width(plc_base::shown_first(entry.name)));
     type_columns_ = std::max(type_columns_, type_text(entry).size());
   }
 }
@@ -85,10 +86,10 @@ bool ResultWriter::add_written(const TagResult& result, const Confirmation& conf
 }
 
 bool ResultWriter::add_line(const TagResult& result, const std::string& state) {
-  const std::string line = pad_columns(result.name, name_columns_) + kGap +
+  const std::string line = pad_columns(plc_base::shown_first(result.name), name_columns_) + kGap +
                            pad_columns(type_text(result), type_columns_) + kGap + pad_columns(state, kStateColumns) +
                            kGap + pad_columns(local_time_text(result.reading.time()), kTimeColumns) + kGap +
-                           value_line_text(result) + "\n";
+                           plc_base::shown_line(value_line_text(result)) + "\n";
   std::fputs(line.c_str(), file_);
   // Before the message, when both go to one terminal.
   const bool is_written = std::fflush(file_) == 0;
@@ -131,11 +132,14 @@ void write_json_line(FILE* file, const nlohmann::ordered_json& object) {
   std::fputs(line.c_str(), file);
 }
 
-void write_table(FILE* file, const std::vector<std::vector<std::string>>& rows) {
+void write_table(FILE* file, std::vector<std::vector<std::string>> rows) {
   std::vector<size_t> widths;
-  for (const std::vector<std::string>& row : rows) {
+  for (std::vector<std::string>& row : rows) {
     widths.resize(std::max(widths.size(), row.size()));
-    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], display_width(row[i]));
+    for (size_t i = 0; i < row.size(); ++i) {
+      row[i] = plc_base::shown_line(row[i]);
+      widths[i] = std::max(widths[i], display_width(row[i]));
+    }
   }
   for (const std::vector<std::string>& row : rows) {
     std::string line;

@@ -45,10 +45,10 @@ class ResultWriter {
 // "reason", "try" and "code" (of the driver) say why.
 nlohmann::ordered_json result_json(const TagResult& result);
 
-// One line of JSON; bytes that are no UTF-8 are replaced.
+// One line of JSON, as json_text.h says.
 void write_json_line(FILE* file, const nlohmann::ordered_json& object);
 
 // Columns lined up under their heading, two spaces apart.
-void write_table(FILE* file, const std::vector<std::vector<std::string>>& rows);
+void write_table(FILE* file, std::vector<std::vector<std::string>> rows);
 
 }  // namespace plc_host

@@ -1,4 +1,8 @@
 // Tests of plc-host whose output cannot be written: every command ends with a message and a code of its own.
+#include <sys/stat.h>
+
+#include <utility>
+
 #include "tests/tools/plc_host/program_fixture.h"
 
 namespace {
@@ -63,17 +67,17 @@ TEST_F(OutputTest, ClosedOutput_IsNoSuccess) {
   }
 }
 
-TEST_F(OutputTest, DiskThatFillsUp_EndsWatchAndSaysThatARowIsCut) {
+TEST_F(OutputTest, DiskThatFillsUp_EndsWatchAtAWholeRow) {
   const std::string command = "ulimit -f 1; exec " PLC_HOST_PROGRAM " watch --driver " PLC_HOST_GUARDED
                               " --quiet --csv --interval 1 Table --simulator " PLC_HOST_SIMULATOR " --sim " +
                               path("machine.csv");
   Child child({"/bin/bash", "-c", command}, path("out"), path("err"));
   EXPECT_EQ(child.wait(), kOutputCode);
-  EXPECT_THAT(
-      file_text(path("err")),
-      HasSubstr("plc-host: standard output cannot be written: File too large; 1024 bytes were written, the last "
-                "line is cut off\n"));
-  EXPECT_EQ(file_text(path("out")).size(), 1024U);
+  const std::string rows = file_text(path("out"));
+  EXPECT_THAT(file_text(path("err")), HasSubstr("plc-host: standard output cannot be written: File too large; " +
+                                                std::to_string(rows.size()) + " bytes were written\n"));
+  EXPECT_GT(rows.size(), 900U);
+  EXPECT_THAT(rows, EndsWith("\n"));
 }
 
 TEST_F(OutputTest, ReaderWhoHasGone_EndsReadQuietly) {
@@ -85,10 +89,78 @@ TEST_F(OutputTest, ReaderWhoHasGone_EndsReadQuietly) {
   EXPECT_EQ(file_text(path("err")), "");
 }
 
+TEST_F(OutputTest, StopSignal_EndsWatchAtAWholeRow) {
+  for (const int number : {SIGINT, SIGTERM}) {
+    std::remove(path("out").c_str());
+    Child child(on_simulator({"watch", "--quiet", "--csv", "--interval", "1", "Table", "Text"}), path("out"),
+                path("err"));
+    ASSERT_TRUE(child.wait_for(",good,"));
+    child.signal(number);
+    EXPECT_EQ(child.wait(), 0);
+    EXPECT_THAT(file_text(path("out")), EndsWith("\n"));
+  }
+}
+
 TEST_F(OutputTest, CorrectedCopyThatCannotBeWritten_IsNoSuccess) {
-  const Outcome outcome = run({"check", path("machine.csv"), "--fix", "/dev/full"});
+  const Outcome outcome = run({"check", path("machine.csv"), "--fix", path("missing/copy.csv")});
   EXPECT_EQ(outcome.code, kOutputCode);
-  EXPECT_EQ(outcome.err, "plc-host: cannot write /dev/full: No space left on device\n");
+  EXPECT_EQ(outcome.err, "plc-host: cannot write " + path("missing/copy.csv") + ": No such file or directory\n");
+}
+
+TEST_F(OutputTest, CorrectedCopy_IsWrittenThroughNoLinkAndOverNoInput) {
+  write_file("open.csv", "Speed,INT,,,,,,0,1,0,0,");
+  write_file("victim", "mine");
+  ASSERT_EQ(symlink(path("victim").c_str(), path("link.csv").c_str()), 0);
+  ASSERT_EQ(::link(path("open.csv").c_str(), path("again.csv").c_str()), 0);
+  const std::pair<std::string, std::string> refused[] = {{path("link.csv"), "it is a symbolic link"},
+                                                         {path("open.csv"), "it is a file that is read"},
+                                                         {path("again.csv"), "it is a file that is read"},
+                                                         {"/dev/full", "it is not a regular file"}};
+  for (const auto& [copy, reason] : refused) {
+    const Outcome outcome = run({"check", path("open.csv"), "--fix", copy});
+    EXPECT_EQ(outcome.code, kOutputCode);
+    EXPECT_EQ(outcome.err, "plc-host: cannot write " + copy + ": " + reason + "\n");
+    EXPECT_EQ(outcome.out, "");
+  }
+  EXPECT_EQ(file_text(path("victim")), "mine");
+  EXPECT_EQ(file_text(path("open.csv")), "Speed,INT,,,,,,0,1,0,0,");
+}
+
+TEST_F(OutputTest, CorrectedCopyOnAFullDisk_LeavesTheOldOne) {
+  write_file("long.csv", std::string(2000, '\n') + "Speed,int,,,,,,2000,1,0,0,\n");
+  write_file("copy.csv", "what was there before\n");
+  const std::string command = "ulimit -f 1; exec " PLC_HOST_PROGRAM " check --driver " PLC_HOST_GUARDED " " +
+                              path("long.csv") + " --fix " + path("copy.csv") + " > /dev/null";
+  Child child({"/bin/bash", "-c", command}, path("out"), path("err"));
+  EXPECT_EQ(child.wait(), kOutputCode);
+  EXPECT_EQ(file_text(path("err")), "plc-host: cannot write " + path("copy.csv") + ": File too large\n");
+  EXPECT_EQ(file_text(path("copy.csv")), "what was there before\n");
+}
+
+TEST_F(OutputTest, CaptureOverTheTagFile_IsRefusedBeforeAnythingIsAsked) {
+  const Outcome outcome = run_on_simulator({"why", "Speed", "--pcap", path("machine.csv")});
+  EXPECT_EQ(outcome.code, kOutputCode);
+  EXPECT_THAT(outcome.err,
+              HasSubstr("plc-host: cannot write " + path("machine.csv") + ": it is a file that is read\n"));
+  EXPECT_EQ(file_text(path("machine.csv")), kTagFile);
+}
+
+// What is no file has no end, or would be waited for.
+TEST_F(OutputTest, InputThatIsNoRegularFile_IsRefusedAtOnce) {
+  ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+  for (const std::string& file : {path("pipe"), folder_.path(), std::string("/dev/zero"), std::string("/dev/null")}) {
+    const Outcome outcome = run({"check", file});
+    EXPECT_EQ(outcome.code, 4);
+    EXPECT_EQ(outcome.err, "plc-host: cannot read " + file + ": it is not a regular file\n");
+  }
+}
+
+TEST_F(OutputTest, InputAboveTheLimit_IsRefused) {
+  write_file("large.csv", "");
+  ASSERT_EQ(truncate(path("large.csv").c_str(), (int64_t{256} << 20) + 1), 0);
+  const Outcome outcome = run({"check", path("large.csv")});
+  EXPECT_EQ(outcome.code, 4);
+  EXPECT_EQ(outcome.err, "plc-host: cannot read " + path("large.csv") + ": it has more than 268435456 bytes\n");
 }
 
 }  // namespace

@@ -5,10 +5,12 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <string>
 
+#include "tests/support/temp_dir.h"
 #include "tools/plc_host/exit_codes.h"
 
 namespace plc_host {
@@ -59,25 +61,50 @@ TEST(ResultFile, ReaderWhoHasGone_EndsItQuietly) {
   EXPECT_EQ(finished(file, kCode), "");
 }
 
-TEST(ResultFile, RowCutInTwo_IsSaid) {
-  std::string path = testing::TempDir() + "result_file.XXXXXX";
-  const int descriptor = mkstemp(path.data());
-  ASSERT_GE(descriptor, 0);
-  unlink(path.c_str());
+// What is said of two rows in a file that may have ten bytes, and what is in it then.
+std::string said_of_ten_bytes(const plc_test::TempDir& folder) {
   struct rlimit usual {};
-  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &usual), 0);
-  ResultFile file(descriptor);
+  EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &usual), 0);
+  ResultFile file(open(folder.file("rows").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
   const struct rlimit small { 10, usual.rlim_max };
-  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
   std::fputs("a row\nanother row\n", file.stream());
   const bool is_written = file.flush();
   // Nothing more is written once a piece is missing, though there were room for it again.
   setrlimit(RLIMIT_FSIZE, &usual);
   std::fputs("a third row\n", file.stream());
   EXPECT_FALSE(is_written);
+  return finished(file, kExitOutput);
+}
+
+TEST(ResultFile, FullDisk_LeavesWholeRows) {
+  const plc_test::TempDir folder;
+  EXPECT_EQ(said_of_ten_bytes(folder),
+            "plc-host: standard output cannot be written: File too large; 6 bytes were written\n");
+  EXPECT_EQ(folder.read("rows"), "a row\n");
+}
+
+// What stands behind the cut row is somebody else's.
+TEST(ResultFile, RowCutInTwoBeforeOtherBytes_IsSaid) {
+  const plc_test::TempDir folder;
+  folder.write("rows", "123456789012345");
   EXPECT_EQ(
-      finished(file, kExitOutput),
+      said_of_ten_bytes(folder),
       "plc-host: standard output cannot be written: File too large; 10 bytes were written, the last line is cut off\n");
+  EXPECT_EQ(folder.read("rows"), "a row\nanot12345");
+}
+
+// A record that is longer than any buffer of the C library's own choice.
+TEST(ResultFile, LongRow_IsWrittenAtOnce) {
+  int ends[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), 0);
+  ResultFile file(ends[1]);
+  const std::string row = std::string(100000, 'a') + "\n";
+  std::fputs(row.c_str(), file.stream());
+  EXPECT_TRUE(file.flush());
+  std::string received(200000, ' ');
+  EXPECT_EQ(read(ends[0], received.data(), received.size()), static_cast<ssize_t>(row.size()));
+  close(ends[0]);
 }
 
 TEST(ResultFile, ClosedDescriptor_IsNoFile) {

@@ -295,11 +295,6 @@ TEST(Chart, MoreSamplesThanColumns_TheNewestAreShown) {
   EXPECT_EQ(chart.draw(22, 2).at(2).substr(0, 12), "      1990 |");
 }
 
-TEST(WatchOutput, CsvField_IsQuotedWhereItMustBe) {
-  EXPECT_EQ(csv_field("abc"), "abc");
-  EXPECT_EQ(csv_field("a,\"b\""), "\"a,\"\"b\"\"\"");
-}
-
 TEST(WatchOutput, SummaryWithoutSuccess_HasNoTimes) {
   EXPECT_EQ(summary_text({}), "0 calls, 0 failures, round trip - / - / - ms (shortest / mean / longest)");
   CallFigures figures;

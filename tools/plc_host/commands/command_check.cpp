@@ -1,11 +1,9 @@
 // The command that checks tag files: what the driver will understand, and what their writer probably meant.
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <fstream>
 
 #include "base/text.h"
+#include "base/whole_file.h"
 #include "client/tags/tag_source.h"
 #include "tag_check/checker.h"
 #include "tag_check/report.h"
@@ -21,13 +19,6 @@ namespace {
 using tag_check::FileReport;
 using tag_check::Finding;
 using tag_check::Severity;
-
-void write_whole_file(const std::string& path, const std::string& text) {
-  std::ofstream stream(path, std::ios::binary | std::ios::trunc);
-  stream << text;
-  stream.close();
-  if (!stream) throw HostError(kExitOutput, "cannot write " + path + ": " + std::strerror(errno));
-}
 
 Severity severity_of(const Finding& finding) { return tag_check::rule_of(finding.rule).severity; }
 
@@ -48,7 +39,8 @@ FileReport check_file(const std::string& path, const std::string& text, const Ho
 void fix_file(const FileReport& report, const std::string& text, const HostOptions& options) {
   size_t made = 0;
   const std::string fixed = tag_check::apply_edits(text, report.findings, &made);
-  write_whole_file(options.fixed_file, fixed);
+  const std::string problem = plc_base::write_whole_file(options.fixed_file, fixed, options.checked_files);
+  if (!problem.empty()) throw HostError(kExitOutput, "cannot write " + options.fixed_file + ": " + problem);
   show_message(options.fixed_file + ": " + plc_base::plural(made, "correction"));
 }
 

@@ -11,6 +11,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "base/shown_text.h"
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
@@ -51,6 +52,11 @@ const Command& chosen_command(const CLI::App& app) {
     if (app.got_subcommand(command.name)) return command;
   }
   throw HostError(kExitUsage, "no command");
+}
+
+// As the library words it, fit for a terminal: it repeats what was typed.
+std::string fault_text(const CLI::App*, const CLI::Error& error) {
+  return plc_base::shown_line(error.what()) + "\nRun with --help for more information.\n";
 }
 
 // Help goes to standard output, faults of the command line to standard error with a code of our own.
@@ -96,6 +102,7 @@ int run_command_line(int argc, char** argv) {
   HostOptions options;
   CLI::App app(kDescription, "plc-host");
   app.footer(kExamples);
+  app.failure_message(fault_text);
   app.require_subcommand(1);
   app.set_version_flag("--version", "plc-host " PLC_HOST_VERSION);
   for (const Command& command : command_table()) add_command(app, command, options);

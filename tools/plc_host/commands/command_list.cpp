@@ -1,6 +1,7 @@
 // The commands that show things without a controller: info and tags.
 #include <nlohmann/json.hpp>
 
+#include "base/shown_text.h"
 #include "base/text.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/commands/commands.h"
@@ -116,7 +117,7 @@ int run_tags(const HostOptions& options, CommandOutput& output) {
   const TagList list = read_tag_list(library, output, options.listed_file);
   if (options.names_only) {
     for (const Tag& tag : list.tags) {
-      if (tag.register_id) std::fprintf(output.results(), "%s\n", tag.qualified_name.c_str());
+      if (tag.register_id) std::fputs((plc_base::shown_line(tag.qualified_name) + "\n").c_str(), output.results());
     }
     return kExitOk;
   }

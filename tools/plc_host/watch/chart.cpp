@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "base/shown_text.h"
+
 namespace plc_host {
 namespace {
 
@@ -67,7 +69,7 @@ void Chart::add(std::optional<double> sample) {
 }
 
 std::vector<std::string> Chart::draw(size_t columns, size_t rows) const {
-  std::vector<std::string> lines = {title_};
+  std::vector<std::string> lines = {plc_base::shown_first(title_)};
   if (columns <= kScaleColumns || rows == 0) return lines;
   const size_t shown = std::min(columns - kScaleColumns, samples_.size());
   const Samples samples(samples_.end() - static_cast<std::ptrdiff_t>(shown), samples_.end());

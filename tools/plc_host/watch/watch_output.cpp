@@ -11,6 +11,7 @@
 #include <optional>
 #include <utility>
 
+#include "base/shown_text.h"
 #include "base/text.h"
 #include "client/values/time_text.h"
 #include "client/values/value_type.h"
@@ -22,6 +23,7 @@ namespace plc_host {
 namespace {
 
 using Json = nlohmann::ordered_json;
+using plc_base::shown_csv_cell;
 
 constexpr size_t kChartRows = 8;
 constexpr size_t kMostNames = 3;      // that one reason is told for
@@ -43,8 +45,6 @@ const char* event_word(const RoundOutcome& outcome) {
   return outcome.contact_before == Contact::kSilent ? "back" : "values";
 }
 
-void print_line(const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); }
-
 // A line per change.
 class LineOutput : public WatchOutput {
  public:
@@ -60,7 +60,7 @@ class LineOutput : public WatchOutput {
                 (failure.advice.empty() ? "" : ". Try: " + failure.advice));
     }
   }
-  void show_line(const std::string& line) override { print_line(line); }
+  void show_line(const std::string& line) override { show_plain_line(line); }
   void end(const WatchState&, const CallFigures& figures) override {
     if (chart_ != nullptr) {
       for (const std::string& line : chart_->draw(kChartColumns, kChartRows)) std::fputs((line + "\n").c_str(), file_);
@@ -75,7 +75,8 @@ class LineOutput : public WatchOutput {
     const Reading& reading = row.latest.reading;
     const std::string start =
         local_time_text(reading.time()) + " " + quality_word(reading.quality()) + " " + row.latest.name;
-    return start + (row.latest.ok() ? " = " + row.last_text : ": " + reading.failure().reason) + "\n";
+    const std::string text = row.latest.ok() ? " = " + row.last_text : ": " + reading.failure().reason;
+    return plc_base::shown_line(start + text) + "\n";
   }
 
   FILE* file_;
@@ -98,7 +99,7 @@ class JsonOutput : public WatchOutput {
     for (const size_t row : outcome.changed) write_json_line(file_, result_json(state.rows()[row].latest));
     std::fflush(file_);
   }
-  void show_line(const std::string& line) override { print_line(line); }
+  void show_line(const std::string& line) override { show_plain_line(line); }
   void end(const WatchState&, const CallFigures& figures) override {
     Json summary = {{"calls", figures.calls}, {"failures", figures.failures}};
     const auto times = round_trips(figures);
@@ -122,8 +123,8 @@ class CsvOutput : public WatchOutput {
       const std::vector<Subscripts> elements = chosen_elements(row.latest.reference);
       for (const Subscripts& element : elements) {
         const bool whole = row.latest.reference.extents.empty();
-        line += "," +
-                csv_field(whole ? row.latest.name : row.latest.reference.tag->qualified_name + subscript_text(element));
+        line += "," + shown_csv_cell(whole ? row.latest.name
+                                           : row.latest.reference.tag->qualified_name + subscript_text(element));
       }
     }
     std::fputs((line + "\n").c_str(), file_);
@@ -131,12 +132,12 @@ class CsvOutput : public WatchOutput {
   }
   void show_round(const WatchState& state, const RoundOutcome&) override {
     std::string line = utc_time_text(state.round_time()) + "," + round_word(state.rows()) + "," +
-                       csv_field(round_reason(state.rows()));
+                       shown_csv_cell(round_reason(state.rows()));
     for (const WatchRow& row : state.rows()) line += fields_of(row);
     std::fputs((line + "\n").c_str(), file_);
     std::fflush(file_);
   }
-  void show_line(const std::string& line) override { print_line(line); }
+  void show_line(const std::string& line) override { show_plain_line(line); }
   void end(const WatchState&, const CallFigures& figures) override { show_line("plc-host: " + summary_text(figures)); }
 
  private:
@@ -146,8 +147,9 @@ class CsvOutput : public WatchOutput {
     const bool is_text = value_kind(entry) == ValueKind::kText;
     const size_t columns = is_text ? 1 : chosen_elements(row.latest.reference).size();
     if (value == nullptr) return std::string(columns, ',');
-    if (is_text) return "," + csv_field(value->text);
-    if (value_kind(entry) == ValueKind::kRaw) return "," + csv_field(row.last_text) + std::string(columns - 1, ',');
+    if (is_text) return "," + shown_csv_cell(value->text);
+    if (value_kind(entry) == ValueKind::kRaw)
+      return "," + shown_csv_cell(row.last_text) + std::string(columns - 1, ',');
     std::string fields;
     for (const uint64_t bits : value->elements) fields += "," + format_element(entry, bits);
     return fields;
@@ -176,9 +178,11 @@ class ScreenOutput : public WatchOutput {
   }
   void show_line(const std::string& line) override {
     screen_.clear();
-    print_line(line);
+    show_plain_line(line);
   }
-  void end(const WatchState&, const CallFigures& figures) override { print_line("plc-host: " + summary_text(figures)); }
+  void end(const WatchState&, const CallFigures& figures) override {
+    show_plain_line("plc-host: " + summary_text(figures));
+  }
 
  private:
   WatchScreen screen_;
@@ -239,13 +243,6 @@ std::string summary_text(const CallFigures& figures) {
   }
   return plc_base::plural(figures.calls, "call") + ", " + plc_base::plural(figures.failures, "failure") +
          ", round trip " + times + " ms (shortest / mean / longest)";
-}
-
-std::string csv_field(const std::string& text) {
-  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
-  std::string field = "\"";
-  for (const char sign : text) field += sign == '"' ? std::string("\"\"") : std::string(1, sign);
-  return field + "\"";
 }
 
 }  // namespace plc_host

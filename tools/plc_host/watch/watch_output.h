@@ -43,7 +43,4 @@ std::string contact_text(const RoundOutcome& outcome, const std::string& control
 // call succeeded
 std::string summary_text(const CallFigures& figures);
 
-// A field of a spreadsheet, in double quotes where it needs them.
-std::string csv_field(const std::string& text);
-
 }  // namespace plc_host

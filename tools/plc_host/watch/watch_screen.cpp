@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "base/shown_text.h"
 #include "client/values/utf8_text.h"
 #include "client/values/value_type.h"
 
@@ -61,12 +62,12 @@ std::string table_line(const Widths& widths, const Cells& cells, size_t columns)
 // Age and mark belong to a value of this round: one that is older has neither.
 Cells cells_of(const WatchRow& row, WatchTime now, size_t room) {
   const bool has_value = row.latest.ok();
-  return {row.latest.name,
+  return {plc_base::shown_first(row.latest.name),
           declared_type(row.latest.reference.tag->entry),
           has_value && now - *row.changed_at < kMarkTime ? "*" : "",
           has_value ? age_text(now - *row.changed_at) : "-",
           quality_word(row.latest.reading.quality()),
-          value_text(row, now, room)};
+          plc_base::shown_line(value_text(row, now, room))};
 }
 
 std::string status_line(const WatchState& state) {
@@ -96,7 +97,7 @@ std::string age_text(std::chrono::nanoseconds age) {
 std::vector<std::string> draw_table(const WatchState& state, WatchTime now, size_t columns, size_t height) {
   Widths widths;
   for (const WatchRow& row : state.rows()) {
-    widths.name = std::max(widths.name, std::min(display_width(row.latest.name), kWidestName));
+    widths.name = std::max(widths.name, std::min(display_width(plc_base::shown_first(row.latest.name)), kWidestName));
     widths.type = std::max(widths.type, declared_type(row.latest.reference.tag->entry).size());
     widths.state = std::max(widths.state, std::string(quality_word(row.latest.reading.quality())).size());
   }

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "base/text.h"
+#include "base/whole_file.h"
 #include "client/plan/number_read.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/exit_codes.h"
@@ -118,6 +119,12 @@ void record_road(Route& route, const std::string& pcap_file, WhyReport& report) 
   if (!problem.empty()) throw HostError(kExitOutput, "cannot write " + pcap_file + ": " + problem);
 }
 
+// The capture is written when all is done; here its name is known to be a wrong one.
+void refuse_own_input(const std::string& pcap_file, const std::string& tag_file) {
+  if (pcap_file.empty() || !plc_base::is_one_of(pcap_file, {tag_file})) return;
+  throw HostError(kExitOutput, "cannot write " + pcap_file + ": it is a file that is read");
+}
+
 std::string path_of_tag_file(const HostOptions& options, const Target& controller) {
   if (!options.tag_file.empty()) return options.tag_file;
   return options.sim_tag_file.empty() ? tag_file_name(controller) : options.sim_tag_file;
@@ -161,7 +168,9 @@ int follow_live(const HostOptions& options, CommandOutput& output, WhyReport& re
       options.pcap_file.empty() ? "" : std::filesystem::absolute(options.pcap_file).lexically_normal().string();
   Host host(options, output, [&](const Target& controller) {
     report.from = target_text(controller);
-    report.source = std::make_unique<TagSource>(path_of_tag_file(options, controller));
+    const std::string tag_file = path_of_tag_file(options, controller);
+    refuse_own_input(pcap_file, tag_file);
+    report.source = std::make_unique<TagSource>(tag_file);
     return route.choose(controller);
   });
   report.build = host.library().build;

@@ -1,6 +1,7 @@
 // The road of a value for people.
 #include <algorithm>
 
+#include "base/shown_text.h"
 #include "base/text.h"
 #include "client/values/utf8_text.h"
 #include "client/values/value_text.h"
@@ -17,10 +18,17 @@ using wire_trace::Exchange;
 constexpr size_t kMostLines = 8;        // lines for the names of one request
 constexpr size_t kMostReplyBytes = 64;  // shown of one reply
 
-void print(FILE* file, const std::string& text) { std::fputs(text.c_str(), file); }
+void print_line(FILE* file, const std::string& text = {}) {
+  std::fputs((plc_base::shown_line(text) + "\n").c_str(), file);
+}
+
+void print_heading(FILE* file, const std::string& text) {
+  print_line(file);
+  print_line(file, text);
+}
 
 void print_row(FILE* file, const char* heading, const std::string& text) {
-  print(file, pad_columns(heading, 12) + text + "\n");
+  print_line(file, pad_columns(heading, 12) + text);
 }
 
 std::string call_text(const WhyReport& report) {
@@ -95,16 +103,16 @@ std::string reply_words(const Exchange& exchange) {
 
 void print_exchanges(FILE* file, const WhyReport& report) {
   if (report.road.empty()) return;
-  print(file, "\nexchanges\n");
+  print_heading(file, "exchanges");
   for (size_t i = 0; i < report.road.size(); ++i) {
     const Exchange& exchange = report.exchanges[report.road[i]];
     const auto& bytes = exchange.request_bytes;
     const std::optional<int64_t> time = exchange.time_ns();
     const std::string code = bytes.size() >= 12 ? wire_trace::hex_text({bytes[10], bytes[11]}, 2) : "-";
-    print(file, "  " + pad_columns(std::to_string(i + 1), 4) + pad_columns(name_of(exchange.request.kind), 17) +
-                    pad_columns(code, 7) + "seq " +
-                    pad_columns(hexadecimal(exchange.request.sequence, 4).substr(2), 6) +
-                    pad_columns(time ? plc_base::milliseconds_text(*time, 2) : "-", 11) + reply_words(exchange) + "\n");
+    print_line(file, "  " + pad_columns(std::to_string(i + 1), 4) + pad_columns(name_of(exchange.request.kind), 17) +
+                         pad_columns(code, 7) + "seq " +
+                         pad_columns(hexadecimal(exchange.request.sequence, 4).substr(2), 6) +
+                         pad_columns(time ? plc_base::milliseconds_text(*time, 2) : "-", 11) + reply_words(exchange));
   }
 }
 
@@ -113,8 +121,8 @@ void print_names(FILE* file, const Exchange& exchange, size_t number) {
   const wire_trace::Bytes reply = exchange.reply();
   const std::vector<wire_trace::NameRecord> records = wire_trace::records_of(reply, names.size());
   const bool is_reply = wire_trace::head_of(reply).is_reply;
-  print(file, "\nnames sent in exchange " + std::to_string(number) + ", handles received\n");
-  if (names.empty()) print(file, "  none\n");
+  print_heading(file, "names sent in exchange " + std::to_string(number) + ", handles received");
+  if (names.empty()) print_line(file, "  none");
   for (size_t i = 0; i < std::min(names.size(), kMostLines); ++i) {
     std::string text = "  " + quote_text(names[i].name);
     text += names[i].is_local ? " in scope " + std::to_string(names[i].program) : " global";
@@ -122,9 +130,9 @@ void print_names(FILE* file, const Exchange& exchange, size_t number) {
     text += has_handle
                 ? " -> " + wire_trace::handle_text(records[i].handle) + ", bit " + std::to_string(records[i].bit_number)
                 : " -> no handle";
-    print(file, text + "\n");
+    print_line(file, text);
   }
-  if (names.size() > kMostLines) print(file, "  and " + std::to_string(names.size() - kMostLines) + " more\n");
+  if (names.size() > kMostLines) print_line(file, "  and " + std::to_string(names.size() - kMostLines) + " more");
 }
 
 void print_replies(FILE* file, const WhyReport& report) {
@@ -138,43 +146,46 @@ void print_replies(FILE* file, const WhyReport& report) {
                        exchange.request.kind == plc_sim::RequestKind::kDirectory ||
                        exchange.request.kind == plc_sim::RequestKind::kResolve;
     if (opens || !exchange.is_answered()) continue;
-    print(file, "\nraw reply of exchange " + std::to_string(i + 1) + "\n  ");
+    print_heading(file, "raw reply of exchange " + std::to_string(i + 1));
     std::string text;
     for (const wire_trace::Piece& piece : exchange.pieces) {
       text += (text.empty() ? "" : " | ") + wire_trace::hex_text(piece.bytes, kMostReplyBytes);
     }
-    print(file, text + "\n");
+    print_line(file, "  " + text);
   }
 }
 
 void print_driver(FILE* file, const WhyReport& report) {
   if (!report.code) return;
-  print(file, "\n");
+  print_line(file);
   print_row(file, "build", report.build);
   print_row(file, "returned", std::to_string(*report.code));
   for (const std::string& line : report.driver_lines) print_row(file, "printed", line);
 }
 
 void print_findings(FILE* file, const WhyReport& report) {
-  print(file, "\nWhat went wrong\n");
+  print_heading(file, "What went wrong");
   size_t faults = 0;
   for (const WhyFinding& finding : report.findings) {
     if (!finding.is_fault) continue;
-    print(file, "  " + std::to_string(++faults) + ". " + finding.what + "\n     Try: " + finding.advice + "\n");
+    print_line(file, "  " + std::to_string(++faults) + ". " + finding.what);
+    print_line(file, "     Try: " + finding.advice);
   }
-  if (faults == 0) print(file, "  nothing\n");
+  if (faults == 0) print_line(file, "  nothing");
   if (faults == report.findings.size()) return;
-  print(file, "\nWorth knowing\n");
+  print_heading(file, "Worth knowing");
   for (const WhyFinding& finding : report.findings) {
-    if (!finding.is_fault) print(file, "  - " + finding.what + "\n    Try: " + finding.advice + "\n");
+    if (finding.is_fault) continue;
+    print_line(file, "  - " + finding.what);
+    print_line(file, "    Try: " + finding.advice);
   }
 }
 
 }  // namespace
 
 void write_why_text(FILE* file, const WhyReport& report) {
-  print(file, report.asked + " from " + report.from + "\n");
-  if (report.tag() != nullptr || report.programs) print(file, "\n");
+  print_line(file, plc_base::shown_first(report.asked) + " from " + report.from);
+  if (report.tag() != nullptr || report.programs) print_line(file);
   print_tag(file, report);
   print_directory(file, report);
   if (report.times_asked > 0) {
@@ -186,7 +197,7 @@ void write_why_text(FILE* file, const WhyReport& report) {
   print_replies(file, report);
   print_driver(file, report);
   if (!report.value.empty()) {
-    print(file, "\n");
+    print_line(file);
     print_row(file, "value", report.value + (report.has_fault() ? "  (not to be trusted)" : ""));
   }
   print_findings(file, report);
