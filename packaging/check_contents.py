@@ -7,9 +7,18 @@ check_contents.py PREFIX --of BUILD_FOLDER COMPONENT...          folder of libra
 """
 import pathlib
 import re
+import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
+
+
+def names_in_project(pattern):
+    """The names of the project's files that match: those that git knows, or without it all."""
+    listed = subprocess.run(["git", "ls-files", "--", pattern], cwd=ROOT, text=True, check=False,
+                            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout.split()
+    paths = [ROOT / name for name in listed] or ROOT.glob(pattern)
+    return [path.name for path in paths if path.is_file()]
 
 
 def expected_files(library_folder, build_type, components):
@@ -20,7 +29,7 @@ def expected_files(library_folder, build_type, components):
         component, path = line.split(" ")
         path = path.replace("@LIB@", library_folder).replace("@TYPE@", build_type.lower())
         pattern = re.fullmatch(r"(.*)\{(.*)\}", path)
-        names = [pattern[1] + file.name for file in ROOT.glob(pattern[2])] if pattern else [path]
+        names = [pattern[1] + name for name in names_in_project(pattern[2])] if pattern else [path]
         if component in components:
             files |= set(names)
     return files
