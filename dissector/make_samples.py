@@ -149,6 +149,32 @@ def write_degenerate(vectors, folder):
     capture.write(folder / "degenerate.pcap")
 
 
+def with_head(sequence, function, body):
+    """A frame with this number, class and command."""
+    length = 2 + len(body)
+    return struct.pack(">IIHH", length, length ^ 0xFFFFFFFF, sequence, function) + body
+
+
+def write_hostile_names(vectors, folder, number):
+    """Names that a terminal would obey: of variables and of programs, with the request and the reply that hold them."""
+    names = ["x\nviolation: forged", "x\r\t\x1b[2J\x7f", "x\x9b2J\x85", "x\u202edegrof\u2066", "x\u2028y\u2029z",
+             "\ufeff\u200b\xad", "\U000e0041x", "Temperatur \xe4\u4e2d\U0001f600"]
+    capture = Capture(number)
+    for index, name in enumerate(names):
+        units = name.encode("utf-16-be")
+        capture.connect()
+        play(capture, [(with_head(0, 0x0C2C, bytes(4)), with_head(0, 0x0C2C, bytes(4)))])
+        record = bytes([0, 0, len(units) + 2, 0, index + 1]) + units + b"\0"
+        play(capture, [(with_head(1, 0x0C25, bytes(4)), with_head(1, 0x0C25, b"\0\0\1" + record))])
+        block = b"\0\1\0\0\0\1" + struct.pack(">H", len(units) // 2) + units
+        handle = bytes([0, 16, 0, 0, 6, 1, 2, 0, index]) + bytes(15)
+        play(capture, [(with_head(0, 0x0C28, block), with_head(0, 0x0C28, b"\0\0\1\0\1" + handle))])
+        reference = b"\0\0\1\0\0\0" + bytes([0, 6, 0, 1, 1, 2, 0, index])
+        play(capture, [(with_head(1, 0x1E09, reference), with_head(1, 0x1E09, b"\0\0\x12\x34"))])
+        capture.close()
+    capture.write(folder / "hostile_names.pcap")
+
+
 def fault_bad_complement(capture, resolve, value):
     capture.request(resolve[0][:7] + b"\x00" + resolve[0][8:])
     capture.reply(resolve[1])
@@ -246,6 +272,7 @@ def write_faults(vectors, folder):
     """One capture for each fault: a plain read with one thing wrong."""
     resolve, value = named(vectors, "a global plain variable is resolved under its bare name")
     faults = {name: function for name, function in globals().items() if name.startswith("fault_")}
+    write_hostile_names(vectors, folder, len(vectors) + 2 + len(faults))
     for number, (name, function) in enumerate(sorted(faults.items()), len(vectors) + 2):
         capture = Capture(number)
         capture.connect()

@@ -65,6 +65,70 @@ local function handle_key(area, address)
   return string.format("%02x%08x", area, address)
 end
 
+-- The first and last code points of what a terminal would obey or hide: controls, separators of lines, signs of
+-- direction, what has no width and what is no character.
+local hidden = {
+  { 0x00, 0x1F }, { 0x7F, 0x9F }, { 0xAD, 0xAD }, { 0x34F, 0x34F }, { 0x61C, 0x61C }, { 0x115F, 0x1160 },
+  { 0x17B4, 0x17B5 }, { 0x180B, 0x180F }, { 0x200B, 0x200F }, { 0x2028, 0x202E }, { 0x2060, 0x206F },
+  { 0x3164, 0x3164 }, { 0xD800, 0xDFFF }, { 0xFDD0, 0xFDEF }, { 0xFE00, 0xFE0F }, { 0xFEFF, 0xFEFF },
+  { 0xFFA0, 0xFFA0 }, { 0xFFF0, 0xFFFB }, { 0x1BCA0, 0x1BCA3 }, { 0x1D173, 0x1D17A }, { 0xE0000, 0xE0FFF },
+}
+
+local function is_hidden(code)
+  for _, range in ipairs(hidden) do
+    if code >= range[1] and code <= range[2] then return true end
+  end
+  return code % 0x10000 >= 0xFFFE
+end
+
+-- The code points of UTF-16, high byte first; half a pair stands for itself.
+local function code_points(raw)
+  local codes, at = {}, 1
+  while at + 1 <= #raw do
+    local high, low = raw:byte(at, at + 1)
+    local code = high * 256 + low
+    at = at + 2
+    local a, b = raw:byte(at, at + 1)
+    local next_unit = b and a * 256 + b or 0
+    if code >= 0xD800 and code < 0xDC00 and next_unit >= 0xDC00 and next_unit < 0xE000 then
+      code = 0x10000 + (code - 0xD800) * 0x400 + next_unit - 0xDC00
+      at = at + 2
+    end
+    codes[#codes + 1] = code
+  end
+  return codes
+end
+
+local function utf8_of(code)
+  if code < 0x80 then return string.char(code) end
+  local tail = ""
+  local limit = 0x40
+  while code >= limit do
+    tail = string.char(0x80 + code % 0x40) .. tail
+    code, limit = math.floor(code / 0x40), limit / 2
+  end
+  return string.char(256 - 2 * limit + code) .. tail
+end
+
+-- A name as it is shown, found by filters and put into columns: what a terminal would obey or hide is written out.
+local function name_text(range)
+  local parts = {}
+  for _, code in ipairs(code_points(range:raw())) do
+    if not is_hidden(code) then
+      parts[#parts + 1] = utf8_of(code)
+    elseif code == 10 then
+      parts[#parts + 1] = "\\n"
+    elseif code == 13 then
+      parts[#parts + 1] = "\\r"
+    elseif code == 9 then
+      parts[#parts + 1] = "\\t"
+    else
+      parts[#parts + 1] = string.format(code < 0x80 and "\\x%02x" or "\\u{%x}", code)
+    end
+  end
+  return table.concat(parts)
+end
+
 -- The name behind a handle: as it was given; else of a bit whose word it is (low four bits cleared).
 local function name_of(stream, area, address)
   return stream.names[handle_key(area, address)] or stream.names[handle_key(area, address - address % 16) .. "word"]
@@ -150,4 +214,5 @@ end
 kit.nodes = {
   add = add, blame = blame, draw = draw, take = take, expect = expect, text_list = text_list, number_of = number_of,
   handle_key = handle_key, target = target, name_by_end = name_by_end, add_value = add_value, add_head = add_head,
+  name_text = name_text,
 }

@@ -24,7 +24,7 @@ local function directory_record(lines, bytes, at, info)
   if at + 5 + name_bytes > bytes:len() then return nil end
   local stop = math.min(at + (size > 2 and size + 4 or 6), bytes:len())
   local node = add(lines, field.record, at, stop - at)
-  local text = name_bytes > 1 and bytes(at + 5, name_bytes - name_bytes % 2):ustring() or ""
+  local text = name_bytes > 1 and nodes.name_text(bytes(at + 5, name_bytes - name_bytes % 2)) or ""
   add(node, field.name_size, at + 2, 1)
   add(node, field.number, at + 4, 1)
   add(node, field.scope_name, at + 5, name_bytes, text)

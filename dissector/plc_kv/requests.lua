@@ -69,7 +69,7 @@ local function add_block(parent, bytes, block, info)
   end
   for _, at in ipairs(block.starts) do
     local units = bytes(at, 2):uint()
-    local text = units > 0 and bytes(at + 2, 2 * units):ustring() or ""
+    local text = units > 0 and nodes.name_text(bytes(at + 2, 2 * units)) or ""
     add(node, field.units, at, 2)
     add(node, field.name, at + 2, 2 * units, text)
     info.names[#info.names + 1] = text

@@ -21,6 +21,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import unicodedata
 
 TESTS = pathlib.Path(__file__).resolve().parent
 ROOT = TESTS.parent.parent.parent
@@ -86,9 +87,17 @@ def whole_text(path):
     return "== in one pass\n" + summary + "== in two passes\n" + tree
 
 
+def hidden_in(text):
+    """What a terminal would obey or hide."""
+    return sorted({hex(ord(c)) for c in text if c not in "\n\t" and unicodedata.category(c) in
+                   ("Cc", "Cf", "Cs", "Cn", "Zl", "Zp")})
+
+
 def check_golden(name):
     wanted = (GOLDEN / (name + ".txt")).read_text(encoding="utf-8")
     found = whole_text(SAMPLES / (name + ".pcap"))
+    if hidden_in(found):
+        raise Failure("the output holds %s" % hidden_in(found))
     if found != wanted:
         difference = difflib.unified_diff(wanted.split("\n"), found.split("\n"), "golden", "found", lineterm="")
         raise Failure("\n".join(list(difference)[:80]))
