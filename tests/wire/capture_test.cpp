@@ -208,6 +208,8 @@ TEST(Capture, RecordingThatDoesNotFit_IsSaid) {
     for (const rlim_t limit : {10U, 100U, 250U}) {
       const FileLimit limited(limit);
       EXPECT_EQ(wire_trace::write_recording(traffic.recording(), kControllerPort, folder.file("x")), "File too large");
+      // It ends with a whole packet: three empty ones of 70 bytes each come first, behind a head of 24.
+      EXPECT_EQ(folder.read("x").size(), limit == 10U ? 0U : limit == 100U ? 94U : 234U);
     }
     EXPECT_EQ(wire_trace::write_recording(traffic.recording(), kControllerPort, folder.file("x")), "");
   }

@@ -2,6 +2,8 @@
 #include "wire/captures/packets.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <random>
 
@@ -272,7 +274,14 @@ TEST(Packets, FilesThatCannotBeRead_SayWhy) {
   const plc_test::TempDir folder;
   const auto ignore = [](const Packet&) {};
   EXPECT_EQ(read_packet_file(folder.file("missing"), ignore), "cannot be read: No such file or directory");
-  EXPECT_EQ(read_packet_file(folder.path(), ignore), "cannot be read: error reading dump file: Is a directory");
+  EXPECT_EQ(read_packet_file(folder.path(), ignore), "cannot be read: it is not a regular file");
+  EXPECT_EQ(read_packet_file("/dev/zero", ignore), "cannot be read: it is not a regular file");
+  const std::string pipe = folder.file("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_EQ(read_packet_file(pipe, ignore), "cannot be read: it is not a regular file");
+  const std::string large = folder.write("large", "");
+  ASSERT_EQ(truncate(large.c_str(), (int64_t{1} << 30U) + 1), 0);
+  EXPECT_EQ(read_packet_file(large, ignore), "cannot be read: it has more than 1073741824 bytes");
 }
 
 TEST(Packets, BlocksThatHoldNoPackets_AreSkipped) {

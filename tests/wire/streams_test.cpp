@@ -124,4 +124,15 @@ TEST(Streams, Losses_AreSaidInNumbers) {
   EXPECT_EQ(sum.fragments, 44U);
 }
 
+// Each connection takes memory, whatever is in it.
+TEST(Streams, ConnectionsBeyondTheRoomForThem_AreCounted) {
+  FileWriter writer(kPcapng, kRawIp);
+  for (unsigned i = 0; i < 65540; ++i) {
+    writer.packet(ipv4_of({static_cast<uint16_t>(i), static_cast<uint16_t>(i < 65536 ? 8501 : 8502), 1, "18", "AA"}));
+  }
+  const plc_sim::TcpCapture capture = plc_sim::read_tcp_streams(writer.file());
+  EXPECT_EQ(capture.streams.size(), 65536U);
+  EXPECT_EQ(with_losses("", capture.losses), "4 packets of connections beyond the first 65536 are left out");
+}
+
 }  // namespace

@@ -124,11 +124,12 @@ CapturedRecording read_recording_file(const std::string& path, uint16_t controll
   return recording_of(plc_sim::read_tcp_stream_file(path), controller_port);
 }
 
-std::string write_recording(const Recording& recording, uint16_t controller_port, const std::string& path) {
+std::string write_recording(const Recording& recording, uint16_t controller_port, const std::string& path,
+                            const std::vector<std::string>& inputs) {
   constexpr int64_t kNsPerUs = 1000;
   int64_t now_ns = 0;
   plc_sim::PcapWriter writer([&now_ns] { return static_cast<uint64_t>(now_ns / kNsPerUs); });
-  std::string problem = writer.open(path, controller_port);
+  std::string problem = writer.open(path, controller_port, inputs);
   if (!problem.empty()) return problem;
   for (const PlacedEvent& placed : in_time_order(recording)) {
     now_ns = placed.time_ns;

@@ -2,14 +2,21 @@
 #include "wire/captures/packets.h"
 
 #include <pcap/pcap.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <memory>
 #include <optional>
 
+#include "base/files.h"
+
 namespace plc_sim {
 namespace {
+
+// All connections of a capture are in memory at a time.
+constexpr int64_t kMostFileBytes = int64_t{1} << 30U;
 
 struct CloseCapture {
   void operator()(pcap_t* capture) const { pcap_close(capture); }
@@ -89,7 +96,16 @@ std::string read_packets(std::string_view file, const TakePacket& take) {
 }
 
 std::string read_packet_file(const std::string& path, const TakePacket& take) {
-  return read_opened(std::fopen(path.c_str(), "rbe"), take);
+  const plc_base::OpenedFile opened = plc_base::open_regular_file(path);
+  if (!opened.problem.empty()) return "cannot be read: " + opened.problem;
+  struct stat status {};
+  if (fstat(opened.descriptor, &status) == 0 && status.st_size > kMostFileBytes) {
+    close(opened.descriptor);
+    return "cannot be read: it has more than " + std::to_string(kMostFileBytes) + " bytes";
+  }
+  std::FILE* file = fdopen(opened.descriptor, "rb");
+  if (file == nullptr) close(opened.descriptor);
+  return read_opened(file, take);
 }
 
 }  // namespace plc_sim

@@ -157,14 +157,25 @@ class StreamTable {
  public:
   void add(const Segment& segment) {
     const auto key = std::minmax(segment.from, segment.to);
+    const bool is_full = all_.size() >= kMostConnections;
+    if (is_full && current_.count(key) == 0) {
+      ++left_out_;
+      return;
+    }
     const auto [entry, is_new] = current_.try_emplace(key, all_.size());
     const bool starts_again = !is_new && segment.opens && !segment.grants && all_[entry->second].has_started();
+    if (starts_again && is_full) {
+      ++left_out_;
+      return;
+    }
     if (is_new || starts_again) {
       entry->second = all_.size();
       all_.emplace_back(segment);
     }
     all_[entry->second].add(segment);
   }
+  // Packets of connections beyond those that there is room for.
+  uint64_t left_out() const { return left_out_; }
   std::vector<TcpStream> finish() {
     std::vector<TcpStream> streams;
     streams.reserve(all_.size());
@@ -173,6 +184,9 @@ class StreamTable {
   }
 
  private:
+  static constexpr size_t kMostConnections = 65536;
+
+  uint64_t left_out_ = 0;
   std::vector<StreamBuilder> all_;
   std::map<std::pair<Endpoint, Endpoint>, size_t> current_;
 };
@@ -191,6 +205,7 @@ TcpCapture streams_of(Read read) {
     capture.losses.cut_packets += content.is_cut ? 1 : 0;
     if (content.segment) streams.add(*content.segment);
   });
+  capture.losses.left_out = streams.left_out();
   capture.streams = streams.finish();
   return capture;
 }
@@ -202,6 +217,7 @@ Losses& Losses::operator+=(const Losses& other) {
   changed_bytes += other.changed_bytes;
   cut_packets += other.cut_packets;
   fragments += other.fragments;
+  left_out += other.left_out;
   return *this;
 }
 
@@ -212,6 +228,8 @@ std::string with_losses(std::string problem, const Losses& losses) {
   append_count(problem, losses.cut_packets, "packet was captured in part", "packets were captured in part");
   append_count(problem, losses.fragments, "fragment of an IP packet is left out",
                "fragments of IP packets are left out");
+  append_count(problem, losses.left_out, "packet of a connection beyond the first 65536 is left out",
+               "packets of connections beyond the first 65536 are left out");
   return problem;
 }
 

@@ -24,6 +24,7 @@ struct Losses {
   uint64_t changed_bytes = 0;  // sent again with another value; the first one counts
   size_t cut_packets = 0;      // captured in part
   size_t fragments = 0;        // of IP packets; left out
+  uint64_t left_out = 0;       // packets of connections beyond the number that there is room for
   Losses& operator+=(const Losses& other);
 };
 

@@ -2,7 +2,9 @@
 // them.
 #include "wire/captures/pcap_writer.h"
 
+#include <fcntl.h>
 #include <pcap/pcap.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/whole_file.h"
 #include "wire/big_endian.h"
 #include "wire/captures/tcp_head.h"
 
@@ -22,6 +25,9 @@ constexpr uint32_t kLoopback = 0x7F000001;
 constexpr size_t kEthernetBytes = 14;
 constexpr size_t kIpBytes = 20;
 constexpr size_t kMaxSegmentBytes = 32000;
+constexpr size_t kPacketHeadBytes = 16;  // in the file
+constexpr size_t kFileHeadBytes = 24;
+constexpr size_t kBufferBytes = 65536;  // holds any packet
 constexpr uint32_t kFirstSequence = 1000;
 
 uint16_t checksum(const Bytes& bytes, size_t from, uint32_t sum) {
@@ -82,24 +88,42 @@ uint64_t now_us() {
 
 PcapWriter::PcapWriter() : PcapWriter(now_us) {}
 
-PcapWriter::~PcapWriter() = default;
+PcapWriter::~PcapWriter() { close(); }
 
 void PcapWriter::CloseFormat::operator()(pcap* format) const { pcap_close(format); }
 
 void PcapWriter::CloseFile::operator()(pcap_dumper* file) const { pcap_dump_close(file); }
 
-std::string PcapWriter::open(const std::string& path, uint16_t server_port) {
-  std::FILE* file = std::fopen(path.c_str(), "wbe");
-  if (file == nullptr) return std::strerror(errno);
+std::string PcapWriter::open(const std::string& path, uint16_t server_port, const std::vector<std::string>& inputs) {
+  plc_base::OpenedFile opened = plc_base::open_growing_file(path, inputs);
+  if (!opened.problem.empty()) return opened.problem;
+  std::FILE* file = fdopen(opened.descriptor, "wb");
+  descriptor_ = fcntl(opened.descriptor, F_DUPFD_CLOEXEC, 0);
+  if (file == nullptr || descriptor_ < 0) {
+    const int error = errno;
+    file != nullptr ? std::fclose(file) : ::close(opened.descriptor);
+    close_descriptor();
+    return std::strerror(error);
+  }
+  // A packet that leaves with one call is there whole or not at all, whenever the process ends.
+  buffer_.resize(kBufferBytes);
+  std::setvbuf(file, buffer_.data(), _IOFBF, buffer_.size());
   server_port_ = server_port;
   format_.reset(pcap_open_dead(DLT_EN10MB, kSnapLength));
   file_.reset(pcap_dump_fopen(format_.get(), file));  // takes the file, and closes it when that fails
   if (file_ == nullptr || pcap_dump_flush(file_.get()) != 0) {
     const int error = errno;
     file_.reset();
+    cut_to_whole_packets();
     return std::strerror(error);
   }
+  whole_bytes_ = kFileHeadBytes;
   return {};
+}
+
+void PcapWriter::close_descriptor() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+  descriptor_ = -1;
 }
 
 // A file system may tell only when a descriptor is closed that the disk is full. libpcap does not ask, so that a copy
@@ -110,12 +134,23 @@ std::string PcapWriter::close() {
     if (copy < 0 || ::close(copy) != 0) fail(errno);
   }
   file_.reset();
+  close_descriptor();
   return problem_;
+}
+
+// What was written of a packet that did not fit is taken away. Pipes and devices keep it.
+bool PcapWriter::cut_to_whole_packets() {
+  struct stat status {};
+  const bool is_file = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+  const bool is_whole = !is_file || ftruncate(descriptor_, whole_bytes_) == 0;
+  close_descriptor();
+  return is_whole;
 }
 
 void PcapWriter::fail(int error) {
   problem_ = std::strerror(error);
   file_.reset();
+  if (!cut_to_whole_packets()) problem_ += "; its last packet is cut off";
   if (tell_) tell_(problem_);
 }
 
@@ -135,7 +170,11 @@ void PcapWriter::packet(Stream& stream, bool from_host, uint8_t flags, const uin
   head.caplen = head.len = static_cast<uint32_t>(frame.size());
   pcap_dump(reinterpret_cast<u_char*>(file_.get()), &head, frame.data());
   // A packet that only its own write could not place is found by the file's error.
-  if (pcap_dump_flush(file_.get()) != 0 || std::ferror(pcap_dump_file(file_.get())) != 0) fail(errno);
+  if (pcap_dump_flush(file_.get()) != 0 || std::ferror(pcap_dump_file(file_.get())) != 0) {
+    fail(errno);
+  } else {
+    whole_bytes_ += static_cast<int64_t>(kPacketHeadBytes + frame.size());
+  }
 }
 
 void PcapWriter::opened(unsigned connection, uint16_t peer_port) {

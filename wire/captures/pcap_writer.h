@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "wire/captures/traffic_observer.h"
 
@@ -22,10 +23,12 @@ class PcapWriter : public TrafficObserver {
   explicit PcapWriter(Clock clock) : clock_(std::move(clock)) {}
   ~PcapWriter() override;
 
-  // Empty when the file was begun, else what went wrong.
-  std::string open(const std::string& path, uint16_t server_port);
+  // Empty when the file was begun, else what went wrong. Neither through a link nor over one of inputs, paths of what
+  // is read.
+  std::string open(const std::string& path, uint16_t server_port, const std::vector<std::string>& inputs = {});
 
-  // Empty when the file holds everything, else what went wrong first: nothing was written from then on.
+  // Empty when the file holds everything, else what went wrong first: nothing was written from then on. The file ends
+  // with a whole packet in every case.
   std::string close();
 
   // Is called once, as soon as something cannot be written.
@@ -50,6 +53,8 @@ class PcapWriter : public TrafficObserver {
   void packet(Stream& stream, bool from_host, uint8_t flags, const uint8_t* bytes, size_t count);
   void data(unsigned connection, bool from_host, const Bytes& bytes);
   void fail(int error);
+  void close_descriptor();
+  bool cut_to_whole_packets();
 
   struct CloseFormat {
     void operator()(pcap* format) const;
@@ -61,6 +66,9 @@ class PcapWriter : public TrafficObserver {
   Clock clock_;
   std::function<void(const std::string&)> tell_;
   std::string problem_;
+  std::vector<char> buffer_;  // the file's; it goes after the file
+  int descriptor_ = -1;       // of the file too, for what comes after its end
+  int64_t whole_bytes_ = 0;   // that end with a packet
   std::unique_ptr<pcap, CloseFormat> format_;
   std::unique_ptr<pcap_dumper, CloseFile> file_;
   uint16_t server_port_ = 0;
