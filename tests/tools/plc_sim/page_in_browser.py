@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
 """Opens plc-sim's page in headless Chromium, sets a value and a fault there, and reads the value through the driver.
+Then pages of somebody else try to use it: under a name of theirs, by forms and scripts, in a frame.
 
 page_in_browser.py --browser CHROMIUM --sim PLC-SIM --host PLC-HOST --library LIBPLC_DRIVER
 """
 import argparse
+import http.server
 import json
 import os
 import pathlib
@@ -11,13 +13,18 @@ import select
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 TAGS = """Speed,INT,,,a,b,c,0,1,0,0,,DM1
 Table,DINT,[0..2],,a,b,c,1,0,0,5,MAIN,
 <i>Odd</i>,BOOL,,,a,b,c,2,1,0,0,,
 Text,STRING,,40,a,b,c,3,1,0,0,,
+<img src=x onerror=window.wasRun=1>,INT,,,a,b,c,4,1,0,0,,
+turned\u202egnp,INT,,,a,b,c,5,1,0,0,,
 """
+# Somebody else's name, which points to this machine for the browser alone.
+EVIL_HOST = "evil.example"
 WAIT_S = 30
 
 
@@ -39,7 +46,7 @@ class Browser:
             os.dup2(spare_out, 4)
 
         arguments = [program, "--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
-                     "--no-first-run", "--disable-extensions", f"--user-data-dir={profile}",
+                     "--no-first-run", "--disable-extensions", f"--host-resolver-rules=MAP {EVIL_HOST} 127.0.0.1", f"--user-data-dir={profile}",
                      "--remote-debugging-pipe", "about:blank"]
         self.process = subprocess.Popen(arguments, preexec_fn=give_pipes, close_fds=False, stdin=subprocess.DEVNULL,
                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
@@ -136,6 +143,10 @@ def use_markup(browser, sim):
     browser.wait_for("document.getElementById('message').textContent", "error: '<u>7</u>' is not an integer")
     expect(browser.evaluate("document.querySelectorAll('#message u').length"), 0, "elements made of what was typed")
 
+    # Scripts in names; a name that turns the reading direction is shown with its number.
+    expect(browser.evaluate("document.querySelectorAll('#rows img').length"), 0, "pictures made of a name")
+    expect(browser.evaluate("document.querySelector('tr[data-name^=turned] td').textContent"), "turned\\u{202e}gnp",
+           "a name with a sign of direction")
     browser.evaluate("const foreign = document.createElement('script'); foreign.textContent = 'window.wasRun = true';"
                      "document.body.append(foreign)")
     expect(browser.evaluate("window.wasRun ?? false"), False, "a script that is none of the page's files was run")
@@ -170,6 +181,97 @@ def use_page(browser, sim, options, tags, port):
     browser.wait_for("document.querySelectorAll('#rows tr').length", 3)
 
 
+class EvilPages(http.server.BaseHTTPRequestHandler):
+    """Pages of a site that the page knows nothing of; `body` is what they hold."""
+    body = ""
+
+    def do_GET(self):  # noqa: N802  (the name that the server calls)
+        content = ("<!doctype html><meta charset=utf-8>" + self.body).encode()
+        self.send_response(200)
+        self.send_header("Content-Type", "text/html; charset=utf-8")
+        self.send_header("Content-Length", str(len(content)))
+        self.end_headers()
+        self.wfile.write(content)
+
+    def log_message(self, *_):
+        pass
+
+
+def evil_address(browser, server, host, body):
+    """Opens a page of somebody else that holds this."""
+    EvilPages.body = body
+    browser.session = None
+    browser.open(f"http://{host}:{server.server_port}/")
+    browser.wait_for("document.readyState", "complete")
+
+
+def expect_unchanged(sim, what):
+    expect(command(sim, "show Speed"), ["Speed = 1234", "ok"], what)
+
+
+def attack_under_other_name(browser, sim, url):
+    """The page's own address under a name that somebody else let point here: not even its script comes."""
+    evil_url = url.replace("127.0.0.1", EVIL_HOST)
+    browser.session = None
+    browser.open(evil_url)
+    browser.wait_for("document.readyState", "complete")
+    expect("is not served under the host name" in browser.evaluate("document.body.textContent"), True, "another name")
+    status = browser.evaluate(f"fetch('{evil_url}command', {{method: 'POST', headers: {{'X-Plc-Sim': '1'}}, "
+                              "body: 'set Speed 1'}).then(answer => answer.status, () => 'refused')")
+    expect(status in (403, "refused"), True, f"a command under another name: {status}")
+    expect_unchanged(sim, "after a command under another name")
+
+
+def attack_from_other_pages(browser, sim, server, url):
+    """Forms, scripts and pictures of a page of another site, and of another port of this machine."""
+    for host in (EVIL_HOST, "127.0.0.1"):
+        evil_address(browser, server, host,
+                     f"<form id=form method=post enctype=text/plain target=frame action='{url}command'>"
+                     "<input name='set Speed 2' value=''></form><iframe name=frame></iframe>")
+        browser.evaluate("new Promise(done => { document.querySelector('iframe').onload = done;"
+                         "document.getElementById('form').submit(); }).then(() => 1)")
+        expect_unchanged(sim, f"after a form of {host}")
+        for headers in ("", "headers: {'X-Plc-Sim': '1'},"):
+            for mode in ("cors", "no-cors"):
+                asked = f"fetch('{url}command', {{method: 'POST', mode: '{mode}', {headers} body: 'set Speed 3'}})"
+                seen = browser.evaluate(asked + ".then(answer => answer.type === 'opaque' ? 'nothing' : answer.text(),"
+                                        "() => 'nothing')")
+                expect(seen, "nothing", f"what {host} sees of its command ({mode})")
+                expect_unchanged(sim, f"after a script of {host} ({mode})")
+        seen = browser.evaluate(f"fetch('{url}state').then(answer => answer.text(), () => 'nothing')")
+        expect(seen, "nothing", f"what {host} reads of the variables")
+        seen = browser.evaluate(f"new Promise(done => {{ const script = document.createElement('script');"
+                                f"script.src = '{url}page.js'; script.onload = () => done('run');"
+                                "script.onerror = () => done('not run'); document.body.append(script); })")
+        expect(seen, "not run", f"the page's script in a page of {host}")
+
+
+def attack_by_frame(browser, server, url):
+    """A page of somebody else around the page: it is not there to be clicked on."""
+    for host in (EVIL_HOST, "127.0.0.1"):
+        evil_address(browser, server, host, "")
+        browser.evaluate("new Promise(done => { const frame = document.createElement('iframe'); frame.onload = done;"
+                         f"frame.src = '{url}'; document.body.append(frame); }}).then(() => 1)")
+        frames = browser.call("Page.getFrameTree")["frameTree"].get("childFrames", [])
+        expect([frame["frame"]["url"] for frame in frames if frame["frame"]["url"].startswith(url)
+                and not frame["frame"].get("unreachableUrl")], [], f"the page in a frame of {host}")
+
+
+def attack_page(browser, sim, url):
+    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), EvilPages)
+    thread = threading.Thread(target=server.serve_forever)
+    thread.start()
+    try:
+        attack_under_other_name(browser, sim, url)
+        attack_from_other_pages(browser, sim, server, url)
+        attack_by_frame(browser, server, url)
+    finally:
+        server.shutdown()
+        thread.join()
+        server.server_close()
+    expect_unchanged(sim, "after everything")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     for name in ("browser", "sim", "host", "library"):
@@ -186,11 +288,12 @@ def main():
         try:
             browser.open(url)
             use_page(browser, sim, options, tags, port)
+            attack_page(browser, sim, url)
         finally:
             browser.end()
             sim.stdin.close()
         expect(sim.wait(WAIT_S), 0, "exit code of plc-sim")
-    print("the page shows, sets and switches what the driver reads")
+    print("the page shows, sets and switches what the driver reads, and nobody else does")
     return 0
 
 
