@@ -288,7 +288,7 @@ class Judge {
     constexpr size_t kMostListed = 5;
     for (size_t i = 0; i < std::min(refused.size(), kMostListed); ++i) {
       const SentName& name = names[refused[i]];
-      listed += (i == 0 ? "" : ", ") + name.name;
+      listed += (i == 0 ? "" : ", ") + plc_sim::shown_name(name.name);
       listed += name.is_local ? " (scope " + std::to_string(name.program) + ")" : " (global)";
     }
     if (refused.size() > kMostListed) listed += " and " + std::to_string(refused.size() - kMostListed) + " more";

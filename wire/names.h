@@ -30,6 +30,10 @@ std::string mark_subscripts(std::string_view name);
 // Takes the '#' of subscripts away again for people.
 std::string strip_subscript_marks(std::string_view name);
 
+// A name from outside as it stands in a message or at the beginning of a line: its hidden characters visible, its
+// colons where they could end the word of a speaker (":\x20") as \x3a, and no more of it than a tag file can declare.
+std::string shown_name(std::string_view name);
+
 // "[#1,#2]"; empty when there are no subscripts.
 std::string subscript_text(const std::vector<int64_t>& subscripts);
 

@@ -138,6 +138,16 @@ TEST(Judgement, ReplyWithoutHandlesForAllNames_CountsThem) {
             Said{"exchange 1 (resolve): handles for 1 of 2 names in the reply"});
 }
 
+TEST(Judgement, NameThatWasRefused_StandsOnOneLineAndIsNoSpeaker) {
+  // "x", a line feed, "!: "
+  const char* forged = "00 00 00 14 FF FF FF EB 00 00 0C 28 00 01 00 00 00 01 00 05 00 78 00 0A 00 21 00 3A 00 20";
+  const char* refused = "00 00 00 04 FF FF FF FB 00 00 0C 28 00 04";
+  const Said said = said_of(Traffic().host(forged).controller(refused));
+  ASSERT_FALSE(said.empty());
+  EXPECT_EQ(said[0],
+            "exchange 1 (resolve): the controller refused x\\n!\\x3a  (global): status 0004 in bytes 12 and 13");
+}
+
 TEST(Judgement, RequestThatTheDriverNeverSends_IsNamed) {
   const char* wrong = "00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 5A 00 00 06 00 01 01 02 00 00";
   EXPECT_EQ(said_of(Traffic().host(wrong).controller(kReadReply)),

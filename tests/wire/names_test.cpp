@@ -25,6 +25,34 @@ TEST(Utf8FromUtf16, LoneSurrogate_BecomesThreeBytes) {
   EXPECT_EQ(utf8_from_utf16(std::u16string{0xD83D, 0xDE00}), "\xF0\x9F\x98\x80");
 }
 
+TEST(ShownName, NameOfAnyScript_StaysAsItIs) {
+  for (const char* name :
+       {"Motor.Speed", "MAIN/Table[3]", "Temp\xC3\xA9rature", "\xE6\xB8\xA9\xE5\xBA\xA6", "A:B", "", " "}) {
+    EXPECT_EQ(shown_name(name), name);
+  }
+}
+
+TEST(ShownName, WhatLooksLikeASpeaker_IsNone) {
+  EXPECT_EQ(shown_name("x\nviolation: connection 1"), "x\\nviolation\\x3a connection 1");
+  EXPECT_EQ(shown_name("violation:"), "violation\\x3a");
+  EXPECT_EQ(shown_name("error:\tx"), "error:\\tx");
+  EXPECT_EQ(shown_name("violation:\xC2\xA0x"), "violation\\x3a\xC2\xA0x");
+  EXPECT_EQ(shown_name("a\rb"), "a\\rb");
+  EXPECT_EQ(shown_name("a\xE2\x80\xA8"
+                       "b\xC2\x85"
+                       "c"),
+            "a\\u{2028}b\\u{85}c");
+  EXPECT_EQ(shown_name("\x1B[2J\xE2\x80\xAE"), "\\x1b[2J\\u{202e}");
+}
+
+TEST(ShownName, EndlessName_IsCutBetweenCharacters) {
+  EXPECT_EQ(shown_name(std::string(512, 'x')), std::string(512, 'x'));
+  EXPECT_EQ(shown_name(std::string(513, 'x')), std::string(512, 'x') + "... (513 bytes)");
+  std::string text(511, 'x');
+  text += "\xC3\xA9";
+  EXPECT_EQ(shown_name(text), std::string(511, 'x') + "... (513 bytes)");
+}
+
 TEST(SplitElementName, SubscriptsAtTheEnd_AreTakenOff) {
   const ElementName name = split_element_name("Line[#2].Grid[#1,#-5,#2147483648]");
   EXPECT_EQ(name.base, "Line[#2].Grid");

@@ -3,17 +3,20 @@
 
 #include <uv.h>
 
+#include <cerrno>
 #include <csignal>
-#include <cstdio>
-#include <fstream>
+#include <cstring>
 #include <memory>
 
 #include "base/files.h"
+#include "base/whole_file.h"
 #include "tools/plc_sim/console/console.h"
 #include "tools/plc_sim/console/line_input.h"
 #include "tools/plc_sim/console/report.h"
 #include "tools/plc_sim/controller/ask_log.h"
 #include "tools/plc_sim/controller/controller.h"
+#include "tools/plc_sim/descriptors.h"
+#include "tools/plc_sim/messages.h"
 #include "tools/plc_sim/page/web_page.h"
 #include "tools/plc_sim/page/web_server.h"
 #include "tools/plc_sim/server/replay.h"
@@ -31,11 +34,9 @@ constexpr int kDone = 0;
 constexpr int kViolationSeen = 1;
 constexpr int kNotStarted = 2;
 
-void print_error(const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); }
-
-void print_output(const std::string& text) {
-  std::fputs(text.c_str(), stdout);
-  std::fflush(stdout);
+// "FILE:LINE: error: REASON"
+void print_problem(const std::string& file, unsigned line, bool is_warning, const std::string& text) {
+  print_error(shown_path(file) + ":" + std::to_string(line) + (is_warning ? ": warning: " : ": error: ") + text);
 }
 
 // False when a tag file cannot be read, or has lines that cannot be declared.
@@ -51,15 +52,13 @@ bool load_tags(const Options& options, VariableStore& store) {
     const TagFile file = read_tag_text(path, bytes.text);
     for (const TagProblem& problem : file.problems) {
       const bool is_warning = problem.is_warning || options.skip_bad_lines;
-      print_error(problem.file + ":" + std::to_string(problem.line) + (is_warning ? ": warning: " : ": error: ") +
-                  problem.text);
+      print_problem(problem.file, problem.line, is_warning, problem.text);
       is_good = is_good && is_warning;
     }
     tags.insert(tags.end(), file.tags.begin(), file.tags.end());
   }
   for (const StoreProblem& problem : store.declare(tags, options.programs, options.directory_order)) {
-    print_error(problem.file + ":" + std::to_string(problem.line) +
-                (options.skip_bad_lines ? ": warning: " : ": error: ") + problem.text);
+    print_problem(problem.file, problem.line, options.skip_bad_lines, problem.text);
     is_good = is_good && options.skip_bad_lines;
   }
   return is_good;
@@ -95,9 +94,11 @@ class Application {
             tally_),
         console_(store, faults_, tally_, make_hooks()),
         page_(store, faults_, tally_, [this](const std::string& line) { return console_.run(line); }),
-        web_(&loop_.loop, [this](const WebRequest& request) { return page_.answer(request); }),
+        web_(
+            &loop_.loop, [this](const WebRequest& request) { return page_.answer(request); }, own_shares().visitors),
         input_(
-            &loop_.loop, [this](const std::string& line) { print_output(console_.run(line)); }, [this] { stop(); }) {
+            &loop_.loop, [this](const std::string& line) { say(console_.run(line)); }, [this] { stop(); }) {
+    server_.limit_connections(own_shares().connections);
     controller_.set_observer([this](const Asked& asked) { log_.add(asked); });
   }
 
@@ -110,16 +111,18 @@ class Application {
       return kNotStarted;
     }
     start_helpers();
-    const std::string port = std::to_string(server_.port());
     // Whoever reads that it listens meets the faults.
     for (const Fault& fault : options_.faults) server_.arm(fault);
-    print_output("listening on " + options_.listen.host + ":" + port + "\n");
-    if (options_.web) print_output("web on http://" + options_.web->host + ":" + std::to_string(web_.port()) + "/\n");
-    if (!options_.ignore_stdin) input_.start();
+    warn_of_remote({options_.listen.host, server_.port()});
+    if (options_.web) warn_of_remote({options_.web->host, web_.port()});
+    say("listening on " + endpoint_text({options_.listen.host, server_.port()}) + "\n");
+    if (options_.web) say("web on http://" + endpoint_text({options_.web->host, web_.port()}) + "/\n");
+    if (!options_.ignore_stdin && !is_stopping_) input_.start();
     uv_run(&loop_.loop, UV_RUN_DEFAULT);
     const bool has_capture = pcap_.close().empty();
     const bool has_report = options_.report.empty() || write_report();
-    return tally_.counts.violations > 0 ? kViolationSeen : has_capture && has_report ? kDone : kNotStarted;
+    if (tally_.counts.violations > 0) return kViolationSeen;
+    return has_capture && has_report && has_output_ ? kDone : kNotStarted;
   }
 
  private:
@@ -134,7 +137,7 @@ class Application {
 
   Console::Hooks make_hooks() {
     Console::Hooks hooks;
-    hooks.arm = [this](const Fault& fault) { server_.arm(fault); };
+    hooks.arm = [this](const Fault& fault) { return server_.arm(fault); };
     hooks.clear_faults = [this] { server_.clear_faults(); };
     hooks.quit = [this] { stop(); };
     hooks.report = [this](const std::string& format) { return make_report(store_, log_, format); };
@@ -145,21 +148,32 @@ class Application {
     return options_.replay.empty() ? controller_.handle(session, frame) : replay_.handle(session, frame);
   }
 
+  // What cannot be printed ends plc-sim. A reader who has seen enough has no need to be told.
+  void say(const std::string& text) {
+    if (!has_output_) return;
+    const int error = print_output(text);
+    if (error == 0) return;
+    has_output_ = error == EPIPE;
+    if (!has_output_) print_error(std::string("plc-sim: cannot write to standard output: ") + std::strerror(error));
+    stop();
+  }
+
+  static void warn_of_remote(const Endpoint& endpoint) {
+    if (is_loopback(endpoint)) return;
+    print_error("plc-sim: warning: " + endpoint_text(endpoint) +
+                " is open to other machines: whoever reaches it reads and sets every variable");
+  }
+
   // Empty when done, else what could not be opened and why.
   std::string open_everything() {
     std::string problem = server_.listen(options_.listen.host, options_.listen.port);
-    if (!problem.empty()) {
-      return "cannot listen on " + options_.listen.host + ":" + std::to_string(options_.listen.port) + ": " + problem;
-    }
+    if (!problem.empty()) return "cannot listen on " + endpoint_text(options_.listen) + ": " + problem;
     if (options_.web) {
       problem = web_.listen(options_.web->host, options_.web->port);
-      if (!problem.empty()) {
-        return "cannot serve the page on " + options_.web->host + ":" + std::to_string(options_.web->port) + ": " +
-               problem;
-      }
+      if (!problem.empty()) return "cannot serve the page on " + endpoint_text(*options_.web) + ": " + problem;
     }
     if (!options_.pcap.empty()) {
-      problem = pcap_.open(options_.pcap, server_.port());
+      problem = pcap_.open(options_.pcap, server_.port(), options_.inputs());
       if (!problem.empty()) return "cannot write " + options_.pcap + ": " + problem;
       pcap_.on_failure(
           [this](const std::string& reason) { print_error("plc-sim: cannot write " + options_.pcap + ": " + reason); });
@@ -168,17 +182,18 @@ class Application {
     return {};
   }
 
+  // Neither over what was read nor over the capture.
   bool write_report() {
     const std::string report = make_report(store_, log_, report_format_for(options_.report));
     if (options_.report == "-") {
-      print_output(report);
-      return true;
+      say(report);
+      return has_output_;
     }
-    std::ofstream file(options_.report, std::ios::binary);
-    file << report;
-    file.close();
-    if (!file) print_error("plc-sim: cannot write " + options_.report);
-    return static_cast<bool>(file);
+    std::vector<std::string> inputs = options_.inputs();
+    if (!options_.pcap.empty()) inputs.push_back(options_.pcap);
+    const std::string problem = plc_base::write_whole_file(options_.report, report, inputs);
+    if (!problem.empty()) print_error("plc-sim: cannot write " + options_.report + ": " + problem);
+    return problem.empty();
   }
 
   void print_finding(const std::string& line) const {
@@ -238,6 +253,7 @@ class Application {
   uint64_t step_ = 0;
   bool has_helpers_ = false;
   bool is_stopping_ = false;
+  bool has_output_ = true;  // false when something could not be printed
 };
 
 }  // namespace
@@ -255,6 +271,8 @@ int run_simulator(const Options& options) {
   }
   // A host that goes away while a reply is being sent must not end the controller.
   std::signal(SIGPIPE, SIG_IGN);
+  // Neither must a file that may not grow.
+  std::signal(SIGXFSZ, SIG_IGN);
   return Application(options, store, std::move(captured)).run();
 }
 

@@ -5,7 +5,11 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <cstring>
+#include <sstream>
 #include <stdexcept>
+
+#include "tools/plc_sim/messages.h"
 
 namespace plc_sim {
 namespace {
@@ -24,7 +28,8 @@ constexpr const char* kFooter =
     "  plc-sim --web 127.0.0.1:8080 --pcap out.pcap --report report.json PLC7F000001_0.csv\n"
     "  plc-sim --replay field.pcap\n"
     "  plc-sim --fault 'delay 200 times=3 on=read' --fault 'cut 13 after=10' PLC7F000001_0.csv\n"
-    "Exit codes: 0 done, 1 the judge saw a violation, 2 wrong usage, bad tag file, no port or no file.";
+    "Exit codes: 0 done, 1 the judge saw a violation, 2 wrong usage, bad tag file, no port, no file, or an\n"
+    "output that cannot be written.";
 
 template <typename Number>
 std::optional<Number> number_in(std::string_view text) {
@@ -44,6 +49,13 @@ Endpoint parse_endpoint(const std::string& text) {
   return {host, *port};
 }
 
+// Whoever gets to the port reads and sets every variable.
+void require_consent(const char* option, const Endpoint& endpoint, bool allows_remote) {
+  if (allows_remote || is_loopback(endpoint)) return;
+  throw std::invalid_argument(std::string(option) + " " + endpoint_text(endpoint) +
+                              " lets other machines in, and there is no password: add --allow-remote if that is meant");
+}
+
 std::pair<std::string, uint8_t> parse_program(const std::string& text) {
   const size_t equals = text.rfind('=');
   const auto number = equals == std::string::npos ? std::nullopt : number_in<uint8_t>(text.substr(equals + 1));
@@ -59,6 +71,7 @@ struct RawOptions {
   std::vector<std::string> programs;
   std::string directory_order = "longest-first";
   std::string web;
+  bool allows_remote = false;
   bool animate = false;
   unsigned animate_ms = kDefaultAnimateMs;
 };
@@ -66,6 +79,7 @@ struct RawOptions {
 void add_options(CLI::App& app, Options& options, RawOptions& raw) {
   app.add_option("TAGFILE", options.tag_files, "tag files, each with its variables");
   app.add_option("--listen", raw.listen, "address and port; port 0 takes a free one")->type_name("HOST:PORT");
+  app.add_flag("--allow-remote", raw.allows_remote, "let --listen and --web take addresses that other machines reach");
   app.add_flag("--sentinel", options.sentinel, "give every element a value of its own");
   app.add_flag("--animate", raw.animate, "move the values");
   app.add_option("--animate-ms", raw.animate_ms, "time between two moves")
@@ -93,7 +107,11 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
 
 void convert(const RawOptions& raw, Options& options) {
   options.listen = parse_endpoint(raw.listen);
-  if (!raw.web.empty()) options.web = parse_endpoint(raw.web);
+  require_consent("--listen", options.listen, raw.allows_remote);
+  if (!raw.web.empty()) {
+    options.web = parse_endpoint(raw.web);
+    require_consent("--web", *options.web, raw.allows_remote);
+  }
   if (options.tag_files.empty() == options.replay.empty()) {
     throw std::invalid_argument("either tag files or --replay are needed, and not both");
   }
@@ -103,7 +121,28 @@ void convert(const RawOptions& raw, Options& options) {
   for (const std::string& text : raw.programs) options.programs.insert(parse_program(text));
 }
 
+// The exit code of a run that prints this alone.
+int say(const std::string& text) {
+  const int error = print_output(text);
+  if (error != 0) print_error(std::string("plc-sim: cannot write to standard output: ") + std::strerror(error));
+  return error == 0 ? 0 : kUsageError;
+}
+
 }  // namespace
+
+std::vector<std::string> Options::inputs() const {
+  std::vector<std::string> paths = tag_files;
+  if (!replay.empty()) paths.push_back(replay);
+  return paths;
+}
+
+std::string endpoint_text(const Endpoint& endpoint) { return endpoint.host + ":" + std::to_string(endpoint.port); }
+
+bool is_loopback(const Endpoint& endpoint) {
+  constexpr uint32_t kLoopbackNet = 127;
+  in_addr address{};
+  return inet_pton(AF_INET, endpoint.host.c_str(), &address) == 1 && ntohl(address.s_addr) >> 24U == kLoopbackNet;
+}
 
 ParsedOptions parse_options(int argc, const char* const* argv) {
   Options options;
@@ -116,9 +155,13 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
     app.parse(argc, argv);
     convert(raw, options);
   } catch (const CLI::ParseError& error) {
-    return {std::nullopt, app.exit(error) == 0 ? 0 : kUsageError};
+    std::ostringstream help;
+    std::ostringstream problem;
+    if (app.exit(error, help, problem) == 0) return {std::nullopt, say(help.str())};
+    print_error(std::string("plc-sim: ") + error.what() + "; --help lists the options");
+    return {std::nullopt, kUsageError};
   } catch (const std::invalid_argument& error) {
-    std::cerr << "plc-sim: " << error.what() << "\n";
+    print_error(std::string("plc-sim: ") + error.what());
     return {std::nullopt, kUsageError};
   }
   return {options, 0};

@@ -32,7 +32,16 @@ struct Options {
   std::string replay;  // capture to answer from; empty for none
   std::string report;  // file to write at the end, "-" for standard output; empty for none
   std::optional<Endpoint> web;
+
+  // Every file that is read.
+  std::vector<std::string> inputs() const;
 };
+
+// "127.0.0.1:8500"
+std::string endpoint_text(const Endpoint& endpoint);
+
+// Whether other machines cannot connect to it.
+bool is_loopback(const Endpoint& endpoint);
 
 // Either options, or the exit code after help or an error was printed.
 struct ParsedOptions {

@@ -84,7 +84,7 @@ class Bench:
         self.failed = 0
         (self.folder / TAG_FILE).write_text(TAGS, encoding="ascii")
         os.chdir(folder)
-        self.sim = Child(CONTROLLER, sim, "--quiet", "--listen", f"{CONTROLLER_ADDRESS}:0", TAG_FILE)
+        self.sim = Child(CONTROLLER, sim, "--quiet", "--allow-remote", "--listen", f"{CONTROLLER_ADDRESS}:0", TAG_FILE)
         self.port = self.sim.line().rsplit(":", 1)[1]
         self.host = Child(PANEL, host, CONTROLLER_ADDRESS, self.port, str(REPLY_WAIT_MS // 1000))
 
@@ -96,7 +96,7 @@ class Bench:
         ip("netns", "delete", CONTROLLER)
         ip("netns", "add", CONTROLLER)
         plug_cable()
-        self.sim = Child(CONTROLLER, self.sim_program, "--quiet", "--listen", f"{CONTROLLER_ADDRESS}:{self.port}",
+        self.sim = Child(CONTROLLER, self.sim_program, "--quiet", "--allow-remote", "--listen", f"{CONTROLLER_ADDRESS}:{self.port}",
                          TAG_FILE)
         self.sim.line()
 

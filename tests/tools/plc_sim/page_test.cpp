@@ -42,7 +42,7 @@ std::string receive_all(const HostSocket& visitor) {
 void send_text(const HostSocket& visitor, const std::string& text) { visitor.send(Bytes(text.begin(), text.end())); }
 
 struct Served {
-  explicit Served(const std::string& web = "127.0.0.1:0") : sim({"--web", web, tags.path()}) {
+  explicit Served(const std::string& web = "127.0.0.1:0") : sim({"--allow-remote", "--web", web, tags.path()}) {
     port = PlcSimProcess::port_in(sim.read_line());
     web_line = sim.read_line();
     web_port = PlcSimProcess::port_in(web_line);
@@ -111,7 +111,11 @@ TEST(Page, EveryAnswer_TellsBrowsersToRunThePageAloneAndKeepNothing) {
   for (const char* what : {"GET /", "GET /state", "GET /nothing", "POST /"}) {
     const Reply reply = served.ask(what);
     EXPECT_THAT(reply.head, HasSubstr("\r\nContent-Security-Policy: default-src 'none'; script-src 'self'; style-src "
-                                      "'self'; connect-src 'self'; frame-ancestors 'none'\r\n"));
+                                      "'self'; connect-src 'self'; base-uri 'none'; form-action 'none'; "
+                                      "frame-ancestors 'none'\r\n"));
+    EXPECT_THAT(reply.head, HasSubstr("\r\nX-Frame-Options: DENY\r\n"));
+    EXPECT_THAT(reply.head, HasSubstr("\r\nCross-Origin-Resource-Policy: same-origin\r\n"));
+    EXPECT_THAT(reply.head, HasSubstr("\r\nReferrer-Policy: no-referrer\r\n"));
     EXPECT_THAT(reply.head, HasSubstr("\r\nX-Content-Type-Options: nosniff\r\n"));
     EXPECT_THAT(reply.head, HasSubstr("\r\nCache-Control: no-store\r\n"));
     EXPECT_THAT(reply.head, HasSubstr("\r\nConnection: close\r\n"));

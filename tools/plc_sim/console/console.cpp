@@ -5,6 +5,8 @@
 #include <stdexcept>
 
 #include "base/json_text.h"
+#include "base/shown_text.h"
+#include "tools/plc_sim/console/line_input.h"
 #include "tools/plc_sim/variables/listing.h"
 #include "tools/plc_sim/variables/values.h"
 #include "wire/names.h"
@@ -25,13 +27,16 @@ std::pair<std::string, std::string> split_first_word(std::string_view line) {
 }  // namespace
 
 std::string Console::run(std::string_view line) {
+  if (line.size() > kMostLineBytes) {
+    return "error: a line has at most " + std::to_string(kMostLineBytes) + " bytes\n";
+  }
   if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
   const auto [command, rest] = split_first_word(line);
   if (command.empty()) return {};
   try {
     return answer(command, rest) + "ok\n";
   } catch (const std::invalid_argument& bad) {
-    return std::string("error: ") + bad.what() + "\n";
+    return "error: " + plc_base::shown_line(bad.what()) + "\n";
   }
 }
 
@@ -74,7 +79,7 @@ std::string Console::show(const std::string& rest) {
     const bool names_variable = mark_subscripts(rest).size() <= variable.tag.name.size() + rest.find('/') + 1;
     if (rest.back() != ']' || names_variable) return list_variable(store_, variable);
   }
-  return strip_subscript_marks(rest) + " = " + value_text(store_.memory(), *element) + "\n";
+  return shown_name(strip_subscript_marks(rest)) + " = " + value_text(store_.memory(), *element) + "\n";
 }
 
 std::string Console::dump(const std::string& rest) const {
@@ -104,8 +109,8 @@ std::string Console::counts(const std::string& rest) const {
 std::string Console::fault(const std::string& rest) {
   if (rest == "clear") {
     hooks_.clear_faults();
-  } else {
-    hooks_.arm(parse_fault(rest));
+  } else if (!hooks_.arm(parse_fault(rest))) {
+    fail(std::to_string(kMostArmedFaults) + " faults are armed, there is no room for more; fault clear disarms them");
   }
   return {};
 }

@@ -15,7 +15,7 @@ namespace plc_sim {
 class Console {
  public:
   struct Hooks {
-    std::function<void(const Fault&)> arm;
+    std::function<bool(const Fault&)> arm;  // false: too many are armed
     std::function<void()> clear_faults;
     std::function<void()> quit;
     std::function<std::string(const std::string& format)> report;  // throws std::invalid_argument

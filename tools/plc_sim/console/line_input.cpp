@@ -1,6 +1,9 @@
 // Standard input as lines.
 #include "tools/plc_sim/console/line_input.h"
 
+#include <algorithm>
+#include <string_view>
+
 namespace plc_sim {
 namespace {
 
@@ -85,20 +88,25 @@ void LineInput::on_file(uv_fs_t* request) {
 }
 
 void LineInput::take(const char* bytes, size_t count) {
-  pending_.append(bytes, count);
-  for (size_t end = pending_.find('\n'); end != std::string::npos && !is_stopped_; end = pending_.find('\n')) {
-    const std::string line = pending_.substr(0, end);
-    pending_.erase(0, end + 1);
-    on_line_(line);
+  std::string_view rest(bytes, count);
+  while (!rest.empty() && !is_stopped_) {
+    const size_t end = rest.find('\n');
+    const size_t room = kMostLineBytes + 1 - pending_.size();
+    pending_.append(rest.substr(0, std::min(end, room)));
+    if (end == std::string_view::npos) return;
+    rest.remove_prefix(end + 1);
+    give_line();
   }
 }
 
+void LineInput::give_line() {
+  const std::string line = std::move(pending_);
+  pending_.clear();
+  on_line_(line);
+}
+
 void LineInput::end() {
-  if (!pending_.empty()) {
-    const std::string line = std::move(pending_);
-    pending_.clear();
-    on_line_(line);
-  }
+  if (!pending_.empty()) give_line();
   on_end_();
 }
 

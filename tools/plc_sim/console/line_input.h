@@ -9,8 +9,11 @@
 
 namespace plc_sim {
 
+constexpr size_t kMostLineBytes = 65536;
+
 class LineInput {
  public:
+  // A line that is longer than kMostLineBytes is given as its beginning, one byte longer than that.
   LineInput(uv_loop_t* loop, std::function<void(const std::string&)> on_line, std::function<void()> on_end);
   LineInput(const LineInput&) = delete;
   LineInput& operator=(const LineInput&) = delete;
@@ -24,6 +27,7 @@ class LineInput {
   static void on_file(uv_fs_t* request);
   void read_file_piece();
   void take(const char* bytes, size_t count);
+  void give_line();
   void end();
 
   union Stream {

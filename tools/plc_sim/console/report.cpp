@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "base/json_text.h"
+#include "base/shown_text.h"
+#include "base/text.h"
 #include "wire/names.h"
 
 namespace plc_sim {
@@ -54,8 +56,10 @@ std::string rate_text(const AskedName& asked) {
   return text.data();
 }
 
+std::string times(uint64_t count) { return plc_base::plural(count, "time"); }
+
 std::string text_report(const VariableStore& store, const AskLog& log) {
-  std::string text = "asked for                                type      asked    read written  per s  outcome\n";
+  std::string text = "  asked for                                type      asked    read written  per s  outcome\n";
   for (const Row& row : rows_of(log)) {
     std::array<char, 160> columns{};
     std::snprintf(columns.data(), columns.size(), " %-8s %7llu %7llu %7llu %6s  %s\n", row.type.c_str(),
@@ -63,14 +67,16 @@ std::string text_report(const VariableStore& store, const AskLog& log) {
                   static_cast<unsigned long long>(row.asked->written), rate_text(*row.asked).c_str(),
                   row.outcome.c_str());
     constexpr size_t kNameWidth = 40;
-    text += row.name + std::string(row.name.size() < kNameWidth ? kNameWidth - row.name.size() : 0, ' ');
+    const std::string name = shown_name(row.name);
+    text += "  " + name + std::string(name.size() < kNameWidth ? kNameWidth - name.size() : 0, ' ');
     text += columns.data();
   }
+  if (log.left_out() > 0) text += "  and names beyond the room for them, asked for " + times(log.left_out()) + "\n";
   text += "\nnever asked for:\n";
-  for (const std::string& name : never_asked(store, log)) text += "  " + name + "\n";
+  for (const std::string& name : never_asked(store, log)) text += "  " + shown_name(name) + "\n";
   text += "\nprograms:\n";
   for (const Program& program : store.directory()) {
-    text += "  " + std::to_string(program.number) + " " + program.name + "\n";
+    text += "  " + std::to_string(program.number) + " " + shown_name(program.name) + "\n";
   }
   return text;
 }
@@ -90,6 +96,7 @@ std::string json_report(const VariableStore& store, const AskLog& log) {
     entry["per_second"] = row.asked->rate_per_second();
     json["asked"].push_back(std::move(entry));
   }
+  json["left_out"] = log.left_out();
   json["never_asked"] = never_asked(store, log);
   json["programs"] = nlohmann::ordered_json::array();
   for (const Program& program : store.directory()) {
@@ -98,22 +105,15 @@ std::string json_report(const VariableStore& store, const AskLog& log) {
   return plc_base::json_text(json, 2) + "\n";
 }
 
-std::string csv_field(const std::string& text) {
-  if (text.find_first_of(",\"\n") == std::string::npos) return text;
-  std::string quoted = "\"";
-  for (const char c : text) quoted += c == '"' ? "\"\"" : std::string(1, c);
-  return quoted + "\"";
-}
-
 std::string csv_report(const VariableStore& store, const AskLog& log) {
   std::string text = "name,tag,type,outcome,asked,read,written,per_second\n";
   for (const Row& row : rows_of(log)) {
-    text += csv_field(row.name) + "," + csv_field(row.tag) + "," + row.type + "," + row.outcome + "," +
-            std::to_string(row.asked->asked()) + "," + std::to_string(row.asked->read) + "," +
+    text += plc_base::shown_csv_cell(row.name) + "," + plc_base::shown_csv_cell(row.tag) + "," + row.type + "," +
+            row.outcome + "," + std::to_string(row.asked->asked()) + "," + std::to_string(row.asked->read) + "," +
             std::to_string(row.asked->written) + "," + rate_text(*row.asked) + "\n";
   }
   for (const std::string& name : never_asked(store, log)) {
-    text += csv_field(name) + "," + csv_field(name) + ",,never,0,0,0,-\n";
+    text += plc_base::shown_csv_cell(name) + "," + plc_base::shown_csv_cell(name) + ",,never,0,0,0,-\n";
   }
   return text;
 }

@@ -2,13 +2,6 @@
 #include "tools/plc_sim/controller/ask_log.h"
 
 namespace plc_sim {
-namespace {
-
-// A host that asks for arbitrary names must not fill the memory.
-constexpr size_t kMaxNames = 200000;
-
-}  // namespace
-
 double AskedName::rate_per_second() const {
   constexpr double kMsPerSecond = 1000;
   return asked() < 2 || last_ms == first_ms
@@ -17,8 +10,16 @@ double AskedName::rate_per_second() const {
 }
 
 void AskLog::add(const Asked& asked) {
-  if (names_.size() >= kMaxNames && names_.count(asked.name) == 0) return;
-  AskedName& name = names_[asked.name];
+  auto known = names_.find(asked.name);
+  if (known == names_.end()) {
+    if (names_.size() >= limits_.names || name_bytes_ + asked.name.size() > limits_.bytes) {
+      ++left_out_;
+      return;
+    }
+    name_bytes_ += asked.name.size();
+    known = names_.emplace(asked.name, AskedName()).first;
+  }
+  AskedName& name = known->second;
   const bool is_resolve = asked.what == Asked::What::kResolved || asked.what == Asked::What::kRefused;
   if (is_resolve) {
     const uint64_t now = now_ms_();

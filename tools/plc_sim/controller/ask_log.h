@@ -25,18 +25,30 @@ struct AskedName {
   double rate_per_second() const;
 };
 
+// A host that asks for arbitrary names must not fill the memory: further ones are counted only.
+struct AskLimits {
+  size_t names = 100000;
+  size_t bytes = size_t{16} << 20U;  // of all names
+};
+
 class AskLog {
  public:
   // `now_ms` counts milliseconds from any start on.
-  explicit AskLog(std::function<uint64_t()> now_ms) : now_ms_(std::move(now_ms)) {}
+  explicit AskLog(std::function<uint64_t()> now_ms, AskLimits limits = {})
+      : now_ms_(std::move(now_ms)), limits_(limits) {}
 
   void add(const Asked& asked);
   // Names as hosts wrote them, each behind its program.
   const std::map<std::string, AskedName>& names() const { return names_; }
+  // How often a name was asked for that is not among them, because there were too many.
+  uint64_t left_out() const { return left_out_; }
 
  private:
   std::function<uint64_t()> now_ms_;
+  AskLimits limits_;
   std::map<std::string, AskedName> names_;
+  size_t name_bytes_ = 0;
+  uint64_t left_out_ = 0;
 };
 
 }  // namespace plc_sim

@@ -75,13 +75,15 @@ ResolvedName Controller::resolve_name(const NameBlock& block, const std::u16stri
   const auto program = block.is_local ? std::optional<uint8_t>(block.program) : std::nullopt;
   const std::string name = utf8_from_utf16(units);
   ResolvedName resolved;
-  resolved.shown = program ? store_.program_text(*program) + "/" + name : name;
+  resolved.name = program ? store_.program_text(*program) + "/" + name : name;
+  resolved.shown = shown_name(resolved.name);
   resolved.element = store_.resolve(program, name);
   const Asked::What what = resolved.element ? Asked::What::kResolved : Asked::What::kRefused;
-  if (observer_) observer_({what, resolved.shown, resolved.element ? &*resolved.element : nullptr});
+  if (observer_) observer_({what, resolved.name, resolved.element ? &*resolved.element : nullptr});
   if (!resolved.element) {
     const std::string other = store_.other_scope_of(program, name);
-    findings.refused.push_back("no variable " + resolved.shown + (other.empty() ? "" : "; there is one " + other));
+    findings.refused.push_back("no variable " + resolved.shown +
+                               (other.empty() ? "" : "; there is one " + shown_name(other)));
     return resolved;
   }
   resolved.handle = handle_of(resolved.element->place);
@@ -230,7 +232,7 @@ uint16_t Controller::serve_bit(Session& session, const Request& request, Finding
 }
 
 void Controller::tell(Asked::What what, const ResolvedName& name) {
-  if (observer_ && name.element) observer_({what, name.shown, &*name.element});
+  if (observer_ && name.element) observer_({what, name.name, &*name.element});
 }
 
 }  // namespace plc_sim

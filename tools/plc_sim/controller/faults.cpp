@@ -276,6 +276,12 @@ Delivery deliver_with(const Fault& fault, Bytes reply) {
   return deliver_whole(std::move(reply));
 }
 
+bool FaultBook::arm(Fault fault) {
+  if (armed_.size() >= kMostArmedFaults) return false;
+  armed_.push_back(std::move(fault));
+  return true;
+}
+
 std::optional<Fault> FaultBook::take(RequestKind kind) {
   for (auto fault = armed_.begin(); fault != armed_.end(); ++fault) {
     if (fault->concerns_accept() || (fault->on && *fault->on != kind)) continue;

@@ -86,10 +86,13 @@ uint16_t refusal_of(const Fault& fault);
 Delivery deliver_whole(Bytes reply);
 Delivery deliver_with(const Fault& fault, Bytes reply);
 
+constexpr size_t kMostArmedFaults = 1000;
+
 // The faults that are armed, in the order in which they were, and the counts of those that happened.
 class FaultBook {
  public:
-  void arm(Fault fault) { armed_.push_back(std::move(fault)); }
+  // False when as many as there is room for are armed already.
+  bool arm(Fault fault);
   void clear() { armed_.clear(); }
   const std::vector<Fault>& armed() const { return armed_; }
 

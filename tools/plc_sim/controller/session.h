@@ -12,7 +12,8 @@
 namespace plc_sim {
 
 struct ResolvedName {
-  std::string shown;               // for messages, with its program
+  std::string name;                // as it travels, behind its program
+  std::string shown;               // the same for messages
   std::optional<Element> element;  // empty for a refused name
   Handle handle;                   // null for a refused name
 };

@@ -4,16 +4,20 @@ const at = id => document.getElementById(id);
 const rows = new Map();
 let faults = [];
 
+// What a browser would obey or hide stands as its number.
+const shown = text => String(text).replace(/[\p{Cc}\p{Cf}\p{Zl}\p{Zp}\p{Cs}\p{Cn}]/gu,
+                                           c => "\\u{" + c.codePointAt(0).toString(16) + "}");
+
 async function command(text) {
   const answer = await fetch("command", {method: "POST", headers: {"X-Plc-Sim": "1"}, body: text});
   const lines = (await answer.text()).trim();
-  at("message").textContent = lines === "ok" ? "" : lines;
+  at("message").textContent = lines === "ok" ? "" : shown(lines);
   refresh();
 }
 
 function cell(row, text) {
   const td = row.insertCell();
-  td.textContent = text;
+  td.textContent = shown(text);
   return td;
 }
 
@@ -27,7 +31,7 @@ function makeRow(name, type) {
   const form = document.createElement("form");
   const input = document.createElement("input");
   input.size = 12;
-  input.setAttribute("aria-label", "new value of " + name);
+  input.setAttribute("aria-label", "new value of " + shown(name));
   form.append(input);
   form.onsubmit = event => {
     event.preventDefault();
@@ -47,7 +51,7 @@ function showRows(elements) {
     if (!rows.has(name)) makeRow(name, type);
     const entry = rows.get(name);
     entry.row.className = entry.text !== null && entry.text !== text ? "changed" : "";
-    if (entry.text !== text) entry.value.textContent = text;
+    if (entry.text !== text) entry.value.textContent = shown(text);
     entry.text = text;
   }
 }

@@ -15,6 +15,13 @@ std::string lower(std::string text) {
   return text;
 }
 
+// A link from another page may lead to this one; what it is made of it asks for itself.
+bool is_asked_by_another(const WebRequest& request) {
+  if (request.origin && *request.origin != "http://" + request.host.value_or("")) return true;
+  const bool is_inside = request.path == "/state" || request.path == "/command";
+  return is_inside && request.fetch_site && *request.fetch_site != "same-origin" && *request.fetch_site != "none";
+}
+
 bool is_own_host(const WebRequest& request, const ServedAt& served_at) {
   const std::string asked = lower(request.host.value_or(""));
   const auto is_asked = [&](const std::string& name) {
@@ -32,7 +39,7 @@ std::optional<WebAnswer> refuse_foreign(const WebRequest& request, const ServedA
   if (!is_own_host(request, served_at)) {
     return plain_answer(kHttpForbidden, "plc-sim: the page is not served under the host name of this request" + advice);
   }
-  if (request.origin && *request.origin != "http://" + request.host.value_or("")) {
+  if (is_asked_by_another(request)) {
     return plain_answer(kHttpForbidden, "plc-sim: pages from elsewhere cannot use this one" + advice);
   }
   return std::nullopt;

@@ -26,6 +26,13 @@ constexpr PageFile kFiles[] = {{"/", "text/html; charset=utf-8", kIndexHtml},
                                {"/page.css", "text/css; charset=utf-8", kPageCss},
                                {"/page.js", "text/javascript; charset=utf-8", kPageJs}};
 
+// The beginning of a value that is longer than anybody reads in a table.
+std::string shortened(const std::string& value) {
+  constexpr size_t kMostBytes = 300;
+  return value.size() <= kMostBytes ? value
+                                    : value.substr(0, kMostBytes) + "... (" + std::to_string(value.size()) + " bytes)";
+}
+
 const PageFile* file_at(const std::string& path) {
   const auto* file =
       std::find_if(std::begin(kFiles), std::end(kFiles), [&](const PageFile& f) { return f.path == path; });
@@ -66,7 +73,7 @@ std::string WebPage::state(const std::string& part) const {
   const Listed listed = list_elements(store_, part, kMaxRows);
   json["elements"] = nlohmann::ordered_json::array();
   for (const ListedElement& element : listed.elements) {
-    json["elements"].push_back({{"name", element.name}, {"type", element.type}, {"text", element.value}});
+    json["elements"].push_back({{"name", element.name}, {"type", element.type}, {"text", shortened(element.value)}});
   }
   json["more"] = listed.has_more;
   const Tally::Counts& counts = tally_.counts;

@@ -14,12 +14,13 @@ constexpr int kHttpTooLarge = 413;
 
 struct WebRequest {
   std::string method;
-  std::string path;                   // without the query
-  std::string query;                  // behind the '?', decoded
-  std::optional<std::string> host;    // the name under which the visitor looked for the page, with its port
-  std::optional<std::string> origin;  // the page that asks; browsers name it
-  std::string reached_at;             // the address of this machine that the visitor connected to
-  bool has_own_header = false;        // the header that only the page's own script sends
+  std::string path;                       // without the query
+  std::string query;                      // behind the '?', decoded
+  std::optional<std::string> host;        // the name under which the visitor looked for the page, with its port
+  std::optional<std::string> origin;      // the page that asks; browsers name it
+  std::optional<std::string> fetch_site;  // how near the page that asks is to this one, as browsers say it
+  std::string reached_at;                 // the address of this machine that the visitor connected to
+  bool has_own_header = false;            // the header that only the page's own script sends
   std::string body;
 };
 

@@ -23,7 +23,8 @@ constexpr size_t kMaxDroppedBytes = 1048576;
 constexpr const char* kOwnHeader = "X-Plc-Sim";
 // Whatever finds its way into the page as markup, only the page's own files are run and asked.
 constexpr const char* kContentSecurityPolicy =
-    "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; frame-ancestors 'none'";
+    "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; base-uri 'none'; form-action 'none'; "
+    "frame-ancestors 'none'";
 
 uv_handle_t* as_handle(uv_poll_t& poll) { return reinterpret_cast<uv_handle_t*>(&poll); }
 uv_handle_t* as_handle(uv_timer_t& timer) { return reinterpret_cast<uv_handle_t*>(&timer); }
@@ -93,6 +94,7 @@ WebRequest make_request(MHD_Connection* connection, const char* path, const char
   request.query = query_of(connection);
   request.host = header(connection, MHD_HTTP_HEADER_HOST);
   request.origin = header(connection, MHD_HTTP_HEADER_ORIGIN);
+  request.fetch_site = header(connection, "Sec-Fetch-Site");
   request.reached_at = reached_address(connection);
   request.has_own_header = header(connection, kOwnHeader).has_value();
   return request;
@@ -110,6 +112,9 @@ MHD_Result send_answer(MHD_Connection* connection, WebAnswer answer) {
   MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
   MHD_add_response_header(response, MHD_HTTP_HEADER_X_CONTENT_TYPE_OPTIONS, "nosniff");
   MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_SECURITY_POLICY, kContentSecurityPolicy);
+  MHD_add_response_header(response, "X-Frame-Options", "DENY");
+  MHD_add_response_header(response, "Cross-Origin-Resource-Policy", "same-origin");
+  MHD_add_response_header(response, "Referrer-Policy", "no-referrer");
   MHD_add_response_header(response, MHD_HTTP_HEADER_CONNECTION, "close");
   if (!answer.allowed_method.empty()) {
     MHD_add_response_header(response, MHD_HTTP_HEADER_ALLOW, answer.allowed_method.c_str());
@@ -137,7 +142,7 @@ std::string WebServer::listen(const std::string& host, uint16_t port) {
                              MHD_OPTION_CONNECTION_LIMIT, limits_.connections, MHD_OPTION_PER_IP_CONNECTION_LIMIT,
                              limits_.connections_per_address, MHD_OPTION_CONNECTION_TIMEOUT, limits_.idle_seconds,
                              MHD_OPTION_CONNECTION_MEMORY_LIMIT, kBytesPerConnection, MHD_OPTION_NOTIFY_COMPLETED,
-                             on_completed, this, MHD_OPTION_END);
+                             on_completed, this, MHD_OPTION_NOTIFY_CONNECTION, on_connection, this, MHD_OPTION_END);
   if (daemon_ == nullptr) {
     close(listener);
     return "no memory or no descriptors for an HTTP server";
@@ -145,7 +150,8 @@ std::string WebServer::listen(const std::string& host, uint16_t port) {
   served_at_ = {host, ntohs(own_address(listener).sin_port)};
   uv_poll_init(loop_, &poll_, MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd);
   uv_timer_init(loop_, &timer_);
-  poll_.data = timer_.data = this;
+  uv_timer_init(loop_, &overdue_timer_);
+  poll_.data = timer_.data = overdue_timer_.data = this;
   uv_poll_start(&poll_, UV_READABLE, [](uv_poll_t* poll, int, int) { static_cast<WebServer*>(poll->data)->run(); });
   return {};
 }
@@ -154,6 +160,7 @@ void WebServer::stop() {
   if (daemon_ == nullptr) return;
   uv_close(as_handle(poll_), nullptr);
   uv_close(as_handle(timer_), nullptr);
+  uv_close(as_handle(overdue_timer_), nullptr);
   MHD_stop_daemon(daemon_);
   daemon_ = nullptr;
 }
@@ -168,6 +175,30 @@ void WebServer::run() {
   } else {
     uv_timer_stop(&timer_);
   }
+}
+
+void WebServer::on_connection(void* self, MHD_Connection* connection, void**, MHD_ConnectionNotificationCode code) {
+  constexpr uint64_t kLookEveryMs = 500;
+  auto* server = static_cast<WebServer*>(self);
+  if (code == MHD_CONNECTION_NOTIFY_CLOSED) {
+    server->visitors_.erase(connection);
+    return;
+  }
+  server->visitors_[connection] = uv_now(server->loop_);
+  const auto look = [](uv_timer_t* timer) { static_cast<WebServer*>(timer->data)->end_overdue(); };
+  if (server->visitors_.size() == 1) uv_timer_start(&server->overdue_timer_, look, kLookEveryMs, kLookEveryMs);
+}
+
+// Who sends or takes a byte now and then is never silent, and holds a place all the same.
+void WebServer::end_overdue() {
+  constexpr uint64_t kMsPerSecond = 1000;
+  const uint64_t now = uv_now(loop_);
+  for (const auto& [visitor, since] : visitors_) {
+    if (now - since < limits_.whole_seconds * kMsPerSecond) continue;
+    shutdown(MHD_get_connection_info(visitor, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd, SHUT_RDWR);
+  }
+  run();
+  if (visitors_.empty()) uv_timer_stop(&overdue_timer_);
 }
 
 // Called with the head of a request, then with each piece of its body, then at its end.

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 
 #include "tools/plc_sim/page/visitor_check.h"
@@ -18,6 +19,7 @@ struct WebLimits {
   unsigned connections = 64;
   unsigned connections_per_address = 32;  // further ones are closed as they come
   unsigned idle_seconds = 10;
+  unsigned whole_seconds = 30;  // from the connect to the end of the answer, however steadily bytes come
 };
 
 class WebServer {
@@ -37,9 +39,12 @@ class WebServer {
 
   static MHD_Result on_request(void* self, MHD_Connection* connection, const char* path, const char* method,
                                const char* version, const char* data, size_t* size, void** visit);
+  static void on_connection(void* self, MHD_Connection* connection, void** visitor,
+                            MHD_ConnectionNotificationCode code);
   static void on_completed(void* self, MHD_Connection* connection, void** visit, MHD_RequestTerminationCode code);
   WebAnswer answer_to(const Visit& visit) const;
   void run();
+  void end_overdue();
 
   uv_loop_t* loop_;
   std::function<WebAnswer(const WebRequest&)> answer_;
@@ -48,6 +53,8 @@ class WebServer {
   MHD_Daemon* daemon_ = nullptr;
   uv_poll_t poll_{};
   uv_timer_t timer_{};
+  uv_timer_t overdue_timer_{};
+  std::map<MHD_Connection*, uint64_t> visitors_;  // when each of them connected, on the loop's clock
 };
 
 }  // namespace plc_sim

@@ -3,6 +3,7 @@
 // A host sends one request and waits for its reply: bytes behind the end of a request are violations and dropped, and
 // so is a request while nothing of the reply to the last one has left. Once a fault has torn a reply into pieces or
 // added bytes to it, hosts run ahead: replies to further requests then wait behind the pieces that are still to come.
+// A host that does not take its replies is not read any further, so that they cannot fill the memory.
 #include "tools/plc_sim/server/connection.h"
 
 #include <netinet/in.h>
@@ -39,6 +40,7 @@ Connection::Connection(uv_loop_t* loop, int descriptor, unsigned number, const C
   uv_timer_init(loop, &piece_timer_);
   tcp_.data = quiet_timer_.data = piece_timer_.data = this;
   open_handles_ = 3;
+  last_heard_ms_ = uv_now(loop);
   events_.opened(*this);
   uv_read_start(as_stream(tcp_), on_allocate, on_read);
 }
@@ -58,6 +60,7 @@ void Connection::on_read(uv_stream_t* stream, ssize_t count, const uv_buf_t* buf
     self->close();
     return;
   }
+  self->last_heard_ms_ = uv_now(self->tcp_.loop);
   self->received_.insert(self->received_.end(), buffer->base, buffer->base + count);
   self->take_requests(false);
 }
@@ -66,14 +69,35 @@ void Connection::on_quiet(uv_timer_t* timer) { static_cast<Connection*>(timer->d
 
 void Connection::take_requests(bool is_quiet) {
   uv_timer_stop(&quiet_timer_);
-  while (!received_.empty() && !is_closing_) {
+  while (!received_.empty() && !is_closing_ && is_reading_) {
     const FrameEnd end = find_frame_end(received_, is_quiet);
     if (!end.is_complete) {
       uv_timer_start(&quiet_timer_, on_quiet, kQuietMs, 0);
       return;
     }
     take_request(end.bytes);
+    stop_reading_when_full();
   }
+}
+
+// A piece costs more than its bytes, which are few where a reply leaves byte by byte.
+size_t Connection::waiting_bytes() const {
+  size_t bytes = uv_stream_get_write_queue_size(reinterpret_cast<const uv_stream_t*>(&tcp_));
+  for (const Delivery::Piece& piece : pieces_) bytes += sizeof piece + piece.bytes.size();
+  return bytes;
+}
+
+void Connection::stop_reading_when_full() {
+  if (is_closing_ || waiting_bytes() <= kMostWaitingBytes) return;
+  is_reading_ = false;
+  uv_read_stop(as_stream(tcp_));
+}
+
+void Connection::read_again() {
+  if (is_reading_ || is_closing_ || waiting_bytes() > kMostWaitingBytes) return;
+  is_reading_ = true;
+  uv_read_start(as_stream(tcp_), on_allocate, on_read);
+  take_requests(false);
 }
 
 void Connection::take_request(size_t bytes) {
@@ -108,6 +132,7 @@ void Connection::on_piece_due(uv_timer_t* timer) {
   auto* self = static_cast<Connection*>(timer->data);
   self->pieces_.front().wait_ms = 0;
   self->send_due_pieces();
+  self->read_again();
 }
 
 void Connection::send_due_pieces() {
@@ -135,11 +160,23 @@ void Connection::send(Bytes bytes) {
   const int written = uv_try_write(as_stream(tcp_), &buffer, 1);
   const size_t done = written > 0 ? static_cast<size_t>(written) : 0;
   if (done == bytes.size()) return;
-  auto* write = new Write{{}, Bytes(bytes.begin() + static_cast<std::ptrdiff_t>(done), bytes.end())};
+  auto* write = new Write{{}, Bytes(bytes.begin() + static_cast<std::ptrdiff_t>(done), bytes.end()), this};
   write->request.data = write;
   buffer = uv_buf_init(reinterpret_cast<char*>(write->bytes.data()), static_cast<unsigned>(write->bytes.size()));
-  const auto on_written = [](uv_write_t* request, int) { delete static_cast<Write*>(request->data); };
   if (uv_write(&write->request, as_stream(tcp_), &buffer, 1, on_written) != 0) delete write;
+}
+
+// Nobody is left who could take the rest when it cannot be written. The handles outlive their writes.
+void Connection::on_written(uv_write_t* request, int status) {
+  auto* write = static_cast<Write*>(request->data);
+  Connection* self = write->connection;
+  delete write;
+  if (status < 0) {
+    self->close();
+    return;
+  }
+  self->last_heard_ms_ = uv_now(self->tcp_.loop);
+  self->read_again();
 }
 
 void Connection::close_timers() {

@@ -61,7 +61,9 @@ std::string Listener::open(const std::string& host, uint16_t port) {
   port_ = local_port(descriptor);
   poll_ = new uv_poll_t;
   uv_poll_init(loop_, poll_, descriptor);
-  poll_->data = this;
+  retry_ = new uv_timer_t;
+  uv_timer_init(loop_, retry_);
+  poll_->data = retry_->data = this;
   uv_poll_start(poll_, UV_READABLE, on_readable);
   return {};
 }
@@ -72,8 +74,11 @@ void Listener::close() {
   uv_poll_stop(poll_);
   uv_close(reinterpret_cast<uv_handle_t*>(poll_),
            [](uv_handle_t* handle) { delete reinterpret_cast<uv_poll_t*>(handle); });
+  uv_close(reinterpret_cast<uv_handle_t*>(retry_),
+           [](uv_handle_t* handle) { delete reinterpret_cast<uv_timer_t*>(handle); });
   ::close(descriptor_);
   poll_ = nullptr;
+  retry_ = nullptr;
   descriptor_ = -1;
 }
 
@@ -86,13 +91,28 @@ void Listener::on_readable(uv_poll_t* handle, int status, int) {
 void Listener::accept_all() {
   for (;;) {
     const int descriptor = accept4(descriptor_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (descriptor < 0) return;
+    if (descriptor < 0) {
+      const bool is_short = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
+      if (is_short) wait_for_descriptors();
+      return;
+    }
     if (is_own(descriptor)) {
       ::close(descriptor);
     } else {
       on_accept_(descriptor);
     }
   }
+}
+
+// Without one to give, who waits cannot be taken, and the socket would stay readable without an end.
+void Listener::wait_for_descriptors() {
+  constexpr uint64_t kRetryMs = 100;
+  uv_poll_stop(poll_);
+  const auto retry = [](uv_timer_t* timer) {
+    auto* self = static_cast<Listener*>(timer->data);
+    uv_poll_start(self->poll_, UV_READABLE, on_readable);
+  };
+  uv_timer_start(retry_, retry, kRetryMs, 0);
 }
 
 bool Listener::is_own(int descriptor) const {
@@ -104,6 +124,7 @@ bool Listener::is_own(int descriptor) const {
 
 bool Listener::hold() {
   if (descriptor_ < 0) return false;
+  uv_timer_stop(retry_);
   uv_poll_stop(poll_);
   listen(descriptor_, 0);
   const sockaddr_in address = address_of(host_, port_);

@@ -34,12 +34,14 @@ class Listener {
  private:
   static void on_readable(uv_poll_t* handle, int status, int events);
   void accept_all();
+  void wait_for_descriptors();
   bool is_own(int descriptor) const;
   void close_own();
 
   uv_loop_t* loop_;
   std::function<void(int)> on_accept_;
   uv_poll_t* poll_ = nullptr;
+  uv_timer_t* retry_ = nullptr;
   int descriptor_ = -1;
   std::string host_;
   uint16_t port_ = 0;

@@ -1,7 +1,10 @@
 // The network side of the controller.
 #include "tools/plc_sim/server/server.h"
 
+#include <algorithm>
+
 namespace plc_sim {
+
 Server::Server(uv_loop_t* loop, Answerer answerer, FaultBook& faults, Tally& tally)
     : loop_(loop),
       answerer_(std::move(answerer)),
@@ -39,7 +42,27 @@ ConnectionEvents Server::make_events() {
   return events;
 }
 
-void Server::accept(int descriptor) { connections_.insert(new Connection(loop_, descriptor, next_number_++, events_)); }
+void Server::accept(int descriptor) {
+  make_room();
+  connections_.insert(new Connection(loop_, descriptor, next_number_++, events_));
+}
+
+// Whoever leaves connections behind must not keep others from the port.
+void Server::make_room() {
+  std::vector<Connection*> open;
+  std::copy_if(connections_.begin(), connections_.end(), std::back_inserter(open),
+               [](const Connection* connection) { return connection->is_open(); });
+  if (open.size() < most_connections_) return;
+  Connection* silent = *std::min_element(open.begin(), open.end(), [](const Connection* a, const Connection* b) {
+    return a->last_heard_ms() != b->last_heard_ms() ? a->last_heard_ms() < b->last_heard_ms()
+                                                    : a->session_number() < b->session_number();
+  });
+  Findings findings;
+  findings.notes.push_back("more than " + std::to_string(most_connections_) +
+                           " connections at a time: the one that was silent for longest is closed");
+  tally_.add("connection " + std::to_string(silent->session_number()), findings);
+  silent->close();
+}
 
 Delivery Server::on_request(Connection& connection, const Bytes& frame) {
   if (observer_ != nullptr) observer_->received(connection.session().number, frame);
@@ -57,7 +80,7 @@ Delivery Server::on_request(Connection& connection, const Bytes& frame) {
   return deliver_whole(std::move(answer.reply));
 }
 
-void Server::arm(const Fault& fault) {
+bool Server::arm(const Fault& fault) {
   const unsigned wait_ms = fault.arguments.empty() ? 0 : fault.arguments[0];
   switch (fault.kind) {
     case FaultKind::kSlowAccept:
@@ -70,10 +93,10 @@ void Server::arm(const Fault& fault) {
       faults_.count(fault.kind);
       break;
     default:
-      faults_.arm(fault);
-      return;
+      return faults_.arm(fault);
   }
   if (wait_ms > 0) recover_after(wait_ms);
+  return true;
 }
 
 void Server::recover_after(unsigned wait_ms) {

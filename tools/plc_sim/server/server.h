@@ -17,19 +17,24 @@
 
 namespace plc_sim {
 
+constexpr size_t kMostConnections = 256;  // hosts of a machine are a few
+
 class Server {
  public:
   using Answerer = std::function<Answer(Session&, const Bytes&)>;
 
   Server(uv_loop_t* loop, Answerer answerer, FaultBook& faults, Tally& tally);
 
+  // When more connect, the connection that was silent for longest is closed.
+  void limit_connections(size_t most) { most_connections_ = most; }
+
   // Empty when listening, else what went wrong.
   std::string listen(const std::string& host, uint16_t port) { return listener_.open(host, port); }
   uint16_t port() const { return listener_.port(); }
   void set_observer(TrafficObserver* observer) { observer_ = observer; }
 
-  // Arms the fault; those of the backlog happen at once.
-  void arm(const Fault& fault);
+  // Arms the fault; those of the backlog happen at once. False when too many are armed.
+  bool arm(const Fault& fault);
   void clear_faults();
 
   // Closes everything that would keep the loop running.
@@ -39,6 +44,7 @@ class Server {
   Delivery on_request(Connection& connection, const Bytes& frame);
   ConnectionEvents make_events();
   void accept(int descriptor);
+  void make_room();
   void recover_after(unsigned wait_ms);
   void recover();
 
@@ -52,6 +58,7 @@ class Server {
   TrafficObserver* observer_ = nullptr;
   std::set<Connection*> connections_;
   unsigned next_number_ = 1;
+  size_t most_connections_ = kMostConnections;
 };
 
 }  // namespace plc_sim

@@ -19,14 +19,29 @@ std::string subscripts_of(const Variable& variable, uint32_t index) {
   return variable.wire_name_of(index).substr(variable.tag.name.size());
 }
 
+// Until visit has seen enough and returns false.
 template <typename Visit>
-void for_each_element(const VariableStore& store, Variable& variable, Visit visit) {
+void visit_elements(const VariableStore& store, Variable& variable, Visit visit) {
   for (uint32_t i = 0; i < variable.elements; ++i) {
-    visit(subscripts_of(variable, i), Element{&variable, store.element_place(variable, i), i, 0});
+    if (!visit(subscripts_of(variable, i), Element{&variable, store.element_place(variable, i), i, 0})) return;
   }
   for (const auto& [subscripts, place] : variable.outside) {
-    visit(subscript_text(subscripts), Element{&variable, place, std::nullopt, 0});
+    if (!visit(subscript_text(subscripts), Element{&variable, place, std::nullopt, 0})) return;
   }
+}
+
+template <typename Visit>
+void for_each_element(const VariableStore& store, Variable& variable, Visit visit) {
+  visit_elements(store, variable, [&](const std::string& subscripts, const Element& element) {
+    visit(subscripts, element);
+    return true;
+  });
+}
+
+// Whether the part can be in the name of an element; what is in no subscript is in the name of all of them or none.
+bool may_contain(const Variable& variable, const std::string& part) {
+  const bool may_be_subscript = variable.is_array() && part.find_first_of("[],-0123456789") != std::string::npos;
+  return may_be_subscript || variable.qualified_name().find(part) != std::string::npos;
 }
 
 void append_words(std::string& out, unsigned bank, const char* part, const Memory::Words& words) {
@@ -53,22 +68,26 @@ std::string list_variable(const VariableStore& store, const Variable& variable) 
   std::string out;
   // Elements carry their variable as something that can be changed; a listing changes none.
   for_each_element(store, const_cast<Variable&>(variable), [&](const std::string& subscripts, const Element& element) {
-    out += element_text(variable, subscripts) + " = " + value_text(store.memory(), element) + "\n";
+    out += shown_name(element_text(variable, subscripts)) + " = " + value_text(store.memory(), element) + "\n";
   });
   return out;
 }
 
 Listed list_elements(const VariableStore& store, const std::string& part, size_t limit) {
+  constexpr size_t kMostExamined = 100000;  // names made for one answer: whoever searches holds up nobody
   Listed listed;
+  size_t examined = 0;
   for (const auto& variable : store.variables()) {
     if (listed.has_more) break;
-    for_each_element(store, *variable, [&](const std::string& subscripts, const Element& element) {
+    if (!may_contain(*variable, part)) continue;
+    visit_elements(store, *variable, [&](const std::string& subscripts, const Element& element) {
       const std::string name = element_text(*variable, subscripts);
-      if (name.find(part) == std::string::npos) return;
-      listed.has_more = listed.elements.size() >= limit;
-      if (!listed.has_more) {
+      const bool is_wanted = name.find(part) != std::string::npos;
+      listed.has_more = ++examined > kMostExamined || (is_wanted && listed.elements.size() >= limit);
+      if (is_wanted && !listed.has_more) {
         listed.elements.push_back({name, variable->tag.type->name, value_text(store.memory(), element)});
       }
+      return !listed.has_more;
     });
   }
   return listed;

@@ -29,7 +29,7 @@ struct Listed {
   bool has_more = false;
 };
 
-// The first `limit` elements whose name contains `part`, values as text.
+// The first `limit` elements whose name contains `part`, values as text; of the first 100000 elements that may.
 Listed list_elements(const VariableStore& store, const std::string& part, size_t limit);
 
 // Text "MAIN/Table[3]" of an element; subscripts as declared or as named outside the bounds.

@@ -195,6 +195,7 @@ std::optional<Element> VariableStore::resolve_array(Variable& variable, const st
 std::optional<Element> VariableStore::resolve_outside(Variable& variable, const std::vector<int64_t>& subscripts) {
   const auto known = variable.outside.find(subscripts);
   if (known != variable.outside.end()) return Element{&variable, known->second, std::nullopt, 0};
+  if (outside_elements_ >= kMostOutsideElements) return std::nullopt;
   const uint8_t device = variable.tag.device;
   std::optional<Place> place;
   if (variable.is_flag()) {
@@ -206,6 +207,7 @@ std::optional<Element> VariableStore::resolve_outside(Variable& variable, const 
   }
   if (!place) return std::nullopt;
   variable.outside.emplace(subscripts, *place);
+  ++outside_elements_;
   const Element element{&variable, *place, std::nullopt, 0};
   if (fill_new_elements_) set_sentinel(memory_, element, next_serial_);
   ++next_serial_;

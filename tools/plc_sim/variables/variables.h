@@ -20,13 +20,17 @@ struct StoreProblem {
   std::string text;
 };
 
+// A host that names elements without end must not fill the memory.
+constexpr size_t kMostOutsideElements = 100000;
+
 class VariableStore {
  public:
   // Numbers given here win over those in the tag files.
   std::vector<StoreProblem> declare(const std::vector<TagDeclaration>& tags,
                                     const std::map<std::string, uint8_t>& program_numbers, DirectoryOrder order);
 
-  // The name as it travels; a local one with its program's number. Allocates elements outside the declared bounds.
+  // The name as it travels; a local one with its program's number. Allocates elements outside the declared bounds, so
+  // many in all; further ones are refused.
   std::optional<Element> resolve(std::optional<uint8_t> program, const std::string& wire_name);
 
   // The name as people write it, "MAIN/Speed" for a local variable; a bare name may be any program's when only one
@@ -79,6 +83,7 @@ class VariableStore {
   Memory memory_;
   uint32_t next_serial_ = 0;
   bool fill_new_elements_ = false;
+  size_t outside_elements_ = 0;
 };
 
 }  // namespace plc_sim
