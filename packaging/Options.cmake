@@ -1,5 +1,7 @@
 # Options of builds that are packaged; included before the targets are declared.
 set(PLC_DEBIAN_ARCHITECTURE "" CACHE STRING "Architecture of the Debian packages")
+set(PLC_PACKAGE_CONTACT "the plc_driver authors <plc-driver@localhost>" CACHE STRING
+    "Maintainer of the Debian packages: whom their users write to")
 option(PLC_PORTABLE_TOOLS "Packaged tools: at run time only the C library, libpcap and libmicrohttpd" OFF)
 if(PLC_PORTABLE_TOOLS)
   set(PLC_LIBUV_MODULE libuv-static CACHE STRING "pkg-config module of libuv")

@@ -4,7 +4,7 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME plc-driver)
 set(CPACK_PACKAGE_VENDOR "the plc_driver authors")
-set(CPACK_PACKAGE_CONTACT "the plc_driver authors <plc-driver@localhost>")
+set(CPACK_PACKAGE_CONTACT "${PLC_PACKAGE_CONTACT}")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL runtime dev tools)

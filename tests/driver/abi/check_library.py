@@ -8,14 +8,12 @@ import subprocess
 import sys
 
 FOLDER = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(FOLDER.parent.parent.parent / "packaging"))
+from check_hardening import dynamic_entries, readelf, segment_problems  # noqa: E402
 SONAME = "libplc_driver.so.1"
 # Panels with a C library of 2012 load the driver.
 NEWEST_GLIBC = (2, 17)
 VERSION_NODES = ("PLC_DRIVER_1", "PLC_DRIVER_1_1", "PLC_DRIVER_PRIVATE")
-
-
-def readelf(*arguments):
-    return subprocess.run(["readelf", "-W", *arguments], check=True, text=True, stdout=subprocess.PIPE).stdout
 
 
 def dynamic_symbols(library):
@@ -41,10 +39,6 @@ def check_exports(library):
            [f"not in exports.txt: {line}" for line in sorted(found - expected)]
 
 
-def dynamic_entries(library, tag):
-    return re.findall(rf"\({tag}\)\s+(.*)", readelf("-d", library))
-
-
 def check_soname(library):
     """The library's own name carries its ABI version."""
     found = dynamic_entries(library, "SONAME")
@@ -58,27 +52,11 @@ def check_needed(library):
 
 
 def check_hardening(library):
-    """Relocations are read-only and bound at load, no stack or text is both writable and executable."""
-    problems = []
-    headers = readelf("-l", library)
-    if "GNU_RELRO" not in headers:
-        problems.append("no RELRO segment")
-    if not any("NOW" in flags for flags in dynamic_entries(library, "FLAGS") + dynamic_entries(library, "FLAGS_1")):
-        problems.append("symbols are not bound at load")
+    """What programs promise holds for the library, and a host cannot capture its calls."""
+    problems = list(segment_problems(library))
     if not any("SYMBOLIC" in flags for flags in dynamic_entries(library, "FLAGS")) and \
             not dynamic_entries(library, "SYMBOLIC"):
         problems.append("the library's own calls can be captured by a host")
-    stack = re.search(r"GNU_STACK.*", headers)
-    if stack is None or "E" in stack[0].split()[-2]:
-        problems.append("the stack would be executable")
-    if dynamic_entries(library, "TEXTREL"):
-        problems.append("the text would be written at load")
-    if any(re.search(r"\sRWE\s", line) for line in headers.split("\n") if "LOAD" in line):
-        problems.append("a segment is writable and executable")
-    if not any(name.startswith("__stack_chk_fail") for _, _, defined, name in dynamic_symbols(library) if not defined):
-        problems.append("no stack protector")
-    if dynamic_entries(library, "RPATH") or dynamic_entries(library, "RUNPATH"):
-        problems.append("the library names folders of the machine that built it")
     return problems
 
 

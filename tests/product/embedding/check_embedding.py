@@ -11,7 +11,7 @@ CHECK is one of:
   flags          the user's flags stay as they are, and what is installed is optimised in every build type
   options        what is asked for and cannot be built ends the configuration
   musl           with musl's headers and C library: without warnings, and the hosts in C do what they do elsewhere
-  packages       scripts/package replaces its own files in a folder, and touches no others
+  packages       scripts/package replaces its own files in a folder, touches no others, and signs their checksums
   scripts        every script answers --help, and does nothing else then
 
 --cmake and --toolchain take another CMake, and other compilers, for subdirectory, fetch and package.
@@ -24,6 +24,7 @@ import re
 import shutil
 import subprocess
 import sys
+import tempfile
 
 sys.dont_write_bytecode = True
 from compiler_root import command_in_root, make_root  # noqa: E402
@@ -330,6 +331,7 @@ def check_packages(_builder, work):
     own = [f"libplc-driver1_{VERSION}_amd64.deb", f"libplc-driver-dev_{VERSION}_amd64.deb",
            f"plc-tools_{VERSION}_amd64.deb", f"plc_driver-{VERSION}-linux-amd64.tar.gz"]
     earlier = ["libplc-driver1_0.9.0_amd64.deb", "plc_driver-0.9.0-linux-armhf.tar.gz"]
+    (output / "SHA256SUMS.asc").write_text("old\n", encoding="utf-8")
     strange = ["firefox_1.0_amd64.deb", "backup.tar.gz", "libplc-driver1_0.8.0_amd64.deb", "notes.txt", "stage/kept"]
     for name in (*own, *earlier, *strange):
         (output / name).parent.mkdir(exist_ok=True)
@@ -337,14 +339,39 @@ def check_packages(_builder, work):
     listed = "".join(f"{'0' * 64}  {name}\n" for name in (*own, *earlier))
     foreign = f"{'1' * 64}  backup.tar.gz\n"
     (output / "SHA256SUMS").write_text(listed + foreign, encoding="utf-8")
-    run([project / "scripts/package", "--only", "amd64", "output"], cwd=work,
-        env={**os.environ, "PATH": f"{tools}:{os.environ['PATH']}"})
+    settings = {**os.environ, "PATH": f"{tools}:{os.environ['PATH']}"}
+    run([project / "scripts/package", "--only", "amd64", "output"], cwd=work, env=settings)
     demand(installed_files(output) == sorted([*own, *strange, "SHA256SUMS"]), f"there are: {installed_files(output)}")
     for name in strange:
         demand((output / name).read_text(encoding="utf-8") == "old\n", f"{name} is another file now")
     sums = (output / "SHA256SUMS").read_text(encoding="utf-8").split("\n")
     demand(sums[0] + "\n" == foreign and [line[66:] for line in sums[1:-1]] == own, f"the list: {sums}")
     demand(not any(line.startswith("0" * 64) for line in sums), f"sums of old files: {sums}")
+    check_signature(project, work, settings)
+
+
+def check_signature(project, work, settings):
+    """Signed with a key of this test, which nobody else has."""
+    with tempfile.TemporaryDirectory(prefix="plc_gpg_") as home:  # gpg's sockets want a short path
+        settings = {**settings, "GNUPGHOME": home}
+        gpg = ["gpg", "--batch", "--quiet", "--passphrase", "", "--pinentry-mode", "loopback"]
+        run([*gpg, "--quick-generate-key", "release@example.invalid", "ed25519", "sign", "never"], env=settings)
+        try:
+            package = [project / "scripts/package", "--only", "amd64", "--sign"]
+            for key, folder, message in (("nobody@example.invalid", "signed", "gpg has no secret key"),
+                                         ("release@example.invalid", "output", "SHA256SUMS names other files too")):
+                code, said = attempt([*package, key, folder], cwd=work, env=settings)
+                demand(code == 1 and message in said, f"{key} in {folder}: exit code {code}\n{said}")
+            signed = work / "signed"
+            run([*package, "release@example.invalid", signed], cwd=work, env=settings)
+            verify = [*gpg, "--verify", "SHA256SUMS.asc", "SHA256SUMS"]
+            run(verify, cwd=signed, env=settings)
+            run(["sha256sum", "--check", "--strict", "SHA256SUMS"], cwd=signed)
+            with (signed / "SHA256SUMS").open("a", encoding="utf-8") as sums:
+                sums.write(f"{'2' * 64}  more.deb\n")
+            demand(attempt(verify, cwd=signed, env=settings)[0] != 0, "a changed list is taken for the signed one")
+        finally:
+            attempt(["gpgconf", "--kill", "all"], env=settings)
 
 
 def check_scripts(_builder, work):
