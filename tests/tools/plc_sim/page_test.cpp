@@ -225,6 +225,36 @@ TEST(Page, OtherPagesOfTheSameBrowser_CannotAsk) {
   EXPECT_EQ(served.sim.command("show D"), "D = 1\n");
 }
 
+// A name that somebody lets point here, with the header that only the page sends: the browser of a visitor of that name
+// would send both.
+TEST(Page, CommandUnderTheNameOfSomebodyElse_ChangesNothing) {
+  Served served;
+  for (const std::string& name : {std::string("evil.example"), "evil.example:" + std::to_string(served.web_port)}) {
+    const Reply reply = served.browse("POST /command HTTP/1.1\r\nHost: " + name + "\r\nOrigin: http://" + name +
+                                      "\r\nX-Plc-Sim: 1\r\nContent-Length: 7\r\n\r\nset D 9");
+    EXPECT_THAT(reply.head, StartsWith("HTTP/1.1 403 Forbidden\r\n"));
+    EXPECT_EQ(reply.body, "plc-sim: the page is not served under the host name of this request; open http://" +
+                              served.host + "/ instead\n");
+  }
+  EXPECT_EQ(served.sim.command("show D"), "D = 0\n");
+}
+
+TEST(Page, RequestsOfOtherSites_AreRefusedByWhatTheBrowserSaysOfThem) {
+  Served served;
+  for (const char* site : {"cross-site", "same-site", ""}) {
+    const std::string header = std::string("Sec-Fetch-Site: ") + site + "\r\n";
+    EXPECT_THAT(served.ask("GET /state", header).head, StartsWith("HTTP/1.1 403 ")) << site;
+    EXPECT_THAT(served.command("set D 9", "X-Plc-Sim: 1\r\n" + header).head, StartsWith("HTTP/1.1 403 ")) << site;
+    // A link may lead to the page.
+    EXPECT_THAT(served.ask("GET /", header).head, StartsWith("HTTP/1.1 200 ")) << site;
+  }
+  for (const char* site : {"same-origin", "none"}) {
+    const std::string header = std::string("Sec-Fetch-Site: ") + site + "\r\n";
+    EXPECT_THAT(served.ask("GET /state", header).head, StartsWith("HTTP/1.1 200 ")) << site;
+  }
+  EXPECT_EQ(served.sim.command("show D"), "D = 0\n");
+}
+
 TEST(Page, ServedOnAllAddresses_AnswersAtTheOneThatWasReached) {
   const Served served("0.0.0.0:0");
   EXPECT_EQ(served.web_line, "web on http://0.0.0.0:" + std::to_string(served.web_port) + "/");

@@ -17,9 +17,9 @@ using test::HostSocket;
 // A server on a loop of its own, which runs as long as a test waits.
 class Bound {
  public:
-  explicit Bound(WebLimits limits)
+  explicit Bound(WebLimits limits, const std::string& body = "hello\n")
       : server_(
-            &loop_, [](const WebRequest&) { return plain_answer(200, "hello\n"); }, limits) {
+            &loop_, [body](const WebRequest&) { return plain_answer(200, body); }, limits) {
     uv_loop_init(&loop_);
     uv_timer_init(&loop_, &end_);
     end_.data = this;
@@ -45,9 +45,11 @@ class Bound {
     return "GET / HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server_.port()) + "\r\n\r\n";
   }
   // What the visitor gets until its connection ends, or "nothing" when that does not happen.
-  std::string wait_for(const HostSocket& visitor) {
+  // Meanwhile the visitor sends these bytes again and again.
+  std::string wait_for(const HostSocket& visitor, const std::string& more = "") {
     std::string text;
     while (!is_over_) {
+      if (!more.empty()) visitor.send(Bytes(more.begin(), more.end()));
       char part[4096];
       const ssize_t count = recv(visitor.descriptor(), part, sizeof part, MSG_DONTWAIT);
       if (count > 0) {
@@ -59,6 +61,13 @@ class Bound {
       }
     }
     return "nothing";
+  }
+
+  void run_until_nobody_visits() {
+    do {
+      uv_run(&loop_, UV_RUN_ONCE);
+    } while (server_.visitors() > 0 && !is_over_);
+    EXPECT_FALSE(is_over_);
   }
 
  private:
@@ -89,6 +98,26 @@ TEST(WebServer, VisitorWithoutAWholeRequest_IsClosedInTime) {
   EXPECT_EQ(bound.wait_for(*idle), "");
   EXPECT_EQ(bound.wait_for(*half), "");
   EXPECT_EQ(bound.wait_for(*half_body), "");
+}
+
+// Never silent for long, and never done.
+TEST(WebServer, VisitorWhoSendsAByteNowAndThen_IsClosedInTime) {
+  WebLimits limits = limits_of(8, 8, 60);
+  limits.whole_seconds = 1;
+  Bound bound(limits);
+  const auto slow = bound.visit("GET / HTTP/1.1\r\nX: ");
+  EXPECT_EQ(bound.wait_for(*slow, "x"), "");
+  EXPECT_THAT(bound.wait_for(*bound.visit(bound.request())), testing::EndsWith("\r\n\r\nhello\n"));
+}
+
+// Only the head of its answer fits the buffers.
+TEST(WebServer, VisitorWhoDoesNotTakeTheAnswer_IsClosedInTime) {
+  WebLimits limits = limits_of(8, 8, 60);
+  limits.whole_seconds = 1;
+  Bound bound(limits, std::string(size_t{32} << 20U, 'x'));
+  const auto silent = bound.visit(bound.request());
+  bound.run_until_nobody_visits();
+  EXPECT_LT(bound.wait_for(*silent).size(), size_t{32} << 20U);
 }
 
 TEST(WebServer, VisitorsOfOneAddressAboveItsLimit_AreClosedAsTheyCome) {

@@ -31,6 +31,7 @@ class WebServer {
   // Empty when listening, else what went wrong.
   std::string listen(const std::string& host, uint16_t port);
   uint16_t port() const { return served_at_.port; }
+  size_t visitors() const { return visitors_.size(); }
   // Not from within an answer. The loop has to run once more before this object may go.
   void stop();
 
