@@ -4,8 +4,8 @@
 check_hardening.py [--fortified] PROGRAM...               programs of any target, read with binutils
 check_hardening.py [--fortified] --sources BUILD_FOLDER   how each of their sources is compiled there
 
---fortified: also that calls which name the size of an array are checked, as optimised builds have it. Libraries that are
-linked in can hide in a program that its own sources lack it.
+--fortified: also that calls which name the size of an array are checked, as optimised builds have it. Libraries that
+are linked in can hide in a program that its own sources lack it.
 """
 import json
 import pathlib
