@@ -101,11 +101,17 @@ TagList make_tag_list(const TagEntry* entries, uint32_t plain_count, const Index
   return list;
 }
 
+void refuse_line_end(const std::string& path) {
+  if (path.find('\n') == std::string::npos) return;
+  throw ClientError(ClientError::Kind::kTagFile, "cannot use the tag file " + path + ": its name holds a line end");
+}
+
 TagList load_tag_list(const DriverLibrary& library, const std::string& path) {
   if (library.build_tagtable == nullptr) {
     throw ClientError(ClientError::Kind::kLibrary,
                       "the driver library does not export build_tagtable: names cannot be looked up");
   }
+  refuse_line_end(path);
   TagEntry* entries = nullptr;
   IndexedTagEntry* groups = nullptr;
   std::vector<uint32_t> group_ids(kGroupIdWords, 0);

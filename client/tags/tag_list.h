@@ -24,6 +24,10 @@ struct TagList {
   uint32_t max_indexed_id = 0;
 };
 
+// Throws ClientError for a path with a line end: the driver prints paths, and what stands behind the line end would be
+// taken for a line of the driver's own.
+void refuse_line_end(const std::string& path);
+
 // Has the library read the file. Throws ClientError when it rejects the file or exports no function to read it with.
 TagList load_tag_list(const DriverLibrary& library, const std::string& path);
 

@@ -17,6 +17,7 @@ bool is_rule(const tag_check::Finding& finding, const char* rule) { return std::
 }  // namespace
 
 std::string tag_file_text(const std::string& path) {
+  refuse_line_end(path);
   plc_base::FileText file = plc_base::read_file(path, kMostTagFileBytes);
   if (!file.problem.empty()) throw ClientError(ClientError::Kind::kTagFile, file.problem);
   return std::move(file.text);

@@ -145,7 +145,7 @@ def look_at_text(where, data):
         for character in line:
             if is_hidden(character):
                 raise Failure(f"{where}: U+{ord(character):04X} in {line!r}")
-        if re.match(r"\s*([\w-]+: )?" + FORGED, line):
+        if re.match(r"\s*([\w-]+: )*" + FORGED, line):
             raise Failure(f"{where}: a line that somebody else wrote: {line!r}")
     return text
 
@@ -156,6 +156,8 @@ def look_at_json(text):
 
 
 def look_at_sarif(text):
+    if not text:
+        return  # of a file that was refused
     for result in json.loads(text)["runs"][0]["results"]:
         address = result["locations"][0]["physicalLocation"]["artifactLocation"]["uri"]
         if not re.fullmatch(r"(?:[\w.~/-]|%[0-9A-F]{2})+", address, re.ASCII):
@@ -198,7 +200,8 @@ class Bench:
         self.names += [formula.encode() for formula in FORMULAS if "," not in formula]
         forged = FORGED.encode()
         self.text = b"x\nplc-host: " + forged + b"\nviolation: " + forged + b"\r" + b"".join(self.packs)
-        self.tag_files = [self.write_tags(pack) for pack in self.packs]
+        self.tag_files = [self.write_tags(pack.replace(b"\n", b"")) for pack in self.packs]
+        self.tag_files.append(self.write_tags(b"x\nplc-host: " + FORGED.encode()))
         self.machine = self.folder / "machine.csv"
         self.machine.write_bytes(b"".join(line + b"\n" for line in self.good_lines() if is_utf8(line)))
         self.port = None
@@ -212,13 +215,13 @@ class Bench:
     def write_tags(self, pack):
         wrong = [b"W" + name + b",T" + name + b"," + name + b"," + name + b",,,," + name + b"," + name + b",," + name
                  for name in self.names if len(name) < 40]
-        path = os.fsencode(self.folder) + b"/" + pack.replace(b"/", b"") + b"\nplc-host: " + FORGED.encode()
+        path = os.fsencode(self.folder) + b"/" + pack.replace(b"/", b"")
         with open(path, "wb") as file:
             file.write(b"\n".join(self.good_lines() + wrong) + b"\n")
         return path
 
     def words(self, row, tags, name):
-        there = {TAGS: tags, NAME: name, TEXT: self.text, FILE: tags + b".no", PORT: str(self.port).encode(),
+        there = {TAGS: tags, NAME: name, TEXT: self.text, FILE: tags + b"\nplc-host: " + FORGED.encode(), PORT: str(self.port).encode(),
                  CAPTURE: os.fsencode(self.capture)}
         words = [os.fsencode(self.programs[row.program])]
         for word in row.words:

@@ -155,6 +155,17 @@ TEST_F(OutputTest, InputThatIsNoRegularFile_IsRefusedAtOnce) {
   }
 }
 
+// What stands behind the line end would look like a line of the driver, which prints the name.
+TEST_F(OutputTest, InputWhoseNameHoldsALineEnd_IsRefused) {
+  write_file("x\n--timeout--", kTagFile);
+  for (const char* command : {"tags", "check"}) {
+    const Outcome outcome = run({command, path("x\n--timeout--")});
+    EXPECT_EQ(outcome.code, 4);
+    EXPECT_EQ(outcome.err,
+              "plc-host: cannot use the tag file " + path("x\\n--timeout--") + ": its name holds a line end\n");
+  }
+}
+
 TEST_F(OutputTest, InputAboveTheLimit_IsRefused) {
   write_file("large.csv", "");
   ASSERT_EQ(truncate(path("large.csv").c_str(), (int64_t{256} << 20) + 1), 0);
