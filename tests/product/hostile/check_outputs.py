@@ -56,12 +56,13 @@ class Row(NamedTuple):
 
 def option_rows():
     """Every option that takes a word, with a hostile one."""
-    target = ("--address", "--port", "--area", "--tags", "--simulator", "--timeout", "--delay")
+    target = ("--address", "--port", "--area", "--tags", "--sim", "--simulator", "--sim-arg", "--timeout", "--delay")
     of_command = {
         "info": (), "tags": (), "check": ("--address", "--fix"), "read": ("--id", "--offset", "--count", *target),
         "write": target, "batch": target, "watch": ("--interval", "--rounds", "--chart", *target),
         "why": ("--id", "--offset", "--count", "--capture", "--capture-port", "--pcap", *target)}
     goes_with = {"--port": ("--address", "127.0.0.1"), "--simulator": ("--sim", TAGS),
+                 "--sim-arg": ("--sim", TAGS),
                  "--tags": ("--address", "127.0.0.1", "--port", "1"), "--chart": LIVE,
                  "--pcap": LIVE, "--offset": ("--id", "1"), "--count": ("--id", "1"),
                  "--capture-port": ("--capture", FILE)}
@@ -99,6 +100,16 @@ ROWS = [
       for tags in ((), ("--tags", TAGS)) for name in (NAME, TEXT)
       for form, kind in (((), LINES), (("--json",), JSON))),
     Row("plc-host", ("why", "--capture", TAGS, NAME)),
+    Row("plc-host", ("read", "--all", "--sim", TAGS, "--sim-arg=" + TEXT)),
+    Row("plc-host", ("read", "--all", "--sim", TAGS, "--sim-arg=--skip-bad-lines")),
+    Row("plc-sim", (TAGS,)),
+    Row("plc-sim", (TEXT,)),
+    Row("plc-sim", ("--listen", "127.0.0.1:0", "--skip-bad-lines", "--report", "-", TAGS)),
+    *(Row("plc-sim", (option + "=" + hostile, "--listen", "127.0.0.1:0", "--skip-bad-lines", TAGS))
+      for option in ("--" + TEXT, "--listen", "--fault", "--program", "--directory-order", "--animate-ms", "--pcap",
+                     "--report", "--web")
+      for hostile in (TEXT, FILE)),
+    *(Row("plc-sim", ("--replay", file)) for file in (TEXT, FILE, TAGS)),
 ]
 
 
@@ -221,8 +232,8 @@ class Bench:
         return path
 
     def words(self, row, tags, name):
-        there = {TAGS: tags, NAME: name, TEXT: self.text, FILE: tags + b"\nplc-host: " + FORGED.encode(), PORT: str(self.port).encode(),
-                 CAPTURE: os.fsencode(self.capture)}
+        there = {TAGS: tags, NAME: name, TEXT: self.text, FILE: tags + b"\nplc-host: " + FORGED.encode(),
+                 PORT: str(self.port).encode(), CAPTURE: os.fsencode(self.capture)}
         words = [os.fsencode(self.programs[row.program])]
         for word in row.words:
             data = word.encode()
