@@ -142,10 +142,18 @@ class ScriptedPeer:
                 return
 
 
+def is_head(data):
+    """Whether a request begins here: a length, and its complement."""
+    return len(data) > _LENGTH_EXCLUDES and all(first ^ second == 0xFF for first, second in zip(data[:4], data[4:8]))
+
+
 def requests_in(data):
-    """The requests in what one receive took: the driver goes on at once where stale bytes stood for the reply."""
-    while len(data) > _LENGTH_EXCLUDES and int.from_bytes(data[:4], "big") + _LENGTH_EXCLUDES < len(data):
+    """The requests in what one receive took: the driver goes on at once where stale bytes stood for the reply. The
+    length of some writes does not count their values: what follows it is another request only where one begins."""
+    while is_head(data):
         end = int.from_bytes(data[:4], "big") + _LENGTH_EXCLUDES
+        if not is_head(data[end:]):
+            break
         yield data[:end]
         data = data[end:]
     yield data
