@@ -11,6 +11,7 @@
 #include "tests/support/temp_dir.h"
 #include "tests/wire/packet_files.h"
 #include "tests/wire/trace_fixture.h"
+#include "wire/captures/pcap_writer.h"
 #include "wire/exchange.h"
 
 namespace {
@@ -205,13 +206,27 @@ TEST(Capture, RecordingThatDoesNotFit_IsSaid) {
   for (int i = 0; i < 20000; ++i) bytes += "AA";
   large.host(bytes);
   for (const Traffic& traffic : {small, large}) {
+    const std::string before = folder.read("x");
     for (const rlim_t limit : {10U, 100U, 250U}) {
       const FileLimit limited(limit);
       EXPECT_EQ(wire_trace::write_recording(traffic.recording(), kControllerPort, folder.file("x")), "File too large");
-      // It ends with a whole packet: three empty ones of 70 bytes each come first, behind a head of 24.
-      EXPECT_EQ(folder.read("x").size(), limit == 10U ? 0U : limit == 100U ? 94U : 234U);
+      EXPECT_EQ(folder.read("x"), before);
     }
     EXPECT_EQ(wire_trace::write_recording(traffic.recording(), kControllerPort, folder.file("x")), "");
+  }
+}
+
+// A file that grows with each packet ends with a whole one: three empty ones of 70 bytes come first, behind a head
+// of 24.
+TEST(Capture, PacketsThatDoNotFit_AreLeftOutWhole) {
+  const plc_test::TempDir folder;
+  for (const auto& [limit, kept] : std::vector<std::pair<rlim_t, size_t>>{{10, 0}, {24, 24}, {100, 94}, {250, 234}}) {
+    const FileLimit limited(limit);
+    plc_sim::PcapWriter writer([] { return uint64_t{0}; });
+    if (writer.open(folder.file("x"), kControllerPort).empty()) writer.opened(1, 50000);
+    writer.received(1, plc_sim::Bytes(40000, 0x11));
+    writer.close();
+    EXPECT_EQ(folder.read("x").size(), kept);
   }
 }
 

@@ -1,9 +1,17 @@
 // Tells in captured connections the host from the controller, and writes recordings as captures.
 #include "wire/captures/capture.h"
 
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
 #include <optional>
 
+#include "base/whole_file.h"
 #include "wire/captures/pcap_streams.h"
 #include "wire/captures/pcap_writer.h"
 #include "wire/reply_parts.h"
@@ -114,18 +122,8 @@ CapturedRecording recording_of(const plc_sim::TcpCapture& tcp, uint16_t controll
   return captured;
 }
 
-}  // namespace
-
-CapturedRecording read_recording(std::string_view file, uint16_t controller_port) {
-  return recording_of(plc_sim::read_tcp_streams(file), controller_port);
-}
-
-CapturedRecording read_recording_file(const std::string& path, uint16_t controller_port) {
-  return recording_of(plc_sim::read_tcp_stream_file(path), controller_port);
-}
-
-std::string write_recording(const Recording& recording, uint16_t controller_port, const std::string& path,
-                            const std::vector<std::string>& inputs) {
+std::string write_packets(const Recording& recording, uint16_t controller_port, const std::string& path,
+                          const std::vector<std::string>& inputs) {
   constexpr int64_t kNsPerUs = 1000;
   int64_t now_ns = 0;
   plc_sim::PcapWriter writer([&now_ns] { return static_cast<uint64_t>(now_ns / kNsPerUs); });
@@ -146,6 +144,45 @@ std::string write_recording(const Recording& recording, uint16_t controller_port
     }
   }
   return writer.close();
+}
+
+// All that can be read from the descriptor of a file, from its beginning.
+std::string read_back(int descriptor, std::string& bytes) {
+  std::array<char, 65536> piece{};
+  for (;;) {
+    const ssize_t count = pread(descriptor, piece.data(), piece.size(), static_cast<off_t>(bytes.size()));
+    if (count < 0) return std::strerror(errno);
+    if (count == 0) return {};
+    bytes.append(piece.data(), static_cast<size_t>(count));
+  }
+}
+
+bool is_device_or_pipe(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
+}  // namespace
+
+CapturedRecording read_recording(std::string_view file, uint16_t controller_port) {
+  return recording_of(plc_sim::read_tcp_streams(file), controller_port);
+}
+
+CapturedRecording read_recording_file(const std::string& path, uint16_t controller_port) {
+  return recording_of(plc_sim::read_tcp_stream_file(path), controller_port);
+}
+
+// A capture that is written at once is made in memory, so that the file has all of it or is what it was.
+std::string write_recording(const Recording& recording, uint16_t controller_port, const std::string& path,
+                            const std::vector<std::string>& inputs) {
+  if (is_device_or_pipe(path)) return write_packets(recording, controller_port, path, inputs);
+  const int memory = memfd_create("capture", MFD_CLOEXEC);
+  if (memory < 0) return std::strerror(errno);
+  std::string bytes;
+  std::string problem = write_packets(recording, controller_port, "/dev/fd/" + std::to_string(memory), {});
+  if (problem.empty()) problem = read_back(memory, bytes);
+  close(memory);
+  return problem.empty() ? plc_base::write_whole_file(path, bytes, inputs) : problem;
 }
 
 }  // namespace wire_trace

@@ -20,7 +20,7 @@ CapturedRecording read_recording(std::string_view file, uint16_t controller_port
 CapturedRecording read_recording_file(const std::string& path, uint16_t controller_port);
 
 // Writes the recording as a capture file with made-up addresses. Empty when the file holds all of it, else what went
-// wrong. Neither through a link nor over one of inputs, paths of what is read.
+// wrong, and the file is what it was. Neither through a link nor over one of inputs, paths of what is read.
 std::string write_recording(const Recording& recording, uint16_t controller_port, const std::string& path,
                             const std::vector<std::string>& inputs = {});
 
