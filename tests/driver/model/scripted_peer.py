@@ -16,7 +16,6 @@ from link_model import FINISH, REPLY, RESET
 _LINGER_RESET = struct.pack("ii", 1, 0)
 _ADDRESS_BYTES = 16
 _DRIP_SECONDS = 0.2
-_LENGTH_EXCLUDES = 10  # bytes of a request that its length does not count
 _libc = ctypes.CDLL(None, use_errno=True)
 
 
@@ -87,7 +86,11 @@ class ScriptedPeer:
             self.drop(conn)
             self.lost = conn
             return
-        for request in requests_in(data):
+        # The driver goes on at once where stale bytes stood for a reply: one receive can take several requests.
+        while data:
+            index = len(self.log)
+            size = len(self.script[index].request) if index + 1 < len(self.script) else len(data)
+            request, data = data[:size], data[size:]
             if conn.fileno() >= 0:
                 self.serve_request(conn, request)
             else:
@@ -140,23 +143,6 @@ class ScriptedPeer:
             conn.sendall(bytes((byte,)))
             if select.select([conn], [], [], _DRIP_SECONDS)[0]:
                 return
-
-
-def is_head(data):
-    """Whether a request begins here: a length, and its complement."""
-    return len(data) > _LENGTH_EXCLUDES and all(first ^ second == 0xFF for first, second in zip(data[:4], data[4:8]))
-
-
-def requests_in(data):
-    """The requests in what one receive took: the driver goes on at once where stale bytes stood for the reply. The
-    length of some writes does not count their values: what follows it is another request only where one begins."""
-    while is_head(data):
-        end = int.from_bytes(data[:4], "big") + _LENGTH_EXCLUDES
-        if not is_head(data[end:]):
-            break
-        yield data[:end]
-        data = data[end:]
-    yield data
 
 
 def name_of(descriptor):
