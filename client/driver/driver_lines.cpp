@@ -139,7 +139,8 @@ bool begins_with(std::string_view text, std::string_view pattern, std::vector<st
 }
 
 bool holds(std::string_view line, std::string_view pattern, std::vector<std::string>& words) {
-  for (size_t at = 0; at < line.size(); ++at) {
+  const std::string_view start = pattern.substr(0, pattern.find('*'));
+  for (size_t at = line.find(start); at < line.size(); at = line.find(start, at + 1)) {
     if (begins_with(line.substr(at), pattern, words)) return true;
   }
   return false;

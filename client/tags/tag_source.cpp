@@ -23,8 +23,10 @@ std::string tag_file_text(const std::string& path) {
   return std::move(file.text);
 }
 
-TagSource::TagSource(const std::string& path)
-    : path_(path), text_(tag_file_text(path)), file_(tag_check::read_source(text_)) {}
+TagSource::TagSource(const std::string& path) : TagSource(path, tag_file_text(path)) {}
+
+TagSource::TagSource(std::string path, std::string text)
+    : path_(std::move(path)), text_(std::move(text)), file_(tag_check::read_source(text_)) {}
 
 std::optional<TagLine> TagSource::line_of(const TagList& list, size_t position) const {
   const bool indexed = position >= list.plain_count;

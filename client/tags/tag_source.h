@@ -28,6 +28,8 @@ class TagSource {
  public:
   // Throws ClientError for a file that cannot be read.
   explicit TagSource(const std::string& path);
+  // With the text of the file.
+  TagSource(std::string path, std::string text);
   TagSource(const TagSource&) = delete;
   TagSource& operator=(const TagSource&) = delete;
 
