@@ -62,8 +62,10 @@ void check_file_name(const std::string& file_name, const CheckOptions& options, 
 
 void check_pieces(const SourceFile& file, Findings* findings) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-  if (file.text.substr(0, 3) == kByteOrderMark) {
-    findings->push_back({"T004", 1, 1, "a byte order mark becomes part of the first name", {{0, 3, ""}}});
+  size_t marks = 0;
+  while (file.text.substr(marks, kByteOrderMark.size()) == kByteOrderMark) marks += kByteOrderMark.size();
+  if (marks > 0) {
+    findings->push_back({"T004", 1, 1, "a byte order mark becomes part of the first name", {{0, marks, ""}}});
   }
   for (const DroppedPiece& piece : file.dropped) {
     Finding finding = {reason_rule(piece.reason), piece.number, 1, reason_text(piece), {}};

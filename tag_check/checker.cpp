@@ -25,18 +25,20 @@ bool parse_number(std::string_view text, int64_t* number) {
 }
 
 int64_t element_count(const TagEntry& entry) {
-  const auto extent = [](int32_t low, int32_t high) { return int64_t{high} - low + 1; };
+  // Three ranges can multiply to more than any number holds; so many elements are too many for everything.
+  constexpr int64_t kMost = int64_t{1} << 32;
+  const auto extent = [](int32_t low, int32_t high) { return std::max<int64_t>(int64_t{high} - low + 1, 0); };
+  const auto times = [](int64_t a, int64_t b) { return b != 0 && a > kMost / b ? kMost : a * b; };
   const int64_t first = extent(entry.dim1_low, entry.dim1_high);
   const int64_t second = extent(entry.dim2_low, entry.dim2_high);
   const int64_t third = extent(entry.dim3_low, entry.dim3_high);
-  const auto positive = [](int64_t value) { return value > 0 ? value : 0; };
   switch (entry.shape) {
     case PLC_ARRAY1:
-      return positive(first);
+      return first;
     case PLC_ARRAY2:
-      return positive(first) * positive(second);
+      return times(first, second);
     case PLC_ARRAY3:
-      return positive(first) * positive(second) * positive(third);
+      return times(times(first, second), third);
     default:
       return 1;
   }

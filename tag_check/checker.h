@@ -39,7 +39,7 @@ void check_across(const SourceFile& file, Findings* findings);
 Finding& add_finding(const char* rule, const SourceLine& line, const Column& column, std::string message,
                      Findings* findings);
 
-// Elements of the declared array, 1 for anything else; 0 for a range without elements.
+// Elements of the declared array, 2^32 where there are more, 1 for anything else; 0 for a range without elements.
 int64_t element_count(const TagEntry& entry);
 
 // The whole text as a decimal; false when it is anything else.
