@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -168,7 +169,7 @@ RecordingRelay::RecordingRelay(uint32_t address, uint16_t port, int first_descri
   port_ = ntohs(own.sin_port);
   sigset_t old;
   block_signals(&old);
-  thread_ = std::thread([this] { run(); });
+  thread_ = std::thread([this] { run_in_memory(); });
   pthread_sigmask(SIG_SETMASK, &old, nullptr);
 }
 
@@ -186,6 +187,7 @@ void RecordingRelay::stop() {
 }
 
 Recording RecordingRelay::recording() const {
+  if (is_out_of_memory_) throw std::bad_alloc();
   const std::lock_guard<std::mutex> lock(mutex_);
   return recording_;
 }
@@ -263,6 +265,16 @@ void RecordingRelay::serve(Link& link, short host_events, short controller_event
     if (!link.is_over() && (events & POLLOUT) != 0) link.send_waiting(from_host);
     const bool is_readable = (events & (POLLIN | POLLERR | POLLHUP)) != 0;
     if (!link.is_over() && is_readable) pass_on(link, from_host);
+  }
+}
+
+// A thread hands no exception on: whoever asks for the recording gets it.
+void RecordingRelay::run_in_memory() {
+  try {
+    run();
+  } catch (const std::bad_alloc&) {
+    is_out_of_memory_ = true;
+    links_.clear();
   }
 }
 

@@ -42,11 +42,13 @@ class RecordingRelay {
   // Ends the relay and its connections. What has been recorded stays.
   void stop();
 
+  // Throws std::bad_alloc when there was no memory for it.
   Recording recording() const;
 
  private:
   class Link;
 
+  void run_in_memory();
   void run();
   void accept_host();
   void record(size_t connection, bool from_host, TrafficEvent::Kind kind, Bytes bytes);
@@ -64,6 +66,7 @@ class RecordingRelay {
   std::condition_variable recorded_;
   Recording recording_;
   std::atomic<bool> is_stopping_{false};
+  std::atomic<bool> is_out_of_memory_{false};
   std::thread thread_;
 };
 

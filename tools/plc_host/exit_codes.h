@@ -19,6 +19,7 @@ enum ExitCode : int {
   kExitSimulator = 6,      // the simulator did not start, or its judge counted violations
   kExitNoConnection = 7,   // no transfer succeeded and the connection was the reason
   kExitOutput = 8,         // a result, or a file that was asked for, could not be written
+  kExitMemory = 9,         // there was no memory
   kExitInterrupted = 130,  // ended by a signal before everything was done
 };
 

@@ -269,6 +269,11 @@ int run_simulator(const Options& options) {
     if (capture.exchanges.empty()) return kNotStarted;
     captured = std::move(capture.exchanges);
   }
+  const std::string problem = problem_with_loop();
+  if (!problem.empty()) {
+    print_error("plc-sim: cannot start: " + problem);
+    return kNotStarted;
+  }
   // A host that goes away while a reply is being sent must not end the controller.
   std::signal(SIGPIPE, SIG_IGN);
   // Neither must a file that may not grow.

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <functional>
 #include <iostream>
+#include <new>
 #include <sstream>
 
 #include "base/shown_text.h"
@@ -34,7 +35,8 @@ constexpr char kExamples[] =
     "  1 at least one variable failed         6 the simulator failed or counted violations\n"
     "  2 wrong command line                   7 no connection to the controller\n"
     "  3 the driver library does not load     8 the output cannot be written\n"
-    "  4 the tag file cannot be used          130 interrupted\n";
+    "  4 the tag file cannot be used          9 there is no memory left\n"
+    "                                         130 interrupted\n";
 
 void add_command(CLI::App& app, const Command& command, HostOptions& options) {
   CLI::App* sub = app.add_subcommand(command.name, command.summary);
@@ -80,6 +82,8 @@ int run_reporting(const std::function<int()>& run) {
   } catch (const ClientError& error) {
     show_message(error.what());
     return stop_requested() ? kExitInterrupted : exit_code_of(error);
+  } catch (const std::bad_alloc&) {
+    throw;  // a message takes memory too
   } catch (const std::exception& error) {
     show_message(std::string("failed: ") + error.what());
     return kExitTagFailed;

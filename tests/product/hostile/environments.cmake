@@ -1,0 +1,18 @@
+# The programs where memory, descriptors or room for files are out: with GCC in the reference build and under the
+# sanitizers, nowhere else.
+if(NOT (CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo" OR PLC_SANITIZE))
+  return()
+endif()
+foreach(program plc_host plc_sim)
+  add_executable(${program}_scarce ${PROJECT_SOURCE_DIR}/tools/${program}/main.cpp scarce_memory.cpp)
+  plc_set_warnings(${program}_scarce)
+  target_link_libraries(${program}_scarce PRIVATE ${program}_core)
+endforeach()
+foreach(what memory descriptors disk)
+  add_test(NAME hostile.${what}
+           COMMAND Python3::Interpreter -B ${CMAKE_CURRENT_SOURCE_DIR}/check_environments.py ${what}
+                   --library $<TARGET_FILE:plc_driver_guarded> --host $<TARGET_FILE:plc-host>
+                   --sim $<TARGET_FILE:plc-sim> --scarce-host $<TARGET_FILE:plc_host_scarce>
+                   --scarce-sim $<TARGET_FILE:plc_sim_scarce>)
+  set_tests_properties(hostile.${what} PROPERTIES TIMEOUT 300 LABELS hostile)
+endforeach()
