@@ -160,7 +160,7 @@ std::string shown_json(std::string_view json) {
 }
 
 std::string shown_csv_cell(std::string_view text) {
-  const std::string cell = without_formulas(shown_line(text));
+  std::string cell = without_formulas(shown_line(text));
   if (cell.find_first_of(",\"") == std::string::npos) return cell;
   std::string quoted = "\"";
   for (const char byte : cell) quoted += byte == '"' ? "\"\"" : std::string(1, byte);

@@ -59,7 +59,7 @@ std::string uri_of(std::string_view path) {
 
 // Whoever shows the document takes "[word](address)" for a link, and shows all else as it stands.
 std::string sarif_text(std::string_view message) {
-  const std::string shown = plc_base::shown_line(message);
+  std::string shown = plc_base::shown_line(message);
   if (shown.find("](") == std::string::npos) return shown;
   std::string text;
   for (const char sign : shown) text += sign == '[' || sign == ']' ? std::string{'\\', sign} : std::string(1, sign);

@@ -155,6 +155,15 @@ TEST_F(OutputTest, InputThatIsNoRegularFile_IsRefusedAtOnce) {
   }
 }
 
+// What the test itself was started with comes along either way.
+TEST_F(OutputTest, ProgramThatIsStarted_HasNoDescriptorOfPlcHosts) {
+  write_file("lister", "#!/bin/sh\nexec /bin/ls /proc/self/fd >&2\n");
+  ASSERT_EQ(chmod(path("lister").c_str(), 0700), 0);
+  const Outcome outcome = run({"read", "Speed", "--sim", path("machine.csv"), "--simulator", path("lister")});
+  const Outcome alone = run_words({path("lister")});
+  EXPECT_EQ(outcome.err, alone.err + "plc-host: the simulator ended before it listened\n");
+}
+
 // What stands behind the line end would look like a line of the driver, which prints the name.
 TEST_F(OutputTest, InputWhoseNameHoldsALineEnd_IsRefused) {
   write_file("x\n--timeout--", kTagFile);

@@ -148,8 +148,9 @@ class CsvOutput : public WatchOutput {
     const size_t columns = is_text ? 1 : chosen_elements(row.latest.reference).size();
     if (value == nullptr) return std::string(columns, ',');
     if (is_text) return "," + shown_csv_cell(value->text);
-    if (value_kind(entry) == ValueKind::kRaw)
+    if (value_kind(entry) == ValueKind::kRaw) {
       return "," + shown_csv_cell(row.last_text) + std::string(columns - 1, ',');
+    }
     std::string fields;
     for (const uint64_t bits : value->elements) fields += "," + format_element(entry, bits);
     return fields;
