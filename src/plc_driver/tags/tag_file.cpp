@@ -67,6 +67,17 @@ void check_status(Build* build, const FileStatus& status) {
   }
 }
 
+// Fills the room that the text has; false at the file's end.
+bool fill_text(Build* build, size_t capacity) {
+  while (build->text_length < capacity) {
+    const ssize_t count = read(build->descriptor, build->text + build->text_length, capacity - build->text_length);
+    if (count < 0 && build->text_length > 0) reject(build, 0, "it cannot be read to its end");
+    if (count <= 0) return false;
+    build->text_length += static_cast<size_t>(count);
+  }
+  return true;
+}
+
 // Reads the whole file, whatever length it was said to have. One that breaks off half-way would give a table that lacks
 // variables: it is rejected; one that cannot be read at all is an empty file. False when memory runs out.
 bool read_text(Build* build) {
@@ -75,12 +86,7 @@ bool read_text(Build* build) {
     auto* text = static_cast<char*>(realloc(build->text, capacity));
     if (text == nullptr) return false;
     build->text = text;
-    while (build->text_length < capacity) {
-      const ssize_t count = read(build->descriptor, text + build->text_length, capacity - build->text_length);
-      if (count < 0 && build->text_length > 0) reject(build, 0, "it cannot be read to its end");
-      if (count <= 0) return true;
-      build->text_length += static_cast<size_t>(count);
-    }
+    if (!fill_text(build, capacity)) return true;
     if (capacity > kFileLimitBytes) {
       reject(build, 0, kTooLarge);
       return true;

@@ -96,8 +96,8 @@ class Bench:
         ip("netns", "delete", CONTROLLER)
         ip("netns", "add", CONTROLLER)
         plug_cable()
-        self.sim = Child(CONTROLLER, self.sim_program, "--quiet", "--allow-remote", "--listen", f"{CONTROLLER_ADDRESS}:{self.port}",
-                         TAG_FILE)
+        self.sim = Child(CONTROLLER, self.sim_program, "--quiet", "--allow-remote", "--listen",
+                         f"{CONTROLLER_ADDRESS}:{self.port}", TAG_FILE)
         self.sim.line()
 
     def expect(self, what, result, lines, least_ms=0, most_ms=0):

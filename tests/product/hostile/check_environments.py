@@ -6,8 +6,8 @@ check_environments.py memory|descriptors|disk [--all] --library L --host H --sim
 Every run must end with an exit code that the documents list and, when it did not do what it was asked, with a line on
 standard error that says who speaks. What stands in its output stands in the output of a run without want too; a file is
 whole or not there, and nothing is left in the folder for temporary files. Memory fails once, at a sample of the places
-where the program asks for it; the programs that end with _scarce do that. With --all, or PLC_HOSTILE_ALL=1, at each place,
-and with each number of descriptors.
+where the program asks for it; the programs that end with _scarce do that. With --all, or PLC_HOSTILE_ALL=1, at each
+place, and with each number of descriptors.
 """
 
 import argparse
@@ -115,7 +115,8 @@ def host_roads(bench):
 
 def demand(holds, what, outcome):
     if not holds:
-        raise Failure(f"{what}\nexit code {outcome.code}\nstandard output:\n{outcome.out}\nstandard error:\n{outcome.err}")
+        raise Failure(f"{what}\nexit code {outcome.code}\nstandard output:\n{outcome.out}\n"
+                      f"standard error:\n{outcome.err}")
 
 
 def look_at_host(bench, outcome, good):
@@ -174,7 +175,7 @@ def host_memory(bench):
 
 
 def is_not_begun(outcome):
-    """What is needed before the program is begun is not there: the system's libraries, the sanitizers' own look around."""
+    """What is needed before the program begins is not there: the system's libraries, the sanitizers' look around."""
     return (outcome.code == 127 and "shared libraries" in outcome.err) or "memory cannot be printed" in outcome.err
 
 

@@ -46,7 +46,8 @@ class Browser:
             os.dup2(spare_out, 4)
 
         arguments = [program, "--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage",
-                     "--no-first-run", "--disable-extensions", f"--host-resolver-rules=MAP {EVIL_HOST} 127.0.0.1", f"--user-data-dir={profile}",
+                     "--no-first-run", "--disable-extensions", f"--host-resolver-rules=MAP {EVIL_HOST} 127.0.0.1",
+                     f"--user-data-dir={profile}",
                      "--remote-debugging-pipe", "about:blank"]
         self.process = subprocess.Popen(arguments, preexec_fn=give_pipes, close_fds=False, stdin=subprocess.DEVNULL,
                                         stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
