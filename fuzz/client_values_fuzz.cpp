@@ -141,6 +141,7 @@ void judge_typed(const TagEntry& entry, const std::string& text, const std::vect
   for (const size_t extent : extents) count *= extent;
   demand(!is_number(entry) || value.elements.size() == count, "a value for each element");
   for (const uint64_t bits : value.elements) {
+    plc_host::element_number(entry, bits);
     demand(entry.bit_width >= 64 || bits >> entry.bit_width == 0, "no bits beyond the type's width");
   }
   judge_shown(entry, std::move(value), extents);
@@ -159,6 +160,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
   fuzz::Input input(bytes, length);
   std::vector<size_t> extents;
   const TagEntry entry = entry_of(&input, &extents);
+  demand(plc_host::declared_ranges(entry).size() == extents.size(), "a range for each that is declared");
+  demand(plc_host::declared_type(entry).rfind(plc_host::type_name(entry.type_code), 0) == 0,
+         "a type is told by its name");
   const uint8_t choice = input.byte();
   if ((choice & 1U) != 0) {
     judge_typed(entry, fuzz::spelled(input.text(), kWords), extents);

@@ -81,6 +81,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
   demand(failure.quality != plc_host::Quality::kGood && failure.quality != plc_host::Quality::kUnguarded,
          "a failure has no value");
   demand(!plc_host::leaves_write_open(failure) || call.code == PLC_FAILED, "only a failed write is left open");
+  for (const auto& left_out : {plc_host::impossible(text), plc_host::not_read(text), plc_host::not_written(text)}) {
+    demand(left_out.reason.size() >= text.size() && !plc_host::leaves_write_open(left_out),
+           "what was left out says why");
+  }
   demand(*plc_host::quality_word(failure.quality) != '\0', "a quality has a word");
   return 0;
 }

@@ -1,10 +1,12 @@
 // A tag file of any bytes, then every id of it: looked up, read, written.
 #include <cstring>
+#include <string>
 
 #include "driver_under_fuzz.h"
 #include "memory_files.h"
 #include "memory_transport.h"
 #include "plc_driver/driver_state.h"
+#include "plc_driver/tags/tag_line.h"
 #include "plc_driver/tags/tag_lookup.h"
 #include "plc_driver/tags/tag_table.h"
 
@@ -34,6 +36,13 @@ void check_entry(const TagEntry& tag) {
   if (memchr(tag.scope_name, 0, sizeof tag.scope_name) == nullptr) abort();
 }
 
+// A line by itself, as the driver's diagnosis takes one.
+void parse_line(const std::string& text) {
+  TagEntry entry = {};
+  pase_str(text.substr(0, text.find('\n')).substr(0, 255).c_str(), &entry);
+  check_entry(entry);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -42,10 +51,12 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
-  constexpr uint32_t kMostTransfers = 64;
+  constexpr uint32_t kMostTransfers = 8;
   fuzz::restart_driver();
   memset(plc::groupID_table, 0, sizeof plc::groupID_table);
-  fuzz::set_tag_file(std::string(reinterpret_cast<const char*>(bytes), length));
+  const std::string text(reinterpret_cast<const char*>(bytes), length);
+  parse_line(text);
+  fuzz::set_tag_file(text);
   fuzz::connect_driver();
   uint8_t first[4082];
   RegRequest request = {0, 0, 0, 0};

@@ -11,6 +11,10 @@ namespace {
 
 using fuzz::demand;
 
+constexpr const char* kLong =
+    "a123456789b123456789c123456789d123456789e123456789f123456789g123456789h123456789i123456789j123456789"
+    "\xC3\xA4"
+    "123456789b123456789c123456789d123456789e123456789f123456789g123456789h123456789i123456789j123456789";
 constexpr const char* kWords[] = {"[#1]",
                                   "[#1,#2]",
                                   "[#-3",
@@ -29,6 +33,9 @@ constexpr const char* kWords[] = {"[#1]",
                                   "\xF4\x90\x80\x80",
                                   "[1,2]",
                                   "-"};
+
+// Bytes of a name that are shown at most, each of them written out, and how many it has.
+constexpr size_t kMostShown = size_t{512} * 8 + 32;
 
 void judge_units(const std::string& bytes) {
   std::u16string units;
@@ -54,6 +61,11 @@ void judge_text(const std::string& text) {
         plc_sim::split_element_name(name.base + plc_sim::subscript_text(name.subscripts));
     demand(again.base == name.base && again.subscripts == name.subscripts, "subscripts come back the same");
   }
+
+  const std::string shown = plc_sim::shown_name(text);
+  demand(fuzz::is_shown(shown) && shown.find('\n') == std::string::npos, "a shown name is one line");
+  demand(shown.find(": ") == std::string::npos, "a shown name does not speak");
+  demand(shown.size() <= kMostShown, "a shown name has an end");
 
   const std::string marked = plc_sim::mark_subscripts(text);
   demand(plc_sim::mark_subscripts(marked) == marked, "marks are set once");

@@ -99,6 +99,17 @@ TEST(Checker, LineThatTheDriverDrops_IsCounted) {
 
 TEST(Fix, LastLine_GetsItsEnd) { EXPECT_EQ(fixed("Speed,INT,,,,,,0,1,0,0,"), "Speed,INT,,,,,,0,1,0,0,\n"); }
 
+TEST(Fix, SeveralByteOrderMarks_AreRemovedAtOnce) {
+  EXPECT_EQ(fixed("\xEF\xBB\xBF\xEF\xBB\xBF\xEF\xBB\xBFSpeed,INT,,,,,,0,1,0,0,\n"), "Speed,INT,,,,,,0,1,0,0,\n");
+}
+
+TEST(Checker, RangesThatMultiplyBeyondAllNumbers_AreTooManyElements) {
+  const std::string range = "-2147483648..2147483647";
+  const auto findings = check("A,INT,[" + range + "_" + range + "_" + range + "],,,,,0,1,0,0,\n");
+  EXPECT_TRUE(std::any_of(findings.begin(), findings.end(),
+                          [](const Finding& finding) { return std::string(finding.rule) == "T092"; }));
+}
+
 TEST(Fix, ByteOrderMark_IsRemoved) {
   EXPECT_EQ(fixed("\xEF\xBB\xBFSpeed,INT,,,,,,0,1,0,0,\n"), "Speed,INT,,,,,,0,1,0,0,\n");
 }
