@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <utility>
-#include <vector>
 
 #include "client/client_error.h"
 
@@ -28,15 +27,10 @@ std::string absolute_path(const std::string& path) {
   return absolute;
 }
 
-std::string make_folder(const std::string& owner) {
+// For mkdtemp, which puts other signs in the place of the X.
+std::string folder_pattern(const std::string& owner) {
   const char* parent = std::getenv("TMPDIR");
-  const std::string name = std::string(parent != nullptr && *parent == '/' ? parent : "/tmp") + "/" + owner + ".XXXXXX";
-  std::vector<char> path(name.begin(), name.end());
-  path.push_back('\0');
-  if (mkdtemp(path.data()) == nullptr) {
-    throw ClientError(ClientError::Kind::kTagFile, "cannot make a folder like " + name + ": " + std::strerror(errno));
-  }
-  return path.data();
+  return std::string(parent != nullptr && *parent == '/' ? parent : "/tmp") + "/" + owner + ".XXXXXX";
 }
 
 }  // namespace
@@ -45,13 +39,21 @@ WorkFolder::WorkFolder(const std::string& tag_file, const std::string& link_name
                        Complain complain)
     : complain_(std::move(complain)) {
   const std::string target = absolute_path(tag_file);
-  previous_ = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  folder_ = make_folder(owner);
+  // Behind its making nothing takes memory: whoever finds none must find no folder either.
+  folder_ = folder_pattern(owner);
   link_ = folder_ + "/" + link_name;
+  previous_ = open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (mkdtemp(folder_.data()) == nullptr) {
+    const int error = errno;
+    if (previous_ >= 0) close(previous_);
+    throw ClientError(ClientError::Kind::kTagFile,
+                      "cannot make a folder like " + folder_pattern(owner) + ": " + std::strerror(error));
+  }
+  link_.replace(0, folder_.size(), folder_);
   if (symlink(target.c_str(), link_.c_str()) != 0 || chdir(folder_.c_str()) != 0) {
-    const std::string reason = std::strerror(errno);
+    const int error = errno;
     remove();
-    throw ClientError(ClientError::Kind::kTagFile, "cannot use the folder " + folder_ + ": " + reason);
+    throw ClientError(ClientError::Kind::kTagFile, "cannot use the folder " + folder_ + ": " + std::strerror(error));
   }
 }
 
