@@ -188,6 +188,9 @@ void RecordingRelay::stop() {
 
 Recording RecordingRelay::recording() const {
   if (is_out_of_memory_) throw std::bad_alloc();
+  if (accept_error_ != 0) {
+    throw std::runtime_error(std::string("cannot take the host's connection: ") + std::strerror(accept_error_));
+  }
   const std::lock_guard<std::mutex> lock(mutex_);
   return recording_;
 }
@@ -210,7 +213,11 @@ void RecordingRelay::accept_host() {
   sockaddr_in peer{};
   socklen_t size = sizeof peer;
   const int host = accept4(listener_, reinterpret_cast<sockaddr*>(&peer), &size, SOCK_NONBLOCK | SOCK_CLOEXEC);
-  if (host < 0) return;
+  if (host < 0) {
+    const bool is_gone = errno == EAGAIN || errno == EINTR || errno == ECONNABORTED || errno == EPROTO;
+    if (!is_gone) accept_error_ = errno;
+    return;
+  }
   size_t connection = 0;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -279,7 +286,8 @@ void RecordingRelay::run_in_memory() {
 }
 
 void RecordingRelay::run() {
-  while (!is_stopping_) {
+  // A host whose connection nobody can take waits in vain: what the recording lacks is not the controller's doing.
+  while (!is_stopping_ && accept_error_ == 0) {
     std::vector<pollfd> polled = {{wake_, POLLIN, 0}, {listener_, POLLIN, 0}};
     for (const auto& link : links_) {
       polled.push_back({link->side(true).descriptor, link->events(true), 0});

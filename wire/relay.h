@@ -42,7 +42,7 @@ class RecordingRelay {
   // Ends the relay and its connections. What has been recorded stays.
   void stop();
 
-  // Throws std::bad_alloc when there was no memory for it.
+  // Throws std::bad_alloc when there was no memory for it, std::runtime_error when a connection could not be taken.
   Recording recording() const;
 
  private:
@@ -67,6 +67,7 @@ class RecordingRelay {
   Recording recording_;
   std::atomic<bool> is_stopping_{false};
   std::atomic<bool> is_out_of_memory_{false};
+  std::atomic<int> accept_error_{0};
   std::thread thread_;
 };
 

@@ -142,7 +142,7 @@ std::string PcapWriter::close() {
 bool PcapWriter::cut_to_whole_packets() {
   struct stat status {};
   const bool is_file = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
-  const bool is_whole = !is_file || ftruncate(descriptor_, whole_bytes_) == 0;
+  const bool is_whole = !is_file || ftruncate(descriptor_, static_cast<off_t>(whole_bytes_)) == 0;
   close_descriptor();
   return is_whole;
 }

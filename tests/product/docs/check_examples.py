@@ -30,6 +30,8 @@ NOT_RUN = [
     ("README.md", "scripts/package", "builds for two targets; scripts/package-test tries what comes out"),
     ("README.md", "sudo apt-get install", "changes the machine; scripts/test-long does it in a root of its own"),
     ("README.md", "scripts/test", "it runs this test"),
+    ("SECURITY.md", "gpg --verify", "needs a release with its signature; scripts/package --sign was tried with a key"),
+    ("SECURITY.md", "sha256sum --check", "needs a release"),
     ("docs/dissector.md", "wireshark ", "opens a window; tshark loads the same dissector"),
     ("docs/performance.md", "scripts/bench", "measures for minutes; its results are checked where it runs"),
     ("docs/performance.md", "build/bench/", "measures for minutes; its results are checked where it runs"),

@@ -75,7 +75,7 @@ void Listener::close() {
   uv_close(reinterpret_cast<uv_handle_t*>(poll_),
            [](uv_handle_t* handle) { delete reinterpret_cast<uv_poll_t*>(handle); });
   uv_close(reinterpret_cast<uv_handle_t*>(retry_),
-           [](uv_handle_t* handle) { delete reinterpret_cast<uv_timer_t*>(handle); });
+           [](uv_handle_t* handle) { delete static_cast<uv_timer_t*>(static_cast<void*>(handle)); });
   ::close(descriptor_);
   poll_ = nullptr;
   retry_ = nullptr;
