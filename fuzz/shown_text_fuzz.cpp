@@ -55,7 +55,17 @@ constexpr const char* kWords[] = {"\x1B[2J",
                                   "violation: ",
                                   "\\"};
 
+// Bytes behind a text are none of it.
+void judge_ends(std::string_view text) {
+  constexpr size_t kLongest = 4;
+  for (size_t end = 1; end <= std::min(text.size(), kLongest); ++end) {
+    const auto first = plc_base::first_code_point(text.substr(0, end));
+    demand(!first || first->bytes <= end, "a character ends in its text");
+  }
+}
+
 void judge_line(const std::string& text) {
+  judge_ends(text);
   const std::string line = plc_base::shown_line(text);
   demand(fuzz::is_shown(line) && line.find('\n') == std::string::npos, "a shown line is one line");
   demand(plc_base::shown_line(line) == line, "a shown line stays as it is");

@@ -77,11 +77,13 @@ void judge_json(const tag_check::FileReport& report) {
 }
 
 void judge_reports(uint8_t choice, const std::string& name, std::vector<Finding> findings) {
-  constexpr uint8_t kSarif = 0x52;  // the whole list of rules is in it: one input in 256
+  // The whole list of rules is in it: one set of findings in 256, which an input's neighbours do not share.
+  uint32_t mixed = 2166136261U;
+  for (const Finding& finding : findings) mixed = (mixed ^ finding.column) * 16777619U;
   tag_check::FileReport report;
   report.file = name;
   report.findings = std::move(findings);
-  if (choice == kSarif) {
+  if ((mixed >> 16U) % 256 == 1) {
     const std::string text = tag_check::sarif_report({report});
     demand(fuzz::is_shown(text) && nlohmann::json::accept(text), "SARIF is JSON and shown text");
   } else if ((choice & 1U) != 0) {

@@ -2,6 +2,7 @@
 #include "base/files.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -45,6 +46,13 @@ TEST(ReadFile, OneByteMoreThanWanted_SaysSoAndGivesNothing) {
 }
 
 // A pipe that nobody writes would be waited for, a device need not end.
+TEST(ReadFile, OneByteMoreThanWantedInALaterPiece_SaysSoAndGivesNothing) {
+  const plc_test::TempDir folder;
+  const FileText file = read_file(folder.write("long", std::string(150001, 'a')), 150000);
+  EXPECT_THAT(file.problem, testing::EndsWith("it has more than 150000 bytes"));
+  EXPECT_EQ(file.text, "");
+}
+
 TEST(ReadFile, WhatIsNoRegularFile_IsRefusedAtOnce) {
   const plc_test::TempDir folder;
   const std::string pipe = folder.file("pipe");

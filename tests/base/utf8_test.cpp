@@ -55,6 +55,14 @@ TEST(Utf8, Malformed_IsNoCharacter) {
   }
 }
 
+TEST(Utf8, CharacterThatGoesOnBehindTheText_IsNone) {
+  const std::string_view whole = "\xF0\x9F\x98\x80";
+  for (size_t bytes = 1; bytes < whole.size(); ++bytes) {
+    EXPECT_FALSE(first_code_point(whole.substr(0, bytes)).has_value()) << bytes;
+    EXPECT_FALSE(is_utf8(whole.substr(0, bytes))) << bytes;
+  }
+}
+
 TEST(Utf8, NoText_HasNoCharacterAndIsWellFormed) {
   EXPECT_FALSE(first_code_point("").has_value());
   EXPECT_TRUE(is_utf8(""));

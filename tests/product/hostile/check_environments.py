@@ -126,7 +126,8 @@ def look_at_host(bench, outcome, good):
         different = set(tidied(outcome.out).splitlines()) ^ set(tidied(good.out).splitlines())
         demand(not different, f"the output differs though the exit code does not: {different}", outcome)
     else:
-        demand(re.search(r"^plc-host: \S", outcome.err, re.M), "plc-host does not say why", outcome)
+        is_told = re.search(r"^plc-host: \S", outcome.err, re.M) or "What went wrong\n  1. " in outcome.out
+        demand(is_told, "plc-host does not say why", outcome)
     lines = set(tidied(good.out).splitlines())
     for line in tidied(outcome.out).splitlines():
         reading = re.match(r"(\S+) = ", line)
@@ -150,19 +151,20 @@ def good_runs(bench, program):
         yield name, words, good, {path.name: path.read_bytes() for path in bench.out.iterdir()}
 
 
-def places(total, take_all):
-    if take_all:
-        return range(1, total + 1)
-    # Spread over the whole, and not always at the same remainder.
-    return sorted({1 + number * total // SAMPLED_PLACES + number * 7 % max(total // SAMPLED_PLACES, 1)
-                   for number in range(SAMPLED_PLACES)})
+def places(bench, seen):
+    """Requests to fail: of the run before, the first one of each place, told by its callers, or a sample of them."""
+    found = [int(line) for line in bench.log.read_text().splitlines()]
+    if bench.options.all:
+        return found
+    count = SAMPLED_PLACES
+    return sorted({found[number * len(found) // count + seen % max(len(found) // count, 1)] for number in range(count)})
 
 
 def host_memory(bench):
     program = bench.options.scarce_host
     tried = 0
     for name, words, good, whole in good_runs(bench, program):
-        for place in places(int(bench.log.read_text()), bench.options.all):
+        for place in places(bench, tried):
             bench.clear()
             outcome = bench.run((program, *words), fail_at=place)
             tried += bench.has_failed()
@@ -291,7 +293,7 @@ def simulator_memory(bench):
     good = run_simulator(bench, bench.options.scarce_sim, extra=("--report", report))
     demand(good.code in (0, 1) and report.exists(), "plc-sim does not work at all", good)
     tried = 0
-    for place in places(int(bench.log.read_text()), bench.options.all):
+    for place in places(bench, tried):
         bench.clear()
         outcome = run_simulator(bench, bench.options.scarce_sim, fail_at=place, extra=("--report", report))
         tried += bench.has_failed()

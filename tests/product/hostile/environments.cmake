@@ -14,5 +14,5 @@ foreach(what memory descriptors disk)
                    --library $<TARGET_FILE:plc_driver_guarded> --host $<TARGET_FILE:plc-host>
                    --sim $<TARGET_FILE:plc-sim> --scarce-host $<TARGET_FILE:plc_host_scarce>
                    --scarce-sim $<TARGET_FILE:plc_sim_scarce>)
-  set_tests_properties(hostile.${what} PROPERTIES TIMEOUT 300 LABELS hostile)
+  set_tests_properties(hostile.${what} PROPERTIES TIMEOUT 3600 LABELS hostile)
 endforeach()
