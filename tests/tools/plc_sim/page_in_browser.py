@@ -203,7 +203,9 @@ def evil_address(browser, server, host, body):
     EvilPages.body = body
     browser.session = None
     browser.open(f"http://{host}:{server.server_port}/")
-    browser.wait_for("document.readyState", "complete")
+    # A new page is an empty one first, and complete.
+    browser.wait_for(f"document.readyState === 'complete' && document.body !== null && "
+                     f"location.port === '{server.server_port}'", True)
 
 
 def expect_unchanged(sim, what):
