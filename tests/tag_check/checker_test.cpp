@@ -103,6 +103,12 @@ TEST(Fix, SeveralByteOrderMarks_AreRemovedAtOnce) {
   EXPECT_EQ(fixed("\xEF\xBB\xBF\xEF\xBB\xBF\xEF\xBB\xBFSpeed,INT,,,,,,0,1,0,0,\n"), "Speed,INT,,,,,,0,1,0,0,\n");
 }
 
+TEST(Fix, CorrectionsThatOverlap_AreMadeOneAfterTheOther) {
+  const std::string once = fixed("\xEF\xBB\xBF Speed ,INT,,,,,,0,1,0,0,\n");
+  EXPECT_EQ(once, " Speed ,INT,,,,,,0,1,0,0,\n");
+  EXPECT_EQ(fixed(once), "Speed,INT,,,,,,0,1,0,0,\n");
+}
+
 TEST(Checker, RangesThatMultiplyBeyondAllNumbers_AreTooManyElements) {
   const std::string range = "-2147483648..2147483647";
   const auto findings = check("A,INT,[" + range + "_" + range + "_" + range + "],,,,,0,1,0,0,\n");
