@@ -75,8 +75,8 @@ class ProgramFaults:
         for target in REPLAYS:
             shutil.rmtree(scratch, ignore_errors=True)
             scratch.mkdir()
-            code, output = run([str(self.build_dir / "fuzz" / f"{target}_fuzz"), "-seed=1", "-timeout=10", "-entropic=0",
-                                f"-max_total_time={FUZZ_SECONDS}", "-max_len=64", "-print_final_stats=1",
+            code, output = run([str(self.build_dir / "fuzz" / f"{target}_fuzz"), "-seed=1", "-timeout=10",
+                                "-entropic=0", f"-max_total_time={FUZZ_SECONDS}", "-max_len=64", "-print_final_stats=1",
                                 f"-artifact_prefix={scratch}/", str(scratch)], seconds=2 * FUZZ_SECONDS)
             if code != 0:
                 runs = re.findall(r"number_of_executed_units: (\d+)", output) or ["?"]
