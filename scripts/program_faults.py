@@ -66,7 +66,8 @@ class ProgramFaults:
             program = next(self.build_dir.glob(f"tests/**/{kind}_tests"))
             code, output = run([str(program), "--gtest_fail_fast"], seconds=TEST_SECONDS, settings=SETTINGS)
             if code != 0:
-                failed = re.findall(r"\[  FAILED  \] ([\w./]+)", output) or re.findall(r"\[ RUN      \] ([\w./]+)", output)
+                failed = (re.findall(r"\[  FAILED  \] ([\w./]+)", output) or
+                          re.findall(r"\[ RUN      \] ([\w./]+)", output))
                 return f"{program.name} {failed[-1] if failed else ''}: {self.symptom(code, output)}"
         return None
 
