@@ -72,6 +72,20 @@ def demand(true, text):
         raise Failure(text)
 
 
+def run_check(checks):
+    """The main function of a script whose checks need a folder alone: its exit code."""
+    parser = argparse.ArgumentParser()
+    parser.add_argument("check", choices=checks)
+    parser.add_argument("--work", required=True, type=pathlib.Path)
+    options = parser.parse_args()
+    try:
+        checks[options.check](options.work.resolve())
+    except Failure as failure:
+        print(failure)
+        return 1
+    return 0
+
+
 def clean_folder(path):
     shutil.rmtree(path, ignore_errors=True)
     path.mkdir(parents=True)

@@ -10,7 +10,6 @@ CHECK is one of:
   words      options take the words that they are documented with
   sources    a build among the sources; git ignores what it makes, and strange files of these folders are not installed
 """
-import argparse
 import pathlib
 import re
 import shutil
@@ -18,8 +17,8 @@ import subprocess
 import sys
 
 sys.dont_write_bytecode = True
-from check_embedding import (BUILT, NO_DRIVER_ELSEWHERE, ROOT, Failure, attempt, clean_folder,  # noqa: E402
-                             demand, run)
+from check_embedding import (BUILT, NO_DRIVER_ELSEWHERE, ROOT, attempt, clean_folder,  # noqa: E402
+                             demand, run, run_check)
 
 HOST = """cmake_minimum_required(VERSION 3.16)
 project(host LANGUAGES C)
@@ -133,18 +132,5 @@ def check_sources(work):
 CHECKS = {"twice": check_twice, "builds": check_builds, "words": check_words, "sources": check_sources}
 
 
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("check", choices=CHECKS)
-    parser.add_argument("--work", required=True, type=pathlib.Path)
-    options = parser.parse_args()
-    try:
-        CHECKS[options.check](options.work.resolve())
-    except Failure as failure:
-        print(failure)
-        return 1
-    return 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run_check(CHECKS))

@@ -10,15 +10,13 @@ CHECK is one of:
   jobs      the jobs of scripts/test and scripts/test-long are those of docs/testing.md; others are refused
   checks    scripts/check lists its checks, and with --changed looks at changed files; scripts/pre-commit takes no words
 """
-import argparse
 import os
-import pathlib
 import re
 import shutil
 import sys
 
 sys.dont_write_bytecode = True
-from check_embedding import ROOT, Failure, attempt, clean_folder, demand, run  # noqa: E402
+from check_embedding import ROOT, attempt, clean_folder, demand, run, run_check  # noqa: E402
 
 GIT = ["git", "-c", "user.name=somebody", "-c", "user.email=somebody@localhost", "-c", "commit.gpgsign=false"]
 
@@ -152,18 +150,5 @@ def check_checks(work):
 CHECKS = {"format": check_format, "folder": check_folder, "jobs": check_jobs, "checks": check_checks}
 
 
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("check", choices=CHECKS)
-    parser.add_argument("--work", required=True, type=pathlib.Path)
-    options = parser.parse_args()
-    try:
-        CHECKS[options.check](options.work.resolve())
-    except Failure as failure:
-        print(failure)
-        return 1
-    return 0
-
-
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run_check(CHECKS))
