@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace plc_host {
+namespace plc_client::core {
 
 // Says what happened, without whom it happened to: that is for whoever shows it.
 class ClientError : public std::runtime_error {
@@ -22,4 +22,4 @@ class ClientError : public std::runtime_error {
   Kind kind_;
 };
 
-}  // namespace plc_host
+}  // namespace plc_client::core

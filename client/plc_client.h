@@ -136,6 +136,7 @@ class PLC_CLIENT_API Value {
   const std::string& text_or_bytes() const;
 
   Kind kind_ = Kind::kNone;
+  uint16_t type_code_ = 0;
   uint8_t bits_ = 0;
   std::vector<size_t> shape_;
   std::vector<uint64_t> elements_;

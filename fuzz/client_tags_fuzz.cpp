@@ -21,10 +21,10 @@
 namespace {
 
 using fuzz::demand;
-using plc_host::Direction;
-using plc_host::Tag;
-using plc_host::TagList;
-using plc_host::TagReference;
+using plc_client::core::Direction;
+using plc_client::core::Tag;
+using plc_client::core::TagList;
+using plc_client::core::TagReference;
 
 constexpr size_t kMostElements = 64;  // that are formed one by one
 constexpr const char* kPath = "PLC1_0.csv";
@@ -36,7 +36,7 @@ size_t element_count(const TagReference& reference) {
 }
 
 void judge_reference(const TagList& list, const TagReference& reference) {
-  const auto declared = plc_host::declared_ranges(reference.tag->entry);
+  const auto declared = plc_client::core::declared_ranges(reference.tag->entry);
   demand(reference.tag->register_id.has_value(), "a request can ask for what is found");
   demand(reference.tag >= list.tags.data() && reference.tag < list.tags.data() + list.tags.size(),
          "a reference is to a record of the list");
@@ -48,7 +48,7 @@ void judge_reference(const TagList& list, const TagReference& reference) {
   const size_t count = element_count(reference);
   demand(count >= 1 && count <= 0x10000, "a reference has elements, and not too many");
   if (count <= kMostElements) {
-    const auto elements = plc_host::chosen_elements(reference);
+    const auto elements = plc_client::core::chosen_elements(reference);
     demand(elements.size() == count, "each element is formed");
     demand(std::is_sorted(elements.begin(), elements.end()), "the last subscript runs fastest");
   }
@@ -57,23 +57,23 @@ void judge_reference(const TagList& list, const TagReference& reference) {
 // The text that shows a reference leads to it again, unless it is the name of several records.
 void judge_text_of(const TagList& list, const TagReference& reference) {
   try {
-    const TagReference again = plc_host::find_reference(list, reference.text);
+    const TagReference again = plc_client::core::find_reference(list, reference.text);
     demand(again.text == reference.text, "the text of a reference is that of what it leads to");
     demand(again.chosen.size() == reference.chosen.size() || again.tag != reference.tag, "the same elements");
-  } catch (const plc_host::ReferenceError&) {
+  } catch (const plc_client::core::ReferenceError&) {
   }
 }
 
 // An offset that the driver turns into subscripts is found for these subscripts.
 void judge_offsets(const TagEntry& entry, uint32_t element) {
-  const uint32_t limit = 0x10000 / plc_host::host_units_per_element(entry);
+  const uint32_t limit = 0x10000 / plc_client::core::host_units_per_element(entry);
   for (const Direction direction : {Direction::kRead, Direction::kWrite}) {
-    const auto subscripts = plc_host::subscripts_at(entry, direction, element % limit);
+    const auto subscripts = plc_client::core::subscripts_at(entry, direction, element % limit);
     if (!subscripts) continue;
-    demand(subscripts->size() == plc_host::declared_ranges(entry).size(), "a subscript for each range");
-    const auto found = plc_host::find_element_offset(entry, direction, *subscripts, element);
-    demand(found && plc_host::subscripts_at(entry, direction, *found) == subscripts, "an offset leads back");
-    demand(subscripts->empty() == plc_host::subscript_text(*subscripts).empty(), "subscripts are shown");
+    demand(subscripts->size() == plc_client::core::declared_ranges(entry).size(), "a subscript for each range");
+    const auto found = plc_client::core::find_element_offset(entry, direction, *subscripts, element);
+    demand(found && plc_client::core::subscripts_at(entry, direction, *found) == subscripts, "an offset leads back");
+    demand(subscripts->empty() == plc_client::core::subscript_text(*subscripts).empty(), "subscripts are shown");
   }
 }
 
@@ -81,28 +81,29 @@ void judge_near_names(const TagList& list, const std::string& wanted) {
   constexpr size_t kMost = 5;
   std::vector<std::string> names;
   for (const Tag& tag : list.tags) names.push_back(tag.name);
-  const std::vector<std::string> near = plc_host::near_names(wanted, names);
+  const std::vector<std::string> near = plc_client::core::near_names(wanted, names);
   demand(near.size() <= kMost, "five near names at most");
   for (const std::string& name : near) {
     demand(name != wanted && std::count(near.begin(), near.end(), name) == 1, "near names are others, each once");
     demand(std::find(names.begin(), names.end(), name) != names.end(), "near names are names");
   }
-  demand(plc_host::joined_with_or(near).size() >= (near.empty() ? 0 : near.front().size()), "near names are shown");
+  demand(plc_client::core::joined_with_or(near).size() >= (near.empty() ? 0 : near.front().size()),
+         "near names are shown");
 }
 
 void judge_assignment(const std::string& text) {
   std::string_view name;
   std::string_view value;
   try {
-    plc_host::split_assignment(text, name, value);
-  } catch (const plc_host::ReferenceError&) {
+    plc_client::core::split_assignment(text, name, value);
+  } catch (const plc_client::core::ReferenceError&) {
     return;
   }
   demand(std::string(name) + "=" + std::string(value) == text, "an assignment is its name and its value");
 }
 
 void judge_source(const TagList& list, const std::string& text, const std::string& wanted) {
-  const plc_host::TagSource source(kPath, text);
+  const plc_client::core::TagSource source(kPath, text);
   for (size_t position = 0; position < std::min<size_t>(list.tags.size(), 1); ++position) {
     const auto line = source.line_of(list, position);
     demand(line && line->number >= 1, "each record has its line");
@@ -122,14 +123,15 @@ void judge_tags(const TagList& list) {
     const Tag& tag = list.tags[i];
     demand(tag.register_id.has_value() == tag.unreachable.empty(), "a record has a number or a reason");
     if (tag.register_id) {
-      const Tag* found = plc_host::find_tag_by_id(list, *tag.register_id);
+      const Tag* found = plc_client::core::find_tag_by_id(list, *tag.register_id);
       demand(found != nullptr && found->register_id == tag.register_id, "a number leads to its record");
     }
-    plc_host::device_name(tag.entry.device_kind);
-    demand(plc_host::is_on_em(tag.entry) || !plc_host::is_em_bit_array(tag.entry), "bit arrays in EM are in EM");
+    plc_client::core::device_name(tag.entry.device_kind);
+    demand(plc_client::core::is_on_em(tag.entry) || !plc_client::core::is_em_bit_array(tag.entry),
+           "bit arrays in EM are in EM");
     try {
-      judge_reference(list, plc_host::whole_tag(tag));
-    } catch (const plc_host::ReferenceError&) {
+      judge_reference(list, plc_client::core::whole_tag(tag));
+    } catch (const plc_client::core::ReferenceError&) {
     }
   }
 }
@@ -153,21 +155,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
       fuzz::spelled(std::string_view(rest).substr(std::min(end + 1, rest.size())), fuzz::kTagWords);
   judge_assignment(wanted);
   fuzz::set_tag_file(text);
-  plc_host::DriverLibrary library;
+  plc_client::core::DriverLibrary library;
   if (choice != 0) library.build_tagtable = build_tagtable;
   TagList list;
   try {
-    list = plc_host::load_tag_list(library, kPath);
-  } catch (const plc_host::ClientError&) {
+    list = plc_client::core::load_tag_list(library, kPath);
+  } catch (const plc_client::core::ClientError&) {
     return 0;
   }
   judge_tags(list);
   judge_near_names(list, wanted);
   try {
-    const TagReference reference = plc_host::find_reference(list, wanted);
+    const TagReference reference = plc_client::core::find_reference(list, wanted);
     judge_reference(list, reference);
     judge_text_of(list, reference);
-  } catch (const plc_host::ReferenceError& error) {
+  } catch (const plc_client::core::ReferenceError& error) {
     demand(*error.what() != '\0', "a refusal has a reason");
   }
   for (size_t i = 0; i < std::min<size_t>(list.tags.size(), 2); ++i) judge_offsets(list.tags[i].entry, element);

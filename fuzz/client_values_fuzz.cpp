@@ -16,8 +16,8 @@
 namespace {
 
 using fuzz::demand;
-using plc_host::TagValue;
-using plc_host::ValueKind;
+using plc_client::core::TagValue;
+using plc_client::core::ValueKind;
 
 constexpr const char* kWords[] = {"0x",
                                   "0b",
@@ -98,17 +98,17 @@ TagEntry entry_of(fuzz::Input* input, std::vector<size_t>* extents) {
 }
 
 bool is_number(const TagEntry& entry) {
-  const ValueKind kind = plc_host::value_kind(entry);
+  const ValueKind kind = plc_client::core::value_kind(entry);
   return kind != ValueKind::kText && kind != ValueKind::kRaw;
 }
 
 bool is_not_a_number(const TagEntry& entry, uint64_t bits) {
-  return plc_host::value_kind(entry) == ValueKind::kReal &&
-         plc_host::element_number(entry, bits) != plc_host::element_number(entry, bits);
+  return plc_client::core::value_kind(entry) == ValueKind::kReal &&
+         plc_client::core::element_number(entry, bits) != plc_client::core::element_number(entry, bits);
 }
 
 void judge_json(const TagEntry& entry, const TagValue& value, const std::vector<size_t>& extents) {
-  const nlohmann::ordered_json json = plc_host::value_json(entry, value, extents);
+  const nlohmann::ordered_json json = plc_client::core::value_json(entry, value, extents);
   const std::string text = plc_base::json_text(json);
   demand(fuzz::is_shown(text), "a value in JSON is shown text");
   const auto again = nlohmann::ordered_json::parse(text, nullptr, false);
@@ -117,23 +117,23 @@ void judge_json(const TagEntry& entry, const TagValue& value, const std::vector<
 
 // Bits as they may come from a controller.
 void judge_shown(const TagEntry& entry, TagValue value, const std::vector<size_t>& extents) {
-  const std::string text = plc_host::format_value(entry, value, extents);
+  const std::string text = plc_client::core::format_value(entry, value, extents);
   judge_json(entry, value, extents);
-  if (plc_host::value_kind(entry) == ValueKind::kRaw) return;
+  if (plc_client::core::value_kind(entry) == ValueKind::kRaw) return;
   for (const uint64_t bits : value.elements) {
     if (is_not_a_number(entry, bits)) return;
   }
   if (value.text.find('\0') != std::string::npos) return;
   if (static_cast<int64_t>(value.text.size()) > entry.string_length && !is_number(entry)) return;
-  const TagValue again = plc_host::parse_value(entry, text, extents);
+  const TagValue again = plc_client::core::parse_value(entry, text, extents);
   demand(again.elements == value.elements && again.text == value.text, "what is shown can be typed in");
 }
 
 void judge_typed(const TagEntry& entry, const std::string& text, const std::vector<size_t>& extents) {
   TagValue value;
   try {
-    value = plc_host::parse_value(entry, text, extents);
-  } catch (const plc_host::ValueError& error) {
+    value = plc_client::core::parse_value(entry, text, extents);
+  } catch (const plc_client::core::ValueError& error) {
     demand(*error.what() != '\0', "a refusal has a reason");
     return;
   }
@@ -141,16 +141,18 @@ void judge_typed(const TagEntry& entry, const std::string& text, const std::vect
   for (const size_t extent : extents) count *= extent;
   demand(!is_number(entry) || value.elements.size() == count, "a value for each element");
   for (const uint64_t bits : value.elements) {
-    plc_host::element_number(entry, bits);
+    plc_client::core::element_number(entry, bits);
     demand(entry.bit_width >= 64 || bits >> entry.bit_width == 0, "no bits beyond the type's width");
   }
   judge_shown(entry, std::move(value), extents);
 }
 
 void judge_columns(const std::string& text, size_t columns) {
-  const std::string fitted = plc_host::fit_columns(text, columns);
-  demand(plc_host::display_width(fitted) <= columns || plc_host::display_width(text) <= columns, "what fits fits");
-  demand(plc_host::display_width(plc_host::pad_columns(text, columns)) >= columns, "what is padded is as wide");
+  const std::string fitted = plc_client::core::fit_columns(text, columns);
+  demand(plc_client::core::display_width(fitted) <= columns || plc_client::core::display_width(text) <= columns,
+         "what fits fits");
+  demand(plc_client::core::display_width(plc_client::core::pad_columns(text, columns)) >= columns,
+         "what is padded is as wide");
   demand(plc_base::is_utf8(fitted) || !plc_base::is_utf8(text), "cut text ends between characters");
 }
 
@@ -160,8 +162,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
   fuzz::Input input(bytes, length);
   std::vector<size_t> extents;
   const TagEntry entry = entry_of(&input, &extents);
-  demand(plc_host::declared_ranges(entry).size() == extents.size(), "a range for each that is declared");
-  demand(plc_host::declared_type(entry).rfind(plc_host::type_name(entry.type_code), 0) == 0,
+  demand(plc_client::core::declared_ranges(entry).size() == extents.size(), "a range for each that is declared");
+  demand(plc_client::core::declared_type(entry).rfind(plc_client::core::type_name(entry.type_code), 0) == 0,
          "a type is told by its name");
   const uint8_t choice = input.byte();
   if ((choice & 1U) != 0) {

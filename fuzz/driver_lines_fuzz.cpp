@@ -63,11 +63,11 @@ constexpr const char* kWords[] = {"guard: connect refused",
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
   fuzz::Input input(bytes, length);
-  plc_host::CallResult call;
+  plc_client::core::CallResult call;
   call.code = input.below(6);
   const uint8_t choice = input.byte();
   call.connection_lost = (choice & 1U) != 0;
-  plc_host::Target target;
+  plc_client::core::Target target;
   target.ip_address = 0xC0000201;
   target.recv_timeout_s = choice;
   const std::string text = fuzz::spelled(input.text(), kWords);
@@ -76,15 +76,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
     call.lines.push_back(text.substr(at, end - at));
     at = end + 1;
   }
-  const plc_host::Failure failure = plc_host::explain_failure(call, target);
+  const plc_client::core::Failure failure = plc_client::core::explain_failure(call, target);
   demand(!failure.reason.empty() && failure.code == call.code, "a failure has words and its code");
-  demand(failure.quality != plc_host::Quality::kGood && failure.quality != plc_host::Quality::kUnguarded,
-         "a failure has no value");
-  demand(!plc_host::leaves_write_open(failure) || call.code == PLC_FAILED, "only a failed write is left open");
-  for (const auto& left_out : {plc_host::impossible(text), plc_host::not_read(text), plc_host::not_written(text)}) {
-    demand(left_out.reason.size() >= text.size() && !plc_host::leaves_write_open(left_out),
+  demand(
+      failure.quality != plc_client::core::Quality::kGood && failure.quality != plc_client::core::Quality::kUnguarded,
+      "a failure has no value");
+  demand(!plc_client::core::leaves_write_open(failure) || call.code == PLC_FAILED, "only a failed write is left open");
+  for (const auto& left_out :
+       {plc_client::core::impossible(text), plc_client::core::not_read(text), plc_client::core::not_written(text)}) {
+    demand(left_out.reason.size() >= text.size() && !plc_client::core::leaves_write_open(left_out),
            "what was left out says why");
   }
-  demand(*plc_host::quality_word(failure.quality) != '\0', "a quality has a word");
+  demand(*plc_client::core::quality_word(failure.quality) != '\0', "a quality has a word");
   return 0;
 }

@@ -2,13 +2,15 @@
 #include "client/driver/driver_library.h"
 
 #include <dlfcn.h>
+#include <link.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 
 #include "client/client_error.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 constexpr char kLibraryName[] = "libplc_driver.so.1";
@@ -34,6 +36,29 @@ void find_entry(void* handle, const char* name, Function& function) {
   function = reinterpret_cast<Function>(dlsym(handle, name));
   if (function == nullptr) {
     throw ClientError(ClientError::Kind::kLibrary, "the driver library has no entry point " + std::string(name));
+  }
+}
+
+// CMake has its own files where it builds, and installs none of them; a module lies in a folder below.
+bool is_built_in(const std::string& folder) {
+  return access((folder + "/CMakeFiles").c_str(), F_OK) == 0 || access((folder + "/../CMakeFiles").c_str(), F_OK) == 0;
+}
+
+// Where a library may lie that belongs to what lies in the folder: beside it, installed with it, built with it.
+std::vector<std::string> paths_around(const std::string& folder, const std::string& file,
+                                      const std::string& installed) {
+  std::vector<std::string> paths = {folder + file, folder + "/../lib" + installed,
+                                    folder + "/../" PLC_HOST_LIBDIR + installed};
+  if (is_built_in(folder)) {
+    paths.push_back(folder + "/../src" + file);
+    paths.push_back(folder + "/../../src" + file);
+  }
+  return paths;
+}
+
+void add_new(std::vector<std::string>& paths, const std::vector<std::string>& more) {
+  for (const std::string& path : more) {
+    if (std::find(paths.begin(), paths.end(), path) == paths.end()) paths.push_back(path);
   }
 }
 
@@ -86,33 +111,43 @@ std::string program_folder() {
   return path.substr(0, path.rfind('/'));
 }
 
-bool is_in_build_tree() {
-  // CMake has its own files beside every program that it builds, and installs none of them.
-  return access((program_folder() + "/CMakeFiles").c_str(), F_OK) == 0;
+bool is_in_build_tree() { return is_built_in(program_folder()); }
+
+std::string own_folder() {
+  Dl_info here{};
+  if (dladdr(reinterpret_cast<const void*>(&find_driver_file), &here) == 0 || here.dli_fname == nullptr) return ".";
+  const std::string path = here.dli_fname;
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? program_folder() : path.substr(0, slash);
 }
 
 std::vector<std::string> default_library_paths() {
-  const std::string folder = program_folder();
-  std::vector<std::string> paths = {folder + "/" + kLibraryName, folder + "/../lib/" + kLibraryName,
-                                    folder + "/../" PLC_HOST_LIBDIR "/" + kLibraryName};
-  if (is_in_build_tree()) paths.push_back(folder + "/../../src/" + kLibraryName);
+  const std::string file = std::string("/") + kLibraryName;
+  std::vector<std::string> paths = paths_around(program_folder(), file, file);
+  add_new(paths, paths_around(own_folder(), file, file));
   paths.emplace_back(kLibraryName);
   return paths;
 }
 
 std::vector<std::string> guarded_library_paths() {
-  const std::string folder = program_folder();
   const std::string file = std::string("/guarded/") + kLibraryName;
-  std::vector<std::string> paths = {folder + file, folder + "/../lib/plc_driver" + file,
-                                    folder + "/../" PLC_HOST_LIBDIR "/plc_driver" + file};
-  if (is_in_build_tree()) paths.push_back(folder + "/../../src" + file);
+  std::vector<std::string> paths = paths_around(program_folder(), file, "/plc_driver" + file);
+  add_new(paths, paths_around(own_folder(), file, "/plc_driver" + file));
   return paths;
 }
 
-DriverLibrary load_driver_library(const std::string& choice) {
-  DriverLibrary library;
-  library.path = chosen_path(choice);
-  void* handle = open_library(library.path);
+std::string find_driver_file(const std::string& choice) {
+  const std::string path = chosen_path(choice);
+  if (path.find('/') != std::string::npos) return path;
+  void* handle = open_library(path);
+  const link_map* map = nullptr;
+  const bool is_told = dlinfo(handle, RTLD_DI_LINKMAP, &map) == 0;
+  const std::string file = is_told ? map->l_name : path;
+  dlclose(handle);
+  return file;
+}
+
+void bind_entry_points(void* handle, const std::string& choice, DriverLibrary& library) {
   find_entry(handle, "ev_plc_driver_info", library.driver_info);
   find_entry(handle, "ev_plc_init", library.init);
   find_entry(handle, "ev_OMRON_plc_register", library.register_host);
@@ -124,7 +159,13 @@ DriverLibrary load_driver_library(const std::string& choice) {
   if (choice == kGuarded && !library.is_guarded) {
     throw ClientError(ClientError::Kind::kLibrary, library.path + " is not the guarded build but " + library.build);
   }
+}
+
+DriverLibrary load_driver_library(const std::string& choice) {
+  DriverLibrary library;
+  library.path = chosen_path(choice);
+  bind_entry_points(open_library(library.path), choice, library);
   return library;
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

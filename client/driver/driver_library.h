@@ -6,7 +6,7 @@
 
 #include "plc_driver.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 // The function by which the driver reads a tag file: counts[0] plain records, counts[1] the largest indexed id; null
 // when it rejects the file. group_ids has kGroupIdWords words.
@@ -31,6 +31,12 @@ struct DriverLibrary {
 // Throws ClientError, also when "guarded" turns out to be another build.
 DriverLibrary load_driver_library(const std::string& choice);
 
+// The file that load_driver_library would load for this choice. Throws ClientError when there is none.
+std::string find_driver_file(const std::string& choice);
+
+// Fills what the loaded library at library.path exports. Throws ClientError.
+void bind_entry_points(void* handle, const std::string& choice, DriverLibrary& library);
+
 // Beside the program, in ../lib, for a program of a build tree in that tree, and last the name that the loader looks up
 // by itself.
 std::vector<std::string> default_library_paths();
@@ -41,7 +47,10 @@ std::vector<std::string> guarded_library_paths();
 // Folder of this program's file; "." when it cannot be told.
 std::string program_folder();
 
+// Folder of the file that holds this code: the program, or a library or module that it has loaded.
+std::string own_folder();
+
 // Whether this program lies where it was built: what lies in other folders around it was then built with it.
 bool is_in_build_tree();
 
-}  // namespace plc_host
+}  // namespace plc_client::core

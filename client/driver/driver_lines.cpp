@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 struct KnownLine {
@@ -177,4 +177,4 @@ std::optional<LineMeaning> meaning_of_line(const std::string& line) {
   return std::nullopt;
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

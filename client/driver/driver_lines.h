@@ -7,7 +7,7 @@
 
 #include "client/values/reading.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 struct LineMeaning {
   Quality quality;  // of the reading whose call printed it
@@ -19,4 +19,4 @@ struct LineMeaning {
 // Nothing for a line that tells of no failure.
 std::optional<LineMeaning> meaning_of_line(const std::string& line);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -9,7 +9,7 @@
 
 #include "client/client_error.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 DriverOutput::DriverOutput() : original_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
   std::fflush(stdout);
@@ -58,4 +58,4 @@ std::vector<std::string> split_lines(const std::string& text) {
   return lines;
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

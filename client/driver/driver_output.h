@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace plc_host {
+namespace plc_client::core {
 
 class DriverOutput {
  public:
@@ -31,4 +31,4 @@ class DriverOutput {
 // The lines of a text in which "\r" is no part of a line.
 std::vector<std::string> split_lines(const std::string& text);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

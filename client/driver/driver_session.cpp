@@ -7,7 +7,7 @@
 
 #include "client/client_error.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 constexpr size_t kGuardBytes = 64;
@@ -64,8 +64,8 @@ bool GuardedBuffer::is_intact() const {
          std::all_of(memory_.rbegin(), memory_.rbegin() + kGuardBytes, untouched);
 }
 
-DriverSession::DriverSession(const DriverLibrary& library, DriverOutput& output, const Target& target, LineSink sink)
-    : library_(library), output_(output), target_(target), sink_(std::move(sink)) {
+DriverSession::DriverSession(const DriverLibrary& library, LineSource source, const Target& target, LineSink sink)
+    : library_(library), take_lines_(std::move(source)), target_(target), sink_(std::move(sink)) {
   settings_.ip_address = target.ip_address;
   settings_.tcp_port = target.tcp_port;
   settings_.socket_kind = 'U';
@@ -73,7 +73,7 @@ DriverSession::DriverSession(const DriverLibrary& library, DriverOutput& output,
   connection_.recv_timeout_s = target.recv_timeout_s;
   connection_.delay_ms = target.delay_ms;
   const uint32_t code = library_.init(&settings_);
-  for (const std::string& line : output_.take_lines()) sink_(line);
+  for (const std::string& line : take_lines_()) sink_(line);
   if (code != PLC_OK) throw ClientError(ClientError::Kind::kLibrary, "ev_plc_init returned " + std::to_string(code));
 }
 
@@ -95,9 +95,16 @@ CallResult DriverSession::finish(bool single, uint32_t code, uint32_t count,
   result.count = count;
   // A batch returns the code for a reply that is too short as well, and keeps the connection then.
   result.connection_lost = (single && code == PLC_NO_CONNECT) || (code != PLC_OK && connection_.socket_fd == kNoSocket);
-  result.lines = output_.take_lines();
+  result.lines = take_lines_();
   for (const std::string& line : result.lines) sink_(line);
+  if (observer_) observer_(result);
   return result;
+}
+
+CallResult DriverSession::connect(uint32_t (*hook)(ConnContext*)) {
+  const auto start = std::chrono::steady_clock::now();
+  const uint32_t code = hook(&connection_);
+  return finish(true, code, 0, start);
 }
 
 CallResult DriverSession::read(uint32_t register_id, uint32_t offset, uint32_t count, GuardedBuffer& buffer) {
@@ -149,4 +156,4 @@ std::string code_text(uint32_t code) {
   }
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

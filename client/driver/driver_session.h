@@ -8,10 +8,9 @@
 #include <vector>
 
 #include "client/driver/driver_library.h"
-#include "client/driver/driver_output.h"
 #include "client/values/reading.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 // The controller and how the host's records describe it.
 struct Target {
@@ -68,11 +67,12 @@ struct CallResult {
 
 class DriverSession {
  public:
+  using LineSource = std::function<std::vector<std::string>()>;
   using LineSink = std::function<void(const std::string& line)>;
 
-  // Gives the driver its settings. output and library must outlive the session; sink receives each line that the
-  // driver prints, after the call that printed it.
-  DriverSession(const DriverLibrary& library, DriverOutput& output, const Target& target, LineSink sink);
+  // Gives the driver its settings. library must outlive the session; source gives what the driver has printed since it
+  // was last asked, sink receives each line of it, after the call that printed it.
+  DriverSession(const DriverLibrary& library, LineSource source, const Target& target, LineSink sink);
   DriverSession(const DriverSession&) = delete;
   DriverSession& operator=(const DriverSession&) = delete;
 
@@ -82,7 +82,18 @@ class DriverSession {
   CallResult write(uint32_t register_id, uint32_t offset, uint32_t count, GuardedBuffer& buffer);
   CallResult read_batch(std::vector<BatchReadRequest>& elements);
 
+  // hook is the one of the driver that does what every transfer does first.
+  CallResult connect(uint32_t (*hook)(ConnContext*));
+
+  // Is told of every call, behind its lines.
+  void set_observer(std::function<void(const CallResult&)> observer) { observer_ = std::move(observer); }
+
   const Target& target() const { return target_; }
+  // The tag file that the next calls speak of.
+  void set_area(uint16_t area) { target_.area = area; }
+  // What the driver writes its socket to.
+  ConnContext& connection() { return connection_; }
+  bool is_connected() const { return connection_.socket_fd >= 0; }
   // Of what a call that returned 0 delivered.
   Quality quality_of_success() const { return library_.is_guarded ? Quality::kGood : Quality::kUnguarded; }
   bool is_guarded() const { return library_.is_guarded; }
@@ -93,9 +104,10 @@ class DriverSession {
   CallResult finish(bool single, uint32_t code, uint32_t count, std::chrono::steady_clock::time_point start);
 
   const DriverLibrary& library_;
-  DriverOutput& output_;
+  LineSource take_lines_;
   Target target_;
   LineSink sink_;
+  std::function<void(const CallResult&)> observer_;
   CommSettings settings_{};  // the driver keeps a pointer to it
   ConnContext connection_{};
   CallFigures figures_;
@@ -104,4 +116,4 @@ class DriverSession {
 // Words for a return code of a transfer: "the connection could not be set up (2)".
 std::string code_text(uint32_t code);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -6,7 +6,7 @@
 
 #include "client/driver/driver_lines.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 constexpr char kInTime[] = " in time";
@@ -105,4 +105,4 @@ Failure not_written(const std::string& why) {
   return failure;
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -6,7 +6,7 @@
 #include "client/driver/driver_session.h"
 #include "client/values/reading.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 // From what the driver returned and the lines that it printed meanwhile.
 Failure explain_failure(const CallResult& call, const Target& target);
@@ -21,4 +21,4 @@ Failure impossible(const std::string& reason);
 Failure not_read(const std::string& why);
 Failure not_written(const std::string& why);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

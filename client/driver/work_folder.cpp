@@ -11,7 +11,7 @@
 
 #include "client/client_error.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 std::string absolute_path(const std::string& path) {
@@ -71,4 +71,4 @@ void WorkFolder::remove() {
   if (previous_ >= 0) close(previous_);
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

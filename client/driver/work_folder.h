@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-namespace plc_host {
+namespace plc_client::core {
 
 class WorkFolder {
  public:
@@ -28,4 +28,4 @@ class WorkFolder {
   Complain complain_;
 };
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -6,10 +6,9 @@
 #include "client/plan/transfer_plan.h"
 #include "client/values/value_type.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
-constexpr size_t kSlotsPerBatch = 100;
 constexpr size_t kRegistersPerFrame = 35;  // the driver makes total / 35 + 1 frame pairs
 constexpr size_t kSlotsPerRun = 50;
 constexpr size_t kRequestBytes = 4096;
@@ -29,6 +28,7 @@ BatchSlot make_slot(const TagReference& reference, size_t number, SlotPart part,
   slot.element = element;
   slot.count = 1;
   slot.name_bytes = name_bytes(entry, subscripts);
+  slot.reply_bytes = kResolvedNameBytes + kBytesPerSubscript * subscripts.size();
   slot.names = entry.bit_width == 1 ? kNamesPerBool : 1;
   slot.mergeable = entry.bit_width != 1 && (entry.dim1_high != 0 || entry.string_length != 0);
   return slot;
@@ -85,7 +85,10 @@ size_t run_length(const Batch& batch, size_t head) {
 struct FrameLoad {
   size_t bytes = kFrameHeadBytes;
   size_t names = 0;
-  bool fits() const { return bytes <= kRequestBytes && names <= kNamesPerFrame; }
+  size_t reply_bytes = kResolveHeadBytes;
+  bool fits(bool is_guarded) const {
+    return bytes <= kRequestBytes && names <= kNamesPerFrame && (is_guarded || reply_bytes <= kSegmentBytes);
+  }
 };
 
 // Walks one frame as the driver does; returns the slot at which the next one starts.
@@ -97,6 +100,7 @@ size_t walk_frame(const Batch& batch, size_t start, size_t end, FrameLoad& load)
     for (size_t i = 0; i < names; ++i) {
       const size_t named = batch[at].mergeable ? std::min(at + i, batch.size() - 1) : at;
       load.bytes += batch[named].name_bytes;
+      load.reply_bytes += batch[named].reply_bytes;
     }
     load.names += names;
     at += std::max<size_t>(run, 1);
@@ -104,10 +108,17 @@ size_t walk_frame(const Batch& batch, size_t start, size_t end, FrameLoad& load)
   return at;
 }
 
-// Cuts one scope's slots into the largest batches that are read completely.
+// Slots of the next batch, of so many that are left: whole frames as long as there are some, since equal shares of what
+// does not fill its frames leave slots over.
+size_t wanted_slots(size_t left) {
+  if (left >= 2 * kSlotsPerFrame) return 2 * kSlotsPerFrame;
+  return left > kSlotsPerFrame && left % 2 != 0 ? kSlotsPerFrame : left;
+}
+
+// Cuts one scope's slots into batches that are read completely, in as few frames as they take.
 void cut_batches(const Batch& slots, bool is_guarded, std::vector<Batch>& batches) {
   for (size_t start = 0; start < slots.size();) {
-    size_t size = std::min(kSlotsPerBatch, slots.size() - start);
+    size_t size = wanted_slots(slots.size() - start);
     Batch batch;
     for (; size > 0; --size) {
       const auto first = slots.begin() + static_cast<std::ptrdiff_t>(start);
@@ -120,13 +131,13 @@ void cut_batches(const Batch& slots, bool is_guarded, std::vector<Batch>& batche
   }
 }
 
-std::string scope_of(const TagReference& reference) {
+}  // namespace
+
+std::string scope_key(const TagReference& reference) {
   const TagEntry& entry = reference.tag->entry;
   // The number goes with the name where the controller has no program of that name.
   return entry.is_global == 1 ? "global" : std::to_string(entry.local_index) + " " + entry.scope_name;
 }
-
-}  // namespace
 
 std::optional<std::string> why_not_batched(const TagReference& reference, bool is_guarded) {
   const TagEntry& entry = reference.tag->entry;
@@ -145,20 +156,48 @@ std::optional<std::string> why_not_batched(const TagReference& reference, bool i
   return std::nullopt;
 }
 
-bool is_read_completely(const Batch& batch, bool is_guarded) {
-  if (batch.empty() || batch.back().part == SlotPart::kLowHalf) return false;
+namespace {
+
+// Walks the batch as the driver does; true when every frame fits. frames are those that it took.
+bool walk_batch(const Batch& batch, bool is_guarded, size_t& frames, size_t& end) {
   size_t total = 0;
   for (const BatchSlot& slot : batch) total += slot.count;
-  const size_t frames = total / kRegistersPerFrame + 1;
-  const size_t span = batch.size() / frames;
-  if (span == 0 || (batch.size() % frames != 0 && !is_guarded)) return false;
-  size_t at = 0;
-  for (size_t frame = 0; is_guarded ? at < batch.size() : frame < frames; ++frame) {
+  const size_t shares = total / kRegistersPerFrame + 1;
+  const size_t span = batch.size() / shares;
+  if (span == 0) return false;
+  for (frames = 0, end = 0; is_guarded ? end < batch.size() : frames < shares; ++frames) {
     FrameLoad load;
-    at = walk_frame(batch, at, at + span, load);
-    if (!load.fits()) return false;
+    end = walk_frame(batch, end, end + span, load);
+    if (!load.fits(is_guarded)) return false;
   }
-  return at >= batch.size();
+  return is_guarded || batch.size() % shares == 0;
+}
+
+}  // namespace
+
+bool is_read_completely(const Batch& batch, bool is_guarded) {
+  if (batch.empty() || batch.back().part == SlotPart::kLowHalf) return false;
+  size_t frames = 0;
+  size_t end = 0;
+  return walk_batch(batch, is_guarded, frames, end) && end >= batch.size();
+}
+
+size_t frame_count(const Batch& batch, bool is_guarded) {
+  size_t frames = 0;
+  size_t end = 0;
+  walk_batch(batch, is_guarded, frames, end);
+  return frames;
+}
+
+size_t slot_count(const TagReference& reference) {
+  const TagEntry& entry = reference.tag->entry;
+  if (is_text(entry)) return static_cast<size_t>(std::max(entry.string_length, 1) + 1) / 2;
+  if (entry.bit_width == 64) return 2;
+  size_t count = 1;
+  for (const SubscriptRange& range : reference.chosen) {
+    count *= static_cast<size_t>(int64_t{range.high} - int64_t{range.low} + 1);
+  }
+  return count;
 }
 
 std::vector<Batch> plan_batches(const std::vector<TagReference>& references, const std::vector<size_t>& chosen,
@@ -166,7 +205,7 @@ std::vector<Batch> plan_batches(const std::vector<TagReference>& references, con
   std::vector<std::string> scopes;
   std::vector<Batch> slots_of_scope;
   for (const size_t i : chosen) {
-    const std::string scope = scope_of(references[i]);
+    const std::string scope = scope_key(references[i]);
     const auto found = std::find(scopes.begin(), scopes.end(), scope);
     const auto place = static_cast<size_t>(found - scopes.begin());
     if (found == scopes.end()) {
@@ -180,4 +219,4 @@ std::vector<Batch> plan_batches(const std::vector<TagReference>& references, con
   return batches;
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -10,7 +10,7 @@
 #include "client/tags/tag_reference.h"
 #include "plc_driver.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 // What a slot of a batch delivers.
 enum class SlotPart {
@@ -27,6 +27,7 @@ struct BatchSlot {
   uint32_t element;
   uint16_t count;
   size_t name_bytes;
+  size_t reply_bytes;  // of the resolved name
   uint8_t names;   // written by the driver for this slot, without merged ones
   bool mergeable;  // with a neighbour whose element is the next one
 };
@@ -47,4 +48,16 @@ std::vector<Batch> plan_batches(const std::vector<TagReference>& references, con
 // over, which the guarded build alone would read in further frames.
 bool is_read_completely(const Batch& batch, bool is_guarded);
 
-}  // namespace plc_host
+// The same for two variables that one batch can hold.
+std::string scope_key(const TagReference& reference);
+
+// Slots that the variable takes.
+size_t slot_count(const TagReference& reference);
+
+// Pairs of exchanges, names and values, in which the driver reads the batch.
+size_t frame_count(const Batch& batch, bool is_guarded);
+
+// Slots that one pair of exchanges takes at most.
+inline constexpr size_t kSlotsPerFrame = 34;
+
+}  // namespace plc_client::core

@@ -9,7 +9,7 @@
 #include "client/driver/failure.h"
 #include "client/plan/batch_plan.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 constexpr size_t kTextBytesPerSlot = 2;
@@ -195,4 +195,4 @@ BatchFigures read_tags_batched(DriverSession& session, std::vector<TagResult>& r
   return BatchReader(session, results, stop).read_all();
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

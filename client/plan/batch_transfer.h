@@ -6,7 +6,7 @@
 
 #include "client/plan/tag_transfer.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 // What a batch read took.
 struct BatchFigures {
@@ -21,4 +21,4 @@ struct BatchFigures {
 BatchFigures read_tags_batched(DriverSession& session, std::vector<TagResult>& results,
                                const std::function<bool()>& stop);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -6,7 +6,7 @@
 #include "client/driver/failure.h"
 #include "client/values/value_type.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 // count is that of the call as the driver left it.
@@ -46,4 +46,4 @@ TagResult read_number(DriverSession& session, const TagList& tags, uint32_t regi
   return result;
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -5,7 +5,7 @@
 #include "client/plan/tag_transfer.h"
 #include "client/tags/tag_list.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 // The driver takes no reply that holds more elements.
 inline constexpr uint32_t kMostCounted = 4096;
@@ -14,4 +14,4 @@ inline constexpr uint32_t kMostCounted = 4096;
 TagResult read_number(DriverSession& session, const TagList& tags, uint32_t register_id, uint32_t offset,
                       uint32_t count);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -7,7 +7,7 @@
 #include "client/driver/failure.h"
 #include "client/values/value_type.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 constexpr size_t kReplyBytes = 4096;  // a string reply can fill the buffer up to the length of the whole reply
@@ -60,7 +60,7 @@ Reading read_elements(DriverSession& session, const TagReference& reference) {
   const uint32_t host_units = host_units_per_element(tag.entry);
   TagValue value;
   CallResult call;
-  for (const ElementRun& run : plan_elements(reference, Direction::kRead)) {
+  for (const ElementRun& run : plan_elements(reference, Direction::kRead, session.is_guarded())) {
     GuardedBuffer buffer(read_buffer_bytes(run.count));
     call = session.read(*tag.register_id, run.offset * host_units, run.count * host_units, buffer);
     if (!call.ok()) return failed_reading(session, call, {}, tag.entry);
@@ -68,8 +68,7 @@ Reading read_elements(DriverSession& session, const TagReference& reference) {
       value.text += bytes_until_zero(buffer, buffer.size());
       continue;
     }
-    const std::vector<uint64_t> elements = decode_elements(tag.entry, buffer.data(), run.count);
-    value.elements.insert(value.elements.end(), elements.begin(), elements.end());
+    append_elements(tag.entry, buffer.data(), run.count, value.elements);
   }
   return {value, session.quality_of_success(), call.time};
 }
@@ -115,13 +114,19 @@ std::string known_limit(const TagEntry& entry) {
   return {};
 }
 
-std::vector<uint64_t> decode_elements(const TagEntry& entry, const uint8_t* data, uint32_t count) {
-  std::vector<uint64_t> elements(count, 0);
+void append_elements(const TagEntry& entry, const uint8_t* data, uint32_t count, std::vector<uint64_t>& elements) {
   const size_t bytes = element_bytes(entry);
   for (uint32_t i = 0; i < count; ++i) {
-    if (entry.bit_width == 1) elements[i] = uint64_t{data[i / 8]} >> (i % 8) & 1U;
-    for (size_t b = 0; b < bytes; ++b) elements[i] |= uint64_t{data[i * bytes + b]} << (8 * b);
+    uint64_t bits = entry.bit_width == 1 ? uint64_t{data[i / 8]} >> (i % 8) & 1U : 0;
+    for (size_t b = 0; b < bytes; ++b) bits |= uint64_t{data[i * bytes + b]} << (8 * b);
+    elements.push_back(bits);
   }
+}
+
+std::vector<uint64_t> decode_elements(const TagEntry& entry, const uint8_t* data, uint32_t count) {
+  std::vector<uint64_t> elements;
+  elements.reserve(count);
+  append_elements(entry, data, count, elements);
   return elements;
 }
 
@@ -178,20 +183,25 @@ void read_tags(DriverSession& session, std::vector<TagResult>& results, const st
   }
 }
 
-PreparedWrite prepare_write(const TagReference& reference, std::string_view value_text) {
+PreparedWrite prepare_write(const TagReference& reference, TagValue value) {
   PreparedWrite write;
   write.reference = reference;
+  write.value = std::move(value);
   const TagEntry& entry = reference.tag->entry;
   if (value_kind(entry) != ValueKind::kText) {
     write.runs = plan_elements(reference, Direction::kWrite);
-    write.value = parse_value(entry, value_text, reference.extents);
     return write;
   }
-  write.value = parse_value(entry, value_text, reference.extents);
   // A zero byte behind the text ends it, unless the text fills the string.
   const size_t length = std::min(write.value.text.size() + 1, static_cast<size_t>(std::max(entry.string_length, 0)));
   write.pieces = plan_string_write(static_cast<uint32_t>(length / 2 + length % 2));
   return write;
+}
+
+PreparedWrite prepare_write(const TagReference& reference, std::string_view value_text) {
+  // What cannot be written at all is the better answer to a value that is none either.
+  if (value_kind(reference.tag->entry) != ValueKind::kText) plan_elements(reference, Direction::kWrite);
+  return prepare_write(reference, parse_value(reference.tag->entry, value_text, reference.extents));
 }
 
 TagResult write_tag(DriverSession& session, const PreparedWrite& write) {
@@ -206,4 +216,4 @@ bool same_value(const TagEntry& entry, const TagValue& written, const TagValue& 
   return written.elements == read.elements;
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

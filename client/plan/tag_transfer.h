@@ -11,7 +11,7 @@
 #include "client/values/reading.h"
 #include "client/values/value_text.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 // One variable that was asked for, and what became of it.
 struct TagResult {
@@ -65,6 +65,12 @@ TagResult write_tag(DriverSession& session, const PreparedWrite& write);
 // True when a value that was read back is the one that was written.
 bool same_value(const TagEntry& entry, const TagValue& written, const TagValue& read);
 
+// A write of a value that has been checked. Throws PlanError; sends nothing.
+PreparedWrite prepare_write(const TagReference& reference, TagValue value);
+
+// Appends the elements of a buffer filled by ev_plc_read.
+void append_elements(const TagEntry& entry, const uint8_t* data, uint32_t count, std::vector<uint64_t>& elements);
+
 // The elements of a buffer filled by ev_plc_read.
 std::vector<uint64_t> decode_elements(const TagEntry& entry, const uint8_t* data, uint32_t count);
 
@@ -77,4 +83,4 @@ size_t read_buffer_bytes(uint32_t count);
 // Why a variable of this kind is known to fail, for the end of an error message; "" when it is not.
 std::string known_limit(const TagEntry& entry);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -6,7 +6,7 @@
 
 #include "client/values/value_type.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 constexpr size_t kReadRequestBytes = 4096;
@@ -20,9 +20,12 @@ constexpr uint32_t kUnitsPerStringRead = 255;   // counted in one byte
 constexpr uint32_t kUnitsPerStringWrite = 120;  // from 122 on the driver states a wrong length
 constexpr uint32_t kLastStringOffset = 512;     // beyond it a read names nothing
 
-uint32_t read_limit(const TagEntry& entry) {
+uint32_t read_limit(const TagEntry& entry, bool is_guarded) {
   if (value_kind(entry) == ValueKind::kRaw) return 1;
-  return entry.bit_width == 1 ? kBoolsPerRead : kElementsPerRead;
+  const uint32_t limit = entry.bit_width == 1 ? kBoolsPerRead : kElementsPerRead;
+  if (is_guarded) return limit;
+  const size_t name = kResolvedNameBytes + kBytesPerSubscript * declared_ranges(entry).size();
+  return std::min(limit, static_cast<uint32_t>((kSegmentBytes - kResolveHeadBytes) / name));
 }
 
 uint32_t write_limit(const TagEntry& entry) {
@@ -99,11 +102,11 @@ size_t name_bytes(const TagEntry& entry, const Subscripts& subscripts) {
   return 2 + 2 * characters;
 }
 
-std::vector<ElementRun> plan_elements(const TagReference& reference, Direction direction) {
+std::vector<ElementRun> plan_elements(const TagReference& reference, Direction direction, bool is_guarded) {
   const TagEntry& entry = reference.tag->entry;
   const bool reading = direction == Direction::kRead;
   if (!reading) check_writable(entry);
-  const uint32_t limit = reading ? read_limit(entry) : write_limit(entry);
+  const uint32_t limit = reading ? read_limit(entry, is_guarded) : write_limit(entry);
   const size_t request_bytes = reading ? kReadRequestBytes : kWriteRequestBytes;
   std::vector<ElementRun> runs;
   int64_t next_place = 0;
@@ -141,4 +144,4 @@ std::vector<StringPiece> plan_string_write(uint32_t units) {
   return pieces;
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

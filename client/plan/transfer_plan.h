@@ -8,7 +8,7 @@
 
 #include "client/tags/tag_reference.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 // Elements that one call transfers, in the order of the user's elements.
 struct ElementRun {
@@ -22,12 +22,19 @@ class PlanError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// Bytes of a reply that arrives in one piece, and of a resolved name in it at most: the contract build takes what the
+// first segment holds for the whole reply.
+inline constexpr size_t kSegmentBytes = 1460;
+inline constexpr size_t kResolveHeadBytes = 17;
+inline constexpr size_t kResolvedNameBytes = 24;
+inline constexpr size_t kBytesPerSubscript = 4;
+
 // The runs of a read or a write of everything but strings. Throws PlanError when the driver would ask for other
 // elements than the chosen ones.
 //
 // A read names every element, so any consecutive offsets make a run. A write names every element too, but the
 // controller stores the values from the first one on: its runs must also be consecutive in the controller.
-std::vector<ElementRun> plan_elements(const TagReference& reference, Direction direction);
+std::vector<ElementRun> plan_elements(const TagReference& reference, Direction direction, bool is_guarded = true);
 
 // Pieces of a string, in 16-bit units of two bytes.
 struct StringPiece {
@@ -42,4 +49,4 @@ std::vector<StringPiece> plan_string_write(uint32_t units);
 // Bytes that an element's name takes in a request, at most.
 size_t name_bytes(const TagEntry& entry, const Subscripts& subscripts);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

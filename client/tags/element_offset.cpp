@@ -1,7 +1,7 @@
 // The driver's subscript rules as a host has to know them, and their inversion by search.
 #include "client/tags/element_offset.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 constexpr uint32_t kOffsetsPerRequest = 0x10000;  // the offset is the low half of the request's address
@@ -95,4 +95,4 @@ std::string subscript_text(const Subscripts& subscripts) {
   return text + "]";
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -12,7 +12,7 @@
 #include "client/values/value_type.h"
 #include "plc_driver.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 // Subscripts in the order in which they are written, the first declared range first.
 using Subscripts = std::vector<int32_t>;
@@ -40,4 +40,4 @@ bool is_on_em(const TagEntry& entry);
 // "[1,2]", or "" without subscripts.
 std::string subscript_text(const Subscripts& subscripts);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <utility>
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 constexpr size_t kMostNear = 5;
@@ -64,4 +64,4 @@ std::string joined_with_or(const std::vector<std::string>& names) {
   return text;
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

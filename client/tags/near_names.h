@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace plc_host {
+namespace plc_client::core {
 
 // The candidates that differ from wanted in letter case or in a few characters, the nearest first, each once, at most
 // five.
@@ -14,4 +14,4 @@ std::vector<std::string> near_names(std::string_view wanted, const std::vector<s
 // "Speed", "Speed or Spend", "Speed, Spend or Spell".
 std::string joined_with_or(const std::vector<std::string>& names);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -6,7 +6,7 @@
 #include "client/client_error.h"
 #include "client/driver/driver_session.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 constexpr uint32_t kFirstUnformedId = 0x10000;  // up to kFirstIndexedId: needs a reg_type of 1 to 3, which counts as 0
@@ -59,6 +59,16 @@ Tag make_indexed_tag(const IndexedTagEntry& group, uint32_t group_number, uint32
   return tag;
 }
 
+void index_names(TagList& list) {
+  list.by_name.reserve(list.tags.size());
+  for (uint32_t i = 0; i < list.tags.size(); ++i) {
+    const Tag& tag = list.tags[i];
+    list.by_name[tag.qualified_name].push_back(i);
+    if (tag.name != tag.qualified_name) list.by_name[tag.name].push_back(i);
+    if (tag.name != tag.entry.name && tag.qualified_name != tag.entry.name) list.by_name[tag.entry.name].push_back(i);
+  }
+}
+
 }  // namespace
 
 std::string plain_name(const char* name) {
@@ -92,12 +102,14 @@ TagList make_tag_list(const TagEntry* entries, uint32_t plain_count, const Index
   TagList list;
   list.plain_count = plain_count;
   list.max_indexed_id = max_indexed_id;
+  list.tags.reserve(plain_count);
   for (uint32_t i = 0; i < plain_count; ++i) list.tags.push_back(make_plain_tag(entries[i], i));
   for (uint32_t g = 0; groups != nullptr && groups[g].entries != nullptr; ++g) {
     for (uint32_t i = 0; i < groups[g].count; ++i) {
       list.tags.push_back(make_indexed_tag(groups[g], g, i, max_indexed_id, group_ids));
     }
   }
+  index_names(list);
   return list;
 }
 
@@ -134,4 +146,4 @@ const Tag* find_tag_by_id(const TagList& list, uint32_t register_id) {
   return nullptr;
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

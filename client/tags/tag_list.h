@@ -4,11 +4,12 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "client/driver/driver_library.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 struct Tag {
   TagEntry entry;
@@ -20,6 +21,8 @@ struct Tag {
 
 struct TagList {
   std::vector<Tag> tags;  // plain records in file order, then indexed ones in file order
+  // Positions in tags, in their order, under each way to write a name: with scope, without, and as the driver has it.
+  std::unordered_map<std::string, std::vector<uint32_t>> by_name;
   uint32_t plain_count = 0;
   uint32_t max_indexed_id = 0;
 };
@@ -45,4 +48,4 @@ std::string plain_name(const char* name);
 // Name of a device kind: "DM"; "" for none.
 const char* device_name(uint8_t device_kind);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -6,7 +6,7 @@
 
 #include "client/values/value_type.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 // More than any request can carry; keeps a range of a mistyped tag file from filling the memory.
@@ -17,26 +17,15 @@ bool parse_number(std::string_view text, int32_t& number) {
   return end.ec == std::errc() && end.ptr == text.data() + text.size();
 }
 
-// The first and, separately, the number of records that are called name, with or without their scope.
-size_t count_named(const TagList& list, std::string_view name, const Tag*& first) {
-  size_t count = 0;
-  first = nullptr;
-  for (const Tag& tag : list.tags) {
-    if (tag.name != name && tag.qualified_name != name && name != tag.entry.name) continue;
-    if (first == nullptr) first = &tag;
-    ++count;
-  }
-  return count;
-}
-
 // An ambiguous name means the one record that bears it exactly: a global variable beside local ones of its name.
 const Tag* choose_tag(const TagList& list, std::string_view name) {
-  const Tag* first = nullptr;
-  const size_t count = count_named(list, name, first);
-  if (count <= 1) return first;
+  const auto named = list.by_name.find(std::string(name));
+  if (named == list.by_name.end()) return nullptr;
+  if (named->second.size() == 1) return &list.tags[named->second.front()];
   const Tag* exact = nullptr;
   std::string candidates;
-  for (const Tag& tag : list.tags) {
+  for (const uint32_t position : named->second) {
+    const Tag& tag = list.tags[position];
     if (tag.name != name && tag.qualified_name != name) continue;
     candidates += (candidates.empty() ? "" : ", ") + tag.qualified_name;
     if (tag.qualified_name != name) continue;
@@ -66,7 +55,7 @@ SubscriptRange parse_subscript(std::string_view text, bool& single) {
 void check_within(const SubscriptRange& range, const SubscriptRange& declared, std::string_view text) {
   if (range.low > range.high) throw ReferenceError("subscript " + std::string(text) + " runs backwards");
   if (range.low >= declared.low && range.high <= declared.high) return;
-  throw ReferenceError("subscript " + std::string(text) + " is outside " + std::to_string(declared.low) + ".." +
+  throw SubscriptError("subscript " + std::string(text) + " is outside " + std::to_string(declared.low) + ".." +
                        std::to_string(declared.high));
 }
 
@@ -86,7 +75,7 @@ void check_element_count(const TagReference& reference) {
 
 void choose_elements(TagReference& reference, std::string_view subscripts) {
   const std::vector<SubscriptRange> declared = declared_ranges(reference.tag->entry);
-  if (declared.empty()) throw ReferenceError("it is no array: " + declared_type(reference.tag->entry));
+  if (declared.empty()) throw ShapeError("it is no array: " + declared_type(reference.tag->entry));
   for (size_t start = 0; start <= subscripts.size();) {
     const size_t comma = std::min(subscripts.find(',', start), subscripts.size());
     const std::string_view text = subscripts.substr(start, comma - start);
@@ -98,8 +87,8 @@ void choose_elements(TagReference& reference, std::string_view subscripts) {
     start = comma + 1;
   }
   if (reference.chosen.size() != declared.size()) {
-    throw ReferenceError("it takes " + std::to_string(declared.size()) + " subscripts and not " +
-                         std::to_string(reference.chosen.size()) + ": " + declared_type(reference.tag->entry));
+    throw ShapeError("it takes " + std::to_string(declared.size()) + " subscripts and not " +
+                     std::to_string(reference.chosen.size()) + ": " + declared_type(reference.tag->entry));
   }
 }
 
@@ -122,7 +111,7 @@ TagReference find_reference(const TagList& list, std::string_view text) {
   const size_t bracket = text.rfind('[');
   const bool subscripted = bracket != std::string_view::npos && text.back() == ']';
   const Tag* tag = subscripted ? choose_tag(list, text.substr(0, bracket)) : nullptr;
-  if (tag == nullptr) throw ReferenceError("the tag file has no variable of this name");
+  if (tag == nullptr) throw NoSuchName("the tag file has no variable of this name");
   check_reachable(*tag);
   TagReference reference;
   reference.tag = tag;
@@ -160,4 +149,4 @@ void split_assignment(std::string_view text, std::string_view& name, std::string
   throw ReferenceError("'" + std::string(text) + "' is no assignment: write NAME=VALUE");
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

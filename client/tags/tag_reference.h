@@ -10,7 +10,7 @@
 #include "client/tags/element_offset.h"
 #include "client/tags/tag_list.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 struct TagReference {
   const Tag* tag = nullptr;            // of the list that it was looked up in
@@ -23,6 +23,24 @@ struct TagReference {
 class ReferenceError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+// No variable of the list has the name.
+class NoSuchName : public ReferenceError {
+ public:
+  using ReferenceError::ReferenceError;
+};
+
+// Subscripts that the variable does not take: it is no array, or one of other dimensions.
+class ShapeError : public ReferenceError {
+ public:
+  using ReferenceError::ReferenceError;
+};
+
+// A subscript outside its declared range.
+class SubscriptError : public ReferenceError {
+ public:
+  using ReferenceError::ReferenceError;
 };
 
 // Looks up a name. An array without subscripts means all of its elements. Throws ReferenceError for a name that the
@@ -39,4 +57,4 @@ std::vector<Subscripts> chosen_elements(const TagReference& reference);
 // Cuts NAME=VALUE at the first '=' outside brackets. Throws ReferenceError when there is none.
 void split_assignment(std::string_view text, std::string_view& name, std::string_view& value);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -9,7 +9,7 @@
 #include "tag_check/checker.h"
 #include "tag_check/rule_list.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 bool is_rule(const tag_check::Finding& finding, const char* rule) { return std::strcmp(finding.rule, rule) == 0; }
@@ -37,6 +37,18 @@ std::optional<TagLine> TagSource::line_of(const TagList& list, size_t position) 
     return TagLine{line.number, std::string(line.text)};
   }
   return std::nullopt;
+}
+
+std::vector<uint32_t> TagSource::lines_of(const TagList& list) const {
+  std::vector<uint32_t> numbers(list.tags.size(), 0);
+  size_t plain = 0;
+  size_t indexed = list.plain_count;
+  for (const tag_check::SourceLine& line : file_.lines) {
+    const size_t position = line.indexed ? indexed++ : plain++;
+    const bool is_there = position < (line.indexed ? list.tags.size() : list.plain_count);
+    if (is_there && std::strcmp(line.entry.name, list.tags[position].entry.name) == 0) numbers[position] = line.number;
+  }
+  return numbers;
 }
 
 const tag_check::DroppedPiece* TagSource::dropped_declaration(const std::string& name) const {
@@ -84,4 +96,4 @@ std::vector<TagSource::Remark> TagSource::errors(size_t most) const {
   });
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -10,7 +10,7 @@
 #include "client/tags/tag_list.h"
 #include "tag_check/source_line.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 // Where a record stands.
 struct TagLine {
@@ -38,6 +38,9 @@ class TagSource {
   // The line of the record at this position of the list; nothing when the file has changed since the list was read.
   std::optional<TagLine> line_of(const TagList& list, size_t position) const;
 
+  // The line of each record of the list, from 1; 0 where the file has changed since the list was read.
+  std::vector<uint32_t> lines_of(const TagList& list) const;
+
   // The dropped piece that declares this name; null when none does.
   const tag_check::DroppedPiece* dropped_declaration(const std::string& name) const;
 
@@ -61,4 +64,4 @@ class TagSource {
   tag_check::SourceFile file_;
 };
 
-}  // namespace plc_host
+}  // namespace plc_client::core

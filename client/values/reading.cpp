@@ -3,7 +3,7 @@
 
 #include <utility>
 
-namespace plc_host {
+namespace plc_client::core {
 
 const char* quality_word(Quality quality) {
   switch (quality) {
@@ -41,4 +41,4 @@ Reading::Reading(TagValue value, Quality quality, WallTime time)
 
 Reading::Reading(Failure failure, WallTime time) : failure_(std::move(failure)), time_(time) {}
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -9,7 +9,7 @@
 #include "client/values/time_text.h"
 #include "client/values/value_text.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 enum class Quality {
   kGood,          // the guarded build had the controller's own, whole reply
@@ -64,4 +64,4 @@ class Reading {
   WallTime time_{};
 };
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <ctime>
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 constexpr int kFirstYear = 1900;
@@ -36,4 +36,4 @@ std::string utc_time_text(WallTime time) {
   return text;
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <string>
 
-namespace plc_host {
+namespace plc_client::core {
 
 using WallTime = std::chrono::system_clock::time_point;
 
@@ -14,4 +14,4 @@ std::string local_time_text(WallTime time);
 // For programs: "2026-11-21T08:30:00.123Z".
 std::string utc_time_text(WallTime time);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -3,7 +3,7 @@
 
 #include "base/utf8.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 struct Character {
@@ -58,4 +58,4 @@ std::string pad_columns(std::string_view text, size_t columns) {
   return std::string(text) + std::string(width < columns ? columns - width : 0, ' ');
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace plc_host {
+namespace plc_client::core {
 
 // Columns that text takes in a terminal: one per character, two for the wide ones of East Asian scripts.
 size_t display_width(std::string_view text);
@@ -16,4 +16,4 @@ std::string fit_columns(std::string_view text, size_t columns);
 // text, filled up with spaces to columns.
 std::string pad_columns(std::string_view text, size_t columns);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

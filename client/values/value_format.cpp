@@ -9,7 +9,7 @@
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 constexpr size_t kNumberBytes = 64;  // longer than any shortest LREAL or 64-bit integer
@@ -184,4 +184,4 @@ std::string quote_text(std::string_view text) {
   return quoted + "\"";
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

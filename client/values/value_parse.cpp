@@ -7,7 +7,7 @@
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 std::string_view trim(std::string_view text) {
@@ -220,4 +220,4 @@ TagValue parse_value(const TagEntry& entry, std::string_view text, const std::ve
   return value;
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -11,7 +11,7 @@
 
 #include "plc_driver.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 // The value of a variable or of some of its elements.
 struct TagValue {
@@ -51,4 +51,4 @@ uint64_t parse_element(const TagEntry& entry, std::string_view text);
 // between double quotes with escapes. Throws ValueError, also when the number of values is not that of the elements.
 TagValue parse_value(const TagEntry& entry, std::string_view text, const std::vector<size_t>& extents);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -1,7 +1,7 @@
 // Names and kinds of the data types.
 #include "client/values/value_type.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 struct TypeRow {
@@ -73,4 +73,4 @@ std::string declared_type(const TagEntry& entry) {
   return *separator == ',' ? text + "]" : text;
 }
 
-}  // namespace plc_host
+}  // namespace plc_client::core

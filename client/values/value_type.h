@@ -7,7 +7,7 @@
 
 #include "plc_driver.h"
 
-namespace plc_host {
+namespace plc_client::core {
 
 inline constexpr uint16_t kTypeBool = 0xC1;
 
@@ -39,4 +39,4 @@ std::vector<SubscriptRange> declared_ranges(const TagEntry& entry);
 // Type with ranges or length as a tag file declares it: "INT[0..9]", "STRING(20)".
 std::string declared_type(const TagEntry& entry);
 
-}  // namespace plc_host
+}  // namespace plc_client::core

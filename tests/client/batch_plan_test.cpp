@@ -7,10 +7,10 @@
 
 #include "tests/client/host_test_records.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
-using namespace plc_host_test;
+using namespace plc_client_test;
 
 std::vector<Batch> plan_all(const TagList& list, bool is_guarded = false) {
   std::vector<TagReference> references;
@@ -34,24 +34,30 @@ TagList many_words(size_t count) {
   return make_list(entries);
 }
 
-TEST(BatchPlan, SizesThatDivideEvenly_AreOneBatch) {
-  for (const size_t count : {size_t{1}, size_t{34}, size_t{36}, size_t{68}, size_t{72}, size_t{99}}) {
+TEST(BatchPlan, SizesThatFillTwoFramesEvenly_AreOneBatch) {
+  for (const size_t count : {size_t{1}, size_t{34}, size_t{36}, size_t{68}}) {
     EXPECT_EQ(sizes_of(plan_all(many_words(count))), std::vector<size_t>{count});
+    EXPECT_EQ(sizes_of(plan_all(many_words(count), true)), std::vector<size_t>{count});
   }
 }
 
 TEST(BatchPlan, SizesThatLeaveSlotsOver_AreCut) {
-  EXPECT_EQ(sizes_of(plan_all(many_words(35))), (std::vector<size_t>{34, 1}));
-  EXPECT_EQ(sizes_of(plan_all(many_words(69))), (std::vector<size_t>{68, 1}));
-  EXPECT_EQ(sizes_of(plan_all(many_words(100))), (std::vector<size_t>{99, 1}));
-  EXPECT_EQ(sizes_of(plan_all(many_words(250))), (std::vector<size_t>{99, 99, 52}));
+  for (const bool is_guarded : {false, true}) {
+    EXPECT_EQ(sizes_of(plan_all(many_words(35), is_guarded)), (std::vector<size_t>{34, 1}));
+    EXPECT_EQ(sizes_of(plan_all(many_words(69), is_guarded)), (std::vector<size_t>{68, 1}));
+    EXPECT_EQ(sizes_of(plan_all(many_words(100), is_guarded)), (std::vector<size_t>{68, 32}));
+    EXPECT_EQ(sizes_of(plan_all(many_words(250), is_guarded)), (std::vector<size_t>{68, 68, 68, 46}));
+  }
 }
 
-TEST(BatchPlan, SizesThatLeaveSlotsOver_AreWholeInTheGuardedBuild) {
-  for (const size_t count : {size_t{35}, size_t{69}, size_t{97}, size_t{100}}) {
-    EXPECT_EQ(sizes_of(plan_all(many_words(count), true)), std::vector<size_t>{count});
+TEST(BatchPlan, ScatteredWords_TakeAsManyFramesAsTheirNumberDividedByThirtyFour) {
+  for (size_t count = 1; count <= 205; ++count) {
+    for (const bool is_guarded : {false, true}) {
+      size_t frames = 0;
+      for (const Batch& batch : plan_all(many_words(count), is_guarded)) frames += frame_count(batch, is_guarded);
+      EXPECT_EQ(frames, (count + 33) / 34) << count << " words";
+    }
   }
-  EXPECT_EQ(sizes_of(plan_all(many_words(101), true)), (std::vector<size_t>{100, 1}));
 }
 
 TEST(BatchPlan, WhatTheGuardedBuildRefuses_IsNotBatched) {
@@ -137,4 +143,4 @@ TEST(BatchPlan, HalfOfAWideVariable_IsNoCompleteBatch) {
 }
 
 }  // namespace
-}  // namespace plc_host
+}  // namespace plc_client::core

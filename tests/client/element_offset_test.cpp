@@ -5,15 +5,15 @@
 
 #include "tests/client/host_test_records.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
-using plc_host_test::kBool;
-using plc_host_test::kDint;
-using plc_host_test::kEm;
-using plc_host_test::kInt;
-using plc_host_test::kLint;
-using plc_host_test::make_entry;
+using plc_client_test::kBool;
+using plc_client_test::kDint;
+using plc_client_test::kEm;
+using plc_client_test::kInt;
+using plc_client_test::kLint;
+using plc_client_test::make_entry;
 
 std::optional<uint32_t> read_offset(const TagEntry& entry, const Subscripts& wanted) {
   return find_element_offset(entry, Direction::kRead, wanted, 0);
@@ -127,4 +127,4 @@ TEST(ElementOffset, SubscriptText_IsBracketed) {
 }
 
 }  // namespace
-}  // namespace plc_host
+}  // namespace plc_client::core

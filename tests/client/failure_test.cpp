@@ -7,7 +7,7 @@
 
 #include "client/driver/driver_lines.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
 const Target kTarget{0xC0A8000A, 8500, 0, 3, 0};
@@ -158,4 +158,4 @@ TEST(Reading, WithoutAValue_HasNoneToShow) {
 }
 
 }  // namespace
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
-namespace plc_host_test {
+namespace plc_client_test {
 namespace {
 
 constexpr size_t kNotedBytes = 64;
@@ -72,9 +72,9 @@ FakeDriver& fake_driver() {
   return fake;
 }
 
-plc_host::DriverLibrary make_fake_library(bool is_guarded) {
+plc_client::core::DriverLibrary make_fake_library(bool is_guarded) {
   fake_driver() = {};
-  plc_host::DriverLibrary library;
+  plc_client::core::DriverLibrary library;
   library.is_guarded = is_guarded;
   library.driver_info = fake_info;
   library.init = fake_init;
@@ -85,4 +85,4 @@ plc_host::DriverLibrary make_fake_library(bool is_guarded) {
   return library;
 }
 
-}  // namespace plc_host_test
+}  // namespace plc_client_test

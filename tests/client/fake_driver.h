@@ -9,7 +9,7 @@
 
 #include "client/driver/driver_library.h"
 
-namespace plc_host_test {
+namespace plc_client_test {
 
 struct FakeCall {
   char kind;  // 'r', 'w' or 'b'
@@ -31,6 +31,6 @@ struct FakeDriver {
 };
 
 FakeDriver& fake_driver();
-plc_host::DriverLibrary make_fake_library(bool is_guarded = false);
+plc_client::core::DriverLibrary make_fake_library(bool is_guarded = false);
 
-}  // namespace plc_host_test
+}  // namespace plc_client_test

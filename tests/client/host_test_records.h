@@ -8,7 +8,7 @@
 
 #include "client/tags/tag_list.h"
 
-namespace plc_host_test {
+namespace plc_client_test {
 
 struct Range {
   int32_t low;
@@ -73,8 +73,8 @@ inline TagEntry make_local(TagEntry entry, const std::string& scope) {
   return entry;
 }
 
-inline plc_host::TagList make_list(const std::vector<TagEntry>& entries) {
-  return plc_host::make_tag_list(entries.data(), static_cast<uint32_t>(entries.size()), nullptr, 0, {});
+inline plc_client::core::TagList make_list(const std::vector<TagEntry>& entries) {
+  return plc_client::core::make_tag_list(entries.data(), static_cast<uint32_t>(entries.size()), nullptr, 0, {});
 }
 
-}  // namespace plc_host_test
+}  // namespace plc_client_test

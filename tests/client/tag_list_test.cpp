@@ -6,10 +6,10 @@
 #include "client/driver/driver_session.h"
 #include "tests/client/host_test_records.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
-using namespace plc_host_test;
+using namespace plc_client_test;
 
 struct Groups {
   std::vector<std::vector<TagEntry>> entries;
@@ -108,4 +108,4 @@ TEST(TagList, LocalName_IsQualifiedWithItsScope) {
 }
 
 }  // namespace
-}  // namespace plc_host
+}  // namespace plc_client::core

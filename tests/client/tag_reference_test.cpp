@@ -5,10 +5,10 @@
 
 #include "tests/client/host_test_records.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
-using namespace plc_host_test;
+using namespace plc_client_test;
 
 class TagReferenceTest : public testing::Test {
  protected:
@@ -104,4 +104,4 @@ TEST_F(TagReferenceTest, Assignment_IsCutAtTheFirstSignOutsideBrackets) {
 }
 
 }  // namespace
-}  // namespace plc_host
+}  // namespace plc_client::core

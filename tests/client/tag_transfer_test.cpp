@@ -6,14 +6,15 @@
 #include <cstring>
 
 #include "client/client_error.h"
+#include "client/driver/driver_output.h"
 #include "client/plan/batch_transfer.h"
 #include "tests/client/fake_driver.h"
 #include "tests/client/host_test_records.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
-using namespace plc_host_test;
+using namespace plc_client_test;
 
 std::vector<uint64_t> elements_of(const TagResult& result) {
   return result.ok() ? result.reading.value()->elements : std::vector<uint64_t>();
@@ -23,7 +24,10 @@ std::string reason_of(const TagResult& result) { return result.reading.failure()
 
 class TagTransferTest : public testing::Test {
  protected:
-  TagTransferTest() : session_(library_, output_, {0x7F000001, 8500, 0, 2, 0}, [](const std::string&) {}) {}
+  TagTransferTest()
+      : session_(
+            library_, [this] { return output_.take_lines(); }, {0x7F000001, 8500, 0, 2, 0}, [](const std::string&) {}) {
+  }
 
   TagReference reference(const std::string& text) { return find_reference(list_, text); }
   TagResult read(const std::string& text) { return read_tag(session_, reference(text)); }
@@ -166,7 +170,8 @@ TEST_F(TagTransferTest, Batch_PutsTheValuesTogetherAgain) {
 
 TEST_F(TagTransferTest, BatchOfTheGuardedBuild_ReadsWideVariablesSingly) {
   DriverLibrary library = make_fake_library(true);
-  DriverSession session(library, output_, {0x7F000001, 8500, 0, 2, 0}, [](const std::string&) {});
+  DriverSession session(
+      library, [this] { return output_.take_lines(); }, {0x7F000001, 8500, 0, 2, 0}, [](const std::string&) {});
   fake_driver().on_batch = number_elements;
   std::vector<TagResult> results = named({"Word", "Wide", "Table[3..4]"});
   const BatchFigures figures = read_tags_batched(session, results, never);
@@ -269,7 +274,8 @@ TEST_F(TagTransferTest, ValueOfEitherBuild_SaysWhichReadIt) {
   EXPECT_EQ(read("Word").reading.quality(), Quality::kUnguarded);
   EXPECT_EQ(write("Word", "1").reading.quality(), Quality::kUnguarded);
   DriverLibrary library = make_fake_library(true);
-  DriverSession session(library, output_, {0x7F000001, 8500, 0, 2, 0}, [](const std::string&) {});
+  DriverSession session(
+      library, [this] { return output_.take_lines(); }, {0x7F000001, 8500, 0, 2, 0}, [](const std::string&) {});
   EXPECT_EQ(read_tag(session, reference("Word")).reading.quality(), Quality::kGood);
   EXPECT_EQ(write_tag(session, prepare_write(reference("Word"), "1")).reading.quality(), Quality::kGood);
 }
@@ -289,4 +295,4 @@ TEST(DriverSession, TagFileName_IsThatOfTheDriver) {
 }
 
 }  // namespace
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -5,10 +5,10 @@
 
 #include "tests/client/host_test_records.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
-using namespace plc_host_test;
+using namespace plc_client_test;
 
 std::vector<std::pair<uint32_t, uint32_t>> plan(const TagEntry& entry, Direction direction,
                                                 const std::string& subscripts = "") {
@@ -115,4 +115,4 @@ TEST(TransferPlan, StringWrite_StaysBelowTheLengthThatTheDriverStatesWrong) {
 }
 
 }  // namespace
-}  // namespace plc_host
+}  // namespace plc_client::core

@@ -7,10 +7,10 @@
 #include "client/values/value_type.h"
 #include "tests/client/host_test_records.h"
 
-namespace plc_host {
+namespace plc_client::core {
 namespace {
 
-using namespace plc_host_test;
+using namespace plc_client_test;
 
 std::string round_trip(const TagEntry& entry, const std::string& text) {
   return format_element(entry, parse_element(entry, text));
@@ -154,4 +154,4 @@ TEST(ValueText, ElementNumber_IsTheValueForACurve) {
 }
 
 }  // namespace
-}  // namespace plc_host
+}  // namespace plc_client::core

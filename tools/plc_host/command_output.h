@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "client/driver/driver_output.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/result_file.h"
 
 namespace plc_host {

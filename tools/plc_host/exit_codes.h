@@ -5,6 +5,7 @@
 #include <string>
 
 #include "client/client_error.h"
+#include "tools/plc_host/client_names.h"
 
 namespace plc_host {
 

@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 
 #include "client/driver/failure.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
 
@@ -38,7 +39,8 @@ Host::Host(const HostOptions& options, CommandOutput& output, const Reroute& rer
   const Target target = reroute ? reroute(controller) : controller;
   const std::string tag_file = choose_tag_file(options, controller, target);
   tags_ = read_tag_list(library_, output_, tag_file);
-  session_ = std::make_unique<DriverSession>(library_, output_, target, usual_line_sink(options));
+  session_ = std::make_unique<DriverSession>(
+      library_, [this] { return output_.take_lines(); }, target, usual_line_sink(options));
   if (!library_.is_guarded && !options.quiet) {
     show_message(library_.path + " is not the guarded build (" + library_.build +
                  "): it takes any reply for the right one, so values and writes are shown as unguarded");

@@ -12,6 +12,7 @@
 #include "client/plan/tag_transfer.h"
 #include "client/tags/tag_list.h"
 #include "client/tags/tag_reference.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/command_output.h"
 #include "tools/plc_host/host_options.h"
 #include "tools/plc_host/sim_process.h"

@@ -11,6 +11,7 @@
 #include "client/values/time_text.h"
 #include "client/values/utf8_text.h"
 #include "client/values/value_type.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/messages.h"
 
 namespace plc_host {

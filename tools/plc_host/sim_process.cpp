@@ -15,6 +15,7 @@
 #include <cstring>
 
 #include "client/driver/driver_library.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/exit_codes.h"
 
 namespace plc_host {

@@ -5,6 +5,7 @@
 
 #include "client/values/utf8_text.h"
 #include "tests/client/host_test_records.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/watch/chart.h"
 #include "tools/plc_host/watch/watch_output.h"
 #include "tools/plc_host/watch/watch_screen.h"
@@ -13,7 +14,7 @@
 namespace plc_host {
 namespace {
 
-using namespace plc_host_test;
+using namespace plc_client_test;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 

@@ -8,6 +8,7 @@
 #include "tag_check/checker.h"
 #include "tag_check/report.h"
 #include "tag_check/rule_list.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"

@@ -4,6 +4,7 @@
 #include "base/shown_text.h"
 #include "base/text.h"
 #include "client/values/value_type.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"

@@ -6,6 +6,7 @@
 #include "client/plan/batch_plan.h"
 #include "client/plan/batch_transfer.h"
 #include "client/plan/number_read.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"

@@ -3,6 +3,7 @@
 
 #include "client/plan/batch_transfer.h"
 #include "client/values/value_type.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"

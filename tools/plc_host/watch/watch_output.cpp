@@ -15,6 +15,7 @@
 #include "base/text.h"
 #include "client/values/time_text.h"
 #include "client/values/value_type.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/result_writer.h"
 #include "tools/plc_host/watch/watch_screen.h"

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "client/driver/driver_session.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/result_file.h"
 #include "tools/plc_host/watch/chart.h"
 #include "tools/plc_host/watch/watch_state.h"

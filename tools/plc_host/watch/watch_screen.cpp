@@ -8,6 +8,7 @@
 #include "base/shown_text.h"
 #include "client/values/utf8_text.h"
 #include "client/values/value_type.h"
+#include "tools/plc_host/client_names.h"
 
 namespace plc_host {
 namespace {

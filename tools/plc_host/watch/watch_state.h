@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "client/plan/tag_transfer.h"
+#include "tools/plc_host/client_names.h"
 
 namespace plc_host {
 

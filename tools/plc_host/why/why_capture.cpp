@@ -7,6 +7,7 @@
 #include "client/tags/near_names.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/why/why_findings.h"

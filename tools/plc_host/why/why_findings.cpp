@@ -9,6 +9,7 @@
 #include "client/tags/near_names.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
+#include "tools/plc_host/client_names.h"
 
 namespace plc_host {
 namespace {

@@ -2,6 +2,7 @@
 #include <nlohmann/json.hpp>
 
 #include "client/values/value_type.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/result_writer.h"
 #include "tools/plc_host/why/why_report.h"
 

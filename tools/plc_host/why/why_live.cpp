@@ -9,6 +9,7 @@
 #include "base/whole_file.h"
 #include "client/plan/number_read.h"
 #include "client/values/value_type.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/stop_signal.h"

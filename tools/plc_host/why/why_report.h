@@ -11,6 +11,7 @@
 #include "client/plan/tag_transfer.h"
 #include "client/tags/tag_list.h"
 #include "client/tags/tag_source.h"
+#include "tools/plc_host/client_names.h"
 #include "wire/exchange.h"
 #include "wire/judgement.h"
 #include "wire/reply_parts.h"

@@ -6,6 +6,7 @@
 #include "client/values/utf8_text.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/why/why_report.h"
 
 namespace plc_host {

@@ -1,0 +1,157 @@
+// Shares a list of variables out to single and batch reads.
+#include "client/plan/read_plan.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+#include "client/plan/tag_transfer.h"
+#include "client/plan/transfer_plan.h"
+#include "client/values/value_type.h"
+
+namespace plc_client::core {
+namespace {
+
+constexpr size_t kExchangesPerRead = 2;  // names, then values
+
+// A variable that a batch could read as well.
+struct Choice {
+  size_t variable;
+  size_t slots;
+  size_t exchanges;  // of reading it by itself
+};
+
+std::vector<ReadStep> single_steps(const PlannedVariable& variable, size_t number, bool is_guarded) {
+  const TagEntry& entry = variable.reference.tag->entry;
+  std::vector<ReadStep> steps;
+  const auto add = [&](uint32_t offset, uint32_t count, uint32_t elements) {
+    ReadStep step;
+    step.area = variable.area;
+    step.exchanges = kExchangesPerRead;
+    step.variable = number;
+    step.offset = offset;
+    step.count = count;
+    step.elements = elements;
+    step.buffer = GuardedBuffer(read_buffer_bytes(count));
+    steps.push_back(std::move(step));
+  };
+  const ValueKind kind = value_kind(entry);
+  if (kind == ValueKind::kText) {
+    for (const StringPiece& piece : plan_string_read(entry)) add(piece.offset, piece.units, 0);
+    return steps;
+  }
+  const uint32_t units = host_units_per_element(entry);
+  for (const ElementRun& run : plan_elements(variable.reference, Direction::kRead, is_guarded)) {
+    add(run.offset * units, run.count * units, kind == ValueKind::kRaw ? 0 : run.count);
+  }
+  return steps;
+}
+
+bool is_for_batches(const PlannedVariable& variable, bool is_guarded) {
+  if (variable.is_alone || why_not_batched(variable.reference, is_guarded)) return false;
+  try {
+    plan_batches({variable.reference}, {0}, is_guarded);
+    return true;
+  } catch (const PlanError&) {
+    return false;
+  }
+}
+
+// A frame of a batch costs what a single read does: the variables with the most slots are read singly as long as that
+// makes it fewer. Returns those that stay for the batches.
+std::vector<size_t> cheapest_batch(std::vector<Choice> choices) {
+  std::stable_sort(choices.begin(), choices.end(), [](const Choice& a, const Choice& b) { return a.slots > b.slots; });
+  size_t slots = 0;
+  for (const Choice& choice : choices) slots += choice.slots;
+  const auto frames = [](size_t count) { return (count + kSlotsPerFrame - 1) / kSlotsPerFrame; };
+  size_t best = kExchangesPerRead * frames(slots);
+  size_t best_singles = 0;
+  size_t single_cost = 0;
+  for (size_t singles = 1; singles <= choices.size(); ++singles) {
+    single_cost += choices[singles - 1].exchanges;
+    slots -= choices[singles - 1].slots;
+    const size_t cost = single_cost + kExchangesPerRead * frames(slots);
+    // A variable alone in its scope is read singly: one that is refused then costs nothing further.
+    if (cost < best || (cost == best && choices.size() == 1)) {
+      best = cost;
+      best_singles = singles;
+    }
+  }
+  std::vector<size_t> batched;
+  for (size_t i = best_singles; i < choices.size(); ++i) batched.push_back(choices[i].variable);
+  std::sort(batched.begin(), batched.end());
+  return batched;
+}
+
+void add_batches(ReadPlan& plan, const std::vector<TagReference>& references, const std::vector<size_t>& batched,
+                 uint16_t area) {
+  for (Batch& slots : plan_batches(references, batched, plan.is_guarded)) {
+    ReadStep step;
+    step.area = area;
+    step.exchanges = kExchangesPerRead * frame_count(slots, plan.is_guarded);
+    step.requests.reserve(slots.size() + 1);  // the session puts a guard behind them
+    for (const BatchSlot& slot : slots) {
+      BatchReadRequest request{};
+      request.area = area;
+      request.reg_type = request_reg_type(slot.register_id);
+      request.address = request_address(slot.register_id, slot.element);
+      request.count = slot.count;
+      step.requests.push_back(request);
+    }
+    step.slots = std::move(slots);
+    plan.steps.push_back(std::move(step));
+  }
+}
+
+// Room for whatever a run can read.
+void reserve_values(PlannedVariable& variable) {
+  const TagEntry& entry = variable.reference.tag->entry;
+  const ValueKind kind = value_kind(entry);
+  if (kind == ValueKind::kText || kind == ValueKind::kRaw) {
+    variable.value.text.reserve(static_cast<size_t>(std::max(entry.string_length, 0)) + 2 * sizeof(uint64_t));
+    variable.value.elements.reserve(slot_count(variable.reference));
+  } else {
+    variable.value.elements.reserve(chosen_elements(variable.reference).size());
+  }
+}
+
+}  // namespace
+
+void plan_steps(ReadPlan& plan) {
+  plan.steps.clear();
+  plan.is_stale = false;
+  std::vector<TagReference> references;
+  std::map<std::pair<uint16_t, std::string>, std::vector<Choice>> groups;
+  std::map<size_t, std::vector<ReadStep>> singles;
+  for (size_t i = 0; i < plan.variables.size(); ++i) {
+    PlannedVariable& variable = plan.variables[i];
+    references.push_back(variable.reference);
+    if (!variable.impossible.empty()) continue;
+    reserve_values(variable);
+    try {
+      singles[i] = single_steps(variable, i, plan.is_guarded);
+    } catch (const PlanError& error) {
+      variable.impossible = error.what();
+      continue;
+    }
+    if (!is_for_batches(variable, plan.is_guarded)) continue;
+    groups[{variable.area, scope_key(variable.reference)}].push_back(
+        {i, slot_count(variable.reference), kExchangesPerRead * singles[i].size()});
+  }
+  for (const auto& [key, choices] : groups) {
+    const std::vector<size_t> batched = cheapest_batch(choices);
+    for (const size_t variable : batched) singles.erase(variable);
+    add_batches(plan, references, batched, key.first);
+  }
+  for (auto& [variable, steps] : singles) {
+    for (ReadStep& step : steps) plan.steps.push_back(std::move(step));
+  }
+}
+
+size_t exchange_count(const ReadPlan& plan) {
+  size_t count = 0;
+  for (const ReadStep& step : plan.steps) count += step.exchanges;
+  return count;
+}
+
+}  // namespace plc_client::core
