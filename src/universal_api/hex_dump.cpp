@@ -5,11 +5,11 @@
 
 namespace {
 
-constexpr int32_t kBytesPerLine = 10;
+constexpr uint32_t kBytesPerLine = 10;
 
 int32_t print_bytes(const uint8_t* bytes, int32_t length) {
   for (int32_t k = 0; k < length; ++k) {
-    if (k % kBytesPerLine == 0) std::puts("\r");
+    if (static_cast<uint32_t>(k) % kBytesPerLine == 0) std::puts("\r");
     std::printf("0x%02x ", static_cast<unsigned>(bytes[k]));
   }
   return std::puts("\r");

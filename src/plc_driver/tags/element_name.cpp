@@ -43,10 +43,16 @@ struct Division {
   uint32_t remainder;
 };
 
+bool is_negative(uint32_t number) { return to_signed(number) < 0; }
+
+uint32_t negated_if(bool negated, uint32_t number) { return negated ? 0U - number : number; }
+
+// Of the magnitudes: INT32_MIN / -1 has a value too, and panels without a divider need one function for all divisions.
 Division divide_signed(uint32_t dividend, uint32_t divisor) {
-  if (to_signed(divisor) == -1) return {0U - dividend, 0};  // INT32_MIN / -1 has no value
-  const int32_t quotient = to_signed(dividend) / to_signed(divisor);
-  return {to_unsigned(quotient), to_unsigned(to_signed(dividend) % to_signed(divisor))};
+  const uint32_t dividend_magnitude = negated_if(is_negative(dividend), dividend);
+  const uint32_t divisor_magnitude = negated_if(is_negative(divisor), divisor);
+  return {negated_if(is_negative(dividend ^ divisor), dividend_magnitude / divisor_magnitude),
+          negated_if(is_negative(dividend), dividend_magnitude % divisor_magnitude)};
 }
 
 // Three dimensions of writes: as reads, but signed.
