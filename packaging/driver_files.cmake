@@ -9,8 +9,8 @@ set(guarded_folder ${CMAKE_INSTALL_LIBDIR}/plc_driver/guarded)
 install(TARGETS plc_driver_guarded plc_driver_guarded_static EXPORT plc_driverTargets
   LIBRARY DESTINATION ${guarded_folder} COMPONENT runtime NAMELINK_COMPONENT dev
   ARCHIVE DESTINATION ${guarded_folder} COMPONENT dev)
-install(FILES ${PROJECT_SOURCE_DIR}/include/plc_driver.h ${PROJECT_SOURCE_DIR}/include/plc_ethernet.h
-  ${PROJECT_SOURCE_DIR}/include/universal_api.h
+install(FILES ${PROJECT_SOURCE_DIR}/include/plc_driver.h ${PROJECT_SOURCE_DIR}/include/plc_driver_hooks.h
+  ${PROJECT_SOURCE_DIR}/include/plc_ethernet.h ${PROJECT_SOURCE_DIR}/include/universal_api.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev)
 
 set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/plc_driver)

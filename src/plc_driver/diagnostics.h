@@ -1,5 +1,5 @@
-// How the driver prints its lines, on standard output; docs/diagnostics.md has them all. Only this file and guard_lines
-// print.
+// How the driver prints its lines, on standard output or into the sink that a program has set; docs/diagnostics.md has
+// them all. Only this file prints.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +11,12 @@ void print_line(const char* text);
 
 // Text without a line end.
 void print_text(const char* text);
+
+// Room for a formed text and its terminator, on the stack.
+constexpr uint32_t kFormedBytes = 128;
+
+// As printf, for numbers among fixed words, which fit the room. Names and paths are texts: they may be longer.
+void print_numbers(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 void print_server_address(const char* dotted);
 void print_build_table(const char* path);

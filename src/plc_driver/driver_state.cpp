@@ -25,4 +25,7 @@ uint32_t batch_slots;
 uint32_t reg_init_num;
 uint32_t reg_interact_num;
 
+PlcLineSink line_sink;
+void* line_context;
+
 }  // namespace plc

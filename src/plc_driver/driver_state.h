@@ -8,6 +8,7 @@
 
 #include "plc_driver.h"
 #include "plc_driver/tags/scope_match.h"
+#include "plc_driver_hooks.h"
 
 namespace plc {
 
@@ -38,6 +39,9 @@ constexpr uint32_t kStringRecords = 50;
 constexpr uint32_t kBatchSlots = 100;
 constexpr uint32_t kGroupIds = 2048;
 
+// Hidden where they are declared, so that panels reach them without a table of addresses.
+#pragma GCC visibility push(hidden)
+
 // Connection. init: 1 once connection and directory have been set up; set by a transfer's first step, cleared by a
 // failed exchange and by ev_plc_init.
 extern uint32_t init;
@@ -67,5 +71,11 @@ extern ReadItem INIT_TAG[kBatchSlots];
 extern uint32_t batch_slots;  // slots of the last batch: what the next one clears of both tables
 extern uint32_t reg_init_num;
 extern uint32_t reg_interact_num;
+
+// Where printed lines go: null is standard output.
+extern PlcLineSink line_sink;
+extern void* line_context;
+
+#pragma GCC visibility pop
 
 }  // namespace plc

@@ -3,8 +3,6 @@
 
 #include <errno.h>
 
-#include <cstdio>
-
 #include "plc_driver/diagnostics.h"
 
 namespace plc {
@@ -20,32 +18,33 @@ void print_connect_error(int error) {
   } else if (error == EHOSTUNREACH || error == ENETUNREACH) {
     print_guard("no route to the controller");
   } else {
-    printf("[PLC] guard: connect failed, error %d\r\n", error);
+    print_numbers("[PLC] guard: connect failed, error %d\r\n", error);
   }
 }
 
 void print_cut_off(uint32_t received) {
-  printf("[PLC] guard: reply cut off, %u bytes in time\r\n", unsigned{received});
+  print_numbers("[PLC] guard: reply cut off, %u bytes in time\r\n", unsigned{received});
 }
 
-void print_connection_lost(int error) { printf("[PLC] guard: connection lost, error %d\r\n", error); }
+void print_connection_lost(int error) { print_numbers("[PLC] guard: connection lost, error %d\r\n", error); }
 
-void print_dropped(uint32_t replies) { printf("[PLC] guard: %u late replies dropped\r\n", unsigned{replies}); }
+void print_dropped(uint32_t replies) { print_numbers("[PLC] guard: %u late replies dropped\r\n", unsigned{replies}); }
 
 void print_incomplete_names(uint32_t whole, uint32_t asked) {
-  printf("[PLC] guard: %u of %u names resolved\r\n", unsigned{whole}, unsigned{asked});
+  print_numbers("[PLC] guard: %u of %u names resolved\r\n", unsigned{whole}, unsigned{asked});
 }
 
 void print_wrong_values(uint32_t received_bytes, uint32_t asked_bytes) {
-  printf("[PLC] guard: %u bytes of values, %u were asked for\r\n", unsigned{received_bytes}, unsigned{asked_bytes});
+  print_numbers("[PLC] guard: %u bytes of values, %u were asked for\r\n", unsigned{received_bytes},
+                unsigned{asked_bytes});
 }
 
 void print_incomplete_directory(uint32_t whole, uint32_t announced) {
-  printf("[PLC] guard: %u of %u programs in the directory\r\n", unsigned{whole}, unsigned{announced});
+  print_numbers("[PLC] guard: %u of %u programs in the directory\r\n", unsigned{whole}, unsigned{announced});
 }
 
 void print_refused(const char* request, uint32_t status) {
-  printf("[PLC] guard: controller refused %s, status %04X\r\n", request, unsigned{status});
+  print_numbers("[PLC] guard: controller refused %s, status %04X\r\n", request, unsigned{status});
 }
 
 }  // namespace plc

@@ -3,10 +3,12 @@
 # src/CMakeLists.txt.
 list(APPEND plc_driver_off_road
   ${CMAKE_CURRENT_LIST_DIR}/diagnostics.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/host/hooks.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/bit_core.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/write_bits.cpp
   ${CMAKE_CURRENT_LIST_DIR}/protocol/writes/write_strings.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/tags/file_status.cpp)
+  ${CMAKE_CURRENT_LIST_DIR}/tags/file_status.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/tags/tag_file.cpp)
 target_sources(plc_driver_objects PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/driver_state.cpp
   ${CMAKE_CURRENT_LIST_DIR}/host/transfer.cpp
@@ -22,7 +24,6 @@ target_sources(plc_driver_objects PRIVATE
   ${CMAKE_CURRENT_LIST_DIR}/tags/element_name.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/line_reader.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/scope_match.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/tags/tag_file.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/tag_line.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/tag_lookup.cpp
   ${CMAKE_CURRENT_LIST_DIR}/tags/tag_table.cpp

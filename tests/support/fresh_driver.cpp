@@ -55,6 +55,8 @@ void reset_driver_state() {
   plc::batch_slots = 0;
   plc::reg_init_num = 0;
   plc::reg_interact_num = 0;
+  plc::line_sink = nullptr;
+  plc::line_context = nullptr;
 }
 
 }  // namespace plc_test

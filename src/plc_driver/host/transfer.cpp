@@ -10,23 +10,27 @@
 
 namespace plc {
 
+// Off the road of a transfer.
+[[gnu::cold, gnu::noinline]] bool connect_now(ConnContext* conn) {
+  if (KV8000_init(conn) != 0) return false;
+  init = 1;
+  return true;
+}
+
 uint32_t open_transfer(ConnContext* conn, const char* failure) {
-  if (init == 0) {
-    if (KV8000_init(conn) != 0) {
-      print_line(failure);
-      return PLC_NO_CONNECT;
-    }
-    init = 1;
+  if (init == 0 && !connect_now(conn)) {
+    print_line(failure);
+    return PLC_NO_CONNECT;
   }
   constexpr uint32_t kAlsoNoDelayMs = 3;  // treated like 0 (D38)
   if (conn->delay_ms != 0 && conn->delay_ms != kAlsoNoDelayMs) ev_sleep_ms(conn->delay_ms);
   return PLC_OK;
 }
 
-static TagTable* load_table(const char* file_name, TableLines lines) {
+TagTable* load_table(const char* path, const char* file_name, TableLines lines) {
   TagEntry* entries = nullptr;
   IndexedTagEntry* groups = nullptr;
-  const uint32_t* counts = build_tagtable(&entries, &groups, file_name, groupID_table);
+  const uint32_t* counts = build_tagtable(&entries, &groups, path, groupID_table);
   if (counts == nullptr || (counts[0] == 0 && counts[1] == 0)) {
     if (lines == TableLines::kWrites) {
       print_build_failed_line();
@@ -50,7 +54,7 @@ static TagTable* load_table(const char* file_name, TableLines lines) {
 
 TagTable* open_table(const char* file_name, TableLines lines) {
   TagTable* table = get_tagtable(&g_plc_tags, file_name);
-  return table != nullptr ? table : load_table(file_name, lines);
+  return table != nullptr ? table : load_table(file_name, file_name, lines);
 }
 
 }  // namespace plc

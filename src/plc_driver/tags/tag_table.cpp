@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "plc_driver/diagnostics.h"
+#include "plc_driver/tags/tag_file.h"
 #include "plc_driver/text/bounded_text.h"
 
 namespace {
@@ -15,8 +16,12 @@ TagTable* node_of(TagLinks* links) {
   return static_cast<TagTable*>(node);
 }
 
+}  // namespace
+
+namespace plc {
+
 int write_file_name(uint32_t ip_address, uint16_t area, char* out) {
-  plc::BoundedText<plc::kFileNameBytes> name;
+  BoundedText<kFileNameBytes> name;
   name.append("PLC");
   name.append_hex(ip_address);
   name.append("_");
@@ -26,7 +31,7 @@ int write_file_name(uint32_t ip_address, uint16_t area, char* out) {
   return static_cast<int>(name.length);
 }
 
-}  // namespace
+}  // namespace plc
 
 extern "C" {
 
@@ -69,10 +74,25 @@ TagTable* get_tagtable(TagTable* head, const char* name) {
 }
 
 int get_csv_name(const CommSettings* settings, const RegRequest* request, char* out) {
-  return write_file_name(settings->ip_address, request->area, out);
+  return plc::write_file_name(settings->ip_address, request->area, out);
 }
 
 int get_csv_name_batch(const CommSettings* settings, const BatchReadRequest* elements, char* out) {
-  return write_file_name(settings->ip_address, elements->area, out);
+  return plc::write_file_name(settings->ip_address, elements->area, out);
 }
 }
+
+namespace plc {
+
+void free_tables(TagTable* head) {
+  for (TagLinks* links = head->links.next; links != nullptr && links != &head->links;) {
+    TagTable* node = node_of(links);
+    links = links->next;
+    free_tag_arrays(node->entries, node->indexed_groups);
+    free(node->name);
+    free(node);
+  }
+  init_tag(head);
+}
+
+}  // namespace plc

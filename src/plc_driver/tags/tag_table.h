@@ -29,4 +29,10 @@ namespace plc {
 
 constexpr uint32_t kFileNameBytes = 22;  // PLCFFFFFFFF_65535.csv and its terminator
 
+// What both of them write, from the address and the area.
+int write_file_name(uint32_t ip_address, uint16_t area, char* out);
+
+// Frees the tables of a list, also of one that init_tag has not made yet, which it then is.
+void free_tables(TagTable* head);
+
 }  // namespace plc

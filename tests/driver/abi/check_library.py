@@ -13,7 +13,7 @@ from check_hardening import dynamic_entries, readelf, segment_problems  # noqa: 
 SONAME = "libplc_driver.so.1"
 # Panels with a C library of 2012 load the driver.
 NEWEST_GLIBC = (2, 17)
-VERSION_NODES = ("PLC_DRIVER_1", "PLC_DRIVER_1_1", "PLC_DRIVER_PRIVATE")
+VERSION_NODES = ("PLC_DRIVER_1", "PLC_DRIVER_1_1", "PLC_DRIVER_1_2", "PLC_DRIVER_PRIVATE")
 
 
 def dynamic_symbols(library):

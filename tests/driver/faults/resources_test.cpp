@@ -8,6 +8,7 @@
 #include <cstring>
 #include <limits>
 
+#include "plc_driver_hooks.h"
 #include "tests/driver/faults/fault_fixture.h"
 #include "tests/support/descriptors.h"
 
@@ -41,6 +42,24 @@ TEST_F(Resources, Reconnects_TakeNoMemory) {
     EXPECT_EQ(seen.calls.count(Call::kMalloc) + seen.calls.count(Call::kCalloc) + seen.calls.count(Call::kRealloc), 0);
   }
   EXPECT_EQ(stored_sockets(), 1);
+}
+
+// All that transfers of every kind and a file loaded by path have taken.
+TEST_F(Resources, Release_GivesBackAllMemoryAndDescriptors) {
+  for (int round = 0; round < 2; ++round) {
+    start_over();
+    CapturedOutput captured;
+    WatchedCalls watched;
+    EXPECT_EQ(plc_driver_load_tags(settings_.ip_address, 1, "PLC7F000001_0.csv"), uint32_t{PLC_OK});
+    for (const Transfer transfer : kTransfers) EXPECT_EQ(run_plainly(transfer), uint32_t{PLC_OK});
+    plc_driver_release(&conn_);
+    const CallWatch seen = watched.end();
+    captured.take();
+    EXPECT_GE(seen.count(Call::kMalloc), 2) << "the watch sees both tables";
+    EXPECT_EQ(seen.live_blocks, 0);
+    EXPECT_EQ(seen.open_descriptors, 0);
+    EXPECT_EQ(conn_.socket_fd, -1);
+  }
 }
 
 TEST_F(Resources, DescriptorsBeyondFdSetSize_AreNotUsedNorLost) {

@@ -95,6 +95,12 @@ bool holds_own_socket(const ConnContext& conn) {
   return is_selectable(conn.socket_fd) && FD_ISSET(conn.socket_fd, &stored_sockets);
 }
 
+void close_stored_sockets() {
+  for (int socket_fd = 0; socket_fd < FD_SETSIZE; ++socket_fd) {
+    if (FD_ISSET(socket_fd, &stored_sockets)) close_socket(socket_fd);
+  }
+}
+
 }  // namespace plc
 
 using namespace plc;

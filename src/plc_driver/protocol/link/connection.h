@@ -33,4 +33,7 @@ bool holds_own_socket(const ConnContext& conn);
 // Closes the connection and stores -1 in its place.
 void close_connection(ConnContext* conn);
 
+// Closes every socket that the driver stored in a context and has not closed.
+void close_stored_sockets();
+
 }  // namespace plc

@@ -1,4 +1,5 @@
-// Copies of the strings of a batch. One mapping below 4 GiB, made at the first string and kept until the library goes.
+// Copies of the strings of a batch. One mapping below 4 GiB, made at the first string and kept until it is given back
+// or the library goes.
 #include "plc_driver/protocol/reads/string_copies.h"
 
 #include <sys/mman.h>
@@ -43,11 +44,13 @@ uint8_t* map_copies() {
   return mapping;
 }
 
-__attribute__((destructor)) void unmap_copies() {
-  if (copies != nullptr) munmap(copies, kCopyBytes);
-}
-
 }  // namespace
+
+__attribute__((destructor)) void free_string_copies() {
+  if (copies != nullptr) munmap(copies, kCopyBytes);
+  copies = nullptr;
+  used = 0;
+}
 
 void begin_string_copies() { used = 0; }
 

@@ -14,4 +14,7 @@ void begin_string_copies();
 // build has no memory below 4 GiB left for it.
 uint32_t copy_string(const ReplyBuffer& reply, uint32_t offset, uint32_t length);
 
+// Gives the memory of the copies back; the next copy takes it anew.
+void free_string_copies();
+
 }  // namespace plc

@@ -1,6 +1,8 @@
 // The references to strings that a batch read hands out.
 #include "plc_driver/protocol/reads/string_copies.h"
 
+#include <sys/mman.h>
+
 #include <set>
 
 #include "tests/driver/protocol/batch/batch_fixture.h"
@@ -121,6 +123,24 @@ TEST_F(StringCopies, CopyWithoutRoom_IsZero) {
   EXPECT_GE(copies, 7U);
   plc::begin_string_copies();
   EXPECT_NE(plc::copy_string(reply, 14, 1000), 0U);
+}
+
+// A synchronisation is refused where nothing is mapped.
+TEST_F(StringCopies, FreedCopies_AreUnmappedAndMadeAnew) {
+  plc::ReplyBuffer reply;
+  memset(reply.bytes, 'x', plc::kReplyBytes);
+  reply.accept(plc::kReplyBytes);
+  plc::free_string_copies();
+  const uint32_t reference = plc::copy_string(reply, 14, 3000);
+  ASSERT_NE(reference, 0U);
+  void* const page = reinterpret_cast<void*>(uintptr_t{reference});
+  EXPECT_EQ(msync(page, 1, MS_ASYNC), 0);
+  plc::free_string_copies();
+  EXPECT_NE(msync(page, 1, MS_ASYNC), 0);
+  plc::free_string_copies();
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(std::string(text_at(plc::copy_string(reply, 14, 4000))), std::string(4000, 'x')) << "the whole room";
+  }
 }
 
 TEST_F(StringCopies, BytesBehindTheReplyBuffer_AreZero) {
