@@ -282,7 +282,7 @@ struct State {
   TimePoint last_error_time{};
   uint64_t connects = 0;             // connections that came about
   uint64_t calls = 0;                // of the driver
-  uint64_t exchanges = 0;            // requests with their replies, as planned; a call that failed counts as one
+  uint64_t exchanges = 0;            // requests with their replies, of calls that succeeded
   uint64_t failures[kReasons] = {};  // calls that failed, by Reason
   uint64_t drops = 0;                // late replies that the guarded build threw away
 };

@@ -31,6 +31,7 @@ LAYERS = {
     "client/driver/": ("client/*", "client/values/", "client/driver/", "include/"),
     "client/tags/": ("client/*", "client/values/", "client/driver/", "client/tags/", "include/", "tag_check/"),
     "client/plan/": ("client/", "include/"),
+    "client/controller/": ("client/", "include/"),
     "client/": ("client/*",),
     "tools/plc_host/watch/": ("tools/plc_host/*", "tools/plc_host/watch/", "client/", "include/"),
     "tools/plc_host/why/": ("tools/plc_host/*", "tools/plc_host/why/", "client/", "include/", "wire/"),

@@ -28,8 +28,8 @@ struct BatchSlot {
   uint16_t count;
   size_t name_bytes;
   size_t reply_bytes;  // of the resolved name
-  uint8_t names;   // written by the driver for this slot, without merged ones
-  bool mergeable;  // with a neighbour whose element is the next one
+  uint8_t names;       // written by the driver for this slot, without merged ones
+  bool mergeable;      // with a neighbour whose element is the next one
 };
 
 using Batch = std::vector<BatchSlot>;

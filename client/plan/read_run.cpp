@@ -157,7 +157,6 @@ void PlanRun::run_step(ReadStep& step) {
     exchanges_ += step.exchanges;
     take_step(step, time);
   } else {
-    ++exchanges_;
     fail_step(step, failure, time, !failure.connection_lost);
   }
 }

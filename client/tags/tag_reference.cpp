@@ -37,7 +37,7 @@ const Tag* choose_tag(const TagList& list, std::string_view name) {
 }
 
 void check_reachable(const Tag& tag) {
-  if (!tag.register_id) throw ReferenceError(tag.unreachable);
+  if (!tag.register_id) throw UnreachableError(tag, tag.unreachable);
 }
 
 SubscriptRange parse_subscript(std::string_view text, bool& single) {

@@ -43,6 +43,16 @@ class SubscriptError : public ReferenceError {
   using ReferenceError::ReferenceError;
 };
 
+// A variable that no request can ask for.
+class UnreachableError : public ReferenceError {
+ public:
+  UnreachableError(const Tag& tag, const std::string& reason) : ReferenceError(reason), tag_(&tag) {}
+  const Tag& tag() const { return *tag_; }
+
+ private:
+  const Tag* tag_;
+};
+
 // Looks up a name. An array without subscripts means all of its elements. Throws ReferenceError for a name that the
 // list does not have or has more than once, for subscripts that do not fit the declaration, and for a variable that no
 // request can ask for.

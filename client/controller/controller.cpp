@@ -1,0 +1,427 @@
+// Controllers and plans: what programs call, on top of tags, plans and a driver of one's own.
+#include <arpa/inet.h>
+#include <netdb.h>
+
+#include <algorithm>
+#include <mutex>
+#include <optional>
+
+#include "client/client_error.h"
+#include "client/controller/input_value.h"
+#include "client/controller/link.h"
+#include "client/controller/tag_areas.h"
+#include "client/controller/value_access.h"
+#include "client/driver/failure.h"
+#include "client/driver/private_driver.h"
+#include "client/plan/read_plan.h"
+#include "client/plan/tag_transfer.h"
+#include "client/plc_client.h"
+#include "client/values/value_type.h"
+
+namespace plc_client {
+namespace {
+
+constexpr uint32_t kLongestDelayMs = 1000;    // the driver pauses no longer
+constexpr uint32_t kLongestTimeoutS = 86400;  // a day; far below where a wait overflows
+
+uint32_t resolve_address(const std::string& address) {
+  in_addr parsed{};
+  if (inet_pton(AF_INET, address.c_str(), &parsed) == 1) return ntohl(parsed.s_addr);
+  if (address.empty()) throw Error("the controller's address is empty: give one like 192.168.0.10");
+  addrinfo hints{};
+  hints.ai_family = AF_INET;
+  hints.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  const int problem = getaddrinfo(address.c_str(), nullptr, &hints, &found);
+  if (problem != 0) {
+    throw Error("'" + address + "' is no address, and the system knows no host of that name: " + gai_strerror(problem));
+  }
+  const auto* first = reinterpret_cast<const sockaddr_in*>(found->ai_addr);
+  const uint32_t ip_address = ntohl(first->sin_addr.s_addr);
+  freeaddrinfo(found);
+  return ip_address;
+}
+
+core::Target target_of(const Options& options) {
+  if (options.port == 0) throw Error("port 0 is none: give one from 1 to 65535");
+  if (options.reply_timeout_s > kLongestTimeoutS) throw Error("a reply time-out is at most 86400 s");
+  if (options.delay_ms > kLongestDelayMs) throw Error("a delay is at most 1000 ms");
+  return {resolve_address(options.address), options.port, options.area, options.reply_timeout_s, options.delay_ms};
+}
+
+std::unique_ptr<core::PrivateDriver> load_driver(const std::string& choice) {
+  try {
+    return std::make_unique<core::PrivateDriver>(choice);
+  } catch (const core::ClientError& error) {
+    throw Error(error.what());
+  }
+}
+
+std::string seconds_text(std::chrono::milliseconds time) {
+  const auto tenths = (time.count() + 99) / 100;
+  return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " s";
+}
+
+bool is_unreachable(const core::Failure& failure) {
+  return failure.connection_lost || failure.quality == core::Quality::kNoConnection;
+}
+
+}  // namespace
+
+struct Plan::Body {
+  core::ReadPlan plan;
+  std::vector<Reading> readings;
+  const void* owner = nullptr;
+};
+
+Plan::Plan(std::unique_ptr<Body> body) : body_(std::move(body)) {}
+Plan::Plan(Plan&&) noexcept = default;
+Plan& Plan::operator=(Plan&&) noexcept = default;
+Plan::~Plan() = default;
+const std::vector<Reading>& Plan::readings() const { return body_->readings; }
+size_t Plan::exchanges() const { return core::exchange_count(body_->plan); }
+
+struct Controller::Body {
+  explicit Body(const Options& given)
+      : options(given),
+        target(target_of(options)),
+        driver(load_driver(options.driver)),
+        tags(collecting(options), target.ip_address, *driver),
+        link(options, target),
+        build(driver->library().build) {
+    pass_on_lines();
+  }
+
+  // The driver's lines go to the log from the first tag file on.
+  const Options& collecting(const Options& from) const {
+    driver->collect_lines();
+    return from;
+  }
+  void pass_on_lines() {
+    for (const std::string& line : driver->take_lines()) log(line);
+  }
+  void log(const std::string& line) const {
+    if (options.log) options.log(line);
+  }
+
+  core::DriverSession& open();
+  void close();
+  core::ReadPlan plan_for(const std::vector<FoundVariable>& variables) const;
+  void fill_readings(const core::ReadPlan& plan, std::vector<Reading>& readings) const;
+  void run(core::ReadPlan& plan);
+  bool has_pause(core::Failure& failure) const;
+  void make_write(const core::PreparedWrite& write, uint16_t area, Verify verify, WriteResult& result);
+  void verify_write(const core::PreparedWrite& write, uint16_t area, WriteResult& result);
+  std::vector<WriteResult> write_all(const std::vector<FoundVariable>& variables,
+                                     const std::vector<core::PreparedWrite>& writes, Verify verify);
+
+  std::mutex in_use;
+  Options options;
+  core::Target target;
+  std::unique_ptr<core::PrivateDriver> driver;
+  TagAreas tags;
+  Link link;
+  std::string build;
+  std::unique_ptr<core::DriverSession> session;
+  core::Failure last_failure;
+};
+
+core::DriverSession& Controller::Body::open() {
+  if (session) return *session;
+  driver->collect_lines();
+  auto opened = std::make_unique<core::DriverSession>(
+      driver->library(), [this] { return driver->take_lines(); }, target,
+      [this](const std::string& line) { log(line); });
+  for (const auto& area : tags.areas()) {
+    const uint32_t code = driver->load_tags(target.ip_address, area->area, area->path.c_str());
+    std::string words;
+    for (const std::string& line : driver->take_lines()) {
+      log(line);
+      words += "; the driver says: " + line;
+    }
+    if (code != PLC_OK) {
+      driver->release(&opened->connection());
+      throw Error("the driver can no longer load the tag file " + area->path + words);
+    }
+  }
+  opened->set_observer([this](const core::CallResult& call) {
+    link.note(call);
+    link.note_connected(session && session->is_connected());
+  });
+  session = std::move(opened);
+  return *session;
+}
+
+void Controller::Body::close() {
+  if (!session) return;
+  driver->release(&session->connection());
+  session.reset();
+  link.note_connected(false);
+}
+
+bool Controller::Body::has_pause(core::Failure& failure) const {
+  const std::chrono::milliseconds left = link.pause_left();
+  if (left.count() == 0) return false;
+  failure = core::not_read(last_failure.reason + "; the next attempt is in " + seconds_text(left));
+  failure.advice = last_failure.advice;
+  return true;
+}
+
+void Controller::Body::run(core::ReadPlan& plan) {
+  core::Failure pause;
+  if (has_pause(pause)) return core::leave_unread(plan, pause);
+  core::DriverSession& opened = open();
+  link.note_exchanges(core::run_plan(opened, plan));
+  bool had_answer = false;
+  const core::Failure* unreachable = nullptr;
+  for (const core::PlannedVariable& variable : plan.variables) {
+    if (!variable.has_failed) {
+      had_answer = true;
+    } else if (is_unreachable(variable.failure)) {
+      unreachable = &variable.failure;
+    } else if (variable.failure.code != 0) {
+      had_answer = true;
+    }
+  }
+  if (unreachable != nullptr) last_failure = *unreachable;
+  link.end_use(had_answer, unreachable != nullptr);
+}
+
+core::ReadPlan Controller::Body::plan_for(const std::vector<FoundVariable>& variables) const {
+  core::ReadPlan plan;
+  plan.is_guarded = driver->library().is_guarded;
+  for (const FoundVariable& found : variables) {
+    core::PlannedVariable variable;
+    variable.reference = found.reference;
+    variable.area = found.area;
+    const std::string limit = core::known_limit(found.reference.tag->entry);
+    variable.impossible = !limit.empty() ? "the driver transfers no 8-bit values" : found.impossible;
+    plan.variables.push_back(std::move(variable));
+  }
+  core::plan_steps(plan);
+  return plan;
+}
+
+void Controller::Body::fill_readings(const core::ReadPlan& plan, std::vector<Reading>& readings) const {
+  for (size_t i = 0; i < plan.variables.size(); ++i) {
+    const core::PlannedVariable& variable = plan.variables[i];
+    Reading& reading = readings[i];
+    reading.time = variable.time;
+    if (variable.has_failed) {
+      reading.quality = Quality::kBad;
+      reading.error = problem_of(variable.failure);
+      ValueAccess::clear(reading.value);
+      continue;
+    }
+    reading.quality = plan.is_guarded ? Quality::kGood : Quality::kUnguarded;
+    reading.error.reason = Reason::kNone;
+    reading.error.text.clear();
+    reading.error.advice.clear();
+    ValueAccess::set(reading.value, kind_of(variable.reference.tag->entry), variable.value);
+  }
+}
+
+namespace {
+
+std::vector<Reading> unread_list(const core::ReadPlan& plan) {
+  std::vector<Reading> readings;
+  for (const core::PlannedVariable& variable : plan.variables) {
+    Reading reading;
+    reading.name = variable.reference.text;
+    reading.type = core::declared_type(variable.reference.tag->entry);
+    reading.error = {Reason::kNotTried, "not read yet", ""};
+    ValueAccess::declare(reading.value, variable.reference.tag->entry, variable.reference.extents);
+    readings.push_back(std::move(reading));
+  }
+  return readings;
+}
+
+std::vector<FoundVariable> find_all(const TagAreas& tags, const std::vector<std::string>& names) {
+  std::vector<FoundVariable> found;
+  found.reserve(names.size());
+  for (const std::string& name : names) found.push_back(tags.find(name));
+  return found;
+}
+
+core::PreparedWrite prepare(const FoundVariable& variable, const Input& value) {
+  if (!variable.impossible.empty()) throw Error(variable.reference.text + ": " + variable.impossible);
+  core::TagValue bits = value_of(variable.reference, value);
+  try {
+    return core::prepare_write(variable.reference, std::move(bits));
+  } catch (const core::PlanError& error) {
+    throw Error(variable.reference.text + ": " + error.what());
+  }
+}
+
+WriteResult untried(const FoundVariable& variable) {
+  WriteResult result;
+  result.name = variable.reference.text;
+  result.type = core::declared_type(variable.reference.tag->entry);
+  return result;
+}
+
+}  // namespace
+
+// A write that was cut short may have left a part: what came before it was acknowledged.
+void Controller::Body::make_write(const core::PreparedWrite& write, uint16_t area, Verify verify, WriteResult& result) {
+  session->set_area(area);
+  const core::TagResult written = core::write_tag(*session, write);
+  result.time = written.reading.time();
+  if (!written.ok()) {
+    const core::Failure& failure = written.reading.failure();
+    result.error = problem_of(failure);
+    const bool has_begun = failure.reason.find(" after ") != std::string::npos;
+    result.outcome = core::leaves_write_open(failure) || has_begun ? Outcome::kUnknown : Outcome::kNotDone;
+    if (is_unreachable(failure)) last_failure = failure;
+    return;
+  }
+  link.note_exchanges(2 * std::max<size_t>(write.runs.size() + write.pieces.size(), 1));
+  result.outcome = Outcome::kDone;
+  if (verify == Verify::kReadBack) verify_write(write, area, result);
+}
+
+void Controller::Body::verify_write(const core::PreparedWrite& write, uint16_t area, WriteResult& result) {
+  core::ReadPlan plan = plan_for({{write.reference, area, {}}});
+  link.note_exchanges(core::run_plan(*session, plan));
+  const core::PlannedVariable& back = plan.variables.front();
+  result.time = back.time;
+  if (back.has_failed) {
+    result.outcome = Outcome::kUnknown;
+    result.error = problem_of(back.failure);
+    result.error.text = "written, but not read back: " + result.error.text;
+    if (is_unreachable(back.failure)) last_failure = back.failure;
+    return;
+  }
+  const TagEntry& entry = write.reference.tag->entry;
+  result.verified = core::same_value(entry, write.value, back.value);
+  if (result.verified) return;
+  result.outcome = Outcome::kUnknown;
+  result.error = {Reason::kDifferent,
+                  "written " + core::format_value(entry, write.value, write.reference.extents) + ", but read back " +
+                      core::format_value(entry, back.value, write.reference.extents),
+                  "Does a program in the controller write the variable too?"};
+}
+
+std::vector<WriteResult> Controller::Body::write_all(const std::vector<FoundVariable>& variables,
+                                                     const std::vector<core::PreparedWrite>& writes, Verify verify) {
+  std::vector<WriteResult> results;
+  core::Failure left_out;
+  bool is_over = has_pause(left_out);
+  if (!is_over) open();
+  bool had_answer = false;
+  bool was_unreachable = false;
+  for (size_t i = 0; i < writes.size(); ++i) {
+    WriteResult result = untried(variables[i]);
+    if (is_over) {
+      result.error = {Reason::kNotTried, core::not_written(left_out.reason).reason, left_out.advice};
+      result.time = std::chrono::system_clock::now();
+    } else {
+      make_write(writes[i], variables[i].area, verify, result);
+      is_over = !session->is_connected() && !result.ok();
+      left_out = last_failure;
+      was_unreachable = was_unreachable || is_over;
+      had_answer = had_answer || !is_over;
+    }
+    results.push_back(std::move(result));
+  }
+  if (!writes.empty() && (had_answer || was_unreachable)) link.end_use(had_answer, was_unreachable);
+  return results;
+}
+
+Controller::Controller(const Options& options) : body_(std::make_unique<Body>(options)) {}
+
+Controller::~Controller() { body_->close(); }
+
+void Controller::connect() {
+  const std::lock_guard<std::mutex> lock(body_->in_use);
+  core::DriverSession& session = body_->open();
+  body_->link.end_pause();
+  const core::CallResult call = session.connect(body_->driver->connect);
+  if (call.ok()) {
+    body_->link.end_use(true, false);
+    return;
+  }
+  body_->last_failure = core::explain_failure(call, body_->target);
+  body_->link.end_use(false, true);
+  const core::Failure& failure = body_->last_failure;
+  throw ConnectionFailed(failure.reason + (failure.advice.empty() ? "" : ". " + failure.advice));
+}
+
+void Controller::close() {
+  const std::lock_guard<std::mutex> lock(body_->in_use);
+  body_->close();
+}
+
+State Controller::state() const {
+  const std::lock_guard<std::mutex> lock(body_->in_use);
+  return body_->link.state();
+}
+
+Plan Controller::plan(const std::vector<std::string>& names) const {
+  const std::lock_guard<std::mutex> lock(body_->in_use);
+  auto made = std::make_unique<Plan::Body>();
+  made->plan = body_->plan_for(find_all(body_->tags, names));
+  made->readings = unread_list(made->plan);
+  made->owner = body_.get();
+  return Plan(std::move(made));
+}
+
+const std::vector<Reading>& Controller::read(Plan& plan) {
+  const std::lock_guard<std::mutex> lock(body_->in_use);
+  Plan::Body& planned = *plan.body_;
+  if (planned.owner != body_.get()) throw Error("the plan belongs to another controller");
+  body_->run(planned.plan);
+  body_->fill_readings(planned.plan, planned.readings);
+  return planned.readings;
+}
+
+std::vector<Reading> Controller::read(const std::vector<std::string>& names) {
+  Plan made = plan(names);
+  read(made);
+  return std::move(made.body_->readings);
+}
+
+std::vector<Reading> Controller::read(std::initializer_list<std::string_view> names) {
+  return read(std::vector<std::string>(names.begin(), names.end()));
+}
+
+Reading Controller::read(std::string_view name) {
+  return std::move(read(std::vector<std::string>{std::string(name)}).front());
+}
+
+WriteResult Controller::write(std::string_view name, const Input& value, Verify verify) {
+  return std::move(write({{std::string(name), value}}, verify).front());
+}
+
+std::vector<WriteResult> Controller::write(const std::vector<std::pair<std::string, Input>>& values, Verify verify) {
+  const std::lock_guard<std::mutex> lock(body_->in_use);
+  std::vector<FoundVariable> variables;
+  std::vector<core::PreparedWrite> writes;
+  for (const auto& [name, value] : values) {
+    variables.push_back(body_->tags.find(name));
+    writes.push_back(prepare(variables.back(), value));
+  }
+  return body_->write_all(variables, writes, verify);
+}
+
+const std::vector<Declaration>& Controller::tags() const {
+  const std::lock_guard<std::mutex> lock(body_->in_use);
+  return body_->tags.declarations();
+}
+
+const Declaration& Controller::tag(std::string_view name) const {
+  const std::lock_guard<std::mutex> lock(body_->in_use);
+  return body_->tags.declaration(name);
+}
+
+std::vector<std::string> Controller::match(const std::string& pattern) const {
+  std::vector<std::string> names;
+  for (const Declaration& declaration : tags()) {
+    if (fits_pattern(pattern, declaration.name)) names.push_back(declaration.name);
+  }
+  return names;
+}
+
+const std::string& Controller::driver_build() const { return body_->build; }
+
+}  // namespace plc_client
