@@ -184,7 +184,7 @@ void Controller::Body::run(core::ReadPlan& plan) {
     }
   }
   if (unreachable != nullptr) last_failure = *unreachable;
-  link.end_use(had_answer, unreachable != nullptr);
+  if (had_answer || unreachable != nullptr) link.end_use(had_answer, unreachable != nullptr);
 }
 
 core::ReadPlan Controller::Body::plan_for(const std::vector<FoundVariable>& variables) const {

@@ -58,6 +58,8 @@ uint8_t* GuardedBuffer::data() { return memory_.data() + kGuardBytes; }
 
 size_t GuardedBuffer::size() const { return memory_.size() - 2 * kGuardBytes; }
 
+void GuardedBuffer::clear() { std::memset(data(), 0, size()); }
+
 bool GuardedBuffer::is_intact() const {
   const auto untouched = [](uint8_t byte) { return byte == kGuardPattern; };
   return std::all_of(memory_.begin(), memory_.begin() + kGuardBytes, untouched) &&

@@ -40,6 +40,8 @@ class GuardedBuffer {
   explicit GuardedBuffer(size_t bytes);
   uint8_t* data();
   size_t size() const;
+  // Zeros, as of a new one.
+  void clear();
   bool is_intact() const;
 
  private:

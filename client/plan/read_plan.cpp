@@ -32,7 +32,6 @@ std::vector<ReadStep> single_steps(const PlannedVariable& variable, size_t numbe
     step.offset = offset;
     step.count = count;
     step.elements = elements;
-    step.buffer = GuardedBuffer(read_buffer_bytes(count));
     steps.push_back(std::move(step));
   };
   const ValueKind kind = value_kind(entry);
@@ -143,9 +142,14 @@ void plan_steps(ReadPlan& plan) {
     for (const size_t variable : batched) singles.erase(variable);
     add_batches(plan, references, batched, key.first);
   }
+  uint32_t most = 0;
   for (auto& [variable, steps] : singles) {
-    for (ReadStep& step : steps) plan.steps.push_back(std::move(step));
+    for (ReadStep& step : steps) {
+      most = std::max(most, step.count);
+      plan.steps.push_back(std::move(step));
+    }
   }
+  plan.buffer = GuardedBuffer(singles.empty() ? 0 : read_buffer_bytes(most));
 }
 
 size_t exchange_count(const ReadPlan& plan) {

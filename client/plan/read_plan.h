@@ -42,13 +42,13 @@ struct ReadStep {
   uint32_t offset = 0;
   uint32_t count = 0;
   uint32_t elements = 0;  // 0 for text and bytes
-  GuardedBuffer buffer{0};
   bool is_batch() const { return !requests.empty(); }
 };
 
 struct ReadPlan {
   std::vector<PlannedVariable> variables;
   std::vector<ReadStep> steps;
+  GuardedBuffer buffer{0};  // of all single reads
   bool is_guarded = true;
   bool is_stale = false;  // a variable has become is_alone since the steps were made
 };

@@ -25,10 +25,10 @@ class PlanRun {
   CallResult call(ReadStep& step);
   void run_step(ReadStep& step);
   void fail_step(const ReadStep& step, const Failure& failure, WallTime time, bool spoils);
-  void take_step(ReadStep& step, WallTime time);
+  void take_step(const ReadStep& step, WallTime time);
   void take_slot(const BatchSlot& slot, uint32_t bits);
   void take_text(PlannedVariable& variable, uint32_t address) const;
-  void take_single(ReadStep& step);
+  void take_single(const ReadStep& step);
   void read_alone(PlannedVariable& variable);
 
   DriverSession& session_;
@@ -48,7 +48,8 @@ void fail(PlannedVariable& variable, const Failure& failure, WallTime time) {
 CallResult PlanRun::call(ReadStep& step) {
   if (!step.is_batch()) {
     const uint32_t id = *plan_.variables[step.variable].reference.tag->register_id;
-    return session_.read(id, step.offset, step.count, step.buffer);
+    plan_.buffer.clear();
+    return session_.read(id, step.offset, step.count, plan_.buffer);
   }
   for (size_t i = 0; i < step.requests.size(); ++i) step.requests[i].value = 0;
   return session_.read_batch(step.requests);
@@ -119,22 +120,22 @@ void PlanRun::take_slot(const BatchSlot& slot, uint32_t bits) {
   }
 }
 
-void PlanRun::take_single(ReadStep& step) {
+void PlanRun::take_single(const ReadStep& step) {
   PlannedVariable& variable = plan_.variables[step.variable];
   const TagEntry& entry = variable.reference.tag->entry;
   if (step.elements > 0) {
-    append_elements(entry, step.buffer.data(), step.elements, variable.value.elements);
+    append_elements(entry, plan_.buffer.data(), step.elements, variable.value.elements);
     return;
   }
   const bool is_text = value_kind(entry) == ValueKind::kText;
   // A text that ended in an earlier piece has nothing behind its end.
   if (is_text && variable.value.text.size() < kBytesPerUnit * size_t{step.offset}) return;
-  const size_t limit = is_text ? kBytesPerUnit * size_t{step.count} : step.buffer.size();
-  const auto* bytes = reinterpret_cast<const char*>(step.buffer.data());
-  variable.value.text.append(bytes, strnlen(bytes, std::min(limit, step.buffer.size())));
+  const size_t limit = is_text ? kBytesPerUnit * size_t{step.count} : plan_.buffer.size();
+  const auto* bytes = reinterpret_cast<const char*>(plan_.buffer.data());
+  variable.value.text.append(bytes, strnlen(bytes, std::min(limit, plan_.buffer.size())));
 }
 
-void PlanRun::take_step(ReadStep& step, WallTime time) {
+void PlanRun::take_step(const ReadStep& step, WallTime time) {
   if (!step.is_batch()) {
     plan_.variables[step.variable].time = time;
     take_single(step);
