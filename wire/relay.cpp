@@ -92,6 +92,7 @@ Reach reach_controller(uint32_t address, uint16_t port, int patience_ms) {
   const int error =
       reach.descriptor < 0 ? errno : connect_error(reach.descriptor, make_address(address, port), patience_ms);
   reach.took_ns = now_ns() - start_ns;
+  if (reach.descriptor < 0) reach.own_error = error;
   if (error != 0) {
     close_descriptor(reach.descriptor);
     reach.problem = std::strerror(error);
@@ -226,12 +227,16 @@ void RecordingRelay::accept_host() {
     recording_.connections.back().host_port = ntohs(peer.sin_port);
     recording_.connections.back().opened_ns = now_ns();
   }
-  const int controller = first_descriptor_ >= 0
-                             ? std::exchange(first_descriptor_, -1)
-                             : reach_controller(address_, controller_port_, kLaterPatienceMs).descriptor;
+  Reach reach;
+  reach.descriptor = std::exchange(first_descriptor_, -1);
+  if (reach.descriptor < 0) reach = reach_controller(address_, controller_port_, kLaterPatienceMs);
+  const int controller = reach.descriptor;
   send_at_once(host);
   if (controller < 0) {
-    {
+    // What this end lacked is no answer of the controller's.
+    if (reach.own_error != 0) {
+      accept_error_ = reach.own_error;
+    } else {
       const std::lock_guard<std::mutex> lock(mutex_);
       recording_.connections[connection].is_refused = true;
     }

@@ -19,6 +19,7 @@ struct Reach {
   int descriptor = -1;  // connected, or -1
   std::string problem;  // in words when it did not connect: "Connection refused"
   bool is_refused = false;
+  int own_error = 0;  // there was no socket to connect with: nobody was asked
   int64_t took_ns = 0;
 };
 

@@ -2,6 +2,10 @@
 #include "wire/relay.h"
 
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
@@ -147,6 +151,36 @@ TEST(Relay, ControllerThatIsGone_RefusesLaterConnections) {
   relay.stop();
   ASSERT_EQ(relay.recording().connections.size(), 1U);
   EXPECT_TRUE(relay.recording().connections[0].is_refused);
+}
+
+// One descriptor is left: for the host's connection, and none for the controller's.
+TEST(Relay, RelayWithoutADescriptor_IsNoRefusalOfTheControllers) {
+  const LoopbackSocket controller(SOCK_STREAM);
+  RecordingRelay relay(kLoopbackAddress, controller.port(), -1);
+  const ScopedDescriptor host(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const int next = dup(host.get());
+  ASSERT_GE(next, 0);
+  close(next);
+  rlimit usual{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+  rlimit tight = usual;
+  tight.rlim_cur = static_cast<rlim_t>(next) + 1;
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &tight), 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(kLoopbackAddress);
+  address.sin_port = htons(relay.port());
+  char byte = 0;
+  EXPECT_EQ(connect(host.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  EXPECT_LE(recv(host.get(), &byte, 1, 0), 0);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
+  relay.stop();
+  try {
+    relay.recording();
+    ADD_FAILURE() << "a recording that lacks a connection was given";
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(), "cannot take the host's connection: Too many open files");
+  }
 }
 
 }  // namespace
