@@ -38,6 +38,7 @@ LAYERS = {
     "tools/plc_host/commands/": ("tools/plc_host/", "client/", "include/", "tag_check/"),
     "tools/plc_host/": ("tools/plc_host/*", "client/", "include/"),
     "tools/plc_host/main.cpp": ("tools/plc_host/commands/", "tools/plc_host/exit_codes.h"),
+    "python/": ("python/", "client/plc_client.h"),
     "tag_check/": ("tag_check/", "include/", "src/plc_driver/tags/", "src/plc_driver/text/"),
     "examples/": ("examples/", "include/"),
 }

@@ -1,0 +1,176 @@
+// The module plc_client._core: the client library's controller for the Python classes beside it.
+//
+// The interpreter's lock is released wherever the library may wait: for the network, for a file, for another thread.
+#include <pybind11/pybind11.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "client/plc_client.h"
+#include "python/binding/records.h"
+#include "python/binding/values.h"
+
+namespace plc_python {
+namespace {
+
+namespace py = pybind11;
+using Unlocked = py::call_guard<py::gil_scoped_release>;
+
+// Lives as long as the process: the classes that it holds may not be let go behind the interpreter's end.
+Records& records() {
+  static auto* const all = new Records;
+  return *all;
+}
+
+// The function that is given the driver's lines. What it raises is reported, and spoils no transfer.
+std::function<void(const std::string&)> line_sink(const py::object& log) {
+  if (log.is_none()) return nullptr;
+  // Whoever lets it go last may not have the interpreter's lock.
+  const auto let_go = [](py::object* function) {
+    const py::gil_scoped_acquire lock;
+    delete function;
+  };
+  const std::shared_ptr<py::object> function(new py::object(log), let_go);
+  return [function](const std::string& line) {
+    const py::gil_scoped_acquire lock;
+    try {
+      (*function)(text_object(line));
+    } catch (py::error_already_set& error) {
+      error.discard_as_unraisable("plc_client: the function log");
+    }
+  };
+}
+
+std::vector<std::string> texts_bytes(const py::sequence& texts) {
+  std::vector<std::string> all;
+  all.reserve(texts.size());
+  for (const py::handle text : texts) all.push_back(text_bytes(text));
+  return all;
+}
+
+// Other threads run while one closes its connection.
+struct DeleteUnlocked {
+  void operator()(plc_client::Controller* controller) const {
+    const py::gil_scoped_release unlocked;
+    delete controller;
+  }
+};
+using ControllerHolder = std::unique_ptr<plc_client::Controller, DeleteUnlocked>;
+
+ControllerHolder open_controller(const py::str& address, uint16_t port, const py::sequence& tags, uint16_t area,
+                                 const py::str& driver, uint32_t reply_timeout_s, uint32_t delay_ms,
+                                 const py::object& log) {
+  plc_client::Options options;
+  options.address = text_bytes(address);
+  options.port = port;
+  options.tags = texts_bytes(tags);
+  options.area = area;
+  options.driver = text_bytes(driver);
+  options.reply_timeout_s = reply_timeout_s;
+  options.delay_ms = delay_ms;
+  options.log = line_sink(log);
+  const py::gil_scoped_release unlocked;
+  return ControllerHolder(new plc_client::Controller(options));
+}
+
+// A plan, and the names and types of its readings, which never change.
+struct NamedPlan {
+  explicit NamedPlan(plc_client::Plan made) : plan(std::move(made)) {
+    for (const plc_client::Reading& reading : plan.readings()) {
+      names.push_back(text_object(reading.name));
+      types.push_back(text_object(reading.type));
+    }
+  }
+
+  plc_client::Plan plan;
+  std::vector<py::str> names;
+  std::vector<py::str> types;
+};
+
+std::unique_ptr<NamedPlan> make_plan(const plc_client::Controller& controller, const py::sequence& names) {
+  return std::make_unique<NamedPlan>(controller.plan(texts_bytes(names)));
+}
+
+py::list read_plan(plc_client::Controller& controller, NamedPlan& named, bool as_numpy) {
+  const std::vector<plc_client::Reading>* readings = nullptr;
+  {
+    const py::gil_scoped_release unlocked;
+    readings = &controller.read(named.plan);
+  }
+  py::list list(readings->size());
+  for (size_t i = 0; i < readings->size(); ++i) {
+    list[i] = records().reading((*readings)[i], named.names[i], named.types[i], as_numpy);
+  }
+  return list;
+}
+
+py::list write_values(plc_client::Controller& controller, const py::sequence& values, bool verify) {
+  std::vector<std::pair<std::string, plc_client::Input>> inputs;
+  inputs.reserve(values.size());
+  for (const py::handle pair : values) {
+    std::string name = text_bytes(pair[py::int_(0)]);
+    plc_client::Input value = value_input(name, pair[py::int_(1)]);
+    inputs.emplace_back(std::move(name), std::move(value));
+  }
+  std::vector<plc_client::WriteResult> results;
+  {
+    const py::gil_scoped_release unlocked;
+    results = controller.write(inputs, verify ? plc_client::Verify::kReadBack : plc_client::Verify::kNone);
+  }
+  py::list list;
+  for (const plc_client::WriteResult& result : results) list.append(records().write_result(result));
+  return list;
+}
+
+py::list declared_names(const plc_client::Controller& controller) {
+  py::list names;
+  for (const plc_client::Declaration& declaration : controller.tags()) names.append(text_object(declaration.name));
+  return names;
+}
+
+plc_client::State state_of(const plc_client::Controller& controller) {
+  const py::gil_scoped_release unlocked;
+  return controller.state();
+}
+
+void translate(std::exception_ptr error) {
+  try {
+    if (error) std::rethrow_exception(std::move(error));
+  } catch (const plc_client::Error& known) {
+    raise_error(known);
+  }
+}
+
+}  // namespace
+
+PYBIND11_MODULE(_core, module) {
+  records();
+  module.attr("__version__") = PLC_VERSION;
+  py::register_exception_translator(translate);
+  py::class_<NamedPlan>(module, "Plan").def_property_readonly("exchanges", [](const NamedPlan& named) {
+    return named.plan.exchanges();
+  });
+  py::class_<plc_client::Controller, ControllerHolder>(module, "Controller")
+      .def(py::init(&open_controller), py::arg("address"), py::arg("port"), py::arg("tags"), py::arg("area"),
+           py::arg("driver"), py::arg("reply_timeout"), py::arg("delay_ms"), py::arg("log"))
+      .def("connect", &plc_client::Controller::connect, Unlocked())
+      .def("close", &plc_client::Controller::close, Unlocked())
+      .def("state", [](const plc_client::Controller& controller) { return records().state(state_of(controller)); })
+      .def("plan", &make_plan, py::arg("names"), py::keep_alive<0, 1>())
+      .def("read", &read_plan, py::arg("plan"), py::arg("as_numpy"))
+      .def("write", &write_values, py::arg("values"), py::arg("verify"))
+      .def("names", &declared_names)
+      .def(
+          "tag",
+          [](const plc_client::Controller& controller, const py::str& name) {
+            return records().declaration(controller.tag(text_bytes(name)));
+          },
+          py::arg("name"))
+      .def("driver_build",
+           [](const plc_client::Controller& controller) { return text_object(controller.driver_build()); });
+}
+
+}  // namespace plc_python

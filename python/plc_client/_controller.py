@@ -1,0 +1,263 @@
+"""One controller: its variables read and written by name."""
+from __future__ import annotations
+
+import operator
+import os
+import re
+import time
+from collections import OrderedDict
+from typing import (Any, Callable, Dict, Iterable, Iterator, List, Mapping, Optional, Sequence, Tuple, Type, Union,
+                    overload)
+
+from . import _core
+from ._errors import OutOfRange, TypeMismatch, UnknownVariable
+from ._files import driver_path
+from ._records import Declaration, Reading, State, WriteResult
+
+Path = Union[str, "os.PathLike[str]"]
+Names = Union[List[str], Tuple[str, ...]]
+
+# Lists of names whose plans are kept; the one unused for longest goes first.
+_MOST_PLANS = 256
+
+
+class _NotGiven:
+    def __repr__(self) -> str:
+        return "..."
+
+
+_NOT_GIVEN = _NotGiven()
+
+
+def _whole_number(what: str, value: Any, low: int, high: int) -> int:
+    """value as an int, when it is a whole number from low to high."""
+    wanted = f"{what}: a whole number from {low} to {high}, not {value!r}"
+    if isinstance(value, bool) or not hasattr(value, "__index__"):
+        raise TypeMismatch(wanted)
+    number = operator.index(value)
+    if not low <= number <= high:
+        raise OutOfRange(wanted)
+    return number
+
+
+def _paths(tags: Union[Path, Sequence[Path]]) -> List[str]:
+    paths = [tags] if isinstance(tags, (str, os.PathLike)) else tags
+    if not isinstance(paths, (list, tuple)) or not all(isinstance(path, (str, os.PathLike)) for path in paths):
+        raise TypeMismatch(f"tags: a folder, a tag file or a list of these, not {tags!r}")
+    return [os.fspath(path) for path in paths]
+
+
+def _checked(names: Iterable[str]) -> Tuple[str, ...]:
+    checked = tuple(names) if isinstance(names, Iterable) else ()
+    if not isinstance(names, Iterable) or not all(isinstance(name, str) for name in checked):
+        raise TypeMismatch(f"a variable's name is a str, and several are a list of them; this is {names!r}")
+    return checked
+
+
+class Tags(Mapping[str, Declaration]):
+    """The declared variables: tags["Motor.Speed"] is a Declaration, list(tags) all names in the order of the files.
+
+    A name that is not declared raises UnknownVariable, which is a KeyError and names those that are spelt almost like
+    it.
+    """
+
+    def __init__(self, core: _core.Controller) -> None:
+        self._core = core
+        self._names: Dict[str, None] = dict.fromkeys(core.names())
+
+    def __getitem__(self, name: str) -> Declaration:
+        _checked((name,))
+        return self._core.tag(name)
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(self._names)
+
+    def __len__(self) -> int:
+        return len(self._names)
+
+    def __repr__(self) -> str:
+        return f"<{len(self)} declared variables>"
+
+
+class Controller:
+    """A controller, by its address and the tag files that declare its variables. It connects when first used.
+
+    address        "192.168.0.10", or a name that the system resolves
+    port           its TCP port, 1 to 65535
+    tags           a folder, of which the files PLC<address>_<area>.csv of this controller are taken (all areas), or one
+                   tag file of any name, or a list of these
+    area           of files that are named themselves
+    driver         "guarded": a value is the controller's own, or there is none; "contract": any reply counts, as older
+                   panels expect; or the path of a driver library
+    reply_timeout  seconds to wait for each reply, whole ones
+    delay_ms       milliseconds of rest before each call, 0 to 1000, for controllers that need it
+    log            is called with each line that the driver has to say, a str without a line end, by the thread that
+                   uses the controller; it must not use the controller itself
+
+    Raises Error when the address, a file or folder of tags, or the driver is not there.
+
+    A with statement closes the connection at its end. After close() the next use connects again; so does the next use
+    after a connection was lost, with a pause that grows from 0.1 to 10 seconds while the controller cannot be reached.
+    """
+
+    def __init__(
+        self,
+        address: str,
+        *,
+        port: int = 8500,
+        tags: Union[Path, Sequence[Path]],
+        area: int = 0,
+        driver: Path = "guarded",
+        reply_timeout: int = 2,
+        delay_ms: int = 0,
+        log: Optional[Callable[[str], object]] = None,
+    ) -> None:
+        if not isinstance(address, str):
+            raise TypeMismatch(f'address: a str like "192.168.0.10", not {address!r}')
+        self._address = address
+        self._port = _whole_number("port", port, 1, 65535)
+        self._core = _core.Controller(
+            address,
+            self._port,
+            _paths(tags),
+            _whole_number("area", area, 0, 65535),
+            driver_path(os.fspath(driver)),
+            _whole_number("reply_timeout", reply_timeout, 1, 86400),
+            _whole_number("delay_ms", delay_ms, 0, 1000),
+            log,
+        )
+        self._tags = Tags(self._core)
+        self._plans: OrderedDict[Union[str, Tuple[str, ...]], _core.Plan] = OrderedDict()
+
+    def __enter__(self) -> Controller:
+        return self
+
+    def __exit__(self, kind: Optional[Type[BaseException]], error: Optional[BaseException], trace: object) -> None:
+        self.close()
+
+    def __repr__(self) -> str:
+        return f"<plc_client.Controller {self._address}:{self._port}, {len(self._tags)} declared variables>"
+
+    def connect(self) -> None:
+        """Connects now. Raises ConnectionFailed when that fails. Reads and writes connect by themselves."""
+        self._core.connect()
+
+    def close(self) -> None:
+        """Closes the connection; the next use connects again."""
+        self._core.close()
+
+    @property
+    def state(self) -> State:
+        """How the connection is, and what went over it so far."""
+        return self._core.state()
+
+    @property
+    def tags(self) -> Tags:
+        """The declared variables by name: tags["Motor.Speed"] is a Declaration."""
+        return self._tags
+
+    @property
+    def driver_build(self) -> str:
+        """What the driver calls itself: "1.1.0 guarded"."""
+        return self._core.driver_build()
+
+    @overload
+    def read(self, names: str, *, as_numpy: bool = False) -> Reading: ...
+
+    @overload
+    def read(self, names: Names, *, as_numpy: bool = False) -> List[Reading]: ...
+
+    def read(self, names: Union[str, Names], *, as_numpy: bool = False) -> Union[Reading, List[Reading]]:
+        """Reads a variable, or all of a list of names in the fewest exchanges.
+
+        One name gives a Reading, a list or tuple of names a list of Readings in the same order. One variable that
+        cannot be read never spoils the others: its Reading is not ok. When the controller is gone, none is.
+
+        as_numpy  arrays as numpy arrays of the declared type and shape instead of lists
+
+        Raises, before anything is sent, UnknownVariable for a name that no tag file declares, OutOfRange for a
+        subscript outside the declared bounds, TypeMismatch for another number of subscripts. How a list of names is
+        read is planned once: read the same list again and again rather than ever new ones.
+        """
+        key: Union[str, Tuple[str, ...]] = names if isinstance(names, str) else _checked(names)
+        # Whoever uses a plan has it to himself: its readings are its own until its next read.
+        plan = self._plans.pop(key, None)
+        if plan is None:
+            plan = self._core.plan((key,) if isinstance(key, str) else key)
+        readings = self._core.read(plan, as_numpy)
+        self._plans[key] = plan
+        if len(self._plans) > _MOST_PLANS:
+            self._plans.popitem(last=False)
+        return readings[0] if isinstance(key, str) else readings
+
+    @overload
+    def write(self, name: str, value: Any, verify: bool = False) -> WriteResult: ...
+
+    @overload
+    def write(self, name: Mapping[str, Any], *, verify: bool = False) -> List[WriteResult]: ...
+
+    def write(
+        self, name: Union[str, Mapping[str, Any]], value: Any = _NOT_GIVEN, verify: bool = False
+    ) -> Union[WriteResult, List[WriteResult]]:
+        """Writes a variable, write("Motor.Speed", 1500), or several, write({"Motor.Speed": 1500, "Main/Busy": True}).
+
+        A name and its value give a WriteResult, a dict a list of them in its order. Values are those that read() gives:
+        bool, int, float (an int does too), str, bytes, (nested) lists or numpy arrays. What went wrong in the world
+        stands in the result: look at its ok. No write is made twice.
+
+        verify  reads each variable back; a result is ok only when it is the same
+
+        Raises UnknownVariable, TypeMismatch or OutOfRange before anything is sent: of a dict, either all values are
+        checked or none is written. They are written one after the other; one that fails does not keep back the next
+        ones unless the connection is gone.
+        """
+        if isinstance(name, str) and value is not _NOT_GIVEN:
+            return self._core.write([(name, value)], verify)[0]
+        if isinstance(name, Mapping) and value is _NOT_GIVEN:
+            _checked(name)
+            return self._core.write(list(name.items()), verify)
+        raise TypeMismatch("write() takes a name and its value, or a dict of names and values")
+
+    def watch(
+        self, names: Union[str, Names], period: float = 1.0, *, as_numpy: bool = False
+    ) -> Iterator[List[Reading]]:
+        """Reads again and again: for readings in press.watch(["Motor.*"], period=0.5): ...
+
+        Gives a list of Readings in the order of the names each time, for as long as it is asked. * stands for any
+        characters and ? for one; brackets are subscripts. A read that was due while the last one took longer is
+        left out.
+
+        names   a name or pattern, or a list of them
+        period  seconds from the beginning of one read to that of the next; 0 for no pause
+
+        Raises UnknownVariable, at once, for a name that no tag file declares and a pattern that fits none.
+        """
+        if isinstance(period, bool) or not isinstance(period, (int, float)):
+            raise TypeMismatch(f"period: a number of seconds, not {period!r}")
+        if not 0 <= period <= 86400:
+            raise OutOfRange(f"period: from 0 to 86400 seconds, not {period!r}")
+        wanted = self._expand((names,) if isinstance(names, str) else _checked(names))
+        self._core.plan(wanted)  # says now what is no name
+        return self._watch(wanted, period, as_numpy)
+
+    def _watch(self, names: Tuple[str, ...], period: float, as_numpy: bool) -> Iterator[List[Reading]]:
+        due = time.monotonic()
+        while True:
+            yield self.read(names, as_numpy=as_numpy)
+            now = time.monotonic()
+            due = max(due + period, now)
+            time.sleep(due - now)
+
+    def _expand(self, names: Iterable[str]) -> Tuple[str, ...]:
+        """The names, with all that fit in the place of a pattern; each once."""
+        expanded: Dict[str, None] = {}
+        for name in names:
+            if "*" not in name and "?" not in name:
+                expanded[name] = None
+                continue
+            fits = re.compile("".join({"*": ".*", "?": "."}.get(c) or re.escape(c) for c in name), re.DOTALL)
+            found = [tag for tag in self._tags if fits.fullmatch(tag)]
+            if not found:
+                raise UnknownVariable(f"{name}: no declared variable has such a name; list(controller.tags) shows all")
+            expanded.update(dict.fromkeys(found))
+        return tuple(expanded)

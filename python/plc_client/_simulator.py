@@ -1,0 +1,311 @@
+"""A simulated controller for tests: plc-sim as a child, on a free port, told what to do on its standard input."""
+from __future__ import annotations
+
+import json
+import os
+import re
+import signal
+import struct
+import subprocess
+import tempfile
+import threading
+from typing import Any, Dict, IO, Iterator, List, Optional, Sequence, Tuple, Type, Union
+
+from ._controller import Controller
+from ._errors import Error, OutOfRange, TypeMismatch, UnknownVariable
+from ._files import simulator_path
+
+Path = Union[str, "os.PathLike[str]"]
+
+# plc-sim takes no longer lines.
+_MOST_LINE_BYTES = 65536
+_TAG_FILE = re.compile(r"PLC([0-9A-F]+)_([0-9]+)\.csv")
+
+
+class Simulator:
+    """A simulated controller that declares the variables of tag files: plc-sim, on a free port of this machine.
+
+        with plc_client.Simulator("tags/") as machine:
+            machine.set("Motor.Speed", 5)
+            with machine.controller() as press:
+                assert press.read("Motor.Speed").value == 5
+
+    It runs from here to close() or to the end of a with statement. Every value is 0, false or empty at first.
+
+    tags      a folder, of which the files PLC<address>_<area>.csv are taken, or one tag file of any name, or a list of
+              these. Files for several controllers are too many: name those of one.
+    sentinel  gives every element a value of its own, so that one that was swapped with another shows
+    port      to listen on; 0 for a free one
+    options   further words for plc-sim's command line: ["--program", "Main=3"]
+    program   the plc-sim to start; else that of this package, or the one on the PATH
+
+    Attributes: address ("127.0.0.1"), port, tag_files (those that it declares).
+
+    Raises Error when there is no plc-sim, no such file, or a tag file that cannot be declared.
+    """
+
+    address = "127.0.0.1"
+
+    def __init__(
+        self,
+        tags: Union[Path, Sequence[Path]],
+        *,
+        sentinel: bool = False,
+        port: int = 0,
+        options: Sequence[str] = (),
+        program: Optional[Path] = None,
+    ) -> None:
+        self.tag_files = _tag_files(tags)
+        self._lock = threading.Lock()
+        self._elements: Dict[str, Dict[str, Any]] = {}
+        self._errors: IO[bytes] = tempfile.TemporaryFile()
+        words = [os.fspath(program) if program is not None else simulator_path(), "--listen", f"{self.address}:{port}"]
+        words += ["--sentinel"] * bool(sentinel) + [*options, *self.tag_files]
+        try:
+            self._child = subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self._errors)
+        except OSError as error:
+            self._errors.close()
+            raise Error(f"{words[0]}: it cannot be started: {error.strerror}; "
+                        "program is the path of plc-sim, of the package plc-tools") from None
+        listening = re.fullmatch(r"listening on .*:(\d+)", self._line())
+        if listening is None:
+            said = self.messages()
+            self._end()
+            raise Error(f"plc-sim did not start: {said.strip() or 'it said nothing'}")
+        self.port = int(listening[1])
+
+    def __enter__(self) -> Simulator:
+        return self
+
+    def __exit__(self, kind: Optional[Type[BaseException]], error: Optional[BaseException], trace: object) -> None:
+        self.close()
+
+    def __del__(self) -> None:
+        if hasattr(self, "_child"):
+            self.close()
+
+    def __repr__(self) -> str:
+        return f"<plc_client.Simulator {self.address}:{self.port}>"
+
+    def controller(self, area: int = 0, **options: Any) -> Controller:
+        """A Controller for this machine, with its tag files of an area; further options as Controller has them.
+
+        Files that are not named PLC<address>_<area>.csv belong to any area.
+        """
+        matches = [(name, _TAG_FILE.fullmatch(os.path.basename(name))) for name in self.tag_files]
+        files = [name for name, match in matches if match is None or int(match[2]) == area]
+        if not files:
+            raise Error(f"area {area}: none of the tag files {', '.join(self.tag_files)} belongs to it")
+        return Controller(self.address, port=self.port, tags=files, area=area, **options)
+
+    def set(self, name: str, value: Any) -> None:
+        """Gives a variable of the machine a value: bool, int, float, str; for an array a (nested) list of its length.
+
+        "Motor.Speed", "Table[3]", "Main/Step". Raises Error when the machine has no such variable or it cannot have the
+        value, OutOfRange for a list of another length.
+        """
+        if isinstance(value, (list, tuple)) or hasattr(value, "tolist"):
+            elements = list(_flat(value.tolist() if hasattr(value, "tolist") else value))
+            shown = self._show(name)
+            if len(shown) != len(elements):
+                raise OutOfRange(f"{name}: it has {len(shown)} elements, and {len(elements)} values were given")
+            for (element, _), one in zip(shown, elements):
+                self.command(f"set {element} {_value_text(name, one)}")
+            return
+        self.command(f"set {name} {_value_text(name, value)}")
+
+    def get(self, name: str) -> Any:
+        """What the machine's memory holds: bool, int, float, str; for an array (nested) lists.
+
+        Texts are UTF-8, other bytes surrogates. Dates and times are the number that their 64 bits are. Raises Error
+        when the machine has no such variable.
+        """
+        shown = self._show(name)
+        first = shown[0][0]
+        if len(shown) == 1 and _bare(first) == _bare(name):
+            return self._value(first, shown[0][1])
+        nested: List[Any] = []
+        for element, text in shown:
+            *outer, _ = (at - low for at, low in zip(_subscripts(element), _subscripts(first)))
+            place = nested
+            for step in outer:
+                if step == len(place):
+                    place.append([])
+                place = place[step]
+            place.append(self._value(element, text))
+        return nested
+
+    def fault(self, fault: str) -> None:
+        """Arms a fault: "close times=1", "no-reply on=read", "delay 500 times=always", "gone".
+
+        NAME [ARGUMENTS] [times=N|always] [on=REQUEST] [after=N] [every=N]; command("faults") lists them.
+        """
+        self.command(f"fault {fault}")
+
+    def clear_faults(self) -> None:
+        """Disarms all faults, and takes connections again."""
+        self.command("fault clear")
+
+    def counts(self) -> Dict[str, int]:
+        """Connections, requests, violations and so on so far; how often each fault has happened, as "fault.close"."""
+        counts: Dict[str, int] = json.loads(self.command("counts --json")[0])
+        return counts
+
+    def command(self, line: str) -> List[str]:
+        """Gives plc-sim a line of its console and returns its answer, without the last line "ok".
+
+        Raises Error with plc-sim's own words when it refuses, and when it has ended.
+        """
+        sent = line.encode("utf-8", "surrogateescape")
+        if b"\n" in sent or b"\r" in sent or len(sent) >= _MOST_LINE_BYTES or not sent.strip(b" "):
+            raise Error(f"plc-sim takes one line of 1 to {_MOST_LINE_BYTES - 1} bytes, not {line[:100]!r}")
+        answer: List[str] = []
+        with self._lock:
+            if self._child.poll() is not None or self._child.stdin is None:
+                raise Error(self._gone())
+            try:
+                self._child.stdin.write(sent + b"\n")
+                self._child.stdin.flush()
+            except (OSError, ValueError):
+                raise Error(self._gone()) from None
+            while True:
+                said = self._line()
+                if said == "ok":
+                    return answer
+                if said.startswith("error: no variable"):
+                    raise UnknownVariable(f"plc-sim: {line[:100]}: {said[len('error: '):]}")
+                if said.startswith("error: "):
+                    raise Error(f"plc-sim: {line[:100]}: {said[len('error: '):]}")
+                if not said:
+                    raise Error(self._gone())
+                answer.append(said)
+
+    def messages(self) -> str:
+        """What plc-sim has said on standard error so far: what its judge found wrong with requests, and notes."""
+        self._errors.seek(0)
+        return self._errors.read().decode("utf-8", "replace")
+
+    def close(self) -> None:
+        """Ends it; whoever is connected loses the connection. Calling it again does nothing."""
+        if not self._errors.closed:
+            self._end()
+
+    def _end(self) -> None:
+        if self._child.stdin is not None:
+            try:
+                self._child.stdin.close()
+            except OSError:
+                self._child.send_signal(signal.SIGTERM)
+        try:
+            self._child.wait(10)
+        except subprocess.TimeoutExpired:
+            self._child.kill()
+            self._child.wait()
+        if self._child.stdout is not None:
+            self._child.stdout.close()
+        self._errors.close()
+
+    def _line(self) -> str:
+        """The next line of its output; "" at the end."""
+        if self._child.stdout is None:
+            return ""
+        return self._child.stdout.readline().decode("utf-8", "surrogateescape").rstrip("\n")
+
+    def _gone(self) -> str:
+        if self._errors.closed:
+            return "the simulator was closed"
+        return f"plc-sim has ended: {self.messages().strip()[-300:] or 'it said nothing'}"
+
+    def _show(self, name: str) -> List[Tuple[str, str]]:
+        """The elements of a variable by name, with their values as plc-sim shows them."""
+        lines = self.command(f"show {name}") if name else []
+        pairs = [line.partition(" = ")[::2] for line in lines]
+        if not pairs:
+            raise UnknownVariable("a variable of the machine wants a name")
+        if len(pairs) == 1:
+            return pairs
+        # Behind them stand those outside the declared bounds that somebody has asked for.
+        return [(element, text) for element, text in pairs if self._element(element)["declared"]]
+
+    def _value(self, element: str, text: str) -> Any:
+        if text in ("true", "false"):
+            return text == "true"
+        if text.startswith('"'):
+            raw = re.sub(rb"\\x([0-9A-F]{2})", lambda code: bytes([int(code[1], 16)]), text[1:-1].encode("ascii"))
+            return raw.decode("utf-8", "surrogateescape")
+        kind = self._element(element)["type"]
+        if kind == "REAL":
+            single: float = struct.unpack("<f", struct.pack("<f", float(text)))[0]
+            return single
+        return float(text) if kind == "LREAL" else int(text)
+
+    def _element(self, name: str) -> Dict[str, Any]:
+        """What plc-sim tells of an element: its type, and whether it is declared."""
+        if name not in self._elements:
+            listed = json.loads(self.command("dump --json")[0])["elements"]
+            self._elements = {_bare(element["name"]): element for element in listed}
+            self._elements.update((_full_name(element), element) for element in listed)
+        return self._elements[name]
+
+
+def _tag_files(tags: Union[Path, Sequence[Path]]) -> List[str]:
+    """The files of folders and files; of a folder, those that are named for one controller."""
+    paths = [tags] if isinstance(tags, (str, os.PathLike)) else tags
+    if not isinstance(paths, (list, tuple)) or not paths:
+        raise TypeMismatch(f"tags: a folder, a tag file or a list of these, not {tags!r}")
+    files: List[str] = []
+    for path in map(os.fspath, paths):
+        if not os.path.isdir(path):
+            files.append(path)
+            continue
+        found = [(_TAG_FILE.fullmatch(name), name) for name in os.listdir(path)]
+        named = sorted((int(match[2]), name) for match, name in found if match is not None)
+        if not named:
+            raise Error(f"{path}: no tag file is in this folder; one is named like PLC7F000001_0.csv")
+        controllers = sorted({name.split("_")[0] for _, name in named})
+        if len(controllers) > 1:
+            raise Error(f"{path}: these are tag files of {len(controllers)} controllers ({', '.join(controllers)}); "
+                        "name those of one")
+        files += [os.path.join(path, name) for _, name in named]
+    return files
+
+
+def _flat(values: Any) -> Iterator[Any]:
+    for value in values:
+        if isinstance(value, (list, tuple)):
+            yield from _flat(value)
+        else:
+            yield value
+
+
+def _value_text(name: str, value: Any) -> str:
+    """A value as plc-sim's console takes it."""
+    if hasattr(value, "tolist"):
+        value = value.tolist()
+    if isinstance(value, bool):
+        return "true" if value else "false"
+    if isinstance(value, int):
+        return str(int(value))
+    if isinstance(value, float):
+        return float.__repr__(value)
+    if not isinstance(value, str):
+        raise TypeMismatch(f"{name}: a bool, int, float or str, or a list of them, not {value!r}")
+    if value.startswith(" ") or any(character in value for character in "\n\r\0"):
+        raise OutOfRange(f"{name}: the simulator's console takes no text with a line end, a zero byte or a blank "
+                         f"at its beginning: {value!r}")
+    return value
+
+
+def _bare(name: str) -> str:
+    """The name without its program."""
+    return name.rpartition("/")[2]
+
+
+def _subscripts(element: str) -> List[int]:
+    return [int(part) for part in element[element.rindex("[") + 1:-1].split(",")]
+
+
+def _full_name(element: Dict[str, Any]) -> str:
+    """The name as plc-sim shows it."""
+    name, program = str(element["name"]), element["program"]
+    return name if program is None else f"{program}/{name}"
