@@ -8,8 +8,8 @@ check_examples.py help PREFIX                       every example of the help te
 check_examples.py self PREFIX                       changed and unknown blocks are found
 
 Blocks: `console` shows commands behind "$ " and their output; `sh` shows commands alone; `csv` is a tag file that the
-checker finds nothing wrong with; `c` is a file of examples/; `text` is a drawing or a list and holds no command. A
-block of any other kind fails.
+checker finds nothing wrong with; `c` is a file of examples/; `python` is one of examples/, or in docs/python.md, whose
+blocks the package's own tests run; `text` is a drawing or a list and holds no command. A block of any other kind fails.
 """
 import argparse
 import pathlib
@@ -47,6 +47,10 @@ PLACEHOLDERS = [
 
 # Documents whose reader has not installed the dissector.
 WITHOUT_PLUGINS = ("docs/dissector.md",)
+
+# Blocks that are a file of examples/, but for those of a document that tests/python runs.
+FILE_SUFFIXES = {"c": ".c", "python": ".py"}
+PYTHON_DOCUMENT = "docs/python.md"
 
 # Files that examples of the help texts take for granted: name and where its content comes from.
 HELP_FILES = {"PLC7F000001_0.csv": "examples/tags/PLC7F000001_0.csv",
@@ -98,9 +102,10 @@ def check_block(session, document, block, mismatches=None):
         run_steps(session, document, shell_steps(block), False)
     elif block.kind == "csv":
         check_csv(session, block)
-    elif block.kind == "c":
+    elif block.kind in FILE_SUFFIXES:
         shown = "\n".join(block.lines) + "\n"
-        if shown not in [file.read_text(encoding="utf-8") for file in (ROOT / "examples").rglob("*.c")]:
+        files = (ROOT / "examples").rglob(f"*{FILE_SUFFIXES[block.kind]}")
+        if document != PYTHON_DOCUMENT and shown not in [file.read_text(encoding="utf-8") for file in files]:
             raise Failure(f"line {block.line}: no file of examples/ is as shown")
     elif block.kind == "text":
         check_text(block)
@@ -195,6 +200,7 @@ FAULTY = {
     "a command in a text": "```text\n$ plc-host --version\n```\n",
     "a block without an end": SOUND.removesuffix("```\n"),
     "a program that is no example": "```c\nint main(void) { return 0; }\n```\n",
+    "a program in Python that is no example": "```python\nprint(5)\n```\n",
     "a faulty tag file": "```csv\nSpeed,Int,,,,,,0,1,0,0,\n```\n",
     "another value": "```console\n$ plc-sim --listen 127.0.0.1:8500 examples/tags/PLC7F000001_0.csv\n"
                      "listening on 127.0.0.1:8500\nset Motor.Speed 120\nok\n"

@@ -1,0 +1,179 @@
+"""Connections: made when first used, lost, made again; threads; what the program is told of it."""
+import gc
+import threading
+
+import plc_client
+import pytest
+from conftest import TAGS
+
+
+def wait_for(machine, count, wanted):
+    """Until the machine has counted so many: an event that another thread brings about."""
+    while machine.counts()[count] < wanted:
+        pass
+
+
+def test_connects_when_first_used_and_not_before(machine, press):
+    made = press.state
+    assert made.connected is False
+    assert machine.counts()["connections"] == 0
+    assert press.read("Motor.Speed").ok
+    assert press.state.connected is True
+    assert press.state.since > made.since
+    assert press.state.connects == machine.counts()["connections"] == 1
+
+
+def test_close_ends_the_connection_and_the_next_use_makes_one(press):
+    assert press.read("Motor.Speed").ok
+    press.close()
+    assert not press.state.connected
+    press.close()
+    assert press.read("Motor.Speed").ok
+    assert press.state.connects == 2
+
+
+def test_end_of_with_closes(machine):
+    with machine.controller() as press:
+        press.connect()
+        assert press.state.connected
+    assert not press.state.connected
+
+
+def test_connect_raises_when_nobody_listens(machine, press):
+    machine.fault("gone")
+    with pytest.raises(plc_client.ConnectionFailed, match=f"127.0.0.1:{machine.port}"):
+        press.connect()
+    machine.clear_faults()
+    press.connect()
+    assert press.state.connected
+
+
+def test_readings_of_a_controller_that_is_gone_are_not_ok(machine, press):
+    assert press.read("Motor.Speed").ok
+    machine.fault("gone")
+    for reading in press.read(["Motor.Speed", "Table"]):
+        assert reading.ok is False and reading.value is None
+        assert reading.error and reading.error.strip()
+    result = press.write("Motor.Speed", 5)
+    assert result.ok is False and result.outcome == "not done" and result.error
+    assert press.state.last_error and press.state.last_error_time.tzinfo
+    assert sum(press.state.failures.values()) >= 1
+    machine.clear_faults()
+    press.connect()
+    assert press.read("Motor.Speed").ok
+
+
+def test_a_lost_connection_is_made_again_by_the_next_use(machine, press):
+    assert press.read("Motor.Speed").ok
+    machine.fault("close on=read times=1")
+    assert press.read("Motor.Speed").ok
+    assert machine.counts()["fault.close"] == 1
+    assert press.state.connects == 2
+
+
+def test_a_write_whose_reply_is_lost_is_unknown_and_not_made_twice(machine, press):
+    press.connect()
+    machine.fault("close-after 5 on=write times=1")
+    result = press.write("Motor.Steps", 77)
+    assert machine.counts()["fault.close-after"] == 1
+    assert not result.ok and result.outcome == "unknown" and result.error
+    assert machine.get("Motor.Steps") == 77
+
+
+def test_a_write_that_nobody_could_read_back_is_not_ok(machine, press):
+    press.connect()
+    machine.fault("refuse on=read times=1")
+    result = press.write("Motor.Steps", 78, verify=True)
+    assert machine.counts()["fault.refuse"] == 1
+    assert not result.ok and not result.verified and result.error
+
+
+def test_exchanges_are_counted_as_the_machine_counts_them(machine, press):
+    press.read("Motor.Speed")
+    before = press.state.exchanges, machine.counts()["requests"]
+    for _ in range(5):
+        press.read(["Motor.Speed", "Table", "Main/Step"])
+    after = press.state.exchanges, machine.counts()["requests"]
+    assert after[0] - before[0] == after[1] - before[1] > 0
+
+
+def test_other_threads_run_python_while_one_waits_for_a_reply(machine, press):
+    press.connect()
+    machine.fault("no-reply on=read times=1")
+    results = []
+    thread = threading.Thread(target=lambda: results.append(press.read("Motor.Speed")))
+    thread.start()
+    wait_for(machine, "fault.no-reply", 1)
+    assert results == []
+    thread.join()
+    assert len(results) == 1 and not results[0].ok
+
+
+def test_threads_share_a_controller_and_each_gets_its_own_values(machine, press):
+    wanted = {name: machine.get(name) for name in ("Motor.Speed", "Table", "Grid", "Recipe.Name")}
+    wrong = []
+
+    def read_often(name):
+        for _ in range(50):
+            reading = press.read(name)
+            wrong.extend([reading] if reading.value != wanted[name] else [])
+            both = press.read(["Motor.Speed", name])
+            wrong.extend([both] if [one.value for one in both] != [wanted["Motor.Speed"], wanted[name]] else [])
+
+    threads = [threading.Thread(target=read_often, args=(name,)) for name in (*wanted, *wanted)]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join()
+    assert wrong == []
+    assert press.state.connects == 1
+
+
+def test_controllers_are_independent_of_each_other(machine):
+    with plc_client.Simulator(TAGS) as other:
+        other.set("Motor.Speed", 4711)
+        presses = [(one, one.controller()) for one in (machine, other) * 8]
+        for one, press in presses:
+            assert press.read("Motor.Speed").value == one.get("Motor.Speed")
+        assert other.counts()["connections"] == 8
+        for _, press in presses:
+            press.close()
+
+
+def test_a_controller_that_is_let_go_closes_its_connection(machine):
+    press = machine.controller()
+    press.connect()
+    del press
+    gc.collect()
+    with machine.controller() as press:
+        assert press.read("Motor.Speed").ok
+
+
+def test_log_is_given_the_drivers_lines(machine):
+    lines = []
+    with machine.controller(log=lines.append) as press:
+        machine.fault("no-reply on=read times=1")
+        assert not press.read("Motor.Speed").ok
+    assert lines and all(isinstance(line, str) and "\n" not in line for line in lines)
+
+
+def test_a_log_that_raises_spoils_no_transfer(machine, monkeypatch):
+    raised = []
+    monkeypatch.setattr("sys.unraisablehook", lambda unraisable: raised.append(unraisable.exc_value))
+
+    def log(line):
+        raise RuntimeError(line)
+
+    with machine.controller(log=log) as press:
+        machine.fault("no-reply on=read times=1")
+        assert not press.read("Motor.Speed").ok
+        press.connect()
+        assert press.read("Motor.Speed").ok
+    assert raised and isinstance(raised[0], RuntimeError)
+
+
+def test_nothing_is_printed(machine, press, capfd):
+    machine.fault("cut 20 times=1")
+    press.read("Motor.Speed")
+    press.read(["Motor.Speed", "Table"])
+    assert capfd.readouterr() == ("", "")

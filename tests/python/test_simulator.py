@@ -1,0 +1,135 @@
+"""The simulated controller of tests."""
+import socket
+
+import plc_client
+import pytest
+from conftest import TAGS
+
+
+def test_ports_are_free_ones_and_given_ones():
+    with plc_client.Simulator(TAGS) as one, plc_client.Simulator(TAGS) as other:
+        assert one.port != other.port
+        port = other.port
+        other.close()
+        with plc_client.Simulator(TAGS, port=port) as again:
+            assert again.port == port
+            assert str(port) in repr(again)
+
+
+def test_set_and_get_every_kind(machine):
+    for name, value in (("Running", True), ("Motor.Speed", -5), ("Motor.Serial", (1 << 64) - 1), ("Motor.Current", 2.5),
+                        ("Motor.Torque", 1e300), ("Recipe.Name", 'Käse "x" \\n'), ("Recipe.Name", ""),
+                        ("Table", list(range(10))), ("Table[3]", 99), ("Cube[1,2,3]", 7), ("Main/Step", 3), ("Step", 4),
+                        ("Weights", [1.0, 2.5, -3.0, 4.0]), ("Grid", [[1, 2, 3, 4], [5, 6, 7, 8], [9, 10, 11, 12]]),
+                        ("Outputs", [[True, False] * 4, [False, True] * 4]), ("Cell[1,2]", 8)):
+        machine.set(name, value)
+        assert machine.get(name) == value, name
+        assert type(machine.get(name)) is type(value)
+
+
+def test_elements_outside_their_bounds_are_not_part_of_an_array(machine, tmp_path):
+    file = tmp_path / "longer.csv"
+    file.write_text("Table,INT,[0..12],,,,,0,1,0,0,\n", encoding="utf-8")
+    with plc_client.Controller(machine.address, port=machine.port, tags=file) as press:
+        assert press.write("Table[12]", 5, verify=True).ok
+    assert machine.counts()["outside"] > 0
+    assert len(machine.get("Table")) == 10
+    machine.set("Table", list(range(10)))
+    assert machine.get("Table") == list(range(10))
+
+
+@pytest.mark.parametrize("error, name, value, words", [
+    (plc_client.UnknownVariable, "Nothing", 1, "Nothing"),
+    (plc_client.Error, "Motor.Steps", 70000, "70000 does not fit INT"),
+    (plc_client.OutOfRange, "Table", [1], "10 elements"),
+    (plc_client.TypeMismatch, "Motor.Speed", None, "not None"),
+    (plc_client.OutOfRange, "Recipe.Name", "a\nquit", "line end"),
+    (plc_client.OutOfRange, "Recipe.Name", " a", "blank"),
+])
+def test_values_that_it_cannot_have(machine, error, name, value, words):
+    with pytest.raises(plc_client.Error, match=words) as caught:
+        machine.set(name, value)
+    assert type(caught.value) is error
+
+
+def test_names_with_line_ends_are_no_commands(machine):
+    with pytest.raises(plc_client.Error, match="one line"):
+        machine.get("Table\nquit")
+    assert machine.get("Table[0]") is not None
+
+
+def test_faults_happen_and_are_cleared(machine, press):
+    machine.fault("refuse on=read times=always")
+    assert not press.read("Motor.Speed").ok
+    machine.clear_faults()
+    assert press.read("Motor.Speed").ok
+    assert machine.counts()["fault.refuse"] >= 1
+    with pytest.raises(plc_client.Error, match="no fault is called 'fire'"):
+        machine.fault("fire")
+
+
+def test_commands_are_answered(machine):
+    assert machine.command("show Motor.Speed") == [f"Motor.Speed = {machine.get('Motor.Speed')}"]
+    with pytest.raises(plc_client.Error, match="no command is called 'shw'"):
+        machine.command("shw")
+
+
+@pytest.mark.parametrize("line", ["", "  ", "a\rb", "x" * 65536])
+def test_lines_that_are_none(machine, line):
+    with pytest.raises(plc_client.Error, match="one line"):
+        machine.command(line)
+
+
+def test_closed_it_listens_no_more_and_says_so():
+    machine = plc_client.Simulator(TAGS)
+    machine.close()
+    machine.close()
+    with pytest.raises(ConnectionRefusedError):
+        socket.create_connection((machine.address, machine.port))
+    with pytest.raises(plc_client.Error, match="was closed"):
+        machine.get("Motor.Speed")
+
+
+def test_ended_by_itself_it_says_so():
+    with plc_client.Simulator(TAGS) as machine:
+        machine.command("quit")
+        with pytest.raises(plc_client.Error, match="has ended"):
+            while True:
+                machine.get("Motor.Speed")
+
+
+def test_a_folder_for_several_controllers_is_too_much(tmp_path):
+    for name in ("PLC7F000001_0.csv", "PLCC0A8000A_0.csv"):
+        (tmp_path / name).write_text("Speed,INT,,,,,,0,1,0,0,\n", encoding="utf-8")
+    with pytest.raises(plc_client.Error, match="2 controllers"):
+        plc_client.Simulator(tmp_path)
+    with plc_client.Simulator(tmp_path / "PLCC0A8000A_0.csv") as machine:
+        machine.set("Speed", 5)
+        with machine.controller() as press:
+            assert press.read("Speed").value == 5
+
+
+@pytest.mark.parametrize("tags, words", [("no/such.csv", "no/such.csv"), ([], "tags"), (5, "tags")])
+def test_tags_that_are_not_there(tags, words):
+    with pytest.raises(plc_client.Error, match=words):
+        plc_client.Simulator(tags)
+
+
+def test_a_folder_without_tag_files_and_files_that_cannot_be_declared(tmp_path):
+    with pytest.raises(plc_client.Error, match="no tag file"):
+        plc_client.Simulator(tmp_path)
+    (tmp_path / "PLC7F000001_0.csv").write_text("Speed,Int,,,,,,0,1,0,0,\n", encoding="utf-8")
+    with pytest.raises(plc_client.Error, match="unknown type 'Int'"):
+        plc_client.Simulator(tmp_path)
+
+
+def test_a_program_that_is_not_there(tmp_path):
+    with pytest.raises(plc_client.Error, match="nothing.*plc-tools"):
+        plc_client.Simulator(TAGS, program=tmp_path / "nothing")
+
+
+def test_areas_have_their_files(machine):
+    with machine.controller(area=2) as press:
+        assert "Mode" in press.tags and "Motor.Speed" not in press.tags
+    with pytest.raises(plc_client.Error, match="area 5"):
+        machine.controller(area=5)
