@@ -21,13 +21,20 @@ def names_in_project(pattern):
     return [path.name for path in paths if path.is_file()]
 
 
+def module_suffix():
+    """What compiled modules of the system's Python end in."""
+    return subprocess.run(["/usr/bin/python3", "-c", "import sysconfig; print(sysconfig.get_config_var('EXT_SUFFIX'))"],
+                          check=True, text=True, stdout=subprocess.PIPE).stdout.strip()
+
+
 def expected_files(library_folder, build_type, components):
     files = set()
+    suffix = module_suffix() if "python" in components else ""
     for line in (ROOT / "packaging" / "contents.txt").read_text(encoding="utf-8").split("\n"):
         if not line or line.startswith("#"):
             continue
         component, path = line.split(" ")
-        path = path.replace("@LIB@", library_folder).replace("@TYPE@", build_type.lower())
+        path = path.replace("@LIB@", library_folder).replace("@TYPE@", build_type.lower()).replace("@PYTHON@", suffix)
         pattern = re.fullmatch(r"(.*)\{(.*)\}", path)
         names = [pattern[1] + name for name in names_in_project(pattern[2])] if pattern else [path]
         if component in components:

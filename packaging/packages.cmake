@@ -8,6 +8,9 @@ set(CPACK_PACKAGE_CONTACT "${PLC_PACKAGE_CONTACT}")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL runtime dev tools)
+if(PLC_BUILD_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -38,4 +41,15 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "tshark, wireshark")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "${PROJECT_DESCRIPTION} (tools)
  A command-line host with a checker of tag files (plc-host), a simulated controller (plc-sim), and a dissector of the
  protocol for Wireshark and tshark.")
+
+# The compiled half is for the Python of one Debian.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-plc-client)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "libplc-driver1 (${this_version}), libc6 (>= 2.34), libstdc++6 (>= 12), ${plc_python_depends}")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "plc-tools (${this_version})")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-numpy")
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION "${PROJECT_DESCRIPTION} (Python)
+ The Python package plc_client: variables of a controller by name, read, written and watched, and with plc-tools a
+ simulated controller for tests.")
 include(CPack)
