@@ -12,7 +12,8 @@
 namespace plc {
 namespace {
 
-// Every variable of driver_state as it is in a library just loaded; memory and sockets have been given back.
+// Every variable of driver_state as it is in a library just loaded. Memory has been given back, and the sockets, which
+// emptied their set.
 void clear_state() {
   init = 0;
   ip_addr = 0;
@@ -20,7 +21,6 @@ void clear_state() {
   sid = 0;
   tcp_settings = nullptr;
   memset(EmptyBuff, 0, sizeof EmptyBuff);
-  FD_ZERO(&stored_sockets);
   memset(LocalInfo, 0, directory_capacity * sizeof LocalInfo[0]);
   localNum = 0;
   memset(&g_plc_tags, 0, sizeof g_plc_tags);

@@ -1,7 +1,7 @@
 /* A host that loads the library at run time, with functions of its own under names of the driver's, unloads it and
  * loads it again: every load starts from a fresh state. */
 #include <dlfcn.h>
-#include <plc_driver.h>
+#include <plc_driver_hooks.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
@@ -13,6 +13,10 @@ typedef uint32_t InitFunction(CommSettings* settings);
 typedef uint32_t ReadFunction(RegRequest* request, RegValue* value, ConnContext* conn);
 typedef char* TypeNameFunction(uint32_t code);
 typedef int ParseLineFunction(const char* line, TagEntry* entry);
+typedef void SetLineSinkFunction(PlcLineSink sink, void* context);
+typedef uint32_t LoadTagsFunction(uint32_t ip_address, uint16_t area, const char* path);
+typedef uint32_t ConnectFunction(ConnContext* conn);
+typedef void ReleaseFunction(ConnContext* conn);
 
 enum { LOADS = 3 };
 
@@ -67,6 +71,35 @@ static void use(void* library, int load) {
   expect(own_calls() == 0, "the driver called one of the host's functions", load);
 }
 
+static void collect(void* context, const char* text, uint32_t length) { strncat(context, text, length); }
+
+/* As a program that embeds the driver does. */
+static void use_hooks(void* library, int load) {
+  InitFunction* initialise;
+  SetLineSinkFunction* set_line_sink;
+  LoadTagsFunction* load_tags;
+  ConnectFunction* connect_driver;
+  ReleaseFunction* release;
+  find(library, "ev_plc_init", &initialise);
+  find(library, "plc_driver_set_line_sink", &set_line_sink);
+  find(library, "plc_driver_load_tags", &load_tags);
+  find(library, "plc_driver_connect", &connect_driver);
+  find(library, "plc_driver_release", &release);
+  if (failures != 0) return;
+
+  ConnContext connection = {.socket_fd = -1};
+  CommSettings settings = {.ip_address = 0x7F000001, .tcp_port = 1};
+  char lines[256] = "";
+  set_line_sink(collect, lines);
+  expect(initialise(&settings) == PLC_OK, "init", load);
+  expect(strcmp(lines, "ev_plc_init ok\r\n") == 0, "the sink's line", load);
+  expect(load_tags(settings.ip_address, 0, "/nowhere/tags.csv") == PLC_FAILED, "a missing tag file", load);
+  expect(connect_driver(NULL) == PLC_FAILED, "a connect without a record", load);
+  release(&connection);
+  release(NULL);
+  expect(connect_driver(&connection) == PLC_FAILED, "a connect behind the release", load);
+}
+
 int main(int argc, char** argv) {
   if (argc != 2) {
     fprintf(stderr, "usage: dlopen_host LIBRARY\n");
@@ -79,6 +112,7 @@ int main(int argc, char** argv) {
       return 1;
     }
     use(library, load);
+    use_hooks(library, load);
     expect(dlclose(library) == 0, "dlclose", load);
     expect(dlopen(argv[1], RTLD_NOW | RTLD_NOLOAD) == NULL, "the library stayed loaded", load);
   }

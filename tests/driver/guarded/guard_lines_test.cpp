@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -28,8 +29,11 @@ TEST(GuardLines, EachLine_IsTheSameOnStandardOutputAndInASink) {
       {[] { plc::print_dropped(2); }, "2 late replies dropped"},
       {[] { plc::print_incomplete_names(3, 4); }, "3 of 4 names resolved"},
       {[] { plc::print_wrong_values(6, 8); }, "6 bytes of values, 8 were asked for"},
+      {[] { plc::print_wrong_values(UINT32_MAX, UINT32_MAX); },
+       "4294967295 bytes of values, 4294967295 were asked for"},
       {[] { plc::print_incomplete_directory(1, 2); }, "1 of 2 programs in the directory"},
       {[] { plc::print_refused("the names", 0xA4); }, "controller refused the names, status 00A4"},
+      {[] { plc::print_refused("the directory", UINT32_MAX); }, "controller refused the directory, status FFFFFFFF"},
   };
   for (const Print& print : prints) {
     SCOPED_TRACE(print.line);

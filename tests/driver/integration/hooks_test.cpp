@@ -323,6 +323,7 @@ TEST_F(HookRelease, UseBehindIt_WorksAgain) {
 TEST_F(HookRelease, SecondTime_IsHarmless) {
   use();
   plc_driver_release(&conn_);
+  peer_.reset();
   const int open_before = count_open_descriptors();
   plc_driver_release(&conn_);
   plc_driver_release(nullptr);

@@ -1,7 +1,10 @@
 // Tests of the sink for the driver's lines: it gets what standard output would, and standard output nothing.
 #include <gtest/gtest.h>
 
+#include <stdio_ext.h>
+
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <string>
 #include <vector>
@@ -83,6 +86,23 @@ TEST(LineSink, SecondSink_TakesThePlaceOfTheFirst) {
   plc::print_text("text");
   EXPECT_EQ(first.text(), "");
   EXPECT_EQ(second.text(), "text");
+}
+
+// What a host sees of a dump is whole, whatever ends the process.
+TEST(LineSink, HexDump_FlushesStandardOutputWithoutASinkAlone) {
+  const uint8_t byte = 1;
+  const auto pending_behind_dump = [&] {
+    size_t pending = 0;
+    capture_output([&] {
+      std::fputs("x", stdout);
+      FlushBuff(1, &byte, 0);
+      pending = __fpending(stdout);
+    });
+    return pending;
+  };
+  EXPECT_EQ(pending_behind_dump(), 0U);
+  const SunkLines sink;
+  EXPECT_EQ(pending_behind_dump(), 1U);
 }
 
 // The most digits that each text with numbers can have, within the room in which it is formed.

@@ -5,6 +5,7 @@
 
 #include <set>
 
+#include "plc_driver_hooks.h"
 #include "tests/driver/protocol/batch/batch_fixture.h"
 
 namespace plc_test {
@@ -133,7 +134,7 @@ TEST_F(StringCopies, FreedCopies_AreUnmappedAndMadeAnew) {
   plc::free_string_copies();
   const uint32_t reference = plc::copy_string(reply, 14, 3000);
   ASSERT_NE(reference, 0U);
-  void* const page = reinterpret_cast<void*>(uintptr_t{reference});
+  void* const page = reinterpret_cast<void*>(uintptr_t{reference} & ~uintptr_t{4095});
   EXPECT_EQ(msync(page, 1, MS_ASYNC), 0);
   plc::free_string_copies();
   EXPECT_NE(msync(page, 1, MS_ASYNC), 0);
@@ -141,6 +142,15 @@ TEST_F(StringCopies, FreedCopies_AreUnmappedAndMadeAnew) {
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(std::string(text_at(plc::copy_string(reply, 14, 4000))), std::string(4000, 'x')) << "the whole room";
   }
+}
+
+TEST_F(StringCopies, ReleaseOfTheDriver_UnmapsThem) {
+  plc::ReplyBuffer reply;
+  plc::begin_string_copies();
+  const uint32_t reference = plc::copy_string(reply, 14, 2);
+  ASSERT_NE(reference, 0U);
+  plc_driver_release(&conn_);
+  EXPECT_NE(msync(reinterpret_cast<void*>(uintptr_t{reference} & ~uintptr_t{4095}), 1, MS_ASYNC), 0);
 }
 
 TEST_F(StringCopies, BytesBehindTheReplyBuffer_AreZero) {
