@@ -12,6 +12,7 @@ PREFIX = "[PLC] guard: "
 # What stands in the page for what is printed.
 PLACES = {"%u": "[NM]", "%d": "[NM]", "%04X": "XXXX", "%s": ".+"}
 LEAST_LINES = 20
+LITERAL = r'"((?:[^"\\\n]|\\.)*)"'
 # Of the driver's literals: its name, which no line holds.
 NO_LINES = (" contract", " guarded")
 # A memory dump that hosts ask for, a separate function.
@@ -24,17 +25,34 @@ def documented_texts(page, heading):
     return [text for row in re.findall(r"^\| (`.*?) \|", section, re.M) for text in re.findall(r"`(.*?)`", row)]
 
 
+def literals_of(code):
+    return [literal.encode().decode("unicode_escape") for literal in re.findall(LITERAL, code)]
+
+
+def printed_pieces(code):
+    """The lines that functions print in several pieces: the text with %s for each variable, and its literals."""
+    for body in re.findall(r"^void print_\w+\([^)]*\) \{([^{}]*)\}", code, re.M):
+        pieces = re.findall(rf"print_(?:text|line|numbers)\((?:{LITERAL}|\w+)", body)
+        if len(pieces) > 1:
+            literals = literals_of(body)
+            yield "".join(literals_of(f'"{piece}"')[0] if piece else "%s" for piece in pieces), literals
+
+
 def driver_texts():
-    """Literals of the driver's sources that could be lines or parts of lines."""
+    """Literals of the driver's sources that could be lines or parts of lines, put together where one function prints
+    them one behind the other; each with the literals that it is made of."""
     for source in sorted((ROOT / "src" / "plc_driver").rglob("*.[ch]*")):
-        for literal in re.findall(r'"((?:[^"\\\n]|\\.)*)"', source.read_text(encoding="utf-8")):
-            text = literal.encode().decode("unicode_escape")
+        code = source.read_text(encoding="utf-8")
+        together = list(printed_pieces(code))
+        parts = {literal for _, literals in together for literal in literals}
+        single = [(text, [text]) for text in literals_of(code) if text not in parts]
+        for text, literals in together + single:
             if (" " in text.strip() or "--" in text) and text not in NO_LINES + DUMP:
-                yield text
+                yield text, literals
 
 
-def is_stored(text, library):
-    return text.encode() + b"\0" in library
+def is_stored(literals, library):
+    return all(literal.encode() + b"\0" in library for literal in literals)
 
 
 def pattern_of(text):
@@ -43,8 +61,8 @@ def pattern_of(text):
 
 def guarded_problems(lines, contract, guarded):
     lines = [line.removeprefix(PREFIX) for line in lines]
-    patterns = {pattern_of(text.removeprefix(PREFIX).removesuffix("\r\n")) for text in driver_texts()
-                if is_stored(text, guarded) and not is_stored(text, contract) and text != PREFIX}
+    patterns = {pattern_of(text.removeprefix(PREFIX).removesuffix("\r\n")) for text, literals in driver_texts()
+                if is_stored(literals, guarded) and not is_stored(literals, contract) and text not in (PREFIX, PREFIX + "%s")}
     problems = [f"documented and not printed: {line}" for line in lines
                 if not any(re.fullmatch(pattern, line) for pattern in patterns)]
     problems += [f"printed and not documented: {pattern}" for pattern in sorted(patterns)
@@ -57,7 +75,7 @@ def guarded_problems(lines, contract, guarded):
 def contract_problems(lines, contract):
     """Compilers share the end of a text with that of a longer one: a text is looked for with its zero alone."""
     patterns = {re.sub(r"%d|%u", "[0-9N]+", re.sub(r"%s", ".+", re.escape(text.rstrip("\r\n"))))
-                for text in driver_texts() if is_stored(text, contract)}
+                for text, literals in driver_texts() if is_stored(literals, contract)}
     problems = [f"printed and not documented: {pattern}" for pattern in sorted(patterns)
                 if not any(re.fullmatch(pattern.rstrip("\\ "), line.rstrip()) for line in lines)]
     return problems if len(patterns) >= LEAST_LINES else problems + [f"only {len(patterns)} texts found"]
