@@ -61,8 +61,10 @@ def pattern_of(text):
 
 def guarded_problems(lines, contract, guarded):
     lines = [line.removeprefix(PREFIX) for line in lines]
-    patterns = {pattern_of(text.removeprefix(PREFIX).removesuffix("\r\n")) for text, literals in driver_texts()
-                if is_stored(literals, guarded) and not is_stored(literals, contract) and text not in (PREFIX, PREFIX + "%s")}
+    own_texts = [text for text, literals in driver_texts()
+                 if is_stored(literals, guarded) and not is_stored(literals, contract)]
+    patterns = {pattern_of(text.removeprefix(PREFIX).removesuffix("\r\n"))
+                for text in own_texts if text not in (PREFIX, PREFIX + "%s")}
     problems = [f"documented and not printed: {line}" for line in lines
                 if not any(re.fullmatch(pattern, line) for pattern in patterns)]
     problems += [f"printed and not documented: {pattern}" for pattern in sorted(patterns)
