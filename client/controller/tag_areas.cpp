@@ -95,6 +95,15 @@ Declaration declare(const TagArea& area, const core::Tag& tag, uint32_t line) {
   return declaration;
 }
 
+// A local variable goes with its program: another program may get one of its name some day.
+void demand_scope(const core::Tag& tag, std::string_view name) {
+  const bool is_local = tag.entry.is_global != 1;
+  if (!is_local || name.substr(0, tag.qualified_name.size()) == tag.qualified_name) return;
+  throw UnknownVariable(std::string(name) + ": a variable of a program goes with the program's name: write " +
+                            tag.qualified_name + std::string(name.substr(std::min(tag.name.size(), name.size()))),
+                        {tag.qualified_name});
+}
+
 FoundVariable find_in(const TagArea& area, std::string_view name) {
   try {
     return {core::find_reference(area.list, name), area.area, {}};
@@ -208,6 +217,7 @@ FoundVariable TagAreas::find(std::string_view name) const {
     for (const auto& area : areas_) {
       try {
         FoundVariable here = find_in(*area, name);
+        demand_scope(*here.reference.tag, name);
         if (found) {
           throw UnknownVariable(text + ": both " + file + " and " + area->path +
                                 " declare it: use a Controller for each area");
