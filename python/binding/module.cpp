@@ -2,6 +2,7 @@
 //
 // The interpreter's lock is released wherever the library may wait: for the network, for a file, for another thread.
 #include <pybind11/pybind11.h>
+#include <signal.h>
 
 #include <functional>
 #include <memory>
@@ -17,7 +18,27 @@ namespace plc_python {
 namespace {
 
 namespace py = pybind11;
-using Unlocked = py::call_guard<py::gil_scoped_release>;
+
+// For as long as the library may wait: other threads run Python, and signals that programs use beside it (timers,
+// children that end) do not cut a wait short. Python would handle them no earlier. Ctrl-C does end the wait.
+class Waiting {
+ public:
+  Waiting() {
+    sigset_t disturbing;
+    sigemptyset(&disturbing);
+    for (const int number : {SIGALRM, SIGVTALRM, SIGPROF, SIGCHLD, SIGCONT, SIGWINCH, SIGIO, SIGUSR1, SIGUSR2}) {
+      sigaddset(&disturbing, number);
+    }
+    pthread_sigmask(SIG_BLOCK, &disturbing, &before_);
+  }
+  ~Waiting() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  Waiting(const Waiting&) = delete;
+  Waiting& operator=(const Waiting&) = delete;
+
+ private:
+  sigset_t before_{};
+  py::gil_scoped_release unlocked_;
+};
 
 // Lives as long as the process: the classes that it holds may not be let go behind the interpreter's end.
 Records& records() {
@@ -54,7 +75,7 @@ std::vector<std::string> texts_bytes(const py::sequence& texts) {
 // Other threads run while one closes its connection.
 struct DeleteUnlocked {
   void operator()(plc_client::Controller* controller) const {
-    const py::gil_scoped_release unlocked;
+    const Waiting waiting;
     delete controller;
   }
 };
@@ -72,7 +93,7 @@ ControllerHolder open_controller(const py::str& address, uint16_t port, const py
   options.reply_timeout_s = reply_timeout_s;
   options.delay_ms = delay_ms;
   options.log = line_sink(log);
-  const py::gil_scoped_release unlocked;
+  const Waiting waiting;
   return ControllerHolder(new plc_client::Controller(options));
 }
 
@@ -97,7 +118,7 @@ std::unique_ptr<NamedPlan> make_plan(const plc_client::Controller& controller, c
 py::list read_plan(plc_client::Controller& controller, NamedPlan& named, bool as_numpy) {
   const std::vector<plc_client::Reading>* readings = nullptr;
   {
-    const py::gil_scoped_release unlocked;
+    const Waiting waiting;
     readings = &controller.read(named.plan);
   }
   py::list list(readings->size());
@@ -117,7 +138,7 @@ py::list write_values(plc_client::Controller& controller, const py::sequence& va
   }
   std::vector<plc_client::WriteResult> results;
   {
-    const py::gil_scoped_release unlocked;
+    const Waiting waiting;
     results = controller.write(inputs, verify ? plc_client::Verify::kReadBack : plc_client::Verify::kNone);
   }
   py::list list;
@@ -132,7 +153,7 @@ py::list declared_names(const plc_client::Controller& controller) {
 }
 
 plc_client::State state_of(const plc_client::Controller& controller) {
-  const py::gil_scoped_release unlocked;
+  const Waiting waiting;
   return controller.state();
 }
 
@@ -156,8 +177,8 @@ PYBIND11_MODULE(_core, module) {
   py::class_<plc_client::Controller, ControllerHolder>(module, "Controller")
       .def(py::init(&open_controller), py::arg("address"), py::arg("port"), py::arg("tags"), py::arg("area"),
            py::arg("driver"), py::arg("reply_timeout"), py::arg("delay_ms"), py::arg("log"))
-      .def("connect", &plc_client::Controller::connect, Unlocked())
-      .def("close", &plc_client::Controller::close, Unlocked())
+      .def("connect", &plc_client::Controller::connect, py::call_guard<Waiting>())
+      .def("close", &plc_client::Controller::close, py::call_guard<Waiting>())
       .def("state", [](const plc_client::Controller& controller) { return records().state(state_of(controller)); })
       .def("plan", &make_plan, py::arg("names"), py::keep_alive<0, 1>())
       .def("read", &read_plan, py::arg("plan"), py::arg("as_numpy"))

@@ -1,5 +1,6 @@
 """Connections: made when first used, lost, made again; threads; what the program is told of it."""
 import gc
+import signal
 import threading
 
 import plc_client
@@ -170,6 +171,36 @@ def test_a_log_that_raises_spoils_no_transfer(machine, monkeypatch):
         press.connect()
         assert press.read("Motor.Speed").ok
     assert raised and isinstance(raised[0], RuntimeError)
+
+
+def test_timers_do_not_cut_a_wait_short(machine, press):
+    press.connect()
+    machine.fault("delay 30 times=always")
+    before = signal.signal(signal.SIGALRM, lambda number, frame: None)
+    try:
+        signal.setitimer(signal.ITIMER_REAL, 0.001, 0.001)
+        readings = [press.read("Motor.Speed") for _ in range(5)]
+    finally:
+        signal.setitimer(signal.ITIMER_REAL, 0)
+        signal.signal(signal.SIGALRM, before)
+    assert [reading.error for reading in readings] == [None] * 5
+
+
+def test_interrupting_the_program_ends_the_wait(machine, press):
+    press.connect()
+    machine.fault("no-reply on=read times=1")
+
+    def interrupt():
+        wait_for(machine, "fault.no-reply", 1)
+        signal.pthread_kill(threading.main_thread().ident, signal.SIGINT)
+
+    thread = threading.Thread(target=interrupt)
+    thread.start()
+    with pytest.raises(KeyboardInterrupt):
+        press.read("Motor.Speed")
+    thread.join()
+    press.connect()
+    assert press.read("Motor.Speed").ok
 
 
 def test_nothing_is_printed(machine, press, capfd):
