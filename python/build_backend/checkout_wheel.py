@@ -65,6 +65,20 @@ def add_file(wheel: zipfile.ZipFile, name: str, content: bytes, is_program: bool
     return name, f"sha256={digest}", len(content)
 
 
+def info_files() -> Dict[str, bytes]:
+    """What a wheel says of itself."""
+    return {"METADATA": METADATA.encode(), "WHEEL": WHEEL.encode(), "LICENSE": (ROOT / "LICENSE").read_bytes()}
+
+
+def prepare_metadata_for_build_wheel(metadata_directory: str, config_settings: Optional[Dict[str, str]] = None) -> str:
+    """What pip asks for before it builds anything."""
+    folder = pathlib.Path(metadata_directory) / INFO
+    folder.mkdir()
+    for name, content in info_files().items():
+        (folder / name).write_bytes(content)
+    return INFO
+
+
 def build_wheel(wheel_directory: str, config_settings: Optional[Dict[str, str]] = None,
                 metadata_directory: Optional[str] = None) -> str:
     """What pip calls: writes the wheel into its folder and returns its name."""
@@ -73,8 +87,7 @@ def build_wheel(wheel_directory: str, config_settings: Optional[Dict[str, str]] 
         record: List[Tuple[str, str, object]] = [
             add_file(wheel, inside, path.read_bytes(), os.access(path, os.X_OK))
             for inside, path in packed_files(built_package())]
-        license_text = (ROOT / "LICENSE").read_bytes()
-        for inside, content in (("METADATA", METADATA.encode()), ("WHEEL", WHEEL.encode()), ("LICENSE", license_text)):
+        for inside, content in info_files().items():
             record.append(add_file(wheel, f"{INFO}/{inside}", content, False))
         record.append((f"{INFO}/RECORD", "", ""))
         lines = io.StringIO()
