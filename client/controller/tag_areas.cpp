@@ -15,6 +15,7 @@
 
 #include "client/client_error.h"
 #include "client/controller/value_access.h"
+#include "client/driver/driver_session.h"
 #include "client/tags/near_names.h"
 #include "client/tags/tag_source.h"
 #include "client/values/value_type.h"

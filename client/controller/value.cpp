@@ -117,7 +117,7 @@ double Value::real_at(size_t element) const {
     const auto word = static_cast<uint32_t>(bits);
     float number = 0;
     std::memcpy(&number, &word, sizeof number);
-    return number;
+    return static_cast<double>(number);
   }
   double number = 0;
   std::memcpy(&number, &bits, sizeof number);
