@@ -85,6 +85,14 @@ bool leaves_write_open(const Failure& failure) {
   }
 }
 
+Failure text_out_of_reach(size_t bytes) {
+  Failure failure;
+  failure.quality = Quality::kIncomplete;
+  failure.reason = "reads reach the first " + std::to_string(bytes) + " bytes of the text, and it goes on behind them";
+  failure.advice = "Keep the text shorter in the controller.";
+  return failure;
+}
+
 Failure impossible(const std::string& reason) {
   Failure failure;
   failure.quality = Quality::kImpossible;

@@ -1,6 +1,7 @@
 // Says of a call that failed what happened and what to try.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "client/driver/driver_session.h"
@@ -13,6 +14,9 @@ Failure explain_failure(const CallResult& call, const Target& target);
 
 // A write after whose failure nobody knows what the controller has.
 bool leaves_write_open(const Failure& failure);
+
+// A text of which reads reach the first bytes alone.
+Failure text_out_of_reach(size_t bytes);
 
 // What neither tag file nor driver can ask for.
 Failure impossible(const std::string& reason);

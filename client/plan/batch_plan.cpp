@@ -189,6 +189,22 @@ size_t frame_count(const Batch& batch, bool is_guarded) {
   return frames;
 }
 
+double frame_load(const Batch& slots, bool is_guarded) {
+  size_t bytes = 0;
+  size_t names = 0;
+  size_t reply_bytes = 0;
+  for (const BatchSlot& slot : slots) {
+    bytes += slot.names * slot.name_bytes;
+    names += slot.names;
+    reply_bytes += slot.names * slot.reply_bytes;
+  }
+  const auto share = [](size_t part, size_t all) { return static_cast<double>(part) / static_cast<double>(all); };
+  const double request =
+      std::max(share(slots.size(), kSlotsPerFrame),
+               std::max(share(names, kNamesPerFrame), share(bytes, kRequestBytes - kFrameHeadBytes)));
+  return is_guarded ? request : std::max(request, share(reply_bytes, kSegmentBytes - kResolveHeadBytes));
+}
+
 size_t slot_count(const TagReference& reference) {
   const TagEntry& entry = reference.tag->entry;
   if (is_text(entry)) return static_cast<size_t>(std::max(entry.string_length, 1) + 1) / 2;

@@ -57,6 +57,9 @@ size_t slot_count(const TagReference& reference);
 // Pairs of exchanges, names and values, in which the driver reads the batch.
 size_t frame_count(const Batch& batch, bool is_guarded);
 
+// The share of a frame's room, in slots, names and bytes, that the slots of one variable take at least.
+double frame_load(const Batch& slots, bool is_guarded);
+
 // Slots that one pair of exchanges takes at most.
 inline constexpr size_t kSlotsPerFrame = 34;
 

@@ -2,7 +2,9 @@
 #include "client/plan/read_plan.h"
 
 #include <algorithm>
+#include <cmath>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include "client/plan/tag_transfer.h"
@@ -12,12 +14,13 @@
 namespace plc_client::core {
 namespace {
 
-constexpr size_t kExchangesPerRead = 2;  // names, then values
+constexpr size_t kExchangesPerRead = 2;     // names, then values
+constexpr double kRoundingErrors = 1.0e-6;  // of the sum of many shares
 
 // A variable that a batch could read as well.
 struct Choice {
   size_t variable;
-  size_t slots;
+  double load;       // share of a frame that it takes
   size_t exchanges;  // of reading it by itself
 };
 
@@ -46,30 +49,33 @@ std::vector<ReadStep> single_steps(const PlannedVariable& variable, size_t numbe
   return steps;
 }
 
-bool is_for_batches(const PlannedVariable& variable, bool is_guarded) {
-  if (variable.is_alone || why_not_batched(variable.reference, is_guarded)) return false;
+// The share of a frame that the variable takes; nothing when no batch can have it.
+std::optional<double> batch_load(const PlannedVariable& variable, bool is_guarded) {
+  if (variable.is_alone || why_not_batched(variable.reference, is_guarded)) return std::nullopt;
   try {
-    plan_batches({variable.reference}, {0}, is_guarded);
-    return true;
+    double load = 0;
+    for (const Batch& batch : plan_batches({variable.reference}, {0}, is_guarded))
+      load += frame_load(batch, is_guarded);
+    return load;
   } catch (const PlanError&) {
-    return false;
+    return std::nullopt;
   }
 }
 
-// A frame of a batch costs what a single read does: the variables with the most slots are read singly as long as that
+// A frame of a batch costs what a single read does: those that fill most of it are read singly as long as that
 // makes it fewer. Returns those that stay for the batches.
 std::vector<size_t> cheapest_batch(std::vector<Choice> choices) {
-  std::stable_sort(choices.begin(), choices.end(), [](const Choice& a, const Choice& b) { return a.slots > b.slots; });
-  size_t slots = 0;
-  for (const Choice& choice : choices) slots += choice.slots;
-  const auto frames = [](size_t count) { return (count + kSlotsPerFrame - 1) / kSlotsPerFrame; };
-  size_t best = kExchangesPerRead * frames(slots);
+  std::stable_sort(choices.begin(), choices.end(), [](const Choice& a, const Choice& b) { return a.load > b.load; });
+  double load = 0;
+  for (const Choice& choice : choices) load += choice.load;
+  const auto frames = [](double sum) { return static_cast<size_t>(std::ceil(sum - kRoundingErrors)); };
+  size_t best = kExchangesPerRead * frames(load);
   size_t best_singles = 0;
   size_t single_cost = 0;
   for (size_t singles = 1; singles <= choices.size(); ++singles) {
     single_cost += choices[singles - 1].exchanges;
-    slots -= choices[singles - 1].slots;
-    const size_t cost = single_cost + kExchangesPerRead * frames(slots);
+    load -= choices[singles - 1].load;
+    const size_t cost = single_cost + kExchangesPerRead * frames(std::max(load, 0.0));
     // A variable alone in its scope is read singly: one that is refused then costs nothing further.
     if (cost < best || (cost == best && choices.size() == 1)) {
       best = cost;
@@ -82,9 +88,15 @@ std::vector<size_t> cheapest_batch(std::vector<Choice> choices) {
   return batched;
 }
 
-void add_batches(ReadPlan& plan, const std::vector<TagReference>& references, const std::vector<size_t>& batched,
-                 uint16_t area) {
-  for (Batch& slots : plan_batches(references, batched, plan.is_guarded)) {
+// False, and nothing is added, where the frames take more exchanges than reading each variable singly: their shares
+// are an estimate.
+bool add_batches(ReadPlan& plan, const std::vector<TagReference>& references, const std::vector<size_t>& batched,
+                 uint16_t area, size_t single_cost) {
+  std::vector<Batch> batches = plan_batches(references, batched, plan.is_guarded);
+  size_t cost = 0;
+  for (const Batch& slots : batches) cost += kExchangesPerRead * frame_count(slots, plan.is_guarded);
+  if (cost > single_cost) return false;
+  for (Batch& slots : batches) {
     ReadStep step;
     step.area = area;
     step.exchanges = kExchangesPerRead * frame_count(slots, plan.is_guarded);
@@ -100,6 +112,7 @@ void add_batches(ReadPlan& plan, const std::vector<TagReference>& references, co
     step.slots = std::move(slots);
     plan.steps.push_back(std::move(step));
   }
+  return true;
 }
 
 // Room for whatever a run can read.
@@ -133,14 +146,16 @@ void plan_steps(ReadPlan& plan) {
       variable.impossible = error.what();
       continue;
     }
-    if (!is_for_batches(variable, plan.is_guarded)) continue;
-    groups[{variable.area, scope_key(variable.reference)}].push_back(
-        {i, slot_count(variable.reference), kExchangesPerRead * singles[i].size()});
+    const std::optional<double> load = batch_load(variable, plan.is_guarded);
+    if (!load) continue;
+    groups[{variable.area, scope_key(variable.reference)}].push_back({i, *load, kExchangesPerRead * singles[i].size()});
   }
   for (const auto& [key, choices] : groups) {
     const std::vector<size_t> batched = cheapest_batch(choices);
+    size_t single_cost = 0;
+    for (const size_t variable : batched) single_cost += kExchangesPerRead * singles[variable].size();
+    if (!add_batches(plan, references, batched, key.first, single_cost)) continue;
     for (const size_t variable : batched) singles.erase(variable);
-    add_batches(plan, references, batched, key.first);
   }
   uint32_t most = 0;
   for (auto& [variable, steps] : singles) {

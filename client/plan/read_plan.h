@@ -19,7 +19,7 @@ namespace plc_client::core {
 struct PlannedVariable {
   TagReference reference;
   uint16_t area = 0;
-  // A batch with it was refused: it is read by itself from then on.
+  // It was refused by itself, or batches with it were without a culprit: it is read by itself from then on.
   bool is_alone = false;
   std::string impossible;  // why neither tag file nor driver can ask for it; empty when they can
 
@@ -50,6 +50,7 @@ struct ReadPlan {
   std::vector<ReadStep> steps;
   GuardedBuffer buffer{0};  // of all single reads
   bool is_guarded = true;
+  unsigned riddles = 0;   // runs in a row in which a batch failed of which each variable could be read
   bool is_stale = false;  // a variable has become is_alone since the steps were made
 };
 

@@ -12,7 +12,8 @@ namespace plc_client::core {
 namespace {
 
 constexpr size_t kBytesPerTextSlot = 2;
-constexpr size_t kBytesPerUnit = 2;  // of a string
+constexpr size_t kExchangesPerCall = 2;  // names, then values
+constexpr size_t kBytesPerUnit = 2;      // of a string
 
 class PlanRun {
  public:
@@ -30,6 +31,7 @@ class PlanRun {
   void take_text(PlannedVariable& variable, uint32_t address) const;
   void take_single(const ReadStep& step);
   void read_alone(PlannedVariable& variable);
+  void read_spoilt();
 
   DriverSession& session_;
   ReadPlan& plan_;
@@ -133,6 +135,9 @@ void PlanRun::take_single(const ReadStep& step) {
   const size_t limit = is_text ? kBytesPerUnit * size_t{step.count} : plan_.buffer.size();
   const auto* bytes = reinterpret_cast<const char*>(plan_.buffer.data());
   variable.value.text.append(bytes, strnlen(bytes, std::min(limit, plan_.buffer.size())));
+  if (is_text && goes_on_out_of_reach(entry, variable.value.text)) {
+    fail(variable, text_out_of_reach(reachable_text_bytes(entry)), variable.time);
+  }
 }
 
 void PlanRun::take_step(const ReadStep& step, WallTime time) {
@@ -162,19 +167,37 @@ void PlanRun::run_step(ReadStep& step) {
   }
 }
 
-// What a batch was refused with may be the fault of one of its variables: each is asked for by itself, now and in later
-// runs.
+// What a batch was refused with may be the fault of one of its variables: each is asked for by itself.
 void PlanRun::read_alone(PlannedVariable& variable) {
-  variable.is_alone = true;
-  plan_.is_stale = true;
   if (patience_.is_over()) return fail(variable, silence_of(session_.target()), std::chrono::system_clock::now());
   session_.set_area(variable.area);
+  const uint64_t answered = session_.figures().calls - session_.figures().failures;
   const TagResult result = read_tag(session_, variable.reference);
   patience_.take(result.reading);
+  exchanges_ += kExchangesPerCall * (session_.figures().calls - session_.figures().failures - answered);
   if (!result.ok()) return fail(variable, result.reading.failure(), result.reading.time());
-  exchanges_ += 2;
   variable.value = *result.reading.value();
   variable.time = result.reading.time();
+}
+
+// Those that are refused by themselves too stay out of the batches of later runs. Where none is, the controller may
+// have been busy: only the second time in a row they all stay out.
+void PlanRun::read_spoilt() {
+  constexpr unsigned kMostRiddles = 2;
+  bool is_spoilt = false;
+  bool is_explained = false;
+  for (PlannedVariable& variable : plan_.variables) {
+    if (!variable.is_spoilt || variable.has_failed) continue;
+    is_spoilt = true;
+    read_alone(variable);
+    variable.is_alone = variable.has_failed;
+    is_explained = is_explained || variable.has_failed;
+  }
+  plan_.riddles = is_spoilt && !is_explained ? plan_.riddles + 1 : 0;
+  for (PlannedVariable& variable : plan_.variables) {
+    if (variable.is_spoilt && plan_.riddles >= kMostRiddles) variable.is_alone = true;
+    plan_.is_stale = plan_.is_stale || (variable.is_spoilt && variable.is_alone);
+  }
 }
 
 size_t PlanRun::run() {
@@ -186,9 +209,7 @@ size_t PlanRun::run() {
     if (!variable.impossible.empty()) fail(variable, impossible(variable.impossible), std::chrono::system_clock::now());
   }
   for (ReadStep& step : plan_.steps) run_step(step);
-  for (PlannedVariable& variable : plan_.variables) {
-    if (variable.is_spoilt && !variable.has_failed) read_alone(variable);
-  }
+  read_spoilt();
   return exchanges_;
 }
 

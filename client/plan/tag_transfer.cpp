@@ -51,6 +51,9 @@ Reading read_string(DriverSession& session, const TagReference& reference) {
     value.text += text;
     if (text.size() < 2 * size_t{piece.units}) break;
   }
+  if (goes_on_out_of_reach(tag.entry, value.text)) {
+    return {text_out_of_reach(reachable_text_bytes(tag.entry)), call.time};
+  }
   return {value, session.quality_of_success(), call.time};
 }
 

@@ -136,6 +136,16 @@ std::vector<StringPiece> plan_string_read(const TagEntry& entry) {
   return pieces;
 }
 
+size_t reachable_text_bytes(const TagEntry& entry) {
+  constexpr uint32_t kUnitsInReach = (kLastStringOffset / kUnitsPerStringRead + 1) * kUnitsPerStringRead;
+  return std::min(static_cast<size_t>(std::max(entry.string_length, 1)), 2 * size_t{kUnitsInReach});
+}
+
+bool goes_on_out_of_reach(const TagEntry& entry, const std::string& text) {
+  const size_t reach = reachable_text_bytes(entry);
+  return text.size() >= reach && reach < static_cast<size_t>(std::max(entry.string_length, 1));
+}
+
 std::vector<StringPiece> plan_string_write(uint32_t units) {
   std::vector<StringPiece> pieces;
   for (uint32_t offset = 0; offset < units; offset += kUnitsPerStringWrite) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "client/tags/tag_reference.h"
@@ -45,6 +46,12 @@ struct StringPiece {
 // Enough pieces for the declared length (reads) or for this many units (writes).
 std::vector<StringPiece> plan_string_read(const TagEntry& entry);
 std::vector<StringPiece> plan_string_write(uint32_t units);
+
+// Bytes of a string that its read pieces reach: the declared ones, unless there are more than reads can name.
+size_t reachable_text_bytes(const TagEntry& entry);
+
+// Whether the text that all pieces brought goes on where no read reaches.
+bool goes_on_out_of_reach(const TagEntry& entry, const std::string& text);
 
 // Bytes that an element's name takes in a request, at most.
 size_t name_bytes(const TagEntry& entry, const Subscripts& subscripts);
