@@ -42,7 +42,7 @@ class PLC_CLIENT_API Error : public std::runtime_error {
   ~Error() override;
 };
 
-// No tag file declares the name, or several do, or its subscripts do not fit.
+// No tag file declares the name, or several do, or its subscripts cannot be read.
 class PLC_CLIENT_API UnknownVariable : public Error {
  public:
   using Error::Error;
@@ -55,14 +55,14 @@ class PLC_CLIENT_API UnknownVariable : public Error {
   std::vector<std::string> near_;
 };
 
-// A value of another type or shape than the variable's, or a value asked for as another type than it has.
+// A value or subscripts of another type or shape than the variable's, or a value asked for as another type than it has.
 class PLC_CLIENT_API TypeMismatch : public Error {
  public:
   using Error::Error;
   ~TypeMismatch() override;
 };
 
-// A value outside the range of its type, or a text that is too long for its string.
+// A value outside the range of its type, a subscript outside its bounds, or a text that is too long for its string.
 class PLC_CLIENT_API OutOfRange : public Error {
  public:
   using Error::Error;
@@ -344,7 +344,8 @@ class PLC_CLIENT_API Controller {
   State state() const;
 
   // NAME, NAME[3], NAME[0..4,2], SCOPE/NAME; an array without subscripts means all of its elements. One variable that
-  // cannot be read never spoils the others. Throw UnknownVariable, before anything is sent.
+  // cannot be read never spoils the others. Throw UnknownVariable, OutOfRange for a subscript outside its bounds,
+  // TypeMismatch for subscripts that do not fit the array, before anything is sent.
   Reading read(std::string_view name);
   std::vector<Reading> read(const std::vector<std::string>& names);
   std::vector<Reading> read(std::initializer_list<std::string_view> names);

@@ -62,8 +62,23 @@ std::string seconds_text(std::chrono::milliseconds time) {
   return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " s";
 }
 
-bool is_unreachable(const core::Failure& failure) {
+bool has_lost(const core::Failure& failure) {
   return failure.connection_lost || failure.quality == core::Quality::kNoConnection;
+}
+
+// A connection that ended is no reason to wait: the next use connects again, and waits when that fails.
+bool has_not_connected(const core::Failure& failure) {
+  return failure.connection_lost && failure.code == PLC_NO_CONNECT;
+}
+
+// Where the driver breaks its word, nothing that it has stored can be trusted.
+template <typename Call>
+auto with_public_errors(const Call& call) -> decltype(call()) {
+  try {
+    return call();
+  } catch (const core::ClientError& error) {
+    throw Error(error.what());
+  }
 }
 
 }  // namespace
@@ -172,19 +187,13 @@ void Controller::Body::run(core::ReadPlan& plan) {
   if (has_pause(pause)) return core::leave_unread(plan, pause);
   core::DriverSession& opened = open();
   link.note_exchanges(core::run_plan(opened, plan));
-  bool had_answer = false;
-  const core::Failure* unreachable = nullptr;
+  bool is_unreachable = false;
   for (const core::PlannedVariable& variable : plan.variables) {
-    if (!variable.has_failed) {
-      had_answer = true;
-    } else if (is_unreachable(variable.failure)) {
-      unreachable = &variable.failure;
-    } else if (variable.failure.code != 0) {
-      had_answer = true;
-    }
+    if (!variable.has_failed || !has_not_connected(variable.failure)) continue;
+    last_failure = variable.failure;
+    is_unreachable = true;
   }
-  if (unreachable != nullptr) last_failure = *unreachable;
-  if (had_answer || unreachable != nullptr) link.end_use(had_answer, unreachable != nullptr);
+  link.end_use(opened.is_connected(), is_unreachable);
 }
 
 core::ReadPlan Controller::Body::plan_for(const std::vector<FoundVariable>& variables) const {
@@ -272,7 +281,7 @@ void Controller::Body::make_write(const core::PreparedWrite& write, uint16_t are
     result.error = problem_of(failure);
     const bool has_begun = failure.reason.find(" after ") != std::string::npos;
     result.outcome = core::leaves_write_open(failure) || has_begun ? Outcome::kUnknown : Outcome::kNotDone;
-    if (is_unreachable(failure)) last_failure = failure;
+    if (has_lost(failure)) last_failure = failure;
     return;
   }
   link.note_exchanges(2 * std::max<size_t>(write.runs.size() + write.pieces.size(), 1));
@@ -289,7 +298,7 @@ void Controller::Body::verify_write(const core::PreparedWrite& write, uint16_t a
     result.outcome = Outcome::kUnknown;
     result.error = problem_of(back.failure);
     result.error.text = "written, but not read back: " + result.error.text;
-    if (is_unreachable(back.failure)) last_failure = back.failure;
+    if (has_lost(back.failure)) last_failure = back.failure;
     return;
   }
   const TagEntry& entry = write.reference.tag->entry;
@@ -308,8 +317,7 @@ std::vector<WriteResult> Controller::Body::write_all(const std::vector<FoundVari
   core::Failure left_out;
   bool is_over = has_pause(left_out);
   if (!is_over) open();
-  bool had_answer = false;
-  bool was_unreachable = false;
+  bool is_unreachable = false;
   for (size_t i = 0; i < writes.size(); ++i) {
     WriteResult result = untried(variables[i]);
     if (is_over) {
@@ -319,12 +327,11 @@ std::vector<WriteResult> Controller::Body::write_all(const std::vector<FoundVari
       make_write(writes[i], variables[i].area, verify, result);
       is_over = !session->is_connected() && !result.ok();
       left_out = last_failure;
-      was_unreachable = was_unreachable || is_over;
-      had_answer = had_answer || !is_over;
+      is_unreachable = is_over && has_not_connected(last_failure);
     }
     results.push_back(std::move(result));
   }
-  if (!writes.empty() && (had_answer || was_unreachable)) link.end_use(had_answer, was_unreachable);
+  if (session) link.end_use(session->is_connected(), is_unreachable);
   return results;
 }
 
@@ -334,7 +341,7 @@ Controller::~Controller() { body_->close(); }
 
 void Controller::connect() {
   const std::lock_guard<std::mutex> lock(body_->in_use);
-  core::DriverSession& session = body_->open();
+  core::DriverSession& session = with_public_errors([&]() -> core::DriverSession& { return body_->open(); });
   body_->link.end_pause();
   const core::CallResult call = session.connect(body_->driver->connect);
   if (call.ok()) {
@@ -370,7 +377,7 @@ const std::vector<Reading>& Controller::read(Plan& plan) {
   const std::lock_guard<std::mutex> lock(body_->in_use);
   Plan::Body& planned = *plan.body_;
   if (planned.owner != body_.get()) throw Error("the plan belongs to another controller");
-  body_->run(planned.plan);
+  with_public_errors([&] { body_->run(planned.plan); });
   body_->fill_readings(planned.plan, planned.readings);
   return planned.readings;
 }
@@ -401,7 +408,7 @@ std::vector<WriteResult> Controller::write(const std::vector<std::pair<std::stri
     variables.push_back(body_->tags.find(name));
     writes.push_back(prepare(variables.back(), value));
   }
-  return body_->write_all(variables, writes, verify);
+  return with_public_errors([&] { return body_->write_all(variables, writes, verify); });
 }
 
 const std::vector<Declaration>& Controller::tags() const {

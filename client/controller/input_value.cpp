@@ -80,14 +80,15 @@ uint64_t integer_bits(const TagReference& reference, const Input& input) {
 
 double real_of(const TagReference& reference, const Input& input) {
   if (input.form() == Form::kReal) return input.real();
-  const double number = input.form() == Form::kSigned ? static_cast<double>(static_cast<int64_t>(input.bits()))
-                                                      : static_cast<double>(input.bits());
-  const double exact = reference.tag->entry.bit_width == 32 ? 16777216.0 : 9007199254740992.0;  // 2^24, 2^53
-  if (std::fabs(number) > exact) {
-    throw OutOfRange(described(reference) + digits_of(input) +
-                     " cannot be held exactly; write a real number to have it rounded");
+  const bool is_negative = input.form() == Form::kSigned && static_cast<int64_t>(input.bits()) < 0;
+  const uint64_t size = is_negative ? ~input.bits() + 1 : input.bits();
+  const uint64_t exact = uint64_t{1} << (reference.tag->entry.bit_width == 32 ? 24U : 53U);
+  if (size > exact) {
+    throw OutOfRange(described(reference) + digits_of(input) + " is beyond " + std::to_string(exact) +
+                     ", up to which it holds every integer; write a real number to have it rounded");
   }
-  return number;
+  const auto number = static_cast<double>(size);
+  return is_negative ? -number : number;
 }
 
 uint64_t real_bits(const TagReference& reference, const Input& input) {

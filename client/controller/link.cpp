@@ -87,12 +87,10 @@ void Link::note_connected(bool is_connected) {
   if (options_.on_state) options_.on_state(state_);
 }
 
-void Link::end_use(bool had_answer, bool is_unreachable) {
+void Link::end_use(bool is_connected, bool has_not_connected) {
   constexpr unsigned kMostDoublings = 20;
-  if (had_answer || !is_unreachable) {
-    failed_uses_ = 0;
-    return;
-  }
+  if (is_connected) failed_uses_ = 0;
+  if (is_connected || !has_not_connected) return;
   const milliseconds longest = std::max(options_.longest_pause, milliseconds(0));
   milliseconds pause = std::clamp(options_.first_pause, milliseconds(0), longest);
   for (unsigned i = 0; i < std::min(failed_uses_, kMostDoublings) && pause < longest; ++i) {

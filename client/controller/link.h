@@ -20,8 +20,8 @@ class Link {
   // Notes whether the connection stands, and tells the program of a change.
   void note_connected(bool is_connected);
 
-  // Behind whatever used the connection: had_answer when the controller answered at least once. Sets the pause.
-  void end_use(bool had_answer, bool is_unreachable);
+  // Behind whatever used the connection. Sets the pause when a connect failed and none has come about.
+  void end_use(bool is_connected, bool has_not_connected);
   // Nothing is tried meanwhile; zero when there is no pause.
   std::chrono::milliseconds pause_left() const;
   void end_pause();

@@ -67,6 +67,14 @@ std::string driver_words(const std::vector<std::string>& lines) {
   return text;
 }
 
+// The driver takes the lines of any file for records; a file of another kind has no type in any of them.
+void refuse_stranger(const TagArea& area) {
+  const auto has_type = [](const core::Tag& tag) { return tag.entry.type_code != 0; };
+  if (std::any_of(area.list.tags.begin(), area.list.tags.end(), has_type)) return;
+  throw Error(area.path + " is no tag file: none of its " + std::to_string(area.list.tags.size()) +
+              " lines has a type in its second column");
+}
+
 std::set<uint32_t> indexed_blocks(const core::TagList& list) {
   std::set<uint32_t> blocks;
   for (const core::Tag& tag : list.tags) {
@@ -171,6 +179,7 @@ void TagAreas::add(uint16_t area, const std::string& path, core::PrivateDriver& 
   } catch (const core::ClientError& error) {
     throw Error(error.what() + driver_words(driver.take_lines()));
   }
+  refuse_stranger(*read);
   areas_.push_back(std::move(read));
 }
 

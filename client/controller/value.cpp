@@ -1,5 +1,4 @@
 // Values as programs take them.
-#include <cmath>
 #include <cstring>
 
 #include "client/controller/value_access.h"
@@ -11,7 +10,7 @@ namespace plc_client {
 namespace {
 
 constexpr unsigned kWidestBits = 64;
-constexpr double kExactInDouble = 9007199254740992.0;  // 2 to the power of 53
+constexpr double kBeyondUint64 = 18446744073709551616.0;  // 2 to the power of 64
 
 const char* kind_name(Kind kind) {
   switch (kind) {
@@ -126,16 +125,13 @@ double Value::real_at(size_t element) const {
 
 double Value::number_at(size_t element) const {
   if (kind_ == Kind::kReal) return real_at(element);
-  double number = 0;
-  if (kind_ == Kind::kSigned) {
-    number = static_cast<double>(signed_at(element));
-  } else if (kind_ == Kind::kUnsigned || kind_ == Kind::kWord) {
-    number = static_cast<double>(raw(element));
-  } else {
-    refuse("double");
-  }
-  if (std::fabs(number) > kExactInDouble) refuse_range("double exactly", element);
-  return number;
+  if (kind_ != Kind::kSigned && kind_ != Kind::kUnsigned && kind_ != Kind::kWord) refuse("double");
+  const bool is_negative = kind_ == Kind::kSigned && signed_at(element) < 0;
+  const uint64_t size = is_negative ? ~static_cast<uint64_t>(signed_at(element)) + 1 : raw(element);
+  // What needs more digits than a double has ends in another one than it had.
+  const auto number = static_cast<double>(size);
+  if (number >= kBeyondUint64 || static_cast<uint64_t>(number) != size) refuse_range("double exactly", element);
+  return is_negative ? -number : number;
 }
 
 const std::string& Value::text_or_bytes() const {
