@@ -279,8 +279,8 @@ void Controller::Body::make_write(const core::PreparedWrite& write, uint16_t are
   if (!written.ok()) {
     const core::Failure& failure = written.reading.failure();
     result.error = problem_of(failure);
-    const bool has_begun = failure.reason.find(" after ") != std::string::npos;
-    result.outcome = core::leaves_write_open(failure) || has_begun ? Outcome::kUnknown : Outcome::kNotDone;
+    const bool is_open = core::leaves_write_open(failure) || failure.has_begun;
+    result.outcome = is_open ? Outcome::kUnknown : Outcome::kNotDone;
     if (has_lost(failure)) last_failure = failure;
     return;
   }

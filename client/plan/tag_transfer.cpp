@@ -21,11 +21,15 @@ Reading failed_reading(const DriverSession& session, const CallResult& call, con
   return {failure, call.time};
 }
 
+// count: what the call was to write. Bits are set one after the other, and any of them may be the one that failed.
 Reading failed_write(const DriverSession& session, const CallResult& call, const std::string& progress,
-                     const TagEntry& entry) {
+                     const TagEntry& entry, uint32_t count) {
   Failure failure = explain_failure(call, session.target());
   failure.reason += progress + known_limit(entry);
-  if (leaves_write_open(failure)) failure.reason += "; whether it was written is not known";
+  const bool has_several_parts =
+      entry.bit_width == 1 && count > 1 && failure.code == PLC_FAILED && failure.quality != Quality::kImpossible;
+  failure.has_begun = !progress.empty() || has_several_parts;
+  if (leaves_write_open(failure) || has_several_parts) failure.reason += "; whether it was written is not known";
   return {failure, call.time};
 }
 
@@ -86,7 +90,7 @@ Reading write_string(DriverSession& session, const PreparedWrite& write) {
     call = session.write(*tag.register_id, piece.offset, piece.units, buffer);
     if (call.ok()) continue;
     const std::string progress = progress_text(2 * uint64_t{piece.offset}, write.value.text.size(), "bytes");
-    return failed_write(session, call, progress, tag.entry);
+    return failed_write(session, call, progress, tag.entry, piece.units);
   }
   return {write.value, session.quality_of_success(), call.time};
 }
@@ -101,7 +105,8 @@ Reading write_elements(DriverSession& session, const PreparedWrite& write) {
     encode_elements(tag.entry, write.value, done, run.count, buffer.data());
     call = session.write(*tag.register_id, run.offset * host_units, run.count * host_units, buffer);
     if (!call.ok()) {
-      return failed_write(session, call, progress_text(done, write.value.elements.size(), "elements"), tag.entry);
+      const std::string progress = progress_text(done, write.value.elements.size(), "elements");
+      return failed_write(session, call, progress, tag.entry, run.count);
     }
     done += run.count;
   }

@@ -37,6 +37,7 @@ struct Failure {
   uint32_t code = 0;             // what the driver returned, 0 when it was not called
   bool connection_lost = false;  // there was no connection, or there is none any more
   bool is_silence = false;       // whatever is asked next would wait in vain too
+  bool has_begun = false;        // of a write: a part of it may have been written before
 };
 
 class Reading {

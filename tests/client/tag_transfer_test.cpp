@@ -8,6 +8,7 @@
 #include "client/client_error.h"
 #include "client/driver/driver_output.h"
 #include "client/plan/batch_transfer.h"
+#include "client/plan/read_plan.h"
 #include "tests/client/fake_driver.h"
 #include "tests/client/host_test_records.h"
 
@@ -48,11 +49,41 @@ class TagTransferTest : public testing::Test {
   TagList list_ =
       make_list({make_entry("Word", kInt), make_entry("Bits", kBool, {{0, 9}}), make_entry("Long", kLint, {{0, 3}}),
                  make_string("Text", 300), make_entry("Grid", kInt, {{1, 2}, {1, 3}}), make_entry("Byte", kSint),
-                 make_string("Tiny", 5), make_entry("Wide", kLint), make_entry("Table", kInt, {{0, 39}})});
+                 make_string("Tiny", 5), make_entry("Wide", kLint), make_entry("Table", kInt, {{0, 39}}),
+                 make_entry("Flags", kBool, {{0, 39}})});
   DriverLibrary library_ = make_fake_library();
   DriverOutput output_;
   DriverSession session_;
 };
+
+// The driver adds bits to the bytes that it does not clear itself.
+TEST_F(TagTransferTest, PlanOfBits_ReadTwice_HoldsNoneOfTheFirstTime) {
+  fake_driver().on_read = [](const RegRequest&, RegValue& value) {
+    value.data[4] = static_cast<uint8_t>(value.data[4] + 0x81);
+  };
+  ReadPlan plan;
+  plan.variables.emplace_back();
+  plan.variables.front().reference = reference("Flags");
+  plan.variables.front().is_alone = true;
+  plan_steps(plan);
+  for (int time = 0; time < 2; ++time) {
+    run_plan(session_, plan);
+    const std::vector<uint64_t>& elements = plan.variables.front().value.elements;
+    ASSERT_EQ(elements.size(), 40U) << time;
+    EXPECT_EQ(std::vector<uint64_t>(elements.begin() + 32, elements.end()),
+              (std::vector<uint64_t>{1, 0, 0, 0, 0, 0, 0, 1}))
+        << time;
+  }
+}
+
+// Bits are set one after the other: the name that is refused may be that of the last.
+TEST_F(TagTransferTest, WriteOfBits_RefusedName_MayHaveBegun) {
+  fake_driver().refused_ids = {*reference("Flags").tag->register_id};
+  EXPECT_FALSE(write("Flags[3]", "1").reading.failure().has_begun);
+  const TagResult several = write("Flags[3..4]", "[1,1]");
+  EXPECT_TRUE(several.reading.failure().has_begun);
+  EXPECT_NE(reason_of(several).find("; whether it was written is not known"), std::string::npos);
+}
 
 TEST_F(TagTransferTest, Read_AsksForNumberOffsetAndCount) {
   fake_driver().on_read = [](const RegRequest&, RegValue& value) { std::memcpy(value.data, "\x34\x12\x78\x56", 4); };
