@@ -162,6 +162,10 @@ void Faults::remember(const Bytes& reply) {
   if (!is_of_directory(reply)) history_[history_at_++ % kHistory] = reply;
 }
 
+void Faults::forget_replies() {
+  for (Bytes& reply : history_) reply.clear();
+}
+
 // --- connections
 
 ConnectFate Faults::connecting() {

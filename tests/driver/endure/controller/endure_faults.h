@@ -63,6 +63,9 @@ class Faults : public Peer {
   void serve(Link& link, const Pending& request) override;
   int64_t stall_us() override;
 
+  // The host begins anew with its numbers: what was sent before would answer requests to come.
+  void forget_replies();
+
   // How long the host waits for a reply: lateness is drawn around it.
   void set_wait_us(int64_t wait_us) { wait_us_ = wait_us; }
   // Things done wrong so far: as long as it stands, nothing was that the driver does not have to get over. The guarded

@@ -67,7 +67,7 @@ ssize_t send_now(int fd, const uint8_t* bytes, size_t count) {
 }  // namespace
 
 Network& Network::instance() {
-  static Network network;
+  static thread_local Network network;
   return network;
 }
 
@@ -97,6 +97,13 @@ bool Network::is_quiet(int driver_fd, uint64_t most_waiting) const {
   const uint64_t most = link->is_tcp ? std::min(most_waiting, kSettleBytes) : most_waiting;
   return link->sent - link->received <= most && !link->has_ended && link->units.empty() && link->requests.empty() &&
          link->held.empty();
+}
+
+bool Network::is_quiet(uint64_t most_waiting) const {
+  const auto is_loud = [this, most_waiting](const std::unique_ptr<Link>& link) {
+    return link->driver_fd >= 0 && !is_quiet(link->driver_fd, most_waiting);
+  };
+  return std::none_of(links_.begin(), links_.end(), is_loud);
 }
 
 // --- time

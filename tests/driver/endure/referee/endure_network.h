@@ -73,6 +73,7 @@ class Peer {
 
 class Network {
  public:
+  // Of the calling thread: each thread that makes calls has a host, a controller and a clock of its own.
   static Network& instance();
 
   void set_peer(Peer* peer) { peer_ = peer; }
@@ -80,7 +81,7 @@ class Network {
   // carries its meaning, as it is then.
   void begin_call(std::shared_ptr<const void> (*meaning)(void* context), void* context);
   void end_call() { is_in_call_ = false; }
-  // Asked by calls of the whole program, before and after it forks: each process makes its own network, with its own
+  // Asked by calls of the whole program, before and after it forks: each thread makes its own network, with its own
   // port, when it needs one.
   static bool is_in_call() { return is_in_call_; }
   // Of the call under way or over: how much time the host's machine took for something else.
@@ -99,6 +100,8 @@ class Network {
   // Whether a request on this connection meets nothing of what was sent for earlier ones but bytes that wait already,
   // at most so many.
   bool is_quiet(int driver_fd, uint64_t most_waiting) const;
+  // The same for every connection that the driver has.
+  bool is_quiet(uint64_t most_waiting) const;
 
   // Descriptors that the driver has left open behind it, counted and closed when it connects anew.
   unsigned long left_open() const { return left_open_; }
@@ -141,7 +144,7 @@ class Network {
   void remove_finished();
 
   Peer* peer_ = nullptr;
-  static inline bool is_in_call_ = false;
+  static inline thread_local bool is_in_call_ = false;
   std::shared_ptr<const void> (*meaning_)(void*) = nullptr;
   void* meaning_context_ = nullptr;
   int64_t now_us_ = 1000000;

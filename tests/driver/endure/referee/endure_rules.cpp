@@ -13,6 +13,10 @@ const char* name_of(Rule rule) {
       return "a write returned 0 and was not carried out";
     case Rule::kWriteAstray:
       return "a write reached something else";
+    case Rule::kWriteTwice:
+      return "a write was carried out twice";
+    case Rule::kWriteDenied:
+      return "a write that was said not to be was carried out";
     case Rule::kHarm:
       return "other harm";
     case Rule::kFailedWithoutFault:
@@ -21,18 +25,18 @@ const char* name_of(Rule rule) {
   return "";
 }
 
-// The target of a write to this cell, marked as done; false when there is none with this value.
-bool WriteCall::has(uint32_t cell, uint16_t mask, uint16_t value) {
+Target* WriteCall::take(uint32_t cell, uint16_t mask, uint16_t value) {
   const auto by_cell = [](const Target& target, uint32_t wanted) { return target.cell < wanted; };
   auto target = std::lower_bound(targets.begin(), targets.end(), cell, by_cell);
   for (; target != targets.end() && target->cell == cell; ++target) {
     if ((target->mask & mask) == target->mask && (value & target->mask) == target->value &&
         (rewrites_word || target->mask == mask)) {
       target->is_done = target->is_done || !is_over;
-      return true;
+      ++target->times;
+      return &*target;
     }
   }
-  return false;
+  return nullptr;
 }
 
 std::shared_ptr<const void> Rules::meaning_now() const {
@@ -53,11 +57,14 @@ void Rules::carried_out(const Meaning& meaning, uint32_t cell, uint16_t mask, ui
   ++carried_out_;
   late_writes_ += call.is_over ? 1U : 0U;
   const std::string where = "call " + std::to_string(call.number) + ", cell " + std::to_string(cell);
-  if (!call.has(cell, mask, value)) {
+  const Target* target = call.take(cell, mask, value);
+  if (target == nullptr) {
     count(Rule::kWriteAstray, where + ": given " + std::to_string(value) + ", mask " + std::to_string(mask) +
                                   (call.targets.empty() ? ", by a call that reads" : ""));
     return;
   }
+  if (target->times > 1) count(Rule::kWriteTwice, where + ": given " + std::to_string(value));
+  if (target->is_denied) count(Rule::kWriteDenied, where + ": given " + std::to_string(value) + " later");
   if (!call.rewrites_word) return;
   const auto others = static_cast<uint16_t>(mask & ~call.targets.front().mask);
   const auto allowed = static_cast<uint16_t>((value & meaning.seen_ones) | (~value & meaning.seen_zeros));

@@ -12,8 +12,8 @@
 
 namespace plc_endure {
 
-enum class Rule { kReadWrong, kWriteMissing, kWriteAstray, kHarm, kFailedWithoutFault };
-constexpr size_t kRules = 5;
+enum class Rule { kReadWrong, kWriteMissing, kWriteAstray, kWriteTwice, kWriteDenied, kHarm, kFailedWithoutFault };
+constexpr size_t kRules = 7;
 const char* name_of(Rule rule);
 
 // A word, or bits of one, that a call writes.
@@ -21,7 +21,10 @@ struct Target {
   uint32_t cell = 0;
   uint16_t mask = 0xFFFF;
   uint16_t value = 0;
-  bool is_done = false;  // carried out while the call was under way
+  bool is_done = false;    // carried out while the call was under way
+  uint32_t part = 0;       // of the call: which of its writes
+  uint32_t times = 0;      // carried out in all
+  bool is_denied = false;  // whoever made the call was told that it was not carried out
 };
 
 // A call that writes; without targets one that reads.
@@ -30,7 +33,8 @@ struct WriteCall {
   bool is_over = false;
   bool rewrites_word = false;   // the one target's word is read and given back
   std::vector<Target> targets;  // by cell
-  bool has(uint32_t cell, uint16_t mask, uint16_t value);
+  // The target of a write to this cell, marked as carried out once more; null when there is none with this value.
+  Target* take(uint32_t cell, uint16_t mask, uint16_t value);
 };
 
 // What the host meant when it sent a request.
