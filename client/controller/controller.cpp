@@ -393,11 +393,13 @@ std::vector<Reading> Controller::read(std::initializer_list<std::string_view> na
 }
 
 Reading Controller::read(std::string_view name) {
-  return std::move(read(std::vector<std::string>{std::string(name)}).front());
+  std::vector<Reading> readings = read(std::vector<std::string>{std::string(name)});
+  return std::move(readings.front());
 }
 
 WriteResult Controller::write(std::string_view name, const Input& value, Verify verify) {
-  return std::move(write({{std::string(name), value}}, verify).front());
+  std::vector<WriteResult> results = write({{std::string(name), value}}, verify);
+  return std::move(results.front());
 }
 
 std::vector<WriteResult> Controller::write(const std::vector<std::pair<std::string, Input>>& values, Verify verify) {
