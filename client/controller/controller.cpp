@@ -177,14 +177,17 @@ void Controller::Body::close() {
 bool Controller::Body::has_pause(core::Failure& failure) const {
   const std::chrono::milliseconds left = link.pause_left();
   if (left.count() == 0) return false;
-  failure = core::not_read(last_failure.reason + "; the next attempt is in " + seconds_text(left));
+  failure.reason = last_failure.reason + "; the next attempt is in " + seconds_text(left);
   failure.advice = last_failure.advice;
   return true;
 }
 
 void Controller::Body::run(core::ReadPlan& plan) {
   core::Failure pause;
-  if (has_pause(pause)) return core::leave_unread(plan, pause);
+  if (has_pause(pause)) {
+    pause.reason = core::not_read(pause.reason).reason;
+    return core::leave_unread(plan, pause);
+  }
   core::DriverSession& opened = open();
   link.note_exchanges(core::run_plan(opened, plan));
   bool is_unreachable = false;
@@ -274,7 +277,10 @@ WriteResult untried(const FoundVariable& variable) {
 // A write that was cut short may have left a part: what came before it was acknowledged.
 void Controller::Body::make_write(const core::PreparedWrite& write, uint16_t area, Verify verify, WriteResult& result) {
   session->set_area(area);
+  const auto answered = [this] { return session->figures().calls - session->figures().failures; };
+  const uint64_t before = answered();
   const core::TagResult written = core::write_tag(*session, write);
+  link.note_exchanges(core::write_exchanges(write, answered() - before));
   result.time = written.reading.time();
   if (!written.ok()) {
     const core::Failure& failure = written.reading.failure();
@@ -284,7 +290,6 @@ void Controller::Body::make_write(const core::PreparedWrite& write, uint16_t are
     if (has_lost(failure)) last_failure = failure;
     return;
   }
-  link.note_exchanges(2 * std::max<size_t>(write.runs.size() + write.pieces.size(), 1));
   result.outcome = Outcome::kDone;
   if (verify == Verify::kReadBack) verify_write(write, area, result);
 }

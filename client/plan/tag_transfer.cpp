@@ -219,6 +219,16 @@ TagResult write_tag(DriverSession& session, const PreparedWrite& write) {
   return result;
 }
 
+size_t write_exchanges(const PreparedWrite& write, size_t calls) {
+  constexpr size_t kPerCall = 2;
+  if (write.reference.tag->entry.bit_width != 1) return kPerCall * calls;
+  size_t count = 0;
+  for (size_t i = 0; i < std::min(calls, write.runs.size()); ++i) {
+    count += write.runs[i].count * exchanges_per_bit(write.reference.tag->entry);
+  }
+  return count;
+}
+
 bool same_value(const TagEntry& entry, const TagValue& written, const TagValue& read) {
   if (value_kind(entry) == ValueKind::kText) return written.text == read.text;
   return written.elements == read.elements;

@@ -62,6 +62,9 @@ PreparedWrite prepare_write(const TagReference& reference, std::string_view valu
 // Writes the elements, stopping at the first call that fails.
 TagResult write_tag(DriverSession& session, const PreparedWrite& write);
 
+// Exchanges of the first calls of a write.
+size_t write_exchanges(const PreparedWrite& write, size_t calls);
+
 // True when a value that was read back is the one that was written.
 bool same_value(const TagEntry& entry, const TagValue& written, const TagValue& read);
 

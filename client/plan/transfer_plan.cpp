@@ -126,6 +126,19 @@ std::vector<ElementRun> plan_elements(const TagReference& reference, Direction d
   return runs;
 }
 
+size_t exchanges_per_bit(const TagEntry& entry) {
+  constexpr size_t kByAddress = 2;
+  constexpr size_t kInWord = 3;
+  constexpr uint8_t kPlainName = 1;
+  constexpr uint8_t kMemberName = 2;
+  if (is_em_bit_array(entry)) return kInWord;
+  if (entry.shape == PLC_ARRAY3 || entry.name_kind == kPlainName) return kByAddress;
+  if (entry.shape != PLC_SCALAR || entry.is_global != 1) return kInWord;
+  const std::string device = device_name(entry.device_kind);
+  const bool has_address = device == "MR" || device == (entry.name_kind == kMemberName ? "LR" : "DM");
+  return has_address ? kByAddress : kInWord;
+}
+
 std::vector<StringPiece> plan_string_read(const TagEntry& entry) {
   const auto length = static_cast<uint32_t>(std::max(entry.string_length, 1));
   const uint32_t units = length / 2 + length % 2;

@@ -37,6 +37,10 @@ inline constexpr size_t kBytesPerSubscript = 4;
 // controller stores the values from the first one on: its runs must also be consecutive in the controller.
 std::vector<ElementRun> plan_elements(const TagReference& reference, Direction direction, bool is_guarded = true);
 
+// Exchanges that the write of one element's bit takes: its name and the bit, or its name, the word around it and the
+// word again.
+size_t exchanges_per_bit(const TagEntry& entry);
+
 // Pieces of a string, in 16-bit units of two bytes.
 struct StringPiece {
   uint32_t offset;
