@@ -185,6 +185,7 @@ TEST_F(ValuesTest, AllInOnePlan_AreReadAsTheMemoryHoldsThem) {
 
 TEST_F(ValuesTest, EveryWrite_ChangesItsOwnVariableAndNoOther) {
   Controller controller(options());
+  controller.connect();
   const Memory before = memory();
   std::set<std::string> impossible;
   std::map<std::string, std::vector<uint64_t>> expected;
@@ -194,11 +195,14 @@ TEST_F(ValuesTest, EveryWrite_ChangesItsOwnVariableAndNoOther) {
     for (uint64_t& element : bits) element = changed(element, *variable.type);
     size_t next = 0;
     const plc_client::Input input = input_of(variable, bits, 0, next);
+    const unsigned long sent = requests();
+    const uint64_t counted = controller.state().exchanges;
     const Verify verify = variable.shape->is_named_by_offsets ? Verify::kReadBack : Verify::kNone;
     try {
       const WriteResult result = controller.write(variable.name, input, verify);
       EXPECT_TRUE(result.ok()) << variable.name << ": " << result.error.text;
       EXPECT_EQ(result.verified, verify == Verify::kReadBack) << variable.name;
+      EXPECT_EQ(controller.state().exchanges - counted, requests() - sent) << variable.name;
       expected[variable.name] = bits;
     } catch (const plc_client::Error& error) {
       EXPECT_THAT(error.what(), testing::StartsWith(variable.name + ": no offset makes the driver write "));
