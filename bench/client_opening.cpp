@@ -1,0 +1,126 @@
+// client_opening LIBRARY: what a controller used by name costs before its first read: the time to open it, the time to
+// find a name, and the memory that one controller and each of many take.
+//
+// Times are medians; memory is the process's proportional share (PSS), measured in a process of its own.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bench/peer.h"
+#include "bench/tag_lines.h"
+#include "client/plc_client.h"
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr uint32_t kSizes[] = {1000, 10000};
+constexpr unsigned kTimes = 11;
+constexpr unsigned kManyControllers = 64;
+
+plc_client::Options options_for(const bench::TagFile& file, const char* library) {
+  plc_client::Options options;
+  options.address = "127.0.0.1";
+  options.tags = {file.path()};
+  options.driver = library;
+  return options;
+}
+
+template <typename Work>
+double time_ns(const Work& work) {
+  const steady_clock::time_point start = steady_clock::now();
+  work();
+  return std::chrono::duration<double, std::nano>(steady_clock::now() - start).count();
+}
+
+double median(std::vector<double> values) {
+  std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2), values.end());
+  return values[values.size() / 2];
+}
+
+// KiB.
+long proportional_share() {
+  std::FILE* const file = std::fopen("/proc/self/smaps_rollup", "r");
+  if (file == nullptr) return -1;
+  char line[256];
+  long share = -1;
+  while (share < 0 && std::fgets(line, sizeof line, file) != nullptr) {
+    if (std::sscanf(line, "Pss: %ld kB", &share) != 1) share = -1;
+  }
+  std::fclose(file);
+  return share;
+}
+
+// In a process of its own, so that no memory is there from before; opened and with their lists of declarations.
+long share_of(const bench::TagFile& file, const char* library, unsigned controllers) {
+  int ends[2];
+  if (pipe(ends) != 0) std::exit(1);
+  const pid_t id = fork();
+  if (id == 0) {
+    const long before = proportional_share();
+    std::vector<std::unique_ptr<plc_client::Controller>> all;
+    for (unsigned i = 0; i < controllers; ++i) {
+      all.push_back(std::make_unique<plc_client::Controller>(options_for(file, library)));
+    }
+    const long share = proportional_share() - before;
+    _exit(write(ends[1], &share, sizeof share) == sizeof share ? 0 : 1);
+  }
+  long share = -1;
+  if (read(ends[0], &share, sizeof share) != sizeof share) std::exit(1);
+  waitpid(id, nullptr, 0);
+  close(ends[0]);
+  close(ends[1]);
+  return share;
+}
+
+void measure(uint32_t lines, const char* library) {
+  const bench::TagFile file(lines);
+  const long one = share_of(file, library, 1);
+  const long many = share_of(file, library, kManyControllers);
+  std::vector<double> openings;
+  std::vector<double> listings;
+  std::vector<double> findings;
+  for (unsigned i = 0; i < kTimes; ++i) {
+    std::unique_ptr<plc_client::Controller> controller;
+    openings.push_back(
+        time_ns([&] { controller = std::make_unique<plc_client::Controller>(options_for(file, library)); }));
+    listings.push_back(time_ns([&] { controller->tags(); }));
+    // Far apart from each other, as the names of a program are.
+    std::vector<std::string> names;
+    constexpr size_t kStride = 7919;
+    for (size_t at = 0; at < lines; ++at) names.push_back(controller->tags()[at * kStride % lines].name);
+    size_t found = 0;
+    const double took = time_ns([&] {
+      for (const std::string& name : names) found += controller->tag(name).line;
+    });
+    if (found == 0) std::exit(1);
+    findings.push_back(took / lines);
+  }
+  std::printf("%5u names  open %6.2f ms  list %6.2f ms  find %5.0f ns  one %6ld KiB  each of %u %6ld KiB\n", lines,
+              median(openings) / 1e6, median(listings) / 1e6, median(findings), one, kManyControllers,
+              many / kManyControllers);
+}
+
+}  // namespace
+
+int main(int argument_count, char** arguments) {
+  if (argument_count != 2) {
+    std::fprintf(stderr, "client_opening LIBRARY\n");
+    return 2;
+  }
+  bench::pin_to_one_processor();
+  try {
+    for (const uint32_t lines : kSizes) measure(lines, arguments[1]);
+  } catch (const plc_client::Error& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+  }
+  return 0;
+}
