@@ -2,6 +2,9 @@
 // find a name, and the memory that one controller and each of many take.
 //
 // Times are medians; memory is the process's proportional share (PSS), measured in a process of its own.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -58,16 +61,42 @@ long proportional_share() {
   return share;
 }
 
-// In a process of its own, so that no memory is there from before; opened and with their lists of declarations.
+// A port of this machine at which nothing listens as long as the object lives.
+class ClosedPort {
+ public:
+  ClosedPort() : holder_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    address_.sin_family = AF_INET;
+    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address_;
+    auto* const address = reinterpret_cast<sockaddr*>(&address_);
+    if (bind(holder_, address, length) != 0 || getsockname(holder_, address, &length) != 0) std::exit(1);
+  }
+  ClosedPort(const ClosedPort&) = delete;
+  ClosedPort& operator=(const ClosedPort&) = delete;
+  ~ClosedPort() { close(holder_); }
+
+  uint16_t number() const { return ntohs(address_.sin_port); }
+
+ private:
+  int holder_;
+  sockaddr_in address_{};
+};
+
+// In a process of its own, so that no memory is there from before. Each controller has tried to read: the driver has
+// its tag file.
 long share_of(const bench::TagFile& file, const char* library, unsigned controllers) {
   int ends[2];
   if (pipe(ends) != 0) std::exit(1);
   const pid_t id = fork();
   if (id == 0) {
+    const ClosedPort port;
     const long before = proportional_share();
     std::vector<std::unique_ptr<plc_client::Controller>> all;
     for (unsigned i = 0; i < controllers; ++i) {
-      all.push_back(std::make_unique<plc_client::Controller>(options_for(file, library)));
+      plc_client::Options options = options_for(file, library);
+      options.port = port.number();
+      all.push_back(std::make_unique<plc_client::Controller>(options));
+      if (all.back()->read("Conveyor_Speed_00000").ok()) _exit(1);
     }
     const long share = proportional_share() - before;
     _exit(write(ends[1], &share, sizeof share) == sizeof share ? 0 : 1);

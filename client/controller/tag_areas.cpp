@@ -268,8 +268,8 @@ const Declaration& TagAreas::declaration(std::string_view name) const {
   size_t before = 0;
   const std::vector<Declaration>& all = declarations();
   for (const auto& area : areas_) {
-    const auto named = area->list.by_name.find(std::string(name));
-    if (named != area->list.by_name.end()) return all[before + named->second.front()];
+    const std::vector<uint32_t> positions = core::positions_of(area->list, name);
+    if (!positions.empty()) return all[before + positions.front()];
     before += area->list.tags.size();
   }
   unknown(name);

@@ -1,6 +1,7 @@
 // Takes over the driver's tag records and works out which number asks for each of them.
 #include "client/tags/tag_list.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "client/client_error.h"
@@ -59,13 +60,20 @@ Tag make_indexed_tag(const IndexedTagEntry& group, uint32_t group_number, uint32
   return tag;
 }
 
+// Calls the visitor with each way to write the name.
+template <typename Visitor>
+void visit_names(const Tag& tag, const Visitor& visitor) {
+  visitor(std::string_view(tag.qualified_name));
+  if (tag.name != tag.qualified_name) visitor(std::string_view(tag.name));
+  if (tag.name != tag.entry.name && tag.qualified_name != tag.entry.name) visitor(std::string_view(tag.entry.name));
+}
+
 void index_names(TagList& list) {
-  list.by_name.reserve(list.tags.size());
+  size_t count = 0;
+  for (const Tag& tag : list.tags) visit_names(tag, [&count](std::string_view) { ++count; });
+  list.names.reserve(count);
   for (uint32_t i = 0; i < list.tags.size(); ++i) {
-    const Tag& tag = list.tags[i];
-    list.by_name[tag.qualified_name].push_back(i);
-    if (tag.name != tag.qualified_name) list.by_name[tag.name].push_back(i);
-    if (tag.name != tag.entry.name && tag.qualified_name != tag.entry.name) list.by_name[tag.entry.name].push_back(i);
+    visit_names(list.tags[i], [&list, i](std::string_view name) { list.names.add(name, i); });
   }
 }
 
@@ -111,6 +119,17 @@ TagList make_tag_list(const TagEntry* entries, uint32_t plain_count, const Index
   }
   index_names(list);
   return list;
+}
+
+std::vector<uint32_t> positions_of(const TagList& list, std::string_view name) {
+  std::vector<uint32_t> positions = list.names.candidates(name);
+  // Other names may have the same hash.
+  const auto is_other = [&list, name](uint32_t position) {
+    const Tag& tag = list.tags[position];
+    return tag.qualified_name != name && tag.name != name && tag.entry.name != name;
+  };
+  positions.erase(std::remove_if(positions.begin(), positions.end(), is_other), positions.end());
+  return positions;
 }
 
 void refuse_line_end(const std::string& path) {

@@ -4,10 +4,11 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <unordered_map>
+#include <string_view>
 #include <vector>
 
 #include "client/driver/driver_library.h"
+#include "client/tags/name_index.h"
 
 namespace plc_client::core {
 
@@ -21,11 +22,13 @@ struct Tag {
 
 struct TagList {
   std::vector<Tag> tags;  // plain records in file order, then indexed ones in file order
-  // Positions in tags, in their order, under each way to write a name: with scope, without, and as the driver has it.
-  std::unordered_map<std::string, std::vector<uint32_t>> by_name;
+  NameIndex names;        // each way to write a name: with scope, without, and as the driver has it
   uint32_t plain_count = 0;
   uint32_t max_indexed_id = 0;
 };
+
+// Positions in the list's tags, in their order, of those that may be called so.
+std::vector<uint32_t> positions_of(const TagList& list, std::string_view name);
 
 // Throws ClientError for a path with a line end: the driver prints paths, and what stands behind the line end would be
 // taken for a line of the driver's own.

@@ -19,12 +19,12 @@ bool parse_number(std::string_view text, int32_t& number) {
 
 // An ambiguous name means the one record that bears it exactly: a global variable beside local ones of its name.
 const Tag* choose_tag(const TagList& list, std::string_view name) {
-  const auto named = list.by_name.find(std::string(name));
-  if (named == list.by_name.end()) return nullptr;
-  if (named->second.size() == 1) return &list.tags[named->second.front()];
+  const std::vector<uint32_t> positions = positions_of(list, name);
+  if (positions.empty()) return nullptr;
+  if (positions.size() == 1) return &list.tags[positions.front()];
   const Tag* exact = nullptr;
   std::string candidates;
-  for (const uint32_t position : named->second) {
+  for (const uint32_t position : positions) {
     const Tag& tag = list.tags[position];
     if (tag.name != name && tag.qualified_name != name) continue;
     candidates += (candidates.empty() ? "" : ", ") + tag.qualified_name;
