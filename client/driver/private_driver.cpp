@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <mutex>
 
 #include "base/files.h"
 #include "client/client_error.h"
@@ -47,6 +48,23 @@ int memory_file(const std::string& bytes) {
   return descriptor;
 }
 
+// A copy can come to lie where another thread's has just been unloaded. The loader orders the two with a lock of its
+// own; this one is seen by what looks for data races.
+std::mutex& loader_lock() {
+  static std::mutex lock;
+  return lock;
+}
+
+void* load_copy(const std::string& path) {
+  const std::lock_guard<std::mutex> lock(loader_lock());
+  return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+}
+
+void unload_copy(void* handle) {
+  const std::lock_guard<std::mutex> lock(loader_lock());
+  dlclose(handle);
+}
+
 void add_piece(void* context, const char* text, uint32_t length) {
   static_cast<std::string*>(context)->append(text, length);
 }
@@ -67,7 +85,7 @@ PrivateDriver::PrivateDriver(const std::string& choice) {
   if (!file.problem.empty()) fail("cannot load the driver library: " + file.problem);
   descriptor_ = memory_file(file.text);
   const std::string copy = "/proc/self/fd/" + std::to_string(descriptor_);
-  handle_ = dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL);
+  handle_ = load_copy(copy);
   try {
     if (handle_ == nullptr) {
       const char* message = dlerror();
@@ -77,7 +95,7 @@ PrivateDriver::PrivateDriver(const std::string& choice) {
     bind_entry_points(handle_, choice, library_);
     bind();
   } catch (...) {
-    if (handle_ != nullptr) dlclose(handle_);
+    if (handle_ != nullptr) unload_copy(handle_);
     close(descriptor_);
     throw;
   }
@@ -85,7 +103,7 @@ PrivateDriver::PrivateDriver(const std::string& choice) {
 
 PrivateDriver::~PrivateDriver() {
   release(nullptr);
-  dlclose(handle_);
+  unload_copy(handle_);
   close(descriptor_);
 }
 

@@ -41,6 +41,7 @@ class ReuseTest : public ControllerTest {
   }
 };
 
+#ifndef PLC_SANITIZED
 TEST_F(ReuseTest, ReusedPlan_TakesNoMemory) {
   for (const char* driver : {PLC_TEST_GUARDED, PLC_TEST_CONTRACT}) {
     Options chosen = options();
@@ -62,6 +63,8 @@ TEST_F(ReuseTest, ReusedPlan_TakesNoMemory) {
     }
   }
 }
+
+#endif
 
 TEST_F(ReuseTest, ControllersThatCameAndWent_LeaveNothing) {
 #ifdef PLC_SANITIZED
