@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/new_counter.h"
+#include "bench/client/new_counter.h"
 #include "bench/operations.h"
 #include "bench/peer.h"
 #include "client/plc_client.h"

@@ -1,5 +1,5 @@
 // The counter of new_counter.h.
-#include "bench/new_counter.h"
+#include "bench/client/new_counter.h"
 
 #include <cstdlib>
 #include <new>
