@@ -3,6 +3,7 @@
 #include <netdb.h>
 
 #include <algorithm>
+#include <cstring>
 #include <mutex>
 #include <optional>
 
@@ -36,10 +37,10 @@ uint32_t resolve_address(const std::string& address) {
   if (problem != 0) {
     throw Error("'" + address + "' is no address, and the system knows no host of that name: " + gai_strerror(problem));
   }
-  const auto* first = reinterpret_cast<const sockaddr_in*>(found->ai_addr);
-  const uint32_t ip_address = ntohl(first->sin_addr.s_addr);
+  sockaddr_in first{};
+  std::memcpy(&first, found->ai_addr, sizeof first);
   freeaddrinfo(found);
-  return ip_address;
+  return ntohl(first.sin_addr.s_addr);
 }
 
 core::Target target_of(const Options& options) {
