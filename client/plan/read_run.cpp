@@ -174,7 +174,8 @@ void PlanRun::read_alone(PlannedVariable& variable) {
   const uint64_t answered = session_.figures().calls - session_.figures().failures;
   const TagResult result = read_tag(session_, variable.reference);
   patience_.take(result.reading);
-  exchanges_ += kExchangesPerCall * (session_.figures().calls - session_.figures().failures - answered);
+  const auto more = static_cast<size_t>(session_.figures().calls - session_.figures().failures - answered);
+  exchanges_ += kExchangesPerCall * more;
   if (!result.ok()) return fail(variable, result.reading.failure(), result.reading.time());
   variable.value = *result.reading.value();
   variable.time = result.reading.time();
