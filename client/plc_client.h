@@ -28,6 +28,7 @@
 #include <vector>
 
 #define PLC_CLIENT_API __attribute__((visibility("default")))
+#define PLC_CLIENT_PRIVATE __attribute__((visibility("hidden")))
 
 namespace plc_client {
 
@@ -128,6 +129,12 @@ class PLC_CLIENT_API Value {
  private:
   friend struct ValueAccess;
 
+  template <typename T>
+  static constexpr const char* integer_name() {
+    constexpr const char* kNames[2][4] = {{"uint8_t", "uint16_t", "uint32_t", "uint64_t"},
+                                          {"int8_t", "int16_t", "int32_t", "int64_t"}};
+    return kNames[std::is_signed_v<T> ? 1 : 0][sizeof(T) == 1 ? 0 : sizeof(T) == 2 ? 1 : sizeof(T) == 4 ? 2 : 3];
+  }
   [[noreturn]] void refuse(const char* wanted) const;
   [[noreturn]] void refuse_range(const char* wanted, size_t element) const;
   int64_t signed_at(size_t element) const;
@@ -321,7 +328,7 @@ class PLC_CLIENT_API Plan {
 
  private:
   friend class Controller;
-  struct Body;
+  struct PLC_CLIENT_PRIVATE Body;
   explicit Plan(std::unique_ptr<Body> body);
   std::unique_ptr<Body> body_;
 };
@@ -373,7 +380,7 @@ class PLC_CLIENT_API Controller {
   const std::string& driver_build() const;
 
  private:
-  struct Body;
+  struct PLC_CLIENT_PRIVATE Body;
   std::unique_ptr<Body> body_;
 };
 
@@ -388,17 +395,19 @@ T Value::as(size_t element) const {
     if (kind_ == Kind::kSigned) {
       const int64_t number = signed_at(element);
       if constexpr (std::is_unsigned_v<T>) {
-        if (number < 0 || static_cast<uint64_t>(number) > std::numeric_limits<T>::max()) refuse_range("it", element);
+        if (number < 0 || static_cast<uint64_t>(number) > std::numeric_limits<T>::max()) {
+          refuse_range(integer_name<T>(), element);
+        }
       } else {
         if (number < std::numeric_limits<T>::min() || number > std::numeric_limits<T>::max()) {
-          refuse_range("it", element);
+          refuse_range(integer_name<T>(), element);
         }
       }
       return static_cast<T>(number);
     }
     if (kind_ != Kind::kUnsigned && kind_ != Kind::kWord) refuse("an integer");
     const uint64_t number = raw(element);
-    if (number > static_cast<uint64_t>(std::numeric_limits<T>::max())) refuse_range("it", element);
+    if (number > static_cast<uint64_t>(std::numeric_limits<T>::max())) refuse_range(integer_name<T>(), element);
     return static_cast<T>(number);
   } else if constexpr (std::is_same_v<T, float>) {
     if (kind_ != Kind::kReal || bits_ != 32) refuse("float");

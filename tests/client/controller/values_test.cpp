@@ -390,13 +390,14 @@ TEST_F(KindsTest, Values_ComeAsWhatTheyAreAndAsNothingElse) {
   EXPECT_EQ(read[0].value.as<int16_t>(), -5);
   EXPECT_DOUBLE_EQ(read[0].value.as<double>(), -5.0);
   EXPECT_EQ(read[1].value.as<uint8_t>(), 255);
-  EXPECT_EQ(thrown<plc_client::OutOfRange>([&] { read[0].value.as<uint32_t>(); }), "the value -5 does not fit it");
+  EXPECT_EQ(thrown<plc_client::OutOfRange>([&] { read[0].value.as<uint32_t>(); }),
+            "the value -5 does not fit uint32_t");
   EXPECT_EQ(thrown<plc_client::TypeMismatch>([&] { read[3].value.as<int>(); }),
             "the value is a text and cannot be taken as an integer");
   EXPECT_EQ(thrown<plc_client::TypeMismatch>([&] { read[4].value.as<int>(); }),
             "the value is a BOOL and cannot be taken as an integer");
   EXPECT_EQ(thrown<plc_client::OutOfRange>([&] { read[5].value.as<int64_t>(); }),
-            "the value 18446744073709551615 does not fit it");
+            "the value 18446744073709551615 does not fit int64_t");
   EXPECT_EQ(thrown<plc_client::OutOfRange>([&] { read[5].value.as<double>(); }),
             "the value 18446744073709551615 does not fit double exactly");
   sim_->tell("set L 9007199254740993");
