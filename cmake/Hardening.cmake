@@ -27,7 +27,7 @@ function(plc_harden)
     target_compile_options(${target} PRIVATE -fstack-protector-strong
       $<${plc_fortified}:-U_FORTIFY_SOURCE> $<${plc_fortified}:-D_FORTIFY_SOURCE=${plc_fortify_level}>)
     get_target_property(type ${target} TYPE)
-    if(type STREQUAL "EXECUTABLE")
+    if(type MATCHES "^(EXECUTABLE|SHARED_LIBRARY)$")
       target_link_options(${target} PRIVATE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
       set_property(GLOBAL APPEND PROPERTY plc_hardened_programs ${target})
     endif()

@@ -37,6 +37,14 @@ function(plc_find_missing_for_tools missing)
   set(${missing} "${lacking}" PARENT_SCOPE)
 endfunction()
 
+# plc_find_missing_for_client(MISSING): the same for the client library alone.
+function(plc_find_missing_for_client missing)
+  set(lacking "")
+  find_package(nlohmann_json QUIET)
+  plc_need(lacking nlohmann_json_FOUND nlohmann_json nlohmann-json3-dev)
+  set(${missing} "${lacking}" PARENT_SCOPE)
+endfunction()
+
 # plc_find_missing_for_python(MISSING): the same for the Python package. It is for the interpreter PLC_PYTHON_PROGRAM, the
 # distribution's own unless set, and leaves PLC_PYTHON_INCLUDE_DIR, PLC_PYTHON_SUFFIX, plc_python_depends and PLC_PYBIND11_DIR
 # behind.
@@ -129,7 +137,8 @@ endmacro()
 # plc_print_summary(): what this build makes, and what was left out for want of what.
 function(plc_print_summary)
   set(made "driver")
-  foreach(option_and_what PLC_BUILD_TOOLS:tools PLC_BUILD_PYTHON:Python PLC_BUILD_TESTS:tests PLC_BUILD_BENCH:benchmarks PLC_BUILD_FUZZ:fuzzers)
+  foreach(option_and_what PLC_BUILD_TOOLS:tools PLC_BUILD_CLIENT:client PLC_BUILD_PYTHON:Python PLC_BUILD_TESTS:tests
+          PLC_BUILD_BENCH:benchmarks PLC_BUILD_FUZZ:fuzzers)
     string(REPLACE ":" ";" pair ${option_and_what})
     list(GET pair 0 option)
     list(GET pair 1 what)

@@ -15,5 +15,11 @@ if(PLC_PORTABLE_TOOLS)
   # The same bytes wherever the sources lie.
   add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 endif()
+# Where files for CMake and pkg-config go, and how the latter find the prefix from there, wherever the tree is unpacked.
+if(DEFINED CMAKE_INSTALL_LIBDIR)
+  set(plc_config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/plc_driver)
+  file(RELATIVE_PATH pc_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+  string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
+endif()
 # What a folder installs without saying more belongs to the tools.
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME tools)

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks that programs are built so that a slip in reading what strangers wrote does not become their code.
 
-check_hardening.py [--fortified] PROGRAM...               programs of any target, read with binutils
+check_hardening.py [--fortified] PROGRAM...               programs and libraries of any target, read with binutils
 check_hardening.py [--fortified] --sources BUILD_FOLDER   how each of their sources is compiled there
 
 --fortified: also that calls which name the size of an array are checked, as optimised builds have it. Libraries that
@@ -53,7 +53,8 @@ def segment_problems(file):
 
 def program_problems(file, is_fortified):
     yield from segment_problems(file)
-    if not any("PIE" in flags for flags in dynamic_entries(file, "FLAGS_1")):
+    is_library = bool(dynamic_entries(file, "SONAME"))
+    if not is_library and not any("PIE" in flags for flags in dynamic_entries(file, "FLAGS_1")):
         yield "it lies where it was linked: no position-independent program"
     if is_fortified and not any(re.fullmatch(r"__\w+_chk", name) for name in imported_names(file)):
         yield "no call is checked against the size of its array"

@@ -13,16 +13,12 @@ install(FILES ${PROJECT_SOURCE_DIR}/include/plc_driver.h ${PROJECT_SOURCE_DIR}/i
   ${PROJECT_SOURCE_DIR}/include/plc_ethernet.h ${PROJECT_SOURCE_DIR}/include/universal_api.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev)
 
-set(config_folder ${CMAKE_INSTALL_LIBDIR}/cmake/plc_driver)
-configure_package_config_file(plc_driverConfig.cmake.in plc_driverConfig.cmake INSTALL_DESTINATION ${config_folder})
+configure_package_config_file(plc_driverConfig.cmake.in plc_driverConfig.cmake INSTALL_DESTINATION ${plc_config_folder})
 write_basic_package_version_file(plc_driverConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/plc_driverConfig.cmake
-  ${CMAKE_CURRENT_BINARY_DIR}/plc_driverConfigVersion.cmake DESTINATION ${config_folder} COMPONENT dev)
-install(EXPORT plc_driverTargets NAMESPACE plc_driver:: DESTINATION ${config_folder} COMPONENT dev)
+  ${CMAKE_CURRENT_BINARY_DIR}/plc_driverConfigVersion.cmake DESTINATION ${plc_config_folder} COMPONENT dev)
+install(EXPORT plc_driverTargets NAMESPACE plc_driver:: DESTINATION ${plc_config_folder} COMPONENT dev)
 
-# The files find the headers and the libraries from their own place, wherever the tree is unpacked.
-file(RELATIVE_PATH pc_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
 set(pc_libdir ${CMAKE_INSTALL_LIBDIR})
 set(pc_build "contract build")
 set(pc_search "")

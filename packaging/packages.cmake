@@ -8,6 +8,9 @@ set(CPACK_PACKAGE_CONTACT "${PLC_PACKAGE_CONTACT}")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL runtime dev tools)
+if(PLC_BUILD_CLIENT)
+  list(APPEND CPACK_COMPONENTS_ALL client client_dev)
+endif()
 if(PLC_BUILD_PYTHON)
   list(APPEND CPACK_COMPONENTS_ALL python)
 endif()
@@ -33,6 +36,21 @@ set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libplc-driver1 (${this_version})")
 set(CPACK_COMPONENT_DEV_DESCRIPTION "${PROJECT_DESCRIPTION} (headers)
  Headers, the static libraries, and files for CMake and pkg-config.")
+
+# Its own driver is the guarded build of libplc-driver1.
+set(CPACK_DEBIAN_CLIENT_PACKAGE_NAME libplc-client1)
+set(CPACK_DEBIAN_CLIENT_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_CLIENT_PACKAGE_DEPENDS
+  "libplc-driver1 (${this_version}), libc6 (>= 2.34), libgcc-s1 (>= 3.5), libstdc++6 (>= 12)")
+set(CPACK_COMPONENT_CLIENT_DESCRIPTION "Variables of a Keyence KV-8000 controller by name, for programs
+ The shared library that programs in C++ are linked with.")
+set(CPACK_DEBIAN_CLIENT_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/triggers)
+
+set(CPACK_DEBIAN_CLIENT_DEV_PACKAGE_NAME libplc-client-dev)
+set(CPACK_DEBIAN_CLIENT_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_CLIENT_DEV_PACKAGE_DEPENDS "libplc-client1 (${this_version}), libplc-driver-dev (${this_version})")
+set(CPACK_COMPONENT_CLIENT_DEV_DESCRIPTION "Variables of a Keyence KV-8000 controller by name (header)
+ Header, examples, and files for CMake and pkg-config.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME plc-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)

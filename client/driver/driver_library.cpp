@@ -49,6 +49,7 @@ std::vector<std::string> paths_around(const std::string& folder, const std::stri
                                       const std::string& installed) {
   std::vector<std::string> paths = {folder + file, folder + "/../lib" + installed,
                                     folder + "/../" PLC_HOST_LIBDIR + installed};
+  if (installed != file) paths.push_back(folder + installed);  // what asks is a library itself
   if (is_built_in(folder)) {
     paths.push_back(folder + "/../src" + file);
     paths.push_back(folder + "/../../src" + file);
@@ -76,9 +77,9 @@ std::string guarded_path() {
   if (!found.empty()) return found;
   std::string places;
   for (const std::string& path : paths) places += (places.empty() ? "" : ", ") + path;
-  throw ClientError(ClientError::Kind::kLibrary, "there is no guarded build of the driver library; looked for " +
-                                                     places +
-                                                     "; install it there, or give its path with --driver PATH");
+  throw ClientError(ClientError::Kind::kLibrary,
+                    "there is no guarded build of the driver library; looked for " + places +
+                        "; install it there, or give the path of one as the driver (--driver PATH)");
 }
 
 std::string chosen_path(const std::string& choice) {

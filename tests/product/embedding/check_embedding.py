@@ -8,6 +8,7 @@ CHECK is one of:
   subdirectory   as a subdirectory of another project, which stays as it was
   fetch          with FetchContent, of a project without C++
   package        installed, found by CMake and by pkg-config, linked shared and static, by C alone
+  client         the C++ client as a part of another project, and installed from there
   flags          the user's flags stay as they are, and what is installed is optimised in every build type
   options        what is asked for and cannot be built ends the configuration
   musl           with musl's headers and C library: without warnings, and the hosts in C do what they do elsewhere
@@ -221,6 +222,47 @@ def check_package(builder, work):
         check_pkg_config(work, prefix)
 
 
+CLIENT_PROJECT = """cmake_minimum_required(VERSION 3.16)
+project(embedding_client LANGUAGES C CXX)
+include(GNUInstallDirs)
+add_subdirectory({root} driver)
+add_executable(read_variables {root}/examples/client/read_variables.cpp)
+target_link_libraries(read_variables PRIVATE plc_driver::client)
+"""
+
+
+def demand_names(program, sim):
+    """The example program reads variables by name, and needs the client and the libraries of C and C++ alone."""
+    run([sys.executable, "-B", ROOT / "tests/client/run_example.py", "--sim", sim, "--tags", ROOT / "examples/tags",
+         "--", program])
+    needed = set(re.findall(r"\(NEEDED\).*\[(.*)\]", run(["readelf", "-d", program])))
+    demand(needed <= {"libplc_client.so.1", "libstdc++.so.6", "libgcc_s.so.1", "libc.so.6"}, f"it needs {needed}")
+
+
+def check_client(builder, work):
+    source = clean_folder(work) / "project"
+    source.mkdir()
+    (source / "CMakeLists.txt").write_text(CLIENT_PROJECT.format(root=ROOT), encoding="utf-8")
+    builder.configure(source, work / "build", "-DPLC_BUILD_CLIENT=ON", "-DPLC_INSTALL=ON", "-DPLC_MERGED_SOURCES=ON",
+                      "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_INSTALL_LIBDIR=lib/somewhere")
+    builder.build(work / "build")
+    demand_names(work / "build/read_variables", builder.sim)
+    builder.install(work / "build", work / "first")
+    prefix = work / "prefix"
+    (work / "first").rename(prefix)
+    demand((prefix / "include/plc_client.h").is_file(), f"it installs {installed_files(prefix)}")
+    examples = [ROOT / "examples/client", work / "examples"]
+    builder.configure(*examples, f"-DCMAKE_PREFIX_PATH={prefix / 'lib/somewhere/cmake'}")
+    builder.build(work / "examples", "--target", "read_variables")
+    demand_names(work / "examples/read_variables", builder.sim)
+    # Without the client's own files the package is whole, and has no such component.
+    (prefix / "lib/somewhere/cmake/plc_driver/plc_clientTargets.cmake").unlink()
+    code, said = attempt([builder.cmake, "-S", examples[0], "-B", work / "without",
+                          f"-DCMAKE_PREFIX_PATH={prefix / 'lib/somewhere/cmake'}"])
+    said = re.sub(r"\s+", " ", said)
+    demand(code != 0 and "its component client is not installed (package libplc-client-dev)" in said, said)
+
+
 def check_pkg_config(work, prefix):
     def link(name, *flags, with_flags_of=None, more=()):
         words = [] if not with_flags_of else run(
@@ -323,7 +365,8 @@ def check_options(builder, work):
 STAND_IN = """#!/bin/sh
 case "$(basename "$0") $*" in
   git*) echo 0 ;;
-  cpack*) mkdir -p "$4" && for name in libplc-driver1 libplc-driver-dev plc-tools python3-plc-client; do
+  cpack*) mkdir -p "$4" && for name in libplc-driver1 libplc-driver-dev libplc-client1 \
+      libplc-client-dev plc-tools python3-plc-client; do
       echo new >"$4/${name}_VERSION_amd64.deb"; done ;;
   *--install*) while [ "$1" != --prefix ]; do shift; done; mkdir -p "$2" && echo new >"$2/file" ;;
 esac
@@ -343,6 +386,7 @@ def check_packages(_builder, work):
         file.chmod(0o755)
     output = clean_folder(work / "output")
     own = [f"libplc-driver1_{VERSION}_amd64.deb", f"libplc-driver-dev_{VERSION}_amd64.deb",
+           f"libplc-client1_{VERSION}_amd64.deb", f"libplc-client-dev_{VERSION}_amd64.deb",
            f"plc-tools_{VERSION}_amd64.deb", f"python3-plc-client_{VERSION}_amd64.deb",
            f"plc_driver-{VERSION}-linux-amd64.tar.gz"]
     earlier = ["libplc-driver1_0.9.0_amd64.deb", "plc_driver-0.9.0-linux-armhf.tar.gz"]
@@ -412,7 +456,7 @@ def check_scripts(_builder, work):
 
 
 CHECKS = {"alone": check_alone, "subdirectory": check_subdirectory, "fetch": check_fetch, "package": check_package,
-          "flags": check_flags, "options": check_options, "musl": check_musl,
+          "client": check_client, "flags": check_flags, "options": check_options, "musl": check_musl,
           "packages": check_packages, "scripts": check_scripts}
 
 
