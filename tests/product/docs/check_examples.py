@@ -8,8 +8,9 @@ check_examples.py help PREFIX                       every example of the help te
 check_examples.py self PREFIX                       changed and unknown blocks are found
 
 Blocks: `console` shows commands behind "$ " and their output; `sh` shows commands alone; `csv` is a tag file that the
-checker finds nothing wrong with; `c` is a file of examples/; `python` is one of examples/, or in docs/python.md, whose
-blocks the package's own tests run; `text` is a drawing or a list and holds no command. A block of any other kind fails.
+checker finds nothing wrong with; `c` is a file of examples/, `cpp` a part of one; `python` is one of examples/, or in
+docs/python.md, whose blocks the package's own tests run; `text` is a drawing or a list and holds no command. A block of
+any other kind fails.
 """
 import argparse
 import pathlib
@@ -102,6 +103,10 @@ def check_block(session, document, block, mismatches=None):
         run_steps(session, document, shell_steps(block), False)
     elif block.kind == "csv":
         check_csv(session, block)
+    elif block.kind == "cpp":
+        shown = "\n".join(block.lines) + "\n"
+        if not any(shown in file.read_text(encoding="utf-8") for file in (ROOT / "examples").rglob("*.cpp")):
+            raise Failure(f"line {block.line}: no file of examples/ has these lines")
     elif block.kind in FILE_SUFFIXES:
         shown = "\n".join(block.lines) + "\n"
         files = (ROOT / "examples").rglob(f"*{FILE_SUFFIXES[block.kind]}")
@@ -200,6 +205,7 @@ FAULTY = {
     "a command in a text": "```text\n$ plc-host --version\n```\n",
     "a block without an end": SOUND.removesuffix("```\n"),
     "a program that is no example": "```c\nint main(void) { return 0; }\n```\n",
+    "lines of no example": "```cpp\nplc_client::Options options(8500);\n```\n",
     "a program in Python that is no example": "```python\nprint(5)\n```\n",
     "a faulty tag file": "```csv\nSpeed,Int,,,,,,0,1,0,0,\n```\n",
     "another value": "```console\n$ plc-sim --listen 127.0.0.1:8500 examples/tags/PLC7F000001_0.csv\n"
