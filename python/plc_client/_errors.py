@@ -15,7 +15,7 @@ class Error(Exception):
 
 
 class UnknownVariable(Error, KeyError):
-    """No tag file declares the name, or several do, or its subscripts do not fit; a KeyError too.
+    """No tag file declares the name, or several do, or its subscripts cannot be read; a KeyError too.
 
     near holds declared names that are spelt almost like it, the nearest first, at most five.
     """
@@ -28,11 +28,11 @@ class UnknownVariable(Error, KeyError):
 
 
 class TypeMismatch(Error, TypeError):
-    """A value of another type or shape than the variable's; a TypeError too."""
+    """A value or subscripts of another type or shape than the variable's; a TypeError too."""
 
 
 class OutOfRange(Error, ValueError):
-    """A value outside the range of its type, or a text too long for its string; a ValueError too."""
+    """A value outside the range of its type, a subscript outside its bounds, a text too long; a ValueError too."""
 
 
 class ConnectionFailed(Error, ConnectionError):
