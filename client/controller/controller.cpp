@@ -281,7 +281,7 @@ void Controller::Body::make_write(const core::PreparedWrite& write, uint16_t are
   const auto answered = [this] { return session->figures().calls - session->figures().failures; };
   const uint64_t before = answered();
   const core::TagResult written = core::write_tag(*session, write);
-  link.note_exchanges(core::write_exchanges(write, answered() - before));
+  link.note_exchanges(core::write_exchanges(write, static_cast<size_t>(answered() - before)));
   result.time = written.reading.time();
   if (!written.ok()) {
     const core::Failure& failure = written.reading.failure();
