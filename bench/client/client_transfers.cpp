@@ -12,10 +12,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "bench/client/direct_reads.h"
 #include "bench/client/new_counter.h"
 #include "bench/operations.h"
 #include "bench/peer.h"
@@ -25,10 +25,6 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr uint32_t kLoopback = 0x7F000001;
-constexpr const char* kTagFile = "PLC7F000001_0.csv";
-constexpr uint32_t kWords = 100;
-constexpr uint32_t kWordsPerCall = 68;  // two frames of 34: what is left goes into the last one
 constexpr uint32_t kRounds = 61;
 constexpr uint32_t kBlocksPerRound = 30;
 constexpr uint32_t kBlockReads = 16;
@@ -44,67 +40,6 @@ double part_of(std::vector<double> values, double part) {
   std::fprintf(stderr, "%s\n", what);
   std::exit(1);
 }
-
-// A folder with a tag file of words that are not neighbours, as the working directory.
-class Folder {
- public:
-  Folder() {
-    char folder[] = "/tmp/plc_bench.XXXXXX";
-    if (mkdtemp(folder) == nullptr || chdir(folder) != 0) fail(folder);
-    path_ = folder;
-    std::FILE* const file = std::fopen(kTagFile, "w");
-    if (file == nullptr) fail(kTagFile);
-    for (uint32_t id = 0; id < kWords; ++id) std::fprintf(file, "Register_%03u,INT,,,,,,%u,1,0,0,,DM\n", id, id);
-    std::fclose(file);
-  }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  ~Folder() {
-    unlink(kTagFile);
-    if (chdir("/") == 0) rmdir(path_.c_str());
-  }
-
- private:
-  std::string path_;
-};
-
-// The driver as a program calls it that knows all numbers itself.
-class Direct {
- public:
-  Direct(const bench::Driver& driver, uint16_t port) : driver_(driver), values_(4096), elements_(kWords) {
-    settings_.ip_address = kLoopback;
-    settings_.tcp_port = port;
-    conn_.socket_fd = -1;
-    conn_.recv_timeout_s = 10;
-    driver_.init(&settings_);
-    for (uint32_t id = 0; id < kWords; ++id) {
-      elements_[id].address = id << 16U;
-      elements_[id].count = 1;
-    }
-  }
-  Direct(const Direct&) = delete;
-  Direct& operator=(const Direct&) = delete;
-  ~Direct() { close(conn_.socket_fd); }
-
-  void read_word() {
-    RegRequest request{0, 0, 0, 0};
-    RegValue value{1, values_.data()};
-    if (driver_.read(&request, &value, &conn_) != PLC_OK) fail("a read failed");
-  }
-  void read_words() {
-    for (uint32_t first = 0; first < kWords; first += kWordsPerCall) {
-      const auto count = static_cast<int32_t>(std::min(kWordsPerCall, kWords - first));
-      if (driver_.read_batch(&elements_[first], count, &conn_) != PLC_OK) fail("a batch failed");
-    }
-  }
-
- private:
-  bench::Driver driver_;
-  CommSettings settings_{};
-  ConnContext conn_{};
-  std::vector<uint8_t> values_;
-  std::vector<BatchReadRequest> elements_;
-};
 
 void demand(const std::vector<plc_client::Reading>& readings) {
   for (const plc_client::Reading& reading : readings) {
@@ -147,21 +82,21 @@ void measure(std::FILE* output, const char* name, const std::function<void()>& d
 }
 
 void measure_all(std::FILE* output, const char* library) {
-  const Folder folder;
+  const bench::WordsFolder folder;
   const bench::Listener direct_listener;
   const pid_t direct_peer = bench::start_peer(direct_listener, bench::kRecordNothing);
   const bench::Listener named_listener;
   const pid_t named_peer = bench::start_peer(named_listener, bench::kRecordNothing);
   {
-    Direct direct(bench::load_driver(library), direct_listener.port);
+    bench::DirectReads direct(bench::load_driver(library), direct_listener.port);
     plc_client::Options options;
     options.address = "127.0.0.1";
     options.port = named_listener.port;
-    options.tags = {kTagFile};
+    options.tags = {bench::kWordsFile};
     options.driver = library;
     plc_client::Controller controller(options);
     std::vector<std::string> names;
-    for (uint32_t id = 0; id < kWords; ++id) names.push_back(controller.tags()[id].name);
+    for (uint32_t id = 0; id < bench::kWords; ++id) names.push_back(controller.tags()[id].name);
     plc_client::Plan words = controller.plan(names);
     plc_client::Plan word = controller.plan({names.front()});
     measure(
