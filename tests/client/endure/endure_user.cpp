@@ -216,7 +216,13 @@ bool User::is_in_call_time(plc_client::TimePoint time) const {
 
 void User::judge(const std::vector<Chosen>& chosen, const std::vector<Reading>& readings) {
   if (chosen.size() != readings.size()) return rules_.count(Rule::kHarm, what_ + ": readings are missing");
-  for (size_t i = 0; i < chosen.size(); ++i) judge_reading(chosen[i], readings[i]);
+  for (size_t i = 0; i < chosen.size(); ++i) {
+    try {
+      judge_reading(chosen[i], readings[i]);
+    } catch (const std::exception& error) {
+      rules_.count(Rule::kReadWrong, what_ + ": " + chosen[i].name + " cannot be shown: " + error.what());
+    }
+  }
 }
 
 void User::judge_reading(const Chosen& chosen, const Reading& reading) {
