@@ -29,8 +29,19 @@ std::vector<std::string> files_in(const std::string& folder) {
   DIR* opened = opendir(folder.c_str());
   if (opened == nullptr) throw Error("cannot open the folder " + folder + ": " + std::strerror(errno));
   std::vector<std::string> names;
-  while (const dirent* entry = readdir(opened)) names.emplace_back(entry->d_name);
+  int problem = 0;
+  for (bool is_over = false; !is_over;) {
+    errno = 0;
+    const dirent* entry = readdir(opened);
+    is_over = entry == nullptr;
+    if (is_over) {
+      problem = errno;
+    } else {
+      names.emplace_back(entry->d_name);
+    }
+  }
   closedir(opened);
+  if (problem != 0) throw Error("cannot read the folder " + folder + ": " + std::strerror(problem));
   std::sort(names.begin(), names.end());
   return names;
 }
