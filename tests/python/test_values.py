@@ -181,6 +181,13 @@ def test_lists_of_names_read_what_single_reads_read(machine, press):
         assert [reading.value for reading in press.read(chosen)] == [alone[name] for name in chosen]
 
 
+def test_plans_are_kept_for_the_names_used_last_alone(press):
+    for i in range(300):
+        press.read(["Motor.Speed"] * (i + 1))
+    assert len(press._plans) == 256
+    assert ("Motor.Speed",) * 300 in press._plans and ("Motor.Speed",) not in press._plans
+
+
 def test_an_empty_list_is_read_as_one(press):
     assert press.read([]) == []
     assert press.write({}) == []
