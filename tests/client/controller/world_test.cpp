@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "tests/client/controller/controller_fixture.h"
+#include "tests/support/descriptors.h"
 
 namespace plc_client_test {
 namespace {
@@ -223,8 +224,11 @@ TEST_F(WorldTest, Silence_IsABadReadingAndTheNextOneIsGood) {
 
 TEST_F(WorldTest, Close_IsFollowedByAConnectOfTheNextUse) {
   Controller controller(patient());
+  const int descriptors = plc_test::count_open_descriptors();
   const Reading first = controller.read("Word");
+  EXPECT_EQ(plc_test::count_open_descriptors(), descriptors + 1);
   controller.close();
+  EXPECT_EQ(plc_test::count_open_descriptors(), descriptors);
   EXPECT_FALSE(controller.state().connected);
   controller.close();
   const Reading second = controller.read("Word");
