@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -55,7 +56,7 @@ long proportional_share() {
   char line[256];
   long share = -1;
   while (share < 0 && std::fgets(line, sizeof line, file) != nullptr) {
-    if (std::sscanf(line, "Pss: %ld kB", &share) != 1) share = -1;
+    if (std::strncmp(line, "Pss:", 4) == 0) share = std::strtol(line + 4, nullptr, 10);
   }
   std::fclose(file);
   return share;

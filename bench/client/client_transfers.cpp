@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -31,7 +32,7 @@ constexpr uint32_t kBlockReads = 16;
 constexpr uint32_t kWarmUpReads = 1000;
 
 double part_of(std::vector<double> values, double part) {
-  const auto position = static_cast<size_t>(part * static_cast<double>(values.size() - 1) + 0.5);
+  const auto position = static_cast<size_t>(std::lround(part * static_cast<double>(values.size() - 1)));
   std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(position), values.end());
   return values[position];
 }

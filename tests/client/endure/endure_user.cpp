@@ -22,6 +22,7 @@ constexpr uint64_t kDrainBytes = 65536;
 
 std::vector<std::string> names_of(const std::vector<Chosen>& chosen) {
   std::vector<std::string> names;
+  names.reserve(chosen.size());
   for (const Chosen& one : chosen) names.push_back(one.name);
   return names;
 }
@@ -166,9 +167,8 @@ void User::reconnect() {
 }
 
 // One value, or several in one call; bits that are written by way of their word only one at a time.
-void User::write_some() {
-  auto call = std::make_shared<WriteCall>();
-  std::vector<std::pair<std::string, plc_client::Input>> values;
+User::Values User::draw_values(WriteCall* call) {
+  Values values;
   std::vector<const Variable*> used;
   const uint32_t wanted = random_.once_in(3) ? 1 + random_.below(kMostWrites) : 1;
   while (values.size() < wanted) {
@@ -184,12 +184,18 @@ void User::write_some() {
   }
   std::stable_sort(call->targets.begin(), call->targets.end(),
                    [](const Target& a, const Target& b) { return a.cell < b.cell; });
+  return values;
+}
+
+void User::write_some() {
+  auto call = std::make_shared<WriteCall>();
+  const Values values = draw_values(call.get());
   const plc_client::Verify verify = random_.once_in(2) ? plc_client::Verify::kReadBack : plc_client::Verify::kNone;
   std::vector<WriteResult> results;
   bool was_refused = false;
   make_call(call, "write to " + values.front().first, [&] {
     try {
-      if (wanted == 1) {
+      if (values.size() == 1) {
         results.push_back(client_.write(values.front().first, values.front().second, verify));
       } else {
         results = client_.write(values, verify);
@@ -267,6 +273,14 @@ void User::judge_write(const WriteResult& result, uint32_t part) {
   const std::string what = what_ + ": " + result.name;
   if (!is_in_call_time(result.time)) rules_.count(Rule::kHarm, what + " has a time outside the call");
   if (result.ok() != (result.error.reason == Reason::kNone)) rules_.count(Rule::kHarm, what + " fails for no reason");
+  judge_targets(result, part, what);
+  const bool was_changed = result.error.reason == Reason::kDifferent && memory_.moments() > 1;
+  if (!result.ok() && !was_changed && !may_fail()) {
+    rules_.count(Rule::kFailedWithoutFault, what + ": " + result.error.text);
+  }
+}
+
+void User::judge_targets(const WriteResult& result, uint32_t part, const std::string& what) {
   for (Target& target : call_->targets) {
     if (target.part != part) continue;
     if (result.ok() && !target.is_done) {
@@ -277,10 +291,6 @@ void User::judge_write(const WriteResult& result, uint32_t part) {
     if (target.times > 0) {
       rules_.count(Rule::kWriteDenied, what + ", cell " + std::to_string(target.cell) + ": " + result.error.text);
     }
-  }
-  const bool was_changed = result.error.reason == Reason::kDifferent && memory_.moments() > 1;
-  if (!result.ok() && !was_changed && !may_fail()) {
-    rules_.count(Rule::kFailedWithoutFault, what + ": " + result.error.text);
   }
 }
 

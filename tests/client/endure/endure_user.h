@@ -74,6 +74,8 @@ class User {
   void read_plan();
   void read_one();
   void read_list();
+  using Values = std::vector<std::pair<std::string, plc_client::Input>>;
+  Values draw_values(WriteCall* call);
   void write_some();
   void reconnect();
 
@@ -81,6 +83,7 @@ class User {
   void judge_reading(const Chosen& chosen, const plc_client::Reading& reading);
   void judge_exchanges(const plc_client::Plan& plan, uint64_t connects_before);
   void judge_write(const plc_client::WriteResult& result, uint32_t part);
+  void judge_targets(const plc_client::WriteResult& result, uint32_t part, const std::string& what);
   bool is_in_call_time(plc_client::TimePoint time) const;
   bool may_fail() const { return !was_clean_ || trouble_before_ != machine_.trouble(); }
 
