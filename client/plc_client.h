@@ -135,6 +135,8 @@ class PLC_CLIENT_API Value {
                                           {"int8_t", "int16_t", "int32_t", "int64_t"}};
     return kNames[std::is_signed_v<T> ? 1 : 0][sizeof(T) == 1 ? 0 : sizeof(T) == 2 ? 1 : sizeof(T) == 4 ? 2 : 3];
   }
+  template <typename T>
+  T integer_as(size_t element) const;
   [[noreturn]] void refuse(const char* wanted) const;
   [[noreturn]] void refuse_range(const char* wanted, size_t element) const;
   int64_t signed_at(size_t element) const;
@@ -386,29 +388,36 @@ class PLC_CLIENT_API Controller {
 
 // ---------------------------------------------------------------------------------------------------- as<T>()
 
+// Whether T holds the number.
+template <typename T>
+bool fits_signed(int64_t number) {
+  if constexpr (std::is_unsigned_v<T>) {
+    return number >= 0 && static_cast<uint64_t>(number) <= std::numeric_limits<T>::max();
+  } else {
+    return number >= std::numeric_limits<T>::min() && number <= std::numeric_limits<T>::max();
+  }
+}
+
+template <typename T>
+T Value::integer_as(size_t element) const {
+  if (kind_ == Kind::kSigned) {
+    const int64_t number = signed_at(element);
+    if (!fits_signed<T>(number)) refuse_range(integer_name<T>(), element);
+    return static_cast<T>(number);
+  }
+  if (kind_ != Kind::kUnsigned && kind_ != Kind::kWord) refuse("an integer");
+  const uint64_t number = raw(element);
+  if (number > static_cast<uint64_t>(std::numeric_limits<T>::max())) refuse_range(integer_name<T>(), element);
+  return static_cast<T>(number);
+}
+
 template <typename T>
 T Value::as(size_t element) const {
   if constexpr (std::is_same_v<T, bool>) {
     if (kind_ != Kind::kBool) refuse("bool");
     return raw(element) != 0;
   } else if constexpr (std::is_integral_v<T>) {
-    if (kind_ == Kind::kSigned) {
-      const int64_t number = signed_at(element);
-      if constexpr (std::is_unsigned_v<T>) {
-        if (number < 0 || static_cast<uint64_t>(number) > std::numeric_limits<T>::max()) {
-          refuse_range(integer_name<T>(), element);
-        }
-      } else {
-        if (number < std::numeric_limits<T>::min() || number > std::numeric_limits<T>::max()) {
-          refuse_range(integer_name<T>(), element);
-        }
-      }
-      return static_cast<T>(number);
-    }
-    if (kind_ != Kind::kUnsigned && kind_ != Kind::kWord) refuse("an integer");
-    const uint64_t number = raw(element);
-    if (number > static_cast<uint64_t>(std::numeric_limits<T>::max())) refuse_range(integer_name<T>(), element);
-    return static_cast<T>(number);
+    return integer_as<T>(element);
   } else if constexpr (std::is_same_v<T, float>) {
     if (kind_ != Kind::kReal || bits_ != 32) refuse("float");
     return static_cast<float>(real_at(element));
