@@ -49,7 +49,8 @@ class PLC_CLIENT_API UnknownVariable : public Error {
   using Error::Error;
   UnknownVariable(const std::string& what, std::vector<std::string> near) : Error(what), near_(std::move(near)) {}
   ~UnknownVariable() override;
-  // Declared names that are spelt almost like it, the nearest first, at most five.
+  // Declared names that are spelt almost like it, the nearest first, or members of the structure that it is; at most
+  // five.
   const std::vector<std::string>& near() const { return near_; }
 
  private:
@@ -308,7 +309,7 @@ struct Options {
   std::chrono::milliseconds first_pause{100};
   std::chrono::milliseconds longest_pause{10000};
   // Is given each line of the driver, without its line end. Called by the thread that uses the controller, which is
-  // locked meanwhile: it must not call the controller.
+  // locked meanwhile: it must not call the controller, and must not throw.
   std::function<void(const std::string& line)> log;
   // Is told each change of State::connected. As log.
   std::function<void(const State& state)> on_state;

@@ -35,7 +35,8 @@ uint32_t resolve_address(const std::string& address) {
   addrinfo* found = nullptr;
   const int problem = getaddrinfo(address.c_str(), nullptr, &hints, &found);
   if (problem != 0) {
-    throw Error("'" + address + "' is no address, and the system knows no host of that name: " + gai_strerror(problem));
+    throw Error("'" + address + "' is no address, and the system knows no host of that name: " + gai_strerror(problem) +
+                "; give an IPv4 address or a name, without a port");
   }
   sockaddr_in first{};
   std::memcpy(&first, found->ai_addr, sizeof first);
@@ -54,7 +55,8 @@ std::unique_ptr<core::PrivateDriver> load_driver(const std::string& choice) {
   try {
     return std::make_unique<core::PrivateDriver>(choice);
   } catch (const core::ClientError& error) {
-    throw Error(error.what());
+    const bool is_path = choice.find('/') != std::string::npos || choice == "guarded" || choice == "contract";
+    throw Error(error.what() + std::string(is_path ? "" : "; a driver is guarded, contract, or a library's path"));
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 
@@ -99,7 +100,9 @@ uint64_t real_bits(const TagReference& reference, const Input& input) {
     return bits;
   }
   if (std::isfinite(number) && std::fabs(number) > static_cast<double>(std::numeric_limits<float>::max())) {
-    throw OutOfRange(described(reference) + std::to_string(number) + " is more than it can hold");
+    char digits[32];
+    std::snprintf(digits, sizeof digits, "%.9g", number);
+    throw OutOfRange(described(reference) + digits + " is more than it can hold");
   }
   const auto narrow = static_cast<float>(number);
   uint32_t word = 0;

@@ -4,15 +4,18 @@
 #include <dirent.h>
 #include <fnmatch.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <optional>
 #include <set>
 
+#include "base/shown_text.h"
 #include "client/client_error.h"
 #include "client/controller/value_access.h"
 #include "client/driver/driver_session.h"
@@ -24,6 +27,7 @@ namespace plc_client {
 namespace {
 
 constexpr unsigned kIdsPerBlock = 13;  // as a shift: the driver looks indexed ids up by blocks of 8192
+constexpr size_t kMostMembers = 5;     // of a structure, in a message
 
 std::vector<std::string> files_in(const std::string& folder) {
   DIR* opened = opendir(folder.c_str());
@@ -68,8 +72,12 @@ std::string joined(const std::string& folder, const std::string& name) {
 
 bool is_folder(const std::string& path) {
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0) throw Error("cannot open the tag file " + path + ": " + std::strerror(errno));
-  return S_ISDIR(status.st_mode);
+  if (stat(path.c_str(), &status) == 0) return S_ISDIR(status.st_mode);
+  const std::string problem = std::strerror(errno);
+  char working_folder[PATH_MAX];
+  const bool is_relative = path.front() != '/' && getcwd(working_folder, sizeof working_folder) != nullptr;
+  throw Error("cannot open the tag file or folder " + path + ": " + problem +
+              (is_relative ? "; the program runs in " + std::string(working_folder) : ""));
 }
 
 std::string driver_words(const std::vector<std::string>& lines) {
@@ -113,6 +121,18 @@ Declaration declare(const TagArea& area, const core::Tag& tag, uint32_t line) {
   declaration.number = tag.register_id;
   declaration.unreachable = tag.unreachable;
   return declaration;
+}
+
+// Of a structure, which is no variable itself, and of an array of structures.
+std::vector<std::string> members_of(std::string_view structure, const std::vector<std::string>& names) {
+  std::vector<std::string> members;
+  for (const std::string& name : names) {
+    const bool is_inside = name.size() > structure.size() && name.compare(0, structure.size(), structure) == 0;
+    if (!is_inside || (name[structure.size()] != '.' && name[structure.size()] != '[')) continue;
+    members.push_back(name);
+    if (members.size() == kMostMembers) break;
+  }
+  return members;
 }
 
 // A local variable goes with its program: another program may get one of its name some day.
@@ -219,18 +239,21 @@ void TagAreas::unknown(std::string_view name) const {
   for (const Declaration& declaration : declarations()) names.push_back(declaration.name);
   const std::string_view bare = name.substr(0, name.back() == ']' ? name.rfind('[') : name.size());
   std::vector<std::string> near = core::near_names(bare, names);
-  std::string text = std::string(name) + ": " + (areas_.size() > 1 ? "none of " : "") + places() +
+  if (near.empty()) near = members_of(bare, names);
+  std::string text = plc_base::shown_line(name) + ": " + (areas_.size() > 1 ? "none of " : "") + places() +
                      (areas_.size() > 1 ? " has a variable of this name" : " has no variable of this name");
   if (!near.empty()) {
     const Declaration& nearest = declaration(near.front());
     text += "; did you mean " + core::joined_with_or(near) + " (" + nearest.file + ":" + std::to_string(nearest.line) +
             ")?";
   }
+  if (name.find("][") != std::string_view::npos) text += "; subscripts stand in one pair of brackets: [1,2]";
+  if (name.find_first_of("*?") != std::string_view::npos) text += "; patterns are for match() and, in Python, watch()";
   throw UnknownVariable(text, std::move(near));
 }
 
 FoundVariable TagAreas::find(std::string_view name) const {
-  const std::string text(name);
+  const std::string text = plc_base::shown_line(name);
   if (name.empty()) throw UnknownVariable("the name of a variable is empty");
   std::optional<FoundVariable> found;
   std::string file;

@@ -1,4 +1,6 @@
 // What a program gets wrong is thrown before anything is sent, with a sentence that names the thing and the remedy.
+#include <filesystem>
+
 #include "tests/client/controller/controller_fixture.h"
 
 namespace plc_client_test {
@@ -56,7 +58,12 @@ TEST_F(MistakesTest, Folder_IsNamedWithWhatItLacks) {
   EXPECT_EQ(made(wrong),
             "the folder " + empty.path() + " has no PLC7F000001_0.csv, only PLC7F000002_0.csv, b.csv" + remedy);
   wrong.tags = {empty.file("none")};
-  EXPECT_EQ(made(wrong), "cannot open the tag file " + empty.file("none") + ": No such file or directory");
+  EXPECT_EQ(made(wrong), "cannot open the tag file or folder " + empty.file("none") + ": No such file or directory");
+  wrong.tags = {"no_such_folder/"};
+  EXPECT_EQ(made(wrong),
+            "cannot open the tag file or folder no_such_folder/: No such file or directory; "
+            "the program runs in " +
+                std::filesystem::current_path().string());
   wrong.tags = {};
   EXPECT_EQ(made(wrong), "no tag file is given: name the folder with PLC<address>_<area>.csv, or the file itself");
   wrong.tags = {""};
@@ -86,6 +93,8 @@ TEST_F(MistakesTest, Address_IsNamed) {
   wrong.address = "no-such-host.invalid";
   EXPECT_THAT(made(wrong),
               testing::StartsWith("'no-such-host.invalid' is no address, and the system knows no host of that name: "));
+  wrong.address = "127.0.0.1:8500";
+  EXPECT_THAT(made(wrong), testing::EndsWith("; give an IPv4 address or a name, without a port"));
   wrong = options();
   wrong.delay_ms = 1001;
   EXPECT_EQ(made(wrong), "a delay is at most 1000 ms");
@@ -98,6 +107,8 @@ TEST_F(MistakesTest, Driver_IsNamed) {
   Options wrong = options();
   wrong.driver = folder_.file("no.so");
   EXPECT_THAT(made(wrong), testing::HasSubstr(folder_.file("no.so")));
+  wrong.driver = "gaurded";
+  EXPECT_THAT(made(wrong), testing::EndsWith("; a driver is guarded, contract, or a library's path"));
   wrong.driver = folder_.write("text.so", "text");
   EXPECT_THAT(made(wrong), testing::StartsWith("cannot load the driver library " + folder_.file("text.so") + ": "));
 }
@@ -118,6 +129,20 @@ TEST_F(MistakesTest, Name_IsNamedWithThoseNearIt) {
   } catch (const UnknownVariable& error) {
     EXPECT_EQ(error.near(), std::vector<std::string>{"Table"});
   }
+}
+
+TEST_F(MistakesTest, NameThatIsNone_SaysWhatItMayHaveMeant) {
+  const std::string place = folder_.path() + "/PLC7F000001_0.csv";
+  const std::string none = ": " + place + " has no variable of this name";
+  EXPECT_EQ(read<UnknownVariable>("Motor"),
+            "Motor" + none + "; did you mean Motor.Speed, Motor.Spead or Motor.On (" + place + ":1)?");
+  EXPECT_EQ(read<UnknownVariable>("Mot"), "Mot" + none);
+  EXPECT_EQ(read<UnknownVariable>("zzzz[1][2]"),
+            "zzzz[1][2]" + none + "; subscripts stand in one pair of brackets: [1,2]");
+  EXPECT_EQ(read<UnknownVariable>("zzzzzz.*"),
+            "zzzzzz.*" + none + "; patterns are for match() and, in Python, watch()");
+  EXPECT_EQ(read<UnknownVariable>("zzzzzz\n\xff"), "zzzzzz\\n\\xff" + none);
+  EXPECT_EQ(read<UnknownVariable>(std::string("zzzzzz\0z", 8)), "zzzzzz\\x00z" + none);
 }
 
 TEST_F(MistakesTest, Subscripts_AreComparedWithTheDeclaration) {
@@ -153,7 +178,7 @@ TEST_F(MistakesTest, ValueOutsideItsRange_IsNamedWithTheRange) {
   EXPECT_EQ(write<OutOfRange>("Exact", (int64_t{1} << 53) + 1),
             "Exact is declared LREAL: 9007199254740993 is beyond 9007199254740992, up to which it holds every integer; "
             "write a real number to have it rounded");
-  EXPECT_THAT(write<OutOfRange>("Current", 1e39), testing::EndsWith(" is more than it can hold"));
+  EXPECT_EQ(write<OutOfRange>("Current", 1e39), "Current is declared REAL: 1e+39 is more than it can hold");
 }
 
 TEST_F(MistakesTest, ListOfAnotherShape_IsNamedWithWhatIsWanted) {
