@@ -318,7 +318,7 @@ struct Options {
 class Controller;
 
 // A list of variables with the exchanges that read it, made once and used again and again without allocation. It
-// belongs to the controller that made it, which must outlive its use.
+// belongs to the controller that made it, which must outlive its use. One that was moved away throws Error.
 class PLC_CLIENT_API Plan {
  public:
   Plan(Plan&&) noexcept;
@@ -333,6 +333,7 @@ class PLC_CLIENT_API Plan {
   friend class Controller;
   struct PLC_CLIENT_PRIVATE Body;
   explicit Plan(std::unique_ptr<Body> body);
+  PLC_CLIENT_PRIVATE Body& body() const;
   std::unique_ptr<Body> body_;
 };
 

@@ -96,8 +96,13 @@ Plan::Plan(std::unique_ptr<Body> body) : body_(std::move(body)) {}
 Plan::Plan(Plan&&) noexcept = default;
 Plan& Plan::operator=(Plan&&) noexcept = default;
 Plan::~Plan() = default;
-const std::vector<Reading>& Plan::readings() const { return body_->readings; }
-size_t Plan::exchanges() const { return core::exchange_count(body_->plan); }
+const std::vector<Reading>& Plan::readings() const { return body().readings; }
+size_t Plan::exchanges() const { return core::exchange_count(body().plan); }
+
+Plan::Body& Plan::body() const {
+  if (!body_) throw Error("the plan was moved away: use the one that it was moved to");
+  return *body_;
+}
 
 struct Controller::Body {
   explicit Body(const Options& given)
@@ -383,7 +388,7 @@ Plan Controller::plan(const std::vector<std::string>& names) const {
 
 const std::vector<Reading>& Controller::read(Plan& plan) {
   const std::lock_guard<std::mutex> lock(body_->in_use);
-  Plan::Body& planned = *plan.body_;
+  Plan::Body& planned = plan.body();
   if (planned.owner != body_.get()) throw Error("the plan belongs to another controller");
   with_public_errors([&] { body_->run(planned.plan); });
   body_->fill_readings(planned.plan, planned.readings);

@@ -233,6 +233,18 @@ TEST_F(MistakesTest, PlanOfAnotherController_IsNotRead) {
   EXPECT_EQ(thrown<Error>([&] { controller_->read(plan); }), "the plan belongs to another controller");
 }
 
+TEST_F(MistakesTest, PlanThatWasMovedAway_SaysSo) {
+  Plan plan = controller_->plan({"Motor.Speed"});
+  const Plan taken = std::move(plan);
+  const std::string moved = "the plan was moved away: use the one that it was moved to";
+  // NOLINTBEGIN(bugprone-use-after-move): that is what is tried
+  EXPECT_EQ(thrown<Error>([&] { controller_->read(plan); }), moved);
+  EXPECT_EQ(thrown<Error>([&] { plan.readings(); }), moved);
+  EXPECT_EQ(thrown<Error>([&] { plan.exchanges(); }), moved);
+  // NOLINTEND(bugprone-use-after-move)
+  EXPECT_EQ(taken.exchanges(), 2U);
+}
+
 TEST_F(MistakesTest, Declarations_TellFileAndLine) {
   const plc_client::Declaration& grid = controller_->tag("Grid");
   EXPECT_EQ(grid.type, "DINT[0..1,0..2]");
