@@ -97,7 +97,7 @@ Input input_of(const std::string& name, py::handle value, size_t depth) {
   if (py::hasattr(value, "tolist")) return input_of(name, value.attr("tolist")(), depth);
   if (!py::isinstance<py::list>(value) && !py::isinstance<py::tuple>(value)) {
     throw plc_client::TypeMismatch(name + ": a value is a bool, int, float, str, bytes, or a list of these, not " +
-                                   std::string(py::repr(py::type::of(value))));
+                                   std::string(py::str(py::type::of(value).attr("__name__"))));
   }
   if (depth == kMostDimensions) {
     throw plc_client::TypeMismatch(name + ": a value is a list in at most three levels");
@@ -135,7 +135,11 @@ py::str text_object(const std::string& text) {
 
 std::string text_bytes(py::handle text) {
   const auto bytes = py::reinterpret_steal<py::bytes>(PyUnicode_AsEncodedString(text.ptr(), "utf-8", kOtherBytes));
-  if (!bytes) throw py::error_already_set();
+  if (!bytes) {
+    PyErr_Clear();
+    throw plc_client::OutOfRange(std::string(py::reinterpret_steal<py::str>(PyObject_ASCII(text.ptr()))) +
+                                 " has half a surrogate pair, which no UTF-8 has");
+  }
   return std::string(bytes);
 }
 

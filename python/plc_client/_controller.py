@@ -114,6 +114,8 @@ class Controller:
     ) -> None:
         if not isinstance(address, str):
             raise TypeMismatch(f'address: a str like "192.168.0.10", not {address!r}')
+        if log is not None and not callable(log):
+            raise TypeMismatch(f"log: a function that takes a line, like print, not {log!r}")
         self._address = address
         self._port = _whole_number("port", port, 1, 65535)
         self._core = _core.Controller(

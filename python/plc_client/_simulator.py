@@ -19,6 +19,8 @@ Path = Union[str, "os.PathLike[str]"]
 
 # plc-sim takes no longer lines.
 _MOST_LINE_BYTES = 65536
+# Of what it says when it does not start: a file of another kind gets a complaint about each line.
+_MOST_ERROR_LINES = 5
 _TAG_FILE = re.compile(r"PLC([0-9A-F]+)_([0-9]+)\.csv")
 
 
@@ -69,9 +71,11 @@ class Simulator:
                         "program is the path of plc-sim, of the package plc-tools") from None
         listening = re.fullmatch(r"listening on .*:(\d+)", self._line())
         if listening is None:
-            said = self.messages()
+            said = self.messages().strip().splitlines() or ["it said nothing"]
             self._end()
-            raise Error(f"plc-sim did not start: {said.strip() or 'it said nothing'}")
+            if len(said) > _MOST_ERROR_LINES:
+                said[_MOST_ERROR_LINES:] = [f"and {len(said) - _MOST_ERROR_LINES} lines more"]
+            raise Error("plc-sim did not start: " + "\n".join(said))
         self.port = int(listening[1])
 
     def __enter__(self) -> Simulator:

@@ -59,6 +59,7 @@ def test_subscripts_out_of_bounds(unsent):
     (plc_client.TypeMismatch, "Table", [[1, 2], [3, 4]], ["Table", "INT[0..9]"]),
     (plc_client.TypeMismatch, "Table", [[[[1]]]], ["Table"]),
     (plc_client.TypeMismatch, "Motor.Speed", {"a": 1}, ["Motor.Speed", "dict"]),
+    (plc_client.OutOfRange, "Recipe.Name", "a\ud800b", [r"'a\ud800b'", "half a surrogate pair"]),
 ])
 def test_value_that_the_variable_cannot_have(unsent, error, name, value, words):
     text = message_of(error, lambda: unsent.write(name, value))
@@ -115,6 +116,7 @@ def test_exceptions_are_pythons_own_kinds_too():
     (plc_client.Error, {"driver": "no/such/driver.so"}, ["no/such/driver.so"]),
     (plc_client.Error, {"address": ""}, ["address"]),
     (plc_client.TypeMismatch, {"address": 5}, ["address", "5"]),
+    (plc_client.TypeMismatch, {"log": "log.txt"}, ["log", "function", "'log.txt'"]),
 ])
 def test_controller_that_cannot_be(error, options, words):
     settings = {"address": "127.0.0.1", "tags": TAGS, **options}

@@ -123,6 +123,15 @@ def test_a_folder_without_tag_files_and_files_that_cannot_be_declared(tmp_path):
         plc_client.Simulator(tmp_path)
 
 
+def test_a_file_of_another_kind_gets_its_first_complaints_alone(tmp_path):
+    letter = tmp_path / "letter.txt"
+    letter.write_text("Dear Sir\n" * 100)
+    with pytest.raises(plc_client.Error) as caught:
+        plc_client.Simulator(letter)
+    said = str(caught.value).splitlines()
+    assert len(said) == 6 and f"{letter}:1: " in said[0] and said[-1] == "and 95 lines more", said
+
+
 def test_a_program_that_is_not_there(tmp_path):
     with pytest.raises(plc_client.Error, match="nothing.*plc-tools"):
         plc_client.Simulator(TAGS, program=tmp_path / "nothing")
