@@ -77,6 +77,8 @@ def main() -> int:
     place.add_argument("--sqlite", type=pathlib.Path, metavar="FILE")
     parser.add_argument("names", nargs="+", metavar="NAME", help="a variable, or a pattern with * and ?")
     options = parser.parse_args()
+    if options.count is not None and options.count < 0:
+        parser.error("--count is 0 or more")
     try:
         with contextlib.ExitStack() as ends:
             machine = ends.enter_context(

@@ -12,7 +12,7 @@ import itertools
 import math
 import sys
 from datetime import datetime
-from typing import List, Tuple
+from typing import List, Optional, Tuple
 
 import matplotlib
 
@@ -23,13 +23,18 @@ import matplotlib.pyplot as pyplot  # noqa: E402
 import plc_client  # noqa: E402
 
 
-def collect(machine: plc_client.Controller, name: str, period: float, count: int) -> Tuple[List[datetime], List[float]]:
-    """Times and values; what was not read is no number."""
-    times, values = [], []
+def collect(
+    machine: plc_client.Controller, name: str, period: float, count: int
+) -> Tuple[List[datetime], List[float], Optional[str]]:
+    """Times and values, and the last error; what was not read is no number."""
+    times, values, problem = [], [], None
     for [reading] in itertools.islice(machine.watch([name], period), count):
+        if reading.ok and not isinstance(reading.value, (bool, int, float)):
+            raise plc_client.TypeMismatch(f"{name} is declared {reading.type}: a BOOL, an integer or a real is drawn")
         times.append(reading.time.astimezone())
         values.append(float(reading.value) if reading.ok else math.nan)
-    return times, values
+        problem = reading.error or problem
+    return times, values, problem
 
 
 def draw(name: str, times: List[datetime], values: List[float], picture: str) -> None:
@@ -55,10 +60,14 @@ def main() -> int:
     parser.add_argument("--picture", default="plot.png", metavar="FILE")
     parser.add_argument("name", metavar="NAME", help="a BOOL, an integer or a real, no array")
     options = parser.parse_args()
+    if not options.period > 0 or not math.isfinite(options.seconds):
+        parser.error("--seconds is a number of seconds, and --period one above 0")
     try:
         with plc_client.Controller(options.address, port=options.port, tags=options.tags) as machine:
             count = max(1, math.ceil(options.seconds / options.period))
-            times, values = collect(machine, options.name, options.period, count)
+            times, values, problem = collect(machine, options.name, options.period, count)
+        if all(map(math.isnan, values)):
+            raise plc_client.Error(f"{options.name} was not read a single time: {problem}")
         draw(options.name, times, values, options.picture)
     except (plc_client.Error, OSError) as error:
         print(f"plot.py: {error}", file=sys.stderr)

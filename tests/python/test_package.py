@@ -140,6 +140,29 @@ def test_plot_draws_a_picture(machine, tmp_path):
     assert head.startswith(b"\x89PNG\r\n\x1a\n") and len(head) > 5000
 
 
+@pytest.mark.parametrize("name, fault, words", [
+    ("Recipe.Name", "", "plot.py: Recipe.Name is declared STRING(20): "),
+    ("Motor.Speed", "gone", "plot.py: Motor.Speed was not read a single time: "),
+])
+def test_plot_without_a_value_makes_no_picture(machine, tmp_path, name, fault, words):
+    if fault:
+        machine.fault(fault)
+    code, said = run(EXAMPLES / "plot.py", "--address", machine.address, "--port", machine.port, "--tags", TAGS,
+                     "--seconds", 0.2, "--period", 0.1, "--picture", tmp_path / "a.png", name)
+    assert code == 1 and said.startswith(words), said
+    assert list(tmp_path.iterdir()) == []
+
+
+@pytest.mark.parametrize("program, words", [
+    ("plot.py", ["--period", "0", "Motor.Speed"]),
+    ("plot.py", ["--seconds", "inf", "Motor.Speed"]),
+    ("logger.py", ["--csv", "log.csv", "--count", "-1", "Motor.Speed"]),
+])
+def test_examples_refuse_numbers_that_make_no_sense(program, words):
+    code, said = run(EXAMPLES / program, "--address", "127.0.0.1", "--tags", TAGS, *words)
+    assert code == 2 and f"{program}: error: --" in said, said
+
+
 def test_the_test_of_a_machine_program_passes():
     code, said = run("-m", "pytest", "-q", "-p", "no:cacheprovider", EXAMPLES / "test_cooling.py")
     assert code == 0 and "4 passed" in said, said
