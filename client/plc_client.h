@@ -247,7 +247,8 @@ enum class Verify : uint8_t { kNone, kReadBack };
 enum class Outcome : uint8_t {
   kDone,     // the controller acknowledged it; with kReadBack it was read back the same
   kNotDone,  // nothing of it was written
-  kUnknown,  // nobody knows what the controller has now: a part may have been written, or all
+  kUnknown,  // nobody knows what the controller has now: a part may have been written, or all; or it was acknowledged
+             // and could not be read back, or not the same
 };
 
 struct WriteResult {

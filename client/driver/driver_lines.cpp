@@ -86,10 +86,10 @@ constexpr KnownLine kLines[] = {
     {"guard: write of more than 8 bits of an array", Quality::kImpossible,
      "eight bits of an array are the most in one write", kPlanAdvice},
     {"guard: reply cut off, * bytes in time", Quality::kNoAnswer, "only %1 bytes of the answer came in time",
-     "Raise --timeout, and look at the network between."},
+     "Raise the reply time-out (plc-host: --timeout), and look at the network between."},
     {"--timeout--", Quality::kNoAnswer, "no answer in time",
-     "Raise recv_timeout_s (--timeout), look at the controller's load and at the network between, and whether this is "
-     "the controller's port."},
+     "Raise the reply time-out (plc-host: --timeout), look at the controller's load and at the network between, and "
+     "whether this is the controller's port."},
     {"guard: connection closed by the controller", Quality::kLost, "the controller closed the connection",
      kAgainAdvice},
     {"guard: connection lost, error *", Quality::kLost, "the connection was lost: %e", kAgainAdvice},

@@ -31,7 +31,7 @@ class WriteResult(NamedTuple):
     type         as declared: "INT", "INT[0..9]", "STRING(20)"
     ok          whether the controller acknowledged it, and with verify=True gave the same value back
     outcome     "done"; "not done": nothing of it was written; "unknown": nobody knows what the controller has now, a
-                part may have been written, or all
+                part may have been written, or all, or with verify=True it could not be read back
     verified    whether it was read back the same
     error       None when ok; else one sentence that says what happened and what to try
     time        when its exchange with the controller ended; with the zone UTC

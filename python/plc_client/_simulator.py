@@ -259,6 +259,9 @@ def _tag_files(tags: Union[Path, Sequence[Path]]) -> List[str]:
         raise TypeMismatch(f"tags: a folder, a tag file or a list of these, not {tags!r}")
     files: List[str] = []
     for path in map(os.fspath, paths):
+        if not os.path.exists(path):
+            raise Error(f"cannot open the tag file or folder {path}: it is not there; "
+                        f"the program runs in {os.getcwd()}")
         if not os.path.isdir(path):
             files.append(path)
             continue

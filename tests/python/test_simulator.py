@@ -109,7 +109,7 @@ def test_a_folder_for_several_controllers_is_too_much(tmp_path):
             assert press.read("Speed").value == 5
 
 
-@pytest.mark.parametrize("tags, words", [("no/such.csv", "no/such.csv"), ([], "tags"), (5, "tags")])
+@pytest.mark.parametrize("tags, words", [("no/such.csv", "folder no/such.csv: .*runs in /"), ([], "tags"), (5, "tags")])
 def test_tags_that_are_not_there(tags, words):
     with pytest.raises(plc_client.Error, match=words):
         plc_client.Simulator(tags)
