@@ -304,7 +304,7 @@ struct Options {
   std::vector<std::string> tags;   // folders, of which every PLC<address>_<area>.csv is taken, or files of any name
   uint16_t area = 0;               // of files that are named themselves
   std::string driver = "guarded";  // "guarded", "contract", or the path of a library
-  uint32_t reply_timeout_s = 2;    // for each reply
+  uint32_t reply_timeout_s = 2;    // for each reply, 1 to 86400
   uint32_t delay_ms = 0;           // before each call, for controllers that need a rest
   // After a failed connect nothing is tried for so long; twice as long after each further one, up to the longest.
   std::chrono::milliseconds first_pause{100};

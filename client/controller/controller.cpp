@@ -46,7 +46,9 @@ uint32_t resolve_address(const std::string& address) {
 
 core::Target target_of(const Options& options) {
   if (options.port == 0) throw Error("port 0 is none: give one from 1 to 65535");
-  if (options.reply_timeout_s > kLongestTimeoutS) throw Error("a reply time-out is at most 86400 s");
+  if (options.reply_timeout_s == 0 || options.reply_timeout_s > kLongestTimeoutS) {
+    throw Error("a reply time-out is from 1 to 86400 s");
+  }
   if (options.delay_ms > kLongestDelayMs) throw Error("a delay is at most 1000 ms");
   return {resolve_address(options.address), options.port, options.area, options.reply_timeout_s, options.delay_ms};
 }

@@ -100,7 +100,9 @@ TEST_F(MistakesTest, Address_IsNamed) {
   EXPECT_EQ(made(wrong), "a delay is at most 1000 ms");
   wrong = options();
   wrong.reply_timeout_s = 86401;
-  EXPECT_EQ(made(wrong), "a reply time-out is at most 86400 s");
+  EXPECT_EQ(made(wrong), "a reply time-out is from 1 to 86400 s");
+  wrong.reply_timeout_s = 0;
+  EXPECT_EQ(made(wrong), "a reply time-out is from 1 to 86400 s");
 }
 
 TEST_F(MistakesTest, Driver_IsNamed) {
