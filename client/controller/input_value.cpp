@@ -132,8 +132,9 @@ uint64_t element_bits(const TagReference& reference, const Input& input) {
 
 void take_list(const TagReference& reference, const Input& input, size_t depth, TagValue& value) {
   if (depth == reference.extents.size()) {
-    if (input.form() == Form::kList)
+    if (input.form() == Form::kList) {
       mismatch(reference, "the list has more dimensions than what it is to be written to");
+    }
     value.elements.push_back(element_bits(reference, input));
     return;
   }

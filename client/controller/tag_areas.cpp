@@ -144,6 +144,10 @@ void demand_scope(const core::Tag& tag, std::string_view name) {
                         {tag.qualified_name});
 }
 
+[[noreturn]] void refuse_two(const std::string& name, const std::string& file, const std::string& other) {
+  throw UnknownVariable(name + ": both " + file + " and " + other + " declare it: use a Controller for each area");
+}
+
 FoundVariable find_in(const TagArea& area, std::string_view name) {
   try {
     return {core::find_reference(area.list, name), area.area, {}};
@@ -262,10 +266,7 @@ FoundVariable TagAreas::find(std::string_view name) const {
       try {
         FoundVariable here = find_in(*area, name);
         demand_scope(*here.reference.tag, name);
-        if (found) {
-          throw UnknownVariable(text + ": both " + file + " and " + area->path +
-                                " declare it: use a Controller for each area");
-        }
+        if (found) refuse_two(text, file, area->path);
         found = std::move(here);
         file = area->path;
       } catch (const core::NoSuchName&) {

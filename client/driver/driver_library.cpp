@@ -138,12 +138,12 @@ std::vector<std::string> guarded_library_paths() {
 }
 
 std::string find_driver_file(const std::string& choice) {
-  const std::string path = chosen_path(choice);
+  std::string path = chosen_path(choice);
   if (path.find('/') != std::string::npos) return path;
   void* handle = open_library(path);
   const link_map* map = nullptr;
   const bool is_told = dlinfo(handle, RTLD_DI_LINKMAP, &map) == 0;
-  const std::string file = is_told ? map->l_name : path;
+  std::string file = is_told ? map->l_name : path;
   dlclose(handle);
   return file;
 }

@@ -54,8 +54,9 @@ std::optional<double> batch_load(const PlannedVariable& variable, bool is_guarde
   if (variable.is_alone || why_not_batched(variable.reference, is_guarded)) return std::nullopt;
   try {
     double load = 0;
-    for (const Batch& batch : plan_batches({variable.reference}, {0}, is_guarded))
+    for (const Batch& batch : plan_batches({variable.reference}, {0}, is_guarded)) {
       load += frame_load(batch, is_guarded);
+    }
     return load;
   } catch (const PlanError&) {
     return std::nullopt;
@@ -127,6 +128,32 @@ void reserve_values(PlannedVariable& variable) {
   }
 }
 
+using SingleSteps = std::map<size_t, std::vector<ReadStep>>;
+
+// False when nothing can ask for the variable, which then says why.
+bool plan_singly(PlannedVariable& variable, size_t number, bool is_guarded, SingleSteps& singles) {
+  if (!variable.impossible.empty()) return false;
+  reserve_values(variable);
+  try {
+    singles[number] = single_steps(variable, number, is_guarded);
+    return true;
+  } catch (const PlanError& error) {
+    variable.impossible = error.what();
+    return false;
+  }
+}
+
+void add_singles(ReadPlan& plan, SingleSteps& singles) {
+  uint32_t most = 0;
+  for (auto& [variable, steps] : singles) {
+    for (ReadStep& step : steps) {
+      most = std::max(most, step.count);
+      plan.steps.push_back(std::move(step));
+    }
+  }
+  plan.buffer = GuardedBuffer(singles.empty() ? 0 : read_buffer_bytes(most));
+}
+
 }  // namespace
 
 void plan_steps(ReadPlan& plan) {
@@ -134,18 +161,11 @@ void plan_steps(ReadPlan& plan) {
   plan.is_stale = false;
   std::vector<TagReference> references;
   std::map<std::pair<uint16_t, std::string>, std::vector<Choice>> groups;
-  std::map<size_t, std::vector<ReadStep>> singles;
+  SingleSteps singles;
   for (size_t i = 0; i < plan.variables.size(); ++i) {
     PlannedVariable& variable = plan.variables[i];
     references.push_back(variable.reference);
-    if (!variable.impossible.empty()) continue;
-    reserve_values(variable);
-    try {
-      singles[i] = single_steps(variable, i, plan.is_guarded);
-    } catch (const PlanError& error) {
-      variable.impossible = error.what();
-      continue;
-    }
+    if (!plan_singly(variable, i, plan.is_guarded, singles)) continue;
     const std::optional<double> load = batch_load(variable, plan.is_guarded);
     if (!load) continue;
     groups[{variable.area, scope_key(variable.reference)}].push_back({i, *load, kExchangesPerRead * singles[i].size()});
@@ -157,14 +177,7 @@ void plan_steps(ReadPlan& plan) {
     if (!add_batches(plan, references, batched, key.first, single_cost)) continue;
     for (const size_t variable : batched) singles.erase(variable);
   }
-  uint32_t most = 0;
-  for (auto& [variable, steps] : singles) {
-    for (ReadStep& step : steps) {
-      most = std::max(most, step.count);
-      plan.steps.push_back(std::move(step));
-    }
-  }
-  plan.buffer = GuardedBuffer(singles.empty() ? 0 : read_buffer_bytes(most));
+  add_singles(plan, singles);
 }
 
 size_t exchange_count(const ReadPlan& plan) {
