@@ -38,7 +38,7 @@ void Machine::serve(Link& link, const Pending& request) {
 }
 
 plc_client::Options User::with_pauses(plc_client::Options options, unsigned number) {
-  constexpr uint32_t kTimeouts[] = {1, 1, 2, 0, 1, 30, 1, 3};
+  constexpr uint32_t kTimeouts[] = {1, 1, 2, 1, 1, 30, 1, 3};
   constexpr int kFirstPauseMs[] = {0, 1, 0, 5, 0, 1, 20, 0};
   constexpr uint32_t kDelays[] = {0, 0, 0, 0, 0, 0, 0, 7};
   options.reply_timeout_s = kTimeouts[number % 8];
