@@ -10,6 +10,7 @@ import json
 import os
 import pathlib
 import select
+import signal
 import subprocess
 import sys
 import tempfile
@@ -50,7 +51,8 @@ class Browser:
                      f"--user-data-dir={profile}",
                      "--remote-debugging-pipe", "about:blank"]
         self.process = subprocess.Popen(arguments, preexec_fn=give_pipes, close_fds=False, stdin=subprocess.DEVNULL,
-                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                                        start_new_session=True)
         os.close(to_browser)
         os.close(from_browser)
         self.received = b""
@@ -104,6 +106,18 @@ class Browser:
         os.close(self.write_end)
         self.process.terminate()
         self.process.wait(WAIT_S)
+        self.end_helpers()
+
+    def end_helpers(self):
+        """The browser's other processes outlive it for a moment, and write into its profile meanwhile."""
+        until = time.monotonic() + WAIT_S
+        try:
+            while time.monotonic() < until:
+                os.killpg(self.process.pid, signal.SIGKILL)
+                time.sleep(0.01)
+        except ProcessLookupError:
+            return
+        raise SystemExit("processes of the browser do not end")
 
 
 def value_of(name):
