@@ -12,7 +12,7 @@ FOLDER = pathlib.Path(__file__).resolve().parent
 TESTS = FOLDER.parent.parent
 sys.path[:0] = [str(TESTS / "driver" / "abi"), str(TESTS.parent / "packaging")]
 from check_hardening import dynamic_entries, segment_problems  # noqa: E402
-from check_library import dynamic_symbols  # noqa: E402
+from check_library import dynamic_symbols, run_check, soname_problems  # noqa: E402
 
 EXPORTS = FOLDER / "exports.txt"
 SONAME = "libplc_client.so.1"
@@ -39,8 +39,7 @@ def check_exports(library):
 
 def check_soname(library):
     """The library's own name carries its ABI version."""
-    found = dynamic_entries(library, "SONAME")
-    return [] if len(found) == 1 and f"[{SONAME}]" in found[0] else [f"soname: {found}"]
+    return soname_problems(library, SONAME)
 
 
 def check_needed(library):
@@ -72,13 +71,7 @@ def main():
     if len(sys.argv) == 3 and sys.argv[1] == "record":
         EXPORTS.write_text("".join(f"{name}\n" for name in sorted(exported_names(sys.argv[2]))), encoding="ascii")
         return 0
-    if len(sys.argv) != 3 or f"check_{sys.argv[1]}" not in globals():
-        print(__doc__, file=sys.stderr)
-        return 2
-    problems = globals()[f"check_{sys.argv[1]}"](sys.argv[2])
-    for problem in problems:
-        print(problem)
-    return 1 if problems else 0
+    return run_check(globals(), __doc__, sys.argv[1:])
 
 
 if __name__ == "__main__":

@@ -25,6 +25,11 @@ def dynamic_symbols(library):
             yield fields[3], fields[4], fields[6] != "UND", name
 
 
+def soname_problems(library, soname):
+    found = dynamic_entries(library, "SONAME")
+    return [] if len(found) == 1 and f"[{soname}]" in found[0] else [f"soname: {found}"]
+
+
 def check_exports(library):
     """The exported names, each in its version node, are the checked-in ones."""
     expected = set((FOLDER / "exports.txt").read_text(encoding="ascii").split("\n")) - {""}
@@ -41,8 +46,7 @@ def check_exports(library):
 
 def check_soname(library):
     """The library's own name carries its ABI version."""
-    found = dynamic_entries(library, "SONAME")
-    return [] if len(found) == 1 and f"[{SONAME}]" in found[0] else [f"soname: {found}"]
+    return soname_problems(library, SONAME)
 
 
 def check_needed(library):
@@ -82,15 +86,16 @@ def check_abi(library):
     return [] if done.returncode == 0 else done.stdout.strip().split("\n")
 
 
-def main():
-    if len(sys.argv) != 3 or f"check_{sys.argv[1]}" not in globals():
-        print(__doc__, file=sys.stderr)
+def run_check(checks, usage, arguments):
+    """Runs the check_NAME of checks on a library, both named by the arguments; returns the exit code."""
+    if len(arguments) != 2 or f"check_{arguments[0]}" not in checks:
+        print(usage, file=sys.stderr)
         return 2
-    problems = globals()[f"check_{sys.argv[1]}"](sys.argv[2])
+    problems = checks[f"check_{arguments[0]}"](arguments[1])
     for problem in problems:
         print(problem)
     return 1 if problems else 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(run_check(globals(), __doc__, sys.argv[1:]))
