@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -113,12 +115,20 @@ TEST(ScriptedPeer, SendNow_SendsWhatNoRequestAskedFor) {
 
 TEST(ScriptedPeer, OtherLoopbackAddress_IsListenedOnThere) {
   constexpr uint32_t kSecondAddress = 0x7F000002;
-  ScriptedPeer peer({answer_raw(from_hex("07"))}, kSecondAddress);
-  const ScopedDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in address{};
   address.sin_family = AF_INET;
-  address.sin_port = htons(peer.port());
   address.sin_addr.s_addr = htonl(plc_test::kLoopbackAddress);
+  // Its port on the first address is held here, bound and not listened on: a test beside this one may have it there,
+  // and would answer. Such a peer is given up and another port taken.
+  std::vector<std::unique_ptr<ScriptedPeer>> peers;
+  ScopedDescriptor holder;
+  do {
+    peers.push_back(std::make_unique<ScriptedPeer>(std::vector<PeerStep>{answer_raw(from_hex("07"))}, kSecondAddress));
+    address.sin_port = htons(peers.back()->port());
+    holder.reset(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  } while (bind(holder.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 && peers.size() < 100);
+
+  const ScopedDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   EXPECT_EQ(connect(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), -1);
   address.sin_addr.s_addr = htonl(kSecondAddress);
   const ScopedDescriptor other(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
