@@ -1,0 +1,67 @@
+// The gateway's configuration: one TOML file for one controller, checked as a whole before anything runs.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/plc_gateway/model/variable.h"
+
+namespace plc_gateway {
+
+struct PollGroup {
+  Ms every_ms = 1000;
+  std::vector<std::string> names;  // as written: globs and references
+  double deadband = 0;
+};
+
+struct Config {
+  std::string file;
+
+  std::string device;  // [controller] name
+  plc_client::Options controller;
+
+  std::string broker_host;
+  uint16_t broker_port = 1883;
+  bool tls = false;
+  std::string username, password_file, ca_file, cert_file, key_file;
+  uint32_t keep_alive_s = 10;
+  bool mqtt5 = false;
+
+  std::string group, edge_node, primary_host;
+  std::string json_topic;  // with {name}; empty: none
+
+  std::vector<PollGroup> polls;
+  std::vector<CommandRule> commands;
+
+  std::string journal_folder;
+  uint64_t journal_bytes = 512ULL << 20;
+
+  std::string metrics_host;  // empty: none
+  uint16_t metrics_port = 0;
+
+  // Made of the above with the tag files: what is polled, in the order of the groups and their names. A variable that
+  // several groups name belongs to the first of them.
+  std::vector<Variable> variables;
+};
+
+// One thing that is wrong, or worth knowing.
+struct Finding {
+  bool is_error = true;
+  std::string file;
+  uint32_t line = 0;    // from 1; 0: of the whole file
+  uint32_t column = 0;  // from 1
+  std::string text;     // a sentence, with the remedy
+};
+
+struct ConfigResult {
+  Config config;
+  std::vector<Finding> findings;
+  bool ok() const;  // no finding is an error
+};
+
+// Never throws for what stands in the file.
+ConfigResult load_config(const std::string& file);
+
+}  // namespace plc_gateway

@@ -1,0 +1,87 @@
+// Payloads of the standard: written for births, data and deaths, read for commands and the state of a host.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/plc_gateway/model/variable.h"
+
+namespace plc_gateway {
+
+// The standard's quality codes.
+constexpr int32_t kQualityBad = 0;
+constexpr int32_t kQualityGood = 192;
+constexpr int32_t kQualityStale = 500;
+
+// A metric of the node itself, not of a variable: "bdSeq", "Node Control/Rebirth", what the gateway tells of itself.
+struct NodeMetric {
+  std::string name;
+  uint64_t alias = 0;  // 0: none
+  DataType type = DataType::kInt64;
+  bool has_value = true;
+  uint64_t number = 0;  // of integers (two's complement) and Boolean
+  std::string text;     // of String
+  Ms time = 0;
+};
+
+// Collects the metrics of one message. The bytes are the standard's protobuf encoding.
+class PayloadWriter {
+ public:
+  // Name, datatype, alias and value, or null with a quality: as births have them. Nullptr for a sample: the variable
+  // was not read since it became part of the birth (null, stale).
+  void birth(const Variable& variable, uint64_t alias, const Sample* sample, Ms now);
+  // Alias and value alone; null with quality bad when not good; the quality too when it has just become good again.
+  void data(const Variable& variable, uint64_t alias, const Sample& sample, bool historical, bool tell_quality);
+  void birth(const NodeMetric& metric);
+  void data(const NodeMetric& metric);  // by alias when it has one
+
+  size_t metrics() const;
+  size_t bytes() const;  // so far
+  // The whole payload, and the writer is empty again. Without seq for NDEATH.
+  std::string finish(Ms timestamp, std::optional<uint64_t> seq);
+
+ private:
+  std::string metrics_;
+  size_t count_ = 0;
+};
+
+// A metric of a command.
+struct CommandMetric {
+  std::string name;  // empty when it has none
+  std::optional<uint64_t> alias;
+  std::optional<uint32_t> datatype;
+  std::optional<Ms> time;
+  bool is_null = false;
+  enum class Form : uint8_t { kNone, kInt, kLong, kFloat, kDouble, kBool, kString, kBytes, kOther } form = Form::kNone;
+  uint64_t number = 0;  // kInt, kLong, kBool
+  double real = 0;      // kFloat, kDouble
+  std::string text;     // kString, kBytes
+};
+
+struct CommandMessage {
+  std::optional<Ms> time;
+  std::vector<CommandMetric> metrics;
+};
+
+// Nothing when the bytes are no payload of the standard. Any bytes are safe.
+std::optional<CommandMessage> read_command(std::string_view payload);
+
+struct HostState {
+  bool online = false;
+  Ms time = 0;
+};
+
+// Nothing when the text is no state of a host: {"online": true, "timestamp": 1700000000000}.
+std::optional<HostState> read_host_state(std::string_view payload);
+
+// An array's elements as the standard packs them, from their bits; and back, nothing when the bytes do not fit.
+std::string pack_array(DataType type, const std::vector<uint64_t>& elements);
+std::optional<std::vector<uint64_t>> unpack_array(DataType type, std::string_view bytes);
+
+// The {"value":...,"quality":"good","time":"2026-..."} of a variable's sample; "historical":true where it is.
+std::string json_of(const Variable& variable, const Sample& sample, bool historical);
+
+}  // namespace plc_gateway
