@@ -61,7 +61,7 @@ class Journal {
   Journal(const Journal&) = delete;
   Journal& operator=(const Journal&) = delete;
 
-  // Of a variable, from 1.
+  // Of a variable, from 1; of retired ones too.
   uint64_t alias(uint32_t variable) const;
 
   // Variables of earlier configurations, of which rows are stored: their names and types, in the order of their

@@ -26,6 +26,7 @@ enum class DataType : uint8_t {
   kDouble = 10,
   kBoolean = 11,
   kString = 12,
+  kDateTime = 13,  // milliseconds since 1970 UTC
   kBytes = 17,
   kInt8Array = 22,
   kInt16Array = 23,

@@ -1,0 +1,77 @@
+// The controller's side of the edge node: finds the controller, reads what is due, puts what changed into the journal,
+// and carries out writes.
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "tools/plc_gateway/journal/journal.h"
+#include "tools/plc_gateway/model/counters.h"
+#include "tools/plc_gateway/node/seams.h"
+#include "tools/plc_gateway/poll/schedule.h"
+
+namespace plc_gateway {
+
+class Device {
+ public:
+  // All references outlive it.
+  Device(const std::vector<Variable>& variables, const std::vector<Ms>& periods, const std::vector<Piece>& pieces,
+         const Clock& clock, ControllerPort& port, Journal& journal, Counters& counters);
+
+  void start();
+  // Nothing more is begun; what is under way ends.
+  void stop() { stopped_ = true; }
+
+  // To be called when next_ms() has come, and after each event.
+  void step();
+  void on_read(const ReadResult& result);
+  // Hands the job to the controller as soon as it is free; `ended` is called once, from on_written or when the
+  // controller is lost before the job was begun. False when too many are waiting.
+  using WriteEnded = std::function<void(const WriteJob&, const WriteOutcome&)>;
+  bool write(const WriteJob& job, WriteEnded ended);
+  void on_written(const WriteOutcome& outcome);
+
+  // Every variable was read since the controller was found, and it still answers.
+  bool alive() const { return state_ == State::kAlive; }
+  // What was read last. Nullptr: not since the controller was found.
+  const Sample* current(uint32_t variable) const { return known_[variable] != 0 ? &current_[variable] : nullptr; }
+  // A steady time. Nothing: it waits for an answer.
+  std::optional<Ms> next_ms() const;
+
+ private:
+  enum class State : uint8_t { kSearching, kRound, kAlive };
+  struct Write {
+    WriteJob job;
+    WriteEnded ended;
+  };
+
+  void take(const ReadResult& result);
+  void lose(const ReadResult& result);
+  void finish_round();
+  void flush();
+  void start_read(size_t piece);
+
+  const std::vector<Variable>& variables_;
+  const std::vector<Piece>& pieces_;
+  const Clock& clock_;
+  ControllerPort& port_;
+  Journal& journal_;
+  Counters& counters_;
+  Schedule schedule_;
+
+  State state_ = State::kSearching;
+  bool stopped_ = false;
+  bool busy_ = false;
+  Ms probe_ms_ = 0;   // when the controller is looked for again
+  size_t round_ = 0;  // pieces of the round that were read
+  std::vector<Sample> current_;
+  std::vector<uint8_t> known_;
+  std::vector<Sample> published_;  // what the journal has of each variable last
+  std::vector<Sample> pending_;    // changes that are not in the journal yet
+  Ms pending_ms_ = 0;              // steady time of the first of them
+  std::deque<Write> writes_;
+};
+
+}  // namespace plc_gateway

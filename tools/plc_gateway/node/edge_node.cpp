@@ -1,0 +1,142 @@
+// Hands events to the controller's side and to the broker's, and commands to the desk that decides on them.
+#include "tools/plc_gateway/node/edge_node.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace plc_gateway {
+
+EdgeNode::EdgeNode(EdgeNodeOptions options, const Clock& clock, ControllerPort& controller, BrokerPort& broker,
+                   Journal& journal)
+    : variables_(std::move(options.variables)),
+      pieces_(std::move(options.pieces)),
+      topics_(options.session.topics),
+      clock_(clock),
+      desk_(std::move(options.rules)),
+      device_(variables_, options.periods, pieces_, clock, controller, journal, counters_),
+      session_(std::move(options.session), variables_, clock, broker, journal, device_, counters_) {}
+
+void EdgeNode::start() {
+  device_.start();
+  session_.start();
+  step();
+}
+
+void EdgeNode::stop() {
+  device_.stop();
+  session_.stop();
+  step();
+}
+
+// What was read goes into the journal before the broker hears of it.
+void EdgeNode::step() {
+  device_.step();
+  session_.step();
+}
+
+std::optional<Ms> EdgeNode::next_ms() const {
+  const std::optional<Ms> device = device_.next_ms();
+  const std::optional<Ms> session = session_.next_ms();
+  if (device && session) return std::min(*device, *session);
+  return device ? device : session;
+}
+
+void EdgeNode::on_read(const ReadResult& result) {
+  device_.on_read(result);
+  step();
+}
+
+void EdgeNode::on_written(const WriteOutcome& outcome) {
+  device_.on_written(outcome);
+  step();
+}
+
+void EdgeNode::on_connected() {
+  session_.on_connected();
+  step();
+}
+
+void EdgeNode::on_disconnected(const std::string& reason) {
+  session_.on_disconnected(reason);
+  step();
+}
+
+void EdgeNode::on_subscribed(bool ok) {
+  session_.on_subscribed(ok);
+  step();
+}
+
+void EdgeNode::on_acknowledged(int id) {
+  session_.on_acknowledged(id);
+  step();
+}
+
+void EdgeNode::on_message(const Message& message) {
+  if (message.topic == topics_.node_command) {
+    on_node_command(message);
+  } else if (message.topic == topics_.device_command) {
+    on_device_command(message);
+  } else if (!topics_.host_state.empty() && message.topic == topics_.host_state) {
+    session_.on_host_state(message.payload);
+  }
+  step();
+}
+
+void EdgeNode::refuse(const Refusal& refusal) {
+  ++counters_.commands[refusal.kind];
+  session_.tell({refusal.name, "refused", refusal.reason, clock_.wall_ms()});
+}
+
+void EdgeNode::on_node_command(const Message& message) {
+  const std::optional<CommandMessage> command = read_command(message.payload);
+  if (!command) {
+    refuse({"", "the message is no payload of the standard", "malformed"});
+    return;
+  }
+  for (const CommandMetric& metric : command->metrics) {
+    if (metric.name != "Node Control/Rebirth") {
+      refuse({metric.name, "the node takes no command but Node Control/Rebirth", "not-listed"});
+    } else if (message.retained) {
+      refuse({metric.name, "the message was retained: it was not meant for now", "retained"});
+    } else if (metric.form != CommandMetric::Form::kBool || metric.number == 0) {
+      refuse({metric.name, "a rebirth is asked for with the Boolean true", "type"});
+    } else {
+      ++counters_.commands["rebirth"];
+      session_.request_rebirth();
+    }
+  }
+}
+
+void EdgeNode::on_device_command(const Message& message) {
+  const std::optional<CommandMessage> command = read_command(message.payload);
+  if (!command) {
+    refuse({"", "the message is no payload of the standard", "malformed"});
+    return;
+  }
+  const std::vector<CommandDesk::Decision> decisions =
+      desk_.decide(*command, message.retained, clock_.wall_ms(), clock_.steady_ms(), session_.names());
+  for (const CommandDesk::Decision& decision : decisions) {
+    if (const auto* refusal = std::get_if<Refusal>(&decision)) {
+      refuse(*refusal);
+      continue;
+    }
+    const auto& job = std::get<WriteJob>(decision);
+    const std::string& name = desk_.rules()[job.rule].name;
+    if (!device_.alive()) {
+      refuse({name, "the controller does not answer", "device-lost"});
+    } else if (!device_.write(
+                   job, [this](const WriteJob& ended, const WriteOutcome& outcome) { end_write(ended, outcome); })) {
+      refuse({name, "too many commands are waiting for the controller", "busy"});
+    }
+  }
+}
+
+void EdgeNode::end_write(const WriteJob& job, const WriteOutcome& outcome) {
+  const char* result = outcome.outcome == plc_client::Outcome::kDone      ? "done"
+                       : outcome.outcome == plc_client::Outcome::kNotDone ? "failed"
+                                                                          : "unknown";
+  ++counters_.commands[result];
+  session_.tell({desk_.rules()[job.rule].name, result, outcome.error, outcome.time});
+}
+
+}  // namespace plc_gateway

@@ -1,0 +1,230 @@
+// The connection to the broker: coming and going, the primary host, stopping.
+#include "tools/plc_gateway/node/session.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace plc_gateway {
+namespace {
+
+constexpr Ms kAnswerMs = 10000;    // of a broker to a connect or a subscription
+constexpr Ms kFirstPauseMs = 100;  // before the connect after a lost connection
+constexpr Ms kLongestPauseMs = 5000;
+constexpr Ms kDiskPauseMs = 1000;  // before the disk is asked again for a bdSeq
+constexpr Ms kBirthPauseMs = 200;  // between births that hosts ask for
+constexpr Ms kStopMs = 1000;       // for the last acknowledgment
+constexpr Ms kLookMs = 1000;       // between looks at the journal's counters
+constexpr Ms kHistoryTickMs = 10;
+
+}  // namespace
+
+Session::Session(SessionOptions options, const std::vector<Variable>& variables, const Clock& clock, BrokerPort& broker,
+                 Journal& journal, const Device& device, Counters& counters)
+    : options_(std::move(options)),
+      variables_(variables),
+      clock_(clock),
+      broker_(broker),
+      journal_(journal),
+      device_(device),
+      counters_(counters),
+      birth_times_(variables.size()),
+      told_bad_(variables.size()) {}
+
+void Session::start() { connect_at_ms_ = clock_.steady_ms(); }
+
+void Session::connect(Ms now) {
+  const std::optional<uint64_t> number = journal_.next_bd_seq();
+  if (!number) {
+    last_problem_ = "the journal's disk refuses the number of the next connection";
+    connect_at_ms_ = now + kDiskPauseMs;
+    return;
+  }
+  bd_seq_ = *number;
+  counters_.last_bd_seq = bd_seq_;
+  link_ = Link::kConnecting;
+  answer_by_ms_ = now + kAnswerMs;
+  broker_.connect({options_.topics.node_death, death_payload(), 1, false});
+}
+
+std::string Session::death_payload() const {
+  PayloadWriter writer;
+  NodeMetric number;
+  number.name = "bdSeq";
+  number.number = bd_seq_;
+  number.time = clock_.wall_ms();
+  writer.birth(number);
+  return writer.finish(number.time, std::nullopt);
+}
+
+void Session::on_connected() {
+  if (link_ != Link::kConnecting) return;
+  ++counters_.broker_connects;
+  counters_.broker_connected = true;
+  link_ = Link::kSubscribing;
+  answer_by_ms_ = clock_.steady_ms() + kAnswerMs;
+  std::vector<std::string> filters = {options_.topics.node_command, options_.topics.device_command};
+  if (!options_.topics.host_state.empty()) filters.push_back(options_.topics.host_state);
+  if (!broker_.subscribe(filters)) leave("the subscription to commands could not be sent", true);
+}
+
+void Session::on_subscribed(bool ok) {
+  if (link_ != Link::kSubscribing) return;
+  if (!ok) {
+    leave("the broker refused the subscription to commands: its rules for this user must allow NCMD and DCMD", true);
+    return;
+  }
+  if (!options_.topics.host_state.empty() && !host_online_) {
+    link_ = Link::kWaitingForHost;
+    return;
+  }
+  go_online();
+}
+
+void Session::on_disconnected(const std::string& reason) {
+  if (link_ == Link::kDown || link_ == Link::kStopped) return;
+  leave(reason, false);
+}
+
+// What is not known to be at the broker stays in the journal, and is history from now on.
+void Session::leave(const std::string& reason, bool drop) {
+  if (link_ == Link::kConnecting || link_ == Link::kSubscribing) ++counters_.broker_refused;
+  if (link_ == Link::kOnline) ++counters_.broker_losses;
+  if (drop) broker_.drop();
+  last_problem_ = reason;
+  link_ = Link::kDown;
+  counters_.broker_connected = false;
+  counters_.births_out = false;
+  counters_.unfenced_values = 0;
+  // What the broker said of the host holds for its connection; the times of what was said go on counting.
+  host_online_ = false;
+  rebirth_wanted_ = false;
+  device_born_ = false;
+  unfenced_.clear();
+  unfenced_bytes_ = unfenced_messages_ = sent_bytes_ = sent_messages_ = 0;
+  fence_.reset();
+  fenced_ = 0;
+  history_.clear();
+  connect_at_ms_ = clock_.steady_ms() + pause_ms_ + (pause_ms_ > 0 ? options_.jitter % (pause_ms_ / 2 + 1) : 0);
+  pause_ms_ = std::clamp(2 * pause_ms_, kFirstPauseMs, kLongestPauseMs);
+}
+
+void Session::go_online() {
+  const Ms now = clock_.steady_ms();
+  link_ = Link::kOnline;
+  fence_ms_ = now;
+  budget_ms_ = now;
+  look_ms_ = now;
+  history_budget_ = 0;
+  history_.clear();
+  live_next_ = std::max<uint64_t>(journal_.first_id(), 1);
+  told_dropped_ = journal_.counters().dropped;
+  pause_ms_ = kFirstPauseMs;
+  births();
+}
+
+void Session::on_host_state(std::string_view payload) {
+  const std::optional<HostState> state = read_host_state(payload);
+  if (!state) return;
+  // Of an earlier connection of the host, delivered late.
+  const std::optional<Ms>& counts_from = state->online ? host_time_ : host_online_time_;
+  if (counts_from && state->time < *counts_from) return;
+  host_time_ = host_time_ ? std::max(*host_time_, state->time) : state->time;
+  host_online_ = state->online;
+  if (state->online) {
+    host_online_time_ = state->time;
+    if (link_ == Link::kWaitingForHost) go_online();
+    return;
+  }
+  if (link_ != Link::kOnline) return;
+  send(options_.topics.node_death, death_payload(), 0);
+  if (link_ != Link::kOnline) return;
+  broker_.disconnect();
+  leave("the primary host is offline", false);
+}
+
+void Session::request_rebirth() {
+  if (link_ == Link::kOnline) rebirth_wanted_ = true;
+}
+
+void Session::stop() {
+  stopping_ = true;
+  stop_by_ms_ = clock_.steady_ms() + kStopMs;
+}
+
+void Session::finish_stop(Ms now) {
+  if (link_ == Link::kOnline) {
+    if (!unfenced_.empty() && now < stop_by_ms_) return;
+    send(options_.topics.node_death, death_payload(), 0);
+  }
+  if (link_ != Link::kDown) broker_.disconnect();
+  link_ = Link::kStopped;
+  counters_.broker_connected = false;
+  counters_.births_out = false;
+}
+
+void Session::step() {
+  const Ms now = clock_.steady_ms();
+  switch (link_) {
+    case Link::kDown:
+      if (!stopping_ && now >= connect_at_ms_) connect(now);
+      break;
+    case Link::kConnecting:
+    case Link::kSubscribing:
+      if (now >= answer_by_ms_) leave("the broker does not answer", true);
+      break;
+    case Link::kOnline:
+      step_online(now);
+      break;
+    case Link::kWaitingForHost:
+    case Link::kStopped:
+      break;
+  }
+  if (stopping_ && link_ != Link::kStopped) finish_stop(now);
+}
+
+void Session::step_online(Ms now) {
+  if (fence_ && now - fence_ms_ >= options_.keep_alive_ms) {
+    ++counters_.fences_overdue;
+    leave("the broker takes messages and acknowledges none", true);
+    return;
+  }
+  if (rebirth_wanted_) {
+    if (now - birth_ms_ < kBirthPauseMs) return;  // no data before the births that were asked for
+    ++counters_.rebirths;
+    leave_to_history();
+    if (!births()) return;
+  }
+  publish_live();
+  if (link_ == Link::kOnline && !stopping_) publish_history(now);
+  if (link_ == Link::kOnline && now >= look_ms_) {
+    look_ms_ = now + kLookMs;
+    if (journal_.counters().dropped != told_dropped_) tell_node(false, true);
+  }
+  if (link_ == Link::kOnline) tell_command(now);
+  if (link_ == Link::kOnline) fence(now);
+}
+
+std::optional<Ms> Session::next_ms() const {
+  switch (link_) {
+    case Link::kDown:
+      return connect_at_ms_;
+    case Link::kConnecting:
+    case Link::kSubscribing:
+      return answer_by_ms_;
+    case Link::kWaitingForHost:
+    case Link::kStopped:
+      return std::nullopt;
+    case Link::kOnline:
+      break;
+  }
+  Ms soonest = look_ms_;
+  if (fence_) soonest = std::min(soonest, fence_ms_ + options_.keep_alive_ms);
+  if (!fence_ && !unfenced_.empty()) soonest = std::min(soonest, fence_ms_ + kFenceMs);
+  if (command_untold_) soonest = std::min(soonest, command_ms_ + kFenceMs);
+  if (rebirth_wanted_) soonest = std::min(soonest, birth_ms_ + kBirthPauseMs);
+  if (device_born_ && !history_.empty() && window_open()) soonest = std::min(soonest, budget_ms_ + kHistoryTickMs);
+  if (stopping_) soonest = std::min(soonest, stop_by_ms_);
+  return soonest;
+}
+
+}  // namespace plc_gateway

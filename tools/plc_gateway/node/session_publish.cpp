@@ -1,0 +1,309 @@
+// What is published: births, live changes, history, and the fences behind them.
+#include <algorithm>
+#include <utility>
+
+#include "tools/plc_gateway/node/session.h"
+
+namespace plc_gateway {
+namespace {
+
+// What may be on its way without an acknowledged fence behind it: a broker that stands still costs no more memory.
+constexpr size_t kMostUnfencedBytes = 512 * 1024;
+constexpr size_t kMostUnfencedMessages = 1000;
+constexpr size_t kMostMessageBytes = 48 * 1024;
+constexpr size_t kRowsAtOnceValues = 2000;  // of the journal, in memory
+constexpr double kHistoryPerMs = 20;        // values: 20,000 a second
+constexpr double kHistoryBurst = 2000;
+
+}  // namespace
+
+const Variable& Session::variable(uint32_t index) const {
+  return index < variables_.size() ? variables_[index] : journal_.retired()[index - variables_.size()];
+}
+
+bool Session::window_open() const {
+  return unfenced_bytes_ < kMostUnfencedBytes && unfenced_messages_ < kMostUnfencedMessages;
+}
+
+bool Session::send(const std::string& topic, std::string payload, int qos) {
+  const size_t bytes = topic.size() + payload.size();
+  if (!broker_.publish({topic, std::move(payload), qos, false})) {
+    leave("the broker's connection takes no message", true);
+    return false;
+  }
+  ++counters_.messages;
+  sent_bytes_ += bytes;
+  ++sent_messages_;
+  return true;
+}
+
+// The number is given here and nowhere else: it counts what went out.
+bool Session::send_metrics(const std::string& topic) {
+  if (!send(topic, writer_.finish(clock_.wall_ms(), seq_), 0)) return false;
+  seq_ = (seq_ + 1) % 256;
+  return true;
+}
+
+// Rows that were published, with all messages since the last call.
+void Session::account(Range rows, size_t values) {
+  unfenced_.push_back({rows, values, sent_bytes_, sent_messages_});
+  unfenced_bytes_ += sent_bytes_;
+  unfenced_messages_ += sent_messages_;
+  sent_bytes_ = sent_messages_ = 0;
+  counters_.unfenced_values += values;
+}
+
+// ---------------------------------------------------------------------------------------------------- births
+
+bool Session::births() {
+  rebirth_wanted_ = false;
+  device_born_ = false;
+  birth_ms_ = clock_.steady_ms();
+  if (!node_birth()) return false;
+  account();
+  ++counters_.births;
+  counters_.births_out = true;
+  return !device_.alive() || device_birth();
+}
+
+void Session::write_node_metrics(bool birth, bool command, bool dropped) {
+  const Ms now = clock_.wall_ms();
+  const auto write = [&](const char* name, DataType type, bool has_value, uint64_t number, const std::string& text,
+                         Ms time) {
+    NodeMetric metric;
+    metric.name = name;
+    metric.type = type;
+    metric.has_value = has_value;
+    metric.number = number;
+    metric.text = text;
+    metric.time = time;
+    birth ? writer_.birth(metric) : writer_.data(metric);
+  };
+  if (command) {
+    const bool known = last_command_.has_value();
+    const CommandResult last = known ? *last_command_ : CommandResult{{}, {}, {}, now};
+    write("Last Command/Name", DataType::kString, known, 0, last.name, last.time);
+    write("Last Command/Result", DataType::kString, known, 0, last.result, last.time);
+    write("Last Command/Reason", DataType::kString, known, 0, last.reason, last.time);
+    write("Last Command/Time", DataType::kDateTime, known, static_cast<uint64_t>(last.time), {}, last.time);
+  }
+  if (birth) {
+    write("bdSeq", DataType::kInt64, true, bd_seq_, {}, now);
+    write("Node Control/Rebirth", DataType::kBoolean, true, 0, {}, now);
+    write("Gateway/Version", DataType::kString, true, 0, options_.version, now);
+  }
+  if (dropped) {
+    told_dropped_ = journal_.counters().dropped;
+    write("Journal/Dropped Values", DataType::kUInt64, true, told_dropped_, {}, now);
+  }
+}
+
+bool Session::node_birth() {
+  seq_ = 0;
+  command_untold_ = false;
+  write_node_metrics(true, true, true);
+  return send_metrics(options_.topics.node_birth);
+}
+
+// Holds every variable, in the order of the times of their values, and those of which only history is left.
+bool Session::device_birth() {
+  const Ms now = clock_.wall_ms();
+  std::vector<const Sample*> samples;
+  samples.reserve(variables_.size());
+  for (uint32_t i = 0; i < variables_.size(); ++i) samples.push_back(device_.current(i));
+  std::stable_sort(samples.begin(), samples.end(), [](const Sample* a, const Sample* b) { return a->time < b->time; });
+  names_.clear();
+  for (const Sample* sample : samples) {
+    const uint32_t index = sample->variable;
+    const uint64_t alias = journal_.alias(index);
+    writer_.birth(variables_[index], alias, sample, now);
+    names_[alias] = variables_[index].name;
+    birth_times_[index] = sample->good ? sample->time : 0;
+    told_bad_[index] = sample->good ? 0 : 1;
+  }
+  for (size_t i = 0; i < journal_.retired().size(); ++i) {
+    const uint64_t alias = journal_.alias(static_cast<uint32_t>(variables_.size() + i));
+    writer_.birth(journal_.retired()[i], alias, nullptr, now);
+  }
+  leave_to_history();
+  if (!send_metrics(options_.topics.device_birth)) return false;
+  device_born_ = true;
+  account();
+  if (options_.json_topic.empty()) return true;
+  std::vector<Sample> copies;
+  copies.reserve(samples.size());
+  for (const Sample* sample : samples) copies.push_back(*sample);
+  if (!publish_json(copies, false)) return false;
+  account();
+  return true;
+}
+
+// Rows that were not published live before a birth are older than it.
+void Session::leave_to_history() {
+  const uint64_t last = journal_.last_id();
+  if (live_next_ <= last && journal_.first_id() != 0) history_.push_back({live_next_, last});
+  live_next_ = std::max(live_next_, last + 1);
+}
+
+bool Session::tell_node(bool command, bool dropped) {
+  write_node_metrics(false, command, dropped);
+  if (!send_metrics(options_.topics.node_data)) return false;
+  account();
+  return true;
+}
+
+void Session::tell(const CommandResult& result) {
+  last_command_ = result;
+  command_untold_ = true;
+}
+
+// Of a flood of commands the last one of each tenth of a second is told.
+void Session::tell_command(Ms now) {
+  if (!command_untold_ || now - command_ms_ < kFenceMs) return;
+  command_ms_ = now;
+  command_untold_ = false;
+  tell_node(true, false);
+}
+
+// ---------------------------------------------------------------------------------------------------- data
+
+void Session::publish_live() {
+  while (link_ == Link::kOnline && window_open()) {
+    if (!device_born_ && (!device_.alive() || !device_birth())) return;
+    if (live_next_ > journal_.last_id()) return;
+    const std::vector<JournalRow> rows = journal_.read(live_next_, kRowsAtOnceValues);
+    if (rows.empty()) {
+      live_next_ = journal_.last_id() + 1;
+      return;
+    }
+    for (const JournalRow& row : rows) {
+      if (!publish_row(row, false)) return;
+      live_next_ = row.id + 1;
+      if (!device_born_ || !window_open()) break;
+    }
+  }
+}
+
+bool Session::publish_row(const JournalRow& row, bool historical) {
+  size_t values = 0;
+  if (row.kind == JournalRow::Kind::kLost) {
+    values = historical ? variables_.size() : 0;
+    if (!historical) {
+      device_born_ = false;
+      if (!send_metrics(options_.topics.device_death)) return false;
+    }
+    if (!publish_unknown(row.time, historical)) return false;
+  } else {
+    std::vector<Sample> samples;
+    samples.reserve(row.changes.size());
+    for (const Sample& sample : row.changes) {
+      const bool carried =
+          sample.variable < variables_.size() && sample.good && birth_times_[sample.variable] == sample.time;
+      if (!carried) samples.push_back(sample);
+    }
+    values = samples.size();
+    if (!publish_samples(samples, historical)) return false;
+    if (!options_.json_topic.empty() && !publish_json(samples, historical)) return false;
+  }
+  (historical ? counters_.values_historical : counters_.values_live) += values;
+  account({row.id, row.id}, values);
+  return true;
+}
+
+bool Session::publish_samples(std::vector<Sample>& samples, bool historical) {
+  std::stable_sort(samples.begin(), samples.end(), [](const Sample& a, const Sample& b) { return a.time < b.time; });
+  for (const Sample& sample : samples) {
+    bool tell_quality = false;
+    if (!historical) {
+      tell_quality = sample.good && told_bad_[sample.variable] != 0;
+      told_bad_[sample.variable] = sample.good ? 0 : 1;
+    }
+    writer_.data(variable(sample.variable), journal_.alias(sample.variable), sample, historical, tell_quality);
+    if (writer_.bytes() >= kMostMessageBytes && !send_metrics(options_.topics.device_data)) return false;
+  }
+  return writer_.metrics() == 0 || send_metrics(options_.topics.device_data);
+}
+
+// The controller was lost. Live the death of the device says it; history, and the form without births, say it of each
+// variable.
+bool Session::publish_unknown(Ms time, bool historical) {
+  if (!historical && options_.json_topic.empty()) return true;
+  std::vector<Sample> unknown(variables_.size());
+  for (uint32_t i = 0; i < unknown.size(); ++i) {
+    unknown[i].variable = i;
+    unknown[i].time = time;
+  }
+  if (historical && !publish_samples(unknown, true)) return false;
+  return options_.json_topic.empty() || publish_json(unknown, historical);
+}
+
+bool Session::publish_json(const std::vector<Sample>& samples, bool historical) {
+  constexpr std::string_view kPlace = "{name}";
+  for (const Sample& sample : samples) {
+    const Variable& named = variable(sample.variable);
+    std::string topic = options_.json_topic;
+    topic.replace(topic.find(kPlace), kPlace.size(), named.name);
+    if (!send(topic, json_of(named, sample, historical), 1)) return false;
+  }
+  return true;
+}
+
+void Session::publish_history(Ms now) {
+  history_budget_ = std::min(kHistoryBurst, history_budget_ + kHistoryPerMs * static_cast<double>(now - budget_ms_));
+  budget_ms_ = now;
+  while (link_ == Link::kOnline && device_born_ && !history_.empty() && window_open() && history_budget_ >= 1) {
+    Range& range = history_.front();
+    const std::vector<JournalRow> rows = journal_.read(range.first, static_cast<size_t>(history_budget_));
+    for (const JournalRow& row : rows) {
+      if (row.id > range.last || !window_open()) break;
+      const uint64_t values_before = counters_.values_historical;
+      if (!publish_row(row, true)) return;
+      range.first = row.id + 1;
+      history_budget_ -= static_cast<double>(counters_.values_historical - values_before);
+    }
+    // Its rows are published, or went for want of room.
+    if (rows.empty() || range.first > range.last || rows.front().id > range.last) history_.pop_front();
+  }
+}
+
+// ---------------------------------------------------------------------------------------------------- fences
+
+void Session::fence(Ms now) {
+  if (fence_ || unfenced_.empty()) return;
+  if (now - fence_ms_ < kFenceMs && window_open() && !stopping_) return;
+  const std::optional<int> id =
+      broker_.publish({options_.topics.fence, "{\"fence\":" + std::to_string(++fence_number_) + "}", 1, false});
+  if (!id) {
+    leave("the broker's connection takes no message", true);
+    return;
+  }
+  ++counters_.messages;
+  ++counters_.fences_sent;
+  fence_ = id;
+  fenced_ = unfenced_.size();
+  fence_ms_ = now;
+}
+
+// Everything before the fence is at the broker.
+void Session::on_acknowledged(int id) {
+  if (!fence_ || *fence_ != id) return;
+  fence_.reset();
+  ++counters_.fences_acknowledged;
+  std::vector<Range> ranges;
+  for (; fenced_ > 0; --fenced_) {
+    const Published first = unfenced_.front();
+    unfenced_.pop_front();
+    unfenced_bytes_ -= first.bytes;
+    unfenced_messages_ -= first.messages;
+    counters_.unfenced_values -= first.values;
+    if (first.rows.first == 0) continue;
+    if (!ranges.empty() && ranges.back().last + 1 == first.rows.first) {
+      ranges.back().last = first.rows.last;
+    } else {
+      ranges.push_back(first.rows);
+    }
+  }
+  for (const Range& range : ranges) journal_.remove(range.first, range.last);
+}
+
+}  // namespace plc_gateway
