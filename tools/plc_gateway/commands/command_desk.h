@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <variant>
 #include <vector>
@@ -25,8 +26,13 @@ class CommandDesk {
   CommandDesk() = default;
   explicit CommandDesk(std::vector<CommandRule> rules);
 
+  // From a configuration that was read again: what was taken before stays known.
+  void replace_rules(std::vector<CommandRule> rules);
+
   // `name_of_alias` tells the name of a metric of the births. Each metric of the message is decided on its own, in its
-  // order: a job, or a refusal. `wall_now` is compared with the message's own time stamps, `steady_now` is for rates.
+  // order: a job, or a refusal. `wall_now` is compared with the time of the message and of its metric, one of which
+  // there must be; the metric's, or else the message's, is what a repeated command has again. `steady_now` is for
+  // rates.
   using Decision = std::variant<WriteJob, Refusal>;
   std::vector<Decision> decide(const CommandMessage& message, bool retained, Ms wall_now, Ms steady_now,
                                const std::map<uint64_t, std::string>& name_of_alias);
@@ -34,13 +40,27 @@ class CommandDesk {
   const std::vector<CommandRule>& rules() const { return rules_; }
 
  private:
-  std::vector<CommandRule> rules_;
+  struct Arrival {
+    std::optional<Ms> time;  // of the message
+    bool retained = false;
+    Ms wall_now = 0;
+    Ms steady_now = 0;
+  };
+  struct Refused {
+    const char* kind = nullptr;
+    std::string reason;
+  };
   struct Last {
     std::optional<Ms> accepted;  // steady
-    std::optional<Ms> stamp;     // of the last accepted command's own time
+    std::set<Ms> stamps;         // the own times of accepted commands, as long as these are young enough to come again
   };
+  Decision decide_one(const CommandMetric& metric, const Arrival& arrival,
+                      const std::map<uint64_t, std::string>& name_of_alias);
+  Refused time_problem(const CommandRule& rule, const CommandMetric& metric, const Arrival& arrival);
+
+  std::vector<CommandRule> rules_;
   std::map<std::string, size_t> rule_of_;
-  std::vector<Last> last_;
+  std::map<std::string, Last> last_;  // by the name of the variable
 };
 
 }  // namespace plc_gateway

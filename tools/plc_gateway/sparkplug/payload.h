@@ -22,7 +22,7 @@ struct NodeMetric {
   uint64_t alias = 0;  // 0: none
   DataType type = DataType::kInt64;
   bool has_value = true;
-  uint64_t number = 0;  // of integers (two's complement) and Boolean
+  uint64_t number = 0;  // of integers (two's complement), Boolean, and the bits of Float and Double
   std::string text;     // of String
   Ms time = 0;
 };
@@ -44,6 +44,8 @@ class PayloadWriter {
   std::string finish(Ms timestamp, std::optional<uint64_t> seq);
 
  private:
+  void append(const NodeMetric& metric, bool is_birth);
+
   std::string metrics_;
   size_t count_ = 0;
 };
@@ -66,7 +68,10 @@ struct CommandMessage {
   std::vector<CommandMetric> metrics;
 };
 
-// Nothing when the bytes are no payload of the standard. Any bytes are safe.
+constexpr size_t kMostCommandMetrics = 10000;
+
+// Nothing when the bytes are no payload of the standard, when a name is no UTF-8, or when it is no command in size:
+// more than 4 MiB or more than kMostCommandMetrics. Any bytes are safe.
 std::optional<CommandMessage> read_command(std::string_view payload);
 
 struct HostState {
@@ -77,11 +82,13 @@ struct HostState {
 // Nothing when the text is no state of a host: {"online": true, "timestamp": 1700000000000}.
 std::optional<HostState> read_host_state(std::string_view payload);
 
-// An array's elements as the standard packs them, from their bits; and back, nothing when the bytes do not fit.
+// The elements of an array of numbers or BOOLs as the standard packs them, from their bits; and back, nothing when the
+// bytes do not fit. Texts of an array of texts each end with a zero byte: there is nothing to pack.
 std::string pack_array(DataType type, const std::vector<uint64_t>& elements);
 std::optional<std::vector<uint64_t>> unpack_array(DataType type, std::string_view bytes);
 
-// The {"value":...,"quality":"good","time":"2026-..."} of a variable's sample; "historical":true where it is.
+// The {"value":...,"quality":"good","time":"2026-..."} of a variable's sample; "historical":true where it is. When not
+// good: {"value":null,"quality":"bad","reason":"refused",...}, with the client library's word for the reason.
 std::string json_of(const Variable& variable, const Sample& sample, bool historical);
 
 }  // namespace plc_gateway

@@ -1,0 +1,138 @@
+// Holds each metric of a command against the list, one question after the other; the first that is answered no refuses.
+#include "tools/plc_gateway/commands/command_desk.h"
+
+#include <utility>
+
+#include "base/text.h"
+#include "base/utf8.h"
+#include "tools/plc_gateway/commands/command_value.h"
+
+namespace plc_gateway {
+namespace {
+
+constexpr size_t kMostNameBytes = 200;  // of a refused name, which goes out again: no name of a variable has as many
+constexpr size_t kMostStamps = 10000;
+
+// Of a number of any size and another one.
+uint64_t distance(Ms a, Ms b) {
+  return a > b ? static_cast<uint64_t>(a) - static_cast<uint64_t>(b)
+               : static_cast<uint64_t>(b) - static_cast<uint64_t>(a);
+}
+
+std::string shortened(const std::string& name) {
+  if (name.size() <= kMostNameBytes) return name;
+  size_t end = kMostNameBytes;
+  while (end > 0 && !plc_base::is_utf8(std::string_view(name).substr(0, end))) --end;
+  return name.substr(0, end) + "...";
+}
+
+// What the command names: by its name, by its alias, or by both when they agree.
+struct Named {
+  std::string name;
+  const char* kind = nullptr;
+  std::string problem;
+};
+
+Named named(const CommandMetric& metric, const std::map<uint64_t, std::string>& name_of_alias) {
+  if (!metric.alias) {
+    if (!metric.name.empty()) return {metric.name, nullptr, {}};
+    return {{}, "malformed", "the command has neither a name nor an alias"};
+  }
+  const std::string alias = "alias " + std::to_string(*metric.alias);
+  const auto found = name_of_alias.find(*metric.alias);
+  if (found == name_of_alias.end()) {
+    return {metric.name.empty() ? alias : metric.name, "not-listed",
+            alias + " is nobody's; use those of the last births, or ask for new ones with Node Control/Rebirth"};
+  }
+  if (metric.name.empty() || metric.name == found->second) return {found->second, nullptr, {}};
+  return {metric.name, "malformed", alias + " is another variable's; leave out the name or the alias"};
+}
+
+std::string age_problem(const CommandRule& rule, Ms stamp, Ms wall_now) {
+  const uint64_t age = distance(stamp, wall_now);
+  if (rule.max_age_ms >= 0 && age <= static_cast<uint64_t>(rule.max_age_ms)) return {};
+  const std::string limit = "; at most " + std::to_string(rule.max_age_ms) + " ms are allowed";
+  if (stamp > wall_now) return "its time is " + std::to_string(age) + " ms ahead of this clock" + limit;
+  return "it is " + std::to_string(age) + " ms old" + limit;
+}
+
+}  // namespace
+
+CommandDesk::CommandDesk(std::vector<CommandRule> rules) { replace_rules(std::move(rules)); }
+
+void CommandDesk::replace_rules(std::vector<CommandRule> rules) {
+  rules_ = std::move(rules);
+  rule_of_.clear();
+  for (size_t i = 0; i < rules_.size(); ++i) rule_of_.emplace(rules_[i].name, i);
+}
+
+std::vector<CommandDesk::Decision> CommandDesk::decide(const CommandMessage& message, bool retained, Ms wall_now,
+                                                       Ms steady_now,
+                                                       const std::map<uint64_t, std::string>& name_of_alias) {
+  std::vector<Decision> decisions;
+  decisions.reserve(message.metrics.size());
+  for (const CommandMetric& metric : message.metrics) {
+    decisions.push_back(decide_one(metric, {message.time, retained, wall_now, steady_now}, name_of_alias));
+  }
+  return decisions;
+}
+
+CommandDesk::Decision CommandDesk::decide_one(const CommandMetric& metric, const Arrival& arrival,
+                                              const std::map<uint64_t, std::string>& name_of_alias) {
+  const Named what = named(metric, name_of_alias);
+  const auto refuse = [&](const char* kind, const std::string& reason) {
+    return Refusal{shortened(what.name), reason, kind};
+  };
+  if (what.kind != nullptr) return refuse(what.kind, what.problem);
+  const auto found = rule_of_.find(what.name);
+  if (found == rule_of_.end()) {
+    return refuse("not-listed", "no [[command]] of the configuration allows it to be written");
+  }
+  const CommandRule& rule = rules_[found->second];
+  if (metric.is_null || metric.form == CommandMetric::Form::kNone) {
+    return refuse("null", "the command has no value; nothing is written for null");
+  }
+  if (arrival.retained) {
+    return refuse("retained", "a retained command comes again with every new connection; publish it without retain");
+  }
+  CommandValue value = command_value(rule, metric);
+  if (!value.input) return refuse(value.kind.c_str(), value.reason);
+  const Refused late = time_problem(rule, metric, arrival);
+  if (late.kind != nullptr) return refuse(late.kind, late.reason);
+  Last& last = last_[rule.name];
+  last.accepted = arrival.steady_now;
+  last.stamps.insert(metric.time.value_or(arrival.time.value_or(0)));
+  return WriteJob{found->second, std::move(*value.input)};
+}
+
+CommandDesk::Refused CommandDesk::time_problem(const CommandRule& rule, const CommandMetric& metric,
+                                               const Arrival& arrival) {
+  if (!metric.time && !arrival.time) return {"old", "it says no time, and nobody knows how old it is"};
+  for (const std::optional<Ms>& time : {arrival.time, metric.time}) {
+    if (!time) continue;
+    const std::string problem = age_problem(rule, *time, arrival.wall_now);
+    if (!problem.empty()) return {"old", problem};
+  }
+  Last& last = last_[rule.name];
+  // What is too old by now is refused for its age.
+  while (!last.stamps.empty() && !age_problem(rule, *last.stamps.begin(), arrival.wall_now).empty() &&
+         *last.stamps.begin() < arrival.wall_now) {
+    last.stamps.erase(last.stamps.begin());
+  }
+  if (last.stamps.count(metric.time ? *metric.time : *arrival.time) != 0) {
+    return {"repeated", "a command for it with the same time was taken already"};
+  }
+  const bool is_early = last.accepted && rule.every_ms > 0 &&
+                        distance(arrival.steady_now, *last.accepted) < static_cast<uint64_t>(rule.every_ms);
+  if (is_early) {
+    return {"rate", "the last one was taken " + std::to_string(distance(arrival.steady_now, *last.accepted)) +
+                        " ms ago; one in " + std::to_string(rule.every_ms) + " ms is allowed"};
+  }
+  if (last.stamps.size() >= kMostStamps) {
+    return {"rate", plc_base::plural(last.stamps.size(), "command") + " were taken in " +
+                        std::to_string(rule.max_age_ms) + " ms, more than can be told from repeated ones"};
+  }
+  return {};
+}
+
+}  // namespace plc_gateway

@@ -1,0 +1,120 @@
+// The second form of a value, for those who read no payloads of the standard.
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <ctime>
+
+#include "base/json_text.h"
+#include "tools/plc_gateway/sparkplug/data_types.h"
+#include "tools/plc_gateway/sparkplug/payload.h"
+
+namespace plc_gateway {
+namespace {
+
+constexpr size_t kMostDigits = 64;  // no shortest number has as many
+constexpr int kFirstYear = 1900;
+constexpr Ms kMsPerSecond = 1000;
+
+template <typename Number>
+std::string shortest(Number number) {
+  char digits[kMostDigits];
+  const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, number);
+  return std::string(digits, end.ptr);
+}
+
+// JSON has no words for what is no number.
+std::string real_text(uint64_t bits, unsigned width) {
+  const double number = real_of_bits(bits, width);
+  const std::string text = width == 32 ? shortest(static_cast<float>(number)) : shortest(number);
+  return std::isfinite(number) ? text : "\"" + text + "\"";
+}
+
+std::string element_text(const TypeFacts& facts, uint64_t bits) {
+  switch (facts.kind) {
+    case ElementKind::kBool:
+      return bits != 0 ? "true" : "false";
+    case ElementKind::kSigned:
+      return shortest(sign_extended(bits, facts.bits));
+    case ElementKind::kReal:
+      return real_text(bits, facts.bits);
+    default:
+      return shortest(bits);
+  }
+}
+
+std::string hexadecimal_pairs(const std::string& bytes) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text;
+  for (const char c : bytes) {
+    const auto byte = static_cast<uint8_t>(c);
+    if (!text.empty()) text += ' ';
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 0xF];
+  }
+  return text;
+}
+
+std::vector<std::string> element_texts(const Variable& variable, const std::string& bytes) {
+  const TypeFacts& facts = facts_of(variable.type);
+  std::vector<std::string> texts;
+  if (facts.kind == ElementKind::kText) {
+    for (size_t at = 0, end = 0; (end = bytes.find('\0', at)) != std::string::npos; at = end + 1) {
+      texts.push_back(plc_base::json_text(nlohmann::json(bytes.substr(at, end - at))));
+    }
+    return texts;
+  }
+  const auto elements = unpack_array(variable.type, bytes);
+  for (const uint64_t element : elements.value_or(std::vector<uint64_t>())) {
+    texts.push_back(element_text(facts, element));
+  }
+  return texts;
+}
+
+// The elements from next on, bracketed as the dimensions from depth on are; fewer when there are no more.
+std::string list_text(const std::vector<size_t>& shape, size_t depth, const std::vector<std::string>& texts,
+                      size_t& next) {
+  if (depth == shape.size()) return next < texts.size() ? texts[next++] : "null";
+  std::string text = "[";
+  for (size_t i = 0; i < shape[depth]; ++i) {
+    if (i > 0) text += ',';
+    text += list_text(shape, depth + 1, texts, next);
+  }
+  return text + "]";
+}
+
+std::string value_text(const Variable& variable, const Sample& sample) {
+  const TypeFacts& facts = facts_of(variable.type);
+  if (facts.is_array) {
+    size_t next = 0;
+    return list_text(variable.shape, 0, element_texts(variable, sample.bytes), next);
+  }
+  if (facts.kind == ElementKind::kText) return plc_base::json_text(nlohmann::json(sample.bytes));
+  if (facts.kind == ElementKind::kBytes) return "\"" + hexadecimal_pairs(sample.bytes) + "\"";
+  return element_text(facts, sample.bits);
+}
+
+std::string time_text(Ms time) {
+  const Ms part = (time % kMsPerSecond + kMsPerSecond) % kMsPerSecond;
+  const auto seconds = static_cast<time_t>((time - part) / kMsPerSecond);
+  struct tm parts {};
+  gmtime_r(&seconds, &parts);
+  char text[96];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", parts.tm_year + kFirstYear, parts.tm_mon + 1,
+                parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec, static_cast<int>(part));
+  return text;
+}
+
+}  // namespace
+
+std::string json_of(const Variable& variable, const Sample& sample, bool historical) {
+  std::string text = "{\"value\":" + (sample.good ? value_text(variable, sample) : "null");
+  text += sample.good ? ",\"quality\":\"good\"" : ",\"quality\":\"bad\"";
+  if (!sample.good && sample.reason != plc_client::Reason::kNone) {
+    text += std::string(",\"reason\":\"") + plc_client::reason_word(sample.reason) + "\"";
+  }
+  text += ",\"time\":\"" + time_text(sample.time) + "\"";
+  if (historical) text += ",\"historical\":true";
+  return text + "}";
+}
+
+}  // namespace plc_gateway
