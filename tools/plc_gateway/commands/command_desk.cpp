@@ -1,6 +1,7 @@
 // Holds each metric of a command against the list, one question after the other; the first that is answered no refuses.
 #include "tools/plc_gateway/commands/command_desk.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "base/text.h"
@@ -11,10 +12,11 @@ namespace plc_gateway {
 namespace {
 
 constexpr size_t kMostNameBytes = 200;  // of a refused name, which goes out again: no name of a variable has as many
+constexpr size_t kManyStamps = 1000;
 constexpr size_t kMostStamps = 10000;
 
 // Of a number of any size and another one.
-uint64_t distance(Ms a, Ms b) {
+uint64_t ms_apart(Ms a, Ms b) {
   return a > b ? static_cast<uint64_t>(a) - static_cast<uint64_t>(b)
                : static_cast<uint64_t>(b) - static_cast<uint64_t>(a);
 }
@@ -27,13 +29,13 @@ std::string shortened(const std::string& name) {
 }
 
 // What the command names: by its name, by its alias, or by both when they agree.
-struct Named {
+struct NamedVariable {
   std::string name;
   const char* kind = nullptr;
   std::string problem;
 };
 
-Named named(const CommandMetric& metric, const std::map<uint64_t, std::string>& name_of_alias) {
+NamedVariable variable_named(const CommandMetric& metric, const std::map<uint64_t, std::string>& name_of_alias) {
   if (!metric.alias) {
     if (!metric.name.empty()) return {metric.name, nullptr, {}};
     return {{}, "malformed", "the command has neither a name nor an alias"};
@@ -48,9 +50,12 @@ Named named(const CommandMetric& metric, const std::map<uint64_t, std::string>& 
   return {metric.name, "malformed", alias + " is another variable's; leave out the name or the alias"};
 }
 
+bool is_young_enough(const CommandRule& rule, Ms stamp, Ms wall_now) {
+  return rule.max_age_ms >= 0 && ms_apart(stamp, wall_now) <= static_cast<uint64_t>(rule.max_age_ms);
+}
+
 std::string age_problem(const CommandRule& rule, Ms stamp, Ms wall_now) {
-  const uint64_t age = distance(stamp, wall_now);
-  if (rule.max_age_ms >= 0 && age <= static_cast<uint64_t>(rule.max_age_ms)) return {};
+  const uint64_t age = ms_apart(stamp, wall_now);
   const std::string limit = "; at most " + std::to_string(rule.max_age_ms) + " ms are allowed";
   if (stamp > wall_now) return "its time is " + std::to_string(age) + " ms ahead of this clock" + limit;
   return "it is " + std::to_string(age) + " ms old" + limit;
@@ -79,7 +84,7 @@ std::vector<CommandDesk::Decision> CommandDesk::decide(const CommandMessage& mes
 
 CommandDesk::Decision CommandDesk::decide_one(const CommandMetric& metric, const Arrival& arrival,
                                               const std::map<uint64_t, std::string>& name_of_alias) {
-  const Named what = named(metric, name_of_alias);
+  const NamedVariable what = variable_named(metric, name_of_alias);
   const auto refuse = [&](const char* kind, const std::string& reason) {
     return Refusal{shortened(what.name), reason, kind};
   };
@@ -101,7 +106,8 @@ CommandDesk::Decision CommandDesk::decide_one(const CommandMetric& metric, const
   if (late.kind != nullptr) return refuse(late.kind, late.reason);
   Last& last = last_[rule.name];
   last.accepted = arrival.steady_now;
-  last.stamps.insert(metric.time.value_or(arrival.time.value_or(0)));
+  const Ms stamp = metric.time.value_or(arrival.time.value_or(0));
+  last.stamps.insert(std::upper_bound(last.stamps.begin(), last.stamps.end(), stamp), stamp);
   return WriteJob{found->second, std::move(*value.input)};
 }
 
@@ -109,23 +115,24 @@ CommandDesk::Refused CommandDesk::time_problem(const CommandRule& rule, const Co
                                                const Arrival& arrival) {
   if (!metric.time && !arrival.time) return {"old", "it says no time, and nobody knows how old it is"};
   for (const std::optional<Ms>& time : {arrival.time, metric.time}) {
-    if (!time) continue;
-    const std::string problem = age_problem(rule, *time, arrival.wall_now);
-    if (!problem.empty()) return {"old", problem};
+    if (!time || is_young_enough(rule, *time, arrival.wall_now)) continue;
+    return {"old", age_problem(rule, *time, arrival.wall_now)};
   }
   Last& last = last_[rule.name];
-  // What is too old by now is refused for its age.
-  while (!last.stamps.empty() && !age_problem(rule, *last.stamps.begin(), arrival.wall_now).empty() &&
-         *last.stamps.begin() < arrival.wall_now) {
-    last.stamps.erase(last.stamps.begin());
+  if (last.stamps.size() >= kManyStamps) {
+    const auto is_young = [&](Ms taken) {
+      return taken >= arrival.wall_now || is_young_enough(rule, taken, arrival.wall_now);
+    };
+    last.stamps.erase(last.stamps.begin(), std::find_if(last.stamps.begin(), last.stamps.end(), is_young));
   }
-  if (last.stamps.count(metric.time ? *metric.time : *arrival.time) != 0) {
+  const Ms stamp = metric.time ? *metric.time : *arrival.time;
+  if (std::binary_search(last.stamps.begin(), last.stamps.end(), stamp)) {
     return {"repeated", "a command for it with the same time was taken already"};
   }
   const bool is_early = last.accepted && rule.every_ms > 0 &&
-                        distance(arrival.steady_now, *last.accepted) < static_cast<uint64_t>(rule.every_ms);
+                        ms_apart(arrival.steady_now, *last.accepted) < static_cast<uint64_t>(rule.every_ms);
   if (is_early) {
-    return {"rate", "the last one was taken " + std::to_string(distance(arrival.steady_now, *last.accepted)) +
+    return {"rate", "the last one was taken " + std::to_string(ms_apart(arrival.steady_now, *last.accepted)) +
                         " ms ago; one in " + std::to_string(rule.every_ms) + " ms is allowed"};
   }
   if (last.stamps.size() >= kMostStamps) {

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <variant>
 #include <vector>
@@ -52,7 +51,9 @@ class CommandDesk {
   };
   struct Last {
     std::optional<Ms> accepted;  // steady
-    std::set<Ms> stamps;         // the own times of accepted commands, as long as these are young enough to come again
+    // The own times of accepted commands, in their order. Those that are refused for their age by now go when there are
+    // many, and not before: a clock that was set back makes them young again.
+    std::vector<Ms> stamps;
   };
   Decision decide_one(const CommandMetric& metric, const Arrival& arrival,
                       const std::map<uint64_t, std::string>& name_of_alias);

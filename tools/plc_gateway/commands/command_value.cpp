@@ -20,19 +20,19 @@ constexpr unsigned kLongBits = 64;
 constexpr uint64_t kNegativeInt = uint64_t{1} << 31;
 constexpr uint64_t kNegativeLong = uint64_t{1} << 63;
 
-struct Wrong {
+struct ValueProblem {
   const char* kind = nullptr;
   std::string reason;
 };
 
 // The bits of one element, or what is wrong with it.
-struct Element {
+struct TakenNumber {
   uint64_t bits = 0;
-  Wrong wrong;
+  ValueProblem wrong;
 };
 
-Element wrong_type(const std::string& reason) { return {0, {"type", reason}}; }
-Element out_of_range(const std::string& reason) { return {0, {"range", reason}}; }
+TakenNumber wrong_type(const std::string& reason) { return {0, {"type", reason}}; }
+TakenNumber out_of_range(const std::string& reason) { return {0, {"range", reason}}; }
 
 const char* form_name(Form form) {
   switch (form) {
@@ -55,7 +55,7 @@ const char* form_name(Form form) {
   return "a value of another kind";
 }
 
-std::string real_text(double number) {
+std::string limit_text(double number) {
   char text[32];
   std::snprintf(text, sizeof text, "%.17g", number);
   return text;
@@ -65,7 +65,7 @@ std::string type_text(const CommandRule& rule) {
   return std::string(facts_of(rule.type).name) + " (" + rule.declared_type + ")";
 }
 
-Element signed_element(const TypeFacts& facts, const CommandMetric& metric) {
+TakenNumber signed_element(const TypeFacts& facts, const CommandMetric& metric) {
   int64_t number = 0;
   if (metric.form == Form::kLong) {
     number = static_cast<int64_t>(metric.number);
@@ -83,14 +83,14 @@ Element signed_element(const TypeFacts& facts, const CommandMetric& metric) {
   return {low_bits(static_cast<uint64_t>(number), facts.bits), {}};
 }
 
-Element unsigned_element(const TypeFacts& facts, const CommandMetric& metric) {
+TakenNumber unsigned_element(const TypeFacts& facts, const CommandMetric& metric) {
   const uint64_t high = low_bits(~uint64_t{0}, facts.bits);
   if (metric.number <= high) return {metric.number, {}};
   return out_of_range(std::to_string(metric.number) + " is outside 0 to " + std::to_string(high));
 }
 
 // An integer for a variable with a point: only where it cannot be a negative one and is the same behind.
-Element real_of_integer(const TypeFacts& facts, const CommandMetric& metric) {
+TakenNumber real_of_integer(const TypeFacts& facts, const CommandMetric& metric) {
   if (metric.number >= (metric.form == Form::kInt ? kNegativeInt : kNegativeLong)) {
     return wrong_type("an integer that could be negative stands for no real number; send it as a real number");
   }
@@ -103,20 +103,20 @@ Element real_of_integer(const TypeFacts& facts, const CommandMetric& metric) {
   return {bits_of_real(number, facts.bits), {}};
 }
 
-Element real_element(const TypeFacts& facts, const CommandMetric& metric) {
+TakenNumber real_element(const TypeFacts& facts, const CommandMetric& metric) {
   if (metric.form == Form::kInt || metric.form == Form::kLong) return real_of_integer(facts, metric);
-  if (!std::isfinite(metric.real)) return out_of_range(real_text(metric.real) + " is no number to write");
+  if (!std::isfinite(metric.real)) return out_of_range(limit_text(metric.real) + " is no number to write");
   if (facts.bits != 32) return {bits_of_real(metric.real, facts.bits), {}};
   if (std::fabs(metric.real) > static_cast<double>(std::numeric_limits<float>::max())) {
-    return out_of_range(real_text(metric.real) + " is more than a Float holds");
+    return out_of_range(limit_text(metric.real) + " is more than a Float holds");
   }
   if (static_cast<double>(static_cast<float>(metric.real)) != metric.real) {
-    return wrong_type("a Float does not hold " + real_text(metric.real) + " exactly; send it as a float");
+    return wrong_type("a Float does not hold " + limit_text(metric.real) + " exactly; send it as a float");
   }
   return {bits_of_real(metric.real, facts.bits), {}};
 }
 
-Element single_element(const CommandRule& rule, const CommandMetric& metric) {
+TakenNumber single_element(const CommandRule& rule, const CommandMetric& metric) {
   const TypeFacts& facts = facts_of(rule.type);
   const bool is_integer = metric.form == Form::kInt || metric.form == Form::kLong;
   const bool is_real = metric.form == Form::kFloat || metric.form == Form::kDouble;
@@ -128,27 +128,27 @@ Element single_element(const CommandRule& rule, const CommandMetric& metric) {
 }
 
 // With the range of the rule; reals of an array come as they are.
-Wrong range_problem(const CommandRule& rule, uint64_t bits) {
+ValueProblem range_problem(const CommandRule& rule, uint64_t bits) {
   const TypeFacts& facts = facts_of(rule.type);
   if (facts.kind == ElementKind::kBool) return {};
   const bool is_real = facts.kind == ElementKind::kReal;
   std::string text;
   if (is_real) {
-    text = real_text(real_of_bits(bits, facts.bits));
+    text = limit_text(real_of_bits(bits, facts.bits));
     if (!std::isfinite(real_of_bits(bits, facts.bits))) return {"range", text + " is no number to write"};
   } else {
     text = facts.kind == ElementKind::kSigned ? std::to_string(sign_extended(bits, facts.bits)) : std::to_string(bits);
   }
   if (rule.min && !is_at_least(facts, bits, *rule.min)) {
-    return {"range", text + " is below " + real_text(*rule.min) + ", the least that is allowed"};
+    return {"range", text + " is below " + limit_text(*rule.min) + ", the least that is allowed"};
   }
   if (rule.max && !is_at_most(facts, bits, *rule.max)) {
-    return {"range", text + " is above " + real_text(*rule.max) + ", the most that is allowed"};
+    return {"range", text + " is above " + limit_text(*rule.max) + ", the most that is allowed"};
   }
   return {};
 }
 
-Wrong datatype_problem(const CommandRule& rule, const CommandMetric& metric) {
+ValueProblem datatype_problem(const CommandRule& rule, const CommandMetric& metric) {
   if (!metric.datatype || *metric.datatype == static_cast<uint32_t>(rule.type)) return {};
   return {"type", "the command says data type " + std::to_string(*metric.datatype) + ", the variable has " +
                       std::to_string(static_cast<unsigned>(rule.type)) + ", " + type_text(rule)};
@@ -176,7 +176,7 @@ plc_client::Input list_of(const CommandRule& rule, size_t depth, const std::vect
   return list;
 }
 
-CommandValue refused(const Wrong& wrong) { return {std::nullopt, wrong.kind, wrong.reason}; }
+CommandValue refused(const ValueProblem& wrong) { return {std::nullopt, wrong.kind, wrong.reason}; }
 
 CommandValue text_value(const CommandRule& rule, const CommandMetric& metric) {
   if (metric.form != Form::kString) {
@@ -186,7 +186,7 @@ CommandValue text_value(const CommandRule& rule, const CommandMetric& metric) {
   if (metric.text.find('\0') != std::string::npos) {
     return refused({"type", "a zero byte ends a text and cannot stand in it"});
   }
-  if (const Wrong wrong = datatype_problem(rule, metric); wrong.kind != nullptr) return refused(wrong);
+  if (const ValueProblem wrong = datatype_problem(rule, metric); wrong.kind != nullptr) return refused(wrong);
   const size_t most = text_bytes(rule.declared_type);
   if (metric.text.size() > most) {
     return refused({"range", "the text has " + plc_base::plural(metric.text.size(), "byte") + ", at most " +
@@ -206,9 +206,9 @@ CommandValue array_value(const CommandRule& rule, const CommandMetric& metric) {
     return refused({"type", plc_base::plural(metric.text.size(), "byte") + " are no array of " +
                                 plc_base::plural(wanted, "element") + " of the type " + type_text(rule)});
   }
-  if (const Wrong wrong = datatype_problem(rule, metric); wrong.kind != nullptr) return refused(wrong);
+  if (const ValueProblem wrong = datatype_problem(rule, metric); wrong.kind != nullptr) return refused(wrong);
   for (size_t i = 0; i < elements->size(); ++i) {
-    Wrong wrong = range_problem(rule, (*elements)[i]);
+    ValueProblem wrong = range_problem(rule, (*elements)[i]);
     if (wrong.kind == nullptr) continue;
     wrong.reason = "element " + std::to_string(i + 1) + ": " + wrong.reason;
     return refused(wrong);
@@ -218,10 +218,10 @@ CommandValue array_value(const CommandRule& rule, const CommandMetric& metric) {
 }
 
 CommandValue number_value(const CommandRule& rule, const CommandMetric& metric) {
-  const Element element = single_element(rule, metric);
+  const TakenNumber element = single_element(rule, metric);
   if (element.wrong.kind != nullptr) return refused(element.wrong);
-  if (const Wrong wrong = datatype_problem(rule, metric); wrong.kind != nullptr) return refused(wrong);
-  if (const Wrong wrong = range_problem(rule, element.bits); wrong.kind != nullptr) return refused(wrong);
+  if (const ValueProblem wrong = datatype_problem(rule, metric); wrong.kind != nullptr) return refused(wrong);
+  if (const ValueProblem wrong = range_problem(rule, element.bits); wrong.kind != nullptr) return refused(wrong);
   return {input_of(facts_of(rule.type), element.bits), {}, {}};
 }
 

@@ -11,8 +11,8 @@ enum class ElementKind : uint8_t { kNone, kSigned, kUnsigned, kReal, kBool, kTex
 
 struct TypeFacts {
   const char* name;                       // as the standard has it
-  ElementKind kind = ElementKind::kNone;  // of its elements
   unsigned bits = 0;                      // of an element; 0 for text and bytes
+  ElementKind kind = ElementKind::kNone;  // of its elements
   bool is_array = false;
 };
 

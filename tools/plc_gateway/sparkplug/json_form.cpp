@@ -23,20 +23,20 @@ std::string shortest(Number number) {
 }
 
 // JSON has no words for what is no number.
-std::string real_text(uint64_t bits, unsigned width) {
+std::string json_real(uint64_t bits, unsigned width) {
   const double number = real_of_bits(bits, width);
   const std::string text = width == 32 ? shortest(static_cast<float>(number)) : shortest(number);
   return std::isfinite(number) ? text : "\"" + text + "\"";
 }
 
-std::string element_text(const TypeFacts& facts, uint64_t bits) {
+std::string json_element(const TypeFacts& facts, uint64_t bits) {
   switch (facts.kind) {
     case ElementKind::kBool:
       return bits != 0 ? "true" : "false";
     case ElementKind::kSigned:
       return shortest(sign_extended(bits, facts.bits));
     case ElementKind::kReal:
-      return real_text(bits, facts.bits);
+      return json_real(bits, facts.bits);
     default:
       return shortest(bits);
   }
@@ -65,35 +65,35 @@ std::vector<std::string> element_texts(const Variable& variable, const std::stri
   }
   const auto elements = unpack_array(variable.type, bytes);
   for (const uint64_t element : elements.value_or(std::vector<uint64_t>())) {
-    texts.push_back(element_text(facts, element));
+    texts.push_back(json_element(facts, element));
   }
   return texts;
 }
 
 // The elements from next on, bracketed as the dimensions from depth on are; fewer when there are no more.
-std::string list_text(const std::vector<size_t>& shape, size_t depth, const std::vector<std::string>& texts,
+std::string json_list(const std::vector<size_t>& shape, size_t depth, const std::vector<std::string>& texts,
                       size_t& next) {
   if (depth == shape.size()) return next < texts.size() ? texts[next++] : "null";
   std::string text = "[";
   for (size_t i = 0; i < shape[depth]; ++i) {
     if (i > 0) text += ',';
-    text += list_text(shape, depth + 1, texts, next);
+    text += json_list(shape, depth + 1, texts, next);
   }
   return text + "]";
 }
 
-std::string value_text(const Variable& variable, const Sample& sample) {
+std::string json_value(const Variable& variable, const Sample& sample) {
   const TypeFacts& facts = facts_of(variable.type);
   if (facts.is_array) {
     size_t next = 0;
-    return list_text(variable.shape, 0, element_texts(variable, sample.bytes), next);
+    return json_list(variable.shape, 0, element_texts(variable, sample.bytes), next);
   }
   if (facts.kind == ElementKind::kText) return plc_base::json_text(nlohmann::json(sample.bytes));
   if (facts.kind == ElementKind::kBytes) return "\"" + hexadecimal_pairs(sample.bytes) + "\"";
-  return element_text(facts, sample.bits);
+  return json_element(facts, sample.bits);
 }
 
-std::string time_text(Ms time) {
+std::string json_time(Ms time) {
   const Ms part = (time % kMsPerSecond + kMsPerSecond) % kMsPerSecond;
   const auto seconds = static_cast<time_t>((time - part) / kMsPerSecond);
   struct tm parts {};
@@ -107,12 +107,12 @@ std::string time_text(Ms time) {
 }  // namespace
 
 std::string json_of(const Variable& variable, const Sample& sample, bool historical) {
-  std::string text = "{\"value\":" + (sample.good ? value_text(variable, sample) : "null");
+  std::string text = "{\"value\":" + (sample.good ? json_value(variable, sample) : "null");
   text += sample.good ? ",\"quality\":\"good\"" : ",\"quality\":\"bad\"";
   if (!sample.good && sample.reason != plc_client::Reason::kNone) {
     text += std::string(",\"reason\":\"") + plc_client::reason_word(sample.reason) + "\"";
   }
-  text += ",\"time\":\"" + time_text(sample.time) + "\"";
+  text += ",\"time\":\"" + json_time(sample.time) + "\"";
   if (historical) text += ",\"historical\":true";
   return text + "}";
 }

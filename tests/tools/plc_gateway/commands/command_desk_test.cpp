@@ -411,6 +411,14 @@ TEST(CommandDesk, SameTimeAgain_IsRepeated) {
   EXPECT_EQ(shown(decide(desk, metric)), "5i");
 }
 
+TEST(CommandDesk, ClockSetBack_MakesNoCommandANewOne) {
+  CommandDesk desk({rule_of(DataType::kInt16, "INT")});
+  const CommandMetric metric = numbered(Form::kInt, 5);
+  EXPECT_EQ(shown(decide(desk, metric)), "5i");
+  EXPECT_EQ(shown(decide(desk, metric, kNow + 60000, 0, false, kNow + 60000)), "5i");
+  EXPECT_EQ(shown(decide(desk, metric)).substr(0, 9), "repeated:");
+}
+
 TEST(CommandDesk, SameVariableTwiceInOneMessage_IsTakenOnce) {
   CommandDesk desk({rule_of(DataType::kInt16, "INT")});
   const auto decisions = desk.decide({kNow, {numbered(Form::kInt, 1), numbered(Form::kInt, 2)}}, false, kNow, 0, {});
