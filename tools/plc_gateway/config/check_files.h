@@ -1,0 +1,14 @@
+// The other files that a configuration names.
+#pragma once
+
+#include "tools/plc_gateway/config/draft.h"
+
+namespace plc_gateway {
+
+// Paths are meant from the configuration's own folder on.
+void set_paths(Draft& draft);
+
+// Password, certificates and the journal's folder: whether they are there and can be used.
+void check_files(const Draft& draft, Findings& findings);
+
+}  // namespace plc_gateway

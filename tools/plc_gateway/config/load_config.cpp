@@ -1,0 +1,108 @@
+// Reads a configuration, and everything that it names.
+#include <arpa/inet.h>
+#include <netdb.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <string_view>
+
+#include "base/files.h"
+#include "base/text.h"
+#include "tools/plc_gateway/config/check_files.h"
+#include "tools/plc_gateway/config/config.h"
+#include "tools/plc_gateway/config/draft.h"
+#include "tools/plc_gateway/config/name_list.h"
+
+namespace plc_gateway {
+namespace {
+
+constexpr size_t kMostConfigBytes = size_t{1} << 20U;  // tens of thousands of names
+
+struct FoundAddress {
+  std::string address;  // "192.168.0.10"; empty when there is none
+  std::string problem;
+};
+
+FoundAddress find_address(const std::string& host) {
+  in_addr parsed{};
+  if (inet_pton(AF_INET, host.c_str(), &parsed) == 1) return {host, {}};
+  addrinfo hints{};
+  hints.ai_family = AF_INET;
+  hints.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  const int problem = getaddrinfo(host.c_str(), nullptr, &hints, &found);
+  if (problem != 0) return {{}, gai_strerror(problem)};
+  sockaddr_in first{};
+  std::memcpy(&first, found->ai_addr, sizeof first);
+  freeaddrinfo(found);
+  std::array<char, INET_ADDRSTRLEN> text{};
+  inet_ntop(AF_INET, &first.sin_addr, text.data(), text.size());
+  return {text.data(), {}};
+}
+
+// The library has said what is wrong with the driver or with a tag file.
+void tell_problem(const Draft& draft, const std::string& problem, Findings& findings) {
+  for (const PlacedText& path : draft.tags) {
+    if (problem.find(path.text) == std::string::npos) continue;
+    findings.error(path.place, problem + "; correct the path, or put the tag files there");
+    return;
+  }
+  findings.error(draft.driver, problem + "; driver is \"guarded\", \"contract\" or the path of a library");
+}
+
+// Names are looked up whatever becomes of the address: a name server that is out of reach says nothing of the file.
+// Only the tag files of a folder are found by it.
+void look_around(Draft& draft, Findings& findings) {
+  constexpr const char* kAnyAddress = "127.0.0.1";
+  if (!can_look_names_up(draft)) return;
+  plc_client::Options options = draft.config.controller;
+  const FoundAddress found = find_address(options.address);
+  if (found.address.empty()) {
+    findings.note(draft.address, plc_base::quoted(options.address) +
+                                     " is no address, and this machine knows no host of that name now (" +
+                                     found.problem +
+                                     "): names in a folder of tag files cannot be looked up without it");
+  }
+  options.address = found.address.empty() ? kAnyAddress : found.address;
+  try {
+    plc_client::Controller controller(options);
+    const std::string& build = controller.driver_build();
+    if (build.substr(build.rfind(' ') + 1) != "guarded") {
+      findings.note(draft.driver,
+                    "this is not the guarded build of the driver: it takes any reply for an answer, so that "
+                    "wrong values can be published as good ones");
+    }
+    look_names_up(draft, controller, findings);
+  } catch (const plc_client::Error& error) {
+    tell_problem(draft, error.what(), findings);
+  }
+}
+
+}  // namespace
+
+bool ConfigResult::ok() const {
+  return std::none_of(findings.begin(), findings.end(), [](const Finding& finding) { return finding.is_error; });
+}
+
+ConfigResult load_config(const std::string& file) {
+  Findings findings(file);
+  ConfigResult result;
+  result.config.file = file;
+  const plc_base::FileText text = plc_base::read_file(file, kMostConfigBytes);
+  if (!text.problem.empty()) {
+    findings.error({}, text.problem);
+    result.findings = findings.take();
+    return result;
+  }
+  Draft draft = parse_config(text.text, file, findings);
+  set_paths(draft);
+  check_files(draft, findings);
+  look_around(draft, findings);
+  result.config = std::move(draft.config);
+  result.findings = findings.take();
+  return result;
+}
+
+}  // namespace plc_gateway

@@ -1,0 +1,261 @@
+// Makes the list of the variables that are polled, and gives commands the types of their variables.
+#include "tools/plc_gateway/config/name_list.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "base/text.h"
+#include "client/tags/near_names.h"
+#include "tools/plc_gateway/config/data_types.h"
+#include "tools/plc_gateway/config/section.h"
+
+namespace plc_gateway {
+namespace {
+
+using plc_client::Controller;
+using plc_client::Declaration;
+using plc_client::Plan;
+using plc_client::Reading;
+
+// A name as a variable of the gateway, or why it cannot be one.
+struct Looked {
+  Variable variable;
+  std::string problem;
+};
+
+Looked look_up(Controller& controller, const std::string& name) {
+  Looked looked;
+  try {
+    Plan plan = controller.plan({name});
+    const bool is_readable = plan.exchanges() > 0;
+    // What no request can ask for is read without one: the reading says why.
+    const Reading& reading = is_readable ? plan.readings().front() : controller.read(plan).front();
+    looked.variable.name = reading.name;
+    looked.variable.declared_type = reading.type;
+    looked.variable.shape = reading.value.shape();
+    if (!is_readable) {
+      looked.problem = name + " cannot be read: " + reading.error.text;
+      return looked;
+    }
+    const std::optional<DataType> type = data_type_of(reading.type, reading.value.is_array());
+    if (type) {
+      looked.variable.type = *type;
+    } else {
+      looked.problem = name + " is declared " + reading.type + ", which cannot be published";
+    }
+  } catch (const plc_client::Error& error) {
+    looked.problem = error.what();
+  }
+  return looked;
+}
+
+class NameLookUp {
+ public:
+  NameLookUp(Draft& draft, Controller& controller, Findings& findings)
+      : draft_(draft), controller_(controller), findings_(findings) {}
+
+  void polls();
+  void commands();
+
+ private:
+  // What one entry of a list of names brought.
+  struct Entry {
+    size_t found = 0;
+    size_t of_earlier_groups = 0;
+    std::string first_of_earlier;
+    size_t earlier_group = 0;
+    size_t left_out = 0;
+    std::string first_left_out;  // why
+  };
+
+  void take_glob(const PlacedText& name, size_t group);
+  void take_name(const PlacedText& name, size_t group);
+  void add(Variable variable, size_t group, Entry& entry);
+  void tell(const PlacedText& name, const Entry& entry);
+  std::string near_of(const std::string& glob);
+  void command(size_t number);
+  void check_limits(const CommandRule& rule, const CommandDraft& draft);
+
+  Draft& draft_;
+  Controller& controller_;
+  Findings& findings_;
+  std::map<std::string, size_t> known_;     // the index of a polled name
+  std::map<std::string, Place> commanded_;  // names of commands
+};
+
+void NameLookUp::add(Variable variable, size_t group, Entry& entry) {
+  ++entry.found;
+  std::vector<Variable>& variables = draft_.config.variables;
+  const auto [known, is_new] = known_.emplace(variable.name, variables.size());
+  if (is_new) {
+    variable.group = group;
+    variable.deadband = draft_.config.polls[group].deadband;
+    variables.push_back(std::move(variable));
+    return;
+  }
+  const size_t other = variables[known->second].group;
+  if (other == group) return;
+  if (entry.of_earlier_groups++ > 0) return;
+  entry.first_of_earlier = variable.name;
+  entry.earlier_group = other;
+}
+
+void NameLookUp::tell(const PlacedText& name, const Entry& entry) {
+  if (entry.of_earlier_groups > 0) {
+    const std::string line = ", in line " + std::to_string(draft_.polls[entry.earlier_group].place.line);
+    findings_.note(name.place,
+                   entry.first_of_earlier == name.text
+                       ? name.text + " belongs to an earlier group" + line + ", and is polled as often as that says"
+                       : name.text + " fits variables of earlier groups, which are polled as often as those say: " +
+                             std::to_string(entry.of_earlier_groups) + " of " + std::to_string(entry.found) +
+                             ", the first is " + entry.first_of_earlier + ", of the group" + line.substr(1));
+  }
+  if (entry.left_out > 0) {
+    const size_t all = entry.found + entry.left_out;
+    findings_.note(name.place, std::to_string(entry.left_out) + " of the " + plc_base::plural(all, "variable") +
+                                   " that " + name.text + " fits " + (entry.left_out > 1 ? "are" : "is") +
+                                   " left out: " + entry.first_left_out + (entry.left_out > 1 ? "; and others" : ""));
+  }
+}
+
+// A pattern is seldom as long as what it was to fit: what stands before its first sign is compared with beginnings.
+std::string NameLookUp::near_of(const std::string& glob) {
+  const std::string start = glob.substr(0, glob.find_first_of("*?.[/"));
+  std::vector<std::string> beginnings;
+  for (const Declaration& declaration : controller_.tags()) {
+    beginnings.push_back(declaration.name.substr(0, declaration.name.find_first_of(".[/")));
+  }
+  const std::vector<std::string> near = plc_client::core::near_names(start, beginnings);
+  return near.empty() ? "" : "; there are names that begin with " + plc_client::core::joined_with_or(near);
+}
+
+void NameLookUp::take_glob(const PlacedText& name, size_t group) {
+  Entry entry;
+  std::vector<std::string> names;
+  for (const Declaration& declaration : controller_.tags()) {
+    if (fits_glob(name.text, declaration.name)) names.push_back(declaration.name);
+  }
+  for (const std::string& fitting : names) {
+    Looked looked = look_up(controller_, fitting);
+    if (looked.problem.empty()) {
+      add(std::move(looked.variable), group, entry);
+    } else if (entry.left_out++ == 0) {
+      entry.first_left_out = looked.problem;
+    }
+  }
+  tell(name, entry);
+  if (names.empty()) {
+    findings_.error(name.place, name.text + " fits no declared variable" + near_of(name.text) +
+                                    "; * is any characters, ? is one, and brackets stand for themselves");
+  } else if (entry.found == 0) {
+    findings_.error(name.place, name.text + " fits no variable that can be published: take it out of the list");
+  }
+}
+
+void NameLookUp::take_name(const PlacedText& name, size_t group) {
+  Looked looked = look_up(controller_, name.text);
+  if (!looked.problem.empty()) {
+    const bool has_remedy = looked.problem.find("did you mean") != std::string::npos;
+    findings_.error(name.place, looked.problem + (has_remedy ? "" : "; correct the name, or take it out of the list"));
+    return;
+  }
+  Entry entry;
+  add(std::move(looked.variable), group, entry);
+  tell(name, entry);
+}
+
+void NameLookUp::polls() {
+  for (size_t group = 0; group < draft_.polls.size(); ++group) {
+    for (const PlacedText& name : draft_.polls[group].names) {
+      if (name.text.find_first_of("*?") != std::string::npos) {
+        take_glob(name, group);
+      } else {
+        take_name(name, group);
+      }
+    }
+  }
+}
+
+void NameLookUp::check_limits(const CommandRule& rule, const CommandDraft& draft) {
+  const NumberRange range = range_of(rule.type);
+  const auto check = [&](const char* key, const std::optional<double>& limit, Place place) {
+    if (!limit) return;
+    if (!is_number(rule.type)) {
+      findings_.error(place, "[[command]] " + std::string(key) + " is for numbers, and " + rule.name + " is declared " +
+                                 rule.declared_type + ": remove it");
+    } else if (*limit < range.low || *limit > range.high) {
+      findings_.error(place, "[[command]] " + std::string(key) + " is " + number_text(*limit) + ", and " + rule.name +
+                                 ", declared " + rule.declared_type + ", holds " + number_text(range.low) + " to " +
+                                 number_text(range.high) + ": give a limit within these, or none");
+    }
+  };
+  check("min", rule.min, draft.min);
+  check("max", rule.max, draft.max);
+}
+
+void NameLookUp::command(size_t number) {
+  CommandRule& rule = draft_.config.commands[number];
+  const CommandDraft& draft = draft_.commands[number];
+  Looked looked = look_up(controller_, rule.name);
+  if (looked.problem.empty() && looked.variable.type == DataType::kBytes) {
+    looked.problem = rule.name + " is declared " + looked.variable.declared_type + ", which the driver does not write";
+  }
+  if (!looked.problem.empty()) {
+    const bool has_remedy = looked.problem.find("did you mean") != std::string::npos;
+    findings_.error(draft.name.place, looked.problem + (has_remedy ? "" : "; correct the name, or remove the command"));
+    return;
+  }
+  rule.name = looked.variable.name;
+  rule.declared_type = looked.variable.declared_type;
+  rule.type = looked.variable.type;
+  rule.shape = looked.variable.shape;
+  const auto [first, is_new] = commanded_.emplace(rule.name, draft.name.place);
+  if (!is_new) {
+    findings_.error(draft.name.place, rule.name + " has a command already, in line " +
+                                          std::to_string(first->second.line) + ": keep one of them");
+  }
+  check_limits(rule, draft);
+  if (known_.count(rule.name) == 0) {
+    findings_.note(draft.name.place, rule.name +
+                                         " is in no [[poll]]: it can be written, but no host sees it in the "
+                                         "birth, nor its value");
+  }
+}
+
+void NameLookUp::commands() {
+  for (size_t i = 0; i < draft_.commands.size(); ++i) command(i);
+}
+
+}  // namespace
+
+void look_names_up(Draft& draft, Controller& controller, Findings& findings) {
+  NameLookUp look_up(draft, controller, findings);
+  look_up.polls();
+  look_up.commands();
+}
+
+bool fits_glob(std::string_view pattern, std::string_view name) {
+  size_t at = 0;
+  size_t star = std::string_view::npos;  // the last one, and where the name goes on behind what it stands for
+  size_t behind_star = 0;
+  for (size_t i = 0; i < name.size();) {
+    if (at < pattern.size() && pattern[at] == '*') {
+      star = at++;
+      behind_star = i;
+    } else if (at < pattern.size() && (pattern[at] == '?' || pattern[at] == name[i])) {
+      ++at;
+      ++i;
+    } else if (star != std::string_view::npos) {
+      at = star + 1;
+      i = ++behind_star;
+    } else {
+      return false;
+    }
+  }
+  while (at < pattern.size() && pattern[at] == '*') ++at;
+  return at == pattern.size();
+}
+
+}  // namespace plc_gateway

@@ -1,0 +1,141 @@
+// Reads TOML, and on behind a line that is the only one at fault.
+#include "tools/plc_gateway/config/toml_text.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "base/text.h"
+#include "base/utf8.h"
+
+namespace plc_gateway {
+namespace {
+
+constexpr size_t kMostKeyParts = 16;     // each part is a table in a table, and those are freed by recursion
+constexpr size_t kMostFaultyLines = 20;  // each costs two more readings of the text
+
+// The end of the string that begins at `at`: behind its closing quotes, or the end of the text.
+size_t behind_string(std::string_view text, size_t at) {
+  const char quote = text[at];
+  const std::string_view tripled = text.substr(at, 3);
+  const bool is_long = tripled.size() == 3 && tripled[1] == quote && tripled[2] == quote;
+  for (size_t i = at + (is_long ? 3 : 1); i < text.size(); ++i) {
+    if (text[i] == '\\' && quote == '"') {
+      ++i;
+    } else if (!is_long && (text[i] == quote || text[i] == '\n')) {
+      return i + 1;
+    } else if (is_long && text.substr(i, 3) == tripled) {
+      return i + 3;
+    }
+  }
+  return text.size();
+}
+
+// The line of a key of too many parts, from 1; 0 when there is none.
+uint32_t line_of_long_key(std::string_view text) {
+  uint32_t line = 1;
+  size_t dots = 0;
+  for (size_t i = 0; i < text.size();) {
+    const char sign = text[i];
+    if (sign == '"' || sign == '\'') {
+      const size_t end = behind_string(text, i);
+      for (; i < end; ++i) line += text[i] == '\n' ? 1U : 0U;
+      continue;
+    }
+    if (sign == '#') {
+      i = std::min(text.find('\n', i), text.size());
+      continue;
+    }
+    if (sign == '.' && ++dots == kMostKeyParts) return line;
+    if (std::string_view("\n=,[]{}").find(sign) != std::string_view::npos) dots = 0;
+    line += sign == '\n' ? 1U : 0U;
+    ++i;
+  }
+  return 0;
+}
+
+struct Line {
+  size_t start = 0;
+  size_t length = 0;  // without its end
+};
+
+Line find_line(const std::string& text, uint32_t number) {
+  Line line;
+  for (uint32_t i = 1; i < number; ++i) {
+    const size_t end = text.find('\n', line.start);
+    line.start = end == std::string::npos ? text.size() : end + 1;
+  }
+  line.length = std::min(text.find('\n', line.start), text.size()) - line.start;
+  return line;
+}
+
+bool is_toml(std::string_view text) {
+  try {
+    const toml::table parsed = toml::parse(text);
+    return true;
+  } catch (const toml::parse_error&) {
+    return false;
+  }
+}
+
+std::string trimmed(std::string_view text) {
+  const size_t start = text.find_first_not_of(" \t\r");
+  if (start == std::string_view::npos) return {};
+  return std::string(text.substr(start, text.find_last_not_of(" \t\r") - start + 1));
+}
+
+// What the library says, without its beginning.
+std::string said_by(const toml::parse_error& error) {
+  constexpr std::string_view kStart = "Error while parsing ";
+  const std::string_view said = error.description();
+  return std::string(said.substr(said.substr(0, kStart.size()) == kStart ? kStart.size() : 0));
+}
+
+// What is wrong with a line of which the text above can be read.
+std::string fault_of(const std::string& line, const std::string& description) {
+  if (!is_toml(line)) {
+    return "this is no TOML (" + description +
+           "): texts stand in double quotes, lists in brackets with commas, and yes and no are true and false";
+  }
+  if (line.front() == '[') {
+    return line + " is there already: put the two together; for several write [[poll]] or [[command]]";
+  }
+  return plc_base::quoted(trimmed(line.substr(0, line.find('=')))) + " is set a second time: keep one of them";
+}
+
+}  // namespace
+
+Place place_of(const toml::source_region& source) { return {source.begin.line, source.begin.column}; }
+
+TomlText parse_toml(const std::string& text, Findings& findings) {
+  TomlText result;
+  result.is_whole = false;
+  if (!plc_base::is_utf8(text)) {
+    findings.error({}, "the file is not UTF-8: save it as UTF-8");
+    return result;
+  }
+  if (const uint32_t line = line_of_long_key(text)) {
+    findings.error({line, 1}, "the key has more than " + std::to_string(kMostKeyParts) + " parts: it is none of these");
+    return result;
+  }
+  std::string rest = text;
+  for (size_t faults = 0;; ++faults) {
+    try {
+      result.table = toml::parse(std::string_view(rest));
+      result.is_whole = faults == 0;
+      return result;
+    } catch (const toml::parse_error& error) {
+      const Place place = place_of(error.source());
+      const Line at = find_line(rest, place.line);
+      const std::string line = trimmed(std::string_view(rest).substr(at.start, at.length));
+      const bool is_alone = !line.empty() && is_toml(std::string_view(rest).substr(0, at.start));
+      const std::string description = said_by(error);
+      findings.error(place, is_alone ? fault_of(line, description)
+                                     : "this is no TOML (" + description + "): correct it here, or above");
+      // Keys behind a head that cannot be read would be taken for those of the head before it.
+      if (!is_alone || line.front() == '[' || faults + 1 == kMostFaultyLines) return result;
+      rest.replace(at.start, at.length, at.length, ' ');
+    }
+  }
+}
+
+}  // namespace plc_gateway
