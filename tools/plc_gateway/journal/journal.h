@@ -4,6 +4,9 @@
 // A row holds what one poll found, or that the controller was lost. Rows are numbered in the order of their appending,
 // also across restarts. A row is durable when append() returns, unless the disk refuses: then it is kept in memory
 // alone, and says so in the counters.
+//
+// The files take their room at once or by whole MiB, and keep it: what was stored once can be stored again on a full
+// disk.
 #pragma once
 
 #include <cstdint>
@@ -34,17 +37,19 @@ struct JournalRow {
 };
 
 struct JournalOptions {
-  std::string folder;  // must exist; the database is journal.sqlite in it
-  uint64_t most_bytes = 512ULL << 20;
-  std::string vfs;  // the name of an SQLite VFS; empty: the system's own
+  std::string folder;                  // must exist; the database is journal.sqlite in it
+  uint64_t most_bytes = 512ULL << 20;  // of all files; 3 MiB at least
+  std::string vfs;  // the name of an SQLite VFS; empty: the system's own. A VFS cannot rename: damaged databases of
+                    // another one are deleted, not put aside
 };
 
 struct JournalCounters {
-  uint64_t rows = 0;         // stored now
+  uint64_t rows = 0;         // held now, also those in memory
   uint64_t values = 0;       // in them
   uint64_t bytes = 0;        // of the database with its log
   Ms oldest = 0;             // time of the oldest row; 0 when empty
-  uint64_t dropped = 0;      // values that went unconfirmed because there was no room, over the journal's whole life
+  uint64_t dropped = 0;      // values that went unconfirmed: for want of room, for their type is another one now, or
+                             // damaged while this runs; over the journal's whole life
   uint64_t in_memory = 0;    // rows that the disk refused and that a kill would lose
   uint64_t failures = 0;     // statements that the disk refused
   uint64_t lost_damage = 0;  // 1 when the database was found damaged and was put aside
@@ -54,8 +59,10 @@ class Journal {
  public:
   // Opens or makes the database. Variables get numbers of their own (aliases) that never change as long as the folder
   // lives: the same name with the same type has the same alias after each restart. A damaged database is put aside as
-  // journal.damaged.<n> and a new one made. Throws JournalError when there can be none (the folder is missing, or
-  // another process has it open: two gateways must never share a journal).
+  // journal.damaged.<n> and a new one made: when that is found here, the aliases are new too, and the numbers of
+  // connections go on half the way round from the last one; when it is found later, both go on as if nothing was.
+  // Throws JournalError when there can be none (the folder is missing, or another process has it open: two gateways
+  // must never share a journal).
   Journal(const JournalOptions& options, const std::vector<Variable>& variables);
   ~Journal();
   Journal(const Journal&) = delete;
@@ -74,7 +81,8 @@ class Journal {
   // full, the oldest rows go first, counted.
   uint64_t append(JournalRow::Kind kind, Ms time, const std::vector<Sample>& changes);
 
-  // Rows from `first` on, oldest first, until they hold at least `most_values` values. Empty at the end.
+  // Rows from `first` on, oldest first, until they hold at least `most_values` values; a row without values counts as
+  // one. Empty at the end, and when the disk cannot be read (counted as a failure). Damaged rows are dropped, counted.
   std::vector<JournalRow> read(uint64_t first, size_t most_values) const;
 
   // Rows first..last are at the broker and go. A power cut may bring them back, a kill does not.

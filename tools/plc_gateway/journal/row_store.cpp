@@ -1,0 +1,403 @@
+#include "tools/plc_gateway/journal/row_store.h"
+
+#include <algorithm>
+#include <sstream>
+
+namespace plc_gateway {
+namespace {
+
+// Life is written every so many rows, at most so many are counted at the opening.
+constexpr uint64_t kLifeEvery = 256;
+// Numbers so far behind the last one that life knows were never given.
+constexpr uint64_t kMostAhead = 1ULL << 32U;
+// What a row needs at most besides its own pages: a new page in each level of the tree, and those of the other tables.
+constexpr uint64_t kSparePages = 8;
+// More than one row's worth goes at once, so that not every row has to look for old ones.
+constexpr uint64_t kSlackPages = 16;
+constexpr size_t kRowsAtOnce = 64;
+// Of a page that holds a part of a row, as good as all bytes.
+constexpr uint64_t kPartBytes = 4000;
+
+std::string shape_text(const std::vector<size_t>& shape) {
+  std::string text;
+  for (const size_t length : shape) text += std::to_string(length) + ' ';
+  return text;
+}
+
+std::vector<size_t> shape_from(const std::string& text) {
+  std::istringstream in(text);
+  std::vector<size_t> shape;
+  for (size_t length = 0; in >> length;) shape.push_back(length);
+  return shape;
+}
+
+uint64_t less(uint64_t all, uint64_t part) { return all > part ? all - part : 0; }
+
+}  // namespace
+
+RowStore::RowStore(const JournalOptions& options, uint32_t stamp_when_new) : database_(options) {
+  make_tables(stamp_when_new);
+  insert_ = database_.prepare("INSERT INTO rows(id, n, time, body) VALUES(?, ?, ?, ?)");
+  erase_ = database_.prepare("DELETE FROM rows WHERE id BETWEEN ? AND ?");
+  sums_ = database_.prepare(
+      // A damaged count must not make the sum one.
+      "SELECT count(*), coalesce(sum(min(max(n, 0), 1 << 24)), 0), max(id) FROM rows WHERE id BETWEEN ? AND ?");
+  oldest_ = database_.prepare("SELECT id, time FROM rows WHERE id >= ? ORDER BY id LIMIT 1");
+  rows_from_ = database_.prepare("SELECT id, n, time, body FROM rows WHERE id >= ? ORDER BY id");
+  update_ = database_.prepare("UPDATE rows SET n = ?2, body = ?3 WHERE id = ?1");
+  write_life_ = database_.prepare("UPDATE life SET last_id = ?, stored_rows = ?, stored_values = ?, dropped = ?");
+  read_life();
+}
+
+void RowStore::make_tables(uint32_t stamp) {
+  uint64_t tables = 0;
+  {
+    const Statement count = database_.prepare("SELECT count(*) FROM sqlite_master");
+    Query query(count);
+    const Answer done = database_.answer(query.step());
+    if (done != Answer::kDone) database_.throw_for(done, "cannot be read");
+    tables = query.number(0);
+  }
+  if (tables != 0) return;
+  const Answer made = database_.transaction(true, [&] {
+    const Answer stamped = database_.set_stamp(stamp);
+    if (stamped != Answer::kDone) return stamped;
+    return database_.run(
+        "CREATE TABLE rows(id INTEGER PRIMARY KEY, n INTEGER NOT NULL, time INTEGER NOT NULL, body BLOB NOT NULL);"
+        "CREATE TABLE names(alias INTEGER PRIMARY KEY, name TEXT NOT NULL, type INTEGER NOT NULL,"
+        " declared TEXT NOT NULL, shape TEXT NOT NULL, last_row INTEGER);"
+        "CREATE TABLE life(last_id INTEGER NOT NULL, stored_rows INTEGER NOT NULL, stored_values INTEGER NOT NULL,"
+        " dropped INTEGER NOT NULL);"
+        "INSERT INTO life VALUES(0, 0, 0, 0)");
+  });
+  if (made != Answer::kDone) database_.throw_for(made, "cannot be set up");
+}
+
+void RowStore::read_life() {
+  const Statement select = database_.prepare("SELECT last_id, stored_rows, stored_values, dropped FROM life");
+  {
+    Query query(select);
+    const int code = query.step();
+    const Answer done = database_.answer(code);
+    if (done != Answer::kDone) database_.throw_for(done, "cannot be read");
+    if (code != SQLITE_ROW) database_.throw_for(Answer::kDamaged, "lacks its counts");
+    life_ = {query.number(0), query.number(1), query.number(2), query.number(3)};
+  }
+  Query query(sums_);
+  const Answer done = database_.answer(query.with(life_.last_id + 1).with(INT64_MAX).step());
+  if (done != Answer::kDone) database_.throw_for(done, "cannot be read");
+  life_.rows += query.number(0);
+  life_.values += query.number(1);
+  if (query.is_nothing(2)) return;
+  if (query.number(2) > life_.last_id + kMostAhead) database_.throw_for(Answer::kDamaged, "has rows of no life");
+  life_.last_id = query.number(2);
+}
+
+Answer RowStore::write_life(const JournalLife& life) {
+  return database_.run(Query(write_life_).with(life.last_id).with(life.rows).with(life.values).with(life.dropped));
+}
+
+Answer RowStore::continue_life(const JournalLife& life) {
+  const Answer done = database_.transaction(true, [&] { return write_life(life); });
+  if (done == Answer::kDone) life_ = life;
+  return done;
+}
+
+std::vector<StoredName> RowStore::names() {
+  const Statement select =
+      database_.prepare("SELECT alias, name, type, declared, shape, last_row FROM names ORDER BY alias");
+  Query query(select);
+  std::vector<StoredName> names;
+  int code = query.step();
+  for (; code == SQLITE_ROW; code = query.step()) {
+    StoredName& name = names.emplace_back();
+    name.alias = query.number(0);
+    name.variable.name = query.bytes(1);
+    name.variable.type = static_cast<DataType>(query.number(2));
+    name.variable.declared_type = query.bytes(3);
+    name.variable.shape = shape_from(std::string(query.bytes(4)));
+    if (!query.is_nothing(5)) name.last_row = query.number(5);
+    if (name.alias == 0 || name.alias > kNoIndex - 1) database_.throw_for(Answer::kDamaged, "has impossible aliases");
+  }
+  const Answer done = database_.answer(code);
+  if (done != Answer::kDone) database_.throw_for(done, "cannot be read");
+  return names;
+}
+
+Answer RowStore::write_names(const std::vector<StoredName>& names) {
+  const Statement write = database_.prepare("INSERT OR REPLACE INTO names VALUES(?, ?, ?, ?, ?, ?)");
+  return database_.transaction(true, [&] {
+    for (const StoredName& name : names) {
+      const std::string shape = shape_text(name.variable.shape);
+      Query query(write);
+      query.with(name.alias).with_text(name.variable.name).with(static_cast<uint64_t>(name.variable.type));
+      query.with_text(name.variable.declared_type).with_text(shape);
+      if (name.last_row) {
+        query.with(*name.last_row);
+      } else {
+        query.with_nothing();
+      }
+      const Answer done = database_.run(query);
+      if (done != Answer::kDone) return done;
+    }
+    return Answer::kDone;
+  });
+}
+
+Answer RowStore::append(const std::vector<PackedRow>& rows, uint64_t dropped) {
+  uint64_t pages = kSparePages;
+  for (const PackedRow& row : rows) pages += row.bytes.size() / kPartBytes + 1;
+  Answer done = Answer::kFull;
+  if (!tight_) done = append_once(rows, dropped, 0);
+  if (done == Answer::kFull) {
+    tight_ = !make_room(pages);
+    done = append_once(rows, dropped, tight_ ? pages : 0);
+  }
+  return done;
+}
+
+Answer RowStore::append_once(const std::vector<PackedRow>& rows, uint64_t dropped, uint64_t room) {
+  JournalLife next = life_;
+  next.dropped += dropped;
+  const bool had_rows = life_.rows != 0;
+  const Answer done = database_.transaction(true, [&] {
+    Answer step = erase_pending(next);
+    if (step == Answer::kDone && room != 0) step = drop_oldest(room, next);
+    for (const PackedRow& row : rows) {
+      if (step == Answer::kDone) step = insert(row, next);
+    }
+    const bool is_due = next.last_id / kLifeEvery != life_.last_id / kLifeEvery ||
+                        next.rows != life_.rows + rows.size() || dropped != 0;
+    if (step == Answer::kDone && is_due) step = write_life(next);
+    return step;
+  });
+  if (done != Answer::kDone) return done;
+  const bool is_plain = next.rows == life_.rows + rows.size();
+  life_ = next;
+  pending_.clear();
+  if (!is_plain || !had_rows) note_gone();
+  return done;
+}
+
+bool RowStore::make_room(uint64_t pages) {
+  while (database_.free_pages() < pages) {
+    if (!database_.grow()) return false;
+  }
+  return true;
+}
+
+Answer RowStore::drop_oldest(uint64_t pages, JournalLife& life) {
+  if (database_.free_pages() >= pages) return Answer::kDone;
+  while (database_.free_pages() < pages + kSlackPages) {
+    uint64_t id = 0;
+    {
+      Query query(oldest_);
+      const int code = query.with(0).step();
+      if (code != SQLITE_ROW) return database_.answer(code);
+      id = query.number(0);
+    }
+    const uint64_t before = life.values;
+    const Answer done = erase(id, id, life);
+    if (done != Answer::kDone) return done;
+    life.dropped += before - life.values;
+  }
+  return Answer::kDone;
+}
+
+Answer RowStore::insert(const PackedRow& row, JournalLife& life) {
+  life.last_id = row.id;
+  life.rows += 1;
+  life.values += row.values;
+  return database_.run(
+      Query(insert_).with(row.id).with(row.values).with(static_cast<uint64_t>(row.time)).with_bytes(row.bytes));
+}
+
+Answer RowStore::erase(uint64_t first, uint64_t last, JournalLife& life) {
+  {
+    Query query(sums_);
+    const Answer done = database_.answer(query.with(first).with(last).step());
+    if (done != Answer::kDone) return done;
+    life.rows = less(life.rows, query.number(0));
+    life.values = less(life.values, query.number(1));
+  }
+  return database_.run(Query(erase_).with(first).with(last));
+}
+
+Answer RowStore::erase_pending(JournalLife& life) {
+  for (const auto& [first, last] : pending_) {
+    const Answer done = erase(first, last, life);
+    if (done != Answer::kDone) return done;
+  }
+  return Answer::kDone;
+}
+
+Answer RowStore::remove(uint64_t first, uint64_t last) {
+  last = std::min<uint64_t>(last, INT64_MAX);
+  if (first > last) return Answer::kDone;
+  const auto before = std::find_if(pending_.begin(), pending_.end(), [&](const auto& range) {
+    return range.first <= first && first <= range.second + 1;
+  });
+  if (before != pending_.end()) {
+    before->second = std::max(before->second, last);
+  } else {
+    pending_.emplace_back(first, last);
+  }
+  note_gone();
+  JournalLife next = life_;
+  const Answer done = database_.transaction(false, [&] {
+    const Answer step = erase_pending(next);
+    return step == Answer::kDone ? write_life(next) : step;
+  });
+  if (done == Answer::kDone) {
+    life_ = next;
+    pending_.clear();
+  }
+  return done;
+}
+
+const std::pair<uint64_t, uint64_t>* RowStore::pending(uint64_t id) const {
+  const auto range = std::find_if(pending_.begin(), pending_.end(),
+                                  [&](const auto& each) { return each.first <= id && id <= each.second; });
+  return range == pending_.end() ? nullptr : &*range;
+}
+
+void RowStore::note_gone() { first_.reset(); }
+
+Answer RowStore::read(uint64_t first, size_t most_values, const std::vector<uint32_t>& index_of,
+                      std::vector<JournalRow>& rows) {
+  std::vector<uint64_t> damaged;
+  size_t values = 0;
+  int code = SQLITE_DONE;
+  {
+    Query query(rows_from_);
+    query.with(std::min<uint64_t>(first, INT64_MAX));
+    while (values < most_values && (code = query.step()) == SQLITE_ROW) {
+      const uint64_t id = query.number(0);
+      if (pending(id) != nullptr) continue;
+      JournalRow row;
+      bool is_whole = unpack_row(id, static_cast<Ms>(query.number(2)), query.number(1), query.bytes(3), row);
+      for (Sample& sample : row.changes) {
+        sample.variable = sample.variable < index_of.size() ? index_of[sample.variable] : kNoIndex;
+        is_whole = is_whole && sample.variable != kNoIndex;
+      }
+      if (!is_whole) {
+        damaged.push_back(id);
+        continue;
+      }
+      values += std::max<size_t>(row.changes.size(), 1);
+      rows.push_back(std::move(row));
+    }
+  }
+  const Answer done = database_.answer(code);
+  if (!damaged.empty()) drop_damaged(damaged);
+  return done;
+}
+
+Answer RowStore::drop_damaged(const std::vector<uint64_t>& ids) {
+  JournalLife next = life_;
+  const Answer done = database_.transaction(true, [&] {
+    for (const uint64_t id : ids) {
+      const uint64_t before = next.values;
+      const Answer step = erase(id, id, next);
+      if (step != Answer::kDone) return step;
+      next.dropped += before - next.values;
+    }
+    return write_life(next);
+  });
+  if (done == Answer::kDone) life_ = next;
+  note_gone();
+  return done;
+}
+
+Answer RowStore::find(std::unordered_set<uint64_t> aliases, uint64_t last, std::unordered_set<uint64_t>& found) {
+  Query query(rows_from_);
+  query.with(0);
+  int code = SQLITE_DONE;
+  while (!aliases.empty() && (code = query.step()) == SQLITE_ROW && query.number(0) <= last) {
+    JournalRow row;
+    if (!unpack_row(query.number(0), static_cast<Ms>(query.number(2)), query.number(1), query.bytes(3), row)) continue;
+    for (const Sample& sample : row.changes) {
+      if (aliases.erase(sample.variable) != 0) found.insert(sample.variable);
+    }
+  }
+  return database_.answer(code);
+}
+
+Answer RowStore::drop_samples(const std::unordered_set<uint64_t>& aliases, uint64_t last) {
+  uint64_t next_id = 0;
+  while (next_id <= last) {
+    std::vector<PackedRow> changed;
+    std::vector<uint64_t> values_before;
+    int code = SQLITE_DONE;
+    {
+      Query query(rows_from_);
+      query.with(next_id);
+      next_id = last + 1;
+      while ((code = query.step()) == SQLITE_ROW && query.number(0) <= last) {
+        JournalRow row;
+        const uint64_t id = query.number(0);
+        if (!unpack_row(id, static_cast<Ms>(query.number(2)), query.number(1), query.bytes(3), row)) continue;
+        const size_t before = row.changes.size();
+        const auto is_dropped = [&](const Sample& sample) { return aliases.count(sample.variable) != 0; };
+        row.changes.erase(std::remove_if(row.changes.begin(), row.changes.end(), is_dropped), row.changes.end());
+        if (row.changes.size() == before) continue;
+        changed.push_back(pack_row(id, row.kind, row.time, row.changes, {}));
+        values_before.push_back(before);
+        if (changed.size() < kRowsAtOnce) continue;
+        next_id = id + 1;
+        break;
+      }
+    }
+    Answer done = database_.answer(code);
+    if (done == Answer::kDone) done = rewrite(changed, values_before);
+    if (done != Answer::kDone) return done;
+  }
+  return Answer::kDone;
+}
+
+Answer RowStore::rewrite(const std::vector<PackedRow>& rows, const std::vector<uint64_t>& values_before) {
+  JournalLife next = life_;
+  const Answer done = database_.transaction(true, [&] {
+    for (size_t i = 0; i < rows.size(); ++i) {
+      const PackedRow& row = rows[i];
+      const uint64_t gone = values_before[i] - row.values;
+      next.values = less(next.values, gone);
+      next.dropped += gone;
+      if (row.values == 0) next.rows = less(next.rows, 1);
+      const Answer step = row.values == 0
+                              ? database_.run(Query(erase_).with(row.id).with(row.id))
+                              : database_.run(Query(update_).with(row.id).with(row.values).with_bytes(row.bytes));
+      if (step != Answer::kDone) return step;
+    }
+    return write_life(next);
+  });
+  if (done == Answer::kDone) life_ = next;
+  note_gone();
+  return done;
+}
+
+uint64_t RowStore::first_id() {
+  if (first_) return *first_;
+  uint64_t from = 0;
+  while (true) {
+    Query query(oldest_);
+    const int code = query.with(from).step();
+    if (code != SQLITE_ROW) {
+      if (code == SQLITE_DONE) first_ = 0;
+      return 0;
+    }
+    const auto* range = pending(query.number(0));
+    if (range == nullptr) {
+      first_ = query.number(0);
+      return *first_;
+    }
+    from = range->second + 1;
+  }
+}
+
+Ms RowStore::oldest() {
+  Query query(oldest_);
+  return query.with(first_id()).step() == SQLITE_ROW && first_id() != 0 ? static_cast<Ms>(query.number(1)) : 0;
+}
+
+}  // namespace plc_gateway
