@@ -10,6 +10,7 @@ COMMAND = "Last Command/"
 RESULTS = ("done", "refused", "failed", "unknown")
 FENCE_LIMIT_MS = 5000
 GOOD = 192
+JSON_KEYS = {"value", "quality", "time"}
 
 
 @rule
@@ -248,8 +249,9 @@ def json_is_whole(node):
     for message in other_publications(node):
         try:
             form = json.loads(message.body.decode("utf-8"))
-            fine = {"value", "quality", "time"} <= set(form) <= {"value", "quality", "time", "historical"}
+            fine = JSON_KEYS <= set(form) <= JSON_KEYS | {"historical", "reason"}
             fine = fine and (form["value"] is None) == (form["quality"] != "good")
+            fine = fine and not (form["quality"] == "good" and "reason" in form)
         except (ValueError, TypeError, KeyError):
             fine = False
         yield message.n, fine, f"{message.topic} is no value in JSON: {message.body[:80]!r}"

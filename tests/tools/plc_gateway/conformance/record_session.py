@@ -1,0 +1,266 @@
+#!/usr/bin/env python3
+"""Records and checks a session of plc-gateway between plc-sim and a broker that misbehaves.
+
+record_session.py --gateway PLC_GATEWAY --sim PLC_SIM --record FILE [--driver NAME_OR_PATH] [--seconds N] [--seed N]
+                  [--mqtt5] [--without-host]
+
+First a tour of everything that a session can go through, then random troubles for N seconds: connections dropped, the
+broker down, frozen, or without acknowledgments, the controller gone, the gateway killed or stopped, hosts that come and
+go, commands of every kind. The record can be checked again with check_session.py. Exit code 0: no failure; 1: failures;
+2: the session could not be recorded.
+"""
+import argparse
+import json
+import pathlib
+import random
+import sys
+import tempfile
+import time
+
+import broker
+import check_session
+import encoder
+import processes
+import recording
+import session
+from processes import DEVICE, GROUP, HOST, NODE
+from rulebook import ANSWER_LIMIT_MS
+
+BIRTH_LIMIT_S = 20
+CALM_S = ANSWER_LIMIT_MS / 1000 + 1
+KEEP_ALIVE_S = 5
+
+
+def now_ms():
+    return int(time.time() * 1000)
+
+
+class Stage:
+    """The broker with a host on it, the controller, the gateway."""
+
+    def __init__(self, options, folder):
+        self.recording = recording.Recording(options.record)
+        self.broker = broker.Broker(self.recording)
+        self.sim = processes.Simulator(options.sim, folder)
+        config = processes.write_files(folder, self.sim.port, self.broker.port, options.driver,
+                                       "5" if options.mqtt5 else "3.1.1", not options.without_host)
+        self.gateway = processes.Gateway(options.gateway, config, options.record + ".log", self.recording)
+        self.with_host = not options.without_host
+        self.host_time = now_ms()
+        self.stamp = 0
+
+    def close(self):
+        self.gateway.close()
+        self.sim.stop()
+        self.broker.stop()
+        self.recording.close()
+
+    def note(self, event, **more):
+        self.recording.add(event=event, **more)
+
+    def last(self):
+        return len(self.recording.entries)
+
+    def wait_for(self, kind, after):
+        """Until the node publishes a message of that kind."""
+        def found(entry):
+            if entry.get("dir") != "in":
+                return False
+            topic = f"/{kind}/{NODE}".encode().hex()
+            return entry["hex"].startswith("3") and topic in entry["hex"]
+        if self.recording.wait_for(found, BIRTH_LIMIT_S, after) is None:
+            raise TimeoutError(f"no {kind} in {BIRTH_LIMIT_S} s")
+
+    def wait_for_subscription(self):
+        def found(entry):
+            return entry.get("dir") == "in" and entry["hex"].startswith("82")
+        if self.recording.wait_for(found, BIRTH_LIMIT_S) is None:
+            raise TimeoutError(f"no subscription in {BIRTH_LIMIT_S} s")
+
+    # A host.
+
+    def state(self, online, age_ms=0, host=HOST):
+        """Of a host, as of so long before its current connection; a newer one when it is not old."""
+        if host == HOST and online and not age_ms:
+            self.host_time = max(now_ms(), self.host_time + 1)
+        body = json.dumps({"online": online, "timestamp": self.host_time - age_ms}).encode()
+        topic = f"{session.NAMESPACE}/STATE/{host}"
+        if host == HOST:
+            self.broker.publish(topic, body, 1, retain=True)
+        else:
+            self.broker.deliver(topic, body, 1)
+
+    def command(self, kind, metrics, device="", age_ms=0, retain=False):
+        self.stamp = max(now_ms(), self.stamp + 1)
+        stamped = [{"timestamp": self.stamp - age_ms, **metric} for metric in metrics]
+        topic = "/".join([session.NAMESPACE, GROUP, kind, NODE] + ([device] if device else []))
+        self.broker.publish(topic, encoder.encode({"timestamp": now_ms() - age_ms, "metrics": stamped}), 0, retain)
+
+    def rebirth(self):
+        self.command("NCMD", [{"name": "Node Control/Rebirth", "datatype": 11, "boolean_value": True}])
+
+    def write(self, name, field, value, **more):
+        self.command("DCMD", [{"name": name, field: value}], DEVICE, **more)
+
+    # Troubles.
+
+    def device_gone(self, seconds):
+        self.note("device-lost")
+        self.sim.tell("fault gone")
+        time.sleep(seconds)
+        self.note("device-back")
+        self.sim.tell("fault clear")
+
+    def broker_down(self, seconds):
+        self.broker.go_down()
+        time.sleep(seconds)
+        self.broker.come_up()
+        if self.with_host:
+            self.state(True)
+
+    def broker_frozen(self, seconds):
+        self.broker.freeze()
+        time.sleep(seconds)
+        self.broker.thaw()
+
+    def no_acknowledgments(self, seconds):
+        self.broker.set_pubacks("swallow")
+        time.sleep(seconds)
+        self.broker.release_pubacks()
+
+    def late_acknowledgments(self, seconds):
+        self.broker.set_pubacks("hold")
+        time.sleep(seconds)
+        self.broker.release_pubacks()
+
+    def kill(self):
+        self.gateway.kill()
+        self.gateway.start()
+
+    def stop_and_start(self):
+        if self.gateway.stop() != 0:
+            raise ValueError("the gateway did not end with 0")
+        self.gateway.start()
+
+    def host_leaves(self, seconds):
+        self.state(False)
+        time.sleep(seconds)
+        self.state(True)
+
+
+def commands(stage, generator):
+    """One of many kinds, most of which must be refused."""
+    kinds = [lambda: stage.write("Motor.Speed", "int_value", generator.randrange(3001)),
+             lambda: stage.write("Motor.Run", "boolean_value", generator.random() < 0.5),
+             lambda: stage.write("Motor.Speed", "int_value", 99999),
+             lambda: stage.write("Motor.Speed", "string_value", "fast"),
+             lambda: stage.write("Counter", "int_value", 1),
+             lambda: stage.write("No Such Name", "int_value", 1),
+             lambda: stage.write("Motor.Run", "boolean_value", True, age_ms=3600000),
+             lambda: stage.write("Motor.Run", "boolean_value", True, retain=False),
+             lambda: stage.command("DCMD", [{"alias": 987654, "int_value": 1}], DEVICE),
+             lambda: stage.broker.publish(f"{session.NAMESPACE}/{GROUP}/DCMD/{NODE}/{DEVICE}", b"\xFF\x00\x12"),
+             lambda: stage.broker.publish(f"{session.NAMESPACE}/{GROUP}/NCMD/{NODE}", b"")]
+    generator.choice(kinds)()
+
+
+def tour(stage):
+    """Everything once, each with the time that it takes."""
+    if stage.with_host:
+        stage.note("primary-host", host=HOST)
+        stage.state(False)
+    stage.note("fresh")
+    stage.gateway.start()
+    if stage.with_host:
+        stage.wait_for_subscription()
+        stage.state(True, host="other")
+        stage.state(True, age_ms=60000)
+        time.sleep(2)
+        stage.state(True)
+    stage.wait_for("DBIRTH", 0)
+    time.sleep(1)
+    at = stage.last()
+    stage.rebirth()
+    stage.wait_for("DBIRTH", at)
+    stage.write("Motor.Speed", "int_value", 1200)
+    time.sleep(1)
+    stage.write("Motor.Speed", "int_value", 99999)
+    time.sleep(CALM_S)
+    at = stage.last()
+    stage.device_gone(CALM_S)
+    stage.wait_for("DBIRTH", at)
+    for trouble in (stage.broker.drop, lambda: stage.broker_down(3), stage.kill, stage.stop_and_start,
+                    lambda: stage.no_acknowledgments(2 * KEEP_ALIVE_S), lambda: stage.broker_frozen(2 * KEEP_ALIVE_S)):
+        at = stage.last()
+        trouble()
+        stage.wait_for("DBIRTH", at)
+        time.sleep(2)
+    if stage.with_host:
+        stage.state(False, age_ms=60000)
+        time.sleep(CALM_S)
+        at = stage.last()
+        stage.host_leaves(3)
+        stage.wait_for("DBIRTH", at)
+
+
+def chaos(stage, generator, seconds):
+    end = time.monotonic() + seconds
+    troubles = [stage.rebirth, stage.broker.drop, stage.kill, stage.stop_and_start,
+                lambda: stage.broker_down(generator.uniform(0, 4)),
+                lambda: stage.broker_frozen(generator.uniform(0, 2.5 * KEEP_ALIVE_S)),
+                lambda: stage.no_acknowledgments(generator.uniform(1, 2 * KEEP_ALIVE_S)),
+                lambda: stage.late_acknowledgments(generator.uniform(0, KEEP_ALIVE_S)),
+                lambda: stage.device_gone(generator.uniform(0, 8))]
+    troubles += [lambda: stage.host_leaves(generator.uniform(0, 3)), lambda: stage.state(True, host="other"),
+                 lambda: stage.state(False, age_ms=60000)] if stage.with_host else []
+    while time.monotonic() < end:
+        if generator.random() < 0.4:
+            commands(stage, generator)
+        else:
+            generator.choice(troubles)()
+        time.sleep(generator.expovariate(0.7))
+        if not stage.gateway.running():
+            raise ValueError("the gateway ended by itself")
+
+
+def record(options, folder):
+    stage = Stage(options, folder)
+    try:
+        tour(stage)
+        chaos(stage, random.Random(options.seed), options.seconds)
+        at = stage.last()
+        stage.rebirth()
+        stage.wait_for("DBIRTH", at)
+        time.sleep(CALM_S)
+        stage.gateway.stop()
+    finally:
+        stage.note("end")
+        stage.close()
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--gateway", required=True)
+    parser.add_argument("--sim", required=True)
+    parser.add_argument("--record", required=True, help="the gateway's own lines go to FILE.log")
+    parser.add_argument("--driver", default="guarded")
+    parser.add_argument("--seconds", type=float, default=60)
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--mqtt5", action="store_true")
+    parser.add_argument("--without-host", action="store_true")
+    options = parser.parse_args()
+    pathlib.Path(options.record).unlink(missing_ok=True)
+    with tempfile.TemporaryDirectory(prefix="gateway-session-") as folder:
+        try:
+            record(options, folder)
+        except (OSError, ValueError, EOFError) as problem:
+            print(f"record_session: {problem}; the gateway's lines are in {options.record}.log", file=sys.stderr)
+            return 2
+    outcomes = check_session.check_entries(recording.load(options.record), [f"{GROUP}/{NODE}"])
+    check_session.print_outcomes(outcomes, False)
+    print(check_session.counts(outcomes))
+    return 1 if any(outcome.failures for outcome in outcomes.values()) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
