@@ -264,6 +264,7 @@ JournalCounters Journal::counters() const {
 
 void Journal::retry() {
   Body& body = *body_;
+  if (body.store) body.is_worth_another(body.store->remove_pending());
   if (body.store && body.memory.rows().empty() && body.memory.dropped() == 0) return;
   if (body.is_worth_another(body.append_from_memory())) body.append_from_memory();
 }

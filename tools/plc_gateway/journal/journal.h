@@ -98,7 +98,7 @@ class Journal {
 
   JournalCounters counters() const;
 
-  // Appends what only memory holds, when the disk takes it again; called now and then.
+  // Does what the disk refused, rows and removals, when it takes them again; called now and then.
   void retry();
 
  private:

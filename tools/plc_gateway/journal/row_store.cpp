@@ -243,6 +243,11 @@ Answer RowStore::remove(uint64_t first, uint64_t last) {
     pending_.emplace_back(first, last);
   }
   note_gone();
+  return remove_pending();
+}
+
+Answer RowStore::remove_pending() {
+  if (pending_.empty()) return Answer::kDone;
   JournalLife next = life_;
   const Answer done = database_.transaction(false, [&] {
     const Answer step = erase_pending(next);

@@ -47,8 +47,9 @@ class RowStore {
   // The rows, with numbers above the last one, and values that were dropped before they came here. The oldest rows go
   // when there is no room.
   Answer append(const std::vector<PackedRow>& rows, uint64_t dropped);
-  // What the disk refuses to remove now goes with the next change, and is not seen from here on.
+  // What the disk refuses to remove now is not seen from here on, and goes with the next change.
   Answer remove(uint64_t first, uint64_t last);
+  Answer remove_pending();
 
   // Appends to `rows` until they have so many values. `index_of` has the index of each alias, kNoIndex where there is
   // none. Damaged rows are dropped.
