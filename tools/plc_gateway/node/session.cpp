@@ -104,6 +104,7 @@ void Session::leave(const std::string& reason, bool drop) {
   fence_.reset();
   fenced_ = 0;
   history_.clear();
+  writer_ = {};  // what was written of a message that could not be sent
   connect_at_ms_ = clock_.steady_ms() + pause_ms_ + (pause_ms_ > 0 ? options_.jitter % (pause_ms_ / 2 + 1) : 0);
   pause_ms_ = std::clamp(2 * pause_ms_, kFirstPauseMs, kLongestPauseMs);
 }
@@ -222,7 +223,8 @@ std::optional<Ms> Session::next_ms() const {
   if (!fence_ && !unfenced_.empty()) soonest = std::min(soonest, fence_ms_ + kFenceMs);
   if (command_untold_) soonest = std::min(soonest, command_ms_ + kFenceMs);
   if (rebirth_wanted_) soonest = std::min(soonest, birth_ms_ + kBirthPauseMs);
-  if (device_born_ && !history_.empty() && window_open()) soonest = std::min(soonest, budget_ms_ + kHistoryTickMs);
+  if (device_born_ && !history_.empty() && history_window_open())
+    soonest = std::min(soonest, budget_ms_ + kHistoryTickMs);
   if (stopping_) soonest = std::min(soonest, stop_by_ms_);
   return soonest;
 }

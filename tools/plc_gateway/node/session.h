@@ -86,11 +86,13 @@ class Session {
   bool device_birth();
   void write_node_metrics(bool birth, bool command, bool dropped);
   void publish_live();
-  bool publish_row(const JournalRow& row, bool historical);
-  bool publish_samples(std::vector<Sample>& samples, bool historical);
-  bool publish_unknown(Ms time, bool historical);
+  bool publish_row(const JournalRow& row);
+  std::optional<size_t> write_row(const JournalRow& row, bool historical);
+  bool write_samples(const std::vector<Sample>& samples, bool historical);
   bool publish_json(const std::vector<Sample>& samples, bool historical);
   void publish_history(Ms now);
+  bool publish_old_rows(const std::vector<JournalRow>& rows, Range& range);
+  bool history_window_open() const;
   bool tell_node(bool command, bool dropped);
   void tell_command(Ms now);
   void fence(Ms now);

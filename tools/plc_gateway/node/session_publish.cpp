@@ -177,41 +177,52 @@ void Session::publish_live() {
       return;
     }
     for (const JournalRow& row : rows) {
-      if (!publish_row(row, false)) return;
+      if (!publish_row(row)) return;
       live_next_ = row.id + 1;
       if (!device_born_ || !window_open()) break;
     }
   }
 }
 
-bool Session::publish_row(const JournalRow& row, bool historical) {
-  size_t values = 0;
+bool Session::publish_row(const JournalRow& row) {
   if (row.kind == JournalRow::Kind::kLost) {
-    values = historical ? variables_.size() : 0;
-    if (!historical) {
-      device_born_ = false;
-      if (!send_metrics(options_.topics.device_death)) return false;
+    device_born_ = false;
+    if (!send_metrics(options_.topics.device_death)) return false;
+  }
+  const std::optional<size_t> values = write_row(row, false);
+  if (!values || (writer_.metrics() > 0 && !send_metrics(options_.topics.device_data))) return false;
+  counters_.values_live += *values;
+  account({row.id, row.id}, *values);
+  return true;
+}
+
+// How many values of the row were written or published; nothing when the connection took no more.
+std::optional<size_t> Session::write_row(const JournalRow& row, bool historical) {
+  std::vector<Sample> samples;
+  if (row.kind == JournalRow::Kind::kLost) {
+    // Live the death of the device says it; history, and the form without births, say it of each variable.
+    if (!historical && options_.json_topic.empty()) return 0;
+    samples.resize(variables_.size());
+    for (uint32_t i = 0; i < samples.size(); ++i) {
+      samples[i].variable = i;
+      samples[i].time = row.time;
     }
-    if (!publish_unknown(row.time, historical)) return false;
   } else {
-    std::vector<Sample> samples;
     samples.reserve(row.changes.size());
     for (const Sample& sample : row.changes) {
       const bool carried =
           sample.variable < variables_.size() && sample.good && birth_times_[sample.variable] == sample.time;
       if (!carried) samples.push_back(sample);
     }
-    values = samples.size();
-    if (!publish_samples(samples, historical)) return false;
-    if (!options_.json_topic.empty() && !publish_json(samples, historical)) return false;
+    std::stable_sort(samples.begin(), samples.end(), [](const Sample& a, const Sample& b) { return a.time < b.time; });
   }
-  (historical ? counters_.values_historical : counters_.values_live) += values;
-  account({row.id, row.id}, values);
-  return true;
+  const bool is_death = row.kind == JournalRow::Kind::kLost && !historical;
+  if (!is_death && !write_samples(samples, historical)) return std::nullopt;
+  if (!options_.json_topic.empty() && !publish_json(samples, historical)) return std::nullopt;
+  return is_death ? 0 : samples.size();
 }
 
-bool Session::publish_samples(std::vector<Sample>& samples, bool historical) {
-  std::stable_sort(samples.begin(), samples.end(), [](const Sample& a, const Sample& b) { return a.time < b.time; });
+bool Session::write_samples(const std::vector<Sample>& samples, bool historical) {
   for (const Sample& sample : samples) {
     bool tell_quality = false;
     if (!historical) {
@@ -221,20 +232,7 @@ bool Session::publish_samples(std::vector<Sample>& samples, bool historical) {
     writer_.data(variable(sample.variable), journal_.alias(sample.variable), sample, historical, tell_quality);
     if (writer_.bytes() >= kMostMessageBytes && !send_metrics(options_.topics.device_data)) return false;
   }
-  return writer_.metrics() == 0 || send_metrics(options_.topics.device_data);
-}
-
-// The controller was lost. Live the death of the device says it; history, and the form without births, say it of each
-// variable.
-bool Session::publish_unknown(Ms time, bool historical) {
-  if (!historical && options_.json_topic.empty()) return true;
-  std::vector<Sample> unknown(variables_.size());
-  for (uint32_t i = 0; i < unknown.size(); ++i) {
-    unknown[i].variable = i;
-    unknown[i].time = time;
-  }
-  if (historical && !publish_samples(unknown, true)) return false;
-  return options_.json_topic.empty() || publish_json(unknown, historical);
+  return true;
 }
 
 bool Session::publish_json(const std::vector<Sample>& samples, bool historical) {
@@ -248,22 +246,43 @@ bool Session::publish_json(const std::vector<Sample>& samples, bool historical) 
   return true;
 }
 
+// Half of the window, so that history never stands in the way of what is live.
+bool Session::history_window_open() const {
+  return unfenced_bytes_ < kMostUnfencedBytes / 2 && unfenced_messages_ < kMostUnfencedMessages / 2;
+}
+
 void Session::publish_history(Ms now) {
   history_budget_ = std::min(kHistoryBurst, history_budget_ + kHistoryPerMs * static_cast<double>(now - budget_ms_));
   budget_ms_ = now;
-  while (link_ == Link::kOnline && device_born_ && !history_.empty() && window_open() && history_budget_ >= 1) {
+  while (link_ == Link::kOnline && device_born_ && !history_.empty() && history_window_open() && history_budget_ >= 1) {
     Range& range = history_.front();
     const std::vector<JournalRow> rows = journal_.read(range.first, static_cast<size_t>(history_budget_));
-    for (const JournalRow& row : rows) {
-      if (row.id > range.last || !window_open()) break;
-      const uint64_t values_before = counters_.values_historical;
-      if (!publish_row(row, true)) return;
-      range.first = row.id + 1;
-      history_budget_ -= static_cast<double>(counters_.values_historical - values_before);
-    }
     // Its rows are published, or went for want of room.
-    if (rows.empty() || range.first > range.last || rows.front().id > range.last) history_.pop_front();
+    if (rows.empty() || rows.front().id > range.last) {
+      history_.pop_front();
+      continue;
+    }
+    if (!publish_old_rows(rows, range)) return;
+    if (range.first > range.last) history_.pop_front();
   }
+}
+
+// The rows of the range, many in a message; the range is left without them.
+bool Session::publish_old_rows(const std::vector<JournalRow>& rows, Range& range) {
+  const uint64_t first = rows.front().id;
+  size_t values = 0;
+  for (const JournalRow& row : rows) {
+    if (row.id > range.last) break;
+    const std::optional<size_t> written = write_row(row, true);
+    if (!written) return false;
+    values += *written;
+    range.first = row.id + 1;
+  }
+  if (writer_.metrics() > 0 && !send_metrics(options_.topics.device_data)) return false;
+  history_budget_ -= static_cast<double>(values);
+  counters_.values_historical += values;
+  account({first, range.first - 1}, values);
+  return true;
 }
 
 // ---------------------------------------------------------------------------------------------------- fences
