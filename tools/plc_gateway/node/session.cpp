@@ -33,7 +33,8 @@ Session::Session(SessionOptions options, const std::vector<Variable>& variables,
 void Session::start() { connect_at_ms_ = clock_.steady_ms(); }
 
 void Session::connect(Ms now) {
-  const std::optional<uint64_t> number = journal_.next_bd_seq();
+  const std::optional<uint64_t> number = unused_bd_seq_ ? unused_bd_seq_ : journal_.next_bd_seq();
+  unused_bd_seq_.reset();
   if (!number) {
     last_problem_ = "the journal's disk refuses the number of the next connection";
     connect_at_ms_ = now + kDiskPauseMs;
@@ -89,6 +90,8 @@ void Session::on_disconnected(const std::string& reason) {
 void Session::leave(const std::string& reason, bool drop) {
   if (link_ == Link::kConnecting || link_ == Link::kSubscribing) ++counters_.broker_refused;
   if (link_ == Link::kOnline) ++counters_.broker_losses;
+  // The numbers count what brokers were sent, not what was tried.
+  if (link_ == Link::kConnecting && !broker_.sent_connect()) unused_bd_seq_ = bd_seq_;
   if (drop) broker_.drop();
   last_problem_ = reason;
   link_ = Link::kDown;
@@ -153,11 +156,15 @@ void Session::stop() {
 }
 
 void Session::finish_stop(Ms now) {
-  if (link_ == Link::kOnline) {
-    if (!unfenced_.empty() && now < stop_by_ms_) return;
+  if (link_ == Link::kOnline && !unfenced_.empty() && now < stop_by_ms_) return;
+  // A goodbye keeps the will back, so that the death is told before it, also by a node that was never born. Where
+  // nothing can be told yet, the will does it.
+  if (link_ == Link::kConnecting) {
+    broker_.drop();
+  } else if (link_ != Link::kDown) {
     send(options_.topics.node_death, death_payload(), 0);
+    if (link_ != Link::kDown) broker_.disconnect();
   }
-  if (link_ != Link::kDown) broker_.disconnect();
   link_ = Link::kStopped;
   counters_.broker_connected = false;
   counters_.births_out = false;

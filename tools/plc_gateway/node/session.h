@@ -121,6 +121,7 @@ class Session {
   Ms pause_ms_ = 0;      // before the next connect
   std::string last_problem_;
   uint64_t bd_seq_ = 0;
+  std::optional<uint64_t> unused_bd_seq_;  // of a connect that reached no broker
   unsigned seq_ = 0;
 
   std::optional<Ms> host_time_;         // of the last state of the host that counted

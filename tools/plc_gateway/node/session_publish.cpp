@@ -15,6 +15,17 @@ constexpr size_t kRowsAtOnceValues = 2000;  // of the journal, in memory
 constexpr double kHistoryPerMs = 20;        // values: 20,000 a second
 constexpr double kHistoryBurst = 2000;
 
+// Of the node's own metrics, above those of all variables: the journal counts from 1.
+constexpr uint64_t kNodeAliases = 1ULL << 32;
+constexpr uint64_t kCommandNameAlias = kNodeAliases;
+constexpr uint64_t kCommandResultAlias = kNodeAliases + 1;
+constexpr uint64_t kCommandReasonAlias = kNodeAliases + 2;
+constexpr uint64_t kCommandTimeAlias = kNodeAliases + 3;
+constexpr uint64_t kBdSeqAlias = kNodeAliases + 4;
+constexpr uint64_t kVersionAlias = kNodeAliases + 5;
+constexpr uint64_t kDroppedAlias = kNodeAliases + 6;
+constexpr uint64_t kNoAlias = 0;
+
 }  // namespace
 
 const Variable& Session::variable(uint32_t index) const {
@@ -68,10 +79,11 @@ bool Session::births() {
 
 void Session::write_node_metrics(bool birth, bool command, bool dropped) {
   const Ms now = clock_.wall_ms();
-  const auto write = [&](const char* name, DataType type, bool has_value, uint64_t number, const std::string& text,
-                         Ms time) {
+  const auto write = [&](const char* name, uint64_t alias, DataType type, bool has_value, uint64_t number,
+                         const std::string& text, Ms time) {
     NodeMetric metric;
     metric.name = name;
+    metric.alias = alias;
     metric.type = type;
     metric.has_value = has_value;
     metric.number = number;
@@ -82,19 +94,20 @@ void Session::write_node_metrics(bool birth, bool command, bool dropped) {
   if (command) {
     const bool known = last_command_.has_value();
     const CommandResult last = known ? *last_command_ : CommandResult{{}, {}, {}, now};
-    write("Last Command/Name", DataType::kString, known, 0, last.name, last.time);
-    write("Last Command/Result", DataType::kString, known, 0, last.result, last.time);
-    write("Last Command/Reason", DataType::kString, known, 0, last.reason, last.time);
-    write("Last Command/Time", DataType::kDateTime, known, static_cast<uint64_t>(last.time), {}, last.time);
+    write("Last Command/Name", kCommandNameAlias, DataType::kString, known, 0, last.name, last.time);
+    write("Last Command/Result", kCommandResultAlias, DataType::kString, known, 0, last.result, last.time);
+    write("Last Command/Reason", kCommandReasonAlias, DataType::kString, known, 0, last.reason, last.time);
+    write("Last Command/Time", kCommandTimeAlias, DataType::kDateTime, known, static_cast<uint64_t>(last.time), {},
+          last.time);
   }
   if (birth) {
-    write("bdSeq", DataType::kInt64, true, bd_seq_, {}, now);
-    write("Node Control/Rebirth", DataType::kBoolean, true, 0, {}, now);
-    write("Gateway/Version", DataType::kString, true, 0, options_.version, now);
+    write("bdSeq", kBdSeqAlias, DataType::kInt64, true, bd_seq_, {}, now);
+    write("Node Control/Rebirth", kNoAlias, DataType::kBoolean, true, 0, {}, now);
+    write("Gateway/Version", kVersionAlias, DataType::kString, true, 0, options_.version, now);
   }
   if (dropped) {
     told_dropped_ = journal_.counters().dropped;
-    write("Journal/Dropped Values", DataType::kUInt64, true, told_dropped_, {}, now);
+    write("Journal/Dropped Values", kDroppedAlias, DataType::kUInt64, true, told_dropped_, {}, now);
   }
 }
 
