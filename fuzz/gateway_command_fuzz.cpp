@@ -389,7 +389,7 @@ void append_value(std::string& metric, fuzz::Input& input) {
     case 7:
       return append_bytes(metric, 15, bytes);
     case 8:
-      return append_bytes(metric, 17 + bytes.size() % 3, bytes);
+      return append_bytes(metric, bytes.size() % 2 == 0 ? 17 : 18, bytes);
     default:
       return append_bytes(metric, 16, bytes);
   }
