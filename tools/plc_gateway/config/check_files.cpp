@@ -75,8 +75,9 @@ void check_journal(const Draft& draft, Findings& findings) {
   if (path.empty()) return;
   struct stat status {};
   if (stat(path.c_str(), &status) == 0) {
-    if (!S_ISDIR(status.st_mode))
+    if (!S_ISDIR(status.st_mode)) {
       findings.error(draft.journal_folder, path + " is no folder: name one, or remove the file");
+    }
     return;
   }
   const int reason = errno;

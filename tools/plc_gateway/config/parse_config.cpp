@@ -14,6 +14,7 @@ namespace plc_gateway {
 namespace {
 
 constexpr int64_t kMostPort = 65535;
+constexpr int64_t kMostReplySeconds = 60;  // a controller that is silent is known to be lost no sooner
 constexpr int64_t kMostSeconds = 86400;
 constexpr int64_t kMostMs = 1000 * kMostSeconds;
 constexpr int64_t kLeastPollMs = 10;
@@ -56,7 +57,7 @@ class ConfigParser {
   void take_json();
   void take_polls();
   void take_commands();
-  void take_command(Section& command);
+  void take_command(Section& from);
   void take_journal();
   void take_metrics();
   void take_id(Section& from, const char* key, std::string& to);
@@ -125,7 +126,7 @@ void ConfigParser::take_controller() {
   options.port = static_cast<uint16_t>(from.integer("port", 1, kMostPort).value_or(options.port));
   draft_.tags = from.texts("tags");
   options.reply_timeout_s =
-      static_cast<uint32_t>(from.integer("reply_timeout_s", 1, kMostSeconds).value_or(options.reply_timeout_s));
+      static_cast<uint32_t>(from.integer("reply_timeout_s", 1, kMostReplySeconds).value_or(options.reply_timeout_s));
   draft_.driver = from.place("driver");
   options.driver = from.text("driver").value_or(options.driver);
 }

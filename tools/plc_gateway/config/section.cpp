@@ -245,8 +245,9 @@ std::vector<PlacedText> Section::texts(const char* key) {
     wrong_type(key, *found, "a text or a list of texts");
     return {};
   }
-  if (found->as_array()->empty())
+  if (found->as_array()->empty()) {
     findings_.error(place(key), head_ + " " + key + " is an empty list: name one at least");
+  }
   std::vector<PlacedText> all;
   for (const toml::node& element : *found->as_array()) {
     if (!element.is_string()) {

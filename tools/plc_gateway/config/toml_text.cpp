@@ -2,6 +2,7 @@
 #include "tools/plc_gateway/config/toml_text.h"
 
 #include <algorithm>
+#include <optional>
 #include <string_view>
 
 #include "base/text.h"
@@ -13,44 +14,51 @@ namespace {
 constexpr size_t kMostKeyParts = 16;     // each part is a table in a table, and those are freed by recursion
 constexpr size_t kMostFaultyLines = 20;  // each costs two more readings of the text
 
-// The end of the string that begins at `at`: behind its closing quotes, or the end of the text.
-size_t behind_string(std::string_view text, size_t at) {
+// The end of a string of one line, behind its closing quote; or its line's end.
+size_t behind_short_string(std::string_view text, size_t at) {
   const char quote = text[at];
-  const std::string_view tripled = text.substr(at, 3);
-  const bool is_long = tripled.size() == 3 && tripled[1] == quote && tripled[2] == quote;
-  for (size_t i = at + (is_long ? 3 : 1); i < text.size(); ++i) {
-    if (text[i] == '\\' && quote == '"') {
-      ++i;
-    } else if (!is_long && (text[i] == quote || text[i] == '\n')) {
-      return i + 1;
-    } else if (is_long && text.substr(i, 3) == tripled) {
-      return i + 3;
-    }
+  for (size_t i = at + 1; i < text.size(); ++i) {
+    if (text[i] == quote || text[i] == '\n') return i + 1;
+    if (text[i] == '\\' && quote == '"') ++i;
   }
   return text.size();
 }
 
-// The line of a key of too many parts, from 1; 0 when there is none.
-uint32_t line_of_long_key(std::string_view text) {
-  uint32_t line = 1;
+// The same of a string that begins with three quotes and may have several lines.
+size_t behind_long_string(std::string_view text, size_t at) {
+  const std::string_view quotes = text.substr(at, 3);
+  for (size_t i = at + 3; i < text.size(); ++i) {
+    if (text.substr(i, 3) == quotes) return i + 3;
+    if (text[i] == '\\' && quotes.front() == '"') ++i;
+  }
+  return text.size();
+}
+
+// Behind the string or the comment that begins there; `at` where none does.
+size_t behind_what_is_no_key(std::string_view text, size_t at) {
+  const char sign = text[at];
+  if (sign == '#') return std::min(text.find('\n', at), text.size());
+  if (sign != '"' && sign != '\'') return at;
+  const std::string_view quotes = text.substr(at, 3);
+  const bool is_long = quotes == "\"\"\"" || quotes == "'''";
+  return is_long ? behind_long_string(text, at) : behind_short_string(text, at);
+}
+
+// Where a key of too many parts reaches the last of them; nothing when there is none.
+std::optional<size_t> end_of_long_key(std::string_view text) {
   size_t dots = 0;
   for (size_t i = 0; i < text.size();) {
+    const size_t behind = behind_what_is_no_key(text, i);
+    if (behind != i) {
+      i = behind;
+      continue;
+    }
     const char sign = text[i];
-    if (sign == '"' || sign == '\'') {
-      const size_t end = behind_string(text, i);
-      for (; i < end; ++i) line += text[i] == '\n' ? 1U : 0U;
-      continue;
-    }
-    if (sign == '#') {
-      i = std::min(text.find('\n', i), text.size());
-      continue;
-    }
-    if (sign == '.' && ++dots == kMostKeyParts) return line;
     if (std::string_view("\n=,[]{}").find(sign) != std::string_view::npos) dots = 0;
-    line += sign == '\n' ? 1U : 0U;
+    if (sign == '.' && ++dots == kMostKeyParts) return i;
     ++i;
   }
-  return 0;
+  return std::nullopt;
 }
 
 struct Line {
@@ -113,8 +121,10 @@ TomlText parse_toml(const std::string& text, Findings& findings) {
     findings.error({}, "the file is not UTF-8: save it as UTF-8");
     return result;
   }
-  if (const uint32_t line = line_of_long_key(text)) {
-    findings.error({line, 1}, "the key has more than " + std::to_string(kMostKeyParts) + " parts: it is none of these");
+  if (const std::optional<size_t> end = end_of_long_key(text)) {
+    const auto lines = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(*end), '\n');
+    findings.error({static_cast<uint32_t>(lines) + 1, 1},
+                   "the key has more than " + std::to_string(kMostKeyParts) + " parts: it is none of these");
     return result;
   }
   std::string rest = text;
