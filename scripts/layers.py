@@ -54,6 +54,7 @@ LAYERS = {
     "tools/plc_gateway/broker/": ("tools/plc_gateway/broker/", "tools/plc_gateway/node/seams.h",
                                   "tools/plc_gateway/model/"),
     "tools/plc_gateway/controller/": ("tools/plc_gateway/controller/", "tools/plc_gateway/node/seams.h",
+                                      "tools/plc_gateway/poll/schedule.h",
                                       "tools/plc_gateway/sparkplug/", "tools/plc_gateway/model/",
                                       "client/plc_client.h"),
     "tools/plc_gateway/service/": ("tools/plc_gateway/",),

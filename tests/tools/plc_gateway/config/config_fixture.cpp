@@ -4,14 +4,9 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "tests/tools/plc_gateway/tag_line.h"
 namespace plc_gateway_test {
 namespace {
-
-std::string tag_line(const std::string& name, const std::string& type, const std::string& range = "",
-                     const std::string& length = "", const std::string& program = "") {
-  const bool is_global = program.empty();
-  return name + "," + type + "," + range + "," + length + ",,,,0," + (is_global ? "1,0,0," : "0,0,1,") + program + "\n";
-}
 
 std::vector<std::string> lines_of(const plc_gateway::ConfigResult& result, uint32_t before) {
   std::vector<std::string> lines;
