@@ -25,8 +25,9 @@ std::string type_of(const std::string& topic) {
 }  // namespace
 
 const plc_gateway::schema::Metric* Told::metric(const std::string& name) const {
+  const auto alias = aliases.find(name);
   for (const auto& metric : payload.metrics()) {
-    if (metric.name() == name) return &metric;
+    if (metric.name() == name || (alias != aliases.end() && metric.alias() == alias->second)) return &metric;
   }
   return nullptr;
 }
@@ -62,6 +63,13 @@ std::optional<int> FakeBroker::publish(const Message& message) {
   one.text = message.payload;
   if (one.type == "fence") fence = one.id;
   if (one.type != "fence" && one.type != "json") one.payload.ParseFromString(message.payload);
+  if (one.type == "NBIRTH") {
+    aliases.clear();
+    for (const auto& metric : one.payload.metrics()) {
+      if (metric.has_alias()) aliases[metric.name()] = metric.alias();
+    }
+  }
+  if (one.type == "NDATA") one.aliases = aliases;
   events.push_back(one.type);
   told.push_back(std::move(one));
   return last_id;

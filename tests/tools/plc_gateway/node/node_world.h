@@ -2,6 +2,7 @@
 #pragma once
 
 #include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -37,7 +38,9 @@ struct Told {
   int qos = 0;
   int id = 0;
   plc_gateway::schema::Payload payload;
+  std::map<std::string, uint64_t> aliases;  // of NDATA: as the node's birth gave them
 
+  // By its name, or by the alias of the name.
   const plc_gateway::schema::Metric* metric(const std::string& name) const;
 };
 
@@ -53,8 +56,11 @@ struct FakeBroker : plc_gateway::BrokerPort {
   std::vector<std::string> events;  // "connect", "disconnect", "drop", "subscribe" and types of messages, in order
   std::vector<Told> told;           // since the last take()
   bool takes_messages = true;
+  bool is_there = true;  // a connect reaches it
+  bool sent_connect() const override { return is_there; }
   int last_id = 0;
-  std::optional<int> fence;  // the last one
+  std::optional<int> fence;                 // the last one
+  std::map<std::string, uint64_t> aliases;  // of the node's last birth
 };
 
 // Two groups: "Speed" (INT) and "Name" (STRING) every 100 ms, "Level" (REAL) every 1000 ms with deadband 0.5.
