@@ -1,0 +1,95 @@
+// TLS for a connection, with OpenSSL.
+//
+// The connection goes to an address, for names are resolved before. So the name that the certificate has to be for, and
+// that the broker is told, is set here.
+#include "tools/plc_gateway/broker/tls_context.h"
+
+#include <arpa/inet.h>
+#include <openssl/err.h>
+#include <openssl/x509v3.h>
+
+#include "base/text.h"
+
+namespace plc_gateway {
+namespace {
+
+bool is_address(const std::string& host) {
+  unsigned char bytes[sizeof(in6_addr)];
+  return inet_pton(AF_INET, host.c_str(), bytes) == 1 || inet_pton(AF_INET6, host.c_str(), bytes) == 1;
+}
+
+std::string openssl_reason() {
+  const char* reason = ERR_reason_error_string(ERR_peek_last_error());
+  ERR_clear_error();
+  return reason != nullptr ? reason : "no reason given";
+}
+
+TlsContext* owner_of(const SSL* ssl) { return static_cast<TlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl))); }
+
+}  // namespace
+
+TlsContext::TlsContext(const BrokerOptions& options) : options_(options), context_(SSL_CTX_new(TLS_client_method())) {
+  if (!context_) {
+    problem_ = "no TLS: " + openssl_reason();
+    return;
+  }
+  SSL_CTX* context = context_.get();
+  SSL_CTX_set_app_data(context, this);
+  SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION);
+  SSL_CTX_set_mode(context, SSL_MODE_RELEASE_BUFFERS | SSL_MODE_AUTO_RETRY);
+  SSL_CTX_set_verify(context, SSL_VERIFY_PEER, on_verify);
+  SSL_CTX_set_info_callback(context, on_info);
+  // Nobody is there to type the word that an encrypted key asks for.
+  SSL_CTX_set_default_passwd_cb(context, [](char*, int, int, void*) { return 0; });
+  expect_name();
+  load_files();
+}
+
+void TlsContext::expect_name() {
+  X509_VERIFY_PARAM* expected = SSL_CTX_get0_param(context_.get());
+  if (is_address(options_.host)) {
+    X509_VERIFY_PARAM_set1_ip_asc(expected, options_.host.c_str());
+  } else {
+    X509_VERIFY_PARAM_set1_host(expected, options_.host.c_str(), options_.host.size());
+  }
+}
+
+void TlsContext::load_files() {
+  SSL_CTX* context = context_.get();
+  const BrokerOptions& files = options_;
+  ERR_clear_error();
+  if (files.ca_file.empty()) {
+    SSL_CTX_set_default_verify_paths(context);
+  } else if (SSL_CTX_load_verify_file(context, files.ca_file.c_str()) != 1) {
+    problem_ = "ca_file " + plc_base::quoted(files.ca_file) + " holds no certificates that can be read: ";
+  }
+  if (problem_.empty() && !files.cert_file.empty() &&
+      SSL_CTX_use_certificate_chain_file(context, files.cert_file.c_str()) != 1) {
+    problem_ = "cert_file " + plc_base::quoted(files.cert_file) + " holds no certificate that can be read: ";
+  }
+  if (problem_.empty() && !files.key_file.empty() &&
+      SSL_CTX_use_PrivateKey_file(context, files.key_file.c_str(), SSL_FILETYPE_PEM) != 1) {
+    problem_ = "key_file " + plc_base::quoted(files.key_file) + " does not hold the key of cert_file: ";
+  }
+  if (!problem_.empty()) problem_ += openssl_reason();
+}
+
+int TlsContext::on_verify(int is_good, X509_STORE_CTX* store) {
+  const auto* ssl = static_cast<const SSL*>(X509_STORE_CTX_get_ex_data(store, SSL_get_ex_data_X509_STORE_CTX_idx()));
+  if (is_good != 1) owner_of(ssl)->certificate_error_ = X509_STORE_CTX_get_error(store);
+  return is_good;
+}
+
+// The first message of a handshake says which name is meant: brokers behind one address are told apart by it.
+void TlsContext::on_info(const SSL* ssl, int where, int value) {
+  TlsContext* owner = owner_of(ssl);
+  const std::string& host = owner->options_.host;
+  if ((where & SSL_CB_HANDSHAKE_START) != 0 && !is_address(host)) {
+    SSL_set_tlsext_host_name(const_cast<SSL*>(ssl), host.c_str());
+  }
+  const bool is_goodbye = (value & 0xFF) == SSL_AD_CLOSE_NOTIFY;
+  if ((where & SSL_CB_READ_ALERT) == SSL_CB_READ_ALERT && !is_goodbye)
+    owner->alert_ = SSL_alert_desc_string_long(value);
+}
+
+}  // namespace plc_gateway
