@@ -85,7 +85,8 @@ void TlsContext::on_info(const SSL* ssl, int where, int value) {
   TlsContext* owner = owner_of(ssl);
   const std::string& host = owner->options_.host;
   if ((where & SSL_CB_HANDSHAKE_START) != 0 && !is_address(host)) {
-    SSL_set_tlsext_host_name(const_cast<SSL*>(ssl), host.c_str());
+    SSL_ctrl(const_cast<SSL*>(ssl), SSL_CTRL_SET_TLSEXT_HOSTNAME, TLSEXT_NAMETYPE_host_name,
+             const_cast<char*>(host.c_str()));
   }
   const bool is_goodbye = (value & 0xFF) == SSL_AD_CLOSE_NOTIFY;
   if ((where & SSL_CB_READ_ALERT) == SSL_CB_READ_ALERT && !is_goodbye)
