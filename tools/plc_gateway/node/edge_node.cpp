@@ -5,6 +5,15 @@
 #include <utility>
 
 namespace plc_gateway {
+namespace {
+
+CommandDesk make_desk(std::optional<CommandDesk> earlier, std::vector<CommandRule> rules) {
+  if (!earlier) return CommandDesk(std::move(rules));
+  earlier->replace_rules(std::move(rules));
+  return *std::move(earlier);
+}
+
+}  // namespace
 
 EdgeNode::EdgeNode(EdgeNodeOptions options, const Clock& clock, ControllerPort& controller, BrokerPort& broker,
                    Journal& journal)
@@ -12,7 +21,7 @@ EdgeNode::EdgeNode(EdgeNodeOptions options, const Clock& clock, ControllerPort& 
       pieces_(std::move(options.pieces)),
       topics_(options.session.topics),
       clock_(clock),
-      desk_(std::move(options.rules)),
+      desk_(make_desk(std::move(options.earlier_desk), std::move(options.rules))),
       device_(variables_, options.periods, pieces_, clock, controller, journal, counters_),
       session_(std::move(options.session), variables_, clock, broker, journal, device_, counters_) {}
 

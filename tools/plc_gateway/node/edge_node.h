@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/plc_gateway/commands/command_desk.h"
@@ -21,6 +22,7 @@ struct EdgeNodeOptions {
   std::vector<Piece> pieces;  // each variable in one of them
   std::vector<CommandRule> rules;
   SessionOptions session;
+  std::optional<CommandDesk> earlier_desk;  // of a node before this one: what it took is not taken again
 };
 
 class EdgeNode {
@@ -50,6 +52,9 @@ class EdgeNode {
   const Counters& counters() const { return counters_; }
   // Why there is no broker; empty at first.
   const std::string& broker_problem() const { return session_.last_problem(); }
+  const std::optional<CommandResult>& last_command() const { return session_.last_command(); }
+  // For the node that comes after this one, which takes no more commands.
+  CommandDesk take_desk() { return std::move(desk_); }
 
  private:
   void step();

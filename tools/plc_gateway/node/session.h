@@ -60,6 +60,8 @@ class Session {
   const std::map<uint64_t, std::string>& names() const { return names_; }
   // Why there is no connection, when there is none.
   const std::string& last_problem() const { return last_problem_; }
+  // How the last command ended, whoever sent it.
+  const std::optional<CommandResult>& last_command() const { return last_command_; }
 
  private:
   enum class Link : uint8_t { kDown, kConnecting, kSubscribing, kWaitingForHost, kOnline, kStopped };

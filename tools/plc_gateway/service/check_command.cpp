@@ -1,0 +1,24 @@
+// plc-gateway check: everything that is wrong with a configuration, at once.
+#include <cstdio>
+
+#include "base/shown_text.h"
+#include "base/text.h"
+#include "tools/plc_gateway/service/commands.h"
+#include "tools/plc_gateway/service/exit_codes.h"
+#include "tools/plc_gateway/service/findings_text.h"
+
+namespace plc_gateway {
+
+int check_config(const std::string& file) {
+  const ConfigResult result = load_config(file);
+  require_ok(result, file);
+  const Config& config = result.config;
+  const std::string line = plc_base::shown_first(file) + ": " + plc_base::plural(config.variables.size(), "variable") +
+                           " in " + plc_base::plural(config.polls.size(), "poll") + ", " +
+                           plc_base::plural(config.commands.size(), "command") + ": no mistakes\n";
+  const bool is_written = std::fputs(line.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
+  if (!is_written) throw GatewayError(kExitOutput, "the result cannot be written to standard output");
+  return kExitOk;
+}
+
+}  // namespace plc_gateway

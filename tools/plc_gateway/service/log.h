@@ -1,0 +1,50 @@
+// Lines about what happens, as key=value for people and programs. What happens again and again becomes a line per
+// minute, with its count.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "tools/plc_gateway/model/variable.h"
+
+namespace plc_gateway {
+
+enum class LogLevel : uint8_t { kError = 3, kWarning = 4, kInfo = 6 };  // as the system's log has them
+
+using LogFields = std::vector<std::pair<std::string_view, std::string>>;
+
+class Log {
+ public:
+  // Of lines, without their ends.
+  using Writer = std::function<void(const std::string& line)>;
+
+  // To standard error. Under systemd's journal a line begins with its level, and has no time of its own.
+  Log();
+  Log(Writer writer, bool is_journal) : writer_(std::move(writer)), is_journal_(is_journal) {}
+
+  // `now_ms` is steady. Lines of one event with the same first field are of one kind: of a flood of them the first few
+  // are written, and then one in a minute, with repeated=N.
+  void write(LogLevel level, std::string_view event, const LogFields& fields, Ms now_ms);
+  // Writes what was held back and is due; to be called each second.
+  void tick(Ms now_ms);
+
+ private:
+  struct Kind {
+    Ms since_ms = 0;       // when the minute began
+    unsigned written = 0;  // in it
+    uint64_t held_back = 0;
+    std::string line;  // the last one that was held back
+  };
+
+  void put(LogLevel level, std::string line, uint64_t repeated);
+
+  Writer writer_;
+  bool is_journal_ = false;
+  std::map<std::string, std::pair<LogLevel, Kind>> kinds_;
+};
+
+}  // namespace plc_gateway
