@@ -8,7 +8,6 @@
 #include <utility>
 #include <variant>
 
-#include "client/plc_client.h"
 #include "tools/plc_gateway/service/exit_codes.h"
 
 namespace plc_gateway {
