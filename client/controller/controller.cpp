@@ -10,6 +10,7 @@
 #include "client/client_error.h"
 #include "client/controller/input_value.h"
 #include "client/controller/link.h"
+#include "client/controller/mistake.h"
 #include "client/controller/tag_areas.h"
 #include "client/controller/value_access.h"
 #include "client/driver/failure.h"
@@ -17,6 +18,7 @@
 #include "client/plan/read_plan.h"
 #include "client/plan/tag_transfer.h"
 #include "client/plc_client.h"
+#include "client/tags/name_pattern.h"
 #include "client/values/value_type.h"
 
 namespace plc_client {
@@ -35,8 +37,8 @@ uint32_t resolve_address(const std::string& address) {
   addrinfo* found = nullptr;
   const int problem = getaddrinfo(address.c_str(), nullptr, &hints, &found);
   if (problem != 0) {
-    throw Error("'" + address + "' is no address, and the system knows no host of that name: " + gai_strerror(problem) +
-                "; give an IPv4 address or a name, without a port");
+    refuse<Error>("'" + address + "' is no address, and the system knows no host of that name: " +
+                  gai_strerror(problem) + "; give an IPv4 address or a name, without a port");
   }
   sockaddr_in first{};
   std::memcpy(&first, found->ai_addr, sizeof first);
@@ -58,7 +60,7 @@ std::unique_ptr<core::PrivateDriver> load_driver(const std::string& choice) {
     return std::make_unique<core::PrivateDriver>(choice);
   } catch (const core::ClientError& error) {
     const bool is_path = choice.find('/') != std::string::npos || choice == "guarded" || choice == "contract";
-    throw Error(error.what() + std::string(is_path ? "" : "; a driver is guarded, contract, or a library's path"));
+    refuse<Error>(error.what() + std::string(is_path ? "" : "; a driver is guarded, contract, or a library's path"));
   }
 }
 
@@ -82,7 +84,7 @@ auto with_public_errors(const Call& call) -> decltype(call()) {
   try {
     return call();
   } catch (const core::ClientError& error) {
-    throw Error(error.what());
+    refuse<Error>(error.what());
   }
 }
 
@@ -166,7 +168,7 @@ core::DriverSession& Controller::Body::open() {
     }
     if (code != PLC_OK) {
       driver->release(&opened->connection());
-      throw Error("the driver can no longer load the tag file " + area->path + words);
+      refuse<Error>("the driver can no longer load the tag file " + area->path + words);
     }
   }
   opened->set_observer([this](const core::CallResult& call) {
@@ -266,12 +268,12 @@ std::vector<FoundVariable> find_all(const TagAreas& tags, const std::vector<std:
 }
 
 core::PreparedWrite prepare(const FoundVariable& variable, const Input& value) {
-  if (!variable.impossible.empty()) throw Error(variable.reference.text + ": " + variable.impossible);
+  if (!variable.impossible.empty()) refuse<Error>(variable.reference.text + ": " + variable.impossible);
   core::TagValue bits = value_of(variable.reference, value);
   try {
     return core::prepare_write(variable.reference, std::move(bits));
   } catch (const core::PlanError& error) {
-    throw Error(variable.reference.text + ": " + error.what());
+    refuse<Error>(variable.reference.text + ": " + error.what());
   }
 }
 
@@ -366,7 +368,7 @@ void Controller::connect() {
   body_->last_failure = core::explain_failure(call, body_->target);
   body_->link.end_use(false, true);
   const core::Failure& failure = body_->last_failure;
-  throw ConnectionFailed(failure.reason + (failure.advice.empty() ? "" : ". " + failure.advice));
+  refuse<ConnectionFailed>(failure.reason + (failure.advice.empty() ? "" : ". " + failure.advice));
 }
 
 void Controller::close() {
@@ -441,7 +443,7 @@ const Declaration& Controller::tag(std::string_view name) const {
 std::vector<std::string> Controller::match(const std::string& pattern) const {
   std::vector<std::string> names;
   for (const Declaration& declaration : tags()) {
-    if (fits_pattern(pattern, declaration.name)) names.push_back(declaration.name);
+    if (core::fits_pattern(pattern, declaration.name)) names.push_back(declaration.name);
   }
   return names;
 }

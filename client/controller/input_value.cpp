@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 
+#include "base/shown_text.h"
 #include "client/controller/value_access.h"
 #include "client/values/value_type.h"
 
@@ -20,7 +21,7 @@ using core::TagValue;
 constexpr unsigned kWidest = 64;
 
 std::string described(const TagReference& reference) {
-  return reference.text + " is declared " + core::declared_type(reference.tag->entry) + ": ";
+  return plc_base::shown_line(reference.text) + " is declared " + core::declared_type(reference.tag->entry) + ": ";
 }
 
 const char* form_name(const Input& input) {

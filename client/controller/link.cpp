@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "base/shown_text.h"
 #include "client/driver/failure.h"
 
 namespace plc_client {
@@ -63,7 +64,7 @@ const char* reason_word(Reason reason) {
 }
 
 Problem problem_of(const core::Failure& failure) {
-  return {reason_of(failure.quality), failure.reason, failure.advice};
+  return {reason_of(failure.quality), plc_base::shown_line(failure.reason), plc_base::shown_line(failure.advice)};
 }
 
 Link::Link(const Options& options, const core::Target& target) : options_(options), target_(target) {

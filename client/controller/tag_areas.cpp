@@ -2,7 +2,6 @@
 #include "client/controller/tag_areas.h"
 
 #include <dirent.h>
-#include <fnmatch.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,9 +13,11 @@
 #include <cstring>
 #include <optional>
 #include <set>
+#include <utility>
 
 #include "base/shown_text.h"
 #include "client/client_error.h"
+#include "client/controller/mistake.h"
 #include "client/controller/value_access.h"
 #include "client/driver/driver_session.h"
 #include "client/tags/near_names.h"
@@ -31,7 +32,7 @@ constexpr size_t kMostMembers = 5;     // of a structure, in a message
 
 std::vector<std::string> files_in(const std::string& folder) {
   DIR* opened = opendir(folder.c_str());
-  if (opened == nullptr) throw Error("cannot open the folder " + folder + ": " + std::strerror(errno));
+  if (opened == nullptr) refuse<Error>("cannot open the folder " + folder + ": " + std::strerror(errno));
   std::vector<std::string> names;
   int problem = 0;
   for (bool is_over = false; !is_over;) {
@@ -45,7 +46,7 @@ std::vector<std::string> files_in(const std::string& folder) {
     }
   }
   closedir(opened);
-  if (problem != 0) throw Error("cannot read the folder " + folder + ": " + std::strerror(problem));
+  if (problem != 0) refuse<Error>("cannot read the folder " + folder + ": " + std::strerror(problem));
   std::sort(names.begin(), names.end());
   return names;
 }
@@ -76,8 +77,8 @@ bool is_folder(const std::string& path) {
   const std::string problem = std::strerror(errno);
   char working_folder[PATH_MAX];
   const bool is_relative = path.front() != '/' && getcwd(working_folder, sizeof working_folder) != nullptr;
-  throw Error("cannot open the tag file or folder " + path + ": " + problem +
-              (is_relative ? "; the program runs in " + std::string(working_folder) : ""));
+  refuse<Error>("cannot open the tag file or folder " + path + ": " + problem +
+                (is_relative ? "; the program runs in " + std::string(working_folder) : ""));
 }
 
 std::string driver_words(const std::vector<std::string>& lines) {
@@ -90,8 +91,8 @@ std::string driver_words(const std::vector<std::string>& lines) {
 void refuse_stranger(const TagArea& area) {
   const auto has_type = [](const core::Tag& tag) { return tag.entry.type_code != 0; };
   if (std::any_of(area.list.tags.begin(), area.list.tags.end(), has_type)) return;
-  throw Error(area.path + " is no tag file: none of its " + std::to_string(area.list.tags.size()) +
-              " lines has a type in its second column");
+  refuse<Error>(area.path + " is no tag file: none of its " + std::to_string(area.list.tags.size()) +
+                " lines has a type in its second column");
 }
 
 std::set<uint32_t> indexed_blocks(const core::TagList& list) {
@@ -139,13 +140,14 @@ std::vector<std::string> members_of(std::string_view structure, const std::vecto
 void demand_scope(const core::Tag& tag, std::string_view name) {
   const bool is_local = tag.entry.is_global != 1;
   if (!is_local || name.substr(0, tag.qualified_name.size()) == tag.qualified_name) return;
-  throw UnknownVariable(std::string(name) + ": a variable of a program goes with the program's name: write " +
-                            tag.qualified_name + std::string(name.substr(std::min(tag.name.size(), name.size()))),
-                        {tag.qualified_name});
+  const std::string rest(name.substr(std::min(tag.name.size(), name.size())));
+  const std::string text =
+      std::string(name) + ": a variable of a program goes with the program's name: write " + tag.qualified_name + rest;
+  throw UnknownVariable(plc_base::shown_line(text), {tag.qualified_name});
 }
 
 [[noreturn]] void refuse_two(const std::string& name, const std::string& file, const std::string& other) {
-  throw UnknownVariable(name + ": both " + file + " and " + other + " declare it: use a Controller for each area");
+  refuse<UnknownVariable>(name + ": both " + file + " and " + other + " declare it: use a Controller for each area");
 }
 
 FoundVariable find_in(const TagArea& area, std::string_view name) {
@@ -160,10 +162,6 @@ FoundVariable find_in(const TagArea& area, std::string_view name) {
 }
 
 }  // namespace
-
-bool fits_pattern(std::string_view pattern, std::string_view name) {
-  return fnmatch(std::string(pattern).c_str(), std::string(name).c_str(), FNM_NOESCAPE) == 0;
-}
 
 TagAreas::TagAreas(const Options& options, uint32_t ip_address, core::PrivateDriver& driver) {
   if (options.tags.empty()) {
@@ -180,6 +178,8 @@ TagAreas::TagAreas(const Options& options, uint32_t ip_address, core::PrivateDri
   check_apart();
 }
 
+TagAreas::TagAreas(std::vector<std::unique_ptr<TagArea>> areas) : areas_(std::move(areas)) { check_apart(); }
+
 void TagAreas::add_folder(const std::string& folder, uint32_t ip_address, core::PrivateDriver& driver) {
   std::string others;
   bool is_found = false;
@@ -194,16 +194,16 @@ void TagAreas::add_folder(const std::string& folder, uint32_t ip_address, core::
   if (is_found) return;
   char wanted[32];
   std::snprintf(wanted, sizeof wanted, "PLC%X_0.csv", ip_address);
-  throw Error("the folder " + folder + " has no " + wanted + (others.empty() ? "" : ", only " + others) +
-              ": give the controller's tag file this name (its address in hexadecimal, its area), or name the file "
-              "itself");
+  refuse<Error>("the folder " + folder + " has no " + wanted + (others.empty() ? "" : ", only " + others) +
+                ": give the controller's tag file this name (its address in hexadecimal, its area), or name the file "
+                "itself");
 }
 
 void TagAreas::add(uint16_t area, const std::string& path, core::PrivateDriver& driver) {
   for (const auto& other : areas_) {
     if (other->area == area) {
-      throw Error("both " + other->path + " and " + path + " are given for area " + std::to_string(area) +
-                  ": an area has one tag file");
+      refuse<Error>("both " + other->path + " and " + path + " are given for area " + std::to_string(area) +
+                    ": an area has one tag file");
     }
   }
   auto read = std::make_unique<TagArea>();
@@ -212,7 +212,7 @@ void TagAreas::add(uint16_t area, const std::string& path, core::PrivateDriver& 
   try {
     read->list = core::load_tag_list(driver.library(), path);
   } catch (const core::ClientError& error) {
-    throw Error(error.what() + driver_words(driver.take_lines()));
+    refuse<Error>(error.what() + driver_words(driver.take_lines()));
   }
   refuse_stranger(*read);
   areas_.push_back(std::move(read));
@@ -225,8 +225,8 @@ void TagAreas::check_apart() const {
     for (size_t j = i + 1; j < areas_.size(); ++j) {
       for (const uint32_t block : indexed_blocks(areas_[j]->list)) {
         if (blocks.count(block) == 0) continue;
-        throw Error("the indexed ids of " + areas_[i]->path + " and " + areas_[j]->path +
-                    " lie in the same block of 8192: use a Controller for each of them");
+        refuse<Error>("the indexed ids of " + areas_[i]->path + " and " + areas_[j]->path +
+                      " lie in the same block of 8192: use a Controller for each of them");
       }
     }
   }
@@ -244,7 +244,7 @@ void TagAreas::unknown(std::string_view name) const {
   const std::string_view bare = name.substr(0, name.back() == ']' ? name.rfind('[') : name.size());
   std::vector<std::string> near = core::near_names(bare, names);
   if (near.empty()) near = members_of(bare, names);
-  std::string text = plc_base::shown_line(name) + ": " + (areas_.size() > 1 ? "none of " : "") + places() +
+  std::string text = std::string(name) + ": " + (areas_.size() > 1 ? "none of " : "") + places() +
                      (areas_.size() > 1 ? " has a variable of this name" : " has no variable of this name");
   if (!near.empty()) {
     const Declaration& nearest = declaration(near.front());
@@ -253,11 +253,11 @@ void TagAreas::unknown(std::string_view name) const {
   }
   if (name.find("][") != std::string_view::npos) text += "; subscripts stand in one pair of brackets: [1,2]";
   if (name.find_first_of("*?") != std::string_view::npos) text += "; patterns are for match() and, in Python, watch()";
-  throw UnknownVariable(text, std::move(near));
+  throw UnknownVariable(plc_base::shown_line(text), std::move(near));
 }
 
 FoundVariable TagAreas::find(std::string_view name) const {
-  const std::string text = plc_base::shown_line(name);
+  const std::string text(name);
   if (name.empty()) throw UnknownVariable("the name of a variable is empty");
   std::optional<FoundVariable> found;
   std::string file;
@@ -274,11 +274,11 @@ FoundVariable TagAreas::find(std::string_view name) const {
       }
     }
   } catch (const core::SubscriptError& error) {
-    throw OutOfRange(text + ": " + error.what());
+    refuse<OutOfRange>(text + ": " + error.what());
   } catch (const core::ShapeError& error) {
-    throw TypeMismatch(text + ": " + error.what());
+    refuse<TypeMismatch>(text + ": " + error.what());
   } catch (const core::ReferenceError& error) {
-    throw UnknownVariable(text + ": " + error.what());
+    refuse<UnknownVariable>(text + ": " + error.what());
   }
   if (!found) unknown(name);
   return *found;

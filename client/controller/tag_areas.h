@@ -31,6 +31,9 @@ class TagAreas {
   // Reads what options.tags names, with the driver's own reader. Throws Error.
   TagAreas(const Options& options, uint32_t ip_address, core::PrivateDriver& driver);
 
+  // Of files that have been read. Throws Error.
+  explicit TagAreas(std::vector<std::unique_ptr<TagArea>> areas);
+
   // Stable for the life of this object: references point into them.
   const std::vector<std::unique_ptr<TagArea>>& areas() const { return areas_; }
 
@@ -52,8 +55,5 @@ class TagAreas {
   std::vector<std::unique_ptr<TagArea>> areas_;
   mutable std::vector<Declaration> declarations_;
 };
-
-// Whether the name fits a pattern with *, ? and [abc].
-bool fits_pattern(std::string_view pattern, std::string_view name);
 
 }  // namespace plc_client
