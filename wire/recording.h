@@ -28,6 +28,7 @@ struct Connection {
 
 struct Recording {
   std::vector<Connection> connections;  // in the order in which they were opened
+  bool is_cut = false;                  // more came than is kept
 };
 
 }  // namespace wire_trace

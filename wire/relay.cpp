@@ -24,6 +24,7 @@ namespace {
 
 constexpr size_t kMaxWaiting = 65536;  // bytes that one side has not taken: the other one is not read until it has
 constexpr int kLaterPatienceMs = 1000;
+constexpr size_t kBytesBeside = 128;  // of an event or a connection: the record of it and where its bytes lie
 
 int64_t now_ns() {
   const auto since = std::chrono::system_clock::now().time_since_epoch();
@@ -155,8 +156,12 @@ class RecordingRelay::Link {
   Side controller_;
 };
 
-RecordingRelay::RecordingRelay(uint32_t address, uint16_t port, int first_descriptor)
-    : address_(address), controller_port_(port), first_descriptor_(first_descriptor) {
+RecordingRelay::RecordingRelay(uint32_t address, uint16_t port, int first_descriptor, size_t most_bytes)
+    : address_(address),
+      controller_port_(port),
+      first_descriptor_(first_descriptor),
+      room_(most_bytes),
+      received_(kMaxWaiting) {
   listener_ = make_socket();
   wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   sockaddr_in own = make_address(INADDR_LOOPBACK, 0);
@@ -204,8 +209,17 @@ void RecordingRelay::wait_until_quiet(int quiet_ms, int patience_ms) {
   }
 }
 
+// Whether so many bytes more are kept. Once some were not, nothing is: a recording has no gaps.
+bool RecordingRelay::make_room(size_t bytes) {
+  const size_t wanted = bytes + kBytesBeside;
+  recording_.is_cut = recording_.is_cut || wanted > room_;
+  if (!recording_.is_cut) room_ -= wanted;
+  return !recording_.is_cut;
+}
+
 void RecordingRelay::record(size_t connection, bool from_host, TrafficEvent::Kind kind, Bytes bytes) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  if (!make_room(bytes.size())) return;
   recording_.connections[connection].events.push_back({now_ns(), from_host, kind, std::move(bytes)});
   recorded_.notify_all();
 }
@@ -223,9 +237,11 @@ void RecordingRelay::accept_host() {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     connection = recording_.connections.size();
-    recording_.connections.emplace_back();
-    recording_.connections.back().host_port = ntohs(peer.sin_port);
-    recording_.connections.back().opened_ns = now_ns();
+    if (make_room(0)) {
+      recording_.connections.emplace_back();
+      recording_.connections.back().host_port = ntohs(peer.sin_port);
+      recording_.connections.back().opened_ns = now_ns();
+    }
   }
   Reach reach;
   reach.descriptor = std::exchange(first_descriptor_, -1);
@@ -238,7 +254,7 @@ void RecordingRelay::accept_host() {
       accept_error_ = reach.own_error;
     } else {
       const std::lock_guard<std::mutex> lock(mutex_);
-      recording_.connections[connection].is_refused = true;
+      if (connection < recording_.connections.size()) recording_.connections[connection].is_refused = true;
     }
     int refused = host;
     close_with_reset(refused);
@@ -249,11 +265,10 @@ void RecordingRelay::accept_host() {
 }
 
 void RecordingRelay::pass_on(Link& link, bool from_host) {
-  Bytes bytes(kMaxWaiting);
-  const ssize_t got = recv(link.side(from_host).descriptor, bytes.data(), bytes.size(), 0);
+  const ssize_t got = recv(link.side(from_host).descriptor, received_.data(), received_.size(), 0);
   if (got < 0 && (errno == EAGAIN || errno == EINTR)) return;
   if (got > 0) {
-    bytes.resize(static_cast<size_t>(got));
+    Bytes bytes(received_.begin(), received_.begin() + got);
     Bytes& waiting = link.side(!from_host).waiting;
     waiting.insert(waiting.end(), bytes.begin(), bytes.end());
     record(link.connection(), from_host, TrafficEvent::Kind::kBytes, std::move(bytes));

@@ -28,9 +28,13 @@ Reach reach_controller(uint32_t address, uint16_t port, int patience_ms);
 
 class RecordingRelay {
  public:
+  // What a recording holds at most, its events and connections counted with what they take beside their bytes. What
+  // comes behind is passed on all the same, and the recording says that it is cut.
+  static constexpr size_t kMostRecordedBytes = size_t{64} << 20U;
+
   // Listens on a free port of 127.0.0.1. The first connection goes on over the descriptor, which the relay takes; later
   // ones make a connection to the controller of their own. Throws std::runtime_error.
-  RecordingRelay(uint32_t address, uint16_t port, int first_descriptor);
+  RecordingRelay(uint32_t address, uint16_t port, int first_descriptor, size_t most_bytes = kMostRecordedBytes);
   ~RecordingRelay();
   RecordingRelay(const RecordingRelay&) = delete;
   RecordingRelay& operator=(const RecordingRelay&) = delete;
@@ -52,6 +56,7 @@ class RecordingRelay {
   void run_in_memory();
   void run();
   void accept_host();
+  bool make_room(size_t bytes);
   void record(size_t connection, bool from_host, TrafficEvent::Kind kind, Bytes bytes);
   void serve(Link& link, short host_events, short controller_events);
   void pass_on(Link& link, bool from_host);
@@ -59,10 +64,12 @@ class RecordingRelay {
   uint32_t address_;
   uint16_t controller_port_;
   int first_descriptor_;
+  size_t room_;  // bytes that may still be recorded
   int listener_ = -1;
   int wake_ = -1;
   uint16_t port_ = 0;
   std::vector<std::unique_ptr<Link>> links_;
+  Bytes received_;
   mutable std::mutex mutex_;
   std::condition_variable recorded_;
   Recording recording_;

@@ -25,6 +25,7 @@ using wire_trace::Reach;
 using wire_trace::RecordingRelay;
 
 constexpr int kPatienceMs = 10000;
+constexpr size_t kBesideBytes = 128;  // that an event or a connection counts for beside its bytes
 
 bool wait_readable(int descriptor) {
   pollfd readable{descriptor, POLLIN, 0};
@@ -53,9 +54,9 @@ int connect_to(uint16_t port) {
 
 class RelayTest : public testing::Test {
  protected:
-  RelayTest()
+  explicit RelayTest(size_t most_bytes = RecordingRelay::kMostRecordedBytes)
       : listener_(SOCK_STREAM, 4),
-        relay_(kLoopbackAddress, listener_.port(), connect_to(listener_.port())),
+        relay_(kLoopbackAddress, listener_.port(), connect_to(listener_.port()), most_bytes),
         controller_(accept(listener_.fd(), nullptr, nullptr)),
         host_(connect_to(relay_.port())) {}
 
@@ -128,6 +129,50 @@ TEST_F(RelayTest, HostThatReadsNothing_HoldsNobodyUp) {
   }
   EXPECT_GT(sent, 0);
   relay_.stop();
+}
+
+class CutRelayTest : public RelayTest {
+ protected:
+  // Room for the connection, and for one event with the bytes of a request.
+  CutRelayTest() : RelayTest(2 * kBesideBytes + from_hex(kResolveD).size()) {}
+};
+
+TEST_F(CutRelayTest, BytesBehindTheBound_ArePassedOnAndNotRecorded) {
+  send_all(host_.get(), from_hex(kResolveD));
+  EXPECT_EQ(receive(controller_.get()), from_hex(kResolveD));
+  EXPECT_FALSE(relay_.recording().is_cut);
+  send_all(controller_.get(), from_hex("01"));
+  EXPECT_EQ(receive(host_.get()), from_hex("01"));
+  send_all(host_.get(), from_hex("02 03"));
+  EXPECT_EQ(receive(controller_.get()), from_hex("02 03"));
+  const Recording recording = relay_.recording();
+  EXPECT_TRUE(recording.is_cut);
+  ASSERT_EQ(recording.connections.size(), 1U);
+  ASSERT_EQ(recording.connections[0].events.size(), 1U);
+  EXPECT_EQ(recording.connections[0].events[0].bytes, from_hex(kResolveD));
+}
+
+TEST_F(CutRelayTest, ConnectionBehindTheBound_IsPassedOnAndNotRecorded) {
+  send_all(host_.get(), Bytes(4096, 0xAB));
+  EXPECT_FALSE(receive(controller_.get()).empty());
+  const ScopedDescriptor second(connect_to(relay_.port()));
+  ASSERT_TRUE(wait_readable(listener_.fd()));
+  const ScopedDescriptor other(accept(listener_.fd(), nullptr, nullptr));
+  send_all(other.get(), from_hex("01 02"));
+  EXPECT_EQ(receive(second.get()), from_hex("01 02"));
+  const Recording recording = relay_.recording();
+  EXPECT_TRUE(recording.is_cut);
+  ASSERT_EQ(recording.connections.size(), 1U);
+  EXPECT_TRUE(recording.connections[0].events.empty());
+}
+
+// One byte a segment: an event takes what it holds, and not what a segment could hold.
+TEST_F(RelayTest, ManySmallSegments_TakeNoMoreThanTheirBytes) {
+  for (int i = 0; i < 100; ++i) {
+    send_all(host_.get(), from_hex("01"));
+    ASSERT_EQ(receive(controller_.get()).size(), 1U);
+  }
+  for (const TrafficEvent& event : events(100)) EXPECT_LE(event.bytes.capacity(), 16U);
 }
 
 TEST(Reach, PortWithoutAListener_IsRefused) {
