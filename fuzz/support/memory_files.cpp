@@ -33,6 +33,7 @@ extern "C" {
 int __real_open(const char* path, int flags, ...);
 ssize_t __real_read(int descriptor, void* bytes, size_t length);
 int __real___fxstat64(int record, int descriptor, struct stat64* status);
+int __real_fstat(int descriptor, struct stat* status);
 
 int __wrap_open(const char* path, int flags, ...) {
   // The fuzzing engine opens its own files through the same call.
@@ -60,6 +61,14 @@ int __wrap___fxstat64(int record, int descriptor, struct stat64* status) {
   *status = {};
   status->st_mode = S_IFREG;
   status->st_size = static_cast<off64_t>(tag_file.size());
+  return 0;
+}
+
+int __wrap_fstat(int descriptor, struct stat* status) {
+  if (!is_memory_file(descriptor)) return __real_fstat(descriptor, status);
+  *status = {};
+  status->st_mode = S_IFREG;
+  status->st_size = static_cast<off_t>(tag_file.size());
   return 0;
 }
 }

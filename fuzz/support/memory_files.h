@@ -1,4 +1,4 @@
-// Tag files as texts in memory. Linked in by wrapping open, read, and what the driver calls for fstat.
+// Tag files as texts in memory. Linked in by wrapping open, read, and fstat, under both of its names.
 #pragma once
 
 #include <string>

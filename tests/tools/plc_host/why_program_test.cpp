@@ -424,6 +424,17 @@ TEST_F(WhyTest, CaptureInWhichNobodyAsked_SaysSo) {
             "     Try: Compare column 9 of the tag file that the host had with the controller's declaration.\n");
 }
 
+TEST_F(WhyTest, CaptureWithFewerBytesThanTheTypeTakes_ShowsNoValue) {
+  const std::string capture = capture_of_all();
+  write_file("wide.csv", "Speed,LINT,,,,,,1,1,0,0,,DM\n");
+  const Outcome outcome = run({"why", "Speed", "--capture", capture, "--tags", path("wide.csv")});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(row(outcome.out, "value"), "");
+  EXPECT_EQ(went_wrong(outcome),
+            "  1. there is no value: fewer bytes came than a LINT takes\n"
+            "     Try: Compare the type in the tag file that the host had with the controller's declaration.\n");
+}
+
 TEST_F(WhyTest, CaptureByNumber_NeedsTheTagFile) {
   const std::string capture = capture_of_all();
   EXPECT_EQ(run({"why", "--id", "1", "--capture", capture}).code, 2);

@@ -11,8 +11,7 @@
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/why/why_findings.h"
-#include "tools/plc_host/why/why_live.h"
-#include "wire/captures/capture.h"
+#include "tools/plc_host/why/why_lookup.h"
 
 namespace plc_host {
 namespace {
@@ -121,27 +120,30 @@ uint64_t bit_of(const TagEntry& entry, const wire_trace::NameRecord& record, con
       entry.name_kind != 1 && (entry.device_kind == kDm || entry.device_kind == kEm || entry.device_kind == kNoDevice);
   const bool is_in_word = is_member || (entry.dim1_high != 0 && entry.device_kind == kEm);
   const uint32_t bit = (is_in_word ? record.bit_number : record.handle.address) & kLowFourBits;
-  const unsigned word = value.size() < 2 ? 0U : static_cast<unsigned>(value[0]) << 8U | value[1];
+  const unsigned word = static_cast<unsigned>(value[0]) << 8U | value[1];
   return word >> bit & 1U;
 }
 
-TagValue value_from(const TagEntry& entry, const Exchange& resolve, const Exchange& values,
-                    const std::vector<size_t>& names) {
+// Nothing when a part of it did not come.
+std::optional<TagValue> value_from(const TagEntry& entry, const Exchange& resolve, const Exchange& values,
+                                   const std::vector<size_t>& names) {
+  constexpr size_t kWordBytes = 2;  // what a bit comes in
   TagValue value;
   const auto records = wire_trace::records_of(resolve.reply(), wire_trace::names_of(resolve.request).size());
   const ValueKind kind = value_kind(entry);
+  const bool is_text = kind == ValueKind::kText || kind == ValueKind::kRaw;
+  const size_t least = is_text ? 1 : std::max<size_t>(entry.bit_width / 8U, kWordBytes);
   const Bytes reply = values.reply();
   for (const size_t n : names) {
     const Bytes bytes = wire_trace::value_of(values.request, reply, n);
-    if (kind == ValueKind::kText || kind == ValueKind::kRaw) {
+    if (bytes.size() < least) return std::nullopt;
+    if (is_text) {
       const auto* text = reinterpret_cast<const char*>(bytes.data());
       value.text.append(text, strnlen(text, bytes.size()));
     } else if (entry.bit_width == 1) {
       value.elements.push_back(bit_of(entry, records[n], bytes));
     } else {
-      Bytes host = wire_trace::in_host_order(bytes);
-      host.resize(std::max<size_t>(host.size(), entry.bit_width / 8U));
-      value.elements.push_back(decode_elements(entry, host.data(), 1).front());
+      value.elements.push_back(decode_elements(entry, wire_trace::in_host_order(bytes).data(), 1).front());
     }
   }
   return value;
@@ -159,20 +161,23 @@ std::string raw_value(const Exchange& values, const std::vector<size_t>& names) 
   return text;
 }
 
-void take_value(const Group& group, const std::optional<TagReference>& reference, WhyReport& report) {
-  if (!group.values || !report.exchanges[*group.values].is_answered()) return;
+// False when values came, and not all bytes of this one.
+bool take_value(const Group& group, const std::optional<TagReference>& reference, WhyReport& report) {
+  if (!group.values || !report.exchanges[*group.values].is_answered()) return true;
   const Exchange& resolve = report.exchanges[group.resolve];
   const Exchange& values = report.exchanges[*group.values];
-  if (!wire_trace::head_of(values.reply()).is_reply) return;
+  if (!wire_trace::head_of(values.reply()).is_reply) return true;
   if (!reference) {
     report.value = raw_value(values, group.names);
-    return;
+    return true;
   }
   const TagEntry& entry = reference->tag->entry;
-  const TagValue value = value_from(entry, resolve, values, group.names);
-  const bool is_one = value.elements.size() == 1 || !value.text.empty();
-  const std::vector<size_t> extents = is_one ? std::vector<size_t>() : std::vector<size_t>{value.elements.size()};
-  report.set_value({entry, value, extents});
+  const std::optional<TagValue> value = value_from(entry, resolve, values, group.names);
+  if (!value) return false;
+  const bool is_one = value->elements.size() == 1 || !value->text.empty();
+  const std::vector<size_t> extents = is_one ? std::vector<size_t>() : std::vector<size_t>{value->elements.size()};
+  report.set_value({entry, *value, extents});
+  return true;
 }
 
 // What was asked for instead, when nobody asked for the name.
@@ -212,19 +217,24 @@ void read_tags(const HostOptions& options, CommandOutput& output, WhyReport& rep
 }  // namespace
 
 int follow_capture(const HostOptions& options, CommandOutput& output, WhyReport& report) {
+  take_capture(options, wire_trace::read_recording_file(options.capture, options.capture_port), report);
+  if (!options.tag_file.empty()) read_tags(options, output, report);
+  return explain_capture(options, report);
+}
+
+void take_capture(const HostOptions& options, const wire_trace::CapturedRecording& captured, WhyReport& report) {
   report.from = options.capture;
-  const wire_trace::CapturedRecording captured = wire_trace::read_recording_file(options.capture, options.capture_port);
   if (captured.recording.connections.empty()) throw HostError(kExitUsage, options.capture + ": " + captured.problem);
   if (!captured.problem.empty()) {
     report.remark(options.capture + ": " + captured.problem,
                   "Capture again: whole packets, none lost, and the capture stopped in good order.");
   }
   report.exchanges = wire_trace::find_exchanges(captured.recording);
+}
+
+int explain_capture(const HostOptions& options, WhyReport& report) {
   std::optional<TagReference> reference;
-  if (!options.tag_file.empty()) {
-    read_tags(options, output, report);
-    reference = look_up(options, report);
-  }
+  if (!options.tag_file.empty()) reference = look_up(options, report);
   if (options.by_id && !reference) return kExitTagFailed;
   const Wanted wanted = wanted_names(options, reference);
   const std::vector<Group> groups = find_groups(report.exchanges, wanted);
@@ -239,11 +249,16 @@ int follow_capture(const HostOptions& options, CommandOutput& output, WhyReport&
   report.times_asked = groups.size();
   report.times_wrong = static_cast<size_t>(std::count_if(groups.begin(), groups.end(), wrong));
   report.road = shown.road;
-  take_value(shown, reference, report);
+  const bool is_whole = take_value(shown, reference, report);
   find_record_faults(report);
   find_opening_faults(report);
   find_scope_faults(report);
   find_transfer_faults(report);
+  if (!is_whole && !report.has_fault()) {
+    report.fault(std::string("there is no value: fewer bytes came than a ") +
+                     type_name(reference->tag->entry.type_code) + " takes",
+                 "Compare the type in the tag file that the host had with the controller's declaration.");
+  }
   return report.has_fault() ? kExitTagFailed : kExitOk;
 }
 

@@ -10,6 +10,7 @@
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
+#include "wire/relay.h"
 
 namespace plc_host {
 namespace {
@@ -236,6 +237,14 @@ void find_scope_faults(WhyReport& report) {
   }
 }
 
+void find_recording_bound(bool is_cut, WhyReport& report) {
+  if (!is_cut) return;
+  const size_t mebibytes = wire_trace::RecordingRelay::kMostRecordedBytes >> 20U;
+  report.remark(
+      "more came than the " + std::to_string(mebibytes) + " MiB that are recorded: the exchanges end before it",
+      "No read takes so much: see with tcpdump or tshark who sends it.");
+}
+
 void find_opening_faults(WhyReport& report) { find_wire_faults(true, report); }
 
 void find_transfer_faults(WhyReport& report) { find_wire_faults(false, report); }
@@ -254,6 +263,19 @@ void find_driver_faults(WhyReport& report) {
                  "Without a line of the driver's that means more than 64 BOOLs, a request that does not fit, an index "
                  "outside its run, an 8-bit type or an empty reply.");
   }
+}
+
+void find_road_faults(bool by_id, WhyReport& report) {
+  find_record_faults(report);
+  if (by_id && report.line && report.source) {
+    for (const TagSource::Remark& remark : report.source->shifts_before(report.line->number)) {
+      report.remark(remark.text, remark.advice);
+    }
+  }
+  find_opening_faults(report);
+  find_scope_faults(report);
+  find_transfer_faults(report);
+  find_driver_faults(report);
 }
 
 }  // namespace plc_host

@@ -19,11 +19,17 @@ void find_record_faults(WhyReport& report);
 // The scope of a local variable against the controller's directory. Fills programs and sent_scope from the road.
 void find_scope_faults(WhyReport& report);
 
+// A recording that ends before the traffic does.
+void find_recording_bound(bool is_cut, WhyReport& report);
+
 // The exchanges that opened the connection, and those behind them.
 void find_opening_faults(WhyReport& report);
 void find_transfer_faults(WhyReport& report);
 
 // What the driver printed, and what it returned.
 void find_driver_faults(WhyReport& report);
+
+// All of these behind a read, in the order of its road.
+void find_road_faults(bool by_id, WhyReport& report);
 
 }  // namespace plc_host

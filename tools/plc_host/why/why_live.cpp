@@ -8,12 +8,12 @@
 #include "base/text.h"
 #include "base/whole_file.h"
 #include "client/plan/number_read.h"
-#include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/stop_signal.h"
 #include "tools/plc_host/why/why_findings.h"
+#include "tools/plc_host/why/why_lookup.h"
 #include "wire/captures/capture.h"
 #include "wire/relay.h"
 
@@ -69,20 +69,6 @@ class Route {
   std::unique_ptr<wire_trace::RecordingRelay> relay_;
 };
 
-std::vector<WhyCall> calls_of(const TagReference& reference) {
-  std::vector<WhyCall> calls;
-  const TagEntry& entry = reference.tag->entry;
-  if (value_kind(entry) == ValueKind::kText) {
-    for (const StringPiece& piece : plan_string_read(entry)) calls.push_back({piece.offset, piece.units});
-    return calls;
-  }
-  const uint32_t units = host_units_per_element(entry);
-  for (const ElementRun& run : plan_elements(reference, Direction::kRead)) {
-    calls.push_back({run.offset * units, run.count * units});
-  }
-  return calls;
-}
-
 bool came_in_part(const wire_trace::Exchange& exchange) {
   const wire_trace::Bytes reply = exchange.reply();
   return !reply.empty() && wire_trace::head_of(reply).announced > reply.size();
@@ -115,6 +101,7 @@ void record_road(Route& route, const std::string& pcap_file, WhyReport& report) 
   const wire_trace::Recording recording = take_recording(*route.relay());
   report.exchanges = wire_trace::find_exchanges(recording);
   for (size_t i = 0; i < report.exchanges.size(); ++i) report.road.push_back(i);
+  find_recording_bound(recording.is_cut, report);
   if (pcap_file.empty()) return;
   const std::string problem = wire_trace::write_recording(recording, route.controller().tcp_port, pcap_file);
   if (!problem.empty()) throw HostError(kExitOutput, "cannot write " + pcap_file + ": " + problem);
@@ -132,35 +119,6 @@ std::string path_of_tag_file(const HostOptions& options, const Target& controlle
 }
 
 }  // namespace
-
-std::optional<TagReference> look_up(const HostOptions& options, WhyReport& report) {
-  TagReference reference;
-  if (options.by_id) {
-    const Tag* tag = find_tag_by_id(report.tags, options.register_id);
-    if (tag == nullptr) {
-      find_number_faults(options.register_id, report);
-    } else {
-      reference.tag = tag;
-      reference.text = tag->qualified_name;
-    }
-    report.register_id = options.register_id;
-    report.calls = {{options.offset, options.count}};
-  } else {
-    try {
-      reference = find_reference(report.tags, options.names.front());
-      report.register_id = reference.tag->register_id;
-      report.calls = calls_of(reference);
-    } catch (const ReferenceError& error) {
-      find_name_faults(options.names.front(), error.what(), report);
-      reference.tag = nullptr;
-    } catch (const PlanError& error) {
-      report.fault(error.what(), "Declare the array with ranges from 0, or read it by number: --id, --offset.");
-    }
-  }
-  if (reference.tag != nullptr) report.position = static_cast<size_t>(reference.tag - report.tags.tags.data());
-  if (report.position && report.source) report.line = report.source->line_of(report.tags, *report.position);
-  return reference.tag != nullptr ? std::optional<TagReference>(reference) : std::nullopt;
-}
 
 int follow_live(const HostOptions& options, CommandOutput& output, WhyReport& report) {
   Route route;
@@ -188,16 +146,7 @@ int follow_live(const HostOptions& options, CommandOutput& output, WhyReport& re
     route.find_faults(report);
   }
   record_road(route, pcap_file, report);
-  find_record_faults(report);
-  if (options.by_id && report.line && report.source) {
-    for (const TagSource::Remark& remark : report.source->shifts_before(report.line->number)) {
-      report.remark(remark.text, remark.advice);
-    }
-  }
-  find_opening_faults(report);
-  find_scope_faults(report);
-  find_transfer_faults(report);
-  find_driver_faults(report);
+  find_road_faults(options.by_id, report);
   const bool unconnected = can_ask && !result.ok() && (route.has_failed() || report.code == PLC_NO_CONNECT);
   const int code = unconnected ? kExitNoConnection : report.has_fault() ? kExitTagFailed : kExitOk;
   return host.finish(stop_requested() ? kExitInterrupted : code);
