@@ -10,17 +10,14 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
+#include <string_view>
+#include <utility>
 
 namespace plc_sim {
 namespace {
 
 constexpr int kWaitingVisitors = 64;
 constexpr size_t kBytesPerConnection = 32768;  // the head of a request must fit
-constexpr size_t kMaxCommandBytes = 16384;
-// A longer body is read and dropped up to here, so that a visitor who is still sending sees the answer.
-constexpr size_t kMaxDroppedBytes = 1048576;
-constexpr const char* kOwnHeader = "X-Plc-Sim";
 // Whatever finds its way into the page as markup, only the page's own files are run and asked.
 constexpr const char* kContentSecurityPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; base-uri 'none'; form-action 'none'; "
@@ -58,25 +55,16 @@ std::optional<std::string> header(MHD_Connection* connection, const char* name) 
   return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
 }
 
-// The query in one piece: names may hold what elsewhere stands between arguments.
 std::string query_of(MHD_Connection* connection) {
   std::string query;
   const auto add = [](void* to, MHD_ValueKind, const char* key, size_t key_size, const char* value, size_t value_size) {
-    auto& text = *static_cast<std::string*>(to);
-    text += (text.empty() ? "" : "&") + std::string(key, key_size);
-    if (value != nullptr) text += "=" + std::string(value, value_size);
+    const std::string_view text(value != nullptr ? value : "", value_size);
+    add_argument(*static_cast<std::string*>(to), {key, key_size},
+                 value != nullptr ? std::optional<std::string_view>(text) : std::nullopt);
     return MHD_YES;
   };
   MHD_get_connection_values_n(connection, MHD_GET_ARGUMENT_KIND, add, &query);
   return query;
-}
-
-// As the head of the request announces it; nothing for none, or one that comes in pieces of unknown number.
-size_t announced_bytes(MHD_Connection* connection) {
-  const std::string text = header(connection, MHD_HTTP_HEADER_CONTENT_LENGTH).value_or("");
-  size_t bytes = 0;
-  std::from_chars(text.data(), text.data() + text.size(), bytes);
-  return bytes;
 }
 
 std::string reached_address(MHD_Connection* connection) {
@@ -87,21 +75,13 @@ std::string reached_address(MHD_Connection* connection) {
   return text;
 }
 
-WebRequest make_request(MHD_Connection* connection, const char* path, const char* method) {
+Visit* begin_visit(MHD_Connection* connection, const char* path, const char* method) {
   WebRequest request;
   request.method = method;
   request.path = path;
   request.query = query_of(connection);
-  request.host = header(connection, MHD_HTTP_HEADER_HOST);
-  request.origin = header(connection, MHD_HTTP_HEADER_ORIGIN);
-  request.fetch_site = header(connection, "Sec-Fetch-Site");
   request.reached_at = reached_address(connection);
-  request.has_own_header = header(connection, kOwnHeader).has_value();
-  return request;
-}
-
-WebAnswer too_large() {
-  return plain_answer(kHttpTooLarge, "plc-sim: a command has at most " + std::to_string(kMaxCommandBytes) + " bytes\n");
+  return new Visit(std::move(request), [connection](const char* name) { return header(connection, name); });
 }
 
 MHD_Result send_answer(MHD_Connection* connection, WebAnswer answer) {
@@ -125,11 +105,6 @@ MHD_Result send_answer(MHD_Connection* connection, WebAnswer answer) {
 }
 
 }  // namespace
-
-struct WebServer::Visit {
-  WebRequest request;
-  size_t body_bytes = 0;  // that came, kept or not
-};
 
 WebServer::WebServer(uv_loop_t* loop, std::function<WebAnswer(const WebRequest&)> answer, WebLimits limits)
     : loop_(loop), answer_(std::move(answer)), limits_(limits) {}
@@ -205,30 +180,24 @@ void WebServer::end_overdue() {
 MHD_Result WebServer::on_request(void* self, MHD_Connection* connection, const char* path, const char* method,
                                  const char*, const char* data, size_t* size, void** visit) {
   if (*visit == nullptr) {
-    auto* begun = new Visit{make_request(connection, path, method), 0};
+    Visit* begun = begin_visit(connection, path, method);
     *visit = begun;  // on_completed deletes it
-    if (announced_bytes(connection) <= kMaxDroppedBytes) return MHD_YES;
-    return send_answer(connection, too_large());
+    const std::optional<WebAnswer> refusal = begun->answer_to_head();
+    return refusal ? send_answer(connection, *refusal) : MHD_YES;
   }
   auto& here = *static_cast<Visit*>(*visit);
   if (*size > 0) {
-    here.body_bytes += *size;
-    if (here.body_bytes <= kMaxCommandBytes) here.request.body.append(data, *size);
+    const bool goes_on = here.take({data, *size});
     *size = 0;
-    return here.body_bytes <= kMaxDroppedBytes ? MHD_YES : MHD_NO;
+    return goes_on ? MHD_YES : MHD_NO;
   }
-  return send_answer(connection, static_cast<WebServer*>(self)->answer_to(here));
+  const auto* server = static_cast<WebServer*>(self);
+  return send_answer(connection, here.answer(server->served_at_, server->answer_));
 }
 
 void WebServer::on_completed(void*, MHD_Connection*, void** visit, MHD_RequestTerminationCode) {
   delete static_cast<Visit*>(*visit);
   *visit = nullptr;
-}
-
-WebAnswer WebServer::answer_to(const Visit& visit) const {
-  if (const auto refusal = refuse_foreign(visit.request, served_at_)) return *refusal;
-  if (visit.body_bytes > kMaxCommandBytes) return too_large();
-  return answer_(visit.request);
 }
 
 }  // namespace plc_sim

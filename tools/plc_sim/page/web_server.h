@@ -9,6 +9,7 @@
 #include <map>
 #include <string>
 
+#include "tools/plc_sim/page/visit.h"
 #include "tools/plc_sim/page/visitor_check.h"
 #include "tools/plc_sim/page/web_request.h"
 
@@ -36,14 +37,11 @@ class WebServer {
   void stop();
 
  private:
-  struct Visit;
-
   static MHD_Result on_request(void* self, MHD_Connection* connection, const char* path, const char* method,
                                const char* version, const char* data, size_t* size, void** visit);
   static void on_connection(void* self, MHD_Connection* connection, void** visitor,
                             MHD_ConnectionNotificationCode code);
   static void on_completed(void* self, MHD_Connection* connection, void** visit, MHD_RequestTerminationCode code);
-  WebAnswer answer_to(const Visit& visit) const;
   void run();
   void end_overdue();
 
