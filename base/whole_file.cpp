@@ -137,10 +137,12 @@ bool is_one_of(const std::string& path, const std::vector<std::string>& files) {
   return stat(path.c_str(), &status) == 0 && is_status_of(status, files);
 }
 
-std::string write_whole_file(const std::string& path, std::string_view bytes, const std::vector<std::string>& inputs) {
+std::string write_whole_file(const std::string& path, std::string_view bytes, const std::vector<std::string>& inputs,
+                             OldFile old_file) {
   std::optional<struct stat> old;
   Problem problem = look_at_old(path, inputs, old);
   if (!problem.empty()) return problem;
+  if (old && old_file == OldFile::kKept) return kFileIsThere;
   const TemporaryFile file = make_beside(path, old ? kOwnersPermissions : kUsualPermissions);
   if (file.descriptor < 0) return last_error();
   if (fill(file.descriptor, bytes, old) && rename(file.path.c_str(), path.c_str()) == 0) return {};

@@ -12,10 +12,15 @@ namespace plc_base {
 // Whether the path leads to one of these files, by whatever name.
 bool is_one_of(const std::string& path, const std::vector<std::string>& files);
 
+// What becomes of a regular file that is there already.
+enum class OldFile { kReplaced, kKept };
+inline constexpr char kFileIsThere[] = "there is a file of this name";
+
 // Writes a regular file that is whole or, after a failure, what it was before. It has the permissions of the file that
-// it replaces. Refused where a link, no regular file, or one of inputs, paths of what was read, is at the path. Returns
-// why it was not done, empty when it was.
-std::string write_whole_file(const std::string& path, std::string_view bytes, const std::vector<std::string>& inputs);
+// it replaces. Refused where a link, no regular file, one of inputs, paths of what was read, or a file to be kept is at
+// the path. Returns why it was not done, empty when it was.
+std::string write_whole_file(const std::string& path, std::string_view bytes, const std::vector<std::string>& inputs,
+                             OldFile old_file = OldFile::kReplaced);
 
 // Opens a file that grows, empty, under the same rules; a file with a second name is refused too, for it stays the file
 // that it is. A device is opened, and a pipe that somebody reads; so are /dev/stdout, /dev/stderr and /dev/fd/N, links

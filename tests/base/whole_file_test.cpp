@@ -59,6 +59,17 @@ class FullDisk {
   struct rlimit previous_ {};
 };
 
+TEST(WholeFile, FileToBeKept_StaysAsItWas) {
+  const plc_test::TempDir folder;
+  const std::string path = folder.file("old");
+  EXPECT_EQ(write_whole_file(path, "old", {}, OldFile::kKept), "");
+  EXPECT_EQ(write_whole_file(path, "new", {}, OldFile::kKept), "there is a file of this name");
+  EXPECT_EQ(folder.read("old"), "old");
+  EXPECT_EQ(names_in(folder), Names{"old"});
+  EXPECT_EQ(write_whole_file(path, "new", {}, OldFile::kReplaced), "");
+  EXPECT_EQ(folder.read("old"), "new");
+}
+
 TEST(WholeFile, NewFile_HasEveryByteAndTheUsualPermissions) {
   const plc_test::TempDir folder;
   const mode_t previous = umask(027);

@@ -126,11 +126,25 @@ TEST_F(OutputTest, CorrectedCopy_IsWrittenThroughNoLinkAndOverNoInput) {
   EXPECT_EQ(file_text(path("open.csv")), "Speed,INT,,,,,,0,1,0,0,");
 }
 
+TEST_F(OutputTest, CorrectedCopyOverAFile_TakesAWordOfConsent) {
+  write_file("open.csv", "Speed,INT,,,,,,0,1,0,0,");
+  write_file("other.csv", "Torque,INT,,,,,,0,1,0,0,\n");
+  const std::string copy = path("other.csv");
+  const Outcome refused = run({"check", path("open.csv"), "--fix", copy});
+  EXPECT_EQ(refused.code, kOutputCode);
+  EXPECT_EQ(refused.err, "plc-host: cannot write " + copy +
+                             ": there is a file of this name; add --overwrite if it is to be replaced\n");
+  EXPECT_EQ(file_text(copy), "Torque,INT,,,,,,0,1,0,0,\n");
+  EXPECT_NE(run({"check", path("open.csv"), "--fix", copy, "--overwrite"}).code, kOutputCode);
+  EXPECT_EQ(file_text(copy), "Speed,INT,,,,,,0,1,0,0,\n");
+  EXPECT_EQ(run({"check", path("open.csv"), "--overwrite"}).code, 2);
+}
+
 TEST_F(OutputTest, CorrectedCopyOnAFullDisk_LeavesTheOldOne) {
   write_file("long.csv", std::string(2000, '\n') + "Speed,int,,,,,,2000,1,0,0,\n");
   write_file("copy.csv", "what was there before\n");
   const std::string command = "ulimit -f 1; exec " PLC_HOST_PROGRAM " check --driver " PLC_HOST_GUARDED " " +
-                              path("long.csv") + " --fix " + path("copy.csv") + " > /dev/null";
+                              path("long.csv") + " --fix " + path("copy.csv") + " --overwrite > /dev/null";
   Child child({"/bin/bash", "-c", command}, path("out"), path("err"));
   EXPECT_EQ(child.wait(), kOutputCode);
   EXPECT_EQ(file_text(path("err")), "plc-host: cannot write " + path("copy.csv") + ": File too large\n");

@@ -40,7 +40,9 @@ FileReport check_file(const std::string& path, const std::string& text, const Ho
 void fix_file(const FileReport& report, const std::string& text, const HostOptions& options) {
   size_t made = 0;
   const std::string fixed = tag_check::apply_edits(text, report.findings, &made);
-  const std::string problem = plc_base::write_whole_file(options.fixed_file, fixed, options.checked_files);
+  const auto old_file = options.overwrites ? plc_base::OldFile::kReplaced : plc_base::OldFile::kKept;
+  std::string problem = plc_base::write_whole_file(options.fixed_file, fixed, options.checked_files, old_file);
+  if (problem == plc_base::kFileIsThere) problem += "; add --overwrite if it is to be replaced";
   if (!problem.empty()) throw HostError(kExitOutput, "cannot write " + options.fixed_file + ": " + problem);
   show_message(options.fixed_file + ": " + plc_base::plural(made, "correction"));
 }

@@ -89,7 +89,8 @@ void add_check_options(CLI::App& command, HostOptions& options) {
   command.add_option("--address", options.address, "IPv4 address of the controller that the files are for");
   command.add_flag("--sarif", options.sarif, "One SARIF document, for editors and code hosts");
   command.add_flag("--errors-only", options.errors_only, "Neither warnings nor remarks");
-  command.add_option("--fix", options.fixed_file, "Write a copy with every correction that is safe");
+  CLI::Option* fix = command.add_option("--fix", options.fixed_file, "Write a copy with every correction that is safe");
+  command.add_flag("--overwrite", options.overwrites, "Let --fix replace a file that is there")->needs(fix);
   command.add_flag("--rules", options.list_rules, "List the rules");
 }
 
