@@ -5,6 +5,8 @@
 
 #include <vector>
 
+#include "base/shown_text.h"
+
 namespace plc_python {
 namespace {
 
@@ -77,6 +79,15 @@ py::object numpy_object(const Value& value) {
   }
 }
 
+// Python writes no number out that has thousands of digits.
+std::string digits_of(py::handle number) {
+  try {
+    return std::string(py::str(number));
+  } catch (py::error_already_set&) {
+    return "the number";
+  }
+}
+
 Input integer_input(const std::string& name, py::handle value) {
   int overflow = 0;
   const long long number = PyLong_AsLongLongAndOverflow(value.ptr(), &overflow);
@@ -84,7 +95,13 @@ Input integer_input(const std::string& name, py::handle value) {
   const unsigned long long large = PyLong_AsUnsignedLongLong(value.ptr());
   if (PyErr_Occurred() == nullptr) return Input(static_cast<uint64_t>(large));
   PyErr_Clear();
-  throw plc_client::OutOfRange(name + ": " + std::string(py::str(value)) + " is more than 64 bits hold");
+  throw plc_client::OutOfRange(plc_base::shown_line(name) + ": " + digits_of(value) + " is more than 64 bits hold");
+}
+
+[[noreturn]] void refuse_type(const std::string& name, py::handle value) {
+  const std::string type(py::str(py::type::of(value).attr("__name__")));
+  throw plc_client::TypeMismatch(
+      plc_base::shown_line(name + ": a value is a bool, int, float, str, bytes, or a list of these, not " + type));
 }
 
 Input input_of(const std::string& name, py::handle value, size_t depth) {
@@ -94,13 +111,15 @@ Input input_of(const std::string& name, py::handle value, size_t depth) {
   if (py::isinstance<py::str>(value)) return Input(text_bytes(value));
   if (py::isinstance<py::bytes>(value)) return Input::bytes(std::string(value.cast<py::bytes>()));
   // What numpy has, arrays and single numbers, gives itself as Python's own.
-  if (py::hasattr(value, "tolist")) return input_of(name, value.attr("tolist")(), depth);
-  if (!py::isinstance<py::list>(value) && !py::isinstance<py::tuple>(value)) {
-    throw plc_client::TypeMismatch(name + ": a value is a bool, int, float, str, bytes, or a list of these, not " +
-                                   std::string(py::str(py::type::of(value).attr("__name__"))));
+  if (py::hasattr(value, "tolist")) {
+    const py::object own = value.attr("tolist")();
+    // Its numbers of more than 64 bits give themselves again.
+    if (py::hasattr(own, "tolist")) refuse_type(name, value);
+    return input_of(name, own, depth);
   }
+  if (!py::isinstance<py::list>(value) && !py::isinstance<py::tuple>(value)) refuse_type(name, value);
   if (depth == kMostDimensions) {
-    throw plc_client::TypeMismatch(name + ": a value is a list in at most three levels");
+    throw plc_client::TypeMismatch(plc_base::shown_line(name) + ": a value is a list in at most three levels");
   }
   std::vector<Input> items;
   items.reserve(py::len(value));
