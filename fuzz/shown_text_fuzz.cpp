@@ -107,7 +107,7 @@ void judge_cell(const std::string& text) {
   const std::string cell = plc_base::shown_csv_cell(text);
   demand(fuzz::is_shown(cell) && cell.find('\n') == std::string::npos, "a cell is shown text of one line");
   const std::string read = unquoted(cell);
-  demand(cell.front() == '"' || cell.find_first_of(",\"") == std::string::npos || cell.empty(), "a cell is one cell");
+  demand(cell.empty() || cell.front() == '"' || cell.find_first_of(",\"") == std::string::npos, "a cell is one cell");
   for (size_t at = 0; at <= read.size();) {
     const size_t start = std::min(read.find_first_not_of(' ', at), read.size());
     demand(start == read.size() || std::string("=+-@").find(read[start]) == std::string::npos, "no cell is a formula");
