@@ -12,6 +12,7 @@ from hypothesis import given, settings, strategies
 settings.register_profile("plain", derandomize=True, deadline=None, database=None, max_examples=250)
 settings.load_profile("plain")
 
+
 class Endless:
     """Gives itself as Python's own, again and again."""
 
@@ -52,6 +53,8 @@ ODD = strategies.sampled_from([None, 1j, {}, {1: 2}, set(), object(), int, Endle
 LEAVES = strategies.one_of(NUMBERS, TEXTS, ODD)
 VALUES = strategies.recursive(LEAVES, lambda inner: strategies.one_of(
     strategies.lists(inner, max_size=5), strategies.tuples(inner, inner)), max_leaves=16)
+
+
 def lists_of(inner, length):
     return strategies.lists(inner, min_size=length, max_size=length)
 
