@@ -70,6 +70,7 @@ MosquittoBroker::~MosquittoBroker() {
 
 void MosquittoBroker::connect(const Message& will) {
   drop();
+  sent_connect_ = false;
   will_ = will;
   wanted_ = true;
   if (!leaving_) begin();
@@ -148,7 +149,13 @@ void MosquittoBroker::drop() {
   wanted_ = false;
   uv_timer_stop(soon_.get());
   addresses_.clear();
-  if (link_) dropped_before_ += link_->dropped_messages();
+  end_link();
+}
+
+void MosquittoBroker::end_link() {
+  if (!link_) return;
+  sent_connect_ |= link_->sent_connect();
+  dropped_before_ += link_->dropped_messages();
   link_.reset();
 }
 
@@ -210,8 +217,7 @@ void MosquittoBroker::hand_on(LinkEvent& event) {
   }
   failure_ = std::move(event.reason);
   if (event.refused) addresses_.clear();
-  dropped_before_ += link_->dropped_messages();
-  link_.reset();
+  end_link();
   try_next();
 }
 

@@ -21,6 +21,7 @@ class MosquittoBroker : public BrokerPort {
   MosquittoBroker& operator=(const MosquittoBroker&) = delete;
 
   void connect(const Message& will) override;
+  bool sent_connect() const override { return sent_connect_ || (link_ && link_->sent_connect()); }
   void disconnect() override;
   void drop() override;
   bool subscribe(const std::vector<std::string>& filters) override;
@@ -47,6 +48,7 @@ class MosquittoBroker : public BrokerPort {
   void turn();
   void hand_on(LinkEvent& event);
   void end_leaving();
+  void end_link();
 
   uv_loop_t* loop_;
   BrokerOptions options_;
@@ -57,6 +59,7 @@ class MosquittoBroker : public BrokerPort {
   Message will_;
   std::unique_ptr<MosquittoLink> link_;
   std::unique_ptr<MosquittoLink> leaving_;
+  bool sent_connect_ = false;  // by a link of this connect that is over
   bool wanted_ = false;        // a connection, that is there or to be made
   std::string failure_;        // that is to be told from the loop
   UvHandle<uv_timer_t> soon_;  // tells what came up within a call

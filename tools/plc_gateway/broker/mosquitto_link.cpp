@@ -228,7 +228,9 @@ std::optional<int> MosquittoLink::publish(const Message& message) {
 
 void MosquittoLink::finish() {
   if (lost_) return;
-  if (mosquitto_disconnect(mosq_.get()) != MOSQ_ERR_SUCCESS) lose({});
+  // By MQTT 5 the standard wants the will published all the same; by 3.1.1 there is no such word.
+  const int reason = options_.mqtt5 ? MQTT_RC_DISCONNECT_WITH_WILL_MSG : MQTT_RC_NORMAL_DISCONNECTION;
+  if (mosquitto_disconnect_v5(mosq_.get(), reason, nullptr) != MOSQ_ERR_SUCCESS) lose({});
   look();
 }
 

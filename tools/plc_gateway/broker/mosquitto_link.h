@@ -44,6 +44,8 @@ class MosquittoLink {
   // Sends what is waiting and a goodbye. finished() when it is sent, or cannot be.
   void finish();
   bool finished() const { return lost_; }
+  // Its CONNECT can have reached a broker.
+  bool sent_connect() const { return on_wire_; }
 
   // Oldest first.
   std::optional<LinkEvent> next_event();

@@ -54,7 +54,7 @@ class BrokerPort {
   virtual void connect(const Message& will) = 0;
   // False as long as nothing of the last connect can have reached a broker: there was no route, or nobody listened.
   virtual bool sent_connect() const { return true; }
-  // Says goodbye: the broker does not publish the will. No event follows.
+  // Says goodbye: the broker does not publish the will, or only as the second of two deaths. No event follows.
   virtual void disconnect() = 0;
   // Ends the connection without a word: the broker publishes the will. No event follows.
   virtual void drop() = 0;

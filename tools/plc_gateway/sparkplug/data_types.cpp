@@ -23,7 +23,7 @@ constexpr TypeFacts kTypes[] = {
     {"Double", 64, ElementKind::kReal, false},
     {"Boolean", 1, ElementKind::kBool, false},
     {"String", 0, ElementKind::kText, false},
-    {"DateTime", 0, ElementKind::kNone, false},
+    {"DateTime", 64, ElementKind::kUnsigned, false},
     {"Text", 0, ElementKind::kNone, false},
     {"UUID", 0, ElementKind::kNone, false},
     {"DataSet", 0, ElementKind::kNone, false},

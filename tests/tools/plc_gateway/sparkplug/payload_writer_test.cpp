@@ -198,6 +198,17 @@ TEST(PayloadWriter, NodeMetricWithAlias_IsNamedInTheBirthAlone) {
   EXPECT_EQ(hex_of(writer.finish(1, 1)), "08 01 12 0A 10 04 18 02 7A 04 64 6F 6E 65 18 01");
 }
 
+TEST(PayloadWriter, NodeMetricThatIsATime_TravelsAsALongNumber) {
+  NodeMetric metric;
+  metric.name = "T";
+  metric.type = DataType::kDateTime;
+  metric.number = 200;
+  metric.time = 2;
+  PayloadWriter writer;
+  writer.birth(metric);
+  EXPECT_EQ(hex_of(writer.finish(1, 0)), "08 01 12 0A 0A 01 54 18 02 20 0D 58 C8 01 18 00");
+}
+
 TEST(PayloadWriter, NodeMetricWithoutValue_IsNull) {
   NodeMetric metric;
   metric.name = "R";
