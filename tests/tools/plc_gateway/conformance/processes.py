@@ -80,8 +80,9 @@ class Simulator:
         lines = [f"{name},{kind},{bounds},{length},,,,0,1,0,0,\n" for name, kind, bounds, length in TAGS]
         tag_file = path / "PLC7F000001_0.csv"
         tag_file.write_text("".join(lines), encoding="utf-8")
-        self.process = subprocess.Popen([program, "--animate", "--animate-ms", "200", str(tag_file)], stdin=subprocess.PIPE,
-                                        stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+        command = [program, "--animate", "--animate-ms", "200", str(tag_file)]
+        self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                        stderr=subprocess.DEVNULL)
         self.unread = b""
         self.port = int(self.line().rpartition(":")[2])
 
