@@ -99,10 +99,15 @@ void judge_answer(const plc_sim::WebAnswer& answer) {
   }
 }
 
-// The pieces of a body: as it stands, or again and again to a length at which the page stops keeping or reading it.
+// As it stands, or again and again to a length at which the page stops keeping or reading it.
+size_t body_bytes(const std::string& body, uint8_t how) {
+  constexpr size_t kLengths[] = {1, 2, plc_sim::kMaxCommandBytes, plc_sim::kMaxDroppedBytes};
+  return how < 0xF0 ? body.size() : kLengths[how % 4] + how / 4 % 2;
+}
+
+// The pieces of a body.
 bool send_body(plc_sim::Visit& visit, const std::string& body, uint8_t how) {
-  constexpr size_t kPieces[] = {1, 2, plc_sim::kMaxCommandBytes, plc_sim::kMaxDroppedBytes};
-  const size_t bytes = how < 0xF0 ? body.size() : kPieces[how % 4] + how / 4 % 2;
+  const size_t bytes = body_bytes(body, how);
   if (how < 0xF0) return visit.take(body);
   const std::string piece(4096, body.empty() ? 's' : body.front());
   bool goes_on = true;
@@ -161,13 +166,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
     demand(refusal->status == plc_sim::kHttpTooLarge && sent.length.size() >= 7, "a body that is too long is refused");
     return 0;
   }
-  if (!send_body(visit, text.substr(at), how)) return 0;
+  const std::string body = text.substr(at);
+  if (!send_body(visit, body, how)) return 0;
   bool was_asked = false;
   const plc_sim::WebAnswer answer = visit.answer(served_at, [&](const plc_sim::WebRequest& asked) {
     was_asked = true;
     demand(asked.host && asked.host->find("evil") == std::string::npos, "no other host is served");
     demand(!asked.origin || *asked.origin == "http://" + *asked.host, "no other page is served");
-    demand(asked.body.size() <= plc_sim::kMaxCommandBytes, "no more is kept than a command has");
+    demand(asked.body.size() == body_bytes(body, how) && asked.body.size() <= plc_sim::kMaxCommandBytes,
+           "what is too long is not asked, nor cut");
     return page.answer(asked);
   });
   judge_answer(answer);
