@@ -137,10 +137,10 @@ void MosquittoBroker::fail_soon(std::string reason) {
   uv_timer_start(soon_.get(), tell, 0, 0);
 }
 
-void MosquittoBroker::fail(const std::string& reason) {
-  const std::string copy = reason;  // the listener may connect again
+// By value: the listener may connect again, and fail.
+void MosquittoBroker::fail(std::string reason) {
   drop();
-  events_.disconnected(copy);
+  events_.disconnected(reason);
 }
 
 // ---------------------------------------------------------------------------------------------------- the end

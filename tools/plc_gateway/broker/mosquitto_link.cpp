@@ -175,7 +175,8 @@ std::string MosquittoLink::reason_of(int result) const {
     return broker_place(options_) + " does not speak MQTT as a broker should: see the url's port";
   }
   if (result == MOSQ_ERR_ERRNO && error != 0) return socket_failure(options_, error);
-  if (result == MOSQ_ERR_CONN_LOST) {
+  // libmosquitto calls an end within a packet an error of the system, which knows of none.
+  if (result == MOSQ_ERR_CONN_LOST || result == MOSQ_ERR_ERRNO) {
     return greeted_ ? "the broker closed the connection"
                     : "the broker closed the connection before it answered: see its log, and the url's port";
   }
@@ -249,10 +250,10 @@ void MosquittoLink::on_connect(mosquitto* mosq, void* self, int code, int, const
   link.push(std::move(event));
 }
 
-// Of a broker's own goodbye the code comes here; everything else is the result of the function that is calling.
+// A broker's own goodbye comes here alone; everything else is the result of the function that is calling too.
 void MosquittoLink::on_disconnect(mosquitto*, void* self, int code, const mosquitto_property*) {
   auto& link = *static_cast<MosquittoLink*>(self);
-  if (code >= MQTT_RC_UNSPECIFIED && link.refusal_.empty()) link.refusal_ = goodbye_text(code);
+  if (code >= MQTT_RC_UNSPECIFIED) link.lose(link.refusal_.empty() ? goodbye_text(code) : link.refusal_, true);
   if (code == MOSQ_ERR_SUCCESS) link.lose({});  // our own goodbye is sent
 }
 

@@ -88,9 +88,11 @@ void TlsContext::on_info(const SSL* ssl, int where, int value) {
     SSL_ctrl(const_cast<SSL*>(ssl), SSL_CTRL_SET_TLSEXT_HOSTNAME, TLSEXT_NAMETYPE_host_name,
              const_cast<char*>(host.c_str()));
   }
-  const bool is_goodbye = (value & 0xFF) == SSL_AD_CLOSE_NOTIFY;
-  if ((where & SSL_CB_READ_ALERT) == SSL_CB_READ_ALERT && !is_goodbye)
-    owner->alert_ = SSL_alert_desc_string_long(value);
+  const int alert = value & 0xFF;
+  if ((where & SSL_CB_READ_ALERT) != SSL_CB_READ_ALERT || alert == SSL_AD_CLOSE_NOTIFY) return;
+  // OpenSSL 3.0 has no text for it.
+  constexpr int kCertificateRequired = 116;
+  owner->alert_ = alert == kCertificateRequired ? "certificate required" : SSL_alert_desc_string_long(value);
 }
 
 }  // namespace plc_gateway

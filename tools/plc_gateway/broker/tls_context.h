@@ -27,7 +27,7 @@ class TlsContext {
 
  private:
   static int on_verify(int is_good, X509_STORE_CTX* store);
-  static void on_info(const SSL* ssl, int where, int result);
+  static void on_info(const SSL* ssl, int where, int value);
   void load_files();
   void expect_name();
 

@@ -38,7 +38,7 @@ bool is_plain(const std::string& value) {
 }
 
 std::string log_value(const std::string& raw) {
-  const std::string value = plc_base::shown_line(raw.substr(0, kMostTextBytes));
+  std::string value = plc_base::shown_line(raw.substr(0, kMostTextBytes));
   if (is_plain(value)) return value;
   std::string text = "\"";
   for (const char c : value) {
