@@ -56,7 +56,7 @@ double real_of(uint64_t bits, unsigned bytes) {
     const auto word = static_cast<uint32_t>(bits);
     float value = 0;
     std::memcpy(&value, &word, sizeof value);
-    return value;
+    return static_cast<double>(value);
   }
   double value = 0;
   std::memcpy(&value, &bits, sizeof value);
