@@ -191,14 +191,21 @@ class Subscriber:
         self.counts = {}
         self.alive = {}
         self.on_message = on_message
-        self.process = subprocess.Popen(["mosquitto_sub", "-p", str(broker.port), "-t", "spBv1.0/#", "-F", "%t %x"],
-                                        stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
+        self.process = subprocess.Popen(["mosquitto_sub", "-p", str(broker.port), "-t", "spBv1.0/#", "-t", "hello", "-F",
+                                         "%t %x"], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
+        self.listens = threading.Event()
         self.thread = threading.Thread(target=self.read)
         self.thread.start()
+        # Births that go out before its subscription are never seen.
+        while not self.listens.wait(0.05):
+            subprocess.run(["mosquitto_pub", "-p", str(broker.port), "-t", "hello", "-m", "x"], check=True)
 
     def read(self):
         for line in self.process.stdout:
             topic, _, payload = line.rstrip("\n").rpartition(" ")
+            if topic == "hello":
+                self.listens.set()
+                continue
             self.take(topic)
             if self.on_message:
                 self.on_message(topic, bytes.fromhex(payload))
