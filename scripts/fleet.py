@@ -191,8 +191,8 @@ class Subscriber:
         self.counts = {}
         self.alive = {}
         self.on_message = on_message
-        self.process = subprocess.Popen(["mosquitto_sub", "-p", str(broker.port), "-t", "spBv1.0/#", "-t", "hello", "-F",
-                                         "%t %x"], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
+        words = ["mosquitto_sub", "-p", str(broker.port), "-t", "spBv1.0/#", "-t", "hello", "-F", "%t %x"]
+        self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
         self.listens = threading.Event()
         self.thread = threading.Thread(target=self.read)
         self.thread.start()
