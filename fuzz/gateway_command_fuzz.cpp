@@ -165,6 +165,9 @@ std::string packed(DataType type, const std::vector<Input>& elements) {
 }
 
 void judge_array(const CommandRule& rule, const CommandMetric& metric, const std::vector<Input>& elements) {
+  const auto unpacked = plc_gateway::unpack_array(rule.type, metric.text);
+  demand(unpacked && plc_gateway::unpack_array(rule.type, plc_gateway::pack_array(rule.type, *unpacked)) == unpacked,
+         "an array that is packed again is the same");
   if (rule.type != DataType::kBooleanArray) {
     demand(packed(rule.type, elements) == metric.text, "an array is written as it came");
     return;
