@@ -261,6 +261,7 @@ PROMISES = {
     "gateway-data-alias-alone": "alias_alone_in_data",
     "gateway-data-from-births": "birth_tells_of_all NBIRTH; birth_tells_of_all DBIRTH",
     "gateway-value-fits-datatype": "value_fits_datatype",
+    "gateway-nothing-missing": "nothing_is_missing",
     "gateway-fence-qos": "fences_have_qos_1",
     "gateway-fence-one-at-a-time": "one_fence_at_a_time",
     "gateway-fence-behind-data": "fence_follows_data",

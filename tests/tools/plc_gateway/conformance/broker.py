@@ -27,6 +27,7 @@ class Client:
         self.filters = {}
         self.seen = time.monotonic()
         self.identifier = 0
+        self.gone = False  # takes nothing any more; what it sent before is still to be read
 
     def version(self):
         return self.connected.version if self.connected else 4
@@ -218,7 +219,7 @@ class Broker:
             self.close(client, "client", "end of stream")
 
     def send(self, client, data):
-        if client.number in self.clients:
+        if client.number in self.clients and not client.gone:
             self.recording.add(conn=client.number, dir="out", hex=data.hex())
             client.outgoing += data
             self.flush(client)
@@ -231,9 +232,9 @@ class Broker:
                 del client.outgoing[:client.connection.send(client.outgoing)]
         except BlockingIOError:
             pass
-        except OSError as problem:
-            self.close(client, "client", problem.strerror)
-            return
+        except OSError:
+            client.gone = True
+            client.outgoing.clear()
         self.watch(client)
 
     def close(self, client, by, why, abort=False, with_will=True):

@@ -210,6 +210,11 @@ def live_values_swap_places(forms):
     first["metrics"], second["metrics"] = second["metrics"], first["metrics"]
 
 
+@plant("gateway-nothing-missing")
+def values_of_a_connection_are_lost(forms):
+    remove(forms, *sent(forms, "DBIRTH", 3), *sent(forms, "DDATA", 3), *sent(forms, "DDATA", 4))
+
+
 @plant("gateway-fence-qos", {"qos": 0})
 @plant("gateway-fence-qos gateway-no-retained", {"retain": True})
 def fence_is_changed(forms, changes):

@@ -1,4 +1,5 @@
 """plc-sim and plc-gateway as children of a session that is recorded, with the files that they need."""
+import json
 import os
 import pathlib
 import select
@@ -16,6 +17,7 @@ TAGS = [
     ("Bits64", "LWORD", "", ""), ("Level", "REAL", "", ""), ("Exact", "LREAL", "", ""), ("Text", "STRING", "", "20"),
     ("Day", "DATE", "", ""), ("Table", "INT", "[0..9]", ""), ("Flags", "BOOL", "[0..15]", ""),
     ("Levels", "REAL", "[0..3]", ""), ("Motor.Speed", "DINT", "", ""), ("Motor.Run", "BOOL", "", "")]
+WRITABLE = ["Motor.Run", "Motor.Speed"]
 # More than twelve hours from UTC, and not by whole hours: local time in a message would show.
 FOREIGN_ZONE = "Pacific/Chatham"
 
@@ -99,18 +101,26 @@ class Simulator:
         return first.decode()
 
     def tell(self, command):
+        """The lines of the answer."""
         self.process.stdin.write(command.encode() + b"\n")
         self.process.stdin.flush()
-        answer = self.line()
-        while answer != "ok":
-            if answer.startswith("error"):
-                raise ValueError(f"plc-sim: {command}: {answer}")
-            answer = self.line()
+        lines = [self.line()]
+        while lines[-1] != "ok":
+            if lines[-1].startswith("error"):
+                raise ValueError(f"plc-sim: {command}: {lines[-1]}")
+            lines.append(self.line())
+        return lines[:-1]
+
+    def written(self):
+        """The names of the variables that were written."""
+        report = json.loads("\n".join(self.tell("report json")))
+        return sorted(asked["name"] for asked in report["asked"] if asked["written"])
 
     def stop(self):
+        """The exit code: not 0 when the simulated controller found fault with a request."""
         self.process.stdin.close()
         self.process.stdout.close()
-        self.process.wait(START_LIMIT_S)
+        return self.process.wait(START_LIMIT_S)
 
 
 class Gateway:

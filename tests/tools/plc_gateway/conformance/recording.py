@@ -10,6 +10,7 @@ with the `edge` ("group/node") that it is about, or without for all of them:
   fresh         the journal is empty: the next CONNECT is the node's first
   started, killed, stopping        the gateway's process: started, ended without a word, asked to end
   device-lost, device-back         the controller no longer answers, or answers again
+  changes       `metric` changes so often that a value of it comes at least every `limit_ms`
   reloaded      the gateway was told to read its configuration again
   frozen, thawed, down, up         the broker itself
   released      acknowledgments that were held back are sent from now on

@@ -9,6 +9,7 @@ from session import NAMESPACE, NULL, value_of
 COMMAND = "Last Command/"
 RESULTS = ("done", "refused", "failed", "unknown")
 FENCE_LIMIT_MS = 5000
+RETURN_MS = 5000  # of the gateway, or to the controller
 GOOD = 192
 JSON_KEYS = {"value", "quality", "time"}
 
@@ -299,3 +300,40 @@ def results_are_words(node):
             word = state.get("Result")
             fine = word in RESULTS and (word == "done") == (not state.get("Reason"))
             yield message.n, fine, f"the result of a command is '{word}' with the reason '{state.get('Reason')}'"
+
+
+def pauses(node):
+    """Spans in which nothing can be read: the gateway did not run, or the controller was away."""
+    ends = {"killed": "started", "stopping": "started", "device-lost": "device-back"}
+    for note in node.notes_of(*ends):
+        back = [other["t"] for other in node.notes_of(ends[note["event"]]) if other["t"] > note["t"]]
+        yield note["t"], min(back, default=node.last_t) + RETURN_MS
+
+
+def covered_ms(spans, start, end):
+    """How much of a time lies in spans, which may overlap."""
+    covered = 0
+    for first, last in sorted(spans):
+        covered += max(0, min(last, end) - max(first, start))
+        start = max(start, last)
+    return covered
+
+
+def gaps(node, metric_name):
+    """Between the times of a metric's values, live or as history: the packet behind each, and its length."""
+    times = {}
+    for message in node.messages("DBIRTH", "DDATA"):
+        for metric, known in zip(message.metrics(), message.known or message.metrics()):
+            if known is not None and known.name == metric_name and metric.timestamp is not None:
+                times.setdefault(metric.timestamp, message.n)
+    moments, spans = sorted(times), list(pauses(node))
+    for before, after in zip(moments, moments[1:]):
+        yield times[after], after - before - covered_ms(spans, before, after)
+
+
+@rule
+def nothing_is_missing(node):
+    """Of metrics that a note says to change often."""
+    for note in node.notes_of("changes"):
+        for n, gap in gaps(node, note["metric"]):
+            yield n, gap <= note["limit_ms"], f"nothing of '{note['metric']}' for {gap / 1000:.1f} s before"

@@ -199,6 +199,7 @@ def make_session():
     """The forms; the same each time."""
     script = Script()
     script.note("fresh")
+    script.note("changes", metric="Counter", limit_ms=30000)
     script.note("started")
     script.note("primary-host", host=HOST)
     first_connection(script)
