@@ -203,7 +203,6 @@ Answer Database::transaction(bool durable, const std::function<Answer()>& work) 
   if (done == Answer::kDone) done = work();
   if (done == Answer::kDone) done = run(Query(commit_));
   if (done != Answer::kDone && sqlite3_get_autocommit(connection_) == 0) Query(rollback_).step();
-  if (done == Answer::kDone && frames_ >= kCheckpointFrames) checkpoint();
   return done;
 }
 

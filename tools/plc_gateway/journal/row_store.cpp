@@ -17,6 +17,8 @@ constexpr uint64_t kSlackPages = 16;
 constexpr size_t kRowsAtOnce = 64;
 // Of a page that holds a part of a row, as good as all bytes.
 constexpr uint64_t kPartBytes = 4000;
+// Of a name's row, beside the texts of any length.
+constexpr uint64_t kNameBytes = 50;
 
 std::string shape_text(const std::vector<size_t>& shape) {
   std::string text;
@@ -126,7 +128,11 @@ std::vector<StoredName> RowStore::names() {
 
 Answer RowStore::write_names(const std::vector<StoredName>& names) {
   const Statement write = database_.prepare("INSERT OR REPLACE INTO names VALUES(?, ?, ?, ?, ?, ?)");
-  return database_.transaction(true, [&] {
+  uint64_t bytes = 0;
+  for (const StoredName& name : names) {
+    bytes += name.variable.name.size() + name.variable.declared_type.size() + kNameBytes;
+  }
+  return change(bytes / kPartBytes * 2 + kSparePages, [&](JournalLife&) {
     for (const StoredName& name : names) {
       const std::string shape = shape_text(name.variable.shape);
       Query query(write);
@@ -147,35 +153,40 @@ Answer RowStore::write_names(const std::vector<StoredName>& names) {
 Answer RowStore::append(const std::vector<PackedRow>& rows, uint64_t dropped) {
   uint64_t pages = kSparePages;
   for (const PackedRow& row : rows) pages += row.bytes.size() / kPartBytes + 1;
+  return change(pages, [&](JournalLife& life) {
+    life.dropped += dropped;
+    Answer done = Answer::kDone;
+    for (size_t i = 0; i < rows.size() && done == Answer::kDone; ++i) done = insert(rows[i], life);
+    return done;
+  });
+}
+
+Answer RowStore::change(uint64_t pages, const Work& work) {
   Answer done = Answer::kFull;
-  if (!tight_) done = append_once(rows, dropped, 0);
+  if (!tight_) done = change_once(0, work);
   if (done == Answer::kFull) {
     tight_ = !make_room(pages);
-    done = append_once(rows, dropped, tight_ ? pages : 0);
+    done = change_once(tight_ ? pages : 0, work);
   }
   return done;
 }
 
-Answer RowStore::append_once(const std::vector<PackedRow>& rows, uint64_t dropped, uint64_t room) {
+Answer RowStore::change_once(uint64_t room, const Work& work) {
   JournalLife next = life_;
-  next.dropped += dropped;
-  const bool had_rows = life_.rows != 0;
+  has_erased_ = false;
   const Answer done = database_.transaction(true, [&] {
     Answer step = erase_pending(next);
     if (step == Answer::kDone && room != 0) step = drop_oldest(room, next);
-    for (const PackedRow& row : rows) {
-      if (step == Answer::kDone) step = insert(row, next);
-    }
-    const bool is_due = next.last_id / kLifeEvery != life_.last_id / kLifeEvery ||
-                        next.rows != life_.rows + rows.size() || dropped != 0;
+    if (step == Answer::kDone) step = work(next);
+    const bool is_due =
+        has_erased_ || next.dropped != life_.dropped || next.last_id / kLifeEvery != life_.last_id / kLifeEvery;
     if (step == Answer::kDone && is_due) step = write_life(next);
     return step;
   });
   if (done != Answer::kDone) return done;
-  const bool is_plain = next.rows == life_.rows + rows.size();
+  if (has_erased_ || life_.rows == 0) first_.reset();
   life_ = next;
   pending_.clear();
-  if (!is_plain || !had_rows) note_gone();
   return done;
 }
 
@@ -220,6 +231,7 @@ Answer RowStore::erase(uint64_t first, uint64_t last, JournalLife& life) {
     life.rows = less(life.rows, query.number(0));
     life.values = less(life.values, query.number(1));
   }
+  has_erased_ = true;
   return database_.run(Query(erase_).with(first).with(last));
 }
 
@@ -242,7 +254,7 @@ Answer RowStore::remove(uint64_t first, uint64_t last) {
   } else {
     pending_.emplace_back(first, last);
   }
-  note_gone();
+  first_.reset();
   return remove_pending();
 }
 
@@ -265,8 +277,6 @@ const std::pair<uint64_t, uint64_t>* RowStore::pending(uint64_t id) const {
                                   [&](const auto& each) { return each.first <= id && id <= each.second; });
   return range == pending_.end() ? nullptr : &*range;
 }
-
-void RowStore::note_gone() { first_.reset(); }
 
 Answer RowStore::read(uint64_t first, size_t most_values, const std::vector<uint32_t>& index_of,
                       std::vector<JournalRow>& rows) {
@@ -310,7 +320,7 @@ Answer RowStore::drop_damaged(const std::vector<uint64_t>& ids) {
     return write_life(next);
   });
   if (done == Answer::kDone) life_ = next;
-  note_gone();
+  first_.reset();
   return done;
 }
 
@@ -377,7 +387,7 @@ Answer RowStore::rewrite(const std::vector<PackedRow>& rows, const std::vector<u
     return write_life(next);
   });
   if (done == Answer::kDone) life_ = next;
-  note_gone();
+  first_.reset();
   return done;
 }
 

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <unordered_set>
@@ -70,7 +71,10 @@ class RowStore {
   void make_tables(uint32_t stamp);
   void read_life();
   Answer write_life(const JournalLife& life);
-  Answer append_once(const std::vector<PackedRow>& rows, uint64_t dropped, uint64_t room);
+  // All of the work or nothing. When so many pages are needed and not there, the oldest rows go.
+  using Work = std::function<Answer(JournalLife&)>;
+  Answer change(uint64_t pages, const Work& work);
+  Answer change_once(uint64_t room, const Work& work);
   bool make_room(uint64_t pages);
   Answer drop_oldest(uint64_t pages, JournalLife& life);
   Answer insert(const PackedRow& row, JournalLife& life);
@@ -79,7 +83,6 @@ class RowStore {
   Answer drop_damaged(const std::vector<uint64_t>& ids);
   Answer rewrite(const std::vector<PackedRow>& rows, const std::vector<uint64_t>& values_before);
   const std::pair<uint64_t, uint64_t>* pending(uint64_t id) const;
-  void note_gone();
 
   Database database_;
   Statement insert_, erase_, sums_, oldest_, rows_from_, write_life_, update_;
@@ -87,6 +90,7 @@ class RowStore {
   std::vector<std::pair<uint64_t, uint64_t>> pending_;  // to be removed: first and last
   std::optional<uint64_t> first_;                       // nothing: to be looked for
   bool tight_ = false;                                  // the oldest rows go for new ones
+  bool has_erased_ = false;                             // in the change that is being made
 };
 
 }  // namespace plc_gateway

@@ -109,6 +109,34 @@ TEST_F(JournalFaults, DiskFullBeforeTheFirstStart_IsToldWithTheRemedy) {
   }
 }
 
+TEST_F(JournalFaults, FullDisk_TakesNewVariablesToo) {
+  disk_.limit(disk_.used());
+  for (size_t i = 0; i < 1000; ++i) append_large(1500);
+  const JournalCounters before = journal_->counters();
+  journal_.reset();
+  JournalOptions options;
+  options.folder = "folder";
+  options.vfs = disk_.vfs();
+  Journal journal(options, plc_test::variables(3000));
+  EXPECT_EQ(journal.alias(2999), 3000U);
+  EXPECT_GT(journal.counters().dropped, before.dropped);
+  EXPECT_EQ(journal.counters().dropped + journal.counters().values, before.dropped + before.values);
+  EXPECT_EQ(journal.read(0, SIZE_MAX).size(), journal.counters().rows);
+}
+
+TEST_F(JournalFaults, DatabaseThatTakesNothing_DoesNotMakeTheLogGrow) {
+  disk_.refuse_writes(kDatabase);
+  for (int i = 0; i < 600; ++i) append_large(3000);
+  EXPECT_GT(journal_->counters().in_memory, 0U);
+  EXPECT_LT(journal_->counters().in_memory, 500U);
+  EXPECT_LT(disk_.content(kLog).size(), (2U << 20U) + 20000U);
+  disk_.refuse_writes("");
+  journal_->retry();
+  EXPECT_EQ(journal_->counters().in_memory, 0U);
+  EXPECT_EQ(ids().size(), 600U);
+  EXPECT_EQ(journal_->counters().dropped, 0U);
+}
+
 TEST_F(JournalFaults, RefusedRows_AreInMemory_AndComeToTheDiskInTheirOrder) {
   append(1);
   disk_.refuse(true);

@@ -127,6 +127,16 @@ TEST_F(JournalTest, Counts_AreRightAfterARestart_WhateverTheNumberOfRows) {
   }
 }
 
+TEST_F(JournalTest, LargeBacklog_IsNotReadAtTheOpening) {
+  reopen();
+  for (int i = 0; i < 9000; ++i) journal_->append(kData, kDay, {text(0, std::string(1200, 'x'), kDay)});
+  journal_.reset();
+  const uint64_t before = disk_.operations();
+  reopen();
+  EXPECT_LT(disk_.operations() - before, 1500U) << "3000 pages hold the rows";
+  EXPECT_EQ(journal_->counters().rows, 9000U);
+}
+
 TEST_F(JournalTest, ConnectionNumbers_GoRoundAndSurviveRestarts) {
   reopen();
   for (uint64_t i = 0; i < 600; ++i) {

@@ -108,6 +108,7 @@ struct DiskCalls {
 
   static int write(sqlite3_file* file, const void* bytes, int length, sqlite3_int64 place) {
     const Handle& it = handle(file);
+    if (!it.path.empty() && it.path == it.disk->refused_path_) return SQLITE_IOERR_WRITE;
     return it.disk->write(*it.file, static_cast<const char*>(bytes), static_cast<size_t>(length),
                           static_cast<size_t>(place));
   }

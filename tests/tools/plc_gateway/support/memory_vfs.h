@@ -36,6 +36,8 @@ class MemoryDisk {
   void fail_after(uint64_t operations) { fail_at_ = operations_ + operations + 1; }
   // Every operation is refused until this is taken back.
   void refuse(bool all) { refuse_ = all; }
+  // The same for writes to one file; an empty path takes it back.
+  void refuse_writes(const std::string& path) { refused_path_ = path; }
 
   // The operation behind so many others and all that follow are not done: the program is as killed. Of a write, some
   // sectors from the beginning are done.
@@ -74,6 +76,7 @@ class MemoryDisk {
   uint64_t random(uint64_t below) { return random_() % below; }
 
   std::string name_;
+  std::string refused_path_;
   sqlite3_vfs calls_{};
   std::mt19937_64 random_;
   std::map<std::string, FilePointer> files_;
