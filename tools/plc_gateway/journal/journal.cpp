@@ -138,7 +138,6 @@ bool Journal::Body::begin_anew() {
   }
   try {
     auto fresh = std::make_unique<RowStore>(options, stamp);
-    last_life.last_id = memory.rows().empty() ? last_id : memory.rows().front().id - 1;
     Answer done = fresh->continue_life(last_life);
     if (done == Answer::kDone) done = fresh->write_names(names->all());
     if (done != Answer::kDone) return false;

@@ -79,10 +79,14 @@ TEST_F(JournalFaults, FullDisk_TakesNewRowsForOldOnes_CountedExactly) {
   journal_->remove(ids().front(), 1990);
   EXPECT_EQ(ids(), (std::vector<uint64_t>{1991, 1992, 1993, 1994, 1995, 1996, 1997, 1998, 1999, 2000}));
   EXPECT_EQ(journal_->counters().dropped, counters.dropped);
+  journal_.reset();
+  disk_.limit(disk_.used());
   open();
   EXPECT_EQ(ids().size(), 10U);
   EXPECT_EQ(journal_->counters().dropped, counters.dropped);
   EXPECT_EQ(journal_->next_bd_seq(), std::optional<uint64_t>(1));
+  EXPECT_EQ(append(1), 2001U);
+  EXPECT_EQ(journal_->counters().in_memory, 0U);
 }
 
 TEST_F(JournalFaults, RoomAgain_IsUsedAgain) {

@@ -22,7 +22,7 @@ struct DiskCalls {
     MemoryDisk::FilePointer file;
     std::string path;
     size_t chunk;
-    bool is_temporary;
+    bool keeps_log;
   };
 
   static Handle& handle(sqlite3_file* file) { return *reinterpret_cast<Handle*>(file); }
@@ -44,7 +44,7 @@ struct DiskCalls {
     } else {
       return SQLITE_CANTOPEN;
     }
-    auto* made = new (out) Handle{{}, &disk, std::move(file), path != nullptr ? path : "", 0, path == nullptr};
+    auto* made = new (out) Handle{{}, &disk, std::move(file), path != nullptr ? path : "", 0, false};
     made->base.pMethods = methods();
     if (out_flags != nullptr) *out_flags = flags;
     return SQLITE_OK;
@@ -170,6 +170,12 @@ struct DiskCalls {
     Handle& it = handle(file);
     if (operation == SQLITE_FCNTL_CHUNK_SIZE) {
       it.chunk = static_cast<size_t>(*static_cast<int*>(argument));
+      return SQLITE_OK;
+    }
+    if (operation == SQLITE_FCNTL_PERSIST_WAL) {
+      int& flag = *static_cast<int*>(argument);
+      if (flag >= 0) it.keeps_log = flag != 0;
+      flag = it.keeps_log ? 1 : 0;
       return SQLITE_OK;
     }
     if (operation == SQLITE_FCNTL_SIZE_HINT) {
