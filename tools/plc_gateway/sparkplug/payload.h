@@ -23,7 +23,7 @@ struct NodeMetric {
   DataType type = DataType::kInt64;
   bool has_value = true;
   uint64_t number = 0;  // of integers (two's complement), Boolean, and the bits of Float and Double
-  std::string text;     // of String
+  std::string text;     // of String: any bytes, published as one line of UTF-8
   Ms time = 0;
 };
 
@@ -71,7 +71,7 @@ struct CommandMessage {
 constexpr size_t kMostCommandMetrics = 10000;
 
 // Nothing when the bytes are no payload of the standard, when a name is no UTF-8, or when it is no command in size:
-// more than 4 MiB or more than kMostCommandMetrics. Any bytes are safe.
+// more than 4 MiB, more than kMostCommandMetrics, or a name of more than 1000 bytes. Any bytes are safe.
 std::optional<CommandMessage> read_command(std::string_view payload);
 
 struct HostState {

@@ -127,6 +127,12 @@ TEST(PayloadReader, MoreMetricsThanACommandHas_AreNone) {
   EXPECT_FALSE(read_command(payload + std::string("\x12\x00", 2)));
 }
 
+TEST(PayloadReader, NameThatNoVariableHas_IsNoCommand) {
+  const std::string name(1000, 'x');
+  EXPECT_TRUE(read_command(std::string("\x12\xEB\x07\x0A\xE8\x07", 6) + name));
+  EXPECT_FALSE(read_command(std::string("\x12\xEC\x07\x0A\xE9\x07", 6) + name + "x"));
+}
+
 TEST(PayloadReader, MoreBytesThanACommandHas_AreNone) {
   std::string payload = std::string("\x2A\xFB\xFF\xFF\x01", 5);  // a body of the rest of 4 MiB
   payload.resize(size_t{4} << 20);

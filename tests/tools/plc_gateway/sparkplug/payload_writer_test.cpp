@@ -218,6 +218,16 @@ TEST(PayloadWriter, NodeMetricWithoutValue_IsNull) {
   EXPECT_EQ(hex_of(writer.finish(1, 0)), "08 01 12 09 0A 01 52 18 00 20 04 38 01 18 00");
 }
 
+TEST(PayloadWriter, NodeMetricOfAnyBytes_IsOneLineOfUtf8) {
+  NodeMetric metric;
+  metric.alias = 1;
+  metric.type = DataType::kString;
+  metric.text = "a\xFF\n";
+  PayloadWriter writer;
+  writer.data(metric);
+  EXPECT_EQ(hex_of(writer.finish(1, 1)), "08 01 12 0D 10 01 18 00 7A 07 61 5C 78 66 66 5C 6E 18 01");
+}
+
 TEST(PayloadWriter, TextLongerThanALengthOfOneByte_IsWhole) {
   PayloadWriter writer;
   const std::string text(200, 'x');
