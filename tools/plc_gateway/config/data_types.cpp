@@ -7,27 +7,35 @@
 namespace plc_gateway {
 namespace {
 
+template <typename T>
+constexpr NumberRange limits() {
+  return {static_cast<double>(std::numeric_limits<T>::lowest()), static_cast<double>(std::numeric_limits<T>::max())};
+}
+
 struct TypeRow {
   std::string_view name;
   DataType single;
   DataType array;
+  NumberRange range;
 };
 
 constexpr TypeRow kTypes[] = {
-    {"BOOL", DataType::kBoolean, DataType::kBooleanArray}, {"SINT", DataType::kInt8, DataType::kInt8Array},
-    {"INT", DataType::kInt16, DataType::kInt16Array},      {"DINT", DataType::kInt32, DataType::kInt32Array},
-    {"LINT", DataType::kInt64, DataType::kInt64Array},     {"USINT", DataType::kUInt8, DataType::kUInt8Array},
-    {"UINT", DataType::kUInt16, DataType::kUInt16Array},   {"UDINT", DataType::kUInt32, DataType::kUInt32Array},
-    {"ULINT", DataType::kUInt64, DataType::kUInt64Array},  {"BYTE", DataType::kUInt8, DataType::kUInt8Array},
-    {"WORD", DataType::kUInt16, DataType::kUInt16Array},   {"DWORD", DataType::kUInt32, DataType::kUInt32Array},
-    {"LWORD", DataType::kUInt64, DataType::kUInt64Array},  {"REAL", DataType::kFloat, DataType::kFloatArray},
-    {"LREAL", DataType::kDouble, DataType::kDoubleArray},
+    {"BOOL", DataType::kBoolean, DataType::kBooleanArray, {}},
+    {"SINT", DataType::kInt8, DataType::kInt8Array, limits<int8_t>()},
+    {"INT", DataType::kInt16, DataType::kInt16Array, limits<int16_t>()},
+    {"DINT", DataType::kInt32, DataType::kInt32Array, limits<int32_t>()},
+    {"LINT", DataType::kInt64, DataType::kInt64Array, limits<int64_t>()},
+    {"USINT", DataType::kUInt8, DataType::kUInt8Array, limits<uint8_t>()},
+    {"UINT", DataType::kUInt16, DataType::kUInt16Array, limits<uint16_t>()},
+    {"UDINT", DataType::kUInt32, DataType::kUInt32Array, limits<uint32_t>()},
+    {"ULINT", DataType::kUInt64, DataType::kUInt64Array, limits<uint64_t>()},
+    {"BYTE", DataType::kUInt8, DataType::kUInt8Array, limits<uint8_t>()},
+    {"WORD", DataType::kUInt16, DataType::kUInt16Array, limits<uint16_t>()},
+    {"DWORD", DataType::kUInt32, DataType::kUInt32Array, limits<uint32_t>()},
+    {"LWORD", DataType::kUInt64, DataType::kUInt64Array, limits<uint64_t>()},
+    {"REAL", DataType::kFloat, DataType::kFloatArray, limits<float>()},
+    {"LREAL", DataType::kDouble, DataType::kDoubleArray, limits<double>()},
 };
-
-template <typename T>
-NumberRange limits() {
-  return {static_cast<double>(std::numeric_limits<T>::lowest()), static_cast<double>(std::numeric_limits<T>::max())};
-}
 
 }  // namespace
 
@@ -51,37 +59,10 @@ bool is_number(DataType type) {
 }
 
 NumberRange range_of(DataType type) {
-  switch (type) {
-    case DataType::kInt8:
-    case DataType::kInt8Array:
-      return limits<int8_t>();
-    case DataType::kInt16:
-    case DataType::kInt16Array:
-      return limits<int16_t>();
-    case DataType::kInt32:
-    case DataType::kInt32Array:
-      return limits<int32_t>();
-    case DataType::kInt64:
-    case DataType::kInt64Array:
-      return limits<int64_t>();
-    case DataType::kUInt8:
-    case DataType::kUInt8Array:
-      return limits<uint8_t>();
-    case DataType::kUInt16:
-    case DataType::kUInt16Array:
-      return limits<uint16_t>();
-    case DataType::kUInt32:
-    case DataType::kUInt32Array:
-      return limits<uint32_t>();
-    case DataType::kUInt64:
-    case DataType::kUInt64Array:
-      return limits<uint64_t>();
-    case DataType::kFloat:
-    case DataType::kFloatArray:
-      return limits<float>();
-    default:
-      return limits<double>();
+  for (const TypeRow& row : kTypes) {
+    if (row.single == type || row.array == type) return row.range;
   }
+  return {};
 }
 
 }  // namespace plc_gateway

@@ -213,5 +213,19 @@ TEST(DataTypes, DeclaredTypes_AreThoseOfTheStandard) {
   EXPECT_EQ(code("?", false), 0);
 }
 
+TEST(DataTypes, Ranges_AreThoseOfTheTypes) {
+  using plc_gateway::range_of;
+  EXPECT_EQ(range_of(DataType::kInt8).low, -128.0);
+  EXPECT_EQ(range_of(DataType::kInt8Array).high, 127.0);
+  EXPECT_EQ(range_of(DataType::kInt64).low, -9223372036854775808.0);
+  EXPECT_EQ(range_of(DataType::kUInt16).low, 0.0);
+  EXPECT_EQ(range_of(DataType::kUInt16).high, 65535.0);
+  EXPECT_EQ(range_of(DataType::kUInt64Array).high, 18446744073709551616.0);
+  EXPECT_GT(range_of(DataType::kFloat).high, 3.4e38);
+  EXPECT_LT(range_of(DataType::kFloat).low, -3.4e38);
+  EXPECT_GT(range_of(DataType::kDouble).high, 1.7e308);
+  EXPECT_EQ(range_of(DataType::kString).high, 0.0);
+}
+
 }  // namespace
 }  // namespace plc_gateway_test
