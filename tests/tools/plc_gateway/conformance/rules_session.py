@@ -261,4 +261,4 @@ def one_connection_at_a_time(node):
     for earlier, later in zip(node.connections, node.connections[1:]):
         if earlier.closed and earlier.closed.t > later.opened + ANSWER_LIMIT_MS:
             late = [step.n for step in earlier.steps if step.from_edge and step.t > later.opened + ANSWER_LIMIT_MS]
-            yield later.connect.n, not late, f"connection {earlier.number} is used beside connection {later.number}"
+            yield later.steps[0].n, not late, f"connection {earlier.number} is used beside connection {later.number}"
