@@ -191,7 +191,8 @@ void Session::step() {
 }
 
 void Session::step_online(Ms now) {
-  if (fence_ && now - fence_ms_ >= options_.keep_alive_ms) {
+  // Who stops waits for it no longer than he waits anyhow, and says goodbye.
+  if (fence_ && !stopping_ && now - fence_ms_ >= options_.keep_alive_ms) {
     ++counters_.fences_overdue;
     leave("the broker takes messages and acknowledges none", true);
     return;
@@ -226,7 +227,7 @@ std::optional<Ms> Session::next_ms() const {
       break;
   }
   Ms soonest = look_ms_;
-  if (fence_) soonest = std::min(soonest, fence_ms_ + options_.keep_alive_ms);
+  if (fence_ && !stopping_) soonest = std::min(soonest, fence_ms_ + options_.keep_alive_ms);
   if (!fence_ && !unfenced_.empty()) soonest = std::min(soonest, fence_ms_ + kFenceMs);
   if (command_untold_) soonest = std::min(soonest, command_ms_ + kFenceMs);
   if (rebirth_wanted_) soonest = std::min(soonest, birth_ms_ + kBirthPauseMs);

@@ -83,6 +83,22 @@ TEST(EdgeNode, StopWhileThePrimaryHostIsWaitedFor_TellsTheDeathBeforeTheGoodbye)
   EXPECT_TRUE(world.node->stopped());
 }
 
+TEST(EdgeNode, StopWhileAFenceBecomesOverdue_TellsTheDeathBeforeTheGoodbye) {
+  World world;
+  world.pass(50);
+  world.let_broker_in();
+  world.pass(100);
+  ASSERT_TRUE(world.broker.fence);
+  world.pass(world.options.session.keep_alive_ms - 200);
+  world.broker.events.clear();
+  world.node->stop();
+  world.pass(1000);
+  ASSERT_GE(world.broker.events.size(), 2U);
+  EXPECT_EQ(std::vector<std::string>(world.broker.events.end() - 2, world.broker.events.end()),
+            (std::vector<std::string>{"NDEATH", "disconnect"}));
+  EXPECT_TRUE(world.node->stopped());
+}
+
 TEST(EdgeNode, StopBeforeTheBrokerAnswered_LeavesTheDeathToTheWill) {
   World world;
   world.pass(50);
