@@ -34,8 +34,8 @@ struct HostOptions {
   bool sarif = false;
   bool errors_only = false;
   bool list_rules = false;
+  bool overwrites = false;  // the corrected copy may replace a file that is there
   std::string fixed_file;   // where the corrected copy goes
-  bool overwrites = false;  // also over a file that is there
 
   // read, write, batch, watch
   std::vector<std::string> names;  // for write: NAME=VALUE
