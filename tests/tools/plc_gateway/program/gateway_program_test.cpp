@@ -1,0 +1,273 @@
+// plc-gateway with a simulated controller and a real broker, each a program of its own.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <csignal>
+#include <cstdlib>
+
+#include "tests/support/loopback.h"
+#include "tests/tools/plc_gateway/program/program_world.h"
+#include "tests/tools/plc_gateway/program/subscriber.h"
+
+namespace gateway_test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+const std::string kNodeBirth = "spBv1.0/Plant/NBIRTH/node";
+const std::string kNodeDeath = "spBv1.0/Plant/NDEATH/node";
+const std::string kDeviceBirth = "spBv1.0/Plant/DBIRTH/node/device";
+const std::string kDeviceDeath = "spBv1.0/Plant/DDEATH/node/device";
+const std::string kDeviceData = "spBv1.0/Plant/DDATA/node/device";
+const std::string kSpeed = "json/Motor.Speed";
+
+class GatewayProgram : public testing::Test {
+ protected:
+  void start_all() {
+    world.start_controller();
+    world.start_broker();
+    host = std::make_unique<Subscriber>(world.broker_port);
+    ASSERT_TRUE(host->is_there());
+    world.start_gateway();
+    ASSERT_TRUE(host->hears(kDeviceBirth)) << world.log();
+  }
+  // Whether the page comes to begin so.
+  bool shows(const std::string& path, const std::string& beginning) {
+    for (int i = 0; i < 1000; ++i) {
+      if (world.page(path).rfind(beginning, 0) == 0) return true;
+    }
+    return false;
+  }
+
+  ProgramWorld world;
+  std::unique_ptr<Subscriber> host;
+};
+
+TEST_F(GatewayProgram, Values_ArriveAndNothingIsOnStandardOutput) {
+  start_all();
+  EXPECT_TRUE(host->hears(kNodeBirth));
+  world.controller->tell("set Motor.Speed 1234");
+  EXPECT_TRUE(host->hears(kSpeed, "\"value\":1234,\"quality\":\"good\""));
+  EXPECT_TRUE(host->hears(kDeviceData));
+  EXPECT_EQ(world.end_gateway(), 0);
+  EXPECT_THAT(world.out(), IsEmpty());
+}
+
+TEST_F(GatewayProgram, Terminated_TellsTheDeathOfTheNode) {
+  start_all();
+  EXPECT_EQ(world.end_gateway(), 0);
+  EXPECT_TRUE(host->hears(kNodeDeath));
+  EXPECT_THAT(world.log(), HasSubstr("level=info event=stopped unconfirmed_rows="));
+}
+
+TEST_F(GatewayProgram, Killed_LeavesItsDeathToTheBroker) {
+  start_all();
+  world.gateway->signal(SIGKILL);
+  EXPECT_TRUE(host->hears(kNodeDeath));
+}
+
+TEST_F(GatewayProgram, BrokerThatWasAway_HearsWhatChangedMeanwhileAsHistory) {
+  start_all();
+  world.stop_broker();
+  ASSERT_TRUE(world.logs("event=broker_lost"));
+  world.controller->tell("set Motor.Speed 77");
+  ASSERT_TRUE(world.logs("connection refused: nothing listens on 127.0.0.1:"));
+  // The value is in the journal when the page says so.
+  for (int i = 0; i < 1000 && world.page("/metrics").find("\nplc_gateway_journal_rows 0\n") != std::string::npos; ++i) {
+  }
+  world.controller->tell("set Motor.Speed 78");
+  world.start_broker();
+  host = std::make_unique<Subscriber>(world.broker_port);
+  EXPECT_TRUE(host->hears(kDeviceBirth));
+  EXPECT_TRUE(host->hears(kSpeed, "\"value\":77,\"quality\":\"good\"")) << world.log();
+  EXPECT_TRUE(host->hears(kSpeed, "\"historical\":true"));
+  EXPECT_TRUE(host->hears(kSpeed, "\"value\":78,\"quality\":\"good\""));
+}
+
+TEST_F(GatewayProgram, ControllerThatDies_IsToldAndFoundAgain) {
+  start_all();
+  host->forget();
+  world.stop_controller();
+  EXPECT_TRUE(host->hears(kDeviceDeath));
+  EXPECT_TRUE(host->hears(kSpeed, "\"value\":null"));
+  EXPECT_TRUE(shows("/healthz", "HTTP/1.1 503"));
+  EXPECT_THAT(world.page("/healthz"), HasSubstr("\r\n\r\nthe controller is not polled: "));
+  world.start_controller();
+  EXPECT_TRUE(host->hears(kDeviceBirth));
+  EXPECT_TRUE(shows("/healthz", "HTTP/1.1 200"));
+  EXPECT_THAT(world.log(), AllOf(HasSubstr("level=warning event=controller_lost"), HasSubstr("event=controller_up")));
+}
+
+TEST_F(GatewayProgram, WrongPassword_IsToldWithWhatToDo) {
+  world.start_controller();
+  const std::string make = "touch '" + world.folder.file("passwords") + "' && chmod 700 '" +
+                           world.folder.file("passwords") + "' && mosquitto_passwd -b '" +
+                           world.folder.file("passwords") + "' joe secret && chmod 755 '" + world.folder.path() +
+                           "' && chmod 644 '" + world.folder.file("passwords") + "'";
+  ASSERT_EQ(std::system(make.c_str()), 0);
+  world.start_broker("allow_anonymous false\npassword_file " + world.folder.file("passwords") + "\n");
+  world.folder.write("secret", "wrong\n");
+  world.start_gateway({{"[sparkplug]", "username = \"joe\"\npassword_file = \"secret\"\n[sparkplug]"}});
+  EXPECT_TRUE(world.logs("event=broker_away reason=\"not authorised: user name or password\""));
+  EXPECT_THAT(world.page("/healthz"),
+              AllOf(StartsWith("HTTP/1.1 200"), HasSubstr("ok; the broker is being tried: not authorised: ")));
+  EXPECT_EQ(world.end_gateway(), 0);
+}
+
+TEST_F(GatewayProgram, Metrics_AreThoseOfThisGateway) {
+  start_all();
+  const std::string page = world.page("/metrics");
+  EXPECT_THAT(page, StartsWith("HTTP/1.1 200 OK\r\n"));
+  EXPECT_THAT(page, HasSubstr("group=\"Plant\",edge_node=\"node\",device=\"device\"} 1\n"));
+  EXPECT_THAT(page, HasSubstr("\nplc_gateway_controller_up 1\n"));
+  EXPECT_THAT(page, HasSubstr("\nplc_gateway_births_out 1\n"));
+  EXPECT_THAT(world.page("/other"), StartsWith("HTTP/1.1 404"));
+}
+
+TEST_F(GatewayProgram, HangUp_TakesTheNewPollsInTheSameProcess) {
+  start_all();
+  host->forget();
+  world.write_config({{"[\"Motor.Speed\"]", "[\"Motor.*\"]"}});
+  world.gateway->signal(SIGHUP);
+  EXPECT_TRUE(host->hears(kNodeDeath));
+  EXPECT_TRUE(host->hears("json/Motor.Name", "\"quality\":\"good\""));
+  EXPECT_TRUE(world.logs("event=reloaded"));
+  EXPECT_TRUE(shows("/metrics", "HTTP/1.1 200"));
+  EXPECT_THAT(world.page("/metrics"), HasSubstr("\nplc_gateway_reloads_total 1\n"));
+}
+
+TEST_F(GatewayProgram, HangUpWithMistakes_TellsThemAndGoesOn) {
+  start_all();
+  world.write_config({{"[\"Motor.Speed\"]", "[\"Motor.Sped\"]"}});
+  world.gateway->signal(SIGHUP);
+  EXPECT_TRUE(world.logs("event=reload_refused"));
+  EXPECT_THAT(world.log(), AllOf(HasSubstr("level=error event=config_error"), HasSubstr("Motor.Speed")));
+  host->forget();
+  world.controller->tell("set Motor.Speed 5");
+  EXPECT_TRUE(host->hears(kSpeed, "\"value\":5"));
+  EXPECT_FALSE(host->has_heard(kNodeDeath));
+}
+
+TEST_F(GatewayProgram, Journal_ShowsWhatNoBrokerHasHeard) {
+  world.start_controller();
+  world.broker_port = 1;  // nothing listens there
+  world.start_gateway();
+  ASSERT_TRUE(world.logs("event=controller_up"));
+  ASSERT_EQ(world.end_gateway(), 0);
+  const plc_host_test::Outcome shown = world.run({"journal", world.folder.file("gateway.toml"), "--rows"});
+  EXPECT_EQ(shown.code, 0) << shown.err;
+  EXPECT_THAT(shown.out, AllOf(StartsWith("rows 1\nvalues 1\n"), HasSubstr("\ndropped 0\nrow time kind values\n1 "),
+                               HasSubstr(" data 1\n")));
+}
+
+TEST_F(GatewayProgram, JournalOfAnotherGateway_IsNotShared) {
+  start_all();
+  const plc_host_test::Outcome second = world.run({"run", world.folder.file("gateway.toml")});
+  EXPECT_EQ(second.code, 8);
+  EXPECT_THAT(second.err, StartsWith("plc-gateway: "));
+}
+
+TEST_F(GatewayProgram, Check_TellsMistakesWithTheirPlaces) {
+  world.controller_port = world.broker_port = 1;
+  const plc_host_test::Outcome good = world.run({"check", world.write_config()});
+  EXPECT_EQ(good.code, 0) << good.err;
+  EXPECT_THAT(good.out, HasSubstr("gateway.toml: 1 variable in 1 poll, 0 commands: no mistakes\n"));
+  const plc_host_test::Outcome bad = world.run({"check", world.write_config({{"every_ms", "evry_ms"}})});
+  EXPECT_EQ(bad.code, 4);
+  EXPECT_THAT(bad.out, IsEmpty());
+  EXPECT_THAT(bad.err, AllOf(HasSubstr("gateway.toml:16:1: error: "), HasSubstr("cannot be used: ")));
+}
+
+TEST_F(GatewayProgram, WrongCommandLines_EndWithTheirCode) {
+  EXPECT_EQ(world.run({}).code, 2);
+  EXPECT_EQ(world.run({"walk"}).code, 2);
+  EXPECT_EQ(world.run({"run"}).code, 2);
+  EXPECT_THAT(world.run({"--version"}).out, StartsWith("plc-gateway "));
+  EXPECT_THAT(world.run({"--help"}).out, HasSubstr("Exit codes:\n"));
+  EXPECT_EQ(world.run({"run", world.folder.file("none.toml")}).code, 4);
+}
+
+TEST_F(GatewayProgram, MetricsAddressThatIsTaken_EndsItWithWhatToDo) {
+  const plc_test::LoopbackSocket taken(SOCK_STREAM, 1);
+  world.controller_port = world.broker_port = 1;
+  const std::string place = "127.0.0.1:" + std::to_string(taken.port());
+  const plc_host_test::Outcome outcome = world.run({"run", world.write_config({{"127.0.0.1:0", place}})});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("plc-gateway: metrics: cannot listen on " + place +
+                                     ": address already in use; choose another address in [metrics] listen\n"));
+}
+
+// What the supervisor is told, over a socket that is the test's.
+TEST_F(GatewayProgram, Supervisor_HearsOfItsBeginningItsStateAndItsEnd) {
+  const plc_test::ScopedDescriptor supervisor(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::string path = world.folder.file("notify");
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(bind(supervisor.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  timeval patience{};
+  patience.tv_sec = 30;
+  setsockopt(supervisor.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  const auto hears = [&](const std::string& text) {
+    char buffer[1000];
+    for (;;) {
+      const ssize_t count = recv(supervisor.get(), buffer, sizeof buffer, 0);
+      if (count <= 0) return false;
+      if (std::string(buffer, static_cast<size_t>(count)).rfind(text, 0) == 0) return true;
+    }
+  };
+  setenv("NOTIFY_SOCKET", path.c_str(), 1);
+  start_all();
+  unsetenv("NOTIFY_SOCKET");
+  EXPECT_TRUE(hears("READY=1"));
+  EXPECT_TRUE(hears("STATUS=controller answers, broker connected, 0 rows unconfirmed"));
+  EXPECT_TRUE(hears("WATCHDOG=1"));
+  world.gateway->signal(SIGHUP);
+  EXPECT_TRUE(hears("RELOADING=1\nMONOTONIC_USEC="));
+  EXPECT_TRUE(hears("READY=1"));
+  EXPECT_EQ(world.end_gateway(), 0);
+  EXPECT_TRUE(hears("STOPPING=1"));
+}
+
+// The broker has an authority of the test's own, and wants a name and a password.
+TEST_F(GatewayProgram, TlsWithItsOwnAuthorityAndAPassword_Serves) {
+  world.start_controller();
+  const std::string& at = world.folder.path();
+  const std::string make =
+      "cd '" + at +
+      "' && exec >/dev/null 2>&1 && "
+      "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout ca.key -out ca.pem -subj /CN=own "
+      "-days 2 && "
+      "openssl req -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -keyout b.key -out b.csr -subj /CN=localhost && "
+      "printf 'subjectAltName=DNS:localhost' > names && "
+      "openssl x509 -req -in b.csr -CA ca.pem -CAkey ca.key -CAcreateserial -out b.pem -days 2 -extfile names && "
+      "touch passwords && chmod 700 passwords && mosquitto_passwd -b passwords joe secret && "
+      "chmod 755 . && chmod 644 b.key passwords";
+  ASSERT_EQ(std::system(make.c_str()), 0);
+  const std::string port = std::to_string(plc_test::LoopbackSocket(SOCK_STREAM).port());
+  world.start_broker("allow_anonymous true\nlistener " + port + " 127.0.0.1\nallow_anonymous false\npassword_file " +
+                     at + "/passwords\ncertfile " + at + "/b.pem\nkeyfile " + at + "/b.key\n");
+  const std::string url = "mqtt://127.0.0.1:" + std::to_string(world.broker_port) + "\"\n";
+  world.folder.write("secret", "secret\n");
+  const std::string named = "username = \"joe\"\npassword_file = \"secret\"\n";
+  const std::string tls = "mqtts://localhost:" + port + "\"\n" + named;
+  world.start_gateway({{url, tls}});
+  EXPECT_TRUE(world.logs("the certificate of localhost:" + port +
+                         " is not signed by the authorities that this system trusts: set ca_file to the broker's own"));
+  EXPECT_EQ(world.end_gateway(), 0);
+  world.start_gateway({{url, tls + "ca_file = \"ca.pem\"\n"}});
+  EXPECT_TRUE(world.logs("event=births_out")) << world.log();
+  EXPECT_EQ(world.end_gateway(), 0);
+  world.start_gateway({{url, "mqtts://127.0.0.1:" + port + "\"\nca_file = \"ca.pem\"\n" + named}});
+  EXPECT_TRUE(world.logs("is not for '127.0.0.1': the url must have a name that it is for"));
+  EXPECT_EQ(world.end_gateway(), 0);
+}
+
+}  // namespace
+}  // namespace gateway_test
