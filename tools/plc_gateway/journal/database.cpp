@@ -228,7 +228,8 @@ uint64_t Database::free_pages() {
 bool Database::grow() {
   const uint64_t wanted = rounded_up(pages_ + 1);
   if (wanted > most_pages_) return false;
-  auto length = static_cast<sqlite3_int64>(wanted * kPageBytes);
+  const uint64_t bytes = wanted * kPageBytes;
+  auto length = static_cast<sqlite3_int64>(bytes);
   if (sqlite3_file_control(connection_, "main", SQLITE_FCNTL_SIZE_HINT, &length) != SQLITE_OK) return false;
   return allow(wanted);
 }
