@@ -24,8 +24,6 @@ Names::Names(std::vector<StoredName> stored, const std::vector<Variable>& variab
   for (size_t i = 0; i < all_.size(); ++i) place_of.emplace(key_of(all_[i].variable), i);
 
   uint64_t next_alias = all_.empty() ? 1 : all_.back().alias + 1;
-  std::unordered_set<std::string> names_today;
-  std::unordered_set<uint64_t> polled;
   for (const Variable& variable : variables) {
     const auto [known, is_new] = place_of.emplace(key_of(variable), all_.size());
     if (is_new) {
@@ -39,15 +37,19 @@ Names::Names(std::vector<StoredName> stored, const std::vector<Variable>& variab
       is_changed_[known->second] = true;
     }
     alias_of_.push_back(name.alias);
-    polled.insert(name.alias);
-    names_today.insert(variable.name);
   }
 
   index_of_.assign(next_alias, RowStore::kNoIndex);
   for (size_t i = 0; i < alias_of_.size(); ++i) index_of_[alias_of_[i]] = static_cast<uint32_t>(i);
+  retire(variables, last_id);
+}
+
+void Names::retire(const std::vector<Variable>& variables, uint64_t last_id) {
+  std::unordered_set<std::string> names_today;
+  for (const Variable& variable : variables) names_today.insert(variable.name);
   for (size_t i = 0; i < all_.size(); ++i) {
     StoredName& name = all_[i];
-    if (polled.count(name.alias) != 0) continue;
+    if (index_of_[name.alias] != RowStore::kNoIndex) continue;
     if (names_today.count(name.variable.name) != 0) replaced_.insert(name.alias);
     if (name.last_row) continue;
     name.last_row = last_id;

@@ -38,6 +38,8 @@ class Names {
   const std::vector<Variable>& retired() const { return retired_; }
 
  private:
+  void retire(const std::vector<Variable>& variables, uint64_t last_id);
+
   std::vector<StoredName> all_;
   std::vector<bool> is_changed_;
   std::unordered_set<uint64_t> replaced_;
