@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/text.h"
+#include "base/utf8.h"
 #include "client/tags/near_names.h"
 #include "tools/plc_gateway/config/data_types.h"
 #include "tools/plc_gateway/config/section.h"
@@ -25,7 +26,17 @@ struct Looked {
   std::string problem;
 };
 
-Looked look_up(Controller& controller, const std::string& name) {
+// Why messages cannot carry the name; empty when they can.
+std::string name_problem(const std::string& name, bool has_json_form) {
+  if (!plc_base::is_utf8(name))
+    return name + " is no UTF-8, which the standard's texts are: save its tag file as UTF-8";
+  if (has_json_form && name.find_first_of("+#") != std::string::npos) {
+    return name + " holds + or #, which no topic may, and [json] makes one of it";
+  }
+  return {};
+}
+
+Looked look_up(Controller& controller, const std::string& name, bool has_json_form) {
   Looked looked;
   try {
     Plan plan = controller.plan({name});
@@ -35,6 +46,8 @@ Looked look_up(Controller& controller, const std::string& name) {
     looked.variable.name = reading.name;
     looked.variable.declared_type = reading.type;
     looked.variable.shape = reading.value.shape();
+    looked.problem = name_problem(reading.name, has_json_form);
+    if (!looked.problem.empty()) return looked;
     if (!is_readable) {
       looked.problem = name + " cannot be read: " + reading.error.text;
       return looked;
@@ -75,6 +88,7 @@ class NameLookUp {
   void add(Variable variable, size_t group, Entry& entry);
   void tell(const PlacedText& name, const Entry& entry);
   std::string near_of(const std::string& glob);
+  bool has_json_form() const { return !draft_.config.json_topic.empty(); }
   void command(size_t number);
   void check_limits(const CommandRule& rule, const CommandDraft& draft);
 
@@ -138,7 +152,7 @@ void NameLookUp::take_glob(const PlacedText& name, size_t group) {
     if (fits_glob(name.text, declaration.name)) names.push_back(declaration.name);
   }
   for (const std::string& fitting : names) {
-    Looked looked = look_up(controller_, fitting);
+    Looked looked = look_up(controller_, fitting, has_json_form());
     if (looked.problem.empty()) {
       add(std::move(looked.variable), group, entry);
     } else if (entry.left_out++ == 0) {
@@ -155,7 +169,7 @@ void NameLookUp::take_glob(const PlacedText& name, size_t group) {
 }
 
 void NameLookUp::take_name(const PlacedText& name, size_t group) {
-  Looked looked = look_up(controller_, name.text);
+  Looked looked = look_up(controller_, name.text, has_json_form());
   if (!looked.problem.empty()) {
     const bool has_remedy = looked.problem.find("did you mean") != std::string::npos;
     findings_.error(name.place, looked.problem + (has_remedy ? "" : "; correct the name, or take it out of the list"));
@@ -198,7 +212,7 @@ void NameLookUp::check_limits(const CommandRule& rule, const CommandDraft& draft
 void NameLookUp::command(size_t number) {
   CommandRule& rule = draft_.config.commands[number];
   const CommandDraft& draft = draft_.commands[number];
-  Looked looked = look_up(controller_, rule.name);
+  Looked looked = look_up(controller_, rule.name, has_json_form());
   if (looked.problem.empty() && looked.variable.type == DataType::kBytes) {
     looked.problem = rule.name + " is declared " + looked.variable.declared_type + ", which the driver does not write";
   }

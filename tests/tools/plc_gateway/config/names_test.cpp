@@ -116,6 +116,17 @@ TEST_F(NamesTest, VariableThatCannotBeReadOrPublished_IsLeftOutWhenAGlobFits) {
                   "3:10: error: Sma* fits no variable that can be published: take it out of the list"));
 }
 
+TEST_F(NamesTest, NameThatNoMessageCanCarry_IsLeftOut) {
+  folder_.write("tags/PLCC0A8000A_0.csv",
+                "M\xF6tor,INT,,,,,,0,1,0,0,,DM\nA+B,INT,,,,,,1,1,0,0,,DM\nSpeed,INT,,,,,,2,1,0,0,,DM\n");
+  EXPECT_THAT(said_of_names("\"*\""),
+              ElementsAre("3:10: note: 1 of the 3 variables that * fits is left out: M\\xf6tor is no UTF-8, which the "
+                          "standard's texts are: save its tag file as UTF-8"));
+  EXPECT_THAT(said_of("[json]\ntopic = \"a/{name}\"\n[[poll]]\nevery_ms = 500\nnames = [\"A+B\"]\n", &Sections::poll),
+              ElementsAre("5:10: error: A+B holds + or #, which no topic may, and [json] makes one of it; correct the "
+                          "name, or take it out of the list"));
+}
+
 TEST_F(NamesTest, GlobThatFitsNothing_IsAnError) {
   EXPECT_THAT(said_of_names("\"Motr.*\", \"Table[*]\""),
               ElementsAre("3:10: error: Motr.* fits no declared variable; there are names that begin with Motor; * is "
