@@ -109,9 +109,15 @@ class Judge {
     return std::string::npos;
   }
 
+  // What lies farther back than this says nothing of an exchange, and long captures come to an end.
+  size_t first_looked_at() const {
+    constexpr size_t kMostLookedAt = 256;
+    return index_ - std::min(index_, kMostLookedAt);
+  }
+
   // Bytes that the reply before this one was short of.
   size_t missing_before() const {
-    for (size_t i = index_; i-- > 0;) {
+    for (size_t i = index_; i-- > first_looked_at();) {
       if (exchanges_[i].connection != exchange_.connection) continue;
       const Bytes before = exchanges_[i].reply();
       const ReplyHead head = head_of(before);
@@ -157,7 +163,7 @@ class Judge {
 
   // The number of the earlier exchange of this connection with that head; 0 when there is none.
   size_t earlier_with(const ReplyHead& head) const {
-    for (size_t i = index_; i-- > 0;) {
+    for (size_t i = index_; i-- > first_looked_at();) {
       const plc_sim::ByteView other(exchanges_[i].request_bytes);
       if (exchanges_[i].connection == exchange_.connection && other.u16(wire::kSequenceAt) == head.sequence &&
           other.u8(wire::kClassAt) == head.request_class && other.u8(wire::kCommandAt) == head.command) {
@@ -240,7 +246,7 @@ class Judge {
 
   // The request for names that this one rests on; null when there is none.
   const Exchange* names_before() const {
-    for (size_t i = index_; i-- > 0;) {
+    for (size_t i = index_; i-- > first_looked_at();) {
       const Exchange& before = exchanges_[i];
       if (before.connection == exchange_.connection && before.request.kind == RequestKind::kResolve) return &before;
     }

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
+#include <set>
 
 #include "client/tags/near_names.h"
 #include "client/values/value_text.h"
@@ -22,18 +24,18 @@ using wire_trace::Exchange;
 
 // What is looked for in the names that were sent.
 struct Wanted {
-  std::vector<std::string> elements;  // whole names, without '#'
-  std::string base;                   // or any element of this; empty for none
-  std::optional<bool> is_local;       // nothing: either
+  std::string name;                // the first of elements
+  std::set<std::string> elements;  // whole names, without '#'
+  std::string base;                // or any element of this; empty for none
+  std::optional<bool> is_local;    // nothing: either
 };
 
 // One request for names that holds a wanted one, and what followed on its connection.
 struct Group {
   size_t resolve;                // position of the exchange
   std::vector<size_t> names;     // positions of the wanted names in it
-  std::vector<size_t> road;      // with the opening before it
+  bool has_fault = false;        // there, behind it or when the connection was opened
   std::optional<size_t> values;  // the exchange that brought values
-  bool has_fault = false;
 };
 
 Wanted wanted_names(const HostOptions& options, const std::optional<TagReference>& reference) {
@@ -41,8 +43,9 @@ Wanted wanted_names(const HostOptions& options, const std::optional<TagReference
   if (!reference) {
     const std::string name = plain_name(options.names.front().c_str());
     const size_t slash = name.find('/');
-    wanted.elements = {slash == std::string::npos ? name : name.substr(slash + 1)};
-    wanted.base = wanted.elements.front();
+    wanted.name = slash == std::string::npos ? name : name.substr(slash + 1);
+    wanted.elements = {wanted.name};
+    wanted.base = wanted.name;
     if (slash != std::string::npos) wanted.is_local = true;
     return wanted;
   }
@@ -50,62 +53,80 @@ Wanted wanted_names(const HostOptions& options, const std::optional<TagReference
   const std::string name = reference->tag->name;
   wanted.is_local = entry.is_global != 1;
   if (reference->chosen.empty()) {
+    wanted.name = name;
     wanted.elements = {name};
     wanted.base = declared_ranges(entry).empty() && entry.shape != PLC_STRING ? "" : name;
     return wanted;
   }
   for (const Subscripts& element : chosen_elements(*reference)) {
-    wanted.elements.push_back(name + subscript_text(element));
+    wanted.elements.insert(name + subscript_text(element));
+    if (wanted.name.empty()) wanted.name = name + subscript_text(element);
   }
   return wanted;
 }
 
 bool is_wanted(const Wanted& wanted, const std::string& wire_name) {
   const std::string name = plain_name(wire_name.c_str());
-  if (std::find(wanted.elements.begin(), wanted.elements.end(), name) != wanted.elements.end()) return true;
+  if (wanted.elements.count(name) != 0) return true;
   return !wanted.base.empty() && name.compare(0, wanted.base.size() + 1, wanted.base + "[") == 0;
+}
+
+bool is_opening(const Exchange& exchange) {
+  return exchange.request.kind == RequestKind::kDirectoryStart || exchange.request.kind == RequestKind::kDirectory;
 }
 
 // The exchanges that opened the connection of this one, and those that followed until the next names.
 std::vector<size_t> road_of(const std::vector<Exchange>& exchanges, size_t resolve) {
-  const auto is_opening = [&exchanges](size_t i) {
-    const RequestKind kind = exchanges[i].request.kind;
-    return kind == RequestKind::kDirectoryStart || kind == RequestKind::kDirectory;
-  };
   std::vector<size_t> road;
   for (size_t i = 0; i < exchanges.size(); ++i) {
     if (exchanges[i].connection != exchanges[resolve].connection) continue;
-    if (i < resolve && is_opening(i)) road.push_back(i);
+    if (i < resolve && is_opening(exchanges[i])) road.push_back(i);
     if (i == resolve) road.push_back(i);
     if (i <= resolve) continue;
-    if (is_opening(i) || exchanges[i].request.kind == RequestKind::kResolve) break;
+    if (is_opening(exchanges[i]) || exchanges[i].request.kind == RequestKind::kResolve) break;
     road.push_back(i);
   }
   return road;
 }
 
-Group group_of(const std::vector<Exchange>& exchanges, size_t resolve, std::vector<size_t> names) {
-  Group group{resolve, std::move(names), road_of(exchanges, resolve), std::nullopt, false};
-  for (const size_t index : group.road) {
-    if (exchanges[index].request.kind == RequestKind::kRead && index > resolve) group.values = index;
-    for (const wire_trace::Remark& remark : wire_trace::judge_exchange(exchanges, index, 1)) {
-      group.has_fault = group.has_fault || remark.is_fault;
-    }
+std::vector<size_t> wanted_among(const std::vector<wire_trace::SentName>& sent, const Wanted& wanted) {
+  std::vector<size_t> names;
+  for (size_t n = 0; n < sent.size(); ++n) {
+    const bool in_scope = !wanted.is_local || *wanted.is_local == sent[n].is_local;
+    if (in_scope && is_wanted(wanted, sent[n].name)) names.push_back(n);
   }
-  return group;
+  return names;
 }
 
+bool is_wrong(const std::vector<Exchange>& exchanges, size_t index) {
+  const std::vector<wire_trace::Remark> remarks = wire_trace::judge_exchange(exchanges, index, 1);
+  return std::any_of(remarks.begin(), remarks.end(), [](const wire_trace::Remark& remark) { return remark.is_fault; });
+}
+
+// Each exchange is looked at once: captures are as long as people let them grow.
 std::vector<Group> find_groups(const std::vector<Exchange>& exchanges, const Wanted& wanted) {
+  struct Open {
+    bool has_fault = false;       // when the connection was opened
+    std::optional<size_t> group;  // that what follows belongs to
+  };
   std::vector<Group> groups;
+  std::map<size_t, Open> connections;
   for (size_t i = 0; i < exchanges.size(); ++i) {
-    if (exchanges[i].request.kind != RequestKind::kResolve) continue;
-    const std::vector<wire_trace::SentName> sent = wire_trace::names_of(exchanges[i].request);
-    std::vector<size_t> names;
-    for (size_t n = 0; n < sent.size(); ++n) {
-      const bool in_scope = !wanted.is_local || *wanted.is_local == sent[n].is_local;
-      if (in_scope && is_wanted(wanted, sent[n].name)) names.push_back(n);
+    Open& here = connections[exchanges[i].connection];
+    if (is_opening(exchanges[i])) {
+      here.has_fault = is_wrong(exchanges, i) || here.has_fault;
+      here.group = std::nullopt;
+      continue;
     }
-    if (!names.empty()) groups.push_back(group_of(exchanges, i, std::move(names)));
+    if (exchanges[i].request.kind == RequestKind::kResolve) {
+      std::vector<size_t> names = wanted_among(wire_trace::names_of(exchanges[i].request), wanted);
+      here.group = names.empty() ? std::nullopt : std::optional<size_t>(groups.size());
+      if (here.group) groups.push_back({i, std::move(names), here.has_fault, std::nullopt});
+    }
+    if (!here.group) continue;
+    Group& group = groups[*here.group];
+    group.has_fault = is_wrong(exchanges, i) || group.has_fault;
+    if (exchanges[i].request.kind == RequestKind::kRead) group.values = i;
   }
   return groups;
 }
@@ -182,7 +203,7 @@ bool take_value(const Group& group, const std::optional<TagReference>& reference
 
 // What was asked for instead, when nobody asked for the name.
 void explain_absence(const Wanted& wanted, WhyReport& report) {
-  const std::string& name = wanted.elements.front();
+  const std::string& name = wanted.name;
   std::vector<std::string> others;
   bool in_other_scope = false;
   for (const Exchange& exchange : report.exchanges) {
@@ -248,7 +269,7 @@ int explain_capture(const HostOptions& options, WhyReport& report) {
   const Group& shown = first_wrong != groups.end() ? *first_wrong : groups.back();
   report.times_asked = groups.size();
   report.times_wrong = static_cast<size_t>(std::count_if(groups.begin(), groups.end(), wrong));
-  report.road = shown.road;
+  report.road = road_of(report.exchanges, shown.resolve);
   const bool is_whole = take_value(shown, reference, report);
   find_record_faults(report);
   find_opening_faults(report);
