@@ -2,6 +2,7 @@
 #include "tools/plc_gateway/commands/command_desk.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "base/text.h"
@@ -19,6 +20,13 @@ constexpr size_t kMostStamps = 10000;
 uint64_t ms_apart(Ms a, Ms b) {
   return a > b ? static_cast<uint64_t>(a) - static_cast<uint64_t>(b)
                : static_cast<uint64_t>(b) - static_cast<uint64_t>(a);
+}
+
+Ms later_by(Ms time, Ms by) {
+  constexpr Ms kLeast = std::numeric_limits<Ms>::min();
+  constexpr Ms kMost = std::numeric_limits<Ms>::max();
+  if (by < 0) return time < kLeast - by ? kLeast : time + by;
+  return time > kMost - by ? kMost : time + by;
 }
 
 std::string shortened(const std::string& name) {
@@ -108,7 +116,9 @@ CommandDesk::Decision CommandDesk::decide_one(const CommandMetric& metric, const
   last.accepted = arrival.steady_now;
   const Ms stamp = metric.time.value_or(arrival.time.value_or(0));
   last.stamps.insert(std::upper_bound(last.stamps.begin(), last.stamps.end(), stamp), stamp);
-  return WriteJob{found->second, std::move(*value.input)};
+  return WriteJob{found->second, std::move(*value.input),
+                  later_by(std::max(stamp, arrival.time.value_or(stamp)), -rule.max_age_ms),
+                  later_by(std::min(stamp, arrival.time.value_or(stamp)), rule.max_age_ms)};
 }
 
 CommandDesk::Refused CommandDesk::time_problem(const CommandRule& rule, const CommandMetric& metric,
@@ -118,6 +128,10 @@ CommandDesk::Refused CommandDesk::time_problem(const CommandRule& rule, const Co
     if (!time || is_young_enough(rule, *time, arrival.wall_now)) continue;
     return {"old", age_problem(rule, *time, arrival.wall_now)};
   }
+  const Ms stamp = metric.time ? *metric.time : *arrival.time;
+  const bool is_from_before = remembers_from_ && stamp < arrival.wall_now &&
+                              ms_apart(stamp, arrival.wall_now) > ms_apart(arrival.steady_now, *remembers_from_);
+  if (is_from_before) return {"old", "it is from before this gateway was started, and may have been carried out then"};
   Last& last = last_[rule.name];
   if (last.stamps.size() >= kManyStamps) {
     const auto is_young = [&](Ms taken) {
@@ -125,7 +139,6 @@ CommandDesk::Refused CommandDesk::time_problem(const CommandRule& rule, const Co
     };
     last.stamps.erase(last.stamps.begin(), std::find_if(last.stamps.begin(), last.stamps.end(), is_young));
   }
-  const Ms stamp = metric.time ? *metric.time : *arrival.time;
   if (std::binary_search(last.stamps.begin(), last.stamps.end(), stamp)) {
     return {"repeated", "a command for it with the same time was taken already"};
   }

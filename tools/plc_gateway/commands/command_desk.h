@@ -36,6 +36,10 @@ class CommandDesk {
   std::vector<Decision> decide(const CommandMessage& message, bool retained, Ms wall_now, Ms steady_now,
                                const std::map<uint64_t, std::string>& name_of_alias);
 
+  // A command of before this moment of the steady clock may have been taken by a process before this one, and is too
+  // old. Without a call none is for that.
+  void remembers_from(Ms steady) { remembers_from_ = steady; }
+
   const std::vector<CommandRule>& rules() const { return rules_; }
 
  private:
@@ -60,6 +64,7 @@ class CommandDesk {
   Refused time_problem(const CommandRule& rule, const CommandMetric& metric, const Arrival& arrival);
 
   std::vector<CommandRule> rules_;
+  std::optional<Ms> remembers_from_;
   std::map<std::string, size_t> rule_of_;
   std::map<std::string, Last> last_;  // by the name of the variable
 };

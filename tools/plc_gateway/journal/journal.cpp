@@ -75,6 +75,7 @@ struct Journal::Body {
   JournalLife last_life;  // when there is no store
   uint64_t earlier_failures = 0;
   uint64_t lost_damage = 0;
+  bool read_failed = false;
 };
 
 Journal::Body::Body(const JournalOptions& journal_options, const std::vector<Variable>& variables)
@@ -198,7 +199,8 @@ std::vector<JournalRow> Journal::read(uint64_t first, size_t most_values) const 
   if (body.store) {
     const Answer done = body.store->read(first, most_values, index_of, rows);
     if (done == Answer::kDamaged) body.begin_anew();
-    if (done == Answer::kRefused) return rows;
+    body.read_failed = done == Answer::kRefused;
+    if (body.read_failed) return rows;
   }
   size_t values = 0;
   for (const JournalRow& row : rows) values += std::max<size_t>(row.changes.size(), 1);
@@ -212,6 +214,8 @@ std::vector<JournalRow> Journal::read(uint64_t first, size_t most_values) const 
   }
   return rows;
 }
+
+bool Journal::read_failed() const { return body_->read_failed; }
 
 void Journal::remove(uint64_t first, uint64_t last) {
   Body& body = *body_;

@@ -84,6 +84,8 @@ class Journal {
   // Rows from `first` on, oldest first, until they hold at least `most_values` values; a row without values counts as
   // one. Empty at the end, and when the disk cannot be read (counted as a failure). Damaged rows are dropped, counted.
   std::vector<JournalRow> read(uint64_t first, size_t most_values) const;
+  // The last read() ended too early, for the disk could not be read: what is missing may still be there.
+  bool read_failed() const;
 
   // Rows first..last are at the broker and go. A power cut may bring them back, a kill does not.
   void remove(uint64_t first, uint64_t last);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -85,6 +86,9 @@ struct CommandRule {
 struct WriteJob {
   size_t rule = 0;  // of the list of rules
   plc_client::Input value = false;
+  // By the wall clock: outside of this it is too old to be begun.
+  Ms not_before = std::numeric_limits<Ms>::min();
+  Ms not_after = std::numeric_limits<Ms>::max();
 };
 
 struct WriteOutcome {

@@ -29,6 +29,12 @@ Device::Device(const std::vector<Variable>& variables, const std::vector<Ms>& pe
 
 void Device::start() { probe_ms_ = clock_.steady_ms(); }
 
+// What was read of a poll that does not end any more is kept.
+void Device::stop() {
+  stopped_ = true;
+  flush();
+}
+
 void Device::start_read(size_t piece) {
   busy_ = true;
   port_.start_read(piece);
@@ -47,6 +53,7 @@ void Device::step() {
     case State::kAlive:
       break;
   }
+  end_late_writes();
   if (!writes_.empty()) {
     busy_ = true;
     port_.start_write(writes_.front().job);
@@ -72,7 +79,8 @@ void Device::on_read(const ReadResult& result) {
   take(result);
   if (state_ == State::kAlive) {
     const Ms now = clock_.steady_ms();
-    if (schedule_.done(result.piece, now) || (!pending_.empty() && now - pending_ms_ >= kLongestPendingMs)) flush();
+    if (schedule_.done(result.piece, now) || stopped_ || (!pending_.empty() && now - pending_ms_ >= kLongestPendingMs))
+      flush();
     return;
   }
   if (state_ == State::kSearching) round_ = 0;
@@ -132,6 +140,20 @@ void Device::lose(const ReadResult& result) {
   outcome.error = "the controller was lost before the write was begun";
   outcome.time = clock_.wall_ms();
   for (const Write& write : unbegun) write.ended(write.job, outcome);
+}
+
+// A command that waited for the controller longer than it may be old is not carried out any more.
+void Device::end_late_writes() {
+  const Ms now = clock_.wall_ms();
+  while (!writes_.empty() && (now < writes_.front().job.not_before || now > writes_.front().job.not_after)) {
+    WriteOutcome outcome;
+    outcome.reason = plc_client::Reason::kNotTried;
+    outcome.error = "it became too old while it waited for the controller";
+    outcome.time = now;
+    const Write write = std::move(writes_.front());
+    writes_.pop_front();
+    write.ended(write.job, outcome);
+  }
 }
 
 bool Device::write(const WriteJob& job, WriteEnded ended) {

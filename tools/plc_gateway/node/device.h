@@ -22,7 +22,7 @@ class Device {
 
   void start();
   // Nothing more is begun; what is under way ends.
-  void stop() { stopped_ = true; }
+  void stop();
 
   // To be called when next_ms() has come, and after each event.
   void step();
@@ -52,6 +52,7 @@ class Device {
   void finish_round();
   void flush();
   void start_read(size_t piece);
+  void end_late_writes();
 
   const std::vector<Variable>& variables_;
   const std::vector<Piece>& pieces_;

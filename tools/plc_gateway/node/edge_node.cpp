@@ -7,8 +7,14 @@
 namespace plc_gateway {
 namespace {
 
-CommandDesk make_desk(std::optional<CommandDesk> earlier, std::vector<CommandRule> rules) {
-  if (!earlier) return CommandDesk(std::move(rules));
+constexpr Ms kRetryMs = 1000;
+
+CommandDesk make_desk(std::optional<CommandDesk> earlier, std::vector<CommandRule> rules, Ms now) {
+  if (!earlier) {
+    CommandDesk desk(std::move(rules));
+    desk.remembers_from(now);
+    return desk;
+  }
   earlier->replace_rules(std::move(rules));
   return *std::move(earlier);
 }
@@ -21,7 +27,8 @@ EdgeNode::EdgeNode(EdgeNodeOptions options, const Clock& clock, ControllerPort& 
       pieces_(std::move(options.pieces)),
       topics_(options.session.topics),
       clock_(clock),
-      desk_(make_desk(std::move(options.earlier_desk), std::move(options.rules))),
+      journal_(journal),
+      desk_(make_desk(std::move(options.earlier_desk), std::move(options.rules), clock.steady_ms())),
       device_(variables_, options.periods, pieces_, clock, controller, journal, counters_),
       session_(std::move(options.session), variables_, clock, broker, journal, device_, counters_) {}
 
@@ -39,6 +46,11 @@ void EdgeNode::stop() {
 
 // What was read goes into the journal before the broker hears of it.
 void EdgeNode::step() {
+  const Ms now = clock_.steady_ms();
+  if (now >= retry_ms_) {
+    retry_ms_ = now + kRetryMs;
+    journal_.retry();
+  }
   device_.step();
   session_.step();
 }
@@ -46,8 +58,7 @@ void EdgeNode::step() {
 std::optional<Ms> EdgeNode::next_ms() const {
   const std::optional<Ms> device = device_.next_ms();
   const std::optional<Ms> session = session_.next_ms();
-  if (device && session) return std::min(*device, *session);
-  return device ? device : session;
+  return std::min({device.value_or(retry_ms_), session.value_or(retry_ms_), retry_ms_});
 }
 
 void EdgeNode::on_read(const ReadResult& result) {

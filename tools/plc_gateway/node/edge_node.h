@@ -67,10 +67,12 @@ class EdgeNode {
   const std::vector<Piece> pieces_;
   const Topics topics_;
   const Clock& clock_;
+  Journal& journal_;
   Counters counters_;
   CommandDesk desk_;
   Device device_;
   Session session_;
+  Ms retry_ms_ = 0;  // when the journal tries again what its disk refused
 };
 
 }  // namespace plc_gateway

@@ -226,14 +226,16 @@ std::optional<Ms> Session::next_ms() const {
     case Link::kOnline:
       break;
   }
-  Ms soonest = look_ms_;
+  // Nothing but these is done before the births that were asked for.
+  Ms soonest = rebirth_wanted_ ? birth_ms_ + kBirthPauseMs : look_ms_;
   if (fence_ && !stopping_) soonest = std::min(soonest, fence_ms_ + options_.keep_alive_ms);
+  if (stopping_) soonest = std::min(soonest, stop_by_ms_);
+  if (rebirth_wanted_) return soonest;
   if (!fence_ && !unfenced_.empty()) soonest = std::min(soonest, fence_ms_ + kFenceMs);
   if (command_untold_) soonest = std::min(soonest, command_ms_ + kFenceMs);
-  if (rebirth_wanted_) soonest = std::min(soonest, birth_ms_ + kBirthPauseMs);
-  if (device_born_ && !history_.empty() && history_window_open())
+  if (device_born_ && !stopping_ && !history_.empty() && window_open(true)) {
     soonest = std::min(soonest, budget_ms_ + kHistoryTickMs);
-  if (stopping_) soonest = std::min(soonest, stop_by_ms_);
+  }
   return soonest;
 }
 

@@ -94,7 +94,6 @@ class Session {
   bool publish_json(const std::vector<Sample>& samples, bool historical);
   void publish_history(Ms now);
   bool publish_old_rows(const std::vector<JournalRow>& rows, Range& range);
-  bool history_window_open() const;
   bool tell_node(bool command, bool dropped);
   void tell_command(Ms now);
   void fence(Ms now);
@@ -102,7 +101,7 @@ class Session {
   bool send_metrics(const std::string& topic);
   void account(Range rows, size_t values);
   void account() { account({}, 0); }  // of messages that stand for no row
-  bool window_open() const;
+  bool window_open(bool historical = false) const;
   void leave_to_history();
   const Variable& variable(uint32_t index) const;
 

@@ -11,8 +11,8 @@ namespace {
 constexpr size_t kMostUnfencedBytes = 512 * 1024;
 constexpr size_t kMostUnfencedMessages = 1000;
 constexpr size_t kMostMessageBytes = 48 * 1024;
-constexpr size_t kRowsAtOnceValues = 2000;  // of the journal, in memory
-constexpr double kHistoryPerMs = 20;        // values: 20,000 a second
+constexpr size_t kValuesAtOnce = 200;  // of the journal, in memory: texts among them are long
+constexpr double kHistoryPerMs = 20;   // values: 20,000 a second
 constexpr double kHistoryBurst = 2000;
 
 // Of the node's own metrics, above those of all variables: the journal counts from 1.
@@ -32,8 +32,11 @@ const Variable& Session::variable(uint32_t index) const {
   return index < variables_.size() ? variables_[index] : journal_.retired()[index - variables_.size()];
 }
 
-bool Session::window_open() const {
-  return unfenced_bytes_ < kMostUnfencedBytes && unfenced_messages_ < kMostUnfencedMessages;
+// Half of it is for history, which never stands in the way of what is live.
+bool Session::window_open(bool historical) const {
+  const size_t share = historical ? 2 : 1;
+  return unfenced_bytes_ + sent_bytes_ + writer_.bytes() < kMostUnfencedBytes / share &&
+         unfenced_messages_ + sent_messages_ < kMostUnfencedMessages / share;
 }
 
 bool Session::send(const std::string& topic, std::string payload, int qos) {
@@ -154,7 +157,7 @@ bool Session::device_birth() {
 // Rows that were not published live before a birth are older than it.
 void Session::leave_to_history() {
   const uint64_t last = journal_.last_id();
-  if (live_next_ <= last && journal_.first_id() != 0) history_.push_back({live_next_, last});
+  if (live_next_ <= last) history_.push_back({live_next_, last});
   live_next_ = std::max(live_next_, last + 1);
 }
 
@@ -184,9 +187,9 @@ void Session::publish_live() {
   while (link_ == Link::kOnline && window_open()) {
     if (!device_born_ && (!device_.alive() || !device_birth())) return;
     if (live_next_ > journal_.last_id()) return;
-    const std::vector<JournalRow> rows = journal_.read(live_next_, kRowsAtOnceValues);
+    const std::vector<JournalRow> rows = journal_.read(live_next_, kValuesAtOnce);
     if (rows.empty()) {
-      live_next_ = journal_.last_id() + 1;
+      if (!journal_.read_failed()) live_next_ = journal_.last_id() + 1;
       return;
     }
     for (const JournalRow& row : rows) {
@@ -215,7 +218,8 @@ std::optional<size_t> Session::write_row(const JournalRow& row, bool historical)
   if (row.kind == JournalRow::Kind::kLost) {
     // Live the death of the device says it; history, and the form without births, say it of each variable.
     if (!historical && options_.json_topic.empty()) return 0;
-    samples.resize(variables_.size());
+    // Of variables that are polled no more too: a host of history must not take their last values for lasting ones.
+    samples.resize(variables_.size() + (historical ? journal_.retired().size() : 0));
     for (uint32_t i = 0; i < samples.size(); ++i) {
       samples[i].variable = i;
       samples[i].time = row.time;
@@ -259,17 +263,14 @@ bool Session::publish_json(const std::vector<Sample>& samples, bool historical) 
   return true;
 }
 
-// Half of the window, so that history never stands in the way of what is live.
-bool Session::history_window_open() const {
-  return unfenced_bytes_ < kMostUnfencedBytes / 2 && unfenced_messages_ < kMostUnfencedMessages / 2;
-}
-
 void Session::publish_history(Ms now) {
   history_budget_ = std::min(kHistoryBurst, history_budget_ + kHistoryPerMs * static_cast<double>(now - budget_ms_));
   budget_ms_ = now;
-  while (link_ == Link::kOnline && device_born_ && !history_.empty() && history_window_open() && history_budget_ >= 1) {
+  while (link_ == Link::kOnline && device_born_ && !history_.empty() && window_open(true) && history_budget_ >= 1) {
     Range& range = history_.front();
-    const std::vector<JournalRow> rows = journal_.read(range.first, static_cast<size_t>(history_budget_));
+    const std::vector<JournalRow> rows =
+        journal_.read(range.first, std::min(kValuesAtOnce, static_cast<size_t>(history_budget_)));
+    if (rows.empty() && journal_.read_failed()) return;
     // Its rows are published, or went for want of room.
     if (rows.empty() || rows.front().id > range.last) {
       history_.pop_front();
@@ -285,7 +286,7 @@ bool Session::publish_old_rows(const std::vector<JournalRow>& rows, Range& range
   const uint64_t first = rows.front().id;
   size_t values = 0;
   for (const JournalRow& row : rows) {
-    if (row.id > range.last) break;
+    if (row.id > range.last || !window_open(true)) break;
     const std::optional<size_t> written = write_row(row, true);
     if (!written) return false;
     values += *written;
