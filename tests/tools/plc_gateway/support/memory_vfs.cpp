@@ -248,6 +248,7 @@ uint64_t MemoryDisk::used() const {
 }
 
 int MemoryDisk::begin_operation() {
+  if (is_spared_ && !is_stopped_) return SQLITE_OK;
   ++operations_;
   if (stop_at_ != 0 && operations_ >= stop_at_) is_stopped_ = true;
   return is_stopped_ || refuse_ || operations_ == fail_at_ ? SQLITE_IOERR : SQLITE_OK;

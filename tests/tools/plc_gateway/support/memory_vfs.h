@@ -39,6 +39,9 @@ class MemoryDisk {
   // The same for writes to one file; an empty path takes it back.
   void refuse_writes(const std::string& path) { refused_path_ = path; }
 
+  // What is done for someone who only looks is neither counted nor refused, unless the program is as killed.
+  void spare(bool looks) { is_spared_ = looks; }
+
   // The operation behind so many others and all that follow are not done: the program is as killed. Of a write, some
   // sectors from the beginning are done.
   void stop_after(uint64_t operations) { stop_at_ = operations_ + operations + 1; }
@@ -85,6 +88,7 @@ class MemoryDisk {
   uint64_t fail_at_ = 0;
   uint64_t stop_at_ = 0;
   bool refuse_ = false;
+  bool is_spared_ = false;
   bool is_stopped_ = false;
 };
 
