@@ -5,8 +5,10 @@ set(PLC_PACKAGE_CONTACT "the plc_driver authors <plc-driver@localhost>" CACHE ST
 option(PLC_PORTABLE_TOOLS "Packaged tools: at run time only the C library, libpcap and libmicrohttpd" OFF)
 if(PLC_PORTABLE_TOOLS)
   set(PLC_LIBUV_MODULE libuv-static CACHE STRING "pkg-config module of libuv")
-  add_link_options($<$<AND:$<LINK_LANGUAGE:CXX>,$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>>:-static-libstdc++>
-                   $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-static-libgcc>)
+  # The gateway's libraries are of C++ too, and need the same one as the program.
+  set(plc_own_cxx $<NOT:$<STREQUAL:$<TARGET_PROPERTY:NAME>,plc-gateway>>)
+  add_link_options($<$<AND:$<LINK_LANGUAGE:CXX>,$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>,${plc_own_cxx}>:-static-libstdc++>
+                   $<$<AND:$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>,${plc_own_cxx}>:-static-libgcc>)
   # Libraries of libraries, which the linker would otherwise find by a run path of this machine's folders.
   if(plc_sysroot)
     set(plc_link_folder ${plc_sysroot}/usr/lib/${CMAKE_LIBRARY_ARCHITECTURE})

@@ -14,6 +14,9 @@ endif()
 if(PLC_BUILD_PYTHON)
   list(APPEND CPACK_COMPONENTS_ALL python)
 endif()
+if(PLC_BUILD_GATEWAY)
+  list(APPEND CPACK_COMPONENTS_ALL gateway)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -59,6 +62,19 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "tshark, wireshark")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "${PROJECT_DESCRIPTION} (tools)
  A command-line host with a checker of tag files (plc-host), a simulated controller (plc-sim), and a dissector of the
  protocol for Wireshark and tshark.")
+
+# Built with the libraries of one Debian, on the machine that builds. Its units are there and none is enabled.
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME plc-gateway)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_DEPENDS
+    "libplc-driver1 (${this_version}), libc6 (>= 2.34), libgcc-s1 (>= 3.5), libstdc++6 (>= 12), libmicrohttpd12, \
+libmosquitto1 (>= 2.0), libprometheus-cpp-core1.0, libprotobuf-lite32, libsqlite3-0 (>= 3.40), libssl3, libsystemd0, \
+libtomlplusplus3, systemd")
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SUGGESTS "mosquitto, mosquitto-clients, plc-tools")
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/gateway/postinst)
+set(CPACK_COMPONENT_GATEWAY_DESCRIPTION "${PROJECT_DESCRIPTION} (gateway)
+ Puts a controller on an MQTT broker, as a Sparkplug B edge node with one device: plc-gateway, and a unit of systemd for
+ each controller, none of which is enabled.")
 
 # The compiled half is for the Python of one Debian.
 set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-plc-client)

@@ -20,7 +20,8 @@ find_package(Python3 REQUIRED COMPONENTS Interpreter)
 file(GLOB pages_scripts CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/pages/*.py)
 
 add_custom_target(program_pages ALL)
-function(plc_add_program_pages name)
+# The pages of a program go with the component that it is in.
+function(plc_add_program_pages name component)
   set(outputs ${plc_pages}/${name}.1 ${plc_pages}/${name}.1.gz ${plc_pages}/bash/${name} ${plc_pages}/zsh/_${name})
   if(NOT PLC_PROGRAM_PAGES)
     add_custom_command(OUTPUT ${outputs}
@@ -31,11 +32,15 @@ function(plc_add_program_pages name)
     add_custom_target(${name}_pages DEPENDS ${outputs})
     add_dependencies(program_pages ${name}_pages)
   endif()
-  install(FILES ${plc_pages}/${name}.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES ${plc_pages}/${name}.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT ${component})
   install(FILES ${plc_pages}/bash/${name} DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
-    COMPONENT tools)
-  install(FILES ${plc_pages}/zsh/_${name} DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tools)
+    COMPONENT ${component})
+  install(FILES ${plc_pages}/zsh/_${name} DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions
+    COMPONENT ${component})
 endfunction()
 
-plc_add_program_pages(plc-host plc-sim tshark)
-plc_add_program_pages(plc-sim plc-host tshark)
+plc_add_program_pages(plc-host tools plc-sim tshark)
+plc_add_program_pages(plc-sim tools plc-host tshark)
+if(PLC_BUILD_GATEWAY)
+  plc_add_program_pages(plc-gateway gateway plc-host mosquitto)
+endif()
