@@ -114,6 +114,7 @@ void Device::flush() {
 
 void Device::finish_round() {
   state_ = State::kAlive;
+  away_ = false;
   counters_.controller_alive = true;
   published_ = current_;
   journal_.append(JournalRow::Kind::kData, current_.empty() ? clock_.wall_ms() : current_.back().time, current_);
@@ -132,6 +133,7 @@ void Device::lose(const ReadResult& result) {
     counters_.controller_alive = false;
   }
   state_ = State::kSearching;
+  away_ = true;
   known_.assign(known_.size(), 0);
   std::deque<Write> unbegun;
   unbegun.swap(writes_);

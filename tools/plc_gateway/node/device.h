@@ -35,6 +35,8 @@ class Device {
 
   // Every variable was read since the controller was found, and it still answers.
   bool alive() const { return state_ == State::kAlive; }
+  // It did not answer when it was last asked for, or there is nothing to ask for.
+  bool away() const { return away_ || pieces_.empty(); }
   // What was read last. Nullptr: not since the controller was found.
   const Sample* current(uint32_t variable) const { return known_[variable] != 0 ? &current_[variable] : nullptr; }
   // A steady time. Nothing: it waits for an answer.
@@ -65,6 +67,7 @@ class Device {
   State state_ = State::kSearching;
   bool stopped_ = false;
   bool busy_ = false;
+  bool away_ = false;
   Ms probe_ms_ = 0;   // when the controller is looked for again
   size_t round_ = 0;  // pieces of the round that were read
   std::vector<Sample> current_;

@@ -207,7 +207,7 @@ void Session::step_online(Ms now) {
   if (link_ == Link::kOnline && !stopping_) publish_history(now);
   if (link_ == Link::kOnline && now >= look_ms_) {
     look_ms_ = now + kLookMs;
-    if (journal_.counters().dropped != told_dropped_) tell_node(false, true);
+    if (node_data_allowed() && journal_.counters().dropped != told_dropped_) tell_node(false, true);
   }
   if (link_ == Link::kOnline) tell_command(now);
   if (link_ == Link::kOnline) fence(now);
@@ -232,7 +232,7 @@ std::optional<Ms> Session::next_ms() const {
   if (stopping_) soonest = std::min(soonest, stop_by_ms_);
   if (rebirth_wanted_) return soonest;
   if (!fence_ && !unfenced_.empty()) soonest = std::min(soonest, fence_ms_ + kFenceMs);
-  if (command_untold_) soonest = std::min(soonest, command_ms_ + kFenceMs);
+  if (command_untold_ && node_data_allowed()) soonest = std::min(soonest, command_ms_ + kFenceMs);
   if (device_born_ && !stopping_ && !history_.empty() && window_open(true)) {
     soonest = std::min(soonest, budget_ms_ + kHistoryTickMs);
   }

@@ -102,6 +102,7 @@ class Session {
   void account(Range rows, size_t values);
   void account() { account({}, 0); }  // of messages that stand for no row
   bool window_open(bool historical = false) const;
+  bool node_data_allowed() const;
   void leave_to_history();
   const Variable& variable(uint32_t index) const;
 

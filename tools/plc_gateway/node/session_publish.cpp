@@ -39,6 +39,9 @@ bool Session::window_open(bool historical) const {
          unfenced_messages_ + sent_messages_ < kMostUnfencedMessages / share;
 }
 
+// No data of the node between its birth and that of a device that is there: not before it was looked for.
+bool Session::node_data_allowed() const { return device_born_ || device_.away(); }
+
 bool Session::send(const std::string& topic, std::string payload, int qos) {
   const size_t bytes = topic.size() + payload.size();
   if (!broker_.publish({topic, std::move(payload), qos, false})) {
@@ -175,7 +178,7 @@ void Session::tell(const CommandResult& result) {
 
 // Of a flood of commands the last one of each tenth of a second is told.
 void Session::tell_command(Ms now) {
-  if (!command_untold_ || now - command_ms_ < kFenceMs) return;
+  if (!command_untold_ || now - command_ms_ < kFenceMs || !node_data_allowed()) return;
   command_ms_ = now;
   command_untold_ = false;
   tell_node(true, false);

@@ -72,6 +72,26 @@ TEST(EdgeNode, NumberOfAConnectThatReachedNoBroker_IsThatOfTheNextOne) {
   EXPECT_EQ(bd_seq_of_will(world), 1U);
 }
 
+TEST(EdgeNode, DataOfTheNode_WaitsForTheDevicesBirth) {
+  World world;  // its first read is under way
+  world.let_broker_in();
+  world.node->on_message({"spBv1.0/Plant1/DCMD/node1/press1", "\xFF", 1, false});
+  world.clock.steady += 200;
+  world.node->on_time();
+  EXPECT_EQ(world.types(), "NBIRTH fence");
+  world.pass(50);
+  EXPECT_EQ(world.types().substr(0, 12), "DBIRTH NDATA");
+}
+
+TEST(EdgeNode, DataOfTheNodeWhoseDeviceIsAway_IsTold) {
+  World world;
+  world.controller_answers = false;
+  world.let_broker_in();
+  world.node->on_message({"spBv1.0/Plant1/DCMD/node1/press1", "\xFF", 1, false});
+  world.pass(50);
+  EXPECT_EQ(world.types(), "NBIRTH NDATA");
+}
+
 TEST(EdgeNode, StopWhileThePrimaryHostIsWaitedFor_TellsTheDeathBeforeTheGoodbye) {
   World world(with_primary_host());
   world.pass(50);
