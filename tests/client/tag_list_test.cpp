@@ -44,7 +44,11 @@ TEST(TagList, PlainRecords_AreNumberedInFileOrder) {
 }
 
 TEST(TagList, PlainRecordsFrom65536_CannotBeAskedFor) {
-  const std::vector<TagEntry> entries(0x10002, make_entry("a", kInt));
+  // Names of their own: equal ones stand behind each other in the index, and the last would look for its place past
+  // all.
+  std::vector<TagEntry> entries;
+  for (uint32_t record = 0; record <= 0x10001; ++record)
+    entries.push_back(make_entry("a" + std::to_string(record), kInt));
   const TagList list = make_list(entries);
   EXPECT_TRUE(list.tags[0xFFFF].register_id.has_value());
   EXPECT_FALSE(list.tags[0x10000].register_id.has_value());
