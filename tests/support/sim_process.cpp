@@ -9,6 +9,8 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <utility>
 
 extern char** environ;
 
@@ -37,6 +39,33 @@ void close_if_open(int* descriptor) {
     *descriptor = -1;
   }
 }
+
+// Reads the elements of a dump by their keys, in the order in which plc-sim writes them. A library of JSON needs most
+// of the time of a test that looks at the whole memory.
+class DumpReader {
+ public:
+  explicit DumpReader(std::string dump) : dump_(std::move(dump)) {}
+
+  // Stands behind the next place of text; false when there is none.
+  bool pass(const char* text) {
+    const size_t found = dump_.find(text, at_);
+    if (found == std::string::npos) return false;
+    at_ = found + std::strlen(text);
+    return true;
+  }
+
+  // What stands behind the next place of a key, up to end.
+  std::string text_behind(const char* key, char end) {
+    const size_t from = pass(key) ? at_ : std::string::npos;
+    at_ = from == std::string::npos ? from : dump_.find(end, from);
+    if (at_ == std::string::npos) die("no " + std::string(key) + " in the dump " + dump_.substr(0, 1000));
+    return dump_.substr(from, at_ - from);
+  }
+
+ private:
+  std::string dump_;
+  size_t at_ = 0;
+};
 
 }  // namespace
 
@@ -77,14 +106,16 @@ SimProcess::~SimProcess() {
 }
 
 bool SimProcess::take_line(std::string* line) {
-  for (;;) {
-    const size_t end = unread_.find('\n');
+  // A dump is one line of megabytes: no byte of it is looked at twice.
+  for (size_t looked_at = 0;;) {
+    const size_t end = unread_.find('\n', looked_at);
     if (end != std::string::npos) {
       *line = unread_.substr(0, end);
       unread_.erase(0, end + 1);
       return true;
     }
-    std::array<char, 4096> buffer{};
+    looked_at = unread_.size();
+    std::array<char, 65536> buffer{};
     const ssize_t count = read(output_, buffer.data(), buffer.size());
     if (count <= 0) return false;
     unread_.append(buffer.data(), static_cast<size_t>(count));
@@ -149,6 +180,22 @@ std::string RunningSim::tell(const std::string& line) {
   std::string answer;
   if (!ask(line, &answer)) die(line + ": " + answer);
   return answer;
+}
+
+std::vector<DumpedElement> RunningSim::dump() {
+  DumpReader reader(tell("dump --json"));
+  std::vector<DumpedElement> elements;
+  while (reader.pass("{\"declared\":")) {
+    DumpedElement element;
+    element.declared = reader.text_behind("", ',') == "true";
+    element.name = reader.text_behind("\"name\":\"", '"');
+    const std::string program = reader.text_behind("\"program\":", ',');
+    if (program != "null") element.program = program.substr(1, program.size() - 2);
+    element.raw = reader.text_behind("\"raw\":\"", '"');
+    element.variable = reader.text_behind("\"variable\":\"", '"');
+    elements.push_back(std::move(element));
+  }
+  return elements;
 }
 
 unsigned long RunningSim::count(const std::string& name) {

@@ -51,12 +51,24 @@ class SimProcess {
   std::string error_text_;
 };
 
+// An element as "dump --json" writes it.
+struct DumpedElement {
+  bool declared;
+  std::string name;      // with subscripts
+  std::string program;   // empty: global
+  std::string raw;       // its words, hexadecimal
+  std::string variable;  // without subscripts
+};
+
 // One that listens when it has been made, for tests that know their commands: what goes wrong ends this process.
 class RunningSim : public SimProcess {
  public:
   RunningSim(const std::string& program, const std::vector<std::string>& arguments, Errors errors = Errors::kDropped);
 
   uint16_t port() const { return port_; }
+
+  // The whole memory. No name and no program may hold a quote.
+  std::vector<DumpedElement> dump();
 
   // Gives a command and takes its answer, without the closing "ok".
   std::string tell(const std::string& line);

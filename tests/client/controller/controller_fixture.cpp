@@ -2,7 +2,6 @@
 #include "tests/client/controller/controller_fixture.h"
 
 #include <cstdlib>
-#include <nlohmann/json.hpp>
 #include <sstream>
 
 namespace plc_client_test {
@@ -11,11 +10,10 @@ using testing::HasSubstr;
 using testing::Not;
 
 Memory::Memory(plc_test::RunningSim& sim) {
-  const nlohmann::json dump = nlohmann::json::parse(sim.tell("dump --json"));
-  for (const nlohmann::json& element : dump.at("elements")) {
-    if (!element.at("declared").get<bool>()) continue;
-    const std::string scope = element.at("program").is_null() ? "" : element.at("program").get<std::string>() + "/";
-    raw_[scope + element.at("variable").get<std::string>()].push_back(element.at("raw").get<std::string>());
+  for (const plc_test::DumpedElement& element : sim.dump()) {
+    if (!element.declared) continue;
+    const std::string scope = element.program.empty() ? "" : element.program + "/";
+    raw_[scope + element.variable].push_back(element.raw);
   }
 }
 

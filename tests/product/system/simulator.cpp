@@ -22,14 +22,11 @@ Simulator::Simulator(const std::string& tag_file)
     : RunningSim(PLC_SIMULATOR, {"--sentinel", tag_file}, Errors::kShown) {}
 
 std::map<std::string, SimElement> Simulator::memory() {
-  const auto document = nlohmann::json::parse(tell("dump --json"));
   std::map<std::string, SimElement> elements;
-  for (const auto& entry : document["elements"]) {
-    std::string name = entry["name"];
-    if (!entry["program"].is_null() && name.find('/') == std::string::npos) {
-      name = entry["program"].get<std::string>() + "/" + name;
-    }
-    elements[name] = {name, parse_words(entry["raw"])};
+  for (const DumpedElement& element : dump()) {
+    std::string name = element.name;
+    if (!element.program.empty() && name.find('/') == std::string::npos) name = element.program + "/" + name;
+    elements[name] = {name, parse_words(element.raw)};
   }
   return elements;
 }

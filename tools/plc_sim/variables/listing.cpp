@@ -108,14 +108,16 @@ nlohmann::json memory_json(const VariableStore& store) {
   for (const auto& variable : store.variables()) {
     const TagDeclaration& tag = variable->tag;
     for_each_element(store, *variable, [&](const std::string& subscripts, const Element& element) {
-      elements.push_back({{"name", strip_subscript_marks(tag.name + subscripts)},
-                          {"variable", strip_subscript_marks(tag.name)},
-                          {"program", tag.is_global ? nlohmann::json() : nlohmann::json(tag.program)},
-                          {"type", tag.type->name},
-                          {"device", device_name(tag.device)},
-                          {"declared", element.index.has_value()},
-                          {"value", value_json(store.memory(), element)},
-                          {"raw", raw_text(store.memory(), element)}});
+      // A list of pairs would copy each of them twice.
+      nlohmann::json& shown = elements.emplace_back(nlohmann::json::object());
+      shown.emplace("name", strip_subscript_marks(tag.name + subscripts));
+      shown.emplace("variable", strip_subscript_marks(tag.name));
+      shown.emplace("program", tag.is_global ? nlohmann::json() : nlohmann::json(tag.program));
+      shown.emplace("type", tag.type->name);
+      shown.emplace("device", device_name(tag.device));
+      shown.emplace("declared", element.index.has_value());
+      shown.emplace("value", value_json(store.memory(), element));
+      shown.emplace("raw", raw_text(store.memory(), element));
     });
   }
   return {{"elements", std::move(elements)}};
