@@ -32,7 +32,8 @@ BEYOND = [0x1BCA0, 0x1D173, 0x1D17A, 0xE0001, 0xE0041, 0xE007F, 0xE0100, 0x1FFFE
 BROKEN = [b"\x80", b"\x9b", b"\xff", b"\xc0\x9b", b"\xe2\x80", b"\xed\xa0\x80", b"\xf4\x90\x80\x80"]
 FORMULAS = ["=cmd|' /C calc'!A0", "+1", "-1", "@SUM(1)", " =1", "\"=1\"", "\uff1d1", "\uff0b1", "\uff0d1", "\uff201",
             "x;=1"]
-PACK_BYTES = 60
+NAME_BYTES = 60  # of a variable
+FILE_BYTES = 200  # of a file
 
 # Words of a command that stand for something hostile.
 TAGS = "{tags}"  # a tag file whose names, program names and own name are hostile
@@ -117,12 +118,12 @@ class Failure(Exception):
     """What came out is not fit for where it goes."""
 
 
-def packs():
-    """The characters in texts that are short enough for a name."""
+def packs(most_bytes):
+    """The characters in texts of so many bytes."""
     wanted = [chr(value).encode("utf-8", "surrogatepass") for value in CONTROLS + UNSEEN + BEYOND] + BROKEN
     pack = b""
     for character in wanted:
-        if len(pack) + len(character) > PACK_BYTES:
+        if len(pack) + len(character) > most_bytes:
             yield pack
             pack = b""
         pack += character + b"a"
@@ -153,7 +154,7 @@ def look_at_text(where, data):
     except UnicodeDecodeError as error:
         raise Failure(f"{where}: no UTF-8: {error}") from error
     for line in text.split("\n"):
-        for character in line:
+        for character in set(line):
             if is_hidden(character):
                 raise Failure(f"{where}: U+{ord(character):04X} in {line!r}")
         if re.match(r"\s*([\w-]+: )*" + FORGED, line):
@@ -205,13 +206,13 @@ class Bench:
         self.folder = pathlib.Path(folder)
         self.programs = programs
         self.library = library
-        self.packs = list(packs())
+        self.packs = list(packs(NAME_BYTES))
         # What begins a tag file's line would end it, and a slash a file's name.
         self.names = [b"N" + pack.replace(b"\n", b"").replace(b"\r", b"") for pack in self.packs]
         self.names += [formula.encode() for formula in FORMULAS if "," not in formula]
         forged = FORGED.encode()
         self.text = b"x\nplc-host: " + forged + b"\nviolation: " + forged + b"\r" + b"".join(self.packs)
-        self.tag_files = [self.write_tags(pack.replace(b"\n", b"")) for pack in self.packs]
+        self.tag_files = [self.write_tags(pack.replace(b"\n", b"")) for pack in packs(FILE_BYTES)]
         self.tag_files.append(self.write_tags(b"x\nplc-host: " + FORGED.encode()))
         self.machine = self.folder / "machine.csv"
         self.machine.write_bytes(b"".join(line + b"\n" for line in self.good_lines() if is_utf8(line)))
@@ -287,8 +288,12 @@ class Bench:
             raise Failure("there is no traffic to look at")
 
     def check(self, row):
-        for number, tags in enumerate(self.tag_files):
-            words = self.words(row, tags, self.names[number % len(self.names)])
+        """With every file's name, where there is one in the row; every character, and a formula, in a variable's."""
+        has_files = any(FILE in word or word in (TAGS, CAPTURE) for word in row.words)
+        has_names = any(NAME in word for word in row.words)
+        rounds = max(len(self.tag_files), len(self.packs) + 1 if has_names else 0) if has_files else 1
+        for number in range(rounds):
+            words = self.words(row, self.tag_files[number % len(self.tag_files)], self.names[number])
             if row.kind == TERMINAL:
                 out, err = self.run_on_terminal(words)
             else:
@@ -298,8 +303,6 @@ class Bench:
                     raise Failure(f"ended with {done.returncode}")
             look_at_text("standard error", err)
             LOOK_AT[row.kind](look_at_text("standard output", out))
-            if not any(FILE in word or word in (TAGS, CAPTURE) for word in row.words):
-                break
 
 
 def start_controller(bench):
