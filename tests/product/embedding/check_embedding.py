@@ -244,7 +244,7 @@ def check_client(builder, work):
     source.mkdir()
     (source / "CMakeLists.txt").write_text(CLIENT_PROJECT.format(root=ROOT), encoding="utf-8")
     builder.configure(source, work / "build", "-DPLC_BUILD_CLIENT=ON", "-DPLC_INSTALL=ON", "-DPLC_MERGED_SOURCES=ON",
-                      "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_INSTALL_LIBDIR=lib/somewhere")
+                      "-DCMAKE_BUILD_TYPE=", "-DCMAKE_INSTALL_LIBDIR=lib/somewhere")
     builder.build(work / "build")
     demand_names(work / "build/read_variables", builder.sim)
     builder.install(work / "build", work / "first")
