@@ -125,20 +125,17 @@ void MosquittoBroker::try_next() {
     if (failure_.empty()) return;
     link_.reset();
   }
-  fail(failure_);
+  fail();
 }
 
 void MosquittoBroker::fail_soon(std::string reason) {
   failure_ = std::move(reason);
-  const auto tell = [](uv_timer_t* timer) {
-    auto* self = static_cast<MosquittoBroker*>(timer->data);
-    self->fail(self->failure_);
-  };
+  const auto tell = [](uv_timer_t* timer) { static_cast<MosquittoBroker*>(timer->data)->fail(); };
   uv_timer_start(soon_.get(), tell, 0, 0);
 }
 
-// By value: the listener may connect again, and fail.
-void MosquittoBroker::fail(std::string reason) {
+void MosquittoBroker::fail() {
+  const std::string reason = std::exchange(failure_, {});  // the listener may connect again, and fail
   drop();
   events_.disconnected(reason);
 }

@@ -44,7 +44,7 @@ class MosquittoBroker : public BrokerPort {
   void begin();
   void try_next();
   void fail_soon(std::string reason);
-  void fail(std::string reason);
+  void fail();
   void turn();
   void hand_on(LinkEvent& event);
   void end_leaving();

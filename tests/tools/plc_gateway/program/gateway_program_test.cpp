@@ -17,7 +17,6 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 using testing::StartsWith;
 
 const std::string kNodeBirth = "spBv1.0/Plant/NBIRTH/node";
