@@ -39,6 +39,8 @@ class Device {
   bool away() const { return away_ || pieces_.empty(); }
   // What was read last. Nullptr: not since the controller was found.
   const Sample* current(uint32_t variable) const { return known_[variable] != 0 ? &current_[variable] : nullptr; }
+  // All current values were published in a birth: deadbands count from them.
+  void born() { published_ = current_; }
   // A steady time. Nothing: it waits for an answer.
   std::optional<Ms> next_ms() const;
 
@@ -72,7 +74,7 @@ class Device {
   size_t round_ = 0;  // pieces of the round that were read
   std::vector<Sample> current_;
   std::vector<uint8_t> known_;
-  std::vector<Sample> published_;  // what the journal has of each variable last
+  std::vector<Sample> published_;  // of each variable: what the journal or a birth has last
   std::vector<Sample> pending_;    // changes that are not in the journal yet
   Ms pending_ms_ = 0;              // steady time of the first of them
   std::deque<Write> writes_;

@@ -19,7 +19,7 @@ constexpr Ms kHistoryTickMs = 10;
 }  // namespace
 
 Session::Session(SessionOptions options, const std::vector<Variable>& variables, const Clock& clock, BrokerPort& broker,
-                 Journal& journal, const Device& device, Counters& counters)
+                 Journal& journal, Device& device, Counters& counters)
     : options_(std::move(options)),
       variables_(variables),
       clock_(clock),

@@ -35,7 +35,7 @@ class Session {
  public:
   // All references outlive it.
   Session(SessionOptions options, const std::vector<Variable>& variables, const Clock& clock, BrokerPort& broker,
-          Journal& journal, const Device& device, Counters& counters);
+          Journal& journal, Device& device, Counters& counters);
 
   void start();
   // Waits a moment for what is published to be acknowledged, then tells the death and disconnects.
@@ -111,7 +111,7 @@ class Session {
   const Clock& clock_;
   BrokerPort& broker_;
   Journal& journal_;
-  const Device& device_;
+  Device& device_;
   Counters& counters_;
   std::map<uint64_t, std::string> names_;
 

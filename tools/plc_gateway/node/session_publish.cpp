@@ -146,6 +146,7 @@ bool Session::device_birth() {
   }
   leave_to_history();
   if (!send_metrics(options_.topics.device_birth)) return false;
+  device_.born();
   device_born_ = true;
   account();
   if (options_.json_topic.empty()) return true;
