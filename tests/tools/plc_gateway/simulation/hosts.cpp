@@ -38,6 +38,7 @@ bool is_same(const plc_client::Input& a, const plc_client::Input& b) {
 void Hosts::serve(const Configuration* configuration, const Ledger* ledger) {
   configuration_ = configuration;
   ledger_ = ledger;
+  ++process_;
   last_written_.clear();
 }
 
@@ -171,10 +172,12 @@ void Hosts::arrives_for(const Metric& metric, std::optional<uint64_t> time) {
   for (Allowed& before : allowed) {
     if (before.stamp != stamp) continue;
     // The first one may have been refused: too soon behind another.
-    if (!before.is_written) before = {stamp, clock_.steady_ms(), *value, false};
+    const bool is_unknown = before.process != process_ && before.jumps_back != clock_.jumps_back();
+    // A process knows what the ones before it may have taken by the clock alone: one that was set back makes it new.
+    if (!before.is_written || is_unknown) before = {stamp, clock_.steady_ms(), *value};
     return;
   }
-  allowed.push_back({stamp, clock_.steady_ms(), *value, false});
+  allowed.push_back({stamp, clock_.steady_ms(), *value});
 }
 
 void Hosts::write_begins(const WriteJob& job) {
@@ -193,6 +196,8 @@ void Hosts::write_begins(const WriteJob& job) {
   if (is_twice) throw Violation("a command for " + rule.name + " is carried out twice");
   last_written_[rule.name] = found->arrived;
   found->is_written = true;
+  found->process = process_;
+  found->jumps_back = clock_.jumps_back();
   ++writes_;
   ++totals_.writes;
 }

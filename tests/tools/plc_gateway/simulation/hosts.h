@@ -32,6 +32,8 @@ class Hosts {
     Ms arrived = 0;  // steady
     plc_client::Input value = false;
     bool is_written = false;
+    uint64_t process = 0;     // that wrote it
+    unsigned jumps_back = 0;  // of the clock until then
   };
   enum class Flaw { kNone, kOld, kFuture, kNoTime, kRange, kType, kUnknownName, kUnknownAlias, kNull, kDatatype };
 
@@ -51,6 +53,7 @@ class Hosts {
   std::map<std::string, Ms> last_written_;               // steady time of its arrival
   std::optional<Message> last_;
   uint64_t writes_ = 0;
+  uint64_t process_ = 0;
 };
 
 }  // namespace plc_gateway::simulation

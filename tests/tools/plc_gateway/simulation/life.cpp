@@ -243,7 +243,7 @@ void Life::kill(bool power_cut) {
   end_.power_cut = end_.power_cut || power_cut;
   end_.disk_failed = end_.disk_failed || disk_failed_;
   end_.in_memory = journal_->counters().in_memory;
-  if (in_mid_step) observer_.may_skip_bd_seq();
+  if (in_mid_step || disk_failed_) observer_.may_skip_bd_seq();
   disk_.stop();
   observer_.ignore(true);
   node_.reset();

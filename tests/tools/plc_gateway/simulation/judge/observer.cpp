@@ -29,7 +29,7 @@ void Observer::demand(bool holds, const char* otherwise) const {
   if (!holds) throw Violation(otherwise);
 }
 
-void Observer::serve(const Configuration* configuration, const Readings* readings, bool has_json, bool has_host) {
+void Observer::serve(const Configuration* configuration, Readings* readings, bool has_json, bool has_host) {
   configuration_ = configuration;
   readings_ = readings;
   has_json_ = has_json;
@@ -62,7 +62,7 @@ void Observer::connecting(const Message& will) {
   was_sent_ = true;
   ++connection_;
   ledger_.begin_connection(connection_);
-  subscribed_ = node_born_ = device_born_ = dead_ = said_goodbye_ = rebirth_asked_ = host_online_ = false;
+  subscribed_ = node_born_ = device_born_ = dead_ = rebirth_asked_ = host_online_ = false;
   json_due_ = json_seen_ = json_historical_due_ = json_historical_seen_ = 0;
 }
 
@@ -235,6 +235,10 @@ void Observer::accepted_first() {
       for (const auto& [alias, value] : first.values) host_.values[alias] = value;
       break;
   }
+}
+
+void Observer::said_goodbye() {
+  if (!is_ignoring_) demand(dead_, "the node says goodbye, which keeps its will back, and has not told its death");
 }
 
 void Observer::ended() {

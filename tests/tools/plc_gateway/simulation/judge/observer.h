@@ -25,10 +25,10 @@ class Observer : public SimBroker::Watcher {
   Observer(SimClock& clock, Ledger& ledger, Totals& totals) : clock_(clock), ledger_(ledger), totals_(totals) {}
 
   // A process with this configuration.
-  void serve(const Configuration* configuration, const Readings* readings, bool has_json, bool has_host);
+  void serve(const Configuration* configuration, Readings* readings, bool has_json, bool has_host);
   // The process is dead, and does not know it yet: nothing that it says counts.
   void ignore(bool dead) { is_ignoring_ = dead; }
-  // The last process may have taken a number for a connection that it never began.
+  // The disk may have taken a number for a connection that was never begun.
   void may_skip_bd_seq() { may_skip_ = true; }
 
   void rebirth_asked();
@@ -47,7 +47,7 @@ class Observer : public SimBroker::Watcher {
   void host_state_delivered(bool online) override;
   void handed_over(const Message& message) override;
   void accepted_first() override;
-  void said_goodbye() override { said_goodbye_ = true; }
+  void said_goodbye() override;
   void ended() override;
 
   static constexpr const char* kCommandTopic = "spBv1.0/Plant/DCMD/edge/press";
@@ -86,7 +86,7 @@ class Observer : public SimBroker::Watcher {
   Ledger& ledger_;
   Totals& totals_;
   const Configuration* configuration_ = nullptr;
-  const Readings* readings_ = nullptr;
+  Readings* readings_ = nullptr;
   bool has_json_ = false;
   bool has_host_ = false;
   bool is_ignoring_ = false;
@@ -101,7 +101,6 @@ class Observer : public SimBroker::Watcher {
   bool node_born_ = false;
   bool device_born_ = false;
   bool dead_ = false;
-  bool said_goodbye_ = false;
   uint64_t seq_ = 0;
   bool rebirth_asked_ = false;
   Ms rebirth_ms_ = 0;

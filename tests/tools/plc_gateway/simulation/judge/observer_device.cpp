@@ -43,6 +43,7 @@ void Observer::device_birth(OnTheRoad& on_the_road) {
   for (const auto& [alias, metric] : metrics) demand(metric->null, "a variable that is polled no more has a value");
   demand(metrics.size() == ledger_.retired(), "a birth has metrics of nobody, or lacks some of which history is left");
   ledger_.device_birth(birth);
+  readings_->born();
   device_born_ = true;
   if (has_json_) json_due_ += configuration_->variables.size();
   on_the_road.kind = Kind::kDeviceBirth;

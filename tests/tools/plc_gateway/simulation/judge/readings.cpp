@@ -64,7 +64,7 @@ void Readings::delivered(const ReadResult& result, unsigned jumps_back) {
     if (known.is_owed) throw Violation(variable.name + " was read again before its last change was in the journal");
     known.last = sample;
     known.jumps_back = jumps_back;
-    if (!alive_ || !must_be_told(variable, known.journaled, sample)) continue;
+    if (!alive_ || !must_be_told(variable, known.told, sample)) continue;
     known.is_owed = true;
     ++owed_;
   }
@@ -91,9 +91,13 @@ void Readings::journaled(const JournalRow& row) {
     if (alive_ && !known.is_owed) throw Violation("the journal has a change of " + name + ", which did not change");
     if (known.is_owed) --owed_;
     known.is_owed = false;
-    known.journaled = sample;
+    known.told = sample;
   }
   alive_ = true;
+}
+
+void Readings::born() {
+  for (Known& known : known_) known.told = known.last;
 }
 
 void Readings::check_after(const ReadResult& result) const {

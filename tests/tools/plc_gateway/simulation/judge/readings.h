@@ -22,21 +22,21 @@ class Readings {
   void delivered(const ReadResult& result, unsigned jumps_back);
   // Samples of the row are the last ones of their variables; a change of each is in the journal once.
   void journaled(const JournalRow& row);
+  // All last values were published in a birth.
+  void born();
   // Behind the step that took a read.
   void check_after(const ReadResult& result) const;
 
   bool alive() const { return alive_; }
   const Sample& last(size_t variable) const { return known_[variable].last; }
   unsigned jumps_back(size_t variable) const { return known_[variable].jumps_back; }
-  // What hosts know of it, by rows.
-  const Sample& told(size_t variable) const { return known_[variable].journaled; }
   // Readings that the journal must have and has not.
   size_t owed() const { return owed_; }
 
  private:
   struct Known {
     Sample last;
-    Sample journaled;
+    Sample told;  // by the journal or a birth
     unsigned jumps_back = 0;
     bool is_owed = false;
   };
