@@ -40,13 +40,16 @@ class ScopedDescriptor {
 class LoopbackSocket {
  public:
   static constexpr int kNotListening = -1;
+  static constexpr int kReused = -2;  // not listening; another may listen at the same port
 
   explicit LoopbackSocket(int type, int backlog = kNotListening) : socket_(socket(AF_INET, type | SOCK_CLOEXEC, 0)) {
     sockaddr_in address = form_address(0);
     socklen_t length = sizeof address;
-    if (bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+    const int reuses = backlog == kReused ? 1 : 0;
+    if (setsockopt(socket_.get(), SOL_SOCKET, SO_REUSEADDR, &reuses, sizeof reuses) != 0 ||
+        bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), length) != 0 ||
         getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address), &length) != 0 ||
-        (backlog != kNotListening && listen(socket_.get(), backlog) != 0)) {
+        (backlog >= 0 && listen(socket_.get(), backlog) != 0)) {
       std::perror("loopback socket");
       std::abort();
     }
@@ -68,6 +71,17 @@ class LoopbackSocket {
 
   ScopedDescriptor socket_;
   uint16_t port_ = 0;
+};
+
+// A free port of 127.0.0.1 that the system gives nobody else, also between the end of a program that listens there and
+// its next start, and that no connect begins at. Whoever is told to listens there, if it reuses addresses.
+class HeldPort {
+ public:
+  HeldPort() : holder_(SOCK_STREAM, LoopbackSocket::kReused) {}
+  uint16_t port() const { return holder_.port(); }
+
+ private:
+  LoopbackSocket holder_;
 };
 
 // A listening socket whose backlog is full: further connects to it are under way for as long as it lives.

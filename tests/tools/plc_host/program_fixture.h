@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/loopback.h"
 #include "tests/support/temp_dir.h"
 #include "tests/tools/plc_host/program_child.h"
 
@@ -86,21 +87,21 @@ class ProgramTest : public testing::Test {
     return run(words);
   }
 
-  std::unique_ptr<Child> start_simulator(const std::string& listen, const std::vector<std::string>& arguments = {}) {
-    std::vector<std::string> words = {PLC_HOST_SIMULATOR, "--listen", listen, path("machine.csv")};
+  // At the same port each time.
+  std::unique_ptr<Child> start_simulator(const std::vector<std::string>& arguments = {}) {
+    std::vector<std::string> words = {PLC_HOST_SIMULATOR, "--listen", "127.0.0.1:" + port_, path("machine.csv")};
     words.insert(words.end(), arguments.begin(), arguments.end());
     // The line that is waited for must not be that of a simulator before.
     std::remove(path("sim_out").c_str());
     auto simulator = std::make_unique<Child>(words, path("sim_out"), path("sim_err"));
-    EXPECT_TRUE(simulator->wait_for("listening on 127.0.0.1:"));
-    const std::string line = lines_of(file_text(path("sim_out"))).at(0);
-    port_ = line.substr(line.rfind(':') + 1);
+    EXPECT_TRUE(simulator->wait_for("listening on 127.0.0.1:" + port_ + "\n"));
     return simulator;
   }
 
   plc_test::TempDir folder_;
   std::string library_ = PLC_HOST_GUARDED;
-  std::string port_;
+  plc_test::HeldPort held_;
+  const std::string port_ = std::to_string(held_.port());  // of simulators; refused where none runs
 };
 
 }  // namespace plc_host_test

@@ -195,7 +195,7 @@ TEST_P(BothBuildsTest, Write_IsReadBackForEveryKindOfVariable) {
 }
 
 TEST_F(ProgramTest, WriteWithOneBadValue_WritesNothing) {
-  const std::unique_ptr<Child> simulator = start_simulator("127.0.0.1:0");
+  const std::unique_ptr<Child> simulator = start_simulator();
   const std::vector<std::string> target = {"--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv")};
   std::vector<std::string> words = {"write", "Speed=7", "Total=nine", "Nothing=1", "Byte=1"};
   words.insert(words.end(), target.begin(), target.end());
@@ -218,7 +218,7 @@ TEST_F(ProgramTest, WriteThatReadsBackDifferent_HasACodeOfItsOwn) {
 }
 
 TEST_F(ProgramTest, NobodyListening_IsACodeOfItsOwn) {
-  std::unique_ptr<Child> simulator = start_simulator("127.0.0.1:0");
+  std::unique_ptr<Child> simulator = start_simulator();
   simulator->close_input();
   EXPECT_EQ(simulator->wait(), 0);
   const Outcome outcome =
@@ -346,7 +346,7 @@ TEST_F(ProgramTest, WatchChart_IsDrawnAtTheEndWhenPiped) {
 TEST_F(ProgramTest, WatchUnknownName_EndsAtOnce) { EXPECT_EQ(run_on_simulator({"watch", "Speed", "Nothing"}).code, 1); }
 
 TEST_F(ProgramTest, WatchUntilCtrlC_LivesThroughAControllerThatGoesAndComesBack) {
-  std::unique_ptr<Child> simulator = start_simulator("127.0.0.1:0");
+  std::unique_ptr<Child> simulator = start_simulator();
   const std::vector<std::string> words =
       host_words({"watch", "Speed", "Total", "--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv"),
                   "--interval", "20", "--json"});
@@ -355,7 +355,7 @@ TEST_F(ProgramTest, WatchUntilCtrlC_LivesThroughAControllerThatGoesAndComesBack)
   simulator->close_input();
   EXPECT_EQ(simulator->wait(), 0);
   EXPECT_TRUE(watch.wait_for("\"lost\""));
-  simulator = start_simulator("127.0.0.1:" + port_);
+  simulator = start_simulator();
   EXPECT_TRUE(watch.wait_for("\"back\""));
   watch.signal(SIGINT);
   EXPECT_EQ(watch.wait(), 0);

@@ -27,7 +27,7 @@ class StateTest : public ProgramTest {
 
   // A command of the panel on a simulator of its own.
   Outcome ask(std::vector<std::string> words, const std::vector<std::string>& simulator_arguments = {}) {
-    const std::unique_ptr<Child> simulator = start_simulator("127.0.0.1:0", simulator_arguments);
+    const std::unique_ptr<Child> simulator = start_simulator(simulator_arguments);
     Outcome outcome = run(on_controller(std::move(words)));
     simulator->close_input();
     simulator->wait();
@@ -275,14 +275,14 @@ TEST_F(StateTest, WrittenButReadBackDifferent_IsNoValue) {
 }
 
 TEST_F(StateTest, CsvOfAControllerThatGoesAndComesBack_HasAGap) {
-  std::unique_ptr<Child> simulator = start_simulator("127.0.0.1:0", {"--sentinel"});
+  std::unique_ptr<Child> simulator = start_simulator({"--sentinel"});
   Child watch(host_words(on_controller({"watch", "Speed", "Total", "--csv", "--interval", "20"})), path("out"),
               path("err"));
   EXPECT_TRUE(watch.wait_for(",good,,"));
   simulator->close_input();
   EXPECT_EQ(simulator->wait(), 0);
   EXPECT_TRUE(watch.wait_for(",no-connection,"));
-  simulator = start_simulator("127.0.0.1:" + port_, {"--sentinel"});
+  simulator = start_simulator({"--sentinel"});
   EXPECT_TRUE(watch.wait_for("answers again after"));
   watch.signal(SIGINT);
   EXPECT_EQ(watch.wait(), 0);

@@ -36,7 +36,7 @@ class WhyTest : public ProgramTest {
 
   // The road of a variable of the wrong file against a simulator that has the right one.
   Outcome why_wrong(std::vector<std::string> words) {
-    const std::unique_ptr<Child> simulator = start_simulator("127.0.0.1:0", {"--sentinel"});
+    const std::unique_ptr<Child> simulator = start_simulator({"--sentinel"});
     words.insert(words.begin(), "why");
     words.insert(words.end(), {"--address", "127.0.0.1", "--port", port_, "--tags", path("wrong.csv")});
     Outcome outcome = run(words);
@@ -248,10 +248,6 @@ TEST_F(WhyTest, EightBits_AreNotRead) {
 }
 
 TEST_F(WhyTest, RefusedConnect_IsToldFromSilence) {
-  // A port that was free a moment ago.
-  const std::unique_ptr<Child> simulator = start_simulator("127.0.0.1:0");
-  simulator->close_input();
-  simulator->wait();
   const Outcome outcome =
       run({"why", "Speed", "--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv")});
   EXPECT_EQ(outcome.code, 7);
@@ -261,7 +257,7 @@ TEST_F(WhyTest, RefusedConnect_IsToldFromSilence) {
 }
 
 TEST_F(WhyTest, ConnectionThatIsNeverTaken_IsToldWithItsReasonAndTime) {
-  const std::unique_ptr<Child> simulator = start_simulator("127.0.0.1:0");
+  const std::unique_ptr<Child> simulator = start_simulator();
   simulator->close_input();
   simulator->wait();
   const Outcome outcome = why_with_reach("2500 Connection timed out");
@@ -274,7 +270,7 @@ TEST_F(WhyTest, ConnectionThatIsNeverTaken_IsToldWithItsReasonAndTime) {
 }
 
 TEST_F(WhyTest, ConnectionThatIsTakenLate_IsSetAgainstTheDriversPatience) {
-  const std::unique_ptr<Child> simulator = start_simulator("127.0.0.1:0");
+  const std::unique_ptr<Child> simulator = start_simulator();
   const Outcome late = why_with_reach("31");
   EXPECT_EQ(late.code, 1);
   EXPECT_EQ(went_wrong(late), "  1. 127.0.0.1:" + port_ +
@@ -444,7 +440,7 @@ TEST_F(WhyTest, CaptureByNumber_NeedsTheTagFile) {
 }
 
 TEST_F(WhyTest, WrongScopeInACapture_IsFoundLater) {
-  const std::unique_ptr<Child> simulator = start_simulator("127.0.0.1:0", {"--pcap", path("field.pcap")});
+  const std::unique_ptr<Child> simulator = start_simulator({"--pcap", path("field.pcap")});
   run({"read", "MIAN/Count", "--address", "127.0.0.1", "--port", port_, "--tags", path("wrong.csv")});
   simulator->close_input();
   simulator->wait();

@@ -40,12 +40,16 @@ class Broker:
         self.pubacks = "now"  # "now", "hold" or "swallow"
         self.frozen = self.ended = False
         self.accepted = 0
-        self.listener, self.port = None, 0
+        # Bound all the time and never listening: while the broker is down nobody else gets its port.
+        self.holder = socket.socket()
+        self.holder.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        self.holder.bind(("127.0.0.1", 0))
+        self.listener, self.port = None, self.holder.getsockname()[1]
         self.selector = selectors.DefaultSelector()
         self.wake_reader, self.wake_writer = socket.socketpair()
         self.jobs = queue.Queue()
         self.selector.register(self.wake_reader, selectors.EVENT_READ, self.run_jobs)
-        self.listen()
+        self.start_listening()
         self.thread = threading.Thread(target=self.run, daemon=True)
         self.thread.start()
 
@@ -145,14 +149,15 @@ class Broker:
                 self.watch(client, new=True)
 
     def listen(self):
+        self.start_listening()
+        self.recording.add(event="up")
+
+    def start_listening(self):
         self.listener = socket.socket()
         self.listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         self.listener.bind(("127.0.0.1", self.port))
         self.listener.listen(64)
         self.listener.setblocking(False)
-        if self.port:
-            self.recording.add(event="up")
-        self.port = self.listener.getsockname()[1]
         self.selector.register(self.listener, selectors.EVENT_READ, self.accept)
 
     def stop_listening(self):

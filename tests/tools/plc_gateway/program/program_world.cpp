@@ -13,8 +13,6 @@
 namespace gateway_test {
 namespace {
 
-constexpr const char* kAnyPort = "127.0.0.1:0";
-
 bool answers(uint16_t port) {
   const plc_test::ScopedDescriptor socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in address{};
@@ -23,9 +21,6 @@ bool answers(uint16_t port) {
   address.sin_addr.s_addr = htonl(plc_test::kLoopbackAddress);
   return connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
-
-// Free now; whoever takes it before the broker does makes it try another.
-uint16_t free_port() { return plc_test::LoopbackSocket(SOCK_STREAM).port(); }
 
 }  // namespace
 
@@ -37,22 +32,18 @@ ProgramWorld::ProgramWorld() {
 }
 
 void ProgramWorld::start_controller() {
-  const std::string listen = controller_port == 0 ? kAnyPort : "127.0.0.1:" + std::to_string(controller_port);
+  controller_port = controllers_port_.port();
+  const std::string listen = "127.0.0.1:" + std::to_string(controller_port);
   controller = std::make_unique<plc_test::RunningSim>(
       PLC_TEST_SIMULATOR, std::vector<std::string>{"--listen", listen, folder.file("machine.csv")});
-  controller_port = controller->port();
 }
 
 void ProgramWorld::start_broker(const std::string& lines) {
-  constexpr int kTries = 3;
-  const bool is_fixed = broker_port != 0;
-  for (int i = 0; i < kTries; ++i) {
-    if (!is_fixed) broker_port = free_port();
-    const std::string config = "listener " + std::to_string(broker_port) + " 127.0.0.1\n" + lines;
-    const std::vector<std::string> words = {PLC_TEST_MOSQUITTO, "-c", folder.write("broker.conf", config), "-v"};
-    broker = std::make_unique<plc_host_test::Child>(words, folder.file("broker.out"), folder.file("broker.err"));
-    if (broker->wait_for(" running\n") && answers(broker_port)) return;
-  }
+  broker_port = brokers_port_.port();
+  const std::string config = "listener " + std::to_string(broker_port) + " 127.0.0.1\n" + lines;
+  const std::vector<std::string> words = {PLC_TEST_MOSQUITTO, "-c", folder.write("broker.conf", config), "-v"};
+  broker = std::make_unique<plc_host_test::Child>(words, folder.file("broker.out"), folder.file("broker.err"));
+  if (broker->wait_for(" running\n") && answers(broker_port)) return;
   FAIL() << "no broker: " << folder.read("broker.err");
 }
 

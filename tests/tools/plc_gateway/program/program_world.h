@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/loopback.h"
 #include "tests/support/sim_process.h"
 #include "tests/support/temp_dir.h"
 #include "tests/tools/plc_host/program_child.h"
@@ -45,6 +46,10 @@ class ProgramWorld {
   std::unique_ptr<plc_host_test::Child> gateway;
   uint16_t controller_port = 0;
   uint16_t broker_port = 0;
+
+ private:
+  plc_test::HeldPort controllers_port_;
+  plc_test::HeldPort brokers_port_;
 };
 
 }  // namespace gateway_test
