@@ -18,7 +18,7 @@ bool elements_differ(DataType type, uint64_t a, uint64_t b, double deadband) {
     float y = 0;
     std::memcpy(&x, &a, sizeof x);
     std::memcpy(&y, &b, sizeof y);
-    return !(std::abs(double{x} - double{y}) <= deadband);
+    return !(std::abs(static_cast<double>(x) - static_cast<double>(y)) <= deadband);
   }
   if (code == 10) {
     double x = 0;
