@@ -9,7 +9,8 @@ namespace {
 
 constexpr uint64_t kMostIdleWakes = 20;
 constexpr Ms kLongestGoodRead = 4;
-constexpr size_t kMostUnderWay = 1600 * 1024;  // bytes on their way to the broker
+// Bytes on their way to the broker: the gateway's window of 512 KiB, and a message and a birth beyond it.
+constexpr size_t kMostUnderWay = 800 * 1024;
 constexpr Ms kDrainMs = 20 * 60000;
 
 }  // namespace
