@@ -78,7 +78,9 @@ void SimBroker::set_host_state(const std::string& topic, const std::string& payl
 
 void SimBroker::tell_host_state() {
   if (host_payload_.empty()) return;
-  later(down_ms_, [this, payload = host_payload_, online = host_online_] {
+  // A connection keeps the order of what it carries.
+  host_told_ms_ = std::max(host_told_ms_, clock_.steady_ms() + down_ms_);
+  later(host_told_ms_ - clock_.steady_ms(), [this, payload = host_payload_, online = host_online_] {
     if (!open_ || !connected_ || mood_ == Mood::kFrozen) return;
     watcher_.host_state_delivered(online);
     user_->on_message({host_topic_, payload, 1, true});

@@ -109,6 +109,7 @@ class SimBroker : public BrokerPort {
   Ms last_arrival_ = 0;
   std::string host_topic_, host_payload_;
   bool host_online_ = false;
+  Ms host_told_ms_ = 0;  // when the last state arrives
 };
 
 }  // namespace plc_gateway::simulation
