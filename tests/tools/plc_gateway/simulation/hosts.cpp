@@ -170,7 +170,8 @@ void Hosts::arrives_for(const Metric& metric, std::optional<uint64_t> time) {
   if (std::abs(clock_.wall_ms() - stamp) > rule.max_age_ms) return;
   std::vector<Allowed>& allowed = allowed_[rule.name];
   for (Allowed& before : allowed) {
-    if (before.stamp != stamp) continue;
+    // Of two with the same time that differ, one is carried out.
+    if (before.stamp != stamp || (!before.is_written && !is_same(before.value, *value))) continue;
     // The first one may have been refused: too soon behind another.
     const bool is_unknown = before.process != process_ && before.jumps_back != clock_.jumps_back();
     // A process knows what the ones before it may have taken by the clock alone: one that was set back makes it new.
