@@ -46,7 +46,6 @@ RowStore::RowStore(const JournalOptions& options, uint32_t stamp_when_new) : dat
       "SELECT count(*), coalesce(sum(min(max(n, 0), 1 << 24)), 0), max(id) FROM rows WHERE id BETWEEN ? AND ?");
   oldest_ = database_.prepare("SELECT id, time FROM rows WHERE id >= ? ORDER BY id LIMIT 1");
   rows_from_ = database_.prepare("SELECT id, n, time, body FROM rows WHERE id >= ? ORDER BY id");
-  update_ = database_.prepare("UPDATE rows SET n = ?2, body = ?3 WHERE id = ?1");
   write_life_ = database_.prepare("UPDATE life SET last_id = ?, stored_rows = ?, stored_values = ?, dropped = ?");
   read_life();
 }
@@ -342,7 +341,6 @@ Answer RowStore::drop_samples(const std::unordered_set<uint64_t>& aliases, uint6
   uint64_t next_id = 0;
   while (next_id <= last) {
     std::vector<PackedRow> changed;
-    std::vector<uint64_t> values_before;
     int code = SQLITE_DONE;
     {
       Query query(rows_from_);
@@ -357,36 +355,36 @@ Answer RowStore::drop_samples(const std::unordered_set<uint64_t>& aliases, uint6
         row.changes.erase(std::remove_if(row.changes.begin(), row.changes.end(), is_dropped), row.changes.end());
         if (row.changes.size() == before) continue;
         changed.push_back(pack_row(id, row.kind, row.time, row.changes, {}));
-        values_before.push_back(before);
         if (changed.size() < kRowsAtOnce) continue;
         next_id = id + 1;
         break;
       }
     }
     Answer done = database_.answer(code);
-    if (done == Answer::kDone) done = rewrite(changed, values_before);
+    if (done == Answer::kDone) done = rewrite(changed);
     if (done != Answer::kDone) return done;
   }
   return Answer::kDone;
 }
 
-Answer RowStore::rewrite(const std::vector<PackedRow>& rows, const std::vector<uint64_t>& values_before) {
-  JournalLife next = life_;
-  const Answer done = database_.transaction(true, [&] {
-    for (size_t i = 0; i < rows.size(); ++i) {
-      const PackedRow& row = rows[i];
-      const uint64_t gone = values_before[i] - row.values;
-      next.values = less(next.values, gone);
-      next.dropped += gone;
-      if (row.values == 0) next.rows = less(next.rows, 1);
-      const Answer step = row.values == 0
-                              ? database_.run(Query(erase_).with(row.id).with(row.id))
-                              : database_.run(Query(update_).with(row.id).with(row.values).with_bytes(row.bytes));
+// A row goes before its shorter form comes: a journal that is full has the room then.
+Answer RowStore::rewrite(const std::vector<PackedRow>& rows) {
+  uint64_t pages = kSparePages;
+  for (const PackedRow& row : rows) pages += row.bytes.size() / kPartBytes + 1;
+  const Answer done = change(pages, [&](JournalLife& life) {
+    const uint64_t last_id = life.last_id;
+    for (const PackedRow& row : rows) {
+      const uint64_t before = life.values;
+      Answer step = erase(row.id, row.id, life);
+      const uint64_t held = before - life.values;
+      if (step == Answer::kDone && held == 0) continue;  // it went for want of room
+      if (step == Answer::kDone && row.values != 0) step = insert(row, life);
       if (step != Answer::kDone) return step;
+      life.dropped += held - row.values;
     }
-    return write_life(next);
+    life.last_id = last_id;
+    return Answer::kDone;
   });
-  if (done == Answer::kDone) life_ = next;
   first_.reset();
   return done;
 }

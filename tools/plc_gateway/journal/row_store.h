@@ -81,11 +81,11 @@ class RowStore {
   Answer erase(uint64_t first, uint64_t last, JournalLife& life);
   Answer erase_pending(JournalLife& life);
   Answer drop_damaged(const std::vector<uint64_t>& ids);
-  Answer rewrite(const std::vector<PackedRow>& rows, const std::vector<uint64_t>& values_before);
+  Answer rewrite(const std::vector<PackedRow>& rows);
   const std::pair<uint64_t, uint64_t>* pending(uint64_t id) const;
 
   Database database_;
-  Statement insert_, erase_, sums_, oldest_, rows_from_, write_life_, update_;
+  Statement insert_, erase_, sums_, oldest_, rows_from_, write_life_;
   JournalLife life_;
   std::vector<std::pair<uint64_t, uint64_t>> pending_;  // to be removed: first and last
   std::optional<uint64_t> first_;                       // nothing: to be looked for
