@@ -337,30 +337,35 @@ Answer RowStore::find(std::unordered_set<uint64_t> aliases, uint64_t last, std::
   return database_.answer(code);
 }
 
+// Rows up to the last one that hold samples of the aliases, without these, some at a time; `next_id` is where the
+// search begins, and where the next one does.
+Answer RowStore::find_without(const std::unordered_set<uint64_t>& aliases, uint64_t last, uint64_t& next_id,
+                              std::vector<PackedRow>& changed) {
+  const auto is_dropped = [&](const Sample& sample) { return aliases.count(sample.variable) != 0; };
+  Query query(rows_from_);
+  query.with(next_id);
+  next_id = last + 1;
+  int code = SQLITE_DONE;
+  while ((code = query.step()) == SQLITE_ROW && query.number(0) <= last) {
+    JournalRow row;
+    const uint64_t id = query.number(0);
+    if (!unpack_row(id, static_cast<Ms>(query.number(2)), query.number(1), query.bytes(3), row)) continue;
+    const size_t before = row.changes.size();
+    row.changes.erase(std::remove_if(row.changes.begin(), row.changes.end(), is_dropped), row.changes.end());
+    if (row.changes.size() == before) continue;
+    changed.push_back(pack_row(id, row.kind, row.time, row.changes, {}));
+    if (changed.size() < kRowsAtOnce) continue;
+    next_id = id + 1;
+    break;
+  }
+  return database_.answer(code);
+}
+
 Answer RowStore::drop_samples(const std::unordered_set<uint64_t>& aliases, uint64_t last) {
   uint64_t next_id = 0;
   while (next_id <= last) {
     std::vector<PackedRow> changed;
-    int code = SQLITE_DONE;
-    {
-      Query query(rows_from_);
-      query.with(next_id);
-      next_id = last + 1;
-      while ((code = query.step()) == SQLITE_ROW && query.number(0) <= last) {
-        JournalRow row;
-        const uint64_t id = query.number(0);
-        if (!unpack_row(id, static_cast<Ms>(query.number(2)), query.number(1), query.bytes(3), row)) continue;
-        const size_t before = row.changes.size();
-        const auto is_dropped = [&](const Sample& sample) { return aliases.count(sample.variable) != 0; };
-        row.changes.erase(std::remove_if(row.changes.begin(), row.changes.end(), is_dropped), row.changes.end());
-        if (row.changes.size() == before) continue;
-        changed.push_back(pack_row(id, row.kind, row.time, row.changes, {}));
-        if (changed.size() < kRowsAtOnce) continue;
-        next_id = id + 1;
-        break;
-      }
-    }
-    Answer done = database_.answer(code);
+    Answer done = find_without(aliases, last, next_id, changed);
     if (done == Answer::kDone) done = rewrite(changed);
     if (done != Answer::kDone) return done;
   }

@@ -60,6 +60,8 @@ class RowStore {
   // Which of the aliases occur in rows up to `last`.
   Answer find(std::unordered_set<uint64_t> aliases, uint64_t last, std::unordered_set<uint64_t>& found);
   // Drops the samples of these aliases from rows up to `last`, and rows that have no others.
+  Answer find_without(const std::unordered_set<uint64_t>& aliases, uint64_t last, uint64_t& next_id,
+                      std::vector<PackedRow>& changed);
   Answer drop_samples(const std::unordered_set<uint64_t>& aliases, uint64_t last);
 
   uint64_t first_id();  // 0: none

@@ -79,8 +79,8 @@ void Device::on_read(const ReadResult& result) {
   take(result);
   if (state_ == State::kAlive) {
     const Ms now = clock_.steady_ms();
-    if (schedule_.done(result.piece, now) || stopped_ || (!pending_.empty() && now - pending_ms_ >= kLongestPendingMs))
-      flush();
+    const bool is_old = !pending_.empty() && now - pending_ms_ >= kLongestPendingMs;
+    if (schedule_.done(result.piece, now) || stopped_ || is_old) flush();
     return;
   }
   if (state_ == State::kSearching) round_ = 0;

@@ -190,6 +190,14 @@ void Session::step() {
   if (stopping_ && link_ != Link::kStopped) finish_stop(now);
 }
 
+// False while there is no data before the births that were asked for.
+bool Session::bear_again(Ms now) {
+  if (now - birth_ms_ < kBirthPauseMs) return false;
+  ++counters_.rebirths;
+  leave_to_history();
+  return births();
+}
+
 void Session::step_online(Ms now) {
   // Who stops waits for it no longer than he waits anyhow, and says goodbye.
   if (fence_ && !stopping_ && now - fence_ms_ >= options_.keep_alive_ms) {
@@ -197,12 +205,7 @@ void Session::step_online(Ms now) {
     leave("the broker takes messages and acknowledges none", true);
     return;
   }
-  if (rebirth_wanted_) {
-    if (now - birth_ms_ < kBirthPauseMs) return;  // no data before the births that were asked for
-    ++counters_.rebirths;
-    leave_to_history();
-    if (!births()) return;
-  }
+  if (rebirth_wanted_ && !bear_again(now)) return;
   publish_live();
   if (link_ == Link::kOnline && !stopping_) publish_history(now);
   if (link_ == Link::kOnline && now >= look_ms_) {

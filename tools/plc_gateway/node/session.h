@@ -87,8 +87,11 @@ class Session {
   bool node_birth();
   bool device_birth();
   void write_node_metrics(bool birth, bool command, bool dropped);
+  bool bear_again(Ms now);
   void publish_live();
+  bool publish_live_rows(const std::vector<JournalRow>& rows);
   bool publish_row(const JournalRow& row);
+  std::vector<Sample> samples_of(const JournalRow& row, bool historical) const;
   std::optional<size_t> write_row(const JournalRow& row, bool historical);
   bool write_samples(const std::vector<Sample>& samples, bool historical);
   bool publish_json(const std::vector<Sample>& samples, bool historical);

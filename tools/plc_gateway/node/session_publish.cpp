@@ -196,12 +196,18 @@ void Session::publish_live() {
       if (!journal_.read_failed()) live_next_ = journal_.last_id() + 1;
       return;
     }
-    for (const JournalRow& row : rows) {
-      if (!publish_row(row)) return;
-      live_next_ = row.id + 1;
-      if (!device_born_ || !window_open()) break;
-    }
+    if (!publish_live_rows(rows)) return;
   }
+}
+
+// Up to a death of the device, or as far as the window is open.
+bool Session::publish_live_rows(const std::vector<JournalRow>& rows) {
+  for (const JournalRow& row : rows) {
+    if (!publish_row(row)) return false;
+    live_next_ = row.id + 1;
+    if (!device_born_ || !window_open()) break;
+  }
+  return true;
 }
 
 bool Session::publish_row(const JournalRow& row) {
@@ -216,28 +222,34 @@ bool Session::publish_row(const JournalRow& row) {
   return true;
 }
 
-// How many values of the row were written or published; nothing when the connection took no more.
-std::optional<size_t> Session::write_row(const JournalRow& row, bool historical) {
+// What the row says of each variable, in the order of the times.
+std::vector<Sample> Session::samples_of(const JournalRow& row, bool historical) const {
   std::vector<Sample> samples;
   if (row.kind == JournalRow::Kind::kLost) {
-    // Live the death of the device says it; history, and the form without births, say it of each variable.
-    if (!historical && options_.json_topic.empty()) return 0;
     // Of variables that are polled no more too: a host of history must not take their last values for lasting ones.
     samples.resize(variables_.size() + (historical ? journal_.retired().size() : 0));
     for (uint32_t i = 0; i < samples.size(); ++i) {
       samples[i].variable = i;
       samples[i].time = row.time;
     }
-  } else {
-    samples.reserve(row.changes.size());
-    for (const Sample& sample : row.changes) {
-      const bool carried =
-          sample.variable < variables_.size() && sample.good && birth_times_[sample.variable] == sample.time;
-      if (!carried) samples.push_back(sample);
-    }
-    std::stable_sort(samples.begin(), samples.end(), [](const Sample& a, const Sample& b) { return a.time < b.time; });
+    return samples;
   }
+  samples.reserve(row.changes.size());
+  for (const Sample& sample : row.changes) {
+    const bool carried =
+        sample.variable < variables_.size() && sample.good && birth_times_[sample.variable] == sample.time;
+    if (!carried) samples.push_back(sample);
+  }
+  std::stable_sort(samples.begin(), samples.end(), [](const Sample& a, const Sample& b) { return a.time < b.time; });
+  return samples;
+}
+
+// How many values of the row were written or published; nothing when the connection took no more.
+std::optional<size_t> Session::write_row(const JournalRow& row, bool historical) {
+  // Live the death of the device says it; history, and the form without births, say it of each variable.
   const bool is_death = row.kind == JournalRow::Kind::kLost && !historical;
+  if (is_death && options_.json_topic.empty()) return 0;
+  const std::vector<Sample> samples = samples_of(row, historical);
   if (!is_death && !write_samples(samples, historical)) return std::nullopt;
   if (!options_.json_topic.empty() && !publish_json(samples, historical)) return std::nullopt;
   return is_death ? 0 : samples.size();

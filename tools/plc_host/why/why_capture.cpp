@@ -103,12 +103,29 @@ bool is_wrong(const std::vector<Exchange>& exchanges, size_t index) {
   return std::any_of(remarks.begin(), remarks.end(), [](const wire_trace::Remark& remark) { return remark.is_fault; });
 }
 
+// What a connection has seen so far.
+struct Open {
+  bool has_fault = false;       // when it was opened
+  std::optional<size_t> group;  // that what follows belongs to
+};
+
+// An exchange that is no opening, on its connection.
+void take_exchange(const std::vector<Exchange>& exchanges, size_t index, const Wanted& wanted, Open& here,
+                   std::vector<Group>& groups) {
+  const RequestKind kind = exchanges[index].request.kind;
+  if (kind == RequestKind::kResolve) {
+    std::vector<size_t> names = wanted_among(wire_trace::names_of(exchanges[index].request), wanted);
+    here.group = names.empty() ? std::nullopt : std::optional<size_t>(groups.size());
+    if (here.group) groups.push_back({index, std::move(names), here.has_fault, std::nullopt});
+  }
+  if (!here.group) return;
+  Group& group = groups[*here.group];
+  group.has_fault = is_wrong(exchanges, index) || group.has_fault;
+  if (kind == RequestKind::kRead) group.values = index;
+}
+
 // Each exchange is looked at once: captures are as long as people let them grow.
 std::vector<Group> find_groups(const std::vector<Exchange>& exchanges, const Wanted& wanted) {
-  struct Open {
-    bool has_fault = false;       // when the connection was opened
-    std::optional<size_t> group;  // that what follows belongs to
-  };
   std::vector<Group> groups;
   std::map<size_t, Open> connections;
   for (size_t i = 0; i < exchanges.size(); ++i) {
@@ -116,17 +133,9 @@ std::vector<Group> find_groups(const std::vector<Exchange>& exchanges, const Wan
     if (is_opening(exchanges[i])) {
       here.has_fault = is_wrong(exchanges, i) || here.has_fault;
       here.group = std::nullopt;
-      continue;
+    } else {
+      take_exchange(exchanges, i, wanted, here, groups);
     }
-    if (exchanges[i].request.kind == RequestKind::kResolve) {
-      std::vector<size_t> names = wanted_among(wire_trace::names_of(exchanges[i].request), wanted);
-      here.group = names.empty() ? std::nullopt : std::optional<size_t>(groups.size());
-      if (here.group) groups.push_back({i, std::move(names), here.has_fault, std::nullopt});
-    }
-    if (!here.group) continue;
-    Group& group = groups[*here.group];
-    group.has_fault = is_wrong(exchanges, i) || group.has_fault;
-    if (exchanges[i].request.kind == RequestKind::kRead) group.values = i;
   }
   return groups;
 }
