@@ -42,6 +42,8 @@ void ProgramWorld::start_broker(const std::string& lines) {
   broker_port = brokers_port_.port();
   const std::string config = "listener " + std::to_string(broker_port) + " 127.0.0.1\n" + lines;
   const std::vector<std::string> words = {PLC_TEST_MOSQUITTO, "-c", folder.write("broker.conf", config), "-v"};
+  // The line that is waited for must not be that of a broker before.
+  std::filesystem::remove(folder.file("broker.err"));
   broker = std::make_unique<plc_host_test::Child>(words, folder.file("broker.out"), folder.file("broker.err"));
   if (broker->wait_for(" running\n") && answers(broker_port)) return;
   FAIL() << "no broker: " << folder.read("broker.err");
