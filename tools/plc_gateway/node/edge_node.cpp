@@ -21,16 +21,16 @@ CommandDesk make_desk(std::optional<CommandDesk> earlier, std::vector<CommandRul
 
 }  // namespace
 
-EdgeNode::EdgeNode(EdgeNodeOptions options, const Clock& clock, ControllerPort& controller, BrokerPort& broker,
+EdgeNode::EdgeNode(const EdgeNodeOptions& options, const Clock& clock, ControllerPort& controller, BrokerPort& broker,
                    Journal& journal)
-    : variables_(std::move(options.variables)),
-      pieces_(std::move(options.pieces)),
+    : variables_(options.variables),
+      pieces_(options.pieces),
       topics_(options.session.topics),
       clock_(clock),
       journal_(journal),
-      desk_(make_desk(std::move(options.earlier_desk), std::move(options.rules), clock.steady_ms())),
+      desk_(make_desk(options.earlier_desk, options.rules, clock.steady_ms())),
       device_(variables_, options.periods, pieces_, clock, controller, journal, counters_),
-      session_(std::move(options.session), variables_, clock, broker, journal, device_, counters_) {}
+      session_(options.session, variables_, clock, broker, journal, device_, counters_) {}
 
 void EdgeNode::start() {
   device_.start();

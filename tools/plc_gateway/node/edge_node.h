@@ -28,7 +28,7 @@ struct EdgeNodeOptions {
 class EdgeNode {
  public:
   // The four outlive it. The journal was opened with the same variables.
-  EdgeNode(EdgeNodeOptions options, const Clock& clock, ControllerPort& controller, BrokerPort& broker,
+  EdgeNode(const EdgeNodeOptions& options, const Clock& clock, ControllerPort& controller, BrokerPort& broker,
            Journal& journal);
 
   void start();

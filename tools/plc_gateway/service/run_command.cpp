@@ -37,8 +37,16 @@ class Run {
  public:
   Run(std::string file, const Config& config) : file_(std::move(file)), started_(clock_.wall_ms()) {
     uv_loop_init(&loop_);
-    gateway_ = std::make_unique<Gateway>(&loop_, config, log_);
-    if (const std::string problem = serve_metrics(config); !problem.empty()) throw GatewayError(kExitFailed, problem);
+    try {
+      gateway_ = std::make_unique<Gateway>(&loop_, config, log_);
+      const std::string problem = serve_metrics(config);
+      if (!problem.empty()) throw GatewayError(kExitFailed, problem);
+    } catch (const GatewayError&) {
+      gateway_.reset();
+      uv_run(&loop_, UV_RUN_DEFAULT);  // in it ends what was begun
+      uv_loop_close(&loop_);
+      throw;
+    }
   }
   Run(const Run&) = delete;
   Run& operator=(const Run&) = delete;

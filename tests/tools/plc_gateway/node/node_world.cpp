@@ -1,6 +1,8 @@
 // The fakes of the edge node's tests.
 #include "tests/tools/plc_gateway/node/node_world.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -216,6 +218,32 @@ void World::rebirth() {
   metric->set_name("Node Control/Rebirth");
   metric->set_boolean_value(true);
   command("spBv1.0/Plant1/NCMD/node1", payload);
+}
+
+void bring_up(World& world) {
+  world.let_broker_in();
+  world.pass(1);
+  world.pass(plc_gateway::kFenceMs);
+  ASSERT_TRUE(world.acknowledge());
+  world.take();
+}
+
+int32_t quality_of(const plc_gateway::schema::Metric& metric) {
+  for (int i = 0; i < metric.properties().keys_size(); ++i) {
+    if (metric.properties().keys(i) == "Quality")
+      return static_cast<int32_t>(metric.properties().values(i).int_value());
+  }
+  return -1;
+}
+
+plc_gateway::schema::Payload speed_command(const World& world, uint32_t value) {
+  plc_gateway::schema::Payload payload;
+  payload.set_timestamp(static_cast<uint64_t>(world.clock.wall));
+  plc_gateway::schema::Metric* metric = payload.add_metrics();
+  metric->set_name("Speed");
+  metric->set_timestamp(static_cast<uint64_t>(world.clock.wall));
+  metric->set_int_value(value);
+  return payload;
 }
 
 }  // namespace gateway_test

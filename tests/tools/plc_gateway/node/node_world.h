@@ -104,4 +104,11 @@ struct World {
   std::unique_ptr<plc_gateway::EdgeNode> node;
 };
 
+// The broker is there, the controller answers: NBIRTH and DBIRTH are out and acknowledged.
+void bring_up(World& world);
+// The Quality of a metric; -1 without one.
+int32_t quality_of(const plc_gateway::schema::Metric& metric);
+// A command for "Speed", sent now.
+plc_gateway::schema::Payload speed_command(const World& world, uint32_t value);
+
 }  // namespace gateway_test

@@ -1,0 +1,211 @@
+// Tests of the edge node: what it keeps until the broker has it, what becomes history, and its second form.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/tools/plc_gateway/node/node_world.h"
+
+namespace {
+
+using gateway_test::bring_up;
+using gateway_test::Told;
+using gateway_test::World;
+using plc_gateway::schema::Metric;
+
+// ---------------------------------------------------------------------------------------------------- nothing lost
+
+TEST(EdgeNode, RowThatAFenceCovers_LeavesTheJournalWhenTheFenceIsAcknowledged) {
+  World world;
+  bring_up(world);
+  EXPECT_EQ(world.journal->counters().rows, 0U);
+  world.set(0, 2);
+  world.pass(100);
+  EXPECT_EQ(world.journal->counters().rows, 1U);
+  world.pass(plc_gateway::kFenceMs);
+  EXPECT_EQ(world.journal->counters().rows, 1U);
+  ASSERT_TRUE(world.acknowledge());
+  EXPECT_EQ(world.journal->counters().rows, 0U);
+}
+
+TEST(EdgeNode, RowPublishedBehindAFence_StaysWhenThatFenceIsAcknowledged) {
+  World world;
+  bring_up(world);
+  world.set(0, 2);
+  world.pass(200);
+  ASSERT_TRUE(world.broker.fence);
+  world.set(0, 3);
+  world.pass(100);
+  ASSERT_TRUE(world.acknowledge());
+  EXPECT_EQ(world.journal->counters().rows, 1U);
+}
+
+TEST(EdgeNode, WhatWasNotFenced_IsPublishedAgainAsHistoryBehindTheBirths) {
+  World world;
+  bring_up(world);
+  world.set(0, 2);
+  world.pass(100);
+  world.set(0, 3);
+  world.pass(100);
+  world.node->on_disconnected("reset");
+  world.set(0, 4);
+  world.pass(150);
+  world.take();
+  world.let_broker_in();
+  world.pass(50);
+  const std::vector<Told> told = world.take();
+  ASSERT_GE(told.size(), 3U);
+  EXPECT_EQ(told[0].type, "NBIRTH");
+  EXPECT_EQ(told[1].type, "DBIRTH");
+  EXPECT_EQ(told[1].metric("Speed")->int_value(), 4U);
+  std::vector<uint32_t> history;
+  for (size_t i = 2; i < told.size(); ++i) {
+    for (const Metric& metric : told[i].payload.metrics()) {
+      EXPECT_TRUE(metric.is_historical());
+      history.push_back(metric.int_value());
+    }
+  }
+  EXPECT_EQ(history.size(), world.node->counters().values_historical);
+  ASSERT_GE(history.size(), 2U);
+  EXPECT_EQ(history[0], 2U);
+  EXPECT_EQ(history[1], 3U);
+  world.pass(plc_gateway::kFenceMs);
+  ASSERT_TRUE(world.acknowledge());
+  EXPECT_EQ(world.journal->counters().rows, 0U);
+}
+
+TEST(EdgeNode, WhatAKilledProcessLeft_IsHistoryOfTheNext) {
+  World world;
+  bring_up(world);
+  world.node->on_disconnected("reset");
+  for (uint32_t i = 10; i < 20; ++i) {
+    world.set(0, i);
+    world.pass(100);
+  }
+  world.restart();
+  world.pass(50);
+  world.let_broker_in();
+  world.pass(200);
+  std::vector<uint32_t> history;
+  for (const Told& one : world.take()) {
+    if (one.type != "DDATA") continue;
+    for (const Metric& metric : one.payload.metrics()) history.push_back(metric.int_value());
+  }
+  ASSERT_GE(history.size(), 9U);
+  EXPECT_TRUE(std::is_sorted(history.begin(), history.end()));
+  EXPECT_EQ(history.front(), 10U);
+}
+
+TEST(EdgeNode, HistoryOfManyRows_GoesOutAtABoundedRateBesideLiveValues) {
+  World world;
+  bring_up(world);
+  world.node->on_disconnected("reset");
+  for (uint32_t i = 0; i < 3000; ++i) {
+    world.set(0, 1000 + i);
+    world.pass(100);
+  }
+  world.let_broker_in();
+  world.pass(1);
+  world.set(0, 5);
+  world.pass(110);
+  bool live_seen = false;
+  for (const Told& one : world.take()) {
+    for (const Metric& metric : one.payload.metrics()) live_seen |= one.type == "DDATA" && !metric.is_historical();
+  }
+  EXPECT_TRUE(live_seen);
+  EXPECT_LE(world.node->counters().values_historical, 2300U);
+  for (int i = 0; i < 20; ++i) {
+    world.acknowledge();
+    world.pass(50);
+  }
+  world.acknowledge();
+  EXPECT_GE(world.node->counters().values_historical, 2990U);
+  EXPECT_EQ(world.journal->counters().rows, 0U);
+}
+
+TEST(EdgeNode, BrokerThatAcknowledgesNothing_IsLeftAfterTheKeepAlive) {
+  World world;
+  bring_up(world);
+  world.set(0, 2);
+  world.pass(200);
+  world.pass(world.options.session.keep_alive_ms);
+  EXPECT_EQ(world.node->counters().fences_overdue, 1U);
+  EXPECT_NE(std::find(world.broker.events.begin(), world.broker.events.end(), "drop"), world.broker.events.end());
+  EXPECT_GE(world.journal->counters().rows, 1U);
+}
+
+TEST(EdgeNode, BrokerThatAcknowledgesNothing_IsSentABoundedAmount) {
+  plc_gateway::EdgeNodeOptions options = World::usual_options();
+  options.periods = {1, 1000};
+  World world(options);
+  bring_up(world);
+  for (uint32_t i = 0; i < 5000; ++i) {
+    world.set(0, i);
+    world.pass(1);
+  }
+  EXPECT_LE(world.take().size(), 1010U);
+}
+
+TEST(EdgeNode, BrokersConnectionThatTakesNoMessage_IsLeft) {
+  World world;
+  bring_up(world);
+  world.broker.takes_messages = false;
+  world.set(0, 2);
+  world.pass(100);
+  EXPECT_FALSE(world.node->counters().broker_connected);
+  EXPECT_EQ(world.journal->counters().rows, 1U);
+  EXPECT_NE(world.node->broker_problem(), "");
+}
+
+// ---------------------------------------------------------------------------------------------------- JSON
+
+TEST(EdgeNode, JsonForm_IsPublishedForEachChangeWithQos1AndNotRetained) {
+  plc_gateway::EdgeNodeOptions options = World::usual_options();
+  options.session.json_topic = "plant1/press1/{name}";
+  World world(options);
+  bring_up(world);
+  world.set(0, 42);
+  world.pass(100);
+  const std::vector<Told> told = world.take();
+  ASSERT_GE(told.size(), 2U);
+  EXPECT_EQ(told[0].type, "json");
+  EXPECT_EQ(told[0].topic, "plant1/press1/Speed");
+  EXPECT_EQ(told[0].qos, 1);
+  EXPECT_NE(told[0].text.find("\"value\":42"), std::string::npos) << told[0].text;
+  EXPECT_EQ(told[1].type, "DDATA");
+}
+
+TEST(EdgeNode, MessageThatCouldNotBeSent_LeavesNothingInTheNextBirth) {
+  plc_gateway::EdgeNodeOptions options = World::usual_options();
+  options.session.json_topic = "plant1/press1/{name}";
+  World world(options);
+  bring_up(world);
+  world.broker.takes_messages = false;
+  world.set(0, 42);
+  world.pass(100);
+  world.broker.takes_messages = true;
+  world.pass(200);
+  world.take();
+  world.let_broker_in();
+  const std::vector<Told> told = world.take();
+  ASSERT_FALSE(told.empty());
+  EXPECT_EQ(told[0].type, "NBIRTH");
+  for (const Metric& metric : told[0].payload.metrics()) EXPECT_NE(metric.name(), "");
+}
+
+TEST(EdgeNode, LostController_HasNoValuesInTheJsonForm) {
+  plc_gateway::EdgeNodeOptions options = World::usual_options();
+  options.session.json_topic = "plant1/press1/{name}";
+  World world(options);
+  bring_up(world);
+  world.controller_answers = false;
+  world.pass(200);
+  size_t unknown = 0;
+  for (const Told& one : world.take()) {
+    if (one.type != "json") continue;
+    ++unknown;
+    EXPECT_NE(one.text.find("\"value\":null"), std::string::npos) << one.text;
+  }
+  EXPECT_EQ(unknown, 3U);
+}
+
+}  // namespace
