@@ -8,9 +8,9 @@ check_examples.py help PREFIX                       every example of the help te
 check_examples.py self PREFIX                       changed and unknown blocks are found
 
 Blocks: `console` shows commands behind "$ " and their output; `sh` shows commands alone; `csv` is a tag file that the
-checker finds nothing wrong with; `c` is a file of examples/, `cpp` a part of one; `python` is one of examples/, or in
-docs/python.md, whose blocks the package's own tests run; `text` is a drawing or a list and holds no command. A block of
-any other kind fails.
+checker finds nothing wrong with; `toml` is a file with its name in the first line; `c` is a file of examples/, `cpp` a
+part of one; `python` is one of examples/, or in docs/python.md, whose blocks the package's own tests run; `text` is a
+drawing or a list and holds no command. A block of any other kind fails.
 """
 import argparse
 import pathlib
@@ -34,12 +34,16 @@ NOT_RUN = [
     ("SECURITY.md", "gpg --verify", "needs a release with its signature; scripts/package --sign was tried with a key"),
     ("SECURITY.md", "sha256sum --check", "needs a release"),
     ("docs/dissector.md", "wireshark ", "opens a window; tshark loads the same dissector"),
+    ("docs/gateway.md", "sudo ", "changes the machine"),
+    ("docs/gateway.md", "journalctl ", "shows a service of the reader's machine"),
     ("docs/performance.md", "scripts/bench", "measures for minutes; its results are checked where it runs"),
     ("docs/performance.md", "build/bench/", "measures for minutes; its results are checked where it runs"),
 ]
 
 # What a reader replaces by something of his own: document, what is shown, what it stands for here, why.
 PLACEHOLDERS = [
+    ("docs/gateway.md", "password_file plant/passwords", "password_file plant/passwords\\nuser root",
+     "the reader: started by root, mosquitto becomes a user who cannot read this folder"),
     ("docs/porting.md", "/path/to/panel.cmake", "native.cmake", "the toolchain of the reader's panel"),
     ("docs/porting.md", "/path/to/staging", "staging", "a folder of the reader's choice"),
     ("help", "--address 192.168.0.10 --port 8500", "--address 127.0.0.1 --port 8500", "a controller on the network"),
@@ -103,6 +107,8 @@ def check_block(session, document, block, mismatches=None):
         run_steps(session, document, shell_steps(block), False)
     elif block.kind == "csv":
         check_csv(session, block)
+    elif block.kind == "toml":
+        session.write(block)
     elif block.kind == "cpp":
         shown = "\n".join(block.lines) + "\n"
         if not any(shown in file.read_text(encoding="utf-8") for file in (ROOT / "examples").rglob("*.cpp")):

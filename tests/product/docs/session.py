@@ -5,6 +5,7 @@ import re
 import select
 import shutil
 import signal
+import socket
 import subprocess
 import tempfile
 import time
@@ -16,6 +17,9 @@ ANSWER_LIMIT_S = 20
 # Commands that plc-sim takes on standard input: a line that begins with one of them is typed, not printed.
 SIM_COMMANDS = ("set", "show", "dump", "counts", "fault", "faults", "report", "help", "quit")
 
+# Programs that go on until they are ended, and what such a command is called.
+SERVICES = r"(/usr/sbin/mosquitto -c|plc-gateway run) "
+
 # What differs between two runs, or between the reader's machine and this one: pattern, what it becomes, why.
 VARYING = [
     (r"127\.0\.0\.1:\d+", "127.0.0.1:PORT", "the system gives out a free port"),
@@ -24,6 +28,7 @@ VARYING = [
     (r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z", "TIME", "the time of day"),
     (r"\b\d\d:\d\d:\d\d\.\d{3}\b", "TIME", "the time of day"),
     (r"^TIME,good,,\d+$", "TIME,good,,VALUE", "what moves is at another place each time"),
+    (r'"value":\d+,"quality"', '"value":VALUE,"quality"', "what moves is at another place each time"),
 ]
 
 
@@ -35,6 +40,8 @@ class Session:
         self.substitutions = list(substitutions)
         self.ports = {}
         self.simulators = []
+        self.services = []
+        self.held = []
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="examples-"))
         for name in ("examples", "dissector", "vectors"):
             shutil.copytree(root / name, self.folder / name)
@@ -56,9 +63,26 @@ class Session:
             **{name: value for name, value in os.environ.items() if name.startswith(("CCACHE_", "CMAKE_"))}}
 
     def close(self):
-        problems = [problem for simulator in self.simulators for problem in simulator.end()]
+        problems = [problem for service in reversed(self.services) for problem in service.end()]
+        problems += [problem for simulator in self.simulators for problem in simulator.end()]
         shutil.rmtree(self.folder)
         return problems
+
+    def give_port(self, text):
+        """A port that a configuration shows becomes one that nobody else is given while this session lasts."""
+        shown = re.search(r"listener (\d+) ", text)
+        if shown and shown[1] not in self.ports:
+            self.held.append(socket.socket())
+            self.held[-1].setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)  # as who listens on it does
+            self.held[-1].bind(("127.0.0.1", 0))
+            self.ports[shown[1]] = str(self.held[-1].getsockname()[1])
+
+    def write(self, block):
+        """A file that is shown; its first line is its name as a comment."""
+        name = re.fullmatch(r"# (\S+)", block.lines[0])
+        if not name:
+            raise Failure(f"line {block.line}: the block does not begin with the name of its file")
+        (self.at / name[1]).write_text(self.as_run("\n".join(block.lines) + "\n"), encoding="utf-8")
 
     def as_run(self, command):
         """The command with the ports of this run, and with what a reader puts in for a placeholder."""
@@ -101,6 +125,10 @@ class Session:
             return
         if re.match(r"plc-sim (?!--help|--version)", command):
             self.start_simulator(command, step)
+            return
+        self.give_port(command)
+        if re.match(SERVICES, command):
+            self.services.append(Service(self.as_run(command), self.at, self.environment))
             return
         code, lines = self.output_of(self.as_run(command), len(step.output))
         if code != 0 and not (compare and lines):
@@ -154,6 +182,23 @@ class Session:
                 lines.append(simulator.line())
         if step.output:
             self.compare(step, lines, "none yet")
+
+
+class Service:
+    """A program that goes on beside what follows."""
+
+    def __init__(self, command, folder, environment):
+        self.command = command
+        self.out = tempfile.TemporaryFile(mode="w+")
+        self.child = subprocess.Popen(["bash", "-c", "exec " + command], cwd=folder, env=environment,
+                                      stdin=subprocess.DEVNULL, stdout=self.out, stderr=subprocess.STDOUT)
+
+    def end(self):
+        """Ends it as a reader does; it must not have ended before."""
+        self.child.send_signal(signal.SIGINT)
+        code = self.child.wait(timeout=ANSWER_LIMIT_S)
+        self.out.seek(0)
+        return [] if code == 0 else [f"{self.command}: exit code {code}", self.out.read()]
 
 
 class Simulator:
