@@ -72,7 +72,8 @@ Word word_of(const Word (&words)[kCount], uint8_t choice) {
 }
 
 void append_name(Frame& body, std::u16string_view name) {
-  for (const char16_t unit : std::u16string(1, static_cast<char16_t>(name.size())).append(name)) {
+  const std::u16string units = std::u16string(1, static_cast<char16_t>(name.size())).append(name);
+  for (const char16_t unit : units) {
     body.push_back(static_cast<uint8_t>(unit >> 8U));
     body.push_back(static_cast<uint8_t>(unit));
   }
