@@ -129,6 +129,8 @@ class Session:
         self.give_port(command)
         if re.match(SERVICES, command):
             self.services.append(Service(self.as_run(command), self.at, self.environment))
+            if "mosquitto" in command:
+                self.services[-1].wait_for(int(self.held[-1].getsockname()[1]))
             return
         code, lines = self.output_of(self.as_run(command), len(step.output))
         if code != 0 and not (compare and lines):
@@ -192,6 +194,17 @@ class Service:
         self.out = tempfile.TemporaryFile(mode="w+")
         self.child = subprocess.Popen(["bash", "-c", "exec " + command], cwd=folder, env=environment,
                                       stdin=subprocess.DEVNULL, stdout=self.out, stderr=subprocess.STDOUT)
+
+    def wait_for(self, port):
+        """Until it listens there, as a reader sees from its lines."""
+        deadline = time.monotonic() + ANSWER_LIMIT_S
+        while time.monotonic() < deadline and self.child.poll() is None:
+            try:
+                socket.create_connection(("127.0.0.1", port), 1).close()
+                return
+            except OSError:
+                time.sleep(0.02)
+        raise Failure(f"{self.command}: does not listen")
 
     def end(self):
         """Ends it as a reader does; it must not have ended before."""
