@@ -3,6 +3,7 @@
 #include <new>
 
 #include "base/no_memory.h"
+#include "base/standard_streams.h"
 #include "tools/plc_gateway/service/commands.h"
 #include "tools/plc_gateway/service/exit_codes.h"
 
@@ -18,6 +19,7 @@ namespace {
 }  // namespace
 
 int main(int argc, char** argv) {
+  plc_base::fill_standard_streams();
   try {
     return plc_gateway::run_command_line(argc, argv);
   } catch (const std::bad_alloc&) {

@@ -2,6 +2,7 @@
 #include <new>
 
 #include "base/no_memory.h"
+#include "base/standard_streams.h"
 #include "tools/plc_host/commands/command_line.h"
 #include "tools/plc_host/exit_codes.h"
 
@@ -16,6 +17,7 @@ namespace {
 }  // namespace
 
 int main(int argc, char** argv) {
+  plc_base::fill_standard_streams();
   try {
     return plc_host::run_command_line(argc, argv);
   } catch (const std::bad_alloc&) {

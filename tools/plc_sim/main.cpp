@@ -1,5 +1,6 @@
 // plc-sim: a simulated controller for trying and testing hosts.
 #include "base/no_memory.h"
+#include "base/standard_streams.h"
 #include "tools/plc_sim/application.h"
 #include "tools/plc_sim/options.h"
 
@@ -14,6 +15,7 @@ namespace {
 }  // namespace
 
 int main(int argc, char** argv) {
+  plc_base::fill_standard_streams();
   const plc_sim::ParsedOptions parsed = plc_sim::parse_options(argc, argv);
   return parsed.options ? plc_sim::run_simulator(*parsed.options) : parsed.exit_code;
 }

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Runs the roads of plc-host and plc-sim where memory, descriptors or room for files are out.
+"""Runs the roads of plc-host and plc-sim where memory, descriptors, standard streams or room for files are out.
 
-check_environments.py memory|descriptors|disk [--all] --library L --host H --sim S --scarce-host H --scarce-sim S
+check_environments.py memory|descriptors|streams|disk [--all] --library L --host H --sim S
+                      --scarce-host H --scarce-sim S
 
 Every run must end with an exit code that the documents list and, when it did not do what it was asked, with a line on
 standard error that says who speaks. What stands in its output stands in the output of a run without want too; a file is
@@ -30,6 +31,7 @@ HOST_CODES = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 130}
 SIM_CODES = {0, 1, 2}
 RUN_LIMIT_S = 60
 SAMPLED_PLACES = 10
+STREAMS = ((0,), (1,), (2,), (0, 1, 2))
 TIMES = re.compile(r"\d\d:\d\d:\d\d(\.\d+)?|\d+(\.\d+)? (ms|s)\b|:\d{4,5}\b|0x[0-9a-f]+")
 
 
@@ -200,6 +202,24 @@ def host_descriptors(bench):
     return tried
 
 
+def without(streams):
+    for stream in streams:
+        os.close(stream)
+
+
+def host_streams(bench):
+    """What has nowhere to go is lost, and goes into no file and no connection."""
+    tried = 0
+    for name, words, good, whole in good_runs(bench, bench.options.host):
+        for closed in STREAMS:
+            bench.clear()
+            outcome = bench.run((bench.options.host, *words), lambda streams=closed: without(streams))
+            tried += 1
+            demand(outcome.code == (8 if 1 in closed and good.out else good.code), f"{name} without {closed}", outcome)
+            look_at_files(bench, outcome, whole)
+    return tried
+
+
 def limit_files(size):
     resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
 
@@ -323,6 +343,22 @@ def simulator_descriptors(bench):
     return tried
 
 
+def simulator_streams(bench):
+    """Without standard error only the exit code says that it went wrong."""
+    tried = 0
+    report = bench.out / "report.txt"
+    capture = bench.out / "capture.pcap"
+    for closed in STREAMS:
+        bench.clear()
+        outcome = run_simulator(bench, bench.options.sim, lambda streams=closed: without(streams),
+                                extra=("--report", report, "--pcap", capture), out=subprocess.DEVNULL)
+        tried += 1
+        demand(outcome.code == (2 if 1 in closed else 0), f"plc-sim without {closed}", outcome)
+        demand(capture.read_bytes()[:4] == b"\xd4\xc3\xb2\xa1", f"no capture without {closed}", outcome)
+        demand(b"asked" in report.read_bytes(), f"no report without {closed}", outcome)
+    return tried
+
+
 def simulator_disk(bench):
     tried = 0
     for option in ("--pcap", "--report"):
@@ -343,7 +379,7 @@ def simulator_disk(bench):
 
 
 CHECKS = {"memory": (host_memory, simulator_memory), "descriptors": (host_descriptors, simulator_descriptors),
-          "disk": (host_disk, simulator_disk)}
+          "streams": (host_streams, simulator_streams), "disk": (host_disk, simulator_disk)}
 
 
 def main():

@@ -1,4 +1,4 @@
-# The programs where memory, descriptors or room for files are out: with GCC in the reference build and under the
+# The programs where memory, descriptors, standard streams or room for files are out: with GCC in the reference build and under the
 # sanitizers, nowhere else.
 if(NOT (CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo" OR PLC_SANITIZE))
   return()
@@ -12,7 +12,7 @@ endforeach()
 set(reach ${PROJECT_SOURCE_DIR}/tests/tools/plc_host/given_reach.cpp)
 target_sources(plc_host_scarce PRIVATE ${reach})
 target_link_options(plc_host_scarce PRIVATE -Wl,--wrap=_ZN10wire_trace16reach_controllerEjti)
-foreach(what memory descriptors disk)
+foreach(what memory descriptors streams disk)
   add_test(NAME hostile.${what}
            COMMAND Python3::Interpreter -B ${CMAKE_CURRENT_SOURCE_DIR}/check_environments.py ${what}
                    --library $<TARGET_FILE:plc_driver_guarded> --host $<TARGET_FILE:plc_host_given_reach>

@@ -58,6 +58,19 @@ TEST_F(GatewayProgram, Values_ArriveAndNothingIsOnStandardOutput) {
   EXPECT_THAT(world.out(), IsEmpty());
 }
 
+TEST_F(GatewayProgram, ClosedStandardStreams_AreNoPlaceForTheLog) {
+  world.start_controller();
+  world.start_broker();
+  host = std::make_unique<Subscriber>(world.broker_port);
+  const std::vector<std::string> words = {"/bin/sh", "-c", R"(exec "$0" run "$1" <&- >&- 2>&-)", PLC_TEST_GATEWAY,
+                                          world.write_config()};
+  world.gateway =
+      std::make_unique<plc_host_test::Child>(words, world.folder.file("gateway.out"), world.folder.file("gateway.err"));
+  EXPECT_TRUE(host->hears(kSpeed, "\"quality\":\"good\""));
+  EXPECT_EQ(world.end_gateway(), 0);
+  EXPECT_TRUE(host->hears(kNodeDeath));
+}
+
 TEST_F(GatewayProgram, Terminated_TellsTheDeathOfTheNode) {
   start_all();
   EXPECT_EQ(world.end_gateway(), 0);
