@@ -36,7 +36,7 @@ LAYERS = {
     "tools/plc_host/watch/": ("tools/plc_host/*", "tools/plc_host/watch/", "client/", "include/"),
     "tools/plc_host/why/": ("tools/plc_host/*", "tools/plc_host/why/", "client/", "include/", "wire/"),
     "tools/plc_host/commands/": ("tools/plc_host/", "client/", "include/", "tag_check/"),
-    "tools/plc_host/": ("tools/plc_host/*", "client/", "include/"),
+    "tools/plc_host/": ("tools/plc_host/*", "client/", "include/", "wire/"),
     "tools/plc_host/main.cpp": ("tools/plc_host/commands/", "tools/plc_host/exit_codes.h"),
     "tools/plc_gateway/model/": ("tools/plc_gateway/model/", "client/plc_client.h"),
     "tools/plc_gateway/config/": ("tools/plc_gateway/config/", "tools/plc_gateway/model/",

@@ -192,13 +192,32 @@ void RecordingRelay::stop() {
   links_.clear();
 }
 
-Recording RecordingRelay::recording() const {
+void RecordingRelay::refuse_gaps() const {
   if (is_out_of_memory_) throw std::bad_alloc();
   if (accept_error_ != 0) {
     throw std::runtime_error(std::string("cannot take the host's connection: ") + std::strerror(accept_error_));
   }
+}
+
+Recording RecordingRelay::recording() const {
+  refuse_gaps();
   const std::lock_guard<std::mutex> lock(mutex_);
   return recording_;
+}
+
+Recording RecordingRelay::take_recording() {
+  refuse_gaps();
+  const std::lock_guard<std::mutex> lock(mutex_);
+  Recording taken = std::exchange(recording_, {});
+  recording_.is_cut = taken.is_cut;
+  for (const Connection& connection : taken.connections) {
+    Connection& emptied = recording_.connections.emplace_back();
+    emptied.host_port = connection.host_port;
+    emptied.opened_ns = connection.opened_ns;
+    emptied.is_refused = connection.is_refused;
+    for (const TrafficEvent& event : connection.events) room_ += event.bytes.size() + kBytesBeside;
+  }
+  return taken;
 }
 
 void RecordingRelay::wait_until_quiet(int quiet_ms, int patience_ms) {

@@ -50,9 +50,13 @@ class RecordingRelay {
   // Throws std::bad_alloc when there was no memory for it, std::runtime_error when a connection could not be taken.
   Recording recording() const;
 
+  // The same, and the relay forgets the bytes in it: the next recording has the later ones alone.
+  Recording take_recording();
+
  private:
   class Link;
 
+  void refuse_gaps() const;
   void run_in_memory();
   void run();
   void accept_host();

@@ -35,6 +35,7 @@ uint8_t request_reg_type(uint32_t register_id) {
 uint32_t request_address(uint32_t register_id, uint32_t offset) { return register_id << 16 | (offset & 0xFFFF); }
 
 std::string target_text(const Target& target) {
+  if (!target.name.empty()) return target.name;
   std::string text;
   for (unsigned shift = 32; shift > 0; shift -= 8) {
     text += std::to_string((target.ip_address >> (shift - 8)) & 0xFF);

@@ -19,6 +19,7 @@ struct Target {
   uint16_t area = 0;
   uint32_t recv_timeout_s = 0;
   uint32_t delay_ms = 0;
+  std::string name = {};  // what messages call it; empty: address and port
 };
 
 // Ids of indexed records begin here.

@@ -175,6 +175,29 @@ TEST_F(RelayTest, ManySmallSegments_TakeNoMoreThanTheirBytes) {
   for (const TrafficEvent& event : events(100)) EXPECT_LE(event.bytes.capacity(), 16U);
 }
 
+TEST_F(RelayTest, RecordingThatIsTaken_LeavesTheLaterBytes) {
+  send_all(host_.get(), from_hex("01"));
+  ASSERT_EQ(receive(controller_.get()), from_hex("01"));
+  EXPECT_EQ(relay_.take_recording().connections.at(0).events.size(), 1U);
+  EXPECT_EQ(relay_.recording().connections.at(0).events.size(), 0U);
+  send_all(controller_.get(), from_hex("02"));
+  ASSERT_EQ(receive(host_.get()), from_hex("02"));
+  const wire_trace::Recording later = relay_.take_recording();
+  ASSERT_EQ(later.connections.at(0).events.size(), 1U);
+  EXPECT_FALSE(later.connections[0].events[0].from_host);
+  EXPECT_EQ(later.connections[0].events[0].bytes, from_hex("02"));
+}
+
+TEST_F(CutRelayTest, RecordingThatIsTaken_GivesItsRoomBack) {
+  for (int i = 0; i < 3; ++i) {
+    send_all(host_.get(), from_hex(kResolveD));
+    ASSERT_EQ(receive(controller_.get()), from_hex(kResolveD));
+    const Recording taken = relay_.take_recording();
+    EXPECT_FALSE(taken.is_cut);
+    EXPECT_EQ(taken.connections.at(0).events.size(), 1U);
+  }
+}
+
 TEST(Reach, PortWithoutAListener_IsRefused) {
   const LoopbackSocket silent(SOCK_STREAM);
   const Reach reach = wire_trace::reach_controller(kLoopbackAddress, silent.port(), kPatienceMs);

@@ -18,8 +18,8 @@ uint32_t parse_address(const std::string& text) {
 }
 
 DriverSession::LineSink usual_line_sink(const HostOptions& options) {
-  if (options.quiet) return [](const std::string&) {};
-  return show_driver_line;
+  if (options.verbosity > 0) return show_driver_line;
+  return [](const std::string&) {};
 }
 
 TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const std::string& path) {
@@ -36,15 +36,31 @@ TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const
 Host::Host(const HostOptions& options, CommandOutput& output, const Reroute& reroute)
     : output_(output), library_(load_driver_library(options.driver)) {
   const Target controller = choose_target(options);
-  const Target target = reroute ? reroute(controller) : controller;
+  if (!reroute && options.verbosity > 1) route_ = std::make_unique<RelayRoute>();
+  const Target target = reroute ? reroute(controller) : route_ ? route_->choose(controller) : controller;
   const std::string tag_file = choose_tag_file(options, controller, target);
   tags_ = read_tag_list(library_, output_, tag_file);
   session_ = std::make_unique<DriverSession>(
       library_, [this] { return output_.take_lines(); }, target, usual_line_sink(options));
+  if (route_) trace_frames(*route_);
   if (!library_.is_guarded && !options.quiet) {
     show_message(library_.path + " is not the guarded build (" + library_.build +
                  "): it takes any reply for the right one, so values and writes are shown as unguarded");
   }
+}
+
+// The relay has seen the end of a call's reply before the driver has.
+void Host::trace_frames(RelayRoute& route) {
+  if (route.relay() == nullptr) {
+    const std::string reason = route.has_failed()
+                                   ? route.reach().problem
+                                   : "it takes connections later than the driver waits for, which is 30 ms";
+    show_message(target_text(route.controller()) + ": frames cannot be shown: " + reason);
+    return;
+  }
+  session_->set_observer([&route](const CallResult&) {
+    for (const std::string& line : frame_lines(*route.relay())) show_frame_line(line);
+  });
 }
 
 Target Host::choose_target(const HostOptions& options) {

@@ -15,6 +15,7 @@
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/command_output.h"
 #include "tools/plc_host/host_options.h"
+#include "tools/plc_host/relay_route.h"
 #include "tools/plc_host/sim_process.h"
 
 namespace plc_host {
@@ -44,9 +45,12 @@ class Host {
   Target choose_target(const HostOptions& options);
   std::string choose_tag_file(const HostOptions& options, const Target& controller, const Target& target);
 
+  void trace_frames(RelayRoute& route);
+
   CommandOutput& output_;
   DriverLibrary library_;
   std::unique_ptr<SimProcess> simulator_;
+  std::unique_ptr<RelayRoute> route_;
   std::unique_ptr<WorkFolder> folder_;
   TagList tags_;
   std::unique_ptr<DriverSession> session_;
@@ -55,7 +59,7 @@ class Host {
 // The number of a dotted address. Throws HostError for any other text.
 uint32_t parse_address(const std::string& text);
 
-// The driver's lines go to standard error, or nowhere with --quiet.
+// The driver's lines go to standard error with -v, else nowhere.
 DriverSession::LineSink usual_line_sink(const HostOptions& options);
 
 // Reads the tag list, keeping back what the driver prints meanwhile unless it rejects the file.

@@ -11,7 +11,8 @@ struct HostOptions {
   // Everywhere
   std::string driver;  // contract, guarded or a path; empty: the best one that there is
   bool json = false;
-  bool quiet = false;  // keep the driver's own lines and remarks back
+  bool quiet = false;  // errors alone, no remarks
+  int verbosity = 0;   // 1: the driver's lines, 2: the frames too
 
   // The controller
   std::string address;

@@ -20,6 +20,8 @@ void show_message(const std::string& text) { show("plc-host: ", text); }
 
 void show_driver_line(const std::string& text) { show("driver: ", text); }
 
+void show_frame_line(const std::string& text) { show("wire: ", text); }
+
 void show_simulator_line(const std::string& text) { show("plc-sim: ", text); }
 
 }  // namespace plc_host

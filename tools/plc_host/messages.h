@@ -14,6 +14,9 @@ void show_message(const std::string& text);
 // A line of the driver: "driver: text"
 void show_driver_line(const std::string& text);
 
+// What went over the wire: "wire: text"
+void show_frame_line(const std::string& text);
+
 // A line of the simulator: "plc-sim: text"
 void show_simulator_line(const std::string& text);
 

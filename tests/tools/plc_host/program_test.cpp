@@ -141,9 +141,44 @@ TEST_P(BothBuildsTest, BatchAll_GivesTheValuesOfSingleReads) {
   EXPECT_EQ(batch.code, 1);
 }
 
-TEST_F(ProgramTest, DriverLines_AreShownUnlessQuiet) {
-  EXPECT_THAT(run_on_simulator({"read", "Speed"}).err, HasSubstr("driver: server ip = 127.0.0.1\n"));
+TEST_F(ProgramTest, DriverLines_AreShownWhenAskedFor) {
+  EXPECT_EQ(run_on_simulator({"read", "Speed"}).err, "");
   EXPECT_EQ(run_on_simulator({"read", "Speed", "--quiet"}).err, "");
+  EXPECT_EQ(run_on_simulator({"read", "Speed", "-v"}).err,
+            "driver: ev_plc_init ok\n"
+            "driver: server ip = 127.0.0.1\n"
+            "driver: build tag table for PLC7F000001_0.csv\n");
+  EXPECT_EQ(run_on_simulator({"read", "Speed", "-v", "-q"}).code, 2);
+}
+
+TEST_F(ProgramTest, Frames_AreShownBehindTheDriversLines) {
+  const Outcome outcome = run_on_simulator({"write", "Speed=258", "-vv"});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_THAT(outcome.out, testing::ContainsRegex("^Speed  INT   *written .* 258\n$"));
+  const std::vector<std::string> lines = lines_of(outcome.err);
+  EXPECT_EQ(lines.size(), 3U + 8U) << outcome.err;
+  EXPECT_THAT(lines.at(3), StartsWith("wire: sent "));
+  EXPECT_THAT(lines.at(4), StartsWith("wire: received "));
+  EXPECT_THAT(lines.at(9), EndsWith(" 00 01 02")) << outcome.err;
+}
+
+TEST_F(ProgramTest, FramesOfAControllerThatIsAway_CannotBeShown) {
+  const Outcome outcome =
+      run({"read", "Speed", "-vv", "--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv")});
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_THAT(outcome.err,
+              HasSubstr("plc-host: 127.0.0.1:" + port_ + ": frames cannot be shown: Connection refused\n"));
+}
+
+TEST_F(ProgramTest, FailureBehindTheRecordingRelay_NamesTheController) {
+  const std::unique_ptr<Child> simulator = start_simulator({"--fault=close on=read"});
+  const Outcome outcome =
+      run({"read", "Speed", "-vv", "--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv")});
+  EXPECT_THAT(outcome.err, HasSubstr("wire: the controller closed the connection\n"));
+  EXPECT_THAT(outcome.err,
+              HasSubstr("plc-host: Speed: 127.0.0.1:" + port_ + ": the controller closed the connection (3)"));
+  simulator->close_input();
+  EXPECT_EQ(simulator->wait(), 0);
 }
 
 TEST_F(ProgramTest, ReadByNumber_CountsAsTheDriverDoes) {
@@ -157,7 +192,7 @@ TEST_F(ProgramTest, ReadByNumber_CountsAsTheDriverDoes) {
 }
 
 TEST_F(ProgramTest, OtherArea_HasItsOwnNameOfTheTagFile) {
-  const Outcome outcome = run_on_simulator({"read", "Speed", "--area", "12"});
+  const Outcome outcome = run_on_simulator({"read", "Speed", "--area", "12", "-v"});
   EXPECT_EQ(outcome.code, 0);
   EXPECT_THAT(outcome.err, HasSubstr("driver: build tag table for PLC7F000001_12.csv\n"));
 }
@@ -231,7 +266,7 @@ TEST_F(ProgramTest, NobodyListening_IsACodeOfItsOwn) {
 
 TEST_F(ProgramTest, ReplyThatNeverComes_FailsWithTheDriversLine) {
   const Outcome outcome =
-      run_on_simulator({"read", "Speed", "Total", "--timeout", "1"}, {"--fault", "no-reply on=read"});
+      run_on_simulator({"read", "Speed", "Total", "--timeout", "1", "-v"}, {"--fault", "no-reply on=read"});
   EXPECT_EQ(outcome.code, 7);
   EXPECT_EQ(count_of(outcome.err, "driver: --timeout--"), 1U) << outcome.err;
   EXPECT_EQ(lines_of(outcome.out).size(), 2U);

@@ -45,7 +45,8 @@ void add_command(CLI::App& app, const Command& command, HostOptions& options) {
       sub->add_option("--driver", options.driver, "Driver library: contract, guarded or a PATH; else guarded if there");
   sub->add_option("--library", options.driver, "The same as --driver PATH")->excludes(driver);
   sub->add_flag("--json", options.json, "One JSON object per line");
-  sub->add_flag("-q,--quiet", options.quiet, "Show errors alone on standard error, not what the driver prints");
+  CLI::Option* quiet = sub->add_flag("-q,--quiet", options.quiet, "Show errors alone on standard error, no remarks");
+  sub->add_flag("-v,--verbose", options.verbosity, "Show what the driver prints; -vv: the frames too")->excludes(quiet);
   command.add_options(*sub, options);
 }
 

@@ -151,7 +151,7 @@ int run_batch(const HostOptions& options, CommandOutput& output) {
   ResultWriter writer(host.results(), options.json, results);
   const bool is_guarded = host.session().is_guarded();
   for (const TagResult& entry : results) {
-    if (!entry.is_found() || options.quiet) continue;
+    if (!entry.is_found() || options.verbosity == 0) continue;
     const std::optional<std::string> reason = why_not_batched(entry.reference, is_guarded);
     if (reason) show_message(entry.name + ": read singly: " + *reason);
   }
@@ -160,7 +160,7 @@ int run_batch(const HostOptions& options, CommandOutput& output) {
     if (!writer.add(result)) break;
   }
   tell_unread(results);
-  if (!options.quiet) {
+  if (options.verbosity > 0) {
     show_message(plc_base::plural(figures.batches, "batch read") + " of " +
                  plc_base::plural(figures.slots, "register") + ", " +
                  plc_base::plural(figures.single_reads, "variable") + " read singly");

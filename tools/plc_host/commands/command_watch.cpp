@@ -91,7 +91,7 @@ Watch::Watch(const HostOptions& options, CommandOutput& output)
   }
   shown_ = make_watch_output(host_.result_file(), options.json, options.csv, chart_.get());
   host_.session().set_line_sink([this](const std::string& line) {
-    if (!options_.quiet && state_.is_new_line(line)) shown_->show_line("driver: " + line);
+    if (options_.verbosity > 0 && state_.is_new_line(line)) shown_->show_line("driver: " + line);
   });
 }
 

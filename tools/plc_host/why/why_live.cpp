@@ -1,8 +1,6 @@
 // Reads one value through a recording relay.
 #include "tools/plc_host/why/why_live.h"
 
-#include <netinet/in.h>
-
 #include <filesystem>
 
 #include "base/text.h"
@@ -11,6 +9,7 @@
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
+#include "tools/plc_host/relay_route.h"
 #include "tools/plc_host/stop_signal.h"
 #include "tools/plc_host/why/why_findings.h"
 #include "tools/plc_host/why/why_lookup.h"
@@ -20,54 +19,26 @@
 namespace plc_host {
 namespace {
 
-constexpr int kReachPatienceMs = 2500;
-constexpr int64_t kDriverPatienceNs = 30000000;  // the driver waits so long for a connection
 constexpr int kQuietMs = 20;
 constexpr int kRestQuietMs = 400;  // for the rest of a reply that came in part
 constexpr int kMostWaitMs = 2000;
 
-// How the driver gets to the controller: through the relay, or by itself when the controller does not take a
-// connection as the driver needs it. Then the driver shows what it makes of that.
-class Route {
- public:
-  Target choose(const Target& controller) {
-    controller_ = controller;
-    reach_ = wire_trace::reach_controller(controller.ip_address, controller.tcp_port, kReachPatienceMs);
-    if (reach_.descriptor < 0 || reach_.took_ns > kDriverPatienceNs) return controller;
-    relay_ =
-        std::make_unique<wire_trace::RecordingRelay>(controller.ip_address, controller.tcp_port, reach_.descriptor);
-    Target target = controller;
-    target.ip_address = INADDR_LOOPBACK;
-    target.tcp_port = relay_->port();
-    return target;
+void find_reach_faults(const RelayRoute& route, WhyReport& report) {
+  const wire_trace::Reach& reach = route.reach();
+  const std::string where = target_text(route.controller());
+  const std::string took = plc_base::milliseconds_text(reach.took_ns, 0);
+  if (reach.is_refused) {
+    report.fault(where + " refuses connections: nothing listens on that port",
+                 "Check the port, and whether the controller's host link is switched on.");
+  } else if (!reach.problem.empty()) {
+    report.fault(where + " takes no connection: " + reach.problem + " after " + took,
+                 "Check the address, cable, subnet and firewall, and whether other hosts use up the controller's "
+                 "connections.");
+  } else if (reach.took_ns > RelayRoute::kDriverPatienceNs) {
+    report.fault(where + " took " + took + " to take a connection; the driver waits 30 ms",
+                 "Look for what is slow on the way: a radio link, a switch that wakes up, a controller under load.");
   }
-
-  const Target& controller() const { return controller_; }
-  wire_trace::RecordingRelay* relay() { return relay_.get(); }
-
-  bool has_failed() const { return !reach_.problem.empty(); }
-
-  void find_faults(WhyReport& report) const {
-    const std::string where = target_text(controller_);
-    const std::string took = plc_base::milliseconds_text(reach_.took_ns, 0);
-    if (reach_.is_refused) {
-      report.fault(where + " refuses connections: nothing listens on that port",
-                   "Check the port, and whether the controller's host link is switched on.");
-    } else if (!reach_.problem.empty()) {
-      report.fault(where + " takes no connection: " + reach_.problem + " after " + took,
-                   "Check the address, cable, subnet and firewall, and whether other hosts use up the controller's "
-                   "connections.");
-    } else if (reach_.took_ns > kDriverPatienceNs) {
-      report.fault(where + " took " + took + " to take a connection; the driver waits 30 ms",
-                   "Look for what is slow on the way: a radio link, a switch that wakes up, a controller under load.");
-    }
-  }
-
- private:
-  Target controller_;
-  wire_trace::Reach reach_;
-  std::unique_ptr<wire_trace::RecordingRelay> relay_;
-};
+}
 
 bool came_in_part(const wire_trace::Exchange& exchange) {
   const wire_trace::Bytes reply = exchange.reply();
@@ -96,7 +67,7 @@ TagResult transfer(const HostOptions& options, Host& host, const std::optional<T
   return read_tag(host.session(), *reference);
 }
 
-void record_road(Route& route, const std::string& pcap_file, WhyReport& report) {
+void record_road(const RelayRoute& route, const std::string& pcap_file, WhyReport& report) {
   if (route.relay() == nullptr) return;
   const wire_trace::Recording recording = take_recording(*route.relay());
   report.exchanges = wire_trace::find_exchanges(recording);
@@ -121,7 +92,7 @@ std::string path_of_tag_file(const HostOptions& options, const Target& controlle
 }  // namespace
 
 int follow_live(const HostOptions& options, CommandOutput& output, WhyReport& report) {
-  Route route;
+  RelayRoute route;
   // The host changes the working directory.
   const std::string pcap_file =
       options.pcap_file.empty() ? "" : std::filesystem::absolute(options.pcap_file).lexically_normal().string();
@@ -143,7 +114,7 @@ int follow_live(const HostOptions& options, CommandOutput& output, WhyReport& re
     result = transfer(options, host, reference);
     host.show_simulator_lines();
     take_result(result, report);
-    route.find_faults(report);
+    find_reach_faults(route, report);
   }
   record_road(route, pcap_file, report);
   find_road_faults(options.by_id, report);
