@@ -12,8 +12,8 @@
 namespace plc_gateway {
 namespace {
 
-constexpr std::string_view kPlain = "mqtt://";
-constexpr std::string_view kTls = "mqtts://";
+constexpr std::string_view kPlainScheme = "mqtt://";
+constexpr std::string_view kTlsScheme = "mqtts://";
 constexpr std::string_view kName = "{name}";
 constexpr size_t kMostHost = 253;  // of a name of a host
 
@@ -72,12 +72,12 @@ std::optional<Split> split(std::string_view text) {
 
 BrokerUrl parse_broker_url(const std::string& url) {
   BrokerUrl parsed;
-  parsed.tls = starts_with(url, kTls);
-  if (!parsed.tls && !starts_with(url, kPlain)) {
+  parsed.tls = starts_with(url, kTlsScheme);
+  if (!parsed.tls && !starts_with(url, kPlainScheme)) {
     parsed.problem = "is " + plc_base::quoted(url) + ": it begins with mqtt:// or, with TLS, mqtts://";
     return parsed;
   }
-  const std::string_view rest = std::string_view(url).substr((parsed.tls ? kTls : kPlain).size());
+  const std::string_view rest = std::string_view(url).substr((parsed.tls ? kTlsScheme : kPlainScheme).size());
   if (rest.find('@') != std::string_view::npos) {
     parsed.problem = "holds a user: name it with username, and its password with password_file";
     return parsed;

@@ -14,7 +14,7 @@
 namespace plc_gateway {
 namespace {
 
-constexpr size_t kValuesAtOnce = 2000;
+constexpr size_t kPrintedAtOnce = 2000;
 
 void show_counters(const JournalCounters& counters) {
   std::printf("rows %" PRIu64 "\n", counters.rows);
@@ -27,7 +27,7 @@ void show_counters(const JournalCounters& counters) {
 void show_rows(const Journal& journal) {
   std::printf("row time kind values\n");
   for (uint64_t next = journal.first_id(); next != 0;) {
-    const std::vector<JournalRow> rows = journal.read(next, kValuesAtOnce);
+    const std::vector<JournalRow> rows = journal.read(next, kPrintedAtOnce);
     for (const JournalRow& row : rows) {
       std::printf("%" PRIu64 " %s %s %zu\n", row.id, utc_text(row.time).c_str(),
                   row.kind == JournalRow::Kind::kLost ? "lost" : "data", row.changes.size());

@@ -33,8 +33,8 @@ const char* level_word(LogLevel level) {
 }
 
 bool is_plain(const std::string& value) {
-  constexpr const char* kPlain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.,:;/_+-*[]()@%~#";
-  return !value.empty() && value.find_first_not_of(kPlain) == std::string::npos;
+  constexpr const char* kUnquoted = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.,:;/_+-*[]()@%~#";
+  return !value.empty() && value.find_first_not_of(kUnquoted) == std::string::npos;
 }
 
 std::string log_value(const std::string& raw) {

@@ -9,7 +9,7 @@ namespace {
 
 constexpr TypeFacts kNoType = {"Unknown", 0, ElementKind::kNone, false};
 
-constexpr TypeFacts kTypes[] = {
+constexpr TypeFacts kCodes[] = {
     kNoType,
     {"Int8", 8, ElementKind::kSigned, false},
     {"Int16", 16, ElementKind::kSigned, false},
@@ -52,7 +52,7 @@ constexpr unsigned kWidest = 64;
 
 const TypeFacts& facts_of(DataType type) {
   const auto code = static_cast<size_t>(type);
-  return code < sizeof kTypes / sizeof kTypes[0] ? kTypes[code] : kNoType;
+  return code < sizeof kCodes / sizeof kCodes[0] ? kCodes[code] : kNoType;
 }
 
 uint64_t low_bits(uint64_t bits, unsigned width) {

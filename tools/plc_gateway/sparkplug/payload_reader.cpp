@@ -16,7 +16,7 @@ using google::protobuf::internal::WireFormatLite;
 using google::protobuf::io::CodedInputStream;
 
 constexpr size_t kMostCommandBytes = size_t{4} << 20;
-constexpr size_t kMostNameBytes = 1000;  // a refused name goes out again
+constexpr size_t kMostAnsweredNameBytes = 1000;  // a refused name goes out again
 constexpr size_t kMostStateBytes = 4096;
 constexpr uint32_t kTimeTag = schema::Payload::kTimestampFieldNumber << 3 | WireFormatLite::WIRETYPE_VARINT;
 constexpr uint32_t kMetricTag = schema::Payload::kMetricsFieldNumber << 3 | WireFormatLite::WIRETYPE_LENGTH_DELIMITED;
@@ -82,7 +82,7 @@ bool take_metric(std::string_view payload, CodedInputStream& in, schema::Metric&
   const auto at = static_cast<size_t>(in.CurrentPosition());
   if (length > payload.size() - at || message.metrics.size() == kMostCommandMetrics) return false;
   if (!scratch.ParseFromArray(payload.data() + at, static_cast<int>(length))) return false;
-  if (scratch.name().size() > kMostNameBytes || !plc_base::is_utf8(scratch.name())) return false;
+  if (scratch.name().size() > kMostAnsweredNameBytes || !plc_base::is_utf8(scratch.name())) return false;
   message.metrics.push_back(metric_of(scratch));
   return in.Skip(static_cast<int>(length));
 }
