@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
+#include "base/near_names.h"
 #include "client/client_error.h"
 #include "client/tags/element_offset.h"
-#include "client/tags/near_names.h"
 #include "client/tags/tag_list.h"
 #include "client/tags/tag_reference.h"
 #include "client/tags/tag_source.h"
@@ -81,14 +81,13 @@ void judge_near_names(const TagList& list, const std::string& wanted) {
   constexpr size_t kMost = 5;
   std::vector<std::string> names;
   for (const Tag& tag : list.tags) names.push_back(tag.name);
-  const std::vector<std::string> near = plc_client::core::near_names(wanted, names);
+  const std::vector<std::string> near = plc_base::near_names(wanted, names);
   demand(near.size() <= kMost, "five near names at most");
   for (const std::string& name : near) {
     demand(name != wanted && std::count(near.begin(), near.end(), name) == 1, "near names are others, each once");
     demand(std::find(names.begin(), names.end(), name) != names.end(), "near names are names");
   }
-  demand(plc_client::core::joined_with_or(near).size() >= (near.empty() ? 0 : near.front().size()),
-         "near names are shown");
+  demand(plc_base::joined_with_or(near).size() >= (near.empty() ? 0 : near.front().size()), "near names are shown");
 }
 
 void judge_assignment(const std::string& text) {

@@ -69,7 +69,7 @@ set(CPACK_DEBIAN_GATEWAY_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_DEPENDS
     "libplc-driver1 (${this_version}), libc6 (>= 2.34), libgcc-s1 (>= 3.5), libstdc++6 (>= 12), libmicrohttpd12, \
 libmosquitto1 (>= 2.0), libprometheus-cpp-core1.0, libprotobuf-lite32, libsqlite3-0 (>= 3.40), libssl3, libsystemd0, \
-libtomlplusplus3, systemd")
+systemd")
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_SUGGESTS "mosquitto, mosquitto-clients, plc-tools")
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/gateway/postinst)
 set(CPACK_COMPONENT_GATEWAY_DESCRIPTION "${PROJECT_DESCRIPTION} (gateway)

@@ -1,12 +1,9 @@
 // Controllers and plans: what programs call, on top of tags, plans and a driver of one's own.
-#include <arpa/inet.h>
-#include <netdb.h>
-
 #include <algorithm>
-#include <cstring>
 #include <mutex>
 #include <optional>
 
+#include "base/network_address.h"
 #include "client/client_error.h"
 #include "client/controller/input_value.h"
 #include "client/controller/link.h"
@@ -28,22 +25,11 @@ constexpr uint32_t kLongestDelayMs = 1000;    // the driver pauses no longer
 constexpr uint32_t kLongestTimeoutS = 86400;  // a day; far below where a wait overflows
 
 uint32_t resolve_address(const std::string& address) {
-  in_addr parsed{};
-  if (inet_pton(AF_INET, address.c_str(), &parsed) == 1) return ntohl(parsed.s_addr);
   if (address.empty()) throw Error("the controller's address is empty: give one like 192.168.0.10");
-  addrinfo hints{};
-  hints.ai_family = AF_INET;
-  hints.ai_socktype = SOCK_STREAM;
-  addrinfo* found = nullptr;
-  const int problem = getaddrinfo(address.c_str(), nullptr, &hints, &found);
-  if (problem != 0) {
-    refuse<Error>("'" + address + "' is no address, and the system knows no host of that name: " +
-                  gai_strerror(problem) + "; give an IPv4 address or a name, without a port");
-  }
-  sockaddr_in first{};
-  std::memcpy(&first, found->ai_addr, sizeof first);
-  freeaddrinfo(found);
-  return ntohl(first.sin_addr.s_addr);
+  const plc_base::FoundHost found = plc_base::find_host(address);
+  if (found.problem.empty()) return found.address;
+  refuse<Error>("'" + address + "' is no address, and the system knows no host of that name: " + found.problem +
+                "; give an IPv4 address or a name, without a port");
 }
 
 core::Target target_of(const Options& options) {

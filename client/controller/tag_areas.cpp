@@ -15,12 +15,12 @@
 #include <set>
 #include <utility>
 
+#include "base/near_names.h"
 #include "base/shown_text.h"
 #include "client/client_error.h"
 #include "client/controller/mistake.h"
 #include "client/controller/value_access.h"
 #include "client/driver/driver_session.h"
-#include "client/tags/near_names.h"
 #include "client/tags/tag_source.h"
 #include "client/values/value_type.h"
 
@@ -242,14 +242,14 @@ void TagAreas::unknown(std::string_view name) const {
   std::vector<std::string> names;
   for (const Declaration& declaration : declarations()) names.push_back(declaration.name);
   const std::string_view bare = name.substr(0, name.back() == ']' ? name.rfind('[') : name.size());
-  std::vector<std::string> near = core::near_names(bare, names);
+  std::vector<std::string> near = plc_base::near_names(bare, names);
   if (near.empty()) near = members_of(bare, names);
   std::string text = std::string(name) + ": " + (areas_.size() > 1 ? "none of " : "") + places() +
                      (areas_.size() > 1 ? " has a variable of this name" : " has no variable of this name");
   if (!near.empty()) {
     const Declaration& nearest = declaration(near.front());
-    text += "; did you mean " + core::joined_with_or(near) + " (" + nearest.file + ":" + std::to_string(nearest.line) +
-            ")?";
+    text += "; did you mean " + plc_base::joined_with_or(near) + " (" + nearest.file + ":" +
+            std::to_string(nearest.line) + ")?";
   }
   if (name.find("][") != std::string_view::npos) text += "; subscripts stand in one pair of brackets: [1,2]";
   if (name.find_first_of("*?") != std::string_view::npos) text += "; patterns are for match() and, in Python, watch()";

@@ -43,7 +43,7 @@ LIBRARIES = {"plc_driver": "contract", "plc_driver_guarded": "guarded", "plc_dri
 BUILT = ("libplc_driver.so", "libplc_driver.a", "guarded/libplc_driver.so", "guarded/libplc_driver.a")
 # What an embedder's machine lacks, as the summary names it.
 PACKAGES_OF_TOOLS = ("pkg-config", "libuv1-dev", "libcli11-dev", "nlohmann-json3-dev", "libpcap-dev",
-                     "libmicrohttpd-dev", "python3")
+                     "libmicrohttpd-dev", "libtomlplusplus-dev", "python3")
 PACKAGES_OF_TESTS = ("googletest", "python3", "tshark")
 NO_DRIVER_ELSEWHERE = ("-DPLC_BUILD_TOOLS=OFF", "-DPLC_BUILD_TESTS=OFF")
 

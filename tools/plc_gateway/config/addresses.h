@@ -5,12 +5,11 @@
 #include <optional>
 #include <string>
 
+#include "base/network_address.h"
+
 namespace plc_gateway {
 
-struct HostPort {
-  std::string host;  // without the brackets of an IPv6 address
-  std::optional<uint16_t> port;
-};
+using HostPort = plc_base::HostPort;
 
 struct BrokerUrl {
   bool tls = false;

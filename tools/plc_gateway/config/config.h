@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/plc_gateway/model/variable.h"
+#include "tools/toml/findings.h"
 
 namespace plc_gateway {
 
@@ -46,14 +47,7 @@ struct Config {
   std::vector<Variable> variables;
 };
 
-// One thing that is wrong, or worth knowing.
-struct Finding {
-  bool is_error = true;
-  std::string file;
-  uint32_t line = 0;    // from 1; 0: of the whole file
-  uint32_t column = 0;  // from 1
-  std::string text;     // a sentence, with the remedy
-};
+using plc_toml::Finding;
 
 struct ConfigResult {
   Config config;

@@ -6,9 +6,13 @@
 #include <vector>
 
 #include "tools/plc_gateway/config/config.h"
-#include "tools/plc_gateway/config/findings.h"
+#include "tools/toml/findings.h"
 
 namespace plc_gateway {
+
+using plc_toml::Findings;
+using plc_toml::Place;
+using plc_toml::PlacedText;
 
 struct PollDraft {
   Place place;

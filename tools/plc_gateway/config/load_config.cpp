@@ -1,14 +1,12 @@
 // Reads a configuration, and everything that it names.
 #include <arpa/inet.h>
-#include <netdb.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <string_view>
 
 #include "base/files.h"
+#include "base/network_address.h"
 #include "base/text.h"
 #include "tools/plc_gateway/config/check_files.h"
 #include "tools/plc_gateway/config/config.h"
@@ -26,19 +24,11 @@ struct FoundAddress {
 };
 
 FoundAddress find_address(const std::string& host) {
-  in_addr parsed{};
-  if (inet_pton(AF_INET, host.c_str(), &parsed) == 1) return {host, {}};
-  addrinfo hints{};
-  hints.ai_family = AF_INET;
-  hints.ai_socktype = SOCK_STREAM;
-  addrinfo* found = nullptr;
-  const int problem = getaddrinfo(host.c_str(), nullptr, &hints, &found);
-  if (problem != 0) return {{}, gai_strerror(problem)};
-  sockaddr_in first{};
-  std::memcpy(&first, found->ai_addr, sizeof first);
-  freeaddrinfo(found);
+  const plc_base::FoundHost found = plc_base::find_host(host);
+  if (!found.problem.empty()) return {{}, found.problem};
+  const in_addr number{htonl(found.address)};
   std::array<char, INET_ADDRSTRLEN> text{};
-  inet_ntop(AF_INET, &first.sin_addr, text.data(), text.size());
+  inet_ntop(AF_INET, &number, text.data(), text.size());
   return {text.data(), {}};
 }
 

@@ -6,9 +6,9 @@
 #include <optional>
 #include <utility>
 
+#include "base/near_names.h"
 #include "base/text.h"
 #include "base/utf8.h"
-#include "client/tags/near_names.h"
 #include "tools/plc_gateway/config/data_types.h"
 #include "tools/plc_gateway/config/section.h"
 
@@ -142,8 +142,8 @@ std::string NameLookUp::near_of(const std::string& glob) {
   for (const Declaration& declaration : controller_.tags()) {
     beginnings.push_back(declaration.name.substr(0, declaration.name.find_first_of(".[/")));
   }
-  const std::vector<std::string> near = plc_client::core::near_names(start, beginnings);
-  return near.empty() ? "" : "; there are names that begin with " + plc_client::core::joined_with_or(near);
+  const std::vector<std::string> near = plc_base::near_names(start, beginnings);
+  return near.empty() ? "" : "; there are names that begin with " + plc_base::joined_with_or(near);
 }
 
 void NameLookUp::take_glob(const PlacedText& name, size_t group) {

@@ -2,13 +2,13 @@
 #include <algorithm>
 #include <string_view>
 
+#include "base/near_names.h"
 #include "base/text.h"
-#include "client/tags/near_names.h"
 #include "tools/plc_gateway/config/addresses.h"
 #include "tools/plc_gateway/config/draft.h"
 #include "tools/plc_gateway/config/section.h"
-#include "tools/plc_gateway/config/toml_text.h"
 #include "tools/plc_gateway/sparkplug/topics.h"
+#include "tools/toml/toml_text.h"
 
 namespace plc_gateway {
 namespace {
@@ -75,10 +75,10 @@ void ConfigParser::tell_unknown_name(const std::string& name, bool is_table, Pla
                     "unknown key " + shown + " before the first section: put it into the one that it belongs to");
     return;
   }
-  const std::vector<std::string> near = plc_client::core::near_names(name, section_names());
+  const std::vector<std::string> near = plc_base::near_names(name, section_names());
   findings_.error(place, "unknown section " + shown +
                              (near.empty() ? "; there are " + joined_with_and(section_names())
-                                           : "; did you mean " + plc_client::core::joined_with_or(near) + "?"));
+                                           : "; did you mean " + plc_base::joined_with_or(near) + "?"));
 }
 
 void ConfigParser::tell_unknown_sections() {

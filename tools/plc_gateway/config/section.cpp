@@ -2,13 +2,11 @@
 #include "tools/plc_gateway/config/section.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cmath>
 
+#include "base/near_names.h"
 #include "base/text.h"
-#include "client/tags/near_names.h"
-#include "tools/plc_gateway/config/toml_text.h"
+#include "tools/toml/toml_text.h"
 
 namespace plc_gateway {
 namespace {
@@ -94,7 +92,7 @@ std::string owners_of(const std::string& key) {
   for (const SectionRow& row : sections()) {
     if (has_key(row, key)) owners.push_back(head_of(row));
   }
-  return plc_client::core::joined_with_or(owners);
+  return plc_base::joined_with_or(owners);
 }
 
 std::vector<std::string> key_names(const SectionRow& row, bool required_alone) {
@@ -106,12 +104,6 @@ std::vector<std::string> key_names(const SectionRow& row, bool required_alone) {
 }
 
 }  // namespace
-
-std::string number_text(double number) {
-  std::array<char, 32> text{};
-  const std::to_chars_result end = std::to_chars(text.data(), text.data() + text.size(), number);
-  return {text.data(), end.ptr};
-}
 
 bool is_section(const std::string& name) { return find_section(name) != nullptr; }
 
@@ -142,25 +134,6 @@ std::vector<std::string> section_names() {
   return names;
 }
 
-std::string form_of(const toml::node& node) {
-  switch (node.type()) {
-    case toml::node_type::string:
-      return "the text \"" + **node.as_string() + "\"";
-    case toml::node_type::integer:
-      return "the integer " + std::to_string(**node.as_integer());
-    case toml::node_type::floating_point:
-      return "the number " + number_text(**node.as_floating_point());
-    case toml::node_type::boolean:
-      return **node.as_boolean() ? "true" : "false";
-    case toml::node_type::array:
-      return node.as_array()->is_array_of_tables() ? "several sections" : "a list";
-    case toml::node_type::table:
-      return "a table";
-    default:
-      return "a date or time";
-  }
-}
-
 Section::Section(const std::string& name, const toml::table* table, bool is_whole, Findings& findings)
     : name_(name), head_(head_of(*find_section(name))), table_(table), findings_(findings) {
   if (table_ == nullptr) return;
@@ -175,13 +148,13 @@ std::vector<std::string> Section::tell_unknown_keys() {
   for (const auto& [key, value] : *table_) {
     const std::string word(key.str());
     if (has_key(row, word)) continue;
-    const std::vector<std::string> near = plc_client::core::near_names(word, known);
+    const std::vector<std::string> near = plc_base::near_names(word, known);
     const std::string owners = owners_of(word);
     std::string text = "unknown key " + plc_base::quoted(word) + " in " + head_;
     if (!owners.empty()) {
       text += ": it belongs to " + owners;
     } else if (!near.empty()) {
-      text += "; did you mean " + plc_client::core::joined_with_or(near) + "?";
+      text += "; did you mean " + plc_base::joined_with_or(near) + "?";
       meant.push_back(near.front());
     } else {
       text += "; it takes " + joined_with_and(known);

@@ -7,9 +7,18 @@
 #include <string>
 #include <vector>
 
-#include "tools/plc_gateway/config/findings.h"
+#include "tools/toml/toml_text.h"
 
 namespace plc_gateway {
+
+using plc_toml::Findings;
+using plc_toml::form_of;
+using plc_toml::number_text;
+using plc_toml::parse_toml;
+using plc_toml::Place;
+using plc_toml::place_of;
+using plc_toml::PlacedText;
+using plc_toml::TomlText;
 
 class Section {
  public:
@@ -54,11 +63,5 @@ void tell_missing_sections(const toml::table& table, Findings& findings);
 
 // "a", "a and b", "a, b and c".
 std::string joined_with_and(const std::vector<std::string>& names);
-
-// As short as can be read back: "3000", "0.1".
-std::string number_text(double number);
-
-// "the integer 5", "a list": what stands there.
-std::string form_of(const toml::node& node);
 
 }  // namespace plc_gateway

@@ -6,7 +6,7 @@
 #include <map>
 #include <set>
 
-#include "client/tags/near_names.h"
+#include "base/near_names.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
@@ -230,13 +230,13 @@ void explain_absence(const Wanted& wanted, WhyReport& report) {
                  "Compare column 9 of the tag file that the host had with the controller's declaration.");
     return;
   }
-  const std::vector<std::string> near = near_names(name, others);
+  const std::vector<std::string> near = plc_base::near_names(name, others);
   report.fault("nobody asked for " + name + " in this capture; " + std::to_string(others.size()) +
                    (others.size() == 1 ? " other name was asked for" : " other names were asked for"),
                near.empty()
                    ? "See whether the host asks for the number of this record at all, and whether its tag file "
                      "has the line: plc-sim --report lists what a host asks for."
-                   : "Was " + joined_with_or(near) + " meant? Letter case counts.");
+                   : "Was " + plc_base::joined_with_or(near) + " meant? Letter case counts.");
 }
 
 void read_tags(const HostOptions& options, CommandOutput& output, WhyReport& report) {

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/near_names.h"
 #include "client/driver/driver_lines.h"
 #include "client/tags/element_offset.h"
-#include "client/tags/near_names.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
@@ -72,8 +72,8 @@ std::string write_near_scope(const std::string& scope, const std::vector<wire_tr
   std::vector<std::string> names;
   names.reserve(programs.size());
   for (const wire_trace::Program& program : programs) names.push_back(program.name);
-  const std::vector<std::string> near = near_names(scope, names);
-  const std::string which = near.empty() ? "the name of the variable's program" : joined_with_or(near);
+  const std::vector<std::string> near = plc_base::near_names(scope, names);
+  const std::string which = near.empty() ? "the name of the variable's program" : plc_base::joined_with_or(near);
   return "Write " + which + " in column 12 of the line, exactly as the controller has it.";
 }
 
@@ -172,12 +172,12 @@ void find_name_faults(const std::string& name, const std::string& reason, WhyRep
   const tag_check::DroppedPiece* dropped = report.source ? report.source->dropped_declaration(bare) : nullptr;
   if (dropped != nullptr) return find_dropped_declaration(bare, *dropped, report);
   report.position = position_of(report.tags, name);
-  const std::vector<std::string> near = near_names(bare, names_in(report.tags));
+  const std::vector<std::string> near = plc_base::near_names(bare, names_in(report.tags));
   std::string advice = "List what can be asked for: plc-host tags FILE.";
   if (report.position) {
     advice = "Write scope, name and subscripts as the tag line declares them.";
   } else if (!near.empty()) {
-    advice = "Did you mean " + joined_with_or(near) + "? Letter case counts.";
+    advice = "Did you mean " + plc_base::joined_with_or(near) + "? Letter case counts.";
   }
   report.fault(name + ": " + reason, advice);
 }

@@ -1,14 +1,16 @@
 // Reads TOML, and on behind a line that is the only one at fault.
-#include "tools/plc_gateway/config/toml_text.h"
+#include "tools/toml/toml_text.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <optional>
 #include <string_view>
 
 #include "base/text.h"
 #include "base/utf8.h"
 
-namespace plc_gateway {
+namespace plc_toml {
 namespace {
 
 constexpr size_t kMostKeyParts = 16;     // each part is a table in a table, and those are freed by recursion
@@ -112,6 +114,31 @@ std::string fault_of(const std::string& line, const std::string& description) {
 
 }  // namespace
 
+std::string number_text(double number) {
+  std::array<char, 32> text{};
+  const std::to_chars_result end = std::to_chars(text.data(), text.data() + text.size(), number);
+  return {text.data(), end.ptr};
+}
+
+std::string form_of(const toml::node& node) {
+  switch (node.type()) {
+    case toml::node_type::string:
+      return "the text \"" + **node.as_string() + "\"";
+    case toml::node_type::integer:
+      return "the integer " + std::to_string(**node.as_integer());
+    case toml::node_type::floating_point:
+      return "the number " + number_text(**node.as_floating_point());
+    case toml::node_type::boolean:
+      return **node.as_boolean() ? "true" : "false";
+    case toml::node_type::array:
+      return node.as_array()->is_array_of_tables() ? "several sections" : "a list";
+    case toml::node_type::table:
+      return "a table";
+    default:
+      return "a date or time";
+  }
+}
+
 Place place_of(const toml::source_region& source) { return {source.begin.line, source.begin.column}; }
 
 TomlText parse_toml(const std::string& text, Findings& findings) {
@@ -148,4 +175,4 @@ TomlText parse_toml(const std::string& text, Findings& findings) {
   }
 }
 
-}  // namespace plc_gateway
+}  // namespace plc_toml

@@ -4,9 +4,9 @@
 #include <toml++/toml.h>
 #include <string>
 
-#include "tools/plc_gateway/config/findings.h"
+#include "tools/toml/findings.h"
 
-namespace plc_gateway {
+namespace plc_toml {
 
 struct TomlText {
   toml::table table;
@@ -19,4 +19,10 @@ TomlText parse_toml(const std::string& text, Findings& findings);
 
 Place place_of(const toml::source_region& source);
 
-}  // namespace plc_gateway
+// As short as can be read back: "3000", "0.1".
+std::string number_text(double number);
+
+// "the integer 5", "a list": what stands there.
+std::string form_of(const toml::node& node);
+
+}  // namespace plc_toml

@@ -1,12 +1,12 @@
 // Finds near names by letter case and edit distance.
-#include "client/tags/near_names.h"
+#include "base/near_names.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
 #include <utility>
 
-namespace plc_client::core {
+namespace plc_base {
 namespace {
 
 constexpr size_t kMostNear = 5;
@@ -55,6 +55,11 @@ std::vector<std::string> near_names(std::string_view wanted, const std::vector<s
   return names;
 }
 
+std::string did_you_mean(std::string_view wanted, const std::vector<std::string>& candidates) {
+  const std::vector<std::string> near = near_names(wanted, candidates);
+  return near.empty() ? "" : "did you mean " + joined_with_or(near) + "?";
+}
+
 std::string joined_with_or(const std::vector<std::string>& names) {
   std::string text;
   for (size_t i = 0; i < names.size(); ++i) {
@@ -64,4 +69,4 @@ std::string joined_with_or(const std::vector<std::string>& names) {
   return text;
 }
 
-}  // namespace plc_client::core
+}  // namespace plc_base

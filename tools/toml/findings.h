@@ -1,13 +1,20 @@
-// Where something stands in the configuration, and the list of what is to be said of it.
+// Where something stands in a file of settings, and the list of what is to be said of it.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "tools/plc_gateway/config/config.h"
+namespace plc_toml {
 
-namespace plc_gateway {
+// One thing that is wrong, or worth knowing.
+struct Finding {
+  bool is_error = true;
+  std::string file;
+  uint32_t line = 0;    // from 1; 0: of the whole file
+  uint32_t column = 0;  // from 1
+  std::string text;     // a sentence, with the remedy
+};
 
 struct Place {
   uint32_t line = 0;    // from 1; 0: of the whole file
@@ -37,4 +44,4 @@ class Findings {
   std::vector<Finding> list_;
 };
 
-}  // namespace plc_gateway
+}  // namespace plc_toml

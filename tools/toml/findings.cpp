@@ -1,5 +1,5 @@
-// Collects what is to be said of a configuration.
-#include "tools/plc_gateway/config/findings.h"
+// Collects what is to be said of a file of settings.
+#include "tools/toml/findings.h"
 
 #include <algorithm>
 #include <tuple>
@@ -7,7 +7,7 @@
 
 #include "base/shown_text.h"
 
-namespace plc_gateway {
+namespace plc_toml {
 
 void Findings::add(bool is_error, Place place, const std::string& text) {
   list_.push_back({is_error, file_, place.line, place.column, plc_base::shown_line(text)});
@@ -20,4 +20,4 @@ std::vector<Finding> Findings::take() {
   return std::exchange(list_, {});
 }
 
-}  // namespace plc_gateway
+}  // namespace plc_toml

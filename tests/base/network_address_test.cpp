@@ -1,0 +1,45 @@
+// Tests of addresses as people write them.
+#include "base/network_address.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using plc_base::find_host;
+using plc_base::split_address;
+
+TEST(SplitAddress, HostAndPort_AreTakenApart) {
+  EXPECT_EQ(split_address("plc1.local:8501")->at.host, "plc1.local");
+  EXPECT_EQ(split_address("plc1.local:8501")->at.port, 8501);
+  EXPECT_FALSE(split_address("192.168.0.10")->at.port.has_value());
+  EXPECT_EQ(split_address("[::1]:0")->at.host, "::1");
+  EXPECT_TRUE(split_address("[::1]:0")->has_brackets);
+  EXPECT_EQ(split_address("[::1]:0")->at.port, 0);
+}
+
+TEST(SplitAddress, PortThatIsNone_IsTold) {
+  for (const char* text : {"plc1:", "plc1:65536", "plc1:-1", "plc1:http", "[::1]:x", "plc1:80 ", "http://plc1"}) {
+    ASSERT_TRUE(split_address(text).has_value()) << text;
+    EXPECT_TRUE(split_address(text)->is_bad_port) << text;
+  }
+}
+
+TEST(SplitAddress, WhatIsNoHost_IsNone) {
+  for (const char* text : {"", ":8500", "a b", "[::1", "[plc1]", "[::1]8500", "\xC3\xA4"}) {
+    EXPECT_FALSE(split_address(text).has_value()) << text;
+  }
+  EXPECT_FALSE(split_address(std::string(254, 'a')).has_value());
+}
+
+TEST(FindHost, AddressIsItself) {
+  EXPECT_EQ(find_host("192.168.0.10").address, 0xC0A8000AU);
+  EXPECT_EQ(find_host("192.168.0.10").problem, "");
+  EXPECT_EQ(find_host("localhost").address, 0x7F000001U);
+}
+
+TEST(FindHost, NameThatNobodyHas_HasTheSystemsReason) {
+  EXPECT_NE(find_host("no-such-host.invalid").problem, "");
+  EXPECT_NE(find_host("").problem, "");
+}
+
+}  // namespace
