@@ -24,6 +24,7 @@ Device::Device(const std::vector<Variable>& variables, const std::vector<Ms>& pe
       counters_(counters),
       schedule_(periods, pieces, counters.groups),
       current_(variables.size()),
+      current_rows_(variables.size()),
       known_(variables.size()),
       published_(variables.size()) {}
 
@@ -98,8 +99,10 @@ void Device::take(const ReadResult& result) {
       ++counters_.failures[static_cast<size_t>(sample.reason)];
     }
     current_[variable] = sample;
+    current_rows_[variable] = 0;
     known_[variable] = 1;
     if (state_ != State::kAlive || !has_changed(variables_[variable], published_[variable], sample)) continue;
+    current_rows_[variable] = journal_.last_id() + 1;  // nobody else appends
     published_[variable] = sample;
     if (pending_.empty()) pending_ms_ = clock_.steady_ms();
     pending_.push_back(sample);
@@ -117,7 +120,8 @@ void Device::finish_round() {
   away_ = false;
   counters_.controller_alive = true;
   published_ = current_;
-  journal_.append(JournalRow::Kind::kData, current_.empty() ? clock_.wall_ms() : current_.back().time, current_);
+  const Ms time = current_.empty() ? clock_.wall_ms() : current_.back().time;
+  current_rows_.assign(current_.size(), journal_.append(JournalRow::Kind::kData, time, current_));
   schedule_.start(clock_.steady_ms());
 }
 

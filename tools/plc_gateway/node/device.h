@@ -39,6 +39,8 @@ class Device {
   bool away() const { return away_ || pieces_.empty(); }
   // What was read last. Nullptr: not since the controller was found.
   const Sample* current(uint32_t variable) const { return known_[variable] != 0 ? &current_[variable] : nullptr; }
+  // The row of the journal that has it, or will have it next. 0: none, for it is within the deadband.
+  uint64_t current_row(uint32_t variable) const { return current_rows_[variable]; }
   // All current values were published in a birth: deadbands count from them.
   void born() { published_ = current_; }
   // A steady time. Nothing: it waits for an answer.
@@ -73,6 +75,7 @@ class Device {
   Ms probe_ms_ = 0;   // when the controller is looked for again
   size_t round_ = 0;  // pieces of the round that were read
   std::vector<Sample> current_;
+  std::vector<uint64_t> current_rows_;
   std::vector<uint8_t> known_;
   std::vector<Sample> published_;  // of each variable: what the journal or a birth has last
   std::vector<Sample> pending_;    // changes that are not in the journal yet

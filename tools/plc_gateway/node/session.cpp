@@ -27,7 +27,7 @@ Session::Session(SessionOptions options, const std::vector<Variable>& variables,
       journal_(journal),
       device_(device),
       counters_(counters),
-      birth_times_(variables.size()),
+      birth_rows_(variables.size()),
       told_bad_(variables.size()) {}
 
 void Session::start() { connect_at_ms_ = clock_.steady_ms(); }

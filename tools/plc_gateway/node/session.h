@@ -106,7 +106,8 @@ class Session {
   void account() { account({}, 0); }  // of messages that stand for no row
   bool window_open(bool historical = false) const;
   bool node_data_allowed() const;
-  void leave_to_history();
+  void leave_to_history(uint64_t carried = 0);
+  uint64_t row_of_birth() const;
   const Variable& variable(uint32_t index) const;
 
   SessionOptions options_;
@@ -135,7 +136,8 @@ class Session {
   bool rebirth_wanted_ = false;
   Ms birth_ms_ = 0;  // of the last births
   bool device_born_ = false;
-  std::vector<Ms> birth_times_;    // of each variable's value in the device's last birth; 0 without a value
+  // The row of the journal that has the value of the device's last birth, of each variable; 0: none.
+  std::vector<uint64_t> birth_rows_;
   std::vector<uint8_t> told_bad_;  // its last published quality
 
   uint64_t live_next_ = 1;     // the first row that was not published live

@@ -137,18 +137,19 @@ bool Session::device_birth() {
     const uint64_t alias = journal_.alias(index);
     writer_.birth(variables_[index], alias, sample, now);
     names_[alias] = variables_[index].name;
-    birth_times_[index] = sample->good ? sample->time : 0;
+    birth_rows_[index] = sample->good ? device_.current_row(index) : 0;
     told_bad_[index] = sample->good ? 0 : 1;
   }
   for (size_t i = 0; i < journal_.retired().size(); ++i) {
     const uint64_t alias = journal_.alias(static_cast<uint32_t>(variables_.size() + i));
     writer_.birth(journal_.retired()[i], alias, nullptr, now);
   }
-  leave_to_history();
+  const uint64_t carried = row_of_birth();
+  leave_to_history(carried);
   if (!send_metrics(options_.topics.device_birth)) return false;
   device_.born();
   device_born_ = true;
-  account();
+  account({carried, carried}, 0);
   if (options_.json_topic.empty()) return true;
   std::vector<Sample> copies;
   copies.reserve(samples.size());
@@ -158,10 +159,19 @@ bool Session::device_birth() {
   return true;
 }
 
-// Rows that were not published live before a birth are older than it.
-void Session::leave_to_history() {
+// The last row, when the birth says all that stands in it: nothing of it is left for history, however soon the end
+// comes.
+uint64_t Session::row_of_birth() const {
   const uint64_t last = journal_.last_id();
-  if (live_next_ <= last) history_.push_back({live_next_, last});
+  const bool is_all = std::all_of(birth_rows_.begin(), birth_rows_.end(), [last](uint64_t row) { return row == last; });
+  return is_all && live_next_ <= last ? last : 0;
+}
+
+// Rows that were not published live before a birth are older than it; `carried`, the last one, needs no more.
+void Session::leave_to_history(uint64_t carried) {
+  const uint64_t last = journal_.last_id();
+  const uint64_t older = carried == 0 ? last : carried - 1;
+  if (live_next_ <= older) history_.push_back({live_next_, older});
   live_next_ = std::max(live_next_, last + 1);
 }
 
@@ -236,8 +246,7 @@ std::vector<Sample> Session::samples_of(const JournalRow& row, bool historical) 
   }
   samples.reserve(row.changes.size());
   for (const Sample& sample : row.changes) {
-    const bool carried =
-        sample.variable < variables_.size() && sample.good && birth_times_[sample.variable] == sample.time;
+    const bool carried = sample.variable < variables_.size() && sample.good && birth_rows_[sample.variable] == row.id;
     if (!carried) samples.push_back(sample);
   }
   std::stable_sort(samples.begin(), samples.end(), [](const Sample& a, const Sample& b) { return a.time < b.time; });

@@ -156,6 +156,86 @@ TEST(EdgeNode, BrokersConnectionThatTakesNoMessage_IsLeft) {
   EXPECT_NE(world.node->broker_problem(), "");
 }
 
+// ---------------------------------------------------------------------------------------------------- clock set back
+
+// So that the next poll, 100 ms later, has the time of the last one.
+void read_again_at_the_same_time(World& world, uint32_t value) {
+  world.clock.wall -= 100;
+  world.set(0, value);
+  world.pass(100);
+}
+
+TEST(EdgeNode, HistoryWithTheTimeOfTheBirthsValueAndAnother_IsPublished) {
+  World world;
+  bring_up(world);
+  world.node->on_disconnected("reset");
+  world.set(0, 5);
+  world.pass(100);
+  read_again_at_the_same_time(world, 7);
+  world.let_broker_in();
+  world.pass(50);
+  const std::vector<Told> told = world.take();
+  ASSERT_EQ(told.size(), 3U);
+  EXPECT_EQ(told[1].metric("Speed")->int_value(), 7U);
+  ASSERT_EQ(told[2].type, "DDATA");
+  ASSERT_EQ(told[2].payload.metrics_size(), 1);
+  EXPECT_EQ(told[2].payload.metrics(0).int_value(), 5U);
+  EXPECT_EQ(told[2].payload.metrics(0).timestamp(), told[1].metric("Speed")->timestamp());
+  EXPECT_TRUE(told[2].payload.metrics(0).is_historical());
+}
+
+TEST(EdgeNode, LiveValueAndTimeThatTheBirthHadToo_ArePublished) {
+  World world;
+  bring_up(world);
+  world.set(0, 5);
+  world.pass(100);
+  world.rebirth();
+  world.pass(10);
+  world.set(0, 6);
+  world.pass(90);
+  world.take();
+  world.clock.wall -= 100;
+  read_again_at_the_same_time(world, 5);
+  const std::vector<Told> told = world.take();
+  ASSERT_FALSE(told.empty());
+  ASSERT_EQ(told[0].type, "DDATA");
+  EXPECT_EQ(told[0].payload.metrics(0).int_value(), 5U);
+}
+
+TEST(EdgeNode, ChangeOfAPollUnderWayThatTheBirthHas_IsNotPublishedAgain) {
+  plc_gateway::EdgeNodeOptions options = World::usual_options();
+  options.pieces = {{0, {0}}, {0, {1}}, {1, {2}}};
+  World world(options);
+  bring_up(world);
+  world.node->on_disconnected("reset");
+  world.set(0, 5);
+  world.clock.steady += 100;
+  world.clock.wall += 100;
+  world.node->on_time();
+  ASSERT_EQ(world.controller.reading, 0U);
+  world.answer_read();
+  world.let_broker_in();
+  ASSERT_EQ(world.controller.reading, 1U);
+  world.answer_all();
+  const std::vector<Told> told = world.take();
+  ASSERT_EQ(told.size(), 2U);
+  EXPECT_EQ(told[1].metric("Speed")->int_value(), 5U);
+  world.pass(plc_gateway::kFenceMs);
+  ASSERT_TRUE(world.acknowledge());
+  EXPECT_EQ(world.journal->counters().rows, 0U);
+}
+
+TEST(EdgeNode, FirstValuesAtAnImmediateStop_AreNoHistoryOfTheNextProcess) {
+  World world;
+  world.pass(1);
+  world.let_broker_in();
+  EXPECT_EQ(world.journal->counters().rows, 1U);
+  world.node->stop();
+  ASSERT_TRUE(world.acknowledge());
+  EXPECT_TRUE(world.node->stopped());
+  EXPECT_EQ(world.journal->counters().rows, 0U);
+}
+
 // ---------------------------------------------------------------------------------------------------- JSON
 
 TEST(EdgeNode, JsonForm_IsPublishedForEachChangeWithQos1AndNotRetained) {

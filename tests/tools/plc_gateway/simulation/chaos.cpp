@@ -131,8 +131,11 @@ void Life::trouble_process() {
   }
 }
 
+// By whole periods back, the times of earlier readings come again.
 void Life::trouble_clock() {
-  const Ms by = random_.spread(1, 3600000) * (random_.percent(50) ? 1 : -1);
+  const std::vector<Ms>& periods = configuration_.periods;
+  const Ms by = random_.percent(30) ? -periods[random_.below(periods.size())] * random_.between(1, 5)
+                                    : random_.spread(1, 3600000) * (random_.percent(50) ? 1 : -1);
   note("wall clock: " + std::to_string(by));
   clock_.jump(by);
 }

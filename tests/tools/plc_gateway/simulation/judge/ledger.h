@@ -41,6 +41,7 @@ class Ledger {
       bool good = false;
       uint64_t bits = 0;
       std::string bytes;
+      unsigned jumps_back = 0;  // of the clock until it was read: behind one the same time comes again
     };
     uint64_t connection = 0;
     bool is_accepted = false;

@@ -36,7 +36,7 @@ void Observer::device_birth(OnTheRoad& on_the_road) {
                metric.time == static_cast<uint64_t>(last.time),
            "a birth holds another value or time than was read last");
     demand(metric.quality == (last.good ? 192 : 0) || (last.good && !metric.quality), "a birth has a wrong quality");
-    birth->values[alias] = {last.time, last.good, last.bits, last.bytes};
+    birth->values[alias] = {last.time, last.good, last.bits, last.bytes, readings_->jumps_back(i)};
     check_live_order(alias, last.time, readings_->jumps_back(i));
     metrics.erase(found);
   }
@@ -75,7 +75,8 @@ void Observer::device_data(OnTheRoad& on_the_road) {
     if (has_json_) ++(metric.historical ? json_historical_due_ : json_due_);
     if (metric.historical) continue;
     check_live_order(cell.alias, cell.time, cell.jumps_back);
-    on_the_road.values.emplace_back(cell.alias, Ledger::Birth::Value{cell.time, cell.good, cell.bits, cell.bytes});
+    on_the_road.values.emplace_back(cell.alias,
+                                    Ledger::Birth::Value{cell.time, cell.good, cell.bits, cell.bytes, cell.jumps_back});
   }
 }
 
