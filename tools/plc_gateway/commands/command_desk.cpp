@@ -73,6 +73,10 @@ std::string age_problem(const CommandRule& rule, Ms stamp, Ms wall_now) {
 
 CommandDesk::CommandDesk(std::vector<CommandRule> rules) { replace_rules(std::move(rules)); }
 
+void CommandDesk::remembers(const std::map<std::string, Ms>& times) {
+  for (const auto& [name, time] : times) last_[name].forgotten = time;
+}
+
 void CommandDesk::replace_rules(std::vector<CommandRule> rules) {
   rules_ = std::move(rules);
   rule_of_.clear();
@@ -116,9 +120,18 @@ CommandDesk::Decision CommandDesk::decide_one(const CommandMetric& metric, const
   last.accepted = arrival.steady_now;
   const Ms stamp = metric.time.value_or(arrival.time.value_or(0));
   last.stamps.insert(std::upper_bound(last.stamps.begin(), last.stamps.end(), stamp), stamp);
-  return WriteJob{found->second, std::move(*value.input),
+  return WriteJob{found->second, std::move(*value.input), stamp,
                   later_by(std::max(stamp, arrival.time.value_or(stamp)), -rule.max_age_ms),
                   later_by(std::min(stamp, arrival.time.value_or(stamp)), rule.max_age_ms)};
+}
+
+void CommandDesk::forget_old_stamps(const CommandRule& rule, Ms wall_now, Last& last) {
+  if (last.stamps.size() < kManyStamps) return;
+  const auto is_young = [&](Ms taken) { return taken >= wall_now || is_young_enough(rule, taken, wall_now); };
+  const auto young = std::find_if(last.stamps.begin(), last.stamps.end(), is_young);
+  if (young == last.stamps.begin()) return;
+  last.forgotten = std::max(last.forgotten.value_or(*(young - 1)), *(young - 1));
+  last.stamps.erase(last.stamps.begin(), young);
 }
 
 CommandDesk::Refused CommandDesk::time_problem(const CommandRule& rule, const CommandMetric& metric,
@@ -133,11 +146,11 @@ CommandDesk::Refused CommandDesk::time_problem(const CommandRule& rule, const Co
                               ms_apart(stamp, arrival.wall_now) > ms_apart(arrival.steady_now, *remembers_from_);
   if (is_from_before) return {"old", "it is from before this gateway was started, and may have been carried out then"};
   Last& last = last_[rule.name];
-  if (last.stamps.size() >= kManyStamps) {
-    const auto is_young = [&](Ms taken) {
-      return taken >= arrival.wall_now || is_young_enough(rule, taken, arrival.wall_now);
-    };
-    last.stamps.erase(last.stamps.begin(), std::find_if(last.stamps.begin(), last.stamps.end(), is_young));
+  forget_old_stamps(rule, arrival.wall_now, last);
+  if (last.forgotten && stamp <= *last.forgotten) {
+    return {"repeated", "a command for it was taken that is " + std::to_string(ms_apart(*last.forgotten, stamp)) +
+                            " ms newer, and this one may have been carried out before: send a new one; when clocks "
+                            "were set back, it can be taken as soon as they are past that time"};
   }
   if (std::binary_search(last.stamps.begin(), last.stamps.end(), stamp)) {
     return {"repeated", "a command for it with the same time was taken already"};

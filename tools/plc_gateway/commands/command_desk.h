@@ -17,7 +17,7 @@ struct Refusal {
   std::string name;    // as far as the command named something
   std::string reason;  // a sentence
   std::string kind;    // a word for the counters: "not-listed", "type", "range", "rate", "old", "repeated", "retained",
-                       // "null", "malformed", "device-lost", "busy"
+                       // "null", "malformed", "device-lost", "busy", "disk"
 };
 
 class CommandDesk {
@@ -40,6 +40,9 @@ class CommandDesk {
   // old. Without a call none is for that.
   void remembers_from(Ms steady) { remembers_from_ = steady; }
 
+  // Of each variable the newest time of a command that a process before this one took: no older one is taken.
+  void remembers(const std::map<std::string, Ms>& times);
+
   const std::vector<CommandRule>& rules() const { return rules_; }
 
  private:
@@ -56,11 +59,14 @@ class CommandDesk {
   struct Last {
     std::optional<Ms> accepted;  // steady
     // The own times of accepted commands, in their order. Those that are refused for their age by now go when there are
-    // many, and not before: a clock that was set back makes them young again.
+    // many.
     std::vector<Ms> stamps;
+    // What is not behind this may have been accepted and be forgotten: a clock that is set back makes it young again.
+    std::optional<Ms> forgotten;
   };
   Decision decide_one(const CommandMetric& metric, const Arrival& arrival,
                       const std::map<uint64_t, std::string>& name_of_alias);
+  static void forget_old_stamps(const CommandRule& rule, Ms wall_now, Last& last);
   Refused time_problem(const CommandRule& rule, const CommandMetric& metric, const Arrival& arrival);
 
   std::vector<CommandRule> rules_;

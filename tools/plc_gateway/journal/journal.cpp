@@ -70,6 +70,7 @@ struct Journal::Body {
   std::unique_ptr<RowStore> store;  // none: it was damaged, and no other one could be made
   std::optional<Names> names;
   MemoryRows memory;
+  CommandTimes command_times;
   uint64_t last_id = 0;
   uint32_t stamp = 0;
   JournalLife last_life;  // when there is no store
@@ -102,6 +103,7 @@ void Journal::Body::open(uint32_t stamp_when_new) {
   store = std::make_unique<RowStore>(options, stamp_when_new);
   last_id = store->life().last_id;
   stamp = store->database().stamp();
+  command_times = store->command_times();
 }
 
 void Journal::Body::match_names(const std::vector<Variable>& variables) {
@@ -125,7 +127,8 @@ bool Journal::Body::is_worth_another(Answer answer) {
   return answer == Answer::kDamaged && begin_anew();
 }
 
-// The numbers of rows and connections go on, and so do the aliases, which the broker's clients know.
+// The numbers of rows and connections go on, and so do the aliases, which the broker's clients know, and the times of
+// commands.
 bool Journal::Body::begin_anew() {
   if (store) {
     lost_damage = 1;
@@ -141,6 +144,7 @@ bool Journal::Body::begin_anew() {
     auto fresh = std::make_unique<RowStore>(options, stamp);
     Answer done = fresh->continue_life(last_life);
     if (done == Answer::kDone) done = fresh->write_names(names->all());
+    if (done == Answer::kDone) done = fresh->write_command_times(command_times);
     if (done != Answer::kDone) return false;
     store = std::move(fresh);
     return true;
@@ -244,6 +248,27 @@ std::optional<uint64_t> Journal::next_bd_seq() {
     if (!body.is_worth_another(done)) break;
   }
   return {};
+}
+
+const Journal::CommandTimes& Journal::command_times() const { return body_->command_times; }
+
+bool Journal::take_commands(const CommandTimes& times) {
+  Body& body = *body_;
+  CommandTimes newer;
+  for (const auto& [name, time] : times) {
+    const auto known = body.command_times.find(name);
+    if (known == body.command_times.end() || known->second < time) newer.emplace(name, time);
+  }
+  if (newer.empty()) return true;
+  for (int attempt = 0; attempt < 2 && body.store; ++attempt) {
+    const Answer done = body.store->write_command_times(newer);
+    if (done == Answer::kDone) {
+      for (const auto& [name, time] : newer) body.command_times[name] = time;
+      return true;
+    }
+    if (!body.is_worth_another(done)) break;
+  }
+  return false;
 }
 
 JournalCounters Journal::counters() const {

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -97,6 +98,13 @@ class Journal {
   // The number for the next connection to the broker: 0 to 255 and round again, durable when it is returned. Nothing:
   // the disk refused, and the connection must wait.
   std::optional<uint64_t> next_bd_seq();
+
+  // Of each variable the newest time of a command that was taken, over the journal's whole life.
+  using CommandTimes = std::map<std::string, Ms>;
+  const CommandTimes& command_times() const;
+  // Commands with these times are taken: durable when true is returned. False: the disk refused, and none of them may
+  // be carried out.
+  bool take_commands(const CommandTimes& times);
 
   JournalCounters counters() const;
 

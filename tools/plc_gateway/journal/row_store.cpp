@@ -20,6 +20,9 @@ constexpr uint64_t kPartBytes = 4000;
 // Of a name's row, beside the texts of any length.
 constexpr uint64_t kNameBytes = 50;
 
+constexpr const char* kMakeCommandTimes =
+    "CREATE TABLE IF NOT EXISTS command_times(name TEXT PRIMARY KEY, time INTEGER NOT NULL) WITHOUT ROWID";
+
 std::string shape_text(const std::vector<size_t>& shape) {
   std::string text;
   for (const size_t length : shape) text += std::to_string(length) + ' ';
@@ -59,10 +62,17 @@ void RowStore::make_tables(uint32_t stamp) {
     if (done != Answer::kDone) database_.throw_for(done, "cannot be read");
     tables = query.number(0);
   }
-  if (tables != 0) return;
+  if (tables != 0) {
+    // A journal of the first versions lacks this one.
+    const Answer added = database_.run(kMakeCommandTimes);
+    if (added != Answer::kDone) database_.throw_for(added, "cannot be set up");
+    return;
+  }
   const Answer made = database_.transaction(true, [&] {
     const Answer stamped = database_.set_stamp(stamp);
     if (stamped != Answer::kDone) return stamped;
+    const Answer times = database_.run(kMakeCommandTimes);
+    if (times != Answer::kDone) return times;
     return database_.run(
         "CREATE TABLE rows(id INTEGER PRIMARY KEY, n INTEGER NOT NULL, time INTEGER NOT NULL, body BLOB NOT NULL);"
         "CREATE TABLE names(alias INTEGER PRIMARY KEY, name TEXT NOT NULL, type INTEGER NOT NULL,"
@@ -143,6 +153,32 @@ Answer RowStore::write_names(const std::vector<StoredName>& names) {
         query.with_nothing();
       }
       const Answer done = database_.run(query);
+      if (done != Answer::kDone) return done;
+    }
+    return Answer::kDone;
+  });
+}
+
+Journal::CommandTimes RowStore::command_times() {
+  const Statement select = database_.prepare("SELECT name, time FROM command_times");
+  Query query(select);
+  Journal::CommandTimes times;
+  int code = query.step();
+  for (; code == SQLITE_ROW; code = query.step()) {
+    times[std::string(query.bytes(0))] = static_cast<Ms>(query.number(1));
+  }
+  const Answer done = database_.answer(code);
+  if (done != Answer::kDone) database_.throw_for(done, "cannot be read");
+  return times;
+}
+
+Answer RowStore::write_command_times(const Journal::CommandTimes& times) {
+  const Statement write = database_.prepare("INSERT OR REPLACE INTO command_times VALUES(?, ?)");
+  uint64_t bytes = 0;
+  for (const auto& [name, time] : times) bytes += name.size() + kNameBytes;
+  return change(bytes / kPartBytes * 2 + kSparePages, [&](JournalLife&) {
+    for (const auto& [name, time] : times) {
+      const Answer done = database_.run(Query(write).with_text(name).with(static_cast<uint64_t>(time)));
       if (done != Answer::kDone) return done;
     }
     return Answer::kDone;

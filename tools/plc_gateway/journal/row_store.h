@@ -45,6 +45,9 @@ class RowStore {
   std::vector<StoredName> names();
   Answer write_names(const std::vector<StoredName>& names);
 
+  Journal::CommandTimes command_times();
+  Answer write_command_times(const Journal::CommandTimes& times);
+
   // The rows, with numbers above the last one, and values that were dropped before they came here. The oldest rows go
   // when there is no room.
   Answer append(const std::vector<PackedRow>& rows, uint64_t dropped);

@@ -86,6 +86,7 @@ struct CommandRule {
 struct WriteJob {
   size_t rule = 0;  // of the list of rules
   plc_client::Input value = false;
+  Ms stamp = 0;  // the command's own time, which a repeated one has again
   // By the wall clock: outside of this it is too old to be begun.
   Ms not_before = std::numeric_limits<Ms>::min();
   Ms not_after = std::numeric_limits<Ms>::max();

@@ -162,11 +162,9 @@ void Device::end_late_writes() {
   }
 }
 
-bool Device::write(const WriteJob& job, WriteEnded ended) {
-  if (writes_.size() >= kMostWritesWaiting) return false;
-  writes_.push_back({job, std::move(ended)});
-  return true;
-}
+bool Device::has_room_for_writes(size_t count) const { return writes_.size() + count <= kMostWritesWaiting; }
+
+void Device::write(const WriteJob& job, WriteEnded ended) { writes_.push_back({job, std::move(ended)}); }
 
 void Device::on_written(const WriteOutcome& outcome) {
   busy_ = false;

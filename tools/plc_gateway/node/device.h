@@ -27,10 +27,12 @@ class Device {
   // To be called when next_ms() has come, and after each event.
   void step();
   void on_read(const ReadResult& result);
+  // So many more writes may wait.
+  bool has_room_for_writes(size_t count) const;
   // Hands the job to the controller as soon as it is free; `ended` is called once, from on_written or when the
-  // controller is lost before the job was begun. False when too many are waiting.
+  // controller is lost before the job was begun.
   using WriteEnded = std::function<void(const WriteJob&, const WriteOutcome&)>;
-  bool write(const WriteJob& job, WriteEnded ended);
+  void write(const WriteJob& job, WriteEnded ended);
   void on_written(const WriteOutcome& outcome);
 
   // Every variable was read since the controller was found, and it still answers.

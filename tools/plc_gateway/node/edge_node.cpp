@@ -9,10 +9,12 @@ namespace {
 
 constexpr Ms kRetryMs = 1000;
 
-CommandDesk make_desk(std::optional<CommandDesk> earlier, std::vector<CommandRule> rules, Ms now) {
+CommandDesk make_desk(std::optional<CommandDesk> earlier, std::vector<CommandRule> rules, const Journal& journal,
+                      Ms now) {
   if (!earlier) {
     CommandDesk desk(std::move(rules));
     desk.remembers_from(now);
+    desk.remembers(journal.command_times());
     return desk;
   }
   earlier->replace_rules(std::move(rules));
@@ -28,7 +30,7 @@ EdgeNode::EdgeNode(const EdgeNodeOptions& options, const Clock& clock, Controlle
       topics_(options.session.topics),
       clock_(clock),
       journal_(journal),
-      desk_(make_desk(options.earlier_desk, options.rules, clock.steady_ms())),
+      desk_(make_desk(options.earlier_desk, options.rules, journal, clock.steady_ms())),
       device_(variables_, options.periods, pieces_, clock, controller, journal, counters_),
       session_(options.session, variables_, clock, broker, journal, device_, counters_) {}
 
@@ -135,6 +137,7 @@ void EdgeNode::on_device_command(const Message& message) {
   }
   const std::vector<CommandDesk::Decision> decisions =
       desk_.decide(*command, message.retained, clock_.wall_ms(), clock_.steady_ms(), session_.names());
+  std::vector<WriteJob> jobs;
   for (const CommandDesk::Decision& decision : decisions) {
     if (const auto* refusal = std::get_if<Refusal>(&decision)) {
       refuse(*refusal);
@@ -144,10 +147,32 @@ void EdgeNode::on_device_command(const Message& message) {
     const std::string& name = desk_.rules()[job.rule].name;
     if (!device_.alive()) {
       refuse({name, "the controller does not answer", "device-lost"});
-    } else if (!device_.write(
-                   job, [this](const WriteJob& ended, const WriteOutcome& outcome) { end_write(ended, outcome); })) {
+    } else if (!device_.has_room_for_writes(jobs.size() + 1)) {
       refuse({name, "too many commands are waiting for the controller", "busy"});
+    } else {
+      jobs.push_back(job);
     }
+  }
+  carry_out(jobs);
+}
+
+// A process after this one must know that they were taken, whatever becomes of this one and of the clock.
+void EdgeNode::carry_out(const std::vector<WriteJob>& jobs) {
+  Journal::CommandTimes times;
+  for (const WriteJob& job : jobs) {
+    Ms& newest = times.emplace(desk_.rules()[job.rule].name, job.stamp).first->second;
+    newest = std::max(newest, job.stamp);
+  }
+  const bool is_remembered = journal_.take_commands(times);
+  for (const WriteJob& job : jobs) {
+    if (!is_remembered) {
+      refuse({desk_.rules()[job.rule].name,
+              "the journal's disk refuses to remember it, and a restarted gateway could carry it out again; see the "
+              "disk of [journal] folder",
+              "disk"});
+      continue;
+    }
+    device_.write(job, [this](const WriteJob& ended, const WriteOutcome& outcome) { end_write(ended, outcome); });
   }
 }
 

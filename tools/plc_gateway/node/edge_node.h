@@ -60,6 +60,7 @@ class EdgeNode {
   void step();
   void on_node_command(const Message& message);
   void on_device_command(const Message& message);
+  void carry_out(const std::vector<WriteJob>& jobs);
   void refuse(const Refusal& refusal);
   void end_write(const WriteJob& job, const WriteOutcome& outcome);
 

@@ -336,6 +336,28 @@ TEST(CommandDesk, ClockSetBack_MakesNoCommandANewOne) {
   EXPECT_EQ(shown(decide(desk, metric)).substr(0, 9), "repeated:");
 }
 
+TEST(CommandDesk, TimeNotBehindThatOfAnEarlierProcess_IsRepeated) {
+  CommandDesk desk({rule_of(DataType::kInt16, "INT")});
+  desk.remembers({{"V", kNow}, {"W", kNow + 1}});
+  const CommandMetric metric = numbered(Form::kInt, 5);
+  EXPECT_EQ(shown(decide(desk, metric, kNow, 0, false, kNow - 3)),
+            "repeated: a command for it was taken that is 3 ms newer, and this one may have been carried out before: "
+            "send a new one; when clocks were set back, it can be taken as soon as they are past that time");
+  EXPECT_EQ(shown(decide(desk, metric)).substr(0, 9), "repeated:");
+  EXPECT_EQ(shown(decide(desk, metric, kNow, 0, false, kNow + 1)), "5i");
+}
+
+TEST(CommandDesk, ClockSetBackBehindManyCommands_MakesNoneANewOne) {
+  CommandDesk desk({rule_of(DataType::kInt16, "INT")});
+  const CommandMetric metric = numbered(Form::kInt, 5);
+  for (Ms i = 0; i < 1000; ++i) ASSERT_EQ(shown(decide(desk, metric, kNow, 0, false, kNow + i)), "5i") << i;
+  EXPECT_EQ(shown(decide(desk, metric, kNow + 60000, 0, false, kNow + 60000)), "5i");
+  for (const Ms i : {0, 500, 999}) {
+    EXPECT_EQ(shown(decide(desk, metric, kNow, 0, false, kNow + i)).substr(0, 9), "repeated:") << i;
+  }
+  EXPECT_EQ(shown(decide(desk, metric, kNow, 0, false, kNow + 1000)), "5i");
+}
+
 TEST(CommandDesk, SameVariableTwiceInOneMessage_IsTakenOnce) {
   CommandDesk desk({rule_of(DataType::kInt16, "INT")});
   const auto decisions = desk.decide({kNow, {numbered(Form::kInt, 1), numbered(Form::kInt, 2)}}, false, kNow, 0, {});

@@ -128,6 +128,25 @@ TEST_F(JournalFaults, FullDisk_TakesNewVariablesToo) {
   EXPECT_EQ(journal.read(0, SIZE_MAX).size(), journal.counters().rows);
 }
 
+TEST_F(JournalFaults, FullDisk_TakesCommandsToo) {
+  disk_.limit(disk_.used());
+  for (size_t i = 0; i < 1000; ++i) append_large(1500);
+  Journal::CommandTimes times;
+  for (int i = 0; i < 200; ++i) times[std::string(100, 'V') + std::to_string(i)] = kNoon + i;
+  EXPECT_TRUE(journal_->take_commands(times));
+  open();
+  EXPECT_EQ(journal_->command_times(), times);
+}
+
+TEST_F(JournalFaults, CommandThatTheDiskRefuses_IsNotTaken) {
+  disk_.refuse(true);
+  EXPECT_FALSE(journal_->take_commands({{"Speed", kNoon}}));
+  EXPECT_TRUE(journal_->command_times().empty());
+  disk_.refuse(false);
+  EXPECT_TRUE(journal_->take_commands({{"Speed", kNoon}}));
+  EXPECT_EQ(journal_->command_times().at("Speed"), kNoon);
+}
+
 TEST_F(JournalFaults, DatabaseThatTakesNothing_DoesNotMakeTheLogGrow) {
   disk_.refuse_writes(kDatabase);
   for (int i = 0; i < 600; ++i) append_large(3000);
@@ -317,6 +336,7 @@ TEST_F(JournalFaults, DamagedRow_IsDroppedAndCounted_TheOthersStay) {
 
 TEST_F(JournalFaults, DamageFoundWhileRunning_LosesWhatWasStored_AndNumbersAndAliasesGoOn) {
   journal_->next_bd_seq();
+  journal_->take_commands({{"Speed", kNoon}});
   for (int i = 0; i < 400; ++i) append_large(3000);
   disk_.put(kDatabase, std::string(disk_.content(kDatabase).size(), '\xA5'));
   disk_.put(kLog, std::string(disk_.content(kLog).size(), '\xA5'));
@@ -332,6 +352,7 @@ TEST_F(JournalFaults, DamageFoundWhileRunning_LosesWhatWasStored_AndNumbersAndAl
   EXPECT_EQ(journal_->counters().dropped, 800U);
   EXPECT_EQ(journal_->next_bd_seq(), std::optional<uint64_t>(2));
   EXPECT_EQ(journal_->alias(2), 3U);
+  EXPECT_EQ(journal_->command_times(), (Journal::CommandTimes{{"Speed", kNoon}}));
 }
 
 }  // namespace

@@ -65,6 +65,10 @@ class Witness {
     numbers_.push_back(*number);
   }
 
+  void take_command(Journal& journal) {
+    if (journal.take_commands({{"Speed", ++command_tried_}})) command_taken_ = command_tried_;
+  }
+
   // On a full disk, the oldest rows go for new ones, and are counted.
   void expect_full_disk() { is_disk_full_ = true; }
 
@@ -97,6 +101,11 @@ class Witness {
     EXPECT_EQ(counters.values, values);
     EXPECT_EQ(counters.dropped, dropped_);
     EXPECT_EQ(counters.lost_damage, 0U);
+    const auto& times = journal.command_times();
+    const auto command = times.find("Speed");
+    const Ms command_time = command == times.end() ? 0 : command->second;
+    EXPECT_GE(command_time, command_taken_);
+    EXPECT_LE(command_time, command_tried_);
     durable_.clear();
     for (const JournalRow& row : rows) durable_[row.id] = row;
     doubtful_.clear();
@@ -115,6 +124,8 @@ class Witness {
   std::vector<uint64_t> numbers_;
   uint64_t last_id_ = 0;
   uint64_t dropped_ = 0;  // values
+  Ms command_tried_ = 0;
+  Ms command_taken_ = 0;
   bool is_disk_full_ = false;
 };
 
@@ -130,10 +141,11 @@ void live(MemoryDisk& disk, Witness& witness, int calls, size_t large) {
   try {
     Journal journal(options_on(disk), plc_test::variables(kVariables));
     for (int i = 0; i < calls && !disk.is_stopped(); ++i) {
-      const uint64_t what = witness.random(8);
+      const uint64_t what = witness.random(9);
       if (what < 5) witness.append(journal, witness.random(kVariables), what == 0 ? large : 0);
       if (what == 5 || what == 6) witness.remove(disk, journal);
       if (what == 7) witness.connect(journal);
+      if (what == 8) witness.take_command(journal);
     }
   } catch (const JournalError&) {
     EXPECT_TRUE(disk.is_stopped());

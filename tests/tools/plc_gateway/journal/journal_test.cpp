@@ -145,6 +145,19 @@ TEST_F(JournalTest, ConnectionNumbers_GoRoundAndSurviveRestarts) {
   }
 }
 
+TEST_F(JournalTest, TimesOfCommands_AreTheNewestAndSurviveRestarts) {
+  reopen();
+  EXPECT_TRUE(journal_->command_times().empty());
+  EXPECT_TRUE(journal_->take_commands({{"Speed", kDay}, {"Name", kDay + 1}}));
+  EXPECT_TRUE(journal_->take_commands({{"Speed", kDay - 1}, {"Name", kDay + 2}}));
+  EXPECT_EQ(journal_->command_times(), (Journal::CommandTimes{{"Speed", kDay}, {"Name", kDay + 2}}));
+  reopen();
+  EXPECT_EQ(journal_->command_times(), (Journal::CommandTimes{{"Speed", kDay}, {"Name", kDay + 2}}));
+  const uint64_t operations = disk_.operations();
+  EXPECT_TRUE(journal_->take_commands({{"Speed", kDay}}));
+  EXPECT_EQ(disk_.operations(), operations) << "what is known already is written again";
+}
+
 TEST_F(JournalTest, SecondOpener_IsToldWhoHasIt) {
   reopen();
   try {

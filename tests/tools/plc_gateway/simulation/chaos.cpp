@@ -140,6 +140,15 @@ void Life::trouble_clock() {
   clock_.jump(by);
 }
 
+// The clock is set back to when a host sent its last command, maybe to a process before this one, and it comes again.
+void Life::repeat_command() {
+  const Ms by = hosts_.last_made() - clock_.wall_ms();
+  if (is_healing_ || !node_ || !hosts_.last() || by > 0) return;
+  note("wall clock: " + std::to_string(by) + ", and the last command again");
+  clock_.jump(by);
+  broker_.deliver(*hosts_.last(), random_.between(0, 5));
+}
+
 // A host tells its going with the time of its coming; what it says itself has the time of saying.
 void Life::set_host(bool online, bool from_the_past) {
   if (online) host_stamp_ = std::max(host_stamp_ + 1, clock_.wall_ms());

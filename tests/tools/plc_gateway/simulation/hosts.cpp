@@ -38,7 +38,6 @@ bool is_same(const plc_client::Input& a, const plc_client::Input& b) {
 void Hosts::serve(const Configuration* configuration, const Ledger* ledger) {
   configuration_ = configuration;
   ledger_ = ledger;
-  ++process_;
   last_written_.clear();
 }
 
@@ -54,7 +53,10 @@ Message Hosts::make() {
     message.payload.clear();
     for (uint64_t left = random_.below(60); left > 0; --left) message.payload += static_cast<char>(random_.below(256));
   }
-  if (kind > 4) last_ = message;
+  if (kind > 4) {
+    last_ = message;
+    last_made_ = clock_.wall_ms();
+  }
   return message;
 }
 
@@ -173,9 +175,7 @@ void Hosts::arrives_for(const Metric& metric, std::optional<uint64_t> time) {
     // Of two with the same time that differ, one is carried out.
     if (before.stamp != stamp || (!before.is_written && !is_same(before.value, *value))) continue;
     // The first one may have been refused: too soon behind another.
-    const bool is_unknown = before.process != process_ && before.jumps_back != clock_.jumps_back();
-    // A process knows what the ones before it may have taken by the clock alone: one that was set back makes it new.
-    if (!before.is_written || is_unknown) before = {stamp, clock_.steady_ms(), *value};
+    if (!before.is_written) before = {stamp, clock_.steady_ms(), *value};
     return;
   }
   allowed.push_back({stamp, clock_.steady_ms(), *value});
@@ -197,8 +197,6 @@ void Hosts::write_begins(const WriteJob& job) {
   if (is_twice) throw Violation("a command for " + rule.name + " is carried out twice");
   last_written_[rule.name] = found->arrived;
   found->is_written = true;
-  found->process = process_;
-  found->jumps_back = clock_.jumps_back();
   ++writes_;
   ++totals_.writes;
 }

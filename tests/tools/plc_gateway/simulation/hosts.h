@@ -20,6 +20,9 @@ class Hosts {
   void serve(const Configuration* configuration, const Ledger* ledger);
   // The next thing that a host sends.
   Message make();
+  // The last one without a flaw of its own, and when it was made; nothing before the first.
+  const std::optional<Message>& last() const { return last_; }
+  Ms last_made() const { return last_made_; }  // by the wall clock
   // It reaches the edge node now. True: it asks for a rebirth, as it may.
   bool arrives(const Message& message);
   // A write is begun: one of the allowed ones, which was not written yet and is not too old.
@@ -32,8 +35,6 @@ class Hosts {
     Ms arrived = 0;  // steady
     plc_client::Input value = false;
     bool is_written = false;
-    uint64_t process = 0;     // that wrote it
-    unsigned jumps_back = 0;  // of the clock until then
   };
   enum class Flaw { kNone, kOld, kFuture, kNoTime, kRange, kType, kUnknownName, kUnknownAlias, kNull, kDatatype };
 
@@ -52,8 +53,8 @@ class Hosts {
   std::map<std::string, std::vector<Allowed>> allowed_;  // by name
   std::map<std::string, Ms> last_written_;               // steady time of its arrival
   std::optional<Message> last_;
+  Ms last_made_ = 0;
   uint64_t writes_ = 0;
-  uint64_t process_ = 0;
 };
 
 }  // namespace plc_gateway::simulation

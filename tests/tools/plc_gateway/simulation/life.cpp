@@ -225,6 +225,9 @@ void Life::start() {
   has_run_ = true;
   node_ = std::make_unique<EdgeNode>(std::move(options), clock_, controller_, broker_, *journal_);
   step([](EdgeNode& node) { node.start(); });
+  if (!is_healing_ && random_.percent(10)) {
+    events_.at(clock_.steady_ms() + random_.spread(100, 10000), [this] { repeat_command(); });
+  }
 }
 
 void Life::start_later(Ms longest) {

@@ -61,6 +61,7 @@ class Life : private SimController::User, private SimBroker::User {
   void trouble_disk();
   void trouble_process();
   void trouble_clock();
+  void repeat_command();
   void trouble_host();
   void trouble_names();
   void set_host(bool online, bool from_the_past);
