@@ -200,6 +200,7 @@ void Controller::Body::run(core::ReadPlan& plan) {
 core::ReadPlan Controller::Body::plan_for(const std::vector<FoundVariable>& variables) const {
   core::ReadPlan plan;
   plan.is_guarded = driver->library().is_guarded;
+  plan.variables.reserve(variables.size());
   for (const FoundVariable& found : variables) {
     core::PlannedVariable variable;
     variable.reference = found.reference;
@@ -235,6 +236,7 @@ namespace {
 
 std::vector<Reading> unread_list(const core::ReadPlan& plan) {
   std::vector<Reading> readings;
+  readings.reserve(plan.variables.size());
   for (const core::PlannedVariable& variable : plan.variables) {
     Reading reading;
     reading.name = variable.reference.text;

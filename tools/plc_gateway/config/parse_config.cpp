@@ -18,6 +18,7 @@ constexpr int64_t kMostReplySeconds = 60;  // a controller that is silent is kno
 constexpr int64_t kMostSeconds = 86400;
 constexpr int64_t kMostMs = 1000 * kMostSeconds;
 constexpr int64_t kLeastPollMs = 10;
+constexpr int64_t kLeastMb = 4;         // the files take 3 before the first value: the fourth lets them grow
 constexpr int64_t kMostMb = 1000000;    // a terabyte
 constexpr int64_t kLeastKeepAlive = 5;  // the broker library takes no less
 constexpr uint16_t kPlainPort = 1883;
@@ -248,7 +249,7 @@ void ConfigParser::take_commands() {
 void ConfigParser::take_journal() {
   Section from = section("journal");
   take_path(from, "folder", draft_.config.journal_folder, draft_.journal_folder);
-  const std::optional<int64_t> most = from.integer("max_mb", 1, kMostMb);
+  const std::optional<int64_t> most = from.integer("max_mb", kLeastMb, kMostMb);
   if (most) draft_.config.journal_bytes = static_cast<uint64_t>(*most) << 20U;
 }
 

@@ -336,7 +336,7 @@ int run_gateway(const std::string& file) {
   // A broker or a visitor that goes away must not end the gateway, neither must a file that may not grow.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
-  auto run = std::make_unique<Run>(file, loaded.config);
+  auto run = std::make_unique<Run>(file, std::exchange(loaded.config, {}));
   const int code = run->run();
   if (run->is_clean()) return code;
   std::fflush(stderr);

@@ -38,7 +38,7 @@ TEST_F(KeysTest, EveryKey_IsTaken) {
       "ca_file = \"ca.pem\"\ncert_file = \"cert.pem\"\nkey_file = \"key.pem\"\nkeep_alive_s = 20\n"
       "mqtt_version = \"5\"\n";
   sections.sparkplug += "primary_host = \"scada\"\n";
-  sections.journal += "max_mb = 3\n";
+  sections.journal += "max_mb = 4\n";
   sections.poll += "deadband = 0.5\n[[poll]]\nevery_ms = 10\nnames = \"Level\"\n";
   sections.last = "[json]\ntopic = \"plant1/press1/{name}\"\n[metrics]\nlisten = \"127.0.0.1:9600\"\n";
   const ConfigResult result = load(sections);
@@ -72,7 +72,7 @@ TEST_F(KeysTest, EveryKey_IsTaken) {
   EXPECT_EQ(config.polls[1].every_ms, 10);
   EXPECT_THAT(config.polls[1].names, ElementsAre("Level"));
   EXPECT_EQ(config.journal_folder, folder_.file("journal"));
-  EXPECT_EQ(config.journal_bytes, 3U << 20U);
+  EXPECT_EQ(config.journal_bytes, 4U << 20U);
   EXPECT_EQ(config.metrics_host, "127.0.0.1");
   EXPECT_EQ(config.metrics_port, 9600);
 }
@@ -191,8 +191,8 @@ TEST_F(KeysTest, Ranges_AreHeld) {
       ElementsAre("3:7: error: [[command]] min must be a finite number",
                   "4:7: error: [[command]] max is 9007199254740993, beyond 9007199254740992, up to which limits "
                   "are exact: leave it out"));
-  EXPECT_THAT(said_of("[journal]\nfolder = \"journal\"\nmax_mb = 0\n", &Sections::journal),
-              ElementsAre("3:10: error: [journal] max_mb is 0 and must be from 1 to 1000000"));
+  EXPECT_THAT(said_of("[journal]\nfolder = \"journal\"\nmax_mb = 3\n", &Sections::journal),
+              ElementsAre("3:10: error: [journal] max_mb is 3 and must be from 4 to 1000000"));
 }
 
 TEST_F(KeysTest, Texts_AreNeitherEmptyNorHoldControls) {
