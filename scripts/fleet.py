@@ -64,6 +64,12 @@ class Broker:
                 time.sleep(0.02)
         return False
 
+    def host_is_online(self, host):
+        """Says so for a primary host."""
+        state = json.dumps({"online": True, "timestamp": int(time.time() * 1000)})
+        subprocess.run(["mosquitto_pub", "-p", str(self.port), "-q", "1", "-r", "-t", f"spBv1.0/STATE/{host}", "-m",
+                        state], check=True)
+
     def end(self, how=signal.SIGTERM):
         if self.process.poll() is None:
             self.process.send_signal(signal.SIGCONT)
@@ -74,7 +80,7 @@ class Broker:
 class Machine:
     """A simulated controller and its gateway."""
 
-    def __init__(self, fleet, number, tags, polls, *, animate_ms=None, more=""):
+    def __init__(self, fleet, number, tags, polls, *, animate_ms=None, primary_host=None, keep_alive_s=10, more=""):
         self.name = f"press{number}"
         self.fleet = fleet
         self.folder = fleet.folder / self.name
@@ -86,6 +92,8 @@ class Machine:
         self.tag_file = self.folder / "tags" / "PLC7F000001_0.csv"
         self.tag_file.write_text(tags)
         self.polls = polls
+        self.primary_host = primary_host
+        self.keep_alive_s = keep_alive_s
         self.more = more
         self.sim = None
         self.gateway = None
@@ -117,6 +125,7 @@ class Machine:
     def write_config(self):
         polls = "".join(f"[[poll]]\nevery_ms = {every_ms}\nnames = {json.dumps(names)}\n"
                         for every_ms, names in self.polls)
+        host = f'primary_host = "{self.primary_host}"\n' if self.primary_host else ""
         self.config.write_text(f"""[controller]
 name = "{self.name}"
 address = "127.0.0.1"
@@ -124,10 +133,11 @@ port = {self.port}
 tags = "tags"
 [broker]
 url = "mqtt://127.0.0.1:{self.fleet.broker.port}"
+keep_alive_s = {self.keep_alive_s}
 [sparkplug]
 group = "Plant1"
 edge_node = "{self.name}"
-[journal]
+{host}[journal]
 folder = "journal"
 max_mb = 64
 [metrics]
@@ -193,18 +203,26 @@ class Subscriber:
         self.on_message = on_message
         words = ["mosquitto_sub", "-p", str(broker.port), "-t", "spBv1.0/#", "-t", "hello", "-F", "%t %x"]
         self.process = subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True)
+        self.greetings = 0
         self.listens = threading.Event()
         self.thread = threading.Thread(target=self.read)
         self.thread.start()
-        # Births that go out before its subscription are never seen.
+        self.wait_for_broker(broker)
+
+    def wait_for_broker(self, broker):
+        """What is published before its subscription, also that to a broker that has begun again, is never seen."""
+        self.greetings += 1
+        self.listens.clear()
         while not self.listens.wait(0.05):
-            subprocess.run(["mosquitto_pub", "-p", str(broker.port), "-t", "hello", "-m", "x"], check=True)
+            subprocess.run(["mosquitto_pub", "-p", str(broker.port), "-t", "hello", "-m", str(self.greetings)],
+                           check=True)
 
     def read(self):
         for line in self.process.stdout:
             topic, _, payload = line.rstrip("\n").rpartition(" ")
             if topic == "hello":
-                self.listens.set()
+                if bytes.fromhex(payload).decode() == str(self.greetings):
+                    self.listens.set()
                 continue
             self.take(topic)
             if self.on_message:
