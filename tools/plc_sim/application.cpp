@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 
+#include "base/descriptors.h"
 #include "base/files.h"
 #include "base/whole_file.h"
 #include "tools/plc_sim/console/console.h"
@@ -29,6 +30,9 @@ namespace {
 
 // Far more than a controller's variables take; a wrong path may name anything.
 constexpr size_t kMostTagFileBytes = size_t{256} << 20U;
+
+// Of the loop: its poll, its wake-up, two pipes for signals, and two of the first that live in it.
+constexpr size_t kLoopDescriptors = 8;
 
 constexpr int kDone = 0;
 constexpr int kViolationSeen = 1;
@@ -269,7 +273,7 @@ int run_simulator(const Options& options) {
     if (capture.exchanges.empty()) return kNotStarted;
     captured = std::move(capture.exchanges);
   }
-  const std::string problem = problem_with_loop();
+  const std::string problem = plc_base::problem_with_descriptors(kLoopDescriptors);
   if (!problem.empty()) {
     print_error("plc-sim: cannot start: " + problem);
     return kNotStarted;

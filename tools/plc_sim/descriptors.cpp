@@ -1,14 +1,9 @@
 // Shares out descriptors.
 #include "tools/plc_sim/descriptors.h"
 
-#include <fcntl.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstring>
 
 #include "tools/plc_sim/server/server.h"
 
@@ -32,19 +27,6 @@ Shares own_shares() {
   const bool is_known = getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
   constexpr size_t kPlenty = 1024;
   return shares_of(is_known ? static_cast<size_t>(limit.rlim_cur) : kPlenty);
-}
-
-std::string problem_with_loop() {
-  std::array<int, 8> taken{};  // its poll, its wake-up, two pipes for signals, and two of the first that live in it
-  std::string problem;
-  for (int& descriptor : taken) {
-    descriptor = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0);
-    if (descriptor < 0 && problem.empty()) problem = std::strerror(errno);
-  }
-  for (const int descriptor : taken) {
-    if (descriptor >= 0) close(descriptor);
-  }
-  return problem;
 }
 
 }  // namespace plc_sim

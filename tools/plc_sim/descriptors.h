@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
 
 #include "tools/plc_sim/page/web_server.h"
 
@@ -18,8 +17,5 @@ Shares shares_of(size_t descriptors);
 
 // Of the descriptors that this process may have.
 Shares own_shares();
-
-// Why the event loop cannot have its descriptors; empty when it can. It would end the process without a word.
-std::string problem_with_loop();
 
 }  // namespace plc_sim

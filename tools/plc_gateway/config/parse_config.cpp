@@ -259,6 +259,9 @@ void ConfigParser::take_metrics() {
   if (!listen) return;
   const ListenAddress parsed = parse_listen(*listen);
   if (!parsed.problem.empty()) from.error("listen", parsed.problem);
+  if (parsed.problem.empty() && parsed.host.rfind("127.", 0) != 0 && parsed.host != "::1") {
+    findings_.note(from.place("listen"), *listen + " is open to other machines: whoever reaches it reads the figures");
+  }
   draft_.config.metrics_host = parsed.host;
   draft_.config.metrics_port = parsed.port;
 }

@@ -1,5 +1,7 @@
 #include "tools/plc_gateway/journal/database.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 
@@ -42,6 +44,21 @@ bool fill_log(sqlite3_file* file) {
 uint64_t rounded_up(uint64_t pages) {
   constexpr uint64_t kChunkPages = Database::kChunkBytes / Database::kPageBytes;
   return (pages + kChunkPages - 1) / kChunkPages * kChunkPages;
+}
+
+// SQLite follows a link and makes what it leads to a database.
+std::string why_not_to_be_opened(const std::string& path) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode)) return {};
+  return S_ISLNK(status.st_mode) ? "it is a symbolic link" : "it is not a regular file";
+}
+
+// What a stored schema could do of its own, as part of our statements.
+void refuse_stored_code(sqlite3* connection) {
+  for (const int power :
+       {SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_ENABLE_VIEW, SQLITE_DBCONFIG_TRUSTED_SCHEMA}) {
+    sqlite3_db_config(connection, power, 0, static_cast<int*>(nullptr));
+  }
 }
 
 }  // namespace
@@ -96,10 +113,13 @@ Database::~Database() {
 }
 
 void Database::open() {
+  const std::string problem = vfs_.empty() ? why_not_to_be_opened(path_) : std::string();
+  if (!problem.empty()) throw JournalError(path_ + ": " + problem + "; remove it, or name another folder");
   const int code =
       sqlite3_open_v2(path_.c_str(), &connection_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
                       vfs_.empty() ? nullptr : vfs_.c_str());
   if (code != SQLITE_OK) throw_for(answer(code), "cannot be opened");
+  refuse_stored_code(connection_);
   auto chunk = static_cast<int>(kChunkBytes);
   sqlite3_file_control(connection_, "main", SQLITE_FCNTL_CHUNK_SIZE, &chunk);
   // The lock of the whole file comes before the log: SQLite then needs no memory shared with other processes.

@@ -10,6 +10,10 @@ namespace {
 constexpr uint64_t kLifeEvery = 256;
 // Numbers so far behind the last one that life knows were never given.
 constexpr uint64_t kMostAhead = 1ULL << 32U;
+// Beyond all counts, and far from the last number that SQLite has.
+constexpr uint64_t kMostCount = 1ULL << 60U;
+// Aliases are given one after the other, and a table of all of them is kept.
+constexpr uint64_t kMostAlias = 1ULL << 24U;
 // What a row needs at most besides its own pages: a new page in each level of the tree, and those of the other tables.
 constexpr uint64_t kSparePages = 8;
 // More than one row's worth goes at once, so that not every row has to look for old ones.
@@ -93,6 +97,9 @@ void RowStore::read_life() {
     if (done != Answer::kDone) database_.throw_for(done, "cannot be read");
     if (code != SQLITE_ROW) database_.throw_for(Answer::kDamaged, "lacks its counts");
     life_ = {query.number(0), query.number(1), query.number(2), query.number(3)};
+    for (const uint64_t count : {life_.last_id, life_.rows, life_.values, life_.dropped}) {
+      if (count > kMostCount) database_.throw_for(Answer::kDamaged, "has impossible counts");
+    }
   }
   Query query(sums_);
   const Answer done = database_.answer(query.with(life_.last_id + 1).with(INT64_MAX).step());
@@ -128,7 +135,7 @@ std::vector<StoredName> RowStore::names() {
     name.variable.declared_type = query.bytes(3);
     name.variable.shape = shape_from(std::string(query.bytes(4)));
     if (!query.is_nothing(5)) name.last_row = query.number(5);
-    if (name.alias == 0 || name.alias > kNoIndex - 1) database_.throw_for(Answer::kDamaged, "has impossible aliases");
+    if (name.alias == 0 || name.alias > kMostAlias) database_.throw_for(Answer::kDamaged, "has impossible aliases");
   }
   const Answer done = database_.answer(code);
   if (done != Answer::kDone) database_.throw_for(done, "cannot be read");

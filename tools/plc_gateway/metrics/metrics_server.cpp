@@ -4,7 +4,9 @@
 // watches, and a timer brings it back when it asked for that.
 #include "tools/plc_gateway/metrics/metrics_server.h"
 
+#include <arpa/inet.h>
 #include <netinet/in.h>
+#include <strings.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -17,6 +19,7 @@ namespace {
 
 constexpr int kWaitingVisitors = 16;
 constexpr size_t kBytesPerConnection = 16384;  // the head of a request must fit
+constexpr int kForbidden = 403;
 constexpr int kWrongMethod = 405;
 
 uv_handle_t* as_handle(uv_poll_t& poll) { return reinterpret_cast<uv_handle_t*>(&poll); }
@@ -44,12 +47,38 @@ int open_metrics_listener(const std::string& host, uint16_t port) {
   return descriptor;
 }
 
-uint16_t port_of(int descriptor) {
+sockaddr_storage address_of(int descriptor) {
   sockaddr_storage address{};
   socklen_t length = sizeof address;
   getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &length);
+  return address;
+}
+
+uint16_t port_of(const sockaddr_storage& address) {
   return ntohs(address.ss_family == AF_INET6 ? reinterpret_cast<const sockaddr_in6*>(&address)->sin6_port
                                              : reinterpret_cast<const sockaddr_in*>(&address)->sin_port);
+}
+
+bool is_loopback(const sockaddr_storage& address) {
+  if (address.ss_family == AF_INET6) {
+    return IN6_IS_ADDR_LOOPBACK(&reinterpret_cast<const sockaddr_in6*>(&address)->sin6_addr) != 0;
+  }
+  constexpr uint32_t kNetBits = 24;
+  return ntohl(reinterpret_cast<const sockaddr_in*>(&address)->sin_addr.s_addr) >> kNetBits == IN_LOOPBACKNET;
+}
+
+// Whether a request names an address, or localhost. A web site gets at what listens on its visitor's own machine by
+// having its own name mean that: then it is the site's name that the browser sends.
+bool names_this_machine(const char* host) {
+  if (host == nullptr) return true;  // no browser's
+  const std::string text = host;
+  in6_addr parsed{};
+  if (text.rfind('[', 0) == 0) {
+    const size_t end = text.find(']');
+    return end != std::string::npos && inet_pton(AF_INET6, text.substr(1, end - 1).c_str(), &parsed) == 1;
+  }
+  const std::string name = text.substr(0, text.find(':'));
+  return strcasecmp(name.c_str(), "localhost") == 0 || inet_pton(AF_INET, name.c_str(), &parsed) == 1;
 }
 
 MHD_Result send_answer(MHD_Connection* connection, MetricsAnswer answer) {
@@ -85,7 +114,9 @@ std::string MetricsServer::listen(const std::string& host, uint16_t port) {
     close(listener);
     return "no memory or no descriptors for an HTTP server";
   }
-  port_ = port_of(listener);
+  const sockaddr_storage address = address_of(listener);
+  port_ = port_of(address);
+  is_for_this_machine_ = is_loopback(address);
   uv_poll_init(loop_, &poll_, MHD_get_daemon_info(daemon_, MHD_DAEMON_INFO_EPOLL_FD)->epoll_fd);
   uv_timer_init(loop_, &timer_);
   uv_timer_init(loop_, &overdue_timer_);
@@ -151,7 +182,13 @@ MHD_Result MetricsServer::on_request(void* self, MHD_Connection* connection, con
     return send_answer(connection, refusal);
   }
   *size = 0;
-  return send_answer(connection, static_cast<MetricsServer*>(self)->answer_(path));
+  const auto* server = static_cast<const MetricsServer*>(self);
+  const char* host = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, MHD_HTTP_HEADER_HOST);
+  if (!server->is_for_this_machine_ || names_this_machine(host)) return send_answer(connection, server->answer_(path));
+  MetricsAnswer refusal;
+  refusal.status = kForbidden;
+  refusal.body = "plc-gateway: ask for 127.0.0.1, [::1] or localhost: no other name is served to this machine alone\n";
+  return send_answer(connection, refusal);
 }
 
 }  // namespace plc_gateway

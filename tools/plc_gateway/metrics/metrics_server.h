@@ -52,6 +52,7 @@ class MetricsServer {
   MetricsLimits limits_;
   MHD_Daemon* daemon_ = nullptr;
   uint16_t port_ = 0;
+  bool is_for_this_machine_ = false;  // it listens on no other address
   uv_poll_t poll_{};
   uv_timer_t timer_{};
   uv_timer_t overdue_timer_{};

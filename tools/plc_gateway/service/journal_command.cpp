@@ -50,6 +50,10 @@ int show_journal(const std::string& file, bool with_rows) {
   options.most_bytes = loaded.config.journal_bytes;
   try {
     const Journal journal(options, loaded.config.variables);
+    if (journal.counters().lost_damage != 0) {
+      throw GatewayError(kExitOutput,
+                         database + ": it was damaged; it is kept beside a new one, and what it held is lost");
+    }
     show_counters(journal.counters());
     if (with_rows) show_rows(journal);
   } catch (const JournalError& error) {

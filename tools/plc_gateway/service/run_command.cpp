@@ -8,6 +8,7 @@
 #include <optional>
 #include <utility>
 
+#include "base/descriptors.h"
 #include "base/shown_text.h"
 #include "base/text.h"
 #include "tools/plc_gateway/metrics/metrics_server.h"
@@ -23,6 +24,7 @@ namespace plc_gateway {
 namespace {
 
 constexpr uint64_t kTickMs = 1000;
+constexpr size_t kDescriptors = 40;  // of the loop, the driver, the journal, both connections, and visitors
 constexpr int kHttpOk = 200;
 constexpr int kHttpNotFound = 404;
 constexpr int kHttpUnavailable = 503;
@@ -328,9 +330,19 @@ class Run {
   int code_ = kExitOk;
 };
 
+// Visitors and the loop would take those of the connections and the journal.
+void require_descriptors() {
+  const std::string problem = plc_base::problem_with_descriptors(kDescriptors);
+  if (problem.empty()) return;
+  throw GatewayError(kExitFailed, "it needs " + std::to_string(kDescriptors) +
+                                      " descriptors besides those that are open (" + problem +
+                                      "): raise the limit, ulimit -n or LimitNOFILE");
+}
+
 }  // namespace
 
 int run_gateway(const std::string& file) {
+  require_descriptors();
   ConfigResult loaded = load_config(file);
   require_ok(loaded, file);
   // A broker or a visitor that goes away must not end the gateway, neither must a file that may not grow.

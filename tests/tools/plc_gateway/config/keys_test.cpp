@@ -259,6 +259,14 @@ TEST_F(KeysTest, AddressesOfTheMetrics_AreTakenApart) {
               "is '" + std::string(text) + "' without a port: give one from 0 to 65535, 0 for any that is free");
   }
   EXPECT_THAT(said_of("[metrics]\nlisten = \"9600\"\n"), ElementsAre("2:10: error: [metrics] listen is '9600'" + form));
+  for (const char* address : {"0.0.0.0:9600", "10.0.0.1:9600", "[::]:9600"}) {
+    EXPECT_THAT(said_of("[metrics]\nlisten = \"" + std::string(address) + "\"\n"),
+                ElementsAre("2:10: note: " + std::string(address) +
+                            " is open to other machines: whoever reaches it reads the figures"));
+  }
+  for (const char* address : {"127.0.0.1:9600", "127.1.2.3:9600", "[::1]:9600"}) {
+    EXPECT_THAT(said_of("[metrics]\nlisten = \"" + std::string(address) + "\"\n"), IsEmpty());
+  }
 }
 
 TEST_F(KeysTest, Topics_HaveTheNameOnceAndNothingForSubscribers) {

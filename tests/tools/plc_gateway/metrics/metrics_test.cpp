@@ -20,6 +20,7 @@ using plc_gateway::MetricsView;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 
 TEST(MetricsText, Figures_StandUnderTheirNamesAndLabels) {
@@ -86,7 +87,7 @@ class Visitor {
 
 class MetricsServerTest : public testing::Test {
  protected:
-  void serve(MetricsLimits limits = {}) {
+  void serve(MetricsLimits limits = {}, const std::string& host = "127.0.0.1") {
     server = std::make_unique<MetricsServer>(
         loop.get(),
         [](const std::string& path) {
@@ -95,7 +96,7 @@ class MetricsServerTest : public testing::Test {
           return answer;
         },
         limits);
-    ASSERT_EQ(server->listen("127.0.0.1", 0), "");
+    ASSERT_EQ(server->listen(host, 0), "");
   }
   void TearDown() override {
     server->stop();
@@ -113,17 +114,41 @@ class MetricsServerTest : public testing::Test {
 
 TEST_F(MetricsServerTest, Get_IsAnsweredAndTheConnectionClosed) {
   serve();
-  const std::string answer = answer_to("GET /metrics HTTP/1.1\r\nHost: x\r\n\r\n");
+  const std::string answer = answer_to("GET /metrics HTTP/1.1\r\nHost: localhost\r\n\r\n");
   EXPECT_THAT(answer, StartsWith("HTTP/1.1 200 OK\r\n"));
   EXPECT_THAT(answer, HasSubstr("\r\nContent-Type: text/plain; charset=utf-8\r\n"));
   EXPECT_THAT(answer, EndsWith("\r\n\r\nyou asked for /metrics"));
+}
+
+TEST_F(MetricsServerTest, WebSitesWhoseNameMeansThisMachine_AreNotAnswered) {
+  serve();
+  for (const char* host : {"evil.example", "evil.example:9600", "localhost.evil.example", "127.0.0.1.evil.example", "",
+                           "[::1", "[evil]", "[]", "x@127.0.0.1"}) {
+    const std::string answer = answer_to("GET /metrics HTTP/1.1\r\nHost: " + std::string(host) + "\r\n\r\n");
+    EXPECT_THAT(answer, StartsWith("HTTP/1.1 403 ")) << host;
+    EXPECT_THAT(answer, Not(HasSubstr("you asked"))) << host;
+  }
+}
+
+TEST_F(MetricsServerTest, AddressesAndLocalhost_AreAnswered) {
+  serve();
+  for (const char* host : {"127.0.0.1", "127.0.0.1:9600", "[::1]:9600", "[::1]", "LocalHost:1"}) {
+    EXPECT_THAT(answer_to("GET /m HTTP/1.1\r\nHost: " + std::string(host) + "\r\n\r\n"), EndsWith("asked for /m"));
+  }
+  EXPECT_THAT(answer_to("GET /m HTTP/1.0\r\n\r\n"), EndsWith("asked for /m"));
+}
+
+// Who may reach it there reads it under whatever name the network has for this machine.
+TEST_F(MetricsServerTest, AddressOfANetwork_IsServedUnderAnyName) {
+  serve({}, "0.0.0.0");
+  EXPECT_THAT(answer_to("GET /m HTTP/1.1\r\nHost: press1.plant\r\n\r\n"), EndsWith("asked for /m"));
 }
 
 TEST_F(MetricsServerTest, AnythingButGetAndHead_IsRefused) {
   serve();
   for (const char* method : {"POST", "PUT", "DELETE"}) {
     const std::string answer =
-        answer_to(std::string(method) + " / HTTP/1.1\r\nHost: x\r\nContent-Length: 3\r\n\r\nabc");
+        answer_to(std::string(method) + " / HTTP/1.1\r\nHost: localhost\r\nContent-Length: 3\r\n\r\nabc");
     EXPECT_THAT(answer, StartsWith("HTTP/1.1 405 "));
     EXPECT_THAT(answer, HasSubstr("\r\nAllow: GET, HEAD\r\n"));
   }
@@ -142,7 +167,7 @@ TEST_F(MetricsServerTest, VisitorsBeyondTheirNumber_AreClosed) {
   serve(limits);
   Visitor first(server->port(), "GET /1");
   Visitor second(server->port(), "GET /2");
-  EXPECT_THAT(answer_to("GET /3 HTTP/1.1\r\nHost: x\r\n\r\n"), IsEmpty());
+  EXPECT_THAT(answer_to("GET /3 HTTP/1.1\r\nHost: localhost\r\n\r\n"), IsEmpty());
 }
 
 TEST_F(MetricsServerTest, AddressThatIsNone_IsTold) {

@@ -178,6 +178,34 @@ TEST_F(GatewayProgram, Journal_ShowsWhatNoBrokerHasHeard) {
                                HasSubstr(" data 1\n")));
 }
 
+TEST_F(GatewayProgram, DamagedJournal_IsNotShownAsAnEmptyOne) {
+  world.controller_port = world.broker_port = 1;  // nobody is asked
+  const std::string config = world.write_config();
+  const std::string database = world.folder.write("journal/journal.sqlite", std::string(8192, 'x'));
+  const plc_host_test::Outcome shown = world.run({"journal", config});
+  EXPECT_EQ(shown.code, 8);
+  EXPECT_THAT(shown.out, IsEmpty());
+  EXPECT_THAT(shown.err, HasSubstr("plc-gateway: " + database +
+                                   ": it was damaged; it is kept beside a new one, and what it held is lost\n"));
+  EXPECT_EQ(world.folder.read("journal/journal.damaged.1"), std::string(8192, 'x'));
+}
+
+TEST_F(GatewayProgram, TooFewDescriptors_AreToldBeforeItBegins) {
+  world.controller_port = world.broker_port = 1;
+  const std::vector<std::string> words = {"/bin/sh", "-c", R"(ulimit -n "$2"; exec "$0" run "$1")", PLC_TEST_GATEWAY,
+                                          world.write_config()};
+  for (const char* most : {"8", "16", "30"}) {
+    std::vector<std::string> limited = words;
+    limited.emplace_back(most);
+    plc_host_test::Child child(limited, world.folder.file("run.out"), world.folder.file("run.err"));
+    EXPECT_EQ(child.wait(), 1) << most;
+    EXPECT_EQ(
+        world.folder.read("run.err"),
+        "plc-gateway: it needs 40 descriptors besides those that are open (Too many open files): raise the limit, "
+        "ulimit -n or LimitNOFILE\n");
+  }
+}
+
 TEST_F(GatewayProgram, JournalOfAnotherGateway_IsNotShared) {
   start_all();
   const plc_host_test::Outcome second = world.run({"run", world.folder.file("gateway.toml")});

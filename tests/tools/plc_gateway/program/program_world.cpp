@@ -130,7 +130,7 @@ std::string ProgramWorld::page(const std::string& path) const {
   address.sin_port = htons(port);
   address.sin_addr.s_addr = htonl(plc_test::kLoopbackAddress);
   if (connect(visitor.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return "not connected";
-  const std::string request = "GET " + path + " HTTP/1.1\r\nHost: here\r\n\r\n";
+  const std::string request = "GET " + path + " HTTP/1.1\r\nHost: localhost\r\n\r\n";
   send(visitor.get(), request.data(), request.size(), MSG_NOSIGNAL);
   std::string answer;
   char buffer[4096];
