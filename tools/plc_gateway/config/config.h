@@ -22,6 +22,7 @@ struct Config {
 
   std::string device;  // [controller] name
   plc_client::Options controller;
+  std::string tag_address;  // by which its tag files were found: its own, or theirs while nobody knows its own
 
   std::string broker_host;
   uint16_t broker_port = 1883;

@@ -3,6 +3,10 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <filesystem>
+#include <optional>
+#include <set>
 #include <string_view>
 
 #include "base/files.h"
@@ -23,13 +27,45 @@ struct FoundAddress {
   std::string problem;
 };
 
+std::string text_of(uint32_t address) {
+  const in_addr number{htonl(address)};
+  std::array<char, INET_ADDRSTRLEN> text{};
+  inet_ntop(AF_INET, &number, text.data(), text.size());
+  return text.data();
+}
+
 FoundAddress find_address(const std::string& host) {
   const plc_base::FoundHost found = plc_base::find_host(host);
   if (!found.problem.empty()) return {{}, found.problem};
-  const in_addr number{htonl(found.address)};
-  std::array<char, INET_ADDRSTRLEN> text{};
-  inet_ntop(AF_INET, &number, text.data(), text.size());
-  return {text.data(), {}};
+  return {text_of(found.address), {}};
+}
+
+// The address of PLC<address>_<area>.csv; nothing for another name.
+std::optional<uint32_t> address_in(const std::string& name) {
+  constexpr std::string_view kStart = "PLC";
+  constexpr std::string_view kEnd = ".csv";
+  const size_t line = name.find('_');
+  if (name.compare(0, kStart.size(), kStart) != 0 || line == std::string::npos) return std::nullopt;
+  if (name.size() < kEnd.size() || name.compare(name.size() - kEnd.size(), kEnd.size(), kEnd) != 0) return std::nullopt;
+  uint32_t address = 0;
+  const std::from_chars_result end = std::from_chars(name.data() + kStart.size(), name.data() + line, address, 16);
+  const bool is_whole = end.ec == std::errc() && end.ptr == name.data() + line;
+  return is_whole ? std::optional<uint32_t>(address) : std::nullopt;
+}
+
+// That of all tag files in the folders; empty when they are several controllers', or none.
+std::string address_of_files(const std::vector<std::string>& paths) {
+  std::set<uint32_t> addresses;
+  for (const std::string& path : paths) {
+    std::error_code problem;
+    for (std::filesystem::directory_iterator file(path, problem), end; !problem && file != end;
+         file.increment(problem)) {
+      if (const std::optional<uint32_t> address = address_in(file->path().filename().string())) {
+        addresses.insert(*address);
+      }
+    }
+  }
+  return addresses.size() == 1 ? text_of(*addresses.begin()) : std::string();
 }
 
 // The library has said what is wrong with the driver or with a tag file.
@@ -43,7 +79,7 @@ void tell_problem(const Draft& draft, const std::string& problem, Findings& find
 }
 
 // Names are looked up whatever becomes of the address: a name server that is out of reach says nothing of the file.
-// Only the tag files of a folder are found by it.
+// Only the tag files of a folder are found by it, unless all of them are one controller's.
 void look_around(Draft& draft, Findings& findings) {
   constexpr const char* kAnyAddress = "127.0.0.1";
   if (!can_look_names_up(draft)) return;
@@ -52,10 +88,11 @@ void look_around(Draft& draft, Findings& findings) {
   if (found.address.empty()) {
     findings.note(draft.address, plc_base::quoted(options.address) +
                                      " is no address, and this machine knows no host of that name now (" +
-                                     found.problem +
-                                     "): names in a folder of tag files cannot be looked up without it");
+                                     found.problem + "): it is tried again while the gateway runs");
   }
-  options.address = found.address.empty() ? kAnyAddress : found.address;
+  draft.config.tag_address = found.address.empty() ? address_of_files(options.tags) : found.address;
+  if (draft.config.tag_address.empty()) draft.config.tag_address = kAnyAddress;
+  options.address = draft.config.tag_address;
   try {
     plc_client::Controller controller(options);
     const std::string& build = controller.driver_build();

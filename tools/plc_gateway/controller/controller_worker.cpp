@@ -1,6 +1,7 @@
 // The worker's thread: takes a job, makes the client library's call, hands the result over.
 #include "tools/plc_gateway/controller/controller_worker.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -14,6 +15,7 @@ using plc_client::Reason;
 
 // A controller that is back is to be found within seconds, however long it was away.
 constexpr std::chrono::milliseconds kLongestPause{2000};
+constexpr std::chrono::milliseconds kFirstSearchPause{250};
 
 plc_client::Options paced(plc_client::Options options) {
   options.longest_pause = kLongestPause;
@@ -28,16 +30,37 @@ Ms now_ms() { return wall_ms_of(std::chrono::system_clock::now()); }
 
 }  // namespace
 
-ControllerWorker::ControllerWorker(const plc_client::Options& options, std::vector<Variable> variables,
-                                   std::vector<CommandRule> rules, std::function<void()> wake)
-    : variables_(std::move(variables)),
-      rules_(std::move(rules)),
-      wake_(std::move(wake)),
-      controller_(paced(options)),
-      pieces_(cut_into_pieces(controller_, variables_)) {
-  plans_.reserve(pieces_.size());
-  for (const Piece& piece : pieces_) plans_.push_back(controller_.plan(names_of(piece, variables_)));
+ControllerWorker::ControllerWorker(const plc_client::Options& options, std::string tag_address,
+                                   std::vector<Variable> variables, std::vector<CommandRule> rules,
+                                   std::function<void()> wake)
+    : variables_(std::move(variables)), rules_(std::move(rules)), wake_(std::move(wake)), options_(paced(options)) {
+  plc_client::Options known = options_;
+  known.address = std::move(tag_address);
+  auto controller = std::make_unique<plc_client::Controller>(known);
+  pieces_ = cut_into_pieces(*controller, variables_);
+  if (known.address == options_.address) use(std::move(controller));
   thread_ = std::thread([this] { work(); });
+}
+
+void ControllerWorker::use(std::unique_ptr<plc_client::Controller> controller) {
+  plans_.reserve(pieces_.size());
+  for (const Piece& piece : pieces_) plans_.push_back(controller->plan(names_of(piece, variables_)));
+  controller_ = std::move(controller);
+}
+
+// Nothing when it is there. A name server is asked in growing pauses.
+plc_client::Problem ControllerWorker::find_controller() {
+  if (controller_) return {};
+  if (std::chrono::steady_clock::now() < next_search_) return {Reason::kNotTried, search_problem_, {}};
+  try {
+    use(std::make_unique<plc_client::Controller>(options_));
+    return {};
+  } catch (const plc_client::Error& error) {
+    search_problem_ = error.what();
+  }
+  search_pause_ = std::clamp(2 * search_pause_, kFirstSearchPause, kLongestPause);
+  next_search_ = std::chrono::steady_clock::now() + search_pause_;
+  return {Reason::kNoConnection, search_problem_, {}};
 }
 
 ControllerWorker::~ControllerWorker() { stop(); }
@@ -88,12 +111,13 @@ void ControllerWorker::work() {
     }
     wake_();
   }
-  controller_.close();
+  if (controller_) controller_->close();
   note_figures();
 }
 
 void ControllerWorker::note_figures() {
-  const plc_client::State state = controller_.state();
+  if (!controller_) return;
+  const plc_client::State state = controller_->state();
   connected_ = state.connected;
   connects_ = state.connects;
   exchanges_ = state.exchanges;
@@ -109,7 +133,7 @@ void ControllerWorker::take_readings(const Piece& piece, const std::vector<Readi
     if (readings[i].ok() || result.link_lost) continue;
     const Reason reason = readings[i].error.reason;
     // The connection's state is asked for only where it makes a difference: a copy of it takes memory.
-    if (!is_of_the_link(reason, reason == Reason::kFailed && controller_.state().connected)) continue;
+    if (!is_of_the_link(reason, reason == Reason::kFailed && controller_->state().connected)) continue;
     result.link_lost = true;
     result.reason = reason;
     result.error = with_advice(readings[i].error);
@@ -119,12 +143,18 @@ void ControllerWorker::take_readings(const Piece& piece, const std::vector<Readi
 ReadResult ControllerWorker::read(size_t piece) {
   ReadResult result;
   result.piece = piece;
+  const plc_client::Problem unknown = find_controller();
   try {
-    take_readings(pieces_[piece], controller_.read(plans_[piece]), result);
+    if (controller_) take_readings(pieces_[piece], controller_->read(plans_[piece]), result);
   } catch (const plc_client::Error& error) {
     result.link_lost = true;
     result.reason = Reason::kFailed;
     result.error = error.what();
+  }
+  if (!controller_) {
+    result.link_lost = true;
+    result.reason = unknown.reason;
+    result.error = unknown.text;
   }
   if (!result.link_lost) return result;
   const Ms now = now_ms();
@@ -141,9 +171,15 @@ ReadResult ControllerWorker::read(size_t piece) {
 WriteOutcome ControllerWorker::write(const WriteJob& job) {
   WriteOutcome outcome;
   const CommandRule& rule = rules_[job.rule];
-  const uint64_t calls = controller_.state().calls;
+  if (const plc_client::Problem unknown = find_controller(); !controller_) {
+    outcome.reason = unknown.reason;
+    outcome.error = unknown.text;
+    outcome.time = now_ms();
+    return outcome;
+  }
+  const uint64_t calls = controller_->state().calls;
   try {
-    const plc_client::WriteResult written = controller_.write(
+    const plc_client::WriteResult written = controller_->write(
         rule.name, job.value, rule.verify ? plc_client::Verify::kReadBack : plc_client::Verify::kNone);
     outcome.outcome = written.outcome;
     outcome.verified = written.verified;
@@ -152,7 +188,7 @@ WriteOutcome ControllerWorker::write(const WriteJob& job) {
     outcome.time = wall_ms_of(written.time);
   } catch (const plc_client::Error& error) {
     // Thrown before anything was sent, unless the driver broke its word in a call.
-    const bool was_called = controller_.state().calls != calls;
+    const bool was_called = controller_->state().calls != calls;
     outcome.outcome = was_called ? plc_client::Outcome::kUnknown : plc_client::Outcome::kNotDone;
     outcome.reason = was_called ? Reason::kFailed : Reason::kImpossible;
     outcome.error = error.what();

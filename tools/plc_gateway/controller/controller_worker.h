@@ -3,11 +3,14 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <thread>
 #include <variant>
 #include <vector>
@@ -33,9 +36,10 @@ class ControllerWorker : public ControllerPort {
   using Result = std::variant<ReadResult, WriteOutcome>;
 
   // Connects when first used. `wake` is called by the thread when take_results() has something; it must not throw.
-  // Throws plc_client::Error: no such address, tag file, driver or variable.
-  ControllerWorker(const plc_client::Options& options, std::vector<Variable> variables, std::vector<CommandRule> rules,
-                   std::function<void()> wake);
+  // Throws plc_client::Error: no such tag file, driver or variable. The address may be a name: it is looked up by the
+  // thread, and until it is found the controller is lost; `tag_address` is the one by which its tag files are found.
+  ControllerWorker(const plc_client::Options& options, std::string tag_address, std::vector<Variable> variables,
+                   std::vector<CommandRule> rules, std::function<void()> wake);
   ~ControllerWorker() override;
   ControllerWorker(const ControllerWorker&) = delete;
   ControllerWorker& operator=(const ControllerWorker&) = delete;
@@ -63,6 +67,8 @@ class ControllerWorker : public ControllerPort {
   void start(Job job);
   void work();
   std::optional<Job> next_job();
+  void use(std::unique_ptr<plc_client::Controller> controller);
+  plc_client::Problem find_controller();
   ReadResult read(size_t piece);
   void take_readings(const Piece& piece, const std::vector<plc_client::Reading>& readings, ReadResult& result);
   WriteOutcome write(const WriteJob& job);
@@ -71,7 +77,11 @@ class ControllerWorker : public ControllerPort {
   std::vector<Variable> variables_;
   std::vector<CommandRule> rules_;
   std::function<void()> wake_;
-  plc_client::Controller controller_;  // of the thread, once that runs
+  const plc_client::Options options_;
+  std::unique_ptr<plc_client::Controller> controller_;  // of the thread; none as long as nobody knows its address
+  std::chrono::steady_clock::time_point next_search_;
+  std::chrono::milliseconds search_pause_{0};
+  std::string search_problem_;
   std::vector<Piece> pieces_;
   std::vector<plc_client::Plan> plans_;
   SampleMaker maker_;

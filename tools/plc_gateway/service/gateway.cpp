@@ -105,8 +105,8 @@ Gateway::Gateway(uv_loop_t* loop, const Config& config, Log& log, std::optional<
       bell_(std::make_shared<Bell>(loop, this)),
       worker_(open_or_throw(kExitLibrary,
                             [&] {
-                              return std::make_unique<ControllerWorker>(config_.controller, config_.variables,
-                                                                        config_.commands,
+                              return std::make_unique<ControllerWorker>(config_.controller, config_.tag_address,
+                                                                        config_.variables, config_.commands,
                                                                         [bell = bell_] { bell->ring(); });
                             })),
       port_(*this),

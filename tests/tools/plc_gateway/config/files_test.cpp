@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "tests/tools/plc_gateway/config/config_fixture.h"
+#include "tests/tools/plc_gateway/tag_line.h"
 
 namespace plc_gateway_test {
 namespace {
@@ -140,6 +141,13 @@ TEST_F(FilesTest, AddressThatNobodyKnows_IsANoteAndNamesAreLookedUpAllTheSame) {
               StartsWith("'" + host + "' is no address, and this machine knows no host of that name"));
   EXPECT_EQ(result.config.variables.size(), 1U);
   sections.controller = start + "tags = \"tags\"\n";
+  const ConfigResult folder = load(sections);
+  EXPECT_TRUE(folder.ok());
+  EXPECT_EQ(folder.config.variables.size(), 1U);
+  EXPECT_EQ(folder.config.tag_address, "192.168.0.10");
+  EXPECT_EQ(folder.config.controller.address, host);
+  // Of several controllers nobody knows which one is meant.
+  folder_.write("tags/PLCC0A8000B_0.csv", plc_gateway_test::tag_line("Speed", "INT"));
   EXPECT_FALSE(load(sections).ok());
 }
 

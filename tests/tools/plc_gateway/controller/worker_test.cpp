@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <condition_variable>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 
@@ -68,15 +69,17 @@ class WorkerTest : public testing::Test {
     variables_ = variables;
     make_worker(std::move(rules));
   }
-  void make_worker(std::vector<CommandRule> rules = {}, const std::string& driver = PLC_TEST_GUARDED) {
+  void make_worker(std::vector<CommandRule> rules = {}, const std::string& driver = PLC_TEST_GUARDED,
+                   const std::string& address = "127.0.0.1", const std::string& tag_address = "127.0.0.1") {
     plc_client::Options options;
-    options.address = "127.0.0.1";
+    options.address = address;
     options.port = sim_->port();
     options.tags = {folder_.path()};
     options.driver = driver;
     options.reply_timeout_s = 1;
     options.first_pause = std::chrono::milliseconds(0);
-    worker_ = std::make_unique<ControllerWorker>(options, variables_, std::move(rules), [this] { bell_.ring(); });
+    worker_ = std::make_unique<ControllerWorker>(options, tag_address, variables_, std::move(rules),
+                                                 [this] { bell_.ring(); });
   }
   template <typename Result>
   Result result() {
@@ -284,8 +287,8 @@ TEST_F(LostTest, PauseBetweenConnects_IsLostToo) {
   options.driver = PLC_TEST_GUARDED;
   options.first_pause = std::chrono::seconds(1000);
   sim_->tell("fault gone");
-  worker_ =
-      std::make_unique<ControllerWorker>(options, variables_, std::vector<CommandRule>{}, [this] { bell_.ring(); });
+  worker_ = std::make_unique<ControllerWorker>(options, options.address, variables_, std::vector<CommandRule>{},
+                                               [this] { bell_.ring(); });
   expect_lost(read(0), Reason::kNoConnection, "nothing listens on that port");
   // However long the program's own pauses are, they end within seconds.
   const ReadResult paused = read(0);
@@ -376,6 +379,32 @@ TEST_F(LostTest, StopDuringSilence_EndsWithTheReplyTimeOut) {
   worker_->stop();
   EXPECT_FALSE(worker_->figures().connected);
   worker_->stop();
+}
+
+TEST_F(LostTest, AddressThatNobodyKnows_IsAControllerThatIsLost) {
+  const std::string host(64, 'a');  // longer than a part of a name can be: nobody is asked for it
+  worker_.reset();
+  make_worker({}, PLC_TEST_GUARDED, host);
+  const ReadResult lost = read(0);
+  expect_lost(lost, Reason::kNoConnection, "'" + host + "' is no address, and the system knows no host of that name: ");
+  // In the pause that follows nobody is asked; behind it everything is as before.
+  EXPECT_EQ(read(0).error, lost.error);
+  EXPECT_EQ(write(0, Input(int64_t{1})).outcome, Outcome::kNotDone);
+}
+
+// The name is known, and what is known of it does not fit yet: it is tried again until it does.
+TEST_F(LostTest, ControllerThatIsFoundLater_IsReadAsPlanned) {
+  const std::string tags = folder_.read("PLC7F000001_0.csv");
+  std::filesystem::rename(folder_.file("PLC7F000001_0.csv"), folder_.file("PLCA000001_0.csv"));
+  worker_.reset();
+  make_worker({}, PLC_TEST_GUARDED, "localhost", "10.0.0.1");
+  const ReadResult lost = read(0);
+  EXPECT_TRUE(lost.link_lost);
+  EXPECT_THAT(lost.error, HasSubstr("has no PLC7F000001_0.csv"));
+  folder_.write("PLC7F000001_0.csv", tags);
+  ReadResult found = read(0);
+  while (found.link_lost) found = read(0);
+  EXPECT_THAT(found.samples, Each(Field(&Sample::good, true)));
 }
 
 TEST_F(LostTest, UnknownVariable_IsToldBeforeAnythingRuns) {

@@ -116,6 +116,34 @@ TEST_F(GatewayProgram, ControllerThatDies_IsToldAndFoundAgain) {
   EXPECT_THAT(world.log(), AllOf(HasSubstr("level=warning event=controller_lost"), HasSubstr("event=controller_up")));
 }
 
+// Longer than a part of a name can be: nobody is asked for it.
+const std::string kNobody(64, 'a');
+
+TEST_F(GatewayProgram, ControllerWhoseNameNobodyKnows_IsADeadOne) {
+  world.start_controller();
+  world.start_broker();
+  host = std::make_unique<Subscriber>(world.broker_port);
+  world.start_gateway({{"address = \"127.0.0.1\"", "address = \"" + kNobody + "\""}});
+  EXPECT_TRUE(host->hears(kNodeBirth)) << world.log();
+  EXPECT_TRUE(world.logs("event=controller_away why=no-connection reason=\"'" + kNobody +
+                         "' is no address, and the system knows no host of that name"));
+  EXPECT_THAT(world.page("/healthz"), HasSubstr("the controller is not polled: '" + kNobody + "' is no address"));
+  EXPECT_EQ(world.end_gateway(), 0);
+  EXPECT_TRUE(host->hears(kNodeDeath));
+}
+
+TEST_F(GatewayProgram, BrokerWhoseNameNobodyKnows_IsTriedAgain) {
+  world.start_controller();
+  world.start_broker();
+  const std::string port = std::to_string(world.broker_port);
+  world.start_gateway({{"mqtt://127.0.0.1:" + port, "mqtt://" + kNobody + ":" + port}});
+  EXPECT_TRUE(world.logs("event=broker_away reason=\"no address is known of '" + kNobody +
+                         "': see the broker's url for its spelling\""))
+      << world.log();
+  EXPECT_TRUE(world.logs("event=controller_up"));
+  EXPECT_EQ(world.end_gateway(), 0);
+}
+
 TEST_F(GatewayProgram, WrongPassword_IsToldWithWhatToDo) {
   world.start_controller();
   const std::string make = "touch '" + world.folder.file("passwords") + "' && chmod 700 '" +
