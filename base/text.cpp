@@ -18,6 +18,12 @@ std::string plural(uint64_t count, std::string_view thing) {
   return std::to_string(count) + " " + std::string(thing) + (count == 1 ? "" : "s");
 }
 
+std::string grouped_number(uint64_t number) {
+  std::string text = std::to_string(number);
+  for (size_t at = text.size(); at > 3;) text.insert(at -= 3, 1, ',');
+  return text;
+}
+
 std::string milliseconds_text(int64_t nanoseconds, int decimals) {
   std::array<char, 40> text{};
   std::snprintf(text.data(), text.size(), "%.*f ms", decimals, static_cast<double>(nanoseconds) / 1e6);

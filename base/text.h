@@ -16,6 +16,9 @@ std::string hexadecimal(uint32_t value, int digits);
 // "1 byte", "2 bytes": the number and the thing, with the ending that the number asks for.
 std::string plural(uint64_t count, std::string_view thing);
 
+// "34,454": the number as people read it.
+std::string grouped_number(uint64_t number);
+
 // "2.10 ms": a time in milliseconds with so many decimals.
 std::string milliseconds_text(int64_t nanoseconds, int decimals);
 

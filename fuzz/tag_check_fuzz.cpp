@@ -8,6 +8,7 @@
 #include "judge.h"
 #include "memory_files.h"
 #include "plc_driver/tags/tag_file.h"
+#include "sheet_words.h"
 #include "spelling.h"
 #include "tag_check/checker.h"
 #include "tag_check/report.h"
@@ -28,11 +29,17 @@ void judge_source(const SourceFile& file) {
   demand(bytes == file.text.size(), "lines and dropped pieces are the text");
 }
 
-void judge_findings(const std::string& text, const std::vector<Finding>& findings) {
-  const auto lines = static_cast<size_t>(std::count(text.begin(), text.end(), '\n')) + 1;
+void judge_findings(const std::string& file_text, const std::vector<Finding>& findings) {
+  const tag_check::FileForm form(file_text);
+  const std::string_view text = form.text();
+  // A carriage return alone ends a line too.
+  const auto ends = std::count(text.begin(), text.end(), '\n') + std::count(file_text.begin(), file_text.end(), '\r');
+  const auto lines = static_cast<size_t>(ends) + 1;
   for (const Finding& finding : findings) {
     demand(std::string(tag_check::rule_of(finding.rule).code) == finding.rule, "a finding has a rule");
     demand(finding.line >= 1 && finding.line <= lines && finding.column >= 1, "a finding has a place in the file");
+    demand(finding.last_line == 0 || (finding.last_line >= finding.line && finding.last_line <= lines),
+           "the last line of a finding is in the file");
     for (const tag_check::Edit& edit : finding.edits) {
       demand(edit.offset <= text.size() && edit.length <= text.size() - edit.offset, "an edit stays in the text");
     }
@@ -40,7 +47,7 @@ void judge_findings(const std::string& text, const std::vector<Finding>& finding
 }
 
 bool has_edits(const std::vector<Finding>& findings) {
-  return std::any_of(findings.begin(), findings.end(), [](const Finding& finding) { return !finding.edits.empty(); });
+  return std::any_of(findings.begin(), findings.end(), [](const Finding& finding) { return finding.is_fixable(); });
 }
 
 // A corrected line may show what could not be seen before, in the line that got its end above all.
@@ -90,9 +97,21 @@ void judge_reports(uint8_t choice, const std::string& name, std::vector<Finding>
     judge_json(report);
   } else {
     const std::string text = tag_check::text_report(report);
-    demand(std::count(text.begin(), text.end(), '\n') >= static_cast<std::ptrdiff_t>(2 * report.findings.size() + 1),
-           "two lines for each finding");
+    const auto shown = std::min(report.findings.size(), tag_check::kShownOfARule);
+    demand(std::count(text.begin(), text.end(), '\n') >= static_cast<std::ptrdiff_t>(shown + 1),
+           "a line for each finding of a rule up to ten");
   }
+}
+
+// As it is, or each byte as a unit of UTF-16.
+std::string encoded(uint8_t choice, std::string text) {
+  const unsigned kind = choice / 32U;
+  if (kind < 4) return text;
+  const bool is_little = kind % 2 == 0;
+  std::string units;
+  if (kind < 6) units = is_little ? "\xFF\xFE" : "\xFE\xFF";
+  for (const char sign : text) units += is_little ? std::string{sign, '\0'} : std::string{'\0', sign};
+  return units;
 }
 
 }  // namespace
@@ -111,7 +130,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
   const uint8_t choice = input.byte();
   const uint8_t name_choice = input.byte();
   const std::string name = kNames[name_choice % (sizeof kNames / sizeof kNames[0])];
-  const std::string text = fuzz::spelled(input.text(), fuzz::kTagWords);
+  const std::string rest = input.text();
+  const bool is_sheet = (choice & 16U) != 0;
+  const std::string text =
+      is_sheet ? encoded(choice, fuzz::spelled(rest, fuzz::kSheetWords)) : fuzz::spelled(rest, fuzz::kTagWords);
   const SourceFile file = tag_check::read_source(text);
   judge_source(file);
   tag_check::CheckOptions options;

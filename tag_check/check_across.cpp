@@ -114,7 +114,7 @@ std::string identity(const SourceLine& line) {
 void check_duplicates(const SourceFile& file, Findings* findings) {
   std::map<std::string, uint32_t> lines;
   for (const SourceLine& line : file.lines) {
-    if (line.entry.name[0] == '\0' || line.entry.name[0] == '_') continue;
+    if (line.kind != LineKind::kRecord || line.entry.name[0] == '\0' || line.entry.name[0] == '_') continue;
     const auto added = lines.emplace(identity(line), line.number);
     if (added.second) continue;
     add_finding("T110", line, line.column(1),
@@ -126,6 +126,7 @@ void check_duplicates(const SourceFile& file, Findings* findings) {
 std::map<std::string, const SourceLine*> collect_scopes(const SourceFile& file) {
   std::map<std::string, const SourceLine*> scopes;
   for (const SourceLine& line : file.lines) {
+    if (line.kind != LineKind::kRecord) continue;
     if (line.entry.is_global != 1 && line.entry.scope_name[0] != '\0') scopes.emplace(line.entry.scope_name, &line);
   }
   return scopes;

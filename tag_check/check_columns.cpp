@@ -1,4 +1,5 @@
 // Checks of the columns behind the declaration: ids, scope, device, and what one transfer can take.
+#include <cctype>
 #include <cstring>
 
 #include "base/text.h"
@@ -12,6 +13,8 @@ constexpr const char* kDevices[] = {"EM", "MR", "LR", "DM", "TM", "FM", "CM", "Z
 
 using plc_base::quoted;
 
+bool is_digit(char sign) { return sign >= '0' && sign <= '9'; }
+
 bool are_optional_columns_empty(const SourceLine& line) {
   return line.column(12).present && line.column(9).text.empty() && line.column(10).text.empty() &&
          line.column(11).text.empty();
@@ -20,20 +23,55 @@ bool are_optional_columns_empty(const SourceLine& line) {
 void check_id(const SourceLine& line, Findings* findings) {
   const Column& id = line.column(8);
   int64_t number = 0;
+  if (line.trimmed(8).empty()) return;  // check_numbers has a rule for it
   if (!parse_number(line.trimmed(8), &number) || number < 0) {
-    add_finding("T061", line, id, quoted(line.trimmed(8)) + " is no id", findings);
+    const bool is_formatted =
+        line.trimmed(8).find_first_of(".eE'") != std::string_view::npos && is_digit(line.trimmed(8)[0]);
+    add_finding("T061", line, id,
+                quoted(line.trimmed(8)) + " is no id" + (is_formatted ? ": a spreadsheet has formatted it" : ""),
+                findings);
     return;
   }
   const bool meant_indexed = number >= plc::kFirstIndexedId;
-  if (meant_indexed && !line.indexed) {
-    const bool has_device = line.column(13).present;
-    add_finding(has_device ? "T063" : "T062", line, id,
-                has_device ? "column 13 makes this a plain record: an indexed line ends with column 12"
-                           : "the line is a plain record: an indexed line has exactly 12 columns",
-                findings);
-  } else if (!line.indexed && number != line.record) {
-    add_finding("T064", line, id,
-                "the line is record " + std::to_string(line.record) + ", not " + std::to_string(number), findings);
+  if (!meant_indexed || line.indexed) return;
+  const bool has_device = line.column(13).present;
+  Finding& finding = add_finding(has_device ? "T063" : "T062", line, id,
+                                 has_device ? "column 13 makes this a plain record: an indexed line ends with column 12"
+                                            : "the line is a plain record: an indexed line has exactly 12 columns",
+                                 findings);
+  // A spreadsheet gives every row as many columns as the longest one has.
+  const Column& device = line.column(13);
+  const std::string_view rest = has_device ? line.text.substr(device.offset - line.offset) : std::string_view();
+  if (has_device && rest.find_first_not_of(", ") == std::string_view::npos) {
+    finding.edits = {{device.offset - 1, rest.size() + 1, ""}};
+  }
+}
+
+void check_extra(const SourceLine& line, Findings* findings) {
+  Finding& finding = add_finding("T066", line, line.extra, "the driver knows no column 14", findings);
+  const std::string_view rest = line.text.substr(line.extra.offset - line.offset);
+  if (rest.find_first_not_of(", ") == std::string_view::npos) {
+    finding.edits = {{line.extra.offset - 1, rest.size() + 1, ""}};
+  }
+}
+
+// What a spreadsheet makes TRUE and FALSE of; empty for anything else.
+std::string_view flag_meant(std::string_view text) {
+  std::string upper(text);
+  for (char& sign : upper) sign = static_cast<char>(std::toupper(static_cast<unsigned char>(sign)));
+  if (upper == "TRUE") return "1";
+  return upper == "FALSE" ? "0" : "";
+}
+
+void check_flag(const SourceLine& line, Findings* findings) {
+  const std::string_view flag = line.trimmed(9);
+  if (!line.column(9).present || flag == "0" || flag == "1" || are_optional_columns_empty(line)) return;
+  Finding& finding = add_finding("T070", line, line.column(9), quoted(flag) + " is neither 0 nor 1", findings);
+  if (flag_meant(flag).empty()) return;
+  for (const uint32_t number : {9U, 10U}) {
+    const std::string meant(flag_meant(line.trimmed(number)));
+    const Column& column = line.column(number);
+    if (!meant.empty()) finding.edits.push_back({column.offset, column.text.size(), meant});
   }
 }
 
@@ -51,7 +89,7 @@ void check_layout(const SourceLine& line, Findings* findings) {
     finding.edits = {
         {line.column(9).offset, 0, "0"}, {line.column(10).offset, 0, "0"}, {line.column(11).offset, 0, "0"}};
   }
-  if (line.extra.present) add_finding("T066", line, line.extra, "the driver knows no column 14", findings);
+  if (line.extra.present) check_extra(line, findings);
   constexpr uint32_t kLastAddressable = 0xFFFF;
   if (!line.indexed && line.record > kLastAddressable) {
     add_finding("T067", line, line.column(1), "record " + std::to_string(line.record) + " cannot be addressed",
@@ -62,18 +100,13 @@ void check_layout(const SourceLine& line, Findings* findings) {
 void check_scope(const SourceLine& line, Findings* findings) {
   const std::string_view flag = line.trimmed(9);
   const Column& scope = line.column(12);
-  if (line.column(9).present && flag != "0" && flag != "1" && !are_optional_columns_empty(line)) {
-    add_finding("T070", line, line.column(9), quoted(flag) + " is neither 0 nor 1", findings);
-  }
-  if (line.column(8).present && line.entry.is_global != 1 && line.trimmed(12).empty()) {
+  check_flag(line, findings);
+  const bool is_meant_global = flag_meant(flag) == "1";
+  if (line.column(8).present && line.entry.is_global != 1 && !is_meant_global && line.trimmed(12).empty()) {
     add_finding("T071", line, scope, "a local variable without the name of its program", findings);
   }
   if (line.entry.is_global == 1 && !line.trimmed(12).empty()) {
     add_finding("T072", line, scope, "a global variable has no program", findings);
-  }
-  if (line.has_carriage_return && line.entry.is_global != 1 && !line.column(13).present && scope.present) {
-    Finding& finding = add_finding("T073", line, scope, "the program's name ends in a carriage return", findings);
-    finding.edits = {{line.offset + line.text.size() - 1, 1, ""}};
   }
   int64_t number = 0;
   const std::string_view program = line.trimmed(11);

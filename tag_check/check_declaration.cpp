@@ -7,24 +7,12 @@
 #include "base/text.h"
 #include "base/utf8.h"
 #include "checker.h"
-#include "plc_driver/tags/data_types.h"
+#include "type_names.h"
 
 namespace tag_check {
 namespace {
 
 using plc_base::quoted;
-
-bool is_type(std::string_view text) {
-  return !text.empty() && text.size() < 100 &&
-         plc::find_type(text.data(), static_cast<uint32_t>(text.size())) != nullptr;
-}
-
-// The type that the text names in other letters, or an empty text.
-std::string type_in_upper_case(std::string_view text) {
-  std::string upper(trim(text));
-  std::transform(upper.begin(), upper.end(), upper.begin(), [](unsigned char c) { return std::toupper(c); });
-  return is_type(upper) ? upper : std::string();
-}
 
 void check_encoding(const SourceLine& line, Findings* findings) {
   const Column& name = line.column(1);
@@ -43,14 +31,12 @@ void check_encoding(const SourceLine& line, Findings* findings) {
 }
 
 void check_unseen(const SourceLine& line, uint32_t number, const char* what, Findings* findings) {
-  constexpr char32_t kByteOrderMark = 0xFEFF;
   const Column& column = line.column(number);
   const std::string_view text = line.trimmed(number);
   for (size_t at = 0; at < text.size();) {
     const auto character = plc_base::first_code_point(text.substr(at));
     const auto place = static_cast<size_t>(text.data() - column.text.data()) + at;
-    const bool begins_file = column.offset + place == 0 && character && character->value == kByteOrderMark;
-    if (character && plc_base::is_hidden(character->value) && !begins_file) {
+    if (character && plc_base::is_hidden(character->value)) {
       add_finding("T028", line, column,
                   std::string(what) + " holds U+" + plc_base::hexadecimal(character->value, 4).substr(2) +
                       ", which is not seen",
@@ -114,6 +100,27 @@ void check_bounds(const SourceLine& line, const std::vector<Range>& ranges, Find
   }
 }
 
+// "#NAME?", "#DIV/0!", "Err:508": a name that begins with a sign of formulas became one.
+bool is_spreadsheet_error(std::string_view text) {
+  for (const std::string_view error : {"#NAME?", "#REF!", "#VALUE!", "#DIV/0!", "#N/A", "#NUM!", "#NULL!"}) {
+    if (text == error) return true;
+  }
+  return text.substr(0, 4) == "Err:" && text.find_first_not_of("0123456789", 4) == std::string_view::npos;
+}
+
+// A type with its ranges or its length, which have columns of their own.
+void correct_declared(const SourceLine& line, Finding* finding) {
+  const auto declared = declared_type(line.column(2).text);
+  if (!declared) return;
+  const bool has_length = !declared->length.empty();
+  finding->message = quoted(line.column(2).text) + " is no type: " +
+                     (has_length ? "the length of a STRING stands in column 4" : "ranges stand in column 3");
+  const Column& own = line.column(has_length ? 4 : 3);
+  if (!is_type(declared->type) || !own.present || !own.text.empty() || !line.column(5).present) return;
+  finding->edits = {{line.column(2).offset, line.column(2).text.size(), declared->type},
+                    {own.offset, 0, has_length ? declared->length : declared->ranges}};
+}
+
 }  // namespace
 
 void check_name(const SourceLine& line, Findings* findings) {
@@ -134,6 +141,10 @@ void check_name(const SourceLine& line, Findings* findings) {
   check_encoding(line, findings);
   check_unseen(line, 1, "the name", findings);
   check_unseen(line, 12, "the program's name", findings);
+  if (is_spreadsheet_error(name.text)) {
+    add_finding("T029", line, name, quoted(name.text) + " is what a spreadsheet shows for a formula that failed",
+                findings);
+  }
   if (name.text.find('"') != std::string_view::npos) {
     add_finding("T025", line, name, "quotes are part of the name: fields cannot be quoted", findings);
   }
@@ -149,19 +160,16 @@ void check_name(const SourceLine& line, Findings* findings) {
 void check_type(const SourceLine& line, Findings* findings) {
   const Column& type = line.column(2);
   if (!type.present || is_type(type.text)) return;
-  const std::string meant = type_in_upper_case(type.text);
   if (trim(type.text).empty()) {
     add_finding("T040", line, type, "the line has no type", findings);
-  } else if (meant.empty()) {
-    const bool heading =
-        line.record == 0 && line.number == 1 && !std::isdigit(line.trimmed(8).empty() ? 'x' : line.trimmed(8)[0]);
-    add_finding(heading ? "T043" : "T041", line, type,
-                heading ? "a heading line is record 0" : quoted(type.text) + " is no type", findings);
-  } else {
-    Finding& finding =
-        add_finding("T042", line, type, quoted(type.text) + " is no type: types are written " + meant, findings);
-    finding.edits = {{type.offset, type.text.size(), meant}};
+    return;
   }
+  const MeantType meant = meant_type(type.text);
+  std::string message = quoted(type.text) + " is no type";
+  if (!meant.hint.empty()) message += ": " + meant.hint;
+  Finding& finding = add_finding(meant.is_spelled ? "T042" : "T041", line, type, message, findings);
+  if (!meant.type.empty()) finding.edits = {{type.offset, type.text.size(), meant.type}};
+  if (!meant.is_known) correct_declared(line, &finding);
 }
 
 void check_ranges(const SourceLine& line, Findings* findings) {
@@ -174,8 +182,11 @@ void check_ranges(const SourceLine& line, Findings* findings) {
   if (line.entry.shape == PLC_STRING) return;  // check_string_length has a rule for it
   const std::vector<Range> ranges = declared_ranges(line.entry);
   if (ranges.empty() || rewritten(ranges) != column.text) {
-    add_finding("T030", line, column,
-                quoted(column.text) + " is not of the form [0..9], [0..9_0..4] or [0..9_0..4_0..2]", findings);
+    Finding& finding =
+        add_finding("T030", line, column,
+                    quoted(column.text) + " is not of the form [0..9], [0..9_0..4] or [0..9_0..4_0..2]", findings);
+    const std::string meant = ranges_of(column.text);
+    if (meant != column.text) finding.edits = {{column.offset, column.text.size(), meant}};
     return;
   }
   check_bounds(line, ranges, findings);

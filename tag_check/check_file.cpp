@@ -1,6 +1,7 @@
 // Checks of the file as a whole: its name, its ends, and the pieces that the driver drops.
 #include <cstdio>
 
+#include "base/text.h"
 #include "checker.h"
 
 namespace tag_check {
@@ -20,6 +21,12 @@ bool is_tag_file_name(const std::string& name, std::string* address) {
   int64_t area = 0;
   const std::string digits = name.substr(separator + 1, dot - separator - 1);
   return parse_number(digits, &area) && area >= 0 && area <= 65535 && std::to_string(area) == digits;
+}
+
+std::string address_text(uint32_t address) {
+  char text[9];
+  std::snprintf(text, sizeof text, "%X", address);
+  return text;
 }
 
 const char* reason_rule(DroppedPiece::Reason reason) {
@@ -50,33 +57,52 @@ void check_file_name(const std::string& file_name, const CheckOptions& options, 
   const std::string name = base_name(file_name);
   std::string address;
   if (!is_tag_file_name(name, &address)) {
-    findings->push_back({"T010", 1, 1, "'" + name + "' is no name that the driver asks for", {}});
+    std::string wanted =
+        options.has_address ? "it asks for PLC" + address_text(options.address) + "_0.csv and the like" : "";
+    if (!wanted.empty()) wanted = ": " + wanted;
+    findings->push_back(
+        {"T010", 1, 1, "the driver does not find a file of the name " + plc_base::quoted(name) + wanted, {}});
     return;
   }
-  char wanted[9];
-  std::snprintf(wanted, sizeof wanted, "%X", options.address);
+  const std::string wanted = address_text(options.address);
   if (options.has_address && address != wanted) {
     findings->push_back({"T011", 1, 1, "the name has address " + address + ", the controller has " + wanted, {}});
   }
 }
 
 void check_pieces(const SourceFile& file, Findings* findings) {
-  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-  size_t marks = 0;
-  while (file.text.substr(marks, kByteOrderMark.size()) == kByteOrderMark) marks += kByteOrderMark.size();
-  if (marks > 0) {
-    findings->push_back({"T004", 1, 1, "a byte order mark becomes part of the first name", {{0, marks, ""}}});
-  }
   for (const DroppedPiece& piece : file.dropped) {
     Finding finding = {reason_rule(piece.reason), piece.number, 1, reason_text(piece), {}};
     if (piece.reason == DroppedPiece::Reason::kNoLineEnd) finding.edits = {{file.text.size(), 0, "\n"}};
     findings->push_back(finding);
   }
-  for (const SourceLine& line : file.lines) {
-    if (!trim(line.text).empty()) continue;
-    findings->push_back({"T005", line.number, 1, "an empty line is record " + std::to_string(line.record), {}});
-  }
   if (file.lines.empty()) findings->push_back({"T006", 1, 1, "the file has no record", {}});
+}
+
+void check_line_ends(const FileForm& form, const SourceFile& file, Findings* findings) {
+  if (form.carriage_returns() == 0) return;
+  Finding finding{"T013", form.first_carriage_return(), 1, "lines end in a carriage return and a line feed", {}};
+  finding.last_line = form.last_carriage_return();
+  if (form.carriage_returns() < form.lines()) {
+    finding.message = plc_base::grouped_number(form.carriage_returns()) + " of " +
+                      plc_base::grouped_number(form.lines()) + " lines end in a carriage return and a line feed";
+  }
+  size_t harmed = 0;
+  for (const SourceLine& line : file.lines) {
+    const bool is_harmed = line.kind == LineKind::kRecord && line.entry.is_global != 1 && !line.column(13).present &&
+                           !line.trimmed(12).empty() && form.had_carriage_return(line.number);
+    if (!is_harmed) continue;
+    if (harmed++ == 0) {
+      finding.rule = "T073";
+      finding.line = line.number;
+      finding.column = line.column(12).column;
+      finding.message = "the program's name ends in a carriage return";
+    }
+    finding.last_line = line.number;
+  }
+  if (harmed > 1) finding.message += " (" + plc_base::grouped_number(harmed) + " lines)";
+  finding.by_form = true;
+  findings->push_back(std::move(finding));
 }
 
 }  // namespace tag_check

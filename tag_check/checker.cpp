@@ -44,24 +44,41 @@ int64_t element_count(const TagEntry& entry) {
   }
 }
 
+namespace {
+
+void check_record(const SourceLine& line, Findings* findings) {
+  check_layout(line, findings);
+  check_name(line, findings);
+  check_type(line, findings);
+  check_ranges(line, findings);
+  check_string_length(line, findings);
+  check_scope(line, findings);
+  check_device(line, findings);
+  check_limits(line, findings);
+}
+
+void check_form_text(const FileForm& form, Findings* findings) {
+  SourceFile file = read_source(form.text());
+  mark_kinds(form, &file);
+  check_pieces(file, findings);
+  check_line_ends(form, file, findings);
+  check_numbers(file, findings);
+  for (const SourceLine& line : file.lines) {
+    if (line.kind == LineKind::kRecord) check_record(line, findings);
+  }
+  check_runs(file, findings);
+  check_across(file, findings);
+  for (Finding& finding : *findings) finding.column = form.original_column(finding.line, finding.column);
+}
+
+}  // namespace
+
 std::vector<Finding> check_text(const std::string& file_name, std::string_view text, const CheckOptions& options) {
   Findings findings;
-  const SourceFile file = read_source(text);
+  const FileForm form(text);
+  if (form.is_readable()) check_form_text(form, &findings);
+  findings.insert(findings.end(), form.findings().begin(), form.findings().end());
   check_file_name(file_name, options, &findings);
-  check_pieces(file, &findings);
-  for (const SourceLine& line : file.lines) {
-    if (trim(line.text).empty()) continue;  // check_pieces has said so
-    check_layout(line, &findings);
-    check_name(line, &findings);
-    check_type(line, &findings);
-    check_ranges(line, &findings);
-    check_string_length(line, &findings);
-    check_scope(line, &findings);
-    check_device(line, &findings);
-    check_limits(line, &findings);
-  }
-  check_runs(file, &findings);
-  check_across(file, &findings);
   std::stable_sort(findings.begin(), findings.end(), [](const Finding& a, const Finding& b) {
     return std::tie(a.line, a.column) < std::tie(b.line, b.column);
   });
@@ -84,13 +101,18 @@ Understanding load_file(const std::string& path) {
   return understanding;
 }
 
-std::string apply_edits(std::string_view text, const std::vector<Finding>& findings, size_t* made) {
+std::string apply_edits(std::string_view file_text, const std::vector<Finding>& findings, size_t* made) {
+  const FileForm form(file_text);
+  const std::string_view text = form.text();
   std::vector<Edit> edits;
-  for (const Finding& finding : findings) edits.insert(edits.end(), finding.edits.begin(), finding.edits.end());
+  *made = 0;
+  for (const Finding& finding : findings) {
+    edits.insert(edits.end(), finding.edits.begin(), finding.edits.end());
+    *made += finding.by_form ? 1 : 0;
+  }
   std::sort(edits.begin(), edits.end(), [](const Edit& a, const Edit& b) { return a.offset < b.offset; });
   std::string out;
   size_t at = 0;
-  *made = 0;
   for (const Edit& edit : edits) {
     if (edit.offset < at) continue;  // another edit has already changed these bytes
     out.append(text.substr(at, edit.offset - at)).append(edit.replacement);
@@ -99,6 +121,24 @@ std::string apply_edits(std::string_view text, const std::vector<Finding>& findi
   }
   out.append(text.substr(at));
   return out;
+}
+
+std::string corrected_text(const std::string& file_name, std::string_view text, const CheckOptions& options,
+                           size_t* made) {
+  // A corrected line may show what could not be seen before.
+  constexpr int kMostRounds = 4;
+  std::string corrected(text);
+  *made = 0;
+  for (int round = 0; round < kMostRounds; ++round) {
+    const std::vector<Finding> findings = check_text(file_name, corrected, options);
+    if (std::none_of(findings.begin(), findings.end(), [](const Finding& finding) { return finding.is_fixable(); })) {
+      break;
+    }
+    size_t made_now = 0;
+    corrected = apply_edits(corrected, findings, &made_now);
+    *made += made_now;
+  }
+  return corrected;
 }
 
 }  // namespace tag_check

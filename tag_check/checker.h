@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "file_form.h"
 #include "finding.h"
 #include "source_line.h"
 
@@ -16,14 +17,22 @@ std::vector<Finding> check_text(const std::string& file_name, std::string_view t
 // What the driver's own loader makes of the file. It prints to standard output while it loads.
 Understanding load_file(const std::string& path);
 
-// The text with every safe edit made; how many were made.
+// The text with every safe edit made, in the form that the driver wants; how many corrections were made.
 std::string apply_edits(std::string_view text, const std::vector<Finding>& findings, size_t* made);
+
+// The text corrected again and again until nothing is left that has a safe correction.
+std::string corrected_text(const std::string& file_name, std::string_view text, const CheckOptions& options,
+                           size_t* made);
 
 // Collects findings; the checks below add to it.
 using Findings = std::vector<Finding>;
 
 void check_file_name(const std::string& file_name, const CheckOptions& options, Findings* findings);
 void check_pieces(const SourceFile& file, Findings* findings);
+void check_line_ends(const FileForm& form, const SourceFile& file, Findings* findings);
+// Finds out which lines are no records, which the checks below want to know.
+void mark_kinds(const FileForm& form, SourceFile* file);
+void check_numbers(const SourceFile& file, Findings* findings);
 void check_name(const SourceLine& line, Findings* findings);
 void check_type(const SourceLine& line, Findings* findings);
 void check_ranges(const SourceLine& line, Findings* findings);

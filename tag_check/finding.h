@@ -10,7 +10,7 @@ namespace tag_check {
 
 enum class Severity { kInfo, kWarning, kError };
 
-// A change to the checked text that has one safe meaning: these bytes become that text.
+// A change that has one safe meaning: these bytes become that text.
 struct Edit {
   size_t offset;
   size_t length;
@@ -22,7 +22,14 @@ struct Finding {
   uint32_t line;     // from 1
   uint32_t column;   // byte within the line, from 1
   std::string message;
-  std::vector<Edit> edits;  // empty: nothing can be corrected without asking
+  std::vector<Edit> edits;  // of the text that has the form which the driver wants
+  bool by_form = false;     // corrected by writing the text in that form
+  uint32_t last_line = 0;   // of several that have the same cause, the last one; else 0
+
+  // Whether it has one safe correction.
+  bool is_fixable() const { return by_form || !edits.empty(); }
+  // Whether it speaks of this line.
+  bool covers(uint32_t number) const { return number == line || (number > line && number <= last_line); }
 };
 
 // What the driver makes of the file.

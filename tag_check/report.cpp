@@ -1,6 +1,7 @@
 // The checker's findings as text, as JSON lines and as SARIF.
 #include "report.h"
 
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string_view>
 
@@ -27,6 +28,29 @@ std::string understanding_text(const Understanding& understanding) {
   }
   return text;
 }
+
+// Which findings of a file are shown, and how many each of them stands for.
+class ShownFindings {
+ public:
+  explicit ShownFindings(const std::vector<Finding>& findings) {
+    for (const Finding& finding : findings) ++counts_[finding.rule].all;
+  }
+
+  // To be asked for each finding in their order: the number of this one among those of its rule, from 1.
+  size_t number_of(const Finding& finding) { return ++counts_[finding.rule].told; }
+  // How many are not shown.
+  size_t hidden(const Finding& finding) const {
+    const size_t all = counts_.at(finding.rule).all;
+    return all > kShownOfARule ? all - kShownOfARule : 0;
+  }
+
+ private:
+  struct Count {
+    size_t all = 0;
+    size_t told = 0;
+  };
+  std::map<std::string_view, Count> counts_;
+};
 
 const char* sarif_level(Severity severity) { return severity == Severity::kInfo ? "note" : severity_name(severity); }
 
@@ -71,6 +95,7 @@ Json sarif_result(const FileReport& report, const Finding& finding) {
   location["artifactLocation"]["uri"] = uri_of(report.file);
   location["region"]["startLine"] = finding.line;
   location["region"]["startColumn"] = finding.column;
+  if (finding.last_line > finding.line) location["region"]["endLine"] = finding.last_line;
   Json result;
   result["ruleId"] = finding.rule;
   result["level"] = sarif_level(rule_of(finding.rule).severity);
@@ -79,15 +104,28 @@ Json sarif_result(const FileReport& report, const Finding& finding) {
   return result;
 }
 
+void count_hidden(size_t hidden, Json* result) {
+  (*result)["occurrenceCount"] = hidden + 1;
+  const auto text = (*result)["message"]["text"].get<std::string>();
+  (*result)["message"]["text"] = text + "; and " + plc_base::grouped_number(hidden) + " more";
+}
+
 }  // namespace
 
 std::string text_report(const FileReport& report) {
   std::string text;
+  ShownFindings shown(report.findings);
   for (const Finding& finding : report.findings) {
+    const size_t number = shown.number_of(finding);
+    if (number > kShownOfARule) continue;
     const Rule& rule = rule_of(finding.rule);
     text += place(report, finding) + ": " + severity_name(rule.severity) + ": " +
             plc_base::shown_line(finding.message) + " [" + rule.code + "]\n";
-    text += "    " + std::string(rule.suggestion) + "\n";
+    if (number == 1) text += "    " + std::string(rule.suggestion) + "\n";
+    if (number == kShownOfARule && shown.hidden(finding) > 0) {
+      text += plc_base::shown_first(report.file) + ": " + severity_name(rule.severity) + ": and " +
+              plc_base::grouped_number(shown.hidden(finding)) + " more [" + rule.code + "]\n";
+    }
   }
   return text + plc_base::shown_first(report.file) + ": " + understanding_text(report.understanding) + "\n";
 }
@@ -100,12 +138,13 @@ std::string json_report(const FileReport& report) {
     object["file"] = report.file;
     object["line"] = finding.line;
     object["column"] = finding.column;
+    if (finding.last_line > finding.line) object["last_line"] = finding.last_line;
     object["severity"] = severity_name(rule.severity);
     object["rule"] = rule.code;
     object["message"] = finding.message;
     object["explanation"] = rule.explanation;
     object["suggestion"] = rule.suggestion;
-    object["fixable"] = !finding.edits.empty();
+    object["fixable"] = finding.is_fixable();
     text += plc_base::json_line(object);
   }
   Json driver;
@@ -128,7 +167,14 @@ std::string sarif_report(const std::vector<FileReport>& reports) {
   run["tool"]["driver"] = driver;
   run["results"] = Json::array();
   for (const FileReport& report : reports) {
-    for (const Finding& finding : report.findings) run["results"].push_back(sarif_result(report, finding));
+    ShownFindings shown(report.findings);
+    for (const Finding& finding : report.findings) {
+      const size_t number = shown.number_of(finding);
+      if (number > kShownOfARule) continue;
+      run["results"].push_back(sarif_result(report, finding));
+      const size_t hidden = number == kShownOfARule ? shown.hidden(finding) : 0;
+      if (hidden > 0) count_hidden(hidden, &run["results"].back());
+    }
   }
   Json document;
   document["$schema"] = "https://json.schemastore.org/sarif-2.1.0.json";

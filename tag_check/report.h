@@ -1,6 +1,7 @@
 // The checker's findings as text, as JSON lines and as SARIF.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -15,14 +16,17 @@ struct FileReport {
   std::vector<Finding> findings;
 };
 
-// "file:line:column: severity: message [T001]" with the suggestion on a line of its own, then what the driver makes of
-// the file.
+// Of more findings of one rule than these, people are shown the first, and how many there are besides.
+constexpr size_t kShownOfARule = 10;
+
+// "file:line:column: severity: message [T001]", with the suggestion on a line of its own behind the first of each rule,
+// then what the driver makes of the file.
 std::string text_report(const FileReport& report);
 
-// One JSON object a line: a finding each, then one with what the driver makes of the file.
+// One JSON object a line: a finding each, all of them, then one with what the driver makes of the file.
 std::string json_report(const FileReport& report);
 
-// One SARIF 2.1.0 document for all files.
+// One SARIF 2.1.0 document for all files. The last result that is shown of a rule counts for those behind it.
 std::string sarif_report(const std::vector<FileReport>& reports);
 
 // The rules as text, for the manual.

@@ -5,11 +5,20 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "type_names.h"
+
 namespace tag_check {
 namespace {
 
 std::string indexed_line(uint32_t id) {
   return "V" + std::to_string(id) + ",INT,,,,,," + std::to_string(id) + ",1,0,0,\n";
+}
+
+// Little endian, with its mark.
+std::string utf16(const std::string& ascii) {
+  std::string text = "\xFF\xFE";
+  for (const char sign : ascii) text += {sign, '\0'};
+  return text;
 }
 
 std::string long_line() { return std::string(300, 'x') + ",INT,,,,,,0,1,0,0,\n"; }
@@ -63,14 +72,42 @@ void add_file_rules(std::vector<Rule>* rules) {
   rules->push_back({"T006", Severity::kError, "no record",
                     "The driver loads no file without a record: every transfer fails.",
                     "Declare at least one variable.", "Speed,INT,,,,,,0,1,0,0,\n", ""});
+  rules->push_back({"T007", Severity::kError, "UTF-16",
+                    "The driver reads bytes of UTF-8; every second one is zero here.",
+                    "Save the file as UTF-8 without a byte order mark.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    utf16("Speed,INT,,,,,,0,1,0,0,\n")});
+  rules->push_back({"T008", Severity::kError, "fields not separated by commas",
+                    "The driver splits lines at commas alone: all of the line is the name.",
+                    "Save the file with commas between the fields.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    "Speed;INT;;;;;;0;1;0;0;\n"});
+  rules->push_back({"T009", Severity::kError, "fields in quotes", "There is no quoting: quotes are part of the field.",
+                    "Save the file without quotes.", "Speed,INT,,,,,,0,1,0,0,\n", "\"Speed\",INT,,,,,,0,1,0,0,\n"});
+
   rules->push_back(
-      {"T010", Severity::kError, "file name that the driver does not ask for",
+      {"T010", Severity::kWarning, "file name that the driver does not ask for",
        "The driver asks for \"PLC\", the address as one upper-case hexadecimal number, \"_\", the area and \".csv\".",
-       "Rename the file, for example to PLCC0A8000A_0.csv for area 0 of 192.168.0.10.", "Speed,INT,,,,,,0,1,0,0,\n",
-       "Speed,INT,,,,,,0,1,0,0,\n"});
+       "Name the panel's file so, for example PLCC0A8000A_0.csv for area 0 of 192.168.0.10; plc-host takes any with "
+       "--tags.",
+       "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,,,,,0,1,0,0,\n"});
   rules->push_back({"T011", Severity::kError, "file name of another controller",
                     "The address in the file name is not that of the controller that the file is meant for.",
                     "Rename the file.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T012", Severity::kError, "lines that end in a carriage return alone",
+                    "The driver ends lines at line feeds: it takes such lines for one.",
+                    "Save the file with line feeds at the ends of lines.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    "Speed,INT,,,,,,0,1,0,0,\r"});
+  rules->push_back({"T013", Severity::kInfo, "carriage returns before line feeds",
+                    "A carriage return is part of the line's last column. It does no harm where it stands here, and "
+                    "would in a program's name.",
+                    "Save the file with line feeds alone.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    "Speed,INT,,,,,,0,1,0,0,\r\n"});
+  rules->push_back({"T014", Severity::kError, "comma within a field",
+                    "A field cannot hold a comma, but for the subscripts of a name: the driver begins the next column.",
+                    "Write the field without a comma: ranges are joined by _, numbers are whole.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", "Table;INT;[0..9,0..4];;;;;0;1;0;0;\n"});
+  rules->push_back({"T015", Severity::kError, "blanks around a field",
+                    "Blanks are part of a field: the driver knows no such type, range or scope.", "Remove the blanks.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", "Speed, INT,,,,,,0,1,0,0,\n"});
 }
 
 void add_name_rules(std::vector<Rule>* rules) {
@@ -90,7 +127,7 @@ void add_name_rules(std::vector<Rule>* rules) {
                     "Speed,INT,,,,,,0,1,0,0,\n", "Fan\xF0\x9F\x98\x80,INT,,,,,,0,1,0,0,\n"});
   rules->push_back({"T025", Severity::kError, "quotes in a name",
                     "Fields cannot be quoted: quotes are sent as part of the name.", "Remove the quotes.",
-                    "Speed,INT,,,,,,0,1,0,0,\n", "\"Speed\",INT,,,,,,0,1,0,0,\n"});
+                    "Speed,INT,,,,,,0,1,0,0,\n", "Spe\"ed,INT,,,,,,0,1,0,0,\n"});
   rules->push_back({"T026", Severity::kInfo, "percent sign in a name",
                     "The name is sent as it stands; tools that take names for format texts do not survive it.",
                     "Rename the variable if other tools read the file.", "Speed,INT,,,,,,0,1,0,0,\n",
@@ -104,6 +141,10 @@ void add_name_rules(std::vector<Rule>* rules) {
                     "Write the name again without the character.", "Speed,INT,,,,,,0,1,0,0,\n",
                     "Spe\xE2\x80\xAE"
                     "ed,INT,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T029", Severity::kError, "spreadsheet's error in place of a name",
+                    "The controller knows no such variable: a text that begins with =, + or - was taken for a formula.",
+                    "Write the name again, into a cell that is formatted as text.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    "#NAME?,INT,,,,,,0,1,0,0,\n"});
 }
 
 void add_range_rules(std::vector<Rule>* rules) {
@@ -136,17 +177,15 @@ void add_range_rules(std::vector<Rule>* rules) {
 void add_type_rules(std::vector<Rule>* rules) {
   rules->push_back({"T040", Severity::kError, "no type", "A variable without a type cannot be read.",
                     "Give one of the type names in column 2.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,,,,,,,0,1,0,0,\n"});
-  rules->push_back({"T041", Severity::kError, "unknown type",
-                    "The driver knows BOOL, SINT, INT, DINT, LINT, USINT, UINT, UDINT, ULINT, REAL, LREAL, STIME, "
-                    "DATE, STRING, BYTE, WORD, DWORD, LWORD, STRING2, TIME_OF_DAY and DATE_AND_TIME.",
-                    "Use one of them.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INTEGER,,,,,,0,1,0,0,\n"});
-  rules->push_back({"T042", Severity::kError, "type in other letters or between blanks",
-                    "Type names count only as they stand, in upper case.",
-                    "Write the type in upper case without blanks.", "Speed,INT,,,,,,0,1,0,0,\n",
-                    "Speed,int,,,,,,0,1,0,0,\n"});
+  static const std::string one_of = "Use one of " + all_types() + ".";
+  rules->push_back({"T041", Severity::kError, "unknown type", "The driver leaves the variable without a type.",
+                    one_of.c_str(), "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INTEGER,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T042", Severity::kError, "type in other letters",
+                    "Type names count only as they stand, in upper case.", "Write the type in upper case.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", "Speed,int,,,,,,0,1,0,0,\n"});
   rules->push_back({"T043", Severity::kWarning, "heading line",
                     "There are no headings: the line is record 0 and shifts the numbers of all others.",
-                    "Remove the line.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    "Remove the line, and let the ids in column 8 begin at 0.", "Speed,INT,,,,,,0,1,0,0,\n",
                     "Name,Type,Ranges,Length,5,6,7,Id,Global,Flag,Program,Scope\n"});
 }
 
@@ -171,7 +210,8 @@ void add_string_rules(std::vector<Rule>* rules) {
 void add_id_rules(std::vector<Rule>* rules) {
   rules->push_back({"T060", Severity::kError, "fewer than eight columns",
                     "Without column 8 the variable has no id, no scope and no device.",
-                    "Write columns 1 to 8 at least.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,\n"});
+                    "Write columns 1 to 8 at least; plc-host tags --new writes lines from names and types.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,\n"});
   rules->push_back({"T061", Severity::kError, "malformed id", "Column 8 is a decimal.", "Correct the id.",
                     "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,,,,,x,1,0,0,\n"});
   rules->push_back({"T062", Severity::kError, "indexed id on a line without 12 columns",
@@ -188,7 +228,8 @@ void add_id_rules(std::vector<Rule>* rules) {
   rules->push_back({"T064", Severity::kWarning, "id other than the record number",
                     "Plain variables are addressed by their place in the file; the id in column 8 is only compared "
                     "when strings are received.",
-                    "Write the record number.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,,,,,5,1,0,0,\n"});
+                    "Look for a line that is missing or too many, then write the record number.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,,,,,5,1,0,0,\n"});
   rules->push_back({"T065", Severity::kWarning, "columns 9 to 11 all empty",
                     "When the driver decides whether the line is indexed, the id loses its last digit.",
                     "Fill the columns, with 0 if nothing else.", "Speed,INT,,,,,,0,1,0,0,\n",
@@ -199,6 +240,8 @@ void add_id_rules(std::vector<Rule>* rules) {
   rules->push_back({"T067", Severity::kError, "record that cannot be addressed",
                     "A host can address the plain records 0 to 65535.", "Use indexed ids.", "Speed,INT,,,,,,0,1,0,0,\n",
                     many_records()});
+  rules->push_back({"T068", Severity::kError, "no id", "The driver takes 0, and compares it when strings are received.",
+                    "Write the record number in column 8.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,,,,,,1,0,0,\n"});
 }
 
 void add_scope_rules(std::vector<Rule>* rules) {

@@ -52,7 +52,6 @@ SourceLine make_line(const plc::TagLine& line, std::string_view text, uint32_t n
   source.number = number;
   source.offset = static_cast<size_t>(line.text - text.data());
   source.text = text.substr(source.offset, line.length - 1);
-  source.has_carriage_return = !source.text.empty() && source.text.back() == '\r';
   split_columns(line, &source);
   uint32_t id = 0;
   source.indexed = plc::classify_tag_line(line, &id) && id >= plc::kFirstIndexedId;

@@ -21,12 +21,21 @@ struct Column {
 
 constexpr uint32_t kColumns = 13;
 
+// What a line was written for; the driver takes each for a record.
+enum class LineKind {
+  kRecord,
+  kEmpty,
+  kHeading,
+  kRest,    // of a line that is too long
+  kUnknown  // nobody can tell
+};
+
 // A line that the driver takes as a record.
 struct SourceLine {
+  LineKind kind = LineKind::kRecord;
   uint32_t number = 0;
-  size_t offset = 0;      // of the line within the file
-  std::string_view text;  // without its line end
-  bool has_carriage_return = false;
+  size_t offset = 0;        // of the line within the file
+  std::string_view text;    // without its line end
   uint32_t name_parts = 1;  // columns that the name takes
   bool name_closed = true;  // a joined name found its ']'
   uint32_t fields = 0;

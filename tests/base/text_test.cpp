@@ -19,6 +19,14 @@ TEST(Text, Plural_FollowsTheNumber) {
   EXPECT_EQ(plural(2, "byte"), "2 bytes");
 }
 
+TEST(GroupedNumber, Thousands_AreApart) {
+  EXPECT_EQ(grouped_number(0), "0");
+  EXPECT_EQ(grouped_number(999), "999");
+  EXPECT_EQ(grouped_number(1000), "1,000");
+  EXPECT_EQ(grouped_number(34454), "34,454");
+  EXPECT_EQ(grouped_number(1234567), "1,234,567");
+}
+
 TEST(Text, Milliseconds_HaveTheDecimalsThatAreAskedFor) {
   EXPECT_EQ(milliseconds_text(1234567, 0), "1 ms");
   EXPECT_EQ(milliseconds_text(1234567, 1), "1.2 ms");

@@ -24,18 +24,28 @@ constexpr const char* kName = "PLC7F000001_0.csv";
 
 std::vector<Finding> check(const std::string& text) { return check_text(kName, text, {}); }
 
+// "T001 1:1, T002 2:5" in their order.
+std::string finding_places(const std::string& text) {
+  std::string places;
+  for (const Finding& finding : check(text)) {
+    places += (places.empty() ? "" : ", ") + std::string(finding.rule) + " " + std::to_string(finding.line) + ":" +
+              std::to_string(finding.column);
+  }
+  return places;
+}
+
 std::string fixed(const std::string& text) {
   size_t made = 0;
   return apply_edits(text, check(text), &made);
 }
 
 TEST(Checker, Finding_HasItsLineAndColumn) {
-  const auto findings = check("Speed,INT,,,,,,0,1,0,0,\nLamp,BIT,,,,,,1,1,0,0,\n");
+  const auto findings = check("Speed,INT,,,,,,0,1,0,0,\nLamp,BLOB,,,,,,1,1,0,0,\n");
   ASSERT_EQ(findings.size(), 1U);
   EXPECT_STREQ(findings[0].rule, "T041");
   EXPECT_EQ(findings[0].line, 2U);
   EXPECT_EQ(findings[0].column, 6U);
-  EXPECT_EQ(findings[0].message, "'BIT' is no type");
+  EXPECT_EQ(findings[0].message, "'BLOB' is no type: did you mean BOOL?");
 }
 
 TEST(Checker, JoinedName_CountsColumnsAsTheDriverDoes) {
@@ -104,9 +114,10 @@ TEST(Fix, SeveralByteOrderMarks_AreRemovedAtOnce) {
 }
 
 TEST(Fix, CorrectionsThatOverlap_AreMadeOneAfterTheOther) {
-  const std::string once = fixed("\xEF\xBB\xBF Speed ,INT,,,,,,0,1,0,0,\n");
-  EXPECT_EQ(once, " Speed ,INT,,,,,,0,1,0,0,\n");
-  EXPECT_EQ(fixed(once), "Speed,INT,,,,,,0,1,0,0,\n");
+  // Both the indexed line's thirteenth column and the fourteenth, which is empty too, go.
+  const std::string text = "V,INT,,,,,,262144,1,0,0,,,\n_end,INT,,,,,,262145,1,0,0,\n";
+  EXPECT_EQ(finding_places(text), "T063 1:12, T066 1:27");
+  EXPECT_EQ(fixed(text), "V,INT,,,,,,262144,1,0,0,\n_end,INT,,,,,,262145,1,0,0,\n");
 }
 
 TEST(Checker, RangesThatMultiplyBeyondAllNumbers_AreTooManyElements) {
@@ -142,9 +153,11 @@ TEST(Fix, FixedText_StaysAsItIs) {
 
 TEST(Report, Text_HasPlaceSeverityMessageRuleAndSuggestion) {
   FileReport report = {"a.csv", {true, "", 1, 0, 0}, check("Lamp,BIT,,,,,,0,1,0,0,\n")};
-  EXPECT_EQ(
-      text_report(report),
-      "a.csv:1:6: error: 'BIT' is no type [T041]\n    Use one of them.\na.csv: the driver reads 1 plain record\n");
+  EXPECT_EQ(text_report(report),
+            "a.csv:1:6: error: 'BIT' is no type: the driver calls it BOOL [T041]\n    Use one of BOOL, SINT, INT, "
+            "DINT, LINT, USINT, UINT, UDINT, ULINT, REAL, LREAL, STIME, DATE, "
+            "STRING, BYTE, WORD, DWORD, LWORD, STRING2, TIME_OF_DAY and DATE_AND_TIME.\na.csv: the driver reads 1 "
+            "plain record\n");
 }
 
 TEST(Report, Json_HasAnObjectALine) {
@@ -157,10 +170,89 @@ TEST(Report, Json_HasAnObjectALine) {
   EXPECT_EQ(second["driver"]["plain_records"], 1);
 }
 
+// A file with this many lines whose type is unknown.
+FileReport repeated_report(int lines) {
+  std::string text;
+  for (int line = 0; line < lines; ++line)
+    text += "V" + std::to_string(line) + ",XY,,,,,," + std::to_string(line) + ",1,0,0,\n";
+  return {"a.csv", {true, "", static_cast<uint32_t>(lines), 0, 0}, check(text)};
+}
+
+TEST(Report, RepeatedFinding_IsShownTenTimesWithTheCountOfTheOthers) {
+  const std::string text = text_report(repeated_report(34464));
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 13);
+  EXPECT_EQ(text.substr(text.find("a.csv:10:")),
+            "a.csv:10:4: error: 'XY' is no type [T041]\na.csv: error: and 34,454 more [T041]\n"
+            "a.csv: the driver reads 34464 plain records\n");
+  EXPECT_EQ(text_report(repeated_report(10)).find("more"), std::string::npos);
+}
+
+TEST(Report, RepeatedFinding_IsWholeInJson) {
+  const std::string text = json_report(repeated_report(34464));
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 34465);
+}
+
+TEST(Report, RepeatedFinding_HasItsCountInSarif) {
+  const auto document = nlohmann::json::parse(sarif_report({repeated_report(34464)}));
+  const auto& results = document["runs"][0]["results"];
+  ASSERT_EQ(results.size(), 10U);
+  EXPECT_EQ(results[9]["occurrenceCount"], 34455);
+  EXPECT_EQ(results[9]["message"]["text"], "'XY' is no type; and 34,454 more");
+  EXPECT_FALSE(results[8].contains("occurrenceCount"));
+}
+
+TEST(Report, CauseOfSeveralLines_HasItsLastOne) {
+  const FileReport report = {"a.csv", {}, check("Speed;INT;;;;;;0;1;0;0;\nLamp;BOOL;;;;;;1;1;0;0;\n")};
+  const std::string text = json_report(report);
+  const auto object = nlohmann::json::parse(text.substr(0, text.find('\n')));
+  EXPECT_EQ(object["line"], 1);
+  EXPECT_EQ(object["last_line"], 2);
+  EXPECT_EQ(object["fixable"], true);
+  const auto document = nlohmann::json::parse(sarif_report({report}));
+  EXPECT_EQ(document["runs"][0]["results"][0]["locations"][0]["physicalLocation"]["region"]["endLine"], 2);
+}
+
+TEST(Checker, AnyFileName_IsOneWarning) {
+  const CheckOptions options = {true, 0xC0A8000A};
+  for (const char* name : {"machine.csv", "folder/list.txt", "PLC01_0.csv"}) {
+    const auto findings = check_text(name, "Speed,INT,,,,,,0,1,0,0,\n", options);
+    ASSERT_EQ(findings.size(), 1U) << name;
+    EXPECT_STREQ(findings[0].rule, "T010");
+    EXPECT_EQ(rule_of("T010").severity, Severity::kWarning);
+    EXPECT_NE(findings[0].message.find("it asks for PLCC0A8000A_0.csv and the like"), std::string::npos);
+  }
+}
+
+TEST(Checker, ForeignTypes_AreNamedWithTheDriversOnes) {
+  const std::pair<const char*, const char*> types[] = {
+      {"FLOAT", "'FLOAT' is no type: REAL has 32 bits, LREAL 64"},
+      {"INT32", "'INT32' is no type: the driver calls it DINT"},
+      {"double", "'double' is no type: the driver calls it LREAL"},
+      {"DITN", "'DITN' is no type: did you mean DINT?"},
+      {"Word", "'Word' is no type: types are written WORD"},
+      {"STRING(20)", "'STRING(20)' is no type: the length of a STRING stands in column 4"},
+      {"ARRAY[0..9] OF INT", "'ARRAY[0..9] OF INT' is no type: ranges stand in column 3"},
+      {"XY", "'XY' is no type"}};
+  for (const auto& [type, message] : types) {
+    const auto findings = check("Speed," + std::string(type) + ",,,,,,0,1,0,0,\n");
+    ASSERT_EQ(findings.size(), 1U) << type;
+    EXPECT_EQ(findings[0].message, message);
+  }
+}
+
+TEST(Fix, TypesWithOneMeaning_BecomeTheDriversOnes) {
+  EXPECT_EQ(fixed("A,INT32,,,,,,0,1,0,0,\nB,Boolean,,,,,,1,1,0,0,\nC,FLOAT,,,,,,2,1,0,0,\nD,STRING[20],,,,,,3,1,0,0,\n"
+                  "E,int[0..9],,,,,,4,1,0,0,\nF,DITN,,,,,,5,1,0,0,\n"),
+            "A,DINT,,,,,,0,1,0,0,\nB,BOOL,,,,,,1,1,0,0,\nC,FLOAT,,,,,,2,1,0,0,\nD,STRING,,20,,,,3,1,0,0,\n"
+            "E,INT,[0..9],,,,,4,1,0,0,\nF,DITN,,,,,,5,1,0,0,\n");
+}
+
 TEST(Report, TextOfFileAndName_IsShownInItsLine) {
   FileReport report = {"a\n\x1B.csv", {true, "", 1, 0, 0}, check("Lamp,\x1B]0;x\xC2\x9B,,,,,,0,1,0,0,\n")};
   EXPECT_EQ(text_report(report),
-            "a\\n\\x1b.csv:1:6: error: '\\x1b]0;x\\u{9b}' is no type [T041]\n    Use one of them.\n"
+            "a\\n\\x1b.csv:1:6: error: '\\x1b]0;x\\u{9b}' is no type [T041]\n    Use one of BOOL, SINT, INT, DINT, "
+            "LINT, USINT, UINT, UDINT, ULINT, REAL, LREAL, STIME, DATE, "
+            "STRING, BYTE, WORD, DWORD, LWORD, STRING2, TIME_OF_DAY and DATE_AND_TIME.\n"
             "a\\n\\x1b.csv: the driver reads 1 plain record\n");
 }
 

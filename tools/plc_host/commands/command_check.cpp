@@ -23,42 +23,52 @@ using tag_check::Severity;
 
 Severity severity_of(const Finding& finding) { return tag_check::rule_of(finding.rule).severity; }
 
+tag_check::CheckOptions check_options(const HostOptions& options) {
+  tag_check::CheckOptions checked;
+  checked.has_address = !options.address.empty();
+  if (checked.has_address) checked.address = parse_address(options.address);
+  return checked;
+}
+
 FileReport check_file(const std::string& path, const std::string& text, const HostOptions& options,
                       CommandOutput& output) {
-  tag_check::CheckOptions check_options;
-  check_options.has_address = !options.address.empty();
-  if (check_options.has_address) check_options.address = parse_address(options.address);
   FileReport report;
   report.file = path;
-  report.findings = tag_check::check_text(path, text, check_options);
+  report.findings = tag_check::check_text(path, text, check_options(options));
   report.understanding = tag_check::load_file(path);
   for (const std::string& line : output.take_lines()) report.understanding.lines += line + "\n";
   return report;
 }
 
-// Writes the corrected copy, and says what was done.
-void fix_file(const FileReport& report, const std::string& text, const HostOptions& options) {
+bool is_error(const Finding& finding) { return severity_of(finding) == Severity::kError; }
+
+size_t count_errors(const FileReport& report) {
+  const auto errors = std::count_if(report.findings.begin(), report.findings.end(), is_error);
+  return static_cast<size_t>(errors) + (report.understanding.loads ? 0 : 1);
+}
+
+// Writes the corrected copy, and says what was done and what is left. True when nothing is left that is an error.
+bool fix_file(const FileReport& report, const std::string& text, const HostOptions& options, CommandOutput& output) {
   size_t made = 0;
-  const std::string fixed = tag_check::apply_edits(text, report.findings, &made);
+  const std::string fixed = tag_check::corrected_text(report.file, text, check_options(options), &made);
   const auto old_file = options.overwrites ? plc_base::OldFile::kReplaced : plc_base::OldFile::kKept;
   std::string problem = plc_base::write_whole_file(options.fixed_file, fixed, options.checked_files, old_file);
   if (problem == plc_base::kFileIsThere) problem += "; add --overwrite if it is to be replaced";
   if (!problem.empty()) throw HostError(kExitOutput, "cannot write " + options.fixed_file + ": " + problem);
-  show_message(options.fixed_file + ": " + plc_base::plural(made, "correction"));
+  const size_t left = count_errors(check_file(options.fixed_file, fixed, options, output));
+  show_message(options.fixed_file + ": " + plc_base::plural(made, "correction") +
+               (left == 0
+                    ? ""
+                    : "; left to do by hand: " + plc_base::grouped_number(left) + (left == 1 ? " error" : " errors") +
+                          ", which plc-host check " + options.fixed_file + " shows"));
+  return left == 0;
 }
 
 void keep_errors(FileReport* report) {
   auto& findings = report->findings;
-  findings.erase(std::remove_if(findings.begin(), findings.end(),
-                                [](const Finding& finding) { return severity_of(finding) != Severity::kError; }),
-                 findings.end());
-}
-
-bool has_errors(const FileReport& report) {
-  const auto& findings = report.findings;
-  return !report.understanding.loads || std::any_of(findings.begin(), findings.end(), [](const Finding& finding) {
-    return severity_of(finding) == Severity::kError;
-  });
+  findings.erase(
+      std::remove_if(findings.begin(), findings.end(), [](const Finding& finding) { return !is_error(finding); }),
+      findings.end());
 }
 
 void print_all(FILE* out, const std::string& text) { std::fwrite(text.data(), 1, text.size(), out); }
@@ -75,8 +85,9 @@ int run_check(const HostOptions& options, CommandOutput& output) {
   for (const std::string& path : options.checked_files) {
     const std::string text = tag_file_text(path);
     FileReport report = check_file(path, text, options, output);
-    if (!options.fixed_file.empty()) fix_file(report, text, options);
-    clean = clean && !has_errors(report);
+    const bool is_good =
+        options.fixed_file.empty() ? count_errors(report) == 0 : fix_file(report, text, options, output);
+    clean = clean && is_good;
     if (options.errors_only) keep_errors(&report);
     if (!options.sarif) {
       print_all(output.results(), options.json ? tag_check::json_report(report) : tag_check::text_report(report));

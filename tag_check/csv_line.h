@@ -1,0 +1,37 @@
+// One line of comma-separated values as spreadsheets write it, taken apart: separators, quotes, blanks.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tag_check {
+
+struct CsvField {
+  std::string text;  // without its quotes
+  size_t at = 0;     // where its text begins in the line
+};
+
+struct CsvLine {
+  std::vector<CsvField> fields;
+  bool has_quotes = false;
+  bool is_broken = false;  // a quote without its end, or text behind one
+};
+
+// The sign between the fields: a comma unless there are more semicolons, tabs or vertical bars outside of quotes and
+// subscripts.
+char separator_of(std::string_view line);
+
+// "semicolons", "tabs" and so on.
+const char* separator_name(char separator);
+
+CsvLine split_csv(std::string_view line, char separator);
+
+// Without blanks at its ends, those of word processors and of wide scripts too.
+std::string_view without_blanks(std::string_view text);
+
+// A comma within the text that is none of a name's subscripts.
+bool has_comma(std::string_view text, bool is_name);
+
+}  // namespace tag_check

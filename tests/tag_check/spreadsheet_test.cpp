@@ -1,0 +1,151 @@
+// What spreadsheets and editors do to tag files: one finding names the cause, and what has one safe correction is
+// undone.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "checker.h"
+
+namespace tag_check {
+namespace {
+
+constexpr const char* kSheetName = "PLC7F000001_0.csv";
+
+constexpr const char* kGood = "Speed,INT,,,,,,0,1,0,0,\nStep,DINT,,,,,,1,0,0,1,MAIN\nGrid[1,2],REAL,,,,,,2,1,0,0,\n";
+
+struct Case {
+  const char* name;  // of what was done to the file
+  std::string text;
+  const char* findings;   // "T008 1:6", with the last line where it has one: "T008 1:6-3"
+  std::string corrected;  // empty: nothing of it has a safe correction
+};
+
+std::string with_separator(char separator) {
+  std::string text = kGood;
+  bool is_subscript = false;
+  for (char& sign : text) {
+    if (sign == '[') is_subscript = true;
+    if (sign == ']') is_subscript = false;
+    if (sign == ',' && !is_subscript) sign = separator;
+  }
+  return text;
+}
+
+std::string with_line_ends(const std::string& text, const char* line_end) {
+  std::string changed;
+  for (const char sign : text) changed += sign == '\n' ? std::string(line_end) : std::string(1, sign);
+  return changed;
+}
+
+enum class Order { kLittle, kBig };
+
+std::string utf16(const std::u16string& text, Order order) {
+  std::string bytes;
+  for (const char16_t unit : text) {
+    const char low = static_cast<char>(unit & 0xFFU);
+    const char high = static_cast<char>(unit >> 8U);
+    bytes += order == Order::kLittle ? std::string{low, high} : std::string{high, low};
+  }
+  return bytes;
+}
+
+std::u16string wide(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
+
+const Case kCases[] = {
+    {"Semicolons", with_separator(';'), "T008 1:6-3", kGood},
+    {"Tabs", with_separator('\t'), "T008 1:6-3", kGood},
+    {"VerticalBars", with_separator('|'), "T008 1:6-3", kGood},
+    {"SemicolonsInOneLine", "Speed,INT,,,,,,0,1,0,0,\nLamp;BOOL;;;;;;1;1;0;0;\n", "T008 2:5",
+     "Speed,INT,,,,,,0,1,0,0,\nLamp,BOOL,,,,,,1,1,0,0,\n"},
+    {"DecimalCommaBetweenSemicolons", "Lamp;BOOL;;;;;;0;1;0;0;\nSpeed;INT;;;;;;1,0;1;0;0;\n", "T008 1:5, T014 2:16",
+     "Lamp,BOOL,,,,,,0,1,0,0,\nSpeed;INT;;;;;;1,0;1;0;0;\n"},
+    {"Utf16LittleWithMark", utf16(u"\xFEFF" + wide(kGood), Order::kLittle), "T007 1:1-4", kGood},
+    {"Utf16BigWithMark", utf16(u"\xFEFF" + wide(kGood), Order::kBig), "T007 1:1-4", kGood},
+    {"Utf16LittleWithoutMark", utf16(wide(kGood), Order::kLittle), "T007 1:1-4", kGood},
+    {"Utf16BigWithoutMark", utf16(wide(kGood), Order::kBig), "T007 1:1-4", kGood},
+    {"Utf16WithSemicolonsAndReturns",
+     utf16(u"\xFEFF" + wide(with_line_ends(with_separator(';'), "\r\n")), Order::kLittle),
+     "T007 1:1-4, T008 1:6-3, T073 2:24", kGood},
+    {"Utf16WithUmlautsAndAPair", utf16(u"\xFEFF\u00C4\u6E29\xD83D\xDE00,INT,,,,,,0,1,0,0,\n", Order::kBig),
+     "T007 1:1-2, T024 1:6", "\xC3\x84\xE6\xB8\xA9\xF0\x9F\x98\x80,INT,,,,,,0,1,0,0,\n"},
+    {"Utf16WithHalfAUnit", utf16(u"\xFEFF" + wide(kGood), Order::kLittle) + "\n", "T007 1:1-4", ""},
+    {"Utf16WithHalfAPair", utf16(u"\xFEFF" + wide(kGood) + u"\xDC00", Order::kLittle), "T007 1:1-4", ""},
+    {"MarkAndSemicolons", "\xEF\xBB\xBF" + with_separator(';'), "T004 1:1, T008 1:6-3", kGood},
+    {"QuotedFields", "\"Speed\",\"INT\",\"\",\"\",\"\",\"\",\"\",\"0\",\"1\",\"0\",\"0\",\"\"\n", "T009 1:1",
+     "Speed,INT,,,,,,0,1,0,0,\n"},
+    {"QuotedNameWithSubscripts", "\"Grid[1,2]\",REAL,,,,,,0,1,0,0,\n", "T009 1:1", "Grid[1,2],REAL,,,,,,0,1,0,0,\n"},
+    {"QuotedTypeBetweenSemicolons", "Lamp;\"BOOL\";;;;;;0;1;0;0;\n", "T008 1:5, T009 1:6", "Lamp,BOOL,,,,,,0,1,0,0,\n"},
+    {"QuoteWithinQuotes", "\"Sp\"\"eed\",INT,,,,,,0,1,0,0,\n", "T009 1:1, T025 1:2", "Sp\"eed,INT,,,,,,0,1,0,0,\n"},
+    {"LineEndWithinQuotes", "\"Mo\ntor\",INT,,,,,,0,1,0,0,\n", "T009 1:1, T025 2:1, T064 2:15", ""},
+    {"CommaWithinQuotes", "\"Motor, left\",INT,,,,,,0,1,0,0,\n", "T014 1:2", ""},
+    {"RangesWithAComma", "Table;INT;[0..9,0..4];;;;;0;1;0;0;\n", "T014 1:11", ""},
+    {"Heading", std::string("Name,Type,Ranges,Length,a,b,c,Id,Global,Flag,Number,Program\n") + kGood, "T043 1:1",
+     kGood},
+    {"HeadingThatTheIdsCount", "Name,Type,Ranges,Length,a,b,c,Id,Global,Flag,Number,Program\nSpeed,INT,,,,,,1,1,0,0,\n",
+     "T043 1:1", ""},
+    {"HeadingOverEmptyIds", "Name,Type,Ranges,Length,a,b,c,Id,Global,Flag,Number,Program\nSpeed,INT,,,,,,,1,0,0,\n",
+     "T043 1:1, T068 2:16", ""},
+    {"TitleEmptyLineAndHeading",
+     std::string(
+         "Tags of machine 7,,,,,,,,,,,\n,,,,,,,,,,,\nName,Type,Ranges,Length,a,b,c,Id,Global,Flag,Number,Program\n") +
+         kGood,
+     "T043 1:1, T005 2:1, T043 3:1", kGood},
+    {"SeparatorForASpreadsheet", "sep=;\n" + with_separator(';'), "T043 1:1, T008 1:5-4", kGood},
+    {"EmptyLineThatTheIdsDoNotCount", "Speed,INT,,,,,,0,1,0,0,\n\nLamp,BOOL,,,,,,1,1,0,0,\n", "T005 2:1",
+     "Speed,INT,,,,,,0,1,0,0,\nLamp,BOOL,,,,,,1,1,0,0,\n"},
+    {"EmptyLineThatTheIdsCount", "Speed,INT,,,,,,0,1,0,0,\n\nLamp,BOOL,,,,,,2,1,0,0,\n", "T005 2:1", ""},
+    {"EmptyRowsAtTheEnd", std::string(kGood) + ",,,,,,,,,,,\n,,,,,,,,,,,\n\n", "T005 4:1-6", kGood},
+    {"IdsFromOne", "Speed,INT,,,,,,1,1,0,0,\nStep,DINT,,,,,,2,0,0,1,MAIN\nLamp,BOOL,,,,,,3,1,0,0,\n", "T064 1:16-3",
+     ""},
+    {"LineLost", "Speed,INT,,,,,,0,1,0,0,\nStep,DINT,,,,,,2,0,0,1,MAIN\nLamp,BOOL,,,,,,3,1,0,0,\n", "T064 2:16-3", ""},
+    {"EmptyIds", "Speed,INT,,,,,,,1,0,0,\nLamp,BOOL,,,,,,,1,0,0,\n", "T068 1:16, T068 2:16",
+     "Speed,INT,,,,,,0,1,0,0,\nLamp,BOOL,,,,,,1,1,0,0,\n"},
+    {"FormattedIds", "Speed,INT,,,,,,262.144,1,0,0,\nLamp,BOOL,,,,,,2.6E+05,1,0,0,\n", "T061 1:16, T061 2:16", ""},
+    {"WordsForFlags", "Speed,INT,,,,,,0,TRUE,FALSE,0,\nStep,DINT,,,,,,1,false,0,1,MAIN\n", "T070 1:18, T070 2:18",
+     "Speed,INT,,,,,,0,1,0,0,\nStep,DINT,,,,,,1,0,0,1,MAIN\n"},
+    {"FormulaThatFailed", "#NAME?,INT,,,,,,0,1,0,0,\nErr:508,BOOL,,,,,,1,1,0,0,\n", "T029 1:1, T029 2:1", ""},
+    {"ColumnsOfTheLongestRow", "Speed,INT,,,,,,0,1,0,0,,,,\n", "T066 1:26", "Speed,INT,,,,,,0,1,0,0,,\n"},
+    {"ColumnsOfTheLongestRowBehindIndexedLines", "V,INT,,,,,,262144,1,0,0,,\n_end,INT,,,,,,262145,1,0,0,\n",
+     "T063 1:12", "V,INT,,,,,,262144,1,0,0,\n_end,INT,,,,,,262145,1,0,0,\n"},
+    {"CarriageReturns", with_line_ends("Speed,INT,,,,,,0,1,0,0,\nLamp,BOOL,,,,,,1,1,0,0,\n", "\r\n"), "T013 1:1-2",
+     "Speed,INT,,,,,,0,1,0,0,\nLamp,BOOL,,,,,,1,1,0,0,\n"},
+    {"CarriageReturnsInProgramNames", with_line_ends(kGood, "\r\n"), "T073 2:24", kGood},
+    {"LineEndsOfBothKinds", "Speed,INT,,,,,,0,1,0,0,\nLamp,BOOL,,,,,,1,1,0,0,\r\n", "T013 2:1",
+     "Speed,INT,,,,,,0,1,0,0,\nLamp,BOOL,,,,,,1,1,0,0,\n"},
+    {"CarriageReturnsTwice", with_line_ends("Speed,INT,,,,,,0,1,0,0,\n", "\r\r\n"), "T013 1:1",
+     "Speed,INT,,,,,,0,1,0,0,\n"},
+    {"CarriageReturnsAlone", with_line_ends(kGood, "\r"), "T012 1:24-3", kGood},
+    {"CarriageReturnAloneInOneLine", "Speed,INT,,,,,,0,1,0,0,\rLamp,BOOL,,,,,,1,1,0,0,\n", "T012 1:24",
+     "Speed,INT,,,,,,0,1,0,0,\nLamp,BOOL,,,,,,1,1,0,0,\n"},
+    {"Blanks", "Speed, INT, , , , , , 0, 1, 0, 0, \nStep, DINT, , , , , , 1, 0, 0, 1, MAIN\n", "T015 1:7-2",
+     "Speed,INT,,,,,,0,1,0,0,\nStep,DINT,,,,,,1,0,0,1,MAIN\n"},
+    {"BlanksThatKeepWordsTogether", "Speed,INT\xC2\xA0,,,,,,0,1,0,0,\n", "T015 1:7", "Speed,INT,,,,,,0,1,0,0,\n"},
+    {"WideBlanks", "Speed,\xE3\x80\x80INT,,,,,,0,1,0,0,\n", "T015 1:7", "Speed,INT,,,,,,0,1,0,0,\n"},
+    {"BlankWithinSubscripts", "Grid[1, 2],REAL,,,,,,0,1,0,0,\n", "", ""},
+    {"OtherCharacterSet", "Gr\xF6\xDF\x65,INT,,,,,,0,1,0,0,\n", "T023 1:3", ""},
+    {"RangesWithoutBrackets", "Table,INT,0..9,,,,,0,1,0,0,\n", "T030 1:11", "Table,INT,[0..9],,,,,0,1,0,0,\n"},
+    {"LineTooLong", std::string(300, 'x') + ",REAL,,,,,,7\nSpeed,INT,,,,,,1,1,0,0,\n", "T002 1:1", ""},
+};
+
+class Spreadsheet : public testing::TestWithParam<Case> {};
+
+TEST_P(Spreadsheet, WhatItDid_IsNamedOnceAndUndone) {
+  const std::vector<Finding> findings = check_text(kSheetName, GetParam().text, {});
+  std::string places;
+  for (const Finding& finding : findings) {
+    places += (places.empty() ? "" : ", ") + std::string(finding.rule) + " " + std::to_string(finding.line) + ":" +
+              std::to_string(finding.column) +
+              (finding.last_line > finding.line ? "-" + std::to_string(finding.last_line) : "");
+  }
+  EXPECT_EQ(places, GetParam().findings);
+  size_t made = 0;
+  const std::string corrected = corrected_text(kSheetName, GetParam().text, {}, &made);
+  EXPECT_EQ(corrected, GetParam().corrected.empty() ? GetParam().text : GetParam().corrected);
+  EXPECT_EQ(made > 0, !GetParam().corrected.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, Spreadsheet, testing::ValuesIn(kCases),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+}  // namespace
+}  // namespace tag_check

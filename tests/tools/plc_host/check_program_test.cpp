@@ -1,0 +1,49 @@
+// Tests of plc-host check: its exit codes, and what it leaves of a file that a spreadsheet wrote.
+#include "tests/tools/plc_host/program_fixture.h"
+
+namespace {
+
+using namespace plc_host_test;
+
+class CheckTest : public ProgramTest {
+ protected:
+  Outcome check(const std::vector<std::string>& words) {
+    std::vector<std::string> all = {"check"};
+    all.insert(all.end(), words.begin(), words.end());
+    return run(all);
+  }
+};
+
+TEST_F(CheckTest, CorrectedCopyWithoutErrors_IsSuccess) {
+  write_file("PLC1_0.csv", "Speed;int;;;;;;0;1;0;0;\r\n");
+  EXPECT_EQ(check({path("PLC1_0.csv")}).code, 1);
+  const Outcome fixed = check({path("PLC1_0.csv"), "--fix", path("copy.csv")});
+  EXPECT_EQ(fixed.code, 0);
+  EXPECT_EQ(fixed.err, "plc-host: " + path("copy.csv") + ": 3 corrections\n");
+  EXPECT_EQ(file_text(path("copy.csv")), "Speed,INT,,,,,,0,1,0,0,\n");
+  EXPECT_EQ(check({path("copy.csv")}).code, 0);
+}
+
+TEST_F(CheckTest, CorrectedCopyWithErrors_IsNoSuccessAndSaysHowMany) {
+  write_file("PLC1_0.csv", "Speed;FLOAT;;;;;;0;1;0;0;\n");
+  const Outcome fixed = check({path("PLC1_0.csv"), "--fix", path("copy.csv")});
+  EXPECT_EQ(fixed.code, 1);
+  EXPECT_EQ(fixed.err, "plc-host: " + path("copy.csv") +
+                           ": 1 correction; left to do by hand: 1 error, which plc-host check " + path("copy.csv") +
+                           " shows\n");
+  EXPECT_EQ(file_text(path("copy.csv")), "Speed,FLOAT,,,,,,0,1,0,0,\n");
+}
+
+TEST_F(CheckTest, FileOfAnyName_IsChecked) {
+  write_file("list.txt", "Speed,INT,,,,,,0,1,0,0,\n");
+  const Outcome outcome = check({path("list.txt"), "--address", "192.168.0.10"});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_EQ(outcome.out, path("list.txt") +
+                             ":1:1: warning: the driver does not find a file of the name 'list.txt': it asks for " +
+                             "PLCC0A8000A_0.csv and the like [T010]\n" +
+                             "    Name the panel's file so, for example PLCC0A8000A_0.csv for area 0 of 192.168.0.10; "
+                             "plc-host takes any " +
+                             "with --tags.\n" + path("list.txt") + ": the driver reads 1 plain record\n");
+}
+
+}  // namespace
