@@ -1,21 +1,15 @@
 // Puts library, simulator, tag file and session together, and what the commands share.
 #include "tools/plc_host/host.h"
 
-#include <arpa/inet.h>
 #include <netinet/in.h>
 
 #include "client/driver/failure.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
+#include "tools/plc_host/settings/controller_address.h"
 
 namespace plc_host {
-
-uint32_t parse_address(const std::string& text) {
-  struct in_addr address {};
-  if (inet_pton(AF_INET, text.c_str(), &address) != 1) throw HostError(kExitUsage, "'" + text + "' is no IPv4 address");
-  return ntohl(address.s_addr);
-}
 
 DriverSession::LineSink usual_line_sink(const HostOptions& options) {
   if (options.verbosity > 0) return show_driver_line;
@@ -69,7 +63,7 @@ Target Host::choose_target(const HostOptions& options) {
   target.recv_timeout_s = options.timeout_s;
   target.delay_ms = options.delay_ms;
   if (options.sim_tag_file.empty()) {
-    target.ip_address = parse_address(options.address);
+    target.ip_address = find_controller(options.address);
     target.tcp_port = options.port;
     return target;
   }

@@ -56,9 +56,6 @@ class Host {
   std::unique_ptr<DriverSession> session_;
 };
 
-// The number of a dotted address. Throws HostError for any other text.
-uint32_t parse_address(const std::string& text);
-
 // The driver's lines go to standard error with -v, else nowhere.
 DriverSession::LineSink usual_line_sink(const HostOptions& options);
 

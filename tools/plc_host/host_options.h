@@ -2,12 +2,18 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
+
+#include "tools/plc_host/settings/settings.h"
 
 namespace plc_host {
 
 struct HostOptions {
+  std::map<std::string, std::string> given;  // settings of the command line, by their names
+  Settings settings;                         // the same with all that others say
+
   // Everywhere
   std::string driver;  // contract, guarded or a path; empty: the best one that there is
   bool json = false;

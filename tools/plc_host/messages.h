@@ -11,6 +11,9 @@ void show_plain_line(const std::string& line);
 // "plc-host: text"
 void show_message(const std::string& text);
 
+// The same of what went wrong.
+void show_error(const std::string& text);
+
 // A line of the driver: "driver: text"
 void show_driver_line(const std::string& text);
 

@@ -12,6 +12,7 @@
 #include "client/values/utf8_text.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
+#include "tools/plc_host/colors.h"
 #include "tools/plc_host/messages.h"
 
 namespace plc_host {
@@ -88,8 +89,9 @@ bool ResultWriter::add_written(const TagResult& result, const Confirmation& conf
 
 bool ResultWriter::add_line(const TagResult& result, const std::string& state) {
   const std::string line = pad_columns(plc_base::shown_first(result.name), name_columns_) + kGap +
-                           pad_columns(type_text(result), type_columns_) + kGap + pad_columns(state, kStateColumns) +
-                           kGap + pad_columns(local_time_text(result.reading.time()), kTimeColumns) + kGap +
+                           pad_columns(type_text(result), type_columns_) + kGap +
+                           tinted(pad_columns(state, kStateColumns), result.ok() ? Tint::kNone : Tint::kBad) + kGap +
+                           pad_columns(local_time_text(result.reading.time()), kTimeColumns) + kGap +
                            plc_base::shown_line(value_line_text(result)) + "\n";
   std::fputs(line.c_str(), file_);
   // Before the message, when both go to one terminal.
@@ -102,7 +104,7 @@ bool ResultWriter::add_line(const TagResult& result, const std::string& state) {
 void ResultWriter::tell_failure(const TagResult& result) {
   const Failure& failure = result.reading.failure();
   const bool is_new = !failure.advice.empty() && told_advice_.insert(failure.advice).second;
-  show_message(result.name + ": " + failure.reason + (is_new ? ". Try: " + failure.advice : ""));
+  show_error(result.name + ": " + failure.reason + (is_new ? ". Try: " + failure.advice : ""));
 }
 
 nlohmann::ordered_json result_json(const TagResult& result) {

@@ -47,6 +47,9 @@ PLACEHOLDERS = [
     ("docs/porting.md", "/path/to/panel.cmake", "native.cmake", "the toolchain of the reader's panel"),
     ("docs/porting.md", "/path/to/staging", "staging", "a folder of the reader's choice"),
     ("help", "--address 192.168.0.10 --port 8500", "--address 127.0.0.1 --port 8500", "a controller on the network"),
+    ("help", "--address 192.168.0.10 Motor", "--address 127.0.0.1 Motor", "the same"),
+    ("help", "--address 192.168.0.10 'Name", "--address 127.0.0.1 'Name", "the same"),
+    ("help", "--address 192.168.0.10 MAIN", "--address 127.0.0.1 MAIN", "the same"),
     ("help", "--rounds 600", "--rounds 3", "five minutes"),
 ]
 
@@ -177,7 +180,7 @@ def check_help(prefix):
         shutil.copy(prefix / "lib" / "libplc_driver.so.1", session.folder / "libplc_driver.so.1")
         try:
             steps = [f"$ {CAPTURE}", f"$ {example}"] if "field.pcap" in example else [f"$ {example}"]
-            if "--port 8500" in example:
+            if " --address " in example and " check " not in example:
                 steps.insert(0, "$ plc-sim --listen 127.0.0.1:8500 PLCC0A8000A_0.csv")
                 shutil.copy(ROOT / HELP_FILES["machine.csv"], session.folder / "PLC7F000001_0.csv")
             for step in console_steps(Block("console", steps, 1)):

@@ -63,7 +63,9 @@ TEST_F(OutputTest, ClosedOutput_IsNoSuccess) {
     Child child({"/bin/sh", "-c", "cd " + folder_.path() + " && " PLC_HOST_PROGRAM + command}, path("out"),
                 path("err"));
     EXPECT_EQ(child.wait(), kOutputCode) << command;
-    EXPECT_EQ(file_text(path("err")), "plc-host: standard output cannot be written: Bad file descriptor\n") << command;
+    EXPECT_EQ(file_text(path("err")),
+              "plc-host: standard output cannot be written: Bad file descriptor; 0 bytes were written\n")
+        << command;
   }
 }
 

@@ -13,6 +13,7 @@
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/messages.h"
+#include "tools/plc_host/settings/controller_address.h"
 
 namespace plc_host {
 namespace {
@@ -26,7 +27,8 @@ Severity severity_of(const Finding& finding) { return tag_check::rule_of(finding
 tag_check::CheckOptions check_options(const HostOptions& options) {
   tag_check::CheckOptions checked;
   checked.has_address = !options.address.empty();
-  if (checked.has_address) checked.address = parse_address(options.address);
+  if (checked.has_address)
+    checked.address = find_controller(split_controller_address(options.address, "--address").host);
   return checked;
 }
 

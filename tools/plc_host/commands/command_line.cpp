@@ -12,17 +12,20 @@
 #include <new>
 #include <sstream>
 
-#include "base/shown_text.h"
+#include "tools/plc_host/colors.h"
 #include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/commands/setting_options.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/result_file.h"
+#include "tools/plc_host/settings/use_settings.h"
 #include "tools/plc_host/stop_signal.h"
+#include "tools/usage/usage.h"
 
 namespace plc_host {
 namespace {
 
-constexpr char kDescription[] = "A command-line host for the PLC driver: loads libplc_driver.so.1 as a panel does.";
+constexpr char kDescription[] = "A command-line host for the PLC driver: loads it as a panel does.";
 
 constexpr char kExamples[] =
     "Examples:\n"
@@ -30,45 +33,58 @@ constexpr char kExamples[] =
     "  plc-host write --sim machine.csv 'Motor.Speed=120' 'Name=\"pump 3\"' --verify\n"
     "  plc-host watch --sim machine.csv --sim-arg=--animate --all\n"
     "\n"
+    "plc-host help COMMAND shows the options of a command. Address, port and others\n"
+    "may stand in plc-host.toml or the environment; plc-host info shows them.\n"
+    "\n"
     "Exit codes:\n"
-    "  0 done                                 5 written, but read back different\n"
-    "  1 at least one variable failed         6 the simulator failed or counted violations\n"
-    "  2 wrong command line                   7 no connection to the controller\n"
-    "  3 the driver library does not load     8 the output cannot be written\n"
-    "  4 the tag file cannot be used          9 there is no memory left\n"
-    "                                         130 interrupted\n";
+    "  0 done                              6 the simulator failed, or saw a violation\n"
+    "  1 at least one variable failed      7 no connection to the controller\n"
+    "  2 wrong command line or settings    8 the output cannot be written\n"
+    "  3 the driver cannot be used         9 there is no memory left\n"
+    "  4 the tag file cannot be used       130 interrupted\n"
+    "  5 written, but read back different\n";
 
 void add_command(CLI::App& app, const Command& command, HostOptions& options) {
   CLI::App* sub = app.add_subcommand(command.name, command.summary);
   sub->footer(command.details);
   CLI::Option* driver =
-      sub->add_option("--driver", options.driver, "Driver library: contract, guarded or a PATH; else guarded if there");
-  sub->add_option("--library", options.driver, "The same as --driver PATH")->excludes(driver);
+      add_setting(*sub, "driver", options, "Driver: contract, guarded or a PATH; else guarded if there");
+  add_library_option(*sub, options)->excludes(driver);
   sub->add_flag("--json", options.json, "One JSON object per line");
   CLI::Option* quiet = sub->add_flag("-q,--quiet", options.quiet, "Show errors alone on standard error, no remarks");
   sub->add_flag("-v,--verbose", options.verbosity, "Show what the driver prints; -vv: the frames too")->excludes(quiet);
+  add_setting(*sub, "color", options, "Colour for errors, changed and bad values")
+      ->type_name("TEXT:{auto,always,never}");
   command.add_options(*sub, options);
 }
 
-const Command& chosen_command(const CLI::App& app) {
-  for (const Command& command : command_table()) {
-    if (app.got_subcommand(command.name)) return command;
-  }
-  throw HostError(kExitUsage, "no command");
+// "help" and "help COMMAND", which are no command of their own: whoever is asked has the answer.
+bool asks_for_help(const std::vector<std::string>& words) { return !words.empty() && words.front() == "help"; }
+
+int show_help(const CLI::App& app, std::vector<std::string> words) {
+  words.erase(words.begin());
+  if (words.size() > 1) throw HostError(kExitUsage, "help takes one command");
+  const CLI::App* part = words.empty() ? &app : plc_usage::command_of(app, words);
+  if (part == nullptr) throw HostError(kExitUsage, plc_usage::word_problem(app, words));
+  ResultFile file(dup(STDOUT_FILENO));
+  std::fputs(part->help(part == &app ? "" : app.get_name() + " " + part->get_name()).c_str(), file.stream());
+  return file.finish(kExitOk);
 }
 
-// As the library words it, fit for a terminal: it repeats what was typed.
-std::string fault_text(const CLI::App*, const CLI::Error& error) {
-  return plc_base::shown_line(error.what()) + "\nRun with --help for more information.\n";
+const Command* find_command(const CLI::App& app) {
+  for (const Command& command : command_table()) {
+    if (app.got_subcommand(command.name)) return &command;
+  }
+  return nullptr;
 }
 
 // Help goes to standard output, faults of the command line to standard error with a code of our own.
-int show_parse_result(const CLI::App& app, const CLI::ParseError& error) {
+int show_parse_result(const CLI::App& app, const CLI::ParseError& error, const std::vector<std::string>& words) {
   std::ostringstream out;
   std::ostringstream err;
-  const int code = app.exit(error, out, err);
-  std::fputs(err.str().c_str(), stderr);
-  if (code != 0) return kExitUsage;
+  if (app.exit(error, out, err) != 0) {
+    throw HostError(kExitUsage, plc_usage::with_hint(plc_usage::parse_problem(error), app, words));
+  }
   ResultFile file(dup(STDOUT_FILENO));
   std::fputs(out.str().c_str(), file.stream());
   return file.finish(kExitOk);
@@ -78,45 +94,56 @@ int run_reporting(const std::function<int()>& run) {
   try {
     return run();
   } catch (const HostError& error) {
-    show_message(error.what());
+    show_error(error.what());
     return stop_requested() ? kExitInterrupted : error.code();
   } catch (const ClientError& error) {
-    show_message(error.what());
+    show_error(error.what());
     return stop_requested() ? kExitInterrupted : exit_code_of(error);
   } catch (const std::bad_alloc&) {
     throw;  // a message takes memory too
   } catch (const std::exception& error) {
-    show_message(std::string("failed: ") + error.what());
+    show_error(std::string("failed: ") + error.what());
     return kExitTagFailed;
   }
 }
 
-int run_command(const Command& command, const HostOptions& options) {
-  return run_reporting([&] {
-    if (command.check_options != nullptr) command.check_options(options);
-    CommandOutput output;
-    catch_stop_signals();
-    // What was printed before a failure has to be there too.
-    return output.result_file().finish(run_reporting([&] { return command.run(options, output); }));
-  });
+int run_command(const Command& command, bool asks_controller, HostOptions& options) {
+  use_settings(options, asks_controller);
+  choose_colors(options.settings.at("color").value);
+  if (command.check_options != nullptr) command.check_options(options);
+  CommandOutput output;
+  catch_stop_signals();
+  // What was printed before a failure has to be there too.
+  return output.result_file().finish(run_reporting([&] { return command.run(options, output); }));
+}
+
+int parse_and_run(int argc, char** argv) {
+  HostOptions options;
+  CLI::App app(kDescription, "plc-host");
+  plc_usage::fit_help(app);
+  app.footer(kExamples);
+  app.require_subcommand(1);
+  app.set_version_flag("-V,--version", "plc-host " PLC_HOST_VERSION);
+  for (const Command& command : command_table()) add_command(app, command, options);
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  if (asks_for_help(words)) return show_help(app, words);
+  const std::string problem = plc_usage::word_problem(app, words);
+  if (!problem.empty()) throw HostError(kExitUsage, plc_usage::with_hint(problem, app, words));
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return show_parse_result(app, error, words);
+  }
+  const Command* command = find_command(app);
+  if (command == nullptr) throw HostError(kExitUsage, "which command?");
+  const bool asks_controller = app.get_subcommand(command->name)->get_option_no_throw("--sim") != nullptr;
+  return run_command(*command, asks_controller, options);
 }
 
 }  // namespace
 
 int run_command_line(int argc, char** argv) {
-  HostOptions options;
-  CLI::App app(kDescription, "plc-host");
-  app.footer(kExamples);
-  app.failure_message(fault_text);
-  app.require_subcommand(1);
-  app.set_version_flag("--version", "plc-host " PLC_HOST_VERSION);
-  for (const Command& command : command_table()) add_command(app, command, options);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return run_reporting([&] { return show_parse_result(app, error); });
-  }
-  return run_command(chosen_command(app), options);
+  return run_reporting([&] { return parse_and_run(argc, argv); });
 }
 
 }  // namespace plc_host

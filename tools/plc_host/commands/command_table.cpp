@@ -3,77 +3,87 @@
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
 
+#include "client/plan/number_read.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/commands/setting_options.h"
 #include "tools/plc_host/exit_codes.h"
+#include "tools/usage/usage.h"
 
 namespace plc_host {
 namespace {
 
+constexpr uint32_t kLongestIntervalMs = 86400000;  // a day
+
 constexpr char kNameRules[] =
-    "A name is written as in the tag file, with subscripts in the order of its ranges:\n"
+    "A name is written as in the tag file, with subscripts in the order of its\n"
+    "ranges:\n"
     "  Motor.Speed   'Table[3]'   'Grid[1,2]'   'Table[0..4]'   'Grid[1,0..2]'\n"
     "  MAIN/Count    a variable that is local to the program MAIN\n"
     "An array without subscripts means all of its elements.\n";
 
 constexpr char kInfoDetails[] =
-    "The guarded build of the driver fails where the contract build takes another reply for the right one; it is used\n"
-    "where it is installed.\n"
+    "The guarded build of the driver fails where the contract build takes another\n"
+    "reply for the right one; it is used where it is installed.\n"
     "\nExamples:\n"
     "  plc-host info\n"
     "  plc-host info --driver contract\n";
 
 constexpr char kTagsDetails[] =
-    "Shows each record with the number, reg_type and address by which a host asks for it.\n"
+    "Shows each record with the number, reg_type and address by which a host asks\n"
+    "for it.\n"
     "\nExample:\n  plc-host tags PLCC0A8000A_0.csv\n";
 
 constexpr char kCheckDetails[] =
-    "Says what the driver will understand, with its own parser, and what the writer probably meant. Ends with 1 when\n"
-    "a file has an error or is not loaded.\n"
+    "Says what the driver will understand, with its own parser, and what the writer\n"
+    "probably meant. Ends with 1 when a file has an error or is not loaded; with\n"
+    "--fix when that is so of the corrected copy.\n"
     "\nExamples:\n"
     "  plc-host check PLCC0A8000A_0.csv --address 192.168.0.10\n"
     "  plc-host check PLCC0A8000A_0.csv --fix corrected.csv\n"
     "  plc-host check --rules\n";
 
 constexpr char kReadExamples[] =
-    "Each line has a state and a time: good, or why there is no value. Once the controller is silent the others stay\n"
-    "unread.\n"
+    "Each line has a state and a time: good, or why there is no value. Once the\n"
+    "controller is silent the others stay unread.\n"
     "\nExamples:\n"
-    "  plc-host read --address 192.168.0.10 --port 8500 Motor.Speed 'Table[0..4]'\n"
+    "  plc-host read --address 192.168.0.10 Motor.Speed 'Table[0..4]'\n"
     "  plc-host read --sim machine.csv --all --json\n"
     "  plc-host read --sim machine.csv --id 0x40001 --offset 3 --count 2\n";
 
 constexpr char kWriteExamples[] =
-    "Values by type: 120, -5, 0xFF and 0b101 (bit patterns), 1.5e3, true, false, on, off, text,\n"
-    "\"text with \\\"escapes\\\" \\x41\\n\", and lists for arrays: [1, 2, 3] or [[1, 2], [3, 4]].\n"
-    "Everything is checked before anything is sent. State: written when the controller acknowledged it, verified when "
-    "it\n"
-    "was read back, unguarded when the contract build of the driver cannot tell.\n"
+    "Values by type: 120, -5, 0xFF and 0b101 (bit patterns), 1.5e3, true, false, on,\n"
+    "off, text, \"text with \\\"escapes\\\" \\x41\\n\", and lists for arrays: [1, 2, 3] or\n"
+    "[[1, 2], [3, 4]]. Everything is checked before anything is sent. State: written\n"
+    "when the controller acknowledged it, verified when it was read back, unguarded\n"
+    "when the contract build of the driver cannot tell.\n"
     "\nExamples:\n"
-    "  plc-host write --sim machine.csv Motor.Speed=120 'Table[0..2]=[1, 2, 3]' --verify\n"
-    "  plc-host write --address 192.168.0.10 --port 8500 'Name=pump 3' MAIN/Ready=true\n";
+    "  plc-host write --sim machine.csv Motor.Speed=120 'Table[0..2]=[1, 2, 3]'\n"
+    "  plc-host write --address 192.168.0.10 'Name=pump 3' MAIN/Ready=true --verify\n";
 
 constexpr char kBatchExamples[] =
-    "Reads through the driver's batch call: one scope per call, in sizes that leave no register unread. Variables "
-    "that\n"
-    "the batch call cannot deliver are read singly, and said so.\n"
+    "Reads through the driver's batch call: one scope per call, in sizes that leave\n"
+    "no register unread. Variables that the batch call cannot deliver are read\n"
+    "singly; -v says which.\n"
     "\nExample:\n  plc-host batch --sim machine.csv --all\n";
 
 constexpr char kWatchExamples[] =
-    "In a terminal a table that is redrawn in place: * for a change within the last second, time since the change, "
-    "state,\n"
-    "value. Elsewhere a line per change of value or state; with --csv a row per round, whose cells are empty where\n"
-    "nothing was read. Ctrl-C ends it with a summary of calls, failures and round-trip times.\n"
+    "In a terminal a table that is redrawn in place: * for a change within the last\n"
+    "second, time since the change, state, value. Elsewhere a line per change of\n"
+    "value or state; with --csv a row per round, whose cells are empty where nothing\n"
+    "was read. Ctrl-C ends it with a summary of calls, failures and round-trip times.\n"
     "\nExamples:\n"
-    "  plc-host watch --address 192.168.0.10 --port 8500 Motor.Speed --chart Motor.Speed\n"
-    "  plc-host watch --sim machine.csv --sim-arg=--animate --all --interval 200 --batch\n"
+    "  plc-host watch --address 192.168.0.10 Motor.Speed --chart Motor.Speed\n"
+    "  plc-host watch --sim machine.csv --sim-arg=--animate --all --interval 200\n"
     "  plc-host watch --sim machine.csv Motor.Speed --csv --rounds 600 > speed.csv\n";
 
 constexpr char kWhyExamples[] =
-    "Shows the whole road of one value: tag line, record, number, reg_type and address, scope, names sent, handles\n"
-    "received, raw reply, value, time per exchange; then what went wrong and what to try. With --capture it looks for\n"
-    "the name in captured traffic instead of reading it.\n"
+    "Shows the whole road of one value: tag line, record, number, reg_type and\n"
+    "address, scope, names sent, handles received, raw reply, value, time per\n"
+    "exchange; then what went wrong and what to try. With --capture it looks for the\n"
+    "name in captured traffic instead of reading it.\n"
     "\nExamples:\n"
-    "  plc-host why --address 192.168.0.10 --port 8500 MAIN/Count\n"
+    "  plc-host why --address 192.168.0.10 MAIN/Count\n"
     "  plc-host why --sim machine.csv --id 3 --pcap road.pcap\n"
     "  plc-host why --capture field.pcap --tags PLCC0A8000A_0.csv Motor.Speed\n";
 
@@ -104,25 +114,23 @@ void check_check(const HostOptions& options) {
 
 void add_target_options(CLI::App& command, HostOptions& options) {
   const std::string group = "Controller";
-  CLI::Option* address = command.add_option("--address", options.address, "IPv4 address of the controller");
-  CLI::Option* port = command.add_option("--port", options.port, "Its TCP port");
+  CLI::Option* address =
+      add_setting(command, "address", options, "The controller: IPv4 address or name, perhaps with :PORT")
+          ->type_name("HOST:PORT");
+  CLI::Option* port = add_setting(command, "port", options, "Its TCP port");
   CLI::Option* tags =
-      command.add_option("--tags", options.tag_file,
-                         "Tag file; else PLC<address>_<area>.csv in the working directory, as the driver has it");
+      add_setting(command, "tags", options,
+                  "Tag file; else PLC<address>_<area>.csv in the working directory, as the driver has it");
   CLI::Option* sim =
       command.add_option("--sim", options.sim_tag_file, "Start a simulated controller with this tag file");
   CLI::Option* simulator = command.add_option("--simulator", options.simulator, "Simulator instead of plc-sim");
   CLI::Option* arguments =
       command.add_option("--sim-arg", options.sim_arguments, "Argument for the simulator, may be repeated");
-  CLI::Option* area = command.add_option("--area", options.area, "Area, the last number of the tag file's name");
-  CLI::Option* timeout = command.add_option("--timeout", options.timeout_s, "Seconds to wait for a reply");
-  CLI::Option* delay = command.add_option("--delay", options.delay_ms, "Milliseconds to pause before each transfer");
-  address->needs(port)->excludes(sim);
-  port->needs(address);
-  tags->excludes(sim);
+  CLI::Option* area = add_setting(command, "area", options, "Area, the last number of the tag file's name");
+  CLI::Option* timeout = add_setting(command, "timeout", options, "Seconds to wait for a reply");
+  CLI::Option* delay = add_setting(command, "delay", options, "Milliseconds to pause before each transfer");
   simulator->needs(sim);
   arguments->needs(sim)->allow_extra_args(false);
-  for (CLI::Option* defaulted : {area, timeout, delay}) defaulted->capture_default_str();
   for (CLI::Option* option : {address, port, area, tags, sim, simulator, arguments, timeout, delay}) {
     option->group(group);
   }
@@ -134,12 +142,15 @@ void add_name_options(CLI::App& command, HostOptions& options) {
 }
 
 void add_number_options(CLI::App& command, HostOptions& options) {
-  CLI::Option* id = command.add_option("--id", options.register_id, "Read a register by its number");
-  CLI::Option* offset = command.add_option("--offset", options.offset, "Element offset, in the driver's units");
-  CLI::Option* count = command.add_option("--count", options.count, "Number of elements, in the driver's units");
+  CLI::Option* id =
+      plc_usage::add_number(command, "--id", options.register_id, 0, UINT32_MAX, "Read a register by its number");
+  CLI::Option* offset =
+      plc_usage::add_number(command, "--offset", options.offset, 0, 0xFFFF, "Element offset, in the driver's units");
+  CLI::Option* count = plc_usage::add_number(command, "--count", options.count, 1, kMostCounted,
+                                             "Number of elements, in the driver's units");
   id->each([&options](const std::string&) { options.by_id = true; });
-  offset->needs(id)->capture_default_str()->check(CLI::Range(0, 0xFFFF));
-  count->needs(id)->capture_default_str();
+  offset->needs(id)->default_str("0");
+  count->needs(id)->default_str("1");
 }
 
 void add_read_options(CLI::App& command, HostOptions& options) {
@@ -153,13 +164,13 @@ void add_why_options(CLI::App& command, HostOptions& options) {
   add_number_options(command, options);
   CLI::Option* capture =
       command.add_option("--capture", options.capture, "Look in a capture (pcapng or pcap) instead of reading");
-  CLI::Option* port = command.add_option("--capture-port", options.capture_port,
-                                         "The controller's port in the capture; else found by itself");
+  CLI::Option* port = plc_usage::add_number(command, "--capture-port", options.capture_port, 1, 65535,
+                                            "The controller's port in the capture; else found by itself");
   CLI::Option* pcap = command.add_option("--pcap", options.pcap_file, "Write the traffic to a pcap file");
   port->needs(capture);
   pcap->excludes(capture);
   add_target_options(command, options);
-  for (const char* target : {"--address", "--sim"}) capture->excludes(command.get_option(target));
+  capture->excludes(command.get_option("--sim"));
 }
 
 void add_write_options(CLI::App& command, HostOptions& options) {
@@ -175,9 +186,10 @@ void add_batch_options(CLI::App& command, HostOptions& options) {
 
 void add_watch_options(CLI::App& command, HostOptions& options) {
   add_name_options(command, options);
-  command.add_option("--interval", options.interval_ms, "Milliseconds from one round to the next")
-      ->capture_default_str();
-  command.add_option("--rounds", options.rounds, "End after this many rounds");
+  plc_usage::add_number(command, "--interval", options.interval_ms, 0, kLongestIntervalMs,
+                        "Milliseconds from one round to the next")
+      ->default_str("500");
+  plc_usage::add_number(command, "--rounds", options.rounds, 1, UINT32_MAX, "End after this many rounds");
   command.add_flag("--batch", options.batch, "Read through the batch call");
   command.add_flag("--csv", options.csv, "A row per round, for spreadsheets");
   command.add_option("--chart", options.chart, "Draw this variable's value over time");
@@ -186,7 +198,7 @@ void add_watch_options(CLI::App& command, HostOptions& options) {
 
 void check_target(const HostOptions& options) {
   if (options.address.empty() && options.sim_tag_file.empty()) {
-    throw HostError(kExitUsage, "which controller? Give --address and --port, or --sim TAGFILE");
+    throw HostError(kExitUsage, "which controller? Give --address HOST, or --sim TAGFILE for a simulated one");
   }
 }
 
@@ -234,7 +246,7 @@ const std::vector<Command>& command_table() {
        check_names, run_batch},
       {"watch", "Read again and again and show what changes", std::string(kNameRules) + kWatchExamples,
        add_watch_options, check_watch, run_watch},
-      {"why", "Follow one value from the tag file to the wire and back, and say where it went wrong",
+      {"why", "Follow one value to the wire and back, and say where it went wrong",
        std::string(kNameRules) + kWhyExamples, add_why_options, check_why, run_why},
   };
   return kCommands;

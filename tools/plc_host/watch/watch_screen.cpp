@@ -9,6 +9,7 @@
 #include "client/values/utf8_text.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
+#include "tools/plc_host/colors.h"
 
 namespace plc_host {
 namespace {
@@ -107,7 +108,12 @@ std::vector<std::string> draw_table(const WatchState& state, WatchTime now, size
   const bool all_fit = all + 2 <= height;
   const size_t shown = all_fit ? all : (height > 3 ? height - 3 : 0);
   const size_t room = columns - std::min(columns, widths.before_value());
-  for (size_t i = 0; i < shown; ++i) lines.push_back(table_line(widths, cells_of(state.rows()[i], now, room), columns));
+  for (size_t i = 0; i < shown; ++i) {
+    const WatchRow& row = state.rows()[i];
+    const Cells cells = cells_of(row, now, room);
+    const Tint tint = !row.latest.ok() ? Tint::kBad : cells.mark.empty() ? Tint::kNone : Tint::kChanged;
+    lines.push_back(tinted(table_line(widths, cells, columns), tint));
+  }
   if (!all_fit) lines.push_back(fit_columns("... and " + std::to_string(all - shown) + " more", columns));
   lines.push_back(fit_columns(status_line(state), columns));
   return lines;

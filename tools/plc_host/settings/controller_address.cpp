@@ -1,0 +1,44 @@
+// Takes controllers' addresses apart, and asks the system for those that are names.
+#include "tools/plc_host/settings/controller_address.h"
+
+#include "base/text.h"
+#include "tools/plc_host/exit_codes.h"
+
+namespace plc_host {
+namespace {
+
+constexpr char kForms[] = "give one like 192.168.0.10 or plc1.local, with :8500 behind it or without";
+
+// The system takes shortened addresses too, "10.1" or "8500", which nobody means.
+bool looks_like_number(const std::string& host) {
+  const std::string last = host.substr(host.rfind('.') + 1);
+  const bool is_hexadecimal = last.size() > 1 && last[0] == '0' && (last[1] == 'x' || last[1] == 'X');
+  return is_hexadecimal || last.find_first_not_of("0123456789") == std::string::npos;
+}
+
+}  // namespace
+
+plc_base::HostPort split_controller_address(const std::string& text, const std::string& from) {
+  const std::string said = from + " " + text + ": ";
+  const auto parts = plc_base::split_address(text);
+  if (plc_base::is_ipv6_address(text) || (parts && parts->has_brackets)) {
+    throw HostError(kExitUsage, said + "the driver has no IPv6: " + kForms);
+  }
+  if (!parts) throw HostError(kExitUsage, said + "this is no address: " + kForms);
+  if (parts->is_bad_port || parts->at.port == 0) {
+    throw HostError(kExitUsage, said + "behind the colon stands the port: give a number from 1 to 65535");
+  }
+  if (looks_like_number(parts->at.host) && !plc_base::is_ipv4_address(parts->at.host)) {
+    throw HostError(kExitUsage, said + "an IPv4 address has four numbers up to 255: " + kForms);
+  }
+  return parts->at;
+}
+
+uint32_t find_controller(const std::string& host) {
+  const plc_base::FoundHost found = plc_base::find_host(host);
+  if (found.problem.empty()) return found.address;
+  throw HostError(kExitNoConnection, "the system knows no host called " + plc_base::quoted(host) + ": " +
+                                         found.problem + ". Try: its address, like 192.168.0.10, or correct the name");
+}
+
+}  // namespace plc_host

@@ -1,0 +1,207 @@
+// Reads the environment and the files of settings, and has the first that says something win.
+#include "tools/plc_host/settings/settings.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <optional>
+
+#include "base/files.h"
+#include "base/near_names.h"
+#include "base/text.h"
+#include "tools/plc_host/exit_codes.h"
+#include "tools/plc_host/messages.h"
+#include "tools/toml/toml_text.h"
+#include "tools/usage/usage.h"
+
+namespace plc_host {
+namespace {
+
+constexpr char kFileName[] = "plc-host.toml";
+constexpr size_t kMostFileBytes = size_t{1} << 16U;
+constexpr int kTypedRank = 0;
+constexpr int kVariableRank = 1;
+constexpr int kFirstFileRank = 2;
+constexpr int kUsualRank = 4;
+constexpr char kDriverWords[] = "guarded or contract";
+constexpr char kColorWords[] = "auto, always or never";
+
+bool is_number(const SettingRule& rule) { return rule.high > 0; }
+
+bool is_named(const SettingRule& rule, const char* name) { return rule.name == std::string(name); }
+
+const SettingRule* rule_of(const std::string& name) {
+  for (const SettingRule& rule : setting_rules()) {
+    if (rule.name == name) return &rule;
+  }
+  return nullptr;
+}
+
+// What the value must be, "" when it is that.
+std::string demand_on(const SettingRule& rule, const std::string& value) {
+  if (is_number(rule)) {
+    return plc_usage::number_within(value, rule.low, rule.high) ? "" : plc_usage::range_text(rule.low, rule.high);
+  }
+  if (value.empty()) return "a text that is not empty";
+  const bool is_color = value == "auto" || value == "always" || value == "never";
+  return is_named(rule, "color") && !is_color ? kColorWords : "";
+}
+
+// A file says what to do where the user has gone, and anybody may have put it there.
+std::string distrust(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return {};
+  if (status.st_uid != geteuid() && status.st_uid != 0) return "it belongs to another user";
+  return (status.st_mode & S_IWOTH) != 0 ? "everybody on this machine may write it" : "";
+}
+
+class SettingsFile {
+ public:
+  explicit SettingsFile(const std::string& path) : path_(path), findings_(path) {}
+
+  // The settings that stand there. Throws HostError.
+  Settings read(int rank) {
+    const plc_base::FileText text = plc_base::read_file(path_, kMostFileBytes);
+    if (!text.problem.empty()) throw HostError(kExitUsage, text.problem);
+    const plc_toml::TomlText toml = plc_toml::parse_toml(text.text, findings_);
+    for (const auto& [key, node] : toml.table)
+      take(std::string(key.str()), node, plc_toml::place_of(key.source()), rank);
+    refuse_findings();
+    return settings_;
+  }
+
+ private:
+  void take(const std::string& key, const toml::node& node, plc_toml::Place place, int rank) {
+    const SettingRule* rule = rule_of(key);
+    if (rule == nullptr) return tell_unknown(key, place);
+    const std::string value = value_of(*rule, node);
+    if (value.empty()) return;
+    settings_[key] = {in_folder(*rule, value), path_ + ":" + std::to_string(place.line), rank};
+  }
+
+  void tell_unknown(const std::string& key, plc_toml::Place place) {
+    std::vector<std::string> known;
+    for (const SettingRule& rule : setting_rules()) known.emplace_back(rule.name);
+    const std::string meant = plc_base::did_you_mean(key, known);
+    findings_.error(place, "unknown key " + plc_base::quoted(key) + "; " +
+                               (meant.empty() ? "the keys are " + plc_base::joined_with_or(known) : meant));
+  }
+
+  // As it would be typed; "" when it was told to be wrong.
+  std::string value_of(const SettingRule& rule, const toml::node& node) {
+    const plc_toml::Place place = plc_toml::place_of(node.source());
+    const bool fits = is_number(rule) ? node.is_integer() : node.is_string();
+    const std::string wanted = is_number(rule) ? plc_usage::range_text(rule.low, rule.high) : "a text in double quotes";
+    if (!fits) {
+      findings_.error(place, std::string(rule.name) + " is " + plc_toml::form_of(node) + ": give " + wanted);
+      return {};
+    }
+    const std::string value = is_number(rule) ? std::to_string(**node.as_integer()) : **node.as_string();
+    const std::string demand = demand_on(rule, value);
+    if (!demand.empty()) {
+      findings_.error(place, std::string(rule.name) + " is " + plc_toml::form_of(node) + ": give " + demand);
+    } else if (is_named(rule, "driver") && value != "guarded" && value != "contract") {
+      findings_.error(place, "driver is " + plc_toml::form_of(node) + ": give " + kDriverWords +
+                                 "; a library's path is taken from --driver and PLC_HOST_DRIVER alone");
+    } else {
+      return value;
+    }
+    return {};
+  }
+
+  // A path is meant from the file's own folder on.
+  std::string in_folder(const SettingRule& rule, const std::string& value) const {
+    const size_t slash = path_.rfind('/');
+    if (!is_named(rule, "tags") || value.front() == '/' || slash == std::string::npos) return value;
+    return path_.substr(0, slash + 1) + value;
+  }
+
+  void refuse_findings() {
+    const std::vector<plc_toml::Finding> found = findings_.take();
+    for (size_t i = 0; i < found.size(); ++i) {
+      const plc_toml::Finding& finding = found[i];
+      const std::string place =
+          finding.line == 0 ? "" : std::to_string(finding.line) + ":" + std::to_string(finding.column) + ":";
+      const std::string text = path_ + ":" + place + " " + finding.text;
+      if (i + 1 == found.size()) throw HostError(kExitUsage, text);
+      show_message(text);
+    }
+  }
+
+  std::string path_;
+  plc_toml::Findings findings_;
+  Settings settings_;
+};
+
+// What a file says; nothing when it is not there or not to be trusted.
+Settings settings_in(const std::string& path, int rank) {
+  if (path.empty() || access(path.c_str(), F_OK) != 0) return {};
+  const std::string reason = distrust(path);
+  if (reason.empty()) return SettingsFile(path).read(rank);
+  show_message(path + " is not used: " + reason);
+  return {};
+}
+
+Settings settings_of_environment() {
+  Settings settings;
+  for (const SettingRule& rule : setting_rules()) {
+    const char* value = std::getenv(rule.variable);
+    if (value == nullptr || *value == '\0') continue;
+    settings[rule.name] = {value, rule.variable, kVariableRank};
+  }
+  return settings;
+}
+
+void add_missing(Settings& settings, const Settings& more) {
+  for (const auto& [name, setting] : more) {
+    const SettingRule& rule = *rule_of(name);
+    const std::string demand = demand_on(rule, setting.value);
+    // What a better place says otherwise does not matter.
+    if (settings.count(name) > 0) continue;
+    if (!demand.empty()) throw HostError(kExitUsage, setting.from + " " + setting.value + ": give " + demand);
+    settings[name] = setting;
+  }
+}
+
+}  // namespace
+
+const std::vector<SettingRule>& setting_rules() {
+  static const std::vector<SettingRule> kRules = {
+      {"address", "PLC_HOST_ADDRESS", "", 0, 0},      {"port", "PLC_HOST_PORT", "8500", 1, 65535},
+      {"area", "PLC_HOST_AREA", "0", 0, 65535},       {"tags", "PLC_HOST_TAGS", "", 0, 0},
+      {"timeout", "PLC_HOST_TIMEOUT", "2", 1, 86400}, {"delay", "PLC_HOST_DELAY", "0", 0, 1000000},
+      {"driver", "PLC_HOST_DRIVER", "", 0, 0},        {"color", "PLC_HOST_COLOR", "auto", 0, 0},
+  };
+  return kRules;
+}
+
+std::array<std::string, 2> settings_files() {
+  const char* folder = std::getenv("XDG_CONFIG_HOME");
+  const char* home = std::getenv("HOME");
+  std::string user;
+  if (folder != nullptr && *folder == '/') {
+    user = std::string(folder) + "/" + kFileName;
+  } else if (home != nullptr && *home == '/') {
+    user = std::string(home) + "/.config/" + kFileName;
+  }
+  return {kFileName, user};
+}
+
+Settings choose_settings(const std::map<std::string, std::string>& given) {
+  Settings typed;
+  for (const auto& [name, value] : given) typed[name] = {value, "--" + name, kTypedRank};
+  Settings settings;
+  add_missing(settings, typed);
+  add_missing(settings, settings_of_environment());
+  const std::array<std::string, 2> files = settings_files();
+  add_missing(settings, settings_in(files[0], kFirstFileRank));
+  add_missing(settings, settings_in(files[1], kFirstFileRank + 1));
+  for (const SettingRule& rule : setting_rules()) {
+    if (settings.count(rule.name) == 0) settings[rule.name] = {rule.usual, "", kUsualRank};
+  }
+  return settings;
+}
+
+}  // namespace plc_host

@@ -1,0 +1,62 @@
+// Takes the settings that a command needs.
+#include "tools/plc_host/settings/use_settings.h"
+
+#include "tools/plc_host/exit_codes.h"
+#include "tools/plc_host/settings/controller_address.h"
+#include "tools/usage/usage.h"
+
+namespace plc_host {
+namespace {
+
+uint32_t number_of(const Setting& setting) {
+  return plc_usage::number_within(setting.value, 0, UINT32_MAX).value_or(0);
+}
+
+// A port behind the address counts as said where the address is.
+void use_address(HostOptions& options) {
+  const Setting& address = options.settings["address"];
+  Setting& port = options.settings["port"];
+  if (!address.is_said()) return;
+  const plc_base::HostPort controller = split_controller_address(address.value, address.from);
+  options.address = controller.host;
+  if (!controller.port || port.rank < address.rank) return;
+  const std::string text = std::to_string(*controller.port);
+  if (port.is_said() && port.rank == address.rank && port.value != text) {
+    throw HostError(kExitUsage, address.from + " " + address.value + " and " + port.from + " " + port.value +
+                                    " name two ports: leave one out");
+  }
+  port = {text, address.from, address.rank};
+}
+
+// What the command line says in vain beside something else on it.
+void refuse_typed(const HostOptions& options, const char* beside, const std::vector<const char*>& names) {
+  for (const char* name : names) {
+    const std::string typed = std::string("--") + name;
+    if (options.settings.at(name).is_typed())
+      throw HostError(kExitUsage, typed + " and " + beside + " exclude each other");
+  }
+}
+
+}  // namespace
+
+void use_settings(HostOptions& options, bool asks_controller) {
+  options.settings = choose_settings(options.given);
+  const Settings& settings = options.settings;
+  options.driver = settings.at("driver").value;
+  options.area = static_cast<uint16_t>(number_of(settings.at("area")));
+  options.timeout_s = number_of(settings.at("timeout"));
+  options.delay_ms = number_of(settings.at("delay"));
+  if (!asks_controller) return;
+  const Setting& tags = settings.at("tags");
+  if (!options.sim_tag_file.empty()) return refuse_typed(options, "--sim", {"address", "port", "tags"});
+  if (!options.capture.empty()) {
+    refuse_typed(options, "--capture", {"address", "port"});
+    if (tags.is_typed()) options.tag_file = tags.value;
+    return;
+  }
+  use_address(options);
+  options.port = static_cast<uint16_t>(number_of(settings.at("port")));
+  options.tag_file = tags.value;
+}
+
+}  // namespace plc_host

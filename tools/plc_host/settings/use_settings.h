@@ -1,0 +1,12 @@
+// The settings put among the options of a command.
+#pragma once
+
+#include "tools/plc_host/host_options.h"
+
+namespace plc_host {
+
+// Has the options say what the command line, the environment and the files of settings say together. asks_controller:
+// the command is one of those that take a controller. Throws HostError.
+void use_settings(HostOptions& options, bool asks_controller);
+
+}  // namespace plc_host

@@ -1,0 +1,223 @@
+// Looks at command lines before they are parsed, and words what the parser finds.
+#include "tools/usage/usage.h"
+
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+#include <memory>
+
+#include "base/near_names.h"
+#include "base/text.h"
+
+namespace plc_usage {
+namespace {
+
+constexpr size_t kHelpColumns = 80;
+constexpr size_t kTextColumn = 30;  // where explanations begin
+
+// The text in lines that fit behind the column, joined for a place there.
+std::string wrapped(const std::string& text) {
+  std::string lines;
+  size_t column = kTextColumn;
+  for (size_t at = 0; at < text.size();) {
+    const size_t end = std::min(text.find_first_of(" \n", at), text.size());
+    const bool is_first = column == kTextColumn;
+    if (!is_first && column + 1 + end - at > kHelpColumns) {
+      lines += "\n" + std::string(kTextColumn, ' ');
+      column = kTextColumn;
+    } else if (!is_first) {
+      lines += ' ';
+      ++column;
+    }
+    lines.append(text, at, end - at);
+    column += end - at;
+    at = end + 1;
+  }
+  return lines;
+}
+
+// An explanation of several lines begins below its head: what reads the help tells the two apart by that.
+std::string entry(const std::string& head, const std::string& text) {
+  std::string line = "  " + head;
+  if (line.size() >= kTextColumn || kTextColumn + text.size() > kHelpColumns) {
+    line += "\n" + std::string(kTextColumn, ' ');
+  } else {
+    line.resize(kTextColumn, ' ');
+  }
+  return line + wrapped(text) + "\n";
+}
+
+class HelpFormatter : public CLI::Formatter {
+ public:
+  std::string make_option(const CLI::Option* option, bool is_positional) const override {
+    return entry(make_option_name(option, is_positional) + make_option_opts(option), make_option_desc(option));
+  }
+  std::string make_subcommand(const CLI::App* command) const override {
+    return entry(command->get_name(), command->get_description());
+  }
+};
+
+std::vector<const CLI::App*> commands_of(const CLI::App& app) {
+  return app.get_subcommands([](const CLI::App*) { return true; });
+}
+
+std::vector<std::string> command_names(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : commands_of(app)) names.push_back(command->get_name());
+  return names;
+}
+
+std::vector<std::string> option_names(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return names;
+}
+
+// Which commands have an option that this one does not have.
+std::vector<std::string> owners_of(const CLI::App& app, const std::string& option) {
+  std::vector<std::string> owners;
+  for (const CLI::App* command : commands_of(app)) {
+    if (command->get_option_no_throw(option) != nullptr) owners.push_back(command->get_name());
+  }
+  return owners;
+}
+
+std::string unknown_option(const CLI::App& app, const CLI::App& part, const std::string& name) {
+  const std::string meant = plc_base::did_you_mean(name, option_names(part));
+  if (!meant.empty()) return "unknown option " + name + ", " + meant;
+  const std::vector<std::string> owners = owners_of(app, name);
+  if (&part == &app && !owners.empty()) return name + " stands behind the command: " + owners.front() + " " + name;
+  if (!owners.empty())
+    return part.get_name() + " has no " + name + ", which is for " + plc_base::joined_with_or(owners);
+  return "unknown option " + name;
+}
+
+bool takes_value(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
+
+bool takes_one(const CLI::Option& option) {
+  return option.get_items_expected_max() == 1 && option.get_multi_option_policy() == CLI::MultiOptionPolicy::Throw;
+}
+
+// Goes through the words behind the command.
+class WordReader {
+ public:
+  WordReader(const CLI::App& app, const CLI::App& part, const std::vector<std::string>& words, size_t at)
+      : app_(app), part_(part), words_(words), at_(at) {}
+
+  std::string problem() {
+    for (; at_ < words_.size() && words_[at_] != "--"; ++at_) {
+      const std::string& word = words_[at_];
+      if (word.size() < 2 || word[0] != '-') continue;
+      std::string found = word[1] == '-' ? long_problem(word) : short_problem(word);
+      if (!found.empty()) return found;
+    }
+    return {};
+  }
+
+ private:
+  std::string long_problem(const std::string& word) {
+    const std::string name = word.substr(0, word.find('='));
+    return option_problem(name, name.size() < word.size());
+  }
+
+  std::string short_problem(const std::string& word) {
+    for (size_t i = 1; i < word.size(); ++i) {
+      const std::string name = std::string("-") + word[i];
+      const CLI::Option* option = part_.get_option_no_throw(name);
+      if (option == nullptr)
+        return i == 1 && word.size() > 2 ? unknown_option(app_, part_, word) : unknown_option(app_, part_, name);
+      if (takes_value(*option)) return option_problem(name, i + 1 < word.size());
+    }
+    return {};
+  }
+
+  std::string option_problem(const std::string& name, bool has_value) {
+    const CLI::Option* option = part_.get_option_no_throw(name);
+    if (option == nullptr) return unknown_option(app_, part_, name);
+    if (!takes_value(*option)) return has_value ? name + " takes no value" : "";
+    if (takes_one(*option) && ++times_[option] > 1) return name + " is given twice";
+    if (has_value) return {};
+    return ++at_ < words_.size() ? "" : name + " lacks its value";
+  }
+
+  const CLI::App& app_;
+  const CLI::App& part_;
+  const std::vector<std::string>& words_;
+  size_t at_;
+  std::map<const CLI::Option*, int> times_;
+};
+
+}  // namespace
+
+void fit_help(CLI::App& app) {
+  const auto formatter = std::make_shared<HelpFormatter>();
+  formatter->column_width(kTextColumn);
+  app.formatter(formatter);
+}
+
+const CLI::App* command_of(const CLI::App& app, const std::vector<std::string>& words) {
+  for (const CLI::App* command : commands_of(app)) {
+    if (!words.empty() && command->get_name() == words.front()) return command;
+  }
+  return nullptr;
+}
+
+std::string word_problem(const CLI::App& app, const std::vector<std::string>& words) {
+  const std::vector<std::string> commands = command_names(app);
+  if (commands.empty()) return WordReader(app, app, words, 0).problem();
+  if (words.empty()) return "which command: " + plc_base::joined_with_or(commands) + "?";
+  const std::string& first = words.front();
+  if (!first.empty() && first[0] == '-') return WordReader(app, app, words, 0).problem();
+  const CLI::App* command = command_of(app, words);
+  if (command != nullptr) return WordReader(app, *command, words, 1).problem();
+  const std::string meant = plc_base::did_you_mean(first, commands);
+  return "unknown command " + plc_base::quoted(first) +
+         (meant.empty() ? "; the commands are " + plc_base::joined_with_or(commands) : ", " + meant);
+}
+
+std::string parse_problem(const CLI::ParseError& error) {
+  constexpr std::string_view kExtra = "The following argument was not expected: ";
+  constexpr std::string_view kExtras = "The following arguments were not expected: ";
+  const std::string said = error.what();
+  for (const std::string_view start : {kExtra, kExtras}) {
+    if (said.compare(0, start.size(), start) == 0)
+      return "nothing is known to do with " + plc_base::quoted(said.substr(start.size()));
+  }
+  constexpr std::string_view kExcludes = " excludes ";
+  const size_t excludes = said.find(kExcludes);
+  if (excludes != std::string::npos) {
+    return said.substr(0, excludes) + " and " + said.substr(excludes + kExcludes.size()) + " exclude each other";
+  }
+  constexpr std::string_view kRequired = " is required";
+  const size_t required = said.find(kRequired);
+  return required == std::string::npos ? said : said.substr(0, required) + " is missing";
+}
+
+std::string with_hint(const std::string& problem, const CLI::App& app, const std::vector<std::string>& words) {
+  if (problem.back() == '?') return problem;
+  const CLI::App* command = command_of(app, words);
+  return problem + "; " + app.get_name() + (command == nullptr ? "" : " " + command->get_name()) + " --help tells more";
+}
+
+std::optional<uint32_t> number_within(std::string_view text, uint32_t low, uint32_t high) {
+  constexpr int kDecimal = 10;
+  constexpr int kHexadecimal = 16;
+  const bool is_hexadecimal = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+  const std::string_view digits = is_hexadecimal ? text.substr(2) : text;
+  uint32_t number = 0;
+  const std::from_chars_result end =
+      std::from_chars(digits.data(), digits.data() + digits.size(), number, is_hexadecimal ? kHexadecimal : kDecimal);
+  if (end.ec != std::errc() || end.ptr != digits.data() + digits.size()) return std::nullopt;
+  return number >= low && number <= high ? std::optional<uint32_t>(number) : std::nullopt;
+}
+
+std::string range_text(uint32_t low, uint32_t high) {
+  return "a number from " + std::to_string(low) + " to " + std::to_string(high);
+}
+
+}  // namespace plc_usage

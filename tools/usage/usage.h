@@ -1,0 +1,51 @@
+// Command lines as all programs take them: help that fits a terminal, and mistakes told with what was probably meant.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace plc_usage {
+
+// Has the program's help, and that of its commands, end its lines within 80 columns. To be called before commands are
+// added.
+void fit_help(CLI::App& app);
+
+// What is wrong with the first word that names no command or option, or lacks its value: "unknown option --adress, did
+// you mean --address?"; empty when there is none. The parser would tell other consequences of it first.
+std::string word_problem(const CLI::App& app, const std::vector<std::string>& words);
+
+// What the parser found wrong, in one line.
+std::string parse_problem(const CLI::ParseError& error);
+
+// The problem, and unless it is a question where the help is that is worth a look.
+std::string with_hint(const std::string& problem, const CLI::App& app, const std::vector<std::string>& words);
+
+// The command that the words begin with; null when they begin with none.
+const CLI::App* command_of(const CLI::App& app, const std::vector<std::string>& words);
+
+// A whole number, decimal or hexadecimal behind 0x; nothing for anything else and outside of the bounds.
+std::optional<uint32_t> number_within(std::string_view text, uint32_t low, uint32_t high);
+
+// "a number from 1 to 65535"
+std::string range_text(uint32_t low, uint32_t high);
+
+// An option that takes a number within bounds, which its help shows when they are not those of its type. The target
+// keeps what it has when the option is not given.
+template <typename Number>
+CLI::Option* add_number(CLI::App& app, const std::string& name, Number& target, uint32_t low, uint32_t high,
+                        const std::string& help) {
+  const auto take = [&target, name, low, high](const std::string& text) {
+    const std::optional<uint32_t> number = number_within(text, low, high);
+    if (!number) throw CLI::ValidationError(name + " " + text + ": give " + range_text(low, high));
+    target = static_cast<Number>(*number);
+  };
+  const bool is_bounded = low > 0 || high < UINT32_MAX;
+  return app.add_option_function<std::string>(name, take, help)
+      ->type_name(is_bounded ? "UINT:INT in [" + std::to_string(low) + " - " + std::to_string(high) + "]" : "UINT");
+}
+
+}  // namespace plc_usage
