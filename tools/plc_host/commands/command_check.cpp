@@ -27,8 +27,9 @@ Severity severity_of(const Finding& finding) { return tag_check::rule_of(finding
 tag_check::CheckOptions check_options(const HostOptions& options) {
   tag_check::CheckOptions checked;
   checked.has_address = !options.address.empty();
-  if (checked.has_address)
+  if (checked.has_address) {
     checked.address = find_controller(split_controller_address(options.address, "--address").host);
+  }
   return checked;
 }
 
