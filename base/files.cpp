@@ -31,9 +31,10 @@ OpenedFile open_regular_file(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (descriptor < 0) return {-1, std::strerror(errno)};
   struct stat status {};
-  if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) return {descriptor, {}};
+  const bool is_known = fstat(descriptor, &status) == 0;
+  if (is_known && S_ISREG(status.st_mode)) return {descriptor, {}};
   close(descriptor);
-  return {-1, "it is not a regular file"};
+  return {-1, is_known && S_ISDIR(status.st_mode) ? "it is a folder" : "it is not a regular file"};
 }
 
 FileText read_file(const std::string& path, size_t most_bytes) {

@@ -18,6 +18,7 @@ namespace {
 constexpr char kIsLink[] = "it is a symbolic link";
 constexpr char kIsInput[] = "it is a file that is read";
 constexpr char kIsNotRegular[] = "it is not a regular file";
+constexpr char kIsFolder[] = "it is a folder";
 constexpr char kHasOtherNames[] = "it has a second name, a hard link";
 constexpr char kNobodyReads[] = "nobody reads this pipe";
 constexpr mode_t kPermissions = 0777;
@@ -41,6 +42,7 @@ Problem look_at_old(const std::string& path, const std::vector<std::string>& inp
   struct stat status {};
   if (lstat(path.c_str(), &status) != 0) return errno == ENOENT ? Problem() : last_error();
   if (S_ISLNK(status.st_mode)) return kIsLink;
+  if (S_ISDIR(status.st_mode)) return kIsFolder;
   if (!S_ISREG(status.st_mode)) return kIsNotRegular;
   if (is_status_of(status, inputs)) return kIsInput;
   // Renaming would ask for the folder's permissions alone.
@@ -113,6 +115,7 @@ int open_without_wait(const std::string& path) {
 
 Problem why_not_opened(int error) {
   if (error == ELOOP) return kIsLink;
+  if (error == EISDIR) return kIsFolder;
   return error == ENXIO ? kNobodyReads : std::strerror(error);
 }
 
@@ -149,6 +152,45 @@ std::string write_whole_file(const std::string& path, std::string_view bytes, co
   problem = last_error();
   unlink(file.path.c_str());
   return problem;
+}
+
+std::string why_not_written(const std::string& path, const std::vector<std::string>& inputs) {
+  constexpr std::string_view kSample = "a few bytes, so that a full disk is met";
+  std::optional<struct stat> old;
+  Problem problem = look_at_old(path, inputs, old);
+  if (!problem.empty()) return problem;
+  const TemporaryFile file = make_beside(path, kOwnersPermissions);
+  if (file.descriptor < 0) return last_error();
+  if (!fill(file.descriptor, kSample, std::nullopt)) problem = last_error();
+  unlink(file.path.c_str());
+  return problem;
+}
+
+std::string advice_on_output(const std::string& problem) {
+  struct Advice {
+    std::string problem;
+    const char* text;
+  };
+  const Advice kAdvice[] = {
+      {kIsFolder, "name a file in it"},
+      {kIsLink, "name the file that it leads to"},
+      {kIsInput, "name another file"},
+      {kIsNotRegular, "name a file"},
+      {kHasOtherNames, "name another file"},
+      {std::strerror(ENOENT), "make its folder first, or name another one"},
+      {std::strerror(ENOTDIR), "name a file in a folder"},
+      {std::strerror(EACCES), "name a file where you may write"},
+      {std::strerror(EPERM), "name a file where you may write"},
+      {std::strerror(EROFS), "name a file where you may write"},
+      {std::strerror(ENOSPC), "make room, or name a file on another disk"},
+      {std::strerror(EDQUOT), "make room, or name a file on another disk"},
+      {std::strerror(EFBIG), "let files be larger (ulimit -f), or do without it"},
+      {std::strerror(ENAMETOOLONG), "name it shorter"},
+  };
+  for (const Advice& advice : kAdvice) {
+    if (advice.problem == problem) return advice.text;
+  }
+  return {};
 }
 
 OpenedFile open_growing_file(const std::string& path, const std::vector<std::string>& inputs) {

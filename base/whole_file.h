@@ -22,6 +22,13 @@ inline constexpr char kFileIsThere[] = "there is a file of this name";
 std::string write_whole_file(const std::string& path, std::string_view bytes, const std::vector<std::string>& inputs,
                              OldFile old_file = OldFile::kReplaced);
 
+// Why write_whole_file would fail if it were called now, for programs that write at their end: a file is made beside,
+// gets a few bytes and goes. Empty when nothing is in the way.
+std::string why_not_written(const std::string& path, const std::vector<std::string>& inputs);
+
+// What a user can do about a problem of these functions: "name a file in it". Empty where it says so itself.
+std::string advice_on_output(const std::string& problem);
+
 // Opens a file that grows, empty, under the same rules; a file with a second name is refused too, for it stays the file
 // that it is. A device is opened, and a pipe that somebody reads; so are /dev/stdout, /dev/stderr and /dev/fd/N, links
 // of the system.

@@ -9,6 +9,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include "tests/support/temp_dir.h"
@@ -140,9 +142,10 @@ TEST(WholeFile, OtherHardLink_KeepsWhatItHad) {
 TEST(WholeFile, WhatIsNoRegularFile_IsRefused) {
   const plc_test::TempDir folder;
   ASSERT_EQ(mkfifo(folder.file("pipe").c_str(), 0600), 0);
-  for (const std::string& path : {folder.file("pipe"), folder.path(), std::string("/dev/null")}) {
+  for (const std::string& path : {folder.file("pipe"), std::string("/dev/null")}) {
     EXPECT_EQ(write_whole_file(path, "new", {}), "it is not a regular file") << path;
   }
+  EXPECT_EQ(write_whole_file(folder.path(), "new", {}), "it is a folder");
 }
 
 TEST(WholeFile, MissingFolder_IsSaid) {
@@ -159,6 +162,31 @@ TEST(WholeFile, FullDisk_LeavesWhatWasThere) {
   }
   EXPECT_EQ(folder.read("old"), "what was there before");
   EXPECT_EQ(names_in(folder), Names{"old"});
+}
+
+TEST(WholeFile, WhatWouldFail_IsSaidBeforeThereIsAnythingToWrite) {
+  const plc_test::TempDir folder;
+  const std::string old = folder.write("old", "what was there before");
+  EXPECT_EQ(why_not_written(old, {}), "");
+  EXPECT_EQ(why_not_written(folder.file("new"), {}), "");
+  EXPECT_EQ(why_not_written(old, {old}), "it is a file that is read");
+  EXPECT_EQ(why_not_written(folder.path(), {}), "it is a folder");
+  EXPECT_EQ(why_not_written("/nonexistent/new", {}), "No such file or directory");
+  {
+    const FullDisk full(10);
+    EXPECT_EQ(why_not_written(folder.file("new"), {}), "File too large");
+    EXPECT_EQ(why_not_written(old, {}), "File too large");
+  }
+  EXPECT_EQ(folder.read("old"), "what was there before");
+  EXPECT_EQ(names_in(folder), Names{"old"});
+}
+
+TEST(WholeFile, ProblemsThatAUserCanSettle_HaveAdvice) {
+  EXPECT_EQ(advice_on_output(write_whole_file("/", "new", {})), "name a file in it");
+  EXPECT_EQ(advice_on_output(write_whole_file("/nonexistent/new", "a", {})),
+            "make its folder first, or name another one");
+  EXPECT_EQ(advice_on_output(std::strerror(ENOSPC)), "make room, or name a file on another disk");
+  EXPECT_EQ(advice_on_output("anything else"), "");
 }
 
 TEST(WholeFile, TemporaryNamesThatAreTaken_AreLeftAlone) {
@@ -230,7 +258,7 @@ TEST(GrowingFile, DevicesAndOwnDescriptors_AreOpened) {
 
 TEST(GrowingFile, WhatCannotBeOpened_IsSaid) {
   const plc_test::TempDir folder;
-  EXPECT_EQ(open_growing_file(folder.path(), {}).problem, "Is a directory");
+  EXPECT_EQ(open_growing_file(folder.path(), {}).problem, "it is a folder");
   EXPECT_EQ(open_growing_file("/nonexistent/new", {}).problem, "No such file or directory");
 }
 

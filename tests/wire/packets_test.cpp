@@ -274,7 +274,7 @@ TEST(Packets, FilesThatCannotBeRead_SayWhy) {
   const plc_test::TempDir folder;
   const auto ignore = [](const Packet&) {};
   EXPECT_EQ(read_packet_file(folder.file("missing"), ignore), "cannot be read: No such file or directory");
-  EXPECT_EQ(read_packet_file(folder.path(), ignore), "cannot be read: it is not a regular file");
+  EXPECT_EQ(read_packet_file(folder.path(), ignore), "cannot be read: it is a folder");
   EXPECT_EQ(read_packet_file("/dev/zero", ignore), "cannot be read: it is not a regular file");
   const std::string pipe = folder.file("pipe");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);

@@ -1,6 +1,7 @@
 // plc-sim as a whole.
 #include "tools/plc_sim/application.h"
 
+#include <sys/stat.h>
 #include <uv.h>
 
 #include <cerrno>
@@ -9,7 +10,6 @@
 #include <memory>
 
 #include "base/descriptors.h"
-#include "base/files.h"
 #include "base/whole_file.h"
 #include "tools/plc_sim/console/console.h"
 #include "tools/plc_sim/console/line_input.h"
@@ -17,6 +17,7 @@
 #include "tools/plc_sim/controller/ask_log.h"
 #include "tools/plc_sim/controller/controller.h"
 #include "tools/plc_sim/descriptors.h"
+#include "tools/plc_sim/load_tags.h"
 #include "tools/plc_sim/messages.h"
 #include "tools/plc_sim/page/web_page.h"
 #include "tools/plc_sim/page/web_server.h"
@@ -28,45 +29,12 @@
 namespace plc_sim {
 namespace {
 
-// Far more than a controller's variables take; a wrong path may name anything.
-constexpr size_t kMostTagFileBytes = size_t{256} << 20U;
-
 // Of the loop: its poll, its wake-up, two pipes for signals, and two of the first that live in it.
 constexpr size_t kLoopDescriptors = 8;
 
 constexpr int kDone = 0;
 constexpr int kViolationSeen = 1;
 constexpr int kNotStarted = 2;
-
-// "FILE:LINE: error: REASON"
-void print_problem(const std::string& file, unsigned line, bool is_warning, const std::string& text) {
-  print_error(shown_path(file) + ":" + std::to_string(line) + (is_warning ? ": warning: " : ": error: ") + text);
-}
-
-// False when a tag file cannot be read, or has lines that cannot be declared.
-bool load_tags(const Options& options, VariableStore& store) {
-  bool is_good = true;
-  std::vector<TagDeclaration> tags;
-  for (const std::string& path : options.tag_files) {
-    const plc_base::FileText bytes = plc_base::read_file(path, kMostTagFileBytes);
-    if (!bytes.problem.empty()) {
-      print_error("plc-sim: " + bytes.problem);
-      return false;
-    }
-    const TagFile file = read_tag_text(path, bytes.text);
-    for (const TagProblem& problem : file.problems) {
-      const bool is_warning = problem.is_warning || options.skip_bad_lines;
-      print_problem(problem.file, problem.line, is_warning, problem.text);
-      is_good = is_good && is_warning;
-    }
-    tags.insert(tags.end(), file.tags.begin(), file.tags.end());
-  }
-  for (const StoreProblem& problem : store.declare(tags, options.programs, options.directory_order)) {
-    print_problem(problem.file, problem.line, options.skip_bad_lines, problem.text);
-    is_good = is_good && options.skip_bad_lines;
-  }
-  return is_good;
-}
 
 template <typename Visit>
 void for_each_declared(VariableStore& store, Visit visit) {
@@ -171,32 +139,53 @@ class Application {
   // Empty when done, else what could not be opened and why.
   std::string open_everything() {
     std::string problem = server_.listen(options_.listen.host, options_.listen.port);
-    if (!problem.empty()) return "cannot listen on " + endpoint_text(options_.listen) + ": " + problem;
+    if (!problem.empty()) return "cannot listen on " + endpoint_text(options_.listen) + with_advice(problem);
     if (options_.web) {
       problem = web_.listen(options_.web->host, options_.web->port);
-      if (!problem.empty()) return "cannot serve the page on " + endpoint_text(*options_.web) + ": " + problem;
+      if (!problem.empty()) return "cannot serve the page on " + endpoint_text(*options_.web) + with_advice(problem);
     }
     if (!options_.pcap.empty()) {
       problem = pcap_.open(options_.pcap, server_.port(), options_.inputs());
-      if (!problem.empty()) return "cannot write " + options_.pcap + ": " + problem;
+      if (!problem.empty()) return output_problem(options_.pcap, problem);
       pcap_.on_failure(
-          [this](const std::string& reason) { print_error("plc-sim: cannot write " + options_.pcap + ": " + reason); });
+          [this](const std::string& reason) { print_error("plc-sim: " + output_problem(options_.pcap, reason)); });
       server_.set_observer(&pcap_);
+    }
+    if (!options_.report.empty() && options_.report != "-") {
+      problem = plc_base::why_not_written(options_.report, report_inputs());
+      if (!problem.empty()) return output_problem(options_.report, problem);
     }
     return {};
   }
 
-  // Neither over what was read nor over the capture.
+  static std::string with_advice(const std::string& problem) {
+    const std::string advice = problem == std::strerror(EADDRINUSE)      ? "another port, or 0 for a free one"
+                               : problem == std::strerror(EADDRNOTAVAIL) ? "an address that this machine has"
+                               : problem == std::strerror(EACCES)        ? "a port from 1024 on"
+                                                                         : "";
+    return ": " + problem + (advice.empty() ? "" : ". Try: " + advice);
+  }
+
+  static std::string output_problem(const std::string& path, const std::string& problem) {
+    const std::string advice = plc_base::advice_on_output(problem);
+    return "cannot write " + path + ": " + problem + (advice.empty() ? "" : ". Try: " + advice);
+  }
+
+  // A report is written neither over what was read nor over the capture.
+  std::vector<std::string> report_inputs() const {
+    std::vector<std::string> inputs = options_.inputs();
+    if (!options_.pcap.empty()) inputs.push_back(options_.pcap);
+    return inputs;
+  }
+
   bool write_report() {
     const std::string report = make_report(store_, log_, report_format_for(options_.report));
     if (options_.report == "-") {
       say(report);
       return has_output_;
     }
-    std::vector<std::string> inputs = options_.inputs();
-    if (!options_.pcap.empty()) inputs.push_back(options_.pcap);
-    const std::string problem = plc_base::write_whole_file(options_.report, report, inputs);
-    if (!problem.empty()) print_error("plc-sim: cannot write " + options_.report + ": " + problem);
+    const std::string problem = plc_base::write_whole_file(options_.report, report, report_inputs());
+    if (!problem.empty()) print_error("plc-sim: " + output_problem(options_.report, problem));
     return problem.empty();
   }
 
@@ -269,6 +258,9 @@ int run_simulator(const Options& options) {
   std::vector<Exchange> captured;
   if (!options.replay.empty()) {
     Capture capture = read_capture_file(options.replay);
+    struct stat status {};
+    const bool is_empty = stat(options.replay.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
+    if (is_empty) capture.problem = "it is empty. Try: a capture that tshark or --pcap wrote";
     if (!capture.problem.empty()) print_error("plc-sim: " + options.replay + ": " + capture.problem);
     if (capture.exchanges.empty()) return kNotStarted;
     captured = std::move(capture.exchanges);

@@ -4,11 +4,16 @@
 #include <arpa/inet.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
 
+#include "base/near_names.h"
+#include "base/network_address.h"
+#include "base/text.h"
 #include "tools/plc_sim/messages.h"
 
 namespace plc_sim {
@@ -38,15 +43,31 @@ std::optional<Number> number_in(std::string_view text) {
   return error == std::errc{} && end == text.data() + text.size() ? std::optional<Number>(value) : std::nullopt;
 }
 
-Endpoint parse_endpoint(const std::string& text) {
-  const size_t colon = text.rfind(':');
-  in_addr address{};
-  const std::string host = text.substr(0, colon);
-  const auto port = colon == std::string::npos ? std::nullopt : number_in<uint16_t>(text.substr(colon + 1));
-  if (!port || inet_pton(AF_INET, host.c_str(), &address) != 1) {
-    throw std::invalid_argument("'" + text + "' is not of the form 127.0.0.1:0");
+[[noreturn]] void refuse_endpoint(const char* option, const std::string& text, const std::string& reason) {
+  throw std::invalid_argument(option + (" " + text) + ": " + reason);
+}
+
+// A name of a host becomes its number.
+Endpoint parse_endpoint(const char* option, const std::string& text) {
+  const auto parts = plc_base::split_address(text);
+  if (parts && parts->is_bad_port)
+    refuse_endpoint(option, text, "a port is a number from 0 to 65535, 0 for a free one");
+  if (!parts || parts->has_brackets) {
+    refuse_endpoint(option, text, "write an IPv4 address or a name, and a port: 127.0.0.1:8500, localhost:0");
   }
-  return {host, *port};
+  if (!parts->at.port) {
+    const bool is_port = number_in<uint16_t>(text).has_value();
+    refuse_endpoint(option, text,
+                    is_port ? "the address is missing, write 127.0.0.1:" + text
+                            : "the port is missing, write " + text + ":8500, or " + text + ":0 for a free one");
+  }
+  const plc_base::FoundHost host = plc_base::find_host(parts->at.host);
+  if (!host.problem.empty()) refuse_endpoint(option, text, "no host is called " + parts->at.host + ": " + host.problem);
+  in_addr address{};
+  address.s_addr = htonl(host.address);
+  std::array<char, INET_ADDRSTRLEN> number{};
+  inet_ntop(AF_INET, &address, number.data(), number.size());
+  return {number.data(), *parts->at.port};
 }
 
 // Whoever gets to the port reads and sets every variable.
@@ -65,6 +86,14 @@ std::pair<std::string, uint8_t> parse_program(const std::string& text) {
   return {text.substr(0, equals), *number};
 }
 
+Fault fault_of(const std::string& text) {
+  try {
+    return parse_fault(text);
+  } catch (const std::invalid_argument& bad) {
+    throw std::invalid_argument("--fault " + plc_base::quoted(text) + ": " + bad.what());
+  }
+}
+
 struct RawOptions {
   std::string listen = "127.0.0.1:0";
   std::vector<std::string> faults;
@@ -73,7 +102,7 @@ struct RawOptions {
   std::string web;
   bool allows_remote = false;
   bool animate = false;
-  unsigned animate_ms = kDefaultAnimateMs;
+  unsigned animate_ms = 0;  // 0: not given
 };
 
 void add_options(CLI::App& app, Options& options, RawOptions& raw) {
@@ -82,7 +111,7 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
   app.add_flag("--allow-remote", raw.allows_remote, "let --listen and --web take addresses that other machines reach");
   app.add_flag("--sentinel", options.sentinel, "give every element a value of its own");
   app.add_flag("--animate", raw.animate, "move the values");
-  app.add_option("--animate-ms", raw.animate_ms, "time between two moves")
+  app.add_option("--animate-ms", raw.animate_ms, "move the values, with this time between two moves")
       ->type_name("MS")
       ->check(CLI::Range(1, 60000));
   app.add_option("--fault", raw.faults, "arm a fault, written as the fault command takes it; may be repeated")
@@ -106,19 +135,39 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
 }
 
 void convert(const RawOptions& raw, Options& options) {
-  options.listen = parse_endpoint(raw.listen);
+  options.listen = parse_endpoint("--listen", raw.listen);
   require_consent("--listen", options.listen, raw.allows_remote);
   if (!raw.web.empty()) {
-    options.web = parse_endpoint(raw.web);
+    options.web = parse_endpoint("--web", raw.web);
     require_consent("--web", *options.web, raw.allows_remote);
   }
-  if (options.tag_files.empty() == options.replay.empty()) {
-    throw std::invalid_argument("either tag files or --replay are needed, and not both");
+  if (options.tag_files.empty() && options.replay.empty()) {
+    throw std::invalid_argument("no tag file is given. Try: plc-sim PLC7F000001_0.csv, or --replay with a capture");
   }
-  options.animate_ms = raw.animate ? raw.animate_ms : 0;
+  if (!options.tag_files.empty() && !options.replay.empty()) {
+    throw std::invalid_argument("--replay takes no tag files, the capture says what is answered. Try: without " +
+                                options.tag_files.front());
+  }
+  options.animate_ms = raw.animate && raw.animate_ms == 0 ? kDefaultAnimateMs : raw.animate_ms;
   options.directory_order = raw.directory_order == "file" ? DirectoryOrder::kFile : DirectoryOrder::kLongestFirst;
-  for (const std::string& text : raw.faults) options.faults.push_back(parse_fault(text));
+  for (const std::string& text : raw.faults) options.faults.push_back(fault_of(text));
   for (const std::string& text : raw.programs) options.programs.insert(parse_program(text));
+}
+
+// "unknown option --adress, did you mean --address?"
+std::string unknown_options(const CLI::App& app) {
+  std::vector<std::string> known;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
+  }
+  std::string text;
+  for (const std::string& given : app.remaining()) {
+    const std::string name = given.substr(0, given.find('='));
+    const bool is_endpoint = name == "--address" || name == "--host" || name == "--port";
+    const std::string near = is_endpoint ? "use --listen HOST:PORT" : plc_base::did_you_mean(name, known);
+    text += (text.empty() ? "" : "; ") + ("unknown option " + name) + (near.empty() ? "" : ", " + near);
+  }
+  return text;
 }
 
 // The exit code of a run that prints this alone.
@@ -149,7 +198,7 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
   RawOptions raw;
   CLI::App app{kDescription, "plc-sim"};
   app.footer(kFooter);
-  app.set_version_flag("--version", "plc-sim " PLC_SIM_VERSION);
+  app.set_version_flag("-V,--version", "plc-sim " PLC_SIM_VERSION);
   add_options(app, options, raw);
   try {
     app.parse(argc, argv);
@@ -158,7 +207,8 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
     std::ostringstream help;
     std::ostringstream problem;
     if (app.exit(error, help, problem) == 0) return {std::nullopt, say(help.str())};
-    print_error(std::string("plc-sim: ") + error.what() + "; --help lists the options");
+    const std::string unknown = unknown_options(app);
+    print_error("plc-sim: " + (unknown.empty() ? std::string(error.what()) : unknown) + "; --help lists the options");
     return {std::nullopt, kUsageError};
   } catch (const std::invalid_argument& error) {
     print_error(std::string("plc-sim: ") + error.what());

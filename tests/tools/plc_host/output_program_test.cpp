@@ -165,9 +165,10 @@ TEST_F(OutputTest, CaptureOverTheTagFile_IsRefusedBeforeAnythingIsAsked) {
 TEST_F(OutputTest, InputThatIsNoRegularFile_IsRefusedAtOnce) {
   ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
   for (const std::string& file : {path("pipe"), folder_.path(), std::string("/dev/zero"), std::string("/dev/null")}) {
+    const char* reason = file == folder_.path() ? "it is a folder" : "it is not a regular file";
     const Outcome outcome = run({"check", file});
     EXPECT_EQ(outcome.code, 4);
-    EXPECT_EQ(outcome.err, "plc-host: cannot read " + file + ": it is not a regular file\n");
+    EXPECT_EQ(outcome.err, "plc-host: cannot read " + file + ": " + reason + "\n");
   }
 }
 

@@ -277,7 +277,9 @@ TEST(PlcSim, CaptureOnAFullDevice_EndsWithTwo) {
   TemporaryFile tags("D,INT,,,a,b,c,0,1,0,0,,DM1\n");
   PlcSimProcess sim({"--pcap", "/dev/full", tags.path()});
   EXPECT_EQ(sim.finish(), 2);
-  EXPECT_EQ(sim.errors(), "plc-sim: cannot write /dev/full: No space left on device\n");
+  EXPECT_EQ(
+      sim.errors(),
+      "plc-sim: cannot write /dev/full: No space left on device. Try: make room, or name a file on another disk\n");
 }
 
 TEST(PlcSim, ReplayWithTagFilesOrOfNothing_EndsWithTwo) {

@@ -36,6 +36,7 @@ using test::TemporaryFile;
 using test::to_hex;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 constexpr const char* kHostileTags = "D,INT,,,a,b,c,0,1,0,0,,DM1\nL,INT,[0..2],,a,b,c,1,0,0,5,MAIN,\n";
 
@@ -167,7 +168,9 @@ TEST(PlcSim, WordsOfTheCommandLine_AreShownOnOneLine) {
     PlcSimProcess sim(arguments);
     EXPECT_EQ(sim.finish(), 2);
     expect_shown(sim.errors(), arguments[0]);
-    EXPECT_EQ(std::count(sim.errors().begin(), sim.errors().end(), '\n'), 1) << sim.errors();
+    // A line of a tag file that is wrong has a second one, which says what to do.
+    const int lines = arguments == std::vector<std::string>{bad} ? 2 : 1;
+    EXPECT_EQ(std::count(sim.errors().begin(), sim.errors().end(), '\n'), lines) << sim.errors();
     expect_own_lines(sim.errors(), {"plc-sim: ", "/"});
   }
 }
@@ -179,7 +182,9 @@ TEST(PlcSim, TagFileNamedLikeASpeaker_IsNone) {
   folder.write("violation: x", "A,Bool,,,a,b,c,1\n");
   PlcSimProcess sim({"violation: x"});
   EXPECT_EQ(sim.finish(), 2);
-  EXPECT_EQ(sim.errors(), "./violation: x:1: error: unknown type 'Bool'\n");
+  EXPECT_EQ(sim.errors(),
+            "./violation: x:1: error: unknown type 'Bool'\n"
+            "plc-sim: nothing was started. Try: plc-host check FILE, or --skip-bad-lines\n");
 }
 
 TEST(PlcSim, FilesInTheWay_AreNotWrittenOver) {
@@ -201,14 +206,15 @@ TEST(PlcSim, FilesInTheWay_AreNotWrittenOver) {
                                             {"--report", tags, "it is a file that is read"},
                                             {"--pcap", other_name, "it is a file that is read"},
                                             {"--report", other_name, "it is a file that is read"},
-                                            {"--report", folder.path(), "it is not a regular file"}}) {
+                                            {"--report", folder.path(), "it is a folder"}}) {
     PlcSimProcess sim({each.option, each.path, tags});
     EXPECT_EQ(sim.finish(), 2) << each.option << " " << each.path;
-    EXPECT_EQ(sim.errors(), "plc-sim: cannot write " + each.path + ": " + each.reason + "\n");
+    EXPECT_THAT(sim.errors(), StartsWith("plc-sim: cannot write " + each.path + ": " + each.reason + ". Try: "));
   }
   PlcSimProcess both({"--pcap", folder.file("both"), "--report", folder.file("both"), tags});
   EXPECT_EQ(both.finish(), 2);
-  EXPECT_EQ(both.errors(), "plc-sim: cannot write " + folder.file("both") + ": it is a file that is read\n");
+  EXPECT_EQ(both.errors(),
+            "plc-sim: cannot write " + folder.file("both") + ": it is a file that is read. Try: name another file\n");
   PlcSimProcess replay({"--replay", folder.file("both"), "--pcap", folder.file("both")});
   EXPECT_EQ(replay.finish(), 2);
   EXPECT_EQ(folder.read("precious"), "precious");
@@ -230,7 +236,8 @@ TEST(PlcSim, ReportIsWholeOrNotThere) {
     const int code = sim.finish();
     return std::to_string(code) + " " + sim.errors();
   };
-  EXPECT_EQ(limited("0"), "2 plc-sim: cannot write " + report + ": File too large\n");
+  EXPECT_EQ(limited("0"), "2 plc-sim: cannot write " + report +
+                              ": File too large. Try: let files be larger (ulimit -f), or do without it\n");
   EXPECT_EQ(folder.read("report"), "the one before");
   EXPECT_EQ(limited("8"), "0 ");
   EXPECT_THAT(folder.read("report"), HasSubstr("never asked for:\n  D\n"));
@@ -267,7 +274,8 @@ TEST(PlcSim, CaptureEndsWithAWholePacket_WheneverPlcSimEnds) {
     EXPECT_FALSE(host.receive().empty());
   }
   EXPECT_EQ(sim.finish(), 2);
-  EXPECT_EQ(sim.errors(), "plc-sim: cannot write " + path + ": File too large\n");
+  EXPECT_EQ(sim.errors(), "plc-sim: cannot write " + path +
+                              ": File too large. Try: let files be larger (ulimit -f), or do without it\n");
   EXPECT_EQ(read_capture_file(path).problem, "");
   EXPECT_GT(read_capture_file(path).exchanges.size(), 2U);
 }

@@ -3,8 +3,10 @@
 
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <vector>
 
 #include "base/json_text.h"
+#include "base/near_names.h"
 #include "base/shown_text.h"
 #include "tools/plc_sim/console/line_input.h"
 #include "tools/plc_sim/variables/listing.h"
@@ -20,6 +22,14 @@ std::pair<std::string, std::string> split_first_word(std::string_view line) {
   const size_t end = std::min(line.find(' '), line.size());
   const size_t rest = std::min(line.find_first_not_of(' ', end), line.size());
   return {std::string(line.substr(0, end)), std::string(line.substr(rest))};
+}
+
+const std::vector<std::string> kCommands{"set", "show", "dump", "counts", "fault", "faults", "report", "help", "quit"};
+
+// The near words, or else what helps when none is near.
+std::string near_or(const std::string& otherwise, const std::string& word, const std::vector<std::string>& words) {
+  const std::string near = plc_base::did_you_mean(word, words);
+  return near.empty() ? otherwise : near;
 }
 
 [[noreturn]] void fail(const std::string& reason) { throw std::invalid_argument(reason); }
@@ -49,7 +59,8 @@ std::string Console::answer(const std::string& command, const std::string& rest)
   if (command == "faults") return list_faults();
   if (command == "report") return hooks_.report(rest.empty() ? "text" : rest);
   if (command == "help") return help();
-  if (command != "quit") fail("no command is called '" + command + "'; help lists them");
+  if (command != "quit")
+    fail("no command is called '" + command + "'; " + near_or("help lists them", command, kCommands));
   hooks_.quit();
   return {};
 }
@@ -57,7 +68,7 @@ std::string Console::answer(const std::string& command, const std::string& rest)
 std::string Console::set(const std::string& rest) {
   const auto [name, value] = split_first_word(rest);
   const auto element = store_.find_typed(name);
-  if (!element) fail("no variable, or more than one, is called '" + name + "'");
+  if (!element) fail(store_.why_not_found(name));
   if (element->variable->is_array() && mark_subscripts(name).back() != ']') {
     fail(name + " is an array; name one element");
   }
@@ -73,7 +84,7 @@ std::string Console::show(const std::string& rest) {
     return all;
   }
   const auto element = store_.find_typed(rest);
-  if (!element) fail("no variable, or more than one, is called '" + rest + "'");
+  if (!element) fail(store_.why_not_found(rest));
   const Variable& variable = *element->variable;
   if (variable.is_array() && (rest.back() != ']' || variable.tag.name.back() == ']')) {
     const bool names_variable = mark_subscripts(rest).size() <= variable.tag.name.size() + rest.find('/') + 1;

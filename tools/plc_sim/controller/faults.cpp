@@ -5,6 +5,8 @@
 #include <charconv>
 #include <stdexcept>
 
+#include "base/near_names.h"
+#include "base/text.h"
 #include "wire/big_endian.h"
 
 namespace plc_sim {
@@ -44,6 +46,20 @@ const FaultInfo& info_of(FaultKind kind) {
   return *std::find_if(kFaults.begin(), kFaults.end(), [&](const FaultInfo& info) { return info.kind == kind; });
 }
 
+// "the fault is written: split N MS"
+std::string written_as(const FaultInfo& info) {
+  const std::string arguments = info.arguments;
+  return std::string("the fault is written: ") + info.name + (arguments.empty() ? "" : " ") + arguments;
+}
+
+// The faults with near names, or all of them.
+std::string near_or_all(std::string_view word) {
+  std::vector<std::string> names;
+  for (const FaultInfo& info : kFaults) names.emplace_back(info.name);
+  const std::string near = plc_base::did_you_mean(word, names);
+  return near.empty() ? "there are " + plc_base::joined_with_or(names) : near;
+}
+
 unsigned parse_count(std::string_view text) {
   unsigned value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -53,15 +69,46 @@ unsigned parse_count(std::string_view text) {
   return value;
 }
 
+constexpr RequestKind kRequestKinds[] = {
+    RequestKind::kDirectoryStart, RequestKind::kDirectory,   RequestKind::kResolve, RequestKind::kRead,
+    RequestKind::kWrite,          RequestKind::kMaskedWrite, RequestKind::kBit};
+
+std::string typed_name(RequestKind kind) {
+  std::string name = name_of(kind);
+  std::replace(name.begin(), name.end(), ' ', '-');
+  return name;
+}
+
+// "any" and what requests are called.
+std::vector<std::string> request_names() {
+  std::vector<std::string> names{"any"};
+  for (const RequestKind kind : kRequestKinds) names.push_back(typed_name(kind));
+  return names;
+}
+
 RequestKind parse_request_kind(std::string_view text) {
-  for (const RequestKind kind :
-       {RequestKind::kDirectoryStart, RequestKind::kDirectory, RequestKind::kResolve, RequestKind::kRead,
-        RequestKind::kWrite, RequestKind::kMaskedWrite, RequestKind::kBit}) {
-    std::string name = name_of(kind);
-    std::replace(name.begin(), name.end(), ' ', '-');
-    if (text == name) return kind;
+  for (const RequestKind kind : kRequestKinds) {
+    if (text == typed_name(kind)) return kind;
   }
-  throw std::invalid_argument("no request is called '" + std::string(text) + "'");
+  throw std::invalid_argument("no request is called " + plc_base::quoted(text) + ": on= takes " +
+                              plc_base::joined_with_or(request_names()));
+}
+
+// A setting whose first half was left out: "always" for "times=always". Empty for anything else.
+std::string setting_for(std::string_view word) {
+  if (word == "always") return "times=always";
+  for (const std::string& name : request_names()) {
+    if (word == name) return "on=" + name;
+  }
+  return {};
+}
+
+unsigned parse_argument(std::string_view word, const FaultInfo& info) {
+  const bool is_number = !word.empty() && word.find_first_not_of("0123456789") == std::string_view::npos;
+  if (is_number) return parse_count(word);
+  const std::string setting = setting_for(word);
+  if (!setting.empty()) throw std::invalid_argument(plc_base::quoted(word) + " is written " + setting);
+  throw std::invalid_argument(plc_base::quoted(word) + " is no number; " + written_as(info));
 }
 
 void parse_setting(std::string_view word, Fault& fault) {
@@ -77,7 +124,8 @@ void parse_setting(std::string_view word, Fault& fault) {
   } else if (key == "on") {
     fault.on = value == "any" ? std::nullopt : std::optional<RequestKind>(parse_request_kind(value));
   } else {
-    throw std::invalid_argument("a fault has no setting '" + std::string(key) + "'");
+    throw std::invalid_argument("a fault has no setting " + plc_base::quoted(key) +
+                                ": there are times, on, after and every");
   }
 }
 
@@ -181,21 +229,24 @@ const char* name_of(FaultKind kind) { return info_of(kind).name; }
 
 Fault parse_fault(std::string_view text) {
   const std::vector<std::string_view> words = split_words(text);
-  if (words.empty()) throw std::invalid_argument("a fault needs a name");
+  if (words.empty()) throw std::invalid_argument("a fault needs a name, as in: delay 200 times=3 on=read");
   const auto info =
       std::find_if(kFaults.begin(), kFaults.end(), [&](const FaultInfo& known) { return words.front() == known.name; });
-  if (info == kFaults.end()) throw std::invalid_argument("no fault is called '" + std::string(words.front()) + "'");
+  if (info == kFaults.end()) {
+    throw std::invalid_argument("no fault is called " + plc_base::quoted(words.front()) + "; " +
+                                near_or_all(words.front()));
+  }
   Fault fault;
   fault.kind = info->kind;
   for (size_t i = 1; i < words.size(); ++i) {
     if (words[i].find('=') != std::string_view::npos) {
       parse_setting(words[i], fault);
     } else {
-      fault.arguments.push_back(parse_count(words[i]));
+      fault.arguments.push_back(parse_argument(words[i], *info));
     }
   }
   if (fault.arguments.size() < info->min_arguments || fault.arguments.size() > info->max_arguments) {
-    throw std::invalid_argument(std::string("the fault is written: ") + info->name + " " + info->arguments);
+    throw std::invalid_argument(written_as(*info));
   }
   const bool has_status = fault.kind == FaultKind::kRefuse || fault.kind == FaultKind::kStatus;
   if (has_status && !fault.arguments.empty() && (fault.arguments[0] == 0 || fault.arguments[0] > kMaxStatus)) {

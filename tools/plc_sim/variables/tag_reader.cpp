@@ -1,10 +1,12 @@
 // Reads tag files: splits lines into columns, checks them and turns them into declarations.
 #include "tools/plc_sim/variables/tag_reader.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <stdexcept>
 
+#include "base/text.h"
 #include "wire/names.h"
 
 namespace plc_sim {
@@ -134,12 +136,20 @@ void parse_string_length(const std::string& column, TagDeclaration& tag) {
   tag.ranges.clear();
 }
 
+// Spreadsheets separate columns by what the language of the machine asks for.
+std::string why_few_columns(std::string_view line, size_t columns) {
+  const auto count = [&](char sign) { return static_cast<size_t>(std::count(line.begin(), line.end(), sign)); };
+  if (count(';') >= kRequiredColumns - 1) return "the columns are separated by semicolons, commas are required";
+  if (count('\t') >= kRequiredColumns - 1) return "the columns are separated by tabs, commas are required";
+  return "only " + plc_base::plural(columns, "column") + ", 8 are required";
+}
+
 TagDeclaration parse_line(std::string_view line) {
   if (line.size() + 1 > kMaxLineBytes) throw BadLine("line longer than 255 characters");
   std::vector<std::string> columns = split_columns(line);
   join_split_name(columns);
   if (columns.size() < kRequiredColumns) {
-    throw BadLine("only " + std::to_string(columns.size()) + " columns, 8 are required");
+    throw BadLine(why_few_columns(line, columns.size()));
   }
   TagDeclaration tag;
   tag.name = mark_subscripts(columns[0]);

@@ -37,6 +37,9 @@ class VariableStore {
   // has it. An array or text without subscripts gives its first element.
   std::optional<Element> find_typed(const std::string& name) const;
 
+  // What is wrong with a name that find_typed finds nothing for, and which names are near.
+  std::string why_not_found(const std::string& name) const;
+
   Place element_place(const Variable& variable, uint32_t index) const;
 
   // The name of the program with this number, "#5" when it has none.

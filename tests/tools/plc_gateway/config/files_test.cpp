@@ -37,8 +37,7 @@ TEST_F(FilesTest, FileThatCannotBeRead_IsTold) {
   EXPECT_EQ(result.findings[0].file, file);
   EXPECT_EQ(result.findings[0].line, 0U);
   EXPECT_EQ(result.findings[0].text, "cannot read " + file + ": No such file or directory");
-  EXPECT_EQ(load_config(folder_.path()).findings.at(0).text,
-            "cannot read " + folder_.path() + ": it is not a regular file");
+  EXPECT_EQ(load_config(folder_.path()).findings.at(0).text, "cannot read " + folder_.path() + ": it is a folder");
   EXPECT_THAT(
       said_of_text(std::string((1U << 20U) + 1, '\n')),
       ElementsAre("0:0: error: cannot read " + folder_.file("gateway.toml") + ": it has more than 1048576 bytes"));

@@ -1,0 +1,153 @@
+// What plc-sim says to people who typed something else than they meant: what is wrong, where, and what to do.
+#include <gmock/gmock.h>
+
+#include "tests/tools/plc_sim/plc_sim_process.h"
+
+namespace plc_sim {
+namespace {
+
+using test::PlcSimProcess;
+
+constexpr const char* kMistakeTags =
+    "Speed,INT,,,a,b,c,0,1,0,0,,DM1\n"
+    "Table,INT,[0..9],,a,b,c,1,1,0,0,,\n"
+    "Grid,INT,[1..2_0..3],,a,b,c,2,1,0,0,,\n"
+    "Step,INT,,,a,b,c,3,0,0,1,Main,\n"
+    "Step,INT,,,a,b,c,4,0,0,2,Filling,\n";
+
+class Mistakes : public testing::Test {
+ protected:
+  // What stands on standard error; nothing is served.
+  std::string said_to(const std::vector<std::string>& arguments) {
+    PlcSimProcess sim(arguments);
+    EXPECT_EQ(sim.finish(), 2) << testing::PrintToString(arguments);
+    return sim.errors();
+  }
+
+  plc_test::TempDir folder_;
+  const std::string tags_ = folder_.write("tags.csv", kMistakeTags);
+};
+
+TEST_F(Mistakes, OnTheCommandLine_AreNamedWithWhatToDo) {
+  struct Case {
+    std::vector<std::string> arguments;
+    const char* said;
+  };
+  const Case cases[] = {
+      {{}, "no tag file is given. Try: plc-sim PLC7F000001_0.csv, or --replay with a capture"},
+      {{"--reprot", "r", tags_}, "unknown option --reprot, did you mean --report?; --help lists the options"},
+      {{"--port", "8500", tags_}, "unknown option --port, use --listen HOST:PORT; --help lists the options"},
+      {{"--listen", "8500", tags_}, "--listen 8500: the address is missing, write 127.0.0.1:8500"},
+      {{"--listen", "localhost", tags_},
+       "--listen localhost: the port is missing, write localhost:8500, or localhost:0 for a free one"},
+      {{"--web", "127.0.0.1:99999", tags_},
+       "--web 127.0.0.1:99999: a port is a number from 0 to 65535, 0 for a free one"},
+      {{"--listen", "[::1]:0", tags_},
+       "--listen [::1]:0: write an IPv4 address or a name, and a port: 127.0.0.1:8500, localhost:0"},
+      {{"--listen", "192.0.2.1:0", "--allow-remote", tags_},
+       "cannot listen on 192.0.2.1:0: Cannot assign requested address. Try: an address that this machine has"},
+      {{"--fault", "delay 5 always", tags_}, "--fault 'delay 5 always': 'always' is written times=always"},
+      {{"--fault", "delay 5 read", tags_}, "--fault 'delay 5 read': 'read' is written on=read"},
+      {{"--fault", "dealy 5", tags_}, "--fault 'dealy 5': no fault is called 'dealy'; did you mean delay?"},
+      {{"--fault", "delay", tags_}, "--fault 'delay': the fault is written: delay MS"},
+      {{"--fault", "close soon", tags_}, "--fault 'close soon': 'soon' is no number; the fault is written: close"},
+      {{"--fault", "close on=raed", tags_},
+       "--fault 'close on=raed': no request is called 'raed': on= takes any, directory-start, directory, resolve, "
+       "read, write, masked-write or bit"},
+      {{"--fault", "close time=3", tags_},
+       "--fault 'close time=3': a fault has no setting 'time': there are times, on, after and every"},
+  };
+  for (const Case& each : cases) EXPECT_EQ(said_to(each.arguments), std::string("plc-sim: ") + each.said + "\n");
+}
+
+TEST_F(Mistakes, WithFiles_AreToldAtTheStart) {
+  const std::string empty = folder_.write("empty", "");
+  const std::string capture = folder_.write("a.pcap", std::string("\xD4\xC3\xB2\xA1\x02\x00\x04\x00", 8));
+  const std::string in = folder_.path();
+  EXPECT_EQ(said_to({in}),
+            "plc-sim: cannot read " + in + ": it is a folder. Try: name the tag files in it, " + in + "/*.csv\n");
+  EXPECT_EQ(said_to({empty}), "plc-sim: " + empty + " is empty. Try: a tag file, which has a line for each variable\n");
+  EXPECT_EQ(said_to({capture}), "plc-sim: " + capture + " is a capture. Try: --replay " + capture + "\n");
+  EXPECT_EQ(said_to({"--replay", in}), "plc-sim: " + in + ": cannot be read: it is a folder\n");
+  EXPECT_EQ(said_to({"--replay", empty}),
+            "plc-sim: " + empty + ": it is empty. Try: a capture that tshark or --pcap wrote\n");
+  EXPECT_EQ(said_to({"--replay", empty, tags_}),
+            "plc-sim: --replay takes no tag files, the capture says what is answered. Try: without " + tags_ + "\n");
+  for (const char* option : {"--report", "--pcap"}) {
+    EXPECT_EQ(said_to({option, in, tags_}),
+              "plc-sim: cannot write " + in + ": it is a folder. Try: name a file in it\n");
+    EXPECT_EQ(said_to({option, in + "/no/where", tags_}),
+              "plc-sim: cannot write " + in +
+                  "/no/where: No such file or directory. Try: make its folder first, or name another one\n");
+    EXPECT_EQ(said_to({option, tags_ + "/r", tags_}),
+              "plc-sim: cannot write " + tags_ + "/r: Not a directory. Try: name a file in a folder\n");
+  }
+  EXPECT_EQ(
+      said_to({"--pcap", "/dev/full", tags_}),
+      "plc-sim: cannot write /dev/full: No space left on device. Try: make room, or name a file on another disk\n");
+}
+
+// Nothing was served that could be reported: the disk is met before that.
+TEST_F(Mistakes, ReportOnAFullDisk_IsToldAtTheStart) {
+  const std::string report = folder_.file("report");
+  plc_test::SimProcess sim("/bin/sh",
+                           {"-c", R"(ulimit -f 0; exec "$0" "$@")", PLC_SIM_PROGRAM, "--report", report, tags_},
+                           plc_test::SimProcess::Errors::kKept);
+  EXPECT_EQ(sim.read_line(), "");
+  EXPECT_EQ(sim.finish(), 2);
+  EXPECT_EQ(sim.errors(), "plc-sim: cannot write " + report +
+                              ": File too large. Try: let files be larger (ulimit -f), or do without it\n");
+}
+
+TEST_F(Mistakes, InEveryLine_ArePrintedTenTimes) {
+  std::string lines;
+  for (int i = 0; i < 300; ++i) lines += "Speed;INT;;;a;b;c;" + std::to_string(i) + "\n";
+  const std::string file = folder_.write("semicolons.csv", lines);
+  std::string expected;
+  for (int i = 1; i <= 10; ++i) {
+    expected +=
+        file + ":" + std::to_string(i) + ": error: the columns are separated by semicolons, commas are required\n";
+  }
+  EXPECT_EQ(said_to({file}), expected + file + ": and 290 more errors\n" +
+                                 "plc-sim: nothing was started. Try: plc-host check FILE, or --skip-bad-lines\n");
+}
+
+TEST_F(Mistakes, OnTheConsole_AreNamedWithWhatToDo) {
+  PlcSimProcess sim({tags_});
+  sim.read_line();
+  const std::pair<const char*, const char*> cases[] = {
+      {"shwo", "no command is called 'shwo'; did you mean show?"},
+      {"everything", "no command is called 'everything'; help lists them"},
+      {"set", "the name of a variable is missing; show lists them"},
+      {"set Sped 5", "no variable is called 'Sped'; did you mean Speed?"},
+      {"set Tabel[3] 5", "no variable is called 'Tabel'; did you mean Table?"},
+      {"show Everything", "no variable is called 'Everything'; show lists them"},
+      {"set Step 5", "more than one variable is called 'Step': write Main/Step or Filling/Step"},
+      {"set Table[10] 5", "'Table[10]' is outside the array Table[0..9]"},
+      {"show Table[-1]", "'Table[-1]' is outside the array Table[0..9]"},
+      {"set Table[x] 5", "'Table[x]': a subscript is a number; the array is Table[0..9]"},
+      {"set Grid[1] 5", "'Grid[1]' has 1 subscript, the array has 2: Grid[1..2,0..3]"},
+      {"set Speed[0] 5", "'Speed[0]': Speed is one value and takes no subscript"},
+      {"fault", "a fault needs a name, as in: delay 200 times=3 on=read"},
+      {"fault delay 5 always", "'always' is written times=always"},
+  };
+  for (const auto& [line, said] : cases) EXPECT_EQ(sim.command(line), std::string("error: ") + said + "\n") << line;
+  EXPECT_EQ(sim.finish(), 0);
+}
+
+TEST_F(Mistakes, TimeOfAnimation_IsEnoughToAnimate) {
+  PlcSimProcess sim({"--animate-ms", "1", tags_});
+  sim.read_line();
+  const std::string before = sim.command("show Speed");
+  std::string after = before;
+  for (int i = 0; i < 10000 && after == before; ++i) after = sim.command("show Speed");
+  EXPECT_NE(after, before);
+}
+
+TEST_F(Mistakes, NameOfThisMachine_IsAnAddress) {
+  PlcSimProcess sim({"--listen", "localhost:0", tags_});
+  EXPECT_THAT(sim.read_line(), testing::StartsWith("listening on 127.0.0.1:"));
+}
+
+}  // namespace
+}  // namespace plc_sim

@@ -1,0 +1,102 @@
+// Loads tag files; of a file that is no tag file it prints the first lines only.
+#include "tools/plc_sim/load_tags.h"
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/files.h"
+#include "base/text.h"
+#include "tools/plc_sim/messages.h"
+
+namespace plc_sim {
+namespace {
+
+// Far more than a controller's variables take; a wrong path may name anything.
+constexpr size_t kMostTagFileBytes = size_t{256} << 20U;
+// Of one file, of errors and of warnings each: whoever has more makes the same mistake in each line.
+constexpr size_t kMostPrinted = 10;
+
+// "FILE:LINE: error: REASON", and at the end how many there were besides.
+class ProblemPrinter {
+ public:
+  void add(const std::string& file, unsigned line, bool is_warning, const std::string& text) {
+    Counts& counts = files_[file];
+    if ((is_warning ? counts.warnings : counts.errors)++ >= kMostPrinted) return;
+    print_error(shown_path(file) + ":" + std::to_string(line) + (is_warning ? ": warning: " : ": error: ") + text);
+  }
+
+  void finish() const {
+    for (const auto& [file, counts] : files_) {
+      print_rest(file, counts.errors, "error");
+      print_rest(file, counts.warnings, "warning");
+    }
+  }
+
+ private:
+  struct Counts {
+    size_t errors = 0;
+    size_t warnings = 0;
+  };
+
+  static void print_rest(const std::string& file, size_t count, const char* what) {
+    if (count > kMostPrinted) {
+      print_error(shown_path(file) + ": and " + plc_base::plural(count - kMostPrinted, std::string("more ") + what));
+    }
+  }
+
+  std::map<std::string, Counts> files_;
+};
+
+bool is_capture(std::string_view bytes) {
+  for (const std::string_view magic :
+       {"\xD4\xC3\xB2\xA1", "\xA1\xB2\xC3\xD4", "\x4D\x3C\xB2\xA1", "\xA1\xB2\x3C\x4D", "\x0A\x0D\x0D\x0A"}) {
+    if (bytes.substr(0, magic.size()) == magic) return true;
+  }
+  return false;
+}
+
+// Why no line of it is worth a look; empty for what may be a tag file.
+std::string why_no_tag_file(const std::string& path, const plc_base::FileText& file) {
+  const std::string name = shown_path(path);
+  if (!file.problem.empty())
+    return file.problem + (file.problem.find("it is a folder") == std::string::npos
+                               ? ""
+                               : ". Try: name the tag files in it, " + path + "/*.csv");
+  if (file.text.empty()) return name + " is empty. Try: a tag file, which has a line for each variable";
+  if (is_capture(file.text)) return name + " is a capture. Try: --replay " + path;
+  return {};
+}
+
+}  // namespace
+
+bool load_tags(const Options& options, VariableStore& store) {
+  bool is_good = true;
+  ProblemPrinter printer;
+  std::vector<TagDeclaration> tags;
+  for (const std::string& path : options.tag_files) {
+    const plc_base::FileText bytes = plc_base::read_file(path, kMostTagFileBytes);
+    const std::string reason = why_no_tag_file(path, bytes);
+    if (!reason.empty()) {
+      print_error("plc-sim: " + reason);
+      return false;
+    }
+    const TagFile file = read_tag_text(path, bytes.text);
+    for (const TagProblem& problem : file.problems) {
+      const bool is_warning = problem.is_warning || options.skip_bad_lines;
+      printer.add(problem.file, problem.line, is_warning, problem.text);
+      is_good = is_good && is_warning;
+    }
+    tags.insert(tags.end(), file.tags.begin(), file.tags.end());
+  }
+  for (const StoreProblem& problem : store.declare(tags, options.programs, options.directory_order)) {
+    printer.add(problem.file, problem.line, options.skip_bad_lines, problem.text);
+    is_good = is_good && options.skip_bad_lines;
+  }
+  printer.finish();
+  if (!is_good) print_error("plc-sim: nothing was started. Try: plc-host check FILE, or --skip-bad-lines");
+  return is_good;
+}
+
+}  // namespace plc_sim
