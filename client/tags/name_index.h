@@ -1,4 +1,4 @@
-// Where the names of a list stand: a table of their hashes, which keeps no name itself.
+// Where the names of a list stand: their hashes in order, and no name itself.
 #pragma once
 
 #include <cstddef>
@@ -10,9 +10,10 @@ namespace plc_client::core {
 
 class NameIndex {
  public:
-  // Room for so many names, without which add() must not be called.
   void reserve(size_t names);
   void add(std::string_view name, uint32_t position);
+  // Behind the last add() and before the first candidates().
+  void finish();
 
   // Positions of names that may be this one, in the order in which they were added.
   std::vector<uint32_t> candidates(std::string_view name) const;
@@ -20,11 +21,10 @@ class NameIndex {
  private:
   struct Slot {
     uint32_t hash = 0;
-    uint32_t position = kEmpty;
+    uint32_t position = 0;
   };
-  static constexpr uint32_t kEmpty = 0xFFFFFFFF;
 
-  std::vector<Slot> slots_;  // a power of two, a third of them empty at least
+  std::vector<Slot> slots_;
 };
 
 }  // namespace plc_client::core

@@ -75,6 +75,7 @@ void index_names(TagList& list) {
   for (uint32_t i = 0; i < list.tags.size(); ++i) {
     visit_names(list.tags[i], [&list, i](std::string_view name) { list.names.add(name, i); });
   }
+  list.names.finish();
 }
 
 }  // namespace
