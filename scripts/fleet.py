@@ -2,6 +2,7 @@
 import json
 import os
 import pathlib
+import re
 import shutil
 import signal
 import socket
@@ -48,7 +49,7 @@ class Broker:
             self.port = wanted or free_port()
             config = self.folder / "mosquitto.conf"
             config.write_text("\n".join([f"listener {self.port} 127.0.0.1", "allow_anonymous true",
-                                         "max_queued_messages 0", *self.lines]) + "\n")
+                                         "max_queued_messages 0", "set_tcp_nodelay true", *self.lines]) + "\n")
             self.process = subprocess.Popen([program, "-c", config], stdout=subprocess.DEVNULL,
                                             stderr=(self.folder / "mosquitto.log").open("a"))
             if self.listens():
@@ -86,7 +87,7 @@ class Machine:
         self.folder = fleet.folder / self.name
         self.animate_ms = animate_ms
         self.port = 0
-        self.metrics_port = free_port()
+        self.metrics_url = None  # as the gateway's log tells it
         (self.folder / "tags").mkdir(parents=True)
         (self.folder / "journal").mkdir()
         self.tag_file = self.folder / "tags" / "PLC7F000001_0.csv"
@@ -97,6 +98,8 @@ class Machine:
         self.more = more
         self.sim = None
         self.gateway = None
+        self.log = self.folder / "gateway.log"
+        self.log_from = 0  # where it begins of the one that runs
         self.start_sim()
         self.config = self.folder / "gateway.toml"
         self.write_config()
@@ -141,17 +144,29 @@ edge_node = "{self.name}"
 folder = "journal"
 max_mb = 64
 [metrics]
-listen = "127.0.0.1:{self.metrics_port}"
+listen = "127.0.0.1:0"
 {polls}{self.more}""")
 
     def start_gateway(self):
+        self.metrics_url = None
+        self.log_from = self.log.stat().st_size if self.log.exists() else 0
         self.gateway = subprocess.Popen([self.fleet.gateway_program, "run", self.config], stdin=subprocess.DEVNULL,
-                                        stdout=subprocess.DEVNULL, stderr=(self.folder / "gateway.log").open("a"))
+                                        stdout=subprocess.DEVNULL, stderr=self.log.open("a"))
+
+    def find_metrics(self):
+        with self.log.open() as log:
+            log.seek(self.log_from)
+            found = re.search(r" event=metrics url=(\S+)\n", log.read())
+        self.metrics_url = found[1] if found else None
 
     def metrics(self):
         """The gateway's figures by name with labels; empty when it does not answer."""
+        if self.metrics_url is None:
+            self.find_metrics()
+        if self.metrics_url is None:
+            return {}
         try:
-            with urllib.request.urlopen(f"http://127.0.0.1:{self.metrics_port}/metrics", timeout=1) as answer:
+            with urllib.request.urlopen(self.metrics_url, timeout=1) as answer:
                 lines = answer.read().decode().splitlines()
         except (OSError, urllib.error.URLError):
             return {}
