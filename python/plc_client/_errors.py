@@ -1,17 +1,38 @@
 """What is raised: mistakes of the program, and a connection that connect() did not get."""
 from __future__ import annotations
 
+import unicodedata
 from typing import Tuple
+
+# Controls, signs of direction and other marks that are not drawn, separators of lines, bytes of no UTF-8.
+_HIDDEN = ("Cc", "Cf", "Cs", "Zl", "Zp")
+_SHORT = {"\n": r"\n", "\r": r"\r", "\t": r"\t"}
+
+
+def _shown(character: str) -> str:
+    if unicodedata.category(character) not in _HIDDEN:
+        return character
+    code = ord(character)
+    if 0xDC80 <= code <= 0xDCFF:
+        return f"\\x{code - 0xDC00:02x}"
+    return _SHORT.get(character) or (f"\\x{code:02x}" if code < 0x80 else f"\\u{{{code:x}}}")
+
+
+class Lines(str):
+    """A text of several lines that are the package's own or plc-sim's; names have no line end in them."""
 
 
 class Error(Exception):
     """The base of all of them: its text is a sentence that names the thing and the remedy.
 
-    Raised itself for what none of the others says: no such folder, tag file, driver or simulator.
+    Raised itself for what none of the others says: no such folder, tag file, driver or simulator. The text is one line
+    whatever names hold: what a terminal obeys or hides is written out.
     """
 
     def __str__(self) -> str:
-        return str(self.args[0]) if self.args else ""
+        text = self.args[0] if self.args else ""
+        lines = text.split("\n") if isinstance(text, Lines) else [str(text)]
+        return "\n".join("".join(map(_shown, line)) for line in lines)
 
 
 class UnknownVariable(Error, KeyError):

@@ -12,7 +12,7 @@ import threading
 from typing import Any, Dict, IO, Iterator, List, Optional, Sequence, Tuple, Type, Union
 
 from ._controller import Controller
-from ._errors import Error, OutOfRange, TypeMismatch, UnknownVariable
+from ._errors import Error, Lines, OutOfRange, TypeMismatch, UnknownVariable
 from ._files import simulator_path
 
 Path = Union[str, "os.PathLike[str]"]
@@ -75,7 +75,7 @@ class Simulator:
             self._end()
             if len(said) > _MOST_ERROR_LINES:
                 said[_MOST_ERROR_LINES:] = [f"and {len(said) - _MOST_ERROR_LINES} lines more"]
-            raise Error("plc-sim did not start: " + "\n".join(said))
+            raise Error(Lines("plc-sim did not start: " + "\n".join(said)))
         self.port = int(listening[1])
 
     def __enter__(self) -> Simulator:

@@ -168,3 +168,15 @@ def test_number_too_long_to_be_written_out_is_refused_as_any_other(press):
     for number in (10 ** 5000, -10 ** 5000, Nameless(1 << 70)):
         with pytest.raises(plc_client.OutOfRange, match="Motor.Turns: .+ is more than 64 bits hold"):
             press.write("Motor.Turns", number)
+
+
+def test_texts_of_errors_are_one_shown_line(machine):
+    name = "\x1b[2J\n\u202eplc\x9b\udcff\xa0\u00e4"
+    shown = r"\x1b[2J\n\u{202e}plc\u{9b}\xff" + "\xa0\u00e4"
+    for attempt in (lambda: machine.get(name), lambda: machine.set(name, 1), lambda: machine.set("Motor.Speed", name),
+                    lambda: plc_client.Simulator(name)):
+        with pytest.raises(plc_client.Error) as raised:
+            attempt()
+        assert "\n" not in str(raised.value) and "\x1b" not in str(raised.value) and "\u202e" not in str(raised.value)
+    assert str(plc_client.Error(name)) == str(plc_client.OutOfRange(name)) == shown
+    assert str(plc_client.UnknownVariable(name)) == str(plc_client.UnknownVariable(shown)) == shown
