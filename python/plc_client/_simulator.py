@@ -20,7 +20,7 @@ Path = Union[str, "os.PathLike[str]"]
 # plc-sim takes no longer lines.
 _MOST_LINE_BYTES = 65536
 # Of what it says when it does not start: a file of another kind gets a complaint about each line.
-_MOST_ERROR_LINES = 5
+_MOST_ERROR_LINES = 12  # as many as plc-sim says of one file
 _TAG_FILE = re.compile(r"PLC([0-9A-F]+)_([0-9]+)\.csv")
 
 
