@@ -18,8 +18,9 @@ namespace {
 bool holds(const std::string& line, const char* word) { return line.find(word) != std::string::npos; }
 
 std::string authority_text(const BrokerOptions& options) {
-  return options.ca_file.empty() ? "the authorities that this system trusts: set ca_file to the broker's own"
-                                 : plc_base::quoted(options.ca_file) + " (ca_file)";
+  return options.ca_file.empty()
+             ? "the authorities that this system trusts: set ca_file to the broker's own"
+             : plc_base::quoted(options.ca_file) + " (ca_file): put the certificate of its authority there";
 }
 
 }  // namespace
@@ -62,8 +63,10 @@ std::string connack_failure(const BrokerOptions& options, int code) {
     case CONNACK_REFUSED_NOT_AUTHORIZED:
     case MQTT_RC_BAD_USERNAME_OR_PASSWORD:
     case MQTT_RC_NOT_AUTHORIZED:
-      return options.username.empty() ? "not authorised: the broker wants a user name and a password"
-                                      : "not authorised: user name or password";
+      return options.username.empty()
+                 ? "not authorised: the broker wants a user name and a password: set username and password_file"
+                 : "not authorised: the broker does not take this user name with this password: "
+                   "see username, password_file and the broker's own list";
     case CONNACK_REFUSED_PROTOCOL_VERSION:
     case MQTT_RC_UNSUPPORTED_PROTOCOL_VERSION:
       return options.mqtt5 ? "the broker does not speak MQTT 5: set mqtt_version = \"3.1.1\""

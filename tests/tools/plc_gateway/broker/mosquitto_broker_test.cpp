@@ -154,9 +154,13 @@ TEST_F(BrokerTest, PasswordFileThatIsMissing_IsTold) {
 }
 
 TEST_F(BrokerTest, Refusals_AreToldWithTheirRemedy) {
-  EXPECT_EQ(told_of(refusal(5)), "disconnected: not authorised: the broker wants a user name and a password");
+  EXPECT_EQ(
+      told_of(refusal(5)),
+      "disconnected: not authorised: the broker wants a user name and a password: set username and password_file");
   const auto named = [](BrokerOptions& wanted) { wanted.username = "joe"; };
-  EXPECT_EQ(told_of(refusal(4), named), "disconnected: not authorised: user name or password");
+  EXPECT_EQ(told_of(refusal(4), named),
+            "disconnected: not authorised: the broker does not take this user name with this password: see username, "
+            "password_file and the broker's own list");
   EXPECT_EQ(told_of(refusal(1)), "disconnected: the broker does not speak MQTT 3.1.1: set mqtt_version = \"5\"");
   EXPECT_EQ(told_of(refusal(2)), "disconnected: the broker does not take the client id 'id'");
   EXPECT_EQ(told_of(refusal(3)), "disconnected: the broker is there and takes no clients now");

@@ -126,15 +126,16 @@ class Simulator:
 class Gateway:
     """The program, which may be killed and started again; what it says goes to a file."""
 
-    def __init__(self, program, config, log, recording):
+    def __init__(self, program, config, log, recording, environment=None):
         self.command, self.recording = [program, "run", str(config)], recording
+        self.environment = {**os.environ, "TZ": FOREIGN_ZONE, **(environment or {})}
         self.log = open(log, "ab")
         self.process = None
 
     def start(self):
         self.recording.add(event="started")
         self.process = subprocess.Popen(self.command, stdin=subprocess.DEVNULL, stdout=self.log, stderr=self.log,
-                                        env={**os.environ, "TZ": FOREIGN_ZONE})
+                                        env=self.environment)
 
     def running(self):
         return self.process is not None and self.process.poll() is None

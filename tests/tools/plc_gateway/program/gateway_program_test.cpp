@@ -154,7 +154,9 @@ TEST_F(GatewayProgram, WrongPassword_IsToldWithWhatToDo) {
   world.start_broker("allow_anonymous false\npassword_file " + world.folder.file("passwords") + "\n");
   world.folder.write("secret", "wrong\n");
   world.start_gateway({{"[sparkplug]", "username = \"joe\"\npassword_file = \"secret\"\n[sparkplug]"}});
-  EXPECT_TRUE(world.logs("event=broker_away reason=\"not authorised: user name or password\""));
+  EXPECT_TRUE(
+      world.logs("event=broker_away reason=\"not authorised: the broker does not take this user name with this "
+                 "password: see username, password_file and the broker's own list\""));
   EXPECT_THAT(world.page("/healthz"),
               AllOf(StartsWith("HTTP/1.1 200"), HasSubstr("ok; the broker is being tried: not authorised: ")));
   EXPECT_EQ(world.end_gateway(), 0);
