@@ -70,6 +70,8 @@ Pace::Pace(Random& random) {
   constexpr Ms kHour = 3600000;
   has_big_texts = random.percent(10);
   if (random.percent(15)) {
+    // Where much is written in little time, windows and journals fill up.
+    has_big_texts = random.percent(50);
     shortest_period = 50;
     longest_period = 3000;
     length = random.spread(30000, 600000);
