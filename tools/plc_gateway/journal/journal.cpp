@@ -115,7 +115,10 @@ void Journal::Body::match_names(const std::vector<Variable>& variables) {
   // Before anything else: from here on, rows up to the last one are known to hold former variables.
   const std::vector<StoredName> changed = names->changed();
   if (!changed.empty()) hold(store->write_names(changed));
-  const Names::Former former = names->former(store->first_id());
+  const uint64_t first_id = store->first_id();
+  // Without an answer the samples of former variables would be taken for ones that do not exist.
+  hold(store->first_id_answer());
+  const Names::Former former = names->former(first_id);
   std::unordered_set<uint64_t> occurring;
   if (!former.kept.empty()) hold(store->find(former.kept, former.last_row, occurring));
   if (!former.replaced.empty()) hold(store->drop_samples(former.replaced, former.last_row));

@@ -443,6 +443,7 @@ uint64_t RowStore::first_id() {
   while (true) {
     Query query(oldest_);
     const int code = query.with(from).step();
+    first_answer_ = database_.answer(code);
     if (code != SQLITE_ROW) {
       if (code == SQLITE_DONE) first_ = 0;
       return 0;

@@ -67,8 +67,9 @@ class RowStore {
                       std::vector<PackedRow>& changed);
   Answer drop_samples(const std::unordered_set<uint64_t>& aliases, uint64_t last);
 
-  uint64_t first_id();  // 0: none
-  Ms oldest();          // of the first row; 0: none
+  uint64_t first_id();                                      // 0: none, or the disk refused to tell
+  Answer first_id_answer() const { return first_answer_; }  // how the last call of it ended
+  Ms oldest();                                              // of the first row; 0: none
 
   Database& database() { return database_; }
 
@@ -94,8 +95,9 @@ class RowStore {
   JournalLife life_;
   std::vector<std::pair<uint64_t, uint64_t>> pending_;  // to be removed: first and last
   std::optional<uint64_t> first_;                       // nothing: to be looked for
-  bool tight_ = false;                                  // the oldest rows go for new ones
-  bool has_erased_ = false;                             // in the change that is being made
+  Answer first_answer_ = Answer::kDone;
+  bool tight_ = false;       // the oldest rows go for new ones
+  bool has_erased_ = false;  // in the change that is being made
 };
 
 }  // namespace plc_gateway

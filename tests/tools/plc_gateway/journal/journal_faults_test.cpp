@@ -267,6 +267,34 @@ TEST_F(JournalFaults, OneFailureAtAnyOperation_LosesNothing) {
   EXPECT_GT(failed_at, 40U);
 }
 
+TEST_F(JournalFaults, OneFailureAtAnyOperationOfAnOpening_LosesNoSampleOfFormerVariables) {
+  JournalOptions options;
+  options.folder = "folder";
+  options.vfs = disk_.vfs();
+  for (int i = 0; i < 300; ++i) append_large(3000);  // the first one and the last one lie in different pages
+  journal_.reset();
+  uint64_t operations = 0;
+  for (bool was_reached = true; was_reached && operations < 500; ++operations) {
+    SCOPED_TRACE("operation " + std::to_string(operations) + " refused");
+    const uint64_t before = disk_.operations();
+    disk_.fail_after(operations);
+    try {
+      const Journal refused(options, plc_test::variables(1));
+    } catch (const JournalError&) {
+    }
+    was_reached = disk_.operations() - before > operations;
+    disk_.fail_after(UINT64_MAX / 2);
+    journal_ = std::make_unique<Journal>(options, plc_test::variables(1));
+    const std::vector<JournalRow> rows = journal_->read(0, SIZE_MAX);
+    ASSERT_EQ(rows.size(), 300U);
+    for (const JournalRow& row : rows) ASSERT_EQ(row.changes.size(), 2U);
+    ASSERT_EQ(journal_->counters().dropped, 0U);
+    open();  // with all three, so that the next opening has something to do
+    journal_.reset();
+  }
+  EXPECT_GT(operations, 10U);
+}
+
 TEST_F(JournalFaults, DamagedDatabase_IsReplaced_AndTheNumberOfTheNextConnectionIsFarFromTheLast) {
   for (int i = 0; i < 10; ++i) journal_->next_bd_seq();
   append(1);
