@@ -11,6 +11,7 @@
 #include "sheet_words.h"
 #include "spelling.h"
 #include "tag_check/checker.h"
+#include "tag_check/new_tags.h"
 #include "tag_check/report.h"
 #include "tag_check/rule_list.h"
 #include "tag_words.h"
@@ -60,6 +61,21 @@ void judge_corrections(std::string text, std::vector<Finding> findings) {
     demand(made > 0, "a correction is made");
     findings = tag_check::check_text("PLC1_0.csv", text, {});
   }
+}
+
+// What is written of a list has no error that the list was not told of.
+void judge_new_tags(const std::string& text) {
+  const tag_check::NewTagList list = tag_check::read_tag_list(text);
+  const tag_check::NewTagLines made = tag_check::make_tag_lines(list.tags, {});
+  const auto is_error = [](const Finding& finding) {
+    return tag_check::rule_of(finding.rule).severity == tag_check::Severity::kError;
+  };
+  const auto stays = [&](const Finding& finding) { return is_error(finding) && !finding.is_fixable(); };
+  if (!list.findings.empty() || std::any_of(made.findings.begin(), made.findings.end(), stays)) return;
+  demand(static_cast<size_t>(std::count(made.text.begin(), made.text.end(), '\n')) == list.tags.size(),
+         "a line for each variable of the list");
+  const std::vector<Finding> found = tag_check::check_text("PLC1_0.csv", made.text, {});
+  demand(std::none_of(found.begin(), found.end(), is_error), "lines of a good list have no error");
 }
 
 void judge_driver(const std::string& text, const SourceFile& file) {
@@ -141,7 +157,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
   options.address = 1;
   const std::vector<Finding> findings = tag_check::check_text(name, text, options);
   judge_findings(text, findings);
-  if ((choice & 4U) != 0) {
+  if ((choice & 4U) != 0 && (choice & 8U) != 0) {
+    judge_new_tags(text);
+  } else if ((choice & 4U) != 0) {
     judge_corrections(text, findings);
   } else if ((choice & 8U) != 0) {
     judge_driver(text, file);

@@ -64,6 +64,7 @@ LAYERS = {
     "tools/plc_gateway/": ("tools/plc_gateway/",),
     "python/": ("python/", "client/plc_client.h"),
     "tag_check/": ("tag_check/", "include/", "src/plc_driver/tags/", "src/plc_driver/text/"),
+    "tag_check/form/": ("tag_check/form/", "tag_check/finding.h"),
     "examples/": ("examples/", "include/"),
 }
 

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "file_form.h"
 #include "finding.h"
+#include "form/file_form.h"
 #include "source_line.h"
 
 namespace tag_check {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/near_names.h"
-#include "csv_line.h"
+#include "form/csv_line.h"
 #include "plc_driver/tags/data_types.h"
 
 namespace tag_check {

@@ -121,6 +121,8 @@ const Case kCases[] = {
      "Speed,INT,,,,,,0,1,0,0,\nStep,DINT,,,,,,1,0,0,1,MAIN\n"},
     {"BlanksThatKeepWordsTogether", "Speed,INT\xC2\xA0,,,,,,0,1,0,0,\n", "T015 1:7", "Speed,INT,,,,,,0,1,0,0,\n"},
     {"WideBlanks", "Speed,\xE3\x80\x80INT,,,,,,0,1,0,0,\n", "T015 1:7", "Speed,INT,,,,,,0,1,0,0,\n"},
+    {"BlankBeforeTheProgramBehindSubscripts", "Grid[1,2],INT,,,,,,0,0,0,1, MAIN\n", "T015 1:28",
+     "Grid[1,2],INT,,,,,,0,0,0,1,MAIN\n"},
     {"BlankWithinSubscripts", "Grid[1, 2],REAL,,,,,,0,1,0,0,\n", "", ""},
     {"OtherCharacterSet", "Gr\xF6\xDF\x65,INT,,,,,,0,1,0,0,\n", "T023 1:3", ""},
     {"RangesWithoutBrackets", "Table,INT,0..9,,,,,0,1,0,0,\n", "T030 1:11", "Table,INT,[0..9],,,,,0,1,0,0,\n"},

@@ -10,6 +10,20 @@
 
 namespace plc_host {
 
+// A variable that has no line yet, or a list of them.
+struct NewTagOptions {
+  bool wanted = false;
+  std::string list;    // instead of one variable
+  std::string output;  // else the lines go to standard output
+  std::string after;   // the tag file that they are to follow
+  std::string ranges;
+  std::string length;
+  std::string scope;  // the program of a local variable
+  std::string program_number = "0";
+  std::string device;
+  uint32_t id = 0;
+};
+
 struct HostOptions {
   std::map<std::string, std::string> given;  // settings of the command line, by their names
   Settings settings;                         // the same with all that others say
@@ -33,8 +47,9 @@ struct HostOptions {
   uint32_t delay_ms = 0;
 
   // tags
-  std::string listed_file;
+  std::vector<std::string> listed;  // the tag file; with --new the name and the type
   bool names_only = false;
+  NewTagOptions new_tags;
 
   // check
   std::vector<std::string> checked_files;

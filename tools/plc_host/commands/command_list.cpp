@@ -114,8 +114,9 @@ int run_info(const HostOptions& options, CommandOutput& output) {
 }
 
 int run_tags(const HostOptions& options, CommandOutput& output) {
+  if (options.new_tags.wanted) return run_new_tags(options, output);
   const DriverLibrary library = load_driver_library(options.driver);
-  const TagList list = read_tag_list(library, output, options.listed_file);
+  const TagList list = read_tag_list(library, output, options.listed.front());
   if (options.names_only) {
     for (const Tag& tag : list.tags) {
       if (tag.register_id) std::fputs((plc_base::shown_line(tag.qualified_name) + "\n").c_str(), output.results());

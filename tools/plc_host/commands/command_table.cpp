@@ -31,8 +31,13 @@ constexpr char kInfoDetails[] =
 
 constexpr char kTagsDetails[] =
     "Shows each record with the number, reg_type and address by which a host asks\n"
-    "for it.\n"
-    "\nExample:\n  plc-host tags PLCC0A8000A_0.csv\n";
+    "for it. With --new it writes lines instead: of a variable's name and type, or\n"
+    "of a list of them, as a spreadsheet saves it.\n"
+    "\nExamples:\n"
+    "  plc-host tags PLCC0A8000A_0.csv\n"
+    "  plc-host tags --new Motor.Speed DINT --after machine.csv >> machine.csv\n"
+    "  plc-host tags --new Recipe.Name 'STRING(20)' --scope MAIN\n"
+    "  plc-host tags --new --from list.csv --output PLCC0A8000A_0.csv\n";
 
 constexpr char kCheckDetails[] =
     "Says what the driver will understand, with its own parser, and what the writer\n"
@@ -90,8 +95,9 @@ constexpr char kWhyExamples[] =
 void add_no_options(CLI::App&, HostOptions&) {}
 
 void add_tags_options(CLI::App& command, HostOptions& options) {
-  command.add_option("FILE", options.listed_file, "Tag file")->required();
+  command.add_option("FILE", options.listed, "Tag file; with --new the variable's name and its type");
   command.add_flag("--names", options.names_only, "Only the names of the variables that can be asked for");
+  add_new_tag_options(command, options);
 }
 
 void add_check_options(CLI::App& command, HostOptions& options) {
@@ -236,7 +242,7 @@ void check_watch(const HostOptions& options) {
 const std::vector<Command>& command_table() {
   static const std::vector<Command> kCommands = {
       {"info", "Show the driver library and what it says of itself", kInfoDetails, add_no_options, nullptr, run_info},
-      {"tags", "List the records of a tag file as the driver reads it", kTagsDetails, add_tags_options, nullptr,
+      {"tags", "List the records of a tag file as the driver reads it", kTagsDetails, add_tags_options, check_tags,
        run_tags},
       {"check", "Check tag files", kCheckDetails, add_check_options, check_check, run_check},
       {"read", "Read variables", std::string(kNameRules) + kReadExamples, add_read_options, check_read, run_read},

@@ -26,6 +26,11 @@ struct Command {
 // In the order in which --help lists them.
 const std::vector<Command>& command_table();
 
+// What tags --new takes besides; part of the command tags.
+void add_new_tag_options(CLI::App& command, HostOptions& options);
+void check_tags(const HostOptions& options);
+int run_new_tags(const HostOptions& options, CommandOutput& output);
+
 int run_info(const HostOptions& options, CommandOutput& output);
 int run_tags(const HostOptions& options, CommandOutput& output);
 int run_check(const HostOptions& options, CommandOutput& output);

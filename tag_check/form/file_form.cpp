@@ -1,17 +1,16 @@
 // Undoes a file's form line by line: line ends, separators, quotes, blanks.
-#include "file_form.h"
+#include "form/file_form.h"
 
 #include <algorithm>
 #include <tuple>
 
 #include "base/text.h"
-#include "text_encoding.h"
+#include "form/text_encoding.h"
 
 namespace tag_check {
 namespace {
 
-// Columns 2 to 12: the name has a rule for its blanks, and a device counts with them.
-constexpr size_t kFirstStripped = 1;
+// Column 12: a device counts with its blanks. The name has a rule for those around it.
 constexpr size_t kLastStripped = 11;
 constexpr size_t kLeastSeparators = 7;
 
@@ -154,16 +153,16 @@ void FileForm::undo_fields(std::string_view line, char separator) {
   if (separator == ',' && !csv.has_quotes && blank == 0) {
     changed_ += line;
   } else {
-    append_fields(csv, blank > 0);
+    append_fields(csv, blank > 0 ? kLastStripped + more : 0);
   }
 }
 
-void FileForm::append_fields(const CsvLine& csv, bool strips) {
+void FileForm::append_fields(const CsvLine& csv, size_t last_stripped) {
   const size_t start = changed_.size();
   for (const CsvField& field : csv.fields) {
     const auto number = static_cast<size_t>(&field - csv.fields.data());
     std::string_view text = field.text;
-    if (strips && number >= kFirstStripped && number <= kLastStripped) text = without_blanks(text);
+    if (number > 0 && number <= last_stripped) text = without_blanks(text);
     if (number > 0) changed_ += ',';
     const auto column = static_cast<uint32_t>(changed_.size() - start + 1);
     const auto original = static_cast<uint32_t>(field.at + static_cast<size_t>(text.data() - field.text.data()) + 1);

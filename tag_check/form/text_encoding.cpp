@@ -1,5 +1,5 @@
 // Finds out a text's character set by its mark or by the zero bytes of ASCII in UTF-16.
-#include "text_encoding.h"
+#include "form/text_encoding.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,5 +1,5 @@
 // Takes a line of comma-separated values apart.
-#include "csv_line.h"
+#include "form/csv_line.h"
 
 #include <iterator>
 

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "csv_line.h"
 #include "finding.h"
+#include "form/csv_line.h"
 
 namespace tag_check {
 
@@ -64,7 +64,8 @@ class FileForm {
   void undo_line(std::string_view line);
   void undo_fields(std::string_view line, char separator);
   void leave(std::string_view line);
-  void append_fields(const CsvLine& csv, bool strips);
+  // Without the blanks of the fields behind the first up to this one.
+  void append_fields(const CsvLine& csv, size_t last_stripped);
   void tell(const char* rule, std::string message, const Cause& cause);
   void tell_all();
   void meet(Cause* cause, uint32_t column, bool is_undone);

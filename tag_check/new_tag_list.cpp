@@ -1,0 +1,154 @@
+// Reads a list of names and types: which lines and columns of it mean what.
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstddef>
+#include <map>
+#include <optional>
+
+#include "form/csv_line.h"
+#include "form/text_encoding.h"
+#include "new_tags.h"
+#include "type_names.h"
+
+namespace tag_check {
+namespace {
+
+enum Meaning { kName, kType, kRanges, kLength, kScope, kDevice, kMeanings };
+
+struct HeadingWord {
+  const char* word;
+  Meaning meaning;
+};
+
+constexpr HeadingWord kHeadingWords[] = {
+    {"name", kName},     {"tag", kName},           {"tag name", kName},      {"variable", kName},
+    {"symbol", kName},   {"variable name", kName}, {"type", kType},          {"data type", kType},
+    {"datatype", kType}, {"ranges", kRanges},      {"range", kRanges},       {"dimensions", kRanges},
+    {"array", kRanges},  {"length", kLength},      {"size", kLength},        {"scope", kScope},
+    {"program", kScope}, {"device", kDevice},      {"program name", kScope},
+};
+
+// Where in a line each field stands; nothing for a field that the list has not.
+using Columns = std::array<std::optional<size_t>, kMeanings>;
+
+struct ListLine {
+  std::string_view text;
+  uint32_t number;
+};
+
+std::vector<ListLine> lines_of(std::string_view text) {
+  std::vector<ListLine> lines;
+  uint32_t number = 0;
+  for (size_t at = 0; at < text.size();) {
+    const size_t end = std::min(text.find_first_of("\r\n", at), text.size());
+    lines.push_back({text.substr(at, end - at), ++number});
+    at = end + (text.substr(end, 2) == "\r\n" ? 2 : 1);
+  }
+  return lines;
+}
+
+bool is_empty(std::string_view line) { return line.find_first_not_of(" \t,;|\"") == std::string_view::npos; }
+
+// "sep=;" tells spreadsheets the separator.
+bool is_separator_line(std::string_view line) { return line.size() <= 5 && line.substr(0, 4) == "sep="; }
+
+// The separator of most lines.
+char separator_of_all(const std::vector<ListLine>& lines) {
+  std::map<char, size_t> votes;
+  for (const ListLine& line : lines) {
+    if (!is_empty(line.text) && !is_separator_line(line.text)) ++votes[separator_of(line.text)];
+  }
+  const auto most =
+      std::max_element(votes.begin(), votes.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
+  return most == votes.end() ? ',' : most->first;
+}
+
+std::string lower_case(std::string_view text) {
+  std::string lower(without_blanks(text));
+  for (char& sign : lower) sign = static_cast<char>(std::tolower(static_cast<unsigned char>(sign)));
+  return lower;
+}
+
+// What a heading says; nothing for a line that is none.
+std::optional<Columns> heading_of(const CsvLine& line) {
+  Columns columns;
+  for (size_t i = 0; i < line.fields.size(); ++i) {
+    const std::string word = lower_case(line.fields[i].text);
+    for (const HeadingWord& known : kHeadingWords) {
+      if (word == known.word && !columns[known.meaning]) columns[known.meaning] = i;
+    }
+  }
+  if (!columns[kName] || !columns[kType]) return std::nullopt;
+  return columns;
+}
+
+// Puts a name together that was split at the commas of its subscripts.
+void join_name(size_t name, CsvLine* line) {
+  constexpr size_t kMostSubscripts = 3;
+  if (name >= line->fields.size()) return;
+  std::string& text = line->fields[name].text;
+  const auto is_open = [&] {
+    return text.rfind('[') != std::string::npos && text.find(']', text.rfind('[')) == std::string::npos;
+  };
+  for (size_t more = 1; more < kMostSubscripts && is_open() && name + 1 < line->fields.size(); ++more) {
+    text += "," + line->fields[name + 1].text;
+    line->fields.erase(line->fields.begin() + static_cast<std::ptrdiff_t>(name) + 1);
+  }
+}
+
+std::string field_text(const CsvLine& line, const std::optional<size_t>& column) {
+  if (!column || *column >= line.fields.size()) return "";
+  return std::string(without_blanks(line.fields[*column].text));
+}
+
+NewTag tag_of(const CsvLine& line, const Columns& columns, uint32_t number) {
+  NewTag tag;
+  tag.name = field_text(line, columns[kName]);
+  tag.type = field_text(line, columns[kType]);
+  tag.ranges = field_text(line, columns[kRanges]);
+  tag.length = field_text(line, columns[kLength]);
+  tag.scope = field_text(line, columns[kScope]);
+  tag.device = field_text(line, columns[kDevice]);
+  tag.place = number;
+  return tag;
+}
+
+}  // namespace
+
+NewTagList read_tag_list(std::string_view text) {
+  constexpr size_t kTagFileColumns = 8;
+  NewTagList list;
+  const DecodedText decoded = decode_text(text);
+  if (!decoded.is_whole) {
+    list.findings.push_back({"T007", 1, 1, "the list is UTF-16, and its characters are not whole", {}});
+    return list;
+  }
+  const std::vector<ListLine> lines = lines_of(decoded.text());
+  const char separator = separator_of_all(lines);
+  Columns columns = {0, 1, 2, 3, 4, 5};
+  bool has_heading = false;
+  for (const ListLine& line : lines) {
+    if (is_empty(line.text) || is_separator_line(line.text)) continue;
+    CsvLine csv = split_csv(line.text, separator);
+    const auto heading = has_heading || !list.tags.empty() ? std::nullopt : heading_of(csv);
+    if (csv.is_broken) {
+      list.findings.push_back({"T009", line.number, 1, "a quote has no end, or text stands behind it", {}});
+    } else if (heading) {
+      columns = *heading;
+      has_heading = true;
+    } else if (!has_heading && csv.fields.size() >= kTagFileColumns) {
+      list.findings.push_back(
+          {"T006", line.number, 1, "this is no list of names and types: it has the columns of a tag file", {}});
+      return list;
+    } else {
+      if (separator == ',') join_name(*columns[kName], &csv);
+      list.tags.push_back(tag_of(csv, columns, line.number));
+    }
+  }
+  if (list.tags.empty() && list.findings.empty())
+    list.findings.push_back({"T006", 1, 1, "the list names no variable", {}});
+  return list;
+}
+
+}  // namespace tag_check

@@ -1,0 +1,108 @@
+// Writes lines of tag files, and checks them as if somebody else had.
+#include "new_tags.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/text.h"
+#include "checker.h"
+#include "form/csv_line.h"
+#include "type_names.h"
+
+namespace tag_check {
+namespace {
+
+// A name that every checked file can have.
+constexpr const char* kFileName = "PLC1_0.csv";
+
+bool fits_a_field(const std::string& text, bool is_name) {
+  return !has_comma(text, is_name) && text.find_first_of("\r\n") == std::string::npos;
+}
+
+// The first text that would not stay in its column; null when all do.
+const std::string* first_misfit(const NewTag& tag) {
+  if (!fits_a_field(tag.name, true)) return &tag.name;
+  for (const std::string* text : {&tag.type, &tag.ranges, &tag.length, &tag.scope, &tag.number, &tag.device}) {
+    if (!fits_a_field(*text, false)) return text;
+  }
+  return nullptr;
+}
+
+// Ranges and length out of the type, as far as they are not said already.
+NewTag taken_apart(const NewTag& tag) {
+  NewTag apart = tag;
+  apart.name = without_blanks(tag.name);
+  apart.type = without_blanks(tag.type);
+  if (const auto declared = declared_type(apart.type)) {
+    const bool has_room = declared->length.empty() ? apart.ranges.empty() : apart.length.empty();
+    if (has_room) {
+      apart.type = declared->type;
+      (declared->length.empty() ? apart.ranges : apart.length) =
+          declared->length.empty() ? declared->ranges : declared->length;
+    }
+  }
+  if (!apart.ranges.empty()) apart.ranges = ranges_of(apart.ranges);
+  return apart;
+}
+
+std::string line_of(const NewTag& tag, uint32_t id) {
+  std::string line = tag.name + "," + tag.type + "," + tag.ranges + "," + tag.length + ",,,," + std::to_string(id) +
+                     (tag.scope.empty() ? ",1,0," : ",0,0,") + tag.number + "," + tag.scope;
+  if (!tag.device.empty()) line += "," + tag.device;
+  return line + "\n";
+}
+
+bool is_rule(const Finding& finding, const char* code) { return std::strcmp(finding.rule, code) == 0; }
+
+size_t lines_in(std::string_view text) { return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')); }
+
+// Findings of lines behind these become findings of the variables.
+void add_findings(const std::vector<Finding>& found, size_t lines_before, const std::vector<uint32_t>& places,
+                  bool only_fixable, std::vector<Finding>* findings) {
+  for (const Finding& finding : found) {
+    const size_t number = finding.line - lines_before;
+    if (finding.line <= lines_before || number > places.size()) continue;
+    if (only_fixable && !finding.is_fixable()) continue;
+    findings->push_back(finding);
+    findings->back().line = places[number - 1];
+    findings->back().column = 1;
+    findings->back().last_line = 0;
+    // The checker counts lines that the list does not have.
+    if (is_rule(finding, "T110")) findings->back().message = "the variable is declared already";
+  }
+}
+
+}  // namespace
+
+NewTagLines make_tag_lines(const std::vector<NewTag>& tags, const NewTagPlace& place) {
+  NewTagLines made;
+  std::vector<uint32_t> places;
+  for (const NewTag& tag : tags) {
+    const NewTag apart = taken_apart(tag);
+    if (const std::string* misfit = first_misfit(apart)) {
+      const bool has_comma = misfit->find_first_of("\r\n") == std::string::npos;
+      made.findings.push_back({has_comma ? "T014" : "T028",
+                               tag.place,
+                               1,
+                               plc_base::quoted(*misfit) + (has_comma ? " holds a comma" : " holds a line end"),
+                               {}});
+      continue;
+    }
+    made.text += line_of(apart, place.first_id + static_cast<uint32_t>(places.size()));
+    places.push_back(tag.place);
+  }
+  add_findings(check_text(kFileName, made.text, {}), 0, places, true, &made.findings);
+  size_t corrections = 0;
+  made.text = corrected_text(kFileName, made.text, {}, &corrections);
+  const std::string all = std::string(place.before) + made.text;
+  std::vector<Finding> found = check_text(kFileName, all, {});
+  // A line for which nobody said where it goes has the number that was asked for.
+  const bool is_anywhere = place.before.empty() && place.first_id > 0;
+  found.erase(std::remove_if(found.begin(), found.end(),
+                             [&](const Finding& finding) { return is_anywhere && is_rule(finding, "T064"); }),
+              found.end());
+  add_findings(found, lines_in(place.before), places, false, &made.findings);
+  return made;
+}
+
+}  // namespace tag_check

@@ -1,0 +1,123 @@
+// Lines of tag files from names and types: what is written, what is refused, and that the checker has nothing to say.
+#include "new_tags.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "checker.h"
+
+namespace tag_check {
+namespace {
+
+NewTag new_tag(const std::string& name, const std::string& type) {
+  NewTag tag;
+  tag.name = name;
+  tag.type = type;
+  return tag;
+}
+
+// "T041 3, T050 4" by the places of the variables.
+std::string told(const std::vector<Finding>& findings) {
+  std::string text;
+  for (const Finding& finding : findings) {
+    text += (text.empty() ? "" : ", ") + std::string(finding.rule) + " " + std::to_string(finding.line);
+  }
+  return text;
+}
+
+std::string lines_of_list(const std::string& list_text) {
+  const NewTagList list = read_tag_list(list_text);
+  EXPECT_EQ(told(list.findings), "");
+  return make_tag_lines(list.tags, {}).text;
+}
+
+std::string told_of_list(const std::string& list_text) {
+  const NewTagList list = read_tag_list(list_text);
+  std::string text = told(list.findings);
+  const std::string more = told(make_tag_lines(list.tags, {}).findings);
+  return text + (text.empty() || more.empty() ? "" : ", ") + more;
+}
+
+TEST(NewTags, Line_HasTheTwelveColumnsThatTheDriverReads) {
+  const std::pair<NewTag, const char*> lines[] = {
+      {new_tag("Motor.Speed", "DINT"), "Motor.Speed,DINT,,,,,,0,1,0,0,\n"},
+      {new_tag("Name", "STRING(20)"), "Name,STRING,,20,,,,0,1,0,0,\n"},
+      {new_tag("Name", "STRING[20]"), "Name,STRING,,20,,,,0,1,0,0,\n"},
+      {new_tag("Table", "ARRAY[0..9,0..4] OF INT"), "Table,INT,[0..9_0..4],,,,,0,1,0,0,\n"},
+      {new_tag("Table", "INT[0..9]"), "Table,INT,[0..9],,,,,0,1,0,0,\n"},
+      {new_tag("Grid[1,2]", "real"), "Grid[1,2],REAL,,,,,,0,1,0,0,\n"},
+      {new_tag(" Speed ", " INT32 "), "Speed,DINT,,,,,,0,1,0,0,\n"}};
+  for (const auto& [tag, line] : lines) EXPECT_EQ(make_tag_lines({tag}, {}).text, line);
+}
+
+TEST(NewTags, LocalVariable_HasItsProgramAndItsNumber) {
+  NewTag tag = new_tag("Step", "INT");
+  tag.scope = "MAIN";
+  tag.number = "3";
+  tag.device = "MR0";
+  EXPECT_EQ(make_tag_lines({tag}, {"", 7}).text, "Step,INT,,,,,,7,0,0,3,MAIN,MR0\n");
+}
+
+TEST(NewTags, Line_BehindAFileHasTheNextNumberAndNoVariableTwice) {
+  const std::string before = "Speed,INT,,,,,,0,1,0,0,\n";
+  const NewTagLines made = make_tag_lines({new_tag("Lamp", "BOOL")}, {before, 1});
+  EXPECT_EQ(made.text, "Lamp,BOOL,,,,,,1,1,0,0,\n");
+  EXPECT_EQ(told(made.findings), "");
+  EXPECT_EQ(told(make_tag_lines({new_tag("Speed", "BOOL")}, {before, 1}).findings), "T110 1");
+}
+
+TEST(NewTags, WhatTheRulesRefuse_IsTold) {
+  EXPECT_EQ(told(make_tag_lines({new_tag("X", "FLOAT")}, {}).findings), "T041 1");
+  EXPECT_EQ(told(make_tag_lines({new_tag("X", "STRING")}, {}).findings), "T050 1");
+  EXPECT_EQ(told(make_tag_lines({new_tag("", "INT")}, {}).findings), "T020 1");
+  EXPECT_EQ(told(make_tag_lines({new_tag("a,b", "INT")}, {}).findings), "T014 1");
+  EXPECT_EQ(told(make_tag_lines({new_tag("a\nb", "INT")}, {}).findings), "T028 1");
+  EXPECT_EQ(told(make_tag_lines({new_tag("a\xFF", "INT")}, {}).findings), "T023 1");
+  EXPECT_EQ(told(make_tag_lines({new_tag(std::string(250, 'x'), "INT")}, {}).findings), "T002 1");
+}
+
+TEST(NewTags, ListsAsSpreadsheetsWriteThem_GiveTheSameLines) {
+  const std::string lines = "Speed,INT,,,,,,0,1,0,0,\nGrid[1,2],REAL,,,,,,1,1,0,0,\n";
+  const char* const lists[] = {"Speed,INT\nGrid[1,2],REAL\n",
+                               "Speed,INT\r\n\"Grid[1,2]\",REAL\r\n",
+                               "Speed;INT\nGrid[1,2];REAL",
+                               "\xEF\xBB\xBFSpeed\tINT\rGrid[1,2]\tREAL\r",
+                               "sep=;\nName;Type\nSpeed;INT\n\n;\nGrid[1,2];REAL\n",
+                               "\"Type\",\"Comment\",\"Variable name\"\n\"INT\",\"fast, slow\",\"Speed\"\n"
+                               "\"REAL\",\"\",\"Grid[1,2]\"\n"};
+  for (const char* list : lists) EXPECT_EQ(lines_of_list(list), lines) << list;
+  std::string utf16 = "\xFF\xFE";
+  for (const char* sign = lists[4]; *sign != '\0'; ++sign) utf16 += {*sign, '\0'};
+  EXPECT_EQ(lines_of_list(utf16), lines);
+}
+
+TEST(NewTags, ColumnsOfAList_FollowItsHeadingOrTheirPlace) {
+  const std::string lines = "Table,INT,[0..9],,,,,0,1,0,0,,DM1\nStep,STRING,,8,,,,1,0,0,0,MAIN\n";
+  EXPECT_EQ(lines_of_list("Table,INT,0..9,,,DM1\nStep,STRING,,8,MAIN,\n"), lines);
+  EXPECT_EQ(lines_of_list("Program;Length;Data Type;Range;Device;Tag\n;;INT;0..9;DM1;Table\nMAIN;8;STRING;;;Step\n"),
+            lines);
+}
+
+TEST(NewTags, FaultOfAList_HasItsLine) {
+  EXPECT_EQ(told_of_list("Name,Type\n\nSpeed,INT\nSpeed,DINT\nLamp,FLOAT\n,INT\nX,\n\"open,INT\n"),
+            "T009 8, T110 4, T041 5, T020 6, T040 7");
+  EXPECT_EQ(told_of_list(""), "T006 1");
+  EXPECT_EQ(told_of_list("Name,Type\n"), "T006 1");
+  EXPECT_EQ(told_of_list("Speed,INT,,,,,,0,1,0,0,\n"), "T006 1");
+  EXPECT_EQ(told_of_list("Speed\n"), "T040 1");
+  EXPECT_EQ(told_of_list("\xFF\xFES"), "T007 1");
+  EXPECT_EQ(told_of_list("Speed;\"a,b\"\n"), "T014 1");
+}
+
+TEST(NewTags, LinesOfALongList_HaveIdsOfTheirOwnAndNoFinding) {
+  std::string list = "Name;Type\n";
+  for (int i = 0; i < 65536; ++i) list += "V" + std::to_string(i) + ";DINT\n";
+  const std::string text = lines_of_list(list);
+  EXPECT_TRUE(check_text("PLC1_0.csv", text, {}).empty());
+  EXPECT_EQ(text.substr(text.find("V65535")), "V65535,DINT,,,,,,65535,1,0,0,\n");
+  EXPECT_EQ(told_of_list(list + "One;INT\n"), "T067 65538");
+}
+
+}  // namespace
+}  // namespace tag_check

@@ -1,0 +1,105 @@
+// Tests of plc-host tags --new: lines of variables and of lists, and what is said of wrong ones.
+#include "tests/tools/plc_host/program_fixture.h"
+
+namespace {
+
+using namespace plc_host_test;
+
+class NewTagsTest : public ProgramTest {
+ protected:
+  Outcome tags(const std::vector<std::string>& words) {
+    std::vector<std::string> all = {"tags", "--new"};
+    all.insert(all.end(), words.begin(), words.end());
+    return run(all);
+  }
+};
+
+TEST_F(NewTagsTest, Variable_BecomesALine) {
+  const Outcome outcome = tags({"Motor.Speed", "DINT", "--scope", "MAIN", "--program-number", "2"});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_EQ(outcome.out, "Motor.Speed,DINT,,,,,,0,0,0,2,MAIN\n");
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_EQ(tags({"Table", "INT", "--ranges", "0..9", "--id", "262144"}).out, "Table,INT,[0..9],,,,,262144,1,0,0,\n");
+  EXPECT_EQ(tags({"Lamp", "BOOL", "--device", "MR0"}).out, "Lamp,BOOL,,,,,,0,1,0,0,,MR0\n");
+  EXPECT_EQ(tags({"Name", "STRING", "--length", "20"}).out, "Name,STRING,,20,,,,0,1,0,0,\n");
+}
+
+TEST_F(NewTagsTest, TypeWithOneMeaning_IsCorrectedAndSaid) {
+  const Outcome outcome = tags({"Speed", "INT32"});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_EQ(outcome.out, "Speed,DINT,,,,,,0,1,0,0,\n");
+  EXPECT_EQ(outcome.err, "plc-host: 'INT32' is no type: the driver calls it DINT; corrected\n");
+}
+
+TEST_F(NewTagsTest, WrongVariable_IsRefusedWithWhatToDo) {
+  const Outcome outcome = tags({"Speed", "FLOAT"});
+  EXPECT_EQ(outcome.code, 2);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(
+      outcome.err,
+      "plc-host: 'FLOAT' is no type: REAL has 32 bits, LREAL 64\n"
+      "plc-host:     Use one of BOOL, SINT, INT, DINT, LINT, USINT, UINT, UDINT, ULINT, REAL, LREAL, STIME, DATE, "
+      "STRING, BYTE, WORD, DWORD, LWORD, STRING2, TIME_OF_DAY and DATE_AND_TIME.\n");
+  EXPECT_EQ(tags({"Name", "STRING"}).err,
+            "plc-host: a STRING without a length is no string to writes\n"
+            "plc-host:     Write the length with the type, STRING(20), or with --length 20.\n");
+  EXPECT_EQ(tags({"Speed", "INT", "--scope", "MAIN", "--program-number", "300"}).code, 2);
+}
+
+TEST_F(NewTagsTest, WordsThatDoNotFit_AreRefused) {
+  const std::vector<std::string> wrong[] = {{"Speed"},
+                                            {"Speed", "INT", "Lamp"},
+                                            {"--from", "list.csv", "Speed", "INT"},
+                                            {"Speed", "INT", "--json"},
+                                            {"Speed", "INT", "--names"},
+                                            {"Speed", "INT", "--overwrite"},
+                                            {"--from", "list.csv", "--length", "4"},
+                                            {"Speed", "INT", "--id", "3", "--after", "machine.csv"}};
+  for (const std::vector<std::string>& words : wrong) EXPECT_EQ(tags(words).code, 2) << words.back();
+  EXPECT_EQ(run({"tags"}).code, 2);
+  EXPECT_EQ(run({"tags", path("machine.csv"), path("machine.csv")}).code, 2);
+  EXPECT_EQ(run({"tags", path("machine.csv"), "--scope", "MAIN"}).code, 2);
+}
+
+TEST_F(NewTagsTest, LineBehindAFile_HasItsNextNumber) {
+  write_file("tags.csv", "Speed,INT,,,,,,0,1,0,0,\n");
+  EXPECT_EQ(tags({"Lamp", "BOOL", "--after", path("tags.csv")}).out, "Lamp,BOOL,,,,,,1,1,0,0,\n");
+  const Outcome twice = tags({"Speed", "BOOL", "--after", path("tags.csv")});
+  EXPECT_EQ(twice.code, 2);
+  EXPECT_EQ(twice.err, "plc-host: the variable is declared already\nplc-host:     Leave one of them out.\n");
+  write_file("open.csv", "Speed,INT,,,,,,0,1,0,0,");
+  EXPECT_EQ(tags({"Lamp", "BOOL", "--after", path("open.csv")}).code, 4);
+}
+
+TEST_F(NewTagsTest, List_BecomesAFileThatReplacesNoneWithoutConsent) {
+  write_file("list.csv", "Name;Type;Comment\r\nSpeed;DINT;fast, slow\r\n\"Grid[1,2]\";real;\r\n");
+  const std::string lines = "Speed,DINT,,,,,,0,1,0,0,\nGrid[1,2],REAL,,,,,,1,1,0,0,\n";
+  EXPECT_EQ(tags({"--from", path("list.csv")}).out, lines);
+  write_file("there.csv", "mine");
+  const Outcome refused = tags({"--from", path("list.csv"), "--output", path("there.csv")});
+  EXPECT_EQ(refused.code, 8);
+  EXPECT_EQ(file_text(path("there.csv")), "mine");
+  const Outcome written = tags({"--from", path("list.csv"), "--output", path("there.csv"), "--overwrite"});
+  EXPECT_EQ(written.code, 0);
+  EXPECT_EQ(written.out, "");
+  EXPECT_EQ(written.err, "plc-host: " + path("list.csv") +
+                             ":3: 'real' is no type: types are written REAL; corrected\n" +
+                             "plc-host: " + path("there.csv") + ": 2 variables\n");
+  EXPECT_EQ(file_text(path("there.csv")), lines);
+  EXPECT_EQ(tags({"--from", path("list.csv"), "--output", path("list.csv"), "--overwrite"}).code, 8);
+}
+
+TEST_F(NewTagsTest, WrongList_WritesNothing) {
+  std::string list;
+  for (int i = 0; i < 300; ++i) list += "V" + std::to_string(i) + ",XY\n";
+  write_file("list.csv", list);
+  const Outcome outcome = tags({"--from", path("list.csv"), "--output", path("new.csv")});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(count_of(outcome.err, "'XY' is no type\n"), 10U);
+  EXPECT_THAT(outcome.err, EndsWith("plc-host: " + path("list.csv") + ": and 290 more of T041\nplc-host: " +
+                                    path("list.csv") + ": nothing was written\n"));
+  EXPECT_NE(access(path("new.csv").c_str(), F_OK), 0);
+  EXPECT_EQ(tags({"--from", path("missing.csv")}).code, 4);
+}
+
+}  // namespace

@@ -1,0 +1,190 @@
+// The part of the command tags that writes lines of tag files: of one variable, or of a list of names and types.
+#include <CLI/App.hpp>
+#include <CLI/Option.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string_view>
+
+#include "base/text.h"
+#include "base/whole_file.h"
+#include "client/tags/tag_source.h"
+#include "tag_check/new_tags.h"
+#include "tag_check/report.h"
+#include "tag_check/rule_list.h"
+#include "tag_check/source_line.h"
+#include "tools/plc_host/client_names.h"
+#include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/exit_codes.h"
+#include "tools/plc_host/messages.h"
+
+namespace plc_host {
+namespace {
+
+using tag_check::Finding;
+using tag_check::NewTag;
+using tag_check::NewTagLines;
+using tag_check::NewTagPlace;
+using tag_check::Severity;
+
+// An error that stays, and what is only odd in a file that is there but of no use in a new line.
+bool is_wrong(const Finding& finding) {
+  const Severity severity = tag_check::rule_of(finding.rule).severity;
+  const bool is_odd = std::strcmp(finding.rule, "T110") == 0 || std::strcmp(finding.rule, "T074") == 0;
+  return is_odd || (severity == Severity::kError && !finding.is_fixable());
+}
+
+// What to do in the words of the command line, where the rule speaks of columns.
+std::string advice_on(const Finding& finding) {
+  constexpr std::pair<const char*, const char*> kAdvice[] = {
+      {"T006", "Write a name and a type into each line, as in Motor.Speed,DINT; plc-host check looks at tag files."},
+      {"T020", "Give the variable's name first, then its type."},
+      {"T040", "Give the type behind the name."},
+      {"T050", "Write the length with the type, STRING(20), or with --length 20."},
+      {"T052", "Write the length with the type, STRING(20), or with --length 20."},
+      {"T074", "Give the program's number with --program-number, or leave it out."},
+      {"T110", "Leave one of them out."}};
+  for (const auto& [rule, advice] : kAdvice) {
+    if (std::strcmp(finding.rule, rule) == 0) return advice;
+  }
+  return tag_check::rule_of(finding.rule).suggestion;
+}
+
+// Tells the findings, of each rule the first ones; true when nothing is wrong.
+bool tell(const std::vector<Finding>& findings, const std::string& list) {
+  std::map<std::string_view, size_t> told;
+  bool is_good = true;
+  for (const Finding& finding : findings) {
+    is_good = is_good && !is_wrong(finding);
+    const size_t number = ++told[finding.rule];
+    if (number > tag_check::kShownOfARule) continue;
+    std::string text = list.empty() ? "" : list + ":" + std::to_string(finding.line) + ": ";
+    text += finding.message + (finding.is_fixable() ? "; corrected" : "");
+    show_message(text);
+    if (number == 1 && !finding.is_fixable()) show_message("    " + advice_on(finding));
+  }
+  for (const auto& [rule, count] : told) {
+    if (count <= tag_check::kShownOfARule) continue;
+    show_message(list + ": and " + plc_base::grouped_number(count - tag_check::kShownOfARule) + " more of " +
+                 std::string(rule));
+  }
+  return is_good;
+}
+
+std::vector<Finding> in_order(std::vector<Finding> findings, const std::vector<Finding>& more) {
+  findings.insert(findings.end(), more.begin(), more.end());
+  std::stable_sort(findings.begin(), findings.end(),
+                   [](const Finding& a, const Finding& b) { return a.line < b.line; });
+  return findings;
+}
+
+// Of a file behind which the lines are to stand.
+uint32_t records_of(const std::string& path, const std::string& text) {
+  if (!text.empty() && text.back() != '\n') {
+    throw HostError(kExitTagFile,
+                    path + ": the last line has no line end; plc-host check --fix writes a copy that has it");
+  }
+  uint32_t records = 0;
+  for (const tag_check::SourceLine& line : tag_check::read_source(text).lines) records += line.indexed ? 0 : 1;
+  return records;
+}
+
+int write_lines(const NewTagLines& made, const HostOptions& options, CommandOutput& output) {
+  const NewTagOptions& wanted = options.new_tags;
+  if (wanted.output.empty()) {
+    std::fwrite(made.text.data(), 1, made.text.size(), output.results());
+    return kExitOk;
+  }
+  const auto old_file = options.overwrites ? plc_base::OldFile::kReplaced : plc_base::OldFile::kKept;
+  std::string problem = plc_base::write_whole_file(wanted.output, made.text, {wanted.list, wanted.after}, old_file);
+  if (problem == plc_base::kFileIsThere) problem += "; add --overwrite if it is to be replaced";
+  if (!problem.empty()) throw HostError(kExitOutput, "cannot write " + wanted.output + ": " + problem);
+  const auto lines = std::count(made.text.begin(), made.text.end(), '\n');
+  show_message(wanted.output + ": " + plc_base::grouped_number(static_cast<uint64_t>(lines)) +
+               (lines == 1 ? " variable" : " variables"));
+  return kExitOk;
+}
+
+NewTag tag_of(const HostOptions& options) {
+  const NewTagOptions& wanted = options.new_tags;
+  NewTag tag;
+  tag.name = options.listed[0];
+  tag.type = options.listed[1];
+  tag.ranges = wanted.ranges;
+  tag.length = wanted.length;
+  tag.scope = wanted.scope;
+  tag.number = wanted.program_number;
+  tag.device = wanted.device;
+  return tag;
+}
+
+}  // namespace
+
+void add_new_tag_options(CLI::App& command, HostOptions& options) {
+  const std::string group = "New lines";
+  NewTagOptions& wanted = options.new_tags;
+  CLI::Option* make = command.add_flag("--new", wanted.wanted, "Write the line of a variable: NAME and TYPE behind it");
+  CLI::Option* list = command.add_option("--from", wanted.list, "Write the lines of a list of names and types");
+  CLI::Option* out = command.add_option("--output", wanted.output, "Write a file instead of standard output");
+  CLI::Option* overwrite =
+      command.add_flag("--overwrite", options.overwrites, "Let --output replace a file that is there");
+  CLI::Option* after = command.add_option("--after", wanted.after, "Tag file behind which the lines will stand");
+  CLI::Option* ranges = command.add_option("--ranges", wanted.ranges, "Ranges of an array, 0..9 or 0..9_0..4");
+  CLI::Option* length = command.add_option("--length", wanted.length, "Length of a STRING, in characters");
+  CLI::Option* scope = command.add_option("--scope", wanted.scope, "Program of a local variable");
+  CLI::Option* number = command.add_option("--program-number", wanted.program_number, "Number of that program");
+  CLI::Option* device = command.add_option("--device", wanted.device, "Device memory of the variable, MR0");
+  CLI::Option* id =
+      command.add_option("--id", wanted.id, "Id of the line: the number of its record, or an indexed one");
+  for (CLI::Option* option : {make, list, out, overwrite, after, ranges, length, scope, number, device, id}) {
+    option->group(group);
+    if (option != make && option != overwrite) option->needs(make);
+  }
+  overwrite->needs(out);
+  id->excludes(after);
+}
+
+void check_tags(const HostOptions& options) {
+  const NewTagOptions& wanted = options.new_tags;
+  if (!wanted.wanted) {
+    if (options.listed.size() != 1) throw HostError(kExitUsage, "which tag file? One FILE");
+    return;
+  }
+  if (options.json || options.names_only) {
+    throw HostError(kExitUsage, "--new writes lines of a tag file: neither --json nor --names goes with it");
+  }
+  if (wanted.list.empty() && options.listed.size() != 2) {
+    throw HostError(kExitUsage, "--new takes a NAME and a TYPE, as in tags --new Motor.Speed DINT, or --from LIST");
+  }
+  if (wanted.list.empty()) return;
+  const bool says_more = !wanted.ranges.empty() || !wanted.length.empty() || !wanted.scope.empty() ||
+                         !wanted.device.empty() || wanted.program_number != "0" || wanted.id != 0;
+  if (says_more || !options.listed.empty()) {
+    throw HostError(kExitUsage,
+                    "--from has the variables with all that is said of them: no NAME, TYPE, --ranges, "
+                    "--length, --scope, --program-number, --device or --id besides");
+  }
+}
+
+int run_new_tags(const HostOptions& options, CommandOutput& output) {
+  const NewTagOptions& wanted = options.new_tags;
+  tag_check::NewTagList list;
+  if (wanted.list.empty()) {
+    list.tags = {tag_of(options)};
+  } else {
+    list = tag_check::read_tag_list(tag_file_text(wanted.list));
+  }
+  const std::string before = wanted.after.empty() ? std::string() : tag_file_text(wanted.after);
+  const NewTagPlace place = {before, wanted.after.empty() ? wanted.id : records_of(wanted.after, before)};
+  const NewTagLines made = tag_check::make_tag_lines(list.tags, place);
+  if (!tell(in_order(list.findings, made.findings), wanted.list)) {
+    if (wanted.list.empty()) return kExitUsage;
+    show_message(wanted.list + ": nothing was written");
+    return kExitTagFailed;
+  }
+  return write_lines(made, options, output);
+}
+
+}  // namespace plc_host
