@@ -21,6 +21,7 @@
 #include "client/controller/mistake.h"
 #include "client/controller/value_access.h"
 #include "client/driver/driver_session.h"
+#include "client/tags/meant_names.h"
 #include "client/tags/tag_source.h"
 #include "client/values/value_type.h"
 
@@ -28,7 +29,6 @@ namespace plc_client {
 namespace {
 
 constexpr unsigned kIdsPerBlock = 13;  // as a shift: the driver looks indexed ids up by blocks of 8192
-constexpr size_t kMostMembers = 5;     // of a structure, in a message
 
 std::vector<std::string> files_in(const std::string& folder) {
   DIR* opened = opendir(folder.c_str());
@@ -122,18 +122,6 @@ Declaration declare(const TagArea& area, const core::Tag& tag, uint32_t line) {
   declaration.number = tag.register_id;
   declaration.unreachable = tag.unreachable;
   return declaration;
-}
-
-// Of a structure, which is no variable itself, and of an array of structures.
-std::vector<std::string> members_of(std::string_view structure, const std::vector<std::string>& names) {
-  std::vector<std::string> members;
-  for (const std::string& name : names) {
-    const bool is_inside = name.size() > structure.size() && name.compare(0, structure.size(), structure) == 0;
-    if (!is_inside || (name[structure.size()] != '.' && name[structure.size()] != '[')) continue;
-    members.push_back(name);
-    if (members.size() == kMostMembers) break;
-  }
-  return members;
 }
 
 // A local variable goes with its program: another program may get one of its name some day.
@@ -241,9 +229,7 @@ std::string TagAreas::places() const {
 void TagAreas::unknown(std::string_view name) const {
   std::vector<std::string> names;
   for (const Declaration& declaration : declarations()) names.push_back(declaration.name);
-  const std::string_view bare = name.substr(0, name.back() == ']' ? name.rfind('[') : name.size());
-  std::vector<std::string> near = plc_base::near_names(bare, names);
-  if (near.empty()) near = members_of(bare, names);
+  std::vector<std::string> near = core::meant_names(name, names);
   std::string text = std::string(name) + ": " + (areas_.size() > 1 ? "none of " : "") + places() +
                      (areas_.size() > 1 ? " has a variable of this name" : " has no variable of this name");
   if (!near.empty()) {

@@ -36,7 +36,7 @@ constexpr char kPlanAdvice[] = "Ask for less in one call: plc-host does so by it
 
 // Those nearest to the cause first.
 constexpr KnownLine kLines[] = {
-    {"guard: connect refused", Quality::kNoConnection, "the connection was refused: nothing listens on that port",
+    {"guard: connect refused", Quality::kNoConnection, "refused: nothing listens on that port",
      "Check the port, and whether the controller's host link is switched on."},
     {"guard: no route to the controller", Quality::kNoConnection, "there is no route to that address",
      "Check the address, the host's own subnet and gateway, cable and switch."},

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <string_view>
 
 #include "client/driver/driver_lines.h"
 
@@ -42,6 +43,17 @@ bool speaks_of_the_controller(Quality quality) {
          quality == Quality::kForeign;
 }
 
+// In place of "that port", else before all.
+void name_controller(const Target& target, std::string& reason) {
+  for (const std::string_view place : {"that port", "that address"}) {
+    const size_t at = reason.find(place);
+    if (at == std::string::npos) continue;
+    reason.replace(at, place.size(), target_text(target));
+    return;
+  }
+  reason.insert(0, target_text(target) + ": ");
+}
+
 }  // namespace
 
 Failure explain_failure(const CallResult& call, const Target& target) {
@@ -64,7 +76,7 @@ Failure explain_failure(const CallResult& call, const Target& target) {
   if (failure.quality == Quality::kNoAnswer && answered_others_only(call.lines)) {
     failure.reason += ", only replies to other requests";
   }
-  if (speaks_of_the_controller(failure.quality)) failure.reason = target_text(target) + ": " + failure.reason;
+  if (speaks_of_the_controller(failure.quality)) name_controller(target, failure.reason);
   failure.reason += " (" + std::to_string(call.code) + ")";
   return failure;
 }

@@ -27,10 +27,8 @@ struct LineCase {
 };
 
 const LineCase kLineCases[] = {
-    {"[PLC] guard: connect refused", Quality::kNoConnection,
-     "192.168.0.10:8500: the connection was refused: nothing listens on that port (3)"},
-    {"[PLC] guard: no route to the controller", Quality::kNoConnection,
-     "192.168.0.10:8500: there is no route to that address (3)"},
+    {"[PLC] guard: connect refused", Quality::kNoConnection, "refused: nothing listens on 192.168.0.10:8500 (3)"},
+    {"[PLC] guard: no route to the controller", Quality::kNoConnection, "there is no route to 192.168.0.10:8500 (3)"},
     {"[PLC] guard: connect failed, error 13", Quality::kNoConnection,
      "192.168.0.10:8500: the connection failed: Permission denied (3)"},
     {"select time out ", Quality::kNoConnection, "192.168.0.10:8500: nothing took the connection within 30 ms (3)"},
@@ -109,7 +107,7 @@ TEST(Failure, SeveralLines_TheOneNearestToTheCauseSpeaks) {
                        "[PLC] guard: no connection without the directory of programs", "ev_plc_read init fail"},
                       2, true)
                 .reason,
-            "192.168.0.10:8500: the connection was refused: nothing listens on that port (2)");
+            "refused: nothing listens on 192.168.0.10:8500 (2)");
   EXPECT_EQ(explained({"[PLC] guard: 0 bytes of values, 2 were asked for", "read data err!"}).reason,
             "the reply holds 0 bytes of values, 2 were asked for (3)");
 }

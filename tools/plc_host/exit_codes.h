@@ -22,6 +22,7 @@ enum ExitCode : int {
   kExitOutput = 8,         // a result, or a file that was asked for, could not be written
   kExitMemory = 9,         // there was no memory
   kExitInterrupted = 130,  // ended by a signal before everything was done
+  kExitReaderGone = 141,   // nobody reads the results any more: what a shell says of a program that SIGPIPE ends
 };
 
 // The code for a failure of what a command builds on.

@@ -7,7 +7,7 @@
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
-#include "tools/plc_host/settings/controller_address.h"
+#include "tools/plc_host/target/controller_address.h"
 
 namespace plc_host {
 
@@ -16,24 +16,13 @@ DriverSession::LineSink usual_line_sink(const HostOptions& options) {
   return [](const std::string&) {};
 }
 
-TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const std::string& path) {
-  try {
-    TagList list = load_tag_list(library, path);
-    output.take_lines();
-    return list;
-  } catch (const ClientError&) {
-    for (const std::string& line : output.take_lines()) show_driver_line(line);
-    throw;
-  }
-}
-
 Host::Host(const HostOptions& options, CommandOutput& output, const Reroute& reroute)
     : output_(output), library_(load_driver_library(options.driver)) {
   const Target controller = choose_target(options);
   if (!reroute && options.verbosity > 1) route_ = std::make_unique<RelayRoute>();
   const Target target = reroute ? reroute(controller) : route_ ? route_->choose(controller) : controller;
-  const std::string tag_file = choose_tag_file(options, controller, target);
-  tags_ = read_tag_list(library_, output_, tag_file);
+  tag_file_ = choose_tag_file(options, controller, target);
+  tags_ = read_tag_list(library_, output_, tag_file_, options.verbosity > 0);
   session_ = std::make_unique<DriverSession>(
       library_, [this] { return output_.take_lines(); }, target, usual_line_sink(options));
   if (route_) trace_frames(*route_);
@@ -73,13 +62,19 @@ Target Host::choose_target(const HostOptions& options) {
   return target;
 }
 
-std::string Host::choose_tag_file(const HostOptions& options, const Target& controller, const Target& target) {
-  std::string name = tag_file_name(target);
-  std::string given = options.tag_file.empty() ? options.sim_tag_file : options.tag_file;
+TagFilePath Host::choose_tag_file(const HostOptions& options, const Target& controller, const Target& target) {
+  const std::string given = options.tag_file.empty() ? options.sim_tag_file : options.tag_file;
+  const std::string name = tag_file_name(target);
+  const std::string own = tag_file_name(controller);
+  if (given.empty()) {
+    demand_own_tag_file(controller);
+  } else {
+    demand_tag_file(given);
+  }
   // The driver looks for the file by the address that it connects to.
-  if (given.empty() && name != tag_file_name(controller)) given = tag_file_name(controller);
-  if (!given.empty()) folder_ = std::make_unique<WorkFolder>(given, name, "plc-host", show_message);
-  return name;
+  const std::string shown = given.empty() ? own : given;
+  if (shown != name) folder_ = std::make_unique<WorkFolder>(shown, name, "plc-host", show_message);
+  return {name, shown};
 }
 
 void Host::show_simulator_lines() {
@@ -96,7 +91,8 @@ int Host::finish(int code) {
   return code == kExitOk ? kExitSimulator : code;
 }
 
-std::vector<TagResult> look_up_names(const HostOptions& options, const TagList& tags) {
+std::vector<TagResult> look_up_names(const HostOptions& options, const Host& host) {
+  const TagList& tags = host.tags();
   std::vector<TagResult> named;
   const auto add = [&named](const std::string& name, const auto& find) {
     TagResult entry;
@@ -112,7 +108,7 @@ std::vector<TagResult> look_up_names(const HostOptions& options, const TagList& 
   if (options.all) {
     for (const Tag& tag : tags.tags) add(tag.qualified_name, [&tag] { return whole_tag(tag); });
   }
-  for (const std::string& name : options.names) add(name, [&] { return find_reference(tags, name); });
+  for (const std::string& name : options.names) add(name, [&] { return find_variable(tags, host.tag_file(), name); });
   return named;
 }
 

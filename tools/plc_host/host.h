@@ -15,8 +15,9 @@
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/command_output.h"
 #include "tools/plc_host/host_options.h"
-#include "tools/plc_host/relay_route.h"
 #include "tools/plc_host/sim_process.h"
+#include "tools/plc_host/target/relay_route.h"
+#include "tools/plc_host/target/tag_files.h"
 
 namespace plc_host {
 
@@ -32,6 +33,7 @@ class Host {
   DriverSession& session() { return *session_; }
   const DriverLibrary& library() const { return library_; }
   const TagList& tags() const { return tags_; }
+  const TagFilePath& tag_file() const { return tag_file_; }
   FILE* results() const { return output_.results(); }
   ResultFile& result_file() const { return output_.result_file(); }
 
@@ -43,7 +45,7 @@ class Host {
 
  private:
   Target choose_target(const HostOptions& options);
-  std::string choose_tag_file(const HostOptions& options, const Target& controller, const Target& target);
+  TagFilePath choose_tag_file(const HostOptions& options, const Target& controller, const Target& target);
 
   void trace_frames(RelayRoute& route);
 
@@ -52,6 +54,7 @@ class Host {
   std::unique_ptr<SimProcess> simulator_;
   std::unique_ptr<RelayRoute> route_;
   std::unique_ptr<WorkFolder> folder_;
+  TagFilePath tag_file_;
   TagList tags_;
   std::unique_ptr<DriverSession> session_;
 };
@@ -59,12 +62,9 @@ class Host {
 // The driver's lines go to standard error with -v, else nowhere.
 DriverSession::LineSink usual_line_sink(const HostOptions& options);
 
-// Reads the tag list, keeping back what the driver prints meanwhile unless it rejects the file.
-TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const std::string& path);
-
 // The variables that the command line names, in its order: all of the file with --all, then each name. One that cannot
 // be looked up has no reference and says why.
-std::vector<TagResult> look_up_names(const HostOptions& options, const TagList& tags);
+std::vector<TagResult> look_up_names(const HostOptions& options, const Host& host);
 
 // The exit code that a set of results gives; those that were not read count for nothing.
 int exit_code_of(const std::vector<TagResult>& results, bool interrupted);

@@ -22,6 +22,8 @@ class ResultFile {
 
   // True while everything that was printed has reached the file. After the first failure nothing more is written.
   bool flush();
+  // Whoever read the results, from a pipe, has gone.
+  bool has_lost_reader() const { return error_ == EPIPE; }
 
   // What a command that ends with this code returns: the code itself, also when the reader of a pipe has gone, or
   // kExitOutput behind a message when something is missing in the file.

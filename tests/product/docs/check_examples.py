@@ -181,7 +181,8 @@ def check_help(prefix):
         try:
             steps = [f"$ {CAPTURE}", f"$ {example}"] if "field.pcap" in example else [f"$ {example}"]
             if " --address " in example and " check " not in example:
-                steps.insert(0, "$ plc-sim --listen 127.0.0.1:8500 PLCC0A8000A_0.csv")
+                # Who gives no port means the usual one.
+                steps = ["$ plc-sim --listen 127.0.0.1:8500 PLCC0A8000A_0.csv", f"$ PLC_HOST_PORT=8500 {example}"]
                 shutil.copy(ROOT / HELP_FILES["machine.csv"], session.folder / "PLC7F000001_0.csv")
             for step in console_steps(Block("console", steps, 1)):
                 session.run(step, False)

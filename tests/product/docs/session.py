@@ -176,9 +176,6 @@ class Session:
                 self.ports[number[1]] = port[1]
         if wanted:
             self.ports[wanted[1]] = port[1]
-            # Who gives no port means the usual one.
-            if wanted[1] == "8500":
-                self.environment["PLC_HOST_PORT"] = port[1]
         for shown in step.output[1:]:
             if shown.split(" ")[0] in SIM_COMMANDS:
                 simulator.type(shown)

@@ -106,7 +106,7 @@ TEST_F(BuildTest, Driver_ChoosesByWordOrByPath) {
 
 TEST_F(BuildTest, Info_NamesTheBuild) {
   const std::string out = run({"info", "--driver", PLC_HOST_GUARDED}).out;
-  EXPECT_EQ(lines_of(out).at(1), "build         1.1.0 guarded");
+  EXPECT_EQ(lines_of(out).at(2), "build           1.1.0 guarded");
 }
 
 TEST_F(BuildTest, LibraryThatDoesNotSayWhichItIs_CountsAsTheContractAndWorks) {

@@ -82,13 +82,22 @@ TEST_F(OutputTest, DiskThatFillsUp_EndsWatchAtAWholeRow) {
   EXPECT_THAT(rows, EndsWith("\n"));
 }
 
-TEST_F(OutputTest, ReaderWhoHasGone_EndsReadQuietly) {
-  const std::string command = PLC_HOST_PROGRAM " read --driver " PLC_HOST_GUARDED
-                                               " --quiet --json Speed Total --simulator " PLC_HOST_SIMULATOR " --sim " +
-                              path("machine.csv") + " | true";
-  Child child({"/bin/sh", "-c", command}, path("out"), path("err"));
-  EXPECT_EQ(child.wait(), 0);
-  EXPECT_EQ(file_text(path("err")), "");
+TEST_F(OutputTest, ReaderWhoHasGone_EndsQuietlyWithAShellsCodeForIt) {
+  struct Case {
+    const char* words;
+    int code;
+  };
+  for (const Case& given :
+       {Case{"read --json Speed Total", 141}, {"watch --interval 1 Speed", 141}, {"write Speed=1", 0}}) {
+    const std::string command =
+        "mkfifo " + path("gone") + "; { read line; } < " + path("gone") + " & exec 3> " + path("gone") + "; echo > " +
+        path("gone") + "; wait; " PLC_HOST_PROGRAM " " + given.words +
+        " --driver " PLC_HOST_GUARDED " --simulator " PLC_HOST_SIMULATOR " --sim " + path("machine.csv") + " >&3";
+    Child child({"/bin/bash", "-c", command}, path("out"), path("err"));
+    EXPECT_EQ(child.wait(), given.code) << given.words;
+    EXPECT_THAT(file_text(path("err")), Not(HasSubstr("standard output"))) << given.words;
+    std::remove(path("gone").c_str());
+  }
 }
 
 TEST_F(OutputTest, StopSignal_EndsWatchAtAWholeRow) {

@@ -54,9 +54,14 @@ class ProgramTest : public testing::Test {
  protected:
   void SetUp() override {
     setenv("TMPDIR", folder_.path().c_str(), 1);
+    // No settings of whoever runs the tests.
+    setenv("XDG_CONFIG_HOME", folder_.path().c_str(), 1);
     write_file("machine.csv", kTagFile);
   }
-  void TearDown() override { unsetenv("TMPDIR"); }
+  void TearDown() override {
+    unsetenv("TMPDIR");
+    unsetenv("XDG_CONFIG_HOME");
+  }
 
   std::string path(const std::string& name) const { return folder_.file(name); }
   void write_file(const std::string& name, const std::string& text) { folder_.write(name, text); }

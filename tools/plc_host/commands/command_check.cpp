@@ -13,7 +13,7 @@
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/messages.h"
-#include "tools/plc_host/settings/controller_address.h"
+#include "tools/plc_host/target/controller_address.h"
 
 namespace plc_host {
 namespace {

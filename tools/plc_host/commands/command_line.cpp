@@ -42,7 +42,7 @@ constexpr char kExamples[] =
     "  2 wrong command line or settings    8 the output cannot be written\n"
     "  3 the driver cannot be used         9 there is no memory left\n"
     "  4 the tag file cannot be used       130 interrupted\n"
-    "  5 written, but read back different\n";
+    "  5 written, but read back different  141 nobody reads the output any more\n";
 
 void add_command(CLI::App& app, const Command& command, HostOptions& options) {
   CLI::App* sub = app.add_subcommand(command.name, command.summary);
@@ -67,7 +67,7 @@ int show_help(const CLI::App& app, std::vector<std::string> words) {
   const CLI::App* part = words.empty() ? &app : plc_usage::command_of(app, words);
   if (part == nullptr) throw HostError(kExitUsage, plc_usage::word_problem(app, words));
   ResultFile file(dup(STDOUT_FILENO));
-  std::fputs(part->help(part == &app ? "" : app.get_name() + " " + part->get_name()).c_str(), file.stream());
+  std::fputs(part->help(part == &app ? "" : app.get_name()).c_str(), file.stream());
   return file.finish(kExitOk);
 }
 
@@ -114,7 +114,9 @@ int run_command(const Command& command, bool asks_controller, HostOptions& optio
   CommandOutput output;
   catch_stop_signals();
   // What was printed before a failure has to be there too.
-  return output.result_file().finish(run_reporting([&] { return command.run(options, output); }));
+  const int code = output.result_file().finish(run_reporting([&] { return command.run(options, output); }));
+  // What was written to the controller counts, whoever has read of it.
+  return output.result_file().has_lost_reader() && command.run != run_write ? kExitReaderGone : code;
 }
 
 int parse_and_run(int argc, char** argv) {

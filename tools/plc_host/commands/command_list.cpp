@@ -1,4 +1,4 @@
-// The commands that show things without a controller: info and tags.
+// The command that shows the records of a tag file.
 #include <nlohmann/json.hpp>
 
 #include "base/shown_text.h"
@@ -86,37 +86,12 @@ Json tag_json(const Tag& tag) {
 
 }  // namespace
 
-int run_info(const HostOptions& options, CommandOutput& output) {
-  const DriverLibrary library = load_driver_library(options.driver);
-  DriverInfo info{};
-  const uint32_t info_code = library.driver_info(&info);
-  const uint32_t register_code = library.register_host();
-  for (const std::string& line : output.take_lines()) usual_line_sink(options)(line);
-  if (info_code != PLC_OK || register_code != PLC_OK) throw HostError(kExitLibrary, "the driver refuses to tell");
-  if (options.json) {
-    Json object;
-    object["library"] = library.path;
-    object["build"] = library.build;
-    object["guarded"] = library.is_guarded;
-    object["driver_code"] = info.driver_code;
-    object["driver_param"] = info.driver_param;
-    object["reads_tag_files"] = library.build_tagtable != nullptr;
-    write_json_line(output.results(), object);
-    return kExitOk;
-  }
-  write_table(output.results(),
-              {{"library", library.path},
-               {"build", library.build},
-               {"driver code", std::to_string(info.driver_code)},
-               {"driver param", std::to_string(info.driver_param)},
-               {"names", library.build_tagtable != nullptr ? "can be looked up in tag files" : "cannot be looked up"}});
-  return kExitOk;
-}
-
 int run_tags(const HostOptions& options, CommandOutput& output) {
   if (options.new_tags.wanted) return run_new_tags(options, output);
   const DriverLibrary library = load_driver_library(options.driver);
-  const TagList list = read_tag_list(library, output, options.listed.front());
+  const std::string& path = options.listed.front();
+  demand_tag_file(path);
+  const TagList list = read_tag_list(library, output, {path, path}, options.verbosity > 0);
   if (options.names_only) {
     for (const Tag& tag : list.tags) {
       if (tag.register_id) std::fputs((plc_base::shown_line(tag.qualified_name) + "\n").c_str(), output.results());

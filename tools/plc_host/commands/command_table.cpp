@@ -4,6 +4,7 @@
 #include <CLI/Validators.hpp>
 
 #include "client/plan/number_read.h"
+#include "client/tags/tag_reference.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/commands/setting_options.h"
@@ -208,6 +209,19 @@ void check_target(const HostOptions& options) {
   }
 }
 
+void check_write(const HostOptions& options) {
+  check_target(options);
+  for (const std::string& assignment : options.names) {
+    std::string_view name;
+    std::string_view value;
+    try {
+      split_assignment(assignment, name, value);
+    } catch (const ReferenceError&) {
+      throw HostError(kExitUsage, assignment + " gives no value: write it as " + assignment + "=VALUE");
+    }
+  }
+}
+
 void check_names(const HostOptions& options) {
   check_target(options);
   if (options.names.empty() && !options.all) throw HostError(kExitUsage, "which variables? Give names or --all");
@@ -246,8 +260,7 @@ const std::vector<Command>& command_table() {
        run_tags},
       {"check", "Check tag files", kCheckDetails, add_check_options, check_check, run_check},
       {"read", "Read variables", std::string(kNameRules) + kReadExamples, add_read_options, check_read, run_read},
-      {"write", "Write variables", std::string(kNameRules) + kWriteExamples, add_write_options, check_target,
-       run_write},
+      {"write", "Write variables", std::string(kNameRules) + kWriteExamples, add_write_options, check_write, run_write},
       {"batch", "Read many variables in few calls", std::string(kNameRules) + kBatchExamples, add_batch_options,
        check_names, run_batch},
       {"watch", "Read again and again and show what changes", std::string(kNameRules) + kWatchExamples,

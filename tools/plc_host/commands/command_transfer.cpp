@@ -72,7 +72,7 @@ std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options
       std::string_view value;
       split_assignment(assignment, name, value);
       failure.name = name;
-      writes.push_back(prepare_write(find_reference(host.tags(), name), value));
+      writes.push_back(prepare_write(find_variable(host.tags(), host.tag_file(), name), value));
     } catch (const std::runtime_error& error) {
       failure.reading = {impossible(error.what()), std::chrono::system_clock::now()};
       refused = true;
@@ -107,7 +107,7 @@ void tell_unread(const std::vector<TagResult>& results) {
 int run_read(const HostOptions& options, CommandOutput& output) {
   if (options.by_id) return read_by_number(options, output);
   Host host(options, output);
-  std::vector<TagResult> results = look_up_names(options, host.tags());
+  std::vector<TagResult> results = look_up_names(options, host);
   ResultWriter writer(host.results(), options.json, results);
   bool has_reader = true;
   // Without anybody to show the values to there is nothing to ask for.
@@ -147,7 +147,7 @@ int run_write(const HostOptions& options, CommandOutput& output) {
 
 int run_batch(const HostOptions& options, CommandOutput& output) {
   Host host(options, output);
-  std::vector<TagResult> results = look_up_names(options, host.tags());
+  std::vector<TagResult> results = look_up_names(options, host);
   ResultWriter writer(host.results(), options.json, results);
   const bool is_guarded = host.session().is_guarded();
   for (const TagResult& entry : results) {

@@ -29,9 +29,9 @@ std::vector<TagResult> read_round(Host& host, const std::vector<TagReference>& r
   return results;
 }
 
-std::vector<TagReference> watched_references(const HostOptions& options, const TagList& tags) {
+std::vector<TagReference> watched_references(const HostOptions& options, const Host& host) {
   std::vector<TagReference> references;
-  for (const TagResult& entry : look_up_names(options, tags)) {
+  for (const TagResult& entry : look_up_names(options, host)) {
     if (entry.is_found()) {
       references.push_back(entry.reference);
       continue;
@@ -45,10 +45,10 @@ std::vector<TagReference> watched_references(const HostOptions& options, const T
 }
 
 // Position of the variable that the chart shows.
-size_t charted_row(const std::vector<TagReference>& references, const TagList& tags, const std::string& name) {
+size_t charted_row(const std::vector<TagReference>& references, const Host& host, const std::string& name) {
   TagReference charted;
   try {
-    charted = find_reference(tags, name);
+    charted = find_variable(host.tags(), host.tag_file(), name);
   } catch (const ReferenceError& error) {
     throw HostError(kExitTagFailed, name + ": " + error.what());
   }
@@ -81,12 +81,9 @@ class Watch {
 };
 
 Watch::Watch(const HostOptions& options, CommandOutput& output)
-    : options_(options),
-      host_(options, output),
-      references_(watched_references(options, host_.tags())),
-      state_(references_) {
+    : options_(options), host_(options, output), references_(watched_references(options, host_)), state_(references_) {
   if (!options.chart.empty()) {
-    charted_row_ = charted_row(references_, host_.tags(), options.chart);
+    charted_row_ = charted_row(references_, host_, options.chart);
     chart_ = std::make_unique<Chart>(references_[charted_row_].text);
   }
   shown_ = make_watch_output(host_.result_file(), options.json, options.csv, chart_.get());

@@ -1,8 +1,11 @@
 // Takes the settings that a command needs.
 #include "tools/plc_host/settings/use_settings.h"
 
+#include <unistd.h>
+
+#include "base/near_names.h"
 #include "tools/plc_host/exit_codes.h"
-#include "tools/plc_host/settings/controller_address.h"
+#include "tools/plc_host/target/controller_address.h"
 #include "tools/usage/usage.h"
 
 namespace plc_host {
@@ -28,6 +31,18 @@ void use_address(HostOptions& options) {
   port = {text, address.from, address.rank};
 }
 
+// Without a slash the loader looks the name up, and no library is called like a misspelt word.
+void check_driver(const Setting& driver) {
+  const std::string& choice = driver.value;
+  const bool is_word = choice.empty() || choice == "guarded" || choice == "contract";
+  const bool may_be_file = choice.find('/') != std::string::npos || choice.find(".so") != std::string::npos;
+  if (is_word || may_be_file || access(choice.c_str(), F_OK) == 0) return;
+  const std::string meant = plc_base::did_you_mean(choice, {"guarded", "contract"});
+  throw HostError(kExitLibrary, driver.from + " " + choice + ": there is no such driver" +
+                                    (meant.empty() ? "." : ", " + meant) +
+                                    " A driver is guarded, contract, or the path of a library");
+}
+
 // What the command line says in vain beside something else on it.
 void refuse_typed(const HostOptions& options, const char* beside, const std::vector<const char*>& names) {
   for (const char* name : names) {
@@ -42,6 +57,7 @@ void refuse_typed(const HostOptions& options, const char* beside, const std::vec
 void use_settings(HostOptions& options, bool asks_controller) {
   options.settings = choose_settings(options.given);
   const Settings& settings = options.settings;
+  check_driver(settings.at("driver"));
   options.driver = settings.at("driver").value;
   options.area = static_cast<uint16_t>(number_of(settings.at("area")));
   options.timeout_s = number_of(settings.at("timeout"));

@@ -241,7 +241,8 @@ void explain_absence(const Wanted& wanted, WhyReport& report) {
 
 void read_tags(const HostOptions& options, CommandOutput& output, WhyReport& report) {
   report.source = std::make_unique<TagSource>(options.tag_file);
-  report.tags = read_tag_list(load_driver_library(options.driver), output, options.tag_file);
+  report.tags = read_tag_list(load_driver_library(options.driver), output, {options.tag_file, options.tag_file},
+                              options.verbosity > 0);
 }
 
 }  // namespace

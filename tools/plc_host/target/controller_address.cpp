@@ -1,5 +1,5 @@
 // Takes controllers' addresses apart, and asks the system for those that are names.
-#include "tools/plc_host/settings/controller_address.h"
+#include "tools/plc_host/target/controller_address.h"
 
 #include "base/text.h"
 #include "tools/plc_host/exit_codes.h"

@@ -1,5 +1,5 @@
 // Puts a recording relay before a controller.
-#include "tools/plc_host/relay_route.h"
+#include "tools/plc_host/target/relay_route.h"
 
 #include <netinet/in.h>
 

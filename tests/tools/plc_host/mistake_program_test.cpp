@@ -1,0 +1,171 @@
+// Tests of what plc-host says of mistakes on its command line, word by word.
+#include <algorithm>
+
+#include "tests/tools/plc_host/program_fixture.h"
+
+namespace {
+
+using namespace plc_host_test;
+
+class MistakeTest : public ProgramTest {
+ protected:
+  // In the folder of the test, with the words of a line.
+  Outcome type(const std::string& line) {
+    write_file("typed", "cd " + folder_.path() + "\nexec " PLC_HOST_PROGRAM " " + line + "\n");
+    return run_words({"/bin/sh", path("typed")});
+  }
+};
+
+struct Mistake {
+  const char* line;
+  int code;
+  const char* said;  // behind "plc-host: "
+};
+
+void PrintTo(const Mistake& mistake, std::ostream* out) { *out << mistake.line; }
+
+constexpr Mistake kMistakes[] = {
+    {"", 2, "which command: info, tags, check, read, write, batch, watch or why?"},
+    {"raed X", 2, "unknown command 'raed', did you mean read?"},
+    {"frobnicate", 2,
+     "unknown command 'frobnicate'; the commands are info, tags, check, read, write, batch, watch or why; plc-host "
+     "--help tells more"},
+    {"help raed", 2, "unknown command 'raed', did you mean read?"},
+    {"help read write", 2, "help takes one command"},
+    {"--port 8500 read X", 2, "--port stands behind the command: read --port; plc-host --help tells more"},
+    {"read --adress 127.0.0.1 --port 8500 X", 2, "unknown option --adress, did you mean --address?"},
+    {"read --frobnicate X", 2, "unknown option --frobnicate; plc-host read --help tells more"},
+    {"read -x X", 2, "unknown option -x; plc-host read --help tells more"},
+    {"read --verify X", 2, "read has no --verify, which is for write; plc-host read --help tells more"},
+    {"read X --address", 2, "--address lacks its value; plc-host read --help tells more"},
+    {"read X --area 1 --area=2", 2, "--area is given twice; plc-host read --help tells more"},
+    {"read --json=yes X", 2, "--json takes no value; plc-host read --help tells more"},
+    {"read -v -q X", 2, "--quiet and --verbose exclude each other; plc-host read --help tells more"},
+    {"info x", 2, "nothing is known to do with 'x'; plc-host info --help tells more"},
+    {"tags", 2, "FILE is missing; plc-host tags --help tells more"},
+    {"write --sim a", 2, "NAME=VALUE is missing; plc-host write --help tells more"},
+    {"read X", 2, "which controller? Give --address HOST, or --sim TAGFILE for a simulated one"},
+    {"read --sim machine.csv --address 127.0.0.1 X", 2, "--address and --sim exclude each other"},
+    {"read --sim machine.csv --port 1 X", 2, "--port and --sim exclude each other"},
+    {"why --capture a.pcap --address 127.0.0.1 X", 2, "--address and --capture exclude each other"},
+    {"read --address 127.0.0.1 --port 99999 X", 2, "--port 99999: give a number from 1 to 65535"},
+    {"read --address 127.0.0.1 --port 0 X", 2, "--port 0: give a number from 1 to 65535"},
+    {"read --address 127.0.0.1 --port http X", 2, "--port http: give a number from 1 to 65535"},
+    {"read --address 127.0.0.1 --area -1 X", 2, "--area -1: give a number from 0 to 65535"},
+    {"read --address 127.0.0.1 --timeout 0 X", 2, "--timeout 0: give a number from 1 to 86400"},
+    {"read --address 127.0.0.1:1 --port 2 X", 2, "--address 127.0.0.1:1 and --port 2 name two ports: leave one out"},
+    {"read --address 127.0.0.1:70000 X", 2,
+     "--address 127.0.0.1:70000: behind the colon stands the port: give a number from 1 to 65535"},
+    {"read --address [::1]:8500 X", 2,
+     "--address [::1]:8500: the driver has no IPv6: give one like 192.168.0.10 or plc1.local, with :8500 behind it or "
+     "without"},
+    {"read --address ::1 X", 2,
+     "--address ::1: the driver has no IPv6: give one like 192.168.0.10 or plc1.local, with :8500 behind it or "
+     "without"},
+    {"read --address 192.168.0 X", 2,
+     "--address 192.168.0: an IPv4 address has four numbers up to 255: give one like 192.168.0.10 or plc1.local, with "
+     ":8500 behind it or without"},
+    {"read --address 'no where' X", 2,
+     "--address no where: this is no address: give one like 192.168.0.10 or plc1.local, with :8500 behind it or "
+     "without"},
+    {"read --driver guardd --address 127.0.0.1 X", 3,
+     "--driver guardd: there is no such driver, did you mean guarded? A driver is guarded, contract, or the path of a "
+     "library"},
+    {"read --color blue --address 127.0.0.1 X", 2, "--color blue: give auto, always or never"},
+    {"read --id x --sim machine.csv", 2, "--id x: give a number from 0 to 4294967295; plc-host read --help tells more"},
+    {"read --id 1 --offset 65536 --sim machine.csv", 2,
+     "--offset 65536: give a number from 0 to 65535; plc-host read --help tells more"},
+    {"watch --interval fast --sim machine.csv Speed", 2,
+     "--interval fast: give a number from 0 to 86400000; plc-host watch --help tells more"},
+    {"write Speed --sim machine.csv", 2, "Speed gives no value: write it as Speed=VALUE"},
+    {"tags nofile.csv", 4, "cannot read the tag file nofile.csv: No such file or directory"},
+    {"tags .", 4, "cannot read the tag file .: it is a folder"},
+    {"read --address 127.0.0.1 --tags /tmp X", 4, "cannot read the tag file /tmp: it is a folder"},
+    {"read --sim nofile.csv X", 6, nullptr},
+    {"read --address 127.0.0.1 --area 7 X", 4,
+     "there is no PLC7F000001_7.csv in this folder, the tag file of 127.0.0.1:8500 and area 7; there is that of area 0 "
+     "or 12. Try: --tags FILE, or --area 0"},
+    {"read --address 10.1.2.3 X", 4,
+     "there is no PLCA010203_0.csv in this folder, the tag file of 10.1.2.3:8500 and area 0. Try: --tags FILE"},
+    {"tags empty.csv", 4, "the driver cannot use the tag file empty.csv. Try: plc-host check empty.csv"},
+};
+
+class MistakeLineTest : public MistakeTest, public testing::WithParamInterface<Mistake> {};
+
+INSTANTIATE_TEST_SUITE_P(Lines, MistakeLineTest, testing::ValuesIn(kMistakes), [](const auto& instance) {
+  std::string name = "n" + std::to_string(instance.index) + "_" + instance.param.line;
+  std::replace_if(
+      name.begin(), name.end(), [](char sign) { return std::isalnum(static_cast<unsigned char>(sign)) == 0; }, '_');
+  return name;
+});
+
+TEST_P(MistakeLineTest, SaysWhatIsWrongAndWhatToDo) {
+  write_file("PLC7F000001_0.csv", kTagFile);
+  write_file("PLC7F000001_12.csv", kTagFile);
+  write_file("empty.csv", "");
+  const Outcome outcome = type(GetParam().line);
+  EXPECT_EQ(outcome.code, GetParam().code);
+  EXPECT_EQ(outcome.out, "");
+  if (GetParam().said != nullptr) {
+    EXPECT_EQ(outcome.err, std::string("plc-host: ") + GetParam().said + "\n");
+  } else {
+    EXPECT_THAT(outcome.err, HasSubstr("nofile.csv: No such file or directory\n"));
+  }
+}
+
+TEST_F(MistakeTest, HostThatNobodyKnows_HasTheSystemsReason) {
+  const Outcome outcome = type("read --address no-such-host.invalid X");
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_THAT(outcome.err, StartsWith("plc-host: the system knows no host called 'no-such-host.invalid': "));
+  EXPECT_THAT(outcome.err, EndsWith(". Try: its address, like 192.168.0.10, or correct the name\n"));
+}
+
+TEST_F(MistakeTest, UnknownName_IsToldWithNearOnesAndTheirPlace) {
+  for (const char* command : {"read Sped", "batch Sped", "write Sped=1"}) {
+    const Outcome outcome = type(std::string(command) + " --sim machine.csv --simulator " PLC_HOST_SIMULATOR);
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_THAT(outcome.err, StartsWith("plc-host: Sped: machine.csv has no variable of this name; did you mean Speed "
+                                        "(machine.csv:2)?\n"));
+  }
+  const Outcome member = type("read Motor --sim machine.csv --simulator " PLC_HOST_SIMULATOR);
+  EXPECT_EQ(member.err,
+            "plc-host: Motor: machine.csv has no variable of this name; did you mean Motor.Run (machine.csv:15)?\n");
+  const Outcome far = type("read Frobnicate --sim machine.csv --simulator " PLC_HOST_SIMULATOR);
+  EXPECT_EQ(far.err, "plc-host: Frobnicate: machine.csv has no variable of this name\n");
+  const Outcome watch = type("watch Sped --sim machine.csv --simulator " PLC_HOST_SIMULATOR);
+  EXPECT_EQ(watch.code, 1);
+  EXPECT_EQ(watch.err,
+            "plc-host: Sped: machine.csv has no variable of this name; did you mean Speed (machine.csv:2)?\n");
+}
+
+TEST_F(MistakeTest, PortThatNobodyListensOn_IsNamed) {
+  const Outcome outcome =
+      type("read --driver " PLC_HOST_GUARDED " --address 127.0.0.1:" + port_ + " --tags machine.csv Speed");
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_EQ(outcome.err, "plc-host: Speed: refused: nothing listens on 127.0.0.1:" + port_ +
+                             " (2). Try: Check the port, and whether the controller's host link is switched on.\n");
+}
+
+TEST_F(MistakeTest, Help_FitsATerminalAndHasAnExample) {
+  for (const char* command : {"", "info", "tags", "check", "read", "write", "batch", "watch", "why"}) {
+    const Outcome help = type(std::string("help ") + command);
+    EXPECT_EQ(help.code, 0);
+    EXPECT_THAT(help.out, HasSubstr("\n  plc-host " + std::string(command)));
+    for (const std::string& line : lines_of(help.out)) EXPECT_LE(line.size(), 80U) << line;
+    EXPECT_EQ(help.out, type(std::string(command) + " --help").out);
+  }
+  EXPECT_EQ(type("-V").out, type("--version").out);
+}
+
+TEST_F(MistakeTest, Color_IsForTerminalsUnlessToldOtherwise) {
+  const std::string line = " Sped --sim machine.csv --simulator " PLC_HOST_SIMULATOR;
+  EXPECT_EQ(count_of(type("read" + line).err, "\033"), 0U);
+  const Outcome always = type("read --color always" + line);
+  EXPECT_EQ(always.err.find("\033[31mplc-host:\033[0m Sped: "), 0U) << always.err;
+  EXPECT_THAT(always.out, HasSubstr("\033[31mimpossible   \033[0m"));
+  setenv("NO_COLOR", "1", 1);
+  EXPECT_THAT(type("read --color always" + line).err, HasSubstr("\033[31m"));
+  unsetenv("NO_COLOR");
+}
+
+}  // namespace

@@ -1,0 +1,136 @@
+// Tests of settings: who says one, who wins, and what is said of files that are wrong.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+
+#include "tests/tools/plc_host/program_fixture.h"
+
+namespace {
+
+using namespace plc_host_test;
+using Json = nlohmann::json;
+
+class SettingsTest : public ProgramTest {
+ protected:
+  void SetUp() override {
+    ProgramTest::SetUp();
+    ASSERT_EQ(mkdir(path("home").c_str(), 0700), 0);
+    setenv("XDG_CONFIG_HOME", path("home").c_str(), 1);
+  }
+  void TearDown() override {
+    for (const char* name : {"PLC_HOST_PORT", "PLC_HOST_ADDRESS", "PLC_HOST_DRIVER", "PLC_HOST_TAGS"}) unsetenv(name);
+    ProgramTest::TearDown();
+  }
+
+  Outcome type(const std::string& line) {
+    write_file("typed", "cd " + folder_.path() + "\nexec " PLC_HOST_PROGRAM " " + line + "\n");
+    return run_words({"/bin/sh", path("typed")});
+  }
+
+  // "8501 from plc-host.toml:1"
+  std::string shown(const char* name) {
+    const Json setting = Json::parse(type("info --json").out)["settings"][name];
+    return setting["value"].get<std::string>() + " from " + setting["from"].get<std::string>();
+  }
+};
+
+TEST_F(SettingsTest, FirstOfThoseWhoSayOne_Wins) {
+  EXPECT_EQ(shown("port"), "8500 from usual");
+  write_file("home/plc-host.toml", "port = 8501\narea = 3\n");
+  EXPECT_EQ(shown("port"), "8501 from " + path("home/plc-host.toml") + ":1");
+  write_file("plc-host.toml", "# here\nport = 8502\n");
+  EXPECT_EQ(shown("port"), "8502 from plc-host.toml:2");
+  EXPECT_EQ(shown("area"), "3 from " + path("home/plc-host.toml") + ":2");
+  setenv("PLC_HOST_PORT", "8503", 1);
+  EXPECT_EQ(shown("port"), "8503 from PLC_HOST_PORT");
+  const Outcome typed = type("read --address 127.0.0.1 --port 99999 X");
+  EXPECT_EQ(typed.err, "plc-host: --port 99999: give a number from 1 to 65535\n");
+}
+
+TEST_F(SettingsTest, CommandNeedsNoOptions_WhenAFileSaysThem) {
+  const std::unique_ptr<Child> simulator = start_simulator();
+  write_file("plc-host.toml", "address = \"localhost:" + port_ + "\"\ntags = \"machine.csv\"\n");
+  const Outcome outcome = type("read --driver " PLC_HOST_GUARDED " Speed");
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_THAT(outcome.out, StartsWith("Speed  INT  good "));
+  EXPECT_EQ(type("read --driver " PLC_HOST_GUARDED " --port 1 Speed").code, 7);
+  simulator->close_input();
+  EXPECT_EQ(simulator->wait(), 0);
+}
+
+TEST_F(SettingsTest, SimulatedController_NeedsNoneOfThem) {
+  write_file("plc-host.toml", "address = \"192.0.2.1\"\nport = 1\ntags = \"nofile.csv\"\n");
+  const Outcome outcome =
+      type("read --driver " PLC_HOST_GUARDED " --sim machine.csv --simulator " PLC_HOST_SIMULATOR " Speed");
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+}
+
+TEST_F(SettingsTest, TagFileOfAUsersFile_LiesBesideIt) {
+  write_file("home/machine.csv", kTagFile);
+  write_file("home/plc-host.toml", "tags = \"machine.csv\"\n");
+  EXPECT_EQ(shown("tags"), path("home/machine.csv") + " from " + path("home/plc-host.toml") + ":1");
+}
+
+TEST_F(SettingsTest, Mistakes_AreToldWithTheirPlace) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"adress = \"127.0.0.1\"\n", "plc-host.toml:1:1: unknown key 'adress'; did you mean address?"},
+      {"\n zzzzzzzz = 1\n",
+       "plc-host.toml:2:2: unknown key 'zzzzzzzz'; the keys are address, port, area, tags, timeout, delay, driver or "
+       "color"},
+      {"port = \"8500\"\n", "plc-host.toml:1:8: port is the text \"8500\": give a number from 1 to 65535"},
+      {"port = 0\n", "plc-host.toml:1:8: port is the integer 0: give a number from 1 to 65535"},
+      {"address = 5\n", "plc-host.toml:1:11: address is the integer 5: give a text in double quotes"},
+      {"color = \"blue\"\n", "plc-host.toml:1:9: color is the text \"blue\": give auto, always or never"},
+      {"driver = \"/tmp/evil.so\"\n",
+       "plc-host.toml:1:10: driver is the text \"/tmp/evil.so\": give guarded or contract; a library's path is taken "
+       "from --driver and PLC_HOST_DRIVER alone"},
+  };
+  for (const auto& [text, said] : cases) {
+    write_file("plc-host.toml", text);
+    const Outcome outcome = type("info");
+    EXPECT_EQ(outcome.code, 2) << text;
+    EXPECT_EQ(outcome.err, "plc-host: " + said + "\n");
+    EXPECT_EQ(outcome.out, "");
+  }
+  write_file("plc-host.toml", "adress = 1\nprot = 2\n");
+  EXPECT_EQ(lines_of(type("info").err).size(), 2U);
+  write_file("plc-host.toml", "port = \n");
+  EXPECT_THAT(type("info").err, StartsWith("plc-host: plc-host.toml:1:"));
+}
+
+TEST_F(SettingsTest, ValueOfTheEnvironment_IsToldToBeWrong) {
+  setenv("PLC_HOST_PORT", "x", 1);
+  EXPECT_EQ(type("info").err, "plc-host: PLC_HOST_PORT x: give a number from 1 to 65535\n");
+  setenv("PLC_HOST_PORT", "", 1);
+  EXPECT_EQ(type("info").code, 0);
+  setenv("PLC_HOST_DRIVER", PLC_HOST_LIBRARY, 1);
+  EXPECT_EQ(shown("driver"), PLC_HOST_LIBRARY " from PLC_HOST_DRIVER");
+}
+
+// Whoever may write it would say which controller is asked.
+TEST_F(SettingsTest, FileOfSomebodyElse_IsNotUsed) {
+  write_file("plc-host.toml", "port = 1\n");
+  ASSERT_EQ(chmod(path("plc-host.toml").c_str(), 0666), 0);
+  const Outcome open = type("info --json");
+  EXPECT_EQ(open.code, 0);
+  EXPECT_EQ(open.err, "plc-host: plc-host.toml is not used: everybody on this machine may write it\n");
+  EXPECT_EQ(Json::parse(open.out)["settings"]["port"]["value"], "8500");
+  ASSERT_EQ(chmod(path("plc-host.toml").c_str(), 0644), 0);
+  if (geteuid() == 0) {
+    ASSERT_EQ(chown(path("plc-host.toml").c_str(), 12345, 12345), 0);
+    EXPECT_EQ(type("info").err, "plc-host: plc-host.toml is not used: it belongs to another user\n");
+  }
+}
+
+TEST_F(SettingsTest, Info_NamesTagFilesOfTheFolder) {
+  write_file("PLC7F000001_12.csv", kTagFile);
+  write_file("PLC7F000001_0.csv", kTagFile);
+  write_file("PLCx_0.csv", kTagFile);
+  EXPECT_EQ(Json::parse(type("info --json").out)["tag_files"], Json({"PLC7F000001_0.csv", "PLC7F000001_12.csv"}));
+  EXPECT_THAT(type("info").out,
+              HasSubstr("tag files here  PLC7F000001_0.csv\n                PLC7F000001_12.csv\n\nSETTING"));
+}
+
+}  // namespace

@@ -1,0 +1,121 @@
+// Looks at tag files before the driver does, and at the names in them after it.
+#include "tools/plc_host/target/tag_files.h"
+
+#include <dirent.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <memory>
+
+#include "base/files.h"
+#include "base/near_names.h"
+#include "base/text.h"
+#include "client/driver/driver_lines.h"
+#include "client/tags/meant_names.h"
+#include "client/tags/tag_source.h"
+#include "tools/plc_host/exit_codes.h"
+#include "tools/plc_host/messages.h"
+
+namespace plc_host {
+namespace {
+
+constexpr size_t kMostAreas = 8;  // in a message
+
+bool is_tag_file_name(const std::string& name) {
+  constexpr std::string_view kStart = "PLC";
+  constexpr std::string_view kEnd = ".csv";
+  const size_t line = name.find('_');
+  if (name.compare(0, kStart.size(), kStart) != 0 || line == std::string::npos || line == kStart.size()) return false;
+  const std::string number = name.substr(kStart.size(), line - kStart.size());
+  const std::string area = name.substr(line + 1);
+  const size_t area_digits = std::min(area.find_first_not_of("0123456789"), area.size());
+  return number.find_first_not_of("0123456789ABCDEF") == std::string::npos && area_digits > 0 &&
+         area.substr(area_digits) == kEnd;
+}
+
+// "area 0", "areas 0 and 2": of the controller, in the working directory.
+std::vector<std::string> areas_of(const Target& controller) {
+  const std::string own = tag_file_name(controller);
+  const std::string start = own.substr(0, own.find('_') + 1);
+  std::vector<std::string> areas;
+  for (const std::string& file : own_tag_files()) {
+    if (file.compare(0, start.size(), start) != 0 || areas.size() == kMostAreas) continue;
+    areas.push_back(file.substr(start.size(), file.find('.') - start.size()));
+  }
+  return areas;
+}
+
+// What the driver's lines say of a file that it does not take.
+std::string reason_in(const std::vector<std::string>& lines) {
+  for (const std::string& line : lines) {
+    const std::optional<LineMeaning> meaning = meaning_of_line(line);
+    if (meaning && meaning->quality == Quality::kImpossible) return ": " + meaning->meaning;
+  }
+  return {};
+}
+
+}  // namespace
+
+void demand_tag_file(const std::string& path) {
+  refuse_line_end(path);
+  const plc_base::OpenedFile file = plc_base::open_regular_file(path);
+  if (!file.problem.empty()) throw HostError(kExitTagFile, "cannot read the tag file " + path + ": " + file.problem);
+  close(file.descriptor);
+}
+
+void demand_own_tag_file(const Target& controller) {
+  const std::string name = tag_file_name(controller);
+  if (access(name.c_str(), F_OK) == 0) return demand_tag_file(name);
+  const std::vector<std::string> areas = areas_of(controller);
+  throw HostError(kExitTagFile,
+                  "there is no " + name + " in this folder, the tag file of " + target_text(controller) + " and area " +
+                      std::to_string(controller.area) +
+                      (areas.empty() ? "" : "; there is that of area " + plc_base::joined_with_or(areas)) +
+                      ". Try: --tags FILE" + (areas.empty() ? "" : ", or --area " + areas.front()));
+}
+
+TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const TagFilePath& file, bool shows_lines) {
+  try {
+    TagList list = load_tag_list(library, file.read);
+    output.take_lines();
+    return list;
+  } catch (const ClientError& error) {
+    const std::vector<std::string> lines = output.take_lines();
+    for (const std::string& line : lines) {
+      if (shows_lines) show_driver_line(line);
+    }
+    if (error.kind() != ClientError::Kind::kTagFile) throw;
+    throw ClientError(ClientError::Kind::kTagFile, "the driver cannot use the tag file " + file.shown +
+                                                       reason_in(lines) + ". Try: plc-host check " + file.shown);
+  }
+}
+
+TagReference find_variable(const TagList& tags, const TagFilePath& file, std::string_view name) {
+  try {
+    return find_reference(tags, name);
+  } catch (const NoSuchName&) {
+    std::vector<std::string> names;
+    for (const Tag& tag : tags.tags) names.push_back(tag.qualified_name);
+    const std::vector<std::string> meant = meant_names(name, names);
+    std::string text = file.shown + " has no variable of this name";
+    if (meant.empty()) throw NoSuchName(text);
+    const auto place = std::find(names.begin(), names.end(), meant.front()) - names.begin();
+    const uint32_t line = TagSource(file.read).lines_of(tags)[static_cast<size_t>(place)];
+    text += "; did you mean " + plc_base::joined_with_or(meant);
+    throw NoSuchName(text + (line > 0 ? " (" + file.shown + ":" + std::to_string(line) + ")?" : "?"));
+  }
+}
+
+std::vector<std::string> own_tag_files() {
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("."), closedir);
+  if (!folder) return names;
+  while (const dirent* entry = readdir(folder.get())) {
+    if (is_tag_file_name(entry->d_name)) names.emplace_back(entry->d_name);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+}  // namespace plc_host

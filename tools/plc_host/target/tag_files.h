@@ -1,0 +1,38 @@
+// Tag files as a command uses them: which one, and what is said when there is none or it lacks a name.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "client/driver/driver_session.h"
+#include "client/tags/tag_list.h"
+#include "client/tags/tag_reference.h"
+#include "tools/plc_host/client_names.h"
+#include "tools/plc_host/command_output.h"
+
+namespace plc_host {
+
+// A tag file by the path at which the driver reads it, and by the one that its user knows.
+struct TagFilePath {
+  std::string read;
+  std::string shown;
+};
+
+// Throws HostError for what is no file that can be read, with the system's reason.
+void demand_tag_file(const std::string& path);
+
+// The same of the one that the driver would find in the working directory, with those that are there of other areas.
+void demand_own_tag_file(const Target& controller);
+
+// Reads the tag list. Throws ClientError when the driver rejects the file; what the driver prints of it is shown then
+// when shows_lines.
+TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const TagFilePath& file, bool shows_lines);
+
+// As find_reference; a name that the file does not have is told with what was probably meant and where that stands.
+TagReference find_variable(const TagList& tags, const TagFilePath& file, std::string_view name);
+
+// The tag files of the working directory by their names, in order.
+std::vector<std::string> own_tag_files();
+
+}  // namespace plc_host
