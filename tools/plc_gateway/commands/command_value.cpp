@@ -9,7 +9,7 @@
 #include "base/text.h"
 #include "base/utf8.h"
 #include "tools/plc_gateway/commands/exact_range.h"
-#include "tools/plc_gateway/sparkplug/data_types.h"
+#include "tools/plc_gateway/model/data_types.h"
 
 namespace plc_gateway {
 namespace {

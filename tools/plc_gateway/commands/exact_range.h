@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "tools/plc_gateway/sparkplug/data_types.h"
+#include "tools/plc_gateway/model/data_types.h"
 
 namespace plc_gateway {
 

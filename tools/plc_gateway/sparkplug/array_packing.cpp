@@ -1,5 +1,5 @@
 // Arrays as the standard packs them: numbers little-endian one behind the other, BOOLs as bits behind their count.
-#include "tools/plc_gateway/sparkplug/data_types.h"
+#include "tools/plc_gateway/model/data_types.h"
 #include "tools/plc_gateway/sparkplug/payload.h"
 
 namespace plc_gateway {

@@ -5,7 +5,7 @@
 #include <ctime>
 
 #include "base/json_text.h"
-#include "tools/plc_gateway/sparkplug/data_types.h"
+#include "tools/plc_gateway/model/data_types.h"
 #include "tools/plc_gateway/sparkplug/payload.h"
 
 namespace plc_gateway {

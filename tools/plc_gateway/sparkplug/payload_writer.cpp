@@ -4,7 +4,7 @@
 #include <sparkplug_payload.pb.h>
 
 #include "base/shown_text.h"
-#include "tools/plc_gateway/sparkplug/data_types.h"
+#include "tools/plc_gateway/model/data_types.h"
 #include "tools/plc_gateway/sparkplug/payload.h"
 
 namespace plc_gateway {

@@ -1,5 +1,5 @@
 // The table of the data types, by their codes.
-#include "tools/plc_gateway/sparkplug/data_types.h"
+#include "tools/plc_gateway/model/data_types.h"
 
 #include <cstddef>
 #include <cstring>
