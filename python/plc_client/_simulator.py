@@ -297,10 +297,10 @@ def _value_text(name: str, value: Any) -> str:
         return float.__repr__(value)
     if not isinstance(value, str):
         raise TypeMismatch(f"{name}: a bool, int, float or str, or a list of them, not {value!r}")
-    if value.startswith(" ") or any(character in value for character in "\n\r\0"):
-        raise OutOfRange(f"{name}: the simulator's console takes no text with a line end, a zero byte or a blank "
-                         f"at its beginning: {value!r}")
-    return value
+    if "\0" in value:
+        raise OutOfRange(f"{name}: a text ends at its first zero byte, none can be in it: {value!r}")
+    escapes = {"\\": "\\\\", '"': '\\"', "\n": "\\n", "\r": "\\r"}
+    return '"' + "".join(escapes.get(character, character) for character in value) + '"'
 
 
 def _bare(name: str) -> str:

@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <string>
+#include <utility>
 
 #include "client/values/value_type.h"
 #include "tests/client/host_test_records.h"
+#include "tests/support/typed_values.h"
 
 namespace plc_client::core {
 namespace {
@@ -77,6 +80,45 @@ TEST(ValueText, Bool_TakesWordsAndDigits) {
   for (const char* text : {"false", "FALSE", "off", "0"}) EXPECT_EQ(parse_element(entry, text), 0U) << text;
   EXPECT_THROW(parse_element(entry, "2"), ValueError);
   EXPECT_EQ(format_element(entry, 1), "true");
+}
+
+TypeOf type_called(const std::string& name) {
+  constexpr std::pair<const char*, uint8_t> kWidths[] = {
+      {"BOOL", 1},   {"SINT", 8},  {"USINT", 8},  {"INT", 16},  {"UINT", 16},  {"WORD", 16}, {"DINT", 32},
+      {"UDINT", 32}, {"REAL", 32}, {"DWORD", 32}, {"LINT", 64}, {"ULINT", 64}, {"LREAL", 64}};
+  for (const auto& [known, width] : kWidths) {
+    for (uint16_t code = kTypeBool; known == name && code < 0xD8; ++code) {
+      if (type_name(code) == name) return {code, width};
+    }
+  }
+  ADD_FAILURE() << "no width is known of " << name;
+  return kDate;
+}
+
+// The problem where there is one, else nothing.
+template <typename Call>
+std::string problem_of(const Call& call) {
+  try {
+    call();
+  } catch (const ValueError& error) {
+    return error.what();
+  }
+  return {};
+}
+
+// The same table as for plc-sim's console.
+TEST(ValueText, SpellingsOfTheTable_AreTakenAsItSays) {
+  for (const plc_test::TypedValue& typed : plc_test::kTypedValues) {
+    const TagEntry entry = make_entry("a", type_called(typed.type));
+    uint64_t bits = 0;
+    EXPECT_EQ(problem_of([&] { bits = parse_element(entry, typed.text); }), typed.problem) << typed.text;
+    EXPECT_EQ(bits, typed.bits) << typed.type << " " << typed.text;
+  }
+  for (const plc_test::TypedString& typed : plc_test::kTypedStrings) {
+    std::string bytes;
+    EXPECT_EQ(problem_of([&] { bytes = parse_value(make_string("s", 8), typed.text, {}).text; }), typed.problem);
+    EXPECT_EQ(bytes, typed.bytes) << typed.text;
+  }
 }
 
 TEST(ValueText, List_NestsByTheExtents) {

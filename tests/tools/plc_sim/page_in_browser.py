@@ -27,6 +27,7 @@ turned\u202egnp,INT,,,a,b,c,5,1,0,0,,
 # Somebody else's name, which points to this machine for the browser alone.
 EVIL_HOST = "evil.example"
 WAIT_S = 30
+MESSAGE = "document.getElementById('message').textContent"
 
 
 class Browser:
@@ -155,7 +156,7 @@ def use_markup(browser, sim):
 
     browser.evaluate("{ const row = document.querySelector('tr[data-name=\"Speed\"]');"
                      "row.querySelector('input').value = '<u>7</u>'; row.querySelector('form').requestSubmit(); }")
-    browser.wait_for("document.getElementById('message').textContent", "error: '<u>7</u>' is not an integer")
+    browser.wait_for(MESSAGE, "error: '<u>7</u>' is no INT value: not all of it is a number")
     expect(browser.evaluate("document.querySelectorAll('#message u').length"), 0, "elements made of what was typed")
 
     # Scripts in names; a name that turns the reading direction is shown with its number.
@@ -182,7 +183,7 @@ def use_page(browser, sim, options, tags, port):
 
     browser.evaluate("const row = document.querySelector('tr[data-name=\"Speed\"]');"
                      "row.querySelector('input').value = '99999'; row.querySelector('form').requestSubmit()")
-    browser.wait_for("document.getElementById('message').textContent", "error: 99999 does not fit INT")
+    browser.wait_for(MESSAGE, "error: '99999' is no INT value: outside -32768 to 32767")
 
     browser.evaluate("document.getElementById('fault-name').value = 'delay';"
                      "document.getElementById('fault-arguments').value = '20 on=read';"

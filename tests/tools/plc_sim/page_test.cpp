@@ -126,7 +126,7 @@ TEST(Page, Commands_SetVariablesAndSwitchFaultsOn) {
   Served served;
   EXPECT_EQ(served.command("set D 77").body, "ok\n");
   EXPECT_EQ(served.sim.command("show D"), "D = 77\n");
-  EXPECT_EQ(served.command("set D 99999").body, "error: 99999 does not fit INT\n");
+  EXPECT_EQ(served.command("set D 99999").body, "error: '99999' is no INT value: outside -32768 to 32767\n");
   EXPECT_EQ(served.command("set D 78\nset D 79").body, "ok\n");
   EXPECT_EQ(served.sim.command("show D"), "D = 78\n");
   EXPECT_EQ(served.command("fault no-reply").body, "ok\n");
@@ -151,6 +151,14 @@ TEST(Page, State_HasTheVariablesWhoseNameContainsTheQuery) {
     EXPECT_THAT(names(query), testing::ElementsAre("a&b=c d")) << query;
   }
   EXPECT_THAT(names("?Nobody"), testing::IsEmpty());
+}
+
+TEST(Page, State_NamesThePortAndTheFiles) {
+  const Served served;
+  const json state = json::parse(served.ask("GET /state").body);
+  EXPECT_EQ(state.at("listening"), "127.0.0.1:" + std::to_string(served.port));
+  EXPECT_EQ(state.at("files"), json::array({served.tags.path()}));
+  EXPECT_EQ(state.at("replay"), "");
 }
 
 TEST(Page, CommandsThatAreNotThePages_AreRefused) {

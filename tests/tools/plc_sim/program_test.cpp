@@ -120,6 +120,17 @@ TEST(PlcSim, Console_ShowsElementsAndSaysWhatIsWrong) {
   EXPECT_THAT(sim.process.command("faults"), HasSubstr("split N MS"));
 }
 
+TEST(PlcSim, ListOnTheConsole_SetsAWholeArrayOrNothing) {
+  Running sim;
+  EXPECT_EQ(sim.process.command("set MAIN/L [1, 0x10, -3]"), "");
+  EXPECT_EQ(sim.process.command("show MAIN/L"), "MAIN/L[0] = 1\nMAIN/L[1] = 16\nMAIN/L[2] = -3\n");
+  EXPECT_EQ(sim.process.command("set MAIN/L [7, 8, 70000]"),
+            "error: '70000' is no INT value: outside -32768 to 32767\n");
+  EXPECT_EQ(sim.process.command("set MAIN/L [1, 2]"), "error: '[1, 2]' has 2 values where 3 belong\n");
+  EXPECT_EQ(sim.process.command("set MAIN/L 5"), "error: '5' is no list: write [1, 2, ...]\n");
+  EXPECT_EQ(sim.process.command("show L[0]"), "L[0] = 1\n");
+}
+
 TEST(PlcSim, Violation_IsPrintedCountedAndMakesTheExitCodeOne) {
   Running sim;
   HostSocket host(sim.port);

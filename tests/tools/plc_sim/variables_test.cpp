@@ -3,8 +3,12 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
+#include <cstdio>
+#include <cstring>
 #include <set>
 
+#include "tests/support/typed_values.h"
 #include "tests/tools/plc_sim/sim_support.h"
 #include "tools/plc_sim/variables/values.h"
 
@@ -211,6 +215,46 @@ TEST(Values, TextsThatDoNotFit_AreRefused) {
   EXPECT_NE(set_value(bench.store.memory(), *bench.store.find_typed("S"), "ABCD"), "");
   EXPECT_EQ(set_value(bench.store.memory(), *bench.store.find_typed("S"), "AB"), "");
   EXPECT_EQ(bench.value("S"), "\"AB\"");
+}
+
+// "ffff 0000", the words of a number, the lowest first.
+std::string words_of(uint64_t bits, size_t words) {
+  std::string text;
+  for (size_t i = 0; i < words; ++i, bits >>= 16U) {
+    std::array<char, 8> word{};
+    std::snprintf(word.data(), word.size(), i == 0 ? "%04x" : " %04x", static_cast<unsigned>(bits & 0xFFFFU));
+    text += word.data();
+  }
+  return text;
+}
+
+// The same table as for plc-host write.
+TEST(Values, SpellingsOfTheTable_AreTakenAsItSays) {
+  for (const plc_test::TypedValue& typed : plc_test::kTypedValues) {
+    Bench bench(std::string("A,") + typed.type + ",,,a,b,c,0,1,0,0,,\n");
+    const Element element = *bench.store.find_typed("A");
+    EXPECT_EQ(set_value(bench.store.memory(), element, typed.text), typed.problem) << typed.text;
+    const std::string raw = raw_text(bench.store.memory(), element);
+    const bool is_flag = raw.size() == 1;
+    EXPECT_EQ(raw, is_flag ? std::to_string(typed.bits) : words_of(typed.bits, (raw.size() + 1) / 5))
+        << typed.type << " " << typed.text;
+  }
+  for (const plc_test::TypedString& typed : plc_test::kTypedStrings) {
+    Bench bench("S,STRING,,8,a,b,c,0,1,0,0,,\n");
+    const Element element = *bench.store.find_typed("S");
+    EXPECT_EQ(set_value(bench.store.memory(), element, typed.text), typed.problem) << typed.text;
+    std::string expected(16, '\0');
+    expected.replace(0, std::strlen(typed.bytes), typed.bytes);
+    std::string words;
+    for (size_t i = 0; i < 16; i += 2) {
+      std::array<char, 8> word{};
+      std::snprintf(word.data(), word.size(), i == 0 ? "%02x%02x" : " %02x%02x",
+                    static_cast<unsigned>(static_cast<uint8_t>(expected[i])),
+                    static_cast<unsigned>(static_cast<uint8_t>(expected[i + 1])));
+      words += word.data();
+    }
+    EXPECT_EQ(raw_text(bench.store.memory(), element), words) << typed.text;
+  }
 }
 
 TEST(Values, Sentinels_DifferForAllWordsOfAnArray) {

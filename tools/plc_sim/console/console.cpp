@@ -8,6 +8,7 @@
 #include "base/json_text.h"
 #include "base/near_names.h"
 #include "base/shown_text.h"
+#include "base/values/typed_value.h"
 #include "tools/plc_sim/console/line_input.h"
 #include "tools/plc_sim/variables/listing.h"
 #include "tools/plc_sim/variables/values.h"
@@ -69,12 +70,24 @@ std::string Console::set(const std::string& rest) {
   const auto [name, value] = split_first_word(rest);
   const auto element = store_.find_typed(name);
   if (!element) fail(store_.why_not_found(name));
-  if (element->variable->is_array() && mark_subscripts(name).back() != ']') {
-    fail(name + " is an array; name one element");
-  }
-  const std::string problem = set_value(store_.memory(), *element, value);
+  const bool is_whole_array = element->variable->is_array() && mark_subscripts(name).back() != ']';
+  const std::string problem =
+      is_whole_array ? set_array(*element->variable, value) : set_value(store_.memory(), *element, value);
   if (!problem.empty()) fail(problem);
   return {};
+}
+
+// All elements or none.
+std::string Console::set_array(Variable& variable, const std::string& list) {
+  std::vector<size_t> extents;
+  for (const Range& range : variable.tag.ranges) extents.push_back(static_cast<size_t>(range.extent()));
+  const plc_base::TypedList typed = plc_base::typed_elements(list, extents);
+  if (!typed.problem.empty()) return typed.problem;
+  std::vector<Element> elements;
+  for (uint32_t i = 0; i < variable.elements; ++i) {
+    elements.push_back({&variable, store_.element_place(variable, i), i, 0});
+  }
+  return set_values(store_.memory(), elements, typed.elements);
 }
 
 std::string Console::show(const std::string& rest) {

@@ -10,7 +10,8 @@
 #include <cstring>
 #include <limits>
 #include <nlohmann/json.hpp>
-#include <optional>
+
+#include "base/values/typed_value.h"
 
 namespace plc_sim {
 namespace {
@@ -113,51 +114,30 @@ std::string escaped(const std::string& text) {
   return out;
 }
 
-std::string set_bool(Memory& memory, const Element& element, std::string_view text) {
-  const bool on = text == "1" || text == "true";
-  if (!on && text != "0" && text != "false") return "'" + std::string(text) + "' is neither true, false, 1 nor 0";
-  memory.set_bit(element.place, on);
-  return {};
-}
-
-std::string set_real(Memory& memory, const Element& element, std::string_view text) {
-  double real = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), real);
-  if (error != std::errc{} || end != text.data() + text.size()) {
-    return "'" + std::string(text) + "' is not a real number";
+// As hosts' users name it in messages, with its bits where it has no width of its own.
+plc_base::ValueType typed_as(const TypeInfo& type) {
+  const unsigned bits = type.bits == 0 ? kBitsPerUnit * kMaxNumberUnits : type.bits;
+  switch (type.kind) {
+    case TypeKind::kBool:
+      return {type.name, plc_base::ValueForm::kBool, bits};
+    case TypeKind::kSigned:
+      return {type.name, plc_base::ValueForm::kSigned, bits};
+    case TypeKind::kReal:
+      return {type.name, plc_base::ValueForm::kReal, bits};
+    case TypeKind::kUnsigned:
+    case TypeKind::kText:
+    case TypeKind::kOpaque:
+      break;
   }
-  store_number(memory, element, real_bits(real, bits_of(element)));
-  return {};
+  return {type.name, plc_base::ValueForm::kUnsigned, bits};
 }
 
-struct WrittenInteger {
-  bool is_negative;
-  bool is_hex;
-  uint64_t magnitude;
-};
-
-std::optional<WrittenInteger> parse_integer(std::string_view text) {
-  WrittenInteger written{!text.empty() && text.front() == '-', false, 0};
-  if (written.is_negative) text.remove_prefix(1);
-  written.is_hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
-  if (written.is_hex) text.remove_prefix(2);
-  const int base = written.is_hex ? 16 : 10;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), written.magnitude, base);
-  const bool is_whole = error == std::errc{} && end == text.data() + text.size();
-  return is_whole ? std::optional<WrittenInteger>(written) : std::nullopt;
-}
-
-std::string set_integer(Memory& memory, const Element& element, std::string_view text) {
-  const auto written = parse_integer(text);
-  if (!written) return "'" + std::string(text) + "' is not an integer";
-  const bool is_signed = element.variable->tag.type->kind == TypeKind::kSigned;
-  const uint64_t all = std::numeric_limits<uint64_t>::max() >> (64 - bits_of(element));
-  const uint64_t minus = written->is_negative ? 1 : 0;
-  // Hexadecimal gives the bits themselves, so its sign bit may be set.
-  const uint64_t limit = is_signed && !written->is_hex ? (all >> 1U) + minus : all * (1 - minus);
-  if (written->magnitude > limit) return std::string(text) + " does not fit " + element.variable->tag.type->name;
-  store_number(memory, element, (written->is_negative ? ~written->magnitude + 1 : written->magnitude) & all);
-  return {};
+std::string set_text(Memory& memory, const Element& element, std::string_view text) {
+  const size_t room = element.variable->is_text() ? static_cast<size_t>(element.variable->tag.string_length)
+                                                  : size_t{2} * element.place.units;
+  const plc_base::TypedText typed = plc_base::typed_text(text, room);
+  if (typed.problem.empty()) store_text(memory, element, typed.text);
+  return typed.problem;
 }
 
 }  // namespace
@@ -215,24 +195,28 @@ std::string raw_text(const Memory& memory, const Element& element) {
 }
 
 std::string set_value(Memory& memory, const Element& element, std::string_view text) {
-  switch (element.variable->tag.type->kind) {
-    case TypeKind::kBool:
-      return set_bool(memory, element, text);
-    case TypeKind::kReal:
-      return set_real(memory, element, text);
-    case TypeKind::kText: {
-      const size_t room = element.variable->is_text() ? static_cast<size_t>(element.variable->tag.string_length)
-                                                      : size_t{2} * element.place.units;
-      if (text.size() > room) return "the text is longer than " + std::to_string(room) + " characters";
-      store_text(memory, element, text);
-      return {};
-    }
-    case TypeKind::kSigned:
-    case TypeKind::kUnsigned:
-    case TypeKind::kOpaque:
-      break;
+  if (element.variable->tag.type->kind == TypeKind::kText) return set_text(memory, element, text);
+  return set_values(memory, {element}, {text});
+}
+
+std::string set_values(Memory& memory, const std::vector<Element>& elements,
+                       const std::vector<std::string_view>& texts) {
+  const TypeInfo& type = *elements.front().variable->tag.type;
+  if (type.kind == TypeKind::kText) return "texts are set one by one: name one element";
+  std::vector<uint64_t> values;
+  for (const std::string_view text : texts) {
+    plc_base::TypedNumber typed = plc_base::typed_number(typed_as(type), text);
+    if (!typed.problem.empty()) return typed.problem;
+    values.push_back(typed.bits);
   }
-  return set_integer(memory, element, text);
+  for (size_t i = 0; i < elements.size(); ++i) {
+    if (type.kind == TypeKind::kBool) {
+      memory.set_bit(elements[i].place, values[i] != 0);
+    } else {
+      store_number(memory, elements[i], values[i]);
+    }
+  }
+  return {};
 }
 
 void set_sentinel(Memory& memory, const Element& element, uint32_t serial) {

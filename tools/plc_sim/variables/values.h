@@ -4,6 +4,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tools/plc_sim/variables/variable.h"
 
@@ -18,8 +19,13 @@ nlohmann::json value_json(const Memory& memory, const Element& element);
 // The element's words in memory order, "1234 5678"; "0" or "1" for a BOOL.
 std::string raw_text(const Memory& memory, const Element& element);
 
-// Decimal, 0x hexadecimal, real, true/false or text by the element's type. Empty when done, else what is wrong.
+// As base/values/typed_value.h takes values, by the element's type; dates and times as the number that their bits are.
+// Empty when done, else what is wrong.
 std::string set_value(Memory& memory, const Element& element, std::string_view text);
+
+// The same for as many elements of one variable, all of them or none.
+std::string set_values(Memory& memory, const std::vector<Element>& elements,
+                       const std::vector<std::string_view>& texts);
 
 // Gives the element a value that no other element of its width has, derived from its serial number.
 void set_sentinel(Memory& memory, const Element& element, uint32_t serial);

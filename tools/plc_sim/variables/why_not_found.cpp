@@ -26,24 +26,16 @@ bool is_called(const Variable& variable, const std::string& name) {
   return name == own || (!variable.tag.is_global && name == variable.owner() + "/" + own);
 }
 
-std::string wrong_subscripts(const Variable& variable, const std::string& base, const std::string& subscripts) {
-  const std::string quoted = plc_base::quoted(base + subscripts);
-  if (!variable.is_array()) return quoted + ": " + base + " is one value and takes no subscript";
-  const std::string array = base + range_text(variable.tag);
-  const size_t given = split_element_name("x" + mark_subscripts(subscripts)).subscripts.size();
-  if (given == 0) return quoted + ": a subscript is a number; the array is " + array;
-  const size_t needed = variable.tag.ranges.size();
-  if (given != needed) {
-    return quoted + " has " + plc_base::plural(given, "subscript") + ", the array has " + std::to_string(needed) +
-           ": " + array;
-  }
-  return quoted + " is outside the array " + array;
+// What the variable takes instead of the subscripts that it was given.
+std::string wanted_subscripts(const Variable& variable, const std::string& base) {
+  return variable.is_array() ? "the array is " + base + range_text(variable.tag)
+                             : base + " is one value and takes no subscript";
 }
 
 }  // namespace
 
 std::string VariableStore::why_not_found(const std::string& name) const {
-  if (name.empty()) return "the name of a variable is missing; show lists them";
+  if (name.empty()) return "no variable is named; show lists them";
   const size_t open = name.rfind('[');
   const bool has_subscripts = open != std::string::npos && open > 0 && name.back() == ']';
   const std::string base = has_subscripts ? name.substr(0, open) : name;
@@ -57,10 +49,12 @@ std::string VariableStore::why_not_found(const std::string& name) const {
     called_names.push_back(names.back() + (has_subscripts ? name.substr(open) : ""));
   }
   if (called.size() > 1) {
-    return "more than one variable is called " + plc_base::quoted(base) + ": write " +
+    return "no variable alone is called " + plc_base::quoted(base) + ": write " +
            plc_base::joined_with_or(called_names);
   }
-  if (called.size() == 1 && has_subscripts) return wrong_subscripts(*called.front(), base, name.substr(open));
+  if (called.size() == 1 && has_subscripts) {
+    return "no variable is called " + plc_base::quoted(name) + ": " + wanted_subscripts(*called.front(), base);
+  }
   const std::string near = plc_base::did_you_mean(base, names);
   return "no variable is called " + plc_base::quoted(base) + "; " + (near.empty() ? "show lists them" : near);
 }
