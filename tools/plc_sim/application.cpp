@@ -89,6 +89,7 @@ class Application {
     if (options_.web) warn_of_remote({options_.web->host, web_.port()});
     say("listening on " + endpoint_text({options_.listen.host, server_.port()}) + "\n");
     if (options_.web) say("web on http://" + endpoint_text({options_.web->host, web_.port()}) + "/\n");
+    page_.set_head({endpoint_text({options_.listen.host, server_.port()}), options_.tag_files, options_.replay});
     if (!options_.ignore_stdin && !is_stopping_) input_.start();
     uv_run(&loop_.loop, UV_RUN_DEFAULT);
     const bool has_capture = pcap_.close().empty();

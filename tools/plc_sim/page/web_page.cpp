@@ -70,6 +70,9 @@ WebAnswer WebPage::command(const WebRequest& request) const {
 
 std::string WebPage::state(const std::string& part) const {
   nlohmann::ordered_json json;
+  json["listening"] = head_.listening;
+  json["files"] = head_.files;
+  json["replay"] = head_.replay;
   const Listed listed = list_elements(store_, part, kMaxRows);
   json["elements"] = nlohmann::ordered_json::array();
   for (const ListedElement& element : listed.elements) {
