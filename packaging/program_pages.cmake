@@ -39,7 +39,22 @@ function(plc_add_program_pages name component)
     COMPONENT ${component})
 endfunction()
 
+# The page of a file format, from its document.
+function(plc_add_format_page name component summary document)
+  if(NOT PLC_PROGRAM_PAGES)
+    add_custom_command(OUTPUT ${plc_pages}/${name}.5 ${plc_pages}/${name}.5.gz
+      COMMAND Python3::Interpreter ${CMAKE_CURRENT_SOURCE_DIR}/pages/format_page.py --version ${PROJECT_VERSION}
+              "--date=${pages_date}" --name ${name} --summary ${summary} --output ${plc_pages}
+              ${PROJECT_SOURCE_DIR}/${document} --others ${ARGN}
+      DEPENDS ${PROJECT_SOURCE_DIR}/${document} ${pages_scripts} VERBATIM)
+    add_custom_target(${name}_page DEPENDS ${plc_pages}/${name}.5 ${plc_pages}/${name}.5.gz)
+    add_dependencies(program_pages ${name}_page)
+  endif()
+  install(FILES ${plc_pages}/${name}.5.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT ${component})
+endfunction()
+
 plc_add_program_pages(plc-host tools plc-sim tshark)
+plc_add_format_page(plc-tags tools "tag files of the PLC driver" docs/tag_files.md plc-host\(1\) plc-sim\(1\))
 plc_add_program_pages(plc-sim tools plc-host tshark)
 if(PLC_BUILD_GATEWAY)
   plc_add_program_pages(plc-gateway gateway plc-host mosquitto)

@@ -21,7 +21,8 @@ def quoted(text):
 
 def prose(text):
     """A paragraph in short lines, as roff's checkers like them."""
-    return [plain(line) for line in textwrap.wrap(text, WRAP_COLUMNS, break_long_words=False, break_on_hyphens=False)]
+    lines = textwrap.wrap(plain(text), WRAP_COLUMNS, break_long_words=False, break_on_hyphens=False)
+    return [re.sub(r"^([.])", r"\\&\1", line) for line in lines]
 
 
 def verbatim(lines):

@@ -3,7 +3,7 @@
 
 check_pages.py CHECK --pages FOLDER --host PLC_HOST --sim PLC_SIM --library LIBPLC_DRIVER
 
-CHECK is one of: lint, options, examples, reproducible, bash, bash-names, zsh
+CHECK is one of: lint, options, examples, format, reproducible, bash, bash-names, zsh
 """
 import argparse
 import os
@@ -19,6 +19,7 @@ GENERATOR = ROOT / "packaging" / "pages" / "make_pages.py"
 RUN_LIMIT_S = 120
 VERSION = re.search(r"^project\(plc_driver VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text(encoding="utf-8"),
                     re.M)[1]
+FORMAT_PAGE = "plc-tags.5"
 # What a page made without a date lacks on purpose.
 NO_DATE = 'WARNING: missing date, using "": TH'
 
@@ -69,8 +70,7 @@ def section(text, title):
 def check_lint(options, programs):
     """groff and mandoc have nothing to say."""
     problems = []
-    for program in programs:
-        page = options.pages / f"{program.name}.1"
+    for page in [*(options.pages / f"{program.name}.1" for program in programs), options.pages / FORMAT_PAGE]:
         code, _, err = run(["man", "--warnings=w", "-l", page])
         if code != 0 or err:
             problems.append(f"man {page}: {code}\n{err}")
@@ -118,6 +118,30 @@ def check_examples(options, programs):
         for title in ("NAME", "SYNOPSIS", "DESCRIPTION", "EXIT STATUS", "SEE ALSO"):
             if not section(text, title).strip():
                 problems.append(f"{program.name}.1: no {title}")
+    return problems
+
+
+def check_format(options, programs):
+    """The page of the file format has the document's sections, and its examples are files without a finding."""
+    text = rendered(options.pages / FORMAT_PAGE)
+    document = (ROOT / "docs" / "tag_files.md").read_text(encoding="utf-8")
+    titles = [title.upper() for title in re.findall(r"^## (.*)", document, re.M)]
+    problems = [f"{FORMAT_PAGE}: no {title}" for title in ["NAME", "DESCRIPTION", *titles, "SEE ALSO"]
+                if not section(text, title).strip()]
+    problems += [f"{FORMAT_PAGE}: no {rule}" for rule in re.findall(r"^\| (T\d+) ", document, re.M)
+                 if not re.search(rf"^ +{rule}\b", text, re.M)]
+    # Blocks of lines that stand further in than the words around them.
+    examples = re.findall(r"(?:^ {11}\S*,.*\n)+", section(text, "EXAMPLES"), re.M)
+    if len(examples) < 2:
+        problems.append(f"{FORMAT_PAGE}: only {len(examples)} examples")
+    with tempfile.TemporaryDirectory() as name:
+        file = pathlib.Path(name) / "PLCC0A8000A_0.csv"
+        for example in examples:
+            file.write_text("".join(line[11:] + "\n" for line in example.splitlines()))
+            host = next(program for program in programs if program.name == "plc-host")
+            _, out, _ = run([host.file, "check", file])
+            if not re.fullmatch(rf"{file}: the driver reads .*\n", out):
+                problems.append(f"{FORMAT_PAGE}: the example\n{example}{out}")
     return problems
 
 
@@ -280,7 +304,7 @@ def check_zsh(options, programs):
     return problems
 
 
-CHECKS = {"lint": check_lint, "options": check_options, "examples": check_examples,
+CHECKS = {"lint": check_lint, "options": check_options, "examples": check_examples, "format": check_format,
           "reproducible": check_reproducible, "bash": check_bash, "bash-names": check_bash_names, "zsh": check_zsh}
 
 
