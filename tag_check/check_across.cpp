@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <unordered_map>
 
 #include "checker.h"
 #include "plc_driver/tags/tag_file.h"
@@ -112,7 +113,8 @@ std::string identity(const SourceLine& line) {
 }
 
 void check_duplicates(const SourceFile& file, Findings* findings) {
-  std::map<std::string, uint32_t> lines;
+  std::unordered_map<std::string, uint32_t> lines;
+  lines.reserve(file.lines.size());
   for (const SourceLine& line : file.lines) {
     if (line.kind != LineKind::kRecord || line.entry.name[0] == '\0' || line.entry.name[0] == '_') continue;
     const auto added = lines.emplace(identity(line), line.number);
