@@ -11,30 +11,47 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "base/near_names.h"
 #include "base/network_address.h"
 #include "base/text.h"
+#include "tools/plc_sim/console/console.h"
 #include "tools/plc_sim/messages.h"
+#include "tools/usage/usage.h"
 
 namespace plc_sim {
 namespace {
 
 constexpr int kUsageError = 2;
 constexpr unsigned kDefaultAnimateMs = 250;
+constexpr size_t kFaultColumn = 21;  // where the words for a fault begin in the help
 
 constexpr const char* kDescription =
-    "plc-sim - a simulated controller. Declares one variable for each record of the given tag files, serves them on\n"
-    "one TCP port, judges every request and exits with 1 when one was wrong. Ends when its standard input closes.";
+    "plc-sim - a simulated controller. Declares one variable for each record of the\n"
+    "given tag files, serves them on one TCP port, judges every request and exits\n"
+    "with 1 when one was wrong. Ends when its standard input closes.";
 
 constexpr const char* kFooter =
     "Examples:\n"
     "  plc-sim PLC7F000001_0.csv\n"
-    "  plc-sim --listen 127.0.0.1:8501 --sentinel --animate PLC7F000001_0.csv PLC7F000001_1.csv\n"
-    "  plc-sim --web 127.0.0.1:8080 --pcap out.pcap --report report.json PLC7F000001_0.csv\n"
+    "  plc-sim --listen 127.0.0.1:8501 --sentinel PLC7F000001_0.csv PLC7F000001_1.csv\n"
+    "  plc-sim --web 127.0.0.1:8080 --pcap out.pcap --animate PLC7F000001_0.csv\n"
+    "  plc-sim --report report.json PLC7F000001_0.csv\n"
     "  plc-sim --replay field.pcap\n"
-    "  plc-sim --fault 'delay 200 times=3 on=read' --fault 'cut 13 after=10' PLC7F000001_0.csv\n"
-    "Exit codes: 0 done, 1 the judge saw a violation, 2 wrong usage, bad tag file, no port, no file, or an\n"
-    "output that cannot be written.";
+    "  plc-sim --fault 'delay 200 times=3 on=read' PLC7F000001_0.csv\n"
+    "Exit codes: 0 done, 1 the judge saw a violation, 2 wrong usage, bad tag file, no\n"
+    "port, no file, or an output that cannot be written.";
+
+// The faults and the commands of standard input, as they themselves are listed.
+std::string footer() {
+  std::string text = "Faults:\n";
+  for (const FaultInfo& fault : known_faults()) {
+    const std::string head = std::string(fault.name) + (*fault.arguments == '\0' ? "" : " ") + fault.arguments;
+    text += plc_usage::listed(head, fault.help, kFaultColumn);
+  }
+  text += "\nCommands of standard input:\n";
+  std::istringstream commands(Console::help());
+  for (std::string line; std::getline(commands, line);) text += "  " + line + "\n";
+  return text + "\n" + kFooter;
+}
 
 template <typename Number>
 std::optional<Number> number_in(std::string_view text) {
@@ -121,7 +138,7 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
       ->type_name("NAME=NUMBER")
       ->allow_extra_args(false);
   app.add_option("--directory-order", raw.directory_order, "order of the programs in the directory")
-      ->type_name("longest-first|file")
+      ->type_name("ORDER")
       ->check(CLI::IsMember({"longest-first", "file"}));
   app.add_flag("--skip-bad-lines", options.skip_bad_lines, "go on without the tag lines that cannot be declared");
   app.add_flag("--no-stdin", options.ignore_stdin, "take no commands, and do not end with standard input");
@@ -154,20 +171,17 @@ void convert(const RawOptions& raw, Options& options) {
   for (const std::string& text : raw.programs) options.programs.insert(parse_program(text));
 }
 
-// "unknown option --adress, did you mean --address?"
-std::string unknown_options(const CLI::App& app) {
-  std::vector<std::string> known;
-  for (const CLI::Option* option : app.get_options()) {
-    for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
-  }
-  std::string text;
-  for (const std::string& given : app.remaining()) {
-    const std::string name = given.substr(0, given.find('='));
-    const bool is_endpoint = name == "--address" || name == "--host" || name == "--port";
-    const std::string near = is_endpoint ? "use --listen HOST:PORT" : plc_base::did_you_mean(name, known);
-    text += (text.empty() ? "" : "; ") + ("unknown option " + name) + (near.empty() ? "" : ", " + near);
-  }
-  return text;
+// What plc-host calls it.
+bool is_endpoint(const std::string& word) {
+  const std::string name = word.substr(0, word.find('='));
+  return name == "--address" || name == "--host" || name == "--port";
+}
+
+// What is wrong with the words; "" where the parser is to say it.
+std::string word_problem(const CLI::App& app, const std::vector<std::string>& words) {
+  const auto endpoint = std::find_if(words.begin(), words.end(), is_endpoint);
+  if (endpoint != words.end()) return "unknown option " + *endpoint + ", use --listen HOST:PORT";
+  return plc_usage::word_problem(app, words);
 }
 
 // The exit code of a run that prints this alone.
@@ -197,18 +211,21 @@ ParsedOptions parse_options(int argc, const char* const* argv) {
   Options options;
   RawOptions raw;
   CLI::App app{kDescription, "plc-sim"};
-  app.footer(kFooter);
+  plc_usage::fit_help(app);
+  app.footer(footer());
   app.set_version_flag("-V,--version", "plc-sim " PLC_SIM_VERSION);
   add_options(app, options, raw);
+  const std::vector<std::string> words(argv + 1, argv + argc);
   try {
+    const std::string problem = word_problem(app, words);
+    if (!problem.empty()) throw std::invalid_argument(plc_usage::with_hint(problem, app, words));
     app.parse(argc, argv);
     convert(raw, options);
   } catch (const CLI::ParseError& error) {
     std::ostringstream help;
     std::ostringstream problem;
     if (app.exit(error, help, problem) == 0) return {std::nullopt, say(help.str())};
-    const std::string unknown = unknown_options(app);
-    print_error("plc-sim: " + (unknown.empty() ? std::string(error.what()) : unknown) + "; --help lists the options");
+    print_error("plc-sim: " + plc_usage::with_hint(plc_usage::parse_problem(error), app, words));
     return {std::nullopt, kUsageError};
   } catch (const std::invalid_argument& error) {
     print_error(std::string("plc-sim: ") + error.what());

@@ -19,15 +19,15 @@ constexpr size_t kHelpColumns = 80;
 constexpr size_t kTextColumn = 30;  // where explanations begin
 
 // The text in lines that fit behind the column, joined for a place there.
-std::string wrapped(const std::string& text) {
+std::string wrapped(const std::string& text, size_t first_column) {
   std::string lines;
-  size_t column = kTextColumn;
+  size_t column = first_column;
   for (size_t at = 0; at < text.size();) {
     const size_t end = std::min(text.find_first_of(" \n", at), text.size());
-    const bool is_first = column == kTextColumn;
+    const bool is_first = column == first_column;
     if (!is_first && column + 1 + end - at > kHelpColumns) {
-      lines += "\n" + std::string(kTextColumn, ' ');
-      column = kTextColumn;
+      lines += "\n" + std::string(first_column, ' ');
+      column = first_column;
     } else if (!is_first) {
       lines += ' ';
       ++column;
@@ -47,7 +47,7 @@ std::string entry(const std::string& head, const std::string& text) {
   } else {
     line.resize(kTextColumn, ' ');
   }
-  return line + wrapped(text) + "\n";
+  return line + wrapped(text, kTextColumn) + "\n";
 }
 
 class HelpFormatter : public CLI::Formatter {
@@ -153,6 +153,12 @@ class WordReader {
 };
 
 }  // namespace
+
+std::string listed(const std::string& head, const std::string& text, size_t column) {
+  std::string line = "  " + head;
+  line.resize(std::max(line.size() + 1, column), ' ');
+  return line + wrapped(text, std::max(column, size_t{2} + head.size() + 1)) + "\n";
+}
 
 void fit_help(CLI::App& app) {
   const auto formatter = std::make_shared<HelpFormatter>();

@@ -14,6 +14,9 @@ namespace plc_usage {
 // added.
 void fit_help(CLI::App& app);
 
+// A line of a list behind the options, wrapped at the column where its words begin.
+std::string listed(const std::string& head, const std::string& text, size_t column);
+
 // What is wrong with the first word that names no command or option, or lacks its value: "unknown option --adress, did
 // you mean --address?"; empty when there is none. The parser would tell other consequences of it first.
 std::string word_problem(const CLI::App& app, const std::vector<std::string>& words);

@@ -1,6 +1,10 @@
 // What plc-sim says to people who typed something else than they meant: what is wrong, where, and what to do.
 #include <gmock/gmock.h>
 
+#include <array>
+#include <cstdio>
+#include <cstring>
+
 #include "tests/tools/plc_sim/plc_sim_process.h"
 
 namespace plc_sim {
@@ -35,8 +39,9 @@ TEST_F(Mistakes, OnTheCommandLine_AreNamedWithWhatToDo) {
   };
   const Case cases[] = {
       {{}, "no tag file is given. Try: plc-sim PLC7F000001_0.csv, or --replay with a capture"},
-      {{"--reprot", "r", tags_}, "unknown option --reprot, did you mean --report?; --help lists the options"},
-      {{"--port", "8500", tags_}, "unknown option --port, use --listen HOST:PORT; --help lists the options"},
+      {{"--reprot", "r", tags_}, "unknown option --reprot, did you mean --report?"},
+      {{"--port", "8500", tags_}, "unknown option --port, use --listen HOST:PORT; plc-sim --help tells more"},
+      {{tags_, "--web"}, "--web lacks its value; plc-sim --help tells more"},
       {{"--listen", "8500", tags_}, "--listen 8500: the address is missing, write 127.0.0.1:8500"},
       {{"--listen", "localhost", tags_},
        "--listen localhost: the port is missing, write localhost:8500, or localhost:0 for a free one"},
@@ -58,6 +63,20 @@ TEST_F(Mistakes, OnTheCommandLine_AreNamedWithWhatToDo) {
        "--fault 'close time=3': a fault has no setting 'time': there are times, on, after and every"},
   };
   for (const Case& each : cases) EXPECT_EQ(said_to(each.arguments), std::string("plc-sim: ") + each.said + "\n");
+}
+
+TEST_F(Mistakes, Help_ListsFaultsAndCommandsWithinATerminal) {
+  std::string text;
+  FILE* help = popen(PLC_SIM_PROGRAM " --help", "r");
+  ASSERT_NE(help, nullptr);
+  std::array<char, 4096> piece{};
+  while (std::fgets(piece.data(), piece.size(), help) != nullptr) {
+    EXPECT_LE(std::strlen(piece.data()), 81U) << piece.data();
+    text += piece.data();
+  }
+  EXPECT_EQ(pclose(help), 0);
+  EXPECT_THAT(text, testing::HasSubstr("\n  gone [MS]          all connections are reset"));
+  EXPECT_THAT(text, testing::HasSubstr("\n  set NAME[subscripts] VALUE   give a variable a value\n"));
 }
 
 TEST_F(Mistakes, WithFiles_AreToldAtTheStart) {

@@ -6,16 +6,20 @@
 #include <cstdio>
 #include <new>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "base/shown_text.h"
 #include "tools/plc_gateway/service/commands.h"
 #include "tools/plc_gateway/service/exit_codes.h"
+#include "tools/usage/usage.h"
 
 namespace plc_gateway {
 namespace {
 
 constexpr char kDescription[] =
-    "Puts one controller on an MQTT broker, as a Sparkplug B 3.0 edge node with one device.";
+    "Puts one controller on an MQTT broker, as a Sparkplug B 3.0 edge node with one\n"
+    "device.";
 
 constexpr char kExamples[] =
     "Examples:\n"
@@ -24,39 +28,36 @@ constexpr char kExamples[] =
     "  systemctl enable --now plc-gateway@press1\n"
     "\n"
     "Exit codes:\n"
-    "  0 done                                 4 the configuration or a tag file cannot be used\n"
-    "  1 it could not start, or not go on     8 the journal or the output cannot be written\n"
-    "  2 wrong command line                   9 there is no memory left\n"
+    "  0 done                                4 configuration or tag file unusable\n"
+    "  1 it could not start, or not go on    8 journal or output cannot be written\n"
+    "  2 wrong command line                  9 there is no memory left\n"
     "  3 the driver library does not load\n";
 
 constexpr char kRunDetails[] =
-    "Polls the controller and publishes what changes, until SIGTERM or SIGINT. SIGHUP has FILE read again:\n"
-    "when it has mistakes they are told, and the configuration before goes on.\n"
+    "Polls the controller and publishes what changes, until SIGTERM or SIGINT.\n"
+    "SIGHUP has FILE read again: when it has mistakes they are told, and the\n"
+    "configuration before goes on.\n"
     "\n"
     "Example: plc-gateway run press1.toml\n";
 
 constexpr char kCheckDetails[] =
-    "Tells every mistake in FILE, in the tag files it names and in the names it polls, with line and column.\n"
-    "Nothing is sent.\n"
+    "Tells every mistake in FILE, in the tag files it names and in the names it\n"
+    "polls, with line and column. Nothing is sent.\n"
     "\n"
     "Example: plc-gateway check press1.toml\n";
 
 constexpr char kJournalDetails[] =
-    "Shows what was read and is not known to be at the broker, while no gateway runs with FILE.\n"
+    "Shows what was read and is not known to be at the broker, while no gateway runs\n"
+    "with FILE.\n"
     "\n"
     "Example: plc-gateway journal press1.toml --rows\n";
 
-// As the library words it, fit for a terminal: it repeats what was typed.
-std::string fault_text(const CLI::App*, const CLI::Error& error) {
-  return plc_base::shown_line(error.what()) + "\nRun with --help for more information.\n";
-}
-
-int show_parse_result(const CLI::App& app, const CLI::ParseError& error) {
+int show_parse_result(const CLI::App& app, const CLI::ParseError& error, const std::vector<std::string>& words) {
   std::ostringstream out;
   std::ostringstream err;
-  const int code = app.exit(error, out, err);
-  std::fputs(err.str().c_str(), stderr);
-  if (code != 0) return kExitUsage;
+  if (app.exit(error, out, err) != 0) {
+    throw GatewayError(kExitUsage, plc_usage::with_hint(plc_usage::parse_problem(error), app, words));
+  }
   const bool is_written = std::fputs(out.str().c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
   if (!is_written) throw GatewayError(kExitOutput, "the result cannot be written to standard output");
   return kExitOk;
@@ -64,10 +65,10 @@ int show_parse_result(const CLI::App& app, const CLI::ParseError& error) {
 
 int parse_and_run(int argc, char** argv) {
   CLI::App app(kDescription, "plc-gateway");
+  plc_usage::fit_help(app);
   app.footer(kExamples);
-  app.failure_message(fault_text);
   app.require_subcommand(1);
-  app.set_version_flag("--version", "plc-gateway " PLC_GATEWAY_VERSION);
+  app.set_version_flag("-V,--version", "plc-gateway " PLC_GATEWAY_VERSION);
   std::string file;
   bool with_rows = false;
   const auto add = [&](const char* name, const char* summary, const char* details) {
@@ -80,10 +81,13 @@ int parse_and_run(int argc, char** argv) {
   const CLI::App* check = add("check", "Check a configuration and all that it names", kCheckDetails);
   CLI::App* journal = add("journal", "Show what is stored and not confirmed", kJournalDetails);
   journal->add_flag("--rows", with_rows, "A line for each stored row");
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  const std::string problem = plc_usage::word_problem(app, words);
+  if (!problem.empty()) throw GatewayError(kExitUsage, plc_usage::with_hint(problem, app, words));
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return show_parse_result(app, error);
+    return show_parse_result(app, error, words);
   }
   if (run->parsed()) return run_gateway(file);
   if (check->parsed()) return check_config(file);

@@ -27,6 +27,9 @@ class Console {
   // One command line; its answer, whose last line is "ok" or starts with "error: ". An empty line answers nothing.
   std::string run(std::string_view line);
 
+  // The commands, a line or more each.
+  static std::string help();
+
  private:
   std::string answer(const std::string& command, const std::string& rest);
   std::string set(const std::string& rest);
@@ -36,7 +39,6 @@ class Console {
   std::string counts(const std::string& rest) const;
   std::string fault(const std::string& rest);
   std::string list_faults() const;
-  static std::string help();
 
   VariableStore& store_;
   const FaultBook& faults_;

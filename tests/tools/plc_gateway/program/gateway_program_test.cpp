@@ -255,9 +255,18 @@ TEST_F(GatewayProgram, Check_TellsMistakesWithTheirPlaces) {
 }
 
 TEST_F(GatewayProgram, WrongCommandLines_EndWithTheirCode) {
-  EXPECT_EQ(world.run({}).code, 2);
-  EXPECT_EQ(world.run({"walk"}).code, 2);
-  EXPECT_EQ(world.run({"run"}).code, 2);
+  const std::vector<std::pair<std::vector<std::string>, std::string>> wrong = {
+      {{}, "which command: run, check or journal?"},
+      {{"walk"}, "unknown command 'walk'; the commands are run, check or journal; plc-gateway --help tells more"},
+      {{"chek", "x"}, "unknown command 'chek', did you mean check?"},
+      {{"journal", "--row", "x"}, "unknown option --row, did you mean --rows?"},
+      {{"run"}, "FILE is missing; plc-gateway run --help tells more"},
+  };
+  for (const auto& [words, said] : wrong) {
+    const plc_host_test::Outcome outcome = world.run(words);
+    EXPECT_EQ(outcome.code, 2);
+    EXPECT_EQ(outcome.err, "plc-gateway: " + said + "\n");
+  }
   EXPECT_THAT(world.run({"--version"}).out, StartsWith("plc-gateway "));
   EXPECT_THAT(world.run({"--help"}).out, HasSubstr("Exit codes:\n"));
   EXPECT_EQ(world.run({"run", world.folder.file("none.toml")}).code, 4);
