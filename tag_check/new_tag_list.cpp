@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 
+#include "base/text.h"
 #include "form/csv_line.h"
 #include "form/text_encoding.h"
 #include "new_tags.h"
@@ -114,6 +115,21 @@ NewTag tag_of(const CsvLine& line, const Columns& columns, uint32_t number) {
   return tag;
 }
 
+bool is_like_type(const std::string& text) { return is_type(text) || meant_type(text).is_known || declared_type(text); }
+
+// A first line with words of its own that no line behind it shares is a heading in another language.
+void take_strange_heading(NewTagList* list) {
+  if (list->tags.size() < 2 || is_like_type(list->tags[0].type) || !is_like_type(list->tags[1].type)) return;
+  list->findings.push_back(
+      {"T041",
+       list->tags[0].place,
+       1,
+       plc_base::quoted(list->tags[0].type) +
+           " is no type; a heading calls the columns Name, Type, Range, Length, Program and Device",
+       {}});
+  list->tags.erase(list->tags.begin());
+}
+
 }  // namespace
 
 NewTagList read_tag_list(std::string_view text) {
@@ -146,6 +162,7 @@ NewTagList read_tag_list(std::string_view text) {
       list.tags.push_back(tag_of(csv, columns, line.number));
     }
   }
+  if (!has_heading) take_strange_heading(&list);
   if (list.tags.empty() && list.findings.empty())
     list.findings.push_back({"T006", 1, 1, "the list names no variable", {}});
   return list;

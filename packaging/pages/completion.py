@@ -4,7 +4,8 @@ import re
 # What the values of an option or argument are, where its help does not tell by NAME, FILE or a number type.
 VALUE_KINDS = {"--chart": "variables", "NAME": "variables", "NAME=VALUE": "variables", "--address": "nothing",
                "--sim-arg": "nothing"}
-NO_FILES = ("UINT", "INT", "FLOAT", "MS", "HOST:PORT", "FAULT", "NAME=NUMBER")
+NO_FILES = ("UINT", "INT", "FLOAT", "MS", "HOST:PORT", "FAULT", "NAME=NUMBER", "RANGES", "LENGTH", "PROGRAM",
+            "NUMBER", "DEVICE")
 
 
 def value_kind(option):

@@ -110,6 +110,14 @@ TEST(NewTags, FaultOfAList_HasItsLine) {
   EXPECT_EQ(told_of_list("Speed;\"a,b\"\n"), "T014 1");
 }
 
+TEST(NewTags, HeadingInOtherWords_IsToldWithTheWordsThatCount) {
+  const NewTagList list = read_tag_list("Variable;Typ;Bemerkung\nSpeed;INT;schnell\n");
+  ASSERT_EQ(list.findings.size(), 1U);
+  EXPECT_EQ(list.findings[0].message,
+            "'Typ' is no type; a heading calls the columns Name, Type, Range, Length, Program and Device");
+  EXPECT_EQ(list.tags.size(), 1U);
+}
+
 TEST(NewTags, LinesOfALongList_HaveIdsOfTheirOwnAndNoFinding) {
   std::string list = "Name;Type\n";
   for (int i = 0; i < 65536; ++i) list += "V" + std::to_string(i) + ";DINT\n";

@@ -142,6 +142,10 @@ void add_new_tag_options(CLI::App& command, HostOptions& options) {
     option->group(group);
     if (option != make && option != overwrite) option->needs(make);
   }
+  const std::pair<CLI::Option*, const char*> values[] = {{list, "LIST"},     {out, "FILE"},      {after, "FILE"},
+                                                         {ranges, "RANGES"}, {length, "LENGTH"}, {scope, "PROGRAM"},
+                                                         {number, "NUMBER"}, {device, "DEVICE"}};
+  for (const auto& [option, value] : values) option->type_name(value);
   overwrite->needs(out);
   id->excludes(after);
 }
