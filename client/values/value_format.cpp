@@ -47,16 +47,6 @@ std::string hexadecimal(uint64_t bits, unsigned width) {
   return text;
 }
 
-// Raw bytes as pairs of hexadecimal digits.
-std::string hexadecimal_bytes(const std::string& bytes) {
-  std::string text;
-  for (const char byte : bytes) {
-    if (!text.empty()) text += ' ';
-    text += hexadecimal(static_cast<unsigned char>(byte), 8).substr(2);
-  }
-  return text.empty() ? "(no bytes)" : text;
-}
-
 // Appends the elements from next on, bracketed as the extents from depth on describe.
 void append_list(const TagEntry& entry, const TagValue& value, const std::vector<size_t>& extents, size_t depth,
                  size_t& next, std::string& text) {
@@ -73,10 +63,10 @@ void append_list(const TagEntry& entry, const TagValue& value, const std::vector
 }
 
 nlohmann::ordered_json nested_json(const TagEntry& entry, const TagValue& value, const std::vector<size_t>& extents,
-                                   size_t depth, size_t& next) {
-  if (depth == extents.size()) return element_json(entry, value.elements.at(next++));
+                                   WideIntegers wide, size_t depth, size_t& next) {
+  if (depth == extents.size()) return element_json(entry, value.elements.at(next++), wide);
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
-  for (size_t i = 0; i < extents[depth]; ++i) list.push_back(nested_json(entry, value, extents, depth + 1, next));
+  for (size_t i = 0; i < extents[depth]; ++i) list.push_back(nested_json(entry, value, extents, wide, depth + 1, next));
   return list;
 }
 
@@ -98,6 +88,15 @@ void append_escape(unsigned char byte, std::string& quoted) {
 
 }  // namespace
 
+std::string hexadecimal_bytes(std::string_view bytes) {
+  std::string text;
+  for (const char byte : bytes) {
+    if (!text.empty()) text += ' ';
+    text += hexadecimal(static_cast<unsigned char>(byte), 8).substr(2);
+  }
+  return text;
+}
+
 std::string format_element(const TagEntry& entry, uint64_t bits) {
   switch (value_kind(entry)) {
     case ValueKind::kBool:
@@ -116,15 +115,17 @@ std::string format_element(const TagEntry& entry, uint64_t bits) {
   return hexadecimal(bits, entry.bit_width == 0 ? 16 : entry.bit_width);
 }
 
-nlohmann::ordered_json element_json(const TagEntry& entry, uint64_t bits) {
+nlohmann::ordered_json element_json(const TagEntry& entry, uint64_t bits, WideIntegers wide) {
+  const bool is_text = wide == WideIntegers::kTexts && entry.bit_width == 64;
   switch (value_kind(entry)) {
     case ValueKind::kBool:
       return (bits & 1) != 0;
     case ValueKind::kSigned:
+      if (is_text) return number_text(sign_extend(bits, entry.bit_width));
       return sign_extend(bits, entry.bit_width);
     case ValueKind::kReal: {
       const double number = entry.bit_width == 32 ? static_cast<double>(single_of(bits)) : double_of(bits);
-      if (!std::isfinite(number)) return format_element(entry, bits);
+      if (!std::isfinite(number)) return nullptr;
       // The shortest text of a REAL has fewer digits than that of the same number as an LREAL.
       return entry.bit_width == 32 ? nlohmann::ordered_json::parse(number_text(single_of(bits)))
                                    : nlohmann::ordered_json(number);
@@ -135,6 +136,7 @@ nlohmann::ordered_json element_json(const TagEntry& entry, uint64_t bits) {
     case ValueKind::kRaw:
       break;
   }
+  if (is_text) return number_text(bits);
   return bits;
 }
 
@@ -152,19 +154,22 @@ double element_number(const TagEntry& entry, uint64_t bits) {
 std::string format_value(const TagEntry& entry, const TagValue& value, const std::vector<size_t>& extents) {
   const ValueKind kind = value_kind(entry);
   if (kind == ValueKind::kText) return quote_text(value.text);
-  if (kind == ValueKind::kRaw) return hexadecimal_bytes(value.text);
+  if (kind == ValueKind::kRaw) return value.text.empty() ? "(no bytes)" : hexadecimal_bytes(value.text);
   std::string text;
   size_t next = 0;
   append_list(entry, value, extents, 0, next, text);
   return text;
 }
 
-nlohmann::ordered_json value_json(const TagEntry& entry, const TagValue& value, const std::vector<size_t>& extents) {
+nlohmann::ordered_json value_json(const TagEntry& entry, const TagValue& value, const std::vector<size_t>& extents,
+                                  WideIntegers wide) {
   const ValueKind kind = value_kind(entry);
+  if (kind == ValueKind::kRaw && value.text.empty()) return nullptr;
   if (kind == ValueKind::kRaw) return hexadecimal_bytes(value.text);
-  if (kind == ValueKind::kText) return plc_base::is_utf8(value.text) ? value.text : quote_text(value.text);
+  if (kind == ValueKind::kText && !plc_base::is_utf8(value.text)) return nullptr;
+  if (kind == ValueKind::kText) return value.text;
   size_t next = 0;
-  return nested_json(entry, value, extents, 0, next);
+  return nested_json(entry, value, extents, wide, 0, next);
 }
 
 std::string quote_text(std::string_view text) {

@@ -28,8 +28,14 @@ class ValueError : public std::runtime_error {
 // One element by the variable's type: 120, 0x00FF, 1.5, true.
 std::string format_element(const TagEntry& entry, uint64_t bits);
 
-// One element for JSON: numbers and booleans; a REAL that is no number becomes a string ("nan", "inf").
-nlohmann::ordered_json element_json(const TagEntry& entry, uint64_t bits);
+// Bytes as pairs of hexadecimal digits with a blank between them.
+std::string hexadecimal_bytes(std::string_view bytes);
+
+// How integers of 64 bits stand in JSON: many readers take every number for a double, which holds 53 bits.
+enum class WideIntegers { kNumbers, kTexts };
+
+// One element for JSON: numbers and booleans; null for a REAL that is no number or infinite, which JSON cannot say.
+nlohmann::ordered_json element_json(const TagEntry& entry, uint64_t bits, WideIntegers wide = WideIntegers::kNumbers);
 
 // One element as a number, for a chart; a BOOL is 0 or 1.
 double element_number(const TagEntry& entry, uint64_t bits);
@@ -37,7 +43,10 @@ double element_number(const TagEntry& entry, uint64_t bits);
 // A whole value. extents are the lengths of the chosen subscript ranges, empty for a single element; they give the
 // nesting of the brackets: [[1, 2], [3, 4]].
 std::string format_value(const TagEntry& entry, const TagValue& value, const std::vector<size_t>& extents);
-nlohmann::ordered_json value_json(const TagEntry& entry, const TagValue& value, const std::vector<size_t>& extents);
+
+// The same for JSON. Null for a text that is no UTF-8, and where no bytes were stored for a type without a width.
+nlohmann::ordered_json value_json(const TagEntry& entry, const TagValue& value, const std::vector<size_t>& extents,
+                                  WideIntegers wide = WideIntegers::kNumbers);
 
 // Text between double quotes, as it can be written in a value: quotes, backslashes, what a terminal would obey or hide
 // and bytes that are not UTF-8 as escapes.

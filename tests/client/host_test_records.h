@@ -32,6 +32,7 @@ inline constexpr TypeOf kLreal{0xCB, 64};
 inline constexpr TypeOf kDate{0xCD, 0};
 inline constexpr TypeOf kString{0xD0, 0};
 inline constexpr TypeOf kWord{0xD2, 16};
+inline constexpr TypeOf kLword{0xD4, 64};
 
 inline constexpr uint8_t kDm = 6;
 inline constexpr uint8_t kEm = 23;

@@ -39,7 +39,25 @@ TEST(ValueText, Reals_ShowTheShortestTextThatGivesThemBack) {
 TEST(ValueText, RealInJson_HasTheDigitsOfItsOwnWidth) {
   const TagEntry entry = make_entry("a", kReal);
   EXPECT_EQ(element_json(entry, parse_element(entry, "0.1")).dump(), "0.1");
-  EXPECT_EQ(element_json(entry, parse_element(entry, "nan")).dump(), "\"nan\"");
+}
+
+TEST(ValueText, WhatJsonCannotSay_IsNull) {
+  EXPECT_EQ(element_json(make_entry("a", kReal), parse_element(make_entry("a", kReal), "nan")).dump(), "null");
+  EXPECT_EQ(element_json(make_entry("a", kLreal), parse_element(make_entry("a", kLreal), "-inf")).dump(), "null");
+  EXPECT_EQ(value_json(make_string("s", 8), {{}, "\xFF"}, {}).dump(), "null");
+  EXPECT_EQ(value_json(make_entry("d", kDate), {}, {}).dump(), "null");
+}
+
+TEST(ValueText, WideIntegersInJson_AreTextsWhereThatIsAskedFor) {
+  const auto texts = [](const TagEntry& entry, uint64_t bits) {
+    return element_json(entry, bits, plc_client::core::WideIntegers::kTexts).dump();
+  };
+  EXPECT_EQ(element_json(make_entry("a", kLint), UINT64_MAX).dump(), "-1");
+  EXPECT_EQ(texts(make_entry("a", kLint), UINT64_MAX), "\"-1\"");
+  EXPECT_EQ(texts(make_entry("a", kUlint), UINT64_MAX), "\"18446744073709551615\"");
+  EXPECT_EQ(texts(make_entry("a", kLword), UINT64_MAX), "\"18446744073709551615\"");
+  EXPECT_EQ(texts(make_entry("a", kDint), 7), "7");
+  EXPECT_EQ(texts(make_entry("a", kLreal), 0), "0.0");
 }
 
 TEST(ValueText, IntegerRange_EndsAreAcceptedAndBeyondRefused) {
@@ -165,10 +183,9 @@ TEST(ValueText, QuotedText_EscapesWhatATerminalWouldObey) {
   EXPECT_EQ(quote_text("\xE4\xB8\xAD\xFF"), "\"\xE4\xB8\xAD\\xFF\"");
 }
 
-TEST(ValueText, StringInJson_IsTextOrEscapedBytes) {
+TEST(ValueText, StringInJson_IsText) {
   const TagEntry entry = make_string("s", 8);
   EXPECT_EQ(value_json(entry, {{}, "abc"}, {}).dump(), "\"abc\"");
-  EXPECT_EQ(value_json(entry, {{}, "\xFF"}, {}).dump(), "\"\\\"\\\\xFF\\\"\"");
 }
 
 TEST(ValueText, RawType_ShowsItsBytesAndTakesNone) {

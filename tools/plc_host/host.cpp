@@ -8,6 +8,7 @@
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/target/controller_address.h"
+#include "tools/plc_host/target/wanted_names.h"
 
 namespace plc_host {
 
@@ -108,7 +109,10 @@ std::vector<TagResult> look_up_names(const HostOptions& options, const Host& hos
   if (options.all) {
     for (const Tag& tag : tags.tags) add(tag.qualified_name, [&tag] { return whole_tag(tag); });
   }
-  for (const std::string& name : options.names) add(name, [&] { return find_variable(tags, host.tag_file(), name); });
+  for (const std::string& name : options.names) {
+    if (add_fitting(tags, host.tag_file().shown, name, named)) continue;
+    add(name, [&] { return find_variable(tags, host.tag_file(), name); });
+  }
   return named;
 }
 

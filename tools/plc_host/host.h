@@ -62,8 +62,8 @@ class Host {
 // The driver's lines go to standard error with -v, else nowhere.
 DriverSession::LineSink usual_line_sink(const HostOptions& options);
 
-// The variables that the command line names, in its order: all of the file with --all, then each name. One that cannot
-// be looked up has no reference and says why.
+// The variables that the command line names, in its order: all of the file with --all, then each name, and each
+// variable that a pattern fits and no name before. One that cannot be looked up has no reference and says why.
 std::vector<TagResult> look_up_names(const HostOptions& options, const Host& host);
 
 // The exit code that a set of results gives; those that were not read count for nothing.

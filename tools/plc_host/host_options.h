@@ -31,8 +31,12 @@ struct HostOptions {
   // Everywhere
   std::string driver;  // contract, guarded or a path; empty: the best one that there is
   bool json = false;
-  bool quiet = false;  // errors alone, no remarks
-  int verbosity = 0;   // 1: the driver's lines, 2: the frames too
+  bool csv = false;
+  bool raw = false;         // values alone
+  bool text = false;        // said so: what is usual
+  bool wide_texts = false;  // in JSON 64-bit integers as texts
+  bool quiet = false;       // errors alone, no remarks
+  int verbosity = 0;        // 1: the driver's lines, 2: the frames too
 
   // The controller
   std::string address;
@@ -61,8 +65,11 @@ struct HostOptions {
 
   // read, write, batch, watch
   std::vector<std::string> names;  // for write: NAME=VALUE
+  std::string names_file;          // with more of them
   bool all = false;
   bool verify = false;
+  bool strict = false;   // every value good, or none shown
+  bool dry_run = false;  // checked, not sent
 
   // read and why, by number
   bool by_id = false;
@@ -74,7 +81,6 @@ struct HostOptions {
   uint32_t interval_ms = 500;
   uint32_t rounds = 0;  // 0: until a stop signal
   bool batch = false;
-  bool csv = false;
   std::string chart;
 
   // why

@@ -43,7 +43,7 @@ constexpr Mistake kMistakes[] = {
     {"read -v -q X", 2, "--quiet and --verbose exclude each other; plc-host read --help tells more"},
     {"info x", 2, "nothing is known to do with 'x'; plc-host info --help tells more"},
     {"tags", 2, "which tag file? One FILE"},
-    {"write --sim a", 2, "NAME=VALUE is missing; plc-host write --help tells more"},
+    {"write --sim a", 2, "what to write? Give NAME=VALUE"},
     {"read X", 2, "which controller? Give --address HOST, or --sim TAGFILE for a simulated one"},
     {"read --sim machine.csv --address 127.0.0.1 X", 2, "--address and --sim exclude each other"},
     {"read --sim machine.csv --port 1 X", 2, "--port and --sim exclude each other"},

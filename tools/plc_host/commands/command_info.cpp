@@ -6,7 +6,7 @@
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
-#include "tools/plc_host/result_writer.h"
+#include "tools/plc_host/results/result_writer.h"
 
 namespace plc_host {
 namespace {

@@ -20,6 +20,7 @@
 #include "tools/plc_host/result_file.h"
 #include "tools/plc_host/settings/use_settings.h"
 #include "tools/plc_host/stop_signal.h"
+#include "tools/plc_host/target/wanted_names.h"
 #include "tools/usage/usage.h"
 
 namespace plc_host {
@@ -107,9 +108,16 @@ int run_reporting(const std::function<int()>& run) {
   }
 }
 
+void take_names_from_file(const Command& command, HostOptions& options) {
+  if (options.names_file.empty()) return;
+  const std::vector<std::string> more = names_in(options.names_file, command.run == run_write);
+  options.names.insert(options.names.end(), more.begin(), more.end());
+}
+
 int run_command(const Command& command, bool asks_controller, HostOptions& options) {
   use_settings(options, asks_controller);
   choose_colors(options.settings.at("color").value);
+  take_names_from_file(command, options);
   if (command.check_options != nullptr) command.check_options(options);
   CommandOutput output;
   catch_stop_signals();

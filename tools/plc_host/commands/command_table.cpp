@@ -7,6 +7,7 @@
 #include "client/tags/tag_reference.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/commands/form_options.h"
 #include "tools/plc_host/commands/setting_options.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/usage/usage.h"
@@ -22,6 +23,10 @@ constexpr char kNameRules[] =
     "  Motor.Speed   'Table[3]'   'Grid[1,2]'   'Table[0..4]'   'Grid[1,0..2]'\n"
     "  MAIN/Count    a variable that is local to the program MAIN\n"
     "An array without subscripts means all of its elements.\n";
+
+constexpr char kPatternRules[] =
+    "'Motor.*' means every variable that fits: * any characters, ? one, [a-c] and\n"
+    "[!a-c] one of these or none of these, [[] a bracket.\n";
 
 constexpr char kInfoDetails[] =
     "The guarded build of the driver fails where the contract build takes another\n"
@@ -54,7 +59,9 @@ constexpr char kReadExamples[] =
     "controller is silent the others stay unread.\n"
     "\nExamples:\n"
     "  plc-host read --address 192.168.0.10 Motor.Speed 'Table[0..4]'\n"
-    "  plc-host read --sim machine.csv --all --json\n"
+    "  plc-host read --sim machine.csv 'Motor.*' --format csv > motor.csv\n"
+    "  plc-host read --sim machine.csv Motor.Speed --strict --json\n"
+    "  speed=$(plc-host read --address 192.168.0.10 --raw Motor.Speed)\n"
     "  plc-host read --sim machine.csv --id 0x40001 --offset 3 --count 2\n";
 
 constexpr char kWriteExamples[] =
@@ -62,10 +69,12 @@ constexpr char kWriteExamples[] =
     "off, text, \"text with \\\"escapes\\\" \\x41\\n\", and lists for arrays: [1, 2, 3] or\n"
     "[[1, 2], [3, 4]]. Everything is checked before anything is sent. State: written\n"
     "when the controller acknowledged it, verified when it was read back, unguarded\n"
-    "when the contract build of the driver cannot tell.\n"
+    "when the contract build of the driver cannot tell, checked with --dry-run.\n"
+    "Patterns are refused: what is written is named.\n"
     "\nExamples:\n"
     "  plc-host write --sim machine.csv Motor.Speed=120 'Table[0..2]=[1, 2, 3]'\n"
-    "  plc-host write --address 192.168.0.10 'Name=pump 3' MAIN/Ready=true --verify\n";
+    "  plc-host write --address 192.168.0.10 'Name=pump 3' MAIN/Ready=true --verify\n"
+    "  plc-host write --tags machine.csv --dry-run Motor.Speed=0xFF\n";
 
 constexpr char kBatchExamples[] =
     "Reads through the driver's batch call: one scope per call, in sizes that leave\n"
@@ -143,8 +152,14 @@ void add_target_options(CLI::App& command, HostOptions& options) {
   }
 }
 
+void add_names_file(CLI::App& command, HostOptions& options) {
+  command.add_option("--names-from", options.names_file, "More of them, a line each; - for standard input")
+      ->type_name("FILE");
+}
+
 void add_name_options(CLI::App& command, HostOptions& options) {
-  command.add_option("NAME", options.names, "Variables, with subscripts or without");
+  command.add_option("NAME", options.names, "Variables, with subscripts or without, or patterns");
+  add_names_file(command, options);
   command.add_flag("--all", options.all, "Every variable of the tag file");
 }
 
@@ -160,9 +175,17 @@ void add_number_options(CLI::App& command, HostOptions& options) {
   count->needs(id)->default_str("1");
 }
 
+// Of the commands that read once.
+void add_result_options(CLI::App& command, HostOptions& options) {
+  add_form_options(command, options);
+  add_raw_option(command, options);
+  command.add_flag("--strict", options.strict, "Every value, each of them good, or none");
+}
+
 void add_read_options(CLI::App& command, HostOptions& options) {
   add_name_options(command, options);
   add_number_options(command, options);
+  add_result_options(command, options);
   add_target_options(command, options);
 }
 
@@ -181,13 +204,18 @@ void add_why_options(CLI::App& command, HostOptions& options) {
 }
 
 void add_write_options(CLI::App& command, HostOptions& options) {
-  command.add_option("NAME=VALUE", options.names, "What to write")->required();
-  command.add_flag("--verify", options.verify, "Read back and compare");
+  command.add_option("NAME=VALUE", options.names, "What to write");
+  add_names_file(command, options);
+  CLI::Option* verify = command.add_flag("--verify", options.verify, "Read back and compare");
+  command.add_flag("--dry-run", options.dry_run, "Check and show what would be written, ask the controller nothing")
+      ->excludes(verify);
+  add_form_options(command, options);
   add_target_options(command, options);
 }
 
 void add_batch_options(CLI::App& command, HostOptions& options) {
   add_name_options(command, options);
+  add_result_options(command, options);
   add_target_options(command, options);
 }
 
@@ -198,7 +226,8 @@ void add_watch_options(CLI::App& command, HostOptions& options) {
       ->default_str("500");
   plc_usage::add_number(command, "--rounds", options.rounds, 1, UINT32_MAX, "End after this many rounds");
   command.add_flag("--batch", options.batch, "Read through the batch call");
-  command.add_flag("--csv", options.csv, "A row per round, for spreadsheets");
+  add_form_options(command, options);
+  command.add_flag("--raw", options.raw, "The value alone of one variable, a line for each change");
   command.add_option("--chart", options.chart, "Draw this variable's value over time");
   add_target_options(command, options);
 }
@@ -209,8 +238,11 @@ void check_target(const HostOptions& options) {
   }
 }
 
+// What is only checked needs no controller where the tag file is known without one.
 void check_write(const HostOptions& options) {
-  check_target(options);
+  check_form(options);
+  if (options.names.empty()) throw HostError(kExitUsage, "what to write? Give NAME=VALUE");
+  if (!options.dry_run || options.tag_file.empty()) check_target(options);
   for (const std::string& assignment : options.names) {
     std::string_view name;
     std::string_view value;
@@ -223,12 +255,14 @@ void check_write(const HostOptions& options) {
 }
 
 void check_names(const HostOptions& options) {
+  check_form(options);
   check_target(options);
   if (options.names.empty() && !options.all) throw HostError(kExitUsage, "which variables? Give names or --all");
 }
 
 void check_read(const HostOptions& options) {
   if (!options.by_id) return check_names(options);
+  check_form(options);
   check_target(options);
   if (!options.names.empty() || options.all) throw HostError(kExitUsage, "--id reads one register: no names with it");
 }
@@ -245,9 +279,8 @@ void check_why(const HostOptions& options) {
 
 void check_watch(const HostOptions& options) {
   check_names(options);
-  if (options.json && options.csv) throw HostError(kExitUsage, "--json or --csv, not both");
-  if (!options.chart.empty() && (options.json || options.csv)) {
-    throw HostError(kExitUsage, "--chart goes with neither --json nor --csv");
+  if (!options.chart.empty() && form_of(options).form != Form::kText) {
+    throw HostError(kExitUsage, "--chart goes with neither --json, --csv nor --raw");
   }
 }
 
@@ -259,11 +292,12 @@ const std::vector<Command>& command_table() {
       {"tags", "List the records of a tag file as the driver reads it", kTagsDetails, add_tags_options, check_tags,
        run_tags},
       {"check", "Check tag files", kCheckDetails, add_check_options, check_check, run_check},
-      {"read", "Read variables", std::string(kNameRules) + kReadExamples, add_read_options, check_read, run_read},
+      {"read", "Read variables", std::string(kNameRules) + kPatternRules + kReadExamples, add_read_options, check_read,
+       run_read},
       {"write", "Write variables", std::string(kNameRules) + kWriteExamples, add_write_options, check_write, run_write},
-      {"batch", "Read many variables in few calls", std::string(kNameRules) + kBatchExamples, add_batch_options,
-       check_names, run_batch},
-      {"watch", "Read again and again and show what changes", std::string(kNameRules) + kWatchExamples,
+      {"batch", "Read many variables in few calls", std::string(kNameRules) + kPatternRules + kBatchExamples,
+       add_batch_options, check_names, run_batch},
+      {"watch", "Read again and again and show what changes", std::string(kNameRules) + kPatternRules + kWatchExamples,
        add_watch_options, check_watch, run_watch},
       {"why", "Follow one value to the wire and back, and say where it went wrong",
        std::string(kNameRules) + kWhyExamples, add_why_options, check_why, run_why},

@@ -1,4 +1,6 @@
 // The commands that transfer once: read, write and batch.
+#include <algorithm>
+#include <functional>
 #include <optional>
 
 #include "base/text.h"
@@ -8,21 +10,67 @@
 #include "client/plan/number_read.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/commands/form_options.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/messages.h"
-#include "tools/plc_host/result_writer.h"
+#include "tools/plc_host/results/result_writer.h"
 #include "tools/plc_host/stop_signal.h"
+#include "tools/plc_host/target/wanted_names.h"
 
 namespace plc_host {
 namespace {
+
+// Says how many variables were left out, and why: their rows say no more than that they were not read.
+void tell_unread(const std::vector<TagResult>& results) {
+  size_t count = 0;
+  std::string reason;
+  for (const TagResult& result : results) {
+    if (result.reading.is_taken()) continue;
+    reason = result.reading.failure().reason;
+    ++count;
+  }
+  if (count > 0) show_message(plc_base::plural(count, "variable") + " " + reason);
+}
+
+// A missing line would make the others stand for other variables.
+bool is_all_or_none(const HostOptions& options) { return options.raw || options.strict; }
+
+// Shows every value, or none and why. Returns the exit code.
+int show_all_or_none(const HostOptions& options, ResultWriter& writer, const std::vector<TagResult>& results) {
+  const auto is_shown = [&options](const TagResult& result) {
+    return options.strict ? result.reading.quality() == Quality::kGood : result.ok();
+  };
+  const auto missing = static_cast<size_t>(std::count_if(results.begin(), results.end(), std::not_fn(is_shown)));
+  const int code = exit_code_of(results, stop_requested());
+  if (missing == 0) {
+    for (const TagResult& result : results) {
+      if (!writer.add(result)) break;
+    }
+    return code;
+  }
+  bool is_unguarded = false;
+  for (const TagResult& result : results) {
+    is_unguarded = is_unguarded || result.ok();
+    if (!result.ok() && result.reading.is_taken()) writer.tell_failure(result);
+  }
+  tell_unread(results);
+  if (options.strict && is_unguarded && code == kExitOk) {
+    show_error("--strict: the contract build takes any reply for the right one. Try: --driver guarded");
+  }
+  show_error("no value is shown: " + std::to_string(missing) + " of " + plc_base::plural(results.size(), "variable") +
+             (missing == 1 ? " has" : " have") + (options.strict ? " none that is good" : " none"));
+  return code == kExitOk ? kExitTagFailed : code;
+}
 
 int read_by_number(const HostOptions& options, CommandOutput& output) {
   if (options.count > kMostCounted) throw HostError(kExitUsage, "--count is at most " + std::to_string(kMostCounted));
   Host host(options, output);
   const TagResult result = read_number(host.session(), host.tags(), options.register_id, options.offset, options.count);
   host.show_simulator_lines();
-  ResultWriter(host.results(), options.json, {result}).add(result);
+  ResultWriter writer(host.results(), form_of(options), {result});
+  if (is_all_or_none(options)) return host.finish(show_all_or_none(options, writer, {result}));
+  writer.add(result);
   return host.finish(exit_code_of({result}, stop_requested()));
 }
 
@@ -59,11 +107,23 @@ std::optional<Failure> hindrance(Host& host, const Patience& patience) {
   return std::nullopt;
 }
 
+// A controller that nobody names is not asked: any address does for the name of its tag file.
+HostOptions reachable(HostOptions options) {
+  if (options.dry_run && options.address.empty() && options.sim_tag_file.empty()) options.address = "127.0.0.1";
+  return options;
+}
+
+// Which of several variables a pattern means to write is not to be guessed.
+void refuse_pattern(const TagList& tags, std::string_view name) {
+  if (!is_pattern(name) || !positions_of(tags, name).empty()) return;
+  throw ReferenceError("write takes no patterns: give each variable by its name");
+}
+
 // Checks everything that can be checked; what cannot be written is shown.
 std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options) {
   std::vector<PreparedWrite> writes;
   bool refused = false;
-  ResultWriter writer(host.results(), options.json, {});
+  ResultWriter writer(host.results(), form_of(options), {});
   for (const std::string& assignment : options.names) {
     TagResult failure;
     failure.name = assignment;
@@ -72,6 +132,7 @@ std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options
       std::string_view value;
       split_assignment(assignment, name, value);
       failure.name = name;
+      refuse_pattern(host.tags(), name);
       writes.push_back(prepare_write(find_variable(host.tags(), host.tag_file(), name), value));
     } catch (const std::runtime_error& error) {
       failure.reading = {impossible(error.what()), std::chrono::system_clock::now()};
@@ -83,23 +144,26 @@ std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options
   return writes;
 }
 
+// What would be written, as the controller would get it.
+int show_writes(Host& host, const HostOptions& options, const std::vector<PreparedWrite>& writes) {
+  std::vector<TagResult> results;
+  for (const PreparedWrite& write : writes) {
+    results.push_back(unread(write.reference));
+    results.back().reading = {write.value, Quality::kGood, std::chrono::system_clock::now()};
+  }
+  ResultWriter writer(host.results(), form_of(options), results);
+  Confirmation confirmation;
+  confirmation.is_only_checked = true;
+  for (const TagResult& result : results) writer.add_written(result, confirmation);
+  if (!options.quiet) show_message(plc_base::plural(results.size(), "variable") + " checked, nothing was sent");
+  return host.finish(kExitOk);
+}
+
 std::vector<TagResult> results_of(const std::vector<PreparedWrite>& writes) {
   std::vector<TagResult> named;
   named.reserve(writes.size());
   for (const PreparedWrite& write : writes) named.push_back(unread(write.reference));
   return named;
-}
-
-// Says how many variables were left out, and why: their rows say no more than that they were not read.
-void tell_unread(const std::vector<TagResult>& results) {
-  size_t count = 0;
-  std::string reason;
-  for (const TagResult& result : results) {
-    if (result.reading.is_taken()) continue;
-    reason = result.reading.failure().reason;
-    ++count;
-  }
-  if (count > 0) show_message(plc_base::plural(count, "variable") + " " + reason);
 }
 
 }  // namespace
@@ -108,7 +172,11 @@ int run_read(const HostOptions& options, CommandOutput& output) {
   if (options.by_id) return read_by_number(options, output);
   Host host(options, output);
   std::vector<TagResult> results = look_up_names(options, host);
-  ResultWriter writer(host.results(), options.json, results);
+  ResultWriter writer(host.results(), form_of(options), results);
+  if (is_all_or_none(options)) {
+    read_tags(host.session(), results, stop_requested, [&host](const TagResult&) { host.show_simulator_lines(); });
+    return host.finish(show_all_or_none(options, writer, results));
+  }
   bool has_reader = true;
   // Without anybody to show the values to there is nothing to ask for.
   const auto stop = [&has_reader] { return stop_requested() || !has_reader; };
@@ -122,10 +190,11 @@ int run_read(const HostOptions& options, CommandOutput& output) {
 }
 
 int run_write(const HostOptions& options, CommandOutput& output) {
-  Host host(options, output);
+  Host host(reachable(options), output);
   const std::vector<PreparedWrite> writes = prepare_writes(host, options);
+  if (options.dry_run) return show_writes(host, options, writes);
   std::vector<TagResult> results = results_of(writes);
-  ResultWriter writer(host.results(), options.json, results);
+  ResultWriter writer(host.results(), form_of(options), results);
   bool is_different = false;
   Patience patience;
   for (size_t i = 0; i < writes.size(); ++i) {
@@ -148,7 +217,7 @@ int run_write(const HostOptions& options, CommandOutput& output) {
 int run_batch(const HostOptions& options, CommandOutput& output) {
   Host host(options, output);
   std::vector<TagResult> results = look_up_names(options, host);
-  ResultWriter writer(host.results(), options.json, results);
+  ResultWriter writer(host.results(), form_of(options), results);
   const bool is_guarded = host.session().is_guarded();
   for (const TagResult& entry : results) {
     if (!entry.is_found() || options.verbosity == 0) continue;
@@ -156,16 +225,21 @@ int run_batch(const HostOptions& options, CommandOutput& output) {
     if (reason) show_message(entry.name + ": read singly: " + *reason);
   }
   const BatchFigures figures = read_tags_batched(host.session(), results, stop_requested);
-  for (const TagResult& result : results) {
-    if (!writer.add(result)) break;
+  int code = exit_code_of(results, stop_requested());
+  if (is_all_or_none(options)) {
+    code = show_all_or_none(options, writer, results);
+  } else {
+    for (const TagResult& result : results) {
+      if (!writer.add(result)) break;
+    }
+    tell_unread(results);
   }
-  tell_unread(results);
   if (options.verbosity > 0) {
     show_message(plc_base::plural(figures.batches, "batch read") + " of " +
                  plc_base::plural(figures.slots, "register") + ", " +
                  plc_base::plural(figures.single_reads, "variable") + " read singly");
   }
-  return host.finish(exit_code_of(results, stop_requested()));
+  return host.finish(code);
 }
 
 }  // namespace plc_host

@@ -5,6 +5,7 @@
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/commands/form_options.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/messages.h"
@@ -37,10 +38,14 @@ std::vector<TagReference> watched_references(const HostOptions& options, const H
       continue;
     }
     const std::string reason = entry.name + ": " + entry.reading.failure().reason;
-    if (!options.all) throw HostError(kExitTagFailed, reason);
+    const bool is_asked_for = std::find(options.names.begin(), options.names.end(), entry.name) != options.names.end();
+    if (is_asked_for) throw HostError(kExitTagFailed, reason);
     show_message(reason + "; not watched");
   }
   if (references.empty()) throw HostError(kExitTagFailed, "there is nothing to watch");
+  if (options.raw && references.size() > 1) {
+    throw HostError(kExitUsage, "--raw watches one variable: with more nobody knows whose value a line has");
+  }
   return references;
 }
 
@@ -86,7 +91,7 @@ Watch::Watch(const HostOptions& options, CommandOutput& output)
     charted_row_ = charted_row(references_, host_, options.chart);
     chart_ = std::make_unique<Chart>(references_[charted_row_].text);
   }
-  shown_ = make_watch_output(host_.result_file(), options.json, options.csv, chart_.get());
+  shown_ = make_watch_output(host_.result_file(), form_of(options), chart_.get());
   host_.session().set_line_sink([this](const std::string& line) {
     if (options_.verbosity > 0 && state_.is_new_line(line)) shown_->show_line("driver: " + line);
   });

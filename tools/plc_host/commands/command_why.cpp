@@ -3,7 +3,7 @@
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/messages.h"
-#include "tools/plc_host/result_writer.h"
+#include "tools/plc_host/results/result_writer.h"
 #include "tools/plc_host/why/why_capture.h"
 #include "tools/plc_host/why/why_live.h"
 #include "tools/plc_host/why/why_report.h"

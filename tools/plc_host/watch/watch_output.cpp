@@ -17,7 +17,8 @@
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/messages.h"
-#include "tools/plc_host/result_writer.h"
+#include "tools/plc_host/results/result_json.h"
+#include "tools/plc_host/results/result_writer.h"
 #include "tools/plc_host/watch/watch_screen.h"
 
 namespace plc_host {
@@ -46,6 +47,12 @@ const char* event_word(const RoundOutcome& outcome) {
   return outcome.contact_before == Contact::kSilent ? "back" : "values";
 }
 
+std::string failure_line(const TagResult& result) {
+  const Failure& failure = result.reading.failure();
+  return "plc-host: " + result.name + ": " + failure.reason +
+         (failure.advice.empty() ? "" : ". Try: " + failure.advice);
+}
+
 // A line per change.
 class LineOutput : public WatchOutput {
  public:
@@ -54,12 +61,7 @@ class LineOutput : public WatchOutput {
   void show_round(const WatchState& state, const RoundOutcome& outcome) override {
     for (const size_t row : outcome.changed) std::fputs(line_of(state.rows()[row]).c_str(), file_);
     std::fflush(file_);
-    for (const size_t row : outcome.failed) {
-      const TagResult& latest = state.rows()[row].latest;
-      const Failure& failure = latest.reading.failure();
-      show_line("plc-host: " + latest.name + ": " + failure.reason +
-                (failure.advice.empty() ? "" : ". Try: " + failure.advice));
-    }
+    for (const size_t row : outcome.failed) show_line(failure_line(state.rows()[row].latest));
   }
   void show_line(const std::string& line) override { show_plain_line(line); }
   void end(const WatchState&, const CallFigures& figures) override {
@@ -87,7 +89,7 @@ class LineOutput : public WatchOutput {
 // An object per change and event, and one with the figures at the end.
 class JsonOutput : public WatchOutput {
  public:
-  explicit JsonOutput(FILE* file) : file_(file) {}
+  JsonOutput(FILE* file, WideIntegers wide) : file_(file), wide_(wide) {}
   void begin(const WatchState&) override {}
   void show_round(const WatchState& state, const RoundOutcome& outcome) override {
     if (outcome.contact) {
@@ -97,7 +99,7 @@ class JsonOutput : public WatchOutput {
       if (*outcome.contact == Contact::kNoValues) event["reason"] = outcome.reason;
       write_json_line(file_, event);
     }
-    for (const size_t row : outcome.changed) write_json_line(file_, result_json(state.rows()[row].latest));
+    for (const size_t row : outcome.changed) write_json_line(file_, result_json(state.rows()[row].latest, wide_));
     std::fflush(file_);
   }
   void show_line(const std::string& line) override { show_plain_line(line); }
@@ -112,6 +114,7 @@ class JsonOutput : public WatchOutput {
 
  private:
   FILE* file_;
+  WideIntegers wide_;
 };
 
 // A row per round with a column per element; empty fields where there is no value.
@@ -143,20 +146,34 @@ class CsvOutput : public WatchOutput {
 
  private:
   static std::string fields_of(const WatchRow& row) {
-    const TagEntry& entry = row.latest.reference.tag->entry;
+    const TagReference& reference = row.latest.reference;
     const TagValue* value = row.latest.reading.value();
-    const bool is_text = value_kind(entry) == ValueKind::kText;
-    const size_t columns = is_text ? 1 : chosen_elements(row.latest.reference).size();
-    if (value == nullptr) return std::string(columns, ',');
-    if (is_text) return "," + shown_csv_cell(value->text);
-    if (value_kind(entry) == ValueKind::kRaw) {
-      return "," + shown_csv_cell(row.last_text) + std::string(columns - 1, ',');
-    }
-    std::string fields;
-    for (const uint64_t bits : value->elements) fields += "," + format_element(entry, bits);
-    return fields;
+    if (value != nullptr) return csv_cells(reference, *value);
+    const bool is_text = value_kind(reference.tag->entry) == ValueKind::kText;
+    return std::string(is_text ? 1 : chosen_elements(reference).size(), ',');
   }
 
+  FILE* file_;
+};
+
+// A line per change with the value alone, of a single variable.
+class RawOutput : public WatchOutput {
+ public:
+  explicit RawOutput(FILE* file) : file_(file) {}
+  void begin(const WatchState&) override {}
+  void show_round(const WatchState& state, const RoundOutcome& outcome) override {
+    for (const size_t row : outcome.changed) {
+      const TagResult& latest = state.rows()[row].latest;
+      if (!latest.ok()) continue;
+      std::fputs((plc_base::shown_line(raw_text(latest.reference, *latest.reading.value())) + "\n").c_str(), file_);
+    }
+    std::fflush(file_);
+    for (const size_t row : outcome.failed) show_line(failure_line(state.rows()[row].latest));
+  }
+  void show_line(const std::string& line) override { show_plain_line(line); }
+  void end(const WatchState&, const CallFigures& figures) override { show_line("plc-host: " + summary_text(figures)); }
+
+ private:
   FILE* file_;
 };
 
@@ -193,9 +210,10 @@ class ScreenOutput : public WatchOutput {
 
 }  // namespace
 
-std::unique_ptr<WatchOutput> make_watch_output(const ResultFile& file, bool json, bool csv, const Chart* chart) {
-  if (json) return std::make_unique<JsonOutput>(file.stream());
-  if (csv) return std::make_unique<CsvOutput>(file.stream());
+std::unique_ptr<WatchOutput> make_watch_output(const ResultFile& file, const ResultForm& form, const Chart* chart) {
+  if (form.form == Form::kJson) return std::make_unique<JsonOutput>(file.stream(), form.wide);
+  if (form.form == Form::kCsv) return std::make_unique<CsvOutput>(file.stream());
+  if (form.form == Form::kRaw) return std::make_unique<RawOutput>(file.stream());
   if (isatty(file.descriptor()) == 1) return std::make_unique<ScreenOutput>(file, chart);
   return std::make_unique<LineOutput>(file.stream(), chart);
 }

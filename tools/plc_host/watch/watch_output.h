@@ -9,6 +9,7 @@
 #include "client/driver/driver_session.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/result_file.h"
+#include "tools/plc_host/results/result_form.h"
 #include "tools/plc_host/watch/chart.h"
 #include "tools/plc_host/watch/watch_state.h"
 
@@ -28,7 +29,7 @@ class WatchOutput {
 };
 
 // chart may be null; both must outlive the output.
-std::unique_ptr<WatchOutput> make_watch_output(const ResultFile& file, bool json, bool csv, const Chart* chart);
+std::unique_ptr<WatchOutput> make_watch_output(const ResultFile& file, const ResultForm& form, const Chart* chart);
 
 // The state of a round, for its row of a spreadsheet: the state that all values share, "partial" when only some are
 // there, or else the state of the first variable that was tried.

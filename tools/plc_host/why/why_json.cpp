@@ -3,7 +3,8 @@
 
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
-#include "tools/plc_host/result_writer.h"
+#include "tools/plc_host/results/result_json.h"
+#include "tools/plc_host/results/result_writer.h"
 #include "tools/plc_host/why/why_report.h"
 
 namespace plc_host {
@@ -132,6 +133,10 @@ void write_why_json(FILE* file, const WhyReport& report) {
   object["code"] = report.code ? Json(*report.code) : Json();
   object["printed"] = report.driver_lines;
   object["value"] = read_value_json(report);
+  if (report.by_type) {
+    const std::string unsaid = unsaid_in_json(report.by_type->entry, report.by_type->value, {});
+    if (!unsaid.empty()) object["value_reason"] = unsaid;
+  }
   object["wrong"] = findings_json(report, true);
   object["worth_knowing"] = findings_json(report, false);
   write_json_line(file, object);

@@ -1,4 +1,4 @@
-// Results on standard output: a table by type, or a JSON object per line.
+// Results on standard output, in each of their forms.
 #pragma once
 
 #include <cstddef>
@@ -10,6 +10,7 @@
 
 #include "client/plan/tag_transfer.h"
 #include "tools/plc_host/client_names.h"
+#include "tools/plc_host/results/result_form.h"
 
 namespace plc_host {
 
@@ -17,34 +18,42 @@ namespace plc_host {
 struct Confirmation {
   bool is_acknowledged = false;  // by the controller, for this request: nobody knows with the contract build
   bool is_read_back = false;     // and was the same
+  bool is_only_checked = false;  // nothing was sent
 };
 
 class ResultWriter {
  public:
   // named: what will come, for the widths of the columns.
-  ResultWriter(FILE* file, bool json, const std::vector<TagResult>& named);
+  ResultWriter(FILE* file, ResultForm form, const std::vector<TagResult>& named);
 
   // A line on the file with name, type, state, time and value; what went wrong, and what to try, on standard error or
-  // with JSON in the object. False once nothing more can be written.
+  // with JSON and CSV in the object or row. False once nothing more can be written.
   bool add(const TagResult& result);
 
   // The same of a value that was written.
   bool add_written(const TagResult& result, const Confirmation& confirmation);
 
- private:
-  bool add_line(const TagResult& result, const std::string& state);
+  // What went wrong, and what to try, on standard error.
   void tell_failure(const TagResult& result);
 
+ private:
+  bool add_line(const TagResult& result, const std::string& state);
+  bool add_rows(const TagResult& result, const std::string& state);
+
   FILE* file_;
-  bool json_;
+  ResultForm form_;
+  bool has_heading_ = false;
   size_t name_columns_ = 0;
   size_t type_columns_ = 0;
   std::set<std::string> told_advice_;
 };
 
-// {"name": ..., "id": ..., "type": ..., "state": ..., "time": ..., "value": ...}; without a value "value" is null, and
-// "reason", "try" and "code" (of the driver) say why.
-nlohmann::ordered_json result_json(const TagResult& result);
+// The cells of a row behind a comma each: one for each element, one for a text. Bytes of a type without a width have
+// the first of as many.
+std::string csv_cells(const TagReference& reference, const TagValue& value);
+
+// The value alone, as a line of a form that has nothing else; a text without quotes.
+std::string raw_text(const TagReference& reference, const TagValue& value);
 
 // One line of JSON, as json_text.h says.
 void write_json_line(FILE* file, const nlohmann::ordered_json& object);

@@ -1,7 +1,8 @@
 // Writes results for people and for programs.
-#include "tools/plc_host/result_writer.h"
+#include "tools/plc_host/results/result_writer.h"
 
 #include <algorithm>
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -14,10 +15,12 @@
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/colors.h"
 #include "tools/plc_host/messages.h"
+#include "tools/plc_host/results/result_json.h"
 
 namespace plc_host {
-
 namespace {
+
+using plc_base::shown_csv_cell;
 
 constexpr size_t kStateColumns = 13;  // of "no-connection", the longest word
 constexpr size_t kTimeColumns = 12;
@@ -36,6 +39,7 @@ std::string value_line_text(const TagResult& result) {
 
 // The word for a write that the driver reported as done.
 std::string written_word(const TagResult& result, const Confirmation& confirmation) {
+  if (result.ok() && confirmation.is_only_checked) return "checked";
   if (!result.ok() || !confirmation.is_acknowledged) return quality_word(result.reading.quality());
   return confirmation.is_read_back ? "verified" : "written";
 }
@@ -43,6 +47,7 @@ std::string written_word(const TagResult& result, const Confirmation& confirmati
 // Whether the controller has carried the write out, where that is known.
 std::optional<bool> was_written(const TagResult& result, const Confirmation& confirmation) {
   if (confirmation.is_acknowledged) return true;
+  if (confirmation.is_only_checked) return false;
   if (result.ok() || !result.reading.is_taken()) return result.ok() ? std::nullopt : std::optional<bool>(false);
   const Failure& failure = result.reading.failure();
   const bool is_open = leaves_write_open(failure) || failure.quality == Quality::kDifferent;
@@ -61,9 +66,38 @@ nlohmann::ordered_json known_or_null(const std::optional<bool>& known) {
   return known ? nlohmann::ordered_json(*known) : nlohmann::ordered_json();
 }
 
+// A text, or the bytes of a type without a width.
+std::string text_of(const TagEntry& entry, const TagValue& value) {
+  return value_kind(entry) == ValueKind::kRaw ? hexadecimal_bytes(value.text) : value.text;
+}
+
+// What the rows of a value are called: a row for each element of an array, whose place is not known of one that was
+// read by its number.
+std::vector<std::string> row_names(const TagResult& result, const TagValue& value) {
+  const TagReference& reference = result.reference;
+  if (reference.extents.empty() || value.elements.empty()) return {result.name};
+  std::vector<std::string> names;
+  if (reference.chosen.empty()) {
+    for (size_t i = 0; i < value.elements.size(); ++i) names.push_back(result.name + " element " + std::to_string(i));
+    return names;
+  }
+  for (const Subscripts& element : chosen_elements(reference)) {
+    names.push_back(reference.tag->qualified_name + subscript_text(element));
+  }
+  return names;
+}
+
+// A number as a spreadsheet takes it. Not a number and infinities are words, and one of them has a sign.
+std::string number_cell(const TagEntry& entry, uint64_t bits) {
+  const std::string text = format_element(entry, bits);
+  const bool is_word = value_kind(entry) == ValueKind::kReal && !std::isfinite(element_number(entry, bits));
+  return is_word ? shown_csv_cell(text) : text;
+}
+
 }  // namespace
 
-ResultWriter::ResultWriter(FILE* file, bool json, const std::vector<TagResult>& named) : file_(file), json_(json) {
+ResultWriter::ResultWriter(FILE* file, ResultForm form, const std::vector<TagResult>& named)
+    : file_(file), form_(form) {
   for (const TagResult& entry : named) {
     name_columns_ = std::max(name_columns_, display_width(plc_base::shown_first(entry.name)));
     type_columns_ = std::max(type_columns_, type_text(entry).size());
@@ -71,15 +105,30 @@ ResultWriter::ResultWriter(FILE* file, bool json, const std::vector<TagResult>& 
 }
 
 bool ResultWriter::add(const TagResult& result) {
-  if (!json_) return add_line(result, quality_word(result.reading.quality()));
-  write_json_line(file_, result_json(result));
+  const std::string state = quality_word(result.reading.quality());
+  switch (form_.form) {
+    case Form::kText:
+      return add_line(result, state);
+    case Form::kCsv:
+      return add_rows(result, state);
+    case Form::kJson:
+      write_json_line(file_, result_json(result, form_.wide));
+      break;
+    case Form::kRaw:
+      if (!result.ok()) {
+        tell_failure(result);
+        break;
+      }
+      std::fputs((plc_base::shown_line(raw_text(result.reference, *result.reading.value())) + "\n").c_str(), file_);
+  }
   return std::fflush(file_) == 0;
 }
 
 bool ResultWriter::add_written(const TagResult& result, const Confirmation& confirmation) {
   const std::string state = written_word(result, confirmation);
-  if (!json_) return add_line(result, state);
-  nlohmann::ordered_json object = result_json(result);
+  if (form_.form == Form::kCsv) return add_rows(result, state);
+  if (form_.form != Form::kJson) return add_line(result, state);
+  nlohmann::ordered_json object = result_json(result, form_.wide);
   object["state"] = state;
   object["written"] = known_or_null(was_written(result, confirmation));
   object["verified"] = known_or_null(was_verified(result, confirmation));
@@ -107,27 +156,45 @@ void ResultWriter::tell_failure(const TagResult& result) {
   show_error(result.name + ": " + failure.reason + (is_new ? ". Try: " + failure.advice : ""));
 }
 
-nlohmann::ordered_json result_json(const TagResult& result) {
-  nlohmann::ordered_json object;
-  object["name"] = result.name;
-  const Tag* tag = result.reference.tag;
-  if (tag != nullptr) {
-    object["id"] = *tag->register_id;
-    object["type"] = declared_type(tag->entry);
-  }
-  object["state"] = quality_word(result.reading.quality());
-  object["time"] = utc_time_text(result.reading.time());
+// A row for each element. What has no value has one row.
+bool ResultWriter::add_rows(const TagResult& result, const std::string& state) {
+  if (!has_heading_) std::fputs("name,type,state,time,value,reason\n", file_);
+  has_heading_ = true;
+  const std::string state_and_time = "," + state + "," + utc_time_text(result.reading.time()) + ",";
   const TagValue* value = result.reading.value();
-  if (tag != nullptr && value != nullptr) {
-    object["value"] = value_json(tag->entry, *value, result.reference.extents);
-    return object;
+  if (value == nullptr) {
+    const std::string type = result.is_found() ? shown_csv_cell(type_text(result)) : "";
+    const std::string line = shown_csv_cell(result.name) + "," + type + state_and_time + "," +
+                             shown_csv_cell(result.reading.failure().reason) + "\n";
+    std::fputs(line.c_str(), file_);
+    return std::fflush(file_) == 0;
   }
-  const Failure& failure = result.reading.failure();
-  object["value"] = nullptr;
-  object["reason"] = failure.reason;
-  if (!failure.advice.empty()) object["try"] = failure.advice;
-  if (failure.code != PLC_OK) object["code"] = failure.code;
-  return object;
+  const TagEntry& entry = result.reference.tag->entry;
+  const std::vector<std::string> names = row_names(result, *value);
+  const bool is_list = names.size() > 1 || !result.reference.extents.empty();
+  const std::string type = shown_csv_cell(is_list ? type_name(entry.type_code) : type_text(result));
+  for (size_t i = 0; i < names.size(); ++i) {
+    const std::string cell =
+        value->elements.empty() ? shown_csv_cell(text_of(entry, *value)) : number_cell(entry, value->elements.at(i));
+    std::fputs((shown_csv_cell(names[i]) + "," + type + state_and_time + cell + ",\n").c_str(), file_);
+  }
+  return std::fflush(file_) == 0;
+}
+
+std::string csv_cells(const TagReference& reference, const TagValue& value) {
+  const TagEntry& entry = reference.tag->entry;
+  if (value_kind(entry) == ValueKind::kText) return "," + shown_csv_cell(value.text);
+  if (value_kind(entry) == ValueKind::kRaw) {
+    return "," + shown_csv_cell(text_of(entry, value)) + std::string(chosen_elements(reference).size() - 1, ',');
+  }
+  std::string cells;
+  for (const uint64_t bits : value.elements) cells += "," + number_cell(entry, bits);
+  return cells;
+}
+
+std::string raw_text(const TagReference& reference, const TagValue& value) {
+  const TagEntry& entry = reference.tag->entry;
+  return value.elements.empty() ? text_of(entry, value) : format_value(entry, value, reference.extents);
 }
 
 void write_json_line(FILE* file, const nlohmann::ordered_json& object) {

@@ -1,0 +1,185 @@
+// Tests of plc-host as a program, about the forms of its results, and of what is shown whole or not at all.
+#include "tests/tools/plc_host/program_fixture.h"
+
+namespace {
+
+using namespace plc_host_test;
+
+class FormsTest : public ProgramTest {
+ protected:
+  // With the time of day, which is another each time, left out.
+  static std::string without_times(const std::string& text) {
+    std::string kept;
+    for (size_t at = 0; at < text.size();) {
+      const bool is_time = text.compare(at, 2, "20") == 0 && text.size() > at + 23 && text[at + 23] == 'Z';
+      kept += is_time ? "T" : std::string(1, text[at]);
+      at += is_time ? 24 : 1;
+    }
+    return kept;
+  }
+
+  // Variables with values that no other form of a number has.
+  Outcome read_set(const std::vector<std::string>& words, const std::vector<std::string>& sets) {
+    auto simulator = start_simulator();
+    std::vector<std::string> write = {"write", "--address", "127.0.0.1",        "--port",
+                                      port_,   "--tags",    path("machine.csv")};
+    write.insert(write.end(), sets.begin(), sets.end());
+    EXPECT_EQ(run(write).code, 0);
+    std::vector<std::string> read = {"read", "--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv")};
+    read.insert(read.end(), words.begin(), words.end());
+    return run(read);
+  }
+};
+
+TEST_F(FormsTest, Csv_HasARowForEachElementAndDefusesTexts) {
+  const Outcome outcome = read_set({"--format", "csv", "Speed", "Table[0..1]", "Text", "Temp", "Nope", "Mask"},
+                                   {"Speed=-5", "Table[0..1]=[1, -2]", "Text==1+1, \"x\"", "Temp=-inf", "Mask=255"});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(without_times(outcome.out),
+            "name,type,state,time,value,reason\n"
+            "Speed,INT,good,T,-5,\n"
+            "Table[0],INT,good,T,1,\n"
+            "Table[1],INT,good,T,-2,\n"
+            "Text,STRING(20),good,T,\"'=1+1, \"\"x\"\"\",\n"
+            "Temp,REAL,good,T,'-inf,\n"
+            "Nope,,impossible,T,," +
+                path("machine.csv") +
+                " has no variable of this name\n"
+                "Mask,WORD,good,T,0x00FF,\n");
+}
+
+TEST_F(FormsTest, CsvOfANumberedRead_NamesPlaces) {
+  const Outcome outcome = run_on_simulator({"read", "--id", "8", "--offset", "2", "--count", "2", "--csv"});
+  EXPECT_EQ(without_times(outcome.out),
+            "name,type,state,time,value,reason\n"
+            "Table #8 element 0,INT,good,T,0,\n"
+            "Table #8 element 1,INT,good,T,0,\n");
+}
+
+TEST_F(FormsTest, Json_HasNullAndAReasonForWhatItCannotSay) {
+  const Outcome outcome =
+      read_set({"--json", "Temp", "Cube[0,0,0..3]", "Text", "Exact"},
+               {"Temp=nan", "Cube[0,0,0..3]=[1.5, inf, nan, nan]", R"(Text="a\xFF")", "Exact=-inf"});
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_EQ(without_times(outcome.out),
+            R"({"name":"Temp","id":4,"type":"REAL","state":"good","time":"T","value":null,"reason":"not a number"})"
+            "\n"
+            R"({"name":"Cube[0,0,0..3]","id":10,"type":"REAL[0..1,0..2,0..3]","state":"good","time":"T",)"
+            R"("value":[1.5,null,null,null],"reason":"infinity: [0,0,1]; not a number: [0,0,2], [0,0,3]"})"
+            "\n"
+            R"x({"name":"Text","id":7,"type":"STRING(20)","state":"good","time":"T","value":null,)x"
+            R"("reason":"the text is no UTF-8","bytes":"61 FF"})"
+            "\n"
+            R"({"name":"Exact","id":5,"type":"LREAL","state":"good","time":"T","value":null,"reason":"minus infinity"})"
+            "\n");
+}
+
+TEST_F(FormsTest, WideIntegers_AreTextsInJsonWhereAskedFor) {
+  const std::vector<std::string> sets = {"Big=-9223372036854775808", "Longs[0]=9007199254740993"};
+  EXPECT_THAT(read_set({"--json", "Big"}, sets).out, EndsWith("\"value\":-9223372036854775808}\n"));
+  EXPECT_THAT(read_set({"--json", "--int64-text", "Big"}, sets).out, EndsWith("\"value\":\"-9223372036854775808\"}\n"));
+  EXPECT_THAT(read_set({"--format", "json", "--int64-text", "Longs[0..1]"}, sets).out,
+              EndsWith("\"value\":[\"9007199254740993\",\"0\"]}\n"));
+  EXPECT_THAT(run_on_simulator({"watch", "Big", "--json", "--int64-text", "--rounds", "1"}).out,
+              HasSubstr("\"value\":\"0\"}\n"));
+}
+
+TEST_F(FormsTest, Raw_IsTheValueAlone) {
+  const Outcome outcome = read_set({"--raw", "Speed", "Text", "Table[0..1]", "Mask", "Ready"},
+                                   {"Speed=-5", R"(Text="pump \"3\"\n")", "Ready=on"});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_EQ(outcome.out, "-5\npump \"3\"\\n\n[0, 0]\n0x0000\ntrue\n");
+  EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(FormsTest, RawWithoutOneOfTheValues_ShowsNone) {
+  const Outcome outcome = run_on_simulator({"read", "--raw", "Speed", "Nope", "Total"});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: Nope: " + path("machine.csv") + " has no variable of this name\n"));
+  EXPECT_THAT(outcome.err, EndsWith("plc-host: no value is shown: 1 of 3 variables has none\n"));
+  const Outcome batch = run_on_simulator({"batch", "--raw", "Speed", "Nope", "Total"});
+  EXPECT_EQ(batch.code, 1);
+  EXPECT_EQ(batch.out, "");
+}
+
+TEST_F(FormsTest, RawOfASilentController_IsEmptyAndEndsWithItsCode) {
+  const Outcome outcome =
+      run({"read", "--raw", "Speed", "--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv")});
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_EQ(outcome.out, "");
+}
+
+TEST_F(FormsTest, RawWatch_TakesOneVariable) {
+  EXPECT_EQ(run_on_simulator({"watch", "--raw", "Speed", "--rounds", "2", "--interval", "1"}).out, "0\n");
+  const Outcome two = run_on_simulator({"watch", "--raw", "Speed", "Total", "--rounds", "1"});
+  EXPECT_EQ(two.code, 2);
+  EXPECT_EQ(two.err, "plc-host: --raw watches one variable: with more nobody knows whose value a line has\n");
+}
+
+TEST_F(FormsTest, Strict_ShowsEveryValueOrNone) {
+  EXPECT_EQ(count_of(run_on_simulator({"read", "--strict", "Speed", "Total", "--json"}).out, "\n"), 2U);
+  for (const char* form : {"text", "json", "csv"}) {
+    const Outcome outcome =
+        run_on_simulator({"read", "--strict", "Speed", "Total", "--format", form}, {"--fault=refuse on=read after=1"});
+    EXPECT_EQ(outcome.code, 1) << form;
+    EXPECT_EQ(outcome.out, "") << form;
+    EXPECT_THAT(outcome.err, HasSubstr("plc-host: Total: "));
+    EXPECT_THAT(outcome.err, EndsWith("plc-host: no value is shown: 1 of 2 variables has none that is good\n"));
+  }
+}
+
+TEST_F(FormsTest, StrictWithTheContractBuild_TakesNoValue) {
+  library_ = PLC_HOST_LIBRARY;
+  const Outcome outcome = run_on_simulator({"read", "--strict", "Speed", "--quiet"});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err,
+            "plc-host: --strict: the contract build takes any reply for the right one. Try: --driver guarded\n"
+            "plc-host: no value is shown: 1 of 1 variable has none that is good\n");
+}
+
+TEST_F(FormsTest, DryRun_ShowsValuesAsTheyWouldGoAndNeedsNoController) {
+  const Outcome outcome = run({"write", "--dry-run", "--tags", path("machine.csv"), "--csv", "Speed=0xFFFB",
+                               "Table[0..1]=[1, 0b10]", "Text=x"});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_EQ(without_times(outcome.out),
+            "name,type,state,time,value,reason\n"
+            "Speed,INT,checked,T,-5,\n"
+            "Table[0],INT,checked,T,1,\n"
+            "Table[1],INT,checked,T,2,\n"
+            "Text,STRING(20),checked,T,x,\n");
+  EXPECT_EQ(outcome.err, "plc-host: 3 variables checked, nothing was sent\n");
+  const Outcome refused = run({"write", "--dry-run", "--tags", path("machine.csv"), "Speed=70000", "Total=1"});
+  EXPECT_EQ(refused.code, 1);
+  EXPECT_EQ(refused.err,
+            "plc-host: Speed: '70000' is no INT value: outside -32768 to 32767\n"
+            "plc-host: nothing was written\n");
+}
+
+TEST_F(FormsTest, DryRunOfARunningController_WritesNothing) {
+  auto simulator = start_simulator();
+  const std::vector<std::string> target = {"--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv")};
+  std::vector<std::string> dry = {"write", "--dry-run", "--json", "Speed=7"};
+  dry.insert(dry.end(), target.begin(), target.end());
+  EXPECT_EQ(without_times(run(dry).out),
+            R"({"name":"Speed","id":1,"type":"INT","state":"checked","time":"T","value":7,"written":false,)"
+            R"("verified":false})"
+            "\n");
+  std::vector<std::string> read = {"read", "--raw", "Speed"};
+  read.insert(read.end(), target.begin(), target.end());
+  EXPECT_EQ(run(read).out, "0\n");
+}
+
+TEST_F(FormsTest, TwoForms_AreAFaultOfTheCommandLine) {
+  const std::string which = "plc-host: which form? Give one of --json, --csv, --raw and --format\n";
+  EXPECT_EQ(run_on_simulator({"read", "Speed", "--format", "csv", "--json"}).err, which);
+  EXPECT_EQ(run_on_simulator({"watch", "Speed", "--csv", "--raw"}).err, which);
+  const Outcome wrong = run_on_simulator({"read", "Speed", "--format", "jsn"});
+  EXPECT_EQ(wrong.code, 2);
+  EXPECT_THAT(wrong.err, StartsWith("plc-host: --format jsn: give text, json (an object a line) or csv, did you mean "
+                                    "json?"));
+  EXPECT_EQ(run_on_simulator({"read", "Speed", "--int64-text"}).err, "plc-host: --int64-text goes with --json\n");
+}
+
+}  // namespace

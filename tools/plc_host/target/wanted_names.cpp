@@ -1,0 +1,184 @@
+// Reads names, and finds those that fit a pattern.
+#include "tools/plc_host/target/wanted_names.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <set>
+
+#include "base/files.h"
+#include "base/near_names.h"
+#include "base/text.h"
+#include "client/driver/failure.h"
+#include "client/tags/name_pattern.h"
+#include "client/tags/tag_reference.h"
+#include "tools/plc_host/exit_codes.h"
+
+namespace plc_host {
+namespace {
+
+constexpr size_t kMostNameBytes = size_t{64} << 20U;  // far more than all names of a controller
+constexpr char kWildcards[] = "*?[";
+constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
+
+[[noreturn]] void refuse(const std::string& file, const std::string& reason) {
+  throw HostError(kExitUsage, "--names-from " + file + ": " + reason);
+}
+
+std::string standard_input() {
+  std::string text;
+  char piece[65536];
+  for (;;) {
+    const ssize_t got = read(STDIN_FILENO, piece, sizeof piece);
+    if (got == 0) return text;
+    if (got < 0) refuse("-", std::string("standard input cannot be read: ") + std::strerror(errno));
+    text.append(piece, static_cast<size_t>(got));
+    if (text.size() > kMostNameBytes) refuse("-", "it has more than " + std::to_string(kMostNameBytes) + " bytes");
+  }
+}
+
+std::string names_text(const std::string& file) {
+  if (file == "-") return standard_input();
+  plc_base::FileText read = plc_base::read_file(file, kMostNameBytes);
+  if (!read.problem.empty()) throw HostError(kExitUsage, "--names-from: " + read.problem);
+  return std::move(read.text);
+}
+
+std::string_view without_blanks(std::string_view text) {
+  const size_t first = text.find_first_not_of(" \t");
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+// The pattern cut at its dots.
+std::vector<std::string> parts_of(std::string_view text) {
+  std::vector<std::string> parts;
+  for (size_t start = 0; start <= text.size();) {
+    const size_t dot = std::min(text.find('.', start), text.size());
+    parts.emplace_back(text.substr(start, dot - start));
+    start = dot + 1;
+  }
+  return parts;
+}
+
+// The pattern with a part corrected that the names spell otherwise; "" where that helps nothing.
+std::string corrected_pattern(const TagList& tags, std::string_view pattern) {
+  std::vector<std::string> parts = parts_of(pattern);
+  std::set<std::string> known;
+  for (const Tag& tag : tags.tags) {
+    for (const std::string& part : parts_of(tag.qualified_name)) known.insert(part);
+  }
+  const std::vector<std::string> names(known.begin(), known.end());
+  for (std::string& part : parts) {
+    if (part.find_first_of(kWildcards) != std::string::npos || known.count(part) > 0) continue;
+    const std::vector<std::string> near = plc_base::near_names(part, names);
+    if (near.empty()) return {};
+    part = near.front();
+  }
+  std::string corrected;
+  for (const std::string& part : parts) corrected += (corrected.empty() ? "" : ".") + part;
+  return positions_fitting(tags, corrected).empty() ? "" : corrected;
+}
+
+// Brackets of the name that a pattern takes for a set of characters.
+std::string with_plain_brackets(std::string_view pattern) {
+  std::string text;
+  for (const char byte : pattern) text += byte == '[' ? std::string("[[]") : std::string(1, byte);
+  return text;
+}
+
+// Or would be one with other subscripts.
+bool is_variable(const TagList& tags, const std::string& text) {
+  try {
+    find_reference(tags, text);
+  } catch (const NoSuchName&) {
+    return false;
+  } catch (const ReferenceError&) {
+    // What is wrong with it is said where it is looked up.
+  }
+  return true;
+}
+
+TagResult impossible_result(const std::string& name, const std::string& reason) {
+  TagResult entry;
+  entry.name = name;
+  entry.reading = {impossible(reason), std::chrono::system_clock::now()};
+  return entry;
+}
+
+TagResult whole_or_impossible(const Tag& tag) {
+  try {
+    return unread(whole_tag(tag));
+  } catch (const ReferenceError& error) {
+    return impossible_result(tag.qualified_name, error.what());
+  }
+}
+
+std::set<std::string> names_of(const std::vector<TagResult>& named) {
+  std::set<std::string> names;
+  for (const TagResult& entry : named) names.insert(entry.name);
+  return names;
+}
+
+}  // namespace
+
+std::vector<std::string> names_in(const std::string& file, bool are_assignments) {
+  const std::string text = names_text(file);
+  if (text.find('\0') != std::string::npos)
+    refuse(file, "it is no text of names: save it as UTF-8, a name in each line");
+  std::string_view rest = text;
+  if (rest.substr(0, 3) == kByteOrderMark) rest.remove_prefix(3);
+  std::vector<std::string> names;
+  while (!rest.empty()) {
+    const size_t end = std::min(rest.find('\n'), rest.size());
+    std::string_view line = rest.substr(0, end);
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    if (without_blanks(line).empty()) continue;
+    names.emplace_back(are_assignments ? line : without_blanks(line));
+  }
+  if (names.empty()) refuse(file, "it has no names");
+  return names;
+}
+
+bool is_pattern(std::string_view text) {
+  if (text.find_first_of("*?") != std::string_view::npos) return true;
+  const size_t open = text.find('[');
+  const size_t close = text.find(']', open == std::string_view::npos ? open : open + 2);
+  if (open == std::string_view::npos || close == std::string_view::npos) return false;
+  return text.substr(open + 1, close - open - 1).find_first_not_of("0123456789,.- ") != std::string_view::npos;
+}
+
+std::vector<size_t> positions_fitting(const TagList& tags, std::string_view pattern) {
+  std::vector<size_t> positions;
+  for (size_t i = 0; i < tags.tags.size(); ++i) {
+    if (fits_pattern(pattern, tags.tags[i].qualified_name)) positions.push_back(i);
+  }
+  return positions;
+}
+
+std::string why_none_fits(const TagList& tags, const std::string& file, const std::string& pattern) {
+  const std::string reason = file + " has no variable that fits this pattern";
+  const std::string plain = with_plain_brackets(pattern);
+  if (plain != pattern && !positions_fitting(tags, plain).empty()) {
+    return reason + ": a bracket begins a set of characters; did you mean " + plc_base::quoted(plain) + "?";
+  }
+  const std::string corrected = corrected_pattern(tags, pattern);
+  return reason + (corrected.empty() ? "" : "; did you mean " + plc_base::quoted(corrected) + "?");
+}
+
+bool add_fitting(const TagList& tags, const std::string& file, const std::string& text, std::vector<TagResult>& named) {
+  if (!is_pattern(text) || is_variable(tags, text)) return false;
+  const std::vector<size_t> fitting = positions_fitting(tags, text);
+  const std::set<std::string> before = names_of(named);
+  for (const size_t position : fitting) {
+    const Tag& tag = tags.tags[position];
+    if (before.count(tag.qualified_name) == 0) named.push_back(whole_or_impossible(tag));
+  }
+  if (fitting.empty()) named.push_back(impossible_result(text, why_none_fits(tags, file, text)));
+  return true;
+}
+
+}  // namespace plc_host
