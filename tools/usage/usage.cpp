@@ -90,10 +90,13 @@ std::vector<std::string> owners_of(const CLI::App& app, const std::string& optio
 std::string unknown_option(const CLI::App& app, const CLI::App& part, const std::string& name) {
   const std::string meant = plc_base::did_you_mean(name, option_names(part));
   if (!meant.empty()) return "unknown option " + name + ", " + meant;
+  const std::string bare = name.substr(std::min(name.find_first_not_of('-'), name.size()));
+  if (&part == &app && command_of(app, {bare}) != nullptr) return bare + " is a command: write it without dashes";
   const std::vector<std::string> owners = owners_of(app, name);
   if (&part == &app && !owners.empty()) return name + " stands behind the command: " + owners.front() + " " + name;
-  if (!owners.empty())
+  if (!owners.empty()) {
     return part.get_name() + " has no " + name + ", which is for " + plc_base::joined_with_or(owners);
+  }
   return "unknown option " + name;
 }
 
@@ -122,6 +125,10 @@ class WordReader {
  private:
   std::string long_problem(const std::string& word) {
     const std::string name = word.substr(0, word.find('='));
+    const std::string first = name.substr(0, name.find(' '));
+    if (first.size() < name.size() && part_.get_option_no_throw(first) != nullptr) {
+      return plc_base::quoted(word) + " is one word: write " + first + " and its value apart";
+    }
     return option_problem(name, name.size() < word.size());
   }
 
@@ -129,11 +136,19 @@ class WordReader {
     for (size_t i = 1; i < word.size(); ++i) {
       const std::string name = std::string("-") + word[i];
       const CLI::Option* option = part_.get_option_no_throw(name);
-      if (option == nullptr)
-        return i == 1 && word.size() > 2 ? unknown_option(app_, part_, word) : unknown_option(app_, part_, name);
+      if (option == nullptr) return unknown_short(word, name);
       if (takes_value(*option)) return option_problem(name, i + 1 < word.size());
     }
     return {};
+  }
+
+  // "-help" is a long one with too few dashes.
+  std::string unknown_short(const std::string& word, const std::string& name) {
+    const bool is_named = part_.get_option_no_throw("-" + word) != nullptr;
+    const std::string meant =
+        is_named ? "did you mean -" + word + "?" : plc_base::did_you_mean("-" + word, option_names(part_));
+    if (word.size() > 2 && !meant.empty()) return "unknown option " + word + ", " + meant;
+    return unknown_option(app_, part_, name);
   }
 
   std::string option_problem(const std::string& name, bool has_value) {
@@ -191,8 +206,9 @@ std::string parse_problem(const CLI::ParseError& error) {
   constexpr std::string_view kExtras = "The following arguments were not expected: ";
   const std::string said = error.what();
   for (const std::string_view start : {kExtra, kExtras}) {
-    if (said.compare(0, start.size(), start) == 0)
+    if (said.compare(0, start.size(), start) == 0) {
       return "nothing is known to do with " + plc_base::quoted(said.substr(start.size()));
+    }
   }
   constexpr std::string_view kExcludes = " excludes ";
   const size_t excludes = said.find(kExcludes);

@@ -109,6 +109,18 @@ TEST_F(SettingsTest, ValueOfTheEnvironment_IsToldToBeWrong) {
   EXPECT_EQ(shown("driver"), PLC_HOST_LIBRARY " from PLC_HOST_DRIVER");
 }
 
+TEST_F(SettingsTest, VariableThatIsMisspelt_IsTold) {
+  setenv("PLC_HOST_ADRESS", "x", 1);
+  setenv("PLC_HOST_PROGRAM", "x", 1);
+  const Outcome outcome = type("info");
+  unsetenv("PLC_HOST_ADRESS");
+  unsetenv("PLC_HOST_PROGRAM");
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_EQ(outcome.err,
+            "plc-host: the variable PLC_HOST_ADRESS of the environment is no setting; did you mean "
+            "PLC_HOST_ADDRESS?\n");
+}
+
 // Whoever may write it would say which controller is asked.
 TEST_F(SettingsTest, FileOfSomebodyElse_IsNotUsed) {
   write_file("plc-host.toml", "port = 1\n");

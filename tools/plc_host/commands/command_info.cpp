@@ -21,7 +21,7 @@ struct DriverFacts {
 };
 
 std::string file_without_links(const std::string& choice) {
-  const std::string found = find_driver_file(choice);
+  std::string found = find_driver_file(choice);
   char* resolved = realpath(found.c_str(), nullptr);
   if (resolved == nullptr) return found;
   std::string file = resolved;

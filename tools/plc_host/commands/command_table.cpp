@@ -238,6 +238,10 @@ void check_target(const HostOptions& options) {
   }
 }
 
+void check_name(std::string_view name) {
+  if (name.empty()) throw HostError(kExitUsage, "a name is empty: give the one of a variable");
+}
+
 // What is only checked needs no controller where the tag file is known without one.
 void check_write(const HostOptions& options) {
   check_form(options);
@@ -248,8 +252,9 @@ void check_write(const HostOptions& options) {
     std::string_view value;
     try {
       split_assignment(assignment, name, value);
+      check_name(name);
     } catch (const ReferenceError&) {
-      throw HostError(kExitUsage, assignment + " gives no value: write it as " + assignment + "=VALUE");
+      throw HostError(kExitUsage, assignment + " gives no value: write it as " + assignment + "=VALUE, in one word");
     }
   }
 }
@@ -258,6 +263,7 @@ void check_names(const HostOptions& options) {
   check_form(options);
   check_target(options);
   if (options.names.empty() && !options.all) throw HostError(kExitUsage, "which variables? Give names or --all");
+  for (const std::string& name : options.names) check_name(name);
 }
 
 void check_read(const HostOptions& options) {

@@ -4,9 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <cstdlib>
-#include <optional>
+#include <cstring>
+#include <string_view>
 
 #include "base/files.h"
 #include "base/near_names.h"
@@ -66,8 +67,9 @@ class SettingsFile {
     const plc_base::FileText text = plc_base::read_file(path_, kMostFileBytes);
     if (!text.problem.empty()) throw HostError(kExitUsage, text.problem);
     const plc_toml::TomlText toml = plc_toml::parse_toml(text.text, findings_);
-    for (const auto& [key, node] : toml.table)
+    for (const auto& [key, node] : toml.table) {
       take(std::string(key.str()), node, plc_toml::place_of(key.source()), rank);
+    }
     refuse_findings();
     return settings_;
   }
@@ -98,7 +100,7 @@ class SettingsFile {
       findings_.error(place, std::string(rule.name) + " is " + plc_toml::form_of(node) + ": give " + wanted);
       return {};
     }
-    const std::string value = is_number(rule) ? std::to_string(**node.as_integer()) : **node.as_string();
+    std::string value = is_number(rule) ? std::to_string(**node.as_integer()) : **node.as_string();
     const std::string demand = demand_on(rule, value);
     if (!demand.empty()) {
       findings_.error(place, std::string(rule.name) + " is " + plc_toml::form_of(node) + ": give " + demand);
@@ -144,7 +146,25 @@ Settings settings_in(const std::string& path, int rank) {
   return {};
 }
 
+// A misspelt variable would be missed in silence.
+void tell_near_variables() {
+  constexpr std::string_view kStart = "PLC_HOST_";
+  std::vector<std::string> known;
+  for (const SettingRule& rule : setting_rules()) known.emplace_back(rule.variable + kStart.size());
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    const std::string_view name(*entry, std::strcspn(*entry, "="));
+    if (name.substr(0, kStart.size()) != kStart) continue;
+    const std::string bare(name.substr(kStart.size()));
+    if (std::find(known.begin(), known.end(), bare) != known.end()) continue;
+    const std::vector<std::string> near = plc_base::near_names(bare, known);
+    if (near.empty()) continue;
+    show_message("the variable " + std::string(name) + " of the environment is no setting; did you mean " +
+                 std::string(kStart) + near.front() + "?");
+  }
+}
+
 Settings settings_of_environment() {
+  tell_near_variables();
   Settings settings;
   for (const SettingRule& rule : setting_rules()) {
     const char* value = std::getenv(rule.variable);

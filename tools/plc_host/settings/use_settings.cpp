@@ -47,8 +47,9 @@ void check_driver(const Setting& driver) {
 void refuse_typed(const HostOptions& options, const char* beside, const std::vector<const char*>& names) {
   for (const char* name : names) {
     const std::string typed = std::string("--") + name;
-    if (options.settings.at(name).is_typed())
+    if (options.settings.at(name).is_typed()) {
       throw HostError(kExitUsage, typed + " and " + beside + " exclude each other");
+    }
   }
 }
 

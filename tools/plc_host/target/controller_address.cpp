@@ -25,6 +25,9 @@ plc_base::HostPort split_controller_address(const std::string& text, const std::
     throw HostError(kExitUsage, said + "the driver has no IPv6: " + kForms);
   }
   if (!parts) throw HostError(kExitUsage, said + "this is no address: " + kForms);
+  if (text.find("://") != std::string::npos) {
+    throw HostError(kExitUsage, said + "leave " + text.substr(0, text.find("://") + 3) + " away");
+  }
   if (parts->is_bad_port || parts->at.port == 0) {
     throw HostError(kExitUsage, said + "behind the colon stands the port: give a number from 1 to 65535");
   }
