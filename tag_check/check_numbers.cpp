@@ -145,6 +145,13 @@ void check_empty_ids(const SourceFile& file, bool is_safe, bool has_blocks, Find
   }
 }
 
+LineKind kind_of(const FileForm& form, const SourceLine& line, uint32_t leading) {
+  if (form.is_left(line.number)) return LineKind::kUnknown;
+  if (is_of_separators(line.text)) return LineKind::kEmpty;
+  const bool may_be_heading = !line.indexed && leading < kMostLeading && line.record == leading;
+  return may_be_heading && is_heading(line) ? LineKind::kHeading : LineKind::kRecord;
+}
+
 }  // namespace
 
 void mark_kinds(const FileForm& form, SourceFile* file) {
@@ -154,16 +161,9 @@ void mark_kinds(const FileForm& form, SourceFile* file) {
     while (dropped != file->dropped.end() && dropped->offset + dropped->length < line.offset) ++dropped;
     const bool is_rest = dropped != file->dropped.end() && dropped->reason == DroppedPiece::Reason::kTooLong &&
                          dropped->offset + dropped->length == line.offset;
-    if (form.is_left(line.number)) {
-      line.kind = LineKind::kUnknown;
-    } else if (is_rest) {
-      line.kind = LineKind::kRest;
-    } else if (is_of_separators(line.text)) {
-      line.kind = LineKind::kEmpty;
-    } else if (!line.indexed && leading < kMostLeading && line.record == leading && is_heading(line)) {
-      line.kind = LineKind::kHeading;
-    }
-    if (line.kind == LineKind::kEmpty || line.kind == LineKind::kHeading) leading += line.record == leading ? 1 : 0;
+    line.kind = is_rest ? LineKind::kRest : kind_of(form, line, leading);
+    const bool is_none = line.kind == LineKind::kEmpty || line.kind == LineKind::kHeading;
+    leading += is_none && line.record == leading ? 1 : 0;
   }
 }
 

@@ -54,11 +54,13 @@ bool is_empty(std::string_view line) { return line.find_first_not_of(" \t,;|\"")
 // "sep=;" tells spreadsheets the separator.
 bool is_separator_line(std::string_view line) { return line.size() <= 5 && line.substr(0, 4) == "sep="; }
 
+bool says_nothing(std::string_view line) { return is_empty(line) || is_separator_line(line); }
+
 // The separator of most lines.
 char separator_of_all(const std::vector<ListLine>& lines) {
   std::map<char, size_t> votes;
   for (const ListLine& line : lines) {
-    if (!is_empty(line.text) && !is_separator_line(line.text)) ++votes[separator_of(line.text)];
+    if (!says_nothing(line.text)) ++votes[separator_of(line.text)];
   }
   const auto most =
       std::max_element(votes.begin(), votes.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
@@ -130,41 +132,50 @@ void take_strange_heading(NewTagList* list) {
   list->tags.erase(list->tags.begin());
 }
 
-}  // namespace
-
-NewTagList read_tag_list(std::string_view text) {
+NewTagList list_of(const std::vector<ListLine>& lines) {
   constexpr size_t kTagFileColumns = 8;
   NewTagList list;
-  const DecodedText decoded = decode_text(text);
-  if (!decoded.is_whole) {
-    list.findings.push_back({"T007", 1, 1, "the list is UTF-16, and its characters are not whole", {}});
-    return list;
-  }
-  const std::vector<ListLine> lines = lines_of(decoded.text());
   const char separator = separator_of_all(lines);
   Columns columns = {0, 1, 2, 3, 4, 5};
   bool has_heading = false;
   for (const ListLine& line : lines) {
-    if (is_empty(line.text) || is_separator_line(line.text)) continue;
+    if (says_nothing(line.text)) continue;
     CsvLine csv = split_csv(line.text, separator);
-    const auto heading = has_heading || !list.tags.empty() ? std::nullopt : heading_of(csv);
     if (csv.is_broken) {
       list.findings.push_back({"T009", line.number, 1, "a quote has no end, or text stands behind it", {}});
-    } else if (heading) {
+      continue;
+    }
+    const auto heading = list.tags.empty() ? heading_of(csv) : std::nullopt;
+    if (heading && !has_heading) {
       columns = *heading;
       has_heading = true;
-    } else if (!has_heading && csv.fields.size() >= kTagFileColumns) {
+      continue;
+    }
+    if (!has_heading && csv.fields.size() >= kTagFileColumns) {
       list.findings.push_back(
           {"T006", line.number, 1, "this is no list of names and types: it has the columns of a tag file", {}});
       return list;
-    } else {
-      if (separator == ',') join_name(*columns[kName], &csv);
-      list.tags.push_back(tag_of(csv, columns, line.number));
     }
+    if (separator == ',') join_name(*columns[kName], &csv);
+    list.tags.push_back(tag_of(csv, columns, line.number));
   }
   if (!has_heading) take_strange_heading(&list);
-  if (list.tags.empty() && list.findings.empty())
+  return list;
+}
+
+}  // namespace
+
+NewTagList read_tag_list(std::string_view text) {
+  const DecodedText decoded = decode_text(text);
+  NewTagList list;
+  if (decoded.is_whole) {
+    list = list_of(lines_of(decoded.text()));
+  } else {
+    list.findings.push_back({"T007", 1, 1, "the list is UTF-16, and its characters are not whole", {}});
+  }
+  if (list.tags.empty() && list.findings.empty()) {
     list.findings.push_back({"T006", 1, 1, "the list names no variable", {}});
+  }
   return list;
 }
 

@@ -1,6 +1,7 @@
 // Takes a line of comma-separated values apart.
 #include "form/csv_line.h"
 
+#include <algorithm>
 #include <iterator>
 
 namespace tag_check {
@@ -50,15 +51,11 @@ char separator_of(std::string_view line) {
     if (is_quoted) continue;
     if (sign == '[') is_subscript = true;
     if (sign == ']') is_subscript = false;
-    for (size_t i = 0; i < std::size(kSeparators); ++i) {
-      counts[i] += sign == kSeparators[i] && !(is_subscript && sign == ',') ? 1 : 0;
-    }
+    const auto* const found = std::find(std::begin(kSeparators), std::end(kSeparators), sign);
+    if (found == std::end(kSeparators) || (is_subscript && sign == ',')) continue;
+    ++counts[found - std::begin(kSeparators)];
   }
-  size_t most = 0;
-  for (size_t i = 1; i < std::size(kSeparators); ++i) {
-    if (counts[i] > counts[most]) most = i;
-  }
-  return kSeparators[most];
+  return kSeparators[std::max_element(std::begin(counts), std::end(counts)) - std::begin(counts)];
 }
 
 const char* separator_name(char separator) {

@@ -104,21 +104,24 @@ void FileForm::undo_lines(std::string_view text) {
     at = end + 1;
     const bool is_split = line.find('\r') != std::string_view::npos && (!has_line_feeds || are_records(line));
     if (whole.size() > line.size() && is_ended) carriage_returns_.push_back(line_ + 1);
-    size_t from = 0;
-    if (is_split) {
-      for (size_t stop = line.find('\r'); stop != std::string_view::npos; stop = line.find('\r', from)) {
-        ++line_;
-        meet(&returns_, static_cast<uint32_t>(stop - from + 1), true);
-        undo_line(line.substr(from, stop - from));
-        changed_ += '\n';
-        from = stop + 1;
-      }
-    }
+    const size_t from = is_split ? undo_split(line) : 0;
     ++line_;
     undo_line(line.substr(from));
     if (is_ended || (!has_line_feeds && whole.size() > line.size())) changed_ += '\n';
     if (!is_ended && !has_line_feeds && whole.size() > line.size()) meet(&returns_, 1, true);
   }
+}
+
+size_t FileForm::undo_split(std::string_view line) {
+  size_t from = 0;
+  for (size_t stop = line.find('\r'); stop != std::string_view::npos; stop = line.find('\r', from)) {
+    ++line_;
+    meet(&returns_, static_cast<uint32_t>(stop - from + 1), true);
+    undo_line(line.substr(from, stop - from));
+    changed_ += '\n';
+    from = stop + 1;
+  }
+  return from;
 }
 
 void FileForm::undo_line(std::string_view line) {
@@ -137,10 +140,12 @@ void FileForm::undo_fields(std::string_view line, char separator) {
     meet(&broken_quotes_, static_cast<uint32_t>(line.find('"') + 1), false);
     return leave(line);
   }
-  for (const CsvField& field : csv.fields) {
-    // Without quotes and other separators no field has a comma, but for those that belong to a name.
-    if (!has_comma(field.text, &field == &csv.fields[0])) continue;
-    meet(&commas_, static_cast<uint32_t>(field.at + 1), false);
+  // Without quotes and other separators no field has a comma, but for those that belong to a name.
+  const auto misfit = std::find_if(csv.fields.begin(), csv.fields.end(), [&](const CsvField& field) {
+    return has_comma(field.text, &field == &csv.fields[0]);
+  });
+  if (misfit != csv.fields.end()) {
+    meet(&commas_, static_cast<uint32_t>(misfit->at + 1), false);
     return leave(line);
   }
   const size_t blank = first_harmful_blank(csv, more);

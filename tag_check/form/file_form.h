@@ -61,6 +61,8 @@ class FileForm {
   };
 
   void undo_lines(std::string_view text);
+  // The lines that end in a carriage return alone; where what is behind them begins.
+  size_t undo_split(std::string_view line);
   void undo_line(std::string_view line);
   void undo_fields(std::string_view line, char separator);
   void leave(std::string_view line);
