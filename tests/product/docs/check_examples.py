@@ -63,6 +63,7 @@ PYTHON_DOCUMENT = "docs/python.md"
 # Files that examples of the help texts take for granted: name and where its content comes from.
 HELP_FILES = {"PLC7F000001_0.csv": "examples/tags/PLC7F000001_0.csv",
               "PLC7F000001_1.csv": "examples/tags/PLC7F000001_1.csv",
+              "list.csv": "tests/product/docs/list.csv",
               "PLCC0A8000A_0.csv": "tests/product/docs/machine.csv", "machine.csv": "tests/product/docs/machine.csv"}
 # A capture of the reader's machine, which examples of the help texts take for granted.
 CAPTURE = "plc-host read --sim machine.csv --sim-arg=--pcap=field.pcap Motor.Speed"

@@ -41,9 +41,9 @@ constexpr char kTagsDetails[] =
     "of a list of them, as a spreadsheet saves it.\n"
     "\nExamples:\n"
     "  plc-host tags PLCC0A8000A_0.csv\n"
-    "  plc-host tags --new Motor.Speed DINT --after machine.csv >> machine.csv\n"
+    "  plc-host tags --new Motor.Torque INT --after machine.csv >> machine.csv\n"
     "  plc-host tags --new Recipe.Name 'STRING(20)' --scope MAIN\n"
-    "  plc-host tags --new --from list.csv --output PLCC0A8000A_0.csv\n";
+    "  plc-host tags --new --from list.csv --output PLCC0A8000B_0.csv\n";
 
 constexpr char kCheckDetails[] =
     "Says what the driver will understand, with its own parser, and what the writer\n"
