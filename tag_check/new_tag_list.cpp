@@ -87,9 +87,9 @@ std::optional<Columns> heading_of(const CsvLine& line) {
 }
 
 // Puts a name together that was split at the commas of its subscripts.
-void join_name(size_t name, CsvLine* line) {
+void join_name(char separator, size_t name, CsvLine* line) {
   constexpr size_t kMostSubscripts = 3;
-  if (name >= line->fields.size()) return;
+  if (separator != ',' || name >= line->fields.size()) return;
   std::string& text = line->fields[name].text;
   const auto is_open = [&] {
     return text.rfind('[') != std::string::npos && text.find(']', text.rfind('[')) == std::string::npos;
@@ -156,7 +156,7 @@ NewTagList list_of(const std::vector<ListLine>& lines) {
           {"T006", line.number, 1, "this is no list of names and types: it has the columns of a tag file", {}});
       return list;
     }
-    if (separator == ',') join_name(*columns[kName], &csv);
+    join_name(separator, *columns[kName], &csv);
     list.tags.push_back(tag_of(csv, columns, line.number));
   }
   if (!has_heading) take_strange_heading(&list);
