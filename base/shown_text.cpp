@@ -159,6 +159,32 @@ std::string shown_json(std::string_view json) {
   return with_escapes(json, true, escape_for_json, [](uint8_t) { return std::string("\\ufffd"); });
 }
 
+std::string shown_html(std::string_view text) {
+  std::string html;
+  for (const char sign : shown_line(text)) {
+    switch (sign) {
+      case '&':
+        html += "&amp;";
+        break;
+      case '<':
+        html += "&lt;";
+        break;
+      case '>':
+        html += "&gt;";
+        break;
+      case '"':
+        html += "&quot;";
+        break;
+      case '\'':
+        html += "&#39;";
+        break;
+      default:
+        html += sign;
+    }
+  }
+  return html;
+}
+
 std::string shown_csv_cell(std::string_view text) {
   std::string cell = without_formulas(shown_line(text));
   if (cell.find_first_of(",\"") == std::string::npos) return cell;

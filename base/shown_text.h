@@ -25,6 +25,9 @@ std::string shown_lines(std::string_view text);
 // byte of no UTF-8 \ufffd. Line feeds between its members stay.
 std::string shown_json(std::string_view json);
 
+// For a text of HTML, between tags or quotes: shown_line, with &, <, >, " and ' as names of characters.
+std::string shown_html(std::string_view text);
+
 // For a text of a line of CSV: shown_line, quoted where that is needed, and behind an apostrophe where a spreadsheet
 // would take the text, or its part behind a semicolon, for a formula. Numbers that the program formed need none of it.
 std::string shown_csv_cell(std::string_view text);

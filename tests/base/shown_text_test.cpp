@@ -176,5 +176,11 @@ TEST(ShownCsvCell, FormulaBehindASemicolon_StandsBehindAnApostrophe) {
   EXPECT_EQ(shown_csv_cell("a,=1"), "\"a,=1\"");
 }
 
+TEST(ShownHtml, MarkupAndHiddenCharacters_AreText) {
+  EXPECT_EQ(shown_html("a<b> & \"c\" 'd'\n\xE2\x80\xAE\xFF"),
+            "a&lt;b&gt; &amp; &quot;c&quot; &#39;d&#39;\\n\\u{202e}\\xff");
+  EXPECT_EQ(shown_html("Größe[3]"), "Größe[3]");
+}
+
 }  // namespace
 }  // namespace plc_base

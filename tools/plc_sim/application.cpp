@@ -14,8 +14,10 @@
 #include "tools/plc_sim/console/console.h"
 #include "tools/plc_sim/console/line_input.h"
 #include "tools/plc_sim/console/report.h"
+#include "tools/plc_sim/console/report_page.h"
 #include "tools/plc_sim/controller/ask_log.h"
 #include "tools/plc_sim/controller/controller.h"
+#include "tools/plc_sim/controller/run_log.h"
 #include "tools/plc_sim/descriptors.h"
 #include "tools/plc_sim/load_tags.h"
 #include "tools/plc_sim/messages.h"
@@ -60,10 +62,11 @@ class Application {
         controller_(store),
         replay_(std::move(captured)),
         log_([this] { return uv_now(&loop_.loop); }),
+        run_log_([this] { return uv_now(&loop_.loop); }),
         tally_([this](const std::string& line) { print_finding(line); }),
         server_(
             &loop_.loop, [this](Session& session, const Bytes& frame) { return answer(session, frame); }, faults_,
-            tally_),
+            tally_, run_log_),
         console_(store, faults_, tally_, make_hooks()),
         page_(store, faults_, tally_, [this](const std::string& line) { return console_.run(line); }),
         web_(
@@ -87,9 +90,10 @@ class Application {
     for (const Fault& fault : options_.faults) server_.arm(fault);
     warn_of_remote({options_.listen.host, server_.port()});
     if (options_.web) warn_of_remote({options_.web->host, web_.port()});
-    say("listening on " + endpoint_text({options_.listen.host, server_.port()}) + "\n");
+    listening_ = endpoint_text({options_.listen.host, server_.port()});
+    say("listening on " + listening_ + "\n");
     if (options_.web) say("web on http://" + endpoint_text({options_.web->host, web_.port()}) + "/\n");
-    page_.set_head({endpoint_text({options_.listen.host, server_.port()}), options_.tag_files, options_.replay});
+    page_.set_head({listening_, options_.tag_files, options_.replay});
     if (!options_.ignore_stdin && !is_stopping_) input_.start();
     uv_run(&loop_.loop, UV_RUN_DEFAULT);
     const bool has_capture = pcap_.close().empty();
@@ -179,8 +183,15 @@ class Application {
     return inputs;
   }
 
+  std::string formatted_report(const std::string& format) {
+    if (format != "html") return make_report(store_, log_, format);
+    uv_update_time(&loop_.loop);
+    run_log_.slot_now();
+    return report_page({listening_, options_.inputs(), store_, log_, run_log_, tally_});
+  }
+
   bool write_report() {
-    const std::string report = make_report(store_, log_, report_format_for(options_.report));
+    const std::string report = formatted_report(report_format_for(options_.report));
     if (options_.report == "-") {
       say(report);
       return has_output_;
@@ -233,6 +244,7 @@ class Application {
   Controller controller_;
   Replay replay_;
   AskLog log_;
+  RunLog run_log_;
   FaultBook faults_;
   Tally tally_;
   PcapWriter pcap_;
@@ -244,6 +256,7 @@ class Application {
   uv_signal_t interrupt_{};
   uv_signal_t terminate_{};
   uv_timer_t animation_{};
+  std::string listening_;  // where hosts connect to
   uint64_t step_ = 0;
   bool has_helpers_ = false;
   bool is_stopping_ = false;

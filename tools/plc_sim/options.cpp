@@ -34,7 +34,7 @@ constexpr const char* kFooter =
     "  plc-sim PLC7F000001_0.csv\n"
     "  plc-sim --listen 127.0.0.1:8501 --sentinel PLC7F000001_0.csv PLC7F000001_1.csv\n"
     "  plc-sim --web 127.0.0.1:8080 --pcap out.pcap --animate PLC7F000001_0.csv\n"
-    "  plc-sim --report report.json PLC7F000001_0.csv\n"
+    "  plc-sim --report report.html PLC7F000001_0.csv\n"
     "  plc-sim --replay field.pcap\n"
     "  plc-sim --fault 'delay 200 times=3 on=read' PLC7F000001_0.csv\n"
     "Exit codes: 0 done, 1 the judge saw a violation, 2 wrong usage, bad tag file, no\n"
@@ -145,7 +145,8 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
   app.add_option("--pcap", options.pcap, "write what goes over the connections as a capture")->type_name("FILE");
   app.add_option("--replay", options.replay, "answer as the controller in a capture did; takes no tag files")
       ->type_name("FILE");
-  app.add_option("--report", options.report, "write what hosts asked for at the end: .json, .csv or text; - is stdout")
+  app.add_option("--report", options.report,
+                 "write a report at the end, by its name's end: .html for people, .json, .csv, else text; - is stdout")
       ->type_name("FILE");
   app.add_option("--web", raw.web, "serve a page that shows and sets the variables")->type_name("HOST:PORT");
   app.add_flag("--quiet", options.quiet, "print violations only, not what was refused or noted");

@@ -82,6 +82,7 @@ TEST(Report, UnknownFormat_IsRefused) {
   EXPECT_THROW(make_report(logged.bench.store, logged.log, "xml"), std::invalid_argument);
   EXPECT_EQ(report_format_for("a.json"), "json");
   EXPECT_EQ(report_format_for("a.csv"), "csv");
+  EXPECT_EQ(report_format_for("a.html"), "html");
   EXPECT_EQ(report_format_for("report"), "text");
 }
 

@@ -4,63 +4,22 @@
 #include <array>
 #include <cstdio>
 #include <nlohmann/json.hpp>
-#include <set>
 #include <stdexcept>
-#include <vector>
 
 #include "base/json_text.h"
 #include "base/shown_text.h"
 #include "base/text.h"
+#include "tools/plc_sim/console/report_rows.h"
 #include "wire/names.h"
 
 namespace plc_sim {
 namespace {
 
-struct Row {
-  std::string tag;   // the variable's name with its program; empty for refused names
-  std::string name;  // the element as it was asked for
-  std::string type;
-  std::string outcome;  // "served", "outside" or "refused"
-  const AskedName* asked;
-};
-
-std::vector<Row> rows_of(const AskLog& log) {
-  std::vector<Row> rows;
-  for (const auto& [name, asked] : log.names()) {
-    const bool is_refused = asked.variable == nullptr;
-    rows.push_back({is_refused ? "" : asked.variable->qualified_name(), strip_subscript_marks(name),
-                    is_refused ? "" : asked.variable->tag.type->name,
-                    is_refused         ? "refused"
-                    : asked.is_outside ? "outside"
-                                       : "served",
-                    &asked});
-  }
-  return rows;
-}
-
-std::vector<std::string> never_asked(const VariableStore& store, const AskLog& log) {
-  std::set<const Variable*> asked;
-  for (const auto& [name, entry] : log.names()) asked.insert(entry.variable);
-  std::vector<std::string> names;
-  for (const auto& variable : store.variables()) {
-    if (asked.count(variable.get()) == 0) names.push_back(variable->qualified_name());
-  }
-  return names;
-}
-
-std::string rate_text(const AskedName& asked) {
-  const double rate = asked.rate_per_second();
-  if (rate <= 0) return "-";
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.1f", rate);
-  return text.data();
-}
-
 std::string times(uint64_t count) { return plc_base::plural(count, "time"); }
 
 std::string text_report(const VariableStore& store, const AskLog& log) {
   std::string text = "  asked for                                type      asked    read written  per s  outcome\n";
-  for (const Row& row : rows_of(log)) {
+  for (const ReportRow& row : report_rows(log)) {
     std::array<char, 160> columns{};
     std::snprintf(columns.data(), columns.size(), " %-8s %7llu %7llu %7llu %6s  %s\n", row.type.c_str(),
                   static_cast<unsigned long long>(row.asked->asked()), static_cast<unsigned long long>(row.asked->read),
@@ -84,7 +43,7 @@ std::string text_report(const VariableStore& store, const AskLog& log) {
 std::string json_report(const VariableStore& store, const AskLog& log) {
   nlohmann::ordered_json json;
   json["asked"] = nlohmann::ordered_json::array();
-  for (const Row& row : rows_of(log)) {
+  for (const ReportRow& row : report_rows(log)) {
     nlohmann::ordered_json entry;
     entry["name"] = row.name;
     entry["tag"] = row.tag.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(row.tag);
@@ -107,7 +66,7 @@ std::string json_report(const VariableStore& store, const AskLog& log) {
 
 std::string csv_report(const VariableStore& store, const AskLog& log) {
   std::string text = "name,tag,type,outcome,asked,read,written,per_second\n";
-  for (const Row& row : rows_of(log)) {
+  for (const ReportRow& row : report_rows(log)) {
     text += plc_base::shown_csv_cell(row.name) + "," + plc_base::shown_csv_cell(row.tag) + "," + row.type + "," +
             row.outcome + "," + std::to_string(row.asked->asked()) + "," + std::to_string(row.asked->read) + "," +
             std::to_string(row.asked->written) + "," + rate_text(*row.asked) + "\n";
@@ -128,11 +87,15 @@ std::string make_report(const VariableStore& store, const AskLog& log, const std
   if (format == "text") return text_report(store, log);
   if (format == "json") return json_report(store, log);
   if (format == "csv") return csv_report(store, log);
+  if (format == "html") throw std::invalid_argument("the page is for a file: plc-sim --report report.html");
   throw std::invalid_argument("a report is text, json or csv, not '" + format + "'");
 }
 
 std::string report_format_for(const std::string& path) {
-  return ends_with(path, ".json") ? "json" : ends_with(path, ".csv") ? "csv" : "text";
+  return ends_with(path, ".json")                              ? "json"
+         : ends_with(path, ".csv")                             ? "csv"
+         : ends_with(path, ".html") || ends_with(path, ".htm") ? "html"
+                                                               : "text";
 }
 
 }  // namespace plc_sim

@@ -255,9 +255,14 @@ Fault parse_fault(std::string_view text) {
   return fault;
 }
 
-std::string describe(const Fault& fault) {
+std::string describe_once(const Fault& fault) {
   std::string text = name_of(fault.kind);
   for (const unsigned argument : fault.arguments) text += " " + std::to_string(argument);
+  return text;
+}
+
+std::string describe(const Fault& fault) {
+  std::string text = describe_once(fault);
   text += fault.times == 0 ? ", always"
                            : ", " + std::to_string(fault.times) + (fault.times == 1 ? " time more" : " times more");
   return text + (fault.on ? std::string(", on ") + name_of(*fault.on) : "");

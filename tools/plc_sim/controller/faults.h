@@ -64,6 +64,9 @@ const char* name_of(FaultKind kind);
 // "split 20 50 times=3 on=read after=1 every=2"; throws std::invalid_argument with the reason.
 Fault parse_fault(std::string_view text);
 
+// "split 20 50": what happens each time.
+std::string describe_once(const Fault& fault);
+
 // "split 20 50, 3 times more, on read".
 std::string describe(const Fault& fault);
 

@@ -13,9 +13,8 @@ constexpr size_t kMaxDifferentLines = 1000;
 void Tally::add(const std::string& where, const Findings& findings) {
   for (const std::string& text : findings.violations) {
     ++counts.violations;
-    if (counts.violations <= kMaxViolationLines) {
-      print_(std::string("violation: ").append(where).append(": ").append(text));
-    }
+    last_violation_ = std::string(where).append(": ").append(text);
+    if (counts.violations <= kMaxViolationLines) print_("violation: " + last_violation_);
   }
   add_list(findings.excused, "excused after a fault: ", counts.excused);
   add_list(findings.refused, "refused: ", counts.refused);

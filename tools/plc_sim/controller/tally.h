@@ -19,6 +19,9 @@ class Tally {
   // `where` names the connection and the request.
   void add(const std::string& where, const Findings& findings);
 
+  // With where it was; empty when there was none.
+  const std::string& last_violation() const { return last_violation_; }
+
   struct Counts {
     uint64_t connections = 0;
     uint64_t requests = 0;
@@ -36,6 +39,7 @@ class Tally {
 
   std::function<void(const std::string&)> print_;
   std::set<std::string> printed_;
+  std::string last_violation_;
 };
 
 }  // namespace plc_sim

@@ -31,7 +31,7 @@ async function command(text, done) {
   }
   const isDone = answer === "ok";
   say(isDone ? done : answer, !isDone);
-  await refresh();
+  refresh();
   return isDone;
 }
 
@@ -68,10 +68,12 @@ function makeControls(name, type, entry) {
   form.append(input, make("button", "write", {"aria-label": "write " + shown(name)}));
   form.onsubmit = async event => {
     event.preventDefault();
-    const isDone = await write(name, input.value);
+    const typed = input.value;
+    input.select();  // what is typed next takes its place
+    const isDone = await write(name, typed);
     input.setAttribute("aria-invalid", String(!isDone));
     if (isDone) {
-      input.value = "";
+      if (input.value === typed) input.value = "";
       input.removeAttribute("aria-describedby");
     } else {
       input.setAttribute("aria-describedby", "message");
@@ -125,6 +127,7 @@ function showFaults(known, armed) {
     showHelp();
   }
   setText(at("armed-count"), armed.length === 0 ? "no fault is armed" : plural(armed.length, "fault") + " armed");
+  at("clear").hidden = armed.length === 0;
   const items = at("armed").children;
   while (items.length > armed.length) items[items.length - 1].remove();
   armed.forEach((text, i) => items[i] ? setText(items[i], text) : at("armed").append(make("li", text, {})));
@@ -136,8 +139,8 @@ function showHelp() {
   at("fault-help").textContent = fault.name + ": " + fault.help + ".";
 }
 
-function showCounts(counts) {
-  if (counts.violations > violations) say(plural(counts.violations, "violation") + ": plc-sim prints them", true);
+function showCounts(counts, lastViolation) {
+  if (counts.violations > violations) say("violation: " + lastViolation, true);
   violations = counts.violations;
   setText(at("violations"), violations === 0 ? "no violation" : plural(violations, "violation"));
   at("violations").className = violations === 0 ? "" : "bad";
@@ -172,7 +175,7 @@ async function refresh() {
     showHead(state);
     showRows(state);
     showFaults(state.faults, state.armed);
-    showCounts(state.counts);
+    showCounts(state.counts, state.last_violation);
   } catch (error) {
     showEnd();
   }
@@ -186,5 +189,11 @@ at("fault").onsubmit = event => {
 at("fault-name").onchange = showHelp;
 at("clear").onclick = () => command("fault clear", "all faults are disarmed");
 at("filter").oninput = refresh;
+
+// Where there is room, what is needed less often is open.
+const isWide = matchMedia("(min-width: 60rem)");
+const openPanel = () => { at("panel").open = isWide.matches; };
+isWide.onchange = openPanel;
+openPanel();
 refresh();
 setInterval(refresh, 500);

@@ -85,6 +85,7 @@ std::string WebPage::state(const std::string& part) const {
                     {"violations", counts.violations},
                     {"refused", counts.refused},
                     {"outside", counts.outside}};
+  json["last_violation"] = shortened(tally_.last_violation());
   json["faults"] = nlohmann::ordered_json::array();
   for (const FaultInfo& info : known_faults()) {
     json["faults"].push_back({{"name", info.name}, {"arguments", info.arguments}, {"help", info.help}});

@@ -5,11 +5,12 @@
 
 namespace plc_sim {
 
-Server::Server(uv_loop_t* loop, Answerer answerer, FaultBook& faults, Tally& tally)
+Server::Server(uv_loop_t* loop, Answerer answerer, FaultBook& faults, Tally& tally, RunLog& log)
     : loop_(loop),
       answerer_(std::move(answerer)),
       faults_(faults),
       tally_(tally),
+      log_(log),
       events_(make_events()),
       listener_(loop, [this](int descriptor) { accept(descriptor); }) {
   uv_timer_init(loop_, &recovery_timer_);
@@ -26,7 +27,9 @@ ConnectionEvents Server::make_events() {
   events.violation = [this](Connection& connection, const std::string& text) {
     Findings findings;
     findings.violation(text);
-    tally_.add("connection " + std::to_string(connection.session().number), findings);
+    const std::string where = "connection " + std::to_string(connection.session().number);
+    log_.violation(where, text, {});
+    tally_.add(where, findings);
   };
   events.sent = [this](Connection& connection, const Bytes& bytes) {
     if (observer_ != nullptr) {
@@ -73,9 +76,12 @@ Delivery Server::on_request(Connection& connection, const Bytes& frame) {
   Answer answer = answerer_(connection.session(), frame);
   connection.session().refusal.reset();
   const Session& session = connection.session();
-  tally_.add("connection " + std::to_string(session.number) + ", request " + std::to_string(session.requests) + " (" +
-                 name_of(answer.kind) + ")",
-             answer.findings);
+  const std::string where = "connection " + std::to_string(session.number) + ", request " +
+                            std::to_string(session.requests) + " (" + name_of(answer.kind) + ")";
+  log_.request(answer.kind);
+  for (const std::string& text : answer.findings.violations) log_.violation(where, text, frame);
+  if (fault) log_.fault(where, describe_once(*fault));
+  tally_.add(where, answer.findings);
   if (fault) return deliver_with(*fault, std::move(answer.reply));
   return deliver_whole(std::move(answer.reply));
 }
@@ -85,12 +91,15 @@ bool Server::arm(const Fault& fault) {
   switch (fault.kind) {
     case FaultKind::kSlowAccept:
     case FaultKind::kRefuseAccept:
-      if (listener_.hold()) faults_.count(fault.kind);
+      if (!listener_.hold()) break;
+      faults_.count(fault.kind);
+      log_.fault("connects", describe_once(fault));
       break;
     case FaultKind::kGone:
       listener_.close();
       for (Connection* connection : connections_) connection->reset();
       faults_.count(fault.kind);
+      log_.fault("all connections", describe_once(fault));
       break;
     default:
       return faults_.arm(fault);

@@ -10,6 +10,7 @@
 
 #include "tools/plc_sim/controller/controller.h"
 #include "tools/plc_sim/controller/faults.h"
+#include "tools/plc_sim/controller/run_log.h"
 #include "tools/plc_sim/controller/tally.h"
 #include "tools/plc_sim/server/connection.h"
 #include "tools/plc_sim/server/listener.h"
@@ -23,7 +24,7 @@ class Server {
  public:
   using Answerer = std::function<Answer(Session&, const Bytes&)>;
 
-  Server(uv_loop_t* loop, Answerer answerer, FaultBook& faults, Tally& tally);
+  Server(uv_loop_t* loop, Answerer answerer, FaultBook& faults, Tally& tally, RunLog& log);
 
   // When more connect, the connection that was silent for longest is closed.
   void limit_connections(size_t most) { most_connections_ = most; }
@@ -52,6 +53,7 @@ class Server {
   Answerer answerer_;
   FaultBook& faults_;
   Tally& tally_;
+  RunLog& log_;
   ConnectionEvents events_;
   Listener listener_;
   uv_timer_t recovery_timer_{};
