@@ -63,15 +63,18 @@ set(CPACK_COMPONENT_TOOLS_DESCRIPTION "${PROJECT_DESCRIPTION} (tools)
  A command-line host with a checker of tag files (plc-host), a simulated controller (plc-sim), and a dissector of the
  protocol for Wireshark and tshark.")
 
-# Built with the libraries of one Debian, on the machine that builds. Its units are there and none is enabled.
+# Built with the libraries of one Debian, on the machine that builds. Its units are there and none is enabled. procps has
+# the /bin/kill of their reload.
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME plc-gateway)
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_DEPENDS
     "libplc-driver1 (${this_version}), libc6 (>= 2.34), libgcc-s1 (>= 3.5), libstdc++6 (>= 12), libmicrohttpd12, \
 libmosquitto1 (>= 2.0), libprometheus-cpp-core1.0, libprotobuf-lite32, libsqlite3-0 (>= 3.40), libssl3, libsystemd0, \
-systemd")
+procps, systemd")
 set(CPACK_DEBIAN_GATEWAY_PACKAGE_SUGGESTS "mosquitto, mosquitto-clients, plc-tools")
-set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/gateway/postinst)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONTROL_EXTRA
+  ${CMAKE_CURRENT_SOURCE_DIR}/gateway/postinst ${CMAKE_CURRENT_SOURCE_DIR}/gateway/prerm
+  ${CMAKE_CURRENT_SOURCE_DIR}/gateway/postrm)
 set(CPACK_COMPONENT_GATEWAY_DESCRIPTION "${PROJECT_DESCRIPTION} (gateway)
  Puts a controller on an MQTT broker, as a Sparkplug B edge node with one device: plc-gateway, and a unit of systemd for
  each controller, none of which is enabled.")
