@@ -46,8 +46,8 @@ class Session:
         for name in ("examples", "dissector", "vectors"):
             shutil.copytree(root / name, self.folder / name)
         # Only read by commands, and too large to copy.
-        for name in ("src", "include", "cmake", "packaging", "tests", "scripts", "CMakeLists.txt", "LICENSE",
-                     "README.md", "CHANGELOG.md", "docs"):
+        for name in ("src", "include", "cmake", "packaging", "tests", "tools", "scripts", "CMakeLists.txt",
+                     "LICENSE", "README.md", "CHANGELOG.md", "docs"):
             (self.folder / name).symlink_to(root / name)
         self.at = self.folder
         self.home = self.folder / "home"

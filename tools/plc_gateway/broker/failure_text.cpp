@@ -34,7 +34,7 @@ std::string socket_failure(const BrokerOptions& options, int error) {
   const std::string place = broker_place(options);
   switch (error) {
     case ECONNREFUSED:
-      return "connection refused: nothing listens on " + place;
+      return "connection refused: nothing listens on " + place + ": start the broker, or see the url's host and port";
     case ETIMEDOUT:
       return place + " does not answer: it is switched off, or a firewall drops what is sent to it";
     case EHOSTUNREACH:
@@ -42,7 +42,8 @@ std::string socket_failure(const BrokerOptions& options, int error) {
       return "there is no way to " + place + ": see the network's cables and routes";
     case ECONNRESET:
     case EPIPE:
-      return "the broker reset the connection";
+      return std::string("the broker reset the connection: see its log") +
+             (options.tls ? ", and whether this port is the one for TLS" : "");
     default:
       return "no connection to " + place + ": " + std::strerror(error);
   }
@@ -63,6 +64,9 @@ std::string connack_failure(const BrokerOptions& options, int code) {
     case CONNACK_REFUSED_NOT_AUTHORIZED:
     case MQTT_RC_BAD_USERNAME_OR_PASSWORD:
     case MQTT_RC_NOT_AUTHORIZED:
+      if (!options.username.empty() && options.password_file.empty()) {
+        return "not authorised: the broker does not take this user name without a password: set password_file";
+      }
       return options.username.empty()
                  ? "not authorised: the broker wants a user name and a password: set username and password_file"
                  : "not authorised: the broker does not take this user name with this password: "
@@ -81,6 +85,16 @@ std::string connack_failure(const BrokerOptions& options, int code) {
       return std::string("the broker refused the connection: ") +
              (code < MQTT_RC_UNSPECIFIED ? mosquitto_connack_string(code) : mosquitto_reason_string(code));
   }
+}
+
+std::string publish_failure(int code) {
+  return std::string("the broker does not take what is published (") + mosquitto_reason_string(code) +
+         "): let this user write the topics of the gateway, in the broker's access list";
+}
+
+std::string hang_up_text(const BrokerOptions& options) {
+  return "the broker closed the connection: it was ended, or another client came with the id " +
+         plc_base::quoted(options.client_id) + " (two gateways of one group and edge node do so in turns)";
 }
 
 std::string goodbye_text(int code) {

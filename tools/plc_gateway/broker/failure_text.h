@@ -16,6 +16,12 @@ std::string resolver_failure(const BrokerOptions& options, int error);
 // The code of a CONNACK of MQTT 3.1.1 (1 to 5) or 5 (from 128).
 std::string connack_failure(const BrokerOptions& options, int code);
 
+// The code of a PUBACK of MQTT 5 that acknowledges nothing. By 3.1.1 a broker cannot say so.
+std::string publish_failure(int code);
+
+// Of a session that ended without a word, as those do by MQTT 3.1.1 when another client comes with the same id.
+std::string hang_up_text(const BrokerOptions& options);
+
 // The code of a DISCONNECT of MQTT 5 that the broker sent.
 std::string goodbye_text(int code);
 

@@ -177,7 +177,7 @@ std::string MosquittoLink::reason_of(int result) const {
   if (result == MOSQ_ERR_ERRNO && error != 0) return socket_failure(options_, error);
   // libmosquitto calls an end within a packet an error of the system, which knows of none.
   if (result == MOSQ_ERR_CONN_LOST || result == MOSQ_ERR_ERRNO) {
-    return greeted_ ? "the broker closed the connection"
+    return greeted_ ? hang_up_text(options_)
                     : "the broker closed the connection before it answered: see its log, and the url's port";
   }
   return std::string("the connection failed: ") + mosquitto_strerror(result);
@@ -257,11 +257,15 @@ void MosquittoLink::on_disconnect(mosquitto*, void* self, int code, const mosqui
   if (code == MOSQ_ERR_SUCCESS) link.lose({});  // our own goodbye is sent
 }
 
-void MosquittoLink::on_publish(mosquitto*, void* self, int id, int, const mosquitto_property*) {
+void MosquittoLink::on_publish(mosquitto*, void* self, int id, int code, const mosquitto_property*) {
   auto& link = *static_cast<MosquittoLink*>(self);
   const auto number = static_cast<uint16_t>(id);
   if (!link.unacknowledged_.test(number)) return;
   link.unacknowledged_.reset(number);
+  if (code >= MQTT_RC_UNSPECIFIED) {
+    link.lose(publish_failure(code), true);
+    return;
+  }
   LinkEvent event;
   event.kind = LinkEvent::Kind::kAcknowledged;
   event.id = id;

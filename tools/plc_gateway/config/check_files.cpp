@@ -38,10 +38,26 @@ void note_if_public(const std::string& path, Place place, const char* what, Find
                 "everybody on this machine can read " + std::string(what) + " in " + path + ": chmod 640 " + path);
 }
 
+// What an editor may have left around the password, all of which is sent; nothing when it is alone.
+std::string left_around(std::string text) {
+  if (!text.empty() && text.back() == '\n') text.pop_back();
+  if (!text.empty() && text.back() == '\r') text.pop_back();
+  if (text.compare(0, 3, "\xEF\xBB\xBF") == 0) return "begins with a byte order mark";
+  if (text.find_first_of("\r\n") != std::string::npos) return "has more than one line";
+  if (text.find_first_of(" \t") == 0) return "begins with a blank";
+  return text.find_last_of(" \t") + 1 == text.size() ? "ends with a blank" : "";
+}
+
 void check_password(const Draft& draft, Findings& findings) {
   const std::string& path = draft.config.password_file;
   if (path.empty()) return;
-  if (checked_file(path, draft.password_file, findings).empty()) return;
+  const std::string text = checked_file(path, draft.password_file, findings);
+  if (text.empty()) return;
+  if (const std::string left = left_around(text); !left.empty()) {
+    findings.note(draft.password_file, path + " " + left +
+                                           ", which is sent with the password: if it is none of it, write the "
+                                           "password alone (printf '%s\\n' PASSWORD > FILE)");
+  }
   note_if_public(path, draft.password_file, "the password", findings);
 }
 

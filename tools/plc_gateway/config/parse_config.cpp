@@ -124,6 +124,11 @@ void ConfigParser::take_controller() {
   take_id(from, "name", draft_.config.device);
   draft_.address = from.place("address");
   options.address = from.text("address").value_or("");
+  if (options.address.find_first_of(":/ ") != std::string::npos) {
+    from.error("address", "is " + plc_base::quoted(options.address) +
+                              ": give a host's name or IPv4 address alone, and its port as port = 8500");
+    options.address.clear();
+  }
   options.port = static_cast<uint16_t>(from.integer("port", 1, kMostPort).value_or(options.port));
   draft_.tags = from.texts("tags");
   options.reply_timeout_s =

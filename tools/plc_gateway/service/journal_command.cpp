@@ -57,8 +57,9 @@ int show_journal(const std::string& file, bool with_rows) {
     show_counters(journal.counters());
     if (with_rows) show_rows(journal);
   } catch (const JournalError& error) {
-    throw GatewayError(kExitOutput,
-                       std::string(error.what()) + " (a gateway that runs tells the same at its /metrics)");
+    throw GatewayError(
+        kExitOutput,
+        std::string(error.what()) + "; a gateway that runs with it must end first, and tells the same at its /metrics");
   }
   if (std::ferror(stdout) != 0 || std::fflush(stdout) != 0) {
     throw GatewayError(kExitOutput, "the result cannot be written to standard output");

@@ -157,8 +157,16 @@ TEST_F(BrokerTest, Refusals_AreToldWithTheirRemedy) {
   EXPECT_EQ(
       told_of(refusal(5)),
       "disconnected: not authorised: the broker wants a user name and a password: set username and password_file");
+  const plc_test::TempDir folder;
   const auto named = [](BrokerOptions& wanted) { wanted.username = "joe"; };
   EXPECT_EQ(told_of(refusal(4), named),
+            "disconnected: not authorised: the broker does not take this user name without a password: set "
+            "password_file");
+  const auto with_password = [&](BrokerOptions& wanted) {
+    wanted.username = "joe";
+    wanted.password_file = folder.write("password", "secret\n");
+  };
+  EXPECT_EQ(told_of(refusal(4), with_password),
             "disconnected: not authorised: the broker does not take this user name with this password: see username, "
             "password_file and the broker's own list");
   EXPECT_EQ(told_of(refusal(1)), "disconnected: the broker does not speak MQTT 3.1.1: set mqtt_version = \"5\"");
@@ -184,8 +192,8 @@ TEST_F(BrokerTest, PortThatNobodyListensOn_IsTold) {
   MosquittoBroker broker(loop.get(), options(taken.port()), events());
   broker.connect(kWill);
   ASSERT_TRUE(run_until_noted("disconnected"));
-  EXPECT_EQ(happened[0],
-            "disconnected: connection refused: nothing listens on 127.0.0.1:" + std::to_string(taken.port()));
+  EXPECT_EQ(happened[0], "disconnected: connection refused: nothing listens on 127.0.0.1:" +
+                             std::to_string(taken.port()) + ": start the broker, or see the url's host and port");
 }
 
 TEST_F(BrokerTest, NameWithoutAnAddress_IsTold) {
@@ -361,7 +369,10 @@ TEST_F(BrokerTest, ConnectWithinTheEventOfALoss_ConnectsAgain) {
   };
   broker.connect(kWill);
   ASSERT_TRUE(loop.run_until([&] { return happened.size() == 3; }));
-  EXPECT_THAT(happened, ElementsAre("connected", "disconnected: the broker closed the connection", "connected"));
+  EXPECT_THAT(happened, ElementsAre("connected",
+                                    "disconnected: the broker closed the connection: it was ended, or another client "
+                                    "came with the id 'id' (two gateways of one group and edge node do so in turns)",
+                                    "connected"));
 }
 
 TEST_F(BrokerTest, ConnectBehindAGoodbye_WaitsForItsEnd) {
@@ -393,6 +404,26 @@ TEST_F(BrokerTest, GoodbyeOfMqtt5_SaysThatTwoGatewaysHaveOneName) {
   EXPECT_EQ(happened.back(),
             "disconnected: another client came with this gateway's client id: two gateways must not have "
             "the same group and edge node");
+}
+
+TEST_F(BrokerTest, PublishThatMqtt5Refuses_IsNoAcknowledgment) {
+  WireBroker fake([&](BrokerSide& side) {
+    side.packet();
+    side.send(kAccepted5);
+    const std::string publish = side.packet();
+    side.send("\x40\x03" + publish.substr(5, 2) + "\x87");  // not authorised
+    side.packet();
+  });
+  BrokerOptions five = options(fake.port());
+  five.mqtt5 = true;
+  MosquittoBroker broker(loop.get(), five, events());
+  broker.connect(kWill);
+  ASSERT_TRUE(run_until_noted("connected"));
+  ASSERT_TRUE(broker.publish({"t", "x", 1, false}));
+  ASSERT_TRUE(run_until_noted("disconnected"));
+  EXPECT_THAT(happened, ElementsAre("connected",
+                                    "disconnected: the broker does not take what is published (Not authorized): let "
+                                    "this user write the topics of the gateway, in the broker's access list"));
 }
 
 }  // namespace

@@ -92,6 +92,26 @@ TEST_F(FilesTest, KeyOfManyParts_IsRefusedBeforeItIsRead) {
               ElementsAre("1:1: error: the key has more than 16 parts: it is none of these"));
 }
 
+TEST_F(FilesTest, WhatStandsAroundThePassword_IsToldAsANote) {
+  const auto said_of_password = [&](const std::string& text) {
+    chmod(folder_.write("secret", text).c_str(), 0640);
+    return said_of_tls("username = \"u\"\npassword_file = \"secret\"\n");
+  };
+  const auto note = [&](const std::string& what) {
+    return "4:17: note: " + folder_.file("secret") + " " + what +
+           ", which is sent with the password: if it is none of it, write the password alone (printf '%s\\n' PASSWORD "
+           "> FILE)";
+  };
+  for (const char* text : {"secret", "secret\n", "secret\r\n", "se cret\n"}) {
+    EXPECT_THAT(said_of_password(text), IsEmpty()) << text;
+  }
+  EXPECT_THAT(said_of_password("\xEF\xBB\xBFsecret\n"), ElementsAre(note("begins with a byte order mark")));
+  EXPECT_THAT(said_of_password("secret\n\n"), ElementsAre(note("has more than one line")));
+  EXPECT_THAT(said_of_password("user\r\nsecret"), ElementsAre(note("has more than one line")));
+  EXPECT_THAT(said_of_password(" secret\n"), ElementsAre(note("begins with a blank")));
+  EXPECT_THAT(said_of_password("secret\t\n"), ElementsAre(note("ends with a blank")));
+}
+
 TEST_F(FilesTest, TagsThatCannotBeRead_AreTold) {
   std::filesystem::create_directory(folder_.file("empty"));
   const auto said = [&](const std::string& keys) {

@@ -26,6 +26,16 @@ class KeysTest : public ConfigTest {
   static std::string listen(const std::string& text) { return plc_gateway::parse_listen(text).problem; }
 };
 
+TEST_F(KeysTest, AddressWithAPort_IsRefusedWithTheKeyForIt) {
+  for (const char* address : {"192.168.0.10:8500", "http://press1", "press 1", "fe80::1"}) {
+    EXPECT_THAT(said_of("[controller]\nname = \"a\"\naddress = \"" + std::string(address) +
+                            "\"\ntags = \"tags\"\ndriver = \"" PLC_TEST_GUARDED "\"\n",
+                        &Sections::controller),
+                ElementsAre("3:11: error: [controller] address is '" + std::string(address) +
+                            "': give a host's name or IPv4 address alone, and its port as port = 8500"));
+  }
+}
+
 TEST_F(KeysTest, EveryKey_IsTaken) {
   folder_.write("password", "secret\n");
   folder_.write("ca.pem", "-----BEGIN CERTIFICATE-----\n");
