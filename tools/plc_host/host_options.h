@@ -60,6 +60,7 @@ struct HostOptions {
   bool sarif = false;
   bool errors_only = false;
   bool list_rules = false;
+  bool live = false;        // ask a controller for each name
   bool overwrites = false;  // the corrected copy may replace a file that is there
   std::string fixed_file;   // where the corrected copy goes
 

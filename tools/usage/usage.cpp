@@ -87,13 +87,24 @@ std::vector<std::string> owners_of(const CLI::App& app, const std::string& optio
   return owners;
 }
 
-std::string unknown_option(const CLI::App& app, const CLI::App& part, const std::string& name) {
+// The one that was typed too, else the first.
+const std::string& likely_owner(const std::vector<std::string>& owners, const std::vector<std::string>& words) {
+  for (const std::string& owner : owners) {
+    if (std::find(words.begin(), words.end(), owner) != words.end()) return owner;
+  }
+  return owners.front();
+}
+
+std::string unknown_option(const CLI::App& app, const CLI::App& part, const std::vector<std::string>& words,
+                           const std::string& name) {
   const std::string meant = plc_base::did_you_mean(name, option_names(part));
   if (!meant.empty()) return "unknown option " + name + ", " + meant;
   const std::string bare = name.substr(std::min(name.find_first_not_of('-'), name.size()));
   if (&part == &app && command_of(app, {bare}) != nullptr) return bare + " is a command: write it without dashes";
   const std::vector<std::string> owners = owners_of(app, name);
-  if (&part == &app && !owners.empty()) return name + " stands behind the command: " + owners.front() + " " + name;
+  if (&part == &app && !owners.empty()) {
+    return name + " stands behind the command: " + likely_owner(owners, words) + " " + name;
+  }
   if (!owners.empty()) {
     return part.get_name() + " has no " + name + ", which is for " + plc_base::joined_with_or(owners);
   }
@@ -148,12 +159,12 @@ class WordReader {
     const std::string meant =
         is_named ? "did you mean -" + word + "?" : plc_base::did_you_mean("-" + word, option_names(part_));
     if (word.size() > 2 && !meant.empty()) return "unknown option " + word + ", " + meant;
-    return unknown_option(app_, part_, name);
+    return unknown_option(app_, part_, words_, name);
   }
 
   std::string option_problem(const std::string& name, bool has_value) {
     const CLI::Option* option = part_.get_option_no_throw(name);
-    if (option == nullptr) return unknown_option(app_, part_, name);
+    if (option == nullptr) return unknown_option(app_, part_, words_, name);
     if (!takes_value(*option)) return has_value ? name + " takes no value" : "";
     if (takes_one(*option) && ++times_[option] > 1) return name + " is given twice";
     if (has_value) return {};

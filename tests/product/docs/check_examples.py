@@ -50,6 +50,7 @@ PLACEHOLDERS = [
     ("help", "--address 192.168.0.10 Motor", "--address 127.0.0.1 Motor", "the same"),
     ("help", "--address 192.168.0.10 'Name", "--address 127.0.0.1 'Name", "the same"),
     ("help", "--address 192.168.0.10 MAIN", "--address 127.0.0.1 MAIN", "the same"),
+    ("help", "--live --address 192.168.0.10", "--live --address 127.0.0.1", "the same"),
     ("help", "--rounds 600", "--rounds 3", "five minutes"),
 ]
 
@@ -181,7 +182,7 @@ def check_help(prefix):
         shutil.copy(prefix / "lib" / "libplc_driver.so.1", session.folder / "libplc_driver.so.1")
         try:
             steps = [f"$ {CAPTURE}", f"$ {example}"] if "field.pcap" in example else [f"$ {example}"]
-            if " --address " in example and " check " not in example:
+            if " --address " in example and (" check " not in example or " --live " in example):
                 # Who gives no port means the usual one.
                 steps = ["$ plc-sim --listen 127.0.0.1:8500 PLCC0A8000A_0.csv", f"$ PLC_HOST_PORT=8500 {example}"]
                 shutil.copy(ROOT / HELP_FILES["machine.csv"], session.folder / "PLC7F000001_0.csv")

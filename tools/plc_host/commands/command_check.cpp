@@ -98,6 +98,13 @@ int run_check(const HostOptions& options, CommandOutput& output) {
     reports.push_back(std::move(report));
   }
   if (options.sarif) print_all(output.results(), tag_check::sarif_report(reports));
+  if (options.live) {
+    if (!reports.front().understanding.loads) {
+      throw HostError(kExitTagFailed, "--live asks for nothing: the driver does not load " + reports.front().file);
+    }
+    const int code = check_live(options, output);
+    if (code != kExitOk) return code;
+  }
   return clean ? kExitOk : kExitTagFailed;
 }
 

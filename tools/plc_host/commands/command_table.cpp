@@ -48,10 +48,13 @@ constexpr char kTagsDetails[] =
 constexpr char kCheckDetails[] =
     "Says what the driver will understand, with its own parser, and what the writer\n"
     "probably meant. Ends with 1 when a file has an error or is not loaded; with\n"
-    "--fix when that is so of the corrected copy.\n"
+    "--fix when that is so of the corrected copy. With --live a controller is asked\n"
+    "for each name, of an array for its last element, and the names that it refuses\n"
+    "are listed.\n"
     "\nExamples:\n"
     "  plc-host check PLCC0A8000A_0.csv --address 192.168.0.10\n"
     "  plc-host check PLCC0A8000A_0.csv --fix corrected.csv\n"
+    "  plc-host check machine.csv --live --address 192.168.0.10\n"
     "  plc-host check --rules\n";
 
 constexpr char kReadExamples[] =
@@ -110,14 +113,26 @@ void add_tags_options(CLI::App& command, HostOptions& options) {
   add_new_tag_options(command, options);
 }
 
+const char* live_help(const std::string& name) {
+  if (name == "port") return "the controller's TCP port";
+  if (name == "area") return "the area";
+  return name == "timeout" ? "seconds to wait for a reply" : "milliseconds to pause before each transfer";
+}
+
 void add_check_options(CLI::App& command, HostOptions& options) {
   command.add_option("FILE", options.checked_files, "Tag files");
-  command.add_option("--address", options.address, "IPv4 address of the controller that the files are for");
-  command.add_flag("--sarif", options.sarif, "One SARIF document, for editors and code hosts");
+  command.add_option("--address", options.address, "The controller that the files are for: IPv4 address or name");
+  CLI::Option* sarif = command.add_flag("--sarif", options.sarif, "One SARIF document, for editors and code hosts");
   command.add_flag("--errors-only", options.errors_only, "Neither warnings nor remarks");
   CLI::Option* fix = command.add_option("--fix", options.fixed_file, "Write a copy with every correction that is safe");
   command.add_flag("--overwrite", options.overwrites, "Let --fix replace a file that is there")->needs(fix);
-  command.add_flag("--rules", options.list_rules, "List the rules");
+  CLI::Option* rules = command.add_flag("--rules", options.list_rules, "List the rules");
+  CLI::Option* live =
+      command.add_flag("--live", options.live, "Ask the controller for each name, once; writes nothing");
+  for (CLI::Option* other : {sarif, fix, rules}) live->excludes(other);
+  for (const char* name : {"port", "area", "timeout", "delay"}) {
+    add_setting(command, name, options, std::string("With --live: ") + live_help(name))->needs(live);
+  }
 }
 
 void check_check(const HostOptions& options) {
@@ -125,6 +140,9 @@ void check_check(const HostOptions& options) {
   if (options.json && options.sarif) throw HostError(kExitUsage, "--json or --sarif, not both");
   if (!options.fixed_file.empty() && options.checked_files.size() != 1) {
     throw HostError(kExitUsage, "--fix goes with one tag file");
+  }
+  if (options.live && options.checked_files.size() != 1) {
+    throw HostError(kExitUsage, "--live goes with one tag file");
   }
 }
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "base/text.h"
+#include "wire/exchange.h"
 #include "wire/reply_parts.h"
 
 namespace plc_host {
@@ -40,6 +41,16 @@ Target RelayRoute::choose(const Target& controller) {
   target.tcp_port = relay_->port();
   target.name = target_text(controller);
   return target;
+}
+
+std::optional<std::vector<std::string>> take_program_names(wire_trace::RecordingRelay& relay) {
+  std::optional<std::vector<std::string>> names;
+  for (const wire_trace::Exchange& exchange : wire_trace::find_exchanges(relay.take_recording())) {
+    if (exchange.request.kind != plc_sim::RequestKind::kDirectory || !exchange.is_answered()) continue;
+    names.emplace();
+    for (const wire_trace::Program& program : wire_trace::programs_of(exchange.reply())) names->push_back(program.name);
+  }
+  return names;
 }
 
 std::vector<std::string> frame_lines(wire_trace::RecordingRelay& relay) {

@@ -2,6 +2,9 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "client/driver/driver_session.h"
 #include "tools/plc_host/client_names.h"
@@ -29,6 +32,10 @@ class RelayRoute {
   wire_trace::Reach reach_;
   std::unique_ptr<wire_trace::RecordingRelay> relay_;
 };
+
+// The names of the controller's programs, as its directory gave them since the last call; nothing where none went by.
+// What went by before is forgotten.
+std::optional<std::vector<std::string>> take_program_names(wire_trace::RecordingRelay& relay);
 
 // "sent 41 bytes: 46 49 ...", a line for each piece that went by since the last call, in the order of their times.
 std::vector<std::string> frame_lines(wire_trace::RecordingRelay& relay);

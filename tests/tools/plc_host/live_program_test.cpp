@@ -1,0 +1,103 @@
+// Tests of plc-host check --live: a tag file compared with what a controller answers.
+#include "tests/tools/plc_host/program_fixture.h"
+
+namespace {
+
+using namespace plc_host_test;
+
+// Beside the tags of the controller: a slip, a name of nobody, a type that is not read, and a program of another name.
+constexpr char kLiveFile[] =
+    "Speed,INT,,,,,,0,1,0,0,\n"
+    "Totel,DINT,,,,,,1,1,0,0,\n"
+    "Total,DINT,,,,,,2,1,0,0,\n"
+    "Zzzzzz,INT,,,,,,3,1,0,0,\n"
+    "Table,INT,[0..9],,,,,4,1,0,0,\n"
+    "Byte,BYTE,,,,,,5,1,0,0,\n"
+    "Count,INT,,,,,,6,0,0,1,MIAN\n"
+    "Flags,BOOL,[0..7],,,,,7,0,0,2,SUB\n";
+
+class LiveTest : public ProgramTest {
+ protected:
+  Outcome check(const std::vector<std::string>& more, const std::string& file = "panel.csv") {
+    std::vector<std::string> words = {"check", path(file), "--live", "--address", "127.0.0.1:" + port_};
+    words.insert(words.end(), more.begin(), more.end());
+    return run(words);
+  }
+};
+
+TEST_F(LiveTest, EachName_IsAskedForAndWhatIsWrongListedWithNearNames) {
+  write_file("panel.csv", kLiveFile);
+  auto simulator = start_simulator();
+  const Outcome outcome = check({});
+  const std::string file = path("panel.csv");
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_THAT(
+      outcome.out,
+      EndsWith(file + ":2: error: Totel: the controller refused the name, status 0004 (3); did you mean Total?\n" +
+               file + ":4: error: Zzzzzz: the controller refused the name, status 0004 (3)\n" + file +
+               ":6: warning: Byte: the driver transfers no 8-bit values\n" + file +
+               ":7: error: MIAN/Count: the controller has no program \"MIAN\": what answers may be another "
+               "program's variable; did you mean MAIN?\n" +
+               file + ": 8 names, 127.0.0.1:" + port_ +
+               " has given 4 values, refused 2, failed for 1; 1 cannot be asked for\n"));
+}
+
+TEST_F(LiveTest, Json_HasAnObjectForEachFindingAndTheFigures) {
+  write_file("panel.csv", kLiveFile);
+  auto simulator = start_simulator();
+  const Outcome outcome = check({"--json"});
+  const std::string file = "{\"file\":\"" + path("panel.csv") + "\",";
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.out, HasSubstr(file + R"("line":2,"severity":"error","name":"Totel","state":"refused",)"
+                                            R"x("reason":"the controller refused the name, status 0004 (3)",)x"
+                                            R"("near":["Total"]})"
+                                            "\n"));
+  EXPECT_THAT(outcome.out, HasSubstr(R"("name":"MIAN/Count","state":"scope",)"));
+  EXPECT_THAT(outcome.out, EndsWith(file + R"("live":{"controller":"127.0.0.1:)" + port_ +
+                                    R"(","names":8,"answered":4,"refused":2,"failed":1,"impossible":1,"not_asked":0}})"
+                                    "\n"));
+}
+
+TEST_F(LiveTest, FileOfTheController_EndsWithoutFindings) {
+  write_file("panel.csv", "Speed,INT,,,,,,0,1,0,0,\nGrid,DINT,[0..2_0..4],,,,,1,1,0,0,\n");
+  auto simulator = start_simulator();
+  const Outcome outcome = check({});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_THAT(outcome.out, EndsWith(": 2 names, 127.0.0.1:" + port_ + " has given 2 values, refused 0\n"));
+}
+
+TEST_F(LiveTest, DeadController_EndsWithOneMessage) {
+  write_file("panel.csv", kLiveFile);
+  const Outcome outcome = check({});
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_THAT(outcome.err, StartsWith("plc-host: refused: nothing listens on 127.0.0.1:" + port_ + " (2). Try: "));
+  EXPECT_EQ(count_of(outcome.err, "\n"), 1U);
+  EXPECT_THAT(outcome.out,
+              EndsWith(": 8 names, 127.0.0.1:" + port_ + " has given 0 values, refused 0; 8 not asked for\n"));
+}
+
+TEST_F(LiveTest, NothingIsWritten) {
+  write_file("panel.csv", kLiveFile);
+  auto simulator = start_simulator({"--sentinel"});
+  const std::vector<std::string> read = {
+      "read", "--raw", "Speed", "Table", "--address", "127.0.0.1:" + port_, "--tags", path("machine.csv")};
+  const std::string before = run(read).out;
+  check({});
+  EXPECT_EQ(run(read).out, before);
+}
+
+TEST_F(LiveTest, WhatCannotBeDone_IsSaid) {
+  write_file("panel.csv", kLiveFile);
+  EXPECT_EQ(run({"check", path("panel.csv"), "--live"}).err,
+            "plc-host: which controller? --live needs --address HOST\n");
+  EXPECT_EQ(run({"check", path("panel.csv"), "--port", "8500"}).code, 2);
+  EXPECT_EQ(check({path("panel.csv")}).err, "plc-host: --live goes with one tag file\n");
+  EXPECT_EQ(check({"--sarif"}).code, 2);
+  library_ = PLC_HOST_LIBRARY;
+  const Outcome contract = check({"--quiet"});
+  EXPECT_EQ(contract.code, 3);
+  EXPECT_EQ(contract.err, "plc-host: --live needs the guarded build: the contract build takes refusals for values\n");
+}
+
+}  // namespace

@@ -1,0 +1,237 @@
+// The live part of the check command: asks a controller for each name of a tag file, once.
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <set>
+
+#include "base/near_names.h"
+#include "base/shown_text.h"
+#include "base/text.h"
+#include "client/driver/failure.h"
+#include "client/tags/tag_source.h"
+#include "client/values/value_type.h"
+#include "tools/plc_host/client_names.h"
+#include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/exit_codes.h"
+#include "tools/plc_host/host.h"
+#include "tools/plc_host/messages.h"
+#include "tools/plc_host/results/result_writer.h"
+#include "tools/plc_host/settings/use_settings.h"
+#include "tools/plc_host/stop_signal.h"
+
+namespace plc_host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr char kScope[] = "scope";  // beside the words for qualities
+
+// A name that has no value, or not for sure its own.
+struct LiveFinding {
+  size_t position = 0;  // in the tag list
+  std::string name;
+  std::string state;
+  std::string reason;
+  std::vector<std::string> near;
+  bool is_loss = false;  // of the connection
+};
+
+struct LiveReport {
+  size_t names = 0;     // in the file, each once
+  size_t answered = 0;  // with a value of their own
+  std::vector<LiveFinding> findings;
+  std::vector<std::string> accepted;                 // names that the controller took
+  std::optional<std::vector<std::string>> programs;  // the controller's
+  std::optional<Failure> end;                        // why the others were not asked for
+  size_t count(const std::string& state) const {
+    return static_cast<size_t>(std::count_if(findings.begin(), findings.end(),
+                                             [&state](const LiveFinding& finding) { return finding.state == state; }));
+  }
+  size_t refused() const { return count(quality_word(Quality::kRefused)); }
+  size_t impossible() const { return count(quality_word(Quality::kImpossible)); }
+  size_t others() const { return findings.size() - refused() - impossible(); }
+};
+
+// The last element of an array: who has it has those before it.
+TagReference one_element(const Tag& tag) {
+  TagReference reference = whole_tag(tag);
+  if (reference.chosen.empty()) return reference;
+  Subscripts last;
+  for (SubscriptRange& range : reference.chosen) {
+    range.low = range.high;
+    last.push_back(range.high);
+  }
+  reference.extents.clear();
+  reference.text += subscript_text(last);
+  return reference;
+}
+
+TagResult ask(Host& host, const Tag& tag) {
+  TagResult result;
+  result.name = tag.qualified_name;
+  try {
+    result = read_tag(host.session(), one_element(tag));
+  } catch (const ReferenceError& error) {
+    result.reading = {impossible(error.what()), std::chrono::system_clock::now()};
+  }
+  return result;
+}
+
+// The driver sends a number with the name of a local variable. Where it finds no program of that scope, or takes
+// another one for it, the value may be that of another program's variable.
+bool has_foreign_scope(const Tag& tag, const LiveReport& report) {
+  if (tag.entry.is_global == 1 || !report.programs) return false;
+  return std::find(report.programs->begin(), report.programs->end(), tag.entry.scope_name) == report.programs->end();
+}
+
+LiveFinding scope_finding(const Tag& tag, const LiveReport& report) {
+  LiveFinding finding;
+  finding.name = tag.qualified_name;
+  finding.state = kScope;
+  finding.reason = "the controller has no program " + quote_text(tag.entry.scope_name) +
+                   ": what answers may be another program's variable";
+  finding.near = plc_base::near_names(tag.entry.scope_name, *report.programs);
+  return finding;
+}
+
+// False once the controller does not answer any more.
+bool take_result(const TagResult& result, const Tag& tag, Patience& patience, LiveReport& report) {
+  if (result.ok() && !has_foreign_scope(tag, report)) {
+    ++report.answered;
+    report.accepted.push_back(tag.qualified_name);
+    return true;
+  }
+  if (result.ok()) {
+    report.findings.push_back(scope_finding(tag, report));
+    return true;
+  }
+  const Failure& failure = result.reading.failure();
+  patience.take(result.reading);
+  if (patience.is_over()) {
+    // What broke off before is the same failure.
+    while (!report.findings.empty() && report.findings.back().is_loss) report.findings.pop_back();
+    report.end = failure;
+    return false;
+  }
+  LiveFinding finding;
+  finding.name = result.name;
+  finding.is_loss = failure.connection_lost;
+  finding.state = quality_word(failure.quality);
+  finding.reason = failure.reason;
+  const bool is_known_limit = tag.entry.bit_width == 8 && failure.quality == Quality::kIncomplete;
+  if (is_known_limit) finding.state = quality_word(Quality::kImpossible);
+  if (is_known_limit) finding.reason = "the driver transfers no 8-bit values";
+  report.findings.push_back(finding);
+  return true;
+}
+
+LiveReport ask_for_all(Host& host, RelayRoute& route) {
+  LiveReport report;
+  std::set<std::string> asked;
+  Patience patience;
+  const std::vector<Tag>& tags = host.tags().tags;
+  for (size_t i = 0; i < tags.size(); ++i) {
+    if (!asked.insert(tags[i].qualified_name).second) continue;
+    ++report.names;
+    if (!report.end && stop_requested()) report.end = not_read("interrupted");
+    if (report.end) continue;
+    const TagResult result = ask(host, tags[i]);
+    if (route.relay() != nullptr) {
+      if (const auto programs = take_program_names(*route.relay())) report.programs = programs;
+    }
+    const size_t before = report.findings.size();
+    if (take_result(result, tags[i], patience, report) && report.findings.size() > before) {
+      report.findings.back().position = i;
+    }
+  }
+  for (LiveFinding& finding : report.findings) {
+    if (finding.state != quality_word(Quality::kRefused)) continue;
+    finding.near = plc_base::near_names(tags[finding.position].qualified_name, report.accepted);
+  }
+  return report;
+}
+
+const char* severity_word(const LiveFinding& finding) {
+  return finding.state == quality_word(Quality::kImpossible) ? "warning" : "error";
+}
+
+void write_findings(const Host& host, const LiveReport& report, bool json) {
+  const std::vector<uint32_t> lines = TagSource(host.tag_file().read).lines_of(host.tags());
+  const std::string& file = host.tag_file().shown;
+  for (const LiveFinding& finding : report.findings) {
+    const uint32_t line = lines[finding.position];
+    if (json) {
+      write_json_line(host.results(), Json{{"file", file},
+                                           {"line", line},
+                                           {"severity", severity_word(finding)},
+                                           {"name", finding.name},
+                                           {"state", finding.state},
+                                           {"reason", finding.reason},
+                                           {"near", finding.near}});
+      continue;
+    }
+    const std::string near =
+        finding.near.empty() ? "" : "; did you mean " + plc_base::joined_with_or(finding.near) + "?";
+    const std::string text = file + ":" + std::to_string(line) + ": " + severity_word(finding) + ": " + finding.name +
+                             ": " + finding.reason + near;
+    std::fputs((plc_base::shown_line(text) + "\n").c_str(), host.results());
+  }
+}
+
+void write_summary(Host& host, const LiveReport& report, bool json) {
+  const std::string controller = target_text(host.session().target());
+  const size_t left = report.names - report.answered - report.findings.size();
+  if (json) {
+    write_json_line(host.results(), Json{{"file", host.tag_file().shown},
+                                         {"live",
+                                          {{"controller", controller},
+                                           {"names", report.names},
+                                           {"answered", report.answered},
+                                           {"refused", report.refused()},
+                                           {"failed", report.others()},
+                                           {"impossible", report.impossible()},
+                                           {"not_asked", left}}}});
+    return;
+  }
+  std::string text = host.tag_file().shown + ": " + plc_base::plural(report.names, "name") + ", " + controller +
+                     " has given " + plc_base::plural(report.answered, "value") + ", refused " +
+                     std::to_string(report.refused());
+  if (report.others() > 0) text += ", failed for " + std::to_string(report.others());
+  if (report.impossible() > 0) text += "; " + std::to_string(report.impossible()) + " cannot be asked for";
+  if (left > 0) text += "; " + std::to_string(left) + " not asked for";
+  std::fputs((plc_base::shown_line(text) + "\n").c_str(), host.results());
+}
+
+HostOptions live_options(const HostOptions& options) {
+  HostOptions live = options;
+  if (!options.address.empty()) live.given["address"] = options.address;
+  use_settings(live, true);
+  if (live.address.empty()) throw HostError(kExitUsage, "which controller? --live needs --address HOST");
+  live.tag_file = options.checked_files.front();
+  return live;
+}
+
+}  // namespace
+
+int check_live(const HostOptions& options, CommandOutput& output) {
+  const HostOptions live = live_options(options);
+  RelayRoute route;
+  Host host(live, output, [&route](const Target& controller) { return route.choose(controller); });
+  if (!host.session().is_guarded()) {
+    throw HostError(kExitLibrary, "--live needs the guarded build: the contract build takes refusals for values");
+  }
+  const LiveReport report = ask_for_all(host, route);
+  write_findings(host, report, options.json);
+  write_summary(host, report, options.json);
+  if (stop_requested()) return kExitInterrupted;
+  if (!report.end && !report.programs && !options.quiet) {
+    show_message(target_text(route.controller()) + ": its programs are not known: scopes are not compared with them");
+  }
+  if (report.end) {
+    show_error(report.end->reason + (report.end->advice.empty() ? "" : ". Try: " + report.end->advice));
+    return kExitNoConnection;
+  }
+  return report.refused() + report.others() == 0 ? kExitOk : kExitTagFailed;
+}
+
+}  // namespace plc_host
