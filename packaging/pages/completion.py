@@ -33,14 +33,15 @@ def identifier(page):
 BASH = r'''# Completion of @PROGRAM@ for bash, made from the program's own help.
 # shellcheck shell=bash
 
-@FUNCTION@_tag_file() {
-  local i
+# What says on the command line which tag file is meant; the environment and files of settings say it to the program.
+@FUNCTION@_target() {
+  local i option
   for ((i = 1; i < COMP_CWORD; ++i)); do
-    case "${COMP_WORDS[i]}" in
-      --sim | --tags)
+    option=${COMP_WORDS[i]}
+    case "$option" in
+      --sim | --tags | --address | --area)
         [[ ${COMP_WORDS[i + 1]} != = ]] || i=$((i + 1))
-        printf '%s' "${COMP_WORDS[i + 1]}"
-        return
+        target+=("${option/#--sim/--tags}" "${COMP_WORDS[i + 1]/#\~/$HOME}")
         ;;
     esac
   done
@@ -51,16 +52,15 @@ BASH = r'''# Completion of @PROGRAM@ for bash, made from the program's own help.
   mapfile -t COMPREPLY < <(compgen -f -- "$1")
 }
 
-# Offers the variables of the tag file on the command line, as the driver understands them. Names are data: nothing in
-# them is expanded, and what a shell would act on is quoted.
+# Offers the variables of the tag file that is meant, as the driver understands them. Names are data: nothing in them is
+# expanded, and what a shell would act on is quoted.
 @FUNCTION@_variables() {
-  local file name
-  file=$(@FUNCTION@_tag_file)
-  [[ -n $file ]] || return
+  local name target=()
+  @FUNCTION@_target
   # Completion must be quiet about a file that cannot be read yet.
   while IFS= read -r name; do
     [[ $name != "$1"* ]] || COMPREPLY+=("$(printf '%q' "$name")")
-  done < <("${COMP_WORDS[0]}" tags "${file/#\~/$HOME}" --names 2>/dev/null)
+  done < <("${COMP_WORDS[0]}" tags "${target[@]}" --names 2>/dev/null)
 }
 
 @FUNCTION@_words() {
@@ -128,7 +128,7 @@ def argument_kind(page):
 
 def without_unused(text):
     """Functions and variables that this program's completion does not use are left out."""
-    for part in ("variables", "tag_file"):
+    for part in ("variables", "target"):
         if len(re.findall(r"@FUNCTION@_%s\b" % part, text)) == 1:
             text = re.sub(r"(?:^#[^\n]*\n)*^@FUNCTION@_%s\(\) \{.*?^\}\n\n" % part, "", text, flags=re.S | re.M)
     return text
@@ -170,13 +170,14 @@ def zsh_arguments(page):
     return lines
 
 
-ZSH_VARIABLES = r'''# The variables of the tag file on the command line, as the driver understands them.
+ZSH_VARIABLES = r'''# The variables of the tag file that is meant, as the driver understands them.
 @FUNCTION@_variables() {
-  local file
-  file=${${opt_args[--sim]:-${opt_args[--tags]:-}}/#\~/$HOME}
-  [[ -n $file ]] || return 1
-  local -a names
-  names=(${(f)"$(_call_program names ${(q)program} tags ${(q)file} --names 2>/dev/null)"})
+  local option
+  local -a names target
+  for option in --sim --tags --address --area; do
+    [[ -z ${opt_args[$option]:-} ]] || target+=(${option/#--sim/--tags} ${(q)${opt_args[$option]/#\~/$HOME}})
+  done
+  names=(${(f)"$(_call_program names ${(q)program} tags $target --names 2>/dev/null)"})
   compadd -a names
 }
 

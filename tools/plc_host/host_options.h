@@ -51,7 +51,7 @@ struct HostOptions {
   uint32_t delay_ms = 0;
 
   // tags
-  std::vector<std::string> listed;  // the tag file; with --new the name and the type
+  std::vector<std::string> listed;  // the tag file and names in it; with --new the name and the type
   bool names_only = false;
   NewTagOptions new_tags;
 

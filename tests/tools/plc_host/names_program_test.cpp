@@ -92,6 +92,35 @@ TEST_F(NamesTest, AssignmentsFromAFile_KeepTheirBlanks) {
   EXPECT_THAT(outcome.out, HasSubstr(",pump ,\n"));
 }
 
+TEST_F(NamesTest, TagsOfNamesAndPatterns_AreListedOnceInTheirOrder) {
+  const std::string file = path("machine.csv");
+  EXPECT_EQ(run({"tags", file, "Idx*", "T*l*", "Idx0", "--names"}).out, "Idx0\nIdx1\nTotal\nTable\n");
+  const Outcome missing = run({"tags", "--tags", file, "Sped", "MAIN/*", "X*", "--csv"});
+  EXPECT_EQ(missing.code, 1);
+  EXPECT_EQ(missing.out,
+            "number,reg_type,address,name,type,shape,bounds,scope,device,remark\n"
+            "19,0,0x00130000,Count,INT,scalar,,\"local \"\"MAIN\"\"\",DM,\n");
+  EXPECT_EQ(missing.err, "plc-host: Sped: " + file + " has no variable of this name; did you mean Speed (" + file +
+                             ":2)?\nplc-host: X*: " + file + " has no variable that fits this pattern\n");
+  EXPECT_THAT(run({"tags", file, "Idx2", "--csv"}).out,
+              EndsWith(",Idx2,REAL,scalar,,global,,the largest indexed id of a file cannot be asked for\n"));
+}
+
+TEST_F(NamesTest, TagsWithoutAFile_AreThoseOfTheController) {
+  write_file("PLCC0A8000A_2.csv", "Here,INT,,,,,,0,1,0,0,\n");
+  const std::string in_folder = "cd " + folder_.path() + " && ";
+  const std::string tags = PLC_HOST_PROGRAM " tags --names --driver " + library_;
+  EXPECT_EQ(run_words({"/bin/sh", "-c", in_folder + tags + " --address 192.168.0.10:8500 --area 2"}).out, "Here\n");
+  const std::string settings = "PLC_HOST_ADDRESS=192.168.0.10 PLC_HOST_AREA=2 ";
+  EXPECT_EQ(run_words({"/bin/sh", "-c", in_folder + settings + tags}).out, "Here\n");
+  const Outcome none = run_words({"/bin/sh", "-c", in_folder + tags});
+  EXPECT_EQ(none.code, 2);
+  EXPECT_EQ(none.err,
+            "plc-host: which tag file? Give FILE, or --address HOST for the one that the driver would take\n");
+  EXPECT_EQ(run({"tags", path("machine.csv"), "--names", "--json"}).err,
+            "plc-host: --names has lines of its own: neither --json nor --csv goes with it\n");
+}
+
 TEST_F(NamesTest, FileWithoutNames_IsAFaultOfTheCommandLine) {
   write_file("empty.txt", "\n  \n");
   write_file("wide.txt", std::string("S\0p\0", 4));

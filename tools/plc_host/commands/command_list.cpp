@@ -1,20 +1,29 @@
 // The command that shows the records of a tag file.
+#include <unistd.h>
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "base/shown_text.h"
 #include "base/text.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/commands/form_options.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
+#include "tools/plc_host/messages.h"
 #include "tools/plc_host/results/result_writer.h"
+#include "tools/plc_host/target/controller_address.h"
+#include "tools/plc_host/target/tag_files.h"
+#include "tools/plc_host/target/wanted_names.h"
 
 namespace plc_host {
 namespace {
 
 using Json = nlohmann::ordered_json;
 using plc_base::hexadecimal;
+
+constexpr size_t kNameColumn = 3;
 
 const char* shape_name(uint32_t shape) {
   switch (shape) {
@@ -84,29 +93,126 @@ Json tag_json(const Tag& tag) {
   return object;
 }
 
+// The first word, unless an option says which file it is: then all words are names.
+std::string listed_file(const HostOptions& options) {
+  if (!names_tag_file(options) && !options.listed.empty()) return options.listed.front();
+  const Setting& tags = options.settings.at("tags");
+  const Setting& address = options.settings.at("address");
+  if (tags.is_typed() || (tags.is_said() && !address.is_typed())) return tags.value;
+  if (!address.is_said()) {
+    throw HostError(kExitUsage, "which tag file? Give FILE, or --address HOST for the one that the driver would take");
+  }
+  Target target;
+  target.ip_address = find_controller(split_controller_address(address.value, address.from).host);
+  target.area = options.area;
+  demand_own_tag_file(target);
+  return tag_file_name(target);
+}
+
+std::vector<std::string> wanted_words(const HostOptions& options) {
+  const bool has_file = !names_tag_file(options) && !options.listed.empty();
+  std::vector<std::string> words(options.listed.begin() + (has_file ? 1 : 0), options.listed.end());
+  words.insert(words.end(), options.names.begin(), options.names.end());
+  return words;
+}
+
+// The records of a word; none, behind a message, where the file has none.
+std::vector<const Tag*> tags_of(const TagList& list, const TagFilePath& file, const std::string& word) {
+  std::vector<const Tag*> tags;
+  if (is_pattern(word) && positions_of(list, word).empty()) {
+    for (const size_t position : positions_fitting(list, word)) tags.push_back(&list.tags[position]);
+    if (tags.empty()) show_error(word + ": " + why_none_fits(list, file.shown, word));
+    return tags;
+  }
+  try {
+    tags.push_back(find_variable(list, file, word).tag);
+  } catch (const UnreachableError& error) {
+    tags.push_back(&error.tag());
+  } catch (const ReferenceError& error) {
+    show_error(word + ": " + error.what());
+  }
+  return tags;
+}
+
+// All records without words, else those of each word, once. Not complete when a word has none.
+std::vector<const Tag*> wanted_tags(const TagList& list, const TagFilePath& file, const std::vector<std::string>& words,
+                                    bool& is_complete) {
+  std::vector<const Tag*> wanted;
+  if (words.empty()) {
+    for (const Tag& tag : list.tags) wanted.push_back(&tag);
+  }
+  std::set<const Tag*> known;
+  for (const std::string& word : words) {
+    const std::vector<const Tag*> tags = tags_of(list, file, word);
+    is_complete = is_complete && !tags.empty();
+    for (const Tag* tag : tags) {
+      if (known.insert(tag).second) wanted.push_back(tag);
+    }
+  }
+  return wanted;
+}
+
+// A row of a spreadsheet: a cell of what is not there is empty.
+std::string csv_row(const std::vector<std::string>& cells) {
+  std::string line;
+  for (size_t i = 0; i < cells.size(); ++i) {
+    line += (i == 0 ? "" : ",") + (cells[i] == "-" && i != kNameColumn ? "" : plc_base::shown_csv_cell(cells[i]));
+  }
+  return line + "\n";
+}
+
+void write_tags(const HostOptions& options, const std::vector<const Tag*>& tags, FILE* file) {
+  const Form form = form_of(options).form;
+  if (options.names_only || form == Form::kJson) {
+    for (const Tag* tag : tags) {
+      if (!options.names_only) {
+        write_json_line(file, tag_json(*tag));
+      } else if (tag->register_id) {
+        std::fputs((plc_base::shown_line(tag->qualified_name) + "\n").c_str(), file);
+      }
+    }
+    return;
+  }
+  if (form == Form::kCsv) {
+    std::fputs("number,reg_type,address,name,type,shape,bounds,scope,device,remark\n", file);
+    for (const Tag* tag : tags) std::fputs(csv_row(tag_row(*tag)).c_str(), file);
+    return;
+  }
+  std::vector<std::vector<std::string>> rows = {
+      {"NUMBER", "REG_TYPE", "ADDRESS", "NAME", "TYPE", "SHAPE", "BOUNDS", "SCOPE", "DEVICE", ""}};
+  for (const Tag* tag : tags) rows.push_back(tag_row(*tag));
+  write_table(file, rows);
+}
+
 }  // namespace
+
+void check_listing(const HostOptions& options) {
+  check_form(options);
+  if (options.names_only && form_of(options).form != Form::kText) {
+    throw HostError(kExitUsage, "--names has lines of its own: neither --json nor --csv goes with it");
+  }
+  listed_file(options);
+  for (const std::string& word : wanted_words(options)) {
+    const bool is_file =
+        word.size() > 4 && word.compare(word.size() - 4, 4, ".csv") == 0 && access(word.c_str(), F_OK) == 0;
+    if (is_file) throw HostError(kExitUsage, "which tag file? One FILE: " + word + " stands where names do");
+  }
+}
+
+bool names_tag_file(const HostOptions& options) {
+  return options.settings.at("tags").is_typed() || options.settings.at("address").is_typed();
+}
 
 int run_tags(const HostOptions& options, CommandOutput& output) {
   if (options.new_tags.wanted) return run_new_tags(options, output);
   const DriverLibrary library = load_driver_library(options.driver);
-  const std::string& path = options.listed.front();
+  const std::string path = listed_file(options);
   demand_tag_file(path);
-  const TagList list = read_tag_list(library, output, {path, path}, options.verbosity > 0);
-  if (options.names_only) {
-    for (const Tag& tag : list.tags) {
-      if (tag.register_id) std::fputs((plc_base::shown_line(tag.qualified_name) + "\n").c_str(), output.results());
-    }
-    return kExitOk;
-  }
-  if (options.json) {
-    for (const Tag& tag : list.tags) write_json_line(output.results(), tag_json(tag));
-    return kExitOk;
-  }
-  std::vector<std::vector<std::string>> rows = {
-      {"NUMBER", "REG_TYPE", "ADDRESS", "NAME", "TYPE", "SHAPE", "BOUNDS", "SCOPE", "DEVICE", ""}};
-  for (const Tag& tag : list.tags) rows.push_back(tag_row(tag));
-  write_table(output.results(), rows);
-  return kExitOk;
+  const TagFilePath file{path, path};
+  const TagList list = read_tag_list(library, output, file, options.verbosity > 0);
+  bool is_complete = true;
+  write_tags(options, wanted_tags(list, file, wanted_words(options), is_complete), output.results());
+  return is_complete ? kExitOk : kExitTagFailed;
 }
 
 }  // namespace plc_host

@@ -17,6 +17,7 @@
 #include "tag_check/source_line.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
+#include "tools/plc_host/commands/form_options.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
 
@@ -153,11 +154,14 @@ void add_new_tag_options(CLI::App& command, HostOptions& options) {
 void check_tags(const HostOptions& options) {
   const NewTagOptions& wanted = options.new_tags;
   if (!wanted.wanted) {
-    if (options.listed.size() != 1) throw HostError(kExitUsage, "which tag file? One FILE");
+    check_listing(options);
     return;
   }
-  if (options.json || options.names_only) {
-    throw HostError(kExitUsage, "--new writes lines of a tag file: neither --json nor --names goes with it");
+  if (form_of(options).form != Form::kText || options.names_only) {
+    throw HostError(kExitUsage, "--new writes lines of a tag file: neither --json, --csv nor --names goes with it");
+  }
+  if (!options.names.empty() || names_tag_file(options)) {
+    throw HostError(kExitUsage, "--new makes lines: neither --tags, --address nor --names-from goes with it");
   }
   if (wanted.list.empty() && options.listed.size() != 2) {
     throw HostError(kExitUsage, "--new takes a NAME and a TYPE, as in tags --new Motor.Speed DINT, or --from LIST");

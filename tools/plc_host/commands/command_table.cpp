@@ -41,6 +41,7 @@ constexpr char kTagsDetails[] =
     "of a list of them, as a spreadsheet saves it.\n"
     "\nExamples:\n"
     "  plc-host tags PLCC0A8000A_0.csv\n"
+    "  plc-host tags machine.csv 'Motor.*' --format csv\n"
     "  plc-host tags --new Motor.Torque INT --after machine.csv >> machine.csv\n"
     "  plc-host tags --new Recipe.Name 'STRING(20)' --scope MAIN\n"
     "  plc-host tags --new --from list.csv --output PLCC0A8000B_0.csv\n";
@@ -107,9 +108,20 @@ constexpr char kWhyExamples[] =
 
 void add_no_options(CLI::App&, HostOptions&) {}
 
+void add_names_file(CLI::App& command, HostOptions& options) {
+  command.add_option("--names-from", options.names_file, "More of them, a line each; - for standard input")
+      ->type_name("FILE");
+}
+
 void add_tags_options(CLI::App& command, HostOptions& options) {
-  command.add_option("FILE", options.listed, "Tag file; with --new the variable's name and its type");
+  command.add_option("FILE", options.listed,
+                     "Tag file, and names or patterns of what to list; with --new the variable's name and its type");
+  add_names_file(command, options);
+  add_setting(command, "tags", options, "Tag file, when all words are names");
+  add_setting(command, "address", options, "Or the controller, whose own file is listed")->type_name("HOST");
+  add_setting(command, "area", options, "Its area");
   command.add_flag("--names", options.names_only, "Only the names of the variables that can be asked for");
+  add_form_option(command, options);
   add_new_tag_options(command, options);
 }
 
@@ -168,11 +180,6 @@ void add_target_options(CLI::App& command, HostOptions& options) {
   for (CLI::Option* option : {address, port, area, tags, sim, simulator, arguments, timeout, delay}) {
     option->group(group);
   }
-}
-
-void add_names_file(CLI::App& command, HostOptions& options) {
-  command.add_option("--names-from", options.names_file, "More of them, a line each; - for standard input")
-      ->type_name("FILE");
 }
 
 void add_name_options(CLI::App& command, HostOptions& options) {

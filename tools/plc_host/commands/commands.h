@@ -29,6 +29,10 @@ const std::vector<Command>& command_table();
 // What tags --new takes besides; part of the command tags.
 void add_new_tag_options(CLI::App& command, HostOptions& options);
 void check_tags(const HostOptions& options);
+// Without --new.
+void check_listing(const HostOptions& options);
+// Whether --tags or --address on the command line say which tag file is meant.
+bool names_tag_file(const HostOptions& options);
 int run_new_tags(const HostOptions& options, CommandOutput& output);
 
 int run_info(const HostOptions& options, CommandOutput& output);

@@ -29,12 +29,16 @@ void take_form(const std::string& word, HostOptions& options) {
 
 }  // namespace
 
-void add_form_options(CLI::App& command, HostOptions& options) {
+void add_form_option(CLI::App& command, HostOptions& options) {
   command
       .add_option_function<std::string>(
           "--format", [&options](const std::string& word) { take_form(word, options); }, "Form of the output")
       ->type_name("TEXT:{text,json,csv}");
   command.add_flag("--csv", options.csv, "Rows for spreadsheets, the same as --format csv");
+}
+
+void add_form_options(CLI::App& command, HostOptions& options) {
+  add_form_option(command, options);
   command.add_flag("--int64-text", options.wide_texts, "With JSON: 64-bit integers as texts");
 }
 

@@ -8,7 +8,9 @@
 
 namespace plc_host {
 
-// --format and --csv, which go with the --json that every command has; --int64-text.
+// --format and --csv, which go with the --json that every command has.
+void add_form_option(CLI::App& command, HostOptions& options);
+// The same, and --int64-text.
 void add_form_options(CLI::App& command, HostOptions& options);
 void add_raw_option(CLI::App& command, HostOptions& options);
 
