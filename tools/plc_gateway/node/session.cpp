@@ -10,6 +10,7 @@ namespace {
 constexpr Ms kAnswerMs = 10000;    // of a broker to a connect or a subscription
 constexpr Ms kFirstPauseMs = 100;  // before the connect after a lost connection
 constexpr Ms kLongestPauseMs = 5000;
+constexpr Ms kSettledMs = 1000;    // what a session must last, and a fence have come back, to be more than a try
 constexpr Ms kDiskPauseMs = 1000;  // before the disk is asked again for a bdSeq
 constexpr Ms kBirthPauseMs = 200;  // between births that hosts ask for
 constexpr Ms kStopMs = 1000;       // for the last acknowledgment
@@ -89,7 +90,12 @@ void Session::on_disconnected(const std::string& reason) {
 // What is not known to be at the broker stays in the journal, and is history from now on.
 void Session::leave(const std::string& reason, bool drop) {
   if (link_ == Link::kConnecting || link_ == Link::kSubscribing) ++counters_.broker_refused;
-  if (link_ == Link::kOnline) ++counters_.broker_losses;
+  const Ms now = clock_.steady_ms();
+  if (link_ == Link::kOnline) {
+    ++counters_.broker_losses;
+    // Others are those of a broker that takes nothing, and of two gateways with one id: births without end.
+    if (was_acknowledged_ && now - online_ms_ >= kSettledMs) pause_ms_ = kFirstPauseMs;
+  }
   // The numbers count what brokers were sent, not what was tried.
   if (link_ == Link::kConnecting && !broker_.sent_connect()) unused_bd_seq_ = bd_seq_;
   if (drop) broker_.drop();
@@ -108,7 +114,7 @@ void Session::leave(const std::string& reason, bool drop) {
   fenced_ = 0;
   history_.clear();
   writer_ = {};  // what was written of a message that could not be sent
-  connect_at_ms_ = clock_.steady_ms() + pause_ms_ + (pause_ms_ > 0 ? options_.jitter % (pause_ms_ / 2 + 1) : 0);
+  connect_at_ms_ = now + pause_ms_ + (pause_ms_ > 0 ? options_.jitter % (pause_ms_ / 2 + 1) : 0);
   pause_ms_ = std::clamp(2 * pause_ms_, kFirstPauseMs, kLongestPauseMs);
 }
 
@@ -122,7 +128,9 @@ void Session::go_online() {
   history_.clear();
   live_next_ = std::max<uint64_t>(journal_.first_id(), 1);
   told_dropped_ = journal_.counters().dropped;
-  pause_ms_ = kFirstPauseMs;
+  online_ms_ = now;
+  pause_ms_ = std::max(pause_ms_, kFirstPauseMs);
+  was_acknowledged_ = false;
   births();
 }
 

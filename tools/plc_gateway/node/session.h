@@ -123,8 +123,10 @@ class Session {
   bool stopping_ = false;
   Ms stop_by_ms_ = 0;
   Ms connect_at_ms_ = 0;
-  Ms answer_by_ms_ = 0;  // of the connect or the subscription under way
-  Ms pause_ms_ = 0;      // before the next connect
+  Ms answer_by_ms_ = 0;            // of the connect or the subscription under way
+  Ms pause_ms_ = 0;                // before the next connect
+  Ms online_ms_ = 0;               // since when it is online
+  bool was_acknowledged_ = false;  // what it published since
   std::string last_problem_;
   uint64_t bd_seq_ = 0;
   std::optional<uint64_t> unused_bd_seq_;  // of a connect that reached no broker

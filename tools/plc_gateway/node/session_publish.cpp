@@ -346,6 +346,7 @@ void Session::fence(Ms now) {
 void Session::on_acknowledged(int id) {
   if (!fence_ || *fence_ != id) return;
   fence_.reset();
+  was_acknowledged_ = true;
   ++counters_.fences_acknowledged;
   std::vector<Range> ranges;
   for (; fenced_ > 0; --fenced_) {

@@ -72,6 +72,35 @@ TEST(EdgeNode, NumberOfAConnectThatReachedNoBroker_IsThatOfTheNextOne) {
   EXPECT_EQ(bd_seq_of_will(world), 1U);
 }
 
+// How long it takes from the loss of a session to the next connect.
+Ms pause_of(World& world) {
+  world.node->on_disconnected("lost");
+  world.broker.events.clear();
+  Ms passed = 0;
+  for (; world.broker.events.empty() && passed < 10000; ++passed) world.pass(1);
+  return passed;
+}
+
+TEST(EdgeNode, SessionThatIsLostBeforeItSettled_LengthensThePauseToTheNext) {
+  World world;
+  bring_up(world);
+  world.pass(1000);
+  EXPECT_EQ(pause_of(world), 100);
+  for (const Ms pause : {200, 400, 800, 1600, 3200, 5000, 5000}) {
+    world.let_broker_in();
+    world.pass(900);
+    world.acknowledge();
+    EXPECT_EQ(pause_of(world), pause);
+  }
+  world.let_broker_in();
+  world.pass(2000);  // and nothing is acknowledged
+  EXPECT_EQ(pause_of(world), 5000);
+  world.let_broker_in();
+  world.pass(1000);
+  ASSERT_TRUE(world.acknowledge());
+  EXPECT_EQ(pause_of(world), 100);
+}
+
 TEST(EdgeNode, DataOfTheNode_WaitsForTheDevicesBirth) {
   World world;  // its first read is under way
   world.let_broker_in();
