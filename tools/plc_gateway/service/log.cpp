@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -19,6 +20,7 @@ constexpr Ms kQuietMs = 60000;
 constexpr unsigned kMostInAMinute = 3;
 constexpr size_t kMostKinds = 256;  // what comes from outside must not fill the memory
 constexpr size_t kMostTextBytes = 1000;
+constexpr size_t kMostKindBytes = 400;
 
 const char* level_word(LogLevel level) {
   switch (level) {
@@ -46,6 +48,13 @@ std::string log_value(const std::string& raw) {
     text += c;
   }
   return text + "\"";
+}
+
+// Lines that differ in their numbers alone are of one kind.
+std::string kind_of(std::string line) {
+  line.erase(std::remove_if(line.begin(), line.end(), [](char c) { return c >= '0' && c <= '9'; }), line.end());
+  line.resize(std::min(line.size(), kMostKindBytes));
+  return line;
 }
 
 Ms wall_now() {
@@ -80,7 +89,7 @@ void Log::put(LogLevel level, std::string line, uint64_t repeated) {
 void Log::write(LogLevel level, std::string_view event, const LogFields& fields, Ms now_ms) {
   std::string line = std::string("level=") + level_word(level) + " event=" + std::string(event);
   for (const auto& [key, value] : fields) line += " " + std::string(key) + "=" + log_value(value);
-  std::string name = std::string(event) + (fields.empty() ? std::string() : "=" + fields.front().second);
+  std::string name = kind_of(line);
   if (kinds_.size() >= kMostKinds && kinds_.count(name) == 0) name = event;
   Kind& kind = kinds_.try_emplace(name, level, Kind{now_ms, 0, 0, {}}).first->second.second;
   if (now_ms - kind.since_ms >= kQuietMs) {

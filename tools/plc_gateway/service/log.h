@@ -26,8 +26,8 @@ class Log {
   Log();
   Log(Writer writer, bool is_journal) : writer_(std::move(writer)), is_journal_(is_journal) {}
 
-  // `now_ms` is steady. Lines of one event with the same first field are of one kind: of a flood of them the first few
-  // are written, and then one in a minute, with repeated=N.
+  // `now_ms` is steady. Lines of one event that differ in numbers alone are of one kind: of a flood of them the first
+  // few are written, and then one in a minute, with repeated=N.
   void write(LogLevel level, std::string_view event, const LogFields& fields, Ms now_ms);
   // Writes what was held back and is due; to be called each second.
   void tick(Ms now_ms);

@@ -56,12 +56,12 @@ TEST_F(LogTest, Flood_IsAFewLinesAndThenOneInAMinuteWithItsCount) {
   EXPECT_THAT(lines, SizeIs(0));
   log.tick(60000);
   EXPECT_THAT(lines, ElementsAre("<6>level=info event=e why=x i=99 repeated=97"));
-  log.write(LogLevel::kInfo, "e", {{"why", "x"}}, 60001);
+  log.write(LogLevel::kInfo, "e", {{"why", "x"}, {"i", "100"}}, 60001);
   log.tick(60002);
   EXPECT_THAT(lines, SizeIs(1));
   log.tick(120000);
-  EXPECT_THAT(lines,
-              ElementsAre("<6>level=info event=e why=x i=99 repeated=97", "<6>level=info event=e why=x repeated=1"));
+  EXPECT_THAT(lines, ElementsAre("<6>level=info event=e why=x i=99 repeated=97",
+                                 "<6>level=info event=e why=x i=100 repeated=1"));
 }
 
 TEST_F(LogTest, FloodOfOneKind_DoesNotSilenceAnother) {
@@ -72,6 +72,20 @@ TEST_F(LogTest, FloodOfOneKind_DoesNotSilenceAnother) {
   EXPECT_THAT(lines, SizeIs(5));
 }
 
+// As somebody sees it who tries a command and makes one mistake after the other.
+TEST_F(LogTest, SameEventForAnotherReason_IsTold) {
+  Log log(writer(), true);
+  const auto refused = [&](const char* reason) {
+    log.write(LogLevel::kWarning, "command", {{"result", "refused"}, {"name", "Speed"}, {"reason", reason}}, 0);
+  };
+  for (const char* reason : {"it is 11000 ms old", "it is 12000 ms old", "it is 13000 ms old", "it is 14000 ms old"}) {
+    refused(reason);
+  }
+  EXPECT_THAT(lines, SizeIs(3));
+  refused("it has no time");
+  EXPECT_THAT(lines, SizeIs(4));
+}
+
 TEST_F(LogTest, KindBehindItsQuietMinute_IsNewAgain) {
   Log log(writer(), true);
   for (int i = 0; i < 3; ++i) log.write(LogLevel::kInfo, "e", {}, 0);
@@ -80,10 +94,14 @@ TEST_F(LogTest, KindBehindItsQuietMinute_IsNewAgain) {
   EXPECT_THAT(lines, SizeIs(6));
 }
 
-// Whoever chooses the first field of lines cannot fill the memory or the disk.
+// Whoever chooses fields of lines cannot fill the memory or the disk.
 TEST_F(LogTest, FloodOfEverNewKinds_IsBounded) {
   Log log(writer(), true);
-  for (int i = 0; i < 10000; ++i) log.write(LogLevel::kInfo, "e", {{"name", std::to_string(i)}}, 0);
+  for (int i = 0; i < 10000; ++i) {
+    std::string name;
+    for (int rest = i; rest > 0; rest /= 26) name += static_cast<char>('a' + rest % 26);
+    log.write(LogLevel::kInfo, "e", {{"name", name}}, 0);
+  }
   EXPECT_THAT(lines, SizeIs(256 + 3));
 }
 
