@@ -1,12 +1,14 @@
 // Loads tag files; of a file that is no tag file it prints the first lines only.
 #include "tools/plc_sim/load_tags.h"
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "base/files.h"
+#include "base/near_names.h"
 #include "base/text.h"
 #include "tools/plc_sim/messages.h"
 
@@ -60,13 +62,26 @@ bool is_capture(std::string_view bytes) {
 // Why no line of it is worth a look; empty for what may be a tag file.
 std::string why_no_tag_file(const std::string& path, const plc_base::FileText& file) {
   const std::string name = shown_path(path);
-  if (!file.problem.empty())
-    return file.problem + (file.problem.find("it is a folder") == std::string::npos
-                               ? ""
-                               : ". Try: name the tag files in it, " + path + "/*.csv");
+  const bool is_folder = file.problem.find("it is a folder") != std::string::npos;
+  if (is_folder) return file.problem + ". Try: name the tag files in it, " + path + "/*.csv";
+  if (!file.problem.empty()) return file.problem;
   if (file.text.empty()) return name + " is empty. Try: a tag file, which has a line for each variable";
   if (is_capture(file.text)) return name + " is a capture. Try: --replay " + path;
   return {};
+}
+
+// Numbers given for programs that nobody has.
+void warn_of_programs(const Options& options, const std::vector<TagDeclaration>& tags) {
+  std::vector<std::string> names;
+  for (const TagDeclaration& tag : tags) {
+    if (!tag.is_global) names.push_back(tag.program);
+  }
+  for (const auto& [name, number] : options.programs) {
+    if (std::find(names.begin(), names.end(), name) != names.end()) continue;
+    const std::string near = plc_base::did_you_mean(name, names);
+    print_error("plc-sim: warning: --program " + name + ": no tag is of this program" +
+                (near.empty() ? "" : "; " + near));
+  }
 }
 
 }  // namespace
@@ -95,6 +110,7 @@ bool load_tags(const Options& options, VariableStore& store) {
     is_good = is_good && options.skip_bad_lines;
   }
   printer.finish();
+  warn_of_programs(options, tags);
   if (!is_good) print_error("plc-sim: nothing was started. Try: plc-host check FILE, or --skip-bad-lines");
   return is_good;
 }

@@ -67,8 +67,9 @@ std::optional<Number> number_in(std::string_view text) {
 // A name of a host becomes its number.
 Endpoint parse_endpoint(const char* option, const std::string& text) {
   const auto parts = plc_base::split_address(text);
-  if (parts && parts->is_bad_port)
+  if (parts && parts->is_bad_port) {
     refuse_endpoint(option, text, "a port is a number from 0 to 65535, 0 for a free one");
+  }
   if (!parts || parts->has_brackets) {
     refuse_endpoint(option, text, "write an IPv4 address or a name, and a port: 127.0.0.1:8500, localhost:0");
   }
@@ -123,6 +124,8 @@ struct RawOptions {
 };
 
 void add_options(CLI::App& app, Options& options, RawOptions& raw) {
+  const CLI::Validator is_file_name(
+      [](std::string& text) { return std::string(text.empty() ? "the name of a file is missing" : ""); }, "");
   app.add_option("TAGFILE", options.tag_files, "tag files, each with its variables");
   app.add_option("--listen", raw.listen, "address and port; port 0 takes a free one")->type_name("HOST:PORT");
   app.add_flag("--allow-remote", raw.allows_remote, "let --listen and --web take addresses that other machines reach");
@@ -142,12 +145,16 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
       ->check(CLI::IsMember({"longest-first", "file"}));
   app.add_flag("--skip-bad-lines", options.skip_bad_lines, "go on without the tag lines that cannot be declared");
   app.add_flag("--no-stdin", options.ignore_stdin, "take no commands, and do not end with standard input");
-  app.add_option("--pcap", options.pcap, "write what goes over the connections as a capture")->type_name("FILE");
+  app.add_option("--pcap", options.pcap, "write what goes over the connections as a capture")
+      ->type_name("FILE")
+      ->check(is_file_name);
   app.add_option("--replay", options.replay, "answer as the controller in a capture did; takes no tag files")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(is_file_name);
   app.add_option("--report", options.report,
                  "write a report at the end, by its name's end: .html for people, .json, .csv, else text; - is stdout")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(is_file_name);
   app.add_option("--web", raw.web, "serve a page that shows and sets the variables")->type_name("HOST:PORT");
   app.add_flag("--quiet", options.quiet, "print violations only, not what was refused or noted");
 }
@@ -169,7 +176,11 @@ void convert(const RawOptions& raw, Options& options) {
   options.animate_ms = raw.animate && raw.animate_ms == 0 ? kDefaultAnimateMs : raw.animate_ms;
   options.directory_order = raw.directory_order == "file" ? DirectoryOrder::kFile : DirectoryOrder::kLongestFirst;
   for (const std::string& text : raw.faults) options.faults.push_back(fault_of(text));
-  for (const std::string& text : raw.programs) options.programs.insert(parse_program(text));
+  for (const std::string& text : raw.programs) {
+    if (!options.programs.insert(parse_program(text)).second) {
+      throw std::invalid_argument("--program " + text + ": the program has a number already");
+    }
+  }
 }
 
 // What plc-host calls it.

@@ -59,6 +59,10 @@ TEST_F(Mistakes, OnTheCommandLine_AreNamedWithWhatToDo) {
       {{"--fault", "close on=raed", tags_},
        "--fault 'close on=raed': no request is called 'raed': on= takes any, directory-start, directory, resolve, "
        "read, write, masked-write or bit"},
+      {{"--fault", "close times=0", tags_},
+       "--fault 'close times=0': times=0 would never happen: it begins with 1, or is always"},
+      {{"--fault", "close every=0", tags_}, "--fault 'close every=0': every=0 would never happen: it begins with 1"},
+      {{"--program", "Main=3", "--program", "Main=4", tags_}, "--program Main=4: the program has a number already"},
       {{"--fault", "close time=3", tags_},
        "--fault 'close time=3': a fault has no setting 'time': there are times, on, after and every"},
   };
@@ -137,7 +141,11 @@ TEST_F(Mistakes, OnTheConsole_AreNamedWithWhatToDo) {
   const std::pair<const char*, const char*> cases[] = {
       {"shwo", "no command is called 'shwo'; did you mean show?"},
       {"everything", "no command is called 'everything'; help lists them"},
+      {"write Speed=5", "no command is called 'write'; did you mean set?"},
       {"set", "no variable is named; show lists them"},
+      {"set Speed", "the value is missing: set Speed VALUE"},
+      {"set Speed=5", "a blank stands between a name and its value: set Speed 5"},
+      {"fault claer", "no fault is called 'claer'; did you mean clear?"},
       {"set Sped 5", "no variable is called 'Sped'; did you mean Speed?"},
       {"set Tabel[3] 5", "no variable is called 'Tabel'; did you mean Table?"},
       {"show Everything", "no variable is called 'Everything'; show lists them"},
@@ -152,6 +160,12 @@ TEST_F(Mistakes, OnTheConsole_AreNamedWithWhatToDo) {
   };
   for (const auto& [line, said] : cases) EXPECT_EQ(sim.command(line), std::string("error: ") + said + "\n") << line;
   EXPECT_EQ(sim.finish(), 0);
+}
+
+TEST_F(Mistakes, NumberOfAProgramThatNobodyHas_IsWarnedOf) {
+  PlcSimProcess sim({"--program", "Mian=3", tags_});
+  EXPECT_EQ(sim.finish(), 0);
+  EXPECT_EQ(sim.errors(), "plc-sim: warning: --program Mian: no tag is of this program; did you mean Main?\n");
 }
 
 TEST_F(Mistakes, TimeOfAnimation_IsEnoughToAnimate) {

@@ -1,8 +1,10 @@
 // The commands on standard input.
 #include "tools/plc_sim/console/console.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include "base/json_text.h"
@@ -27,10 +29,15 @@ std::pair<std::string, std::string> split_first_word(std::string_view line) {
 
 const std::vector<std::string> kCommands{"set", "show", "dump", "counts", "fault", "faults", "report", "help", "quit"};
 
-// The near words, or else what helps when none is near.
-std::string near_or(const std::string& otherwise, const std::string& word, const std::vector<std::string>& words) {
-  const std::string near = plc_base::did_you_mean(word, words);
-  return near.empty() ? otherwise : near;
+// The command of this meaning, those with near names, or what helps when there is none.
+std::string meant_command(const std::string& word) {
+  constexpr std::pair<const char*, const char*> kElsewhere[] = {{"write", "set"}, {"read", "show"}, {"get", "show"},
+                                                                {"list", "show"}, {"exit", "quit"}, {"end", "quit"}};
+  for (const auto& [elsewhere, here] : kElsewhere) {
+    if (word == elsewhere) return std::string("did you mean ") + here + "?";
+  }
+  const std::string near = plc_base::did_you_mean(word, kCommands);
+  return near.empty() ? "help lists them" : near;
 }
 
 [[noreturn]] void fail(const std::string& reason) { throw std::invalid_argument(reason); }
@@ -60,8 +67,9 @@ std::string Console::answer(const std::string& command, const std::string& rest)
   if (command == "faults") return list_faults();
   if (command == "report") return hooks_.report(rest.empty() ? "text" : rest);
   if (command == "help") return help();
-  if (command != "quit")
-    fail("no command is called '" + command + "'; " + near_or("help lists them", command, kCommands));
+  if (command != "quit") {
+    fail("no command is called '" + command + "'; " + meant_command(command));
+  }
   hooks_.quit();
   return {};
 }
@@ -69,7 +77,13 @@ std::string Console::answer(const std::string& command, const std::string& rest)
 std::string Console::set(const std::string& rest) {
   const auto [name, value] = split_first_word(rest);
   const auto element = store_.find_typed(name);
+  const size_t equals = name.find('=');
+  if (!element && equals != std::string::npos && store_.find_typed(name.substr(0, equals))) {
+    fail("a blank stands between a name and its value: set " + name.substr(0, equals) + " " + name.substr(equals + 1));
+  }
   if (!element) fail(store_.why_not_found(name));
+  const bool may_be_empty = element->variable->tag.type->kind == TypeKind::kText;
+  if (value.empty() && !may_be_empty) fail("the value is missing: set " + name + " VALUE");
   const bool is_whole_array = element->variable->is_array() && mark_subscripts(name).back() != ']';
   const std::string problem =
       is_whole_array ? set_array(*element->variable, value) : set_value(store_.memory(), *element, value);
@@ -131,6 +145,11 @@ std::string Console::counts(const std::string& rest) const {
 }
 
 std::string Console::fault(const std::string& rest) {
+  const bool is_one_word = rest.find(' ') == std::string::npos;
+  const bool is_known = std::any_of(known_faults().begin(), known_faults().end(),
+                                    [&](const FaultInfo& info) { return rest == info.name; });
+  const std::string near_clear = plc_base::did_you_mean(rest, {"clear"});
+  if (is_one_word && !is_known && !near_clear.empty()) fail("no fault is called '" + rest + "'; " + near_clear);
   if (rest == "clear") {
     hooks_.clear_faults();
   } else if (!hooks_.arm(parse_fault(rest))) {

@@ -55,6 +55,7 @@ std::string written_as(const FaultInfo& info) {
 // The faults with near names, or all of them.
 std::string near_or_all(std::string_view word) {
   std::vector<std::string> names;
+  names.reserve(kFaults.size());
   for (const FaultInfo& info : kFaults) names.emplace_back(info.name);
   const std::string near = plc_base::did_you_mean(word, names);
   return near.empty() ? "there are " + plc_base::joined_with_or(names) : near;
@@ -111,16 +112,23 @@ unsigned parse_argument(std::string_view word, const FaultInfo& info) {
   throw std::invalid_argument(plc_base::quoted(word) + " is no number; " + written_as(info));
 }
 
+unsigned parse_positive(std::string_view key, std::string_view value) {
+  const unsigned count = parse_count(value);
+  if (count > 0) return count;
+  throw std::invalid_argument(std::string(key) + "=0 would never happen: it begins with 1" +
+                              (key == "times" ? ", or is always" : ""));
+}
+
 void parse_setting(std::string_view word, Fault& fault) {
   const size_t equals = word.find('=');
   const std::string_view key = word.substr(0, equals);
   const std::string_view value = word.substr(equals + 1);
   if (key == "times") {
-    fault.times = value == "always" ? 0 : parse_count(value);
+    fault.times = value == "always" ? 0 : parse_positive(key, value);
   } else if (key == "after") {
     fault.after = parse_count(value);
   } else if (key == "every") {
-    fault.every = std::max(1U, parse_count(value));
+    fault.every = parse_positive(key, value);
   } else if (key == "on") {
     fault.on = value == "any" ? std::nullopt : std::optional<RequestKind>(parse_request_kind(value));
   } else {
