@@ -150,6 +150,8 @@ TEST_F(FormsTest, DryRun_ShowsValuesAsTheyWouldGoAndNeedsNoController) {
             "Table[1],INT,checked,T,2,\n"
             "Text,STRING(20),checked,T,x,\n");
   EXPECT_EQ(outcome.err, "plc-host: 3 variables checked, nothing was sent\n");
+  EXPECT_EQ(run({"write", "--dry-run", "Speed=1"}).err,
+            "plc-host: which variables are there? Give --tags FILE, --address HOST or --sim TAGFILE\n");
   const Outcome refused = run({"write", "--dry-run", "--tags", path("machine.csv"), "Speed=70000", "Total=1"});
   EXPECT_EQ(refused.code, 1);
   EXPECT_EQ(refused.err,

@@ -48,6 +48,7 @@ TEST_F(NamesTest, PatternWithoutAFit_SaysWhatWasMeantAndLeavesTheOthers) {
   EXPECT_EQ(told_of("*.Runn"), "plc-host: *.Runn" + none + "; did you mean '*.Run'?\n");
   EXPECT_EQ(told_of("Line[2].*"),
             "plc-host: Line[2].*" + none + ": a bracket begins a set of characters; did you mean 'Line[[]2].*'?\n");
+  EXPECT_EQ(told_of("Motor.[Run]"), "plc-host: Motor.[Run]" + none + ": a bracket is one of the characters in it\n");
   EXPECT_EQ(told_of("Table[*]"), "plc-host: Table[*]: '*' is no subscript: write 3 or 0..4\n");
 }
 
@@ -117,6 +118,8 @@ TEST_F(NamesTest, TagsWithoutAFile_AreThoseOfTheController) {
   EXPECT_EQ(none.code, 2);
   EXPECT_EQ(none.err,
             "plc-host: which tag file? Give FILE, or --address HOST for the one that the driver would take\n");
+  EXPECT_EQ(run({"tags", "Motor.*"}).err, "plc-host: which tag file? Give FILE before the pattern Motor.*\n");
+  EXPECT_EQ(run({"tags", path("machine.csv"), "Sped"}).out, "");
   EXPECT_EQ(run({"tags", path("machine.csv"), "--names", "--json"}).err,
             "plc-host: --names has lines of its own: neither --json nor --csv goes with it\n");
 }
@@ -127,9 +130,13 @@ TEST_F(NamesTest, FileWithoutNames_IsAFaultOfTheCommandLine) {
   const std::pair<std::string, std::string> refused[] = {
       {path("none.txt"), "--names-from: cannot read " + path("none.txt") + ": No such file or directory"},
       {path("empty.txt"), "--names-from " + path("empty.txt") + ": it has no names"},
+      {path("machine.csv"), "--names-from " + path("machine.csv") + ": it is a tag file. Try: plc-host tags " +
+                                path("machine.csv") + " --names lists the names in it"},
       {path("wide.txt"),
        "--names-from " + path("wide.txt") + ": it is no text of names: save it as UTF-8, a name in each line"},
   };
+  EXPECT_EQ(run_on_simulator({"read", "--names", path("empty.txt")}).err,
+            "plc-host: unknown option --names, did you mean --names-from?\n");
   for (const auto& [file, reason] : refused) {
     const Outcome outcome = run_on_simulator({"read", "--names-from", file});
     EXPECT_EQ(outcome.code, 2) << file;

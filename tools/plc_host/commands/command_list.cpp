@@ -105,6 +105,7 @@ std::string listed_file(const HostOptions& options) {
   Target target;
   target.ip_address = find_controller(split_controller_address(address.value, address.from).host);
   target.area = options.area;
+  target.tcp_port = static_cast<uint16_t>(std::stoul(options.settings.at("port").value));
   demand_own_tag_file(target);
   return tag_file_name(target);
 }
@@ -191,7 +192,10 @@ void check_listing(const HostOptions& options) {
   if (options.names_only && form_of(options).form != Form::kText) {
     throw HostError(kExitUsage, "--names has lines of its own: neither --json nor --csv goes with it");
   }
-  listed_file(options);
+  const std::string path = listed_file(options);
+  if (!names_tag_file(options) && is_pattern(path) && access(path.c_str(), F_OK) != 0) {
+    throw HostError(kExitUsage, "which tag file? Give FILE before the pattern " + path);
+  }
   for (const std::string& word : wanted_words(options)) {
     const bool is_file =
         word.size() > 4 && word.compare(word.size() - 4, 4, ".csv") == 0 && access(word.c_str(), F_OK) == 0;
@@ -211,7 +215,8 @@ int run_tags(const HostOptions& options, CommandOutput& output) {
   const TagFilePath file{path, path};
   const TagList list = read_tag_list(library, output, file, options.verbosity > 0);
   bool is_complete = true;
-  write_tags(options, wanted_tags(list, file, wanted_words(options), is_complete), output.results());
+  const std::vector<const Tag*> tags = wanted_tags(list, file, wanted_words(options), is_complete);
+  if (is_complete || !tags.empty()) write_tags(options, tags, output.results());
   return is_complete ? kExitOk : kExitTagFailed;
 }
 

@@ -206,7 +206,6 @@ HostOptions live_options(const HostOptions& options) {
   HostOptions live = options;
   if (!options.address.empty()) live.given["address"] = options.address;
   use_settings(live, true);
-  if (live.address.empty()) throw HostError(kExitUsage, "which controller? --live needs --address HOST");
   live.tag_file = options.checked_files.front();
   return live;
 }

@@ -156,6 +156,9 @@ void check_check(const HostOptions& options) {
   if (options.live && options.checked_files.size() != 1) {
     throw HostError(kExitUsage, "--live goes with one tag file");
   }
+  if (options.live && options.address.empty() && !options.settings.at("address").is_said()) {
+    throw HostError(kExitUsage, "which controller? --live needs --address HOST");
+  }
 }
 
 void add_target_options(CLI::App& command, HostOptions& options) {
@@ -271,7 +274,10 @@ void check_name(std::string_view name) {
 void check_write(const HostOptions& options) {
   check_form(options);
   if (options.names.empty()) throw HostError(kExitUsage, "what to write? Give NAME=VALUE");
-  if (!options.dry_run || options.tag_file.empty()) check_target(options);
+  if (options.dry_run && options.tag_file.empty() && options.address.empty() && options.sim_tag_file.empty()) {
+    throw HostError(kExitUsage, "which variables are there? Give --tags FILE, --address HOST or --sim TAGFILE");
+  }
+  if (!options.dry_run) check_target(options);
   for (const std::string& assignment : options.names) {
     std::string_view name;
     std::string_view value;

@@ -20,6 +20,7 @@ namespace plc_host {
 namespace {
 
 constexpr size_t kMostNameBytes = size_t{64} << 20U;  // far more than all names of a controller
+constexpr ptrdiff_t kTagLineCommas = 7;               // of the shortest line with an id
 constexpr char kWildcards[] = "*?[";
 constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 
@@ -51,6 +52,8 @@ std::string_view without_blanks(std::string_view text) {
   if (first == std::string_view::npos) return {};
   return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
+
+bool is_tag_line(const std::string& line) { return std::count(line.begin(), line.end(), ',') >= kTagLineCommas; }
 
 // The pattern cut at its dots.
 std::vector<std::string> parts_of(std::string_view text) {
@@ -140,6 +143,9 @@ std::vector<std::string> names_in(const std::string& file, bool are_assignments)
     names.emplace_back(are_assignments ? line : without_blanks(line));
   }
   if (names.empty()) refuse(file, "it has no names");
+  if (!are_assignments && std::all_of(names.begin(), names.end(), is_tag_line)) {
+    refuse(file, "it is a tag file. Try: plc-host tags " + file + " --names lists the names in it");
+  }
   return names;
 }
 
@@ -166,7 +172,9 @@ std::string why_none_fits(const TagList& tags, const std::string& file, const st
     return reason + ": a bracket begins a set of characters; did you mean " + plc_base::quoted(plain) + "?";
   }
   const std::string corrected = corrected_pattern(tags, pattern);
-  return reason + (corrected.empty() ? "" : "; did you mean " + plc_base::quoted(corrected) + "?");
+  if (!corrected.empty()) return reason + "; did you mean " + plc_base::quoted(corrected) + "?";
+  const bool has_set = pattern.find('[') != std::string::npos;
+  return reason + (has_set ? ": a bracket is one of the characters in it" : "");
 }
 
 bool add_fitting(const TagList& tags, const std::string& file, const std::string& text, std::vector<TagResult>& named) {
