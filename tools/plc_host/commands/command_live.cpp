@@ -24,6 +24,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+constexpr size_t kMostWithNearNames = 200;
 constexpr char kScope[] = "scope";  // beside the words for qualities
 
 // A name that has no value, or not for sure its own.
@@ -125,7 +126,23 @@ bool take_result(const TagResult& result, const Tag& tag, Patience& patience, Li
   return true;
 }
 
-LiveReport ask_for_all(Host& host, RelayRoute& route) {
+// For the first of them alone: each is compared with all names.
+void find_near_names(const std::vector<Tag>& tags, LiveReport& report) {
+  size_t left = kMostWithNearNames;
+  for (LiveFinding& finding : report.findings) {
+    if (finding.state != quality_word(Quality::kRefused) || left == 0) continue;
+    finding.near = plc_base::near_names(tags[finding.position].qualified_name, report.accepted);
+    --left;
+  }
+}
+
+void take_programs(const RelayRoute& route, LiveReport& report) {
+  if (route.relay() == nullptr) return;
+  const std::optional<std::vector<std::string>> programs = take_program_names(*route.relay());
+  if (programs) report.programs = programs;
+}
+
+LiveReport ask_for_all(Host& host, const RelayRoute& route) {
   LiveReport report;
   std::set<std::string> asked;
   Patience patience;
@@ -136,18 +153,13 @@ LiveReport ask_for_all(Host& host, RelayRoute& route) {
     if (!report.end && stop_requested()) report.end = not_read("interrupted");
     if (report.end) continue;
     const TagResult result = ask(host, tags[i]);
-    if (route.relay() != nullptr) {
-      if (const auto programs = take_program_names(*route.relay())) report.programs = programs;
-    }
+    take_programs(route, report);
     const size_t before = report.findings.size();
     if (take_result(result, tags[i], patience, report) && report.findings.size() > before) {
       report.findings.back().position = i;
     }
   }
-  for (LiveFinding& finding : report.findings) {
-    if (finding.state != quality_word(Quality::kRefused)) continue;
-    finding.near = plc_base::near_names(tags[finding.position].qualified_name, report.accepted);
-  }
+  find_near_names(tags, report);
   return report;
 }
 
@@ -172,8 +184,11 @@ void write_findings(const Host& host, const LiveReport& report, bool json) {
     }
     const std::string near =
         finding.near.empty() ? "" : "; did you mean " + plc_base::joined_with_or(finding.near) + "?";
-    const std::string text = file + ":" + std::to_string(line) + ": " + severity_word(finding) + ": " + finding.name +
-                             ": " + finding.reason + near;
+    std::string text = file + ":" + std::to_string(line);
+    for (const std::string& part : {std::string(severity_word(finding)), finding.name, finding.reason}) {
+      text.append(": ").append(part);
+    }
+    text += near;
     std::fputs((plc_base::shown_line(text) + "\n").c_str(), host.results());
   }
 }

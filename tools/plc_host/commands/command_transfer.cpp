@@ -1,6 +1,5 @@
 // The commands that transfer once: read, write and batch.
 #include <algorithm>
-#include <functional>
 #include <optional>
 
 #include "base/text.h"
@@ -36,31 +35,38 @@ void tell_unread(const std::vector<TagResult>& results) {
 // A missing line would make the others stand for other variables.
 bool is_all_or_none(const HostOptions& options) { return options.raw || options.strict; }
 
-// Shows every value, or none and why. Returns the exit code.
-int show_all_or_none(const HostOptions& options, ResultWriter& writer, const std::vector<TagResult>& results) {
-  const auto is_shown = [&options](const TagResult& result) {
-    return options.strict ? result.reading.quality() == Quality::kGood : result.ok();
-  };
-  const auto missing = static_cast<size_t>(std::count_if(results.begin(), results.end(), std::not_fn(is_shown)));
-  const int code = exit_code_of(results, stop_requested());
-  if (missing == 0) {
-    for (const TagResult& result : results) {
-      if (!writer.add(result)) break;
-    }
-    return code;
-  }
-  bool is_unguarded = false;
+bool can_be_shown(const HostOptions& options, const TagResult& result) {
+  return options.strict ? result.reading.quality() == Quality::kGood : result.ok();
+}
+
+void tell_why_none(const HostOptions& options, ResultWriter& writer, const std::vector<TagResult>& results) {
+  size_t missing = 0;
+  size_t unguarded = 0;
   for (const TagResult& result : results) {
-    is_unguarded = is_unguarded || result.ok();
+    missing += can_be_shown(options, result) ? 0U : 1U;
+    unguarded += result.reading.quality() == Quality::kUnguarded ? 1U : 0U;
     if (!result.ok() && result.reading.is_taken()) writer.tell_failure(result);
   }
   tell_unread(results);
-  if (options.strict && is_unguarded && code == kExitOk) {
+  if (options.strict && unguarded > 0) {
     show_error("--strict: the contract build takes any reply for the right one. Try: --driver guarded");
   }
   show_error("no value is shown: " + std::to_string(missing) + " of " + plc_base::plural(results.size(), "variable") +
              (missing == 1 ? " has" : " have") + (options.strict ? " none that is good" : " none"));
-  return code == kExitOk ? kExitTagFailed : code;
+}
+
+// Shows every value, or none and why. Returns the exit code.
+int show_all_or_none(const HostOptions& options, ResultWriter& writer, const std::vector<TagResult>& results) {
+  const int code = exit_code_of(results, stop_requested());
+  const auto is_shown = [&options](const TagResult& result) { return can_be_shown(options, result); };
+  if (!std::all_of(results.begin(), results.end(), is_shown)) {
+    tell_why_none(options, writer, results);
+    return code == kExitOk ? kExitTagFailed : code;
+  }
+  for (const TagResult& result : results) {
+    if (!writer.add(result)) break;
+  }
+  return code;
 }
 
 int read_by_number(const HostOptions& options, CommandOutput& output) {

@@ -176,7 +176,9 @@ bool ResultWriter::add_rows(const TagResult& result, const std::string& state) {
   for (size_t i = 0; i < names.size(); ++i) {
     const std::string cell =
         value->elements.empty() ? shown_csv_cell(text_of(entry, *value)) : number_cell(entry, value->elements.at(i));
-    std::fputs((shown_csv_cell(names[i]) + "," + type + state_and_time + cell + ",\n").c_str(), file_);
+    std::string line = shown_csv_cell(names[i]);
+    line.append(",").append(type).append(state_and_time).append(cell).append(",\n");
+    std::fputs(line.c_str(), file_);
   }
   return std::fflush(file_) == 0;
 }
