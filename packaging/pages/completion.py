@@ -3,7 +3,7 @@ import re
 
 # What the values of an option or argument are, where its help does not tell by NAME, FILE or a number type.
 VALUE_KINDS = {"--chart": "variables", "NAME": "variables", "NAME=VALUE": "variables", "--address": "nothing",
-               "--sim-arg": "nothing"}
+               "--sim-arg": "nothing", "--rotate": "nothing"}
 NO_FILES = ("UINT", "INT", "FLOAT", "MS", "HOST:PORT", "FAULT", "NAME=NUMBER", "RANGES", "LENGTH", "PROGRAM",
             "NUMBER", "DEVICE")
 

@@ -24,6 +24,16 @@ struct NewTagOptions {
   uint32_t id = 0;
 };
 
+// The log of watch.
+struct LogOptions {
+  std::string file;  // empty: none
+  uint64_t most_bytes = 0;
+  bool daily = false;
+  uint32_t kept = 0;  // 0: all of them
+  double deadband = 0;
+  bool every_round = false;
+};
+
 struct HostOptions {
   std::map<std::string, std::string> given;  // settings of the command line, by their names
   Settings settings;                         // the same with all that others say
@@ -83,6 +93,7 @@ struct HostOptions {
   uint32_t rounds = 0;  // 0: until a stop signal
   bool batch = false;
   std::string chart;
+  LogOptions log;
 
   // why
   std::string capture;    // instead of a controller

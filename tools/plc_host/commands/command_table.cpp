@@ -8,6 +8,7 @@
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/commands/form_options.h"
+#include "tools/plc_host/commands/log_options.h"
 #include "tools/plc_host/commands/setting_options.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/usage/usage.h"
@@ -91,10 +92,12 @@ constexpr char kWatchExamples[] =
     "second, time since the change, state, value. Elsewhere a line per change of\n"
     "value or state; with --csv a row per round, whose cells are empty where nothing\n"
     "was read. Ctrl-C ends it with a summary of calls, failures and round-trip times.\n"
+    "--log writes changes and gaps to a file of its own, for weeks where it rotates.\n"
     "\nExamples:\n"
     "  plc-host watch --address 192.168.0.10 Motor.Speed --chart Motor.Speed\n"
     "  plc-host watch --sim machine.csv --sim-arg=--animate --all --interval 200\n"
-    "  plc-host watch --sim machine.csv Motor.Speed --csv --rounds 600 > speed.csv\n";
+    "  plc-host watch --sim machine.csv Motor.Speed --csv --rounds 600 > speed.csv\n"
+    "  plc-host watch --address 192.168.0.10 --all --log week.csv --rotate daily\n";
 
 constexpr char kWhyExamples[] =
     "Shows the whole road of one value: tag line, record, number, reg_type and\n"
@@ -257,6 +260,7 @@ void add_watch_options(CLI::App& command, HostOptions& options) {
   add_form_options(command, options);
   command.add_flag("--raw", options.raw, "The value alone of one variable, a line for each change");
   command.add_option("--chart", options.chart, "Draw this variable's value over time");
+  add_log_options(command, options);
   add_target_options(command, options);
 }
 

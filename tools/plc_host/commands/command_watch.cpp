@@ -1,6 +1,9 @@
 // The watch command: reads again and again, and lives through a controller that goes away and comes back.
 #include <algorithm>
+#include <filesystem>
 
+#include "base/text.h"
+#include "base/whole_file.h"
 #include "client/plan/batch_transfer.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
@@ -12,6 +15,7 @@
 #include "tools/plc_host/stop_signal.h"
 #include "tools/plc_host/watch/chart.h"
 #include "tools/plc_host/watch/watch_output.h"
+#include "tools/plc_host/watch_log/change_log.h"
 
 namespace plc_host {
 namespace {
@@ -67,34 +71,87 @@ size_t charted_row(const std::vector<TagReference>& references, const Host& host
   return static_cast<size_t>(found - references.begin());
 }
 
+// The log with its file.
+struct OpenedLog {
+  OpenedLog(const LogFileRules& rules, const LogFile::Tell& tell) : file(rules, tell) {}
+
+  LogFile file;
+  std::unique_ptr<ChangeLog> rows;
+};
+
 class Watch {
  public:
   Watch(const HostOptions& options, CommandOutput& output);
   int run();
 
  private:
+  void open_log();
   void take_round(const std::vector<TagResult>& results, SteadyClock::time_point began);
+  int finish_log(int code);
 
   const HostOptions& options_;
+  const std::string log_path_;  // from the folder that the user is in: the host goes to one of its own
   Host host_;
   std::vector<TagReference> references_;
   WatchState state_;
   size_t charted_row_ = 0;
   std::unique_ptr<Chart> chart_;
   std::unique_ptr<WatchOutput> shown_;
+  std::unique_ptr<OpenedLog> log_;
   std::vector<TagResult> latest_;
 };
 
 Watch::Watch(const HostOptions& options, CommandOutput& output)
-    : options_(options), host_(options, output), references_(watched_references(options, host_)), state_(references_) {
+    : options_(options),
+      log_path_(options.log.file.empty() ? "" : std::filesystem::absolute(options.log.file).string()),
+      host_(options, output),
+      references_(watched_references(options, host_)),
+      state_(references_) {
   if (!options.chart.empty()) {
     charted_row_ = charted_row(references_, host_, options.chart);
     chart_ = std::make_unique<Chart>(references_[charted_row_].text);
   }
+  open_log();
   shown_ = make_watch_output(host_.result_file(), form_of(options), chart_.get());
   host_.session().set_line_sink([this](const std::string& line) {
     if (options_.verbosity > 0 && state_.is_new_line(line)) shown_->show_line("driver: " + line);
   });
+}
+
+void Watch::open_log() {
+  if (options_.log.file.empty()) return;
+  const LogFile::Tell tell = [this](const std::string& text) {
+    const std::string line = "plc-host: " + text;
+    if (shown_) return shown_->show_line(line);
+    show_plain_line(line);
+  };
+  LogFileRules rules;
+  rules.path = log_path_;
+  rules.heading = kLogHeading;
+  rules.most_bytes = options_.log.most_bytes;
+  rules.daily = options_.log.daily;
+  rules.kept = options_.log.kept;
+  rules.inputs = {host_.tag_file().read};
+  log_ = std::make_unique<OpenedLog>(rules, tell);
+  const std::string problem = log_->file.open();
+  if (!problem.empty()) {
+    const std::string advice = plc_base::advice_on_output(problem);
+    throw HostError(kExitOutput,
+                    "cannot write " + options_.log.file + ": " + problem + (advice.empty() ? "" : ". Try: " + advice));
+  }
+  log_->rows = std::make_unique<ChangeLog>(log_->file, ChangeLogRules{options_.log.deadband, options_.log.every_round},
+                                           references_, tell);
+  log_->rows->begin(plc_base::plural(references_.size(), "variable") + " of " + target_text(host_.session().target()) +
+                        ", every " + std::to_string(options_.interval_ms) + " ms",
+                    std::chrono::system_clock::now());
+}
+
+int Watch::finish_log(int code) {
+  if (!log_) return code;
+  log_->rows->end(std::chrono::system_clock::now());
+  if (log_->rows->dropped() == 0) return code;
+  show_error(plc_base::plural(log_->rows->dropped(), "row") + " could not be written to " + options_.log.file);
+  return kExitOutput;
 }
 
 void Watch::take_round(const std::vector<TagResult>& results, SteadyClock::time_point began) {
@@ -107,6 +164,7 @@ void Watch::take_round(const std::vector<TagResult>& results, SteadyClock::time_
     chart_->add(value != nullptr ? std::optional<double>(element_number(entry, value->elements.at(0))) : std::nullopt);
   }
   shown_->show_round(state_, outcome);
+  if (log_) log_->rows->take_round(state_, outcome, std::chrono::system_clock::now());
   latest_ = results;
 }
 
@@ -128,7 +186,7 @@ int Watch::run() {
   }
   shown_->end(state_, host_.session().figures());
   shown_.reset();
-  return host_.finish(stop_requested() ? kExitOk : exit_code_of(latest_, false));
+  return finish_log(host_.finish(stop_requested() ? kExitOk : exit_code_of(latest_, false)));
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 namespace plc_host {
 namespace {
 
+constexpr size_t kMostRemembered = 1000;  // of the driver, that are remembered
+
 bool is_silent(Quality quality) {
   return quality == Quality::kNoAnswer || quality == Quality::kLost || quality == Quality::kNoConnection;
 }
@@ -104,6 +106,10 @@ RoundOutcome WatchState::take_round(const std::vector<TagResult>& results, Watch
   return outcome;
 }
 
-bool WatchState::is_new_line(const std::string& line) { return shown_lines_.insert(line).second; }
+bool WatchState::is_new_line(const std::string& line) {
+  // Lines with numbers in them would fill the memory while a controller is away for weeks.
+  if (shown_lines_.size() >= kMostRemembered) shown_lines_.clear();
+  return shown_lines_.insert(line).second;
+}
 
 }  // namespace plc_host
