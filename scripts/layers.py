@@ -39,6 +39,8 @@ LAYERS = {
     "tools/plc_host/results/": ("tools/plc_host/*", "tools/plc_host/results/", "client/", "include/"),
     "tools/plc_host/watch/": ("tools/plc_host/*", "tools/plc_host/watch/", "tools/plc_host/results/", "client/",
                               "include/"),
+    "tools/plc_host/watch_log/": ("tools/plc_host/*", "tools/plc_host/watch_log/", "tools/plc_host/watch/",
+                                  "tools/plc_host/results/", "client/", "include/"),
     "tools/plc_host/why/": ("tools/plc_host/*", "tools/plc_host/why/", "tools/plc_host/results/",
                             "tools/plc_host/target/", "client/", "include/", "wire/"),
     "tools/plc_host/commands/": ("tools/plc_host/", "client/", "include/", "tag_check/", "tools/usage/"),

@@ -97,7 +97,7 @@ constexpr char kWatchExamples[] =
     "  plc-host watch --address 192.168.0.10 Motor.Speed --chart Motor.Speed\n"
     "  plc-host watch --sim machine.csv --sim-arg=--animate --all --interval 200\n"
     "  plc-host watch --sim machine.csv Motor.Speed --csv --rounds 600 > speed.csv\n"
-    "  plc-host watch --address 192.168.0.10 --all --log week.csv --rotate daily\n";
+    "  plc-host watch --address 192.168.0.10 Motor.Speed --log s.csv --rotate daily\n";
 
 constexpr char kWhyExamples[] =
     "Shows the whole road of one value: tag line, record, number, reg_type and\n"

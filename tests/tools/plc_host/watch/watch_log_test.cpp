@@ -2,7 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tests/tools/plc_host/watch_log_fixture.h"
+#include "tests/tools/plc_host/watch/watch_log_fixture.h"
 
 namespace plc_host {
 namespace {

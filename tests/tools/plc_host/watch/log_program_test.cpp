@@ -49,7 +49,7 @@ TEST_F(LogProgramTest, FileThatMayNotGrow_EndsWithACodeAndAWholeRow) {
   small.rlim_cur = 4096;
   setrlimit(RLIMIT_FSIZE, &small);
   std::vector<std::string> words =
-      host_words({"watch", "Table", "--rounds", "40", "--interval", "1", "--log-rounds", "--log", path("log.csv"),
+      host_words({"watch", "Table", "--rounds", "100", "--interval", "1", "--log-rounds", "--log", path("log.csv"),
                   "--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv")});
   const Outcome outcome = run_words(words);
   setrlimit(RLIMIT_FSIZE, &before);

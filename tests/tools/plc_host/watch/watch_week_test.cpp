@@ -6,7 +6,7 @@
 #include <map>
 #include <optional>
 
-#include "tests/tools/plc_host/watch_log_fixture.h"
+#include "tests/tools/plc_host/watch/watch_log_fixture.h"
 
 namespace plc_host {
 namespace {
