@@ -41,17 +41,19 @@ void catch_stop_signals() {
 
 bool stop_requested() { return stop_noted != 0; }
 
-void wait_for_stop(std::chrono::milliseconds time) {
+void wait_for_stop(std::chrono::milliseconds time) { wait_for_input(time, -1); }
+
+bool wait_for_input(std::chrono::milliseconds time, int descriptor) {
   const auto end = std::chrono::steady_clock::now() + time;
   while (!stop_requested()) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
-    if (left.count() <= 0) return;
-    struct pollfd wake {
-      wake_pipe[0], POLLIN, 0
-    };
+    if (left.count() <= 0) return false;
+    struct pollfd awaited[] = {{wake_pipe[0], POLLIN, 0}, {descriptor, POLLIN, 0}};
     // The byte is left in the pipe: one stop ends every later wait.
-    poll(&wake, 1, static_cast<int>(std::min<std::chrono::milliseconds::rep>(left.count() + 1, 60000)));
+    poll(awaited, 2, static_cast<int>(std::min<std::chrono::milliseconds::rep>(left.count() + 1, 60000)));
+    if (awaited[1].revents != 0) return true;
   }
+  return false;
 }
 
 }  // namespace plc_host

@@ -13,4 +13,7 @@ bool stop_requested();
 // Waits until the time is over or a stop signal comes, also when it came just before.
 void wait_for_stop(std::chrono::milliseconds time);
 
+// The same, and until the descriptor can be read, which it says; -1 for none.
+bool wait_for_input(std::chrono::milliseconds time, int descriptor);
+
 }  // namespace plc_host

@@ -449,7 +449,7 @@ TEST_F(ProgramTest, WatchInATerminal_RedrawsInPlace) {
   close(terminal);
   EXPECT_EQ(WEXITSTATUS(status), 0);
   EXPECT_EQ(count_of(shown, "NAME   TYPE    AGE     STATE  VALUE"), 2U) << shown;
-  EXPECT_EQ(count_of(shown, "\033[3A\033[J"), 1U) << shown;
+  EXPECT_EQ(count_of(shown, "\033[4A\033[J"), 1U) << shown;
   EXPECT_EQ(count_of(shown, "Speed  INT   * 0."), 2U) << shown;
   EXPECT_EQ(count_of(shown, "\033[?25h"), 1U);
   EXPECT_THAT(shown, HasSubstr("2 calls, 0 failures"));

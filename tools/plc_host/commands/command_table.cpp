@@ -89,7 +89,8 @@ constexpr char kBatchExamples[] =
 
 constexpr char kWatchExamples[] =
     "In a terminal a table that is redrawn in place: * for a change within the last\n"
-    "second, time since the change, state, value. Elsewhere a line per change of\n"
+    "second, time since the change, state, value. Arrows and page keys scroll, /\n"
+    "filters by name, Return shows a row's history. Elsewhere a line per change of\n"
     "value or state; with --csv a row per round, whose cells are empty where nothing\n"
     "was read. Ctrl-C ends it with a summary of calls, failures and round-trip times.\n"
     "--log writes changes and gaps to a file of its own, for weeks where it rotates.\n"

@@ -182,7 +182,10 @@ int Watch::run() {
     take_round(results, began);
     if (!host_.result_file().flush() || round == options_.rounds) break;
     next = std::max(next + interval, SteadyClock::now());
-    wait_for_stop(std::chrono::duration_cast<std::chrono::milliseconds>(next - SteadyClock::now()));
+    while (wait_for_input(std::chrono::duration_cast<std::chrono::milliseconds>(next - SteadyClock::now()),
+                          shown_->keys())) {
+      shown_->take_keys(state_);
+    }
   }
   shown_->end(state_, host_.session().figures());
   shown_.reset();

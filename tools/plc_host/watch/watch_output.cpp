@@ -19,6 +19,8 @@
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/results/result_json.h"
 #include "tools/plc_host/results/result_writer.h"
+#include "tools/plc_host/watch/keyboard.h"
+#include "tools/plc_host/watch/screen_view.h"
 #include "tools/plc_host/watch/watch_screen.h"
 
 namespace plc_host {
@@ -181,19 +183,17 @@ class RawOutput : public WatchOutput {
 class ScreenOutput : public WatchOutput {
  public:
   ScreenOutput(const ResultFile& file, const Chart* chart) : screen_(file.stream(), file.descriptor()), chart_(chart) {}
-  void begin(const WatchState&) override {}
-  void show_round(const WatchState& state, const RoundOutcome&) override {
-    const ScreenSize size = screen_.size();
-    const size_t chart_height = chart_ != nullptr ? kChartRows + 1 : 0;
-    // The last line of the terminal stays free: the cursor stands there.
-    const size_t table_height = size.rows > chart_height + 1 ? size.rows - chart_height - 1 : 0;
-    std::vector<std::string> lines =
-        draw_table(state, std::chrono::steady_clock::now(), size.columns, std::max<size_t>(table_height, 4));
-    if (chart_ != nullptr) {
-      const std::vector<std::string> drawn = chart_->draw(size.columns, kChartRows);
-      lines.insert(lines.end() - 1, drawn.begin(), drawn.end());
-    }
-    screen_.show(lines);
+  void begin(const WatchState& state) override { view_ = std::make_unique<ScreenView>(state); }
+  void show_round(const WatchState& state, const RoundOutcome& outcome) override {
+    view_->take_round(state, outcome);
+    draw(state);
+  }
+  int keys() const override { return keyboard_.descriptor(); }
+  void take_keys(const WatchState& state) override {
+    const std::string keys = keyboard_.read_keys();
+    if (keys.empty()) return;
+    view_->take_keys(keys);
+    draw(state);
   }
   void show_line(const std::string& line) override {
     screen_.clear();
@@ -204,7 +204,26 @@ class ScreenOutput : public WatchOutput {
   }
 
  private:
+  void draw(const WatchState& state) {
+    const ScreenSize size = screen_.size();
+    const size_t chart_height = chart_ != nullptr ? kChartRows + 1 : 0;
+    // The last line of the terminal stays free: the cursor stands there.
+    const size_t room = size.rows > chart_height + 1 ? size.rows - chart_height - 1 : 0;
+    const size_t height = std::max<size_t>(room, 4);
+    const auto now = std::chrono::steady_clock::now();
+    // Without keys nothing can be marked.
+    std::vector<std::string> lines = keyboard_.descriptor() < 0 ? draw_table(state, now, size.columns, height)
+                                                                : view_->draw(state, now, size.columns, height);
+    if (chart_ != nullptr) {
+      const std::vector<std::string> drawn = chart_->draw(size.columns, kChartRows);
+      lines.insert(lines.end() - 1, drawn.begin(), drawn.end());
+    }
+    screen_.show(lines);
+  }
+
+  Keyboard keyboard_;
   WatchScreen screen_;
+  std::unique_ptr<ScreenView> view_;
   const Chart* chart_;
 };
 

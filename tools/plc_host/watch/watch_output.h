@@ -22,6 +22,9 @@ class WatchOutput {
   virtual void begin(const WatchState& state) = 0;
   // After each round.
   virtual void show_round(const WatchState& state, const RoundOutcome& outcome) = 0;
+  // Where keys come from that take_keys is to be called for; -1: nowhere.
+  virtual int keys() const { return -1; }
+  virtual void take_keys(const WatchState&) {}
   // A line for standard error.
   virtual void show_line(const std::string& line) = 0;
   // After the last round.

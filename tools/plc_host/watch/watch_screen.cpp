@@ -72,6 +72,27 @@ Cells cells_of(const WatchRow& row, WatchTime now, size_t room) {
           plc_base::shown_line(value_text(row, now, room))};
 }
 
+const Cells kHeading = {"NAME", "TYPE", "", "AGE", "STATE", "VALUE"};
+
+Widths widths_of(const WatchState& state) {
+  Widths widths;
+  for (const WatchRow& row : state.rows()) {
+    widths.name = std::max(widths.name, std::min(display_width(plc_base::shown_first(row.latest.name)), kWidestName));
+    widths.type = std::max(widths.type, declared_type(row.latest.reference.tag->entry).size());
+    widths.state = std::max(widths.state, std::string(quality_word(row.latest.reading.quality())).size());
+  }
+  return widths;
+}
+
+// mark stands before the row, in the columns that there are.
+std::string row_line(const WatchRow& row, WatchTime now, const Widths& widths, const std::string& mark,
+                     size_t columns) {
+  const size_t left = columns - std::min(columns, mark.size());
+  const Cells cells = cells_of(row, now, left - std::min(left, widths.before_value()));
+  const Tint tint = !row.latest.ok() ? Tint::kBad : cells.mark.empty() ? Tint::kNone : Tint::kChanged;
+  return mark.substr(0, columns) + tinted(table_line(widths, cells, left), tint);
+}
+
 std::string status_line(const WatchState& state) {
   const char* const words = state.contact() == Contact::kValues   ? "read at "
                             : state.contact() == Contact::kSilent ? "the controller does not answer, asked at "
@@ -97,24 +118,24 @@ std::string age_text(std::chrono::nanoseconds age) {
 }
 
 std::vector<std::string> draw_table(const WatchState& state, WatchTime now, size_t columns, size_t height) {
-  Widths widths;
-  for (const WatchRow& row : state.rows()) {
-    widths.name = std::max(widths.name, std::min(display_width(plc_base::shown_first(row.latest.name)), kWidestName));
-    widths.type = std::max(widths.type, declared_type(row.latest.reference.tag->entry).size());
-    widths.state = std::max(widths.state, std::string(quality_word(row.latest.reading.quality())).size());
-  }
-  std::vector<std::string> lines = {table_line(widths, {"NAME", "TYPE", "", "AGE", "STATE", "VALUE"}, columns)};
+  const Widths widths = widths_of(state);
+  std::vector<std::string> lines = {table_line(widths, kHeading, columns)};
   const size_t all = state.rows().size();
   const bool all_fit = all + 2 <= height;
   const size_t shown = all_fit ? all : (height > 3 ? height - 3 : 0);
-  const size_t room = columns - std::min(columns, widths.before_value());
-  for (size_t i = 0; i < shown; ++i) {
-    const WatchRow& row = state.rows()[i];
-    const Cells cells = cells_of(row, now, room);
-    const Tint tint = !row.latest.ok() ? Tint::kBad : cells.mark.empty() ? Tint::kNone : Tint::kChanged;
-    lines.push_back(tinted(table_line(widths, cells, columns), tint));
-  }
+  for (size_t i = 0; i < shown; ++i) lines.push_back(row_line(state.rows()[i], now, widths, "", columns));
   if (!all_fit) lines.push_back(fit_columns("... and " + std::to_string(all - shown) + " more", columns));
+  lines.push_back(fit_columns(status_line(state), columns));
+  return lines;
+}
+
+std::vector<std::string> draw_part(const WatchState& state, WatchTime now, size_t columns, const TablePart& part) {
+  const Widths widths = widths_of(state);
+  std::vector<std::string> lines = {fit_columns("  " + table_line(widths, kHeading, columns), columns)};
+  for (size_t i = 0; i < part.rows.size(); ++i) {
+    lines.push_back(row_line(state.rows()[part.rows[i]], now, widths, i == part.marked ? "> " : "  ", columns));
+  }
+  lines.push_back(fit_columns(part.place, columns));
   lines.push_back(fit_columns(status_line(state), columns));
   return lines;
 }

@@ -19,6 +19,16 @@ struct ScreenSize {
 // counted in a line of their own.
 std::vector<std::string> draw_table(const WatchState& state, WatchTime now, size_t columns, size_t height);
 
+// Rows of the table that are shown, one of which is marked, and a line that says which they are.
+struct TablePart {
+  std::vector<size_t> rows;
+  size_t marked = 0;  // of rows
+  std::string place;
+};
+
+// Heading, a line for each row of the part, its place and a status line, none wider than columns.
+std::vector<std::string> draw_part(const WatchState& state, WatchTime now, size_t columns, const TablePart& part);
+
 // "0.4 s", "12 s", "3 min", "2 h"
 std::string age_text(std::chrono::nanoseconds age);
 

@@ -1,0 +1,174 @@
+// Turns keys into places, and places into lines.
+#include "tools/plc_host/watch/screen_view.h"
+
+#include <algorithm>
+#include <cctype>
+#include <numeric>
+
+#include "base/shown_text.h"
+#include "client/values/utf8_text.h"
+#include "client/values/value_type.h"
+#include "tools/plc_host/watch/watch_screen.h"
+
+namespace plc_host {
+namespace {
+
+constexpr size_t kMostChanges = 50;
+constexpr size_t kMostText = 200;  // columns of a value in the history
+constexpr size_t kLongestFilter = 60;
+constexpr size_t kLongestSequence = 8;
+constexpr char kEscape = '\x1b';
+constexpr std::ptrdiff_t kFar = 1 << 30;
+
+std::string lower(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char byte) { return static_cast<char>(std::tolower(byte)); });
+  return text;
+}
+
+// "2026-11-21T20:53:00.237Z  good  12"
+std::string history_line(const WatchRow& row) {
+  const Reading& reading = row.latest.reading;
+  const std::string time = reading.is_taken() ? utc_time_text(reading.time()) : std::string(24, ' ');
+  const std::string text = row.latest.ok() ? row.last_text : reading.failure().reason;
+  return time + "  " + quality_word(reading.quality()) + "  " + fit_columns(plc_base::shown_line(text), kMostText);
+}
+
+}  // namespace
+
+ScreenView::ScreenView(const WatchState& state) : history_(state.rows().size()) {
+  for (const WatchRow& row : state.rows()) names_.push_back(lower(row.latest.name));
+  choose_rows();
+}
+
+void ScreenView::take_round(const WatchState& state, const RoundOutcome& outcome) {
+  for (const size_t row : outcome.changed) {
+    history_.at(row).push_front(history_line(state.rows()[row]));
+    if (history_[row].size() > kMostChanges) history_[row].pop_back();
+  }
+}
+
+void ScreenView::choose_rows() {
+  const std::string wanted = lower(filter_);
+  rows_.clear();
+  for (size_t i = 0; i < names_.size(); ++i) {
+    if (names_[i].find(wanted) != std::string::npos) rows_.push_back(i);
+  }
+  marked_ = first_ = 0;
+}
+
+void ScreenView::move(std::ptrdiff_t rows) {
+  const auto last = static_cast<std::ptrdiff_t>(rows_.size()) - 1;
+  marked_ = static_cast<size_t>(
+      std::clamp<std::ptrdiff_t>(static_cast<std::ptrdiff_t>(marked_) + rows, 0, std::max<std::ptrdiff_t>(last, 0)));
+}
+
+// A key that is more than a byte begins with Escape, as does the key Escape: that one comes alone.
+void ScreenView::take_keys(std::string_view bytes) {
+  if (bytes == std::string_view(&kEscape, 1)) {
+    pending_.clear();
+    take_byte(kEscape);
+    return;
+  }
+  for (const char byte : bytes) {
+    if (pending_.empty() && byte != kEscape) {
+      take_byte(byte);
+      continue;
+    }
+    pending_ += byte;
+    const bool is_begin = pending_.size() < 3 && (byte == kEscape || byte == '[' || byte == 'O');
+    const bool is_whole = !is_begin && (std::isalpha(static_cast<unsigned char>(byte)) != 0 || byte == '~');
+    if (is_whole) take_sequence(std::string_view(pending_).substr(1));
+    if (is_whole || pending_.size() > kLongestSequence) pending_.clear();
+  }
+}
+
+void ScreenView::take_sequence(std::string_view sequence) {
+  struct Key {
+    std::string_view bytes;
+    std::ptrdiff_t rows;
+  };
+  const auto page = static_cast<std::ptrdiff_t>(page_);
+  const Key keys[] = {{"[A", -1},    {"OA", -1},    {"[B", 1},      {"OB", 1},    {"[5~", -page}, {"[6~", page},
+                      {"[H", -kFar}, {"OH", -kFar}, {"[1~", -kFar}, {"[F", kFar}, {"OF", kFar},   {"[4~", kFar}};
+  for (const Key& key : keys) {
+    if (key.bytes == sequence) move(key.rows);
+  }
+}
+
+void ScreenView::take_byte(char byte) {
+  if (is_typing_) return take_typed(byte);
+  take_command(byte);
+}
+
+void ScreenView::take_typed(char byte) {
+  if (byte == '\n' || byte == '\r' || byte == kEscape) {
+    is_typing_ = false;
+    if (byte != kEscape) return;
+    filter_.clear();
+  } else if (byte == '\x7f' || byte == '\b') {
+    // A character of UTF-8 goes as a whole.
+    while (!filter_.empty() && (static_cast<unsigned char>(filter_.back()) & 0xC0U) == 0x80U) filter_.pop_back();
+    if (!filter_.empty()) filter_.pop_back();
+  } else if (static_cast<unsigned char>(byte) >= ' ' && filter_.size() < kLongestFilter) {
+    filter_ += byte;
+  }
+  choose_rows();
+}
+
+void ScreenView::take_command(char byte) {
+  if (byte == '\n' || byte == '\r') {
+    is_history_ = !is_history_ && !rows_.empty();
+  } else if (byte == kEscape) {
+    if (!is_history_ && !filter_.empty()) {
+      filter_.clear();
+      choose_rows();
+    }
+    is_history_ = false;
+  } else if (byte == '/') {
+    is_history_ = false;
+    is_typing_ = true;
+    filter_.clear();
+    choose_rows();
+  } else if (byte == 'j' || byte == 'k') {
+    move(byte == 'j' ? 1 : -1);
+  }
+}
+
+std::string ScreenView::place_text(size_t first, size_t shown) const {
+  std::string text = shown == 0 ? "no row" : std::to_string(first + 1) + "-" + std::to_string(first + shown);
+  text += " of " + std::to_string(rows_.size());
+  if (is_typing_ || !filter_.empty()) text += ", filter /" + plc_base::shown_line(filter_) + (is_typing_ ? "_" : "");
+  return text + (is_typing_ ? "; Return ends its text, Escape the filter" : "; arrows, / filters, Return: history");
+}
+
+std::vector<std::string> ScreenView::draw_history(const WatchState& state, size_t columns, size_t height) const {
+  const size_t row = rows_.at(marked_);
+  const TagResult& latest = state.rows()[row].latest;
+  std::vector<std::string> lines = {fit_columns(
+      plc_base::shown_first(latest.name) + "  " + declared_type(latest.reference.tag->entry) + ", newest first",
+      columns)};
+  for (const std::string& line : history_[row]) {
+    if (lines.size() + 1 < height) lines.push_back(fit_columns(line, columns));
+  }
+  lines.push_back(fit_columns("Return: the table; Ctrl-C ends", columns));
+  return lines;
+}
+
+std::vector<std::string> ScreenView::draw(const WatchState& state, WatchTime now, size_t columns, size_t height) {
+  constexpr size_t kOtherLines = 3;  // heading, place, status
+  page_ = height > kOtherLines ? height - kOtherLines : 1;
+  if (is_history_ && marked_ < rows_.size()) return draw_history(state, columns, height);
+  const size_t most_first = rows_.size() > page_ ? rows_.size() - page_ : 0;
+  first_ = std::min({first_, marked_, most_first});
+  if (marked_ >= first_ + page_) first_ = marked_ + 1 - page_;
+  const size_t shown = std::min(page_, rows_.size() - first_);
+  TablePart part;
+  const auto from = rows_.begin() + static_cast<std::ptrdiff_t>(first_);
+  part.rows.assign(from, from + static_cast<std::ptrdiff_t>(shown));
+  part.marked = marked_ - first_;
+  part.place = place_text(first_, shown);
+  return draw_part(state, now, columns, part);
+}
+
+}  // namespace plc_host
