@@ -119,7 +119,7 @@ std::string LogFile::open() {
     const std::string known = plc_base::why_not_written(rules_.path, rules_.inputs);
     return known.empty() ? std::strerror(error) : known;
   }
-  const std::string problem = take_opened(opened);
+  std::string problem = take_opened(opened);
   if (!problem.empty()) close_file();
   return problem;
 }
@@ -169,14 +169,14 @@ std::string LogFile::take_back_cut_row() {
 }
 
 std::string LogFile::write_row(std::string_view row) {
-  const std::string problem = take_back_cut_row();
+  std::string problem = take_back_cut_row();
   if (!problem.empty()) return problem;
   size_t done = 0;
   while (done < row.size()) {
     const ssize_t written = write_call_(descriptor_, row.data() + done, row.size() - done);
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) {
-      const std::string reason = std::strerror(written == 0 ? EIO : errno);
+      std::string reason = std::strerror(written == 0 ? EIO : errno);
       is_cut_ = done > 0;
       take_back_cut_row();
       return reason;
@@ -198,7 +198,7 @@ bool LogFile::is_at_path() const {
 std::string LogFile::reopen_where_taken_away() {
   if (descriptor_ >= 0 && is_at_path()) return {};
   const bool was_open = descriptor_ >= 0;
-  const std::string problem = open();
+  std::string problem = open();
   if (was_open && problem.empty()) tell_(rules_.path + " was taken away; the log goes on in a new file");
   return problem;
 }
@@ -259,14 +259,14 @@ std::string LogFile::free_name(WallTime time) const {
 }
 
 std::string LogFile::put_aside(WallTime time) {
-  const std::string problem = take_back_cut_row();
+  std::string problem = take_back_cut_row();
   if (!problem.empty()) return problem;
   if (!rename_to_free(rules_.path, free_name(time))) {
     tell_once(rules_.path + " cannot be put aside, it grows on: " + last_error());
     return {};
   }
   told_.clear();
-  const std::string opened = open();
+  std::string opened = open();
   remove_surplus();
   return opened;
 }
