@@ -100,8 +100,9 @@ std::string unknown_option(const CLI::App& app, const CLI::App& part, const std:
   const std::string meant = plc_base::did_you_mean(name, option_names(part));
   if (!meant.empty()) return "unknown option " + name + ", " + meant;
   for (const std::string& longer : option_names(part)) {
-    if (name.size() > 3 && longer.compare(0, name.size(), name) == 0)
-      return "unknown option " + name + ", did you mean " + longer + "?";
+    if (name.size() > 3 && longer.compare(0, name.size(), name) == 0) {
+      return std::string("unknown option ").append(name).append(", did you mean ").append(longer).append("?");
+    }
   }
   const std::string bare = name.substr(std::min(name.find_first_not_of('-'), name.size()));
   if (&part == &app && command_of(app, {bare}) != nullptr) return bare + " is a command: write it without dashes";

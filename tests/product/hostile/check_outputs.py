@@ -178,6 +178,8 @@ def look_at_sarif(text):
 
 
 def look_at_csv(text):
+    if not text:
+        return  # of a file that was refused
     rows = list(csv.reader(io.StringIO(text)))
     if len(rows) != text.count("\n") or len({len(row) for row in rows}) != 1:
         raise Failure("rows of different lengths")
@@ -270,7 +272,7 @@ class Bench:
                 drawn += piece
             errors = child.stderr.read()
         os.close(ours)
-        drawn = re.sub(rb"\x1b\[(\?25[lh]|\d+A|J)", b"", drawn).replace(b"\r\n", b"\n")
+        drawn = re.sub(rb"\x1b\[(\?25[lh]|\d+A|J|0m|1m|31m)", b"", drawn).replace(b"\r\n", b"\n")
         return drawn, errors
 
     def fill(self):

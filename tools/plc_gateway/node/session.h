@@ -121,23 +121,23 @@ class Session {
 
   Link link_ = Link::kDown;
   bool stopping_ = false;
+  bool was_acknowledged_ = false;  // what it published since it is online
   Ms stop_by_ms_ = 0;
   Ms connect_at_ms_ = 0;
-  Ms answer_by_ms_ = 0;            // of the connect or the subscription under way
-  Ms pause_ms_ = 0;                // before the next connect
-  Ms online_ms_ = 0;               // since when it is online
-  bool was_acknowledged_ = false;  // what it published since
+  Ms answer_by_ms_ = 0;  // of the connect or the subscription under way
+  Ms pause_ms_ = 0;      // before the next connect
+  Ms online_ms_ = 0;     // since when it is online
   std::string last_problem_;
   uint64_t bd_seq_ = 0;
   std::optional<uint64_t> unused_bd_seq_;  // of a connect that reached no broker
-  unsigned seq_ = 0;
 
   std::optional<Ms> host_time_;         // of the last state of the host that counted
   std::optional<Ms> host_online_time_;  // of the last one that said online
+  unsigned seq_ = 0;
   bool host_online_ = false;
   bool rebirth_wanted_ = false;
-  Ms birth_ms_ = 0;  // of the last births
   bool device_born_ = false;
+  Ms birth_ms_ = 0;  // of the last births
   // The row of the journal that has the value of the device's last birth, of each variable; 0: none.
   std::vector<uint64_t> birth_rows_;
   std::vector<uint8_t> told_bad_;  // its last published quality

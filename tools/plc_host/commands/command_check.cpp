@@ -74,6 +74,13 @@ void keep_errors(FileReport* report) {
       findings.end());
 }
 
+int check_live_as(const FileReport& report, const HostOptions& options, CommandOutput& output) {
+  if (!report.understanding.loads) {
+    throw HostError(kExitTagFailed, "--live asks for nothing: the driver does not load " + report.file);
+  }
+  return check_live(options, output);
+}
+
 void print_all(FILE* out, const std::string& text) { std::fwrite(text.data(), 1, text.size(), out); }
 
 }  // namespace
@@ -98,13 +105,8 @@ int run_check(const HostOptions& options, CommandOutput& output) {
     reports.push_back(std::move(report));
   }
   if (options.sarif) print_all(output.results(), tag_check::sarif_report(reports));
-  if (options.live) {
-    if (!reports.front().understanding.loads) {
-      throw HostError(kExitTagFailed, "--live asks for nothing: the driver does not load " + reports.front().file);
-    }
-    const int code = check_live(options, output);
-    if (code != kExitOk) return code;
-  }
+  const int live_code = options.live ? check_live_as(reports.front(), options, output) : kExitOk;
+  if (live_code != kExitOk) return live_code;
   return clean ? kExitOk : kExitTagFailed;
 }
 

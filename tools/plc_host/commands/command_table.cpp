@@ -290,7 +290,10 @@ void check_write(const HostOptions& options) {
       split_assignment(assignment, name, value);
       check_name(name);
     } catch (const ReferenceError&) {
-      throw HostError(kExitUsage, assignment + " gives no value: write it as " + assignment + "=VALUE, in one word");
+      throw HostError(kExitUsage, std::string(assignment)
+                                      .append(" gives no value: write it as ")
+                                      .append(assignment)
+                                      .append("=VALUE, in one word"));
     }
   }
 }
