@@ -74,9 +74,10 @@ void keep_errors(FileReport* report) {
       findings.end());
 }
 
-int check_live_as(const FileReport& report, const HostOptions& options, CommandOutput& output) {
-  if (!report.understanding.loads) {
-    throw HostError(kExitTagFailed, "--live asks for nothing: the driver does not load " + report.file);
+int check_live_if_asked(const std::vector<FileReport>& reports, const HostOptions& options, CommandOutput& output) {
+  if (!options.live) return kExitOk;
+  if (!reports.front().understanding.loads) {
+    throw HostError(kExitTagFailed, "--live asks for nothing: the driver does not load " + reports.front().file);
   }
   return check_live(options, output);
 }
@@ -105,9 +106,8 @@ int run_check(const HostOptions& options, CommandOutput& output) {
     reports.push_back(std::move(report));
   }
   if (options.sarif) print_all(output.results(), tag_check::sarif_report(reports));
-  const int live_code = options.live ? check_live_as(reports.front(), options, output) : kExitOk;
-  if (live_code != kExitOk) return live_code;
-  return clean ? kExitOk : kExitTagFailed;
+  const int live_code = check_live_if_asked(reports, options, output);
+  return live_code == kExitOk && !clean ? kExitTagFailed : live_code;
 }
 
 }  // namespace plc_host
