@@ -85,10 +85,10 @@ void note_dropped(std::string_view text, size_t from, size_t to, SourceFile* fil
 }  // namespace
 
 std::string_view trim(std::string_view text) {
-  constexpr const char* kBlanks = " \t\r";
-  const size_t first = text.find_first_not_of(kBlanks);
+  constexpr const char* kAroundFields = " \t\r";
+  const size_t first = text.find_first_not_of(kAroundFields);
   if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+  return text.substr(first, text.find_last_not_of(kAroundFields) - first + 1);
 }
 
 std::string_view SourceLine::trimmed(uint32_t number_from_1) const { return trim(columns[number_from_1].text); }

@@ -35,9 +35,10 @@ std::string element(const char* name, const std::string& content) {
 // A table whose cells are HTML; numbers stand on the right from this column on.
 class Table {
  public:
-  Table(const char* title, const std::vector<const char*>& heads, size_t numbers_from) : numbers_from_(numbers_from) {
-    text_ = std::string("<div class=\"wide\" tabindex=\"0\" role=\"region\" aria-label=\"") + title +
-            "\"><table><thead><tr>";
+  Table(const char* title, const std::vector<const char*>& heads, size_t numbers_from)
+      : numbers_from_(numbers_from),
+        text_(std::string("<div class=\"wide\" tabindex=\"0\" role=\"region\" aria-label=\"") + title +
+              "\"><table><thead><tr>") {
     for (size_t i = 0; i < heads.size(); ++i) {
       text_ += std::string(i >= numbers_from_ ? "<th scope=\"col\" class=\"number\">" : "<th scope=\"col\">") +
                heads[i] + "</th>";
