@@ -84,8 +84,10 @@ TEST(NewTags, ListsAsSpreadsheetsWriteThem_GiveTheSameLines) {
                                "Speed;INT\nGrid[1,2];REAL",
                                "\xEF\xBB\xBFSpeed\tINT\rGrid[1,2]\tREAL\r",
                                "sep=;\nName;Type\nSpeed;INT\n\n;\nGrid[1,2];REAL\n",
-                               "\"Type\",\"Comment\",\"Variable name\"\n\"INT\",\"fast, slow\",\"Speed\"\n"
-                               "\"REAL\",\"\",\"Grid[1,2]\"\n"};
+                               R"("Type","Comment","Variable name"
+"INT","fast, slow","Speed"
+"REAL","","Grid[1,2]"
+)"};
   for (const char* list : lists) EXPECT_EQ(lines_of_list(list), lines) << list;
   std::string utf16 = "\xFF\xFE";
   for (const char* sign = lists[4]; *sign != '\0'; ++sign) utf16 += {*sign, '\0'};
