@@ -120,6 +120,7 @@ TypedText unescaped(std::string_view text) {
   const std::string_view inner = text.substr(1, text.size() - 2);
   TypedText plain;
   for (size_t at = 0; at < inner.size(); ++at) {
+    if (inner[at] == '"') return {{}, "a double quote inside " + quoted(text) + " is written \\\""};
     if (inner[at] != '\\') {
       plain.text += inner[at];
       continue;
@@ -216,6 +217,11 @@ TypedNumber typed_number(const ValueType& type, std::string_view text) {
 
 TypedText typed_text(std::string_view text, size_t most_bytes) {
   const bool has_quotes = text.size() >= 2 && text.front() == '"' && text.back() == '"';
+  // Somebody meant quotes: what a controller gets is not guessed from half of them.
+  if (const std::string_view bare = trim(text); !has_quotes && bare.size() >= 2 && bare.front() == '"') {
+    return {{},
+            quoted(text) + " begins with a quote that its end does not have: write \"abc\", or \"\\\"abc\" with it"};
+  }
   TypedText typed = has_quotes ? unescaped(text) : TypedText{std::string(text), {}};
   if (!typed.problem.empty()) return {{}, typed.problem};
   if (typed.text.find('\0') != std::string::npos) {

@@ -78,6 +78,11 @@ inline constexpr TypedString kTypedStrings[] = {
     {"\"\"", "", ""},
     {"123456789", "", "'123456789' has 9 bytes, the string holds 8"},
     {R"("\x00")", "", "a string ends at its first zero byte: none can be in it"},
+    {"\"abc", "", "'\"abc' begins with a quote that its end does not have: write \"abc\", or \"\\\"abc\" with it"},
+    {" \"abc\"", "",
+     "' \"abc\"' begins with a quote that its end does not have: write \"abc\", or \"\\\"abc\" with it"},
+    {R"("a" "b")", "", R"(a double quote inside '"a" "b"' is written \")"},
+    {"abc\"", "abc\"", ""},
     {R"("\q")", "", R"(unknown escape in '"\q"': use \n, \r, \t, \", \\ or \xNN)"},
     {R"("\x4")", "", R"(\x in '"\x4"' needs two hexadecimal digits)"},
 };

@@ -177,7 +177,13 @@ void convert(const RawOptions& raw, Options& options) {
   options.directory_order = raw.directory_order == "file" ? DirectoryOrder::kFile : DirectoryOrder::kLongestFirst;
   for (const std::string& text : raw.faults) options.faults.push_back(fault_of(text));
   for (const std::string& text : raw.programs) {
-    if (!options.programs.insert(parse_program(text)).second) {
+    const std::pair<std::string, uint8_t> program = parse_program(text);
+    for (const auto& [name, number] : options.programs) {
+      if (number == program.second && name != program.first) {
+        throw std::invalid_argument("--program " + text + ": " + name + " has this number; give each another one");
+      }
+    }
+    if (!options.programs.insert(program).second) {
       throw std::invalid_argument("--program " + text + ": the program has a number already");
     }
   }

@@ -1,10 +1,10 @@
 // A TOML file's text as a table, read on behind lines that cannot be read.
 #pragma once
 
-#include <toml++/toml.h>
 #include <string>
 
 #include "tools/toml/findings.h"
+#include "tools/toml/toml_library.h"
 
 namespace plc_toml {
 

@@ -32,6 +32,7 @@ constexpr Mistake kMistakes[] = {
      "--help tells more"},
     {"help raed", 2, "unknown command 'raed', did you mean read?"},
     {"help read write", 2, "help takes one command"},
+    {"check --rules machine.csv", 2, "--rules lists the rules and checks no file: leave machine.csv away"},
     {"--port 8500 read X", 2, "--port stands behind the command: read --port; plc-host --help tells more"},
     {"read --adress 127.0.0.1 --port 8500 X", 2, "unknown option --adress, did you mean --address?"},
     {"read --frobnicate X", 2, "unknown option --frobnicate; plc-host read --help tells more"},

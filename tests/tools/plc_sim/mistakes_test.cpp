@@ -63,6 +63,8 @@ TEST_F(Mistakes, OnTheCommandLine_AreNamedWithWhatToDo) {
        "--fault 'close times=0': times=0 would never happen: it begins with 1, or is always"},
       {{"--fault", "close every=0", tags_}, "--fault 'close every=0': every=0 would never happen: it begins with 1"},
       {{"--program", "Main=3", "--program", "Main=4", tags_}, "--program Main=4: the program has a number already"},
+      {{"--program", "Main=3", "--program", "Side=3", tags_},
+       "--program Side=3: Main has this number; give each another one"},
       {{"--fault", "close time=3", tags_},
        "--fault 'close time=3': a fault has no setting 'time': there are times, on, after and every"},
   };

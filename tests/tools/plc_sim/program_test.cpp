@@ -118,6 +118,9 @@ TEST(PlcSim, Console_ShowsElementsAndSaysWhatIsWrong) {
   }
   EXPECT_THAT(sim.process.command("help"), HasSubstr("set NAME"));
   EXPECT_THAT(sim.process.command("faults"), HasSubstr("split N MS"));
+  EXPECT_EQ(sim.process.command("faults clear"), "error: faults takes nothing; fault clear disarms them\n");
+  EXPECT_EQ(sim.process.command("fault clear all"), "error: fault clear takes nothing: it disarms all\n");
+  EXPECT_EQ(sim.process.command("quit now"), "error: quit takes nothing\n");
 }
 
 TEST(PlcSim, ListOnTheConsole_SetsAWholeArrayOrNothing) {

@@ -1,12 +1,12 @@
 // One table of the configuration, taken key by key: whatever is not as it must be is told and has no value.
 #pragma once
 
-#include <toml++/toml.h>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "tools/toml/toml_library.h"
 #include "tools/toml/toml_text.h"
 
 namespace plc_gateway {

@@ -170,13 +170,13 @@ ReadResult ControllerWorker::read(size_t piece) {
 
 WriteOutcome ControllerWorker::write(const WriteJob& job) {
   WriteOutcome outcome;
-  const CommandRule& rule = rules_[job.rule];
   if (const plc_client::Problem unknown = find_controller(); !controller_) {
     outcome.reason = unknown.reason;
     outcome.error = unknown.text;
     outcome.time = now_ms();
     return outcome;
   }
+  const CommandRule& rule = rules_[job.rule];
   const uint64_t calls = controller_->state().calls;
   try {
     const plc_client::WriteResult written = controller_->write(

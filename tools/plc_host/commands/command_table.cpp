@@ -3,6 +3,7 @@
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
 
+#include "base/shown_text.h"
 #include "client/plan/number_read.h"
 #include "client/tags/tag_reference.h"
 #include "tools/plc_host/client_names.h"
@@ -153,6 +154,10 @@ void add_check_options(CLI::App& command, HostOptions& options) {
 
 void check_check(const HostOptions& options) {
   if (options.checked_files.empty() && !options.list_rules) throw HostError(kExitUsage, "which tag file?");
+  if (options.list_rules && !options.checked_files.empty()) {
+    throw HostError(kExitUsage, "--rules lists the rules and checks no file: leave " +
+                                    plc_base::shown_line(options.checked_files.front()) + " away");
+  }
   if (options.json && options.sarif) throw HostError(kExitUsage, "--json or --sarif, not both");
   if (!options.fixed_file.empty() && options.checked_files.size() != 1) {
     throw HostError(kExitUsage, "--fix goes with one tag file");

@@ -132,6 +132,7 @@ void Watch::open_log() {
   rules.daily = options_.log.daily;
   rules.kept = options_.log.kept;
   rules.inputs = {host_.tag_file().read};
+  rules.output = host_.result_file().descriptor();
   log_ = std::make_unique<OpenedLog>(rules, tell);
   const std::string problem = log_->file.open();
   if (!problem.empty()) {

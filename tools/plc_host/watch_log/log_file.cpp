@@ -27,6 +27,12 @@ constexpr std::string_view kDigits = "0123456789";
 
 std::string last_error() { return std::strerror(errno); }
 
+// What the shell sends there would write over the rows.
+bool is_stream(const struct stat& file, int stream) {
+  struct stat status {};
+  return fstat(stream, &status) == 0 && status.st_dev == file.st_dev && status.st_ino == file.st_ino;
+}
+
 std::string folder_of(const std::string& path) {
   const size_t slash = path.rfind('/');
   return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
@@ -131,6 +137,8 @@ std::string LogFile::take_opened(int descriptor) {
   if (!S_ISREG(status.st_mode)) return "it is not a regular file";
   if (status.st_nlink > 1) return "it has a second name, a hard link";
   if (plc_base::is_one_of(rules_.path, rules_.inputs)) return "it is a file that is read";
+  if (is_stream(status, rules_.output)) return "standard output goes there too. Try: name another file";
+  if (is_stream(status, STDERR_FILENO)) return "standard error goes there too. Try: name another file";
   if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) return "another program writes it";
   past_ = {};
   day_.clear();

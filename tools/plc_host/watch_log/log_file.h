@@ -2,6 +2,7 @@
 #pragma once
 
 #include <sys/types.h>
+#include <unistd.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -22,6 +23,7 @@ struct LogFileRules {
   bool daily = false;               // a file has rows of one day, of UTC
   uint32_t kept = 0;                // files put aside that stay; 0: all of them
   std::vector<std::string> inputs;  // what is read, and never written over
+  int output = STDOUT_FILENO;       // the descriptor that results go to; no log is where they go
 };
 
 // What stood in the log before.

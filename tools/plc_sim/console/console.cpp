@@ -59,6 +59,11 @@ std::string Console::run(std::string_view line) {
 }
 
 std::string Console::answer(const std::string& command, const std::string& rest) {
+  for (const char* bare : {"faults", "help", "quit"}) {
+    if (command == bare && !rest.empty()) {
+      fail(command + " takes nothing" + (command == "faults" ? "; fault clear disarms them" : ""));
+    }
+  }
   if (command == "set") return set(rest);
   if (command == "show") return show(rest);
   if (command == "dump") return dump(rest);
@@ -150,6 +155,7 @@ std::string Console::fault(const std::string& rest) {
                                     [&](const FaultInfo& info) { return rest == info.name; });
   const std::string near_clear = plc_base::did_you_mean(rest, {"clear"});
   if (is_one_word && !is_known && !near_clear.empty()) fail("no fault is called '" + rest + "'; " + near_clear);
+  if (split_first_word(rest).first == "clear" && rest != "clear") fail("fault clear takes nothing: it disarms all");
   if (rest == "clear") {
     hooks_.clear_faults();
   } else if (!hooks_.arm(parse_fault(rest))) {

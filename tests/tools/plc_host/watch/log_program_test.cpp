@@ -69,6 +69,19 @@ TEST_F(LogProgramTest, ForeignFile_IsRefused) {
   EXPECT_EQ(file_text(path("log.csv")), "a letter\n");
 }
 
+TEST_F(LogProgramTest, FileThatStandardOutputGoesTo_IsRefused) {
+  std::vector<std::string> words = {"/bin/sh", "-c", "log=$1; shift; exec \"$@\" >>\"$log\"", "sh", path("log.csv")};
+  for (const std::string& word : host_words({"watch", "Speed", "--rounds", "1", "--log", path("log.csv"), "--address",
+                                             "127.0.0.1", "--port", port_, "--tags", path("machine.csv")})) {
+    words.push_back(word);
+  }
+  const Outcome outcome = run_words(words);
+  EXPECT_EQ(outcome.code, 8);
+  EXPECT_EQ(outcome.err,
+            "plc-host: cannot write " + path("log.csv") + ": standard output goes there too. Try: name another file\n");
+  EXPECT_EQ(file_text(path("log.csv")), "");
+}
+
 TEST_F(LogProgramTest, Mistakes_AreTold) {
   const std::vector<std::pair<std::vector<std::string>, std::string>> mistakes = {
       {{"--rotate", "10MB"}, "--rotate requires --log"},
