@@ -159,6 +159,21 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
   app.add_flag("--quiet", options.quiet, "print violations only, not what was refused or noted");
 }
 
+void add_program(const std::string& text, std::map<std::string, uint8_t>& programs) {
+  const std::pair<std::string, uint8_t> program = parse_program(text);
+  for (const auto& [name, number] : programs) {
+    if (number != program.second || name == program.first) continue;
+    throw std::invalid_argument(std::string("--program ")
+                                    .append(text)
+                                    .append(": ")
+                                    .append(name)
+                                    .append(" has this number; give each another one"));
+  }
+  if (!programs.insert(program).second) {
+    throw std::invalid_argument("--program " + text + ": the program has a number already");
+  }
+}
+
 void convert(const RawOptions& raw, Options& options) {
   options.listen = parse_endpoint("--listen", raw.listen);
   require_consent("--listen", options.listen, raw.allows_remote);
@@ -176,17 +191,7 @@ void convert(const RawOptions& raw, Options& options) {
   options.animate_ms = raw.animate && raw.animate_ms == 0 ? kDefaultAnimateMs : raw.animate_ms;
   options.directory_order = raw.directory_order == "file" ? DirectoryOrder::kFile : DirectoryOrder::kLongestFirst;
   for (const std::string& text : raw.faults) options.faults.push_back(fault_of(text));
-  for (const std::string& text : raw.programs) {
-    const std::pair<std::string, uint8_t> program = parse_program(text);
-    for (const auto& [name, number] : options.programs) {
-      if (number == program.second && name != program.first) {
-        throw std::invalid_argument("--program " + text + ": " + name + " has this number; give each another one");
-      }
-    }
-    if (!options.programs.insert(program).second) {
-      throw std::invalid_argument("--program " + text + ": the program has a number already");
-    }
-  }
+  for (const std::string& text : raw.programs) add_program(text, options.programs);
 }
 
 // What plc-host calls it.

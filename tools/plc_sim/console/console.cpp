@@ -58,11 +58,15 @@ std::string Console::run(std::string_view line) {
   }
 }
 
+namespace {
+
+bool stands_alone(const std::string& command) { return command == "faults" || command == "help" || command == "quit"; }
+
+}  // namespace
+
 std::string Console::answer(const std::string& command, const std::string& rest) {
-  for (const char* bare : {"faults", "help", "quit"}) {
-    if (command == bare && !rest.empty()) {
-      fail(command + " takes nothing" + (command == "faults" ? "; fault clear disarms them" : ""));
-    }
+  if (!rest.empty() && stands_alone(command)) {
+    fail(command + " takes nothing" + (command == "faults" ? "; fault clear disarms them" : ""));
   }
   if (command == "set") return set(rest);
   if (command == "show") return show(rest);
