@@ -29,6 +29,8 @@ std::pair<std::string, std::string> split_first_word(std::string_view line) {
 
 const std::vector<std::string> kCommands{"set", "show", "dump", "counts", "fault", "faults", "report", "help", "quit"};
 
+bool stands_alone(const std::string& command) { return command == "faults" || command == "help" || command == "quit"; }
+
 // The command of this meaning, those with near names, or what helps when there is none.
 std::string meant_command(const std::string& word) {
   constexpr std::pair<const char*, const char*> kElsewhere[] = {{"write", "set"}, {"read", "show"}, {"get", "show"},
@@ -57,12 +59,6 @@ std::string Console::run(std::string_view line) {
     return "error: " + plc_base::shown_line(bad.what()) + "\n";
   }
 }
-
-namespace {
-
-bool stands_alone(const std::string& command) { return command == "faults" || command == "help" || command == "quit"; }
-
-}  // namespace
 
 std::string Console::answer(const std::string& command, const std::string& rest) {
   if (!rest.empty() && stands_alone(command)) {

@@ -15,7 +15,9 @@ using plc_gateway::load_config;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 using testing::StartsWith;
 
 constexpr char kRemedy[] =
@@ -50,6 +52,15 @@ TEST_F(FilesTest, LinesThatAreNoToml_AreAllTold) {
   };
   EXPECT_THAT(said_of("[metrics]\nlisten = 127.0.0.1:9600\n[[command]]\nname = \"Speed\"\nverify = yes\nverify = no\n"),
               ElementsAre(told("2:12"), told("5:10"), told("6:11")));
+}
+
+TEST_F(FilesTest, LettersOfOtherLanguagesBesideQuotes_AreTold) {
+  const auto told = [](const std::string& place, const std::string& letter) {
+    return AllOf(StartsWith(place + ": error: this is no TOML ("), HasSubstr("saw '" + letter + "')"));
+  };
+  EXPECT_THAT(said_of_text("\xC2\xA1"
+                           "a = 1\na.\xC3\xA4 = 1\n"),
+              IsSupersetOf({told("1:1", "\xC2\xA1"), told("2:3", "\xC3\xA4")}));
 }
 
 TEST_F(FilesTest, KeySetTwice_IsTold) {
