@@ -15,7 +15,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 def names_in_project(pattern):
     """The names of the project's files that match: those that git knows, or without it all."""
-    listed = subprocess.run(["git", "ls-files", "--", pattern], cwd=ROOT, text=True, check=False,
+    listed = subprocess.run(["git", "ls-files", "--", f":(glob){pattern}"], cwd=ROOT, text=True, check=False,
                             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout.split()
     paths = [ROOT / name for name in listed] or ROOT.glob(pattern)
     return [path.name for path in paths if path.is_file()]
