@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "base/toml/findings.h"
 #include "tools/plc_gateway/model/variable.h"
-#include "tools/toml/findings.h"
 
 namespace plc_gateway {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "base/toml/findings.h"
 #include "tools/plc_gateway/config/config.h"
-#include "tools/toml/findings.h"
 
 namespace plc_gateway {
 

@@ -4,11 +4,11 @@
 
 #include "base/near_names.h"
 #include "base/text.h"
+#include "base/toml/toml_text.h"
 #include "tools/plc_gateway/config/addresses.h"
 #include "tools/plc_gateway/config/draft.h"
 #include "tools/plc_gateway/config/section.h"
 #include "tools/plc_gateway/sparkplug/topics.h"
-#include "tools/toml/toml_text.h"
 
 namespace plc_gateway {
 namespace {

@@ -6,7 +6,7 @@
 
 #include "base/near_names.h"
 #include "base/text.h"
-#include "tools/toml/toml_text.h"
+#include "base/toml/toml_text.h"
 
 namespace plc_gateway {
 namespace {

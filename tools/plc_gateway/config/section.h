@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/toml/toml_library.h"
-#include "tools/toml/toml_text.h"
+#include "base/toml/toml_library.h"
+#include "base/toml/toml_text.h"
 
 namespace plc_gateway {
 

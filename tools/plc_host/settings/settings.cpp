@@ -12,9 +12,9 @@
 #include "base/files.h"
 #include "base/near_names.h"
 #include "base/text.h"
+#include "base/toml/toml_text.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
-#include "tools/toml/toml_text.h"
 #include "tools/usage/usage.h"
 
 namespace plc_host {

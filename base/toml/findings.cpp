@@ -1,5 +1,5 @@
 // Collects what is to be said of a file of settings.
-#include "tools/toml/findings.h"
+#include "base/toml/findings.h"
 
 #include <algorithm>
 #include <tuple>

@@ -1,5 +1,5 @@
 // Reads TOML, and on behind a line that is the only one at fault.
-#include "tools/toml/toml_text.h"
+#include "base/toml/toml_text.h"
 
 #include <algorithm>
 #include <array>

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "tools/toml/findings.h"
-#include "tools/toml/toml_library.h"
+#include "base/toml/findings.h"
+#include "base/toml/toml_library.h"
 
 namespace plc_toml {
 
