@@ -15,7 +15,7 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-ROOMS = {"base", "wire", "client", "tag_check", "tools"}
+ROOMS = {"base", "profile", "wire", "client", "tag_check", "tools"}
 
 
 def readelf(*arguments):

@@ -13,9 +13,10 @@ from driver_variants import ROOT, BuildError, demand, run
 # In the order in which they are asked: what the fuzzers have found before, then the tests of the rooms.
 REPLAYS = ("shown_text", "wire_names", "judgement", "capture", "tag_check", "client_tags", "client_values",
            "client_names", "driver_lines", "sim_tags", "console", "page", "controller", "why", "simulator",
-           "gateway_command")
-TESTS = {"base/": ("base",), "wire/": ("wire", "simulator"), "tag_check/": ("tag_check",), "client/": ("client",),
-         "tools/plc_sim/": ("simulator",), "tools/plc_host/": ("host",), "tools/plc_gateway/": ("gateway",)}
+           "profile", "gateway_command")
+TESTS = {"base/": ("base",), "profile/": ("profile",), "wire/": ("wire", "simulator"),
+         "tag_check/": ("tag_check",), "client/": ("client",), "tools/plc_sim/": ("simulator",),
+         "tools/plc_host/": ("host",), "tools/plc_gateway/": ("gateway",)}
 TEST_SECONDS = 240
 FUZZ_SECONDS = 60
 SETTINGS = {"ASAN_OPTIONS": "strict_string_checks=1"}
