@@ -1,0 +1,241 @@
+// All that a survey found out, as it was measured; reports and profiles are made of it alone.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace plc_host::survey {
+
+// A step that was not made, or not to its end, says why; a figure that was not measured has no value.
+struct Step {
+  enum class State { kNotDone, kPartly, kDone };
+  State state = State::kNotDone;
+  std::string why;  // "interrupted", "--write names no variable"; "" when done
+};
+
+// A request and its reply in survey.pcapng, shown as evidence.
+struct Frame {
+  std::string title;  // "reply to resolve: sequence number 0 in place of 17"
+  size_t packet = 0;  // number of the request's first packet in survey.pcapng, from 1
+  std::vector<uint8_t> request;
+  std::vector<uint8_t> reply;
+};
+
+// Of one kind of request with one number of names.
+struct Times {
+  std::string kind;  // "connect", "directory start", "directory", "resolve", "read", "write", "masked write", "bit"
+  uint32_t names = 1;
+  std::vector<double> ms;  // from the request to the last byte of its reply, in the order measured
+};
+
+struct Spread {
+  double p50 = 0;
+  double p99 = 0;
+  double largest = 0;
+};
+
+// Of values in any order; all 0 of none.
+Spread spread_of(std::vector<double> values);
+
+// How replies of one size arrived.
+struct Split {
+  size_t reply_bytes = 0;
+  std::map<std::vector<size_t>, uint32_t> pieces;  // sizes of the pieces -> how often
+  std::vector<double> gap_ms;                      // between a piece and the next
+};
+
+// What a controller does with what it need not take.
+enum class Reaction { kNotTried, kAnswered, kRefused, kClosed, kSilent };
+
+// "not tried", "accepted and answered", "refused", "accepted, then closed", "accepted, never answered"
+const char* reaction_words(Reaction reaction);
+
+struct Link {
+  Step step;
+  std::string host;
+  uint32_t address = 0;
+  uint16_t port = 0;
+  std::string name_problem;
+  uint32_t connects_tried = 0;
+  std::vector<double> connect_ms;
+  std::vector<std::string> connect_failures;
+  std::optional<int> segment_bytes;  // of the connection: TCP_MAXSEG
+  uint16_t closed_port_number = 0;   // the port behind the controller's own
+  std::string closed_port;           // "refused", "not tried: --gentle"
+  std::string second_connection;
+  std::string half_closed;
+  Reaction one_more = Reaction::kNotTried;   // what the first connection beyond the limit got
+  std::optional<uint32_t> most_connections;  // the limit met, of at most connections_tried
+  uint32_t connections_tried = 0;            // at a time
+  std::optional<bool> is_answered_when_half_closed;
+};
+
+struct ProgramFinding {
+  enum class State { kFound, kMissing, kCut, kPrefix, kUndeclared };
+  std::string scope;
+  uint8_t number = 0;
+  State state = State::kFound;
+  std::string other;  // the directory's name, or the name that it is a prefix of
+};
+
+struct Programs {
+  Step step;
+  std::vector<ProgramFinding> findings;
+  std::vector<std::string> directory;
+};
+
+struct VariableFinding {
+  enum class State { kGood, kRefused, kNotNamed, kDifferent, kShort, kLong, kNotTried };
+  std::string name;      // with its program before it
+  std::string own_name;  // without
+  std::string program;   // "" of a global one
+  std::string element;   // that was asked for: the last one of an array, "[9]"
+  std::string type;
+  std::string file;
+  uint32_t line = 0;
+  State state = State::kNotTried;
+  std::string why;               // "read singly 12, in a batch 13"
+  std::vector<uint8_t> refusal;  // the reply that refused it
+  uint16_t status = 0;           // of that reply
+  std::vector<std::string> near;
+  std::string value;  // as plc-host read shows it; "" unless kGood
+};
+
+struct Variables {
+  Step step;
+  std::vector<VariableFinding> findings;
+  std::string compared_with;  // the driver's build whose values were compared; "" with the reason in not_compared
+  std::string not_compared;
+};
+
+// Of all replies of the survey.
+struct HeadCounts {
+  struct Field {
+    uint64_t right = 0;
+    uint64_t zero = 0;
+    uint64_t other = 0;
+  };
+  struct Status {
+    uint16_t status = 0;
+    std::string request;  // "resolve", "resolve, refused"
+    uint64_t count = 0;
+    Frame first;
+  };
+  Step step;
+  uint64_t replies = 0;
+  Field length;
+  Field complement;
+  Field sequence;
+  Field request_class;
+  Field command;
+  std::vector<Status> statuses;
+  uint64_t values_exact = 0;
+  uint64_t values_longer = 0;
+  uint64_t values_shorter = 0;
+  uint64_t replies_unanswered = 0;
+  uint64_t bytes_unasked = 0;                   // that came behind a reply, before the next request
+  std::optional<uint32_t> bytes_behind_values;  // where every value reply has as many
+  std::optional<uint16_t> status_done;          // the one status of what was not refused; nothing where several are
+  std::optional<uint16_t> refusal_status;       // of the first refused name
+  std::optional<bool> is_refusal_full;          // it has a record for each name
+};
+
+// Of the guarded build.
+struct Verdict {
+  enum class Usable { kYes, kWithoutStatus, kWithoutValueEnd, kWithoutBoth, kNo, kUnknown };
+  struct Rule {
+    std::string rule;
+    bool holds = false;
+    uint64_t kept = 0;
+    uint64_t broken = 0;
+    std::vector<Frame> evidence;
+  };
+  Usable usable = Usable::kUnknown;
+  std::string because;  // one or more sentences
+  std::vector<Rule> rules;
+};
+
+struct Limits {
+  Step step;
+  std::optional<uint32_t> names_per_request;  // the limit met
+  std::optional<uint32_t> values_per_request;
+  uint32_t names_tried = 0;  // the most that were answered, or were tried
+  uint32_t values_tried = 0;
+  Reaction reaction = Reaction::kNotTried;  // to more than the limit
+  std::string beyond;                       // the same in words, with the status
+  std::optional<uint16_t> beyond_status;
+};
+
+struct Recommendation {
+  std::string setting;  // "recv_timeout_s", "delay_ms", "batch_names", "poll_ms", "driver"
+  std::string value;
+  std::string because;  // with the figures
+};
+
+struct WriteFinding {
+  std::string name;
+  std::string type;
+  std::string kind;  // "write", "masked write", "set", "reset", "read-modify-write"
+  bool acknowledged = false;
+  bool read_back = false;
+  bool neighbours_kept = false;
+  bool set_back = false;
+  std::string why;
+};
+
+struct Writes {
+  Step step;
+  std::vector<WriteFinding> findings;
+  std::vector<std::string> not_set_back;  // "Motor.Speed: it was 12"
+  std::vector<std::string> neighbours;    // that were watched
+};
+
+struct Endurance {
+  struct Slice {
+    int64_t from_ms = 0;
+    double p50 = 0;
+    double p99 = 0;
+    double largest = 0;
+    uint64_t rounds = 0;
+    uint64_t losses = 0;
+  };
+  Step step;
+  double hours_asked = 0;
+  uint32_t period_ms = 0;
+  uint64_t rounds = 0;
+  uint64_t losses = 0;
+  uint64_t slow = 0;  // rounds that took longer than the period
+  std::vector<Slice> slices;
+  double drift_ms = 0;  // of the last round's begin behind its turn
+};
+
+struct SurveyRecord {
+  std::string made;  // UTC, ISO 8601
+  std::string version;
+  std::string driver_build;
+  std::vector<std::string> tag_files;
+  std::string command;
+  double took_s = 0;
+  bool is_whole = false;
+  std::string ended;  // why it is not: "interrupted", "the controller no longer answers"
+  Link link;
+  Programs programs;
+  Variables variables;
+  HeadCounts heads;
+  Verdict verdict;
+  Step times_step;
+  std::vector<Times> times;
+  std::vector<Split> splits;
+  Limits limits;
+  Writes writes;
+  Endurance endurance;
+  std::vector<Recommendation> recommendations;
+  std::string driver_lines;
+  std::vector<std::string> messages;  // told on standard error, beside the findings
+};
+
+}  // namespace plc_host::survey
