@@ -1,5 +1,4 @@
-// Makes Ethernet, IPv4 and TCP around the bytes, with right lengths, sequence numbers and checksums; libpcap writes
-// them.
+// Every packet that is made leaves with one write of libpcap's.
 #include "wire/captures/pcap_writer.h"
 
 #include <fcntl.h>
@@ -7,77 +6,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 
 #include "base/whole_file.h"
-#include "wire/big_endian.h"
-#include "wire/captures/tcp_head.h"
 
 namespace plc_sim {
 namespace {
 
 constexpr int kSnapLength = 65535;
-constexpr uint32_t kLoopback = 0x7F000001;
-constexpr size_t kEthernetBytes = 14;
-constexpr size_t kIpBytes = 20;
-constexpr size_t kMaxSegmentBytes = 32000;
 constexpr size_t kPacketHeadBytes = 16;  // in the file
 constexpr size_t kFileHeadBytes = 24;
 constexpr size_t kBufferBytes = 65536;  // holds any packet
-constexpr uint32_t kFirstSequence = 1000;
-
-uint16_t checksum(const Bytes& bytes, size_t from, uint32_t sum) {
-  for (size_t at = from; at < bytes.size(); at += 2) {
-    const unsigned low = at + 1 < bytes.size() ? bytes[at + 1] : 0U;
-    sum += (static_cast<unsigned>(bytes[at]) << 8U) | low;
-  }
-  while (sum > 0xFFFF) sum = (sum & 0xFFFFU) + (sum >> 16U);
-  return static_cast<uint16_t>(~sum);
-}
-
-struct SegmentHead {
-  uint16_t from_port;
-  uint16_t to_port;
-  uint32_t sequence;
-  uint32_t acknowledged;
-  uint8_t flags;
-};
-
-Bytes make_frame(const SegmentHead& segment, const uint8_t* bytes, size_t count) {
-  constexpr uint8_t kIpVersionAndLength = 0x45;
-  constexpr uint8_t kTimeToLive = 64;
-  constexpr uint8_t kTcpLength = 0x50;
-  Bytes frame(12, 0);
-  append_u16(frame, 0x0800);
-  frame.push_back(kIpVersionAndLength);
-  frame.push_back(0);
-  append_u16(frame, static_cast<uint16_t>(kIpBytes + tcp::kHeadBytes + count));
-  append_u32(frame, 0x00004000);
-  frame.push_back(kTimeToLive);
-  frame.push_back(tcp::kProtocol);
-  append_u16(frame, 0);
-  append_u32(frame, kLoopback);
-  append_u32(frame, kLoopback);
-  const Bytes ip(frame.begin() + kEthernetBytes, frame.end());
-  put_u16(frame, kEthernetBytes + 10, checksum(ip, 0, 0));
-  append_u16(frame, segment.from_port);
-  append_u16(frame, segment.to_port);
-  append_u32(frame, segment.sequence);
-  append_u32(frame, segment.acknowledged);
-  frame.push_back(kTcpLength);
-  frame.push_back(segment.flags);
-  append_u16(frame, 0xFFFF);
-  append_u32(frame, 0);
-  frame.insert(frame.end(), bytes, bytes + count);
-  const uint32_t pseudo_head = 2 * ((kLoopback >> 16U) + (kLoopback & 0xFFFFU)) + tcp::kProtocol +
-                               static_cast<uint32_t>(tcp::kHeadBytes + count);
-  put_u16(frame, kEthernetBytes + kIpBytes + 16, checksum(frame, kEthernetBytes + kIpBytes, pseudo_head));
-  return frame;
-}
 
 uint64_t now_us() {
   const auto since = std::chrono::system_clock::now().time_since_epoch();
@@ -108,7 +50,7 @@ std::string PcapWriter::open(const std::string& path, uint16_t server_port, cons
   // A packet that leaves with one call is there whole or not at all, whenever the process ends.
   buffer_.resize(kBufferBytes);
   std::setvbuf(file, buffer_.data(), _IOFBF, buffer_.size());
-  server_port_ = server_port;
+  maker_.set_ends({server_port});
   format_.reset(pcap_open_dead(DLT_EN10MB, kSnapLength));
   file_.reset(pcap_dump_fopen(format_.get(), file));  // takes the file, and closes it when that fails
   if (file_ == nullptr || pcap_dump_flush(file_.get()) != 0) {
@@ -154,14 +96,8 @@ void PcapWriter::fail(int error) {
   if (tell_) tell_(problem_);
 }
 
-void PcapWriter::packet(Stream& stream, bool from_host, uint8_t flags, const uint8_t* bytes, size_t count) {
+void PcapWriter::write(const Bytes& frame) {
   constexpr uint64_t kUsPerSecond = 1000000;
-  uint32_t& own = from_host ? stream.host_sequence : stream.server_sequence;
-  const uint32_t other = from_host ? stream.server_sequence : stream.host_sequence;
-  const SegmentHead segment{from_host ? stream.peer_port : server_port_, from_host ? server_port_ : stream.peer_port,
-                            own, (flags & tcp::kAck) != 0 ? other : 0, flags};
-  const Bytes frame = make_frame(segment, bytes, count);
-  own += static_cast<uint32_t>(count) + ((flags & (tcp::kSyn | tcp::kFin)) != 0 ? 1 : 0);
   if (file_ == nullptr) return;
   const uint64_t now = clock_();
   pcap_pkthdr head{};
@@ -177,40 +113,16 @@ void PcapWriter::packet(Stream& stream, bool from_host, uint8_t flags, const uin
   }
 }
 
-void PcapWriter::opened(unsigned connection, uint16_t peer_port) {
-  Stream& stream = streams_[connection];
-  stream = {peer_port, kFirstSequence, kFirstSequence * 2};
-  packet(stream, true, tcp::kSyn, nullptr, 0);
-  packet(stream, false, tcp::kSyn | tcp::kAck, nullptr, 0);
-  packet(stream, true, tcp::kAck, nullptr, 0);
-}
+void PcapWriter::opened(unsigned connection, uint16_t peer_port) { maker_.opened(connection, peer_port); }
 
-void PcapWriter::data(unsigned connection, bool from_host, const Bytes& bytes) {
-  Stream& stream = streams_[connection];
-  for (size_t at = 0; at < bytes.size(); at += kMaxSegmentBytes) {
-    packet(stream, from_host, tcp::kPush | tcp::kAck, bytes.data() + at, std::min(kMaxSegmentBytes, bytes.size() - at));
-  }
-}
+void PcapWriter::received(unsigned connection, const Bytes& bytes) { maker_.data(connection, true, bytes); }
 
-void PcapWriter::received(unsigned connection, const Bytes& bytes) { data(connection, true, bytes); }
+void PcapWriter::sent(unsigned connection, const Bytes& bytes) { maker_.data(connection, false, bytes); }
 
-void PcapWriter::sent(unsigned connection, const Bytes& bytes) { data(connection, false, bytes); }
+void PcapWriter::finished(unsigned connection, bool from_host) { maker_.finished(connection, from_host); }
 
-void PcapWriter::finished(unsigned connection, bool from_host) {
-  packet(streams_[connection], from_host, tcp::kFin | tcp::kAck, nullptr, 0);
-}
+void PcapWriter::reset(unsigned connection, bool from_host) { maker_.reset(connection, from_host); }
 
-void PcapWriter::reset(unsigned connection, bool from_host) {
-  packet(streams_[connection], from_host, tcp::kReset | tcp::kAck, nullptr, 0);
-}
-
-void PcapWriter::closed(unsigned connection) {
-  const auto found = streams_.find(connection);
-  if (found == streams_.end()) return;
-  packet(found->second, true, tcp::kFin | tcp::kAck, nullptr, 0);
-  packet(found->second, false, tcp::kFin | tcp::kAck, nullptr, 0);
-  packet(found->second, true, tcp::kAck, nullptr, 0);
-  streams_.erase(found);
-}
+void PcapWriter::closed(unsigned connection) { maker_.closed(connection); }
 
 }  // namespace plc_sim

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "wire/captures/made_packets.h"
 #include "wire/captures/traffic_observer.h"
 
 struct pcap;
@@ -44,14 +44,7 @@ class PcapWriter : public TrafficObserver {
   void reset(unsigned connection, bool from_host);
 
  private:
-  struct Stream {
-    uint16_t peer_port = 0;
-    uint32_t host_sequence = 0;    // of the next byte that the host sends
-    uint32_t server_sequence = 0;  // of the next byte that the controller sends
-  };
-
-  void packet(Stream& stream, bool from_host, uint8_t flags, const uint8_t* bytes, size_t count);
-  void data(unsigned connection, bool from_host, const Bytes& bytes);
+  void write(const Bytes& frame);
   void fail(int error);
   void close_descriptor();
   bool cut_to_whole_packets();
@@ -71,8 +64,7 @@ class PcapWriter : public TrafficObserver {
   int64_t whole_bytes_ = 0;   // that end with a packet
   std::unique_ptr<pcap, CloseFormat> format_;
   std::unique_ptr<pcap_dumper, CloseFile> file_;
-  uint16_t server_port_ = 0;
-  std::map<unsigned, Stream> streams_;
+  PacketMaker maker_{[this](const Bytes& packet) { write(packet); }};
 };
 
 }  // namespace plc_sim
