@@ -2,13 +2,12 @@
 #include "wire/captures/capture.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
-#include <csignal>
 #include <fstream>
 #include <sstream>
 
 #include "tests/support/temp_dir.h"
+#include "tests/wire/file_limit.h"
 #include "tests/wire/packet_files.h"
 #include "tests/wire/trace_fixture.h"
 #include "wire/captures/pcap_writer.h"
@@ -176,26 +175,6 @@ TEST(Capture, WrittenRecording_IsReadBack) {
   EXPECT_EQ(wire_trace::find_exchanges(captured.recording).at(1).ending, Ending::kReset);
   EXPECT_NE(wire_trace::write_recording(traffic.recording(), kControllerPort, "/nonexistent/x"), "");
 }
-
-// No file of this process grows beyond so many bytes.
-class FileLimit {
- public:
-  explicit FileLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{bytes, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  FileLimit(const FileLimit&) = delete;
-  FileLimit& operator=(const FileLimit&) = delete;
-  ~FileLimit() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, handler_);
-  }
-
- private:
-  void (*handler_)(int);
-  rlimit before_{};
-};
 
 TEST(Capture, RecordingThatDoesNotFit_IsSaid) {
   const plc_test::TempDir folder;
