@@ -5,10 +5,15 @@
 #include <array>
 #include <cstdio>
 
+#include "base/page/svg.h"
 #include "base/text.h"
 
 namespace plc_sim {
 namespace {
+
+using plc_base::svg_label;
+using plc_base::svg_number;
+using plc_base::svg_rectangle;
 
 constexpr double kWidth = 720;
 constexpr double kHeight = 226;
@@ -17,31 +22,6 @@ constexpr double kTop = 12;
 constexpr double kBottom = 160;  // where the bars stand
 constexpr double kFaultsAt = 176;
 constexpr double kViolationsAt = 192;
-
-std::string number(double value) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.1f", value);
-  return text.data();
-}
-
-std::string rectangle(const std::string& style, double x, double y, double width, double height) {
-  return "<rect class=\"" + style + "\" x=\"" + number(x) + "\" y=\"" + number(y) + "\" width=\"" + number(width) +
-         "\" height=\"" + number(height) + "\"/>";
-}
-
-std::string label(const char* anchor, double x, double y, const std::string& text) {
-  return std::string("<text text-anchor=\"") + anchor + "\" x=\"" + number(x) + "\" y=\"" + number(y) + "\">" + text +
-         "</text>";
-}
-
-// One, two or five times a power of ten, at least so much.
-uint64_t round_number(uint64_t least) {
-  for (uint64_t power = 1;; power *= 10) {
-    for (const uint64_t factor : {1U, 2U, 5U}) {
-      if (power * factor >= least) return power * factor;
-    }
-  }
-}
 
 struct Scale {
   double slot_width;
@@ -56,7 +36,8 @@ std::string bars(const TimeSlot& slot, double x, const Scale& scale) {
     if (slot.by_kind[kind] == 0) continue;
     const double height = static_cast<double>(slot.by_kind[kind]) * scale.per_request;
     y -= height;
-    drawn += rectangle(chart_class(static_cast<RequestKind>(kind)), x, y, std::max(1.0, scale.slot_width - 1), height);
+    drawn +=
+        svg_rectangle(chart_class(static_cast<RequestKind>(kind)), x, y, std::max(1.0, scale.slot_width - 1), height);
   }
   return drawn;
 }
@@ -65,10 +46,12 @@ std::string marks(const TimeSlot& slot, double x, const Scale& scale) {
   const double middle = x + scale.slot_width / 2;
   std::string drawn;
   if (slot.faults > 0) {
-    drawn += "<path class=\"fault\" d=\"M" + number(middle) + " " + number(kFaultsAt - 5) + "l5 5l-5 5l-5 -5z\"/>";
+    drawn +=
+        "<path class=\"fault\" d=\"M" + svg_number(middle) + " " + svg_number(kFaultsAt - 5) + "l5 5l-5 5l-5 -5z\"/>";
   }
   if (slot.violations > 0) {
-    drawn += "<path class=\"violation\" d=\"M" + number(middle) + " " + number(kViolationsAt - 5) + "l5 9h-10z\"/>";
+    drawn +=
+        "<path class=\"violation\" d=\"M" + svg_number(middle) + " " + svg_number(kViolationsAt - 5) + "l5 9h-10z\"/>";
   }
   return drawn;
 }
@@ -78,11 +61,11 @@ std::string axes(const RunLog& run, const Scale& scale) {
   std::string drawn;
   for (const uint64_t part : {uint64_t{0}, scale.most / 2, scale.most}) {
     const double y = kBottom - static_cast<double>(part) * scale.per_request;
-    drawn += rectangle("grid", kLeft, y, kWidth - kLeft, 0.5);
-    if (part > 0 || scale.most / 2 > 0) drawn += label("end", kLeft - 6, y + 4, std::to_string(part));
+    drawn += svg_rectangle("grid", kLeft, y, kWidth - kLeft, 0.5);
+    if (part > 0 || scale.most / 2 > 0) drawn += svg_label("end", kLeft - 6, y + 4, std::to_string(part));
   }
-  drawn += label("start", kLeft, kHeight - 6, "0 s");
-  drawn += label("end", right, kHeight - 6, duration_text(run.slot_ms() * run.slots().size()));
+  drawn += svg_label("start", kLeft, kHeight - 6, "0 s");
+  drawn += svg_label("end", right, kHeight - 6, duration_text(run.slot_ms() * run.slots().size()));
   return drawn;
 }
 
@@ -91,7 +74,7 @@ std::string legend(const RunLog& run) {
   for (const RequestKind kind : kAllRequestKinds) {
     if (run.requests(kind) == 0) continue;
     items += "<li><svg class=\"key\" viewBox=\"0 0 10 10\" aria-hidden=\"true\">" +
-             rectangle(chart_class(kind), 0, 0, 10, 10) + "</svg> " + name_of(kind) + "</li>";
+             svg_rectangle(chart_class(kind), 0, 0, 10, 10) + "</svg> " + name_of(kind) + "</li>";
   }
   if (run.all_faults() > 0) {
     items +=
@@ -127,14 +110,14 @@ std::string report_chart(const RunLog& run) {
   uint64_t most = 1;
   for (const TimeSlot& slot : slots) most = std::max(most, slot.requests());
   Scale scale{};
-  scale.most = round_number(most);
+  scale.most = plc_base::round_number(most);
   // A short run is not drawn as one broad bar.
   constexpr size_t kLeastSlots = 20;
   scale.slot_width = (kWidth - kLeft) / static_cast<double>(std::max(slots.size(), kLeastSlots));
   scale.per_request = (kBottom - kTop) / static_cast<double>(scale.most);
   const std::string what = "Requests in each " + duration_text(run.slot_ms());
   std::string drawn = "<figure><figcaption>" + what + "</figcaption><svg class=\"chart\" viewBox=\"0 0 " +
-                      number(kWidth) + " " + number(kHeight) + "\" role=\"img\" aria-label=\"" + what + ", " +
+                      svg_number(kWidth) + " " + svg_number(kHeight) + "\" role=\"img\" aria-label=\"" + what + ", " +
                       std::to_string(most) + " at most; the numbers by kind are in the table below\">" +
                       axes(run, scale);
   for (size_t i = 0; i < slots.size(); ++i) {
