@@ -9,7 +9,7 @@ SCRIPTS = pages.ROOT / "scripts"
 MOST_SEMICOLONS = 1
 # Pages whose reader is clear from where they are: the first page, what changed, a folder's own text.
 WITHOUT_FRAME = ("README.md", "CHANGELOG.md", "examples/", "tests/")
-FIRST = "This page is for "
+FIRST = "For "
 LAST = "Next: "
 
 

@@ -30,12 +30,18 @@ ROOT = TESTS.parent.parent.parent
 NOT_RUN = [
     ("README.md", "scripts/package", "builds for two targets; scripts/package-test tries what comes out"),
     ("README.md", "sudo apt-get install", "changes the machine; scripts/test-long does it in a root of its own"),
-    ("README.md", "scripts/test", "it runs this test"),
     ("SECURITY.md", "gpg --verify", "needs a release with its signature; scripts/package --sign was tried with a key"),
     ("SECURITY.md", "sha256sum --check", "needs a release"),
+    ("docs/capture_and_why.md", "plc-host why --address 192.168.0.10", "needs a controller in the reader's network"),
+    ("docs/capture_and_why.md", "sudo tcpdump", "records the reader's network"),
+    ("docs/capture_and_why.md", "plc-host why --capture field.pcap --tags PLCC0A8000A_0.csv", "needs that record"),
     ("docs/dissector.md", "wireshark ", "opens a window; tshark loads the same dissector"),
     ("docs/gateway.md", "sudo ", "changes the machine"),
     ("docs/gateway.md", "journalctl ", "shows a service of the reader's machine"),
+    ("docs/releasing.md", "scripts/", "takes hours; what a release needs is tested by itself"),
+    ("docs/releasing.md", "git ", "changes the sources"),
+    ("docs/releasing.md", "PLC_PACKAGES=", "needs the packages of a release"),
+    ("docs/upgrade.md", "sudo apt-get", "changes the machine"),
     ("docs/performance.md", "scripts/bench", "measures for minutes; its results are checked where it runs"),
     ("docs/performance.md", "build/bench/", "measures for minutes; its results are checked where it runs"),
 ]
@@ -153,7 +159,8 @@ def update_document(prefix, name):
         check_block(session, name, block, mismatches)
     for mismatch in reversed(mismatches):
         start = mismatch.step.output_line - 1
-        lines[start:start + len(mismatch.step.output)] = mismatch.found
+        indent = re.match(r"\s*", lines[mismatch.step.line - 1])[0]
+        lines[start:start + len(mismatch.step.output)] = [indent + line for line in mismatch.found]
     file.write_text("\n".join(lines), encoding="utf-8")
     return session.close()
 
@@ -207,8 +214,10 @@ def examples_and_close(prefix, program):
 VERSION = re.search(r"^project\(plc_driver VERSION ([\d.]+)", (ROOT / "CMakeLists.txt").read_text(encoding="utf-8"),
                     re.M)[1]
 SOUND = f"```console\n$ plc-host --version\nplc-host {VERSION}\n```\n"
+INDENTED = "1. A step:\n\n" + re.sub("(?m)^(?=.)", "   ", SOUND)
 FAULTY = {
     "a changed output": SOUND.replace(VERSION, VERSION + "1"),
+    "a changed output in a list": INDENTED.replace(VERSION, VERSION + "1"),
     "output that is not shown": "```console\n$ plc-host --version\n```\n",
     "a line too many": SOUND.replace(VERSION, VERSION + "\nmore"),
     "a command that fails": "```sh\nplc-host no-such-command\n```\n",
@@ -230,6 +239,7 @@ FAULTY = {
 def check_self(prefix):
     """What is sound passes, what is not is found, and every exception is of a command that a document has."""
     problems = check_document(prefix, "README.md", SOUND)
+    problems += check_document(prefix, "README.md", INDENTED)
     problems += check_document(prefix, "README.md", FAULTY["another value"].replace("121", "120"))
     for what, text in FAULTY.items():
         if not check_document(prefix, "README.md", text):

@@ -18,7 +18,8 @@ class Mismatch(Failure):
 
 @dataclasses.dataclass
 class Block:
-    """A fenced block: the word behind its fence, its lines, and the line of the document that it begins at."""
+    """A fenced block: the word behind its fence, its lines without the fence's indentation, and the line of the
+    document that it begins at."""
     kind: str
     lines: list
     line: int
@@ -35,16 +36,16 @@ class Step:
 
 def blocks_of(text):
     blocks = []
-    fence = None
+    fence, indent = None, ""
     for number, line in enumerate(text.split("\n"), 1):
-        match = re.match(r"\s*(```+|~~~+)\s*(.*)$", line)
+        match = re.match(r"(\s*)(```+|~~~+)\s*(.*)$", line)
         if fence is None and match:
-            fence = match[1]
-            blocks.append(Block(match[2].strip(), [], number + 1))
+            indent, fence = match[1], match[2]
+            blocks.append(Block(match[3].strip(), [], number + 1))
         elif fence is not None and line.strip() == fence:
             fence = None
         elif fence is not None:
-            blocks[-1].lines.append(line)
+            blocks[-1].lines.append(line.removeprefix(indent))
     if fence is not None:
         raise Failure(f"line {blocks[-1].line}: the block has no end")
     return blocks
