@@ -21,7 +21,7 @@ DUMP = ("%p (%04d) :\t", "%02x ")
 
 def documented_texts(page, heading):
     """The first column of the tables under a heading; several texts can share a row."""
-    section = page.split(f"\n## {heading}\n")[1].split("\n## ")[0] if heading else page.split("\n## ")[0]
+    section = page.split(f"\n## {heading}\n")[1].split("\n## ")[0]
     return [text for row in re.findall(r"^\| (`.*?) \|", section, re.M) for text in re.findall(r"`(.*?)`", row)]
 
 
@@ -87,8 +87,8 @@ def main():
     contract, guarded = (pathlib.Path(name).read_bytes() for name in sys.argv[1:3])
     page = (ROOT / "docs" / "diagnostics.md").read_text(encoding="utf-8")
     problems = guarded_problems(documented_texts(page, "Lines of the guarded build"), contract, guarded)
-    problems += contract_problems(documented_texts(page, "") + documented_texts(page, "Why a tag file is rejected"),
-                                  contract)
+    problems += contract_problems(documented_texts(page, "Lines of both builds") +
+                                  documented_texts(page, "Why a tag file is rejected"), contract)
     print("\n".join(problems))
     return 1 if problems else 0
 
