@@ -134,11 +134,10 @@ run_jobs() {
       continue
     fi
     if declare -F "build_$name" >/dev/null; then
-      "build_$name" </dev/null || {
+      ("build_$name" </dev/null && report_time "$job" built "$start") || {
         build_failed "$job"
         continue
       }
-      printf '%s was built in %d s\n' "$job" $((SECONDS - start))
     fi
     test_in_background "$job" &
     tests_of[$job]=$!
@@ -153,8 +152,18 @@ run_jobs() {
 
 test_in_background() {
   local start=$SECONDS
-  "test_${1//-/_}" >"$results_dir/$1.test.log" 2>&1 </dev/null
-  printf '%s was tested in %d s\n' "$1" $((SECONDS - start)) >>"$results_dir/$1.test.log"
+  {
+    "test_${1//-/_}" 2>&1 </dev/null
+    report_time "$1" tested "$start"
+  } >"$results_dir/$1.test.log"
+}
+
+# report_time JOB DONE START: how long it took since START, and the processor time of all that this shell has waited for.
+report_time() {
+  local processor
+  times >"$results_dir/$1.$2.times"
+  processor=$(awk -F'[ms ]+' 'NR == 2 { printf "%d", $1 * 60 + $2 + $3 * 60 + $4 }' "$results_dir/$1.$2.times")
+  printf '%s was %s in %d s, %d s of processor time\n' "$1" "$2" $((SECONDS - $3)) "$processor"
 }
 
 # wait_for_tests JOB...: for those of these that this run of jobs has begun.
