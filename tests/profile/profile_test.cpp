@@ -2,6 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -193,6 +196,28 @@ TEST(WriteProfile, File_IsTheTextAndReplacesNoInput) {
   EXPECT_EQ(write_profile(path, {}, {}), "");
   EXPECT_EQ(plc_base::read_file(path, 100000).text, profile_text({}));
   EXPECT_NE(write_profile(path, {}, {path}), "");
+}
+
+// The controllers that surveys are tried with.
+TEST(TriedProfiles, Each_IsReadDiffersAndSaysItsVerdict) {
+  const std::map<std::string, std::string> verdicts = {{"yes", "usable."},
+                                                       {"no", "not usable."},
+                                                       {"without status", "usable without status."},
+                                                       {"without value end", "usable without value end."},
+                                                       {"without both", "usable without both."}};
+  std::set<std::string> texts;
+  for (const auto& entry : std::filesystem::directory_iterator(PLC_PROFILES_DIR)) {
+    const std::string path = entry.path().string();
+    const ProfileResult result = read_profile(path);
+    EXPECT_THAT(lines_of(result), ElementsAre());
+    EXPECT_TRUE(texts.insert(profile_text(result.profile)).second) << path;
+    std::string text = plc_base::read_file(path, 100000).text;
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    const std::string word = words_of(Profile::Guarded{}).at(static_cast<size_t>(result.profile.guarded));
+    ASSERT_EQ(verdicts.count(word), 1U) << path;
+    EXPECT_THAT(text, HasSubstr("The guarded build is " + verdicts.at(word))) << path;
+  }
+  EXPECT_GE(texts.size(), 25U);
 }
 
 }  // namespace

@@ -11,12 +11,14 @@
 
 #include "base/descriptors.h"
 #include "base/whole_file.h"
+#include "profile/profile_file.h"
 #include "tools/plc_sim/console/console.h"
 #include "tools/plc_sim/console/line_input.h"
 #include "tools/plc_sim/console/report.h"
 #include "tools/plc_sim/console/report_page.h"
 #include "tools/plc_sim/controller/ask_log.h"
 #include "tools/plc_sim/controller/controller.h"
+#include "tools/plc_sim/controller/imitation.h"
 #include "tools/plc_sim/controller/run_log.h"
 #include "tools/plc_sim/descriptors.h"
 #include "tools/plc_sim/load_tags.h"
@@ -56,7 +58,8 @@ void fill_with_sentinels(VariableStore& store) {
 
 class Application {
  public:
-  Application(const Options& options, VariableStore& store, std::vector<Exchange> captured)
+  Application(const Options& options, VariableStore& store, std::vector<Exchange> captured,
+              const plc_profile::Profile* profile)
       : options_(options),
         store_(store),
         controller_(store),
@@ -74,6 +77,7 @@ class Application {
         input_(
             &loop_.loop, [this](const std::string& line) { say(console_.run(line)); }, [this] { stop(); }) {
     server_.limit_connections(own_shares().connections);
+    if (profile != nullptr) imitate(*profile);
     controller_.set_observer([this](const Asked& asked) { log_.add(asked); });
   }
 
@@ -121,7 +125,16 @@ class Application {
     return hooks;
   }
 
+  void imitate(const plc_profile::Profile& profile) {
+    imitation_ = std::make_unique<Imitation>(profile, controller_, store_);
+    for (const std::string& problem : imitation_->problems()) print_error("plc-sim: warning: " + problem);
+    if (profile.segment_bytes) server_.announce_segment(*profile.segment_bytes);
+    if (profile.most_connections) server_.serve_at_most(*profile.most_connections, profile.one_more);
+    if (profile.answers_half_closed) server_.answer_half_closed();
+  }
+
   Answer answer(Session& session, const Bytes& frame) {
+    if (imitation_) return imitation_->handle(session, frame);
     return options_.replay.empty() ? controller_.handle(session, frame) : replay_.handle(session, frame);
   }
 
@@ -242,6 +255,7 @@ class Application {
   const Options& options_;
   VariableStore& store_;
   Controller controller_;
+  std::unique_ptr<Imitation> imitation_;  // of a profile; null without one
   Replay replay_;
   AskLog log_;
   RunLog run_log_;
@@ -279,6 +293,12 @@ int run_simulator(const Options& options) {
     if (capture.exchanges.empty()) return kNotStarted;
     captured = std::move(capture.exchanges);
   }
+  plc_profile::ProfileResult profile;
+  if (!options.profile.empty()) profile = plc_profile::read_profile(options.profile);
+  for (const plc_toml::Finding& finding : profile.findings) {
+    print_error("plc-sim: " + plc_profile::finding_line(finding));
+  }
+  if (!profile.ok()) return kNotStarted;
   const std::string problem = plc_base::problem_with_descriptors(kLoopDescriptors);
   if (!problem.empty()) {
     print_error("plc-sim: cannot start: " + problem);
@@ -288,7 +308,7 @@ int run_simulator(const Options& options) {
   std::signal(SIGPIPE, SIG_IGN);
   // Neither must a file that may not grow.
   std::signal(SIGXFSZ, SIG_IGN);
-  return Application(options, store, std::move(captured)).run();
+  return Application(options, store, std::move(captured), options.profile.empty() ? nullptr : &profile.profile).run();
 }
 
 }  // namespace plc_sim

@@ -148,6 +148,9 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
   app.add_option("--pcap", options.pcap, "write what goes over the connections as a capture")
       ->type_name("FILE")
       ->check(is_file_name);
+  app.add_option("--profile", options.profile, "imitate the controller of which this file says what was learnt")
+      ->type_name("FILE")
+      ->check(is_file_name);
   app.add_option("--replay", options.replay, "answer as the controller in a capture did; takes no tag files")
       ->type_name("FILE")
       ->check(is_file_name);
@@ -188,6 +191,9 @@ void convert(const RawOptions& raw, Options& options) {
     throw std::invalid_argument("--replay takes no tag files, the capture says what is answered. Try: without " +
                                 options.tag_files.front());
   }
+  if (!options.profile.empty() && !options.replay.empty()) {
+    throw std::invalid_argument("--profile and --replay exclude each other: a capture says by itself what is answered");
+  }
   options.animate_ms = raw.animate && raw.animate_ms == 0 ? kDefaultAnimateMs : raw.animate_ms;
   options.directory_order = raw.directory_order == "file" ? DirectoryOrder::kFile : DirectoryOrder::kLongestFirst;
   for (const std::string& text : raw.faults) options.faults.push_back(fault_of(text));
@@ -219,6 +225,7 @@ int say(const std::string& text) {
 std::vector<std::string> Options::inputs() const {
   std::vector<std::string> paths = tag_files;
   if (!replay.empty()) paths.push_back(replay);
+  if (!profile.empty()) paths.push_back(profile);
   return paths;
 }
 

@@ -28,9 +28,10 @@ struct Options {
   bool skip_bad_lines = false;
   bool ignore_stdin = false;
   bool quiet = false;
-  std::string pcap;    // file to write; empty for none
-  std::string replay;  // capture to answer from; empty for none
-  std::string report;  // file to write at the end, "-" for standard output; empty for none
+  std::string pcap;     // file to write; empty for none
+  std::string profile;  // of a controller to imitate; empty for none
+  std::string replay;   // capture to answer from; empty for none
+  std::string report;   // file to write at the end, "-" for standard output; empty for none
   std::optional<Endpoint> web;
 
   // Every file that is read.

@@ -78,6 +78,7 @@ ResolvedName Controller::resolve_name(const NameBlock& block, const std::u16stri
   resolved.name = program ? store_.program_text(*program) + "/" + name : name;
   resolved.shown = shown_name(resolved.name);
   resolved.element = store_.resolve(program, name);
+  if (resolved.element && is_withheld_ && is_withheld_(*resolved.element->variable)) resolved.element.reset();
   const Asked::What what = resolved.element ? Asked::What::kResolved : Asked::What::kRefused;
   if (observer_) observer_({what, resolved.name, resolved.element ? &*resolved.element : nullptr});
   if (!resolved.element) {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "tools/plc_sim/controller/manner.h"
 #include "tools/plc_sim/controller/session.h"
 #include "tools/plc_sim/variables/variables.h"
 #include "wire/findings.h"
@@ -16,6 +17,7 @@ struct Answer {
   RequestKind kind = RequestKind::kUnknown;
   Bytes reply;
   Findings findings;
+  Manner manner;
 };
 
 // What a host asked for: told to whoever keeps the record.
@@ -30,6 +32,9 @@ class Controller {
   explicit Controller(VariableStore& store) : store_(store) {}
 
   void set_observer(std::function<void(const Asked&)> observer) { observer_ = std::move(observer); }
+
+  // These variables are there and refused.
+  void withhold(std::function<bool(const Variable&)> is_withheld) { is_withheld_ = std::move(is_withheld); }
 
   Answer handle(Session& session, const Bytes& frame);
 
@@ -49,6 +54,7 @@ class Controller {
 
   VariableStore& store_;
   std::function<void(const Asked&)> observer_;
+  std::function<bool(const Variable&)> is_withheld_;
 };
 
 }  // namespace plc_sim

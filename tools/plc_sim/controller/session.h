@@ -28,6 +28,7 @@ enum class ReplyDamage {
 struct Session {
   unsigned number = 0;
   unsigned requests = 0;
+  bool is_served = true;  // else one more than the controller serves: nothing is answered
   bool directory_started = false;
   bool directory_sent = false;
   bool has_resolved = false;

@@ -57,7 +57,12 @@ void Connection::on_read(uv_stream_t* stream, ssize_t count, const uv_buf_t* buf
       self->events_.violation(
           *self, "the connection ended inside a request of " + std::to_string(self->received_.size()) + " bytes");
     }
-    self->close();
+    if (count == UV_EOF && self->finishes_ && self->is_delivering()) {
+      uv_read_stop(stream);
+      self->then_ = self->then_ == AfterDelivery::kKeepOpen ? AfterDelivery::kClose : self->then_;
+    } else {
+      self->close();
+    }
     return;
   }
   self->last_heard_ms_ = uv_now(self->tcp_.loop);

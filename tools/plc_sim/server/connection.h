@@ -42,6 +42,8 @@ class Connection {
   uint64_t last_heard_ms() const { return last_heard_ms_; }
   void close();
   void reset();
+  // What is still to be sent when the host ends its side is sent; else it is not.
+  void finish_deliveries() { finishes_ = true; }
 
  private:
   struct Write {
@@ -78,6 +80,7 @@ class Connection {
   int open_handles_ = 0;
   bool is_closing_ = false;
   bool is_reading_ = true;
+  bool finishes_ = false;
   uint64_t last_heard_ms_ = 0;
   Bytes received_;
   std::array<char, 8192> read_buffer_{};

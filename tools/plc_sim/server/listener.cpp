@@ -6,6 +6,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -51,6 +52,9 @@ std::string Listener::open(const std::string& host, uint16_t port) {
   const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (descriptor < 0) return std::strerror(errno);
   setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+  if (segment_bytes_ > 0) {
+    setsockopt(descriptor, IPPROTO_TCP, TCP_MAXSEG, &segment_bytes_, sizeof segment_bytes_);
+  }
   if (bind(descriptor, generic(address), sizeof address) != 0 || listen(descriptor, kBacklog) != 0) {
     std::string reason = std::strerror(errno);
     ::close(descriptor);

@@ -21,6 +21,8 @@ class Listener {
   // Port 0 takes a free one. Empty when listening, else what went wrong.
   std::string open(const std::string& host, uint16_t port);
   uint16_t port() const { return port_; }
+  // Of every socket that is opened from now on: the largest segment that hosts are told of.
+  void announce_segment(uint32_t bytes) { segment_bytes_ = static_cast<int>(bytes); }
 
   // Fills the backlog with connections of its own until a further one is held back; true when that was seen.
   bool hold();
@@ -45,6 +47,7 @@ class Listener {
   int descriptor_ = -1;
   std::string host_;
   uint16_t port_ = 0;
+  int segment_bytes_ = 0;  // 0: as large as the link takes
   std::vector<int> own_connections_;
   std::vector<uint16_t> own_ports_;
 };

@@ -1,7 +1,10 @@
 // The network side of the controller.
 #include "tools/plc_sim/server/server.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdint>
 
 namespace plc_sim {
 
@@ -41,13 +44,60 @@ ConnectionEvents Server::make_events() {
     if (observer_ != nullptr) {
       observer_->closed(connection.session().number);
     }
+    listen_as_served();
   };
   return events;
 }
 
 void Server::accept(int descriptor) {
+  if (turn_away(descriptor)) return;
   make_room();
-  connections_.insert(new Connection(loop_, descriptor, next_number_++, events_));
+  const bool is_served = !most_served_ || served() < *most_served_;
+  auto* const connection = new Connection(loop_, descriptor, next_number_++, events_);
+  connections_.insert(connection);
+  connection->session().is_served = is_served;
+  if (!is_served) note(connection->session_number(), "one connection more than the profile serves: never answered");
+  if (finishes_) connection->finish_deliveries();
+  listen_as_served();
+}
+
+// Those who connect while nobody listens are refused by the system; whoever came before that is closed.
+bool Server::turn_away(int descriptor) {
+  const bool is_full = most_served_ && served() >= *most_served_;
+  if (!is_full || one_more_ == plc_profile::Turned::kSilent) return false;
+  ++tally_.counts.connections;
+  note(next_number_++, "one connection more than the profile serves: closed");
+  ::close(descriptor);
+  return true;
+}
+
+void Server::note(unsigned connection, const std::string& text) {
+  Findings findings;
+  findings.notes.push_back(text);
+  tally_.add("connection " + std::to_string(connection), findings);
+}
+
+size_t Server::served() const {
+  return static_cast<size_t>(std::count_if(connections_.begin(), connections_.end(), [](Connection* connection) {
+    return connection->is_open() && connection->session().is_served;
+  }));
+}
+
+void Server::serve_at_most(uint32_t connections, plc_profile::Turned one_more) {
+  most_served_ = connections;
+  one_more_ = one_more;
+}
+
+// Whether the port is open follows from how many are served; faults that close it are left alone.
+void Server::listen_as_served() {
+  if (!most_served_ || one_more_ != plc_profile::Turned::kRefused || is_stopping_) return;
+  if (served() >= *most_served_) {
+    listener_.close();
+    is_full_ = true;
+  } else if (is_full_) {
+    is_full_ = false;
+    recover();
+  }
 }
 
 // Whoever leaves connections behind must not keep others from the port.
@@ -70,6 +120,7 @@ void Server::make_room() {
 Delivery Server::on_request(Connection& connection, const Bytes& frame) {
   if (observer_ != nullptr) observer_->received(connection.session().number, frame);
   ++tally_.counts.requests;
+  if (!connection.session().is_served) return {{}, AfterDelivery::kKeepOpen, ReplyDamage::kTheStream};
   const std::optional<Fault> fault =
       faults_.take(frame.size() < wire::kHeadBytes ? RequestKind::kUnknown : kind_of(frame));
   if (fault && fault->kind == FaultKind::kRefuse) connection.session().refusal = refusal_of(*fault);
@@ -82,8 +133,8 @@ Delivery Server::on_request(Connection& connection, const Bytes& frame) {
   for (const std::string& text : answer.findings.violations) log_.violation(where, text, frame);
   if (fault) log_.fault(where, describe_once(*fault));
   tally_.add(where, answer.findings);
-  if (fault) return deliver_with(*fault, std::move(answer.reply));
-  return deliver_whole(std::move(answer.reply));
+  return in_manner(answer.manner,
+                   fault ? deliver_with(*fault, std::move(answer.reply)) : deliver_whole(std::move(answer.reply)));
 }
 
 bool Server::arm(const Fault& fault) {
@@ -114,6 +165,7 @@ void Server::recover_after(unsigned wait_ms) {
 }
 
 void Server::recover() {
+  if (is_full_) return;
   listener_.release();
   const std::string problem = listener_.reopen();
   if (!problem.empty()) {
@@ -130,6 +182,7 @@ void Server::clear_faults() {
 }
 
 void Server::stop() {
+  is_stopping_ = true;
   listener_.close();
   uv_close(reinterpret_cast<uv_handle_t*>(&recovery_timer_), nullptr);
   for (Connection* connection : connections_) connection->close();

@@ -1,0 +1,202 @@
+// Imitates a controller that was surveyed.
+#include "tools/plc_sim/controller/imitation.h"
+
+#include <algorithm>
+
+#include "tools/plc_sim/controller/reply.h"
+#include "wire/names.h"
+
+namespace plc_sim {
+namespace {
+
+using plc_profile::Echo;
+using plc_profile::Pace;
+using plc_profile::Profile;
+using plc_profile::Turned;
+
+constexpr uint8_t kFiller = 0xEE;
+constexpr uint8_t kHighestBit = 0x80;
+// The end of the host's side comes right behind its request, but not with it.
+constexpr double kHalfClosedMs = 5;
+constexpr unsigned kOwnNumbers = 0x4000;  // far from those that hosts begin with
+constexpr size_t kDimensionBytes = 4;
+
+double paced(const Pace& pace, size_t items) {
+  return pace.first_ms + pace.each_ms * static_cast<double>(std::max<size_t>(items, 1) - 1);
+}
+
+bool is_of(const Profile::Refused& refused, const Variable& variable) {
+  if (refused.name != variable.tag.name) return false;
+  return variable.tag.is_global ? refused.program.empty() : refused.program == variable.owner();
+}
+
+bool is_refused(const Profile& profile, const Variable& variable) {
+  return std::any_of(profile.refused.begin(), profile.refused.end(),
+                     [&](const Profile::Refused& refused) { return is_of(refused, variable); });
+}
+
+// Of a surrogate pair that the cut parts, nothing is left.
+std::string cut_name(const std::string& name, size_t units) {
+  std::u16string whole = utf16_from_utf8(name).value_or(u"");
+  if (whole.size() <= units) return name;
+  whole.resize(units);
+  constexpr char16_t kSurrogates = 0xFC00;
+  if (!whole.empty() && (whole.back() & kSurrogates) == 0xD800) whole.pop_back();
+  return utf8_from_utf16(whole);
+}
+
+// The first byte of a refused name's record is no zero where nobody imitates another controller.
+void clear_marks(const std::vector<ResolvedName>& names, Bytes& reply) {
+  size_t at = wire::kResolveHeadBytes;
+  for (size_t i = 0; i < names.size() && at + wire::kResolveRecordBytes <= reply.size(); ++i) {
+    if (!names[i].element) reply[at] = 0;
+    at += wire::kResolveRecordBytes + kDimensionBytes * reply[at + wire::kRecordDimensionsAt];
+  }
+}
+
+void put_length(Bytes& reply) {
+  const auto length = static_cast<uint32_t>(reply.size() - wire::kLengthExcludes);
+  put_u32(reply, 0, length);
+  put_u32(reply, 4, ~length);
+}
+
+uint8_t echoed(uint8_t byte, Echo echo) {
+  if (echo == Echo::kRight) return byte;
+  return echo == Echo::kZero ? uint8_t{0} : static_cast<uint8_t>(byte ^ kHighestBit);
+}
+
+}  // namespace
+
+Imitation::Imitation(const Profile& profile, Controller& controller, VariableStore& store)
+    : profile_(profile), controller_(controller), store_(store) {
+  controller_.withhold([this](const Variable& variable) { return is_refused(profile_, variable); });
+}
+
+std::vector<std::string> Imitation::problems() const {
+  std::vector<std::string> problems;
+  for (const Profile::Refused& refused : profile_.refused) {
+    const auto& variables = store_.variables();
+    const bool is_there = std::any_of(variables.begin(), variables.end(),
+                                      [&](const auto& variable) { return is_of(refused, *variable); });
+    if (is_there) continue;
+    const std::string name = refused.program.empty() ? refused.name : refused.program + "/" + refused.name;
+    problems.push_back("the profile refuses " + shown_name(name) + ", which no tag file declares");
+  }
+  constexpr double kLeastTold = 1;
+  if (profile_.connect.first_ms >= kLeastTold) {
+    problems.emplace_back("the profile's connect_ms is not imitated: this machine answers a connect by itself");
+  }
+  return problems;
+}
+
+Imitation::Load Imitation::load_of(const Session& session, const Request& request) const {
+  if (request.kind == RequestKind::kRead) {
+    const size_t items = request.references.size();
+    return {items, profile_.values_per_request && items > *profile_.values_per_request};
+  }
+  if (request.kind != RequestKind::kResolve) return {session.names.size(), false};
+  size_t items = 0;
+  for (const NameBlock& block : request.blocks) items += block.names.size();
+  return {items, profile_.names_per_request && items > *profile_.names_per_request};
+}
+
+double Imitation::wait_ms(RequestKind kind, size_t items) const {
+  switch (kind) {
+    case RequestKind::kDirectoryStart:
+      return profile_.directory_start.first_ms;
+    case RequestKind::kDirectory:
+      return profile_.directory.first_ms;
+    case RequestKind::kResolve:
+      return paced(profile_.resolve, items);
+    case RequestKind::kRead:
+      return paced(profile_.read, items);
+    case RequestKind::kWrite:
+    case RequestKind::kMaskedWrite:
+    case RequestKind::kBit:
+      return paced(profile_.write, items);
+    case RequestKind::kUnknown:
+      break;
+  }
+  return 0;
+}
+
+Answer Imitation::handle(Session& session, const Bytes& frame) {
+  Findings of_form;
+  const Request request = parse_request(frame, of_form);
+  const Load load = load_of(session, request);
+  Answer answer =
+      load.is_beyond && !session.refusal ? answer_beyond(session, frame, load) : controller_.handle(session, frame);
+  if (!load.is_beyond && !session.refusal) change_answer(session, frame, answer);
+  change_head(session, answer.reply);
+  const double least_ms = profile_.answers_half_closed ? 0 : kHalfClosedMs;
+  // Down to whole milliseconds: what this machine itself takes comes on top.
+  answer.manner.wait_ms = static_cast<unsigned>(std::max(wait_ms(answer.kind, load.items), least_ms));
+  answer.manner.piece_bytes = profile_.piece_bytes.value_or(0);
+  answer.manner.gap_ms = static_cast<unsigned>(profile_.piece_gap_ms);
+  return answer;
+}
+
+// The host cannot be blamed for what it makes of an answer that it did not get.
+Answer Imitation::answer_beyond(Session& session, const Bytes& frame, const Load& load) {
+  session.refusal = profile_.status_beyond;
+  Answer answer = controller_.handle(session, frame);
+  session.refusal.reset();
+  const bool is_resolve = answer.kind == RequestKind::kResolve;
+  answer.findings.notes.push_back(std::to_string(load.items) + (is_resolve ? " names" : " values") +
+                                  " in a request are beyond the profile's limit");
+  answer.manner.damage = ReplyDamage::kThisReply;
+  answer.manner.is_withheld = profile_.beyond != Turned::kRefused;
+  if (profile_.beyond == Turned::kClosed) {
+    answer.manner.then = AfterDelivery::kClose;
+    answer.manner.damage = ReplyDamage::kTheStream;
+  }
+  return answer;
+}
+
+void Imitation::change_answer(const Session& session, const Bytes& frame, Answer& answer) const {
+  if (answer.reply.size() < wire::kReplyHeadBytes) return;
+  if (answer.kind == RequestKind::kDirectory && profile_.program_name_units) answer.reply = cut_directory(frame);
+  if (!answer.findings.refused.empty()) {
+    change_refusal(session, frame, answer);
+  } else if (ByteView(answer.reply).u16(wire::kStatusAt) == wire::kStatusDone) {
+    put_u16(answer.reply, wire::kStatusAt, profile_.status_done);
+    if (answer.kind != RequestKind::kRead) return;
+    const size_t bytes = answer.reply.size() + profile_.bytes_behind_values;
+    answer.reply.resize(std::min(bytes, wire::kMaxFrameBytes), kFiller);
+    put_length(answer.reply);
+  }
+}
+
+Bytes Imitation::cut_directory(const Bytes& frame) const {
+  std::vector<Program> programs = store_.directory();
+  for (Program& program : programs) program.name = cut_name(program.name, *profile_.program_name_units);
+  return make_reply(frame, wire::kStatusDone, directory_body(programs));
+}
+
+void Imitation::change_refusal(const Session& session, const Bytes& frame, Answer& answer) const {
+  if (profile_.shape == Profile::Shape::kShort) {
+    answer.reply = make_reply(frame, profile_.refusal_status, {});
+    // Of the names beside the refused one the host has no handle.
+    if (session.names.size() > 1) answer.manner.damage = ReplyDamage::kThisReply;
+    return;
+  }
+  put_u16(answer.reply, wire::kStatusAt, profile_.refusal_status);
+  if (answer.kind == RequestKind::kResolve) clear_marks(session.names, answer.reply);
+}
+
+void Imitation::change_head(const Session& session, Bytes& reply) const {
+  if (reply.size() < wire::kReplyHeadBytes) return;
+  const auto length = static_cast<uint32_t>(reply.size() - wire::kLengthExcludes);
+  if (profile_.length != Echo::kRight) {
+    put_u32(reply, 0, profile_.length == Echo::kZero ? 0 : static_cast<uint32_t>(reply.size()));
+  }
+  if (profile_.complement != Echo::kRight) put_u32(reply, 4, profile_.complement == Echo::kZero ? 0 : length);
+  if (profile_.sequence != Echo::kRight) {
+    const unsigned own = kOwnNumbers + session.requests;
+    put_u16(reply, wire::kSequenceAt, profile_.sequence == Echo::kZero ? 0 : own);
+  }
+  reply[wire::kClassAt] = echoed(reply[wire::kClassAt], profile_.request_class);
+  reply[wire::kCommandAt] = echoed(reply[wire::kCommandAt], profile_.command);
+}
+
+}  // namespace plc_sim
