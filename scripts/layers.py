@@ -46,6 +46,8 @@ LAYERS = {
                             "tools/plc_host/target/", "client/", "include/", "wire/"),
     "tools/plc_host/survey/": ("tools/plc_host/*", "tools/plc_host/survey/", "tools/plc_host/survey_report/",
                                "tools/plc_host/target/", "client/", "include/", "wire/", "profile/"),
+    "tools/plc_host/survey_report/": ("tools/plc_host/survey_report/", "tools/plc_host/survey/survey_record.h",
+                                      "wire/*"),
     "tools/plc_host/commands/": ("tools/plc_host/", "client/", "include/", "tag_check/", "tools/usage/"),
     "tools/plc_host/": ("tools/plc_host/*", "tools/plc_host/settings/", "tools/plc_host/target/", "client/",
                         "include/"),

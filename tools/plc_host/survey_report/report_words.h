@@ -1,0 +1,38 @@
+// The words that every form of the report has for what was found.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/plc_host/survey/survey_record.h"
+
+namespace plc_host::survey {
+
+const char* word_of(Step::State state);
+const char* word_of(ProgramFinding::State state);
+const char* word_of(VariableFinding::State state);
+const char* word_of(Verdict::Usable usable);
+
+// "0004"
+std::string status_text(uint16_t status);
+
+// "1.25 ms": as many decimals as say something.
+std::string ms_text(double ms);
+
+// "3 min 12 s"
+std::string seconds_text(double seconds);
+
+// "2 h", "30 min"
+std::string hours_text(double hours);
+
+// "192.168.0.10:8500"
+std::string controller_text(const Link& link);
+
+// "536 + 204 bytes"
+std::string pieces_text(const std::vector<size_t>& pieces);
+
+// "Not measured: interrupted."; why may be empty.
+std::string not_measured(const Step& step);
+
+}  // namespace plc_host::survey

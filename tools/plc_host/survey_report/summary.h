@@ -1,0 +1,34 @@
+// What a survey comes to in plain sentences, for whoever was not there. Names in them are as they came from outside.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/plc_host/survey/survey_record.h"
+
+namespace plc_host::survey {
+
+// What was found, a sentence each.
+std::vector<std::string> found_sentences(const SurveyRecord& record);
+
+// Whether the guarded build can be used here, as one sentence.
+std::string verdict_sentence(const Verdict& verdict);
+
+// What the controller's programmer is to be asked.
+struct Question {
+  std::string about;  // a variable or a program
+  std::string what;
+};
+std::vector<Question> questions(const SurveyRecord& record);
+
+// A step of the survey by the name that reports have for it.
+struct NamedStep {
+  std::string name;
+  Step step;
+};
+std::vector<NamedStep> steps_of(const SurveyRecord& record);
+
+// Whether anything at all was measured by it.
+bool has_figures(const Step& step);
+
+}  // namespace plc_host::survey

@@ -1,0 +1,26 @@
+// Writes the files.
+#include "tools/plc_host/survey_report/survey_report.h"
+
+#include <nlohmann/json.hpp>
+
+#include "base/json_text.h"
+#include "base/whole_file.h"
+#include "tools/plc_host/survey_report/report_json.h"
+
+namespace plc_host::survey {
+namespace {
+
+std::string write_one(const std::string& path, const std::string& text) {
+  const std::string problem = plc_base::write_whole_file(path, text, {});
+  return problem.empty() ? "" : path + ": " + problem;
+}
+
+}  // namespace
+
+std::string write_reports(const SurveyRecord& record, const std::string& folder) {
+  constexpr int kIndent = 1;
+  const std::string json = plc_base::json_text(report_json(record), kIndent) + "\n";
+  return write_one(folder + "/report.json", json);
+}
+
+}  // namespace plc_host::survey
