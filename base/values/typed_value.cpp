@@ -22,6 +22,18 @@ TypedNumber refused(const ValueType& type, std::string_view text, const std::str
   return {0, quoted(text) + " is no " + type.name + " value: " + reason};
 }
 
+// A text that is no number at all, with how one is written.
+TypedNumber no_number(const ValueType& type, std::string_view text) {
+  switch (type.form) {
+    case ValueForm::kReal:
+      return refused(type, text, "write 2.5 or 1.5e3, with a point");
+    case ValueForm::kUnsigned:
+      return refused(type, text, "write 120, 0xFF or 0b101");
+    default:
+      return refused(type, text, "write 120, -5, 0xFF or 0b101");
+  }
+}
+
 uint64_t largest_unsigned(unsigned bits) {
   return bits >= 64 ? std::numeric_limits<uint64_t>::max() : (uint64_t{1} << bits) - 1;
 }
@@ -36,7 +48,7 @@ TypedNumber pattern(const ValueType& type, std::string_view text, int base) {
   const std::string_view digits = text.substr(2);
   const std::from_chars_result end = std::from_chars(digits.data(), digits.data() + digits.size(), number.bits, base);
   const bool is_whole = end.ptr == digits.data() + digits.size();
-  if (end.ec == std::errc::invalid_argument || !is_whole) return refused(type, text, "not all of it is a number");
+  if (end.ec == std::errc::invalid_argument || !is_whole) return no_number(type, text);
   if (end.ec == std::errc::result_out_of_range || number.bits > largest_unsigned(type.bits)) {
     return refused(type, text, "more than " + std::to_string(type.bits) + " bits");
   }
@@ -48,7 +60,7 @@ TypedNumber decimal(const ValueType& type, std::string_view text, Number low, Nu
   Number number = 0;
   const std::from_chars_result end = std::from_chars(text.data(), text.data() + text.size(), number, 10);
   const bool is_whole = end.ptr == text.data() + text.size();
-  if (end.ec == std::errc::invalid_argument || !is_whole) return refused(type, text, "not all of it is a number");
+  if (end.ec == std::errc::invalid_argument || !is_whole) return no_number(type, text);
   if (end.ec == std::errc::result_out_of_range || number < low || number > high) {
     return refused(type, text, "outside " + std::to_string(low) + " to " + std::to_string(high));
   }
@@ -77,7 +89,7 @@ TypedNumber real(const ValueType& type, std::string_view text) {
   Number number = 0;
   const std::from_chars_result end = std::from_chars(digits.data(), digits.data() + digits.size(), number);
   const bool is_whole = end.ptr == digits.data() + digits.size();
-  if (end.ec == std::errc::invalid_argument || !is_whole) return refused(type, text, "not all of it is a number");
+  if (end.ec == std::errc::invalid_argument || !is_whole) return no_number(type, text);
   if (end.ec == std::errc::result_out_of_range) return refused(type, text, "too large or too small for the type");
   Bits bits = 0;
   static_assert(sizeof bits == sizeof number);
@@ -189,8 +201,10 @@ std::string take_elements(std::string_view text, const std::vector<size_t>& exte
   for (const std::string_view item : list.elements) is_nested = is_nested || (!item.empty() && item.front() == '[');
   const size_t expected = is_nested ? extents[depth] : product(extents, depth);
   if (list.elements.size() != expected) {
-    return quoted(text) + " has " + std::to_string(list.elements.size()) + " values where " + std::to_string(expected) +
-           " belong";
+    std::string problem = quoted(text) + " has " + plural(list.elements.size(), "value") + " where " +
+                          std::to_string(expected) + (expected == 1 ? " belongs" : " belong");
+    const bool is_apart = list.elements.size() == 1 && list.elements[0].find_first_of(" \t;") != std::string_view::npos;
+    return is_apart ? problem + ": commas stand between them" : problem;
   }
   for (const std::string_view item : list.elements) {
     std::string problem = take_elements(item, extents, is_nested ? depth + 1 : extents.size(), elements);

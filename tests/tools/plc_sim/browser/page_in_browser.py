@@ -63,7 +63,7 @@ def use_markup(browser, sim):
 
     browser.evaluate("{ const row = document.querySelector('tr[data-name=\"Speed\"]');"
                      "row.querySelector('input').value = '<u>7</u>'; row.querySelector('form').requestSubmit(); }")
-    browser.wait_for(MESSAGE, "error: '<u>7</u>' is no INT value: not all of it is a number")
+    browser.wait_for(MESSAGE, "error: '<u>7</u>' is no INT value: write 120, -5, 0xFF or 0b101")
     expect(browser.evaluate("document.querySelectorAll('#message u').length"), 0, "elements made of what was typed")
 
     # Scripts in names; a name that turns the reading direction is shown with its number.

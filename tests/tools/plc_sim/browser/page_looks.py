@@ -137,7 +137,7 @@ def use_keyboard(browser):
     browser.type("fast")
     browser.press("Enter", "\r")
     browser.wait_for("document.getElementById('message').textContent",
-                     "error: 'fast' is no DINT value: not all of it is a number")
+                     "error: 'fast' is no DINT value: write 120, -5, 0xFF or 0b101")
     browser.wait_for(f"{FOCUSED} + ' ' + document.activeElement.value + ' ' +"
                      "document.activeElement.getAttribute('aria-invalid')", f"{wanted} fast true")
     browser.press("Tab")
