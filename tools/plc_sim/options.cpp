@@ -116,7 +116,6 @@ struct RawOptions {
   std::string listen = "127.0.0.1:0";
   std::vector<std::string> faults;
   std::vector<std::string> programs;
-  std::string directory_order = "longest-first";
   std::string web;
   bool allows_remote = false;
   bool animate = false;
@@ -131,18 +130,23 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
   app.add_flag("--allow-remote", raw.allows_remote, "let --listen and --web take addresses that other machines reach");
   app.add_flag("--sentinel", options.sentinel, "give every element a value of its own");
   app.add_flag("--animate", raw.animate, "move the values");
-  app.add_option("--animate-ms", raw.animate_ms, "move the values, with this time between two moves")
-      ->type_name("MS")
-      ->check(CLI::Range(1, 60000));
+  plc_usage::add_number(app, "--animate-ms", raw.animate_ms, {1, 60000, "milliseconds"},
+                        "move the values, with this time between two moves")
+      ->type_name("MS:INT in [1 - 60000]");
   app.add_option("--fault", raw.faults, "arm a fault, written as the fault command takes it; may be repeated")
       ->type_name("FAULT")
       ->allow_extra_args(false);
   app.add_option("--program", raw.programs, "number of a program in the directory; may be repeated")
       ->type_name("NAME=NUMBER")
       ->allow_extra_args(false);
-  app.add_option("--directory-order", raw.directory_order, "order of the programs in the directory")
-      ->type_name("ORDER")
-      ->check(CLI::IsMember({"longest-first", "file"}));
+  const auto take_order = [&options](const std::string& text) {
+    if (text != "file" && text != "longest-first") {
+      throw CLI::ValidationError("--directory-order " + text + ": give longest-first or file");
+    }
+    options.directory_order = text == "file" ? DirectoryOrder::kFile : DirectoryOrder::kLongestFirst;
+  };
+  app.add_option_function<std::string>("--directory-order", take_order, "order of the programs in the directory")
+      ->type_name("ORDER:{longest-first,file}");
   app.add_flag("--skip-bad-lines", options.skip_bad_lines, "go on without the tag lines that cannot be declared");
   app.add_flag("--no-stdin", options.ignore_stdin, "take no commands, and do not end with standard input");
   app.add_option("--pcap", options.pcap, "write what goes over the connections as a capture")
@@ -195,7 +199,6 @@ void convert(const RawOptions& raw, Options& options) {
     throw std::invalid_argument("--profile and --replay exclude each other: a capture says by itself what is answered");
   }
   options.animate_ms = raw.animate && raw.animate_ms == 0 ? kDefaultAnimateMs : raw.animate_ms;
-  options.directory_order = raw.directory_order == "file" ? DirectoryOrder::kFile : DirectoryOrder::kLongestFirst;
   for (const std::string& text : raw.faults) options.faults.push_back(fault_of(text));
   for (const std::string& text : raw.programs) add_program(text, options.programs);
 }

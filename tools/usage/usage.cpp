@@ -254,8 +254,9 @@ std::optional<uint32_t> number_within(std::string_view text, uint32_t low, uint3
   return number >= low && number <= high ? std::optional<uint32_t>(number) : std::nullopt;
 }
 
-std::string range_text(uint32_t low, uint32_t high) {
-  return "a number from " + std::to_string(low) + " to " + std::to_string(high);
+std::string range_text(const NumberRange& range) {
+  const std::string what = *range.unit == '\0' ? "a number" : std::string("whole ") + range.unit + ",";
+  return what + " from " + std::to_string(range.low) + " to " + std::to_string(range.high);
 }
 
 }  // namespace plc_usage

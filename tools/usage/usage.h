@@ -33,22 +33,30 @@ const CLI::App* command_of(const CLI::App& app, const std::vector<std::string>& 
 // A whole number, decimal or hexadecimal behind 0x; nothing for anything else and outside of the bounds.
 std::optional<uint32_t> number_within(std::string_view text, uint32_t low, uint32_t high);
 
-// "a number from 1 to 65535"
-std::string range_text(uint32_t low, uint32_t high);
+// What an option takes.
+struct NumberRange {
+  uint32_t low;
+  uint32_t high;
+  const char* unit = "";  // "seconds"; empty for what is counted
+};
+
+// "a number from 1 to 65535", "whole seconds, from 1 to 86400"
+std::string range_text(const NumberRange& range);
 
 // An option that takes a number within bounds, which its help shows when they are not those of its type. The target
 // keeps what it has when the option is not given.
 template <typename Number>
-CLI::Option* add_number(CLI::App& app, const std::string& name, Number& target, uint32_t low, uint32_t high,
+CLI::Option* add_number(CLI::App& app, const std::string& name, Number& target, const NumberRange& range,
                         const std::string& help) {
-  const auto take = [&target, name, low, high](const std::string& text) {
-    const std::optional<uint32_t> number = number_within(text, low, high);
-    if (!number) throw CLI::ValidationError(name + " " + text + ": give " + range_text(low, high));
+  const auto take = [&target, name, range](const std::string& text) {
+    const std::optional<uint32_t> number = number_within(text, range.low, range.high);
+    if (!number) throw CLI::ValidationError(name + " " + text + ": give " + range_text(range));
     target = static_cast<Number>(*number);
   };
-  const bool is_bounded = low > 0 || high < UINT32_MAX;
+  const bool is_bounded = range.low > 0 || range.high < UINT32_MAX;
+  const std::string bounds = std::to_string(range.low) + " - " + std::to_string(range.high);
   return app.add_option_function<std::string>(name, take, help)
-      ->type_name(is_bounded ? "UINT:INT in [" + std::to_string(low) + " - " + std::to_string(high) + "]" : "UINT");
+      ->type_name(is_bounded ? "UINT:INT in [" + bounds + "]" : "UINT");
 }
 
 }  // namespace plc_usage

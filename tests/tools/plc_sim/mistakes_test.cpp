@@ -65,6 +65,10 @@ TEST_F(Mistakes, OnTheCommandLine_AreNamedWithWhatToDo) {
       {{"--program", "Main=3", "--program", "Main=4", tags_}, "--program Main=4: the program has a number already"},
       {{"--program", "Main=3", "--program", "Side=3", tags_},
        "--program Side=3: Main has this number; give each another one"},
+      {{"--animate-ms", "0", tags_},
+       "--animate-ms 0: give whole milliseconds, from 1 to 60000; plc-sim --help tells more"},
+      {{"--directory-order", "random", tags_},
+       "--directory-order random: give longest-first or file; plc-sim --help tells more"},
       {{"--fault", "close time=3", tags_},
        "--fault 'close time=3': a fault has no setting 'time': there are times, on, after and every"},
   };

@@ -76,7 +76,7 @@ void add_log_options(CLI::App& command, HostOptions& options) {
       "--rotate", [&log](const std::string& text) { take_rotation(text, log); },
       "Begin a new file before this size (10MB), each day of UTC (daily), or both (10MB,daily)"));
   rotate->type_name("SIZE");
-  of_log(plc_usage::add_number(command, "--keep", log.kept, 1, kMostKept, "Files put aside that stay; else all do"))
+  of_log(plc_usage::add_number(command, "--keep", log.kept, {1, kMostKept}, "Files put aside that stay; else all do"))
       ->needs(rotate);
 }
 

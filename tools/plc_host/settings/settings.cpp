@@ -31,6 +31,8 @@ constexpr char kColorWords[] = "auto, always or never";
 
 bool is_number(const SettingRule& rule) { return rule.high > 0; }
 
+std::string range_of(const SettingRule& rule) { return plc_usage::range_text({rule.low, rule.high, rule.unit}); }
+
 bool is_named(const SettingRule& rule, const char* name) { return rule.name == std::string(name); }
 
 const SettingRule* rule_of(const std::string& name) {
@@ -43,7 +45,7 @@ const SettingRule* rule_of(const std::string& name) {
 // What the value must be, "" when it is that.
 std::string demand_on(const SettingRule& rule, const std::string& value) {
   if (is_number(rule)) {
-    return plc_usage::number_within(value, rule.low, rule.high) ? "" : plc_usage::range_text(rule.low, rule.high);
+    return plc_usage::number_within(value, rule.low, rule.high) ? "" : range_of(rule);
   }
   if (value.empty()) return "a text that is not empty";
   const bool is_color = value == "auto" || value == "always" || value == "never";
@@ -95,7 +97,7 @@ class SettingsFile {
   std::string value_of(const SettingRule& rule, const toml::node& node) {
     const plc_toml::Place place = plc_toml::place_of(node.source());
     const bool fits = is_number(rule) ? node.is_integer() : node.is_string();
-    const std::string wanted = is_number(rule) ? plc_usage::range_text(rule.low, rule.high) : "a text in double quotes";
+    const std::string wanted = is_number(rule) ? range_of(rule) : "a text in double quotes";
     if (!fits) {
       findings_.error(place, std::string(rule.name) + " is " + plc_toml::form_of(node) + ": give " + wanted);
       return {};
@@ -189,10 +191,14 @@ void add_missing(Settings& settings, const Settings& more) {
 
 const std::vector<SettingRule>& setting_rules() {
   static const std::vector<SettingRule> kRules = {
-      {"address", "PLC_HOST_ADDRESS", "", 0, 0},      {"port", "PLC_HOST_PORT", "8500", 1, 65535},
-      {"area", "PLC_HOST_AREA", "0", 0, 65535},       {"tags", "PLC_HOST_TAGS", "", 0, 0},
-      {"timeout", "PLC_HOST_TIMEOUT", "2", 1, 86400}, {"delay", "PLC_HOST_DELAY", "0", 0, 1000000},
-      {"driver", "PLC_HOST_DRIVER", "", 0, 0},        {"color", "PLC_HOST_COLOR", "auto", 0, 0},
+      {"address", "PLC_HOST_ADDRESS", "", 0, 0, ""},
+      {"port", "PLC_HOST_PORT", "8500", 1, 65535, ""},
+      {"area", "PLC_HOST_AREA", "0", 0, 65535, ""},
+      {"tags", "PLC_HOST_TAGS", "", 0, 0, ""},
+      {"timeout", "PLC_HOST_TIMEOUT", "2", 1, 86400, "seconds"},
+      {"delay", "PLC_HOST_DELAY", "0", 0, 1000000, "milliseconds"},
+      {"driver", "PLC_HOST_DRIVER", "", 0, 0, ""},
+      {"color", "PLC_HOST_COLOR", "auto", 0, 0, ""},
   };
   return kRules;
 }

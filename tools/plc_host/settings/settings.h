@@ -16,6 +16,7 @@ struct SettingRule {
   const char* usual;     // where nobody says otherwise; "" for nothing
   uint32_t low;          // of a number
   uint32_t high;         // 0 for a text
+  const char* unit;      // of a number; "" for what is counted
 };
 
 // In the order in which info shows them.
