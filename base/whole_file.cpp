@@ -16,7 +16,6 @@ namespace plc_base {
 namespace {
 
 constexpr char kIsLink[] = "it is a symbolic link";
-constexpr char kIsInput[] = "it is a file that is read";
 constexpr char kIsNotRegular[] = "it is not a regular file";
 constexpr char kIsFolder[] = "it is a folder";
 constexpr char kHasOtherNames[] = "it has a second name, a hard link";

@@ -15,6 +15,7 @@ bool is_one_of(const std::string& path, const std::vector<std::string>& files);
 // What becomes of a regular file that is there already.
 enum class OldFile { kReplaced, kKept };
 inline constexpr char kFileIsThere[] = "there is a file of this name";
+inline constexpr char kIsInput[] = "it is a file that is read";
 
 // Writes a regular file that is whole or, after a failure, what it was before. It has the permissions of the file that
 // it replaces. Refused where a link, no regular file, one of inputs, paths of what was read, or a file to be kept is at

@@ -113,12 +113,31 @@ void correct_declared(const SourceLine& line, Finding* finding) {
   const auto declared = declared_type(line.column(2).text);
   if (!declared) return;
   const bool has_length = !declared->length.empty();
+  const std::string& within = has_length ? declared->length : declared->ranges;
+  const Column& own = line.column(has_length ? 4 : 3);
+  const std::string beside = has_length ? std::string(trim(own.text)) : ranges_of(own.text);
+  if (!beside.empty() && beside != within) {
+    finding->rule = "T044";
+    finding->message = has_length ? "two lengths: " : "two ranges: ";
+    finding->message.append(within).append(" in the type and ").append(beside).append(" beside it");
+    return;
+  }
   finding->message = quoted(line.column(2).text) + " is no type: " +
                      (has_length ? "the length of a STRING stands in column 4" : "ranges stand in column 3");
-  const Column& own = line.column(has_length ? 4 : 3);
-  if (!is_type(declared->type) || !own.present || !own.text.empty() || !line.column(5).present) return;
-  finding->edits = {{line.column(2).offset, line.column(2).text.size(), declared->type},
-                    {own.offset, 0, has_length ? declared->length : declared->ranges}};
+  if (!is_type(declared->type) || !own.present || !line.column(5).present) return;
+  finding->edits = {{line.column(2).offset, line.column(2).text.size(), declared->type}};
+  if (beside.empty()) finding->edits.push_back({own.offset, 0, within});
+}
+
+// SCOPE/NAME, as plc-host writes it.
+bool names_program(std::string_view name) {
+  const size_t slash = name.find('/');
+  return slash != std::string_view::npos && slash > 0 && slash + 1 < name.size();
+}
+
+bool has_declared_length(const SourceLine& line) {
+  const auto declared = declared_type(line.column(2).text);
+  return declared && !declared->length.empty();
 }
 
 }  // namespace
@@ -144,6 +163,8 @@ void check_name(const SourceLine& line, Findings* findings) {
   if (is_spreadsheet_error(name.text)) {
     add_finding("T029", line, name, quoted(name.text) + " is what a spreadsheet shows for a formula that failed",
                 findings);
+  } else if (names_program(inner)) {
+    add_finding("T075", line, name, quoted(inner) + " names a program", findings);
   }
   if (name.text.find('"') != std::string_view::npos) {
     add_finding("T025", line, name, "quotes are part of the name: fields cannot be quoted", findings);
@@ -196,7 +217,7 @@ void check_string_length(const SourceLine& line, Findings* findings) {
   constexpr int64_t kAddressable = 1024;
   const Column& length = line.column(4);
   if (line.column(2).text != "STRING") {
-    if (!trim(length.text).empty()) {
+    if (!trim(length.text).empty() && !has_declared_length(line)) {
       Finding& finding = add_finding("T051", line, length, "only a STRING has a length", findings);
       finding.edits = {{length.offset, length.text.size(), ""}};
     }

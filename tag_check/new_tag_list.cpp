@@ -3,6 +3,7 @@
 #include <array>
 #include <cctype>
 #include <cstddef>
+#include <iterator>
 #include <map>
 #include <optional>
 
@@ -73,17 +74,31 @@ std::string lower_case(std::string_view text) {
   return lower;
 }
 
-// What a heading says; nothing for a line that is none.
-std::optional<Columns> heading_of(const CsvLine& line) {
+struct Heading {
   Columns columns;
+  std::string problem;  // of two columns that say the same; empty when none do
+};
+
+std::string told_twice(const CsvLine& line, size_t first, size_t second) {
+  return "columns " + std::to_string(first + 1) + " and " + std::to_string(second + 1) +
+         " say the same: " + plc_base::quoted(without_blanks(line.fields[first].text)) + " and " +
+         plc_base::quoted(without_blanks(line.fields[second].text));
+}
+
+// What a heading says; nothing for a line that is none.
+std::optional<Heading> heading_of(const CsvLine& line) {
+  Heading heading;
   for (size_t i = 0; i < line.fields.size(); ++i) {
     const std::string word = lower_case(line.fields[i].text);
-    for (const HeadingWord& known : kHeadingWords) {
-      if (word == known.word && !columns[known.meaning]) columns[known.meaning] = i;
-    }
+    const auto* const known = std::find_if(std::begin(kHeadingWords), std::end(kHeadingWords),
+                                           [&word](const HeadingWord& row) { return word == row.word; });
+    if (known == std::end(kHeadingWords)) continue;
+    std::optional<size_t>& column = heading.columns[known->meaning];
+    if (column && heading.problem.empty()) heading.problem = told_twice(line, *column, i);
+    if (!column) column = i;
   }
-  if (!columns[kName] || !columns[kType]) return std::nullopt;
-  return columns;
+  if (!heading.columns[kName] || !heading.columns[kType]) return std::nullopt;
+  return heading;
 }
 
 // Puts a name together that was split at the commas of its subscripts.
@@ -146,8 +161,12 @@ NewTagList list_of(const std::vector<ListLine>& lines) {
       continue;
     }
     const auto heading = list.tags.empty() ? heading_of(csv) : std::nullopt;
+    if (heading && !heading->problem.empty()) {
+      list.findings.push_back({"T044", line.number, 1, heading->problem, {}});
+      return list;
+    }
     if (heading && !has_heading) {
-      columns = *heading;
+      columns = heading->columns;
       has_heading = true;
       continue;
     }
@@ -168,7 +187,9 @@ NewTagList list_of(const std::vector<ListLine>& lines) {
 NewTagList read_tag_list(std::string_view text) {
   const DecodedText decoded = decode_text(text);
   NewTagList list;
-  if (decoded.is_whole) {
+  if (is_workbook(text)) {
+    list.findings.push_back({"T016", 1, 1, "this is a spreadsheet's own file", {}});
+  } else if (decoded.is_whole) {
     list = list_of(lines_of(decoded.text()));
   } else {
     list.findings.push_back({"T007", 1, 1, "the list is UTF-16, and its characters are not whole", {}});

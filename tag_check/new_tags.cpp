@@ -28,17 +28,29 @@ const std::string* first_misfit(const NewTag& tag) {
   return nullptr;
 }
 
+Finding finding_on(const std::string& misfit, bool is_type, uint32_t place) {
+  const std::string hint = is_type ? meant_type(misfit).hint : "";
+  if (!hint.empty()) return {"T041", place, 1, plc_base::quoted(misfit) + " is no type: " + hint, {}};
+  const bool has_comma = misfit.find_first_of("\r\n") == std::string::npos;
+  return {has_comma ? "T014" : "T028",
+          place,
+          1,
+          plc_base::quoted(misfit) + (has_comma ? " holds a comma" : " holds a line end"),
+          {}};
+}
+
 // Ranges and length out of the type, as far as they are not said already.
 NewTag taken_apart(const NewTag& tag) {
   NewTag apart = tag;
   apart.name = without_blanks(tag.name);
   apart.type = without_blanks(tag.type);
   if (const auto declared = declared_type(apart.type)) {
-    const bool has_room = declared->length.empty() ? apart.ranges.empty() : apart.length.empty();
-    if (has_room) {
+    const bool has_length = !declared->length.empty();
+    const std::string& within = has_length ? declared->length : declared->ranges;
+    std::string& beside = has_length ? apart.length : apart.ranges;
+    if (beside.empty() || (has_length ? beside : ranges_of(beside)) == within) {
       apart.type = declared->type;
-      (declared->length.empty() ? apart.ranges : apart.length) =
-          declared->length.empty() ? declared->ranges : declared->length;
+      beside = within;
     }
   }
   if (!apart.ranges.empty()) apart.ranges = ranges_of(apart.ranges);
@@ -80,12 +92,7 @@ NewTagLines make_tag_lines(const std::vector<NewTag>& tags, const NewTagPlace& p
   for (const NewTag& tag : tags) {
     const NewTag apart = taken_apart(tag);
     if (const std::string* misfit = first_misfit(apart)) {
-      const bool has_comma = misfit->find_first_of("\r\n") == std::string::npos;
-      made.findings.push_back({has_comma ? "T014" : "T028",
-                               tag.place,
-                               1,
-                               plc_base::quoted(*misfit) + (has_comma ? " holds a comma" : " holds a line end"),
-                               {}});
+      made.findings.push_back(finding_on(*misfit, misfit == &apart.type, tag.place));
       continue;
     }
     made.text += line_of(apart, place.first_id + static_cast<uint32_t>(places.size()));

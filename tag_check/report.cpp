@@ -1,6 +1,7 @@
 // The checker's findings as text, as JSON lines and as SARIF.
 #include "report.h"
 
+#include <algorithm>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <string_view>
@@ -183,9 +184,10 @@ std::string sarif_report(const std::vector<FileReport>& reports) {
   return plc_base::json_text(document, 2) + "\n";
 }
 
-std::string rules_text() {
+std::string rules_text(const std::vector<std::string>& codes) {
   std::string text;
   for (const Rule& rule : rule_list()) {
+    if (!codes.empty() && std::find(codes.begin(), codes.end(), rule.code) == codes.end()) continue;
     text += std::string(rule.code) + " (" + severity_name(rule.severity) + ") " + rule.title + "\n    " +
             rule.explanation + "\n    " + rule.suggestion + "\n";
   }

@@ -29,7 +29,7 @@ std::string json_report(const FileReport& report);
 // One SARIF 2.1.0 document for all files. The last result that is shown of a rule counts for those behind it.
 std::string sarif_report(const std::vector<FileReport>& reports);
 
-// The rules as text, for the manual.
-std::string rules_text();
+// The rules with these codes as text, all of them for none: for the manual.
+std::string rules_text(const std::vector<std::string>& codes);
 
 }  // namespace tag_check

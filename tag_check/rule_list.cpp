@@ -108,6 +108,9 @@ void add_file_rules(std::vector<Rule>* rules) {
   rules->push_back({"T015", Severity::kError, "blanks around a field",
                     "Blanks are part of a field: the driver knows no such type, range or scope.", "Remove the blanks.",
                     "Speed,INT,,,,,,0,1,0,0,\n", "Speed, INT,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T016", Severity::kError, "spreadsheet's own file",
+                    "The driver reads lines of text; a spreadsheet's own file has none.", "Save it there as CSV.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", "PK\x03\x04\n"});
 }
 
 void add_name_rules(std::vector<Rule>* rules) {
@@ -187,6 +190,9 @@ void add_type_rules(std::vector<Rule>* rules) {
                     "There are no headings: the line is record 0 and shifts the numbers of all others.",
                     "Remove the line, and let the ids in column 8 begin at 0.", "Speed,INT,,,,,,0,1,0,0,\n",
                     "Name,Type,Ranges,Length,5,6,7,Id,Global,Flag,Program,Scope\n"});
+  rules->push_back({"T044", Severity::kError, "two lengths or two ranges",
+                    "Ranges stand in column 3 and lengths in column 4; those within the type are others.",
+                    "Leave one of them out.", "Name,STRING,,20,,,,0,1,0,0,\n", "Name,STRING(20),,30,,,,0,1,0,0,\n"});
 }
 
 void add_string_rules(std::vector<Rule>* rules) {
@@ -262,6 +268,10 @@ void add_scope_rules(std::vector<Rule>* rules) {
   rules->push_back({"T074", Severity::kWarning, "malformed program number",
                     "Column 11 is a decimal from 0 to 255; its low 8 bits are used when the directory has no match.",
                     "Correct the number.", "Step,INT,,,,,,0,0,0,1,MAIN\n", "Step,INT,,,,,,0,0,0,300,MAIN\n"});
+  rules->push_back({"T075", Severity::kWarning, "program within a name",
+                    "The driver asks for the whole name; the controller knows no such variable.",
+                    "Write the name alone in column 1, its program in column 12 and 0 in column 9.",
+                    "Step,INT,,,,,,0,0,0,1,MAIN\n", "MAIN/Step,INT,,,,,,0,1,0,0,\n"});
 }
 
 void add_limit_rules(std::vector<Rule>* rules) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <vector>
 
 #include "base/near_names.h"
@@ -75,6 +76,54 @@ bool are_digits(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
+// "[0..9_0..4]" for "10,5"; empty for anything else than lengths.
+std::string ranges_from_lengths(std::string_view text) {
+  std::string ranges = "[";
+  for (size_t start = 0; start <= text.size();) {
+    const size_t end = std::min(text.find_first_of(",;_", start), text.size());
+    const std::string_view digits = without_blanks(text.substr(start, end - start));
+    uint32_t length = 0;
+    const std::from_chars_result read = std::from_chars(digits.data(), digits.data() + digits.size(), length);
+    if (read.ec != std::errc() || read.ptr != digits.data() + digits.size() || length == 0) return {};
+    ranges.append(start > 0 ? "_0.." : "0..").append(std::to_string(length - 1));
+    start = end + 1;
+  }
+  return ranges + "]";
+}
+
+// The one type that the text names; empty when it names none, or several.
+std::string single_type(std::string_view text) {
+  const std::string upper = upper_case(without_blanks(text));
+  if (is_type(upper)) return upper;
+  for (const ForeignType& foreign : kForeignTypes) {
+    if (upper == foreign.name) return foreign.type;
+  }
+  return {};
+}
+
+// What to say of an array without the bounds of its ranges: INT[10], ARRAY[10] OF INT, ARRAY OF INT, INT[].
+std::string array_hint(std::string_view upper) {
+  constexpr std::string_view kArray = "ARRAY";
+  constexpr std::string_view kOf = "OF ";
+  const size_t open = upper.find('[');
+  const size_t close = open == std::string_view::npos ? open : upper.find(']', open);
+  const bool has_brackets = close != std::string_view::npos;
+  std::string_view type = without_blanks(upper.substr(0, open));
+  const bool is_array = type.substr(0, kArray.size()) == kArray;
+  if (is_array) type = without_blanks(has_brackets ? upper.substr(close + 1) : type.substr(kArray.size()));
+  if (!is_array && !has_brackets) return {};
+  if (is_array && type.substr(0, kOf.size()) == kOf) type = without_blanks(type.substr(kOf.size()));
+  const std::string known = single_type(type);
+  const bool names_none = is_array && (type.empty() || type == "OF");
+  if (known.empty() && !names_none) return {};
+  const std::string element = known.empty() ? "INT" : known;
+  const std::string_view lengths = has_brackets ? upper.substr(open + 1, close - open - 1) : std::string_view();
+  const std::string ranges = ranges_from_lengths(lengths);
+  if (!ranges.empty()) return "an array has both bounds: write " + element + ranges;
+  if (!without_blanks(lengths).empty()) return {};
+  return "an array has its bounds: write " + element + "[0..9] for 10 elements";
+}
+
 bool are_bounds(std::string_view text) {
   const size_t dots = text.find("..");
   if (dots == std::string_view::npos) return false;
@@ -120,6 +169,8 @@ MeantType meant_type(std::string_view text) {
     if (foreign.type[0] == '\0') return {"", false, true, foreign.hint};
     return {foreign.type, false, true, std::string("the driver calls it ") + foreign.type};
   }
+  std::string hint = declared_type(text) ? "" : array_hint(upper);
+  if (!hint.empty()) return {"", false, true, hint};
   const std::vector<std::string> near = near_types(upper);
   if (near.empty()) return {};
   return {"", false, false, "did you mean " + plc_base::joined_with_or(near) + "?"};

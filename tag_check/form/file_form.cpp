@@ -70,6 +70,11 @@ std::string lines_text(size_t lines) {
 }  // namespace
 
 FileForm::FileForm(std::string_view text) : original_(text) {
+  if (is_workbook(text)) {
+    is_readable_ = false;
+    findings_.push_back({"T016", 1, 1, "this is a spreadsheet's own file", {}});
+    return;
+  }
   const DecodedText decoded = decode_text(text);
   if (decoded.encoding != Encoding::kUtf8) {
     is_readable_ = decoded.is_whole;

@@ -51,6 +51,49 @@ TEST(NewTags, Line_HasTheTwelveColumnsThatTheDriverReads) {
   for (const auto& [tag, line] : lines) EXPECT_EQ(make_tag_lines({tag}, {}).text, line);
 }
 
+NewTag with_ranges_and_length(const std::string& type, const std::string& ranges, const std::string& length) {
+  NewTag tag = new_tag("X", type);
+  tag.ranges = ranges;
+  tag.length = length;
+  return tag;
+}
+
+TEST(NewTags, LengthOrRangesSaidTwiceAlike_CountOnce) {
+  const NewTagLines text = make_tag_lines({with_ranges_and_length("STRING(20)", "", "20")}, {});
+  EXPECT_EQ(text.text, "X,STRING,,20,,,,0,1,0,0,\n");
+  EXPECT_EQ(told(text.findings), "");
+  const NewTagLines array = make_tag_lines({with_ranges_and_length("INT[0..9]", "0..9", "")}, {});
+  EXPECT_EQ(array.text, "X,INT,[0..9],,,,,0,1,0,0,\n");
+  EXPECT_EQ(told(array.findings), "");
+}
+
+TEST(NewTags, LengthsOrRangesThatDiffer_AreAFault) {
+  const NewTagLines text = make_tag_lines({with_ranges_and_length("STRING(20)", "", "30")}, {});
+  ASSERT_EQ(told(text.findings), "T044 1");
+  EXPECT_EQ(text.findings[0].message, "two lengths: 20 in the type and 30 beside it");
+  const NewTagLines array = make_tag_lines({with_ranges_and_length("INT[0..9]", "0..4", "")}, {});
+  ASSERT_EQ(told(array.findings), "T044 1");
+  EXPECT_EQ(array.findings[0].message, "two ranges: [0..9] in the type and [0..4] beside it");
+}
+
+TEST(NewTags, ArrayWithoutBounds_IsToldWithThem) {
+  const std::pair<const char*, const char*> types[] = {
+      {"INT[10]", "an array has both bounds: write INT[0..9]"},
+      {"real [ 10 , 5 ]", "an array has both bounds: write REAL[0..9_0..4]"},
+      {"ARRAY[10] OF INT32", "an array has both bounds: write DINT[0..9]"},
+      {"ARRAY OF BOOL", "an array has its bounds: write BOOL[0..9] for 10 elements"},
+      {"ARRAY", "an array has its bounds: write INT[0..9] for 10 elements"},
+      {"INT[]", "an array has its bounds: write INT[0..9] for 10 elements"}};
+  for (const auto& [type, hint] : types) {
+    const NewTagLines made = make_tag_lines({new_tag("X", type)}, {});
+    ASSERT_EQ(told(made.findings), "T041 1") << type;
+    EXPECT_EQ(made.findings[0].message, "'" + std::string(type) + "' is no type: " + hint);
+  }
+  const NewTagLines unknown = make_tag_lines({new_tag("X", "THING[10]")}, {});
+  ASSERT_EQ(told(unknown.findings), "T041 1");
+  EXPECT_EQ(unknown.findings[0].message, "'THING[10]' is no type");
+}
+
 TEST(NewTags, LocalVariable_HasItsProgramAndItsNumber) {
   NewTag tag = new_tag("Step", "INT");
   tag.scope = "MAIN";
@@ -73,6 +116,7 @@ TEST(NewTags, WhatTheRulesRefuse_IsTold) {
   EXPECT_EQ(told(make_tag_lines({new_tag("", "INT")}, {}).findings), "T020 1");
   EXPECT_EQ(told(make_tag_lines({new_tag("a,b", "INT")}, {}).findings), "T014 1");
   EXPECT_EQ(told(make_tag_lines({new_tag("a\nb", "INT")}, {}).findings), "T028 1");
+  EXPECT_EQ(told(make_tag_lines({new_tag("MAIN/Step", "INT")}, {}).findings), "T075 1");
   EXPECT_EQ(told(make_tag_lines({new_tag("a\xFF", "INT")}, {}).findings), "T023 1");
   EXPECT_EQ(told(make_tag_lines({new_tag(std::string(250, 'x'), "INT")}, {}).findings), "T002 1");
 }
@@ -110,6 +154,8 @@ TEST(NewTags, FaultOfAList_HasItsLine) {
   EXPECT_EQ(told_of_list("Speed\n"), "T040 1");
   EXPECT_EQ(told_of_list("\xFF\xFES"), "T007 1");
   EXPECT_EQ(told_of_list("Speed;\"a,b\"\n"), "T014 1");
+  EXPECT_EQ(told_of_list("Name;Type\nMAIN/Step;INT\n"), "T075 2");
+  EXPECT_EQ(told_of_list("PK\3\4;x\n"), "T016 1");
 }
 
 TEST(NewTags, HeadingInOtherWords_IsToldWithTheWordsThatCount) {
@@ -118,6 +164,13 @@ TEST(NewTags, HeadingInOtherWords_IsToldWithTheWordsThatCount) {
   EXPECT_EQ(list.findings[0].message,
             "'Typ' is no type; a heading calls the columns Name, Type, Range, Length, Program and Device");
   EXPECT_EQ(list.tags.size(), 1U);
+}
+
+TEST(NewTags, HeadingWithTwoColumnsForOneThing_IsAFault) {
+  const NewTagList list = read_tag_list("Name;Type;Tag name\nSpeed;INT;Torque\n");
+  ASSERT_EQ(told(list.findings), "T044 1");
+  EXPECT_EQ(list.findings[0].message, "columns 1 and 3 say the same: 'Name' and 'Tag name'");
+  EXPECT_TRUE(list.tags.empty());
 }
 
 TEST(NewTags, LinesOfALongList_HaveIdsOfTheirOwnAndNoFinding) {

@@ -79,6 +79,8 @@ const Case kCases[] = {
     {"LineEndWithinQuotes", "\"Mo\ntor\",INT,,,,,,0,1,0,0,\n", "T009 1:1, T025 2:1, T064 2:15", ""},
     {"CommaWithinQuotes", "\"Motor, left\",INT,,,,,,0,1,0,0,\n", "T014 1:2", ""},
     {"RangesWithAComma", "Table;INT;[0..9,0..4];;;;;0;1;0;0;\n", "T014 1:11", ""},
+    {"SpreadsheetsOwnFile", std::string("PK\3\4\24\0x\n,", 9), "T016 1:1", ""},
+    {"SpreadsheetsOwnFileOfTheOldKind", "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1\n", "T016 1:1", ""},
     {"Heading", std::string("Name,Type,Ranges,Length,a,b,c,Id,Global,Flag,Number,Program\n") + kGood, "T043 1:1",
      kGood},
     {"HeadingThatTheIdsCount", "Name,Type,Ranges,Length,a,b,c,Id,Global,Flag,Number,Program\nSpeed,INT,,,,,,1,1,0,0,\n",

@@ -34,6 +34,34 @@ TEST_F(CheckTest, CorrectedCopyWithErrors_IsNoSuccessAndSaysHowMany) {
   EXPECT_EQ(file_text(path("copy.csv")), "Speed,FLOAT,,,,,,0,1,0,0,\n");
 }
 
+TEST_F(CheckTest, RuleByItsCode_IsShownAlone) {
+  const Outcome outcome = check({"--rules", "T042"});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_EQ(outcome.out,
+            "T042 (error) type in other letters\n    Type names count only as they stand, in upper case.\n"
+            "    Write the type in upper case.\n");
+  EXPECT_EQ(count_of(check({"--rules", "T042", "T001"}).out, " (error) "), 2U);
+}
+
+TEST_F(CheckTest, SpreadsheetsOwnFile_IsCalledSo) {
+  write_file("tags.xlsx", "PK\3\4...");
+  const Outcome outcome = check({path("tags.xlsx"), "--errors-only"});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.out, StartsWith(path("tags.xlsx") + ":1:1: error: this is a spreadsheet's own file [T016]\n" +
+                                      "    Save it there as CSV.\n"));
+}
+
+TEST_F(CheckTest, CorrectedCopyWhereTheResultsGo_IsRefused) {
+  write_file("PLC1_0.csv", "Speed;int;;;;;;0;1;0;0;\n");
+  const Outcome outcome = run_words(
+      {"/bin/sh", "-c",
+       PLC_HOST_PROGRAM " check " + path("PLC1_0.csv") + " --overwrite --fix " + path("copy") + " >" + path("copy")});
+  EXPECT_EQ(outcome.code, 8);
+  EXPECT_EQ(outcome.err,
+            "plc-host: cannot write " + path("copy") + ": standard output goes there too. Try: name another file\n");
+  EXPECT_EQ(file_text(path("copy")), "");
+}
+
 TEST_F(CheckTest, FileOfAnyName_IsChecked) {
   write_file("list.txt", "Speed,INT,,,,,,0,1,0,0,\n");
   const Outcome outcome = check({path("list.txt"), "--address", "192.168.0.10"});

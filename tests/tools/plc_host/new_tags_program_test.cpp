@@ -46,6 +46,36 @@ TEST_F(NewTagsTest, WrongVariable_IsRefusedWithWhatToDo) {
   EXPECT_EQ(tags({"Speed", "INT", "--scope", "MAIN", "--program-number", "300"}).code, 2);
 }
 
+TEST_F(NewTagsTest, WhatIsSaidTwice_IsRefusedWhereItDiffers) {
+  EXPECT_EQ(tags({"Name", "STRING(20)", "--length", "20"}).err, "");
+  const Outcome outcome = tags({"Name", "STRING(20)", "--length", "30"});
+  EXPECT_EQ(outcome.code, 2);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err,
+            "plc-host: two lengths: 20 in the type and 30 beside it\nplc-host:     Leave one of them out.\n");
+  EXPECT_EQ(tags({"Table", "INT[0..9]", "--ranges", "0..4"}).err,
+            "plc-host: two ranges: [0..9] in the type and [0..4] beside it\nplc-host:     Leave one of them out.\n");
+}
+
+TEST_F(NewTagsTest, ListThatIsNone_IsToldWithWhatToDo) {
+  write_file("list.xlsx", "PK\3\4...");
+  EXPECT_EQ(tags({"--from", path("list.xlsx")}).err,
+            "plc-host: " + path("list.xlsx") + ":1: this is a spreadsheet's own file\n" +
+                "plc-host:     Save it there as CSV.\nplc-host: " + path("list.xlsx") + ": nothing was written\n");
+  write_file("list.csv", "Name;Type\nMAIN/Step;INT\n");
+  const Outcome program = tags({"--from", path("list.csv")});
+  EXPECT_EQ(program.code, 1);
+  EXPECT_EQ(program.err, "plc-host: " + path("list.csv") + ":2: 'MAIN/Step' names a program\n" +
+                             "plc-host:     Write the name alone, and its program in the column Program.\nplc-host: " +
+                             path("list.csv") + ": nothing was written\n");
+}
+
+TEST_F(NewTagsTest, FileThatCannotBeWritten_IsToldWithWhatToDo) {
+  const Outcome folder = tags({"Speed", "INT", "--output", folder_.path()});
+  EXPECT_EQ(folder.code, 8);
+  EXPECT_EQ(folder.err, "plc-host: cannot write " + folder_.path() + ": it is a folder. Try: name a file in it\n");
+}
+
 TEST_F(NewTagsTest, WordsThatDoNotFit_AreRefused) {
   const std::vector<std::string> wrong[] = {{"Speed"},
                                             {"Speed", "INT", "Lamp"},

@@ -115,7 +115,8 @@ TEST_F(OutputTest, StopSignal_EndsWatchAtAWholeRow) {
 TEST_F(OutputTest, CorrectedCopyThatCannotBeWritten_IsNoSuccess) {
   const Outcome outcome = run({"check", path("machine.csv"), "--fix", path("missing/copy.csv")});
   EXPECT_EQ(outcome.code, kOutputCode);
-  EXPECT_EQ(outcome.err, "plc-host: cannot write " + path("missing/copy.csv") + ": No such file or directory\n");
+  EXPECT_EQ(outcome.err, "plc-host: cannot write " + path("missing/copy.csv") +
+                             ": No such file or directory. Try: make its folder first, or name another one\n");
 }
 
 TEST_F(OutputTest, CorrectedCopy_IsWrittenThroughNoLinkAndOverNoInput) {
@@ -123,10 +124,11 @@ TEST_F(OutputTest, CorrectedCopy_IsWrittenThroughNoLinkAndOverNoInput) {
   write_file("victim", "mine");
   ASSERT_EQ(symlink(path("victim").c_str(), path("link.csv").c_str()), 0);
   ASSERT_EQ(::link(path("open.csv").c_str(), path("again.csv").c_str()), 0);
-  const std::pair<std::string, std::string> refused[] = {{path("link.csv"), "it is a symbolic link"},
-                                                         {path("open.csv"), "it is a file that is read"},
-                                                         {path("again.csv"), "it is a file that is read"},
-                                                         {"/dev/full", "it is not a regular file"}};
+  const std::pair<std::string, std::string> refused[] = {
+      {path("link.csv"), "it is a symbolic link. Try: name the file that it leads to"},
+      {path("open.csv"), "it is a file that is read. Try: name another file"},
+      {path("again.csv"), "it is a file that is read. Try: name another file"},
+      {"/dev/full", "it is not a regular file. Try: name a file"}};
   for (const auto& [copy, reason] : refused) {
     const Outcome outcome = run({"check", path("open.csv"), "--fix", copy});
     EXPECT_EQ(outcome.code, kOutputCode);
@@ -158,15 +160,16 @@ TEST_F(OutputTest, CorrectedCopyOnAFullDisk_LeavesTheOldOne) {
                               path("long.csv") + " --fix " + path("copy.csv") + " --overwrite > /dev/null";
   Child child({"/bin/bash", "-c", command}, path("out"), path("err"));
   EXPECT_EQ(child.wait(), kOutputCode);
-  EXPECT_EQ(file_text(path("err")), "plc-host: cannot write " + path("copy.csv") + ": File too large\n");
+  EXPECT_EQ(file_text(path("err")), "plc-host: cannot write " + path("copy.csv") +
+                                        ": File too large. Try: let files be larger (ulimit -f), or do without it\n");
   EXPECT_EQ(file_text(path("copy.csv")), "what was there before\n");
 }
 
 TEST_F(OutputTest, CaptureOverTheTagFile_IsRefusedBeforeAnythingIsAsked) {
   const Outcome outcome = run_on_simulator({"why", "Speed", "--pcap", path("machine.csv")});
   EXPECT_EQ(outcome.code, kOutputCode);
-  EXPECT_THAT(outcome.err,
-              HasSubstr("plc-host: cannot write " + path("machine.csv") + ": it is a file that is read\n"));
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: cannot write " + path("machine.csv") +
+                                     ": it is a file that is read. Try: name another file\n"));
   EXPECT_EQ(file_text(path("machine.csv")), kTagFile);
 }
 

@@ -14,6 +14,7 @@
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/target/controller_address.h"
+#include "tools/plc_host/written_file.h"
 
 namespace plc_host {
 namespace {
@@ -52,12 +53,12 @@ size_t count_errors(const FileReport& report) {
 
 // Writes the corrected copy, and says what was done and what is left. True when nothing is left that is an error.
 bool fix_file(const FileReport& report, const std::string& text, const HostOptions& options, CommandOutput& output) {
+  demand_apart(options.fixed_file, output.result_file());
   size_t made = 0;
   const std::string fixed = tag_check::corrected_text(report.file, text, check_options(options), &made);
   const auto old_file = options.overwrites ? plc_base::OldFile::kReplaced : plc_base::OldFile::kKept;
-  std::string problem = plc_base::write_whole_file(options.fixed_file, fixed, options.checked_files, old_file);
-  if (problem == plc_base::kFileIsThere) problem += "; add --overwrite if it is to be replaced";
-  if (!problem.empty()) throw HostError(kExitOutput, "cannot write " + options.fixed_file + ": " + problem);
+  const std::string problem = plc_base::write_whole_file(options.fixed_file, fixed, options.checked_files, old_file);
+  if (!problem.empty()) throw unwritten(options.fixed_file, problem);
   const size_t left = count_errors(check_file(options.fixed_file, fixed, options, output));
   show_message(options.fixed_file + ": " + plc_base::plural(made, "correction") +
                (left == 0
@@ -88,7 +89,7 @@ void print_all(FILE* out, const std::string& text) { std::fwrite(text.data(), 1,
 
 int run_check(const HostOptions& options, CommandOutput& output) {
   if (options.list_rules) {
-    print_all(output.results(), tag_check::rules_text());
+    print_all(output.results(), tag_check::rules_text(options.checked_files));
     return kExitOk;
   }
   std::vector<FileReport> reports;

@@ -1,10 +1,12 @@
 // The part of the command tags that writes lines of tag files: of one variable, or of a list of names and types.
 #include <CLI/App.hpp>
 #include <CLI/Option.hpp>
+#include <CLI/Validators.hpp>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <string_view>
 
@@ -20,6 +22,8 @@
 #include "tools/plc_host/commands/form_options.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
+#include "tools/plc_host/written_file.h"
+#include "tools/usage/usage.h"
 
 namespace plc_host {
 namespace {
@@ -30,10 +34,13 @@ using tag_check::NewTagLines;
 using tag_check::NewTagPlace;
 using tag_check::Severity;
 
+constexpr uint32_t kLargestId = 17039359;  // in the last block of indexed ids
+
 // An error that stays, and what is only odd in a file that is there but of no use in a new line.
 bool is_wrong(const Finding& finding) {
   const Severity severity = tag_check::rule_of(finding.rule).severity;
-  const bool is_odd = std::strcmp(finding.rule, "T110") == 0 || std::strcmp(finding.rule, "T074") == 0;
+  constexpr std::string_view kOddRules[] = {"T074", "T075", "T110"};
+  const bool is_odd = std::find(std::begin(kOddRules), std::end(kOddRules), finding.rule) != std::end(kOddRules);
   return is_odd || (severity == Severity::kError && !finding.is_fixable());
 }
 
@@ -46,6 +53,7 @@ std::string advice_on(const Finding& finding) {
       {"T050", "Write the length with the type, STRING(20), or with --length 20."},
       {"T052", "Write the length with the type, STRING(20), or with --length 20."},
       {"T074", "Give the program's number with --program-number, or leave it out."},
+      {"T075", "Write the name alone, and its program in the column Program."},
       {"T110", "Leave one of them out."}};
   for (const auto& [rule, advice] : kAdvice) {
     if (std::strcmp(finding.rule, rule) == 0) return advice;
@@ -81,9 +89,28 @@ std::vector<Finding> in_order(std::vector<Finding> findings, const std::vector<F
   return findings;
 }
 
+// A word of a command line, as a shell takes it.
+std::string shell_word(const std::string& word) {
+  const bool is_plain = word.find_first_of(" '\"()[]{}*?;&|<>$`\\!#~") == std::string::npos;
+  return is_plain ? word : plc_base::quoted(word);
+}
+
+// SCOPE/NAME is how commands call a variable of a program; its line has both apart.
+void refuse_program_in_name(const HostOptions& options) {
+  const std::string& name = options.listed[0];
+  const size_t slash = name.find('/');
+  if (slash == std::string::npos || slash == 0 || slash + 1 == name.size()) return;
+  std::string text = plc_base::quoted(name) + " names a program: write tags --new ";
+  text.append(shell_word(name.substr(slash + 1))).append(" ").append(shell_word(options.listed[1]));
+  throw HostError(kExitUsage, text + " --scope " + shell_word(name.substr(0, slash)));
+}
+
 // Of a file behind which the lines are to stand.
 uint32_t records_of(const std::string& path, const std::string& text) {
-  if (!text.empty() && text.back() != '\n') {
+  if (text.empty()) {
+    throw HostError(kExitTagFile, path + ": the file is empty. Try: without --after for the first line of a file");
+  }
+  if (text.back() != '\n') {
     throw HostError(kExitTagFile,
                     path + ": the last line has no line end; plc-host check --fix writes a copy that has it");
   }
@@ -99,9 +126,9 @@ int write_lines(const NewTagLines& made, const HostOptions& options, CommandOutp
     return kExitOk;
   }
   const auto old_file = options.overwrites ? plc_base::OldFile::kReplaced : plc_base::OldFile::kKept;
-  std::string problem = plc_base::write_whole_file(wanted.output, made.text, {wanted.list, wanted.after}, old_file);
-  if (problem == plc_base::kFileIsThere) problem += "; add --overwrite if it is to be replaced";
-  if (!problem.empty()) throw HostError(kExitOutput, "cannot write " + wanted.output + ": " + problem);
+  const std::string problem =
+      plc_base::write_whole_file(wanted.output, made.text, {wanted.list, wanted.after}, old_file);
+  if (!problem.empty()) throw unwritten(wanted.output, problem);
   const auto lines = std::count(made.text.begin(), made.text.end(), '\n');
   show_message(wanted.output + ": " + plc_base::grouped_number(static_cast<uint64_t>(lines)) +
                (lines == 1 ? " variable" : " variables"));
@@ -137,8 +164,8 @@ void add_new_tag_options(CLI::App& command, HostOptions& options) {
   CLI::Option* scope = command.add_option("--scope", wanted.scope, "Program of a local variable");
   CLI::Option* number = command.add_option("--program-number", wanted.program_number, "Number of that program");
   CLI::Option* device = command.add_option("--device", wanted.device, "Device memory of the variable, MR0");
-  CLI::Option* id =
-      command.add_option("--id", wanted.id, "Id of the line: the number of its record, or an indexed one");
+  CLI::Option* id = plc_usage::add_number(command, "--id", wanted.id, {0, kLargestId},
+                                          "Id of the line: the number of its record, or an indexed one");
   for (CLI::Option* option : {make, list, out, overwrite, after, ranges, length, scope, number, device, id}) {
     option->group(group);
     if (option != make && option != overwrite) option->needs(make);
@@ -147,7 +174,11 @@ void add_new_tag_options(CLI::App& command, HostOptions& options) {
                                                          {ranges, "RANGES"}, {length, "LENGTH"}, {scope, "PROGRAM"},
                                                          {number, "NUMBER"}, {device, "DEVICE"}};
   for (const auto& [option, value] : values) option->type_name(value);
+  const CLI::Validator is_file_name([](std::string& text) { return std::string(text.empty() ? "name a file" : ""); },
+                                    "");
+  for (CLI::Option* option : {list, out, after}) option->check(is_file_name);
   overwrite->needs(out);
+  number->needs(scope);
   id->excludes(after);
 }
 
@@ -166,7 +197,7 @@ void check_tags(const HostOptions& options) {
   if (wanted.list.empty() && options.listed.size() != 2) {
     throw HostError(kExitUsage, "--new takes a NAME and a TYPE, as in tags --new Motor.Speed DINT, or --from LIST");
   }
-  if (wanted.list.empty()) return;
+  if (wanted.list.empty()) return refuse_program_in_name(options);
   const bool says_more = !wanted.ranges.empty() || !wanted.length.empty() || !wanted.scope.empty() ||
                          !wanted.device.empty() || wanted.program_number != "0" || wanted.id != 0;
   if (says_more || !options.listed.empty()) {

@@ -3,9 +3,13 @@
 #include <CLI/Option.hpp>
 #include <CLI/Validators.hpp>
 
+#include <algorithm>
+#include <cstring>
+
 #include "base/shown_text.h"
 #include "client/plan/number_read.h"
 #include "client/tags/tag_reference.h"
+#include "tag_check/rule_list.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/commands/form_options.h"
@@ -58,7 +62,8 @@ constexpr char kCheckDetails[] =
     "  plc-host check PLCC0A8000A_0.csv --address 192.168.0.10\n"
     "  plc-host check PLCC0A8000A_0.csv --fix corrected.csv\n"
     "  plc-host check machine.csv --live --address 192.168.0.10\n"
-    "  plc-host check --rules\n";
+    "  plc-host check --rules\n"
+    "  plc-host check --rules T042\n";
 
 constexpr char kReadExamples[] =
     "Each line has a state and a time: good, or why there is no value. Once the\n"
@@ -143,7 +148,7 @@ void add_check_options(CLI::App& command, HostOptions& options) {
   command.add_flag("--errors-only", options.errors_only, "Neither warnings nor remarks");
   CLI::Option* fix = command.add_option("--fix", options.fixed_file, "Write a copy with every correction that is safe");
   command.add_flag("--overwrite", options.overwrites, "Let --fix replace a file that is there")->needs(fix);
-  CLI::Option* rules = command.add_flag("--rules", options.list_rules, "List the rules");
+  CLI::Option* rules = command.add_flag("--rules", options.list_rules, "List the rules, or those named behind it");
   CLI::Option* live =
       command.add_flag("--live", options.live, "Ask the controller for each name, once; writes nothing");
   for (CLI::Option* other : {sarif, fix, rules}) live->excludes(other);
@@ -152,12 +157,24 @@ void add_check_options(CLI::App& command, HostOptions& options) {
   }
 }
 
+void check_rules(const HostOptions& options) {
+  for (const std::string& word : options.checked_files) {
+    const auto is_called = [&word](const tag_check::Rule& rule) { return word == rule.code; };
+    const std::vector<tag_check::Rule>& rules = tag_check::rule_list();
+    if (std::any_of(rules.begin(), rules.end(), is_called)) continue;
+    const bool is_like_code = word.size() == std::strlen(rules.front().code) && (word[0] == 'T' || word[0] == 't') &&
+                              word.find_first_not_of("0123456789", 1) == std::string::npos;
+    if (is_like_code) {
+      throw HostError(kExitUsage, "no rule is called " + word + ": they are called as T042; check --rules lists them");
+    }
+    throw HostError(kExitUsage,
+                    "--rules lists the rules and checks no file: leave " + plc_base::shown_line(word) + " away");
+  }
+}
+
 void check_check(const HostOptions& options) {
   if (options.checked_files.empty() && !options.list_rules) throw HostError(kExitUsage, "which tag file?");
-  if (options.list_rules && !options.checked_files.empty()) {
-    throw HostError(kExitUsage, "--rules lists the rules and checks no file: leave " +
-                                    plc_base::shown_line(options.checked_files.front()) + " away");
-  }
+  if (options.list_rules) check_rules(options);
   if (options.json && options.sarif) throw HostError(kExitUsage, "--json or --sarif, not both");
   if (!options.fixed_file.empty() && options.checked_files.size() != 1) {
     throw HostError(kExitUsage, "--fix goes with one tag file");
@@ -202,10 +219,10 @@ void add_name_options(CLI::App& command, HostOptions& options) {
 
 void add_number_options(CLI::App& command, HostOptions& options) {
   CLI::Option* id =
-      plc_usage::add_number(command, "--id", options.register_id, 0, UINT32_MAX, "Read a register by its number");
+      plc_usage::add_number(command, "--id", options.register_id, {0, UINT32_MAX}, "Read a register by its number");
   CLI::Option* offset =
-      plc_usage::add_number(command, "--offset", options.offset, 0, 0xFFFF, "Element offset, in the driver's units");
-  CLI::Option* count = plc_usage::add_number(command, "--count", options.count, 1, kMostCounted,
+      plc_usage::add_number(command, "--offset", options.offset, {0, 0xFFFF}, "Element offset, in the driver's units");
+  CLI::Option* count = plc_usage::add_number(command, "--count", options.count, {1, kMostCounted},
                                              "Number of elements, in the driver's units");
   id->each([&options](const std::string&) { options.by_id = true; });
   offset->needs(id)->default_str("0");
@@ -231,7 +248,7 @@ void add_why_options(CLI::App& command, HostOptions& options) {
   add_number_options(command, options);
   CLI::Option* capture =
       command.add_option("--capture", options.capture, "Look in a capture (pcapng or pcap) instead of reading");
-  CLI::Option* port = plc_usage::add_number(command, "--capture-port", options.capture_port, 1, 65535,
+  CLI::Option* port = plc_usage::add_number(command, "--capture-port", options.capture_port, {1, 65535},
                                             "The controller's port in the capture; else found by itself");
   CLI::Option* pcap = command.add_option("--pcap", options.pcap_file, "Write the traffic to a pcap file");
   port->needs(capture);
@@ -258,10 +275,10 @@ void add_batch_options(CLI::App& command, HostOptions& options) {
 
 void add_watch_options(CLI::App& command, HostOptions& options) {
   add_name_options(command, options);
-  plc_usage::add_number(command, "--interval", options.interval_ms, 0, kLongestIntervalMs,
+  plc_usage::add_number(command, "--interval", options.interval_ms, {0, kLongestIntervalMs, "milliseconds"},
                         "Milliseconds from one round to the next")
       ->default_str("500");
-  plc_usage::add_number(command, "--rounds", options.rounds, 1, UINT32_MAX, "End after this many rounds");
+  plc_usage::add_number(command, "--rounds", options.rounds, {1, UINT32_MAX}, "End after this many rounds");
   command.add_flag("--batch", options.batch, "Read through the batch call");
   add_form_options(command, options);
   command.add_flag("--raw", options.raw, "The value alone of one variable, a line for each change");

@@ -3,7 +3,6 @@
 #include <filesystem>
 
 #include "base/text.h"
-#include "base/whole_file.h"
 #include "client/plan/batch_transfer.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
@@ -16,6 +15,7 @@
 #include "tools/plc_host/watch/chart.h"
 #include "tools/plc_host/watch/watch_output.h"
 #include "tools/plc_host/watch_log/change_log.h"
+#include "tools/plc_host/written_file.h"
 
 namespace plc_host {
 namespace {
@@ -41,7 +41,7 @@ std::vector<TagReference> watched_references(const HostOptions& options, const H
       references.push_back(entry.reference);
       continue;
     }
-    const std::string reason = entry.name + ": " + entry.reading.failure().reason;
+    const std::string reason = told_name(entry.name) + ": " + entry.reading.failure().reason;
     const bool is_asked_for = std::find(options.names.begin(), options.names.end(), entry.name) != options.names.end();
     if (is_asked_for) throw HostError(kExitTagFailed, reason);
     show_message(reason + "; not watched");
@@ -59,7 +59,7 @@ size_t charted_row(const std::vector<TagReference>& references, const Host& host
   try {
     charted = find_variable(host.tags(), host.tag_file(), name);
   } catch (const ReferenceError& error) {
-    throw HostError(kExitTagFailed, name + ": " + error.what());
+    throw HostError(kExitTagFailed, told_name(name) + ": " + error.what());
   }
   const ValueKind kind = value_kind(charted.tag->entry);
   if (!charted.extents.empty() || kind == ValueKind::kText || kind == ValueKind::kRaw) {
@@ -135,11 +135,7 @@ void Watch::open_log() {
   rules.output = host_.result_file().descriptor();
   log_ = std::make_unique<OpenedLog>(rules, tell);
   const std::string problem = log_->file.open();
-  if (!problem.empty()) {
-    const std::string advice = plc_base::advice_on_output(problem);
-    throw HostError(kExitOutput,
-                    "cannot write " + options_.log.file + ": " + problem + (advice.empty() ? "" : ". Try: " + advice));
-  }
+  if (!problem.empty()) throw unwritten(options_.log.file, problem);
   log_->rows = std::make_unique<ChangeLog>(log_->file, ChangeLogRules{options_.log.deadband, options_.log.every_round},
                                            references_, tell);
   log_->rows->begin(plc_base::plural(references_.size(), "variable") + " of " + target_text(host_.session().target()) +

@@ -13,6 +13,7 @@
 #include "tools/plc_host/target/relay_route.h"
 #include "tools/plc_host/why/why_findings.h"
 #include "tools/plc_host/why/why_lookup.h"
+#include "tools/plc_host/written_file.h"
 #include "wire/captures/capture.h"
 #include "wire/relay.h"
 
@@ -67,7 +68,8 @@ TagResult transfer(const HostOptions& options, Host& host, const std::optional<T
   return read_tag(host.session(), *reference);
 }
 
-void record_road(const RelayRoute& route, const std::string& pcap_file, WhyReport& report) {
+// The file under the path that it has in every folder.
+void record_road(const RelayRoute& route, const HostOptions& options, const std::string& pcap_file, WhyReport& report) {
   if (route.relay() == nullptr) return;
   const wire_trace::Recording recording = take_recording(*route.relay());
   report.exchanges = wire_trace::find_exchanges(recording);
@@ -75,13 +77,14 @@ void record_road(const RelayRoute& route, const std::string& pcap_file, WhyRepor
   find_recording_bound(recording.is_cut, report);
   if (pcap_file.empty()) return;
   const std::string problem = wire_trace::write_recording(recording, route.controller().tcp_port, pcap_file);
-  if (!problem.empty()) throw HostError(kExitOutput, "cannot write " + pcap_file + ": " + problem);
+  if (!problem.empty()) throw unwritten(options.pcap_file, problem);
 }
 
 // The capture is written when all is done; here its name is known to be a wrong one.
-void refuse_own_input(const std::string& pcap_file, const std::string& tag_file) {
-  if (pcap_file.empty() || !plc_base::is_one_of(pcap_file, {tag_file})) return;
-  throw HostError(kExitOutput, "cannot write " + pcap_file + ": it is a file that is read");
+void refuse_own_files(const HostOptions& options, const std::string& tag_file, const ResultFile& results) {
+  if (options.pcap_file.empty()) return;
+  if (plc_base::is_one_of(options.pcap_file, {tag_file})) throw unwritten(options.pcap_file, plc_base::kIsInput);
+  demand_apart(options.pcap_file, results);
 }
 
 std::string path_of_tag_file(const HostOptions& options, const Target& controller) {
@@ -99,7 +102,7 @@ int follow_live(const HostOptions& options, CommandOutput& output, WhyReport& re
   Host host(options, output, [&](const Target& controller) {
     report.from = target_text(controller);
     const std::string tag_file = path_of_tag_file(options, controller);
-    refuse_own_input(pcap_file, tag_file);
+    refuse_own_files(options, tag_file, output.result_file());
     report.source = std::make_unique<TagSource>(tag_file);
     return route.choose(controller);
   });
@@ -116,7 +119,7 @@ int follow_live(const HostOptions& options, CommandOutput& output, WhyReport& re
     take_result(result, report);
     find_reach_faults(route, report);
   }
-  record_road(route, pcap_file, report);
+  record_road(route, options, pcap_file, report);
   find_road_faults(options.by_id, report);
   const bool unconnected = can_ask && !result.ok() && (route.has_failed() || report.code == PLC_NO_CONNECT);
   const int code = unconnected ? kExitNoConnection : report.has_fault() ? kExitTagFailed : kExitOk;

@@ -1,0 +1,17 @@
+// Files that commands write beside their results: never the one that the results go to.
+#pragma once
+
+#include <string>
+
+#include "tools/plc_host/exit_codes.h"
+#include "tools/plc_host/result_file.h"
+
+namespace plc_host {
+
+// "cannot write p: it is a folder. Try: name a file in it"
+HostError unwritten(const std::string& path, const std::string& problem);
+
+// Throws HostError where the results go to this file too.
+void demand_apart(const std::string& path, const ResultFile& results);
+
+}  // namespace plc_host
