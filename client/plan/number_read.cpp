@@ -1,9 +1,12 @@
 // Reads registers by their numbers.
 #include "client/plan/number_read.h"
 
+#include <algorithm>
 #include <cstring>
+#include <optional>
 
 #include "client/driver/failure.h"
+#include "client/tags/element_offset.h"
 #include "client/values/value_type.h"
 
 namespace plc_client::core {
@@ -22,7 +25,53 @@ TagValue stored_value(const Tag& tag, uint32_t count, GuardedBuffer& buffer) {
   return value;
 }
 
+// The offsets at which an array has elements, in the driver's units; nothing where they are not all in a row.
+struct OffsetRange {
+  int64_t low;
+  int64_t high;
+};
+
+std::optional<OffsetRange> offsets_of(const TagEntry& entry) {
+  const std::vector<SubscriptRange> ranges = declared_ranges(entry);
+  const int64_t units = host_units_per_element(entry);
+  int64_t elements = 1;
+  for (const SubscriptRange& range : ranges) {
+    if (range.low < 0 || range.high < range.low) return std::nullopt;
+    if (ranges.size() > 1 && range.low != 0) return std::nullopt;
+    elements *= int64_t{range.high} - range.low + 1;
+    if (elements > UINT32_MAX) return std::nullopt;
+  }
+  // An array of one range counts from its lower bound.
+  const int64_t low = ranges.size() == 1 ? ranges.front().low : 0;
+  return OffsetRange{low * units, (low + elements) * units - 1};
+}
+
+std::string outside_text(const OffsetRange& asked, const OffsetRange& declared) {
+  const bool is_below = asked.low < declared.low;
+  const bool is_above = asked.high > declared.high;
+  if (!is_below && !is_above) return {};
+  const std::string bounds = std::to_string(declared.low) + ".." + std::to_string(declared.high);
+  const int64_t first = is_below ? asked.low : std::max(asked.low, declared.high + 1);
+  const int64_t last = is_above ? asked.high : std::min(asked.high, declared.low - 1);
+  if (first == last) return "offset " + std::to_string(first) + " is outside " + bounds;
+  const bool is_around = is_below && is_above && asked.high >= declared.low && asked.low <= declared.high;
+  return "offsets " + std::to_string(first) + " to " + std::to_string(last) +
+         (is_around ? " reach beyond " : " are outside ") + bounds;
+}
+
 }  // namespace
+
+std::string odd_numbers(const Tag& tag, uint32_t offset, uint32_t count) {
+  const ValueKind kind = value_kind(tag.entry);
+  if (kind == ValueKind::kText || kind == ValueKind::kRaw) return {};
+  if (!declared_ranges(tag.entry).empty()) {
+    const std::optional<OffsetRange> declared = offsets_of(tag.entry);
+    return declared ? outside_text({offset, int64_t{offset} + count - 1}, *declared) : "";
+  }
+  if (offset == 0 && count <= host_units_per_element(tag.entry)) return {};
+  return std::string("a single ") + type_name(tag.entry.type_code) + " has no elements: offset " +
+         std::to_string(offset) + ", count " + std::to_string(count) + " name the variable itself";
+}
 
 TagResult read_number(DriverSession& session, const TagList& tags, uint32_t register_id, uint32_t offset,
                       uint32_t count) {

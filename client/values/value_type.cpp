@@ -38,6 +38,8 @@ const char* type_name(uint16_t code) {
   return row != nullptr ? row->name : "?";
 }
 
+bool has_known_type(const TagEntry& entry) { return find_type(entry.type_code) != nullptr; }
+
 ValueKind value_kind(const TagEntry& entry) {
   const TypeRow* row = find_type(entry.type_code);
   if (row == nullptr) return ValueKind::kRaw;

@@ -24,6 +24,9 @@ enum class ValueKind {
 // Name of the type, "?" when no type of the table has this code.
 const char* type_name(uint16_t code);
 
+// Whether its line names a type that the driver knows.
+bool has_known_type(const TagEntry& entry);
+
 // How values of this variable are shown and typed in.
 ValueKind value_kind(const TagEntry& entry);
 

@@ -159,6 +159,32 @@ TEST_F(FormsTest, DryRun_ShowsValuesAsTheyWouldGoAndNeedsNoController) {
             "plc-host: nothing was written\n");
 }
 
+TEST_F(FormsTest, ValueThatIsNone_IsToldWithHowOneIsWritten) {
+  const std::pair<const char*, const char*> values[] = {
+      {"Speed=", "Speed: no value stands behind the ="},
+      {"Speed=fast", "Speed: 'fast' is no INT value: write 120, -5, 0xFF or 0b101"},
+      {"Mask=fast", "Mask: 'fast' is no WORD value: write 120, 0xFF or 0b101"},
+      {"Temp=1,5", "Temp: '1,5' is no REAL value: write 2.5 or 1.5e3, with a point"},
+      {"Table=[1 2 3]", "Table: '[1 2 3]' has 1 value where 10 belong: commas stand between them"},
+      {"Table=[1]", "Table: '[1]' has 1 value where 10 belong"}};
+  for (const auto& [assignment, said] : values) {
+    EXPECT_EQ(run({"write", "--dry-run", "--tags", path("machine.csv"), assignment}).err,
+              "plc-host: " + std::string(said) + "\nplc-host: nothing was written\n");
+  }
+  EXPECT_EQ(run({"write", "--dry-run", "--tags", path("machine.csv"), "Text="}).code, 0);
+}
+
+TEST_F(FormsTest, NumbersThatNameNoElement_AreReadAndRemarkedOn) {
+  const Outcome single = run_on_simulator({"read", "--id", "2", "--offset", "3", "--raw"});
+  EXPECT_EQ(single.code, 0);
+  EXPECT_EQ(single.out, "0\n");
+  EXPECT_EQ(single.err,
+            "plc-host: Total #2: a single DINT has no elements: offset 3, count 1 name the variable itself\n");
+  EXPECT_EQ(run_on_simulator({"read", "--id", "2", "--offset", "3", "--quiet"}).err, "");
+  EXPECT_THAT(run_on_simulator({"read", "--id", "8", "--offset", "10", "--count", "3"}).err,
+              HasSubstr("plc-host: Table #8: offsets 10 to 12 are outside 0..9\n"));
+}
+
 TEST_F(FormsTest, DryRunOfARunningController_WritesNothing) {
   auto simulator = start_simulator();
   const std::vector<std::string> target = {"--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv")};

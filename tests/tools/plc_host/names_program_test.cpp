@@ -52,6 +52,48 @@ TEST_F(NamesTest, PatternWithoutAFit_SaysWhatWasMeantAndLeavesTheOthers) {
   EXPECT_EQ(told_of("Table[*]"), "plc-host: Table[*]: '*' is no subscript: write 3 or 0..4\n");
 }
 
+TEST_F(NamesTest, NameInAnotherSpelling_IsToldInTheUsualOne) {
+  const std::string file = path("machine.csv");
+  const std::string none = ": " + file + " has no variable of this name";
+  EXPECT_EQ(told_of("Speed "), "plc-host: 'Speed '" + none + "; did you mean Speed (" + file + ":2)?\n");
+  EXPECT_EQ(told_of("Motor.Run:"), "plc-host: 'Motor.Run:'" + none + "; did you mean Motor.Run (" + file + ":15)?\n");
+  EXPECT_EQ(told_of("Table(1)"), "plc-host: Table(1)" + none + "; did you mean Table[1] (" + file + ":9)?\n");
+  EXPECT_EQ(told_of("Grid[1][2]"), "plc-host: Grid[1][2]" + none + "; did you mean Grid[1,2] (" + file + ":10)?\n");
+  EXPECT_EQ(told_of("Table[0-4]"),
+            "plc-host: Table[0-4]: '0-4' is no subscript: write 3 or 0..4; did you mean Table[0..4]?\n");
+  EXPECT_EQ(told_of("Motor.Run[0]"), "plc-host: Motor.Run[0]: it is no array: BOOL; did you mean Motor.Run?\n");
+  EXPECT_EQ(told_of("Motor.Run,Run,Speed"), "plc-host: Motor.Run,Run,Speed" + none +
+                                                "; names stand apart, without commas: Motor.Run Motor.Run Speed\n");
+  EXPECT_EQ(told_of("other.csv"), "plc-host: other.csv" + none + "; a tag file is given with --tags other.csv\n");
+  EXPECT_EQ(told_of("motor*"),
+            "plc-host: motor*: " + file + " has no variable that fits this pattern; did you mean 'Motor*'?\n");
+  EXPECT_EQ(told_of("*motor*"), "plc-host: *motor*: " + file +
+                                    " has no variable that fits this pattern: letter case counts, as in Motor.Run\n");
+}
+
+TEST_F(NamesTest, FileOfAnotherKind_IsToldWhereItIsUsedAsATagFile) {
+  write_file("notes.txt", "hello\nworld\n");
+  const std::string file = path("notes.txt");
+  const std::string none = ": none of its lines has a type. Try: plc-host check " + file + "\n";
+  EXPECT_EQ(run({"write", "--dry-run", "--tags", file, "Speed=1"}).err,
+            "plc-host: Speed: " + file + " has no variable of this name; none of its lines has a type. Try: plc-host " +
+                "check " + file + "\nplc-host: nothing was written\n");
+  EXPECT_EQ(run({"tags", file}).err, "plc-host: " + file + none);
+  EXPECT_EQ(run({"tags", file, "--quiet"}).err, "");
+}
+
+TEST_F(NamesTest, VariableWithoutAType_IsTold) {
+  write_file("typeless.csv", "Speed,INT,,,,,,0,1,0,0,\nWeight,FLOAT,,,,,,1,1,0,0,\n");
+  const std::string file = path("typeless.csv");
+  EXPECT_EQ(run({"tags", file}).err, "plc-host: " + file +
+                                         ": 1 of 2 variables has no type that the driver knows. "
+                                         "Try: plc-host check " +
+                                         file + "\n");
+  EXPECT_EQ(run({"write", "--dry-run", "--tags", file, "Weight=1"}).err,
+            "plc-host: Weight: its line in the tag file has no type. Try: plc-host check with that file\n"
+            "plc-host: nothing was written\n");
+}
+
 TEST_F(NamesTest, PatternInWrite_IsRefusedAndNothingWritten) {
   const Outcome outcome = run_on_simulator({"write", "Speed=1", "T*=2", "--json"});
   EXPECT_EQ(outcome.code, 1);

@@ -194,6 +194,13 @@ TEST_F(WhyTest, OffsetOutside_NamesTheElementThatWasAskedFor) {
                         "INT[0..9]\n"));
 }
 
+TEST_F(WhyTest, OffsetOfASingleVariable_IsWorthKnowing) {
+  const Outcome outcome = run_on_simulator({"why", "--id", "2", "--offset", "3"});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_THAT(outcome.out, HasSubstr("  - a single DINT has no elements: offset 3, count 1 name the variable itself\n"
+                                     "    Try: Leave --offset and --count away.\n"));
+}
+
 TEST_F(WhyTest, WrongScope_NamesTheControllersPrograms) {
   const Outcome outcome = why_wrong({"Count"});
   EXPECT_EQ(outcome.code, 1);

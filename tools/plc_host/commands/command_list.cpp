@@ -122,7 +122,7 @@ std::vector<const Tag*> tags_of(const TagList& list, const TagFilePath& file, co
   std::vector<const Tag*> tags;
   if (is_pattern(word) && positions_of(list, word).empty()) {
     for (const size_t position : positions_fitting(list, word)) tags.push_back(&list.tags[position]);
-    if (tags.empty()) show_error(word + ": " + why_none_fits(list, file.shown, word));
+    if (tags.empty()) show_error(told_name(word) + ": " + why_none_fits(list, file.shown, word));
     return tags;
   }
   try {
@@ -130,7 +130,7 @@ std::vector<const Tag*> tags_of(const TagList& list, const TagFilePath& file, co
   } catch (const UnreachableError& error) {
     tags.push_back(&error.tag());
   } catch (const ReferenceError& error) {
-    show_error(word + ": " + error.what());
+    show_error(told_name(word) + ": " + error.what());
   }
   return tags;
 }
@@ -217,6 +217,8 @@ int run_tags(const HostOptions& options, CommandOutput& output) {
   bool is_complete = true;
   const std::vector<const Tag*> tags = wanted_tags(list, file, wanted_words(options), is_complete);
   if (is_complete || !tags.empty()) write_tags(options, tags, output.results());
+  const std::string remark = remark_on_types(list, file, tags);
+  if (!remark.empty() && !options.quiet) show_message(remark);
   return is_complete ? kExitOk : kExitTagFailed;
 }
 

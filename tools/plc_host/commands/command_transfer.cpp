@@ -7,6 +7,7 @@
 #include "client/plan/batch_plan.h"
 #include "client/plan/batch_transfer.h"
 #include "client/plan/number_read.h"
+#include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/commands/form_options.h"
@@ -15,6 +16,7 @@
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/results/result_writer.h"
 #include "tools/plc_host/stop_signal.h"
+#include "tools/plc_host/target/tag_files.h"
 #include "tools/plc_host/target/wanted_names.h"
 
 namespace plc_host {
@@ -30,6 +32,16 @@ void tell_unread(const std::vector<TagResult>& results) {
     ++count;
   }
   if (count > 0) show_message(plc_base::plural(count, "variable") + " " + reason);
+}
+
+// Values of variables without a type are bytes as they came.
+void tell_types(const HostOptions& options, const Host& host, const std::vector<TagResult>& results) {
+  std::vector<const Tag*> tags;
+  for (const TagResult& result : results) {
+    if (result.is_found()) tags.push_back(result.reference.tag);
+  }
+  const std::string remark = tags.empty() ? "" : remark_on_types(host.tags(), host.tag_file(), tags);
+  if (!remark.empty() && !options.quiet) show_message(remark);
 }
 
 // A missing line would make the others stand for other variables.
@@ -74,6 +86,9 @@ int read_by_number(const HostOptions& options, CommandOutput& output) {
   Host host(options, output);
   const TagResult result = read_number(host.session(), host.tags(), options.register_id, options.offset, options.count);
   host.show_simulator_lines();
+  const Tag* tag = result.reference.tag;
+  const std::string odd = tag == nullptr ? "" : odd_numbers(*tag, options.offset, options.count);
+  if (!odd.empty() && !options.quiet) show_message(result.name + ": " + odd);
   ResultWriter writer(host.results(), form_of(options), {result});
   if (is_all_or_none(options)) return host.finish(show_all_or_none(options, writer, {result}));
   writer.add(result);
@@ -125,6 +140,13 @@ void refuse_pattern(const TagList& tags, std::string_view name) {
   throw ReferenceError("write takes no patterns: give each variable by its name");
 }
 
+// Only a text can be empty.
+void demand_value(const TagReference& reference, std::string_view value) {
+  const bool is_empty = value.find_first_not_of(" \t") == std::string_view::npos;
+  if (!is_empty || value_kind(reference.tag->entry) == ValueKind::kText) return;
+  throw ReferenceError("no value stands behind the =");
+}
+
 // Checks everything that can be checked; what cannot be written is shown.
 std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options) {
   std::vector<PreparedWrite> writes;
@@ -139,7 +161,9 @@ std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options
       split_assignment(assignment, name, value);
       failure.name = name;
       refuse_pattern(host.tags(), name);
-      writes.push_back(prepare_write(find_variable(host.tags(), host.tag_file(), name), value));
+      const TagReference reference = find_variable(host.tags(), host.tag_file(), name);
+      demand_value(reference, value);
+      writes.push_back(prepare_write(reference, value));
     } catch (const std::runtime_error& error) {
       failure.reading = {impossible(error.what()), std::chrono::system_clock::now()};
       refused = true;
@@ -191,7 +215,10 @@ int run_read(const HostOptions& options, CommandOutput& output) {
     if (!has_reader) return;
     has_reader = writer.add(result);
   });
-  if (has_reader) tell_unread(results);
+  if (has_reader) {
+    tell_unread(results);
+    tell_types(options, host, results);
+  }
   return host.finish(exit_code_of(results, stop_requested()));
 }
 
@@ -225,6 +252,7 @@ int run_batch(const HostOptions& options, CommandOutput& output) {
   std::vector<TagResult> results = look_up_names(options, host);
   ResultWriter writer(host.results(), form_of(options), results);
   const bool is_guarded = host.session().is_guarded();
+  tell_types(options, host, results);
   for (const TagResult& entry : results) {
     if (!entry.is_found() || options.verbosity == 0) continue;
     const std::optional<std::string> reason = why_not_batched(entry.reference, is_guarded);

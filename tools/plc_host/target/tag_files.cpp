@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cctype>
 #include <memory>
+#include <optional>
 
 #include "base/files.h"
 #include "base/near_names.h"
@@ -14,6 +15,7 @@
 #include "client/driver/driver_lines.h"
 #include "client/tags/meant_names.h"
 #include "client/tags/tag_source.h"
+#include "client/values/value_type.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
 
@@ -21,6 +23,7 @@ namespace plc_host {
 namespace {
 
 constexpr size_t kMostAreas = 8;  // in a message
+constexpr char kCheck[] = ". Try: plc-host check ";
 
 bool is_tag_file_name(const std::string& name) {
   constexpr std::string_view kStart = "PLC";
@@ -55,6 +58,52 @@ std::string reason_in(const std::vector<std::string>& lines) {
   return {};
 }
 
+std::string did_you_mean(const TagList& tags, const TagFilePath& file, const std::vector<std::string>& meant,
+                         const Tag& nearest) {
+  const uint32_t line = TagSource(file.read).lines_of(tags)[static_cast<size_t>(&nearest - tags.tags.data())];
+  return "; did you mean " + plc_base::joined_with_or(meant) +
+         (line > 0 ? " (" + file.shown + ":" + std::to_string(line) + ")?" : "?");
+}
+
+// Names with commas between them, each as the file has it: "Motor.Speed Motor.Limit" for "Motor.Speed,Limit". Empty for
+// anything else.
+std::string names_apart(const TagList& tags, std::string_view text) {
+  const std::string_view first = text.substr(0, text.find(','));
+  if (first.size() == text.size() || positions_of(tags, first).empty()) return {};
+  const std::string group(first.substr(0, first.rfind('.') + 1));  // npos + 1 is 0
+  std::string apart(first);
+  for (size_t start = first.size() + 1; start <= text.size();) {
+    const size_t end = std::min(text.find(',', start), text.size());
+    const std::string part(text.substr(start, end - start));
+    const bool is_member = positions_of(tags, part).empty() && !positions_of(tags, group + part).empty();
+    apart.append(" ").append(is_member ? group : "").append(part);
+    start = end + 1;
+  }
+  return apart;
+}
+
+bool is_csv_name(std::string_view name) {
+  constexpr std::string_view kEnd = ".csv";
+  return name.size() > kEnd.size() && name.substr(name.size() - kEnd.size()) == kEnd;
+}
+
+// What to say behind "the file has no variable of this name".
+std::string what_was_meant(const TagList& tags, const TagFilePath& file, std::string_view name) {
+  if (const std::optional<std::string> meant = respelled(tags, name)) {
+    return did_you_mean(tags, file, {*meant}, *find_reference(tags, *meant).tag);
+  }
+  if (is_csv_name(name)) return "; a tag file is given with --tags " + std::string(name);
+  const std::string apart = names_apart(tags, name);
+  if (!apart.empty()) return "; names stand apart, without commas: " + apart;
+  if (has_no_type(tags)) return std::string("; none of its lines has a type") + kCheck + file.shown;
+  std::vector<std::string> names;
+  for (const Tag& tag : tags.tags) names.push_back(tag.qualified_name);
+  const std::vector<std::string> meant = meant_names(name, names);
+  if (meant.empty()) return {};
+  const auto place = std::find(names.begin(), names.end(), meant.front()) - names.begin();
+  return did_you_mean(tags, file, meant, tags.tags[static_cast<size_t>(place)]);
+}
+
 }  // namespace
 
 void demand_tag_file(const std::string& path) {
@@ -86,8 +135,8 @@ TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const
       if (shows_lines) show_driver_line(line);
     }
     if (error.kind() != ClientError::Kind::kTagFile) throw;
-    throw ClientError(ClientError::Kind::kTagFile, "the driver cannot use the tag file " + file.shown +
-                                                       reason_in(lines) + ". Try: plc-host check " + file.shown);
+    throw ClientError(ClientError::Kind::kTagFile,
+                      "the driver cannot use the tag file " + file.shown + reason_in(lines) + kCheck + file.shown);
   }
 }
 
@@ -95,16 +144,28 @@ TagReference find_variable(const TagList& tags, const TagFilePath& file, std::st
   try {
     return find_reference(tags, name);
   } catch (const NoSuchName&) {
-    std::vector<std::string> names;
-    for (const Tag& tag : tags.tags) names.push_back(tag.qualified_name);
-    const std::vector<std::string> meant = meant_names(name, names);
-    std::string text = file.shown + " has no variable of this name";
-    if (meant.empty()) throw NoSuchName(text);
-    const auto place = std::find(names.begin(), names.end(), meant.front()) - names.begin();
-    const uint32_t line = TagSource(file.read).lines_of(tags)[static_cast<size_t>(place)];
-    text += "; did you mean " + plc_base::joined_with_or(meant);
-    throw NoSuchName(text + (line > 0 ? " (" + file.shown + ":" + std::to_string(line) + ")?" : "?"));
+    throw NoSuchName(file.shown + " has no variable of this name" + what_was_meant(tags, file, name));
+  } catch (const UnreachableError&) {
+    throw;
+  } catch (const ReferenceError& error) {
+    const std::optional<std::string> meant = respelled(tags, name);
+    if (!meant) throw;
+    throw ReferenceError(std::string(error.what()) + "; did you mean " + *meant + "?");
   }
+}
+
+bool has_no_type(const TagList& tags) {
+  return std::none_of(tags.tags.begin(), tags.tags.end(), [](const Tag& tag) { return has_known_type(tag.entry); });
+}
+
+std::string remark_on_types(const TagList& tags, const TagFilePath& file, const std::vector<const Tag*>& some) {
+  if (has_no_type(tags)) return file.shown + ": none of its lines has a type" + kCheck + file.shown;
+  const auto is_typeless = [](const Tag* tag) { return !has_known_type(tag->entry); };
+  const auto count = static_cast<uint64_t>(std::count_if(some.begin(), some.end(), is_typeless));
+  if (count == 0) return {};
+  const std::string these = plc_base::grouped_number(count) + " of " + plc_base::plural(some.size(), "variable");
+  return file.shown + ": " + these + (count == 1 ? " has" : " have") + " no type that the driver knows" + kCheck +
+         file.shown;
 }
 
 std::vector<std::string> own_tag_files() {

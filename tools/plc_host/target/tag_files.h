@@ -32,6 +32,12 @@ TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const
 // As find_reference; a name that the file does not have is told with what was probably meant and where that stands.
 TagReference find_variable(const TagList& tags, const TagFilePath& file, std::string_view name);
 
+// Whether the driver understood the type of no line: then it is another kind of file.
+bool has_no_type(const TagList& tags);
+
+// What to say of some of its variables that have no type that the driver knows; empty where all have one.
+std::string remark_on_types(const TagList& tags, const TagFilePath& file, const std::vector<const Tag*>& some);
+
 // The tag files of the working directory by their names, in order.
 std::vector<std::string> own_tag_files();
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <set>
@@ -83,6 +84,28 @@ std::string corrected_pattern(const TagList& tags, std::string_view pattern) {
   std::string corrected;
   for (const std::string& part : parts) corrected += (corrected.empty() ? "" : ".") + part;
   return positions_fitting(tags, corrected).empty() ? "" : corrected;
+}
+
+std::string lower_case(std::string_view text) {
+  std::string lower(text);
+  for (char& sign : lower) sign = static_cast<char>(std::tolower(static_cast<unsigned char>(sign)));
+  return lower;
+}
+
+// What to say of a pattern that fits names but for the case of its letters; empty where it fits none.
+std::string case_hint(const TagList& tags, std::string_view pattern) {
+  const std::string lower = lower_case(pattern);
+  const auto fits = [&lower](const Tag& tag) { return fits_pattern(lower, lower_case(tag.qualified_name)); };
+  const auto tag = std::find_if(tags.tags.begin(), tags.tags.end(), fits);
+  if (tag == tags.tags.end()) return {};
+  // What stands before and behind all that can be anything is taken from the name.
+  const std::string& name = tag->qualified_name;
+  const size_t head = pattern.find_first_of(kWildcards);
+  const size_t tail = pattern.size() - pattern.find_last_of("*?]") - 1;
+  const std::string meant = name.substr(0, head) + std::string(pattern.substr(head, pattern.size() - tail - head)) +
+                            name.substr(name.size() - tail);
+  return positions_fitting(tags, meant).empty() ? ": letter case counts, as in " + name
+                                                : "; did you mean " + plc_base::quoted(meant) + "?";
 }
 
 // Brackets of the name that a pattern takes for a set of characters.
@@ -172,6 +195,7 @@ std::string why_none_fits(const TagList& tags, const std::string& file, const st
   if (plain != pattern && !positions_fitting(tags, plain).empty()) {
     return reason + ": a bracket begins a set of characters; did you mean " + plc_base::quoted(plain) + "?";
   }
+  if (std::string hint = case_hint(tags, pattern); !hint.empty()) return reason + hint;
   const std::string corrected = corrected_pattern(tags, pattern);
   if (!corrected.empty()) return reason + "; did you mean " + plc_base::quoted(corrected) + "?";
   const bool has_set = pattern.find('[') != std::string::npos;

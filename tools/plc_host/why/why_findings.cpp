@@ -6,10 +6,13 @@
 
 #include "base/near_names.h"
 #include "client/driver/driver_lines.h"
+#include "client/plan/number_read.h"
 #include "client/tags/element_offset.h"
+#include "client/tags/meant_names.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
+#include "tools/plc_host/messages.h"
 #include "wire/relay.h"
 
 namespace plc_host {
@@ -106,10 +109,15 @@ void fill_from_road(WhyReport& report) {
 
 void check_element_range(WhyReport& report) {
   const Tag& tag = *report.tag();
+  if (report.calls.empty()) return;
   const std::vector<SubscriptRange> ranges = declared_ranges(tag.entry);
-  if (ranges.empty() || report.calls.empty()) return;
-  const uint32_t units = host_units_per_element(tag.entry);
   const WhyCall& call = report.calls.front();
+  if (ranges.empty()) {
+    const std::string odd = odd_numbers(tag, call.offset, call.count);
+    if (!odd.empty()) report.remark(odd, "Leave --offset and --count away.");
+    return;
+  }
+  const uint32_t units = host_units_per_element(tag.entry);
   for (uint32_t k = 0; k < std::max(call.count / units, 1U); ++k) {
     const std::optional<Subscripts> subscripts = subscripts_at(tag.entry, Direction::kRead, call.offset / units + k);
     if (!subscripts) return;
@@ -174,12 +182,14 @@ void find_name_faults(const std::string& name, const std::string& reason, WhyRep
   report.position = position_of(report.tags, name);
   const std::vector<std::string> near = plc_base::near_names(bare, names_in(report.tags));
   std::string advice = "List what can be asked for: plc-host tags FILE.";
-  if (report.position) {
+  if (const std::optional<std::string> meant = respelled(report.tags, name)) {
+    advice = "Did you mean " + *meant + "?";
+  } else if (report.position) {
     advice = "Write scope, name and subscripts as the tag line declares them.";
   } else if (!near.empty()) {
     advice = "Did you mean " + plc_base::joined_with_or(near) + "? Letter case counts.";
   }
-  report.fault(name + ": " + reason, advice);
+  report.fault(told_name(name) + ": " + reason, advice);
 }
 
 void find_number_faults(uint32_t register_id, WhyReport& report) {

@@ -1,0 +1,56 @@
+// Tests of what is said of offsets and counts that name something else than a record's elements.
+#include "client/plan/number_read.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/client/host_test_records.h"
+
+namespace plc_client::core {
+namespace {
+
+using namespace plc_client_test;
+
+std::string odd(const TagEntry& entry, uint32_t offset, uint32_t count) {
+  return odd_numbers(make_list({entry}).tags.front(), offset, count);
+}
+
+TEST(OddNumbers, SingleVariable_HasNoElements) {
+  const std::string text = "a single DINT has no elements: offset 3, count 1 name the variable itself";
+  EXPECT_EQ(odd(make_entry("Speed", kDint), 3, 1), text);
+  EXPECT_EQ(odd(make_entry("Speed", kDint), 0, 2),
+            "a single DINT has no elements: offset 0, count 2 name the variable itself");
+  EXPECT_EQ(odd(make_entry("Speed", kDint), 0, 1), "");
+  EXPECT_EQ(odd(make_entry("Big", kLint), 0, 2), "");
+  EXPECT_EQ(odd(make_entry("Big", kLint), 0, 3),
+            "a single LINT has no elements: offset 0, count 3 name the variable itself");
+}
+
+TEST(OddNumbers, OffsetsOutsideAnArray_AreNamedWithItsOwn) {
+  const TagEntry table = make_entry("Table", kInt, {{0, 9}});
+  EXPECT_EQ(odd(table, 0, 10), "");
+  EXPECT_EQ(odd(table, 10, 3), "offsets 10 to 12 are outside 0..9");
+  EXPECT_EQ(odd(table, 8, 5), "offsets 10 to 12 are outside 0..9");
+  EXPECT_EQ(odd(table, 9, 2), "offset 10 is outside 0..9");
+  const TagEntry shifted = make_entry("Shifted", kInt, {{3, 5}});
+  EXPECT_EQ(odd(shifted, 3, 3), "");
+  EXPECT_EQ(odd(shifted, 0, 3), "offsets 0 to 2 are outside 3..5");
+  EXPECT_EQ(odd(shifted, 2, 2), "offset 2 is outside 3..5");
+  EXPECT_EQ(odd(shifted, 2, 5), "offsets 2 to 6 reach beyond 3..5");
+}
+
+TEST(OddNumbers, OffsetsOfWideAndOfManyDimensions_CountAsTheDriverDoes) {
+  EXPECT_EQ(odd(make_entry("Longs", kLint, {{0, 4}}), 8, 2), "");
+  EXPECT_EQ(odd(make_entry("Longs", kLint, {{0, 4}}), 10, 2), "offsets 10 to 11 are outside 0..9");
+  EXPECT_EQ(odd(make_entry("Grid", kInt, {{0, 1}, {0, 2}}), 5, 1), "");
+  EXPECT_EQ(odd(make_entry("Grid", kInt, {{0, 1}, {0, 2}}), 6, 1), "offset 6 is outside 0..5");
+}
+
+TEST(OddNumbers, WhatHasOffsetsOfItsOwn_IsNotJudged) {
+  EXPECT_EQ(odd(make_entry("Grid", kInt, {{1, 2}, {1, 3}}), 99, 1), "");
+  EXPECT_EQ(odd(make_entry("Odd", kInt, {{-1, 3}}), 99, 1), "");
+  EXPECT_EQ(odd(make_string("Text", 20), 3, 5), "");
+  EXPECT_EQ(odd(make_entry("Day", kDate), 3, 5), "");
+}
+
+}  // namespace
+}  // namespace plc_client::core
