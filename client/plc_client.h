@@ -27,11 +27,14 @@
 #include <utility>
 #include <vector>
 
+// Marks what the shared library exports.
 #define PLC_CLIENT_API __attribute__((visibility("default")))
+// Marks what it keeps to itself.
 #define PLC_CLIENT_PRIVATE __attribute__((visibility("hidden")))
 
 namespace plc_client {
 
+// A time of the system's clock.
 using TimePoint = std::chrono::system_clock::time_point;
 
 // ---------------------------------------------------------------------------------------------------- mistakes
@@ -47,6 +50,7 @@ class PLC_CLIENT_API Error : public std::runtime_error {
 class PLC_CLIENT_API UnknownVariable : public Error {
  public:
   using Error::Error;
+  // With the sentence and the names that are near.
   UnknownVariable(const std::string& what, std::vector<std::string> near) : Error(what), near_(std::move(near)) {}
   ~UnknownVariable() override;
   // Declared names that are spelt almost like it, the nearest first, or members of the structure that it is; at most
@@ -95,14 +99,18 @@ enum class Kind : uint8_t {
 // A value: one element, or an array of up to three dimensions, the last subscript fastest.
 class PLC_CLIENT_API Value {
  public:
+  // No value.
   Value() = default;
 
+  // What its elements are.
   Kind kind() const { return kind_; }
+  // Whether there is a value.
   bool has_value() const { return kind_ != Kind::kNone; }
   // Of one element: 1, 8, 16, 32 or 64; 0 for text and bytes.
   unsigned bits() const { return bits_; }
   // Lengths of the dimensions; empty for a single element, a text, bytes.
   const std::vector<size_t>& shape() const { return shape_; }
+  // Whether it has dimensions.
   bool is_array() const { return !shape_.empty(); }
   // Elements; 1 for a text and for bytes, 0 without a value.
   size_t size() const { return kind_ == Kind::kText || kind_ == Kind::kBytes ? 1 : elements_.size(); }
@@ -125,6 +133,7 @@ class PLC_CLIENT_API Value {
 
   // Same kind, width, shape and elements; REALs by their bits.
   bool operator==(const Value& other) const;
+  // Not the same by ==.
   bool operator!=(const Value& other) const { return !(*this == other); }
 
  private:
@@ -157,8 +166,10 @@ class PLC_CLIENT_API Value {
 // of lists.
 class PLC_CLIENT_API Input {
  public:
+  // What it was made of.
   enum class Form : uint8_t { kBool, kSigned, kUnsigned, kReal, kText, kBytes, kList };
 
+  // A bool or a number.
   template <typename T, typename = std::enable_if_t<std::is_arithmetic_v<T>>>
   Input(T number) {  // NOLINT(google-explicit-constructor): write("Speed", 5) is what it is for
     if constexpr (std::is_same_v<T, bool>) {
@@ -172,23 +183,32 @@ class PLC_CLIENT_API Input {
       bits_ = static_cast<uint64_t>(static_cast<int64_t>(number));
     }
   }
+  // A text.
   Input(std::string text) : form_(Form::kText), text_(std::move(text)) {}  // NOLINT(google-explicit-constructor)
-  Input(std::string_view text) : Input(std::string(text)) {}               // NOLINT(google-explicit-constructor)
-  Input(const char* text) : Input(std::string(text)) {}                    // NOLINT(google-explicit-constructor)
+  // The same.
+  Input(std::string_view text) : Input(std::string(text)) {}  // NOLINT(google-explicit-constructor)
+  // The same.
+  Input(const char* text) : Input(std::string(text)) {}  // NOLINT(google-explicit-constructor)
+  // An array, or a part of one.
   template <typename T>
   Input(const std::vector<T>& list) : form_(Form::kList) {  // NOLINT(google-explicit-constructor)
     for (const auto& element : list) items_.emplace_back(static_cast<T>(element));
   }
+  // An array of arrays, or of values of several forms.
   Input(std::vector<Input> list)  // NOLINT(google-explicit-constructor)
       : form_(Form::kList), items_(std::move(list)) {}
   // The bytes of a text that may hold any byte but zero.
   static Input bytes(std::string bytes);
 
+  // What it was made of; bits(), real(), text() and items() have the value of the form that they are for.
   Form form() const { return form_; }
   // Of a bool, a signed or an unsigned number.
   uint64_t bits() const { return bits_; }
+  // Of a real number.
   double real() const { return real_; }
+  // Of a text or bytes.
   const std::string& text() const { return text_; }
+  // Of a list.
   const std::vector<Input>& items() const { return items_; }
 
  private:
@@ -201,6 +221,7 @@ class PLC_CLIENT_API Input {
 
 // ---------------------------------------------------------------------------------------------------- results
 
+// How far a value can be trusted.
 enum class Quality : uint8_t {
   kGood,       // the guarded build had the controller's own, whole reply
   kUnguarded,  // the contract build returned 0, which it does for any reply
@@ -221,29 +242,35 @@ enum class Reason : uint8_t {
   kFailed,        // the driver gave no reason
   kNotTried,      // its turn did not come
 };
+// How many reasons there are.
 constexpr size_t kReasons = 11;
 
 // "no-answer": the word that every form of output has for it; "" for kNone.
 PLC_CLIENT_API const char* reason_word(Reason reason);
 
+// What went wrong with a variable or a connection.
 struct Problem {
-  Reason reason = Reason::kNone;
-  std::string text;    // one sentence; empty when nothing went wrong
-  std::string advice;  // what to try; may be empty
+  Reason reason = Reason::kNone;  // what happened
+  std::string text;               // one sentence; empty when nothing went wrong
+  std::string advice;             // what to try; may be empty
 };
 
+// The result of reading one variable.
 struct Reading {
-  std::string name;  // with its scope, and the subscripts as they were asked for
-  std::string type;  // as declared: "INT", "INT[0..9]", "STRING(20)"
-  Value value;       // none unless ok()
-  Quality quality = Quality::kBad;
-  Problem error;
-  TimePoint time{};  // when its exchange ended, or when it was found not to be possible
+  std::string name;                 // with its scope, and the subscripts as they were asked for
+  std::string type;                 // as declared: "INT", "INT[0..9]", "STRING(20)"
+  Value value;                      // none unless ok()
+  Quality quality = Quality::kBad;  // how far the value can be trusted
+  Problem error;                    // why there is no value; its reason is kNone when there is one
+  TimePoint time{};                 // when its exchange ended, or when it was found not to be possible
+  // Whether there is a value.
   bool ok() const { return quality != Quality::kBad; }
 };
 
+// Whether a write reads the variable back and compares.
 enum class Verify : uint8_t { kNone, kReadBack };
 
+// What became of a write.
 enum class Outcome : uint8_t {
   kDone,     // the controller acknowledged it; with kReadBack it was read back the same
   kNotDone,  // nothing of it was written
@@ -251,13 +278,15 @@ enum class Outcome : uint8_t {
              // and could not be read back, or not the same
 };
 
+// The result of writing one variable.
 struct WriteResult {
-  std::string name;
-  std::string type;
-  Outcome outcome = Outcome::kNotDone;
-  bool verified = false;  // read back the same
-  Problem error;
-  TimePoint time{};
+  std::string name;                     // with its scope, and the subscripts as they were written
+  std::string type;                     // as declared: "INT", "INT[0..9]", "STRING(20)"
+  Outcome outcome = Outcome::kNotDone;  // what became of it
+  bool verified = false;                // read back the same
+  Problem error;                        // why it is not done; its reason is kNone when it is
+  TimePoint time{};                     // when its exchange ended
+  // Whether the controller acknowledged it and, with kReadBack, gave the same value back.
   bool ok() const { return outcome == Outcome::kDone; }
 };
 
@@ -265,32 +294,34 @@ struct WriteResult {
 
 // A line of a tag file.
 struct Declaration {
+  // The subscripts of a dimension.
   struct Range {
-    int32_t low = 0;
-    int32_t high = 0;  // included
+    int32_t low = 0;   // the lowest
+    int32_t high = 0;  // the highest
   };
-  std::string name;  // with its scope: "Motor.Speed", "Main/Step"
-  std::string type;  // "INT", "INT[0..9,1..3]", "STRING(20)"
-  Kind kind = Kind::kNone;
-  unsigned bits = 0;          // of one element; 0 for text and bytes
-  std::vector<Range> ranges;  // of an array, the first subscript first
-  size_t length = 0;          // of a string, in bytes
-  std::string scope;          // the program that owns it; empty for a global variable
-  std::string device;         // where it is placed: "DM", "EM", ...; empty when nowhere
-  std::string file;
-  uint32_t line = 0;  // from 1; 0 when the file has changed since it was loaded
-  uint16_t area = 0;
+  std::string name;                // with its scope: "Motor.Speed", "Main/Step"
+  std::string type;                // "INT", "INT[0..9,1..3]", "STRING(20)"
+  Kind kind = Kind::kNone;         // what its elements are
+  unsigned bits = 0;               // of one element; 0 for text and bytes
+  std::vector<Range> ranges;       // of an array, the first subscript first
+  size_t length = 0;               // of a string, in bytes
+  std::string scope;               // the program that owns it; empty for a global variable
+  std::string device;              // where it is placed: "DM", "EM", ...; empty when nowhere
+  std::string file;                // the tag file that declares it
+  uint32_t line = 0;               // from 1; 0 when the file has changed since it was loaded
+  uint16_t area = 0;               // of its tag file
   std::optional<uint32_t> number;  // by which a host asks for it
   std::string unreachable;         // why no request can ask for it; empty when one can
 };
 
 // ---------------------------------------------------------------------------------------------------- connection
 
+// How a connection is, and what went over it so far.
 struct State {
-  bool connected = false;
-  TimePoint since{};   // of the last change of connected
-  Problem last_error;  // of the last call that failed
-  TimePoint last_error_time{};
+  bool connected = false;            // whether there is one
+  TimePoint since{};                 // of the last change of connected
+  Problem last_error;                // of the last call that failed
+  TimePoint last_error_time{};       // when that call ended
   uint64_t connects = 0;             // connections that came about
   uint64_t calls = 0;                // of the driver
   uint64_t exchanges = 0;            // requests with their replies, of calls that succeeded
@@ -298,6 +329,7 @@ struct State {
   uint64_t drops = 0;                // late replies that the guarded build threw away
 };
 
+// What a controller is made with.
 struct Options {
   std::string address;             // "192.168.0.10", or a name that the system resolves
   uint16_t port = 8500;            // 1 to 65535
@@ -306,8 +338,9 @@ struct Options {
   std::string driver = "guarded";  // "guarded", "contract", or the path of a library
   uint32_t reply_timeout_s = 2;    // for each reply, 1 to 86400
   uint32_t delay_ms = 0;           // before each call, for controllers that need a rest
-  // After a failed connect nothing is tried for so long; twice as long after each further one, up to the longest.
+  // After a failed connect nothing is tried for so long; twice as long after each further one, up to longest_pause.
   std::chrono::milliseconds first_pause{100};
+  // The longest pause between two tries to connect.
   std::chrono::milliseconds longest_pause{10000};
   // Is given each line of the driver, without its line end. Called by the thread that uses the controller, which is
   // locked meanwhile: it must not call the controller, and must not throw.
@@ -353,15 +386,19 @@ class PLC_CLIENT_API Controller {
   void connect();
   // Closes the connection; the next use connects again.
   void close();
+  // How the connection is, and what went over it so far.
   State state() const;
 
   // NAME, NAME[3], NAME[0..4,2], SCOPE/NAME; an array without subscripts means all of its elements. One variable that
   // cannot be read never spoils the others. Throw UnknownVariable, OutOfRange for a subscript outside its bounds,
   // TypeMismatch for subscripts that do not fit the array, before anything is sent.
   Reading read(std::string_view name);
+  // Several variables in the fewest exchanges, in the order of the names.
   std::vector<Reading> read(const std::vector<std::string>& names);
+  // The same.
   std::vector<Reading> read(std::initializer_list<std::string_view> names);
 
+  // Works out the exchanges that read these variables, for read(Plan&). Throws as read does.
   Plan plan(const std::vector<std::string>& names) const;
   // The plan's own readings, until its next read.
   const std::vector<Reading>& read(Plan& plan);
@@ -370,6 +407,7 @@ class PLC_CLIENT_API Controller {
   // checked or none is begun. They are made in the order given; one that fails does not keep the others back unless the
   // connection is gone. No write is ever made twice.
   WriteResult write(std::string_view name, const Input& value, Verify verify = Verify::kNone);
+  // Several variables, each with its value.
   std::vector<WriteResult> write(const std::vector<std::pair<std::string, Input>>& values,
                                  Verify verify = Verify::kNone);
 

@@ -27,8 +27,8 @@ enum {
 
 /* Filled by ev_plc_driver_info: four bytes. */
 typedef struct DriverInfo {
-  uint16_t driver_code;  /*  0: 722 */
-  uint16_t driver_param; /*  2: 1 */
+  uint16_t driver_code;  /*  0: number of the driver, 722 */
+  uint16_t driver_param; /*  2: its parameter, 1 */
 } DriverInfo;
 
 /* Settings given to ev_plc_init. The driver keeps the pointer and reads the record on every transfer: the host keeps it
@@ -75,6 +75,7 @@ typedef struct BatchReadRequest {
   uint32_t value;       /* 16: receives the value */
 } BatchReadRequest;
 
+/* Bytes of a name in a record, its NUL included. */
 enum { PLC_NAME_BYTES = 256 };
 
 /* Shapes of a variable, TagEntry.shape. */
@@ -85,12 +86,12 @@ typedef struct TagEntry {
   char name[PLC_NAME_BYTES];       /*   0: UTF-8 with '#' before each subscript, NUL-terminated */
   uint16_t type_code;              /* 256: CIP type code, 0xC1 BOOL .. 0xD5 STRING2 */
   uint8_t bit_width;               /* 258: 1, 8, 16, 32, 64; 0 for strings, dates and times */
-  int32_t dim1_low;                /* 260: bounds of the rightmost or only range */
-  int32_t dim1_high;               /* 264 */
-  int32_t dim2_low;                /* 268: bounds of the range before it */
-  int32_t dim2_high;               /* 272 */
-  int32_t dim3_low;                /* 276: bounds of the first of three ranges */
-  int32_t dim3_high;               /* 280 */
+  int32_t dim1_low;                /* 260: the lowest subscript of the rightmost or only range */
+  int32_t dim1_high;               /* 264: the highest subscript of that range */
+  int32_t dim2_low;                /* 268: the lowest subscript of the range before it */
+  int32_t dim2_high;               /* 272: the highest subscript of that range */
+  int32_t dim3_low;                /* 276: the lowest subscript of the first of three ranges */
+  int32_t dim3_high;               /* 280: the highest subscript of that range */
   int32_t string_length;           /* 284: declared length of a STRING, characters */
   uint32_t shape;                  /* 288: PLC_SCALAR .. PLC_ARRAY3 */
   uint8_t is_global;               /* 292: 1 global, else local to the program scope_name */
@@ -106,13 +107,13 @@ typedef struct TagEntry {
  * entries. */
 typedef struct IndexedTagEntry {
   uint8_t count;     /*  0: records in the group; the other bytes of this word are not used */
-  TagEntry* entries; /*  4 */
+  TagEntry* entries; /*  4: the records of the group */
 } IndexedTagEntry;
 
 /* The links of a TagTable; they point at the link pair of the neighbouring node. */
 typedef struct TagLinks {
-  struct TagLinks* next;
-  struct TagLinks* prev;
+  struct TagLinks* next; /*  0: the table loaded before this one; after the oldest the list's head */
+  struct TagLinks* prev; /*  4: the table loaded after this one; after the newest the list's head */
 } TagLinks;
 
 /* One loaded tag file. */
@@ -122,14 +123,14 @@ typedef struct TagTable {
   IndexedTagEntry* indexed_groups; /*  8: groups in file order, null when there are none */
   uint32_t tag_count;              /* 12: number of plain variables */
   uint32_t max_indexed_id;         /* 16: largest indexed id, 0 if none; itself not addressable */
-  TagLinks links;                  /* 20 */
+  TagLinks links;                  /* 20: its neighbours among the loaded files */
 } TagTable;                        /* 28 bytes */
 
 /* One row of the data type table; the last row has an empty name and code 0xFFFF. */
 typedef struct TypeEntry {
-  const char* name; /*  0 */
-  uint16_t bits;    /*  4: 0 for types without a fixed scalar width */
-  uint16_t code;    /*  6 */
+  const char* name; /*  0: as tag files have it, "INT" */
+  uint16_t bits;    /*  4: width of an element; 0 for types without a fixed scalar width */
+  uint16_t code;    /*  6: CIP type code */
 } TypeEntry;
 
 /* Version and build of the loaded library: "1.1.0 contract" or "1.1.0 guarded" (docs/host_contract.md says how they

@@ -17,16 +17,25 @@ extern "C" {
 
 PLC_DRIVER_API ssize_t ev_recv(int socket_fd, void* buffer, size_t length);       /* recv, flags 0 */
 PLC_DRIVER_API ssize_t ev_send(int socket_fd, const void* buffer, size_t length); /* send, flags 0 */
+/* recvfrom. */
 PLC_DRIVER_API ssize_t ev_recvfrom(int socket_fd, void* buffer, size_t length, int flags, struct sockaddr* address,
                                    socklen_t* address_length);
+/* sendto. */
 PLC_DRIVER_API ssize_t ev_sendto(int socket_fd, const void* buffer, size_t length, int flags,
                                  const struct sockaddr* address, socklen_t address_length);
+/* socket, closed in programs that the host starts. */
 PLC_DRIVER_API int ev_socket(int domain, int type, int protocol);
+/* connect. */
 PLC_DRIVER_API int ev_connect(int socket_fd, const struct sockaddr* address, socklen_t address_length);
+/* setsockopt. */
 PLC_DRIVER_API int ev_setsockopt(int socket_fd, int level, int option, const void* value, socklen_t value_length);
+/* bind. */
 PLC_DRIVER_API int ev_bind(int socket_fd, const struct sockaddr* address, socklen_t address_length);
+/* listen. */
 PLC_DRIVER_API int ev_listen(int socket_fd, int backlog);
+/* accept; the new socket is closed in programs that the host starts. */
 PLC_DRIVER_API int ev_accept(int socket_fd, struct sockaddr* address, socklen_t* address_length);
+/* gethostbyname. */
 PLC_DRIVER_API struct hostent* ev_gethostbyname(const char* name);
 PLC_DRIVER_API int ev_close_handel(int socket_fd); /* close; every close of the driver goes through it */
 PLC_DRIVER_API int ev_closesocket(int socket_fd);  /* close */

@@ -13,7 +13,7 @@ LONG = "One two three four five six seven eight nine ten one two three four five
        "three four five"
 PAGE = f"""# A page
 
-This page is for testers.
+For testers: a page.
 It has `code with. Full stops` in it.
 
 {LONG}. Short, e.g. Here; and there.
