@@ -8,6 +8,7 @@
 #include <charconv>
 #include <map>
 #include <memory>
+#include <utility>
 
 #include "base/near_names.h"
 #include "base/text.h"
@@ -17,6 +18,14 @@ namespace {
 
 constexpr size_t kHelpColumns = 80;
 constexpr size_t kTextColumn = 30;  // where explanations begin
+
+// What other programs call what these have.
+constexpr std::pair<const char*, const char*> kElsewhere[] = {
+    {"--host", "--address"}, {"--ip", "--address"},    {"--plc", "--address"},   {"--controller", "--address"},
+    {"--file", "--tags"},    {"--tag-file", "--tags"}, {"get", "read"},          {"show", "read"},
+    {"set", "write"},        {"put", "write"},         {"list", "tags"},         {"ls", "tags"},
+    {"monitor", "watch"},    {"config", "info"},       {"version", "--version"},
+};
 
 // The text in lines that fit behind the column, joined for a place there.
 std::string wrapped(const std::string& text, size_t first_column) {
@@ -78,6 +87,14 @@ std::vector<std::string> option_names(const CLI::App& app) {
   return names;
 }
 
+// The option or command that the program has for a word of another one; "" when it has none.
+std::string meant_here(const CLI::App& part, const std::string& word) {
+  std::string here = word_used_here(word);
+  const bool is_option = here.compare(0, 2, "--") == 0;
+  const std::vector<std::string> known = is_option ? option_names(part) : command_names(part);
+  return here != word && std::find(known.begin(), known.end(), here) != known.end() ? here : "";
+}
+
 // Which commands have an option that this one does not have.
 std::vector<std::string> owners_of(const CLI::App& app, const std::string& option) {
   std::vector<std::string> owners;
@@ -97,6 +114,8 @@ const std::string& likely_owner(const std::vector<std::string>& owners, const st
 
 std::string unknown_option(const CLI::App& app, const CLI::App& part, const std::vector<std::string>& words,
                            const std::string& name) {
+  const std::string here = meant_here(part, name);
+  if (!here.empty()) return std::string("unknown option ").append(name).append(", did you mean ").append(here) + "?";
   const std::string meant = plc_base::did_you_mean(name, option_names(part));
   if (!meant.empty()) return "unknown option " + name + ", " + meant;
   for (const std::string& longer : option_names(part)) {
@@ -116,6 +135,33 @@ std::string unknown_option(const CLI::App& app, const CLI::App& part, const std:
   return "unknown option " + name;
 }
 
+// How many bytes at the beginning of the text are a dash that is no hyphen: word processors make them of hyphens.
+size_t foreign_dash(std::string_view text) {
+  for (const std::string_view dash : {"\xE2\x80\x90", "\xE2\x80\x91", "\xE2\x80\x92", "\xE2\x80\x93", "\xE2\x80\x94",
+                                      "\xE2\x80\x95", "\xE2\x88\x92", "\xEF\xBC\x8D"}) {
+    if (text.substr(0, dash.size()) == dash) return dash.size();
+  }
+  return 0;
+}
+
+// What is wrong with a word that would be an option with hyphens; empty for every other one.
+std::string dash_problem(const CLI::App& part, const std::string& word) {
+  size_t start = 0;
+  bool is_foreign = false;
+  for (size_t dash = 1; dash > 0; start += dash) {
+    const std::string_view rest = std::string_view(word).substr(start);
+    dash = rest.substr(0, 1) == "-" ? 1 : foreign_dash(rest);
+    is_foreign = is_foreign || dash > 1;
+  }
+  if (!is_foreign || start == word.size()) return {};
+  const std::string bare = word.substr(start, word.find('=', start) - start);
+  const std::string named = (bare.size() == 1 ? "-" : "--") + bare;
+  const std::string said = word.substr(0, start) + bare + " begins with a dash that is no hyphen";
+  if (part.get_option_no_throw(named) != nullptr) return said + ": write " + named;
+  const std::string meant = plc_base::did_you_mean(named, option_names(part));
+  return meant.empty() ? "" : said + ", " + meant;
+}
+
 bool takes_value(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
 
 bool takes_one(const CLI::Option& option) {
@@ -131,6 +177,8 @@ class WordReader {
   std::string problem() {
     for (; at_ < words_.size() && words_[at_] != "--"; ++at_) {
       const std::string& word = words_[at_];
+      const std::string dash = dash_problem(part_, word);
+      if (!dash.empty()) return dash;
       if (word.size() < 2 || word[0] != '-') continue;
       std::string found = word[1] == '-' ? long_problem(word) : short_problem(word);
       if (!found.empty()) return found;
@@ -173,7 +221,17 @@ class WordReader {
     if (!takes_value(*option)) return has_value ? name + " takes no value" : "";
     if (takes_one(*option) && ++times_[option] > 1) return name + " is given twice";
     if (has_value) return {};
-    return ++at_ < words_.size() ? "" : name + " lacks its value";
+    if (++at_ == words_.size()) return name + " lacks its value";
+    return takes_one(*option) ? value_problem(*option, name, words_[at_]) : "";
+  }
+
+  // The parser would take an option for the value of another one.
+  std::string value_problem(const CLI::Option& option, const std::string& name, const std::string& value) const {
+    if (value.size() < 2 || value[0] != '-' || part_.get_option_no_throw(value) == nullptr) return {};
+    const bool names_file = option.get_type_name() == "FILE";
+    std::string said = name + " lacks its value: " + value + " is an option; write ";
+    said.append(name).append(name[1] == '-' ? "=" : "").append(value);
+    return said + (names_file ? " if a file is called so" : " if that is meant");
   }
 
   const CLI::App& app_;
@@ -197,6 +255,13 @@ void fit_help(CLI::App& app) {
   app.formatter(formatter);
 }
 
+std::string word_used_here(const std::string& word) {
+  for (const auto& [elsewhere, here] : kElsewhere) {
+    if (word == elsewhere) return here;
+  }
+  return word;
+}
+
 const CLI::App* command_of(const CLI::App& app, const std::vector<std::string>& words) {
   for (const CLI::App* command : commands_of(app)) {
     if (!words.empty() && command->get_name() == words.front()) return command;
@@ -209,9 +274,11 @@ std::string word_problem(const CLI::App& app, const std::vector<std::string>& wo
   if (commands.empty()) return WordReader(app, app, words, 0).problem();
   if (words.empty()) return "which command: " + plc_base::joined_with_or(commands) + "?";
   const std::string& first = words.front();
-  if (!first.empty() && first[0] == '-') return WordReader(app, app, words, 0).problem();
+  if (!first.empty() && (first[0] == '-' || foreign_dash(first) > 0)) return WordReader(app, app, words, 0).problem();
   const CLI::App* command = command_of(app, words);
   if (command != nullptr) return WordReader(app, *command, words, 1).problem();
+  const std::string here = meant_here(app, first);
+  if (!here.empty()) return "unknown command " + plc_base::quoted(first) + ", did you mean " + here + "?";
   const std::string meant = plc_base::did_you_mean(first, commands);
   return "unknown command " + plc_base::quoted(first) +
          (meant.empty() ? "; the commands are " + plc_base::joined_with_or(commands) : ", " + meant);
@@ -240,6 +307,11 @@ std::string with_hint(const std::string& problem, const CLI::App& app, const std
   if (problem.back() == '?') return problem;
   const CLI::App* command = command_of(app, words);
   return problem + "; " + app.get_name() + (command == nullptr ? "" : " " + command->get_name()) + " --help tells more";
+}
+
+void refuse_stream(const std::string& option, const std::string& file) {
+  if (file.empty()) throw CLI::ValidationError(option + " : name a file");
+  if (file == "-") throw CLI::ValidationError(option + " -: name a file; one that is called so is ./-");
 }
 
 std::optional<uint32_t> number_within(std::string_view text, uint32_t low, uint32_t high) {

@@ -21,6 +21,10 @@ std::string listed(const std::string& head, const std::string& text, size_t colu
 // you mean --address?"; empty when there is none. The parser would tell other consequences of it first.
 std::string word_problem(const CLI::App& app, const std::vector<std::string>& words);
 
+// What an option or a command of another program is called here: "--host" is "--address", "get" is "read"; the word
+// itself where nothing is known of it.
+std::string word_used_here(const std::string& word);
+
 // What the parser found wrong, in one line.
 std::string parse_problem(const CLI::ParseError& error);
 
@@ -29,6 +33,10 @@ std::string with_hint(const std::string& problem, const CLI::App& app, const std
 
 // The command that the words begin with; null when they begin with none.
 const CLI::App* command_of(const CLI::App& app, const std::vector<std::string>& words);
+
+// For an option whose file must be one: refuses "" and "-", which stands for standard output elsewhere. Throws
+// CLI::ValidationError.
+void refuse_stream(const std::string& option, const std::string& file);
 
 // A whole number, decimal or hexadecimal behind 0x; nothing for anything else and outside of the bounds.
 std::optional<uint32_t> number_within(std::string_view text, uint32_t low, uint32_t high);
