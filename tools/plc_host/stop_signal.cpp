@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 
 #include "tools/plc_host/exit_codes.h"
 
@@ -44,13 +45,19 @@ bool stop_requested() { return stop_noted != 0; }
 void wait_for_stop(std::chrono::milliseconds time) { wait_for_input(time, -1); }
 
 bool wait_for_input(std::chrono::milliseconds time, int descriptor) {
+  sigset_t mask;
+  pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  sigdelset(&mask, SIGTSTP);
   const auto end = std::chrono::steady_clock::now() + time;
   while (!stop_requested()) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
     if (left.count() <= 0) return false;
     struct pollfd awaited[] = {{wake_pipe[0], POLLIN, 0}, {descriptor, POLLIN, 0}};
+    const std::chrono::milliseconds::rep longest = std::min<std::chrono::milliseconds::rep>(left.count() + 1, 60000);
+    const struct timespec patience { longest / 1000, longest % 1000 * 1000000 };
     // The byte is left in the pipe: one stop ends every later wait.
-    poll(awaited, 2, static_cast<int>(std::min<std::chrono::milliseconds::rep>(left.count() + 1, 60000)));
+    const int ready = ppoll(awaited, 2, &patience, &mask);
+    if (ready < 0 && errno == EINTR && !stop_requested()) return true;
     if (awaited[1].revents != 0) return true;
   }
   return false;

@@ -13,7 +13,8 @@ bool stop_requested();
 // Waits until the time is over or a stop signal comes, also when it came just before.
 void wait_for_stop(std::chrono::milliseconds time);
 
-// The same, and until the descriptor can be read, which it says; -1 for none.
+// The same, and until the descriptor can be read, -1 for none, or Ctrl-Z has stopped the program and it goes on. True
+// for these two.
 bool wait_for_input(std::chrono::milliseconds time, int descriptor);
 
 }  // namespace plc_host

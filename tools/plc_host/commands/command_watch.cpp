@@ -13,6 +13,7 @@
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/stop_signal.h"
 #include "tools/plc_host/watch/chart.h"
+#include "tools/plc_host/watch/keyboard.h"
 #include "tools/plc_host/watch/watch_output.h"
 #include "tools/plc_host/watch_log/change_log.h"
 #include "tools/plc_host/written_file.h"
@@ -29,7 +30,7 @@ std::vector<TagResult> read_round(Host& host, const std::vector<TagReference>& r
   if (batch) {
     read_tags_batched(host.session(), results, stop_requested);
   } else {
-    read_tags(host.session(), results, stop_requested, [](const TagResult&) {});
+    read_tags(host.session(), results, stop_requested, [](const TagResult&) { allow_suspension(); });
   }
   return results;
 }
@@ -171,6 +172,7 @@ int Watch::run() {
   SteadyClock::time_point next = SteadyClock::now();
   // A reader who has gone, or a full disk, ends it.
   for (uint64_t round = 1; !stop_requested() && host_.result_file().flush(); ++round) {
+    allow_suspension();
     const SteadyClock::time_point began = SteadyClock::now();
     const std::vector<TagResult> results = read_round(host_, references_, options_.batch);
     host_.show_simulator_lines();

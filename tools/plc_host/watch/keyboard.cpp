@@ -1,6 +1,7 @@
-// Sets the terminal to single keys and back.
+// Sets the terminal to single keys and back, also around a stop.
 #include "tools/plc_host/watch/keyboard.h"
 
+#include <signal.h>
 #include <unistd.h>
 
 #include <array>
@@ -9,25 +10,106 @@
 namespace plc_host {
 namespace {
 
+// What the handler of a signal gives back: it can be told nothing else.
+struct Held {
+  int keys = -1;
+  int screen = -1;
+  struct termios before {};
+  struct sigaction stop_before {};
+};
+Held held;
+volatile sig_atomic_t is_given_back = 0;
+
 // A program in the background that touches its terminal is stopped.
 bool has_terminal() { return isatty(STDIN_FILENO) == 1 && tcgetpgrp(STDIN_FILENO) == getpgrp(); }
 
+sigset_t stop_signal_alone() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGTSTP);
+  return set;
+}
+
+// Stops the program as it would without this handler, and comes back when it goes on.
+void stop_here() {
+  struct sigaction ours {};
+  struct sigaction usual {};
+  usual.sa_handler = SIG_DFL;
+  sigaction(SIGTSTP, &usual, &ours);
+  raise(SIGTSTP);
+  const sigset_t set = stop_signal_alone();
+  sigset_t before;
+  pthread_sigmask(SIG_UNBLOCK, &set, &before);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  sigaction(SIGTSTP, &ours, nullptr);
+}
+
+// Calls alone that a handler may make.
+void give_back(int) {
+  constexpr char kShowCursor[] = "\033[?25h";
+  const int saved = errno;
+  if (tcgetpgrp(held.screen) == getpgrp()) {
+    const ssize_t written = write(held.screen, kShowCursor, sizeof kShowCursor - 1);
+    static_cast<void>(written);
+  }
+  if (held.keys >= 0 && tcgetpgrp(held.keys) == getpgrp()) tcsetattr(held.keys, TCSANOW, &held.before);
+  is_given_back = 1;
+  stop_here();
+  errno = saved;
+}
+
+// Where nobody could let the program go on, Ctrl-Z is ignored, and stays so.
+void catch_suspension() {
+  sigaction(SIGTSTP, nullptr, &held.stop_before);
+  if (held.stop_before.sa_handler == SIG_IGN) return;
+  const sigset_t set = stop_signal_alone();
+  pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  struct sigaction action {};
+  action.sa_handler = give_back;
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGTSTP, &action, nullptr);
+}
+
 }  // namespace
 
-Keyboard::Keyboard() {
-  if (!has_terminal() || tcgetattr(STDIN_FILENO, &before_) != 0) return;
-  struct termios single = before_;
-  single.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-  single.c_cc[VMIN] = 0;
-  single.c_cc[VTIME] = 0;
-  if (tcsetattr(STDIN_FILENO, TCSANOW, &single) == 0) descriptor_ = STDIN_FILENO;
+Keyboard::Keyboard(int screen) : screen_(screen) {
+  is_given_back = 0;
+  held.screen = screen_;
+  take_keys();
+  catch_suspension();
 }
 
 Keyboard::~Keyboard() {
-  if (descriptor_ >= 0 && has_terminal()) tcsetattr(descriptor_, TCSADRAIN, &before_);
+  sigaction(SIGTSTP, &held.stop_before, nullptr);
+  if (descriptor_ >= 0 && has_terminal() && is_given_back == 0) tcsetattr(descriptor_, TCSADRAIN, &held.before);
+  held.keys = -1;
+  const sigset_t set = stop_signal_alone();
+  pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 
-int Keyboard::descriptor() const { return descriptor_ >= 0 && has_terminal() ? descriptor_ : -1; }
+void Keyboard::take_keys() {
+  if (!has_terminal() || tcgetattr(STDIN_FILENO, &held.before) != 0) return;
+  struct termios single = held.before;
+  single.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+  single.c_cc[VMIN] = 0;
+  single.c_cc[VTIME] = 0;
+  if (tcsetattr(STDIN_FILENO, TCSANOW, &single) == 0) held.keys = descriptor_ = STDIN_FILENO;
+}
+
+int Keyboard::descriptor() const { return descriptor_ >= 0 && is_given_back == 0 && has_terminal() ? descriptor_ : -1; }
+
+bool Keyboard::is_in_background() const {
+  const pid_t group = tcgetpgrp(screen_);
+  return group > 0 && group != getpgrp();
+}
+
+bool Keyboard::take_again() {
+  if (is_given_back == 0 || is_in_background()) return false;
+  is_given_back = 0;
+  // The mode may be another one by now.
+  if (descriptor_ >= 0) take_keys();
+  return true;
+}
 
 std::string Keyboard::read_keys() {
   if (descriptor() < 0) return {};
@@ -36,6 +118,13 @@ std::string Keyboard::read_keys() {
   // A terminal that is gone would be ready for ever.
   if (count == 0 || (count < 0 && errno != EINTR && errno != EAGAIN)) descriptor_ = -1;
   return count > 0 ? std::string(bytes.data(), static_cast<size_t>(count)) : std::string();
+}
+
+void allow_suspension() {
+  const sigset_t set = stop_signal_alone();
+  sigset_t before;
+  pthread_sigmask(SIG_UNBLOCK, &set, &before);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 }  // namespace plc_host

@@ -182,7 +182,8 @@ class RawOutput : public WatchOutput {
 // A table that each round redraws.
 class ScreenOutput : public WatchOutput {
  public:
-  ScreenOutput(const ResultFile& file, const Chart* chart) : screen_(file.stream(), file.descriptor()), chart_(chart) {}
+  ScreenOutput(const ResultFile& file, const Chart* chart)
+      : keyboard_(file.descriptor()), screen_(file.stream(), file.descriptor()), chart_(chart) {}
   void begin(const WatchState& state) override { view_ = std::make_unique<ScreenView>(state); }
   void show_round(const WatchState& state, const RoundOutcome& outcome) override {
     view_->take_round(state, outcome);
@@ -190,6 +191,10 @@ class ScreenOutput : public WatchOutput {
   }
   int keys() const override { return keyboard_.descriptor(); }
   void take_keys(const WatchState& state) override {
+    if (keyboard_.take_again()) {
+      screen_.begin_anew();
+      return draw(state);
+    }
     const std::string keys = keyboard_.read_keys();
     if (keys.empty()) return;
     view_->take_keys(keys);
@@ -205,6 +210,8 @@ class ScreenOutput : public WatchOutput {
 
  private:
   void draw(const WatchState& state) {
+    if (keyboard_.is_in_background()) return;
+    if (keyboard_.take_again()) screen_.begin_anew();
     const ScreenSize size = screen_.size();
     const size_t chart_height = chart_ != nullptr ? kChartRows + 1 : 0;
     // The last line of the terminal stays free: the cursor stands there.

@@ -140,9 +140,7 @@ std::vector<std::string> draw_part(const WatchState& state, WatchTime now, size_
   return lines;
 }
 
-WatchScreen::WatchScreen(FILE* file, int terminal) : file_(file), terminal_(terminal) {
-  std::fputs("\033[?25l", file_);
-}
+WatchScreen::WatchScreen(FILE* file, int terminal) : file_(file), terminal_(terminal) { begin_anew(); }
 
 WatchScreen::~WatchScreen() {
   std::fputs("\033[?25h", file_);
@@ -168,6 +166,11 @@ void WatchScreen::show(const std::vector<std::string>& lines) {
 void WatchScreen::clear() {
   take_away();
   std::fflush(file_);
+}
+
+void WatchScreen::begin_anew() {
+  std::fputs("\033[?25l", file_);
+  shown_ = 0;
 }
 
 void WatchScreen::take_away() {

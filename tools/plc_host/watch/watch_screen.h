@@ -48,6 +48,9 @@ class WatchScreen {
   // Takes the lines away, so that something else can be printed above where they come next.
   void clear();
 
+  // The lines are not where they were drawn: others came behind them. The next ones come below.
+  void begin_anew();
+
  private:
   void take_away();
 

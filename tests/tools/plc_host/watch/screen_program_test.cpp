@@ -1,71 +1,10 @@
 // Tests of the watch command in a terminal whose keys are pressed.
-#include <pty.h>
-
 #include "tests/tools/plc_host/program_fixture.h"
+#include "tests/tools/plc_host/terminal.h"
 
 namespace {
 
 using namespace plc_host_test;
-
-// plc-host in a terminal of 80 columns and 24 lines.
-class Terminal {
- public:
-  explicit Terminal(const std::vector<std::string>& words) {
-    struct winsize size {};
-    size.ws_col = 80;
-    size.ws_row = 24;
-    pid_ = forkpty(&terminal_, nullptr, nullptr, &size);
-    if (pid_ != 0) return;
-    std::vector<char*> arguments;
-    for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
-    arguments.push_back(nullptr);
-    execv(arguments[0], arguments.data());
-    _exit(127);
-  }
-  ~Terminal() {
-    if (pid_ > 0) {
-      kill(pid_, SIGKILL);
-      waitpid(pid_, nullptr, 0);
-    }
-    close(terminal_);
-  }
-  Terminal(const Terminal&) = delete;
-  Terminal& operator=(const Terminal&) = delete;
-
-  void press(const std::string& keys) {
-    shown_.clear();
-    ASSERT_EQ(write(terminal_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
-  }
-
-  // Whether the text is shown, from the last key on.
-  bool shows(const std::string& text) {
-    for (const Clock::time_point end = Clock::now() + kPatience; Clock::now() < end;) {
-      if (shown_.find(text) != std::string::npos) return true;
-      struct pollfd ready {
-        terminal_, POLLIN, 0
-      };
-      poll(&ready, 1, 100);
-      char piece[4096];
-      const ssize_t got = ready.revents != 0 ? read(terminal_, piece, sizeof piece) : 0;
-      if (got < 0) return false;
-      shown_.append(piece, static_cast<size_t>(got));
-    }
-    return false;
-  }
-
-  int wait() {
-    int status = 0;
-    waitpid(pid_, &status, 0);
-    pid_ = -1;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  }
-  const std::string& shown() const { return shown_; }
-
- private:
-  pid_t pid_ = -1;
-  int terminal_ = -1;
-  std::string shown_;
-};
 
 TEST_F(ProgramTest, KeysInATerminal_ScrollFilterAndLookBack) {
   std::string tags;
@@ -84,6 +23,35 @@ TEST_F(ProgramTest, KeysInATerminal_ScrollFilterAndLookBack) {
   EXPECT_TRUE(terminal.shows("Z  good  0")) << terminal.shown();
   terminal.press("\x03");
   EXPECT_TRUE(terminal.shows(" calls, 0 failures")) << terminal.shown();
+  EXPECT_EQ(terminal.wait(), 0);
+}
+
+// A shell with jobs of its own: who has none to go back to is not stopped.
+TEST_F(ProgramTest, CtrlZInATerminal_GivesItBackUntilTheProgramGoesOn) {
+  std::vector<std::string> words = {"/bin/sh", "-m", "-c",
+                                    "\"$@\"; stty -a; read line; fg; stty -a; echo the shell again", "sh"};
+  for (const std::string& word : host_words({"watch", "Speed", "--interval", "3600000", "--sim", path("machine.csv"),
+                                             "--simulator", PLC_HOST_SIMULATOR, "--color", "never"})) {
+    words.push_back(word);
+  }
+  Terminal terminal(words);
+  ASSERT_TRUE(terminal.shows("\n> Speed ")) << terminal.shown();
+  ASSERT_TRUE(terminal.shows("Ctrl-C ends")) << terminal.shown();
+  terminal.press("\x1a");
+  EXPECT_TRUE(terminal.shows("\033[?25h")) << terminal.shown();
+  EXPECT_TRUE(terminal.shows("isig icanon ")) << terminal.shown();
+  EXPECT_TRUE(terminal.shows(" echo ")) << terminal.shown();
+  terminal.press("\n");
+  EXPECT_TRUE(terminal.shows("\033[?25l  NAME")) << terminal.shown();
+  EXPECT_TRUE(terminal.shows("\n> Speed ")) << terminal.shown();
+  EXPECT_TRUE(terminal.shows("Ctrl-C ends")) << terminal.shown();
+  // One key, without Return: the terminal is in the mode for them.
+  terminal.press("/");
+  EXPECT_TRUE(terminal.shows("1-1 of 1, filter /")) << terminal.shown();
+  terminal.press("\x03");
+  EXPECT_TRUE(terminal.shows("1 call, 0 failures")) << terminal.shown();
+  EXPECT_TRUE(terminal.shows("isig icanon ")) << terminal.shown();
+  EXPECT_TRUE(terminal.shows("the shell again")) << terminal.shown();
   EXPECT_EQ(terminal.wait(), 0);
 }
 
