@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <set>
 #include <utility>
 
 #include "base/shown_text.h"
@@ -53,6 +54,8 @@ long double distance(const TagEntry& entry, uint64_t before, uint64_t after) {
   return static_cast<long double>(is_up ? after - before : before - after);
 }
 
+bool is_value(Quality quality) { return quality == Quality::kGood || quality == Quality::kUnguarded; }
+
 std::string seconds_text(std::chrono::nanoseconds time) {
   char text[32];
   std::snprintf(text, sizeof text, "%.1f s", std::chrono::duration<double>(time).count());
@@ -63,27 +66,38 @@ std::string seconds_text(std::chrono::nanoseconds time) {
 
 ChangeLog::ChangeLog(LogFile& file, ChangeLogRules rules, const std::vector<TagReference>& references,
                      LogFile::Tell tell)
-    : file_(file), rules_(rules), tell_(std::move(tell)), logged_(references.size()) {
-  for (size_t i = 0; i < references.size(); ++i) logged_[i].names = names_of(references[i]);
+    : file_(file), rules_(rules), tell_(std::move(tell)), references_(references), logged_(references.size()) {
+  for (size_t i = 0; i < references.size(); ++i) {
+    logged_[i].names = names_of(references[i]);
+    logged_[i].times.resize(logged_[i].names.size());
+  }
+  file_.begin_files_with([this](WallTime time) { return values_so_far(time); });
 }
 
 void ChangeLog::begin(const std::string& about, WallTime now) {
   const LogPast& past = file_.past();
-  if (!past.has_rows && !past.last_row_cut) return add_event("started", about, now);
+  if (!past.has_rows && !past.last_row_cut) return write_row(event_row("started", about, now));
   std::string reason = about;
   if (!past.last_row.empty()) reason += "; the last row before is of " + past.last_row.substr(0, kTimeLength);
   const bool has_ended = past.last_row.substr(std::min(kTimeLength, past.last_row.size())) == kEnded;
   if (!has_ended) reason += "; nobody ended the log before, so rows may be missing";
   if (past.last_row_cut) reason += "; a row that was cut off is taken away";
-  add_event("continued", reason, now);
+  write_row(event_row("continued", reason, now));
 }
 
-void ChangeLog::end(WallTime now) { add_event("ended", "", now); }
+void ChangeLog::end(WallTime now) { write_row(event_row("ended", "", now)); }
 
 void ChangeLog::take_round(const WatchState& state, const RoundOutcome& outcome, WallTime now) {
   if (gap_.rows == 0 || close_gap(now)) forget_after_gap();
-  if (outcome.contact) add_contact(outcome, now);
-  for (size_t i = 0; i < logged_.size(); ++i) add_variable(state.rows()[i].latest, logged_[i], now);
+  if (outcome.contact) collected_.push_back(contact_row(outcome, now));
+  for (size_t i = 0; i < logged_.size(); ++i) collect_variable(state.rows()[i].latest, i, now);
+  write_collected();
+}
+
+void ChangeLog::write_collected() {
+  for (next_ = 0; next_ < collected_.size(); ++next_) write_row(collected_[next_]);
+  collected_.clear();
+  next_ = 0;
 }
 
 // Nobody knows what the rows that are missing said: all values stand in the log anew.
@@ -92,35 +106,40 @@ void ChangeLog::forget_after_gap() {
   is_behind_gap_ = false;
 }
 
-void ChangeLog::add_contact(const RoundOutcome& outcome, WallTime now) {
+ChangeLog::Row ChangeLog::contact_row(const RoundOutcome& outcome, WallTime now) {
   const char* const word = *outcome.contact == Contact::kSilent         ? "lost"
                            : *outcome.contact == Contact::kNoValues     ? "no-values"
                            : outcome.contact_before == Contact::kSilent ? "back"
                                                                         : "values";
-  add_event(word, *outcome.contact == Contact::kValues ? "after " + seconds_text(outcome.away) : outcome.reason, now);
+  return event_row(word, *outcome.contact == Contact::kValues ? "after " + seconds_text(outcome.away) : outcome.reason,
+                   now);
 }
 
-void ChangeLog::add_variable(const TagResult& result, Logged& logged, WallTime now) {
+void ChangeLog::collect_variable(const TagResult& result, size_t variable, WallTime now) {
+  Logged& logged = logged_[variable];
   const Quality quality = result.reading.quality();
   const bool is_new = !logged.is_known || logged.quality != quality || rules_.every_round;
   logged.is_known = true;
   logged.quality = quality;
-  if (result.ok()) return add_value(result, logged, is_new);
+  if (result.ok()) return collect_value(result, variable, is_new);
   if (!is_new) return;
+  logged.reason = result.reading.failure().reason;
   // What was not tried has no time of its own.
   const WallTime time = result.reading.is_taken() ? result.reading.time() : now;
-  add_row(utc_time_text(time) + "," + shown_csv_cell(result.name) + ",," + quality_word(quality) + "," +
-              shown_csv_cell(result.reading.failure().reason) + "\n",
-          time);
+  collect_row(utc_time_text(time) + "," + shown_csv_cell(result.name) + ",," + quality_word(quality) + "," +
+                  shown_csv_cell(logged.reason) + "\n",
+              time, variable, 0);
 }
 
-void ChangeLog::add_value(const TagResult& result, Logged& logged, bool is_new) {
+void ChangeLog::collect_value(const TagResult& result, size_t variable, bool is_new) {
+  Logged& logged = logged_[variable];
   const TagValue& value = *result.reading.value();
   const WallTime time = result.reading.time();
   if (value.elements.empty()) {
     if (!is_new && value.text == logged.value.text) return;
     logged.value = value;
-    return add_row(value_row(time, logged.names[0], cell_of(result.reference, value), logged.quality), time);
+    return collect_row(value_row(time, logged.names[0], cell_of(result.reference, value), logged.quality), time,
+                       variable, 0);
   }
   const bool is_other_length = logged.value.elements.size() != value.elements.size();
   if (is_other_length) logged.value.elements.assign(value.elements.size(), 0);
@@ -129,8 +148,14 @@ void ChangeLog::add_value(const TagResult& result, Logged& logged, bool is_new) 
     uint64_t& before = logged.value.elements[i];
     if (!is_new && !is_other_length && !is_change(result.reference.tag->entry, before, bits)) continue;
     before = bits;
-    add_row(value_row(time, logged.names[i], cell_of(result.reference, {{bits}, ""}), logged.quality), time);
+    collect_row(value_row(time, logged.names[i], cell_of(result.reference, {{bits}, ""}), logged.quality), time,
+                variable, i);
   }
+}
+
+void ChangeLog::collect_row(const std::string& text, WallTime time, size_t variable, size_t element) {
+  logged_[variable].times[element] = time;
+  collected_.push_back({text, time, variable, element});
 }
 
 bool ChangeLog::is_change(const TagEntry& entry, uint64_t before, uint64_t after) const {
@@ -142,15 +167,48 @@ bool ChangeLog::is_change(const TagEntry& entry, uint64_t before, uint64_t after
   return !is_near;
 }
 
-void ChangeLog::add_event(const char* word, const std::string& reason, WallTime now) {
-  add_row(utc_time_text(now) + ",,," + word + "," + shown_csv_cell(reason) + "\n", now);
+ChangeLog::Row ChangeLog::event_row(const char* word, const std::string& reason, WallTime now) {
+  return {utc_time_text(now) + ",,," + word + "," + shown_csv_cell(reason) + "\n", now, 0, std::nullopt};
 }
 
-void ChangeLog::add_row(const std::string& row, WallTime time) {
-  if (gap_.rows > 0 && !close_gap(time)) return note_dropped(time, gap_.reason);
-  const std::string problem = file_.append(row, time);
-  if (!problem.empty()) return note_dropped(time, problem);
+void ChangeLog::write_row(const Row& row) {
+  if (gap_.rows > 0 && !close_gap(row.time)) return note_dropped(row.time, gap_.reason);
+  const std::string problem = file_.append(row.text, row.time);
+  if (!problem.empty()) return note_dropped(row.time, problem);
   ++written_;
+}
+
+// Without those whose own rows come at once. Behind a gap nobody knows whether they stand.
+std::string ChangeLog::values_so_far(WallTime time) const {
+  if (gap_.rows > 0 || is_behind_gap_) return {};
+  std::set<std::pair<size_t, size_t>> coming;
+  for (size_t i = next_; i < collected_.size(); ++i) {
+    if (collected_[i].element) coming.emplace(collected_[i].variable, *collected_[i].element);
+  }
+  std::string rows;
+  for (size_t variable = 0; variable < logged_.size(); ++variable) {
+    const Logged& logged = logged_[variable];
+    const size_t count = !logged.is_known ? 0 : is_value(logged.quality) ? logged.names.size() : 1;
+    for (size_t element = 0; element < count; ++element) {
+      if (coming.count({variable, element}) == 0) rows += repeated_row(references_[variable], logged, element, time);
+    }
+  }
+  return rows;
+}
+
+// No change: its time is that of the file's beginning, its reason says when the row was that it repeats.
+std::string ChangeLog::repeated_row(const TagReference& reference, const Logged& logged, size_t element,
+                                    WallTime time) {
+  const bool has_value = is_value(logged.quality);
+  const bool is_text = logged.value.elements.empty();
+  if (!is_text && element >= logged.value.elements.size()) return {};
+  const TagValue value = is_text ? logged.value : TagValue{{logged.value.elements[element]}, ""};
+  std::string row = utc_time_text(time) + ",";
+  row += has_value ? logged.names[element] + "," + cell_of(reference, value) : shown_csv_cell(reference.text) + ",";
+  row.append(",").append(quality_word(logged.quality)).append(",");
+  const std::string reason = "repeated; last row of " + utc_time_text(logged.times[element]) +
+                             (has_value || logged.reason.empty() ? "" : "; " + logged.reason);
+  return row + shown_csv_cell(reason) + "\n";
 }
 
 void ChangeLog::note_dropped(WallTime time, const std::string& reason) {

@@ -1,7 +1,9 @@
-// The log of watch: a row for each value that changes, and one for each gap between them. It has no clock of its own.
+// The log of watch: a row for each value that changes, and one for each gap between them; each file but the first
+// begins with the values so far. It has no clock of its own.
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,7 +31,7 @@ class ChangeLog {
   // The row with which it ends.
   void end(WallTime now);
 
-  uint64_t written() const { return written_; }
+  uint64_t written() const { return written_ + file_.first_rows_written(); }
   // Rows that could not be written.
   uint64_t dropped() const { return dropped_; }
 
@@ -39,7 +41,16 @@ class ChangeLog {
     std::vector<std::string> names;  // of its elements
     bool is_known = false;
     Quality quality = Quality::kNotRead;
+    std::string reason;
     TagValue value;
+    std::vector<WallTime> times;  // of the last row of each element
+  };
+  // A row that is to be written; of no variable where it has no element.
+  struct Row {
+    std::string text;
+    WallTime time{};
+    size_t variable = 0;
+    std::optional<size_t> element;
   };
   // Rows that no row in the log tells of yet.
   struct Gap {
@@ -49,12 +60,16 @@ class ChangeLog {
     std::string reason;
   };
 
-  void add_contact(const RoundOutcome& outcome, WallTime now);
-  void add_variable(const TagResult& result, Logged& logged, WallTime now);
-  void add_value(const TagResult& result, Logged& logged, bool is_new);
+  static Row contact_row(const RoundOutcome& outcome, WallTime now);
+  void collect_variable(const TagResult& result, size_t variable, WallTime now);
+  void collect_value(const TagResult& result, size_t variable, bool is_new);
+  void collect_row(const std::string& text, WallTime time, size_t variable, size_t element);
   bool is_change(const TagEntry& entry, uint64_t before, uint64_t after) const;
-  void add_event(const char* word, const std::string& reason, WallTime now);
-  void add_row(const std::string& row, WallTime time);
+  static Row event_row(const char* word, const std::string& reason, WallTime now);
+  void write_collected();
+  void write_row(const Row& row);
+  std::string values_so_far(WallTime time) const;
+  static std::string repeated_row(const TagReference& reference, const Logged& logged, size_t element, WallTime time);
   void note_dropped(WallTime time, const std::string& reason);
   bool close_gap(WallTime now);
   void forget_after_gap();
@@ -62,6 +77,9 @@ class ChangeLog {
   LogFile& file_;
   ChangeLogRules rules_;
   LogFile::Tell tell_;
+  std::vector<TagReference> references_;
+  std::vector<Row> collected_;  // of a round
+  size_t next_ = 0;             // of them, to be written
   std::vector<Logged> logged_;
   Gap gap_;
   bool is_behind_gap_ = false;  // rows are missing, and the values have not been logged anew

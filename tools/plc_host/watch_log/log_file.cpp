@@ -89,6 +89,9 @@ bool is_log(const std::string& path, const std::string& heading) {
   return is_own && start == heading;
 }
 
+// "120kB": as much at least.
+std::string kilobytes_text(uint64_t bytes) { return std::to_string((bytes + 999) / 1000) + "kB"; }
+
 // Renames, never over a file. Some file systems cannot promise that: there it is looked at before.
 bool rename_to_free(const std::string& from, const std::string& to) {
   if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
@@ -144,6 +147,7 @@ std::string LogFile::take_opened(int descriptor) {
   day_.clear();
   is_cut_ = false;
   size_ = static_cast<uint64_t>(status.st_size);
+  begin_size_ = rules_.heading.size();
   return look_at_rows();
 }
 
@@ -212,7 +216,7 @@ std::string LogFile::reopen_where_taken_away() {
 }
 
 bool LogFile::is_due(size_t more, std::string_view day) const {
-  if (size_ <= rules_.heading.size()) return false;
+  if (size_ <= begin_size_) return false;
   if (rules_.daily && !day_.empty() && day_ != day) return true;
   return rules_.most_bytes > 0 && size_ + more > rules_.most_bytes;
 }
@@ -223,11 +227,31 @@ std::string LogFile::append(const std::string& row, WallTime time) {
   const std::string day = row.substr(0, kDayLength);
   if (is_due(row.size(), day)) problem = put_aside(time);
   if (!problem.empty()) return problem;
-  if (size_ == 0) problem = write_row(rules_.heading);
+  if (size_ == 0) problem = begin_file(time);
   if (!problem.empty()) return problem;
   problem = write_row(row);
   if (problem.empty()) day_ = day;
   return problem;
+}
+
+std::string LogFile::begin_file(WallTime time) {
+  std::string problem = write_row(rules_.heading);
+  if (!problem.empty() || !first_rows_) return problem;
+  const std::string rows = first_rows_(time);
+  if (rows.empty()) return {};
+  if (rules_.most_bytes > 0 && 2 * (rules_.heading.size() + rows.size()) > rules_.most_bytes) {
+    if (!has_told_of_room_) {
+      tell_(rules_.path + " begins without the values so far: they would take more than half of it. Try: --rotate " +
+            kilobytes_text(4 * (rules_.heading.size() + rows.size())));
+    }
+    has_told_of_room_ = true;
+    return {};
+  }
+  problem = write_row(rows);
+  if (!problem.empty()) return problem;
+  begin_size_ = size_;
+  first_rows_written_ += static_cast<uint64_t>(std::count(rows.begin(), rows.end(), '\n'));
+  return {};
 }
 
 std::vector<std::string> LogFile::files_put_aside() const {

@@ -9,6 +9,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "client/values/time_text.h"
@@ -39,6 +40,8 @@ class LogFile {
   using WriteCall = std::function<ssize_t(int, const void*, size_t)>;
   // What happened to the file and is no failure of a row.
   using Tell = std::function<void(const std::string&)>;
+  // The rows, of this time, with which a file begins that is not the first; "" for none.
+  using FirstRows = std::function<std::string(WallTime)>;
 
   LogFile(LogFileRules rules, Tell tell);
   LogFile(LogFileRules rules, Tell tell, WriteCall write_call);
@@ -53,6 +56,12 @@ class LogFile {
   // Of the log that open() found.
   const LogPast& past() const { return past_; }
 
+  // Each file that append begins has them before its row, all of them or none: none where they would take more than
+  // half of a file.
+  void begin_files_with(FirstRows first_rows) { first_rows_ = std::move(first_rows); }
+  // How many of them there are in all files.
+  uint64_t first_rows_written() const { return first_rows_written_; }
+
   // Appends a row, which begins with its time and ends with its line, whole or not at all. Returns why it is not
   // there, empty when it is. After a failure the next call begins anew.
   std::string append(const std::string& row, WallTime time);
@@ -61,6 +70,7 @@ class LogFile {
   std::string take_opened(int descriptor);
   std::string look_at_rows();
   std::string write_row(std::string_view row);
+  std::string begin_file(WallTime time);
   std::string take_back_cut_row();
   std::string reopen_where_taken_away();
   bool is_at_path() const;
@@ -76,7 +86,11 @@ class LogFile {
   Tell tell_;
   WriteCall write_call_;
   int descriptor_ = -1;
-  uint64_t size_ = 0;  // of whole rows
+  uint64_t size_ = 0;        // of whole rows
+  uint64_t begin_size_ = 0;  // of the heading and the first rows
+  FirstRows first_rows_;
+  uint64_t first_rows_written_ = 0;
+  bool has_told_of_room_ = false;
   bool is_cut_ = false;
   std::string day_;  // of the last row; empty where there is none
   std::string told_;

@@ -192,6 +192,62 @@ TEST_F(WatchLogTest, Size_PutsFilesAsideAndKeepsTheNewest) {
   EXPECT_EQ(folder_.read("week.20200101-000000.000Z.csv"), "a letter\n");
 }
 
+TEST_F(WatchLogTest, FileThatFollows_BeginsWithTheValuesSoFar) {
+  watch({make_entry("Speed", kInt), make_entry("Table", kInt, {{0, 1}}), make_string("Name", 10),
+         make_entry("Ready", kBool)});
+  file_rules_.daily = true;
+  now_ -= Seconds(2);
+  open_log();
+  round({value(0, {1}), value(1, {2, 3}), value(2, {}, "a,b"), failure(3, Quality::kRefused)});
+  round({value(0, {1}), value(1, {2, 4}), value(2, {}, "a,b"), failure(3, Quality::kRefused)});
+  round({value(0, {1}), value(1, {5, 4}), value(2, {}, "a,b"), failure(3, Quality::kRefused)});
+  EXPECT_EQ(rows(), (Rows{"T00:00:00.000Z,Speed,1,good,repeated; last row of 2023-11-14T23:59:58.000Z",
+                          "T00:00:00.000Z,Table[1],4,good,repeated; last row of 2023-11-14T23:59:59.000Z",
+                          "T00:00:00.000Z,Name,\"a,b\",good,repeated; last row of 2023-11-14T23:59:58.000Z",
+                          "T00:00:00.000Z,Ready,,refused,repeated; last row of 2023-11-14T23:59:58.000Z; no luck",
+                          "T00:00:00.000Z,Table[0],5,good,"}));
+  EXPECT_EQ(log_->written(), 12U);
+}
+
+TEST_F(WatchLogTest, FileThatBeginsWithinARound_RepeatsWhatTheRoundHasWritten) {
+  watch({make_entry("Speed", kInt), make_entry("Total", kInt)});
+  file_rules_.most_bytes = 425;
+  open_log();
+  for (uint64_t i = 1; files().size() < 2; ++i) round({value(0, {i}), value(1, {i})});
+  const Rows first = rows();
+  ASSERT_EQ(first.size(), 2U);
+  EXPECT_EQ(first[0].substr(14), ",Speed,5,good,repeated; last row of 2023-11-15T00:00:04.000Z");
+  EXPECT_EQ(first[1].substr(14), ",Total,5,good,");
+  EXPECT_LE(folder_.read(files()[0]).size(), 425U);
+}
+
+// Nobody knows whether they stand: behind the row that says so all values are logged anew.
+TEST_F(WatchLogTest, FileThatBeginsBehindAGap_RepeatsNothing) {
+  watch({make_entry("Speed", kInt), make_entry("Total", kInt)});
+  file_rules_.daily = true;
+  now_ -= Seconds(2);
+  open_log();
+  round({value(0, {1}), value(1, {2})});
+  room_ = 10;
+  round({value(0, {3}), value(1, {2})});
+  room_ = 100000;
+  round({value(0, {3}), value(1, {2})});
+  ASSERT_EQ(rows().size(), 3U);
+  EXPECT_EQ(rows()[0].substr(0, 27), "T00:00:00.000Z,,,dropped,1 ");
+  EXPECT_EQ(rows()[1], "T00:00:00.000Z,Speed,3,good,");
+  EXPECT_EQ(rows()[2], "T00:00:00.000Z,Total,2,good,");
+}
+
+TEST_F(WatchLogTest, ValuesThatWouldFillTheFile_AreNotRepeatedAndToldOnce) {
+  watch({make_entry("Speed", kInt), make_entry("Total", kInt)});
+  file_rules_.most_bytes = 160;
+  open_log();
+  for (uint64_t i = 1; i <= 12; ++i) round({value(0, {i}), value(1, {1})});
+  for (const std::string& row : rows()) EXPECT_EQ(row.find("repeated"), std::string::npos) << row;
+  EXPECT_EQ(told_, Rows{path() + " begins without the values so far: they would take more than half of it. Try: "
+                                 "--rotate 1kB"});
+}
+
 TEST_F(WatchLogTest, ClockPutBack_KeepsTheOrderOfFiles) {
   watch({make_entry("Speed", kInt)});
   file_rules_.most_bytes = 80;  // heading and a row
