@@ -32,10 +32,10 @@ void* open_library(const std::string& path) {
 }
 
 template <typename Function>
-void find_entry(void* handle, const char* name, Function& function) {
+void find_entry(void* handle, const std::string& path, const char* name, Function& function) {
   function = reinterpret_cast<Function>(dlsym(handle, name));
   if (function == nullptr) {
-    throw ClientError(ClientError::Kind::kLibrary, "the driver library has no entry point " + std::string(name));
+    throw ClientError(ClientError::Kind::kLibrary, path + " is no driver library: it has no entry point " + name);
   }
 }
 
@@ -149,12 +149,12 @@ std::string find_driver_file(const std::string& choice) {
 }
 
 void bind_entry_points(void* handle, const std::string& choice, DriverLibrary& library) {
-  find_entry(handle, "ev_plc_driver_info", library.driver_info);
-  find_entry(handle, "ev_plc_init", library.init);
-  find_entry(handle, "ev_OMRON_plc_register", library.register_host);
-  find_entry(handle, "ev_plc_read", library.read);
-  find_entry(handle, "ev_plc_write", library.write);
-  find_entry(handle, "ev_OMRON_plc_read", library.read_batch);
+  find_entry(handle, library.path, "ev_plc_driver_info", library.driver_info);
+  find_entry(handle, library.path, "ev_plc_init", library.init);
+  find_entry(handle, library.path, "ev_OMRON_plc_register", library.register_host);
+  find_entry(handle, library.path, "ev_plc_read", library.read);
+  find_entry(handle, library.path, "ev_plc_write", library.write);
+  find_entry(handle, library.path, "ev_OMRON_plc_read", library.read_batch);
   library.build_tagtable = reinterpret_cast<BuildTagTable>(dlsym(handle, "build_tagtable"));
   find_build(handle, library);
   if (choice == kGuarded && !library.is_guarded) {

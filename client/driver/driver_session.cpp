@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "client/client_error.h"
+#include "client/driver/refused_port.h"
 
 namespace plc_client::core {
 namespace {
@@ -24,6 +25,12 @@ RegRequest make_request(const Target& target, uint32_t register_id, uint32_t off
 
 void check_guards(const GuardedBuffer& buffer) {
   if (!buffer.is_intact()) throw ClientError(ClientError::Kind::kLibrary, "the driver wrote outside the host's buffer");
+}
+
+// What is left of a refused connection: the contract build does not ask how a connect ended.
+bool could_not_send(const std::vector<std::string>& lines) {
+  return std::any_of(lines.begin(), lines.end(),
+                     [](const std::string& line) { return line.find("send error") != std::string::npos; });
 }
 
 }  // namespace
@@ -99,6 +106,8 @@ CallResult DriverSession::finish(bool single, uint32_t code, uint32_t count,
   // A batch returns the code for a reply that is too short as well, and keeps the connection then.
   result.connection_lost = (single && code == PLC_NO_CONNECT) || (code != PLC_OK && connection_.socket_fd == kNoSocket);
   result.lines = take_lines_();
+  result.is_refused = !library_.is_guarded && result.connection_lost && could_not_send(result.lines) &&
+                      is_port_refused(target_.ip_address, target_.tcp_port);
   for (const std::string& line : result.lines) sink_(line);
   if (observer_) observer_(result);
   return result;

@@ -62,6 +62,7 @@ struct CallFigures {
 struct CallResult {
   uint32_t code = 0;               // what the driver returned
   bool connection_lost = false;    // it could not connect, or closed the connection
+  bool is_refused = false;         // so, and afterwards nothing listened on the controller's port
   uint32_t count = 0;              // RegValue.count as the driver left it
   std::vector<std::string> lines;  // printed meanwhile
   WallTime time{};                 // when it ended

@@ -24,6 +24,11 @@ std::optional<LineMeaning> nearest_meaning(const std::vector<std::string>& lines
   return nearest;
 }
 
+// What was found out behind the call says more than its lines.
+std::optional<LineMeaning> spoken_meaning(const CallResult& call) {
+  return call.is_refused ? meaning_of_line("guard: connect refused") : nearest_meaning(call.lines);
+}
+
 // A failure without a line of its own.
 LineMeaning unspoken_meaning(const CallResult& call) {
   if (call.code == PLC_NO_CONNECT && !call.connection_lost) {
@@ -57,7 +62,7 @@ void name_controller(const Target& target, std::string& reason) {
 }  // namespace
 
 Failure explain_failure(const CallResult& call, const Target& target) {
-  const LineMeaning meaning = nearest_meaning(call.lines).value_or(unspoken_meaning(call));
+  const LineMeaning meaning = spoken_meaning(call).value_or(unspoken_meaning(call));
   Failure failure;
   failure.quality = meaning.quality;
   failure.advice = meaning.advice;
@@ -86,6 +91,7 @@ bool leaves_write_open(const Failure& failure) {
   switch (failure.quality) {
     case Quality::kNoAnswer:
     case Quality::kLost:
+    case Quality::kNoConnection:  // found out behind the call: there may have been one during it
     case Quality::kForeign:
     case Quality::kIncomplete:
     case Quality::kFailed:

@@ -112,6 +112,18 @@ TEST(Failure, SeveralLines_TheOneNearestToTheCauseSpeaks) {
             "the reply holds 0 bytes of values, 2 were asked for (3)");
 }
 
+TEST(Failure, PortThatWasFoundRefused_SaysMoreThanTheLines) {
+  CallResult call;
+  call.code = PLC_FAILED;
+  call.connection_lost = true;
+  call.is_refused = true;
+  call.lines = {"send error"};
+  const Failure failure = explain_failure(call, kTarget);
+  EXPECT_EQ(failure.reason, "refused: nothing listens on 192.168.0.10:8500 (3)");
+  EXPECT_EQ(failure.quality, Quality::kNoConnection);
+  EXPECT_TRUE(leaves_write_open(failure)) << "it was found out behind the call";
+}
+
 TEST(Failure, LateReplies_AreNamedWhereNoOtherCame) {
   EXPECT_EQ(explained({"--timeout--", "[PLC] guard: 2 late replies dropped"}).reason,
             "192.168.0.10:8500: no answer within 3 s, only replies to other requests (3)");
