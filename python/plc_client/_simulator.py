@@ -241,7 +241,7 @@ class Simulator:
         if kind == "REAL":
             single: float = struct.unpack("<f", struct.pack("<f", float(text)))[0]
             return single
-        return float(text) if kind == "LREAL" else int(text)
+        return float(text) if kind == "LREAL" else int(text, 0)
 
     def _element(self, name: str) -> Dict[str, Any]:
         """What plc-sim tells of an element: its type, and whether it is declared."""

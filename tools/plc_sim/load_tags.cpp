@@ -59,6 +59,15 @@ bool is_capture(std::string_view bytes) {
   return false;
 }
 
+// With the mark that says so, or with the zeros that a byte order of letters has.
+bool is_utf16(std::string_view bytes) {
+  const bool has_mark = bytes.substr(0, 2) == "\xFF\xFE" || bytes.substr(0, 2) == "\xFE\xFF";
+  const auto is_letter = [&bytes](size_t at) { return bytes[at] > ' ' && bytes[at] < '\x7F'; };
+  if (has_mark || bytes.size() < 4) return has_mark;
+  const bool is_low_first = is_letter(0) && bytes[1] == '\0' && is_letter(2) && bytes[3] == '\0';
+  return is_low_first || (bytes[0] == '\0' && is_letter(1) && bytes[2] == '\0' && is_letter(3));
+}
+
 // Why no line of it is worth a look; empty for what may be a tag file.
 std::string why_no_tag_file(const std::string& path, const plc_base::FileText& file) {
   const std::string name = shown_path(path);
@@ -66,6 +75,10 @@ std::string why_no_tag_file(const std::string& path, const plc_base::FileText& f
   if (is_folder) return file.problem + ". Try: name the tag files in it, " + path + "/*.csv";
   if (!file.problem.empty()) return file.problem;
   if (file.text.empty()) return name + " is empty. Try: a tag file, which has a line for each variable";
+  if (is_utf16(file.text)) {
+    return name + " is UTF-16, a tag file is UTF-8. Try: plc-host check " + path +
+           " --fix NEW.csv, which writes it as UTF-8";
+  }
   if (is_capture(file.text)) return name + " is a capture. Try: --replay " + path;
   return {};
 }

@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <charconv>
 #include <cstring>
 #include <sstream>
@@ -66,6 +67,12 @@ std::optional<Number> number_in(std::string_view text) {
 
 // A name of a host becomes its number.
 Endpoint parse_endpoint(const char* option, const std::string& text) {
+  const size_t scheme = text.find("://");
+  if (scheme != std::string::npos) {
+    const size_t start = scheme + 3;
+    const std::string place = text.substr(start, text.find('/', start) - start);
+    refuse_endpoint(option, text, "write it without " + text.substr(0, start) + ": " + place);
+  }
   const auto parts = plc_base::split_address(text);
   if (parts && parts->is_bad_port) {
     refuse_endpoint(option, text, "a port is a number from 0 to 65535, 0 for a free one");
@@ -93,6 +100,20 @@ void require_consent(const char* option, const Endpoint& endpoint, bool allows_r
   if (allows_remote || is_loopback(endpoint)) return;
   throw std::invalid_argument(std::string(option) + " " + endpoint_text(endpoint) +
                               " lets other machines in, and there is no password: add --allow-remote if that is meant");
+}
+
+// A report that its name promises in a form of office programs would be opened by none of them.
+void refuse_other_forms(const std::string& report) {
+  const size_t dot = report.rfind('.');
+  if (dot == std::string::npos) return;
+  std::string end = report.substr(dot);
+  for (char& letter : end) letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+  for (const char* other : {".pdf", ".doc", ".docx", ".odt", ".rtf", ".xls", ".xlsx", ".ods", ".xml", ".png", ".svg"}) {
+    if (end != other) continue;
+    throw std::invalid_argument("--report " + report +
+                                ": a report is HTML, JSON, CSV or text, by its name's end. Try: " +
+                                report.substr(0, dot) + (end.find("xl") == 1 || end == ".ods" ? ".csv" : ".html"));
+  }
 }
 
 std::pair<std::string, uint8_t> parse_program(const std::string& text) {
@@ -149,9 +170,14 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
       ->type_name("ORDER:{longest-first,file}");
   app.add_flag("--skip-bad-lines", options.skip_bad_lines, "go on without the tag lines that cannot be declared");
   app.add_flag("--no-stdin", options.ignore_stdin, "take no commands, and do not end with standard input");
-  app.add_option("--pcap", options.pcap, "write what goes over the connections as a capture")
-      ->type_name("FILE")
-      ->check(is_file_name);
+  app.add_option_function<std::string>(
+         "--pcap",
+         [&options](const std::string& name) {
+           plc_usage::refuse_stream("--pcap", name);
+           options.pcap = name;
+         },
+         "write what goes over the connections as a capture")
+      ->type_name("FILE");
   app.add_option("--profile", options.profile, "imitate the controller of which this file says what was learnt")
       ->type_name("FILE")
       ->check(is_file_name);
@@ -198,6 +224,7 @@ void convert(const RawOptions& raw, Options& options) {
   if (!options.profile.empty() && !options.replay.empty()) {
     throw std::invalid_argument("--profile and --replay exclude each other: a capture says by itself what is answered");
   }
+  refuse_other_forms(options.report);
   options.animate_ms = raw.animate && raw.animate_ms == 0 ? kDefaultAnimateMs : raw.animate_ms;
   for (const std::string& text : raw.faults) options.faults.push_back(fault_of(text));
   for (const std::string& text : raw.programs) add_program(text, options.programs);

@@ -53,6 +53,26 @@ TEST_F(Mistakes, OnTheCommandLine_AreNamedWithWhatToDo) {
        "cannot listen on 192.0.2.1:0: Cannot assign requested address. Try: an address that this machine has"},
       {{"--fault", "delay 5 always", tags_}, "--fault 'delay 5 always': 'always' is written times=always"},
       {{"--fault", "delay 5 read", tags_}, "--fault 'delay 5 read': 'read' is written on=read"},
+      {{"--fault", "close on read", tags_},
+       "--fault 'close on read': 'on' is written on=REQUEST, as in: close on=read"},
+      {{"--fault", "delay 5 times 3", tags_},
+       "--fault 'delay 5 times 3': 'times' is written times=N, as in: delay MS times=3"},
+      {{"--fault", "close after 2", tags_},
+       "--fault 'close after 2': 'after' is written after=N, as in: close after=2"},
+      {{"--fault", "close every 5", tags_},
+       "--fault 'close every 5': 'every' is written every=N, as in: close every=5"},
+      {{"--report", "--quiet", tags_},
+       "--report lacks its value: --quiet is an option; write --report=--quiet if a file is called so; plc-sim --help "
+       "tells more"},
+      {{"--report", "day.pdf", tags_},
+       "--report day.pdf: a report is HTML, JSON, CSV or text, by its name's end. Try: day.html"},
+      {{"--report", "day.XLSX", tags_},
+       "--report day.XLSX: a report is HTML, JSON, CSV or text, by its name's end. Try: day.csv"},
+      {{"--pcap", "-", tags_}, "--pcap -: name a file; one that is called so is ./-; plc-sim --help tells more"},
+      {{"--web", "http://127.0.0.1:8080/", tags_},
+       "--web http://127.0.0.1:8080/: write it without http://: 127.0.0.1:8080"},
+      {{"\xE2\x80\x93listen", "127.0.0.1:0", tags_},
+       "\xE2\x80\x93listen begins with a dash that is no hyphen: write --listen; plc-sim --help tells more"},
       {{"--fault", "dealy 5", tags_}, "--fault 'dealy 5': no fault is called 'dealy'; did you mean delay?"},
       {{"--fault", "delay", tags_}, "--fault 'delay': the fault is written: delay MS"},
       {{"--fault", "close soon", tags_}, "--fault 'close soon': 'soon' is no number; the fault is written: close"},
@@ -93,6 +113,13 @@ TEST_F(Mistakes, WithFiles_AreToldAtTheStart) {
   const std::string empty = folder_.write("empty", "");
   const std::string capture = folder_.write("a.pcap", std::string("\xD4\xC3\xB2\xA1\x02\x00\x04\x00", 8));
   const std::string in = folder_.path();
+  std::string wide = "\xFF\xFE";
+  for (const char* letter = kMistakeTags; *letter != '\0'; ++letter) wide += std::string(1, *letter) + '\0';
+  for (const std::string& text : {wide, wide.substr(2), std::string("\xFE\xFF\0S", 4)}) {
+    const std::string file = folder_.write("wide.csv", text);
+    EXPECT_EQ(said_to({file}), "plc-sim: " + file + " is UTF-16, a tag file is UTF-8. Try: plc-host check " + file +
+                                   " --fix NEW.csv, which writes it as UTF-8\n");
+  }
   EXPECT_EQ(said_to({in}),
             "plc-sim: cannot read " + in + ": it is a folder. Try: name the tag files in it, " + in + "/*.csv\n");
   EXPECT_EQ(said_to({empty}), "plc-sim: " + empty + " is empty. Try: a tag file, which has a line for each variable\n");
@@ -162,6 +189,7 @@ TEST_F(Mistakes, OnTheConsole_AreNamedWithWhatToDo) {
       {"set Grid[1] 5", "no variable is called 'Grid[1]': the array is Grid[1..2,0..3]"},
       {"set Speed[0] 5", "no variable is called 'Speed[0]': Speed is one value and takes no subscript"},
       {"fault", "a fault needs a name, as in: delay 200 times=3 on=read"},
+      {"fault close on read", "'on' is written on=REQUEST, as in: close on=read"},
       {"fault delay 5 always", "'always' is written times=always"},
   };
   for (const auto& [line, said] : cases) EXPECT_EQ(sim.command(line), std::string("error: ") + said + "\n") << line;

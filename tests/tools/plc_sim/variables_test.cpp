@@ -188,7 +188,10 @@ TEST(Values, SetAndShow_AgreeForEveryType) {
       {"ULINT", "18446744073709551615", "18446744073709551615"},
       {"REAL", "1.5", "1.5"},
       {"LREAL", "-0.1", "-0.1"},
-      {"WORD", "0x1234", "4660"},
+      {"BYTE", "5", "0x05"},
+      {"WORD", "0x1234", "0x1234"},
+      {"DWORD", "1", "0x00000001"},
+      {"LWORD", "0xFEDCBA9876543210", "0xFEDCBA9876543210"},
       {"DATE", "77", "77"}};
   for (const auto& [type, text, shown] : cases) {
     Bench bench("A," + type + ",,,a,b,c,0,1\n");

@@ -104,9 +104,32 @@ std::string setting_for(std::string_view word) {
   return {};
 }
 
+// A setting whose value stands apart from it: "'on' is written on=REQUEST, as in: close on=read". Empty for anything
+// else.
+std::string setting_alone(std::string_view word, const FaultInfo& info) {
+  struct Form {
+    const char* key;
+    const char* form;
+    const char* example;
+  };
+  constexpr Form kForms[] = {{"on", "on=REQUEST", "on=read"},
+                             {"times", "times=N", "times=3"},
+                             {"after", "after=N", "after=2"},
+                             {"every", "every=N", "every=5"}};
+  for (const Form& known : kForms) {
+    if (word != known.key) continue;
+    std::string text = plc_base::quoted(word) + " is written " + known.form + ", as in: " + info.name;
+    if (*info.arguments != '\0') text += std::string(" ") + info.arguments;
+    return text + " " + known.example;
+  }
+  return {};
+}
+
 unsigned parse_argument(std::string_view word, const FaultInfo& info) {
   const bool is_number = !word.empty() && word.find_first_not_of("0123456789") == std::string_view::npos;
   if (is_number) return parse_count(word);
+  const std::string alone = setting_alone(word, info);
+  if (!alone.empty()) throw std::invalid_argument(alone);
   const std::string setting = setting_for(word);
   if (!setting.empty()) throw std::invalid_argument(plc_base::quoted(word) + " is written " + setting);
   throw std::invalid_argument(plc_base::quoted(word) + " is no number; " + written_as(info));

@@ -24,8 +24,8 @@ constexpr std::array<TypeInfo, 21> kTypes{{
     {"UINT", 16, TypeKind::kUnsigned}, {"UDINT", 32, TypeKind::kUnsigned},    {"ULINT", 64, TypeKind::kUnsigned},
     {"REAL", 32, TypeKind::kReal},     {"LREAL", 64, TypeKind::kReal},        {"STIME", 0, TypeKind::kOpaque},
     {"DATE", 0, TypeKind::kOpaque},    {"TIME_OF_DAY", 0, TypeKind::kOpaque}, {"DATE_AND_TIME", 0, TypeKind::kOpaque},
-    {"STRING", 0, TypeKind::kText},    {"STRING2", 0, TypeKind::kText},       {"BYTE", 8, TypeKind::kUnsigned},
-    {"WORD", 16, TypeKind::kUnsigned}, {"DWORD", 32, TypeKind::kUnsigned},    {"LWORD", 64, TypeKind::kUnsigned},
+    {"STRING", 0, TypeKind::kText},    {"STRING2", 0, TypeKind::kText},       {"BYTE", 8, TypeKind::kBits},
+    {"WORD", 16, TypeKind::kBits},     {"DWORD", 32, TypeKind::kBits},        {"LWORD", 64, TypeKind::kBits},
 }};
 
 struct Device {

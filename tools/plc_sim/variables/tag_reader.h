@@ -10,7 +10,8 @@ namespace plc_sim {
 
 constexpr uint8_t kNoDevice = 30;  // of a tag that stands in no device memory
 
-enum class TypeKind { kBool, kSigned, kUnsigned, kReal, kText, kOpaque };
+// kBits: unsigned, shown in hexadecimal.
+enum class TypeKind { kBool, kSigned, kUnsigned, kBits, kReal, kText, kOpaque };
 
 // Opaque types are those without a fixed width: dates, times and the like.
 struct TypeInfo {

@@ -5,6 +5,7 @@
 #include <array>
 #include <bitset>
 #include <charconv>
+#include <cinttypes>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -69,6 +70,13 @@ uint64_t real_bits(double real, unsigned bits) {
   return value;
 }
 
+// As hosts show bit patterns: 0x and two digits for each byte.
+std::string bits_text(uint64_t value, unsigned bits) {
+  std::array<char, 24> text{};
+  std::snprintf(text.data(), text.size(), "0x%0*" PRIX64, static_cast<int>(bits / 4), value);
+  return text.data();
+}
+
 // The shortest text that reads back as the same value; a REAL is shown with its own precision.
 std::string real_text(double real, unsigned bits) {
   std::array<char, 64> buffer{};
@@ -125,6 +133,7 @@ plc_base::ValueType typed_as(const TypeInfo& type) {
     case TypeKind::kReal:
       return {type.name, plc_base::ValueForm::kReal, bits};
     case TypeKind::kUnsigned:
+    case TypeKind::kBits:
     case TypeKind::kText:
     case TypeKind::kOpaque:
       break;
@@ -153,6 +162,8 @@ std::string value_text(const Memory& memory, const Element& element) {
       return real_text(real_value(number_at(memory, element), type.bits), type.bits);
     case TypeKind::kText:
       return "\"" + escaped(text_at(memory, element)) + "\"";
+    case TypeKind::kBits:
+      return bits_text(number_at(memory, element), type.bits);
     case TypeKind::kUnsigned:
     case TypeKind::kOpaque:
       break;
@@ -175,6 +186,7 @@ nlohmann::json value_json(const Memory& memory, const Element& element) {
     case TypeKind::kText:
       return escaped(text_at(memory, element));
     case TypeKind::kUnsigned:
+    case TypeKind::kBits:
     case TypeKind::kOpaque:
       break;
   }
@@ -237,6 +249,7 @@ void set_sentinel(Memory& memory, const Element& element, uint32_t serial) {
     }
     case TypeKind::kSigned:
     case TypeKind::kUnsigned:
+    case TypeKind::kBits:
     case TypeKind::kOpaque:
       break;
   }
@@ -265,6 +278,7 @@ void animate_value(Memory& memory, const Element& element, uint64_t step) {
       return;
     case TypeKind::kSigned:
     case TypeKind::kUnsigned:
+    case TypeKind::kBits:
     case TypeKind::kOpaque:
       break;
   }
