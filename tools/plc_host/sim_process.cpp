@@ -14,6 +14,7 @@
 #include <chrono>
 #include <cstring>
 
+#include "base/text.h"
 #include "client/driver/driver_library.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/exit_codes.h"
@@ -70,7 +71,8 @@ int exit_code_of(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : 
 
 SimProcess::SimProcess(const std::string& program, const std::string& tag_file,
                        const std::vector<std::string>& arguments) {
-  start(find_simulator(program), tag_file, arguments);
+  const std::string found = find_simulator(program);
+  start(found, tag_file, arguments);
   const std::string line = wait_for_first_line();
   const size_t prefix = std::strlen(kFirstLine);
   const char* digits = line.c_str() + std::min(prefix, line.size());
@@ -78,8 +80,9 @@ SimProcess::SimProcess(const std::string& program, const std::string& tag_file,
   if (line.compare(0, prefix, kFirstLine) != 0 || end.ec != std::errc() || *end.ptr != '\0') {
     finish();
     close(output_);
-    throw HostError(kExitSimulator, line.empty() ? "the simulator ended before it listened"
-                                                 : "the simulator said '" + line + "' where its port belongs");
+    throw HostError(kExitSimulator, "the simulator " + found +
+                                        (line.empty() ? " ended before it listened"
+                                                      : " said " + plc_base::quoted(line) + " where its port belongs"));
   }
 }
 

@@ -42,8 +42,10 @@ TEXT = "{text}"  # all characters at once, as a word
 FILE = "{file}"  # the name of a file that is not there
 PORT = "{port}"  # of a simulated controller with such variables
 CAPTURE = "{capture}"  # traffic about such names
+LOG = "{log}"  # where a log of watch goes, a folder of its own for each run
 # Kinds of standard output.
 LINES, JSON, CSV, SARIF, TERMINAL = "lines", "json", "csv", "sarif", "terminal"
+LOGGED = "lines, and a log with every name"
 
 COMMANDS = ("tags", "check", "read", "write", "batch", "watch", "why")  # of plc-host, that load the driver
 LIVE = ("--address", "127.0.0.1", "--port", PORT, "--tags", TAGS)
@@ -60,12 +62,14 @@ def option_rows():
     target = ("--address", "--port", "--area", "--tags", "--sim", "--simulator", "--sim-arg", "--timeout", "--delay")
     of_command = {
         "info": (), "tags": (), "check": ("--address", "--fix"), "read": ("--id", "--offset", "--count", *target),
-        "write": target, "batch": target, "watch": ("--interval", "--rounds", "--chart", *target),
+        "write": target, "batch": target,
+        "watch": ("--interval", "--rounds", "--chart", "--log", "--rotate", "--deadband", "--keep", *target),
         "why": ("--id", "--offset", "--count", "--capture", "--capture-port", "--pcap", *target)}
     goes_with = {"--port": ("--address", "127.0.0.1"), "--simulator": ("--sim", TAGS),
                  "--sim-arg": ("--sim", TAGS),
                  "--tags": ("--address", "127.0.0.1", "--port", "1"), "--chart": LIVE,
-                 "--pcap": LIVE, "--offset": ("--id", "1"), "--count": ("--id", "1"),
+                 "--pcap": LIVE, "--log": LIVE, "--rotate": ("--log", LOG), "--deadband": ("--log", LOG),
+                 "--keep": ("--log", LOG, "--rotate", "1kB"), "--offset": ("--id", "1"), "--count": ("--id", "1"),
                  "--capture-port": ("--capture", FILE)}
     names = {"info": (), "tags": (TAGS,), "check": (TAGS,), "write": (NAME + "=1",),
              "watch": (NAME, "--rounds", "1")}
@@ -97,6 +101,9 @@ ROWS = [
     *(Row("plc-host", ("watch", "--all", "--rounds", "2", "--interval", "1", *LIVE, *form), kind)
       for form, kind in (((), LINES), (("--json",), JSON), (("--csv",), CSV), ((), TERMINAL))),
     Row("plc-host", ("watch", TEXT, *LIVE)),
+    *(Row("plc-host", ("watch", "--all", "--rounds", "3", "--interval", "1", *LIVE, "--log", LOG, *more), LOGGED)
+      for more in ((), ("--log-rounds",), ("--rotate", "2kB", "--keep", "100"),
+                   ("--rotate", "daily", "--deadband", "1"))),
     *(Row("plc-host", ("why", "--capture", CAPTURE, *tags, name, *form), kind)
       for tags in ((), ("--tags", TAGS)) for name in (NAME, TEXT)
       for form, kind in (((), LINES), (("--json",), JSON))),
@@ -194,7 +201,7 @@ def look_at_csv(text):
 
 
 LOOK_AT = {LINES: lambda text: None, JSON: look_at_json, CSV: look_at_csv, SARIF: look_at_sarif,
-           TERMINAL: lambda text: None}
+           TERMINAL: lambda text: None, LOGGED: lambda text: None}
 
 
 def escaped(data):
@@ -234,9 +241,9 @@ class Bench:
             file.write(b"\n".join(self.good_lines() + wrong) + b"\n")
         return path
 
-    def words(self, row, tags, name):
+    def words(self, row, tags, name, log):
         there = {TAGS: tags, NAME: name, TEXT: self.text, FILE: tags + b"\nplc-host: " + FORGED.encode(),
-                 PORT: str(self.port).encode(), CAPTURE: os.fsencode(self.capture)}
+                 PORT: str(self.port).encode(), CAPTURE: os.fsencode(self.capture), LOG: os.fsencode(log)}
         words = [os.fsencode(self.programs[row.program])]
         for word in row.words:
             data = word.encode()
@@ -294,8 +301,11 @@ class Bench:
         has_files = any(FILE in word or word in (TAGS, CAPTURE) for word in row.words)
         has_names = any(NAME in word for word in row.words)
         rounds = max(len(self.tag_files), len(self.packs) + 1 if has_names else 0) if has_files else 1
+        logged = ""
         for number in range(rounds):
-            words = self.words(row, self.tag_files[number % len(self.tag_files)], self.names[number])
+            log_folder = pathlib.Path(tempfile.mkdtemp(prefix="log.", dir=self.folder))
+            words = self.words(row, self.tag_files[number % len(self.tag_files)], self.names[number],
+                               log_folder / "log.csv")
             if row.kind == TERMINAL:
                 out, err = self.run_on_terminal(words)
             else:
@@ -305,6 +315,12 @@ class Bench:
                     raise Failure(f"ended with {done.returncode}")
             look_at_text("standard error", err)
             LOOK_AT[row.kind](look_at_text("standard output", out))
+            logged += "".join(look_at_text(file.name, file.read_bytes()) for file in log_folder.iterdir())
+        # Not every tag file has a name that is taken.
+        if row.kind == LOGGED:
+            if not logged:
+                raise Failure("there is no log")
+            look_at_csv(logged)
 
 
 def start_controller(bench):

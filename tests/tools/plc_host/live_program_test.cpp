@@ -1,5 +1,6 @@
 // Tests of plc-host check --live: a tag file compared with what a controller answers.
 #include "tests/tools/plc_host/program_fixture.h"
+#include "tests/tools/plc_host/terminal.h"
 
 namespace {
 
@@ -67,6 +68,31 @@ TEST_F(LiveTest, FileOfTheController_EndsWithoutFindings) {
   EXPECT_THAT(outcome.out, EndsWith(": 2 names, 127.0.0.1:" + port_ + " has given 2 values, refused 0\n"));
 }
 
+TEST_F(LiveTest, SimulatedController_IsStartedAndEnded) {
+  write_file("panel.csv", "Speed,INT,,,,,,0,1,0,0,\nTotel,DINT,,,,,,1,1,0,0,\n");
+  setenv("PLC_HOST_ADDRESS", "192.0.2.1", 1);
+  const Outcome outcome =
+      run({"check", path("panel.csv"), "--live", "--sim", path("machine.csv"), "--simulator", PLC_HOST_SIMULATOR});
+  unsetenv("PLC_HOST_ADDRESS");
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(outcome.err, "refused: no variable Totel\n") << "what the simulator says";
+  EXPECT_THAT(outcome.out, HasSubstr("panel.csv:2: error: Totel: the controller refused the name, status 0004 (3)\n"));
+  EXPECT_THAT(outcome.out, HasSubstr(": 2 names, 127.0.0.1:"));
+  EXPECT_THAT(outcome.out, EndsWith(" has given 1 value, refused 1\n"));
+  const Outcome both = check({"--sim", path("machine.csv")});
+  EXPECT_EQ(both.code, 2);
+  EXPECT_EQ(both.err, "plc-host: --address and --sim exclude each other\n");
+}
+
+TEST_F(LiveTest, Terminal_ShowsHowFarItIsAndKeepsNothingOfIt) {
+  write_file("panel.csv", "Speed,INT,,,,,,0,1,0,0,\n");
+  Terminal terminal(host_words(
+      {"check", path("panel.csv"), "--live", "--sim", path("machine.csv"), "--simulator", PLC_HOST_SIMULATOR}));
+  EXPECT_TRUE(terminal.shows("\r\033[Kplc-host: 1 of 1 name asked for\r\033[K")) << terminal.shown();
+  EXPECT_TRUE(terminal.shows(" has given 1 value, refused 0\r\n")) << terminal.shown();
+  EXPECT_EQ(terminal.wait(), 0);
+}
+
 TEST_F(LiveTest, DeadController_EndsWithOneMessage) {
   write_file("panel.csv", kLiveFile);
   const Outcome outcome = check({});
@@ -91,7 +117,7 @@ TEST_F(LiveTest, WhatCannotBeDone_IsSaid) {
   write_file("panel.csv", kLiveFile);
   EXPECT_EQ(run({"check", path("panel.csv"), "--live"}).out, "");
   EXPECT_EQ(run({"check", path("panel.csv"), "--live"}).err,
-            "plc-host: which controller? --live needs --address HOST\n");
+            "plc-host: which controller? --live needs --address HOST, or --sim TAGFILE for a simulated one\n");
   EXPECT_EQ(run({"check", path("panel.csv"), "--port", "8500"}).code, 2);
   EXPECT_EQ(check({path("panel.csv")}).err, "plc-host: --live goes with one tag file\n");
   EXPECT_EQ(check({"--sarif"}).code, 2);

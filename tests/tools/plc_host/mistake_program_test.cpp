@@ -31,6 +31,52 @@ constexpr Mistake kMistakes[] = {
     {"frobnicate", 2,
      "unknown command 'frobnicate'; the commands are info, tags, check, read, write, batch, watch or why; plc-host "
      "--help tells more"},
+    {"get X", 2, "unknown command 'get', did you mean read?"},
+    {"set X=1", 2, "unknown command 'set', did you mean write?"},
+    {"list machine.csv", 2, "unknown command 'list', did you mean tags?"},
+    {"config", 2, "unknown command 'config', did you mean info?"},
+    {"version", 2, "unknown command 'version', did you mean --version?"},
+    {"read --host 127.0.0.1 X", 2, "unknown option --host, did you mean --address?"},
+    {"read --ip 127.0.0.1 X", 2, "unknown option --ip, did you mean --address?"},
+    {"read --plc=127.0.0.1 X", 2, "unknown option --plc, did you mean --address?"},
+    {"read --file machine.csv X", 2, "unknown option --file, did you mean --tags?"},
+    {"read \xE2\x80\x93"
+     "address 127.0.0.1 X",
+     2,
+     "\xE2\x80\x93"
+     "address begins with a dash that is no hyphen: write --address; plc-host read --help tells more"},
+    {"read X -\xE2\x80\x94"
+     "address=127.0.0.1",
+     2,
+     "-\xE2\x80\x94"
+     "address begins with a dash that is no hyphen: write --address; plc-host read --help tells more"},
+    {"read \xE2\x88\x92v X", 2,
+     "\xE2\x88\x92v begins with a dash that is no hyphen: write -v; plc-host read --help tells more"},
+    {"\xE2\x80\x94hlep", 2, "\xE2\x80\x94hlep begins with a dash that is no hyphen, did you mean --help?"},
+    {"read X --tags --quiet", 2,
+     "--tags lacks its value: --quiet is an option; write --tags=--quiet if that is meant; plc-host read --help tells "
+     "more"},
+    {"watch Speed --sim machine.csv --log --quiet", 2,
+     "--log lacks its value: --quiet is an option; write --log=--quiet if a file is called so; plc-host watch --help "
+     "tells more"},
+    {"watch Speed --sim machine.csv --log -", 2,
+     "--log -: name a file; one that is called so is ./-; plc-host watch --help tells more"},
+    {"why Speed --sim machine.csv --pcap -", 2,
+     "--pcap -: name a file; one that is called so is ./-; plc-host why --help tells more"},
+    {"read X --sim machine.csv --sim-arg='--fault close'", 2,
+     "--sim-arg '--fault close' is one word: write --sim-arg=--fault=close"},
+    {"read X --sim machine.csv --sim-arg='--fault delay 200'", 2,
+     "--sim-arg '--fault delay 200' is one word: write --sim-arg='--fault=delay 200'"},
+    {"check machine.csv --live --sim machine.csv --sim-arg='--fault close'", 2,
+     "--sim-arg '--fault close' is one word: write --sim-arg=--fault=close"},
+    {"read --address 192.168.000.010:8500 X", 2,
+     "--address 192.168.000.010:8500: write it without leading zeros: 192.168.0.10"},
+    {"read --address 192.168.0.0256 X", 2,
+     "--address 192.168.0.0256: an IPv4 address has four numbers up to 255: give one like 192.168.0.10 or plc1.local, "
+     "with :8500 behind it or without"},
+    {"read --address 0.0.0.0 X", 2,
+     "--address 0.0.0.0: no machine has this address: give one like 192.168.0.10 or plc1.local, with :8500 behind it "
+     "or without"},
     {"help raed", 2, "unknown command 'raed', did you mean read?"},
     {"help read write", 2, "help takes one command"},
     {"check --rules machine.csv", 2, "--rules lists the rules and checks no file: leave machine.csv away"},
@@ -103,8 +149,14 @@ constexpr Mistake kMistakes[] = {
     {"read --address 127.0.0.1 --area 7 X", 4,
      "there is no PLC7F000001_7.csv in this folder, the tag file of 127.0.0.1:8500 and area 7; there is that of area 0 "
      "or 12. Try: --tags FILE, or --area 0"},
-    {"read --address 10.1.2.3 X", 4,
-     "there is no PLCA010203_0.csv in this folder, the tag file of 10.1.2.3:8500 and area 0. Try: --tags FILE"},
+    {"read --address 200.123.45.67 X", 4,
+     "there is no PLCC87B2D43_0.csv in this folder, the tag file of 200.123.45.67:8500 and area 0. Try: --tags FILE"},
+    {"read --address 127.0.0.1 --area 1 X", 4,
+     "there is no PLC7F000001_1.csv in this folder, the tag file of 127.0.0.1:8500 and area 1; PLC07F000001_1.csv is "
+     "called differently. Try: rename it, or --tags PLC07F000001_1.csv"},
+    {"read --address 10.1.2.4 X", 4,
+     "there is no PLCA010204_0.csv in this folder, the tag file of 10.1.2.4:8500 and area 0; PLCA010204_00.csv is "
+     "called differently. Try: rename it, or --tags PLCA010204_00.csv"},
     {"tags empty.csv", 4, "the driver cannot use the tag file empty.csv. Try: plc-host check empty.csv"},
 };
 
@@ -120,6 +172,10 @@ INSTANTIATE_TEST_SUITE_P(Lines, MistakeLineTest, testing::ValuesIn(kMistakes), [
 TEST_P(MistakeLineTest, SaysWhatIsWrongAndWhatToDo) {
   write_file("PLC7F000001_0.csv", kTagFile);
   write_file("PLC7F000001_12.csv", kTagFile);
+  // What the driver would look for at no address and no area.
+  write_file("PLC7F000001_70000.csv", kTagFile);
+  write_file("PLC07F000001_1.csv", kTagFile);
+  write_file("PLCA010204_00.csv", kTagFile);
   write_file("empty.csv", "");
   const Outcome outcome = type(GetParam().line);
   EXPECT_EQ(outcome.code, GetParam().code);
@@ -156,12 +212,18 @@ TEST_F(MistakeTest, UnknownName_IsToldWithNearOnesAndTheirPlace) {
             "plc-host: Sped: machine.csv has no variable of this name; did you mean Speed (machine.csv:2)?\n");
 }
 
-TEST_F(MistakeTest, PortThatNobodyListensOn_IsNamed) {
-  const Outcome outcome =
-      type("read --driver " PLC_HOST_GUARDED " --address 127.0.0.1:" + port_ + " --tags machine.csv Speed");
-  EXPECT_EQ(outcome.code, 7);
-  EXPECT_EQ(outcome.err, "plc-host: Speed: refused: nothing listens on 127.0.0.1:" + port_ +
-                             " (2). Try: Check the port, and whether the controller's host link is switched on.\n");
+TEST_F(MistakeTest, PortThatNobodyListensOn_IsNamedWithEitherBuild) {
+  const std::string target = " --quiet --address 127.0.0.1:" + port_ + " --tags machine.csv ";
+  const std::string refused = "refused: nothing listens on 127.0.0.1:" + port_;
+  const std::string advice = ". Try: Check the port, and whether the controller's host link is switched on.\n";
+  const Outcome guarded = type("read --driver " PLC_HOST_GUARDED + target + "Speed");
+  EXPECT_EQ(guarded.code, 7);
+  EXPECT_EQ(guarded.err, "plc-host: Speed: " + refused + " (2)" + advice);
+  for (const char* command : {"read", "batch"}) {
+    const Outcome contract = type(std::string(command) + " --driver " PLC_HOST_LIBRARY + target + "Speed");
+    EXPECT_EQ(contract.code, 7) << command;
+    EXPECT_EQ(contract.err, "plc-host: Speed: " + refused + " (3)" + advice) << command;
+  }
 }
 
 TEST_F(MistakeTest, Help_FitsATerminalAndHasAnExample) {

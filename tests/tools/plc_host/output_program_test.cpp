@@ -190,7 +190,7 @@ TEST_F(OutputTest, ProgramThatIsStarted_HasNoDescriptorOfPlcHosts) {
   ASSERT_EQ(chmod(path("lister").c_str(), 0700), 0);
   const Outcome outcome = run({"read", "Speed", "--sim", path("machine.csv"), "--simulator", path("lister")});
   const Outcome alone = run_words({path("lister")});
-  EXPECT_EQ(outcome.err, alone.err + "plc-host: the simulator ended before it listened\n");
+  EXPECT_EQ(outcome.err, alone.err + "plc-host: the simulator " + path("lister") + " ended before it listened\n");
 }
 
 // What stands behind the line end would look like a line of the driver, which prints the name.

@@ -82,10 +82,12 @@ TEST_F(SettingsTest, Mistakes_AreToldWithTheirPlace) {
       {"port = \"8500\"\n", "plc-host.toml:1:8: port is the text \"8500\": give a number from 1 to 65535"},
       {"port = 0\n", "plc-host.toml:1:8: port is the integer 0: give a number from 1 to 65535"},
       {"address = 5\n", "plc-host.toml:1:11: address is the integer 5: give a text in double quotes"},
-      {"color = \"blue\"\n", "plc-host.toml:1:9: color is the text \"blue\": give auto, always or never"},
+      {"color = \"blue\"\n", "plc-host.toml:1:9: color is the text \"blue\": give \"auto\", \"always\" or \"never\""},
+      {"host = \"127.0.0.1\"\n", "plc-host.toml:1:1: unknown key 'host'; did you mean address?"},
+      {"file = \"machine.csv\"\n", "plc-host.toml:1:1: unknown key 'file'; did you mean tags?"},
       {"driver = \"/tmp/evil.so\"\n",
-       "plc-host.toml:1:10: driver is the text \"/tmp/evil.so\": give guarded or contract; a library's path is taken "
-       "from --driver and PLC_HOST_DRIVER alone"},
+       "plc-host.toml:1:10: driver is the text \"/tmp/evil.so\": give \"guarded\" or \"contract\"; a library's path is "
+       "taken from --driver and PLC_HOST_DRIVER alone"},
   };
   for (const auto& [text, said] : cases) {
     write_file("plc-host.toml", text);
@@ -103,22 +105,28 @@ TEST_F(SettingsTest, Mistakes_AreToldWithTheirPlace) {
 TEST_F(SettingsTest, ValueOfTheEnvironment_IsToldToBeWrong) {
   setenv("PLC_HOST_PORT", "x", 1);
   EXPECT_EQ(type("info").err, "plc-host: PLC_HOST_PORT x: give a number from 1 to 65535\n");
+  EXPECT_EQ(type("info --color blue").err, "plc-host: --color blue: give auto, always or never\n");
   setenv("PLC_HOST_PORT", "", 1);
   EXPECT_EQ(type("info").code, 0);
   setenv("PLC_HOST_DRIVER", PLC_HOST_LIBRARY, 1);
   EXPECT_EQ(shown("driver"), PLC_HOST_LIBRARY " from PLC_HOST_DRIVER");
 }
 
-TEST_F(SettingsTest, VariableThatIsMisspelt_IsTold) {
-  setenv("PLC_HOST_ADRESS", "x", 1);
-  setenv("PLC_HOST_PROGRAM", "x", 1);
-  const Outcome outcome = type("info");
-  unsetenv("PLC_HOST_ADRESS");
-  unsetenv("PLC_HOST_PROGRAM");
-  EXPECT_EQ(outcome.code, 0);
-  EXPECT_EQ(outcome.err,
-            "plc-host: the variable PLC_HOST_ADRESS of the environment is no setting; did you mean "
-            "PLC_HOST_ADDRESS?\n");
+TEST_F(SettingsTest, VariableThatIsNoSetting_IsTold) {
+  const std::pair<const char*, const char*> variables[] = {
+      {"PLC_HOST_ADRESS", "did you mean PLC_HOST_ADDRESS?"},
+      {"PLC_HOST_LIBRARY", "did you mean PLC_HOST_DRIVER?"},
+      {"PLC_HOST_HOST", "did you mean PLC_HOST_ADDRESS?"},
+      {"PLC_HOST_FREQUENCIES", "plc-host info lists them"},
+  };
+  for (const auto& [name, said] : variables) {
+    setenv(name, "x", 1);
+    const Outcome outcome = type("info");
+    unsetenv(name);
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(outcome.err,
+              std::string("plc-host: the variable ") + name + " of the environment is no setting; " + said + "\n");
+  }
 }
 
 // Whoever may write it would say which controller is asked.

@@ -1,5 +1,9 @@
 // The live part of the check command: asks a controller for each name of a tag file, once.
+#include <unistd.h>
+
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <set>
@@ -142,7 +146,35 @@ void take_programs(const RelayRoute& route, LiveReport& report) {
   if (programs) report.programs = programs;
 }
 
-LiveReport ask_for_all(Host& host, const RelayRoute& route) {
+// A line of a terminal that says how far it is, and goes with the object.
+class Progress {
+ public:
+  Progress(size_t all, bool is_wanted) : all_(all), is_shown_(is_wanted && isatty(STDERR_FILENO) == 1) {}
+  ~Progress() {
+    if (is_shown_) show("");
+  }
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  void take(size_t asked) {
+    const Clock::time_point now = Clock::now();
+    if (!is_shown_ || now < next_) return;
+    next_ = now + kProgressTime;
+    show("plc-host: " + std::to_string(asked) + " of " + plc_base::plural(all_, "name") + " asked for");
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  static constexpr std::chrono::milliseconds kProgressTime{200};
+
+  static void show(const std::string& text) { std::fputs(("\r\033[K" + text).c_str(), stderr); }
+
+  size_t all_;
+  bool is_shown_;
+  Clock::time_point next_;
+};
+
+LiveReport ask_for_all(Host& host, const RelayRoute& route, Progress& progress) {
   LiveReport report;
   std::set<std::string> asked;
   Patience patience;
@@ -153,6 +185,7 @@ LiveReport ask_for_all(Host& host, const RelayRoute& route) {
     if (!report.end && stop_requested()) report.end = not_read("interrupted");
     if (report.end) continue;
     const TagResult result = ask(host, tags[i]);
+    progress.take(report.names);
     take_programs(route, report);
     const size_t before = report.findings.size();
     if (take_result(result, tags[i], patience, report) && report.findings.size() > before) {
@@ -219,10 +252,24 @@ void write_summary(Host& host, const LiveReport& report, bool json) {
 
 HostOptions live_options(const HostOptions& options) {
   HostOptions live = options;
+  live.tag_file.clear();
   if (!options.address.empty()) live.given["address"] = options.address;
   use_settings(live, true);
   live.tag_file = options.checked_files.front();
   return live;
+}
+
+// Says what the report leaves open.
+int live_code(const LiveReport& report, const RelayRoute& route, const HostOptions& options) {
+  if (stop_requested()) return kExitInterrupted;
+  if (!report.end && !report.programs && !options.quiet) {
+    show_message(target_text(route.controller()) + ": its programs are not known: scopes are not compared with them");
+  }
+  if (report.end) {
+    show_error(report.end->reason + (report.end->advice.empty() ? "" : ". Try: " + report.end->advice));
+    return kExitNoConnection;
+  }
+  return report.refused() + report.others() == 0 ? kExitOk : kExitTagFailed;
 }
 
 }  // namespace
@@ -234,18 +281,15 @@ int check_live(const HostOptions& options, CommandOutput& output) {
   if (!host.session().is_guarded()) {
     throw HostError(kExitLibrary, "--live needs the guarded build: the contract build takes refusals for values");
   }
-  const LiveReport report = ask_for_all(host, route);
+  LiveReport report;
+  {
+    // The driver's lines would stand in its line.
+    Progress progress(host.tags().tags.size(), !options.quiet && options.verbosity == 0);
+    report = ask_for_all(host, route, progress);
+  }
   write_findings(host, report, options.json);
   write_summary(host, report, options.json);
-  if (stop_requested()) return kExitInterrupted;
-  if (!report.end && !report.programs && !options.quiet) {
-    show_message(target_text(route.controller()) + ": its programs are not known: scopes are not compared with them");
-  }
-  if (report.end) {
-    show_error(report.end->reason + (report.end->advice.empty() ? "" : ". Try: " + report.end->advice));
-    return kExitNoConnection;
-  }
-  return report.refused() + report.others() == 0 ? kExitOk : kExitTagFailed;
+  return host.finish(live_code(report, route, options));
 }
 
 }  // namespace plc_host

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "base/shown_text.h"
+#include "base/text.h"
 #include "client/plan/number_read.h"
 #include "client/tags/tag_reference.h"
 #include "tag_check/rule_list.h"
@@ -62,6 +63,7 @@ constexpr char kCheckDetails[] =
     "  plc-host check PLCC0A8000A_0.csv --address 192.168.0.10\n"
     "  plc-host check PLCC0A8000A_0.csv --fix corrected.csv\n"
     "  plc-host check machine.csv --live --address 192.168.0.10\n"
+    "  plc-host check PLCC0A8000A_0.csv --live --sim machine.csv\n"
     "  plc-host check --rules\n"
     "  plc-host check --rules T042\n";
 
@@ -141,6 +143,18 @@ const char* live_help(const std::string& name) {
   return name == "timeout" ? "seconds to wait for a reply" : "milliseconds to pause before each transfer";
 }
 
+// start begins the help of the first.
+std::vector<CLI::Option*> add_simulator_options(CLI::App& command, HostOptions& options, const std::string& start) {
+  CLI::Option* sim =
+      command.add_option("--sim", options.sim_tag_file, start + " a simulated controller with this tag file");
+  CLI::Option* simulator =
+      command.add_option("--simulator", options.simulator, "Simulator instead of plc-sim")->needs(sim);
+  CLI::Option* arguments =
+      command.add_option("--sim-arg", options.sim_arguments, "Argument for the simulator, may be repeated")->needs(sim);
+  arguments->allow_extra_args(false);
+  return {sim, simulator, arguments};
+}
+
 void add_check_options(CLI::App& command, HostOptions& options) {
   command.add_option("FILE", options.checked_files, "Tag files");
   command.add_option("--address", options.address, "The controller that the files are for: IPv4 address or name");
@@ -155,6 +169,17 @@ void add_check_options(CLI::App& command, HostOptions& options) {
   for (const char* name : {"port", "area", "timeout", "delay"}) {
     add_setting(command, name, options, std::string("With --live: ") + live_help(name))->needs(live);
   }
+  for (CLI::Option* option : add_simulator_options(command, options, "With --live: start")) option->needs(live);
+}
+
+// What a shell would make two words of stands in one here.
+void check_simulator_argument(const std::string& argument) {
+  const size_t blank = argument.find(' ');
+  if (argument.compare(0, 2, "--") != 0 || blank == std::string::npos || argument.find('=') < blank) return;
+  const std::string together = argument.substr(0, blank) + "=" + argument.substr(blank + 1);
+  const bool is_word = together.find_first_of(" '\"$`\\") == std::string::npos;
+  throw HostError(kExitUsage, "--sim-arg " + plc_base::quoted(argument) +
+                                  " is one word: write --sim-arg=" + (is_word ? together : plc_base::quoted(together)));
 }
 
 void check_rules(const HostOptions& options) {
@@ -182,9 +207,11 @@ void check_check(const HostOptions& options) {
   if (options.live && options.checked_files.size() != 1) {
     throw HostError(kExitUsage, "--live goes with one tag file");
   }
-  if (options.live && options.address.empty() && !options.settings.at("address").is_said()) {
-    throw HostError(kExitUsage, "which controller? --live needs --address HOST");
+  const bool has_controller = !options.sim_tag_file.empty() || !options.address.empty();
+  if (options.live && !has_controller && !options.settings.at("address").is_said()) {
+    throw HostError(kExitUsage, "which controller? --live needs --address HOST, or --sim TAGFILE for a simulated one");
   }
+  for (const std::string& argument : options.sim_arguments) check_simulator_argument(argument);
 }
 
 void add_target_options(CLI::App& command, HostOptions& options) {
@@ -196,19 +223,12 @@ void add_target_options(CLI::App& command, HostOptions& options) {
   CLI::Option* tags =
       add_setting(command, "tags", options,
                   "Tag file; else PLC<address>_<area>.csv in the working directory, as the driver has it");
-  CLI::Option* sim =
-      command.add_option("--sim", options.sim_tag_file, "Start a simulated controller with this tag file");
-  CLI::Option* simulator = command.add_option("--simulator", options.simulator, "Simulator instead of plc-sim");
-  CLI::Option* arguments =
-      command.add_option("--sim-arg", options.sim_arguments, "Argument for the simulator, may be repeated");
+  const std::vector<CLI::Option*> simulated = add_simulator_options(command, options, "Start");
   CLI::Option* area = add_setting(command, "area", options, "Area, the last number of the tag file's name");
   CLI::Option* timeout = add_setting(command, "timeout", options, "Seconds to wait for a reply");
   CLI::Option* delay = add_setting(command, "delay", options, "Milliseconds to pause before each transfer");
-  simulator->needs(sim);
-  arguments->needs(sim)->allow_extra_args(false);
-  for (CLI::Option* option : {address, port, area, tags, sim, simulator, arguments, timeout, delay}) {
-    option->group(group);
-  }
+  for (CLI::Option* option : {address, port, area, tags, timeout, delay}) option->group(group);
+  for (CLI::Option* option : simulated) option->group(group);
 }
 
 void add_name_options(CLI::App& command, HostOptions& options) {
@@ -250,7 +270,13 @@ void add_why_options(CLI::App& command, HostOptions& options) {
       command.add_option("--capture", options.capture, "Look in a capture (pcapng or pcap) instead of reading");
   CLI::Option* port = plc_usage::add_number(command, "--capture-port", options.capture_port, {1, 65535},
                                             "The controller's port in the capture; else found by itself");
-  CLI::Option* pcap = command.add_option("--pcap", options.pcap_file, "Write the traffic to a pcap file");
+  CLI::Option* pcap = command.add_option_function<std::string>(
+      "--pcap",
+      [&options](const std::string& name) {
+        plc_usage::refuse_stream("--pcap", name);
+        options.pcap_file = name;
+      },
+      "Write the traffic to a pcap file");
   port->needs(capture);
   pcap->excludes(capture);
   add_target_options(command, options);
@@ -288,6 +314,7 @@ void add_watch_options(CLI::App& command, HostOptions& options) {
 }
 
 void check_target(const HostOptions& options) {
+  for (const std::string& argument : options.sim_arguments) check_simulator_argument(argument);
   if (options.address.empty() && options.sim_tag_file.empty()) {
     throw HostError(kExitUsage, "which controller? Give --address HOST, or --sim TAGFILE for a simulated one");
   }

@@ -60,7 +60,7 @@ void add_log_options(CLI::App& command, HostOptions& options) {
   CLI::Option* file = command.add_option_function<std::string>(
       "--log",
       [&log](const std::string& name) {
-        if (name.empty()) throw CLI::ValidationError("--log : name a file");
+        plc_usage::refuse_stream("--log", name);
         log.file = name;
       },
       "Log to this file too: a row for each change and each gap");

@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
 
 #include "base/files.h"
 #include "base/near_names.h"
@@ -26,8 +26,10 @@ constexpr int kTypedRank = 0;
 constexpr int kVariableRank = 1;
 constexpr int kFirstFileRank = 2;
 constexpr int kUsualRank = 4;
-constexpr char kDriverWords[] = "guarded or contract";
-constexpr char kColorWords[] = "auto, always or never";
+constexpr char kVariableStart[] = "PLC_HOST_";
+// As files of settings write them.
+constexpr char kDriverWords[] = "\"guarded\" or \"contract\"";
+constexpr char kColorWords[] = "\"auto\", \"always\" or \"never\"";
 
 bool is_number(const SettingRule& rule) { return rule.high > 0; }
 
@@ -42,7 +44,7 @@ const SettingRule* rule_of(const std::string& name) {
   return nullptr;
 }
 
-// What the value must be, "" when it is that.
+// What the value must be as a file of settings writes it, "" when it is that.
 std::string demand_on(const SettingRule& rule, const std::string& value) {
   if (is_number(rule)) {
     return plc_usage::number_within(value, rule.low, rule.high) ? "" : range_of(rule);
@@ -50,6 +52,19 @@ std::string demand_on(const SettingRule& rule, const std::string& value) {
   if (value.empty()) return "a text that is not empty";
   const bool is_color = value == "auto" || value == "always" || value == "never";
   return is_named(rule, "color") && !is_color ? kColorWords : "";
+}
+
+// As a command line takes it.
+std::string without_quotes(std::string text) {
+  text.erase(std::remove(text.begin(), text.end(), '"'), text.end());
+  return text;
+}
+
+// The key of a setting that other programs call so; "" where nobody does.
+std::string setting_called(const std::string& elsewhere) {
+  const std::string option = plc_usage::word_used_here("--" + elsewhere);
+  const std::string name = option.substr(2);
+  return name != elsewhere && rule_of(name) != nullptr ? name : "";
 }
 
 // A file says what to do where the user has gone, and anybody may have put it there.
@@ -88,7 +103,8 @@ class SettingsFile {
   void tell_unknown(const std::string& key, plc_toml::Place place) {
     std::vector<std::string> known;
     for (const SettingRule& rule : setting_rules()) known.emplace_back(rule.name);
-    const std::string meant = plc_base::did_you_mean(key, known);
+    const std::string name = setting_called(key);
+    const std::string meant = name.empty() ? plc_base::did_you_mean(key, known) : "did you mean " + name + "?";
     findings_.error(place, "unknown key " + plc_base::quoted(key) + "; " +
                                (meant.empty() ? "the keys are " + plc_base::joined_with_or(known) : meant));
   }
@@ -148,25 +164,34 @@ Settings settings_in(const std::string& path, int rank) {
   return {};
 }
 
-// A misspelt variable would be missed in silence.
-void tell_near_variables() {
-  constexpr std::string_view kStart = "PLC_HOST_";
+// What is meant by a variable that is no setting.
+std::string meant_variable(const std::string& bare, const std::vector<std::string>& known) {
+  std::string key = bare;
+  for (char& letter : key)
+    letter = static_cast<char>(letter == '_' ? '-' : std::tolower(static_cast<unsigned char>(letter)));
+  const std::string name = key == "library" ? "driver" : setting_called(key);
+  for (const SettingRule& rule : setting_rules()) {
+    if (name == rule.name) return std::string("did you mean ") + rule.variable + "?";
+  }
+  const std::vector<std::string> near = plc_base::near_names(bare, known);
+  return near.empty() ? "plc-host info lists them" : "did you mean " + (kVariableStart + near.front()) + "?";
+}
+
+// One that is misspelt would be missed in silence.
+void tell_unknown_variables() {
   std::vector<std::string> known;
-  for (const SettingRule& rule : setting_rules()) known.emplace_back(rule.variable + kStart.size());
+  for (const SettingRule& rule : setting_rules()) known.emplace_back(rule.variable + sizeof kVariableStart - 1);
   for (char** entry = environ; *entry != nullptr; ++entry) {
-    const std::string_view name(*entry, std::strcspn(*entry, "="));
-    if (name.substr(0, kStart.size()) != kStart) continue;
-    const std::string bare(name.substr(kStart.size()));
+    const std::string name(*entry, std::strcspn(*entry, "="));
+    if (name.compare(0, sizeof kVariableStart - 1, kVariableStart) != 0) continue;
+    const std::string bare = name.substr(sizeof kVariableStart - 1);
     if (std::find(known.begin(), known.end(), bare) != known.end()) continue;
-    const std::vector<std::string> near = plc_base::near_names(bare, known);
-    if (near.empty()) continue;
-    show_message("the variable " + std::string(name) + " of the environment is no setting; did you mean " +
-                 std::string(kStart) + near.front() + "?");
+    show_message("the variable " + name + " of the environment is no setting; " + meant_variable(bare, known));
   }
 }
 
 Settings settings_of_environment() {
-  tell_near_variables();
+  tell_unknown_variables();
   Settings settings;
   for (const SettingRule& rule : setting_rules()) {
     const char* value = std::getenv(rule.variable);
@@ -182,7 +207,9 @@ void add_missing(Settings& settings, const Settings& more) {
     const std::string demand = demand_on(rule, setting.value);
     // What a better place says otherwise does not matter.
     if (settings.count(name) > 0) continue;
-    if (!demand.empty()) throw HostError(kExitUsage, setting.from + " " + setting.value + ": give " + demand);
+    if (!demand.empty()) {
+      throw HostError(kExitUsage, setting.from + " " + setting.value + ": give " + without_quotes(demand));
+    }
     settings[name] = setting;
   }
 }

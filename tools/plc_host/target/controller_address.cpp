@@ -16,6 +16,32 @@ bool looks_like_number(const std::string& host) {
   return is_hexadecimal || last.find_first_not_of("0123456789") == std::string::npos;
 }
 
+// The address without the zeros that spreadsheets and forms put before its numbers; the C library would not take them,
+// others take them for octal.
+std::string without_leading_zeros(const std::string& host) {
+  std::string text;
+  for (size_t i = 0; i < host.size(); ++i) {
+    const bool begins_number = i == 0 || host[i - 1] == '.';
+    if (!begins_number) {
+      text += host[i];
+      continue;
+    }
+    while (host[i] == '0' && i + 1 < host.size() && host[i + 1] != '.') ++i;
+    text += host[i];
+  }
+  return text;
+}
+
+void refuse_number(const std::string& said, const std::string& host) {
+  if (!plc_base::is_ipv4_address(host)) {
+    const std::string meant = without_leading_zeros(host);
+    const bool has_zeros = meant != host && plc_base::is_ipv4_address(meant);
+    throw HostError(kExitUsage, has_zeros ? said + "write it without leading zeros: " + meant
+                                          : said + "an IPv4 address has four numbers up to 255: " + kForms);
+  }
+  if (host == "0.0.0.0") throw HostError(kExitUsage, said + "no machine has this address: " + kForms);
+}
+
 }  // namespace
 
 plc_base::HostPort split_controller_address(const std::string& text, const std::string& from) {
@@ -31,9 +57,7 @@ plc_base::HostPort split_controller_address(const std::string& text, const std::
   if (parts->is_bad_port || parts->at.port == 0) {
     throw HostError(kExitUsage, said + "behind the colon stands the port: give a number from 1 to 65535");
   }
-  if (looks_like_number(parts->at.host) && !plc_base::is_ipv4_address(parts->at.host)) {
-    throw HostError(kExitUsage, said + "an IPv4 address has four numbers up to 255: " + kForms);
-  }
+  if (looks_like_number(parts->at.host)) refuse_number(said, parts->at.host);
   return parts->at;
 }
 

@@ -6,8 +6,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
+#include <cstdint>
 #include <memory>
 #include <optional>
+#include <system_error>
 
 #include "base/files.h"
 #include "base/near_names.h"
@@ -25,16 +28,57 @@ namespace {
 constexpr size_t kMostAreas = 8;  // in a message
 constexpr char kCheck[] = ". Try: plc-host check ";
 
+int sign_at(const std::string& text, size_t at) { return static_cast<unsigned char>(text[at]); }
+
+// What the driver would make of an address and an area: "PLC", at most eight upper-case hexadecimal digits, "_", the
+// area, ".csv"; neither number begins with a zero that it could do without.
 bool is_tag_file_name(const std::string& name) {
   constexpr std::string_view kStart = "PLC";
   constexpr std::string_view kEnd = ".csv";
+  constexpr size_t kMostDigits = 8;
   const size_t line = name.find('_');
   if (name.compare(0, kStart.size(), kStart) != 0 || line == std::string::npos || line == kStart.size()) return false;
   const std::string number = name.substr(kStart.size(), line - kStart.size());
-  const std::string area = name.substr(line + 1);
-  const size_t area_digits = std::min(area.find_first_not_of("0123456789"), area.size());
-  return number.find_first_not_of("0123456789ABCDEF") == std::string::npos && area_digits > 0 &&
-         area.substr(area_digits) == kEnd;
+  const std::string area = name.substr(line + 1, name.find('.') - std::min(name.find('.'), line + 1));
+  uint16_t area_number = 0;
+  const std::from_chars_result end = std::from_chars(area.data(), area.data() + area.size(), area_number);
+  return number.find_first_not_of("0123456789ABCDEF") == std::string::npos && number.size() <= kMostDigits &&
+         (number == "0" || number[0] != '0') && end.ec == std::errc() && std::to_string(area_number) == area &&
+         name.substr(line + 1 + area.size()) == kEnd;
+}
+
+std::vector<std::string> names_in_folder() {
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("."), closedir);
+  if (!folder) return names;
+  while (const dirent* entry = readdir(folder.get())) names.emplace_back(entry->d_name);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// Small letters, and no zeros that the numbers could do without.
+std::string comparable_name(const std::string& name) {
+  std::string plain;
+  for (size_t i = 0; i < name.size(); ++i) {
+    const bool begins_number = i == 3 || (i > 0 && name[i - 1] == '_');
+    while (begins_number && name[i] == '0' && i + 1 < name.size() && std::isxdigit(sign_at(name, i + 1)) != 0) ++i;
+    plain += static_cast<char>(std::tolower(sign_at(name, i)));
+  }
+  return plain;
+}
+
+// A file that somebody meant for the one of this name; "" where there is none. A near one is none where there are
+// others that the driver would take.
+std::string misnamed_file(const std::string& name, bool has_others) {
+  std::vector<std::string> files;
+  for (const std::string& file : names_in_folder()) {
+    if (is_tag_file_name(file) || file.front() == '.' || file.back() == '~') continue;
+    if (comparable_name(file) == comparable_name(name)) return file;
+    files.push_back(file);
+  }
+  if (has_others) return {};
+  const std::vector<std::string> near = plc_base::near_names(name, files);
+  return near.empty() ? "" : near.front();
 }
 
 // "area 0", "areas 0 and 2": of the controller, in the working directory.
@@ -117,10 +161,15 @@ void demand_own_tag_file(const Target& controller) {
   const std::string name = tag_file_name(controller);
   if (access(name.c_str(), F_OK) == 0) return demand_tag_file(name);
   const std::vector<std::string> areas = areas_of(controller);
+  const std::string said = "there is no " + name + " in this folder, the tag file of " + target_text(controller) +
+                           " and area " + std::to_string(controller.area);
+  const std::string misnamed = misnamed_file(name, !areas.empty());
+  if (!misnamed.empty()) {
+    throw HostError(kExitTagFile,
+                    said + "; " + misnamed + " is called differently. Try: rename it, or --tags " + misnamed);
+  }
   throw HostError(kExitTagFile,
-                  "there is no " + name + " in this folder, the tag file of " + target_text(controller) + " and area " +
-                      std::to_string(controller.area) +
-                      (areas.empty() ? "" : "; there is that of area " + plc_base::joined_with_or(areas)) +
+                  said + (areas.empty() ? "" : "; there is that of area " + plc_base::joined_with_or(areas)) +
                       ". Try: --tags FILE" + (areas.empty() ? "" : ", or --area " + areas.front()));
 }
 
@@ -169,13 +218,10 @@ std::string remark_on_types(const TagList& tags, const TagFilePath& file, const 
 }
 
 std::vector<std::string> own_tag_files() {
-  std::vector<std::string> names;
-  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("."), closedir);
-  if (!folder) return names;
-  while (const dirent* entry = readdir(folder.get())) {
-    if (is_tag_file_name(entry->d_name)) names.emplace_back(entry->d_name);
-  }
-  std::sort(names.begin(), names.end());
+  std::vector<std::string> names = names_in_folder();
+  names.erase(
+      std::remove_if(names.begin(), names.end(), [](const std::string& name) { return !is_tag_file_name(name); }),
+      names.end());
   return names;
 }
 
