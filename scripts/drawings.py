@@ -81,7 +81,7 @@ def transfer():
     drawing.arrow((driver, 140), (controller, 140), "resolve: Motor.Speed")
     drawing.arrow((controller, 170), (driver, 170), "handle: five bytes")
     drawing.arrow((driver, 215), (controller, 215), "value of this handle, 2 words")
-    drawing.arrow((controller, 245), (driver, 245), "00 78 00 00")
+    drawing.arrow((controller, 245), (driver, 245), "value: 00 78 00 00")
     drawing.text(driver + 12, 272, "words and bytes into the host's order", "small", "start")
     drawing.arrow((driver, 300), (panel, 300), "result 0, the value 120")
     return drawing
