@@ -71,14 +71,25 @@ TEST_F(NamesTest, NameInAnotherSpelling_IsToldInTheUsualOne) {
                                     " has no variable that fits this pattern: letter case counts, as in Motor.Run\n");
 }
 
+TEST_F(NamesTest, WhyOfANameInAnotherSpelling_AdvisesTheUsualOne) {
+  const std::pair<const char*, const char*> names[] = {{"Table(1)", "Table(1)"}, {"Speed ", "'Speed '"}};
+  for (const auto& [typed, told] : names) {
+    EXPECT_THAT(
+        run_on_simulator({"why", typed}).out,
+        HasSubstr("  1. " + std::string(told) + ": the tag file has no variable of this name\n     Try: Did you " +
+                  "mean " + (std::string(typed) == "Speed " ? "Speed" : "Table[1]") + "?\n"));
+  }
+}
+
 TEST_F(NamesTest, FileOfAnotherKind_IsToldWhereItIsUsedAsATagFile) {
   write_file("notes.txt", "hello\nworld\n");
   const std::string file = path("notes.txt");
   const std::string none = ": none of its lines has a type. Try: plc-host check " + file + "\n";
   EXPECT_EQ(run({"write", "--dry-run", "--tags", file, "Speed=1"}).err,
-            "plc-host: Speed: " + file + " has no variable of this name; none of its lines has a type. Try: plc-host " +
+            "plc-host: Speed: " + file + " has no variable of this name: none of its lines has a type. Try: plc-host " +
                 "check " + file + "\nplc-host: nothing was written\n");
   EXPECT_EQ(run({"tags", file}).err, "plc-host: " + file + none);
+  EXPECT_EQ(run({"tags", file, "X*"}).err, "plc-host: X*: " + file + " has no variable that fits this pattern" + none);
   EXPECT_EQ(run({"tags", file, "--quiet"}).err, "");
 }
 

@@ -173,6 +173,16 @@ TEST_F(OutputTest, CaptureOverTheTagFile_IsRefusedBeforeAnythingIsAsked) {
   EXPECT_EQ(file_text(path("machine.csv")), kTagFile);
 }
 
+TEST_F(OutputTest, CaptureWhereTheResultsGo_IsRefusedBeforeAnythingIsAsked) {
+  std::vector<std::string> words = {"/bin/sh", "-c", "file=$1; shift; exec \"$@\" >\"$file\"", "sh", path("road")};
+  for (const std::string& word : on_simulator({"why", "Speed", "--pcap", path("road")})) words.push_back(word);
+  const Outcome outcome = run_words(words);
+  EXPECT_EQ(outcome.code, kOutputCode);
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: cannot write " + path("road") +
+                                     ": standard output goes there too. Try: name another file\n"));
+  EXPECT_EQ(file_text(path("road")), "");
+}
+
 // What is no file has no end, or would be waited for.
 TEST_F(OutputTest, InputThatIsNoRegularFile_IsRefusedAtOnce) {
   ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);

@@ -81,6 +81,7 @@ TEST_F(SettingsTest, Mistakes_AreToldWithTheirPlace) {
        "color"},
       {"port = \"8500\"\n", "plc-host.toml:1:8: port is the text \"8500\": give a number from 1 to 65535"},
       {"port = 0\n", "plc-host.toml:1:8: port is the integer 0: give a number from 1 to 65535"},
+      {"timeout = 0\n", "plc-host.toml:1:11: timeout is the integer 0: give whole seconds, from 1 to 86400"},
       {"address = 5\n", "plc-host.toml:1:11: address is the integer 5: give a text in double quotes"},
       {"color = \"blue\"\n", "plc-host.toml:1:9: color is the text \"blue\": give \"auto\", \"always\" or \"never\""},
       {"host = \"127.0.0.1\"\n", "plc-host.toml:1:1: unknown key 'host'; did you mean address?"},

@@ -40,7 +40,7 @@ void tell_types(const HostOptions& options, const Host& host, const std::vector<
   for (const TagResult& result : results) {
     if (result.is_found()) tags.push_back(result.reference.tag);
   }
-  const std::string remark = tags.empty() ? "" : remark_on_types(host.tags(), host.tag_file(), tags);
+  const std::string remark = remark_on_types(host.tags(), host.tag_file(), tags);
   if (!remark.empty() && !options.quiet) show_message(remark);
 }
 

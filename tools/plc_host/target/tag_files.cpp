@@ -139,7 +139,7 @@ std::string what_was_meant(const TagList& tags, const TagFilePath& file, std::st
   if (is_csv_name(name)) return "; a tag file is given with --tags " + std::string(name);
   const std::string apart = names_apart(tags, name);
   if (!apart.empty()) return "; names stand apart, without commas: " + apart;
-  if (has_no_type(tags)) return std::string("; none of its lines has a type") + kCheck + file.shown;
+  if (std::string hint = hint_on_types(tags, file.shown); !hint.empty()) return hint;
   std::vector<std::string> names;
   for (const Tag& tag : tags.tags) names.push_back(tag.qualified_name);
   const std::vector<std::string> meant = meant_names(name, names);
@@ -203,12 +203,16 @@ TagReference find_variable(const TagList& tags, const TagFilePath& file, std::st
   }
 }
 
-bool has_no_type(const TagList& tags) {
-  return std::none_of(tags.tags.begin(), tags.tags.end(), [](const Tag& tag) { return has_known_type(tag.entry); });
+std::string hint_on_types(const TagList& tags, const std::string& shown) {
+  const auto has_type = [](const Tag& tag) { return has_known_type(tag.entry); };
+  if (std::any_of(tags.tags.begin(), tags.tags.end(), has_type)) return {};
+  return std::string(": none of its lines has a type") + kCheck + shown;
 }
 
 std::string remark_on_types(const TagList& tags, const TagFilePath& file, const std::vector<const Tag*>& some) {
-  if (has_no_type(tags)) return file.shown + ": none of its lines has a type" + kCheck + file.shown;
+  if (some.empty()) return {};
+  const std::string hint = hint_on_types(tags, file.shown);
+  if (!hint.empty()) return file.shown + hint;
   const auto is_typeless = [](const Tag* tag) { return !has_known_type(tag->entry); };
   const auto count = static_cast<uint64_t>(std::count_if(some.begin(), some.end(), is_typeless));
   if (count == 0) return {};

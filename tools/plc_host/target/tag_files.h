@@ -32,8 +32,9 @@ TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const
 // As find_reference; a name that the file does not have is told with what was probably meant and where that stands.
 TagReference find_variable(const TagList& tags, const TagFilePath& file, std::string_view name);
 
-// Whether the driver understood the type of no line: then it is another kind of file.
-bool has_no_type(const TagList& tags);
+// What to say of a file of which the driver understood the type of no line, which is of another kind then: ": none of
+// its lines has a type. Try: plc-host check notes.txt"; empty for any other.
+std::string hint_on_types(const TagList& tags, const std::string& shown);
 
 // What to say of some of its variables that have no type that the driver knows; empty where all have one.
 std::string remark_on_types(const TagList& tags, const TagFilePath& file, const std::vector<const Tag*>& some);

@@ -16,6 +16,7 @@
 #include "client/tags/name_pattern.h"
 #include "client/tags/tag_reference.h"
 #include "tools/plc_host/exit_codes.h"
+#include "tools/plc_host/target/tag_files.h"
 
 namespace plc_host {
 namespace {
@@ -191,6 +192,7 @@ std::vector<size_t> positions_fitting(const TagList& tags, std::string_view patt
 
 std::string why_none_fits(const TagList& tags, const std::string& file, const std::string& pattern) {
   const std::string reason = file + " has no variable that fits this pattern";
+  if (const std::string hint = hint_on_types(tags, file); !hint.empty()) return reason + hint;
   const std::string plain = with_plain_brackets(pattern);
   if (plain != pattern && !positions_fitting(tags, plain).empty()) {
     return reason + ": a bracket begins a set of characters; did you mean " + plc_base::quoted(plain) + "?";
