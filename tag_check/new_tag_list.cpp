@@ -101,6 +101,10 @@ std::optional<Heading> heading_of(const CsvLine& line) {
   return heading;
 }
 
+void tell_doubles(const Heading& heading, uint32_t line, NewTagList* list) {
+  if (!heading.problem.empty()) list->findings.push_back({"T044", line, 1, heading.problem, {}});
+}
+
 // Puts a name together that was split at the commas of its subscripts.
 void join_name(char separator, size_t name, CsvLine* line) {
   constexpr size_t kMostSubscripts = 3;
@@ -161,11 +165,8 @@ NewTagList list_of(const std::vector<ListLine>& lines) {
       continue;
     }
     const auto heading = list.tags.empty() ? heading_of(csv) : std::nullopt;
-    if (heading && !heading->problem.empty()) {
-      list.findings.push_back({"T044", line.number, 1, heading->problem, {}});
-      return list;
-    }
     if (heading && !has_heading) {
+      tell_doubles(*heading, line.number, &list);
       columns = heading->columns;
       has_heading = true;
       continue;

@@ -93,7 +93,7 @@ std::string ranges_from_lengths(std::string_view text) {
 
 // The one type that the text names; empty when it names none, or several.
 std::string single_type(std::string_view text) {
-  const std::string upper = upper_case(without_blanks(text));
+  std::string upper = upper_case(without_blanks(text));
   if (is_type(upper)) return upper;
   for (const ForeignType& foreign : kForeignTypes) {
     if (upper == foreign.name) return foreign.type;
@@ -101,27 +101,31 @@ std::string single_type(std::string_view text) {
   return {};
 }
 
+// The type in "OF INT"; empty for none.
+std::string_view type_of_elements(std::string_view text) {
+  constexpr std::string_view kOf = "OF";
+  text = without_blanks(text);
+  return text.substr(0, kOf.size()) == kOf ? without_blanks(text.substr(kOf.size())) : text;
+}
+
 // What to say of an array without the bounds of its ranges: INT[10], ARRAY[10] OF INT, ARRAY OF INT, INT[].
 std::string array_hint(std::string_view upper) {
   constexpr std::string_view kArray = "ARRAY";
-  constexpr std::string_view kOf = "OF ";
+  const bool is_array = upper.substr(0, kArray.size()) == kArray;
   const size_t open = upper.find('[');
   const size_t close = open == std::string_view::npos ? open : upper.find(']', open);
   const bool has_brackets = close != std::string_view::npos;
-  std::string_view type = without_blanks(upper.substr(0, open));
-  const bool is_array = type.substr(0, kArray.size()) == kArray;
-  if (is_array) type = without_blanks(has_brackets ? upper.substr(close + 1) : type.substr(kArray.size()));
   if (!is_array && !has_brackets) return {};
-  if (is_array && type.substr(0, kOf.size()) == kOf) type = without_blanks(type.substr(kOf.size()));
-  const std::string known = single_type(type);
-  const bool names_none = is_array && (type.empty() || type == "OF");
-  if (known.empty() && !names_none) return {};
-  const std::string element = known.empty() ? "INT" : known;
+  const std::string_view type =
+      is_array ? type_of_elements(upper.substr(has_brackets ? close + 1 : kArray.size())) : upper.substr(0, open);
+  const std::string element = is_array && type.empty() ? "INT" : single_type(type);
+  if (element.empty()) return {};
   const std::string_view lengths = has_brackets ? upper.substr(open + 1, close - open - 1) : std::string_view();
+  if (without_blanks(lengths).empty()) {
+    return "an array has its bounds: write " + element + "[0..9] for 10 elements";
+  }
   const std::string ranges = ranges_from_lengths(lengths);
-  if (!ranges.empty()) return "an array has both bounds: write " + element + ranges;
-  if (!without_blanks(lengths).empty()) return {};
-  return "an array has its bounds: write " + element + "[0..9] for 10 elements";
+  return ranges.empty() ? "" : "an array has both bounds: write " + element + ranges;
 }
 
 bool are_bounds(std::string_view text) {

@@ -21,8 +21,6 @@ std::vector<std::string> members_of(std::string_view structure, const std::vecto
   return members;
 }
 
-bool is_digit(char sign) { return sign >= '0' && sign <= '9'; }
-
 std::string_view without_ends(std::string_view text) {
   constexpr std::string_view kStray = " \t\r:,;";
   const size_t first = text.find_first_not_of(kStray);
@@ -30,23 +28,30 @@ std::string_view without_ends(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kStray) - first + 1);
 }
 
-// In one pair of square brackets, with commas between the subscripts and two dots between bounds.
+bool is_digit_at(std::string_view text, size_t at) { return at < text.size() && text[at] >= '0' && text[at] <= '9'; }
+
+// What stands for the character at the place in one pair of square brackets, with commas between the subscripts and two
+// dots between bounds.
+std::string_view usual_sign(std::string_view text, size_t at) {
+  const bool follows_end = at > 0 && (text[at - 1] == ']' || text[at - 1] == ')');
+  const bool precedes_start = at + 1 < text.size() && (text[at + 1] == '[' || text[at + 1] == '(');
+  switch (text[at]) {
+    case '(':
+    case '[':
+      return follows_end ? "," : "[";
+    case ')':
+    case ']':
+      return precedes_start ? "" : "]";
+    case '-':
+      return at > 0 && is_digit_at(text, at - 1) && is_digit_at(text, at + 1) ? ".." : "-";
+    default:
+      return text.substr(at, 1);
+  }
+}
+
 std::string with_usual_brackets(std::string_view text) {
   std::string usual;
-  for (size_t at = 0; at < text.size(); ++at) {
-    const char next = at + 1 < text.size() ? text[at + 1] : '\0';
-    const bool is_end = text[at] == ']' || text[at] == ')';
-    if (is_end && (next == '[' || next == '(')) {
-      usual += ',';
-      ++at;
-    } else if (text[at] == '(' || text[at] == ')') {
-      usual += is_end ? ']' : '[';
-    } else if (text[at] == '-' && at > 0 && is_digit(text[at - 1]) && is_digit(next)) {
-      usual += "..";
-    } else {
-      usual += text[at];
-    }
-  }
+  for (size_t at = 0; at < text.size(); ++at) usual += usual_sign(text, at);
   return usual;
 }
 
