@@ -64,6 +64,11 @@ def main():
         what = settings_of(what[1])
     expected = expected_files(*what, components)
     found = {str(path.relative_to(prefix)) for path in prefix.rglob("*") if path.is_symlink() or not path.is_dir()}
+    for folder in [name.removesuffix("**") for name in expected if name.endswith("/**")]:
+        below = {name for name in found if name.startswith(folder)}
+        if below:
+            expected.remove(f"{folder}**")
+        found -= below
     problems = [f"missing: {name}" for name in sorted(expected - found)]
     problems += [f"not expected: {name}" for name in sorted(found - expected)]
     problems += [] if expected else ["no file is expected"]

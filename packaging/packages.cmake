@@ -17,6 +17,9 @@ endif()
 if(PLC_BUILD_GATEWAY)
   list(APPEND CPACK_COMPONENTS_ALL gateway)
 endif()
+if(PLC_BUILD_SITE)
+  list(APPEND CPACK_COMPONENTS_ALL doc)
+endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -78,6 +81,15 @@ set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONTROL_EXTRA
 set(CPACK_COMPONENT_GATEWAY_DESCRIPTION "${PROJECT_DESCRIPTION} (gateway)
  Puts a controller on an MQTT broker, as a Sparkplug B edge node with one device: plc-gateway, and a unit of systemd for
  each controller, none of which is enabled.")
+
+# The same for every machine.
+set(CPACK_DEBIAN_DOC_PACKAGE_NAME plc-driver-doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_SUGGESTS www-browser)
+set(CPACK_COMPONENT_DOC_DESCRIPTION "${PROJECT_DESCRIPTION} (pages)
+ The pages and the reference of the C, C++ and Python interfaces, for a browser, with a search:
+ /usr/share/doc/plc-driver-doc/html/index.html")
 
 # The compiled half is for the Python of one Debian.
 set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-plc-client)

@@ -367,7 +367,7 @@ case "$(basename "$0") $*" in
   git*) echo 0 ;;
   cpack*) mkdir -p "$4" && for name in libplc-driver1 libplc-driver-dev libplc-client1 \
       libplc-client-dev plc-tools python3-plc-client plc-gateway; do
-      echo new >"$4/${name}_VERSION_amd64.deb"; done ;;
+      echo new >"$4/${name}_VERSION_amd64.deb"; done; echo new >"$4/plc-driver-doc_VERSION_all.deb" ;;
   *--install*) while [ "$1" != --prefix ]; do shift; done; mkdir -p "$2" && echo new >"$2/file" ;;
 esac
 """
@@ -388,7 +388,8 @@ def check_packages(_builder, work):
     own = [f"libplc-driver1_{VERSION}_amd64.deb", f"libplc-driver-dev_{VERSION}_amd64.deb",
            f"libplc-client1_{VERSION}_amd64.deb", f"libplc-client-dev_{VERSION}_amd64.deb",
            f"plc-tools_{VERSION}_amd64.deb", f"python3-plc-client_{VERSION}_amd64.deb",
-           f"plc-gateway_{VERSION}_amd64.deb", f"plc_driver-{VERSION}-linux-amd64.tar.gz"]
+           f"plc-gateway_{VERSION}_amd64.deb", f"plc-driver-doc_{VERSION}_all.deb",
+           f"plc_driver-{VERSION}-linux-amd64.tar.gz"]
     earlier = ["libplc-driver1_0.9.0_amd64.deb", "plc_driver-0.9.0-linux-armhf.tar.gz"]
     (output / "SHA256SUMS.asc").write_text("old\n", encoding="utf-8")
     strange = ["firefox_1.0_amd64.deb", "backup.tar.gz", "libplc-driver1_0.8.0_amd64.deb", "notes.txt", "stage/kept"]
