@@ -130,7 +130,8 @@ def check_checks(work):
     project = make_project(work)
     script = project / "scripts/check"
     names = re.findall(r"^  ([a-z]+) +\S", run([script, "--help"], cwd=work).split("\nchecks:\n")[1], re.M)
-    source = (ROOT / "scripts/check").read_text(encoding="utf-8")
+    source = "\n".join(path.read_text(encoding="utf-8")
+                       for path in [ROOT / "scripts/check", *sorted((ROOT / "scripts").glob("*.py"))])
     demand(sorted(names) == sorted(re.findall(r"^def check_(\w+)", source, re.M)), f"listed: {names}")
     demand_refused(work, [script, "nothing"], 2, "unknown check: nothing", cwd=work)
     demand_refused(work, [project / "scripts/pre-commit", "words"], 2, "unknown word 'words'", cwd=work)
