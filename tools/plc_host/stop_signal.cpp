@@ -47,7 +47,7 @@ void wait_for_stop(std::chrono::milliseconds time) { wait_for_input(time, -1); }
 bool wait_for_input(std::chrono::milliseconds time, int descriptor) {
   sigset_t mask;
   pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-  sigdelset(&mask, SIGTSTP);
+  for (const int number : {SIGTSTP, SIGCONT}) sigdelset(&mask, number);
   const auto end = std::chrono::steady_clock::now() + time;
   while (!stop_requested()) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());

@@ -51,7 +51,7 @@ ListenAddress parse_listen(const std::string& text) {
   const bool is_right = parts && (parts->has_brackets || plc_base::is_ipv4_address(parts->at.host));
   if (!is_right) {
     parsed.problem = "is " + plc_base::quoted(text) +
-                     ": give an address and a port like 127.0.0.1:9600 or [::1]:9600; 0.0.0.0 is every network";
+                     ": give an address and a port like \"127.0.0.1:9600\" or \"[::1]:9600\"; 0.0.0.0 is every network";
   } else if (!parts->at.port) {
     parsed.problem =
         "is " + plc_base::quoted(text) + " without a port: give one from 0 to 65535, 0 for any that is free";

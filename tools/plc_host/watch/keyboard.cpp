@@ -16,6 +16,7 @@ struct Held {
   int screen = -1;
   struct termios before {};
   struct sigaction stop_before {};
+  struct sigaction go_on_before {};
 };
 Held held;
 volatile sig_atomic_t is_given_back = 0;
@@ -23,10 +24,12 @@ volatile sig_atomic_t is_given_back = 0;
 // A program in the background that touches its terminal is stopped.
 bool has_terminal() { return isatty(STDIN_FILENO) == 1 && tcgetpgrp(STDIN_FILENO) == getpgrp(); }
 
-sigset_t stop_signal_alone() {
+// Those that would interrupt a call of the driver.
+sigset_t own_signals() {
   sigset_t set;
   sigemptyset(&set);
   sigaddset(&set, SIGTSTP);
+  sigaddset(&set, SIGCONT);
   return set;
 }
 
@@ -37,7 +40,7 @@ void stop_here() {
   usual.sa_handler = SIG_DFL;
   sigaction(SIGTSTP, &usual, &ours);
   raise(SIGTSTP);
-  const sigset_t set = stop_signal_alone();
+  const sigset_t set = own_signals();
   sigset_t before;
   pthread_sigmask(SIG_UNBLOCK, &set, &before);
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
@@ -58,16 +61,22 @@ void give_back(int) {
   errno = saved;
 }
 
+// Whoever had the terminal meanwhile has left it as he liked.
+void note_going_on(int) { is_given_back = 1; }
+
 // Where nobody could let the program go on, Ctrl-Z is ignored, and stays so.
 void catch_suspension() {
   sigaction(SIGTSTP, nullptr, &held.stop_before);
+  sigaction(SIGCONT, nullptr, &held.go_on_before);
   if (held.stop_before.sa_handler == SIG_IGN) return;
-  const sigset_t set = stop_signal_alone();
+  const sigset_t set = own_signals();
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
   struct sigaction action {};
-  action.sa_handler = give_back;
   sigemptyset(&action.sa_mask);
+  action.sa_handler = give_back;
   sigaction(SIGTSTP, &action, nullptr);
+  action.sa_handler = note_going_on;
+  sigaction(SIGCONT, &action, nullptr);
 }
 
 }  // namespace
@@ -81,9 +90,10 @@ Keyboard::Keyboard(int screen) : screen_(screen) {
 
 Keyboard::~Keyboard() {
   sigaction(SIGTSTP, &held.stop_before, nullptr);
+  sigaction(SIGCONT, &held.go_on_before, nullptr);
   if (descriptor_ >= 0 && has_terminal() && is_given_back == 0) tcsetattr(descriptor_, TCSADRAIN, &held.before);
   held.keys = -1;
-  const sigset_t set = stop_signal_alone();
+  const sigset_t set = own_signals();
   pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 
@@ -121,7 +131,7 @@ std::string Keyboard::read_keys() {
 }
 
 void allow_suspension() {
-  const sigset_t set = stop_signal_alone();
+  const sigset_t set = own_signals();
   sigset_t before;
   pthread_sigmask(SIG_UNBLOCK, &set, &before);
   pthread_sigmask(SIG_SETMASK, &before, nullptr);

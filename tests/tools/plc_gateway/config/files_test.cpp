@@ -90,8 +90,8 @@ TEST_F(FilesTest, BytesThatAreNoUtf8_AreTold) {
 
 TEST_F(FilesTest, TextThatATerminalObeys_IsShownHarmless) {
   EXPECT_THAT(said_of("[metrics]\nlisten = \"\\u202E\"\n").front(),
-              "2:10: error: [metrics] listen is '\\u{202e}': give an address and a port like 127.0.0.1:9600 or "
-              "[::1]:9600; 0.0.0.0 is every network");
+              "2:10: error: [metrics] listen is '\\u{202e}': give an address and a port like \"127.0.0.1:9600\" or "
+              "\"[::1]:9600\"; 0.0.0.0 is every network");
 }
 
 TEST_F(FilesTest, KeyOfManyParts_IsRefusedBeforeItIsRead) {

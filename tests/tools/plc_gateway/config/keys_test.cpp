@@ -260,7 +260,8 @@ TEST_F(KeysTest, BrokerUrls_AreTakenApart) {
 TEST_F(KeysTest, AddressesOfTheMetrics_AreTakenApart) {
   EXPECT_EQ(plc_gateway::parse_listen("[::1]:0").host, "::1");
   EXPECT_EQ(plc_gateway::parse_listen("0.0.0.0:65535").port, 65535);
-  const std::string form = ": give an address and a port like 127.0.0.1:9600 or [::1]:9600; 0.0.0.0 is every network";
+  const std::string form =
+      R"(: give an address and a port like "127.0.0.1:9600" or "[::1]:9600"; 0.0.0.0 is every network)";
   for (const char* text : {"localhost:9600", ":9600", "9600", "::1:9600"}) {
     EXPECT_EQ(listen(text), "is '" + std::string(text) + "'" + form);
   }

@@ -29,7 +29,9 @@ TEST_F(ProgramTest, KeysInATerminal_ScrollFilterAndLookBack) {
 // A shell with jobs of its own: who has none to go back to is not stopped.
 TEST_F(ProgramTest, CtrlZInATerminal_GivesItBackUntilTheProgramGoesOn) {
   std::vector<std::string> words = {"/bin/sh", "-m", "-c",
-                                    "\"$@\"; stty -a; read line; fg; stty -a; echo the shell again", "sh"};
+                                    "\"$@\"; stty -a; read line; bg; echo behind it; read line; fg; stty -a; "
+                                    "echo the shell again",
+                                    "sh"};
   for (const std::string& word : host_words({"watch", "Speed", "--interval", "3600000", "--sim", path("machine.csv"),
                                              "--simulator", PLC_HOST_SIMULATOR, "--color", "never"})) {
     words.push_back(word);
@@ -41,6 +43,8 @@ TEST_F(ProgramTest, CtrlZInATerminal_GivesItBackUntilTheProgramGoesOn) {
   EXPECT_TRUE(terminal.shows("\033[?25h")) << terminal.shown();
   EXPECT_TRUE(terminal.shows("isig icanon ")) << terminal.shown();
   EXPECT_TRUE(terminal.shows(" echo ")) << terminal.shown();
+  terminal.press("\n");
+  EXPECT_TRUE(terminal.shows("behind it")) << terminal.shown();
   terminal.press("\n");
   EXPECT_TRUE(terminal.shows("\033[?25l  NAME")) << terminal.shown();
   EXPECT_TRUE(terminal.shows("\n> Speed ")) << terminal.shown();
