@@ -34,6 +34,18 @@ struct LogOptions {
   bool every_round = false;
 };
 
+// A controller measured.
+struct SurveyOptions {
+  std::vector<std::string> tag_files;
+  std::string folder;                // where the files go
+  bool replaces = false;             // those of a former survey
+  std::vector<std::string> written;  // names of scratch variables
+  double hours = 0;
+  uint32_t period_ms = 1000;
+  uint32_t rate = 20;  // requests a second at most
+  bool is_gentle = false;
+};
+
 struct HostOptions {
   std::map<std::string, std::string> given;  // settings of the command line, by their names
   Settings settings;                         // the same with all that others say
@@ -94,6 +106,9 @@ struct HostOptions {
   bool batch = false;
   std::string chart;
   LogOptions log;
+
+  // survey
+  SurveyOptions survey;
 
   // why
   std::string capture;    // instead of a controller

@@ -118,6 +118,20 @@ constexpr char kWhyExamples[] =
     "  plc-host why --sim machine.csv --id 3 --pcap road.pcap\n"
     "  plc-host why --capture field.pcap --tags PLCC0A8000A_0.csv Motor.Speed\n";
 
+constexpr char kSurveyExamples[] =
+    "Asks a controller everything that reads and names can show: how it takes\n"
+    "connections, its programs, each declared variable, the heads of all replies,\n"
+    "times, limits. Writes a report, its figures as JSON, the traffic and a profile,\n"
+    "which plc-host, the client library and plc-gateway take, and plc-sim imitates.\n"
+    "Nothing is written to a variable unless --write names it: a scratch variable,\n"
+    "which gets another value, is read, and gets its own back. Ctrl-C ends it with\n"
+    "everything found so far.\n"
+    "\nExamples:\n"
+    "  plc-host survey --address 192.168.0.10 --tags machine.csv --output found\n"
+    "  plc-host survey --address 192.168.0.10 --tags machine.csv --output found \\\n"
+    "    --write Scratch.Word --write Scratch.Bit --hours 8 --period 500\n"
+    "  plc-host survey --sim machine.csv --output trial --rate 200\n";
+
 void add_no_options(CLI::App&, HostOptions&) {}
 
 void add_names_file(CLI::App& command, HostOptions& options) {
@@ -395,6 +409,8 @@ const std::vector<Command>& command_table() {
        add_watch_options, check_watch, run_watch},
       {"why", "Follow one value to the wire and back, and say where it went wrong",
        std::string(kNameRules) + kWhyExamples, add_why_options, check_why, run_why},
+      {"survey", "Find out how a controller answers, and report it", kSurveyExamples, add_survey_options, check_survey,
+       run_survey},
   };
   return kCommands;
 }

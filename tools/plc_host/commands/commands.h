@@ -44,6 +44,9 @@ int run_read(const HostOptions& options, CommandOutput& output);
 int run_write(const HostOptions& options, CommandOutput& output);
 int run_batch(const HostOptions& options, CommandOutput& output);
 int run_watch(const HostOptions& options, CommandOutput& output);
+int run_survey(const HostOptions& options, CommandOutput& output);
+void add_survey_options(CLI::App& command, HostOptions& options);
+void check_survey(const HostOptions& options);
 int run_why(const HostOptions& options, CommandOutput& output);
 
 }  // namespace plc_host

@@ -29,7 +29,8 @@ struct Frame {
 struct Times {
   std::string kind;  // "connect", "directory start", "directory", "resolve", "read", "write", "masked write", "bit"
   uint32_t names = 1;
-  std::vector<double> ms;  // from the request to the last byte of its reply, in the order measured
+  std::vector<double> ms;             // from the request to the last byte of its reply, in the order measured
+  std::vector<double> first_ms = {};  // the same to its first byte
 };
 
 struct Spread {
@@ -45,7 +46,7 @@ Spread spread_of(std::vector<double> values);
 struct Split {
   size_t reply_bytes = 0;
   std::map<std::vector<size_t>, uint32_t> pieces;  // sizes of the pieces -> how often
-  std::vector<double> gap_ms;                      // between a piece and the next
+  std::vector<double> gap_ms = {};                 // between a piece and the next
 };
 
 // What a controller does with what it need not take.
@@ -139,14 +140,14 @@ struct HeadCounts {
   uint64_t replies_unanswered = 0;
   uint64_t bytes_unasked = 0;                   // that came behind a reply, before the next request
   std::optional<uint32_t> bytes_behind_values;  // where every value reply has as many
-  std::optional<uint16_t> status_done;          // the one status of what was not refused; nothing where several are
+  std::optional<uint16_t> status_done;          // that of most answers that refuse nothing
   std::optional<uint16_t> refusal_status;       // of the first refused name
   std::optional<bool> is_refusal_full;          // it has a record for each name
 };
 
 // Of the guarded build.
 struct Verdict {
-  enum class Usable { kYes, kWithoutStatus, kWithoutValueEnd, kWithoutBoth, kNo, kUnknown };
+  enum class Usable { kYes, kWithoutStatus, kWithoutValueEnd, kWithoutBoth, kNotUsable, kUnknown };
   struct Rule {
     std::string rule;
     bool holds = false;

@@ -73,7 +73,7 @@ const char* word_of(Verdict::Usable usable) {
       return "without value end";
     case Verdict::Usable::kWithoutBoth:
       return "without both";
-    case Verdict::Usable::kNo:
+    case Verdict::Usable::kNotUsable:
       return "not usable";
     default:
       return "not known";

@@ -159,7 +159,7 @@ std::string verdict_sentence(const Verdict& verdict) {
     case Verdict::Usable::kWithoutBoth:
       return "The guarded build can be used here when it is built without its checks of the status and of the end of "
              "values (-DPLC_GUARD_STATUS=OFF -DPLC_GUARD_VALUE_END=OFF).";
-    case Verdict::Usable::kNo:
+    case Verdict::Usable::kNotUsable:
       return "The guarded build cannot be used here: use the contract build.";
     default:
       return "Whether the guarded build can be used here is not known.";

@@ -117,7 +117,7 @@ void fill_heads(HeadCounts& heads) {
 }
 
 void fill_verdict(Verdict& verdict) {
-  verdict.usable = Verdict::Usable::kNo;
+  verdict.usable = Verdict::Usable::kNotUsable;
   verdict.because = "Replies do not carry the sequence number of their request.";
   verdict.rules = {{"length", true, 1284, 0, {}},
                    {"complement", true, 1284, 0, {}},

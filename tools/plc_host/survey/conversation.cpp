@@ -1,0 +1,134 @@
+// Connects, paces, asks and counts.
+#include "tools/plc_host/survey/conversation.h"
+
+#include <thread>
+
+#include "tools/plc_host/stop_signal.h"
+#include "wire/request_writer.h"
+
+namespace plc_host::survey {
+namespace {
+
+constexpr unsigned kMostSilences = 3;     // in a row, before the controller counts as gone
+constexpr unsigned kConnectAttempts = 5;  // controllers with few connections need a moment to be rid of the last one
+constexpr std::chrono::milliseconds kBetweenAttempts{300};
+constexpr size_t kMostGaps = 1000;
+constexpr size_t kMostSplits = 100;
+constexpr char kInterrupted[] = "interrupted";
+constexpr char kNoAnswer[] = "the controller no longer answers";
+
+}  // namespace
+
+Conversation::Conversation(const SurveyPlan& plan, plc_sim::PcapngWriter& capture, SurveyRecord& record,
+                           Progress& progress)
+    : plan_(plan), capture_(capture), record_(record), progress_(progress), rules_(record.heads) {}
+
+void Conversation::wait_for_turn() {
+  const auto now = std::chrono::steady_clock::now();
+  if (next_turn_ > now) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(next_turn_ - now);
+    if (ignores_stop_) {
+      std::this_thread::sleep_for(left);
+    } else {
+      wait_for_stop(left);
+    }
+  }
+  if (!ignores_stop_ && stop_requested()) throw SurveyEnded(kInterrupted, true);
+  next_turn_ = std::chrono::steady_clock::now() + std::chrono::microseconds(1000000 / plan_.rate);
+}
+
+std::unique_ptr<Probe> Conversation::extra_probe() { return std::make_unique<Probe>(capture_, ++connections_); }
+
+std::string Conversation::connect_once() {
+  auto probe = extra_probe();
+  wait_for_turn();
+  const wire_trace::Reach reach = probe->connect(plan_.address, plan_.port, static_cast<int>(plan_.timeout_ms));
+  progress_.asked();
+  if (!probe->is_open()) return reach.problem;
+  const double took_ms = static_cast<double>(reach.took_ns) / 1e6;
+  add_time("connect", 1, took_ms, took_ms);
+  probe_ = std::move(probe);
+  const Asked start = exchange("directory start", 1, plc_sim::directory_start_request());
+  if (!start.is_answered()) return "no answer to the directory start";
+  const Asked directory = exchange("directory", 1, plc_sim::directory_request());
+  if (!directory.is_answered()) return "no answer to the directory";
+  directory_ = directory.answer.bytes;
+  return {};
+}
+
+void Conversation::connect_again() {
+  std::string problem;
+  for (unsigned attempt = 0; attempt < kConnectAttempts; ++attempt) {
+    probe_.reset();
+    problem = connect_once();
+    if (problem.empty()) return;
+    if (!ignores_stop_) wait_for_stop(kBetweenAttempts);
+  }
+  probe_.reset();
+  throw SurveyEnded(std::string(kNoAnswer) + ": " + problem, false);
+}
+
+const plc_sim::Bytes& Conversation::directory() {
+  if (!probe_ || !probe_->is_open()) connect_again();
+  return directory_;
+}
+
+Asked Conversation::exchange(const std::string& kind, uint32_t names, const plc_sim::Bytes& request) {
+  wait_for_turn();
+  Asked asked;
+  asked.request = request;
+  asked.packet = capture_.packets() + 1;
+  asked.answer = probe_->exchange(request, static_cast<int>(plan_.timeout_ms));
+  account(kind, names, asked);
+  progress_.asked();
+  // What comes late must not be taken for the answer to another request.
+  if (asked.answer.end == ProbeReply::End::kSilent) probe_->close();
+  return asked;
+}
+
+void Conversation::account(const std::string& kind, uint32_t names, Asked& asked) {
+  const std::string shown_first = rules_.take(asked);
+  if (!shown_first.empty()) capture_.comment(shown_first);
+  const bool has_ended = asked.answer.end == ProbeReply::End::kWhole || asked.answer.end == ProbeReply::End::kQuiet;
+  if (!asked.is_answered() || !has_ended) return;
+  if (!asked.shape.is_refused) add_time(kind, names, asked.answer.pieces.front().at_ms, asked.answer.took_ms());
+  add_split(asked.answer);
+}
+
+Asked Conversation::try_asking(const std::string& kind, uint32_t names, const plc_sim::Bytes& request) {
+  if (probe_) rules_.take_unasked(probe_->drain());
+  if (!probe_ || !probe_->is_open()) connect_again();
+  return exchange(kind, names, request);
+}
+
+Asked Conversation::ask(const std::string& kind, uint32_t names, const plc_sim::Bytes& request) {
+  Asked asked = try_asking(kind, names, request);
+  // A connection that had ended before the request says nothing of it. Names alone are asked for anew: what follows
+  // them belongs to the names before it.
+  const bool is_first = kind == "resolve";
+  if (is_first && !asked.is_answered() && asked.answer.is_lost()) asked = try_asking(kind, names, request);
+  silences_ = asked.is_answered() ? 0 : silences_ + 1;
+  if (silences_ >= kMostSilences) throw SurveyEnded(kNoAnswer, false);
+  return asked;
+}
+
+void Conversation::add_time(const std::string& kind, uint32_t names, double first_ms, double ms) {
+  const auto [at, is_new] = times_.insert({{kind, names}, record_.times.size()});
+  if (is_new) record_.times.push_back({kind, names, {}, {}});
+  record_.times[at->second].ms.push_back(ms);
+  record_.times[at->second].first_ms.push_back(first_ms);
+}
+
+void Conversation::add_split(const ProbeReply& reply) {
+  const auto [at, is_new] = splits_.insert({reply.bytes.size(), record_.splits.size()});
+  if (is_new) record_.splits.push_back({reply.bytes.size(), {}, {}});
+  Split& split = record_.splits[at->second];
+  std::vector<size_t> sizes;
+  for (const ReplyPiece& piece : reply.pieces) sizes.push_back(piece.bytes);
+  if (split.pieces.size() < kMostSplits || split.pieces.count(sizes) > 0) ++split.pieces[sizes];
+  for (size_t i = 1; i < reply.pieces.size() && split.gap_ms.size() < kMostGaps; ++i) {
+    split.gap_ms.push_back(reply.pieces[i].at_ms - reply.pieces[i - 1].at_ms);
+  }
+}
+
+}  // namespace plc_host::survey

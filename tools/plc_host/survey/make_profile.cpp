@@ -1,0 +1,163 @@
+// A profile of what was measured; what was not measured stays out of it.
+#include <algorithm>
+#include <map>
+
+#include "base/text.h"
+#include "tools/plc_host/survey/recommend.h"
+#include "wire/names.h"
+
+namespace plc_host::survey {
+namespace {
+
+using plc_profile::Echo;
+using plc_profile::Pace;
+using plc_profile::Profile;
+using plc_profile::Turned;
+using Usability = Verdict::Usable;
+
+constexpr int kUsualSegmentBytes = 1460;  // of Ethernet; what is larger is the link's, or loopback
+
+Echo echo_of(const HeadCounts::Field& field) {
+  if (field.other > 0) return Echo::kOther;
+  return field.zero > 0 ? Echo::kZero : Echo::kRight;
+}
+
+Turned turned_of(Reaction reaction) {
+  if (reaction == Reaction::kClosed) return Turned::kClosed;
+  return reaction == Reaction::kSilent ? Turned::kSilent : Turned::kRefused;
+}
+
+double p50_to_first_byte(const Times& times) { return spread_of(times.first_ms).p50; }
+
+// Of the fewest names, and by how much each further one makes it longer.
+Pace pace_of(const SurveyRecord& record, const std::vector<std::string>& kinds) {
+  const Times* fewest = nullptr;
+  const Times* most = nullptr;
+  for (const Times& times : record.times) {
+    if (times.first_ms.empty() || std::find(kinds.begin(), kinds.end(), times.kind) == kinds.end()) continue;
+    if (fewest == nullptr || times.names < fewest->names) fewest = &times;
+    if (most == nullptr || times.names > most->names) most = &times;
+  }
+  if (fewest == nullptr) return {};
+  Pace pace;
+  pace.first_ms = p50_to_first_byte(*fewest);
+  if (most->names > fewest->names) {
+    const double more = p50_to_first_byte(*most) - pace.first_ms;
+    pace.each_ms = std::max(0.0, more / (most->names - fewest->names));
+  }
+  return pace;
+}
+
+void take_pieces(const SurveyRecord& record, Profile& profile) {
+  std::map<size_t, uint64_t> sizes;  // of pieces that another one follows
+  std::vector<double> gaps;
+  for (const Split& split : record.splits) {
+    for (const auto& [pieces, count] : split.pieces) {
+      for (size_t i = 0; i + 1 < pieces.size(); ++i) sizes[pieces[i]] += count;
+    }
+    gaps.insert(gaps.end(), split.gap_ms.begin(), split.gap_ms.end());
+  }
+  const auto is_rarer = [](const auto& one, const auto& other) { return one.second < other.second; };
+  const auto usual = std::max_element(sizes.begin(), sizes.end(), is_rarer);
+  if (usual == sizes.end()) return;
+  profile.piece_bytes = static_cast<uint32_t>(usual->first);
+  profile.piece_gap_ms = spread_of(gaps).p50;
+}
+
+void take_heads(const SurveyRecord& record, Profile& profile) {
+  const HeadCounts& heads = record.heads;
+  profile.length = echo_of(heads.length);
+  profile.complement = echo_of(heads.complement);
+  profile.sequence = echo_of(heads.sequence);
+  profile.request_class = echo_of(heads.request_class);
+  profile.command = echo_of(heads.command);
+  profile.status_done = heads.status_done.value_or(0);
+  profile.bytes_behind_values = heads.bytes_behind_values.value_or(0);
+  if (heads.refusal_status) profile.refusal_status = *heads.refusal_status;
+  if (heads.is_refusal_full) profile.shape = *heads.is_refusal_full ? Profile::Shape::kFull : Profile::Shape::kShort;
+}
+
+void take_limits(const SurveyRecord& record, Profile& profile) {
+  const Link& link = record.link;
+  profile.most_connections = link.most_connections;
+  if (link.one_more != Reaction::kNotTried) profile.one_more = turned_of(link.one_more);
+  profile.answers_half_closed = link.is_answered_when_half_closed.value_or(true);
+  if (link.segment_bytes && *link.segment_bytes < kUsualSegmentBytes) {
+    profile.segment_bytes = static_cast<uint32_t>(*link.segment_bytes);
+  }
+  profile.names_per_request = record.limits.names_per_request;
+  profile.values_per_request = record.limits.values_per_request;
+  if (record.limits.reaction != Reaction::kNotTried) profile.beyond = turned_of(record.limits.reaction);
+  if (record.limits.beyond_status) profile.status_beyond = *record.limits.beyond_status;
+}
+
+// Where all names that are cut have the same length.
+void take_programs(const SurveyRecord& record, Profile& profile) {
+  std::optional<size_t> units;
+  for (const ProgramFinding& finding : record.programs.findings) {
+    if (finding.state != ProgramFinding::State::kCut) continue;
+    const auto name = plc_sim::utf16_from_utf8(finding.other);
+    if (!name || (units && *units != name->size())) return;
+    units = name->size();
+  }
+  if (units) profile.program_name_units = static_cast<uint32_t>(*units);
+}
+
+plc_profile::Profile::Guarded guarded_of(Usability usable) {
+  using Guarded = Profile::Guarded;
+  switch (usable) {
+    case Usability::kYes:
+      return Guarded::kUsable;
+    case Usability::kWithoutStatus:
+      return Guarded::kWithoutStatus;
+    case Usability::kWithoutValueEnd:
+      return Guarded::kWithoutValueEnd;
+    case Usability::kWithoutBoth:
+      return Guarded::kWithoutBoth;
+    case Usability::kNotUsable:
+      return Guarded::kNotUsable;
+    case Usability::kUnknown:
+      break;
+  }
+  return Guarded::kUnknown;
+}
+
+std::optional<uint32_t> setting_of(const SurveyRecord& record, const std::string& setting) {
+  for (const Recommendation& recommendation : record.recommendations) {
+    if (recommendation.setting == setting) return static_cast<uint32_t>(std::stoul(recommendation.value));
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+Profile make_profile(const SurveyRecord& record) {
+  Profile profile;
+  profile.made = record.made;
+  profile.controller = record.link.host + ":" + std::to_string(record.link.port);
+  profile.note = record.is_whole ? "" : "the survey did not come to its end: " + record.ended;
+  take_limits(record, profile);
+  take_heads(record, profile);
+  take_pieces(record, profile);
+  take_programs(record, profile);
+  profile.connect = pace_of(record, {"connect"});
+  profile.directory_start = pace_of(record, {"directory start"});
+  profile.directory = pace_of(record, {"directory"});
+  profile.resolve = pace_of(record, {"resolve"});
+  profile.read = pace_of(record, {"read"});
+  profile.write = pace_of(record, {"write", "masked write", "bit"});
+  for (const VariableFinding& finding : record.variables.findings) {
+    if (finding.state != VariableFinding::State::kRefused) continue;
+    profile.refused.push_back({finding.own_name, finding.program});
+  }
+  profile.guarded = guarded_of(record.verdict.usable);
+  profile.recv_timeout_s = setting_of(record, "recv_timeout_s");
+  profile.delay_ms = setting_of(record, "delay_ms");
+  if (record.limits.names_per_request || record.limits.values_per_request) {
+    profile.batch_names = setting_of(record, "batch_names");
+  }
+  profile.poll_ms = setting_of(record, "poll_ms");
+  return profile;
+}
+
+}  // namespace plc_host::survey

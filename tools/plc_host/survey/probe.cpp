@@ -1,0 +1,175 @@
+// Sends and receives on a socket that does not block.
+#include "tools/plc_host/survey/probe.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+
+#include "wire/big_endian.h"
+
+namespace plc_host::survey {
+namespace {
+
+namespace wire = plc_sim::wire;
+using plc_sim::Bytes;
+
+constexpr int kQuietMs = 50;  // behind what does not say its end
+constexpr int64_t kNsPerMs = 1000000;
+constexpr size_t kMostReplyBytes = size_t{1} << 20U;  // what sends more without an end is no controller
+
+int64_t steady_ns() {
+  const auto since = std::chrono::steady_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(since).count();
+}
+
+// The end that the head says, when it is one that can be: the length with its complement behind it.
+std::optional<size_t> stated_end(const Bytes& reply) {
+  constexpr size_t kLengthBytes = 4;
+  const plc_sim::ByteView view(reply);
+  if (view.size() < 2 * kLengthBytes || view.u32(kLengthBytes) != ~view.u32(0)) return std::nullopt;
+  const size_t end = size_t{view.u32(0)} + wire::kLengthExcludes;
+  if (end < wire::kReplyHeadBytes || end > wire::kMaxFrameBytes) return std::nullopt;
+  return end;
+}
+
+// False when the time is over.
+bool wait_for(int descriptor, short events, int64_t end_ns) {
+  for (;;) {
+    const int64_t left = end_ns - steady_ns();
+    if (left <= 0) return false;
+    pollfd awaited{descriptor, events, 0};
+    const int ready = poll(&awaited, 1, static_cast<int>(left / kNsPerMs + 1));
+    if (ready > 0) return true;
+    if (ready < 0 && errno != EINTR) return false;
+  }
+}
+
+}  // namespace
+
+wire_trace::Reach Probe::connect(uint32_t address, uint16_t port, int patience_ms) {
+  close();
+  wire_trace::Reach reach = wire_trace::reach_controller(address, port, patience_ms);
+  descriptor_ = reach.descriptor;
+  if (descriptor_ < 0) {
+    if (reach.is_refused) capture_.refused(number_, 0);
+    return reach;
+  }
+  const int on = 1;
+  setsockopt(descriptor_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  sockaddr_in own{};
+  socklen_t size = sizeof own;
+  getsockname(descriptor_, reinterpret_cast<sockaddr*>(&own), &size);
+  capture_.opened(number_, ntohs(own.sin_port));
+  return reach;
+}
+
+bool Probe::send_all(const Bytes& request) {
+  constexpr int64_t kSendPatienceNs = 2000 * kNsPerMs;
+  const int64_t end_ns = steady_ns() + kSendPatienceNs;
+  for (size_t at = 0; at < request.size();) {
+    const ssize_t sent = send(descriptor_, request.data() + at, request.size() - at, MSG_NOSIGNAL);
+    if (sent > 0) {
+      at += static_cast<size_t>(sent);
+    } else if (errno == EAGAIN) {
+      if (!wait_for(descriptor_, POLLOUT, end_ns)) return false;
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  capture_.received(number_, request);
+  return true;
+}
+
+// False when the connection has ended.
+bool Probe::receive_piece(ProbeReply& reply, int64_t start_ns) {
+  std::array<uint8_t, 65536> buffer{};
+  const ssize_t got = recv(descriptor_, buffer.data(), buffer.size(), 0);
+  if (got > 0) {
+    const Bytes piece(buffer.begin(), buffer.begin() + got);
+    reply.pieces.push_back({static_cast<double>(steady_ns() - start_ns) / kNsPerMs, piece.size()});
+    reply.bytes.insert(reply.bytes.end(), piece.begin(), piece.end());
+    capture_.sent(number_, piece);
+    return true;
+  }
+  if (got < 0 && (errno == EAGAIN || errno == EINTR)) return true;
+  reply.end = got == 0 ? ProbeReply::End::kClosed : ProbeReply::End::kReset;
+  if (got == 0) {
+    capture_.finished(number_, false);
+  } else {
+    capture_.reset(number_, false);
+  }
+  return false;
+}
+
+ProbeReply Probe::exchange(const Bytes& request, int timeout_ms, bool finishes_sending) {
+  ProbeReply reply;
+  reply.end = ProbeReply::End::kReset;
+  if (!is_open()) return reply;
+  const int64_t start_ns = steady_ns();
+  const int64_t end_ns = start_ns + timeout_ms * kNsPerMs;
+  if (!send_all(request)) {
+    close();
+    return reply;
+  }
+  if (finishes_sending) {
+    shutdown(descriptor_, SHUT_WR);
+    capture_.finished(number_, true);
+  }
+  reply.end = ProbeReply::End::kSilent;
+  for (;;) {
+    const std::optional<size_t> stated = stated_end(reply.bytes);
+    if (stated && reply.bytes.size() >= *stated) {
+      reply.end = ProbeReply::End::kWhole;
+      return reply;
+    }
+    const bool is_endless = reply.has_come() && !stated;
+    const int64_t wait_end = is_endless ? std::min(end_ns, steady_ns() + kQuietMs * kNsPerMs) : end_ns;
+    if (reply.bytes.size() > kMostReplyBytes || !wait_for(descriptor_, POLLIN, wait_end)) {
+      if (is_endless) reply.end = ProbeReply::End::kQuiet;
+      return reply;
+    }
+    if (!receive_piece(reply, start_ns)) {
+      close();
+      return reply;
+    }
+  }
+}
+
+size_t Probe::drain() {
+  ProbeReply unasked;
+  while (is_open() && unasked.bytes.size() < kMostReplyBytes) {
+    pollfd awaited{descriptor_, POLLIN, 0};
+    if (poll(&awaited, 1, 0) <= 0) break;
+    if (!receive_piece(unasked, steady_ns())) close();
+  }
+  return unasked.bytes.size();
+}
+
+std::optional<int> Probe::segment_bytes() const {
+  int bytes = 0;
+  socklen_t size = sizeof bytes;
+  if (!is_open() || getsockopt(descriptor_, IPPROTO_TCP, TCP_MAXSEG, &bytes, &size) != 0) return std::nullopt;
+  // What the controller announced counts the time stamps that stand in each segment.
+  constexpr int kTimeStampBytes = 12;
+  tcp_info info{};
+  size = sizeof info;
+  if (getsockopt(descriptor_, IPPROTO_TCP, TCP_INFO, &info, &size) != 0) return bytes;
+  return (info.tcpi_options & TCPI_OPT_TIMESTAMPS) != 0 ? bytes + kTimeStampBytes : bytes;
+}
+
+void Probe::close() {
+  if (descriptor_ < 0) return;
+  ::close(descriptor_);
+  descriptor_ = -1;
+  capture_.closed(number_);
+}
+
+}  // namespace plc_host::survey

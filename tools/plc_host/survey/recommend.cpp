@@ -1,0 +1,129 @@
+// Works settings out of the figures.
+#include "tools/plc_host/survey/recommend.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "base/text.h"
+
+namespace plc_host::survey {
+namespace {
+
+using Usability = Verdict::Usable;
+
+constexpr double kTimeoutFactor = 5;  // of the longest answer
+constexpr uint64_t kUsualBatchNames = 32;
+constexpr double kPollFactor = 2;  // of the time that all answers of a round take
+constexpr double kShortestPollMs = 100;
+constexpr double kPollStepMs = 10;
+
+std::string ms_text(double ms) { return plc_base::milliseconds_text(static_cast<int64_t>(ms * 1e6), 1); }
+
+const Times* longest_of(const SurveyRecord& record) {
+  const Times* longest = nullptr;
+  double largest = -1;
+  for (const Times& times : record.times) {
+    if (times.kind == "connect" || times.ms.empty()) continue;
+    const double own = *std::max_element(times.ms.begin(), times.ms.end());
+    if (own > largest) longest = &times;
+    largest = std::max(largest, own);
+  }
+  return longest;
+}
+
+uint64_t answers_of(const SurveyRecord& record) {
+  uint64_t count = 0;
+  for (const Times& times : record.times) count += times.kind == "connect" ? 0 : times.ms.size();
+  return count;
+}
+
+void recommend_timeout(const SurveyRecord& record, std::vector<Recommendation>& all) {
+  const Times* longest = longest_of(record);
+  if (longest == nullptr) return;
+  const double largest = spread_of(longest->ms).largest;
+  const auto seconds = static_cast<uint32_t>(std::max(1.0, std::ceil(largest * kTimeoutFactor / 1000)));
+  all.push_back({"recv_timeout_s", std::to_string(seconds),
+                 "the longest of " + plc_base::plural(answers_of(record), "answer") + " took " + ms_text(largest) +
+                     " (" + longest->kind + ", " + plc_base::plural(longest->names, "name") +
+                     "): five times that, in whole seconds"});
+}
+
+void recommend_delay(const SurveyRecord& record, std::vector<Recommendation>& all) {
+  if (record.heads.replies == 0) return;
+  const std::string counts = std::to_string(record.heads.replies) + " requests were answered and " +
+                             std::to_string(record.heads.replies_unanswered) + " were not";
+  all.push_back({"delay_ms", "0", counts + ", one following the other: no pause was needed between them"});
+}
+
+void recommend_batch(const SurveyRecord& record, std::vector<Recommendation>& all) {
+  const Limits& limits = record.limits;
+  if (limits.step.state != Step::State::kDone) return;
+  const bool has_limit = limits.names_per_request || limits.values_per_request;
+  const uint32_t most = std::min(limits.names_per_request.value_or(limits.names_tried),
+                                 limits.values_per_request.value_or(limits.values_tried));
+  std::string because = "requests of up to " + std::to_string(most) + " names and values are answered";
+  if (has_limit) because += "; one more is " + (limits.beyond.empty() ? std::string("not") : limits.beyond);
+  all.push_back({"batch_names", std::to_string(most), because});
+}
+
+const Times* times_near(const SurveyRecord& record, const std::string& kind, uint32_t names) {
+  const Times* nearest = nullptr;
+  for (const Times& times : record.times) {
+    if (times.kind != kind || times.ms.empty() || times.names > names) continue;
+    if (nearest == nullptr || times.names > nearest->names) nearest = &times;
+  }
+  return nearest;
+}
+
+void recommend_poll(const SurveyRecord& record, std::vector<Recommendation>& all) {
+  const Limits& limits = record.limits;
+  const auto names =
+      static_cast<uint32_t>(std::min<uint64_t>({kUsualBatchNames, limits.names_per_request.value_or(kUsualBatchNames),
+                                                limits.values_per_request.value_or(kUsualBatchNames)}));
+  const Times* resolve = times_near(record, "resolve", names);
+  const Times* read = times_near(record, "read", names);
+  const auto is_good = [](const VariableFinding& finding) { return finding.state == VariableFinding::State::kGood; };
+  const auto good =
+      static_cast<uint64_t>(std::count_if(record.variables.findings.begin(), record.variables.findings.end(), is_good));
+  if (resolve == nullptr || read == nullptr || good == 0 || limits.step.state != Step::State::kDone) return;
+  const uint64_t rounds = (good + names - 1) / std::max<uint32_t>(names, 1);
+  const double each = spread_of(resolve->ms).p99 + spread_of(read->ms).p99;
+  const double round_ms = each * static_cast<double>(rounds);
+  const double wanted = std::max(kShortestPollMs, std::ceil(round_ms * kPollFactor / kPollStepMs) * kPollStepMs);
+  all.push_back({"poll_ms", std::to_string(static_cast<uint32_t>(wanted)),
+                 plc_base::plural(good, "variable") + " in " + plc_base::plural(rounds, "batch") +
+                     (rounds > 1 ? "es" : "") + " of up to " + std::to_string(names) + " names: " + ms_text(round_ms) +
+                     " for all of them when each answer is as slow as the slowest in a hundred; twice that"});
+}
+
+void recommend_driver(const SurveyRecord& record, std::vector<Recommendation>& all) {
+  const std::string& because = record.verdict.because;
+  switch (record.verdict.usable) {
+    case Usability::kYes:
+      return all.push_back({"driver", "guarded", because});
+    case Usability::kWithoutStatus:
+      return all.push_back({"driver", "guarded, built with PLC_GUARD_STATUS=OFF", because});
+    case Usability::kWithoutValueEnd:
+      return all.push_back({"driver", "guarded, built with PLC_GUARD_VALUE_END=OFF", because});
+    case Usability::kWithoutBoth:
+      return all.push_back({"driver", "guarded, built with PLC_GUARD_STATUS=OFF and PLC_GUARD_VALUE_END=OFF", because});
+    case Usability::kNotUsable:
+      return all.push_back({"driver", "contract", because});
+    case Usability::kUnknown:
+      break;
+  }
+}
+
+}  // namespace
+
+std::vector<Recommendation> recommend(const SurveyRecord& record) {
+  std::vector<Recommendation> all;
+  recommend_driver(record, all);
+  recommend_timeout(record, all);
+  recommend_delay(record, all);
+  recommend_batch(record, all);
+  recommend_poll(record, all);
+  return all;
+}
+
+}  // namespace plc_host::survey

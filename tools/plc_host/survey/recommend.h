@@ -1,0 +1,16 @@
+// What follows from a survey for hosts: settings with the figures that they come from, and the profile.
+#pragma once
+
+#include <vector>
+
+#include "profile/profile.h"
+#include "tools/plc_host/survey/survey_record.h"
+
+namespace plc_host::survey {
+
+std::vector<Recommendation> recommend(const SurveyRecord& record);
+
+// What plc-host, the client library and the gateway set by it, and what plc-sim imitates.
+plc_profile::Profile make_profile(const SurveyRecord& record);
+
+}  // namespace plc_host::survey

@@ -1,0 +1,313 @@
+// Judges each reply by the rules of the guarded build, and keeps the first frames that show a rule kept and broken.
+#include "tools/plc_host/survey/rule_book.h"
+
+#include <algorithm>
+
+#include "base/text.h"
+#include "wire/big_endian.h"
+#include "wire/names.h"
+#include "wire/reply_parts.h"
+
+namespace plc_host::survey {
+namespace {
+
+namespace wire = plc_sim::wire;
+using plc_sim::Bytes;
+using plc_sim::ByteView;
+using plc_sim::RequestKind;
+
+constexpr size_t kMostBrokenShown = 2;
+constexpr size_t kProgramsAt = 14;
+constexpr const char* kRuleWords[] = {"length and complement are right, and all of the reply comes",
+                                      "the sequence number is the request's",
+                                      "class and command are the request's",
+                                      "nothing comes behind a reply",
+                                      "the status of what is not refused is 0",
+                                      "value replies end with their values",
+                                      "a refused name is told from an answered one",
+                                      "replies have all that was asked for"};
+
+ReplyShape shape_of_names(const plc_sim::Request& request, const Bytes& reply) {
+  size_t names = 0;
+  for (const plc_sim::NameBlock& block : request.blocks) names += block.names.size();
+  const std::vector<wire_trace::NameRecord> records = wire_trace::records_of(reply, names);
+  const auto is_here = [](const wire_trace::NameRecord& record) { return record.is_received; };
+  const auto is_null = [](const wire_trace::NameRecord& record) { return record.handle.is_null(); };
+  ReplyShape shape;
+  const bool has_all = std::all_of(records.begin(), records.end(), is_here);
+  shape.is_refused = !has_all || std::any_of(records.begin(), records.end(), is_null);
+  shape.is_full = shape.is_refused && has_all;
+  shape.is_complete = !shape.is_refused;
+  return shape;
+}
+
+ReplyShape shape_of_values(const plc_sim::Request& request, const Bytes& reply) {
+  const size_t asked = wire_trace::values_bytes(request);
+  const size_t came = reply.size() - std::min(reply.size(), wire::kReplyHeadBytes);
+  ReplyShape shape;
+  shape.is_complete = came >= asked;
+  shape.is_refused = came == 0 && asked > 0;
+  shape.behind = came - std::min(came, asked);
+  return shape;
+}
+
+void count_field(HeadCounts::Field& field, bool is_right, bool is_zero) {
+  ++(is_right ? field.right : is_zero ? field.zero : field.other);
+}
+
+// Of at least one.
+uint16_t most_frequent(const std::map<uint16_t, uint64_t>& statuses) {
+  const auto is_rarer = [](const auto& one, const auto& other) { return one.second < other.second; };
+  return std::max_element(statuses.begin(), statuses.end(), is_rarer)->first;
+}
+
+std::string number_title(const char* what, unsigned got, unsigned asked) {
+  return std::string(what) + " " + std::to_string(got) + " in place of " + std::to_string(asked);
+}
+
+}  // namespace
+
+uint16_t status_of(const Bytes& reply) { return ByteView(reply).u16(wire::kStatusAt); }
+
+ReplyShape shape_of(const plc_sim::Request& request, const Bytes& reply) {
+  ReplyShape shape;
+  switch (request.kind) {
+    case RequestKind::kResolve:
+      return shape_of_names(request, reply);
+    case RequestKind::kRead:
+      return shape_of_values(request, reply);
+    case RequestKind::kDirectory:
+      shape.is_complete =
+          reply.size() > kProgramsAt && wire_trace::programs_of(reply).size() == ByteView(reply).u8(kProgramsAt);
+      return shape;
+    default:
+      shape.is_complete = !reply.empty();
+      return shape;
+  }
+}
+
+void RuleBook::note(Id rule, bool holds, const Asked& asked, const std::string& title) {
+  Verdict::Rule& entry = rules_[rule];
+  entry.rule = kRuleWords[rule];
+  const uint64_t before = holds ? entry.kept : entry.broken;
+  ++(holds ? entry.kept : entry.broken);
+  if (before >= (holds ? 1 : kMostBrokenShown)) return;
+  plc_sim::Findings ignored;
+  const std::string kind = plc_sim::name_of(plc_sim::parse_request(asked.request, ignored).kind);
+  entry.evidence.push_back({"reply to " + kind + ": " + title, asked.packet, asked.request, asked.answer.bytes});
+  if (!holds) first_seen_.append(first_seen_.empty() ? "" : "; ").append(entry.evidence.back().title);
+}
+
+void RuleBook::take_head(const Asked& asked) {
+  const ByteView request(asked.request);
+  const Bytes& reply = asked.answer.bytes;
+  const ByteView head(reply);
+  const uint32_t length = head.u32(0);
+  const uint32_t complement = head.u32(4);
+  const size_t announced = size_t{length} + wire::kLengthExcludes;
+  const auto own_length = static_cast<uint32_t>(reply.size() - wire::kLengthExcludes);
+  const bool is_head = reply.size() >= wire::kHeadBytes;
+  const bool ends = asked.answer.end == ProbeReply::End::kWhole;
+  count_field(counts_.length, is_head && (length == own_length || ends), length == 0);
+  count_field(counts_.complement, is_head && (complement == ~length || complement == ~own_length), complement == 0);
+  const std::string bytes = plc_base::plural(reply.size(), "byte");
+  note(kLength, is_head && ends, asked,
+       ends ? "length, complement and size agree"
+            : wire_trace::hex_text(head.part(0, 8).bytes(), 8) + " before " + bytes + " in all");
+  note(kEnd, !ends || reply.size() == announced, asked,
+       reply.size() == announced || !ends ? "nothing behind it"
+                                          : plc_base::plural(reply.size() - announced, "byte") + " behind it");
+  const unsigned sequence = head.u16(wire::kSequenceAt);
+  const unsigned asked_sequence = request.u16(wire::kSequenceAt);
+  count_field(counts_.sequence, is_head && sequence == asked_sequence, sequence == 0);
+  note(kSequence, is_head && sequence == asked_sequence, asked,
+       number_title("sequence number", sequence, asked_sequence));
+  const uint8_t request_class = head.u8(wire::kClassAt);
+  const uint8_t command = head.u8(wire::kCommandAt);
+  const bool is_class = request_class == request.u8(wire::kClassAt);
+  const bool is_command = command == request.u8(wire::kCommandAt);
+  count_field(counts_.request_class, is_head && is_class, request_class == 0);
+  count_field(counts_.command, is_head && is_command, command == 0);
+  note(kFunction, is_head && is_class && is_command, asked,
+       "class and command " + wire_trace::hex_text(head.part(wire::kClassAt, 2).bytes(), 2) + " in place of " +
+           wire_trace::hex_text(request.part(wire::kClassAt, 2).bytes(), 2));
+}
+
+void RuleBook::note_status(const Asked& asked, const std::string& words) {
+  const uint16_t status = status_of(asked.answer.bytes);
+  const auto [at, is_new] = statuses_.insert({{status, words}, counts_.statuses.size()});
+  if (is_new) {
+    const std::string title = "status " + plc_base::hexadecimal(status, 4) + " in the reply to " + words;
+    counts_.statuses.push_back({status, words, 0, {title, asked.packet, asked.request, asked.answer.bytes}});
+    first_seen_.append(first_seen_.empty() ? "" : "; ").append(title);
+  }
+  ++counts_.statuses[at->second].count;
+}
+
+// A reply with zeros for all values looks like an answer: its status, which answers do not have, tells it from them.
+void RuleBook::refuse_by_status(RequestKind kind, Asked& asked) const {
+  const uint16_t status = status_of(asked.answer.bytes);
+  const auto known = statuses_by_kind_.find(kind);
+  if (kind != RequestKind::kRead || status == 0 || !asked.shape.is_complete || known == statuses_by_kind_.end()) return;
+  const uint16_t usual = most_frequent(known->second);
+  if (status == usual) return;
+  asked.shape.is_complete = false;
+  asked.shape.is_refused = asked.shape.is_full = true;
+}
+
+void RuleBook::take_values(const Asked& asked, const plc_sim::Request& request) {
+  const ReplyShape& shape = asked.shape;
+  if (request.kind != RequestKind::kRead || shape.is_refused) return;
+  ++(!shape.is_complete ? counts_.values_shorter : shape.behind > 0 ? counts_.values_longer : counts_.values_exact);
+  if (!shape.is_complete) return;
+  ++values_seen_;
+  ++bytes_behind_[shape.behind];
+  note(kValueEnd, shape.behind == 0, asked, plc_base::plural(shape.behind, "byte") + " behind the values");
+}
+
+void RuleBook::take_shape(const Asked& asked, const plc_sim::Request& request) {
+  const ReplyShape& shape = asked.shape;
+  const uint16_t status = status_of(asked.answer.bytes);
+  const bool is_write = request.kind == RequestKind::kWrite || request.kind == RequestKind::kMaskedWrite ||
+                        request.kind == RequestKind::kBit;
+  take_values(asked, request);
+  if (is_write) return;  // judge_write says what its status is one of
+  const std::string kind = plc_sim::name_of(request.kind);
+  note_status(asked, shape.is_refused ? kind + ", refused" : kind);
+  if (!shape.is_refused) {
+    const bool is_done = shape.is_complete;
+    note(kWhole, is_done, asked, is_done ? "all that was asked for" : "some of it is missing");
+    if (!is_done) return;
+    ++statuses_done_[status];
+    ++statuses_by_kind_[request.kind][status];
+    note(kStatus, status == 0, asked, "status " + plc_base::hexadecimal(status, 4));
+    if (request.kind == RequestKind::kResolve) ++handles_seen_;
+    return;
+  }
+  if (shape.is_full) ++(status != 0 ? full_refusals_ : full_refusals_unmarked_);
+  if (request.kind != RequestKind::kResolve) return;
+  if (!counts_.refusal_status) {
+    counts_.refusal_status = status;
+    counts_.is_refusal_full = shape.is_full;
+  }
+  note(kRefusal, !shape.is_full || status != 0, asked,
+       std::string(shape.is_full ? "refused, with records for all names" : "refused, without records for all names") +
+           ", status " + plc_base::hexadecimal(status, 4));
+}
+
+std::string RuleBook::take(Asked& asked) {
+  first_seen_.clear();
+  if (!asked.is_answered()) {
+    ++counts_.replies_unanswered;
+    return {};
+  }
+  ++counts_.replies;
+  plc_sim::Findings ignored;
+  const plc_sim::Request request = plc_sim::parse_request(asked.request, ignored);
+  asked.shape = shape_of(request, asked.answer.bytes);
+  refuse_by_status(request.kind, asked);
+  take_head(asked);
+  take_shape(asked, request);
+  return first_seen_;
+}
+
+void RuleBook::judge_write(const Asked& asked, bool is_done) {
+  if (!asked.is_answered()) return;
+  plc_sim::Findings ignored;
+  const std::string kind = plc_sim::name_of(plc_sim::parse_request(asked.request, ignored).kind);
+  const uint16_t status = status_of(asked.answer.bytes);
+  note_status(asked, is_done ? kind : kind + ", not done");
+  if (!is_done) return;
+  ++statuses_done_[status];
+  note(kStatus, status == 0, asked, "status " + plc_base::hexadecimal(status, 4));
+}
+
+void RuleBook::take_false_answer(const Asked& asked) {
+  ++full_refusals_unmarked_;
+  note(kRefusal, false, asked, "a name that the controller cannot have is answered like one that it has");
+}
+
+void RuleBook::take_unasked(size_t bytes) {
+  counts_.bytes_unasked += bytes;
+  if (bytes == 0) return;
+  rules_[kEnd].rule = kRuleWords[kEnd];
+  ++rules_[kEnd].broken;
+}
+
+bool RuleBook::tells_refusals(bool looks_at_status) const {
+  return full_refusals_unmarked_ == 0 && (looks_at_status || full_refusals_ == 0);
+}
+
+void RuleBook::finish() const {
+  if (!statuses_done_.empty()) counts_.status_done = most_frequent(statuses_done_);
+  if (bytes_behind_.size() == 1) counts_.bytes_behind_values = static_cast<uint32_t>(bytes_behind_.begin()->first);
+}
+
+namespace {
+
+using Usability = Verdict::Usable;
+
+Usability usable_without(bool status, bool value_end) {
+  if (!status && !value_end) return Usability::kWithoutBoth;
+  if (!status) return Usability::kWithoutStatus;
+  return value_end ? Usability::kYes : Usability::kWithoutValueEnd;
+}
+
+std::string words_of(Usability usable) {
+  switch (usable) {
+    case Usability::kYes:
+      return "Every reply keeps the rules of the guarded build.";
+    case Usability::kWithoutStatus:
+      return "Answers that are no refusal have another status than 0: the guarded build has to be built without its "
+             "check of the status. A write that the controller refuses at its end is then taken for done: read it "
+             "back.";
+    case Usability::kWithoutValueEnd:
+      return "Bytes follow the values: the guarded build has to be built without its check of where value replies end.";
+    case Usability::kWithoutBoth:
+      return "Answers that are no refusal have another status than 0, and bytes follow the values: the guarded build "
+             "has to be built without these two checks. A write that the controller refuses at its end is then taken "
+             "for done: read it back.";
+    default:
+      break;
+  }
+  return {};
+}
+
+constexpr char kUntoldRefusal[] =
+    "A refused name gets a record of zeros that nothing tells from an answer: the guarded build would take area 00, "
+    "address 00000000 for the variable, read what answers there and write there.";
+
+}  // namespace
+
+Verdict RuleBook::verdict() const {
+  Verdict verdict;
+  for (size_t id = 0; id < kRuleCount; ++id) {
+    Verdict::Rule rule = rules_[id];
+    rule.rule = kRuleWords[id];
+    rule.holds = rule.broken == 0 && rule.kept > 0;
+    verdict.rules.push_back(rule);
+  }
+  for (const Id id : {kLength, kSequence, kFunction, kEnd}) {
+    if (holds(id)) continue;
+    verdict.usable = Usability::kNotUsable;
+    verdict.because.append(verdict.because.empty() ? "Not so: " : "; ").append(kRuleWords[id]);
+  }
+  if (verdict.usable == Usability::kNotUsable) {
+    verdict.because += ". The guarded build would fail where this is not so.";
+    return verdict;
+  }
+  if (!tells_refusals(holds(kStatus))) {
+    verdict.usable = Usability::kNotUsable;
+    verdict.because = kUntoldRefusal;
+    return verdict;
+  }
+  if (handles_seen_ == 0 || values_seen_ == 0) {
+    verdict.because = "No variable was both named and read: nothing can be said.";
+    return verdict;
+  }
+  verdict.usable = usable_without(holds(kStatus), holds(kValueEnd));
+  verdict.because = words_of(verdict.usable);
+  return verdict;
+}
+
+}  // namespace plc_host::survey

@@ -1,0 +1,87 @@
+// Counts what the heads of replies hold, and what the guarded build would say of each reply.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/plc_host/survey/probe.h"
+#include "tools/plc_host/survey/survey_record.h"
+#include "wire/request.h"
+
+namespace plc_host::survey {
+
+// How a reply's size stands to what was asked. A reply to a write does not show by its size whether it refuses.
+struct ReplyShape {
+  bool is_complete = false;
+  bool is_refused = false;
+  bool is_full = false;  // refused, with a record for each name or bytes for each value all the same
+  size_t behind = 0;     // bytes behind the values
+};
+
+// A request that was sent, and what became of it.
+struct Asked {
+  plc_sim::Bytes request;
+  ProbeReply answer;
+  size_t packet = 0;  // the request's first one in the capture
+  ReplyShape shape;   // once it is in the rule book
+  bool is_answered() const { return answer.has_come(); }
+};
+
+ReplyShape shape_of(const plc_sim::Request& request, const plc_sim::Bytes& reply);
+
+// Bytes 12 and 13; 0 when they did not come.
+uint16_t status_of(const plc_sim::Bytes& reply);
+
+class RuleBook {
+ public:
+  explicit RuleBook(HeadCounts& counts) : counts_(counts) {}
+
+  // Gives it its shape. Returns what it shows for the first time in words, for the capture; empty for what was seen
+  // before.
+  std::string take(Asked& asked);
+
+  // A write whose effect is known by now: its status belongs to an answer, or to a refusal.
+  void judge_write(const Asked& asked, bool is_done);
+
+  // A name that the controller cannot have got an answer as if it had it.
+  void take_false_answer(const Asked& asked);
+
+  // Bytes that came behind the last reply.
+  void take_unasked(size_t bytes);
+
+  // Of everything so far.
+  Verdict verdict() const;
+
+  // Puts what several replies show together into the counts.
+  void finish() const;
+
+ private:
+  enum Id { kLength, kSequence, kFunction, kEnd, kStatus, kValueEnd, kRefusal, kWhole, kRuleCount };
+
+  void note(Id rule, bool holds, const Asked& asked, const std::string& title);
+  void take_head(const Asked& asked);
+  void refuse_by_status(plc_sim::RequestKind kind, Asked& asked) const;
+  void take_shape(const Asked& asked, const plc_sim::Request& request);
+  void take_values(const Asked& asked, const plc_sim::Request& request);
+  void note_status(const Asked& asked, const std::string& words);
+  bool holds(Id rule) const { return rules_[rule].broken == 0; }
+  bool tells_refusals(bool looks_at_status) const;
+
+  HeadCounts& counts_;
+  std::array<Verdict::Rule, kRuleCount> rules_{};
+  std::map<std::pair<uint16_t, std::string>, size_t> statuses_;
+  std::map<uint16_t, uint64_t> statuses_done_;
+  std::map<plc_sim::RequestKind, std::map<uint16_t, uint64_t>> statuses_by_kind_;  // of what was answered
+  std::map<size_t, uint64_t> bytes_behind_;
+  uint64_t full_refusals_ = 0;           // with a status
+  uint64_t full_refusals_unmarked_ = 0;  // without
+  uint64_t handles_seen_ = 0;            // resolves and value replies that brought what was asked for
+  uint64_t values_seen_ = 0;
+  std::string first_seen_;
+};
+
+}  // namespace plc_host::survey

@@ -1,0 +1,73 @@
+// One line on standard error, written over again and again on a terminal.
+#include "tools/plc_host/survey/survey_plan.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "tools/plc_host/messages.h"
+
+namespace plc_host::survey {
+namespace {
+
+constexpr std::chrono::milliseconds kBetweenLines{250};
+constexpr double kSecondsPerMinute = 60;
+
+// "2 min", "40 s"
+std::string time_left_text(double seconds) {
+  if (seconds >= 2 * kSecondsPerMinute) {
+    return std::to_string(static_cast<long>(std::ceil(seconds / kSecondsPerMinute))) + " min";
+  }
+  return std::to_string(static_cast<long>(std::ceil(seconds))) + " s";
+}
+
+}  // namespace
+
+Progress::Progress(bool is_shown, uint32_t rate)
+    : is_shown_(is_shown), is_terminal_(isatty(STDERR_FILENO) == 1), rate_(rate) {}
+
+Progress::~Progress() { clear(); }
+
+void Progress::begin(const std::string& step, uint64_t expected, uint64_t expected_later) {
+  step_ = step;
+  expected_ = expected;
+  later_ = expected_later;
+  done_ = 0;
+  started_ = shown_ = std::chrono::steady_clock::now();
+  if (!is_shown_) return;
+  if (is_terminal_) {
+    show();
+  } else {
+    show_message("survey: " + step);
+  }
+}
+
+void Progress::asked() {
+  ++done_;
+  const auto now = std::chrono::steady_clock::now();
+  if (!is_shown_ || !is_terminal_ || now - shown_ < kBetweenLines) return;
+  shown_ = now;
+  show();
+}
+
+void Progress::show() {
+  const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - started_;
+  const double each = std::max(1.0 / rate_, done_ == 0 ? 0.0 : passed.count() / static_cast<double>(done_));
+  const uint64_t left = later_ + (expected_ > done_ ? expected_ - done_ : 0);
+  const uint64_t percent = expected_ == 0 ? 100 : std::min<uint64_t>(100, done_ * 100 / expected_);
+  std::fprintf(stderr, "\rplc-host: survey: %s, %llu %%, about %s left\x1b[K", step_.c_str(),
+               static_cast<unsigned long long>(percent), time_left_text(static_cast<double>(left) * each).c_str());
+  std::fflush(stderr);
+  has_line_ = true;
+}
+
+void Progress::clear() {
+  if (!has_line_) return;
+  std::fputs("\r\x1b[K", stderr);
+  std::fflush(stderr);
+  has_line_ = false;
+}
+
+}  // namespace plc_host::survey

@@ -1,0 +1,191 @@
+// Reads the good variables through the driver, a tag file after the other, and looks again at those that differ.
+#include "tools/plc_host/survey_steps/driver_word.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <map>
+
+#include "client/driver/failure.h"
+#include "client/plan/batch_transfer.h"
+#include "client/values/value_text.h"
+#include "client/values/value_type.h"
+#include "tools/plc_host/exit_codes.h"
+#include "tools/plc_host/host.h"
+#include "tools/plc_host/stop_signal.h"
+#include "tools/plc_host/survey_steps/ask_variables.h"
+
+namespace plc_host::survey {
+namespace {
+
+using VariableState = VariableFinding::State;
+
+constexpr size_t kMostSingly = 300;  // variables; more are read in batches
+constexpr uint32_t kMostDelayMs = 1000;
+constexpr size_t kMostDriverLines = 65536;  // bytes
+constexpr char kContract[] = "contract";
+
+HostOptions options_for(const HostOptions& options, const SurveyPlan& plan, const std::string& tag_file) {
+  constexpr uint32_t kExchangesOfRead = 2;
+  HostOptions own = options;
+  own.sim_tag_file.clear();
+  own.address = plan.host;
+  own.port = plan.port;
+  own.tag_file = tag_file;
+  own.quiet = true;
+  own.verbosity = 0;
+  own.delay_ms = std::min(kMostDelayMs, kExchangesOfRead * 1000 / plan.rate);
+  return own;
+}
+
+// What the driver gives for a variable that the survey has read.
+struct Word {
+  size_t at = 0;  // in the declarations and the findings
+  std::string value;
+  std::string problem;
+  bool is_impossible = false;
+};
+
+class Comparison {
+ public:
+  Comparison(Conversation& conversation, Declarations& declared)
+      : conversation_(conversation), variables_(declared.variables), record_(conversation.record().variables) {
+    for (size_t i = 0; i < variables_.size(); ++i) positions_[variables_[i].tag->qualified_name] = i;
+  }
+
+  void read_file(const HostOptions& options, const std::string& file, CommandOutput& output);
+  void look_again();
+
+ private:
+  Word word_of(const TagResult& result, size_t at) const;
+  bool is_same(const Word& word) const;
+
+  Conversation& conversation_;
+  std::vector<Declared>& variables_;
+  Variables& record_;
+  std::map<std::string, size_t> positions_;
+  std::vector<Word> others_;  // that are not what the survey read
+};
+
+Word Comparison::word_of(const TagResult& result, size_t at) const {
+  Word word;
+  word.at = at;
+  if (result.ok()) {
+    word.value = format_value(variables_[at].tag->entry, *result.reading.value(), {});
+    return word;
+  }
+  word.problem = result.reading.failure().reason;
+  word.is_impossible = result.reading.failure().quality == Quality::kImpossible;
+  return word;
+}
+
+// Of a long text the survey has the first part.
+bool Comparison::is_same(const Word& word) const {
+  const std::string& own = record_.findings[word.at].value;
+  if (!word.problem.empty()) return false;
+  if (value_kind(variables_[word.at].tag->entry) == ValueKind::kText) {
+    const std::string beginning = own.substr(0, own.empty() ? 0 : own.size() - 1);  // the last character is a quote
+    return word.value.compare(0, beginning.size(), beginning) == 0;
+  }
+  return word.value == own;
+}
+
+void Comparison::read_file(const HostOptions& options, const std::string& file, CommandOutput& output) {
+  Host host(options_for(options, conversation_.plan(), file), output);
+  std::string& lines = conversation_.record().driver_lines;
+  host.session().set_line_sink([&lines](const std::string& line) {
+    if (lines.size() < kMostDriverLines) lines.append(line).append("\n");
+  });
+  record_.compared_with = host.library().build;
+  std::vector<TagResult> results;
+  std::vector<size_t> positions;
+  for (const Tag& tag : host.tags().tags) {
+    const auto at = positions_.find(tag.qualified_name);
+    if (at == positions_.end() || variables_[at->second].file != file || !variables_[at->second].is_good) continue;
+    try {
+      results.push_back(unread(surveyed_element(tag)));
+      positions.push_back(at->second);
+    } catch (const ReferenceError& error) {
+      record_.findings[at->second].why = std::string("plc-host read cannot ask for it: ") + error.what();
+    }
+  }
+  const auto stop = [] { return stop_requested(); };
+  if (results.size() > kMostSingly) {
+    read_tags_batched(host.session(), results, stop);
+  } else {
+    read_tags(host.session(), results, stop, [this](const TagResult&) { conversation_.progress().asked(); });
+  }
+  // The driver would keep its connection, and controllers have few.
+  if (host.session().is_connected()) ::close(host.session().connection().socket_fd);
+  for (size_t i = 0; i < results.size(); ++i) {
+    const bool is_taken = results[i].ok() || results[i].reading.is_taken();
+    if (!is_taken) {
+      record_.not_compared = "not all of them were read by the driver: " + results[i].reading.failure().reason;
+      continue;
+    }
+    const Word word = word_of(results[i], positions[i]);
+    VariableFinding& finding = record_.findings[positions[i]];
+    if (word.is_impossible) {
+      finding.why = "plc-host read cannot ask for it: " + word.problem;
+    } else if (word.problem.empty() && value_kind(variables_[word.at].tag->entry) == ValueKind::kRaw) {
+      finding.value = word.value;
+    } else if (!is_same(word)) {
+      others_.push_back(word);
+    } else {
+      finding.value = word.value;
+    }
+  }
+}
+
+// A value that has moved meanwhile is another one for the survey too.
+void Comparison::look_again() {
+  for (const Word& word : others_) {
+    Declared& declared = variables_[word.at];
+    VariableFinding& finding = record_.findings[word.at];
+    if (!word.problem.empty()) {
+      finding.state = VariableState::kDifferent;
+      finding.why =
+          "read " + finding.value + ", but not by plc-host read (" + record_.compared_with + "): " + word.problem;
+      finding.value.clear();
+      continue;
+    }
+    const std::optional<plc_sim::Bytes> again = read_again(conversation_, declared);
+    if (!again) continue;
+    if (!is_same_value(declared, declared.value, *again)) {
+      declared.value = *again;
+      finding.value = value_text(declared, declared.value);
+      continue;
+    }
+    finding.state = VariableState::kDifferent;
+    finding.why = "read " + finding.value + ", by plc-host read (" + record_.compared_with + ") " + word.value;
+    finding.value.clear();
+  }
+}
+
+}  // namespace
+
+void compare_with_driver(Conversation& conversation, Declarations& declared, const HostOptions& options,
+                         CommandOutput& output) {
+  Variables& record = conversation.record().variables;
+  const bool is_guarded_usable = conversation.rules().verdict().usable == Verdict::Usable::kYes;
+  HostOptions own = options;
+  std::vector<std::string> files;
+  for (const Declared& variable : declared.variables) {
+    if (variable.is_good && std::find(files.begin(), files.end(), variable.file) == files.end()) {
+      files.push_back(variable.file);
+    }
+  }
+  conversation.close();
+  Comparison comparison(conversation, declared);
+  try {
+    if (!is_guarded_usable && load_driver_library(own.driver).is_guarded) own.driver = kContract;
+    for (const std::string& file : files) comparison.read_file(own, file, output);
+  } catch (const ClientError& error) {
+    record.not_compared = error.what();
+  } catch (const HostError& error) {
+    record.not_compared = error.what();
+  }
+  comparison.look_again();
+}
+
+}  // namespace plc_host::survey

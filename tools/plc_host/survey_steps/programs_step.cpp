@@ -1,0 +1,69 @@
+// The controller's programs against the scopes of the local variables.
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "tools/plc_host/survey_steps/survey_steps.h"
+#include "wire/names.h"
+
+namespace plc_host::survey {
+namespace {
+
+using wire_trace::Program;
+using ProgramState = ProgramFinding::State;
+
+bool begins_with(const std::string& text, const std::string& beginning) {
+  return text.compare(0, beginning.size(), beginning) == 0;
+}
+
+// Reads of one register take the first program whose name the scope begins with, batches the one of the same name.
+ProgramFinding finding_for(const std::string& scope, const std::vector<Program>& programs) {
+  const auto is_same = [&scope](const Program& program) { return program.name == scope; };
+  const auto is_beginning = [&scope](const Program& program) { return begins_with(scope, program.name); };
+  const auto same = std::find_if(programs.begin(), programs.end(), is_same);
+  const auto beginning = std::find_if(programs.begin(), programs.end(), is_beginning);
+  ProgramFinding finding;
+  finding.scope = scope;
+  if (same != programs.end()) {
+    finding.number = same->number;
+    finding.state = beginning == same ? ProgramState::kFound : ProgramState::kPrefix;
+    if (beginning != same) finding.other = beginning->name;
+    return finding;
+  }
+  finding.state = beginning == programs.end() || beginning->name.empty() ? ProgramState::kMissing : ProgramState::kCut;
+  if (finding.state == ProgramState::kCut) {
+    finding.number = beginning->number;
+    finding.other = beginning->name;
+  }
+  return finding;
+}
+
+}  // namespace
+
+void survey_programs(Conversation& conversation, Declarations& declared) {
+  Programs& record = conversation.record().programs;
+  run_step(record.step, [&] {
+    const std::vector<Program> programs = wire_trace::programs_of(conversation.directory());
+    for (const Program& program : programs) record.directory.push_back(program.name);
+    std::map<std::string, ProgramFinding> findings;
+    for (Declared& variable : declared.variables) {
+      const TagEntry& entry = variable.tag->entry;
+      if (entry.is_global == 1) continue;
+      const auto [at, is_new] = findings.insert({entry.scope_name, {}});
+      if (is_new) at->second = finding_for(entry.scope_name, programs);
+      variable.is_asked = at->second.state != ProgramState::kMissing;
+      variable.program = at->second.number;
+    }
+    std::set<std::string> known;
+    for (const auto& [scope, finding] : findings) {
+      record.findings.push_back(finding);
+      known.insert(finding.state == ProgramState::kCut ? finding.other : scope);
+    }
+    for (const Program& program : programs) {
+      if (known.count(program.name) > 0) continue;
+      record.findings.push_back({program.name, program.number, ProgramState::kUndeclared, ""});
+    }
+  });
+}
+
+}  // namespace plc_host::survey

@@ -1,0 +1,82 @@
+// The order of the steps, and what follows when they are over.
+#include "tools/plc_host/survey_steps/survey.h"
+
+#include <array>
+#include <chrono>
+
+#include "tools/plc_host/survey/recommend.h"
+#include "tools/plc_host/survey_steps/driver_word.h"
+#include "tools/plc_host/survey_steps/survey_steps.h"
+
+namespace plc_host::survey {
+namespace {
+
+// Requests of a scratch variable: named, read, its neighbours looked at, written and put back.
+constexpr uint64_t kRequestsOfScratch = 40;
+
+struct NextStep {
+  const char* title;
+  uint64_t requests;
+  std::function<void()> work;
+};
+
+// Those that did not get their turn say why.
+void tell_steps(SurveyRecord& record) {
+  const std::array<Step*, 8> steps = {&record.link.step,      &record.programs.step, &record.variables.step,
+                                      &record.times_step,     &record.limits.step,   &record.writes.step,
+                                      &record.endurance.step, &record.heads.step};
+  for (Step* step : steps) {
+    if (step->state == Step::State::kNotDone && step->why.empty()) step->why = record.ended;
+  }
+}
+
+void finish(Conversation& conversation, SurveyRecord& record) {
+  conversation.rules().finish();
+  record.verdict = conversation.rules().verdict();
+  if (record.heads.replies > 0) {
+    record.heads.step.state = record.is_whole ? Step::State::kDone : Step::State::kPartly;
+    record.heads.step.why = record.ended;
+  }
+  tell_steps(record);
+  record.recommendations = recommend(record);
+}
+
+}  // namespace
+
+bool make_survey(const SurveyPlan& plan, Declarations& declared, const HostOptions& options, CommandOutput& output,
+                 plc_sim::PcapngWriter& capture, SurveyRecord& record) {
+  const auto start = std::chrono::steady_clock::now();
+  Progress progress(!options.quiet, plan.rate);
+  Conversation conversation(plan, capture, record, progress);
+  const uint64_t variables = declared.variables.size();
+  const auto hour_requests = static_cast<uint64_t>(plan.hours * 3600 * plan.rate);
+  const std::vector<NextStep> steps = {
+      {"step 1 of 7, connections", link_requests(plan), [&] { survey_link(conversation); }},
+      {"step 2 of 7, programs", 1, [&] { survey_programs(conversation, declared); }},
+      {"step 3 of 7, variables", variable_requests(declared), [&] { survey_variables(conversation, declared); }},
+      {"step 4 of 7, the driver's values", variables,
+       [&] { run_step(record.variables.step, [&] { compare_with_driver(conversation, declared, options, output); }); }},
+      {"step 5 of 7, times and limits", time_requests(plan), [&] { survey_times(conversation, declared); }},
+      {"step 6 of 7, writes", plan.written.size() * kRequestsOfScratch, [&] { survey_writes(conversation, declared); }},
+      {"step 7 of 7, hours", hour_requests, [&] { survey_hours(conversation, declared); }},
+  };
+  uint64_t later = 0;
+  for (const NextStep& step : steps) later += step.requests;
+  bool is_interrupted = false;
+  try {
+    for (const NextStep& step : steps) {
+      later -= step.requests;
+      progress.begin(step.title, step.requests, later);
+      step.work();
+    }
+    record.is_whole = true;
+  } catch (const SurveyEnded& ended) {
+    record.ended = ended.what();
+    is_interrupted = ended.is_interrupted();
+  }
+  finish(conversation, record);
+  record.took_s = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  return is_interrupted;
+}
+
+}  // namespace plc_host::survey

@@ -1,0 +1,235 @@
+// Each declared variable: named and read by itself, then in batches, and what it is refused with.
+#include <algorithm>
+
+#include "base/near_names.h"
+#include "base/text.h"
+#include "client/values/value_text.h"
+#include "client/values/value_type.h"
+#include "tools/plc_host/survey_steps/ask_variables.h"
+#include "tools/plc_host/survey_steps/survey_steps.h"
+
+namespace plc_host::survey {
+namespace {
+
+using VariableState = VariableFinding::State;
+
+constexpr size_t kMostNearSearches = 200;  // each is compared with all names
+constexpr size_t kFirstBatch = 16;         // names: the limits are not known yet
+constexpr size_t kMostBatchBytes = 1400;   // of its requests and replies
+constexpr size_t kNameBytesBeside = 2;
+constexpr size_t kRecordBytes = 36;  // of a resolved name with three dimensions
+constexpr unsigned kRereads = 3;
+// No tag file that is in use declares it.
+constexpr char kUnknownName[] = "PlcHostSurvey_NoSuchName";
+
+VariableFinding finding_of(const Declared& declared) {
+  VariableFinding finding;
+  finding.name = declared.tag->qualified_name;
+  finding.own_name = declared.tag->name;
+  if (declared.tag->entry.is_global != 1) finding.program = declared.tag->entry.scope_name;
+  finding.element = declared.element;
+  finding.type = declared_type(declared.tag->entry);
+  finding.file = declared.file;
+  finding.line = declared.line;
+  return finding;
+}
+
+void take_refusal(const Asked& asked, const std::string& why, VariableFinding& finding) {
+  finding.state = VariableState::kRefused;
+  finding.refusal = asked.answer.bytes;
+  finding.status = status_of(asked.answer.bytes);
+  finding.why = why + ", status " + plc_base::hexadecimal(finding.status, 4);
+}
+
+class VariableStep {
+ public:
+  VariableStep(Conversation& conversation, Declarations& declared)
+      : conversation_(conversation), variables_(declared.variables), record_(conversation.record().variables) {}
+
+  void run() {
+    for (const Declared& declared : variables_) record_.findings.push_back(finding_of(declared));
+    for (size_t i = 0; i < variables_.size(); ++i) ask_singly(i);
+    ask_unknown();
+    ask_in_batches();
+    take_common_surplus();
+    find_near_names();
+  }
+
+ private:
+  void ask_singly(size_t at);
+  void read_singly(size_t at);
+  void ask_unknown();
+  void ask_in_batches();
+  void ask_batch(const std::vector<size_t>& batch);
+  void compare(size_t at, plc_sim::Bytes value);
+  void take_common_surplus();
+  void find_near_names();
+
+  Conversation& conversation_;
+  std::vector<Declared>& variables_;
+  Variables& record_;
+  size_t batch_names_ = kFirstBatch;
+};
+
+void VariableStep::ask_singly(size_t at) {
+  Declared& declared = variables_[at];
+  VariableFinding& finding = record_.findings[at];
+  if (!declared.is_asked) {
+    finding.why = "the controller has no program " + quote_text(declared.tag->entry.scope_name) +
+                  ": what answers could be another program's variable";
+    return;
+  }
+  const NamesAnswer names = ask_names(conversation_, {&declared});
+  if (!names.asked.is_answered()) {
+    finding.state = VariableState::kNotNamed;
+    finding.why = "no answer to its name";
+    return;
+  }
+  if (!names.is_complete) return take_refusal(names.asked, "its name is refused", finding);
+  declared.handle = names.records.front().handle;
+  declared.bit_number = names.records.front().bit_number;
+  if (declared.units == 0) {
+    finding.why = "its name is known; the driver transfers no values of its type";
+    return;
+  }
+  read_singly(at);
+}
+
+void VariableStep::read_singly(size_t at) {
+  Declared& declared = variables_[at];
+  VariableFinding& finding = record_.findings[at];
+  const ValuesAnswer values = ask_values(conversation_, {&declared});
+  const size_t wanted = size_t{2} * declared.units;
+  if (!values.asked.is_answered()) {
+    finding.state = VariableState::kNotNamed;
+    finding.why = "its name is known, its value is not answered";
+  } else if (values.asked.shape.is_refused) {
+    take_refusal(values.asked, "its name is known, its value is refused", finding);
+  } else if (!values.asked.shape.is_complete) {
+    finding.state = VariableState::kShort;
+    finding.why = "the reply has " + plc_base::plural(values.asked.answer.bytes.size() - 14, "byte") + " where " +
+                  finding.type + " takes " + std::to_string(wanted);
+  } else {
+    declared.value = values.values.front();
+    declared.is_good = true;
+    finding.value = value_text(declared, declared.value);
+    finding.state = values.asked.shape.behind == 0 ? VariableState::kGood : VariableState::kLong;
+    if (values.asked.shape.behind > 0) {
+      finding.why = plc_base::plural(values.asked.shape.behind, "byte") + " behind the value";
+    }
+  }
+}
+
+// What a name gets that no controller has, by itself and beside one that it has.
+void VariableStep::ask_unknown() {
+  Tag tag;
+  tag.name = tag.qualified_name = kUnknownName;
+  Declared unknown;
+  unknown.tag = &tag;
+  unknown.wire_name = kUnknownName;
+  const NamesAnswer alone = ask_names(conversation_, {&unknown});
+  if (alone.is_complete) conversation_.rules().take_false_answer(alone.asked);
+  for (const Declared& declared : variables_) {
+    if (!declared.is_good || declared.program) continue;
+    const NamesAnswer both = ask_names(conversation_, {&declared, &unknown});
+    if (both.is_complete) conversation_.rules().take_false_answer(both.asked);
+    break;
+  }
+}
+
+void VariableStep::ask_in_batches() {
+  std::vector<size_t> batch;
+  size_t bytes = 0;
+  const auto flush = [&] {
+    if (!batch.empty()) ask_batch(batch);
+    batch.clear();
+    bytes = 0;
+  };
+  for (size_t i = 0; i < variables_.size(); ++i) {
+    const Declared& declared = variables_[i];
+    if (!declared.is_good) continue;
+    const size_t own =
+        std::max({kRecordBytes, size_t{2} * declared.units, 2 * declared.wire_name.size()}) + kNameBytesBeside;
+    const bool is_other = !batch.empty() && variables_[batch.back()].program != declared.program;
+    if (is_other || batch.size() >= batch_names_ || bytes + own > kMostBatchBytes) flush();
+    batch.push_back(i);
+    bytes += own;
+  }
+  flush();
+}
+
+// A batch that fails is asked for in halves: either a variable cannot be read in one, or there were too many names.
+void VariableStep::ask_batch(const std::vector<size_t>& batch) {
+  std::vector<const Declared*> asked;
+  for (const size_t at : batch) asked.push_back(&variables_[at]);
+  const NamesAnswer names = ask_names(conversation_, asked);
+  const ValuesAnswer values = names.is_complete ? ask_values(conversation_, asked) : ValuesAnswer{};
+  if (values.is_complete()) {
+    for (size_t i = 0; i < batch.size(); ++i) compare(batch[i], values.values[i]);
+    return;
+  }
+  if (batch.size() == 1) {
+    VariableFinding& finding = record_.findings[batch.front()];
+    finding.state = VariableState::kDifferent;
+    finding.why = "read once, and not when it was asked for again";
+    return;
+  }
+  const auto middle = batch.begin() + static_cast<std::ptrdiff_t>(batch.size() / 2);
+  batch_names_ = std::max<size_t>(1, std::min(batch_names_, batch.size() / 2));
+  ask_batch({batch.begin(), middle});
+  ask_batch({middle, batch.end()});
+}
+
+// A value that moves is another one each time: different is what stays the same when it is read singly.
+void VariableStep::compare(size_t at, plc_sim::Bytes value) {
+  Declared& declared = variables_[at];
+  if (is_same_value(declared, declared.value, value)) return;
+  const plc_sim::Bytes first = declared.value;
+  for (unsigned i = 0; i < kRereads; ++i) {
+    const std::optional<plc_sim::Bytes> again = read_again(conversation_, declared);
+    if (!again) return;
+    declared.value = *again;
+    record_.findings[at].value = value_text(declared, declared.value);
+    if (is_same_value(declared, declared.value, value) || !is_same_value(declared, declared.value, first)) return;
+  }
+  VariableFinding& finding = record_.findings[at];
+  finding.state = VariableState::kDifferent;
+  finding.why = "read singly " + value_text(declared, first) + ", in a batch " + value_text(declared, value);
+}
+
+// Bytes that every value reply has behind its values are the controller's way, and say nothing of a variable.
+void VariableStep::take_common_surplus() {
+  conversation_.rules().finish();
+  const std::optional<uint32_t> behind = conversation_.record().heads.bytes_behind_values;
+  for (VariableFinding& finding : record_.findings) {
+    if (finding.state != VariableState::kLong || !behind) continue;
+    finding.state = VariableState::kGood;
+    finding.why.clear();
+  }
+}
+
+void VariableStep::find_near_names() {
+  std::vector<std::string> answered;
+  for (const VariableFinding& finding : record_.findings) {
+    if (finding.state == VariableState::kGood) answered.push_back(finding.name);
+  }
+  size_t left = kMostNearSearches;
+  for (VariableFinding& finding : record_.findings) {
+    if (finding.state != VariableState::kRefused || left == 0) continue;
+    finding.near = plc_base::near_names(finding.name, answered);
+    --left;
+  }
+}
+
+}  // namespace
+
+uint64_t variable_requests(const Declarations& declared) {
+  constexpr uint64_t kNamedAndRead = 2;
+  return declared.variables.size() * kNamedAndRead + declared.variables.size() / 4;
+}
+
+void survey_variables(Conversation& conversation, Declarations& declared) {
+  run_step(conversation.record().variables.step, [&] { VariableStep(conversation, declared).run(); });
+}
+
+}  // namespace plc_host::survey

@@ -1,0 +1,225 @@
+// Writes the scratch variables that were named and no others, looks at what became of them and of what lies beside
+// them, and puts the old values back, also when the survey ends in the middle.
+#include "base/text.h"
+#include "client/values/value_type.h"
+#include "tools/plc_host/survey_steps/ask_variables.h"
+#include "tools/plc_host/survey_steps/scratch.h"
+#include "tools/plc_host/survey_steps/survey_steps.h"
+#include "wire/big_endian.h"
+
+namespace plc_host::survey {
+namespace {
+
+using plc_sim::Bytes;
+
+constexpr unsigned kPutBackAttempts = 3;
+
+struct Watched {
+  Declared variable;
+  Bytes value;
+};
+
+class WriteStep {
+ public:
+  WriteStep(Conversation& conversation, const Declarations& declared)
+      : conversation_(conversation), declared_(declared), writes_(conversation.record().writes) {}
+
+  void run();
+
+  // What was written when the survey ended is written back, or told when the controller does not answer.
+  void put_back_or_tell();
+
+ private:
+  void take(const std::string& name);
+  void change(Scratch& scratch);
+  void put_back();
+  bool name_again(Declared& variable);
+  std::vector<Watched> neighbours(const Scratch& scratch);
+  std::string moved_neighbours(std::vector<Watched>& watched);
+  Asked write(Scratch& scratch, const Bytes& value);
+  bool is_changed_to(const Scratch& scratch, const std::optional<Bytes>& now, const Bytes& wanted) const;
+  WriteFinding finding_of(const Scratch& scratch, const Bytes& value) const;
+
+  Conversation& conversation_;
+  const Declarations& declared_;
+  Writes& writes_;
+  std::optional<Scratch> open_;  // written, and not put back yet
+  Bytes old_value_;
+};
+
+WriteFinding WriteStep::finding_of(const Scratch& scratch, const Bytes& value) const {
+  WriteFinding finding;
+  finding.name = scratch.name;
+  finding.type = declared_type(scratch.variable.tag->entry);
+  const bool is_on = ((unsigned{plc_sim::ByteView(value).u16(0)} >> bit_of(scratch.variable)) & 1U) != 0;
+  finding.kind = way_words(scratch.way, is_on);
+  return finding;
+}
+
+// The name is resolved before every write, as the driver does.
+bool WriteStep::name_again(Declared& variable) {
+  const NamesAnswer names = ask_names(conversation_, {&variable});
+  if (!names.is_complete) return false;
+  variable.handle = names.records.front().handle;
+  variable.bit_number = names.records.front().bit_number;
+  return true;
+}
+
+// Those whose values stay the same by themselves.
+std::vector<Watched> WriteStep::neighbours(const Scratch& scratch) {
+  std::vector<Watched> watched;
+  for (Declared& neighbour : neighbours_of(scratch, declared_)) {
+    const std::optional<Bytes> first = read_again(conversation_, neighbour);
+    const std::optional<Bytes> second = first ? read_again(conversation_, neighbour) : std::nullopt;
+    if (!first || !second || !is_same_value(neighbour, *first, *second)) continue;
+    writes_.neighbours.push_back(neighbour.tag->qualified_name + neighbour.element);
+    watched.push_back({neighbour, *second});
+  }
+  return watched;
+}
+
+// "Motor.Speed was 12 and is 13"; empty when all are what they were.
+std::string WriteStep::moved_neighbours(std::vector<Watched>& watched) {
+  std::string moved;
+  for (Watched& one : watched) {
+    const std::optional<Bytes> now = read_again(conversation_, one.variable);
+    if (now && is_same_value(one.variable, one.value, *now)) continue;
+    moved.append(moved.empty() ? "" : "; ").append(one.variable.tag->qualified_name).append(one.variable.element);
+    moved.append(" was ").append(value_text(one.variable, one.value)).append(" and is ");
+    moved.append(now ? value_text(one.variable, *now) : "not answered");
+  }
+  return moved;
+}
+
+Asked WriteStep::write(Scratch& scratch, const Bytes& value) {
+  Asked nothing;
+  if (!name_again(scratch.variable)) return nothing;
+  Bytes word;
+  if (scratch.way == WriteWay::kWordAround) {
+    const ValuesAnswer now = ask_values(conversation_, {&scratch.variable});
+    if (!now.is_complete()) return nothing;
+    word = now.values.front();
+  }
+  const Bytes request = write_request_for(scratch, conversation_.next_sequence(), value, word);
+  const char* kind = scratch.way == WriteWay::kSetReset ? "bit"
+                     : scratch.way == WriteWay::kMasked ? "masked write"
+                                                        : "write";
+  open_ = scratch;
+  return conversation_.try_asking(kind, 1, request);
+}
+
+bool WriteStep::is_changed_to(const Scratch& scratch, const std::optional<Bytes>& now, const Bytes& wanted) const {
+  if (!now) return false;
+  Bytes part = *now;
+  Bytes expected = wanted;
+  part.resize(changed_bytes(scratch));
+  expected.resize(changed_bytes(scratch));
+  return is_same_value(scratch.variable, part, expected);
+}
+
+void WriteStep::change(Scratch& scratch) {
+  const std::optional<Bytes> old_value = read_again(conversation_, scratch.variable);
+  const Bytes value = old_value ? other_value(scratch, *old_value) : Bytes{};
+  WriteFinding finding = finding_of(scratch, value);
+  if (!old_value) {
+    finding.why = "its value cannot be read: it is not written, for it could not be put back";
+    writes_.findings.push_back(finding);
+    return;
+  }
+  old_value_ = *old_value;
+  std::vector<Watched> watched = neighbours(scratch);
+  const size_t at = writes_.findings.size();
+  finding.why = "the survey ended behind the write";
+  writes_.findings.push_back(finding);
+  const Asked asked = write(scratch, value);
+  writes_.findings[at].acknowledged = asked.is_answered();
+  const std::optional<Bytes> now = read_again(conversation_, scratch.variable);
+  writes_.findings[at].read_back = is_changed_to(scratch, now, value);
+  conversation_.rules().judge_write(asked, writes_.findings[at].read_back);
+  std::string why = asked.is_answered() ? "" : "no acknowledgment";
+  if (!writes_.findings[at].read_back) {
+    why.append(why.empty() ? "" : "; ").append("read back ");
+    why += now ? value_text(scratch.variable, *now) : "without an answer";
+  }
+  const std::string moved = moved_neighbours(watched);
+  writes_.findings[at].neighbours_kept = moved.empty();
+  if (!moved.empty()) why.append(why.empty() ? "" : "; ").append(moved);
+  writes_.findings[at].why = why;
+  put_back();
+}
+
+void WriteStep::put_back() {
+  if (!open_) return;
+  Scratch scratch = *open_;
+  const Bytes old_value = old_value_;
+  Asked asked;
+  bool is_back = false;
+  for (unsigned i = 0; i < kPutBackAttempts && !is_back; ++i) {
+    asked = write(scratch, old_value);
+    is_back = is_changed_to(scratch, read_again(conversation_, scratch.variable), old_value);
+    conversation_.rules().judge_write(asked, is_back);
+  }
+  WriteFinding& changed = writes_.findings.back();
+  changed.set_back = is_back;
+  if (!is_back) {
+    writes_.not_set_back.push_back(scratch.name + ": it was " + value_text(scratch.variable, old_value));
+  } else if (scratch.way == WriteWay::kSetReset) {
+    // The other one of the two requests.
+    WriteFinding back = finding_of(scratch, old_value);
+    back.acknowledged = asked.is_answered();
+    back.read_back = back.set_back = true;
+    back.neighbours_kept = changed.neighbours_kept;
+    writes_.findings.push_back(back);
+  }
+  open_.reset();
+}
+
+void WriteStep::take(const std::string& name) {
+  Scratch scratch = scratch_of(declared_, name);
+  WriteFinding finding = finding_of(scratch, {});
+  if (scratch.way == WriteWay::kNone) {
+    finding.why = "the survey writes no values of this type";
+  } else if (!scratch.variable.is_asked) {
+    finding.why = "the controller has no program of its scope";
+  } else {
+    change(scratch);
+    return;
+  }
+  writes_.findings.push_back(finding);
+}
+
+void WriteStep::run() {
+  for (const std::string& name : conversation_.plan().written) take(name);
+}
+
+void WriteStep::put_back_or_tell() {
+  if (!open_) return;
+  const std::string was = open_->name + ": it was " + value_text(open_->variable, old_value_);
+  try {
+    put_back();
+  } catch (const SurveyEnded&) {
+    writes_.not_set_back.push_back(was);
+  }
+}
+
+}  // namespace
+
+void survey_writes(Conversation& conversation, const Declarations& declared) {
+  Writes& writes = conversation.record().writes;
+  if (conversation.plan().written.empty()) {
+    writes.step.why = "--write names no variable";
+    return;
+  }
+  run_step(writes.step, [&] {
+    WriteStep step(conversation, declared);
+    try {
+      step.run();
+    } catch (const SurveyEnded&) {
+      conversation.ignore_stop();
+      step.put_back_or_tell();
+      throw;
+    }
+  });
+}
+
+}  // namespace plc_host::survey
