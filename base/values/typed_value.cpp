@@ -188,6 +188,13 @@ size_t product(const std::vector<size_t>& extents, size_t from) {
   return count;
 }
 
+std::string wrong_count(std::string_view text, const std::vector<std::string_view>& elements, size_t expected) {
+  const std::string problem = quoted(text) + " has " + plural(elements.size(), "value") + " where " +
+                              std::to_string(expected) + (expected == 1 ? " belongs" : " belong");
+  const bool is_apart = elements.size() == 1 && elements[0].find_first_of(" \t;") != std::string_view::npos;
+  return is_apart ? problem + ": commas stand between them" : problem;
+}
+
 // Puts the elements of the text behind the others, or says what is wrong.
 std::string take_elements(std::string_view text, const std::vector<size_t>& extents, size_t depth,
                           std::vector<std::string_view>& elements) {
@@ -200,12 +207,7 @@ std::string take_elements(std::string_view text, const std::vector<size_t>& exte
   bool is_nested = false;
   for (const std::string_view item : list.elements) is_nested = is_nested || (!item.empty() && item.front() == '[');
   const size_t expected = is_nested ? extents[depth] : product(extents, depth);
-  if (list.elements.size() != expected) {
-    std::string problem = quoted(text) + " has " + plural(list.elements.size(), "value") + " where " +
-                          std::to_string(expected) + (expected == 1 ? " belongs" : " belong");
-    const bool is_apart = list.elements.size() == 1 && list.elements[0].find_first_of(" \t;") != std::string_view::npos;
-    return is_apart ? problem + ": commas stand between them" : problem;
-  }
+  if (list.elements.size() != expected) return wrong_count(text, list.elements, expected);
   for (const std::string_view item : list.elements) {
     std::string problem = take_elements(item, extents, is_nested ? depth + 1 : extents.size(), elements);
     if (!problem.empty()) return problem;

@@ -149,6 +149,14 @@ FoundVariable find_in(const TagArea& area, std::string_view name) {
   }
 }
 
+std::optional<core::TagReference> find_respelled(const std::vector<std::unique_ptr<TagArea>>& areas,
+                                                 std::string_view name) {
+  for (const auto& area : areas) {
+    if (const auto text = core::respelled(area->list, name)) return core::find_reference(area->list, *text);
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 TagAreas::TagAreas(const Options& options, uint32_t ip_address, core::PrivateDriver& driver) {
@@ -229,15 +237,17 @@ std::string TagAreas::places() const {
 void TagAreas::unknown(std::string_view name) const {
   std::vector<std::string> names;
   for (const Declaration& declaration : declarations()) names.push_back(declaration.name);
-  std::vector<std::string> near = core::meant_names(name, names);
+  const std::optional<core::TagReference> respelt = find_respelled(areas_, name);
+  std::vector<std::string> near = respelt ? std::vector<std::string>{respelt->text} : core::meant_names(name, names);
   std::string text = std::string(name) + ": " + (areas_.size() > 1 ? "none of " : "") + places() +
                      (areas_.size() > 1 ? " has a variable of this name" : " has no variable of this name");
   if (!near.empty()) {
-    const Declaration& nearest = declaration(near.front());
+    const Declaration& nearest = declaration(respelt ? respelt->tag->qualified_name : near.front());
     text += "; did you mean " + plc_base::joined_with_or(near) + " (" + nearest.file + ":" +
             std::to_string(nearest.line) + ")?";
   }
-  if (name.find("][") != std::string_view::npos) text += "; subscripts stand in one pair of brackets: [1,2]";
+  if (!respelt && name.find("][") != std::string_view::npos)
+    text += "; subscripts stand in one pair of brackets: [1,2]";
   if (name.find_first_of("*?") != std::string_view::npos) text += "; patterns are for match() and, in Python, watch()";
   throw UnknownVariable(plc_base::shown_line(text), std::move(near));
 }

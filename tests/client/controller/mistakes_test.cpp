@@ -141,6 +141,8 @@ TEST_F(MistakesTest, NameThatIsNone_SaysWhatItMayHaveMeant) {
   EXPECT_EQ(read<UnknownVariable>("Mot"), "Mot" + none);
   EXPECT_EQ(read<UnknownVariable>("zzzz[1][2]"),
             "zzzz[1][2]" + none + "; subscripts stand in one pair of brackets: [1,2]");
+  EXPECT_EQ(read<UnknownVariable>("Grid[1][2]"), "Grid[1][2]" + none + "; did you mean Grid[1,2] (" + place + ":8)?");
+  EXPECT_EQ(read<UnknownVariable>("Table(3)"), "Table(3)" + none + "; did you mean Table[3] (" + place + ":7)?");
   EXPECT_EQ(read<UnknownVariable>("zzzzzz.*"),
             "zzzzzz.*" + none + "; patterns are for match() and, in Python, watch()");
   EXPECT_EQ(read<UnknownVariable>("zzzzzz\n\xff"), "zzzzzz\\n\\xff" + none);
