@@ -1,0 +1,290 @@
+// plc-host survey as a program: what it says of a plain controller, that it leaves it as it was, and that its files are
+// there however it ends.
+#include <sys/stat.h>
+
+#include <map>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "tests/tools/plc_host/program_fixture.h"
+
+namespace {
+
+using namespace plc_host_test;
+using Json = nlohmann::json;
+
+constexpr const char* kScratch[] = {"Speed", "Ready", "Motor.Run", "Line[2].On", "Text", "Table[3]", "MAIN/Count"};
+
+class SurveyTest : public ProgramTest {
+ protected:
+  // The words of a survey of the simulator at the test's port.
+  std::vector<std::string> words(const std::vector<std::string>& more) const {
+    std::vector<std::string> all = {"survey",   "--address",  "127.0.0.1:" + port_, "--tags", path("machine.csv"),
+                                    "--output", path("found")};
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+  }
+
+  Json report() const { return Json::parse(file_text(path("found/report.json"))); }
+
+  bool has_all_files() const {
+    bool has_all = true;
+    for (const char* name : {"report.json", "survey.pcapng", "profile.toml"}) {
+      has_all = has_all && !file_text(path(std::string("found/") + name)).empty();
+    }
+    return has_all;
+  }
+
+  // How often each element was written, by the simulator's own count; its report is there once it has ended.
+  std::map<std::string, int> written() const {
+    std::map<std::string, int> counts;
+    const Json sim = Json::parse(file_text(path("sim.json")));
+    for (const Json& row : sim.at("asked")) {
+      if (row.at("written") > 0) counts[row.at("name")] = row.at("written");
+    }
+    return counts;
+  }
+
+  std::vector<std::string> scratch_options() const {
+    std::vector<std::string> options;
+    for (const char* name : kScratch) options.insert(options.end(), {"--write", name});
+    return options;
+  }
+
+  // The values of all variables, by plc-host read.
+  std::map<std::string, std::string> values() {
+    std::map<std::string, std::string> values;
+    const Outcome outcome =
+        run({"read", "--all", "--address", "127.0.0.1:" + port_, "--tags", path("machine.csv"), "--json"});
+    for (const std::string& line : lines_of(outcome.out)) {
+      const Json result = Json::parse(line);
+      if (result.at("state") == "good") values[result.at("name")] = result.at("value").dump();
+    }
+    return values;
+  }
+
+  void end(Child& simulator) {
+    simulator.close_input();
+    EXPECT_EQ(simulator.wait(), 0) << file_text(path("sim_err"));
+  }
+
+  // A survey that is stopped as soon as it says that it is at the step.
+  int interrupted_at(const std::string& step, const std::vector<std::string>& more) {
+    Child survey(host_words(words(more)), path("out"), path("err"));
+    EXPECT_TRUE(survey.wait_for("survey: step " + step));
+    survey.signal(SIGINT);
+    return survey.wait();
+  }
+};
+
+std::string state_of(const Json& report, const std::string& name) {
+  for (const Json& finding : report.at("variables").at("findings")) {
+    if (finding.at("name") == name) return finding.at("state");
+  }
+  return "absent";
+}
+
+TEST_F(SurveyTest, PlainController_IsReportedAsItIs) {
+  const auto simulator = start_simulator({"--sentinel"});
+  const Outcome outcome = run(words({"--rate", "1000"}));
+  end(*simulator);
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_THAT(outcome.out, StartsWith("127.0.0.1:" + port_ +
+                                      ": 25 variables, 24 read, 0 refused, 1 otherwise: see the report\n"
+                                      "guarded build: usable\nset driver: guarded\n"));
+  const Json found = report();
+  EXPECT_EQ(found.at("whole"), true);
+  EXPECT_EQ(found.at("ended"), nullptr);
+  EXPECT_EQ(found.at("guarded").at("usable"), "usable");
+  for (const Json& rule : found.at("guarded").at("rules")) {
+    EXPECT_TRUE(rule.at("holds")) << rule.at("rule");
+    EXPECT_EQ(rule.at("broken"), 0) << rule.at("rule");
+  }
+  const Json& link = found.at("link");
+  EXPECT_EQ(link.at("connects_tried"), 20);
+  EXPECT_EQ(link.at("connect_failures"), Json::array());
+  EXPECT_EQ(link.at("second_connection"), "accepted and answered");
+  EXPECT_EQ(link.at("half_closed"), "accepted and answered");
+  EXPECT_EQ(link.at("most_connections"), nullptr);
+  EXPECT_EQ(found.at("programs").at("directory"), (Json{"MAIN", "SUB"}));
+  EXPECT_EQ(found.at("variables").at("compared_with"), "1.1.0 guarded");
+  EXPECT_EQ(found.at("variables").at("not_compared"), nullptr);
+  for (const Json& finding : found.at("variables").at("findings")) {
+    EXPECT_EQ(finding.at("state"), finding.at("name") == "Byte" ? "not tried" : "good") << finding;
+  }
+  const Json& heads = found.at("heads");
+  EXPECT_EQ(heads.at("unanswered"), 0);
+  EXPECT_EQ(heads.at("bytes_unasked"), 0);
+  for (const auto& [name, field] : heads.at("fields").items()) {
+    EXPECT_EQ(field.at("right"), heads.at("replies")) << name;
+  }
+  EXPECT_EQ(heads.at("status_done"), "0000");
+  EXPECT_EQ(heads.at("refusal_status"), "0004");
+  EXPECT_EQ(heads.at("refusal_is_full"), true);
+  EXPECT_EQ(found.at("limits").at("names_per_request"), nullptr);
+  EXPECT_EQ(found.at("writes").at("step").at("why"), "--write names no variable");
+}
+
+TEST_F(SurveyTest, Values_AreThoseOfPlcHostRead) {
+  const auto simulator = start_simulator({"--sentinel"});
+  std::map<std::string, std::string> read = values();
+  EXPECT_EQ(run(words({"--rate", "1000"})).code, 0);
+  end(*simulator);
+  size_t compared = 0;
+  const Json found = report();
+  for (const Json& finding : found.at("variables").at("findings")) {
+    // Of an array the survey shows one element.
+    const auto value = read.find(finding.at("name"));
+    if (value == read.end() || !finding.at("element").is_null() || finding.at("type").get<std::string>()[0] == 'W') {
+      continue;
+    }
+    EXPECT_EQ(finding.at("value"), value->second) << finding.at("name");
+    ++compared;
+  }
+  EXPECT_GE(compared, 8U);
+}
+
+TEST_F(SurveyTest, WithoutWrite_NothingIsWritten) {
+  const auto simulator = start_simulator({"--report", path("sim.json")});
+  EXPECT_EQ(run(words({"--rate", "1000"})).code, 0);
+  end(*simulator);
+  EXPECT_TRUE(written().empty());
+}
+
+TEST_F(SurveyTest, NamedVariables_AreWrittenEachWayAndSetBackAndNoOthers) {
+  const auto simulator = start_simulator({"--sentinel", "--report", path("sim.json")});
+  const std::map<std::string, std::string> before = values();
+  std::vector<std::string> options = scratch_options();
+  options.insert(options.end(), {"--rate", "1000"});
+  EXPECT_EQ(run(words(options)).code, 0);
+  EXPECT_GE(before.size(), 20U);
+  EXPECT_EQ(values(), before);
+  end(*simulator);
+  std::vector<std::string> kinds;
+  const Json found = report();
+  for (const Json& finding : found.at("writes").at("findings")) {
+    kinds.push_back(finding.at("name").get<std::string>() + " " + finding.at("kind").get<std::string>());
+    for (const char* flag : {"acknowledged", "read_back", "neighbours_kept", "set_back"}) {
+      EXPECT_EQ(finding.at(flag), true) << finding;
+    }
+  }
+  EXPECT_EQ(kinds,
+            (std::vector<std::string>{"Speed write", "Ready set", "Ready reset", "Motor.Run read-modify-write",
+                                      "Line[2].On masked write", "Text write", "Table[3] write", "MAIN/Count write"}));
+  EXPECT_EQ(found.at("writes").at("not_set_back"), Json::array());
+  std::set<std::string> names;
+  for (const auto& [name, count] : written()) {
+    names.insert(name);
+    EXPECT_EQ(count, 2) << name;
+  }
+  EXPECT_EQ(names,
+            (std::set<std::string>{"Line[2].On", "MAIN/Count", "Motor.Run", "Ready", "Speed", "Table[3]", "Text[0]"}));
+}
+
+TEST_F(SurveyTest, VariablesThatAreNotThere_AreListedWithNearNames) {
+  const auto simulator = start_simulator();
+  write_file("wrong.csv", "Sped,INT,,,,,,0,1,0,0,,DM\nSpeed,INT,,,,,,1,1,0,0,,DM\nCount,INT,,,,,,2,0,0,1,MIAN,DM\n");
+  const Outcome outcome = run({"survey", "--address", "127.0.0.1:" + port_, "--tags", path("wrong.csv"), "--output",
+                               path("found"), "--rate", "1000"});
+  simulator->close_input();
+  EXPECT_EQ(outcome.code, 1);
+  const Json found = report();
+  EXPECT_EQ(state_of(found, "Sped"), "refused");
+  EXPECT_EQ(state_of(found, "Speed"), "good");
+  EXPECT_EQ(state_of(found, "MIAN/Count"), "not tried");
+  const Json& refused = found.at("variables").at("findings").at(0);
+  EXPECT_EQ(refused.at("near"), Json{"Speed"});
+  EXPECT_EQ(refused.at("status"), "0004");
+  EXPECT_EQ(found.at("programs").at("findings").at(0).at("state"), "missing");
+}
+
+TEST_F(SurveyTest, InterruptedAtEachStep_EverythingFoundIsWrittenAndNothingElseToTheController) {
+  for (const char* step : {"1", "2", "3", "4", "5", "6", "7"}) {
+    const auto simulator = start_simulator({"--report", path("sim.json")});
+    std::vector<std::string> options = scratch_options();
+    options.insert(options.end(), {"--rate", "300", "--hours", "1", "--replace"});
+    EXPECT_EQ(interrupted_at(step, options), 130) << step;
+    const Json found = report();
+    EXPECT_EQ(found.at("whole"), false) << step;
+    EXPECT_EQ(found.at("ended"), "interrupted") << step;
+    EXPECT_EQ(found.at("hours").at("step").at("why"), "interrupted") << step;
+    EXPECT_EQ(found.at("writes").at("not_set_back"), Json::array()) << step;
+    EXPECT_TRUE(has_all_files()) << step;
+    simulator->close_input();
+    simulator->wait();
+    const std::set<std::string> named = {"Line[2].On", "MAIN/Count", "Motor.Run", "Ready",
+                                         "Speed",      "Table[3]",   "Text[0]"};
+    for (const auto& [name, count] : written()) {
+      EXPECT_EQ(named.count(name), 1U) << step << ": " << name;
+      EXPECT_GE(count, 2) << step << ": " << name << " was not set back";
+    }
+  }
+}
+
+TEST_F(SurveyTest, ControllerThatDiesAtEachStep_EverythingFoundIsWritten) {
+  for (const char* step : {"1", "2", "3", "4", "5", "6", "7"}) {
+    auto simulator = start_simulator();
+    std::vector<std::string> options = scratch_options();
+    options.insert(options.end(), {"--rate", "300", "--hours", "0.0005", "--timeout", "1", "--replace"});
+    Child survey(host_words(words(options)), path("out"), path("err"));
+    EXPECT_TRUE(survey.wait_for(std::string("survey: step ") + step));
+    simulator.reset();
+    const int code = survey.wait();
+    const Json found = report();
+    EXPECT_TRUE(has_all_files()) << step;
+    if (std::string(step) == "7") {
+      // These hours are there to see a controller that is away.
+      EXPECT_EQ(found.at("hours").at("losses"), found.at("hours").at("rounds")) << step;
+      continue;
+    }
+    EXPECT_EQ(code, 7) << step;
+    EXPECT_EQ(found.at("whole"), false) << step;
+    EXPECT_THAT(found.at("ended").get<std::string>(), HasSubstr("controller")) << step;
+  }
+}
+
+TEST_F(SurveyTest, WriteThatCannotBeTakenBack_IsToldLoudly) {
+  const auto simulator = start_simulator({"--sentinel", "--fault", "refuse on=write after=1 times=always"});
+  const Outcome outcome = run(words({"--rate", "1000", "--write", "Speed"}));
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: NOT SET BACK: Speed: it was "));
+  const Json found = report();
+  ASSERT_EQ(found.at("writes").at("not_set_back").size(), 1U);
+  EXPECT_EQ(found.at("writes").at("findings").at(0).at("set_back"), false);
+  EXPECT_EQ(found.at("guarded").at("usable"), "usable");
+}
+
+TEST_F(SurveyTest, FolderWithOtherFiles_IsRefusedAndLeftAsItIs) {
+  ASSERT_EQ(mkdir(path("found").c_str(), 0700), 0);
+  write_file("found/own.txt", "mine");
+  const Outcome outcome = run(words({}));
+  EXPECT_EQ(outcome.code, 8);
+  EXPECT_THAT(outcome.err, HasSubstr("it holds own.txt, which is no survey's: name another folder"));
+  EXPECT_TRUE(file_text(path("found/survey.pcapng")).empty());
+}
+
+TEST_F(SurveyTest, FormerSurvey_IsReplacedWhenThatIsSaid) {
+  const auto simulator = start_simulator();
+  EXPECT_EQ(run(words({"--rate", "1000", "--gentle"})).code, 0);
+  const Outcome again = run(words({"--rate", "1000", "--gentle"}));
+  EXPECT_EQ(again.code, 8);
+  EXPECT_THAT(again.err, HasSubstr("it holds a survey: name another folder, or --replace"));
+  EXPECT_EQ(run(words({"--rate", "1000", "--gentle", "--replace"})).code, 0);
+  EXPECT_EQ(report().at("link").at("second_connection"), "not tried: --gentle");
+}
+
+TEST_F(SurveyTest, UnknownScratchVariable_IsRefusedBeforeAnythingIsAsked) {
+  const Outcome outcome = run(words({"--write", "Sped"}));
+  EXPECT_EQ(outcome.code, 2);
+  EXPECT_THAT(outcome.err, HasSubstr("--write Sped: "));
+  EXPECT_TRUE(file_text(path("found/survey.pcapng")).empty());
+}
+
+TEST_F(SurveyTest, NoController_SaysSoInItsReportToo) {
+  const Outcome outcome = run(words({"--rate", "1000"}));
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_EQ(report().at("ended"), "the controller does not answer: Connection refused");
+  EXPECT_EQ(report().at("guarded").at("usable"), "not known");
+}
+
+}  // namespace
