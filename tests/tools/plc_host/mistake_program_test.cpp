@@ -25,11 +25,12 @@ struct Mistake {
 void PrintTo(const Mistake& mistake, std::ostream* out) { *out << mistake.line; }
 
 constexpr Mistake kMistakes[] = {
-    {"", 2, "which command: info, tags, check, read, write, batch, watch or why?"},
+    {"", 2, "which command: info, tags, check, read, write, batch, watch, why or survey?"},
     {"check --rules T999", 2, "no rule is called T999: they are called as T042; check --rules lists them"},
     {"raed X", 2, "unknown command 'raed', did you mean read?"},
     {"frobnicate", 2,
-     "unknown command 'frobnicate'; the commands are info, tags, check, read, write, batch, watch or why; plc-host "
+     "unknown command 'frobnicate'; the commands are info, tags, check, read, write, batch, watch, why or survey; "
+     "plc-host "
      "--help tells more"},
     {"get X", 2, "unknown command 'get', did you mean read?"},
     {"set X=1", 2, "unknown command 'set', did you mean write?"},
