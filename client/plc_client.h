@@ -347,6 +347,9 @@ struct Options {
   std::function<void(const std::string& line)> log;
   // Is told each change of State::connected. As log.
   std::function<void(const State& state)> on_state;
+  // A file with what was learnt of the controller; empty: none. It sets reply_timeout_s, delay_ms and driver where they
+  // are as usual, and how many names are asked for at a time. log is told when it makes "guarded" the contract build.
+  std::string profile;
 };
 
 class Controller;

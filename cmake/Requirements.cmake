@@ -44,6 +44,8 @@ function(plc_find_missing_for_client missing)
   set(lacking "")
   find_package(nlohmann_json QUIET)
   plc_need(lacking nlohmann_json_FOUND nlohmann_json nlohmann-json3-dev)
+  find_path(PLC_TOMLPLUSPLUS_DIR NAMES toml++/toml.h)
+  plc_need(lacking PLC_TOMLPLUSPLUS_DIR toml++ libtomlplusplus-dev)
   set(${missing} "${lacking}" PARENT_SCOPE)
 endfunction()
 

@@ -5,6 +5,7 @@ namespace plc_profile {
 namespace {
 
 constexpr uint32_t kMostMs = 600000;
+constexpr uint32_t kMostDelayMs = 1000;  // the driver pauses no longer
 constexpr uint32_t kMostStatus = 0xFFFF;
 constexpr uint32_t kMostNumber = 65535;
 constexpr uint32_t kLeastSegment = 88;  // what TCP here takes
@@ -50,7 +51,7 @@ const std::vector<KeyRow>& key_rows() {
       {"guarded", "usable", "the guarded driver here, and without which of its checks", &Profile::guarded},
 
       {"settings", "timeout_s", "how long a host waits for a reply", &Profile::recv_timeout_s, 1, 86400},
-      {"settings", "delay_ms", "how long a host pauses before each transfer", &Profile::delay_ms, 0, 1000000},
+      {"settings", "delay_ms", "how long a host pauses before each transfer", &Profile::delay_ms, 0, kMostDelayMs},
       {"settings", "batch_names", "names that a host asks for at a time", &Profile::batch_names, 1, kMostNumber},
       {"settings", "poll_ms", "the shortest period at which it may be polled", &Profile::poll_ms, 1, 86400000},
 

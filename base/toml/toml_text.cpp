@@ -107,7 +107,7 @@ std::string fault_of(const std::string& line, const std::string& description) {
            "): texts stand in double quotes, lists in brackets with commas, and yes and no are true and false";
   }
   if (line.front() == '[') {
-    return line + " is there already: put the two together; for several write [[poll]] or [[command]]";
+    return line + " is there already: put the two together; where there may be several, double brackets begin each";
   }
   return plc_base::quoted(trimmed(line.substr(0, line.find('=')))) + " is set a second time: keep one of them";
 }

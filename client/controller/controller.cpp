@@ -8,6 +8,7 @@
 #include "client/controller/input_value.h"
 #include "client/controller/link.h"
 #include "client/controller/mistake.h"
+#include "client/controller/profiled_options.h"
 #include "client/controller/tag_areas.h"
 #include "client/controller/value_access.h"
 #include "client/driver/failure.h"
@@ -32,13 +33,19 @@ uint32_t resolve_address(const std::string& address) {
                 "; give an IPv4 address or a name, without a port");
 }
 
-core::Target target_of(const Options& options) {
+core::Target target_of(const Options& options, uint32_t most_names) {
   if (options.port == 0) throw Error("port 0 is none: give one from 1 to 65535");
   if (options.reply_timeout_s == 0 || options.reply_timeout_s > kLongestTimeoutS) {
     throw Error("a reply time-out is from 1 to 86400 s");
   }
   if (options.delay_ms > kLongestDelayMs) throw Error("a delay is at most 1000 ms");
-  return {resolve_address(options.address), options.port, options.area, options.reply_timeout_s, options.delay_ms};
+  return {resolve_address(options.address),
+          options.port,
+          options.area,
+          options.reply_timeout_s,
+          options.delay_ms,
+          "",
+          most_names};
 }
 
 std::unique_ptr<core::PrivateDriver> load_driver(const std::string& choice) {
@@ -95,13 +102,14 @@ Plan::Body& Plan::body() const {
 }
 
 struct Controller::Body {
-  explicit Body(const Options& given)
-      : options(given),
-        target(target_of(options)),
+  explicit Body(const ProfiledOptions& given)
+      : options(given.options),
+        target(target_of(options, given.most_names)),
         driver(load_driver(options.driver)),
         tags(collecting(options), target.ip_address, *driver),
         link(options, target),
         build(driver->library().build) {
+    if (!given.word.empty()) log(given.word);
     pass_on_lines();
   }
 
@@ -117,6 +125,7 @@ struct Controller::Body {
     if (options.log) options.log(line);
   }
 
+  core::RequestRules rules() const { return {driver->library().is_guarded, target.most_names}; }
   core::DriverSession& open();
   void close();
   core::ReadPlan plan_for(const std::vector<FoundVariable>& variables) const;
@@ -199,7 +208,7 @@ void Controller::Body::run(core::ReadPlan& plan) {
 
 core::ReadPlan Controller::Body::plan_for(const std::vector<FoundVariable>& variables) const {
   core::ReadPlan plan;
-  plan.is_guarded = driver->library().is_guarded;
+  plan.rules = rules();
   plan.variables.reserve(variables.size());
   for (const FoundVariable& found : variables) {
     core::PlannedVariable variable;
@@ -224,7 +233,7 @@ void Controller::Body::fill_readings(const core::ReadPlan& plan, std::vector<Rea
       ValueAccess::clear(reading.value);
       continue;
     }
-    reading.quality = plan.is_guarded ? Quality::kGood : Quality::kUnguarded;
+    reading.quality = plan.rules.is_guarded ? Quality::kGood : Quality::kUnguarded;
     reading.error.reason = Reason::kNone;
     reading.error.text.clear();
     reading.error.advice.clear();
@@ -255,11 +264,11 @@ std::vector<FoundVariable> find_all(const TagAreas& tags, const std::vector<std:
   return found;
 }
 
-core::PreparedWrite prepare(const FoundVariable& variable, const Input& value) {
+core::PreparedWrite prepare(const FoundVariable& variable, const Input& value, const core::RequestRules& rules) {
   if (!variable.impossible.empty()) refuse<Error>(variable.reference.text + ": " + variable.impossible);
   core::TagValue bits = value_of(variable.reference, value);
   try {
-    return core::prepare_write(variable.reference, std::move(bits));
+    return core::prepare_write(variable.reference, std::move(bits), rules);
   } catch (const core::PlanError& error) {
     refuse<Error>(variable.reference.text + ": " + error.what());
   }
@@ -340,7 +349,7 @@ std::vector<WriteResult> Controller::Body::write_all(const std::vector<FoundVari
   return results;
 }
 
-Controller::Controller(const Options& options) : body_(std::make_unique<Body>(options)) {}
+Controller::Controller(const Options& options) : body_(std::make_unique<Body>(with_profile(options))) {}
 
 Controller::~Controller() { body_->close(); }
 
@@ -413,7 +422,7 @@ std::vector<WriteResult> Controller::write(const std::vector<std::pair<std::stri
   std::vector<core::PreparedWrite> writes;
   for (const auto& [name, value] : values) {
     variables.push_back(body_->tags.find(name));
-    writes.push_back(prepare(variables.back(), value));
+    writes.push_back(prepare(variables.back(), value, body_->rules()));
   }
   return with_public_errors([&] { return body_->write_all(variables, writes, verify); });
 }

@@ -19,7 +19,19 @@ struct Target {
   uint16_t area = 0;
   uint32_t recv_timeout_s = 0;
   uint32_t delay_ms = 0;
-  std::string name = {};  // what messages call it; empty: address and port
+  std::string name = {};    // what messages call it; empty: address and port
+  uint32_t most_names = 0;  // that it takes in a request; 0: as many as the driver sends
+};
+
+// What bounds how much is asked for at a time, beside the driver's own limits.
+struct RequestRules {
+  bool is_guarded = true;
+  uint32_t most_names = 0;  // 0: no further bound
+  // The smaller one of the driver's limit and the controller's.
+  template <typename Number>
+  Number names(Number limit) const {
+    return most_names == 0 || most_names >= limit ? limit : static_cast<Number>(most_names);
+  }
 };
 
 // Ids of indexed records begin here.
@@ -101,6 +113,7 @@ class DriverSession {
   // Of what a call that returned 0 delivered.
   Quality quality_of_success() const { return library_.is_guarded ? Quality::kGood : Quality::kUnguarded; }
   bool is_guarded() const { return library_.is_guarded; }
+  RequestRules rules() const { return {library_.is_guarded, target_.most_names}; }
   const CallFigures& figures() const { return figures_; }
   void set_line_sink(LineSink sink) { sink_ = std::move(sink); }
 

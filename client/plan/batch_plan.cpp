@@ -86,8 +86,9 @@ struct FrameLoad {
   size_t bytes = kFrameHeadBytes;
   size_t names = 0;
   size_t reply_bytes = kResolveHeadBytes;
-  bool fits(bool is_guarded) const {
-    return bytes <= kRequestBytes && names <= kNamesPerFrame && (is_guarded || reply_bytes <= kSegmentBytes);
+  bool fits(const RequestRules& rules) const {
+    if (bytes > kRequestBytes || names > rules.names(kNamesPerFrame)) return false;
+    return rules.is_guarded || reply_bytes <= kSegmentBytes;
   }
 };
 
@@ -110,20 +111,20 @@ size_t walk_frame(const Batch& batch, size_t start, size_t end, FrameLoad& load)
 
 // Slots of the next batch, of so many that are left: whole frames as long as there are some, since equal shares of what
 // does not fill its frames leave slots over.
-size_t wanted_slots(size_t left) {
-  if (left >= 2 * kSlotsPerFrame) return 2 * kSlotsPerFrame;
-  return left > kSlotsPerFrame && left % 2 != 0 ? kSlotsPerFrame : left;
+size_t wanted_slots(size_t left, size_t per_frame) {
+  if (left >= 2 * per_frame) return 2 * per_frame;
+  return left > per_frame && left % 2 != 0 ? per_frame : left;
 }
 
 // Cuts one scope's slots into batches that are read completely, in as few frames as they take.
-void cut_batches(const Batch& slots, bool is_guarded, std::vector<Batch>& batches) {
+void cut_batches(const Batch& slots, const RequestRules& rules, std::vector<Batch>& batches) {
   for (size_t start = 0; start < slots.size();) {
-    size_t size = wanted_slots(slots.size() - start);
+    size_t size = wanted_slots(slots.size() - start, rules.names(kSlotsPerFrame));
     Batch batch;
     for (; size > 0; --size) {
       const auto first = slots.begin() + static_cast<std::ptrdiff_t>(start);
       batch.assign(first, first + static_cast<std::ptrdiff_t>(size));
-      if (is_read_completely(batch, is_guarded)) break;
+      if (is_read_completely(batch, rules)) break;
     }
     if (size == 0) throw PlanError("its name is too long for a batch read");
     batches.push_back(batch);
@@ -159,37 +160,37 @@ std::optional<std::string> why_not_batched(const TagReference& reference, bool i
 namespace {
 
 // Walks the batch as the driver does; true when every frame fits. frames are those that it took.
-bool walk_batch(const Batch& batch, bool is_guarded, size_t& frames, size_t& end) {
+bool walk_batch(const Batch& batch, const RequestRules& rules, size_t& frames, size_t& end) {
   size_t total = 0;
   for (const BatchSlot& slot : batch) total += slot.count;
   const size_t shares = total / kRegistersPerFrame + 1;
   const size_t span = batch.size() / shares;
   if (span == 0) return false;
-  for (frames = 0, end = 0; is_guarded ? end < batch.size() : frames < shares; ++frames) {
+  for (frames = 0, end = 0; rules.is_guarded ? end < batch.size() : frames < shares; ++frames) {
     FrameLoad load;
     end = walk_frame(batch, end, end + span, load);
-    if (!load.fits(is_guarded)) return false;
+    if (!load.fits(rules)) return false;
   }
-  return is_guarded || batch.size() % shares == 0;
+  return rules.is_guarded || batch.size() % shares == 0;
 }
 
 }  // namespace
 
-bool is_read_completely(const Batch& batch, bool is_guarded) {
+bool is_read_completely(const Batch& batch, const RequestRules& rules) {
   if (batch.empty() || batch.back().part == SlotPart::kLowHalf) return false;
   size_t frames = 0;
   size_t end = 0;
-  return walk_batch(batch, is_guarded, frames, end) && end >= batch.size();
+  return walk_batch(batch, rules, frames, end) && end >= batch.size();
 }
 
-size_t frame_count(const Batch& batch, bool is_guarded) {
+size_t frame_count(const Batch& batch, const RequestRules& rules) {
   size_t frames = 0;
   size_t end = 0;
-  walk_batch(batch, is_guarded, frames, end);
+  walk_batch(batch, rules, frames, end);
   return frames;
 }
 
-double frame_load(const Batch& slots, bool is_guarded) {
+double frame_load(const Batch& slots, const RequestRules& rules) {
   size_t bytes = 0;
   size_t names = 0;
   size_t reply_bytes = 0;
@@ -200,9 +201,9 @@ double frame_load(const Batch& slots, bool is_guarded) {
   }
   const auto share = [](size_t part, size_t all) { return static_cast<double>(part) / static_cast<double>(all); };
   const double request =
-      std::max(share(slots.size(), kSlotsPerFrame),
-               std::max(share(names, kNamesPerFrame), share(bytes, kRequestBytes - kFrameHeadBytes)));
-  return is_guarded ? request : std::max(request, share(reply_bytes, kSegmentBytes - kResolveHeadBytes));
+      std::max(share(slots.size(), rules.names(kSlotsPerFrame)),
+               std::max(share(names, rules.names(kNamesPerFrame)), share(bytes, kRequestBytes - kFrameHeadBytes)));
+  return rules.is_guarded ? request : std::max(request, share(reply_bytes, kSegmentBytes - kResolveHeadBytes));
 }
 
 size_t slot_count(const TagReference& reference) {
@@ -217,7 +218,7 @@ size_t slot_count(const TagReference& reference) {
 }
 
 std::vector<Batch> plan_batches(const std::vector<TagReference>& references, const std::vector<size_t>& chosen,
-                                bool is_guarded) {
+                                const RequestRules& rules) {
   std::vector<std::string> scopes;
   std::vector<Batch> slots_of_scope;
   for (const size_t i : chosen) {
@@ -231,7 +232,7 @@ std::vector<Batch> plan_batches(const std::vector<TagReference>& references, con
     add_slots(references[i], i, slots_of_scope[place]);
   }
   std::vector<Batch> batches;
-  for (const Batch& slots : slots_of_scope) cut_batches(slots, is_guarded, batches);
+  for (const Batch& slots : slots_of_scope) cut_batches(slots, rules, batches);
   return batches;
 }
 

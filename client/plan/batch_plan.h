@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "client/driver/driver_session.h"
 #include "client/tags/tag_reference.h"
 #include "plc_driver.h"
 
@@ -42,11 +43,11 @@ std::optional<std::string> why_not_batched(const TagReference& reference, bool i
 // their first mention. None of the chosen has a why_not_batched. Throws PlanError when one has an element that no
 // offset names.
 std::vector<Batch> plan_batches(const std::vector<TagReference>& references, const std::vector<size_t>& chosen,
-                                bool is_guarded);
+                                const RequestRules& rules);
 
 // True when the driver reads every slot of the batch: each frame holds its names, and the equal shares leave no slot
 // over, which the guarded build alone would read in further frames.
-bool is_read_completely(const Batch& batch, bool is_guarded);
+bool is_read_completely(const Batch& batch, const RequestRules& rules);
 
 // The same for two variables that one batch can hold.
 std::string scope_key(const TagReference& reference);
@@ -55,10 +56,10 @@ std::string scope_key(const TagReference& reference);
 size_t slot_count(const TagReference& reference);
 
 // Pairs of exchanges, names and values, in which the driver reads the batch.
-size_t frame_count(const Batch& batch, bool is_guarded);
+size_t frame_count(const Batch& batch, const RequestRules& rules);
 
 // The share of a frame's room, in slots, names and bytes, that the slots of one variable take at least.
-double frame_load(const Batch& slots, bool is_guarded);
+double frame_load(const Batch& slots, const RequestRules& rules);
 
 // Slots that one pair of exchanges takes at most.
 inline constexpr size_t kSlotsPerFrame = 34;

@@ -137,7 +137,7 @@ void BatchReader::read_batch(const Batch& batch, std::map<size_t, Assembly>& ass
 
 void BatchReader::read_group(const Numbers& numbers) {
   std::map<size_t, Assembly> assemblies;
-  for (const Batch& batch : plan_batches(references_, numbers, session_.is_guarded())) read_batch(batch, assemblies);
+  for (const Batch& batch : plan_batches(references_, numbers, session_.rules())) read_batch(batch, assemblies);
   Numbers spoilt;
   for (const auto& [number, assembly] : assemblies) {
     if (assembly.failure) {
@@ -169,7 +169,7 @@ bool BatchReader::is_for_batches(size_t number) {
   const TagReference& reference = references_[number];
   if (why_not_batched(reference, session_.is_guarded())) return false;
   try {
-    plan_batches(references_, {number}, session_.is_guarded());
+    plan_batches(references_, {number}, session_.rules());
     return true;
   } catch (const PlanError&) {
     return false;  // the single read says what is wrong, or can

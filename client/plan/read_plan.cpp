@@ -24,7 +24,7 @@ struct Choice {
   size_t exchanges;  // of reading it by itself
 };
 
-std::vector<ReadStep> single_steps(const PlannedVariable& variable, size_t number, bool is_guarded) {
+std::vector<ReadStep> single_steps(const PlannedVariable& variable, size_t number, const RequestRules& rules) {
   const TagEntry& entry = variable.reference.tag->entry;
   std::vector<ReadStep> steps;
   const auto add = [&](uint32_t offset, uint32_t count, uint32_t elements) {
@@ -43,19 +43,19 @@ std::vector<ReadStep> single_steps(const PlannedVariable& variable, size_t numbe
     return steps;
   }
   const uint32_t units = host_units_per_element(entry);
-  for (const ElementRun& run : plan_elements(variable.reference, Direction::kRead, is_guarded)) {
+  for (const ElementRun& run : plan_elements(variable.reference, Direction::kRead, rules)) {
     add(run.offset * units, run.count * units, kind == ValueKind::kRaw ? 0 : run.count);
   }
   return steps;
 }
 
 // The share of a frame that the variable takes; nothing when no batch can have it.
-std::optional<double> batch_load(const PlannedVariable& variable, bool is_guarded) {
-  if (variable.is_alone || why_not_batched(variable.reference, is_guarded)) return std::nullopt;
+std::optional<double> batch_load(const PlannedVariable& variable, const RequestRules& rules) {
+  if (variable.is_alone || why_not_batched(variable.reference, rules.is_guarded)) return std::nullopt;
   try {
     double load = 0;
-    for (const Batch& batch : plan_batches({variable.reference}, {0}, is_guarded)) {
-      load += frame_load(batch, is_guarded);
+    for (const Batch& batch : plan_batches({variable.reference}, {0}, rules)) {
+      load += frame_load(batch, rules);
     }
     return load;
   } catch (const PlanError&) {
@@ -93,14 +93,14 @@ std::vector<size_t> cheapest_batch(std::vector<Choice> choices) {
 // are an estimate.
 bool add_batches(ReadPlan& plan, const std::vector<TagReference>& references, const std::vector<size_t>& batched,
                  uint16_t area, size_t single_cost) {
-  std::vector<Batch> batches = plan_batches(references, batched, plan.is_guarded);
+  std::vector<Batch> batches = plan_batches(references, batched, plan.rules);
   size_t cost = 0;
-  for (const Batch& slots : batches) cost += kExchangesPerRead * frame_count(slots, plan.is_guarded);
+  for (const Batch& slots : batches) cost += kExchangesPerRead * frame_count(slots, plan.rules);
   if (cost > single_cost) return false;
   for (Batch& slots : batches) {
     ReadStep step;
     step.area = area;
-    step.exchanges = kExchangesPerRead * frame_count(slots, plan.is_guarded);
+    step.exchanges = kExchangesPerRead * frame_count(slots, plan.rules);
     step.requests.reserve(slots.size() + 1);  // the session puts a guard behind them
     for (const BatchSlot& slot : slots) {
       BatchReadRequest request{};
@@ -131,11 +131,11 @@ void reserve_values(PlannedVariable& variable) {
 using SingleSteps = std::map<size_t, std::vector<ReadStep>>;
 
 // False when nothing can ask for the variable, which then says why.
-bool plan_singly(PlannedVariable& variable, size_t number, bool is_guarded, SingleSteps& singles) {
+bool plan_singly(PlannedVariable& variable, size_t number, const RequestRules& rules, SingleSteps& singles) {
   if (!variable.impossible.empty()) return false;
   reserve_values(variable);
   try {
-    singles[number] = single_steps(variable, number, is_guarded);
+    singles[number] = single_steps(variable, number, rules);
     return true;
   } catch (const PlanError& error) {
     variable.impossible = error.what();
@@ -165,8 +165,8 @@ void plan_steps(ReadPlan& plan) {
   for (size_t i = 0; i < plan.variables.size(); ++i) {
     PlannedVariable& variable = plan.variables[i];
     references.push_back(variable.reference);
-    if (!plan_singly(variable, i, plan.is_guarded, singles)) continue;
-    const std::optional<double> load = batch_load(variable, plan.is_guarded);
+    if (!plan_singly(variable, i, plan.rules, singles)) continue;
+    const std::optional<double> load = batch_load(variable, plan.rules);
     if (!load) continue;
     groups[{variable.area, scope_key(variable.reference)}].push_back({i, *load, kExchangesPerRead * singles[i].size()});
   }

@@ -49,7 +49,7 @@ struct ReadPlan {
   std::vector<PlannedVariable> variables;
   std::vector<ReadStep> steps;
   GuardedBuffer buffer{0};  // of all single reads
-  bool is_guarded = true;
+  RequestRules rules;
   unsigned riddles = 0;   // runs in a row in which a batch failed of which each variable could be read
   bool is_stale = false;  // a variable has become is_alone since the steps were made
 };

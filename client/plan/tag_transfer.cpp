@@ -67,7 +67,7 @@ Reading read_elements(DriverSession& session, const TagReference& reference) {
   const uint32_t host_units = host_units_per_element(tag.entry);
   TagValue value;
   CallResult call;
-  for (const ElementRun& run : plan_elements(reference, Direction::kRead, session.is_guarded())) {
+  for (const ElementRun& run : plan_elements(reference, Direction::kRead, session.rules())) {
     GuardedBuffer buffer(read_buffer_bytes(run.count));
     call = session.read(*tag.register_id, run.offset * host_units, run.count * host_units, buffer);
     if (!call.ok()) return failed_reading(session, call, {}, tag.entry);
@@ -191,13 +191,13 @@ void read_tags(DriverSession& session, std::vector<TagResult>& results, const st
   }
 }
 
-PreparedWrite prepare_write(const TagReference& reference, TagValue value) {
+PreparedWrite prepare_write(const TagReference& reference, TagValue value, const RequestRules& rules) {
   PreparedWrite write;
   write.reference = reference;
   write.value = std::move(value);
   const TagEntry& entry = reference.tag->entry;
   if (value_kind(entry) != ValueKind::kText) {
-    write.runs = plan_elements(reference, Direction::kWrite);
+    write.runs = plan_elements(reference, Direction::kWrite, rules);
     return write;
   }
   // A zero byte behind the text ends it, unless the text fills the string.
@@ -206,10 +206,10 @@ PreparedWrite prepare_write(const TagReference& reference, TagValue value) {
   return write;
 }
 
-PreparedWrite prepare_write(const TagReference& reference, std::string_view value_text) {
+PreparedWrite prepare_write(const TagReference& reference, std::string_view value_text, const RequestRules& rules) {
   // What cannot be written at all is the better answer to a value that is none either.
   if (value_kind(reference.tag->entry) != ValueKind::kText) plan_elements(reference, Direction::kWrite);
-  return prepare_write(reference, parse_value(reference.tag->entry, value_text, reference.extents));
+  return prepare_write(reference, parse_value(reference.tag->entry, value_text, reference.extents), rules);
 }
 
 TagResult write_tag(DriverSession& session, const PreparedWrite& write) {

@@ -57,7 +57,7 @@ struct PreparedWrite {
 };
 
 // Throws ReferenceError, ValueError or PlanError; sends nothing.
-PreparedWrite prepare_write(const TagReference& reference, std::string_view value_text);
+PreparedWrite prepare_write(const TagReference& reference, std::string_view value_text, const RequestRules& rules = {});
 
 // Writes the elements, stopping at the first call that fails.
 TagResult write_tag(DriverSession& session, const PreparedWrite& write);
@@ -69,7 +69,7 @@ size_t write_exchanges(const PreparedWrite& write, size_t calls);
 bool same_value(const TagEntry& entry, const TagValue& written, const TagValue& read);
 
 // A write of a value that has been checked. Throws PlanError; sends nothing.
-PreparedWrite prepare_write(const TagReference& reference, TagValue value);
+PreparedWrite prepare_write(const TagReference& reference, TagValue value, const RequestRules& rules = {});
 
 // Appends the elements of a buffer filled by ev_plc_read.
 void append_elements(const TagEntry& entry, const uint8_t* data, uint32_t count, std::vector<uint64_t>& elements);

@@ -20,10 +20,10 @@ constexpr uint32_t kUnitsPerStringRead = 255;   // counted in one byte
 constexpr uint32_t kUnitsPerStringWrite = 120;  // from 122 on the driver states a wrong length
 constexpr uint32_t kLastStringOffset = 512;     // beyond it a read names nothing
 
-uint32_t read_limit(const TagEntry& entry, bool is_guarded) {
+uint32_t read_limit(const TagEntry& entry, const RequestRules& rules) {
   if (value_kind(entry) == ValueKind::kRaw) return 1;
-  const uint32_t limit = entry.bit_width == 1 ? kBoolsPerRead : kElementsPerRead;
-  if (is_guarded) return limit;
+  const uint32_t limit = rules.names(entry.bit_width == 1 ? kBoolsPerRead : kElementsPerRead);
+  if (rules.is_guarded) return limit;
   const size_t name = kResolvedNameBytes + kBytesPerSubscript * declared_ranges(entry).size();
   return std::min(limit, static_cast<uint32_t>((kSegmentBytes - kResolveHeadBytes) / name));
 }
@@ -104,11 +104,11 @@ size_t name_bytes(const TagEntry& entry, const Subscripts& subscripts) {
   return 2 + 2 * characters;
 }
 
-std::vector<ElementRun> plan_elements(const TagReference& reference, Direction direction, bool is_guarded) {
+std::vector<ElementRun> plan_elements(const TagReference& reference, Direction direction, const RequestRules& rules) {
   const TagEntry& entry = reference.tag->entry;
   const bool reading = direction == Direction::kRead;
   if (!reading) check_writable(entry);
-  const uint32_t limit = reading ? read_limit(entry, is_guarded) : write_limit(entry);
+  const uint32_t limit = reading ? read_limit(entry, rules) : rules.names(write_limit(entry));
   const size_t request_bytes = reading ? kReadRequestBytes : kWriteRequestBytes;
   std::vector<ElementRun> runs;
   int64_t next_place = 0;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "client/driver/driver_session.h"
 #include "client/tags/tag_reference.h"
 
 namespace plc_client::core {
@@ -35,7 +36,8 @@ inline constexpr size_t kBytesPerSubscript = 4;
 //
 // A read names every element, so any consecutive offsets make a run. A write names every element too, but the
 // controller stores the values from the first one on: its runs must also be consecutive in the controller.
-std::vector<ElementRun> plan_elements(const TagReference& reference, Direction direction, bool is_guarded = true);
+std::vector<ElementRun> plan_elements(const TagReference& reference, Direction direction,
+                                      const RequestRules& rules = {});
 
 // Exchanges that the write of one element's bit takes: its name and the bit, or its name, the word around it and the
 // word again.

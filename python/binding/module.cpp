@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "client/plc_client.h"
+#include "profile/profile_file.h"
+#include "profile/profile_use.h"
 #include "python/binding/records.h"
 #include "python/binding/values.h"
 
@@ -83,7 +85,7 @@ using ControllerHolder = std::unique_ptr<plc_client::Controller, DeleteUnlocked>
 
 ControllerHolder open_controller(const py::str& address, uint16_t port, const py::sequence& tags, uint16_t area,
                                  const py::str& driver, uint32_t reply_timeout_s, uint32_t delay_ms,
-                                 const py::object& log) {
+                                 const py::object& log, const py::str& profile) {
   plc_client::Options options;
   options.address = text_bytes(address);
   options.port = port;
@@ -93,8 +95,16 @@ ControllerHolder open_controller(const py::str& address, uint16_t port, const py
   options.reply_timeout_s = reply_timeout_s;
   options.delay_ms = delay_ms;
   options.log = line_sink(log);
+  options.profile = text_bytes(profile);
   const Waiting waiting;
   return ControllerHolder(new plc_client::Controller(options));
+}
+
+// Why the guarded driver cannot be used with the controller of a profile; "" too where the profile cannot be read,
+// which the controller says then.
+std::string guarded_problem(const py::str& profile) {
+  const plc_profile::ProfileResult result = plc_profile::read_profile(text_bytes(profile));
+  return result.ok() ? plc_profile::guarded_problem(result.profile) : "";
 }
 
 // A plan, and the names and types of its readings, which never change.
@@ -171,12 +181,13 @@ PYBIND11_MODULE(_core, module) {
   records();
   module.attr("__version__") = PLC_VERSION;
   py::register_exception_translator(translate);
+  module.def("guarded_problem", &guarded_problem, py::arg("profile"));
   py::class_<NamedPlan>(module, "Plan").def_property_readonly("exchanges", [](const NamedPlan& named) {
     return named.plan.exchanges();
   });
   py::class_<plc_client::Controller, ControllerHolder>(module, "Controller")
       .def(py::init(&open_controller), py::arg("address"), py::arg("port"), py::arg("tags"), py::arg("area"),
-           py::arg("driver"), py::arg("reply_timeout"), py::arg("delay_ms"), py::arg("log"))
+           py::arg("driver"), py::arg("reply_timeout"), py::arg("delay_ms"), py::arg("log"), py::arg("profile"))
       .def("connect", &plc_client::Controller::connect, py::call_guard<Waiting>())
       .def("close", &plc_client::Controller::close, py::call_guard<Waiting>())
       .def("state", [](const plc_client::Controller& controller) { return records().state(state_of(controller)); })

@@ -80,6 +80,16 @@ class Tags(Mapping[str, Declaration]):
         return f"<{len(self)} declared variables>"
 
 
+def _driver_for(choice: str, profile: str, log: Optional[Callable[[str], object]]) -> str:
+    """The driver that is asked for, or the contract build, with a word, where the guarded one cannot be used."""
+    problem = _core.guarded_problem(profile) if profile and choice == "guarded" else ""
+    if not problem:
+        return choice
+    if log is not None:
+        log(f"{profile}: {problem}: the contract build is taken")
+    return "contract"
+
+
 class Controller:
     """A controller, by its address and the tag files that declare its variables. It connects when first used.
 
@@ -94,8 +104,12 @@ class Controller:
     delay_ms       milliseconds of rest before each call, 0 to 1000, for controllers that need it
     log            is called with each line that the driver has to say, a str without a line end, by the thread that
                    uses the controller; it must not use the controller itself
+    profile        a file with what was learnt of the controller: it sets reply_timeout, delay_ms and driver where they
+                   are as usual, and how many names are asked for at a time; log is told when it makes "guarded" the
+                   contract build
 
-    Raises Error when the address, a file or folder of tags, or the driver is not there.
+    Raises Error when the address, a file or folder of tags, the driver or the profile is not there, or the profile has
+    mistakes.
 
     A with statement closes the connection at its end. After close() the next use connects again; so does the next use
     after a connection was lost, with a pause that grows from 0.1 to 10 seconds while the controller cannot be reached.
@@ -112,11 +126,13 @@ class Controller:
         reply_timeout: int = 2,
         delay_ms: int = 0,
         log: Optional[Callable[[str], object]] = None,
+        profile: Optional[Path] = None,
     ) -> None:
         if not isinstance(address, str):
             raise TypeMismatch(f'address: a str like "192.168.0.10", not {address!r}')
         if log is not None and not callable(log):
             raise TypeMismatch(f"log: a function that takes a line, like print, not {log!r}")
+        learnt = "" if profile is None else os.fspath(profile)
         self._address = address
         self._port = _whole_number("port", port, 1, 65535)
         self._core = _core.Controller(
@@ -124,10 +140,11 @@ class Controller:
             self._port,
             _paths(tags),
             _whole_number("area", area, 0, 65535),
-            driver_path(os.fspath(driver)),
+            driver_path(_driver_for(os.fspath(driver), learnt, log)),
             _whole_number("reply_timeout", reply_timeout, 1, 86400),
             _whole_number("delay_ms", delay_ms, 0, 1000),
             log,
+            learnt,
         )
         self._tags = Tags(self._core)
         self._plans: OrderedDict[Union[str, Tuple[str, ...]], _core.Plan] = OrderedDict()

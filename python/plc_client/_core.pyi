@@ -5,6 +5,8 @@ from ._records import Declaration, Reading, State, WriteResult
 
 __version__: str
 
+def guarded_problem(profile: str) -> str: ...
+
 class Plan:
     @property
     def exchanges(self) -> int: ...
@@ -20,6 +22,7 @@ class Controller:
         reply_timeout: int,
         delay_ms: int,
         log: Optional[Callable[[str], object]],
+        profile: str,
     ) -> None: ...
     def connect(self) -> None: ...
     def close(self) -> None: ...

@@ -31,7 +31,7 @@ TEST(ClientAbi, SizesOfTypes_AsPromised) {
               ElementsAre(88, 80, 8, 8, 16, 40));
   EXPECT_THAT((std::vector<size_t>{sizeof(Problem), sizeof(Reading), sizeof(WriteResult), sizeof(Declaration),
                                    sizeof(Declaration::Range), sizeof(State), sizeof(Options)}),
-              ElementsAre(72, 240, 152, 248, 8, 216, 192));
+              ElementsAre(72, 240, 152, 248, 8, 216, 224));
 }
 
 TEST(ClientAbi, MembersOfResults_LieWherePromised) {
@@ -62,8 +62,8 @@ TEST(ClientAbi, MembersOfStateAndOptions_LieWherePromised) {
   EXPECT_THAT((std::vector<size_t>{At(&Options::address), At(&Options::port), At(&Options::tags), At(&Options::area),
                                    At(&Options::driver), At(&Options::reply_timeout_s), At(&Options::delay_ms),
                                    At(&Options::first_pause), At(&Options::longest_pause), At(&Options::log),
-                                   At(&Options::on_state)}),
-              ElementsAre(0, 32, 40, 64, 72, 104, 108, 112, 120, 128, 160));
+                                   At(&Options::on_state), At(&Options::profile)}),
+              ElementsAre(0, 32, 40, 64, 72, 104, 108, 112, 120, 128, 160, 192));
 }
 #endif
 

@@ -19,7 +19,7 @@ std::vector<Batch> plan_all(const TagList& list, bool is_guarded = false) {
     references.push_back(whole_tag(tag));
     if (!why_not_batched(references.back(), is_guarded)) chosen.push_back(references.size() - 1);
   }
-  return plan_batches(references, chosen, is_guarded);
+  return plan_batches(references, chosen, {is_guarded, 0});
 }
 
 std::vector<size_t> sizes_of(const std::vector<Batch>& batches) {
@@ -54,7 +54,7 @@ TEST(BatchPlan, ScatteredWords_TakeAsManyFramesAsTheirNumberDividedByThirtyFour)
   for (size_t count = 1; count <= 205; ++count) {
     for (const bool is_guarded : {false, true}) {
       size_t frames = 0;
-      for (const Batch& batch : plan_all(many_words(count), is_guarded)) frames += frame_count(batch, is_guarded);
+      for (const Batch& batch : plan_all(many_words(count), is_guarded)) frames += frame_count(batch, {is_guarded, 0});
       EXPECT_EQ(frames, (count + 33) / 34) << count << " words";
     }
   }
@@ -79,6 +79,22 @@ TEST(BatchPlan, ProgramsOfOneNameWithTwoNumbers_AreKeptApart) {
   first.local_index = 1;
   second.local_index = 2;
   EXPECT_EQ(sizes_of(plan_all(make_list({first, second}), true)), (std::vector<size_t>{1, 1}));
+}
+
+TEST(BatchPlan, ControllerThatTakesFewNames_IsAskedForNoMoreAtATime) {
+  const TagList list = many_words(68);
+  std::vector<TagReference> references;
+  std::vector<size_t> chosen;
+  for (size_t i = 0; i < 68; ++i) {
+    references.push_back(whole_tag(list.tags[i]));
+    chosen.push_back(i);
+  }
+  // 40 slots are two frames of 20 names.
+  EXPECT_EQ(sizes_of(plan_batches(references, chosen, {true, 20})), (std::vector<size_t>{40, 20, 8}));
+  for (const Batch& batch : plan_batches(references, chosen, {true, 20})) {
+    EXPECT_EQ(frame_count(batch, {true, 20}), (batch.size() + 19) / 20);
+  }
+  EXPECT_EQ(sizes_of(plan_batches(references, chosen, {true, 1000})), (std::vector<size_t>{68}));
 }
 
 TEST(BatchPlan, LongNames_AreSharedOutToMoreBatches) {
@@ -136,10 +152,10 @@ TEST(BatchPlan, WhatTheBatchReadCannotDeliver_IsSaid) {
 TEST(BatchPlan, HalfOfAWideVariable_IsNoCompleteBatch) {
   const TagList list = make_list({make_entry("L", kLint)});
   Batch batch = plan_all(list).at(0);
-  EXPECT_TRUE(is_read_completely(batch, false));
+  EXPECT_TRUE(is_read_completely(batch, {false, 0}));
   batch.pop_back();
-  EXPECT_FALSE(is_read_completely(batch, false));
-  EXPECT_FALSE(is_read_completely({}, false));
+  EXPECT_FALSE(is_read_completely(batch, {false, 0}));
+  EXPECT_FALSE(is_read_completely({}, {false, 0}));
 }
 
 }  // namespace

@@ -37,6 +37,17 @@ TEST(TransferPlan, LongNames_ShortenTheRunsOfARead) {
   EXPECT_EQ(runs, (Runs{{100, 9}, {109, 9}, {118, 2}}));
 }
 
+TEST(TransferPlan, ControllerThatTakesFewNames_ShortensEveryRun) {
+  const TagList list = make_list({make_entry("T", kInt, {{0, 44}})});
+  for (const Direction direction : {Direction::kRead, Direction::kWrite}) {
+    Runs runs;
+    for (const ElementRun& run : plan_elements(whole_tag(list.tags[0]), direction, {true, 20})) {
+      runs.emplace_back(run.offset, run.count);
+    }
+    EXPECT_EQ(runs, (Runs{{0, 20}, {20, 20}, {40, 5}}));
+  }
+}
+
 TEST(TransferPlan, BoolRead_IsCutAt64) {
   EXPECT_EQ(plan(make_entry("B", kBool, {{0, 99}}), Direction::kRead), (Runs{{0, 64}, {64, 36}}));
 }

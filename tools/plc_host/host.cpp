@@ -52,6 +52,7 @@ Target Host::choose_target(const HostOptions& options) {
   target.area = options.area;
   target.recv_timeout_s = options.timeout_s;
   target.delay_ms = options.delay_ms;
+  target.most_names = options.most_names;
   if (options.sim_tag_file.empty()) {
     target.ip_address = find_controller(options.address);
     target.tcp_port = options.port;

@@ -71,6 +71,7 @@ struct HostOptions {
   std::vector<std::string> sim_arguments;
   uint32_t timeout_s = 2;
   uint32_t delay_ms = 0;
+  uint32_t most_names = 0;  // that the controller takes at a time; 0: no limit is known
 
   // tags
   std::vector<std::string> listed;  // the tag file and names in it; with --new the name and the type

@@ -77,8 +77,8 @@ TEST_F(SettingsTest, Mistakes_AreToldWithTheirPlace) {
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"adress = \"127.0.0.1\"\n", "plc-host.toml:1:1: unknown key 'adress'; did you mean address?"},
       {"\n zzzzzzzz = 1\n",
-       "plc-host.toml:2:2: unknown key 'zzzzzzzz'; the keys are address, port, area, tags, timeout, delay, driver or "
-       "color"},
+       "plc-host.toml:2:2: unknown key 'zzzzzzzz'; the keys are address, port, area, tags, timeout, delay, driver, "
+       "profile or color"},
       {"port = \"8500\"\n", "plc-host.toml:1:8: port is the text \"8500\": give a number from 1 to 65535"},
       {"port = 0\n", "plc-host.toml:1:8: port is the integer 0: give a number from 1 to 65535"},
       {"timeout = 0\n", "plc-host.toml:1:11: timeout is the integer 0: give whole seconds, from 1 to 86400"},
@@ -111,6 +111,49 @@ TEST_F(SettingsTest, ValueOfTheEnvironment_IsToldToBeWrong) {
   EXPECT_EQ(type("info").code, 0);
   setenv("PLC_HOST_DRIVER", PLC_HOST_LIBRARY, 1);
   EXPECT_EQ(shown("driver"), PLC_HOST_LIBRARY " from PLC_HOST_DRIVER");
+}
+
+TEST_F(SettingsTest, Profile_SpeaksBehindEverybodyButWhatIsUsual) {
+  write_file("press1.toml", "[guarded]\nusable = \"no\"\n[settings]\ntimeout_s = 7\ndelay_ms = 20\n");
+  write_file("plc-host.toml", "profile = \"press1.toml\"\ndelay = 30\n");
+  EXPECT_EQ(shown("profile"), "press1.toml from plc-host.toml:1");
+  EXPECT_EQ(shown("timeout"), "7 from press1.toml");
+  EXPECT_EQ(shown("delay"), "30 from plc-host.toml:2");
+  EXPECT_EQ(shown("driver"), "contract from press1.toml");
+  EXPECT_EQ(type("info --quiet").err, "");
+  EXPECT_EQ(type("info").err,
+            "plc-host: press1.toml: the guarded driver cannot be used with this controller: the contract build is "
+            "taken\n");
+  setenv("PLC_HOST_DRIVER", PLC_HOST_GUARDED, 1);
+  EXPECT_EQ(shown("driver"), PLC_HOST_GUARDED " from PLC_HOST_DRIVER");
+  EXPECT_EQ(type("info").err, "");
+  write_file("home/press2.toml", "[settings]\ntimeout_s = 9\n");
+  write_file("home/plc-host.toml", "profile = \"press2.toml\"\n");
+  write_file("plc-host.toml", "");
+  EXPECT_EQ(shown("timeout"), "9 from " + path("home/press2.toml"));
+}
+
+TEST_F(SettingsTest, MistakesOfAProfile_AreToldWithTheirPlace) {
+  write_file("press1.toml", "[settings]\ntimeout = 7\n[guarded]\nusable = \"maybe\"\n");
+  const Outcome outcome = type("info --profile press1.toml");
+  EXPECT_EQ(outcome.code, 2);
+  EXPECT_EQ(
+      outcome.err,
+      "plc-host: press1.toml:2:1: unknown key 'timeout' in [settings]; did you mean timeout_s?\n"
+      "plc-host: press1.toml:4:10: [guarded] usable is the text \"maybe\": give one of yes, without status, without "
+      "value end, without both, no or unknown\n");
+  EXPECT_EQ(type("info --profile missing.toml").err, "plc-host: cannot read missing.toml: No such file or directory\n");
+}
+
+TEST_F(SettingsTest, ControllerThatTakesFewNames_IsReadWithItsProfile) {
+  write_file("many.csv", "Table,INT,[0..29],,a,b,c,0,1,0,0,,DM1\n");
+  write_file("press1.toml", "[limits]\nnames = 8\n");
+  const std::string command = "read --driver " PLC_HOST_GUARDED " --sim many.csv --simulator " PLC_HOST_SIMULATOR
+                              " --sim-arg=--quiet --sim-arg=--profile --sim-arg=press1.toml Table";
+  EXPECT_EQ(type(command).code, 1);
+  const Outcome outcome = type(command + " --profile press1.toml");
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_EQ(outcome.err, "");
 }
 
 TEST_F(SettingsTest, VariableThatIsNoSetting_IsTold) {

@@ -123,8 +123,8 @@ void set_paths(Draft& draft) {
     set(path.text);
     config.controller.tags.push_back(path.text);
   }
-  for (std::string* path :
-       {&config.password_file, &config.ca_file, &config.cert_file, &config.key_file, &config.journal_folder}) {
+  for (std::string* path : {&config.password_file, &config.ca_file, &config.cert_file, &config.key_file,
+                            &config.journal_folder, &config.controller.profile}) {
     set(*path);
   }
   // A driver without a slash is one of the two builds.

@@ -11,4 +11,7 @@ void set_paths(Draft& draft);
 // Password, certificates and the journal's folder: whether they are there and can be used.
 void check_files(const Draft& draft, Findings& findings);
 
+// What was learnt of the controller, where the configuration names such a file: its mistakes, and what it sets.
+void use_profile(Draft& draft, Findings& findings);
+
 }  // namespace plc_gateway

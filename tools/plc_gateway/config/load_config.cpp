@@ -126,6 +126,7 @@ ConfigResult load_config(const std::string& file) {
   Draft draft = parse_config(text.text, file, findings);
   set_paths(draft);
   check_files(draft, findings);
+  use_profile(draft, findings);
   look_around(draft, findings);
   result.config = std::move(draft.config);
   result.findings = findings.take();

@@ -132,7 +132,9 @@ constexpr char kSurveyExamples[] =
     "    --write Scratch.Word --write Scratch.Bit --hours 8 --period 500\n"
     "  plc-host survey --sim machine.csv --output trial --rate 200\n";
 
-void add_no_options(CLI::App&, HostOptions&) {}
+void add_info_options(CLI::App& command, HostOptions& options) {
+  add_setting(command, "profile", options, "What was learnt of a controller, as a file");
+}
 
 void add_names_file(CLI::App& command, HostOptions& options) {
   command.add_option("--names-from", options.names_file, "More of them, a line each; - for standard input")
@@ -241,7 +243,8 @@ void add_target_options(CLI::App& command, HostOptions& options) {
   CLI::Option* area = add_setting(command, "area", options, "Area, the last number of the tag file's name");
   CLI::Option* timeout = add_setting(command, "timeout", options, "Seconds to wait for a reply");
   CLI::Option* delay = add_setting(command, "delay", options, "Milliseconds to pause before each transfer");
-  for (CLI::Option* option : {address, port, area, tags, timeout, delay}) option->group(group);
+  CLI::Option* profile = add_setting(command, "profile", options, "What was learnt of the controller, as a file");
+  for (CLI::Option* option : {address, port, area, tags, timeout, delay, profile}) option->group(group);
   for (CLI::Option* option : simulated) option->group(group);
 }
 
@@ -396,7 +399,7 @@ void check_watch(const HostOptions& options) {
 
 const std::vector<Command>& command_table() {
   static const std::vector<Command> kCommands = {
-      {"info", "Show the driver library and what it says of itself", kInfoDetails, add_no_options, nullptr, run_info},
+      {"info", "Show the driver library and what it says of itself", kInfoDetails, add_info_options, nullptr, run_info},
       {"tags", "List the records of a tag file as the driver reads it", kTagsDetails, add_tags_options, check_tags,
        run_tags},
       {"check", "Check tag files", kCheckDetails, add_check_options, check_check, run_check},

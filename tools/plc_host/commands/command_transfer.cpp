@@ -163,7 +163,7 @@ std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options
       refuse_pattern(host.tags(), name);
       const TagReference reference = find_variable(host.tags(), host.tag_file(), name);
       demand_value(reference, value);
-      writes.push_back(prepare_write(reference, value));
+      writes.push_back(prepare_write(reference, value, host.session().rules()));
     } catch (const std::runtime_error& error) {
       failure.reading = {impossible(error.what()), std::chrono::system_clock::now()};
       refused = true;

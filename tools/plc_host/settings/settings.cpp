@@ -13,6 +13,8 @@
 #include "base/near_names.h"
 #include "base/text.h"
 #include "base/toml/toml_text.h"
+#include "profile/profile_file.h"
+#include "profile/profile_use.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
 #include "tools/usage/usage.h"
@@ -25,7 +27,8 @@ constexpr size_t kMostFileBytes = size_t{1} << 16U;
 constexpr int kTypedRank = 0;
 constexpr int kVariableRank = 1;
 constexpr int kFirstFileRank = 2;
-constexpr int kUsualRank = 4;
+constexpr int kProfileRank = 4;
+constexpr int kUsualRank = 5;
 constexpr char kVariableStart[] = "PLC_HOST_";
 // As files of settings write them.
 constexpr char kDriverWords[] = "\"guarded\" or \"contract\"";
@@ -134,7 +137,8 @@ class SettingsFile {
   // A path is meant from the file's own folder on.
   std::string in_folder(const SettingRule& rule, const std::string& value) const {
     const size_t slash = path_.rfind('/');
-    if (!is_named(rule, "tags") || value.front() == '/' || slash == std::string::npos) return value;
+    const bool is_path = is_named(rule, "tags") || is_named(rule, "profile");
+    if (!is_path || value.front() == '/' || slash == std::string::npos) return value;
     return path_.substr(0, slash + 1) + value;
   }
 
@@ -201,6 +205,16 @@ Settings settings_of_environment() {
   return settings;
 }
 
+// What was learnt of the controller speaks where nobody else does.
+Settings settings_of(const plc_profile::Profile& profile, const std::string& path) {
+  Settings settings;
+  const auto set = [&](const char* name, const std::string& value) { settings[name] = {value, path, kProfileRank}; };
+  if (profile.recv_timeout_s) set("timeout", std::to_string(*profile.recv_timeout_s));
+  if (profile.delay_ms) set("delay", std::to_string(*profile.delay_ms));
+  if (!plc_profile::guarded_problem(profile).empty()) set("driver", "contract");
+  return settings;
+}
+
 void add_missing(Settings& settings, const Settings& more) {
   for (const auto& [name, setting] : more) {
     const SettingRule& rule = *rule_of(name);
@@ -225,9 +239,20 @@ const std::vector<SettingRule>& setting_rules() {
       {"timeout", "PLC_HOST_TIMEOUT", "2", 1, 86400, "seconds"},
       {"delay", "PLC_HOST_DELAY", "0", 0, 1000000, "milliseconds"},
       {"driver", "PLC_HOST_DRIVER", "", 0, 0, ""},
+      {"profile", "PLC_HOST_PROFILE", "", 0, 0, ""},
       {"color", "PLC_HOST_COLOR", "auto", 0, 0, ""},
   };
   return kRules;
+}
+
+plc_profile::Profile read_profile_setting(const std::string& path) {
+  plc_profile::ProfileResult result = plc_profile::read_profile(path);
+  for (size_t i = 0; i < result.findings.size(); ++i) {
+    const std::string text = plc_profile::finding_line(result.findings[i]);
+    if (i + 1 == result.findings.size()) throw HostError(kExitUsage, text);
+    show_message(text);
+  }
+  return result.profile;
 }
 
 std::array<std::string, 2> settings_files() {
@@ -251,6 +276,10 @@ Settings choose_settings(const std::map<std::string, std::string>& given) {
   const std::array<std::string, 2> files = settings_files();
   add_missing(settings, settings_in(files[0], kFirstFileRank));
   add_missing(settings, settings_in(files[1], kFirstFileRank + 1));
+  if (settings.count("profile") > 0) {
+    const std::string path = settings["profile"].value;
+    add_missing(settings, settings_of(read_profile_setting(path), path));
+  }
   for (const SettingRule& rule : setting_rules()) {
     if (settings.count(rule.name) == 0) settings[rule.name] = {rule.usual, "", kUsualRank};
   }

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "profile/profile.h"
+
 namespace plc_host {
 
 // A setting's name is that of its option without the dashes, and the key in a file.
@@ -32,9 +34,12 @@ struct Setting {
 
 using Settings = std::map<std::string, Setting>;
 
+// Throws HostError; what is wrong with the file but for the last of it is told before.
+plc_profile::Profile read_profile_setting(const std::string& path);
+
 // Each setting by its name, from the first that says it: the options given, the environment, plc-host.toml in the
-// working directory, plc-host.toml in the user's folder of configurations, what is usual. Every value is a possible
-// one. Throws HostError; what is wrong with a file but for the last of it is told before.
+// working directory, plc-host.toml in the user's folder of configurations, the profile, what is usual. Every value is a
+// possible one. Throws HostError; what is wrong with a file but for the last of it is told before.
 Settings choose_settings(const std::map<std::string, std::string>& given);
 
 // plc-host.toml of the working directory, and of the user; the latter "" where there is no folder for it.

@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include "base/near_names.h"
+#include "profile/profile_use.h"
 #include "tools/plc_host/exit_codes.h"
+#include "tools/plc_host/messages.h"
 #include "tools/plc_host/target/controller_address.h"
 #include "tools/usage/usage.h"
 
@@ -43,6 +45,17 @@ void check_driver(const Setting& driver) {
                                     " A driver is guarded, contract, or the path of a library");
 }
 
+// What no other setting can say: how many names are asked for at a time. A driver that is not the usual one is told.
+void use_profile(HostOptions& options) {
+  const std::string& path = options.settings.at("profile").value;
+  if (path.empty()) return;
+  const plc_profile::Profile profile = read_profile_setting(path);
+  options.most_names = plc_profile::names_at_a_time(profile);
+  const Setting& driver = options.settings.at("driver");
+  if (driver.from != path || driver.is_typed() || options.quiet) return;
+  show_message(path + ": " + plc_profile::guarded_problem(profile) + ": the contract build is taken");
+}
+
 // What the command line says in vain beside something else on it.
 void refuse_typed(const HostOptions& options, const char* beside, const std::vector<const char*>& names) {
   for (const char* name : names) {
@@ -63,6 +76,7 @@ void use_settings(HostOptions& options, bool asks_controller) {
   options.area = static_cast<uint16_t>(number_of(settings.at("area")));
   options.timeout_s = number_of(settings.at("timeout"));
   options.delay_ms = number_of(settings.at("delay"));
+  use_profile(options);
   if (!asks_controller) return;
   const Setting& tags = settings.at("tags");
   if (!options.sim_tag_file.empty()) return refuse_typed(options, "--sim", {"address", "port", "tags"});

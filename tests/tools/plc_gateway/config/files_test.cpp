@@ -72,9 +72,9 @@ TEST_F(FilesTest, KeySetTwice_IsTold) {
 }
 
 TEST_F(FilesTest, SectionThatIsThereTwice_IsTold) {
-  EXPECT_THAT(
-      said_of("[journal]\nfolder = \"x\"\n").front(),
-      "1:1: error: [journal] is there already: put the two together; for several write [[poll]] or [[command]]");
+  EXPECT_THAT(said_of("[journal]\nfolder = \"x\"\n").front(),
+              "1:1: error: [journal] is there already: put the two together; where there may be several, double "
+              "brackets begin each");
 }
 
 TEST_F(FilesTest, ListThatIsNotClosed_IsToldOnce) {

@@ -1,0 +1,20 @@
+// A program's options with what a profile adds to them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "client/plc_client.h"
+
+namespace plc_client {
+
+struct ProfiledOptions {
+  Options options;
+  uint32_t most_names = 0;  // that the controller takes in a request; 0: no limit is known
+  std::string word;         // for the log: why the driver is another one than asked for; empty when it is not
+};
+
+// Throws Error for a profile that cannot be read or has mistakes.
+ProfiledOptions with_profile(const Options& given);
+
+}  // namespace plc_client

@@ -1,0 +1,36 @@
+// Takes from a profile what hosts set themselves by.
+#include "profile/profile_use.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace plc_profile {
+
+uint32_t names_at_a_time(const Profile& profile) {
+  uint32_t least = 0;
+  for (const std::optional<uint32_t>& limit :
+       {profile.batch_names, profile.names_per_request, profile.values_per_request}) {
+    if (limit) least = least == 0 ? *limit : std::min(least, *limit);
+  }
+  return least;
+}
+
+std::string guarded_problem(const Profile& profile) {
+  const std::string only = "the guarded driver can be used here only if it is built with ";
+  switch (profile.guarded) {
+    case Profile::Guarded::kUsable:
+    case Profile::Guarded::kUnknown:
+      break;
+    case Profile::Guarded::kWithoutStatus:
+      return only + "PLC_GUARD_STATUS=OFF";
+    case Profile::Guarded::kWithoutValueEnd:
+      return only + "PLC_GUARD_VALUE_END=OFF";
+    case Profile::Guarded::kWithoutBoth:
+      return only + "PLC_GUARD_STATUS=OFF and PLC_GUARD_VALUE_END=OFF";
+    case Profile::Guarded::kNotUsable:
+      return "the guarded driver cannot be used with this controller";
+  }
+  return {};
+}
+
+}  // namespace plc_profile

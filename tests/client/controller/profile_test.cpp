@@ -1,0 +1,70 @@
+// What a profile sets for a controller of the client library: the driver, the time-out, and how many names go at a
+// time.
+#include "tests/client/controller/controller_fixture.h"
+
+namespace plc_client_test {
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class ProfileTest : public ControllerTest {
+ protected:
+  Options with_profile(const std::string& toml) {
+    Options options = this->options();
+    options.profile = folder_.write("press1.toml", toml);
+    return options;
+  }
+  std::string problem(const std::string& toml) {
+    return thrown<plc_client::Error>([&] { const Controller controller(with_profile(toml)); });
+  }
+};
+
+TEST_F(ProfileTest, ControllerThatTakesFewNames_GivesEveryValue) {
+  const std::string limit = folder_.write("limit.toml", "[limits]\nnames = 5\nvalues = 4\n");
+  start(tag_line("Table", "INT", "[0..19]") + tag_line("A", "INT") + tag_line("B", "INT") + tag_line("C", "INT") +
+            tag_line("D", "INT") + tag_line("E", "INT") + tag_line("F", "INT"),
+        {"--sentinel", "--profile", limit});
+  const std::vector<std::string> names = {"Table", "A", "B", "C", "D", "E", "F"};
+  Controller without(options());
+  EXPECT_EQ(without.read("Table").error.reason, Reason::kRefused);
+
+  Controller with(with_profile("[limits]\nnames = 5\nvalues = 4\n"));
+  for (const Reading& reading : with.read(names)) EXPECT_TRUE(reading.ok()) << reading.name << reading.error.text;
+  EXPECT_EQ(bits_of(with.read("Table").value), memory().bits("Table", 16));
+  std::vector<int> values;
+  for (int i = 0; i < 20; ++i) values.push_back(100 + i);
+  EXPECT_TRUE(with.write("Table", values, Verify::kReadBack).ok());
+  EXPECT_EQ(memory().bits("Table", 16).back(), 119U);
+}
+
+TEST_F(ProfileTest, DriverGivenByItsPath_Stays) {
+  start(tag_line("A", "INT"));
+  const Controller controller(with_profile("[guarded]\nusable = \"without status\"\n"));
+  EXPECT_THAT(controller.driver_build(), EndsWith(" guarded"));
+}
+
+TEST_F(ProfileTest, TimeOut_IsTheProfilesUnlessTheProgramSetsOne) {
+  start(tag_line("A", "INT"), {"--sentinel", "--fault", "no-reply on=read times=2"});
+  Controller profiled(with_profile("[settings]\ntimeout_s = 1\n"));
+  EXPECT_THAT(profiled.read("A").error.text, HasSubstr("no answer within 1 s"));
+  Options own = with_profile("[settings]\ntimeout_s = 60\n");
+  own.reply_timeout_s = 1;
+  EXPECT_THAT(Controller(own).read("A").error.text, HasSubstr("no answer within 1 s"));
+}
+
+TEST_F(ProfileTest, Mistakes_AreThrownWithTheirPlace) {
+  start(tag_line("A", "INT"));
+  EXPECT_EQ(problem("[settings]\ntimeout = 3\n"),
+            folder_.file("press1.toml") + ":2:1: unknown key 'timeout' in [settings]; did you mean timeout_s?");
+  EXPECT_THAT(problem("[reply]\n[x]\n[y]\n"), EndsWith("; and 2 more"));
+  Options missing = options();
+  missing.profile = "/nonexistent/p.toml";
+  EXPECT_THAT(thrown<plc_client::Error>([&] { const Controller controller(missing); }),
+              StartsWith("cannot read /nonexistent/p.toml: "));
+}
+
+}  // namespace
+}  // namespace plc_client_test

@@ -1,0 +1,46 @@
+"""A profile sets what the program leaves as usual."""
+import plc_client
+import pytest
+from conftest import TAGS
+
+
+@pytest.fixture
+def profile(tmp_path):
+    def write(text, name="press1.toml"):
+        path = tmp_path / name
+        path.write_text(text, encoding="utf-8")
+        return path
+    return write
+
+
+def test_the_contract_build_is_taken_with_a_word_where_the_guarded_one_cannot_be_used(machine, profile):
+    path = profile('[guarded]\nusable = "no"\n')
+    said = []
+    with machine.controller(profile=path, log=said.append) as press:
+        assert press.driver_build.endswith("contract")
+        assert said[0] == f"{path}: the guarded driver cannot be used with this controller: the contract build is taken"
+        assert press.read("Motor.Speed").value == machine.get("Motor.Speed")
+
+
+def test_the_guarded_build_stays_where_it_can_be_used(machine, profile):
+    said = []
+    with machine.controller(profile=profile('[guarded]\nusable = "yes"\n'), log=said.append) as press:
+        assert press.driver_build.endswith("guarded")
+        assert not any("contract" in line for line in said)
+
+
+def test_a_controller_with_a_limit_of_names_gives_every_value(profile):
+    limits = profile("[limits]\nnames = 4\n")
+    with plc_client.Simulator(TAGS / "PLC7F000001_0.csv", sentinel=True,
+                              options=["--profile", str(limits)]) as machine:
+        with machine.controller() as press:
+            assert not press.read("Table").ok
+        with machine.controller(profile=limits) as press:
+            assert list(press.read("Table").value) == [machine.get(f"Table[{i}]") for i in range(10)]
+
+
+def test_mistakes_of_a_profile_have_their_place(machine, profile):
+    path = profile("[settings]\ntimeout = 3\n")
+    with pytest.raises(plc_client.Error) as caught:
+        machine.controller(profile=path)
+    assert str(caught.value) == f"{path}:2:1: unknown key 'timeout' in [settings]; did you mean timeout_s?"
