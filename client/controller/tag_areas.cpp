@@ -246,8 +246,9 @@ void TagAreas::unknown(std::string_view name) const {
     text += "; did you mean " + plc_base::joined_with_or(near) + " (" + nearest.file + ":" +
             std::to_string(nearest.line) + ")?";
   }
-  if (!respelt && name.find("][") != std::string_view::npos)
+  if (!respelt && name.find("][") != std::string_view::npos) {
     text += "; subscripts stand in one pair of brackets: [1,2]";
+  }
   if (name.find_first_of("*?") != std::string_view::npos) text += "; patterns are for match() and, in Python, watch()";
   throw UnknownVariable(plc_base::shown_line(text), std::move(near));
 }

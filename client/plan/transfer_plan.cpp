@@ -36,8 +36,9 @@ uint32_t write_limit(const TagEntry& entry) {
 }
 
 void check_writable(const TagEntry& entry) {
-  if (!has_known_type(entry))
+  if (!has_known_type(entry)) {
     throw PlanError("its line in the tag file has no type. Try: plc-host check with that file");
+  }
   if (value_kind(entry) == ValueKind::kRaw) {
     throw PlanError(std::string("the driver writes no ") + type_name(entry.type_code));
   }
