@@ -10,7 +10,7 @@ CPP_HEADER = "client/plc_client.h"
 WIDEST = 90
 # For the compiler, of no use to readers.
 NOT_SHOWN = ("PLC_DRIVER_API", "PLC_CLIENT_API", "PLC_CLIENT_PRIVATE", "fits_signed")
-OFFSET = re.compile(r"^(\d+): *")
+OFFSET = re.compile(r"^(\d+)(?:: *|$)")
 
 
 def escaped(text):
