@@ -1,13 +1,22 @@
 """Colours of code on the site, in the light and in the dark, that everybody can read on their background."""
+from pygments.lexer import RegexLexer, bygroups
 from pygments.style import Style
-from pygments.token import Comment, Error, Generic, Keyword, Name, Number, Operator, String, Token
+from pygments.token import Comment, Error, Generic, Keyword, Name, Number, Operator, String, Text, Token
 
 
 def colours(plain, quiet, word, text, number, name):
     return {Token: plain, Comment: f"italic {quiet}", Comment.Preproc: f"noitalic {word}", Keyword: word,
             Operator: plain, Operator.Word: word,
             String: text, Number: number, Name.Builtin: name, Name.Function: name, Name.Class: name,
-            Name.Tag: word, Name.Attribute: name, Generic.Prompt: quiet, Generic.Output: plain, Error: plain}
+            Name.Tag: word, Name.Attribute: name, Generic.Prompt: quiet, Generic.Output: plain,
+            Generic.Strong: f"bold {plain}", Error: plain}
+
+
+class Console(RegexLexer):
+    """Commands behind "$ ", with the lines that a backslash continues, and what is printed."""
+    name = "console"
+    aliases = ["console"]
+    tokens = {"root": [(r"(\$ )((?:.*\\\n)*.*\n)", bygroups(Generic.Prompt, Generic.Strong)), (r".*\n", Text)]}
 
 
 class Light(Style):

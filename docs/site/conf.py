@@ -6,6 +6,8 @@ from pygments.lexers.special import TextLexer
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent))
 
+from colours import Console  # noqa: E402
+
 project = "plc_driver"
 author = "the plc_driver authors"
 project_copyright = author
@@ -42,5 +44,6 @@ smartquotes = False
 
 
 def setup(app):
-    # Tag files have no colours of their own.
+    # Tag files have no colours of their own, and commands stand out in a session.
     app.add_lexer("csv", TextLexer)
+    app.add_lexer("console", Console)

@@ -77,7 +77,7 @@ def check_headers():
         expect_in("| `int told = 0` | has a text of two lines |", page, "a member")
 
 
-PACKAGE = {"__init__.py": '"""The package.\n\nThing   a thing\n"""\nfrom ._thing import Thing\n__all__ = ["Lost", "Thing"]\n',
+PACKAGE = {"__init__.py": '"""The package.\n\nThing   a thing\n"""\n__all__ = ["Lost", "Thing"]\n',
            "_thing.py": '''class Thing:
     """A thing.
 

@@ -26,8 +26,9 @@ from chromium import Browser  # noqa: E402
 RUN_LIMIT_S = 120
 WINDOWS = ((390, 844), (1280, 800))
 MOST_PICTURED = 1600
-# The first page, one with wide tables and long blocks, and one that is made of a header.
-LOOKED_AT = ("index.html", "docs/tag_files.html", "docs/plc_host.html", "reference/c.html")
+# The first page, the page map, pages with wide tables, long blocks and drawings, and one that is made of a header.
+LOOKED_AT = ("index.html", "docs/README.html", "docs/how_it_works.html", "docs/tag_files.html", "docs/plc_host.html",
+             "reference/c.html")
 LOADED = {"img": "src", "script": "src", "link": "href", "source": "src", "iframe": "src"}
 
 
