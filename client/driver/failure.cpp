@@ -91,10 +91,10 @@ bool leaves_write_open(const Failure& failure) {
   switch (failure.quality) {
     case Quality::kNoAnswer:
     case Quality::kLost:
-    case Quality::kNoConnection:  // found out behind the call: there may have been one during it
     case Quality::kForeign:
     case Quality::kIncomplete:
     case Quality::kFailed:
+    case Quality::kNoConnection:  // found out behind the call: there may have been one during it
       return true;
     case Quality::kRefused:  // of the names, the write was not sent; behind its own status it may have been carried out
       return failure.reason.find(kRefusedWrite) != std::string::npos;

@@ -177,7 +177,7 @@ class WordReader {
   std::string problem() {
     for (; at_ < words_.size() && words_[at_] != "--"; ++at_) {
       const std::string& word = words_[at_];
-      const std::string dash = dash_problem(part_, word);
+      std::string dash = dash_problem(part_, word);
       if (!dash.empty()) return dash;
       if (word.size() < 2 || word[0] != '-') continue;
       std::string found = word[1] == '-' ? long_problem(word) : short_problem(word);

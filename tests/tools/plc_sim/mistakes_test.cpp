@@ -51,16 +51,6 @@ TEST_F(Mistakes, OnTheCommandLine_AreNamedWithWhatToDo) {
        "--listen [::1]:0: write an IPv4 address or a name, and a port: 127.0.0.1:8500, localhost:0"},
       {{"--listen", "192.0.2.1:0", "--allow-remote", tags_},
        "cannot listen on 192.0.2.1:0: Cannot assign requested address. Try: an address that this machine has"},
-      {{"--fault", "delay 5 always", tags_}, "--fault 'delay 5 always': 'always' is written times=always"},
-      {{"--fault", "delay 5 read", tags_}, "--fault 'delay 5 read': 'read' is written on=read"},
-      {{"--fault", "close on read", tags_},
-       "--fault 'close on read': 'on' is written on=REQUEST, as in: close on=read"},
-      {{"--fault", "delay 5 times 3", tags_},
-       "--fault 'delay 5 times 3': 'times' is written times=N, as in: delay MS times=3"},
-      {{"--fault", "close after 2", tags_},
-       "--fault 'close after 2': 'after' is written after=N, as in: close after=2"},
-      {{"--fault", "close every 5", tags_},
-       "--fault 'close every 5': 'every' is written every=N, as in: close every=5"},
       {{"--report", "--quiet", tags_},
        "--report lacks its value: --quiet is an option; write --report=--quiet if a file is called so; plc-sim --help "
        "tells more"},
@@ -73,15 +63,6 @@ TEST_F(Mistakes, OnTheCommandLine_AreNamedWithWhatToDo) {
        "--web http://127.0.0.1:8080/: write it without http://: 127.0.0.1:8080"},
       {{"\xE2\x80\x93listen", "127.0.0.1:0", tags_},
        "\xE2\x80\x93listen begins with a dash that is no hyphen: write --listen; plc-sim --help tells more"},
-      {{"--fault", "dealy 5", tags_}, "--fault 'dealy 5': no fault is called 'dealy'; did you mean delay?"},
-      {{"--fault", "delay", tags_}, "--fault 'delay': the fault is written: delay MS"},
-      {{"--fault", "close soon", tags_}, "--fault 'close soon': 'soon' is no number; the fault is written: close"},
-      {{"--fault", "close on=raed", tags_},
-       "--fault 'close on=raed': no request is called 'raed': on= takes any, directory-start, directory, resolve, "
-       "read, write, masked-write or bit"},
-      {{"--fault", "close times=0", tags_},
-       "--fault 'close times=0': times=0 would never happen: it begins with 1, or is always"},
-      {{"--fault", "close every=0", tags_}, "--fault 'close every=0': every=0 would never happen: it begins with 1"},
       {{"--program", "Main=3", "--program", "Main=4", tags_}, "--program Main=4: the program has a number already"},
       {{"--program", "Main=3", "--program", "Side=3", tags_},
        "--program Side=3: Main has this number; give each another one"},
@@ -89,10 +70,31 @@ TEST_F(Mistakes, OnTheCommandLine_AreNamedWithWhatToDo) {
        "--animate-ms 0: give whole milliseconds, from 1 to 60000; plc-sim --help tells more"},
       {{"--directory-order", "random", tags_},
        "--directory-order random: give longest-first or file; plc-sim --help tells more"},
-      {{"--fault", "close time=3", tags_},
-       "--fault 'close time=3': a fault has no setting 'time': there are times, on, after and every"},
   };
   for (const Case& each : cases) EXPECT_EQ(said_to(each.arguments), std::string("plc-sim: ") + each.said + "\n");
+}
+
+TEST_F(Mistakes, InFaults_AreNamedWithWhatToDo) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"delay 5 always", "'always' is written times=always"},
+      {"delay 5 read", "'read' is written on=read"},
+      {"close on read", "'on' is written on=REQUEST, as in: close on=read"},
+      {"delay 5 times 3", "'times' is written times=N, as in: delay MS times=3"},
+      {"close after 2", "'after' is written after=N, as in: close after=2"},
+      {"close every 5", "'every' is written every=N, as in: close every=5"},
+      {"dealy 5", "no fault is called 'dealy'; did you mean delay?"},
+      {"delay", "the fault is written: delay MS"},
+      {"close soon", "'soon' is no number; the fault is written: close"},
+      {"close on=raed",
+       "no request is called 'raed': on= takes any, directory-start, directory, resolve, read, write, masked-write or "
+       "bit"},
+      {"close times=0", "times=0 would never happen: it begins with 1, or is always"},
+      {"close every=0", "every=0 would never happen: it begins with 1"},
+      {"close time=3", "a fault has no setting 'time': there are times, on, after and every"},
+  };
+  for (const auto& [fault, said] : cases) {
+    EXPECT_EQ(said_to({"--fault", fault, tags_}), std::string("plc-sim: --fault '") + fault + "': " + said + "\n");
+  }
 }
 
 TEST_F(Mistakes, Help_ListsFaultsAndCommandsWithinATerminal) {

@@ -171,8 +171,9 @@ Settings settings_in(const std::string& path, int rank) {
 // What is meant by a variable that is no setting.
 std::string meant_variable(const std::string& bare, const std::vector<std::string>& known) {
   std::string key = bare;
-  for (char& letter : key)
+  for (char& letter : key) {
     letter = static_cast<char>(letter == '_' ? '-' : std::tolower(static_cast<unsigned char>(letter)));
+  }
   const std::string name = key == "library" ? "driver" : setting_called(key);
   for (const SettingRule& rule : setting_rules()) {
     if (name == rule.name) return std::string("did you mean ") + rule.variable + "?";

@@ -178,13 +178,10 @@ void ChangeLog::write_row(const Row& row) {
   ++written_;
 }
 
-// Without those whose own rows come at once. Behind a gap nobody knows whether they stand.
+// Behind a gap nobody knows whether they stand.
 std::string ChangeLog::values_so_far(WallTime time) const {
   if (gap_.rows > 0 || is_behind_gap_) return {};
-  std::set<std::pair<size_t, size_t>> coming;
-  for (size_t i = next_; i < collected_.size(); ++i) {
-    if (collected_[i].element) coming.emplace(collected_[i].variable, *collected_[i].element);
-  }
+  const std::set<std::pair<size_t, size_t>> coming = coming_rows();
   std::string rows;
   for (size_t variable = 0; variable < logged_.size(); ++variable) {
     const Logged& logged = logged_[variable];
@@ -194,6 +191,15 @@ std::string ChangeLog::values_so_far(WallTime time) const {
     }
   }
   return rows;
+}
+
+// Variables and elements whose own rows follow at once, and are not to be repeated.
+std::set<std::pair<size_t, size_t>> ChangeLog::coming_rows() const {
+  std::set<std::pair<size_t, size_t>> coming;
+  for (size_t i = next_; i < collected_.size(); ++i) {
+    if (collected_[i].element) coming.emplace(collected_[i].variable, *collected_[i].element);
+  }
+  return coming;
 }
 
 // No change: its time is that of the file's beginning, its reason says when the row was that it repeats.

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/plc_host/watch/watch_state.h"
@@ -69,6 +71,7 @@ class ChangeLog {
   void write_collected();
   void write_row(const Row& row);
   std::string values_so_far(WallTime time) const;
+  std::set<std::pair<size_t, size_t>> coming_rows() const;
   static std::string repeated_row(const TagReference& reference, const Logged& logged, size_t element, WallTime time);
   void note_dropped(WallTime time, const std::string& reason);
   bool close_gap(WallTime now);
