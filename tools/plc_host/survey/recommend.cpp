@@ -62,7 +62,9 @@ void recommend_batch(const SurveyRecord& record, std::vector<Recommendation>& al
   const uint32_t most = std::min(limits.names_per_request.value_or(limits.names_tried),
                                  limits.values_per_request.value_or(limits.values_tried));
   std::string because = "requests of up to " + std::to_string(most) + " names and values are answered";
-  if (has_limit) because += "; one more is " + (limits.beyond.empty() ? std::string("not") : limits.beyond);
+  if (has_limit) {
+    because += "; one more is not (" + limits.beyond + "), nor are more elements of an array in one read";
+  }
   all.push_back({"batch_names", std::to_string(most), because});
 }
 

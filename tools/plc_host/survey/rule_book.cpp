@@ -262,11 +262,14 @@ std::string words_of(Usability usable) {
              "check of the status. A write that the controller refuses at its end is then taken for done: read it "
              "back.";
     case Usability::kWithoutValueEnd:
-      return "Bytes follow the values: the guarded build has to be built without its check of where value replies end.";
+      return "Bytes follow the values: the guarded build has to be built without its check of where value replies end. "
+             "It "
+             "then takes these bytes for a part of dates, times, and texts without a zero at their end.";
     case Usability::kWithoutBoth:
       return "Answers that are no refusal have another status than 0, and bytes follow the values: the guarded build "
              "has to be built without these two checks. A write that the controller refuses at its end is then taken "
-             "for done: read it back.";
+             "for done: read it back; and the bytes are taken for a part of dates, times, and texts without a zero at "
+             "their end.";
     default:
       break;
   }

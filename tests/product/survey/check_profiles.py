@@ -1,0 +1,224 @@
+#!/usr/bin/env python3
+"""Surveys plc-sim with each profile of profiles/, and holds what was found to the profile.
+
+check_profiles.py --host PLC_HOST --sim PLC_SIM --tags TAGFILE
+                  --drivers GUARDED WITHOUT_STATUS WITHOUT_VALUE_END WITHOUT_BOTH [--only NAME...]
+
+For each profile:
+- the survey learns it: every key but times is the same, times are within TOLERANCE
+- the profile that was learnt, given to plc-sim and surveyed again, is learnt again
+- the build of the guarded driver that the verdict names holds: each variable that is there is read with its own value,
+  writes are verified, and what is refused is a failure; no build holds where the verdict is "no", and none with more
+  checks than the verdict leaves
+"""
+import argparse
+import json
+import os
+import pathlib
+import subprocess
+import sys
+import tempfile
+import tomllib
+from concurrent.futures import ThreadPoolExecutor
+
+PROFILES = pathlib.Path(__file__).resolve().parent / "profiles"
+RUN_LIMIT_S = 300
+# Of a time that was learnt, on a machine that does other things too.
+TOLERANCE_PART = 0.3
+TOLERANCE_MS = 8.0
+TOLERANCE_EACH_MS = 0.5
+# A scope that is longer than names in a directory may be.
+LONG_SCOPE = ("Station.Left,INT,,,,,,40,0,0,2,PackagingLineStationSeven\n"
+              "Station.Right,DINT,,,,,,41,0,0,2,PackagingLineStationSeven\n")
+WRITTEN = {"Motor.Speed": "1234", "Running": "true", "Levels[2]": "-5", "Recipe.Name": "brick", "Main/Step": "7",
+           "Limit": "9"}
+SCRATCH = ("Motor.Steps", "Axis[2].Ready", "Motor.Fault")
+# In the order of --drivers.
+BUILDS = ("yes", "without status", "without value end", "without both")
+# How the guarded build is chosen where a verdict leaves checks out: builds with more checks than that do not hold.
+STRICTER = {"yes": (), "without status": (0,), "without value end": (0,), "without both": (0, 1, 2), "no": (0, 1, 2, 3)}
+
+
+class Mismatch(Exception):
+    """What was found is not so."""
+
+
+def run(words, limit=RUN_LIMIT_S):
+    return subprocess.run([str(word) for word in words], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE, timeout=limit, check=False, text=True, encoding="utf-8",
+                          env={"PATH": os.environ["PATH"], "HOME": "/nonexistent", "LC_ALL": "C.UTF-8",
+                               "TMPDIR": os.environ.get("TMPDIR", "/tmp")})
+
+
+class Bench:
+    def __init__(self, options, folder):
+        self.options = options
+        self.folder = folder
+        self.tags = folder / "machine.csv"
+        self.tags.write_text(options.tags.read_text(encoding="utf-8").rstrip("\n") + "\n" + LONG_SCOPE,
+                             encoding="utf-8")
+        self.truth = self.results("read", None, options.drivers[0], ("--all",))
+
+    def sim_words(self, profile):
+        words = ["--sim", self.tags, "--simulator", self.options.sim, "--sim-arg=--sentinel"]
+        return words + ([f"--sim-arg=--profile={profile}"] if profile else [])
+
+    def survey(self, profile, name, more):
+        """report.json and profile.toml of a survey of plc-sim with the profile."""
+        output = self.folder / name
+        scratch = [word for variable in SCRATCH for word in ("--write", variable)]
+        done = run([self.options.host, "survey", "--driver", self.options.drivers[0], *self.sim_words(profile),
+                    "--output", output, "--rate", "1000", "-q", *scratch, *more])
+        if done.returncode not in (0, 1):
+            raise Mismatch(f"the survey ends with {done.returncode}: {done.stderr[-500:]}")
+        report = json.loads((output / "report.json").read_text(encoding="utf-8"))
+        with open(output / "profile.toml", "rb") as file:
+            return report, tomllib.load(file)
+
+    def results(self, command, profile, driver, more):
+        """Results by name of a command of plc-host on plc-sim with the profile."""
+        done = run([self.options.host, command, "--driver", driver, *self.sim_words(profile), "--json", "-q", *more])
+        results = {}
+        for line in done.stdout.splitlines():
+            result = json.loads(line)
+            results[result["name"]] = (result["state"], result.get("value"))
+        return results
+
+
+def is_near(wanted, found, key):
+    if "each" in key:
+        return abs(found - wanted) <= max(TOLERANCE_EACH_MS, TOLERANCE_PART * wanted)
+    return abs(found - wanted) <= max(TOLERANCE_MS, TOLERANCE_PART * wanted)
+
+
+def refused_of(profile):
+    return sorted((row["name"], row.get("program", "")) for row in profile.get("refused", []))
+
+
+def compare(wanted, found, ignored):
+    """Every key that the wanted profile has, in the one that was found."""
+    for section, keys in wanted.items():
+        if section in ("survey", "settings", "refused", *ignored):
+            continue
+        for key, value in keys.items():
+            other = found.get(section, {}).get(key)
+            if f"{section}.{key}" in ignored:
+                continue
+            if other is None and value is not None:
+                raise Mismatch(f"[{section}] {key}: {value} was not found")
+            if key.endswith("_ms"):
+                if not is_near(value, other, key):
+                    raise Mismatch(f"[{section}] {key}: {value}, found {other}")
+            elif other != value:
+                raise Mismatch(f"[{section}] {key}: {value}, found {other}")
+    if refused_of(wanted) != refused_of(found):
+        raise Mismatch(f"refused: {refused_of(wanted)}, found {refused_of(found)}")
+
+
+class Truth:
+    """What must be read of each variable where the guarded build holds."""
+
+    def __init__(self, values, profile, build):
+        self.values = values
+        self.refused = {row["name"] for row in profile.get("refused", [])}
+        # One read asks for all elements of an array: more than the limit are refused, which is a failure and no value.
+        self.may_fail = bool({"names", "values"} & set(profile.get("limits", {})))
+        # A date has no width that this build knows: what lies behind it is shown with it.
+        self.has_tail = "value end" in BUILDS[build] or "both" in BUILDS[build]
+
+    def problem(self, name, state, value, must_be_there):
+        """Why the result is not the truth; empty when it is."""
+        wanted_state, wanted = self.values[name]
+        if state != "good":
+            is_excused = name in self.refused or not must_be_there or self.may_fail or state == wanted_state
+            return "" if is_excused else f"{name} is {wanted}, and is not read: {state}"
+        if name in self.refused:
+            return f"{name} is refused, and is read as {value}"
+        if self.has_tail and name.startswith("Clock.") and value.startswith(wanted):
+            return ""
+        return "" if value == wanted else f"{name} is {wanted}, and is read as {value}"
+
+
+def why_not_held(bench, path, build):
+    """The first thing that is not the truth; empty when all is."""
+    profile = tomllib.loads(path.read_text(encoding="utf-8"))
+    driver = bench.options.drivers[build]
+    truth = Truth(bench.truth, profile, build)
+    for command, must_be_there in (("read", True), ("batch", False)):
+        results = bench.results(command, path, driver, ("--all",))
+        for name in truth.values:
+            problem = truth.problem(name, *results.get(name, ("absent", None)), must_be_there)
+            if problem:
+                return f"{command}: {problem}"
+    written = bench.results("write", path, driver,
+                            ("--verify", *(f"{name}={value}" for name, value in WRITTEN.items())))
+    for name in WRITTEN:
+        wanted = name not in truth.refused
+        if (written.get(name, ("absent",))[0] == "verified") != wanted:
+            return f"{name} is written: {written.get(name)}"
+    return ""
+
+
+def check_truth(bench, path, usable):
+    for build in STRICTER[usable]:
+        if not why_not_held(bench, path, build):
+            raise Mismatch(f"the verdict is {usable!r}, and the guarded build holds: {BUILDS[build]}")
+    if usable in BUILDS:
+        reason = why_not_held(bench, path, BUILDS.index(usable))
+        if reason:
+            raise Mismatch(f"the verdict is {usable!r}, and the guarded build does not hold: {reason}")
+
+
+def check(bench, path):
+    with open(path, "rb") as file:
+        wanted = tomllib.load(file)
+    # Its answers take as long as the whole survey of another one.
+    is_slow = wanted.get("times", {}).get("directory_ms", 0) > 1000
+    gentle = ("--gentle",) if is_slow else ()
+    report, learnt = bench.survey(path, path.stem, gentle)
+    if not report["whole"]:
+        raise Mismatch(f"the survey ended: {report['ended']}")
+    if report["writes"]["not_set_back"]:
+        raise Mismatch(f"not set back: {report['writes']['not_set_back']}")
+    # A refusal is seen in every survey; what a connect takes is this machine's.
+    compare(wanted, learnt, ("times.connect_ms", "times.write_each_ms", *(("connections",) if is_slow else ())))
+    _, again = bench.survey(bench.folder / path.stem / "profile.toml", path.stem + "_again", gentle)
+    compare(learnt, again, ("times.connect_ms", *(("connections",) if is_slow else ())))
+    if wanted["guarded"] != learnt["guarded"]:
+        raise Mismatch(f"the truth is {wanted['guarded']}, the verdict {learnt['guarded']}")
+    check_truth(bench, path, learnt["guarded"]["usable"])
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--host", required=True, type=pathlib.Path)
+    parser.add_argument("--sim", required=True, type=pathlib.Path)
+    parser.add_argument("--tags", required=True, type=pathlib.Path)
+    parser.add_argument("--drivers", required=True, nargs=4, type=pathlib.Path)
+    parser.add_argument("--only", nargs="*", default=[])
+    options = parser.parse_args()
+    profiles = [path for path in sorted(PROFILES.glob("*.toml"))
+                if not options.only or any(path.stem.startswith(name) for name in options.only)]
+    failures = 0
+    with tempfile.TemporaryDirectory(prefix="survey_profiles.") as folder:
+        bench = Bench(options, pathlib.Path(folder))
+
+        def attempt(path):
+            try:
+                check(bench, path)
+            except (Mismatch, subprocess.TimeoutExpired, OSError, ValueError, KeyError) as error:
+                return f"{type(error).__name__}: {error}"
+            return ""
+
+        with ThreadPoolExecutor(max_workers=3) as pool:
+            for path, problem in zip(profiles, pool.map(attempt, profiles)):
+                print(f"{path.stem}: {problem or 'ok'}", flush=True)
+                failures += problem != ""
+    if not profiles:
+        raise SystemExit("no profile")
+    print(f"{len(profiles)} profiles, {failures} failed")
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
