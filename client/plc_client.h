@@ -8,8 +8,8 @@
 //   if (speed.ok()) std::printf("%d\n", speed.value.as<int>());
 //
 // Mistakes of the program (a name that no tag file has, a value of another type) are exceptions, thrown before anything
-// is sent. What goes wrong in the world (no answer, a refusal) stands in the result. A value that was not read has no
-// value: no zero and no earlier one stands for it.
+// is sent. The result reports what goes wrong in the world (no answer, a refusal). A value that was not read has no
+// value: no zero and no earlier one takes its place.
 #pragma once
 
 #include <chrono>
@@ -117,7 +117,7 @@ class PLC_CLIENT_API Value {
 
   // An element as bool, an integer type, float, double or std::string. Throws TypeMismatch when the value is of another
   // kind, OutOfRange when T cannot hold it, Error when there is no value or no such element. Integers are given as
-  // double too, when double holds them exactly; float takes a REAL only. std::string takes text and bytes only.
+  // double too, when double can represent them exactly; float takes a REAL only. std::string takes text and bytes only.
   template <typename T>
   T as(size_t element = 0) const;
 
@@ -228,14 +228,14 @@ enum class Quality : uint8_t {
   kBad,        // no value
 };
 
-// What happened, in a word.
+// What happened.
 enum class Reason : uint8_t {
   kNone,          // nothing went wrong
   kRefused,       // the controller refused the name or the request
   kIncomplete,    // its reply lacks names or values
   kNoAnswer,      // nothing came in time, or only a part
   kLost,          // the connection ended
-  kNoConnection,  // there was none to begin with
+  kNoConnection,  // there was no connection
   kForeign,       // what came was no reply to this request
   kImpossible,    // nothing was sent: neither tag file nor driver can ask for it
   kDifferent,     // written, but read back different
@@ -274,8 +274,8 @@ enum class Verify : uint8_t { kNone, kReadBack };
 enum class Outcome : uint8_t {
   kDone,     // the controller acknowledged it; with kReadBack it was read back the same
   kNotDone,  // nothing of it was written
-  kUnknown,  // nobody knows what the controller has now: a part may have been written, or all; or it was acknowledged
-             // and could not be read back, or not the same
+  kUnknown,  // nobody knows what the controller has now: a part may have been written, or all. Or it was acknowledged,
+             // but could not be read back, or was not the same
 };
 
 // The result of writing one variable.
@@ -322,7 +322,7 @@ struct State {
   TimePoint since{};                 // of the last change of connected
   Problem last_error;                // of the last call that failed
   TimePoint last_error_time{};       // when that call ended
-  uint64_t connects = 0;             // connections that came about
+  uint64_t connects = 0;             // connections that were made
   uint64_t calls = 0;                // of the driver
   uint64_t exchanges = 0;            // requests with their replies, of calls that succeeded
   uint64_t failures[kReasons] = {};  // calls that failed, by Reason
@@ -342,13 +342,14 @@ struct Options {
   std::chrono::milliseconds first_pause{100};
   // The longest pause between two tries to connect.
   std::chrono::milliseconds longest_pause{10000};
-  // Is given each line of the driver, without its line end. Called by the thread that uses the controller, which is
+  // Receives each line of the driver, without its newline. Called by the thread that uses the controller, which is
   // locked meanwhile: it must not call the controller, and must not throw.
   std::function<void(const std::string& line)> log;
-  // Is told each change of State::connected. As log.
+  // Called at each change of State::connected, under the conditions of log.
   std::function<void(const State& state)> on_state;
-  // A file with what was learnt of the controller; empty: none. It sets reply_timeout_s, delay_ms and driver where they
-  // are as usual, and how many names are asked for at a time. log is told when it makes "guarded" the contract build.
+  // A file with what was learnt of the controller; empty: none. It sets reply_timeout_s, delay_ms and driver if they
+  // have their defaults, and how many names are asked for at a time. If it makes "guarded" the contract build, log
+  // receives a line about that.
   std::string profile;
 };
 
@@ -418,8 +419,8 @@ class PLC_CLIENT_API Controller {
   const std::vector<Declaration>& tags() const;
   // By name, without subscripts. Throws UnknownVariable.
   const Declaration& tag(std::string_view name) const;
-  // The declared names that fit a pattern with * (any characters), ? (one) and [abc] (one of them), in the order of the
-  // tags; a pattern without these is a name.
+  // The declared names that fit a pattern, in the order of the tags. In a pattern, * is any characters, ? is one, and
+  // [abc] is one of these. A pattern without them is a name.
   std::vector<std::string> match(const std::string& pattern) const;
 
   // What the driver calls itself: "1.1.0 guarded".
@@ -432,7 +433,7 @@ class PLC_CLIENT_API Controller {
 
 // ---------------------------------------------------------------------------------------------------- as<T>()
 
-// Whether T holds the number.
+// Whether T can represent the number.
 template <typename T>
 bool fits_signed(int64_t number) {
   if constexpr (std::is_unsigned_v<T>) {

@@ -2,7 +2,7 @@
  * data type table.
  *
  * Offsets in comments are those of the panel (4-byte pointers, little-endian, natural alignment). On 64-bit builds only
- * what follows a pointer moves. All records belong to the host; the driver keeps a pointer to CommSettings alone. */
+ * what follows a pointer moves. All records belong to the host; the driver keeps a pointer only to CommSettings. */
 #ifndef PLC_DRIVER_H
 #define PLC_DRIVER_H
 
@@ -31,14 +31,14 @@ typedef struct DriverInfo {
   uint16_t driver_param; /*  2: its parameter, 1 */
 } DriverInfo;
 
-/* Settings given to ev_plc_init. The driver keeps the pointer and reads the record on every transfer: the host keeps it
+/* Settings given to ev_plc_init. The driver keeps the pointer and reads the record on every transfer. The host keeps it
  * alive and unchanged for as long as it uses the driver. ev_plc_init and the transfers read bytes 4 to 9 only. */
 typedef struct CommSettings {
   uint32_t host_word;  /*  0: the host's own, not read */
   uint32_t ip_address; /*  4: IPv4 address, first dotted part in the most significant byte; names the tag files too */
   uint16_t tcp_port;   /*  8: TCP port in host byte order */
   uint8_t host_byte;   /* 10: the host's own, not read */
-  uint8_t socket_kind; /* 11: read by CommunicationSet alone: 'U' (0x55) stream socket, else datagram socket */
+  uint8_t socket_kind; /* 11: read only by CommunicationSet: 'U' (0x55) stream socket, else datagram socket */
 } CommSettings;
 
 /* The host's record of one connection, last argument of every transfer. */
@@ -133,15 +133,15 @@ typedef struct TypeEntry {
   uint16_t code;    /*  6: CIP type code */
 } TypeEntry;
 
-/* Version and build of the loaded library: "1.1.0 contract" or "1.1.0 guarded" (docs/host_contract.md says how they
+/* Version and build of the loaded library: "1.1.0 contract" or "1.1.0 guarded" (docs/host_contract.md explains how they
  * differ). The text lives as long as the library. */
 PLC_DRIVER_API const char* plc_driver_build(void);
 
 /* Fills info with 722 and 1. Returns 0, or 3 for a null pointer. */
 PLC_DRIVER_API uint32_t ev_plc_driver_info(DriverInfo* info);
 
-/* Takes the settings, forgets the loaded tag files and the connection (an open socket stays open) and, when SIGPIPE has
- * its default action, sets it to ignored. Does not connect. Returns 0, or 3 for a null pointer. */
+/* Takes the settings. Forgets the loaded tag files and the connection; an open socket stays open. Sets SIGPIPE to
+ * ignored if it has its default action. Does not connect. Returns 0, or 3 for a null pointer. */
 PLC_DRIVER_API uint32_t ev_plc_init(CommSettings* settings);
 
 /* Does nothing. Returns 0. */
@@ -172,7 +172,7 @@ PLC_DRIVER_API uint32_t type2bits(uint32_t code);
 /* Element-size code of a request: 1 for 1 and 16 bits, 2 for 32, 4 for 64, fallback for 0, else bits. */
 PLC_DRIVER_API int32_t keyence_gettype(int32_t bits, int32_t fallback);
 
-/* Elements of this width in count bytes, truncated toward zero; 1 for width 0; bits itself for an unknown width. */
+/* Elements of this width in count bytes, truncated toward zero. 1 for width 0, bits itself for an unknown width. */
 PLC_DRIVER_API int32_t keyence_getnum(int32_t bits, int32_t count);
 
 #ifdef __cplusplus

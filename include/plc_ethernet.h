@@ -1,5 +1,5 @@
 /* Thin socket and time wrappers of the driver, and its alternative UDP and TCP set-ups. Each wrapper passes its
- * arguments through and returns the system call's result unchanged, errno included; new sockets, of ev_socket and
+ * arguments through and returns the system call's result unchanged, errno included. New sockets, of ev_socket and
  * ev_accept, are closed in programs that the host starts. */
 #ifndef PLC_ETHERNET_H
 #define PLC_ETHERNET_H
@@ -43,7 +43,8 @@ PLC_DRIVER_API int ev_closesocket(int socket_fd);  /* close */
 /* usleep; microseconds. */
 PLC_DRIVER_API int ev_sleep(uint32_t microseconds);
 
-/* usleep of min(milliseconds, 1000) milliseconds; 0 returns 0 at once. The cap of one second per call is deliberate. */
+/* usleep of min(milliseconds, 1000) milliseconds; 0 returns 0 immediately. The cap of one second per call is
+ * deliberate. */
 PLC_DRIVER_API int ev_sleep_ms(uint32_t milliseconds);
 
 /* Waits until conn->socket_fd is readable: mode 0 at most recv_timeout_s seconds, mode 1 at most timeout_ms

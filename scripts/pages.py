@@ -35,7 +35,10 @@ class Sentence:
 
 
 def names_of_pages(commit=None):
-    """Every page of the project, or of one of its commits."""
+    """Every page of the project, or of one of its commits. Sources that came without git have those that lie there."""
+    if commit is None and not (ROOT / ".git").exists():
+        found = (str(page.relative_to(ROOT)) for page in ROOT.rglob("*.md"))
+        return sorted(name for name in found if not name.startswith("build/"))
     command = ["git", "ls-tree", "-r", "--name-only", commit] if commit else \
         ["git", "ls-files", "-co", "--exclude-standard"]
     listed = subprocess.run(command, cwd=ROOT, check=True, text=True, stdout=subprocess.PIPE).stdout.split("\n")

@@ -99,14 +99,18 @@ def dead_links(name, texts, anchors):
     return problems
 
 
+def hard_to_read(name, text):
+    """What is wrong with the sentences and words of a page."""
+    return long_sentences(name, text) + chained_sentences(name, text) + quaint_words(name, text, rules()["word"])
+
+
 def check_prose():
     """Pages have short sentences and plain words, each fact in one place, a reader, and what to read next."""
     rule = rules()
     texts = {name: pages.text_of_page(name) for name in pages.names_of_pages() if name in rule["done"]}
     problems = [f"scripts/prose.toml: there is no page {name}" for name in rule["done"] if name not in texts]
     for name, text in texts.items():
-        problems += long_sentences(name, text) + chained_sentences(name, text)
-        problems += quaint_words(name, text, rule["word"]) + frame(name, text)
+        problems += hard_to_read(name, text) + frame(name, text)
     return problems + misplaced_facts(texts)
 
 

@@ -2,6 +2,7 @@
 import re
 import textwrap
 
+import prose_rules
 import reference_c
 import reference_python
 
@@ -167,13 +168,16 @@ def python_page():
     return "\n".join([*lines, "", "Next: [the Python package](../docs/python.md).", ""])
 
 
-def pages():
-    """The pages by their names, without the folder."""
-    found = reference_c.read_headers((*C_HEADERS, CPP_HEADER))
+def pages(found=None):
+    """The pages by their names, without the folder; of headers that were read already, or of those of the project."""
+    found = found or reference_c.read_headers((*C_HEADERS, CPP_HEADER))
     return {"c.md": c_page(found), "cpp.md": cpp_page(found), "python.md": python_page()}
 
 
 def check_reference():
-    """Every public function, record and field, in C, C++ and Python, has a text."""
+    """Every public function, record and field, in C, C++ and Python, has a text that is easy to read."""
     found = reference_c.read_headers((*C_HEADERS, CPP_HEADER))
-    return reference_c.undocumented(found) + reference_python.undocumented()
+    problems = reference_c.undocumented(found) + reference_python.undocumented()
+    for name, text in pages(found).items():
+        problems += prose_rules.hard_to_read(f"the text for {name}", text)
+    return problems

@@ -6,8 +6,8 @@
         print(press.read("Motor.Speed").value)
         press.write("Motor.Speed", 1500, verify=True)
 
-The tag files say which variables there are: a folder of them, or the files themselves. A name is written as it is
-declared, with its subscripts, behind its program when it is a local variable:
+The tag files declare the variables: give a folder of them, or the files themselves. A name is written as it is
+declared, with its subscripts, and after its program if it is a local variable:
 
     Motor.Speed       a variable, or a member of a structure
     Table             an array, all of it; Table[3] one element, Table[0..4] five, Grid[1,0..2] three of the second row
@@ -25,15 +25,15 @@ Values by declared type:
                                                numpy arrays with as_numpy=True
 
 Mistakes of the program are exceptions, raised before anything is sent: UnknownVariable, TypeMismatch, OutOfRange, all
-of them plc_client.Error. What goes wrong in the world stands in the result: reading.ok is False, reading.value is None
-and reading.error says what happened. No old value and no zero ever stands for one that was not read.
+of them plc_client.Error. The result reports what goes wrong in the world: reading.ok is False, reading.value is None
+and reading.error describes what happened. A value that was not read is never replaced by an old value or zero.
 
 Controller     one controller
 Simulator      a simulated controller for tests, on a free port
 what they give:     Reading, WriteResult, Declaration, Tags, State
 what they raise:    Error; UnknownVariable, TypeMismatch, OutOfRange, ConnectionFailed are Errors too
 
-Threads may share a Controller: one at a time uses it, and others run Python meanwhile. With asyncio, call it in a
+Threads may share a Controller: one at a time uses it, and others run Python in the meantime. With asyncio, call it in a
 thread: reading = await asyncio.to_thread(press.read, "Motor.Speed").
 """
 from ._core import __version__

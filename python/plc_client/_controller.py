@@ -95,24 +95,25 @@ class Controller:
 
     address        "192.168.0.10", or a name that the system resolves
     port           its TCP port, 1 to 65535
-    tags           a folder, of which the files PLC<address>_<area>.csv of this controller are taken (all areas), or one
-                   tag file of any name, or a list of these
+    tags           a folder, one tag file of any name, or a list of these. Of a folder, the files
+                   PLC<address>_<area>.csv of this controller are taken, those of all areas
     area           of files that are named themselves
-    driver         "guarded": a value is the controller's own, or there is none; "contract": any reply counts, as older
-                   panels expect; or the path of a driver library
+    driver         "guarded": a value is the controller's own, or there is none. "contract": any reply counts, as older
+                   panels expect. Or the path of a driver library
     reply_timeout  seconds to wait for each reply, whole ones
     delay_ms       milliseconds of rest before each call, 0 to 1000, for controllers that need it
-    log            is called with each line that the driver has to say, a str without a line end, by the thread that
-                   uses the controller; it must not use the controller itself
-    profile        a file with what was learnt of the controller: it sets reply_timeout, delay_ms and driver where they
-                   are as usual, and how many names are asked for at a time; log is told when it makes "guarded" the
-                   contract build
+    log            is called with each line of the driver, a str without its newline. The thread that uses the
+                   controller calls it; it must not use the controller itself
+    profile        a file with what was learnt of the controller. It sets reply_timeout, delay_ms and driver if they
+                   have their defaults, and how many names are asked for at a time. If it makes "guarded" the contract
+                   build, log is called with a line about that
 
     Raises Error when the address, a file or folder of tags, the driver or the profile is not there, or the profile has
     mistakes.
 
-    A with statement closes the connection at its end. After close() the next use connects again; so does the next use
-    after a connection was lost, with a pause that grows from 0.1 to 10 seconds while the controller cannot be reached.
+    A with statement closes the connection at its end. After close() the next use connects again. So does the next use
+    after a connection was lost. While the controller cannot be reached, the pause between two tries grows from 0.1 to
+    10 seconds.
     """
 
     def __init__(
@@ -195,9 +196,9 @@ class Controller:
 
         as_numpy  arrays as numpy arrays of the declared type and shape instead of lists
 
-        Raises, before anything is sent, UnknownVariable for a name that no tag file declares, OutOfRange for a
-        subscript outside the declared bounds, TypeMismatch for another number of subscripts. How a list of names is
-        read is planned once: read the same list again and again rather than ever new ones.
+        Before anything is sent, it raises UnknownVariable for a name that no tag file declares. For a subscript outside
+        the declared bounds it raises OutOfRange, and for another number of subscripts TypeMismatch. It plans once how
+        to read a list of names: read the same list again rather than new ones.
         """
         key: Union[str, Tuple[str, ...]] = names if isinstance(names, str) else _checked(names)
         # Whoever uses a plan has it to himself: its readings are its own until its next read.
@@ -222,8 +223,8 @@ class Controller:
         """Writes a variable, write("Motor.Speed", 1500), or several, write({"Motor.Speed": 1500, "Main/Busy": True}).
 
         A name and its value give a WriteResult, a dict a list of them in its order. Values are those that read() gives:
-        bool, int, float (an int does too), str, bytes, (nested) lists or numpy arrays. What went wrong in the world
-        stands in the result: look at its ok. No write is made twice.
+        bool, int, float (an int does too), str, bytes, (nested) lists or numpy arrays. The result reports what went
+        wrong in the world: look at its ok. No write is made twice.
 
         verify  reads each variable back; a result is ok only when it is the same
 
@@ -243,14 +244,15 @@ class Controller:
     ) -> Iterator[List[Reading]]:
         """Reads again and again: for readings in press.watch(["Motor.*"], period=0.5): ...
 
-        Gives a list of Readings in the order of the names each time, for as long as it is asked. * stands for any
-        characters and ? for one; brackets are subscripts. A read that was due while the last one took longer is
+        Gives a list of Readings in the order of the names each time, for as long as it is asked. In a pattern, * is
+        any characters and ? is one; brackets are subscripts. A read that was due while the last one took longer is
         left out.
 
         names   a name or pattern, or a list of them
         period  seconds from the beginning of one read to that of the next; 0 for no pause
 
-        Raises UnknownVariable, at once, for a name that no tag file declares and a pattern that fits none.
+        Raises UnknownVariable, before the first read, for a name that no tag file declares and for a pattern that fits
+        none.
         """
         if isinstance(period, bool) or not isinstance(period, (int, float)):
             raise TypeMismatch(f"period: a number of seconds, not {period!r}")

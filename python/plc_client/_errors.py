@@ -25,8 +25,8 @@ class Lines(str):
 class Error(Exception):
     """The base of all of them: its text is a sentence that names the thing and the remedy.
 
-    Raised itself for what none of the others says: no such folder, tag file, driver or simulator. The text is one line
-    whatever names hold: what a terminal obeys or hides is written out.
+    Raised itself for what none of the others describes: no such folder, tag file, driver or simulator. The text is one
+    line, whatever the names contain: characters that a terminal obeys or hides are written out.
     """
 
     def __str__(self) -> str:
@@ -38,7 +38,7 @@ class Error(Exception):
 class UnknownVariable(Error, KeyError):
     """No tag file declares the name, or several do, or its subscripts cannot be read; a KeyError too.
 
-    near holds declared names that are spelt almost like it, the nearest first, at most five.
+    near has the declared names that are spelt almost like it, the nearest first, at most five.
     """
 
     near: Tuple[str, ...]

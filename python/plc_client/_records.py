@@ -12,7 +12,7 @@ class Reading(NamedTuple):
     type   as declared: "INT", "INT[0..9]", "STRING(20)"
     value  None unless ok; else by type: bool, int, float, str, bytes, or (nested) lists or a numpy array of them
     ok     whether there is a value
-    error  None when ok; else one sentence that says what happened and what to try
+    error  None when ok; else one sentence that describes what happened and what to try
     time   when its exchange with the controller ended, or when it was found not to be possible; with the zone UTC
     """
 
@@ -30,10 +30,10 @@ class WriteResult(NamedTuple):
     name         with its scope, and the subscripts as they were written
     type         as declared: "INT", "INT[0..9]", "STRING(20)"
     ok          whether the controller acknowledged it, and with verify=True gave the same value back
-    outcome     "done"; "not done": nothing of it was written; "unknown": nobody knows what the controller has now, a
+    outcome     "done". "not done": nothing of it was written. "unknown": nobody knows what the controller has now. A
                 part may have been written, or all, or with verify=True it could not be read back
     verified    whether it was read back the same
-    error       None when ok; else one sentence that says what happened and what to try
+    error       None when ok; else one sentence that describes what happened and what to try
     time        when its exchange with the controller ended; with the zone UTC
     """
 
@@ -47,7 +47,7 @@ class WriteResult(NamedTuple):
 
 
 class Declaration(NamedTuple):
-    """What a tag file says of a variable.
+    """What a tag file declares of a variable.
 
     name         with its scope: "Motor.Speed", "Main/Step"
     type         "INT", "INT[0..9,1..3]", "STRING(20)"
@@ -55,7 +55,7 @@ class Declaration(NamedTuple):
     length       of a STRING, in bytes; else 0
     scope        the program that owns it; None for a global variable
     device       where the controller places it: "DM", "EM"...; None when that is not declared
-    file, line   where it is declared; the first line is 1, and 0 says that the file has changed since it was loaded
+    file, line   where it is declared; the first line is 1, and 0 means that the file has changed since it was loaded
     area         of its tag file
     number       by which a host asks the driver for it; None when none can
     unreachable  why no request can ask for it; None when one can
@@ -81,7 +81,7 @@ class State(NamedTuple):
     since            of the last change of connected; at first, of the Controller's making
     last_error       of the last call that failed: a sentence; None when none has
     last_error_time  of that; None when none has
-    connects         connections that came about
+    connects         connections that were made
     calls            of the driver
     exchanges        requests with their replies; a call that failed counts as one
     failures         calls that failed, by reason: {"no-answer": 2}

@@ -119,7 +119,7 @@ class Simulator:
         self.command(f"set {name} {_value_text(name, value)}")
 
     def get(self, name: str) -> Any:
-        """What the machine's memory holds: bool, int, float, str; for an array (nested) lists.
+        """What the machine's memory contains: bool, int, float, str; for an array (nested) lists.
 
         Texts are UTF-8, other bytes surrogates. Dates and times are the number that their 64 bits are. Raises Error
         when the machine has no such variable.
@@ -185,12 +185,12 @@ class Simulator:
                 answer.append(said)
 
     def messages(self) -> str:
-        """What plc-sim has said on standard error so far: what its judge found wrong with requests, and notes."""
+        """What plc-sim has printed on standard error so far: what its judge found wrong with requests, and notes."""
         self._errors.seek(0)
         return self._errors.read().decode("utf-8", "replace")
 
     def close(self) -> None:
-        """Ends it; whoever is connected loses the connection. Calling it again does nothing."""
+        """Ends it. Hosts that are connected lose the connection. Calling it again does nothing."""
         if not self._errors.closed:
             self._end()
 
