@@ -1,9 +1,10 @@
 // The command that measures a controller: its options, the folder that its files go to, and what it says at the end.
 #include <netinet/in.h>
 #include <CLI/App.hpp>
+#include <CLI/Error.hpp>
 #include <CLI/Option.hpp>
-#include <CLI/Validators.hpp>
 #include <algorithm>
+#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <memory>
@@ -240,6 +241,14 @@ int finish_simulator(SimProcess* simulator, int code) {
   return simulator_code != 0 && code == kExitOk ? kExitSimulator : code;
 }
 
+void take_hours(const std::string& text, SurveyOptions& survey) {
+  char* end = nullptr;
+  const double hours = std::strtod(text.c_str(), &end);
+  const bool is_number = !text.empty() && *end == '\0' && hours >= 0 && hours <= kMostHours;
+  if (!is_number) throw CLI::ValidationError("--hours " + text + ": give hours, from 0 to 1000, as 8 or 0.5");
+  survey.hours = hours;
+}
+
 }  // namespace
 
 void add_survey_options(CLI::App& command, HostOptions& options) {
@@ -252,24 +261,28 @@ void add_survey_options(CLI::App& command, HostOptions& options) {
   command.add_option("--write", survey.written, "Scratch variable that may be written; may be repeated")
       ->type_name("NAME")
       ->allow_extra_args(false);
-  command.add_option("--hours", survey.hours, "Then read all variables again and again for so long")
-      ->check(CLI::Range(0.0, kMostHours))
+  command
+      .add_option_function<std::string>(
+          "--hours", [&survey](const std::string& text) { take_hours(text, survey); },
+          "Then read all variables again and again for so long")
       ->type_name("HOURS");
   plc_usage::add_number(command, "--period", survey.period_ms, {10, kLongestPeriodMs, "milliseconds"},
                         "Milliseconds from one round of --hours to the next")
       ->default_str("1000");
   plc_usage::add_number(command, "--rate", survey.rate, {1, kMostRate}, "Requests a second at most")->default_str("20");
   command.add_flag("--gentle", survey.is_gentle, "Fewer connects; no second connections, none closed half");
-  add_setting(command, "address", options, "The controller: IPv4 address or name, perhaps with :PORT")
+  const auto of_controller = [](CLI::Option* option) { return option->group("Controller"); };
+  of_controller(add_setting(command, "address", options, "The controller: IPv4 address or name, perhaps with :PORT"))
       ->type_name("HOST:PORT");
-  add_setting(command, "port", options, "Its TCP port");
-  CLI::Option* sim = command.add_option("--sim", options.sim_tag_file, "Or a simulated one with this tag file");
-  command.add_option("--simulator", options.simulator, "Simulator instead of plc-sim")->needs(sim);
-  command.add_option("--sim-arg", options.sim_arguments, "Argument for the simulator, may be repeated")
+  of_controller(add_setting(command, "port", options, "Its TCP port"));
+  CLI::Option* sim = of_controller(
+      command.add_option("--sim", options.sim_tag_file, "Start a simulated controller with this tag file"));
+  of_controller(command.add_option("--simulator", options.simulator, "Simulator instead of plc-sim"))->needs(sim);
+  of_controller(command.add_option("--sim-arg", options.sim_arguments, "Argument for the simulator, may be repeated"))
       ->needs(sim)
       ->allow_extra_args(false);
-  add_setting(command, "area", options, "Area, the last number of the tag file's name");
-  add_setting(command, "timeout", options, "Seconds to wait for a reply");
+  of_controller(add_setting(command, "area", options, "Area, the last number of the tag file's name"));
+  of_controller(add_setting(command, "timeout", options, "Seconds to wait for a reply"));
 }
 
 void check_survey(const HostOptions& options) {

@@ -125,9 +125,8 @@ std::string value_text(const Declared& declared, const plc_sim::Bytes& value) {
 }
 
 bool is_same_value(const Declared& declared, const plc_sim::Bytes& one, const plc_sim::Bytes& other) {
-  if (value_kind(declared.tag->entry) == ValueKind::kBool)
-    return value_text(declared, one) == value_text(declared, other);
-  return one == other;
+  if (value_kind(declared.tag->entry) != ValueKind::kBool) return one == other;
+  return value_text(declared, one) == value_text(declared, other);
 }
 
 }  // namespace plc_host::survey

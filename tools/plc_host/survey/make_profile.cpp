@@ -1,5 +1,6 @@
 // A profile of what was measured; what was not measured stays out of it.
 #include <algorithm>
+#include <cmath>
 #include <map>
 
 #include "base/text.h"
@@ -27,6 +28,14 @@ Turned turned_of(Reaction reaction) {
   return reaction == Reaction::kSilent ? Turned::kSilent : Turned::kRefused;
 }
 
+// To what was measured: four digits, and no less than a microsecond.
+double rounded(double ms) {
+  constexpr double kPerMs = 1000;
+  if (ms >= kPerMs) return std::round(ms);
+  const double step = ms >= 100 ? 10 : ms >= 10 ? 100 : kPerMs;
+  return std::round(ms * step) / step;
+}
+
 double p50_to_first_byte(const Times& times) { return spread_of(times.first_ms).p50; }
 
 // Of the fewest names, and by how much each further one makes it longer.
@@ -39,11 +48,12 @@ Pace pace_of(const SurveyRecord& record, const std::vector<std::string>& kinds) 
     if (most == nullptr || times.names > most->names) most = &times;
   }
   if (fewest == nullptr) return {};
+  const double first_ms = p50_to_first_byte(*fewest);
   Pace pace;
-  pace.first_ms = p50_to_first_byte(*fewest);
+  pace.first_ms = rounded(first_ms);
   if (most->names > fewest->names) {
-    const double more = p50_to_first_byte(*most) - pace.first_ms;
-    pace.each_ms = std::max(0.0, more / (most->names - fewest->names));
+    const double more = p50_to_first_byte(*most) - first_ms;
+    pace.each_ms = rounded(std::max(0.0, more / (most->names - fewest->names)));
   }
   return pace;
 }
@@ -61,7 +71,7 @@ void take_pieces(const SurveyRecord& record, Profile& profile) {
   const auto usual = std::max_element(sizes.begin(), sizes.end(), is_rarer);
   if (usual == sizes.end()) return;
   profile.piece_bytes = static_cast<uint32_t>(usual->first);
-  profile.piece_gap_ms = spread_of(gaps).p50;
+  profile.piece_gap_ms = rounded(spread_of(gaps).p50);
 }
 
 void take_heads(const SurveyRecord& record, Profile& profile) {
@@ -151,7 +161,7 @@ Profile make_profile(const SurveyRecord& record) {
     profile.refused.push_back({finding.own_name, finding.program});
   }
   profile.guarded = guarded_of(record.verdict.usable);
-  profile.recv_timeout_s = setting_of(record, "recv_timeout_s");
+  profile.recv_timeout_s = setting_of(record, "timeout_s");
   profile.delay_ms = setting_of(record, "delay_ms");
   if (record.limits.names_per_request || record.limits.values_per_request) {
     profile.batch_names = setting_of(record, "batch_names");

@@ -123,23 +123,25 @@ ProbeReply Probe::exchange(const Bytes& request, int timeout_ms, bool finishes_s
     shutdown(descriptor_, SHUT_WR);
     capture_.finished(number_, true);
   }
+  receive_reply(reply, start_ns, end_ns);
+  return reply;
+}
+
+void Probe::receive_reply(ProbeReply& reply, int64_t start_ns, int64_t end_ns) {
   reply.end = ProbeReply::End::kSilent;
   for (;;) {
     const std::optional<size_t> stated = stated_end(reply.bytes);
     if (stated && reply.bytes.size() >= *stated) {
       reply.end = ProbeReply::End::kWhole;
-      return reply;
+      return;
     }
     const bool is_endless = reply.has_come() && !stated;
     const int64_t wait_end = is_endless ? std::min(end_ns, steady_ns() + kQuietMs * kNsPerMs) : end_ns;
     if (reply.bytes.size() > kMostReplyBytes || !wait_for(descriptor_, POLLIN, wait_end)) {
       if (is_endless) reply.end = ProbeReply::End::kQuiet;
-      return reply;
+      return;
     }
-    if (!receive_piece(reply, start_ns)) {
-      close();
-      return reply;
-    }
+    if (!receive_piece(reply, start_ns)) return close();
   }
 }
 

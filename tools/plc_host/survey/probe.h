@@ -55,6 +55,7 @@ class Probe {
 
  private:
   bool send_all(const plc_sim::Bytes& request);
+  void receive_reply(ProbeReply& reply, int64_t start_ns, int64_t end_ns);
   bool receive_piece(ProbeReply& reply, int64_t start_ns);
 
   plc_sim::PcapngWriter& capture_;

@@ -42,7 +42,7 @@ void recommend_timeout(const SurveyRecord& record, std::vector<Recommendation>& 
   if (longest == nullptr) return;
   const double largest = spread_of(longest->ms).largest;
   const auto seconds = static_cast<uint32_t>(std::max(1.0, std::ceil(largest * kTimeoutFactor / 1000)));
-  all.push_back({"recv_timeout_s", std::to_string(seconds),
+  all.push_back({"timeout_s", std::to_string(seconds),
                  "the longest of " + plc_base::plural(answers_of(record), "answer") + " took " + ms_text(largest) +
                      " (" + longest->kind + ", " + plc_base::plural(longest->names, "name") +
                      "): five times that, in whole seconds"});
@@ -58,13 +58,11 @@ void recommend_delay(const SurveyRecord& record, std::vector<Recommendation>& al
 void recommend_batch(const SurveyRecord& record, std::vector<Recommendation>& all) {
   const Limits& limits = record.limits;
   if (limits.step.state != Step::State::kDone) return;
-  const bool has_limit = limits.names_per_request || limits.values_per_request;
+  if (!limits.names_per_request && !limits.values_per_request) return;
   const uint32_t most = std::min(limits.names_per_request.value_or(limits.names_tried),
                                  limits.values_per_request.value_or(limits.values_tried));
   std::string because = "requests of up to " + std::to_string(most) + " names and values are answered";
-  if (has_limit) {
-    because += "; one more is not (" + limits.beyond + "), nor are more elements of an array in one read";
-  }
+  because += "; one more is not (" + limits.beyond + "), nor are more elements of an array in one read";
   all.push_back({"batch_names", std::to_string(most), because});
 }
 
@@ -93,8 +91,9 @@ void recommend_poll(const SurveyRecord& record, std::vector<Recommendation>& all
   const double round_ms = each * static_cast<double>(rounds);
   const double wanted = std::max(kShortestPollMs, std::ceil(round_ms * kPollFactor / kPollStepMs) * kPollStepMs);
   all.push_back({"poll_ms", std::to_string(static_cast<uint32_t>(wanted)),
-                 plc_base::plural(good, "variable") + " in " + plc_base::plural(rounds, "batch") +
-                     (rounds > 1 ? "es" : "") + " of up to " + std::to_string(names) + " names: " + ms_text(round_ms) +
+                 plc_base::plural(good, "variable") + " in " + std::to_string(rounds) +
+                     (rounds == 1 ? " batch" : " batches") + " of up to " + std::to_string(names) +
+                     " names: " + ms_text(round_ms) +
                      " for all of them when each answer is as slow as the slowest in a hundred; twice that"});
 }
 

@@ -55,6 +55,10 @@ void count_field(HeadCounts::Field& field, bool is_right, bool is_zero) {
   ++(is_right ? field.right : is_zero ? field.zero : field.other);
 }
 
+bool is_write(RequestKind kind) {
+  return kind == RequestKind::kWrite || kind == RequestKind::kMaskedWrite || kind == RequestKind::kBit;
+}
+
 // Of at least one.
 uint16_t most_frequent(const std::map<uint16_t, uint64_t>& statuses) {
   const auto is_rarer = [](const auto& one, const auto& other) { return one.second < other.second; };
@@ -168,10 +172,8 @@ void RuleBook::take_values(const Asked& asked, const plc_sim::Request& request) 
 void RuleBook::take_shape(const Asked& asked, const plc_sim::Request& request) {
   const ReplyShape& shape = asked.shape;
   const uint16_t status = status_of(asked.answer.bytes);
-  const bool is_write = request.kind == RequestKind::kWrite || request.kind == RequestKind::kMaskedWrite ||
-                        request.kind == RequestKind::kBit;
   take_values(asked, request);
-  if (is_write) return;  // judge_write says what its status is one of
+  if (is_write(request.kind)) return;  // judge_write says what its status is one of
   const std::string kind = plc_sim::name_of(request.kind);
   note_status(asked, shape.is_refused ? kind + ", refused" : kind);
   if (!shape.is_refused) {
@@ -184,8 +186,14 @@ void RuleBook::take_shape(const Asked& asked, const plc_sim::Request& request) {
     if (request.kind == RequestKind::kResolve) ++handles_seen_;
     return;
   }
+  take_refusal(asked, request.kind);
+}
+
+void RuleBook::take_refusal(const Asked& asked, RequestKind kind) {
+  const ReplyShape& shape = asked.shape;
+  const uint16_t status = status_of(asked.answer.bytes);
   if (shape.is_full) ++(status != 0 ? full_refusals_ : full_refusals_unmarked_);
-  if (request.kind != RequestKind::kResolve) return;
+  if (kind != RequestKind::kResolve) return;
   if (!counts_.refusal_status) {
     counts_.refusal_status = status;
     counts_.is_refusal_full = shape.is_full;

@@ -66,6 +66,7 @@ class RuleBook {
   void take_head(const Asked& asked);
   void refuse_by_status(plc_sim::RequestKind kind, Asked& asked) const;
   void take_shape(const Asked& asked, const plc_sim::Request& request);
+  void take_refusal(const Asked& asked, plc_sim::RequestKind kind);
   void take_values(const Asked& asked, const plc_sim::Request& request);
   void note_status(const Asked& asked, const std::string& words);
   bool holds(Id rule) const { return rules_[rule].broken == 0; }

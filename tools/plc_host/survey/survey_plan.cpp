@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 
@@ -15,7 +16,8 @@ namespace {
 constexpr std::chrono::milliseconds kBetweenLines{250};
 constexpr double kSecondsPerMinute = 60;
 
-// "2 min", "40 s"
+}  // namespace
+
 std::string time_left_text(double seconds) {
   if (seconds >= 2 * kSecondsPerMinute) {
     return std::to_string(static_cast<long>(std::ceil(seconds / kSecondsPerMinute))) + " min";
@@ -23,7 +25,11 @@ std::string time_left_text(double seconds) {
   return std::to_string(static_cast<long>(std::ceil(seconds))) + " s";
 }
 
-}  // namespace
+std::string lasting_text(double hours) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%g h", hours);
+  return text.data();
+}
 
 Progress::Progress(bool is_shown, uint32_t rate)
     : is_shown_(is_shown), is_terminal_(isatty(STDERR_FILENO) == 1), rate_(rate) {}
@@ -47,9 +53,15 @@ void Progress::begin(const std::string& step, uint64_t expected, uint64_t expect
 void Progress::asked() {
   ++done_;
   const auto now = std::chrono::steady_clock::now();
-  if (!is_shown_ || !is_terminal_ || now - shown_ < kBetweenLines) return;
+  if (!is_shown_ || !is_terminal_ || expected_ == 0 || now - shown_ < kBetweenLines) return;
   shown_ = now;
   show();
+}
+
+void Progress::set_part(double part, double seconds_left) {
+  if (!is_shown_ || !is_terminal_) return;
+  shown_ = std::chrono::steady_clock::now();
+  show_line(static_cast<uint64_t>(part * 100), seconds_left);
 }
 
 void Progress::show() {
@@ -57,8 +69,12 @@ void Progress::show() {
   const double each = std::max(1.0 / rate_, done_ == 0 ? 0.0 : passed.count() / static_cast<double>(done_));
   const uint64_t left = later_ + (expected_ > done_ ? expected_ - done_ : 0);
   const uint64_t percent = expected_ == 0 ? 100 : std::min<uint64_t>(100, done_ * 100 / expected_);
+  show_line(percent, static_cast<double>(left) * each);
+}
+
+void Progress::show_line(uint64_t percent, double seconds_left) {
   std::fprintf(stderr, "\rplc-host: survey: %s, %llu %%, about %s left\x1b[K", step_.c_str(),
-               static_cast<unsigned long long>(percent), time_left_text(static_cast<double>(left) * each).c_str());
+               static_cast<unsigned long long>(percent), time_left_text(seconds_left).c_str());
   std::fflush(stderr);
   has_line_ = true;
 }

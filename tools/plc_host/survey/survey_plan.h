@@ -21,6 +21,12 @@ struct SurveyPlan {
   std::string folder;  // where the files go
 };
 
+// "2 min", "40 s"
+std::string time_left_text(double seconds);
+
+// "8 h", "0.5 h"
+std::string lasting_text(double hours);
+
 // Tells on standard error which step is under way, on a terminal with the part of it that is done and the time left.
 class Progress {
  public:
@@ -32,11 +38,14 @@ class Progress {
   // expected: requests of this step, about.
   void begin(const std::string& step, uint64_t expected, uint64_t expected_later);
   void asked();
+  // Of a step that lasts for a time, the part of it that is over.
+  void set_part(double part, double seconds_left);
   // Takes its line away, so that others can speak.
   void clear();
 
  private:
   void show();
+  void show_line(uint64_t percent, double seconds_left);
 
   bool is_shown_;
   bool is_terminal_;

@@ -172,7 +172,7 @@ struct Limits {
 };
 
 struct Recommendation {
-  std::string setting;  // "recv_timeout_s", "delay_ms", "batch_names", "poll_ms", "driver"
+  std::string setting;  // "driver", "timeout_s", "delay_ms", "batch_names", "poll_ms"
   std::string value;
   std::string because;  // with the figures
 };

@@ -57,6 +57,8 @@ class Comparison {
   void look_again();
 
  private:
+  std::vector<TagResult> wanted_of(const TagList& tags, const std::string& file, std::vector<size_t>& positions);
+  void take_result(const TagResult& result, size_t at);
   Word word_of(const TagResult& result, size_t at) const;
   bool is_same(const Word& word) const;
 
@@ -97,9 +99,24 @@ void Comparison::read_file(const HostOptions& options, const std::string& file, 
     if (lines.size() < kMostDriverLines) lines.append(line).append("\n");
   });
   record_.compared_with = host.library().build;
-  std::vector<TagResult> results;
   std::vector<size_t> positions;
-  for (const Tag& tag : host.tags().tags) {
+  std::vector<TagResult> results = wanted_of(host.tags(), file, positions);
+  const auto stop = [] { return stop_requested(); };
+  if (results.size() > kMostSingly) {
+    read_tags_batched(host.session(), results, stop);
+  } else {
+    read_tags(host.session(), results, stop, [this](const TagResult&) { conversation_.progress().asked(); });
+  }
+  // The driver would keep its connection, and controllers have few.
+  if (host.session().is_connected()) ::close(host.session().connection().socket_fd);
+  for (size_t i = 0; i < results.size(); ++i) take_result(results[i], positions[i]);
+}
+
+// The good variables of the file; positions: of each in the findings.
+std::vector<TagResult> Comparison::wanted_of(const TagList& tags, const std::string& file,
+                                             std::vector<size_t>& positions) {
+  std::vector<TagResult> results;
+  for (const Tag& tag : tags.tags) {
     const auto at = positions_.find(tag.qualified_name);
     if (at == positions_.end() || variables_[at->second].file != file || !variables_[at->second].is_good) continue;
     try {
@@ -109,31 +126,26 @@ void Comparison::read_file(const HostOptions& options, const std::string& file, 
       record_.findings[at->second].why = std::string("plc-host read cannot ask for it: ") + error.what();
     }
   }
-  const auto stop = [] { return stop_requested(); };
-  if (results.size() > kMostSingly) {
-    read_tags_batched(host.session(), results, stop);
-  } else {
-    read_tags(host.session(), results, stop, [this](const TagResult&) { conversation_.progress().asked(); });
+  return results;
+}
+
+void Comparison::take_result(const TagResult& result, size_t at) {
+  if (!result.ok() && !result.reading.is_taken()) {
+    record_.not_compared = "not all of them were read by the driver: " + result.reading.failure().reason;
+    return;
   }
-  // The driver would keep its connection, and controllers have few.
-  if (host.session().is_connected()) ::close(host.session().connection().socket_fd);
-  for (size_t i = 0; i < results.size(); ++i) {
-    const bool is_taken = results[i].ok() || results[i].reading.is_taken();
-    if (!is_taken) {
-      record_.not_compared = "not all of them were read by the driver: " + results[i].reading.failure().reason;
-      continue;
-    }
-    const Word word = word_of(results[i], positions[i]);
-    VariableFinding& finding = record_.findings[positions[i]];
-    if (word.is_impossible) {
-      finding.why = "plc-host read cannot ask for it: " + word.problem;
-    } else if (word.problem.empty() && value_kind(variables_[word.at].tag->entry) == ValueKind::kRaw) {
-      finding.value = word.value;
-    } else if (!is_same(word)) {
-      others_.push_back(word);
-    } else {
-      finding.value = word.value;
-    }
+  const Word word = word_of(result, at);
+  VariableFinding& finding = record_.findings[at];
+  if (word.is_impossible) {
+    finding.why = "plc-host read cannot ask for it: " + word.problem;
+    return;
+  }
+  // The bytes of a type without a width are what the driver makes of them.
+  const bool is_raw = value_kind(variables_[at].tag->entry) == ValueKind::kRaw;
+  if (is_same(word) || (is_raw && word.problem.empty())) {
+    finding.value = word.value;
+  } else {
+    others_.push_back(word);
   }
 }
 

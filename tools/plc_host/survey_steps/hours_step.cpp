@@ -51,6 +51,7 @@ class HoursStep {
 
  private:
   bool read_all(double& took_ms);
+  bool is_over() const { return SteadyClock::now() >= end_; }
   void take_round(int64_t at_ms, bool is_whole, double took_ms);
   void finish_slice();
 
@@ -59,11 +60,14 @@ class HoursStep {
   std::vector<Part> parts_;
   std::vector<double> slice_ms_;
   int64_t slice_length_ms_ = 0;
+  SteadyClock::time_point end_{};
 };
 
-// The time is that of the answers, without the waits between requests.
+// The time is that of the answers, without the waits between requests. A round that the end of the hours meets is no
+// loss.
 bool HoursStep::read_all(double& took_ms) {
   for (const Part& part : parts_) {
+    if (is_over()) return true;
     const NamesAnswer names = try_names(conversation_, part);
     took_ms += names.asked.answer.took_ms();
     if (!names.is_complete) return false;
@@ -106,11 +110,13 @@ void HoursStep::run() {
   const double whole_ms = record_.hours_asked * kMsPerHour;
   slice_length_ms_ = std::max(kShortestSliceMs, static_cast<int64_t>(whole_ms) / kSlices);
   const SteadyClock::time_point start = SteadyClock::now();
+  end_ = start + std::chrono::milliseconds(static_cast<int64_t>(whole_ms));
   const auto passed_ms = [start] { return Milliseconds(SteadyClock::now() - start).count(); };
   double turn_ms = 0;
-  while (turn_ms < whole_ms) {
+  while (turn_ms < whole_ms && !is_over()) {
     wait_for_stop(std::chrono::milliseconds(static_cast<int64_t>(std::max(0.0, turn_ms - passed_ms()))));
     record_.drift_ms = std::max(0.0, passed_ms() - turn_ms);
+    conversation_.progress().set_part(turn_ms / whole_ms, (whole_ms - turn_ms) / 1000);
     double took_ms = 0;
     bool is_whole = false;
     try {
@@ -122,6 +128,7 @@ void HoursStep::run() {
         throw;
       }
     }
+    if (is_whole && is_over() && record_.rounds > 0) break;
     take_round(static_cast<int64_t>(turn_ms), is_whole, took_ms);
     // Turns that are over by now are left out.
     do {

@@ -38,6 +38,32 @@ ProgramFinding finding_for(const std::string& scope, const std::vector<Program>&
   return finding;
 }
 
+using ScopeFindings = std::map<std::string, ProgramFinding>;  // by their scopes
+
+ScopeFindings find_scopes(const std::vector<Program>& programs, Declarations& declared) {
+  ScopeFindings findings;
+  for (Declared& variable : declared.variables) {
+    const TagEntry& entry = variable.tag->entry;
+    if (entry.is_global == 1) continue;
+    const auto [at, is_new] = findings.insert({entry.scope_name, {}});
+    if (is_new) at->second = finding_for(entry.scope_name, programs);
+    variable.is_asked = at->second.state != ProgramState::kMissing;
+    variable.program = at->second.number;
+  }
+  return findings;
+}
+
+void add_undeclared(const std::vector<Program>& programs, const ScopeFindings& findings, Programs& record) {
+  std::set<std::string> known;
+  for (const auto& [scope, finding] : findings) {
+    known.insert(finding.state == ProgramState::kCut ? finding.other : scope);
+  }
+  for (const Program& program : programs) {
+    if (known.count(program.name) > 0) continue;
+    record.findings.push_back({program.name, program.number, ProgramState::kUndeclared, ""});
+  }
+}
+
 }  // namespace
 
 void survey_programs(Conversation& conversation, Declarations& declared) {
@@ -45,24 +71,9 @@ void survey_programs(Conversation& conversation, Declarations& declared) {
   run_step(record.step, [&] {
     const std::vector<Program> programs = wire_trace::programs_of(conversation.directory());
     for (const Program& program : programs) record.directory.push_back(program.name);
-    std::map<std::string, ProgramFinding> findings;
-    for (Declared& variable : declared.variables) {
-      const TagEntry& entry = variable.tag->entry;
-      if (entry.is_global == 1) continue;
-      const auto [at, is_new] = findings.insert({entry.scope_name, {}});
-      if (is_new) at->second = finding_for(entry.scope_name, programs);
-      variable.is_asked = at->second.state != ProgramState::kMissing;
-      variable.program = at->second.number;
-    }
-    std::set<std::string> known;
-    for (const auto& [scope, finding] : findings) {
-      record.findings.push_back(finding);
-      known.insert(finding.state == ProgramState::kCut ? finding.other : scope);
-    }
-    for (const Program& program : programs) {
-      if (known.count(program.name) > 0) continue;
-      record.findings.push_back({program.name, program.number, ProgramState::kUndeclared, ""});
-    }
+    const ScopeFindings findings = find_scopes(programs, declared);
+    for (const auto& [scope, finding] : findings) record.findings.push_back(finding);
+    add_undeclared(programs, findings, record);
   });
 }
 

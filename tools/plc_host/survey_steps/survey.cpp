@@ -4,6 +4,8 @@
 #include <array>
 #include <chrono>
 
+#include "base/text.h"
+#include "tools/plc_host/messages.h"
 #include "tools/plc_host/survey/recommend.h"
 #include "tools/plc_host/survey_steps/driver_word.h"
 #include "tools/plc_host/survey_steps/survey_steps.h"
@@ -41,6 +43,16 @@ void finish(Conversation& conversation, SurveyRecord& record) {
   record.recommendations = recommend(record);
 }
 
+// "25 variables, about 430 requests, 20 a second at most: about 22 s, and then 8 hours"
+std::string start_text(const Declarations& declared, const SurveyPlan& plan, uint64_t requests) {
+  std::string text = "survey: " + plc_base::plural(declared.variables.size(), "variable") + ", about " +
+                     plc_base::grouped_number(requests) + " requests, " + std::to_string(plan.rate) +
+                     " a second at most: about " + time_left_text(static_cast<double>(requests) / plan.rate) +
+                     " and more where answers are slow";
+  if (plan.hours > 0) text += ", and then " + lasting_text(plan.hours);
+  return text;
+}
+
 }  // namespace
 
 bool make_survey(const SurveyPlan& plan, Declarations& declared, const HostOptions& options, CommandOutput& output,
@@ -49,7 +61,6 @@ bool make_survey(const SurveyPlan& plan, Declarations& declared, const HostOptio
   Progress progress(!options.quiet, plan.rate);
   Conversation conversation(plan, capture, record, progress);
   const uint64_t variables = declared.variables.size();
-  const auto hour_requests = static_cast<uint64_t>(plan.hours * 3600 * plan.rate);
   const std::vector<NextStep> steps = {
       {"step 1 of 7, connections", link_requests(plan), [&] { survey_link(conversation); }},
       {"step 2 of 7, programs", 1, [&] { survey_programs(conversation, declared); }},
@@ -58,10 +69,11 @@ bool make_survey(const SurveyPlan& plan, Declarations& declared, const HostOptio
        [&] { run_step(record.variables.step, [&] { compare_with_driver(conversation, declared, options, output); }); }},
       {"step 5 of 7, times and limits", time_requests(plan), [&] { survey_times(conversation, declared); }},
       {"step 6 of 7, writes", plan.written.size() * kRequestsOfScratch, [&] { survey_writes(conversation, declared); }},
-      {"step 7 of 7, hours", hour_requests, [&] { survey_hours(conversation, declared); }},
+      {"step 7 of 7, hours", 0, [&] { survey_hours(conversation, declared); }},
   };
   uint64_t later = 0;
   for (const NextStep& step : steps) later += step.requests;
+  if (!options.quiet) show_message(start_text(declared, plan, later));
   bool is_interrupted = false;
   try {
     for (const NextStep& step : steps) {

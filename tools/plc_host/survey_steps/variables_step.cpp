@@ -61,7 +61,7 @@ class VariableStep {
   void ask_unknown();
   void ask_in_batches();
   void ask_batch(const std::vector<size_t>& batch);
-  void compare(size_t at, plc_sim::Bytes value);
+  void compare(size_t at, const plc_sim::Bytes& value);
   void take_common_surplus();
   void find_near_names();
 
@@ -161,6 +161,7 @@ void VariableStep::ask_in_batches() {
 // A batch that fails is asked for in halves: either a variable cannot be read in one, or there were too many names.
 void VariableStep::ask_batch(const std::vector<size_t>& batch) {
   std::vector<const Declared*> asked;
+  asked.reserve(batch.size());
   for (const size_t at : batch) asked.push_back(&variables_[at]);
   const NamesAnswer names = ask_names(conversation_, asked);
   const ValuesAnswer values = names.is_complete ? ask_values(conversation_, asked) : ValuesAnswer{};
@@ -181,7 +182,7 @@ void VariableStep::ask_batch(const std::vector<size_t>& batch) {
 }
 
 // A value that moves is another one each time: different is what stays the same when it is read singly.
-void VariableStep::compare(size_t at, plc_sim::Bytes value) {
+void VariableStep::compare(size_t at, const plc_sim::Bytes& value) {
   Declared& declared = variables_[at];
   if (is_same_value(declared, declared.value, value)) return;
   const plc_sim::Bytes first = declared.value;

@@ -199,12 +199,11 @@ SurveyRecord full_record() {
   fill_times(record);
   fill_writes(record.writes);
   fill_hours(record.endurance);
-  record.recommendations = {
-      {"driver", "contract", "the guarded build is not usable here"},
-      {"recv_timeout_s", "2", "the longest answer took 13 ms; a time-out is counted in whole seconds"},
-      {"delay_ms", "0", "requests one behind the other were answered as fast as paced ones"},
-      {"batch_names", "50", "51 names were refused, status 0011"},
-      {"poll_ms", "50", "the 6 variables of the poll list took 9.4 ms (p99)"}};
+  record.recommendations = {{"driver", "contract", "the guarded build is not usable here"},
+                            {"timeout_s", "2", "the longest answer took 13 ms; a time-out is counted in whole seconds"},
+                            {"delay_ms", "0", "requests one behind the other were answered as fast as paced ones"},
+                            {"batch_names", "50", "51 names were refused, status 0011"},
+                            {"poll_ms", "50", "the 6 variables of the poll list took 9.4 ms (p99)"}};
   record.driver_lines = "[PLC] connected\n[PLC] programs: 4";
   return record;
 }
