@@ -26,7 +26,7 @@ Conversation::Conversation(const SurveyPlan& plan, plc_sim::PcapngWriter& captur
 void Conversation::wait_for_turn() {
   const auto now = std::chrono::steady_clock::now();
   if (next_turn_ > now) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(next_turn_ - now);
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(next_turn_ - now);
     if (ignores_stop_) {
       std::this_thread::sleep_for(left);
     } else {
