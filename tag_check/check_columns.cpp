@@ -28,7 +28,7 @@ void check_id(const SourceLine& line, Findings* findings) {
     const bool is_formatted =
         line.trimmed(8).find_first_of(".eE'") != std::string_view::npos && is_digit(line.trimmed(8)[0]);
     add_finding("T061", line, id,
-                quoted(line.trimmed(8)) + " is no id" + (is_formatted ? ": a spreadsheet has formatted it" : ""),
+                quoted(line.trimmed(8)) + " is not an id" + (is_formatted ? ": a spreadsheet has formatted it" : ""),
                 findings);
     return;
   }
@@ -111,7 +111,7 @@ void check_scope(const SourceLine& line, Findings* findings) {
   int64_t number = 0;
   const std::string_view program = line.trimmed(11);
   if (!program.empty() && (!parse_number(program, &number) || number < 0 || number > 255)) {
-    add_finding("T074", line, line.column(11), quoted(program) + " is no program number from 0 to 255", findings);
+    add_finding("T074", line, line.column(11), quoted(program) + " is not a program number from 0 to 255", findings);
   }
 }
 

@@ -122,7 +122,7 @@ void correct_declared(const SourceLine& line, Finding* finding) {
     finding->message.append(within).append(" in the type and ").append(beside).append(" beside it");
     return;
   }
-  finding->message = quoted(line.column(2).text) + " is no type: " +
+  finding->message = quoted(line.column(2).text) + " is not a type: " +
                      (has_length ? "the length of a STRING stands in column 4" : "ranges stand in column 3");
   if (!is_type(declared->type) || !own.present || !line.column(5).present) return;
   finding->edits = {{line.column(2).offset, line.column(2).text.size(), declared->type}};
@@ -186,7 +186,7 @@ void check_type(const SourceLine& line, Findings* findings) {
     return;
   }
   const MeantType meant = meant_type(type.text);
-  std::string message = quoted(type.text) + " is no type";
+  std::string message = quoted(type.text) + " is not a type";
   if (!meant.hint.empty()) message += ": " + meant.hint;
   Finding& finding = add_finding(meant.is_spelled ? "T042" : "T041", line, type, message, findings);
   if (!meant.type.empty()) finding.edits = {{type.offset, type.text.size(), meant.type}};
@@ -224,12 +224,12 @@ void check_string_length(const SourceLine& line, Findings* findings) {
     return;
   }
   if (trim(length.text).empty()) {
-    add_finding("T050", line, line.column(2), "a STRING without a length is no string to writes", findings);
+    add_finding("T050", line, line.column(2), "a STRING without a length is written as a bit", findings);
     return;
   }
   int64_t number = 0;
   if (!parse_number(trim(length.text), &number) || number <= 0 || length.text.size() > 7) {
-    add_finding("T052", line, length, quoted(length.text) + " is no length", findings);
+    add_finding("T052", line, length, quoted(length.text) + " is not a length", findings);
   } else if (number > kAddressable + 2) {
     add_finding("T053", line, length, "reads cannot begin beyond character 1024", findings);
   }

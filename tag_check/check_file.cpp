@@ -43,7 +43,7 @@ const char* reason_rule(DroppedPiece::Reason reason) {
 std::string reason_text(const DroppedPiece& piece) {
   switch (piece.reason) {
     case DroppedPiece::Reason::kNoLineEnd:
-      return "the last line has no line end: the driver ignores it";
+      return "the last line has no trailing newline: the driver ignores it";
     case DroppedPiece::Reason::kTooLong:
       return "the line is longer than 255 bytes: the driver drops its first 255 and takes the rest for a line";
     default:

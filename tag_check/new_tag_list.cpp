@@ -146,7 +146,7 @@ void take_strange_heading(NewTagList* list) {
        list->tags[0].place,
        1,
        plc_base::quoted(list->tags[0].type) +
-           " is no type; a heading calls the columns Name, Type, Range, Length, Program and Device",
+           " is not a type; a heading calls the columns Name, Type, Range, Length, Program and Device",
        {}});
   list->tags.erase(list->tags.begin());
 }
@@ -173,7 +173,7 @@ NewTagList list_of(const std::vector<ListLine>& lines) {
     }
     if (!has_heading && csv.fields.size() >= kTagFileColumns) {
       list.findings.push_back(
-          {"T006", line.number, 1, "this is no list of names and types: it has the columns of a tag file", {}});
+          {"T006", line.number, 1, "this is not a list of names and types: it has the columns of a tag file", {}});
       return list;
     }
     join_name(separator, *columns[kName], &csv);

@@ -30,12 +30,12 @@ const std::string* first_misfit(const NewTag& tag) {
 
 Finding finding_on(const std::string& misfit, bool is_type, uint32_t place) {
   const std::string hint = is_type ? meant_type(misfit).hint : "";
-  if (!hint.empty()) return {"T041", place, 1, plc_base::quoted(misfit) + " is no type: " + hint, {}};
+  if (!hint.empty()) return {"T041", place, 1, plc_base::quoted(misfit) + " is not a type: " + hint, {}};
   const bool has_comma = misfit.find_first_of("\r\n") == std::string::npos;
   return {has_comma ? "T014" : "T028",
           place,
           1,
-          plc_base::quoted(misfit) + (has_comma ? " holds a comma" : " holds a line end"),
+          plc_base::quoted(misfit) + (has_comma ? " contains a comma" : " contains a newline"),
           {}};
 }
 

@@ -144,7 +144,7 @@ class Judge {
       fault("the reply has " + plural(reply_.size(), "byte") + ", not even a head" + ending_words(),
             "The controller or something between breaks replies off: look at the network, then at the controller.");
     } else {
-      fault("what came is no reply: its first eight bytes are not a length and the complement of it",
+      fault("what came is not a reply: its first eight bytes are not a length and the complement of it",
             "See whether the address and port are those of the controller's host link, and whether something between "
             "(a gateway, a terminal server) changes the bytes.");
     }

@@ -22,7 +22,7 @@ TypedNumber refused(const ValueType& type, std::string_view text, const std::str
   return {0, quoted(text) + " is no " + type.name + " value: " + reason};
 }
 
-// A text that is no number at all, with how one is written.
+// A text that is not a number at all, with how one is written.
 TypedNumber no_number(const ValueType& type, std::string_view text) {
   switch (type.form) {
     case ValueForm::kReal:
@@ -168,7 +168,7 @@ std::optional<size_t> item_end(std::string_view items, size_t start) {
 // Cuts "[a, [b, c]]" into "a" and "[b, c]".
 TypedList list_items(std::string_view text) {
   if (text.size() < 2 || text.front() != '[' || text.back() != ']') {
-    return {{}, quoted(text) + " is no list: write [1, 2, ...]"};
+    return {{}, quoted(text) + " is not a list: write [1, 2, ...]"};
   }
   const std::string_view inner = text.substr(1, text.size() - 2);
   TypedList list;

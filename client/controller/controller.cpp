@@ -29,7 +29,7 @@ uint32_t resolve_address(const std::string& address) {
   if (address.empty()) throw Error("the controller's address is empty: give one like 192.168.0.10");
   const plc_base::FoundHost found = plc_base::find_host(address);
   if (found.problem.empty()) return found.address;
-  refuse<Error>("'" + address + "' is no address, and the system knows no host of that name: " + found.problem +
+  refuse<Error>("'" + address + "' is not an address, and the system knows no host of that name: " + found.problem +
                 "; give an IPv4 address or a name, without a port");
 }
 

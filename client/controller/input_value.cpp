@@ -114,16 +114,16 @@ uint64_t real_bits(const TagReference& reference, const Input& input) {
 uint64_t element_bits(const TagReference& reference, const Input& input) {
   switch (kind_of(reference.tag->entry)) {
     case Kind::kBool:
-      if (input.form() != Form::kBool) mismatch(reference, std::string(form_name(input)) + " is no bool");
+      if (input.form() != Form::kBool) mismatch(reference, std::string(form_name(input)) + " is not a bool");
       return input.bits();
     case Kind::kSigned:
     case Kind::kUnsigned:
     case Kind::kWord:
-      if (!is_integer(input)) mismatch(reference, std::string(form_name(input)) + " is no integer");
+      if (!is_integer(input)) mismatch(reference, std::string(form_name(input)) + " is not an integer");
       return integer_bits(reference, input);
     case Kind::kReal:
       if (!is_integer(input) && input.form() != Form::kReal) {
-        mismatch(reference, std::string(form_name(input)) + " is no number");
+        mismatch(reference, std::string(form_name(input)) + " is not a number");
       }
       return real_bits(reference, input);
     default:
@@ -153,7 +153,7 @@ void take_list(const TagReference& reference, const Input& input, size_t depth, 
 
 TagValue text_value(const TagReference& reference, const Input& input) {
   if (input.form() != Form::kText && input.form() != Form::kBytes) {
-    mismatch(reference, std::string(form_name(input)) + " is no text");
+    mismatch(reference, std::string(form_name(input)) + " is not a text");
   }
   const auto length = static_cast<size_t>(std::max(reference.tag->entry.string_length, 0));
   if (input.text().size() > length) {

@@ -91,7 +91,7 @@ std::string driver_words(const std::vector<std::string>& lines) {
 void refuse_stranger(const TagArea& area) {
   const auto has_type = [](const core::Tag& tag) { return tag.entry.type_code != 0; };
   if (std::any_of(area.list.tags.begin(), area.list.tags.end(), has_type)) return;
-  refuse<Error>(area.path + " is no tag file: none of its " + std::to_string(area.list.tags.size()) +
+  refuse<Error>(area.path + " is not a tag file: none of its " + std::to_string(area.list.tags.size()) +
                 " lines has a type in its second column");
 }
 

@@ -35,7 +35,7 @@ template <typename Function>
 void find_entry(void* handle, const std::string& path, const char* name, Function& function) {
   function = reinterpret_cast<Function>(dlsym(handle, name));
   if (function == nullptr) {
-    throw ClientError(ClientError::Kind::kLibrary, path + " is no driver library: it has no entry point " + name);
+    throw ClientError(ClientError::Kind::kLibrary, path + " is not a driver library: it has no entry point " + name);
   }
 }
 

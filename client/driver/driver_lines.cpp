@@ -107,7 +107,7 @@ constexpr KnownLine kLines[] = {
     {"rejected, line", Quality::kImpossible, "the runs of indexed ids in the tag file break a limit",
      "plc-host check FILE names the line."},
     {"build tag table failed!", Quality::kImpossible, "the tag file gives no record",
-     "See whether the file is empty, or its only line has no line end: plc-host check FILE."},
+     "See whether the file is empty, or its only line has no trailing newline: plc-host check FILE."},
     {"add_tagtable failed!", Quality::kFailed, "there was no memory to keep the tag file's records",
      "Free memory on the host."},
     {"malloc ", Quality::kFailed, "there was no memory to load the tag file", "Free memory on the host."},

@@ -135,7 +135,7 @@ std::vector<uint32_t> positions_of(const TagList& list, std::string_view name) {
 
 void refuse_line_end(const std::string& path) {
   if (path.find('\n') == std::string::npos) return;
-  throw ClientError(ClientError::Kind::kTagFile, "cannot use the tag file " + path + ": its name holds a line end");
+  throw ClientError(ClientError::Kind::kTagFile, "cannot use the tag file " + path + ": its name contains a newline");
 }
 
 TagList load_tag_list(const DriverLibrary& library, const std::string& path) {

@@ -47,7 +47,7 @@ SubscriptRange parse_subscript(std::string_view text, bool& single) {
   const bool parsed =
       single ? parse_number(text, range.low)
              : parse_number(text.substr(0, dots), range.low) && parse_number(text.substr(dots + 2), range.high);
-  if (!parsed) throw ReferenceError("'" + std::string(text) + "' is no subscript: write 3 or 0..4");
+  if (!parsed) throw ReferenceError("'" + std::string(text) + "' is not a subscript: write 3 or 0..4");
   if (single) range.high = range.low;
   return range;
 }
@@ -75,7 +75,7 @@ void check_element_count(const TagReference& reference) {
 
 void choose_elements(TagReference& reference, std::string_view subscripts) {
   const std::vector<SubscriptRange> declared = declared_ranges(reference.tag->entry);
-  if (declared.empty()) throw ShapeError("it is no array: " + declared_type(reference.tag->entry));
+  if (declared.empty()) throw ShapeError("it is not an array: " + declared_type(reference.tag->entry));
   for (size_t start = 0; start <= subscripts.size();) {
     const size_t comma = std::min(subscripts.find(',', start), subscripts.size());
     const std::string_view text = subscripts.substr(start, comma - start);
@@ -146,7 +146,7 @@ void split_assignment(std::string_view text, std::string_view& name, std::string
     value = text.substr(at + 1);
     return;
   }
-  throw ReferenceError("'" + std::string(text) + "' is no assignment: write NAME=VALUE");
+  throw ReferenceError("'" + std::string(text) + "' is not an assignment: write NAME=VALUE");
 }
 
 }  // namespace plc_client::core

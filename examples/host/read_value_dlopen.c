@@ -40,7 +40,7 @@ int main(int argc, char** argv) {
   }
   const TypeEntry* type = find_word_type(types, argv[6]);
   if (type == NULL) {
-    fprintf(stderr, "%s is no type of 16 or 32 bits\n", argv[6]);
+    fprintf(stderr, "%s is not a type of 16 or 32 bits\n", argv[6]);
     return 2;
   }
   const uint32_t id = (uint32_t)strtoul(argv[5], NULL, 0);

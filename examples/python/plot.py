@@ -26,7 +26,7 @@ import plc_client  # noqa: E402
 def collect(
     machine: plc_client.Controller, name: str, period: float, count: int
 ) -> Tuple[List[datetime], List[float], Optional[str]]:
-    """Times and values, and the last error; what was not read is no number."""
+    """Times and values, and the last error; what was not read is not a number."""
     times, values, problem = [], [], None
     for [reading] in itertools.islice(machine.watch([name], period), count):
         if reading.ok and not isinstance(reading.value, (bool, int, float)):

@@ -208,8 +208,8 @@ void FileForm::tell_all() {
        separators_);
   tell("T009", "fields are in quotes, which the driver takes for part of them", quotes_);
   tell("T009", "a quote has no end, or text stands behind it", broken_quotes_);
-  tell("T012", "lines end in a carriage return alone", returns_);
-  tell("T014", "a field holds a comma, at which the driver begins the next column", commas_);
+  tell("T012", "lines end in a carriage return only", returns_);
+  tell("T014", "a field contains a comma, which begins the next column", commas_);
   tell("T015", "blanks around a field are part of it", blanks_);
 }
 

@@ -45,7 +45,7 @@ TEST(Checker, Finding_HasItsLineAndColumn) {
   EXPECT_STREQ(findings[0].rule, "T041");
   EXPECT_EQ(findings[0].line, 2U);
   EXPECT_EQ(findings[0].column, 6U);
-  EXPECT_EQ(findings[0].message, "'BLOB' is no type: did you mean BOOL?");
+  EXPECT_EQ(findings[0].message, "'BLOB' is not a type: did you mean BOOL?");
 }
 
 TEST(Checker, JoinedName_CountsColumnsAsTheDriverDoes) {
@@ -154,7 +154,7 @@ TEST(Fix, FixedText_StaysAsItIs) {
 TEST(Report, Text_HasPlaceSeverityMessageRuleAndSuggestion) {
   FileReport report = {"a.csv", {true, "", 1, 0, 0}, check("Lamp,BIT,,,,,,0,1,0,0,\n")};
   EXPECT_EQ(text_report(report),
-            "a.csv:1:6: error: 'BIT' is no type: the driver calls it BOOL [T041]\n    Use one of BOOL, SINT, INT, "
+            "a.csv:1:6: error: 'BIT' is not a type: the driver calls it BOOL [T041]\n    Use one of BOOL, SINT, INT, "
             "DINT, LINT, USINT, UINT, UDINT, ULINT, REAL, LREAL, STIME, DATE, "
             "STRING, BYTE, WORD, DWORD, LWORD, STRING2, TIME_OF_DAY and DATE_AND_TIME.\na.csv: the driver reads 1 "
             "plain record\n");
@@ -182,7 +182,7 @@ TEST(Report, RepeatedFinding_IsShownTenTimesWithTheCountOfTheOthers) {
   const std::string text = text_report(repeated_report(34464));
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 13);
   EXPECT_EQ(text.substr(text.find("a.csv:10:")),
-            "a.csv:10:4: error: 'XY' is no type [T041]\na.csv: error: and 34,454 more [T041]\n"
+            "a.csv:10:4: error: 'XY' is not a type [T041]\na.csv: error: and 34,454 more [T041]\n"
             "a.csv: the driver reads 34464 plain records\n");
   EXPECT_EQ(text_report(repeated_report(10)).find("more"), std::string::npos);
 }
@@ -197,7 +197,7 @@ TEST(Report, RepeatedFinding_HasItsCountInSarif) {
   const auto& results = document["runs"][0]["results"];
   ASSERT_EQ(results.size(), 10U);
   EXPECT_EQ(results[9]["occurrenceCount"], 34455);
-  EXPECT_EQ(results[9]["message"]["text"], "'XY' is no type; and 34,454 more");
+  EXPECT_EQ(results[9]["message"]["text"], "'XY' is not a type; and 34,454 more");
   EXPECT_FALSE(results[8].contains("occurrenceCount"));
 }
 
@@ -225,14 +225,14 @@ TEST(Checker, AnyFileName_IsOneWarning) {
 
 TEST(Checker, ForeignTypes_AreNamedWithTheDriversOnes) {
   const std::pair<const char*, const char*> types[] = {
-      {"FLOAT", "'FLOAT' is no type: REAL has 32 bits, LREAL 64"},
-      {"INT32", "'INT32' is no type: the driver calls it DINT"},
-      {"double", "'double' is no type: the driver calls it LREAL"},
-      {"DITN", "'DITN' is no type: did you mean DINT?"},
-      {"Word", "'Word' is no type: types are written WORD"},
-      {"STRING(20)", "'STRING(20)' is no type: the length of a STRING stands in column 4"},
-      {"ARRAY[0..9] OF INT", "'ARRAY[0..9] OF INT' is no type: ranges stand in column 3"},
-      {"XY", "'XY' is no type"}};
+      {"FLOAT", "'FLOAT' is not a type: REAL has 32 bits, LREAL 64"},
+      {"INT32", "'INT32' is not a type: the driver calls it DINT"},
+      {"double", "'double' is not a type: the driver calls it LREAL"},
+      {"DITN", "'DITN' is not a type: did you mean DINT?"},
+      {"Word", "'Word' is not a type: types are written WORD"},
+      {"STRING(20)", "'STRING(20)' is not a type: the length of a STRING stands in column 4"},
+      {"ARRAY[0..9] OF INT", "'ARRAY[0..9] OF INT' is not a type: ranges stand in column 3"},
+      {"XY", "'XY' is not a type"}};
   for (const auto& [type, message] : types) {
     const auto findings = check("Speed," + std::string(type) + ",,,,,,0,1,0,0,\n");
     ASSERT_EQ(findings.size(), 1U) << type;
@@ -250,7 +250,7 @@ TEST(Fix, TypesWithOneMeaning_BecomeTheDriversOnes) {
 TEST(Report, TextOfFileAndName_IsShownInItsLine) {
   FileReport report = {"a\n\x1B.csv", {true, "", 1, 0, 0}, check("Lamp,\x1B]0;x\xC2\x9B,,,,,,0,1,0,0,\n")};
   EXPECT_EQ(text_report(report),
-            "a\\n\\x1b.csv:1:6: error: '\\x1b]0;x\\u{9b}' is no type [T041]\n    Use one of BOOL, SINT, INT, DINT, "
+            "a\\n\\x1b.csv:1:6: error: '\\x1b]0;x\\u{9b}' is not a type [T041]\n    Use one of BOOL, SINT, INT, DINT, "
             "LINT, USINT, UINT, UDINT, ULINT, REAL, LREAL, STIME, DATE, "
             "STRING, BYTE, WORD, DWORD, LWORD, STRING2, TIME_OF_DAY and DATE_AND_TIME.\n"
             "a\\n\\x1b.csv: the driver reads 1 plain record\n");
@@ -278,10 +278,11 @@ TEST(Report, SarifAddress_IsEncoded) {
 }
 
 TEST(Report, SarifMessage_HasNoLinkAndNothingUnseen) {
-  EXPECT_EQ(sarif_result_of("a.csv", "Lamp,[a](//b),,,,,,0,1,0,0,\n")["message"]["text"], "'\\[a\\](//b)' is no type");
+  EXPECT_EQ(sarif_result_of("a.csv", "Lamp,[a](//b),,,,,,0,1,0,0,\n")["message"]["text"],
+            "'\\[a\\](//b)' is not a type");
   EXPECT_EQ(sarif_result_of("a.csv", "Lamp,\xE2\x80\xAE\x1B,,,,,,0,1,0,0,\n")["message"]["text"],
-            "'\\u{202e}\\x1b' is no type");
-  EXPECT_EQ(sarif_result_of("a.csv", "Lamp,[a],,,,,,0,1,0,0,\n")["message"]["text"], "'[a]' is no type");
+            "'\\u{202e}\\x1b' is not a type");
+  EXPECT_EQ(sarif_result_of("a.csv", "Lamp,[a],,,,,,0,1,0,0,\n")["message"]["text"], "'[a]' is not a type");
 }
 
 TEST(Report, Sarif_NamesEveryRule) {

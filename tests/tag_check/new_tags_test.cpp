@@ -87,11 +87,11 @@ TEST(NewTags, ArrayWithoutBounds_IsToldWithThem) {
   for (const auto& [type, hint] : types) {
     const NewTagLines made = make_tag_lines({new_tag("X", type)}, {});
     ASSERT_EQ(told(made.findings), "T041 1") << type;
-    EXPECT_EQ(made.findings[0].message, "'" + std::string(type) + "' is no type: " + hint);
+    EXPECT_EQ(made.findings[0].message, "'" + std::string(type) + "' is not a type: " + hint);
   }
   const NewTagLines unknown = make_tag_lines({new_tag("X", "THING[10]")}, {});
   ASSERT_EQ(told(unknown.findings), "T041 1");
-  EXPECT_EQ(unknown.findings[0].message, "'THING[10]' is no type");
+  EXPECT_EQ(unknown.findings[0].message, "'THING[10]' is not a type");
 }
 
 TEST(NewTags, LocalVariable_HasItsProgramAndItsNumber) {
@@ -162,7 +162,7 @@ TEST(NewTags, HeadingInOtherWords_IsToldWithTheWordsThatCount) {
   const NewTagList list = read_tag_list("Variable;Typ;Bemerkung\nSpeed;INT;schnell\n");
   ASSERT_EQ(list.findings.size(), 1U);
   EXPECT_EQ(list.findings[0].message,
-            "'Typ' is no type; a heading calls the columns Name, Type, Range, Length, Program and Device");
+            "'Typ' is not a type; a heading calls the columns Name, Type, Range, Length, Program and Device");
   EXPECT_EQ(list.tags.size(), 1U);
 }
 

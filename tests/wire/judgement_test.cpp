@@ -106,7 +106,7 @@ TEST(Judgement, BytesBeforeTheReply_AreToldFromTheRestOfAnother) {
                  "the reply"});
   EXPECT_EQ(
       said_of(Traffic().host(kReadD).controller("80 81 82 83 84 85 86 87 88 89 8A 8B 8C 8D 8E 8F")),
-      Said{"exchange 1 (read): what came is no reply: its first eight bytes are not a length and the complement of "
+      Said{"exchange 1 (read): what came is not a reply: its first eight bytes are not a length and the complement of "
            "it"});
 }
 

@@ -78,9 +78,10 @@ TEST_F(MistakesTest, FileThatIsNoTagFile_IsNamed) {
   wrong.tags = {folder_.write("empty.csv", "")};
   EXPECT_THAT(made(wrong), testing::StartsWith("the driver finds no variable in the tag file " + wrong.tags.front()));
   wrong.tags = {folder_.write("letter.txt", "Dear Sir,\nthe press, INT, is slow.\n\nYours\n")};
-  EXPECT_EQ(made(wrong), wrong.tags.front() + " is no tag file: none of its 4 lines has a type in its second column");
+  EXPECT_EQ(made(wrong),
+            wrong.tags.front() + " is not a tag file: none of its 4 lines has a type in its second column");
   wrong.tags = {PLC_TEST_SIMULATOR};
-  EXPECT_THAT(made(wrong), testing::StartsWith(PLC_TEST_SIMULATOR " is no tag file: none of its "));
+  EXPECT_THAT(made(wrong), testing::StartsWith(PLC_TEST_SIMULATOR " is not a tag file: none of its "));
 }
 
 TEST_F(MistakesTest, Address_IsNamed) {
@@ -91,8 +92,9 @@ TEST_F(MistakesTest, Address_IsNamed) {
   wrong.address = "";
   EXPECT_EQ(made(wrong), "the controller's address is empty: give one like 192.168.0.10");
   wrong.address = "no-such-host.invalid";
-  EXPECT_THAT(made(wrong),
-              testing::StartsWith("'no-such-host.invalid' is no address, and the system knows no host of that name: "));
+  EXPECT_THAT(
+      made(wrong),
+      testing::StartsWith("'no-such-host.invalid' is not an address, and the system knows no host of that name: "));
   wrong.address = "127.0.0.1:8500";
   EXPECT_THAT(made(wrong), testing::EndsWith("; give an IPv4 address or a name, without a port"));
   wrong = options();
@@ -154,19 +156,19 @@ TEST_F(MistakesTest, Subscripts_AreComparedWithTheDeclaration) {
   EXPECT_EQ(read<OutOfRange>("Table[1..3]"), "Table[1..3]: subscript 1..3 is outside 2..5");
   EXPECT_EQ(read<TypeMismatch>("Table[2,3]"), "Table[2,3]: it takes 1 subscripts and not 2: INT[2..5]");
   EXPECT_EQ(read<TypeMismatch>("Grid[1]"), "Grid[1]: it takes 2 subscripts and not 1: DINT[0..1,0..2]");
-  EXPECT_EQ(read<TypeMismatch>("Current[1]"), "Current[1]: it is no array: REAL");
-  EXPECT_EQ(read<UnknownVariable>("Table[x]"), "Table[x]: 'x' is no subscript: write 3 or 0..4");
+  EXPECT_EQ(read<TypeMismatch>("Current[1]"), "Current[1]: it is not an array: REAL");
+  EXPECT_EQ(read<UnknownVariable>("Table[x]"), "Table[x]: 'x' is not a subscript: write 3 or 0..4");
   EXPECT_EQ(read<UnknownVariable>("Table[4..3]"), "Table[4..3]: subscript 4..3 runs backwards");
 }
 
 TEST_F(MistakesTest, ValueOfAnotherType_IsNamedWithTheDeclaration) {
-  EXPECT_EQ(write<TypeMismatch>("Recipe", 5), "Recipe is declared STRING(10): an integer is no text");
-  EXPECT_EQ(write<TypeMismatch>("Motor.Speed", "5"), "Motor.Speed is declared INT: a text is no integer");
-  EXPECT_EQ(write<TypeMismatch>("Motor.Speed", 1.5), "Motor.Speed is declared INT: a real number is no integer");
-  EXPECT_EQ(write<TypeMismatch>("Motor.Speed", true), "Motor.Speed is declared INT: a bool is no integer");
-  EXPECT_EQ(write<TypeMismatch>("Motor.On", 2), "Motor.On is declared BOOL: an integer is no bool");
-  EXPECT_EQ(write<TypeMismatch>("Current", "1"), "Current is declared REAL: a text is no number");
-  EXPECT_EQ(write<TypeMismatch>("Current", false), "Current is declared REAL: a bool is no number");
+  EXPECT_EQ(write<TypeMismatch>("Recipe", 5), "Recipe is declared STRING(10): an integer is not a text");
+  EXPECT_EQ(write<TypeMismatch>("Motor.Speed", "5"), "Motor.Speed is declared INT: a text is not an integer");
+  EXPECT_EQ(write<TypeMismatch>("Motor.Speed", 1.5), "Motor.Speed is declared INT: a real number is not an integer");
+  EXPECT_EQ(write<TypeMismatch>("Motor.Speed", true), "Motor.Speed is declared INT: a bool is not an integer");
+  EXPECT_EQ(write<TypeMismatch>("Motor.On", 2), "Motor.On is declared BOOL: an integer is not a bool");
+  EXPECT_EQ(write<TypeMismatch>("Current", "1"), "Current is declared REAL: a text is not a number");
+  EXPECT_EQ(write<TypeMismatch>("Current", false), "Current is declared REAL: a bool is not a number");
 }
 
 TEST_F(MistakesTest, ValueOutsideItsRange_IsNamedWithTheRange) {
@@ -200,7 +202,7 @@ TEST_F(MistakesTest, ListOfAnotherShape_IsNamedWithWhatIsWanted) {
   EXPECT_EQ(write<TypeMismatch>("Grid", std::vector<Numbers>{{1, 2, 3}, {1, 2}}),
             "Grid is declared DINT[0..1,0..2]: a list of 2 values where 3 must stand");
   EXPECT_EQ(write<TypeMismatch>("Recipe", std::vector<std::string>{"a"}),
-            "Recipe is declared STRING(10): a list is no text");
+            "Recipe is declared STRING(10): a list is not a text");
   EXPECT_EQ(write<OutOfRange>("Table", Numbers{1, 2, 3, 40000}),
             "Table is declared INT[2..5]: 40000 is outside -32768 to 32767");
 }

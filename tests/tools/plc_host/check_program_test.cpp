@@ -66,12 +66,12 @@ TEST_F(CheckTest, FileOfAnyName_IsChecked) {
   write_file("list.txt", "Speed,INT,,,,,,0,1,0,0,\n");
   const Outcome outcome = check({path("list.txt"), "--address", "192.168.0.10"});
   EXPECT_EQ(outcome.code, 0);
-  EXPECT_EQ(outcome.out, path("list.txt") +
-                             ":1:1: warning: the driver does not find a file of the name 'list.txt': it asks for " +
-                             "PLCC0A8000A_0.csv and the like [T010]\n" +
-                             "    Name the panel's file so, for example PLCC0A8000A_0.csv for area 0 of 192.168.0.10; "
-                             "plc-host takes any " +
-                             "with --tags.\n" + path("list.txt") + ": the driver reads 1 plain record\n");
+  EXPECT_EQ(outcome.out,
+            path("list.txt") + ":1:1: warning: the driver does not find a file of the name 'list.txt': it asks for " +
+                "PLCC0A8000A_0.csv and the like [T010]\n" +
+                "    Rename the panel's file, for example to PLCC0A8000A_0.csv for area 0 of 192.168.0.10. "
+                "plc-host accepts any name " +
+                "with --tags.\n" + path("list.txt") + ": the driver reads 1 plain record\n");
 }
 
 }  // namespace

@@ -68,7 +68,7 @@ TEST_F(FormsTest, Json_HasNullAndAReasonForWhatItCannotSay) {
             R"("value":[1.5,null,null,null],"reason":"infinity: [0,0,1]; not a number: [0,0,2], [0,0,3]"})"
             "\n"
             R"x({"name":"Text","id":7,"type":"STRING(20)","state":"good","time":"T","value":null,)x"
-            R"("reason":"the text is no UTF-8","bytes":"61 FF"})"
+            R"("reason":"the text is not UTF-8","bytes":"61 FF"})"
             "\n"
             R"({"name":"Exact","id":5,"type":"LREAL","state":"good","time":"T","value":null,"reason":"minus infinity"})"
             "\n");

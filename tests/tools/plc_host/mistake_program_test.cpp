@@ -45,15 +45,15 @@ constexpr Mistake kMistakes[] = {
      "address 127.0.0.1 X",
      2,
      "\xE2\x80\x93"
-     "address begins with a dash that is no hyphen: write --address; plc-host read --help tells more"},
+     "address begins with a dash that is not a hyphen: write --address; plc-host read --help tells more"},
     {"read X -\xE2\x80\x94"
      "address=127.0.0.1",
      2,
      "-\xE2\x80\x94"
-     "address begins with a dash that is no hyphen: write --address; plc-host read --help tells more"},
+     "address begins with a dash that is not a hyphen: write --address; plc-host read --help tells more"},
     {"read \xE2\x88\x92v X", 2,
-     "\xE2\x88\x92v begins with a dash that is no hyphen: write -v; plc-host read --help tells more"},
-    {"\xE2\x80\x94hlep", 2, "\xE2\x80\x94hlep begins with a dash that is no hyphen, did you mean --help?"},
+     "\xE2\x88\x92v begins with a dash that is not a hyphen: write -v; plc-host read --help tells more"},
+    {"\xE2\x80\x94hlep", 2, "\xE2\x80\x94hlep begins with a dash that is not a hyphen, did you mean --help?"},
     {"read X --tags --quiet", 2,
      "--tags lacks its value: --quiet is an option; write --tags=--quiet if that is meant; plc-host read --help tells "
      "more"},
@@ -122,7 +122,7 @@ constexpr Mistake kMistakes[] = {
      "--address 192.168.0: an IPv4 address has four numbers up to 255: give one like 192.168.0.10 or plc1.local, with "
      ":8500 behind it or without"},
     {"read --address 'no where' X", 2,
-     "--address no where: this is no address: give one like 192.168.0.10 or plc1.local, with :8500 behind it or "
+     "--address no where: this is not an address: give one like 192.168.0.10 or plc1.local, with :8500 behind it or "
      "without"},
     {"read --driver guardd --address 127.0.0.1 X", 3,
      "--driver guardd: there is no such driver, did you mean guarded? A driver is guarded, contract, or the path of a "

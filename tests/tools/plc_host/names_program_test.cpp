@@ -49,7 +49,7 @@ TEST_F(NamesTest, PatternWithoutAFit_SaysWhatWasMeantAndLeavesTheOthers) {
   EXPECT_EQ(told_of("Line[2].*"),
             "plc-host: Line[2].*" + none + ": a bracket begins a set of characters; did you mean 'Line[[]2].*'?\n");
   EXPECT_EQ(told_of("Motor.[Run]"), "plc-host: Motor.[Run]" + none + ": a bracket is one of the characters in it\n");
-  EXPECT_EQ(told_of("Table[*]"), "plc-host: Table[*]: '*' is no subscript: write 3 or 0..4\n");
+  EXPECT_EQ(told_of("Table[*]"), "plc-host: Table[*]: '*' is not a subscript: write 3 or 0..4\n");
 }
 
 TEST_F(NamesTest, NameInAnotherSpelling_IsToldInTheUsualOne) {
@@ -60,8 +60,8 @@ TEST_F(NamesTest, NameInAnotherSpelling_IsToldInTheUsualOne) {
   EXPECT_EQ(told_of("Table(1)"), "plc-host: Table(1)" + none + "; did you mean Table[1] (" + file + ":9)?\n");
   EXPECT_EQ(told_of("Grid[1][2]"), "plc-host: Grid[1][2]" + none + "; did you mean Grid[1,2] (" + file + ":10)?\n");
   EXPECT_EQ(told_of("Table[0-4]"),
-            "plc-host: Table[0-4]: '0-4' is no subscript: write 3 or 0..4; did you mean Table[0..4]?\n");
-  EXPECT_EQ(told_of("Motor.Run[0]"), "plc-host: Motor.Run[0]: it is no array: BOOL; did you mean Motor.Run?\n");
+            "plc-host: Table[0-4]: '0-4' is not a subscript: write 3 or 0..4; did you mean Table[0..4]?\n");
+  EXPECT_EQ(told_of("Motor.Run[0]"), "plc-host: Motor.Run[0]: it is not an array: BOOL; did you mean Motor.Run?\n");
   EXPECT_EQ(told_of("Motor.Run,Run,Speed"), "plc-host: Motor.Run,Run,Speed" + none +
                                                 "; names stand apart, without commas: Motor.Run Motor.Run Speed\n");
   EXPECT_EQ(told_of("other.csv"), "plc-host: other.csv" + none + "; a tag file is given with --tags other.csv\n");
@@ -186,7 +186,7 @@ TEST_F(NamesTest, FileWithoutNames_IsAFaultOfTheCommandLine) {
       {path("machine.csv"), "--names-from " + path("machine.csv") + ": it is a tag file. Try: plc-host tags " +
                                 path("machine.csv") + " --names lists the names in it"},
       {path("wide.txt"),
-       "--names-from " + path("wide.txt") + ": it is no text of names: save it as UTF-8, a name in each line"},
+       "--names-from " + path("wide.txt") + ": it is not a text of names: save it as UTF-8, a name in each line"},
   };
   EXPECT_EQ(run_on_simulator({"read", "--names", path("empty.txt")}).err,
             "plc-host: unknown option --names, did you mean --names-from?\n");

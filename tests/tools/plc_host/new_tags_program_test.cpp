@@ -28,7 +28,7 @@ TEST_F(NewTagsTest, TypeWithOneMeaning_IsCorrectedAndSaid) {
   const Outcome outcome = tags({"Speed", "INT32"});
   EXPECT_EQ(outcome.code, 0);
   EXPECT_EQ(outcome.out, "Speed,DINT,,,,,,0,1,0,0,\n");
-  EXPECT_EQ(outcome.err, "plc-host: 'INT32' is no type: the driver calls it DINT; corrected\n");
+  EXPECT_EQ(outcome.err, "plc-host: 'INT32' is not a type: the driver calls it DINT; corrected\n");
 }
 
 TEST_F(NewTagsTest, WrongVariable_IsRefusedWithWhatToDo) {
@@ -37,11 +37,11 @@ TEST_F(NewTagsTest, WrongVariable_IsRefusedWithWhatToDo) {
   EXPECT_EQ(outcome.out, "");
   EXPECT_EQ(
       outcome.err,
-      "plc-host: 'FLOAT' is no type: REAL has 32 bits, LREAL 64\n"
+      "plc-host: 'FLOAT' is not a type: REAL has 32 bits, LREAL 64\n"
       "plc-host:     Use one of BOOL, SINT, INT, DINT, LINT, USINT, UINT, UDINT, ULINT, REAL, LREAL, STIME, DATE, "
       "STRING, BYTE, WORD, DWORD, LWORD, STRING2, TIME_OF_DAY and DATE_AND_TIME.\n");
   EXPECT_EQ(tags({"Name", "STRING"}).err,
-            "plc-host: a STRING without a length is no string to writes\n"
+            "plc-host: a STRING without a length is written as a bit\n"
             "plc-host:     Write the length with the type, STRING(20), or with --length 20.\n");
   EXPECT_EQ(tags({"Speed", "INT", "--scope", "MAIN", "--program-number", "300"}).code, 2);
 }
@@ -113,7 +113,7 @@ TEST_F(NewTagsTest, List_BecomesAFileThatReplacesNoneWithoutConsent) {
   EXPECT_EQ(written.code, 0);
   EXPECT_EQ(written.out, "");
   EXPECT_EQ(written.err, "plc-host: " + path("list.csv") +
-                             ":3: 'real' is no type: types are written REAL; corrected\n" +
+                             ":3: 'real' is not a type: types are written REAL; corrected\n" +
                              "plc-host: " + path("there.csv") + ": 2 variables\n");
   EXPECT_EQ(file_text(path("there.csv")), lines);
   EXPECT_EQ(tags({"--from", path("list.csv"), "--output", path("list.csv"), "--overwrite"}).code, 8);
@@ -125,7 +125,7 @@ TEST_F(NewTagsTest, WrongList_WritesNothing) {
   write_file("list.csv", list);
   const Outcome outcome = tags({"--from", path("list.csv"), "--output", path("new.csv")});
   EXPECT_EQ(outcome.code, 1);
-  EXPECT_EQ(count_of(outcome.err, "'XY' is no type\n"), 10U);
+  EXPECT_EQ(count_of(outcome.err, "'XY' is not a type\n"), 10U);
   EXPECT_THAT(outcome.err, EndsWith("plc-host: " + path("list.csv") + ": and 290 more of T041\nplc-host: " +
                                     path("list.csv") + ": nothing was written\n"));
   EXPECT_NE(access(path("new.csv").c_str(), F_OK), 0);

@@ -210,7 +210,7 @@ TEST_F(OutputTest, InputWhoseNameHoldsALineEnd_IsRefused) {
     const Outcome outcome = run({command, path("x\n--timeout--")});
     EXPECT_EQ(outcome.code, 4);
     EXPECT_EQ(outcome.err,
-              "plc-host: cannot use the tag file " + path("x\\n--timeout--") + ": its name holds a line end\n");
+              "plc-host: cannot use the tag file " + path("x\\n--timeout--") + ": its name contains a newline\n");
   }
 }
 

@@ -298,7 +298,7 @@ TEST_F(ProgramTest, Library_MustLoadAndBeComplete) {
   Child foreign({PLC_HOST_PROGRAM, "info", "--library", "libm.so.6"}, path("out2"), path("err2"));
   EXPECT_EQ(foreign.wait(), 3);
   EXPECT_EQ(file_text(path("err2")),
-            "plc-host: libm.so.6 is no driver library: it has no entry point ev_plc_driver_info\n");
+            "plc-host: libm.so.6 is not a driver library: it has no entry point ev_plc_driver_info\n");
 }
 
 TEST_F(ProgramTest, Simulator_MustStart) {

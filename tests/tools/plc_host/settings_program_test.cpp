@@ -169,7 +169,7 @@ TEST_F(SettingsTest, VariableThatIsNoSetting_IsTold) {
     unsetenv(name);
     EXPECT_EQ(outcome.code, 0);
     EXPECT_EQ(outcome.err,
-              std::string("plc-host: the variable ") + name + " of the environment is no setting; " + said + "\n");
+              std::string("plc-host: the variable ") + name + " of the environment is not a setting; " + said + "\n");
   }
 }
 

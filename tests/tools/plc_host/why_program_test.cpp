@@ -158,8 +158,8 @@ TEST_F(WhyTest, LastLineWithoutLineEnd_IsTheReason) {
   EXPECT_EQ(outcome.code, 1);
   EXPECT_EQ(went_wrong(outcome),
             "  1. " + path("wrong.csv") +
-                ":9 declares Last, but it is the last line and has no line end: the driver ignores "
-                "it\n     Try: End the file with a line feed: plc-host check FILE --fix COPY does "
+                ":9 declares Last, but it is the last line and has no trailing newline: the driver ignores "
+                "it\n     Try: End the file with a newline: plc-host check FILE --fix COPY does "
                 "it.\n");
 }
 
@@ -305,8 +305,8 @@ TEST_F(WhyTest, TagFileWithoutARecord_IsExplained) {
   const Outcome outcome = run({"why", "Speed", "--address", "127.0.0.1", "--port", "1", "--tags", path("one.csv")});
   EXPECT_EQ(outcome.code, 4);
   EXPECT_THAT(went_wrong(outcome),
-              HasSubstr("  2. line 1, T001: the last line has no line end: the driver ignores it\n     Try: "
-                        "End the file with a line feed.\n"));
+              HasSubstr("  2. line 1, T001: the last line has no trailing newline: the driver ignores it\n     Try: "
+                        "End the file with a newline.\n"));
 }
 
 struct FaultCase {
@@ -353,7 +353,8 @@ const FaultCase kFaultCases[] = {
     {"oversize 200 on=read", "  - exchange 4 (read): 184 bytes more than the reply's head announces came behind it\n",
      0},
     {"garbage on=resolve",
-     "  1. exchange 3 (resolve): what came is no reply: its first eight bytes are not a length and the complement of "
+     "  1. exchange 3 (resolve): what came is not a reply: its first eight bytes are not a length and the complement "
+     "of "
      "it\n",
      1},
     {"wrong-sequence on=read", "  1. exchange 4 (read): the reply carries the sequence number 0002, the request 0001\n",

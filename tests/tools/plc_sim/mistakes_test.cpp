@@ -62,7 +62,7 @@ TEST_F(Mistakes, OnTheCommandLine_AreNamedWithWhatToDo) {
       {{"--web", "http://127.0.0.1:8080/", tags_},
        "--web http://127.0.0.1:8080/: write it without http://: 127.0.0.1:8080"},
       {{"\xE2\x80\x93listen", "127.0.0.1:0", tags_},
-       "\xE2\x80\x93listen begins with a dash that is no hyphen: write --listen; plc-sim --help tells more"},
+       "\xE2\x80\x93listen begins with a dash that is not a hyphen: write --listen; plc-sim --help tells more"},
       {{"--program", "Main=3", "--program", "Main=4", tags_}, "--program Main=4: the program has a number already"},
       {{"--program", "Main=3", "--program", "Side=3", tags_},
        "--program Side=3: Main has this number; give each another one"},
@@ -84,7 +84,7 @@ TEST_F(Mistakes, InFaults_AreNamedWithWhatToDo) {
       {"close every 5", "'every' is written every=N, as in: close every=5"},
       {"dealy 5", "no fault is called 'dealy'; did you mean delay?"},
       {"delay", "the fault is written: delay MS"},
-      {"close soon", "'soon' is no number; the fault is written: close"},
+      {"close soon", "'soon' is not a number; the fault is written: close"},
       {"close on=raed",
        "no request is called 'raed': on= takes any, directory-start, directory, resolve, read, write, masked-write or "
        "bit"},

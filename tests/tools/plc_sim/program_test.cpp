@@ -130,7 +130,7 @@ TEST(PlcSim, ListOnTheConsole_SetsAWholeArrayOrNothing) {
   EXPECT_EQ(sim.process.command("set MAIN/L [7, 8, 70000]"),
             "error: '70000' is no INT value: outside -32768 to 32767\n");
   EXPECT_EQ(sim.process.command("set MAIN/L [1, 2]"), "error: '[1, 2]' has 2 values where 3 belong\n");
-  EXPECT_EQ(sim.process.command("set MAIN/L 5"), "error: '5' is no list: write [1, 2, ...]\n");
+  EXPECT_EQ(sim.process.command("set MAIN/L 5"), "error: '5' is not a list: write [1, 2, ...]\n");
   EXPECT_EQ(sim.process.command("show L[0]"), "L[0] = 1\n");
 }
 

@@ -105,7 +105,7 @@ TakenNumber real_of_integer(const TypeFacts& facts, const CommandMetric& metric)
 
 TakenNumber real_element(const TypeFacts& facts, const CommandMetric& metric) {
   if (metric.form == Form::kInt || metric.form == Form::kLong) return real_of_integer(facts, metric);
-  if (!std::isfinite(metric.real)) return out_of_range(limit_text(metric.real) + " is no number to write");
+  if (!std::isfinite(metric.real)) return out_of_range(limit_text(metric.real) + " is not a number to write");
   if (facts.bits != 32) return {bits_of_real(metric.real, facts.bits), {}};
   if (std::fabs(metric.real) > static_cast<double>(std::numeric_limits<float>::max())) {
     return out_of_range(limit_text(metric.real) + " is more than a Float holds");
@@ -124,7 +124,7 @@ TakenNumber single_element(const CommandRule& rule, const CommandMetric& metric)
   if (facts.kind == ElementKind::kSigned && is_integer) return signed_element(facts, metric);
   if (facts.kind == ElementKind::kUnsigned && is_integer) return unsigned_element(facts, metric);
   if (facts.kind == ElementKind::kReal && (is_integer || is_real)) return real_element(facts, metric);
-  return wrong_type(std::string(form_name(metric.form)) + " is no value of the type " + type_text(rule));
+  return wrong_type(std::string(form_name(metric.form)) + " is not a value of the type " + type_text(rule));
 }
 
 // With the range of the rule; reals of an array come as they are.
@@ -135,7 +135,7 @@ ValueProblem range_problem(const CommandRule& rule, uint64_t bits) {
   std::string text;
   if (is_real) {
     text = limit_text(real_of_bits(bits, facts.bits));
-    if (!std::isfinite(real_of_bits(bits, facts.bits))) return {"range", text + " is no number to write"};
+    if (!std::isfinite(real_of_bits(bits, facts.bits))) return {"range", text + " is not a number to write"};
   } else {
     text = facts.kind == ElementKind::kSigned ? std::to_string(sign_extended(bits, facts.bits)) : std::to_string(bits);
   }
@@ -180,9 +180,9 @@ CommandValue refused(const ValueProblem& wrong) { return {std::nullopt, wrong.ki
 
 CommandValue text_value(const CommandRule& rule, const CommandMetric& metric) {
   if (metric.form != Form::kString) {
-    return refused({"type", std::string(form_name(metric.form)) + " is no value of the type " + type_text(rule)});
+    return refused({"type", std::string(form_name(metric.form)) + " is not a value of the type " + type_text(rule)});
   }
-  if (!plc_base::is_utf8(metric.text)) return refused({"type", "the text is no UTF-8"});
+  if (!plc_base::is_utf8(metric.text)) return refused({"type", "the text is not UTF-8"});
   if (metric.text.find('\0') != std::string::npos) {
     return refused({"type", "a zero byte ends a text and cannot stand in it"});
   }
@@ -199,11 +199,11 @@ CommandValue array_value(const CommandRule& rule, const CommandMetric& metric) {
   size_t wanted = 1;
   for (const size_t length : rule.shape) wanted *= length;
   if (metric.form != Form::kBytes) {
-    return refused({"type", std::string(form_name(metric.form)) + " is no array of the type " + type_text(rule)});
+    return refused({"type", std::string(form_name(metric.form)) + " is not an array of the type " + type_text(rule)});
   }
   const auto elements = unpack_array(rule.type, metric.text);
   if (!elements || elements->size() != wanted) {
-    return refused({"type", plc_base::plural(metric.text.size(), "byte") + " are no array of " +
+    return refused({"type", plc_base::plural(metric.text.size(), "byte") + " are not an array of " +
                                 plc_base::plural(wanted, "element") + " of the type " + type_text(rule)});
   }
   if (const ValueProblem wrong = datatype_problem(rule, metric); wrong.kind != nullptr) return refused(wrong);

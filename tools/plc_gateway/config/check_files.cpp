@@ -92,7 +92,7 @@ void check_journal(const Draft& draft, Findings& findings) {
   struct stat status {};
   if (stat(path.c_str(), &status) == 0) {
     if (!S_ISDIR(status.st_mode)) {
-      findings.error(draft.journal_folder, path + " is no folder: name one, or remove the file");
+      findings.error(draft.journal_folder, path + " is not a folder: name one, or remove the file");
     }
     return;
   }

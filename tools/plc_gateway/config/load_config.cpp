@@ -87,7 +87,7 @@ void look_around(Draft& draft, Findings& findings) {
   const FoundAddress found = find_address(options.address);
   if (found.address.empty()) {
     findings.note(draft.address, plc_base::quoted(options.address) +
-                                     " is no address, and this machine knows no host of that name now (" +
+                                     " is not an address, and this machine knows no host of that name now (" +
                                      found.problem + "): it is tried again while the gateway runs");
   }
   draft.config.tag_address = found.address.empty() ? address_of_files(options.tags) : found.address;

@@ -29,7 +29,7 @@ struct Looked {
 // Why messages cannot carry the name; empty when they can.
 std::string name_problem(const std::string& name, bool has_json_form) {
   if (!plc_base::is_utf8(name)) {
-    return name + " is no UTF-8, which the standard's texts are: save its tag file as UTF-8";
+    return name + " is not UTF-8, which the standard's texts are: save its tag file as UTF-8";
   }
   if (has_json_form && name.find_first_of("+#") != std::string::npos) {
     return name + " holds + or #, which no topic may, and [json] makes one of it";

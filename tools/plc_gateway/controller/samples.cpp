@@ -51,7 +51,7 @@ void SampleMaker::add(uint32_t index, const Variable& variable, const Reading& r
     sample.good = false;
     sample.bytes.clear();
     sample.reason = Reason::kImpossible;
-    sample.error = "the text in the controller is no UTF-8 and cannot be published";
+    sample.error = "the text in the controller is not UTF-8 and cannot be published";
   } else {
     sample.bits = value.raw();
   }

@@ -112,7 +112,7 @@ void EdgeNode::refuse(const Refusal& refusal) {
 void EdgeNode::on_node_command(const Message& message) {
   const std::optional<CommandMessage> command = read_command(message.payload);
   if (!command) {
-    refuse({"", "the message is no payload of the standard", "malformed"});
+    refuse({"", "the message is not a payload of the standard", "malformed"});
     return;
   }
   for (const CommandMetric& metric : command->metrics) {
@@ -132,7 +132,7 @@ void EdgeNode::on_node_command(const Message& message) {
 void EdgeNode::on_device_command(const Message& message) {
   const std::optional<CommandMessage> command = read_command(message.payload);
   if (!command) {
-    refuse({"", "the message is no payload of the standard", "malformed"});
+    refuse({"", "the message is not a payload of the standard", "malformed"});
     return;
   }
   const std::vector<CommandDesk::Decision> decisions =

@@ -165,7 +165,8 @@ void PayloadWriter::append(const NodeMetric& metric, bool is_birth) {
   if (metric.alias != 0) fields.add_number(Metric::kAliasFieldNumber, metric.alias);
   fields.add_number(Metric::kTimestampFieldNumber, static_cast<uint64_t>(metric.time));
   if (is_birth) fields.add_number(Metric::kDatatypeFieldNumber, static_cast<uint64_t>(metric.type));
-  // Reasons may hold what a driver or a controller said; decoders refuse a whole payload for one text that is no UTF-8.
+  // Reasons may hold what a driver or a controller said; decoders refuse a whole payload for one text that is not
+  // UTF-8.
   const std::string text = plc_base::shown_line(metric.text);
   if (metric.has_value) {
     fields.add_value(metric.type, metric.number, text);

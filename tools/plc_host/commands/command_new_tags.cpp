@@ -112,7 +112,7 @@ uint32_t records_of(const std::string& path, const std::string& text) {
   }
   if (text.back() != '\n') {
     throw HostError(kExitTagFile,
-                    path + ": the last line has no line end; plc-host check --fix writes a copy that has it");
+                    path + ": the last line has no trailing newline; plc-host check --fix writes a copy that has it");
   }
   uint32_t records = 0;
   for (const tag_check::SourceLine& line : tag_check::read_source(text).lines) records += line.indexed ? 0 : 1;

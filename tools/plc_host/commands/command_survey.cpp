@@ -69,7 +69,7 @@ std::string prepare_folder(const SurveyOptions& options) {
     if (!fs::create_directory(folder, error) || error) refuse_folder(options.folder, error.message());
     return folder;
   }
-  if (!fs::is_directory(status)) refuse_folder(options.folder, "it is no folder");
+  if (!fs::is_directory(status)) refuse_folder(options.folder, "it is not a folder");
   fs::directory_iterator files(folder, error);
   if (error) refuse_folder(options.folder, error.message());
   for (const fs::directory_entry& entry : files) {

@@ -52,7 +52,7 @@ std::string unsaid_in_json(const TagEntry& entry, const TagValue& value, const s
     case ValueKind::kReal:
       return unsaid_reals(entry, value, elements);
     case ValueKind::kText:
-      return plc_base::is_utf8(value.text) ? "" : "the text is no UTF-8";
+      return plc_base::is_utf8(value.text) ? "" : "the text is not UTF-8";
     case ValueKind::kRaw:
       return value.text.empty() ? "the driver stored no bytes" : "";
     default:

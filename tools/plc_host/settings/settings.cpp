@@ -168,7 +168,7 @@ Settings settings_in(const std::string& path, int rank) {
   return {};
 }
 
-// What is meant by a variable that is no setting.
+// What is meant by a variable that is not a setting.
 std::string meant_variable(const std::string& bare, const std::vector<std::string>& known) {
   std::string key = bare;
   for (char& letter : key) {
@@ -191,7 +191,7 @@ void tell_unknown_variables() {
     if (name.compare(0, sizeof kVariableStart - 1, kVariableStart) != 0) continue;
     const std::string bare = name.substr(sizeof kVariableStart - 1);
     if (std::find(known.begin(), known.end(), bare) != known.end()) continue;
-    show_message("the variable " + name + " of the environment is no setting; " + meant_variable(bare, known));
+    show_message("the variable " + name + " of the environment is not a setting; " + meant_variable(bare, known));
   }
 }
 

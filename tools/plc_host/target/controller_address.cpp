@@ -50,7 +50,7 @@ plc_base::HostPort split_controller_address(const std::string& text, const std::
   if (plc_base::is_ipv6_address(text) || (parts && parts->has_brackets)) {
     throw HostError(kExitUsage, said + "the driver has no IPv6: " + kForms);
   }
-  if (!parts) throw HostError(kExitUsage, said + "this is no address: " + kForms);
+  if (!parts) throw HostError(kExitUsage, said + "this is not an address: " + kForms);
   if (text.find("://") != std::string::npos) {
     throw HostError(kExitUsage, said + "leave " + text.substr(0, text.find("://") + 3) + " away");
   }

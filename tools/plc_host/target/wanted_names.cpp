@@ -154,7 +154,7 @@ std::set<std::string> names_of(const std::vector<TagResult>& named) {
 std::vector<std::string> names_in(const std::string& file, bool are_assignments) {
   const std::string text = names_text(file);
   if (text.find('\0') != std::string::npos) {
-    refuse(file, "it is no text of names: save it as UTF-8, a name in each line");
+    refuse(file, "it is not a text of names: save it as UTF-8, a name in each line");
   }
   std::string_view rest = text;
   if (rest.substr(0, 3) == kByteOrderMark) rest.remove_prefix(3);

@@ -154,7 +154,7 @@ std::string LogFile::take_opened(int descriptor) {
 // What was cut off, by a power failure for one, is taken away: half a number is another number.
 std::string LogFile::look_at_rows() {
   const std::string start = read_at(descriptor_, 0, rules_.heading.size());
-  if (start != rules_.heading.substr(0, start.size())) return "it is there and is no log of plc-host";
+  if (start != rules_.heading.substr(0, start.size())) return "it is there and is not a log of plc-host";
   if (start.size() < rules_.heading.size()) {
     is_cut_ = size_ > 0;
     size_ = 0;
@@ -163,7 +163,7 @@ std::string LogFile::look_at_rows() {
   const size_t count = static_cast<size_t>(std::min<uint64_t>(size_, kMostLookedAt));
   const std::string tail = read_at(descriptor_, size_ - count, count);
   const size_t end = tail.rfind('\n');
-  if (end == std::string::npos) return "it is there and is no log of plc-host";
+  if (end == std::string::npos) return "it is there and is not a log of plc-host";
   past_.last_row_cut = is_cut_ = end + 1 < tail.size();
   size_ -= tail.size() - (end + 1);
   past_.has_rows = size_ > rules_.heading.size();

@@ -51,8 +51,8 @@ void find_dropped_declaration(const std::string& bare, const tag_check::DroppedP
   const std::string place = report.source->path() + ":" + std::to_string(piece.number) + " declares " + bare;
   switch (piece.reason) {
     case tag_check::DroppedPiece::Reason::kNoLineEnd:
-      report.fault(place + ", but it is the last line and has no line end: the driver ignores it",
-                   "End the file with a line feed: plc-host check FILE --fix COPY does it.");
+      report.fault(place + ", but it is the last line and has no trailing newline: the driver ignores it",
+                   "End the file with a newline: plc-host check FILE --fix COPY does it.");
       break;
     case tag_check::DroppedPiece::Reason::kTooLong:
       report.fault(place + ", but is longer than 255 bytes: the driver drops its beginning", "Shorten the line.");

@@ -132,7 +132,7 @@ unsigned parse_argument(std::string_view word, const FaultInfo& info) {
   if (!alone.empty()) throw std::invalid_argument(alone);
   const std::string setting = setting_for(word);
   if (!setting.empty()) throw std::invalid_argument(plc_base::quoted(word) + " is written " + setting);
-  throw std::invalid_argument(plc_base::quoted(word) + " is no number; " + written_as(info));
+  throw std::invalid_argument(plc_base::quoted(word) + " is not a number; " + written_as(info));
 }
 
 unsigned parse_positive(std::string_view key, std::string_view value) {

@@ -239,7 +239,7 @@ bool judge_masked_write(const Session& session, const Request& request, Findings
   if (name == nullptr || !expect_handle(session, *name, request.handle, findings) || !request.mask) return false;
   const Variable& variable = *name->element->variable;
   if (!variable.is_flag_like() || (variable.is_flag() && variable.road == BitRoad::kBit)) {
-    findings.violation("a masked write to " + name->shown + ", which is no bit of a word");
+    findings.violation("a masked write to " + name->shown + ", which is not a bit of a word");
     return false;
   }
   const unsigned bit = 1U << name->element->place.bit;

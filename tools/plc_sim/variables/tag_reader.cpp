@@ -198,7 +198,7 @@ TagFile read_tag_text(const std::string& file_name, std::string_view text) {
       file.problems.push_back({file_name, number, false, bad.what()});
     }
     if (end == std::string_view::npos) {
-      file.problems.push_back({file_name, number, true, "the last line has no line end; a panel ignores it"});
+      file.problems.push_back({file_name, number, true, "the last line has no trailing newline; a panel ignores it"});
       break;
     }
     text.remove_prefix(end + 1);

@@ -82,27 +82,27 @@ TEST(CommandDesk, WhatIsNoNumber_IsNeverWritten) {
   }
   EXPECT_EQ(decided(rule_of(DataType::kFloatArray, "REAL[0..1]", {2}),
                     with_bytes(Form::kBytes, std::string("\0\0\0\0\0\0\x80\x7F", 8))),
-            "range: element 2: inf is no number to write");
+            "range: element 2: inf is not a number to write");
 }
 
 TEST(CommandDesk, Boolean_IsABooleanAlone) {
   const CommandRule rule = rule_of(DataType::kBoolean, "BOOL");
   EXPECT_EQ(decided(rule, numbered(Form::kBool, 1)), "true");
   EXPECT_EQ(decided(rule, numbered(Form::kBool, 0)), "false");
-  EXPECT_EQ(decided(rule, numbered(Form::kInt, 1)), "type: an integer is no value of the type Boolean (BOOL)");
+  EXPECT_EQ(decided(rule, numbered(Form::kInt, 1)), "type: an integer is not a value of the type Boolean (BOOL)");
 }
 
 TEST(CommandDesk, ValueOfAnotherKind_IsRefused) {
   const CommandRule rule = rule_of(DataType::kInt16, "INT");
-  EXPECT_EQ(decided(rule, numbered(Form::kBool, 1)), "type: a Boolean is no value of the type Int16 (INT)");
-  EXPECT_EQ(decided(rule, real(Form::kFloat, 1)), "type: a real number is no value of the type Int16 (INT)");
-  EXPECT_EQ(decided(rule, with_bytes(Form::kString, "1")), "type: a text is no value of the type Int16 (INT)");
+  EXPECT_EQ(decided(rule, numbered(Form::kBool, 1)), "type: a Boolean is not a value of the type Int16 (INT)");
+  EXPECT_EQ(decided(rule, real(Form::kFloat, 1)), "type: a real number is not a value of the type Int16 (INT)");
+  EXPECT_EQ(decided(rule, with_bytes(Form::kString, "1")), "type: a text is not a value of the type Int16 (INT)");
   EXPECT_EQ(decided(rule, numbered(Form::kOther, 1)),
-            "type: a value of another kind is no value of the type Int16 (INT)");
+            "type: a value of another kind is not a value of the type Int16 (INT)");
   EXPECT_EQ(decided(rule_of(DataType::kString, "STRING(4)"), with_bytes(Form::kBytes, "ab")),
-            "type: bytes is no value of the type String (STRING(4))");
+            "type: bytes is not a value of the type String (STRING(4))");
   EXPECT_EQ(decided(rule_of(DataType::kInt16Array, "INT[0..1]", {2}), numbered(Form::kInt, 1)),
-            "type: an integer is no array of the type Int16Array (INT[0..1])");
+            "type: an integer is not an array of the type Int16Array (INT[0..1])");
 }
 
 TEST(CommandDesk, TypesThatCannotBeWritten_AreRefused) {
@@ -117,7 +117,7 @@ TEST(CommandDesk, Text_FitsItsBytes) {
   EXPECT_EQ(decided(rule, with_bytes(Form::kString, "a\xC3\x96s")), "'a\xC3\x96s'");
   EXPECT_EQ(decided(rule, with_bytes(Form::kString, "")), "''");
   EXPECT_EQ(decided(rule, with_bytes(Form::kString, "abcde")), "range: the text has 5 bytes, at most 4 fit");
-  EXPECT_EQ(decided(rule, with_bytes(Form::kString, "a\xFF")), "type: the text is no UTF-8");
+  EXPECT_EQ(decided(rule, with_bytes(Form::kString, "a\xFF")), "type: the text is not UTF-8");
   EXPECT_EQ(decided(rule, with_bytes(Form::kString, std::string("a\0b", 3))),
             "type: a zero byte ends a text and cannot stand in it");
   for (const char* declared : {"STRING", "STRING()", "STRING(x)", "STRING(4"}) {
@@ -142,7 +142,7 @@ TEST(CommandDesk, Arrays_AreListsInTheirShape) {
 TEST(CommandDesk, ArrayOfAnotherLength_IsRefused) {
   const CommandRule rule = rule_of(DataType::kInt16Array, "INT[0..1]", {2});
   EXPECT_EQ(decided(rule, with_bytes(Form::kBytes, "\x01\x02")),
-            "type: 2 bytes are no array of 2 elements of the type Int16Array (INT[0..1])");
+            "type: 2 bytes are not an array of 2 elements of the type Int16Array (INT[0..1])");
   for (const size_t length : {0U, 3U, 5U, 6U}) {
     EXPECT_EQ(decided(rule, with_bytes(Form::kBytes, std::string(length, 'x'))).substr(0, 5), "type:") << length;
   }

@@ -168,7 +168,7 @@ TEST_F(FilesTest, AddressThatNobodyKnows_IsANoteAndNamesAreLookedUpAllTheSame) {
   ASSERT_EQ(result.findings.size(), 1U);
   EXPECT_FALSE(result.findings[0].is_error);
   EXPECT_THAT(result.findings[0].text,
-              StartsWith("'" + host + "' is no address, and this machine knows no host of that name"));
+              StartsWith("'" + host + "' is not an address, and this machine knows no host of that name"));
   EXPECT_EQ(result.config.variables.size(), 1U);
   sections.controller = start + "tags = \"tags\"\n";
   const ConfigResult folder = load(sections);
@@ -224,7 +224,7 @@ TEST_F(FilesTest, JournalFolder_MayBeMissingItself) {
                                            ": No such file or directory; correct the path, or make the folder"));
   folder_.write("file", "");
   EXPECT_THAT(said("file"),
-              ElementsAre("2:10: error: " + folder_.file("file") + " is no folder: name one, or remove the file"));
+              ElementsAre("2:10: error: " + folder_.file("file") + " is not a folder: name one, or remove the file"));
 }
 
 }  // namespace

@@ -83,14 +83,15 @@ TEST_F(NamesTest, UnknownName_ComesWithNearNames) {
 }
 
 TEST_F(NamesTest, BadSubscripts_AreTold) {
-  EXPECT_THAT(said_of_names("\"Table[10]\", \"Speed[1]\", \"Table[1,2]\", \"Step\""),
-              ElementsAre("3:10: error: Table[10]: subscript 10 is outside 0..9; correct the name, or take it out of "
-                          "the list",
-                          "3:23: error: Speed[1]: it is no array: INT; correct the name, or take it out of the list",
-                          "3:35: error: Table[1,2]: it takes 1 subscripts and not 2: INT[0..9]; correct the name, or "
-                          "take it out of the list",
-                          "3:49: error: Step: a variable of a program goes with the program's name: write Main/Step; "
-                          "correct the name, or take it out of the list"));
+  EXPECT_THAT(
+      said_of_names("\"Table[10]\", \"Speed[1]\", \"Table[1,2]\", \"Step\""),
+      ElementsAre("3:10: error: Table[10]: subscript 10 is outside 0..9; correct the name, or take it out of "
+                  "the list",
+                  "3:23: error: Speed[1]: it is not an array: INT; correct the name, or take it out of the list",
+                  "3:35: error: Table[1,2]: it takes 1 subscripts and not 2: INT[0..9]; correct the name, or "
+                  "take it out of the list",
+                  "3:49: error: Step: a variable of a program goes with the program's name: write Main/Step; "
+                  "correct the name, or take it out of the list"));
 }
 
 TEST_F(NamesTest, VariableThatCannotBeReadOrPublished_IsAnErrorWhenNamed) {
@@ -120,7 +121,7 @@ TEST_F(NamesTest, NameThatNoMessageCanCarry_IsLeftOut) {
   folder_.write("tags/PLCC0A8000A_0.csv",
                 "M\xF6tor,INT,,,,,,0,1,0,0,,DM\nA+B,INT,,,,,,1,1,0,0,,DM\nSpeed,INT,,,,,,2,1,0,0,,DM\n");
   EXPECT_THAT(said_of_names("\"*\""),
-              ElementsAre("3:10: note: 1 of the 3 variables that * fits is left out: M\\xf6tor is no UTF-8, which the "
+              ElementsAre("3:10: note: 1 of the 3 variables that * fits is left out: M\\xf6tor is not UTF-8, which the "
                           "standard's texts are: save its tag file as UTF-8"));
   EXPECT_THAT(said_of("[json]\ntopic = \"a/{name}\"\n[[poll]]\nevery_ms = 500\nnames = [\"A+B\"]\n", &Sections::poll),
               ElementsAre("5:10: error: A+B holds + or #, which no topic may, and [json] makes one of it; correct the "

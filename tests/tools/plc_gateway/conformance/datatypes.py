@@ -20,7 +20,7 @@ ELEMENTS = dict(zip(range(INT8_ARRAY, BOOLEAN_ARRAY), "bhiqBHIQfd")) | {DATETIME
 
 
 def unpack_array(code, data):
-    """The elements; ValueError, with what is wrong, when the bytes are no array of that type."""
+    """The elements; ValueError, with what is wrong, when the bytes are not an array of that type."""
     if code == BOOLEAN_ARRAY:
         if len(data) < 4:
             raise ValueError("an array of Boolean has no count")
@@ -34,7 +34,7 @@ def unpack_array(code, data):
         return [text.decode("utf-8") for text in data.split(b"\0")[:-1]]
     size = struct.calcsize("<" + ELEMENTS[code])
     if len(data) % size:
-        raise ValueError(f"{len(data)} bytes are no array of elements of {size} bytes")
+        raise ValueError(f"{len(data)} bytes are not an array of elements of {size} bytes")
     return list(struct.unpack(f"<{len(data) // size}{ELEMENTS[code]}", data))
 
 

@@ -69,7 +69,7 @@ class Reader:
         try:
             return self.bytes().decode("utf-8")
         except UnicodeDecodeError as problem:
-            raise MalformedPacket("a text is no UTF-8") from problem
+            raise MalformedPacket("a text is not UTF-8") from problem
 
     def pair(self):
         return self.text(), self.text()

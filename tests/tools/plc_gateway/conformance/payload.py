@@ -1,5 +1,5 @@
 """Decodes the standard's protobuf payloads by hand, and tells of everything in them that the standard's schema does not
-have: unknown fields, wrong wire types, numbers that do not fit, text that is no UTF-8, fields that stand twice."""
+have: unknown fields, wrong wire types, numbers that do not fit, text that is not UTF-8, fields that stand twice."""
 import struct
 from dataclasses import dataclass, field
 
@@ -166,7 +166,7 @@ class Decoder:
             try:
                 return raw.decode("utf-8")
             except UnicodeDecodeError:
-                self.findings.append(f"{where} is no UTF-8")
+                self.findings.append(f"{where} is not UTF-8")
                 return None
         if kind == "metric":
             return self.with_value(raw, METRIC_FIELDS, Metric(), where)

@@ -41,7 +41,7 @@ def valid_id(node, place):
         parts = message.topic.split("/")
         if kind_in(message.topic) and len(parts) > at:
             fine = parts[at] != "" and not set(parts[at]) & set("+#\0")
-            yield message.n, fine, f"'{parts[at]}' is no id of a {place}"
+            yield message.n, fine, f"'{parts[at]}' is not an id of a {place}"
 
 
 @rule

@@ -187,7 +187,7 @@ TEST_F(WorkerTest, TextThatIsNoUtf8_IsNotGood) {
   EXPECT_FALSE(sample.good);
   EXPECT_EQ(sample.bytes, "");
   EXPECT_EQ(sample.reason, Reason::kImpossible);
-  EXPECT_EQ(sample.error, "the text in the controller is no UTF-8 and cannot be published");
+  EXPECT_EQ(sample.error, "the text in the controller is not UTF-8 and cannot be published");
 }
 
 TEST_F(WorkerTest, Pieces_AreOneCallEachAndKeepGroupsAndScopesApart) {
@@ -386,7 +386,8 @@ TEST_F(LostTest, AddressThatNobodyKnows_IsAControllerThatIsLost) {
   worker_.reset();
   make_worker({}, PLC_TEST_GUARDED, host);
   const ReadResult lost = read(0);
-  expect_lost(lost, Reason::kNoConnection, "'" + host + "' is no address, and the system knows no host of that name: ");
+  expect_lost(lost, Reason::kNoConnection,
+              "'" + host + "' is not an address, and the system knows no host of that name: ");
   // In the pause that follows nobody is asked; behind it everything is as before.
   EXPECT_EQ(read(0).error, lost.error);
   EXPECT_EQ(write(0, Input(int64_t{1})).outcome, Outcome::kNotDone);

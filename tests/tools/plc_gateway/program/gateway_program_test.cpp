@@ -126,8 +126,8 @@ TEST_F(GatewayProgram, ControllerWhoseNameNobodyKnows_IsADeadOne) {
   world.start_gateway({{"address = \"127.0.0.1\"", "address = \"" + kNobody + "\""}});
   EXPECT_TRUE(host->hears(kNodeBirth)) << world.log();
   EXPECT_TRUE(world.logs("event=controller_away why=no-connection reason=\"'" + kNobody +
-                         "' is no address, and the system knows no host of that name"));
-  EXPECT_THAT(world.page("/healthz"), HasSubstr("the controller is not polled: '" + kNobody + "' is no address"));
+                         "' is not an address, and the system knows no host of that name"));
+  EXPECT_THAT(world.page("/healthz"), HasSubstr("the controller is not polled: '" + kNobody + "' is not an address"));
   EXPECT_EQ(world.end_gateway(), 0);
   EXPECT_TRUE(host->hears(kNodeDeath));
 }

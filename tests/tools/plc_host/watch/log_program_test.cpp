@@ -65,7 +65,7 @@ TEST_F(LogProgramTest, ForeignFile_IsRefused) {
   const Outcome outcome = run_on_simulator({"watch", "Speed", "--log", path("log.csv")});
   EXPECT_EQ(outcome.code, 8);
   EXPECT_THAT(outcome.err,
-              EndsWith("plc-host: cannot write " + path("log.csv") + ": it is there and is no log of plc-host\n"));
+              EndsWith("plc-host: cannot write " + path("log.csv") + ": it is there and is not a log of plc-host\n"));
   EXPECT_EQ(file_text(path("log.csv")), "a letter\n");
 }
 

@@ -137,7 +137,7 @@ TEST_F(WatchLogTest, RowThatWasCutOff_IsTakenAwayAndTold) {
 TEST_F(WatchLogTest, ForeignFile_IsRefusedAndStays) {
   watch({make_entry("Speed", kInt)});
   folder_.write("week.csv", "a letter\n");
-  EXPECT_EQ(open_log(), "it is there and is no log of plc-host");
+  EXPECT_EQ(open_log(), "it is there and is not a log of plc-host");
   EXPECT_EQ(text(), "a letter\n");
   std::remove(path().c_str());
   folder_.write("other.csv", kLogHeading);
