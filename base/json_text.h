@@ -1,4 +1,4 @@
-// JSON as every program writes it: what is not UTF-8 in it is replaced, for names may hold any bytes and JSON may not;
+// JSON as every program writes it: what is no UTF-8 in it is replaced, for names may hold any bytes and JSON may not;
 // what a terminal would obey or hide is escaped.
 #pragma once
 

@@ -16,7 +16,7 @@ struct HostPort {
 struct SplitAddress {
   HostPort at;
   bool has_brackets = false;
-  bool is_bad_port = false;  // what stands behind the colon is not a number up to 65535
+  bool is_bad_port = false;  // what stands behind the colon is no number up to 65535
 };
 
 // HOST, HOST:PORT, [IPv6] or [IPv6]:PORT; nothing for anything else.

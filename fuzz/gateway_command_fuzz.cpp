@@ -124,7 +124,7 @@ bool is_narrow_real(DataType type) { return type == DataType::kFloat || type == 
 void judge_number(const CommandRule& rule, const Input& value) {
   const long double number = number_of(value, rule.type);
   const Bounds bounds = bounds_of(rule.type);
-  demand(std::isfinite(number), "what is not a number is not written");
+  demand(std::isfinite(number), "what is no number is not written");
   demand(number >= bounds.low && number <= bounds.high, "the type holds the number");
   if (is_narrow_real(rule.type)) {
     demand(static_cast<double>(static_cast<float>(value.real())) == value.real(), "a REAL is written as it is");

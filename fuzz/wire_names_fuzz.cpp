@@ -46,12 +46,12 @@ void judge_units(const std::string& bytes) {
   const std::string text = plc_sim::utf8_from_utf16(units);
   const auto again = plc_sim::utf16_from_utf8(text);
   demand(!again || *again == units, "UTF-16 comes back the same");
-  demand(again.has_value() == plc_base::is_utf8(text), "what is not UTF-8 is refused");
+  demand(again.has_value() == plc_base::is_utf8(text), "what is no UTF-8 is refused");
 }
 
 void judge_text(const std::string& text) {
   const auto units = plc_sim::utf16_from_utf8(text);
-  demand(units.has_value() == plc_base::is_utf8(text), "what is not UTF-8 is refused");
+  demand(units.has_value() == plc_base::is_utf8(text), "what is no UTF-8 is refused");
   demand(!units || plc_sim::utf8_from_utf16(*units) == text, "UTF-8 comes back the same");
 
   const plc_sim::ElementName name = plc_sim::split_element_name(text);

@@ -13,7 +13,7 @@ bool is_type(std::string_view text);
 // "BOOL, SINT, ... and DATE_AND_TIME".
 std::string all_types();
 
-// What a text means that is not a type.
+// What a text means that is no type.
 struct MeantType {
   std::string type;         // the one type that it can mean; empty: nobody can tell
   bool is_spelled = false;  // in other letters than the type has

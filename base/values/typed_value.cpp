@@ -22,7 +22,7 @@ TypedNumber refused(const ValueType& type, std::string_view text, const std::str
   return {0, quoted(text) + " is no " + type.name + " value: " + reason};
 }
 
-// A text that is not a number at all, with how one is written.
+// A text that is no number at all, with how one is written.
 TypedNumber no_number(const ValueType& type, std::string_view text) {
   switch (type.form) {
     case ValueForm::kReal:

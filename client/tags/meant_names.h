@@ -15,7 +15,7 @@ namespace plc_client::core {
 std::vector<std::string> meant_names(std::string_view name, const std::vector<std::string>& names);
 
 // A text that means a variable of the list where this one is only written in another way: Grid[1][2], Table(1),
-// Table[0-4], a subscript behind what is not an array, blanks or a colon at its end. Nothing where it is none of them.
+// Table[0-4], a subscript behind what is no array, blanks or a colon at its end. Nothing where it is none of them.
 std::optional<std::string> respelled(const TagList& list, std::string_view text);
 
 }  // namespace plc_client::core

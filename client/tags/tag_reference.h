@@ -15,7 +15,7 @@ namespace plc_client::core {
 struct TagReference {
   const Tag* tag = nullptr;            // of the list that it was looked up in
   std::string text;                    // the name with its scope and the subscripts as they were written
-  std::vector<SubscriptRange> chosen;  // one per declared range; empty for a variable that is not an array
+  std::vector<SubscriptRange> chosen;  // one per declared range; empty for a variable that is no array
   std::vector<size_t> extents;         // lengths of the ranges that were not given as a single subscript
 };
 
@@ -31,7 +31,7 @@ class NoSuchName : public ReferenceError {
   using ReferenceError::ReferenceError;
 };
 
-// Subscripts that the variable does not take: it is not an array, or one of other dimensions.
+// Subscripts that the variable does not take: it is no array, or one of other dimensions.
 class ShapeError : public ReferenceError {
  public:
   using ReferenceError::ReferenceError;
@@ -61,7 +61,7 @@ TagReference find_reference(const TagList& list, std::string_view text);
 // The reference to a whole variable. Throws ReferenceError when no request can ask for it.
 TagReference whole_tag(const Tag& tag);
 
-// The chosen elements, the last subscript fastest; one without subscripts when the variable is not an array.
+// The chosen elements, the last subscript fastest; one without subscripts when the variable is no array.
 std::vector<Subscripts> chosen_elements(const TagReference& reference);
 
 // Cuts NAME=VALUE at the first '=' outside brackets. Throws ReferenceError when there is none.

@@ -34,7 +34,7 @@ std::string hexadecimal_bytes(std::string_view bytes);
 // How integers of 64 bits stand in JSON: many readers take every number for a double, which holds 53 bits.
 enum class WideIntegers { kNumbers, kTexts };
 
-// One element for JSON: numbers and booleans; null for a REAL that is not a number or infinite, which JSON cannot say.
+// One element for JSON: numbers and booleans; null for a REAL that is no number or infinite, which JSON cannot say.
 nlohmann::ordered_json element_json(const TagEntry& entry, uint64_t bits, WideIntegers wide = WideIntegers::kNumbers);
 
 // One element as a number, for a chart; a BOOL is 0 or 1.
@@ -44,7 +44,7 @@ double element_number(const TagEntry& entry, uint64_t bits);
 // nesting of the brackets: [[1, 2], [3, 4]].
 std::string format_value(const TagEntry& entry, const TagValue& value, const std::vector<size_t>& extents);
 
-// The same for JSON. Null for a text that is not UTF-8, and where no bytes were stored for a type without a width.
+// The same for JSON. Null for a text that is no UTF-8, and where no bytes were stored for a type without a width.
 nlohmann::ordered_json value_json(const TagEntry& entry, const TagValue& value, const std::vector<size_t>& extents,
                                   WideIntegers wide = WideIntegers::kNumbers);
 

@@ -43,7 +43,7 @@ bool has_known_type(const TagEntry& entry) { return find_type(entry.type_code) !
 ValueKind value_kind(const TagEntry& entry) {
   const TypeRow* row = find_type(entry.type_code);
   if (row == nullptr) return ValueKind::kRaw;
-  // A STRING declared without a length is not a string to the driver.
+  // A STRING declared without a length is no string to the driver.
   if (row->kind == ValueKind::kText && entry.shape != PLC_STRING) return ValueKind::kRaw;
   return row->kind;
 }

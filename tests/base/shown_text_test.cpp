@@ -1,4 +1,4 @@
-// Tests of text from outside as it is shown: every character of the dangerous kinds, every byte, what is not UTF-8.
+// Tests of text from outside as it is shown: every character of the dangerous kinds, every byte, what is no UTF-8.
 #include "base/shown_text.h"
 
 #include <gtest/gtest.h>

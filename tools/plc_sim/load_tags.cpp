@@ -1,4 +1,4 @@
-// Loads tag files; of a file that is not a tag file it prints the first lines only.
+// Loads tag files; of a file that is no tag file it prints the first lines only.
 #include "tools/plc_sim/load_tags.h"
 
 #include <algorithm>

@@ -135,7 +135,7 @@ std::string unknown_option(const CLI::App& app, const CLI::App& part, const std:
   return "unknown option " + name;
 }
 
-// How many bytes at the beginning of the text are a dash that is not a hyphen: word processors make them of hyphens.
+// How many bytes at the beginning of the text are a dash that is no hyphen: word processors make them of hyphens.
 size_t foreign_dash(std::string_view text) {
   for (const std::string_view dash : {"\xE2\x80\x90", "\xE2\x80\x91", "\xE2\x80\x92", "\xE2\x80\x93", "\xE2\x80\x94",
                                       "\xE2\x80\x95", "\xE2\x88\x92", "\xEF\xBC\x8D"}) {

@@ -10,7 +10,7 @@
 namespace plc_gateway {
 
 // Of an element by its bits. A limit of a REAL is taken as the REAL that is nearest to it: with the limit 0.1 the value
-// 0.1 is allowed, though as a REAL it is a little more. Nothing is within a limit that is not a number.
+// 0.1 is allowed, though as a REAL it is a little more. Nothing is within a limit that is no number.
 bool is_at_least(const TypeFacts& facts, uint64_t bits, double limit);
 bool is_at_most(const TypeFacts& facts, uint64_t bits, double limit);
 

@@ -15,7 +15,7 @@ std::optional<DataType> data_type_of(const std::string& declared_type, bool is_a
 bool is_number(DataType type);  // or an array of numbers
 
 // The least and the greatest that a number of the type can be; of a floating-point type its finite ones. Zeros for what
-// is not a number.
+// is no number.
 struct NumberRange {
   double low = 0;
   double high = 0;

@@ -18,7 +18,7 @@ bool is_of_the_link(plc_client::Reason reason, bool is_connected);
 
 class SampleMaker {
  public:
-  // Adds the variable's sample. A text that is not UTF-8 is not good: what is published is UTF-8, and another text is
+  // Adds the variable's sample. A text that is no UTF-8 is not good: what is published is UTF-8, and another text is
   // not what the controller has.
   void add(uint32_t index, const Variable& variable, const plc_client::Reading& reading, std::vector<Sample>& samples);
 

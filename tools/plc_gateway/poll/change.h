@@ -6,7 +6,7 @@
 namespace plc_gateway {
 
 // Quality always counts. A deadband is for numbers: BOOLs, texts and bytes differ or not. Of an array one element is
-// enough. What is not a number (NaN) differs from everything that has other bits.
+// enough. What is no number (NaN) differs from everything that has other bits.
 bool has_changed(const Variable& variable, const Sample& published, const Sample& now);
 
 }  // namespace plc_gateway

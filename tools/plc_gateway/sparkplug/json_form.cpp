@@ -22,7 +22,7 @@ std::string shortest(Number number) {
   return std::string(digits, end.ptr);
 }
 
-// JSON has no words for what is not a number.
+// JSON has no words for what is no number.
 std::string json_real(uint64_t bits, unsigned width) {
   const double number = real_of_bits(bits, width);
   const std::string text = width == 32 ? shortest(static_cast<float>(number)) : shortest(number);

@@ -70,7 +70,7 @@ struct CommandMessage {
 
 constexpr size_t kMostCommandMetrics = 10000;
 
-// Nothing when the bytes are no payload of the standard, when a name is not UTF-8, or when it is no command in size:
+// Nothing when the bytes are no payload of the standard, when a name is no UTF-8, or when it is no command in size:
 // more than 4 MiB, more than kMostCommandMetrics, or a name of more than 1000 bytes. Any bytes are safe.
 std::optional<CommandMessage> read_command(std::string_view payload);
 

@@ -168,7 +168,7 @@ Settings settings_in(const std::string& path, int rank) {
   return {};
 }
 
-// What is meant by a variable that is not a setting.
+// What is meant by a variable that is no setting.
 std::string meant_variable(const std::string& bare, const std::vector<std::string>& known) {
   std::string key = bare;
   for (char& letter : key) {

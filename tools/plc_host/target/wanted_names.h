@@ -12,7 +12,7 @@
 namespace plc_host {
 
 // The lines of a file but for empty ones, or of standard input for "-". Blanks around a name are none of it; a line of
-// NAME=VALUE stays as it is. Throws HostError for what cannot be read, is not a text, or has no line.
+// NAME=VALUE stays as it is. Throws HostError for what cannot be read, is no text, or has no line.
 std::vector<std::string> names_in(const std::string& file, bool are_assignments);
 
 // Whether the text means all names that fit it: it has a * or ?, or a bracket with something else than subscripts in

@@ -30,7 +30,7 @@ struct TagDeclaration {
   std::string name;  // as it travels, with '#' before each subscript
   const TypeInfo* type = nullptr;
   std::vector<Range> ranges;  // leftmost first; empty for strings with a length
-  int32_t string_length = 0;  // characters; 0 when it is not a string with a length
+  int32_t string_length = 0;  // characters; 0 when it is no string with a length
   uint32_t id = 0;
   bool is_global = false;
   uint8_t program_number = 0;  // 0 when the file gives none

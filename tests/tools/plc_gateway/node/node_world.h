@@ -34,7 +34,7 @@ struct FakeController : plc_gateway::ControllerPort {
 struct Told {
   std::string type;  // "NBIRTH", "DDATA", "fence", "json", ...
   std::string topic;
-  std::string text;  // of what is not a payload of the standard
+  std::string text;  // of what is no payload of the standard
   int qos = 0;
   int id = 0;
   plc_gateway::schema::Payload payload;

@@ -1,4 +1,4 @@
-// Values that move: most by a little, some by leaps to the ends of their types, reals to what is not a number.
+// Values that move: most by a little, some by leaps to the ends of their types, reals to what is no number.
 #include "tests/tools/plc_gateway/simulation/world/plant.h"
 
 #include <algorithm>
