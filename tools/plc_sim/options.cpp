@@ -147,17 +147,18 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
   const CLI::Validator is_file_name(
       [](std::string& text) { return std::string(text.empty() ? "the name of a file is missing" : ""); }, "");
   app.add_option("TAGFILE", options.tag_files, "tag files, each with its variables");
-  app.add_option("--listen", raw.listen, "address and port; port 0 takes a free one")->type_name("HOST:PORT");
-  app.add_flag("--allow-remote", raw.allows_remote, "let --listen and --web take addresses that other machines reach");
+  app.add_option("--listen", raw.listen, "listen at this address and port; port 0 means a free one")
+      ->type_name("HOST:PORT");
+  app.add_flag("--allow-remote", raw.allows_remote, "allow addresses in --listen and --web that other machines reach");
   app.add_flag("--sentinel", options.sentinel, "give every element a value of its own");
-  app.add_flag("--animate", raw.animate, "move the values");
+  app.add_flag("--animate", raw.animate, "change the values every 250 ms");
   plc_usage::add_number(app, "--animate-ms", raw.animate_ms, {1, 60000, "milliseconds"},
-                        "move the values, with this time between two moves")
+                        "change the values with this time between two changes")
       ->type_name("MS:INT in [1 - 60000]");
-  app.add_option("--fault", raw.faults, "arm a fault, written as the fault command takes it; may be repeated")
+  app.add_option("--fault", raw.faults, "arm a fault, written as for the fault command; may be repeated")
       ->type_name("FAULT")
       ->allow_extra_args(false);
-  app.add_option("--program", raw.programs, "number of a program in the directory; may be repeated")
+  app.add_option("--program", raw.programs, "set the number of a program in the directory; may be repeated")
       ->type_name("NAME=NUMBER")
       ->allow_extra_args(false);
   const auto take_order = [&options](const std::string& text) {
@@ -166,30 +167,32 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
     }
     options.directory_order = text == "file" ? DirectoryOrder::kFile : DirectoryOrder::kLongestFirst;
   };
-  app.add_option_function<std::string>("--directory-order", take_order, "order of the programs in the directory")
+  app.add_option_function<std::string>("--directory-order", take_order,
+                                       "set the order of the programs in the directory; default: longest-first")
       ->type_name("ORDER:{longest-first,file}");
-  app.add_flag("--skip-bad-lines", options.skip_bad_lines, "go on without the tag lines that cannot be declared");
-  app.add_flag("--no-stdin", options.ignore_stdin, "take no commands, and do not end with standard input");
+  app.add_flag("--skip-bad-lines", options.skip_bad_lines, "continue without the tag lines that cannot be declared");
+  app.add_flag("--no-stdin", options.ignore_stdin, "read no commands, and do not end with standard input");
   app.add_option_function<std::string>(
          "--pcap",
          [&options](const std::string& name) {
            plc_usage::refuse_stream("--pcap", name);
            options.pcap = name;
          },
-         "write what goes over the connections as a capture")
+         "write the traffic of all connections as a capture")
       ->type_name("FILE");
-  app.add_option("--profile", options.profile, "imitate the controller of which this file says what was learnt")
+  app.add_option("--profile", options.profile, "imitate the controller that this profile describes")
       ->type_name("FILE")
       ->check(is_file_name);
-  app.add_option("--replay", options.replay, "answer as the controller in a capture did; takes no tag files")
+  app.add_option("--replay", options.replay, "answer like the controller in a capture; needs no tag files")
       ->type_name("FILE")
       ->check(is_file_name);
-  app.add_option("--report", options.report,
-                 "write a report at the end, by its name's end: .html for people, .json, .csv, else text; - is stdout")
+  app.add_option(
+         "--report", options.report,
+         "write a report at the end; its name sets the form: .html for people, .json, .csv, else text; - is stdout")
       ->type_name("FILE")
       ->check(is_file_name);
   app.add_option("--web", raw.web, "serve a page that shows and sets the variables")->type_name("HOST:PORT");
-  app.add_flag("--quiet", options.quiet, "print violations only, not what was refused or noted");
+  app.add_flag("--quiet", options.quiet, "print only violations, not refusals or notes");
 }
 
 void add_program(const std::string& text, std::map<std::string, uint8_t>& programs) {

@@ -18,8 +18,8 @@ namespace plc_gateway {
 namespace {
 
 constexpr char kDescription[] =
-    "Puts one controller on an MQTT broker, as a Sparkplug B 3.0 edge node with one\n"
-    "device.";
+    "Publishes one controller's variables on an MQTT broker, as a Sparkplug B 3.0 edge\n"
+    "node with one device.";
 
 constexpr char kExamples[] =
     "Examples:\n"
@@ -29,26 +29,26 @@ constexpr char kExamples[] =
     "\n"
     "Exit codes:\n"
     "  0 done                                4 configuration or tag file unusable\n"
-    "  1 it could not start, or not go on    8 journal or output cannot be written\n"
+    "  1 it could not start or continue      8 journal or output cannot be written\n"
     "  2 wrong command line                  9 there is no memory left\n"
     "  3 the driver library does not load\n";
 
 constexpr char kRunDetails[] =
     "Polls the controller and publishes what changes, until SIGTERM or SIGINT.\n"
-    "SIGHUP has FILE read again: when it has mistakes they are told, and the\n"
-    "configuration before goes on.\n"
+    "SIGHUP makes it read FILE again. When FILE has mistakes, it reports them and keeps\n"
+    "the old configuration.\n"
     "\n"
     "Example: plc-gateway run press1.toml\n";
 
 constexpr char kCheckDetails[] =
-    "Tells every mistake in FILE, in the tag files it names and in the names it\n"
-    "polls, with line and column. Nothing is sent.\n"
+    "Reports every mistake in FILE, in the tag files it names and in the names it\n"
+    "polls, with line and column. Sends nothing.\n"
     "\n"
     "Example: plc-gateway check press1.toml\n";
 
 constexpr char kJournalDetails[] =
-    "Shows what was read and is not known to be at the broker, while no gateway runs\n"
-    "with FILE.\n"
+    "Shows the values that the broker has not confirmed, while no gateway runs with\n"
+    "FILE.\n"
     "\n"
     "Example: plc-gateway journal press1.toml --rows\n";
 
@@ -80,7 +80,7 @@ int parse_and_run(int argc, char** argv) {
   const CLI::App* run = add("run", "Publish a controller's values until a signal comes", kRunDetails);
   const CLI::App* check = add("check", "Check a configuration and all that it names", kCheckDetails);
   CLI::App* journal = add("journal", "Show what is stored and not confirmed", kJournalDetails);
-  journal->add_flag("--rows", with_rows, "A line for each stored row");
+  journal->add_flag("--rows", with_rows, "Show a line for each stored row");
   const std::vector<std::string> words(argv + 1, argv + argc);
   const std::string problem = plc_usage::word_problem(app, words);
   if (!problem.empty()) throw GatewayError(kExitUsage, plc_usage::with_hint(problem, app, words));

@@ -26,7 +26,7 @@
 namespace plc_host {
 namespace {
 
-constexpr char kDescription[] = "A command-line host for the PLC driver: loads it as a panel does.";
+constexpr char kDescription[] = "A command-line host for the PLC driver, which loads the driver like a panel.";
 
 constexpr char kExamples[] =
     "Examples:\n"
@@ -35,7 +35,7 @@ constexpr char kExamples[] =
     "  plc-host watch --sim machine.csv --sim-arg=--animate --all\n"
     "\n"
     "plc-host help COMMAND shows the options of a command. Address, port and others\n"
-    "may stand in plc-host.toml or the environment; plc-host info shows them.\n"
+    "can be set in plc-host.toml or the environment; plc-host info shows them.\n"
     "\n"
     "Exit codes:\n"
     "  0 done                              6 the simulator failed, or saw a violation\n"
@@ -48,14 +48,13 @@ constexpr char kExamples[] =
 void add_command(CLI::App& app, const Command& command, HostOptions& options) {
   CLI::App* sub = app.add_subcommand(command.name, command.summary);
   sub->footer(command.details);
-  CLI::Option* driver =
-      add_setting(*sub, "driver", options, "Driver: contract, guarded or a PATH; else guarded if there");
+  CLI::Option* driver = add_setting(*sub, "driver", options,
+                                    "Load this driver: contract, guarded or a PATH; default: guarded if installed");
   add_library_option(*sub, options)->excludes(driver);
-  sub->add_flag("--json", options.json, "One JSON object per line");
-  CLI::Option* quiet = sub->add_flag("-q,--quiet", options.quiet, "Show errors alone on standard error, no remarks");
-  sub->add_flag("-v,--verbose", options.verbosity, "Show what the driver prints; -vv: the frames too")->excludes(quiet);
-  add_setting(*sub, "color", options, "Colour for errors, changed and bad values")
-      ->type_name("TEXT:{auto,always,never}");
+  sub->add_flag("--json", options.json, "Write one JSON object per line");
+  CLI::Option* quiet = sub->add_flag("-q,--quiet", options.quiet, "Show only errors on standard error, no remarks");
+  sub->add_flag("-v,--verbose", options.verbosity, "Show the driver's messages; -vv: the frames too")->excludes(quiet);
+  add_setting(*sub, "color", options, "Colour errors, changed and bad values")->type_name("TEXT:{auto,always,never}");
   command.add_options(*sub, options);
 }
 

@@ -153,17 +153,17 @@ NewTag tag_of(const HostOptions& options) {
 void add_new_tag_options(CLI::App& command, HostOptions& options) {
   const std::string group = "New lines";
   NewTagOptions& wanted = options.new_tags;
-  CLI::Option* make = command.add_flag("--new", wanted.wanted, "Write the line of a variable: NAME and TYPE behind it");
+  CLI::Option* make = command.add_flag("--new", wanted.wanted, "Write the line of a variable from NAME and TYPE");
   CLI::Option* list = command.add_option("--from", wanted.list, "Write the lines of a list of names and types");
-  CLI::Option* out = command.add_option("--output", wanted.output, "Write a file instead of standard output");
-  CLI::Option* overwrite =
-      command.add_flag("--overwrite", options.overwrites, "Let --output replace a file that is there");
-  CLI::Option* after = command.add_option("--after", wanted.after, "Tag file behind which the lines will stand");
-  CLI::Option* ranges = command.add_option("--ranges", wanted.ranges, "Ranges of an array, 0..9 or 0..9_0..4");
-  CLI::Option* length = command.add_option("--length", wanted.length, "Length of a STRING, in characters");
-  CLI::Option* scope = command.add_option("--scope", wanted.scope, "Program of a local variable");
-  CLI::Option* number = command.add_option("--program-number", wanted.program_number, "Number of that program");
-  CLI::Option* device = command.add_option("--device", wanted.device, "Device memory of the variable, MR0");
+  CLI::Option* out = command.add_option("--output", wanted.output, "Write to this file instead of standard output");
+  CLI::Option* overwrite = command.add_flag("--overwrite", options.overwrites, "Let --output replace an existing file");
+  CLI::Option* after = command.add_option("--after", wanted.after, "Continue the ids of this tag file");
+  CLI::Option* ranges = command.add_option("--ranges", wanted.ranges, "Set the ranges of an array, 0..9 or 0..9_0..4");
+  CLI::Option* length = command.add_option("--length", wanted.length, "Set the length of a STRING, in characters");
+  CLI::Option* scope =
+      command.add_option("--scope", wanted.scope, "Make the variable local to this program; default: global");
+  CLI::Option* number = command.add_option("--program-number", wanted.program_number, "Set the number of that program");
+  CLI::Option* device = command.add_option("--device", wanted.device, "Set the device memory, for example MR0");
   CLI::Option* id = plc_usage::add_number(command, "--id", wanted.id, {0, kLargestId},
                                           "Id of the line: the number of its record, or an indexed one");
   for (CLI::Option* option : {make, list, out, overwrite, after, ranges, length, scope, number, device, id}) {

@@ -32,20 +32,20 @@ constexpr char kNameRules[] =
     "An array without subscripts means all of its elements.\n";
 
 constexpr char kPatternRules[] =
-    "'Motor.*' means every variable that fits: * any characters, ? one, [a-c] and\n"
-    "[!a-c] one of these or none of these, [[] a bracket.\n";
+    "'Motor.*' means every variable that matches: * any characters, ? one, [a-c] one\n"
+    "of these, [!a-c] one other, [[] a bracket.\n";
 
 constexpr char kInfoDetails[] =
-    "The guarded build of the driver fails where the contract build takes another\n"
-    "reply for the right one; it is used where it is installed.\n"
+    "The guarded build of the driver fails where the contract build may mistake\n"
+    "another reply for the right one. plc-host uses it if it is installed.\n"
     "\nExamples:\n"
     "  plc-host info\n"
     "  plc-host info --driver contract\n";
 
 constexpr char kTagsDetails[] =
     "Shows each record with the number, reg_type and address by which a host asks\n"
-    "for it. With --new it writes lines instead: of a variable's name and type, or\n"
-    "of a list of them, as a spreadsheet saves it.\n"
+    "for it. With --new it writes lines instead, from a name and a type, or from a\n"
+    "list that a spreadsheet saved.\n"
     "\nExamples:\n"
     "  plc-host tags PLCC0A8000A_0.csv\n"
     "  plc-host tags machine.csv 'Motor.*' --format csv\n"
@@ -54,11 +54,10 @@ constexpr char kTagsDetails[] =
     "  plc-host tags --new --from list.csv --output PLCC0A8000B_0.csv\n";
 
 constexpr char kCheckDetails[] =
-    "Says what the driver will understand, with its own parser, and what the writer\n"
-    "probably meant. Ends with 1 when a file has an error or is not loaded; with\n"
-    "--fix when that is so of the corrected copy. With --live a controller is asked\n"
-    "for each name, of an array for its last element, and the names that it refuses\n"
-    "are listed.\n"
+    "Reports what the driver will read, with the driver's own parser, and what the\n"
+    "author probably meant. Ends with 1 when a file has an error or cannot be loaded,\n"
+    "with --fix when the corrected copy has. --live asks a controller for each name,\n"
+    "of an array for its last element, and lists the names that it refuses.\n"
     "\nExamples:\n"
     "  plc-host check PLCC0A8000A_0.csv --address 192.168.0.10\n"
     "  plc-host check PLCC0A8000A_0.csv --fix corrected.csv\n"
@@ -68,8 +67,8 @@ constexpr char kCheckDetails[] =
     "  plc-host check --rules T042\n";
 
 constexpr char kReadExamples[] =
-    "Each line has a state and a time: good, or why there is no value. Once the\n"
-    "controller is silent the others stay unread.\n"
+    "Each line has a state, good or the reason why there is no value, and a time.\n"
+    "When the controller does not answer, the other variables are not read.\n"
     "\nExamples:\n"
     "  plc-host read --address 192.168.0.10 Motor.Speed 'Table[0..4]'\n"
     "  plc-host read --sim machine.csv 'Motor.*' --format csv > motor.csv\n"
@@ -80,10 +79,10 @@ constexpr char kReadExamples[] =
 constexpr char kWriteExamples[] =
     "Values by type: 120, -5, 0xFF and 0b101 (bit patterns), 1.5e3, true, false, on,\n"
     "off, text, \"text with \\\"escapes\\\" \\x41\\n\", and lists for arrays: [1, 2, 3] or\n"
-    "[[1, 2], [3, 4]]. Everything is checked before anything is sent. State: written\n"
+    "[[1, 2], [3, 4]]. Checks everything before it sends anything. States: written\n"
     "when the controller acknowledged it, verified when it was read back, unguarded\n"
-    "when the contract build of the driver cannot tell, checked with --dry-run.\n"
-    "Patterns are refused: what is written is named.\n"
+    "with the contract build, which cannot know, checked with --dry-run. Accepts no\n"
+    "patterns.\n"
     "\nExamples:\n"
     "  plc-host write --sim machine.csv Motor.Speed=120 'Table[0..2]=[1, 2, 3]'\n"
     "  plc-host write --address 192.168.0.10 'Name=pump 3' MAIN/Ready=true --verify\n"
@@ -91,17 +90,17 @@ constexpr char kWriteExamples[] =
 
 constexpr char kBatchExamples[] =
     "Reads through the driver's batch call: one scope per call, in sizes that leave\n"
-    "no register unread. Variables that the batch call cannot deliver are read\n"
-    "singly; -v says which.\n"
+    "no register unread. Reads variables that the batch call cannot return singly; -v\n"
+    "lists them.\n"
     "\nExample:\n  plc-host batch --sim machine.csv --all\n";
 
 constexpr char kWatchExamples[] =
-    "In a terminal a table that is redrawn in place: * for a change within the last\n"
+    "In a terminal it redraws a table in place: * for a change within the last\n"
     "second, time since the change, state, value. Arrows and page keys scroll, /\n"
-    "filters by name, Return shows a row's history. Elsewhere a line per change of\n"
-    "value or state; with --csv a row per round, whose cells are empty where nothing\n"
-    "was read. Ctrl-C ends it with a summary of calls, failures and round-trip times.\n"
-    "--log writes changes and gaps to a file of its own, for weeks where it rotates.\n"
+    "filters by name, Return shows the history of a row. Elsewhere it writes a line\n"
+    "per change of value or state; with --csv a row per round, with empty cells where\n"
+    "nothing was read. Ctrl-C ends it with a summary of calls, failures and round-trip\n"
+    "times. --log writes changes and gaps to a file, with --rotate for weeks.\n"
     "\nExamples:\n"
     "  plc-host watch --address 192.168.0.10 Motor.Speed --chart Motor.Speed\n"
     "  plc-host watch --sim machine.csv --sim-arg=--animate --all --interval 200\n"
@@ -109,13 +108,13 @@ constexpr char kWatchExamples[] =
     "  plc-host watch --address 192.168.0.10 Motor.Speed --log s.csv --rotate daily\n";
 
 constexpr char kWhyExamples[] =
-    "Shows the whole road of one value: tag line, record, number, reg_type and\n"
+    "Shows the whole path of one value: tag line, record, number, reg_type and\n"
     "address, scope, names sent, handles received, raw reply, value, time per\n"
     "exchange; then what went wrong and what to try. With --capture it looks for the\n"
     "name in captured traffic instead of reading it.\n"
     "\nExamples:\n"
     "  plc-host why --address 192.168.0.10 MAIN/Count\n"
-    "  plc-host why --sim machine.csv --id 3 --pcap road.pcap\n"
+    "  plc-host why --sim machine.csv --id 3 --pcap field.pcap\n"
     "  plc-host why --capture field.pcap --tags PLCC0A8000A_0.csv Motor.Speed\n";
 
 constexpr char kSurveyExamples[] =
@@ -137,7 +136,8 @@ void add_info_options(CLI::App& command, HostOptions& options) {
 }
 
 void add_names_file(CLI::App& command, HostOptions& options) {
-  command.add_option("--names-from", options.names_file, "More of them, a line each; - for standard input")
+  command
+      .add_option("--names-from", options.names_file, "Add the names in the lines of this file; - for standard input")
       ->type_name("FILE");
 }
 
@@ -145,18 +145,18 @@ void add_tags_options(CLI::App& command, HostOptions& options) {
   command.add_option("FILE", options.listed,
                      "Tag file, and names or patterns of what to list; with --new the variable's name and its type");
   add_names_file(command, options);
-  add_setting(command, "tags", options, "Tag file, when all words are names");
-  add_setting(command, "address", options, "Or the controller, whose own file is listed")->type_name("HOST");
-  add_setting(command, "area", options, "Its area");
-  command.add_flag("--names", options.names_only, "Only the names of the variables that can be asked for");
+  add_setting(command, "tags", options, "List this tag file; then all words are names");
+  add_setting(command, "address", options, "List the file of this controller")->type_name("HOST");
+  add_setting(command, "area", options, "Set the controller's area");
+  command.add_flag("--names", options.names_only, "Show only the names of the variables that can be read");
   add_form_option(command, options);
   add_new_tag_options(command, options);
 }
 
 const char* live_help(const std::string& name) {
-  if (name == "port") return "the controller's TCP port";
-  if (name == "area") return "the area";
-  return name == "timeout" ? "seconds to wait for a reply" : "milliseconds to pause before each transfer";
+  if (name == "port") return "set the controller's TCP port";
+  if (name == "area") return "set the area";
+  return name == "timeout" ? "wait this many seconds for a reply" : "pause this many ms before each transfer";
 }
 
 // start begins the help of the first.
@@ -164,21 +164,23 @@ std::vector<CLI::Option*> add_simulator_options(CLI::App& command, HostOptions& 
   CLI::Option* sim =
       command.add_option("--sim", options.sim_tag_file, start + " a simulated controller with this tag file");
   CLI::Option* simulator =
-      command.add_option("--simulator", options.simulator, "Simulator instead of plc-sim")->needs(sim);
+      command.add_option("--simulator", options.simulator, "Start this simulator instead of plc-sim")->needs(sim);
   CLI::Option* arguments =
-      command.add_option("--sim-arg", options.sim_arguments, "Argument for the simulator, may be repeated")->needs(sim);
+      command.add_option("--sim-arg", options.sim_arguments, "Pass this argument to the simulator; may be repeated")
+          ->needs(sim);
   arguments->allow_extra_args(false);
   return {sim, simulator, arguments};
 }
 
 void add_check_options(CLI::App& command, HostOptions& options) {
   command.add_option("FILE", options.checked_files, "Tag files");
-  command.add_option("--address", options.address, "The controller that the files are for: IPv4 address or name");
-  CLI::Option* sarif = command.add_flag("--sarif", options.sarif, "One SARIF document, for editors and code hosts");
-  command.add_flag("--errors-only", options.errors_only, "Neither warnings nor remarks");
-  CLI::Option* fix = command.add_option("--fix", options.fixed_file, "Write a copy with every correction that is safe");
-  command.add_flag("--overwrite", options.overwrites, "Let --fix replace a file that is there")->needs(fix);
-  CLI::Option* rules = command.add_flag("--rules", options.list_rules, "List the rules, or those named behind it");
+  command.add_option("--address", options.address, "Check for this controller: IPv4 address or name");
+  CLI::Option* sarif =
+      command.add_flag("--sarif", options.sarif, "Write one SARIF document, for editors and code hosts");
+  command.add_flag("--errors-only", options.errors_only, "Show errors only, no warnings or remarks");
+  CLI::Option* fix = command.add_option("--fix", options.fixed_file, "Write a copy with every safe correction");
+  command.add_flag("--overwrite", options.overwrites, "Let --fix replace an existing file")->needs(fix);
+  CLI::Option* rules = command.add_flag("--rules", options.list_rules, "List all rules, or those with these codes");
   CLI::Option* live =
       command.add_flag("--live", options.live, "Ask the controller for each name, once; writes nothing");
   for (CLI::Option* other : {sarif, fix, rules}) live->excludes(other);
@@ -233,16 +235,15 @@ void check_check(const HostOptions& options) {
 void add_target_options(CLI::App& command, HostOptions& options) {
   const std::string group = "Controller";
   CLI::Option* address =
-      add_setting(command, "address", options, "The controller: IPv4 address or name, perhaps with :PORT")
+      add_setting(command, "address", options, "Connect to this IPv4 address or name, with :PORT if you like")
           ->type_name("HOST:PORT");
-  CLI::Option* port = add_setting(command, "port", options, "Its TCP port");
-  CLI::Option* tags =
-      add_setting(command, "tags", options,
-                  "Tag file; else PLC<address>_<area>.csv in the working directory, as the driver has it");
+  CLI::Option* port = add_setting(command, "port", options, "Connect to this TCP port");
+  CLI::Option* tags = add_setting(command, "tags", options,
+                                  "Use this tag file; default: PLC<address>_<area>.csv in the working directory");
   const std::vector<CLI::Option*> simulated = add_simulator_options(command, options, "Start");
-  CLI::Option* area = add_setting(command, "area", options, "Area, the last number of the tag file's name");
-  CLI::Option* timeout = add_setting(command, "timeout", options, "Seconds to wait for a reply");
-  CLI::Option* delay = add_setting(command, "delay", options, "Milliseconds to pause before each transfer");
+  CLI::Option* area = add_setting(command, "area", options, "Set the area, the last number of the tag file's name");
+  CLI::Option* timeout = add_setting(command, "timeout", options, "Wait this many seconds for a reply");
+  CLI::Option* delay = add_setting(command, "delay", options, "Pause this many milliseconds before each transfer");
   CLI::Option* profile = add_setting(command, "profile", options, "What was learnt of the controller, as a file");
   for (CLI::Option* option : {address, port, area, tags, timeout, delay, profile}) option->group(group);
   for (CLI::Option* option : simulated) option->group(group);
@@ -251,16 +252,16 @@ void add_target_options(CLI::App& command, HostOptions& options) {
 void add_name_options(CLI::App& command, HostOptions& options) {
   command.add_option("NAME", options.names, "Variables, with subscripts or without, or patterns");
   add_names_file(command, options);
-  command.add_flag("--all", options.all, "Every variable of the tag file");
+  command.add_flag("--all", options.all, "Read every variable of the tag file");
 }
 
 void add_number_options(CLI::App& command, HostOptions& options) {
   CLI::Option* id =
       plc_usage::add_number(command, "--id", options.register_id, {0, UINT32_MAX}, "Read a register by its number");
-  CLI::Option* offset =
-      plc_usage::add_number(command, "--offset", options.offset, {0, 0xFFFF}, "Element offset, in the driver's units");
+  CLI::Option* offset = plc_usage::add_number(command, "--offset", options.offset, {0, 0xFFFF},
+                                              "Start at this element offset, in the driver's units");
   CLI::Option* count = plc_usage::add_number(command, "--count", options.count, {1, kMostCounted},
-                                             "Number of elements, in the driver's units");
+                                             "Read this many elements, in the driver's units");
   id->each([&options](const std::string&) { options.by_id = true; });
   offset->needs(id)->default_str("0");
   count->needs(id)->default_str("1");
@@ -270,7 +271,7 @@ void add_number_options(CLI::App& command, HostOptions& options) {
 void add_result_options(CLI::App& command, HostOptions& options) {
   add_form_options(command, options);
   add_raw_option(command, options);
-  command.add_flag("--strict", options.strict, "Every value, each of them good, or none");
+  command.add_flag("--strict", options.strict, "Show all values if each of them is good, else none");
 }
 
 void add_read_options(CLI::App& command, HostOptions& options) {
@@ -286,7 +287,7 @@ void add_why_options(CLI::App& command, HostOptions& options) {
   CLI::Option* capture =
       command.add_option("--capture", options.capture, "Look in a capture (pcapng or pcap) instead of reading");
   CLI::Option* port = plc_usage::add_number(command, "--capture-port", options.capture_port, {1, 65535},
-                                            "The controller's port in the capture; else found by itself");
+                                            "Set the controller's port in the capture; default: found automatically");
   CLI::Option* pcap = command.add_option_function<std::string>(
       "--pcap",
       [&options](const std::string& name) {
@@ -301,10 +302,10 @@ void add_why_options(CLI::App& command, HostOptions& options) {
 }
 
 void add_write_options(CLI::App& command, HostOptions& options) {
-  command.add_option("NAME=VALUE", options.names, "What to write");
+  command.add_option("NAME=VALUE", options.names, "Variables and their values");
   add_names_file(command, options);
   CLI::Option* verify = command.add_flag("--verify", options.verify, "Read back and compare");
-  command.add_flag("--dry-run", options.dry_run, "Check and show what would be written, ask the controller nothing")
+  command.add_flag("--dry-run", options.dry_run, "Check and show what would be written; send nothing")
       ->excludes(verify);
   add_form_options(command, options);
   add_target_options(command, options);
@@ -319,12 +320,13 @@ void add_batch_options(CLI::App& command, HostOptions& options) {
 void add_watch_options(CLI::App& command, HostOptions& options) {
   add_name_options(command, options);
   plc_usage::add_number(command, "--interval", options.interval_ms, {0, kLongestIntervalMs, "milliseconds"},
-                        "Milliseconds from one round to the next")
+                        "Start a round every so many milliseconds")
       ->default_str("500");
-  plc_usage::add_number(command, "--rounds", options.rounds, {1, UINT32_MAX}, "End after this many rounds");
-  command.add_flag("--batch", options.batch, "Read through the batch call");
+  plc_usage::add_number(command, "--rounds", options.rounds, {1, UINT32_MAX},
+                        "End after this many rounds; default: never");
+  command.add_flag("--batch", options.batch, "Read with the batch call; default: singly");
   add_form_options(command, options);
-  command.add_flag("--raw", options.raw, "The value alone of one variable, a line for each change");
+  command.add_flag("--raw", options.raw, "Write only the value of one variable, a line for each change");
   command.add_option("--chart", options.chart, "Draw this variable's value over time");
   add_log_options(command, options);
   add_target_options(command, options);
@@ -399,7 +401,8 @@ void check_watch(const HostOptions& options) {
 
 const std::vector<Command>& command_table() {
   static const std::vector<Command> kCommands = {
-      {"info", "Show the driver library and what it says of itself", kInfoDetails, add_info_options, nullptr, run_info},
+      {"info", "Show the driver library, its build and the settings", kInfoDetails, add_info_options, nullptr,
+       run_info},
       {"tags", "List the records of a tag file as the driver reads it", kTagsDetails, add_tags_options, check_tags,
        run_tags},
       {"check", "Check tag files", kCheckDetails, add_check_options, check_check, run_check},
@@ -408,9 +411,9 @@ const std::vector<Command>& command_table() {
       {"write", "Write variables", std::string(kNameRules) + kWriteExamples, add_write_options, check_write, run_write},
       {"batch", "Read many variables in few calls", std::string(kNameRules) + kPatternRules + kBatchExamples,
        add_batch_options, check_names, run_batch},
-      {"watch", "Read again and again and show what changes", std::string(kNameRules) + kPatternRules + kWatchExamples,
+      {"watch", "Read repeatedly and show changes", std::string(kNameRules) + kPatternRules + kWatchExamples,
        add_watch_options, check_watch, run_watch},
-      {"why", "Follow one value to the wire and back, and say where it went wrong",
+      {"why", "Follow one value to the network and back, and show what went wrong",
        std::string(kNameRules) + kWhyExamples, add_why_options, check_why, run_why},
       {"survey", "Find out how a controller answers, and report it", kSurveyExamples, add_survey_options, check_survey,
        run_survey},

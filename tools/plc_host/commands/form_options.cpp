@@ -32,18 +32,19 @@ void take_form(const std::string& word, HostOptions& options) {
 void add_form_option(CLI::App& command, HostOptions& options) {
   command
       .add_option_function<std::string>(
-          "--format", [&options](const std::string& word) { take_form(word, options); }, "Form of the output")
+          "--format", [&options](const std::string& word) { take_form(word, options); },
+          "Write the output in this form; default: text")
       ->type_name("TEXT:{text,json,csv}");
-  command.add_flag("--csv", options.csv, "Rows for spreadsheets, the same as --format csv");
+  command.add_flag("--csv", options.csv, "Write rows for spreadsheets, like --format csv");
 }
 
 void add_form_options(CLI::App& command, HostOptions& options) {
   add_form_option(command, options);
-  command.add_flag("--int64-text", options.wide_texts, "With JSON: 64-bit integers as texts");
+  command.add_flag("--int64-text", options.wide_texts, "Write 64-bit integers as texts in JSON");
 }
 
 void add_raw_option(CLI::App& command, HostOptions& options) {
-  command.add_flag("--raw", options.raw, "Values alone, a line each; none unless all were read");
+  command.add_flag("--raw", options.raw, "Write only the values, a line each; none unless all were read");
 }
 
 void check_form(const HostOptions& options) {

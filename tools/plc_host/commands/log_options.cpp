@@ -63,20 +63,22 @@ void add_log_options(CLI::App& command, HostOptions& options) {
         plc_usage::refuse_stream("--log", name);
         log.file = name;
       },
-      "Log to this file too: a row for each change and each gap");
+      "Write a row for each change and each gap to this file too");
   file->type_name("FILE");
   const auto of_log = [file](CLI::Option* option) { return option->needs(file)->group("Log"); };
   file->group("Log");
-  of_log(command.add_flag("--log-rounds", log.every_round, "A row for each value of each round, changed or not"));
+  of_log(command.add_flag("--log-rounds", log.every_round,
+                          "Write a row for each value of each round; default: for changes"));
   of_log(command.add_option_function<std::string>(
              "--deadband", [&log](const std::string& text) { take_deadband(text, log); },
-             "No row for a number that is not farther than this from its last row"))
+             "Write a row for a number only when it differs by more than this; default: 0"))
       ->type_name("NUMBER");
   CLI::Option* rotate = of_log(command.add_option_function<std::string>(
       "--rotate", [&log](const std::string& text) { take_rotation(text, log); },
-      "Begin a new file before this size (10MB), each day of UTC (daily), or both (10MB,daily)"));
+      "Start a new file before this size (10MB), each day of UTC (daily), or both (10MB,daily); default: never"));
   rotate->type_name("SIZE");
-  of_log(plc_usage::add_number(command, "--keep", log.kept, {1, kMostKept}, "Files put aside that stay; else all do"))
+  of_log(
+      plc_usage::add_number(command, "--keep", log.kept, {1, kMostKept}, "Keep this many closed files; default: all"))
       ->needs(rotate);
 }
 

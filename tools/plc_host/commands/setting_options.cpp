@@ -16,7 +16,7 @@ CLI::Option* add_setting(CLI::App& command, const std::string& name, HostOptions
 
 CLI::Option* add_library_option(CLI::App& command, HostOptions& options) {
   const auto keep = [&options](const std::string& text) { options.given["driver"] = text; };
-  return command.add_option_function<std::string>("--library", keep, "The same as --driver PATH");
+  return command.add_option_function<std::string>("--library", keep, "Load this driver library, like --driver PATH");
 }
 
 }  // namespace plc_host
