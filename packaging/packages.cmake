@@ -79,8 +79,8 @@ set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONTROL_EXTRA
   ${CMAKE_CURRENT_SOURCE_DIR}/gateway/postinst ${CMAKE_CURRENT_SOURCE_DIR}/gateway/prerm
   ${CMAKE_CURRENT_SOURCE_DIR}/gateway/postrm)
 set(CPACK_COMPONENT_GATEWAY_DESCRIPTION "${PROJECT_DESCRIPTION} (gateway)
- Puts a controller on an MQTT broker, as a Sparkplug B edge node with one device: plc-gateway, and a unit of systemd for
- each controller, none of which is enabled.")
+ Publishes the variables of a controller on an MQTT broker, as a Sparkplug B edge node with one device. It contains the
+ program plc-gateway and a systemd unit for each controller, which the installation does not enable.")
 
 # The same for every machine.
 set(CPACK_DEBIAN_DOC_PACKAGE_NAME plc-driver-doc)
