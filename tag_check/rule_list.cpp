@@ -187,7 +187,7 @@ void add_type_rules(std::vector<Rule>* rules) {
                     "Remove the line, and let the ids in column 8 begin at 0.", "Speed,INT,,,,,,0,1,0,0,\n",
                     "Name,Type,Ranges,Length,5,6,7,Id,Global,Flag,Program,Scope\n"});
   rules->push_back({"T044", Severity::kError, "two lengths or two ranges",
-                    "Ranges stand in column 3 and lengths in column 4; those within the type are others.",
+                    "Column 3 has the ranges and column 4 the length; the type contains others.",
                     "Leave one of them out.", "Name,STRING,,20,,,,0,1,0,0,\n", "Name,STRING(20),,30,,,,0,1,0,0,\n"});
 }
 
@@ -267,8 +267,8 @@ void add_scope_rules(std::vector<Rule>* rules) {
        "Column 11 is a decimal from 0 to 255. The driver uses its low 8 bits when the directory has no match.",
        "Correct the number.", "Step,INT,,,,,,0,0,0,1,MAIN\n", "Step,INT,,,,,,0,0,0,300,MAIN\n"});
   rules->push_back({"T075", Severity::kWarning, "program within a name",
-                    "The driver asks for the whole name; the controller knows no such variable.",
-                    "Write the name alone in column 1, its program in column 12 and 0 in column 9.",
+                    "The driver asks for the whole name, and the controller does not know such a variable.",
+                    "Write only the name in column 1, its program in column 12 and 0 in column 9.",
                     "Step,INT,,,,,,0,0,0,1,MAIN\n", "MAIN/Step,INT,,,,,,0,1,0,0,\n"});
 }
 
