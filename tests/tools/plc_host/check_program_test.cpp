@@ -38,7 +38,7 @@ TEST_F(CheckTest, RuleByItsCode_IsShownAlone) {
   const Outcome outcome = check({"--rules", "T042"});
   EXPECT_EQ(outcome.code, 0);
   EXPECT_EQ(outcome.out,
-            "T042 (error) type in other letters\n    Type names count only as they stand, in upper case.\n"
+            "T042 (error) type not in upper case\n    Type names count only in upper case.\n"
             "    Write the type in upper case.\n");
   EXPECT_EQ(count_of(check({"--rules", "T042", "T001"}).out, " (error) "), 2U);
 }

@@ -18,8 +18,8 @@ namespace plc_gateway {
 namespace {
 
 constexpr char kDescription[] =
-    "Publishes one controller's variables on an MQTT broker, as a Sparkplug B 3.0 edge\n"
-    "node with one device.";
+    "Publishes one controller's variables on an MQTT broker, as a Sparkplug B 3.0\n"
+    "edge node with one device.";
 
 constexpr char kExamples[] =
     "Examples:\n"
@@ -35,8 +35,8 @@ constexpr char kExamples[] =
 
 constexpr char kRunDetails[] =
     "Polls the controller and publishes what changes, until SIGTERM or SIGINT.\n"
-    "SIGHUP makes it read FILE again. When FILE has mistakes, it reports them and keeps\n"
-    "the old configuration.\n"
+    "SIGHUP makes it read FILE again. When FILE has mistakes, it reports them and\n"
+    "keeps the old configuration.\n"
     "\n"
     "Example: plc-gateway run press1.toml\n";
 

@@ -26,7 +26,7 @@
 namespace plc_host {
 namespace {
 
-constexpr char kDescription[] = "A command-line host for the PLC driver, which loads the driver like a panel.";
+constexpr char kDescription[] = "A command-line host that loads the PLC driver like a panel.";
 
 constexpr char kExamples[] =
     "Examples:\n"
