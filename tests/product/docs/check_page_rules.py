@@ -59,7 +59,7 @@ def check_measures():
 
 
 def check_words():
-    found = prose_rules.quaint_words("page.md", PAGE, prose_rules.rules()["word"])
+    found = prose_rules.quaint_words("page.md", PAGE, prose_rules.quaint())
     expect([problem.partition("': ")[0] for problem in found], ["page.md:19: 'road", "page.md:19: 'says"],
            "quaint words")
 
