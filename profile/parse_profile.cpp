@@ -134,7 +134,7 @@ class ProfileParser {
     take_text(called(row), node, profile_.*slot);
   }
 
-  void take_value(const KeyRow& row, const toml::node& node, double Profile::*slot) {
+  void take_value(const KeyRow& row, const toml::node& node, std::optional<double> Profile::*slot) {
     take_decimal(row, node, profile_.*slot);
   }
 
@@ -142,7 +142,7 @@ class ProfileParser {
     take_decimal(row, node, profile_.*slot.pace.*slot.part);
   }
 
-  void take_decimal(const KeyRow& row, const toml::node& node, double& slot) {
+  void take_decimal(const KeyRow& row, const toml::node& node, std::optional<double>& slot) {
     const std::optional<double> number = node.is_number() ? node.value<double>() : std::nullopt;
     const bool is_within = number && *number >= row.low && *number <= row.high;  // not a number is in no range
     if (!is_within) return wrong(called(row), node, "a number of milliseconds " + range_of(row));

@@ -17,10 +17,10 @@ enum class Echo { kRight, kZero, kOther };
 // What becomes of a connect, or of a request, that the controller does not take.
 enum class Turned { kRefused, kClosed, kSilent };
 
-// How long an answer to one name or value takes, and how much longer each further one makes it.
+// How long an answer to one name or value takes, and how much longer each further one makes it. Absent: not measured.
 struct Pace {
-  double first_ms = 0;
-  double each_ms = 0;
+  std::optional<double> first_ms;
+  std::optional<double> each_ms;
 };
 
 struct Profile {
@@ -35,7 +35,7 @@ struct Profile {
   std::optional<uint32_t> segment_bytes;     // that the controller announces; absent: as large as the link takes
 
   std::optional<uint32_t> piece_bytes;  // of a reply; absent: replies come whole
-  double piece_gap_ms = 0;
+  std::optional<double> piece_gap_ms;
   uint32_t bytes_behind_values = 0;  // in replies to value requests, counted by L
   Echo length = Echo::kRight;
   Echo complement = Echo::kRight;

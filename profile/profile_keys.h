@@ -13,13 +13,13 @@ namespace plc_profile {
 
 struct PacePart {
   Pace Profile::*pace;
-  double Pace::*part;
+  std::optional<double> Pace::*part;
 };
 
 // Where a key's value is in a profile.
-using Slot = std::variant<std::string Profile::*, bool Profile::*, double Profile::*, uint16_t Profile::*,
-                          uint32_t Profile::*, std::optional<uint32_t> Profile::*, Echo Profile::*, Turned Profile::*,
-                          Profile::Shape Profile::*, Profile::Guarded Profile::*, PacePart>;
+using Slot = std::variant<std::string Profile::*, bool Profile::*, std::optional<double> Profile::*,
+                          uint16_t Profile::*, uint32_t Profile::*, std::optional<uint32_t> Profile::*, Echo Profile::*,
+                          Turned Profile::*, Profile::Shape Profile::*, Profile::Guarded Profile::*, PacePart>;
 
 struct KeyRow {
   const char* section;

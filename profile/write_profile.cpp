@@ -57,10 +57,10 @@ class SlotText {
     const std::string& text = profile_.*slot;
     return text.empty() ? std::nullopt : std::optional<std::string>(toml_string(text));
   }
-  std::optional<std::string> operator()(double Profile::*slot) const { return plc_toml::number_text(profile_.*slot); }
-  std::optional<std::string> operator()(PacePart slot) const {
-    return plc_toml::number_text(profile_.*slot.pace.*slot.part);
+  std::optional<std::string> operator()(std::optional<double> Profile::*slot) const {
+    return decimal_text(profile_.*slot);
   }
+  std::optional<std::string> operator()(PacePart slot) const { return decimal_text(profile_.*slot.pace.*slot.part); }
   std::optional<std::string> operator()(uint16_t Profile::*slot) const {
     constexpr int kStatusDigits = 4;
     return plc_base::hexadecimal(profile_.*slot, kStatusDigits);
@@ -76,6 +76,10 @@ class SlotText {
   }
 
  private:
+  static std::optional<std::string> decimal_text(const std::optional<double>& number) {
+    return number ? std::optional<std::string>(plc_toml::number_text(*number)) : std::nullopt;
+  }
+
   const Profile& profile_;
 };
 

@@ -47,7 +47,7 @@ TEST(ReadProfile, NoLine_IsPlcSimWithoutProfile) {
   EXPECT_EQ(profile.shape, Profile::Shape::kFull);
   EXPECT_EQ(profile.refusal_status, 4);
   EXPECT_EQ(profile.status_done, 0);
-  EXPECT_EQ(profile.read.first_ms, 0);
+  EXPECT_EQ(profile.read.first_ms, std::nullopt);
   EXPECT_FALSE(profile.most_connections || profile.piece_bytes || profile.names_per_request);
   EXPECT_EQ(profile.guarded, Profile::Guarded::kUnknown);
 }

@@ -22,7 +22,7 @@ constexpr unsigned kOwnNumbers = 0x4000;  // far from those that hosts begin wit
 constexpr size_t kDimensionBytes = 4;
 
 double paced(const Pace& pace, size_t items) {
-  return pace.first_ms + pace.each_ms * static_cast<double>(std::max<size_t>(items, 1) - 1);
+  return pace.first_ms.value_or(0) + pace.each_ms.value_or(0) * static_cast<double>(std::max<size_t>(items, 1) - 1);
 }
 
 bool is_of(const Profile::Refused& refused, const Variable& variable) {
@@ -83,7 +83,7 @@ std::vector<std::string> Imitation::problems() const {
     problems.push_back("the profile refuses " + shown_name(name) + ", which no tag file declares");
   }
   constexpr double kLeastTold = 1;
-  if (profile_.connect.first_ms >= kLeastTold) {
+  if (profile_.connect.first_ms.value_or(0) >= kLeastTold) {
     problems.emplace_back("the profile's connect_ms is not imitated: this machine answers a connect by itself");
   }
   return problems;
@@ -103,9 +103,9 @@ Imitation::Load Imitation::load_of(const Session& session, const Request& reques
 double Imitation::wait_ms(RequestKind kind, size_t items) const {
   switch (kind) {
     case RequestKind::kDirectoryStart:
-      return profile_.directory_start.first_ms;
+      return profile_.directory_start.first_ms.value_or(0);
     case RequestKind::kDirectory:
-      return profile_.directory.first_ms;
+      return profile_.directory.first_ms.value_or(0);
     case RequestKind::kResolve:
       return paced(profile_.resolve, items);
     case RequestKind::kRead:
@@ -132,7 +132,7 @@ Answer Imitation::handle(Session& session, const Bytes& frame) {
   // Down to whole milliseconds: what this machine itself takes comes on top.
   answer.manner.wait_ms = static_cast<unsigned>(std::max(wait_ms(answer.kind, load.items), least_ms));
   answer.manner.piece_bytes = profile_.piece_bytes.value_or(0);
-  answer.manner.gap_ms = static_cast<unsigned>(profile_.piece_gap_ms);
+  answer.manner.gap_ms = static_cast<unsigned>(profile_.piece_gap_ms.value_or(0));
   return answer;
 }
 
