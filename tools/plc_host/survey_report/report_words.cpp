@@ -86,10 +86,17 @@ std::string status_text(uint16_t status) {
   return text.data();
 }
 
-std::string ms_text(double ms) {
+std::string shown_ms(double ms) {
   constexpr double kWhole = 100;
   const int decimals = ms < 1 ? 3 : ms < kWhole ? 2 : 0;
   return decimal(ms, decimals) + " ms";
+}
+
+std::string utc_text(const std::string& iso) {
+  constexpr size_t kDay = 10;
+  constexpr size_t kWhole = 20;  // to the second
+  if (iso.size() != kWhole || iso[kDay] != 'T' || iso.back() != 'Z') return iso;
+  return iso.substr(0, kDay) + " " + iso.substr(kDay + 1, kWhole - kDay - 2) + " UTC";
 }
 
 std::string seconds_text(double seconds) {

@@ -18,7 +18,10 @@ const char* word_of(Verdict::Usable usable);
 std::string status_text(uint16_t status);
 
 // "1.25 ms": as many decimals as say something.
-std::string ms_text(double ms);
+std::string shown_ms(double ms);
+
+// "2026-11-22 09:30:00 UTC" of "2026-11-22T09:30:00Z"; any other text as it is.
+std::string utc_text(const std::string& iso);
 
 // "3 min 12 s"
 std::string seconds_text(double seconds);

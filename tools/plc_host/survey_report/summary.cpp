@@ -24,7 +24,8 @@ std::string some_names(const std::vector<std::string>& names) {
 }
 
 std::string whole_sentence(const SurveyRecord& record) {
-  std::string text = "The controller at " + controller_text(record.link) + " was surveyed on " + record.made + " for ";
+  std::string text =
+      "The controller at " + controller_text(record.link) + " was surveyed on " + utc_text(record.made) + " for ";
   text += seconds_text(record.took_s);
   if (record.is_whole) return text + ".";
   return text + "; the survey did not come to its end" + (record.ended.empty() ? "" : ": " + record.ended) + ".";
@@ -37,7 +38,7 @@ std::string link_sentence(const Link& link) {
   text += plural(link.connects_tried, "connection");
   if (link.connect_ms.empty()) return text + ".";
   const Spread spread = spread_of(link.connect_ms);
-  return text + ", in " + ms_text(spread.p50) + " (p50), " + ms_text(spread.largest) + " at most.";
+  return text + ", in " + shown_ms(spread.p50) + " (p50), " + shown_ms(spread.largest) + " at most.";
 }
 
 size_t count_of(const Programs& programs, ProgramFinding::State state) {
@@ -53,8 +54,8 @@ std::string programs_sentence(const Programs& programs) {
   const size_t declared = programs.findings.size() - count_of(programs, ProgramFinding::State::kUndeclared);
   if (declared == 0) return text + "; the tag files name none.";
   if (missing + cut == 0) return text + ", and has all that the tag files name.";
-  text += "; of " + std::to_string(declared) + " that the tag files name, " + std::to_string(missing);
-  return text + " are missing and " + std::to_string(cut) + " are cut.";
+  text += "; of " + std::to_string(declared) + " that the tag files name, it lacks " + std::to_string(missing);
+  return text + " and cuts the name of " + std::to_string(cut) + ".";
 }
 
 size_t count_of(const Variables& variables, VariableFinding::State state) {
@@ -98,8 +99,8 @@ std::string times_sentence(const std::vector<Times>& times, const Step& step) {
     for (const Times& one : times) {
       if (one.kind != kind || one.names != 1 || one.ms.empty()) continue;
       const Spread spread = spread_of(one.ms);
-      std::string text = "A request of one name (" + one.kind + ") is answered in " + ms_text(spread.p50);
-      text += " (p50), " + ms_text(spread.p99) + " (p99) and " + ms_text(spread.largest) + " at most, of ";
+      std::string text = "A request of one name (" + one.kind + ") is answered in " + shown_ms(spread.p50);
+      text += " (p50), " + shown_ms(spread.p99) + " (p99) and " + shown_ms(spread.largest) + " at most, of ";
       return text + plural(one.ms.size(), "measurement") + ".";
     }
   }
@@ -137,8 +138,11 @@ Question question_on(const VariableFinding& one) {
     case VariableFinding::State::kNotNamed:
       return {one.name,
               "Is it there, and under this name? No place came back for it" + why + "." + near_text(one.near)};
+    case VariableFinding::State::kDifferent:
+      return {one.name,
+              "Does it change by itself, and is it " + one.type + "? It was read with different values" + why + "."};
     default:
-      return {one.name, "Is it " + one.type + " in the controller too? It is " + word_of(one.state) + why + "."};
+      return {one.name, "Is it " + one.type + " in the controller too? The reply is " + word_of(one.state) + why + "."};
   }
 }
 

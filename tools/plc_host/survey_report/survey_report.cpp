@@ -6,6 +6,7 @@
 #include "base/json_text.h"
 #include "base/whole_file.h"
 #include "tools/plc_host/survey_report/report_json.h"
+#include "tools/plc_host/survey_report/report_page.h"
 
 namespace plc_host::survey {
 namespace {
@@ -20,7 +21,9 @@ std::string write_one(const std::string& path, const std::string& text) {
 std::string write_reports(const SurveyRecord& record, const std::string& folder) {
   constexpr int kIndent = 1;
   const std::string json = plc_base::json_text(report_json(record), kIndent) + "\n";
-  return write_one(folder + "/report.json", json);
+  const std::string of_json = write_one(folder + "/report.json", json);
+  const std::string of_page = write_one(folder + "/report.html", report_page(record));
+  return of_json + (of_json.empty() || of_page.empty() ? "" : "; ") + of_page;
 }
 
 }  // namespace plc_host::survey

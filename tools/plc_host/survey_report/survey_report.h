@@ -1,4 +1,4 @@
-// What a survey found out as files.
+// What a survey found out as files: a page for people and the same for programs.
 #pragma once
 
 #include <string>
@@ -7,7 +7,8 @@
 
 namespace plc_host::survey {
 
-// Writes report.json into the folder, whole or not at all. Empty when it is there, else why it is not.
+// Writes report.html and report.json into the folder, each whole or not at all. Empty when both are there, else which
+// one is not and why.
 std::string write_reports(const SurveyRecord& record, const std::string& folder);
 
 }  // namespace plc_host::survey

@@ -112,8 +112,9 @@ std::string never(const VariableStore& store, const AskLog& asked) {
   const std::vector<std::string> variables = never_asked(store, asked);
   if (variables.empty()) return {};
   std::string items;
-  for (size_t i = 0; i < std::min(variables.size(), kMostRows); ++i)
+  for (size_t i = 0; i < std::min(variables.size(), kMostRows); ++i) {
     items += html_element("li", html_name(variables[i]));
+  }
   if (variables.size() > kMostRows) {
     items += html_element("li", "and " + std::to_string(variables.size() - kMostRows) + " more");
   }

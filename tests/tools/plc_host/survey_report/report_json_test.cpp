@@ -98,10 +98,11 @@ TEST(SurveyJson, NothingMeasured_IsNoZero) {
   EXPECT_EQ(report["programs"]["directory"], nullptr);
   EXPECT_EQ(report["heads"]["fields"], nullptr);
   EXPECT_EQ(report["not_done"].size(), 8U);
-  EXPECT_EQ(report["found"],
-            Json::array({"The controller at press7:8500 was surveyed on 2026-11-22T09:30:00Z for 0.0 s; the survey did "
-                         "not come to its end: the controller's name is not known.",
-                         "Its name could not be resolved: Name or service not known."}));
+  EXPECT_EQ(
+      report["found"],
+      Json::array({"The controller at press7:8500 was surveyed on 2026-11-22 09:30:00 UTC for 1.4 s; the survey did "
+                   "not come to its end: the controller's name is not known.",
+                   "Its name could not be resolved: Name or service not known."}));
 }
 
 TEST(SurveyJson, Questions_AreForTheProgrammer) {
@@ -115,7 +116,7 @@ TEST(SurveyJson, Questions_AreForTheProgrammer) {
             "Is it there, and under this name? The controller refused it, status 0004. Names that are near: "
             "Motor.Speed.");
   EXPECT_EQ(with(questions, "about", "Table")["question"],
-            "Is it DINT in the controller too? It is too short: the reply has 2 bytes where DINT takes 4.");
+            "Is it DINT in the controller too? The reply is too short: the reply has 2 bytes where DINT takes 4.");
 }
 
 TEST(SurveyJson, TextFromOutside_IsOneThatATerminalMayHave) {

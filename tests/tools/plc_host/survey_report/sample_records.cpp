@@ -243,6 +243,7 @@ SurveyRecord empty_record() {
   record.version = "1.1.0";
   record.command = "plc-host survey --address press7 --output survey";
   record.ended = "the controller's name is not known";
+  record.took_s = 1.4;
   record.link.host = "press7";
   record.link.port = 8500;
   record.link.name_problem = "Name or service not known";

@@ -1,0 +1,146 @@
+// What report.html says, in which order, and how text from outside stands in it.
+#include "tools/plc_host/survey_report/report_page.h"
+
+#include <gmock/gmock.h>
+
+#include "tests/tools/plc_host/survey_report/sample_records.h"
+#include "tools/plc_host/survey_report/report_words.h"
+
+namespace {
+
+using namespace plc_host::survey;
+using testing::HasSubstr;
+using testing::Not;
+
+size_t times_in(const std::string& text, const std::string& part) {
+  size_t count = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+TEST(SurveyPage, VerdictAndWhatWasLeftWritten_ComeFirst) {
+  const std::string page = report_page(survey_test::full_record());
+  EXPECT_THAT(page, HasSubstr("<h1>Survey of the controller at 192.168.0.10:8500</h1>\n<p class=\"verdict bad\">The "
+                              "guarded build cannot be used here: use the contract build.</p>\n<p class=\"alarm\">Not "
+                              "set back, look after it now: Scratch.Flag: it was true</p>"));
+  EXPECT_THAT(page, HasSubstr("<dt>made</dt><dd>2026-11-22 09:30:00 UTC</dd>"));
+  EXPECT_THAT(page, HasSubstr("<td><code>batch_names</code></td><td><strong>50</strong></td><td>51 names were refused, "
+                              "status 0011</td>"));
+}
+
+TEST(SurveyPage, EachVerdict_HasItsSentenceAndColour) {
+  const std::pair<Verdict::Usable, const char*> kBadges[] = {
+      {Verdict::Usable::kYes, "good\">The guarded build can be used here, with all of its checks."},
+      {Verdict::Usable::kWithoutStatus,
+       "good\">The guarded build can be used here when it is built without its check of "
+       "the status (-DPLC_GUARD_STATUS=OFF)."},
+      {Verdict::Usable::kWithoutValueEnd,
+       "good\">The guarded build can be used here when it is built without its check "
+       "of the end of values (-DPLC_GUARD_VALUE_END=OFF)."},
+      {Verdict::Usable::kWithoutBoth,
+       "good\">The guarded build can be used here when it is built without its checks of "
+       "the status and of the end of values (-DPLC_GUARD_STATUS=OFF "
+       "-DPLC_GUARD_VALUE_END=OFF)."},
+      {Verdict::Usable::kNotUsable, "bad\">The guarded build cannot be used here: use the contract build."},
+      {Verdict::Usable::kUnknown, "unknown\">Whether the guarded build can be used here is not known."}};
+  for (const auto& [usable, badge] : kBadges) {
+    SurveyRecord record = survey_test::full_record();
+    record.verdict.usable = usable;
+    EXPECT_THAT(report_page(record), HasSubstr(std::string("<p class=\"verdict ") + badge));
+  }
+}
+
+TEST(SurveyPage, Questions_AreAList) {
+  EXPECT_THAT(report_page(survey_test::full_record()),
+              HasSubstr("<h2>What to ask the controller&#39;s programmer</h2>\n<ul class=\"questions\"><li><strong>MAIN"
+                        "</strong>: Can one of the two be called otherwise? MAIN2 begins with this name.</li>\n"));
+  EXPECT_THAT(report_page(survey_test::large_record()), HasSubstr("<li>and 1003 more</li>"));
+}
+
+TEST(SurveyPage, Evidence_MarksWhatIsWrong) {
+  const std::string page = report_page(survey_test::full_record());
+  EXPECT_THAT(page,
+              HasSubstr("Evidence 1: reply to resolve of Motor.Speed: sequence number 0 in place of 17; packet 214 "
+                        "of survey.pcapng"));
+  EXPECT_THAT(page, HasSubstr("<tr><td>sequence number</td><td><code>00 11</code></td><td class=\"wrong\"><code>00 "
+                              "00</code> not that of the request</td></tr>"));
+  EXPECT_THAT(page, HasSubstr("<td>status</td><td></td><td class=\"wrong\"><code>00 04</code> not 0</td>"));
+  EXPECT_THAT(page, HasSubstr("<td>class</td><td><code>0C</code></td><td><code>0C</code></td>"));
+}
+
+TEST(SurveyPage, WhatWasNotMeasured_SaysWhyAndHasNoFigure) {
+  const std::string page = report_page(survey_test::interrupted_record());
+  EXPECT_THAT(page, HasSubstr("<p class=\"verdict bad\">The survey is not whole: interrupted.</p>"));
+  EXPECT_THAT(page, HasSubstr("<h2>Over hours</h2>\n<p class=\"why\">Not measured: interrupted.</p>\n</section>"));
+  EXPECT_THAT(page, HasSubstr("<h2>Writes</h2>\n<p class=\"why\">Not measured: --write names no variable.</p>"));
+  EXPECT_THAT(page, HasSubstr("<h2>Variables</h2>\n<p class=\"why\">Measured in part: interrupted.</p>"));
+  EXPECT_THAT(page,
+              HasSubstr("<td>values end the reply</td><td>not measured</td><td class=\"number\">not measured</td>"));
+  EXPECT_THAT(page, HasSubstr("<p class=\"why\">Where replies with values end was not measured.</p>"));
+  EXPECT_THAT(page, HasSubstr("Nothing is recommended: too little was measured."));
+  EXPECT_THAT(page, Not(HasSubstr("<svg class=\"chart\"")));
+}
+
+TEST(SurveyPage, NothingMeasured_IsNoZero) {
+  const std::string page = report_page(survey_test::empty_record());
+  EXPECT_THAT(page, HasSubstr("Its name could not be resolved: Name or service not known."));
+  EXPECT_THAT(page, Not(HasSubstr("<dd>0")));
+  EXPECT_THAT(page, Not(HasSubstr(">0</td>")));
+  EXPECT_THAT(page, Not(HasSubstr("0 replies")));
+}
+
+TEST(SurveyPage, MarkupFromOutside_IsText) {
+  const std::string page = report_page(survey_test::hostile_record());
+  EXPECT_THAT(page, Not(HasSubstr("<script")));
+  EXPECT_EQ(page.find('\x1b'), std::string::npos);
+  EXPECT_EQ(page.find("\xE2\x80\xAE"), std::string::npos);
+  EXPECT_EQ(page.find('\xff'), std::string::npos);
+  EXPECT_GT(
+      times_in(page, "&lt;/td&gt;&lt;script&gt;window.wasRun=1&lt;/script&gt;&amp;&quot;&#39;\\x1b[2J\\n\\u{202e}"),
+      50U);
+}
+
+TEST(SurveyPage, LongLists_SayHowMuchIsMissing) {
+  const std::string page = report_page(survey_test::large_record());
+  EXPECT_EQ(times_in(page, "<td>refused, status 0004</td>"), 1000U);
+  EXPECT_THAT(page, HasSubstr("<p>and 1000 more</p>"));
+  EXPECT_THAT(page, HasSubstr("<summary>8000 variables as declared</summary>"));
+  EXPECT_LT(page.size(), 1000000U);
+}
+
+TEST(SurveyPage, Charts_AreDrawnOfWhatWasMeasured) {
+  SurveyRecord record;
+  record.times_step.state = Step::State::kDone;
+  record.times = {{"read", 1, {1, 2, 4}}, {"read", 11, {2, 4, 4}}, {"write", 1, {}}};
+  const std::string page = report_page(record);
+  EXPECT_EQ(times_in(page, "<svg class=\"chart\""), 2U);
+  // From 0 at 190 to 5 ms at 12: 2 ms are 71.2 above the bottom, 4 ms 142.4.
+  EXPECT_THAT(page, HasSubstr("<path class=\"line p50-line\" d=\"M82.0 118.8L690.0 47.6\"/>"));
+  EXPECT_THAT(page, HasSubstr("<path class=\"line largest-line\" d=\"M82.0 47.6L690.0 47.6\"/>"));
+  EXPECT_THAT(page, Not(HasSubstr("Answer times of write")));
+}
+
+TEST(SurveyPage, TimesFarApart_AreDrawnByPowersOfTen) {
+  SurveyRecord record;
+  record.times_step.state = Step::State::kDone;
+  record.times = {{"read", 1, {1}}, {"read", 2, {1000}}};
+  const std::string page = report_page(record);
+  EXPECT_THAT(page, HasSubstr("Answer times of read by number of names, in ms; each line ten times the one before"));
+  EXPECT_THAT(page, HasSubstr("d=\"M82.0 190.0L690.0 12.0\""));
+}
+
+TEST(SurveyWords, Numbers_HaveAsManyDecimalsAsSaySomething) {
+  EXPECT_EQ(shown_ms(0.0421), "0.042 ms");
+  EXPECT_EQ(shown_ms(1.2345), "1.23 ms");
+  EXPECT_EQ(shown_ms(312.4), "312 ms");
+  EXPECT_EQ(seconds_text(4.25), "4.2 s");
+  EXPECT_EQ(seconds_text(59.4), "59 s");
+  EXPECT_EQ(seconds_text(192), "3 min 12 s");
+  EXPECT_EQ(seconds_text(7512), "2 h 5 min");
+  EXPECT_EQ(hours_text(2), "2 h");
+  EXPECT_EQ(hours_text(0.5), "30 min");
+  EXPECT_EQ(pieces_text({536, 80}), "536 + 80");
+  EXPECT_EQ(pieces_text(std::vector<size_t>(9, 100)), "100 + 100 + 100 + 100 + 100 + 100 and 3 pieces more");
+}
+
+}  // namespace
