@@ -99,8 +99,9 @@ run_ctest() {
   [ "$failed" -eq 0 ]
 }
 
-# What depends on no compiler, the dev job tests: the dissector, the page in a browser, builds in other projects.
-compiled_tests=(--label-exclude "dissector|browser|embedding")
+# What depends on no compiler, the dev job tests: the dissector, the page in a browser, builds in other projects, surveys
+# of controllers that differ.
+compiled_tests=(--label-exclude "dissector|browser|embedding|survey")
 readonly asan_options=detect_stack_use_after_return=1:strict_string_checks=1
 
 # run_suite JOB PRESET [CTEST ARGUMENT...]: builds a preset and runs its tests; a build that fails counts as one failure.
