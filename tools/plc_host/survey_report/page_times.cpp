@@ -203,8 +203,9 @@ std::string writes_html(const SurveyRecord& record) {
                yes_or_no(one.read_back), yes_or_no(one.neighbours_kept), yes_or_no(one.set_back), shown_html(one.why)});
   }
   std::string html = table.finish();
-  if (!writes.neighbours.empty())
+  if (!writes.neighbours.empty()) {
     html += "<p>Neighbours that were watched: " + html_list(writes.neighbours) + ".</p>\n";
+  }
   return step_section("Writes", writes.step, html);
 }
 

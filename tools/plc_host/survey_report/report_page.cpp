@@ -2,6 +2,7 @@
 #include "tools/plc_host/survey_report/report_page.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "base/page/html.h"
 #include "base/shown_text.h"
@@ -98,22 +99,50 @@ std::string holds_text(const Verdict::Rule& rule) {
   return rule.holds ? "holds" : "<span class=\"wrong\">does not hold</span>";
 }
 
+// An exchange that is evidence, once for all rules that it is shown for.
+struct Evidence {
+  const Frame* frame;
+  std::string shows;
+};
+
+void add_evidence(std::vector<Evidence>& all, const Verdict::Rule& rule, const Frame& frame) {
+  const std::string shows = rule.holds ? "keeps the rule \"" + rule.rule + "\"" : frame.title;
+  const auto same = std::find_if(all.begin(), all.end(), [&frame](const Evidence& one) {
+    return frame.packet > 0 && one.frame->packet == frame.packet;
+  });
+  if (same == all.end()) {
+    all.push_back({&frame, shows});
+  } else {
+    same->shows += "; " + shows;
+  }
+}
+
+std::string evidence_html(const Verdict& verdict) {
+  std::vector<Evidence> all;
+  for (const Verdict::Rule& rule : verdict.rules) {
+    for (const Frame& frame : rule.evidence) add_evidence(all, rule, frame);
+  }
+  std::string html;
+  for (size_t i = 0; i < all.size(); ++i) {
+    Frame shown = *all[i].frame;
+    shown.title = all[i].shows;
+    html += frame_html("Evidence " + std::to_string(i + 1), shown);
+  }
+  return html.empty() ? html : "<h3>Evidence</h3>\n" + html;
+}
+
 std::string verdict_html(const SurveyRecord& record) {
   std::string html = "<p>" + shown_html(verdict_sentence(record.verdict));
   if (!record.verdict.because.empty()) html += " " + shown_html(record.verdict.because);
   html += "</p>\n";
   HtmlTable table("Rules of the guarded build", {"rule", "found", "replies that keep it", "that break it"}, 2);
-  std::string evidence;
-  size_t frames = 0;
   for (const Verdict::Rule& rule : record.verdict.rules) {
     const bool is_measured = rule.kept + rule.broken > 0;
     table.add({shown_html(rule.rule), holds_text(rule), is_measured ? std::to_string(rule.kept) : "not measured",
                is_measured ? std::to_string(rule.broken) : "not measured"});
-    for (const Frame& frame : rule.evidence) evidence += frame_html("Evidence " + std::to_string(++frames), frame);
   }
   if (!record.verdict.rules.empty()) html += table.finish();
-  if (!evidence.empty()) html += "<h3>Evidence</h3>\n" + evidence;
-  return html_section("The guarded build", html);
+  return html_section("The guarded build", html + evidence_html(record.verdict));
 }
 
 std::string not_done_html(const SurveyRecord& record) {

@@ -68,6 +68,16 @@ TEST(SurveyPage, Evidence_MarksWhatIsWrong) {
   EXPECT_THAT(page, HasSubstr("<td>class</td><td><code>0C</code></td><td><code>0C</code></td>"));
 }
 
+TEST(SurveyPage, OneExchangeForSeveralRules_IsShownOnce) {
+  SurveyRecord record = survey_test::full_record();
+  record.verdict.rules[0].evidence = record.verdict.rules[1].evidence = record.verdict.rules[2].evidence;
+  const std::string page = report_page(record);
+  EXPECT_EQ(times_in(page, "<figcaption>Evidence "), 2U);
+  EXPECT_THAT(page, HasSubstr("<figcaption>Evidence 1: keeps the rule &quot;length&quot;; keeps the rule "
+                              "&quot;complement&quot;; reply to resolve of Motor.Speed: sequence number 0 in place of "
+                              "17; packet 214 of survey.pcapng</figcaption>"));
+}
+
 TEST(SurveyPage, WhatWasNotMeasured_SaysWhyAndHasNoFigure) {
   const std::string page = report_page(survey_test::interrupted_record());
   EXPECT_THAT(page, HasSubstr("<p class=\"verdict bad\">The survey is not whole: interrupted.</p>"));
