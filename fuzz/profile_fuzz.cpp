@@ -131,12 +131,12 @@ struct RangeJudge {
   const KeyRow& row;
 
   void judge(double number) const { demand(number >= row.low && number <= row.high, "a number is in its range"); }
-  void operator()(std::string Profile::*) const {}
-  void operator()(double Profile::*slot) const { judge(profile.*slot); }
-  void operator()(PacePart slot) const { judge(profile.*slot.pace.*slot.part); }
-  void operator()(std::optional<uint32_t> Profile::*slot) const {
-    if (profile.*slot) judge(*(profile.*slot));
+  template <typename Number>
+  void judge(const std::optional<Number>& number) const {
+    if (number) judge(*number);
   }
+  void operator()(std::string Profile::*) const {}
+  void operator()(PacePart slot) const { judge(profile.*slot.pace.*slot.part); }
   template <typename Member>
   void operator()(Member Profile::*slot) const {
     if constexpr (std::is_enum_v<Member> || std::is_same_v<Member, bool>) {

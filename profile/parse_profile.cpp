@@ -16,7 +16,6 @@ namespace {
 
 using plc_toml::Findings;
 using plc_toml::form_of;
-using plc_toml::number_text;
 using plc_toml::place_of;
 
 constexpr size_t kMostFileBytes = size_t{1} << 20U;
@@ -84,23 +83,25 @@ class ProfileParser {
                                                    " for each variable, its name below it");
       return;
     }
-    for (const toml::node& element : *node.as_array()) {
-      Profile::Refused refused;
-      for (const auto& [key, value] : *element.as_table()) {
-        std::string* const text = key.str() == "name"      ? &refused.name
-                                  : key.str() == "program" ? &refused.program
-                                                           : nullptr;
-        if (text == nullptr) {
-          tell_unknown_key(kRefusedSection, key);
-        } else {
-          take_text(head_of(kRefusedSection) + " " + std::string(key.str()), value, *text);
-        }
+    for (const toml::node& element : *node.as_array()) take_refused_variable(*element.as_table());
+  }
+
+  void take_refused_variable(const toml::table& table) {
+    Profile::Refused refused;
+    for (const auto& [key, value] : table) {
+      const std::string name(key.str());
+      if (name == "name") {
+        take_text(head_of(kRefusedSection) + " name", value, refused.name);
+      } else if (name == "program") {
+        take_text(head_of(kRefusedSection) + " program", value, refused.program);
+      } else {
+        tell_unknown_key(kRefusedSection, key);
       }
-      if (refused.name.empty()) {
-        findings_.error(place_of(element.source()), head_of(kRefusedSection) + " has no name: write name = \"Speed\"");
-      }
-      profile_.refused.push_back(refused);
     }
+    if (refused.name.empty()) {
+      findings_.error(place_of(table.source()), head_of(kRefusedSection) + " has no name: write name = \"Speed\"");
+    }
+    profile_.refused.push_back(refused);
   }
 
   void tell_unknown_key(const std::string& section, const toml::key& key) {
