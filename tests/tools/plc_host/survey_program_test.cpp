@@ -107,6 +107,10 @@ TEST_F(SurveyTest, PlainController_IsReportedAsItIs) {
   EXPECT_EQ(link.at("half_closed"), "accepted and answered");
   EXPECT_EQ(link.at("most_connections"), nullptr);
   EXPECT_EQ(found.at("programs").at("directory"), (Json{"MAIN", "SUB"}));
+  EXPECT_EQ(found.at("guarded").at("rules").at(1).at("evidence").at(0).at("title"),
+            "reply to directory start: sequence number 0, as asked");
+  EXPECT_EQ(found.at("guarded").at("rules").at(2).at("evidence").at(0).at("title"),
+            "reply to directory start: class and command 0C 2C, as asked");
   EXPECT_EQ(found.at("variables").at("compared_with"), "1.1.0 guarded");
   EXPECT_EQ(found.at("variables").at("not_compared"), nullptr);
   for (const Json& finding : found.at("variables").at("findings")) {

@@ -65,8 +65,15 @@ uint16_t most_frequent(const std::map<uint16_t, uint64_t>& statuses) {
   return std::max_element(statuses.begin(), statuses.end(), is_rarer)->first;
 }
 
-std::string number_title(const char* what, unsigned got, unsigned asked) {
-  return std::string(what) + " " + std::to_string(got) + " in place of " + std::to_string(asked);
+// "sequence number 17, as asked", "sequence number 0 in place of 17".
+std::string field_title(const char* what, const std::string& got, const std::string& asked) {
+  const std::string title = std::string(what) + " " + got;
+  return got == asked ? title + ", as asked" : title + " in place of " + asked;
+}
+
+// "0C 28"
+std::string function_text(const ByteView& head) {
+  return wire_trace::hex_text(head.part(wire::kClassAt, 2).bytes(), 2);
 }
 
 }  // namespace
@@ -125,7 +132,7 @@ void RuleBook::take_head(const Asked& asked) {
   const unsigned asked_sequence = request.u16(wire::kSequenceAt);
   count_field(counts_.sequence, is_head && sequence == asked_sequence, sequence == 0);
   note(kSequence, is_head && sequence == asked_sequence, asked,
-       number_title("sequence number", sequence, asked_sequence));
+       field_title("sequence number", std::to_string(sequence), std::to_string(asked_sequence)));
   const uint8_t request_class = head.u8(wire::kClassAt);
   const uint8_t command = head.u8(wire::kCommandAt);
   const bool is_class = request_class == request.u8(wire::kClassAt);
@@ -133,8 +140,7 @@ void RuleBook::take_head(const Asked& asked) {
   count_field(counts_.request_class, is_head && is_class, request_class == 0);
   count_field(counts_.command, is_head && is_command, command == 0);
   note(kFunction, is_head && is_class && is_command, asked,
-       "class and command " + wire_trace::hex_text(head.part(wire::kClassAt, 2).bytes(), 2) + " in place of " +
-           wire_trace::hex_text(request.part(wire::kClassAt, 2).bytes(), 2));
+       field_title("class and command", function_text(head), function_text(request)));
 }
 
 void RuleBook::note_status(const Asked& asked, const std::string& words) {
