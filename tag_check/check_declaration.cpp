@@ -100,9 +100,11 @@ void check_bounds(const SourceLine& line, const std::vector<Range>& ranges, Find
   }
 }
 
-// "#NAME?", "#DIV/0!", "Err:508": a name that begins with a sign of formulas became one.
+// "#NAME?", "#DIV/0!", "Err:508", and what German spreadsheets show: a name that begins with a sign of formulas became
+// one.
 bool is_spreadsheet_error(std::string_view text) {
-  for (const std::string_view error : {"#NAME?", "#REF!", "#VALUE!", "#DIV/0!", "#N/A", "#NUM!", "#NULL!"}) {
+  for (const std::string_view error : {"#NAME?", "#REF!", "#VALUE!", "#DIV/0!", "#N/A", "#NUM!", "#NULL!", "#BEZUG!",
+                                       "#WERT!", "#NV", "#ZAHL!", "#\u00DCBERLAUF!"}) {
     if (text == error) return true;
   }
   return text.substr(0, 4) == "Err:" && text.find_first_not_of("0123456789", 4) == std::string_view::npos;

@@ -51,6 +51,35 @@ TEST_F(CheckTest, SpreadsheetsOwnFile_IsCalledSo) {
                                       "    Save it there as CSV.\n"));
 }
 
+TEST_F(CheckTest, CorrectedCopyOfASpreadsheetsOwnFile_IsNotWritten) {
+  write_file("tags.xlsx", "PK\3\4...");
+  const Outcome outcome = check({path("tags.xlsx"), "--fix", path("copy.csv")});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(outcome.err, "plc-host: " + path("copy.csv") + ": not written: " + path("tags.xlsx") +
+                             " is not a text that can be corrected\n");
+  EXPECT_NE(access(path("copy.csv").c_str(), F_OK), 0);
+}
+
+TEST_F(CheckTest, CorrectedCopyThatIsNotLoaded_HasAsManyErrorsAsAreShown) {
+  write_file("PLC1_0.csv", std::string("Speed\0,INT,,,,,,0,1,0,0,\n", 25));
+  const Outcome fixed = check({path("PLC1_0.csv"), "--fix", path("copy.csv")});
+  EXPECT_EQ(fixed.code, 1);
+  const size_t shown = count_of(check({path("copy.csv")}).out, ": error: ");
+  EXPECT_EQ(fixed.err,
+            "plc-host: " + path("copy.csv") + ": 0 corrections; left to do by hand: " + std::to_string(shown) +
+                (shown == 1 ? " error" : " errors") + ", which plc-host check " + path("copy.csv") + " shows\n");
+}
+
+TEST_F(CheckTest, FileThatCannotBeRead_IsToldAndTheOthersAreChecked) {
+  write_file("PLC1_0.csv", "Speed,INT,,,,,,0,1,0,0,\n");
+  write_file("PLC2_0.csv", "Speed;INT;;;;;;0;1;0;0;\n");
+  const Outcome outcome = check({path("PLC1_0.csv"), path("missing.csv"), path("PLC2_0.csv")});
+  EXPECT_EQ(outcome.code, 4);
+  EXPECT_EQ(outcome.err, "plc-host: cannot read " + path("missing.csv") + ": No such file or directory\n");
+  EXPECT_THAT(outcome.out, HasSubstr(path("PLC1_0.csv") + ": the driver reads 1 plain record\n"));
+  EXPECT_THAT(outcome.out, HasSubstr(path("PLC2_0.csv") + ":1:6: error: "));
+}
+
 TEST_F(CheckTest, CorrectedCopyWhereTheResultsGo_IsRefused) {
   write_file("PLC1_0.csv", "Speed;int;;;;;;0;1;0;0;\n");
   const Outcome outcome = run_words(

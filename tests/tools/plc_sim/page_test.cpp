@@ -127,12 +127,21 @@ TEST(Page, Commands_SetVariablesAndSwitchFaultsOn) {
   EXPECT_EQ(served.command("set D 77").body, "ok\n");
   EXPECT_EQ(served.sim.command("show D"), "D = 77\n");
   EXPECT_EQ(served.command("set D 99999").body, "error: '99999' is no INT value: outside -32768 to 32767\n");
-  EXPECT_EQ(served.command("set D 78\nset D 79").body, "ok\n");
+  EXPECT_EQ(served.command("set D 78\n").body, "ok\n");
   EXPECT_EQ(served.sim.command("show D"), "D = 78\n");
   EXPECT_EQ(served.command("fault no-reply").body, "ok\n");
   const Reply reply = served.ask("GET /state");
   EXPECT_THAT(reply.head, HasSubstr("\r\nContent-Type: application/json\r\n"));
   EXPECT_EQ(json::parse(reply.body).at("armed"), json::array({"no-reply, 1 time more"}));
+  EXPECT_EQ(served.sim.finish(), 0);
+}
+
+TEST(Page, SecondLineOfACommand_IsRefusedAndNoneIsObeyed) {
+  Served served;
+  const Reply reply = served.command("set D 78\nset D 79");
+  EXPECT_THAT(reply.head, StartsWith("HTTP/1.1 400 Bad Request\r\n"));
+  EXPECT_EQ(reply.body, "a request has one command: this one has more lines, and none was obeyed\n");
+  EXPECT_EQ(served.sim.command("show D"), "D = 0\n");
   EXPECT_EQ(served.sim.finish(), 0);
 }
 
@@ -274,8 +283,8 @@ TEST(Page, ServedOnAllAddresses_AnswersAtTheOneThatWasReached) {
 TEST(Page, BodyOf16384Bytes_IsTheLongest) {
   Served served;
   const auto body = [](size_t size) {
-    std::string text = "set D 5\n";
-    text.resize(size, 'x');
+    std::string text = "set D 5";
+    text.resize(size, '\n');
     return text;
   };
   EXPECT_EQ(served.command(body(16384)).body, "ok\n");

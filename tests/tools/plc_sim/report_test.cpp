@@ -86,6 +86,13 @@ TEST(Report, UnknownFormat_IsRefused) {
   EXPECT_EQ(report_format_for("report"), "text");
 }
 
+TEST(Report, EndingInCapitals_SetsTheFormToo) {
+  EXPECT_EQ(report_format_for("REPORT.HTML"), "html");
+  EXPECT_EQ(report_format_for("report.Htm"), "html");
+  EXPECT_EQ(report_format_for("report.JSON"), "json");
+  EXPECT_EQ(report_format_for("report.Csv"), "csv");
+}
+
 TEST(Report, RefusedLocalName_SaysWhereElseTheNameIs) {
   Bench bench(kReportTags);
   const Answer answer =

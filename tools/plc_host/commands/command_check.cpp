@@ -1,11 +1,13 @@
 // The command that checks tag files: what the driver will understand, and what their writer probably meant.
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 
 #include "base/text.h"
 #include "base/whole_file.h"
 #include "client/tags/tag_source.h"
 #include "tag_check/checker.h"
+#include "tag_check/form/file_form.h"
 #include "tag_check/report.h"
 #include "tag_check/rule_list.h"
 #include "tools/plc_host/client_names.h"
@@ -48,12 +50,17 @@ bool is_error(const Finding& finding) { return severity_of(finding) == Severity:
 
 size_t count_errors(const FileReport& report) {
   const auto errors = std::count_if(report.findings.begin(), report.findings.end(), is_error);
-  return static_cast<size_t>(errors) + (report.understanding.loads ? 0 : 1);
+  // A file that is not loaded has an error, whether or not a finding says why.
+  return errors == 0 && !report.understanding.loads ? 1 : static_cast<size_t>(errors);
 }
 
 // Writes the corrected copy, and says what was done and what is left. True when nothing is left that is an error.
 bool fix_file(const FileReport& report, const std::string& text, const HostOptions& options, CommandOutput& output) {
   demand_apart(options.fixed_file, output.result_file());
+  if (!tag_check::FileForm(text).is_readable()) {
+    show_message(options.fixed_file + ": not written: " + report.file + " is not a text that can be corrected");
+    return false;
+  }
   size_t made = 0;
   const std::string fixed = tag_check::corrected_text(report.file, text, check_options(options), &made);
   const auto old_file = options.overwrites ? plc_base::OldFile::kReplaced : plc_base::OldFile::kKept;
@@ -85,6 +92,17 @@ int check_live_if_asked(const std::vector<FileReport>& reports, const HostOption
 
 void print_all(FILE* out, const std::string& text) { std::fwrite(text.data(), 1, text.size(), out); }
 
+// Nothing for a file that cannot be read, which is told: the others are checked all the same.
+std::optional<std::string> text_or_told(const std::string& path, int* code) {
+  try {
+    return tag_file_text(path);
+  } catch (const ClientError& error) {
+    show_error(error.what());
+    *code = exit_code_of(error);
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 int run_check(const HostOptions& options, CommandOutput& output) {
@@ -93,22 +111,24 @@ int run_check(const HostOptions& options, CommandOutput& output) {
     return kExitOk;
   }
   std::vector<FileReport> reports;
-  bool clean = true;
+  int code = kExitOk;
   for (const std::string& path : options.checked_files) {
-    const std::string text = tag_file_text(path);
-    FileReport report = check_file(path, text, options, output);
+    const std::optional<std::string> text = text_or_told(path, &code);
+    if (!text) continue;
+    FileReport report = check_file(path, *text, options, output);
     const bool is_good =
-        options.fixed_file.empty() ? count_errors(report) == 0 : fix_file(report, text, options, output);
-    clean = clean && is_good;
+        options.fixed_file.empty() ? count_errors(report) == 0 : fix_file(report, *text, options, output);
+    if (!is_good && code == kExitOk) code = kExitTagFailed;
     if (options.errors_only) keep_errors(&report);
     if (!options.sarif) {
       print_all(output.results(), options.json ? tag_check::json_report(report) : tag_check::text_report(report));
     }
     reports.push_back(std::move(report));
   }
+  if (reports.empty()) return code;
   if (options.sarif) print_all(output.results(), tag_check::sarif_report(reports));
   const int live_code = check_live_if_asked(reports, options, output);
-  return live_code == kExitOk && !clean ? kExitTagFailed : live_code;
+  return live_code == kExitOk ? code : live_code;
 }
 
 }  // namespace plc_host

@@ -2,6 +2,7 @@
 #include "tools/plc_sim/console/report.h"
 
 #include <array>
+#include <cctype>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -92,10 +93,12 @@ std::string make_report(const VariableStore& store, const AskLog& log, const std
 }
 
 std::string report_format_for(const std::string& path) {
-  return ends_with(path, ".json")                              ? "json"
-         : ends_with(path, ".csv")                             ? "csv"
-         : ends_with(path, ".html") || ends_with(path, ".htm") ? "html"
-                                                               : "text";
+  std::string lower = path;
+  for (char& letter : lower) letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
+  return ends_with(lower, ".json")                               ? "json"
+         : ends_with(lower, ".csv")                              ? "csv"
+         : ends_with(lower, ".html") || ends_with(lower, ".htm") ? "html"
+                                                                 : "text";
 }
 
 }  // namespace plc_sim

@@ -62,7 +62,11 @@ WebAnswer WebPage::answer(const WebRequest& request) const {
 
 WebAnswer WebPage::command(const WebRequest& request) const {
   if (!request.has_own_header) return plain_answer(kHttpForbidden, "commands come from the page itself\n");
-  const std::string line = request.body.substr(0, request.body.find('\n'));
+  const size_t line_end = std::min(request.body.find('\n'), request.body.size());
+  if (request.body.find_first_not_of("\r\n", line_end) != std::string::npos) {
+    return plain_answer(kHttpBadRequest, "a request has one command: this one has more lines, and none was obeyed\n");
+  }
+  const std::string line = request.body.substr(0, line_end);
   const bool is_allowed = line.rfind("set ", 0) == 0 || line.rfind("fault ", 0) == 0;
   return is_allowed ? plain_answer(200, run_command_(line))
                     : plain_answer(kHttpForbidden, "only set and fault can be used here\n");

@@ -7,6 +7,7 @@
 namespace plc_sim {
 
 constexpr int kHttpOk = 200;
+constexpr int kHttpBadRequest = 400;
 constexpr int kHttpForbidden = 403;
 constexpr int kHttpNotFound = 404;
 constexpr int kHttpWrongMethod = 405;
