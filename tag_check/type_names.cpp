@@ -91,15 +91,16 @@ std::string ranges_from_lengths(std::string_view text) {
   return ranges + "]";
 }
 
-// The one type that the text names; empty when it names none, or several.
-std::string single_type(std::string_view text) {
-  std::string upper = upper_case(without_blanks(text));
+// The one type that a text in capitals names; empty when it names none, or several.
+std::string type_of_capitals(const std::string& upper) {
   if (is_type(upper)) return upper;
   for (const ForeignType& foreign : kForeignTypes) {
     if (upper == foreign.name) return foreign.type;
   }
   return {};
 }
+
+std::string single_type(std::string_view text) { return type_of_capitals(upper_case(without_blanks(text))); }
 
 // The type in "OF INT"; empty for none.
 std::string_view type_of_elements(std::string_view text) {
