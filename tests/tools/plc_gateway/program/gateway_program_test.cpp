@@ -157,6 +157,7 @@ TEST_F(GatewayProgram, WrongPassword_IsToldWithWhatToDo) {
   EXPECT_TRUE(
       world.logs("event=broker_away reason=\"not authorised: the broker does not take this user name with this "
                  "password: see username, password_file and the broker's own list\""));
+  EXPECT_TRUE(world.logs("event=controller_up"));
   EXPECT_THAT(world.page("/healthz"),
               AllOf(StartsWith("HTTP/1.1 200"), HasSubstr("ok; the broker is being tried: not authorised: ")));
   EXPECT_EQ(world.end_gateway(), 0);
