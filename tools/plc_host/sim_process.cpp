@@ -97,8 +97,10 @@ void SimProcess::start(const std::string& program, const std::string& tag_file,
   int output[2];
   make_pipe(input);
   make_pipe(output);
-  // The tag file stands before the arguments: the last of them may take any number of words.
-  std::vector<std::string> command = {program, "--listen", "127.0.0.1:0", tag_file};
+  // The tag file stands before the arguments: the last of them may take any number of words. With a dash in front its
+  // name would be an option.
+  const std::string named = tag_file.compare(0, 1, "-") == 0 ? "./" + tag_file : tag_file;
+  std::vector<std::string> command = {program, "--listen", "127.0.0.1:0", named};
   command.insert(command.end(), arguments.begin(), arguments.end());
   input_ = input[1];
   output_ = output[0];

@@ -144,8 +144,6 @@ struct RawOptions {
 };
 
 void add_options(CLI::App& app, Options& options, RawOptions& raw) {
-  const CLI::Validator is_file_name(
-      [](std::string& text) { return std::string(text.empty() ? "the name of a file is missing" : ""); }, "");
   app.add_option("TAGFILE", options.tag_files, "tag files, each with its variables");
   app.add_option("--listen", raw.listen, "listen at this address and port; port 0 means a free one")
       ->type_name("HOST:PORT");
@@ -172,25 +170,15 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
       ->type_name("ORDER:{longest-first,file}");
   app.add_flag("--skip-bad-lines", options.skip_bad_lines, "continue without the tag lines that cannot be declared");
   app.add_flag("--no-stdin", options.ignore_stdin, "read no commands, and do not end with standard input");
-  app.add_option_function<std::string>(
-         "--pcap",
-         [&options](const std::string& name) {
-           plc_usage::refuse_stream("--pcap", name);
-           options.pcap = name;
-         },
-         "write the traffic of all connections as a capture")
+  plc_usage::add_output_file(app, "--pcap", options.pcap, "write the traffic of all connections as a capture")
       ->type_name("FILE");
-  app.add_option("--profile", options.profile, "imitate the controller that this profile describes")
-      ->type_name("FILE")
-      ->check(is_file_name);
+  app.add_option("--profile", options.profile, "imitate the controller that this profile describes")->type_name("FILE");
   app.add_option("--replay", options.replay, "answer like the controller in a capture; needs no tag files")
-      ->type_name("FILE")
-      ->check(is_file_name);
+      ->type_name("FILE");
   app.add_option(
          "--report", options.report,
          "write a report at the end; its name sets the form: .html for people, .json, .csv, else text; - is stdout")
-      ->type_name("FILE")
-      ->check(is_file_name);
+      ->type_name("FILE");
   app.add_option("--web", raw.web, "serve a page that shows and sets the variables")->type_name("HOST:PORT");
   app.add_flag("--quiet", options.quiet, "print only violations, not refusals or notes");
 }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <utility>
@@ -26,6 +27,37 @@ constexpr std::pair<const char*, const char*> kElsewhere[] = {
     {"set", "write"},        {"put", "write"},         {"list", "tags"},         {"ls", "tags"},
     {"monitor", "watch"},    {"config", "info"},       {"version", "--version"},
 };
+
+// What stands in the place of an empty text: no file, name or address is written so, and an option that is there with
+// nothing behind it is what a script with an unset variable makes.
+constexpr std::pair<const char*, const char*> kWanted[] = {
+    {"--sim", "name a tag file"},
+    {"--tags", "name a tag file"},
+    {"--names-from", "name a file, or - for standard input"},
+    {"--report", "name a file, or - for standard output"},
+    {"--capture", "name a capture"},
+    {"--replay", "name a capture"},
+    {"--profile", "name a profile"},
+    {"--fix", "name a file"},
+    {"--pcap", "name a file"},
+    {"--driver", "give guarded, contract or the path of a library"},
+    {"--library", "name a library"},
+    {"--simulator", "name a program that is a simulator"},
+    {"--sim-arg", "give an argument of the simulator"},
+    {"--address", "give an IPv4 address or a name"},
+    {"--listen", "give an address and a port, as 127.0.0.1:8500"},
+    {"--web", "give an address and a port, as 127.0.0.1:8080"},
+    {"--chart", "name a variable"},
+    {"--write", "name a variable"},
+    {"--scope", "name a program"},
+    {"--program-number", "give the number of a program"},
+    {"--ranges", "give ranges, as 0..9 or 0..9_0..4"},
+    {"--length", "give a number of characters"},
+    {"--device", "name a device, as MR0"},
+};
+
+// Their options say of every wrong text what they take, of an empty one too.
+constexpr const char* kExplainedTypes[] = {"FAULT", "HOURS", "NAME=NUMBER", "NUMBER", "SIZE"};
 
 // The text in lines that fit behind the column, joined for a place there.
 std::string wrapped(const std::string& text, size_t first_column) {
@@ -168,6 +200,24 @@ bool takes_one(const CLI::Option& option) {
   return option.get_items_expected_max() == 1 && option.get_multi_option_policy() == CLI::MultiOptionPolicy::Throw;
 }
 
+// A number within bounds or one of several words: the option itself tells which.
+bool explains_itself(const std::string& type) {
+  const bool is_bounded = type.compare(0, 4, "UINT") == 0 || type.find_first_of("[{") != std::string::npos;
+  return is_bounded ||
+         std::find(std::begin(kExplainedTypes), std::end(kExplainedTypes), type) != std::end(kExplainedTypes);
+}
+
+// What is wrong with an empty value.
+std::string empty_problem(const CLI::Option& option, const std::string& name) {
+  for (const auto& [wanting, wanted] : kWanted) {
+    if (name == wanting) return std::string(name).append(": ").append(wanted);
+  }
+  const std::string type = option.get_type_name();
+  if (type == "FOLDER") return name + ": name a folder";
+  if (type == "FILE" || type == "LIST") return name + ": name a file";
+  return explains_itself(type) ? "" : name + ": give a text that is not empty";
+}
+
 // Goes through the words behind the command.
 class WordReader {
  public:
@@ -193,7 +243,8 @@ class WordReader {
     if (first.size() < name.size() && part_.get_option_no_throw(first) != nullptr) {
       return plc_base::quoted(word) + " is one word: write " + first + " and its value apart";
     }
-    return option_problem(name, name.size() < word.size());
+    if (name.size() == word.size()) return option_problem(name, std::nullopt);
+    return option_problem(name, word.substr(name.size() + 1));
   }
 
   std::string short_problem(const std::string& word) {
@@ -201,9 +252,13 @@ class WordReader {
       const std::string name = std::string("-") + word[i];
       const CLI::Option* option = part_.get_option_no_throw(name);
       if (option == nullptr) return unknown_short(word, name);
-      if (takes_value(*option)) return option_problem(name, i + 1 < word.size());
+      if (takes_value(*option)) return option_problem(name, value_in(word, i + 1));
     }
     return {};
+  }
+
+  static std::optional<std::string> value_in(const std::string& word, size_t from) {
+    return from < word.size() ? std::optional<std::string>(word.substr(from)) : std::nullopt;
   }
 
   // "-help" is a long one with too few dashes.
@@ -215,13 +270,15 @@ class WordReader {
     return unknown_option(app_, part_, words_, name);
   }
 
-  std::string option_problem(const std::string& name, bool has_value) {
+  // The value is what stands in the same word; none where the next word is it.
+  std::string option_problem(const std::string& name, const std::optional<std::string>& value) {
     const CLI::Option* option = part_.get_option_no_throw(name);
     if (option == nullptr) return unknown_option(app_, part_, words_, name);
-    if (!takes_value(*option)) return has_value ? name + " takes no value" : "";
+    if (!takes_value(*option)) return value ? name + " takes no value" : "";
     if (takes_one(*option) && ++times_[option] > 1) return name + " is given twice";
-    if (has_value) return {};
-    if (++at_ == words_.size()) return name + " lacks its value";
+    if (!value && ++at_ == words_.size()) return name + " lacks its value";
+    if ((value ? *value : words_[at_]).empty()) return empty_problem(*option, name);
+    if (value) return {};
     return takes_one(*option) ? value_problem(*option, name, words_[at_]) : "";
   }
 
@@ -309,9 +366,12 @@ std::string with_hint(const std::string& problem, const CLI::App& app, const std
   return problem + "; " + app.get_name() + (command == nullptr ? "" : " " + command->get_name()) + " --help tells more";
 }
 
-void refuse_stream(const std::string& option, const std::string& file) {
-  if (file.empty()) throw CLI::ValidationError(option + " : name a file");
-  if (file == "-") throw CLI::ValidationError(option + " -: name a file; one that is called so is ./-");
+CLI::Option* add_output_file(CLI::App& app, const std::string& name, std::string& target, const std::string& help) {
+  const auto take = [&target, name](const std::string& file) {
+    if (file == "-") throw CLI::ValidationError(name + " -: name a file; one that is called so is ./-");
+    target = file;
+  };
+  return app.add_option_function<std::string>(name, take, help);
 }
 
 std::optional<uint32_t> number_within(std::string_view text, uint32_t low, uint32_t high) {

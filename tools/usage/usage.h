@@ -17,8 +17,9 @@ void fit_help(CLI::App& app);
 // A line of a list behind the options, wrapped at the column where its words begin.
 std::string listed(const std::string& head, const std::string& text, size_t column);
 
-// What is wrong with the first word that names no command or option, or lacks its value: "unknown option --adress, did
-// you mean --address?"; empty when there is none. The parser would tell other consequences of it first.
+// What is wrong with the first word that names no command or option, lacks its value, or has an empty one: "unknown
+// option
+// --adress, did you mean --address?"; empty when there is none. The parser would tell other consequences of it first.
 std::string word_problem(const CLI::App& app, const std::vector<std::string>& words);
 
 // What an option or a command of another program is called here: "--host" is "--address", "get" is "read"; the word
@@ -34,9 +35,9 @@ std::string with_hint(const std::string& problem, const CLI::App& app, const std
 // The command that the words begin with; null when they begin with none.
 const CLI::App* command_of(const CLI::App& app, const std::vector<std::string>& words);
 
-// For an option whose file must be one: refuses "" and "-", which stands for standard output elsewhere. Throws
-// CLI::ValidationError.
-void refuse_stream(const std::string& option, const std::string& file);
+// An option that names a file to be written, which must be one: refuses "-", which stands for standard output
+// elsewhere.
+CLI::Option* add_output_file(CLI::App& app, const std::string& name, std::string& target, const std::string& help);
 
 // A whole number, decimal or hexadecimal behind 0x; nothing for anything else and outside of the bounds.
 std::optional<uint32_t> number_within(std::string_view text, uint32_t low, uint32_t high);

@@ -1,7 +1,6 @@
 // The part of the command tags that writes lines of tag files: of one variable, or of a list of names and types.
 #include <CLI/App.hpp>
 #include <CLI/Option.hpp>
-#include <CLI/Validators.hpp>
 
 #include <algorithm>
 #include <cstdio>
@@ -155,7 +154,8 @@ void add_new_tag_options(CLI::App& command, HostOptions& options) {
   NewTagOptions& wanted = options.new_tags;
   CLI::Option* make = command.add_flag("--new", wanted.wanted, "Write the line of a variable from NAME and TYPE");
   CLI::Option* list = command.add_option("--from", wanted.list, "Write the lines of a list of names and types");
-  CLI::Option* out = command.add_option("--output", wanted.output, "Write to this file instead of standard output");
+  CLI::Option* out =
+      plc_usage::add_output_file(command, "--output", wanted.output, "Write to this file instead of standard output");
   CLI::Option* overwrite = command.add_flag("--overwrite", options.overwrites, "Let --output replace an existing file");
   CLI::Option* after = command.add_option("--after", wanted.after, "Continue the ids of this tag file");
   CLI::Option* ranges = command.add_option("--ranges", wanted.ranges, "Set the ranges of an array, 0..9 or 0..9_0..4");
@@ -174,9 +174,6 @@ void add_new_tag_options(CLI::App& command, HostOptions& options) {
                                                          {ranges, "RANGES"}, {length, "LENGTH"}, {scope, "PROGRAM"},
                                                          {number, "NUMBER"}, {device, "DEVICE"}};
   for (const auto& [option, value] : values) option->type_name(value);
-  const CLI::Validator is_file_name([](std::string& text) { return std::string(text.empty() ? "name a file" : ""); },
-                                    "");
-  for (CLI::Option* option : {list, out, after}) option->check(is_file_name);
   overwrite->needs(out);
   number->needs(scope);
   id->excludes(after);

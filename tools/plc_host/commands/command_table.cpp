@@ -178,7 +178,8 @@ void add_check_options(CLI::App& command, HostOptions& options) {
   CLI::Option* sarif =
       command.add_flag("--sarif", options.sarif, "Write one SARIF document, for editors and code hosts");
   command.add_flag("--errors-only", options.errors_only, "Show errors only, no warnings or remarks");
-  CLI::Option* fix = command.add_option("--fix", options.fixed_file, "Write a copy with every safe correction");
+  CLI::Option* fix =
+      plc_usage::add_output_file(command, "--fix", options.fixed_file, "Write a copy with every safe correction");
   command.add_flag("--overwrite", options.overwrites, "Let --fix replace an existing file")->needs(fix);
   CLI::Option* rules = command.add_flag("--rules", options.list_rules, "List all rules, or those with these codes");
   CLI::Option* live =
@@ -288,13 +289,8 @@ void add_why_options(CLI::App& command, HostOptions& options) {
       command.add_option("--capture", options.capture, "Look in a capture (pcapng or pcap) instead of reading");
   CLI::Option* port = plc_usage::add_number(command, "--capture-port", options.capture_port, {1, 65535},
                                             "Set the controller's port in the capture; default: found automatically");
-  CLI::Option* pcap = command.add_option_function<std::string>(
-      "--pcap",
-      [&options](const std::string& name) {
-        plc_usage::refuse_stream("--pcap", name);
-        options.pcap_file = name;
-      },
-      "Write the traffic to a pcap file");
+  CLI::Option* pcap =
+      plc_usage::add_output_file(command, "--pcap", options.pcap_file, "Write the traffic to a pcap file");
   port->needs(capture);
   pcap->excludes(capture);
   add_target_options(command, options);

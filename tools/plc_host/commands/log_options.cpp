@@ -57,13 +57,8 @@ void take_deadband(const std::string& text, LogOptions& log) {
 
 void add_log_options(CLI::App& command, HostOptions& options) {
   LogOptions& log = options.log;
-  CLI::Option* file = command.add_option_function<std::string>(
-      "--log",
-      [&log](const std::string& name) {
-        plc_usage::refuse_stream("--log", name);
-        log.file = name;
-      },
-      "Write a row for each change and each gap to this file too");
+  CLI::Option* file = plc_usage::add_output_file(command, "--log", log.file,
+                                                 "Write a row for each change and each gap to this file too");
   file->type_name("FILE");
   const auto of_log = [file](CLI::Option* option) { return option->needs(file)->group("Log"); };
   file->group("Log");

@@ -92,7 +92,7 @@ TEST_F(LogProgramTest, Mistakes_AreTold) {
        "--rotate daily,: give a size from 1kB to 1000GB, daily, or both as 10MB,daily"},
       {{"--log", "x.csv", "--deadband", "-1"}, "--deadband -1: give a number of 0 or more"},
       {{"--log", "x.csv", "--deadband", "nan"}, "--deadband nan: give a number of 0 or more"},
-      {{"--log", ""}, "--log : name a file"},
+      {{"--log", ""}, "--log: name a file"},
   };
   for (const auto& [words, message] : mistakes) {
     std::vector<std::string> all = {"watch", "Speed"};
