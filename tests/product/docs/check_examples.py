@@ -57,6 +57,7 @@ PLACEHOLDERS = [
     ("help", "--address 192.168.0.10 Motor", "--address 127.0.0.1 Motor", "the same"),
     ("help", "--address 192.168.0.10 'Name", "--address 127.0.0.1 'Name", "the same"),
     ("help", "--address 192.168.0.10 MAIN", "--address 127.0.0.1 MAIN", "the same"),
+    ("help", "survey --address 192.168.0.10", "survey --address 127.0.0.1", "the same"),
     ("help", "--live --address 192.168.0.10", "--live --address 127.0.0.1", "the same"),
     ("help", "--rounds 600", "--rounds 3", "five minutes"),
 ]

@@ -127,9 +127,8 @@ constexpr char kSurveyExamples[] =
     "everything found so far.\n"
     "\nExamples:\n"
     "  plc-host survey --address 192.168.0.10 --tags machine.csv --output found\n"
-    "  plc-host survey --address 192.168.0.10 --tags machine.csv --output found \\\n"
-    "    --write Scratch.Word --write Scratch.Bit --hours 8 --period 500\n"
-    "  plc-host survey --sim machine.csv --output trial --rate 200\n";
+    "  plc-host survey --sim machine.csv --output trial --rate 200 --hours 0.001\n"
+    "  plc-host survey --sim machine.csv --output trial --write Motor.Speed\n";
 
 void add_info_options(CLI::App& command, HostOptions& options) {
   add_setting(command, "profile", options, "What was learnt of a controller, as a file");
