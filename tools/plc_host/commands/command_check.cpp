@@ -103,6 +103,19 @@ std::optional<std::string> text_or_told(const std::string& path, int* code) {
   return std::nullopt;
 }
 
+// The report of a file that could be read; the code becomes that of its errors unless a file before it has one.
+FileReport report_of(const std::string& path, const std::string& text, const HostOptions& options,
+                     CommandOutput& output, int* code) {
+  FileReport report = check_file(path, text, options, output);
+  const bool is_good = options.fixed_file.empty() ? count_errors(report) == 0 : fix_file(report, text, options, output);
+  if (!is_good && *code == kExitOk) *code = kExitTagFailed;
+  if (options.errors_only) keep_errors(&report);
+  if (!options.sarif) {
+    print_all(output.results(), options.json ? tag_check::json_report(report) : tag_check::text_report(report));
+  }
+  return report;
+}
+
 }  // namespace
 
 int run_check(const HostOptions& options, CommandOutput& output) {
@@ -114,16 +127,7 @@ int run_check(const HostOptions& options, CommandOutput& output) {
   int code = kExitOk;
   for (const std::string& path : options.checked_files) {
     const std::optional<std::string> text = text_or_told(path, &code);
-    if (!text) continue;
-    FileReport report = check_file(path, *text, options, output);
-    const bool is_good =
-        options.fixed_file.empty() ? count_errors(report) == 0 : fix_file(report, *text, options, output);
-    if (!is_good && code == kExitOk) code = kExitTagFailed;
-    if (options.errors_only) keep_errors(&report);
-    if (!options.sarif) {
-      print_all(output.results(), options.json ? tag_check::json_report(report) : tag_check::text_report(report));
-    }
-    reports.push_back(std::move(report));
+    if (text) reports.push_back(report_of(path, *text, options, output, &code));
   }
   if (reports.empty()) return code;
   if (options.sarif) print_all(output.results(), tag_check::sarif_report(reports));
