@@ -89,8 +89,8 @@ struct Sent {
 };
 
 void judge_answer(const plc_sim::WebAnswer& answer) {
-  demand(answer.status == 200 || answer.status == 403 || answer.status == 404 || answer.status == 405 ||
-             answer.status == 413,
+  demand(answer.status == 200 || answer.status == 400 || answer.status == 403 || answer.status == 404 ||
+             answer.status == 405 || answer.status == 413,
          "known answers");
   demand(answer.status == 200 || (!answer.body.empty() && fuzz::is_shown(answer.body)), "a refusal is shown text");
   demand(answer.status != 405 || !answer.allowed_method.empty(), "a wrong method is told the right one");

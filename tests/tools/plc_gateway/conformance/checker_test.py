@@ -89,7 +89,7 @@ class Decoder(unittest.TestCase):
         self.assertIn("a field 6", self.findings(b"\x32\x00")[0])
         self.assertIn("wire type 0", self.findings(b"\x10\x00")[0])
         self.assertIn("stands twice", self.findings(b"\x18\x00\x18\x01")[0])
-        self.assertIn("no UTF-8", self.findings(b"\x22\x01\xFF")[0])
+        self.assertIn("is not UTF-8", self.findings(b"\x22\x01\xFF")[0])
         self.assertIn("which no bool is", self.findings(b"\x12\x02\x38\x02")[0])
         self.assertIn("two values", self.findings(b"\x12\x04\x50\x01\x58\x01")[0])
         self.assertIn("longer than it need be", self.findings(b"\x18\x80\x00")[0])
