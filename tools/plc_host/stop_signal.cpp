@@ -53,7 +53,7 @@ bool wait_for_input(std::chrono::milliseconds time, int descriptor) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
     if (left.count() <= 0) return false;
     struct pollfd awaited[] = {{wake_pipe[0], POLLIN, 0}, {descriptor, POLLIN, 0}};
-    const std::chrono::milliseconds::rep longest = std::min<std::chrono::milliseconds::rep>(left.count() + 1, 60000);
+    const auto longest = static_cast<long>(std::min<std::chrono::milliseconds::rep>(left.count() + 1, 60000));
     const struct timespec patience { longest / 1000, longest % 1000 * 1000000 };
     // The byte is left in the pipe: one stop ends every later wait.
     const int ready = ppoll(awaited, 2, &patience, &mask);

@@ -24,6 +24,11 @@ volatile sig_atomic_t is_given_back = 0;
 // A program in the background that touches its terminal is stopped.
 bool has_terminal() { return isatty(STDIN_FILENO) == 1 && tcgetpgrp(STDIN_FILENO) == getpgrp(); }
 
+// Two signals in a row take the keys twice: what is given back is what the shell had.
+bool is_single(const struct termios& mode) {
+  return (mode.c_lflag & static_cast<tcflag_t>(ICANON | ECHO)) == 0 && mode.c_cc[VMIN] == 0 && mode.c_cc[VTIME] == 0;
+}
+
 // Those that would interrupt a call of the driver.
 sigset_t own_signals() {
   sigset_t set;
@@ -98,7 +103,9 @@ Keyboard::~Keyboard() {
 }
 
 void Keyboard::take_keys() {
-  if (!has_terminal() || tcgetattr(STDIN_FILENO, &held.before) != 0) return;
+  struct termios now {};
+  if (!has_terminal() || tcgetattr(STDIN_FILENO, &now) != 0) return;
+  if (held.keys < 0 || !is_single(now)) held.before = now;
   struct termios single = held.before;
   single.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
   single.c_cc[VMIN] = 0;
