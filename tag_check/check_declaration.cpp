@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "base/utf8.h"
 #include "checker.h"
+#include "form/csv_line.h"
 #include "type_names.h"
 
 namespace tag_check {
@@ -30,16 +31,43 @@ void check_encoding(const SourceLine& line, Findings* findings) {
   }
 }
 
+std::string code_point_text(char32_t value) { return "U+" + plc_base::hexadecimal(value, 4).substr(2); }
+
+// The first blank of this text that nobody tells from a space; empty where there is none.
+std::string unusual_blank_in(std::string_view text) {
+  while (!text.empty()) {
+    const auto character = plc_base::first_code_point(text);
+    if (!character) return {};
+    if (is_unusual_blank(text.substr(0, character->bytes))) return code_point_text(character->value);
+    text.remove_prefix(character->bytes);
+  }
+  return {};
+}
+
+void check_blanks_around(const SourceLine& line, std::string_view inner, Findings* findings) {
+  const Column& name = line.column(1);
+  if (inner.size() == name.text.size() || line.name_parts != 1) return;
+  const auto before = static_cast<size_t>(inner.data() - name.text.data());
+  std::string unusual = unusual_blank_in(name.text.substr(0, before));
+  if (unusual.empty()) unusual = unusual_blank_in(name.text.substr(before + inner.size()));
+  std::string message = "blanks around the name are part of it";
+  if (!unusual.empty()) message += ": " + unusual;
+  Finding& finding = add_finding("T021", line, name, message, findings);
+  finding.edits = {{name.offset, name.text.size(), std::string(inner)}};
+}
+
 void check_unseen(const SourceLine& line, uint32_t number, const char* what, Findings* findings) {
   const Column& column = line.column(number);
-  const std::string_view text = line.trimmed(number);
+  // A name has a rule for the blanks around it.
+  const std::string_view text = number == 1 ? without_blanks(column.text) : line.trimmed(number);
   for (size_t at = 0; at < text.size();) {
     const auto character = plc_base::first_code_point(text.substr(at));
     const auto place = static_cast<size_t>(text.data() - column.text.data()) + at;
-    if (character && plc_base::is_hidden(character->value)) {
+    const bool is_hidden = character && plc_base::is_hidden(character->value);
+    if (is_hidden || (character && is_unusual_blank(text.substr(at, character->bytes)))) {
       add_finding("T028", line, column,
-                  std::string(what) + " holds U+" + plc_base::hexadecimal(character->value, 4).substr(2) +
-                      ", which is not seen",
+                  std::string(what) + " holds " + code_point_text(character->value) +
+                      (is_hidden ? ", which is not seen" : ", which looks like a space"),
                   findings)
           .column += static_cast<uint32_t>(place);
       return;
@@ -146,15 +174,12 @@ bool has_declared_length(const SourceLine& line) {
 
 void check_name(const SourceLine& line, Findings* findings) {
   const Column& name = line.column(1);
-  if (trim(name.text).empty()) {
+  const std::string_view inner = without_blanks(name.text);
+  if (inner.empty()) {
     add_finding("T020", line, name, "the line has no name", findings);
     return;
   }
-  const std::string_view inner = trim(name.text);
-  if (inner.size() != name.text.size() && line.name_parts == 1) {
-    Finding& finding = add_finding("T021", line, name, "blanks around the name are part of it", findings);
-    finding.edits = {{name.offset, name.text.size(), std::string(inner)}};
-  }
+  check_blanks_around(line, inner, findings);
   const auto brackets = [&](char c) { return std::count(name.text.begin(), name.text.end(), c); };
   if (!line.name_closed || brackets('[') != brackets(']')) {
     add_finding("T022", line, name, "the brackets of the name do not pair up", findings);

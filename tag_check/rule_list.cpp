@@ -135,12 +135,13 @@ void add_name_rules(std::vector<Rule>* rules) {
   rules->push_back({"T027", Severity::kError, "name too long",
                     "With a '#' for each subscript the name has more than 255 bytes, and the driver cuts it.",
                     "Shorten the name.", "Speed,INT,,,,,,0,1,0,0,\n", bracket_name()});
-  rules->push_back({"T028", Severity::kError, "invisible character in a name",
-                    "The driver sends controls, direction marks and characters without width as part of the name. A "
-                    "reader mistakes the name for another, and a terminal may obey the character.",
-                    "Write the name again without the character.", "Speed,INT,,,,,,0,1,0,0,\n",
-                    "Spe\xE2\x80\xAE"
-                    "ed,INT,,,,,,0,1,0,0,\n"});
+  rules->push_back(
+      {"T028", Severity::kError, "invisible character in a name",
+       "The driver sends controls, direction marks, unusual blanks and characters without width as part of "
+       "the name. A reader mistakes the name for another, and a terminal may obey the character.",
+       "Write the name again without the character.", "Speed,INT,,,,,,0,1,0,0,\n",
+       "Spe\xE2\x80\xAE"
+       "ed,INT,,,,,,0,1,0,0,\n"});
   rules->push_back({"T029", Severity::kError, "spreadsheet error in place of a name",
                     "The controller does not know such a variable: the spreadsheet read a text that begins with =, + "
                     "or - as a formula.",

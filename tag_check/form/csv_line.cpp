@@ -8,8 +8,10 @@ namespace tag_check {
 namespace {
 
 constexpr char kSeparators[] = {',', ';', '\t', '|'};
-// A space, a tab, a carriage return, the space that keeps words together, the wide space.
-constexpr std::string_view kBlanks[] = {" ", "\t", "\r", "\xC2\xA0", "\xE3\x80\x80"};
+// A space, a tab, a carriage return; those of word processors and of wide scripts; those without width.
+constexpr std::string_view kBlanks[] = {" ",      "\t",     "\r",     "\u00A0", "\u1680", "\u2000", "\u2001", "\u2002",
+                                        "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008", "\u2009", "\u200A",
+                                        "\u200B", "\u202F", "\u205F", "\u2060", "\u3000", "\uFEFF"};
 
 size_t blank_at_start(std::string_view text) {
   for (const std::string_view blank : kBlanks) {
@@ -95,6 +97,10 @@ CsvLine split_csv(std::string_view line, char separator) {
     csv.fields.push_back(std::move(field));
     if (at >= line.size()) return csv;
   }
+}
+
+bool is_unusual_blank(std::string_view character) {
+  return character.size() > 1 && std::find(std::begin(kBlanks), std::end(kBlanks), character) != std::end(kBlanks);
 }
 
 std::string_view without_blanks(std::string_view text) {

@@ -86,6 +86,25 @@ TEST(Checker, CharacterThatIsNotSeen_IsSaidWithItsColumn) {
   }
 }
 
+TEST(Checker, UnusualBlank_IsSaidAndTakenAwayFromTheEndsOfAName) {
+  const std::pair<const char*, const char*> blanks[] = {
+      {"\u00A0", "U+00A0"}, {"\u3000", "U+3000"}, {"\u2007", "U+2007"}, {"\u200B", "U+200B"}};
+  for (const auto& [bytes, name] : blanks) {
+    const std::string behind = "Speed" + std::string(bytes) + ",INT,,,,,,0,1,0,0,\n";
+    const auto found = check(behind);
+    ASSERT_EQ(found.size(), 1U) << name;
+    EXPECT_STREQ(found[0].rule, "T021");
+    EXPECT_EQ(found[0].message, "blanks around the name are part of it: " + std::string(name));
+    EXPECT_EQ(fixed(behind), "Speed,INT,,,,,,0,1,0,0,\n");
+    EXPECT_EQ(fixed(std::string(bytes) + "Speed,INT,,,,,,0,1,0,0,\n"), "Speed,INT,,,,,,0,1,0,0,\n");
+  }
+  const auto within = check("Motor\u00A0left,INT,,,,,,0,1,0,0,\n");
+  ASSERT_EQ(within.size(), 1U);
+  EXPECT_STREQ(within[0].rule, "T028");
+  EXPECT_EQ(within[0].column, 6U);
+  EXPECT_EQ(within[0].message, "the name holds U+00A0, which looks like a space");
+}
+
 TEST(Checker, LettersOfAnyScript_AreSeen) {
   // Accented, Greek, Arabic, Thai with its signs, Japanese.
   for (const char* name : {"\xC3\xA9t\xC3\xA9", "\xCE\xB1", "\xD9\x85\xD8\xAD\xD8\xB1\xD9\x83",
