@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 
+#include "base/near_names.h"
 #include "base/text.h"
 #include "form/csv_line.h"
 #include "form/text_encoding.h"
@@ -105,6 +106,31 @@ void tell_doubles(const Heading& heading, uint32_t line, NewTagList* list) {
   if (!heading.problem.empty()) list->findings.push_back({"T044", line, 1, heading.problem, {}});
 }
 
+// The words of what no column says, as headings are written.
+std::vector<std::string> missing_words(const Columns& columns) {
+  std::vector<std::string> words;
+  for (const HeadingWord& row : kHeadingWords) {
+    if (columns[row.meaning]) continue;
+    words.emplace_back(row.word);
+    words.back()[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(row.word[0])));
+  }
+  return words;
+}
+
+// Columns whose words are nearly known: what stands in them would be left out without a word.
+void tell_misspelt(const CsvLine& line, const Columns& columns, uint32_t number, NewTagList* list) {
+  const std::vector<std::string> missing = missing_words(columns);
+  for (size_t i = 0; i < line.fields.size(); ++i) {
+    if (std::find(columns.begin(), columns.end(), std::optional<size_t>(i)) != columns.end()) continue;
+    const std::string_view word = without_blanks(line.fields[i].text);
+    const std::vector<std::string> near = plc_base::near_names(word, missing);
+    if (near.empty()) continue;
+    std::string message = "column " + std::to_string(i + 1) + " ";
+    message.append(plc_base::quoted(word)).append(" is not used; did you mean ").append(near.front()).append("?");
+    list->findings.push_back({"T043", number, 1, message, {}});
+  }
+}
+
 // Puts a name together that was split at the commas of its subscripts.
 void join_name(char separator, size_t name, CsvLine* line) {
   constexpr size_t kMostSubscripts = 3;
@@ -168,6 +194,7 @@ NewTagList list_of(const std::vector<ListLine>& lines) {
     if (heading && !has_heading) {
       tell_doubles(*heading, line.number, &list);
       columns = heading->columns;
+      tell_misspelt(csv, columns, line.number, &list);
       has_heading = true;
       continue;
     }

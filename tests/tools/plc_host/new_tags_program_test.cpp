@@ -70,6 +70,16 @@ TEST_F(NewTagsTest, ListThatIsNone_IsToldWithWhatToDo) {
                              path("list.csv") + ": nothing was written\n");
 }
 
+TEST_F(NewTagsTest, HeadingThatIsNearlyKnown_IsToldWithWhatIsMeant) {
+  write_file("list.csv", "Name,Type,Rnage,Comment\nTable,INT,0..9,slow\n");
+  const Outcome outcome = tags({"--from", path("list.csv")});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_EQ(outcome.out, "Table,INT,,,,,,0,1,0,0,\n");
+  EXPECT_EQ(outcome.err,
+            "plc-host: " + path("list.csv") + ":1: column 3 'Rnage' is not used; did you mean Range?\n" +
+                "plc-host:     Correct the heading where the column counts; a column that is not used does no harm.\n");
+}
+
 TEST_F(NewTagsTest, FileThatCannotBeWritten_IsToldWithWhatToDo) {
   const Outcome folder = tags({"Speed", "INT", "--output", folder_.path()});
   EXPECT_EQ(folder.code, 8);
@@ -99,6 +109,21 @@ TEST_F(NewTagsTest, LineBehindAFile_HasItsNextNumber) {
   EXPECT_EQ(twice.err, "plc-host: the variable is declared already\nplc-host:     Leave one of them out.\n");
   write_file("open.csv", "Speed,INT,,,,,,0,1,0,0,");
   EXPECT_EQ(tags({"Lamp", "BOOL", "--after", path("open.csv")}).code, 4);
+}
+
+TEST_F(NewTagsTest, LineBehindAFileOfAnotherForm_IsRefusedWithTheCorrection) {
+  const std::pair<std::string, std::string> files[] = {
+      {"Speed;INT;;;;;;0;1;0;0;\n", "the fields are separated by semicolons, not by commas"},
+      {"\"Speed\",INT,,,,,,0,1,0,0,\n", "fields are in quotes, which the driver takes for part of them"},
+      {std::string("\xFF\xFES\0,\0I\0N\0T\0\n\0", 14), "the file is UTF-16 (little endian), not UTF-8"}};
+  for (const auto& [text, reason] : files) {
+    write_file("tags.csv", text);
+    const Outcome outcome = tags({"Lamp", "BOOL", "--after", path("tags.csv")});
+    EXPECT_EQ(outcome.code, 4);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "plc-host: " + path("tags.csv") + ": " + reason + ". Try: plc-host check --fix COPY " +
+                               path("tags.csv") + "\n");
+  }
 }
 
 TEST_F(NewTagsTest, List_BecomesAFileThatReplacesNoneWithoutConsent) {

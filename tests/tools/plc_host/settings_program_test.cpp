@@ -48,6 +48,18 @@ TEST_F(SettingsTest, FirstOfThoseWhoSayOne_Wins) {
   EXPECT_EQ(typed.err, "plc-host: --port 99999: give a number from 1 to 65535\n");
 }
 
+TEST_F(SettingsTest, PortBehindAnAddress_IsShownWithItsOrigin) {
+  write_file("plc-host.toml", "address = \"127.0.0.1:18600\"\n");
+  EXPECT_EQ(shown("port"), "18600 from plc-host.toml:1");
+  EXPECT_EQ(shown("address"), "127.0.0.1:18600 from plc-host.toml:1");
+  EXPECT_THAT(type("info").out, HasSubstr("\nport     18600            plc-host.toml:1\n"));
+  write_file("plc-host.toml", "address = \"127.0.0.1:18600\"\nport = 8501\n");
+  const Outcome two = type("info");
+  EXPECT_EQ(two.code, 2);
+  EXPECT_EQ(two.err,
+            "plc-host: plc-host.toml:1 127.0.0.1:18600 and plc-host.toml:2 8501 name two ports: leave one out\n");
+}
+
 TEST_F(SettingsTest, CommandNeedsNoOptions_WhenAFileSaysThem) {
   const std::unique_ptr<Child> simulator = start_simulator();
   write_file("plc-host.toml", "address = \"localhost:" + port_ + "\"\ntags = \"machine.csv\"\n");

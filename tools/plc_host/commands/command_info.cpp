@@ -7,6 +7,7 @@
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/results/result_writer.h"
+#include "tools/plc_host/settings/use_settings.h"
 
 namespace plc_host {
 namespace {
@@ -68,7 +69,7 @@ Rows settings_rows(const Settings& settings) {
   return rows;
 }
 
-void write_json(const HostOptions& options, const DriverFacts& facts, CommandOutput& output) {
+void write_json(const Settings& settings, const DriverFacts& facts, CommandOutput& output) {
   Json object;
   object["plc_host"] = PLC_HOST_VERSION;
   object["library"] = facts.library.path;
@@ -78,7 +79,7 @@ void write_json(const HostOptions& options, const DriverFacts& facts, CommandOut
   object["driver_code"] = facts.info.driver_code;
   object["driver_param"] = facts.info.driver_param;
   object["reads_tag_files"] = facts.library.build_tagtable != nullptr;
-  object["settings"] = settings_json(options.settings);
+  object["settings"] = settings_json(settings);
   object["tag_files"] = own_tag_files();
   write_json_line(output.results(), object);
 }
@@ -86,9 +87,11 @@ void write_json(const HostOptions& options, const DriverFacts& facts, CommandOut
 }  // namespace
 
 int run_info(const HostOptions& options, CommandOutput& output) {
+  Settings settings = options.settings;
+  take_port_of_address(settings);
   const DriverFacts facts = ask_driver(options, output);
   if (options.json) {
-    write_json(options, facts, output);
+    write_json(settings, facts, output);
     return kExitOk;
   }
   const bool has_names = facts.library.build_tagtable != nullptr;
@@ -103,7 +106,7 @@ int run_info(const HostOptions& options, CommandOutput& output) {
   if (files.empty()) rows.push_back({"tag files here", "none"});
   write_table(output.results(), rows);
   std::fputs("\n", output.results());
-  write_table(output.results(), settings_rows(options.settings));
+  write_table(output.results(), settings_rows(settings));
   return kExitOk;
 }
 

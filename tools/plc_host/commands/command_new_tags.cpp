@@ -12,6 +12,7 @@
 #include "base/text.h"
 #include "base/whole_file.h"
 #include "client/tags/tag_source.h"
+#include "tag_check/form/file_form.h"
 #include "tag_check/new_tags.h"
 #include "tag_check/report.h"
 #include "tag_check/rule_list.h"
@@ -49,6 +50,7 @@ std::string advice_on(const Finding& finding) {
       {"T006", "Write a name and a type into each line, as in Motor.Speed,DINT; plc-host check looks at tag files."},
       {"T020", "Give the variable's name first, then its type."},
       {"T040", "Give the type behind the name."},
+      {"T043", "Correct the heading where the column counts; a column that is not used does no harm."},
       {"T050", "Write the length with the type, STRING(20), or with --length 20."},
       {"T052", "Write the length with the type, STRING(20), or with --length 20."},
       {"T074", "Give the program's number with --program-number, or leave it out."},
@@ -108,6 +110,13 @@ void refuse_program_in_name(const HostOptions& options) {
 uint32_t records_of(const std::string& path, const std::string& text) {
   if (text.empty()) {
     throw HostError(kExitTagFile, path + ": the file is empty. Try: without --after for the first line of a file");
+  }
+  const tag_check::FileForm form(text);
+  if (!form.findings().empty()) {
+    const Finding& finding = form.findings().front();
+    std::string reason = path + ": " + finding.message;
+    reason.append(finding.by_form ? ". Try: plc-host check --fix COPY " : ". Try: plc-host check ").append(path);
+    throw HostError(kExitTagFile, reason);
   }
   if (text.back() != '\n') {
     throw HostError(kExitTagFile,

@@ -17,22 +17,6 @@ uint32_t number_of(const Setting& setting) {
   return plc_usage::number_within(setting.value, 0, UINT32_MAX).value_or(0);
 }
 
-// A port behind the address counts as said where the address is.
-void use_address(HostOptions& options) {
-  const Setting& address = options.settings["address"];
-  Setting& port = options.settings["port"];
-  if (!address.is_said()) return;
-  const plc_base::HostPort controller = split_controller_address(address.value, address.from);
-  options.address = controller.host;
-  if (!controller.port || port.rank < address.rank) return;
-  const std::string text = std::to_string(*controller.port);
-  if (port.is_said() && port.rank == address.rank && port.value != text) {
-    throw HostError(kExitUsage, address.from + " " + address.value + " and " + port.from + " " + port.value +
-                                    " name two ports: leave one out");
-  }
-  port = {text, address.from, address.rank};
-}
-
 // Without a slash the loader looks the name up, and no library is called like a misspelt word.
 void check_driver(const Setting& driver) {
   const std::string& choice = driver.value;
@@ -68,6 +52,21 @@ void refuse_typed(const HostOptions& options, const char* beside, const std::vec
 
 }  // namespace
 
+std::string take_port_of_address(Settings& settings) {
+  const Setting& address = settings["address"];
+  Setting& port = settings["port"];
+  if (!address.is_said()) return {};
+  const plc_base::HostPort controller = split_controller_address(address.value, address.from);
+  if (!controller.port || port.rank < address.rank) return controller.host;
+  const std::string text = std::to_string(*controller.port);
+  if (port.is_said() && port.rank == address.rank && port.value != text) {
+    throw HostError(kExitUsage, address.from + " " + address.value + " and " + port.from + " " + port.value +
+                                    " name two ports: leave one out");
+  }
+  port = {text, address.from, address.rank};
+  return controller.host;
+}
+
 void use_settings(HostOptions& options, bool asks_controller) {
   options.settings = choose_settings(options.given);
   const Settings& settings = options.settings;
@@ -85,7 +84,7 @@ void use_settings(HostOptions& options, bool asks_controller) {
     if (tags.is_typed()) options.tag_file = tags.value;
     return;
   }
-  use_address(options);
+  if (settings.at("address").is_said()) options.address = take_port_of_address(options.settings);
   options.port = static_cast<uint16_t>(number_of(settings.at("port")));
   options.tag_file = tags.value;
 }

@@ -9,4 +9,8 @@ namespace plc_host {
 // the command is one of those that take a controller. Throws HostError.
 void use_settings(HostOptions& options, bool asks_controller);
 
+// The host of the address; a port behind it becomes the setting, said where the address is. Throws HostError where the
+// two name different ports.
+std::string take_port_of_address(Settings& settings);
+
 }  // namespace plc_host

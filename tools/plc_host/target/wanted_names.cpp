@@ -15,6 +15,7 @@
 #include "client/driver/failure.h"
 #include "client/tags/name_pattern.h"
 #include "client/tags/tag_reference.h"
+#include "tag_check/form/csv_line.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/target/tag_files.h"
 
@@ -47,12 +48,6 @@ std::string names_text(const std::string& file) {
   plc_base::FileText read = plc_base::read_file(file, kMostNameBytes);
   if (!read.problem.empty()) throw HostError(kExitUsage, "--names-from: " + read.problem);
   return std::move(read.text);
-}
-
-std::string_view without_blanks(std::string_view text) {
-  const size_t first = text.find_first_not_of(" \t");
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
 bool is_tag_line(const std::string& line) { return std::count(line.begin(), line.end(), ',') >= kTagLineCommas; }
@@ -164,8 +159,8 @@ std::vector<std::string> names_in(const std::string& file, bool are_assignments)
     std::string_view line = rest.substr(0, end);
     rest.remove_prefix(std::min(end + 1, rest.size()));
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    if (without_blanks(line).empty()) continue;
-    names.emplace_back(are_assignments ? line : without_blanks(line));
+    if (tag_check::without_blanks(line).empty()) continue;
+    names.emplace_back(are_assignments ? line : tag_check::without_blanks(line));
   }
   if (names.empty()) refuse(file, "it has no names");
   if (!are_assignments && std::all_of(names.begin(), names.end(), is_tag_line)) {

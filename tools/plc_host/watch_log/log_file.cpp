@@ -206,9 +206,23 @@ bool LogFile::is_at_path() const {
          opened.st_ino == named.st_ino;
 }
 
+// A file that somebody emptied begins anew: rows without a heading would be no log.
+void LogFile::note_emptied() {
+  struct stat status {};
+  if (size_ == 0 || fstat(descriptor_, &status) != 0 || status.st_size != 0) return;
+  size_ = 0;
+  is_cut_ = false;
+  day_.clear();
+  begin_size_ = rules_.heading.size();
+  tell_(rules_.path + " was emptied; the log goes on in it from the heading");
+}
+
 // Rows of a file that somebody removed or renamed would be lost.
 std::string LogFile::reopen_where_taken_away() {
-  if (descriptor_ >= 0 && is_at_path()) return {};
+  if (descriptor_ >= 0 && is_at_path()) {
+    note_emptied();
+    return {};
+  }
   const bool was_open = descriptor_ >= 0;
   std::string problem = open();
   if (was_open && problem.empty()) tell_(rules_.path + " was taken away; the log goes on in a new file");

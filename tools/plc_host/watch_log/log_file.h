@@ -72,6 +72,7 @@ class LogFile {
   std::string write_row(std::string_view row);
   std::string begin_file(WallTime time);
   std::string take_back_cut_row();
+  void note_emptied();
   std::string reopen_where_taken_away();
   bool is_at_path() const;
   bool is_due(size_t more, std::string_view day) const;

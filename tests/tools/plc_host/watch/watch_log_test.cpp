@@ -53,6 +53,26 @@ TEST_F(WatchLogTest, LossAndReturn_HaveRowsAndNoValueBetween) {
                           "T00:00:04.000Z,Speed,1,good,", "T00:00:04.000Z,Ready,false,good,"}));
 }
 
+TEST_F(WatchLogTest, FileThatIsEmptied_BeginsWithItsHeadingAndTheValues) {
+  watch({make_entry("Speed", kInt), make_entry("Ready", kBool)});
+  open_log();
+  round({value(0, {1}), value(1, {1})});
+  folder_.write("week.csv", "");
+  round({value(0, {2}), value(1, {1})});
+  EXPECT_EQ(rows(), (Rows{"T00:00:01.000Z,Ready,true,good,repeated; last row of 2023-11-15T00:00:00.000Z",
+                          "T00:00:01.000Z,Speed,2,good,"}));
+  EXPECT_EQ(told_, Rows{path() + " was emptied; the log goes on in it from the heading"});
+  log_->end(now_);
+  EXPECT_EQ(open_log(), "");
+}
+
+TEST_F(WatchLogTest, EmptyFile_IsALogThatBegins) {
+  watch({make_entry("Speed", kInt)});
+  folder_.write("week.csv", "");
+  EXPECT_EQ(open_log(), "");
+  EXPECT_EQ(rows(), Rows{"T00:00:00.000Z,,,started,a test"});
+}
+
 TEST_F(WatchLogTest, Deadband_CountsFromTheLastRow) {
   watch({make_entry("Speed", kInt), make_entry("Big", kUlint), make_entry("Low", kLint), make_entry("Temp", kReal),
          make_entry("Mask", kWord)},
