@@ -90,7 +90,7 @@ TEST_F(SurveyTest, PlainController_IsReportedAsItIs) {
   end(*simulator);
   EXPECT_EQ(outcome.code, 0) << outcome.err;
   EXPECT_THAT(outcome.out, StartsWith("127.0.0.1:" + port_ +
-                                      ": 25 variables, 24 read, 0 refused, 1 otherwise: see the report\n"
+                                      ": 25 variables, 24 read, 0 refused, 1 not tried\n"
                                       "guarded build: usable\nset driver: guarded\n"));
   const Json found = report();
   EXPECT_EQ(found.at("whole"), true);
@@ -223,6 +223,59 @@ TEST_F(SurveyTest, InterruptedAtEachStep_EverythingFoundIsWrittenAndNothingElseT
       EXPECT_GE(count, 2) << step << ": " << name << " was not set back";
     }
   }
+}
+
+// A profile with slow writes lets the interruption meet one.
+TEST_F(SurveyTest, InterruptedWhileItWrites_PutsBackWithRequestsAsCorrectAsAllOthers) {
+  write_file("slow.toml", "[times]\nwrite_ms = 1200\n");
+  const auto simulator = start_simulator({"--sentinel", "--profile", path("slow.toml")});
+  const std::map<std::string, std::string> before = values();
+  EXPECT_EQ(interrupted_at("6", {"--rate", "300", "--timeout", "5", "--write", "Speed", "--write", "Ready"}), 130);
+  EXPECT_EQ(values(), before);
+  end(*simulator);
+  EXPECT_THAT(file_text(path("sim_out")), Not(HasSubstr("violation")));
+  const Json found = report();
+  EXPECT_EQ(found.at("guarded").at("usable"), "usable");
+  EXPECT_EQ(found.at("heads").at("fields").at("sequence").at("right"), found.at("heads").at("replies"));
+  EXPECT_EQ(found.at("writes").at("step").at("why"), "interrupted");
+  EXPECT_EQ(found.at("writes").at("not_set_back"), Json::array());
+}
+
+// Of the values that the driver was still to read nothing is known.
+TEST_F(SurveyTest, InterruptedWhileTheDriverReads_AsksNoQuestionOfWhatWasNotCompared) {
+  write_file("slow.toml", "[times]\nread_ms = 100\n");
+  const auto simulator = start_simulator({"--sentinel", "--profile", path("slow.toml")});
+  EXPECT_EQ(interrupted_at("4", {"--rate", "300"}), 130);
+  end(*simulator);
+  const Json found = report();
+  const Json& variables = found.at("variables");
+  EXPECT_EQ(variables.at("step").at("state"), "partly");
+  EXPECT_EQ(variables.at("step").at("why"), "interrupted");
+  EXPECT_EQ(variables.at("not_compared"), "not all of them were read by the driver: interrupted");
+  size_t not_compared = 0;
+  for (const Json& finding : variables.at("findings")) {
+    EXPECT_EQ(finding.at("state"), finding.at("name") == "Byte" ? "not tried" : "good") << finding;
+    if (finding.at("why") == "not compared: interrupted") ++not_compared;
+  }
+  EXPECT_GT(not_compared, 0U);
+  EXPECT_EQ(found.at("questions"), Json::array());
+}
+
+TEST_F(SurveyTest, InterruptedWhileItConnects_CountsTheConnectsThatWereMade) {
+  const auto simulator = start_simulator();
+  Child survey(host_words(words({"--rate", "100"})), path("out"), path("err"));
+  // The capture has a connect, a request and its reply by then, and more of them.
+  constexpr size_t kBytesOfSomeConnects = 4000;
+  const Clock::time_point end = Clock::now() + kPatience;
+  while (file_text(path("found/survey.pcapng")).size() < kBytesOfSomeConnects && Clock::now() < end) {
+    poll(nullptr, 0, 2);
+  }
+  survey.signal(SIGINT);
+  EXPECT_EQ(survey.wait(), 130);
+  const Json found = report();
+  const int made = found.at("link").at("connects_made");
+  EXPECT_GE(made, 1);
+  EXPECT_EQ(found.at("link").at("connects_tried"), made);
 }
 
 TEST_F(SurveyTest, ControllerThatDiesAtEachStep_EverythingFoundIsWritten) {

@@ -153,6 +153,7 @@ const char* usable_word(survey::Verdict::Usable usable) {
 void write_survey_summary(FILE* results, const SurveyRecord& record, const std::string& folder, bool json) {
   const uint64_t good = count_of_state(record, survey::VariableFinding::State::kGood);
   const uint64_t refused = count_of_state(record, survey::VariableFinding::State::kRefused);
+  const uint64_t not_tried = count_of_state(record, survey::VariableFinding::State::kNotTried);
   const uint64_t all = record.variables.findings.size();
   const std::string controller = record.link.host + ":" + std::to_string(record.link.port);
   if (json) {
@@ -169,7 +170,9 @@ void write_survey_summary(FILE* results, const SurveyRecord& record, const std::
   }
   std::string text = controller + ": " + plc_base::plural(all, "variable") + ", " + std::to_string(good) + " read, " +
                      std::to_string(refused) + " refused";
-  if (all > good + refused) text += ", " + std::to_string(all - good - refused) + " otherwise: see the report";
+  const uint64_t others = all - good - refused - not_tried;
+  if (others > 0) text += ", " + std::to_string(others) + " otherwise: see the report";
+  if (not_tried > 0) text += ", " + std::to_string(not_tried) + " not tried";
   text += "\nguarded build: " + std::string(usable_word(record.verdict.usable)) + "\n";
   for (const survey::Recommendation& one : record.recommendations) {
     text.append("set ").append(one.setting).append(": ").append(one.value).append("\n");

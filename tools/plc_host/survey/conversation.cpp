@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "tools/plc_host/stop_signal.h"
+#include "wire/big_endian.h"
 #include "wire/request_writer.h"
 
 namespace plc_host::survey {
@@ -98,7 +99,10 @@ void Conversation::account(const std::string& kind, uint32_t names, Asked& asked
 Asked Conversation::try_asking(const std::string& kind, uint32_t names, const plc_sim::Bytes& request) {
   if (probe_) rules_.take_unasked(probe_->drain());
   if (!probe_ || !probe_->is_open()) connect_again();
-  return exchange(kind, names, request);
+  Asked asked = exchange(kind, names, request);
+  const unsigned sent = plc_sim::ByteView(request).u16(plc_sim::wire::kSequenceAt);
+  sequence_ = static_cast<uint16_t>(sent + 1);
+  return asked;
 }
 
 Asked Conversation::ask(const std::string& kind, uint32_t names, const plc_sim::Bytes& request) {

@@ -41,7 +41,8 @@ class Conversation {
   // The same where silence is one of the answers.
   Asked try_asking(const std::string& kind, uint32_t names, const plc_sim::Bytes& request);
 
-  uint16_t next_sequence() { return sequence_++; }
+  // The number of the next request. It stays the next one until a request that has it is sent.
+  uint16_t next_sequence() const { return sequence_; }
 
   // The programs that the directory had at the last connect, which is made when there is none.
   const plc_sim::Bytes& directory();

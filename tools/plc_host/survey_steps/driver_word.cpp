@@ -24,6 +24,7 @@ constexpr size_t kMostSingly = 300;  // variables; more are read in batches
 constexpr uint32_t kMostDelayMs = 1000;
 constexpr size_t kMostDriverLines = 65536;  // bytes
 constexpr char kContract[] = "contract";
+constexpr char kInterruptedWord[] = "interrupted";
 
 HostOptions options_for(const HostOptions& options, const SurveyPlan& plan, const std::string& tag_file) {
   constexpr uint32_t kExchangesOfRead = 2;
@@ -130,6 +131,12 @@ std::vector<TagResult> Comparison::wanted_of(const TagList& tags, const std::str
 }
 
 void Comparison::take_result(const TagResult& result, size_t at) {
+  // What ends the survey ends the driver's calls too, and says nothing of the variable.
+  if (!result.ok() && stop_requested()) {
+    record_.not_compared = std::string("not all of them were read by the driver: ") + kInterruptedWord;
+    record_.findings[at].why = std::string("not compared: ") + kInterruptedWord;
+    return;
+  }
   if (!result.ok() && !result.reading.is_taken()) {
     record_.not_compared = "not all of them were read by the driver: " + result.reading.failure().reason;
     return;
@@ -151,6 +158,10 @@ void Comparison::take_result(const TagResult& result, size_t at) {
 
 // A value that has moved meanwhile is another one for the survey too.
 void Comparison::look_again() {
+  if (stop_requested()) {
+    for (const Word& word : others_) record_.findings[word.at].why = std::string("not compared: ") + kInterruptedWord;
+    conversation_.wait_for_turn();  // which ends the survey
+  }
   for (const Word& word : others_) {
     Declared& declared = variables_[word.at];
     VariableFinding& finding = record_.findings[word.at];

@@ -1,6 +1,8 @@
 // How the controller takes connections: one after the other, several at a time, and one that is closed half.
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "tools/plc_host/survey_steps/survey_steps.h"
 #include "wire/relay.h"
 #include "wire/request_writer.h"
@@ -17,6 +19,15 @@ constexpr char kNotTriedGentle[] = "not tried: --gentle";
 
 uint32_t connects_of(const SurveyPlan& plan) { return plan.is_gentle ? kGentleConnects : kConnects; }
 
+// Of the connects so far. One is made before its directory is asked for, and counts though that was interrupted.
+void take_connects(Conversation& conversation) {
+  Link& link = conversation.record().link;
+  for (const Times& times : conversation.record().times) {
+    if (times.kind == "connect") link.connect_ms = times.ms;
+  }
+  link.connects_tried = std::max(link.connects_tried, static_cast<uint32_t>(link.connect_ms.size()));
+}
+
 void connect_often(Conversation& conversation) {
   const SurveyPlan& plan = conversation.plan();
   Link& link = conversation.record().link;
@@ -30,9 +41,6 @@ void connect_often(Conversation& conversation) {
     }
     if (!problem.empty() || conversation.probe() == nullptr) continue;
     link.segment_bytes = conversation.probe()->segment_bytes();
-  }
-  for (const Times& times : conversation.record().times) {
-    if (times.kind == "connect") link.connect_ms = times.ms;
   }
 }
 
@@ -114,7 +122,13 @@ uint64_t link_requests(const SurveyPlan& plan) {
 void survey_link(Conversation& conversation) {
   Link& link = conversation.record().link;
   run_step(link.step, [&] {
-    connect_often(conversation);
+    try {
+      connect_often(conversation);
+    } catch (const SurveyEnded&) {
+      take_connects(conversation);
+      throw;
+    }
+    take_connects(conversation);
     if (conversation.plan().is_gentle) {
       link.closed_port = link.second_connection = link.half_closed = kNotTriedGentle;
       return;
