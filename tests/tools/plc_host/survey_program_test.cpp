@@ -230,7 +230,16 @@ TEST_F(SurveyTest, InterruptedWhileItWrites_PutsBackWithRequestsAsCorrectAsAllOt
   write_file("slow.toml", "[times]\nwrite_ms = 1200\n");
   const auto simulator = start_simulator({"--sentinel", "--profile", path("slow.toml")});
   const std::map<std::string, std::string> before = values();
-  EXPECT_EQ(interrupted_at("6", {"--rate", "300", "--timeout", "5", "--write", "Speed", "--write", "Ready"}), 130);
+  Child survey(host_words(words({"--rate", "300", "--timeout", "5", "--write", "Big"})), path("out"), path("err"));
+  // The value that is written is in the capture as soon as it is sent.
+  const auto is_written = [this] {
+    const std::string sent = file_text(path("found/survey.pcapng"));
+    return sent.find("\x77\x88\x55\x66") != std::string::npos || sent.find("\x88\x77\x66\x55") != std::string::npos;
+  };
+  const Clock::time_point end_time = Clock::now() + kPatience;
+  while (!is_written() && Clock::now() < end_time) poll(nullptr, 0, 2);
+  survey.signal(SIGINT);
+  EXPECT_EQ(survey.wait(), 130);
   EXPECT_EQ(values(), before);
   end(*simulator);
   EXPECT_THAT(file_text(path("sim_out")), Not(HasSubstr("violation")));
