@@ -173,7 +173,9 @@ void write_survey_summary(FILE* results, const SurveyRecord& record, const std::
   const uint64_t others = all - good - refused - not_tried;
   if (others > 0) text += ", " + std::to_string(others) + " otherwise: see the report";
   if (not_tried > 0) text += ", " + std::to_string(not_tried) + " not tried";
-  text += "\nguarded build: " + std::string(usable_word(record.verdict.usable)) + "\n";
+  text.append("\nguarded build: ").append(usable_word(record.verdict.usable));
+  if (survey::is_foreign(record.heads)) text.append(": ").append(survey::kForeign);
+  text += "\n";
   for (const survey::Recommendation& one : record.recommendations) {
     text.append("set ").append(one.setting).append(": ").append(one.value).append("\n");
   }
@@ -198,7 +200,7 @@ bool has_failure(const SurveyRecord& record) {
 
 int survey_exit_code(const SurveyRecord& record, bool is_interrupted) {
   if (is_interrupted) return kExitInterrupted;
-  if (!record.is_whole) return kExitNoConnection;
+  if (!record.is_whole || survey::is_foreign(record.heads)) return kExitNoConnection;
   return has_failure(record) ? kExitTagFailed : kExitOk;
 }
 

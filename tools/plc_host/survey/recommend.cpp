@@ -119,6 +119,7 @@ void recommend_driver(const SurveyRecord& record, std::vector<Recommendation>& a
 
 std::vector<Recommendation> recommend(const SurveyRecord& record) {
   std::vector<Recommendation> all;
+  if (is_foreign(record.heads)) return all;
   recommend_driver(record, all);
   recommend_timeout(record, all);
   recommend_delay(record, all);

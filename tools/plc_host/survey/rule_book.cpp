@@ -304,13 +304,17 @@ Verdict RuleBook::verdict() const {
     rule.holds = rule.broken == 0 && rule.kept > 0;
     verdict.rules.push_back(rule);
   }
+  if (is_foreign(counts_)) {
+    verdict.because = "What answers there does not speak this protocol: no reply has the form of one.";
+    return verdict;
+  }
   for (const Id id : {kLength, kSequence, kFunction, kEnd}) {
     if (holds(id)) continue;
     verdict.usable = Usability::kNotUsable;
-    verdict.because.append(verdict.because.empty() ? "Not so: " : "; ").append(kRuleWords[id]);
+    verdict.because.append(verdict.because.empty() ? "Does not hold: " : "; ").append(kRuleWords[id]);
   }
   if (verdict.usable == Usability::kNotUsable) {
-    verdict.because += ". The guarded build would fail where this is not so.";
+    verdict.because += ". The guarded build would fail where this does not hold.";
     return verdict;
   }
   if (!tells_refusals(holds(kStatus))) {

@@ -15,6 +15,11 @@ Spread spread_of(std::vector<double> values) {
   return {at(50), at(99), values.back()};
 }
 
+bool is_foreign(const HeadCounts& heads) {
+  const uint64_t alike = heads.length.right + heads.complement.right + heads.request_class.right + heads.command.right;
+  return heads.replies > 0 && alike == 0;
+}
+
 const char* reaction_words(Reaction reaction) {
   switch (reaction) {
     case Reaction::kAnswered:

@@ -145,6 +145,11 @@ struct HeadCounts {
   std::optional<bool> is_refusal_full;          // it has a record for each name
 };
 
+// Replies came, and none has a length, a complement, a class or a command as replies have: no controller sent them.
+bool is_foreign(const HeadCounts& heads);
+
+inline constexpr char kForeign[] = "what answers there does not speak this protocol";
+
 // Of the guarded build.
 struct Verdict {
   enum class Usable { kYes, kWithoutStatus, kWithoutValueEnd, kWithoutBoth, kNotUsable, kUnknown };

@@ -177,7 +177,9 @@ std::vector<std::string> found_sentences(const SurveyRecord& record) {
   sentences.push_back(variables_sentence(record.variables));
   sentences.push_back(heads_sentence(record.heads));
   sentences.push_back(times_sentence(record.times, record.times_step));
-  sentences.push_back(verdict_sentence(record.verdict));
+  sentences.push_back(is_foreign(record.heads)
+                          ? "Whether the guarded build can be used here is not known: " + std::string(kForeign) + "."
+                          : verdict_sentence(record.verdict));
   sentences.push_back(writes_sentence(record.writes));
   if (has_figures(record.endurance.step)) sentences.push_back(endurance_sentence(record.endurance));
   return sentences;
