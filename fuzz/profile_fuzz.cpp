@@ -130,21 +130,24 @@ struct RangeJudge {
   const Profile& profile;
   const KeyRow& row;
 
-  void judge(double number) const { demand(number >= row.low && number <= row.high, "a number is in its range"); }
-  template <typename Number>
-  void judge(const std::optional<Number>& number) const {
-    if (number) judge(*number);
+  template <typename Value>
+  void judge(const Value& value) const {
+    if constexpr (std::is_enum_v<Value> || std::is_same_v<Value, bool>) {
+      const size_t words = plc_profile::words_of(Value{}).size();
+      demand(static_cast<size_t>(value) < words, "a word stands for a value");
+    } else {
+      demand(value >= row.low && value <= row.high, "a number is in its range");
+    }
+  }
+  template <typename Value>
+  void judge(const std::optional<Value>& value) const {
+    if (value) judge(*value);
   }
   void operator()(std::string Profile::*) const {}
   void operator()(PacePart slot) const { judge(profile.*slot.pace.*slot.part); }
   template <typename Member>
   void operator()(Member Profile::*slot) const {
-    if constexpr (std::is_enum_v<Member> || std::is_same_v<Member, bool>) {
-      const size_t words = plc_profile::words_of(Member{}).size();
-      demand(static_cast<size_t>(profile.*slot) < words, "a word stands for a value");
-    } else {
-      judge(profile.*slot);
-    }
+    judge(profile.*slot);
   }
 };
 

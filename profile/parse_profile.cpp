@@ -150,23 +150,30 @@ class ProfileParser {
     slot = *number;
   }
 
-  template <typename Member>
-  void take_value(const KeyRow& row, const toml::node& node, Member Profile::*slot) {
-    if constexpr (std::is_enum_v<Member> || std::is_same_v<Member, bool>) {
-      const Words& words = words_of(Member{});
-      for (size_t i = 0; node.is_string() && i < words.size(); ++i) {
-        if (**node.as_string() != words[i]) continue;
-        profile_.*slot = static_cast<Member>(i);
-        return;
-      }
-      wrong(called(row), node, "one of " + plc_base::joined_with_or(words));
+  void take_value(const KeyRow& row, const toml::node& node, Profile::Guarded Profile::*slot) {
+    if (const auto word = word_in<Profile::Guarded>(row, node)) profile_.*slot = *word;
+  }
+
+  template <typename Value>
+  void take_value(const KeyRow& row, const toml::node& node, std::optional<Value> Profile::*slot) {
+    if constexpr (std::is_enum_v<Value> || std::is_same_v<Value, bool>) {
+      if (const auto word = word_in<Value>(row, node)) profile_.*slot = *word;
     } else {
       const bool is_within =
           node.is_integer() && **node.as_integer() >= row.low && **node.as_integer() <= int64_t{row.high};
       if (!is_within) return wrong(called(row), node, "an integer " + range_of(row));
-      using Number = std::conditional_t<std::is_same_v<Member, uint16_t>, uint16_t, uint32_t>;
-      profile_.*slot = static_cast<Number>(**node.as_integer());
+      profile_.*slot = static_cast<Value>(**node.as_integer());
     }
+  }
+
+  template <typename Word>
+  std::optional<Word> word_in(const KeyRow& row, const toml::node& node) {
+    const Words& words = words_of(Word{});
+    for (size_t i = 0; node.is_string() && i < words.size(); ++i) {
+      if (**node.as_string() == words[i]) return static_cast<Word>(i);
+    }
+    wrong(called(row), node, "one of " + plc_base::joined_with_or(words));
+    return std::nullopt;
   }
 
   Profile& profile_;

@@ -1,5 +1,5 @@
-// What was learnt of a controller: hosts set themselves by it, and plc-sim imitates it. A profile without any line is
-// plc-sim as it is without one.
+// What was learnt of a controller: hosts set themselves by it, and plc-sim imitates it. What was not learnt has no
+// value; plc-sim is there as it is without a profile.
 #pragma once
 
 #include <cstdint>
@@ -30,19 +30,19 @@ struct Profile {
   std::string note;
 
   std::optional<uint32_t> most_connections;  // that are served at a time; absent: no limit was met
-  Turned one_more = Turned::kRefused;        // kRefused: the connect itself; kClosed: at once; kSilent: never answered
-  bool answers_half_closed = true;           // a request with the end of the host's side behind it
+  std::optional<Turned> one_more;            // kRefused: the connect itself; kClosed: at once; kSilent: never answered
+  std::optional<bool> answers_half_closed;   // a request with the end of the host's side behind it
   std::optional<uint32_t> segment_bytes;     // that the controller announces; absent: as large as the link takes
 
   std::optional<uint32_t> piece_bytes;  // of a reply; absent: replies come whole
   std::optional<double> piece_gap_ms;
-  uint32_t bytes_behind_values = 0;  // in replies to value requests, counted by L
-  Echo length = Echo::kRight;
-  Echo complement = Echo::kRight;
-  Echo sequence = Echo::kRight;
-  Echo request_class = Echo::kRight;
-  Echo command = Echo::kRight;
-  uint16_t status_done = 0;  // of every answer that is no refusal
+  std::optional<uint32_t> bytes_behind_values;  // in replies to value requests, counted by L
+  std::optional<Echo> length;
+  std::optional<Echo> complement;
+  std::optional<Echo> sequence;
+  std::optional<Echo> request_class;
+  std::optional<Echo> command;
+  std::optional<uint16_t> status_done;  // of every answer that is no refusal
 
   Pace connect;  // first_ms alone, of this one and the next two
   Pace directory_start;
@@ -53,13 +53,13 @@ struct Profile {
 
   std::optional<uint32_t> names_per_request;   // absent: as many as were tried
   std::optional<uint32_t> values_per_request;  // in one value request
-  Turned beyond = Turned::kRefused;
-  uint16_t status_beyond = 0x0011;
+  std::optional<Turned> beyond;
+  std::optional<uint16_t> status_beyond;
 
   // A name that the controller does not have, and a request for its value.
   enum class Shape { kShort, kFull };  // a head alone; the records of all names, that of the refused one zero
-  Shape shape = Shape::kFull;
-  uint16_t refusal_status = 0x0004;
+  std::optional<Shape> shape;
+  std::optional<uint16_t> refusal_status;
 
   std::optional<uint32_t> program_name_units;  // names in the directory are cut there
 

@@ -17,9 +17,10 @@ struct PacePart {
 };
 
 // Where a key's value is in a profile.
-using Slot = std::variant<std::string Profile::*, bool Profile::*, std::optional<double> Profile::*,
-                          uint16_t Profile::*, uint32_t Profile::*, std::optional<uint32_t> Profile::*, Echo Profile::*,
-                          Turned Profile::*, Profile::Shape Profile::*, Profile::Guarded Profile::*, PacePart>;
+using Slot = std::variant<std::string Profile::*, std::optional<bool> Profile::*, std::optional<double> Profile::*,
+                          std::optional<uint16_t> Profile::*, std::optional<uint32_t> Profile::*,
+                          std::optional<Echo> Profile::*, std::optional<Turned> Profile::*,
+                          std::optional<Profile::Shape> Profile::*, Profile::Guarded Profile::*, PacePart>;
 
 struct KeyRow {
   const char* section;

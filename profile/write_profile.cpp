@@ -61,21 +61,28 @@ class SlotText {
     return decimal_text(profile_.*slot);
   }
   std::optional<std::string> operator()(PacePart slot) const { return decimal_text(profile_.*slot.pace.*slot.part); }
-  std::optional<std::string> operator()(uint16_t Profile::*slot) const {
+  std::optional<std::string> operator()(std::optional<uint16_t> Profile::*slot) const {
     constexpr int kStatusDigits = 4;
-    return plc_base::hexadecimal(profile_.*slot, kStatusDigits);
+    const std::optional<uint16_t>& status = profile_.*slot;
+    return status ? std::optional<std::string>(plc_base::hexadecimal(*status, kStatusDigits)) : std::nullopt;
   }
-  std::optional<std::string> operator()(uint32_t Profile::*slot) const { return std::to_string(profile_.*slot); }
   std::optional<std::string> operator()(std::optional<uint32_t> Profile::*slot) const {
     const std::optional<uint32_t>& number = profile_.*slot;
     return number ? std::optional<std::string>(std::to_string(*number)) : std::nullopt;
   }
-  template <typename Member>
-  std::optional<std::string> operator()(Member Profile::*slot) const {
-    return '"' + words_of(Member{}).at(static_cast<size_t>(profile_.*slot)) + '"';
+  std::optional<std::string> operator()(Profile::Guarded Profile::*slot) const { return word_text(profile_.*slot); }
+  template <typename Word>
+  std::optional<std::string> operator()(std::optional<Word> Profile::*slot) const {
+    const std::optional<Word>& word = profile_.*slot;
+    return word ? std::optional<std::string>(word_text(*word)) : std::nullopt;
   }
 
  private:
+  template <typename Word>
+  static std::string word_text(Word word) {
+    return '"' + words_of(Word{}).at(static_cast<size_t>(word)) + '"';
+  }
+
   static std::optional<std::string> decimal_text(const std::optional<double>& number) {
     return number ? std::optional<std::string>(plc_toml::number_text(*number)) : std::nullopt;
   }

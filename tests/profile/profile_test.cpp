@@ -31,22 +31,22 @@ std::vector<std::string> findings_of(const std::string& text) { return lines_of(
 // A value for the key that no profile has without it.
 std::string unusual_value(const KeyRow& row) {
   if (std::holds_alternative<std::string Profile::*>(row.slot)) return "\"a text\"";
-  if (std::holds_alternative<bool Profile::*>(row.slot)) return "\"not answered\"";
-  if (std::holds_alternative<Echo Profile::*>(row.slot)) return "\"other\"";
-  if (std::holds_alternative<Turned Profile::*>(row.slot)) return "\"silent\"";
-  if (std::holds_alternative<Profile::Shape Profile::*>(row.slot)) return "\"short\"";
+  if (std::holds_alternative<std::optional<bool> Profile::*>(row.slot)) return "\"not answered\"";
+  if (std::holds_alternative<std::optional<Echo> Profile::*>(row.slot)) return "\"other\"";
+  if (std::holds_alternative<std::optional<Turned> Profile::*>(row.slot)) return "\"silent\"";
+  if (std::holds_alternative<std::optional<Profile::Shape> Profile::*>(row.slot)) return "\"short\"";
   if (std::holds_alternative<Profile::Guarded Profile::*>(row.slot)) return "\"without both\"";
   return std::to_string(row.high);
 }
 
-TEST(ReadProfile, NoLine_IsPlcSimWithoutProfile) {
+TEST(ReadProfile, NoLine_SaysNothing) {
   const ProfileResult result = parse_profile("", "p.toml");
   EXPECT_TRUE(result.ok());
   const Profile& profile = result.profile;
-  EXPECT_EQ(profile.length, Echo::kRight);
-  EXPECT_EQ(profile.shape, Profile::Shape::kFull);
-  EXPECT_EQ(profile.refusal_status, 4);
-  EXPECT_EQ(profile.status_done, 0);
+  EXPECT_EQ(profile.length, std::nullopt);
+  EXPECT_EQ(profile.shape, std::nullopt);
+  EXPECT_EQ(profile.refusal_status, std::nullopt);
+  EXPECT_EQ(profile.status_done, std::nullopt);
   EXPECT_EQ(profile.read.first_ms, std::nullopt);
   EXPECT_FALSE(profile.most_connections || profile.piece_bytes || profile.names_per_request);
   EXPECT_EQ(profile.guarded, Profile::Guarded::kUnknown);
@@ -80,11 +80,11 @@ TEST(ReadProfile, Values_AreThoseOfTheFile) {
   EXPECT_EQ(profile.batch_names, 40U);
   EXPECT_EQ(profile.most_connections, 1U);
   EXPECT_EQ(profile.one_more, Turned::kClosed);
-  EXPECT_FALSE(profile.answers_half_closed);
+  EXPECT_EQ(profile.answers_half_closed, false);
   EXPECT_EQ(profile.segment_bytes, 536U);
   EXPECT_EQ(profile.sequence, Echo::kZero);
   EXPECT_EQ(profile.request_class, Echo::kOther);
-  EXPECT_EQ(profile.command, Echo::kRight);
+  EXPECT_EQ(profile.command, std::nullopt);
   EXPECT_EQ(profile.status_done, 0x8000);
   EXPECT_EQ(profile.bytes_behind_values, 2U);
   EXPECT_EQ(profile.piece_bytes, 536U);
@@ -174,6 +174,12 @@ TEST(WriteProfile, Lines_SayWhatTheyMeanAndWhatIsNotKnown) {
   EXPECT_THAT(text, HasSubstr("\nstatus = 0x0012  # bytes 12 and 13 of answers that are no refusal\n"));
   EXPECT_THAT(text, HasSubstr("\n# names is not known: in one resolve request\n"));
   EXPECT_THAT(text, Not(HasSubstr("[survey]")));
+  EXPECT_THAT(text, HasSubstr("\n# one_more is not known: one more is: refused, closed, silent\n"
+                              "# half_closed is not known: a request with the host's end behind it\n"));
+  EXPECT_THAT(text, HasSubstr("\n# length is not known: of the frame in bytes 0 to 3: right, zero, other\n"));
+  EXPECT_THAT(text, HasSubstr("\n# beyond is not known: what exceeds them is: refused, closed, silent\n"
+                              "# status is not known: with which it is refused\n"));
+  EXPECT_THAT(text, HasSubstr("\n[refusal]\n# shape is not known: "));
 }
 
 TEST(WriteProfile, TextsFromOutside_StayInTheirQuotes) {

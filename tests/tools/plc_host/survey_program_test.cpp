@@ -5,6 +5,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <thread>
 
 #include "tests/tools/plc_host/program_fixture.h"
 
@@ -351,6 +352,59 @@ TEST_F(SurveyTest, NoController_SaysSoInItsReportToo) {
   EXPECT_EQ(outcome.code, 7);
   EXPECT_EQ(report().at("ended"), "the controller does not answer: Connection refused");
   EXPECT_EQ(report().at("guarded").at("usable"), "not known");
+  const std::string profile = file_text(path("found/profile.toml"));
+  EXPECT_THAT(profile, HasSubstr("usable = \"unknown\"  # "));
+  for (const char* key : {"timeout_s", "one_more", "half_closed", "length", "complement", "sequence", "class",
+                          "command", "status", "bytes_behind_values", "beyond", "shape"}) {
+    EXPECT_THAT(profile, HasSubstr(std::string("\n# ") + key + " is not known: "));
+    EXPECT_THAT(profile, Not(HasSubstr(std::string("\n") + key + " = ")));
+  }
+}
+
+// Answers each request as a web server does.
+class WebServer {
+ public:
+  WebServer() : server_([this] { serve(); }) {}
+  WebServer(const WebServer&) = delete;
+  WebServer& operator=(const WebServer&) = delete;
+  ~WebServer() {
+    shutdown(listener_.fd(), SHUT_RDWR);
+    server_.join();
+  }
+  std::string port() const { return std::to_string(listener_.port()); }
+
+ private:
+  void serve() const {
+    const std::string answer = "HTTP/1.1 400 Bad Request\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
+    for (;;) {
+      const plc_test::ScopedDescriptor client(accept(listener_.fd(), nullptr, nullptr));
+      if (client.get() < 0) return;
+      char request[512];
+      if (recv(client.get(), request, sizeof request, 0) <= 0) continue;
+      send(client.get(), answer.data(), answer.size(), MSG_NOSIGNAL);
+    }
+  }
+
+  plc_test::LoopbackSocket listener_{SOCK_STREAM, 5};
+  std::thread server_;
+};
+
+TEST_F(SurveyTest, WebServer_IsNoControllerAndNothingIsRecommended) {
+  const WebServer server;
+  const Outcome outcome = run({"survey", "--address", "127.0.0.1:" + server.port(), "--tags", path("machine.csv"),
+                               "--output", path("found"), "--rate", "1000", "--gentle", "--timeout", "1", "-q"});
+  EXPECT_EQ(outcome.code, 7) << outcome.err;
+  EXPECT_THAT(outcome.out, HasSubstr("\nguarded build: not known: what answers there does not speak this protocol\n"));
+  EXPECT_THAT(outcome.out, Not(HasSubstr("\nset ")));
+  const Json found = report();
+  EXPECT_EQ(found.at("guarded").at("usable"), "not known");
+  EXPECT_EQ(found.at("guarded").at("because"),
+            "What answers there does not speak this protocol: no reply has the form of one.");
+  EXPECT_EQ(found.at("recommendations"), Json::array());
+  const std::string profile = file_text(path("found/profile.toml"));
+  EXPECT_THAT(profile, HasSubstr("note = \"what answers there does not speak this protocol\"  # "));
+  EXPECT_THAT(profile, HasSubstr("usable = \"unknown\"  # "));
+  EXPECT_THAT(profile, HasSubstr("\n# status is not known: bytes 12 and 13 of answers that are no refusal\n"));
 }
 
 }  // namespace

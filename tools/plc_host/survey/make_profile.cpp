@@ -18,7 +18,8 @@ using Usability = Verdict::Usable;
 
 constexpr int kUsualSegmentBytes = 1460;  // of Ethernet; what is larger is the link's, or loopback
 
-Echo echo_of(const HeadCounts::Field& field) {
+std::optional<Echo> echo_of(const HeadCounts::Field& field) {
+  if (field.right + field.zero + field.other == 0) return std::nullopt;
   if (field.other > 0) return Echo::kOther;
   return field.zero > 0 ? Echo::kZero : Echo::kRight;
 }
@@ -81,9 +82,9 @@ void take_heads(const SurveyRecord& record, Profile& profile) {
   profile.sequence = echo_of(heads.sequence);
   profile.request_class = echo_of(heads.request_class);
   profile.command = echo_of(heads.command);
-  profile.status_done = heads.status_done.value_or(0);
-  profile.bytes_behind_values = heads.bytes_behind_values.value_or(0);
-  if (heads.refusal_status) profile.refusal_status = *heads.refusal_status;
+  profile.status_done = heads.status_done;
+  profile.bytes_behind_values = heads.bytes_behind_values;
+  profile.refusal_status = heads.refusal_status;
   if (heads.is_refusal_full) profile.shape = *heads.is_refusal_full ? Profile::Shape::kFull : Profile::Shape::kShort;
 }
 
@@ -91,14 +92,15 @@ void take_limits(const SurveyRecord& record, Profile& profile) {
   const Link& link = record.link;
   profile.most_connections = link.most_connections;
   if (link.one_more != Reaction::kNotTried) profile.one_more = turned_of(link.one_more);
-  profile.answers_half_closed = link.is_answered_when_half_closed.value_or(true);
+  profile.answers_half_closed = link.is_answered_when_half_closed;
   if (link.segment_bytes && *link.segment_bytes < kUsualSegmentBytes) {
     profile.segment_bytes = static_cast<uint32_t>(*link.segment_bytes);
   }
   profile.names_per_request = record.limits.names_per_request;
   profile.values_per_request = record.limits.values_per_request;
+  if (!record.limits.names_per_request && !record.limits.values_per_request) return;
   if (record.limits.reaction != Reaction::kNotTried) profile.beyond = turned_of(record.limits.reaction);
-  if (record.limits.beyond_status) profile.status_beyond = *record.limits.beyond_status;
+  profile.status_beyond = record.limits.beyond_status;
 }
 
 // Where all names that are cut have the same length.
@@ -146,6 +148,10 @@ Profile make_profile(const SurveyRecord& record) {
   profile.made = record.made;
   profile.controller = record.link.host + ":" + std::to_string(record.link.port);
   profile.note = record.is_whole ? "" : "the survey did not come to its end: " + record.ended;
+  if (is_foreign(record.heads)) {
+    profile.note = kForeign;
+    return profile;
+  }
   take_limits(record, profile);
   take_heads(record, profile);
   take_pieces(record, profile);

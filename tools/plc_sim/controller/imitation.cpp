@@ -20,6 +20,8 @@ constexpr uint8_t kHighestBit = 0x80;
 constexpr double kHalfClosedMs = 5;
 constexpr unsigned kOwnNumbers = 0x4000;  // far from those that hosts begin with
 constexpr size_t kDimensionBytes = 4;
+constexpr uint16_t kUsualStatusBeyond = 0x0011;
+constexpr uint16_t kUsualRefusalStatus = 0x0004;
 
 double paced(const Pace& pace, size_t items) {
   return pace.first_ms.value_or(0) + pace.each_ms.value_or(0) * static_cast<double>(std::max<size_t>(items, 1) - 1);
@@ -60,8 +62,10 @@ void put_length(Bytes& reply) {
   put_u32(reply, 4, ~length);
 }
 
-uint8_t echoed(uint8_t byte, Echo echo) {
-  if (echo == Echo::kRight) return byte;
+bool is_wrong(const std::optional<Echo>& echo) { return echo.value_or(Echo::kRight) != Echo::kRight; }
+
+uint8_t echoed(uint8_t byte, const std::optional<Echo>& echo) {
+  if (!is_wrong(echo)) return byte;
   return echo == Echo::kZero ? uint8_t{0} : static_cast<uint8_t>(byte ^ kHighestBit);
 }
 
@@ -128,7 +132,7 @@ Answer Imitation::handle(Session& session, const Bytes& frame) {
       load.is_beyond && !session.refusal ? answer_beyond(session, frame, load) : controller_.handle(session, frame);
   if (!load.is_beyond && !session.refusal) change_answer(session, frame, answer);
   change_head(session, answer.reply);
-  const double least_ms = profile_.answers_half_closed ? 0 : kHalfClosedMs;
+  const double least_ms = profile_.answers_half_closed.value_or(true) ? 0 : kHalfClosedMs;
   // Down to whole milliseconds: what this machine itself takes comes on top.
   answer.manner.wait_ms = static_cast<unsigned>(std::max(wait_ms(answer.kind, load.items), least_ms));
   answer.manner.piece_bytes = profile_.piece_bytes.value_or(0);
@@ -138,15 +142,16 @@ Answer Imitation::handle(Session& session, const Bytes& frame) {
 
 // The host cannot be blamed for what it makes of an answer that it did not get.
 Answer Imitation::answer_beyond(Session& session, const Bytes& frame, const Load& load) {
-  session.refusal = profile_.status_beyond;
+  session.refusal = profile_.status_beyond.value_or(kUsualStatusBeyond);
   Answer answer = controller_.handle(session, frame);
   session.refusal.reset();
   const bool is_resolve = answer.kind == RequestKind::kResolve;
   answer.findings.notes.push_back(std::to_string(load.items) + (is_resolve ? " names" : " values") +
                                   " in a request are beyond the profile's limit");
   answer.manner.damage = ReplyDamage::kThisReply;
-  answer.manner.is_withheld = profile_.beyond != Turned::kRefused;
-  if (profile_.beyond == Turned::kClosed) {
+  const Turned beyond = profile_.beyond.value_or(Turned::kRefused);
+  answer.manner.is_withheld = beyond != Turned::kRefused;
+  if (beyond == Turned::kClosed) {
     answer.manner.then = AfterDelivery::kClose;
     answer.manner.damage = ReplyDamage::kTheStream;
   }
@@ -159,9 +164,9 @@ void Imitation::change_answer(const Session& session, const Bytes& frame, Answer
   if (!answer.findings.refused.empty()) {
     change_refusal(session, frame, answer);
   } else if (ByteView(answer.reply).u16(wire::kStatusAt) == wire::kStatusDone) {
-    put_u16(answer.reply, wire::kStatusAt, profile_.status_done);
+    put_u16(answer.reply, wire::kStatusAt, profile_.status_done.value_or(wire::kStatusDone));
     if (answer.kind != RequestKind::kRead) return;
-    const size_t bytes = answer.reply.size() + profile_.bytes_behind_values;
+    const size_t bytes = answer.reply.size() + profile_.bytes_behind_values.value_or(0);
     answer.reply.resize(std::min(bytes, wire::kMaxFrameBytes), kFiller);
     put_length(answer.reply);
   }
@@ -174,24 +179,25 @@ Bytes Imitation::cut_directory(const Bytes& frame) const {
 }
 
 void Imitation::change_refusal(const Session& session, const Bytes& frame, Answer& answer) const {
-  if (profile_.shape == Profile::Shape::kShort) {
-    answer.reply = make_reply(frame, profile_.refusal_status, {});
+  const uint16_t status = profile_.refusal_status.value_or(kUsualRefusalStatus);
+  if (profile_.shape.value_or(Profile::Shape::kFull) == Profile::Shape::kShort) {
+    answer.reply = make_reply(frame, status, {});
     // Of the names beside the refused one the host has no handle.
     if (session.names.size() > 1) answer.manner.damage = ReplyDamage::kThisReply;
     return;
   }
-  put_u16(answer.reply, wire::kStatusAt, profile_.refusal_status);
+  put_u16(answer.reply, wire::kStatusAt, status);
   if (answer.kind == RequestKind::kResolve) clear_marks(session.names, answer.reply);
 }
 
 void Imitation::change_head(const Session& session, Bytes& reply) const {
   if (reply.size() < wire::kReplyHeadBytes) return;
   const auto length = static_cast<uint32_t>(reply.size() - wire::kLengthExcludes);
-  if (profile_.length != Echo::kRight) {
+  if (is_wrong(profile_.length)) {
     put_u32(reply, 0, profile_.length == Echo::kZero ? 0 : static_cast<uint32_t>(reply.size()));
   }
-  if (profile_.complement != Echo::kRight) put_u32(reply, 4, profile_.complement == Echo::kZero ? 0 : length);
-  if (profile_.sequence != Echo::kRight) {
+  if (is_wrong(profile_.complement)) put_u32(reply, 4, profile_.complement == Echo::kZero ? 0 : length);
+  if (is_wrong(profile_.sequence)) {
     const unsigned own = kOwnNumbers + session.requests;
     put_u16(reply, wire::kSequenceAt, profile_.sequence == Echo::kZero ? 0 : own);
   }
