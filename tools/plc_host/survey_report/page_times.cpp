@@ -31,8 +31,11 @@ std::vector<std::string> kinds_of(const std::vector<Times>& times) {
 std::vector<Times> by_kind(const std::vector<Times>& times) {
   std::vector<Times> sorted;
   for (const std::string& kind : kinds_of(times)) {
+    const auto first = static_cast<std::ptrdiff_t>(sorted.size());
     std::copy_if(times.begin(), times.end(), std::back_inserter(sorted),
                  [&kind](const Times& one) { return one.kind == kind; });
+    std::stable_sort(sorted.begin() + first, sorted.end(),
+                     [](const Times& a, const Times& b) { return a.names < b.names; });
   }
   return sorted;
 }
