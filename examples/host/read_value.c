@@ -8,8 +8,8 @@
 #include <arpa/inet.h>
 #include <plc_driver.h>
 #include <stdio.h>
-#include <stdlib.h>
 
+#include "number_argument.h"
 #include "value_of_type.h"
 
 /* The driver keeps a pointer to the settings, so they live as long as the program. */
@@ -22,19 +22,22 @@ int main(int argc, char** argv) {
     fprintf(stderr, "usage: read_value ADDRESS PORT AREA ID TYPE [ELEMENT]\n");
     return 2;
   }
-  const uint32_t id = (uint32_t)strtoul(argv[4], NULL, 0);
-  const uint32_t element = argc == 7 ? (uint32_t)strtoul(argv[6], NULL, 0) : 0;
+  long long port, area, id, element = 0;
+  if (!number_argument("PORT", argv[2], 1, 65535, &port) || !number_argument("AREA", argv[3], 0, 65535, &area) ||
+      !id_argument(argv[4], &id) || (argc == 7 && !number_argument("ELEMENT", argv[6], 0, 65535, &element))) {
+    return 2;
+  }
 
   settings.ip_address = ntohl(address.s_addr);
-  settings.tcp_port = (uint16_t)strtoul(argv[2], NULL, 10);
+  settings.tcp_port = (uint16_t)port;
   ev_plc_init(&settings);
 
   /* Room for what one element can become: a whole reply. */
   uint8_t data[4096] = {0};
   RegRequest request = {0};
-  request.area = (uint16_t)strtoul(argv[3], NULL, 10);
+  request.area = (uint16_t)area;
   request.reg_type = (uint8_t)(id >> 16);
-  request.address = (id & 0xFFFF) << 16 | (element & 0xFFFF);
+  request.address = (uint32_t)(id & 0xFFFF) << 16 | (uint32_t)element;
   RegValue value = {1, data};
   ConnContext connection = {.socket_fd = -1, .recv_timeout_s = 2};
 
@@ -44,7 +47,7 @@ int main(int argc, char** argv) {
     fprintf(stderr, "read failed: %u\n", result);
     return 1;
   }
-  printf("variable %u element %u = ", id, element);
+  printf("variable %lld element %lld = ", id, element);
   print_value(type, data);
   return 0;
 }

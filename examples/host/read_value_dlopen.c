@@ -5,9 +5,9 @@
 #include <dlfcn.h>
 #include <plc_driver.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
+#include "number_argument.h"
 #include "value_of_type.h"
 
 typedef uint32_t InitFunction(CommSettings* settings);
@@ -43,18 +43,21 @@ int main(int argc, char** argv) {
     fprintf(stderr, "%s is not a type of 16 or 32 bits\n", argv[6]);
     return 2;
   }
-  const uint32_t id = (uint32_t)strtoul(argv[5], NULL, 0);
-  const uint32_t element = argc == 8 ? (uint32_t)strtoul(argv[7], NULL, 0) : 0;
+  long long port, area, id, element = 0;
+  if (!number_argument("PORT", argv[3], 1, 65535, &port) || !number_argument("AREA", argv[4], 0, 65535, &area) ||
+      !id_argument(argv[5], &id) || (argc == 8 && !number_argument("ELEMENT", argv[7], 0, 65535, &element))) {
+    return 2;
+  }
 
   settings.ip_address = ntohl(address.s_addr);
-  settings.tcp_port = (uint16_t)strtoul(argv[3], NULL, 10);
+  settings.tcp_port = (uint16_t)port;
   initialise(&settings);
 
   uint8_t data[4096] = {0};
   RegRequest request = {0};
-  request.area = (uint16_t)strtoul(argv[4], NULL, 10);
+  request.area = (uint16_t)area;
   request.reg_type = (uint8_t)(id >> 16);
-  request.address = (id & 0xFFFF) << 16 | (element & 0xFFFF);
+  request.address = (uint32_t)(id & 0xFFFF) << 16 | (uint32_t)element;
   RegValue value = {1, data};
   ConnContext connection = {.socket_fd = -1, .recv_timeout_s = 2};
 
@@ -63,7 +66,7 @@ int main(int argc, char** argv) {
     fprintf(stderr, "read failed: %u\n", result);
     return 1;
   }
-  printf("variable %u element %u = ", id, element);
+  printf("variable %lld element %lld = ", id, element);
   print_value(type, data);
   return 0;
 }

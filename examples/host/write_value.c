@@ -1,20 +1,21 @@
-/* A small host that writes: gives one 32-bit variable of a controller a whole number, and reads it back.
+/* A small host that writes: gives one DINT of a controller a whole number, and reads it back.
  *
  *   write_value ADDRESS PORT AREA ID VALUE */
 #include <arpa/inet.h>
 #include <plc_driver.h>
 #include <stdio.h>
-#include <stdlib.h>
+
+#include "number_argument.h"
 
 static CommSettings settings;
 static ConnContext connection = {.socket_fd = -1, .recv_timeout_s = 2};
 
 /* A request is made anew for each transfer, because transfers change it. */
-static RegRequest request_of(uint16_t area, uint32_t id) {
+static RegRequest request_of(long long area, long long id) {
   RegRequest request = {0};
-  request.area = area;
+  request.area = (uint16_t)area;
   request.reg_type = (uint8_t)(id >> 16);
-  request.address = (id & 0xFFFF) << 16;
+  request.address = (uint32_t)(id & 0xFFFF) << 16;
   return request;
 }
 
@@ -24,12 +25,15 @@ int main(int argc, char** argv) {
     fprintf(stderr, "usage: write_value ADDRESS PORT AREA ID VALUE\n");
     return 2;
   }
-  const uint16_t area = (uint16_t)strtoul(argv[3], NULL, 10);
-  const uint32_t id = (uint32_t)strtoul(argv[4], NULL, 0);
-  const uint32_t wanted = (uint32_t)strtol(argv[5], NULL, 0);
+  long long port, area, id, number;
+  if (!number_argument("PORT", argv[2], 1, 65535, &port) || !number_argument("AREA", argv[3], 0, 65535, &area) ||
+      !id_argument(argv[4], &id) || !number_argument("VALUE", argv[5], INT32_MIN, INT32_MAX, &number)) {
+    return 2;
+  }
+  const uint32_t wanted = (uint32_t)number;
 
   settings.ip_address = ntohl(address.s_addr);
-  settings.tcp_port = (uint16_t)strtoul(argv[2], NULL, 10);
+  settings.tcp_port = (uint16_t)port;
   ev_plc_init(&settings);
 
   /* Values in the buffer are little-endian, whatever the processor is. */
@@ -51,6 +55,6 @@ int main(int argc, char** argv) {
     return 1;
   }
   const uint32_t found = back[0] | (uint32_t)back[1] << 8 | (uint32_t)back[2] << 16 | (uint32_t)back[3] << 24;
-  printf("variable %u = %d\n", id, (int32_t)found);
+  printf("variable %lld = %d\n", id, (int32_t)found);
   return found == wanted ? 0 : 1;
 }

@@ -19,6 +19,7 @@ CASES = (
     ("set Status.Word 65535", ("0", "11", "WORD"), "65535"),
     ("set Motor.Position 4294967289", ("0", "7", "UDINT"), "4294967289"),
     ("set Motor.Current -1.5", ("0", "4", "REAL"), "-1.5"),
+    ("set Table[9] 7", ("0x0", "0x9", "INT", "0x9"), "7"),
 )
 # Types that the hosts do not show: none of them may be taken for another.
 OTHER_TYPES = ("LINT", "BOOL", "STRING", "int", "")
@@ -53,7 +54,7 @@ def run_cases(simulator, command, folder):
             print(f"plc-sim does not take '{line}'")
             return 1
         code, out = run_host(command, port, folder, area, number, kind, *element)
-        expected = f"variable {number} element {element[0] if element else 0} = {value}"
+        expected = f"variable {int(number, 0)} element {int(element[0], 0) if element else 0} = {value}"
         if code != 0 or expected not in out.split("\n"):
             print(f"{line}: expected '{expected}', got {code}:\n{out}")
             failed += 1
