@@ -58,9 +58,11 @@ class Session:
             (plugins / "plugins").symlink_to(prefix / "lib" / "wireshark" / "plugins")
         self.environment = {
             "PATH": f"{prefix}/bin:{self.folder}:{os.environ['PATH']}", "HOME": str(self.home), "LC_ALL": "C.UTF-8",
-            "TZ": "UTC", "TERM": "dumb", "LD_LIBRARY_PATH": f"{prefix}/lib",
-            "PKG_CONFIG_LIBDIR": f"{prefix}/lib/pkgconfig", "MANPATH": f"{prefix}/share/man",
+            "TZ": "UTC", "TERM": "dumb", "PKG_CONFIG_LIBDIR": f"{prefix}/lib/pkgconfig",
+            "MANPATH": f"{prefix}/share/man",
             **{name: value for name, value in os.environ.items() if name.startswith(("CCACHE_", "CMAKE_"))}}
+        # As in folders of the system, programs find libraries there behind the folder that they were linked with.
+        self.linking = {**self.environment, "LD_RUN_PATH": f"{prefix}/lib"}
 
     def close(self):
         problems = [problem for service in reversed(self.services) for problem in service.end()]
@@ -141,9 +143,10 @@ class Session:
     def output_of(self, command, shown_lines):
         """Exit code and printed lines. A command that goes on until it is interrupted is, behind what is shown."""
         endless = re.search(r"\bplc-host watch\b(?!.*--(?:rounds|help)\b)", command)
-        child = subprocess.Popen(["bash", "-c", command], cwd=self.at, env=self.environment, text=True,
-                                 encoding="utf-8", stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                 stderr=subprocess.STDOUT, start_new_session=True)
+        environment = self.linking if re.match(r"(cc|g\+\+) ", command) else self.environment
+        child = subprocess.Popen(["bash", "-c", command], cwd=self.at, env=environment, text=True, encoding="utf-8",
+                                 stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                 start_new_session=True)
         try:
             lines = []
             if endless:
