@@ -111,6 +111,14 @@ Failure text_out_of_reach(size_t bytes) {
   return failure;
 }
 
+Failure nothing_stored() {
+  Failure failure;
+  failure.quality = Quality::kFailed;
+  failure.reason = "the driver stored no bytes";
+  failure.advice = "plc-host why NAME shows what came, plc-host check whether the driver knows the variable's type.";
+  return failure;
+}
+
 Failure impossible(const std::string& reason) {
   Failure failure;
   failure.quality = Quality::kImpossible;

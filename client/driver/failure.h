@@ -18,6 +18,9 @@ bool leaves_write_open(const Failure& failure);
 // A text of which reads reach the first bytes alone.
 Failure text_out_of_reach(size_t bytes);
 
+// A value without a width of which the driver stored nothing, though it reported no failure.
+Failure nothing_stored();
+
 // What neither tag file nor driver can ask for.
 Failure impossible(const std::string& reason);
 

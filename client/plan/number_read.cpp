@@ -73,6 +73,20 @@ std::string odd_numbers(const Tag& tag, uint32_t offset, uint32_t count) {
          std::to_string(offset) + ", count " + std::to_string(count) + " name the variable itself";
 }
 
+namespace {
+
+std::vector<std::string> remarks_on_elements(const Tag& tag, uint32_t offset, size_t count) {
+  const auto units = static_cast<uint32_t>(host_units_per_element(tag.entry));
+  std::vector<std::string> remarks;
+  remarks.reserve(count);
+  for (size_t i = 0; i < count; ++i) {
+    remarks.push_back(odd_numbers(tag, offset + static_cast<uint32_t>(i) * units, units));
+  }
+  return remarks;
+}
+
+}  // namespace
+
 TagResult read_number(DriverSession& session, const TagList& tags, uint32_t register_id, uint32_t offset,
                       uint32_t count) {
   const Tag* tag = find_tag_by_id(tags, register_id);
@@ -88,9 +102,13 @@ TagResult read_number(DriverSession& session, const TagList& tags, uint32_t regi
   } else {
     const TagValue value = stored_value(*tag, call.count, buffer);
     const ValueKind kind = value_kind(tag->entry);
+    const bool is_missing = kind == ValueKind::kRaw && value.text.empty();
     const bool is_list = kind != ValueKind::kText && kind != ValueKind::kRaw && value.elements.size() != 1;
+    result.remark = odd_numbers(*tag, offset, count);
+    result.element_remarks = remarks_on_elements(*tag, offset, value.elements.size());
     if (is_list) result.reference.extents = {value.elements.size()};
-    result.reading = {value, session.quality_of_success(), call.time};
+    result.reading =
+        is_missing ? Reading(nothing_stored(), call.time) : Reading(value, session.quality_of_success(), call.time);
   }
   return result;
 }

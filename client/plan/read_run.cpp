@@ -32,6 +32,7 @@ class PlanRun {
   void take_single(const ReadStep& step);
   void read_alone(PlannedVariable& variable);
   void read_spoilt();
+  void fail_unstored();
 
   DriverSession& session_;
   ReadPlan& plan_;
@@ -201,6 +202,13 @@ void PlanRun::read_spoilt() {
   }
 }
 
+void PlanRun::fail_unstored() {
+  for (PlannedVariable& variable : plan_.variables) {
+    const bool is_raw = value_kind(variable.reference.tag->entry) == ValueKind::kRaw;
+    if (is_raw && variable.value.text.empty()) fail(variable, nothing_stored(), variable.time);
+  }
+}
+
 size_t PlanRun::run() {
   for (PlannedVariable& variable : plan_.variables) {
     variable.value.elements.clear();
@@ -211,6 +219,7 @@ size_t PlanRun::run() {
   }
   for (ReadStep& step : plan_.steps) run_step(step);
   read_spoilt();
+  fail_unstored();
   return exchanges_;
 }
 

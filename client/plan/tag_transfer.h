@@ -18,6 +18,9 @@ struct TagResult {
   std::string name;        // as shown to the user
   TagReference reference;  // its tag is null when the name could not be looked up
   Reading reading;
+  // Of one that was read by its number: what is odd about offset and count, and what about those of each element.
+  std::string remark;
+  std::vector<std::string> element_remarks;
   bool is_found() const { return reference.tag != nullptr; }
   bool ok() const { return reading.value() != nullptr; }
 };

@@ -25,6 +25,9 @@ class ResultFile {
   // Whoever read the results, from a pipe, has gone.
   bool has_lost_reader() const { return error_ == EPIPE; }
 
+  // Something is missing in the file.
+  bool has_failed() const { return error_ != 0 && !has_lost_reader(); }
+
   // What a command that ends with this code returns: the code itself, also when the reader of a pipe has gone, or
   // kExitOutput behind a message when something is missing in the file.
   int finish(int code);

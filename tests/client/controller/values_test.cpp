@@ -304,6 +304,17 @@ TEST_F(KindsTest, Dates_AreBytes) {
   }
 }
 
+TEST_F(KindsTest, DateOfWhichNothingWasStored_IsNoValue) {
+  start(tag_line("A", "DATE") + tag_line("W", "INT"), {});
+  Controller controller(options());
+  for (const Reading& reading : {controller.read("A"), controller.read({"W", "A"}).back()}) {
+    EXPECT_FALSE(reading.ok());
+    EXPECT_EQ(reading.error.reason, Reason::kFailed);
+    EXPECT_EQ(reading.error.text, "the driver stored no bytes");
+    EXPECT_FALSE(reading.value.has_value());
+  }
+}
+
 TEST_F(KindsTest, EightBits_AreImpossibleAndNothingIsSent) {
   start(tag_line("S", "SINT") + tag_line("U", "USINT", "[0..3]") + tag_line("B", "BYTE"));
   Controller controller(options());

@@ -156,7 +156,13 @@ TEST_F(FormsTest, DryRun_ShowsValuesAsTheyWouldGoAndNeedsNoController) {
   EXPECT_EQ(refused.code, 1);
   EXPECT_EQ(refused.err,
             "plc-host: Speed: '70000' is no INT value: outside -32768 to 32767\n"
+            "plc-host: 1 variable not written: the command has one that cannot be written\n"
             "plc-host: nothing was written\n");
+  EXPECT_EQ(without_times(run({"write", "--dry-run", "--csv", "--tags", path("machine.csv"), "Total=1", "Nope=2"}).out),
+            "name,type,state,time,value,reason\n"
+            "Total,DINT,not-written,T,,not written: the command has one that cannot be written\n"
+            "Nope,,impossible,T,," +
+                path("machine.csv") + " has no variable of this name\n");
 }
 
 TEST_F(FormsTest, ValueThatIsNone_IsToldWithHowOneIsWritten) {
@@ -180,9 +186,49 @@ TEST_F(FormsTest, NumbersThatNameNoElement_AreReadAndRemarkedOn) {
   EXPECT_EQ(single.out, "0\n");
   EXPECT_EQ(single.err,
             "plc-host: Total #2: a single DINT has no elements: offset 3, count 1 name the variable itself\n");
-  EXPECT_EQ(run_on_simulator({"read", "--id", "2", "--offset", "3", "--quiet"}).err, "");
+  EXPECT_THAT(
+      run_on_simulator({"read", "--id", "2", "--offset", "3", "--quiet"}).err,
+      HasSubstr("plc-host: Total #2: a single DINT has no elements: offset 3, count 1 name the variable itself\n"));
+  EXPECT_EQ(without_times(run_on_simulator({"read", "--id", "2", "--count", "2", "--csv"}).out),
+            "name,type,state,time,value,reason\n"
+            "Total #2 element 0,DINT,good,T,0,\n"
+            "Total #2 element 1,DINT,good,T,0,\"a single DINT has no elements: offset 1, count 1 name the variable "
+            "itself\"\n");
+  EXPECT_EQ(without_times(run_on_simulator({"read", "--id", "8", "--offset", "9", "--count", "2", "--csv"}).out),
+            "name,type,state,time,value,reason\n"
+            "Table #8 element 0,INT,good,T,0,\n"
+            "Table #8 element 1,INT,good,T,0,offset 10 is outside 0..9\n");
+  EXPECT_THAT(run_on_simulator({"read", "--id", "8", "--offset", "9", "--count", "2", "--json"}).out,
+              HasSubstr(R"("value":[0,0],"reason":"offset 10 is outside 0..9"})"));
   EXPECT_THAT(run_on_simulator({"read", "--id", "8", "--offset", "10", "--count", "3"}).err,
               HasSubstr("plc-host: Table #8: offsets 10 to 12 are outside 0..9\n"));
+}
+
+// The simulated variable is zero, of which the driver stores nothing.
+TEST_F(FormsTest, DateOfWhichNothingWasStored_IsNoValueInAnyForm) {
+  write_file("machine.csv", "Day,DATE,,,,,,0,1,0,0,\nSpeed,INT,,,,,,1,1,0,0,\n");
+  const std::string told =
+      "plc-host: Day: the driver stored no bytes. Try: plc-host why NAME shows what came, plc-host check whether the "
+      "driver knows the variable's type.\n";
+  const Outcome text = run_on_simulator({"read", "Day"});
+  EXPECT_EQ(text.code, 1);
+  EXPECT_THAT(text.out, StartsWith("Day  DATE  failed  "));
+  EXPECT_EQ(text.err, told);
+  const Outcome raw = run_on_simulator({"read", "--raw", "Day", "Speed"});
+  EXPECT_EQ(raw.code, 1);
+  EXPECT_EQ(raw.out, "");
+  EXPECT_EQ(raw.err, told + "plc-host: no value is shown: 1 of 2 variables has none\n");
+  EXPECT_EQ(run_on_simulator({"read", "--strict", "Day"}).code, 1);
+  for (const char* command : {"read", "batch"}) {
+    EXPECT_EQ(without_times(run_on_simulator({command, "--csv", "Day"}).out),
+              "name,type,state,time,value,reason\nDay,DATE,failed,T,,the driver stored no bytes\n");
+  }
+  EXPECT_THAT(run_on_simulator({"read", "--json", "Day"}).out,
+              HasSubstr(R"("value":null,"reason":"the driver stored no bytes","try":)"));
+  EXPECT_THAT(without_times(run_on_simulator({"read", "--csv", "--id", "0"}).out),
+              EndsWith(",failed,T,,the driver stored no bytes\n"));
+  EXPECT_THAT(run_on_simulator({"watch", "--csv", "--rounds", "1", "Day"}).out,
+              HasSubstr(",failed,Day: the driver stored no bytes,\n"));
 }
 
 TEST_F(FormsTest, DryRunOfARunningController_WritesNothing) {

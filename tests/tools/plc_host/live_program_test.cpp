@@ -103,6 +103,39 @@ TEST_F(LiveTest, DeadController_EndsWithOneMessage) {
               EndsWith(": 8 names, 127.0.0.1:" + port_ + " has given 0 values, refused 0; 8 not asked for\n"));
 }
 
+TEST_F(LiveTest, TypeThatDoesNotFit_IsToldWithoutAnotherName) {
+  write_file("panel.csv", "Total,LREAL,,,,,,0,1,0,0,\nTable,INT,[0..9],,,,,1,1,0,0,\n");
+  auto simulator = start_simulator();
+  const Outcome outcome = check({});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.out, HasSubstr(path("panel.csv") +
+                                     ":1: error: Total: the controller refused the read, status 0013 (3). Try: The "
+                                     "type in the tag file does not fit the variable: compare it with the "
+                                     "controller's declaration.\n"));
+  EXPECT_THAT(check({"--json"}).out,
+              HasSubstr(R"("near":[],"try":"The type in the tag file does not fit the variable: compare it with the )"
+                        R"(controller's declaration."})"));
+}
+
+TEST_F(LiveTest, FileWithoutATypeInAnyLine_IsToBeRepairedFirst) {
+  write_file("panel.csv", "Speed;INT;;;;;;0;1;0;0;\nTotal;DINT;;;;;;1;1;0;0;\n");
+  auto simulator = start_simulator();
+  const Outcome outcome = check({});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(outcome.err, "plc-host: --live asks for nothing: " + path("panel.csv") +
+                             ": none of its lines has a type. Try: plc-host check " + path("panel.csv") + "\n");
+  EXPECT_THAT(outcome.out, Not(HasSubstr("refused")));
+}
+
+TEST_F(LiveTest, DateWithoutBytes_IsNoValue) {
+  write_file("dates.csv", "Speed,INT,,,,,,0,1,0,0,\nDay,DATE,,,,,,1,1,0,0,\n");
+  const Outcome outcome =
+      run({"check", path("dates.csv"), "--live", "--sim", path("dates.csv"), "--simulator", PLC_HOST_SIMULATOR});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.out, HasSubstr(path("dates.csv") + ":2: error: Day: the driver stored no bytes\n"));
+  EXPECT_THAT(outcome.out, EndsWith(" has given 1 value, refused 0, failed for 1\n"));
+}
+
 TEST_F(LiveTest, NothingIsWritten) {
   write_file("panel.csv", kLiveFile);
   auto simulator = start_simulator({"--sentinel"});

@@ -110,8 +110,11 @@ TEST_F(NamesTest, PatternInWrite_IsRefusedAndNothingWritten) {
   EXPECT_EQ(outcome.code, 1);
   EXPECT_THAT(outcome.out, HasSubstr(R"("reason":"write takes no patterns: give each variable by its name","written":)"
                                      R"(false,"verified":false})"));
-  EXPECT_EQ(count_of(outcome.out, "\n"), 1U);
-  EXPECT_EQ(outcome.err, "plc-host: nothing was written\n");
+  EXPECT_THAT(outcome.out, StartsWith(R"({"name":"Speed","id":1,"type":"INT","state":"not-written",)"));
+  EXPECT_EQ(count_of(outcome.out, "\n"), 2U);
+  EXPECT_EQ(outcome.err,
+            "plc-host: 1 variable not written: the command has one that cannot be written\n"
+            "plc-host: nothing was written\n");
 }
 
 TEST_F(NamesTest, WatchOfAPattern_TakesWhatCanBeRead) {

@@ -58,6 +58,14 @@ TEST_F(OutputTest, FullDevice_EndsEveryCommand) {
   }
 }
 
+TEST_F(OutputTest, WritesOnAFullDisk_AreToldAllTheSame) {
+  Child child(on_simulator({"write", "Speed=1", "Total=2"}), "/dev/full", path("err"));
+  EXPECT_EQ(child.wait(), kOutputCode);
+  EXPECT_EQ(file_text(path("err")),
+            "plc-host: the controller was written to all the same: Speed written, Total written\n"
+            "plc-host: standard output cannot be written: No space left on device; 0 bytes were written\n");
+}
+
 TEST_F(OutputTest, ClosedOutput_IsNoSuccess) {
   for (const char* command : {" --help >&-", " tags machine.csv >&-", " info >&-"}) {
     Child child({"/bin/sh", "-c", "cd " + folder_.path() + " && " PLC_HOST_PROGRAM + command}, path("out"),

@@ -22,6 +22,7 @@
 #include "tools/plc_host/results/result_writer.h"
 #include "tools/plc_host/settings/use_settings.h"
 #include "tools/plc_host/stop_signal.h"
+#include "tools/plc_host/target/tag_files.h"
 
 namespace plc_host {
 namespace {
@@ -29,6 +30,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr size_t kMostWithNearNames = 200;
+constexpr char kRefusedName[] = "refused the name";
 constexpr char kScope[] = "scope";  // beside the words for qualities
 
 // A name that has no value, or not for sure its own.
@@ -37,8 +39,10 @@ struct LiveFinding {
   std::string name;
   std::string state;
   std::string reason;
+  std::string advice;  // where the name is right
   std::vector<std::string> near;
-  bool is_loss = false;  // of the connection
+  bool has_wrong_name = false;  // the controller refused the name itself
+  bool is_loss = false;         // of the connection
 };
 
 struct LiveReport {
@@ -123,6 +127,9 @@ bool take_result(const TagResult& result, const Tag& tag, Patience& patience, Li
   finding.is_loss = failure.connection_lost;
   finding.state = quality_word(failure.quality);
   finding.reason = failure.reason;
+  finding.has_wrong_name = failure.reason.find(kRefusedName) != std::string::npos;
+  const bool has_wrong_type = failure.quality == Quality::kRefused && !finding.has_wrong_name;
+  if (has_wrong_type) finding.advice = failure.advice;
   const bool is_known_limit = tag.entry.bit_width == 8 && failure.quality == Quality::kIncomplete;
   if (is_known_limit) finding.state = quality_word(Quality::kImpossible);
   if (is_known_limit) finding.reason = "the driver transfers no 8-bit values";
@@ -134,7 +141,7 @@ bool take_result(const TagResult& result, const Tag& tag, Patience& patience, Li
 void find_near_names(const std::vector<Tag>& tags, LiveReport& report) {
   size_t left = kMostWithNearNames;
   for (LiveFinding& finding : report.findings) {
-    if (finding.state != quality_word(Quality::kRefused) || left == 0) continue;
+    if (!finding.has_wrong_name || left == 0) continue;
     finding.near = plc_base::near_names(tags[finding.position].qualified_name, report.accepted);
     --left;
   }
@@ -206,13 +213,11 @@ void write_findings(const Host& host, const LiveReport& report, bool json) {
   for (const LiveFinding& finding : report.findings) {
     const uint32_t line = lines[finding.position];
     if (json) {
-      write_json_line(host.results(), Json{{"file", file},
-                                           {"line", line},
-                                           {"severity", severity_word(finding)},
-                                           {"name", finding.name},
-                                           {"state", finding.state},
-                                           {"reason", finding.reason},
-                                           {"near", finding.near}});
+      Json object{{"file", file},         {"line", line},           {"severity", severity_word(finding)},
+                  {"name", finding.name}, {"state", finding.state}, {"reason", finding.reason},
+                  {"near", finding.near}};
+      if (!finding.advice.empty()) object["try"] = finding.advice;
+      write_json_line(host.results(), object);
       continue;
     }
     const std::string near =
@@ -222,6 +227,7 @@ void write_findings(const Host& host, const LiveReport& report, bool json) {
       text.append(": ").append(part);
     }
     text += near;
+    if (!finding.advice.empty()) text.append(". Try: ").append(finding.advice);
     std::fputs((plc_base::shown_line(text) + "\n").c_str(), host.results());
   }
 }
@@ -280,6 +286,9 @@ int check_live(const HostOptions& options, CommandOutput& output) {
   Host host(live, output, [&route](const Target& controller) { return route.choose(controller); });
   if (!host.session().is_guarded()) {
     throw HostError(kExitLibrary, "--live needs the guarded build: the contract build takes refusals for values");
+  }
+  if (const std::string hint = hint_on_types(host.tags(), host.tag_file().shown); !hint.empty()) {
+    throw HostError(kExitTagFailed, "--live asks for nothing: " + host.tag_file().shown + hint);
   }
   LiveReport report;
   {

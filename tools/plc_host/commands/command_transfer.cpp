@@ -86,9 +86,8 @@ int read_by_number(const HostOptions& options, CommandOutput& output) {
   Host host(options, output);
   const TagResult result = read_number(host.session(), host.tags(), options.register_id, options.offset, options.count);
   host.show_simulator_lines();
-  const Tag* tag = result.reference.tag;
-  const std::string odd = tag == nullptr ? "" : odd_numbers(*tag, options.offset, options.count);
-  if (!odd.empty() && !options.quiet) show_message(result.name + ": " + odd);
+  // Also with --quiet: the value may be another variable's.
+  if (!result.remark.empty()) show_message(result.name + ": " + result.remark);
   ResultWriter writer(host.results(), form_of(options), {result});
   if (is_all_or_none(options)) return host.finish(show_all_or_none(options, writer, {result}));
   writer.add(result);
@@ -147,11 +146,23 @@ void demand_value(const TagReference& reference, std::string_view value) {
   throw ReferenceError("no value stands behind the =");
 }
 
-// Checks everything that can be checked; what cannot be written is shown.
+// The rows of a command of which nothing is written.
+[[noreturn]] void refuse_writes(Host& host, const HostOptions& options, std::vector<TagResult>& results) {
+  for (TagResult& result : results) {
+    if (result.reading.is_taken()) continue;
+    result.reading = {not_written("the command has one that cannot be written"), std::chrono::system_clock::now()};
+  }
+  ResultWriter writer(host.results(), form_of(options), results);
+  for (const TagResult& result : results) writer.add_written(result, {});
+  tell_unread(results);
+  throw HostError(kExitTagFailed, "nothing was written");
+}
+
+// Checks everything that can be checked; where something cannot be written, each variable is shown with the reason.
 std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options) {
   std::vector<PreparedWrite> writes;
+  std::vector<TagResult> results;
   bool refused = false;
-  ResultWriter writer(host.results(), form_of(options), {});
   for (const std::string& assignment : options.names) {
     TagResult failure;
     failure.name = assignment;
@@ -164,13 +175,14 @@ std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options
       const TagReference reference = find_variable(host.tags(), host.tag_file(), name);
       demand_value(reference, value);
       writes.push_back(prepare_write(reference, value, host.session().rules()));
+      results.push_back(unread(reference));
     } catch (const std::runtime_error& error) {
       failure.reading = {impossible(error.what()), std::chrono::system_clock::now()};
       refused = true;
-      writer.add_written(failure, {});
+      results.push_back(failure);
     }
   }
-  if (refused) throw HostError(kExitTagFailed, "nothing was written");
+  if (refused) refuse_writes(host, options, results);
   return writes;
 }
 
@@ -229,6 +241,7 @@ int run_write(const HostOptions& options, CommandOutput& output) {
   std::vector<TagResult> results = results_of(writes);
   ResultWriter writer(host.results(), form_of(options), results);
   bool is_different = false;
+  std::string done;
   Patience patience;
   for (size_t i = 0; i < writes.size(); ++i) {
     Confirmation confirmation;
@@ -241,7 +254,10 @@ int run_write(const HostOptions& options, CommandOutput& output) {
     is_different = is_different || results[i].reading.quality() == Quality::kDifferent;
     host.show_simulator_lines();
     writer.add_written(results[i], confirmation);
+    done.append(done.empty() ? "" : ", ").append(told_name(results[i].name)).append(" ");
+    done.append(write_word(results[i], confirmation));
   }
+  if (output.result_file().has_failed()) show_message("the controller was written to all the same: " + done);
   tell_unread(results);
   const int code = exit_code_of(results, stop_requested());
   return host.finish(code == kExitTagFailed && is_different ? kExitVerifyDiffers : code);

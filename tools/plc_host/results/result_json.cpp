@@ -53,8 +53,6 @@ std::string unsaid_in_json(const TagEntry& entry, const TagValue& value, const s
       return unsaid_reals(entry, value, elements);
     case ValueKind::kText:
       return plc_base::is_utf8(value.text) ? "" : "the text is not UTF-8";
-    case ValueKind::kRaw:
-      return value.text.empty() ? "the driver stored no bytes" : "";
     default:
       return "";
   }
@@ -76,7 +74,9 @@ nlohmann::ordered_json result_json(const TagResult& result, WideIntegers wide) {
     const bool has_reals = value_kind(tag->entry) == ValueKind::kReal;
     const std::string unsaid =
         unsaid_in_json(tag->entry, *value, has_reals ? chosen_elements(result.reference) : std::vector<Subscripts>());
-    if (!unsaid.empty()) object["reason"] = unsaid;
+    std::string reason = result.remark;
+    if (!unsaid.empty()) reason.append(reason.empty() ? "" : "; ").append(unsaid);
+    if (!reason.empty()) object["reason"] = reason;
     if (!unsaid.empty() && !value->text.empty()) object["bytes"] = hexadecimal_bytes(value->text);
     return object;
   }

@@ -16,7 +16,7 @@ std::string unsaid_in_json(const TagEntry& entry, const TagValue& value, const s
 
 // {"name": ..., "id": ..., "type": ..., "state": ..., "time": ..., "value": ...}. "value" is null where none was read,
 // and then "reason", "try" and "code" (of the driver) say why; it is null too where JSON cannot say what was read, then
-// "reason" tells, and "bytes" has those of a text.
+// "reason" tells, and "bytes" has those of a text. "reason" has the remark on a value too.
 nlohmann::ordered_json result_json(const TagResult& result, WideIntegers wide);
 
 }  // namespace plc_host

@@ -37,13 +37,6 @@ std::string value_line_text(const TagResult& result) {
   return format_value(result.reference.tag->entry, *value, result.reference.extents);
 }
 
-// The word for a write that the driver reported as done.
-std::string written_word(const TagResult& result, const Confirmation& confirmation) {
-  if (result.ok() && confirmation.is_only_checked) return "checked";
-  if (!result.ok() || !confirmation.is_acknowledged) return quality_word(result.reading.quality());
-  return confirmation.is_read_back ? "verified" : "written";
-}
-
 // Whether the controller has carried the write out, where that is known.
 std::optional<bool> was_written(const TagResult& result, const Confirmation& confirmation) {
   if (confirmation.is_acknowledged) return true;
@@ -96,6 +89,12 @@ std::string number_cell(const TagEntry& entry, uint64_t bits) {
 
 }  // namespace
 
+std::string write_word(const TagResult& result, const Confirmation& confirmation) {
+  if (result.ok() && confirmation.is_only_checked) return "checked";
+  if (!result.ok() || !confirmation.is_acknowledged) return quality_word(result.reading.quality());
+  return confirmation.is_read_back ? "verified" : "written";
+}
+
 ResultWriter::ResultWriter(FILE* file, ResultForm form, const std::vector<TagResult>& named)
     : file_(file), form_(form) {
   for (const TagResult& entry : named) {
@@ -125,7 +124,7 @@ bool ResultWriter::add(const TagResult& result) {
 }
 
 bool ResultWriter::add_written(const TagResult& result, const Confirmation& confirmation) {
-  const std::string state = written_word(result, confirmation);
+  const std::string state = write_word(result, confirmation);
   if (form_.form == Form::kCsv) return add_rows(result, state);
   if (form_.form != Form::kJson) return add_line(result, state);
   nlohmann::ordered_json object = result_json(result, form_.wide);
@@ -177,7 +176,9 @@ bool ResultWriter::add_rows(const TagResult& result, const std::string& state) {
     const std::string cell =
         value->elements.empty() ? shown_csv_cell(text_of(entry, *value)) : number_cell(entry, value->elements.at(i));
     std::string line = shown_csv_cell(names[i]);
-    line.append(",").append(type).append(state_and_time).append(cell).append(",\n");
+    line.append(",").append(type).append(state_and_time).append(cell).append(",");
+    if (i < result.element_remarks.size()) line += shown_csv_cell(result.element_remarks[i]);
+    line += "\n";
     std::fputs(line.c_str(), file_);
   }
   return std::fflush(file_) == 0;

@@ -48,6 +48,9 @@ class ResultWriter {
   std::set<std::string> told_advice_;
 };
 
+// The state of a write: "written", "verified" and "checked" beside the words for qualities.
+std::string write_word(const TagResult& result, const Confirmation& confirmation);
+
 // The cells of a row behind a comma each: one for each element, one for a text. Bytes of a type without a width have
 // the first of as many.
 std::string csv_cells(const TagReference& reference, const TagValue& value);

@@ -149,6 +149,10 @@ void Comparison::take_result(const TagResult& result, size_t at) {
   }
   // The bytes of a type without a width are what the driver makes of them.
   const bool is_raw = value_kind(variables_[at].tag->entry) == ValueKind::kRaw;
+  if (is_raw && result.reading.quality() == Quality::kFailed && result.reading.failure().code == PLC_OK) {
+    finding.why = "plc-host read shows no value: " + word.problem;
+    return;
+  }
   if (is_same(word) || (is_raw && word.problem.empty())) {
     finding.value = word.value;
   } else {
