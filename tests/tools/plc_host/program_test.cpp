@@ -246,7 +246,7 @@ TEST_F(ProgramTest, WriteWithOneBadValue_WritesNothing) {
   words.insert(words.end(), target.begin(), target.end());
   const Outcome outcome = run(words);
   EXPECT_EQ(outcome.code, 1);
-  EXPECT_EQ(count_of(outcome.err, "plc-host: "), 4U) << outcome.err;
+  EXPECT_EQ(count_of(outcome.err, "plc-host: "), 5U) << outcome.err;
   words = {"read", "Speed", "--json"};
   words.insert(words.end(), target.begin(), target.end());
   EXPECT_EQ(nlohmann::json::parse(run(words).out)["value"], 0);
