@@ -27,8 +27,8 @@ constexpr size_t kFaultColumn = 21;  // where the words for a fault begin in the
 
 constexpr const char* kDescription =
     "plc-sim - a simulated controller. Declares one variable for each record of the\n"
-    "given tag files, serves them on one TCP port, judges every request and exits\n"
-    "with 1 when one was wrong. Ends when its standard input closes.";
+    "given tag files, and serves them on one TCP port. Judges every request, and\n"
+    "exits with 1 when one was wrong. Ends when its standard input closes.";
 
 constexpr const char* kFooter =
     "Examples:\n"
@@ -175,9 +175,8 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
   app.add_option("--profile", options.profile, "imitate the controller that this profile describes")->type_name("FILE");
   app.add_option("--replay", options.replay, "answer like the controller in a capture; needs no tag files")
       ->type_name("FILE");
-  app.add_option(
-         "--report", options.report,
-         "write a report at the end; its name sets the form: .html for people, .json, .csv, else text; - is stdout")
+  app.add_option("--report", options.report,
+                 "write a report at the end, as its name ends: .html for people, .json, .csv, else text; - is stdout")
       ->type_name("FILE");
   app.add_option("--web", raw.web, "serve a page that shows and sets the variables")->type_name("HOST:PORT");
   app.add_flag("--quiet", options.quiet, "print only violations, not refusals or notes");

@@ -174,7 +174,7 @@ void add_new_tag_options(CLI::App& command, HostOptions& options) {
   CLI::Option* number = command.add_option("--program-number", wanted.program_number, "Set the number of that program");
   CLI::Option* device = command.add_option("--device", wanted.device, "Set the device memory, for example MR0");
   CLI::Option* id = plc_usage::add_number(command, "--id", wanted.id, {0, kLargestId},
-                                          "Id of the line: the number of its record, or an indexed one");
+                                          "Set the id of the line: its record number, or an indexed one");
   for (CLI::Option* option : {make, list, out, overwrite, after, ranges, length, scope, number, device, id}) {
     option->group(group);
     if (option != make && option != overwrite) option->needs(make);

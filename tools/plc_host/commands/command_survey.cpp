@@ -258,36 +258,40 @@ void take_hours(const std::string& text, SurveyOptions& survey) {
 
 void add_survey_options(CLI::App& command, HostOptions& options) {
   SurveyOptions& survey = options.survey;
-  command.add_option("--tags", survey.tag_files, "Tag files of the controller, one or several")->type_name("FILE");
-  command.add_option("--output", survey.folder, "Folder for the report, its figures, the traffic and the profile")
+  command.add_option("--tags", survey.tag_files, "Use these tag files of the controller")->type_name("FILE");
+  command.add_option("--output", survey.folder, "Write report, figures, traffic and profile to this folder")
       ->type_name("FOLDER")
       ->required();
   command.add_flag("--replace", survey.replaces, "Replace the survey that is in the folder");
-  command.add_option("--write", survey.written, "Scratch variable that may be written; may be repeated")
+  command.add_option("--write", survey.written, "Write to this scratch variable too; may be repeated")
       ->type_name("NAME")
       ->allow_extra_args(false);
   command
       .add_option_function<std::string>(
           "--hours", [&survey](const std::string& text) { take_hours(text, survey); },
-          "Then read all variables again and again for so long")
+          "Read all variables again and again for so long; default: not")
       ->type_name("HOURS");
   plc_usage::add_number(command, "--period", survey.period_ms, {10, kLongestPeriodMs, "milliseconds"},
-                        "Milliseconds from one round of --hours to the next")
+                        "Begin a round of --hours each so many milliseconds")
       ->default_str("1000");
-  plc_usage::add_number(command, "--rate", survey.rate, {1, kMostRate}, "Requests a second at most")->default_str("20");
-  command.add_flag("--gentle", survey.is_gentle, "Fewer connects; no second connections, none closed half");
+  plc_usage::add_number(command, "--rate", survey.rate, {1, kMostRate}, "Send at most this many requests a second")
+      ->default_str("20");
+  command.add_flag("--gentle", survey.is_gentle, "Make fewer connects: no second connections, none closed half");
   const auto of_controller = [](CLI::Option* option) { return option->group("Controller"); };
-  of_controller(add_setting(command, "address", options, "The controller: IPv4 address or name, perhaps with :PORT"))
+  of_controller(
+      add_setting(command, "address", options, "Connect to this IPv4 address or name, with :PORT if you like"))
       ->type_name("HOST:PORT");
-  of_controller(add_setting(command, "port", options, "Its TCP port"));
+  of_controller(add_setting(command, "port", options, "Connect to this TCP port"));
   CLI::Option* sim = of_controller(
       command.add_option("--sim", options.sim_tag_file, "Start a simulated controller with this tag file"));
-  of_controller(command.add_option("--simulator", options.simulator, "Simulator instead of plc-sim"))->needs(sim);
-  of_controller(command.add_option("--sim-arg", options.sim_arguments, "Argument for the simulator, may be repeated"))
+  of_controller(command.add_option("--simulator", options.simulator, "Start this simulator instead of plc-sim"))
+      ->needs(sim);
+  of_controller(
+      command.add_option("--sim-arg", options.sim_arguments, "Pass this argument to the simulator; may be repeated"))
       ->needs(sim)
       ->allow_extra_args(false);
-  of_controller(add_setting(command, "area", options, "Area, the last number of the tag file's name"));
-  of_controller(add_setting(command, "timeout", options, "Seconds to wait for a reply"));
+  of_controller(add_setting(command, "area", options, "Set the area, the last number of the tag file's name"));
+  of_controller(add_setting(command, "timeout", options, "Wait this many seconds for a reply"));
 }
 
 void check_survey(const HostOptions& options) {

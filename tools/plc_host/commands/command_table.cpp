@@ -56,8 +56,9 @@ constexpr char kTagsDetails[] =
 constexpr char kCheckDetails[] =
     "Reports what the driver will read, with the driver's own parser, and what the\n"
     "author probably meant. Ends with 1 when a file has an error or cannot be loaded,\n"
-    "with --fix when the corrected copy has. --live asks a controller for each name,\n"
-    "of an array for its last element, and lists the names that it refuses.\n"
+    "with --fix when the corrected copy has. With --live it asks a controller for\n"
+    "each name, of an array for its last element. It lists the names that the\n"
+    "controller refuses.\n"
     "\nExamples:\n"
     "  plc-host check PLCC0A8000A_0.csv --address 192.168.0.10\n"
     "  plc-host check PLCC0A8000A_0.csv --fix corrected.csv\n"
@@ -77,12 +78,12 @@ constexpr char kReadExamples[] =
     "  plc-host read --sim machine.csv --id 0x40001 --offset 3 --count 2\n";
 
 constexpr char kWriteExamples[] =
-    "Values by type: 120, -5, 0xFF and 0b101 (bit patterns), 1.5e3, true, false, on,\n"
-    "off, text, \"text with \\\"escapes\\\" \\x41\\n\", and lists for arrays: [1, 2, 3] or\n"
-    "[[1, 2], [3, 4]]. Checks everything before it sends anything. States: written\n"
-    "when the controller acknowledged it, verified when it was read back, unguarded\n"
-    "with the contract build, which cannot know, checked with --dry-run. Accepts no\n"
-    "patterns.\n"
+    "Numbers are 120, -5 or 1.5e3, or bit patterns, 0xFF or 0b101. A BOOL is true,\n"
+    "false, on or off. A text is as typed, or \"with \\\"escapes\\\" \\x41\\n\". An\n"
+    "array is a list, [1, 2, 3] or [[1, 2], [3, 4]]. Accepts no patterns, and checks\n"
+    "everything before it sends anything. States: written when the controller\n"
+    "acknowledged it, verified when it was read back, unguarded with the contract\n"
+    "build, which cannot know, checked with --dry-run.\n"
     "\nExamples:\n"
     "  plc-host write --sim machine.csv Motor.Speed=120 'Table[0..2]=[1, 2, 3]'\n"
     "  plc-host write --address 192.168.0.10 'Name=pump 3' MAIN/Ready=true --verify\n"
@@ -110,8 +111,8 @@ constexpr char kWatchExamples[] =
 constexpr char kWhyExamples[] =
     "Shows the whole path of one value: tag line, record, number, reg_type and\n"
     "address, scope, names sent, handles received, raw reply, value, time per\n"
-    "exchange; then what went wrong and what to try. With --capture it looks for the\n"
-    "name in captured traffic instead of reading it.\n"
+    "exchange. Then it shows what went wrong and what to try. With --capture it looks\n"
+    "for the name in captured traffic instead of reading it.\n"
     "\nExamples:\n"
     "  plc-host why --address 192.168.0.10 MAIN/Count\n"
     "  plc-host why --sim machine.csv --id 3 --pcap field.pcap\n"
@@ -119,8 +120,8 @@ constexpr char kWhyExamples[] =
 
 constexpr char kSurveyExamples[] =
     "Asks a controller everything that reads and names can show: how it takes\n"
-    "connections, its programs, each declared variable, the heads of all replies,\n"
-    "times, limits. Writes a report, its figures as JSON, the traffic and a profile,\n"
+    "connections, its programs, each declared variable, the heads of replies, times,\n"
+    "limits. Writes a report, its figures as JSON, the traffic and a profile,\n"
     "which plc-host, the client library and plc-gateway take, and plc-sim imitates.\n"
     "Nothing is written to a variable unless --write names it: a scratch variable,\n"
     "which gets another value, is read, and gets its own back. Ctrl-C ends it with\n"
@@ -131,7 +132,7 @@ constexpr char kSurveyExamples[] =
     "  plc-host survey --sim machine.csv --output trial --write Motor.Speed\n";
 
 void add_info_options(CLI::App& command, HostOptions& options) {
-  add_setting(command, "profile", options, "What was learnt of a controller, as a file");
+  add_setting(command, "profile", options, "Show the settings that this profile of a controller gives");
 }
 
 void add_names_file(CLI::App& command, HostOptions& options) {
@@ -244,7 +245,7 @@ void add_target_options(CLI::App& command, HostOptions& options) {
   CLI::Option* area = add_setting(command, "area", options, "Set the area, the last number of the tag file's name");
   CLI::Option* timeout = add_setting(command, "timeout", options, "Wait this many seconds for a reply");
   CLI::Option* delay = add_setting(command, "delay", options, "Pause this many milliseconds before each transfer");
-  CLI::Option* profile = add_setting(command, "profile", options, "What was learnt of the controller, as a file");
+  CLI::Option* profile = add_setting(command, "profile", options, "Take settings from this profile of the controller");
   for (CLI::Option* option : {address, port, area, tags, timeout, delay, profile}) option->group(group);
   for (CLI::Option* option : simulated) option->group(group);
 }
