@@ -15,8 +15,8 @@ import prose_rules  # noqa: E402
 from program_help import help_of  # noqa: E402
 
 # What an option does, or asks its program to do.
-VERBS = """add allow answer arm ask begin change check colour connect continue display draw end fill give imitate keep let
-list listen load look make pass pause print read replace search send serve set show start stop take use wait watch
+VERBS = """add allow answer arm ask begin change check colour connect continue display draw end fill give imitate keep
+let list listen load look make pass pause print read replace search send serve set show start stop take use wait watch
 write""".split()
 
 
