@@ -45,17 +45,28 @@ constexpr char kExamples[] =
     "  4 the tag file cannot be used       130 interrupted\n"
     "  5 written, but read back different  141 nobody reads the output any more\n";
 
-void add_command(CLI::App& app, const Command& command, HostOptions& options) {
-  CLI::App* sub = app.add_subcommand(command.name, command.summary);
-  sub->footer(command.details);
-  CLI::Option* driver = add_setting(*sub, "driver", options,
+void add_commands(CLI::App& app) {
+  for (const Command& command : command_table()) {
+    app.add_subcommand(command.name, command.summary)->footer(command.details);
+  }
+}
+
+void add_options(CLI::App& sub, const Command& command, HostOptions& options) {
+  CLI::Option* driver = add_setting(sub, "driver", options,
                                     "Load this driver: contract, guarded or a PATH; default: guarded if installed");
-  add_library_option(*sub, options)->excludes(driver);
-  sub->add_flag("--json", options.json, "Write one JSON object per line");
-  CLI::Option* quiet = sub->add_flag("-q,--quiet", options.quiet, "Show only errors on standard error, no remarks");
-  sub->add_flag("-v,--verbose", options.verbosity, "Show the driver's messages; -vv: the frames too")->excludes(quiet);
-  add_setting(*sub, "color", options, "Colour errors, changed and bad values")->type_name("TEXT:{auto,always,never}");
-  command.add_options(*sub, options);
+  add_library_option(sub, options)->excludes(driver);
+  sub.add_flag("--json", options.json, "Write one JSON object per line");
+  CLI::Option* quiet = sub.add_flag("-q,--quiet", options.quiet, "Show only errors on standard error, no remarks");
+  sub.add_flag("-v,--verbose", options.verbosity, "Show the driver's messages; -vv: the frames too")->excludes(quiet);
+  add_setting(sub, "color", options, "Colour errors, changed and bad values")->type_name("TEXT:{auto,always,never}");
+  command.add_options(sub, options);
+}
+
+// Options take most of a start's time: those of the other commands are added when a hint or help speaks of them.
+void add_options_of(const std::function<bool(const Command&)>& is_wanted, CLI::App& app, HostOptions& options) {
+  for (const Command& command : command_table()) {
+    if (is_wanted(command)) add_options(*app.get_subcommand(command.name), command, options);
+  }
 }
 
 // "help" and "help COMMAND", which are no command of their own: whoever is asked has the answer.
@@ -133,14 +144,25 @@ int parse_and_run(int argc, char** argv) {
   app.footer(kExamples);
   app.require_subcommand(1);
   app.set_version_flag("-V,--version", "plc-host " PLC_HOST_VERSION);
-  for (const Command& command : command_table()) add_command(app, command, options);
+  add_commands(app);
   const std::vector<std::string> words(argv + 1, argv + argc);
-  if (asks_for_help(words)) return show_help(app, words);
-  const std::string problem = plc_usage::word_problem(app, words);
-  if (!problem.empty()) throw HostError(kExitUsage, plc_usage::with_hint(problem, app, words));
+  const auto is_named = [&](const Command& command) { return !words.empty() && words.front() == command.name; };
+  add_options_of(is_named, app, options);
+  const auto add_others = [&] {
+    add_options_of([&](const Command& command) { return !is_named(command); }, app, options);
+  };
+  if (asks_for_help(words)) {
+    add_others();
+    return show_help(app, words);
+  }
+  if (!plc_usage::word_problem(app, words).empty()) {
+    add_others();
+    throw HostError(kExitUsage, plc_usage::with_hint(plc_usage::word_problem(app, words), app, words));
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
+    add_others();
     return show_parse_result(app, error, words);
   }
   const Command* command = find_command(app);
