@@ -45,8 +45,12 @@ Tag make_indexed_tag(const IndexedTagEntry& group, uint32_t group_number, uint32
   Tag tag = make_tag(group.entries[index]);
   const uint32_t first = group.entries[0].tag_id;
   const uint32_t id = first + index;
-  if (first < kFirstIndexedId || id < first || id > kLargestId) {
+  if (first < kFirstIndexedId || id < first) {
     tag.unreachable = "column 8 of its group's first line holds no indexed id";
+    return tag;
+  }
+  if (id > kLargestId) {
+    tag.unreachable = "ids above 16777215 cannot be asked for: reg_type is one byte";
     return tag;
   }
   const size_t block = (id >> kBlockShift) - (kFirstIndexedId >> kBlockShift);

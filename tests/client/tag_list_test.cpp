@@ -89,7 +89,9 @@ TEST(TagList, TwoGroupsInOneBlock_TheFirstIsHidden) {
 TEST(TagList, GroupBehindTheLargestFormedId_IsUnreachable) {
   Groups groups;
   groups.add({0x1000000, 0x1000001, 0x1000002});
-  EXPECT_FALSE(groups.list(0x1000002).tags[0].register_id.has_value());
+  const TagList list = groups.list(0x1000002);
+  EXPECT_FALSE(list.tags[0].register_id.has_value());
+  EXPECT_EQ(list.tags[0].unreachable, "ids above 16777215 cannot be asked for: reg_type is one byte");
 }
 
 TEST(TagList, Request_CarriesTheIdInTypeAndAddress) {
