@@ -2,12 +2,13 @@
 #include <plc_client.h>
 
 #include <cstdio>
-#include <cstdlib>
+
+#include "number_argument.h"
 
 int main(int count, char** words) {
   plc_client::Options options;
   options.address = "127.0.0.1";
-  if (count > 1) options.port = static_cast<uint16_t>(std::atoi(words[1]));
+  if (count > 1) options.port = port_argument(words[1]);
   options.tags = {"examples/tags/"};
   plc_client::Controller press(options);
   const plc_client::Reading speed = press.read("Motor.Speed");

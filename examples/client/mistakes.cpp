@@ -2,10 +2,11 @@
 #include <plc_client.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <string>
 #include <vector>
+
+#include "number_argument.h"
 
 namespace {
 
@@ -54,7 +55,7 @@ int main(int count, char** words) {
   }
   Options options;
   options.address = words[1];
-  options.port = static_cast<uint16_t>(std::atoi(words[2]));
+  options.port = port_argument(words[2]);
   options.tags = {words[3]};
   show("no tag file", [options]() mutable {
     options.tags.clear();

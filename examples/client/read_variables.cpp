@@ -2,9 +2,10 @@
 #include <plc_client.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
+
+#include "number_argument.h"
 
 int main(int count, char** words) {
   if (count < 5) {
@@ -14,7 +15,7 @@ int main(int count, char** words) {
   try {
     plc_client::Options options;
     options.address = words[1];
-    options.port = static_cast<uint16_t>(std::atoi(words[2]));
+    options.port = port_argument(words[2]);
     options.tags = {words[3]};
     plc_client::Controller machine(options);
     const std::vector<std::string> names(words + 4, words + count);

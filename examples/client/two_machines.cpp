@@ -2,11 +2,12 @@
 #include <plc_client.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "number_argument.h"
 
 int main(int count, char** words) {
   if (count < 5 || count % 3 != 2) {
@@ -19,7 +20,7 @@ int main(int count, char** words) {
     for (int i = 2; i < count; i += 3) {
       plc_client::Options options;
       options.address = words[i];
-      options.port = static_cast<uint16_t>(std::atoi(words[i + 1]));
+      options.port = port_argument(words[i + 1]);
       options.tags = {words[i + 2]};
       machines.push_back(std::make_unique<plc_client::Controller>(options));
       machines.back()->tag(name);  // a name that it does not have is told here

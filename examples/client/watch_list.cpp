@@ -3,10 +3,11 @@
 
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "number_argument.h"
 
 namespace {
 
@@ -35,13 +36,14 @@ int main(int count, char** words) {
   try {
     plc_client::Options options;
     options.address = words[1];
-    options.port = static_cast<uint16_t>(std::atoi(words[2]));
+    options.port = port_argument(words[2]);
     options.tags = {words[3]};
     options.on_state = [](const plc_client::State& state) {
       std::printf(state.connected ? "connected\n" : "not connected any more\n");
     };
     plc_client::Controller machine(options);
-    watch(machine, std::atoi(words[4]), std::vector<std::string>(words + 5, words + count));
+    watch(machine, number_argument("ROUNDS", words[4], 0, INT32_MAX),
+          std::vector<std::string>(words + 5, words + count));
     const plc_client::State state = machine.state();
     std::printf("%llu exchanges, %llu connections\n", static_cast<unsigned long long>(state.exchanges),
                 static_cast<unsigned long long>(state.connects));

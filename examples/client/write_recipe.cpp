@@ -2,10 +2,11 @@
 #include <plc_client.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <numeric>
 #include <string>
 #include <vector>
+
+#include "number_argument.h"
 
 namespace {
 
@@ -60,7 +61,7 @@ int main(int count, char** words) {
   try {
     plc_client::Options options;
     options.address = words[1];
-    options.port = static_cast<uint16_t>(std::atoi(words[2]));
+    options.port = port_argument(words[2]);
     options.tags = {words[3]};
     plc_client::Controller machine(options);
     const int failed = write_recipe(machine);
