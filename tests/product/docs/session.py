@@ -47,7 +47,7 @@ class Session:
             shutil.copytree(root / name, self.folder / name)
         # Only read by commands, and too large to copy.
         for name in ("src", "include", "cmake", "packaging", "tests", "tools", "scripts", "CMakeLists.txt",
-                     "LICENSE", "README.md", "CHANGELOG.md", "docs"):
+                     "LICENSE", "README.md", "CHANGELOG.md", "SECURITY.md", "docs"):
             (self.folder / name).symlink_to(root / name)
         self.at = self.folder
         self.home = self.folder / "home"
