@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Compares an installed tree with contents.txt: prints every file that is missing or too many, and every document that
-an installed header or example names and its package does not hold.
+an installed header, example or page leads to and its package does not hold.
 
 check_contents.py PREFIX LIBRARY_FOLDER BUILD_TYPE COMPONENT...
 check_contents.py PREFIX --of BUILD_FOLDER COMPONENT...          folder of libraries and type are those of a build
@@ -11,6 +11,13 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
+sys.dont_write_bytecode = True
+sys.path.insert(0, str(ROOT / "scripts"))
+import pages  # noqa: E402
+
+# Packages with all pages, and the pages that are for those who have the sources.
+WITH_PAGES = {"dev": "libplc-driver-dev", "tools": "plc-tools"}
+OF_SOURCES = ("CONTRIBUTING.md", "vectors/README.md", "examples/faulty/README.md")
 
 
 def names_in_project(pattern):
@@ -52,6 +59,16 @@ def missing_documents(prefix):
             if not (folder / name).is_file()]
 
 
+def dead_links(folder):
+    """Links of a package's pages to pages that it does not hold."""
+    links = {((page.parent / target.partition("#")[0]).resolve(), page)
+             for page in folder.rglob("*.md") for _, target in pages.links_of(page.read_text(encoding="utf-8"))
+             if re.search(r"\.md(#|$)", target) and not re.match(r"[a-z]+:", target)}
+    of_sources = {(folder / name).resolve() for name in OF_SOURCES}
+    return [f"{page} leads to {target}, which is not installed" for target, page in sorted(links)
+            if not target.is_file() and target not in of_sources]
+
+
 def settings_of(build):
     """The folder of libraries and the type that a build was configured with."""
     cache = (pathlib.Path(build) / "CMakeCache.txt").read_text(encoding="utf-8")
@@ -73,6 +90,8 @@ def main():
     problems += [f"not expected: {name}" for name in sorted(found - expected)]
     problems += [] if expected else ["no file is expected"]
     problems += missing_documents(prefix) if "dev" in components else []
+    for name in [WITH_PAGES[component] for component in components if component in WITH_PAGES]:
+        problems += dead_links(prefix / "share" / "doc" / name)
     print("\n".join(problems))
     return 1 if problems else 0
 
