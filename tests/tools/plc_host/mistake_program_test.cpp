@@ -99,6 +99,8 @@ constexpr Mistake kMistakes[] = {
     {"read -v -q X", 2, "--quiet and --verbose exclude each other; plc-host read --help tells more"},
     {"info x", 2, "nothing is known to do with 'x'; plc-host info --help tells more"},
     {"tags", 2, "which tag file? Give FILE, or --address HOST for the one that the driver would take"},
+    {"check", 2, "which tag file? Give FILE"},
+    {"check --fix made.csv", 2, "--fix made.csv names the file to write; which tag file? Give FILE"},
     {"write --sim a", 2, "what to write? Give NAME=VALUE"},
     {"read X", 2, "which controller? Give --address HOST, or --sim TAGFILE for a simulated one"},
     {"read --sim machine.csv --address 127.0.0.1 X", 2, "--address and --sim exclude each other"},

@@ -217,7 +217,11 @@ void check_rules(const HostOptions& options) {
 }
 
 void check_check(const HostOptions& options) {
-  if (options.checked_files.empty() && !options.list_rules) throw HostError(kExitUsage, "which tag file?");
+  if (options.checked_files.empty() && !options.list_rules) {
+    const std::string written = plc_base::shown_line(options.fixed_file);
+    const std::string meant = "--fix " + written + " names the file to write; ";
+    throw HostError(kExitUsage, (written.empty() ? "" : meant) + "which tag file? Give FILE");
+  }
   if (options.list_rules) check_rules(options);
   if (options.json && options.sarif) throw HostError(kExitUsage, "--json or --sarif, not both");
   if (!options.fixed_file.empty() && options.checked_files.size() != 1) {
