@@ -181,9 +181,10 @@ class Judge {
         head.request_class == request.u8(wire::kClassAt) && head.command == request.u8(wire::kCommandAt);
     constexpr const char* kLate =
         "Raise recv_timeout_s (--timeout) above the controller's slowest reply: the contract build takes replies by "
-        "their "
-        "order "
-        "and does not compare sequence numbers.";
+        "their order and does not compare sequence numbers.";
+    constexpr const char* kNotRepeated =
+        "No request before it has this number. Look whether all replies are so (plc-host survey): a controller that "
+        "does not repeat sequence numbers needs the contract build (plc-host: --driver contract).";
     if (earlier_with(head) != 0) {
       fault("a stale reply: it belongs to an earlier request (sequence number " + hex_word(head.sequence) + ", class " +
                 "and command " + class_and_command(head.request_class, head.command) + ")",
@@ -193,7 +194,7 @@ class Judge {
     if (same_kind) {
       fault("the reply carries the sequence number " + hex_word(head.sequence) + ", the request " +
                 hex_word(request.u16(wire::kSequenceAt)),
-            kLate);
+            kNotRepeated);
       return true;
     }
     fault("the reply is one to another request: class and command " +

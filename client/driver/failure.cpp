@@ -12,6 +12,10 @@ namespace {
 
 constexpr char kInTime[] = " in time";
 constexpr char kDropped[] = " late replies dropped";
+constexpr char kOthersAdvice[] =
+    "Replies with other sequence numbers than the request's came. Either the controller does not repeat sequence "
+    "numbers: plc-host survey tells, and only the contract build (plc-host: --driver contract) can be used then. Or "
+    "they are late: raise the reply time-out (plc-host: --timeout).";
 constexpr char kRefusedWrite[] = "refused the write";
 
 // The line nearest to the cause.
@@ -80,6 +84,7 @@ Failure explain_failure(const CallResult& call, const Target& target) {
   }
   if (failure.quality == Quality::kNoAnswer && answered_others_only(call.lines)) {
     failure.reason += ", only replies to other requests";
+    failure.advice = kOthersAdvice;
   }
   if (speaks_of_the_controller(failure.quality)) name_controller(target, failure.reason);
   failure.reason += " (" + std::to_string(call.code) + ")";

@@ -357,7 +357,11 @@ const FaultCase kFaultCases[] = {
      "of "
      "it\n",
      1},
-    {"wrong-sequence on=read", "  1. exchange 4 (read): the reply carries the sequence number 0002, the request 0001\n",
+    {"wrong-sequence on=read",
+     "  1. exchange 4 (read): the reply carries the sequence number 0002, the request 0001\n"
+     "     Try: No request before it has this number. Look whether all replies are so (plc-host survey): a controller "
+     "that "
+     "does not repeat sequence numbers needs the contract build (plc-host: --driver contract).\n",
      1},
     {"gone", " refuses connections: nothing listens on that port\n", 7},
     {"duplicate on=read", "  - exchange 4 (read): 16 bytes more than the reply's head announces came behind it\n", 0},
