@@ -349,7 +349,7 @@ struct Options {
   std::function<void(const State& state)> on_state;
   // A file with what was learnt of the controller; empty: none. It sets reply_timeout_s, delay_ms and driver if they
   // have their defaults, and how many names are asked for at a time. If it makes "guarded" the contract build, log
-  // receives a line about that.
+  // receives Controller::driver_remark().
   std::string profile;
 };
 
@@ -425,6 +425,8 @@ class PLC_CLIENT_API Controller {
 
   // What the driver calls itself: "1.1.0 guarded".
   const std::string& driver_build() const;
+  // Why a profile made "guarded" the contract build, and what to look after then. Empty when it did not.
+  const std::string& driver_remark() const;
 
  private:
   struct PLC_CLIENT_PRIVATE Body;

@@ -33,4 +33,12 @@ std::string guarded_problem(const Profile& profile) {
   return {};
 }
 
+std::string contract_word(const Profile& profile) {
+  const std::string problem = guarded_problem(profile);
+  if (problem.empty()) return {};
+  return problem +
+         ": the contract build is taken. It may take a late reply for that of another variable: keep delay_ms above "
+         "the answer times, and read back what you write";
+}
+
 }  // namespace plc_profile

@@ -108,8 +108,9 @@ struct Controller::Body {
         driver(load_driver(options.driver)),
         tags(collecting(options), target.ip_address, *driver),
         link(options, target),
-        build(driver->library().build) {
-    if (!given.word.empty()) log(given.word);
+        build(driver->library().build),
+        driver_remark(given.word) {
+    if (!driver_remark.empty()) log(driver_remark);
     pass_on_lines();
   }
 
@@ -144,6 +145,7 @@ struct Controller::Body {
   TagAreas tags;
   Link link;
   std::string build;
+  std::string driver_remark;
   std::unique_ptr<core::DriverSession> session;
   core::Failure last_failure;
 };
@@ -446,5 +448,6 @@ std::vector<std::string> Controller::match(const std::string& pattern) const {
 }
 
 const std::string& Controller::driver_build() const { return body_->build; }
+const std::string& Controller::driver_remark() const { return body_->driver_remark; }
 
 }  // namespace plc_client

@@ -31,10 +31,10 @@ ProfiledOptions with_profile(const Options& given) {
     options.reply_timeout_s = *profile.recv_timeout_s;
   }
   if (profile.delay_ms && given.delay_ms == usual.delay_ms) options.delay_ms = *profile.delay_ms;
-  const std::string problem = plc_profile::guarded_problem(profile);
-  if (!problem.empty() && given.driver == usual.driver) {
+  const std::string word = plc_profile::contract_word(profile);
+  if (!word.empty() && given.driver == usual.driver) {
     options.driver = "contract";
-    profiled.word = given.profile + ": " + problem + ": the contract build is taken";
+    profiled.word = given.profile + ": " + word;
   }
   profiled.most_names = plc_profile::names_at_a_time(profile);
   return profiled;

@@ -100,11 +100,11 @@ ControllerHolder open_controller(const py::str& address, uint16_t port, const py
   return ControllerHolder(new plc_client::Controller(options));
 }
 
-// Why the guarded driver cannot be used with the controller of a profile; "" too where the profile cannot be read,
+// Why a profile has the contract build taken, and what to look after then; "" too where the profile cannot be read,
 // which the controller says then.
-std::string guarded_problem(const py::str& profile) {
+std::string contract_word(const py::str& profile) {
   const plc_profile::ProfileResult result = plc_profile::read_profile(text_bytes(profile));
-  return result.ok() ? plc_profile::guarded_problem(result.profile) : "";
+  return result.ok() ? plc_profile::contract_word(result.profile) : "";
 }
 
 // A plan, and the names and types of its readings, which never change.
@@ -181,7 +181,7 @@ PYBIND11_MODULE(_core, module) {
   records();
   module.attr("__version__") = PLC_VERSION;
   py::register_exception_translator(translate);
-  module.def("guarded_problem", &guarded_problem, py::arg("profile"));
+  module.def("contract_word", &contract_word, py::arg("profile"));
   py::class_<NamedPlan>(module, "Plan").def_property_readonly("exchanges", [](const NamedPlan& named) {
     return named.plan.exchanges();
   });

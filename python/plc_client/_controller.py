@@ -6,6 +6,7 @@ import operator
 import os
 import re
 import time
+import warnings
 from collections import OrderedDict
 from typing import (Any, Callable, Dict, Iterable, Iterator, List, Mapping, Optional, Sequence, Tuple, Type, Union,
                     overload)
@@ -82,11 +83,14 @@ class Tags(Mapping[str, Declaration]):
 
 def _driver_for(choice: str, profile: str, log: Optional[Callable[[str], object]]) -> str:
     """The driver that is asked for, or the contract build, with a word, where the guarded one cannot be used."""
-    problem = _core.guarded_problem(profile) if profile and choice == "guarded" else ""
-    if not problem:
+    word = _core.contract_word(profile) if profile and choice == "guarded" else ""
+    if not word:
         return choice
     if log is not None:
-        log(f"{profile}: {problem}: the contract build is taken")
+        log(f"{profile}: {word}")
+    else:
+        # Of the caller of Controller, two calls above.
+        warnings.warn(f"{profile}: {word}", RuntimeWarning, stacklevel=3)
     return "contract"
 
 
@@ -106,7 +110,7 @@ class Controller:
                    controller calls it; it must not use the controller itself
     profile        a file with what was learnt of the controller. It sets reply_timeout, delay_ms and driver if they
                    have their defaults, and how many names are asked for at a time. If it makes "guarded" the contract
-                   build, log is called with a line about that
+                   build, log is called with a line about that; without log it is a RuntimeWarning
 
     Raises Error when the address, a file or folder of tags, the driver or the profile is not there, or the profile has
     mistakes.

@@ -5,7 +5,7 @@ from ._records import Declaration, Reading, State, WriteResult
 
 __version__: str
 
-def guarded_problem(profile: str) -> str: ...
+def contract_word(profile: str) -> str: ...
 
 class Plan:
     @property

@@ -3,6 +3,9 @@ import plc_client
 import pytest
 from conftest import TAGS
 
+WORD = ("{}: the guarded driver cannot be used with this controller: the contract build is taken. It may take a late "
+        "reply for that of another variable: keep delay_ms above the answer times, and read back what you write")
+
 
 @pytest.fixture
 def profile(tmp_path):
@@ -18,8 +21,15 @@ def test_the_contract_build_is_taken_with_a_word_where_the_guarded_one_cannot_be
     said = []
     with machine.controller(profile=path, log=said.append) as press:
         assert press.driver_build.endswith("contract")
-        assert said[0] == f"{path}: the guarded driver cannot be used with this controller: the contract build is taken"
+        assert said[0] == WORD.format(path)
         assert press.read("Motor.Speed").value == machine.get("Motor.Speed")
+
+
+def test_without_a_log_the_contract_build_is_a_warning_of_the_line_that_makes_the_controller(machine, profile):
+    path = profile('[guarded]\nusable = "no"\n')
+    with pytest.warns(RuntimeWarning) as caught:
+        machine.controller(profile=path).close()
+    assert [str(one.message) for one in caught] == [WORD.format(path)]
 
 
 def test_the_guarded_build_stays_where_it_can_be_used(machine, profile):

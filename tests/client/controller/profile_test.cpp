@@ -1,5 +1,7 @@
 // What a profile sets for a controller of the client library: the driver, the time-out, and how many names go at a
 // time.
+#include "client/controller/profiled_options.h"
+
 #include "tests/client/controller/controller_fixture.h"
 
 namespace plc_client_test {
@@ -44,6 +46,21 @@ TEST_F(ProfileTest, DriverGivenByItsPath_Stays) {
   start(tag_line("A", "INT"));
   const Controller controller(with_profile("[guarded]\nusable = \"without status\"\n"));
   EXPECT_THAT(controller.driver_build(), EndsWith(" guarded"));
+  EXPECT_EQ(controller.driver_remark(), "");
+}
+
+// The driver itself is not loaded: by its name alone it is found where it is installed.
+TEST_F(ProfileTest, ContractBuildInPlaceOfTheGuardedOne_HasAWordOnWhatToLookAfter) {
+  start(tag_line("A", "INT"));
+  Options options = with_profile("[guarded]\nusable = \"no\"\n");
+  options.driver = "guarded";
+  const plc_client::ProfiledOptions profiled = plc_client::with_profile(options);
+  EXPECT_EQ(profiled.options.driver, "contract");
+  EXPECT_EQ(profiled.word,
+            folder_.file("press1.toml") +
+                ": the guarded driver cannot be used with this controller: the contract build is taken. It may take a "
+                "late reply for that of another variable: keep delay_ms above the answer times, and read back what you "
+                "write");
 }
 
 TEST_F(ProfileTest, TimeOut_IsTheProfilesUnlessTheProgramSetsOne) {

@@ -135,7 +135,8 @@ TEST_F(SettingsTest, Profile_SpeaksBehindEverybodyButWhatIsUsual) {
   EXPECT_EQ(type("info --quiet").err, "");
   EXPECT_EQ(type("info").err,
             "plc-host: press1.toml: the guarded driver cannot be used with this controller: the contract build is "
-            "taken\n");
+            "taken. It may take a late reply for that of another variable: keep delay_ms above the answer times, and "
+            "read back what you write\n");
   setenv("PLC_HOST_DRIVER", PLC_HOST_GUARDED, 1);
   EXPECT_EQ(shown("driver"), PLC_HOST_GUARDED " from PLC_HOST_DRIVER");
   EXPECT_EQ(type("info").err, "");

@@ -37,7 +37,7 @@ void use_profile(HostOptions& options) {
   options.most_names = plc_profile::names_at_a_time(profile);
   const Setting& driver = options.settings.at("driver");
   if (driver.from != path || driver.is_typed() || options.quiet) return;
-  show_message(path + ": " + plc_profile::guarded_problem(profile) + ": the contract build is taken");
+  show_message(path + ": " + plc_profile::contract_word(profile));
 }
 
 // What the command line says in vain beside something else on it.
