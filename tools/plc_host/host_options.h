@@ -42,6 +42,7 @@ struct SurveyOptions {
   std::vector<std::string> written;  // names of scratch variables
   double hours = 0;
   uint32_t period_ms = 1000;
+  bool has_period = false;
   uint32_t rate = 20;  // requests a second at most
   bool is_gentle = false;
 };

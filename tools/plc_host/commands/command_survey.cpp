@@ -9,18 +9,20 @@
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
+#include "base/near_names.h"
 #include "base/shown_text.h"
 #include "base/text.h"
-#include "profile/profile_file.h"
+#include "client/tags/meant_names.h"
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/commands/setting_options.h"
+#include "tools/plc_host/commands/survey_folder.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/results/result_writer.h"
 #include "tools/plc_host/sim_process.h"
 #include "tools/plc_host/survey/recommend.h"
-#include "tools/plc_host/survey_report/survey_report.h"
 #include "tools/plc_host/survey_steps/scratch.h"
 #include "tools/plc_host/survey_steps/survey.h"
 #include "tools/plc_host/target/controller_address.h"
@@ -38,9 +40,8 @@ using Json = nlohmann::ordered_json;
 constexpr uint32_t kMostRate = 1000;
 constexpr uint32_t kLongestPeriodMs = 3600000;
 constexpr double kMostHours = 1000;
-constexpr char kSurveyCapture[] = "survey.pcapng";
-constexpr char kSurveyProfile[] = "profile.toml";
-constexpr const char* kFiles[] = {"report.html", "report.json", kSurveyCapture, kSurveyProfile};
+constexpr char kOwnSimulator[] = "plc-sim";
+constexpr char kQuietSimulator[] = "--quiet";
 
 std::string now_text() {
   const std::time_t now = std::time(nullptr);
@@ -51,41 +52,23 @@ std::string now_text() {
   return text;
 }
 
-bool is_survey_file(const std::string& name) {
-  return std::find(std::begin(kFiles), std::end(kFiles), name) != std::end(kFiles);
-}
-
-[[noreturn]] void refuse_folder(const std::string& folder, const std::string& reason) {
-  throw HostError(kExitOutput, "--output " + folder + ": " + reason);
-}
-
-// Made where it is missing. Nothing in it is written over but a former survey, and that when it was said.
-std::string prepare_folder(const SurveyOptions& options) {
-  namespace fs = std::filesystem;
-  const fs::path folder = fs::absolute(options.folder).lexically_normal();
-  std::error_code error;
-  const fs::file_status status = fs::status(folder, error);
-  if (!fs::exists(status)) {
-    if (!fs::create_directory(folder, error) || error) refuse_folder(options.folder, error.message());
-    return folder;
-  }
-  if (!fs::is_directory(status)) refuse_folder(options.folder, "it is not a folder");
-  fs::directory_iterator files(folder, error);
-  if (error) refuse_folder(options.folder, error.message());
-  for (const fs::directory_entry& entry : files) {
-    const std::string name = entry.path().filename();
-    if (!is_survey_file(name)) {
-      refuse_folder(options.folder, "it holds " + name + ", which is no survey's: name another folder");
+// Of a folder the files of the controller.
+std::vector<std::string> without_folders(const std::vector<std::string>& given, const Target& target) {
+  std::vector<std::string> files;
+  for (const std::string& one : given) {
+    std::error_code error;
+    if (!std::filesystem::is_directory(one, error)) {
+      files.push_back(one);
+      continue;
     }
-    if (!options.replaces) {
-      refuse_folder(options.folder, "it holds a survey: name another folder, or --replace");
-    }
+    const std::vector<std::string> found = tag_files_in(one, target);
+    files.insert(files.end(), found.begin(), found.end());
   }
-  return folder;
+  return files;
 }
 
 std::vector<std::string> tag_files_of(const HostOptions& options, const Target& target) {
-  if (!options.survey.tag_files.empty()) return options.survey.tag_files;
+  if (!options.survey.tag_files.empty()) return without_folders(options.survey.tag_files, target);
   if (!options.sim_tag_file.empty()) return {options.sim_tag_file};
   if (!options.tag_file.empty()) return {options.tag_file};
   demand_own_tag_file(target);
@@ -102,10 +85,22 @@ std::vector<std::string> absolute_files(const std::vector<std::string>& files) {
   return absolute;
 }
 
+// "; did you mean Motor.Speed?", from all tag files; "" where no name is near.
+std::string meant_instead(const Declarations& declared, const std::string& name) {
+  for (const TagList& list : declared.lists) {
+    if (const std::optional<std::string> meant = respelled(list, name)) return "; did you mean " + *meant + "?";
+  }
+  const std::vector<std::string> meant = meant_names(name, declared.names());
+  return meant.empty() ? "" : "; did you mean " + plc_base::joined_with_or(meant) + "?";
+}
+
 void check_written(const SurveyPlan& plan, const Declarations& declared) {
   for (const std::string& name : plan.written) {
     try {
       survey::scratch_of(declared, name);
+    } catch (const NoSuchName&) {
+      throw HostError(kExitUsage,
+                      "--write " + name + ": no tag file has a variable of this name" + meant_instead(declared, name));
     } catch (const ReferenceError& error) {
       throw HostError(kExitUsage, "--write " + name + ": " + error.what());
     }
@@ -150,7 +145,13 @@ const char* usable_word(survey::Verdict::Usable usable) {
   return "not known";
 }
 
-void write_survey_summary(FILE* results, const SurveyRecord& record, const std::string& folder, bool json) {
+// What became of the folder.
+struct Filled {
+  const std::string& folder;
+  bool is_written;  // else it holds the former survey
+};
+
+void write_survey_summary(FILE* results, const SurveyRecord& record, const Filled& filled, bool json) {
   const uint64_t good = count_of_state(record, survey::VariableFinding::State::kGood);
   const uint64_t refused = count_of_state(record, survey::VariableFinding::State::kRefused);
   const uint64_t not_tried = count_of_state(record, survey::VariableFinding::State::kNotTried);
@@ -164,7 +165,8 @@ void write_survey_summary(FILE* results, const SurveyRecord& record, const std::
                  {"guarded", usable_word(record.verdict.usable)},
                  {"whole", record.is_whole},
                  {"not_set_back", record.writes.not_set_back},
-                 {"folder", folder}};
+                 {"folder", filled.folder},
+                 {"written", filled.is_written}};
     if (!record.is_whole) line["ended"] = record.ended;
     return write_json_line(results, line);
   }
@@ -174,13 +176,17 @@ void write_survey_summary(FILE* results, const SurveyRecord& record, const std::
   if (others > 0) text += ", " + std::to_string(others) + " otherwise: see the report";
   if (not_tried > 0) text += ", " + std::to_string(not_tried) + " not tried";
   text.append("\nguarded build: ").append(usable_word(record.verdict.usable));
+  if (!record.is_whole && survey::is_usable(record.verdict.usable)) text += " so far";
   if (survey::is_foreign(record.heads)) text.append(": ").append(survey::kForeign);
   text += "\n";
+  const std::string warning = survey::contract_warning(record);
+  if (!warning.empty()) text.append("warning: ").append(warning).append("\n");
   for (const survey::Recommendation& one : record.recommendations) {
     text.append("set ").append(one.setting).append(": ").append(one.value).append("\n");
   }
   if (!record.is_whole) text += "not whole: " + record.ended + "\n";
-  text += "written: " + folder + "/report.html, report.json, survey.pcapng, profile.toml\n";
+  text += filled.is_written ? "written: " + filled.folder + "/report.html, report.json, survey.pcapng, profile.toml\n"
+                            : "not written: nothing was measured, and " + filled.folder + " keeps the former survey\n";
   for (size_t at = 0; at < text.size();) {
     const size_t end = text.find('\n', at);
     std::fputs((plc_base::shown_line(text.substr(at, end - at)) + "\n").c_str(), results);
@@ -204,21 +210,6 @@ int survey_exit_code(const SurveyRecord& record, bool is_interrupted) {
   return has_failure(record) ? kExitTagFailed : kExitOk;
 }
 
-// Each of them as far as it can be, and what went wrong of all.
-void write_files(const SurveyRecord& record, const std::string& folder, plc_sim::PcapngWriter& capture,
-                 const std::vector<std::string>& tag_files) {
-  std::string problems;
-  const auto add = [&problems](const std::string& name, const std::string& problem) {
-    if (problem.empty()) return;
-    problems.append(problems.empty() ? "" : "; ").append(name).append(name.empty() ? "" : ": ").append(problem);
-  };
-  add(kSurveyCapture, capture.close());
-  add("", survey::write_reports(record, folder));
-  add(kSurveyProfile,
-      plc_profile::write_profile(folder + "/" + kSurveyProfile, survey::make_profile(record), tag_files));
-  if (!problems.empty()) throw HostError(kExitOutput, "cannot write into " + folder + ": " + problems);
-}
-
 SurveyPlan plan_of(const HostOptions& options, const SimProcess* simulator) {
   SurveyPlan plan;
   plan.host = simulator != nullptr ? "127.0.0.1" : options.address;
@@ -233,10 +224,25 @@ SurveyPlan plan_of(const HostOptions& options, const SimProcess* simulator) {
   return plan;
 }
 
-void tell_not_set_back(const SurveyRecord& record) {
+// Of the writes that were asked for, each that is not wholly good, with its reason.
+void tell_writes(const SurveyRecord& record) {
+  for (const survey::WriteFinding& one : record.writes.findings) {
+    if (one.why.empty()) continue;
+    show_error("--write " + one.name + (one.is_written ? ": " : ": not written: ") + one.why);
+  }
   for (const std::string& variable : record.writes.not_set_back) {
     show_error("NOT SET BACK: " + variable + ". Write it by hand: plc-host write, or at the controller");
   }
+}
+
+// What plc-sim says of the names that it refuses is in the survey's report, and one of them is the survey's own.
+std::vector<std::string> simulator_arguments(const HostOptions& options) {
+  std::vector<std::string> arguments = options.sim_arguments;
+  const std::string program = std::filesystem::path(options.simulator).filename();
+  const bool is_ours = program.empty() || program == kOwnSimulator;
+  const bool is_said = std::find(arguments.begin(), arguments.end(), kQuietSimulator) != arguments.end();
+  if (is_ours && !is_said) arguments.insert(arguments.begin(), kQuietSimulator);
+  return arguments;
 }
 
 int finish_simulator(SimProcess* simulator, int code) {
@@ -258,7 +264,8 @@ void take_hours(const std::string& text, SurveyOptions& survey) {
 
 void add_survey_options(CLI::App& command, HostOptions& options) {
   SurveyOptions& survey = options.survey;
-  command.add_option("--tags", survey.tag_files, "Use these tag files of the controller")->type_name("FILE");
+  command.add_option("--tags", survey.tag_files, "Use these tag files, or folders, of the controller")
+      ->type_name("FILE");
   command.add_option("--output", survey.folder, "Write report, figures, traffic and profile to this folder")
       ->type_name("FOLDER")
       ->required();
@@ -273,7 +280,8 @@ void add_survey_options(CLI::App& command, HostOptions& options) {
       ->type_name("HOURS");
   plc_usage::add_number(command, "--period", survey.period_ms, {10, kLongestPeriodMs, "milliseconds"},
                         "Begin a round of --hours each so many milliseconds")
-      ->default_str("1000");
+      ->default_str("1000")
+      ->each([&survey](const std::string&) { survey.has_period = true; });
   plc_usage::add_number(command, "--rate", survey.rate, {1, kMostRate}, "Send at most this many requests a second")
       ->default_str("20");
   command.add_flag("--gentle", survey.is_gentle, "Make fewer connects: no second connections, none closed half");
@@ -295,6 +303,14 @@ void add_survey_options(CLI::App& command, HostOptions& options) {
 }
 
 void check_survey(const HostOptions& options) {
+  const SurveyOptions& survey = options.survey;
+  if (survey.folder == "-") {
+    throw HostError(kExitUsage, "--output -: a survey has four files: name a folder, or ./- for one of this name");
+  }
+  if (survey.has_period && survey.hours <= 0) {
+    throw HostError(kExitUsage, "--period is that of --hours: write --hours 2 --period " +
+                                    std::to_string(survey.period_ms) + ", or leave it away");
+  }
   if (options.address.empty() && options.sim_tag_file.empty()) {
     throw HostError(kExitUsage, "which controller? Give --address HOST, or --sim TAGFILE for a simulated one");
   }
@@ -303,7 +319,7 @@ void check_survey(const HostOptions& options) {
 int run_survey(const HostOptions& options, CommandOutput& output) {
   std::unique_ptr<SimProcess> simulator;
   if (!options.sim_tag_file.empty()) {
-    simulator = std::make_unique<SimProcess>(options.simulator, options.sim_tag_file, options.sim_arguments);
+    simulator = std::make_unique<SimProcess>(options.simulator, options.sim_tag_file, simulator_arguments(options));
   }
   const SurveyPlan plan = plan_of(options, simulator.get());
   Target target;
@@ -314,16 +330,17 @@ int run_survey(const HostOptions& options, CommandOutput& output) {
   const DriverLibrary library = load_driver_library(options.driver);
   Declarations declared;
   for (const std::string& file : tag_files) {
-    survey::add_declared(declared, read_tag_list(library, output, {file, file}, options.verbosity > 0), file);
+    TagList tags = read_tag_list(library, output, {file, file}, options.verbosity > 0);
+    survey::add_declared(declared, std::move(tags), file, area_in_name(std::filesystem::path(file).filename()));
   }
   check_written(plan, declared);
-  const std::string folder = prepare_folder(options.survey);
+  const SurveyFolder folder(options.survey);
   plc_sim::PcapngWriter capture;
   const plc_sim::PacketMaker::Ends ends{plan.port, INADDR_LOOPBACK, plan.address};
   const std::string program = "plc-host " PLC_HOST_VERSION;
   const std::string problem =
-      capture.open(folder + "/" + kSurveyCapture, {ends, program, "survey of " + target_text(target)}, tag_files);
-  if (!problem.empty()) throw HostError(kExitOutput, "cannot write " + folder + "/" + kSurveyCapture + ": " + problem);
+      capture.open(folder.capture_path(), {ends, program, "survey of " + target_text(target)}, tag_files);
+  if (!problem.empty()) throw HostError(kExitOutput, "cannot write " + folder.capture_path() + ": " + problem);
   SurveyRecord record;
   record.made = now_text();
   record.version = PLC_HOST_VERSION;
@@ -334,9 +351,9 @@ int run_survey(const HostOptions& options, CommandOutput& output) {
   record.link.address = plan.address;
   record.link.port = plan.port;
   const bool is_interrupted = survey::make_survey(plan, declared, options, output, capture, record);
-  tell_not_set_back(record);
-  write_files(record, folder, capture, tag_files);
-  write_survey_summary(output.results(), record, folder, options.json);
+  tell_writes(record);
+  const bool is_written = folder.take(record, capture, tag_files);
+  write_survey_summary(output.results(), record, {folder.path(), is_written}, options.json);
   return finish_simulator(simulator.get(), survey_exit_code(record, is_interrupted));
 }
 

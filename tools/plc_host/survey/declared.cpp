@@ -62,7 +62,7 @@ std::vector<std::string> Declarations::names() const {
   return names;
 }
 
-void add_declared(Declarations& declarations, TagList tags, const std::string& file) {
+void add_declared(Declarations& declarations, TagList tags, const std::string& file, std::optional<uint16_t> area) {
   declarations.lists.push_back(std::move(tags));
   const TagList& list = declarations.lists.back();
   const std::vector<uint32_t> lines = TagSource(file).lines_of(list);
@@ -71,6 +71,7 @@ void add_declared(Declarations& declarations, TagList tags, const std::string& f
   for (size_t i = 0; i < list.tags.size(); ++i) {
     if (!known.insert(list.tags[i].qualified_name).second) continue;
     declarations.variables.push_back(declared_of(list.tags[i], file, i < lines.size() ? lines[i] : 0));
+    declarations.variables.back().area = area;
   }
 }
 

@@ -20,10 +20,11 @@ struct Declared {
   const Tag* tag = nullptr;
   std::string file;
   uint32_t line = 0;
-  std::string element;    // "[9]"; "" of what is no array
-  std::string wire_name;  // of what is asked for, with the '#' before each subscript
-  uint8_t units = 1;      // of its value; 0 where the driver transfers none
-  bool is_asked = true;   // its program is known, or it needs none
+  std::optional<uint16_t> area;  // that the file's name says
+  std::string element;           // "[9]"; "" of what is no array
+  std::string wire_name;         // of what is asked for, with the '#' before each subscript
+  uint8_t units = 1;             // of its value; 0 where the driver transfers none
+  bool is_asked = true;          // its program is known, or it needs none
   std::optional<uint8_t> program;
 
   // What the controller said.
@@ -40,7 +41,7 @@ struct Declarations {
 };
 
 // Adds what the file declares, each name once.
-void add_declared(Declarations& declarations, TagList tags, const std::string& file);
+void add_declared(Declarations& declarations, TagList tags, const std::string& file, std::optional<uint16_t> area);
 
 // The element of the tag that is asked for.
 TagReference surveyed_element(const Tag& tag);

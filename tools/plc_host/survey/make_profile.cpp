@@ -141,13 +141,21 @@ std::optional<uint32_t> setting_of(const SurveyRecord& record, const std::string
   return std::nullopt;
 }
 
+// What those who use the profile have to know.
+std::string note_of(const SurveyRecord& record) {
+  std::string note = record.is_whole ? "" : "the survey did not come to its end: " + record.ended;
+  const std::string warning = contract_warning(record);
+  if (!warning.empty()) note.append(note.empty() ? "" : ". ").append(warning);
+  return note;
+}
+
 }  // namespace
 
 Profile make_profile(const SurveyRecord& record) {
   Profile profile;
   profile.made = record.made;
   profile.controller = record.link.host + ":" + std::to_string(record.link.port);
-  profile.note = record.is_whole ? "" : "the survey did not come to its end: " + record.ended;
+  profile.note = note_of(record);
   if (is_foreign(record.heads)) {
     profile.note = kForeign;
     return profile;

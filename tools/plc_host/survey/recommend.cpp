@@ -16,6 +16,7 @@ constexpr uint64_t kUsualBatchNames = 32;
 constexpr double kPollFactor = 2;  // of the time that all answers of a round take
 constexpr double kShortestPollMs = 100;
 constexpr double kPollStepMs = 10;
+constexpr double kLongestDelayMs = 1000;  // that the driver pauses
 
 std::string ms_text(double ms) { return plc_base::milliseconds_text(static_cast<int64_t>(ms * 1e6), 1); }
 
@@ -37,22 +38,42 @@ uint64_t answers_of(const SurveyRecord& record) {
   return count;
 }
 
+bool has_reads(const SurveyRecord& record) {
+  return std::any_of(record.times.begin(), record.times.end(),
+                     [](const Times& times) { return times.kind == "read" && !times.ms.empty(); });
+}
+
+// "the longest of 120 answers took 4.1 ms (read, 1 name)"
+std::string longest_text(const SurveyRecord& record, const Times& longest) {
+  return "the longest of " + plc_base::plural(answers_of(record), "answer") + " took " +
+         ms_text(spread_of(longest.ms).largest) + " (" + longest.kind + ", " + plc_base::plural(longest.names, "name") +
+         ")";
+}
+
+// How long the answers take that hosts wait for is known once values were read.
 void recommend_timeout(const SurveyRecord& record, std::vector<Recommendation>& all) {
   const Times* longest = longest_of(record);
-  if (longest == nullptr) return;
+  if (longest == nullptr || !has_reads(record)) return;
   const double largest = spread_of(longest->ms).largest;
   const auto seconds = static_cast<uint32_t>(std::max(1.0, std::ceil(largest * kTimeoutFactor / 1000)));
-  all.push_back({"timeout_s", std::to_string(seconds),
-                 "the longest of " + plc_base::plural(answers_of(record), "answer") + " took " + ms_text(largest) +
-                     " (" + longest->kind + ", " + plc_base::plural(longest->names, "name") +
-                     "): five times that, in whole seconds"});
+  all.push_back(
+      {"timeout_s", std::to_string(seconds), longest_text(record, *longest) + ": five times that, in whole seconds"});
 }
 
 void recommend_delay(const SurveyRecord& record, std::vector<Recommendation>& all) {
-  if (record.heads.replies == 0) return;
-  const std::string counts = std::to_string(record.heads.replies) + " requests were answered and " +
-                             std::to_string(record.heads.replies_unanswered) + " were not";
-  all.push_back({"delay_ms", "0", counts + ", one following the other: no pause was needed between them"});
+  const Times* longest = longest_of(record);
+  if (longest == nullptr || !has_reads(record)) return;
+  if (!takes_contract_build(record)) {
+    const std::string counts = std::to_string(record.heads.replies) + " requests were answered and " +
+                               std::to_string(record.heads.replies_unanswered) + " were not";
+    all.push_back({"delay_ms", "0", counts + ", one following the other: no pause was needed between them"});
+    return;
+  }
+  const double longer = std::floor(spread_of(longest->ms).largest) + 1;
+  std::string because = longest_text(record, *longest);
+  because += ": the pause of the contract build has to be longer, so that no late reply meets the next request";
+  if (longer > kLongestDelayMs) because += "; no pause is longer than 1000 ms";
+  all.push_back({"delay_ms", std::to_string(static_cast<uint32_t>(std::min(longer, kLongestDelayMs))), because});
 }
 
 void recommend_batch(const SurveyRecord& record, std::vector<Recommendation>& all) {
@@ -98,7 +119,7 @@ void recommend_poll(const SurveyRecord& record, std::vector<Recommendation>& all
 }
 
 void recommend_driver(const SurveyRecord& record, std::vector<Recommendation>& all) {
-  const std::string& because = record.verdict.because;
+  const std::string because = (record.is_whole ? "" : "so far: ") + record.verdict.because;
   switch (record.verdict.usable) {
     case Usability::kYes:
       return all.push_back({"driver", "guarded", because});

@@ -4,6 +4,13 @@
 #include <algorithm>
 
 namespace plc_host::survey {
+namespace {
+
+constexpr char kContractRisk[] =
+    "The contract build may take a late reply for the reply to the next request. A read then shows, and a write "
+    "reaches, another variable, with result 0. Set delay_ms above the answer times, and read back what you write.";
+
+}  // namespace
 
 Spread spread_of(std::vector<double> values) {
   if (values.empty()) return {};
@@ -20,6 +27,10 @@ bool is_foreign(const HeadCounts& heads) {
   return heads.replies > 0 && alike == 0;
 }
 
+bool is_usable(Verdict::Usable usable) {
+  return usable != Verdict::Usable::kNotUsable && usable != Verdict::Usable::kUnknown;
+}
+
 const char* reaction_words(Reaction reaction) {
   switch (reaction) {
     case Reaction::kAnswered:
@@ -34,6 +45,17 @@ const char* reaction_words(Reaction reaction) {
       break;
   }
   return "not tried";
+}
+
+bool takes_contract_build(const SurveyRecord& record) {
+  return record.verdict.usable != Verdict::Usable::kYes && record.verdict.usable != Verdict::Usable::kUnknown;
+}
+
+std::string contract_warning(const SurveyRecord& record) {
+  if (!takes_contract_build(record)) return {};
+  if (record.verdict.usable == Verdict::Usable::kNotUsable) return kContractRisk;
+  return std::string("Hosts take the contract build here, unless a guarded one that is built so is named. ") +
+         kContractRisk;
 }
 
 }  // namespace plc_host::survey

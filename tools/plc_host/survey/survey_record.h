@@ -98,6 +98,7 @@ struct VariableFinding {
   std::string type;
   std::string file;
   uint32_t line = 0;
+  std::optional<uint16_t> area;  // that the file's name says
   State state = State::kNotTried;
   std::string why;               // "read singly 12, in a batch 13"
   std::vector<uint8_t> refusal;  // the reply that refused it
@@ -165,6 +166,9 @@ struct Verdict {
   std::vector<Rule> rules;
 };
 
+// The guarded build can be used, perhaps without some of its checks.
+bool is_usable(Verdict::Usable usable);
+
 struct Limits {
   Step step;
   std::optional<uint32_t> names_per_request;  // the limit met
@@ -185,7 +189,8 @@ struct Recommendation {
 struct WriteFinding {
   std::string name;
   std::string type;
-  std::string kind;  // "write", "masked write", "set", "reset", "read-modify-write"
+  std::string kind;         // "write", "masked write", "set", "reset", "read-modify-write"
+  bool is_written = false;  // the request that does it was sent
   bool acknowledged = false;
   bool read_back = false;
   bool neighbours_kept = false;
@@ -243,5 +248,11 @@ struct SurveyRecord {
   std::string driver_lines;
   std::vector<std::string> messages;  // told on standard error, beside the findings
 };
+
+// Hosts take the contract build: the guarded one cannot be used as it is usually built.
+bool takes_contract_build(const SurveyRecord& record);
+
+// What the contract build may do to reads and writes, where hosts take it; "" where they take the guarded one.
+std::string contract_warning(const SurveyRecord& record);
 
 }  // namespace plc_host::survey

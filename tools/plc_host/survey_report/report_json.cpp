@@ -150,7 +150,8 @@ Json heads_json(const HeadCounts& heads) {
           {"refusal_is_full", or_null(heads.is_refusal_full)}};
 }
 
-Json guarded_json(const Verdict& verdict) {
+Json guarded_json(const SurveyRecord& record) {
+  const Verdict& verdict = record.verdict;
   Json rules = Json::array();
   for (const Verdict::Rule& one : verdict.rules) {
     Json evidence = Json::array();
@@ -163,8 +164,9 @@ Json guarded_json(const Verdict& verdict) {
                      {"evidence", evidence}});
   }
   return {{"usable", word_of(verdict.usable)},
-          {"says", verdict_sentence(verdict)},
+          {"says", verdict_sentence(record)},
           {"because", or_null(verdict.because)},
+          {"warning", or_null(contract_warning(record))},
           {"rules", rules}};
 }
 
@@ -206,6 +208,7 @@ Json writes_json(const Writes& writes) {
     findings.push_back({{"name", one.name},
                         {"type", one.type},
                         {"kind", one.kind},
+                        {"written", one.is_written},
                         {"acknowledged", one.acknowledged},
                         {"read_back", one.read_back},
                         {"neighbours_kept", one.neighbours_kept},
@@ -281,7 +284,7 @@ Json report_json(const SurveyRecord& record) {
   object["found"] = found_sentences(record);
   object["recommendations"] = recommendations_json(record);
   object["questions"] = questions_json(record);
-  object["guarded"] = guarded_json(record.verdict);
+  object["guarded"] = guarded_json(record);
   object["link"] = link_json(record.link);
   object["programs"] = programs_json(record.programs);
   object["variables"] = variables_json(record.variables);

@@ -20,18 +20,10 @@ using plc_base::html_section;
 using plc_base::HtmlTable;
 using plc_base::shown_html;
 
-const char* verdict_class(Verdict::Usable usable) {
-  switch (usable) {
-    case Verdict::Usable::kYes:
-    case Verdict::Usable::kWithoutStatus:
-    case Verdict::Usable::kWithoutValueEnd:
-    case Verdict::Usable::kWithoutBoth:
-      return "good";
-    case Verdict::Usable::kNotUsable:
-      return "bad";
-    default:
-      return "unknown";
-  }
+// What comes later could still break a rule: of a part of a survey nothing is good.
+const char* verdict_class(const SurveyRecord& record) {
+  if (record.verdict.usable == Verdict::Usable::kNotUsable) return "bad";
+  return record.is_whole && is_usable(record.verdict.usable) ? "good" : "unknown";
 }
 
 std::string badge(const char* style, const std::string& text) {
@@ -40,7 +32,7 @@ std::string badge(const char* style, const std::string& text) {
 
 std::string head_html(const SurveyRecord& record) {
   std::string html = "<header><h1>Survey of the controller at " + shown_html(controller_text(record.link)) + "</h1>\n";
-  html += badge(verdict_class(record.verdict.usable), verdict_sentence(record.verdict));
+  html += badge(verdict_class(record), verdict_sentence(record));
   if (!record.is_whole) {
     html += badge("bad", "The survey is not whole" + (record.ended.empty() ? "" : ": " + record.ended) + ".");
   }
@@ -70,7 +62,9 @@ std::string settings_html(const SurveyRecord& record) {
     table.add({"<code>" + shown_html(one.setting) + "</code>", html_element("strong", shown_html(one.value)),
                shown_html(one.because)});
   }
-  return html_section("What to set", table.finish() +
+  const std::string warning = contract_warning(record);
+  const std::string warned = warning.empty() ? "" : badge("bad", warning);
+  return html_section("What to set", warned + table.finish() +
                                          "<p>profile.toml holds all of it, for plc-host, the client library and the "
                                          "gateway; plc-sim --profile imitates this controller with it.</p>\n");
 }
@@ -132,7 +126,7 @@ std::string evidence_html(const Verdict& verdict) {
 }
 
 std::string verdict_html(const SurveyRecord& record) {
-  std::string html = "<p>" + shown_html(verdict_sentence(record.verdict));
+  std::string html = "<p>" + shown_html(verdict_sentence(record));
   if (!record.verdict.because.empty()) html += " " + shown_html(record.verdict.because);
   html += "</p>\n";
   HtmlTable table("Rules of the guarded build", {"rule", "found", "replies that keep it", "that break it"}, 2);

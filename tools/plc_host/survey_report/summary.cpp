@@ -129,29 +129,36 @@ std::string near_text(const std::vector<std::string>& near) {
   return near.empty() ? "" : " Names that are near: " + some_names(near) + ".";
 }
 
+// "machine_2.csv:14", "PLCC0A8000A_2.csv:14, area 2"; "" where nobody knows.
+std::string place_of_question(const VariableFinding& one) {
+  if (one.file.empty() || one.line == 0) return {};
+  const std::string name = one.file.substr(one.file.rfind('/') + 1);  // npos + 1 is 0
+  std::string place = name + ":" + std::to_string(one.line);
+  if (one.area) place += ", area " + std::to_string(*one.area);
+  return " It is declared in " + place + ".";
+}
+
 Question question_on(const VariableFinding& one) {
   const std::string why = one.why.empty() ? "" : ": " + one.why;
+  const std::string place = place_of_question(one);
   switch (one.state) {
     case VariableFinding::State::kRefused:
       return {one.name, "Is it there, and under this name? The controller refused it, status " +
-                            status_text(one.status) + "." + near_text(one.near)};
+                            status_text(one.status) + "." + near_text(one.near) + place};
     case VariableFinding::State::kNotNamed:
       return {one.name,
-              "Is it there, and under this name? No place came back for it" + why + "." + near_text(one.near)};
+              "Is it there, and under this name? No place came back for it" + why + "." + near_text(one.near) + place};
     case VariableFinding::State::kDifferent:
-      return {one.name,
-              "Does it change by itself, and is it " + one.type + "? It was read with different values" + why + "."};
+      return {one.name, "Does it change by itself, and is it " + one.type + "? It was read with different values" +
+                            why + "." + place};
     default:
-      return {one.name, "Is it " + one.type + " in the controller too? The reply is " + word_of(one.state) + why + "."};
+      return {one.name,
+              "Is it " + one.type + " in the controller too? The reply is " + word_of(one.state) + why + "." + place};
   }
 }
 
-}  // namespace
-
-bool has_figures(const Step& step) { return step.state != Step::State::kNotDone; }
-
-std::string verdict_sentence(const Verdict& verdict) {
-  switch (verdict.usable) {
+std::string verdict_words(Verdict::Usable usable) {
+  switch (usable) {
     case Verdict::Usable::kYes:
       return "The guarded build can be used here, with all of its checks.";
     case Verdict::Usable::kWithoutStatus:
@@ -170,6 +177,17 @@ std::string verdict_sentence(const Verdict& verdict) {
   }
 }
 
+}  // namespace
+
+bool has_figures(const Step& step) { return step.state != Step::State::kNotDone; }
+
+std::string verdict_sentence(const SurveyRecord& record) {
+  std::string sentence = verdict_words(record.verdict.usable);
+  // What comes later could still break a rule.
+  if (record.is_whole || !is_usable(record.verdict.usable)) return sentence;
+  return "So far, the" + sentence.substr(sizeof "The" - 1);
+}
+
 std::vector<std::string> found_sentences(const SurveyRecord& record) {
   std::vector<std::string> sentences = {whole_sentence(record), link_sentence(record.link)};
   if (record.link.connect_ms.empty()) return sentences;
@@ -179,7 +197,7 @@ std::vector<std::string> found_sentences(const SurveyRecord& record) {
   sentences.push_back(times_sentence(record.times, record.times_step));
   sentences.push_back(is_foreign(record.heads)
                           ? "Whether the guarded build can be used here is not known: " + std::string(kForeign) + "."
-                          : verdict_sentence(record.verdict));
+                          : verdict_sentence(record));
   sentences.push_back(writes_sentence(record.writes));
   if (has_figures(record.endurance.step)) sentences.push_back(endurance_sentence(record.endurance));
   return sentences;

@@ -11,8 +11,8 @@ namespace plc_host::survey {
 // What was found, a sentence each.
 std::vector<std::string> found_sentences(const SurveyRecord& record);
 
-// Whether the guarded build can be used here, as one sentence.
-std::string verdict_sentence(const Verdict& verdict);
+// Whether the guarded build can be used here, as one sentence; by a survey that is not whole it can so far.
+std::string verdict_sentence(const SurveyRecord& record);
 
 // What the controller's programmer is to be asked.
 struct Question {

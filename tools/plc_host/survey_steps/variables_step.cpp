@@ -31,6 +31,7 @@ VariableFinding finding_of(const Declared& declared) {
   finding.type = declared_type(declared.tag->entry);
   finding.file = declared.file;
   finding.line = declared.line;
+  finding.area = declared.area;
   return finding;
 }
 

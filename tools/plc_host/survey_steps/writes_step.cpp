@@ -105,6 +105,7 @@ Asked WriteStep::write(Scratch& scratch, const Bytes& value) {
                      : scratch.way == WriteWay::kMasked ? "masked write"
                                                         : "write";
   open_ = scratch;
+  writes_.findings.back().is_written = true;
   return conversation_.try_asking(kind, 1, request);
 }
 
@@ -167,7 +168,7 @@ void WriteStep::put_back() {
     // The other one of the two requests.
     WriteFinding back = finding_of(scratch, old_value);
     back.acknowledged = asked.is_answered();
-    back.read_back = back.set_back = true;
+    back.is_written = back.read_back = back.set_back = true;
     back.neighbours_kept = changed.neighbours_kept;
     writes_.findings.push_back(back);
   }
@@ -194,7 +195,8 @@ void WriteStep::run() {
 
 void WriteStep::put_back_or_tell() {
   if (!open_) return;
-  const std::string was = open_->name + ": it was " + value_text(open_->variable, old_value_);
+  std::string was = open_->name + ": it was " + value_text(open_->variable, old_value_);
+  if (!writes_.findings.back().acknowledged) was += ". The write was not answered: it may have been carried out or not";
   try {
     put_back();
   } catch (const SurveyEnded&) {

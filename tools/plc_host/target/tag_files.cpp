@@ -30,26 +30,11 @@ constexpr char kCheck[] = ". Try: plc-host check ";
 
 int sign_at(const std::string& text, size_t at) { return static_cast<unsigned char>(text[at]); }
 
-// What the driver would make of an address and an area: "PLC", at most eight upper-case hexadecimal digits, "_", the
-// area, ".csv"; neither number begins with a zero that it could do without.
-bool is_tag_file_name(const std::string& name) {
-  constexpr std::string_view kStart = "PLC";
-  constexpr std::string_view kEnd = ".csv";
-  constexpr size_t kMostDigits = 8;
-  const size_t line = name.find('_');
-  if (name.compare(0, kStart.size(), kStart) != 0 || line == std::string::npos || line == kStart.size()) return false;
-  const std::string number = name.substr(kStart.size(), line - kStart.size());
-  const std::string area = name.substr(line + 1, name.find('.') - std::min(name.find('.'), line + 1));
-  uint16_t area_number = 0;
-  const std::from_chars_result end = std::from_chars(area.data(), area.data() + area.size(), area_number);
-  return number.find_first_not_of("0123456789ABCDEF") == std::string::npos && number.size() <= kMostDigits &&
-         (number == "0" || number[0] != '0') && end.ec == std::errc() && std::to_string(area_number) == area &&
-         name.substr(line + 1 + area.size()) == kEnd;
-}
+bool is_tag_file_name(const std::string& name) { return area_in_name(name).has_value(); }
 
-std::vector<std::string> names_in_folder() {
+std::vector<std::string> names_in_folder(const std::string& path = ".") {
   std::vector<std::string> names;
-  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("."), closedir);
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
   if (!folder) return names;
   while (const dirent* entry = readdir(folder.get())) names.emplace_back(entry->d_name);
   std::sort(names.begin(), names.end());
@@ -150,6 +135,25 @@ std::string what_was_meant(const TagList& tags, const TagFilePath& file, std::st
 
 }  // namespace
 
+// What the driver would make of an address and an area: "PLC", at most eight upper-case hexadecimal digits, "_", the
+// area, ".csv"; neither number begins with a zero that it could do without.
+std::optional<uint16_t> area_in_name(const std::string& name) {
+  constexpr std::string_view kStart = "PLC";
+  constexpr std::string_view kEnd = ".csv";
+  constexpr size_t kMostDigits = 8;
+  const size_t line = name.find('_');
+  if (name.compare(0, kStart.size(), kStart) != 0 || line == std::string::npos || line == kStart.size()) return {};
+  const std::string number = name.substr(kStart.size(), line - kStart.size());
+  const std::string area = name.substr(line + 1, name.find('.') - std::min(name.find('.'), line + 1));
+  uint16_t area_number = 0;
+  const std::from_chars_result end = std::from_chars(area.data(), area.data() + area.size(), area_number);
+  const bool is_address = number.find_first_not_of("0123456789ABCDEF") == std::string::npos &&
+                          number.size() <= kMostDigits && (number == "0" || number[0] != '0');
+  const bool is_area = end.ec == std::errc() && std::to_string(area_number) == area;
+  if (!is_address || !is_area || name.substr(line + 1 + area.size()) != kEnd) return {};
+  return area_number;
+}
+
 void demand_tag_file(const std::string& path) {
   refuse_line_end(path);
   const plc_base::OpenedFile file = plc_base::open_regular_file(path);
@@ -227,6 +231,22 @@ std::vector<std::string> own_tag_files() {
       std::remove_if(names.begin(), names.end(), [](const std::string& name) { return !is_tag_file_name(name); }),
       names.end());
   return names;
+}
+
+std::vector<std::string> tag_files_in(const std::string& folder, const Target& controller) {
+  const std::string own = tag_file_name(controller);
+  const std::string start = own.substr(0, own.find('_') + 1);
+  std::vector<std::string> files;
+  for (const std::string& name : names_in_folder(folder)) {
+    const bool is_own = is_tag_file_name(name) && name.compare(0, start.size(), start) == 0;
+    if (is_own) files.emplace_back(folder).append("/").append(name);
+  }
+  if (files.empty()) {
+    throw HostError(kExitTagFile, "--tags " + folder + ": this folder has no " + own +
+                                      " nor another area's, the tag files of " + target_text(controller) +
+                                      ". Try: --tags FILE, once for each");
+  }
+  return files;
 }
 
 }  // namespace plc_host

@@ -1,6 +1,8 @@
 // Tag files as a command uses them: which one, and what is said when there is none or it lacks a name.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -41,5 +43,11 @@ std::string remark_on_types(const TagList& tags, const TagFilePath& file, const 
 
 // The tag files of the working directory by their names, in order.
 std::vector<std::string> own_tag_files();
+
+// Those of the controller in a folder, of all areas, by their paths. Throws HostError where there is none.
+std::vector<std::string> tag_files_in(const std::string& folder, const Target& controller);
+
+// The area of PLC<address>_<area>.csv; nothing for another name.
+std::optional<uint16_t> area_in_name(const std::string& name);
 
 }  // namespace plc_host

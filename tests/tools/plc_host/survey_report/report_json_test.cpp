@@ -114,9 +114,11 @@ TEST(SurveyJson, Questions_AreForTheProgrammer) {
             "Is there such a program? The directory does not name it.");
   EXPECT_EQ(with(questions, "about", "Motor.Speeed")["question"],
             "Is it there, and under this name? The controller refused it, status 0004. Names that are near: "
-            "Motor.Speed.");
+            "Motor.Speed. It is declared in PLCC0A8000A_0.csv:9, area 0.");
   EXPECT_EQ(with(questions, "about", "Table")["question"],
-            "Is it DINT in the controller too? The reply is too short: the reply has 2 bytes where DINT takes 4.");
+            "Is it DINT in the controller too? The reply is too short: the reply has 2 bytes where DINT takes 4. It is "
+            "declared in "
+            "PLCC0A8000A_0.csv:10, area 0.");
 }
 
 TEST(SurveyJson, TextFromOutside_IsOneThatATerminalMayHave) {

@@ -71,6 +71,7 @@ VariableFinding variable(const std::string& name, const std::string& type, uint3
   finding.type = type;
   finding.file = "PLCC0A8000A_0.csv";
   finding.line = line;
+  finding.area = 0;
   finding.state = VariableFinding::State::kGood;
   finding.value = value;
   return finding;
@@ -156,10 +157,11 @@ void fill_times(SurveyRecord& record) {
 
 void fill_writes(Writes& writes) {
   writes.step = kDone;
-  writes.findings = {{"Scratch.Word", "INT", "write", true, true, true, true, ""},
-                     {"Scratch.Bit", "BOOL", "set", true, true, true, true, ""},
-                     {"Scratch.Bit", "BOOL", "reset", true, true, true, true, ""},
-                     {"Scratch.Flag", "BOOL", "masked write", true, false, true, false, "read back false after true"}};
+  writes.findings = {
+      {"Scratch.Word", "INT", "write", true, true, true, true, true, ""},
+      {"Scratch.Bit", "BOOL", "set", true, true, true, true, true, ""},
+      {"Scratch.Bit", "BOOL", "reset", true, true, true, true, true, ""},
+      {"Scratch.Flag", "BOOL", "masked write", true, true, false, true, false, "read back false after true"}};
   writes.not_set_back = {"Scratch.Flag: it was true"};
   writes.neighbours = {"Limit", "Motor.Speed"};
 }

@@ -1,0 +1,216 @@
+// How surveys end that do not come to their end: everything found is written, what was changed is put back or told, and
+// a former survey stays until something was measured.
+#include <unistd.h>
+
+#include "tests/tools/plc_host/survey/survey_fixture.h"
+
+namespace {
+
+using namespace plc_host_test;
+
+TEST_F(SurveyTest, InterruptedAtEachStep_EverythingFoundIsWrittenAndNothingElseToTheController) {
+  for (const char* step : {"1", "2", "3", "4", "5", "6", "7"}) {
+    const auto simulator = start_simulator({"--report", path("sim.json")});
+    std::vector<std::string> options = scratch_options();
+    options.insert(options.end(), {"--rate", "300", "--hours", "1", "--replace"});
+    EXPECT_EQ(interrupted_at(step, options), 130) << step;
+    const Json found = report();
+    EXPECT_EQ(found.at("whole"), false) << step;
+    EXPECT_EQ(found.at("ended"), "interrupted") << step;
+    EXPECT_EQ(found.at("hours").at("step").at("why"), "interrupted") << step;
+    EXPECT_EQ(found.at("writes").at("not_set_back"), Json::array()) << step;
+    EXPECT_TRUE(has_all_files()) << step;
+    simulator->close_input();
+    simulator->wait();
+    for (const auto& [name, count] : written()) {
+      EXPECT_EQ(named_elements().count(name), 1U) << step << ": " << name;
+      EXPECT_GE(count, 2) << step << ": " << name << " was not set back";
+    }
+  }
+}
+
+// The value that a survey writes to Big is in a capture as soon as it was sent, or received.
+void wait_for_the_written_value_in(const std::string& capture) {
+  const Clock::time_point end = Clock::now() + kPatience;
+  for (;;) {
+    const std::string bytes = file_text(capture);
+    const bool has_it =
+        bytes.find("\x77\x88\x55\x66") != std::string::npos || bytes.find("\x88\x77\x66\x55") != std::string::npos;
+    if (has_it || Clock::now() > end) return;
+    poll(nullptr, 0, 2);
+  }
+}
+
+// A profile with slow writes lets the interruption meet one.
+TEST_F(SurveyTest, InterruptedWhileItWrites_PutsBackWithRequestsAsCorrectAsAllOthers) {
+  write_file("slow.toml", "[times]\nwrite_ms = 1200\n");
+  const auto simulator = start_simulator({"--sentinel", "--profile", path("slow.toml")});
+  const std::map<std::string, std::string> before = values();
+  Child survey(host_words(words({"--rate", "300", "--timeout", "5", "--write", "Big"})), path("out"), path("err"));
+  wait_for_the_written_value_in(path("found/survey.pcapng"));
+  survey.signal(SIGINT);
+  EXPECT_EQ(survey.wait(), 130);
+  EXPECT_EQ(values(), before);
+  end(*simulator);
+  EXPECT_THAT(file_text(path("sim_out")), Not(HasSubstr("violation")));
+  const Json found = report();
+  EXPECT_EQ(found.at("guarded").at("usable"), "usable");
+  EXPECT_EQ(found.at("heads").at("fields").at("sequence").at("right"), found.at("heads").at("replies"));
+  EXPECT_EQ(found.at("writes").at("step").at("why"), "interrupted");
+  EXPECT_EQ(found.at("writes").at("not_set_back"), Json::array());
+}
+
+// Of the values that the driver was still to read nothing is known.
+TEST_F(SurveyTest, InterruptedWhileTheDriverReads_AsksNoQuestionOfWhatWasNotCompared) {
+  write_file("slow.toml", "[times]\nread_ms = 100\n");
+  const auto simulator = start_simulator({"--sentinel", "--profile", path("slow.toml")});
+  EXPECT_EQ(interrupted_at("4", {"--rate", "300"}), 130);
+  end(*simulator);
+  const Json found = report();
+  const Json& variables = found.at("variables");
+  EXPECT_EQ(variables.at("step").at("state"), "partly");
+  EXPECT_EQ(variables.at("step").at("why"), "interrupted");
+  EXPECT_EQ(variables.at("not_compared"), "not all of them were read by the driver: interrupted");
+  size_t not_compared = 0;
+  for (const Json& finding : variables.at("findings")) {
+    EXPECT_EQ(finding.at("state"), finding.at("name") == "Byte" ? "not tried" : "good") << finding;
+    if (finding.at("why") == "not compared: interrupted") ++not_compared;
+  }
+  EXPECT_GT(not_compared, 0U);
+  EXPECT_EQ(found.at("questions"), Json::array());
+}
+
+TEST_F(SurveyTest, InterruptedWhileItConnects_CountsTheConnectsThatWereMade) {
+  const auto simulator = start_simulator();
+  Child survey(host_words(words({"--rate", "100"})), path("out"), path("err"));
+  // The capture has a connect, a request and its reply by then, and more of them.
+  constexpr size_t kBytesOfSomeConnects = 4000;
+  const Clock::time_point end = Clock::now() + kPatience;
+  while (file_text(path("found/survey.pcapng")).size() < kBytesOfSomeConnects && Clock::now() < end) {
+    poll(nullptr, 0, 2);
+  }
+  survey.signal(SIGINT);
+  EXPECT_EQ(survey.wait(), 130);
+  const Json found = report();
+  const int made = found.at("link").at("connects_made");
+  EXPECT_GE(made, 1);
+  EXPECT_EQ(found.at("link").at("connects_tried"), made);
+}
+
+// Of a variable that was written once more than put back.
+bool is_told(const Json& not_set_back, const std::string& name) {
+  const std::string variable = name.substr(0, name.rfind("[0]")) + ": it was ";
+  for (const std::string text : not_set_back) {
+    if (text.compare(0, variable.size(), variable) == 0) return true;
+  }
+  return false;
+}
+
+TEST_F(SurveyTest, ControllerThatDiesAtEachStep_EverythingFoundIsWrittenAndEachWriteToldOrTakenBack) {
+  for (const char* step : {"1", "2", "3", "4", "5", "6", "7"}) {
+    const auto simulator = start_simulator({"--report", path("sim.json")});
+    std::vector<std::string> options = scratch_options();
+    options.insert(options.end(), {"--rate", "300", "--hours", "0.0005", "--timeout", "1", "--replace"});
+    Child survey(host_words(words(options)), path("out"), path("err"));
+    EXPECT_TRUE(survey.wait_for(std::string("survey: step ") + step));
+    simulator->close_input();
+    simulator->wait();
+    const int code = survey.wait();
+    const Json found = report();
+    EXPECT_TRUE(has_all_files()) << step;
+    const Json& not_set_back = found.at("writes").at("not_set_back");
+    for (const auto& [name, count] : written()) {
+      EXPECT_EQ(named_elements().count(name), 1U) << step << ": " << name;
+      EXPECT_TRUE(count % 2 == 0 || is_told(not_set_back, name)) << step << ": " << name << not_set_back;
+    }
+    if (std::string(step) == "7") {
+      // These hours are there to see a controller that is away.
+      EXPECT_EQ(found.at("hours").at("losses"), found.at("hours").at("rounds")) << step;
+      continue;
+    }
+    EXPECT_EQ(code, 7) << step;
+    EXPECT_EQ(found.at("whole"), false) << step;
+    EXPECT_THAT(found.at("ended").get<std::string>(), HasSubstr("controller")) << step;
+  }
+}
+
+// It has received the write and has not answered it yet when it goes.
+TEST_F(SurveyTest, ControllerThatDiesRightBehindAWrite_LeavesTheFormerValueInReportAndMessage) {
+  const auto simulator = start_simulator(
+      {"--sentinel", "--fault", "delay 60000 on=write", "--pcap", path("sim.pcap"), "--report", path("sim.json")});
+  const std::string before = values().at("Big");
+  Child survey(host_words(words({"--rate", "1000", "--gentle", "--timeout", "60", "--write", "Big"})), path("out"),
+               path("err"));
+  wait_for_the_written_value_in(path("sim.pcap"));
+  simulator->close_input();
+  simulator->wait();
+  EXPECT_EQ(survey.wait(), 7);
+  EXPECT_EQ(written(), (std::map<std::string, int>{{"Big", 1}}));
+  const std::string told =
+      "Big: it was " + before + ". The write was not answered: it may have been carried out or not";
+  const std::string said = file_text(path("err"));
+  EXPECT_THAT(said, HasSubstr("plc-host: --write Big: the survey ended behind the write\n"));
+  EXPECT_THAT(said, HasSubstr("plc-host: NOT SET BACK: " + told +
+                              ". Write it by hand: plc-host write, or at the controller\n"));
+  const Json found = report();
+  EXPECT_EQ(found.at("writes").at("not_set_back"), Json{told});
+  const Json& finding = found.at("writes").at("findings").at(0);
+  EXPECT_EQ(finding.at("written"), true);
+  for (const char* flag : {"acknowledged", "read_back", "neighbours_kept", "set_back"}) {
+    EXPECT_EQ(finding.at(flag), false) << flag;
+  }
+  EXPECT_THAT(file_text(path("found/report.html")),
+              HasSubstr("<p class=\"alarm\">Not set back, look after it now: " + told + "</p>"));
+}
+
+TEST_F(SurveyTest, PartOfASurvey_JudgesSoFar) {
+  const auto simulator = start_simulator();
+  EXPECT_EQ(interrupted_at("5", {"--rate", "300"}), 130);
+  end(*simulator);
+  EXPECT_THAT(file_text(path("out")), HasSubstr("\nguarded build: usable so far\nset driver: guarded\n"));
+  EXPECT_THAT(file_text(path("found/report.html")),
+              HasSubstr("<p class=\"verdict unknown\">So far, the guarded build can be used here, with all of its "
+                        "checks.</p>"));
+  const Json found = report();
+  EXPECT_EQ(found.at("recommendations").at(0).at("because"),
+            "so far: Every reply keeps the rules of the guarded build.");
+}
+
+TEST_F(SurveyTest, WriteThatCannotBeTakenBack_IsToldLoudly) {
+  const auto simulator = start_simulator({"--sentinel", "--fault", "refuse on=write after=1 times=always"});
+  const Outcome outcome = run(words({"--rate", "1000", "--write", "Speed"}));
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: NOT SET BACK: Speed: it was "));
+  const Json found = report();
+  ASSERT_EQ(found.at("writes").at("not_set_back").size(), 1U);
+  EXPECT_EQ(found.at("writes").at("findings").at(0).at("set_back"), false);
+  EXPECT_EQ(found.at("guarded").at("usable"), "usable");
+}
+
+TEST_F(SurveyTest, FormerSurvey_IsReplacedWhenThatIsSaid) {
+  const auto simulator = start_simulator();
+  EXPECT_EQ(run(words({"--rate", "1000", "--gentle"})).code, 0);
+  const Outcome again = run(words({"--rate", "1000", "--gentle"}));
+  EXPECT_EQ(again.code, 8);
+  EXPECT_THAT(again.err, HasSubstr("it holds a survey: name another folder, or --replace"));
+  EXPECT_EQ(run(words({"--rate", "1000", "--gentle", "--replace"})).code, 0);
+  EXPECT_EQ(report().at("link").at("second_connection"), "not tried: --gentle");
+}
+
+TEST_F(SurveyTest, FormerSurvey_StaysWhereNothingWasMeasured) {
+  const auto simulator = start_simulator();
+  EXPECT_EQ(run(words({"--rate", "1000", "--gentle"})).code, 0);
+  end(*simulator);
+  std::map<std::string, std::string> before;
+  for (const char* name : {"report.html", "report.json", "survey.pcapng", "profile.toml"}) {
+    before[name] = file_text(path(std::string("found/") + name));
+  }
+  const Outcome outcome = run(words({"--rate", "1000", "--gentle", "--replace"}));
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_THAT(outcome.out,
+              EndsWith("\nnot written: nothing was measured, and " + path("found") + " keeps the former survey\n"));
+  for (const auto& [name, text] : before) EXPECT_EQ(file_text(path("found/" + name)), text) << name;
+  EXPECT_NE(access(path("found/survey.pcapng.new").c_str(), F_OK), 0);
+}
+
+}  // namespace

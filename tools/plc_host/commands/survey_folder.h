@@ -1,0 +1,35 @@
+// The folder that the files of a survey go to: nothing in it is written over but a former survey, and that only once
+// something was measured.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/plc_host/host_options.h"
+#include "tools/plc_host/survey/survey_record.h"
+#include "wire/captures/pcapng_writer.h"
+
+namespace plc_host {
+
+class SurveyFolder {
+ public:
+  // Makes the folder where it is missing. Throws HostError where it holds other files, or a survey that is not to be
+  // replaced.
+  explicit SurveyFolder(const SurveyOptions& options);
+
+  // Where the capture is written while the survey lasts: beside that of a former one.
+  std::string capture_path() const;
+
+  // Closes the capture and writes the files, each of them as far as it can be. Throws HostError with what went wrong of
+  // all. False when a former survey stays, because nothing was measured in this one.
+  bool take(const survey::SurveyRecord& record, plc_sim::PcapngWriter& capture,
+            const std::vector<std::string>& tag_files) const;
+
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+  bool has_former_ = false;
+};
+
+}  // namespace plc_host
