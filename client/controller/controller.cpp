@@ -293,6 +293,8 @@ void Controller::Body::make_write(const core::PreparedWrite& write, uint16_t are
   const core::TagResult written = core::write_tag(*session, write);
   link.note_exchanges(core::write_exchanges(write, static_cast<size_t>(answered() - before)));
   result.time = written.reading.time();
+  // A write that was not sent may have connected.
+  link.note_connected(session->is_connected());
   if (!written.ok()) {
     const core::Failure& failure = written.reading.failure();
     result.error = problem_of(failure);

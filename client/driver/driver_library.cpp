@@ -156,6 +156,7 @@ void bind_entry_points(void* handle, const std::string& choice, DriverLibrary& l
   find_entry(handle, library.path, "ev_plc_write", library.write);
   find_entry(handle, library.path, "ev_OMRON_plc_read", library.read_batch);
   library.build_tagtable = reinterpret_cast<BuildTagTable>(dlsym(handle, "build_tagtable"));
+  library.load_tags = reinterpret_cast<decltype(&plc_driver_load_tags)>(dlsym(handle, "plc_driver_load_tags"));
   find_build(handle, library);
   if (choice == kGuarded && !library.is_guarded) {
     throw ClientError(ClientError::Kind::kLibrary, library.path + " is not the guarded build but " + library.build);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "plc_driver.h"
+#include "plc_driver_hooks.h"
 
 namespace plc_client::core {
 
@@ -23,7 +24,8 @@ struct DriverLibrary {
   decltype(&ev_plc_read) read = nullptr;
   decltype(&ev_plc_write) write = nullptr;
   decltype(&ev_OMRON_plc_read) read_batch = nullptr;
-  BuildTagTable build_tagtable = nullptr;  // null when the library does not export it
+  BuildTagTable build_tagtable = nullptr;               // null when the library does not export it
+  decltype(&plc_driver_load_tags) load_tags = nullptr;  // null when it is older than its hooks
 };
 
 // Loads "contract", "guarded", the library at a path or, for an empty choice, the guarded build where there is one and

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "client/client_error.h"
 #include "client/driver/refused_port.h"
@@ -89,6 +90,12 @@ DriverSession::DriverSession(const DriverLibrary& library, LineSource source, co
 
 CallResult DriverSession::finish(bool single, uint32_t code, uint32_t count,
                                  std::chrono::steady_clock::time_point start) {
+  return note_call(single, code, count, start, take_lines_());
+}
+
+CallResult DriverSession::note_call(bool single, uint32_t code, uint32_t count,
+                                    std::chrono::steady_clock::time_point start, std::vector<std::string> lines) {
+  if (!is_connected()) programs_.clear();
   const std::chrono::nanoseconds took = std::chrono::steady_clock::now() - start;
   ++figures_.calls;
   if (code == PLC_OK) {
@@ -105,7 +112,7 @@ CallResult DriverSession::finish(bool single, uint32_t code, uint32_t count,
   result.count = count;
   // A batch returns the code for a reply that is too short as well, and keeps the connection then.
   result.connection_lost = (single && code == PLC_NO_CONNECT) || (code != PLC_OK && connection_.socket_fd == kNoSocket);
-  result.lines = take_lines_();
+  result.lines = std::move(lines);
   result.is_refused = !library_.is_guarded && result.connection_lost && could_not_send(result.lines) &&
                       is_port_refused(target_.ip_address, target_.tcp_port);
   for (const std::string& line : result.lines) sink_(line);
@@ -151,6 +158,52 @@ CallResult DriverSession::read_batch(std::vector<BatchReadRequest>& elements) {
   elements.pop_back();
   if (!intact) throw ClientError(ClientError::Kind::kLibrary, "the driver wrote outside the host's batch");
   return result;
+}
+
+const ProgramProbe* DriverSession::probe_for(std::string_view name) {
+  auto place = probes_.find(name);
+  if (place == probes_.end()) {
+    const std::string program(name);
+    place = probes_.try_emplace(program).first;
+    place->second = ProgramProbe::load(library_, target_.ip_address, target_.area, next_probe_area_, program);
+    take_lines_();
+  }
+  return place->second ? &*place->second : nullptr;
+}
+
+std::optional<bool> DriverSession::has_program(const ProgramProbe& probe, size_t length,
+                                               std::optional<CallResult>& failed) {
+  std::vector<BatchReadRequest> requests = probe.requests(length);
+  const auto start = std::chrono::steady_clock::now();
+  // The pause is for requests, and none is sent.
+  const uint32_t delay_ms = std::exchange(connection_.delay_ms, 0U);
+  const uint32_t code = library_.read_batch(requests.data(), static_cast<int32_t>(requests.size()), &connection_);
+  connection_.delay_ms = delay_ms;
+  std::vector<std::string> lines = take_lines_();
+  const std::optional<bool> answer = ProgramProbe::take_answer(lines);
+  if (!answer && !is_connected()) {
+    failed = note_call(false, code, 0, start, std::move(lines));
+  } else {
+    for (const std::string& line : lines) sink_(line);
+  }
+  return answer;
+}
+
+ProgramAnswer DriverSession::ask_for_program(std::string_view name) {
+  if (!library_.is_guarded || library_.load_tags == nullptr) return {};
+  if (const auto known = programs_.find(name); known != programs_.end()) return {known->second, {}};
+  const ProgramProbe* probe = probe_for(name);
+  if (probe == nullptr) return {};
+  ProgramAnswer answer;
+  std::optional<bool> is_there = has_program(*probe, name.size(), answer.no_connection);
+  if (answer.no_connection) return answer;
+  if (is_there) answer.match = *is_there ? ProgramMatch::kWhole : ProgramMatch::kNone;
+  for (size_t length = name.size(); length > 0 && is_there == false; --length) {
+    is_there = has_program(*probe, length - 1, answer.no_connection);
+    if (is_there == true) answer.match = ProgramMatch::kBeginning;
+  }
+  programs_.emplace(std::string(name), answer.match);
+  return answer;
 }
 
 std::string code_text(uint32_t code) {

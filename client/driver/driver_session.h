@@ -4,10 +4,14 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "client/driver/driver_library.h"
+#include "client/driver/program_probe.h"
 #include "client/values/reading.h"
 
 namespace plc_client::core {
@@ -81,6 +85,14 @@ struct CallResult {
   bool ok() const { return code == PLC_OK; }
 };
 
+// What the controller's directory has of a program's name.
+enum class ProgramMatch { kNone, kBeginning, kWhole };
+
+struct ProgramAnswer {
+  std::optional<ProgramMatch> match;        // nothing where it cannot be known, as with the contract build
+  std::optional<CallResult> no_connection;  // without which nothing is known
+};
+
 class DriverSession {
  public:
   using LineSource = std::function<std::vector<std::string>()>;
@@ -97,6 +109,10 @@ class DriverSession {
   CallResult read(uint32_t register_id, uint32_t offset, uint32_t count, GuardedBuffer& buffer);
   CallResult write(uint32_t register_id, uint32_t offset, uint32_t count, GuardedBuffer& buffer);
   CallResult read_batch(std::vector<BatchReadRequest>& elements);
+
+  // Asks the driver, which connects first unless it is connected, but asks the controller for nothing else. What is
+  // known is known until the connection ends.
+  ProgramAnswer ask_for_program(std::string_view name);
 
   // hook is the one of the driver that does what every transfer does first.
   CallResult connect(uint32_t (*hook)(ConnContext*));
@@ -119,6 +135,11 @@ class DriverSession {
 
  private:
   CallResult finish(bool single, uint32_t code, uint32_t count, std::chrono::steady_clock::time_point start);
+  CallResult note_call(bool single, uint32_t code, uint32_t count, std::chrono::steady_clock::time_point start,
+                       std::vector<std::string> lines);
+  // Nothing too where the connection could not be made: then call says why.
+  std::optional<bool> has_program(const ProgramProbe& probe, size_t length, std::optional<CallResult>& failed);
+  const ProgramProbe* probe_for(std::string_view name);
 
   const DriverLibrary& library_;
   LineSource take_lines_;
@@ -128,6 +149,9 @@ class DriverSession {
   CommSettings settings_{};  // the driver keeps a pointer to it
   ConnContext connection_{};
   CallFigures figures_;
+  std::map<std::string, std::optional<ProgramProbe>, std::less<>> probes_;    // loaded for good
+  std::map<std::string, std::optional<ProgramMatch>, std::less<>> programs_;  // of this connection
+  uint16_t next_probe_area_ = UINT16_MAX;
 };
 
 // Words for a return code of a transfer: "the connection could not be set up (2)".

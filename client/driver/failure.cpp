@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "client/driver/driver_lines.h"
+#include "client/values/value_text.h"
 
 namespace plc_client::core {
 namespace {
@@ -121,6 +122,16 @@ Failure nothing_stored() {
   failure.quality = Quality::kFailed;
   failure.reason = "the driver stored no bytes";
   failure.advice = "plc-host why NAME shows what came, plc-host check whether the driver knows the variable's type.";
+  return failure;
+}
+
+Failure missing_program(const TagEntry& entry) {
+  Failure failure;
+  failure.quality = Quality::kFailed;
+  failure.reason = "the controller has no program " + quote_text(entry.scope_name) +
+                   ": what answers may be another program's variable";
+  failure.advice = "Correct column 12 of its line: plc-host check FILE --live names similar programs.";
+  failure.lacks_program = true;
   return failure;
 }
 

@@ -8,6 +8,7 @@
 
 #include "client/driver/failure.h"
 #include "client/plan/batch_plan.h"
+#include "client/plan/program_check.h"
 
 namespace plc_client::core {
 namespace {
@@ -111,6 +112,7 @@ void BatchReader::read_singly(size_t number) {
 
 void BatchReader::read_batch(const Batch& batch, std::map<size_t, Assembly>& assemblies) {
   std::optional<Failure> failure = hindrance();
+  bool is_spoilt = false;  // each of its variables may be read by itself
   CallResult call;
   call.time = std::chrono::system_clock::now();
   std::vector<BatchReadRequest> requests;
@@ -119,7 +121,11 @@ void BatchReader::read_batch(const Batch& batch, std::map<size_t, Assembly>& ass
     ++figures_.batches;
     figures_.slots += batch.size();
     call = session_.read_batch(requests);
-    if (!call.ok()) failure = explain_failure(call, session_.target());
+    const Tag& first = *references_[batch.front().reference].tag;  // the others are of its scope
+    failure = call.ok() ? program_hindrance(session_, first, kRuleOfBatches)
+                        : std::optional<Failure>(explain_failure(call, session_.target()));
+    is_spoilt = failure && !failure->connection_lost &&
+                (!call.ok() || !program_hindrance(session_, first, ProgramRule::kBeginning));
     patience_.take(failure ? Reading(*failure, call.time) : Reading(TagValue(), session_.quality_of_success(), {}));
   }
   for (size_t i = 0; i < batch.size(); ++i) {
@@ -127,7 +133,7 @@ void BatchReader::read_batch(const Batch& batch, std::map<size_t, Assembly>& ass
     assembly.time = call.time;
     if (!failure) {
       take_value(batch[i], requests[i].value, references_[batch[i].reference].tag->entry, assembly);
-    } else if (!call.ok() && !failure->connection_lost) {
+    } else if (is_spoilt) {
       assembly.is_spoilt = true;
     } else if (!assembly.failure) {
       assembly.failure = failure;

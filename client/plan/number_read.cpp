@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "client/driver/failure.h"
+#include "client/plan/program_check.h"
 #include "client/tags/element_offset.h"
 #include "client/values/value_type.h"
 
@@ -107,8 +108,9 @@ TagResult read_number(DriverSession& session, const TagList& tags, uint32_t regi
     result.remark = odd_numbers(*tag, offset, count);
     result.element_remarks = remarks_on_elements(*tag, offset, value.elements.size());
     if (is_list) result.reference.extents = {value.elements.size()};
-    result.reading =
+    const Reading reading =
         is_missing ? Reading(nothing_stored(), call.time) : Reading(value, session.quality_of_success(), call.time);
+    result.reading = of_own_program(session, *tag, reading);
   }
   return result;
 }

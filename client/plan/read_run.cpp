@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "client/driver/failure.h"
+#include "client/plan/program_check.h"
 #include "client/plan/read_plan.h"
 #include "client/plan/tag_transfer.h"
 #include "client/values/value_type.h"
@@ -160,8 +161,19 @@ void PlanRun::run_step(ReadStep& step) {
   if (patience_.is_over()) {
     return fail_step(step, silence_of(session_.target()), std::chrono::system_clock::now(), false);
   }
-  if (make_call(step, failure, time)) {
-    exchanges_ += step.exchanges;
+  const bool is_answered = make_call(step, failure, time);
+  if (is_answered) exchanges_ += step.exchanges;
+  if (is_answered || (failure.quality == Quality::kRefused && session_.is_connected())) {
+    // The variables of a batch are all of one scope.
+    const size_t first = step.is_batch() ? step.slots.front().reference : step.variable;
+    const Tag& tag = *plan_.variables[first].reference.tag;
+    const ProgramRule rule = step.is_batch() ? kRuleOfBatches : rule_of_single_read(tag);
+    if (const std::optional<Failure> hindrance = program_hindrance(session_, tag, rule)) {
+      // Single reads may reach what the batch does not.
+      return fail_step(step, *hindrance, time, !program_hindrance(session_, tag, ProgramRule::kBeginning));
+    }
+  }
+  if (is_answered) {
     take_step(step, time);
   } else {
     fail_step(step, failure, time, !failure.connection_lost);

@@ -3,8 +3,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include "client/driver/failure.h"
+#include "client/plan/program_check.h"
 #include "client/values/value_type.h"
 
 namespace plc_client::core {
@@ -159,7 +162,8 @@ TagResult read_tag(DriverSession& session, const TagReference& reference) {
   TagResult result = unread(reference);
   try {
     const bool is_text = value_kind(reference.tag->entry) == ValueKind::kText;
-    result.reading = is_text ? read_string(session, reference) : read_elements(session, reference);
+    Reading reading = is_text ? read_string(session, reference) : read_elements(session, reference);
+    result.reading = of_own_program(session, *reference.tag, std::move(reading));
   } catch (const PlanError& error) {
     result.reading = {impossible(error.what()), std::chrono::system_clock::now()};
   }
@@ -215,6 +219,11 @@ PreparedWrite prepare_write(const TagReference& reference, std::string_view valu
 
 TagResult write_tag(DriverSession& session, const PreparedWrite& write) {
   TagResult result = unread(write.reference);
+  if (std::optional<Failure> hindrance = program_hindrance(session, *write.reference.tag, kRuleOfWrites)) {
+    if (hindrance->lacks_program) hindrance->reason += "; nothing was written";
+    result.reading = {*hindrance, std::chrono::system_clock::now()};
+    return result;
+  }
   const bool is_text = value_kind(write.reference.tag->entry) == ValueKind::kText;
   result.reading = is_text ? write_string(session, write) : write_elements(session, write);
   return result;

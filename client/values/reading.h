@@ -38,6 +38,7 @@ struct Failure {
   bool connection_lost = false;  // there was no connection, or there is none any more
   bool is_silence = false;       // whatever is asked next would wait in vain too
   bool has_begun = false;        // of a write: a part of it may have been written before
+  bool lacks_program = false;    // the controller has no program of the variable's scope
 };
 
 class Reading {

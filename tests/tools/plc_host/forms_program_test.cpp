@@ -7,17 +7,6 @@ using namespace plc_host_test;
 
 class FormsTest : public ProgramTest {
  protected:
-  // With the time of day, which is another each time, left out.
-  static std::string without_times(const std::string& text) {
-    std::string kept;
-    for (size_t at = 0; at < text.size();) {
-      const bool is_time = text.compare(at, 2, "20") == 0 && text.size() > at + 23 && text[at + 23] == 'Z';
-      kept += is_time ? "T" : std::string(1, text[at]);
-      at += is_time ? 24 : 1;
-    }
-    return kept;
-  }
-
   // Variables with values that no other form of a number has.
   Outcome read_set(const std::vector<std::string>& words, const std::vector<std::string>& sets) {
     auto simulator = start_simulator();

@@ -63,6 +63,17 @@ class ProgramTest : public testing::Test {
     unsetenv("XDG_CONFIG_HOME");
   }
 
+  // With the time of day, which is another each time, left out.
+  static std::string without_times(const std::string& text) {
+    std::string kept;
+    for (size_t at = 0; at < text.size();) {
+      const bool is_time = text.compare(at, 2, "20") == 0 && text.size() > at + 23 && text[at + 23] == 'Z';
+      kept += is_time ? "T" : std::string(1, text[at]);
+      at += is_time ? 24 : 1;
+    }
+    return kept;
+  }
+
   std::string path(const std::string& name) const { return folder_.file(name); }
   void write_file(const std::string& name, const std::string& text) { folder_.write(name, text); }
 

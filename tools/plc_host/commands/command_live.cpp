@@ -93,25 +93,31 @@ bool has_foreign_scope(const Tag& tag, const LiveReport& report) {
   return std::find(report.programs->begin(), report.programs->end(), tag.entry.scope_name) == report.programs->end();
 }
 
+// What was refused is no word on the name either: another program was asked.
+bool is_of_no_program(const TagResult& result, const Tag& tag, const LiveReport& report) {
+  if (!result.ok() && result.reading.failure().lacks_program) return true;
+  const bool is_answer = result.ok() || result.reading.quality() == Quality::kRefused;
+  return is_answer && has_foreign_scope(tag, report);
+}
+
 LiveFinding scope_finding(const Tag& tag, const LiveReport& report) {
   LiveFinding finding;
   finding.name = tag.qualified_name;
   finding.state = kScope;
-  finding.reason = "the controller has no program " + quote_text(tag.entry.scope_name) +
-                   ": what answers may be another program's variable";
-  finding.near = plc_base::near_names(tag.entry.scope_name, *report.programs);
+  finding.reason = missing_program(tag.entry).reason;
+  if (report.programs) finding.near = plc_base::near_names(tag.entry.scope_name, *report.programs);
   return finding;
 }
 
 // False once the controller does not answer any more.
 bool take_result(const TagResult& result, const Tag& tag, Patience& patience, LiveReport& report) {
-  if (result.ok() && !has_foreign_scope(tag, report)) {
-    ++report.answered;
-    report.accepted.push_back(tag.qualified_name);
+  if (is_of_no_program(result, tag, report)) {
+    report.findings.push_back(scope_finding(tag, report));
     return true;
   }
   if (result.ok()) {
-    report.findings.push_back(scope_finding(tag, report));
+    ++report.answered;
+    report.accepted.push_back(tag.qualified_name);
     return true;
   }
   const Failure& failure = result.reading.failure();
@@ -266,9 +272,10 @@ HostOptions live_options(const HostOptions& options) {
 }
 
 // Says what the report leaves open.
-int live_code(const LiveReport& report, const RelayRoute& route, const HostOptions& options) {
+int live_code(const LiveReport& report, const RelayRoute& route, const Host& host, const HostOptions& options) {
   if (stop_requested()) return kExitInterrupted;
-  if (!report.end && !report.programs && !options.quiet) {
+  const bool can_driver_tell = host.library().load_tags != nullptr;
+  if (!report.end && !report.programs && !can_driver_tell && !options.quiet) {
     show_message(target_text(route.controller()) + ": its programs are not known: scopes are not compared with them");
   }
   if (report.end) {
@@ -298,7 +305,7 @@ int check_live(const HostOptions& options, CommandOutput& output) {
   }
   write_findings(host, report, options.json);
   write_summary(host, report, options.json);
-  return host.finish(live_code(report, route, options));
+  return host.finish(live_code(report, route, host, options));
 }
 
 }  // namespace plc_host

@@ -247,6 +247,27 @@ TEST_F(WorkerTest, RefusedVariable_IsBadAndTheOthersAreGood) {
   EXPECT_TRUE(result.samples.at(2).good);
 }
 
+TEST_F(WorkerTest, VariableOfAMissingProgram_IsBadAndNotWritten) {
+  start(tag_line("A", "INT") + tag_line("B", "INT", "", "", "Filing"),
+        {variable("A", "INT", DataType::kInt16), variable("Filing/B", "INT", DataType::kInt16)});
+  // Its program Main has the number that the tag file gives to Filing.
+  const std::string other = folder_.write("other.csv", tag_line("A", "INT") + tag_line("B", "INT", "", "", "Main"));
+  sim_ = std::make_unique<plc_test::RunningSim>(PLC_TEST_SIMULATOR, std::vector<std::string>{other});
+  make_worker({rule_for("Filing/B", true)});
+  const std::vector<Sample> samples = read_all();
+  EXPECT_TRUE(samples.at(0).good);
+  EXPECT_FALSE(samples.at(1).good);
+  EXPECT_EQ(samples.at(1).reason, Reason::kFailed);
+  EXPECT_THAT(samples.at(1).error, HasSubstr("the controller has no program \"Filing\""));
+  const WriteOutcome outcome = write(0, Input(5));
+  EXPECT_EQ(outcome.outcome, plc_client::Outcome::kNotDone);
+  EXPECT_THAT(outcome.error, HasSubstr("nothing was written"));
+  for (const plc_test::DumpedElement& element : sim_->dump()) {
+    if (element.name != "B") continue;
+    EXPECT_EQ(element.raw, "0000");
+  }
+}
+
 class LostTest : public WorkerTest {
  protected:
   void SetUp() override {

@@ -1,0 +1,22 @@
+"""Variables of a program that the controller does not have: their names would be answered by another program."""
+import plc_client
+
+MISSING = "the controller has no program \"Filing\": what answers may be another program's variable"
+ADVICE = "Try: Correct column 12 of its line: plc-host check FILE --live names similar programs."
+
+
+def test_a_variable_of_a_missing_program_has_no_value_and_is_not_written(tmp_path, machine):
+    own = tmp_path / "host.csv"
+    own.write_text("Step,INT,,,,,,0,0,0,1,Filing\nStep,INT,,,,,,1,0,0,1,Main\n", encoding="utf-8")
+    machine.set("Main/Step", 7)
+    with plc_client.Controller(machine.address, port=machine.port, tags=own) as press:
+        missing, present = press.read(["Filing/Step", "Main/Step"])
+        assert (missing.ok, missing.value) == (False, None)
+        assert missing.error == f"{MISSING}. {ADVICE}"
+        assert present.value == 7
+        for verify in (False, True):
+            done = press.write("Filing/Step", 9, verify=verify)
+            assert (done.ok, done.outcome, done.verified) == (False, "not done", False)
+            assert done.error == f"{MISSING}; nothing was written. {ADVICE}"
+        assert press.read("Main/Step").value == 7
+        assert press.state.failures == {}

@@ -1,0 +1,98 @@
+// Tests of plc-host where the tag file names a program that the controller does not have.
+#include "tests/tools/plc_host/program_fixture.h"
+
+namespace {
+
+using namespace plc_host_test;
+
+constexpr char kNoProgram[] =
+    "the controller has no program \"Filing\": what answers may be another program's variable";
+constexpr char kTry[] = ". Try: Correct column 12 of its line: plc-host check FILE --live names similar programs.";
+
+// Filing has the number of the controller's MAIN.
+constexpr char kScopeFile[] =
+    "Count,INT,,,,,,0,0,0,1,Filing\n"
+    "Speed,INT,,,,,,1,1,0,0,\n"
+    "Count,INT,,,,,,2,0,0,1,MAIN\n"
+    "Nothing,INT,,,,,,3,0,0,1,Filing\n";
+
+class ScopeTest : public ProgramTest {
+ protected:
+  void SetUp() override {
+    ProgramTest::SetUp();
+    write_file("panel.csv", kScopeFile);
+    simulator_ = start_simulator();
+  }
+  Outcome on_panel(std::vector<std::string> words) {
+    words.insert(words.end(), {"--address", "127.0.0.1:" + port_, "--tags", path("panel.csv")});
+    return run(words);
+  }
+
+  std::unique_ptr<Child> simulator_;
+};
+
+TEST_F(ScopeTest, Read_ShowsNoValueOfAnotherProgram) {
+  EXPECT_EQ(on_panel({"write", "MAIN/Count=7"}).code, 0);
+  for (const char* command : {"read", "batch"}) {
+    const Outcome all = on_panel({command, "--all", "--csv"});
+    EXPECT_EQ(all.code, 1);
+    EXPECT_EQ(without_times(all.out),
+              "name,type,state,time,value,reason\n"
+              "Filing/Count,INT,failed,T,,\"the controller has no program \"\"Filing\"\": what "
+              "answers may be another program's variable\"\n"
+              "Speed,INT,good,T,0,\n"
+              "MAIN/Count,INT,good,T,7,\n"
+              "Filing/Nothing,INT,failed,T,,\"the controller has no program \"\"Filing\"\": "
+              "what answers may be another program's variable\"\n");
+  }
+  const Outcome raw = on_panel({"read", "--raw", "Filing/Count"});
+  EXPECT_EQ(raw.code, 1);
+  EXPECT_EQ(raw.out, "");
+  EXPECT_EQ(raw.err, std::string("plc-host: Filing/Count: ") + kNoProgram + kTry +
+                         "\nplc-host: no value is shown: 1 of 1 variable has none\n");
+  EXPECT_EQ(on_panel({"read", "--strict", "Filing/Count"}).code, 1);
+}
+
+TEST_F(ScopeTest, ReadByNumber_ShowsNoValueOfAnotherProgram) {
+  const Outcome outcome = on_panel({"read", "--id", "0"});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.out, StartsWith("Filing/Count #0  INT  failed  "));
+  EXPECT_EQ(outcome.err, std::string("plc-host: Filing/Count #0: ") + kNoProgram + kTry + "\n");
+}
+
+TEST_F(ScopeTest, Watch_ShowsNoValueOfAnotherProgram) {
+  const Outcome outcome =
+      on_panel({"watch", "Filing/Count", "MAIN/Count", "--rounds", "2", "--interval", "1", "--csv"});
+  EXPECT_THAT(outcome.out, StartsWith("time,state,reason,Filing/Count,MAIN/Count\n"));
+  EXPECT_THAT(outcome.out,
+              EndsWith(",partial,\"Filing/Count: the controller has no program \"\"Filing\"\": what answers "
+                       "may be another program's variable\",,0\n"));
+}
+
+TEST_F(ScopeTest, Write_SendsNothingToAnotherProgram) {
+  const Outcome outcome = on_panel({"write", "--verify", "Filing/Count=9", "Speed=3", "--csv"});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(without_times(outcome.out),
+            "name,type,state,time,value,reason\n"
+            "Filing/Count,INT,failed,T,,\"the controller has no program \"\"Filing\"\": "
+            "what answers may be another program's variable; nothing was written\"\n"
+            "Speed,INT,verified,T,3,\n");
+  EXPECT_EQ(on_panel({"read", "--raw", "MAIN/Count"}).out, "0\n");
+}
+
+TEST_F(ScopeTest, CheckLive_NamesTheProgramAlsoWhereTheNameIsRefused) {
+  const std::string file = path("panel.csv");
+  const Outcome outcome = run({"check", file, "--live", "--address", "127.0.0.1:" + port_});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.out, EndsWith(file + ":1: error: Filing/Count: " + kNoProgram + "\n" + file +
+                                    ":4: error: Filing/Nothing: " + kNoProgram + "\n" + file + ": 4 names, 127.0.0.1:" +
+                                    port_ + " has given 2 values, refused 0, failed for 2\n"));
+}
+
+// The contract build takes any answer for the right one, and says so.
+TEST_F(ScopeTest, ContractBuild_CannotTell) {
+  const Outcome outcome = on_panel({"read", "Filing/Count", "--driver", PLC_HOST_LIBRARY});
+  EXPECT_THAT(outcome.out, StartsWith("Filing/Count  INT  unguarded  "));
+}
+
+}  // namespace
