@@ -190,7 +190,7 @@ std::optional<bool> DriverSession::has_program(const ProgramProbe& probe, size_t
 }
 
 ProgramAnswer DriverSession::ask_for_program(std::string_view name) {
-  if (!library_.is_guarded || library_.load_tags == nullptr) return {};
+  if (!asks_for_programs_ || !library_.is_guarded || library_.load_tags == nullptr) return {};
   if (const auto known = programs_.find(name); known != programs_.end()) return {known->second, {}};
   const ProgramProbe* probe = probe_for(name);
   if (probe == nullptr) return {};

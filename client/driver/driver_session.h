@@ -113,6 +113,8 @@ class DriverSession {
   // Asks the driver, which connects first unless it is connected, but asks the controller for nothing else. What is
   // known is known until the connection ends.
   ProgramAnswer ask_for_program(std::string_view name);
+  // For those who show what came whosever it is: from now on nothing is known of programs.
+  void leave_programs_unasked() { asks_for_programs_ = false; }
 
   // hook is the one of the driver that does what every transfer does first.
   CallResult connect(uint32_t (*hook)(ConnContext*));
@@ -137,7 +139,7 @@ class DriverSession {
   CallResult finish(bool single, uint32_t code, uint32_t count, std::chrono::steady_clock::time_point start);
   CallResult note_call(bool single, uint32_t code, uint32_t count, std::chrono::steady_clock::time_point start,
                        std::vector<std::string> lines);
-  // Nothing too where the connection could not be made: then call says why.
+  // Nothing too where no connection could be made: failed has the call then.
   std::optional<bool> has_program(const ProgramProbe& probe, size_t length, std::optional<CallResult>& failed);
   const ProgramProbe* probe_for(std::string_view name);
 
@@ -152,6 +154,7 @@ class DriverSession {
   std::map<std::string, std::optional<ProgramProbe>, std::less<>> probes_;    // loaded for good
   std::map<std::string, std::optional<ProgramMatch>, std::less<>> programs_;  // of this connection
   uint16_t next_probe_area_ = UINT16_MAX;
+  bool asks_for_programs_ = true;
 };
 
 // Words for a return code of a transfer: "the connection could not be set up (2)".

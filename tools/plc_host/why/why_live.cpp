@@ -62,6 +62,7 @@ void take_result(const TagResult& result, WhyReport& report) {
 }
 
 TagResult transfer(const HostOptions& options, Host& host, const std::optional<TagReference>& reference) {
+  host.session().leave_programs_unasked();
   if (options.by_id) {
     return read_number(host.session(), host.tags(), options.register_id, options.offset, options.count);
   }
