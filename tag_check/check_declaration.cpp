@@ -56,6 +56,26 @@ void check_blanks_around(const SourceLine& line, std::string_view inner, Finding
   finding.edits = {{name.offset, name.text.size(), std::string(inner)}};
 }
 
+bool is_edge(std::string_view text, size_t at) { return at < text.size() && text.find_first_of("[],", at) == at; }
+
+// "Grid[1, 2]": a name is written without them.
+void check_blanks_in_subscripts(const SourceLine& line, Findings* findings) {
+  constexpr const char* kBlanks = " \t";
+  const Column& name = line.column(1);
+  std::vector<Edit> edits;
+  for (size_t at = name.text.find('['); at < name.text.size();) {
+    const size_t from = name.text.find_first_of(kBlanks, at);
+    if (from == std::string_view::npos) break;
+    at = std::min(name.text.find_first_not_of(kBlanks, from), name.text.size());
+    const size_t close = name.text.find(']', from);
+    const bool is_inside = close != std::string_view::npos && name.text.find('[', from) >= close;
+    if (!is_inside || !(is_edge(name.text, from - 1) || is_edge(name.text, at))) continue;
+    edits.push_back({name.offset + from, at - from, ""});
+  }
+  if (edits.empty()) return;
+  add_finding("T021", line, name, "blanks within the subscripts are part of the name", findings).edits = edits;
+}
+
 void check_unseen(const SourceLine& line, uint32_t number, const char* what, Findings* findings) {
   const Column& column = line.column(number);
   // A name has a rule for the blanks around it.
@@ -180,6 +200,7 @@ void check_name(const SourceLine& line, Findings* findings) {
     return;
   }
   check_blanks_around(line, inner, findings);
+  check_blanks_in_subscripts(line, findings);
   const auto brackets = [&](char c) { return std::count(name.text.begin(), name.text.end(), c); };
   if (!line.name_closed || brackets('[') != brackets(']')) {
     add_finding("T022", line, name, "the brackets of the name do not pair up", findings);

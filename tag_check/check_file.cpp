@@ -1,4 +1,6 @@
 // Checks of the file as a whole: its name, its ends, and the pieces that the driver drops.
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
 
 #include "base/text.h"
@@ -27,6 +29,18 @@ std::string address_text(uint32_t address) {
   char text[9];
   std::snprintf(text, sizeof text, "%X", address);
   return text;
+}
+
+// The name as the driver writes it; empty where more than the case of letters differs.
+std::string name_in_its_case(const std::string& name) {
+  std::string meant = name;
+  const size_t dot = name.find('.');
+  for (size_t at = 0; at < name.size(); ++at) {
+    const auto sign = static_cast<unsigned char>(name[at]);
+    meant[at] = static_cast<char>(at < dot ? std::toupper(sign) : std::tolower(sign));
+  }
+  std::string address;
+  return is_tag_file_name(meant, &address) ? meant : "";
 }
 
 const char* reason_rule(DroppedPiece::Reason reason) {
@@ -59,6 +73,8 @@ void check_file_name(const std::string& file_name, const CheckOptions& options, 
   if (!is_tag_file_name(name, &address)) {
     std::string wanted =
         options.has_address ? "it asks for PLC" + address_text(options.address) + "_0.csv and the like" : "";
+    const std::string meant = name_in_its_case(name);
+    if (!meant.empty()) wanted = "the case of letters counts, as in " + meant;
     if (!wanted.empty()) wanted = ": " + wanted;
     findings->push_back(
         {"T010", 1, 1, "the driver does not find a file of the name " + plc_base::quoted(name) + wanted, {}});
@@ -76,7 +92,12 @@ void check_pieces(const SourceFile& file, Findings* findings) {
     if (piece.reason == DroppedPiece::Reason::kNoLineEnd) finding.edits = {{file.text.size(), 0, "\n"}};
     findings->push_back(finding);
   }
-  if (file.lines.empty()) findings->push_back({"T006", 1, 1, "the file has no record", {}});
+  const bool has_variable = std::any_of(file.lines.begin(), file.lines.end(), [](const SourceLine& line) {
+    return line.kind != LineKind::kEmpty && line.kind != LineKind::kHeading;
+  });
+  if (has_variable) return;
+  findings->push_back(
+      {"T006", 1, 1, file.lines.empty() ? "the file has no record" : "no line of the file declares a variable", {}});
 }
 
 void check_line_ends(const FileForm& form, const SourceFile& file, Findings* findings) {

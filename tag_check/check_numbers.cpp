@@ -1,6 +1,7 @@
 // Checks of the lines' numbers: what is no record and counts as one, and the ids that say which number was meant.
 #include <algorithm>
 #include <cctype>
+#include <unordered_map>
 
 #include "base/text.h"
 #include "checker.h"
@@ -19,7 +20,7 @@ bool is_number(std::string_view text) {
 bool is_of_separators(std::string_view text) { return text.find_first_not_of(", \t\r") == std::string_view::npos; }
 
 // A heading has neither a type nor an id; the first lines alone are looked at.
-bool is_heading(const SourceLine& line) {
+bool is_heading_row(const SourceLine& line) {
   if (!line.name_closed || is_number(line.trimmed(8)) || trim(line.column(2).text).empty()) {
     // A title, or what tells a spreadsheet the separator, stands in one column.
     const bool has_title = line.column(2).present && line.fields > 1 && !trim(line.column(1).text).empty();
@@ -31,6 +32,14 @@ bool is_heading(const SourceLine& line) {
 }
 
 constexpr uint32_t kMostLeading = 5;
+
+// A title in one column: the first line behind it with more than one is the heading, or the record of the first id.
+bool is_title(const SourceLine* line, const SourceLine* end) {
+  if (line->fields != 1 || line->record >= kMostLeading) return false;
+  const auto* const next = std::find_if(line + 1, end, [](const SourceLine& other) { return other.fields > 1; });
+  if (next == end || next->indexed || next->record > kMostLeading) return false;
+  return is_heading_row(*next) || next->trimmed(8) == "0";
+}
 
 // The id that a plain line states; -1 where it has none.
 int64_t stated_id(const SourceLine& line) {
@@ -99,23 +108,28 @@ struct IdRun {
   const SourceLine* last = nullptr;
   int64_t difference = 0;
   size_t lines = 0;
+  uint32_t same_id = 0;  // the line before it that has the first one's id; 0 for none
 };
 
 void tell_run(const IdRun& run, Findings* findings) {
   if (run.lines == 0 || run.difference == 0) return;
-  std::string message = "the line is record " + std::to_string(run.first->record) + ", not " +
-                        std::to_string(run.first->record + run.difference);
+  const std::string id = std::to_string(run.first->record + run.difference);
+  const std::string record = "the line is record " + std::to_string(run.first->record);
+  const bool is_double = run.same_id > 0;
+  std::string message = record + ", not " + id;
+  if (is_double) message = "line " + std::to_string(run.same_id) + " has the same id " + id + "; " + record;
   if (run.lines > 1) {
     message += "; the ids of " + grouped_number(run.lines - 1) + (run.lines == 2 ? " line" : " lines") +
                " behind it are " + std::to_string(std::abs(run.difference)) +
                (run.difference > 0 ? " too large" : " too small") + " as well";
   }
-  Finding& finding = add_finding("T064", *run.first, run.first->column(8), message, findings);
+  Finding& finding = add_finding(is_double ? "T109" : "T064", *run.first, run.first->column(8), message, findings);
   if (run.lines > 1) finding.last_line = run.last->number;
 }
 
 void check_differences(const SourceFile& file, Findings* findings) {
   IdRun run;
+  std::unordered_map<int64_t, uint32_t> lines;
   for (const SourceLine& line : file.lines) {
     if (line.indexed) continue;
     const int64_t id = stated_id(line);
@@ -123,8 +137,10 @@ void check_differences(const SourceFile& file, Findings* findings) {
     const int64_t difference = id - line.record;
     if (run.lines == 0 || difference != run.difference) {
       tell_run(run, findings);
-      run = {&line, &line, difference, 0};
+      const auto same = lines.find(id);
+      run = {&line, &line, difference, 0, same == lines.end() ? 0 : same->second};
     }
+    lines.emplace(id, line.number);
     run.last = &line;
     ++run.lines;
   }
@@ -145,11 +161,12 @@ void check_empty_ids(const SourceFile& file, bool is_safe, bool has_blocks, Find
   }
 }
 
-LineKind kind_of(const FileForm& form, const SourceLine& line, uint32_t leading) {
+LineKind kind_of(const FileForm& form, const SourceLine& line, const SourceLine* end, uint32_t leading) {
   if (form.is_left(line.number)) return LineKind::kUnknown;
   if (is_of_separators(line.text)) return LineKind::kEmpty;
   const bool may_be_heading = !line.indexed && leading < kMostLeading && line.record == leading;
-  return may_be_heading && is_heading(line) ? LineKind::kHeading : LineKind::kRecord;
+  if (may_be_heading && (is_heading_row(line) || is_title(&line, end))) return LineKind::kHeading;
+  return shift_of(line) == Shift::kNone ? LineKind::kRecord : LineKind::kShifted;
 }
 
 }  // namespace
@@ -161,7 +178,9 @@ void mark_kinds(const FileForm& form, SourceFile* file) {
     while (dropped != file->dropped.end() && dropped->offset + dropped->length < line.offset) ++dropped;
     const bool is_rest = dropped != file->dropped.end() && dropped->reason == DroppedPiece::Reason::kTooLong &&
                          dropped->offset + dropped->length == line.offset;
-    line.kind = is_rest ? LineKind::kRest : kind_of(form, line, leading);
+    const SourceLine* const end = file->lines.data() + file->lines.size();
+    line.kind = is_rest ? LineKind::kRest : kind_of(form, line, end, leading);
+    if (line.kind == LineKind::kShifted) line.shift = shift_of(line);
     const bool is_none = line.kind == LineKind::kEmpty || line.kind == LineKind::kHeading;
     leading += is_none && line.record == leading ? 1 : 0;
   }

@@ -62,6 +62,7 @@ void check_form_text(const FileForm& form, Findings* findings) {
   mark_kinds(form, &file);
   check_pieces(file, findings);
   check_line_ends(form, file, findings);
+  check_shifts(file, findings);
   check_numbers(file, findings);
   for (const SourceLine& line : file.lines) {
     if (line.kind == LineKind::kRecord) check_record(line, findings);

@@ -32,6 +32,9 @@ void check_pieces(const SourceFile& file, Findings* findings);
 void check_line_ends(const FileForm& form, const SourceFile& file, Findings* findings);
 // Finds out which lines are no records, which the checks below want to know.
 void mark_kinds(const FileForm& form, SourceFile* file);
+// Whether a line's columns are where they belong.
+Shift shift_of(const SourceLine& line);
+void check_shifts(const SourceFile& file, Findings* findings);
 void check_numbers(const SourceFile& file, Findings* findings);
 void check_name(const SourceLine& line, Findings* findings);
 void check_type(const SourceLine& line, Findings* findings);

@@ -67,8 +67,9 @@ void add_file_rules(std::vector<Rule>* rules) {
                     "Every line is a record: an empty line counts and shifts the numbers of all records after it.",
                     "Remove the line, or keep it on purpose to reserve a number.", "Speed,INT,,,,,,0,1,0,0,\n",
                     "Speed,INT,,,,,,0,1,0,0,\n\n"});
-  rules->push_back({"T006", Severity::kError, "no record",
-                    "The driver does not load a file without a record: every transfer fails.",
+  rules->push_back({"T006", Severity::kError, "no variable",
+                    "The driver does not load a file without a record: every transfer fails. Headings and empty lines "
+                    "are records without a variable.",
                     "Declare at least one variable.", "Speed,INT,,,,,,0,1,0,0,\n", ""});
   rules->push_back({"T007", Severity::kError, "UTF-16",
                     "The driver reads bytes of UTF-8; every second one is zero here.",
@@ -114,7 +115,7 @@ void add_name_rules(std::vector<Rule>* rules) {
   rules->push_back({"T020", Severity::kError, "no name",
                     "The driver would ask the controller for a variable without a name.",
                     "Give the variable's name in column 1.", "Speed,INT,,,,,,0,1,0,0,\n", ",INT,,,,,,0,1,0,0,\n"});
-  rules->push_back({"T021", Severity::kWarning, "blanks around a name",
+  rules->push_back({"T021", Severity::kWarning, "blanks around a name or its subscripts",
                     "Blanks are part of the name, and the controller does not know such a variable.",
                     "Remove the blanks.", "Speed,INT,,,,,,0,1,0,0,\n", " Speed,INT,,,,,,0,1,0,0,\n"});
   rules->push_back({"T022", Severity::kError, "unpaired brackets",
@@ -245,6 +246,10 @@ void add_id_rules(std::vector<Rule>* rules) {
                     many_records()});
   rules->push_back({"T068", Severity::kError, "no id", "The driver uses 0, and compares it when it receives strings.",
                     "Write the record number in column 8.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,,,,,,1,0,0,\n"});
+  rules->push_back({"T069", Severity::kError, "column missing or too many",
+                    "The driver counts columns: it takes others for the id, the scope and the device.",
+                    "Write columns 5, 6 and 7 as well, which are empty: the id is column 8.",
+                    "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INT,,,,,0,1,0,0,\n"});
 }
 
 void add_scope_rules(std::vector<Rule>* rules) {
@@ -347,6 +352,11 @@ void add_across_rules(std::vector<Rule>* rules) {
                     "Sort the lines by id.",
                     "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
                     "_end,INT,,,,,,270337,1,0,0,\nV262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n"});
+  rules->push_back({"T109", Severity::kWarning, "id twice",
+                    "Hosts address plain variables by their place in the file, so only one of the lines has its id.",
+                    "Remove a line that is there twice, or write the record number.",
+                    "Speed,INT,,,,,,0,1,0,0,\nLamp,INT,,,,,,1,1,0,0,\n",
+                    "Speed,INT,,,,,,0,1,0,0,\nLamp,INT,,,,,,0,1,0,0,\n"});
   rules->push_back({"T110", Severity::kWarning, "variable declared twice",
                     "Both records read and write the same variable.",
                     "Remove one of them, if no host uses a number after it.", "Speed,INT,,,,,,0,1,0,0,\n",

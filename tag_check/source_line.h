@@ -26,13 +26,18 @@ enum class LineKind {
   kRecord,
   kEmpty,
   kHeading,
-  kRest,    // of a line that is too long
-  kUnknown  // nobody can tell
+  kRest,     // of a line that is too long
+  kShifted,  // a record whose columns are not where they belong
+  kUnknown   // nobody can tell
 };
+
+// Why columns are not where they belong.
+enum class Shift { kNone, kRangesSplit, kColumnMissing, kColumnSurplus };
 
 // A line that the driver takes as a record.
 struct SourceLine {
   LineKind kind = LineKind::kRecord;
+  Shift shift = Shift::kNone;
   uint32_t number = 0;
   size_t offset = 0;        // of the line within the file
   std::string_view text;    // without its line end

@@ -17,8 +17,12 @@ constexpr size_t kLeastSeparators = 7;
 // A text in which nothing of all this can be is as it should be.
 bool may_be_malformed(std::string_view text) {
   if (text.find_first_of("\r\";\t|") != std::string_view::npos) return true;
-  for (const std::string_view blank : {" ,", ", ", ",\xC2\xA0", "\xC2\xA0,", ",\xE3\x80\x80", "\xE3\x80\x80,"}) {
-    if (text.find(blank) != std::string_view::npos) return true;
+  for (const std::string_view blank : {" ", "\xC2\xA0", "\xE3\x80\x80"}) {
+    for (size_t at = text.find(blank); at != std::string_view::npos; at = text.find(blank, at + 1)) {
+      const size_t behind = at + blank.size();
+      const bool begins = at == 0 || text[at - 1] == ',';
+      if (begins || behind == text.size() || text[behind] == ',' || text[behind] == '\n') return true;
+    }
   }
   return false;
 }

@@ -105,6 +105,33 @@ TEST(Checker, UnusualBlank_IsSaidAndTakenAwayFromTheEndsOfAName) {
   EXPECT_EQ(within[0].message, "the name holds U+00A0, which looks like a space");
 }
 
+std::string only_message(const std::string& text) {
+  const auto found = check(text);
+  return found.size() == 1 ? found[0].message : finding_places(text);
+}
+
+TEST(Checker, MisplacedColumns_AreToldWithTheirCause) {
+  EXPECT_EQ(only_message("Grid,INT,[0..2,0..3],,,,,0,1,0,0,\n"),
+            "the ranges '[0..2,0..3]' contain a comma: write [0..2_0..3]");
+  EXPECT_EQ(only_message("Speed,INT,,,,,0,1,0,0,\nLamp,BOOL,,,,,1,1,0,0,\n"),
+            "a column is missing before the id, which stands in column 7 (2 lines)");
+  EXPECT_EQ(only_message("Speed,INT,,,,,,,0,1,0,0,\n"),
+            "there is a column too many before the id, which stands in column 9");
+}
+
+TEST(Checker, IdTwice_IsToldWithTheOtherLine) {
+  EXPECT_EQ(only_message("Speed,INT,,,,,,0,1,0,0,\nLamp,BOOL,,,,,,0,1,0,0,\nStep,DINT,,,,,,2,0,0,1,MAIN\n"),
+            "line 1 has the same id 0; the line is record 1");
+}
+
+TEST(Checker, FileNameInAnotherCase_IsToldWithTheNameThatTheDriverAsksFor) {
+  const auto found = check_text("/tags/plc7f000001_0.CSV", "Speed,INT,,,,,,0,1,0,0,\n", {});
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0].message,
+            "the driver does not find a file of the name 'plc7f000001_0.CSV': the case of letters counts, as in "
+            "PLC7F000001_0.csv");
+}
+
 TEST(Checker, LettersOfAnyScript_AreSeen) {
   // Accented, Greek, Arabic, Thai with its signs, Japanese.
   for (const char* name : {"\xC3\xA9t\xC3\xA9", "\xCE\xB1", "\xD9\x85\xD8\xAD\xD8\xB1\xD9\x83",
