@@ -1,6 +1,8 @@
 // Opens files without a wait and reads them to their end.
 #include "base/files.h"
 
+#include "base/text.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,10 +24,16 @@ ssize_t read_some(int descriptor, char* bytes, size_t size) {
 }
 
 FileText no_text(const std::string& path, const std::string& reason) {
-  return {{}, "cannot read " + path + ": " + reason};
+  return {{}, "cannot read " + told_name(path) + ": " + reason};
 }
 
 }  // namespace
+
+bool is_workbook(std::string_view bytes) {
+  constexpr std::string_view kPacked = "PK\x03\x04";
+  constexpr std::string_view kOld = "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1";
+  return bytes.substr(0, kPacked.size()) == kPacked || bytes.substr(0, kOld.size()) == kOld;
+}
 
 OpenedFile open_regular_file(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace plc_base {
 
@@ -13,6 +14,9 @@ struct FileText {
 
 // The bytes of a regular file, so many at most; of a link to one too.
 FileText read_file(const std::string& path, size_t most_bytes);
+
+// Whether the bytes are those of a spreadsheet's own file, packed or of its old form, and no text at all.
+bool is_workbook(std::string_view bytes);
 
 struct OpenedFile {
   int descriptor = -1;  // the caller's to close, closed on exec; -1 when there is a problem

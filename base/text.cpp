@@ -8,6 +8,13 @@ namespace plc_base {
 
 std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
 
+std::string told_name(std::string_view name) {
+  constexpr std::string_view kUnseen = " \t:";
+  const bool is_seen = !name.empty() && kUnseen.find(name.front()) == std::string_view::npos &&
+                       kUnseen.find(name.back()) == std::string_view::npos;
+  return is_seen ? std::string(name) : quoted(name);
+}
+
 std::string hexadecimal(uint32_t value, int digits) {
   std::array<char, 16> text{};
   std::snprintf(text.data(), text.size(), "0x%0*X", digits, value);

@@ -10,6 +10,9 @@ namespace plc_base {
 // The text between the single quotes that messages put around what somebody typed.
 std::string quoted(std::string_view text);
 
+// A name or a path before what is said of it: in quotes where nothing of it, or not its end, would be seen.
+std::string told_name(std::string_view name);
+
 // The number with this many hexadecimal digits behind 0x, more where it has more.
 std::string hexadecimal(uint32_t value, int digits);
 

@@ -1,7 +1,9 @@
 // The strict decoder of UTF-8.
 #include "base/utf8.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 
 namespace plc_base {
 namespace {
@@ -16,6 +18,25 @@ size_t announced_bytes(uint8_t lead) {
 bool is_well_formed(char32_t value, size_t bytes) {
   static constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
   return value >= kSmallest[bytes] && value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF);
+}
+
+// A space, a tab, a carriage return; those of word processors and of wide scripts; those without width.
+constexpr std::string_view kBlanks[] = {" ",      "\t",     "\r",     "\u00A0", "\u1680", "\u2000", "\u2001", "\u2002",
+                                        "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008", "\u2009", "\u200A",
+                                        "\u200B", "\u202F", "\u205F", "\u2060", "\u3000", "\uFEFF"};
+
+size_t blank_at_start(std::string_view text) {
+  for (const std::string_view blank : kBlanks) {
+    if (text.substr(0, blank.size()) == blank) return blank.size();
+  }
+  return 0;
+}
+
+size_t blank_at_end(std::string_view text) {
+  for (const std::string_view blank : kBlanks) {
+    if (text.size() >= blank.size() && text.substr(text.size() - blank.size()) == blank) return blank.size();
+  }
+  return 0;
 }
 
 }  // namespace
@@ -42,6 +63,16 @@ bool is_utf8(std::string_view text) {
     text.remove_prefix(first->bytes);
   }
   return true;
+}
+
+bool is_unusual_blank(std::string_view character) {
+  return character.size() > 1 && std::find(std::begin(kBlanks), std::end(kBlanks), character) != std::end(kBlanks);
+}
+
+std::string_view without_blanks(std::string_view text) {
+  while (const size_t bytes = blank_at_start(text)) text.remove_prefix(bytes);
+  while (const size_t bytes = blank_at_end(text)) text.remove_suffix(bytes);
+  return text;
 }
 
 }  // namespace plc_base

@@ -1,4 +1,5 @@
-// UTF-8 taken apart, strictly: no sequence longer than needed, no half of a surrogate pair, nothing beyond U+10FFFF.
+// UTF-8 taken apart, strictly (no sequence longer than needed, no half of a surrogate pair, nothing beyond U+10FFFF),
+// and the blanks of all scripts in it.
 #pragma once
 
 #include <cstddef>
@@ -17,5 +18,11 @@ std::optional<CodePoint> first_code_point(std::string_view text);
 
 // True when text is well-formed throughout.
 bool is_utf8(std::string_view text);
+
+// The text without blanks at its ends, those of word processors and of wide scripts too.
+std::string_view without_blanks(std::string_view text);
+
+// Whether these bytes are a blank that is no space, tab or carriage return.
+bool is_unusual_blank(std::string_view character);
 
 }  // namespace plc_base

@@ -119,8 +119,9 @@ void check_duplicates(const SourceFile& file, Findings* findings) {
     if (line.kind != LineKind::kRecord || line.entry.name[0] == '\0' || line.entry.name[0] == '_') continue;
     const auto added = lines.emplace(identity(line), line.number);
     if (added.second) continue;
-    add_finding("T110", line, line.column(1),
-                "line " + std::to_string(added.first->second) + " declares the same variable", findings);
+    const uint32_t other = added.first->second;
+    add_finding("T110", line, line.column(1), "line " + std::to_string(other) + " declares the same variable", findings)
+        .other_line = other;
   }
 }
 

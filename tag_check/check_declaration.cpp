@@ -38,7 +38,7 @@ std::string unusual_blank_in(std::string_view text) {
   while (!text.empty()) {
     const auto character = plc_base::first_code_point(text);
     if (!character) return {};
-    if (is_unusual_blank(text.substr(0, character->bytes))) return code_point_text(character->value);
+    if (plc_base::is_unusual_blank(text.substr(0, character->bytes))) return code_point_text(character->value);
     text.remove_prefix(character->bytes);
   }
   return {};
@@ -84,7 +84,7 @@ void check_unseen(const SourceLine& line, uint32_t number, const char* what, Fin
     const auto character = plc_base::first_code_point(text.substr(at));
     const auto place = static_cast<size_t>(text.data() - column.text.data()) + at;
     const bool is_hidden = character && plc_base::is_hidden(character->value);
-    if (is_hidden || (character && is_unusual_blank(text.substr(at, character->bytes)))) {
+    if (is_hidden || (character && plc_base::is_unusual_blank(text.substr(at, character->bytes)))) {
       add_finding("T028", line, column,
                   std::string(what) + " holds " + code_point_text(character->value) +
                       (is_hidden ? ", which is not seen" : ", which looks like a space"),

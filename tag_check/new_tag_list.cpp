@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 
+#include "base/files.h"
 #include "base/near_names.h"
 #include "base/text.h"
 #include "form/csv_line.h"
@@ -215,7 +216,7 @@ NewTagList list_of(const std::vector<ListLine>& lines) {
 NewTagList read_tag_list(std::string_view text) {
   const DecodedText decoded = decode_text(text);
   NewTagList list;
-  if (is_workbook(text)) {
+  if (plc_base::is_workbook(text)) {
     list.findings.push_back({"T016", 1, 1, "this is a spreadsheet's own file", {}});
   } else if (decoded.is_whole) {
     list = list_of(lines_of(decoded.text()));

@@ -68,9 +68,25 @@ bool is_rule(const Finding& finding, const char* code) { return std::strcmp(find
 
 size_t lines_in(std::string_view text) { return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')); }
 
+// Where the lines of a text come from: so many from a file, the others from these lines of a list.
+struct Origins {
+  const std::string& file;
+  size_t lines_before;
+  const std::vector<uint32_t>& places;
+};
+
+// The checker counts lines that the list does not have.
+std::string already_declared(uint32_t line, const Origins& origins) {
+  std::string text = "the variable is declared already";
+  if (line == 0) return text;
+  if (line <= origins.lines_before) return text + ", in " + origins.file + ":" + std::to_string(line);
+  return text + ", in line " + std::to_string(origins.places[line - origins.lines_before - 1]);
+}
+
 // Findings of lines behind these become findings of the variables.
-void add_findings(const std::vector<Finding>& found, size_t lines_before, const std::vector<uint32_t>& places,
-                  bool only_fixable, std::vector<Finding>* findings) {
+void add_findings(const std::vector<Finding>& found, const Origins& origins, bool only_fixable,
+                  std::vector<Finding>* findings) {
+  const auto& [file, lines_before, places] = origins;
   for (const Finding& finding : found) {
     const size_t number = finding.line - lines_before;
     if (finding.line <= lines_before || number > places.size()) continue;
@@ -79,8 +95,7 @@ void add_findings(const std::vector<Finding>& found, size_t lines_before, const 
     findings->back().line = places[number - 1];
     findings->back().column = 1;
     findings->back().last_line = 0;
-    // The checker counts lines that the list does not have.
-    if (is_rule(finding, "T110")) findings->back().message = "the variable is declared already";
+    if (is_rule(finding, "T110")) findings->back().message = already_declared(finding.other_line, origins);
   }
 }
 
@@ -98,7 +113,7 @@ NewTagLines make_tag_lines(const std::vector<NewTag>& tags, const NewTagPlace& p
     made.text += line_of(apart, place.first_id + static_cast<uint32_t>(places.size()));
     places.push_back(tag.place);
   }
-  add_findings(check_text(kFileName, made.text, {}), 0, places, true, &made.findings);
+  add_findings(check_text(kFileName, made.text, {}), {place.name, 0, places}, true, &made.findings);
   size_t corrections = 0;
   made.text = corrected_text(kFileName, made.text, {}, &corrections);
   const std::string all = std::string(place.before) + made.text;
@@ -108,7 +123,7 @@ NewTagLines make_tag_lines(const std::vector<NewTag>& tags, const NewTagPlace& p
   found.erase(std::remove_if(found.begin(), found.end(),
                              [&](const Finding& finding) { return is_anywhere && is_rule(finding, "T064"); }),
               found.end());
-  add_findings(found, lines_in(place.before), places, false, &made.findings);
+  add_findings(found, {place.name, lines_in(place.before), places}, false, &made.findings);
   return made;
 }
 

@@ -35,6 +35,7 @@ NewTagList read_tag_list(std::string_view text);
 // What the lines are to stand behind, and the id of the first of them.
 struct NewTagPlace {
   std::string_view before;  // the lines of a tag file
+  std::string name;         // of that file
   uint32_t first_id = 0;
 };
 

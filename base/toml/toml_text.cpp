@@ -112,6 +112,12 @@ std::string fault_of(const std::string& line, const std::string& description) {
   return plc_base::quoted(trimmed(line.substr(0, line.find('=')))) + " is set a second time: keep one of them";
 }
 
+// Whether any line may set a key or begin a table: other files have as many faults as lines.
+bool may_be_toml(std::string_view text) {
+  return text.find('=') != std::string_view::npos || text.substr(0, 1) == "[" ||
+         text.find("\n[") != std::string_view::npos;
+}
+
 }  // namespace
 
 std::string number_text(double number) {
@@ -162,6 +168,10 @@ TomlText parse_toml(const std::string& text, Findings& findings) {
       return result;
     } catch (const toml::parse_error& error) {
       const Place place = place_of(error.source());
+      if (!may_be_toml(text)) {
+        findings.error(place, "this is no TOML: no line sets a key, as in name = \"value\"");
+        return result;
+      }
       const Line at = find_line(rest, place.line);
       const std::string line = trimmed(std::string_view(rest).substr(at.start, at.length));
       const bool is_alone = !line.empty() && is_toml(std::string_view(rest).substr(0, at.start));

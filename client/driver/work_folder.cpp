@@ -9,6 +9,7 @@
 #include <cstring>
 #include <utility>
 
+#include "base/text.h"
 #include "client/client_error.h"
 
 namespace plc_client::core {
@@ -17,12 +18,14 @@ namespace {
 std::string absolute_path(const std::string& path) {
   char* resolved = realpath(path.c_str(), nullptr);
   if (resolved == nullptr) {
-    throw ClientError(ClientError::Kind::kTagFile, "cannot open " + path + ": " + std::strerror(errno));
+    throw ClientError(ClientError::Kind::kTagFile,
+                      "cannot open " + plc_base::told_name(path) + ": " + std::strerror(errno));
   }
   std::string absolute = resolved;
   std::free(resolved);
   if (access(absolute.c_str(), R_OK) != 0) {
-    throw ClientError(ClientError::Kind::kTagFile, "cannot read " + path + ": " + std::strerror(errno));
+    throw ClientError(ClientError::Kind::kTagFile,
+                      "cannot read " + plc_base::told_name(path) + ": " + std::strerror(errno));
   }
   return absolute;
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <optional>
+#include <string_view>
 
 #include "client/driver/failure.h"
 #include "client/plan/program_check.h"
@@ -74,6 +75,24 @@ std::string odd_numbers(const Tag& tag, uint32_t offset, uint32_t count) {
          std::to_string(offset) + ", count " + std::to_string(count) + " name the variable itself";
 }
 
+std::string too_many(const Tag& tag, uint32_t count) {
+  constexpr uint64_t kBytesForNames = 4096 - 24;
+  constexpr uint32_t kMostBits = 64;
+  constexpr uint64_t kLeastSubscript = 4;  // "[#0]"
+  if (value_kind(tag.entry) == ValueKind::kBool) {
+    return count > kMostBits ? "one read takes " + std::to_string(kMostBits) + " BOOLs at most" : "";
+  }
+  const std::string_view name = tag.entry.name;
+  const auto characters = static_cast<uint64_t>(std::count_if(
+      name.begin(), name.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }));
+  const uint64_t subscript = declared_ranges(tag.entry).empty() ? 0 : kLeastSubscript;
+  const uint64_t most = kBytesForNames / (2 + 2 * (characters + subscript));
+  const uint64_t elements = count / std::max<uint64_t>(host_units_per_element(tag.entry), 1);
+  if (elements <= most) return {};
+  return "one request has no room for the names of " + std::to_string(elements) + " elements, " + std::to_string(most) +
+         " at most";
+}
+
 namespace {
 
 std::vector<std::string> remarks_on_elements(const Tag& tag, uint32_t offset, size_t count) {
@@ -97,7 +116,13 @@ TagResult read_number(DriverSession& session, const TagList& tags, uint32_t regi
   result.name = (tag != nullptr ? tag->qualified_name + " #" : "#") + std::to_string(register_id);
   result.reference.tag = tag;
   if (!call.ok()) {
-    result.reading = {explain_failure(call, session.target()), call.time};
+    Failure failure = explain_failure(call, session.target());
+    const std::string reason = tag != nullptr && failure.quality == Quality::kFailed ? too_many(*tag, count) : "";
+    if (!reason.empty()) {
+      failure.reason = reason;
+      failure.advice = "a smaller count, and the others with another offset.";
+    }
+    result.reading = {failure, call.time};
   } else if (tag == nullptr) {
     result.reading = {impossible("the driver read a value of a variable that its tag file does not have"), call.time};
   } else {

@@ -16,6 +16,9 @@ inline constexpr uint32_t kMostCounted = 4096;
 // "offsets 10 to 12 are outside 0..9". Empty when nothing is, and for texts and types without a width.
 std::string odd_numbers(const Tag& tag, uint32_t offset, uint32_t count);
 
+// Why no call can read so many of the driver's units from a variable: empty when one may.
+std::string too_many(const Tag& tag, uint32_t count);
+
 // The elements that the call stored, as a value of the record's type. offset and count are in the driver's units.
 TagResult read_number(DriverSession& session, const TagList& tags, uint32_t register_id, uint32_t offset,
                       uint32_t count);

@@ -8,24 +8,6 @@ namespace tag_check {
 namespace {
 
 constexpr char kSeparators[] = {',', ';', '\t', '|'};
-// A space, a tab, a carriage return; those of word processors and of wide scripts; those without width.
-constexpr std::string_view kBlanks[] = {" ",      "\t",     "\r",     "\u00A0", "\u1680", "\u2000", "\u2001", "\u2002",
-                                        "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008", "\u2009", "\u200A",
-                                        "\u200B", "\u202F", "\u205F", "\u2060", "\u3000", "\uFEFF"};
-
-size_t blank_at_start(std::string_view text) {
-  for (const std::string_view blank : kBlanks) {
-    if (text.substr(0, blank.size()) == blank) return blank.size();
-  }
-  return 0;
-}
-
-size_t blank_at_end(std::string_view text) {
-  for (const std::string_view blank : kBlanks) {
-    if (text.size() >= blank.size() && text.substr(text.size() - blank.size()) == blank) return blank.size();
-  }
-  return 0;
-}
 
 // The text of a quoted field from behind its quote on; where the line goes on is left in *at. False without an end.
 bool read_quoted(std::string_view line, size_t* at, std::string* text) {
@@ -97,16 +79,6 @@ CsvLine split_csv(std::string_view line, char separator) {
     csv.fields.push_back(std::move(field));
     if (at >= line.size()) return csv;
   }
-}
-
-bool is_unusual_blank(std::string_view character) {
-  return character.size() > 1 && std::find(std::begin(kBlanks), std::end(kBlanks), character) != std::end(kBlanks);
-}
-
-std::string_view without_blanks(std::string_view text) {
-  while (const size_t bytes = blank_at_start(text)) text.remove_prefix(bytes);
-  while (const size_t bytes = blank_at_end(text)) text.remove_suffix(bytes);
-  return text;
 }
 
 bool has_comma(std::string_view text, bool is_name) {

@@ -6,7 +6,11 @@
 #include <string_view>
 #include <vector>
 
+#include "base/utf8.h"
+
 namespace tag_check {
+
+using plc_base::without_blanks;
 
 struct CsvField {
   std::string text;  // without its quotes
@@ -27,12 +31,6 @@ char separator_of(std::string_view line);
 const char* separator_name(char separator);
 
 CsvLine split_csv(std::string_view line, char separator);
-
-// Without blanks at its ends, those of word processors and of wide scripts too.
-std::string_view without_blanks(std::string_view text);
-
-// Whether these bytes are a blank that is no space, tab or carriage return.
-bool is_unusual_blank(std::string_view character);
 
 // A comma within the text that is none of a name's subscripts.
 bool has_comma(std::string_view text, bool is_name);

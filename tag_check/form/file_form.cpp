@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <tuple>
 
+#include "base/files.h"
 #include "base/text.h"
 #include "form/text_encoding.h"
 
@@ -74,7 +75,7 @@ std::string lines_text(size_t lines) {
 }  // namespace
 
 FileForm::FileForm(std::string_view text) : original_(text) {
-  if (is_workbook(text)) {
+  if (plc_base::is_workbook(text)) {
     is_readable_ = false;
     findings_.push_back({"T016", 1, 1, "this is a spreadsheet's own file", {}});
     return;

@@ -85,10 +85,6 @@ DecodedText decode_text(std::string_view bytes) {
   return decoded;
 }
 
-bool is_workbook(std::string_view bytes) {
-  return starts_with(bytes, "PK\x03\x04") || starts_with(bytes, "\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1");
-}
-
 const char* encoding_name(Encoding encoding) {
   switch (encoding) {
     case Encoding::kUtf16Little:

@@ -21,9 +21,6 @@ struct DecodedText {
 // bytes outlive the result. Other sets than UTF-16 pass for UTF-8: their names are looked at one by one.
 DecodedText decode_text(std::string_view bytes);
 
-// Whether the bytes are those of a spreadsheet's own file, packed or of its old form, and no text at all.
-bool is_workbook(std::string_view bytes);
-
 // "UTF-16 (little endian)" and the like.
 const char* encoding_name(Encoding encoding);
 

@@ -45,6 +45,15 @@ TEST(OddNumbers, OffsetsOfWideAndOfManyDimensions_CountAsTheDriverDoes) {
   EXPECT_EQ(odd(make_entry("Grid", kInt, {{0, 1}, {0, 2}}), 6, 1), "offset 6 is outside 0..5");
 }
 
+TEST(OddNumbers, MoreThanOneRequestCanName_IsToldWithWhatItCan) {
+  EXPECT_EQ(too_many(make_list({make_entry("Motor.Speed", kInt)}).tags.front(), 169), "");
+  EXPECT_EQ(too_many(make_list({make_entry("Motor.Speed", kInt)}).tags.front(), 170),
+            "one request has no room for the names of 170 elements, 169 at most");
+  EXPECT_EQ(too_many(make_list({make_entry("Big", kLint)}).tags.front(), 1016), "");
+  EXPECT_EQ(too_many(make_list({make_entry("Bits", kBool, {{0, 99}})}).tags.front(), 65),
+            "one read takes 64 BOOLs at most");
+}
+
 TEST(OddNumbers, WhatHasOffsetsOfItsOwn_IsNotJudged) {
   EXPECT_EQ(odd(make_entry("Grid", kInt, {{1, 2}, {1, 3}}), 99, 1), "");
   EXPECT_EQ(odd(make_entry("Odd", kInt, {{-1, 3}}), 99, 1), "");

@@ -99,15 +99,15 @@ TEST(NewTags, LocalVariable_HasItsProgramAndItsNumber) {
   tag.scope = "MAIN";
   tag.number = "3";
   tag.device = "MR0";
-  EXPECT_EQ(make_tag_lines({tag}, {"", 7}).text, "Step,INT,,,,,,7,0,0,3,MAIN,MR0\n");
+  EXPECT_EQ(make_tag_lines({tag}, {"", "", 7}).text, "Step,INT,,,,,,7,0,0,3,MAIN,MR0\n");
 }
 
 TEST(NewTags, Line_BehindAFileHasTheNextNumberAndNoVariableTwice) {
   const std::string before = "Speed,INT,,,,,,0,1,0,0,\n";
-  const NewTagLines made = make_tag_lines({new_tag("Lamp", "BOOL")}, {before, 1});
+  const NewTagLines made = make_tag_lines({new_tag("Lamp", "BOOL")}, {before, "tags.csv", 1});
   EXPECT_EQ(made.text, "Lamp,BOOL,,,,,,1,1,0,0,\n");
   EXPECT_EQ(told(made.findings), "");
-  EXPECT_EQ(told(make_tag_lines({new_tag("Speed", "BOOL")}, {before, 1}).findings), "T110 1");
+  EXPECT_EQ(told(make_tag_lines({new_tag("Speed", "BOOL")}, {before, "tags.csv", 1}).findings), "T110 1");
 }
 
 TEST(NewTags, WhatTheRulesRefuse_IsTold) {

@@ -22,8 +22,7 @@ ColoredOutputs& colored_outputs() {
 
 bool is_unwanted() {
   const char* no_color = std::getenv("NO_COLOR");
-  const char* terminal = std::getenv("TERM");
-  return (no_color != nullptr && *no_color != '\0') || (terminal != nullptr && std::string_view(terminal) == "dumb");
+  return (no_color != nullptr && *no_color != '\0') || is_dumb_terminal();
 }
 
 std::string with_color(const std::string& text, Tint tint, bool is_colored) {
@@ -32,6 +31,11 @@ std::string with_color(const std::string& text, Tint tint, bool is_colored) {
 }
 
 }  // namespace
+
+bool is_dumb_terminal() {
+  const char* terminal = std::getenv("TERM");
+  return terminal != nullptr && std::string_view(terminal) == "dumb";
+}
 
 void choose_colors(const std::string& choice) {
   const bool is_auto = choice == "auto" && !is_unwanted();

@@ -5,6 +5,9 @@
 
 namespace plc_host {
 
+// A terminal that only types on: no colours, and no line is drawn again.
+bool is_dumb_terminal();
+
 enum class Tint { kNone, kBad, kChanged };
 
 // choice is auto, always or never; auto: for a terminal, unless NO_COLOR or TERM=dumb says otherwise. To be called

@@ -2,10 +2,8 @@
 #include "tools/plc_host/messages.h"
 
 #include <cstdio>
-#include <string_view>
 
 #include "base/shown_text.h"
-#include "base/text.h"
 #include "tools/plc_host/colors.h"
 
 namespace plc_host {
@@ -16,13 +14,6 @@ void show(const std::string& speaker, const std::string& text) {
 }
 
 }  // namespace
-
-std::string told_name(const std::string& name) {
-  constexpr std::string_view kUnseen = " \t:";
-  const bool is_seen = !name.empty() && kUnseen.find(name.front()) == std::string_view::npos &&
-                       kUnseen.find(name.back()) == std::string_view::npos;
-  return is_seen ? name : plc_base::quoted(name);
-}
 
 void show_plain_line(const std::string& line) { show("", line); }
 

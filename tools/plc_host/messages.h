@@ -5,9 +5,6 @@
 
 namespace plc_host {
 
-// A name before what is said of it: in quotes where its end would not be seen.
-std::string told_name(const std::string& name);
-
 // A line that says already who speaks.
 void show_plain_line(const std::string& line);
 

@@ -40,6 +40,8 @@ void catch_stop_signals() {
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaction(number, &action, nullptr);
 }
 
+void request_stop() { note_stop(0); }
+
 bool stop_requested() { return stop_noted != 0; }
 
 void wait_for_stop(std::chrono::milliseconds time) { wait_for_input(time, -1); }

@@ -10,6 +10,9 @@ void catch_stop_signals();
 
 bool stop_requested();
 
+// The same as a signal that stops the program.
+void request_stop();
+
 // Waits until the time is over or a stop signal comes, also when it came just before.
 void wait_for_stop(std::chrono::milliseconds time);
 

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "base/descriptors.h"
+#include "base/text.h"
 #include "base/whole_file.h"
 #include "profile/profile_file.h"
 #include "tools/plc_sim/console/console.h"
@@ -163,6 +164,10 @@ class Application {
       problem = web_.listen(options_.web->host, options_.web->port);
       if (!problem.empty()) return "cannot serve the page on " + endpoint_text(*options_.web) + with_advice(problem);
     }
+    const bool is_same = options_.report == options_.pcap || plc_base::is_one_of(options_.report, {options_.pcap});
+    if (!options_.pcap.empty() && is_same) {
+      return "cannot write " + options_.report + ": --report and --pcap name the same file. Try: name two files";
+    }
     if (!options_.pcap.empty()) {
       problem = pcap_.open(options_.pcap, server_.port(), options_.inputs());
       if (!problem.empty()) return output_problem(options_.pcap, problem);
@@ -187,7 +192,7 @@ class Application {
 
   static std::string output_problem(const std::string& path, const std::string& problem) {
     const std::string advice = plc_base::advice_on_output(problem);
-    return "cannot write " + path + ": " + problem + (advice.empty() ? "" : ". Try: " + advice);
+    return "cannot write " + plc_base::told_name(path) + ": " + problem + (advice.empty() ? "" : ". Try: " + advice);
   }
 
   // A report is written neither over what was read nor over the capture.

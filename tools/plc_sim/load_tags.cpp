@@ -79,6 +79,7 @@ std::string why_no_tag_file(const std::string& path, const plc_base::FileText& f
     return name + " is UTF-16, a tag file is UTF-8. Try: plc-host check " + path +
            " --fix NEW.csv, which writes it as UTF-8";
   }
+  if (plc_base::is_workbook(file.text)) return name + " is a spreadsheet's own file. Try: save it there as CSV";
   if (is_capture(file.text)) return name + " is a capture. Try: --replay " + path;
   return {};
 }

@@ -161,7 +161,7 @@ void add_options(CLI::App& app, Options& options, RawOptions& raw) {
       ->allow_extra_args(false);
   const auto take_order = [&options](const std::string& text) {
     if (text != "file" && text != "longest-first") {
-      throw CLI::ValidationError("--directory-order " + text + ": give longest-first or file");
+      throw CLI::ValidationError("--directory-order " + plc_base::told_name(text) + ": give longest-first or file");
     }
     options.directory_order = text == "file" ? DirectoryOrder::kFile : DirectoryOrder::kLongestFirst;
   };

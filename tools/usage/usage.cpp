@@ -277,7 +277,11 @@ class WordReader {
     if (!takes_value(*option)) return value ? name + " takes no value" : "";
     if (takes_one(*option) && ++times_[option] > 1) return name + " is given twice";
     if (!value && ++at_ == words_.size()) return name + " lacks its value";
-    if ((value ? *value : words_[at_]).empty()) return empty_problem(*option, name);
+    if ((value ? *value : words_[at_]).empty()) {
+      const std::string problem = empty_problem(*option, name);
+      // The parser would take the next word for the value.
+      return value && problem.empty() ? name + " lacks its value: nothing stands behind the =" : problem;
+    }
     if (value) return {};
     return takes_one(*option) ? value_problem(*option, name, words_[at_]) : "";
   }

@@ -101,12 +101,24 @@ TEST_F(NewTagsTest, WordsThatDoNotFit_AreRefused) {
   EXPECT_EQ(run({"tags", path("machine.csv"), "--scope", "MAIN"}).code, 2);
 }
 
+TEST_F(NewTagsTest, IdThatNoHostCanUse_IsRefusedWithTheRanges) {
+  for (const char* id : {"65536", "262143"}) {
+    const Outcome outcome = tags({"Speed", "INT", "--id", id});
+    EXPECT_EQ(outcome.code, 2);
+    EXPECT_EQ(outcome.err, "plc-host: --id " + std::string(id) +
+                               ": no host can use it; give 0 to 65535 for a plain variable, 262144 to 17039359 for an "
+                               "indexed one\n");
+  }
+  EXPECT_EQ(tags({"Speed", "INT", "--id", "65535"}).out, "Speed,INT,,,,,,65535,1,0,0,\n");
+}
+
 TEST_F(NewTagsTest, LineBehindAFile_HasItsNextNumber) {
   write_file("tags.csv", "Speed,INT,,,,,,0,1,0,0,\n");
   EXPECT_EQ(tags({"Lamp", "BOOL", "--after", path("tags.csv")}).out, "Lamp,BOOL,,,,,,1,1,0,0,\n");
   const Outcome twice = tags({"Speed", "BOOL", "--after", path("tags.csv")});
   EXPECT_EQ(twice.code, 2);
-  EXPECT_EQ(twice.err, "plc-host: the variable is declared already\nplc-host:     Leave one of them out.\n");
+  EXPECT_EQ(twice.err, "plc-host: the variable is declared already, in " + path("tags.csv") +
+                           ":1\nplc-host:     Leave one of them out.\n");
   write_file("open.csv", "Speed,INT,,,,,,0,1,0,0,");
   EXPECT_EQ(tags({"Lamp", "BOOL", "--after", path("open.csv")}).code, 4);
 }

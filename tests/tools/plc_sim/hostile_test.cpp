@@ -213,8 +213,8 @@ TEST(PlcSim, FilesInTheWay_AreNotWrittenOver) {
   }
   PlcSimProcess both({"--pcap", folder.file("both"), "--report", folder.file("both"), tags});
   EXPECT_EQ(both.finish(), 2);
-  EXPECT_EQ(both.errors(),
-            "plc-sim: cannot write " + folder.file("both") + ": it is a file that is read. Try: name another file\n");
+  EXPECT_EQ(both.errors(), "plc-sim: cannot write " + folder.file("both") +
+                               ": --report and --pcap name the same file. Try: name two files\n");
   PlcSimProcess replay({"--replay", folder.file("both"), "--pcap", folder.file("both")});
   EXPECT_EQ(replay.finish(), 2);
   EXPECT_EQ(folder.read("precious"), "precious");

@@ -140,7 +140,7 @@ TEST(Page, SecondLineOfACommand_IsRefusedAndNoneIsObeyed) {
   Served served;
   const Reply reply = served.command("set D 78\nset D 79");
   EXPECT_THAT(reply.head, StartsWith("HTTP/1.1 400 Bad Request\r\n"));
-  EXPECT_EQ(reply.body, "a request has one command: this one has more lines, and none was obeyed\n");
+  EXPECT_EQ(reply.body, "plc-sim: a request has one command: this one has more lines, and none was obeyed\n");
   EXPECT_EQ(served.sim.command("show D"), "D = 0\n");
   EXPECT_EQ(served.sim.finish(), 0);
 }
@@ -174,10 +174,10 @@ TEST(Page, CommandsThatAreNotThePages_AreRefused) {
   Served served;
   const Reply bare = served.command("set D 77", "");
   EXPECT_THAT(bare.head, StartsWith("HTTP/1.1 403 Forbidden\r\n"));
-  EXPECT_EQ(bare.body, "commands come from the page itself\n");
+  EXPECT_EQ(bare.body, "plc-sim: commands come from the page itself\n");
   const Reply quit = served.command("quit");
   EXPECT_THAT(quit.head, StartsWith("HTTP/1.1 403 Forbidden\r\n"));
-  EXPECT_EQ(quit.body, "only set and fault can be used here\n");
+  EXPECT_EQ(quit.body, "plc-sim: only set and fault can be used here\n");
   EXPECT_EQ(served.sim.command("show D"), "D = 0\n");
 }
 
@@ -186,12 +186,12 @@ TEST(Page, WrongMethodsAndPaths_AreRefused) {
   const Reply read_command = served.ask("GET /command");
   EXPECT_THAT(read_command.head, StartsWith("HTTP/1.1 405 Method Not Allowed\r\n"));
   EXPECT_THAT(read_command.head, HasSubstr("\r\nAllow: POST\r\n"));
-  EXPECT_EQ(read_command.body, "commands are posted\n");
+  EXPECT_EQ(read_command.body, "plc-sim: commands are posted\n");
   for (const char* path : {"/", "/page.css", "/page.js", "/state"}) {
     const Reply posted = served.ask(std::string("POST ") + path, "Content-Length: 0\r\n");
     EXPECT_THAT(posted.head, StartsWith("HTTP/1.1 405 Method Not Allowed\r\n")) << path;
     EXPECT_THAT(posted.head, HasSubstr("\r\nAllow: GET, HEAD\r\n")) << path;
-    EXPECT_EQ(posted.body, "this is read with GET\n") << path;
+    EXPECT_EQ(posted.body, "plc-sim: this is read with GET\n") << path;
     const Reply head = served.ask(std::string("HEAD ") + path);
     EXPECT_THAT(head.head, StartsWith("HTTP/1.1 200 OK\r\n")) << path;
     EXPECT_EQ(head.body, "") << path;
@@ -199,7 +199,7 @@ TEST(Page, WrongMethodsAndPaths_AreRefused) {
   for (const char* path : {"/etc/passwd", "/index.html", "/page.css/", "/command/", "/../page.js"}) {
     const Reply reply = served.ask(std::string("GET ") + path);
     EXPECT_THAT(reply.head, StartsWith("HTTP/1.1 404 Not Found\r\n")) << path;
-    EXPECT_EQ(reply.body, "there is nothing here\n") << path;
+    EXPECT_EQ(reply.body, "plc-sim: there is nothing here\n") << path;
   }
 }
 

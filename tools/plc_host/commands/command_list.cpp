@@ -122,7 +122,7 @@ std::vector<const Tag*> tags_of(const TagList& list, const TagFilePath& file, co
   std::vector<const Tag*> tags;
   if (is_pattern(word) && positions_of(list, word).empty()) {
     for (const size_t position : positions_fitting(list, word)) tags.push_back(&list.tags[position]);
-    if (tags.empty()) show_error(told_name(word) + ": " + why_none_fits(list, file.shown, word));
+    if (tags.empty()) show_error(plc_base::told_name(word) + ": " + why_none_fits(list, file.shown, word));
     return tags;
   }
   try {
@@ -130,7 +130,7 @@ std::vector<const Tag*> tags_of(const TagList& list, const TagFilePath& file, co
   } catch (const UnreachableError& error) {
     tags.push_back(&error.tag());
   } catch (const ReferenceError& error) {
-    show_error(told_name(word) + ": " + error.what());
+    show_error(plc_base::told_name(word) + ": " + error.what());
   }
   return tags;
 }
@@ -168,7 +168,7 @@ void write_tags(const HostOptions& options, const std::vector<const Tag*>& tags,
     for (const Tag* tag : tags) {
       if (!options.names_only) {
         write_json_line(file, tag_json(*tag));
-      } else if (tag->register_id) {
+      } else if (tag->register_id && tag->entry.name[0] != '\0') {
         std::fputs((plc_base::shown_line(tag->qualified_name) + "\n").c_str(), file);
       }
     }

@@ -34,6 +34,8 @@ using tag_check::NewTagLines;
 using tag_check::NewTagPlace;
 using tag_check::Severity;
 
+constexpr uint32_t kLargestPlainId = 65535;
+constexpr uint32_t kSmallestIndexedId = 262144;
 constexpr uint32_t kLargestId = 17039359;  // in the last block of indexed ids
 
 // An error that stays, and what is only odd in a file that is there but of no use in a new line.
@@ -203,6 +205,11 @@ void check_tags(const HostOptions& options) {
   if (wanted.list.empty() && options.listed.size() != 2) {
     throw HostError(kExitUsage, "--new takes a NAME and a TYPE, as in tags --new Motor.Speed DINT, or --from LIST");
   }
+  if (wanted.id > kLargestPlainId && wanted.id < kSmallestIndexedId) {
+    throw HostError(kExitUsage, "--id " + std::to_string(wanted.id) +
+                                    ": no host can use it; give 0 to 65535 for a plain variable, 262144 to 17039359 "
+                                    "for an indexed one");
+  }
   if (wanted.list.empty()) return refuse_program_in_name(options);
   const bool says_more = !wanted.ranges.empty() || !wanted.length.empty() || !wanted.scope.empty() ||
                          !wanted.device.empty() || wanted.program_number != "0" || wanted.id != 0;
@@ -222,7 +229,7 @@ int run_new_tags(const HostOptions& options, CommandOutput& output) {
     list = tag_check::read_tag_list(tag_file_text(wanted.list));
   }
   const std::string before = wanted.after.empty() ? std::string() : tag_file_text(wanted.after);
-  const NewTagPlace place = {before, wanted.after.empty() ? wanted.id : records_of(wanted.after, before)};
+  const NewTagPlace place = {before, wanted.after, wanted.after.empty() ? wanted.id : records_of(wanted.after, before)};
   const NewTagLines made = tag_check::make_tag_lines(list.tags, place);
   if (!tell(in_order(list.findings, made.findings), wanted.list)) {
     if (wanted.list.empty()) return kExitUsage;

@@ -209,10 +209,11 @@ void check_rules(const HostOptions& options) {
     const bool is_like_code = word.size() == std::strlen(rules.front().code) && (word[0] == 'T' || word[0] == 't') &&
                               word.find_first_not_of("0123456789", 1) == std::string::npos;
     if (is_like_code) {
-      throw HostError(kExitUsage, "no rule is called " + word + ": they are called as T042; check --rules lists them");
+      throw HostError(kExitUsage, "no rule is called " + plc_base::told_name(word) +
+                                      ": they are called as T042; check --rules lists them");
     }
     throw HostError(kExitUsage,
-                    "--rules lists the rules and checks no file: leave " + plc_base::shown_line(word) + " away");
+                    "--rules lists the rules and checks no file: leave " + plc_base::told_name(word) + " away");
   }
 }
 

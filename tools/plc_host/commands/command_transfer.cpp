@@ -146,6 +146,18 @@ void demand_value(const TagReference& reference, std::string_view value) {
   throw ReferenceError("no value stands behind the =");
 }
 
+// The name of a variable may have a = of its own: the tag file decides where it ends.
+void split_known(const TagList& tags, std::string_view text, std::string_view& name, std::string_view& value) {
+  split_assignment(text, name, value);
+  if (!positions_of(tags, name).empty()) return;
+  for (size_t at = text.find('=', name.size() + 1); at != std::string_view::npos; at = text.find('=', at + 1)) {
+    if (positions_of(tags, text.substr(0, at)).empty()) continue;
+    name = text.substr(0, at);
+    value = text.substr(at + 1);
+    return;
+  }
+}
+
 // The rows of a command of which nothing is written.
 [[noreturn]] void refuse_writes(Host& host, const HostOptions& options, std::vector<TagResult>& results) {
   for (TagResult& result : results) {
@@ -169,7 +181,7 @@ std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options
     try {
       std::string_view name;
       std::string_view value;
-      split_assignment(assignment, name, value);
+      split_known(host.tags(), assignment, name, value);
       failure.name = name;
       refuse_pattern(host.tags(), name);
       const TagReference reference = find_variable(host.tags(), host.tag_file(), name);
@@ -254,7 +266,7 @@ int run_write(const HostOptions& options, CommandOutput& output) {
     is_different = is_different || results[i].reading.quality() == Quality::kDifferent;
     host.show_simulator_lines();
     writer.add_written(results[i], confirmation);
-    done.append(done.empty() ? "" : ", ").append(told_name(results[i].name)).append(" ");
+    done.append(done.empty() ? "" : ", ").append(plc_base::told_name(results[i].name)).append(" ");
     done.append(write_word(results[i], confirmation));
   }
   if (output.result_file().has_failed()) show_message("the controller was written to all the same: " + done);

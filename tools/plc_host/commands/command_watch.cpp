@@ -42,7 +42,7 @@ std::vector<TagReference> watched_references(const HostOptions& options, const H
       references.push_back(entry.reference);
       continue;
     }
-    const std::string reason = told_name(entry.name) + ": " + entry.reading.failure().reason;
+    const std::string reason = plc_base::told_name(entry.name) + ": " + entry.reading.failure().reason;
     const bool is_asked_for = std::find(options.names.begin(), options.names.end(), entry.name) != options.names.end();
     if (is_asked_for) throw HostError(kExitTagFailed, reason);
     show_message(reason + "; not watched");
@@ -60,7 +60,7 @@ size_t charted_row(const std::vector<TagReference>& references, const Host& host
   try {
     charted = find_variable(host.tags(), host.tag_file(), name);
   } catch (const ReferenceError& error) {
-    throw HostError(kExitTagFailed, told_name(name) + ": " + error.what());
+    throw HostError(kExitTagFailed, plc_base::told_name(name) + ": " + error.what());
   }
   const ValueKind kind = value_kind(charted.tag->entry);
   if (!charted.extents.empty() || kind == ValueKind::kText || kind == ValueKind::kRaw) {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "base/near_names.h"
+#include "base/text.h"
 #include "tools/plc_host/exit_codes.h"
 
 namespace plc_host {
@@ -23,7 +24,8 @@ void take_form(const std::string& word, HostOptions& options) {
     options.csv = true;
   } else {
     const std::string meant = plc_base::did_you_mean(word, {"text", "json", "csv"});
-    throw CLI::ValidationError("--format " + word + ": give " + kFormWords + (meant.empty() ? "" : ", " + meant));
+    throw CLI::ValidationError("--format " + plc_base::told_name(word) + ": give " + kFormWords +
+                               (meant.empty() ? "" : ", " + meant));
   }
 }
 

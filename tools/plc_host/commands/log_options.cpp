@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/text.h"
 #include "tools/usage/usage.h"
 
 namespace plc_host {
@@ -37,7 +38,13 @@ void take_rotation(const std::string& text, LogOptions& log) {
     const std::string word = text.substr(from, end - from);
     const std::optional<uint64_t> bytes = bytes_of(word);
     if (word != "daily" && !bytes) {
-      throw CLI::ValidationError("--rotate " + text + ": give a size from 1kB to 1000GB, daily, or both as 10MB,daily");
+      throw CLI::ValidationError("--rotate " + plc_base::told_name(text) +
+                                 ": give a size from 1kB to 1000GB, daily, or both as 10MB,daily");
+    }
+    const bool is_second = bytes ? log.most_bytes > 0 : log.daily;
+    if (is_second) {
+      throw CLI::ValidationError("--rotate " + text + (bytes ? " has two sizes" : " has daily twice") +
+                                 ": leave one out");
     }
     if (bytes) log.most_bytes = *bytes;
     log.daily = log.daily || word == "daily";
@@ -49,7 +56,8 @@ void take_deadband(const std::string& text, LogOptions& log) {
   char* end = nullptr;
   const double number = std::strtod(text.c_str(), &end);
   const bool is_number = !text.empty() && *end == '\0' && std::isfinite(number) && number >= 0;
-  if (!is_number) throw CLI::ValidationError("--deadband " + text + ": give a number of 0 or more");
+  if (!is_number)
+    throw CLI::ValidationError("--deadband " + plc_base::told_name(text) + ": give a number of 0 or more");
   log.deadband = number;
 }
 

@@ -8,6 +8,7 @@
 
 #include "base/json_text.h"
 #include "base/shown_text.h"
+#include "base/text.h"
 #include "client/driver/failure.h"
 #include "client/values/time_text.h"
 #include "client/values/utf8_text.h"
@@ -152,7 +153,7 @@ bool ResultWriter::add_line(const TagResult& result, const std::string& state) {
 void ResultWriter::tell_failure(const TagResult& result) {
   const Failure& failure = result.reading.failure();
   const bool is_new = !failure.advice.empty() && told_advice_.insert(failure.advice).second;
-  show_error(told_name(result.name) + ": " + failure.reason + (is_new ? ". Try: " + failure.advice : ""));
+  show_error(plc_base::told_name(result.name) + ": " + failure.reason + (is_new ? ". Try: " + failure.advice : ""));
 }
 
 // A row for each element. What has no value has one row.

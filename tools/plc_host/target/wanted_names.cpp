@@ -12,10 +12,10 @@
 #include "base/files.h"
 #include "base/near_names.h"
 #include "base/text.h"
+#include "base/utf8.h"
 #include "client/driver/failure.h"
 #include "client/tags/name_pattern.h"
 #include "client/tags/tag_reference.h"
-#include "tag_check/form/csv_line.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/target/tag_files.h"
 
@@ -159,8 +159,8 @@ std::vector<std::string> names_in(const std::string& file, bool are_assignments)
     std::string_view line = rest.substr(0, end);
     rest.remove_prefix(std::min(end + 1, rest.size()));
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    if (tag_check::without_blanks(line).empty()) continue;
-    names.emplace_back(are_assignments ? line : tag_check::without_blanks(line));
+    if (plc_base::without_blanks(line).empty()) continue;
+    names.emplace_back(are_assignments ? line : plc_base::without_blanks(line));
   }
   if (names.empty()) refuse(file, "it has no names");
   if (!are_assignments && std::all_of(names.begin(), names.end(), is_tag_line)) {

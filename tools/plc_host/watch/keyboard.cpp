@@ -17,6 +17,7 @@ struct Held {
   struct termios before {};
   struct sigaction stop_before {};
   struct sigaction go_on_before {};
+  struct sigaction quit_before {};
 };
 Held held;
 volatile sig_atomic_t is_given_back = 0;
@@ -53,21 +54,42 @@ void stop_here() {
 }
 
 // Calls alone that a handler may make.
-void give_back(int) {
+void give_terminal() {
   constexpr char kShowCursor[] = "\033[?25h";
-  const int saved = errno;
   if (tcgetpgrp(held.screen) == getpgrp()) {
     const ssize_t written = write(held.screen, kShowCursor, sizeof kShowCursor - 1);
     static_cast<void>(written);
   }
   if (held.keys >= 0 && tcgetpgrp(held.keys) == getpgrp()) tcsetattr(held.keys, TCSANOW, &held.before);
+}
+
+void give_back(int) {
+  const int saved = errno;
+  give_terminal();
   is_given_back = 1;
   stop_here();
   errno = saved;
 }
 
+// The signal comes again when the handler is through, and then ends the program as usual.
+void quit(int number) {
+  give_terminal();
+  raise(number);
+}
+
 // Whoever had the terminal meanwhile has left it as he liked.
 void note_going_on(int) { is_given_back = 1; }
+
+// Ctrl-\ ends a program at once; where it is ignored, it stays so.
+void catch_quit() {
+  sigaction(SIGQUIT, nullptr, &held.quit_before);
+  if (held.quit_before.sa_handler == SIG_IGN) return;
+  struct sigaction action {};
+  sigemptyset(&action.sa_mask);
+  action.sa_handler = quit;
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  sigaction(SIGQUIT, &action, nullptr);
+}
 
 // Where nobody could let the program go on, Ctrl-Z is ignored, and stays so.
 void catch_suspension() {
@@ -91,11 +113,13 @@ Keyboard::Keyboard(int screen) : screen_(screen) {
   held.screen = screen_;
   take_keys();
   catch_suspension();
+  catch_quit();
 }
 
 Keyboard::~Keyboard() {
   sigaction(SIGTSTP, &held.stop_before, nullptr);
   sigaction(SIGCONT, &held.go_on_before, nullptr);
+  sigaction(SIGQUIT, &held.quit_before, nullptr);
   if (descriptor_ >= 0 && has_terminal() && is_given_back == 0) tcsetattr(descriptor_, TCSADRAIN, &held.before);
   held.keys = -1;
   const sigset_t set = own_signals();

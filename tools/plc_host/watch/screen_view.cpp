@@ -29,7 +29,8 @@ std::string lower(std::string text) {
 // "2026-11-21T20:53:00.237Z  good  12"
 std::string history_line(const WatchRow& row) {
   const Reading& reading = row.latest.reading;
-  const std::string time = reading.is_taken() ? utc_time_text(reading.time()) : std::string(24, ' ');
+  // What was not tried has the time at which that was seen.
+  const std::string time = utc_time_text(reading.is_taken() ? reading.time() : std::chrono::system_clock::now());
   const std::string text = row.latest.ok() ? row.last_text : reading.failure().reason;
   return time + "  " + quality_word(reading.quality()) + "  " + fit_columns(plc_base::shown_line(text), kMostText);
 }
@@ -130,6 +131,8 @@ void ScreenView::take_command(char byte) {
     is_typing_ = true;
     filter_.clear();
     choose_rows();
+  } else if (byte == 'q') {
+    is_left_ = true;
   } else if (byte == 'j' || byte == 'k') {
     move(byte == 'j' ? 1 : -1);
   }
@@ -139,7 +142,8 @@ std::string ScreenView::place_text(size_t first, size_t shown) const {
   std::string text = shown == 0 ? "no row" : std::to_string(first + 1) + "-" + std::to_string(first + shown);
   text += " of " + std::to_string(rows_.size());
   if (is_typing_ || !filter_.empty()) text += ", filter /" + plc_base::shown_line(filter_) + (is_typing_ ? "_" : "");
-  return text + (is_typing_ ? "; Return ends its text, Escape the filter" : "; arrows, / filters, Return: history");
+  return text +
+         (is_typing_ ? "; Return ends its text, Escape the filter" : "; arrows, / filters, Return: history, q ends");
 }
 
 std::vector<std::string> ScreenView::draw_history(const WatchState& state, size_t columns, size_t height) const {

@@ -22,6 +22,9 @@ class ScreenView {
   // ends its text, Escape ends the filter; Return shows the history of the marked row, and again the table.
   void take_keys(std::string_view bytes);
 
+  // Whether q was pressed, to end.
+  bool is_left() const { return is_left_; }
+
   // Lines of at most columns, at most height of them, which is at least 4.
   std::vector<std::string> draw(const WatchState& state, WatchTime now, size_t columns, size_t height);
 
@@ -42,6 +45,7 @@ class ScreenView {
   std::string pending_;  // the beginning of a key's bytes
   bool is_typing_ = false;
   bool is_history_ = false;
+  bool is_left_ = false;
   size_t marked_ = 0;  // of rows_
   size_t first_ = 0;   // of rows_, on the screen
   size_t page_ = 1;

@@ -16,9 +16,11 @@
 #include "client/values/time_text.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
+#include "tools/plc_host/colors.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/results/result_json.h"
 #include "tools/plc_host/results/result_writer.h"
+#include "tools/plc_host/stop_signal.h"
 #include "tools/plc_host/watch/keyboard.h"
 #include "tools/plc_host/watch/screen_view.h"
 #include "tools/plc_host/watch/watch_screen.h"
@@ -198,6 +200,7 @@ class ScreenOutput : public WatchOutput {
     const std::string keys = keyboard_.read_keys();
     if (keys.empty()) return;
     view_->take_keys(keys);
+    if (view_->is_left()) return request_stop();
     draw(state);
   }
   void show_line(const std::string& line) override {
@@ -240,7 +243,7 @@ std::unique_ptr<WatchOutput> make_watch_output(const ResultFile& file, const Res
   if (form.form == Form::kJson) return std::make_unique<JsonOutput>(file.stream(), form.wide);
   if (form.form == Form::kCsv) return std::make_unique<CsvOutput>(file.stream());
   if (form.form == Form::kRaw) return std::make_unique<RawOutput>(file.stream());
-  if (isatty(file.descriptor()) == 1) return std::make_unique<ScreenOutput>(file, chart);
+  if (isatty(file.descriptor()) == 1 && !is_dumb_terminal()) return std::make_unique<ScreenOutput>(file, chart);
   return std::make_unique<LineOutput>(file.stream(), chart);
 }
 

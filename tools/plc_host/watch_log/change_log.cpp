@@ -1,6 +1,7 @@
 // Compares values with their last rows and forms the next ones.
 #include "tools/plc_host/watch_log/change_log.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <set>
@@ -88,10 +89,22 @@ void ChangeLog::begin(const std::string& about, WallTime now) {
 void ChangeLog::end(WallTime now) { write_row(event_row("ended", "", now)); }
 
 void ChangeLog::take_round(const WatchState& state, const RoundOutcome& outcome, WallTime now) {
-  if (gap_.rows == 0 || close_gap(now)) forget_after_gap();
-  if (outcome.contact) collected_.push_back(contact_row(outcome, now));
+  const WallTime start = start_of(state, now);
+  if (gap_.rows == 0 || close_gap(start)) forget_after_gap();
   for (size_t i = 0; i < logged_.size(); ++i) collect_variable(state.rows()[i].latest, i, now);
+  std::stable_sort(collected_.begin(), collected_.end(), [](const Row& a, const Row& b) { return a.time < b.time; });
+  if (outcome.contact) collected_.insert(collected_.begin(), contact_row(outcome, start));
   write_collected();
+}
+
+// What is said before the values of a round has the time of the first of them: rows are in the order of their times.
+WallTime ChangeLog::start_of(const WatchState& state, WallTime now) const {
+  WallTime start = now;
+  for (const WatchRow& row : state.rows()) {
+    const Reading& reading = row.latest.reading;
+    if (reading.is_taken() && reading.time() >= last_time_) start = std::min(start, reading.time());
+  }
+  return start;
 }
 
 void ChangeLog::write_collected() {
@@ -175,6 +188,7 @@ void ChangeLog::write_row(const Row& row) {
   if (gap_.rows > 0 && !close_gap(row.time)) return note_dropped(row.time, gap_.reason);
   const std::string problem = file_.append(row.text, row.time);
   if (!problem.empty()) return note_dropped(row.time, problem);
+  last_time_ = row.time;
   ++written_;
 }
 

@@ -62,6 +62,7 @@ class ChangeLog {
     std::string reason;
   };
 
+  WallTime start_of(const WatchState& state, WallTime now) const;
   static Row contact_row(const RoundOutcome& outcome, WallTime now);
   void collect_variable(const TagResult& result, size_t variable, WallTime now);
   void collect_value(const TagResult& result, size_t variable, bool is_new);
@@ -86,6 +87,7 @@ class ChangeLog {
   std::vector<Logged> logged_;
   Gap gap_;
   bool is_behind_gap_ = false;  // rows are missing, and the values have not been logged anew
+  WallTime last_time_{};        // of the last row that was written
   uint64_t written_ = 0;
   uint64_t dropped_ = 0;
 };

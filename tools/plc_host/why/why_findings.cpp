@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/near_names.h"
+#include "base/text.h"
 #include "client/driver/driver_lines.h"
 #include "client/plan/number_read.h"
 #include "client/tags/element_offset.h"
@@ -189,7 +190,7 @@ void find_name_faults(const std::string& name, const std::string& reason, WhyRep
   } else if (!near.empty()) {
     advice = "Did you mean " + plc_base::joined_with_or(near) + "? Letter case counts.";
   }
-  report.fault(told_name(name) + ": " + reason, advice);
+  report.fault(plc_base::told_name(name) + ": " + reason, advice);
 }
 
 void find_number_faults(uint32_t register_id, WhyReport& report) {

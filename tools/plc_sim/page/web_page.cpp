@@ -49,11 +49,13 @@ WebAnswer wrong_method(const std::string& text, const std::string& allowed) {
 
 WebAnswer WebPage::answer(const WebRequest& request) const {
   if (request.path == "/command") {
-    return request.method == "POST" ? command(request) : wrong_method("commands are posted\n", "POST");
+    return request.method == "POST" ? command(request) : wrong_method("plc-sim: commands are posted\n", "POST");
   }
   const PageFile* file = file_at(request.path);
-  if (file == nullptr && request.path != "/state") return plain_answer(kHttpNotFound, "there is nothing here\n");
-  if (request.method != "GET" && request.method != "HEAD") return wrong_method("this is read with GET\n", "GET, HEAD");
+  if (file == nullptr && request.path != "/state")
+    return plain_answer(kHttpNotFound, "plc-sim: there is nothing here\n");
+  if (request.method != "GET" && request.method != "HEAD")
+    return wrong_method("plc-sim: this is read with GET\n", "GET, HEAD");
   WebAnswer answer;
   answer.type = file != nullptr ? file->type : "application/json";
   answer.body = file != nullptr ? std::string(file->content) : state(request.query);
@@ -61,15 +63,16 @@ WebAnswer WebPage::answer(const WebRequest& request) const {
 }
 
 WebAnswer WebPage::command(const WebRequest& request) const {
-  if (!request.has_own_header) return plain_answer(kHttpForbidden, "commands come from the page itself\n");
+  if (!request.has_own_header) return plain_answer(kHttpForbidden, "plc-sim: commands come from the page itself\n");
   const size_t line_end = std::min(request.body.find('\n'), request.body.size());
   if (request.body.find_first_not_of("\r\n", line_end) != std::string::npos) {
-    return plain_answer(kHttpBadRequest, "a request has one command: this one has more lines, and none was obeyed\n");
+    return plain_answer(kHttpBadRequest,
+                        "plc-sim: a request has one command: this one has more lines, and none was obeyed\n");
   }
   const std::string line = request.body.substr(0, line_end);
   const bool is_allowed = line.rfind("set ", 0) == 0 || line.rfind("fault ", 0) == 0;
   return is_allowed ? plain_answer(200, run_command_(line))
-                    : plain_answer(kHttpForbidden, "only set and fault can be used here\n");
+                    : plain_answer(kHttpForbidden, "plc-sim: only set and fault can be used here\n");
 }
 
 std::string WebPage::state(const std::string& part) const {

@@ -26,6 +26,43 @@ TEST_F(ProgramTest, KeysInATerminal_ScrollFilterAndLookBack) {
   EXPECT_EQ(terminal.wait(), 0);
 }
 
+TEST_F(ProgramTest, LetterQInATerminal_EndsWatch) {
+  Terminal terminal(host_words({"watch", "Speed", "--interval", "3600000", "--sim", path("machine.csv"), "--simulator",
+                                PLC_HOST_SIMULATOR, "--color", "never"}));
+  ASSERT_TRUE(terminal.shows("q ends")) << terminal.shown();
+  terminal.press("q");
+  EXPECT_TRUE(terminal.shows("1 call, 0 failures")) << terminal.shown();
+  EXPECT_EQ(terminal.wait(), 0);
+}
+
+TEST_F(ProgramTest, QuitInATerminal_ShowsTheCursorAgain) {
+  std::vector<std::string> words = {"/bin/sh", "-c", "ulimit -c 0; \"$@\"; stty -a; echo the shell again", "sh"};
+  for (const std::string& word : host_words({"watch", "Speed", "--interval", "3600000", "--sim", path("machine.csv"),
+                                             "--simulator", PLC_HOST_SIMULATOR, "--color", "never"})) {
+    words.push_back(word);
+  }
+  words[2].insert(0, "trap : QUIT; ");
+  Terminal terminal(words);
+  ASSERT_TRUE(terminal.shows("q ends")) << terminal.shown();
+  terminal.press("\x1c");
+  EXPECT_TRUE(terminal.shows("\033[?25h")) << terminal.shown();
+  EXPECT_TRUE(terminal.shows("isig icanon ")) << terminal.shown();
+  EXPECT_TRUE(terminal.shows("the shell again")) << terminal.shown();
+  EXPECT_EQ(terminal.wait(), 0);
+}
+
+TEST_F(ProgramTest, TerminalThatOnlyTypesOn_GetsLines) {
+  std::vector<std::string> words = {"/usr/bin/env", "TERM=dumb"};
+  for (const std::string& word : host_words(
+           {"watch", "Speed", "--rounds", "1", "--sim", path("machine.csv"), "--simulator", PLC_HOST_SIMULATOR})) {
+    words.push_back(word);
+  }
+  Terminal terminal(words);
+  EXPECT_TRUE(terminal.shows(" good Speed = 0")) << terminal.shown();
+  EXPECT_EQ(terminal.shown().find('\033'), std::string::npos) << terminal.shown();
+  EXPECT_EQ(terminal.wait(), 0);
+}
+
 // A shell with jobs of its own: who has none to go back to is not stopped.
 TEST_F(ProgramTest, CtrlZInATerminal_GivesItBackUntilTheProgramGoesOn) {
   std::vector<std::string> words = {"/bin/sh", "-m", "-c",

@@ -80,7 +80,7 @@ TEST_F(ScreenViewTest, Table_FitsATerminalAndSaysWhichRowsAreSeen) {
   EXPECT_EQ(lines[0], "  NAME      TYPE    AGE     STATE  VALUE");
   EXPECT_EQ(lines[1], "> Motor0    INT     60 s    good   7");
   EXPECT_EQ(lines[2], "  Motor1    INT     60 s    good   7");
-  EXPECT_EQ(lines[21], "1-20 of 500; arrows, / filters, Return: history");
+  EXPECT_EQ(lines[21], "1-20 of 500; arrows, / filters, Return: history, q ends");
 }
 
 TEST_F(ScreenViewTest, Keys_ScrollAndStopAtTheEnds) {
@@ -115,7 +115,7 @@ TEST_F(ScreenViewTest, Filter_ShowsRowsWithItsText) {
       "x\x7f"
       "8\r");
   EXPECT_EQ(names(), Lines{"> Motor498"});
-  EXPECT_EQ(place(), "1-1 of 1, filter /oToR498; arrows, / filters, Return: history");
+  EXPECT_EQ(place(), "1-1 of 1, filter /oToR498; arrows, / filters, Return: history, q ends");
   view_->take_keys("\x1b");
   EXPECT_EQ(place().substr(0, 11), "1-20 of 500");
   view_->take_keys("/nothing");

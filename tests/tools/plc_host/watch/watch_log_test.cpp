@@ -53,6 +53,28 @@ TEST_F(WatchLogTest, LossAndReturn_HaveRowsAndNoValueBetween) {
                           "T00:00:04.000Z,Speed,1,good,", "T00:00:04.000Z,Ready,false,good,"}));
 }
 
+TEST_F(WatchLogTest, RowsOfARound_AreInTheOrderOfTheirTimes) {
+  watch({make_entry("Speed", kInt), make_entry("Ready", kBool)});
+  open_log();
+  const auto later = [this](TagResult result, int ms) {
+    result.reading = {*result.reading.value(), Quality::kGood, now_ + std::chrono::milliseconds(ms)};
+    return result;
+  };
+  const auto round_of_ms = [this](const std::vector<TagResult>& results) {
+    const WatchTime steady(now_.time_since_epoch());
+    log_->take_round(*state_, state_->take_round(results, steady, steady), now_ + std::chrono::milliseconds(20));
+    now_ += std::chrono::seconds(1);
+  };
+  round_of_ms({later(value(0, {1}), 4), later(value(1, {1}), 2)});
+  round_of_ms({unread(references_[0]), failure(1, Quality::kLost)});
+  round_of_ms({later(value(0, {1}), 3), later(value(1, {1}), 5)});
+  EXPECT_EQ(rows(),
+            (Rows{"T00:00:00.000Z,,,started,a test", "T00:00:00.002Z,Ready,true,good,", "T00:00:00.004Z,Speed,1,good,",
+                  "T00:00:01.000Z,,,lost,Ready: no luck", "T00:00:01.000Z,Ready,,lost,no luck",
+                  "T00:00:01.020Z,Speed,,not-read,not read", "T00:00:02.003Z,,,back,after 1.0 s",
+                  "T00:00:02.003Z,Speed,1,good,", "T00:00:02.005Z,Ready,true,good,"}));
+}
+
 TEST_F(WatchLogTest, FileThatIsEmptied_BeginsWithItsHeadingAndTheValues) {
   watch({make_entry("Speed", kInt), make_entry("Ready", kBool)});
   open_log();
