@@ -14,6 +14,7 @@ For each profile:
 """
 import argparse
 import json
+import math
 import os
 import pathlib
 import subprocess
@@ -24,9 +25,10 @@ from concurrent.futures import ThreadPoolExecutor
 
 PROFILES = pathlib.Path(__file__).resolve().parent / "profiles"
 RUN_LIMIT_S = 300
-# A time that is learnt is never shorter than the one that is imitated, in whole milliseconds; how much longer it may be
+# plc-sim rounds a time down to whole milliseconds, and its timer is up to one of them early; how much longer it may be
 # is up to what else this machine does meanwhile.
 LONGER_PART, LONGER_MS = 1.5, 100.0
+EARLY_MS = 1
 EACH_MS, LONGER_EACH_MS = 0.5, 3.0
 GAP_PART = 0.5
 # A busy machine takes two pieces for one, and hears of an end before the request.
@@ -93,7 +95,7 @@ def is_near(wanted, found, key):
     if "each" in key:
         return wanted - EACH_MS <= found <= wanted * LONGER_PART + LONGER_EACH_MS
     # A piece that is received late is followed the sooner by the next one.
-    least = wanted * GAP_PART if "gap" in key else wanted - 1
+    least = wanted * GAP_PART if "gap" in key else math.floor(wanted) - EARLY_MS
     return least <= found <= wanted * LONGER_PART + LONGER_MS
 
 
