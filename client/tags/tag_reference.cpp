@@ -137,6 +137,19 @@ std::vector<Subscripts> chosen_elements(const TagReference& reference) {
   }
 }
 
+TagReference last_element(const Tag& tag) {
+  TagReference reference = whole_tag(tag);
+  if (reference.chosen.empty()) return reference;
+  Subscripts last;
+  for (SubscriptRange& range : reference.chosen) {
+    range.low = range.high;
+    last.push_back(range.high);
+  }
+  reference.extents.clear();
+  reference.text += subscript_text(last);
+  return reference;
+}
+
 void split_assignment(std::string_view text, std::string_view& name, std::string_view& value) {
   int depth = 0;
   for (size_t at = 0; at < text.size(); ++at) {

@@ -61,6 +61,9 @@ TagReference find_reference(const TagList& list, std::string_view text);
 // The reference to a whole variable. Throws ReferenceError when no request can ask for it.
 TagReference whole_tag(const Tag& tag);
 
+// The last element of an array: who has it has those before it. Else the variable.
+TagReference last_element(const Tag& tag);
+
 // The chosen elements, the last subscript fastest; one without subscripts when the variable is no array.
 std::vector<Subscripts> chosen_elements(const TagReference& reference);
 

@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <pcap/pcap.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -40,8 +39,9 @@ std::string PcapWriter::open(const std::string& path, uint16_t server_port, cons
   plc_base::OpenedFile opened = plc_base::open_growing_file(path, inputs);
   if (!opened.problem.empty()) return opened.problem;
   std::FILE* file = fdopen(opened.descriptor, "wb");
-  descriptor_ = fcntl(opened.descriptor, F_DUPFD_CLOEXEC, 0);
-  if (file == nullptr || descriptor_ < 0) {
+  // Of the file too, for what comes after its end.
+  set_descriptor(fcntl(opened.descriptor, F_DUPFD_CLOEXEC, 0));
+  if (file == nullptr || descriptor() < 0) {
     const int error = errno;
     file != nullptr ? std::fclose(file) : ::close(opened.descriptor);
     close_descriptor();
@@ -50,7 +50,7 @@ std::string PcapWriter::open(const std::string& path, uint16_t server_port, cons
   // A packet that leaves with one call is there whole or not at all, whenever the process ends.
   buffer_.resize(kBufferBytes);
   std::setvbuf(file, buffer_.data(), _IOFBF, buffer_.size());
-  maker_.set_ends({server_port});
+  maker().set_ends({server_port});
   format_.reset(pcap_open_dead(DLT_EN10MB, kSnapLength));
   file_.reset(pcap_dump_fopen(format_.get(), file));  // takes the file, and closes it when that fails
   if (file_ == nullptr || pcap_dump_flush(file_.get()) != 0) {
@@ -59,13 +59,8 @@ std::string PcapWriter::open(const std::string& path, uint16_t server_port, cons
     cut_to_whole_packets();
     return std::strerror(error);
   }
-  whole_bytes_ = kFileHeadBytes;
+  add_whole_bytes(kFileHeadBytes);
   return {};
-}
-
-void PcapWriter::close_descriptor() {
-  if (descriptor_ >= 0) ::close(descriptor_);
-  descriptor_ = -1;
 }
 
 // A file system may tell only when a descriptor is closed that the disk is full. libpcap does not ask, so that a copy
@@ -77,23 +72,12 @@ std::string PcapWriter::close() {
   }
   file_.reset();
   close_descriptor();
-  return problem_;
-}
-
-// What was written of a packet that did not fit is taken away. Pipes and devices keep it.
-bool PcapWriter::cut_to_whole_packets() {
-  struct stat status {};
-  const bool is_file = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
-  const bool is_whole = !is_file || ftruncate(descriptor_, static_cast<off_t>(whole_bytes_)) == 0;
-  close_descriptor();
-  return is_whole;
+  return problem();
 }
 
 void PcapWriter::fail(int error) {
-  problem_ = std::strerror(error);
   file_.reset();
-  if (!cut_to_whole_packets()) problem_ += "; its last packet is cut off";
-  if (tell_) tell_(problem_);
+  end_after(error);
 }
 
 void PcapWriter::write(const Bytes& frame) {
@@ -109,20 +93,8 @@ void PcapWriter::write(const Bytes& frame) {
   if (pcap_dump_flush(file_.get()) != 0 || std::ferror(pcap_dump_file(file_.get())) != 0) {
     fail(errno);
   } else {
-    whole_bytes_ += static_cast<int64_t>(kPacketHeadBytes + frame.size());
+    add_whole_bytes(kPacketHeadBytes + frame.size());
   }
 }
-
-void PcapWriter::opened(unsigned connection, uint16_t peer_port) { maker_.opened(connection, peer_port); }
-
-void PcapWriter::received(unsigned connection, const Bytes& bytes) { maker_.data(connection, true, bytes); }
-
-void PcapWriter::sent(unsigned connection, const Bytes& bytes) { maker_.data(connection, false, bytes); }
-
-void PcapWriter::finished(unsigned connection, bool from_host) { maker_.finished(connection, from_host); }
-
-void PcapWriter::reset(unsigned connection, bool from_host) { maker_.reset(connection, from_host); }
-
-void PcapWriter::closed(unsigned connection) { maker_.closed(connection); }
 
 }  // namespace plc_sim

@@ -1,13 +1,11 @@
 // libpcap writes pcap files alone, which have neither comments nor a word on their origin: blocks are written here.
 #include "wire/captures/pcapng_writer.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <string_view>
 
 #include "base/shown_text.h"
@@ -68,8 +66,8 @@ PcapngWriter::~PcapngWriter() { close(); }
 std::string PcapngWriter::open(const std::string& path, const Origin& origin, const std::vector<std::string>& inputs) {
   const plc_base::OpenedFile opened = plc_base::open_growing_file(path, inputs);
   if (!opened.problem.empty()) return opened.problem;
-  descriptor_ = opened.descriptor;
-  maker_.set_ends(origin.ends);
+  set_descriptor(opened.descriptor);
+  maker().set_ends(origin.ends);
   Bytes section;
   append_u32(section, kByteOrderMagic);
   append_u16(section, 1);  // the format's version
@@ -89,39 +87,23 @@ std::string PcapngWriter::open(const std::string& path, const Origin& origin, co
   append_option(interface, kTimeResolution, std::string_view(reinterpret_cast<const char*>(&kNanoseconds), 1));
   append_option(interface, kEndOfOptions, {});
   write_block(kInterface, interface);
-  return problem_;
+  return problem();
 }
 
 // A file system may tell only when a descriptor is closed that the disk is full: a copy is closed before.
 std::string PcapngWriter::close() {
   write_last();
-  if (descriptor_ >= 0) {
-    const int copy = dup(descriptor_);
-    if (copy < 0 || ::close(copy) != 0) fail(errno);
+  if (descriptor() >= 0) {
+    const int copy = dup(descriptor());
+    if (copy < 0 || ::close(copy) != 0) end_after(errno);
   }
-  if (descriptor_ >= 0) ::close(descriptor_);
-  descriptor_ = -1;
-  return problem_;
-}
-
-// What was written of a block that did not fit is taken away. Pipes and devices keep it.
-bool PcapngWriter::cut_to_whole_blocks() {
-  struct stat status {};
-  const bool is_file = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
-  return !is_file || ftruncate(descriptor_, static_cast<off_t>(whole_bytes_)) == 0;
-}
-
-void PcapngWriter::fail(int error) {
-  problem_ = std::strerror(error);
-  if (!cut_to_whole_blocks()) problem_ += "; its last packet is cut off";
-  ::close(descriptor_);
-  descriptor_ = -1;
-  if (tell_) tell_(problem_);
+  close_descriptor();
+  return problem();
 }
 
 // A block that leaves with one call is there whole or not at all, whenever the process ends.
 void PcapngWriter::write_block(uint32_t type, const Bytes& body) {
-  if (descriptor_ < 0) return;
+  if (descriptor() < 0) return;
   const uint32_t size = static_cast<uint32_t>(kBlockFrameBytes + body.size());
   Bytes block;
   append_u32(block, type);
@@ -129,12 +111,12 @@ void PcapngWriter::write_block(uint32_t type, const Bytes& body) {
   block.insert(block.end(), body.begin(), body.end());
   append_u32(block, size);
   for (size_t at = 0; at < block.size();) {
-    const ssize_t written = ::write(descriptor_, block.data() + at, block.size() - at);
+    const ssize_t written = ::write(descriptor(), block.data() + at, block.size() - at);
     if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return fail(written == 0 ? EIO : errno);
+    if (written <= 0) return end_after(written == 0 ? EIO : errno);
     at += static_cast<size_t>(written);
   }
-  whole_bytes_ += static_cast<int64_t>(block.size());
+  add_whole_bytes(block.size());
 }
 
 void PcapngWriter::write_last() {
@@ -163,20 +145,8 @@ void PcapngWriter::comment(const std::string& text) {
   if (!last_.empty()) append_text(last_options_, kComment, text);
 }
 
-void PcapngWriter::opened(unsigned connection, uint16_t peer_port) { maker_.opened(connection, peer_port); }
+void PcapngWriter::refused(unsigned connection, uint16_t peer_port) { maker().refused(connection, peer_port); }
 
-void PcapngWriter::refused(unsigned connection, uint16_t peer_port) { maker_.refused(connection, peer_port); }
-
-void PcapngWriter::unheard(unsigned connection, uint16_t peer_port) { maker_.unheard(connection, peer_port); }
-
-void PcapngWriter::received(unsigned connection, const Bytes& bytes) { maker_.data(connection, true, bytes); }
-
-void PcapngWriter::sent(unsigned connection, const Bytes& bytes) { maker_.data(connection, false, bytes); }
-
-void PcapngWriter::finished(unsigned connection, bool from_host) { maker_.finished(connection, from_host); }
-
-void PcapngWriter::reset(unsigned connection, bool from_host) { maker_.reset(connection, from_host); }
-
-void PcapngWriter::closed(unsigned connection) { maker_.closed(connection); }
+void PcapngWriter::unheard(unsigned connection, uint16_t peer_port) { maker().unheard(connection, peer_port); }
 
 }  // namespace plc_sim

@@ -7,12 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "wire/captures/made_packets.h"
-#include "wire/captures/traffic_observer.h"
+#include "wire/captures/capture_writer.h"
 
 namespace plc_sim {
 
-class PcapngWriter : public TrafficObserver {
+class PcapngWriter : public CaptureWriter {
  public:
   // Nanoseconds since 1970.
   using Clock = std::function<uint64_t()>;
@@ -25,7 +24,8 @@ class PcapngWriter : public TrafficObserver {
   };
 
   PcapngWriter();
-  explicit PcapngWriter(Clock clock) : clock_(std::move(clock)) {}
+  explicit PcapngWriter(Clock clock)
+      : CaptureWriter([this](const Bytes& packet) { keep(packet); }), clock_(std::move(clock)) {}
   ~PcapngWriter() override;
 
   // Empty when the file was begun, else what went wrong. Neither through a link nor over one of inputs, paths of what
@@ -36,21 +36,9 @@ class PcapngWriter : public TrafficObserver {
   // with a whole packet in every case.
   std::string close();
 
-  // Is called once, as soon as something cannot be written.
-  void on_failure(std::function<void(const std::string&)> tell) { tell_ = std::move(tell); }
-
-  void opened(unsigned connection, uint16_t peer_port) override;
-  void received(unsigned connection, const Bytes& bytes) override;
-  void sent(unsigned connection, const Bytes& bytes) override;
-  void closed(unsigned connection) override;
-
   // A connection that was asked for and not granted.
   void refused(unsigned connection, uint16_t peer_port);
   void unheard(unsigned connection, uint16_t peer_port);
-
-  // One side sends nothing more, or ends the connection at once.
-  void finished(unsigned connection, bool from_host);
-  void reset(unsigned connection, bool from_host);
 
   // On the last packet. Any bytes: they are one line of text in the file.
   void comment(const std::string& text);
@@ -62,18 +50,11 @@ class PcapngWriter : public TrafficObserver {
   void keep(const Bytes& frame);
   void write_last();
   void write_block(uint32_t type, const Bytes& body);
-  void fail(int error);
-  bool cut_to_whole_blocks();
 
   Clock clock_;
-  std::function<void(const std::string&)> tell_;
-  std::string problem_;
-  int descriptor_ = -1;
-  int64_t whole_bytes_ = 0;  // that end with a block
   size_t packets_ = 0;
   Bytes last_;          // the body of the last packet's block, which comments can still come to; empty: it is written
   Bytes last_options_;  // its comments
-  PacketMaker maker_{[this](const Bytes& packet) { keep(packet); }};
 };
 
 }  // namespace plc_sim

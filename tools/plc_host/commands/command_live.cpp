@@ -61,25 +61,11 @@ struct LiveReport {
   size_t others() const { return findings.size() - refused() - impossible(); }
 };
 
-// The last element of an array: who has it has those before it.
-TagReference one_element(const Tag& tag) {
-  TagReference reference = whole_tag(tag);
-  if (reference.chosen.empty()) return reference;
-  Subscripts last;
-  for (SubscriptRange& range : reference.chosen) {
-    range.low = range.high;
-    last.push_back(range.high);
-  }
-  reference.extents.clear();
-  reference.text += subscript_text(last);
-  return reference;
-}
-
 TagResult ask(Host& host, const Tag& tag) {
   TagResult result;
   result.name = tag.qualified_name;
   try {
-    result = read_tag(host.session(), one_element(tag));
+    result = read_tag(host.session(), last_element(tag));
   } catch (const ReferenceError& error) {
     result.reading = {impossible(error.what()), std::chrono::system_clock::now()};
   }

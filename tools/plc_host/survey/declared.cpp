@@ -75,19 +75,6 @@ void add_declared(Declarations& declarations, TagList tags, const std::string& f
   }
 }
 
-TagReference surveyed_element(const Tag& tag) {
-  TagReference reference = whole_tag(tag);
-  if (reference.chosen.empty()) return reference;
-  Subscripts last;
-  for (SubscriptRange& range : reference.chosen) {
-    range.low = range.high;
-    last.push_back(range.high);
-  }
-  reference.extents.clear();
-  reference.text += subscript_text(last);
-  return reference;
-}
-
 bool has_bit_position(const TagEntry& entry) {
   const bool is_member = entry.name_kind != 1;
   const uint8_t device = entry.device_kind;

@@ -43,9 +43,6 @@ struct Declarations {
 // Adds what the file declares, each name once.
 void add_declared(Declarations& declarations, TagList tags, const std::string& file, std::optional<uint16_t> area);
 
-// The element of the tag that is asked for.
-TagReference surveyed_element(const Tag& tag);
-
 // Whether the bit is told by its position in the word and not by the address.
 bool has_bit_position(const TagEntry& entry);
 

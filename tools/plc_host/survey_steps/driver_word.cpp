@@ -121,7 +121,7 @@ std::vector<TagResult> Comparison::wanted_of(const TagList& tags, const std::str
     const auto at = positions_.find(tag.qualified_name);
     if (at == positions_.end() || variables_[at->second].file != file || !variables_[at->second].is_good) continue;
     try {
-      results.push_back(unread(surveyed_element(tag)));
+      results.push_back(unread(last_element(tag)));
       positions.push_back(at->second);
     } catch (const ReferenceError& error) {
       record_.findings[at->second].why = std::string("plc-host read cannot ask for it: ") + error.what();
