@@ -14,6 +14,7 @@
 #include "fuzz_input.h"
 #include "judge.h"
 #include "spelling.h"
+#include "toml_judge.h"
 #include "tools/plc_gateway/config/addresses.h"
 #include "tools/plc_gateway/config/check_files.h"
 #include "tools/plc_gateway/config/data_types.h"
@@ -184,19 +185,6 @@ void judge_addresses(const std::string& text) {
   }
 }
 
-void judge_findings(const std::vector<Finding>& findings, const std::string& text) {
-  const auto lines = static_cast<uint32_t>(std::count(text.begin(), text.end(), '\n')) + 1;
-  const Finding* before = nullptr;
-  for (const Finding& finding : findings) {
-    demand(finding.file == kFile && !finding.text.empty(), "a finding speaks of its file");
-    demand(fuzz::is_shown(finding.text) && finding.text.find('\n') == std::string::npos, "a finding is one line");
-    demand(finding.line <= lines, "a finding is in the file");
-    demand((finding.line == 0) == (finding.column == 0), "a line goes with a column");
-    demand(before == nullptr || before->line <= finding.line, "findings are in their order");
-    before = &finding;
-  }
-}
-
 bool is_within(int64_t number, int64_t low, int64_t high) { return number >= low && number <= high; }
 
 void judge_keys(const Config& config) {
@@ -267,11 +255,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
   Draft draft = plc_gateway::parse_config(text, kFile, findings);
   plc_gateway::set_paths(draft);
   const std::vector<Finding> of_keys = findings.take();
-  judge_findings(of_keys, text);
+  fuzz::judge_findings(of_keys, kFile, text);
   if (!has_error(of_keys)) judge_keys(draft.config);
   if (plc_gateway::can_look_names_up(draft)) plc_gateway::look_names_up(draft, controller(), findings);
   const std::vector<Finding> of_names = findings.take();
-  judge_findings(of_names, text);
+  fuzz::judge_findings(of_names, kFile, text);
   judge_names(draft, !has_error(of_keys) && !has_error(of_names));
   return 0;
 }

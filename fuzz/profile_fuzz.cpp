@@ -1,6 +1,5 @@
 // Profiles as people correct them, and worse: each finding has its place and can be shown, and what was read is written
 // and read again as it was.
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +12,7 @@
 #include "profile/profile_file.h"
 #include "profile/profile_keys.h"
 #include "spelling.h"
+#include "toml_judge.h"
 
 namespace {
 
@@ -114,16 +114,9 @@ constexpr const char* kWords[] = {
     "\xFF",
 };
 
-void judge_findings(const ProfileResult& result, const std::string& text) {
-  const auto lines = static_cast<uint32_t>(std::count(text.begin(), text.end(), '\n')) + 1;
-  uint32_t before = 0;
-  for (const plc_toml::Finding& finding : result.findings) {
-    demand(finding.is_error && finding.file == kFile && !finding.text.empty(), "a finding speaks of its file");
-    const std::string line = plc_profile::finding_line(finding);
-    demand(fuzz::is_shown(line) && line.find('\n') == std::string::npos, "a finding is one line");
-    demand(finding.line <= lines && finding.line >= before, "findings are in the file, in its order");
-    before = finding.line;
-  }
+void judge_errors(const ProfileResult& result, const std::string& text) {
+  fuzz::judge_findings(result.findings, kFile, text);
+  for (const plc_toml::Finding& finding : result.findings) demand(finding.is_error, "a finding is an error");
 }
 
 struct RangeJudge {
@@ -157,7 +150,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t length) {
   fuzz::Input input(bytes, length);
   const std::string text = fuzz::spelled(input.text(), kWords);
   const ProfileResult result = plc_profile::parse_profile(text, kFile);
-  judge_findings(result, text);
+  judge_errors(result, text);
   for (const KeyRow& row : plc_profile::key_rows()) std::visit(RangeJudge{result.profile, row}, row.slot);
   if (!result.ok()) return 0;
   const std::string written = plc_profile::profile_text(result.profile);

@@ -118,6 +118,12 @@ bool may_be_toml(std::string_view text) {
          text.find("\n[") != std::string_view::npos;
 }
 
+// What is wrong where no single line can be left out.
+std::string fault_of_all(std::string_view text, const std::string& description) {
+  if (!may_be_toml(text)) return "this is no TOML: no line sets a key, as in name = \"value\"";
+  return "this is no TOML (" + description + "): correct it here, or above";
+}
+
 }  // namespace
 
 std::string number_text(double number) {
@@ -168,16 +174,11 @@ TomlText parse_toml(const std::string& text, Findings& findings) {
       return result;
     } catch (const toml::parse_error& error) {
       const Place place = place_of(error.source());
-      if (!may_be_toml(text)) {
-        findings.error(place, "this is no TOML: no line sets a key, as in name = \"value\"");
-        return result;
-      }
       const Line at = find_line(rest, place.line);
       const std::string line = trimmed(std::string_view(rest).substr(at.start, at.length));
-      const bool is_alone = !line.empty() && is_toml(std::string_view(rest).substr(0, at.start));
+      const bool is_alone = may_be_toml(text) && !line.empty() && is_toml(std::string_view(rest).substr(0, at.start));
       const std::string description = said_by(error);
-      findings.error(place, is_alone ? fault_of(line, description)
-                                     : "this is no TOML (" + description + "): correct it here, or above");
+      findings.error(place, is_alone ? fault_of(line, description) : fault_of_all(text, description));
       // Keys behind a head that cannot be read would be taken for those of the head before it.
       if (!is_alone || line.front() == '[' || faults + 1 == kMostFaultyLines) return result;
       rest.replace(at.start, at.length, at.length, ' ');

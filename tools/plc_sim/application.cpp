@@ -130,8 +130,9 @@ class Application {
     imitation_ = std::make_unique<Imitation>(profile, controller_, store_);
     for (const std::string& problem : imitation_->problems()) print_error("plc-sim: warning: " + problem);
     if (profile.segment_bytes) server_.announce_segment(*profile.segment_bytes);
-    if (profile.most_connections)
+    if (profile.most_connections) {
       server_.serve_at_most(*profile.most_connections, profile.one_more.value_or(plc_profile::Turned::kRefused));
+    }
     if (profile.answers_half_closed.value_or(true)) server_.answer_half_closed();
   }
 

@@ -56,8 +56,9 @@ void take_deadband(const std::string& text, LogOptions& log) {
   char* end = nullptr;
   const double number = std::strtod(text.c_str(), &end);
   const bool is_number = !text.empty() && *end == '\0' && std::isfinite(number) && number >= 0;
-  if (!is_number)
+  if (!is_number) {
     throw CLI::ValidationError("--deadband " + plc_base::told_name(text) + ": give a number of 0 or more");
+  }
   log.deadband = number;
 }
 
