@@ -201,4 +201,24 @@ TEST_F(NamesTest, FileWithoutNames_IsAFaultOfTheCommandLine) {
   }
 }
 
+TEST_F(NamesTest, LinesWithoutANameOfTheirOwn_AreNoNames) {
+  write_file("semicolons.csv", "Speed;INT;;;;;;0;1;0;0;\nLamp;BOOL;;;;;;1;1;0;0;\n");
+  const Outcome outcome = run({"tags", path("semicolons.csv"), "--names"});
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_THAT(outcome.err, HasSubstr("none of its lines has a type. Try: plc-host check "));
+}
+
+TEST_F(NamesTest, NameWithAnEqualsSign_EndsWhereTheTagFileSays) {
+  write_file("equals.csv", "A=B,INT,,,,,,0,1,0,0,\n");
+  const Outcome outcome = run({"write", "--dry-run", "--tags", path("equals.csv"), "A=B=3"});
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_THAT(outcome.out, HasSubstr("A=B  INT "));
+}
+
+TEST_F(NamesTest, SpreadsheetsOwnFile_IsNamedAsTheCause) {
+  write_file("tags.xlsx", "PK\3\4...");
+  EXPECT_THAT(run({"read", "--sim", path("tags.xlsx"), "--simulator", PLC_HOST_SIMULATOR, "Speed"}).err,
+              HasSubstr("tags.xlsx is a spreadsheet's own file. Try: save it there as CSV\n"));
+}
+
 }  // namespace
