@@ -148,6 +148,14 @@ std::string unknown_option(const CLI::App& app, const CLI::App& part, const std:
                            const std::string& name) {
   const std::string here = meant_here(part, name);
   if (!here.empty()) return std::string("unknown option ").append(name).append(", did you mean ").append(here) + "?";
+  const std::vector<std::string> own = option_names(part);
+  const bool is_beginning = std::any_of(
+      own.begin(), own.end(), [&name](const std::string& option) { return option.compare(0, name.size(), name) == 0; });
+  // The very name stands nearer than one that is spelt almost like it.
+  const std::vector<std::string> owners = owners_of(app, name);
+  if (&part != &app && !owners.empty() && !is_beginning) {
+    return part.get_name() + " has no " + name + ", which is for " + plc_base::joined_with_or(owners);
+  }
   const std::string meant = plc_base::did_you_mean(name, option_names(part));
   if (!meant.empty()) return "unknown option " + name + ", " + meant;
   for (const std::string& longer : option_names(part)) {
@@ -157,12 +165,8 @@ std::string unknown_option(const CLI::App& app, const CLI::App& part, const std:
   }
   const std::string bare = name.substr(std::min(name.find_first_not_of('-'), name.size()));
   if (&part == &app && command_of(app, {bare}) != nullptr) return bare + " is a command: write it without dashes";
-  const std::vector<std::string> owners = owners_of(app, name);
   if (&part == &app && !owners.empty()) {
     return name + " stands behind the command: " + likely_owner(owners, words) + " " + name;
-  }
-  if (!owners.empty()) {
-    return part.get_name() + " has no " + name + ", which is for " + plc_base::joined_with_or(owners);
   }
   return "unknown option " + name;
 }

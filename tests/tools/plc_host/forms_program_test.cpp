@@ -154,6 +154,19 @@ TEST_F(FormsTest, DryRun_ShowsValuesAsTheyWouldGoAndNeedsNoController) {
                 path("machine.csv") + " has no variable of this name\n");
 }
 
+TEST_F(FormsTest, NumberThatARealRounds_IsTold) {
+  const auto told = [this](const std::string& assignment) {
+    return run_on_simulator({"write", "--verify", assignment}).err;
+  };
+  EXPECT_EQ(told("Temp=16777217"), "plc-host: Temp: a REAL holds about 7 digits: 16777217 becomes 16777216\n");
+  EXPECT_EQ(told("Temp=3.14159265358979"),
+            "plc-host: Temp: a REAL holds about 7 digits: 3.14159265358979 becomes 3.1415927\n");
+  EXPECT_EQ(told("Temp=0.1"), "");
+  EXPECT_EQ(told("Temp=nan"), "");
+  EXPECT_EQ(told("Exact=16777217"), "");
+  EXPECT_EQ(told("Speed=3"), "");
+}
+
 TEST_F(FormsTest, ValueThatIsNone_IsToldWithHowOneIsWritten) {
   const std::pair<const char*, const char*> values[] = {
       {"Speed=", "Speed: no value stands behind the ="},

@@ -133,6 +133,21 @@ TEST_F(NamesTest, NamesFromAFile_StandBehindThoseOfTheCommandLine) {
   EXPECT_EQ(first_words(outcome.out), (std::vector<std::string>{"Speed", "Total", "Idx0", "Idx1", "Table[0..1]"}));
 }
 
+TEST_F(NamesTest, NamesFromAFileOfCarriageReturns_AreALineEach) {
+  write_file("names.txt", "Total\rSpeed\r");
+  const Outcome outcome = run_on_simulator({"read", "--names-from", path("names.txt")});
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_EQ(first_words(outcome.out), (std::vector<std::string>{"Total", "Speed"}));
+}
+
+TEST_F(NamesTest, NameWithAValue_IsToldThatOnlyWriteTakesIt) {
+  write_file("names.txt", "Speed = 9\n");
+  const Outcome outcome = run_on_simulator({"read", "--names-from", path("names.txt")});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(outcome.err, "plc-host: Speed = 9: " + path("machine.csv") +
+                             " has no variable of this name; did you mean Speed? Only write takes values\n");
+}
+
 TEST_F(NamesTest, NamesFromStandardInput_AreReadToItsEnd) {
   const std::string command = "printf 'Speed\\nTotal\\n' | " PLC_HOST_PROGRAM
                               " read --names-from - --simulator " PLC_HOST_SIMULATOR " --sim " +

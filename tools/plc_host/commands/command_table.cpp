@@ -344,6 +344,28 @@ void check_name(std::string_view name) {
   if (name.empty()) throw HostError(kExitUsage, "a name is empty: give the one of a variable");
 }
 
+// A list whose words the shell took apart, as it would have to be typed; "" where none begins before this word.
+std::string list_in_words(const std::vector<std::string>& words, size_t at) {
+  size_t first = at;
+  while (first > 0 && words[first].find('=') == std::string::npos) --first;
+  const size_t opened = words[first].find("=[");
+  if (first == at || opened == std::string::npos || words[first].find(']', opened) != std::string::npos) return {};
+  std::string list = words[first];
+  for (size_t i = first + 1; i < words.size() && words[i].find('=') == std::string::npos; ++i) {
+    list.append(" ").append(words[i]);
+  }
+  return list;
+}
+
+[[noreturn]] void refuse_word(const std::vector<std::string>& words, size_t at) {
+  const std::string list = list_in_words(words, at);
+  if (!list.empty()) {
+    throw HostError(kExitUsage, "a list with blanks is several words: quote it, as in '" + list + "'");
+  }
+  const std::string& word = words[at];
+  throw HostError(kExitUsage, word + " gives no value: write it as " + word + "=VALUE, in one word");
+}
+
 // What is only checked needs no controller where the tag file is known without one.
 void check_write(const HostOptions& options) {
   check_form(options);
@@ -352,17 +374,14 @@ void check_write(const HostOptions& options) {
     throw HostError(kExitUsage, "which variables are there? Give --tags FILE, --address HOST or --sim TAGFILE");
   }
   if (!options.dry_run) check_target(options);
-  for (const std::string& assignment : options.names) {
+  for (size_t i = 0; i < options.names.size(); ++i) {
     std::string_view name;
     std::string_view value;
     try {
-      split_assignment(assignment, name, value);
+      split_assignment(options.names[i], name, value);
       check_name(name);
     } catch (const ReferenceError&) {
-      throw HostError(kExitUsage, std::string(assignment)
-                                      .append(" gives no value: write it as ")
-                                      .append(assignment)
-                                      .append("=VALUE, in one word"));
+      refuse_word(options.names, i);
     }
   }
 }

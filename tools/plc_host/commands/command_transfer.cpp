@@ -1,8 +1,11 @@
 // The commands that transfer once: read, write and batch.
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <optional>
 
 #include "base/text.h"
+#include "base/values/typed_value.h"
 #include "client/driver/failure.h"
 #include "client/plan/batch_plan.h"
 #include "client/plan/batch_transfer.h"
@@ -158,6 +161,24 @@ void split_known(const TagList& tags, std::string_view text, std::string_view& n
   }
 }
 
+// The first number of a REAL that is written as another one, for it has more digits than fit.
+void tell_rounded(const TagReference& reference, std::string_view typed, const TagValue& value) {
+  constexpr uint8_t kSingleBits = 32;
+  const TagEntry& entry = reference.tag->entry;
+  if (value_kind(entry) != ValueKind::kReal || entry.bit_width != kSingleBits) return;
+  const std::vector<std::string_view> numbers = plc_base::typed_elements(typed, reference.extents).elements;
+  for (size_t i = 0; i < std::min(numbers.size(), value.elements.size()); ++i) {
+    const std::string wanted(numbers[i]);
+    const std::string written = format_element(entry, value.elements[i]);
+    const bool is_pattern_of_bits = wanted.find_first_of("xXbB") != std::string::npos;
+    const double number = std::strtod(wanted.c_str(), nullptr);
+    if (is_pattern_of_bits || !std::isfinite(number) || std::strtod(written.c_str(), nullptr) == number) continue;
+    std::string text = plc_base::told_name(reference.text);
+    text.append(": a REAL holds about 7 digits: ").append(wanted).append(" becomes ").append(written);
+    return show_message(text);
+  }
+}
+
 // The rows of a command of which nothing is written.
 [[noreturn]] void refuse_writes(Host& host, const HostOptions& options, std::vector<TagResult>& results) {
   for (TagResult& result : results) {
@@ -187,6 +208,7 @@ std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options
       const TagReference reference = find_variable(host.tags(), host.tag_file(), name);
       demand_value(reference, value);
       writes.push_back(prepare_write(reference, value, host.session().rules()));
+      if (!options.quiet) tell_rounded(reference, value, writes.back().value);
       results.push_back(unread(reference));
     } catch (const std::runtime_error& error) {
       failure.reading = {impossible(error.what()), std::chrono::system_clock::now()};

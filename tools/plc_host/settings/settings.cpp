@@ -97,10 +97,15 @@ class SettingsFile {
  private:
   void take(const std::string& key, const toml::node& node, plc_toml::Place place, int rank) {
     const SettingRule* rule = rule_of(key);
+    if (rule == nullptr && node.is_table()) return tell_section(key, place);
     if (rule == nullptr) return tell_unknown(key, place);
     const std::string value = value_of(*rule, node);
     if (value.empty()) return;
     settings_[key] = {in_folder(*rule, value), path_ + ":" + std::to_string(place.line), rank};
+  }
+
+  void tell_section(const std::string& key, plc_toml::Place place) {
+    findings_.error(place, "there are no sections: write the keys below [" + key + "] without it, at the beginning");
   }
 
   void tell_unknown(const std::string& key, plc_toml::Place place) {
@@ -117,8 +122,9 @@ class SettingsFile {
     const plc_toml::Place place = plc_toml::place_of(node.source());
     const bool fits = is_number(rule) ? node.is_integer() : node.is_string();
     const std::string wanted = is_number(rule) ? range_of(rule) : "a text in double quotes";
+    const std::string form = plc_toml::form_of(node) + (node.is_floating_point() ? " with a decimal point" : "");
     if (!fits) {
-      findings_.error(place, std::string(rule.name) + " is " + plc_toml::form_of(node) + ": give " + wanted);
+      findings_.error(place, std::string(rule.name) + " is " + form + ": give " + wanted);
       return {};
     }
     std::string value = is_number(rule) ? std::to_string(**node.as_integer()) : **node.as_string();

@@ -117,7 +117,18 @@ bool is_csv_name(std::string_view name) {
 }
 
 // What to say behind "the file has no variable of this name".
+// The variable before the = of a name that has a value too; "" where there is none.
+std::string name_before_value(const TagList& tags, std::string_view name) {
+  const size_t equals = name.find('=');
+  if (equals == std::string_view::npos) return {};
+  const size_t last = name.find_last_not_of(" \t", equals == 0 ? 0 : equals - 1);
+  const std::string before(name.substr(0, last == std::string_view::npos ? 0 : last + 1));
+  return positions_of(tags, before).empty() ? "" : before;
+}
+
 std::string what_was_meant(const TagList& tags, const TagFilePath& file, std::string_view name) {
+  const std::string before = name_before_value(tags, name);
+  if (!before.empty()) return "; did you mean " + before + "? Only write takes values";
   if (const std::optional<std::string> meant = respelled(tags, name)) {
     return did_you_mean(tags, file, {*meant}, *find_reference(tags, *meant).tag);
   }

@@ -153,9 +153,11 @@ std::vector<std::string> names_in(const std::string& file, bool are_assignments)
   }
   std::string_view rest = text;
   if (rest.substr(0, 3) == kByteOrderMark) rest.remove_prefix(3);
+  // A carriage return alone ends the lines of old files.
+  const char line_end = text.find('\n') == std::string::npos ? '\r' : '\n';
   std::vector<std::string> names;
   while (!rest.empty()) {
-    const size_t end = std::min(rest.find('\n'), rest.size());
+    const size_t end = std::min(rest.find(line_end), rest.size());
     std::string_view line = rest.substr(0, end);
     rest.remove_prefix(std::min(end + 1, rest.size()));
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
