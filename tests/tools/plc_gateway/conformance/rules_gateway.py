@@ -85,7 +85,8 @@ def history_is_older_than_births(node):
     for connection in node.connections:
         start = None
         for message in connection.messages():
-            if message.kind == "NBIRTH":
+            # A device that comes back is born again: what was bad then is told once more, as history.
+            if message.kind in ("NBIRTH", "DBIRTH"):
                 start = message.payload.timestamp if message.payload else None
             for metric in message.metrics():
                 if metric.is_historical and metric.timestamp is not None and start is not None:
