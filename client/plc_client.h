@@ -272,7 +272,8 @@ enum class Verify : uint8_t { kNone, kReadBack };
 
 // What became of a write.
 enum class Outcome : uint8_t {
-  kDone,     // the controller acknowledged it; with kReadBack it was read back the same
+  kDone,     // the controller acknowledged it; with kReadBack it was read back the same. With the contract build it may
+             // have refused it: that build reports no failure then
   kNotDone,  // nothing of it was written
   kUnknown,  // nobody knows what the controller has now: a part may have been written, or all. Or it was acknowledged,
              // but could not be read back, or was not the same
@@ -286,7 +287,7 @@ struct WriteResult {
   bool verified = false;                // read back the same
   Problem error;                        // why it is not done; its reason is kNone when it is
   TimePoint time{};                     // when its exchange ended
-  // Whether the controller acknowledged it and, with kReadBack, gave the same value back.
+  // Whether the driver reported no failure and, with kReadBack, read the same value back.
   bool ok() const { return outcome == Outcome::kDone; }
 };
 

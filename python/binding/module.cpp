@@ -138,6 +138,12 @@ py::list read_plan(plc_client::Controller& controller, NamedPlan& named, bool as
   return list;
 }
 
+// "1.1.0 guarded": the build's name is the last word.
+bool is_guarded(const plc_client::Controller& controller) {
+  const std::string& build = controller.driver_build();
+  return build.substr(build.rfind(' ') + 1) == "guarded";
+}
+
 py::list write_values(plc_client::Controller& controller, const py::sequence& values, bool verify) {
   std::vector<std::pair<std::string, plc_client::Input>> inputs;
   inputs.reserve(values.size());
@@ -152,7 +158,8 @@ py::list write_values(plc_client::Controller& controller, const py::sequence& va
     results = controller.write(inputs, verify ? plc_client::Verify::kReadBack : plc_client::Verify::kNone);
   }
   py::list list;
-  for (const plc_client::WriteResult& result : results) list.append(records().write_result(result));
+  const bool guarded = is_guarded(controller);
+  for (const plc_client::WriteResult& result : results) list.append(records().write_result(result, guarded));
   return list;
 }
 

@@ -50,10 +50,21 @@ py::object problem_text(const Problem& problem) {
   return problem.advice.empty() ? optional_text(problem.text) : text_object(problem.text + ". Try: " + problem.advice);
 }
 
-const char* outcome_word(plc_client::Outcome outcome) {
+const char* quality_word(plc_client::Quality quality) {
+  switch (quality) {
+    case plc_client::Quality::kGood:
+      return "good";
+    case plc_client::Quality::kUnguarded:
+      return "unguarded";
+    default:
+      return "bad";
+  }
+}
+
+const char* outcome_word(plc_client::Outcome outcome, bool is_guarded) {
   switch (outcome) {
     case plc_client::Outcome::kDone:
-      return "done";
+      return is_guarded ? "done" : "unguarded";
     case plc_client::Outcome::kNotDone:
       return "not done";
     default:
@@ -84,13 +95,14 @@ py::object Records::reading(const plc_client::Reading& reading, const py::str& n
                             bool as_numpy) {
   const bool ok = reading.ok();
   return named_tuple(reading_, {name, type, ok ? value_object(reading.value, as_numpy) : py::none(), py::bool_(ok),
-                                ok ? py::none() : problem_text(reading.error), time_object(reading.time)});
+                                ok ? py::none() : problem_text(reading.error), time_object(reading.time),
+                                py::str(quality_word(reading.quality))});
 }
 
-py::object Records::write_result(const plc_client::WriteResult& result) {
+py::object Records::write_result(const plc_client::WriteResult& result, bool is_guarded) {
   const bool ok = result.ok();
   return named_tuple(write_result_, {text_object(result.name), text_object(result.type), py::bool_(ok),
-                                     py::str(outcome_word(result.outcome)), py::bool_(result.verified),
+                                     py::str(outcome_word(result.outcome, is_guarded)), py::bool_(result.verified),
                                      ok ? py::none() : problem_text(result.error), time_object(result.time)});
 }
 

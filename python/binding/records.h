@@ -15,7 +15,8 @@ class Records {
   // A reading of a plan; name and type are those that the plan has made of it once.
   pybind11::object reading(const plc_client::Reading& reading, const pybind11::str& name, const pybind11::str& type,
                            bool as_numpy);
-  pybind11::object write_result(const plc_client::WriteResult& result);
+  // is_guarded: of the driver that wrote. The contract build reports no failure for refusals either.
+  pybind11::object write_result(const plc_client::WriteResult& result, bool is_guarded);
   pybind11::object declaration(const plc_client::Declaration& declaration) const;
   pybind11::object state(const plc_client::State& state) const;
 

@@ -8,12 +8,14 @@ from typing import Any, Mapping, NamedTuple, Optional, Tuple
 class Reading(NamedTuple):
     """What became of reading one variable.
 
-    name   with its scope, and the subscripts as they were asked for
-    type   as declared: "INT", "INT[0..9]", "STRING(20)"
-    value  None unless ok; else by type: bool, int, float, str, bytes, or (nested) lists or a numpy array of them
-    ok     whether there is a value
-    error  None when ok; else one sentence that describes what happened and what to try
-    time   when its exchange with the controller ended, or when it was found not to be possible; with the zone UTC
+    name     with its scope, and the subscripts as they were asked for
+    type     as declared: "INT", "INT[0..9]", "STRING(20)"
+    value    None unless ok; else by type: bool, int, float, str, bytes, or (nested) lists or a numpy array of them
+    ok       whether there is a value
+    error    None when ok; else one sentence that describes what happened and what to try
+    time     when its exchange with the controller ended, or when it was found not to be possible; with the zone UTC
+    quality  "good": the guarded driver received the controller's own, whole reply. "unguarded": the contract build gave
+             the value, and nobody checked the reply. "bad": no value
     """
 
     name: str
@@ -22,6 +24,7 @@ class Reading(NamedTuple):
     ok: bool
     error: Optional[str]
     time: datetime
+    quality: str
 
 
 class WriteResult(NamedTuple):
@@ -29,9 +32,10 @@ class WriteResult(NamedTuple):
 
     name         with its scope, and the subscripts as they were written
     type         as declared: "INT", "INT[0..9]", "STRING(20)"
-    ok          whether the controller acknowledged it, and with verify=True gave the same value back
-    outcome     "done". "not done": nothing of it was written. "unknown": nobody knows what the controller has now. A
-                part may have been written, or all, or with verify=True it could not be read back
+    ok          whether the driver reported no failure, and with verify=True read the same value back
+    outcome     "done": the controller acknowledged it. "unguarded": the contract build reported no failure. It reports
+                none for a refusal either. "not done": nothing of it was written. "unknown": nobody knows what the
+                controller has now. A part may have been written, or all, or with verify=True it could not be read back
     verified    whether it was read back the same
     error       None when ok; else one sentence that describes what happened and what to try
     time        when its exchange with the controller ended; with the zone UTC

@@ -207,6 +207,30 @@ def test_the_contract_driver_reads_too(machine):
 
 def test_the_guarded_driver_is_the_usual_one(press):
     assert press.driver_build.endswith("guarded")
+    good, bad = press.read(["Motor.Speed", "Raw.Sint"])
+    assert (good.ok, good.quality, bad.ok, bad.quality) == (True, "good", False, "bad")
+
+
+@pytest.mark.parametrize("as_numpy", [False, True])
+def test_readings_of_the_contract_build_say_that_nobody_checked_them(machine, as_numpy):
+    with machine.controller(driver="contract") as press:
+        single = press.read("Motor.Speed", as_numpy=as_numpy)
+        assert single.ok and single.quality == "unguarded" and "quality='unguarded'" in repr(single)
+        several = press.read(["Table", "Motor.Speed"], as_numpy=as_numpy)
+        assert [reading.quality for reading in several] == ["unguarded"] * 2
+
+
+def test_a_refused_write_of_the_contract_build_is_no_acknowledged_one(machine):
+    with machine.controller(driver="contract") as press:
+        machine.fault("refuse on=write times=1")
+        refused = press.write("Motor.Speed", 11)
+        assert machine.get("Motor.Speed") != 11
+        assert refused.ok and refused.outcome == "unguarded" and "outcome='unguarded'" in repr(refused)
+        back = press.write("Motor.Speed", 11, verify=True)
+        assert (back.ok, back.outcome, back.verified) == (True, "unguarded", True)
+        assert machine.get("Motor.Speed") == 11
+        machine.fault("refuse on=write times=1")
+        assert press.write("Motor.Speed", 12, verify=True).outcome == "unknown"
 
 
 def test_names_of_other_letters_are_read_and_written(machine, press):
