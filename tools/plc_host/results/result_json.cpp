@@ -58,6 +58,22 @@ std::string unsaid_in_json(const TagEntry& entry, const TagValue& value, const s
   }
 }
 
+namespace {
+
+void add_value(nlohmann::ordered_json& object, const TagResult& result, const TagValue& value, WideIntegers wide) {
+  const TagEntry& entry = result.reference.tag->entry;
+  object["value"] = value_json(entry, value, result.reference.extents, wide);
+  const bool has_reals = value_kind(entry) == ValueKind::kReal;
+  const std::string unsaid =
+      unsaid_in_json(entry, value, has_reals ? chosen_elements(result.reference) : std::vector<Subscripts>());
+  std::string reason = result.remark;
+  if (!unsaid.empty()) reason.append(reason.empty() ? "" : "; ").append(unsaid);
+  if (!reason.empty()) object["reason"] = reason;
+  if (!unsaid.empty() && !value.text.empty()) object["bytes"] = hexadecimal_bytes(value.text);
+}
+
+}  // namespace
+
 nlohmann::ordered_json result_json(const TagResult& result, WideIntegers wide) {
   nlohmann::ordered_json object;
   object["name"] = result.name;
@@ -68,16 +84,8 @@ nlohmann::ordered_json result_json(const TagResult& result, WideIntegers wide) {
   }
   object["state"] = quality_word(result.reading.quality());
   object["time"] = utc_time_text(result.reading.time());
-  const TagValue* value = result.reading.value();
-  if (tag != nullptr && value != nullptr) {
-    object["value"] = value_json(tag->entry, *value, result.reference.extents, wide);
-    const bool has_reals = value_kind(tag->entry) == ValueKind::kReal;
-    const std::string unsaid =
-        unsaid_in_json(tag->entry, *value, has_reals ? chosen_elements(result.reference) : std::vector<Subscripts>());
-    std::string reason = result.remark;
-    if (!unsaid.empty()) reason.append(reason.empty() ? "" : "; ").append(unsaid);
-    if (!reason.empty()) object["reason"] = reason;
-    if (!unsaid.empty() && !value->text.empty()) object["bytes"] = hexadecimal_bytes(value->text);
+  if (const TagValue* value = result.reading.value(); tag != nullptr && value != nullptr) {
+    add_value(object, result, *value, wide);
     return object;
   }
   const Failure& failure = result.reading.failure();

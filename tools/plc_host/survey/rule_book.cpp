@@ -185,7 +185,10 @@ void RuleBook::take_shape(const Asked& asked, const plc_sim::Request& request) {
   if (!shape.is_refused) {
     const bool is_done = shape.is_complete;
     note(kWhole, is_done, asked, is_done ? "all that was asked for" : "some of it is missing");
-    if (!is_done) return;
+    if (!is_done) {
+      if (request.kind == RequestKind::kDirectory && status != 0) counts_.directory_status = status;
+      return;
+    }
     ++statuses_done_[status];
     ++statuses_by_kind_[request.kind][status];
     note(kStatus, status == 0, asked, "status " + plc_base::hexadecimal(status, 4));
@@ -317,6 +320,13 @@ Verdict RuleBook::verdict() const {
     verdict.because += ". The guarded build would fail where this does not hold.";
     return verdict;
   }
+  if (counts_.directory_status) {
+    verdict.usable = Usability::kNotUsable;
+    verdict.because = "The directory of programs is refused, status " +
+                      plc_base::hexadecimal(*counts_.directory_status, 4) +
+                      ": the guarded build does not connect then.";
+    return verdict;
+  }
   if (!tells_refusals(holds(kStatus))) {
     verdict.usable = Usability::kNotUsable;
     verdict.because = kUntoldRefusal;
@@ -327,7 +337,11 @@ Verdict RuleBook::verdict() const {
     return verdict;
   }
   verdict.usable = usable_without(holds(kStatus), holds(kValueEnd));
-  verdict.because = words_of(verdict.usable);
+  verdict.because = rules_[kWhole].broken == 0 || verdict.usable != Usability::kYes
+                        ? words_of(verdict.usable)
+                        : "Replies keep the form that the guarded build demands, but " +
+                              std::to_string(rules_[kWhole].broken) +
+                              " of them lacked something that was asked for: such a transfer fails.";
   return verdict;
 }
 

@@ -144,6 +144,7 @@ struct HeadCounts {
   std::optional<uint16_t> status_done;          // that of most answers that refuse nothing
   std::optional<uint16_t> refusal_status;       // of the first refused name
   std::optional<bool> is_refusal_full;          // it has a record for each name
+  std::optional<uint16_t> directory_status;     // of one without its programs
 };
 
 // Replies came, and none has a length, a complement, a class or a command as replies have: no controller sent them.

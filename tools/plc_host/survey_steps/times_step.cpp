@@ -168,10 +168,12 @@ void TimesStep::repeat(Try way, uint32_t most, std::optional<uint32_t> limit) {
 
 void TimesStep::run() {
   Limits& limits = conversation_.record().limits;
-  limits.names_per_request = find_limit(&TimesStep::try_many_names, most_names(), limits.names_tried);
+  // Where not even one is answered, there is no limit to go by.
+  const auto above_zero = [](std::optional<uint32_t> limit) { return limit == 0U ? std::nullopt : limit; };
+  limits.names_per_request = above_zero(find_limit(&TimesStep::try_many_names, most_names(), limits.names_tried));
   const uint32_t names = limits.names_per_request.value_or(most_names());
   const uint32_t values = std::min(names, most_values());
-  limits.values_per_request = find_limit(&TimesStep::try_many_values, values, limits.values_tried);
+  limits.values_per_request = above_zero(find_limit(&TimesStep::try_many_values, values, limits.values_tried));
   limits.step.state = Step::State::kDone;
   repeat(&TimesStep::try_many_values, values, limits.values_per_request);
   repeat(&TimesStep::try_many_names, names, limits.names_per_request);

@@ -158,7 +158,8 @@ void WriteStep::put_back() {
   for (unsigned i = 0; i < kPutBackAttempts && !is_back; ++i) {
     asked = write(scratch, old_value);
     is_back = is_changed_to(scratch, read_again(conversation_, scratch.variable), old_value);
-    conversation_.rules().judge_write(asked, is_back);
+    // What was never changed is back without a write.
+    conversation_.rules().judge_write(asked, is_back && writes_.findings.back().read_back);
   }
   WriteFinding& changed = writes_.findings.back();
   changed.set_back = is_back;

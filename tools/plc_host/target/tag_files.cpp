@@ -168,8 +168,9 @@ std::optional<uint16_t> area_in_name(const std::string& name) {
 void demand_tag_file(const std::string& path) {
   refuse_line_end(path);
   const plc_base::OpenedFile file = plc_base::open_regular_file(path);
-  if (!file.problem.empty())
+  if (!file.problem.empty()) {
     throw HostError(kExitTagFile, "cannot read the tag file " + plc_base::told_name(path) + ": " + file.problem);
+  }
   close(file.descriptor);
 }
 

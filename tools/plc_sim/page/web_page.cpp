@@ -52,10 +52,12 @@ WebAnswer WebPage::answer(const WebRequest& request) const {
     return request.method == "POST" ? command(request) : wrong_method("plc-sim: commands are posted\n", "POST");
   }
   const PageFile* file = file_at(request.path);
-  if (file == nullptr && request.path != "/state")
+  if (file == nullptr && request.path != "/state") {
     return plain_answer(kHttpNotFound, "plc-sim: there is nothing here\n");
-  if (request.method != "GET" && request.method != "HEAD")
+  }
+  if (request.method != "GET" && request.method != "HEAD") {
     return wrong_method("plc-sim: this is read with GET\n", "GET, HEAD");
+  }
   WebAnswer answer;
   answer.type = file != nullptr ? file->type : "application/json";
   answer.body = file != nullptr ? std::string(file->content) : state(request.query);

@@ -213,4 +213,39 @@ TEST_F(SurveyTest, FormerSurvey_StaysWhereNothingWasMeasured) {
   EXPECT_NE(access(path("found/survey.pcapng.new").c_str(), F_OK), 0);
 }
 
+// Beyond what steady controllers do.
+TEST_F(SurveyTest, RefusedWrite_IsNoReasonAgainstTheGuardedBuild) {
+  const auto simulator = start_simulator({"--sentinel", "--fault", "refuse 25 times=always on=write"});
+  const Outcome outcome = run(words({"--rate", "900", "--write", "Speed"}));
+  end(*simulator);
+  EXPECT_EQ(outcome.code, 1) << outcome.err;
+  const Json found = report();
+  EXPECT_EQ(found.at("guarded").at("usable"), "usable");
+  EXPECT_EQ(found.at("heads").at("status_done"), "0000");
+  EXPECT_EQ(found.at("writes").at("findings").at(0).at("read_back"), false);
+}
+
+TEST_F(SurveyTest, RefusedDirectory_IsAReasonAgainstTheGuardedBuild) {
+  const auto simulator = start_simulator({"--sentinel", "--fault", "refuse 25 times=always on=directory"});
+  run(words({"--rate", "900"}));
+  end(*simulator);
+  const Json guarded = report().at("guarded");
+  EXPECT_EQ(guarded.at("usable"), "not usable");
+  EXPECT_EQ(guarded.at("because"),
+            "The directory of programs is refused, status 0x0019: the guarded build does not connect then.");
+}
+
+TEST_F(SurveyTest, RepliesThatLackValues_AreToldAndLimitNothingToZero) {
+  const auto simulator = start_simulator({"--sentinel", "--fault", "short 1 times=always every=4"});
+  EXPECT_EQ(run(words({"--rate", "900"})).code, 1);
+  end(*simulator);
+  const Json found = report();
+  EXPECT_THAT(found.at("guarded").at("because").get<std::string>(),
+              AllOf(StartsWith("Replies keep the form that the guarded build demands, but "),
+                    EndsWith(" of them lacked something that was asked for: such a transfer fails.")));
+  EXPECT_NE(found.at("limits").at("values_per_request"), 0);
+  EXPECT_NE(found.at("limits").at("names_per_request"), 0);
+  EXPECT_THAT(file_text(path("found/profile.toml")), Not(HasSubstr(" = 0  # in one ")));
+}
+
 }  // namespace
