@@ -52,11 +52,13 @@ bool wait_for_input(std::chrono::milliseconds time, int descriptor) {
   for (const int number : {SIGTSTP, SIGCONT}) sigdelset(&mask, number);
   const auto end = std::chrono::steady_clock::now() + time;
   while (!stop_requested()) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    const std::chrono::nanoseconds left = end - std::chrono::steady_clock::now();
     if (left.count() <= 0) return false;
     struct pollfd awaited[] = {{wake_pipe[0], POLLIN, 0}, {descriptor, POLLIN, 0}};
-    const auto longest = static_cast<long>(std::min<std::chrono::milliseconds::rep>(left.count() + 1, 60000));
-    const struct timespec patience { longest / 1000, longest % 1000 * 1000000 };
+    const std::chrono::nanoseconds longest = std::min<std::chrono::nanoseconds>(left, std::chrono::minutes(1));
+    const struct timespec patience {
+      static_cast<time_t>(longest.count() / 1000000000), static_cast<long>(longest.count() % 1000000000)
+    };
     // The byte is left in the pipe: one stop ends every later wait.
     const int ready = ppoll(awaited, 2, &patience, &mask);
     if (ready < 0 && errno == EINTR && !stop_requested()) return true;

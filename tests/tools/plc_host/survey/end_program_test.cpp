@@ -248,4 +248,12 @@ TEST_F(SurveyTest, RepliesThatLackValues_AreToldAndLimitNothingToZero) {
   EXPECT_THAT(file_text(path("found/profile.toml")), Not(HasSubstr(" = 0  # in one ")));
 }
 
+TEST_F(SurveyTest, LargestRate_IsNotExceeded) {
+  const auto simulator = start_simulator({"--sentinel"});
+  EXPECT_EQ(run(words({"--rate", "1000"})).code, 0);
+  end(*simulator);
+  const Json found = report();
+  EXPECT_GE(found.at("took_s").get<double>() * 1000 + 1, found.at("heads").at("replies").get<double>());
+}
+
 }  // namespace
