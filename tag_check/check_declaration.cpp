@@ -265,7 +265,8 @@ void check_string_length(const SourceLine& line, Findings* findings) {
   constexpr int64_t kAddressable = 1024;
   const Column& length = line.column(4);
   if (line.column(2).text != "STRING") {
-    if (!trim(length.text).empty() && !has_declared_length(line)) {
+    // What is no type may be meant as a STRING, or as a type whose length is lost on the way.
+    if (is_type(line.column(2).text) && !trim(length.text).empty() && !has_declared_length(line)) {
       Finding& finding = add_finding("T051", line, length, "only a STRING has a length", findings);
       finding.edits = {{length.offset, length.text.size(), ""}};
     }

@@ -2,6 +2,7 @@
 #include "new_tags.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstring>
 
 #include "base/text.h"
@@ -39,7 +40,14 @@ Finding finding_on(const std::string& misfit, bool is_type, uint32_t place) {
           {}};
 }
 
-// Ranges and length out of the type, as far as they are not said already.
+// As lists of variables say it in the place of a program, plc-host tags --csv too.
+bool means_global(const std::string& scope) {
+  std::string word(without_blanks(scope));
+  for (char& sign : word) sign = static_cast<char>(std::tolower(static_cast<unsigned char>(sign)));
+  return word == "global";
+}
+
+// Ranges and length out of the type, as far as they are not said already; no program for what is global.
 NewTag taken_apart(const NewTag& tag) {
   NewTag apart = tag;
   apart.name = without_blanks(tag.name);
@@ -54,6 +62,10 @@ NewTag taken_apart(const NewTag& tag) {
     }
   }
   if (!apart.ranges.empty()) apart.ranges = ranges_of(apart.ranges);
+  if (means_global(apart.scope)) {
+    apart.scope.clear();
+    apart.number = NewTag().number;
+  }
   return apart;
 }
 

@@ -58,6 +58,14 @@ NewTag with_ranges_and_length(const std::string& type, const std::string& ranges
   return tag;
 }
 
+TEST(NewTags, ProgramCalledGlobal_MeansNone) {
+  for (const char* word : {"global", "Global", " GLOBAL "}) {
+    NewTag tag = new_tag("A", "INT");
+    tag.scope = word;
+    EXPECT_EQ(make_tag_lines({tag}, {}).text, "A,INT,,,,,,0,1,0,0,\n") << word;
+  }
+}
+
 TEST(NewTags, LengthOrRangesSaidTwiceAlike_CountOnce) {
   const NewTagLines text = make_tag_lines({with_ranges_and_length("STRING(20)", "", "20")}, {});
   EXPECT_EQ(text.text, "X,STRING,,20,,,,0,1,0,0,\n");

@@ -53,6 +53,7 @@ std::u16string wide(const std::string& ascii) { return {ascii.begin(), ascii.end
 
 const Case kCases[] = {
     {"Semicolons", with_separator(';'), "T008 1:6-3", kGood},
+    {"TextInSmallLettersKeepsItsLength", "Name,String,,20,,,,0,1,0,0,\n", "T042 1:6", "Name,STRING,,20,,,,0,1,0,0,\n"},
     {"Tabs", with_separator('\t'), "T008 1:6-3", kGood},
     {"VerticalBars", with_separator('|'), "T008 1:6-3", kGood},
     {"SemicolonsInOneLine", "Speed,INT,,,,,,0,1,0,0,\nLamp;BOOL;;;;;;1;1;0;0;\n", "T008 2:5",
