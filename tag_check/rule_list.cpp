@@ -184,7 +184,7 @@ void add_type_rules(std::vector<Rule>* rules) {
                     one_of.c_str(), "Speed,INT,,,,,,0,1,0,0,\n", "Speed,INTEGER,,,,,,0,1,0,0,\n"});
   rules->push_back({"T042", Severity::kError, "type not in upper case", "Type names count only in upper case.",
                     "Write the type in upper case.", "Speed,INT,,,,,,0,1,0,0,\n", "Speed,int,,,,,,0,1,0,0,\n"});
-  rules->push_back({"T043", Severity::kWarning, "heading line",
+  rules->push_back({"T043", Severity::kError, "heading line",
                     "A tag file has no headings: the line is record 0 and shifts the numbers of all others.",
                     "Remove the line, and let the ids in column 8 begin at 0.", "Speed,INT,,,,,,0,1,0,0,\n",
                     "Name,Type,Ranges,Length,5,6,7,Id,Global,Flag,Program,Scope\n"});

@@ -176,6 +176,9 @@ TEST_P(Spreadsheet, WhatItDid_IsNamedOnceAndUndone) {
   EXPECT_EQ(made > 0, !GetParam().corrected.empty());
 }
 
+// A heading gives every variable the number of the one before.
+TEST(SpreadsheetHeading, AboveVariables_IsAnError) { EXPECT_EQ(rule_of("T043").severity, Severity::kError); }
+
 INSTANTIATE_TEST_SUITE_P(Cases, Spreadsheet, testing::ValuesIn(kCases),
                          [](const auto& row) { return std::string(row.param.name); });
 
