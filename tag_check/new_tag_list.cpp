@@ -128,7 +128,7 @@ void tell_misspelt(const CsvLine& line, const Columns& columns, uint32_t number,
     if (near.empty()) continue;
     std::string message = "column " + std::to_string(i + 1) + " ";
     message.append(plc_base::quoted(word)).append(" is not used; did you mean ").append(near.front()).append("?");
-    list->findings.push_back({"T043", number, 1, message, {}});
+    list->findings.push_back({"T066", number, 1, message, {}});  // one that is not used
   }
 }
 

@@ -52,9 +52,9 @@ std::string advice_on(const Finding& finding) {
       {"T006", "Write a name and a type into each line, as in Motor.Speed,DINT; plc-host check looks at tag files."},
       {"T020", "Give the variable's name first, then its type."},
       {"T040", "Give the type behind the name."},
-      {"T043", "Correct the heading where the column counts; a column that is not used does no harm."},
       {"T050", "Write the length with the type, STRING(20), or with --length 20."},
       {"T052", "Write the length with the type, STRING(20), or with --length 20."},
+      {"T066", "Correct the heading where the column counts; a column that is not used does no harm."},
       {"T074", "Give the program's number with --program-number, or leave it out."},
       {"T075", "Write the name alone, and its program in the column Program."},
       {"T110", "Leave one of them out."}};
