@@ -72,6 +72,9 @@ struct CallFigures {
   std::chrono::nanoseconds shortest{0};  // of the calls that succeeded
   std::chrono::nanoseconds longest{0};
   std::chrono::nanoseconds total{0};
+  uint64_t of_others = 0;  // calls that succeeded, and whose values may be another program's
+  // Those behind which there is no value.
+  uint64_t without_value() const { return failures + of_others; }
 };
 
 // The outcome of one call.
@@ -133,6 +136,8 @@ class DriverSession {
   bool is_guarded() const { return library_.is_guarded; }
   RequestRules rules() const { return {library_.is_guarded, target_.most_names}; }
   const CallFigures& figures() const { return figures_; }
+  // So many of the last calls succeeded, and asked another program.
+  void count_of_others(uint64_t calls) { figures_.of_others += calls; }
   void set_line_sink(LineSink sink) { sink_ = std::move(sink); }
 
  private:

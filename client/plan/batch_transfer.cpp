@@ -124,6 +124,7 @@ void BatchReader::read_batch(const Batch& batch, std::map<size_t, Assembly>& ass
     const Tag& first = *references_[batch.front().reference].tag;  // the others are of its scope
     failure = call.ok() ? program_hindrance(session_, first, kRuleOfBatches)
                         : std::optional<Failure>(explain_failure(call, session_.target()));
+    if (call.ok() && failure && failure->lacks_program) session_.count_of_others(1);
     is_spoilt = failure && !failure->connection_lost &&
                 (!call.ok() || !program_hindrance(session_, first, ProgramRule::kBeginning));
     patience_.take(failure ? Reading(*failure, call.time) : Reading(TagValue(), session_.quality_of_success(), {}));

@@ -160,10 +160,14 @@ TagResult unread(const TagReference& reference) {
 
 TagResult read_tag(DriverSession& session, const TagReference& reference) {
   TagResult result = unread(reference);
+  const auto answered = [&session] { return session.figures().calls - session.figures().failures; };
+  const uint64_t before = answered();
   try {
     const bool is_text = value_kind(reference.tag->entry) == ValueKind::kText;
     Reading reading = is_text ? read_string(session, reference) : read_elements(session, reference);
+    const uint64_t calls = answered() - before;
     result.reading = of_own_program(session, *reference.tag, std::move(reading));
+    if (!result.ok() && result.reading.failure().lacks_program) session.count_of_others(calls);
   } catch (const PlanError& error) {
     result.reading = {impossible(error.what()), std::chrono::system_clock::now()};
   }

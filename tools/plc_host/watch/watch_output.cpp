@@ -108,7 +108,7 @@ class JsonOutput : public WatchOutput {
   }
   void show_line(const std::string& line) override { show_plain_line(line); }
   void end(const WatchState&, const CallFigures& figures) override {
-    Json summary = {{"calls", figures.calls}, {"failures", figures.failures}};
+    Json summary = {{"calls", figures.calls}, {"failures", figures.without_value()}};
     const auto times = round_trips(figures);
     const char* const names[] = {"shortest_ms", "mean_ms", "longest_ms"};
     for (size_t i = 0; i < std::size(names); ++i) summary[names[i]] = times ? Json(times->at(i)) : Json();
@@ -290,7 +290,7 @@ std::string summary_text(const CallFigures& figures) {
   if (const auto trips = round_trips(figures)) {
     std::snprintf(times, sizeof times, "%.2f / %.2f / %.2f", trips->at(0), trips->at(1), trips->at(2));
   }
-  return plc_base::plural(figures.calls, "call") + ", " + plc_base::plural(figures.failures, "failure") +
+  return plc_base::plural(figures.calls, "call") + ", " + plc_base::plural(figures.without_value(), "failure") +
          ", round trip " + times + " ms (shortest / mean / longest)";
 }
 

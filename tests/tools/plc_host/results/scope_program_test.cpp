@@ -77,6 +77,16 @@ TEST_F(ScopeTest, Watch_ShowsNoValueOfAnotherProgram) {
                        "may be another program's variable\",,0\n"));
 }
 
+TEST_F(ScopeTest, WatchSummary_CountsCallsThatAskedAnotherProgram) {
+  const Outcome text = on_panel({"watch", "Filing/Count", "--rounds", "2", "--interval", "1"});
+  EXPECT_THAT(text.err, HasSubstr("plc-host: 2 calls, 2 failures, round trip "));
+  for (const bool is_batch : {false, true}) {
+    std::vector<std::string> words = {"watch", "Filing/Count", "Speed", "--rounds", "2", "--interval", "1", "--json"};
+    if (is_batch) words.emplace_back("--batch");
+    EXPECT_THAT(on_panel(words).out, HasSubstr(R"({"summary":{"calls":4,"failures":2,)")) << is_batch;
+  }
+}
+
 TEST_F(ScopeTest, Write_SendsNothingToAnotherProgram) {
   const Outcome outcome = on_panel({"write", "--verify", "Filing/Count=9", "Speed=3", "--csv"});
   EXPECT_EQ(outcome.code, 1);

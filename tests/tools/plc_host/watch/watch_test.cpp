@@ -303,6 +303,8 @@ TEST(WatchOutput, SummaryWithoutSuccess_HasNoTimes) {
   EXPECT_EQ(summary_text(figures), "1 call, 1 failure, round trip - / - / - ms (shortest / mean / longest)");
   figures = {2, 1, milliseconds(2), milliseconds(2), milliseconds(2)};
   EXPECT_EQ(summary_text(figures), "2 calls, 1 failure, round trip 2.00 / 2.00 / 2.00 ms (shortest / mean / longest)");
+  figures.of_others = 1;
+  EXPECT_EQ(summary_text(figures), "2 calls, 2 failures, round trip 2.00 / 2.00 / 2.00 ms (shortest / mean / longest)");
 }
 
 TEST(Utf8Text, Width_CountsCharacters) {
