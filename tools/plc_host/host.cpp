@@ -65,7 +65,7 @@ Target Host::choose_target(const HostOptions& options) {
 }
 
 TagFilePath Host::choose_tag_file(const HostOptions& options, const Target& controller, const Target& target) {
-  const std::string given = options.tag_file.empty() ? options.sim_tag_file : options.tag_file;
+  const std::string given = options.tag_file.empty() ? options.sim_tag_file : tag_file_at(options.tag_file, controller);
   const std::string name = tag_file_name(target);
   const std::string own = tag_file_name(controller);
   if (given.empty()) {

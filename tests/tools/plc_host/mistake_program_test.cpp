@@ -165,8 +165,9 @@ constexpr Mistake kMistakes[] = {
      "'MAIN/Name' names a program: write tags --new Name 'STRING(20)' --scope MAIN"},
     {"write Speed --sim machine.csv", 2, "Speed gives no value: write it as Speed=VALUE, in one word"},
     {"tags nofile.csv", 4, "cannot read the tag file nofile.csv: No such file or directory"},
-    {"tags .", 4, "cannot read the tag file .: it is a folder"},
-    {"read --address 127.0.0.1 --tags /tmp X", 4, "cannot read the tag file /tmp: it is a folder"},
+    {"tags .", 4, "cannot read the tag file .: it is a folder. Try: name one of its files"},
+    {"read --address 127.0.0.1 --tags /usr X", 4,
+     "cannot read the tag file /usr/PLC7F000001_0.csv: No such file or directory"},
     {"read --sim nofile.csv X", 6, nullptr},
     {"read --address 127.0.0.1 --area 7 X", 4,
      "there is no PLC7F000001_7.csv in this folder, the tag file of 127.0.0.1:8500 and area 7; there is that of area 0 "

@@ -1,4 +1,6 @@
 // Tests of plc-host as a program, about names that are not written out: patterns, files, standard input.
+#include <filesystem>
+
 #include "tests/tools/plc_host/program_fixture.h"
 
 namespace {
@@ -228,6 +230,25 @@ TEST_F(NamesTest, NameWithAnEqualsSign_EndsWhereTheTagFileSays) {
   const Outcome outcome = run({"write", "--dry-run", "--tags", path("equals.csv"), "A=B=3"});
   EXPECT_EQ(outcome.code, 0) << outcome.err;
   EXPECT_THAT(outcome.out, HasSubstr("A=B  INT "));
+}
+
+TEST_F(NamesTest, FolderOfTagFiles_HasTheOneOfTheControllerAndItsArea) {
+  std::filesystem::create_directory(path("panel"));
+  write_file("panel/PLC7F000001_0.csv", kTagFile);
+  write_file("panel/PLC7F000001_2.csv", "Other,INT,,,,,,0,1,0,0,\n");
+  const auto simulator = start_simulator();
+  const std::vector<std::string> place = {"--address", "127.0.0.1:" + port_, "--tags", path("panel")};
+  const auto on_folder = [&](std::vector<std::string> words) {
+    words.insert(words.end(), place.begin(), place.end());
+    return run(words);
+  };
+  EXPECT_EQ(on_folder({"read", "--raw", "Speed"}).out, "0\n");
+  EXPECT_THAT(on_folder({"read", "Speed", "--area", "2"}).err, HasSubstr("panel/PLC7F000001_2.csv has no variable"));
+  EXPECT_EQ(on_folder({"why", "Speed"}).code, 0);
+  const Outcome none = on_folder({"read", "Speed", "--area", "5"});
+  EXPECT_EQ(none.code, 4);
+  EXPECT_EQ(none.err,
+            "plc-host: cannot read the tag file " + path("panel/PLC7F000001_5.csv") + ": No such file or directory\n");
 }
 
 TEST_F(NamesTest, SpreadsheetsOwnFile_IsNamedAsTheCause) {

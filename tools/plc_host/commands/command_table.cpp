@@ -244,8 +244,10 @@ void add_target_options(CLI::App& command, HostOptions& options) {
       add_setting(command, "address", options, "Connect to this IPv4 address or name, with :PORT if you like")
           ->type_name("HOST:PORT");
   CLI::Option* port = add_setting(command, "port", options, "Connect to this TCP port");
-  CLI::Option* tags = add_setting(command, "tags", options,
-                                  "Use this tag file; default: PLC<address>_<area>.csv in the working directory");
+  CLI::Option* tags =
+      add_setting(command, "tags", options,
+                  "Use this tag file, or that of the controller in this folder; default: PLC<address>_<area>.csv "
+                  "in the working directory");
   const std::vector<CLI::Option*> simulated = add_simulator_options(command, options, "Start");
   CLI::Option* area = add_setting(command, "area", options, "Set the area, the last number of the tag file's name");
   CLI::Option* timeout = add_setting(command, "timeout", options, "Wait this many seconds for a reply");

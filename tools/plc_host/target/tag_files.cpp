@@ -8,6 +8,7 @@
 #include <cctype>
 #include <charconv>
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -165,11 +166,20 @@ std::optional<uint16_t> area_in_name(const std::string& name) {
   return area_number;
 }
 
+std::string tag_file_at(const std::string& path, const Target& controller) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(path, error)) return path;
+  return (std::filesystem::path(path) / tag_file_name(controller)).string();
+}
+
 void demand_tag_file(const std::string& path) {
   refuse_line_end(path);
   const plc_base::OpenedFile file = plc_base::open_regular_file(path);
   if (!file.problem.empty()) {
-    throw HostError(kExitTagFile, "cannot read the tag file " + plc_base::told_name(path) + ": " + file.problem);
+    std::error_code error;
+    const bool is_folder = std::filesystem::is_directory(path, error);
+    throw HostError(kExitTagFile, "cannot read the tag file " + plc_base::told_name(path) + ": " + file.problem +
+                                      (is_folder ? ". Try: name one of its files" : ""));
   }
   close(file.descriptor);
 }

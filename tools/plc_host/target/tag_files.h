@@ -21,6 +21,9 @@ struct TagFilePath {
   std::string shown;
 };
 
+// Of a folder the file in it that the driver would take for this controller, as it has to be called; else the path.
+std::string tag_file_at(const std::string& path, const Target& controller);
+
 // Throws HostError for what is no file that can be read, with the system's reason.
 void demand_tag_file(const std::string& path);
 

@@ -89,7 +89,7 @@ void refuse_own_files(const HostOptions& options, const std::string& tag_file, c
 }
 
 std::string path_of_tag_file(const HostOptions& options, const Target& controller) {
-  if (!options.tag_file.empty()) return options.tag_file;
+  if (!options.tag_file.empty()) return tag_file_at(options.tag_file, controller);
   return options.sim_tag_file.empty() ? tag_file_name(controller) : options.sim_tag_file;
 }
 
