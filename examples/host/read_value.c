@@ -17,9 +17,13 @@ static CommSettings settings;
 
 int main(int argc, char** argv) {
   struct in_addr address;
-  const TypeEntry* type = argc < 6 ? NULL : find_word_type(type_list, argv[5]);
-  if (type == NULL || argc > 7 || inet_pton(AF_INET, argv[1], &address) != 1) {
+  if (argc < 6 || argc > 7 || inet_pton(AF_INET, argv[1], &address) != 1) {
     fprintf(stderr, "usage: read_value ADDRESS PORT AREA ID TYPE [ELEMENT]\n");
+    return 2;
+  }
+  const TypeEntry* type = find_word_type(type_list, argv[5]);
+  if (type == NULL) {
+    fprintf(stderr, "%s is not a type of 16 or 32 bits\n", argv[5]);
     return 2;
   }
   long long port, area, id, element = 0;

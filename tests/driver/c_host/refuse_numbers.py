@@ -1,4 +1,4 @@
-"""Gives an example host texts that are not numbers, and checks that it names them before it calls the driver.
+"""Gives an example host texts that are not numbers or its types. Checks that it names them and calls no driver.
 
 refuse_numbers.py LAST... -- COMMAND...   (LAST: what the host takes after ADDRESS PORT AREA ID)
 """
@@ -33,6 +33,8 @@ def main():
              for name in names if name in PLACES for text in PLACES[name][1]]
     cases += [("ID", text, f"ID: no variable has the number {text}: records have 0 to 65535, indexed ids begin at "
                "262144\n") for text in BETWEEN]
+    cases += [("TYPE", text, f"{text} is not a type of 16 or 32 bits\n") for text in ("LINT", "BOOL", "dint", "")
+              if "TYPE" in last]
     failed = 0
     for name, text, message in cases:
         arguments = ["127.0.0.1", *(text if place == name else right[place] for place in names)]
