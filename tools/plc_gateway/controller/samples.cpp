@@ -38,6 +38,7 @@ void SampleMaker::add(uint32_t index, const Variable& variable, const Reading& r
   if (!sample.good) {
     sample.reason = reading.error.reason;
     sample.error = reading.error.text;
+    sample.advice = reading.error.advice;
     return;
   }
   const plc_client::Value& value = reading.value;

@@ -62,6 +62,7 @@ struct Sample {
   std::string bytes;  // a text, bytes, or the elements of an array as the standard packs them
   plc_client::Reason reason = plc_client::Reason::kNone;  // why it is not good
   std::string error;                                      // the same as a sentence
+  std::string advice;                                     // what to try; may be empty
 };
 
 // Same quality, and the same value when good. Times and reasons may differ.

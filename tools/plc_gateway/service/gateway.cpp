@@ -214,7 +214,9 @@ void Gateway::note_bad(const ReadResult& result) {
     told = is_bad;
     const std::string& name = config_.variables[sample.variable].name;
     if (is_bad != 0) {
-      tell(LogLevel::kWarning, "variable_bad", {{"name", name}, {"reason", sample.error}});
+      LogFields fields = {{"name", name}, {"reason", sample.error}};
+      if (!sample.advice.empty()) fields.emplace_back("what_to_do", sample.advice);
+      tell(LogLevel::kWarning, "variable_bad", fields);
     } else {
       tell(LogLevel::kInfo, "variable_good", {{"name", name}});
     }

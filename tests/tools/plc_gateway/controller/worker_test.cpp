@@ -259,6 +259,7 @@ TEST_F(WorkerTest, VariableOfAMissingProgram_IsBadAndNotWritten) {
   EXPECT_FALSE(samples.at(1).good);
   EXPECT_EQ(samples.at(1).reason, Reason::kFailed);
   EXPECT_THAT(samples.at(1).error, HasSubstr("the controller has no program \"Filing\""));
+  EXPECT_EQ(samples.at(1).advice, "Correct column 12 of its line: plc-host check FILE --live names similar programs.");
   const WriteOutcome outcome = write(0, Input(5));
   EXPECT_EQ(outcome.outcome, plc_client::Outcome::kNotDone);
   EXPECT_THAT(outcome.error, HasSubstr("nothing was written"));

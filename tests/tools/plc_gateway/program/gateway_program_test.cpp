@@ -15,6 +15,7 @@ namespace gateway_test {
 namespace {
 
 using testing::AllOf;
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -114,6 +115,14 @@ TEST_F(GatewayProgram, ControllerThatDies_IsToldAndFoundAgain) {
   EXPECT_TRUE(host->hears(kDeviceBirth));
   EXPECT_TRUE(shows("/healthz", "HTTP/1.1 200"));
   EXPECT_THAT(world.log(), AllOf(HasSubstr("level=warning event=controller_lost"), HasSubstr("event=controller_up")));
+}
+
+TEST_F(GatewayProgram, VariableThatIsRefused_IsLoggedWithTheRemedy) {
+  start_all();
+  world.controller->tell("fault refuse on=read");
+  ASSERT_TRUE(world.logs("event=variable_bad name=Motor.Speed ")) << world.log();
+  EXPECT_THAT(world.log(),
+              ContainsRegex("event=variable_bad name=Motor.Speed reason=\"[^\"]+\" what_to_do=\"[^\"]+\""));
 }
 
 // Longer than a part of a name can be: nobody is asked for it.
