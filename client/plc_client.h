@@ -349,8 +349,8 @@ struct Options {
   // Called at each change of State::connected, under the conditions of log.
   std::function<void(const State& state)> on_state;
   // A file with what was learnt of the controller; empty: none. It sets reply_timeout_s, delay_ms and driver if they
-  // have their defaults, and how many names are asked for at a time. If it makes "guarded" the contract build, log
-  // receives Controller::driver_remark().
+  // have their defaults, and how many names are asked for at a time. log receives
+  // Controller::driver_remark().
   std::string profile;
 };
 
@@ -426,7 +426,8 @@ class PLC_CLIENT_API Controller {
 
   // What the driver calls itself: "1.1.0 guarded".
   const std::string& driver_build() const;
-  // Why a profile made "guarded" the contract build, and what to look after then. Empty when it did not.
+  // Why a profile made "guarded" the contract build, and what to look after then; or why it did not although the
+  // guarded build fails there. Empty otherwise.
   const std::string& driver_remark() const;
 
  private:

@@ -73,6 +73,7 @@ struct Profile {
   // Whether the guarded build can be used here; without some of its checks, which are options of its build.
   enum class Guarded { kUsable, kWithoutStatus, kWithoutValueEnd, kWithoutBoth, kNotUsable, kUnknown };
   Guarded guarded = Guarded::kUnknown;
+  std::string contract_problem;  // why the contract build does not read this controller; "" where nobody saw that
 
   // What hosts set unless they are told otherwise; absent: nothing speaks against what is usual.
   std::optional<uint32_t> recv_timeout_s;

@@ -15,6 +15,9 @@ uint32_t names_at_a_time(const Profile& profile) {
   return least;
 }
 
+namespace {
+
+// Why the guarded driver as it is usually built cannot be used, "" when it can or nobody knows.
 std::string guarded_problem(const Profile& profile) {
   const std::string only = "the guarded driver can be used here only if it is built with ";
   switch (profile.guarded) {
@@ -33,9 +36,20 @@ std::string guarded_problem(const Profile& profile) {
   return {};
 }
 
+}  // namespace
+
+std::string driver_choice(const Profile& profile) {
+  if (guarded_problem(profile).empty()) return {};
+  return profile.contract_problem.empty() ? "contract" : "guarded";
+}
+
 std::string contract_word(const Profile& profile) {
   const std::string problem = guarded_problem(profile);
   if (problem.empty()) return {};
+  if (!profile.contract_problem.empty()) {
+    return problem + ", and the contract build does not read it: " + profile.contract_problem +
+           ". The guarded build is kept: it fails where the contract build would give wrong values";
+  }
   return problem +
          ": the contract build is taken. It may take a late reply for that of another variable: keep delay_ms above "
          "the answer times, and read back what you write";

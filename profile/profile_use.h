@@ -11,10 +11,12 @@ namespace plc_profile {
 // That a host asks for at a time: the least of what is set and of the limits that were met; 0 where there are none.
 uint32_t names_at_a_time(const Profile& profile);
 
-// Why the guarded driver as it is usually built cannot be used, "" when it can or nobody knows.
-std::string guarded_problem(const Profile& profile);
+// The build that a host takes unless another is named: "contract" where the guarded driver as it is usually built
+// cannot be used; "guarded", which fails, where the contract build would give wrong values; "" where the profile says
+// nothing.
+std::string driver_choice(const Profile& profile);
 
-// What a host says that takes the contract build therefore: the problem, and what it has to look after; "" otherwise.
+// What a host says that takes such a build: the problem, and what it has to look after; "" otherwise.
 std::string contract_word(const Profile& profile);
 
 }  // namespace plc_profile

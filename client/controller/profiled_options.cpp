@@ -33,7 +33,7 @@ ProfiledOptions with_profile(const Options& given) {
   if (profile.delay_ms && given.delay_ms == usual.delay_ms) options.delay_ms = *profile.delay_ms;
   const std::string word = plc_profile::contract_word(profile);
   if (!word.empty() && given.driver == usual.driver) {
-    options.driver = "contract";
+    options.driver = plc_profile::driver_choice(profile);
     profiled.word = given.profile + ": " + word;
   }
   profiled.most_names = plc_profile::names_at_a_time(profile);

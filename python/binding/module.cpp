@@ -100,6 +100,12 @@ ControllerHolder open_controller(const py::str& address, uint16_t port, const py
   return ControllerHolder(new plc_client::Controller(options));
 }
 
+// The build that a profile has taken in place of "guarded"; "" too where the profile cannot be read.
+std::string driver_choice(const py::str& profile) {
+  const plc_profile::ProfileResult result = plc_profile::read_profile(text_bytes(profile));
+  return result.ok() ? plc_profile::driver_choice(result.profile) : "";
+}
+
 // Why a profile has the contract build taken, and what to look after then; "" too where the profile cannot be read,
 // which the controller says then.
 std::string contract_word(const py::str& profile) {
@@ -188,6 +194,7 @@ PYBIND11_MODULE(_core, module) {
   records();
   module.attr("__version__") = PLC_VERSION;
   py::register_exception_translator(translate);
+  module.def("driver_choice", &driver_choice, py::arg("profile"));
   module.def("contract_word", &contract_word, py::arg("profile"));
   py::class_<NamedPlan>(module, "Plan").def_property_readonly("exchanges", [](const NamedPlan& named) {
     return named.plan.exchanges();

@@ -82,7 +82,7 @@ class Tags(Mapping[str, Declaration]):
 
 
 def _driver_for(choice: str, profile: str, log: Optional[Callable[[str], object]]) -> str:
-    """The driver that is asked for, or the contract build, with a word, where the guarded one cannot be used."""
+    """The driver that is asked for; with a word the contract build, where that one alone can be used."""
     word = _core.contract_word(profile) if profile and choice == "guarded" else ""
     if not word:
         return choice
@@ -91,7 +91,7 @@ def _driver_for(choice: str, profile: str, log: Optional[Callable[[str], object]
     else:
         # Of the caller of Controller, two calls above.
         warnings.warn(f"{profile}: {word}", RuntimeWarning, stacklevel=3)
-    return "contract"
+    return _core.driver_choice(profile)
 
 
 class Controller:

@@ -6,6 +6,7 @@ from ._records import Declaration, Reading, State, WriteResult
 __version__: str
 
 def contract_word(profile: str) -> str: ...
+def driver_choice(profile: str) -> str: ...
 
 class Plan:
     @property

@@ -103,11 +103,12 @@ TEST(ReadProfile, Values_AreThoseOfTheFile) {
 }
 
 TEST(ReadProfile, UnknownKeyAndSection_AreToldWithWhatWasMeant) {
-  EXPECT_THAT(findings_of("[replies]\nlenght = \"zero\"\n\n[reply]\n[x]\n[refusal]\nx = 1\n"),
-              ElementsAre("p.toml:2:1: unknown key 'lenght' in [replies]; did you mean length?",
-                          HasSubstr("p.toml:4:2: unknown section 'reply'; there are survey, guarded, settings,"),
-                          HasSubstr("p.toml:5:2: unknown section 'x'; there are "),
-                          "p.toml:7:1: unknown key 'x' in [refusal]; it takes shape or status"));
+  EXPECT_THAT(
+      findings_of("[replies]\nlenght = \"zero\"\n\n[reply]\n[x]\n[refusal]\nx = 1\n"),
+      ElementsAre("p.toml:2:1: unknown key 'lenght' in [replies]; did you mean length?",
+                  HasSubstr("p.toml:4:2: unknown section 'reply'; there are survey, guarded, contract, settings,"),
+                  HasSubstr("p.toml:5:2: unknown section 'x'; there are "),
+                  "p.toml:7:1: unknown key 'x' in [refusal]; it takes shape or status"));
 }
 
 TEST(ReadProfile, WrongTypeRangeOrWord_IsToldWithWhatToGive) {

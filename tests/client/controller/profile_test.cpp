@@ -63,6 +63,16 @@ TEST_F(ProfileTest, ContractBuildInPlaceOfTheGuardedOne_HasAWordOnWhatToLookAfte
                 "write");
 }
 
+TEST_F(ProfileTest, ContractBuildThatDoesNotReadItEither_LeavesTheGuardedOneWithAWord) {
+  start(tag_line("A", "INT"));
+  Options options = with_profile("[guarded]\nusable = \"no\"\n[contract]\nproblem = \"replies come in pieces\"\n");
+  options.driver = "guarded";
+  const plc_client::ProfiledOptions profiled = plc_client::with_profile(options);
+  EXPECT_EQ(profiled.options.driver, "guarded");
+  EXPECT_THAT(profiled.word, HasSubstr("and the contract build does not read it: replies come in pieces. The guarded "
+                                       "build is kept"));
+}
+
 TEST_F(ProfileTest, TimeOut_IsTheProfilesUnlessTheProgramSetsOne) {
   start(tag_line("A", "INT"), {"--sentinel", "--fault", "no-reply on=read times=2"});
   Controller profiled(with_profile("[settings]\ntimeout_s = 1\n"));

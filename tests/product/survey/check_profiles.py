@@ -32,7 +32,7 @@ EARLY_MS = 1
 EACH_MS, LONGER_EACH_MS = 0.5, 3.0
 GAP_PART = 0.5
 # A busy machine takes two pieces for one, and hears of an end before the request.
-TIMED = ("times", "replies.piece_bytes", "replies.piece_gap_ms", "connections.half_closed")
+TIMED = ("times", "contract", "replies.piece_bytes", "replies.piece_gap_ms", "connections.half_closed")
 # A scope that is longer than names in a directory may be.
 LONG_SCOPE = ("Station.Left,INT,,,,,,40,0,0,2,PackagingLineStationSeven\n"
               "Station.Right,DINT,,,,,,41,0,0,2,PackagingLineStationSeven\n")

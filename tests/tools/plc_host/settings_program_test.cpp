@@ -141,6 +141,15 @@ TEST_F(SettingsTest, Profile_SpeaksBehindEverybodyButWhatIsUsual) {
             "plc-host: press1.toml: the guarded driver cannot be used with this controller: the contract build is "
             "taken. It may take a late reply for that of another variable: keep delay_ms above the answer times, and "
             "read back what you write\n");
+  write_file("press1.toml",
+             "[guarded]\nusable = \"no\"\n[contract]\nproblem = \"replies come in pieces\"\n"
+             "[settings]\ntimeout_s = 7\n");
+  EXPECT_EQ(shown("driver"), "guarded from press1.toml");
+  EXPECT_THAT(
+      type("info").err,
+      HasSubstr("plc-host: press1.toml: the guarded driver cannot be used with this controller, and the contract "
+                "build does not read it: replies come in pieces. The guarded build is kept: it fails where the "
+                "contract build would give wrong values\n"));
   setenv("PLC_HOST_DRIVER", PLC_HOST_GUARDED, 1);
   EXPECT_EQ(shown("driver"), PLC_HOST_GUARDED " from PLC_HOST_DRIVER");
   EXPECT_EQ(type("info").err, "");

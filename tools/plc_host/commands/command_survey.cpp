@@ -151,17 +151,43 @@ struct Filled {
   bool is_written;  // else it holds the former survey
 };
 
+struct VariableCounts {
+  explicit VariableCounts(const SurveyRecord& record)
+      : all(record.variables.declared),
+        found(record.variables.findings.size()),
+        good(static_cast<uint64_t>(
+            std::count_if(record.variables.findings.begin(), record.variables.findings.end(), survey::is_read))),
+        without_value(count_of_state(record, survey::VariableFinding::State::kGood) - good),
+        refused(count_of_state(record, survey::VariableFinding::State::kRefused)),
+        not_tried(count_of_state(record, survey::VariableFinding::State::kNotTried)) {}
+  uint64_t all;
+  uint64_t found;
+  uint64_t good;
+  uint64_t without_value;
+  uint64_t refused;
+  uint64_t not_tried;
+};
+
+// "45 variables, 40 read, 2 refused, 3 otherwise: see the report"
+std::string counts_text(const VariableCounts& count, const std::string& ended) {
+  std::string text = plc_base::plural(count.all, "variable") + ", ";
+  if (count.found == 0 && !ended.empty()) return text + "none read: " + ended;
+  text += std::to_string(count.good) + " read, " + std::to_string(count.refused) + " refused";
+  if (count.without_value > 0) text += ", " + std::to_string(count.without_value) + " without a value: see the report";
+  const uint64_t others = count.found - count.good - count.without_value - count.refused - count.not_tried;
+  if (others > 0) text += ", " + std::to_string(others) + " otherwise: see the report";
+  if (count.not_tried > 0) text += ", " + std::to_string(count.not_tried) + " not tried";
+  return text;
+}
+
 void write_survey_summary(FILE* results, const SurveyRecord& record, const Filled& filled, bool json) {
-  const uint64_t good = count_of_state(record, survey::VariableFinding::State::kGood);
-  const uint64_t refused = count_of_state(record, survey::VariableFinding::State::kRefused);
-  const uint64_t not_tried = count_of_state(record, survey::VariableFinding::State::kNotTried);
-  const uint64_t all = record.variables.findings.size();
+  const VariableCounts count(record);
   const std::string controller = record.link.host + ":" + std::to_string(record.link.port);
   if (json) {
     Json line = {{"controller", controller},
-                 {"variables", all},
-                 {"good", good},
-                 {"refused", refused},
+                 {"variables", count.all},
+                 {"good", count.good},
+                 {"refused", count.refused},
                  {"guarded", usable_word(record.verdict.usable)},
                  {"whole", record.is_whole},
                  {"not_set_back", record.writes.not_set_back},
@@ -170,11 +196,7 @@ void write_survey_summary(FILE* results, const SurveyRecord& record, const Fille
     if (!record.is_whole) line["ended"] = record.ended;
     return write_json_line(results, line);
   }
-  std::string text = controller + ": " + plc_base::plural(all, "variable") + ", " + std::to_string(good) + " read, " +
-                     std::to_string(refused) + " refused";
-  const uint64_t others = all - good - refused - not_tried;
-  if (others > 0) text += ", " + std::to_string(others) + " otherwise: see the report";
-  if (not_tried > 0) text += ", " + std::to_string(not_tried) + " not tried";
+  std::string text = controller + ": " + counts_text(count, record.ended);
   text.append("\nguarded build: ").append(usable_word(record.verdict.usable));
   if (!record.is_whole && survey::is_usable(record.verdict.usable)) text += " so far";
   if (survey::is_foreign(record.heads)) text.append(": ").append(survey::kForeign);
@@ -184,7 +206,7 @@ void write_survey_summary(FILE* results, const SurveyRecord& record, const Fille
   for (const survey::Recommendation& one : record.recommendations) {
     text.append("set ").append(one.setting).append(": ").append(one.value).append("\n");
   }
-  if (!record.is_whole) text += "not whole: " + record.ended + "\n";
+  if (!record.is_whole && count.found > 0) text += "not whole: " + record.ended + "\n";
   text += filled.is_written ? "written: " + filled.folder + "/report.html, report.json, survey.pcapng, profile.toml\n"
                             : "not written: nothing was measured, and " + filled.folder + " keeps the former survey\n";
   for (size_t at = 0; at < text.size();) {

@@ -218,7 +218,8 @@ Settings settings_of(const plc_profile::Profile& profile, const std::string& pat
   const auto set = [&](const char* name, const std::string& value) { settings[name] = {value, path, kProfileRank}; };
   if (profile.recv_timeout_s) set("timeout", std::to_string(*profile.recv_timeout_s));
   if (profile.delay_ms) set("delay", std::to_string(*profile.delay_ms));
-  if (!plc_profile::guarded_problem(profile).empty()) set("driver", "contract");
+  const std::string driver = plc_profile::driver_choice(profile);
+  if (!driver.empty()) set("driver", driver);
   return settings;
 }
 

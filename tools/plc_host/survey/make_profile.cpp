@@ -60,18 +60,11 @@ Pace pace_of(const SurveyRecord& record, const std::vector<std::string>& kinds) 
 }
 
 void take_pieces(const SurveyRecord& record, Profile& profile) {
-  std::map<size_t, uint64_t> sizes;  // of pieces that another one follows
+  const std::optional<size_t> usual = usual_piece_bytes(record);
+  if (!usual) return;
   std::vector<double> gaps;
-  for (const Split& split : record.splits) {
-    for (const auto& [pieces, count] : split.pieces) {
-      for (size_t i = 0; i + 1 < pieces.size(); ++i) sizes[pieces[i]] += count;
-    }
-    gaps.insert(gaps.end(), split.gap_ms.begin(), split.gap_ms.end());
-  }
-  const auto is_rarer = [](const auto& one, const auto& other) { return one.second < other.second; };
-  const auto usual = std::max_element(sizes.begin(), sizes.end(), is_rarer);
-  if (usual == sizes.end()) return;
-  profile.piece_bytes = static_cast<uint32_t>(usual->first);
+  for (const Split& split : record.splits) gaps.insert(gaps.end(), split.gap_ms.begin(), split.gap_ms.end());
+  profile.piece_bytes = static_cast<uint32_t>(*usual);
   profile.piece_gap_ms = rounded(spread_of(gaps).p50);
 }
 
@@ -175,6 +168,7 @@ Profile make_profile(const SurveyRecord& record) {
     profile.refused.push_back({finding.own_name, finding.program});
   }
   profile.guarded = guarded_of(record.verdict.usable);
+  profile.contract_problem = contract_problem(record);
   profile.recv_timeout_s = setting_of(record, "timeout_s");
   profile.delay_ms = setting_of(record, "delay_ms");
   if (record.limits.names_per_request || record.limits.values_per_request) {

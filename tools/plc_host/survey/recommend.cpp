@@ -96,6 +96,14 @@ const Times* times_near(const SurveyRecord& record, const std::string& kind, uin
   return nearest;
 }
 
+// "" where it is not recommended.
+std::string value_of(const std::vector<Recommendation>& all, const std::string& setting) {
+  for (const Recommendation& one : all) {
+    if (one.setting == setting) return one.value;
+  }
+  return {};
+}
+
 void recommend_poll(const SurveyRecord& record, std::vector<Recommendation>& all) {
   const Limits& limits = record.limits;
   const auto names =
@@ -103,18 +111,21 @@ void recommend_poll(const SurveyRecord& record, std::vector<Recommendation>& all
                                                 limits.values_per_request.value_or(kUsualBatchNames)}));
   const Times* resolve = times_near(record, "resolve", names);
   const Times* read = times_near(record, "read", names);
-  const auto is_good = [](const VariableFinding& finding) { return finding.state == VariableFinding::State::kGood; };
-  const auto good =
-      static_cast<uint64_t>(std::count_if(record.variables.findings.begin(), record.variables.findings.end(), is_good));
-  if (resolve == nullptr || read == nullptr || good == 0 || limits.step.state != Step::State::kDone) return;
-  const uint64_t rounds = (good + names - 1) / std::max<uint32_t>(names, 1);
-  const double each = spread_of(resolve->ms).p99 + spread_of(read->ms).p99;
+  // What is refused today takes its time too.
+  const auto is_polled = [](const VariableFinding& one) { return one.state != VariableFinding::State::kNotTried; };
+  const auto& findings = record.variables.findings;
+  const auto polled = static_cast<uint64_t>(std::count_if(findings.begin(), findings.end(), is_polled));
+  if (resolve == nullptr || read == nullptr || polled == 0 || limits.step.state != Step::State::kDone) return;
+  const uint64_t rounds = (polled + names - 1) / std::max<uint32_t>(names, 1);
+  const std::string pause = value_of(all, "delay_ms");
+  const double pause_ms = pause.empty() ? 0 : std::stod(pause);
+  const double each = spread_of(resolve->ms).p99 + spread_of(read->ms).p99 + pause_ms;
   const double round_ms = each * static_cast<double>(rounds);
   const double wanted = std::max(kShortestPollMs, std::ceil(round_ms * kPollFactor / kPollStepMs) * kPollStepMs);
   all.push_back({"poll_ms", std::to_string(static_cast<uint32_t>(wanted)),
-                 plc_base::plural(good, "variable") + " in " + std::to_string(rounds) +
-                     (rounds == 1 ? " batch" : " batches") + " of up to " + std::to_string(names) +
-                     " names: " + ms_text(round_ms) +
+                 plc_base::plural(polled, "variable") + " in " + std::to_string(rounds) +
+                     (rounds == 1 ? " batch" : " batches") + " of up to " + std::to_string(names) + " names" +
+                     (pause_ms > 0 ? ", with a pause of " + pause + " ms before each: " : ": ") + ms_text(round_ms) +
                      " for all of them when each answer is as slow as the slowest in a hundred; twice that"});
 }
 
@@ -130,7 +141,8 @@ void recommend_driver(const SurveyRecord& record, std::vector<Recommendation>& a
     case Usability::kWithoutBoth:
       return all.push_back({"driver", "guarded, built with PLC_GUARD_STATUS=OFF and PLC_GUARD_VALUE_END=OFF", because});
     case Usability::kNotUsable:
-      return all.push_back({"driver", "contract", because});
+      if (takes_contract_build(record)) all.push_back({"driver", "contract", because});
+      return;
     case Usability::kUnknown:
       break;
   }
@@ -143,6 +155,7 @@ std::vector<Recommendation> recommend(const SurveyRecord& record) {
   if (is_foreign(record.heads)) return all;
   recommend_driver(record, all);
   recommend_timeout(record, all);
+  if (record.verdict.usable == Usability::kNotUsable && !takes_contract_build(record)) return all;  // nobody polls
   recommend_delay(record, all);
   recommend_batch(record, all);
   recommend_poll(record, all);

@@ -104,14 +104,22 @@ struct VariableFinding {
   std::vector<uint8_t> refusal;  // the reply that refused it
   uint16_t status = 0;           // of that reply
   std::vector<std::string> near;
-  std::string value;  // as plc-host read shows it; "" unless kGood
+  std::string value;                // as plc-host read shows it; "" unless is_read()
+  bool has_no_value = false;        // it is answered, and plc-host read shows nothing of it: why
+  bool is_other_by_driver = false;  // the driver gave another value, or none
 };
+
+// Answered as declared, with a value that plc-host read shows.
+bool is_read(const VariableFinding& finding);
 
 struct Variables {
   Step step;
+  uint64_t declared = 0;  // findings are there once the controller was asked
   std::vector<VariableFinding> findings;
   std::string compared_with;  // the driver's build whose values were compared; "" with the reason in not_compared
   std::string not_compared;
+  uint64_t compared = 0;  // that the driver gave a value for
+  uint64_t misread = 0;   // of these: another value than the controller's
 };
 
 // Of all replies of the survey.
@@ -250,10 +258,20 @@ struct SurveyRecord {
   std::vector<std::string> messages;  // told on standard error, beside the findings
 };
 
+// Of replies that came in pieces, not just once: the size that most pieces have which another one follows.
+std::optional<size_t> usual_piece_bytes(const SurveyRecord& record);
+
+inline constexpr char kNeitherBuild[] = "Neither installed build reads this controller: ";
+
+// Why the contract build cannot stand in for the guarded one, "replies come in pieces of 30 bytes"; "" where it can, or
+// where the guarded one can be used.
+std::string contract_problem(const SurveyRecord& record);
+
 // Hosts take the contract build: the guarded one cannot be used as it is usually built.
 bool takes_contract_build(const SurveyRecord& record);
 
-// What the contract build may do to reads and writes, where hosts take it; "" where they take the guarded one.
+// What the contract build may do to reads and writes, where hosts take it, or that neither build reads this controller;
+// "" where hosts take the guarded one.
 std::string contract_warning(const SurveyRecord& record);
 
 }  // namespace plc_host::survey

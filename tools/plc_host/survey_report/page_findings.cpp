@@ -50,7 +50,7 @@ std::string good_variables(const Variables& variables) {
   for (const VariableFinding& one : variables.findings) {
     if (one.state != VariableFinding::State::kGood) continue;
     ++count;
-    table.add({variable_name(one), shown_html(one.type), shown_html(one.value)});
+    table.add({variable_name(one), shown_html(one.type), shown_html(is_read(one) ? one.value : one.why)});
   }
   if (count == 0) return "";
   return "<details><summary>" + plural(count, "variable") + " as declared</summary>" + table.finish() + "</details>\n";

@@ -104,7 +104,7 @@ Json variables_json(const Variables& variables) {
                         {"status", is_refused ? Json(status_text(one.status)) : Json()},
                         {"refusal", or_null(hex_of(one.refusal))},
                         {"near", one.near},
-                        {"value", one.state == VariableFinding::State::kGood ? Json(one.value) : Json()}});
+                        {"value", is_read(one) ? Json(one.value) : Json()}});
   }
   return {{"step", step_json(variables.step)},
           {"compared_with", or_null(variables.compared_with)},

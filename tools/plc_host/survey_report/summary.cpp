@@ -68,7 +68,10 @@ std::string variables_sentence(const Variables& variables) {
   const size_t tried = variables.findings.size() - count_of(variables, State::kNotTried);
   if (!has_figures(variables.step) || tried == 0) return "No variable was read. " + not_measured(variables.step);
   std::string text = "Of " + plural(variables.findings.size(), "declared variable") + ", ";
-  text += std::to_string(count_of(variables, State::kGood)) + " were read as declared";
+  const auto read = std::count_if(variables.findings.begin(), variables.findings.end(), is_read);
+  const size_t without_value = count_of(variables, State::kGood) - static_cast<size_t>(read);
+  text += std::to_string(read) + " were read as declared";
+  if (without_value > 0) text += ", " + std::to_string(without_value) + " answered without a value that plc-host shows";
   for (const auto& [state, words] :
        {std::pair(State::kRefused, " refused"), std::pair(State::kNotNamed, " not named"),
         std::pair(State::kDifferent, " read with different values"),
@@ -157,6 +160,14 @@ Question question_on(const VariableFinding& one) {
   }
 }
 
+// What explains all that the contract build gave otherwise; "" where replies come whole.
+std::string pieces_question(const SurveyRecord& record) {
+  const std::optional<size_t> piece = usual_piece_bytes(record);
+  if (!piece) return {};
+  return "Can the controller, or what is between, send each reply in one piece? Replies come in pieces of " +
+         plural(*piece, "byte") + ": that is why plc-host read gave other values, or none.";
+}
+
 std::string verdict_words(Verdict::Usable usable) {
   switch (usable) {
     case Verdict::Usable::kYes:
@@ -182,7 +193,9 @@ std::string verdict_words(Verdict::Usable usable) {
 bool has_figures(const Step& step) { return step.state != Step::State::kNotDone; }
 
 std::string verdict_sentence(const SurveyRecord& record) {
-  std::string sentence = verdict_words(record.verdict.usable);
+  const std::string problem = contract_problem(record);
+  const bool is_none = record.verdict.usable == Verdict::Usable::kNotUsable && !problem.empty();
+  std::string sentence = is_none ? kNeitherBuild + problem + "." : verdict_words(record.verdict.usable);
   // What comes later could still break a rule.
   if (record.is_whole || !is_usable(record.verdict.usable)) return sentence;
   return "So far, the" + sentence.substr(sizeof "The" - 1);
@@ -214,11 +227,17 @@ std::vector<Question> questions(const SurveyRecord& record) {
       all.push_back({one.scope, "Can one of the two be called otherwise? " + one.other + " begins with this name."});
     }
   }
+  const std::string pieces = contract_problem(record).empty() ? "" : pieces_question(record);
+  size_t explained = 0;
   for (const VariableFinding& one : record.variables.findings) {
-    if (one.state != VariableFinding::State::kGood && one.state != VariableFinding::State::kNotTried) {
+    if (one.state == VariableFinding::State::kGood || one.state == VariableFinding::State::kNotTried) continue;
+    if (!pieces.empty() && one.is_other_by_driver) {
+      ++explained;
+    } else {
       all.push_back(question_on(one));
     }
   }
+  if (explained > 0) all.push_back({plural(explained, "variable"), pieces});
   return all;
 }
 

@@ -47,6 +47,12 @@ struct Word {
   bool is_impossible = false;
 };
 
+void take_no_value(VariableFinding& finding, const std::string& why) {
+  finding.has_no_value = true;
+  finding.why = why;
+  finding.value.clear();
+}
+
 class Comparison {
  public:
   Comparison(Conversation& conversation, Declarations& declared)
@@ -124,7 +130,7 @@ std::vector<TagResult> Comparison::wanted_of(const TagList& tags, const std::str
       results.push_back(unread(last_element(tag)));
       positions.push_back(at->second);
     } catch (const ReferenceError& error) {
-      record_.findings[at->second].why = std::string("plc-host read cannot ask for it: ") + error.what();
+      take_no_value(record_.findings[at->second], std::string("plc-host read cannot ask for it: ") + error.what());
     }
   }
   return results;
@@ -142,16 +148,15 @@ void Comparison::take_result(const TagResult& result, size_t at) {
     return;
   }
   const Word word = word_of(result, at);
+  if (word.problem.empty()) ++record_.compared;
   VariableFinding& finding = record_.findings[at];
   if (word.is_impossible) {
-    finding.why = "plc-host read cannot ask for it: " + word.problem;
-    return;
+    return take_no_value(finding, "plc-host read cannot ask for it: " + word.problem);
   }
   // The bytes of a type without a width are what the driver makes of them.
   const bool is_raw = value_kind(variables_[at].tag->entry) == ValueKind::kRaw;
   if (is_raw && result.reading.quality() == Quality::kFailed && result.reading.failure().code == PLC_OK) {
-    finding.why = "plc-host read shows no value: " + word.problem;
-    return;
+    return take_no_value(finding, "plc-host read shows no value: " + word.problem);
   }
   if (is_same(word) || (is_raw && word.problem.empty())) {
     finding.value = word.value;
@@ -171,6 +176,7 @@ void Comparison::look_again() {
     VariableFinding& finding = record_.findings[word.at];
     if (!word.problem.empty()) {
       finding.state = VariableState::kDifferent;
+      finding.is_other_by_driver = true;
       finding.why =
           "read " + finding.value + ", but not by plc-host read (" + record_.compared_with + "): " + word.problem;
       finding.value.clear();
@@ -184,6 +190,8 @@ void Comparison::look_again() {
       continue;
     }
     finding.state = VariableState::kDifferent;
+    finding.is_other_by_driver = true;
+    ++record_.misread;
     finding.why = "read " + finding.value + ", by plc-host read (" + record_.compared_with + ") " + word.value;
     finding.value.clear();
   }

@@ -61,6 +61,7 @@ bool make_survey(const SurveyPlan& plan, Declarations& declared, const HostOptio
   Progress progress(!options.quiet, plan.rate);
   Conversation conversation(plan, capture, record, progress);
   const uint64_t variables = declared.variables.size();
+  record.variables.declared = variables;
   const std::vector<NextStep> steps = {
       {"step 1 of 7, connections", link_requests(plan), [&] { survey_link(conversation); }},
       {"step 2 of 7, programs", 1, [&] { survey_programs(conversation, declared); }},

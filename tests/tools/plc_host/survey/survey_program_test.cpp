@@ -21,10 +21,21 @@ TEST_F(SurveyTest, PlainController_IsReportedAsItIs) {
   const Outcome outcome = run(words({"--rate", "1000"}));
   end(*simulator);
   EXPECT_EQ(outcome.code, 0) << outcome.err;
-  EXPECT_THAT(outcome.out, StartsWith("127.0.0.1:" + port_ +
-                                      ": 25 variables, 24 read, 0 refused, 1 not tried\n"
-                                      "guarded build: usable\nset driver: guarded\n"));
+  EXPECT_THAT(outcome.out,
+              StartsWith("127.0.0.1:" + port_ +
+                         ": 25 variables, 22 read, 0 refused, 2 without a value: see the report, 1 not tried\n"
+                         "guarded build: usable\nset driver: guarded\n"));
   const Json found = report();
+  size_t without_value = 0;
+  for (const Json& finding : found.at("variables").at("findings")) {
+    if (finding.at("state") != "good" || finding.at("why").is_null()) continue;
+    ++without_value;
+    EXPECT_EQ(finding.at("value"), nullptr);
+    const std::string why = finding.at("why");
+    EXPECT_THAT(why, StartsWith("plc-host read shows no value: "));
+    EXPECT_THAT(file_text(path("found/report.html")), HasSubstr("<td>" + why));
+  }
+  EXPECT_EQ(without_value, 2U);
   EXPECT_EQ(found.at("whole"), true);
   EXPECT_EQ(found.at("ended"), nullptr);
   EXPECT_EQ(found.at("guarded").at("usable"), "usable");
@@ -230,9 +241,26 @@ TEST_F(SurveyTest, ContractBuild_IsWarnedOfWithThePauseThatItNeeds) {
   EXPECT_THAT(profile, HasSubstr("\ndelay_ms = " + delay.at("value").get<std::string>() + "  # "));
 }
 
+// The contract build takes the first piece for the whole reply.
+TEST_F(SurveyTest, PiecesWithoutSequenceNumbers_LeaveNoBuildAndHostsKeepTheGuardedOne) {
+  write_file("pieces.toml", "[replies]\nsequence = \"other\"\npiece_bytes = 30\npiece_gap_ms = 5\n");
+  const auto simulator = start_simulator({"--profile", path("pieces.toml")});
+  const Outcome outcome = run(words({"--rate", "1000", "--gentle"}));
+  EXPECT_EQ(outcome.code, 1);
+  const std::string says = "Neither installed build reads this controller: replies come in pieces of 30 bytes.";
+  EXPECT_THAT(outcome.out, HasSubstr("\nguarded build: not usable\nwarning: " + says));
+  EXPECT_THAT(outcome.out, Not(HasSubstr("set driver")));
+  const Json found = report();
+  EXPECT_EQ(found.at("guarded").at("says"), says);
+  EXPECT_EQ(found.at("questions").size(), 1U) << found.at("questions");
+  EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr("\nproblem = \"replies come in pieces of 30 bytes\""));
+  end(*simulator);
+}
+
 TEST_F(SurveyTest, NoController_SaysSoInItsReportToo) {
   const Outcome outcome = run(words({"--rate", "1000"}));
   EXPECT_EQ(outcome.code, 7);
+  EXPECT_THAT(outcome.out, HasSubstr(" variables, none read: the controller does not answer: Connection refused\n"));
   EXPECT_EQ(report().at("ended"), "the controller does not answer: Connection refused");
   EXPECT_EQ(report().at("guarded").at("usable"), "not known");
   const std::string profile = file_text(path("found/profile.toml"));
