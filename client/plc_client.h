@@ -349,8 +349,8 @@ struct Options {
   // Called at each change of State::connected, under the conditions of log.
   std::function<void(const State& state)> on_state;
   // A file with what was learnt of the controller; empty: none. It sets reply_timeout_s, delay_ms and driver if they
-  // have their defaults, and how many names are asked for at a time. log receives
-  // Controller::driver_remark().
+  // have their defaults, and how many names are asked for at a time. Where it has
+  // something to say of the driver, log receives Controller::driver_remark().
   std::string profile;
 };
 

@@ -47,12 +47,6 @@ struct Word {
   bool is_impossible = false;
 };
 
-void take_no_value(VariableFinding& finding, const std::string& why) {
-  finding.has_no_value = true;
-  finding.why = why;
-  finding.value.clear();
-}
-
 class Comparison {
  public:
   Comparison(Conversation& conversation, Declarations& declared)
@@ -130,7 +124,7 @@ std::vector<TagResult> Comparison::wanted_of(const TagList& tags, const std::str
       results.push_back(unread(last_element(tag)));
       positions.push_back(at->second);
     } catch (const ReferenceError& error) {
-      take_no_value(record_.findings[at->second], std::string("plc-host read cannot ask for it: ") + error.what());
+      record_.findings[at->second].why = std::string("plc-host read cannot ask for it: ") + error.what();
     }
   }
   return results;
@@ -151,12 +145,16 @@ void Comparison::take_result(const TagResult& result, size_t at) {
   if (word.problem.empty()) ++record_.compared;
   VariableFinding& finding = record_.findings[at];
   if (word.is_impossible) {
-    return take_no_value(finding, "plc-host read cannot ask for it: " + word.problem);
+    finding.why = "plc-host read cannot ask for it: " + word.problem;
+    return;
   }
   // The bytes of a type without a width are what the driver makes of them.
   const bool is_raw = value_kind(variables_[at].tag->entry) == ValueKind::kRaw;
   if (is_raw && result.reading.quality() == Quality::kFailed && result.reading.failure().code == PLC_OK) {
-    return take_no_value(finding, "plc-host read shows no value: " + word.problem);
+    finding.has_no_value = true;
+    finding.why = "plc-host read shows no value: " + word.problem;
+    finding.value.clear();
+    return;
   }
   if (is_same(word) || (is_raw && word.problem.empty())) {
     finding.value = word.value;
