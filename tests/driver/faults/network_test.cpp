@@ -304,9 +304,9 @@ TEST_F(Network, WriteAcknowledgmentCutAtEveryByte_GivesTheStatedCode) {
 
 // One receive takes what has come; the rest is dropped before the next request. The guarded build waits for the rest.
 TEST_F(Network, ValueReplySplitAtEveryByte_IsTakenAsFarAsTheFirstPieceGoes) {
-  try_every_byte(Transfer::kRead, "split # 5 on=read", [](int bytes) -> Stated {
+  try_every_byte(Transfer::kRead, "split # 20 on=read", [](int bytes) -> Stated {
     const bool is_short = expects_contract() && bytes > 0 && bytes < kLeastValueReply;
-    Stated stated = is_short ? Stated{PLC_FAILED, "read data err!\r\n", 0, 5} : Stated{PLC_OK, "", 0, 5};
+    Stated stated = is_short ? Stated{PLC_FAILED, "read data err!\r\n", 0, 20} : Stated{PLC_OK, "", 0, 20};
     stated.has_rest = expects_contract() && bytes > 0 && bytes < kValueReplyBytes;
     return stated;
   });
