@@ -349,7 +349,7 @@ TEST_F(Kv8000Init, FailedConnect_TakesASocketThatTheDriverHasClosedOutOfTheRecor
   connect_to({plc_test::stay_silent()});
   const int closed = conn_.socket_fd;
   captured([&] { return QuitSock(&conn_); });
-  finish(0);                                       // or the peer may be taking the number for its own socket
+  peer_->finish();                                 // or the peer may be taking the number for its own socket
   ASSERT_EQ(dup2(STDERR_FILENO, closed), closed);  // now the host's
   conn_.socket_fd = closed;                        // a copy of the record that the host kept
   const plc_test::FullBacklog held_back;
