@@ -54,8 +54,9 @@ def tidied(text):
 
 class Bench:
     def __init__(self, options, folder):
-        for program in ("library", "host", "sim", "scarce_host", "scarce_sim"):
-            setattr(options, program, os.path.abspath(getattr(options, program)))
+        for program in ("library", "host", "sim", "scarce_host", "scarce_sim", "gateway", "scarce_gateway"):
+            if hasattr(options, program):
+                setattr(options, program, os.path.abspath(getattr(options, program)))
         self.options = options
         self.folder = pathlib.Path(folder)
         self.temporary = self.folder / "tmp"

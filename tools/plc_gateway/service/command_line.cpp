@@ -3,6 +3,7 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 
+#include <csignal>
 #include <cstdio>
 #include <new>
 #include <sstream>
@@ -97,6 +98,7 @@ int parse_and_run(int argc, char** argv) {
 }  // namespace
 
 int run_command_line(int argc, char** argv) {
+  std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow fails, and is told
   try {
     return parse_and_run(argc, argv);
   } catch (const GatewayError& error) {

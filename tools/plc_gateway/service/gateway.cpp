@@ -5,6 +5,7 @@
 #include <ctime>
 #include <mutex>
 #include <random>
+#include <system_error>
 #include <utility>
 #include <variant>
 
@@ -73,6 +74,9 @@ auto open_or_throw(ExitCode code, const Make& make) {
     throw GatewayError(code, error.what());
   } catch (const plc_client::Error& error) {
     throw GatewayError(code, error.what());
+  } catch (const std::system_error& error) {
+    throw GatewayError(kExitFailed, "no thread can be started (" + error.code().message() +
+                                        "): raise the limit, ulimit -u, ulimit -v or TasksMax");
   }
 }
 

@@ -8,7 +8,6 @@
 #include <optional>
 #include <utility>
 
-#include "base/descriptors.h"
 #include "base/shown_text.h"
 #include "base/text.h"
 #include "tools/plc_gateway/metrics/metrics_server.h"
@@ -17,6 +16,7 @@
 #include "tools/plc_gateway/service/exit_codes.h"
 #include "tools/plc_gateway/service/findings_text.h"
 #include "tools/plc_gateway/service/gateway.h"
+#include "tools/plc_gateway/service/resources.h"
 #include "tools/plc_gateway/service/supervisor.h"
 #include "tools/plc_gateway/service/worker_end.h"
 
@@ -24,7 +24,6 @@ namespace plc_gateway {
 namespace {
 
 constexpr uint64_t kTickMs = 1000;
-constexpr size_t kDescriptors = 40;  // of the loop, the driver, the journal, both connections, and visitors
 constexpr int kHttpOk = 200;
 constexpr int kHttpNotFound = 404;
 constexpr int kHttpUnavailable = 503;
@@ -38,7 +37,7 @@ std::string metrics_place(const Config& config) {
 class Run {
  public:
   Run(std::string file, const Config& config) : file_(std::move(file)), started_(clock_.wall_ms()) {
-    uv_loop_init(&loop_);
+    begin_loop(&loop_);
     try {
       gateway_ = std::make_unique<Gateway>(&loop_, config, log_);
       const std::string problem = serve_metrics(config);
@@ -330,24 +329,14 @@ class Run {
   int code_ = kExitOk;
 };
 
-// Visitors and the loop would take those of the connections and the journal.
-void require_descriptors() {
-  const std::string problem = plc_base::problem_with_descriptors(kDescriptors);
-  if (problem.empty()) return;
-  throw GatewayError(kExitFailed, "it needs " + std::to_string(kDescriptors) +
-                                      " descriptors besides those that are open (" + problem +
-                                      "): raise the limit, ulimit -n or LimitNOFILE");
-}
-
 }  // namespace
 
 int run_gateway(const std::string& file) {
-  require_descriptors();
+  require_resources();
   ConfigResult loaded = load_config(file);
   require_ok(loaded, file);
-  // A broker or a visitor that goes away must not end the gateway, neither must a file that may not grow.
+  // A broker or a visitor that goes away must not end the gateway.
   std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGXFSZ, SIG_IGN);
   auto run = std::make_unique<Run>(file, std::exchange(loaded.config, {}));
   const int code = run->run();
   if (run->is_clean()) return code;

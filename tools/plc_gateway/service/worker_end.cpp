@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <system_error>
 #include <utility>
 
 namespace plc_gateway {
@@ -19,10 +20,14 @@ void WorkerEnds::add(std::unique_ptr<ControllerWorker> worker) {
   }
   End& end = ends_.emplace_back();
   end.worker = std::move(worker);
-  end.thread = std::thread([&end] {
-    end.worker.reset();
-    end.done = true;
-  });
+  try {
+    end.thread = std::thread([&end] {
+      end.worker.reset();
+      end.done = true;
+    });
+  } catch (const std::system_error&) {
+    // Without a thread that waits for it, it ends with the program.
+  }
 }
 
 bool WorkerEnds::all_ended() {

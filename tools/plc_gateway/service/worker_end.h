@@ -17,9 +17,12 @@ class WorkerEnds {
   WorkerEnds& operator=(const WorkerEnds&) = delete;
   // Waits; a program that will not wait ends without it.
   ~WorkerEnds() {
-    for (End& end : ends_) end.thread.join();
+    for (End& end : ends_) {
+      if (end.thread.joinable()) end.thread.join();
+    }
   }
 
+  // Of a process that can start no thread, the worker does not end before the program does.
   void add(std::unique_ptr<ControllerWorker> worker);
   // Within a moment, for a worker that has nothing to do ends at once.
   bool all_ended();

@@ -1,0 +1,29 @@
+// Starts threads, and lets them end.
+#include "base/threads.h"
+
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+namespace plc_base {
+
+std::string problem_with_threads(size_t count) {
+  std::vector<std::thread> started;
+  started.reserve(count);
+  std::string problem;
+  std::mutex gate;
+  gate.lock();  // none ends before all have begun
+  try {
+    while (started.size() < count) {
+      started.emplace_back([&gate] { const std::lock_guard<std::mutex> pass(gate); });
+    }
+  } catch (const std::system_error& error) {
+    problem = error.code().message();
+  }
+  gate.unlock();
+  for (std::thread& thread : started) thread.join();
+  return problem;
+}
+
+}  // namespace plc_base
