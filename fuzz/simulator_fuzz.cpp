@@ -16,6 +16,7 @@
 #include "tools/plc_sim/page/visitor_check.h"
 #include "tools/plc_sim/page/web_page.h"
 #include "tools/plc_sim/server/replay.h"
+#include "tools/plc_sim/variables/values.h"
 #include "wire/captures/pcap_reader.h"
 #include "wire/framing.h"
 
@@ -26,7 +27,8 @@ using plc_sim::Bytes;
 constexpr const char* kTags =
     "D,INT,,,a,b,c,0,1,0,0,,DM1\nQ,LINT,[0..9],,a,b,c,1,1,0,0,,DM1\nB,BOOL,[0..20],,a,b,c,2,1,0,0,,MR1\n"
     "a.b,BOOL,,,a,b,c,3,1,0,0,,DM1\nL,DINT,[1..3],,a,b,c,4,0,0,5,MAIN,\nS,STRING,,40,a,b,c,5,1,0,0,,\n"
-    "T,SINT,,,a,b,c,6,1,0,0,,\nX,DATE,,,a,b,c,7,1,0,0,,\n";
+    "T,SINT,,,a,b,c,6,1,0,0,,\nX,DATE,,,a,b,c,7,1,0,0,,\nR,REAL,,,a,b,c,8,1,0,0,,\nF,LREAL,,,a,b,c,8,1,0,0,,\n"
+    "W,WORD,,,a,b,c,9,1,0,0,,\n";
 
 void require(bool holds) {
   if (!holds) std::abort();
@@ -131,9 +133,24 @@ void fuzz_replay(fuzz::Input input) {
   fuzz_connection(sent, fault, 1, handle);
 }
 
+// Requests of every kind meet the armed faults until there is none, or only such as never end.
+void take_all(plc_sim::FaultBook& faults) {
+  constexpr int kMostRounds = 16;
+  for (int round = 0; round < kMostRounds; ++round) {
+    for (const auto kind :
+         {plc_sim::RequestKind::kRead, plc_sim::RequestKind::kWrite, plc_sim::RequestKind::kResolve}) {
+      const size_t armed = faults.armed().size();
+      const std::optional<plc_sim::Fault> due = faults.take(kind);
+      require(!due || (!due->concerns_accept() && (!due->on || *due->on == kind)));
+      require(faults.armed().size() == armed || (due && due->times == 1 && faults.armed().size() + 1 == armed));
+    }
+  }
+}
+
 // Lines as people and the page give them.
 void fuzz_console(const std::string& text) {
   plc_sim::VariableStore store;
+  store.fill_new_elements_with_sentinels(true);
   store.declare(plc_sim::read_tag_text("tags", kTags).tags, {}, plc_sim::DirectoryOrder::kFile);
   plc_sim::FaultBook faults;
   const plc_sim::Tally tally([](const std::string&) {});
@@ -153,6 +170,12 @@ void fuzz_console(const std::string& text) {
     const std::string last = lines_without_end.substr(lines_without_end.rfind('\n') + 1);  // npos + 1 is 0
     require(last == "ok" || last.rfind("error: ", 0) == 0);
   }
+  for (const char* name : {"D", "Q[1]", "B[3]", "S", "T", "X", "R", "F", "W", "L[1]"}) {
+    const auto element = store.find_typed(name);
+    if (element) plc_sim::animate_value(store.memory(), *element, text.size());
+  }
+  require(is_shown(console.run("show")));
+  take_all(faults);
 }
 
 void fuzz_tags(const std::string& text) {
@@ -193,7 +216,9 @@ void fuzz_page(const std::string& text) {
   const auto refusal = plc_sim::refuse_foreign(request, {"192.0.2.1", 8080});
   require(refusal || (host.find(":8080") != std::string::npos && origin == "http://" + host));
   const plc_sim::WebAnswer answer = page.answer(request);
-  require(answer.status == 200 || answer.status == 403 || answer.status == 404 || answer.status == 405);
+  const auto known = {plc_sim::kHttpOk, plc_sim::kHttpBadRequest, plc_sim::kHttpForbidden, plc_sim::kHttpNotFound,
+                      plc_sim::kHttpWrongMethod};
+  require(std::count(known.begin(), known.end(), answer.status) == 1);
 }
 
 }  // namespace
