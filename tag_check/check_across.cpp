@@ -34,6 +34,8 @@ std::vector<Run> collect_runs(const SourceFile& file) {
   return runs;
 }
 
+constexpr uint32_t kLargestFormedId = 0xFFFFFF;  // a host's reg_type, the upper part of an id, is one byte
+
 std::string id_text(uint32_t id) { return std::to_string(id); }
 
 uint32_t block_of(uint32_t id) { return id >> plc::kIdBlockShift; }
@@ -65,9 +67,15 @@ void check_length(const Run& run, const RunPlace& place, Findings* findings) {
 
 void check_run(const Run& run, const RunPlace& place, std::set<uint32_t>* blocks, Findings* findings) {
   const Column& id = run.first->column(8);
-  if (block_of(run.first_id()) - plc::kFirstIdBlock >= plc::kIdBlocks) {
-    add_finding("T105", *run.first, id, "ids end at 17039359", findings);
-    return;
+  const bool is_rejected = block_of(run.first_id()) - plc::kFirstIdBlock >= plc::kIdBlocks;
+  // The last one alone is there to end the ids, and asked for by nobody.
+  const bool is_end = place.is_last && run.length == 1;
+  if (is_rejected || (run.first_id() > kLargestFormedId && !is_end)) {
+    add_finding("T105", *run.first, id,
+                is_rejected ? "ids end at 16777215: the driver rejects the file"
+                            : "ids end at 16777215: hosts cannot ask for this one",
+                findings);
+    if (is_rejected) return;
   }
   if (block_of(run.first_id()) != block_of(run.last_id())) {
     add_finding("T101", *run.first, id,

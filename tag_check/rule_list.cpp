@@ -333,9 +333,9 @@ void add_run_rules(std::vector<Rule>* rules) {
 }
 
 void add_across_rules(std::vector<Rule>* rules) {
-  rules->push_back({"T105", Severity::kError, "id after the last block",
-                    "The driver rejects a file whose run starts beyond the 2048 blocks of ids.",
-                    "Use ids from 262144 to 17039359.",
+  rules->push_back({"T105", Severity::kError, "id after the last one",
+                    "No host can ask for an id above 16777215. From 17039360 on the driver rejects the file.",
+                    "Use ids from 262144 to 16777215.",
                     "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
                     "V17039360,INT,,,,,,17039360,1,0,0,\n_end,INT,,,,,,17039361,1,0,0,\n"});
   rules->push_back({"T106", Severity::kError, "more than 100 runs", "The driver rejects the file.",

@@ -168,7 +168,7 @@ core::DriverSession& Controller::Body::open() {
       refuse<Error>("the driver can no longer load the tag file " + area->path + words);
     }
   }
-  opened->set_observer([this](const core::CallResult& call) {
+  opened->add_observer([this](const core::CallResult& call) {
     link.note(call);
     link.note_connected(session && session->is_connected());
   });

@@ -93,30 +93,35 @@ CallResult DriverSession::finish(bool single, uint32_t code, uint32_t count,
   return note_call(single, code, count, start, take_lines_());
 }
 
+void DriverSession::count_call(uint32_t code, std::chrono::nanoseconds took) {
+  ++figures_.calls;
+  if (code != PLC_OK) {
+    ++figures_.failures;
+    return;
+  }
+  const bool first = figures_.calls - figures_.failures == 1;
+  figures_.shortest = first ? took : std::min(figures_.shortest, took);
+  figures_.longest = std::max(figures_.longest, took);
+  figures_.total += took;
+}
+
 CallResult DriverSession::note_call(bool single, uint32_t code, uint32_t count,
                                     std::chrono::steady_clock::time_point start, std::vector<std::string> lines) {
   if (!is_connected()) programs_.clear();
   const std::chrono::nanoseconds took = std::chrono::steady_clock::now() - start;
-  ++figures_.calls;
-  if (code == PLC_OK) {
-    const bool first = figures_.calls - figures_.failures == 1;
-    figures_.shortest = first ? took : std::min(figures_.shortest, took);
-    figures_.longest = std::max(figures_.longest, took);
-    figures_.total += took;
-  } else {
-    ++figures_.failures;
-  }
   CallResult result;
   result.time = std::chrono::system_clock::now();
   result.code = code;
   result.count = count;
   // A batch returns the code for a reply that is too short as well, and keeps the connection then.
   result.connection_lost = (single && code == PLC_NO_CONNECT) || (code != PLC_OK && connection_.socket_fd == kNoSocket);
+  result.is_interrupted = result.connection_lost && stop_ && stop_();
+  if (!result.is_interrupted) count_call(code, took);
   result.lines = std::move(lines);
   result.is_refused = !library_.is_guarded && result.connection_lost && could_not_send(result.lines) &&
                       is_port_refused(target_.ip_address, target_.tcp_port);
   for (const std::string& line : result.lines) sink_(line);
-  if (observer_) observer_(result);
+  for (const auto& observer : observers_) observer(result);
   return result;
 }
 

@@ -82,6 +82,7 @@ struct CallResult {
   uint32_t code = 0;               // what the driver returned
   bool connection_lost = false;    // it could not connect, or closed the connection
   bool is_refused = false;         // so, and afterwards nothing listened on the controller's port
+  bool is_interrupted = false;     // lost with a stop signal, which ends the driver's waits: no word on the controller
   uint32_t count = 0;              // RegValue.count as the driver left it
   std::vector<std::string> lines;  // printed meanwhile
   WallTime time{};                 // when it ended
@@ -122,8 +123,8 @@ class DriverSession {
   // hook is the one of the driver that does what every transfer does first.
   CallResult connect(uint32_t (*hook)(ConnContext*));
 
-  // Is told of every call, behind its lines.
-  void set_observer(std::function<void(const CallResult&)> observer) { observer_ = std::move(observer); }
+  // Is told of every call, behind its lines and those who observe already.
+  void add_observer(std::function<void(const CallResult&)> observer) { observers_.push_back(std::move(observer)); }
 
   const Target& target() const { return target_; }
   // The tag file that the next calls speak of.
@@ -139,6 +140,8 @@ class DriverSession {
   // So many of the last calls succeeded, and asked another program.
   void count_of_others(uint64_t calls) { figures_.of_others += calls; }
   void set_line_sink(LineSink sink) { sink_ = std::move(sink); }
+  // For programs that note stop signals: stop says whether one came. Calls that it ended count for nothing.
+  void set_stop(std::function<bool()> stop) { stop_ = std::move(stop); }
 
  private:
   CallResult finish(bool single, uint32_t code, uint32_t count, std::chrono::steady_clock::time_point start);
@@ -147,12 +150,14 @@ class DriverSession {
   // Nothing too where no connection could be made: failed has the call then.
   std::optional<bool> has_program(const ProgramProbe& probe, size_t length, std::optional<CallResult>& failed);
   const ProgramProbe* probe_for(std::string_view name);
+  void count_call(uint32_t code, std::chrono::nanoseconds took);
 
   const DriverLibrary& library_;
   LineSource take_lines_;
   Target target_;
   LineSink sink_;
-  std::function<void(const CallResult&)> observer_;
+  std::vector<std::function<void(const CallResult&)>> observers_;
+  std::function<bool()> stop_;
   CommSettings settings_{};  // the driver keeps a pointer to it
   ConnContext connection_{};
   CallFigures figures_;

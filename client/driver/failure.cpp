@@ -48,6 +48,15 @@ bool answered_others_only(const std::vector<std::string>& lines) {
                      [](const std::string& line) { return line.find(kDropped) != std::string::npos; });
 }
 
+// Whatever the driver printed of it: the connection is gone because its wait was ended.
+Failure interruption(const CallResult& call) {
+  Failure failure = not_read(kInterruptedWord);
+  failure.code = call.code;
+  failure.connection_lost = true;
+  failure.is_interrupted = true;
+  return failure;
+}
+
 bool speaks_of_the_controller(Quality quality) {
   return quality == Quality::kNoConnection || quality == Quality::kNoAnswer || quality == Quality::kLost ||
          quality == Quality::kForeign;
@@ -67,6 +76,7 @@ void name_controller(const Target& target, std::string& reason) {
 }  // namespace
 
 Failure explain_failure(const CallResult& call, const Target& target) {
+  if (call.is_interrupted) return interruption(call);
   const LineMeaning meaning = spoken_meaning(call).value_or(unspoken_meaning(call));
   Failure failure;
   failure.quality = meaning.quality;
@@ -107,6 +117,19 @@ bool leaves_write_open(const Failure& failure) {
     default:
       return false;
   }
+}
+
+Failure interrupted_write(const Failure& call, const std::string& progress) {
+  Failure failure = call;
+  if (call.code != PLC_FAILED && progress.empty()) {
+    failure.quality = Quality::kNotWritten;
+    failure.reason = std::string("not written: ") + kInterruptedWord;
+    return failure;
+  }
+  failure.quality = Quality::kFailed;
+  failure.reason = kInterruptedWord + progress;
+  failure.advice = "Read it to see what the controller has.";
+  return failure;
 }
 
 Failure text_out_of_reach(size_t bytes) {

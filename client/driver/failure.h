@@ -12,6 +12,13 @@ namespace plc_client::core {
 // From what the driver returned and the lines that it printed meanwhile.
 Failure explain_failure(const CallResult& call, const Target& target);
 
+// The reason of what a stop signal ended or left out.
+inline constexpr char kInterruptedWord[] = "interrupted";
+
+// The same failure of a call that was to write; progress: what calls before it wrote. Without a connection nothing was
+// sent.
+Failure interrupted_write(const Failure& call, const std::string& progress);
+
 // A write after whose failure nobody knows what the controller has.
 bool leaves_write_open(const Failure& failure);
 

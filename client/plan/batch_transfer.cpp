@@ -95,8 +95,8 @@ class BatchReader {
 
 // Why the next call is not made.
 std::optional<Failure> BatchReader::hindrance() const {
+  if (stop_()) return not_read(kInterruptedWord);
   if (patience_.is_over()) return silence_of(session_.target());
-  if (stop_()) return not_read("interrupted");
   return std::nullopt;
 }
 

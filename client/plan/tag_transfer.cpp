@@ -20,7 +20,7 @@ size_t element_bytes(const TagEntry& entry) { return entry.bit_width / 8U; }
 Reading failed_reading(const DriverSession& session, const CallResult& call, const std::string& progress,
                        const TagEntry& entry) {
   Failure failure = explain_failure(call, session.target());
-  failure.reason += progress + known_limit(entry);
+  if (!failure.is_interrupted) failure.reason += progress + known_limit(entry);
   return {failure, call.time};
 }
 
@@ -28,7 +28,11 @@ Reading failed_reading(const DriverSession& session, const CallResult& call, con
 Reading failed_write(const DriverSession& session, const CallResult& call, const std::string& progress,
                      const TagEntry& entry, uint32_t count) {
   Failure failure = explain_failure(call, session.target());
-  failure.reason += progress + known_limit(entry);
+  if (failure.is_interrupted) {
+    failure = interrupted_write(failure, progress);
+  } else {
+    failure.reason += progress + known_limit(entry);
+  }
   const bool has_several_parts =
       entry.bit_width == 1 && count > 1 && failure.code == PLC_FAILED && failure.quality != Quality::kImpossible;
   failure.has_begun = !progress.empty() || has_several_parts;
@@ -188,10 +192,10 @@ void read_tags(DriverSession& session, std::vector<TagResult>& results, const st
   for (TagResult& result : results) {
     if (!result.is_found()) {
       // Says already why there is nothing to read.
+    } else if (stop()) {
+      result.reading = {not_read(kInterruptedWord), std::chrono::system_clock::now()};
     } else if (patience.is_over()) {
       result.reading = {silence_of(session.target()), std::chrono::system_clock::now()};
-    } else if (stop()) {
-      result.reading = {not_read("interrupted"), std::chrono::system_clock::now()};
     } else {
       result = read_tag(session, result.reference);
       patience.take(result.reading);
@@ -225,6 +229,7 @@ TagResult write_tag(DriverSession& session, const PreparedWrite& write) {
   TagResult result = unread(write.reference);
   if (std::optional<Failure> hindrance = program_hindrance(session, *write.reference.tag, kRuleOfWrites)) {
     if (hindrance->lacks_program) hindrance->reason += "; nothing was written";
+    if (hindrance->is_interrupted) hindrance = not_written(kInterruptedWord);
     result.reading = {*hindrance, std::chrono::system_clock::now()};
     return result;
   }

@@ -254,6 +254,56 @@ TEST_F(TagTransferTest, StoppedBatch_LeavesTheRestUnread) {
   EXPECT_TRUE(fake_driver().calls.empty());
 }
 
+TEST_F(TagTransferTest, CallThatAStopSignalEnded_IsNoLossOfTheConnection) {
+  fake_driver().codes = {3, 3, 3, 2};
+  fake_driver().lines = {"--err--", "--err--", "--err--", "--err--"};
+  fake_driver().lose_connection = true;
+  session_.set_stop([] { return true; });
+  std::vector<TagResult> results = named({"Word", "Table"});
+  read_tags(session_, results, never, [](const TagResult&) {});
+  std::vector<TagResult> batched = named({"Word"});
+  read_tags_batched(session_, batched, never);
+  results.push_back(batched.front());
+  results.push_back(read("Word"));
+  for (const TagResult& result : results) {
+    EXPECT_EQ(result.reading.quality(), Quality::kNotRead);
+    EXPECT_EQ(reason_of(result), "not read: interrupted");
+    EXPECT_TRUE(result.reading.failure().advice.empty());
+  }
+  EXPECT_EQ(session_.figures().calls, 0U);
+  EXPECT_EQ(session_.figures().failures, 0U);
+}
+
+TEST_F(TagTransferTest, WriteThatAStopSignalEnded_IsLeftOpenUnlessNothingWasSent) {
+  fake_driver().codes = {3, 2, 0, 2};
+  fake_driver().lines = {"--err--", "--err--", "", "--err--"};
+  fake_driver().lose_connection = true;
+  session_.set_stop([] { return true; });
+  const TagResult sent = write("Word", "1");
+  EXPECT_EQ(sent.reading.quality(), Quality::kFailed);
+  EXPECT_EQ(reason_of(sent), "interrupted; whether it was written is not known");
+  EXPECT_EQ(sent.reading.failure().advice, "Read it to see what the controller has.");
+  const TagResult unsent = write("Word", "1");
+  EXPECT_EQ(unsent.reading.quality(), Quality::kNotWritten);
+  EXPECT_EQ(reason_of(unsent), "not written: interrupted");
+  const TagResult begun = write(
+      "Flags", "[" + std::string("true") + [] {
+        std::string more;
+        for (int i = 0; i < 39; ++i) more += ", true";
+        return more;
+      }() + "]");
+  EXPECT_EQ(begun.reading.quality(), Quality::kFailed);
+  EXPECT_EQ(reason_of(begun).find("interrupted after "), 0U) << reason_of(begun);
+  EXPECT_TRUE(begun.reading.failure().has_begun);
+}
+
+TEST_F(TagTransferTest, RefusalWhileAStopSignalCame_StaysOne) {
+  fake_driver().codes = {3};
+  fake_driver().lines = {"[PLC] guard: controller refused the names, status 0013"};
+  session_.set_stop([] { return true; });
+  EXPECT_EQ(read("Word").reading.quality(), Quality::kRefused);
+}
+
 TEST_F(TagTransferTest, SilentController_IsAskedOnce) {
   fake_driver().codes = {0, 3};
   fake_driver().lines = {"", "--timeout--"};

@@ -1,6 +1,7 @@
 // Every rule of the checker: fires on its bad sample, and no rule fires on any good one.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 #include <string>
 
@@ -50,6 +51,19 @@ TEST_P(EveryRule, OfTheList_SaysWhatItMeansAndWhatToDo) {
 
 INSTANTIATE_TEST_SUITE_P(Rules, EveryRule, testing::Range(size_t{0}, rule_list().size()),
                          [](const auto& rule) { return std::string(rule_list()[rule.param].code); });
+
+TEST(RuleT105, LastIdThatAHostCanForm_IsTheBorder) {
+  constexpr const char* kRun = "V16777214,INT,,,,,,16777214,1,0,0,\nV16777215,INT,,,,,,16777215,1,0,0,\n";
+  constexpr const char* kEnd = "_end,INT,,,,,,16785408,1,0,0,\n";
+  constexpr const char* kPast = "V16777216,INT,,,,,,16777216,1,0,0,\nV16777217,INT,,,,,,16777217,1,0,0,\n";
+  EXPECT_EQ(fired(kGoodName, std::string(kRun), {}).count("T105"), 0U);
+  EXPECT_EQ(fired(kGoodName, std::string(kRun) + kEnd, {}).count("T105"), 0U);
+  const std::vector<Finding> findings = check_text(kGoodName, kPast, {});
+  const auto found = std::find_if(findings.begin(), findings.end(),
+                                  [](const Finding& finding) { return finding.rule == std::string("T105"); });
+  ASSERT_NE(found, findings.end());
+  EXPECT_EQ(found->message, "ids end at 16777215: hosts cannot ask for this one");
+}
 
 TEST(RuleList, Codes_RiseAndAreAtLeastForty) {
   std::string last;

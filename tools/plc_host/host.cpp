@@ -7,6 +7,7 @@
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
+#include "tools/plc_host/stop_signal.h"
 #include "tools/plc_host/target/controller_address.h"
 #include "tools/plc_host/target/wanted_names.h"
 
@@ -26,6 +27,7 @@ Host::Host(const HostOptions& options, CommandOutput& output, const Reroute& rer
   tags_ = read_tag_list(library_, output_, tag_file_, options.verbosity > 0);
   session_ = std::make_unique<DriverSession>(
       library_, [this] { return output_.take_lines(); }, target, usual_line_sink(options));
+  session_->set_stop(stop_requested);
   if (route_) trace_frames(*route_);
   if (!library_.is_guarded && !options.quiet) {
     show_message(library_.path + " is not the guarded build (" + library_.build +
@@ -42,7 +44,7 @@ void Host::trace_frames(RelayRoute& route) {
     show_message(target_text(route.controller()) + ": frames cannot be shown: " + reason);
     return;
   }
-  session_->set_observer([&route](const CallResult&) {
+  session_->add_observer([&route](const CallResult&) {
     for (const std::string& line : frame_lines(*route.relay())) show_frame_line(line);
   });
 }

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <ctime>
 
@@ -15,12 +16,13 @@
 namespace plc_host {
 namespace {
 
-volatile sig_atomic_t stop_noted = 0;
+std::atomic<bool> stop_noted{false};  // a handler and the thread of watch's screen set it
+static_assert(std::atomic<bool>::is_always_lock_free, "a handler sets it");
 int wake_pipe[2] = {-1, -1};
 
 void note_stop(int) {
   const int saved = errno;
-  stop_noted = 1;
+  stop_noted = true;
   const char byte = 0;
   // A full pipe wakes the wait just as well.
   const ssize_t written = write(wake_pipe[1], &byte, 1);
@@ -40,9 +42,13 @@ void catch_stop_signals() {
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaction(number, &action, nullptr);
 }
 
-void request_stop() { note_stop(0); }
+void request_stop() {
+  note_stop(0);
+  // A call of the driver is to end now.
+  kill(getpid(), SIGINT);
+}
 
-bool stop_requested() { return stop_noted != 0; }
+bool stop_requested() { return stop_noted; }
 
 void wait_for_stop(std::chrono::milliseconds time) { wait_for_input(time, -1); }
 
@@ -53,9 +59,9 @@ bool wait_for_input(std::chrono::milliseconds time, int descriptor) {
   const auto end = std::chrono::steady_clock::now() + time;
   while (!stop_requested()) {
     const std::chrono::nanoseconds left = end - std::chrono::steady_clock::now();
-    if (left.count() <= 0) return false;
     struct pollfd awaited[] = {{wake_pipe[0], POLLIN, 0}, {descriptor, POLLIN, 0}};
-    const std::chrono::nanoseconds longest = std::min<std::chrono::nanoseconds>(left, std::chrono::minutes(1));
+    const std::chrono::nanoseconds longest =
+        std::clamp<std::chrono::nanoseconds>(left, std::chrono::nanoseconds(0), std::chrono::minutes(1));
     const struct timespec patience {
       static_cast<time_t>(longest.count() / 1000000000), static_cast<long>(longest.count() % 1000000000)
     };
@@ -63,6 +69,7 @@ bool wait_for_input(std::chrono::milliseconds time, int descriptor) {
     const int ready = ppoll(awaited, 2, &patience, &mask);
     if (ready < 0 && errno == EINTR && !stop_requested()) return true;
     if (awaited[1].revents != 0) return true;
+    if (left.count() <= 0) return false;
   }
   return false;
 }

@@ -10,14 +10,14 @@ void catch_stop_signals();
 
 bool stop_requested();
 
-// The same as a signal that stops the program.
+// The same as a signal that stops the program; from any thread.
 void request_stop();
 
 // Waits until the time is over or a stop signal comes, also when it came just before.
 void wait_for_stop(std::chrono::milliseconds time);
 
 // The same, and until the descriptor can be read, -1 for none, or Ctrl-Z has stopped the program and it goes on. True
-// for these two.
+// for these two. Keys that are there are found also when there is no time to wait.
 bool wait_for_input(std::chrono::milliseconds time, int descriptor);
 
 }  // namespace plc_host

@@ -55,9 +55,11 @@ TEST_F(LiveTest, Json_HasAnObjectForEachFindingAndTheFigures) {
                                             R"("near":["Total"]})"
                                             "\n"));
   EXPECT_THAT(outcome.out, HasSubstr(R"("name":"MIAN/Count","state":"scope",)"));
-  EXPECT_THAT(outcome.out, EndsWith(file + R"("live":{"controller":"127.0.0.1:)" + port_ +
-                                    R"(","names":8,"answered":4,"refused":2,"failed":1,"impossible":1,"not_asked":0}})"
-                                    "\n"));
+  EXPECT_THAT(
+      outcome.out,
+      EndsWith(file + R"("live":{"controller":"127.0.0.1:)" + port_ +
+               R"(","names":8,"answered":4,"refused":2,"failed":1,"impossible":1,"unanswered":[],"not_asked":0}})"
+               "\n"));
 }
 
 TEST_F(LiveTest, FileOfTheController_EndsWithoutFindings) {
@@ -101,6 +103,37 @@ TEST_F(LiveTest, DeadController_EndsWithOneMessage) {
   EXPECT_EQ(count_of(outcome.err, "\n"), 1U);
   EXPECT_THAT(outcome.out,
               EndsWith(": 8 names, 127.0.0.1:" + port_ + " has given 0 values, refused 0; 8 not asked for\n"));
+}
+
+TEST_F(LiveTest, ControllerThatFallsSilent_IsToldWithTheNameItHadBeenAskedFor) {
+  write_file("panel.csv", "Speed,INT,,,,,,0,1,0,0,\nTotal,DINT,,,,,,1,1,0,0,\nTemp,REAL,,,,,,2,1,0,0,\n");
+  const auto silent = start_simulator({"--fault=no-reply on=read after=1"});
+  const Outcome outcome = check({"--timeout", "1"});
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_THAT(outcome.err, StartsWith("plc-host: Total: 127.0.0.1:" + port_ + ": no answer within 1 s (3). Try: "));
+  EXPECT_THAT(outcome.out, EndsWith(" has given 1 value, refused 0; no answer for Total; 1 not asked for\n"));
+}
+
+TEST_F(LiveTest, ConnectionThatIsLostTwice_NamesBoth) {
+  write_file("panel.csv", "Speed,INT,,,,,,0,1,0,0,\nTotal,DINT,,,,,,1,1,0,0,\nTemp,REAL,,,,,,2,1,0,0,\n");
+  const auto closing = start_simulator({"--fault=close on=read times=2"});
+  const Outcome outcome = check({"--json"});
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_THAT(outcome.err, StartsWith("plc-host: Total: 127.0.0.1:" + port_ + ": the controller closed the "));
+  EXPECT_THAT(outcome.out, EndsWith(R"("impossible":0,"unanswered":["Speed","Total"],"not_asked":1}})"
+                                    "\n"));
+}
+
+TEST_F(LiveTest, Profile_GivesItsSettings) {
+  write_file("panel.csv", "Speed,INT,,,,,,0,1,0,0,\n");
+  write_file("quick.toml", "[settings]\ntimeout_s = 1\n");
+  const auto silent = start_simulator({"--fault=no-reply on=read"});
+  const Outcome outcome = check({"--profile", path("quick.toml")});
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_THAT(outcome.err, StartsWith("plc-host: Speed: 127.0.0.1:" + port_ + ": no answer within 1 s (3). Try: "));
+  const Outcome without = run({"check", path("panel.csv"), "--profile", path("quick.toml")});
+  EXPECT_EQ(without.code, 2);
+  EXPECT_EQ(without.err, "plc-host: --profile requires --live; plc-host check --help tells more\n");
 }
 
 TEST_F(LiveTest, TypeThatDoesNotFit_IsToldWithoutAnotherName) {

@@ -155,7 +155,7 @@ constexpr Mistake kMistakes[] = {
     {"watch --interval fast --sim machine.csv Speed", 2,
      "--interval fast: give whole milliseconds, from 0 to 86400000; plc-host watch --help tells more"},
     {"read --address 127.0.0.1 --delay 1.5 X", 2, "--delay 1.5: give whole milliseconds, from 0 to 1000000"},
-    {"tags --new X INT --id -1", 2, "--id -1: give a number from 0 to 17039359; plc-host tags --help tells more"},
+    {"tags --new X INT --id -1", 2, "--id -1: give a number from 0 to 16777215; plc-host tags --help tells more"},
     {"tags --new X INT --program-number 3", 2, "--program-number requires --scope; plc-host tags --help tells more"},
     {"tags --new X INT --after ''", 2, "--after: name a file; plc-host tags --help tells more"},
     {"tags --new X INT --after empty.csv", 4,
@@ -215,6 +215,29 @@ TEST_F(MistakeTest, HostThatNobodyKnows_HasTheSystemsReason) {
   EXPECT_EQ(outcome.code, 7);
   EXPECT_THAT(outcome.err, StartsWith("plc-host: the system knows no host called 'no-such-host.invalid': "));
   EXPECT_THAT(outcome.err, EndsWith(". Try: its address, like 192.168.0.10, or correct the name\n"));
+}
+
+TEST_F(MistakeTest, HostOfADryRun_IsAskedForOnlyWhereItNamesTheTagFile) {
+  const Outcome given = type("write --dry-run --address no-such-host.invalid --tags machine.csv -vv Speed=1");
+  EXPECT_EQ(given.code, 0);
+  EXPECT_THAT(given.out, StartsWith("Speed  INT  checked "));
+  EXPECT_THAT(given.err, EndsWith("plc-host: 1 variable checked, nothing was sent\n"));
+  EXPECT_THAT(given.err, Not(HasSubstr("no-such-host")));
+  const Outcome missing = type("write --dry-run --address no-such-host.invalid Speed=1");
+  EXPECT_EQ(missing.code, 7);
+  EXPECT_THAT(missing.err, EndsWith(". Try: its address, like 192.168.0.10, or correct the name; or --tags FILE: "
+                                    "--dry-run needs the address only for the tag file's name\n"));
+}
+
+TEST_F(MistakeTest, HostOfACheck_LeavesTheFileCheckedWithoutIt) {
+  const Outcome good = type("check --address no-such-host.invalid machine.csv");
+  EXPECT_EQ(good.code, 7);
+  EXPECT_THAT(good.out,
+              EndsWith("machine.csv: the driver reads 22 plain records and 1 run of indexed ids up to 262146\n"));
+  EXPECT_THAT(good.err, EndsWith(" or correct the name. The address tells what the file has to be called; all else was "
+                                 "checked\n"));
+  write_file("bad.csv", "Speed,INT,,,,,,0,1,0,0,");
+  EXPECT_EQ(type("check --address no-such-host.invalid bad.csv").code, 1);
 }
 
 TEST_F(MistakeTest, UnknownName_IsToldWithNearOnesAndTheirPlace) {

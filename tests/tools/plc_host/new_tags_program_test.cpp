@@ -106,10 +106,26 @@ TEST_F(NewTagsTest, IdThatNoHostCanUse_IsRefusedWithTheRanges) {
     const Outcome outcome = tags({"Speed", "INT", "--id", id});
     EXPECT_EQ(outcome.code, 2);
     EXPECT_EQ(outcome.err, "plc-host: --id " + std::string(id) +
-                               ": no host can use it; give 0 to 65535 for a plain variable, 262144 to 17039359 for an "
+                               ": no host can use it; give 0 to 65535 for a plain variable, 262144 to 16777215 for an "
                                "indexed one\n");
   }
   EXPECT_EQ(tags({"Speed", "INT", "--id", "65535"}).out, "Speed,INT,,,,,,65535,1,0,0,\n");
+}
+
+TEST_F(NewTagsTest, LastIdThatAHostCanForm_IsWrittenAndReadTheNextOneIsNot) {
+  EXPECT_EQ(tags({"Speed", "INT", "--id", "16777215"}).out, "Speed,INT,,,,,,16777215,1,0,0,\n");
+  const Outcome next = tags({"Speed", "INT", "--id", "16777216"});
+  EXPECT_EQ(next.code, 2);
+  EXPECT_EQ(next.err, "plc-host: --id 16777216: give a number from 0 to 16777215; plc-host tags --help tells more\n");
+  write_file("last.csv",
+             "Before,INT,,,,,,16777214,1,0,0,\nSpeed,INT,,,,,,16777215,1,0,0,\n_end,INT,,,,,,16785408,1,0,0,\n");
+  const Outcome read = run({"read", "Speed", "--sim", path("last.csv"), "--simulator", PLC_HOST_SIMULATOR});
+  EXPECT_EQ(read.code, 0) << read.err;
+  EXPECT_THAT(run({"check", path("last.csv")}).out, Not(HasSubstr("T105")));
+  write_file("past.csv", "Speed,INT,,,,,,16777216,1,0,0,\nNext,INT,,,,,,16777217,1,0,0,\n");
+  EXPECT_EQ(run({"read", "Speed", "--sim", path("past.csv"), "--simulator", PLC_HOST_SIMULATOR}).code, 1);
+  EXPECT_THAT(run({"check", path("past.csv")}).out,
+              HasSubstr("past.csv:1:16: error: ids end at 16777215: hosts cannot ask for this one [T105]\n"));
 }
 
 TEST_F(NewTagsTest, LineBehindAFile_HasItsNextNumber) {

@@ -81,6 +81,12 @@ class Child {
     input_ = -1;
   }
   void signal(int number) { kill(pid_, number); }
+  // On its standard input.
+  void type(const std::string& text) {
+    if (write(input_, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+      throw std::runtime_error("it takes no input");
+    }
+  }
 
   // The exit code; 128 and more for a signal, -1 when it does not end.
   int wait() {

@@ -27,20 +27,27 @@ using tag_check::Severity;
 
 Severity severity_of(const Finding& finding) { return tag_check::rule_of(finding.rule).severity; }
 
-tag_check::CheckOptions check_options(const HostOptions& options) {
+// What only the address tells is left out where the system does not know it, which is told.
+tag_check::CheckOptions check_options(const HostOptions& options, int* code) {
   tag_check::CheckOptions checked;
-  checked.has_address = !options.address.empty();
-  if (checked.has_address) {
-    checked.address = find_controller(split_controller_address(options.address, "--address").host);
+  if (options.address.empty()) return checked;
+  const std::string host = split_controller_address(options.address, "--address").host;
+  try {
+    checked.address = find_controller(host);
+    checked.has_address = true;
+  } catch (const HostError& error) {
+    if (options.live) throw;
+    show_error(std::string(error.what()) + ". The address tells what the file has to be called; all else was checked");
+    *code = error.code();
   }
   return checked;
 }
 
-FileReport check_file(const std::string& path, const std::string& text, const HostOptions& options,
+FileReport check_file(const std::string& path, const std::string& text, const tag_check::CheckOptions& rules,
                       CommandOutput& output) {
   FileReport report;
   report.file = path;
-  report.findings = tag_check::check_text(path, text, check_options(options));
+  report.findings = tag_check::check_text(path, text, rules);
   report.understanding = tag_check::load_file(path);
   for (const std::string& line : output.take_lines()) report.understanding.lines += line + "\n";
   return report;
@@ -55,18 +62,19 @@ size_t count_errors(const FileReport& report) {
 }
 
 // Writes the corrected copy, and says what was done and what is left. True when nothing is left that is an error.
-bool fix_file(const FileReport& report, const std::string& text, const HostOptions& options, CommandOutput& output) {
+bool fix_file(const FileReport& report, const std::string& text, const HostOptions& options,
+              const tag_check::CheckOptions& rules, CommandOutput& output) {
   demand_apart(options.fixed_file, output.result_file());
   if (!tag_check::FileForm(text).is_readable()) {
     show_message(options.fixed_file + ": not written: " + report.file + " is not a text that can be corrected");
     return false;
   }
   size_t made = 0;
-  const std::string fixed = tag_check::corrected_text(report.file, text, check_options(options), &made);
+  const std::string fixed = tag_check::corrected_text(report.file, text, rules, &made);
   const auto old_file = options.overwrites ? plc_base::OldFile::kReplaced : plc_base::OldFile::kKept;
   const std::string problem = plc_base::write_whole_file(options.fixed_file, fixed, options.checked_files, old_file);
   if (!problem.empty()) throw unwritten(options.fixed_file, problem);
-  const size_t left = count_errors(check_file(options.fixed_file, fixed, options, output));
+  const size_t left = count_errors(check_file(options.fixed_file, fixed, rules, output));
   show_message(options.fixed_file + ": " + plc_base::plural(made, "correction") +
                (left == 0
                     ? ""
@@ -105,9 +113,10 @@ std::optional<std::string> text_or_told(const std::string& path, int* code) {
 
 // The report of a file that could be read; the code becomes that of its errors unless a file before it has one.
 FileReport report_of(const std::string& path, const std::string& text, const HostOptions& options,
-                     CommandOutput& output, int* code) {
-  FileReport report = check_file(path, text, options, output);
-  const bool is_good = options.fixed_file.empty() ? count_errors(report) == 0 : fix_file(report, text, options, output);
+                     const tag_check::CheckOptions& rules, CommandOutput& output, int* code) {
+  FileReport report = check_file(path, text, rules, output);
+  const bool is_good =
+      options.fixed_file.empty() ? count_errors(report) == 0 : fix_file(report, text, options, rules, output);
   if (!is_good && *code == kExitOk) *code = kExitTagFailed;
   if (options.errors_only) keep_errors(&report);
   if (!options.sarif) {
@@ -125,11 +134,14 @@ int run_check(const HostOptions& options, CommandOutput& output) {
   }
   std::vector<FileReport> reports;
   int code = kExitOk;
+  int address_code = kExitOk;
+  const tag_check::CheckOptions rules = check_options(options, &address_code);
   for (const std::string& path : options.checked_files) {
     const std::optional<std::string> text = text_or_told(path, &code);
-    if (text) reports.push_back(report_of(path, *text, options, output, &code));
+    if (text) reports.push_back(report_of(path, *text, options, rules, output, &code));
   }
   if (reports.empty()) return code;
+  if (code == kExitOk) code = address_code;
   if (options.sarif) print_all(output.results(), tag_check::sarif_report(reports));
   const int live_code = check_live_if_asked(reports, options, output);
   return live_code == kExitOk ? code : live_code;

@@ -51,6 +51,7 @@ struct LiveReport {
   std::vector<LiveFinding> findings;
   std::vector<std::string> accepted;                 // names that the controller took
   std::optional<std::vector<std::string>> programs;  // the controller's
+  std::vector<std::string> unanswered;               // asked for when the controller fell silent, or Ctrl-C came
   std::optional<Failure> end;                        // why the others were not asked for
   size_t count(const std::string& state) const {
     return static_cast<size_t>(std::count_if(findings.begin(), findings.end(),
@@ -95,6 +96,12 @@ LiveFinding scope_finding(const Tag& tag, const LiveReport& report) {
   return finding;
 }
 
+// Without a connection the name was not asked for.
+void end_report(const TagResult& result, LiveReport& report) {
+  report.end = result.reading.failure();
+  if (report.end->code == PLC_FAILED) report.unanswered.push_back(result.name);
+}
+
 // False once the controller does not answer any more.
 bool take_result(const TagResult& result, const Tag& tag, Patience& patience, LiveReport& report) {
   if (is_of_no_program(result, tag, report)) {
@@ -107,11 +114,18 @@ bool take_result(const TagResult& result, const Tag& tag, Patience& patience, Li
     return true;
   }
   const Failure& failure = result.reading.failure();
+  if (failure.is_interrupted) {
+    end_report(result, report);
+    return false;
+  }
   patience.take(result.reading);
   if (patience.is_over()) {
     // What broke off before is the same failure.
-    while (!report.findings.empty() && report.findings.back().is_loss) report.findings.pop_back();
-    report.end = failure;
+    while (!report.findings.empty() && report.findings.back().is_loss) {
+      report.unanswered.insert(report.unanswered.begin(), report.findings.back().name);
+      report.findings.pop_back();
+    }
+    end_report(result, report);
     return false;
   }
   LiveFinding finding;
@@ -181,7 +195,7 @@ LiveReport ask_for_all(Host& host, const RelayRoute& route, Progress& progress) 
   for (size_t i = 0; i < tags.size(); ++i) {
     if (!asked.insert(tags[i].qualified_name).second) continue;
     ++report.names;
-    if (!report.end && stop_requested()) report.end = not_read("interrupted");
+    if (!report.end && stop_requested()) report.end = not_read(kInterruptedWord);
     if (report.end) continue;
     const TagResult result = ask(host, tags[i]);
     progress.take(report.names);
@@ -226,7 +240,7 @@ void write_findings(const Host& host, const LiveReport& report, bool json) {
 
 void write_summary(Host& host, const LiveReport& report, bool json) {
   const std::string controller = target_text(host.session().target());
-  const size_t left = report.names - report.answered - report.findings.size();
+  const size_t left = report.names - report.answered - report.findings.size() - report.unanswered.size();
   if (json) {
     write_json_line(host.results(), Json{{"file", host.tag_file().shown},
                                          {"live",
@@ -236,6 +250,7 @@ void write_summary(Host& host, const LiveReport& report, bool json) {
                                            {"refused", report.refused()},
                                            {"failed", report.others()},
                                            {"impossible", report.impossible()},
+                                           {"unanswered", report.unanswered},
                                            {"not_asked", left}}}});
     return;
   }
@@ -244,6 +259,7 @@ void write_summary(Host& host, const LiveReport& report, bool json) {
                      std::to_string(report.refused());
   if (report.others() > 0) text += ", failed for " + std::to_string(report.others());
   if (report.impossible() > 0) text += "; " + std::to_string(report.impossible()) + " cannot be asked for";
+  if (!report.unanswered.empty()) text += "; no answer for " + plc_base::joined_with_or(report.unanswered);
   if (left > 0) text += "; " + std::to_string(left) + " not asked for";
   std::fputs((plc_base::shown_line(text) + "\n").c_str(), host.results());
 }
@@ -252,20 +268,27 @@ HostOptions live_options(const HostOptions& options) {
   HostOptions live = options;
   live.tag_file.clear();
   if (!options.address.empty()) live.given["address"] = options.address;
+  // What there is to tell of a profile was told when the command began.
+  live.quiet = true;
   use_settings(live, true);
+  live.quiet = options.quiet;
   live.tag_file = options.checked_files.front();
   return live;
 }
 
 // Says what the report leaves open.
 int live_code(const LiveReport& report, const RelayRoute& route, const Host& host, const HostOptions& options) {
-  if (stop_requested()) return kExitInterrupted;
+  if (report.end && stop_requested()) {
+    show_error("interrupted: the names without a result were not checked");
+    return kExitInterrupted;
+  }
   const bool can_driver_tell = host.library().load_tags != nullptr;
   if (!report.end && !report.programs && !can_driver_tell && !options.quiet) {
     show_message(target_text(route.controller()) + ": its programs are not known: scopes are not compared with them");
   }
   if (report.end) {
-    show_error(report.end->reason + (report.end->advice.empty() ? "" : ". Try: " + report.end->advice));
+    const std::string name = report.unanswered.empty() ? "" : plc_base::told_name(report.unanswered.back()) + ": ";
+    show_error(name + report.end->reason + (report.end->advice.empty() ? "" : ". Try: " + report.end->advice));
     return kExitNoConnection;
   }
   return report.refused() + report.others() == 0 ? kExitOk : kExitTagFailed;

@@ -36,7 +36,7 @@ using tag_check::Severity;
 
 constexpr uint32_t kLargestPlainId = 65535;
 constexpr uint32_t kSmallestIndexedId = 262144;
-constexpr uint32_t kLargestId = 17039359;  // in the last block of indexed ids
+constexpr uint32_t kLargestId = 16777215;  // that a host can ask for
 
 // An error that stays, and what is only odd in a file that is there but of no use in a new line.
 bool is_wrong(const Finding& finding) {
@@ -207,7 +207,7 @@ void check_tags(const HostOptions& options) {
   }
   if (wanted.id > kLargestPlainId && wanted.id < kSmallestIndexedId) {
     throw HostError(kExitUsage, "--id " + std::to_string(wanted.id) +
-                                    ": no host can use it; give 0 to 65535 for a plain variable, 262144 to 17039359 "
+                                    ": no host can use it; give 0 to 65535 for a plain variable, 262144 to 16777215 "
                                     "for an indexed one");
   }
   if (wanted.list.empty()) return refuse_program_in_name(options);

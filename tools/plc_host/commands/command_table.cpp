@@ -156,6 +156,7 @@ void add_tags_options(CLI::App& command, HostOptions& options) {
 const char* live_help(const std::string& name) {
   if (name == "port") return "set the controller's TCP port";
   if (name == "area") return "set the area";
+  if (name == "profile") return "take settings from this profile of the controller";
   return name == "timeout" ? "wait this many seconds for a reply" : "pause this many ms before each transfer";
 }
 
@@ -185,7 +186,7 @@ void add_check_options(CLI::App& command, HostOptions& options) {
   CLI::Option* live =
       command.add_flag("--live", options.live, "Ask the controller for each name, once; writes nothing");
   for (CLI::Option* other : {sarif, fix, rules}) live->excludes(other);
-  for (const char* name : {"port", "area", "timeout", "delay"}) {
+  for (const char* name : {"port", "area", "timeout", "delay", "profile"}) {
     add_setting(command, name, options, std::string("With --live: ") + live_help(name))->needs(live);
   }
   for (CLI::Option* option : add_simulator_options(command, options, "With --live: start")) option->needs(live);

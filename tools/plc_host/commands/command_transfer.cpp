@@ -2,7 +2,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
+#include <memory>
 #include <optional>
+#include <system_error>
 
 #include "base/text.h"
 #include "base/values/typed_value.h"
@@ -94,6 +97,7 @@ int read_by_number(const HostOptions& options, CommandOutput& output) {
   ResultWriter writer(host.results(), form_of(options), {result});
   if (is_all_or_none(options)) return host.finish(show_all_or_none(options, writer, {result}));
   writer.add(result);
+  tell_unread({result});
   return host.finish(exit_code_of({result}, stop_requested()));
 }
 
@@ -105,7 +109,9 @@ Reading verified(Host& host, const PreparedWrite& write, const Reading& written)
   if (value != nullptr && same_value(entry, write.value, *value)) return written;
   Failure failure = back.reading.failure();
   if (value == nullptr) {
-    failure.reason = "written, but cannot be read back: " + failure.reason;
+    const bool is_interrupted = stop_requested() && !back.reading.is_taken();
+    if (is_interrupted) failure.quality = Quality::kFailed;
+    failure.reason = "written, but cannot be read back: " + (is_interrupted ? kInterruptedWord : failure.reason);
   } else {
     failure.quality = Quality::kDifferent;
     failure.reason = "wrote " + format_value(entry, write.value, write.reference.extents) + ", read back " +
@@ -125,15 +131,31 @@ TagResult write_one(Host& host, const PreparedWrite& write, bool verify, Confirm
 
 // Why the next value is not written.
 std::optional<Failure> hindrance(Host& host, const Patience& patience) {
+  if (stop_requested()) return not_written(kInterruptedWord);
   if (patience.is_over()) return not_written(target_text(host.session().target()) + " does not answer");
-  if (stop_requested()) return not_written("interrupted");
   return std::nullopt;
 }
 
-// A controller that nobody names is not asked: any address does for the name of its tag file.
-HostOptions reachable(HostOptions options) {
-  if (options.dry_run && options.address.empty() && options.sim_tag_file.empty()) options.address = "127.0.0.1";
+// Nothing is sent, so nothing is connected to. The address only tells the name of a tag file that --tags does not name.
+HostOptions without_controller(HostOptions options) {
+  std::error_code error;
+  const bool names_file = !options.tag_file.empty() && !std::filesystem::is_directory(options.tag_file, error);
+  const bool needs_address = !options.address.empty() && !names_file;
+  if (options.sim_tag_file.empty() && !needs_address) options.address = "127.0.0.1";
+  options.verbosity = std::min(options.verbosity, 1);
   return options;
+}
+
+std::unique_ptr<Host> writing_host(const HostOptions& options, CommandOutput& output) {
+  if (!options.dry_run) return std::make_unique<Host>(options, output);
+  try {
+    return std::make_unique<Host>(without_controller(options), output);
+  } catch (const HostError& error) {
+    if (error.code() != kExitNoConnection) throw;
+    throw HostError(
+        kExitNoConnection,
+        std::string(error.what()) + "; or --tags FILE: --dry-run needs the address only for the tag file's name");
+  }
 }
 
 // Which of several variables a pattern means to write is not to be guessed.
@@ -269,7 +291,8 @@ int run_read(const HostOptions& options, CommandOutput& output) {
 }
 
 int run_write(const HostOptions& options, CommandOutput& output) {
-  Host host(reachable(options), output);
+  const std::unique_ptr<Host> opened = writing_host(options, output);
+  Host& host = *opened;
   const std::vector<PreparedWrite> writes = prepare_writes(host, options);
   if (options.dry_run) return show_writes(host, options, writes);
   std::vector<TagResult> results = results_of(writes);

@@ -13,7 +13,6 @@
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/stop_signal.h"
 #include "tools/plc_host/watch/chart.h"
-#include "tools/plc_host/watch/keyboard.h"
 #include "tools/plc_host/watch/watch_output.h"
 #include "tools/plc_host/watch_log/change_log.h"
 #include "tools/plc_host/written_file.h"
@@ -23,17 +22,7 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-std::vector<TagResult> read_round(Host& host, const std::vector<TagReference>& references, bool batch) {
-  std::vector<TagResult> results;
-  results.reserve(references.size());
-  for (const TagReference& reference : references) results.push_back(unread(reference));
-  if (batch) {
-    read_tags_batched(host.session(), results, stop_requested);
-  } else {
-    read_tags(host.session(), results, stop_requested, [](const TagResult&) { allow_suspension(); });
-  }
-  return results;
-}
+constexpr std::chrono::seconds kBetweenDrawings{1};  // while nothing is read: ages go on
 
 std::vector<TagReference> watched_references(const HostOptions& options, const Host& host) {
   std::vector<TagReference> references;
@@ -87,6 +76,8 @@ class Watch {
 
  private:
   void open_log();
+  std::vector<TagResult> read_round();
+  void wait_until(SteadyClock::time_point next);
   void take_round(const std::vector<TagResult>& results, SteadyClock::time_point began);
   int finish_log(int code);
 
@@ -117,6 +108,8 @@ Watch::Watch(const HostOptions& options, CommandOutput& output)
   host_.session().set_line_sink([this](const std::string& line) {
     if (options_.verbosity > 0 && state_.is_new_line(line)) shown_->show_line("driver: " + line);
   });
+  host_.session().add_observer(
+      [this](const CallResult&) { shown_->between_calls(std::chrono::milliseconds(options_.delay_ms)); });
 }
 
 void Watch::open_log() {
@@ -166,25 +159,53 @@ void Watch::take_round(const std::vector<TagResult>& results, SteadyClock::time_
   latest_ = results;
 }
 
+std::vector<TagResult> Watch::read_round() {
+  std::vector<TagResult> results;
+  results.reserve(references_.size());
+  for (const TagReference& reference : references_) results.push_back(unread(reference));
+  const auto stop = [this] {
+    shown_->between_calls(std::chrono::milliseconds(options_.delay_ms));
+    return stop_requested();
+  };
+  shown_->begin_round();
+  if (options_.batch) {
+    read_tags_batched(host_.session(), results, stop);
+  } else {
+    read_tags(host_.session(), results, stop, [](const TagResult&) {});
+  }
+  shown_->end_round();
+  return results;
+}
+
+// Takes the keys that were pressed, also where there is no time until the next round.
+void Watch::wait_until(SteadyClock::time_point next) {
+  for (bool is_over = false; !is_over && !stop_requested();) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - SteadyClock::now());
+    const std::chrono::milliseconds time = std::min<std::chrono::milliseconds>(left, kBetweenDrawings);
+    if (wait_for_input(time, shown_->keys())) {
+      shown_->take_keys(state_);
+    } else if (left > time) {
+      shown_->show_again(state_);
+    }
+    is_over = SteadyClock::now() >= next;
+  }
+}
+
 int Watch::run() {
   shown_->begin(state_);
   const std::chrono::milliseconds interval(options_.interval_ms);
   SteadyClock::time_point next = SteadyClock::now();
   // A reader who has gone, or a full disk, ends it.
   for (uint64_t round = 1; !stop_requested() && host_.result_file().flush(); ++round) {
-    allow_suspension();
     const SteadyClock::time_point began = SteadyClock::now();
-    const std::vector<TagResult> results = read_round(host_, references_, options_.batch);
+    const std::vector<TagResult> results = read_round();
     host_.show_simulator_lines();
     // A round that Ctrl-C cut short shows failures that are none.
     if (stop_requested()) break;
     take_round(results, began);
     if (!host_.result_file().flush() || round == options_.rounds) break;
     next = std::max(next + interval, SteadyClock::now());
-    while (wait_for_input(std::chrono::duration_cast<std::chrono::milliseconds>(next - SteadyClock::now()),
-                          shown_->keys())) {
-      shown_->take_keys(state_);
-    }
+    wait_until(next);
   }
   shown_->end(state_, host_.session().figures());
   shown_.reset();

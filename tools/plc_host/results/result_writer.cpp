@@ -44,7 +44,7 @@ std::optional<bool> was_written(const TagResult& result, const Confirmation& con
   if (confirmation.is_only_checked) return false;
   if (result.ok() || !result.reading.is_taken()) return result.ok() ? std::nullopt : std::optional<bool>(false);
   const Failure& failure = result.reading.failure();
-  const bool is_open = leaves_write_open(failure) || failure.quality == Quality::kDifferent;
+  const bool is_open = leaves_write_open(failure) || failure.has_begun || failure.quality == Quality::kDifferent;
   return is_open ? std::nullopt : std::optional<bool>(false);
 }
 

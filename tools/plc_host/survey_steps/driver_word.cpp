@@ -24,7 +24,6 @@ constexpr size_t kMostSingly = 300;  // variables; more are read in batches
 constexpr uint32_t kMostDelayMs = 1000;
 constexpr size_t kMostDriverLines = 65536;  // bytes
 constexpr char kContract[] = "contract";
-constexpr char kInterruptedWord[] = "interrupted";
 
 HostOptions options_for(const HostOptions& options, const SurveyPlan& plan, const std::string& tag_file) {
   constexpr uint32_t kExchangesOfRead = 2;

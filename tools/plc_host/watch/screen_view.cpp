@@ -8,7 +8,6 @@
 #include "base/shown_text.h"
 #include "client/values/utf8_text.h"
 #include "client/values/value_type.h"
-#include "tools/plc_host/watch/watch_screen.h"
 
 namespace plc_host {
 namespace {
@@ -146,7 +145,8 @@ std::string ScreenView::place_text(size_t first, size_t shown) const {
          (is_typing_ ? "; Return ends its text, Escape the filter" : "; arrows, / filters, Return: history, q ends");
 }
 
-std::vector<std::string> ScreenView::draw_history(const WatchState& state, size_t columns, size_t height) const {
+std::vector<std::string> ScreenView::draw_history(const WatchState& state, const DrawTime& time, size_t columns,
+                                                  size_t height) const {
   const size_t row = rows_.at(marked_);
   const TagResult& latest = state.rows()[row].latest;
   std::vector<std::string> lines = {fit_columns(
@@ -155,14 +155,16 @@ std::vector<std::string> ScreenView::draw_history(const WatchState& state, size_
   for (const std::string& line : history_[row]) {
     if (lines.size() + 1 < height) lines.push_back(fit_columns(line, columns));
   }
-  lines.push_back(fit_columns("Return: the table; Ctrl-C ends", columns));
+  const std::string waiting = time.waiting_since ? waiting_text(time) + "; " : "";
+  lines.push_back(fit_columns(waiting + "Return: the table; Ctrl-C ends", columns));
   return lines;
 }
 
-std::vector<std::string> ScreenView::draw(const WatchState& state, WatchTime now, size_t columns, size_t height) {
+std::vector<std::string> ScreenView::draw(const WatchState& state, const DrawTime& time, size_t columns,
+                                          size_t height) {
   constexpr size_t kOtherLines = 3;  // heading, place, status
   page_ = height > kOtherLines ? height - kOtherLines : 1;
-  if (is_history_ && marked_ < rows_.size()) return draw_history(state, columns, height);
+  if (is_history_ && marked_ < rows_.size()) return draw_history(state, time, columns, height);
   const size_t most_first = rows_.size() > page_ ? rows_.size() - page_ : 0;
   first_ = std::min({first_, marked_, most_first});
   if (marked_ >= first_ + page_) first_ = marked_ + 1 - page_;
@@ -172,7 +174,7 @@ std::vector<std::string> ScreenView::draw(const WatchState& state, WatchTime now
   part.rows.assign(from, from + static_cast<std::ptrdiff_t>(shown));
   part.marked = marked_ - first_;
   part.place = place_text(first_, shown);
-  return draw_part(state, now, columns, part);
+  return draw_part(state, time, columns, part);
 }
 
 }  // namespace plc_host

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/plc_host/watch/watch_screen.h"
 #include "tools/plc_host/watch/watch_state.h"
 
 namespace plc_host {
@@ -26,7 +27,7 @@ class ScreenView {
   bool is_left() const { return is_left_; }
 
   // Lines of at most columns, at most height of them, which is at least 4.
-  std::vector<std::string> draw(const WatchState& state, WatchTime now, size_t columns, size_t height);
+  std::vector<std::string> draw(const WatchState& state, const DrawTime& time, size_t columns, size_t height);
 
  private:
   void take_sequence(std::string_view sequence);
@@ -35,7 +36,8 @@ class ScreenView {
   void take_command(char byte);
   void move(std::ptrdiff_t rows);
   void choose_rows();
-  std::vector<std::string> draw_history(const WatchState& state, size_t columns, size_t height) const;
+  std::vector<std::string> draw_history(const WatchState& state, const DrawTime& time, size_t columns,
+                                        size_t height) const;
   std::string place_text(size_t first, size_t shown) const;
 
   std::vector<std::string> names_;

@@ -1,6 +1,7 @@
 // Shows rounds in the form that was asked for.
 #include "tools/plc_host/watch/watch_output.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,7 +22,7 @@
 #include "tools/plc_host/results/result_json.h"
 #include "tools/plc_host/results/result_writer.h"
 #include "tools/plc_host/stop_signal.h"
-#include "tools/plc_host/watch/keyboard.h"
+#include "tools/plc_host/watch/attendant.h"
 #include "tools/plc_host/watch/screen_view.h"
 #include "tools/plc_host/watch/watch_screen.h"
 
@@ -32,8 +33,9 @@ using Json = nlohmann::ordered_json;
 using plc_base::shown_csv_cell;
 
 constexpr size_t kChartRows = 8;
-constexpr size_t kMostNames = 3;      // that one reason is told for
-constexpr size_t kChartColumns = 80;  // where no terminal tells its width
+constexpr std::chrono::seconds kLongCall{1};  // from then on the values count as old
+constexpr size_t kMostNames = 3;              // that one reason is told for
+constexpr size_t kChartColumns = 80;          // where no terminal tells its width
 
 double milliseconds(std::chrono::nanoseconds time) { return std::chrono::duration<double, std::milli>(time).count(); }
 
@@ -181,16 +183,30 @@ class RawOutput : public WatchOutput {
   FILE* file_;
 };
 
-// A table that each round redraws.
+// A table that each round redraws, and in between its own thread, also while the driver waits for the controller.
 class ScreenOutput : public WatchOutput {
  public:
   ScreenOutput(const ResultFile& file, const Chart* chart)
       : keyboard_(file.descriptor()), screen_(file.stream(), file.descriptor()), chart_(chart) {}
-  void begin(const WatchState& state) override { view_ = std::make_unique<ScreenView>(state); }
+  void begin(const WatchState& state) override {
+    view_ = std::make_unique<ScreenView>(state);
+    attendant_ = std::make_unique<Attendant>([this, &state] { attend(state); });
+  }
+  void begin_round() override { attendant_->begin(); }
+  void between_calls(std::chrono::milliseconds pause) override {
+    const auto lock = attendant_->hold();
+    allow_suspension();
+    asked_at_ = std::chrono::steady_clock::now() + pause;
+  }
+  void end_round() override {
+    attendant_->end();
+    asked_at_.reset();
+  }
   void show_round(const WatchState& state, const RoundOutcome& outcome) override {
     view_->take_round(state, outcome);
     draw(state);
   }
+  void show_again(const WatchState& state) override { draw(state); }
   int keys() const override { return keyboard_.descriptor(); }
   void take_keys(const WatchState& state) override {
     if (keyboard_.take_again()) {
@@ -204,6 +220,7 @@ class ScreenOutput : public WatchOutput {
     draw(state);
   }
   void show_line(const std::string& line) override {
+    const auto lock = attendant_->hold();
     screen_.clear();
     show_plain_line(line);
   }
@@ -212,6 +229,14 @@ class ScreenOutput : public WatchOutput {
   }
 
  private:
+  void attend(const WatchState& state) {
+    struct pollfd awaited {
+      keyboard_.descriptor(), POLLIN, 0
+    };
+    if (poll(&awaited, 1, 0) > 0) return take_keys(state);
+    draw(state);
+  }
+
   void draw(const WatchState& state) {
     if (keyboard_.is_in_background()) return;
     if (keyboard_.take_again()) screen_.begin_anew();
@@ -220,10 +245,11 @@ class ScreenOutput : public WatchOutput {
     // The last line of the terminal stays free: the cursor stands there.
     const size_t room = size.rows > chart_height + 1 ? size.rows - chart_height - 1 : 0;
     const size_t height = std::max<size_t>(room, 4);
-    const auto now = std::chrono::steady_clock::now();
+    DrawTime time{std::chrono::steady_clock::now()};
+    if (asked_at_ && time.now - *asked_at_ >= kLongCall) time.waiting_since = asked_at_;
     // Without keys nothing can be marked.
-    std::vector<std::string> lines = keyboard_.descriptor() < 0 ? draw_table(state, now, size.columns, height)
-                                                                : view_->draw(state, now, size.columns, height);
+    std::vector<std::string> lines = keyboard_.descriptor() < 0 ? draw_table(state, time, size.columns, height)
+                                                                : view_->draw(state, time, size.columns, height);
     if (chart_ != nullptr) {
       const std::vector<std::string> drawn = chart_->draw(size.columns, kChartRows);
       lines.insert(lines.end() - 1, drawn.begin(), drawn.end());
@@ -235,6 +261,8 @@ class ScreenOutput : public WatchOutput {
   WatchScreen screen_;
   std::unique_ptr<ScreenView> view_;
   const Chart* chart_;
+  std::optional<WatchTime> asked_at_;     // what the driver is waiting for the answer to
+  std::unique_ptr<Attendant> attendant_;  // ends before what it draws with
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The forms in which watch shows its rounds: a table in a terminal, lines, JSON, or a spreadsheet.
 #pragma once
 
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -11,6 +12,7 @@
 #include "tools/plc_host/result_file.h"
 #include "tools/plc_host/results/result_form.h"
 #include "tools/plc_host/watch/chart.h"
+#include "tools/plc_host/watch/keyboard.h"
 #include "tools/plc_host/watch/watch_state.h"
 
 namespace plc_host {
@@ -20,8 +22,15 @@ class WatchOutput {
   virtual ~WatchOutput() = default;
   // Before the first round.
   virtual void begin(const WatchState& state) = 0;
+  // While a round is read: the state stays as it is until end_round. between_calls is called before each call of the
+  // driver and behind it; the driver pauses before it asks the controller.
+  virtual void begin_round() {}
+  virtual void between_calls(std::chrono::milliseconds) { allow_suspension(); }
+  virtual void end_round() {}
   // After each round.
   virtual void show_round(const WatchState& state, const RoundOutcome& outcome) = 0;
+  // When time has passed since.
+  virtual void show_again(const WatchState&) {}
   // Where keys come from that take_keys is to be called for; -1: nowhere.
   virtual int keys() const { return -1; }
   virtual void take_keys(const WatchState&) {}

@@ -27,13 +27,14 @@ std::string whole_numbers(const std::string& text, size_t room) {
   return (comma == std::string::npos ? "" : text.substr(0, comma + 1)) + kCut;
 }
 
-// The value; without one the reason, and what there was before where that has room.
-std::string value_text(const WatchRow& row, WatchTime now, size_t room) {
+// The value; without one of this round the reason, and what there was before where that has room.
+std::string value_text(const WatchRow& row, const DrawTime& time, size_t room) {
   const bool is_text = value_kind(row.latest.reference.tag->entry) == ValueKind::kText;
-  if (row.latest.ok()) return is_text ? row.last_text : whole_numbers(row.last_text, room);
-  const std::string& reason = row.latest.reading.failure().reason;
+  if (row.latest.ok() && !time.waiting_since) return is_text ? row.last_text : whole_numbers(row.last_text, room);
+  const std::string reason = time.waiting_since ? waiting_text(time) : row.latest.reading.failure().reason;
   if (!row.changed_at) return reason;
-  const std::string with_value = reason + "; " + row.last_text + " was read " + age_text(now - row.read_at) + " ago";
+  const std::string with_value =
+      reason + "; " + row.last_text + " was read " + age_text(time.now - row.read_at) + " ago";
   return display_width(with_value) <= room ? with_value : reason;
 }
 
@@ -61,39 +62,46 @@ std::string table_line(const Widths& widths, const Cells& cells, size_t columns)
   return fit_columns(line, columns);
 }
 
+std::string state_word(const WatchRow& row, const DrawTime& time) {
+  return time.waiting_since ? "waiting" : quality_word(row.latest.reading.quality());
+}
+
 // Age and mark belong to a value of this round: one that is older has neither.
-Cells cells_of(const WatchRow& row, WatchTime now, size_t room) {
-  const bool has_value = row.latest.ok();
+Cells cells_of(const WatchRow& row, const DrawTime& time, size_t room) {
+  const bool has_value = row.latest.ok() && !time.waiting_since;
   return {plc_base::shown_first(row.latest.name),
           declared_type(row.latest.reference.tag->entry),
-          has_value && now - *row.changed_at < kMarkTime ? "*" : "",
-          has_value ? age_text(now - *row.changed_at) : "-",
-          quality_word(row.latest.reading.quality()),
-          plc_base::shown_line(value_text(row, now, room))};
+          has_value && time.now - *row.changed_at < kMarkTime ? "*" : "",
+          has_value ? age_text(time.now - *row.changed_at) : "-",
+          state_word(row, time),
+          plc_base::shown_line(value_text(row, time, room))};
 }
 
 const Cells kHeading = {"NAME", "TYPE", "", "AGE", "STATE", "VALUE"};
 
-Widths widths_of(const WatchState& state) {
+Widths widths_of(const WatchState& state, const DrawTime& time) {
   Widths widths;
   for (const WatchRow& row : state.rows()) {
     widths.name = std::max(widths.name, std::min(display_width(plc_base::shown_first(row.latest.name)), kWidestName));
     widths.type = std::max(widths.type, declared_type(row.latest.reference.tag->entry).size());
-    widths.state = std::max(widths.state, std::string(quality_word(row.latest.reading.quality())).size());
+    widths.state = std::max(widths.state, state_word(row, time).size());
   }
   return widths;
 }
 
 // mark stands before the row, in the columns that there are.
-std::string row_line(const WatchRow& row, WatchTime now, const Widths& widths, const std::string& mark,
+std::string row_line(const WatchRow& row, const DrawTime& time, const Widths& widths, const std::string& mark,
                      size_t columns) {
   const size_t left = columns - std::min(columns, mark.size());
-  const Cells cells = cells_of(row, now, left - std::min(left, widths.before_value()));
-  const Tint tint = !row.latest.ok() ? Tint::kBad : cells.mark.empty() ? Tint::kNone : Tint::kChanged;
+  const Cells cells = cells_of(row, time, left - std::min(left, widths.before_value()));
+  const Tint tint = !row.latest.ok() || time.waiting_since ? Tint::kBad
+                    : cells.mark.empty()                   ? Tint::kNone
+                                                           : Tint::kChanged;
   return mark.substr(0, columns) + tinted(table_line(widths, cells, left), tint);
 }
 
-std::string status_line(const WatchState& state) {
+std::string status_line(const WatchState& state, const DrawTime& time) {
+  if (time.waiting_since) return waiting_text(time) + "; Ctrl-C ends";
   const char* const words = state.contact() == Contact::kValues   ? "read at "
                             : state.contact() == Contact::kSilent ? "the controller does not answer, asked at "
                                                                   : "no values, asked at ";
@@ -117,26 +125,29 @@ std::string age_text(std::chrono::nanoseconds age) {
   return text;
 }
 
-std::vector<std::string> draw_table(const WatchState& state, WatchTime now, size_t columns, size_t height) {
-  const Widths widths = widths_of(state);
+std::string waiting_text(const DrawTime& time) { return "no reply for " + age_text(time.now - *time.waiting_since); }
+
+std::vector<std::string> draw_table(const WatchState& state, const DrawTime& time, size_t columns, size_t height) {
+  const Widths widths = widths_of(state, time);
   std::vector<std::string> lines = {table_line(widths, kHeading, columns)};
   const size_t all = state.rows().size();
   const bool all_fit = all + 2 <= height;
   const size_t shown = all_fit ? all : (height > 3 ? height - 3 : 0);
-  for (size_t i = 0; i < shown; ++i) lines.push_back(row_line(state.rows()[i], now, widths, "", columns));
+  for (size_t i = 0; i < shown; ++i) lines.push_back(row_line(state.rows()[i], time, widths, "", columns));
   if (!all_fit) lines.push_back(fit_columns("... and " + std::to_string(all - shown) + " more", columns));
-  lines.push_back(fit_columns(status_line(state), columns));
+  lines.push_back(fit_columns(status_line(state, time), columns));
   return lines;
 }
 
-std::vector<std::string> draw_part(const WatchState& state, WatchTime now, size_t columns, const TablePart& part) {
-  const Widths widths = widths_of(state);
+std::vector<std::string> draw_part(const WatchState& state, const DrawTime& time, size_t columns,
+                                   const TablePart& part) {
+  const Widths widths = widths_of(state, time);
   std::vector<std::string> lines = {fit_columns("  " + table_line(widths, kHeading, columns), columns)};
   for (size_t i = 0; i < part.rows.size(); ++i) {
-    lines.push_back(row_line(state.rows()[part.rows[i]], now, widths, i == part.marked ? "> " : "  ", columns));
+    lines.push_back(row_line(state.rows()[part.rows[i]], time, widths, i == part.marked ? "> " : "  ", columns));
   }
   lines.push_back(fit_columns(part.place, columns));
-  lines.push_back(fit_columns(status_line(state), columns));
+  lines.push_back(fit_columns(status_line(state, time), columns));
   return lines;
 }
 

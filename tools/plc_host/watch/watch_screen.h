@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,9 +16,15 @@ struct ScreenSize {
   size_t rows = 24;
 };
 
+// When the table is drawn. waiting_since: that a call of the driver lasts, and nothing in the table is of this round.
+struct DrawTime {
+  WatchTime now;
+  std::optional<WatchTime> waiting_since = std::nullopt;
+};
+
 // Heading, one line per row and a status line, none wider than columns. Rows that do not fit in height lines are
 // counted in a line of their own.
-std::vector<std::string> draw_table(const WatchState& state, WatchTime now, size_t columns, size_t height);
+std::vector<std::string> draw_table(const WatchState& state, const DrawTime& time, size_t columns, size_t height);
 
 // Rows of the table that are shown, one of which is marked, and a line that says which they are.
 struct TablePart {
@@ -27,7 +34,11 @@ struct TablePart {
 };
 
 // Heading, a line for each row of the part, its place and a status line, none wider than columns.
-std::vector<std::string> draw_part(const WatchState& state, WatchTime now, size_t columns, const TablePart& part);
+std::vector<std::string> draw_part(const WatchState& state, const DrawTime& time, size_t columns,
+                                   const TablePart& part);
+
+// "no reply for 4.2 s"; time has a call that lasts.
+std::string waiting_text(const DrawTime& time);
 
 // "0.4 s", "12 s", "3 min", "2 h"
 std::string age_text(std::chrono::nanoseconds age);

@@ -121,7 +121,13 @@ int follow_live(const HostOptions& options, CommandOutput& output, WhyReport& re
     find_reach_faults(route, report);
   }
   record_road(route, options, pcap_file, report);
-  find_road_faults(options.by_id, report);
+  if (!result.ok() && result.reading.failure().is_interrupted) {
+    report.fault(
+        "interrupted before the reply was there: what follows it is not known",
+        "Run it again. It waits " + plc_base::plural(options.timeout_s, "second") + " for a reply (--timeout).");
+  } else {
+    find_road_faults(options.by_id, report);
+  }
   const bool unconnected = can_ask && !result.ok() && (route.has_failed() || report.code == PLC_NO_CONNECT);
   const int code = unconnected ? kExitNoConnection : report.has_fault() ? kExitTagFailed : kExitOk;
   return host.finish(stop_requested() ? kExitInterrupted : code);

@@ -49,7 +49,7 @@ class ScreenViewTest : public testing::Test {
     now_ += std::chrono::seconds(60);
   }
 
-  Lines draw() { return view_->draw(*state_, now_, kColumns, kHeight); }
+  Lines draw() { return view_->draw(*state_, {now_}, kColumns, kHeight); }
   // The names on the screen, the marked one behind '>'.
   Lines names() {
     Lines names;
@@ -143,7 +143,7 @@ TEST_F(ScreenViewTest, LongRun_KeepsWhatAScreenShowsAndNoMore) {
   for (uint64_t i = 0; i < 60; ++i) round(100 + i, Quality::kGood);
   EXPECT_LE(mallinfo2().uordblks, before + 65536);  // of the blocks that deques move through
   view_->take_keys("\r");
-  EXPECT_EQ(view_->draw(*state_, now_, kColumns, 100).size(), 52U);
+  EXPECT_EQ(view_->draw(*state_, {now_}, kColumns, 100).size(), 52U);
   EXPECT_EQ(draw().size(), kHeight);
 }
 

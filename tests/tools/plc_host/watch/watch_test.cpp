@@ -93,7 +93,7 @@ TEST_F(WatchTest, ControllerThatAnswersWithoutValues_IsNotSaidToBeSilent) {
     round({value(0, 1), value(1, 0)});
     const RoundOutcome outcome = round({failure(0, false, quality), failure(1, false, quality)});
     EXPECT_EQ(contact_text(outcome, "10.0.0.1:8500"), "no values: Ready: the transfer failed (3); asking on");
-    EXPECT_EQ(draw_table(*state_, now_, 80, 24).back(),
+    EXPECT_EQ(draw_table(*state_, {now_}, 80, 24).back(),
               "no values, asked at " + local_time_text(kNoon) + "; Ctrl-C ends");
     EXPECT_EQ(round({failure(0, false, quality), failure(1, false, quality)}).failed, (std::vector<size_t>{0, 1}));
     EXPECT_EQ(round({failure(0, true, Quality::kNoAnswer), left_out(1)}).contact, Contact::kSilent);
@@ -190,38 +190,52 @@ TEST_F(WatchTest, DriverLines_AreShownOncePerOutage) {
 
 TEST_F(WatchTest, Table_ShowsValueMarkAndAge) {
   round({value(0, 12), failure(1, false)});
-  const std::vector<std::string> fresh = draw_table(*state_, now_ + milliseconds(400), 80, 24);
+  const std::vector<std::string> fresh = draw_table(*state_, {now_ + milliseconds(400)}, 80, 24);
   ASSERT_EQ(fresh.size(), 4U);
   EXPECT_EQ(fresh[0], "NAME   TYPE    AGE     STATE   VALUE");
   EXPECT_EQ(fresh[1], "Speed  INT   * 0.4 s   good    12");
   EXPECT_EQ(fresh[2], "Ready  BOOL    -       failed  the transfer failed (3)");
   EXPECT_EQ(fresh[3], "read at " + local_time_text(kNoon) + "; Ctrl-C ends");
-  EXPECT_EQ(draw_table(*state_, now_ + seconds(30), 80, 24)[1], "Speed  INT     30 s    good    12");
+  EXPECT_EQ(draw_table(*state_, {now_ + seconds(30)}, 80, 24)[1], "Speed  INT     30 s    good    12");
 }
 
 TEST_F(WatchTest, Table_SaysHowOldAValueIsThatIsNotOfThisRound) {
   round({value(0, 12), value(1, 1)});
   round({failure(0, true, Quality::kLost), left_out(1)});
-  const std::vector<std::string> lines = draw_table(*state_, now_, 80, 24);
+  const std::vector<std::string> lines = draw_table(*state_, {now_}, 80, 24);
   EXPECT_EQ(lines[1], "Speed  INT     -       lost      the transfer failed (3); 12 was read 2.0 s ago");
   EXPECT_EQ(lines[2], "Ready  BOOL    -       not-read  not read; true was read 2.0 s ago");
   EXPECT_EQ(lines[3], "the controller does not answer, asked at " + local_time_text(kNoon) + "; Ctrl-C ends");
+}
+
+TEST_F(WatchTest, TableDuringALongCall_ShowsNoValueAsOneOfThisRound) {
+  round({value(0, 12), failure(1, false)});
+  now_ += seconds(3);
+  const DrawTime waiting{now_, now_ - milliseconds(2500)};
+  const std::vector<std::string> lines = draw_table(*state_, waiting, 80, 24);
+  EXPECT_EQ(lines[0], "NAME   TYPE    AGE     STATE    VALUE");
+  EXPECT_EQ(lines[1], "Speed  INT     -       waiting  no reply for 2.5 s; 12 was read 3.0 s ago");
+  EXPECT_EQ(lines[2], "Ready  BOOL    -       waiting  no reply for 2.5 s");
+  EXPECT_EQ(lines[3], "no reply for 2.5 s; Ctrl-C ends");
+  const std::vector<std::string> part = draw_part(*state_, waiting, 80, {{0}, 0, "1-1 of 2"});
+  EXPECT_EQ(part[1], "> Speed  INT     -       waiting  no reply for 2.5 s; 12 was read 3.0 s ago");
+  EXPECT_EQ(part[3], "no reply for 2.5 s; Ctrl-C ends");
 }
 
 TEST_F(WatchTest, Table_ShowsNoPartOfAnOldValue) {
   round({value(0, 15568), value(1, 1)});
   round({failure(0, true, Quality::kLost), left_out(1)});
   const std::string whole = "Speed  INT     -       lost      the transfer failed (3); 15568 was read 2.0 s ago";
-  EXPECT_EQ(draw_table(*state_, now_, whole.size(), 24)[1], whole);
+  EXPECT_EQ(draw_table(*state_, {now_}, whole.size(), 24)[1], whole);
   for (size_t columns = whole.size() - 1; columns > 57; --columns) {
-    EXPECT_EQ(draw_table(*state_, now_, columns, 24)[1], "Speed  INT     -       lost      the transfer failed (3)");
+    EXPECT_EQ(draw_table(*state_, {now_}, columns, 24)[1], "Speed  INT     -       lost      the transfer failed (3)");
   }
 }
 
 TEST_F(WatchTest, Table_ShowsNoPartOfANumber) {
   round({value(0, 15568), value(1, 1)});
-  EXPECT_EQ(draw_table(*state_, now_, 36, 24)[1], "Speed  INT   * 0.0 s   good   15568");
-  EXPECT_EQ(draw_table(*state_, now_, 34, 24)[1], "Speed  INT   * 0.0 s   good   \xE2\x80\xA6");
+  EXPECT_EQ(draw_table(*state_, {now_}, 36, 24)[1], "Speed  INT   * 0.0 s   good   15568");
+  EXPECT_EQ(draw_table(*state_, {now_}, 34, 24)[1], "Speed  INT   * 0.0 s   good   \xE2\x80\xA6");
 }
 
 TEST(WatchTable, ListThatIsTooLong_EndsBehindAWholeNumber) {
@@ -231,21 +245,21 @@ TEST(WatchTable, ListThatIsTooLong_EndsBehindAWholeNumber) {
   TagResult result = unread(reference);
   result.reading = {TagValue{{100, 200, 300}, ""}, Quality::kGood, kNoon};
   state.take_round({result}, WatchTime(), WatchTime());
-  const std::string start = draw_table(state, WatchTime(), 80, 24)[1];
+  const std::string start = draw_table(state, {WatchTime()}, 80, 24)[1];
   const std::string before = start.substr(0, start.find("[100"));
   const std::string cut = "\xE2\x80\xA6";
   EXPECT_EQ(start, before + "[100, 200, 300]");
-  EXPECT_EQ(draw_table(state, WatchTime(), before.size() + 14, 24)[1], before + "[100, 200," + cut);
-  EXPECT_EQ(draw_table(state, WatchTime(), before.size() + 11, 24)[1], before + "[100, 200," + cut);
-  EXPECT_EQ(draw_table(state, WatchTime(), before.size() + 10, 24)[1], before + "[100," + cut);
-  EXPECT_EQ(draw_table(state, WatchTime(), before.size() + 5, 24)[1], before + cut);
+  EXPECT_EQ(draw_table(state, {WatchTime()}, before.size() + 14, 24)[1], before + "[100, 200," + cut);
+  EXPECT_EQ(draw_table(state, {WatchTime()}, before.size() + 11, 24)[1], before + "[100, 200," + cut);
+  EXPECT_EQ(draw_table(state, {WatchTime()}, before.size() + 10, 24)[1], before + "[100," + cut);
+  EXPECT_EQ(draw_table(state, {WatchTime()}, before.size() + 5, 24)[1], before + cut);
 }
 
 TEST_F(WatchTest, Table_KeepsToTheTerminal) {
   round({value(0, 12), value(1, 1)});
-  const std::vector<std::string> lines = draw_table(*state_, now_, 12, 4);
+  const std::vector<std::string> lines = draw_table(*state_, {now_}, 12, 4);
   for (const std::string& line : lines) EXPECT_LE(display_width(line), 12U) << line;
-  const std::vector<std::string> low = draw_table(*state_, now_, 80, 3);
+  const std::vector<std::string> low = draw_table(*state_, {now_}, 80, 3);
   EXPECT_EQ(low.at(1), "... and 2 more");
 }
 
