@@ -1,11 +1,12 @@
 // The driver's subscript rules as a host has to know them, and their inversion by search.
 #include "client/tags/element_offset.h"
 
+#include "client/tags/device_kinds.h"
+
 namespace plc_client::core {
 namespace {
 
 constexpr uint32_t kOffsetsPerRequest = 0x10000;  // the offset is the low half of the request's address
-constexpr uint8_t kEmDevice = 23;
 
 int32_t as_signed(uint32_t value) { return static_cast<int32_t>(value); }
 uint32_t as_unsigned(int32_t value) { return static_cast<uint32_t>(value); }

@@ -23,6 +23,7 @@
 #include "tools/plc_host/results/result_writer.h"
 #include "tools/plc_host/sim_process.h"
 #include "tools/plc_host/survey/recommend.h"
+#include "tools/plc_host/survey_report/summary.h"
 #include "tools/plc_host/survey_steps/scratch.h"
 #include "tools/plc_host/survey_steps/survey.h"
 #include "tools/plc_host/target/controller_address.h"
@@ -168,6 +169,14 @@ struct VariableCounts {
   uint64_t not_tried;
 };
 
+std::vector<std::string> missing_programs(const SurveyRecord& record) {
+  std::vector<std::string> scopes;
+  for (const survey::ProgramFinding& one : record.programs.findings) {
+    if (one.state == survey::ProgramFinding::State::kMissing) scopes.push_back(one.scope);
+  }
+  return scopes;
+}
+
 // "45 variables, 40 read, 2 refused, 3 otherwise: see the report"
 std::string counts_text(const VariableCounts& count, const std::string& ended) {
   std::string text = plc_base::plural(count.all, "variable") + ", ";
@@ -183,6 +192,7 @@ std::string counts_text(const VariableCounts& count, const std::string& ended) {
 void write_survey_summary(FILE* results, const SurveyRecord& record, const Filled& filled, bool json) {
   const VariableCounts count(record);
   const std::string controller = record.link.host + ":" + std::to_string(record.link.port);
+  const bool has_hours = survey::has_figures(record.endurance.step);
   if (json) {
     Json line = {{"controller", controller},
                  {"variables", count.all},
@@ -190,6 +200,9 @@ void write_survey_summary(FILE* results, const SurveyRecord& record, const Fille
                  {"refused", count.refused},
                  {"guarded", usable_word(record.verdict.usable)},
                  {"whole", record.is_whole},
+                 {"missing_programs", missing_programs(record)},
+                 {"lost_rounds", has_hours ? Json(record.endurance.losses) : Json()},
+                 {"lost_values", has_hours ? Json(record.endurance.lost_values) : Json()},
                  {"not_set_back", record.writes.not_set_back},
                  {"folder", filled.folder},
                  {"written", filled.is_written}};
@@ -197,6 +210,10 @@ void write_survey_summary(FILE* results, const SurveyRecord& record, const Fille
     return write_json_line(results, line);
   }
   std::string text = controller + ": " + counts_text(count, record.ended);
+  for (const std::string& program : missing_programs(record)) {
+    text += "\nprogram " + quote_text(program) + ": missing in the controller's directory";
+  }
+  if (has_hours) text += "\nhours: " + survey::losses_text(record.endurance);
   text.append("\nguarded build: ").append(usable_word(record.verdict.usable));
   if (!record.is_whole && survey::is_usable(record.verdict.usable)) text += " so far";
   if (survey::is_foreign(record.heads)) text.append(": ").append(survey::kForeign);
@@ -222,6 +239,7 @@ bool has_failure(const SurveyRecord& record) {
            finding.state != survey::VariableFinding::State::kNotTried;
   };
   const auto is_lost = [](const survey::WriteFinding& finding) { return !finding.read_back || !finding.set_back; };
+  if (record.endurance.losses > 0 || !missing_programs(record).empty()) return true;
   return std::any_of(record.variables.findings.begin(), record.variables.findings.end(), is_bad) ||
          std::any_of(record.writes.findings.begin(), record.writes.findings.end(), is_lost);
 }

@@ -10,7 +10,7 @@
 namespace plc_host::survey {
 namespace {
 
-constexpr unsigned kMostSilences = 3;     // in a row, before the controller counts as gone
+constexpr unsigned kMostSilences = 6;  // in a row, of three requests asked twice, before the controller counts as gone
 constexpr unsigned kConnectAttempts = 5;  // controllers with few connections need a moment to be rid of the last one
 constexpr std::chrono::milliseconds kBetweenAttempts{300};
 constexpr size_t kMostGaps = 1000;
@@ -81,6 +81,7 @@ Asked Conversation::exchange(const std::string& kind, uint32_t names, const plc_
   asked.packet = capture_.packets() + 1;
   asked.answer = probe_->exchange(request, static_cast<int>(plan_.timeout_ms));
   account(kind, names, asked);
+  if (!asked.is_answered()) ++(asked.answer.is_lost() ? times_of(kind, names).lost : times_of(kind, names).silent);
   progress_.asked();
   // What comes late must not be taken for the answer to another request.
   if (asked.answer.end == ProbeReply::End::kSilent) probe_->close();
@@ -116,11 +117,16 @@ Asked Conversation::ask(const std::string& kind, uint32_t names, const plc_sim::
   return asked;
 }
 
-void Conversation::add_time(const std::string& kind, uint32_t names, double first_ms, double ms) {
+Times& Conversation::times_of(const std::string& kind, uint32_t names) {
   const auto [at, is_new] = times_.insert({{kind, names}, record_.times.size()});
   if (is_new) record_.times.push_back({kind, names, {}, {}});
-  record_.times[at->second].ms.push_back(ms);
-  record_.times[at->second].first_ms.push_back(first_ms);
+  return record_.times[at->second];
+}
+
+void Conversation::add_time(const std::string& kind, uint32_t names, double first_ms, double ms) {
+  Times& times = times_of(kind, names);
+  times.ms.push_back(ms);
+  times.first_ms.push_back(first_ms);
 }
 
 void Conversation::add_split(const ProbeReply& reply) {

@@ -74,6 +74,7 @@ class Conversation {
  private:
   void connect_again();
   Asked exchange(const std::string& kind, uint32_t names, const plc_sim::Bytes& request);
+  Times& times_of(const std::string& kind, uint32_t names);
   void add_time(const std::string& kind, uint32_t names, double first_ms, double ms);
   void add_split(const ProbeReply& reply);
 

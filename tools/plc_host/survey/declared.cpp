@@ -5,6 +5,7 @@
 #include <set>
 
 #include "client/plan/transfer_plan.h"
+#include "client/tags/device_kinds.h"
 #include "client/tags/tag_source.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
@@ -14,9 +15,6 @@
 namespace plc_host::survey {
 namespace {
 
-constexpr uint8_t kDmDevice = 6;
-constexpr uint8_t kEmDevice = 23;
-constexpr uint8_t kNoDevice = 30;
 constexpr uint32_t kMostUnits = 255;  // a size code is one byte
 
 uint8_t units_of_value(const TagEntry& entry) {

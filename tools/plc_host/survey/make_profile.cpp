@@ -171,9 +171,7 @@ Profile make_profile(const SurveyRecord& record) {
   profile.contract_problem = contract_problem(record);
   profile.recv_timeout_s = setting_of(record, "timeout_s");
   profile.delay_ms = setting_of(record, "delay_ms");
-  if (record.limits.names_per_request || record.limits.values_per_request) {
-    profile.batch_names = setting_of(record, "batch_names");
-  }
+  profile.batch_names = setting_of(record, "batch_names");
   profile.poll_ms = setting_of(record, "poll_ms");
   return profile;
 }

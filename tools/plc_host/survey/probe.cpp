@@ -30,9 +30,10 @@ int64_t steady_ns() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(since).count();
 }
 
+constexpr size_t kLengthBytes = 4;
+
 // The end that the head says, when it is one that can be: the length with its complement behind it.
 std::optional<size_t> stated_end(const Bytes& reply) {
-  constexpr size_t kLengthBytes = 4;
   const plc_sim::ByteView view(reply);
   if (view.size() < 2 * kLengthBytes || view.u32(kLengthBytes) != ~view.u32(0)) return std::nullopt;
   const size_t end = size_t{view.u32(0)} + wire::kLengthExcludes;
@@ -135,7 +136,8 @@ void Probe::receive_reply(ProbeReply& reply, int64_t start_ns, int64_t end_ns) {
       reply.end = ProbeReply::End::kWhole;
       return;
     }
-    const bool is_endless = reply.has_come() && !stated;
+    // Of a short first piece nobody knows yet what it says of its end.
+    const bool is_endless = reply.bytes.size() >= 2 * kLengthBytes && !stated;
     const int64_t wait_end = is_endless ? std::min(end_ns, steady_ns() + kQuietMs * kNsPerMs) : end_ns;
     if (reply.bytes.size() > kMostReplyBytes || !wait_for(descriptor_, POLLIN, wait_end)) {
       if (is_endless) reply.end = ProbeReply::End::kQuiet;

@@ -50,23 +50,49 @@ std::string longest_text(const SurveyRecord& record, const Times& longest) {
          ")";
 }
 
-// How long the answers take that hosts wait for is known once values were read.
+// "3 requests had no answer within 2.0 s"
+std::string silent_text(uint64_t silent, double wait_ms) {
+  return plc_base::plural(silent, "request") + " had no answer within " +
+         plc_base::milliseconds_text(static_cast<int64_t>(wait_ms * 1e6), 0);
+}
+
+// How long the answers take that hosts wait for is known once values were read. What never came took longer than the
+// survey waited.
 void recommend_timeout(const SurveyRecord& record, std::vector<Recommendation>& all) {
   const Times* longest = longest_of(record);
   if (longest == nullptr || !has_reads(record)) return;
-  const double largest = spread_of(longest->ms).largest;
+  const uint64_t silent = unanswered_of(record).silent;
+  const double answered = spread_of(longest->ms).largest;
+  const double largest = silent == 0 ? answered : std::max<double>(answered, record.wait_ms);
   const auto seconds = static_cast<uint32_t>(std::max(1.0, std::ceil(largest * kTimeoutFactor / 1000)));
-  all.push_back(
-      {"timeout_s", std::to_string(seconds), longest_text(record, *longest) + ": five times that, in whole seconds"});
+  std::string because = longest_text(record, *longest);
+  if (silent == 0) {
+    because += ": five times that, in whole seconds";
+  } else {
+    because += ", and " + silent_text(silent, record.wait_ms) + ": five times " +
+               (largest > answered ? "that wait" : "the longest") +
+               ", in whole seconds. A survey with a longer --timeout tells whether their answers come later, or never";
+  }
+  all.push_back({"timeout_s", std::to_string(seconds), because});
+}
+
+// Why no pause is recommended; where requests had no answer, nobody knows whether one helps.
+std::string no_pause_text(const SurveyRecord& record) {
+  const std::string counts = std::to_string(record.heads.replies) +
+                             " requests were answered, one following the other, at most " +
+                             std::to_string(record.rate) + " a second";
+  const Unanswered unanswered = unanswered_of(record);
+  if (unanswered.all() == 0) return counts + ": no further pause was needed between them";
+  std::string text = counts + "; " + plc_base::plural(unanswered.all(), "request") + " had no answer";
+  if (unanswered.lost > 0) text += " (" + plc_base::plural(unanswered.lost, "connection") + " ended in place of it)";
+  return text + ". Whether a pause helps against that was not tried";
 }
 
 void recommend_delay(const SurveyRecord& record, std::vector<Recommendation>& all) {
   const Times* longest = longest_of(record);
   if (longest == nullptr || !has_reads(record)) return;
   if (!takes_contract_build(record)) {
-    const std::string counts = std::to_string(record.heads.replies) + " requests were answered and " +
-                               std::to_string(record.heads.replies_unanswered) + " were not";
-    all.push_back({"delay_ms", "0", counts + ", one following the other: no pause was needed between them"});
+    all.push_back({"delay_ms", "0", no_pause_text(record)});
     return;
   }
   const double longer = std::floor(spread_of(longest->ms).largest) + 1;
@@ -76,8 +102,23 @@ void recommend_delay(const SurveyRecord& record, std::vector<Recommendation>& al
   all.push_back({"delay_ms", std::to_string(static_cast<uint32_t>(std::min(longer, kLongestDelayMs))), because});
 }
 
+// Names for which the reply to the contract build is one piece; nothing where hosts take the guarded one.
+std::optional<uint32_t> piece_limit(const SurveyRecord& record) {
+  return takes_contract_build(record) ? names_in_a_piece(record) : std::nullopt;
+}
+
 void recommend_batch(const SurveyRecord& record, std::vector<Recommendation>& all) {
   const Limits& limits = record.limits;
+  const uint32_t met =
+      std::min(limits.names_per_request.value_or(UINT32_MAX), limits.values_per_request.value_or(UINT32_MAX));
+  const std::optional<uint32_t> in_piece = piece_limit(record);
+  if (in_piece && *in_piece <= met) {
+    all.push_back({"batch_names", std::to_string(*in_piece),
+                   "replies come in pieces of " + plc_base::plural(first_piece_bytes(record).value_or(0), "byte") +
+                       ", and the contract build takes the first one alone: the reply to so many names is one piece. "
+                       "A BOOL in a batch is two names"});
+    return;
+  }
   if (limits.step.state != Step::State::kDone) return;
   if (!limits.names_per_request && !limits.values_per_request) return;
   const uint32_t most = std::min(limits.names_per_request.value_or(limits.names_tried),
@@ -106,9 +147,9 @@ std::string value_of(const std::vector<Recommendation>& all, const std::string& 
 
 void recommend_poll(const SurveyRecord& record, std::vector<Recommendation>& all) {
   const Limits& limits = record.limits;
-  const auto names =
-      static_cast<uint32_t>(std::min<uint64_t>({kUsualBatchNames, limits.names_per_request.value_or(kUsualBatchNames),
-                                                limits.values_per_request.value_or(kUsualBatchNames)}));
+  const auto names = static_cast<uint32_t>(std::min<uint64_t>(
+      {kUsualBatchNames, limits.names_per_request.value_or(kUsualBatchNames),
+       limits.values_per_request.value_or(kUsualBatchNames), piece_limit(record).value_or(kUsualBatchNames)}));
   const Times* resolve = times_near(record, "resolve", names);
   const Times* read = times_near(record, "read", names);
   // What is refused today takes its time too.
@@ -141,7 +182,7 @@ void recommend_driver(const SurveyRecord& record, std::vector<Recommendation>& a
     case Usability::kWithoutBoth:
       return all.push_back({"driver", "guarded, built with PLC_GUARD_STATUS=OFF and PLC_GUARD_VALUE_END=OFF", because});
     case Usability::kNotUsable:
-      if (takes_contract_build(record)) all.push_back({"driver", "contract", because});
+      if (takes_contract_build(record)) all.push_back({"driver", "contract", because + pieces_warning(record)});
       return;
     case Usability::kUnknown:
       break;

@@ -256,6 +256,7 @@ bool RuleBook::tells_refusals(bool looks_at_status) const {
 }
 
 void RuleBook::finish() const {
+  counts_.refusals_untold = full_refusals_unmarked_;
   if (!statuses_done_.empty()) counts_.status_done = most_frequent(statuses_done_);
   if (bytes_behind_.size() == 1) counts_.bytes_behind_values = static_cast<uint32_t>(bytes_behind_.begin()->first);
 }

@@ -11,6 +11,19 @@ namespace {
 constexpr char kContractRisk[] =
     "The contract build may take a late reply for the reply to the next request. A read then shows, and a write "
     "reaches, another variable, with result 0. Set delay_ms above the answer times, and read back what you write.";
+constexpr uint64_t kChance = 1;
+
+// How often a piece of each size was followed by another one of its reply.
+std::map<size_t, uint64_t> followed_pieces(const SurveyRecord& record) {
+  std::map<size_t, uint64_t> sizes;
+  for (const Split& split : record.splits) {
+    for (const auto& [pieces, count] : split.pieces) {
+      for (size_t i = 0; i + 1 < pieces.size(); ++i) sizes[pieces[i]] += count;
+    }
+  }
+  return sizes;
+}
+
 constexpr char kKeptBuild[] =
     ". Hosts keep the guarded build, which fails where the contract build would show wrong values with result 0.";
 
@@ -55,27 +68,75 @@ const char* reaction_words(Reaction reaction) {
   return "not tried";
 }
 
-std::optional<size_t> usual_piece_bytes(const SurveyRecord& record) {
-  constexpr uint64_t kChance = 1;
-  std::map<size_t, uint64_t> sizes;  // of pieces that another one follows
-  for (const Split& split : record.splits) {
-    for (const auto& [pieces, count] : split.pieces) {
-      for (size_t i = 0; i + 1 < pieces.size(); ++i) sizes[pieces[i]] += count;
-    }
+Unanswered unanswered_of(const SurveyRecord& record) {
+  Unanswered unanswered;
+  for (const Times& times : record.times) {
+    const std::optional<uint32_t> limit = times.kind == "resolve" ? record.limits.names_per_request
+                                          : times.kind == "read"  ? record.limits.values_per_request
+                                                                  : std::nullopt;
+    if (limit && times.names > *limit) continue;
+    unanswered.silent += times.silent;
+    unanswered.lost += times.lost;
   }
+  return unanswered;
+}
+
+std::optional<size_t> usual_piece_bytes(const SurveyRecord& record) {
+  const std::map<size_t, uint64_t> sizes = followed_pieces(record);
   const auto is_rarer = [](const auto& one, const auto& other) { return one.second < other.second; };
   const auto usual = std::max_element(sizes.begin(), sizes.end(), is_rarer);
   if (usual == sizes.end() || usual->second <= kChance) return std::nullopt;
   return usual->first;
 }
 
-std::string contract_problem(const SurveyRecord& record) {
-  if (record.verdict.usable == Verdict::Usable::kYes || record.verdict.usable == Verdict::Usable::kUnknown) return {};
+std::optional<size_t> first_piece_bytes(const SurveyRecord& record) {
   // Hosts ask the contract build for no more than a segment of Ethernet takes, with or without options of TCP.
   constexpr size_t kWholeSegment = 1400;
-  if (const auto piece = usual_piece_bytes(record); piece && *piece < kWholeSegment) {
-    return "replies come in pieces of " + plc_base::plural(*piece, "byte");
+  std::optional<size_t> least;
+  for (const auto& [bytes, count] : followed_pieces(record)) {
+    if (count > kChance && bytes < kWholeSegment && !least) least = bytes;
   }
+  return least;
+}
+
+std::optional<uint32_t> names_in_a_piece(const SurveyRecord& record) {
+  constexpr size_t kHeadBytes = 17;  // of a reply to names; the shortest with everything for one name has 41
+  constexpr size_t kLeastReply = 41;
+  const std::optional<size_t> piece = first_piece_bytes(record);
+  if (!piece) return std::nullopt;
+  size_t longest = kLeastReply;
+  for (const VariableFinding& one : record.variables.findings) longest = std::max(longest, one.name_reply_bytes);
+  return static_cast<uint32_t>((*piece - std::min(*piece, kHeadBytes)) / (longest - kHeadBytes));
+}
+
+namespace {
+
+// Why a piece is too small for what the contract build asks for at least; "" where it is not.
+std::string piece_problem(const SurveyRecord& record) {
+  constexpr uint32_t kLeastNames = 2;  // those of a BOOL in a batch
+  const std::optional<size_t> piece = first_piece_bytes(record);
+  if (!piece) return {};
+  const std::string pieces = "replies come in pieces of " + plc_base::plural(*piece, "byte");
+  if (names_in_a_piece(record).value_or(0) < kLeastNames) return pieces;
+  if (record.programs.reply_bytes > *piece) {
+    return pieces + ", and that with the names of the programs has " + std::to_string(record.programs.reply_bytes);
+  }
+  const auto is_longer = [&piece](const VariableFinding& one) {
+    return std::max(one.name_reply_bytes, one.value_reply_bytes) > *piece;
+  };
+  const auto& findings = record.variables.findings;
+  const auto longer = static_cast<uint64_t>(std::count_if(findings.begin(), findings.end(), is_longer));
+  if (longer == 0) return {};
+  return pieces + ", and those with the values of " + std::to_string(longer) + " of " +
+         plc_base::plural(findings.size(), "variable") + " are longer";
+}
+
+}  // namespace
+
+std::string contract_problem(const SurveyRecord& record) {
+  if (record.verdict.usable == Verdict::Usable::kYes || record.verdict.usable == Verdict::Usable::kUnknown) return {};
+  const std::string problem = piece_problem(record);
+  if (!problem.empty()) return problem;
   const Variables& variables = record.variables;
   const std::string& build = variables.compared_with;
   if (variables.misread == 0 || build.substr(build.rfind(' ') + 1) != "contract") return {};
@@ -88,13 +149,21 @@ bool takes_contract_build(const SurveyRecord& record) {
   return usable != Verdict::Usable::kYes && usable != Verdict::Usable::kUnknown && contract_problem(record).empty();
 }
 
+std::string pieces_warning(const SurveyRecord& record) {
+  const std::optional<uint32_t> names = names_in_a_piece(record);
+  if (!names) return {};
+  return " Replies come in pieces of " + plc_base::plural(first_piece_bytes(record).value_or(0), "byte") +
+         ", and the contract build takes the first one alone: ask for no more than " + std::to_string(*names) +
+         " names at a time. A BOOL in a batch is two names.";
+}
+
 std::string contract_warning(const SurveyRecord& record) {
   const std::string problem = contract_problem(record);
   if (!problem.empty()) return kNeitherBuild + problem + kKeptBuild;
   if (!takes_contract_build(record)) return {};
-  if (record.verdict.usable == Verdict::Usable::kNotUsable) return kContractRisk;
-  return std::string("Hosts take the contract build here, unless a guarded one that is built so is named. ") +
-         kContractRisk;
+  const std::string warning = kContractRisk + pieces_warning(record);
+  if (record.verdict.usable == Verdict::Usable::kNotUsable) return warning;
+  return "Hosts take the contract build here, unless a guarded one that is built so is named. " + warning;
 }
 
 }  // namespace plc_host::survey

@@ -31,6 +31,15 @@ struct Times {
   uint32_t names = 1;
   std::vector<double> ms;             // from the request to the last byte of its reply, in the order measured
   std::vector<double> first_ms = {};  // the same to its first byte
+  uint64_t silent = 0;                // requests that had no answer while the survey waited
+  uint64_t lost = 0;                  // requests whose connection ended in place of an answer
+};
+
+// Requests of these sizes that had no answer, though the controller takes as many names and values.
+struct Unanswered {
+  uint64_t silent = 0;
+  uint64_t lost = 0;
+  uint64_t all() const { return silent + lost; }
 };
 
 struct Spread {
@@ -80,13 +89,14 @@ struct ProgramFinding {
   std::string scope;
   uint8_t number = 0;
   State state = State::kFound;
-  std::string other;  // the directory's name, or the name that it is a prefix of
+  std::string other;  // the directory's name that this one begins with, or the name that it is a prefix of
 };
 
 struct Programs {
   Step step;
   std::vector<ProgramFinding> findings;
   std::vector<std::string> directory;
+  size_t reply_bytes = 0;  // of the directory
 };
 
 struct VariableFinding {
@@ -107,6 +117,9 @@ struct VariableFinding {
   std::string value;                // as plc-host read shows it; "" unless is_read()
   bool has_no_value = false;        // it is answered, and plc-host read shows nothing of it: why
   bool is_other_by_driver = false;  // the driver gave another value, or none
+  size_t name_reply_bytes = 0;      // of the replies to its name and its value, each asked for alone
+  size_t value_reply_bytes = 0;
+  bool changes = false;  // by itself: two values were seen, read the same way
 };
 
 // Answered as declared, with a value that plc-host read shows.
@@ -147,7 +160,8 @@ struct HeadCounts {
   uint64_t values_longer = 0;
   uint64_t values_shorter = 0;
   uint64_t replies_unanswered = 0;
-  uint64_t bytes_unasked = 0;                   // that came behind a reply, before the next request
+  uint64_t refusals_untold = 0;  // names refused in the form of an answer, or answered though nobody has them
+  uint64_t bytes_unasked = 0;    // that came behind a reply, before the next request
   std::optional<uint32_t> bytes_behind_values;  // where every value reply has as many
   std::optional<uint16_t> status_done;          // that of most answers that refuse nothing
   std::optional<uint16_t> refusal_status;       // of the first refused name
@@ -228,7 +242,9 @@ struct Endurance {
   uint32_t period_ms = 0;
   uint64_t rounds = 0;
   uint64_t losses = 0;
-  uint64_t slow = 0;  // rounds that took longer than the period
+  uint64_t lost_values = 0;   // variables that lost rounds did not read
+  double longest_gap_ms = 0;  // around losses: from the end of one whole round to that of the next one
+  uint64_t slow = 0;          // rounds that took longer than the period
   std::vector<Slice> slices;
   double drift_ms = 0;  // of the last round's begin behind its turn
 };
@@ -240,6 +256,8 @@ struct SurveyRecord {
   std::vector<std::string> tag_files;
   std::string command;
   double took_s = 0;
+  uint32_t wait_ms = 0;  // for each answer
+  uint32_t rate = 0;     // requests a second at most
   bool is_whole = false;
   std::string ended;  // why it is not: "interrupted", "the controller no longer answers"
   Link link;
@@ -258,10 +276,21 @@ struct SurveyRecord {
   std::vector<std::string> messages;  // told on standard error, beside the findings
 };
 
+// Requests that a limit does not explain.
+Unanswered unanswered_of(const SurveyRecord& record);
+
 // Of replies that came in pieces, not just once: the size that most pieces have which another one follows.
 std::optional<size_t> usual_piece_bytes(const SurveyRecord& record);
 
 inline constexpr char kNeitherBuild[] = "Neither installed build reads this controller: ";
+
+// Of replies that came in pieces smaller than a segment, not just once: the smallest that another one follows. The
+// contract build takes the first piece for the whole reply.
+std::optional<size_t> first_piece_bytes(const SurveyRecord& record);
+
+// Names that the contract build can ask for at a time where replies come in pieces: the reply to so many is one piece.
+// Nothing where replies come whole.
+std::optional<uint32_t> names_in_a_piece(const SurveyRecord& record);
 
 // Why the contract build cannot stand in for the guarded one, "replies come in pieces of 30 bytes"; "" where it can, or
 // where the guarded one can be used.
@@ -269,6 +298,10 @@ std::string contract_problem(const SurveyRecord& record);
 
 // Hosts take the contract build: the guarded one cannot be used as it is usually built.
 bool takes_contract_build(const SurveyRecord& record);
+
+// How many names the contract build may be asked for where replies come in pieces, after a blank; "" where they are
+// whole.
+std::string pieces_warning(const SurveyRecord& record);
 
 // What the contract build may do to reads and writes, where hosts take it, or that neither build reads this controller;
 // "" where hosts take the guarded one.

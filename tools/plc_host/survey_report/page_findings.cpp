@@ -50,7 +50,8 @@ std::string good_variables(const Variables& variables) {
   for (const VariableFinding& one : variables.findings) {
     if (one.state != VariableFinding::State::kGood) continue;
     ++count;
-    table.add({variable_name(one), shown_html(one.type), shown_html(is_read(one) ? one.value : one.why)});
+    const std::string changes = one.changes ? " (changes by itself)" : "";
+    table.add({variable_name(one), shown_html(one.type), shown_html(is_read(one) ? one.value : one.why) + changes});
   }
   if (count == 0) return "";
   return "<details><summary>" + plural(count, "variable") + " as declared</summary>" + table.finish() + "</details>\n";
@@ -147,6 +148,9 @@ std::string programs_html(const SurveyRecord& record) {
     std::string what = word_of(one.state);
     if (one.state == ProgramFinding::State::kPrefix) what = "found; " + shown_html(one.other) + " begins with its name";
     if (one.state == ProgramFinding::State::kCut) what = "cut: " + shown_html(one.other);
+    if (one.state == ProgramFinding::State::kMissing && !one.other.empty()) {
+      what += "; the directory has " + shown_html(one.other) + ", whose name is its beginning";
+    }
     const bool has_number = one.state != ProgramFinding::State::kMissing;
     table.add({shown_html(one.scope), what, has_number ? std::to_string(one.number) : "none"});
   }

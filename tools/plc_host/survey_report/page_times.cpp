@@ -69,11 +69,12 @@ std::string names_chart(const std::vector<Times>& times, const std::string& kind
 }
 
 std::string times_table(const std::vector<Times>& times) {
-  HtmlTable table("Answer times", {"request", "names", "measured", "p50", "p99", "slowest"}, 1);
+  HtmlTable table("Answer times", {"request", "names", "measured", "p50", "p99", "slowest", "no answer"}, 1);
   for (const Times& one : by_kind(times)) {
     std::vector<std::string> cells = {shown_html(one.kind), std::to_string(one.names),
                                       one.ms.empty() ? "not measured" : plural(one.ms.size(), "time")};
     for (const std::string& cell : figure_cells(one.ms)) cells.push_back(cell);
+    cells.push_back(std::to_string(one.silent + one.lost));
     table.add(cells);
   }
   return table.finish() + "<p class=\"why\">The p99 of fewer than 100 times is the slowest of them.</p>\n";
@@ -217,6 +218,10 @@ std::string hours_html(const SurveyRecord& record) {
   std::string html = "<dl>" + html_fact("asked for", hours_text(endurance.hours_asked));
   html += html_fact("period", std::to_string(endurance.period_ms) + " ms");
   html += html_fact("rounds", std::to_string(endurance.rounds)) + html_fact("lost", std::to_string(endurance.losses));
+  if (endurance.losses > 0) {
+    html += html_fact("values not read", std::to_string(endurance.lost_values));
+    html += html_fact("longest gap", shown_ms(endurance.longest_gap_ms));
+  }
   html += html_fact("slower than the period", std::to_string(endurance.slow));
   html += html_fact("last round behind its turn", shown_ms(endurance.drift_ms)) + "</dl>\n";
   return step_section("Over hours", endurance.step, html + hours_chart(endurance) + losses_table(endurance));

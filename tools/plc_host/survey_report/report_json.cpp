@@ -4,6 +4,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "tools/plc_host/survey_report/questions.h"
 #include "tools/plc_host/survey_report/report_words.h"
 #include "tools/plc_host/survey_report/summary.h"
 #include "wire/reply_parts.h"
@@ -104,6 +105,7 @@ Json variables_json(const Variables& variables) {
                         {"status", is_refused ? Json(status_text(one.status)) : Json()},
                         {"refusal", or_null(hex_of(one.refusal))},
                         {"near", one.near},
+                        {"changes", one.changes},
                         {"value", is_read(one) ? Json(one.value) : Json()}});
   }
   return {{"step", step_json(variables.step)},
@@ -176,6 +178,8 @@ Json times_json(const std::vector<Times>& times) {
     Json object = {{"kind", one.kind}, {"names", one.names}, {"measured", one.ms.size()}};
     object.update(spread_json(one.ms));
     object["ms"] = ms_list(one.ms);
+    object["silent"] = one.silent;
+    object["lost"] = one.lost;
     list.push_back(object);
   }
   return list;
@@ -240,6 +244,8 @@ Json hours_json(const Endurance& endurance) {
           {"period_ms", if_measured(endurance.period_ms > 0, endurance.period_ms)},
           {"rounds", if_measured(is_measured, endurance.rounds)},
           {"losses", if_measured(is_measured, endurance.losses)},
+          {"lost_values", if_measured(is_measured, endurance.lost_values)},
+          {"longest_gap_ms", if_measured(endurance.losses > 0, ms_json(endurance.longest_gap_ms))},
           {"slow", if_measured(is_measured, endurance.slow)},
           {"drift_ms", if_measured(is_measured, ms_json(endurance.drift_ms))},
           {"slices", slices}};

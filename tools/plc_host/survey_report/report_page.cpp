@@ -7,6 +7,7 @@
 #include "base/page/html.h"
 #include "base/shown_text.h"
 #include "tools/plc_host/survey_report/page_parts.h"
+#include "tools/plc_host/survey_report/questions.h"
 #include "tools/plc_host/survey_report/report_style.h"
 #include "tools/plc_host/survey_report/report_words.h"
 #include "tools/plc_host/survey_report/summary.h"
@@ -74,7 +75,7 @@ std::string questions_html(const SurveyRecord& record) {
   const std::vector<Question> all = questions(record);
   if (all.empty()) {
     const bool is_known = record.variables.step.state == Step::State::kDone;
-    return html_section(title, is_known ? "<p>Nothing: programs and variables are as declared.</p>\n"
+    return html_section(title, is_known ? "<p>Nothing: all is as declared, and replies are as expected.</p>\n"
                                         : "<p class=\"why\">Nothing yet: not every variable was tried.</p>\n");
   }
   std::string items;

@@ -1,6 +1,7 @@
 // Words and numbers of the report.
 #include "tools/plc_host/survey_report/report_words.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -124,6 +125,17 @@ std::string pieces_text(const std::vector<size_t>& pieces) {
     text += std::to_string(pieces[i]);
   }
   if (pieces.size() > kMost) text += " and " + plc_base::plural(pieces.size() - kMost, "piece") + " more";
+  return text;
+}
+
+std::string some_names(const std::vector<std::string>& names) {
+  constexpr size_t kMost = 5;
+  std::string text;
+  for (size_t i = 0; i < std::min(names.size(), kMost); ++i) {
+    if (i > 0) text += ", ";
+    text += names[i];
+  }
+  if (names.size() > kMost) text += " and " + std::to_string(names.size() - kMost) + " more";
   return text;
 }
 

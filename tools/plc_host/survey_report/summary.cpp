@@ -11,18 +11,6 @@ namespace {
 
 using plc_base::plural;
 
-// "one, two and 3 more"
-std::string some_names(const std::vector<std::string>& names) {
-  constexpr size_t kMost = 5;
-  std::string text;
-  for (size_t i = 0; i < std::min(names.size(), kMost); ++i) {
-    if (i > 0) text += ", ";
-    text += names[i];
-  }
-  if (names.size() > kMost) text += " and " + std::to_string(names.size() - kMost) + " more";
-  return text;
-}
-
 std::string whole_sentence(const SurveyRecord& record) {
   std::string text =
       "The controller at " + controller_text(record.link) + " was surveyed on " + utc_text(record.made) + " for ";
@@ -71,6 +59,10 @@ std::string variables_sentence(const Variables& variables) {
   const auto read = std::count_if(variables.findings.begin(), variables.findings.end(), is_read);
   const size_t without_value = count_of(variables, State::kGood) - static_cast<size_t>(read);
   text += std::to_string(read) + " were read as declared";
+  const auto moving = std::count_if(variables.findings.begin(), variables.findings.end(),
+                                    [](const VariableFinding& one) { return is_read(one) && one.changes; });
+  if (moving > 0)
+    text += moving == 1 ? " (1 changes by itself)" : " (" + std::to_string(moving) + " change by themselves)";
   if (without_value > 0) text += ", " + std::to_string(without_value) + " answered without a value that plc-host shows";
   for (const auto& [state, words] :
        {std::pair(State::kRefused, " refused"), std::pair(State::kNotNamed, " not named"),
@@ -123,49 +115,9 @@ std::string writes_sentence(const Writes& writes) {
 }
 
 std::string endurance_sentence(const Endurance& endurance) {
-  std::string text = "The poll list was read " + plural(endurance.rounds, "time");
-  text += ": " + std::to_string(endurance.losses) + " lost, " + std::to_string(endurance.slow);
+  std::string text = "Over the hours, " + losses_text(endurance) + "; " + plural(endurance.slow, "round");
+  text += endurance.slow == 1 ? " was" : " were";
   return text + " slower than the period of " + std::to_string(endurance.period_ms) + " ms.";
-}
-
-std::string near_text(const std::vector<std::string>& near) {
-  return near.empty() ? "" : " Names that are near: " + some_names(near) + ".";
-}
-
-// "machine_2.csv:14", "PLCC0A8000A_2.csv:14, area 2"; "" where nobody knows.
-std::string place_of_question(const VariableFinding& one) {
-  if (one.file.empty() || one.line == 0) return {};
-  const std::string name = one.file.substr(one.file.rfind('/') + 1);  // npos + 1 is 0
-  std::string place = name + ":" + std::to_string(one.line);
-  if (one.area) place += ", area " + std::to_string(*one.area);
-  return " It is declared in " + place + ".";
-}
-
-Question question_on(const VariableFinding& one) {
-  const std::string why = one.why.empty() ? "" : ": " + one.why;
-  const std::string place = place_of_question(one);
-  switch (one.state) {
-    case VariableFinding::State::kRefused:
-      return {one.name, "Is it there, and under this name? The controller refused it, status " +
-                            status_text(one.status) + "." + near_text(one.near) + place};
-    case VariableFinding::State::kNotNamed:
-      return {one.name,
-              "Is it there, and under this name? No place came back for it" + why + "." + near_text(one.near) + place};
-    case VariableFinding::State::kDifferent:
-      return {one.name, "Does it change by itself, and is it " + one.type + "? It was read with different values" +
-                            why + "." + place};
-    default:
-      return {one.name,
-              "Is it " + one.type + " in the controller too? The reply is " + word_of(one.state) + why + "." + place};
-  }
-}
-
-// What explains all that the contract build gave otherwise; "" where replies come whole.
-std::string pieces_question(const SurveyRecord& record) {
-  const std::optional<size_t> piece = usual_piece_bytes(record);
-  if (!piece) return {};
-  return "Can the controller, or what is between, send each reply in one piece? Replies come in pieces of " +
-         plural(*piece, "byte") + ": that is why plc-host read gave other values, or none.";
 }
 
 std::string verdict_words(Verdict::Usable usable) {
@@ -196,9 +148,17 @@ std::string verdict_sentence(const SurveyRecord& record) {
   const std::string problem = contract_problem(record);
   const bool is_none = record.verdict.usable == Verdict::Usable::kNotUsable && !problem.empty();
   std::string sentence = is_none ? kNeitherBuild + problem + "." : verdict_words(record.verdict.usable);
+  if (!is_none && record.verdict.usable == Verdict::Usable::kNotUsable) sentence += pieces_warning(record);
   // What comes later could still break a rule.
   if (record.is_whole || !is_usable(record.verdict.usable)) return sentence;
   return "So far, the" + sentence.substr(sizeof "The" - 1);
+}
+
+std::string losses_text(const Endurance& endurance) {
+  if (endurance.losses == 0) return plural(endurance.rounds, "round") + " of reads, none lost";
+  return std::to_string(endurance.losses) + " of " + plural(endurance.rounds, "round") + " of reads lost, " +
+         plural(endurance.lost_values, "value") + " not read, the longest gap " +
+         seconds_text(endurance.longest_gap_ms / 1000);
 }
 
 std::vector<std::string> found_sentences(const SurveyRecord& record) {
@@ -214,31 +174,6 @@ std::vector<std::string> found_sentences(const SurveyRecord& record) {
   sentences.push_back(writes_sentence(record.writes));
   if (has_figures(record.endurance.step)) sentences.push_back(endurance_sentence(record.endurance));
   return sentences;
-}
-
-std::vector<Question> questions(const SurveyRecord& record) {
-  std::vector<Question> all;
-  for (const ProgramFinding& one : record.programs.findings) {
-    if (one.state == ProgramFinding::State::kMissing) {
-      all.push_back({one.scope, "Is there such a program? The directory does not name it."});
-    } else if (one.state == ProgramFinding::State::kCut) {
-      all.push_back({one.scope, "Can its name be shorter? The directory cuts it: " + one.other + "."});
-    } else if (one.state == ProgramFinding::State::kPrefix) {
-      all.push_back({one.scope, "Can one of the two be called otherwise? " + one.other + " begins with this name."});
-    }
-  }
-  const std::string pieces = contract_problem(record).empty() ? "" : pieces_question(record);
-  size_t explained = 0;
-  for (const VariableFinding& one : record.variables.findings) {
-    if (one.state == VariableFinding::State::kGood || one.state == VariableFinding::State::kNotTried) continue;
-    if (!pieces.empty() && one.is_other_by_driver) {
-      ++explained;
-    } else {
-      all.push_back(question_on(one));
-    }
-  }
-  if (explained > 0) all.push_back({plural(explained, "variable"), pieces});
-  return all;
 }
 
 std::vector<NamedStep> steps_of(const SurveyRecord& record) {

@@ -14,12 +14,8 @@ std::vector<std::string> found_sentences(const SurveyRecord& record);
 // Whether the guarded build can be used here, as one sentence; by a survey that is not whole it can so far.
 std::string verdict_sentence(const SurveyRecord& record);
 
-// What the controller's programmer is to be asked.
-struct Question {
-  std::string about;  // a variable or a program
-  std::string what;
-};
-std::vector<Question> questions(const SurveyRecord& record);
+// "2 of 36000 rounds of reads lost, 90 values not read, the longest gap 4.2 s"
+std::string losses_text(const Endurance& endurance);
 
 // A step of the survey by the name that reports have for it.
 struct NamedStep {

@@ -21,6 +21,7 @@ namespace {
 using VariableState = VariableFinding::State;
 
 constexpr size_t kMostSingly = 300;  // variables; more are read in batches
+constexpr unsigned kLooksAgain = 8;  // of a value that the driver gives otherwise
 constexpr uint32_t kMostDelayMs = 1000;
 constexpr size_t kMostDriverLines = 65536;  // bytes
 constexpr char kContract[] = "contract";
@@ -61,6 +62,9 @@ class Comparison {
   void take_result(const TagResult& result, size_t at);
   Word word_of(const TagResult& result, size_t at) const;
   bool is_same(const Word& word) const;
+  bool has_moved(const Word& word);
+  void take_unread(const Word& word);
+  void take_misread(const Word& word);
 
   Conversation& conversation_;
   std::vector<Declared>& variables_;
@@ -162,36 +166,49 @@ void Comparison::take_result(const TagResult& result, size_t at) {
   }
 }
 
-// A value that has moved meanwhile is another one for the survey too.
+// Not read by the driver at all.
+void Comparison::take_unread(const Word& word) {
+  VariableFinding& finding = record_.findings[word.at];
+  finding.state = VariableState::kDifferent;
+  finding.is_other_by_driver = true;
+  finding.why = "read " + finding.value + ", but not by plc-host read (" + record_.compared_with + "): " + word.problem;
+  finding.value.clear();
+}
+
+void Comparison::take_misread(const Word& word) {
+  VariableFinding& finding = record_.findings[word.at];
+  finding.state = VariableState::kDifferent;
+  finding.is_other_by_driver = true;
+  ++record_.misread;
+  finding.why = "read " + finding.value + ", by plc-host read (" + record_.compared_with + ") " + word.value;
+  finding.value.clear();
+}
+
+// A value that the survey itself reads otherwise now has moved, and says nothing of the driver.
+bool Comparison::has_moved(const Word& word) {
+  Declared& declared = variables_[word.at];
+  const std::optional<plc_sim::Bytes> again = read_again(conversation_, declared);
+  if (!again || is_same_value(declared, declared.value, *again)) return false;
+  declared.value = *again;
+  record_.findings[word.at].value = value_text(declared, declared.value);
+  record_.findings[word.at].changes = true;
+  return true;
+}
+
 void Comparison::look_again() {
   if (stop_requested()) {
     for (const Word& word : others_) record_.findings[word.at].why = std::string("not compared: ") + kInterruptedWord;
     conversation_.wait_for_turn();  // which ends the survey
   }
-  for (const Word& word : others_) {
-    Declared& declared = variables_[word.at];
-    VariableFinding& finding = record_.findings[word.at];
-    if (!word.problem.empty()) {
-      finding.state = VariableState::kDifferent;
-      finding.is_other_by_driver = true;
-      finding.why =
-          "read " + finding.value + ", but not by plc-host read (" + record_.compared_with + "): " + word.problem;
-      finding.value.clear();
-      continue;
-    }
-    const std::optional<plc_sim::Bytes> again = read_again(conversation_, declared);
-    if (!again) continue;
-    if (!is_same_value(declared, declared.value, *again)) {
-      declared.value = *again;
-      finding.value = value_text(declared, declared.value);
-      continue;
-    }
-    finding.state = VariableState::kDifferent;
-    finding.is_other_by_driver = true;
-    ++record_.misread;
-    finding.why = "read " + finding.value + ", by plc-host read (" + record_.compared_with + ") " + word.value;
-    finding.value.clear();
+  const auto unread =
+      std::stable_partition(others_.begin(), others_.end(), [](const Word& word) { return word.problem.empty(); });
+  std::for_each(unread, others_.end(), [this](const Word& word) { take_unread(word); });
+  others_.erase(unread, others_.end());
+  for (unsigned i = 0; i < kLooksAgain && !others_.empty(); ++i) {
+    const auto moved = [this](const Word& word) { return has_moved(word); };
+    others_.erase(std::remove_if(others_.begin(), others_.end(), moved), others_.end());
   }
+  for (const Word& word : others_) take_misread(word);
 }
 
 }  // namespace
@@ -210,7 +227,11 @@ void compare_with_driver(Conversation& conversation, Declarations& declared, con
   conversation.close();
   Comparison comparison(conversation, declared);
   try {
-    if (!is_guarded_usable && load_driver_library(own.driver).is_guarded) own.driver = kContract;
+    const bool is_named_contract = !load_driver_library(own.driver).is_guarded;
+    if (!is_guarded_usable && !is_named_contract) own.driver = kContract;
+    if (!is_guarded_usable || is_named_contract) {
+      own.most_names = names_in_a_piece(conversation.record()).value_or(own.most_names);
+    }
     for (const std::string& file : files) comparison.read_file(own, file, output);
   } catch (const ClientError& error) {
     record.not_compared = error.what();

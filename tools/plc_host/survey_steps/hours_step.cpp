@@ -20,6 +20,12 @@ constexpr double kMsPerHour = 3600000;
 
 using Part = std::vector<const Declared*>;
 
+struct Round {
+  bool is_whole = false;
+  size_t missing = 0;  // variables that were not read
+  double took_ms = 0;  // of the answers, without the waits between requests
+};
+
 std::vector<Part> poll_list(const Declarations& declared, const Limits& limits) {
   const size_t most = std::min<size_t>(
       {kMostNames, limits.names_per_request.value_or(kMostNames), limits.values_per_request.value_or(kMostNames)});
@@ -50,9 +56,11 @@ class HoursStep {
   void run();
 
  private:
-  bool read_all(double& took_ms);
+  void read_all(Round& round);
+  void take_loss(size_t missing);
+  void take_gap();
   bool is_over() const { return SteadyClock::now() >= end_; }
-  void take_round(int64_t at_ms, bool is_whole, double took_ms);
+  void take_round(int64_t at_ms, const Round& round);
   void finish_slice();
 
   Conversation& conversation_;
@@ -61,21 +69,39 @@ class HoursStep {
   std::vector<double> slice_ms_;
   int64_t slice_length_ms_ = 0;
   SteadyClock::time_point end_{};
+  SteadyClock::time_point whole_{};  // the end of the last whole round, or the beginning of the hours
+  bool has_gap_ = false;             // rounds were lost since then
 };
 
-// The time is that of the answers, without the waits between requests. A round that the end of the hours meets is no
-// loss.
-bool HoursStep::read_all(double& took_ms) {
+// A round that the end of the hours meets is no loss.
+void HoursStep::read_all(Round& round) {
+  for (const Part& part : parts_) round.missing += part.size();
   for (const Part& part : parts_) {
-    if (is_over()) return true;
+    if (is_over()) break;
     const NamesAnswer names = try_names(conversation_, part);
-    took_ms += names.asked.answer.took_ms();
-    if (!names.is_complete) return false;
+    round.took_ms += names.asked.answer.took_ms();
+    if (!names.is_complete) return;
     const ValuesAnswer values = try_values(conversation_, part);
-    took_ms += values.asked.answer.took_ms();
-    if (!values.is_complete()) return false;
+    round.took_ms += values.asked.answer.took_ms();
+    if (!values.is_complete()) return;
+    round.missing -= part.size();
   }
-  return true;
+  round.is_whole = true;
+}
+
+void HoursStep::take_loss(size_t missing) {
+  ++record_.losses;
+  ++record_.slices.back().losses;
+  record_.lost_values += missing;
+  has_gap_ = true;
+}
+
+// Up to now, when losses are over or the hours are.
+void HoursStep::take_gap() {
+  const SteadyClock::time_point now = SteadyClock::now();
+  if (has_gap_) record_.longest_gap_ms = std::max(record_.longest_gap_ms, Milliseconds(now - whole_).count());
+  whole_ = now;
+  has_gap_ = false;
 }
 
 void HoursStep::finish_slice() {
@@ -87,7 +113,7 @@ void HoursStep::finish_slice() {
   slice.largest = spread.largest;
 }
 
-void HoursStep::take_round(int64_t at_ms, bool is_whole, double took_ms) {
+void HoursStep::take_round(int64_t at_ms, const Round& round) {
   const int64_t slice = at_ms / slice_length_ms_ * slice_length_ms_;
   if (record_.slices.empty() || record_.slices.back().from_ms != slice) {
     finish_slice();
@@ -97,19 +123,16 @@ void HoursStep::take_round(int64_t at_ms, bool is_whole, double took_ms) {
   }
   ++record_.rounds;
   ++record_.slices.back().rounds;
-  if (is_whole) {
-    slice_ms_.push_back(took_ms);
-    if (took_ms > record_.period_ms) ++record_.slow;
-  } else {
-    ++record_.losses;
-    ++record_.slices.back().losses;
-  }
+  if (!round.is_whole) return take_loss(round.missing);
+  take_gap();
+  slice_ms_.push_back(round.took_ms);
+  if (round.took_ms > record_.period_ms) ++record_.slow;
 }
 
 void HoursStep::run() {
   const double whole_ms = record_.hours_asked * kMsPerHour;
   slice_length_ms_ = std::max(kShortestSliceMs, static_cast<int64_t>(whole_ms) / kSlices);
-  const SteadyClock::time_point start = SteadyClock::now();
+  const SteadyClock::time_point start = whole_ = SteadyClock::now();
   end_ = start + std::chrono::milliseconds(static_cast<int64_t>(whole_ms));
   const auto passed_ms = [start] { return Milliseconds(SteadyClock::now() - start).count(); };
   double turn_ms = 0;
@@ -117,24 +140,25 @@ void HoursStep::run() {
     wait_for_stop(std::chrono::milliseconds(static_cast<int64_t>(std::max(0.0, turn_ms - passed_ms()))));
     record_.drift_ms = std::max(0.0, passed_ms() - turn_ms);
     conversation_.progress().set_part(turn_ms / whole_ms, (whole_ms - turn_ms) / 1000);
-    double took_ms = 0;
-    bool is_whole = false;
+    Round round;
     try {
-      is_whole = read_all(took_ms);
+      read_all(round);
     } catch (const SurveyEnded& ended) {
       // A controller that is away for a while is what these hours are there to see.
       if (ended.is_interrupted()) {
+        take_gap();
         finish_slice();
         throw;
       }
     }
-    if (is_whole && is_over() && record_.rounds > 0) break;
-    take_round(static_cast<int64_t>(turn_ms), is_whole, took_ms);
+    if (round.is_whole && is_over() && record_.rounds > 0) break;
+    take_round(static_cast<int64_t>(turn_ms), round);
     // Turns that are over by now are left out.
     do {
       turn_ms += record_.period_ms;
     } while (turn_ms + record_.period_ms < passed_ms());
   }
+  take_gap();
   finish_slice();
 }
 

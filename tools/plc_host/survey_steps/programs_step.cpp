@@ -16,8 +16,46 @@ bool begins_with(const std::string& text, const std::string& beginning) {
   return text.compare(0, beginning.size(), beginning) == 0;
 }
 
+size_t units_of(const std::string& name) {
+  const auto units = plc_sim::utf16_from_utf8(name);
+  return units ? units->size() : name.size();
+}
+
+// What the tag files and the directory show together of a name in the directory that is the beginning of a scope.
+class CutNames {
+ public:
+  CutNames(const std::set<std::string>& scopes, const std::vector<Program>& programs)
+      : scopes_(scopes), programs_(programs) {}
+
+  // The directory has cut the scope to this name, where facts agree: nobody declares a program of the short name, no
+  // name in the directory is longer, and either another scope is cut at the same length or the name is long.
+  bool is_cut(const std::string& scope, const std::string& name) const {
+    constexpr size_t kLikelyLimitUnits = 16;  // names of programs are seldom longer
+    if (scopes_.count(name) > 0) return false;
+    const size_t units = units_of(name);
+    const auto is_longer = [units](const Program& program) { return units_of(program.name) > units; };
+    if (std::any_of(programs_.begin(), programs_.end(), is_longer)) return false;
+    return units >= kLikelyLimitUnits || has_other(scope, name);
+  }
+
+ private:
+  bool has_other(const std::string& scope, const std::string& name) const {
+    for (const Program& program : programs_) {
+      if (program.name == name || units_of(program.name) != units_of(name) || scopes_.count(program.name) > 0) continue;
+      const auto is_beginning = [&](const std::string& other) {
+        return other != scope && begins_with(other, program.name);
+      };
+      if (std::any_of(scopes_.begin(), scopes_.end(), is_beginning)) return true;
+    }
+    return false;
+  }
+
+  const std::set<std::string>& scopes_;
+  const std::vector<Program>& programs_;
+};
+
 // Reads of one register take the first program whose name the scope begins with, batches the one of the same name.
-ProgramFinding finding_for(const std::string& scope, const std::vector<Program>& programs) {
+ProgramFinding finding_for(const std::string& scope, const std::vector<Program>& programs, const CutNames& cut_names) {
   const auto is_same = [&scope](const Program& program) { return program.name == scope; };
   const auto is_beginning = [&scope](const Program& program) { return begins_with(scope, program.name); };
   const auto same = std::find_if(programs.begin(), programs.end(), is_same);
@@ -30,11 +68,12 @@ ProgramFinding finding_for(const std::string& scope, const std::vector<Program>&
     if (beginning != same) finding.other = beginning->name;
     return finding;
   }
-  finding.state = beginning == programs.end() || beginning->name.empty() ? ProgramState::kMissing : ProgramState::kCut;
-  if (finding.state == ProgramState::kCut) {
-    finding.number = beginning->number;
-    finding.other = beginning->name;
-  }
+  finding.state = ProgramState::kMissing;
+  if (beginning == programs.end() || beginning->name.empty()) return finding;
+  finding.other = beginning->name;
+  if (!cut_names.is_cut(scope, beginning->name)) return finding;
+  finding.state = ProgramState::kCut;
+  finding.number = beginning->number;
   return finding;
 }
 
@@ -42,11 +81,16 @@ using ScopeFindings = std::map<std::string, ProgramFinding>;  // by their scopes
 
 ScopeFindings find_scopes(const std::vector<Program>& programs, Declarations& declared) {
   ScopeFindings findings;
+  std::set<std::string> scopes;
+  for (const Declared& variable : declared.variables) {
+    if (variable.tag->entry.is_global != 1) scopes.insert(variable.tag->entry.scope_name);
+  }
+  const CutNames cut_names(scopes, programs);
   for (Declared& variable : declared.variables) {
     const TagEntry& entry = variable.tag->entry;
     if (entry.is_global == 1) continue;
     const auto [at, is_new] = findings.insert({entry.scope_name, {}});
-    if (is_new) at->second = finding_for(entry.scope_name, programs);
+    if (is_new) at->second = finding_for(entry.scope_name, programs, cut_names);
     variable.is_asked = at->second.state != ProgramState::kMissing;
     variable.program = at->second.number;
   }
@@ -69,6 +113,7 @@ void add_undeclared(const std::vector<Program>& programs, const ScopeFindings& f
 void survey_programs(Conversation& conversation, Declarations& declared) {
   Programs& record = conversation.record().programs;
   run_step(record.step, [&] {
+    record.reply_bytes = conversation.directory().size();
     const std::vector<Program> programs = wire_trace::programs_of(conversation.directory());
     for (const Program& program : programs) record.directory.push_back(program.name);
     const ScopeFindings findings = find_scopes(programs, declared);

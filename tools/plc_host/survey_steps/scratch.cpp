@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "client/tags/device_kinds.h"
 #include "client/values/value_type.h"
 #include "wire/big_endian.h"
 #include "wire/names.h"
@@ -11,9 +12,6 @@
 namespace plc_host::survey {
 namespace {
 
-constexpr uint8_t kMrDevice = 17;
-constexpr uint8_t kLrDevice = 18;
-constexpr uint8_t kDmMemory = 6;
 constexpr size_t kTextBytes = 8;  // of a text that are changed
 constexpr size_t kNeighboursByPlace = 4;
 
@@ -26,7 +24,7 @@ WriteWay bit_way_of(const TagEntry& entry) {
   if (entry.is_global != 1) return WriteWay::kWordAround;
   if (entry.device_kind == kMrDevice) return WriteWay::kSetReset;
   if (entry.name_kind == 2) return entry.device_kind == kLrDevice ? WriteWay::kSetReset : WriteWay::kWordAround;
-  return entry.device_kind == kDmMemory ? WriteWay::kMasked : WriteWay::kWordAround;
+  return entry.device_kind == kDmDevice ? WriteWay::kMasked : WriteWay::kWordAround;
 }
 
 // Members of structures are set by their device, others by the area that the controller says.

@@ -62,6 +62,8 @@ bool make_survey(const SurveyPlan& plan, Declarations& declared, const HostOptio
   Conversation conversation(plan, capture, record, progress);
   const uint64_t variables = declared.variables.size();
   record.variables.declared = variables;
+  record.wait_ms = plan.timeout_ms;
+  record.rate = plan.rate;
   const std::vector<NextStep> steps = {
       {"step 1 of 7, connections", link_requests(plan), [&] { survey_link(conversation); }},
       {"step 2 of 7, programs", 1, [&] { survey_programs(conversation, declared); }},

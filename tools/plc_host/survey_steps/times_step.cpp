@@ -40,6 +40,8 @@ class TimesStep {
   Asked try_many_names(uint32_t count, bool& is_complete);
   Asked try_many_values(uint32_t count, bool& is_complete);
   bool attempt(Try way, uint32_t count);
+  bool fails_again(Try way, uint32_t count);
+  uint32_t first_failed(Try way, uint32_t most, uint32_t& answered, uint32_t& tried);
   std::optional<uint32_t> find_limit(Try way, uint32_t most, uint32_t& tried);
   void repeat(Try way, uint32_t most, std::optional<uint32_t> limit);
   void take_beyond(const Asked& asked);
@@ -122,31 +124,44 @@ void TimesStep::take_beyond(const Asked& asked) {
 
 bool TimesStep::attempt(Try way, uint32_t count) {
   bool is_complete = false;
-  const Asked asked = (this->*way)(count, is_complete);
-  if (!is_complete) take_beyond(asked);
+  (this->*way)(count, is_complete);
   return is_complete;
 }
 
-// The most that are answered, when more are not; tried: the most that were asked for, or are answered.
-std::optional<uint32_t> TimesStep::find_limit(Try way, uint32_t most, uint32_t& tried) {
-  uint32_t answered = 0;
-  uint32_t failed = 0;
+// Of one more than what is answered.
+bool TimesStep::fails_again(Try way, uint32_t count) {
+  bool is_complete = false;
+  const Asked asked = (this->*way)(count, is_complete);
+  if (!is_complete) take_beyond(asked);
+  return !is_complete;
+}
+
+// Of the numbers of the ladder above what is answered, the first that is not; 0 when all are.
+uint32_t TimesStep::first_failed(Try way, uint32_t most, uint32_t& answered, uint32_t& tried) {
   for (const uint32_t step : kLadder) {
     const uint32_t count = std::min(step, most);
+    if (count <= answered) continue;
     tried = std::max(tried, count);
-    if (!attempt(way, count)) {
-      failed = count;
-      break;
-    }
+    if (!attempt(way, count)) return count;
     answered = count;
-    if (count == most) return std::nullopt;
   }
-  if (failed == 0) return std::nullopt;
-  while (answered + 1 < failed) {
-    const uint32_t middle = (answered + failed) / 2;
-    (attempt(way, middle) ? answered : failed) = middle;
+  return 0;
+}
+
+// The most that are answered, when more are not; tried: the most that were asked for, or are answered. One reply that
+// is lost by chance is no limit: one more than the limit has to fail twice.
+std::optional<uint32_t> TimesStep::find_limit(Try way, uint32_t most, uint32_t& tried) {
+  uint32_t answered = 0;
+  for (;;) {
+    uint32_t failed = first_failed(way, most, answered, tried);
+    if (failed == 0) return std::nullopt;
+    while (answered + 1 < failed) {
+      const uint32_t middle = (answered + failed) / 2;
+      (attempt(way, middle) ? answered : failed) = middle;
+    }
+    if (fails_again(way, failed)) return answered;
+    answered = failed;
   }
-  return answered;
 }
 
 void TimesStep::repeat(Try way, uint32_t most, std::optional<uint32_t> limit) {

@@ -18,7 +18,7 @@ constexpr size_t kFirstBatch = 16;         // names: the limits are not known ye
 constexpr size_t kMostBatchBytes = 1400;   // of its requests and replies
 constexpr size_t kNameBytesBeside = 2;
 constexpr size_t kRecordBytes = 36;  // of a resolved name with three dimensions
-constexpr unsigned kRereads = 3;
+constexpr unsigned kRereads = 8;     // each way
 // No tag file that is in use declares it.
 constexpr char kUnknownName[] = "PlcHostSurvey_NoSuchName";
 
@@ -57,12 +57,23 @@ class VariableStep {
   }
 
  private:
+  // A value that came otherwise in a batch.
+  struct Other {
+    size_t place;  // in the batch
+    size_t at;     // in the variables
+    plc_sim::Bytes singly;
+    plc_sim::Bytes batched;
+  };
+
   void ask_singly(size_t at);
-  void read_singly(size_t at);
+  bool read_singly(size_t at);
   void ask_unknown();
   void ask_in_batches();
   void ask_batch(const std::vector<size_t>& batch);
-  void compare(size_t at, const plc_sim::Bytes& value);
+  ValuesAnswer values_of(const std::vector<size_t>& batch);
+  void compare(const std::vector<size_t>& batch, const std::vector<plc_sim::Bytes>& values);
+  bool is_moving(Other& other);
+  void look_again(const std::vector<size_t>& batch, std::vector<Other>& others);
   void take_common_surplus();
   void find_near_names();
 
@@ -80,31 +91,38 @@ void VariableStep::ask_singly(size_t at) {
                   ": what answers could be another program's variable";
     return;
   }
-  const NamesAnswer names = ask_names(conversation_, {&declared});
+  NamesAnswer names = ask_names(conversation_, {&declared});
+  if (!names.asked.is_answered()) names = ask_names(conversation_, {&declared});
   if (!names.asked.is_answered()) {
     finding.state = VariableState::kNotNamed;
-    finding.why = "no answer to its name";
+    finding.why = "no answer to its name, asked for twice";
     return;
   }
   if (!names.is_complete) return take_refusal(names.asked, "its name is refused", finding);
+  finding.name_reply_bytes = names.asked.answer.bytes.size();
   declared.handle = names.records.front().handle;
   declared.bit_number = names.records.front().bit_number;
   if (declared.units == 0) {
     finding.why = "its name is known; the driver transfers no values of its type";
     return;
   }
-  read_singly(at);
+  if (read_singly(at)) return;
+  // One reply that is lost says nothing of the variable.
+  names = ask_names(conversation_, {&declared});
+  if (names.is_complete && read_singly(at)) return;
+  finding.state = VariableState::kNotNamed;
+  finding.why = "its name is known, its value is not answered, asked for twice";
 }
 
-void VariableStep::read_singly(size_t at) {
+// False without an answer.
+bool VariableStep::read_singly(size_t at) {
   Declared& declared = variables_[at];
   VariableFinding& finding = record_.findings[at];
   const ValuesAnswer values = ask_values(conversation_, {&declared});
   const size_t wanted = size_t{2} * declared.units;
-  if (!values.asked.is_answered()) {
-    finding.state = VariableState::kNotNamed;
-    finding.why = "its name is known, its value is not answered";
-  } else if (values.asked.shape.is_refused) {
+  if (!values.asked.is_answered()) return false;
+  finding.value_reply_bytes = values.asked.answer.bytes.size();
+  if (values.asked.shape.is_refused) {
     take_refusal(values.asked, "its name is known, its value is refused", finding);
   } else if (!values.asked.shape.is_complete) {
     finding.state = VariableState::kShort;
@@ -119,6 +137,7 @@ void VariableStep::read_singly(size_t at) {
       finding.why = plc_base::plural(values.asked.shape.behind, "byte") + " behind the value";
     }
   }
+  return true;
 }
 
 // What a name gets that no controller has, by itself and beside one that it has.
@@ -159,21 +178,28 @@ void VariableStep::ask_in_batches() {
   flush();
 }
 
-// A batch that fails is asked for in halves: either a variable cannot be read in one, or there were too many names.
-void VariableStep::ask_batch(const std::vector<size_t>& batch) {
+// Without values where the names or the values are not answered.
+ValuesAnswer VariableStep::values_of(const std::vector<size_t>& batch) {
   std::vector<const Declared*> asked;
   asked.reserve(batch.size());
   for (const size_t at : batch) asked.push_back(&variables_[at]);
   const NamesAnswer names = ask_names(conversation_, asked);
-  const ValuesAnswer values = names.is_complete ? ask_values(conversation_, asked) : ValuesAnswer{};
-  if (values.is_complete()) {
-    for (size_t i = 0; i < batch.size(); ++i) compare(batch[i], values.values[i]);
-    return;
-  }
+  if (names.is_complete) return ask_values(conversation_, asked);
+  ValuesAnswer none;
+  none.asked.answer = names.asked.answer;
+  return none;
+}
+
+// A batch that fails is asked for in halves: either a variable cannot be read in one, or there were too many names. A
+// reply that is lost says neither.
+void VariableStep::ask_batch(const std::vector<size_t>& batch) {
+  ValuesAnswer values = values_of(batch);
+  if (!values.asked.is_answered()) values = values_of(batch);
+  if (values.is_complete()) return compare(batch, values.values);
   if (batch.size() == 1) {
     VariableFinding& finding = record_.findings[batch.front()];
     finding.state = VariableState::kDifferent;
-    finding.why = "read once, and not when it was asked for again";
+    finding.why = "read once, and not when it was asked for again, twice";
     return;
   }
   const auto middle = batch.begin() + static_cast<std::ptrdiff_t>(batch.size() / 2);
@@ -182,21 +208,46 @@ void VariableStep::ask_batch(const std::vector<size_t>& batch) {
   ask_batch({middle, batch.end()});
 }
 
-// A value that moves is another one each time: different is what stays the same when it is read singly.
-void VariableStep::compare(size_t at, const plc_sim::Bytes& value) {
-  Declared& declared = variables_[at];
-  if (is_same_value(declared, declared.value, value)) return;
-  const plc_sim::Bytes first = declared.value;
-  for (unsigned i = 0; i < kRereads; ++i) {
-    const std::optional<plc_sim::Bytes> again = read_again(conversation_, declared);
-    if (!again) return;
-    declared.value = *again;
-    record_.findings[at].value = value_text(declared, declared.value);
-    if (is_same_value(declared, declared.value, value) || !is_same_value(declared, declared.value, first)) return;
+void VariableStep::compare(const std::vector<size_t>& batch, const std::vector<plc_sim::Bytes>& values) {
+  std::vector<Other> others;
+  for (size_t i = 0; i < batch.size(); ++i) {
+    const Declared& declared = variables_[batch[i]];
+    if (!is_same_value(declared, declared.value, values[i])) others.push_back({i, batch[i], declared.value, values[i]});
   }
-  VariableFinding& finding = record_.findings[at];
-  finding.state = VariableState::kDifferent;
-  finding.why = "read singly " + value_text(declared, first) + ", in a batch " + value_text(declared, value);
+  look_again(batch, others);
+}
+
+// Read singly it has another value than before.
+bool VariableStep::is_moving(Other& other) {
+  Declared& declared = variables_[other.at];
+  const std::optional<plc_sim::Bytes> again = read_again(conversation_, declared);
+  if (!again || is_same_value(declared, *again, other.singly)) return false;
+  declared.value = *again;
+  record_.findings[other.at].value = value_text(declared, declared.value);
+  return true;
+}
+
+// A variable that changes has two values read the same way. Different is what is always one value singly and another
+// one in a batch.
+void VariableStep::look_again(const std::vector<size_t>& batch, std::vector<Other>& others) {
+  for (unsigned i = 0; i < kRereads && !others.empty(); ++i) {
+    const ValuesAnswer batched = values_of(batch);
+    const auto changes = [&](Other& other) {
+      const bool is_other =
+          batched.is_complete() && !is_same_value(variables_[other.at], batched.values[other.place], other.batched);
+      if (!is_moving(other) && !is_other) return false;
+      record_.findings[other.at].changes = true;
+      return true;
+    };
+    others.erase(std::remove_if(others.begin(), others.end(), changes), others.end());
+  }
+  for (const Other& other : others) {
+    const Declared& declared = variables_[other.at];
+    VariableFinding& finding = record_.findings[other.at];
+    finding.state = VariableState::kDifferent;
+    finding.why = "read singly " + value_text(declared, other.singly) + ", in a batch " +
+                  value_text(declared, other.batched) + ", " + std::to_string(kRereads + 1) + " times each";
+  }
 }
 
 // Bytes that every value reply has behind its values are the controller's way, and say nothing of a variable.

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "base/near_names.h"
+#include "client/tags/device_kinds.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
@@ -143,12 +144,9 @@ std::vector<Group> find_groups(const std::vector<Exchange>& exchanges, const Wan
 // The bit of a BOOL in the word that came: by its own address, or by its place in the word.
 uint64_t bit_of(const TagEntry& entry, const wire_trace::NameRecord& record, const Bytes& value) {
   constexpr uint32_t kLowFourBits = 0x0F;
-  constexpr uint8_t kDm = 6;
-  constexpr uint8_t kEm = 23;
-  constexpr uint8_t kNoDevice = 30;
-  const bool is_member =
-      entry.name_kind != 1 && (entry.device_kind == kDm || entry.device_kind == kEm || entry.device_kind == kNoDevice);
-  const bool is_in_word = is_member || (entry.dim1_high != 0 && entry.device_kind == kEm);
+  const bool is_member = entry.name_kind != 1 && (entry.device_kind == kDmDevice || entry.device_kind == kEmDevice ||
+                                                  entry.device_kind == kNoDevice);
+  const bool is_in_word = is_member || (entry.dim1_high != 0 && entry.device_kind == kEmDevice);
   const uint32_t bit = (is_in_word ? record.bit_number : record.handle.address) & kLowFourBits;
   const unsigned word = static_cast<unsigned>(value[0]) << 8U | value[1];
   return word >> bit & 1U;

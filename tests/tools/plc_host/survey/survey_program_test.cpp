@@ -256,7 +256,9 @@ TEST_F(SurveyTest, PiecesWithoutSequenceNumbers_LeaveNoBuildAndHostsKeepTheGuard
   EXPECT_THAT(outcome.out, Not(HasSubstr("set driver")));
   const Json found = report();
   EXPECT_EQ(found.at("guarded").at("says"), says);
-  EXPECT_EQ(found.at("questions").size(), 1U) << found.at("questions");
+  ASSERT_EQ(found.at("questions").size(), 3U) << found.at("questions");
+  EXPECT_EQ(found.at("questions").at(0).at("about"), "pieces");
+  EXPECT_EQ(found.at("questions").at(1).at("about"), "sequence numbers");
   EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr("\nproblem = \"replies come in pieces of 30 bytes\""));
   end(*simulator);
 }

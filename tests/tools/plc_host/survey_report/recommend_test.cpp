@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include "tools/plc_host/survey_report/questions.h"
 #include "tools/plc_host/survey_report/summary.h"
 
 namespace {
@@ -50,6 +51,51 @@ TEST(Recommend, TimeOut_IsFiveTimesTheLongestAnswerOfAnyKind) {
             "the longest of 4 answers took 40.0 ms (directory, 1 name): five times that, in whole seconds");
 }
 
+// Reads of one name, three of which had no answer within two seconds, and two whose connection ended.
+SurveyRecord record_with_losses() {
+  SurveyRecord record = record_with(Usable::kYes, {3, 5});
+  record.wait_ms = 2000;
+  record.rate = 20;
+  record.times.back().silent = 3;
+  record.times.back().lost = 2;
+  return record;
+}
+
+TEST(Recommend, TimeOut_CountsWhatWasNeverAnsweredAsLongAsItWasWaitedFor) {
+  SurveyRecord record = record_with_losses();
+  EXPECT_EQ(value_of(record, "timeout_s"), "10");
+  EXPECT_EQ(reason_of(record, "timeout_s"),
+            "the longest of 4 answers took 40.0 ms (directory, 1 name), and 3 requests had no answer within 2000 ms: "
+            "five times that wait, in whole seconds. A survey with a longer --timeout tells whether their answers come "
+            "later, or never");
+  record.wait_ms = 30;
+  EXPECT_EQ(value_of(record, "timeout_s"), "1");
+  EXPECT_THAT(reason_of(record, "timeout_s"),
+              HasSubstr(", and 3 requests had no answer within 30 ms: five times the longest, in whole seconds. "));
+}
+
+TEST(Recommend, WhatALimitExplains_IsNotCountedAsUnanswered) {
+  SurveyRecord record = record_with_losses();
+  record.times.back().names = 41;
+  record.limits.values_per_request = 40;
+  EXPECT_EQ(value_of(record, "timeout_s"), "1");
+  EXPECT_EQ(unanswered_of(record).all(), 0U);
+  record.limits.values_per_request = 41;
+  EXPECT_EQ(unanswered_of(record).all(), 5U);
+}
+
+TEST(Recommend, NoPause_IsSaidWithWhatHadNoAnswer) {
+  SurveyRecord record = record_with_losses();
+  EXPECT_EQ(value_of(record, "delay_ms"), "0");
+  EXPECT_EQ(reason_of(record, "delay_ms"),
+            "8 requests were answered, one following the other, at most 20 a second; 5 requests had no answer (2 "
+            "connections ended in place of it). Whether a pause helps against that was not tried");
+  record.times.back().silent = record.times.back().lost = 0;
+  EXPECT_EQ(reason_of(record, "delay_ms"),
+            "8 requests were answered, one following the other, at most 20 a second: no further pause was needed "
+            "between them");
+}
+
 TEST(Recommend, Pause_IsLongerThanAnyAnswerForTheContractBuild) {
   EXPECT_EQ(value_of(record_with(Usable::kYes, {3, 5}), "delay_ms"), "0");
   for (const Usable usable :
@@ -82,6 +128,7 @@ TEST(ContractProblem, IsThatOfPiecesAndOfValuesWhereTheGuardedBuildCannotBeUsed)
   SurveyRecord record = record_with(Usable::kNotUsable, {1});
   record.splits = {halves(1)};
   EXPECT_EQ(contract_problem(record), "");
+  EXPECT_EQ(names_in_a_piece(record), std::nullopt);
   record.splits = {halves(2)};
   EXPECT_EQ(contract_problem(record), "replies come in pieces of 30 bytes");
   EXPECT_FALSE(takes_contract_build(record));
@@ -100,6 +147,52 @@ TEST(ContractProblem, IsThatOfPiecesAndOfValuesWhereTheGuardedBuildCannotBeUsed)
   EXPECT_EQ(contract_problem(record), "");
   record.variables.compared_with = "1.1.0 contract";
   EXPECT_EQ(contract_problem(record), "the contract build gave other values than the controller for 2 of 45 variables");
+}
+
+// Of 100 bytes: with three names of 24 bytes behind the head of the reply.
+SurveyRecord record_in_pieces() {
+  SurveyRecord record = record_with(Usable::kNotUsable, {1});
+  record.splits = {{160, {{{100, 60}, 9}}, {5}}, {300, {{{200, 100}, 1}}, {5}}};
+  record.limits.step.state = Step::State::kDone;
+  return record;
+}
+
+TEST(ContractProblem, IsNoneOfPiecesThatTakeARepliesOfAFewNames) {
+  SurveyRecord record = record_in_pieces();
+  EXPECT_EQ(contract_problem(record), "");
+  EXPECT_EQ(names_in_a_piece(record), 3U);
+  EXPECT_EQ(value_of(record, "driver"), "contract");
+  EXPECT_EQ(value_of(record, "batch_names"), "3");
+  EXPECT_EQ(make_profile(record).batch_names, std::nullopt);
+  const std::string pieces =
+      " Replies come in pieces of 100 bytes, and the contract build takes the first one alone: ask for no more than 3 "
+      "names at a time. A BOOL in a batch is two names.";
+  EXPECT_EQ(verdict_sentence(record), "The guarded build cannot be used here: use the contract build." + pieces);
+  EXPECT_THAT(contract_warning(record), HasSubstr("read back what you write." + pieces));
+  record.recommendations = recommend(record);
+  EXPECT_EQ(make_profile(record).batch_names, 3U);
+  record.limits.names_per_request = record.limits.values_tried = 2;
+  EXPECT_EQ(value_of(record, "batch_names"), "2");
+  record.verdict.usable = Usable::kYes;
+  record.limits.names_per_request = std::nullopt;
+  EXPECT_EQ(value_of(record, "batch_names"), "none");
+}
+
+TEST(ContractProblem, IsWhatDoesNotFitIntoAPiece) {
+  SurveyRecord record = record_in_pieces();
+  record.variables.findings.resize(4);
+  record.variables.findings[0].name_reply_bytes = 53;
+  EXPECT_EQ(names_in_a_piece(record), 2U);
+  record.variables.findings[1].value_reply_bytes = 100;
+  EXPECT_EQ(contract_problem(record), "");
+  record.variables.findings[2].value_reply_bytes = 101;
+  EXPECT_EQ(contract_problem(record),
+            "replies come in pieces of 100 bytes, and those with the values of 1 of 4 variables are longer");
+  record.programs.reply_bytes = 120;
+  EXPECT_EQ(contract_problem(record),
+            "replies come in pieces of 100 bytes, and that with the names of the programs has 120");
+  record.variables.findings[0].name_reply_bytes = 59;
+  EXPECT_EQ(contract_problem(record), "replies come in pieces of 100 bytes");
 }
 
 TEST(ContractProblem, LeavesNoDriverToRecommendAndIsInTheProfile) {
@@ -130,12 +223,62 @@ TEST(Questions, VariablesThatPiecesExplain_AreOneQuestion) {
   record.variables.findings = {other_by_driver("A"), other_by_driver("B")};
   EXPECT_EQ(questions(record).size(), 2U);
   record.splits = {halves(2)};
+  record.heads.sequence.zero = 8;
   const std::vector<Question> all = questions(record);
-  ASSERT_EQ(all.size(), 1U);
-  EXPECT_EQ(all[0].about, "2 variables");
+  ASSERT_EQ(all.size(), 3U);
+  EXPECT_EQ(all[0].about, "pieces");
   EXPECT_EQ(all[0].what,
-            "Can the controller, or what is between, send each reply in one piece? Replies come in pieces of 30 bytes: "
-            "that is why plc-host read gave other values, or none.");
+            "Can the controller, or what is between, send each reply in one piece? Replies come in pieces of 30 bytes, "
+            "and the contract build takes the first one alone.");
+  EXPECT_EQ(all[1].about, "sequence numbers");
+  EXPECT_EQ(
+      all[1].what,
+      "Can the controller be set so that a reply repeats the sequence number of its request? Nothing else tells a "
+      "late reply from the one that is waited for. It is not so in 8 of 8 replies.");
+  EXPECT_EQ(all[2].about, "2 variables");
+}
+
+std::vector<std::string> subjects(const SurveyRecord& record) {
+  std::vector<std::string> about;
+  for (const Question& one : questions(record)) about.push_back(one.about);
+  return about;
+}
+
+TEST(Questions, EachUnusualFinding_HasOne) {
+  EXPECT_EQ(subjects(record_with(Usable::kYes, {3})), std::vector<std::string>{});
+  SurveyRecord record = record_with(Usable::kYes, {3, 4, 5, 700});
+  record.link.connect_failures = {"refused"};
+  record.link.is_answered_when_half_closed = false;
+  HeadCounts& heads = record.heads;
+  heads.length.zero = heads.complement.zero = heads.request_class.other = heads.command.other = 1;
+  heads.directory_status = 0x19;
+  heads.refusals_untold = 2;
+  heads.status_done = 0x0100;
+  heads.values_longer = heads.values_shorter = heads.bytes_unasked = 3;
+  record.times.back().silent = record.times.back().lost = 1;
+  record.limits.names_per_request = 40;
+  EXPECT_EQ(subjects(record),
+            (std::vector<std::string>{"connections", "connections", "length", "complement", "class", "command",
+                                      "directory of programs", "refusals", "status", "bytes behind values",
+                                      "values that are missing", "bytes that nobody asked for", "late answers",
+                                      "requests without an answer", "connections that end", "limits"}));
+}
+
+TEST(Questions, LateAnswer_IsOneThatNoBusyNetworkMakes) {
+  EXPECT_EQ(subjects(record_with(Usable::kYes, {3, 4, 5, 499})), std::vector<std::string>{});
+  EXPECT_EQ(subjects(record_with(Usable::kYes, {300, 400, 500, 700})), std::vector<std::string>{});
+  EXPECT_EQ(questions(record_with(Usable::kYes, {3, 4, 5, 700})).at(0).what,
+            "What else does the controller do when it answers late? An answer (read, 1 name) took 700 ms, half of them "
+            "no longer than 4.00 ms.");
+}
+
+TEST(Questions, MissingProgram_NamesTheOneThatIsItsBeginning) {
+  SurveyRecord record = record_with(Usable::kYes, {3});
+  record.programs.findings = {{"Main2", 0, ProgramFinding::State::kMissing, "Main"}};
+  EXPECT_EQ(
+      questions(record).at(0).what,
+      "Is there such a program? The directory does not name it; it has Main, whose name is its beginning: is that "
+      "another program?");
 }
 
 TEST(Recommend, Poll_CountsEachAskedVariableAndThePauses) {

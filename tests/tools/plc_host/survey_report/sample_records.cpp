@@ -173,6 +173,8 @@ void fill_hours(Endurance& endurance) {
   endurance.period_ms = 200;
   endurance.rounds = 36000;
   endurance.losses = 2;
+  endurance.lost_values = 12;
+  endurance.longest_gap_ms = 612.5;
   endurance.slow = 5;
   endurance.drift_ms = 0.4;
   for (int i = 0; i < 60; ++i) {

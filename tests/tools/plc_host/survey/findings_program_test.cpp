@@ -1,0 +1,166 @@
+// What plc-host survey says of programs that are missing, of rounds that are lost, of answers that do not come, and of
+// variables that change by themselves.
+#include "tests/tools/plc_host/survey/survey_fixture.h"
+
+namespace {
+
+using namespace plc_host_test;
+
+class SurveyFindingsTest : public SurveyTest {
+ protected:
+  // A survey of the running simulator by a tag file with these lines.
+  Outcome survey(const std::string& tags, const std::vector<std::string>& more = {}) {
+    write_file("tags.csv", tags);
+    std::vector<std::string> words = {"survey",         "--address", "127.0.0.1:" + port_, "--tags",
+                                      path("tags.csv"), "--output",  path("found"),        "--rate",
+                                      "1000",           "--gentle"};
+    words.insert(words.end(), more.begin(), more.end());
+    return run(words);
+  }
+  // The first finding on a program.
+  Json program() const { return report().at("programs").at("findings").at(0); }
+  bool has_cut_names() const {
+    return file_text(path("found/profile.toml")).find("\nname_units = ") != std::string::npos;
+  }
+};
+
+constexpr char kOfMain[] = "Step,INT,,,,,,1,0,0,1,Main,DM\n";
+
+TEST_F(SurveyFindingsTest, MissingProgram_IsSaidWithTheCodeForFindings) {
+  write_file("machine.csv", "Speed,INT,,,,,,0,1,0,0,,DM\n");
+  const auto simulator = start_simulator();
+  const Outcome outcome = survey("Speed,INT,,,,,,0,1,0,0,,DM\nStep,INT,,,,,,1,0,0,1,Packing,DM\n");
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.out, HasSubstr(": 2 variables, 1 read, 0 refused, 1 not tried\n"
+                                     "program \"Packing\": missing in the controller's directory\n"));
+  const Outcome json = survey("Step,INT,,,,,,1,0,0,1,Packing,DM\n", {"--replace", "--json"});
+  end(*simulator);
+  EXPECT_EQ(json.code, 1);
+  EXPECT_EQ(Json::parse(json.out).at("missing_programs"), Json{"Packing"});
+}
+
+// A directory that has another program whose name is the beginning has cut nothing.
+TEST_F(SurveyFindingsTest, ProgramWhoseNameBeginsWithAnother_IsMissingAndTeachesNoLength) {
+  write_file("machine.csv", kOfMain);
+  const auto simulator = start_simulator();
+  EXPECT_EQ(survey("Step,INT,,,,,,1,0,0,1,Main2,DM\n").code, 1);
+  end(*simulator);
+  EXPECT_EQ(program().at("state"), "missing");
+  EXPECT_EQ(program().at("other"), "Main");
+  EXPECT_FALSE(has_cut_names());
+  EXPECT_THAT(file_text(path("found/report.html")),
+              HasSubstr("missing; the directory has Main, whose name is its beginning"));
+}
+
+TEST_F(SurveyFindingsTest, ProgramsCutAtTheSameLength_AreCut) {
+  write_file("machine.csv",
+             "A,INT,,,,,,1,0,0,1,Main,DM\nB,INT,,,,,,2,0,0,2,FillingNorth,DM\n"
+             "C,INT,,,,,,3,0,0,3,PackingSouth,DM\n");
+  write_file("cut.toml", "[directory]\nname_units = 8\n");
+  const auto simulator = start_simulator({"--profile", path("cut.toml")});
+  EXPECT_EQ(survey(file_text(path("machine.csv"))).code, 0);
+  const Json findings = report().at("programs").at("findings");
+  EXPECT_EQ(findings.at(0).at("state"), "cut");
+  EXPECT_EQ(findings.at(0).at("other"), "FillingN");
+  EXPECT_EQ(findings.at(1).at("state"), "found");
+  EXPECT_EQ(findings.at(2).at("other"), "PackingS");
+  EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr("\nname_units = 8  # "));
+  // One of them alone is a guess.
+  EXPECT_EQ(survey("B,INT,,,,,,2,0,0,2,FillingNorth,DM\n", {"--replace"}).code, 1);
+  EXPECT_EQ(program().at("state"), "missing");
+  // So is a name that the tag file has for another program.
+  EXPECT_EQ(survey("A,INT,,,,,,1,0,0,2,FillingN,DM\nB,INT,,,,,,2,0,0,2,FillingNorth,DM\n"
+                   "C,INT,,,,,,3,0,0,3,PackingSouth,DM\n",
+                   {"--replace"})
+                .code,
+            1);
+  end(*simulator);
+  EXPECT_EQ(report().at("programs").at("findings").at(1).at("state"), "missing");
+  EXPECT_EQ(report().at("programs").at("findings").at(1).at("scope"), "FillingNorth");
+}
+
+TEST_F(SurveyFindingsTest, LongestNameOfTheDirectory_IsCutByItself) {
+  const std::string tags = "A,INT,,,,,,1,0,0,1,Main,DM\nB,INT,,,,,,2,0,0,2,PackagingLineStationSeven,DM\n";
+  write_file("machine.csv", tags);
+  write_file("cut.toml", "[directory]\nname_units = 16\n");
+  const auto simulator = start_simulator({"--profile", path("cut.toml")});
+  EXPECT_EQ(survey(tags).code, 0);
+  end(*simulator);
+  EXPECT_EQ(report().at("programs").at("findings").at(1).at("state"), "cut");
+  EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr("\nname_units = 16  # "));
+}
+
+constexpr char kTwo[] = "Speed,INT,,,,,,0,1,0,0,,DM\nTotal,DINT,,,,,,1,1,0,0,,DM\n";
+
+TEST_F(SurveyFindingsTest, LostRounds_AreSaidWithTheCodeForFindings) {
+  write_file("machine.csv", kTwo);
+  // The other steps send fewer of them.
+  const auto simulator = start_simulator({"--sentinel", "--fault", "refuse 25 on=read after=80"});
+  const Outcome outcome = survey(kTwo, {"--hours", "0.001", "--period", "10", "-q"});
+  end(*simulator);
+  EXPECT_EQ(outcome.code, 1) << outcome.out;
+  const Json hours = report().at("hours");
+  EXPECT_EQ(hours.at("losses"), 1);
+  EXPECT_EQ(hours.at("lost_values"), 2);
+  EXPECT_GT(hours.at("longest_gap_ms"), 0.0);
+  EXPECT_THAT(outcome.out, HasSubstr("\nhours: 1 of " + hours.at("rounds").dump() +
+                                     " rounds of reads lost, 2 values not read, the longest gap 0.0 s\n"));
+}
+
+TEST_F(SurveyFindingsTest, HoursWithoutALoss_SayThat) {
+  write_file("machine.csv", kTwo);
+  const auto simulator = start_simulator({"--sentinel"});
+  const Outcome outcome = survey(kTwo, {"--hours", "0.0003", "--period", "100", "-q"});
+  end(*simulator);
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_THAT(outcome.out, HasSubstr(" rounds of reads, none lost\n"));
+  EXPECT_EQ(report().at("hours").at("longest_gap_ms"), nullptr);
+}
+
+TEST_F(SurveyFindingsTest, AnswersThatDoNotCome_CountForTheTimeOutAndMakeNoFindingOnAVariable) {
+  write_file("machine.csv", kTwo);
+  const auto simulator = start_simulator(
+      {"--sentinel", "--fault", "no-reply on=read times=1", "--fault", "no-reply on=resolve after=10 times=1"});
+  const Outcome outcome = survey(kTwo, {"--timeout", "1"});
+  end(*simulator);
+  EXPECT_EQ(outcome.code, 0) << outcome.out;
+  EXPECT_THAT(outcome.out, HasSubstr("\nset timeout_s: 5\n"));
+  const Json found = report();
+  EXPECT_THAT(found.at("recommendations").at(1).at("because").get<std::string>(),
+              HasSubstr(", and 2 requests had no answer within 1000 ms: five times that wait"));
+  EXPECT_THAT(found.at("recommendations").at(2).at("because").get<std::string>(),
+              HasSubstr("; 2 requests had no answer. Whether a pause helps against that was not tried"));
+  EXPECT_EQ(found.at("limits").at("names_per_request"), nullptr);
+  EXPECT_EQ(found.at("questions").at(0).at("about"), "requests without an answer");
+}
+
+// Its first piece says nothing of its end yet.
+TEST_F(SurveyFindingsTest, RepliesInSmallPiecesWithLongPauses_AreWhole) {
+  write_file("machine.csv", "Speed,INT,,,,,,0,1,0,0,,DM\n");
+  const auto simulator = start_simulator({"--sentinel", "--fault", "split 7 80 times=3"});
+  const Outcome outcome = survey("Speed,INT,,,,,,0,1,0,0,,DM\n");
+  end(*simulator);
+  EXPECT_THAT(outcome.out, HasSubstr("\nguarded build: usable\n"));
+}
+
+TEST_F(SurveyFindingsTest, VariablesThatChange_AreNoneThatAreMisread) {
+  std::string tags;
+  for (int i = 0; i < 16; ++i) {
+    tags += "Bit" + std::to_string(i) + ",BOOL,,,,,," + std::to_string(i) + ",1,0,0,,MR\n";
+  }
+  write_file("machine.csv", tags);
+  const auto simulator = start_simulator({"--animate-ms", "7"});
+  const Outcome outcome = survey(tags);
+  end(*simulator);
+  EXPECT_EQ(outcome.code, 0) << outcome.out;
+  size_t changing = 0;
+  const Json found = report();
+  for (const Json& finding : found.at("variables").at("findings")) {
+    EXPECT_EQ(finding.at("state"), "good") << finding;
+    if (finding.at("changes") == true) ++changing;
+  }
+  EXPECT_GT(changing, 0U);
+  EXPECT_THAT(found.at("found").at(3).get<std::string>(), HasSubstr("by themselves)"));
+}
+
+}  // namespace

@@ -1,0 +1,239 @@
+// Makes the questions: of programs, of variables, of connections, of the form of replies, of times, writes and losses.
+#include "tools/plc_host/survey_report/questions.h"
+
+#include <algorithm>
+
+#include "base/text.h"
+#include "tools/plc_host/survey_report/report_words.h"
+#include "tools/plc_host/survey_report/summary.h"
+
+namespace plc_host::survey {
+namespace {
+
+using plc_base::plural;
+using Questions = std::vector<Question>;
+
+void ask_of_programs(const Programs& programs, Questions& all) {
+  for (const ProgramFinding& one : programs.findings) {
+    if (one.state == ProgramFinding::State::kMissing) {
+      std::string what = "Is there such a program? The directory does not name it";
+      if (!one.other.empty())
+        what += "; it has " + one.other + ", whose name is its beginning: is that another program";
+      all.push_back({one.scope, what + (one.other.empty() ? "." : "?")});
+    } else if (one.state == ProgramFinding::State::kCut) {
+      all.push_back({one.scope, "Can its name be shorter? The directory cuts it: " + one.other + "."});
+    } else if (one.state == ProgramFinding::State::kPrefix) {
+      all.push_back({one.scope, "Can one of the two be called otherwise? " + one.other + " begins with this name."});
+    }
+  }
+}
+
+std::string near_text(const std::vector<std::string>& near) {
+  return near.empty() ? "" : " Names that are near: " + some_names(near) + ".";
+}
+
+// "machine_2.csv:14", "PLCC0A8000A_2.csv:14, area 2"; "" where nobody knows.
+std::string place_of_question(const VariableFinding& one) {
+  if (one.file.empty() || one.line == 0) return {};
+  const std::string name = one.file.substr(one.file.rfind('/') + 1);  // npos + 1 is 0
+  std::string place = name + ":" + std::to_string(one.line);
+  if (one.area) place += ", area " + std::to_string(*one.area);
+  return " It is declared in " + place + ".";
+}
+
+Question question_on(const VariableFinding& one) {
+  const std::string why = one.why.empty() ? "" : ": " + one.why;
+  const std::string place = place_of_question(one);
+  switch (one.state) {
+    case VariableFinding::State::kRefused:
+      return {one.name, "Is it there, and under this name? The controller refused it, status " +
+                            status_text(one.status) + "." + near_text(one.near) + place};
+    case VariableFinding::State::kNotNamed:
+      return {one.name,
+              "Is it there, and under this name? No place came back for it" + why + "." + near_text(one.near) + place};
+    case VariableFinding::State::kDifferent:
+      return {one.name, "Does it change by itself, and is it " + one.type + "? It was read with different values" +
+                            why + "." + place};
+    default:
+      return {one.name,
+              "Is it " + one.type + " in the controller too? The reply is " + word_of(one.state) + why + "." + place};
+  }
+}
+
+void ask_of_variables(const SurveyRecord& record, Questions& all) {
+  const bool are_pieces_reason = !contract_problem(record).empty() && first_piece_bytes(record).has_value();
+  size_t explained = 0;
+  for (const VariableFinding& one : record.variables.findings) {
+    if (one.state == VariableFinding::State::kGood || one.state == VariableFinding::State::kNotTried) continue;
+    if (are_pieces_reason && one.is_other_by_driver) {
+      ++explained;
+    } else {
+      all.push_back(question_on(one));
+    }
+  }
+  if (explained == 0) return;
+  all.push_back({plural(explained, "variable"),
+                 "Nothing to ask: the contract build gave other values, or none, because replies come in pieces."});
+}
+
+void ask_of_connections(const Link& link, Questions& all) {
+  if (!link.connect_failures.empty()) {
+    all.push_back({"connections", "Why did " + std::to_string(link.connect_failures.size()) + " of " +
+                                      plural(link.connects_tried, "connection") +
+                                      " fail? The first: " + link.connect_failures.front() + "."});
+  }
+  if (link.most_connections) {
+    all.push_back({"connections", "How many may be open at a time, and which of them are taken by others? It served " +
+                                      std::to_string(*link.most_connections) + "; one more was " +
+                                      reaction_words(link.one_more) + "."});
+  }
+  if (link.is_answered_when_half_closed == false) {
+    all.push_back({"connections",
+                   "Does it drop a request behind which the other side ends its half of the connection? "
+                   "Such a connection was " +
+                       link.half_closed + "."});
+  }
+}
+
+void ask_of_pieces(const SurveyRecord& record, Questions& all) {
+  const std::optional<size_t> piece = first_piece_bytes(record);
+  if (!piece) return;
+  all.push_back(
+      {"pieces", "Can the controller, or what is between, send each reply in one piece? Replies come in pieces of " +
+                     plural(*piece, "byte") + ", and the contract build takes the first one alone."});
+}
+
+struct FieldQuestion {
+  const char* about;
+  const HeadCounts::Field& field;
+  const char* what;
+};
+
+void ask_of_fields(const HeadCounts& heads, Questions& all) {
+  const FieldQuestion fields[] = {
+      {"length", heads.length, "Can the controller write the length of a reply into its bytes 0 to 3?"},
+      {"complement", heads.complement, "Can the controller write the complement of the length into bytes 4 to 7?"},
+      {"sequence numbers", heads.sequence,
+       "Can the controller be set so that a reply repeats the sequence number of its request? Nothing else tells a "
+       "late "
+       "reply from the one that is waited for."},
+      {"class", heads.request_class, "Can the controller be set so that a reply repeats the class of its request?"},
+      {"command", heads.command, "Can the controller be set so that a reply repeats the command of its request?"}};
+  for (const FieldQuestion& one : fields) {
+    const uint64_t others = one.field.zero + one.field.other;
+    if (others == 0) continue;
+    const std::string counts = std::to_string(others) + " of " + std::to_string(one.field.right + others);
+    all.push_back({one.about, std::string(one.what) + " It is not so in " + counts + " replies."});
+  }
+}
+
+void ask_of_refusals(const HeadCounts& heads, Questions& all) {
+  if (heads.directory_status) {
+    all.push_back({"directory of programs",
+                   "Why does the controller refuse it, status " + status_text(*heads.directory_status) + "?"});
+  }
+  if (heads.refusals_untold > 0) {
+    all.push_back({"refusals", "Can the controller refuse a name that it does not have with a status? " +
+                                   plural(heads.refusals_untold, "time") +
+                                   " nothing told a refused name from an answered one."});
+  }
+  if (heads.status_done.value_or(0) != 0) {
+    all.push_back({"status", "What does status " + status_text(*heads.status_done) +
+                                 " mean? Answers that are no refusal have it."});
+  }
+}
+
+void ask_of_ends(const HeadCounts& heads, Questions& all) {
+  if (heads.values_longer > 0) {
+    all.push_back({"bytes behind values", "What are the bytes that come behind the values in " +
+                                              std::to_string(heads.values_longer) + " of the replies?"});
+  }
+  if (heads.values_shorter > 0) {
+    all.push_back({"values that are missing", "Why did " + std::to_string(heads.values_shorter) +
+                                                  " of the replies have fewer values than were asked for?"});
+  }
+  if (heads.bytes_unasked > 0) {
+    all.push_back({"bytes that nobody asked for", "What sends them? " + plural(heads.bytes_unasked, "byte") +
+                                                      " came behind a reply, before the next request."});
+  }
+}
+
+// Answers that are late now and then, by a measure that a busy network does not reach.
+void ask_of_times(const SurveyRecord& record, Questions& all) {
+  constexpr double kLateMs = 500;
+  constexpr double kTimesLonger = 10;
+  const Times* latest = nullptr;
+  Spread longest;
+  for (const Times& one : record.times) {
+    const Spread spread = spread_of(one.ms);
+    if (spread.largest < kLateMs || spread.largest < kTimesLonger * spread.p50) continue;
+    if (latest != nullptr && spread.largest <= longest.largest) continue;
+    latest = &one;
+    longest = spread;
+  }
+  if (latest != nullptr) {
+    all.push_back({"late answers", "What else does the controller do when it answers late? An answer (" + latest->kind +
+                                       ", " + plural(latest->names, "name") + ") took " + shown_ms(longest.largest) +
+                                       ", half of them no longer than " + shown_ms(longest.p50) + "."});
+  }
+  const Unanswered unanswered = unanswered_of(record);
+  if (unanswered.silent > 0) {
+    all.push_back({"requests without an answer", "Why does the controller not answer? " +
+                                                     plural(unanswered.silent, "request") + " had no answer within " +
+                                                     seconds_text(record.wait_ms / 1000.0) + "."});
+  }
+  if (unanswered.lost > 0) {
+    all.push_back({"connections that end", "Why does the controller, or what is between, end connections? " +
+                                               plural(unanswered.lost, "request") +
+                                               " met an end in place of an answer."});
+  }
+}
+
+void ask_of_limits(const Limits& limits, Questions& all) {
+  if (!limits.names_per_request && !limits.values_per_request) return;
+  std::string met;
+  if (limits.names_per_request) met = plural(*limits.names_per_request, "name");
+  if (limits.values_per_request) {
+    met.append(met.empty() ? "" : " and ").append(plural(*limits.values_per_request, "value"));
+  }
+  all.push_back({"limits", "Are these the limits of the controller, and do they stay? A request may have " + met +
+                               "; of one more, this becomes: " + limits.beyond + "."});
+}
+
+void ask_of_writes(const Writes& writes, Questions& all) {
+  for (const WriteFinding& one : writes.findings) {
+    if (!one.is_written || (one.acknowledged && one.read_back && one.neighbours_kept && one.set_back)) continue;
+    const std::string why = one.why.empty() ? "" : ": " + one.why;
+    all.push_back(
+        {one.name, "May it be written, and what else writes it? Its " + one.kind + " did not succeed" + why + "."});
+  }
+}
+
+void ask_of_hours(const Endurance& hours, Questions& all) {
+  if (hours.losses == 0) return;
+  all.push_back({"hours", "What happens at the controller and in the network at those times? " + losses_text(hours) +
+                              "; the report has the times."});
+}
+
+}  // namespace
+
+std::vector<Question> questions(const SurveyRecord& record) {
+  Questions all;
+  ask_of_programs(record.programs, all);
+  ask_of_connections(record.link, all);
+  if (!is_foreign(record.heads)) {
+    ask_of_pieces(record, all);
+    ask_of_fields(record.heads, all);
+    ask_of_refusals(record.heads, all);
+    ask_of_ends(record.heads, all);
+  }
+  ask_of_times(record, all);
+  ask_of_limits(record.limits, all);
+  ask_of_writes(record.writes, all);
+  ask_of_hours(record.endurance, all);
+  // The last ones: there may be more of them than a page shows.
+  ask_of_variables(record, all);
+  return all;
+}
+
+}  // namespace plc_host::survey
