@@ -426,8 +426,9 @@ class PLC_CLIENT_API Controller {
 
   // What the driver calls itself: "1.1.0 guarded".
   const std::string& driver_build() const;
-  // Why a profile made "guarded" the contract build, and what to look after then; or why it did not although the
-  // guarded build fails there. Empty otherwise.
+  // What a profile says against the guarded build: why the contract build was taken, and what to look after then; or
+  // why it was not although the guarded build fails there; or that the driver which the program names was kept all the
+  // same. Empty where nothing speaks against it.
   const std::string& driver_remark() const;
 
  private:

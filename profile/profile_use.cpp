@@ -36,6 +36,13 @@ std::string guarded_problem(const Profile& profile) {
   return {};
 }
 
+// Of replies in pieces the contract build takes the first one alone.
+std::string pieces_word(const Profile& profile) {
+  if (!profile.piece_bytes || !profile.batch_names) return {};
+  return ". It takes the first piece of a reply alone, " + std::to_string(*profile.piece_bytes) +
+         " bytes here: ask for no more than " + std::to_string(*profile.batch_names) + " names at a time";
+}
+
 }  // namespace
 
 std::string driver_choice(const Profile& profile) {
@@ -43,16 +50,20 @@ std::string driver_choice(const Profile& profile) {
   return profile.contract_problem.empty() ? "contract" : "guarded";
 }
 
-std::string contract_word(const Profile& profile) {
+std::string contract_word(const Profile& profile, bool is_driver_named) {
   const std::string problem = guarded_problem(profile);
   if (problem.empty()) return {};
   if (!profile.contract_problem.empty()) {
     return problem + ", and the contract build does not read it: " + profile.contract_problem +
-           ". The guarded build is kept: it fails where the contract build would give wrong values";
+           (is_driver_named ? ". The driver that is named is kept"
+                            : ". The guarded build is kept: it fails where the contract build would give wrong values");
   }
-  return problem +
-         ": the contract build is taken. It may take a late reply for that of another variable: keep delay_ms above "
-         "the answer times, and read back what you write";
+  const std::string risk =
+      " may take a late reply for that of another variable: keep delay_ms above the answer times, and read back what "
+      "you write" +
+      pieces_word(profile);
+  if (is_driver_named) return problem + ". The driver that is named is kept. A contract build" + risk;
+  return problem + ": the contract build is taken. It" + risk;
 }
 
 }  // namespace plc_profile

@@ -16,7 +16,8 @@ uint32_t names_at_a_time(const Profile& profile);
 // nothing.
 std::string driver_choice(const Profile& profile);
 
-// What a host says that takes such a build: the problem, and what it has to look after; "" otherwise.
-std::string contract_word(const Profile& profile);
+// What a host says that takes such a build: the problem, and what it has to look after; "" otherwise. Where the user
+// has named a driver, that one is kept, and the problem is said all the same.
+std::string contract_word(const Profile& profile, bool is_driver_named = false);
 
 }  // namespace plc_profile

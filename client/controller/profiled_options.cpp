@@ -31,9 +31,10 @@ ProfiledOptions with_profile(const Options& given) {
     options.reply_timeout_s = *profile.recv_timeout_s;
   }
   if (profile.delay_ms && given.delay_ms == usual.delay_ms) options.delay_ms = *profile.delay_ms;
-  const std::string word = plc_profile::contract_word(profile);
-  if (!word.empty() && given.driver == usual.driver) {
-    options.driver = plc_profile::driver_choice(profile);
+  const bool is_driver_named = given.driver != usual.driver;
+  const std::string word = plc_profile::contract_word(profile, is_driver_named);
+  if (!word.empty()) {
+    if (!is_driver_named) options.driver = plc_profile::driver_choice(profile);
     profiled.word = given.profile + ": " + word;
   }
   profiled.most_names = plc_profile::names_at_a_time(profile);

@@ -67,6 +67,20 @@ std::function<void(const std::string&)> line_sink(const py::object& log) {
   };
 }
 
+std::string word_of(const std::string& profile, bool is_driver_named) {
+  const plc_profile::ProfileResult result = plc_profile::read_profile(profile);
+  return result.ok() ? plc_profile::contract_word(result.profile, is_driver_named) : "";
+}
+
+// The package itself says what a profile says of the driver: the library always gets a path here.
+std::function<void(const std::string&)> without_line(std::function<void(const std::string&)> log,
+                                                     std::string unwanted) {
+  if (!log) return log;
+  return [log = std::move(log), unwanted = std::move(unwanted)](const std::string& line) {
+    if (line != unwanted) log(line);
+  };
+}
+
 std::vector<std::string> texts_bytes(const py::sequence& texts) {
   std::vector<std::string> all;
   all.reserve(texts.size());
@@ -94,8 +108,8 @@ ControllerHolder open_controller(const py::str& address, uint16_t port, const py
   options.driver = text_bytes(driver);
   options.reply_timeout_s = reply_timeout_s;
   options.delay_ms = delay_ms;
-  options.log = line_sink(log);
   options.profile = text_bytes(profile);
+  options.log = without_line(line_sink(log), options.profile + ": " + word_of(options.profile, true));
   const Waiting waiting;
   return ControllerHolder(new plc_client::Controller(options));
 }
@@ -108,9 +122,8 @@ std::string driver_choice(const py::str& profile) {
 
 // Why a profile has the contract build taken, and what to look after then; "" too where the profile cannot be read,
 // which the controller says then.
-std::string contract_word(const py::str& profile) {
-  const plc_profile::ProfileResult result = plc_profile::read_profile(text_bytes(profile));
-  return result.ok() ? plc_profile::contract_word(result.profile) : "";
+std::string contract_word(const py::str& profile, bool is_driver_named) {
+  return word_of(text_bytes(profile), is_driver_named);
 }
 
 // A plan, and the names and types of its readings, which never change.
@@ -195,7 +208,7 @@ PYBIND11_MODULE(_core, module) {
   module.attr("__version__") = PLC_VERSION;
   py::register_exception_translator(translate);
   module.def("driver_choice", &driver_choice, py::arg("profile"));
-  module.def("contract_word", &contract_word, py::arg("profile"));
+  module.def("contract_word", &contract_word, py::arg("profile"), py::arg("is_driver_named"));
   py::class_<NamedPlan>(module, "Plan").def_property_readonly("exchanges", [](const NamedPlan& named) {
     return named.plan.exchanges();
   });

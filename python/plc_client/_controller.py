@@ -82,8 +82,9 @@ class Tags(Mapping[str, Declaration]):
 
 
 def _driver_for(choice: str, profile: str, log: Optional[Callable[[str], object]]) -> str:
-    """The driver that is asked for; with a word the contract build, where that one alone can be used."""
-    word = _core.contract_word(profile) if profile and choice == "guarded" else ""
+    """The driver that is asked for; "guarded" with a word the contract build, where that one alone can be used."""
+    is_named = choice != "guarded"
+    word = _core.contract_word(profile, is_named) if profile else ""
     if not word:
         return choice
     if log is not None:
@@ -91,7 +92,7 @@ def _driver_for(choice: str, profile: str, log: Optional[Callable[[str], object]
     else:
         # Of the caller of Controller, two calls above.
         warnings.warn(f"{profile}: {word}", RuntimeWarning, stacklevel=3)
-    return _core.driver_choice(profile)
+    return choice if is_named else _core.driver_choice(profile)
 
 
 class Controller:
@@ -109,8 +110,8 @@ class Controller:
     log            is called with each line of the driver, a str without its newline. The thread that uses the
                    controller calls it; it must not use the controller itself
     profile        a file with what was learnt of the controller. It sets reply_timeout, delay_ms and driver if they
-                   have their defaults, and how many names are asked for at a time. If it makes "guarded" the contract
-                   build, log is called with a line about that; without log it is a RuntimeWarning
+                   have their defaults, and how many names are asked for at a time. If "guarded" cannot be used there,
+                   log is called with a line about that, whatever driver is named; without log it is a RuntimeWarning
 
     Raises Error when the address, a file or folder of tags, the driver or the profile is not there, or the profile has
     mistakes.

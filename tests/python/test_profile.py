@@ -32,6 +32,38 @@ def test_without_a_log_the_contract_build_is_a_warning_of_the_line_that_makes_th
     assert [str(one.message) for one in caught] == [WORD.format(path)]
 
 
+PROBLEM = ("{}: the guarded driver cannot be used with this controller, and the contract build does not read it: "
+           "replies come in pieces of 30 bytes. ")
+PIECES = '[guarded]\nusable = "no"\n[contract]\nproblem = "replies come in pieces of 30 bytes"\n'
+
+
+def test_the_guarded_build_is_kept_with_a_word_where_the_contract_build_has_a_problem(machine, profile):
+    path = profile(PIECES)
+    said = []
+    with machine.controller(profile=path, log=said.append) as press:
+        assert press.driver_build.endswith("guarded")
+    assert said[0] == PROBLEM.format(path) + ("The guarded build is kept: it fails where the contract build would give "
+                                              "wrong values")
+    assert [line for line in said if "guarded driver" in line] == said[:1]
+
+
+def test_without_a_log_the_problem_of_the_contract_build_is_a_warning(machine, profile):
+    path = profile(PIECES)
+    with pytest.warns(RuntimeWarning) as caught:
+        machine.controller(profile=path).close()
+    assert [str(one.message) for one in caught] == [
+        PROBLEM.format(path) + "The guarded build is kept: it fails where the contract build would give wrong values"]
+
+
+def test_a_driver_that_is_named_is_kept_and_the_problem_is_said_once(machine, profile):
+    path = profile(PIECES)
+    said = []
+    with machine.controller(profile=path, driver="contract", log=said.append) as press:
+        assert press.driver_build.endswith("contract")
+    assert [line for line in said if "guarded driver" in line] == [
+        PROBLEM.format(path) + "The driver that is named is kept"]
+
+
 def test_the_guarded_build_stays_where_it_can_be_used(machine, profile):
     said = []
     with machine.controller(profile=profile('[guarded]\nusable = "yes"\n'), log=said.append) as press:

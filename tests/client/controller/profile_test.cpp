@@ -42,11 +42,38 @@ TEST_F(ProfileTest, ControllerThatTakesFewNames_GivesEveryValue) {
   EXPECT_EQ(memory().bits("Table", 16).back(), 119U);
 }
 
-TEST_F(ProfileTest, DriverGivenByItsPath_Stays) {
+TEST_F(ProfileTest, DriverGivenByItsPath_StaysAndHasARemarkOnWhatSpeaksAgainstIt) {
   start(tag_line("A", "INT"));
-  const Controller controller(with_profile("[guarded]\nusable = \"without status\"\n"));
+  Options options = with_profile("[guarded]\nusable = \"without status\"\n");
+  std::vector<std::string> lines;
+  options.log = [&lines](const std::string& line) { lines.push_back(line); };
+  const Controller controller(options);
   EXPECT_THAT(controller.driver_build(), EndsWith(" guarded"));
-  EXPECT_EQ(controller.driver_remark(), "");
+  EXPECT_EQ(
+      controller.driver_remark(),
+      folder_.file("press1.toml") +
+          ": the guarded driver can be used here only if it is built with PLC_GUARD_STATUS=OFF. The driver that is "
+          "named is kept. A contract build may take a late reply for that of another variable: keep delay_ms above "
+          "the answer times, and read back what you write");
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.front(), controller.driver_remark());
+}
+
+TEST_F(ProfileTest, DriverGivenByItsPath_HasARemarkOnTheContractBuildsProblem) {
+  start(tag_line("A", "INT"));
+  const Controller controller(
+      with_profile("[guarded]\nusable = \"no\"\n[contract]\nproblem = \"replies come in pieces of 30 bytes\"\n"));
+  EXPECT_EQ(controller.driver_remark(),
+            folder_.file("press1.toml") +
+                ": the guarded driver cannot be used with this controller, and the contract build does not read it: "
+                "replies come in pieces of 30 bytes. The driver that is named is kept");
+}
+
+TEST_F(ProfileTest, DriverWithoutAProblem_HasNoRemark) {
+  start(tag_line("A", "INT"));
+  EXPECT_EQ(Controller(options()).driver_remark(), "");
+  EXPECT_EQ(Controller(with_profile("[guarded]\nusable = \"yes\"\n")).driver_remark(), "");
+  EXPECT_EQ(Controller(with_profile("[guarded]\nusable = \"unknown\"\n")).driver_remark(), "");
 }
 
 // The driver itself is not loaded: by its name alone it is found where it is installed.
@@ -61,6 +88,18 @@ TEST_F(ProfileTest, ContractBuildInPlaceOfTheGuardedOne_HasAWordOnWhatToLookAfte
                 ": the guarded driver cannot be used with this controller: the contract build is taken. It may take a "
                 "late reply for that of another variable: keep delay_ms above the answer times, and read back what you "
                 "write");
+}
+
+TEST_F(ProfileTest, ContractBuildOfRepliesInPieces_HasAWordOnHowManyNamesFit) {
+  start(tag_line("A", "INT"));
+  Options options =
+      with_profile("[guarded]\nusable = \"no\"\n[replies]\npiece_bytes = 536\n[settings]\nbatch_names = 14\n");
+  options.driver = "guarded";
+  const plc_client::ProfiledOptions profiled = plc_client::with_profile(options);
+  EXPECT_EQ(profiled.options.driver, "contract");
+  EXPECT_EQ(profiled.most_names, 14U);
+  EXPECT_THAT(profiled.word, EndsWith("and read back what you write. It takes the first piece of a reply alone, 536 "
+                                      "bytes here: ask for no more than 14 names at a time"));
 }
 
 TEST_F(ProfileTest, ContractBuildThatDoesNotReadItEither_LeavesTheGuardedOneWithAWord) {

@@ -152,6 +152,20 @@ TEST_F(SettingsTest, Profile_SpeaksBehindEverybodyButWhatIsUsual) {
                 "contract build would give wrong values\n"));
   setenv("PLC_HOST_DRIVER", PLC_HOST_GUARDED, 1);
   EXPECT_EQ(shown("driver"), PLC_HOST_GUARDED " from PLC_HOST_DRIVER");
+  // Whoever names a driver hears of the problem too.
+  const std::string problem = "plc-host: press1.toml: the guarded driver cannot be used with this controller";
+  const std::string pieces =
+      problem + ", and the contract build does not read it: replies come in pieces. The driver that is named is kept\n";
+  EXPECT_EQ(type("info").err, pieces);
+  EXPECT_EQ(type("info --driver " PLC_HOST_LIBRARY).err, pieces);
+  EXPECT_EQ(type("info --quiet").err, "");
+  write_file("press1.toml", "[guarded]\nusable = \"no\"\n[replies]\npiece_bytes = 536\n[settings]\nbatch_names = 14\n");
+  EXPECT_EQ(type("info").err,
+            problem +
+                ". The driver that is named is kept. A contract build may take a late reply for that of another "
+                "variable: keep delay_ms above the answer times, and read back what you write. It takes the first "
+                "piece of a reply alone, 536 bytes here: ask for no more than 14 names at a time\n");
+  write_file("press1.toml", "[guarded]\nusable = \"yes\"\n");
   EXPECT_EQ(type("info").err, "");
   write_file("home/press2.toml", "[settings]\ntimeout_s = 9\n");
   write_file("home/plc-host.toml", "profile = \"press2.toml\"\n");

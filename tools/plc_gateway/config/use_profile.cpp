@@ -38,8 +38,8 @@ void use_profile(Draft& draft, Findings& findings) {
   if (profile.recv_timeout_s && options.reply_timeout_s == usual.reply_timeout_s) {
     options.reply_timeout_s = std::min(*profile.recv_timeout_s, kMostProfiledSeconds);
   }
-  const std::string word = plc_profile::contract_word(profile);
-  if (!word.empty() && options.driver == usual.driver) findings.note(draft.profile, word);
+  const std::string word = plc_profile::contract_word(profile, options.driver != usual.driver);
+  if (!word.empty()) findings.note(draft.profile, word);
   if (profile.poll_ms) tell_fast_polls(draft, *profile.poll_ms, findings);
 }
 

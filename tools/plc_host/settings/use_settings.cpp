@@ -29,15 +29,16 @@ void check_driver(const Setting& driver) {
                                     " A driver is guarded, contract, or the path of a library");
 }
 
-// What no other setting can say: how many names are asked for at a time. A driver that is not the usual one is told.
+// What no other setting can say: how many names are asked for at a time. What speaks against a driver is told, also
+// where the user names one.
 void use_profile(HostOptions& options) {
   const std::string& path = options.settings.at("profile").value;
   if (path.empty()) return;
   const plc_profile::Profile profile = read_profile_setting(path);
   options.most_names = plc_profile::names_at_a_time(profile);
   const Setting& driver = options.settings.at("driver");
-  if (driver.from != path || driver.is_typed() || options.quiet) return;
-  show_message(path + ": " + plc_profile::contract_word(profile));
+  const std::string word = plc_profile::contract_word(profile, driver.from != path);
+  if (!word.empty() && !options.quiet) show_message(path + ": " + word);
 }
 
 // What the command line says in vain beside something else on it.

@@ -42,8 +42,11 @@ TEST_F(ProfileTest, PollsThatAreFasterThanAdvised_AreNoted) {
   EXPECT_THAT(said(load_with("[settings]\npoll_ms = 500\n")), Not(testing::Contains(HasSubstr("advises"))));
 }
 
-TEST_F(ProfileTest, DriverGivenByItsPath_StaysWithoutAWord) {
-  EXPECT_THAT(said(load_with("[guarded]\nusable = \"no\"\n")), Not(testing::Contains(HasSubstr("contract"))));
+TEST_F(ProfileTest, DriverGivenByItsPath_StaysAndTheProblemIsNoted) {
+  EXPECT_THAT(said(load_with("[guarded]\nusable = \"no\"\n[contract]\nproblem = \"replies come in pieces\"\n")),
+              IsSupersetOf({"note: the guarded driver cannot be used with this controller, and the contract build does "
+                            "not read it: replies come in pieces. The driver that is named is kept"}));
+  EXPECT_THAT(said(load_with("[guarded]\nusable = \"yes\"\n")), Not(testing::Contains(HasSubstr("driver"))));
 }
 
 TEST_F(ProfileTest, Mistakes_AreErrorsWithTheirPlace) {
