@@ -147,6 +147,14 @@ bool is_hidden(char32_t value) {
 
 std::string shown_line(std::string_view text) { return shown(text, false); }
 
+std::string first_hidden(std::string_view text) {
+  while (const std::optional<CodePoint> first = first_code_point(text)) {
+    if (is_hidden(first->value)) return shown_line(text.substr(0, first->bytes));
+    text.remove_prefix(first->bytes);
+  }
+  return {};
+}
+
 std::string shown_first(std::string_view text) {
   std::string first = shown_line(text);
   const bool speaks = first.find(": ") != std::string::npos || (!first.empty() && first.back() == ':');

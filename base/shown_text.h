@@ -11,6 +11,9 @@ namespace plc_base {
 // a terminal obeys or keeps from its reader.
 bool is_hidden(char32_t value);
 
+// The first of them in a text of UTF-8, written out; empty when there is none.
+std::string first_hidden(std::string_view text);
+
 // For one line of a terminal or a log. What is_hidden finds becomes \n, \r, \t, \x1b (below U+0080) or \u{202e}, a byte
 // of no UTF-8 \xff; all else, a backslash too, stays as it is. Shown text comes back unchanged.
 std::string shown_line(std::string_view text);

@@ -189,7 +189,7 @@ bool is_within(int64_t number, int64_t low, int64_t high) { return number >= low
 
 void judge_keys(const Config& config) {
   for (const std::string* id : {&config.device, &config.group, &config.edge_node}) {
-    demand(plc_gateway::id_problem(*id).empty(), "an id can be in a topic");
+    demand(plc_gateway::id_problem(*id).empty() && fuzz::is_shown(*id), "an id can be in a topic");
   }
   demand(config.primary_host.empty() || plc_gateway::id_problem(config.primary_host).empty(), "so can that of a host");
   demand(!config.controller.address.empty() && config.controller.port != 0, "a controller has an address");

@@ -176,6 +176,13 @@ TEST(ShownCsvCell, FormulaBehindASemicolon_StandsBehindAnApostrophe) {
   EXPECT_EQ(shown_csv_cell("a,=1"), "\"a,=1\"");
 }
 
+TEST(FirstHidden, IsWrittenOut) {
+  EXPECT_EQ(plc_base::first_hidden("plain \xC3\xA4"), "");
+  EXPECT_EQ(plc_base::first_hidden(""), "");
+  EXPECT_EQ(plc_base::first_hidden("a\xE2\x80\xAE\x1B"), "\\u{202e}");
+  EXPECT_EQ(plc_base::first_hidden("\t"), "\\t");
+}
+
 TEST(ShownHtml, MarkupAndHiddenCharacters_AreText) {
   EXPECT_EQ(shown_html("a<b> & \"c\" 'd'\n\xE2\x80\xAE\xFF"),
             "a&lt;b&gt; &amp; &quot;c&quot; &#39;d&#39;\\n\\u{202e}\\xff");

@@ -43,9 +43,12 @@ FILE = "{file}"  # the name of a file that is not there
 PORT = "{port}"  # of a simulated controller with such variables
 CAPTURE = "{capture}"  # traffic about such names
 LOG = "{log}"  # where a log of watch goes, a folder of its own for each run
+SURVEY = "{survey}"  # where a survey goes
+CONFIG = "{config}"  # a configuration of plc-gateway that takes every name of TAGS
 # Kinds of standard output.
 LINES, JSON, CSV, SARIF, TERMINAL = "lines", "json", "csv", "sarif", "terminal"
 LOGGED = "lines, and a log with every name"
+SURVEYED = "lines, and a survey's files"
 
 COMMANDS = ("tags", "check", "read", "write", "batch", "watch", "why")  # of plc-host, that load the driver
 LIVE = ("--address", "127.0.0.1", "--port", PORT, "--tags", TAGS)
@@ -88,6 +91,7 @@ ROWS = [
     Row("plc-host", ("tags", TAGS)),
     Row("plc-host", ("tags", TAGS, "--names")),
     Row("plc-host", ("tags", TAGS, "--json"), JSON),
+    Row("plc-host", ("tags", TAGS, "--format", "csv"), CSV),
     Row("plc-host", ("tags", FILE)),
     Row("plc-host", ("check", TAGS)),
     Row("plc-host", ("check", TAGS, "--json"), JSON),
@@ -98,6 +102,10 @@ ROWS = [
                              ("write", (NAME + "=x\n" + FORGED,)), ("write", (TEXT + "=1",)), ("write", (TEXT,)),
                              ("why", (NAME,)), ("why", (TEXT,)))
       for form, kind in (((), LINES), (("--json",), JSON))),
+    Row("plc-host", ("read", "--all", *LIVE, "--format", "csv"), CSV),
+    *(Row("plc-host", ("read", NAME, *LIVE, "--profile=" + profile)) for profile in (TEXT, FILE, TAGS)),
+    Row("plc-host", ("survey", *LIVE, "--rate", "1000", "--output", SURVEY), SURVEYED),
+    *(Row("plc-host", ("survey", *LIVE, "--output=" + SURVEY, "--write=" + name)) for name in (TEXT, NAME)),
     *(Row("plc-host", ("watch", "--all", "--rounds", "2", "--interval", "1", *LIVE, *form), kind)
       for form, kind in (((), LINES), (("--json",), JSON), (("--csv",), CSV), ((), TERMINAL))),
     Row("plc-host", ("watch", TEXT, *LIVE)),
@@ -118,6 +126,10 @@ ROWS = [
                      "--report", "--web")
       for hostile in (TEXT, FILE)),
     *(Row("plc-sim", ("--replay", file)) for file in (TEXT, FILE, TAGS)),
+    *(Row("plc-gateway", words) for command in ("check", "run", "journal")
+      for words in ((command, TEXT), (command, FILE), (command, TAGS), (command, "--" + TEXT))),
+    Row("plc-gateway", (TEXT,)),
+    Row("plc-gateway", ("check", CONFIG)),
 ]
 
 
@@ -201,7 +213,7 @@ def look_at_csv(text):
 
 
 LOOK_AT = {LINES: lambda text: None, JSON: look_at_json, CSV: look_at_csv, SARIF: look_at_sarif,
-           TERMINAL: lambda text: None, LOGGED: lambda text: None}
+           TERMINAL: lambda text: None, LOGGED: lambda text: None, SURVEYED: lambda text: None}
 
 
 def escaped(data):
@@ -241,9 +253,36 @@ class Bench:
             file.write(b"\n".join(self.good_lines() + wrong) + b"\n")
         return path
 
+    def write_config(self, path, tags):
+        """Names that cannot be a text of TOML are in the tag file alone."""
+        (path.parent / "tags").mkdir()
+        os.symlink(tags, path.parent / "tags" / "PLC7F000001_0.csv")
+        path.write_text(f"""[controller]
+name = "{FORGED}"
+address = "127.0.0.1"
+tags = "tags/PLC7F000001_0.csv"
+driver = "{self.library}"
+[broker]
+url = "mqtt://127.0.0.1"
+[sparkplug]
+group = "x\\nplc-gateway: {FORGED}\\u202E"
+edge_node = "\\u009B"
+[[poll]]
+every_ms = 50
+names = ["*", "N\\u001B[2J*", "\\u202Eplc-gateway: {FORGED}"]
+[journal]
+folder = "."
+[json]
+topic = "{{name}}"
+["x\\nplc-gateway: {FORGED}"]
+""")
+
     def words(self, row, tags, name, log):
         there = {TAGS: tags, NAME: name, TEXT: self.text, FILE: tags + b"\nplc-host: " + FORGED.encode(),
-                 PORT: str(self.port).encode(), CAPTURE: os.fsencode(self.capture), LOG: os.fsencode(log)}
+                 PORT: str(self.port).encode(), CAPTURE: os.fsencode(self.capture), LOG: os.fsencode(log),
+                 SURVEY: os.fsencode(log.parent / "survey"), CONFIG: os.fsencode(log.parent / "gateway.toml")}
+        if CONFIG in row.words:
+            self.write_config(log.parent / "gateway.toml", tags)
         words = [os.fsencode(self.programs[row.program])]
         for word in row.words:
             data = word.encode()
@@ -298,7 +337,7 @@ class Bench:
 
     def check(self, row):
         """With every file's name, where there is one in the row; every character, and a formula, in a variable's."""
-        has_files = any(FILE in word or word in (TAGS, CAPTURE) for word in row.words)
+        has_files = any(FILE in word or word in (TAGS, CAPTURE, CONFIG) for word in row.words)
         has_names = any(NAME in word for word in row.words)
         rounds = max(len(self.tag_files), len(self.packs) + 1 if has_names else 0) if has_files else 1
         logged = ""
@@ -315,8 +354,12 @@ class Bench:
                     raise Failure(f"ended with {done.returncode}")
             look_at_text("standard error", err)
             LOOK_AT[row.kind](look_at_text("standard output", out))
-            logged += "".join(look_at_text(file.name, file.read_bytes()) for file in log_folder.iterdir())
+            look_at_files = [file for file in log_folder.rglob("*") if row.kind in (LOGGED, SURVEYED) and file.is_file()]
+            logged += "".join(look_at_text(file.name, file.read_bytes()) for file in look_at_files
+                              if file.suffix != ".pcapng")
         # Not every tag file has a name that is taken.
+        if row.kind == SURVEYED and "<html" not in logged:
+            raise Failure("there is no report")
         if row.kind == LOGGED:
             if not logged:
                 raise Failure("there is no log")
@@ -353,13 +396,14 @@ def main():
         bench = Bench(folder, programs, options.library)
         with start_controller(bench) as controller:
             bench.fill()
+            rows = [row for row in ROWS if row.program in programs]
             with ThreadPoolExecutor(AT_ONCE) as pool:
-                failures = [failure for failure in pool.map(lambda row: failure_of(bench, row), ROWS) if failure]
+                failures = [failure for failure in pool.map(lambda row: failure_of(bench, row), rows) if failure]
             controller.stdin.close()
             controller.stdout.read()
     for failure in failures:
         print(failure)
-    print(f"{len(ROWS)} commands, {len(failures)} with something raw in their output")
+    print(f"{len(rows)} commands, {len(failures)} with something raw in their output")
     return 1 if failures else 0
 
 

@@ -3,6 +3,7 @@
 
 #include <string_view>
 
+#include "base/shown_text.h"
 #include "base/text.h"
 
 namespace plc_gateway {
@@ -74,6 +75,8 @@ std::string topic_problem(const std::string& topic) {
   if (topic.find_first_of("+#") != std::string::npos) return "holds + or #, which are for subscribers";
   if (topic.front() == '$') return "begins with $, which is the broker's own: begin with another character";
   if (starts_with(topic, "spBv1.0/")) return "begins with spBv1.0/, where only the standard's messages are allowed";
+  const std::string hidden = plc_base::first_hidden(topic);
+  if (!hidden.empty()) return "holds the hidden character " + hidden + ": take it out";
   if (topic.size() > kMostTopic) return "has more than 1024 bytes: make it shorter";
   return {};
 }

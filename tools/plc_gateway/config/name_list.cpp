@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/near_names.h"
+#include "base/shown_text.h"
 #include "base/text.h"
 #include "base/utf8.h"
 #include "tools/plc_gateway/config/data_types.h"
@@ -34,6 +35,8 @@ std::string name_problem(const std::string& name, bool has_json_form) {
   if (has_json_form && name.find_first_of("+#") != std::string::npos) {
     return name + " holds + or #, which no topic may, and [json] makes one of it";
   }
+  const std::string hidden = has_json_form ? plc_base::first_hidden(name) : std::string();
+  if (!hidden.empty()) return name + " holds the hidden character " + hidden + ", and [json] makes a topic of the name";
   return {};
 }
 

@@ -60,10 +60,13 @@ uint16_t port_of(const sockaddr_storage& address) {
 }
 
 bool is_loopback(const sockaddr_storage& address) {
-  if (address.ss_family == AF_INET6) {
-    return IN6_IS_ADDR_LOOPBACK(&reinterpret_cast<const sockaddr_in6*>(&address)->sin6_addr) != 0;
-  }
   constexpr uint32_t kNetBits = 24;
+  if (address.ss_family == AF_INET6) {
+    constexpr size_t kMappedAt = 12;
+    const in6_addr& ipv6 = reinterpret_cast<const sockaddr_in6*>(&address)->sin6_addr;
+    const bool is_mapped = IN6_IS_ADDR_V4MAPPED(&ipv6) != 0 && ipv6.s6_addr[kMappedAt] == IN_LOOPBACKNET;
+    return is_mapped || IN6_IS_ADDR_LOOPBACK(&ipv6) != 0;
+  }
   return ntohl(reinterpret_cast<const sockaddr_in*>(&address)->sin_addr.s_addr) >> kNetBits == IN_LOOPBACKNET;
 }
 

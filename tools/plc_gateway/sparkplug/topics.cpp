@@ -1,6 +1,8 @@
 // The standard's topics, put together once.
 #include "tools/plc_gateway/sparkplug/topics.h"
 
+#include "base/shown_text.h"
+
 namespace plc_gateway {
 
 Topics::Topics(const std::string& group, const std::string& edge_node, const std::string& device,
@@ -25,7 +27,8 @@ std::string id_problem(const std::string& id) {
     if (c == '+' || c == '/' || c == '#') return std::string("holds '") + c + "', which topics give a meaning";
     if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) return "holds a control character";
   }
-  return {};
+  const std::string hidden = plc_base::first_hidden(id);
+  return hidden.empty() ? std::string() : "holds the hidden character " + hidden;
 }
 
 }  // namespace plc_gateway

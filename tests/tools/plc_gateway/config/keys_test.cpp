@@ -288,6 +288,7 @@ TEST_F(KeysTest, Topics_HaveTheNameOnceAndNothingForSubscribers) {
   EXPECT_EQ(topic_problem("{device}/{name}"), "holds braces beside {name}: nothing else is put in");
   EXPECT_EQ(topic_problem("{name}/}"), topic_problem("{device}/{name}"));
   EXPECT_EQ(topic_problem("a/#/{name}"), "holds + or #, which are for subscribers");
+  EXPECT_EQ(topic_problem("a\xE2\x80\xA8/{name}"), "holds the hidden character \\u{2028}: take it out");
   EXPECT_EQ(topic_problem("$a/{name}"), "begins with $, which is the broker's own: begin with another character");
   EXPECT_EQ(topic_problem("spBv1.0/{name}"), "begins with spBv1.0/, where only the standard's messages are allowed");
   EXPECT_EQ(topic_problem(std::string(1019, 'a') + "{name}"), "has more than 1024 bytes: make it shorter");

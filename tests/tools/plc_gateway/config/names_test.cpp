@@ -128,6 +128,15 @@ TEST_F(NamesTest, NameThatNoMessageCanCarry_IsLeftOut) {
                           "name, or take it out of the list"));
 }
 
+TEST_F(NamesTest, NameThatHidesSomething_MakesNoTopic) {
+  folder_.write("tags/PLCC0A8000A_0.csv", "A\xE2\x80\xAE,INT,,,,,,0,1,0,0,,DM\nSpeed,INT,,,,,,2,1,0,0,,DM\n");
+  EXPECT_THAT(said_of_names("\"*\""), testing::IsEmpty());
+  EXPECT_THAT(
+      said_of("[json]\ntopic = \"a/{name}\"\n[[poll]]\nevery_ms = 500\nnames = [\"*\"]\n", &Sections::poll),
+      ElementsAre("5:10: note: 1 of the 2 variables that * fits is left out: A\\u{202e} holds the hidden character "
+                  "\\u{202e}, and [json] makes a topic of the name"));
+}
+
 TEST_F(NamesTest, GlobThatFitsNothing_IsAnError) {
   EXPECT_THAT(said_of_names("\"Motr.*\", \"Table[*]\""),
               ElementsAre("3:10: error: Motr.* fits no declared variable; there are names that begin with Motor; * is "

@@ -144,6 +144,12 @@ TEST_F(MetricsServerTest, AddressOfANetwork_IsServedUnderAnyName) {
   EXPECT_THAT(answer_to("GET /m HTTP/1.1\r\nHost: press1.plant\r\n\r\n"), EndsWith("asked for /m"));
 }
 
+TEST_F(MetricsServerTest, AddressOfThisMachineWrittenAsIpv6_IsServedUnderNoOtherName) {
+  serve({}, "::ffff:127.0.0.1");
+  EXPECT_THAT(answer_to("GET /m HTTP/1.1\r\nHost: evil.example\r\n\r\n"), StartsWith("HTTP/1.1 403 "));
+  EXPECT_THAT(answer_to("GET /m HTTP/1.1\r\nHost: localhost\r\n\r\n"), EndsWith("asked for /m"));
+}
+
 TEST_F(MetricsServerTest, AnythingButGetAndHead_IsRefused) {
   serve();
   for (const char* method : {"POST", "PUT", "DELETE"}) {

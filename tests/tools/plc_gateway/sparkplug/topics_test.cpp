@@ -32,6 +32,9 @@ TEST(Topics, IdWithAWildcardASlashOrAControlCharacter_IsRefused) {
   EXPECT_EQ(id_problem(""), "is empty");
   for (const char* id : {"a+", "#", "a/b"}) EXPECT_NE(id_problem(id), "") << id;
   EXPECT_EQ(id_problem("a\nb"), "holds a control character");
+  EXPECT_EQ(id_problem("a\xE2\x80\xAE"), "holds the hidden character \\u{202e}");
+  EXPECT_EQ(id_problem("\xC2\x9B"), "holds the hidden character \\u{9b}");
+  EXPECT_EQ(id_problem("Pre\xC3\x9F 1"), "");
 }
 
 }  // namespace
