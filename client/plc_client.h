@@ -426,9 +426,8 @@ class PLC_CLIENT_API Controller {
 
   // What the driver calls itself: "1.1.0 guarded".
   const std::string& driver_build() const;
-  // What a profile says against the guarded build: why the contract build was taken, and what to look after then; or
-  // why it was not although the guarded build fails there; or that the driver which the program names was kept all the
-  // same. Empty where nothing speaks against it.
+  // Why the guarded build cannot be used by the profile, which driver was taken then, and what to look after. A driver
+  // that the program names is kept, and has a remark too. Empty where nothing speaks against the guarded build.
   const std::string& driver_remark() const;
 
  private:

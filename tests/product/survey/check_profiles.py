@@ -2,7 +2,8 @@
 """Surveys plc-sim with each profile of profiles/, and holds what was found to the profile.
 
 check_profiles.py --host PLC_HOST --sim PLC_SIM --tags TAGFILE
-                  --drivers GUARDED WITHOUT_STATUS WITHOUT_VALUE_END WITHOUT_BOTH [--times] [--only NAME...]
+                  --drivers GUARDED WITHOUT_STATUS WITHOUT_VALUE_END WITHOUT_BOTH --contract CONTRACT
+                  [--times] [--only NAME...]
 
 For each profile:
 - the survey learns it: every key but times is the same; with --times, which wants a machine that does nothing else,
@@ -11,6 +12,9 @@ For each profile:
 - the build of the guarded driver that the verdict names holds: each variable that is there is read with its own value,
   writes are verified, and what is refused is a failure; no build holds where the verdict is "no", and none with more
   checks than the verdict leaves
+- where hosts take the contract build, it gives, again and again, the value of each variable that is there; where it has
+  a problem it does not, nor with more names at a time than the survey says
+- what the survey has to tell of it is among its questions and settings
 """
 import argparse
 import json
@@ -41,6 +45,20 @@ WRITTEN = {"Motor.Speed": "1234", "Running": "true", "Levels[2]": "-5", "Recipe.
 SCRATCH = ("Motor.Steps", "Axis[2].Ready", "Motor.Fault")
 # In the order of --drivers.
 BUILDS = ("yes", "without status", "without value end", "without both")
+# What plc-sim does beside its profile, by the beginning of the profile's name.
+SIM_WORDS = {"34": ("--animate-ms=11",),
+             "35": ("--fault=delay 700 on=read every=40 times=always",
+                    "--fault=no-reply on=resolve every=97 times=always")}
+# A busy machine takes seconds for hundreds of pieces.
+SURVEY_WORDS = {"31": ("--timeout", "20")}
+# What the survey asks, and what it sets.
+TOLD = {"30": ({"pieces", "sequence numbers", "limits", "Limit"}, {"driver": "contract", "batch_names": "14"}),
+        "31": ({"pieces"}, {"driver": "guarded"}),
+        "32": ({"pieces", "sequence numbers"}, {"driver": "contract", "batch_names": "14"}),
+        "33": ({"pieces", "sequence numbers"}, {"driver": None, "batch_names": None}),
+        "34": (set(), {"driver": "guarded"}),
+        "35": ({"late answers", "requests without an answer"}, {"driver": "guarded", "timeout_s": "10"})}
+CONTRACT_ROUNDS = 5
 # How the guarded build is chosen where a verdict leaves checks out: builds with more checks than that do not hold.
 STRICTER = {"yes": (), "without status": (0,), "without value end": (0,), "without both": (0, 1, 2), "no": (0, 1, 2, 3)}
 
@@ -65,16 +83,20 @@ class Bench:
                              encoding="utf-8")
         self.truth = self.results("read", None, options.drivers[0], ("--all",))
 
-    def sim_words(self, profile):
+    def sim_words(self, profile, more=()):
         words = ["--sim", self.tags, "--simulator", self.options.sim, "--sim-arg=--sentinel"]
+        words += [f"--sim-arg={word}" for word in more]
         return words + ([f"--sim-arg=--profile={profile}"] if profile else [])
 
     def survey(self, profile, name, more):
         """report.json and profile.toml of a survey of plc-sim with the profile."""
         output = self.folder / name
-        scratch = [word for variable in SCRATCH for word in ("--write", variable)]
-        done = run([self.options.host, "survey", "--driver", self.options.drivers[0], *self.sim_words(profile),
-                    "--output", output, "--rate", "1000", "-q", *scratch, *more])
+        sim_words = SIM_WORDS.get(name[:2], ())
+        # What changes by itself, or is lost, cannot be written and set back.
+        scratch = [] if sim_words else [word for variable in SCRATCH for word in ("--write", variable)]
+        done = run([self.options.host, "survey", "--driver", self.options.drivers[0],
+                    *self.sim_words(profile, sim_words), "--output", output, "--rate", "1000", "-q", *scratch, *more,
+                    *SURVEY_WORDS.get(name[:2], ())])
         if done.returncode not in (0, 1):
             raise Mismatch(f"the survey ends with {done.returncode}: {done.stderr[-500:]}")
         report = json.loads((output / "report.json").read_text(encoding="utf-8"))
@@ -177,6 +199,55 @@ def check_truth(bench, path, usable):
             raise Mismatch(f"the verdict is {usable!r}, and the guarded build does not hold: {reason}")
 
 
+def why_contract_not_held(bench, path, taken):
+    """The first value of the contract build that is not the truth; empty when all are. It cannot tell refusals."""
+    refused = {row["name"] for row in tomllib.loads(path.read_text(encoding="utf-8")).get("refused", [])}
+    for command in ("read", "batch"):
+        results = bench.results(command, path, bench.options.contract, ("--all", *taken))
+        for name, (state, value) in bench.truth.items():
+            found = results.get(name, ("absent", None))
+            if state == "good" and name not in refused and found != ("unguarded", value):
+                return f"{command}: {name} is {value}, and is read as {found}"
+    return ""
+
+
+def check_contract(bench, path, learnt):
+    if learnt["guarded"]["usable"] != "no":
+        return
+    taken = ("--profile", bench.folder / path.stem / "profile.toml")
+    if "problem" in learnt.get("contract", {}):
+        if not why_contract_not_held(bench, path, taken):
+            raise Mismatch("the contract build is said to have a problem, and holds")
+        return
+    for _ in range(CONTRACT_ROUNDS):
+        reason = why_contract_not_held(bench, path, taken)
+        if reason:
+            raise Mismatch(f"the contract build is said to be usable, and does not hold: {reason}")
+    pieces = learnt["replies"].get("piece_bytes")
+    if pieces and not why_contract_not_held(bench, path, ()):
+        raise Mismatch(f"pieces of {pieces} bytes, and the contract build needs no limit of names")
+
+
+def check_told(path, report, learnt):
+    if path.stem[:2] not in TOLD:
+        return
+    wanted, settings = TOLD[path.stem[:2]]
+    asked = {question["about"] for question in report["questions"]}
+    if not wanted <= asked:
+        raise Mismatch(f"no question on {wanted - asked}; the questions are on {asked}")
+    found = {one["setting"]: one["value"] for one in report["recommendations"]}
+    for setting, value in settings.items():
+        if found.get(setting) != value:
+            raise Mismatch(f"{setting} is to be {value}, and is {found.get(setting)}")
+    variables = report["variables"]["findings"]
+    if path.stem[:2] in SIM_WORDS:
+        wrong = [(one["name"], one["why"]) for one in variables if one["state"] not in ("good", "not tried")]
+        if wrong or learnt.get("limits"):
+            raise Mismatch(f"what moves or is lost is taken for more: {wrong} {learnt.get('limits')}")
+    if path.stem[:2] == "34" and not any(one["changes"] for one in variables):
+        raise Mismatch("no variable is said to change")
+
+
 def check(bench, path):
     with open(path, "rb") as file:
         wanted = tomllib.load(file)
@@ -195,7 +266,10 @@ def check(bench, path):
     compare(learnt, again, ("times.connect_ms", *left_out))
     if wanted["guarded"] != learnt["guarded"]:
         raise Mismatch(f"the truth is {wanted['guarded']}, the verdict {learnt['guarded']}")
-    check_truth(bench, path, learnt["guarded"]["usable"])
+    check_told(path, report, learnt)
+    if path.stem[:2] not in SIM_WORDS:
+        check_truth(bench, path, learnt["guarded"]["usable"])
+        check_contract(bench, path, learnt)
 
 
 def main():
@@ -204,6 +278,7 @@ def main():
     parser.add_argument("--sim", required=True, type=pathlib.Path)
     parser.add_argument("--tags", required=True, type=pathlib.Path)
     parser.add_argument("--drivers", required=True, nargs=4, type=pathlib.Path)
+    parser.add_argument("--contract", required=True, type=pathlib.Path)
     parser.add_argument("--times", action="store_true")
     parser.add_argument("--only", nargs="*", default=[])
     options = parser.parse_args()

@@ -59,6 +59,8 @@ class Comparison {
 
  private:
   std::vector<TagResult> wanted_of(const TagList& tags, const std::string& file, std::vector<size_t>& positions);
+  void read_by_driver(DriverSession& session, std::vector<TagResult>& results);
+  void read_lost_again(DriverSession& session, std::vector<TagResult>& results);
   void take_result(const TagResult& result, size_t at);
   Word word_of(const TagResult& result, size_t at) const;
   bool is_same(const Word& word) const;
@@ -105,15 +107,47 @@ void Comparison::read_file(const HostOptions& options, const std::string& file, 
   record_.compared_with = host.library().build;
   std::vector<size_t> positions;
   std::vector<TagResult> results = wanted_of(host.tags(), file, positions);
-  const auto stop = [] { return stop_requested(); };
-  if (results.size() > kMostSingly) {
-    read_tags_batched(host.session(), results, stop);
-  } else {
-    read_tags(host.session(), results, stop, [this](const TagResult&) { conversation_.progress().asked(); });
-  }
+  read_by_driver(host.session(), results);
+  read_lost_again(host.session(), results);
   // The driver would keep its connection, and controllers have few.
   if (host.session().is_connected()) ::close(host.session().connection().socket_fd);
   for (size_t i = 0; i < results.size(); ++i) take_result(results[i], positions[i]);
+}
+
+void Comparison::read_by_driver(DriverSession& session, std::vector<TagResult>& results) {
+  const auto stop = [] { return stop_requested(); };
+  if (results.size() > kMostSingly) {
+    read_tags_batched(session, results, stop);
+  } else {
+    read_tags(session, results, stop, [this](const TagResult&) { conversation_.progress().asked(); });
+  }
+}
+
+// Places of the results that had no answer: those first whose turn did not come.
+std::vector<size_t> lost_places(const std::vector<TagResult>& results) {
+  std::vector<size_t> places;
+  for (const bool is_taken : {false, true}) {
+    for (size_t i = 0; i < results.size(); ++i) {
+      const Quality quality = results[i].reading.quality();
+      const bool is_lost = quality == Quality::kNotRead || quality == Quality::kNoAnswer || quality == Quality::kLost;
+      if (is_lost && results[i].reading.is_taken() == is_taken) places.push_back(i);
+    }
+  }
+  return places;
+}
+
+// A reply that is lost says nothing of its variable: what has no answer is read again, as long as fewer are left.
+void Comparison::read_lost_again(DriverSession& session, std::vector<TagResult>& results) {
+  size_t before = results.size() + 1;
+  for (std::vector<size_t> places = lost_places(results); !places.empty() && places.size() < before;
+       places = lost_places(results)) {
+    if (stop_requested()) return;
+    before = places.size();
+    std::vector<TagResult> left;
+    for (const size_t place : places) left.push_back(unread(results[place].reference));
+    read_by_driver(session, left);
+    for (size_t i = 0; i < places.size(); ++i) results[places[i]] = left[i];
+  }
 }
 
 // The good variables of the file; positions: of each in the findings.

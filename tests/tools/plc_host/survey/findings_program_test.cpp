@@ -134,6 +134,19 @@ TEST_F(SurveyFindingsTest, AnswersThatDoNotCome_CountForTheTimeOutAndMakeNoFindi
   EXPECT_EQ(found.at("questions").at(0).at("about"), "requests without an answer");
 }
 
+// It is lost on the way to the driver, which reads when the survey has all values.
+TEST_F(SurveyFindingsTest, AnswerThatTheDriverDoesNotGet_MakesNoFindingOnAVariable) {
+  write_file("machine.csv", kTwo);
+  const auto simulator = start_simulator({"--sentinel", "--fault", "no-reply on=read after=3 times=1"});
+  const Outcome outcome = survey(kTwo, {"--timeout", "1"});
+  end(*simulator);
+  EXPECT_EQ(outcome.code, 0) << outcome.out;
+  const Json variables = report().at("variables");
+  EXPECT_EQ(variables.at("not_compared"), nullptr);
+  EXPECT_EQ(report().at("heads").at("unanswered"), 0);
+  for (const Json& finding : variables.at("findings")) EXPECT_EQ(finding.at("why"), nullptr);
+}
+
 // Its first piece says nothing of its end yet.
 TEST_F(SurveyFindingsTest, RepliesInSmallPiecesWithLongPauses_AreWhole) {
   write_file("machine.csv", "Speed,INT,,,,,,0,1,0,0,,DM\n");
