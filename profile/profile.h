@@ -62,6 +62,7 @@ struct Profile {
   std::optional<uint16_t> refusal_status;
 
   std::optional<uint32_t> program_name_units;  // names in the directory are cut there
+  std::optional<uint32_t> longest_name_units;  // of those in the directory: none is cut at fewer
 
   // Declared variables that the controller does not have.
   struct Refused {

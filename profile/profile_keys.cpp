@@ -93,6 +93,8 @@ const std::vector<KeyRow>& key_rows() {
 
       {"directory", "name_units", "names of programs are cut behind so many characters", &Profile::program_name_units,
        1, 126},
+      {"directory", "longest_units", "characters of the longest of them, so that none is cut at fewer",
+       &Profile::longest_name_units, 1, 126},
   };
   return kRows;
 }

@@ -109,7 +109,12 @@ struct Controller::Body {
         tags(collecting(options), target.ip_address, *driver),
         link(options, target),
         build(driver->library().build),
-        driver_remark(given.word) {
+        driver_remark(given.word),
+        program_names(given.program_names) {
+    for (const auto& area : tags.areas()) {
+      const std::vector<std::string> declared = core::program_names(area->list);
+      program_names.declared.insert(program_names.declared.end(), declared.begin(), declared.end());
+    }
     if (!driver_remark.empty()) log(driver_remark);
     pass_on_lines();
   }
@@ -146,6 +151,7 @@ struct Controller::Body {
   Link link;
   std::string build;
   std::string driver_remark;
+  core::ProgramNames program_names;
   std::unique_ptr<core::DriverSession> session;
   core::Failure last_failure;
 };
@@ -156,6 +162,7 @@ core::DriverSession& Controller::Body::open() {
   auto opened = std::make_unique<core::DriverSession>(
       driver->library(), [this] { return driver->take_lines(); }, target,
       [this](const std::string& line) { log(line); });
+  opened->know_programs(program_names);
   for (const auto& area : tags.areas()) {
     const uint32_t code = driver->load_tags(target.ip_address, area->area, area->path.c_str());
     std::string words;

@@ -20,7 +20,7 @@ void demand_right(const plc_profile::ProfileResult& result) {
 }  // namespace
 
 ProfiledOptions with_profile(const Options& given) {
-  ProfiledOptions profiled{given, 0, ""};
+  ProfiledOptions profiled{given};
   if (given.profile.empty()) return profiled;
   const plc_profile::ProfileResult result = plc_profile::read_profile(given.profile);
   demand_right(result);
@@ -37,6 +37,7 @@ ProfiledOptions with_profile(const Options& given) {
     if (!is_driver_named) options.driver = plc_profile::driver_choice(profile);
     profiled.word = given.profile + ": " + word;
   }
+  profiled.program_names = {{}, profile.program_name_units, profile.longest_name_units};
   profiled.most_names = plc_profile::names_at_a_time(profile);
   return profiled;
 }

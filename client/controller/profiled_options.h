@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "client/driver/program_names.h"
 #include "client/plc_client.h"
 
 namespace plc_client {
@@ -11,7 +12,8 @@ namespace plc_client {
 struct ProfiledOptions {
   Options options;
   uint32_t most_names = 0;  // that the controller takes in a request; 0: no limit is known
-  std::string word;         // for the log: why the driver is another one than asked for; empty when it is not
+  core::ProgramNames program_names = {};
+  std::string word = {};  // for the log: why the driver is another one than asked for; empty when it is not
 };
 
 // Throws Error for a profile that cannot be read or has mistakes.

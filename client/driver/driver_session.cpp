@@ -107,7 +107,10 @@ void DriverSession::count_call(uint32_t code, std::chrono::nanoseconds took) {
 
 CallResult DriverSession::note_call(bool single, uint32_t code, uint32_t count,
                                     std::chrono::steady_clock::time_point start, std::vector<std::string> lines) {
-  if (!is_connected()) programs_.clear();
+  if (!is_connected()) {
+    found_.clear();
+    programs_.clear();
+  }
   const std::chrono::nanoseconds took = std::chrono::steady_clock::now() - start;
   CallResult result;
   result.time = std::chrono::system_clock::now();
@@ -194,20 +197,47 @@ std::optional<bool> DriverSession::has_program(const ProgramProbe& probe, size_t
   return answer;
 }
 
-ProgramAnswer DriverSession::ask_for_program(std::string_view name) {
-  if (!asks_for_programs_ || !library_.is_guarded || library_.load_tags == nullptr) return {};
-  if (const auto known = programs_.find(name); known != programs_.end()) return {known->second, {}};
+ProgramAnswer DriverSession::find_program(std::string_view name) {
+  if (const auto known = found_.find(name); known != found_.end()) return known->second;
   const ProgramProbe* probe = probe_for(name);
   if (probe == nullptr) return {};
   ProgramAnswer answer;
   std::optional<bool> is_there = has_program(*probe, name.size(), answer.no_connection);
   if (answer.no_connection) return answer;
   if (is_there) answer.match = *is_there ? ProgramMatch::kWhole : ProgramMatch::kNone;
-  for (size_t length = name.size(); length > 0 && is_there == false; --length) {
-    is_there = has_program(*probe, length - 1, answer.no_connection);
+  answer.bytes = name.size();
+  while (answer.bytes > 0 && is_there == false) {
+    is_there = has_program(*probe, --answer.bytes, answer.no_connection);
     if (is_there == true) answer.match = ProgramMatch::kBeginning;
   }
-  programs_.emplace(std::string(name), answer.match);
+  if (answer.match == ProgramMatch::kNone) answer.bytes = 0;
+  if (!answer.no_connection) found_.emplace(std::string(name), answer);
+  return answer;
+}
+
+std::optional<bool> DriverSession::has_longer_name(size_t units, std::optional<CallResult>& failed) {
+  for (const std::string& name : longer_names(names_, units)) {
+    const ProgramAnswer other = find_program(name);
+    failed = other.no_connection;
+    if (failed) return std::nullopt;
+    const bool is_there = other.match == ProgramMatch::kWhole || other.match == ProgramMatch::kBeginning;
+    if (is_there && directory_units(std::string_view(name).substr(0, other.bytes)) > units) return true;
+  }
+  return false;
+}
+
+ProgramAnswer DriverSession::ask_for_program(std::string_view name) {
+  if (!asks_for_programs_ || !library_.is_guarded || library_.load_tags == nullptr) return {};
+  if (const auto known = programs_.find(name); known != programs_.end()) return known->second;
+  ProgramAnswer answer = find_program(name);
+  if (answer.no_connection) return answer;
+  if (answer.match == ProgramMatch::kBeginning) {
+    const size_t units = directory_units(name.substr(0, answer.bytes));
+    const bool is_another = is_another_name(names_, name, answer.bytes);
+    if (is_another || has_longer_name(units, answer.no_connection) == true) answer.match = ProgramMatch::kNone;
+    if (answer.no_connection) return answer;
+  }
+  programs_.emplace(std::string(name), answer);
   return answer;
 }
 

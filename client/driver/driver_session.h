@@ -8,9 +8,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "client/driver/driver_library.h"
+#include "client/driver/program_names.h"
 #include "client/driver/program_probe.h"
 #include "client/values/reading.h"
 
@@ -95,6 +97,7 @@ enum class ProgramMatch { kNone, kBeginning, kWhole };
 struct ProgramAnswer {
   std::optional<ProgramMatch> match;        // nothing where it cannot be known, as with the contract build
   std::optional<CallResult> no_connection;  // without which nothing is known
+  size_t bytes = 0;                         // of the name that the directory has, the program's or another one's
 };
 
 class DriverSession {
@@ -115,10 +118,12 @@ class DriverSession {
   CallResult read_batch(std::vector<BatchReadRequest>& elements);
 
   // Asks the driver, which connects first unless it is connected, but asks the controller for nothing else. What is
-  // known is known until the connection ends.
+  // known is known until the connection ends. A beginning that can be no name cut short counts as none.
   ProgramAnswer ask_for_program(std::string_view name);
   // For those who show what came whosever it is: from now on nothing is known of programs.
   void leave_programs_unasked() { asks_for_programs_ = false; }
+  // By which a name cut short is told from the name of another program.
+  void know_programs(ProgramNames names) { names_ = std::move(names); }
 
   // hook is the one of the driver that does what every transfer does first.
   CallResult connect(uint32_t (*hook)(ConnContext*));
@@ -151,6 +156,10 @@ class DriverSession {
   std::optional<bool> has_program(const ProgramProbe& probe, size_t length, std::optional<CallResult>& failed);
   const ProgramProbe* probe_for(std::string_view name);
   void count_call(uint32_t code, std::chrono::nanoseconds took);
+  // As the driver takes it: each beginning is a name cut short.
+  ProgramAnswer find_program(std::string_view name);
+  // Whether the directory has a name of more units. Nothing without a connection: failed has the call then.
+  std::optional<bool> has_longer_name(size_t units, std::optional<CallResult>& failed);
 
   const DriverLibrary& library_;
   LineSource take_lines_;
@@ -161,8 +170,11 @@ class DriverSession {
   CommSettings settings_{};  // the driver keeps a pointer to it
   ConnContext connection_{};
   CallFigures figures_;
-  std::map<std::string, std::optional<ProgramProbe>, std::less<>> probes_;    // loaded for good
-  std::map<std::string, std::optional<ProgramMatch>, std::less<>> programs_;  // of this connection
+  std::map<std::string, std::optional<ProgramProbe>, std::less<>> probes_;  // loaded for good
+  using Answers = std::map<std::string, ProgramAnswer, std::less<>>;        // of this connection
+  Answers found_;
+  Answers programs_;
+  ProgramNames names_;
   uint16_t next_probe_area_ = UINT16_MAX;
   bool asks_for_programs_ = true;
 };

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "client/driver/driver_lines.h"
+#include "client/driver/program_names.h"
 #include "client/values/value_text.h"
 
 namespace plc_client::core {
@@ -148,12 +149,16 @@ Failure nothing_stored() {
   return failure;
 }
 
-Failure missing_program(const TagEntry& entry) {
+Failure missing_program(const TagEntry& entry, size_t first_bytes) {
   Failure failure;
   failure.quality = Quality::kFailed;
   failure.reason = "the controller has no program " + quote_text(entry.scope_name) +
                    ": what answers may be another program's variable";
   failure.advice = "Correct column 12 of its line: plc-host check FILE --live names similar programs.";
+  if (first_bytes > 0 && lacks_blanks_only(entry.scope_name, first_bytes)) {
+    failure.advice = "Remove the blanks at the end of column 12 of its line: the controller has " +
+                     quote_text(std::string_view(entry.scope_name).substr(0, first_bytes)) + ".";
+  }
   failure.lacks_program = true;
   return failure;
 }

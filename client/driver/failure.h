@@ -28,8 +28,8 @@ Failure text_out_of_reach(size_t bytes);
 // A value without a width of which the driver stored nothing, though it reported no failure.
 Failure nothing_stored();
 
-// A local variable of a program that the controller does not have.
-Failure missing_program(const TagEntry& entry);
+// A local variable of a program that the controller does not have. It has one whose name is the first bytes of this.
+Failure missing_program(const TagEntry& entry, size_t first_bytes = 0);
 
 // What neither tag file nor driver can ask for.
 Failure impossible(const std::string& reason);

@@ -18,7 +18,7 @@ std::optional<Failure> program_hindrance(DriverSession& session, const Tag& tag,
   const ProgramMatch match = answer.match.value_or(ProgramMatch::kWhole);
   const bool is_taken = rule == ProgramRule::kBeginning && match == ProgramMatch::kBeginning;
   if (match == ProgramMatch::kWhole || is_taken) return std::nullopt;
-  return missing_program(tag.entry);
+  return missing_program(tag.entry, answer.bytes);
 }
 
 Reading of_own_program(DriverSession& session, const Tag& tag, Reading reading) {

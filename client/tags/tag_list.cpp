@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <set>
 
 #include "client/client_error.h"
 #include "client/driver/driver_session.h"
@@ -161,6 +162,14 @@ TagList load_tag_list(const DriverLibrary& library, const std::string& path) {
     throw ClientError(ClientError::Kind::kTagFile, "the driver finds no variable in the tag file " + path);
   }
   return list;
+}
+
+std::vector<std::string> program_names(const TagList& list) {
+  std::set<std::string> names;
+  for (const Tag& tag : list.tags) {
+    if (tag.entry.is_global != 1 && tag.entry.scope_name[0] != '\0') names.insert(tag.entry.scope_name);
+  }
+  return {names.begin(), names.end()};
 }
 
 const Tag* find_tag_by_id(const TagList& list, uint32_t register_id) {

@@ -42,6 +42,9 @@ TagList load_tag_list(const DriverLibrary& library, const std::string& path);
 TagList make_tag_list(const TagEntry* entries, uint32_t plain_count, const IndexedTagEntry* groups,
                       uint32_t max_indexed_id, const std::vector<uint32_t>& group_ids);
 
+// The names of programs that local variables have, each once.
+std::vector<std::string> program_names(const TagList& list);
+
 // The record with this id; null when there is none.
 const Tag* find_tag_by_id(const TagList& list, uint32_t register_id);
 

@@ -70,7 +70,7 @@ TEST(ReadProfile, Values_AreThoseOfTheFile) {
       "[connections]\nmost = 1\none_more = \"closed\"\nhalf_closed = \"not answered\"\nsegment_bytes = 536\n"
       "[replies]\nsequence = \"zero\"\nclass = \"other\"\nstatus = 0x8000\nbytes_behind_values = 2\npiece_bytes = 536\n"
       "[times]\nresolve_ms = 40\nresolve_each_ms = 0.25\n[limits]\nnames = 20\nbeyond = \"silent\"\nstatus = 0x21\n"
-      "[refusal]\nshape = \"short\"\nstatus = 0x0102\n[directory]\nname_units = 20\n"
+      "[refusal]\nshape = \"short\"\nstatus = 0x0102\n[directory]\nname_units = 20\nlongest_units = 21\n"
       "[[refused]]\nname = \"Motor.Speed\"\n[[refused]]\nname = \"Step\"\nprogram = \"MAIN\"\n",
       "p.toml");
   ASSERT_THAT(lines_of(result), ElementsAre());
@@ -96,6 +96,7 @@ TEST(ReadProfile, Values_AreThoseOfTheFile) {
   EXPECT_EQ(profile.shape, Profile::Shape::kShort);
   EXPECT_EQ(profile.refusal_status, 0x0102);
   EXPECT_EQ(profile.program_name_units, 20U);
+  EXPECT_EQ(profile.longest_name_units, 21U);
   ASSERT_EQ(profile.refused.size(), 2U);
   EXPECT_EQ(profile.refused[0].name, "Motor.Speed");
   EXPECT_EQ(profile.refused[0].program, "");

@@ -28,6 +28,9 @@ Host::Host(const HostOptions& options, CommandOutput& output, const Reroute& rer
   session_ = std::make_unique<DriverSession>(
       library_, [this] { return output_.take_lines(); }, target, usual_line_sink(options));
   session_->set_stop(stop_requested);
+  ProgramNames programs = options.program_names;
+  programs.declared = program_names(tags_);
+  session_->know_programs(std::move(programs));
   if (route_) trace_frames(*route_);
   if (!library_.is_guarded && !options.quiet) {
     show_message(library_.path + " is not the guarded build (" + library_.build +

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "client/driver/program_names.h"
+#include "tools/plc_host/client_names.h"
 #include "tools/plc_host/settings/settings.h"
 
 namespace plc_host {
@@ -72,7 +74,8 @@ struct HostOptions {
   std::vector<std::string> sim_arguments;
   uint32_t timeout_s = 2;
   uint32_t delay_ms = 0;
-  uint32_t most_names = 0;  // that the controller takes at a time; 0: no limit is known
+  uint32_t most_names = 0;     // that the controller takes at a time; 0: no limit is known
+  ProgramNames program_names;  // what is known of those in its directory
 
   // tags
   std::vector<std::string> listed;  // the tag file and names in it; with --new the name and the type

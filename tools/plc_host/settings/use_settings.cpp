@@ -36,6 +36,7 @@ void use_profile(HostOptions& options) {
   if (path.empty()) return;
   const plc_profile::Profile profile = read_profile_setting(path);
   options.most_names = plc_profile::names_at_a_time(profile);
+  options.program_names = {{}, profile.program_name_units, profile.longest_name_units};
   const Setting& driver = options.settings.at("driver");
   const std::string word = plc_profile::contract_word(profile, driver.from != path);
   if (!word.empty() && !options.quiet) show_message(path + ": " + word);

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "base/text.h"
+#include "client/driver/program_names.h"
 #include "tools/plc_host/survey/recommend.h"
 #include "wire/names.h"
 
@@ -96,8 +97,12 @@ void take_limits(const SurveyRecord& record, Profile& profile) {
   profile.status_beyond = record.limits.beyond_status;
 }
 
-// Where all names that are cut have the same length.
+// Where all names that are cut have the same length. The longest of all tells which names are no cut ones.
 void take_programs(const SurveyRecord& record, Profile& profile) {
+  for (const std::string& name : record.programs.directory) {
+    const auto length = static_cast<uint32_t>(directory_units(name));
+    if (length > profile.longest_name_units.value_or(0)) profile.longest_name_units = length;
+  }
   std::optional<size_t> units;
   for (const ProgramFinding& finding : record.programs.findings) {
     if (finding.state != ProgramFinding::State::kCut) continue;

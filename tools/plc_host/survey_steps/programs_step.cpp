@@ -3,6 +3,7 @@
 #include <map>
 #include <set>
 
+#include "client/driver/program_names.h"
 #include "tools/plc_host/survey_steps/survey_steps.h"
 #include "wire/names.h"
 
@@ -16,32 +17,30 @@ bool begins_with(const std::string& text, const std::string& beginning) {
   return text.compare(0, beginning.size(), beginning) == 0;
 }
 
-size_t units_of(const std::string& name) {
-  const auto units = plc_sim::utf16_from_utf8(name);
-  return units ? units->size() : name.size();
-}
-
 // What the tag files and the directory show together of a name in the directory that is the beginning of a scope.
 class CutNames {
  public:
   CutNames(const std::set<std::string>& scopes, const std::vector<Program>& programs)
-      : scopes_(scopes), programs_(programs) {}
+      : scopes_(scopes), programs_(programs) {
+    names_.declared.assign(scopes.begin(), scopes.end());
+    size_t longest = 0;
+    for (const Program& program : programs) longest = std::max(longest, directory_units(program.name));
+    names_.longest_units = longest;
+  }
 
-  // The directory has cut the scope to this name, where facts agree: nobody declares a program of the short name, no
-  // name in the directory is longer, and either another scope is cut at the same length or the name is long.
+  // The directory has cut the scope to this name, where facts agree: it is not another program's name, and either
+  // another scope is cut at the same length or the name is long.
   bool is_cut(const std::string& scope, const std::string& name) const {
     constexpr size_t kLikelyLimitUnits = 16;  // names of programs are seldom longer
-    if (scopes_.count(name) > 0) return false;
-    const size_t units = units_of(name);
-    const auto is_longer = [units](const Program& program) { return units_of(program.name) > units; };
-    if (std::any_of(programs_.begin(), programs_.end(), is_longer)) return false;
-    return units >= kLikelyLimitUnits || has_other(scope, name);
+    if (is_another_name(names_, scope, name.size())) return false;
+    return directory_units(name) >= kLikelyLimitUnits || has_other(scope, name);
   }
 
  private:
   bool has_other(const std::string& scope, const std::string& name) const {
     for (const Program& program : programs_) {
-      if (program.name == name || units_of(program.name) != units_of(name) || scopes_.count(program.name) > 0) continue;
+      const bool is_as_long = directory_units(program.name) == directory_units(name);
+      if (program.name == name || !is_as_long || scopes_.count(program.name) > 0) continue;
       const auto is_beginning = [&](const std::string& other) {
         return other != scope && begins_with(other, program.name);
       };
@@ -52,6 +51,7 @@ class CutNames {
 
   const std::set<std::string>& scopes_;
   const std::vector<Program>& programs_;
+  ProgramNames names_;
 };
 
 // Reads of one register take the first program whose name the scope begins with, batches the one of the same name.

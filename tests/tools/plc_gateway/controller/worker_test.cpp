@@ -269,6 +269,21 @@ TEST_F(WorkerTest, VariableOfAMissingProgram_IsBadAndNotWritten) {
   }
 }
 
+TEST_F(WorkerTest, VariableOfAProgramThatBeginsWithAnotherOnesName_IsBadAndNotWritten) {
+  start(tag_line("B", "INT", "", "", "Main") + tag_line("B", "INT", "", "", "Main2"),
+        {variable("Main/B", "INT", DataType::kInt16), variable("Main2/B", "INT", DataType::kInt16)});
+  const std::string other = folder_.write("other.csv", tag_line("B", "INT", "", "", "Main"));
+  sim_ = std::make_unique<plc_test::RunningSim>(PLC_TEST_SIMULATOR, std::vector<std::string>{other});
+  make_worker({rule_for("Main2/B", true)});
+  const std::vector<Sample> samples = read_all();
+  EXPECT_TRUE(samples.at(0).good);
+  EXPECT_FALSE(samples.at(1).good);
+  EXPECT_THAT(samples.at(1).error, HasSubstr("the controller has no program \"Main2\""));
+  EXPECT_EQ(write(0, Input(5)).outcome, plc_client::Outcome::kNotDone);
+  EXPECT_TRUE(read_all().at(0).good);
+  for (const plc_test::DumpedElement& element : sim_->dump()) EXPECT_EQ(element.raw, "0000") << element.name;
+}
+
 class LostTest : public WorkerTest {
  protected:
   void SetUp() override {

@@ -107,6 +107,43 @@ TEST_F(ScopeTest, CheckLive_NamesTheProgramAlsoWhereTheNameIsRefused) {
                                     port_ + " has given 2 values, refused 0, failed for 2\n"));
 }
 
+// The controller's MAIN is another program than MAIN2: the file declares both.
+TEST_F(ScopeTest, ProgramThatBeginsWithAnotherOnesName_IsNeitherReadNorWritten) {
+  write_file("panel.csv", "Count,INT,,,,,,0,0,0,1,MAIN2\nCount,INT,,,,,,1,0,0,1,MAIN\n");
+  const std::string no_program =
+      "the controller has no program \"\"MAIN2\"\": what answers may be another program's variable";
+  EXPECT_EQ(on_panel({"write", "MAIN/Count=7"}).code, 0);
+  const Outcome write = on_panel({"write", "MAIN2/Count=9", "--csv"});
+  EXPECT_EQ(write.code, 1);
+  EXPECT_EQ(without_times(write.out), "name,type,state,time,value,reason\nMAIN2/Count,INT,failed,T,,\"" + no_program +
+                                          "; nothing was written\"\n");
+  for (const char* command : {"read", "batch"}) {
+    const Outcome read = on_panel({command, "--all", "--csv"});
+    EXPECT_EQ(read.code, 1);
+    EXPECT_EQ(without_times(read.out), "name,type,state,time,value,reason\nMAIN2/Count,INT,failed,T,,\"" + no_program +
+                                           "\"\nMAIN/Count,INT,good,T,7,\n");
+  }
+}
+
+TEST_F(ScopeTest, ProfileOfADirectoryThatDoesNotCutThere_LeavesABeginningUntaken) {
+  write_file("panel.csv", "Count,INT,,,,,,0,0,0,1,MAIN2\n");
+  EXPECT_THAT(on_panel({"read", "MAIN2/Count"}).out, StartsWith("MAIN2/Count  INT  good  "));
+  for (const char* key : {"name_units = 20", "longest_units = 9"}) {
+    write_file("press1.toml", std::string("[directory]\n") + key + "\n");
+    EXPECT_THAT(on_panel({"read", "MAIN2/Count", "--profile", path("press1.toml")}).out,
+                StartsWith("MAIN2/Count  INT  failed  "))
+        << key;
+  }
+}
+
+TEST_F(ScopeTest, BlankBehindTheNameOfAProgram_IsNamed) {
+  write_file("panel.csv", "Count,INT,,,,,,0,0,0,1,MAIN \n");
+  EXPECT_EQ(on_panel({"read", "--raw", "MAIN /Count"}).err,
+            "plc-host: MAIN /Count: the controller has no program \"MAIN \": what answers may be another program's "
+            "variable. Try: Remove the blanks at the end of column 12 of its line: the controller has \"MAIN\".\n"
+            "plc-host: no value is shown: 1 of 1 variable has none\n");
+}
+
 // The contract build takes any answer for the right one, and says so.
 TEST_F(ScopeTest, ContractBuild_CannotTell) {
   const Outcome outcome = on_panel({"read", "Filing/Count", "--driver", PLC_HOST_LIBRARY});

@@ -263,6 +263,21 @@ TEST_F(SurveyTest, PiecesWithoutSequenceNumbers_LeaveNoBuildAndHostsKeepTheGuard
   end(*simulator);
 }
 
+// The controller has MAIN and SUB.
+TEST_F(SurveyTest, NameOfAnotherProgram_IsNotTakenForACutOne) {
+  const auto simulator = start_simulator();
+  write_file("machine.csv", "Count,INT,,,,,,0,0,0,1,MAIN2\nCount,INT,,,,,,1,0,0,1,MAIN\nSpeed,INT,,,,,,2,1,0,0,\n");
+  run(words({"--rate", "1000", "--gentle"}));
+  end(*simulator);
+  const Json missing = report().at("programs").at("findings").at(1);
+  EXPECT_EQ(missing.at("scope"), "MAIN2");
+  EXPECT_EQ(missing.at("state"), "missing");
+  const std::string profile = file_text(path("found/profile.toml"));
+  EXPECT_THAT(profile, HasSubstr("\n# name_units is not known: "));
+  EXPECT_THAT(profile, HasSubstr("\nlongest_units = 4  # characters of the longest of them, so that none is cut at "
+                                 "fewer\n"));
+}
+
 TEST_F(SurveyTest, NoController_SaysSoInItsReportToo) {
   const Outcome outcome = run(words({"--rate", "1000"}));
   EXPECT_EQ(outcome.code, 7);

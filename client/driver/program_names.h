@@ -1,0 +1,33 @@
+// Whether the beginning of a program's name can be that name cut short by the controller's directory.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace plc_client::core {
+
+// What is known without the directory. Lengths are in characters as they travel: units of UTF-16.
+struct ProgramNames {
+  std::vector<std::string> declared = {};    // by the tag files of the controller
+  std::optional<size_t> cut_units = {};      // the directory cuts names there
+  std::optional<size_t> longest_units = {};  // of the names that the directory has had
+};
+
+// The length of a name in UTF-8, as the directory counts it.
+size_t directory_units(std::string_view name);
+
+// Whether more than its end is blank that the name has behind its first bytes.
+bool lacks_blanks_only(std::string_view name, size_t bytes);
+
+// Whether the directory's name of so many bytes, with which the name begins, cannot be all that is left of it: a
+// program of this very name is declared, only blanks are missing, or names are cut elsewhere.
+bool is_another_name(const ProgramNames& names, std::string_view name, size_t bytes);
+
+// Declared names of more units, the longest first, as many as are worth asking for. Where the directory has one of
+// them, or more of its beginning, names are not cut behind so many units.
+std::vector<std::string> longer_names(const ProgramNames& names, size_t units);
+
+}  // namespace plc_client::core
