@@ -183,8 +183,8 @@ class Judge {
         "Raise recv_timeout_s (--timeout) above the controller's slowest reply: the contract build takes replies by "
         "their order and does not compare sequence numbers.";
     constexpr const char* kNotRepeated =
-        "No request before it has this number. Look whether all replies are so (plc-host survey): a controller that "
-        "does not repeat sequence numbers needs the contract build (plc-host: --driver contract).";
+        "No request before it has this number. The guarded build does not read a controller that does not repeat "
+        "sequence numbers: plc-host survey tells whether all replies are so, and whether the contract build reads it.";
     if (earlier_with(head) != 0) {
       fault("a stale reply: it belongs to an earlier request (sequence number " + hex_word(head.sequence) + ", class " +
                 "and command " + class_and_command(head.request_class, head.command) + ")",
@@ -316,7 +316,7 @@ class Judge {
       }
     } else if (request.kind == RequestKind::kRead && reply_.size() < wire::kReplyHeadBytes) {
       fault("the reply has " + plural(reply_.size(), "byte") + ", a value starts behind byte 13",
-            "The controller knows no such variable, or not in this scope.");
+            "A refusal, as of a name that the controller does not have in this scope, or a piece of the reply.");
     } else if (request.kind == RequestKind::kRead) {
       judge_values();
     }

@@ -100,7 +100,8 @@ constexpr KnownLine kLines[] = {
      "The next transfer connects again by itself. If it stays like this, see whether anything listens on the "
      "controller's port."},
     {"read data err!", Quality::kIncomplete, "the reply to the value request has fewer than 14 bytes",
-     "The controller knows no such variable, or not in this scope: check name and scope."},
+     "plc-host why NAME shows what came: a refusal, as of a name that the controller does not have in this scope, or a "
+     "piece of the reply."},
     {"file failed", Quality::kImpossible, "there is no tag file of this name in the working directory",
      "Name the file by the controller's address and the area, and start the host in its folder: plc-host check FILE "
      "--address ADDRESS."},

@@ -16,7 +16,7 @@ constexpr char kInTime[] = " in time";
 constexpr char kDropped[] = " late replies dropped";
 constexpr char kOthersAdvice[] =
     "Replies with other sequence numbers than the request's came. Either the controller does not repeat sequence "
-    "numbers: plc-host survey tells, and only the contract build (plc-host: --driver contract) can be used then. Or "
+    "numbers: then the guarded build reads nothing here, and plc-host survey tells whether the contract build does. Or "
     "they are late: raise the reply time-out (plc-host: --timeout).";
 constexpr char kRefusedWrite[] = "refused the write";
 

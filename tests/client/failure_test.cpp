@@ -102,6 +102,12 @@ TEST(Failure, OnlyNameMissing_IsNotToBeReadInSmallerPieces) {
   }
 }
 
+TEST(Failure, ShortReply_IsARefusalOrAPieceForAllThatIsKnown) {
+  EXPECT_EQ(explained({"read data err!"}).advice,
+            "plc-host why NAME shows what came: a refusal, as of a name that the controller does not have in this "
+            "scope, or a piece of the reply.");
+}
+
 TEST(Failure, SeveralLines_TheOneNearestToTheCauseSpeaks) {
   EXPECT_EQ(explained({"[PLC] guard: connect refused", "[PLC] guard: connection closed by the controller",
                        "[PLC] guard: no connection without the directory of programs", "ev_plc_read init fail"},
@@ -129,8 +135,8 @@ TEST(Failure, LateReplies_AreNamedWhereNoOtherCame) {
   EXPECT_EQ(failure.reason, "192.168.0.10:8500: no answer within 3 s, only replies to other requests (3)");
   EXPECT_EQ(failure.advice,
             "Replies with other sequence numbers than the request's came. Either the controller does not repeat "
-            "sequence numbers: plc-host survey tells, and only the contract build (plc-host: --driver contract) can be "
-            "used then. Or they are late: raise the reply time-out (plc-host: --timeout).");
+            "sequence numbers: then the guarded build reads nothing here, and plc-host survey tells whether the "
+            "contract build does. Or they are late: raise the reply time-out (plc-host: --timeout).");
   EXPECT_FALSE(meaning_of_line("[PLC] guard: 2 late replies dropped")) << "the exchange itself may succeed";
 }
 

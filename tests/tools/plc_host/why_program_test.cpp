@@ -359,9 +359,9 @@ const FaultCase kFaultCases[] = {
      1},
     {"wrong-sequence on=read",
      "  1. exchange 4 (read): the reply carries the sequence number 0002, the request 0001\n"
-     "     Try: No request before it has this number. Look whether all replies are so (plc-host survey): a controller "
-     "that "
-     "does not repeat sequence numbers needs the contract build (plc-host: --driver contract).\n",
+     "     Try: No request before it has this number. The guarded build does not read a controller that does not "
+     "repeat "
+     "sequence numbers: plc-host survey tells whether all replies are so, and whether the contract build reads it.\n",
      1},
     {"gone", " refuses connections: nothing listens on that port\n", 7},
     {"duplicate on=read", "  - exchange 4 (read): 16 bytes more than the reply's head announces came behind it\n", 0},
