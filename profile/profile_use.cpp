@@ -15,25 +15,34 @@ uint32_t names_at_a_time(const Profile& profile) {
   return least;
 }
 
+std::string guarded_options(Profile::Guarded guarded) {
+  switch (guarded) {
+    case Profile::Guarded::kWithoutStatus:
+      return "PLC_GUARD_STATUS=OFF";
+    case Profile::Guarded::kWithoutValueEnd:
+      return "PLC_GUARD_VALUE_END=OFF";
+    case Profile::Guarded::kWithoutBoth:
+      return "PLC_GUARD_STATUS=OFF and PLC_GUARD_VALUE_END=OFF";
+    case Profile::Guarded::kUsable:
+    case Profile::Guarded::kUnknown:
+    case Profile::Guarded::kNotUsable:
+      break;
+  }
+  return {};
+}
+
+std::string better_driver(Profile::Guarded guarded) {
+  const std::string options = guarded_options(guarded);
+  return options.empty() ? "" : "the path of a guarded driver built with " + options;
+}
+
 namespace {
 
 // Why the guarded driver as it is usually built cannot be used, "" when it can or nobody knows.
 std::string guarded_problem(const Profile& profile) {
-  const std::string only = "the guarded driver can be used here only if it is built with ";
-  switch (profile.guarded) {
-    case Profile::Guarded::kUsable:
-    case Profile::Guarded::kUnknown:
-      break;
-    case Profile::Guarded::kWithoutStatus:
-      return only + "PLC_GUARD_STATUS=OFF";
-    case Profile::Guarded::kWithoutValueEnd:
-      return only + "PLC_GUARD_VALUE_END=OFF";
-    case Profile::Guarded::kWithoutBoth:
-      return only + "PLC_GUARD_STATUS=OFF and PLC_GUARD_VALUE_END=OFF";
-    case Profile::Guarded::kNotUsable:
-      return "the guarded driver cannot be used with this controller";
-  }
-  return {};
+  if (profile.guarded == Profile::Guarded::kNotUsable) return "the guarded driver cannot be used with this controller";
+  const std::string options = guarded_options(profile.guarded);
+  return options.empty() ? "" : "the guarded driver can be used here only if it is built with " + options;
 }
 
 // Of replies in pieces the contract build takes the first one alone.
@@ -62,8 +71,9 @@ std::string contract_word(const Profile& profile, bool is_driver_named) {
       " may take a late reply for that of another variable: keep delay_ms above the answer times, and read back what "
       "you write" +
       pieces_word(profile);
+  const std::string better = better_driver(profile.guarded);
   if (is_driver_named) return problem + ". The driver that is named is kept. A contract build" + risk;
-  return problem + ": the contract build is taken. It" + risk;
+  return problem + ": the contract build is taken" + (better.empty() ? "" : ", better is " + better) + ". It" + risk;
 }
 
 }  // namespace plc_profile

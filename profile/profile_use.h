@@ -11,6 +11,14 @@ namespace plc_profile {
 // That a host asks for at a time: the least of what is set and of the limits that were met; 0 where there are none.
 uint32_t names_at_a_time(const Profile& profile);
 
+// How the guarded driver has to be built to be usable, "PLC_GUARD_STATUS=OFF"; "" where the usual one is, where none
+// is, or where nobody knows.
+std::string guarded_options(Profile::Guarded guarded);
+
+// What a survey and hosts advise where the guarded driver is to be built so: "the path of a guarded driver built with
+// PLC_GUARD_STATUS=OFF"; "" otherwise.
+std::string better_driver(Profile::Guarded guarded);
+
 // The build that a host takes unless another is named: "contract" where the guarded driver as it is usually built
 // cannot be used; "guarded", which fails, where the contract build would give wrong values; "" where the profile says
 // nothing.

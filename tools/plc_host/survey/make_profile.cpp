@@ -113,7 +113,24 @@ void take_programs(const SurveyRecord& record, Profile& profile) {
   if (units) profile.program_name_units = static_cast<uint32_t>(*units);
 }
 
-plc_profile::Profile::Guarded guarded_of(Usability usable) {
+std::optional<uint32_t> setting_of(const SurveyRecord& record, const std::string& setting) {
+  for (const Recommendation& recommendation : record.recommendations) {
+    if (recommendation.setting == setting) return static_cast<uint32_t>(std::stoul(recommendation.value));
+  }
+  return std::nullopt;
+}
+
+// What those who use the profile have to know.
+std::string note_of(const SurveyRecord& record) {
+  std::string note = record.is_whole ? "" : "the survey did not come to its end: " + record.ended;
+  const std::string warning = contract_warning(record);
+  if (!warning.empty()) note.append(note.empty() ? "" : ". ").append(warning);
+  return note;
+}
+
+}  // namespace
+
+plc_profile::Profile::Guarded guarded_of(Verdict::Usable usable) {
   using Guarded = Profile::Guarded;
   switch (usable) {
     case Usability::kYes:
@@ -131,23 +148,6 @@ plc_profile::Profile::Guarded guarded_of(Usability usable) {
   }
   return Guarded::kUnknown;
 }
-
-std::optional<uint32_t> setting_of(const SurveyRecord& record, const std::string& setting) {
-  for (const Recommendation& recommendation : record.recommendations) {
-    if (recommendation.setting == setting) return static_cast<uint32_t>(std::stoul(recommendation.value));
-  }
-  return std::nullopt;
-}
-
-// What those who use the profile have to know.
-std::string note_of(const SurveyRecord& record) {
-  std::string note = record.is_whole ? "" : "the survey did not come to its end: " + record.ended;
-  const std::string warning = contract_warning(record);
-  if (!warning.empty()) note.append(note.empty() ? "" : ". ").append(warning);
-  return note;
-}
-
-}  // namespace
 
 Profile make_profile(const SurveyRecord& record) {
   Profile profile;

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "base/text.h"
+#include "profile/profile_use.h"
 
 namespace plc_host::survey {
 namespace {
@@ -176,11 +177,11 @@ void recommend_driver(const SurveyRecord& record, std::vector<Recommendation>& a
     case Usability::kYes:
       return all.push_back({"driver", "guarded", because});
     case Usability::kWithoutStatus:
-      return all.push_back({"driver", "guarded, built with PLC_GUARD_STATUS=OFF", because});
     case Usability::kWithoutValueEnd:
-      return all.push_back({"driver", "guarded, built with PLC_GUARD_VALUE_END=OFF", because});
-    case Usability::kWithoutBoth:
-      return all.push_back({"driver", "guarded, built with PLC_GUARD_STATUS=OFF and PLC_GUARD_VALUE_END=OFF", because});
+    case Usability::kWithoutBoth: {
+      const std::string better = plc_profile::better_driver(guarded_of(record.verdict.usable));
+      return all.push_back({"driver", (takes_contract_build(record) ? "contract, better " : "") + better, because});
+    }
     case Usability::kNotUsable:
       if (takes_contract_build(record)) all.push_back({"driver", "contract", because + pieces_warning(record)});
       return;

@@ -10,6 +10,9 @@ namespace plc_host::survey {
 
 std::vector<Recommendation> recommend(const SurveyRecord& record);
 
+// The verdict as a profile has it.
+plc_profile::Profile::Guarded guarded_of(Verdict::Usable usable);
+
 // What plc-host, the client library and the gateway set by it, and what plc-sim imitates.
 plc_profile::Profile make_profile(const SurveyRecord& record);
 

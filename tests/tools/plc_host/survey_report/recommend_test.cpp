@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include "profile/profile_use.h"
 #include "tools/plc_host/survey_report/questions.h"
 #include "tools/plc_host/survey_report/summary.h"
 
@@ -207,7 +208,25 @@ TEST(ContractProblem, LeavesNoDriverToRecommendAndIsInTheProfile) {
   EXPECT_EQ(verdict_sentence(record),
             "Neither installed build reads this controller: replies come in pieces of 30 bytes.");
   record.verdict.usable = Usable::kWithoutStatus;
-  EXPECT_EQ(value_of(record, "driver"), "guarded, built with PLC_GUARD_STATUS=OFF");
+  EXPECT_EQ(value_of(record, "driver"), "the path of a guarded driver built with PLC_GUARD_STATUS=OFF");
+}
+
+// With the profile hosts take the contract build, and say the same words.
+TEST(Recommend, DriverOfOtherOptions_IsTheOneThatHostsTakeAndTheBetterOne) {
+  const std::pair<Usable, const char*> verdicts[] = {
+      {Usable::kWithoutStatus, "PLC_GUARD_STATUS=OFF"},
+      {Usable::kWithoutValueEnd, "PLC_GUARD_VALUE_END=OFF"},
+      {Usable::kWithoutBoth, "PLC_GUARD_STATUS=OFF and PLC_GUARD_VALUE_END=OFF"}};
+  for (const auto& [usable, options] : verdicts) {
+    const SurveyRecord record = record_with(usable, {1});
+    const std::string better = std::string("better the path of a guarded driver built with ") + options;
+    EXPECT_EQ(value_of(record, "driver"), "contract, " + better);
+    EXPECT_EQ(plc_profile::driver_choice(make_profile(record)), "contract");
+    EXPECT_THAT(plc_profile::contract_word(make_profile(record)),
+                HasSubstr(std::string("only if it is built with ") + options +
+                          ": the contract build is taken, better is the path of a guarded driver built with " +
+                          options + ". It may take a late reply"));
+  }
 }
 
 VariableFinding other_by_driver(const std::string& name) {
