@@ -63,6 +63,7 @@ constexpr const char* kWords[] = {
     "port=",
     "tags=",
     "driver=",
+    "accept_unguarded=",
     "reply_timeout_s=",
     "mqtt_version=",
     "username=\"u\"\n",

@@ -22,7 +22,8 @@ struct Config {
 
   std::string device;  // [controller] name
   plc_client::Options controller;
-  std::string tag_address;  // by which its tag files were found: its own, or theirs while nobody knows its own
+  bool accept_unguarded = false;  // values that a driver without checks gives
+  std::string tag_address;        // by which its tag files were found: its own, or theirs while nobody knows its own
 
   std::string broker_host;
   uint16_t broker_port = 1883;

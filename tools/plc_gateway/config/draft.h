@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/toml/findings.h"
+#include "profile/profile.h"
 #include "tools/plc_gateway/config/config.h"
 
 namespace plc_gateway {
@@ -29,6 +30,7 @@ struct Draft {
   Config config;  // paths as they were written; without variables, and without rules for commands that have no name
   // Where things stand that other files or the controller have a say in; line 0 for those that are not there.
   Place address, driver, profile, password_file, ca_file, cert_file, key_file, journal_folder;
+  plc_profile::Profile learnt;  // of the controller; nothing where no profile is named
   std::vector<PlacedText> tags;
   std::vector<PollDraft> polls;        // as config.polls
   std::vector<CommandDraft> commands;  // as config.commands

@@ -16,6 +16,7 @@
 #include "tools/plc_gateway/config/config.h"
 #include "tools/plc_gateway/config/draft.h"
 #include "tools/plc_gateway/config/name_list.h"
+#include "tools/plc_gateway/model/driver_build.h"
 
 namespace plc_gateway {
 namespace {
@@ -95,12 +96,7 @@ void look_around(Draft& draft, Findings& findings) {
   options.address = draft.config.tag_address;
   try {
     plc_client::Controller controller(options);
-    const std::string& build = controller.driver_build();
-    if (build.substr(build.rfind(' ') + 1) != "guarded") {
-      findings.note(draft.driver,
-                    "this is not the guarded build of the driver: it takes any reply for an answer, so that "
-                    "wrong values can be published as good ones");
-    }
+    check_driver(draft, is_guarded_build(controller.driver_build()), findings);
     look_names_up(draft, controller, findings);
   } catch (const plc_client::Error& error) {
     tell_problem(draft, error.what(), findings);

@@ -135,6 +135,7 @@ void ConfigParser::take_controller() {
       static_cast<uint32_t>(from.integer("reply_timeout_s", 1, kMostReplySeconds).value_or(options.reply_timeout_s));
   draft_.driver = from.place("driver");
   options.driver = from.text("driver").value_or(options.driver);
+  draft_.config.accept_unguarded = from.flag("accept_unguarded").value_or(false);
   take_path(from, "profile", options.profile, draft_.profile);
 }
 

@@ -34,6 +34,7 @@ const std::vector<SectionRow>& sections() {
         {"tags", "tags = \"/etc/plc-gateway/press1\", the folder with the controller's tag files"},
         {"reply_timeout_s", nullptr},
         {"driver", nullptr},
+        {"accept_unguarded", nullptr},
         {"profile", nullptr}}},
       {"broker",
        true,

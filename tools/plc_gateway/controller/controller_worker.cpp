@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "tools/plc_gateway/controller/pieces.h"
+#include "tools/plc_gateway/model/driver_build.h"
 
 namespace plc_gateway {
 namespace {
@@ -186,6 +187,11 @@ WriteOutcome ControllerWorker::write(const WriteJob& job) {
     outcome.reason = written.error.reason;
     outcome.error = with_advice(written.error);
     outcome.time = wall_ms_of(written.time);
+    if (outcome.outcome == plc_client::Outcome::kDone && !is_guarded_build(controller_->driver_build())) {
+      outcome.outcome = plc_client::Outcome::kUnknown;
+      outcome.error = outcome.verified ? "it was read back, but the contract build does not check replies"
+                                       : "the contract build sees no acknowledgment: read the variable";
+    }
   } catch (const plc_client::Error& error) {
     // Thrown before anything was sent, unless the driver broke its word in a call.
     const bool was_called = controller_->state().calls != calls;

@@ -41,6 +41,7 @@ void SampleMaker::add(uint32_t index, const Variable& variable, const Reading& r
     sample.advice = reading.error.advice;
     return;
   }
+  sample.unguarded = reading.quality == plc_client::Quality::kUnguarded;
   const plc_client::Value& value = reading.value;
   if (value.is_array()) {
     elements_.clear();
@@ -50,6 +51,7 @@ void SampleMaker::add(uint32_t index, const Variable& variable, const Reading& r
     sample.bytes = value.as<std::string>();
     if (value.kind() == plc_client::Kind::kBytes || plc_base::is_utf8(sample.bytes)) return;
     sample.good = false;
+    sample.unguarded = false;
     sample.bytes.clear();
     sample.reason = Reason::kImpossible;
     sample.error = "the text in the controller is not UTF-8 and cannot be published";

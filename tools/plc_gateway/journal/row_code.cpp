@@ -1,5 +1,6 @@
 #include "tools/plc_gateway/journal/row_code.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace plc_gateway {
@@ -10,6 +11,7 @@ constexpr uint8_t kMostNumberBytes = 8;  // forms 0 to 8: a number of so many by
 constexpr uint8_t kFormBytes = 9;
 constexpr uint8_t kFormBad = 10;
 constexpr uint8_t kOtherTime = 0x10;
+constexpr uint8_t kUnguarded = 0x80;  // of the kind
 constexpr unsigned kAliasShift = 5;
 constexpr uint64_t kMostShortStep = 7;
 constexpr size_t kSumBytes = 4;
@@ -134,7 +136,9 @@ PackedRow pack_row(uint64_t id, JournalRow::Kind kind, Ms time, const std::vecto
   row.values = changes.size();
   std::string& out = row.bytes;
   out.reserve(changes.size() * 6 + 1 + kSumBytes);
-  out += static_cast<char>(kind);
+  const bool is_unguarded =
+      std::any_of(changes.begin(), changes.end(), [](const Sample& sample) { return sample.unguarded; });
+  out += static_cast<char>(static_cast<uint8_t>(kind) | (is_unguarded ? kUnguarded : 0U));
   uint64_t last_alias = 0;
   Ms last_time = time;
   for (const Sample& sample : changes) {
@@ -164,7 +168,9 @@ bool unpack_row(uint64_t id, Ms time, uint64_t values, std::string_view bytes, J
   if (ByteReader(bytes.substr(body.size())).lowest_first(kSumBytes) != sum_of(id, time, values, body)) return false;
 
   ByteReader reader(body);
-  const uint8_t kind = reader.byte();
+  const uint8_t first = reader.byte();
+  const bool is_unguarded = (first & kUnguarded) != 0;
+  const auto kind = static_cast<uint8_t>(first & ~kUnguarded);
   if (kind > static_cast<uint8_t>(JournalRow::Kind::kLost)) return false;
   row.id = id;
   row.kind = static_cast<JournalRow::Kind>(kind);
@@ -183,6 +189,7 @@ bool unpack_row(uint64_t id, Ms time, uint64_t values, std::string_view bytes, J
     sample.variable = static_cast<uint32_t>(alias);
     sample.time = static_cast<Ms>(moment);
     if (!unpack_value(reader, head & kFormMask, sample)) return false;
+    sample.unguarded = is_unguarded && sample.good;
   }
   return reader.ok() && row.changes.size() == values;
 }

@@ -4,8 +4,9 @@
 // A sample is a head byte and what the head says: bits 0 to 3 the form of the value, bit 4 that its time differs from
 // the one before (the first: from the row's), bits 5 to 7 how much its alias is above the one before, 0: by how much
 // follows. Behind the head: the difference of the alias, that of the time, the value. A number has as few bytes as hold
-// it, the lowest first; a text its length and its bytes; what is not good the reason. At the end stands a sum of the
-// row, for a database notices a damaged page only when the page no longer makes sense.
+// it, the lowest first; a text its length and its bytes; what is not good the reason. In front of all stands the kind
+// of the row, its highest bit where the values are unguarded: one driver has read them all. At the end stands a sum of
+// the row, for a database notices a damaged page only when the page no longer makes sense.
 #pragma once
 
 #include <cstdint>

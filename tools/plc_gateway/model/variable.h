@@ -57,9 +57,10 @@ struct Variable {
 struct Sample {
   uint32_t variable = 0;  // its index
   bool good = false;
-  Ms time = 0;        // when its exchange ended
-  uint64_t bits = 0;  // a single number or BOOL, as the variable's type has it, zeros above its width
-  std::string bytes;  // a text, bytes, or the elements of an array as the standard packs them
+  bool unguarded = false;  // good, but nobody has checked that it answers the request
+  Ms time = 0;             // when its exchange ended
+  uint64_t bits = 0;       // a single number or BOOL, as the variable's type has it, zeros above its width
+  std::string bytes;       // a text, bytes, or the elements of an array as the standard packs them
   plc_client::Reason reason = plc_client::Reason::kNone;  // why it is not good
   std::string error;                                      // the same as a sentence
   std::string advice;                                     // what to try; may be empty

@@ -108,7 +108,8 @@ std::string json_time(Ms time) {
 
 std::string json_of(const Variable& variable, const Sample& sample, bool historical) {
   std::string text = "{\"value\":" + (sample.good ? json_value(variable, sample) : "null");
-  text += sample.good ? ",\"quality\":\"good\"" : ",\"quality\":\"bad\"";
+  const char* const good = sample.unguarded ? "unguarded" : "good";
+  text += std::string(",\"quality\":\"") + (sample.good ? good : "bad") + "\"";
   if (!sample.good && sample.reason != plc_client::Reason::kNone) {
     text += std::string(",\"reason\":\"") + plc_client::reason_word(sample.reason) + "\"";
   }

@@ -34,6 +34,7 @@ class PayloadWriter {
   // was not read since it became part of the birth (null, stale).
   void birth(const Variable& variable, uint64_t alias, const Sample* sample, Ms now);
   // Alias and value alone; null with quality bad when not good; the quality too when it has just become good again.
+  // What nobody has checked says so each time: the property "Unguarded" is true.
   void data(const Variable& variable, uint64_t alias, const Sample& sample, bool historical, bool tell_quality);
   void birth(const NodeMetric& metric);
   void data(const NodeMetric& metric);  // by alias when it has one
@@ -87,8 +88,9 @@ std::optional<HostState> read_host_state(std::string_view payload);
 std::string pack_array(DataType type, const std::vector<uint64_t>& elements);
 std::optional<std::vector<uint64_t>> unpack_array(DataType type, std::string_view bytes);
 
-// The {"value":...,"quality":"good","time":"2026-..."} of a variable's sample; "historical":true where it is. When not
-// good: {"value":null,"quality":"bad","reason":"refused",...}, with the client library's word for the reason.
+// The {"value":...,"quality":"good","time":"2026-..."} of a variable's sample; "historical":true where it is.
+// "unguarded" in place of "good" for what nobody has checked. When not good:
+// {"value":null,"quality":"bad","reason":"refused",...}, with the client library's word for the reason.
 std::string json_of(const Variable& variable, const Sample& sample, bool historical);
 
 }  // namespace plc_gateway

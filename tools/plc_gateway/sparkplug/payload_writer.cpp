@@ -14,11 +14,12 @@ using google::protobuf::internal::WireFormatLite;
 using google::protobuf::io::CodedOutputStream;
 using schema::Metric;
 
-// Alias and time of 11 bytes each, type and two flags of 2 each, the quality of 20, a value of 11.
-constexpr size_t kMostFieldBytes = 64;
+// Alias and time of 11 bytes each, type and two flags of 2 each, two properties of 40, a value of 11.
+constexpr size_t kMostFieldBytes = 96;
 constexpr size_t kMostVarintBytes = 10;
 constexpr uint32_t kQualityType = 3;
-constexpr char kQualityKey[] = "Quality";
+constexpr std::string_view kQualityKey = "Quality";
+constexpr std::string_view kUnguardedKey = "Unguarded";
 constexpr unsigned kIntBits = 32;
 
 void append_varint(std::string& out, uint64_t value) {
@@ -31,6 +32,25 @@ void append_tag(std::string& out, int field, WireFormatLite::WireType type) {
   append_varint(out, WireFormatLite::MakeTag(field, type));
 }
 
+uint8_t* put_key(std::string_view key, uint8_t* end) {
+  end = WireFormatLite::WriteTagToArray(schema::PropertySet::kKeysFieldNumber,
+                                        WireFormatLite::WIRETYPE_LENGTH_DELIMITED, end);
+  end = CodedOutputStream::WriteVarint32ToArray(static_cast<uint32_t>(key.size()), end);
+  return CodedOutputStream::WriteRawToArray(key.data(), static_cast<int>(key.size()), end);
+}
+
+// A value of a number or BOOL, in that field.
+uint8_t* put_property(uint32_t type, int field, uint32_t number, uint8_t* end) {
+  uint8_t value[2 * (1 + kMostVarintBytes)];
+  uint8_t* value_end = WireFormatLite::WriteUInt32ToArray(schema::PropertyValue::kTypeFieldNumber, type, value);
+  value_end = WireFormatLite::WriteUInt32ToArray(field, number, value_end);
+  const auto length = static_cast<uint32_t>(value_end - value);
+  end = WireFormatLite::WriteTagToArray(schema::PropertySet::kValuesFieldNumber,
+                                        WireFormatLite::WIRETYPE_LENGTH_DELIMITED, end);
+  end = CodedOutputStream::WriteVarint32ToArray(length, end);
+  return CodedOutputStream::WriteRawToArray(value, static_cast<int>(length), end);
+}
+
 // A metric in the order of its fields: the name, what has few bytes, and a text or bytes of any length. The views must
 // outlive it.
 class MetricFields {
@@ -39,19 +59,20 @@ class MetricFields {
   void add_number(int field, uint64_t value) { end_ = WireFormatLite::WriteUInt64ToArray(field, value, end_); }
   void add_flag(int field) { end_ = WireFormatLite::WriteBoolToArray(field, true, end_); }
 
-  void add_quality(int32_t quality) {
-    uint8_t value[kMostFieldBytes];
-    uint8_t* value_end =
-        WireFormatLite::WriteUInt32ToArray(schema::PropertyValue::kTypeFieldNumber, kQualityType, value);
-    value_end = WireFormatLite::WriteUInt32ToArray(schema::PropertyValue::kIntValueFieldNumber,
-                                                   static_cast<uint32_t>(quality), value_end);
-    const auto value_bytes = static_cast<size_t>(value_end - value);
-    constexpr size_t kKeyBytes = sizeof kQualityKey - 1;
-    begin_bytes(Metric::kPropertiesFieldNumber, 2 + kKeyBytes + 2 + value_bytes);
-    begin_bytes(schema::PropertySet::kKeysFieldNumber, kKeyBytes);
-    end_ = CodedOutputStream::WriteRawToArray(kQualityKey, static_cast<int>(kKeyBytes), end_);
-    begin_bytes(schema::PropertySet::kValuesFieldNumber, value_bytes);
-    end_ = CodedOutputStream::WriteRawToArray(value, static_cast<int>(value_bytes), end_);
+  // What stands beside the value.
+  void add_properties(std::optional<int32_t> quality, bool is_unguarded) {
+    if (!quality && !is_unguarded) return;
+    uint8_t set[kMostFieldBytes];
+    uint8_t* end = set;
+    if (quality) end = put_key(kQualityKey, end);
+    if (is_unguarded) end = put_key(kUnguardedKey, end);
+    constexpr int kInt = schema::PropertyValue::kIntValueFieldNumber;
+    constexpr int kBool = schema::PropertyValue::kBooleanValueFieldNumber;
+    if (quality) end = put_property(kQualityType, kInt, static_cast<uint32_t>(*quality), end);
+    if (is_unguarded) end = put_property(static_cast<uint32_t>(DataType::kBoolean), kBool, 1, end);
+    const auto length = static_cast<size_t>(end - set);
+    begin_bytes(Metric::kPropertiesFieldNumber, length);
+    end_ = CodedOutputStream::WriteRawToArray(set, static_cast<int>(length), end_);
   }
 
   // Last of all.
@@ -122,7 +143,9 @@ class MetricFields {
 
 void add_sample(MetricFields& fields, DataType type, const Sample& sample, bool tell_quality) {
   if (!sample.good) fields.add_flag(Metric::kIsNullFieldNumber);
-  if (tell_quality || !sample.good) fields.add_quality(sample.good ? kQualityGood : kQualityBad);
+  std::optional<int32_t> quality;
+  if (tell_quality || !sample.good) quality = sample.good ? kQualityGood : kQualityBad;
+  fields.add_properties(quality, sample.good && sample.unguarded);
   if (sample.good) fields.add_value(type, sample.bits, sample.bytes);
 }
 
@@ -136,7 +159,7 @@ void PayloadWriter::birth(const Variable& variable, uint64_t alias, const Sample
   fields.add_number(Metric::kDatatypeFieldNumber, static_cast<uint64_t>(variable.type));
   if (sample == nullptr) {
     fields.add_flag(Metric::kIsNullFieldNumber);
-    fields.add_quality(kQualityStale);
+    fields.add_properties(kQualityStale, false);
   } else {
     add_sample(fields, variable.type, *sample, true);
   }

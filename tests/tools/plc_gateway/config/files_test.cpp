@@ -149,13 +149,18 @@ TEST_F(FilesTest, DriverThatCannotBeLoaded_IsTold) {
                   ": No such file or directory; driver is \"guarded\", \"contract\" or the path of a library"));
 }
 
-TEST_F(FilesTest, ContractBuild_IsNoted) {
-  EXPECT_THAT(
-      said_of("[controller]\nname = \"a\"\naddress = \"192.168.0.10\"\ntags = \"tags\"\ndriver = "
-              "\"" PLC_TEST_CONTRACT "\"\n",
-              &Sections::controller),
-      ElementsAre("5:10: note: this is not the guarded build of the driver: it takes any reply for an answer, so "
-                  "that wrong values can be published as good ones"));
+TEST_F(FilesTest, ContractBuild_IsRefusedUnlessItsValuesAreAccepted) {
+  const std::string section =
+      "[controller]\nname = \"a\"\naddress = \"192.168.0.10\"\ntags = \"tags\"\ndriver = "
+      "\"" PLC_TEST_CONTRACT "\"\n";
+  const std::string words =
+      "this is not the guarded build of the driver: it takes any reply for an answer, so that wrong values and writes "
+      "can pass for right ones; ";
+  const std::string refused = "5:10: error: " + words + "set driver = \"guarded\", or set accept_unguarded = true";
+  EXPECT_THAT(said_of(section, &Sections::controller), ElementsAre(refused));
+  EXPECT_THAT(said_of(section + "accept_unguarded = false\n", &Sections::controller), ElementsAre(refused));
+  EXPECT_THAT(said_of(section + "accept_unguarded = true\n", &Sections::controller),
+              ElementsAre("5:10: note: " + words + "values are published as unguarded"));
 }
 
 TEST_F(FilesTest, AddressThatNobodyKnows_IsANoteAndNamesAreLookedUpAllTheSame) {

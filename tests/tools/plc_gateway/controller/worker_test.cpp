@@ -284,6 +284,26 @@ TEST_F(WorkerTest, VariableOfAProgramThatBeginsWithAnotherOnesName_IsBadAndNotWr
   for (const plc_test::DumpedElement& element : sim_->dump()) EXPECT_EQ(element.raw, "0000") << element.name;
 }
 
+TEST_F(WorkerTest, ValueOfTheContractBuild_IsUnguarded) {
+  start(tag_line("A", "INT"), {variable("A", "INT", DataType::kInt16)});
+  EXPECT_FALSE(read_all().at(0).unguarded);
+  make_worker({}, PLC_TEST_CONTRACT);
+  const Sample sample = read_all().at(0);
+  EXPECT_TRUE(sample.good);
+  EXPECT_TRUE(sample.unguarded);
+}
+
+TEST_F(WorkerTest, WriteOfTheContractBuild_IsUnknown) {
+  start(tag_line("A", "INT"), {variable("A", "INT", DataType::kInt16)});
+  make_worker({rule_for("A", false), rule_for("A", true)}, PLC_TEST_CONTRACT);
+  const WriteOutcome plain = write(0, Input(5));
+  EXPECT_EQ(plain.outcome, plc_client::Outcome::kUnknown);
+  EXPECT_EQ(plain.error, "the contract build sees no acknowledgment: read the variable");
+  const WriteOutcome verified = write(1, Input(6));
+  EXPECT_EQ(verified.outcome, plc_client::Outcome::kUnknown);
+  EXPECT_EQ(verified.error, "it was read back, but the contract build does not check replies");
+}
+
 class LostTest : public WorkerTest {
  protected:
   void SetUp() override {

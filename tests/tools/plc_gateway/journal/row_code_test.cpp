@@ -44,6 +44,18 @@ TEST(RowCode, Values_TakeAsFewBytesAsHoldThem) {
   EXPECT_EQ(size(bad(0, plc_client::Reason::kRefused, kStart)), 2U);
 }
 
+TEST(RowCode, UnguardedValues_StayUnguarded) {
+  std::vector<plc_gateway::Sample> changes = {number(0, 5, kStart), bad(1, plc_client::Reason::kRefused, kStart)};
+  const size_t bytes = pack_row(1, JournalRow::Kind::kData, kStart, changes, {}).bytes.size();
+  changes[0].variable = 1;
+  changes[1].variable = 2;
+  changes[0].unguarded = true;
+  const PackedRow row = pack_row(1, JournalRow::Kind::kData, kStart, changes, {});
+  EXPECT_LE(row.bytes.size(), bytes);
+  EXPECT_EQ(unpacked(row).kind, JournalRow::Kind::kData);
+  EXPECT_EQ(unpacked(row).changes, changes);
+}
+
 TEST(RowCode, AliasesAndTimesInAnyOrder_AreReadBack) {
   const std::vector<plc_gateway::Sample> changes = {number(3, 1, kStart), number(1, 2, kStart - 100000),
                                                     number(1, 3, 0), text(2, std::string(300, '\0'), INT64_MAX),

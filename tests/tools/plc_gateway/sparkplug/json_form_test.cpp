@@ -22,6 +22,13 @@ std::string value(DataType type, uint64_t bits, const std::string& bytes = {}, s
   return json.substr(begin.size(), json.size() - begin.size() - end.size());
 }
 
+TEST(JsonForm, ValueThatNobodyChecked_IsUnguarded) {
+  Sample sample;
+  sample.good = true;
+  sample.unguarded = true;
+  EXPECT_EQ(json_of({}, sample, false), R"({"value":0,"quality":"unguarded","time":"1970-01-01T00:00:00.000Z"})");
+}
+
 TEST(JsonForm, SingleValues_AreShortest) {
   EXPECT_EQ(value(DataType::kInt16, 0xFFFE), "-2");
   EXPECT_EQ(value(DataType::kInt64, uint64_t{1} << 63), "-9223372036854775808");

@@ -133,6 +133,27 @@ TEST(PayloadWriter, DataGoodAgain_TellsItsQuality) {
             "18 01");
 }
 
+TEST(PayloadWriter, UnguardedValue_SaysSoEachTime) {
+  Sample sample = good(9, 2);
+  sample.unguarded = true;
+  PayloadWriter writer;
+  writer.data(variable("A", DataType::kUInt8), 1, sample, false, false);
+  EXPECT_EQ(hex_of(writer.finish(1, 1)),
+            "08 01 "
+            "12 19 10 01 18 02 "
+            "4A 11 0A 09 55 6E 67 75 61 72 64 65 64 12 04 08 0B 38 01 "  // Unguarded: Boolean true
+            "50 09 "
+            "18 01");
+  writer.birth(variable("A", DataType::kUInt8), 1, &sample, 9);
+  EXPECT_EQ(hex_of(writer.finish(1, 1)),
+            "08 01 "
+            "12 2E 0A 01 41 10 01 18 02 20 05 "
+            "4A 21 0A 07 51 75 61 6C 69 74 79 0A 09 55 6E 67 75 61 72 64 65 64 "  // Quality, Unguarded
+            "12 05 08 03 18 C0 01 12 04 08 0B 38 01 "                             // Int32 192, Boolean true
+            "50 09 "
+            "18 01");
+}
+
 TEST(PayloadWriter, HistoricalData_IsMarked) {
   PayloadWriter writer;
   writer.data(variable("A", DataType::kBoolean), 1, good(1, 2), true, false);

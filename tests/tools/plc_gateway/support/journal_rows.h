@@ -13,8 +13,8 @@
 namespace plc_gateway {
 
 inline bool operator==(const Sample& a, const Sample& b) {
-  return a.variable == b.variable && a.good == b.good && a.time == b.time && a.bits == b.bits && a.bytes == b.bytes &&
-         a.reason == b.reason && a.error == b.error;
+  return a.variable == b.variable && a.good == b.good && a.unguarded == b.unguarded && a.time == b.time &&
+         a.bits == b.bits && a.bytes == b.bytes && a.reason == b.reason && a.error == b.error;
 }
 
 inline bool operator==(const JournalRow& a, const JournalRow& b) {
