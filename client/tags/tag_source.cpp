@@ -1,6 +1,7 @@
 // Finds the lines of records, and what the checker says of them.
 #include "client/tags/tag_source.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -20,6 +21,11 @@ std::string tag_file_text(const std::string& path) {
   refuse_line_end(path);
   plc_base::FileText file = plc_base::read_file(path, kMostTagFileBytes);
   if (!file.problem.empty()) throw ClientError(ClientError::Kind::kTagFile, file.problem);
+  if (static_cast<size_t>(std::count(file.text.begin(), file.text.end(), '\n')) > kMostTagLines) {
+    throw ClientError(ClientError::Kind::kTagFile, "cannot read " + plc_base::told_name(path) + ": it has more than " +
+                                                       std::to_string(kMostTagLines) +
+                                                       " lines. Try: a line for each variable, and no others");
+  }
   return std::move(file.text);
 }
 

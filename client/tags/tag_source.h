@@ -20,6 +20,7 @@ struct TagLine {
 
 // Far more than a controller's variables take; a wrong path may name anything.
 constexpr size_t kMostTagFileBytes = size_t{256} << 20U;
+constexpr size_t kMostTagLines = 1000000;  // each takes some 1500 bytes while the file is checked
 
 // All of a tag file's bytes. Throws ClientError for a file that cannot be read.
 std::string tag_file_text(const std::string& path);

@@ -36,9 +36,13 @@ bool has_measured(const survey::SurveyRecord& record) {
 
 SurveyFolder::SurveyFolder(const SurveyOptions& options) {
   namespace fs = std::filesystem;
-  const fs::path folder = fs::absolute(options.folder).lexically_normal();
+  fs::path folder = fs::absolute(options.folder).lexically_normal();
+  if (!folder.has_filename()) folder = folder.parent_path();  // a slash at the end would hide a link
   path_ = folder;
   std::error_code error;
+  if (fs::is_symlink(fs::symlink_status(folder, error))) {
+    refuse_folder(options.folder, "it is a symbolic link: name the folder that it leads to");
+  }
   const fs::file_status status = fs::status(folder, error);
   if (!fs::exists(status)) {
     if (!fs::create_directory(folder, error) || error) refuse_folder(options.folder, error.message());

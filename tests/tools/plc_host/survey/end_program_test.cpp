@@ -2,6 +2,8 @@
 // a former survey stays until something was measured.
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "tests/tools/plc_host/survey/survey_fixture.h"
 
 namespace {
@@ -195,6 +197,22 @@ TEST_F(SurveyTest, FormerSurvey_IsReplacedWhenThatIsSaid) {
   EXPECT_THAT(again.err, HasSubstr("it holds a survey: name another folder, or --replace"));
   EXPECT_EQ(run(words({"--rate", "1000", "--gentle", "--replace"})).code, 0);
   EXPECT_EQ(report().at("link").at("second_connection"), "not tried: --gentle");
+}
+
+TEST_F(SurveyTest, LinkToAFolder_IsNotWrittenThrough) {
+  const auto simulator = start_simulator();
+  const std::string other = path("other");
+  std::filesystem::create_directory(other);
+  std::filesystem::create_directory_symlink(other, path("found"));
+  for (const char* end : {"", "/"}) {
+    std::vector<std::string> all = words({"--rate", "1000", "--gentle"});
+    all.at(6) += end;
+    const Outcome outcome = run(all);
+    EXPECT_EQ(outcome.code, 8);
+    EXPECT_EQ(outcome.err,
+              "plc-host: --output " + all.at(6) + ": it is a symbolic link: name the folder that it leads to\n");
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(other));
 }
 
 TEST_F(SurveyTest, FormerSurvey_StaysWhereNothingWasMeasured) {
