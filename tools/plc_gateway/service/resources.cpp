@@ -9,8 +9,8 @@
 
 #include "base/descriptors.h"
 #include "base/no_memory.h"
-#include "base/threads.h"
 #include "tools/plc_gateway/service/exit_codes.h"
+#include "tools/plc_gateway/service/threads.h"
 
 namespace plc_gateway {
 namespace {
@@ -37,7 +37,7 @@ void require_resources() {
                        [](size_t count, size_t bytes) { return had(std::calloc(count, bytes)); }, std::free);
   require(plc_base::problem_with_descriptors(kDescriptors),
           std::to_string(kDescriptors) + " descriptors besides those that are open", "ulimit -n or LimitNOFILE");
-  require(plc_base::problem_with_threads(kThreads), std::to_string(kThreads) + " threads besides its own",
+  require(problem_with_threads(kThreads), std::to_string(kThreads) + " threads besides its own",
           "ulimit -u, ulimit -v or TasksMax");
 }
 

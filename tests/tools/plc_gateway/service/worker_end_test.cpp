@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/temp_dir.h"
-#include "tests/support/without_threads.h"
+#include "tests/tools/plc_gateway/support/without_threads.h"
 #include "tests/tools/plc_gateway/tag_line.h"
 
 namespace plc_gateway_test {
@@ -32,7 +32,7 @@ TEST(WorkerEnds, WithoutAThreadForIt_TheWorkerStaysUntilTheEnd) {
   plc_gateway::WorkerEnds ends;
   auto worker = idle_worker(folder);
   {
-    const plc_test::WithoutRoomForThreads limit;
+    const WithoutRoomForThreads limit;
     ends.add(std::move(worker));
   }
   EXPECT_FALSE(ends.all_ended());

@@ -1,12 +1,12 @@
 // Starts threads, and lets them end.
-#include "base/threads.h"
+#include "tools/plc_gateway/service/threads.h"
 
 #include <mutex>
 #include <system_error>
 #include <thread>
 #include <vector>
 
-namespace plc_base {
+namespace plc_gateway {
 
 std::string problem_with_threads(size_t count) {
   std::vector<std::thread> started;
@@ -26,4 +26,4 @@ std::string problem_with_threads(size_t count) {
   return problem;
 }
 
-}  // namespace plc_base
+}  // namespace plc_gateway

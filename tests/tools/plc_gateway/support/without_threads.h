@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-namespace plc_test {
+namespace plc_gateway_test {
 
 // As where threads have no room: none has a stack of this size.
 class WithoutRoomForThreads {
@@ -30,4 +30,4 @@ class WithoutRoomForThreads {
   pthread_attr_t before_{};
 };
 
-}  // namespace plc_test
+}  // namespace plc_gateway_test
