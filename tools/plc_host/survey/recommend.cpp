@@ -180,7 +180,8 @@ void recommend_driver(const SurveyRecord& record, std::vector<Recommendation>& a
     case Usability::kWithoutValueEnd:
     case Usability::kWithoutBoth: {
       const std::string better = plc_profile::better_driver(guarded_of(record.verdict.usable));
-      return all.push_back({"driver", (takes_contract_build(record) ? "contract, better " : "") + better, because});
+      if (!takes_contract_build(record)) return all.push_back({"driver", better, because});
+      return all.push_back({"driver", "contract, better " + better, because + pieces_warning(record)});
     }
     case Usability::kNotUsable:
       if (takes_contract_build(record)) all.push_back({"driver", "contract", because + pieces_warning(record)});

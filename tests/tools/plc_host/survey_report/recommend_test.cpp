@@ -170,6 +170,11 @@ TEST(ContractProblem, IsNoneOfPiecesThatTakeARepliesOfAFewNames) {
       "names at a time. A BOOL in a batch is two names.";
   EXPECT_EQ(verdict_sentence(record), "The guarded build cannot be used here: use the contract build." + pieces);
   EXPECT_THAT(contract_warning(record), HasSubstr("read back what you write." + pieces));
+  for (const Usable usable : {Usable::kNotUsable, Usable::kWithoutStatus}) {
+    record.verdict.usable = usable;
+    EXPECT_THAT(reason_of(record, "driver"), testing::EndsWith(pieces));
+  }
+  record.verdict.usable = Usable::kNotUsable;
   record.recommendations = recommend(record);
   EXPECT_EQ(make_profile(record).batch_names, 3U);
   record.limits.names_per_request = record.limits.values_tried = 2;
