@@ -1,6 +1,7 @@
 // Numbers and words in messages.
 #include "base/text.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -13,6 +14,12 @@ std::string told_name(std::string_view name) {
   const bool is_seen = !name.empty() && kUnseen.find(name.front()) == std::string_view::npos &&
                        kUnseen.find(name.back()) == std::string_view::npos;
   return is_seen ? std::string(name) : quoted(name);
+}
+
+bool is_same_but_case(std::string_view text, std::string_view other) {
+  const auto lower = [](char sign) { return sign >= 'A' && sign <= 'Z' ? static_cast<char>(sign - 'A' + 'a') : sign; };
+  return std::equal(text.begin(), text.end(), other.begin(), other.end(),
+                    [&lower](char one, char two) { return lower(one) == lower(two); });
 }
 
 std::string hexadecimal(uint32_t value, int digits) {

@@ -13,6 +13,9 @@ std::string quoted(std::string_view text);
 // A name or a path before what is said of it: in quotes where nothing of it, or not its end, would be seen.
 std::string told_name(std::string_view name);
 
+// Whether the texts differ in the case of ASCII letters alone, or not at all.
+bool is_same_but_case(std::string_view text, std::string_view other);
+
 // The number with this many hexadecimal digits behind 0x, more where it has more.
 std::string hexadecimal(uint32_t value, int digits);
 

@@ -1,7 +1,11 @@
 // Looks for near names, and for members.
 #include "client/tags/meant_names.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "base/near_names.h"
+#include "base/text.h"
 #include "client/tags/tag_reference.h"
 
 namespace plc_client::core {
@@ -80,6 +84,11 @@ std::optional<std::string> respelled(const TagList& list, std::string_view text)
 std::vector<std::string> meant_names(std::string_view name, const std::vector<std::string>& names) {
   const bool has_subscripts = !name.empty() && name.back() == ']';
   const std::string_view bare = name.substr(0, has_subscripts ? name.rfind('[') : name.size());
+  // Where nothing but the case of letters differs, no other name is meant.
+  std::vector<std::string> same;
+  std::copy_if(names.begin(), names.end(), std::back_inserter(same),
+               [bare](const std::string& known) { return plc_base::is_same_but_case(bare, known); });
+  if (!same.empty()) return same;
   std::vector<std::string> near = plc_base::near_names(bare, names);
   return near.empty() ? members_of(bare, names) : near;
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "base/text.h"
 #include "client/values/value_type.h"
 
 namespace plc_client::core {
@@ -87,7 +88,7 @@ void choose_elements(TagReference& reference, std::string_view subscripts) {
     start = comma + 1;
   }
   if (reference.chosen.size() != declared.size()) {
-    throw ShapeError("it takes " + std::to_string(declared.size()) + " subscripts and not " +
+    throw ShapeError("it takes " + plc_base::plural(declared.size(), "subscript") + ", not " +
                      std::to_string(reference.chosen.size()) + ": " + declared_type(reference.tag->entry));
   }
 }

@@ -71,8 +71,8 @@ TEST_F(TagReferenceTest, SubscriptOutsideTheDeclaration_IsRefused) {
 }
 
 TEST_F(TagReferenceTest, WrongNumberOfSubscripts_IsRefused) {
-  EXPECT_EQ(why_refused("Grid[1]"), "it takes 2 subscripts and not 1: INT[0..1,0..2]");
-  EXPECT_EQ(why_refused("Grid[1,1,1]"), "it takes 2 subscripts and not 3: INT[0..1,0..2]");
+  EXPECT_EQ(why_refused("Grid[1]"), "it takes 2 subscripts, not 1: INT[0..1,0..2]");
+  EXPECT_EQ(why_refused("Grid[1,1,1]"), "it takes 2 subscripts, not 3: INT[0..1,0..2]");
   EXPECT_EQ(why_refused("Speed[0]"), "it is not an array: INT");
   EXPECT_EQ(why_refused("Text[0]"), "it is not an array: STRING(8)");
 }

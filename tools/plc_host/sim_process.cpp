@@ -61,8 +61,9 @@ pid_t spawn(const std::vector<std::string>& command, int input, int output) {
   const int failed = posix_spawnp(&child, words[0], &files, &attributes, words.data(), environ);
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&files);
-  if (failed != 0) throw HostError(kExitSimulator, "cannot start " + command[0] + ": " + std::strerror(failed));
-  return child;
+  if (failed == 0) return child;
+  throw HostError(kExitSimulator, "cannot start " + plc_base::told_name(command[0]) + ": " + std::strerror(failed) +
+                                      ". Try: --simulator with the path of a plc-sim");
 }
 
 int exit_code_of(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status); }

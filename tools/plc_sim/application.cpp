@@ -184,7 +184,9 @@ class Application {
   }
 
   static std::string with_advice(const std::string& problem) {
-    const std::string advice = problem == std::strerror(EADDRINUSE)      ? "another port, or 0 for a free one"
+    // The page's library begins it with a small letter.
+    const bool is_in_use = plc_base::is_same_but_case(problem, std::strerror(EADDRINUSE));
+    const std::string advice = is_in_use                                 ? "another port, or 0 for a free one"
                                : problem == std::strerror(EADDRNOTAVAIL) ? "an address that this machine has"
                                : problem == std::strerror(EACCES)        ? "a port from 1024 on"
                                                                          : "";
@@ -303,7 +305,9 @@ int run_simulator(const Options& options) {
   plc_profile::ProfileResult profile;
   if (!options.profile.empty()) profile = plc_profile::read_profile(options.profile);
   for (const plc_toml::Finding& finding : profile.findings) {
-    print_error("plc-sim: " + plc_profile::finding_line(finding));
+    const std::string of_file = finding.line == 0 ? "--profile: " : "";
+    print_error("plc-sim: " + of_file + plc_profile::finding_line(finding) +
+                (of_file.empty() ? "" : ". Try: the profile.toml that plc-host survey wrote"));
   }
   if (!profile.ok()) return kNotStarted;
   const std::string problem = plc_base::problem_with_descriptors(kLoopDescriptors);

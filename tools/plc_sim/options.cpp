@@ -87,7 +87,9 @@ Endpoint parse_endpoint(const char* option, const std::string& text) {
                             : "the port is missing, write " + text + ":8500, or " + text + ":0 for a free one");
   }
   const plc_base::FoundHost host = plc_base::find_host(parts->at.host);
-  if (!host.problem.empty()) refuse_endpoint(option, text, "no host is called " + parts->at.host + ": " + host.problem);
+  if (!host.problem.empty()) {
+    refuse_endpoint(option, text, "no host is called " + parts->at.host + ": " + host.problem + ". Try: 127.0.0.1");
+  }
   in_addr address{};
   address.s_addr = htonl(host.address);
   std::array<char, INET_ADDRSTRLEN> number{};
@@ -120,7 +122,8 @@ std::pair<std::string, uint8_t> parse_program(const std::string& text) {
   const size_t equals = text.rfind('=');
   const auto number = equals == std::string::npos ? std::nullopt : number_in<uint8_t>(text.substr(equals + 1));
   if (!number || equals == 0) {
-    throw std::invalid_argument("'" + text + "' is not of the form NAME=NUMBER with a number up to 255");
+    throw std::invalid_argument("--program " + plc_base::told_name(text) +
+                                ": write NAME=NUMBER, with a number from 0 to 255");
   }
   return {text.substr(0, equals), *number};
 }

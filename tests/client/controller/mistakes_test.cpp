@@ -154,8 +154,8 @@ TEST_F(MistakesTest, NameThatIsNone_SaysWhatItMayHaveMeant) {
 TEST_F(MistakesTest, Subscripts_AreComparedWithTheDeclaration) {
   EXPECT_EQ(read<OutOfRange>("Table[6]"), "Table[6]: subscript 6 is outside 2..5");
   EXPECT_EQ(read<OutOfRange>("Table[1..3]"), "Table[1..3]: subscript 1..3 is outside 2..5");
-  EXPECT_EQ(read<TypeMismatch>("Table[2,3]"), "Table[2,3]: it takes 1 subscripts and not 2: INT[2..5]");
-  EXPECT_EQ(read<TypeMismatch>("Grid[1]"), "Grid[1]: it takes 2 subscripts and not 1: DINT[0..1,0..2]");
+  EXPECT_EQ(read<TypeMismatch>("Table[2,3]"), "Table[2,3]: it takes 1 subscript, not 2: INT[2..5]");
+  EXPECT_EQ(read<TypeMismatch>("Grid[1]"), "Grid[1]: it takes 2 subscripts, not 1: DINT[0..1,0..2]");
   EXPECT_EQ(read<TypeMismatch>("Current[1]"), "Current[1]: it is not an array: REAL");
   EXPECT_EQ(read<UnknownVariable>("Table[x]"), "Table[x]: 'x' is not a subscript: write 3 or 0..4");
   EXPECT_EQ(read<UnknownVariable>("Table[4..3]"), "Table[4..3]: subscript 4..3 runs backwards");

@@ -1,5 +1,6 @@
 // Tests of what plc-host says of mistakes on its command line, word by word.
 #include <algorithm>
+#include <filesystem>
 
 #include "tests/tools/plc_host/program_fixture.h"
 
@@ -78,6 +79,60 @@ constexpr Mistake kMistakes[] = {
     {"read --address 0.0.0.0 X", 2,
      "--address 0.0.0.0: no machine has this address: give one like 192.168.0.10 or plc1.local, with :8500 behind it "
      "or without"},
+    {"read --address ' 127.0.0.1' X", 2,
+     "--address ' 127.0.0.1': this is not an address: give one like 192.168.0.10 or plc1.local, with :8500 behind it "
+     "or "
+     "without"},
+    {"read --address -1 X", 2,
+     "--address -1: this is not an address: give one like 192.168.0.10 or plc1.local, with :8500 behind it or "
+     "without"},
+    {"read --address 127.0.0.1: X", 2,
+     "--address '127.0.0.1:': behind the colon stands the port: give a number from 1 to 65535"},
+    {"read --address 127.0.0.1/24 X", 2,
+     "--address 127.0.0.1/24: this is not an address: give one like 192.168.0.10 or plc1.local, with :8500 behind it "
+     "or "
+     "without"},
+    {"read --address 127.0.0.1 --timeout 2s X", 2, "--timeout 2s: give whole seconds, from 1 to 86400"},
+    {"read --address 127.0.0.1 --timeout 99999999999999999999 X", 2,
+     "--timeout 99999999999999999999: give whole seconds, from 1 to 86400"},
+    {"read --address 127.0.0.1 --address 127.0.0.2 X", 2, "--address is given twice; plc-host read --help tells more"},
+    {"read --sim machine.csv --sim machine.csv X", 2, "--sim is given twice; plc-host read --help tells more"},
+    {"read --sim machine.csv --profile folder X", 2,
+     "--profile: cannot read folder: it is a folder. Try: the profile.toml that plc-host survey wrote"},
+    {"read --sim machine.csv --profile none.toml X", 2,
+     "--profile: cannot read none.toml: No such file or directory. Try: the profile.toml that plc-host survey wrote"},
+    {"read --sim machine.csv --simulator ./none X", 6,
+     "cannot start ./none: No such file or directory. Try: --simulator with the path of a plc-sim"},
+    {"read --sim machine.csv --names-from folder", 2, "--names-from: cannot read folder: it is a folder"},
+    {"read --sim machine.csv --names-from latin.txt", 2,
+     "--names-from latin.txt: line 2 is not UTF-8: the list was probably saved as Latin-1 (ANSI). Try: save it as "
+     "UTF-8"},
+    {"write --sim machine.csv --names-from valueless.txt", 2,
+     "--names-from valueless.txt: line 2: Total gives no value: write NAME=VALUE in each line"},
+    {"read --sim machine.csv Speed --json --csv", 2, "which form? Give one of --json, --csv, --raw and --format"},
+    {"read --sim machine.csv --id 5 Speed", 2, "--id reads one register: no names with it"},
+    {"read --sim machine.csv --offset 3 Speed", 2, "--offset requires --id; plc-host read --help tells more"},
+    {"write --sim machine.csv --dry-run --verify Speed=4", 2,
+     "--verify and --dry-run exclude each other; plc-host write --help tells more"},
+    {"write --sim machine.csv Speed = 4", 2, "Speed gives no value: write it as Speed=VALUE, in one word"},
+    {"check folder", 4, "cannot read folder: it is a folder"},
+    {"check machine.csv --fix machine.csv", 8,
+     "cannot write machine.csv: it is a file that is read. Try: name another file"},
+    {"check --rules T042 --json", 2, "--rules lists the rules as text: neither --json nor --sarif goes with it"},
+    {"tags machine.csv --area 5", 2, "--area is that of a controller: give its --address too, or leave --area out"},
+    {"tags --new X INT --id 16777216", 2,
+     "--id 16777216: give a number from 0 to 16777215; plc-host tags --help tells more"},
+    {"watch --sim machine.csv Speed --rounds 0", 2,
+     "--rounds 0: give a number from 1 to 4294967295; plc-host watch --help tells more"},
+    {"watch --sim machine.csv Speed --log a.csv --deadband nan", 2,
+     "--deadband nan: give a number of 0 or more; plc-host watch --help tells more"},
+    {"why --capture none.pcap Speed", 2, "none.pcap: cannot be read: No such file or directory"},
+    {"why --sim machine.csv Speed Total", 2, "which variable? One NAME or --id"},
+    {"survey --sim machine.csv --output out --hours -1", 2,
+     "--hours -1: give hours, from 0 to 1000, as 8 or 0.5; plc-host survey --help tells more"},
+    {"info --address x", 2,
+     "info has no --address, which is for tags, check, read, write, batch, watch, why or survey; plc-host info --help "
+     "tells more"},
     {"help raed", 2, "unknown command 'raed', did you mean read?"},
     {"help read write", 2, "help takes one command"},
     {"check --rules machine.csv", 2, "--rules lists the rules and checks no file: leave machine.csv away"},
@@ -137,7 +192,7 @@ constexpr Mistake kMistakes[] = {
      "--address [::1]:8500: the driver has no IPv6: give one like 192.168.0.10 or plc1.local, with :8500 behind it or "
      "without"},
     {"read --address ::1 X", 2,
-     "--address ::1: the driver has no IPv6: give one like 192.168.0.10 or plc1.local, with :8500 behind it or "
+     "--address '::1': the driver has no IPv6: give one like 192.168.0.10 or plc1.local, with :8500 behind it or "
      "without"},
     {"read --address 192.168.0 X", 2,
      "--address 192.168.0: an IPv4 address has four numbers up to 255: give one like 192.168.0.10 or plc1.local, with "
@@ -200,6 +255,9 @@ TEST_P(MistakeLineTest, SaysWhatIsWrongAndWhatToDo) {
   write_file("PLC07F000001_1.csv", kTagFile);
   write_file("PLCA010204_00.csv", kTagFile);
   write_file("empty.csv", "");
+  write_file("latin.txt", "Speed\nK\xFChlung\n");
+  write_file("valueless.txt", "Speed = 4\nTotal\n");
+  std::filesystem::create_directory(path("folder"));
   const Outcome outcome = type(GetParam().line);
   EXPECT_EQ(outcome.code, GetParam().code);
   EXPECT_EQ(outcome.out, "");
@@ -215,6 +273,39 @@ TEST_F(MistakeTest, HostThatNobodyKnows_HasTheSystemsReason) {
   EXPECT_EQ(outcome.code, 7);
   EXPECT_THAT(outcome.err, StartsWith("plc-host: the system knows no host called 'no-such-host.invalid': "));
   EXPECT_THAT(outcome.err, EndsWith(". Try: its address, like 192.168.0.10, or correct the name\n"));
+}
+
+TEST_F(MistakeTest, NameThatIsWrittenWrongly_IsToldHow) {
+  const auto said = [this](const std::string& words) {
+    return type(words + " --sim machine.csv --simulator " PLC_HOST_SIMULATOR).err;
+  };
+  EXPECT_EQ(said("read 'Table[1,2]'"), "plc-host: Table[1,2]: it takes 1 subscript, not 2: INT[0..9]\n");
+  EXPECT_EQ(said("read 'Table[0'"),
+            "plc-host: Table[0: machine.csv has no variable of this name: no ] ends its subscripts; write it as in "
+            "Table[0] or Table[0..4]\n");
+  EXPECT_EQ(
+      said("read motor.run"),
+      "plc-host: motor.run: machine.csv has no variable of this name; did you mean Motor.Run (machine.csv:15)?\n");
+  EXPECT_EQ(said("write --dry-run 'Speed = 4'"),
+            "plc-host: 'Speed ': blanks stand before the name or before the =: write 'Speed=4'\n"
+            "plc-host: nothing was written\n");
+  EXPECT_EQ(said("survey --output out --write 'Motor.*'"),
+            "plc-host: --write Motor.*: give one variable, not a pattern\n");
+  EXPECT_THAT(type("why 'Motor.*' --sim machine.csv --simulator " PLC_HOST_SIMULATOR).out,
+              EndsWith("  1. why follows one variable: Motor.* is a pattern\n"
+                       "     Try: Give the whole name; plc-host tags FILE 'Motor.*' lists those that match.\n"));
+}
+
+TEST_F(MistakeTest, ListOfNewTagsInLatin1_HasOneFindingWithTheCause) {
+  write_file("list.csv",
+             "Name;Type\nK\xFChlung;INT\nDr\xFC"
+             "cke;INT\n");
+  const Outcome outcome = type("tags --new --from list.csv");
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(outcome.err,
+            "plc-host: list.csv:2: the name is not valid UTF-8\n"
+            "plc-host:     The list was probably saved as Latin-1 (ANSI): save it as CSV UTF-8.\n"
+            "plc-host: list.csv: and 1 more of T023\nplc-host: list.csv: nothing was written\n");
 }
 
 TEST_F(MistakeTest, HostOfADryRun_IsAskedForOnlyWhereItNamesTheTagFile) {

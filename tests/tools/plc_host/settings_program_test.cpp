@@ -182,7 +182,10 @@ TEST_F(SettingsTest, MistakesOfAProfile_AreToldWithTheirPlace) {
       "plc-host: press1.toml:2:1: unknown key 'timeout' in [settings]; did you mean timeout_s?\n"
       "plc-host: press1.toml:4:10: [guarded] usable is the text \"maybe\": give one of yes, without status, without "
       "value end, without both, no or unknown\n");
-  EXPECT_EQ(type("info --profile missing.toml").err, "plc-host: cannot read missing.toml: No such file or directory\n");
+  EXPECT_EQ(
+      type("info --profile missing.toml").err,
+      "plc-host: --profile: cannot read missing.toml: No such file or directory. Try: the profile.toml that plc-host "
+      "survey wrote\n");
 }
 
 TEST_F(SettingsTest, ControllerThatTakesFewNames_IsReadWithItsProfile) {

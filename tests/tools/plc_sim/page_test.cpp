@@ -396,7 +396,8 @@ TEST(Page, PortInUse_EndsPlcSimWithTwo) {
   const TemporaryFile tags(kPageTags);
   PlcSimProcess second({"--web", served.host, tags.path()});
   EXPECT_EQ(second.finish(), 2);
-  EXPECT_EQ(second.errors(), "plc-sim: cannot serve the page on " + served.host + ": address already in use\n");
+  EXPECT_EQ(second.errors(), "plc-sim: cannot serve the page on " + served.host +
+                                 ": address already in use. Try: another port, or 0 for a free one\n");
 }
 
 }  // namespace

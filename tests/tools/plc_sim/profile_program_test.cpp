@@ -120,7 +120,8 @@ TEST(PlcSimProfile, Mistakes_EndItWithTheirPlace) {
 
   PlcSimProcess missing({"--profile", "/nonexistent/p.toml", tags.path()});
   EXPECT_EQ(missing.finish(), 2);
-  EXPECT_THAT(missing.errors(), HasSubstr("plc-sim: cannot read /nonexistent/p.toml: No such file or directory\n"));
+  EXPECT_THAT(missing.errors(),
+              HasSubstr("plc-sim: --profile: cannot read /nonexistent/p.toml: No such file or directory. Try: "));
 
   PlcSimProcess both({"--profile", bad.path(), "--replay", bad.path()});
   EXPECT_EQ(both.finish(), 2);

@@ -192,6 +192,9 @@ void check_listing(const HostOptions& options) {
   if (options.names_only && form_of(options).form != Form::kText) {
     throw HostError(kExitUsage, "--names has lines of its own: neither --json nor --csv goes with it");
   }
+  if (options.settings.at("area").is_typed() && !options.settings.at("address").is_typed()) {
+    throw HostError(kExitUsage, "--area is that of a controller: give its --address too, or leave --area out");
+  }
   const std::string path = listed_file(options);
   if (!names_tag_file(options) && is_pattern(path) && access(path.c_str(), F_OK) != 0) {
     throw HostError(kExitUsage, "which tag file? Give FILE before the pattern " + path);

@@ -51,6 +51,7 @@ std::string advice_on(const Finding& finding) {
   constexpr std::pair<const char*, const char*> kAdvice[] = {
       {"T006", "Write a name and a type into each line, as in Motor.Speed,DINT; plc-host check looks at tag files."},
       {"T020", "Give the variable's name first, then its type."},
+      {"T023", "The list was probably saved as Latin-1 (ANSI): save it as CSV UTF-8."},
       {"T040", "Give the type behind the name."},
       {"T050", "Write the length with the type, STRING(20), or with --length 20."},
       {"T052", "Write the length with the type, STRING(20), or with --length 20."},
@@ -64,6 +65,9 @@ std::string advice_on(const Finding& finding) {
   return tag_check::rule_of(finding.rule).suggestion;
 }
 
+// Names that are not UTF-8 have one cause, the character set of the list.
+size_t shown_of(std::string_view rule) { return rule == "T023" ? 1 : tag_check::kShownOfARule; }
+
 // Tells the findings, of each rule the first ones; true when nothing is wrong.
 bool tell(const std::vector<Finding>& findings, const std::string& list) {
   std::map<std::string_view, size_t> told;
@@ -71,16 +75,15 @@ bool tell(const std::vector<Finding>& findings, const std::string& list) {
   for (const Finding& finding : findings) {
     is_good = is_good && !is_wrong(finding);
     const size_t number = ++told[finding.rule];
-    if (number > tag_check::kShownOfARule) continue;
+    if (number > shown_of(finding.rule)) continue;
     std::string text = list.empty() ? "" : list + ":" + std::to_string(finding.line) + ": ";
     text += finding.message + (finding.is_fixable() ? "; corrected" : "");
     show_message(text);
     if (number == 1 && !finding.is_fixable()) show_message("    " + advice_on(finding));
   }
   for (const auto& [rule, count] : told) {
-    if (count <= tag_check::kShownOfARule) continue;
-    show_message(list + ": and " + plc_base::grouped_number(count - tag_check::kShownOfARule) + " more of " +
-                 std::string(rule));
+    if (count <= shown_of(rule)) continue;
+    show_message(list + ": and " + plc_base::grouped_number(count - shown_of(rule)) + " more of " + std::string(rule));
   }
   return is_good;
 }

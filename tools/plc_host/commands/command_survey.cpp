@@ -28,6 +28,7 @@
 #include "tools/plc_host/survey_steps/survey.h"
 #include "tools/plc_host/target/controller_address.h"
 #include "tools/plc_host/target/tag_files.h"
+#include "tools/plc_host/target/wanted_names.h"
 #include "tools/usage/usage.h"
 
 namespace plc_host {
@@ -100,6 +101,7 @@ void check_written(const SurveyPlan& plan, const Declarations& declared) {
     try {
       survey::scratch_of(declared, name);
     } catch (const NoSuchName&) {
+      if (is_pattern(name)) throw HostError(kExitUsage, "--write " + name + ": give one variable, not a pattern");
       throw HostError(kExitUsage,
                       "--write " + name + ": no tag file has a variable of this name" + meant_instead(declared, name));
     } catch (const ReferenceError& error) {

@@ -203,6 +203,9 @@ void check_simulator_argument(const std::string& argument) {
 }
 
 void check_rules(const HostOptions& options) {
+  if (options.json || options.sarif) {
+    throw HostError(kExitUsage, "--rules lists the rules as text: neither --json nor --sarif goes with it");
+  }
   for (const std::string& word : options.checked_files) {
     const auto is_called = [&word](const tag_check::Rule& rule) { return word == rule.code; };
     const std::vector<tag_check::Rule>& rules = tag_check::rule_list();

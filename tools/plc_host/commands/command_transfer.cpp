@@ -171,6 +171,15 @@ void demand_value(const TagReference& reference, std::string_view value) {
   throw ReferenceError("no value stands behind the =");
 }
 
+// A list often has blanks there. In the name they would be a part of it.
+void refuse_blanks(const TagList& tags, std::string_view name, std::string_view value) {
+  const std::string meant(plc_base::without_blanks(name));
+  if (meant == name || meant.empty() || !positions_of(tags, name).empty() || positions_of(tags, meant).empty()) return;
+  std::string text = meant;
+  text.append("=").append(plc_base::without_blanks(value));
+  throw ReferenceError("blanks stand before the name or before the =: write " + plc_base::quoted(text));
+}
+
 // The name of a variable may have a = of its own: the tag file decides where it ends.
 void split_known(const TagList& tags, std::string_view text, std::string_view& name, std::string_view& value) {
   split_assignment(text, name, value);
@@ -226,6 +235,7 @@ std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options
       std::string_view value;
       split_known(host.tags(), assignment, name, value);
       failure.name = name;
+      refuse_blanks(host.tags(), name, value);
       refuse_pattern(host.tags(), name);
       const TagReference reference = find_variable(host.tags(), host.tag_file(), name);
       demand_value(reference, value);

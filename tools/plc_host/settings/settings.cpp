@@ -253,10 +253,13 @@ const std::vector<SettingRule>& setting_rules() {
   return kRules;
 }
 
-plc_profile::Profile read_profile_setting(const std::string& path) {
-  plc_profile::ProfileResult result = plc_profile::read_profile(path);
+plc_profile::Profile read_profile_setting(const Setting& profile) {
+  plc_profile::ProfileResult result = plc_profile::read_profile(profile.value);
   for (size_t i = 0; i < result.findings.size(); ++i) {
-    const std::string text = plc_profile::finding_line(result.findings[i]);
+    const bool is_of_file = result.findings[i].line == 0;
+    const std::string from = is_of_file ? profile.from + ": " : "";
+    const std::string advice = is_of_file ? ". Try: the profile.toml that plc-host survey wrote" : "";
+    const std::string text = from + plc_profile::finding_line(result.findings[i]) + advice;
     if (i + 1 == result.findings.size()) throw HostError(kExitUsage, text);
     show_message(text);
   }
@@ -285,8 +288,8 @@ Settings choose_settings(const std::map<std::string, std::string>& given) {
   add_missing(settings, settings_in(files[0], kFirstFileRank));
   add_missing(settings, settings_in(files[1], kFirstFileRank + 1));
   if (settings.count("profile") > 0) {
-    const std::string path = settings["profile"].value;
-    add_missing(settings, settings_of(read_profile_setting(path), path));
+    const Setting profile = settings["profile"];
+    add_missing(settings, settings_of(read_profile_setting(profile), profile.value));
   }
   for (const SettingRule& rule : setting_rules()) {
     if (settings.count(rule.name) == 0) settings[rule.name] = {rule.usual, "", kUsualRank};

@@ -35,7 +35,7 @@ struct Setting {
 using Settings = std::map<std::string, Setting>;
 
 // Throws HostError; what is wrong with the file but for the last of it is told before.
-plc_profile::Profile read_profile_setting(const std::string& path);
+plc_profile::Profile read_profile_setting(const Setting& profile);
 
 // Each setting by its name, from the first that says it: the options given, the environment, plc-host.toml in the
 // working directory, plc-host.toml in the user's folder of configurations, the profile, what is usual. Every value is a

@@ -32,9 +32,10 @@ void check_driver(const Setting& driver) {
 // What no other setting can say: how many names are asked for at a time. What speaks against a driver is told, also
 // where the user names one.
 void use_profile(HostOptions& options) {
-  const std::string& path = options.settings.at("profile").value;
+  const Setting& setting = options.settings.at("profile");
+  const std::string& path = setting.value;
   if (path.empty()) return;
-  const plc_profile::Profile profile = read_profile_setting(path);
+  const plc_profile::Profile profile = read_profile_setting(setting);
   options.most_names = plc_profile::names_at_a_time(profile);
   options.program_names = {{}, profile.program_name_units, profile.longest_name_units};
   const Setting& driver = options.settings.at("driver");

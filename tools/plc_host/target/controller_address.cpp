@@ -45,12 +45,14 @@ void refuse_number(const std::string& said, const std::string& host) {
 }  // namespace
 
 plc_base::HostPort split_controller_address(const std::string& text, const std::string& from) {
-  const std::string said = from + " " + text + ": ";
+  const std::string said = from + " " + plc_base::told_name(text) + ": ";
   const auto parts = plc_base::split_address(text);
   if (plc_base::is_ipv6_address(text) || (parts && parts->has_brackets)) {
     throw HostError(kExitUsage, said + "the driver has no IPv6: " + kForms);
   }
-  if (!parts) throw HostError(kExitUsage, said + "this is not an address: " + kForms);
+  // Names of hosts begin with no dash: an option stands where the address belongs.
+  const bool is_option = parts && parts->at.host.compare(0, 1, "-") == 0;
+  if (!parts || is_option) throw HostError(kExitUsage, said + "this is not an address: " + kForms);
   if (text.find("://") != std::string::npos) {
     throw HostError(kExitUsage, said + "leave " + text.substr(0, text.find("://") + 3) + " away");
   }

@@ -127,12 +127,20 @@ std::string name_before_value(const TagList& tags, std::string_view name) {
   return positions_of(tags, before).empty() ? "" : before;
 }
 
+// An array behind whose name a bracket stays open.
+bool opens_subscripts(const TagList& tags, std::string_view name) {
+  const size_t open = name.rfind('[');
+  if (open == std::string_view::npos || name.find(']', open) != std::string_view::npos) return false;
+  return !positions_of(tags, name.substr(0, open)).empty();
+}
+
 std::string what_was_meant(const TagList& tags, const TagFilePath& file, std::string_view name) {
   const std::string before = name_before_value(tags, name);
   if (!before.empty()) return "; did you mean " + before + "? Only write takes values";
   if (const std::optional<std::string> meant = respelled(tags, name)) {
     return did_you_mean(tags, file, {*meant}, *find_reference(tags, *meant).tag);
   }
+  if (opens_subscripts(tags, name)) return ": no ] ends its subscripts; write it as in Table[0] or Table[0..4]";
   if (is_csv_name(name)) return "; a tag file is given with --tags " + std::string(name);
   const std::string apart = names_apart(tags, name);
   if (!apart.empty()) return "; names stand apart, without commas: " + apart;

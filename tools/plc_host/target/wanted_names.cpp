@@ -144,6 +144,18 @@ std::set<std::string> names_of(const std::vector<TagResult>& named) {
   return names;
 }
 
+void check_line(const std::string& file, size_t number, std::string_view line, bool is_assignment) {
+  const std::string place = "line " + std::to_string(number);
+  // A text that is to be written may have any bytes.
+  if (!plc_base::is_utf8(is_assignment ? line.substr(0, line.find('=')) : line)) {
+    refuse(file, place + " is not UTF-8: the list was probably saved as Latin-1 (ANSI). Try: save it as UTF-8");
+  }
+  if (is_assignment && line.find('=') == std::string_view::npos) {
+    refuse(file, place + ": " + plc_base::told_name(plc_base::without_blanks(line)) +
+                     " gives no value: write NAME=VALUE in each line");
+  }
+}
+
 }  // namespace
 
 std::vector<std::string> names_in(const std::string& file, bool are_assignments) {
@@ -156,12 +168,13 @@ std::vector<std::string> names_in(const std::string& file, bool are_assignments)
   // A carriage return alone ends the lines of old files.
   const char line_end = text.find('\n') == std::string::npos ? '\r' : '\n';
   std::vector<std::string> names;
-  while (!rest.empty()) {
+  for (size_t number = 1; !rest.empty(); ++number) {
     const size_t end = std::min(rest.find(line_end), rest.size());
     std::string_view line = rest.substr(0, end);
     rest.remove_prefix(std::min(end + 1, rest.size()));
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
     if (plc_base::without_blanks(line).empty()) continue;
+    check_line(file, number, line, are_assignments);
     names.emplace_back(are_assignments ? line : plc_base::without_blanks(line));
   }
   if (names.empty()) refuse(file, "it has no names");

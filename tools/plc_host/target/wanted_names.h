@@ -12,7 +12,8 @@
 namespace plc_host {
 
 // The lines of a file but for empty ones, or of standard input for "-". Blanks around a name are none of it; a line of
-// NAME=VALUE stays as it is. Throws HostError for what cannot be read, is no text, or has no line.
+// NAME=VALUE stays as it is. Throws HostError for what cannot be read, is no text of UTF-8, has no line, or has one
+// without a value where there is to be one.
 std::vector<std::string> names_in(const std::string& file, bool are_assignments);
 
 // Whether the text means all names that fit it: it has a * or ?, or a bracket with something else than subscripts in

@@ -1,9 +1,11 @@
 // Finds what is asked for in the tag list, and the calls that a read of it makes.
 #include "tools/plc_host/why/why_lookup.h"
 
+#include "base/text.h"
 #include "client/plan/transfer_plan.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
+#include "tools/plc_host/target/wanted_names.h"
 #include "tools/plc_host/why/why_findings.h"
 
 namespace plc_host {
@@ -43,7 +45,12 @@ std::optional<TagReference> look_up(const HostOptions& options, WhyReport& repor
       report.register_id = reference.tag->register_id;
       report.calls = calls_of(reference);
     } catch (const ReferenceError& error) {
-      find_name_faults(options.names.front(), error.what(), report);
+      if (is_pattern(options.names.front())) {
+        report.fault("why follows one variable: " + plc_base::told_name(options.names.front()) + " is a pattern",
+                     "Give the whole name; plc-host tags FILE '" + options.names.front() + "' lists those that match.");
+      } else {
+        find_name_faults(options.names.front(), error.what(), report);
+      }
       reference.tag = nullptr;
     } catch (const PlanError& error) {
       report.fault(error.what(), "Declare the array with ranges from 0, or read it by number: --id, --offset.");

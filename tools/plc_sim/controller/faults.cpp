@@ -160,6 +160,15 @@ void parse_setting(std::string_view word, Fault& fault) {
   }
 }
 
+// Which of two values of one setting is meant is not to be guessed.
+void refuse_twice(const std::vector<std::string_view>& words, size_t at) {
+  const std::string_view start = words[at].substr(0, words[at].find('=') + 1);
+  for (size_t i = 1; i < at; ++i) {
+    if (words[i].substr(0, start.size()) != start) continue;
+    throw std::invalid_argument(std::string(start) + " is given twice: leave one out");
+  }
+}
+
 std::vector<std::string_view> split_words(std::string_view text) {
   std::vector<std::string_view> words;
   while (!text.empty()) {
@@ -271,6 +280,7 @@ Fault parse_fault(std::string_view text) {
   fault.kind = info->kind;
   for (size_t i = 1; i < words.size(); ++i) {
     if (words[i].find('=') != std::string_view::npos) {
+      refuse_twice(words, i);
       parse_setting(words[i], fault);
     } else {
       fault.arguments.push_back(parse_argument(words[i], *info));

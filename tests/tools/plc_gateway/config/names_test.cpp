@@ -88,7 +88,7 @@ TEST_F(NamesTest, BadSubscripts_AreTold) {
       ElementsAre("3:10: error: Table[10]: subscript 10 is outside 0..9; correct the name, or take it out of "
                   "the list",
                   "3:23: error: Speed[1]: it is not an array: INT; correct the name, or take it out of the list",
-                  "3:35: error: Table[1,2]: it takes 1 subscripts and not 2: INT[0..9]; correct the name, or "
+                  "3:35: error: Table[1,2]: it takes 1 subscript, not 2: INT[0..9]; correct the name, or "
                   "take it out of the list",
                   "3:49: error: Step: a variable of a program goes with the program's name: write Main/Step; "
                   "correct the name, or take it out of the list"));
