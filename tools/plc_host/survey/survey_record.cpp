@@ -116,7 +116,7 @@ std::string piece_problem(const SurveyRecord& record) {
   constexpr uint32_t kLeastNames = 2;  // those of a BOOL in a batch
   const std::optional<size_t> piece = first_piece_bytes(record);
   if (!piece) return {};
-  const std::string pieces = "replies come in pieces of " + plc_base::plural(*piece, "byte");
+  std::string pieces = "replies come in pieces of " + plc_base::plural(*piece, "byte");
   if (names_in_a_piece(record).value_or(0) < kLeastNames) return pieces;
   if (record.programs.reply_bytes > *piece) {
     return pieces + ", and that with the names of the programs has " + std::to_string(record.programs.reply_bytes);
@@ -135,7 +135,7 @@ std::string piece_problem(const SurveyRecord& record) {
 
 std::string contract_problem(const SurveyRecord& record) {
   if (record.verdict.usable == Verdict::Usable::kYes || record.verdict.usable == Verdict::Usable::kUnknown) return {};
-  const std::string problem = piece_problem(record);
+  std::string problem = piece_problem(record);
   if (!problem.empty()) return problem;
   const Variables& variables = record.variables;
   const std::string& build = variables.compared_with;
@@ -161,7 +161,7 @@ std::string contract_warning(const SurveyRecord& record) {
   const std::string problem = contract_problem(record);
   if (!problem.empty()) return kNeitherBuild + problem + kKeptBuild;
   if (!takes_contract_build(record)) return {};
-  const std::string warning = kContractRisk + pieces_warning(record);
+  std::string warning = kContractRisk + pieces_warning(record);
   if (record.verdict.usable == Verdict::Usable::kNotUsable) return warning;
   return "Hosts take the contract build here, unless a guarded one that is built so is named. " + warning;
 }

@@ -17,8 +17,9 @@ void ask_of_programs(const Programs& programs, Questions& all) {
   for (const ProgramFinding& one : programs.findings) {
     if (one.state == ProgramFinding::State::kMissing) {
       std::string what = "Is there such a program? The directory does not name it";
-      if (!one.other.empty())
+      if (!one.other.empty()) {
         what += "; it has " + one.other + ", whose name is its beginning: is that another program";
+      }
       all.push_back({one.scope, what + (one.other.empty() ? "." : "?")});
     } else if (one.state == ProgramFinding::State::kCut) {
       all.push_back({one.scope, "Can its name be shorter? The directory cuts it: " + one.other + "."});

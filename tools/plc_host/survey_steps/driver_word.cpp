@@ -144,6 +144,7 @@ void Comparison::read_lost_again(DriverSession& session, std::vector<TagResult>&
     if (stop_requested()) return;
     before = places.size();
     std::vector<TagResult> left;
+    left.reserve(places.size());
     for (const size_t place : places) left.push_back(unread(results[place].reference));
     read_by_driver(session, left);
     for (size_t i = 0; i < places.size(); ++i) results[places[i]] = left[i];
