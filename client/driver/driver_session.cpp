@@ -215,15 +215,22 @@ ProgramAnswer DriverSession::find_program(std::string_view name) {
   return answer;
 }
 
-std::optional<bool> DriverSession::has_longer_name(size_t units, std::optional<CallResult>& failed) {
-  for (const std::string& name : longer_names(names_, units)) {
-    const ProgramAnswer other = find_program(name);
+bool DriverSession::is_cut_name(std::string_view name, size_t bytes, std::optional<CallResult>& failed) {
+  if (is_another_name(names_, name, bytes)) return false;
+  const std::string_view beginning = name.substr(0, bytes);
+  const size_t units = directory_units(beginning);
+  bool is_likely = is_likely_cut(names_, units);
+  for (const std::string& declared : longer_names(names_, units)) {
+    const ProgramAnswer other = find_program(declared);
     failed = other.no_connection;
-    if (failed) return std::nullopt;
-    const bool is_there = other.match == ProgramMatch::kWhole || other.match == ProgramMatch::kBeginning;
-    if (is_there && directory_units(std::string_view(name).substr(0, other.bytes)) > units) return true;
+    if (failed) return false;
+    if (other.match != ProgramMatch::kWhole && other.match != ProgramMatch::kBeginning) continue;
+    const std::string_view found = std::string_view(declared).substr(0, other.bytes);
+    const size_t other_units = directory_units(found);
+    if (other_units > units) return false;
+    is_likely = is_likely || (other_units == units && found != beginning);
   }
-  return false;
+  return is_likely;
 }
 
 ProgramAnswer DriverSession::ask_for_program(std::string_view name) {
@@ -232,9 +239,7 @@ ProgramAnswer DriverSession::ask_for_program(std::string_view name) {
   ProgramAnswer answer = find_program(name);
   if (answer.no_connection) return answer;
   if (answer.match == ProgramMatch::kBeginning) {
-    const size_t units = directory_units(name.substr(0, answer.bytes));
-    const bool is_another = is_another_name(names_, name, answer.bytes);
-    if (is_another || has_longer_name(units, answer.no_connection) == true) answer.match = ProgramMatch::kNone;
+    if (!is_cut_name(name, answer.bytes, answer.no_connection)) answer.match = ProgramMatch::kNone;
     if (answer.no_connection) return answer;
   }
   programs_.emplace(std::string(name), answer);

@@ -158,8 +158,10 @@ class DriverSession {
   void count_call(uint32_t code, std::chrono::nanoseconds took);
   // As the driver takes it: each beginning is a name cut short.
   ProgramAnswer find_program(std::string_view name);
-  // Whether the directory has a name of more units. Nothing without a connection: failed has the call then.
-  std::optional<bool> has_longer_name(size_t units, std::optional<CallResult>& failed);
+  // Whether the directory's name of so many bytes is what it has left of this one: no name in it is longer, and names
+  // are likely to be cut there or another one is, at the same length. False without a connection too: failed has the
+  // call then.
+  bool is_cut_name(std::string_view name, size_t bytes, std::optional<CallResult>& failed);
 
   const DriverLibrary& library_;
   LineSource take_lines_;

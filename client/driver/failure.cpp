@@ -155,9 +155,14 @@ Failure missing_program(const TagEntry& entry, size_t first_bytes) {
   failure.reason = "the controller has no program " + quote_text(entry.scope_name) +
                    ": what answers may be another program's variable";
   failure.advice = "Correct column 12 of its line: plc-host check FILE --live names similar programs.";
-  if (first_bytes > 0 && lacks_blanks_only(entry.scope_name, first_bytes)) {
-    failure.advice = "Remove the blanks at the end of column 12 of its line: the controller has " +
-                     quote_text(std::string_view(entry.scope_name).substr(0, first_bytes)) + ".";
+  if (first_bytes > 0) {
+    const std::string beginning = quote_text(std::string_view(entry.scope_name).substr(0, first_bytes));
+    failure.advice =
+        lacks_blanks_only(entry.scope_name, first_bytes)
+            ? "Remove the blanks at the end of column 12 of its line: the controller has " + beginning + "."
+            : "The controller has " + beginning +
+                  ". If that is this program, its name cut short, write it so in column 12; else correct "
+                  "column 12.";
   }
   failure.lacks_program = true;
   return failure;

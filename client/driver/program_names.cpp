@@ -38,6 +38,11 @@ bool is_another_name(const ProgramNames& names, std::string_view name, size_t by
   return std::find(names.declared.begin(), names.declared.end(), beginning) != names.declared.end();
 }
 
+bool is_likely_cut(const ProgramNames& names, size_t units) {
+  constexpr size_t kLikelyLimitUnits = 16;
+  return names.cut_units == units || units >= kLikelyLimitUnits;
+}
+
 std::vector<std::string> longer_names(const ProgramNames& names, size_t units) {
   std::vector<std::string> longer;
   for (const std::string& name : names.declared) {

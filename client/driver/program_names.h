@@ -26,6 +26,10 @@ bool lacks_blanks_only(std::string_view name, size_t bytes);
 // program of this very name is declared, only blanks are missing, or names are cut elsewhere.
 bool is_another_name(const ProgramNames& names, std::string_view name, size_t bytes);
 
+// Whether names of so many units are likely to be cut there: a profile says so, or hardly any program's name is as
+// long.
+bool is_likely_cut(const ProgramNames& names, size_t units);
+
 // Declared names of more units, the longest first, as many as are worth asking for. Where the directory has one of
 // them, or more of its beginning, names are not cut behind so many units.
 std::vector<std::string> longer_names(const ProgramNames& names, size_t units);

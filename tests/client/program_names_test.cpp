@@ -23,6 +23,13 @@ TEST(ProgramNames, BeginningThatNothingSpeaksAgainst_CanBeACutName) {
   EXPECT_FALSE(is_another_name({{"Main2", "Mai"}, 4, 4}, "Main2", 4));
 }
 
+TEST(ProgramNames, CutIsLikelyWhereAProfileSaysSoAndBehindLongNames) {
+  EXPECT_FALSE(is_likely_cut({}, 15));
+  EXPECT_TRUE(is_likely_cut({}, 16));
+  EXPECT_TRUE(is_likely_cut({{}, 4, {}}, 4));
+  EXPECT_FALSE(is_likely_cut({{}, 5, {}}, 4));
+}
+
 TEST(ProgramNames, BeginningThatIsDeclaredItself_IsAnother) {
   EXPECT_TRUE(is_another_name({{"Main", "Main2"}, {}, {}}, "Main2", 4));
 }

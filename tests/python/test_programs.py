@@ -27,8 +27,10 @@ def test_a_program_whose_name_begins_with_that_of_another_one_is_not_taken_for_i
     own.write_text("Step,INT,,,,,,0,0,0,1,Main2\nStep,INT,,,,,,1,0,0,1,Main\n", encoding="utf-8")
     machine.set("Main/Step", 7)
     missing = MISSING.replace("Filing", "Main2")
+    advice = ('Try: The controller has "Main". If that is this program, its name cut short, write it so in column 12; '
+              "else correct column 12.")
     with plc_client.Controller(machine.address, port=machine.port, tags=own) as press:
         assert [reading.value for reading in press.read(["Main2/Step", "Main/Step"])] == [None, 7]
-        assert press.read("Main2/Step").error == f"{missing}. {ADVICE}"
-        assert press.write("Main2/Step", 9).error == f"{missing}; nothing was written. {ADVICE}"
+        assert press.read("Main2/Step").error == f"{missing}. {advice}"
+        assert press.write("Main2/Step", 9).error == f"{missing}; nothing was written. {advice}"
         assert press.read("Main/Step").value == 7

@@ -4,7 +4,9 @@
 namespace plc_client_test {
 namespace {
 
-constexpr char kUsualAdvice[] = "Correct column 12 of its line: plc-host check FILE --live names similar programs.";
+constexpr char kUsualAdvice[] =
+    "The controller has \"Main\". If that is this program, its name cut short, write it so in column 12; else correct "
+    "column 12.";
 
 std::string missing_words(const std::string& program) {
   return "the controller has no program \"" + program + "\": what answers may be another program's variable";
@@ -60,7 +62,26 @@ TEST_F(CutProgramsTest, BeginningBesideALongerWholeName_IsAnotherProgram) {
 TEST_F(CutProgramsTest, BeginningBesideALongerBeginning_IsAnotherProgram) {
   Controller controller(with_programs({"Main2", "Packaging2"}));
   expect_another(controller, "Main2");
-  EXPECT_TRUE(controller.read("Packaging2/Step").ok()) << "nothing is known against it";
+}
+
+TEST_F(CutProgramsTest, ShortBeginningOfTheOnlyName_IsAnotherProgram) {
+  Controller controller(with_programs({"Main2"}));
+  expect_another(controller, "Main2");
+}
+
+TEST_F(CutProgramsTest, BeginningsOfOneName_AreAnotherProgram) {
+  Controller controller(with_programs({"Main2", "Main3"}));
+  expect_another(controller, "Main2");
+  expect_another(controller, "Main3");
+}
+
+TEST_F(CutProgramsTest, TwoNamesCutAtOneLength_AreTaken) {
+  start(tag_line("Step", "INT", "", "", "Main") + "Step,INT,,,,,,0,0,0,2,Fill\n");
+  sim_->tell("set Main/Step 7");
+  sim_->tell("set Fill/Step 8");
+  Controller controller(with_programs({"Mainly", "Filling"}));
+  EXPECT_EQ(controller.read("Mainly/Step").value.as<int>(), 7);
+  EXPECT_EQ(controller.read("Filling/Step").value.as<int>(), 8);
 }
 
 TEST_F(CutProgramsTest, BeginningOfAnotherLengthThanTheProfilesCut_IsAnotherProgram) {
@@ -113,7 +134,7 @@ TEST_F(CutProgramsTest, ProgramsOfAnotherArea_AreOfTheSameController) {
 TEST_F(CutProgramsTest, Asking_SendsNothing) {
   std::vector<std::string> programs = {"Main2"};
   for (int i = 0; i < 80; ++i) programs.push_back("Program" + std::to_string(i));
-  Controller controller(with_programs(programs));
+  Controller controller(with_programs(programs, "[directory]\nname_units = 4\n"));
   EXPECT_EQ(controller.read("Main2/Step").value.as<int>(), 7);
   const unsigned long before = requests();
   EXPECT_TRUE(controller.write("Main2/Step", 9).ok());

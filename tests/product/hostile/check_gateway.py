@@ -3,10 +3,10 @@
 
 check_gateway.py memory|descriptors|streams|disk|space [--all] --library L --sim S --gateway G --scarce-gateway G
 
-The gateway checks its configuration, polls a simulated controller, publishes on a broker that this program plays, is told
-to stop, and shows its journal. Every run must end with an exit code that the documents list and, when it did not do what
-it was asked, with a line on standard error that says who speaks. No value is published that the controller does not
-have. What is left of the journal can be read. Memory fails as check_environments.py describes.
+The gateway checks its configuration, polls a simulated controller, publishes on a broker that this program plays, is
+told to stop, and shows its journal. Every run must end with an exit code that the documents list and, when it did not
+do what it was asked, with a line on standard error that says who speaks. No value is published that the controller
+does not have. What is left of the journal can be read. Memory fails as check_environments.py describes.
 """
 
 import argparse

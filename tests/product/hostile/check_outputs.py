@@ -354,7 +354,8 @@ topic = "{{name}}"
                     raise Failure(f"ended with {done.returncode}")
             look_at_text("standard error", err)
             LOOK_AT[row.kind](look_at_text("standard output", out))
-            look_at_files = [file for file in log_folder.rglob("*") if row.kind in (LOGGED, SURVEYED) and file.is_file()]
+            leaves_files = row.kind in (LOGGED, SURVEYED)
+            look_at_files = [file for file in log_folder.rglob("*") if leaves_files and file.is_file()]
             logged += "".join(look_at_text(file.name, file.read_bytes()) for file in look_at_files
                               if file.suffix != ".pcapng")
         # Not every tag file has a name that is taken.

@@ -31,9 +31,8 @@ class CutNames {
   // The directory has cut the scope to this name, where facts agree: it is not another program's name, and either
   // another scope is cut at the same length or the name is long.
   bool is_cut(const std::string& scope, const std::string& name) const {
-    constexpr size_t kLikelyLimitUnits = 16;  // names of programs are seldom longer
     if (is_another_name(names_, scope, name.size())) return false;
-    return directory_units(name) >= kLikelyLimitUnits || has_other(scope, name);
+    return is_likely_cut(names_, directory_units(name)) || has_other(scope, name);
   }
 
  private:

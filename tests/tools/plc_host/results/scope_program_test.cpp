@@ -125,13 +125,19 @@ TEST_F(ScopeTest, ProgramThatBeginsWithAnotherOnesName_IsNeitherReadNorWritten) 
   }
 }
 
-TEST_F(ScopeTest, ProfileOfADirectoryThatDoesNotCutThere_LeavesABeginningUntaken) {
+TEST_F(ScopeTest, BeginningOfAName_IsTakenOnlyWhereAProfileCutsNamesThere) {
   write_file("panel.csv", "Count,INT,,,,,,0,0,0,1,MAIN2\n");
-  EXPECT_THAT(on_panel({"read", "MAIN2/Count"}).out, StartsWith("MAIN2/Count  INT  good  "));
-  for (const char* key : {"name_units = 20", "longest_units = 9"}) {
+  EXPECT_EQ(on_panel({"read", "--raw", "MAIN2/Count"}).err,
+            "plc-host: MAIN2/Count: the controller has no program \"MAIN2\": what answers may be another program's "
+            "variable. Try: The controller has \"MAIN\". If that is this program, its name cut short, write it so in "
+            "column 12; else correct column 12.\n"
+            "plc-host: no value is shown: 1 of 1 variable has none\n");
+  EXPECT_EQ(on_panel({"write", "MAIN2/Count=9"}).code, 1);
+  for (const auto& [key, state] : {std::pair("name_units = 20", "failed"), std::pair("longest_units = 9", "failed"),
+                                   std::pair("name_units = 4", "good")}) {
     write_file("press1.toml", std::string("[directory]\n") + key + "\n");
     EXPECT_THAT(on_panel({"read", "MAIN2/Count", "--profile", path("press1.toml")}).out,
-                StartsWith("MAIN2/Count  INT  failed  "))
+                StartsWith(std::string("MAIN2/Count  INT  ") + state + "  "))
         << key;
   }
 }
