@@ -224,7 +224,7 @@ class Application {
   }
 
   void print_finding(const std::string& line) const {
-    if (!options_.quiet || line.rfind("violation", 0) == 0) print_error(line);
+    if (!options_.quiet || line.rfind("violation", 0) == 0) print_error("plc-sim: " + line);
   }
 
   void start_helpers() {

@@ -20,13 +20,14 @@ constexpr size_t kMostTagFileBytes = size_t{256} << 20U;
 // Of one file, of errors and of warnings each: whoever has more makes the same mistake in each line.
 constexpr size_t kMostPrinted = 10;
 
-// "FILE:LINE: error: REASON", and at the end how many there were besides.
+// "plc-sim: FILE:LINE: error: REASON", and at the end how many there were besides.
 class ProblemPrinter {
  public:
   void add(const std::string& file, unsigned line, bool is_warning, const std::string& text) {
     Counts& counts = files_[file];
     if ((is_warning ? counts.warnings : counts.errors)++ >= kMostPrinted) return;
-    print_error(shown_path(file) + ":" + std::to_string(line) + (is_warning ? ": warning: " : ": error: ") + text);
+    print_error("plc-sim: " + shown_path(file) + ":" + std::to_string(line) +
+                (is_warning ? ": warning: " : ": error: ") + text);
   }
 
   void finish() const {
@@ -44,7 +45,8 @@ class ProblemPrinter {
 
   static void print_rest(const std::string& file, size_t count, const char* what) {
     if (count > kMostPrinted) {
-      print_error(shown_path(file) + ": and " + plc_base::plural(count - kMostPrinted, std::string("more ") + what));
+      print_error("plc-sim: " + shown_path(file) + ": and " +
+                  plc_base::plural(count - kMostPrinted, std::string("more ") + what));
     }
   }
 

@@ -77,7 +77,7 @@ TEST_F(LiveTest, SimulatedController_IsStartedAndEnded) {
       run({"check", path("panel.csv"), "--live", "--sim", path("machine.csv"), "--simulator", PLC_HOST_SIMULATOR});
   unsetenv("PLC_HOST_ADDRESS");
   EXPECT_EQ(outcome.code, 1);
-  EXPECT_EQ(outcome.err, "refused: no variable Totel\n") << "what the simulator says";
+  EXPECT_EQ(outcome.err, "plc-sim: refused: no variable Totel\n") << "what the simulator says";
   EXPECT_THAT(outcome.out, HasSubstr("panel.csv:2: error: Totel: the controller refused the name, status 0004 (3)\n"));
   EXPECT_THAT(outcome.out, HasSubstr(": 2 names, 127.0.0.1:"));
   EXPECT_THAT(outcome.out, EndsWith(" has given 1 value, refused 1\n"));

@@ -107,6 +107,13 @@ TEST_F(Mistakes, InFaults_AreNamedWithWhatToDo) {
       {"close on=raed",
        "no request is called 'raed': on= takes any, directory-start, directory, resolve, read, write, masked-write or "
        "bit"},
+      {"gone on=read", "gone takes no on=: it happens as soon as it is armed; write gone [MS]"},
+      {"gone 500 times=always", "gone takes no times=: it happens as soon as it is armed; write gone [MS]"},
+      {"refuse-accept after=2",
+       "refuse-accept takes no after=: it happens as soon as it is armed; write refuse-accept"},
+      {"slow-accept 5 every=2", "slow-accept takes no every=: it happens as soon as it is armed; write slow-accept MS"},
+      {"gone on", "'on' is not a number; the fault is written: gone [MS]"},
+      {"gone foo=1", "a fault has no setting 'foo': there are times, on, after and every"},
       {"close times=0", "times=0 would never happen: it begins with 1, or is always"},
       {"close every=0", "every=0 would never happen: it begins with 1"},
       {"close time=3", "a fault has no setting 'time': there are times, on, after and every"},
@@ -182,10 +189,10 @@ TEST_F(Mistakes, InEveryLine_ArePrintedTenTimes) {
   const std::string file = folder_.write("semicolons.csv", lines);
   std::string expected;
   for (int i = 1; i <= 10; ++i) {
-    expected +=
-        file + ":" + std::to_string(i) + ": error: the columns are separated by semicolons, commas are required\n";
+    expected += "plc-sim: " + file + ":" + std::to_string(i) +
+                ": error: the columns are separated by semicolons, commas are required\n";
   }
-  EXPECT_EQ(said_to({file}), expected + file + ": and 290 more errors\n" +
+  EXPECT_EQ(said_to({file}), expected + "plc-sim: " + file + ": and 290 more errors\n" +
                                  "plc-sim: nothing was started. Try: plc-host check FILE, or --skip-bad-lines\n");
 }
 

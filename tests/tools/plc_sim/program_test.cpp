@@ -71,7 +71,7 @@ TEST(PlcSim, WrongUsage_EndsWithTwo) {
   }
   PlcSimProcess process({bad.path()});
   process.finish();
-  EXPECT_THAT(process.errors(), HasSubstr(bad.path() + ":2: error: unknown type 'Bool'"));
+  EXPECT_THAT(process.errors(), HasSubstr("plc-sim: " + bad.path() + ":2: error: unknown type 'Bool'"));
   PlcSimProcess lenient({"--skip-bad-lines", bad.path()});
   EXPECT_EQ(lenient.finish(), 0);
 }
@@ -140,7 +140,7 @@ TEST(PlcSim, Violation_IsPrintedCountedAndMakesTheExitCodeOne) {
   host.exchange("00 00 00 06 FF FF FF F9 00 07 0C 2C 00 00 00 00");
   EXPECT_EQ(sim.count("violations"), 1U);
   EXPECT_EQ(sim.process.finish(), 1);
-  EXPECT_THAT(sim.process.errors(), HasSubstr("violation: connection 1, request 1 (directory start)"));
+  EXPECT_THAT(sim.process.errors(), HasSubstr("plc-sim: violation: connection 1, request 1 (directory start)"));
 }
 
 TEST(PlcSim, QuitCommand_EndsIt) {

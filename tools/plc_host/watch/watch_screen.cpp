@@ -100,8 +100,16 @@ std::string row_line(const WatchRow& row, const DrawTime& time, const Widths& wi
   return mark.substr(0, columns) + tinted(table_line(widths, cells, left), tint);
 }
 
+bool has_value(const WatchState& state) {
+  return std::any_of(state.rows().begin(), state.rows().end(), [](const WatchRow& row) { return row.latest.ok(); });
+}
+
+// A time stands only behind what was asked or read then.
 std::string status_line(const WatchState& state, const DrawTime& time) {
   if (time.waiting_since) return waiting_text(time) + "; Ctrl-C ends";
+  if (state.contact() == Contact::kValues && !has_value(state)) {
+    return std::string(state.round_time() == WallTime{} ? "nothing read yet" : "nothing read") + "; Ctrl-C ends";
+  }
   const char* const words = state.contact() == Contact::kValues   ? "read at "
                             : state.contact() == Contact::kSilent ? "the controller does not answer, asked at "
                                                                   : "no values, asked at ";

@@ -22,6 +22,11 @@ RoundSigns signs_of(const std::vector<TagResult>& results) {
   return signs;
 }
 
+Contact contact_after(const RoundSigns& signs) {
+  if (signs.answered) return Contact::kValues;
+  return is_silent(signs.latest->reading.quality()) ? Contact::kSilent : Contact::kNoValues;
+}
+
 }  // namespace
 
 WatchState::WatchState(const std::vector<TagReference>& references)
@@ -60,15 +65,6 @@ void WatchState::take_value(size_t row, const TagResult& result, WatchTime now, 
   entry.read_at = now;
   failures_in_a_row_[row] = 0;
   failure_reported_[row] = false;
-}
-
-// Variables that fail from the start, on a connection that stays, tell nothing of the controller.
-Contact WatchState::contact_after(const RoundSigns& signs) const {
-  if (signs.answered) return Contact::kValues;
-  const bool had_values =
-      std::any_of(rows_.begin(), rows_.end(), [](const WatchRow& row) { return row.changed_at.has_value(); });
-  if (!signs.cut_off && !had_values) return contact_;
-  return is_silent(signs.latest->reading.quality()) ? Contact::kSilent : Contact::kNoValues;
 }
 
 void WatchState::change_contact(Contact contact, const TagResult& latest, WatchTime now, RoundOutcome& outcome) {

@@ -68,7 +68,6 @@ class WatchState {
 
  private:
   void take_contact(const std::vector<TagResult>& results, WatchTime began, WatchTime now, RoundOutcome& outcome);
-  Contact contact_after(const RoundSigns& signs) const;
   void change_contact(Contact contact, const TagResult& latest, WatchTime now, RoundOutcome& outcome);
   void take_value(size_t row, const TagResult& result, WatchTime now, RoundOutcome& outcome);
   void take_failure(size_t row, const TagResult& result, RoundOutcome& outcome);

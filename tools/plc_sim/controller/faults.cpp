@@ -46,11 +46,17 @@ const FaultInfo& info_of(FaultKind kind) {
   return *std::find_if(kFaults.begin(), kFaults.end(), [&](const FaultInfo& info) { return info.kind == kind; });
 }
 
-// "the fault is written: split N MS"
-std::string written_as(const FaultInfo& info) {
-  const std::string arguments = info.arguments;
-  return std::string("the fault is written: ") + info.name + (arguments.empty() ? "" : " ") + arguments;
+bool is_of_connects(FaultKind kind) {
+  return kind == FaultKind::kSlowAccept || kind == FaultKind::kRefuseAccept || kind == FaultKind::kGone;
 }
+
+// "split N MS"
+std::string form_of(const FaultInfo& info) {
+  const std::string arguments = info.arguments;
+  return std::string(info.name) + (arguments.empty() ? "" : " ") + arguments;
+}
+
+std::string written_as(const FaultInfo& info) { return "the fault is written: " + form_of(info); }
 
 // The faults with near names, or all of them.
 std::string near_or_all(std::string_view word) {
@@ -128,9 +134,10 @@ std::string setting_alone(std::string_view word, const FaultInfo& info) {
 unsigned parse_argument(std::string_view word, const FaultInfo& info) {
   const bool is_number = !word.empty() && word.find_first_not_of("0123456789") == std::string_view::npos;
   if (is_number) return parse_count(word);
-  const std::string alone = setting_alone(word, info);
+  const bool takes_settings = !is_of_connects(info.kind);
+  const std::string alone = takes_settings ? setting_alone(word, info) : "";
   if (!alone.empty()) throw std::invalid_argument(alone);
-  const std::string setting = setting_for(word);
+  const std::string setting = takes_settings ? setting_for(word) : "";
   if (!setting.empty()) throw std::invalid_argument(plc_base::quoted(word) + " is written " + setting);
   throw std::invalid_argument(plc_base::quoted(word) + " is not a number; " + written_as(info));
 }
@@ -158,6 +165,13 @@ void parse_setting(std::string_view word, Fault& fault) {
     throw std::invalid_argument("a fault has no setting " + plc_base::quoted(key) +
                                 ": there are times, on, after and every");
   }
+}
+
+// What happens to connects waits for no reply: a setting would be ignored.
+void refuse_setting(std::string_view word, const FaultInfo& info) {
+  if (!is_of_connects(info.kind)) return;
+  throw std::invalid_argument(std::string(info.name) + " takes no " + std::string(word.substr(0, word.find('=') + 1)) +
+                              ": it happens as soon as it is armed; write " + form_of(info));
 }
 
 // Which of two values of one setting is meant is not to be guessed.
@@ -259,9 +273,7 @@ Delivery split(const Bytes& reply, size_t at, unsigned wait_ms) {
 
 }  // namespace
 
-bool Fault::concerns_accept() const {
-  return kind == FaultKind::kSlowAccept || kind == FaultKind::kRefuseAccept || kind == FaultKind::kGone;
-}
+bool Fault::concerns_accept() const { return is_of_connects(kind); }
 
 const std::vector<FaultInfo>& known_faults() { return kFaults; }
 
@@ -282,6 +294,7 @@ Fault parse_fault(std::string_view text) {
     if (words[i].find('=') != std::string_view::npos) {
       refuse_twice(words, i);
       parse_setting(words[i], fault);
+      refuse_setting(words[i], *info);
     } else {
       fault.arguments.push_back(parse_argument(words[i], *info));
     }

@@ -109,6 +109,25 @@ TEST_F(WatchTest, ControllerThatNeverAnswered_IsAwayFromTheStart) {
   EXPECT_TRUE(outcome.failed.empty());
 }
 
+TEST_F(WatchTest, RefusedFromTheStart_IsSaidToHaveNoValues) {
+  const auto refused = [this] { return round({failure(0, false, Quality::kRefused), left_out(1)}); };
+  const RoundOutcome outcome = refused();
+  EXPECT_EQ(outcome.contact, Contact::kNoValues);
+  EXPECT_EQ(contact_text(outcome, "10.0.0.1:8500"), "no values: Speed: the transfer failed (3); asking on");
+  EXPECT_EQ(outcome.failed, std::vector<size_t>{0});
+  EXPECT_EQ(draw_table(*state_, {now_}, 80, 24).back(),
+            "no values, asked at " + local_time_text(kNoon) + "; Ctrl-C ends");
+  EXPECT_FALSE(refused().contact);
+  EXPECT_EQ(round({value(0, 1), value(1, 0)}).contact, Contact::kValues);
+}
+
+TEST_F(WatchTest, TableBeforeAnythingWasRead_NamesNoTime) {
+  EXPECT_EQ(draw_table(*state_, {now_}, 80, 24).back(), "nothing read yet; Ctrl-C ends");
+  round({failure(0, false, Quality::kImpossible), failure(1, false, Quality::kImpossible)});
+  EXPECT_EQ(state_->contact(), Contact::kValues) << "nothing was asked";
+  EXPECT_EQ(draw_table(*state_, {now_}, 80, 24).back(), "nothing read; Ctrl-C ends");
+}
+
 TEST_F(WatchTest, OutageWithoutAClosedSocket_IsNoticedToo) {
   round({value(0, 1), value(1, 0)});
   EXPECT_EQ(round({failure(0, false, Quality::kNoAnswer), left_out(1)}).contact, Contact::kSilent);
