@@ -61,7 +61,44 @@ std::string outside_text(const OffsetRange& asked, const OffsetRange& declared) 
          (is_around ? " reach beyond " : " are outside ") + bounds;
 }
 
+// The elements of an array by their subscripts: "Longs[0]", "Longs[0] to Longs[2]".
+std::string elements_text(const Tag& tag, uint32_t first, uint32_t count) {
+  const auto name_of = [&tag](uint32_t element) {
+    const std::optional<Subscripts> subscripts = subscripts_at(tag.entry, Direction::kRead, element);
+    return subscripts ? tag.qualified_name + subscript_text(*subscripts) : "element " + std::to_string(element);
+  };
+  return name_of(first) + (count > 1 ? " to " + name_of(first + count - 1) : "");
+}
+
+std::optional<OtherRequest> other_text_request(uint32_t count) {
+  constexpr uint32_t kMostUnits = 255;
+  if (count <= kMostUnits) return std::nullopt;
+  const uint32_t sent = count & kMostUnits;
+  OtherRequest other;
+  other.what = "the driver takes the low 8 bits of a text's count: " + std::to_string(count) + " asked for " +
+               std::to_string(sent) + (sent == 1 ? " unit" : " units");
+  other.advice = "a count of 255 at most, and the others with another offset.";
+  other.is_nothing = sent == 0;
+  return other;
+}
+
 }  // namespace
+
+std::optional<OtherRequest> other_request(const Tag& tag, uint32_t offset, uint32_t count) {
+  if (value_kind(tag.entry) == ValueKind::kText) return other_text_request(count);
+  const uint32_t units = host_units_per_element(tag.entry);
+  const bool is_array = !declared_ranges(tag.entry).empty();
+  const bool is_whole = count % units == 0 && (!is_array || offset % units == 0);
+  // A single variable is read whole however many of its units are asked for, unless they are less than one of it.
+  if (is_whole || (!is_array && count >= units)) return std::nullopt;
+  OtherRequest other;
+  other.is_nothing = count < units;
+  other.what = "the driver halves offset and count of 64-bit types: offset " + std::to_string(offset) + ", count " +
+               std::to_string(count) + " asked for " +
+               (other.is_nothing ? "no element" : elements_text(tag, offset / units, count / units));
+  other.advice = "an even offset and an even count, 2 for each element.";
+  return other;
+}
 
 std::string odd_numbers(const Tag& tag, uint32_t offset, uint32_t count) {
   const ValueKind kind = value_kind(tag.entry);
@@ -105,6 +142,36 @@ std::vector<std::string> remarks_on_elements(const Tag& tag, uint32_t offset, si
   return remarks;
 }
 
+// What the driver stored, or why that is nothing.
+Reading stored_reading(const DriverSession& session, const Tag& tag, const std::optional<OtherRequest>& other,
+                       const CallResult& call, const TagValue& value) {
+  if (other && other->is_nothing) {
+    Failure failure;
+    failure.quality = Quality::kIncomplete;
+    failure.reason = other->what;
+    failure.advice = other->advice;
+    return {failure, call.time};
+  }
+  if (value_kind(tag.entry) == ValueKind::kRaw && value.text.empty()) return {nothing_stored(), call.time};
+  return {value, other ? Quality::kIncomplete : session.quality_of_success(), call.time};
+}
+
+void remark_on_numbers(const Tag& tag, const std::optional<OtherRequest>& other, uint32_t offset, uint32_t count,
+                       size_t elements, TagResult& result) {
+  if (other && other->is_nothing) return;
+  // The driver's own numbers: those of whole elements.
+  const uint32_t units = other ? host_units_per_element(tag.entry) : 1;
+  const uint32_t first = offset / units * units;
+  const std::string odd = odd_numbers(tag, first, count / units * units);
+  result.remark = other ? other->what + (odd.empty() ? "" : "; " + odd) : odd;
+  result.element_remarks = remarks_on_elements(tag, first, elements);
+  if (!other) return;
+  if (elements == 0) result.element_remarks = {other->what};
+  for (std::string& remark : result.element_remarks) {
+    if (remark.empty()) remark = other->what;
+  }
+}
+
 }  // namespace
 
 TagResult read_number(DriverSession& session, const TagList& tags, uint32_t register_id, uint32_t offset,
@@ -128,14 +195,11 @@ TagResult read_number(DriverSession& session, const TagList& tags, uint32_t regi
   } else {
     const TagValue value = stored_value(*tag, call.count, buffer);
     const ValueKind kind = value_kind(tag->entry);
-    const bool is_missing = kind == ValueKind::kRaw && value.text.empty();
     const bool is_list = kind != ValueKind::kText && kind != ValueKind::kRaw && value.elements.size() != 1;
-    result.remark = odd_numbers(*tag, offset, count);
-    result.element_remarks = remarks_on_elements(*tag, offset, value.elements.size());
+    const std::optional<OtherRequest> other = other_request(*tag, offset, count);
+    remark_on_numbers(*tag, other, offset, count, value.elements.size(), result);
     if (is_list) result.reference.extents = {value.elements.size()};
-    const Reading reading =
-        is_missing ? Reading(nothing_stored(), call.time) : Reading(value, session.quality_of_success(), call.time);
-    result.reading = of_own_program(session, *tag, reading);
+    result.reading = of_own_program(session, *tag, stored_reading(session, *tag, other, call, value));
   }
   return result;
 }

@@ -46,7 +46,7 @@ class Reading {
  public:
   // Not read.
   Reading() = default;
-  // quality is kGood or kUnguarded.
+  // quality is kGood or kUnguarded; kIncomplete of a value that is less than was asked for, or other elements.
   Reading(TagValue value, Quality quality, WallTime time);
   Reading(Failure failure, WallTime time);
 

@@ -61,5 +61,40 @@ TEST(OddNumbers, WhatHasOffsetsOfItsOwn_IsNotJudged) {
   EXPECT_EQ(odd(make_entry("Day", kDate), 3, 5), "");
 }
 
+std::string told_request(const TagEntry& entry, uint32_t offset, uint32_t count) {
+  const std::optional<OtherRequest> other = other_request(make_list({entry}).tags.front(), offset, count);
+  return other ? (other->is_nothing ? "nothing: " : "") + other->what : "";
+}
+
+TEST(OtherRequests, CountOfAText_HasEightBits) {
+  const TagEntry text = make_string("Text", 2000);
+  const std::string low_bits = "the driver takes the low 8 bits of a text's count: ";
+  EXPECT_EQ(told_request(text, 0, 255), "");
+  EXPECT_EQ(told_request(text, 0, 256), "nothing: " + low_bits + "256 asked for 0 units");
+  EXPECT_EQ(told_request(text, 0, 257), low_bits + "257 asked for 1 unit");
+  EXPECT_EQ(told_request(text, 7, 300), low_bits + "300 asked for 44 units");
+  EXPECT_EQ(told_request(text, 0, 4096), "nothing: " + low_bits + "4096 asked for 0 units");
+}
+
+TEST(OtherRequests, HalvesOfWideElements_AreToldWithTheElementsThatWereAskedFor) {
+  const TagEntry longs = make_entry("Longs", kLint, {{0, 3}});
+  const std::string halves = "the driver halves offset and count of 64-bit types: offset ";
+  EXPECT_EQ(told_request(longs, 0, 8), "");
+  EXPECT_EQ(told_request(longs, 0, 1), "nothing: " + halves + "0, count 1 asked for no element");
+  EXPECT_EQ(told_request(longs, 1, 2), halves + "1, count 2 asked for Longs[0]");
+  EXPECT_EQ(told_request(longs, 2, 3), halves + "2, count 3 asked for Longs[1]");
+  EXPECT_EQ(told_request(longs, 3, 5), halves + "3, count 5 asked for Longs[1] to Longs[2]");
+}
+
+TEST(OtherRequests, SingleWideVariable_IsReadWholeOrNotAtAll) {
+  const TagEntry big = make_entry("Big", kLint);
+  EXPECT_EQ(told_request(big, 0, 1),
+            "nothing: the driver halves offset and count of 64-bit types: offset 0, count 1 "
+            "asked for no element");
+  EXPECT_EQ(told_request(big, 0, 2), "");
+  EXPECT_EQ(told_request(big, 1, 3), "");
+  EXPECT_EQ(told_request(make_entry("Speed", kDint), 3, 5), "");
+}
+
 }  // namespace
 }  // namespace plc_client::core

@@ -129,6 +129,7 @@ int exit_code_of(const std::vector<TagResult>& results, bool interrupted) {
   for (const TagResult& result : results) {
     if (result.ok()) {
       all_unconnected = false;
+      all_succeeded = all_succeeded && result.reading.quality() != Quality::kIncomplete;
       continue;
     }
     all_succeeded = false;

@@ -1,4 +1,6 @@
 // Tests of plc-host as a program, about the forms of its results, and of what is shown whole or not at all.
+#include <nlohmann/json.hpp>
+
 #include "tests/tools/plc_host/program_fixture.h"
 
 namespace {
@@ -204,6 +206,74 @@ TEST_F(FormsTest, NumbersThatNameNoElement_AreReadAndRemarkedOn) {
               HasSubstr(R"("value":[0,0],"reason":"offset 10 is outside 0..9"})"));
   EXPECT_THAT(run_on_simulator({"read", "--id", "8", "--offset", "10", "--count", "3"}).err,
               HasSubstr("plc-host: Table #8: offsets 10 to 12 are outside 0..9\n"));
+}
+
+// Begins what is said of offsets and counts that cut 64-bit elements.
+constexpr char kOfHalves[] = "the driver halves offset and count of 64-bit types: ";
+
+TEST_F(FormsTest, NumbersThatAskForNothing_GiveNoValueInAnyForm) {
+  const std::string reason = std::string(kOfHalves) + "offset 0, count 1 asked for no element";
+  const std::string advice = "an even offset and an even count, 2 for each element.";
+  for (const char* id : {"3", "11"}) {
+    const Outcome text = run_on_simulator({"read", "--id", id}, {"--sentinel"});
+    EXPECT_EQ(text.code, 1);
+    EXPECT_THAT(text.out, HasSubstr("  incomplete "));
+    EXPECT_THAT(text.out, EndsWith("  -\n"));
+    EXPECT_THAT(text.err, EndsWith(" #" + std::string(id) + ": " + reason + ". Try: " + advice + "\n"));
+  }
+  EXPECT_EQ(without_times(run_on_simulator({"read", "--id", "11", "--csv"}).out),
+            "name,type,state,time,value,reason\nLongs #11,LINT[0..4],incomplete,T,,\"" + reason + "\"\n");
+  EXPECT_THAT(run_on_simulator({"read", "--id", "11", "--json"}).out,
+              HasSubstr(R"("value":null,"reason":")" + reason + R"(","try":")" + advice + "\""));
+  const Outcome raw = run_on_simulator({"read", "--id", "11", "--raw"});
+  EXPECT_EQ(raw.code, 1);
+  EXPECT_EQ(raw.out, "");
+  const Outcome units = run_on_simulator({"read", "--id", "21", "--count", "256"}, {"--sentinel"});
+  EXPECT_EQ(units.code, 1);
+  EXPECT_THAT(units.out, EndsWith("  -\n"));
+  EXPECT_EQ(units.err,
+            "plc-host: Long #21: the driver takes the low 8 bits of a text's count: 256 asked for 0 units. Try: a "
+            "count of 255 at most, and the others with another offset.\n");
+}
+
+TEST_F(FormsTest, NumbersThatAskForOtherElements_ShowThemAsIncomplete) {
+  const std::string reason = std::string(kOfHalves) + "offset 1, count 2 asked for Longs[0]";
+  const std::string told = "plc-host: Longs #11: " + reason + ". Try: an even offset and an even count, 2 for each ";
+  const Outcome text = run_on_simulator({"read", "--id", "11", "--offset", "1", "--count", "2"});
+  EXPECT_EQ(text.code, 1);
+  EXPECT_THAT(text.out, StartsWith("Longs #11  LINT[0..4]  incomplete "));
+  EXPECT_THAT(text.out, EndsWith("  0\n"));
+  EXPECT_EQ(text.err, told + "element.\n");
+  EXPECT_EQ(without_times(run_on_simulator({"read", "--id", "11", "--offset", "1", "--count", "2", "--csv"}).out),
+            "name,type,state,time,value,reason\nLongs #11,LINT[0..4],incomplete,T,0,\"" + reason + "\"\n");
+  EXPECT_THAT(run_on_simulator({"read", "--id", "11", "--offset", "1", "--count", "2", "--json"}).out,
+              HasSubstr(R"("value":0,"reason":")" + reason + "\""));
+  for (const char* form : {"--raw", "--strict"}) {
+    const Outcome none = run_on_simulator({"read", "--id", "11", "--offset", "1", "--count", "2", form});
+    EXPECT_EQ(none.code, 1);
+    EXPECT_EQ(none.out, "");
+  }
+  EXPECT_THAT(run_on_simulator({"read", "--id", "11", "--offset", "9", "--count", "5"}).err,
+              HasSubstr("offset 9, count 5 asked for Longs[4] to Longs[5]; offsets 10 to 11 are outside 0..9. Try: "));
+  const Outcome units = run_on_simulator({"read", "--id", "21", "--count", "257", "--json"}, {"--sentinel"});
+  EXPECT_EQ(units.code, 1);
+  const nlohmann::json object = nlohmann::json::parse(units.out);
+  EXPECT_EQ(object["state"], "incomplete");
+  EXPECT_EQ(object["value"].get<std::string>().size(), 2U);
+  EXPECT_EQ(object["reason"], "the driver takes the low 8 bits of a text's count: 257 asked for 1 unit");
+}
+
+TEST_F(FormsTest, NumbersThatAskForSomethingElse_AreWhatWhyNames) {
+  const Outcome none = run_on_simulator({"why", "--id", "11"});
+  EXPECT_EQ(none.code, 1);
+  EXPECT_THAT(none.out, HasSubstr("What went wrong\n  1. " + std::string(kOfHalves) +
+                                  "offset 0, count 1 asked for no element\n"
+                                  "     Try: Give an even offset and an even count, 2 for each element.\n"));
+  const Outcome part = run_on_simulator({"why", "--id", "21", "--count", "300"});
+  EXPECT_EQ(part.code, 1);
+  EXPECT_THAT(part.out, HasSubstr("What went wrong\n  1. the driver takes the low 8 bits of a text's count: 300 asked "
+                                  "for 44 units\n"
+                                  "     Try: Give a count of 255 at most, and the others with another offset.\n"));
 }
 
 // The simulated variable is zero, of which the driver stores nothing.

@@ -207,6 +207,18 @@ TEST_F(ProgramTest, OtherArea_HasItsOwnNameOfTheTagFile) {
   EXPECT_THAT(outcome.err, HasSubstr("driver: build tag table for PLC7F000001_12.csv\n"));
 }
 
+TEST_F(ProgramTest, VerifyOfWhatNoReadReaches_IsRefusedBeforeAnythingIsSent) {
+  const Outcome outcome = run_on_simulator({"write", "--verify", "Speed=1", "Odd[1,2]=1"});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.out, HasSubstr("Odd[1,2]  -    impossible "));
+  EXPECT_THAT(outcome.out, HasSubstr("Speed     INT  not-written "));
+  EXPECT_THAT(outcome.err,
+              HasSubstr("plc-host: Odd[1,2]: --verify cannot read it back: no offset makes the driver read Odd[1,2]: "
+                        "its rule for INT[1..3,2..5] names other elements. Try: without --verify\n"));
+  EXPECT_THAT(outcome.err, EndsWith("plc-host: nothing was written\n"));
+  EXPECT_EQ(run_on_simulator({"write", "Odd[1,2]=1"}).code, 0);
+}
+
 TEST_P(BothBuildsTest, Write_IsReadBackForEveryKindOfVariable) {
   const Outcome outcome = run_on_simulator({"write",
                                             "--verify",

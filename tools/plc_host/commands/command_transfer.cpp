@@ -13,6 +13,7 @@
 #include "client/plan/batch_plan.h"
 #include "client/plan/batch_transfer.h"
 #include "client/plan/number_read.h"
+#include "client/plan/transfer_plan.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
@@ -54,7 +55,8 @@ void tell_types(const HostOptions& options, const Host& host, const std::vector<
 bool is_all_or_none(const HostOptions& options) { return options.raw || options.strict; }
 
 bool can_be_shown(const HostOptions& options, const TagResult& result) {
-  return options.strict ? result.reading.quality() == Quality::kGood : result.ok();
+  const Quality quality = result.reading.quality();
+  return result.ok() && (quality == Quality::kGood || (!options.strict && quality == Quality::kUnguarded));
 }
 
 void tell_why_none(const HostOptions& options, ResultWriter& writer, const std::vector<TagResult>& results) {
@@ -87,13 +89,18 @@ int show_all_or_none(const HostOptions& options, ResultWriter& writer, const std
   return code;
 }
 
+std::string advice_on_numbers(const HostOptions& options, const TagResult& result) {
+  const std::optional<OtherRequest> other = other_request(*result.reference.tag, options.offset, options.count);
+  return other ? ". Try: " + other->advice : "";
+}
+
 int read_by_number(const HostOptions& options, CommandOutput& output) {
   if (options.count > kMostCounted) throw HostError(kExitUsage, "--count is at most " + std::to_string(kMostCounted));
   Host host(options, output);
   const TagResult result = read_number(host.session(), host.tags(), options.register_id, options.offset, options.count);
   host.show_simulator_lines();
   // Also with --quiet: the value may be another variable's.
-  if (!result.remark.empty()) show_message(result.name + ": " + result.remark);
+  if (!result.remark.empty()) show_message(result.name + ": " + result.remark + advice_on_numbers(options, result));
   ResultWriter writer(host.results(), form_of(options), {result});
   if (is_all_or_none(options)) return host.finish(show_all_or_none(options, writer, {result}));
   writer.add(result);
@@ -171,6 +178,16 @@ void demand_value(const TagReference& reference, std::string_view value) {
   throw ReferenceError("no value stands behind the =");
 }
 
+// What is written and cannot be read back would have a state that is true of neither.
+void demand_way_back(const TagReference& reference) {
+  if (value_kind(reference.tag->entry) == ValueKind::kText) return;
+  try {
+    plan_elements(reference, Direction::kRead);
+  } catch (const PlanError& error) {
+    throw ReferenceError("--verify cannot read it back: " + std::string(error.what()) + ". Try: without --verify");
+  }
+}
+
 // A list often has blanks there. In the name they would be a part of it.
 void refuse_blanks(const TagList& tags, std::string_view name, std::string_view value) {
   const std::string meant(plc_base::without_blanks(name));
@@ -240,6 +257,7 @@ std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options
       const TagReference reference = find_variable(host.tags(), host.tag_file(), name);
       demand_value(reference, value);
       writes.push_back(prepare_write(reference, value, host.session().rules()));
+      if (options.verify) demand_way_back(reference);
       if (!options.quiet) tell_rounded(reference, value, writes.back().value);
       results.push_back(unread(reference));
     } catch (const std::runtime_error& error) {

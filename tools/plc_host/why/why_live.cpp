@@ -69,6 +69,14 @@ TagResult transfer(const HostOptions& options, Host& host, const std::optional<T
   return read_tag(host.session(), *reference);
 }
 
+// What the driver asked for instead of what the numbers say.
+void find_other_request(const HostOptions& options, WhyReport& report) {
+  if (!options.by_id || report.tag() == nullptr) return;
+  const std::optional<OtherRequest> other = other_request(*report.tag(), options.offset, options.count);
+  if (!other) return;
+  report.fault(other->what, "Give " + other->advice);
+}
+
 // The file under the path that it has in every folder.
 void record_road(const RelayRoute& route, const HostOptions& options, const std::string& pcap_file, WhyReport& report) {
   if (route.relay() == nullptr) return;
@@ -119,6 +127,7 @@ int follow_live(const HostOptions& options, CommandOutput& output, WhyReport& re
     host.show_simulator_lines();
     take_result(result, report);
     find_reach_faults(route, report);
+    find_other_request(options, report);
   }
   record_road(route, options, pcap_file, report);
   if (!result.ok() && result.reading.failure().is_interrupted) {
