@@ -152,7 +152,8 @@ void check_scopes(const SourceFile& file, Findings* findings) {
       add_finding("T111", *line, line->column(12),
                   "the program '" + shorter->first + "' of line " + std::to_string(shorter->second->number) +
                       " is the beginning of '" + name + "'",
-                  findings);
+                  findings)
+          .other_line = shorter->second->number;
     }
   }
 }

@@ -95,6 +95,19 @@ std::string already_declared(uint32_t line, const Origins& origins) {
   return text + ", in line " + std::to_string(origins.places[line - origins.lines_before - 1]);
 }
 
+// "the program 'Main' of line 2 is ..." with the line where the list, or the file before it, has it.
+std::string in_own_lines(const Finding& finding, const Origins& origins) {
+  const std::string counted = "' of line " + std::to_string(finding.other_line) + " is the beginning of '";
+  std::string message = finding.message;
+  const size_t at = message.find(counted);
+  if (at == std::string::npos) return message;
+  const size_t line = finding.other_line;
+  const std::string place = line <= origins.lines_before
+                                ? origins.file + ":" + std::to_string(line)
+                                : "line " + std::to_string(origins.places[line - origins.lines_before - 1]);
+  return message.replace(at, counted.size(), "' of " + place + " is the beginning of '");
+}
+
 // Findings of lines behind these become findings of the variables.
 void add_findings(const std::vector<Finding>& found, const Origins& origins, bool only_fixable,
                   std::vector<Finding>* findings) {
@@ -108,6 +121,7 @@ void add_findings(const std::vector<Finding>& found, const Origins& origins, boo
     findings->back().column = 1;
     findings->back().last_line = 0;
     if (is_rule(finding, "T110")) findings->back().message = already_declared(finding.other_line, origins);
+    if (is_rule(finding, "T111")) findings->back().message = in_own_lines(finding, origins);
   }
 }
 

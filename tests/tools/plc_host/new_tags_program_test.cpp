@@ -172,6 +172,19 @@ TEST_F(NewTagsTest, List_BecomesAFileThatReplacesNoneWithoutConsent) {
   EXPECT_EQ(tags({"--from", path("list.csv"), "--output", path("list.csv"), "--overwrite"}).code, 8);
 }
 
+TEST_F(NewTagsTest, ProgramThatBeginsAnother_IsNamedWithTheLineOfItsFile) {
+  const std::string advice = "plc-host:     Rename one of the programs.\n";
+  write_file("list.csv", "Name,Type,Program\nA,INT,\nB,INT,\nC,INT,Main\nD,INT,Main2\n");
+  EXPECT_EQ(
+      tags({"--from", path("list.csv")}).err,
+      "plc-host: " + path("list.csv") + ":5: the program 'Main' of line 4 is the beginning of 'Main2'\n" + advice);
+  write_file("base.csv", "A,INT,,,,,,0,1,0,0,\nC,INT,,,,,,1,0,0,1,Main\n");
+  write_file("more.csv", "Name,Type,Program\nD,INT,Main2\n");
+  EXPECT_EQ(tags({"--from", path("more.csv"), "--after", path("base.csv")}).err,
+            "plc-host: " + path("more.csv") + ":2: the program 'Main' of " + path("base.csv") +
+                ":2 is the beginning of 'Main2'\n" + advice);
+}
+
 TEST_F(NewTagsTest, WrongList_WritesNothing) {
   std::string list;
   for (int i = 0; i < 300; ++i) list += "V" + std::to_string(i) + ",XY\n";
