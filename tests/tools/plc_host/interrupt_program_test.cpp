@@ -99,8 +99,9 @@ TEST_F(InterruptTest, LiveCheck_NamesTheVariableItHadAskedFor) {
   write_file("panel.csv", "Speed,INT,,,,,,0,1,0,0,\nTotal,DINT,,,,,,1,1,0,0,\nTemp,REAL,,,,,,2,1,0,0,\n");
   const Outcome outcome = interrupted({"check", path("panel.csv"), "--live"}, kSilentRead, kOfRead);
   EXPECT_EQ(outcome.code, 130);
-  EXPECT_THAT(outcome.out, EndsWith(": 3 names, 127.0.0.1:" + port_ +
-                                    " has given 0 values, refused 0; no answer for Speed; 2 not asked for\n"));
+  EXPECT_THAT(outcome.out,
+              EndsWith(": 3 names, 127.0.0.1:" + port_ +
+                       " has given 0 values, refused 0; interrupted while asking for Speed; 2 not asked for\n"));
   EXPECT_EQ(outcome.err, "plc-host: interrupted: the names without a result were not checked\n");
 }
 

@@ -114,6 +114,15 @@ TEST_F(LiveTest, ControllerThatFallsSilent_IsToldWithTheNameItHadBeenAskedFor) {
   EXPECT_THAT(outcome.out, EndsWith(" has given 1 value, refused 0; no answer for Total; 1 not asked for\n"));
 }
 
+TEST_F(LiveTest, OtherProtocol_IsNotSaidToGiveNoAnswer) {
+  write_file("panel.csv", "Speed,INT,,,,,,0,1,0,0,\nTotal,DINT,,,,,,1,1,0,0,\n");
+  const auto other = start_simulator({"--fault=garbage on=read times=always"});
+  const Outcome outcome = check({"--timeout", "1"});
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_THAT(outcome.err, HasSubstr("what answers there does not speak this protocol (3)"));
+  EXPECT_THAT(outcome.out, HasSubstr(" has given 0 values, refused 0; no valid reply for Speed"));
+}
+
 TEST_F(LiveTest, ConnectionThatIsLostTwice_NamesBoth) {
   write_file("panel.csv", "Speed,INT,,,,,,0,1,0,0,\nTotal,DINT,,,,,,1,1,0,0,\nTemp,REAL,,,,,,2,1,0,0,\n");
   const auto closing = start_simulator({"--fault=close on=read times=2"});

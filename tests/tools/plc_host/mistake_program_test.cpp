@@ -200,9 +200,11 @@ constexpr Mistake kMistakes[] = {
     {"read --address 'no where' X", 2,
      "--address no where: this is not an address: give one like 192.168.0.10 or plc1.local, with :8500 behind it or "
      "without"},
-    {"read --driver guardd --address 127.0.0.1 X", 3,
+    {"read --driver guardd --address 127.0.0.1 X", 2,
      "--driver guardd: there is no such driver, did you mean guarded? A driver is guarded, contract, or the path of a "
      "library"},
+    {"read --driver guardd.x --address 127.0.0.1 X", 3,
+     "--driver guardd.x: there is no such driver. A driver is guarded, contract, or the path of a library"},
     {"read --color blue --address 127.0.0.1 X", 2, "--color blue: give auto, always or never"},
     {"read --id x --sim machine.csv", 2, "--id x: give a number from 0 to 4294967295; plc-host read --help tells more"},
     {"read --id 1 --offset 65536 --sim machine.csv", 2,

@@ -257,4 +257,18 @@ TEST_F(NamesTest, SpreadsheetsOwnFile_IsNamedAsTheCause) {
               HasSubstr("tags.xlsx is a spreadsheet's own file. Try: save it there as CSV\n"));
 }
 
+TEST_F(NamesTest, WhyOfANameOfSeveralPrograms_ShowsTheLineOfNone) {
+  write_file("steps.csv", "Step,INT,,,,,,0,0,0,1,MAIN,\nStep,INT,,,,,,1,0,0,2,Fill,\n");
+  const auto why = [this](const char* name) {
+    return run({"why", "--sim", path("steps.csv"), "--simulator", PLC_HOST_SIMULATOR, name}).out;
+  };
+  const std::string open = why("Step");
+  EXPECT_THAT(open, HasSubstr("Step: which of them: MAIN/Step, Fill/Step?\n"
+                              "     Try: Write scope, name and subscripts as the tag line declares them.\n"));
+  EXPECT_THAT(open, Not(HasSubstr("\ntag line ")));
+  EXPECT_THAT(open, Not(HasSubstr("\nrecord ")));
+  EXPECT_THAT(why("Fill/Step[3]"), HasSubstr("steps.csv:2: Step,INT,")) << "the one that was named";
+  EXPECT_THAT(why("None/Step"), Not(HasSubstr("\ntag line ")));
+}
+
 }  // namespace

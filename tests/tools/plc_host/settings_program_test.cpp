@@ -216,6 +216,13 @@ TEST_F(SettingsTest, VariableThatIsNoSetting_IsTold) {
   }
 }
 
+TEST_F(SettingsTest, LinkToAMissingFile_IsNamed) {
+  ASSERT_EQ(symlink("nowhere.toml", path("plc-host.toml").c_str()), 0);
+  const Outcome dangling = type("info");
+  EXPECT_EQ(dangling.code, 0);
+  EXPECT_EQ(dangling.err, "plc-host: plc-host.toml is not used: it is a link to a file that is not there\n");
+}
+
 // Whoever may write it would say which controller is asked.
 TEST_F(SettingsTest, FileOfSomebodyElse_IsNotUsed) {
   write_file("plc-host.toml", "port = 1\n");

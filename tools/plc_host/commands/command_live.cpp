@@ -238,6 +238,12 @@ void write_findings(const Host& host, const LiveReport& report, bool json) {
   }
 }
 
+// What came of the names that were asked for last.
+const char* end_words(const Failure& end) {
+  if (end.is_interrupted) return "interrupted while asking for ";
+  return end.quality == Quality::kForeign ? "no valid reply for " : "no answer for ";
+}
+
 void write_summary(Host& host, const LiveReport& report, bool json) {
   const std::string controller = target_text(host.session().target());
   const size_t left = report.names - report.answered - report.findings.size() - report.unanswered.size();
@@ -259,7 +265,8 @@ void write_summary(Host& host, const LiveReport& report, bool json) {
                      std::to_string(report.refused());
   if (report.others() > 0) text += ", failed for " + std::to_string(report.others());
   if (report.impossible() > 0) text += "; " + std::to_string(report.impossible()) + " cannot be asked for";
-  if (!report.unanswered.empty()) text += "; no answer for " + plc_base::joined_with_or(report.unanswered);
+  if (!report.unanswered.empty())
+    text.append("; ").append(end_words(*report.end)) += plc_base::joined_with_or(report.unanswered);
   if (left > 0) text += "; " + std::to_string(left) + " not asked for";
   std::fputs((plc_base::shown_line(text) + "\n").c_str(), host.results());
 }

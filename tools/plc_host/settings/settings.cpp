@@ -167,8 +167,10 @@ class SettingsFile {
 
 // What a file says; nothing when it is not there or not to be trusted.
 Settings settings_in(const std::string& path, int rank) {
-  if (path.empty() || access(path.c_str(), F_OK) != 0) return {};
-  const std::string reason = distrust(path);
+  struct stat status {};
+  if (path.empty() || lstat(path.c_str(), &status) != 0) return {};
+  const bool is_there = access(path.c_str(), F_OK) == 0;
+  const std::string reason = is_there ? distrust(path) : "it is a link to a file that is not there";
   if (reason.empty()) return SettingsFile(path).read(rank);
   show_message(path + " is not used: " + reason);
   return {};

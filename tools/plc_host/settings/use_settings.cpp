@@ -24,9 +24,11 @@ void check_driver(const Setting& driver) {
   const bool may_be_file = choice.find('/') != std::string::npos || choice.find(".so") != std::string::npos;
   if (is_word || may_be_file || access(choice.c_str(), F_OK) == 0) return;
   const std::string meant = plc_base::did_you_mean(choice, {"guarded", "contract"});
-  throw HostError(kExitLibrary, driver.from + " " + choice + ": there is no such driver" +
-                                    (meant.empty() ? "." : ", " + meant) +
-                                    " A driver is guarded, contract, or the path of a library");
+  // What is no name of a file is a wrong option.
+  const ExitCode code = choice.find('.') == std::string::npos ? kExitUsage : kExitLibrary;
+  throw HostError(code, driver.from + " " + choice + ": there is no such driver" +
+                            (meant.empty() ? "." : ", " + meant) +
+                            " A driver is guarded, contract, or the path of a library");
 }
 
 // What no other setting can say: how many names are asked for at a time. What speaks against a driver is told, also

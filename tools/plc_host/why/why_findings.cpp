@@ -30,13 +30,19 @@ std::string bare_name(const std::string& name) {
   return slash == std::string::npos ? bare : bare.substr(slash + 1);
 }
 
-// The first record of this name, its subscripts and its scope apart.
-std::optional<size_t> position_of(const TagList& tags, const std::string& name) {
+// The records that a name may mean: those of its scope, or else of all, its subscripts apart.
+std::vector<size_t> positions_meant(const TagList& tags, const std::string& name) {
   const std::string bare = bare_name(name);
+  const std::string scope = name.substr(0, name.find('/') + 1);
+  std::vector<size_t> in_scope;
+  std::vector<size_t> named;
   for (size_t i = 0; i < tags.tags.size(); ++i) {
-    if (tags.tags[i].name == bare || tags.tags[i].name == name) return i;
+    const Tag& tag = tags.tags[i];
+    if (tag.name != bare && tag.name != name) continue;
+    named.push_back(i);
+    if (!scope.empty() && tag.qualified_name == scope + bare) in_scope.push_back(i);
   }
-  return std::nullopt;
+  return in_scope.empty() ? named : in_scope;
 }
 
 std::vector<std::string> names_in(const TagList& tags) {
@@ -180,12 +186,14 @@ void find_name_faults(const std::string& name, const std::string& reason, WhyRep
   const std::string bare = bare_name(name);
   const tag_check::DroppedPiece* dropped = report.source ? report.source->dropped_declaration(bare) : nullptr;
   if (dropped != nullptr) return find_dropped_declaration(bare, *dropped, report);
-  report.position = position_of(report.tags, name);
+  // Of several records none is shown: nobody chose one.
+  const std::vector<size_t> meant_records = positions_meant(report.tags, name);
+  if (meant_records.size() == 1) report.position = meant_records.front();
   const std::vector<std::string> near = plc_base::near_names(bare, names_in(report.tags));
   std::string advice = "List what can be asked for: plc-host tags FILE.";
   if (const std::optional<std::string> meant = respelled(report.tags, name)) {
     advice = "Did you mean " + *meant + "?";
-  } else if (report.position) {
+  } else if (!meant_records.empty()) {
     advice = "Write scope, name and subscripts as the tag line declares them.";
   } else if (!near.empty()) {
     advice = "Did you mean " + plc_base::joined_with_or(near) + "? Letter case counts.";
