@@ -240,7 +240,9 @@ bool has_failure(const SurveyRecord& record) {
     return finding.state != survey::VariableFinding::State::kGood &&
            finding.state != survey::VariableFinding::State::kNotTried;
   };
-  const auto is_lost = [](const survey::WriteFinding& finding) { return !finding.read_back || !finding.set_back; };
+  const auto is_lost = [](const survey::WriteFinding& one) {
+    return one.acknowledged != true || one.read_back != true || one.set_back != true;
+  };
   if (record.endurance.losses > 0 || !missing_programs(record).empty()) return true;
   return std::any_of(record.variables.findings.begin(), record.variables.findings.end(), is_bad) ||
          std::any_of(record.writes.findings.begin(), record.writes.findings.end(), is_lost);

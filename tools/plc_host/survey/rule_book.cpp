@@ -239,6 +239,8 @@ void RuleBook::judge_write(const Asked& asked, bool is_done) {
   note(kStatus, status == 0, asked, "status " + plc_base::hexadecimal(status, 4));
 }
 
+uint16_t RuleBook::status_of_success() const { return statuses_done_.empty() ? 0 : most_frequent(statuses_done_); }
+
 void RuleBook::take_false_answer(const Asked& asked) {
   ++full_refusals_unmarked_;
   note(kRefusal, false, asked, "a name that the controller cannot have is answered like one that it has");

@@ -47,6 +47,9 @@ class RuleBook {
   // A write whose effect is known by now: its status belongs to an answer, or to a refusal.
   void judge_write(const Asked& asked, bool is_done);
 
+  // Bytes 12 and 13 of most answers so far that are no refusal.
+  uint16_t status_of_success() const;
+
   // A name that the controller cannot have got an answer as if it had it.
   void take_false_answer(const Asked& asked);
 

@@ -48,6 +48,13 @@ bool is_read(const VariableFinding& finding) {
   return finding.state == VariableFinding::State::kGood && !finding.has_no_value;
 }
 
+bool is_unanswered(const WriteFinding& finding) { return finding.acknowledged == false && !finding.refusal; }
+
+bool is_good(const WriteFinding& finding) {
+  return finding.acknowledged == true && finding.read_back == true && finding.neighbours_kept != false &&
+         finding.set_back == true;
+}
+
 bool is_usable(Verdict::Usable usable) {
   return usable != Verdict::Usable::kNotUsable && usable != Verdict::Usable::kUnknown;
 }

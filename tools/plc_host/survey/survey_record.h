@@ -214,12 +214,20 @@ struct WriteFinding {
   std::string type;
   std::string kind;         // "write", "masked write", "set", "reset", "read-modify-write"
   bool is_written = false;  // the request that does it was sent
-  bool acknowledged = false;
-  bool read_back = false;
-  bool neighbours_kept = false;
-  bool set_back = false;
-  std::string why;
+  // Nothing of what nobody looked at.
+  std::optional<bool> acknowledged = {};  // false of a write that was refused, and of one that was not answered
+  std::optional<bool> read_back = {};
+  std::optional<bool> neighbours_kept = {};
+  std::optional<bool> set_back = {};
+  std::string why = {};
+  std::optional<uint16_t> refusal = {};  // the status of the answer that refused it
 };
+
+// It was sent, and no answer came: nobody knows whether it was carried out, or will be.
+bool is_unanswered(const WriteFinding& finding);
+
+// Nothing that was looked at went wrong.
+bool is_good(const WriteFinding& finding);
 
 struct Writes {
   Step step;

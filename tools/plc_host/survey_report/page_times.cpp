@@ -140,7 +140,15 @@ std::string met_text(const std::optional<uint32_t>& limit, uint32_t tried) {
   return tried == 0 ? "not measured" : "no limit met, " + std::to_string(tried) + " tried";
 }
 
-std::string yes_or_no(bool is_so) { return is_so ? "yes" : "<span class=\"wrong\">no</span>"; }
+std::string yes_or_no(const std::optional<bool>& is_so) {
+  if (!is_so) return "-";
+  return *is_so ? "yes" : "<span class=\"wrong\">no</span>";
+}
+
+std::string answer_cell(const WriteFinding& finding) {
+  if (!finding.refusal) return yes_or_no(finding.acknowledged);
+  return "<span class=\"wrong\">refused, status " + status_text(*finding.refusal) + "</span>";
+}
 
 std::string hours_chart(const Endurance& endurance) {
   constexpr double kMinuteMs = 60000;
@@ -203,7 +211,7 @@ std::string writes_html(const SurveyRecord& record) {
                   {"variable", "type", "kind", "acknowledged", "read back", "neighbours unchanged", "set back", "note"},
                   8);
   for (const WriteFinding& one : writes.findings) {
-    table.add({shown_html(one.name), shown_html(one.type), shown_html(one.kind), yes_or_no(one.acknowledged),
+    table.add({shown_html(one.name), shown_html(one.type), shown_html(one.kind), answer_cell(one),
                yes_or_no(one.read_back), yes_or_no(one.neighbours_kept), yes_or_no(one.set_back), shown_html(one.why)});
   }
   std::string html = table.finish();

@@ -203,7 +203,9 @@ void ask_of_limits(const Limits& limits, Questions& all) {
 
 void ask_of_writes(const Writes& writes, Questions& all) {
   for (const WriteFinding& one : writes.findings) {
-    if (!one.is_written || (one.acknowledged && one.read_back && one.neighbours_kept && one.set_back)) continue;
+    // Of a write behind which the survey ended there is nothing to ask.
+    const bool is_judged = one.refusal || one.read_back;
+    if (!one.is_written || !is_judged || is_good(one)) continue;
     const std::string why = one.why.empty() ? "" : ": " + one.why;
     all.push_back(
         {one.name, "May it be written, and what else writes it? Its " + one.kind + " did not succeed" + why + "."});

@@ -213,10 +213,11 @@ Json writes_json(const Writes& writes) {
                         {"type", one.type},
                         {"kind", one.kind},
                         {"written", one.is_written},
-                        {"acknowledged", one.acknowledged},
-                        {"read_back", one.read_back},
-                        {"neighbours_kept", one.neighbours_kept},
-                        {"set_back", one.set_back},
+                        {"acknowledged", or_null(one.acknowledged)},
+                        {"status", status_or_null(one.refusal)},
+                        {"read_back", or_null(one.read_back)},
+                        {"neighbours_kept", or_null(one.neighbours_kept)},
+                        {"set_back", or_null(one.set_back)},
                         {"why", or_null(one.why)}});
   }
   return {{"step", step_json(writes.step)},

@@ -105,11 +105,17 @@ std::string times_sentence(const std::vector<Times>& times, const Step& step) {
 std::string writes_sentence(const Writes& writes) {
   if (!has_figures(writes.step)) return "Nothing was written.";
   size_t good = 0;
+  size_t made = 0;
   for (const WriteFinding& one : writes.findings) {
-    good += one.acknowledged && one.read_back && one.neighbours_kept && one.set_back ? 1 : 0;
+    if (is_good(one)) ++good;
+    if (one.is_written) ++made;
   }
-  std::string text = "Of " + plural(writes.findings.size(), "write") + ", " + std::to_string(good);
+  const size_t left = writes.findings.size() - made;
+  if (made == 0 && left == 0) return "Nothing was written.";
+  std::string text = "Of " + plural(made, "write") + ", " + std::to_string(good);
   text += " were acknowledged, read back and set back with their neighbours unchanged.";
+  if (made == 0) text = "Nothing was written.";
+  if (left > 0) text += " Not written: " + plural(left, "variable") + ", see the notes.";
   if (!writes.not_set_back.empty()) text += " Not set back: " + some_names(writes.not_set_back) + ".";
   return text;
 }

@@ -13,6 +13,7 @@ namespace {
 using plc_sim::Bytes;
 
 constexpr unsigned kPutBackAttempts = 3;
+constexpr char kReadsSo[] = ". It reads so now, but a write was not answered: it may still be carried out";
 
 struct Watched {
   Declared variable;
@@ -39,6 +40,8 @@ class WriteStep {
   Asked write(Scratch& scratch, const Bytes& value);
   bool is_changed_to(const Scratch& scratch, const std::optional<Bytes>& now, const Bytes& wanted) const;
   WriteFinding finding_of(const Scratch& scratch, const Bytes& value) const;
+  void take_answer(const Asked& asked, WriteFinding& finding) const;
+  void look_at(Scratch& scratch, const Asked& asked, const Bytes& value, WriteFinding& finding);
 
   Conversation& conversation_;
   const Declarations& declared_;
@@ -118,6 +121,40 @@ bool WriteStep::is_changed_to(const Scratch& scratch, const std::optional<Bytes>
   return is_same_value(scratch.variable, part, expected);
 }
 
+// An answer with another status than that of success refuses.
+void WriteStep::take_answer(const Asked& asked, WriteFinding& finding) const {
+  finding.acknowledged = asked.is_answered();
+  finding.refusal.reset();
+  if (!asked.is_answered()) return;
+  const uint16_t status = status_of(asked.answer.bytes);
+  if (status == conversation_.rules().status_of_success()) return;
+  finding.acknowledged = false;
+  finding.refusal = status;
+}
+
+std::string answer_problem(const WriteFinding& finding) {
+  if (finding.acknowledged == true) return {};
+  return finding.refusal ? "refused, status " + plc_base::hexadecimal(*finding.refusal, 4).substr(2)
+                         : "no acknowledgment";
+}
+
+// What became of the variable.
+void WriteStep::look_at(Scratch& scratch, const Asked& asked, const Bytes& value, WriteFinding& finding) {
+  take_answer(asked, finding);
+  const std::optional<Bytes> now = read_again(conversation_, scratch.variable);
+  finding.read_back = is_changed_to(scratch, now, value);
+  conversation_.rules().judge_write(asked, *finding.read_back);
+  // What was carried out was not refused, whatever its status is.
+  if (*finding.read_back && finding.refusal) {
+    finding.acknowledged = true;
+    finding.refusal.reset();
+  }
+  finding.why = answer_problem(finding);
+  if (*finding.read_back) return;
+  finding.why.append(finding.why.empty() ? "" : "; ").append("read back ");
+  finding.why += now ? value_text(scratch.variable, *now) : "without an answer";
+}
+
 void WriteStep::change(Scratch& scratch) {
   const std::optional<Bytes> old_value = read_again(conversation_, scratch.variable);
   const Bytes value = old_value ? other_value(scratch, *old_value) : Bytes{};
@@ -133,19 +170,18 @@ void WriteStep::change(Scratch& scratch) {
   finding.why = "the survey ended behind the write";
   writes_.findings.push_back(finding);
   const Asked asked = write(scratch, value);
-  writes_.findings[at].acknowledged = asked.is_answered();
-  const std::optional<Bytes> now = read_again(conversation_, scratch.variable);
-  writes_.findings[at].read_back = is_changed_to(scratch, now, value);
-  conversation_.rules().judge_write(asked, writes_.findings[at].read_back);
-  std::string why = asked.is_answered() ? "" : "no acknowledgment";
-  if (!writes_.findings[at].read_back) {
-    why.append(why.empty() ? "" : "; ").append("read back ");
-    why += now ? value_text(scratch.variable, *now) : "without an answer";
+  if (!writes_.findings[at].is_written) {
+    writes_.findings[at].why = "its name or its value was not answered again";
+    return;
   }
+  WriteFinding looked_at = writes_.findings[at];
+  take_answer(asked, writes_.findings[at]);
+  look_at(scratch, asked, value, looked_at);
+  writes_.findings[at] = looked_at;
   const std::string moved = moved_neighbours(watched);
-  writes_.findings[at].neighbours_kept = moved.empty();
+  if (!watched.empty()) writes_.findings[at].neighbours_kept = moved.empty();
+  std::string& why = writes_.findings[at].why;
   if (!moved.empty()) why.append(why.empty() ? "" : "; ").append(moved);
-  writes_.findings[at].why = why;
   put_back();
 }
 
@@ -154,22 +190,28 @@ void WriteStep::put_back() {
   Scratch scratch = *open_;
   const Bytes old_value = old_value_;
   Asked asked;
-  bool is_back = false;
-  for (unsigned i = 0; i < kPutBackAttempts && !is_back; ++i) {
+  bool reads_so = false;
+  for (unsigned i = 0; i < kPutBackAttempts && !(reads_so && asked.is_answered()); ++i) {
     asked = write(scratch, old_value);
-    is_back = is_changed_to(scratch, read_again(conversation_, scratch.variable), old_value);
+    reads_so = is_changed_to(scratch, read_again(conversation_, scratch.variable), old_value);
     // What was never changed is back without a write.
-    conversation_.rules().judge_write(asked, is_back && writes_.findings.back().read_back);
+    conversation_.rules().judge_write(asked, reads_so && writes_.findings.back().read_back == true);
   }
   WriteFinding& changed = writes_.findings.back();
-  changed.set_back = is_back;
-  if (!is_back) {
-    writes_.not_set_back.push_back(scratch.name + ": it was " + value_text(scratch.variable, old_value));
-  } else if (scratch.way == WriteWay::kSetReset) {
+  // What was not answered may be carried out behind the write of the former value.
+  changed.set_back = reads_so && asked.is_answered() && !is_unanswered(changed);
+  if (!*changed.set_back) {
+    const std::string was = scratch.name + ": it was " + value_text(scratch.variable, old_value);
+    writes_.not_set_back.push_back(reads_so ? was + kReadsSo : was);
+  }
+  if (reads_so && scratch.way == WriteWay::kSetReset) {
     // The other one of the two requests.
     WriteFinding back = finding_of(scratch, old_value);
-    back.acknowledged = asked.is_answered();
-    back.is_written = back.read_back = back.set_back = true;
+    back.is_written = true;
+    take_answer(asked, back);
+    back.why = answer_problem(back);
+    if (changed.read_back == true) back.read_back = true;
+    back.set_back = changed.set_back;
     back.neighbours_kept = changed.neighbours_kept;
     writes_.findings.push_back(back);
   }
@@ -197,7 +239,8 @@ void WriteStep::run() {
 void WriteStep::put_back_or_tell() {
   if (!open_) return;
   std::string was = open_->name + ": it was " + value_text(open_->variable, old_value_);
-  if (!writes_.findings.back().acknowledged) was += ". The write was not answered: it may have been carried out or not";
+  if (is_unanswered(writes_.findings.back()))
+    was += ". The write was not answered: it may have been carried out or not";
   try {
     put_back();
   } catch (const SurveyEnded&) {

@@ -158,9 +158,9 @@ TEST_F(SurveyTest, ControllerThatDiesRightBehindAWrite_LeavesTheFormerValueInRep
   EXPECT_EQ(found.at("writes").at("not_set_back"), Json{told});
   const Json& finding = found.at("writes").at("findings").at(0);
   EXPECT_EQ(finding.at("written"), true);
-  for (const char* flag : {"acknowledged", "read_back", "neighbours_kept", "set_back"}) {
-    EXPECT_EQ(finding.at(flag), false) << flag;
-  }
+  EXPECT_EQ(finding.at("acknowledged"), false);
+  for (const char* flag : {"read_back", "neighbours_kept", "set_back"}) EXPECT_EQ(finding.at(flag), nullptr) << flag;
+  for (const Json& question : found.at("questions")) EXPECT_NE(question.at("about"), "Big") << question;
   EXPECT_THAT(file_text(path("found/report.html")),
               HasSubstr("<p class=\"alarm\">Not set back, look after it now: " + told + "</p>"));
 }
@@ -231,6 +231,33 @@ TEST_F(SurveyTest, FormerSurvey_StaysWhereNothingWasMeasured) {
   EXPECT_NE(access(path("found/survey.pcapng.new").c_str(), F_OK), 0);
 }
 
+// The simulator carries it out and does not answer.
+TEST_F(SurveyTest, WriteWithoutAnAnswer_IsInTheRedFrameThoughItReadsAsBefore) {
+  const auto simulator = start_simulator({"--sentinel", "--fault", "no-reply times=1 on=bit"});
+  const std::string before = values().at("Ready");
+  const Outcome outcome = run(words({"--rate", "1000", "--gentle", "--timeout", "1", "--write", "Ready"}));
+  EXPECT_EQ(outcome.code, 1);
+  const std::string told =
+      "Ready: it was " + before + ". It reads so now, but a write was not answered: it may still be carried out";
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: NOT SET BACK: " + told + ". Write it by hand: "));
+  EXPECT_THAT(file_text(path("found/report.html")),
+              HasSubstr("<p class=\"alarm\">Not set back, look after it now: " + told + "</p>"));
+  const Json finding = report().at("writes").at("findings").at(0);
+  EXPECT_EQ(finding.at("acknowledged"), false);
+  EXPECT_EQ(finding.at("status"), nullptr);
+  EXPECT_EQ(finding.at("set_back"), false);
+}
+
+TEST_F(SurveyTest, SettingBackWithoutAnAnswer_IsTriedAgainUntilItHasOne) {
+  const auto simulator =
+      start_simulator({"--sentinel", "--report", path("sim.json"), "--fault", "no-reply after=1 times=1 on=write"});
+  const Outcome outcome = run(words({"--rate", "1000", "--gentle", "--timeout", "1", "--write", "Speed"}));
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_EQ(report().at("writes").at("findings").at(0).at("set_back"), true);
+  end(*simulator);
+  EXPECT_GE(written().at("Speed"), 2);
+}
+
 // Beyond what steady controllers do.
 TEST_F(SurveyTest, RefusedWrite_IsNoReasonAgainstTheGuardedBuild) {
   const auto simulator = start_simulator({"--sentinel", "--fault", "refuse 25 times=always on=write"});
@@ -240,7 +267,12 @@ TEST_F(SurveyTest, RefusedWrite_IsNoReasonAgainstTheGuardedBuild) {
   const Json found = report();
   EXPECT_EQ(found.at("guarded").at("usable"), "usable");
   EXPECT_EQ(found.at("heads").at("status_done"), "0000");
-  EXPECT_EQ(found.at("writes").at("findings").at(0).at("read_back"), false);
+  const Json& finding = found.at("writes").at("findings").at(0);
+  EXPECT_EQ(finding.at("acknowledged"), false);
+  EXPECT_EQ(finding.at("status"), "0019");
+  EXPECT_EQ(finding.at("read_back"), false);
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: --write Speed: refused, status 0019; read back "));
+  EXPECT_THAT(file_text(path("found/report.html")), HasSubstr("<span class=\"wrong\">refused, status 0019</span>"));
 }
 
 TEST_F(SurveyTest, RefusedDirectory_IsAReasonAgainstTheGuardedBuild) {

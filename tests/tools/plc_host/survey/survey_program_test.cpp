@@ -170,7 +170,13 @@ TEST_F(SurveyTest, KindThatIsNotWritten_IsToldWhenQuietToo) {
   end(*simulator);
   EXPECT_EQ(outcome.code, 1);
   EXPECT_EQ(outcome.err, "plc-host: --write Byte: not written: the survey writes no values of this type\n");
-  EXPECT_EQ(report().at("writes").at("findings").at(0).at("written"), false);
+  const Json finding = report().at("writes").at("findings").at(0);
+  EXPECT_EQ(finding.at("written"), false);
+  for (const char* flag : {"acknowledged", "read_back", "neighbours_kept", "set_back"}) {
+    EXPECT_EQ(finding.at(flag), nullptr) << flag;
+  }
+  EXPECT_THAT(file_text(path("found/report.html")),
+              HasSubstr("<td>-</td><td>-</td><td>-</td><td>-</td><td>the survey writes no values of this type</td>"));
   EXPECT_TRUE(written().empty());
 }
 
