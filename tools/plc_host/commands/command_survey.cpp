@@ -23,6 +23,7 @@
 #include "tools/plc_host/results/result_writer.h"
 #include "tools/plc_host/sim_process.h"
 #include "tools/plc_host/survey/recommend.h"
+#include "tools/plc_host/survey_report/report_words.h"
 #include "tools/plc_host/survey_report/summary.h"
 #include "tools/plc_host/survey_steps/scratch.h"
 #include "tools/plc_host/survey_steps/survey.h"
@@ -212,8 +213,9 @@ void write_survey_summary(FILE* results, const SurveyRecord& record, const Fille
     return write_json_line(results, line);
   }
   std::string text = controller + ": " + counts_text(count, record.ended);
-  for (const std::string& program : missing_programs(record)) {
-    text += "\nprogram " + quote_text(program) + ": missing in the controller's directory";
+  for (const survey::ProgramFinding& one : record.programs.findings) {
+    if (one.state != survey::ProgramFinding::State::kMissing) continue;
+    text += "\nprogram " + quote_text(one.scope) + ": " + survey::missing_words(one);
   }
   if (has_hours) text += "\nhours: " + survey::losses_text(record.endurance);
   text.append("\nguarded build: ").append(usable_word(record.verdict.usable));

@@ -172,7 +172,9 @@ Profile make_profile(const SurveyRecord& record) {
     if (finding.state != VariableFinding::State::kRefused) continue;
     profile.refused.push_back({finding.own_name, finding.program});
   }
-  profile.guarded = guarded_of(record.verdict.usable);
+  // What comes later could still break a rule.
+  const bool is_so_far = !record.is_whole && record.verdict.usable == Usability::kYes;
+  profile.guarded = is_so_far ? Profile::Guarded::kUnknown : guarded_of(record.verdict.usable);
   profile.contract_problem = contract_problem(record);
   profile.recv_timeout_s = setting_of(record, "timeout_s");
   profile.delay_ms = setting_of(record, "delay_ms");

@@ -124,7 +124,13 @@ void recommend_batch(const SurveyRecord& record, std::vector<Recommendation>& al
   if (!limits.names_per_request && !limits.values_per_request) return;
   const uint32_t most = std::min(limits.names_per_request.value_or(limits.names_tried),
                                  limits.values_per_request.value_or(limits.values_tried));
-  std::string because = "requests of up to " + std::to_string(most) + " names and values are answered";
+  const char* what = !limits.values_per_request ? "name" : !limits.names_per_request ? "value" : "name and value";
+  std::string because = "requests of up to " + std::to_string(most) + " ";
+  because += most == 1                    ? what
+             : !limits.values_per_request ? "names"
+             : !limits.names_per_request  ? "values"
+                                          : "names and values";
+  because += " are answered";
   because += "; one more is not (" + limits.beyond + "), nor are more elements of an array in one read";
   all.push_back({"batch_names", std::to_string(most), because});
 }

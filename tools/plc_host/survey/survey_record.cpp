@@ -75,9 +75,22 @@ const char* reaction_words(Reaction reaction) {
   return "not tried";
 }
 
+bool explains_failures(const Link& link) {
+  if (!link.most_connections || link.connect_failures.empty()) return false;
+  // A refused connection is none that was taken, the others are.
+  const bool are_refused = link.connect_ms.size() + link.connect_failures.size() <= link.connects_tried;
+  return are_refused == (link.one_more == Reaction::kRefused);
+}
+
 Unanswered unanswered_of(const SurveyRecord& record) {
   Unanswered unanswered;
   for (const Times& times : record.times) {
+    // The first request on one connection too many.
+    if (times.kind == "directory start" && record.link.most_connections) {
+      if (record.link.one_more != Reaction::kSilent) unanswered.silent += times.silent;
+      if (record.link.one_more != Reaction::kClosed) unanswered.lost += times.lost;
+      continue;
+    }
     const std::optional<uint32_t> limit = times.kind == "resolve" ? record.limits.names_per_request
                                           : times.kind == "read"  ? record.limits.values_per_request
                                                                   : std::nullopt;

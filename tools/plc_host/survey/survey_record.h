@@ -284,6 +284,9 @@ struct SurveyRecord {
   std::vector<std::string> messages;  // told on standard error, beside the findings
 };
 
+// The controller treats one connection more than it takes as it treated those that failed.
+bool explains_failures(const Link& link);
+
 // Requests that a limit does not explain.
 Unanswered unanswered_of(const SurveyRecord& record);
 

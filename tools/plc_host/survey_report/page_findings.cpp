@@ -148,9 +148,7 @@ std::string programs_html(const SurveyRecord& record) {
     std::string what = word_of(one.state);
     if (one.state == ProgramFinding::State::kPrefix) what = "found; " + shown_html(one.other) + " begins with its name";
     if (one.state == ProgramFinding::State::kCut) what = "cut: " + shown_html(one.other);
-    if (one.state == ProgramFinding::State::kMissing && !one.other.empty()) {
-      what += "; the directory has " + shown_html(one.other) + ", whose name is its beginning";
-    }
+    if (one.state == ProgramFinding::State::kMissing) what = shown_html(missing_words(one));
     const bool has_number = one.state != ProgramFinding::State::kMissing;
     table.add({shown_html(one.scope), what, has_number ? std::to_string(one.number) : "none"});
   }

@@ -18,7 +18,7 @@ void ask_of_programs(const Programs& programs, Questions& all) {
     if (one.state == ProgramFinding::State::kMissing) {
       std::string what = "Is there such a program? The directory does not name it";
       if (!one.other.empty()) {
-        what += "; it has " + one.other + ", whose name is its beginning: is that another program";
+        what += "; it has " + one.other + ", the beginning of its name: is that another program, or its name cut";
       }
       all.push_back({one.scope, what + (one.other.empty() ? "." : "?")});
     } else if (one.state == ProgramFinding::State::kCut) {
@@ -78,7 +78,7 @@ void ask_of_variables(const SurveyRecord& record, Questions& all) {
 }
 
 void ask_of_connections(const Link& link, Questions& all) {
-  if (!link.connect_failures.empty()) {
+  if (!link.connect_failures.empty() && !explains_failures(link)) {
     all.push_back({"connections", "Why did " + std::to_string(link.connect_failures.size()) + " of " +
                                       plural(link.connects_tried, "connection") +
                                       " fail? The first: " + link.connect_failures.front() + "."});
@@ -222,9 +222,10 @@ void ask_of_hours(const Endurance& hours, Questions& all) {
 
 std::vector<Question> questions(const SurveyRecord& record) {
   Questions all;
-  ask_of_programs(record.programs, all);
+  const bool is_controller = !is_foreign(record.heads);
+  if (is_controller) ask_of_programs(record.programs, all);
   ask_of_connections(record.link, all);
-  if (!is_foreign(record.heads)) {
+  if (is_controller) {
     ask_of_pieces(record, all);
     ask_of_fields(record.heads, all);
     ask_of_refusals(record.heads, all);

@@ -45,6 +45,12 @@ const char* word_of(ProgramFinding::State state) {
   }
 }
 
+std::string missing_words(const ProgramFinding& finding) {
+  if (finding.other.empty()) return "missing in the controller's directory";
+  return "not in the controller's directory, which has " + plc_base::quoted(finding.other) +
+         ", the beginning of its name: another program, or its name cut";
+}
+
 const char* word_of(VariableFinding::State state) {
   switch (state) {
     case VariableFinding::State::kGood:

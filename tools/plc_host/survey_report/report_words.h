@@ -12,6 +12,10 @@ namespace plc_host::survey {
 const char* word_of(Step::State state);
 const char* word_of(ProgramFinding::State state);
 const char* word_of(VariableFinding::State state);
+
+// Of a program that the directory does not name: "missing in the controller's directory". Where the directory has a
+// beginning of its name, nobody knows whether that is another program.
+std::string missing_words(const ProgramFinding& finding);
 const char* word_of(Verdict::Usable usable);
 
 // "0004"

@@ -25,6 +25,10 @@ std::string link_sentence(const Link& link) {
   std::string text = "It took " + std::to_string(link.connect_ms.size()) + " of ";
   text += plural(link.connects_tried, "connection");
   if (link.connect_ms.empty()) return text + ".";
+  const size_t ended = link.connect_ms.size() + link.connect_failures.size();
+  if (ended > link.connects_tried) {
+    text += " and gave no directory on " + std::to_string(ended - link.connects_tried) + " of them";
+  }
   const Spread spread = spread_of(link.connect_ms);
   return text + ", in " + shown_ms(spread.p50) + " (p50), " + shown_ms(spread.largest) + " at most.";
 }

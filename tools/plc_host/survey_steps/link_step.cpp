@@ -98,6 +98,16 @@ void try_half_closed(Conversation& conversation) {
   const std::unique_ptr<Probe> probe = conversation.extra_probe();
   const Reaction reaction = reaction_on(conversation, *probe, true);
   link.half_closed = reaction_words(reaction);
+  // The controller may still count the connections before it.
+  if (link.most_connections && reaction != Reaction::kAnswered) {
+    link.half_closed =
+        std::string("not known: ") + reaction_words(reaction) + ", which the limit of connections explains";
+    return;
+  }
+  if (reaction == Reaction::kRefused) {
+    link.half_closed = "not known: the connection for it was refused";
+    return;
+  }
   link.is_answered_when_half_closed = reaction == Reaction::kAnswered;
 }
 

@@ -32,8 +32,20 @@ void tell_steps(SurveyRecord& record) {
   }
 }
 
+// What does not speak the protocol has said no value.
+void take_values_back(SurveyRecord& record) {
+  for (VariableFinding& one : record.variables.findings) {
+    one.state = VariableFinding::State::kNotTried;
+    one.why = kForeign;
+    one.value.clear();
+    one.near.clear();
+  }
+  record.variables.step = {Step::State::kPartly, kForeign};
+}
+
 void finish(Conversation& conversation, SurveyRecord& record) {
   conversation.rules().finish();
+  if (is_foreign(record.heads)) take_values_back(record);
   record.verdict = conversation.rules().verdict();
   if (record.heads.replies > 0) {
     record.heads.step.state = record.is_whole ? Step::State::kDone : Step::State::kPartly;

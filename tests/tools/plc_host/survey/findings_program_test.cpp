@@ -43,13 +43,20 @@ TEST_F(SurveyFindingsTest, MissingProgram_IsSaidWithTheCodeForFindings) {
 TEST_F(SurveyFindingsTest, ProgramWhoseNameBeginsWithAnother_IsMissingAndTeachesNoLength) {
   write_file("machine.csv", kOfMain);
   const auto simulator = start_simulator();
-  EXPECT_EQ(survey("Step,INT,,,,,,1,0,0,1,Main2,DM\n").code, 1);
+  const Outcome outcome = survey("Step,INT,,,,,,1,0,0,1,Main2,DM\n");
+  EXPECT_EQ(outcome.code, 1);
   end(*simulator);
   EXPECT_EQ(program().at("state"), "missing");
   EXPECT_EQ(program().at("other"), "Main");
   EXPECT_FALSE(has_cut_names());
-  EXPECT_THAT(file_text(path("found/report.html")),
-              HasSubstr("missing; the directory has Main, whose name is its beginning"));
+  EXPECT_THAT(
+      file_text(path("found/report.html")),
+      HasSubstr("<td>not in the controller&#39;s directory, which has &#39;Main&#39;, the beginning of its name: "
+                "another program, or its name cut</td>"));
+  EXPECT_THAT(
+      outcome.out,
+      HasSubstr("\nprogram \"Main2\": not in the controller's directory, which has 'Main', the beginning of its "
+                "name: another program, or its name cut\n"));
 }
 
 TEST_F(SurveyFindingsTest, ProgramsCutAtTheSameLength_AreCut) {

@@ -339,6 +339,8 @@ TEST_F(SurveyTest, WebServer_IsNoControllerAndNothingIsRecommended) {
   EXPECT_EQ(found.at("guarded").at("because"),
             "What answers there does not speak this protocol: no reply has the form of one.");
   EXPECT_EQ(found.at("recommendations"), Json::array());
+  for (const Json& one : found.at("variables").at("findings")) EXPECT_EQ(one.at("state"), "not tried") << one;
+  EXPECT_THAT(file_text(path("found/report.html")), Not(HasSubstr("all is as declared")));
   const std::string profile = file_text(path("found/profile.toml"));
   EXPECT_THAT(profile, HasSubstr("note = \"what answers there does not speak this protocol\"  # "));
   EXPECT_THAT(profile, HasSubstr("usable = \"unknown\"  # "));

@@ -85,6 +85,41 @@ TEST(Recommend, WhatALimitExplains_IsNotCountedAsUnanswered) {
   EXPECT_EQ(unanswered_of(record).all(), 5U);
 }
 
+TEST(Recommend, OneConnectionTooMany_IsNotCountedAsUnansweredNorAskedAboutTwice) {
+  SurveyRecord record = record_with(Usable::kYes, {3, 5});
+  record.wait_ms = 2000;
+  record.times.push_back({"directory start", 1, {2}, {}, 10, 0});
+  record.link.connects_tried = 20;
+  record.link.connect_ms.assign(20, 1);
+  record.link.connect_failures.assign(10, "no answer to the directory start");
+  EXPECT_EQ(unanswered_of(record).silent, 10U);
+  EXPECT_EQ(questions(record).size(), 2U);
+  EXPECT_THAT(found_sentences(record).at(1),
+              HasSubstr("It took 20 of 20 connections and gave no directory on 10 of them, in "));
+  record.link.most_connections = 1;
+  record.link.one_more = Reaction::kSilent;
+  EXPECT_EQ(unanswered_of(record).silent, 0U);
+  EXPECT_EQ(value_of(record, "timeout_s"), "1");
+  const std::vector<Question> asked = questions(record);
+  ASSERT_EQ(asked.size(), 1U);
+  EXPECT_THAT(asked.front().what, HasSubstr("How many may be open at a time"));
+}
+
+TEST(Recommend, OneName_IsNoNamesAndValues) {
+  SurveyRecord record = record_with(Usable::kYes, {3});
+  record.limits.step.state = Step::State::kDone;
+  record.limits.names_per_request = record.limits.names_tried = record.limits.values_tried = 1;
+  record.limits.beyond = "refused";
+  EXPECT_THAT(reason_of(record, "batch_names"), HasSubstr("requests of up to 1 name are answered; one more is not"));
+}
+
+TEST(Profile, OfAPartOfASurvey_ClaimsNoUsableGuardedBuild) {
+  SurveyRecord record = record_with(Usable::kYes, {3});
+  EXPECT_EQ(make_profile(record).guarded, plc_profile::Profile::Guarded::kUsable);
+  record.is_whole = false;
+  EXPECT_EQ(make_profile(record).guarded, plc_profile::Profile::Guarded::kUnknown);
+}
+
 TEST(Recommend, NoPause_IsSaidWithWhatHadNoAnswer) {
   SurveyRecord record = record_with_losses();
   EXPECT_EQ(value_of(record, "delay_ms"), "0");
@@ -299,10 +334,9 @@ TEST(Questions, LateAnswer_IsOneThatNoBusyNetworkMakes) {
 TEST(Questions, MissingProgram_NamesTheOneThatIsItsBeginning) {
   SurveyRecord record = record_with(Usable::kYes, {3});
   record.programs.findings = {{"Main2", 0, ProgramFinding::State::kMissing, "Main"}};
-  EXPECT_EQ(
-      questions(record).at(0).what,
-      "Is there such a program? The directory does not name it; it has Main, whose name is its beginning: is that "
-      "another program?");
+  EXPECT_EQ(questions(record).at(0).what,
+            "Is there such a program? The directory does not name it; it has Main, the beginning of its name: is that "
+            "another program, or its name cut?");
 }
 
 TEST(Recommend, Poll_CountsEachAskedVariableAndThePauses) {
