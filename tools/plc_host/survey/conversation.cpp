@@ -22,7 +22,7 @@ constexpr char kNoAnswer[] = "the controller no longer answers";
 
 Conversation::Conversation(const SurveyPlan& plan, plc_sim::PcapngWriter& capture, SurveyRecord& record,
                            Progress& progress)
-    : plan_(plan), capture_(capture), record_(record), progress_(progress), rules_(record.heads) {}
+    : plan_(plan), capture_(capture), record_(record), progress_(progress), rules_(record.heads, plan.timeout_ms) {}
 
 void Conversation::wait_for_turn() {
   const auto now = std::chrono::steady_clock::now();
@@ -79,7 +79,7 @@ Asked Conversation::exchange(const std::string& kind, uint32_t names, const plc_
   Asked asked;
   asked.request = request;
   asked.packet = capture_.packets() + 1;
-  asked.answer = probe_->exchange(request, static_cast<int>(plan_.timeout_ms));
+  asked.answer = exchange_over(*probe_, request);
   account(kind, names, asked);
   if (!asked.is_answered()) ++(asked.answer.is_lost() ? times_of(kind, names).lost : times_of(kind, names).silent);
   progress_.asked();

@@ -50,6 +50,11 @@ class Conversation {
   // Connects and asks for the directory, as hosts do, over a connection that is made for it. Says why it failed.
   std::string connect_once();
 
+  // Sends the request over the connection, and waits as long as replies so far call for.
+  ProbeReply exchange_over(Probe& probe, const plc_sim::Bytes& request, bool finishes_sending = false) const {
+    return probe.exchange(request, rules_.wait_for(request), finishes_sending);
+  }
+
   // A connection beside the others, in the capture like them.
   std::unique_ptr<Probe> extra_probe();
 

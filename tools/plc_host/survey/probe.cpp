@@ -41,6 +41,42 @@ std::optional<size_t> stated_end(const Bytes& reply) {
   return end;
 }
 
+bool is_numbered_as(const Bytes& request, const Bytes& frame) {
+  return plc_sim::ByteView(frame).u16(wire::kSequenceAt) == plc_sim::ByteView(request).u16(wire::kSequenceAt);
+}
+
+// A frame that begins the reply and is none of it.
+void put_aside(ProbeReply& reply, size_t bytes) {
+  const auto end = reply.bytes.begin() + static_cast<std::ptrdiff_t>(bytes);
+  reply.foreign.emplace_back(reply.bytes.begin(), end);
+  reply.bytes.erase(reply.bytes.begin(), end);
+  while (bytes > 0 && !reply.pieces.empty()) {
+    ReplyPiece& first = reply.pieces.front();
+    const size_t taken = std::min(bytes, first.bytes);
+    first.bytes -= taken;
+    bytes -= taken;
+    if (first.bytes == 0) reply.pieces.erase(reply.pieces.begin());
+  }
+}
+
+// Frames behind the one that answers: nobody asked for them.
+void cut_frames_behind(ProbeReply& reply, size_t end) {
+  Bytes behind(reply.bytes.begin() + static_cast<std::ptrdiff_t>(end), reply.bytes.end());
+  const std::vector<Bytes> frames = take_whole_frames(behind);
+  size_t cut = 0;
+  for (const Bytes& frame : frames) cut += frame.size();
+  if (cut == 0) return;
+  reply.foreign.insert(reply.foreign.end(), frames.begin(), frames.end());
+  reply.bytes.resize(end);
+  reply.bytes.insert(reply.bytes.end(), behind.begin(), behind.end());
+  while (cut > 0 && !reply.pieces.empty()) {
+    const size_t taken = std::min(cut, reply.pieces.back().bytes);
+    reply.pieces.back().bytes -= taken;
+    cut -= taken;
+    if (reply.pieces.back().bytes == 0) reply.pieces.pop_back();
+  }
+}
+
 // False when the time is over.
 bool wait_for(int descriptor, short events, int64_t end_ns) {
   for (;;) {
@@ -54,6 +90,17 @@ bool wait_for(int descriptor, short events, int64_t end_ns) {
 }
 
 }  // namespace
+
+std::vector<Bytes> take_whole_frames(Bytes& bytes) {
+  std::vector<Bytes> frames;
+  for (;;) {
+    const std::optional<size_t> end = stated_end(bytes);
+    if (!end || bytes.size() < *end) return frames;
+    const auto behind = bytes.begin() + static_cast<std::ptrdiff_t>(*end);
+    frames.emplace_back(bytes.begin(), behind);
+    bytes.erase(bytes.begin(), behind);
+  }
+}
 
 wire_trace::Reach Probe::connect(uint32_t address, uint16_t port, int patience_ms) {
   close();
@@ -110,12 +157,11 @@ bool Probe::receive_piece(ProbeReply& reply, int64_t start_ns) {
   return false;
 }
 
-ProbeReply Probe::exchange(const Bytes& request, int timeout_ms, bool finishes_sending) {
+ProbeReply Probe::exchange(const Bytes& request, ReplyWait wait, bool finishes_sending) {
   ProbeReply reply;
   reply.end = ProbeReply::End::kReset;
   if (!is_open()) return reply;
   const int64_t start_ns = steady_ns();
-  const int64_t end_ns = start_ns + timeout_ms * kNsPerMs;
   if (!send_all(request)) {
     close();
     return reply;
@@ -124,11 +170,33 @@ ProbeReply Probe::exchange(const Bytes& request, int timeout_ms, bool finishes_s
     shutdown(descriptor_, SHUT_WR);
     capture_.finished(number_, true);
   }
-  receive_reply(reply, start_ns, end_ns);
+  receive_reply(request, wait, start_ns, reply);
   return reply;
 }
 
-void Probe::receive_reply(ProbeReply& reply, int64_t start_ns, int64_t end_ns) {
+// A frame with another number is the answer only where no own one comes behind it in time, and that wait is shorter
+// than the one for answers: where replies repeat the number it never is.
+void Probe::receive_reply(const Bytes& request, ReplyWait wait, int64_t start_ns, ProbeReply& reply) {
+  int64_t end_ns = start_ns + wait.timeout_ms * kNsPerMs;
+  std::optional<ProbeReply> other;
+  for (;;) {
+    receive_frame(reply, start_ns, end_ns);
+    if (reply.end != ProbeReply::End::kWhole || wait.own_ms == 0) break;
+    const size_t end = *stated_end(reply.bytes);
+    if (is_numbered_as(request, reply.bytes)) {
+      cut_frames_behind(reply, end);
+      return;
+    }
+    if (wait.own_ms < wait.timeout_ms && !other) {
+      other = reply;
+      end_ns = std::min(end_ns, steady_ns() + wait.own_ms * kNsPerMs);
+    }
+    put_aside(reply, end);
+  }
+  if (other && !reply.has_come()) reply = *other;
+}
+
+void Probe::receive_frame(ProbeReply& reply, int64_t start_ns, int64_t end_ns) {
   reply.end = ProbeReply::End::kSilent;
   for (;;) {
     const std::optional<size_t> stated = stated_end(reply.bytes);
@@ -147,14 +215,14 @@ void Probe::receive_reply(ProbeReply& reply, int64_t start_ns, int64_t end_ns) {
   }
 }
 
-size_t Probe::drain() {
+Bytes Probe::drain() {
   ProbeReply unasked;
   while (is_open() && unasked.bytes.size() < kMostReplyBytes) {
     pollfd awaited{descriptor_, POLLIN, 0};
     if (poll(&awaited, 1, 0) <= 0) break;
     if (!receive_piece(unasked, steady_ns())) close();
   }
-  return unasked.bytes.size();
+  return unasked.bytes;
 }
 
 std::optional<int> Probe::segment_bytes() const {

@@ -24,11 +24,22 @@ struct ProbeReply {
   End end = End::kSilent;
   plc_sim::Bytes bytes;
   std::vector<ReplyPiece> pieces;
+  std::vector<plc_sim::Bytes> foreign = {};  // whole frames with another sequence number, or behind the reply
   bool has_come() const { return !bytes.empty(); }
   bool is_lost() const { return end == End::kClosed || end == End::kReset; }
   // To the last byte.
   double took_ms() const { return pieces.empty() ? 0 : pieces.back().at_ms; }
 };
+
+// How long a reply is waited for, and behind a whole frame with another sequence number one that has the request's: 0
+// takes any frame for the reply.
+struct ReplyWait {
+  int timeout_ms = 0;
+  int own_ms = 0;
+};
+
+// Takes the whole frames off the beginning of the bytes.
+std::vector<plc_sim::Bytes> take_whole_frames(plc_sim::Bytes& bytes);
 
 class Probe {
  public:
@@ -41,12 +52,12 @@ class Probe {
   wire_trace::Reach connect(uint32_t address, uint16_t port, int patience_ms);
   bool is_open() const { return descriptor_ >= 0; }
 
-  // Sends the request and waits for its reply. Signals do not end the wait, which timeout_ms bounds. With
-  // finishes_sending the controller hears behind the request that no other will come.
-  ProbeReply exchange(const plc_sim::Bytes& request, int timeout_ms, bool finishes_sending = false);
+  // Sends the request and waits for its reply. Signals do not end the wait. With finishes_sending the controller hears
+  // behind the request that no other will come.
+  ProbeReply exchange(const plc_sim::Bytes& request, ReplyWait wait, bool finishes_sending = false);
 
   // Bytes that came unasked since the last reply; the end of the connection closes it.
-  size_t drain();
+  plc_sim::Bytes drain();
 
   // What the connection says of its segments.
   std::optional<int> segment_bytes() const;
@@ -55,7 +66,8 @@ class Probe {
 
  private:
   bool send_all(const plc_sim::Bytes& request);
-  void receive_reply(ProbeReply& reply, int64_t start_ns, int64_t end_ns);
+  void receive_reply(const plc_sim::Bytes& request, ReplyWait wait, int64_t start_ns, ProbeReply& reply);
+  void receive_frame(ProbeReply& reply, int64_t start_ns, int64_t end_ns);
   bool receive_piece(ProbeReply& reply, int64_t start_ns);
 
   plc_sim::PcapngWriter& capture_;

@@ -17,6 +17,7 @@ using plc_sim::ByteView;
 using plc_sim::RequestKind;
 
 constexpr size_t kMostBrokenShown = 2;
+constexpr uint64_t kRareOf = 10;  // more than one of so many is no chance
 constexpr size_t kProgramsAt = 14;
 constexpr const char* kRuleWords[] = {"length and complement are right, and all of the reply comes",
                                       "the sequence number is the request's",
@@ -71,6 +72,8 @@ std::string field_title(const char* what, const std::string& got, const std::str
   return got == asked ? title + ", as asked" : title + " in place of " + asked;
 }
 
+std::string counted_replies(uint64_t count) { return std::to_string(count) + (count == 1 ? " reply" : " replies"); }
+
 // "0C 28"
 std::string function_text(const ByteView& head) {
   return wire_trace::hex_text(head.part(wire::kClassAt, 2).bytes(), 2);
@@ -98,8 +101,14 @@ ReplyShape shape_of(const plc_sim::Request& request, const Bytes& reply) {
 }
 
 void RuleBook::note(Id rule, bool holds, const Asked& asked, const std::string& title) {
-  Verdict::Rule& entry = rules_[rule];
-  entry.rule = kRuleWords[rule];
+  note_in(rules_[rule], holds, asked, title);
+}
+
+void RuleBook::note_doubt(Id rule, const Asked& asked, const std::string& title) {
+  note_in(doubts_[rule], false, asked, title);
+}
+
+void RuleBook::note_in(Verdict::Rule& entry, bool holds, const Asked& asked, const std::string& title) {
   const uint64_t before = holds ? entry.kept : entry.broken;
   ++(holds ? entry.kept : entry.broken);
   if (before >= (holds ? 1 : kMostBrokenShown)) return;
@@ -129,10 +138,8 @@ void RuleBook::take_head(const Asked& asked) {
        reply.size() == announced || !ends ? "nothing behind it"
                                           : plc_base::plural(reply.size() - announced, "byte") + " behind it");
   const unsigned sequence = head.u16(wire::kSequenceAt);
-  const unsigned asked_sequence = request.u16(wire::kSequenceAt);
-  count_field(counts_.sequence, is_head && sequence == asked_sequence, sequence == 0);
-  note(kSequence, is_head && sequence == asked_sequence, asked,
-       field_title("sequence number", std::to_string(sequence), std::to_string(asked_sequence)));
+  count_field(counts_.sequence, is_head && sequence == request.u16(wire::kSequenceAt), sequence == 0);
+  take_number(asked, reply);
   const uint8_t request_class = head.u8(wire::kClassAt);
   const uint8_t command = head.u8(wire::kCommandAt);
   const bool is_class = request_class == request.u8(wire::kClassAt);
@@ -212,11 +219,70 @@ void RuleBook::take_refusal(const Asked& asked, RequestKind kind) {
            ", status " + plc_base::hexadecimal(status, 4));
 }
 
+// The number of the reply, or of the last frame that came in its place.
+void RuleBook::take_number(const Asked& asked, const Bytes& reply) {
+  const ByteView head(reply);
+  const unsigned sequence = head.u16(wire::kSequenceAt);
+  const unsigned asked_sequence = ByteView(asked.request).u16(wire::kSequenceAt);
+  const bool is_own = head.size() >= wire::kHeadBytes && sequence == asked_sequence;
+  const std::string title = field_title("sequence number", std::to_string(sequence), std::to_string(asked_sequence));
+  if (is_own) {
+    note(kSequence, true, asked, title);
+  } else {
+    Asked other = asked;
+    other.answer.bytes = reply;
+    note_doubt(kSequence, other, title);
+  }
+  if (asked_sequence == 0) return;
+  plc_sim::Findings ignored;
+  Numbers& of_kind = numbers_by_kind_[plc_sim::parse_request(asked.request, ignored).kind];
+  ++(is_own ? numbers_.own : numbers_.other);
+  ++(is_own ? of_kind.own : of_kind.other);
+}
+
+bool RuleBook::is_rare(Id rule) const {
+  const uint64_t doubts = rule == kSequence ? numbers_.other : doubts_[rule].broken;
+  const uint64_t kept = rule == kSequence ? numbers_.own : rules_[rule].kept;
+  return doubts * kRareOf <= kept + doubts;
+}
+
+ReplyWait RuleBook::wait_for(const Bytes& request) const {
+  constexpr int kShortMs = 50;  // for an own reply right behind a foreign one, as long as nothing is known
+  plc_sim::Findings ignored;
+  const auto of_kind = numbers_by_kind_.find(plc_sim::parse_request(request, ignored).kind);
+  const bool has_no_own = of_kind != numbers_by_kind_.end() && of_kind->second.own == 0;
+  const Numbers& numbers = has_no_own ? of_kind->second : numbers_;
+  const int timeout_ms = static_cast<int>(wait_ms_);
+  if (numbers.own > 0 && numbers.other * kRareOf <= numbers.own + numbers.other) return {timeout_ms, timeout_ms};
+  const bool is_known = numbers.other > 1 && numbers.other > numbers.own;
+  return {timeout_ms, is_known ? 0 : std::min(kShortMs, timeout_ms - 1)};
+}
+
+void RuleBook::take_foreign(const Asked& asked) {
+  const std::vector<Bytes>& foreign = asked.answer.foreign;
+  if (foreign.empty()) return;
+  if (counts_.foreign == 0) first_seen_ = "a reply that is none of the request's";
+  counts_.foreign += foreign.size();
+  if (!asked.answer.has_come()) take_number(asked, foreign.back());
+}
+
+// A part of a reply, where most come whole, answers nothing.
+bool RuleBook::take_unfinished(Asked& asked) {
+  const ProbeReply& answer = asked.answer;
+  const bool has_end = answer.end == ProbeReply::End::kWhole || answer.end == ProbeReply::End::kQuiet;
+  if (!answer.has_come() || has_end || rules_[kLength].kept <= counts_.unfinished) return false;
+  ++counts_.unfinished;
+  asked.is_unfinished = true;
+  note_doubt(kLength, asked, plc_base::plural(answer.bytes.size(), "byte") + " in all, and not its end");
+  return true;
+}
+
 std::string RuleBook::take(Asked& asked) {
   first_seen_.clear();
-  if (!asked.is_answered()) {
+  take_foreign(asked);
+  if (take_unfinished(asked) || !asked.is_answered()) {
     ++counts_.replies_unanswered;
-    return {};
+    return first_seen_;
   }
   ++counts_.replies;
   plc_sim::Findings ignored;
@@ -246,9 +312,11 @@ void RuleBook::take_false_answer(const Asked& asked) {
   note(kRefusal, false, asked, "a name that the controller cannot have is answered like one that it has");
 }
 
-void RuleBook::take_unasked(size_t bytes) {
-  counts_.bytes_unasked += bytes;
-  if (bytes == 0) return;
+void RuleBook::take_unasked(Bytes bytes) {
+  // Whole frames are told by their numbers, where replies repeat those.
+  if (numbers_.own > 0 && is_rare(kSequence)) counts_.foreign += take_whole_frames(bytes).size();
+  counts_.bytes_unasked += bytes.size();
+  if (bytes.empty()) return;
   rules_[kEnd].rule = kRuleWords[kEnd];
   ++rules_[kEnd].broken;
 }
@@ -273,10 +341,12 @@ Usability usable_without(bool status, bool value_end) {
   return value_end ? Usability::kYes : Usability::kWithoutValueEnd;
 }
 
+constexpr char kAllKeep[] = "Every reply keeps the rules of the guarded build.";
+
 std::string words_of(Usability usable) {
   switch (usable) {
     case Usability::kYes:
-      return "Every reply keeps the rules of the guarded build.";
+      return kAllKeep;
     case Usability::kWithoutStatus:
       return "Answers that are no refusal have another status than 0: the guarded build has to be built without its "
              "check of the status. A write that the controller refuses at its end is then taken for done: read it "
@@ -302,11 +372,41 @@ constexpr char kUntoldRefusal[] =
 
 }  // namespace
 
+// " 1 of 526 replies was none of ours. 1 reply was not whole within 1000 ms."
+std::string RuleBook::told_strays() const {
+  const auto was = [](uint64_t count) { return count == 1 ? " was " : " were "; };
+  std::string told;
+  if (counts_.foreign > 0) {
+    told += " " + std::to_string(counts_.foreign) + " of " +
+            counted_replies(counts_.replies + counts_.unfinished + counts_.foreign) + was(counts_.foreign) +
+            "none of ours.";
+  }
+  if (counts_.unfinished > 0) {
+    told += " " + counted_replies(counts_.unfinished) + was(counts_.unfinished) + "not whole within " +
+            std::to_string(wait_ms_) + " ms.";
+  }
+  return told;
+}
+
 Verdict RuleBook::verdict() const {
+  Verdict verdict = judged();
+  const std::string strays = is_foreign(counts_) ? "" : told_strays();
+  if (!strays.empty() && verdict.because == kAllKeep) {
+    verdict.because = "Every other reply keeps the rules of the guarded build.";
+  }
+  verdict.because += strays;
+  return verdict;
+}
+
+Verdict RuleBook::judged() const {
   Verdict verdict;
   for (size_t id = 0; id < kRuleCount; ++id) {
     Verdict::Rule rule = rules_[id];
     rule.rule = kRuleWords[id];
+    if (!is_rare(static_cast<Id>(id))) {
+      rule.broken += doubts_[id].broken;
+      rule.evidence.insert(rule.evidence.end(), doubts_[id].evidence.begin(), doubts_[id].evidence.end());
+    }
     rule.holds = rule.broken == 0 && rule.kept > 0;
     verdict.rules.push_back(rule);
   }

@@ -26,9 +26,10 @@ struct ReplyShape {
 struct Asked {
   plc_sim::Bytes request;
   ProbeReply answer;
-  size_t packet = 0;  // the request's first one in the capture
-  ReplyShape shape;   // once it is in the rule book
-  bool is_answered() const { return answer.has_come(); }
+  size_t packet = 0;           // the request's first one in the capture
+  ReplyShape shape;            // once it is in the rule book
+  bool is_unfinished = false;  // so is this: a part of a reply came, where most come whole
+  bool is_answered() const { return answer.has_come() && !is_unfinished; }
 };
 
 ReplyShape shape_of(const plc_sim::Request& request, const plc_sim::Bytes& reply);
@@ -38,7 +39,11 @@ uint16_t status_of(const plc_sim::Bytes& reply);
 
 class RuleBook {
  public:
-  explicit RuleBook(HeadCounts& counts) : counts_(counts) {}
+  // wait_ms: for each answer.
+  RuleBook(HeadCounts& counts, uint32_t wait_ms) : counts_(counts), wait_ms_(wait_ms) {}
+
+  // For the next reply, by what those before it have shown of sequence numbers.
+  ReplyWait wait_for(const plc_sim::Bytes& request) const;
 
   // Gives it its shape. Returns what it shows for the first time in words, for the capture; empty for what was seen
   // before.
@@ -54,7 +59,7 @@ class RuleBook {
   void take_false_answer(const Asked& asked);
 
   // Bytes that came behind the last reply.
-  void take_unasked(size_t bytes);
+  void take_unasked(plc_sim::Bytes bytes);
 
   // Of everything so far.
   Verdict verdict() const;
@@ -65,18 +70,36 @@ class RuleBook {
  private:
   enum Id { kLength, kSequence, kFunction, kEnd, kStatus, kValueEnd, kRefusal, kWhole, kRuleCount };
 
+  // Of requests that have another number than 0: a reply without a number has that one.
+  struct Numbers {
+    uint64_t own = 0;
+    uint64_t other = 0;
+  };
+
   void note(Id rule, bool holds, const Asked& asked, const std::string& title);
+  void note_in(Verdict::Rule& entry, bool holds, const Asked& asked, const std::string& title);
+  void note_doubt(Id rule, const Asked& asked, const std::string& title);
+  void take_number(const Asked& asked, const plc_sim::Bytes& reply);
+  void take_foreign(const Asked& asked);
+  bool take_unfinished(Asked& asked);
+  bool is_rare(Id rule) const;
+  std::string told_strays() const;
+  Verdict judged() const;
   void take_head(const Asked& asked);
   void refuse_by_status(plc_sim::RequestKind kind, Asked& asked) const;
   void take_shape(const Asked& asked, const plc_sim::Request& request);
   void take_refusal(const Asked& asked, plc_sim::RequestKind kind);
   void take_values(const Asked& asked, const plc_sim::Request& request);
   void note_status(const Asked& asked, const std::string& words);
-  bool holds(Id rule) const { return rules_[rule].broken == 0; }
+  bool holds(Id rule) const { return rules_[rule].broken == 0 && is_rare(rule); }
   bool tells_refusals(bool looks_at_status) const;
 
   HeadCounts& counts_;
+  uint32_t wait_ms_;
   std::array<Verdict::Rule, kRuleCount> rules_{};
+  std::array<Verdict::Rule, kRuleCount> doubts_{};  // replies that break a rule once they are more than a few
+  Numbers numbers_;
+  std::map<plc_sim::RequestKind, Numbers> numbers_by_kind_;
   std::map<std::pair<uint16_t, std::string>, size_t> statuses_;
   std::map<uint16_t, uint64_t> statuses_done_;
   std::map<plc_sim::RequestKind, std::map<uint16_t, uint64_t>> statuses_by_kind_;  // of what was answered

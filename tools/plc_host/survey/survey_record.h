@@ -160,6 +160,8 @@ struct HeadCounts {
   uint64_t values_longer = 0;
   uint64_t values_shorter = 0;
   uint64_t replies_unanswered = 0;
+  uint64_t foreign = 0;          // whole frames that answer none of the survey's requests; no replies
+  uint64_t unfinished = 0;       // replies that did not come to their end, where most do; their requests had no answer
   uint64_t refusals_untold = 0;  // names refused in the form of an answer, or answered though nobody has them
   uint64_t bytes_unasked = 0;    // that came behind a reply, before the next request
   std::optional<uint32_t> bytes_behind_values;  // where every value reply has as many

@@ -142,6 +142,8 @@ Json heads_json(const HeadCounts& heads) {
   return {{"step", step_json(heads.step)},
           {"replies", heads.replies},
           {"unanswered", heads.replies_unanswered},
+          {"foreign", heads.foreign},
+          {"unfinished", heads.unfinished},
           {"fields", if_measured(is_measured, fields)},
           {"statuses", statuses_json(heads)},
           {"values", if_measured(has_values, values)},

@@ -66,7 +66,7 @@ Reaction reaction_on(Conversation& conversation, Probe& probe, bool closes_half)
   Asked asked;
   asked.request = plc_sim::directory_start_request();
   asked.packet = conversation.packets() + 1;
-  asked.answer = probe.exchange(asked.request, static_cast<int>(plan.timeout_ms), closes_half);
+  asked.answer = conversation.exchange_over(probe, asked.request, closes_half);
   conversation.progress().asked();
   if (asked.is_answered()) {
     conversation.account("directory start", 1, asked);

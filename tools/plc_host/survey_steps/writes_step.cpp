@@ -14,6 +14,7 @@ using plc_sim::Bytes;
 
 constexpr unsigned kPutBackAttempts = 3;
 constexpr char kReadsSo[] = ". It reads so now, but a write was not answered: it may still be carried out";
+constexpr unsigned kWordReads = 4;
 
 struct Watched {
   Declared variable;
@@ -35,6 +36,7 @@ class WriteStep {
   void change(Scratch& scratch);
   void put_back();
   bool name_again(Declared& variable);
+  std::optional<Bytes> word_now(const Declared& variable);
   std::vector<Watched> neighbours(const Scratch& scratch);
   std::string moved_neighbours(std::vector<Watched>& watched);
   Asked write(Scratch& scratch, const Bytes& value);
@@ -94,14 +96,26 @@ std::string WriteStep::moved_neighbours(std::vector<Watched>& watched) {
   return moved;
 }
 
+// What is written around has to be certain: two reads in a row give it.
+std::optional<Bytes> WriteStep::word_now(const Declared& variable) {
+  std::optional<Bytes> last;
+  for (unsigned i = 0; i < kWordReads; ++i) {
+    const ValuesAnswer now = ask_values(conversation_, {&variable});
+    if (!now.is_complete()) return std::nullopt;
+    if (last == now.values.front()) return last;
+    last = now.values.front();
+  }
+  return std::nullopt;
+}
+
 Asked WriteStep::write(Scratch& scratch, const Bytes& value) {
   Asked nothing;
   if (!name_again(scratch.variable)) return nothing;
   Bytes word;
   if (scratch.way == WriteWay::kWordAround) {
-    const ValuesAnswer now = ask_values(conversation_, {&scratch.variable});
-    if (!now.is_complete()) return nothing;
-    word = now.values.front();
+    const std::optional<Bytes> now = word_now(scratch.variable);
+    if (!now) return nothing;
+    word = *now;
   }
   const Bytes request = write_request_for(scratch, conversation_.next_sequence(), value, word);
   const char* kind = scratch.way == WriteWay::kSetReset ? "bit"
@@ -156,11 +170,16 @@ void WriteStep::look_at(Scratch& scratch, const Asked& asked, const Bytes& value
 }
 
 void WriteStep::change(Scratch& scratch) {
-  const std::optional<Bytes> old_value = read_again(conversation_, scratch.variable);
+  std::optional<Bytes> old_value = read_again(conversation_, scratch.variable);
+  const std::optional<Bytes> second = old_value ? read_again(conversation_, scratch.variable) : std::nullopt;
+  const bool is_same = second && is_same_value(scratch.variable, *old_value, *second);
+  const bool is_other = second && !is_same;
+  if (!is_same) old_value.reset();
   const Bytes value = old_value ? other_value(scratch, *old_value) : Bytes{};
   WriteFinding finding = finding_of(scratch, value);
   if (!old_value) {
-    finding.why = "its value cannot be read: it is not written, for it could not be put back";
+    finding.why = std::string(is_other ? "two reads gave two values" : "its value cannot be read") +
+                  ": it is not written, for it could not be put back";
     writes_.findings.push_back(finding);
     return;
   }
@@ -193,7 +212,8 @@ void WriteStep::put_back() {
   bool reads_so = false;
   for (unsigned i = 0; i < kPutBackAttempts && !(reads_so && asked.is_answered()); ++i) {
     asked = write(scratch, old_value);
-    reads_so = is_changed_to(scratch, read_again(conversation_, scratch.variable), old_value);
+    const std::optional<Bytes> now = read_again(conversation_, scratch.variable);
+    reads_so = now && is_same_value(scratch.variable, *now, old_value);
     // What was never changed is back without a write.
     conversation_.rules().judge_write(asked, reads_so && writes_.findings.back().read_back == true);
   }

@@ -1,0 +1,111 @@
+// Replies that answer none of the requests, or that do not come to their end: what a survey says of a few of them, and
+// that none is taken for a value, least of all for one that is written back.
+#include "tests/tools/plc_host/survey/survey_fixture.h"
+
+namespace {
+
+using namespace plc_host_test;
+
+constexpr char kSpeedAlone[] = "Speed,INT,,,,,,0,1,0,0,,DM\n";
+constexpr char kOtherReplies[] = "Every other reply keeps the rules of the guarded build. ";
+
+class SurveyStraysTest : public SurveyTest {
+ protected:
+  // Of a controller that has one variable and this fault.
+  Outcome survey_with(const std::string& fault, const std::vector<std::string>& more = {}) {
+    write_file("machine.csv", kSpeedAlone);
+    const auto simulator =
+        start_simulator({"--sentinel", "--fault", fault, "--report", path("sim.json"), "--pcap", path("sim.pcap")});
+    std::vector<std::string> options = {"--rate", "1000", "--gentle", "--timeout", "1", "--replace"};
+    options.insert(options.end(), more.begin(), more.end());
+    const Outcome outcome = run(words(options));
+    value_ = values()["Speed"];
+    end(*simulator);
+    return outcome;
+  }
+  uint64_t heads_of(const char* what) const { return report().at("heads").at(what); }
+  std::string because() const { return report().at("guarded").at("because"); }
+  // One of all frames that came.
+  std::string one_foreign() const {
+    return kOtherReplies + ("1 of " + std::to_string(heads_of("replies") + 1)) + " replies was none of ours.";
+  }
+
+  std::string value_;  // of Speed, once the survey was over
+};
+
+TEST_F(SurveyStraysTest, OneForeignReply_IsDroppedAndToldAndTheOwnOneTaken) {
+  for (const char* fault : {"foreign on=read after=1", "foreign on=resolve", "duplicate on=read after=3"}) {
+    const Outcome outcome = survey_with(fault);
+    EXPECT_EQ(outcome.code, 0) << fault << outcome.out;
+    EXPECT_THAT(outcome.out, HasSubstr("\nguarded build: usable\n")) << fault;
+    EXPECT_EQ(because(), one_foreign()) << fault;
+    EXPECT_EQ(heads_of("foreign"), 1U) << fault;
+    EXPECT_EQ(heads_of("unanswered"), 0U) << fault;
+    EXPECT_EQ(heads_of("bytes_unasked"), 0U) << fault;
+    EXPECT_EQ(report().at("heads").at("fields").at("sequence").at("right"), heads_of("replies")) << fault;
+  }
+}
+
+TEST_F(SurveyStraysTest, ForeignReplyWithoutTheOwnOne_IsARequestWithoutAnAnswer) {
+  EXPECT_EQ(survey_with("wrong-sequence on=read after=5").code, 0);
+  EXPECT_EQ(because(), one_foreign());
+  EXPECT_EQ(heads_of("unanswered"), 1U);
+  EXPECT_THAT(report().at("recommendations").at(1).at("because").get<std::string>(),
+              HasSubstr(", and 1 request had no answer within 1000 ms: five times that wait"));
+}
+
+TEST_F(SurveyStraysTest, ReplyThatDoesNotComeToItsEnd_IsARequestWithoutAnAnswer) {
+  for (const char* fault : {"cut 15 on=read after=5", "cut 5 on=read after=5"}) {
+    EXPECT_EQ(survey_with(fault).code, 0) << fault;
+    EXPECT_EQ(because(), kOtherReplies + std::string("1 reply was not whole within 1000 ms.")) << fault;
+    EXPECT_EQ(heads_of("unfinished"), 1U) << fault;
+    EXPECT_EQ(heads_of("unanswered"), 1U) << fault;
+    EXPECT_THAT(report().at("recommendations").at(1).at("because").get<std::string>(),
+                HasSubstr(", and 1 request had no answer within 1000 ms: five times that wait"))
+        << fault;
+  }
+}
+
+TEST_F(SurveyStraysTest, RepliesThatOftenHaveAnotherNumber_AreAReasonAgainstTheGuardedBuild) {
+  survey_with("wrong-sequence times=always every=3");
+  EXPECT_EQ(report().at("guarded").at("usable"), "not usable");
+  EXPECT_THAT(because(), StartsWith("Does not hold: the sequence number is the request's."));
+}
+
+TEST_F(SurveyStraysTest, ForeignReplyBesideTheOldValue_IsNotWrittenBack) {
+  survey_with("no-reply on=write after=1000");
+  const std::string before = value_;
+  // The driver's four requests of the step before the times are beside them.
+  const uint64_t first = heads_of("replies") + 4;
+  for (uint64_t after = first; after < first + 8; ++after) {
+    const Outcome outcome = survey_with("foreign after=" + std::to_string(after), {"--write", "Speed"});
+    EXPECT_EQ(outcome.code, 0) << after << outcome.out << outcome.err;
+    EXPECT_EQ(value_, before) << after;
+    EXPECT_EQ(written(), (std::map<std::string, int>{{"Speed", 2}})) << after;
+    EXPECT_EQ(because(), one_foreign()) << after;
+  }
+}
+
+TEST_F(SurveyStraysTest, VariableWithTwoValues_IsNotWritten) {
+  write_file("machine.csv", kSpeedAlone);
+  const auto simulator = start_simulator({"--animate-ms", "1", "--report", path("sim.json")});
+  const Outcome outcome = run(words({"--rate", "100", "--gentle", "--write", "Speed"}));
+  end(*simulator);
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.err,
+              HasSubstr("plc-host: --write Speed: not written: two reads gave two values: it is not written, for it "
+                        "could not be put back\n"));
+  EXPECT_TRUE(written().empty());
+}
+
+TEST_F(SurveyStraysTest, RoundWhoseOwnReplyDoesNotCome_IsLost) {
+  const Outcome outcome =
+      survey_with("wrong-sequence on=read after=60 times=1", {"--hours", "0.001", "--period", "10", "-q"});
+  EXPECT_EQ(outcome.code, 1) << outcome.out;
+  const Json hours = report().at("hours");
+  EXPECT_EQ(hours.at("losses"), 1);
+  EXPECT_EQ(hours.at("lost_values"), 1);
+  EXPECT_EQ(heads_of("foreign"), 1U);
+}
+
+}  // namespace
