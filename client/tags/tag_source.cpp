@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/files.h"
+#include "base/text.h"
 #include "client/client_error.h"
 #include "tag_check/checker.h"
 #include "tag_check/rule_list.h"

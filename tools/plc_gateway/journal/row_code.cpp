@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 
 namespace plc_gateway {
 namespace {
@@ -126,6 +127,14 @@ bool unpack_value(ByteReader& reader, uint8_t form, Sample& sample) {
   return reader.ok();
 }
 
+// What stands before the sum, where the sum is right.
+std::optional<std::string_view> summed_body(uint64_t id, Ms time, uint64_t values, std::string_view bytes) {
+  if (bytes.size() <= kSumBytes || values > bytes.size()) return std::nullopt;
+  const std::string_view body = bytes.substr(0, bytes.size() - kSumBytes);
+  const bool is_right = ByteReader(bytes.substr(body.size())).lowest_first(kSumBytes) == sum_of(id, time, values, body);
+  return is_right ? std::optional(body) : std::nullopt;
+}
+
 }  // namespace
 
 PackedRow pack_row(uint64_t id, JournalRow::Kind kind, Ms time, const std::vector<Sample>& changes,
@@ -163,11 +172,10 @@ PackedRow pack_row(uint64_t id, JournalRow::Kind kind, Ms time, const std::vecto
 }
 
 bool unpack_row(uint64_t id, Ms time, uint64_t values, std::string_view bytes, JournalRow& row) {
-  if (bytes.size() <= kSumBytes || values > bytes.size()) return false;
-  const std::string_view body = bytes.substr(0, bytes.size() - kSumBytes);
-  if (ByteReader(bytes.substr(body.size())).lowest_first(kSumBytes) != sum_of(id, time, values, body)) return false;
+  const std::optional<std::string_view> body = summed_body(id, time, values, bytes);
+  if (!body) return false;
 
-  ByteReader reader(body);
+  ByteReader reader(*body);
   const uint8_t first = reader.byte();
   const bool is_unguarded = (first & kUnguarded) != 0;
   const auto kind = static_cast<uint8_t>(first & ~kUnguarded);

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "base/text.h"
+#include "base/utf8.h"
 #include "base/values/typed_value.h"
 #include "client/driver/failure.h"
 #include "client/plan/batch_plan.h"

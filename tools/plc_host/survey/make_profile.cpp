@@ -100,7 +100,7 @@ void take_limits(const SurveyRecord& record, Profile& profile) {
 // Where all names that are cut have the same length. The longest of all tells which names are no cut ones.
 void take_programs(const SurveyRecord& record, Profile& profile) {
   for (const std::string& name : record.programs.directory) {
-    const auto length = static_cast<uint32_t>(directory_units(name));
+    const auto length = static_cast<uint32_t>(plc_client::core::directory_units(name));
     if (length > profile.longest_name_units.value_or(0)) profile.longest_name_units = length;
   }
   std::optional<size_t> units;
