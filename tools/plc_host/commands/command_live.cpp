@@ -265,8 +265,9 @@ void write_summary(Host& host, const LiveReport& report, bool json) {
                      std::to_string(report.refused());
   if (report.others() > 0) text += ", failed for " + std::to_string(report.others());
   if (report.impossible() > 0) text += "; " + std::to_string(report.impossible()) + " cannot be asked for";
-  if (!report.unanswered.empty())
+  if (!report.unanswered.empty()) {
     text.append("; ").append(end_words(*report.end)) += plc_base::joined_with_or(report.unanswered);
+  }
   if (left > 0) text += "; " + std::to_string(left) + " not asked for";
   std::fputs((plc_base::shown_line(text) + "\n").c_str(), host.results());
 }

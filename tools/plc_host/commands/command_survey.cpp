@@ -192,33 +192,29 @@ std::string counts_text(const VariableCounts& count, const std::string& ended) {
   return text;
 }
 
-void write_survey_summary(FILE* results, const SurveyRecord& record, const Filled& filled, bool json) {
-  const VariableCounts count(record);
-  const std::string controller = record.link.host + ":" + std::to_string(record.link.port);
+std::string address_of(const SurveyRecord& record) { return record.link.host + ":" + std::to_string(record.link.port); }
+
+Json survey_summary_json(const SurveyRecord& record, const Filled& filled, const VariableCounts& count) {
   const bool has_hours = survey::has_figures(record.endurance.step);
-  if (json) {
-    Json line = {{"controller", controller},
-                 {"variables", count.all},
-                 {"good", count.good},
-                 {"refused", count.refused},
-                 {"guarded", usable_word(record.verdict.usable)},
-                 {"whole", record.is_whole},
-                 {"missing_programs", missing_programs(record)},
-                 {"lost_rounds", has_hours ? Json(record.endurance.losses) : Json()},
-                 {"lost_values", has_hours ? Json(record.endurance.lost_values) : Json()},
-                 {"not_set_back", record.writes.not_set_back},
-                 {"folder", filled.folder},
-                 {"written", filled.is_written}};
-    if (!record.is_whole) line["ended"] = record.ended;
-    return write_json_line(results, line);
-  }
-  std::string text = controller + ": " + counts_text(count, record.ended);
-  for (const survey::ProgramFinding& one : record.programs.findings) {
-    if (one.state != survey::ProgramFinding::State::kMissing) continue;
-    text += "\nprogram " + quote_text(one.scope) + ": " + survey::missing_words(one);
-  }
-  if (has_hours) text += "\nhours: " + survey::losses_text(record.endurance);
-  text.append("\nguarded build: ").append(usable_word(record.verdict.usable));
+  Json line = {{"controller", address_of(record)},
+               {"variables", count.all},
+               {"good", count.good},
+               {"refused", count.refused},
+               {"guarded", usable_word(record.verdict.usable)},
+               {"whole", record.is_whole},
+               {"missing_programs", missing_programs(record)},
+               {"lost_rounds", has_hours ? Json(record.endurance.losses) : Json()},
+               {"lost_values", has_hours ? Json(record.endurance.lost_values) : Json()},
+               {"not_set_back", record.writes.not_set_back},
+               {"folder", filled.folder},
+               {"written", filled.is_written}};
+  if (!record.is_whole) line["ended"] = record.ended;
+  return line;
+}
+
+std::string verdict_lines(const SurveyRecord& record) {
+  std::string text = "guarded build: ";
+  text.append(usable_word(record.verdict.usable));
   if (!record.is_whole && survey::is_usable(record.verdict.usable)) text += " so far";
   if (survey::is_foreign(record.heads)) text.append(": ").append(survey::kForeign);
   text += "\n";
@@ -227,9 +223,27 @@ void write_survey_summary(FILE* results, const SurveyRecord& record, const Fille
   for (const survey::Recommendation& one : record.recommendations) {
     text.append("set ").append(one.setting).append(": ").append(one.value).append("\n");
   }
+  return text;
+}
+
+std::string survey_summary_lines(const SurveyRecord& record, const Filled& filled, const VariableCounts& count) {
+  std::string text = address_of(record) + ": " + counts_text(count, record.ended) + "\n";
+  for (const survey::ProgramFinding& one : record.programs.findings) {
+    if (one.state != survey::ProgramFinding::State::kMissing) continue;
+    text += "program " + quote_text(one.scope) + ": " + survey::missing_words(one) + "\n";
+  }
+  if (survey::has_figures(record.endurance.step)) text += "hours: " + survey::losses_text(record.endurance) + "\n";
+  text += verdict_lines(record);
   if (!record.is_whole && count.found > 0) text += "not whole: " + record.ended + "\n";
   text += filled.is_written ? "written: " + filled.folder + "/report.html, report.json, survey.pcapng, profile.toml\n"
                             : "not written: nothing was measured, and " + filled.folder + " keeps the former survey\n";
+  return text;
+}
+
+void write_survey_summary(FILE* results, const SurveyRecord& record, const Filled& filled, bool json) {
+  const VariableCounts count(record);
+  if (json) return write_json_line(results, survey_summary_json(record, filled, count));
+  const std::string text = survey_summary_lines(record, filled, count);
   for (size_t at = 0; at < text.size();) {
     const size_t end = text.find('\n', at);
     std::fputs((plc_base::shown_line(text.substr(at, end - at)) + "\n").c_str(), results);
