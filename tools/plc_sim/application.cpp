@@ -286,6 +286,27 @@ class Application {
   bool has_output_ = true;  // false when something could not be printed
 };
 
+// None where the file has none; what is wrong with it is printed.
+std::vector<Exchange> captured_exchanges(const std::string& file) {
+  Capture capture = read_capture_file(file);
+  struct stat status {};
+  const bool is_empty = stat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
+  if (is_empty) capture.problem = "it is empty. Try: a capture that tshark or --pcap wrote";
+  if (!capture.problem.empty()) print_error("plc-sim: " + file + ": " + capture.problem);
+  return std::move(capture.exchanges);
+}
+
+plc_profile::ProfileResult profile_of(const std::string& file) {
+  plc_profile::ProfileResult profile;
+  if (!file.empty()) profile = plc_profile::read_profile(file);
+  for (const plc_toml::Finding& finding : profile.findings) {
+    const std::string of_file = finding.line == 0 ? "--profile: " : "";
+    print_error("plc-sim: " + of_file + plc_profile::finding_line(finding) +
+                (of_file.empty() ? "" : ". Try: the profile.toml that plc-host survey wrote"));
+  }
+  return profile;
+}
+
 }  // namespace
 
 int run_simulator(const Options& options) {
@@ -294,21 +315,10 @@ int run_simulator(const Options& options) {
   if (options.sentinel) fill_with_sentinels(store);
   std::vector<Exchange> captured;
   if (!options.replay.empty()) {
-    Capture capture = read_capture_file(options.replay);
-    struct stat status {};
-    const bool is_empty = stat(options.replay.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
-    if (is_empty) capture.problem = "it is empty. Try: a capture that tshark or --pcap wrote";
-    if (!capture.problem.empty()) print_error("plc-sim: " + options.replay + ": " + capture.problem);
-    if (capture.exchanges.empty()) return kNotStarted;
-    captured = std::move(capture.exchanges);
+    captured = captured_exchanges(options.replay);
+    if (captured.empty()) return kNotStarted;
   }
-  plc_profile::ProfileResult profile;
-  if (!options.profile.empty()) profile = plc_profile::read_profile(options.profile);
-  for (const plc_toml::Finding& finding : profile.findings) {
-    const std::string of_file = finding.line == 0 ? "--profile: " : "";
-    print_error("plc-sim: " + of_file + plc_profile::finding_line(finding) +
-                (of_file.empty() ? "" : ". Try: the profile.toml that plc-host survey wrote"));
-  }
+  const plc_profile::ProfileResult profile = profile_of(options.profile);
   if (!profile.ok()) return kNotStarted;
   const std::string problem = plc_base::problem_with_descriptors(kLoopDescriptors);
   if (!problem.empty()) {

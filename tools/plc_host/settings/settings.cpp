@@ -259,9 +259,9 @@ plc_profile::Profile read_profile_setting(const Setting& profile) {
   plc_profile::ProfileResult result = plc_profile::read_profile(profile.value);
   for (size_t i = 0; i < result.findings.size(); ++i) {
     const bool is_of_file = result.findings[i].line == 0;
-    const std::string from = is_of_file ? profile.from + ": " : "";
-    const std::string advice = is_of_file ? ". Try: the profile.toml that plc-host survey wrote" : "";
-    const std::string text = from + plc_profile::finding_line(result.findings[i]) + advice;
+    std::string text = is_of_file ? profile.from + ": " : "";
+    text += plc_profile::finding_line(result.findings[i]);
+    if (is_of_file) text += ". Try: the profile.toml that plc-host survey wrote";
     if (i + 1 == result.findings.size()) throw HostError(kExitUsage, text);
     show_message(text);
   }

@@ -398,18 +398,20 @@ Verdict RuleBook::verdict() const {
   return verdict;
 }
 
+Verdict::Rule RuleBook::judged_rule(size_t id) const {
+  Verdict::Rule rule = rules_[id];
+  rule.rule = kRuleWords[id];
+  if (!is_rare(static_cast<Id>(id))) {
+    rule.broken += doubts_[id].broken;
+    rule.evidence.insert(rule.evidence.end(), doubts_[id].evidence.begin(), doubts_[id].evidence.end());
+  }
+  rule.holds = rule.broken == 0 && rule.kept > 0;
+  return rule;
+}
+
 Verdict RuleBook::judged() const {
   Verdict verdict;
-  for (size_t id = 0; id < kRuleCount; ++id) {
-    Verdict::Rule rule = rules_[id];
-    rule.rule = kRuleWords[id];
-    if (!is_rare(static_cast<Id>(id))) {
-      rule.broken += doubts_[id].broken;
-      rule.evidence.insert(rule.evidence.end(), doubts_[id].evidence.begin(), doubts_[id].evidence.end());
-    }
-    rule.holds = rule.broken == 0 && rule.kept > 0;
-    verdict.rules.push_back(rule);
-  }
+  for (size_t id = 0; id < kRuleCount; ++id) verdict.rules.push_back(judged_rule(id));
   if (is_foreign(counts_)) {
     verdict.because = "What answers there does not speak this protocol: no reply has the form of one.";
     return verdict;

@@ -85,6 +85,7 @@ class RuleBook {
   bool is_rare(Id rule) const;
   std::string told_strays() const;
   Verdict judged() const;
+  Verdict::Rule judged_rule(size_t id) const;
   void take_head(const Asked& asked);
   void refuse_by_status(plc_sim::RequestKind kind, Asked& asked) const;
   void take_shape(const Asked& asked, const plc_sim::Request& request);

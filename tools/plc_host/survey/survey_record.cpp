@@ -82,21 +82,25 @@ bool explains_failures(const Link& link) {
   return are_refused == (link.one_more == Reaction::kRefused);
 }
 
+namespace {
+
+bool is_beyond_limit(const Times& times, const Limits& limits) {
+  std::optional<uint32_t> limit;
+  if (times.kind == "resolve") limit = limits.names_per_request;
+  if (times.kind == "read") limit = limits.values_per_request;
+  return limit && times.names > *limit;
+}
+
+}  // namespace
+
 Unanswered unanswered_of(const SurveyRecord& record) {
   Unanswered unanswered;
   for (const Times& times : record.times) {
+    if (is_beyond_limit(times, record.limits)) continue;
     // The first request on one connection too many.
-    if (times.kind == "directory start" && record.link.most_connections) {
-      if (record.link.one_more != Reaction::kSilent) unanswered.silent += times.silent;
-      if (record.link.one_more != Reaction::kClosed) unanswered.lost += times.lost;
-      continue;
-    }
-    const std::optional<uint32_t> limit = times.kind == "resolve" ? record.limits.names_per_request
-                                          : times.kind == "read"  ? record.limits.values_per_request
-                                                                  : std::nullopt;
-    if (limit && times.names > *limit) continue;
-    unanswered.silent += times.silent;
-    unanswered.lost += times.lost;
+    const bool is_one_more = times.kind == "directory start" && record.link.most_connections;
+    if (!is_one_more || record.link.one_more != Reaction::kSilent) unanswered.silent += times.silent;
+    if (!is_one_more || record.link.one_more != Reaction::kClosed) unanswered.lost += times.lost;
   }
   return unanswered;
 }

@@ -65,8 +65,9 @@ std::string variables_sentence(const Variables& variables) {
   text += std::to_string(read) + " were read as declared";
   const auto moving = std::count_if(variables.findings.begin(), variables.findings.end(),
                                     [](const VariableFinding& one) { return is_read(one) && one.changes; });
-  if (moving > 0)
+  if (moving > 0) {
     text += moving == 1 ? " (1 changes by itself)" : " (" + std::to_string(moving) + " change by themselves)";
+  }
   if (without_value > 0) text += ", " + std::to_string(without_value) + " answered without a value that plc-host shows";
   for (const auto& [state, words] :
        {std::pair(State::kRefused, " refused"), std::pair(State::kNotNamed, " not named"),

@@ -259,8 +259,9 @@ void WriteStep::run() {
 void WriteStep::put_back_or_tell() {
   if (!open_) return;
   std::string was = open_->name + ": it was " + value_text(open_->variable, old_value_);
-  if (is_unanswered(writes_.findings.back()))
+  if (is_unanswered(writes_.findings.back())) {
     was += ". The write was not answered: it may have been carried out or not";
+  }
   try {
     put_back();
   } catch (const SurveyEnded&) {

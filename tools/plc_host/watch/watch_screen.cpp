@@ -31,10 +31,9 @@ std::string whole_numbers(const std::string& text, size_t room) {
 std::string value_text(const WatchRow& row, const DrawTime& time, size_t room) {
   const bool is_text = value_kind(row.latest.reference.tag->entry) == ValueKind::kText;
   if (row.latest.ok() && !time.waiting_since) return is_text ? row.last_text : whole_numbers(row.last_text, room);
-  const std::string reason = time.waiting_since ? waiting_text(time) : row.latest.reading.failure().reason;
+  std::string reason = time.waiting_since ? waiting_text(time) : row.latest.reading.failure().reason;
   if (!row.changed_at) return reason;
-  const std::string with_value =
-      reason + "; " + row.last_text + " was read " + age_text(time.now - row.read_at) + " ago";
+  std::string with_value = reason + "; " + row.last_text + " was read " + age_text(time.now - row.read_at) + " ago";
   return display_width(with_value) <= room ? with_value : reason;
 }
 

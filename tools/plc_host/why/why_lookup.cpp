@@ -25,6 +25,12 @@ std::vector<WhyCall> calls_of(const TagReference& reference) {
   return calls;
 }
 
+void tell_unknown_name(const std::string& name, const ReferenceError& error, WhyReport& report) {
+  if (!is_pattern(name)) return find_name_faults(name, error.what(), report);
+  report.fault("why follows one variable: " + plc_base::told_name(name) + " is a pattern",
+               "Give the whole name; plc-host tags FILE '" + name + "' lists those that match.");
+}
+
 }  // namespace
 
 std::optional<TagReference> look_up(const HostOptions& options, WhyReport& report) {
@@ -45,12 +51,7 @@ std::optional<TagReference> look_up(const HostOptions& options, WhyReport& repor
       report.register_id = reference.tag->register_id;
       report.calls = calls_of(reference);
     } catch (const ReferenceError& error) {
-      if (is_pattern(options.names.front())) {
-        report.fault("why follows one variable: " + plc_base::told_name(options.names.front()) + " is a pattern",
-                     "Give the whole name; plc-host tags FILE '" + options.names.front() + "' lists those that match.");
-      } else {
-        find_name_faults(options.names.front(), error.what(), report);
-      }
+      tell_unknown_name(options.names.front(), error, report);
       reference.tag = nullptr;
     } catch (const PlanError& error) {
       report.fault(error.what(), "Declare the array with ranges from 0, or read it by number: --id, --offset.");
