@@ -72,6 +72,7 @@ class Simulator:
         listening = re.fullmatch(r"listening on .*:(\d+)", self._line())
         if listening is None:
             said = self.messages().strip().splitlines() or ["it said nothing"]
+            said = [line[len("plc-sim: "):] if line.startswith("plc-sim: ") else line for line in said]
             self._end()
             if len(said) > _MOST_ERROR_LINES:
                 said[_MOST_ERROR_LINES:] = [f"and {len(said) - _MOST_ERROR_LINES} lines more"]
