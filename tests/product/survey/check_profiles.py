@@ -224,7 +224,8 @@ def check_contract(bench, path, learnt):
         if reason:
             raise Mismatch(f"the contract build is said to be usable, and does not hold: {reason}")
     pieces = learnt["replies"].get("piece_bytes")
-    if pieces and not why_contract_not_held(bench, path, ()):
+    # A machine that is busy elsewhere hands over several pieces as one.
+    if pieces and not any(why_contract_not_held(bench, path, ()) for _ in range(CONTRACT_ROUNDS)):
         raise Mismatch(f"pieces of {pieces} bytes, and the contract build needs no limit of names")
 
 
