@@ -19,7 +19,7 @@ struct ProgramNames {
 // The length of a name in UTF-8, as the directory counts it.
 size_t directory_units(std::string_view name);
 
-// Whether more than its end is blank that the name has behind its first bytes.
+// Whether the name has nothing but blanks behind its first bytes.
 bool lacks_blanks_only(std::string_view name, size_t bytes);
 
 // Whether the directory's name of so many bytes, with which the name begins, cannot be all that is left of it: a
