@@ -8,20 +8,28 @@
 
 namespace plc_gateway {
 
-std::string problem_with_threads(size_t count) {
-  std::vector<std::thread> started;
-  started.reserve(count);
-  std::string problem;
-  std::mutex gate;
-  gate.lock();  // none ends before all have begun
+namespace {
+
+// Starts threads that end once all have begun.
+std::string start_threads(std::vector<std::thread>& started, size_t count, std::mutex& gate) {
+  const std::lock_guard<std::mutex> held(gate);
   try {
     while (started.size() < count) {
       started.emplace_back([&gate] { const std::lock_guard<std::mutex> pass(gate); });
     }
   } catch (const std::system_error& error) {
-    problem = error.code().message();
+    return error.code().message();
   }
-  gate.unlock();
+  return "";
+}
+
+}  // namespace
+
+std::string problem_with_threads(size_t count) {
+  std::vector<std::thread> started;
+  started.reserve(count);
+  std::mutex gate;
+  const std::string problem = start_threads(started, count, gate);
   for (std::thread& thread : started) thread.join();
   return problem;
 }
