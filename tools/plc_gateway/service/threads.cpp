@@ -29,7 +29,7 @@ std::string problem_with_threads(size_t count) {
   std::vector<std::thread> started;
   started.reserve(count);
   std::mutex gate;
-  const std::string problem = start_threads(started, count, gate);
+  std::string problem = start_threads(started, count, gate);
   for (std::thread& thread : started) thread.join();
   return problem;
 }
