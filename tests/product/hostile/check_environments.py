@@ -383,6 +383,18 @@ CHECKS = {"memory": (host_memory, simulator_memory), "descriptors": (host_descri
           "streams": (host_streams, simulator_streams), "disk": (host_disk, simulator_disk)}
 
 
+@contextlib.contextmanager
+def running_simulator(bench):
+    """A simulated controller of the bench's tag file, whose port the bench has from then on."""
+    with subprocess.Popen([bench.options.sim, "--listen", "127.0.0.1:0", str(bench.tags)], stdin=subprocess.PIPE,
+                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as simulator:
+        try:
+            bench.port = simulator.stdout.readline().decode().strip().rsplit(":", 1)[1]
+            yield simulator
+        finally:
+            simulator.stdin.close()
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("what", choices=CHECKS)
@@ -394,17 +406,13 @@ def main():
     signal.signal(signal.SIGXFSZ, signal.SIG_DFL)
     with tempfile.TemporaryDirectory() as folder:
         bench = Bench(options, folder)
-        with subprocess.Popen([options.sim, "--listen", "127.0.0.1:0", str(bench.tags)], stdin=subprocess.PIPE,
-                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as simulator:
+        with running_simulator(bench):
             try:
-                bench.port = simulator.stdout.readline().decode().strip().rsplit(":", 1)[1]
                 for check in CHECKS[options.what]:
                     print(f"{check.__name__}: {check(bench)} runs", flush=True)
             except Failure as failure:
                 print(failure, file=sys.stderr)
                 return 1
-            finally:
-                simulator.stdin.close()
     return 0
 
 

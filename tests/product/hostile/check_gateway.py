@@ -23,7 +23,8 @@ import sys
 import tempfile
 import threading
 
-from check_environments import Bench, Failure, Outcome, RUN_LIMIT_S, STREAMS, demand, is_not_begun, places, without
+from check_environments import (Bench, Failure, Outcome, RUN_LIMIT_S, STREAMS, demand, is_not_begun, places,
+                                running_simulator, without)
 
 CODES = {0, 1, 2, 3, 4, 8, 9}
 VALUE = 4711
@@ -289,10 +290,8 @@ def main():
     signal.signal(signal.SIGXFSZ, signal.SIG_DFL)
     with tempfile.TemporaryDirectory() as folder:
         bench = GatewayBench(options, folder)
-        with subprocess.Popen([options.sim, "--listen", "127.0.0.1:0", str(bench.tags)], stdin=subprocess.PIPE,
-                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL) as simulator:
+        with running_simulator(bench) as simulator:
             try:
-                bench.port = simulator.stdout.readline().decode().strip().rsplit(":", 1)[1]
                 simulator.stdin.write(f"set Speed {VALUE}\n".encode())
                 simulator.stdin.flush()
                 simulator.stdout.readline()
@@ -300,8 +299,6 @@ def main():
             except Failure as failure:
                 print(failure, file=sys.stderr)
                 return 1
-            finally:
-                simulator.stdin.close()
     return 0
 
 
