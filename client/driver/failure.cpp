@@ -137,7 +137,7 @@ Failure text_out_of_reach(size_t bytes) {
   Failure failure;
   failure.quality = Quality::kIncomplete;
   failure.reason = "reads reach the first " + std::to_string(bytes) + " bytes of the text, and it goes on behind them";
-  failure.advice = "Keep the text shorter in the controller.";
+  failure.advice = "Keep the text shorter in the controller, or read it in a batch (plc-host: batch).";
   return failure;
 }
 
@@ -154,7 +154,7 @@ Failure missing_program(const TagEntry& entry, size_t first_bytes) {
   failure.quality = Quality::kFailed;
   failure.reason = "the controller has no program " + quote_text(entry.scope_name) +
                    ": what answers may be another program's variable";
-  failure.advice = "Correct column 12 of its line: plc-host check FILE --live names similar programs.";
+  failure.advice = kProgramAdvice;
   if (first_bytes > 0) {
     const std::string beginning = quote_text(std::string_view(entry.scope_name).substr(0, first_bytes));
     failure.advice =

@@ -28,6 +28,10 @@ Failure text_out_of_reach(size_t bytes);
 // A value without a width of which the driver stored nothing, though it reported no failure.
 Failure nothing_stored();
 
+// The advice on a program of which nothing more is known.
+inline constexpr char kProgramAdvice[] =
+    "Correct column 12 of its line: plc-host check FILE --live names similar programs.";
+
 // A local variable of a program that the controller does not have. It has one whose name is the first bytes of this.
 Failure missing_program(const TagEntry& entry, size_t first_bytes = 0);
 

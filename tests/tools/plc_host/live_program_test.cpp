@@ -39,7 +39,7 @@ TEST_F(LiveTest, EachName_IsAskedForAndWhatIsWrongListedWithNearNames) {
                file + ":4: error: Zzzzzz: the controller refused the name, status 0004 (3)\n" + file +
                ":6: warning: Byte: the driver transfers no 8-bit values\n" + file +
                ":7: error: MIAN/Count: the controller has no program \"MIAN\": what answers may be another "
-               "program's variable; did you mean MAIN?\n" +
+               "program's variable; did you mean MAIN? Try: Correct column 12 of its line.\n" +
                file + ": 8 names, 127.0.0.1:" + port_ +
                " has given 4 values, refused 2, failed for 1; 1 cannot be asked for\n"));
 }
@@ -151,9 +151,9 @@ TEST_F(LiveTest, TypeThatDoesNotFit_IsToldWithoutAnotherName) {
   const Outcome outcome = check({});
   EXPECT_EQ(outcome.code, 1);
   EXPECT_THAT(outcome.out, HasSubstr(path("panel.csv") +
-                                     ":1: error: Total: the controller refused the read, status 0013 (3). Try: The "
-                                     "type in the tag file does not fit the variable: compare it with the "
-                                     "controller's declaration.\n"));
+                                     ":1: error: Total: the controller took the name and refused to read it as LREAL, "
+                                     "status 0013 (3). Try: The type in the tag file does not fit the variable: "
+                                     "compare it with the controller's declaration.\n"));
   EXPECT_THAT(check({"--json"}).out,
               HasSubstr(R"("near":[],"try":"The type in the tag file does not fit the variable: compare it with the )"
                         R"(controller's declaration."})"));
@@ -174,8 +174,76 @@ TEST_F(LiveTest, DateWithoutBytes_IsNoValue) {
   const Outcome outcome =
       run({"check", path("dates.csv"), "--live", "--sim", path("dates.csv"), "--simulator", PLC_HOST_SIMULATOR});
   EXPECT_EQ(outcome.code, 1);
-  EXPECT_THAT(outcome.out, HasSubstr(path("dates.csv") + ":2: error: Day: the driver stored no bytes\n"));
+  EXPECT_THAT(outcome.out, HasSubstr(path("dates.csv") + ":2: error: Day: the driver stored no bytes. Try: "));
   EXPECT_THAT(outcome.out, EndsWith(" has given 1 value, refused 0, failed for 1\n"));
+}
+
+// Where the controller refuses no name, one that it took can be a slip.
+TEST_F(LiveTest, TypeThatDoesNotFit_HasNearNamesUnlessTheControllerRefusesNames) {
+  write_file("panel.csv", "Total,LREAL,,,,,,0,1,0,0,\nTotal1,DINT,,,,,,1,1,0,0,\n");
+  write_file("machine.csv", "Total,DINT,,,,,,0,1,0,0,\nTotal1,DINT,,,,,,1,1,0,0,\n");
+  auto simulator = start_simulator();
+  EXPECT_THAT(check({}).out, HasSubstr("refused to read it as LREAL, status 0013 (3); did you mean Total1? Try: The "));
+  write_file("panel.csv", "Total,LREAL,,,,,,0,1,0,0,\nTotal1,DINT,,,,,,1,1,0,0,\nZzzzzz,INT,,,,,,2,1,0,0,\n");
+  EXPECT_THAT(check({}).out, HasSubstr("refused to read it as LREAL, status 0013 (3). Try: The "));
+}
+
+TEST_F(LiveTest, RefusedDirectory_BlamesNoLine) {
+  write_file("panel.csv", "Speed,INT,,,,,,0,1,0,0,\nTotal,DINT,,,,,,1,1,0,0,\n");
+  const auto refusing = start_simulator({"--fault=status 1 on=directory times=always"});
+  const Outcome outcome = check({});
+  const std::string controller = "127.0.0.1:" + port_;
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_EQ(outcome.err,
+            "plc-host: " + controller +
+                ": the controller refused its directory of programs, status 0001 (2). Try: Check that this "
+                "is the controller's host link port, and that no password or mode of it stands before "
+                "it.\n");
+  EXPECT_THAT(outcome.out, Not(HasSubstr("panel.csv:1: ")));
+  EXPECT_THAT(outcome.out, EndsWith(": 2 names, " + controller + " has given 0 values, refused 0; 2 not asked for\n"));
+}
+
+TEST_F(LiveTest, DirectoryThatIsRefusedOnce_IsAskedForAgain) {
+  write_file("panel.csv", "Speed,INT,,,,,,0,1,0,0,\n");
+  const auto refusing = start_simulator({"--fault=status 1 on=directory times=1"});
+  const Outcome outcome = check({});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_THAT(outcome.out, EndsWith(" has given 1 value, refused 0\n"));
+}
+
+TEST_F(LiveTest, TextBeyondTheReachOfReads_IsToldWithTheWayToReadIt) {
+  write_file("machine.csv", "Story,STRING,,2000,,,,0,1,0,0,\n");
+  auto simulator = start_simulator();
+  const std::string address = "127.0.0.1:" + port_;
+  const Outcome written =
+      run({"write", "--address", address, "--tags", path("machine.csv"), "Story=" + std::string(2000, 'x')});
+  ASSERT_EQ(written.code, 0) << written.err;
+  const Outcome outcome = check({}, "machine.csv");
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.out,
+              HasSubstr(":1: error: Story: reads reach the first 1530 bytes of the text, and it goes on behind them. "
+                        "Try: Keep the text shorter in the controller, or read it in a batch (plc-host: batch).\n"));
+  EXPECT_EQ(run({"batch", "--raw", "--address", address, "--tags", path("machine.csv"), "Story"}).out.size(), 2001U);
+}
+
+TEST_F(LiveTest, ProgramOfNoSimilarName_IsToldWithThoseOfTheController) {
+  write_file("panel.csv", "Count,INT,,,,,,0,0,0,1,Packing\n");
+  auto simulator = start_simulator();
+  EXPECT_THAT(check({}).out, HasSubstr("another program's variable. Try: Correct column 12 of its line; the "
+                                       "controller's programs are MAIN, SUB.\n"));
+}
+
+TEST_F(LiveTest, FileOfAnotherArea_IsSaid) {
+  write_file("PLC7F000001_0.csv", "Speed,INT,,,,,,0,1,0,0,\n");
+  auto simulator = start_simulator();
+  const std::string file = path("PLC7F000001_0.csv");
+  EXPECT_EQ(check({"--area", "2"}, "PLC7F000001_0.csv").err,
+            "plc-host: " + file +
+                " is named like a tag file of area 0, --area says 2. A panel takes PLC7F000001_2.csv for area 2. Try: "
+                "--area 0, or rename the file\n");
+  EXPECT_EQ(check({"--area", "2", "--quiet"}, "PLC7F000001_0.csv").err, "");
+  EXPECT_EQ(check({"--area", "0"}, "PLC7F000001_0.csv").err, "");
+  EXPECT_EQ(check({}, "PLC7F000001_0.csv").err, "");
 }
 
 TEST_F(LiveTest, NothingIsWritten) {

@@ -31,6 +31,7 @@ using Json = nlohmann::ordered_json;
 
 constexpr size_t kMostWithNearNames = 200;
 constexpr char kRefusedName[] = "refused the name";
+constexpr char kRefusedRead[] = "refused the read";
 constexpr char kScope[] = "scope";  // beside the words for qualities
 
 // A name that has no value, or not for sure its own.
@@ -39,9 +40,10 @@ struct LiveFinding {
   std::string name;
   std::string state;
   std::string reason;
-  std::string advice;  // where the name is right
+  std::string advice;
   std::vector<std::string> near;
   bool has_wrong_name = false;  // the controller refused the name itself
+  bool is_taken_name = false;   // it took the name, and refused to read it
   bool is_loss = false;         // of the connection
 };
 
@@ -73,6 +75,24 @@ TagResult ask(Host& host, const Tag& tag) {
   return result;
 }
 
+// The connection, or the directory of programs behind it, failed before the name was sent.
+bool was_not_asked(const TagResult& result) {
+  if (result.ok()) return false;
+  const Failure& failure = result.reading.failure();
+  return failure.code == PLC_NO_CONNECT && failure.connection_lost;
+}
+
+// A name that was not sent is asked for again, as long as that is worth it.
+TagResult ask_patiently(Host& host, const Tag& tag, Patience& patience) {
+  TagResult result = ask(host, tag);
+  while (was_not_asked(result) && !result.reading.failure().is_interrupted) {
+    patience.take(result.reading);
+    if (patience.is_over()) break;
+    result = ask(host, tag);
+  }
+  return result;
+}
+
 // The driver sends a number with the name of a local variable. Where it finds no program of that scope, or takes
 // another one for it, the value may be that of another program's variable.
 bool has_foreign_scope(const Tag& tag, const LiveReport& report) {
@@ -87,28 +107,69 @@ bool is_of_no_program(const TagResult& result, const Tag& tag, const LiveReport&
   return is_answer && has_foreign_scope(tag, report);
 }
 
-LiveFinding scope_finding(const Tag& tag, const LiveReport& report) {
+// The programs are named here, where other commands send the user to this one.
+std::string advice_on_program(const LiveFinding& finding, const std::string& advice, const LiveReport& report) {
+  if (advice != kProgramAdvice) return advice;
+  std::string here = "Correct column 12 of its line";
+  if (!finding.near.empty() || !report.programs) return here + ".";
+  constexpr size_t kMostPrograms = 8;
+  const std::vector<std::string>& programs = *report.programs;
+  if (programs.empty()) return here + ": the controller's directory names no program.";
+  const size_t shown = std::min(programs.size(), kMostPrograms);
+  here += shown == 1 ? "; the controller's program is " : "; the controller's programs are ";
+  for (size_t i = 0; i < shown; ++i) here.append(i > 0 ? ", " : "").append(plc_base::told_name(programs[i]));
+  return here + (programs.size() > shown ? " and " + std::to_string(programs.size() - shown) + " more." : ".");
+}
+
+LiveFinding scope_finding(const TagResult& result, const Tag& tag, const LiveReport& report) {
+  const bool is_told = !result.ok() && result.reading.failure().lacks_program;
+  const Failure missing = is_told ? result.reading.failure() : missing_program(tag.entry);
   LiveFinding finding;
   finding.name = tag.qualified_name;
   finding.state = kScope;
-  finding.reason = missing_program(tag.entry).reason;
+  finding.reason = missing.reason;
   if (report.programs) finding.near = plc_base::near_names(tag.entry.scope_name, *report.programs);
+  finding.advice = advice_on_program(finding, missing.advice, report);
   return finding;
 }
 
-// Without a connection the name was not asked for.
 void end_report(const TagResult& result, LiveReport& report) {
   report.end = result.reading.failure();
-  if (report.end->code == PLC_FAILED) report.unanswered.push_back(result.name);
+  if (!was_not_asked(result)) report.unanswered.push_back(result.name);
+}
+
+// What is known of a name that has no value.
+LiveFinding finding_on(const TagResult& result, const Tag& tag) {
+  const Failure& failure = result.reading.failure();
+  LiveFinding finding;
+  finding.name = result.name;
+  finding.is_loss = failure.connection_lost;
+  finding.state = quality_word(failure.quality);
+  finding.reason = failure.reason;
+  finding.has_wrong_name = failure.reason.find(kRefusedName) != std::string::npos;
+  if (!finding.has_wrong_name) finding.advice = failure.advice;
+  const size_t read = failure.reason.find(kRefusedRead);
+  finding.is_taken_name = failure.quality == Quality::kRefused && read != std::string::npos;
+  if (finding.is_taken_name) {
+    finding.reason.replace(read, sizeof kRefusedRead - 1,
+                           "took the name and refused to read it as " + declared_type(tag.entry));
+  }
+  if (tag.entry.bit_width == 8 && failure.quality == Quality::kIncomplete) {
+    finding.state = quality_word(Quality::kImpossible);
+    finding.reason = "the driver transfers no 8-bit values";
+    finding.advice.clear();
+  }
+  return finding;
 }
 
 // False once the controller does not answer any more.
 bool take_result(const TagResult& result, const Tag& tag, Patience& patience, LiveReport& report) {
   if (is_of_no_program(result, tag, report)) {
-    report.findings.push_back(scope_finding(tag, report));
+    report.findings.push_back(scope_finding(result, tag, report));
     return true;
   }
   if (result.ok()) {
+    patience.take(result.reading);
     ++report.answered;
     report.accepted.push_back(tag.qualified_name);
     return true;
@@ -128,26 +189,19 @@ bool take_result(const TagResult& result, const Tag& tag, Patience& patience, Li
     end_report(result, report);
     return false;
   }
-  LiveFinding finding;
-  finding.name = result.name;
-  finding.is_loss = failure.connection_lost;
-  finding.state = quality_word(failure.quality);
-  finding.reason = failure.reason;
-  finding.has_wrong_name = failure.reason.find(kRefusedName) != std::string::npos;
-  const bool has_wrong_type = failure.quality == Quality::kRefused && !finding.has_wrong_name;
-  if (has_wrong_type) finding.advice = failure.advice;
-  const bool is_known_limit = tag.entry.bit_width == 8 && failure.quality == Quality::kIncomplete;
-  if (is_known_limit) finding.state = quality_word(Quality::kImpossible);
-  if (is_known_limit) finding.reason = "the driver transfers no 8-bit values";
-  report.findings.push_back(finding);
+  report.findings.push_back(finding_on(result, tag));
   return true;
 }
 
-// For the first of them alone: each is compared with all names.
+// For the first of them alone: each is compared with all names. Where the controller refuses the names that it does not
+// have, one that it took is no slip.
 void find_near_names(const std::vector<Tag>& tags, LiveReport& report) {
+  const bool refuses_names = std::any_of(report.findings.begin(), report.findings.end(),
+                                         [](const LiveFinding& finding) { return finding.has_wrong_name; });
   size_t left = kMostWithNearNames;
   for (LiveFinding& finding : report.findings) {
-    if (!finding.has_wrong_name || left == 0) continue;
+    const bool may_be_slip = finding.has_wrong_name || (finding.is_taken_name && !refuses_names);
+    if (!may_be_slip || left == 0) continue;
     finding.near = plc_base::near_names(tags[finding.position].qualified_name, report.accepted);
     --left;
   }
@@ -197,7 +251,7 @@ LiveReport ask_for_all(Host& host, const RelayRoute& route, Progress& progress) 
     ++report.names;
     if (!report.end && stop_requested()) report.end = not_read(kInterruptedWord);
     if (report.end) continue;
-    const TagResult result = ask(host, tags[i]);
+    const TagResult result = ask_patiently(host, tags[i], patience);
     progress.take(report.names);
     take_programs(route, report);
     const size_t before = report.findings.size();
@@ -226,14 +280,14 @@ void write_findings(const Host& host, const LiveReport& report, bool json) {
       write_json_line(host.results(), object);
       continue;
     }
-    const std::string near =
-        finding.near.empty() ? "" : "; did you mean " + plc_base::joined_with_or(finding.near) + "?";
     std::string text = file + ":" + std::to_string(line);
-    for (const std::string& part : {std::string(severity_word(finding)), finding.name, finding.reason}) {
+    for (const std::string& part :
+         {std::string(severity_word(finding)), plc_base::told_name(finding.name), finding.reason}) {
       text.append(": ").append(part);
     }
-    text += near;
-    if (!finding.advice.empty()) text.append(". Try: ").append(finding.advice);
+    const bool is_question = !finding.near.empty();
+    if (is_question) text.append("; did you mean ").append(plc_base::joined_with_or(finding.near)) += "?";
+    if (!finding.advice.empty()) text.append(is_question ? " Try: " : ". Try: ").append(finding.advice);
     std::fputs((plc_base::shown_line(text) + "\n").c_str(), host.results());
   }
 }
@@ -295,11 +349,25 @@ int live_code(const LiveReport& report, const RelayRoute& route, const Host& hos
     show_message(target_text(route.controller()) + ": its programs are not known: scopes are not compared with them");
   }
   if (report.end) {
-    const std::string name = report.unanswered.empty() ? "" : plc_base::told_name(report.unanswered.back()) + ": ";
-    show_error(name + report.end->reason + (report.end->advice.empty() ? "" : ". Try: " + report.end->advice));
+    // Where no name was sent, no line of the file is to blame.
+    const std::string controller = target_text(route.controller());
+    std::string subject = report.unanswered.empty() ? "" : plc_base::told_name(report.unanswered.back()) + ": ";
+    if (subject.empty() && report.end->reason.find(controller) == std::string::npos) subject = controller + ": ";
+    show_error(subject + report.end->reason + (report.end->advice.empty() ? "" : ". Try: " + report.end->advice));
     return kExitNoConnection;
   }
   return report.refused() + report.others() == 0 ? kExitOk : kExitTagFailed;
+}
+
+// The file's own name may say another area than the one that is asked for.
+void tell_other_area(const HostOptions& options, const Target& controller, const std::string& file) {
+  const Setting& asked = options.settings.at("area");
+  const std::optional<uint16_t> named = area_in_name(file.substr(file.rfind('/') + 1));
+  if (options.quiet || !asked.is_said() || !named || *named == controller.area) return;
+  show_message(plc_base::told_name(file) + " is named like a tag file of area " + std::to_string(*named) + ", " +
+               asked.from + " says " + std::to_string(controller.area) + ". A panel takes " +
+               tag_file_name(controller) + " for area " + std::to_string(controller.area) + ". Try: --area " +
+               std::to_string(*named) + ", or rename the file");
 }
 
 }  // namespace
@@ -314,6 +382,7 @@ int check_live(const HostOptions& options, CommandOutput& output) {
   if (const std::string hint = hint_on_types(host.tags(), host.tag_file().shown); !hint.empty()) {
     throw HostError(kExitTagFailed, "--live asks for nothing: " + host.tag_file().shown + hint);
   }
+  tell_other_area(live, route.controller(), host.tag_file().shown);
   LiveReport report;
   {
     // The driver's lines would stand in its line.
