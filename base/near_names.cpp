@@ -64,7 +64,7 @@ std::string joined_with_or(const std::vector<std::string>& names) {
   std::string text;
   for (size_t i = 0; i < names.size(); ++i) {
     if (i > 0) text += i + 1 == names.size() ? " or " : ", ";
-    text += names[i];
+    text += told_name(names[i]);
   }
   return text;
 }

@@ -14,7 +14,7 @@ std::vector<std::string> near_names(std::string_view wanted, const std::vector<s
 // "did you mean Speed or Spend?"; "" where no candidate is near.
 std::string did_you_mean(std::string_view wanted, const std::vector<std::string>& candidates);
 
-// "Speed", "Speed or Spend", "Speed, Spend or Spell".
+// "Speed", "Speed or Spend", "Speed, Spend or Spell", each as told_name has it.
 std::string joined_with_or(const std::vector<std::string>& names);
 
 }  // namespace plc_base

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "base/text.h"
 #include "base/utf8.h"
 
 namespace plc_base {
@@ -116,6 +117,8 @@ bool is_looked_past(char32_t value) {
   return kPassed.find(value) != std::u32string_view::npos || (value >= 0x2000 && value <= 0x200A);
 }
 
+}  // namespace
+
 bool is_formula(std::string_view text) {
   while (const auto first = first_code_point(text)) {
     if (begins_formula(first->value)) return true;
@@ -124,6 +127,8 @@ bool is_formula(std::string_view text) {
   }
   return false;
 }
+
+namespace {
 
 // Where lists are separated by semicolons, a spreadsheet begins a cell behind each, whatever the quotes around a comma.
 std::string without_formulas(std::string_view text) {
@@ -158,7 +163,7 @@ std::string first_hidden(std::string_view text) {
 std::string shown_first(std::string_view text) {
   std::string first = shown_line(text);
   const bool speaks = first.find(": ") != std::string::npos || (!first.empty() && first.back() == ':');
-  return speaks ? '"' + first + '"' : first;
+  return speaks || hides_blanks(text) ? '"' + first + '"' : first;
 }
 
 std::string shown_lines(std::string_view text) { return shown(text, true); }

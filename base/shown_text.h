@@ -18,7 +18,8 @@ std::string first_hidden(std::string_view text);
 // of no UTF-8 \xff; all else, a backslash too, stays as it is. Shown text comes back unchanged.
 std::string shown_line(std::string_view text);
 
-// The same for what a line begins with: in quotes where it could be taken for somebody who speaks, "plc-host: ...".
+// The same for a name that a line begins with: in quotes where it could be taken for somebody who speaks, "plc-host:
+// ...", and where blanks at its ends would not be seen.
 std::string shown_first(std::string_view text);
 
 // For several lines of the program's own: the same for each of them; line feeds stay.
@@ -30,6 +31,9 @@ std::string shown_json(std::string_view json);
 
 // For a text of HTML, between tags or quotes: shown_line, with &, <, >, " and ' as names of characters.
 std::string shown_html(std::string_view text);
+
+// Whether a spreadsheet would take the text for a formula.
+bool is_formula(std::string_view text);
 
 // For a text of a line of CSV: shown_line, quoted where that is needed, and behind an apostrophe where a spreadsheet
 // would take the text, or its part behind a semicolon, for a formula. Numbers that the program formed need none of it.

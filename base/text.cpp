@@ -9,10 +9,18 @@ namespace plc_base {
 
 std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
 
+bool hides_blanks(std::string_view name) {
+  constexpr std::string_view kBlanks = " \t";
+  if (name.empty()) return false;
+  const auto is_blank = [kBlanks](char sign) { return kBlanks.find(sign) != std::string_view::npos; };
+  const size_t slash = std::min(name.find('/'), name.size() - 1);
+  const bool is_apart = name[slash] == '/' && slash > 0 && slash + 1 < name.size();
+  return is_blank(name.front()) || is_blank(name.back()) ||
+         (is_apart && (is_blank(name[slash - 1]) || is_blank(name[slash + 1])));
+}
+
 std::string told_name(std::string_view name) {
-  constexpr std::string_view kUnseen = " \t:";
-  const bool is_seen = !name.empty() && kUnseen.find(name.front()) == std::string_view::npos &&
-                       kUnseen.find(name.back()) == std::string_view::npos;
+  const bool is_seen = !name.empty() && name.front() != ':' && name.back() != ':' && !hides_blanks(name);
   return is_seen ? std::string(name) : quoted(name);
 }
 

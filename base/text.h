@@ -10,6 +10,9 @@ namespace plc_base {
 // The text between the single quotes that messages put around what somebody typed.
 std::string quoted(std::string_view text);
 
+// Whether a name has blanks that nobody sees: at its ends, or at those of the program before its slash.
+bool hides_blanks(std::string_view name);
+
 // A name or a path before what is said of it: in quotes where nothing of it, or not its end, would be seen.
 std::string told_name(std::string_view name);
 

@@ -28,7 +28,7 @@ const Tag* choose_tag(const TagList& list, std::string_view name) {
   for (const uint32_t position : positions) {
     const Tag& tag = list.tags[position];
     if (tag.name != name && tag.qualified_name != name) continue;
-    candidates += (candidates.empty() ? "" : ", ") + tag.qualified_name;
+    candidates += (candidates.empty() ? "" : ", ") + plc_base::told_name(tag.qualified_name);
     if (tag.qualified_name != name) continue;
     if (exact != nullptr) throw ReferenceError("the tag file has " + std::string(name) + " more than once");
     exact = &tag;

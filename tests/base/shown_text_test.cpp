@@ -101,6 +101,17 @@ TEST(ShownFirst, WhatLooksLikeASpeaker_StandsInQuotes) {
     EXPECT_EQ(shown_first(text), text);
 }
 
+TEST(ShownFirst, BlanksThatNobodySees_StandInQuotes) {
+  for (const char* text : {"Main ", " Main", "Main /Count", "Main/ Count", "Main/Count "})
+    EXPECT_EQ(shown_first(text), std::string("\"") + text + "\"");
+  for (const char* text : {"Main Valve", "/ x", "x /", "a b/c d"}) EXPECT_EQ(shown_first(text), text);
+}
+
+TEST(IsFormula, SignsThatBeginOne_AreFoundBehindBlanksAndQuotes) {
+  for (const char* text : {"=A1", "+x", "-x", "@x", " =x", "'=x", "\uFF1Dx"}) EXPECT_TRUE(is_formula(text)) << text;
+  for (const char* text : {"", "A=1", "#NAME?", "1-2"}) EXPECT_FALSE(is_formula(text)) << text;
+}
+
 TEST(ShownLines, LineFeedsAlone_Stay) { EXPECT_EQ(shown_lines("a\nb\r\n\xE2\x80\xA8\n"), "a\nb\\r\n\\u{2028}\n"); }
 
 // The code points from first to last as one text of JSON: the text itself, with each in it that is not dangerous.

@@ -34,6 +34,12 @@ TEST(Text, Milliseconds_HaveTheDecimalsThatAreAskedFor) {
   EXPECT_EQ(milliseconds_text(0, 2), "0.00 ms");
 }
 
+TEST(ToldName, WhatIsNotSeenOfIt_IsQuoted) {
+  for (const char* name : {"", " ", "Main ", "\tMain", "Main /Count", "C:", ":8500"})
+    EXPECT_EQ(told_name(name), "'" + std::string(name) + "'");
+  for (const char* name : {"Main", "Main/Count", "Main Valve", "C:1", "/tmp/a b"}) EXPECT_EQ(told_name(name), name);
+}
+
 TEST(JsonText, BytesThatAreNoUtf8_AreReplaced) {
   EXPECT_EQ(json_text(nlohmann::json("a\xFF")), "\"a\xEF\xBF\xBD\"");
   EXPECT_EQ(json_line(nlohmann::json("a\xFF")), "\"a\xEF\xBF\xBD\"\n");

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
+#include "base/text.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/exit_codes.h"
@@ -41,7 +42,9 @@ DriverFacts ask_driver(const HostOptions& options, CommandOutput& output) {
   return facts;
 }
 
-std::string value_text(const Setting& setting) { return setting.value.empty() ? "-" : setting.value; }
+std::string value_text(const Setting& setting) {
+  return setting.value.empty() ? "-" : plc_base::told_name(setting.value);
+}
 
 std::string origin_text(const Setting& setting) {
   if (setting.is_said()) return setting.from;

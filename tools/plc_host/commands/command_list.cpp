@@ -181,7 +181,10 @@ void write_tags(const HostOptions& options, const std::vector<const Tag*>& tags,
   }
   std::vector<std::vector<std::string>> rows = {
       {"NUMBER", "REG_TYPE", "ADDRESS", "NAME", "TYPE", "SHAPE", "BOUNDS", "SCOPE", "DEVICE", ""}};
-  for (const Tag* tag : tags) rows.push_back(tag_row(*tag));
+  for (const Tag* tag : tags) {
+    rows.push_back(tag_row(*tag));
+    rows.back()[kNameColumn] = plc_base::shown_first(tag->name);
+  }
   write_table(file, rows);
 }
 

@@ -102,9 +102,11 @@ TEST_F(ScopeTest, CheckLive_NamesTheProgramAlsoWhereTheNameIsRefused) {
   const std::string file = path("panel.csv");
   const Outcome outcome = run({"check", file, "--live", "--address", "127.0.0.1:" + port_});
   EXPECT_EQ(outcome.code, 1);
-  EXPECT_THAT(outcome.out, EndsWith(file + ":1: error: Filing/Count: " + kNoProgram + "\n" + file +
-                                    ":4: error: Filing/Nothing: " + kNoProgram + "\n" + file + ": 4 names, 127.0.0.1:" +
-                                    port_ + " has given 2 values, refused 0, failed for 2\n"));
+  const std::string told = std::string(kNoProgram) +
+                           ". Try: Correct column 12 of its line; the controller's programs are MAIN, SUB.\n" + file;
+  EXPECT_THAT(outcome.out,
+              EndsWith(file + ":1: error: Filing/Count: " + told + ":4: error: Filing/Nothing: " + told +
+                       ": 4 names, 127.0.0.1:" + port_ + " has given 2 values, refused 0, failed for 2\n"));
 }
 
 // The controller's MAIN is another program than MAIN2: the file declares both.
@@ -145,7 +147,7 @@ TEST_F(ScopeTest, BeginningOfAName_IsTakenOnlyWhereAProfileCutsNamesThere) {
 TEST_F(ScopeTest, BlankBehindTheNameOfAProgram_IsNamed) {
   write_file("panel.csv", "Count,INT,,,,,,0,0,0,1,MAIN \n");
   EXPECT_EQ(on_panel({"read", "--raw", "MAIN /Count"}).err,
-            "plc-host: MAIN /Count: the controller has no program \"MAIN \": what answers may be another program's "
+            "plc-host: 'MAIN /Count': the controller has no program \"MAIN \": what answers may be another program's "
             "variable. Try: Remove the blanks at the end of column 12 of its line: the controller has \"MAIN\".\n"
             "plc-host: no value is shown: 1 of 1 variable has none\n");
 }
