@@ -8,13 +8,13 @@
 
 namespace plc_host_test {
 
-// A program in a terminal of 80 columns and 24 lines.
+// A program in a terminal of 80 columns and, unless told otherwise, 24 lines.
 class Terminal {
  public:
-  explicit Terminal(const std::vector<std::string>& words) {
+  explicit Terminal(const std::vector<std::string>& words, unsigned short rows = 24) {
     struct winsize size {};
     size.ws_col = 80;
-    size.ws_row = 24;
+    size.ws_row = rows;
     pid_ = forkpty(&terminal_, nullptr, nullptr, &size);
     if (pid_ != 0) return;
     std::vector<char*> arguments;

@@ -138,11 +138,15 @@ void ScreenView::take_command(char byte) {
 }
 
 std::string ScreenView::place_text(size_t first, size_t shown) const {
-  std::string text = shown == 0 ? "no row" : std::to_string(first + 1) + "-" + std::to_string(first + shown);
-  text += " of " + std::to_string(rows_.size());
-  if (is_typing_ || !filter_.empty()) text += ", filter /" + plc_base::shown_line(filter_) + (is_typing_ ? "_" : "");
-  return text +
-         (is_typing_ ? "; Return ends its text, Escape the filter" : "; arrows, / filters, Return: history, q ends");
+  const std::string filter = "/" + plc_base::shown_line(filter_) + (is_typing_ ? "_" : "");
+  const char* const typing_keys = "; Return ends its text, Escape the filter";
+  if (rows_.empty()) {
+    return "no name fits the filter " + filter + (is_typing_ ? typing_keys : "; / filters anew, Escape: all, q ends");
+  }
+  const std::string text =
+      std::to_string(first + 1) + "-" + std::to_string(first + shown) + " of " + std::to_string(rows_.size());
+  return text + (is_typing_ || !filter_.empty() ? ", filter " + filter : "") +
+         (is_typing_ ? typing_keys : "; arrows, / filters, Return: history, q ends");
 }
 
 std::vector<std::string> ScreenView::draw_history(const WatchState& state, const DrawTime& time, size_t columns,

@@ -33,9 +33,11 @@ using Json = nlohmann::ordered_json;
 using plc_base::shown_csv_cell;
 
 constexpr size_t kChartRows = 8;
-constexpr std::chrono::seconds kLongCall{1};  // from then on the values count as old
-constexpr size_t kMostNames = 3;              // that one reason is told for
-constexpr size_t kChartColumns = 80;          // where no terminal tells its width
+constexpr size_t kLeastTable = 4;                                // heading, a row, its place, status
+constexpr size_t kRowsWithChart = kLeastTable + kChartRows + 2;  // its title, and the cursor below all
+constexpr std::chrono::seconds kLongCall{1};                     // from then on the values count as old
+constexpr size_t kMostNames = 3;                                 // that one reason is told for
+constexpr size_t kChartColumns = 80;                             // where no terminal tells its width
 
 double milliseconds(std::chrono::nanoseconds time) { return std::chrono::duration<double, std::milli>(time).count(); }
 
@@ -55,7 +57,7 @@ const char* event_word(const RoundOutcome& outcome) {
 
 std::string failure_line(const TagResult& result) {
   const Failure& failure = result.reading.failure();
-  return "plc-host: " + result.name + ": " + failure.reason +
+  return "plc-host: " + plc_base::told_name(result.name) + ": " + failure.reason +
          (failure.advice.empty() ? "" : ". Try: " + failure.advice);
 }
 
@@ -82,8 +84,8 @@ class LineOutput : public WatchOutput {
   // "08:30:00.123 good Speed = 12", "08:30:00.123 lost Speed: REASON"
   static std::string line_of(const WatchRow& row) {
     const Reading& reading = row.latest.reading;
-    const std::string start =
-        local_time_text(reading.time()) + " " + quality_word(reading.quality()) + " " + row.latest.name;
+    const std::string start = local_time_text(reading.time()) + " " + quality_word(reading.quality()) + " " +
+                              plc_base::shown_first(row.latest.name);
     const std::string text = row.latest.ok() ? " = " + row.last_text : ": " + reading.failure().reason;
     return plc_base::shown_line(start + text) + "\n";
   }
@@ -241,20 +243,24 @@ class ScreenOutput : public WatchOutput {
     if (keyboard_.is_in_background()) return;
     if (keyboard_.take_again()) screen_.begin_anew();
     const ScreenSize size = screen_.size();
-    const size_t chart_height = chart_ != nullptr ? kChartRows + 1 : 0;
+    const bool has_chart = chart_ != nullptr && size.rows >= kRowsWithChart;
+    const size_t chart_height = has_chart ? kChartRows + 1 : chart_ != nullptr ? 1 : 0;
     // The last line of the terminal stays free: the cursor stands there.
     const size_t room = size.rows > chart_height + 1 ? size.rows - chart_height - 1 : 0;
-    const size_t height = std::max<size_t>(room, 4);
+    const size_t height = std::max(room, kLeastTable);
     DrawTime time{std::chrono::steady_clock::now()};
     if (asked_at_ && time.now - *asked_at_ >= kLongCall) time.waiting_since = asked_at_;
     // Without keys nothing can be marked.
     std::vector<std::string> lines = keyboard_.descriptor() < 0 ? draw_table(state, time, size.columns, height)
                                                                 : view_->draw(state, time, size.columns, height);
-    if (chart_ != nullptr) {
+    if (has_chart) {
       const std::vector<std::string> drawn = chart_->draw(size.columns, kChartRows);
       lines.insert(lines.end() - 1, drawn.begin(), drawn.end());
+    } else if (chart_ != nullptr) {
+      const std::string wanting = "the chart takes " + std::to_string(kRowsWithChart) + " rows of a terminal";
+      lines.insert(lines.end() - 1, fit_columns(wanting, size.columns));
     }
-    screen_.show(lines);
+    screen_.show(fit_rows(lines, size.rows));
   }
 
   Keyboard keyboard_;

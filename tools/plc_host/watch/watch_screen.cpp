@@ -158,6 +158,17 @@ std::vector<std::string> draw_part(const WatchState& state, const DrawTime& time
   return lines;
 }
 
+std::vector<std::string> fit_rows(const std::vector<std::string>& lines, size_t rows) {
+  const size_t room = rows > 1 ? rows - 1 : 1;
+  if (lines.size() <= room) return lines;
+  const size_t first_row = std::min<size_t>(1, lines.size() - 1);
+  // As many of the last ones as are left, without the row that is there already.
+  const size_t from = std::max(lines.size() - (room - 1), first_row + 1);
+  std::vector<std::string> fitting = {lines[first_row]};
+  fitting.insert(fitting.end(), lines.begin() + static_cast<std::ptrdiff_t>(from), lines.end());
+  return fitting;
+}
+
 WatchScreen::WatchScreen(FILE* file, int terminal) : file_(file), terminal_(terminal) { begin_anew(); }
 
 WatchScreen::~WatchScreen() {
@@ -176,7 +187,9 @@ ScreenSize WatchScreen::size() const {
 
 void WatchScreen::show(const std::vector<std::string>& lines) {
   take_away();
-  for (const std::string& line : lines) std::fputs((line + "\n").c_str(), file_);
+  // A line feed would move a single row out of sight.
+  is_single_row_ = size().rows == 1;
+  for (const std::string& line : lines) std::fputs((line + (is_single_row_ ? "" : "\n")).c_str(), file_);
   shown_ = lines.size();
   std::fflush(file_);
 }
@@ -192,7 +205,8 @@ void WatchScreen::begin_anew() {
 }
 
 void WatchScreen::take_away() {
-  if (shown_ > 0) std::fprintf(file_, "\033[%zuA\033[J", shown_);
+  if (shown_ > 0 && is_single_row_) std::fputs("\r\033[K", file_);
+  if (shown_ > 0 && !is_single_row_) std::fprintf(file_, "\033[%zuA\033[J", shown_);
   shown_ = 0;
 }
 

@@ -37,6 +37,11 @@ struct TablePart {
 std::vector<std::string> draw_part(const WatchState& state, const DrawTime& time, size_t columns,
                                    const TablePart& part);
 
+// The lines that a terminal of so many rows has room for, in their order: the second of them, which is the table's
+// first row, before the last ones, and the heading after all. The cursor stands below them, or behind them in a single
+// row.
+std::vector<std::string> fit_rows(const std::vector<std::string>& lines, size_t rows);
+
 // "no reply for 4.2 s"; time has a call that lasts.
 std::string waiting_text(const DrawTime& time);
 
@@ -68,6 +73,7 @@ class WatchScreen {
   FILE* file_;
   int terminal_;
   size_t shown_ = 0;
+  bool is_single_row_ = false;  // where they are shown
 };
 
 }  // namespace plc_host

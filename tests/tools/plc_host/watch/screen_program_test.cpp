@@ -26,6 +26,33 @@ TEST_F(ProgramTest, KeysInATerminal_ScrollFilterAndLookBack) {
   EXPECT_EQ(terminal.wait(), 0);
 }
 
+TEST_F(ProgramTest, TerminalOfFewRows_ShowsTheMarkedVariable) {
+  for (const unsigned short rows : std::vector<unsigned short>{1, 2, 3}) {
+    Terminal terminal(host_words({"watch", "Speed", "Total", "--chart", "Speed", "--interval", "3600000", "--sim",
+                                  path("machine.csv"), "--simulator", PLC_HOST_SIMULATOR, "--color", "never"}),
+                      rows);
+    ASSERT_TRUE(terminal.shows("> Speed  INT ")) << rows << terminal.shown();
+    if (rows == 1) {
+      EXPECT_EQ(terminal.shown().find('\n'), std::string::npos) << terminal.shown();
+    }
+    terminal.press("j");
+    EXPECT_TRUE(terminal.shows("> Total  DINT ")) << rows << terminal.shown();
+    terminal.press("q");
+    EXPECT_TRUE(terminal.shows(" calls, 0 failures")) << terminal.shown();
+    EXPECT_EQ(terminal.wait(), 0);
+  }
+}
+
+TEST_F(ProgramTest, ChartInALowTerminal_GivesWayToTheTable) {
+  Terminal terminal(host_words({"watch", "Speed", "--chart", "Speed", "--interval", "3600000", "--sim",
+                                path("machine.csv"), "--simulator", PLC_HOST_SIMULATOR, "--color", "never"}),
+                    10);
+  ASSERT_TRUE(terminal.shows("the chart takes 14 rows of a terminal")) << terminal.shown();
+  ASSERT_TRUE(terminal.shows("> Speed  INT ")) << terminal.shown();
+  terminal.press("q");
+  EXPECT_EQ(terminal.wait(), 0);
+}
+
 TEST_F(ProgramTest, LetterQInATerminal_EndsWatch) {
   Terminal terminal(host_words({"watch", "Speed", "--interval", "3600000", "--sim", path("machine.csv"), "--simulator",
                                 PLC_HOST_SIMULATOR, "--color", "never"}));

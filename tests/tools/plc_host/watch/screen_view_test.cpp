@@ -120,9 +120,24 @@ TEST_F(ScreenViewTest, Filter_ShowsRowsWithItsText) {
   EXPECT_EQ(place().substr(0, 11), "1-20 of 500");
   view_->take_keys("/nothing");
   EXPECT_EQ(names(), Lines());
-  EXPECT_EQ(place().substr(0, 23), "no row of 0, filter /no");
+  EXPECT_EQ(place(), "no name fits the filter /nothing_; Return ends its text, Escape the filter");
+  view_->take_keys("\r");
+  EXPECT_EQ(place(), "no name fits the filter /nothing; / filters anew, Escape: all, q ends");
   view_->take_keys("\r\r");  // a history of no row
   EXPECT_EQ(names(), Lines());
+}
+
+TEST_F(ScreenViewTest, LowTerminals_KeepTheMarkedRowThenTheLastLines) {
+  view_->take_keys("jj");
+  const Lines four = view_->draw(*state_, {now_}, kColumns, 4);
+  ASSERT_EQ(four.size(), 4U);
+  EXPECT_EQ(four[1].substr(0, 8), "> Motor2");
+  EXPECT_EQ(fit_rows(four, 5), four);
+  EXPECT_EQ(fit_rows(four, 4), (Lines{four[1], four[2], four[3]}));
+  EXPECT_EQ(fit_rows(four, 3), (Lines{four[1], four[3]}));
+  EXPECT_EQ(fit_rows(four, 2), Lines{four[1]});
+  EXPECT_EQ(fit_rows(four, 1), Lines{four[1]});
+  EXPECT_EQ(fit_rows({"alone"}, 1), Lines{"alone"});
 }
 
 TEST_F(ScreenViewTest, History_ShowsChangesOfTheMarkedRowNewestFirst) {
