@@ -214,6 +214,9 @@ void check_name(const SourceLine& line, Findings* findings) {
   } else if (names_program(inner)) {
     add_finding("T075", line, name, quoted(inner) + " names a program", findings);
   }
+  if (plc_base::is_formula(name.text)) {
+    add_finding("T076", line, name, "a spreadsheet takes " + quoted(inner) + " for a formula", findings);
+  }
   if (name.text.find('"') != std::string_view::npos) {
     add_finding("T025", line, name, "quotes are part of the name: fields cannot be quoted", findings);
   }

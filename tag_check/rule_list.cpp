@@ -276,6 +276,12 @@ void add_scope_rules(std::vector<Rule>* rules) {
                     "The driver asks for the whole name, and the controller does not know such a variable.",
                     "Write only the name in column 1, its program in column 12 and 0 in column 9.",
                     "Step,INT,,,,,,0,0,0,1,MAIN\n", "MAIN/Step,INT,,,,,,0,1,0,0,\n"});
+  rules->push_back(
+      {"T076", Severity::kWarning, "name like a formula",
+       "A spreadsheet takes a name that begins with =, +, - or @ for a formula. It writes the result, or an "
+       "error, in place of the name.",
+       "Rename the variable, or edit the file with a text editor only.", "Speed,INT,,,,,,0,1,0,0,\n",
+       "=A1+B1,INT,,,,,,0,1,0,0,\n"});
 }
 
 void add_limit_rules(std::vector<Rule>* rules) {

@@ -31,6 +31,18 @@ TEST_F(NewTagsTest, TypeWithOneMeaning_IsCorrectedAndSaid) {
   EXPECT_EQ(outcome.err, "plc-host: 'INT32' is not a type: the driver calls it DINT; corrected\n");
 }
 
+TEST_F(NewTagsTest, NameLikeAFormula_IsToldAsTheCheckerDoes) {
+  const Outcome outcome = run({"tags", "--new", "=A1+B1", "INT"});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_EQ(outcome.out, "=A1+B1,INT,,,,,,0,1,0,0,\n");
+  EXPECT_EQ(outcome.err,
+            "plc-host: a spreadsheet takes '=A1+B1' for a formula\n"
+            "plc-host:     Rename the variable, or edit the file with a text editor only.\n");
+  write_file("formula.csv", outcome.out);
+  EXPECT_THAT(run({"check", path("formula.csv")}).out,
+              HasSubstr("formula.csv:1:1: warning: a spreadsheet takes '=A1+B1' for a formula [T076]\n"));
+}
+
 TEST_F(NewTagsTest, WrongVariable_IsRefusedWithWhatToDo) {
   const Outcome outcome = tags({"Speed", "FLOAT"});
   EXPECT_EQ(outcome.code, 2);
