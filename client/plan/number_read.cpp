@@ -119,6 +119,7 @@ std::string too_many(const Tag& tag, uint32_t count) {
   if (value_kind(tag.entry) == ValueKind::kBool) {
     return count > kMostBits ? "one read takes " + std::to_string(kMostBits) + " BOOLs at most" : "";
   }
+  // The driver sends a unit for each character, also for one beyond U+FFFF.
   const std::string_view name = tag.entry.name;
   const auto characters = static_cast<uint64_t>(std::count_if(
       name.begin(), name.end(), [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }));
@@ -174,6 +175,29 @@ void remark_on_numbers(const Tag& tag, const std::optional<OtherRequest>& other,
 
 }  // namespace
 
+namespace {
+
+// What a failure of one name does not say: that several were asked for.
+void tell_of_many(const Tag& tag, uint32_t count, Failure& failure) {
+  constexpr std::string_view kOneRefused = "refused the name,";
+  const std::string reason = failure.quality == Quality::kFailed ? too_many(tag, count) : "";
+  if (!reason.empty()) {
+    failure.reason = reason;
+    failure.advice = "a smaller count, and the others with another offset.";
+  }
+  const size_t names = count / std::max<size_t>(host_units_per_element(tag.entry), 1);
+  const size_t refused = failure.reason.find(kOneRefused);
+  const bool is_of_several = names > 1 && value_kind(tag.entry) != ValueKind::kText;
+  if (failure.quality != Quality::kRefused || refused == std::string::npos || !is_of_several) return;
+  failure.reason.replace(refused, kOneRefused.size(),
+                         "refused one or more of the " + std::to_string(names) + " names,");
+  failure.advice =
+      "a smaller count: one reply holds about 169 names. Else compare offset and count with the array's bounds, and "
+      "name and scope with the controller's own list of variables.";
+}
+
+}  // namespace
+
 TagResult read_number(DriverSession& session, const TagList& tags, uint32_t register_id, uint32_t offset,
                       uint32_t count) {
   const Tag* tag = find_tag_by_id(tags, register_id);
@@ -184,11 +208,7 @@ TagResult read_number(DriverSession& session, const TagList& tags, uint32_t regi
   result.reference.tag = tag;
   if (!call.ok()) {
     Failure failure = explain_failure(call, session.target());
-    const std::string reason = tag != nullptr && failure.quality == Quality::kFailed ? too_many(*tag, count) : "";
-    if (!reason.empty()) {
-      failure.reason = reason;
-      failure.advice = "a smaller count, and the others with another offset.";
-    }
+    if (tag != nullptr) tell_of_many(*tag, count, failure);
     result.reading = {failure, call.time};
   } else if (tag == nullptr) {
     result.reading = {impossible("the driver read a value of a variable that its tag file does not have"), call.time};

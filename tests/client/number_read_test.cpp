@@ -54,6 +54,13 @@ TEST(OddNumbers, MoreThanOneRequestCanName_IsToldWithWhatItCan) {
             "one read takes 64 BOOLs at most");
 }
 
+// The driver sends the lower 16 bits of such a character, and no second unit.
+TEST(OddNumbers, CharacterBeyondUFFFF_IsOneUnitOfARequest) {
+  const Tag tag = make_list({make_entry("Fan\U0001F600", kInt)}).tags.front();
+  EXPECT_EQ(too_many(tag, 407), "");
+  EXPECT_EQ(too_many(tag, 408), "one request has no room for the names of 408 elements, 407 at most");
+}
+
 TEST(OddNumbers, WhatHasOffsetsOfItsOwn_IsNotJudged) {
   EXPECT_EQ(odd(make_entry("Grid", kInt, {{1, 2}, {1, 3}}), 99, 1), "");
   EXPECT_EQ(odd(make_entry("Odd", kInt, {{-1, 3}}), 99, 1), "");

@@ -236,6 +236,21 @@ TEST_F(FormsTest, NumbersThatAskForNothing_GiveNoValueInAnyForm) {
             "count of 255 at most, and the others with another offset.\n");
 }
 
+TEST_F(FormsTest, RefusalOfSeveralNames_IsNotToldAsThatOfOne) {
+  write_file("machine.csv", "Day,DATE,,,,,,0,1,0,0,\nSpeed,INT,,,,,,1,1,0,0,\n");
+  const std::string advice =
+      "Try: a smaller count: one reply holds about 169 names. Else compare offset and count with the array's bounds, "
+      "and name and scope with the controller's own list of variables.\n";
+  for (const char* id : {"0", "1"}) {
+    const Outcome outcome = run_on_simulator({"read", "--id", id, "--count", "256"});
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_THAT(outcome.out, HasSubstr("  refused "));
+    EXPECT_THAT(outcome.out, EndsWith("  -\n"));
+    EXPECT_THAT(outcome.err,
+                EndsWith(": the controller refused one or more of the 256 names, status 0004 (3). " + advice));
+  }
+}
+
 TEST_F(FormsTest, NumbersThatAskForOtherElements_ShowThemAsIncomplete) {
   const std::string reason = std::string(kOfHalves) + "offset 1, count 2 asked for Longs[0]";
   const std::string told = "plc-host: Longs #11: " + reason + ". Try: an even offset and an even count, 2 for each ";
