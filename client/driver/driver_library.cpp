@@ -16,6 +16,8 @@ namespace {
 constexpr char kLibraryName[] = "libplc_driver.so.1";
 constexpr char kContract[] = "contract";
 constexpr char kGuarded[] = "guarded";
+constexpr char kAdvice[] =
+    ". Try: give the path of a libplc_driver.so.1 as the driver (--driver PATH), or none for the installed one";
 
 std::string loader_message() {
   const char* message = dlerror();
@@ -26,7 +28,7 @@ void* open_library(const std::string& path) {
   // Local symbols, everything resolved now: a library that lacks something fails here and not in the middle of a read.
   void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {
-    throw ClientError(ClientError::Kind::kLibrary, "cannot load the driver library: " + loader_message());
+    throw ClientError(ClientError::Kind::kLibrary, "cannot load the driver library: " + loader_message() + kAdvice);
   }
   return handle;
 }
@@ -35,7 +37,8 @@ template <typename Function>
 void find_entry(void* handle, const std::string& path, const char* name, Function& function) {
   function = reinterpret_cast<Function>(dlsym(handle, name));
   if (function == nullptr) {
-    throw ClientError(ClientError::Kind::kLibrary, path + " is not a driver library: it has no entry point " + name);
+    throw ClientError(ClientError::Kind::kLibrary,
+                      path + " is not a driver library: it has no entry point " + name + kAdvice);
   }
 }
 

@@ -18,6 +18,7 @@
 #include "client/driver/driver_library.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/exit_codes.h"
+#include "tools/plc_host/target/tag_files.h"
 
 namespace plc_host {
 namespace {
@@ -72,6 +73,8 @@ int exit_code_of(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : 
 
 SimProcess::SimProcess(const std::string& program, const std::string& tag_file,
                        const std::vector<std::string>& arguments) {
+  // A file that is not there is no failure of the simulator.
+  demand_tag_file(tag_file);
   const std::string found = find_simulator(program);
   start(found, tag_file, arguments);
   const std::string line = wait_for_first_line();

@@ -20,6 +20,14 @@ namespace {
 constexpr size_t kHelpColumns = 80;
 constexpr size_t kTextColumn = 30;  // where explanations begin
 
+// Behind a word in brackets; no word of a command line has it.
+constexpr char kKeptMark = '\0';
+
+std::string without_marks(std::string text) {
+  text.erase(std::remove(text.begin(), text.end(), kKeptMark), text.end());
+  return text;
+}
+
 // What other programs call what these have.
 constexpr std::pair<const char*, const char*> kElsewhere[] = {
     {"--host", "--address"}, {"--ip", "--address"},    {"--plc", "--address"},   {"--controller", "--address"},
@@ -349,10 +357,25 @@ std::string word_problem(const CLI::App& app, const std::vector<std::string>& wo
          (meant.empty() ? "; the commands are " + plc_base::joined_with_or(commands) : ", " + meant);
 }
 
+void keep_brackets(CLI::App& app) {
+  for (CLI::Option* option : app.get_options()) {
+    if (takes_value(*option)) option->transform(without_marks);
+  }
+}
+
+void parse_words(CLI::App& app, const std::vector<std::string>& words) {
+  // The parser takes them from the last one on.
+  std::vector<std::string> marked(words.rbegin(), words.rend());
+  for (std::string& word : marked) {
+    if (!word.empty() && word.front() == '[' && word.back() == ']') word += kKeptMark;
+  }
+  app.parse(marked);
+}
+
 std::string parse_problem(const CLI::ParseError& error) {
   constexpr std::string_view kExtra = "The following argument was not expected: ";
   constexpr std::string_view kExtras = "The following arguments were not expected: ";
-  const std::string said = error.what();
+  const std::string said = without_marks(error.what());
   for (const std::string_view start : {kExtra, kExtras}) {
     if (said.compare(0, start.size(), start) == 0) {
       return "nothing is known to do with " + plc_base::quoted(said.substr(start.size()));

@@ -26,6 +26,12 @@ std::string word_problem(const CLI::App& app, const std::vector<std::string>& wo
 // itself where nothing is known of it.
 std::string word_used_here(const std::string& word);
 
+// Behind the last option: the parser would take a word such as [0] apart, as a list of words.
+void keep_brackets(CLI::App& app);
+
+// Parses words as typed, of a program with keep_brackets.
+void parse_words(CLI::App& app, const std::vector<std::string>& words);
+
 // What the parser found wrong, in one line.
 std::string parse_problem(const CLI::ParseError& error);
 

@@ -107,6 +107,32 @@ TEST_F(NamesTest, VariableWithoutAType_IsTold) {
             "plc-host: nothing was written\n");
 }
 
+TEST_F(NamesTest, BracketsWithoutAName_AreToldAndNotTakenAway) {
+  for (const char* word : {"[0]", "[0..3]", "[]", "[", "]"}) {
+    const Outcome outcome = run_on_simulator({"read", word});
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_EQ(outcome.err, std::string("plc-host: ") + word + ": " + path("machine.csv") +
+                               " has no variable of this name: no name stands before the bracket; write it as in "
+                               "Table[0] or Table[0..4]\n");
+  }
+  write_file("machine.csv", "a,INT,,,,,,0,1,0,0,\nb,INT,,,,,,1,1,0,0,\nab,INT,,,,,,2,1,0,0,\n");
+  EXPECT_EQ(run_on_simulator({"read", "--json", "[ab]"}).out.substr(0, 11), "{\"name\":\"a\"");
+}
+
+// The program of one ends in a blank, and so does a name.
+TEST_F(NamesTest, BlanksAtTheEndsOfNames_AreSeenInTextAndKeptElsewhere) {
+  write_file("machine.csv", "Count,INT,,,,,,0,0,0,1,Main\nCount,INT,,,,,,1,0,0,2,Main \nSpeed ,INT,,,,,,2,1,0,0,\n");
+  const std::string text = run_on_simulator({"read", "--all"}).out;
+  EXPECT_THAT(text, StartsWith("Main/Count     INT  good "));
+  EXPECT_THAT(text, HasSubstr("\n\"Main /Count\"  INT  good "));
+  EXPECT_THAT(text, HasSubstr("\n\"Speed \"       INT  good "));
+  EXPECT_THAT(run_on_simulator({"read", "--json", "Speed "}).out, StartsWith(R"({"name":"Speed ",)"));
+  EXPECT_THAT(run_on_simulator({"watch", "Speed ", "--rounds", "1"}).out, HasSubstr(" good \"Speed \" = 0\n"));
+  EXPECT_THAT(run({"tags", path("machine.csv")}).out, HasSubstr("  \"Speed \"  INT "));
+  EXPECT_THAT(run({"tags", path("machine.csv"), "--csv"}).out, HasSubstr(",Speed ,INT,"));
+  EXPECT_THAT(run_on_simulator({"read", "Count"}).err, HasSubstr("which of them: Main/Count, 'Main /Count'?\n"));
+}
+
 TEST_F(NamesTest, PatternInWrite_IsRefusedAndNothingWritten) {
   const Outcome outcome = run_on_simulator({"write", "Speed=1", "T*=2", "--json"});
   EXPECT_EQ(outcome.code, 1);

@@ -195,7 +195,8 @@ TEST_F(OutputTest, CaptureWhereTheResultsGo_IsRefusedBeforeAnythingIsAsked) {
 TEST_F(OutputTest, InputThatIsNoRegularFile_IsRefusedAtOnce) {
   ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
   for (const std::string& file : {path("pipe"), folder_.path(), std::string("/dev/zero"), std::string("/dev/null")}) {
-    const char* reason = file == folder_.path() ? "it is a folder" : "it is not a regular file";
+    const std::string in_folder = "it is a folder. Try: name the tag files in it, " + file + "/*.csv";
+    const std::string reason = file == folder_.path() ? in_folder : "it is not a regular file";
     const Outcome outcome = run({"check", file});
     EXPECT_EQ(outcome.code, 4);
     EXPECT_EQ(outcome.err, "plc-host: cannot read " + file + ": " + reason + "\n");

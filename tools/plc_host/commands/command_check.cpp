@@ -1,7 +1,9 @@
 // The command that checks tag files: what the driver will understand, and what their writer probably meant.
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <optional>
+#include <system_error>
 
 #include "base/text.h"
 #include "base/whole_file.h"
@@ -100,12 +102,17 @@ int check_live_if_asked(const std::vector<FileReport>& reports, const HostOption
 
 void print_all(FILE* out, const std::string& text) { std::fwrite(text.data(), 1, text.size(), out); }
 
+// What a shell makes the files of a folder of.
+std::string folder_files(const std::string& folder) { return (std::filesystem::path(folder) / "*.csv").string(); }
+
 // Nothing for a file that cannot be read, which is told: the others are checked all the same.
 std::optional<std::string> text_or_told(const std::string& path, int* code) {
   try {
     return tag_file_text(path);
   } catch (const ClientError& error) {
-    show_error(error.what());
+    std::error_code unknown;
+    const bool is_folder = std::filesystem::is_directory(path, unknown);
+    show_error(error.what() + (is_folder ? ". Try: name the tag files in it, " + folder_files(path) : ""));
     *code = exit_code_of(error);
   }
   return std::nullopt;

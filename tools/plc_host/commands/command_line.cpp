@@ -60,6 +60,7 @@ void add_options(CLI::App& sub, const Command& command, HostOptions& options) {
   sub.add_flag("-v,--verbose", options.verbosity, "Show the driver's messages; -vv: the frames too")->excludes(quiet);
   add_setting(sub, "color", options, "Colour errors, changed and bad values")->type_name("TEXT:{auto,always,never}");
   command.add_options(sub, options);
+  plc_usage::keep_brackets(sub);
 }
 
 // Options take most of a start's time: those of the other commands are added when a hint or help speaks of them.
@@ -75,8 +76,12 @@ bool asks_for_help(const std::vector<std::string>& words) { return !words.empty(
 int show_help(const CLI::App& app, std::vector<std::string> words) {
   words.erase(words.begin());
   if (words.size() > 1) throw HostError(kExitUsage, "help takes one command");
-  const CLI::App* part = words.empty() ? &app : plc_usage::command_of(app, words);
-  if (part == nullptr) throw HostError(kExitUsage, plc_usage::word_problem(app, words));
+  const bool is_on_help = words.empty() || words[0] == "help" || words[0] == "--help" || words[0] == "-h";
+  const CLI::App* part = is_on_help ? &app : plc_usage::command_of(app, words);
+  if (part == nullptr) {
+    const std::string problem = plc_usage::word_problem(app, words);
+    throw HostError(kExitUsage, problem.empty() ? "help takes a command, not " + words[0] : problem);
+  }
   ResultFile file(dup(STDOUT_FILENO));
   std::fputs(part->help(part == &app ? "" : app.get_name()).c_str(), file.stream());
   return file.finish(kExitOk);
@@ -160,7 +165,7 @@ int parse_and_run(int argc, char** argv) {
     throw HostError(kExitUsage, plc_usage::with_hint(plc_usage::word_problem(app, words), app, words));
   }
   try {
-    app.parse(argc, argv);
+    plc_usage::parse_words(app, words);
   } catch (const CLI::ParseError& error) {
     add_others();
     return show_parse_result(app, error, words);

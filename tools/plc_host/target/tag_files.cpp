@@ -141,6 +141,9 @@ std::string what_was_meant(const TagList& tags, const TagFilePath& file, std::st
     return did_you_mean(tags, file, {*meant}, *find_reference(tags, *meant).tag);
   }
   if (opens_subscripts(tags, name)) return ": no ] ends its subscripts; write it as in Table[0] or Table[0..4]";
+  if (!name.empty() && (name.front() == '[' || name.front() == ']')) {
+    return ": no name stands before the bracket; write it as in Table[0] or Table[0..4]";
+  }
   if (is_csv_name(name)) return "; a tag file is given with --tags " + std::string(name);
   const std::string apart = names_apart(tags, name);
   if (!apart.empty()) return "; names stand apart, without commas: " + apart;
