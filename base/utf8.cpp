@@ -20,20 +20,30 @@ bool is_well_formed(char32_t value, size_t bytes) {
   return value >= kSmallest[bytes] && value <= 0x10FFFF && (value < 0xD800 || value > 0xDFFF);
 }
 
-// A space, a tab, a carriage return; those of word processors and of wide scripts; those without width.
-constexpr std::string_view kBlanks[] = {" ",      "\t",     "\r",     "\u00A0", "\u1680", "\u2000", "\u2001", "\u2002",
-                                        "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008", "\u2009", "\u200A",
-                                        "\u200B", "\u202F", "\u205F", "\u2060", "\u3000", "\uFEFF"};
+// The blanks beyond a space, a tab and a carriage return: those of word processors and of wide scripts; those without
+// width.
+constexpr std::string_view kWideBlanks[] = {"\u00A0", "\u1680", "\u2000", "\u2001", "\u2002", "\u2003", "\u2004",
+                                            "\u2005", "\u2006", "\u2007", "\u2008", "\u2009", "\u200A", "\u200B",
+                                            "\u202F", "\u205F", "\u2060", "\u3000", "\uFEFF"};
 
+// Nearly every character is of one byte: no list is gone through for it.
+bool is_ascii(char byte) { return static_cast<uint8_t>(byte) < 0x80; }
+size_t ascii_blank(char byte) { return byte == ' ' || byte == '\t' || byte == '\r' ? 1 : 0; }
+
+// Bytes of the blank at an end of text; 0 when there is none.
 size_t blank_at_start(std::string_view text) {
-  for (const std::string_view blank : kBlanks) {
+  if (text.empty()) return 0;
+  if (is_ascii(text.front())) return ascii_blank(text.front());
+  for (const std::string_view blank : kWideBlanks) {
     if (text.substr(0, blank.size()) == blank) return blank.size();
   }
   return 0;
 }
 
 size_t blank_at_end(std::string_view text) {
-  for (const std::string_view blank : kBlanks) {
+  if (text.empty()) return 0;
+  if (is_ascii(text.back())) return ascii_blank(text.back());
+  for (const std::string_view blank : kWideBlanks) {
     if (text.size() >= blank.size() && text.substr(text.size() - blank.size()) == blank) return blank.size();
   }
   return 0;
@@ -66,7 +76,7 @@ bool is_utf8(std::string_view text) {
 }
 
 bool is_unusual_blank(std::string_view character) {
-  return character.size() > 1 && std::find(std::begin(kBlanks), std::end(kBlanks), character) != std::end(kBlanks);
+  return std::find(std::begin(kWideBlanks), std::end(kWideBlanks), character) != std::end(kWideBlanks);
 }
 
 std::string_view without_blanks(std::string_view text) {

@@ -70,5 +70,31 @@ TEST(Utf8, NoText_HasNoCharacterAndIsWellFormed) {
 
 TEST(Utf8, EachLengthInOneText_IsWellFormed) { EXPECT_TRUE(is_utf8("a\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80")); }
 
+TEST(Blanks, OfEveryScript_AreTakenFromBothEnds) {
+  const std::string blanks[] = {" ",      "\t",     "\r",     "\u00A0", "\u1680", "\u2000", "\u2001", "\u2002",
+                                "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008", "\u2009", "\u200A",
+                                "\u200B", "\u202F", "\u205F", "\u2060", "\u3000", "\uFEFF"};
+  std::string all;
+  for (const std::string& blank : blanks) {
+    EXPECT_EQ(without_blanks(blank), "");
+    EXPECT_EQ(without_blanks(blank + "a" + blank + "b" + blank), "a" + blank + "b");
+    all += blank;
+  }
+  EXPECT_EQ(without_blanks(all + "x" + all), "x");
+  EXPECT_EQ(without_blanks(all), "");
+}
+
+TEST(Blanks, WhatIsNone_Stays) {
+  EXPECT_EQ(without_blanks(""), "");
+  for (const std::string text : {"a", "\n", "\v", "\f", "\xC3\xA9", "\x80", "\xA0", "\xC2", "\u180E", "\xE3\x80"}) {
+    EXPECT_EQ(without_blanks(text), text);
+  }
+}
+
+TEST(Blanks, OfOneByte_AreNotUnusual) {
+  for (const char* text : {"", " ", "\t", "\r", "a", "\u00A0 "}) EXPECT_FALSE(is_unusual_blank(text)) << text;
+  for (const char* text : {"\u00A0", "\u2009", "\u200B", "\uFEFF"}) EXPECT_TRUE(is_unusual_blank(text)) << text;
+}
+
 }  // namespace
 }  // namespace plc_base
