@@ -88,6 +88,16 @@ TEST_F(EmptyTest, NoOption_TakesAnEmptyValue) {
   }
 }
 
+TEST_F(EmptyTest, HelpOnHelp_IsTheHelp) {
+  const std::string help = type("help").out;
+  EXPECT_THAT(help, HasSubstr("Exit codes:"));
+  for (const char* line : {"help help", "help --help", "help -h"}) {
+    const Outcome outcome = type(line);
+    EXPECT_EQ(outcome.code, 0) << line;
+    EXPECT_EQ(outcome.out, help) << line;
+  }
+}
+
 TEST_F(EmptyTest, FileThatIsWritten_IsNotADash) {
   write_file("machine.csv", kTagFile);
   EXPECT_EQ(type("check machine.csv --fix -").err,

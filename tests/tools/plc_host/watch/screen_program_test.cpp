@@ -32,6 +32,7 @@ TEST_F(ProgramTest, TerminalOfFewRows_ShowsTheMarkedVariable) {
                                   path("machine.csv"), "--simulator", PLC_HOST_SIMULATOR, "--color", "never"}),
                       rows);
     ASSERT_TRUE(terminal.shows("> Speed  INT ")) << rows << terminal.shown();
+    EXPECT_EQ(terminal.shown().find("NAME"), std::string::npos) << "the heading has no room: " << terminal.shown();
     if (rows == 1) {
       EXPECT_EQ(terminal.shown().find('\n'), std::string::npos) << terminal.shown();
     }
