@@ -15,6 +15,26 @@ uint32_t names_at_a_time(const Profile& profile) {
   return least;
 }
 
+namespace {
+
+// Records for all names, those of refused ones zero: only the status tells them, and only to a guarded build that looks
+// at it.
+bool tells_refusals(const Profile& profile, bool is_guarded) {
+  if (profile.shape != Profile::Shape::kFull) return true;
+  const bool looks_at_status =
+      is_guarded && (profile.guarded == Profile::Guarded::kUsable || profile.guarded == Profile::Guarded::kUnknown);
+  return looks_at_status && profile.refusal_status.value_or(0) != profile.status_done.value_or(0);
+}
+
+}  // namespace
+
+std::vector<std::pair<std::string, std::string>> absent_names(const Profile& profile, bool is_guarded) {
+  std::vector<std::pair<std::string, std::string>> names;
+  if (tells_refusals(profile, is_guarded)) return names;
+  for (const Profile::Refused& one : profile.refused) names.emplace_back(one.name, one.program);
+  return names;
+}
+
 std::string guarded_options(Profile::Guarded guarded) {
   switch (guarded) {
     case Profile::Guarded::kWithoutStatus:
@@ -52,6 +72,17 @@ std::string pieces_word(const Profile& profile) {
          " bytes here: ask for no more than " + std::to_string(*profile.batch_names) + " names at a time";
 }
 
+// Of what the driver that is taken shows as values.
+std::string refused_word(const Profile& profile, bool is_guarded) {
+  if (tells_refusals(profile, is_guarded)) return {};
+  const std::string count = std::to_string(profile.refused.size());
+  return ". A variable that the controller does not have looks like one with the value 0 here: " +
+         (profile.refused.empty()       ? "[[refused]] names none"
+          : profile.refused.size() == 1 ? "the one of [[refused]] is not asked for"
+                                        : "the " + count + " of [[refused]] are not asked for") +
+         ". Survey again when the controller or a tag file has changed";
+}
+
 }  // namespace
 
 std::string driver_choice(const Profile& profile) {
@@ -64,13 +95,15 @@ std::string contract_word(const Profile& profile, bool is_driver_named) {
   if (problem.empty()) return {};
   if (!profile.contract_problem.empty()) {
     return problem + ", and the contract build does not read it: " + profile.contract_problem +
-           (is_driver_named ? ". The driver that is named is kept"
-                            : ". The guarded build is kept: it fails where the contract build would give wrong values");
+           (is_driver_named
+                ? ". The driver that is named is kept"
+                : ". The guarded build is kept: it fails where the contract build would give wrong values") +
+           refused_word(profile, true);
   }
   const std::string risk =
       " may take a late reply for that of another variable: keep delay_ms above the answer times, and read back what "
       "you write" +
-      pieces_word(profile);
+      pieces_word(profile) + refused_word(profile, false);
   const std::string better = better_driver(profile.guarded);
   if (is_driver_named) return problem + ". The driver that is named is kept. A contract build" + risk;
   return problem + ": the contract build is taken" + (better.empty() ? "" : ", better is " + better) + ". It" + risk;

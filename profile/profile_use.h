@@ -3,6 +3,8 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "profile/profile.h"
 
@@ -10,6 +12,11 @@ namespace plc_profile {
 
 // That a host asks for at a time: the least of what is set and of the limits that were met; 0 where there are none.
 uint32_t names_at_a_time(const Profile& profile);
+
+// The variables that must not be asked for: the controller does not have them, and the driver that is loaded takes what
+// it answers for a value. Of the others nobody knows. Names with
+// their programs.
+std::vector<std::pair<std::string, std::string>> absent_names(const Profile& profile, bool is_guarded);
 
 // How the guarded driver has to be built to be usable, "PLC_GUARD_STATUS=OFF"; "" where the usual one is, where none
 // is, or where nobody knows.

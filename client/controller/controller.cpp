@@ -18,6 +18,7 @@
 #include "client/plc_client.h"
 #include "client/tags/name_pattern.h"
 #include "client/values/value_type.h"
+#include "profile/profile_use.h"
 
 namespace plc_client {
 namespace {
@@ -111,7 +112,9 @@ struct Controller::Body {
         build(driver->library().build),
         driver_remark(given.word),
         program_names(given.program_names) {
+    const auto absent = plc_profile::absent_names(given.profile, driver->library().is_guarded);
     for (const auto& area : tags.areas()) {
+      core::leave_absent(area->list, absent);
       const std::vector<std::string> declared = core::program_names(area->list);
       program_names.declared.insert(program_names.declared.end(), declared.begin(), declared.end());
     }

@@ -6,6 +6,7 @@
 
 #include "client/driver/program_names.h"
 #include "client/plc_client.h"
+#include "profile/profile.h"
 
 namespace plc_client {
 
@@ -13,6 +14,7 @@ struct ProfiledOptions {
   Options options;
   uint32_t most_names = 0;  // that the controller takes in a request; 0: no limit is known
   core::ProgramNames program_names = {};
+  plc_profile::Profile profile = {};
   std::string word = {};  // for the log: why the driver is another one than asked for; empty when it is not
 };
 

@@ -11,6 +11,11 @@
 namespace plc_client::core {
 namespace {
 
+constexpr char kAbsentWords[] =
+    "the profile lists it under [[refused]], and what this controller answers to a name that it does not have looks "
+    "like "
+    "a value. Survey the controller again once it has the variable";
+
 constexpr uint32_t kFirstUnformedId = 0x10000;  // up to kFirstIndexedId: needs a reg_type of 1 to 3, which counts as 0
 constexpr uint32_t kLargestId = 0xFFFFFF;       // reg_type is one byte
 constexpr size_t kGroupIdWords = 2048;          // one per block of 8192 ids, from kFirstIndexedId on
@@ -170,6 +175,15 @@ std::vector<std::string> program_names(const TagList& list) {
     if (tag.entry.is_global != 1 && tag.entry.scope_name[0] != '\0') names.insert(tag.entry.scope_name);
   }
   return {names.begin(), names.end()};
+}
+
+void leave_absent(TagList& list, const std::vector<std::pair<std::string, std::string>>& absent) {
+  for (Tag& tag : list.tags) {
+    const std::pair<std::string, std::string> own{tag.name, tag.entry.is_global == 1 ? "" : tag.entry.scope_name};
+    if (std::find(absent.begin(), absent.end(), own) == absent.end()) continue;
+    tag.register_id.reset();
+    tag.unreachable = kAbsentWords;
+  }
 }
 
 const Tag* find_tag_by_id(const TagList& list, uint32_t register_id) {

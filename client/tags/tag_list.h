@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "client/driver/driver_library.h"
@@ -44,6 +45,10 @@ TagList make_tag_list(const TagEntry* entries, uint32_t plain_count, const Index
 
 // The names of programs that local variables have, each once.
 std::vector<std::string> program_names(const TagList& list);
+
+// Nothing asks for these variables any more: the controller does not have them, and what it answers looks like a value.
+// absent: names with their programs, "" for a global variable.
+void leave_absent(TagList& list, const std::vector<std::pair<std::string, std::string>>& absent);
 
 // The record with this id; null when there is none.
 const Tag* find_tag_by_id(const TagList& list, uint32_t register_id);

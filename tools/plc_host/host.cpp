@@ -25,6 +25,7 @@ Host::Host(const HostOptions& options, CommandOutput& output, const Reroute& rer
   const Target target = reroute ? reroute(controller) : route_ ? route_->choose(controller) : controller;
   tag_file_ = choose_tag_file(options, controller, target);
   tags_ = read_tag_list(library_, output_, tag_file_, options.verbosity > 0);
+  leave_absent(tags_, library_.is_guarded ? options.absent_to_guarded : options.absent_to_contract);
   session_ = std::make_unique<DriverSession>(
       library_, [this] { return output_.take_lines(); }, target, usual_line_sink(options));
   session_->set_stop(stop_requested);

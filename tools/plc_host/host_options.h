@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "client/driver/program_names.h"
@@ -46,6 +47,7 @@ struct SurveyOptions {
   uint32_t period_ms = 1000;
   bool has_period = false;
   uint32_t rate = 20;  // requests a second at most
+  bool has_rate = false;
   bool is_gentle = false;
 };
 
@@ -76,6 +78,9 @@ struct HostOptions {
   uint32_t delay_ms = 0;
   uint32_t most_names = 0;     // that the controller takes at a time; 0: no limit is known
   ProgramNames program_names;  // what is known of those in its directory
+  // Names, with their programs, that the profile rules out for a guarded driver, and for one of the contract build.
+  std::vector<std::pair<std::string, std::string>> absent_to_guarded;
+  std::vector<std::pair<std::string, std::string>> absent_to_contract;
 
   // tags
   std::vector<std::string> listed;  // the tag file and names in it; with --new the name and the type

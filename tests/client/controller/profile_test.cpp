@@ -112,6 +112,35 @@ TEST_F(ProfileTest, ContractBuildThatDoesNotReadItEither_LeavesTheGuardedOneWith
                                        "build is kept"));
 }
 
+// A controller that answers with a record of zeros to a name that it does not have, and reads 0 from there.
+constexpr char kZerosForRefused[] = "[refusal]\nshape = \"full\"\nstatus = 0x0000\n[[refused]]\nname = \"Limit\"\n";
+
+TEST_F(ProfileTest, NameWhoseRefusalLooksLikeAValue_IsNotAskedFor) {
+  const std::string imitated = folder_.write("imitated.toml", kZerosForRefused);
+  start(tag_line("Limit", "INT") + tag_line("A", "INT"), {"--sentinel", "--profile", imitated});
+  const Reading without = Controller(options()).read("Limit");
+  EXPECT_TRUE(without.ok());  // which is wrong, and nothing but the profile tells
+  Controller with(with_profile(kZerosForRefused));
+  EXPECT_TRUE(with.read("A").ok());
+  const std::string why =
+      "the profile lists it under [[refused]], and what this controller answers to a name that it does not have looks "
+      "like a value. Survey the controller again once it has the variable";
+  EXPECT_FALSE(with.read("Limit").ok());
+  EXPECT_THAT(with.read("Limit").error.text, HasSubstr(why));
+  EXPECT_THAT(thrown<plc_client::Error>([&with] { with.write("Limit", 9); }), HasSubstr(why));
+  for (const Reading& reading : with.read({"A", "Limit"})) EXPECT_EQ(reading.ok(), reading.name == "A");
+}
+
+TEST_F(ProfileTest, NameWhoseRefusalIsTold_IsAskedFor) {
+  start(tag_line("Limit", "INT"));
+  for (const char* shape : {"shape = \"short\"\nstatus = 0x0000", "shape = \"full\"\nstatus = 0x0004"}) {
+    const std::string refusal = std::string("[refusal]\n") + shape + "\n[[refused]]\nname = \"Limit\"\n";
+    EXPECT_TRUE(Controller(with_profile("[guarded]\nusable = \"yes\"\n" + refusal)).read("Limit").ok()) << shape;
+  }
+  const std::string by_status = "[refusal]\nshape = \"full\"\nstatus = 0x0004\n[[refused]]\nname = \"Limit\"\n";
+  EXPECT_FALSE(Controller(with_profile("[guarded]\nusable = \"no\"\n" + by_status)).read("Limit").ok());
+}
+
 TEST_F(ProfileTest, TimeOut_IsTheProfilesUnlessTheProgramSetsOne) {
   start(tag_line("A", "INT"), {"--sentinel", "--fault", "no-reply on=read times=2"});
   Controller profiled(with_profile("[settings]\ntimeout_s = 1\n"));

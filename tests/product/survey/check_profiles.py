@@ -213,12 +213,15 @@ def check_truth(bench, path, usable):
 
 
 def why_contract_not_held(bench, path, taken):
-    """The first value of the contract build that is not the truth; empty when all are. It cannot tell refusals."""
+    """The first value of the contract build that is not the truth; empty when all are. It cannot tell refusals: with a
+    profile nothing asks for what it lists as refused."""
     refused = {row["name"] for row in tomllib.loads(path.read_text(encoding="utf-8")).get("refused", [])}
     for command in ("read", "batch"):
         results = bench.results(command, path, bench.options.contract, ("--all", *taken))
         for name, (state, value) in bench.truth.items():
             found = results.get(name, ("absent", None))
+            if taken and name in refused and found[0] in ("good", "unguarded"):
+                return f"{command}: {name} is refused, and is read as {found}"
             if state == "good" and name not in refused and found != ("unguarded", value):
                 return f"{command}: {name} is {value}, and is read as {found}"
     return ""

@@ -20,6 +20,7 @@
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/commands/form_options.h"
+#include "tools/plc_host/commands/shell_word.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/written_file.h"
@@ -93,12 +94,6 @@ std::vector<Finding> in_order(std::vector<Finding> findings, const std::vector<F
   std::stable_sort(findings.begin(), findings.end(),
                    [](const Finding& a, const Finding& b) { return a.line < b.line; });
   return findings;
-}
-
-// A word of a command line, as a shell takes it.
-std::string shell_word(const std::string& word) {
-  const bool is_plain = word.find_first_of(" '\"()[]{}*?;&|<>$`\\!#~") == std::string::npos;
-  return is_plain ? word : plc_base::quoted(word);
 }
 
 // SCOPE/NAME is how commands call a variable of a program; its line has both apart.

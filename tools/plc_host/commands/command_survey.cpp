@@ -17,6 +17,7 @@
 #include "client/tags/meant_names.h"
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/commands/setting_options.h"
+#include "tools/plc_host/commands/survey_command.h"
 #include "tools/plc_host/commands/survey_folder.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
@@ -109,20 +110,6 @@ void check_written(const SurveyPlan& plan, const Declarations& declared) {
       throw HostError(kExitUsage, "--write " + name + ": " + error.what());
     }
   }
-}
-
-std::string command_text(const HostOptions& options, const std::vector<std::string>& tag_files) {
-  const SurveyOptions& survey = options.survey;
-  std::string text = "plc-host survey";
-  if (!options.address.empty()) text += " --address " + options.address + ":" + std::to_string(options.port);
-  for (const std::string& file : tag_files) text.append(" --tags ").append(file);
-  text += " --output " + survey.folder + " --rate " + std::to_string(survey.rate);
-  for (const std::string& name : survey.written) text.append(" --write ").append(name);
-  if (survey.hours > 0) {
-    text += " --hours " + Json(survey.hours).dump() + " --period " + std::to_string(survey.period_ms);
-  }
-  if (survey.is_gentle) text += " --gentle";
-  return text;
 }
 
 uint64_t count_of_state(const SurveyRecord& record, survey::VariableFinding::State state) {
@@ -343,7 +330,8 @@ void add_survey_options(CLI::App& command, HostOptions& options) {
       ->default_str("1000")
       ->each([&survey](const std::string&) { survey.has_period = true; });
   plc_usage::add_number(command, "--rate", survey.rate, {1, kMostRate}, "Send at most this many requests a second")
-      ->default_str("20");
+      ->default_str("20")
+      ->each([&survey](const std::string&) { survey.has_rate = true; });
   command.add_flag("--gentle", survey.is_gentle, "Make fewer connects: no second connections, none closed half");
   const auto of_controller = [](CLI::Option* option) { return option->group("Controller"); };
   of_controller(
@@ -406,7 +394,7 @@ int run_survey(const HostOptions& options, CommandOutput& output) {
   record.version = PLC_HOST_VERSION;
   record.driver_build = library.build;
   record.tag_files = tag_files;
-  record.command = command_text(options, tag_files);
+  record.command = survey_command(options, tag_files);
   record.link.host = plan.host;
   record.link.address = plan.address;
   record.link.port = plan.port;

@@ -40,6 +40,8 @@ void use_profile(HostOptions& options) {
   const plc_profile::Profile profile = read_profile_setting(setting);
   options.most_names = plc_profile::names_at_a_time(profile);
   options.program_names = {{}, profile.program_name_units, profile.longest_name_units};
+  options.absent_to_guarded = plc_profile::absent_names(profile, true);
+  options.absent_to_contract = plc_profile::absent_names(profile, false);
   const Setting& driver = options.settings.at("driver");
   const std::string word = plc_profile::contract_word(profile, driver.from != path);
   if (!word.empty() && !options.quiet) show_message(path + ": " + word);

@@ -77,6 +77,12 @@ void cut_frames_behind(ProbeReply& reply, size_t end) {
   }
 }
 
+// Whether the bytes end inside a frame, or where nobody knows yet whether they do.
+bool end_inside_frame(Bytes bytes) {
+  take_whole_frames(bytes);
+  return !bytes.empty() && (bytes.size() < 2 * kLengthBytes || stated_end(bytes));
+}
+
 // False when the time is over.
 bool wait_for(int descriptor, short events, int64_t end_ns) {
   for (;;) {
@@ -184,6 +190,7 @@ void Probe::receive_reply(const Bytes& request, ReplyWait wait, int64_t start_ns
     if (reply.end != ProbeReply::End::kWhole || wait.own_ms == 0) break;
     const size_t end = *stated_end(reply.bytes);
     if (is_numbered_as(request, reply.bytes)) {
+      finish_frames(reply, start_ns);
       cut_frames_behind(reply, end);
       return;
     }
@@ -194,6 +201,17 @@ void Probe::receive_reply(const Bytes& request, ReplyWait wait, int64_t start_ns
     put_aside(reply, end);
   }
   if (other && !reply.has_come()) reply = *other;
+}
+
+// A frame behind the one that answers comes in pieces too.
+void Probe::finish_frames(ProbeReply& reply, int64_t start_ns) {
+  while (is_open() && reply.bytes.size() < kMostReplyBytes && end_inside_frame(reply.bytes)) {
+    if (!wait_for(descriptor_, POLLIN, steady_ns() + kQuietMs * kNsPerMs)) return;
+    ProbeReply more;
+    if (!receive_piece(more, start_ns)) return close();
+    reply.pieces.insert(reply.pieces.end(), more.pieces.begin(), more.pieces.end());
+    reply.bytes.insert(reply.bytes.end(), more.bytes.begin(), more.bytes.end());
+  }
 }
 
 void Probe::receive_frame(ProbeReply& reply, int64_t start_ns, int64_t end_ns) {
@@ -222,6 +240,7 @@ Bytes Probe::drain() {
     if (poll(&awaited, 1, 0) <= 0) break;
     if (!receive_piece(unasked, steady_ns())) close();
   }
+  finish_frames(unasked, steady_ns());
   return unasked.bytes;
 }
 

@@ -67,6 +67,7 @@ class Probe {
  private:
   bool send_all(const plc_sim::Bytes& request);
   void receive_reply(const plc_sim::Bytes& request, ReplyWait wait, int64_t start_ns, ProbeReply& reply);
+  void finish_frames(ProbeReply& reply, int64_t start_ns);
   void receive_frame(ProbeReply& reply, int64_t start_ns, int64_t end_ns);
   bool receive_piece(ProbeReply& reply, int64_t start_ns);
 

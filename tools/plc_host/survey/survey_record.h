@@ -129,10 +129,11 @@ struct Variables {
   Step step;
   uint64_t declared = 0;  // findings are there once the controller was asked
   std::vector<VariableFinding> findings;
-  std::string compared_with;  // the driver's build whose values were compared; "" with the reason in not_compared
-  std::string not_compared;
-  uint64_t compared = 0;  // that the driver gave a value for
-  uint64_t misread = 0;   // of these: another value than the controller's
+  std::string compared_with;  // the driver's build whose values were compared; "" where none was called
+  std::string not_compared;   // why the comparison was not made to its end; "" where it was
+  uint64_t to_compare = 0;    // that the survey has read
+  uint64_t compared = 0;      // that the driver gave a value for
+  uint64_t misread = 0;       // of these: another value than the controller's
 };
 
 // Of all replies of the survey.

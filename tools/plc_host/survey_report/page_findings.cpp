@@ -59,7 +59,12 @@ std::string good_variables(const Variables& variables) {
 
 std::string compared_text(const Variables& variables) {
   if (!variables.compared_with.empty()) {
-    return "<p>Values were compared with what the driver gives (" + shown_html(variables.compared_with) + ").</p>\n";
+    const std::string counts = std::to_string(variables.compared) + " of " + plural(variables.to_compare, "value");
+    const bool is_whole = variables.not_compared.empty();
+    return (is_whole ? "<p>" : "<p class=\"why\">") + counts +
+           (variables.to_compare == 1 ? " that the survey read was" : " that the survey read were") +
+           " compared with what the driver gives (" + shown_html(variables.compared_with) + ")" +
+           (is_whole ? "" : "; " + shown_html(variables.not_compared)) + ".</p>\n";
   }
   const std::string why = variables.not_compared.empty() ? "" : ": " + shown_html(variables.not_compared);
   return "<p class=\"why\">Values were not compared with what the driver gives" + why + ".</p>\n";
@@ -169,6 +174,7 @@ std::string heads_html(const SurveyRecord& record) {
   if (heads.replies == 0) return step_section("Heads of replies", heads.step, "<p class=\"why\">No reply came.</p>\n");
   std::string html = "<p>" + std::to_string(heads.replies) + (heads.replies == 1 ? " reply" : " replies");
   if (heads.replies_unanswered > 0) html += "; " + plural(heads.replies_unanswered, "request") + " had none";
+  html += strays_text(heads);
   if (heads.bytes_unasked > 0) html += "; " + plural(heads.bytes_unasked, "byte") + " came that nobody asked for";
   html += ".</p>\n" + fields_table(heads) + values_text(heads) + statuses_table(heads) + status_frames(heads);
   return step_section("Heads of replies", heads.step, html);

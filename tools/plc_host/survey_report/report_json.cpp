@@ -111,6 +111,8 @@ Json variables_json(const Variables& variables) {
   return {{"step", step_json(variables.step)},
           {"compared_with", or_null(variables.compared_with)},
           {"not_compared", or_null(variables.not_compared)},
+          {"to_compare", if_measured(!variables.compared_with.empty(), variables.to_compare)},
+          {"compared", if_measured(!variables.compared_with.empty(), variables.compared)},
           {"findings", findings}};
 }
 

@@ -41,13 +41,26 @@ size_t count_of(const Programs& programs, ProgramFinding::State state) {
 std::string programs_sentence(const Programs& programs) {
   if (!has_figures(programs.step)) return "Its programs are not known. " + not_measured(programs.step);
   std::string text = "Its directory names " + plural(programs.directory.size(), "program");
-  const size_t missing = count_of(programs, ProgramFinding::State::kMissing);
+  const auto is_doubtful = [](const ProgramFinding& one) {
+    return one.state == ProgramFinding::State::kMissing && !one.other.empty();
+  };
+  const auto doubtful =
+      static_cast<size_t>(std::count_if(programs.findings.begin(), programs.findings.end(), is_doubtful));
+  const size_t missing = count_of(programs, ProgramFinding::State::kMissing) - doubtful;
   const size_t cut = count_of(programs, ProgramFinding::State::kCut);
   const size_t declared = programs.findings.size() - count_of(programs, ProgramFinding::State::kUndeclared);
   if (declared == 0) return text + "; the tag files name none.";
-  if (missing + cut == 0) return text + ", and has all that the tag files name.";
-  text += "; of " + std::to_string(declared) + " that the tag files name, it lacks " + std::to_string(missing);
-  return text + " and cuts the name of " + std::to_string(cut) + ".";
+  if (missing + doubtful + cut == 0) return text + ", and has all that the tag files name.";
+  std::vector<std::string> parts;
+  if (missing > 0) parts.push_back("it lacks " + std::to_string(missing));
+  if (cut > 0) parts.push_back("it cuts the name of " + std::to_string(cut));
+  if (doubtful > 0) {
+    parts.push_back("of " + std::to_string(doubtful) +
+                    " it has only the beginning of the name, which is another program or the name cut");
+  }
+  text += "; of " + std::to_string(declared) + " that the tag files name, ";
+  for (size_t i = 0; i < parts.size(); ++i) text += (i == 0 ? "" : ", ") + parts[i];
+  return text + ".";
 }
 
 size_t count_of(const Variables& variables, VariableFinding::State state) {
@@ -90,6 +103,7 @@ std::string heads_sentence(const HeadCounts& heads) {
   }
   std::string text = heads.replies == 1 ? "1 reply came" : std::to_string(heads.replies) + " replies came";
   if (heads.replies_unanswered > 0) text += ", " + plural(heads.replies_unanswered, "request") + " had none";
+  text += strays_text(heads);
   if (broken.empty()) return text + "; each has the length, sequence number, class and command of its request.";
   return text + "; not every one has the right " + some_names(broken) + ".";
 }
@@ -152,6 +166,17 @@ std::string verdict_words(Verdict::Usable usable) {
 }
 
 }  // namespace
+
+std::string strays_text(const HeadCounts& heads) {
+  std::string text;
+  const auto add = [&text](uint64_t count, const char* one, const char* several) {
+    if (count == 0) return;
+    text += "; " + std::to_string(count) + (count == 1 ? one : several);
+  };
+  add(heads.foreign, " reply was none of ours and was dropped", " replies were none of ours and were dropped");
+  add(heads.unfinished, " reply did not come to its end", " replies did not come to their end");
+  return text;
+}
 
 bool has_figures(const Step& step) { return step.state != Step::State::kNotDone; }
 

@@ -39,6 +39,31 @@ TEST_F(SurveyFindingsTest, MissingProgram_IsSaidWithTheCodeForFindings) {
   EXPECT_EQ(Json::parse(json.out).at("missing_programs"), Json{"Packing"});
 }
 
+TEST_F(SurveyFindingsTest, Command_IsWhatWasGivenSoThatItCanBeRepeated) {
+  write_file("my machine.csv", "Speed,INT,,,,,,0,1,0,0,,DM\n");
+  const Outcome outcome =
+      run({"survey", "--sim", path("my machine.csv"), "--simulator", PLC_HOST_SIMULATOR, "--sim-arg=--sentinel",
+           "--output", path("found"), "--timeout", "3", "--rate", "900", "--write", "Speed", "--gentle"});
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  const std::string command = report().at("command");
+  EXPECT_THAT(command, StartsWith("plc-host survey --sim '" + path("my machine.csv") +
+                                  "' --simulator " PLC_HOST_SIMULATOR " --sim-arg=--sentinel --output " +
+                                  path("found") + " --rate 900 --timeout 3"));
+  EXPECT_THAT(command, EndsWith(" --write Speed --gentle"));
+}
+
+TEST_F(SurveyFindingsTest, CommandWithoutOptions_ShowsNone) {
+  write_file("machine.csv", "Speed,INT,,,,,,0,1,0,0,,DM\n");
+  const auto simulator = start_simulator();
+  survey("Speed,INT,,,,,,0,1,0,0,,DM\n");
+  end(*simulator);
+  const std::string command = report().at("command");
+  EXPECT_THAT(command, StartsWith("plc-host survey --address 127.0.0.1:" + port_ + " --tags " + path("tags.csv") +
+                                  " --output " + path("found") + " --rate 1000"));
+  EXPECT_THAT(command, Not(HasSubstr("--timeout")));
+  EXPECT_THAT(command, Not(HasSubstr("--period")));
+}
+
 // A directory that has another program whose name is the beginning has cut nothing.
 TEST_F(SurveyFindingsTest, ProgramWhoseNameBeginsWithAnother_IsMissingAndTeachesNoLength) {
   write_file("machine.csv", kOfMain);

@@ -1,5 +1,7 @@
 // Replies that answer none of the requests, or that do not come to their end: what a survey says of a few of them, and
 // that none is taken for a value, least of all for one that is written back.
+#include <algorithm>
+
 #include "tests/tools/plc_host/survey/survey_fixture.h"
 
 namespace {
@@ -12,12 +14,16 @@ constexpr char kOtherReplies[] = "Every other reply keeps the rules of the guard
 class SurveyStraysTest : public SurveyTest {
  protected:
   // Of a controller that has one variable and this fault.
-  Outcome survey_with(const std::string& fault, const std::vector<std::string>& more = {}) {
+  Outcome survey_with(const std::string& fault, const std::vector<std::string>& more = {},
+                      const std::string& profile = "") {
     write_file("machine.csv", kSpeedAlone);
-    const auto simulator =
-        start_simulator({"--sentinel", "--fault", fault, "--report", path("sim.json"), "--pcap", path("sim.pcap")});
-    std::vector<std::string> options = {"--rate", "1000", "--gentle", "--timeout", "1", "--replace"};
+    write_file("imitated.toml", profile);
+    const auto simulator = start_simulator({"--sentinel", "--profile", path("imitated.toml"), "--fault", fault,
+                                            "--report", path("sim.json"), "--pcap", path("sim.pcap")});
+    std::vector<std::string> options = {"--gentle", "--timeout", "1", "--replace"};
     options.insert(options.end(), more.begin(), more.end());
+    const bool has_rate = std::find(more.begin(), more.end(), "--rate") != more.end();
+    if (!has_rate) options.insert(options.end(), {"--rate", "1000"});
     const Outcome outcome = run(words(options));
     value_ = values()["Speed"];
     end(*simulator);
@@ -43,6 +49,20 @@ TEST_F(SurveyStraysTest, OneForeignReply_IsDroppedAndToldAndTheOwnOneTaken) {
     EXPECT_EQ(heads_of("unanswered"), 0U) << fault;
     EXPECT_EQ(heads_of("bytes_unasked"), 0U) << fault;
     EXPECT_EQ(report().at("heads").at("fields").at("sequence").at("right"), heads_of("replies")) << fault;
+  }
+}
+
+// The copy comes behind the reply, before the next request or inside the reply to that, as the rate has it.
+TEST_F(SurveyStraysTest, CopyOfAReplyInTwoSegments_IsOneForeignReply) {
+  for (const char* rate : {"1000", "250", "100"}) {
+    const Outcome outcome =
+        survey_with("duplicate on=read after=3", {"--rate", rate}, "[replies]\npiece_bytes = 12\npiece_gap_ms = 3\n");
+    EXPECT_EQ(outcome.code, 0) << rate << outcome.out;
+    EXPECT_EQ(because(), one_foreign()) << rate;
+    EXPECT_EQ(heads_of("foreign"), 1U) << rate;
+    EXPECT_EQ(heads_of("bytes_unasked"), 0U) << rate;
+    EXPECT_EQ(heads_of("unanswered"), 0U) << rate;
+    EXPECT_EQ(report().at("heads").at("values").at("longer"), 0) << rate;
   }
 }
 

@@ -102,6 +102,41 @@ TEST(SurveyPage, NothingMeasured_IsNoZero) {
   EXPECT_THAT(page, Not(HasSubstr("0 replies")));
 }
 
+TEST(SurveyPage, ComparisonThatEndedEarly_SaysHowFarItCame) {
+  SurveyRecord record = survey_test::full_record();
+  record.variables.compared_with = "1.1.0 guarded";
+  record.variables.to_compare = 45;
+  record.variables.compared = 45;
+  EXPECT_THAT(report_page(record),
+              HasSubstr("<p>45 of 45 values that the survey read were compared with what the driver gives (1.1.0 "
+                        "guarded).</p>"));
+  record.variables.compared = 12;
+  record.variables.not_compared = "not all of them were read by the driver: interrupted";
+  EXPECT_THAT(report_page(record),
+              HasSubstr("<p class=\"why\">12 of 45 values that the survey read were compared with what the driver "
+                        "gives (1.1.0 guarded); not all of them were read by the driver: interrupted.</p>"));
+}
+
+TEST(SurveyPage, RepliesThatAreNone_AreCountedInBothParts) {
+  SurveyRecord record = survey_test::full_record();
+  record.heads.foreign = 2;
+  record.heads.unfinished = 1;
+  const std::string strays = "; 2 replies were none of ours and were dropped; 1 reply did not come to its end";
+  EXPECT_EQ(times_in(report_page(record), strays), 2U);
+  record.heads.foreign = 1;
+  record.heads.unfinished = 0;
+  EXPECT_EQ(times_in(report_page(record), "; 1 reply was none of ours and was dropped"), 2U);
+  EXPECT_THAT(report_page(record), Not(HasSubstr("come to its end")));
+}
+
+TEST(SurveyPage, ProgramOfWhichThereIsABeginning_IsNotSaidToBeMissing) {
+  SurveyRecord record = survey_test::full_record();
+  EXPECT_THAT(report_page(record), HasSubstr("; of 4 that the tag files name, it lacks 1, it cuts the name of 1."));
+  record.programs.findings = {{"Main2", 0, ProgramFinding::State::kMissing, "Main"}};
+  EXPECT_THAT(report_page(record), HasSubstr("; of 1 that the tag files name, of 1 it has only the beginning of the "
+                                             "name, which is another program or the name cut."));
+}
+
 TEST(SurveyPage, MarkupFromOutside_IsText) {
   const std::string page = report_page(survey_test::hostile_record());
   EXPECT_THAT(page, Not(HasSubstr("<script")));
