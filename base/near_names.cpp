@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <utility>
 
+#include "base/text.h"
+
 namespace plc_base {
 namespace {
 

@@ -15,6 +15,7 @@
 #include "base/shown_text.h"
 #include "base/text.h"
 #include "client/values/time_text.h"
+#include "client/values/utf8_text.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/colors.h"
