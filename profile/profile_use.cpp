@@ -17,12 +17,13 @@ uint32_t names_at_a_time(const Profile& profile) {
 
 namespace {
 
-// Records for all names, those of refused ones zero: only the status tells them, and only to a guarded build that looks
-// at it.
+// The contract build looks at no refusal. Where one has records for all names, those of refused ones zero, only the
+// status tells them, and only to a guarded build that looks at it.
 bool tells_refusals(const Profile& profile, bool is_guarded) {
+  if (!is_guarded) return false;
   if (profile.shape != Profile::Shape::kFull) return true;
   const bool looks_at_status =
-      is_guarded && (profile.guarded == Profile::Guarded::kUsable || profile.guarded == Profile::Guarded::kUnknown);
+      profile.guarded == Profile::Guarded::kUsable || profile.guarded == Profile::Guarded::kUnknown;
   return looks_at_status && profile.refusal_status.value_or(0) != profile.status_done.value_or(0);
 }
 
@@ -74,12 +75,11 @@ std::string pieces_word(const Profile& profile) {
 
 // Of what the driver that is taken shows as values.
 std::string refused_word(const Profile& profile, bool is_guarded) {
-  if (tells_refusals(profile, is_guarded)) return {};
-  const std::string count = std::to_string(profile.refused.size());
+  const size_t count = absent_names(profile, is_guarded).size();
+  if (count == 0) return {};
   return ". A variable that the controller does not have looks like one with the value 0 here: " +
-         (profile.refused.empty()       ? "[[refused]] names none"
-          : profile.refused.size() == 1 ? "the one of [[refused]] is not asked for"
-                                        : "the " + count + " of [[refused]] are not asked for") +
+         (count == 1 ? std::string("the one of [[refused]] is not asked for")
+                     : "the " + std::to_string(count) + " of [[refused]] are not asked for") +
          ". Survey again when the controller or a tag file has changed";
 }
 
