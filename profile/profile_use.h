@@ -14,8 +14,7 @@ namespace plc_profile {
 uint32_t names_at_a_time(const Profile& profile);
 
 // The variables that must not be asked for: the controller does not have them, and the driver that is loaded takes what
-// it answers for a value. Of the others nobody knows. Names with
-// their programs.
+// it answers for a value. Of the others nobody knows. Names with their programs.
 std::vector<std::pair<std::string, std::string>> absent_names(const Profile& profile, bool is_guarded);
 
 // How the guarded driver has to be built to be usable, "PLC_GUARD_STATUS=OFF"; "" where the usual one is, where none
