@@ -197,52 +197,57 @@ std::optional<bool> DriverSession::has_program(const ProgramProbe& probe, size_t
   return answer;
 }
 
+void DriverSession::find_beginnings(const ProgramProbe& probe, std::string_view name, ProgramAnswer& answer) {
+  for (size_t length = name.size(); length-- > 0 && !answer.is_of_two;) {
+    const std::optional<bool> is_there = has_program(probe, length, answer.no_connection);
+    if (!is_there) return;
+    if (!*is_there) continue;
+    answer.is_of_two = answer.match == ProgramMatch::kBeginning;
+    if (!answer.is_of_two) answer.bytes = length;
+    answer.match = ProgramMatch::kBeginning;
+  }
+}
+
 ProgramAnswer DriverSession::find_program(std::string_view name) {
   if (const auto known = found_.find(name); known != found_.end()) return known->second;
   const ProgramProbe* probe = probe_for(name);
   if (probe == nullptr) return {};
   ProgramAnswer answer;
-  std::optional<bool> is_there = has_program(*probe, name.size(), answer.no_connection);
-  if (answer.no_connection) return answer;
+  const std::optional<bool> is_there = has_program(*probe, name.size(), answer.no_connection);
   if (is_there) answer.match = *is_there ? ProgramMatch::kWhole : ProgramMatch::kNone;
-  answer.bytes = name.size();
-  while (answer.bytes > 0 && is_there == false) {
-    is_there = has_program(*probe, --answer.bytes, answer.no_connection);
-    if (is_there == true) answer.match = ProgramMatch::kBeginning;
-  }
-  if (answer.match == ProgramMatch::kNone) answer.bytes = 0;
+  if (is_there == true) answer.bytes = name.size();
+  if (is_there == false) find_beginnings(*probe, name, answer);
   if (!answer.no_connection) found_.emplace(std::string(name), answer);
   return answer;
 }
 
-bool DriverSession::is_cut_name(std::string_view name, size_t bytes, std::optional<CallResult>& failed) {
-  if (is_another_name(names_, name, bytes)) return false;
-  const std::string_view beginning = name.substr(0, bytes);
-  const size_t units = directory_units(beginning);
-  bool is_likely = is_likely_cut(names_, units);
+std::optional<bool> DriverSession::has_longer_name(size_t units, std::optional<CallResult>& failed) {
   for (const std::string& declared : longer_names(names_, units)) {
     const ProgramAnswer other = find_program(declared);
     failed = other.no_connection;
-    if (failed) return false;
-    if (other.match != ProgramMatch::kWhole && other.match != ProgramMatch::kBeginning) continue;
-    const std::string_view found = std::string_view(declared).substr(0, other.bytes);
-    const size_t other_units = directory_units(found);
-    if (other_units > units) return false;
-    is_likely = is_likely || (other_units == units && found != beginning);
+    if (failed) return std::nullopt;
+    if (directory_units(std::string_view(declared).substr(0, other.bytes)) > units) return true;
   }
-  return is_likely;
+  return false;
+}
+
+void DriverSession::judge_beginning(std::string_view name, ProgramAnswer& answer) {
+  answer.match = ProgramMatch::kNone;
+  answer.is_declared = is_beginning_declared(names_, name, answer.bytes);
+  if (!is_likely_cut(names_, name, answer.bytes)) return;
+  const std::optional<bool> has_longer =
+      has_longer_name(directory_units(name.substr(0, answer.bytes)), answer.no_connection);
+  if (!has_longer || *has_longer) return;
+  answer.rivals = rivals(names_, name, answer.bytes);
+  if (answer.rivals.empty() && !answer.is_of_two) answer.match = ProgramMatch::kBeginning;
 }
 
 ProgramAnswer DriverSession::ask_for_program(std::string_view name) {
   if (!asks_for_programs_ || !library_.is_guarded || library_.load_tags == nullptr) return {};
   if (const auto known = programs_.find(name); known != programs_.end()) return known->second;
   ProgramAnswer answer = find_program(name);
-  if (answer.no_connection) return answer;
-  if (answer.match == ProgramMatch::kBeginning) {
-    if (!is_cut_name(name, answer.bytes, answer.no_connection)) answer.match = ProgramMatch::kNone;
-    if (answer.no_connection) return answer;
-  }
-  programs_.emplace(std::string(name), answer);
+  if (answer.match == ProgramMatch::kBeginning) judge_beginning(name, answer);
+  if (!answer.no_connection) programs_.emplace(std::string(name), answer);
   return answer;
 }
 

@@ -98,6 +98,9 @@ struct ProgramAnswer {
   std::optional<ProgramMatch> match;        // nothing where it cannot be known, as with the contract build
   std::optional<CallResult> no_connection;  // without which nothing is known
   size_t bytes = 0;                         // of the name that the directory has, the program's or another one's
+  bool is_of_two = false;                // shorter beginnings are in the directory too: the driver takes none of them
+  bool is_declared = false;              // the tag files have variables of the program of this beginning itself
+  std::vector<std::string> rivals = {};  // programs of the tag files that it could be left of as well
 };
 
 class DriverSession {
@@ -158,10 +161,13 @@ class DriverSession {
   void count_call(uint32_t code, std::chrono::nanoseconds took);
   // As the driver takes it: each beginning is a name cut short.
   ProgramAnswer find_program(std::string_view name);
-  // Whether the directory's name of so many bytes is what it has left of this one: no name in it is longer, and names
-  // are likely to be cut there or another one is, at the same length. False without a connection too: failed has the
-  // call then.
-  bool is_cut_name(std::string_view name, size_t bytes, std::optional<CallResult>& failed);
+  // The beginnings of the name that the directory has.
+  void find_beginnings(const ProgramProbe& probe, std::string_view name, ProgramAnswer& answer);
+  // Leaves the beginning a match where it is likely what the directory has left of the name, and of no other one.
+  void judge_beginning(std::string_view name, ProgramAnswer& answer);
+  // Whether the directory has a declared name, or a beginning of it, of more units. Nothing without a connection:
+  // failed has the call then.
+  std::optional<bool> has_longer_name(size_t units, std::optional<CallResult>& failed);
 
   const DriverLibrary& library_;
   LineSource take_lines_;

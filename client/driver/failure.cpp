@@ -19,6 +19,7 @@ constexpr char kOthersAdvice[] =
     "numbers: then the guarded build reads nothing here, and plc-host survey tells whether the contract build does. Or "
     "they are late: raise the reply time-out (plc-host: --timeout).";
 constexpr char kRefusedWrite[] = "refused the write";
+constexpr char kUnclearProgram[] = "guard: program of the variable is ambiguous";
 
 // The line nearest to the cause.
 std::optional<LineMeaning> nearest_meaning(const std::vector<std::string>& lines) {
@@ -63,6 +64,12 @@ bool speaks_of_the_controller(Quality quality) {
          quality == Quality::kForeign;
 }
 
+// One of them, and how many more there are.
+std::string rivals_text(const std::vector<std::string>& rivals) {
+  const std::string first = quote_text(rivals.front());
+  return rivals.size() == 1 ? first : first + " or " + std::to_string(rivals.size() - 1) + " more";
+}
+
 // In place of "that port", else before all.
 void name_controller(const Target& target, std::string& reason) {
   for (const std::string_view place : {"that port", "that address"}) {
@@ -84,6 +91,9 @@ Failure explain_failure(const CallResult& call, const Target& target) {
   failure.advice = meaning.advice;
   failure.code = call.code;
   failure.connection_lost = call.connection_lost;
+  failure.is_unclear = std::any_of(call.lines.begin(), call.lines.end(), [](const std::string& line) {
+    return line.find(kUnclearProgram) != std::string::npos;
+  });
   failure.is_silence = failure.quality == Quality::kNoAnswer || failure.quality == Quality::kNoConnection;
   if (meaning.meaning.empty()) {
     failure.reason = code_text(call.code);
@@ -149,22 +159,28 @@ Failure nothing_stored() {
   return failure;
 }
 
-Failure missing_program(const TagEntry& entry, size_t first_bytes) {
+Failure missing_program(const TagEntry& entry, const ProgramAnswer& answer) {
   Failure failure;
   failure.quality = Quality::kFailed;
-  failure.reason = "the controller has no program " + quote_text(entry.scope_name) +
-                   ": what answers may be another program's variable";
-  failure.advice = kProgramAdvice;
-  if (first_bytes > 0) {
-    const std::string beginning = quote_text(std::string_view(entry.scope_name).substr(0, first_bytes));
-    failure.advice =
-        lacks_blanks_only(entry.scope_name, first_bytes)
-            ? "Remove the blanks at the end of column 12 of its line: the controller has " + beginning + "."
-            : "The controller has " + beginning +
-                  ". If that is this program, its name cut short, write it so in column 12; else correct "
-                  "column 12.";
-  }
   failure.lacks_program = true;
+  const std::string program = quote_text(entry.scope_name);
+  const std::string beginning = quote_text(std::string_view(entry.scope_name).substr(0, answer.bytes));
+  if (!answer.rivals.empty()) {
+    failure.reason = "the controller's program " + beginning + " may be " + program + " or " +
+                     rivals_text(answer.rivals) + ", each cut short: nobody knows which";
+    failure.advice = "Write " + beginning + " in column 12 of the lines of the one that it is.";
+    return failure;
+  }
+  failure.reason = "the controller has no program " + program + ": what answers may be another program's variable";
+  failure.advice = kProgramAdvice;
+  if (answer.bytes == 0) return failure;
+  if (lacks_blanks_only(entry.scope_name, answer.bytes)) {
+    failure.advice = "Remove the blanks at the end of column 12 of its line: the controller has " + beginning + ".";
+  } else if (!answer.is_declared) {
+    failure.advice = "The controller has " + beginning +
+                     ". If that is this program, its name cut short, write it so in column 12; else correct "
+                     "column 12.";
+  }
   return failure;
 }
 

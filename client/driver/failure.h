@@ -32,8 +32,8 @@ Failure nothing_stored();
 inline constexpr char kProgramAdvice[] =
     "Correct column 12 of its line: plc-host check FILE --live names similar programs.";
 
-// A local variable of a program that the controller does not have. It has one whose name is the first bytes of this.
-Failure missing_program(const TagEntry& entry, size_t first_bytes = 0);
+// A local variable of a program that the controller does not have; answer: what its directory has of the name.
+Failure missing_program(const TagEntry& entry, const ProgramAnswer& answer = {});
 
 // What neither tag file nor driver can ask for.
 Failure impossible(const std::string& reason);

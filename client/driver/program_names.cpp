@@ -2,6 +2,7 @@
 #include "client/driver/program_names.h"
 
 #include <algorithm>
+#include <set>
 
 #include "base/utf8.h"
 
@@ -29,18 +30,25 @@ bool lacks_blanks_only(std::string_view name, size_t bytes) {
   return bytes < name.size() && plc_base::without_blanks(name.substr(bytes)).empty();
 }
 
-bool is_another_name(const ProgramNames& names, std::string_view name, size_t bytes) {
-  const std::string_view beginning = name.substr(0, bytes);
-  if (beginning.empty() || lacks_blanks_only(name, bytes)) return true;
-  const size_t units = directory_units(beginning);
-  if (names.cut_units && *names.cut_units != units) return true;
-  if (names.longest_units && *names.longest_units > units) return true;
-  return std::find(names.declared.begin(), names.declared.end(), beginning) != names.declared.end();
+bool is_beginning_declared(const ProgramNames& names, std::string_view name, size_t bytes) {
+  return std::find(names.declared.begin(), names.declared.end(), name.substr(0, bytes)) != names.declared.end();
 }
 
-bool is_likely_cut(const ProgramNames& names, size_t units) {
+bool is_likely_cut(const ProgramNames& names, std::string_view name, size_t bytes) {
   constexpr size_t kLikelyLimitUnits = 16;
-  return names.cut_units == units || units >= kLikelyLimitUnits;
+  if (bytes == 0 || lacks_blanks_only(name, bytes) || is_beginning_declared(names, name, bytes)) return false;
+  const size_t units = directory_units(name.substr(0, bytes));
+  if (names.longest_units && *names.longest_units > units) return false;
+  return names.cut_units ? *names.cut_units == units : units >= kLikelyLimitUnits;
+}
+
+std::vector<std::string> rivals(const ProgramNames& names, std::string_view name, size_t bytes) {
+  const std::string_view beginning = name.substr(0, bytes);
+  std::set<std::string> others;
+  for (const std::string& other : names.declared) {
+    if (other != name && other.compare(0, beginning.size(), beginning) == 0) others.insert(other);
+  }
+  return {others.begin(), others.end()};
 }
 
 std::vector<std::string> longer_names(const ProgramNames& names, size_t units) {

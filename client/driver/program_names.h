@@ -22,13 +22,16 @@ size_t directory_units(std::string_view name);
 // Whether the name has nothing but blanks behind its first bytes.
 bool lacks_blanks_only(std::string_view name, size_t bytes);
 
-// Whether the directory's name of so many bytes, with which the name begins, cannot be all that is left of it: a
-// program of this very name is declared, only blanks are missing, or names are cut elsewhere.
-bool is_another_name(const ProgramNames& names, std::string_view name, size_t bytes);
+// Whether a program of the name of so many bytes, with which the name begins, is declared itself.
+bool is_beginning_declared(const ProgramNames& names, std::string_view name, size_t bytes);
 
-// Whether names of so many units are likely to be cut there: a profile says so, or hardly any program's name is as
-// long.
-bool is_likely_cut(const ProgramNames& names, size_t units);
+// Whether the directory's name of so many bytes is likely to be all that is left of the name: a profile says that names
+// are cut there, or hardly any program's name is as long. Not where that name is declared, where only blanks are
+// missing, or where names are cut elsewhere.
+bool is_likely_cut(const ProgramNames& names, std::string_view name, size_t bytes);
+
+// The other declared names of which as much would be left.
+std::vector<std::string> rivals(const ProgramNames& names, std::string_view name, size_t bytes);
 
 // Declared names of more units, the longest first, as many as are worth asking for. Where the directory has one of
 // them, or more of its beginning, names are not cut behind so many units.

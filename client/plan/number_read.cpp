@@ -210,6 +210,7 @@ TagResult read_number(DriverSession& session, const TagList& tags, uint32_t regi
     Failure failure = explain_failure(call, session.target());
     if (tag != nullptr) tell_of_many(*tag, count, failure);
     result.reading = {failure, call.time};
+    if (tag != nullptr) result.reading = of_own_program(session, *tag, result.reading);
   } else if (tag == nullptr) {
     result.reading = {impossible("the driver read a value of a variable that its tag file does not have"), call.time};
   } else {

@@ -14,12 +14,16 @@ namespace plc_client::core {
 enum class ProgramRule { kWhole, kBeginning };
 
 inline constexpr ProgramRule kRuleOfBatches = ProgramRule::kWhole;
-inline constexpr ProgramRule kRuleOfWrites = ProgramRule::kBeginning;
-ProgramRule rule_of_single_read(const Tag& tag);
+// Writes of indexed variables would take a beginning too: what cannot be read is not written.
+ProgramRule rule_of_singles(const Tag& tag);
 
 // Why a transfer of the variable is none of it: the controller does not have its program, or cannot be asked. Nothing
 // where the variable is global, its line names no program, or the driver cannot tell.
 std::optional<Failure> program_hindrance(DriverSession& session, const Tag& tag, ProgramRule rule);
+
+// A directory may have two programs of one name, as of two that are cut short. Then the driver alone knows that it does
+// not know which of them it is.
+std::optional<Failure> unclear_program(const Tag& tag, const Reading& reading);
 
 // The reading of a variable that was read singly, or why it is none of this variable. A refusal too: another program
 // was asked.

@@ -163,12 +163,15 @@ void PlanRun::run_step(ReadStep& step) {
   }
   const bool is_answered = make_call(step, failure, time);
   if (is_answered) exchanges_ += step.exchanges;
-  if (is_answered || (failure.quality == Quality::kRefused && session_.is_connected())) {
+  const bool may_be_of_another = failure.quality == Quality::kRefused || failure.is_unclear;
+  if (is_answered || (may_be_of_another && session_.is_connected())) {
     // The variables of a batch are all of one scope.
     const size_t first = step.is_batch() ? step.slots.front().reference : step.variable;
     const Tag& tag = *plan_.variables[first].reference.tag;
-    const ProgramRule rule = step.is_batch() ? kRuleOfBatches : rule_of_single_read(tag);
-    if (const std::optional<Failure> hindrance = program_hindrance(session_, tag, rule)) {
+    const ProgramRule rule = step.is_batch() ? kRuleOfBatches : rule_of_singles(tag);
+    std::optional<Failure> hindrance = program_hindrance(session_, tag, rule);
+    if (!hindrance && failure.is_unclear) hindrance = missing_program(tag.entry);
+    if (hindrance) {
       // Single reads may reach what the batch does not.
       return fail_step(step, *hindrance, time, !program_hindrance(session_, tag, ProgramRule::kBeginning));
     }

@@ -227,14 +227,17 @@ PreparedWrite prepare_write(const TagReference& reference, std::string_view valu
 
 TagResult write_tag(DriverSession& session, const PreparedWrite& write) {
   TagResult result = unread(write.reference);
-  if (std::optional<Failure> hindrance = program_hindrance(session, *write.reference.tag, kRuleOfWrites)) {
-    if (hindrance->lacks_program) hindrance->reason += "; nothing was written";
-    if (hindrance->is_interrupted) hindrance = not_written(kInterruptedWord);
-    result.reading = {*hindrance, std::chrono::system_clock::now()};
-    return result;
+  const Tag& tag = *write.reference.tag;
+  std::optional<Failure> hindrance = program_hindrance(session, tag, rule_of_singles(tag));
+  if (!hindrance) {
+    const bool is_text = value_kind(tag.entry) == ValueKind::kText;
+    result.reading = is_text ? write_string(session, write) : write_elements(session, write);
+    hindrance = unclear_program(tag, result.reading);
+    if (!hindrance) return result;
   }
-  const bool is_text = value_kind(write.reference.tag->entry) == ValueKind::kText;
-  result.reading = is_text ? write_string(session, write) : write_elements(session, write);
+  if (hindrance->lacks_program) hindrance->reason += "; nothing was written";
+  if (hindrance->is_interrupted) hindrance = not_written(kInterruptedWord);
+  result.reading = {*hindrance, std::chrono::system_clock::now()};
   return result;
 }
 

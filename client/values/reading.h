@@ -39,6 +39,7 @@ struct Failure {
   bool is_silence = false;       // whatever is asked next would wait in vain too
   bool has_begun = false;        // of a write: a part of it may have been written before
   bool lacks_program = false;    // the controller has no program of the variable's scope
+  bool is_unclear = false;       // whose variable it is: two names in the directory are the beginning of its program's
   bool is_interrupted = false;   // by a stop signal during the call
 };
 

@@ -18,38 +18,42 @@ TEST(ProgramNames, LengthsAreThoseThatTravel) {
   EXPECT_EQ(directory_units("\xF0\x9F\x98\x80"), 2U);
 }
 
-TEST(ProgramNames, BeginningThatNothingSpeaksAgainst_CanBeACutName) {
-  EXPECT_FALSE(is_another_name({}, "Main2", 4));
-  EXPECT_FALSE(is_another_name({{"Main2", "Mai"}, 4, 4}, "Main2", 4));
-}
-
 TEST(ProgramNames, CutIsLikelyWhereAProfileSaysSoAndBehindLongNames) {
-  EXPECT_FALSE(is_likely_cut({}, 15));
-  EXPECT_TRUE(is_likely_cut({}, 16));
-  EXPECT_TRUE(is_likely_cut({{}, 4, {}}, 4));
-  EXPECT_FALSE(is_likely_cut({{}, 5, {}}, 4));
+  EXPECT_FALSE(is_likely_cut({}, "PackagingLineNorth", 15));
+  EXPECT_TRUE(is_likely_cut({}, "PackagingLineNorth", 16));
+  EXPECT_TRUE(is_likely_cut({{"Main2", "Mai"}, 4, 4}, "Main2", 4));
 }
 
-TEST(ProgramNames, BeginningThatIsDeclaredItself_IsAnother) {
-  EXPECT_TRUE(is_another_name({{"Main", "Main2"}, {}, {}}, "Main2", 4));
+TEST(ProgramNames, BeginningThatIsDeclaredItself_IsNotCut) {
+  const ProgramNames names{{"Main", "Main2"}, 4, {}};
+  EXPECT_TRUE(is_beginning_declared(names, "Main2", 4));
+  EXPECT_FALSE(is_beginning_declared(names, "Main2", 3));
+  EXPECT_FALSE(is_likely_cut(names, "Main2", 4));
 }
 
-TEST(ProgramNames, BeginningThatIsCutElsewhere_IsAnother) {
-  EXPECT_TRUE(is_another_name({{}, 20, {}}, "Main2", 4));
-  EXPECT_TRUE(is_another_name({{}, 3, {}}, "Main2", 4));
-  EXPECT_FALSE(is_another_name({{}, 6, {}}, "Füllen2", 7)) << "by characters, not by bytes";
+TEST(ProgramNames, BeginningThatIsCutElsewhere_IsNotCut) {
+  EXPECT_FALSE(is_likely_cut({{}, 20, {}}, "PackagingLineNorth", 16));
+  EXPECT_FALSE(is_likely_cut({{}, 3, {}}, "Main2", 4));
+  EXPECT_TRUE(is_likely_cut({{}, 6, {}}, "Füllen2", 7)) << "by characters, not by bytes";
 }
 
-TEST(ProgramNames, BeginningShorterThanANameOfTheDirectory_IsAnother) {
-  EXPECT_TRUE(is_another_name({{}, {}, 5}, "Main2", 4));
+TEST(ProgramNames, BeginningShorterThanANameOfTheDirectory_IsNotCut) {
+  EXPECT_FALSE(is_likely_cut({{}, 4, 5}, "Main2", 4));
+  EXPECT_FALSE(is_likely_cut({{}, {}, 17}, "PackagingLineNorth", 16));
 }
 
-TEST(ProgramNames, NothingOrAllButBlanks_IsAnother) {
-  EXPECT_TRUE(is_another_name({}, "Main2", 0));
-  EXPECT_TRUE(is_another_name({}, "Filling ", 7));
-  EXPECT_TRUE(is_another_name({}, "Filling\xC2\xA0 ", 7));
-  EXPECT_FALSE(is_another_name({}, "Filling 2", 7));
+TEST(ProgramNames, NothingOrAllButBlanks_IsNotCut) {
+  EXPECT_FALSE(is_likely_cut({{}, 0, {}}, "Main2", 0));
+  EXPECT_FALSE(is_likely_cut({{}, 7, {}}, "Filling ", 7));
+  EXPECT_FALSE(is_likely_cut({{}, 7, {}}, "Filling\xC2\xA0 ", 7));
+  EXPECT_TRUE(is_likely_cut({{}, 7, {}}, "Filling 2", 7));
   EXPECT_FALSE(lacks_blanks_only("Filling", 7));
+}
+
+TEST(ProgramNames, Rivals_AreOtherDeclaredNamesWithTheSameBeginningOnce) {
+  const ProgramNames names{{"Main3", "Main2", "Mai", "Main3", "Main22", "Pump2"}, {}, {}};
+  EXPECT_EQ(rivals(names, "Main2", 4), (std::vector<std::string>{"Main22", "Main3"}));
+  EXPECT_EQ(rivals(names, "Pump2", 4), std::vector<std::string>());
 }
 
 TEST(ProgramNames, LongerOnes_AreTheLongestFirstAndNotTooMany) {

@@ -8,6 +8,8 @@ constexpr char kUsualAdvice[] =
     "The controller has \"Main\". If that is this program, its name cut short, write it so in column 12; else correct "
     "column 12.";
 
+constexpr char kOtherAdvice[] = "Correct column 12 of its line: plc-host check FILE --live names similar programs.";
+
 std::string missing_words(const std::string& program) {
   return "the controller has no program \"" + program + "\": what answers may be another program's variable";
 }
@@ -29,18 +31,23 @@ class CutProgramsTest : public ControllerTest {
   }
   // Neither read, alone or among others, nor written.
   void expect_another(Controller& controller, const std::string& program, const std::string& advice = kUsualAdvice) {
+    expect_failed(controller, program + "/Step", missing_words(program), advice);
+  }
+  void expect_failed(Controller& controller, const std::string& name, const std::string& words,
+                     const std::string& advice) {
     const Memory before = memory();
-    const std::string name = program + "/Step";
-    const WriteResult written = controller.write(name, 9, Verify::kReadBack);
-    EXPECT_EQ(written.outcome, Outcome::kNotDone) << name;
-    EXPECT_EQ(written.error.text, missing_words(program) + "; nothing was written");
-    EXPECT_EQ(written.error.advice, advice);
+    for (const Verify verify : {Verify::kNone, Verify::kReadBack}) {
+      const WriteResult written = controller.write(name, 9, verify);
+      EXPECT_EQ(written.outcome, Outcome::kNotDone) << name;
+      EXPECT_EQ(written.error.text, words + "; nothing was written");
+      EXPECT_EQ(written.error.advice, advice);
+    }
     EXPECT_TRUE(memory() == before) << name;
     Plan plan = controller.plan({name, name});
     for (const Reading& reading : {controller.read(name), controller.read(plan).at(1)}) {
       EXPECT_FALSE(reading.value.has_value()) << name;
       EXPECT_EQ(reading.error.reason, Reason::kFailed) << name;
-      EXPECT_EQ(reading.error.text, missing_words(program));
+      EXPECT_EQ(reading.error.text, words);
       EXPECT_EQ(reading.error.advice, advice);
     }
   }
@@ -48,7 +55,7 @@ class CutProgramsTest : public ControllerTest {
 
 TEST_F(CutProgramsTest, BeginningThatTheTagFileDeclaresToo_IsAnotherProgram) {
   Controller controller(with_programs({"Main2", "Main"}));
-  expect_another(controller, "Main2");
+  expect_another(controller, "Main2", kOtherAdvice);
   EXPECT_EQ(controller.read("Main/Step").value.as<int>(), 7);
   EXPECT_TRUE(controller.write("Main/Step", 8, Verify::kReadBack).verified);
 }
@@ -75,13 +82,73 @@ TEST_F(CutProgramsTest, BeginningsOfOneName_AreAnotherProgram) {
   expect_another(controller, "Main3");
 }
 
-TEST_F(CutProgramsTest, TwoNamesCutAtOneLength_AreTaken) {
-  start(tag_line("Step", "INT", "", "", "Main") + "Step,INT,,,,,,0,0,0,2,Fill\n");
-  sim_->tell("set Main/Step 7");
-  sim_->tell("set Fill/Step 8");
-  Controller controller(with_programs({"Mainly", "Filling"}));
-  EXPECT_EQ(controller.read("Mainly/Step").value.as<int>(), 7);
-  EXPECT_EQ(controller.read("Filling/Step").value.as<int>(), 8);
+// Each of the two would be proof of the other one.
+TEST_F(CutProgramsTest, TwoShortBeginningsOfOneLength_AreOtherPrograms) {
+  start(tag_line("Step", "INT", "", "", "Main") + "Step,INT,,,,,,0,0,0,2,Pump\n");
+  Controller controller(with_programs({"Main2", "Pump2"}));
+  expect_another(controller, "Main2");
+  expect_another(controller, "Pump2",
+                 "The controller has \"Pump\". If that is this program, its name cut short, write it so in column 12; "
+                 "else correct column 12.");
+}
+
+TEST_F(CutProgramsTest, ShortBeginningBesideAMissingBlank_IsAnotherProgram) {
+  start(tag_line("Step", "INT", "", "", "Main") + "Step,INT,,,,,,0,0,0,2,Pump\n");
+  Controller controller(with_programs({"Main2", "Pump "}));
+  expect_another(controller, "Main2");
+}
+
+// The directory has one name for both.
+TEST_F(CutProgramsTest, BeginningOfTwoDeclaredNames_IsNeitherOfThem) {
+  start("Step,INT,,,,,,0,0,0,1,PackagingLineNor\n");
+  const std::string north = "\"PackagingLineNorth\"";
+  const std::string norway = "\"PackagingLineNorway\"";
+  const auto words = [](const std::string& one, const std::string& other) {
+    return "the controller's program \"PackagingLineNor\" may be " + one + " or " + other +
+           ", each cut short: nobody knows which";
+  };
+  for (const char* profile : {"", "[directory]\nname_units = 16\n"}) {
+    Controller controller(with_programs({"PackagingLineNorth", "PackagingLineNorway"}, profile));
+    const std::string advice = "Write \"PackagingLineNor\" in column 12 of the lines of the one that it is.";
+    expect_failed(controller, "PackagingLineNorth/Step", words(north, norway), advice);
+    expect_failed(controller, "PackagingLineNorway/Step", words(norway, north), advice);
+  }
+  Controller alone(with_programs({"PackagingLineNorth"}));
+  EXPECT_TRUE(alone.write("PackagingLineNorth/Step", 8, Verify::kReadBack).verified);
+}
+
+// The driver takes none of two beginnings.
+TEST_F(CutProgramsTest, TwoBeginnings_AreOtherPrograms) {
+  start("Step,INT,,,,,,0,0,0,1,Main\nStep,INT,,,,,,1,0,0,2,Main2\n");
+  Controller controller(with_programs({"Main22", "Main2"}));
+  expect_another(controller, "Main22", kOtherAdvice);
+  Controller undeclared(with_programs({"Main22"}, "[directory]\nname_units = 5\n"));
+  expect_another(undeclared, "Main22",
+                 "The controller has \"Main2\". If that is this program, its name cut short, write it so in column 12; "
+                 "else correct column 12.");
+}
+
+// The directory has one name twice.
+TEST_F(CutProgramsTest, TwoProgramsOfOneCutName_AreOtherPrograms) {
+  start("Step,INT,,,,,,0,0,0,1,PackagingLineNorth\nStep,INT,,,,,,1,0,0,2,PackagingLineNorway\n",
+        {"--sentinel", "--profile", folder_.write("cut.toml", "[directory]\nname_units = 16\n")});
+  Controller controller(with_programs({"PackagingLineNorth"}));
+  expect_another(controller, "PackagingLineNorth", kOtherAdvice);
+}
+
+// The driver reads them with the number of their line.
+TEST_F(CutProgramsTest, IndexedVariablesOfACutName_AreNeitherReadNorWritten) {
+  start("Step,INT,,,,,,0,0,0,1,PackagingLineNor\n");
+  Options options = with_programs({});
+  options.tags = {folder_.write("indexed.csv",
+                                "Step,INT,,,,,,262144,0,0,1,PackagingLineNorth\n"
+                                "End,INT,,,,,,262145,0,0,1,PackagingLineNorth\n")};
+  Controller controller(options);
+  EXPECT_FALSE(controller.write("PackagingLineNorth/Step", 9).ok());
+  EXPECT_EQ(requests(), 2U) << "those of the connect";
+  expect_another(controller, "PackagingLineNorth",
+                 "The controller has \"PackagingLineNor\". If that is this program, its name cut short, write it so "
+                 "in column 12; else correct column 12.");
 }
 
 TEST_F(CutProgramsTest, BeginningOfAnotherLengthThanTheProfilesCut_IsAnotherProgram) {

@@ -17,44 +17,18 @@ bool begins_with(const std::string& text, const std::string& beginning) {
   return text.compare(0, beginning.size(), beginning) == 0;
 }
 
-// What the tag files and the directory show together of a name in the directory that is the beginning of a scope.
-class CutNames {
- public:
-  CutNames(const std::set<std::string>& scopes, const std::vector<Program>& programs)
-      : scopes_(scopes), programs_(programs) {
-    names_.declared.assign(scopes.begin(), scopes.end());
-    size_t longest = 0;
-    for (const Program& program : programs) longest = std::max(longest, directory_units(program.name));
-    names_.longest_units = longest;
-  }
-
-  // The directory has cut the scope to this name, where facts agree: it is not another program's name, and either
-  // another scope is cut at the same length or the name is long.
-  bool is_cut(const std::string& scope, const std::string& name) const {
-    if (is_another_name(names_, scope, name.size())) return false;
-    return is_likely_cut(names_, directory_units(name)) || has_other(scope, name);
-  }
-
- private:
-  bool has_other(const std::string& scope, const std::string& name) const {
-    for (const Program& program : programs_) {
-      const bool is_as_long = directory_units(program.name) == directory_units(name);
-      if (program.name == name || !is_as_long || scopes_.count(program.name) > 0) continue;
-      const auto is_beginning = [&](const std::string& other) {
-        return other != scope && begins_with(other, program.name);
-      };
-      if (std::any_of(scopes_.begin(), scopes_.end(), is_beginning)) return true;
-    }
-    return false;
-  }
-
-  const std::set<std::string>& scopes_;
-  const std::vector<Program>& programs_;
-  ProgramNames names_;
-};
+// What the tag files and the directory show together.
+ProgramNames names_of(const std::set<std::string>& scopes, const std::vector<Program>& programs) {
+  ProgramNames names;
+  names.declared.assign(scopes.begin(), scopes.end());
+  size_t longest = 0;
+  for (const Program& program : programs) longest = std::max(longest, directory_units(program.name));
+  names.longest_units = longest;
+  return names;
+}
 
 // Reads of one register take the first program whose name the scope begins with, batches the one of the same name.
-ProgramFinding finding_for(const std::string& scope, const std::vector<Program>& programs, const CutNames& cut_names) {
+ProgramFinding finding_for(const std::string& scope, const std::vector<Program>& programs, const ProgramNames& names) {
   const auto is_same = [&scope](const Program& program) { return program.name == scope; };
   const auto is_beginning = [&scope](const Program& program) { return begins_with(scope, program.name); };
   const auto same = std::find_if(programs.begin(), programs.end(), is_same);
@@ -70,7 +44,8 @@ ProgramFinding finding_for(const std::string& scope, const std::vector<Program>&
   finding.state = ProgramState::kMissing;
   if (beginning == programs.end() || beginning->name.empty()) return finding;
   finding.other = beginning->name;
-  if (!cut_names.is_cut(scope, beginning->name)) return finding;
+  const size_t bytes = beginning->name.size();
+  if (!is_likely_cut(names, scope, bytes) || !rivals(names, scope, bytes).empty()) return finding;
   finding.state = ProgramState::kCut;
   finding.number = beginning->number;
   return finding;
@@ -84,12 +59,12 @@ ScopeFindings find_scopes(const std::vector<Program>& programs, Declarations& de
   for (const Declared& variable : declared.variables) {
     if (variable.tag->entry.is_global != 1) scopes.insert(variable.tag->entry.scope_name);
   }
-  const CutNames cut_names(scopes, programs);
+  const ProgramNames names = names_of(scopes, programs);
   for (Declared& variable : declared.variables) {
     const TagEntry& entry = variable.tag->entry;
     if (entry.is_global == 1) continue;
     const auto [at, is_new] = findings.insert({entry.scope_name, {}});
-    if (is_new) at->second = finding_for(entry.scope_name, programs, cut_names);
+    if (is_new) at->second = finding_for(entry.scope_name, programs, names);
     variable.is_asked = at->second.state != ProgramState::kMissing;
     variable.program = at->second.number;
   }

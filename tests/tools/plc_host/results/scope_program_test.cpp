@@ -23,6 +23,13 @@ class ScopeTest : public ProgramTest {
     write_file("panel.csv", kScopeFile);
     simulator_ = start_simulator();
   }
+  // In place of the controller with the usual variables.
+  void start_with(const std::string& lines, const std::vector<std::string>& arguments = {}) {
+    simulator_->close_input();
+    EXPECT_EQ(simulator_->wait(), 0);
+    write_file("machine.csv", lines);
+    simulator_ = start_simulator(arguments);
+  }
   Outcome on_panel(std::vector<std::string> words) {
     words.insert(words.end(), {"--address", "127.0.0.1:" + port_, "--tags", path("panel.csv")});
     return run(words);
@@ -142,6 +149,37 @@ TEST_F(ScopeTest, BeginningOfAName_IsTakenOnlyWhereAProfileCutsNamesThere) {
                 StartsWith(std::string("MAIN2/Count  INT  ") + state + "  "))
         << key;
   }
+}
+
+// Of each the other one would be proof that names are cut at this length.
+TEST_F(ScopeTest, TwoBeginningsOfOneLength_AreNeitherReadNorWritten) {
+  start_with("Count,INT,,,,,,0,0,0,1,MAIN\nCount,INT,,,,,,1,0,0,2,SUBS\n");
+  write_file("panel.csv", "Count,INT,,,,,,0,0,0,1,MAIN2\nCount,INT,,,,,,1,0,0,1,SUBS2\n");
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"read", "--all"}, {"batch", "--all"}, {"write", "MAIN2/Count=9", "SUBS2/Count=9"}}) {
+    const Outcome outcome = on_panel(command);
+    EXPECT_EQ(outcome.code, 1);
+    EXPECT_THAT(outcome.out, HasSubstr("MAIN2/Count  INT  failed")) << command.front();
+    EXPECT_THAT(outcome.out, HasSubstr("SUBS2/Count  INT  failed")) << command.front();
+  }
+}
+
+// The driver itself takes none of two beginnings, and says so of single reads alone.
+TEST_F(ScopeTest, ProgramWithTwoBeginnings_IsMissingToAllCommands) {
+  start_with("Count,INT,,,,,,0,0,0,1,MAIN\nCount,INT,,,,,,1,0,0,2,MAIN2\n");
+  write_file("panel.csv", "Count,INT,,,,,,0,0,0,1,MAIN22\nCount,INT,,,,,,1,0,0,2,MAIN2\n");
+  const std::string words =
+      "MAIN22/Count: the controller has no program \"MAIN22\": what answers may be another "
+      "program's variable";
+  for (const char* command : {"read", "batch"}) {
+    EXPECT_EQ(on_panel({command, "MAIN22/Count"}).err, "plc-host: " + words + kTry + "\n") << command;
+  }
+  EXPECT_EQ(on_panel({"read", "--id", "0"}).err, "plc-host: MAIN22/Count #0" + words.substr(12) + kTry + "\n");
+  EXPECT_THAT(on_panel({"watch", "MAIN22/Count", "--rounds", "1", "--csv"}).out, HasSubstr(",failed,\"MAIN22/Count: "));
+  EXPECT_EQ(on_panel({"write", "MAIN22/Count=9"}).err, "plc-host: " + words + "; nothing was written" + kTry + "\n");
+  const Outcome live = run({"check", path("panel.csv"), "--live", "--address", "127.0.0.1:" + port_});
+  EXPECT_EQ(live.code, 1);
+  EXPECT_THAT(live.out, HasSubstr(":1: error: " + words + "; did you mean MAIN2 or MAIN? Try: Correct column 12"));
 }
 
 TEST_F(ScopeTest, BlankBehindTheNameOfAProgram_IsNamed) {
