@@ -37,6 +37,7 @@ constexpr const char* kWords[] = {
     "[refusal]\n",
     "[directory]\n",
     "[contract]\nproblem=",
+    "[contract]\nnames=",
     "[[refused]]\nname=\"A\"\n",
     "[[refused]]\n",
     "[refused]\n",

@@ -75,6 +75,7 @@ struct Profile {
   enum class Guarded { kUsable, kWithoutStatus, kWithoutValueEnd, kWithoutBoth, kNotUsable, kUnknown };
   Guarded guarded = Guarded::kUnknown;
   std::string contract_problem;  // why the contract build does not read this controller; "" where nobody saw that
+  std::optional<uint32_t> contract_names;  // that it may be asked for at a time: the reply is one piece
 
   // What hosts set unless they are told otherwise; absent: nothing speaks against what is usual.
   std::optional<uint32_t> recv_timeout_s;

@@ -51,6 +51,8 @@ const std::vector<KeyRow>& key_rows() {
       {"guarded", "usable", "the guarded driver here, and without which of its checks", &Profile::guarded},
 
       {"contract", "problem", "why the contract build gives wrong values here", &Profile::contract_problem},
+      {"contract", "names", "that the contract build may be asked for at a time", &Profile::contract_names, 1,
+       kMostNumber},
 
       {"settings", "timeout_s", "how long a host waits for a reply", &Profile::recv_timeout_s, 1, 86400},
       {"settings", "delay_ms", "how long a host pauses before each transfer", &Profile::delay_ms, 0, kMostDelayMs},

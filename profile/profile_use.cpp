@@ -6,10 +6,11 @@
 
 namespace plc_profile {
 
-uint32_t names_at_a_time(const Profile& profile) {
+uint32_t names_at_a_time(const Profile& profile, bool is_guarded) {
   uint32_t least = 0;
+  const std::optional<uint32_t> in_a_piece = is_guarded ? std::nullopt : profile.contract_names;
   for (const std::optional<uint32_t>& limit :
-       {profile.batch_names, profile.names_per_request, profile.values_per_request}) {
+       {profile.batch_names, profile.names_per_request, profile.values_per_request, in_a_piece}) {
     if (limit) least = least == 0 ? *limit : std::min(least, *limit);
   }
   return least;
@@ -68,9 +69,10 @@ std::string guarded_problem(const Profile& profile) {
 
 // Of replies in pieces the contract build takes the first one alone.
 std::string pieces_word(const Profile& profile) {
-  if (!profile.piece_bytes || !profile.batch_names) return {};
+  const std::optional<uint32_t> names = profile.contract_names ? profile.contract_names : profile.batch_names;
+  if (!profile.piece_bytes || !names) return {};
   return ". It takes the first piece of a reply alone, " + std::to_string(*profile.piece_bytes) +
-         " bytes here: ask for no more than " + std::to_string(*profile.batch_names) + " names at a time";
+         " bytes here: ask for no more than " + std::to_string(*names) + " names at a time";
 }
 
 // Of what the driver that is taken shows as values.
@@ -107,6 +109,16 @@ std::string contract_word(const Profile& profile, bool is_driver_named) {
   const std::string better = better_driver(profile.guarded);
   if (is_driver_named) return problem + ". The driver that is named is kept. A contract build" + risk;
   return problem + ": the contract build is taken" + (better.empty() ? "" : ", better is " + better) + ". It" + risk;
+}
+
+std::string loaded_contract_word(const Profile& profile) {
+  if (!guarded_problem(profile).empty()) return {};
+  if (!profile.contract_problem.empty()) {
+    return "the contract build is loaded, and does not read this controller: " + profile.contract_problem +
+           ". Its values may be wrong with result 0: load the guarded build";
+  }
+  if (!profile.contract_names) return {};
+  return "the contract build is loaded" + pieces_word(profile) + refused_word(profile, false);
 }
 
 }  // namespace plc_profile

@@ -10,8 +10,9 @@
 
 namespace plc_profile {
 
-// That a host asks for at a time: the least of what is set and of the limits that were met; 0 where there are none.
-uint32_t names_at_a_time(const Profile& profile);
+// That a host asks the loaded driver for at a time: the least of what is set and of the limits that were met; 0 where
+// there are none.
+uint32_t names_at_a_time(const Profile& profile, bool is_guarded);
 
 // The variables that must not be asked for: the controller does not have them, and the driver that is loaded takes what
 // it answers for a value. Of the others nobody knows. Names with their programs.
@@ -33,5 +34,9 @@ std::string driver_choice(const Profile& profile);
 // What a host says that takes such a build: the problem, and what it has to look after; "" otherwise. Where the user
 // has named a driver, that one is kept, and the problem is said all the same.
 std::string contract_word(const Profile& profile, bool is_driver_named = false);
+
+// What a host says beside that of a contract build that is loaded though nothing rules the guarded one out; "" where
+// contract_word says it, or where the contract build reads this controller like any other.
+std::string loaded_contract_word(const Profile& profile);
 
 }  // namespace plc_profile

@@ -34,19 +34,13 @@ uint32_t resolve_address(const std::string& address) {
                 "; give an IPv4 address or a name, without a port");
 }
 
-core::Target target_of(const Options& options, uint32_t most_names) {
+core::Target target_of(const Options& options) {
   if (options.port == 0) throw Error("port 0 is none: give one from 1 to 65535");
   if (options.reply_timeout_s == 0 || options.reply_timeout_s > kLongestTimeoutS) {
     throw Error("a reply time-out is from 1 to 86400 s");
   }
   if (options.delay_ms > kLongestDelayMs) throw Error("a delay is at most 1000 ms");
-  return {resolve_address(options.address),
-          options.port,
-          options.area,
-          options.reply_timeout_s,
-          options.delay_ms,
-          "",
-          most_names};
+  return {resolve_address(options.address), options.port, options.area, options.reply_timeout_s, options.delay_ms, ""};
 }
 
 std::unique_ptr<core::PrivateDriver> load_driver(const std::string& choice) {
@@ -105,14 +99,19 @@ Plan::Body& Plan::body() const {
 struct Controller::Body {
   explicit Body(const ProfiledOptions& given)
       : options(given.options),
-        target(target_of(options, given.most_names)),
+        target(target_of(options)),
         driver(load_driver(options.driver)),
         tags(collecting(options), target.ip_address, *driver),
         link(options, target),
         build(driver->library().build),
         driver_remark(given.word),
         program_names(given.program_names) {
-    const auto absent = plc_profile::absent_names(given.profile, driver->library().is_guarded);
+    const bool is_guarded = driver->library().is_guarded;
+    target.most_names = plc_profile::names_at_a_time(given.profile, is_guarded);
+    if (const std::string word = plc_profile::loaded_contract_word(given.profile); !is_guarded && !word.empty()) {
+      driver_remark = options.profile + ": " + word;
+    }
+    const auto absent = plc_profile::absent_names(given.profile, is_guarded);
     for (const auto& area : tags.areas()) {
       core::leave_absent(area->list, absent);
       const std::vector<std::string> declared = core::program_names(area->list);

@@ -38,7 +38,6 @@ ProfiledOptions with_profile(const Options& given) {
     profiled.word = given.profile + ": " + word;
   }
   profiled.program_names = {{}, profile.program_name_units, profile.longest_name_units};
-  profiled.most_names = plc_profile::names_at_a_time(profile);
   profiled.profile = profile;
   return profiled;
 }

@@ -12,7 +12,6 @@ namespace plc_client {
 
 struct ProfiledOptions {
   Options options;
-  uint32_t most_names = 0;  // that the controller takes in a request; 0: no limit is known
   core::ProgramNames program_names = {};
   plc_profile::Profile profile = {};
   std::string word = {};  // for the log: why the driver is another one than asked for; empty when it is not

@@ -229,7 +229,9 @@ PYBIND11_MODULE(_core, module) {
           },
           py::arg("name"))
       .def("driver_build",
-           [](const plc_client::Controller& controller) { return text_object(controller.driver_build()); });
+           [](const plc_client::Controller& controller) { return text_object(controller.driver_build()); })
+      .def("driver_remark",
+           [](const plc_client::Controller& controller) { return text_object(controller.driver_remark()); });
 }
 
 }  // namespace plc_python

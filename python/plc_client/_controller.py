@@ -111,7 +111,8 @@ class Controller:
                    controller calls it; it must not use the controller itself
     profile        a file with what was learnt of the controller. It sets reply_timeout, delay_ms and driver if they
                    have their defaults, and how many names are asked for at a time. If "guarded" cannot be used there,
-                   log is called with a line about that, whatever driver is named; without log it is a RuntimeWarning
+                   log is called with a line about that, whatever driver is named; without log it is a RuntimeWarning.
+                   So is a contract build that is loaded where replies come in pieces
 
     Raises Error when the address, a file or folder of tags, the driver or the profile is not there, or the profile has
     mistakes.
@@ -152,6 +153,10 @@ class Controller:
             log,
             learnt,
         )
+        remark = self._core.driver_remark()
+        # What only the driver that was loaded shows; _driver_for has said the rest.
+        if log is None and remark and not _core.contract_word(learnt, True):
+            warnings.warn(remark, RuntimeWarning, stacklevel=2)
         self._tags = Tags(self._core)
         self._plans: OrderedDict[Union[str, Tuple[str, ...]], _core.Plan] = OrderedDict()
 

@@ -64,6 +64,21 @@ def test_a_driver_that_is_named_is_kept_and_the_problem_is_said_once(machine, pr
         PROBLEM.format(path) + "The driver that is named is kept"]
 
 
+LOADED = ('[guarded]\nusable = "yes"\n[replies]\npiece_bytes = 536\n[contract]\nnames = 14\n',
+          "{}: the contract build is loaded. It takes the first piece of a reply alone, 536 bytes here: ask for no more "
+          "than 14 names at a time")
+
+
+def test_a_contract_build_that_is_loaded_where_replies_come_in_pieces_is_said(machine, profile):
+    path = profile(LOADED[0])
+    said = []
+    machine.controller(profile=path, driver="contract", log=said.append).close()
+    assert said[0] == LOADED[1].format(path)
+    with pytest.warns(RuntimeWarning) as caught:
+        machine.controller(profile=path, driver="contract").close()
+    assert [str(one.message) for one in caught] == [LOADED[1].format(path)]
+
+
 def test_the_guarded_build_stays_where_it_can_be_used(machine, profile):
     said = []
     with machine.controller(profile=profile('[guarded]\nusable = "yes"\n'), log=said.append) as press:

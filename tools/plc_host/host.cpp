@@ -34,6 +34,7 @@ Host::Host(const HostOptions& options, CommandOutput& output, const Reroute& rer
   session_->know_programs(std::move(programs));
   if (route_) trace_frames(*route_);
   if (!library_.is_guarded && !options.quiet) {
+    if (!options.word_on_contract.empty()) show_message(options.word_on_contract);
     show_message(library_.path + " is not the guarded build (" + library_.build +
                  "): it takes any reply for the right one, so values and writes are shown as unguarded");
   }
@@ -58,7 +59,7 @@ Target Host::choose_target(const HostOptions& options) {
   target.area = options.area;
   target.recv_timeout_s = options.timeout_s;
   target.delay_ms = options.delay_ms;
-  target.most_names = options.most_names;
+  target.most_names = library_.is_guarded ? options.most_names : options.most_names_of_contract;
   if (options.sim_tag_file.empty()) {
     target.ip_address = find_controller(options.address);
     target.tcp_port = options.port;

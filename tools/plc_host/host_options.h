@@ -76,8 +76,10 @@ struct HostOptions {
   std::vector<std::string> sim_arguments;
   uint32_t timeout_s = 2;
   uint32_t delay_ms = 0;
-  uint32_t most_names = 0;     // that the controller takes at a time; 0: no limit is known
-  ProgramNames program_names;  // what is known of those in its directory
+  uint32_t most_names = 0;              // that the controller takes at a time; 0: no limit is known
+  uint32_t most_names_of_contract = 0;  // the same of the contract build
+  std::string word_on_contract;         // what the profile says of a contract build that is loaded; "" for nothing
+  ProgramNames program_names;           // what is known of those in its directory
   // Names, with their programs, that the profile rules out for a guarded driver, and for one of the contract build.
   std::vector<std::pair<std::string, std::string>> absent_to_guarded;
   std::vector<std::pair<std::string, std::string>> absent_to_contract;

@@ -97,9 +97,47 @@ TEST_F(ProfileTest, ContractBuildOfRepliesInPieces_HasAWordOnHowManyNamesFit) {
   options.driver = "guarded";
   const plc_client::ProfiledOptions profiled = plc_client::with_profile(options);
   EXPECT_EQ(profiled.options.driver, "contract");
-  EXPECT_EQ(profiled.most_names, 14U);
   EXPECT_THAT(profiled.word, EndsWith("and read back what you write. It takes the first piece of a reply alone, 536 "
                                       "bytes here: ask for no more than 14 names at a time"));
+}
+
+// A reply to a name has 36 bytes behind 17 of its head.
+constexpr char kPieces[] =
+    "[guarded]\nusable = \"yes\"\n[contract]\nnames = 3\n[replies]\npiece_bytes = 125\npiece_gap_ms = 20\n";
+
+TEST_F(ProfileTest, ContractBuildThatIsNamedThoughTheGuardedOneIsUsable_KeepsToWhatFitsIntoAPiece) {
+  const std::string imitated = folder_.write("imitated.toml", kPieces);
+  std::string tags;
+  for (const char* name : {"A", "B", "C", "D", "E", "F"}) tags += tag_line(name, "INT");
+  start(tags, {"--sentinel", "--profile", imitated});
+  const std::vector<std::string> names = {"A", "B", "C", "D", "E", "F"};
+  Options guarded = with_profile(kPieces);
+  EXPECT_EQ(Controller(guarded).driver_remark(), "");
+  EXPECT_EQ(Controller(guarded).plan(names).exchanges(), 2U);
+  Options contract = guarded;
+  contract.driver = PLC_TEST_CONTRACT;
+  Controller controller(contract);
+  EXPECT_EQ(controller.driver_remark(),
+            folder_.file("press1.toml") +
+                ": the contract build is loaded. It takes the first piece of a reply alone, 125 bytes here: ask for no "
+                "more than 3 names at a time");
+  EXPECT_EQ(controller.plan(names).exchanges(), 4U);
+  size_t at = 0;
+  for (const Reading& reading : controller.read(names)) {
+    EXPECT_EQ(bits_of(reading.value), memory().bits(names[at++], 16)) << reading.name;
+  }
+}
+
+TEST_F(ProfileTest, ContractBuildThatIsNamedAndDoesNotReadIt_HasARemark) {
+  start(tag_line("A", "INT"));
+  Options options =
+      with_profile("[guarded]\nusable = \"yes\"\n[contract]\nproblem = \"replies come in pieces of 20 bytes\"\n");
+  EXPECT_EQ(Controller(options).driver_remark(), "");
+  options.driver = PLC_TEST_CONTRACT;
+  EXPECT_EQ(Controller(options).driver_remark(),
+            folder_.file("press1.toml") +
+                ": the contract build is loaded, and does not read this controller: replies come in pieces of 20 "
+                "bytes. Its values may be wrong with result 0: load the guarded build");
 }
 
 TEST_F(ProfileTest, ContractBuildThatDoesNotReadItEither_LeavesTheGuardedOneWithAWord) {

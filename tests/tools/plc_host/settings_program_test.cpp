@@ -173,6 +173,36 @@ TEST_F(SettingsTest, Profile_SpeaksBehindEverybodyButWhatIsUsual) {
   EXPECT_EQ(shown("timeout"), "9 from " + path("home/press2.toml"));
 }
 
+TEST_F(SettingsTest, ContractBuildThatIsNamedWhereRepliesComeInPieces_SaysItAndKeepsToTheNumber) {
+  std::string tags;
+  for (int i = 0; i < 12; ++i) tags += "V" + std::to_string(i) + ",INT,,,,,,0,1,0,0,,DM" + std::to_string(i) + "\n";
+  write_file("many.csv", tags);
+  write_file("press1.toml",
+             "[guarded]\nusable = \"yes\"\n[contract]\nnames = 3\n[replies]\npiece_bytes = 125\npiece_gap_ms = 20\n");
+  const auto batch = [this](const std::string& driver, const std::string& more) {
+    return type("batch --all --driver " + driver +
+                " --sim many.csv --simulator " PLC_HOST_SIMULATOR
+                " --sim-arg=--quiet --sim-arg=--sentinel --sim-arg=--profile --sim-arg=press1.toml" +
+                more);
+  };
+  const Outcome truth = batch(PLC_HOST_GUARDED, " --profile press1.toml");
+  EXPECT_EQ(truth.code, 0) << truth.err;
+  EXPECT_THAT(truth.err, Not(HasSubstr("press1.toml")));
+  const Outcome outcome = batch(PLC_HOST_LIBRARY, " --profile press1.toml --json");
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: press1.toml: the contract build is loaded. It takes the first piece of "
+                                     "a reply alone, 125 bytes here: ask for no more than 3 names at a time\n"));
+  const auto values = [](const std::string& text) {
+    std::vector<std::string> all;
+    for (const std::string& line : lines_of(text)) {
+      const auto result = nlohmann::json::parse(line);
+      if (result.contains("value")) all.push_back(result.at("name").dump() + result.at("value").dump());
+    }
+    return all;
+  };
+  EXPECT_EQ(values(outcome.out), values(batch(PLC_HOST_GUARDED, " --profile press1.toml --json").out));
+}
+
 TEST_F(SettingsTest, MistakesOfAProfile_AreToldWithTheirPlace) {
   write_file("press1.toml", "[settings]\ntimeout = 7\n[guarded]\nusable = \"maybe\"\n");
   const Outcome outcome = type("info --profile press1.toml");

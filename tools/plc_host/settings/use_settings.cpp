@@ -38,7 +38,10 @@ void use_profile(HostOptions& options) {
   const std::string& path = setting.value;
   if (path.empty()) return;
   const plc_profile::Profile profile = read_profile_setting(setting);
-  options.most_names = plc_profile::names_at_a_time(profile);
+  options.most_names = plc_profile::names_at_a_time(profile, true);
+  options.most_names_of_contract = plc_profile::names_at_a_time(profile, false);
+  const std::string loaded = plc_profile::loaded_contract_word(profile);
+  options.word_on_contract = loaded.empty() ? "" : path + ": " + loaded;
   options.program_names = {{}, profile.program_name_units, profile.longest_name_units};
   options.absent_to_guarded = plc_profile::absent_names(profile, true);
   options.absent_to_contract = plc_profile::absent_names(profile, false);

@@ -175,7 +175,8 @@ Profile make_profile(const SurveyRecord& record) {
   // What comes later could still break a rule.
   const bool is_so_far = !record.is_whole && record.verdict.usable == Usability::kYes;
   profile.guarded = is_so_far ? Profile::Guarded::kUnknown : guarded_of(record.verdict.usable);
-  profile.contract_problem = contract_problem(record);
+  profile.contract_problem = contract_fault(record);
+  if (profile.contract_problem.empty()) profile.contract_names = names_in_a_piece(record);
   profile.recv_timeout_s = setting_of(record, "timeout_s");
   profile.delay_ms = setting_of(record, "delay_ms");
   profile.batch_names = setting_of(record, "batch_names");

@@ -157,8 +157,7 @@ std::string piece_problem(const SurveyRecord& record) {
 
 }  // namespace
 
-std::string contract_problem(const SurveyRecord& record) {
-  if (record.verdict.usable == Verdict::Usable::kYes || record.verdict.usable == Verdict::Usable::kUnknown) return {};
+std::string contract_fault(const SurveyRecord& record) {
   std::string problem = piece_problem(record);
   if (!problem.empty()) return problem;
   const Variables& variables = record.variables;
@@ -166,6 +165,11 @@ std::string contract_problem(const SurveyRecord& record) {
   if (variables.misread == 0 || build.substr(build.rfind(' ') + 1) != "contract") return {};
   return "the contract build gave other values than the controller for " + std::to_string(variables.misread) + " of " +
          plc_base::plural(variables.compared, "variable");
+}
+
+std::string contract_problem(const SurveyRecord& record) {
+  if (record.verdict.usable == Verdict::Usable::kYes || record.verdict.usable == Verdict::Usable::kUnknown) return {};
+  return contract_fault(record);
 }
 
 bool takes_contract_build(const SurveyRecord& record) {

@@ -310,6 +310,9 @@ std::optional<uint32_t> names_in_a_piece(const SurveyRecord& record);
 // where the guarded one can be used.
 std::string contract_problem(const SurveyRecord& record);
 
+// The same whether or not the guarded one can be used: a program may load the contract build all the same.
+std::string contract_fault(const SurveyRecord& record);
+
 // Hosts take the contract build: the guarded one cannot be used as it is usually built.
 bool takes_contract_build(const SurveyRecord& record);
 

@@ -325,9 +325,7 @@ void compare_with_driver(Conversation& conversation, Declarations& declared, con
   try {
     const bool is_named_contract = !load_driver_library(own.driver).is_guarded;
     if (!is_guarded_usable && !is_named_contract) own.driver = kContract;
-    if (!is_guarded_usable || is_named_contract) {
-      own.most_names = names_in_a_piece(conversation.record()).value_or(own.most_names);
-    }
+    own.most_names_of_contract = names_in_a_piece(conversation.record()).value_or(own.most_names);
     for (const std::string& file : files) comparison.read_file(own, file, output);
   } catch (const ClientError& error) {
     record.not_compared = error.what();

@@ -219,6 +219,24 @@ TEST(ContractProblem, IsNoneOfPiecesThatTakeARepliesOfAFewNames) {
   EXPECT_EQ(value_of(record, "batch_names"), "none");
 }
 
+// Whoever loads the contract build all the same is told by the profile, whatever the guarded one does.
+TEST(ContractProblem, IsInTheProfileOfAControllerThatTheGuardedBuildReadsToo) {
+  SurveyRecord record = record_in_pieces();
+  for (const Usable usable : {Usable::kYes, Usable::kUnknown, Usable::kNotUsable}) {
+    record.verdict.usable = usable;
+    EXPECT_EQ(make_profile(record).contract_names, 3U);
+    EXPECT_EQ(make_profile(record).contract_problem, "");
+  }
+  record.verdict.usable = Usable::kYes;
+  EXPECT_EQ(make_profile(record).batch_names, std::nullopt);
+  record.variables.findings.resize(1);
+  record.variables.findings[0].value_reply_bytes = 101;
+  EXPECT_EQ(contract_problem(record), "");
+  EXPECT_EQ(make_profile(record).contract_problem,
+            "replies come in pieces of 100 bytes, and those with the values of 1 of 1 variable are longer");
+  EXPECT_EQ(make_profile(record).contract_names, std::nullopt);
+}
+
 TEST(ContractProblem, IsWhatDoesNotFitIntoAPiece) {
   SurveyRecord record = record_in_pieces();
   record.variables.findings.resize(4);
