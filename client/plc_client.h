@@ -93,7 +93,7 @@ enum class Kind : uint8_t {
   kWord,      // BYTE, WORD, DWORD, LWORD: unsigned, shown in hexadecimal
   kReal,      // REAL (32 bits), LREAL (64 bits)
   kText,      // STRING: bytes as the controller has them, up to the first zero byte
-  kBytes,     // dates and times: bytes as the driver stored them
+  kBytes,     // what dates and times would be: their readings have no value
 };
 
 // A value: one element, or an array of up to three dimensions, the last subscript fastest.

@@ -1,6 +1,8 @@
 // Checks of the columns behind the declaration: ids, scope, device, and what one transfer can take.
+#include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <iterator>
 
 #include "base/text.h"
 #include "checker.h"
@@ -132,6 +134,7 @@ void check_device(const SourceLine& line, Findings* findings) {
 void check_limits(const SourceLine& line, Findings* findings) {
   constexpr int64_t kBits = 64;
   constexpr int64_t kBytesForNames = 4096 - 24;
+  constexpr uint16_t kWidthless[] = {0xCC, 0xCD, 0xCE, 0xCF, 0xD5};  // times, dates, STRING2
   constexpr size_t kSubscriptChars = 8;
   const int64_t elements = element_count(line.entry);
   if (line.entry.bit_width == 1 && elements > kBits) {
@@ -139,6 +142,9 @@ void check_limits(const SourceLine& line, Findings* findings) {
   }
   if (line.entry.bit_width == 8) {
     add_finding("T091", line, line.column(2), "8-bit variables cannot be read, and are written as bits", findings);
+  }
+  if (std::find(std::begin(kWidthless), std::end(kWidthless), line.entry.type_code) != std::end(kWidthless)) {
+    add_finding("T094", line, line.column(2), "a value of this type is read up to its first zero byte only", findings);
   }
   const auto name_bytes = static_cast<int64_t>(2 + 2 * (strlen(line.entry.name) + kSubscriptChars));
   if (line.entry.bit_width > 1 && elements > 1 && elements * name_bytes > kBytesForNames) {

@@ -305,6 +305,10 @@ void add_limit_rules(std::vector<Rule>* rules) {
                     "The driver divides a batch into equal shares and does not read the remainder.",
                     "Batch an even number of up to 69 elements, or a multiple of three up to 100.",
                     "Table,INT,[0..9],,,,,0,1,0,0,\n", "Table,INT,[0..50],,,,,0,1,0,0,\n"});
+  rules->push_back({"T094", Severity::kWarning, "type without a width",
+                    "The driver stores such a value up to its first zero byte. What follows is not known.",
+                    "Declare the variable by a type with a width where one fits.", "Speed,INT,,,,,,0,1,0,0,\n",
+                    "Day,DATE,,,,,,0,1,0,0,\n"});
 }
 
 void add_run_rules(std::vector<Rule>* rules) {

@@ -151,11 +151,17 @@ Failure text_out_of_reach(size_t bytes) {
   return failure;
 }
 
-Failure nothing_stored() {
+Failure cut_at_zeros() {
   Failure failure;
-  failure.quality = Quality::kFailed;
-  failure.reason = "the driver stored no bytes";
-  failure.advice = "plc-host why NAME shows what came, plc-host check whether the driver knows the variable's type.";
+  failure.quality = Quality::kIncomplete;
+  failure.reason = kCutAtZero;
+  failure.advice = "plc-host why NAME shows the bytes of the reply. Declare it by a type with a width where one fits.";
+  return failure;
+}
+
+Failure cut_at_zero(std::string_view stored) {
+  Failure failure = cut_at_zeros();
+  failure.reason += stored.empty() ? "; stored: nothing" : "; stored: " + hexadecimal_bytes(stored);
   return failure;
 }
 

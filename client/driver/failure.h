@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "client/driver/driver_session.h"
 #include "client/values/reading.h"
@@ -25,8 +26,14 @@ bool leaves_write_open(const Failure& failure);
 // A text of which reads reach the first bytes alone.
 Failure text_out_of_reach(size_t bytes);
 
-// A value without a width of which the driver stored nothing, though it reported no failure.
-Failure nothing_stored();
+// What the driver makes of a type without a width.
+inline constexpr char kCutAtZero[] =
+    "the driver stores a value of this type up to its first zero byte, and what follows is not known";
+
+// A value of a type without a width, of which the driver stored these bytes: nobody knows whether others followed.
+Failure cut_at_zero(std::string_view stored);
+// Of an array, whose elements are cut each.
+Failure cut_at_zeros();
 
 // The advice on a program of which nothing more is known.
 inline constexpr char kProgramAdvice[] =

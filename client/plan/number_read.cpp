@@ -153,7 +153,7 @@ Reading stored_reading(const DriverSession& session, const Tag& tag, const std::
     failure.advice = other->advice;
     return {failure, call.time};
   }
-  if (value_kind(tag.entry) == ValueKind::kRaw && value.text.empty()) return {nothing_stored(), call.time};
+  if (value_kind(tag.entry) == ValueKind::kRaw) return {cut_at_zero(value.text), call.time};
   return {value, other ? Quality::kIncomplete : session.quality_of_success(), call.time};
 }
 

@@ -33,7 +33,7 @@ class PlanRun {
   void take_single(const ReadStep& step);
   void read_alone(PlannedVariable& variable);
   void read_spoilt();
-  void fail_unstored();
+  void fail_cut();
 
   DriverSession& session_;
   ReadPlan& plan_;
@@ -217,10 +217,11 @@ void PlanRun::read_spoilt() {
   }
 }
 
-void PlanRun::fail_unstored() {
+void PlanRun::fail_cut() {
   for (PlannedVariable& variable : plan_.variables) {
-    const bool is_raw = value_kind(variable.reference.tag->entry) == ValueKind::kRaw;
-    if (is_raw && variable.value.text.empty()) fail(variable, nothing_stored(), variable.time);
+    if (value_kind(variable.reference.tag->entry) != ValueKind::kRaw) continue;
+    const bool is_one = variable.reference.extents.empty();
+    fail(variable, is_one ? cut_at_zero(variable.value.text) : cut_at_zeros(), variable.time);
   }
 }
 
@@ -234,7 +235,7 @@ size_t PlanRun::run() {
   }
   for (ReadStep& step : plan_.steps) run_step(step);
   read_spoilt();
-  fail_unstored();
+  fail_cut();
   return exchanges_;
 }
 

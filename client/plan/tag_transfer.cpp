@@ -84,7 +84,7 @@ Reading read_elements(DriverSession& session, const TagReference& reference) {
     }
     append_elements(tag.entry, buffer.data(), run.count, value.elements);
   }
-  if (raw && value.text.empty()) return {nothing_stored(), call.time};
+  if (raw) return {reference.extents.empty() ? cut_at_zero(value.text) : cut_at_zeros(), call.time};
   return {value, session.quality_of_success(), call.time};
 }
 

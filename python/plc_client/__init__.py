@@ -20,7 +20,7 @@ Values by declared type:
     BYTE WORD DWORD LWORD                      int, the bits as a number without a sign
     REAL LREAL                                 float
     STRING                                     str, UTF-8; other bytes as surrogates (errors="surrogateescape")
-    STIME DATE TIME_OF_DAY DATE_AND_TIME       bytes, as the driver stored them
+    STIME DATE TIME_OF_DAY DATE_AND_TIME       no value: the driver stores them up to their first zero byte
     arrays of these                            lists, nested by dimension, the last subscript innermost;
                                                numpy arrays with as_numpy=True
 

@@ -291,16 +291,21 @@ TEST_F(KindsTest, TextsOfOneScope_AreReadTogether) {
   EXPECT_TRUE(plan.readings()[4].ok());
 }
 
-TEST_F(KindsTest, Dates_AreBytes) {
+// What follows the first zero byte is not known: what was stored is no value.
+TEST_F(KindsTest, Dates_HaveNoValue) {
   start(tag_line("A", "DATE") + tag_line("B", "TIME_OF_DAY") + tag_line("C", "DATE_AND_TIME") + tag_line("D", "STIME"));
   Controller controller(options());
   for (const char* name : {"A", "B", "C", "D"}) {
-    const Reading reading = controller.read(name);
-    EXPECT_TRUE(reading.ok()) << reading.error.text;
-    EXPECT_EQ(reading.value.kind(), Kind::kBytes);
-    EXPECT_EQ(reading.value.as<std::string>(), memory().text(name, 2)) << name;  // as many as the driver stores
+    for (const Reading& reading : {controller.read(name), controller.read({name, "A"}).front()}) {
+      EXPECT_FALSE(reading.ok());
+      EXPECT_EQ(reading.error.reason, Reason::kIncomplete);
+      EXPECT_THAT(reading.error.text,
+                  testing::MatchesRegex("the driver stores a value of this type up to its first zero byte, and what "
+                                        "follows is not known; stored: [0-9A-F][0-9A-F]( [0-9A-F][0-9A-F])?"));
+      EXPECT_FALSE(reading.value.has_value());
+    }
     EXPECT_EQ(thrown<plc_client::TypeMismatch>([&] { controller.write(name, "x"); }),
-              std::string(name) + " is declared " + reading.type + ": the driver writes no such type");
+              std::string(name) + " is declared " + controller.read(name).type + ": the driver writes no such type");
   }
 }
 
@@ -309,8 +314,10 @@ TEST_F(KindsTest, DateOfWhichNothingWasStored_IsNoValue) {
   Controller controller(options());
   for (const Reading& reading : {controller.read("A"), controller.read({"W", "A"}).back()}) {
     EXPECT_FALSE(reading.ok());
-    EXPECT_EQ(reading.error.reason, Reason::kFailed);
-    EXPECT_EQ(reading.error.text, "the driver stored no bytes");
+    EXPECT_EQ(reading.error.reason, Reason::kIncomplete);
+    EXPECT_EQ(reading.error.text,
+              "the driver stores a value of this type up to its first zero byte, and what follows is not known; "
+              "stored: nothing");
     EXPECT_FALSE(reading.value.has_value());
   }
 }

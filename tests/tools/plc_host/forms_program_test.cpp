@@ -291,31 +291,76 @@ TEST_F(FormsTest, NumbersThatAskForSomethingElse_AreWhatWhyNames) {
                                   "     Try: Give a count of 255 at most, and the others with another offset.\n"));
 }
 
-// The simulated variable is zero, of which the driver stores nothing.
-TEST_F(FormsTest, DateOfWhichNothingWasStored_IsNoValueInAnyForm) {
-  write_file("machine.csv", "Day,DATE,,,,,,0,1,0,0,\nSpeed,INT,,,,,,1,1,0,0,\n");
-  const std::string told =
-      "plc-host: Day: the driver stored no bytes. Try: plc-host why NAME shows what came, plc-host check whether the "
-      "driver knows the variable's type.\n";
-  const Outcome text = run_on_simulator({"read", "Day"});
-  EXPECT_EQ(text.code, 1);
-  EXPECT_THAT(text.out, StartsWith("Day  DATE  failed  "));
-  EXPECT_EQ(text.err, told);
-  const Outcome raw = run_on_simulator({"read", "--raw", "Day", "Speed"});
-  EXPECT_EQ(raw.code, 1);
-  EXPECT_EQ(raw.out, "");
-  EXPECT_EQ(raw.err, told + "plc-host: no value is shown: 1 of 2 variables has none\n");
-  EXPECT_EQ(run_on_simulator({"read", "--strict", "Day"}).code, 1);
-  for (const char* command : {"read", "batch"}) {
-    EXPECT_EQ(without_times(run_on_simulator({command, "--csv", "Day"}).out),
-              "name,type,state,time,value,reason\nDay,DATE,failed,T,,the driver stored no bytes\n");
+constexpr char kCutAtZero[] =
+    "the driver stores a value of this type up to its first zero byte, and what follows is not known";
+
+// Asks a simulator whose Day, a DATE, and whose second element of Days are what the test sets.
+class WidthlessTest : public FormsTest {
+ protected:
+  void SetUp() override {
+    write_file("machine.csv", "Day,DATE,,,,,,0,1,0,0,\nSpeed,INT,,,,,,1,1,0,0,\nDays,DATE,[0..1],,,,,2,1,0,0,\n");
+    simulator_ = start_simulator();
   }
-  EXPECT_THAT(run_on_simulator({"read", "--json", "Day"}).out,
-              HasSubstr(R"("value":null,"reason":"the driver stored no bytes","try":)"));
-  EXPECT_THAT(without_times(run_on_simulator({"read", "--csv", "--id", "0"}).out),
-              EndsWith(",failed,T,,the driver stored no bytes\n"));
-  EXPECT_THAT(run_on_simulator({"watch", "--csv", "--rounds", "1", "Day"}).out,
-              HasSubstr(",failed,Day: the driver stored no bytes,\n"));
+  void set(const std::string& words) {
+    simulator_->type("set " + words + "\n");
+    answered_ += "ok\n";
+    ASSERT_TRUE(simulator_->wait_for(answered_));
+  }
+  Outcome ask(std::vector<std::string> words) {
+    words.insert(words.end(), {"--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv")});
+    return run(words);
+  }
+
+ private:
+  std::unique_ptr<Child> simulator_;
+  std::string answered_;
+};
+
+// Of 256, bytes 01 00, the driver stores what it stores of others that begin with 01.
+TEST_F(WidthlessTest, TypeWithoutAWidth_IsNoValueInAnyForm) {
+  const std::string advice =
+      "plc-host why NAME shows the bytes of the reply. Declare it by a type with a width where one fits.";
+  for (const auto& [value, stored] : {std::pair("256", "01"), std::pair("0", "nothing"), std::pair("257", "01 01")}) {
+    set(std::string("Day ") + value);
+    const std::string reason = std::string(kCutAtZero) + "; stored: " + stored;
+    const std::string told = "plc-host: Day: " + reason + ". Try: " + advice + "\n";
+    const std::string cell = "\"" + reason + "\"";
+    for (const char* command : {"read", "batch"}) {
+      const Outcome text = ask({command, "Day"});
+      EXPECT_EQ(text.code, 1);
+      EXPECT_THAT(text.out, HasSubstr("Day  DATE  incomplete  "));
+      EXPECT_THAT(text.out, EndsWith("  -\n"));
+      EXPECT_THAT(text.err, HasSubstr(told));
+      EXPECT_EQ(without_times(ask({command, "--csv", "Day"}).out),
+                "name,type,state,time,value,reason\nDay,DATE,incomplete,T,," + cell + "\n");
+    }
+    const Outcome raw = ask({"read", "--raw", "Day", "Speed"});
+    EXPECT_EQ(raw.code, 1);
+    EXPECT_EQ(raw.out, "");
+    EXPECT_EQ(raw.err, told + "plc-host: no value is shown: 1 of 2 variables has none\n");
+    EXPECT_EQ(ask({"read", "--strict", "Day"}).code, 1);
+    EXPECT_THAT(ask({"read", "--json", "Day"}).out, HasSubstr(R"("value":null,"reason":")" + reason + R"(","try":)"));
+    EXPECT_THAT(without_times(ask({"read", "--csv", "--id", "0"}).out), EndsWith(",incomplete,T,," + cell + "\n"));
+    EXPECT_THAT(ask({"watch", "--csv", "--rounds", "1", "Day"}).out,
+                HasSubstr(",incomplete,\"Day: " + reason + "\",\n"));
+  }
+  set("Days [256, 257]");
+  EXPECT_THAT(without_times(ask({"read", "--csv", "Days"}).out),
+              EndsWith("\nDays,DATE[0..1],incomplete,T,,\"" + std::string(kCutAtZero) + "\"\n"));
+}
+
+TEST_F(WidthlessTest, Why_ShowsTheBytesOfTheReply) {
+  set("Day 256");
+  set("Days [256, 1]");
+  const Outcome day = ask({"why", "Day"});
+  EXPECT_EQ(day.code, 1);
+  EXPECT_THAT(day.out, HasSubstr("  01 00  (not to be trusted)\n"));
+  EXPECT_THAT(day.out,
+              HasSubstr("  1. " + std::string(kCutAtZero) +
+                        "\n     Try: The value above is the bytes of the reply. Declare it by a type with a width "
+                        "where one fits.\n"));
+  EXPECT_THAT(ask({"why", "Days"}).out, HasSubstr("  01 00, 00 01  (not to be trusted)\n"));
+  EXPECT_THAT(ask({"why", "--json", "Day"}).out, HasSubstr(R"("value":"01 00")"));
 }
 
 TEST_F(FormsTest, DryRunOfARunningController_WritesNothing) {

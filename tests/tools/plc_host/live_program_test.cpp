@@ -169,12 +169,14 @@ TEST_F(LiveTest, FileWithoutATypeInAnyLine_IsToBeRepairedFirst) {
   EXPECT_THAT(outcome.out, Not(HasSubstr("refused")));
 }
 
-TEST_F(LiveTest, DateWithoutBytes_IsNoValue) {
+TEST_F(LiveTest, TypeWithoutAWidth_IsNoValue) {
   write_file("dates.csv", "Speed,INT,,,,,,0,1,0,0,\nDay,DATE,,,,,,1,1,0,0,\n");
   const Outcome outcome =
       run({"check", path("dates.csv"), "--live", "--sim", path("dates.csv"), "--simulator", PLC_HOST_SIMULATOR});
   EXPECT_EQ(outcome.code, 1);
-  EXPECT_THAT(outcome.out, HasSubstr(path("dates.csv") + ":2: error: Day: the driver stored no bytes. Try: "));
+  EXPECT_THAT(outcome.out,
+              HasSubstr(path("dates.csv") + ":2: error: Day: the driver stores a value of this type up to its first "
+                                            "zero byte, and what follows is not known; stored: nothing. Try: "));
   EXPECT_THAT(outcome.out, EndsWith(" has given 1 value, refused 0, failed for 1\n"));
 }
 

@@ -195,7 +195,7 @@ void Comparison::take_result(const TagResult& result, size_t at) {
   }
   // The bytes of a type without a width are what the driver makes of them.
   const bool is_raw = value_kind(variables_[at].tag->entry) == ValueKind::kRaw;
-  if (is_raw && result.reading.quality() == Quality::kFailed && result.reading.failure().code == PLC_OK) {
+  if (is_raw && result.reading.quality() == Quality::kIncomplete && result.reading.failure().code == PLC_OK) {
     finding.has_no_value = true;
     finding.why = "plc-host read shows no value: " + word.problem;
     finding.value.clear();

@@ -159,7 +159,7 @@ std::optional<TagValue> value_from(const TagEntry& entry, const Exchange& resolv
   TagValue value;
   const auto records = wire_trace::records_of(resolve.reply(), wire_trace::names_of(resolve.request).size());
   const ValueKind kind = value_kind(entry);
-  const bool is_text = kind == ValueKind::kText || kind == ValueKind::kRaw;
+  const bool is_text = kind == ValueKind::kText;
   const size_t least = is_text ? 1 : std::max<size_t>(entry.bit_width / 8U, kWordBytes);
   const Bytes reply = values.reply();
   for (const size_t n : names) {
@@ -177,18 +177,6 @@ std::optional<TagValue> value_from(const TagEntry& entry, const Exchange& resolv
   return value;
 }
 
-// The value of a variable whose type is not known: the bytes of each name.
-std::string raw_value(const Exchange& values, const std::vector<size_t>& names) {
-  constexpr size_t kMostBytes = 32;
-  std::string text;
-  const Bytes reply = values.reply();
-  for (const size_t n : names) {
-    text +=
-        (text.empty() ? "" : ", ") + wire_trace::hex_text(wire_trace::value_of(values.request, reply, n), kMostBytes);
-  }
-  return text;
-}
-
 // False when values came, and not all bytes of this one.
 bool take_value(const Group& group, const std::optional<TagReference>& reference, WhyReport& report) {
   if (!group.values || !report.exchanges[*group.values].is_answered()) return true;
@@ -196,7 +184,12 @@ bool take_value(const Group& group, const std::optional<TagReference>& reference
   const Exchange& values = report.exchanges[*group.values];
   if (!wire_trace::head_of(values.reply()).is_reply) return true;
   if (!reference) {
-    report.value = raw_value(values, group.names);
+    report.value = bytes_of_values(values, group.names);
+    return true;
+  }
+  if (value_kind(reference->tag->entry) == ValueKind::kRaw) {
+    report.value = bytes_of_values(values, group.names);
+    tell_cut_value(report);
     return true;
   }
   const TagEntry& entry = reference->tag->entry;

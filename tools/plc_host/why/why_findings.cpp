@@ -3,10 +3,12 @@
 
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 
 #include "base/near_names.h"
 #include "base/text.h"
 #include "client/driver/driver_lines.h"
+#include "client/driver/failure.h"
 #include "client/plan/number_read.h"
 #include "client/tags/element_offset.h"
 #include "client/tags/meant_names.h"
@@ -268,6 +270,34 @@ void find_opening_faults(WhyReport& report) { find_wire_faults(true, report); }
 
 void find_transfer_faults(WhyReport& report) { find_wire_faults(false, report); }
 
+std::string bytes_of_values(const wire_trace::Exchange& values, const std::vector<size_t>& names) {
+  constexpr size_t kMostBytes = 32;
+  std::string text;
+  const wire_trace::Bytes reply = values.reply();
+  for (const size_t n : names) {
+    text +=
+        (text.empty() ? "" : ", ") + wire_trace::hex_text(wire_trace::value_of(values.request, reply, n), kMostBytes);
+  }
+  return text;
+}
+
+void tell_cut_value(WhyReport& report) {
+  report.fault(kCutAtZero,
+               "The value above is the bytes of the reply. Declare it by a type with a width where one fits.");
+}
+
+void find_cut_value(WhyReport& report) {
+  if (report.tag() == nullptr || value_kind(report.tag()->entry) != ValueKind::kRaw) return;
+  for (const size_t index : report.road) {
+    const wire_trace::Exchange& values = report.exchanges[index];
+    if (values.request.kind != plc_sim::RequestKind::kRead || !values.is_answered()) continue;
+    std::vector<size_t> names(values.request.references.size());
+    std::iota(names.begin(), names.end(), size_t{0});
+    report.value += (report.value.empty() ? "" : ", ") + bytes_of_values(values, names);
+  }
+  tell_cut_value(report);
+}
+
 void find_driver_faults(WhyReport& report) {
   // A cause that was seen on the wire goes before what the driver made of it.
   const bool is_known = report.has_fault();
@@ -295,6 +325,7 @@ void find_road_faults(bool by_id, WhyReport& report) {
   find_scope_faults(report);
   find_transfer_faults(report);
   find_driver_faults(report);
+  if (report.code == std::optional<uint32_t>(PLC_OK)) find_cut_value(report);
 }
 
 }  // namespace plc_host

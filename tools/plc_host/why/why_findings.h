@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tools/plc_host/why/why_report.h"
 
@@ -25,6 +26,13 @@ void find_recording_bound(bool is_cut, WhyReport& report);
 // The exchanges that opened the connection, and those behind them.
 void find_opening_faults(WhyReport& report);
 void find_transfer_faults(WhyReport& report);
+
+// The bytes of the reply for each of these of its names.
+std::string bytes_of_values(const wire_trace::Exchange& values, const std::vector<size_t>& names);
+
+// Of a type without a width the bytes of the replies, of which the driver stores those up to the first zero byte.
+void find_cut_value(WhyReport& report);
+void tell_cut_value(WhyReport& report);
 
 // What the driver printed, and what it returned.
 void find_driver_faults(WhyReport& report);
