@@ -93,6 +93,16 @@ Bytes Exchange::reply() const {
   return all;
 }
 
+std::optional<Bytes> Exchange::own_reply() const {
+  Bytes rest = reply();
+  for (ReplyHead head = head_of(rest); head.is_reply && head.announced <= rest.size(); head = head_of(rest)) {
+    const auto behind = rest.begin() + static_cast<std::ptrdiff_t>(head.announced);
+    if (answers(head, request_bytes)) return Bytes(rest.begin(), behind);
+    rest.erase(rest.begin(), behind);
+  }
+  return std::nullopt;
+}
+
 std::optional<int64_t> Exchange::time_ns() const {
   return pieces.empty() ? std::nullopt : std::optional<int64_t>(pieces.front().time_ns - request_ns);
 }

@@ -34,6 +34,8 @@ struct Exchange {
   bool is_answered() const { return !pieces.empty(); }
   // Everything that came back.
   Bytes reply() const;
+  // The whole frame among it that answers the request; frames before it answer others. Nothing where none is seen.
+  std::optional<Bytes> own_reply() const;
   // From the request to the first byte of the reply; nothing without one.
   std::optional<int64_t> time_ns() const;
 };

@@ -31,8 +31,19 @@ bool answers(const ReplyHead& head, const Bytes& request) {
          head.command == asked.u8(wire::kCommandAt);
 }
 
+namespace {
+
+constexpr size_t kCountAt = 14;  // of programs, in a directory
+
+}  // namespace
+
+std::optional<std::vector<Program>> whole_directory(const Bytes& reply) {
+  std::vector<Program> programs = programs_of(reply);
+  if (reply.size() <= kCountAt || programs.size() != reply[kCountAt]) return std::nullopt;
+  return programs;
+}
+
 std::vector<Program> programs_of(const Bytes& reply) {
-  constexpr size_t kCountAt = 14;
   constexpr size_t kRecordHeadBytes = 5;
   const ByteView view(reply);
   std::vector<Program> programs;

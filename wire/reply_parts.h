@@ -35,6 +35,9 @@ struct Program {
 // The complete records of a directory reply.
 std::vector<Program> programs_of(const Bytes& reply);
 
+// The same of a whole directory; nothing of one that announces more records than it has.
+std::optional<std::vector<Program>> whole_directory(const Bytes& reply);
+
 // What a resolve reply says of one name.
 struct NameRecord {
   bool is_received = false;  // the record ends within the reply

@@ -56,6 +56,34 @@ TEST(Exchanges, ReplyThatNamesOnlyTheLaterRequest_LeavesTheEarlierOneUnanswered)
   EXPECT_EQ(exchanges[1].reply(), from_hex(kReadReply));
 }
 
+TEST(Exchanges, OwnReply_IsTheFrameThatAnswersTheRequest) {
+  const auto own_of = [](const std::vector<std::string>& replies) {
+    Traffic traffic;
+    traffic.host(kResolveD);
+    for (const std::string& reply : replies) traffic.controller(reply);
+    return find_exchanges(traffic.recording()).at(0).own_reply();
+  };
+  const std::string reply = kResolveReply;
+  EXPECT_EQ(own_of({reply}), from_hex(reply));
+  EXPECT_EQ(own_of({kReadReply, reply}), from_hex(reply)) << "behind the reply to another request";
+  EXPECT_EQ(own_of({kReadReply + reply}), from_hex(reply)) << "that came with it";
+  EXPECT_EQ(own_of({reply + " EE EE"}), from_hex(reply));
+  EXPECT_EQ(own_of({reply.substr(0, 60), reply.substr(60)}), from_hex(reply));
+  EXPECT_EQ(own_of({reply.substr(0, 60)}), std::nullopt);
+  EXPECT_EQ(own_of({kReadReply}), std::nullopt);
+  EXPECT_EQ(own_of({"EE EE EE", reply}), std::nullopt) << "nobody knows where frames begin";
+  EXPECT_EQ(own_of({}), std::nullopt);
+}
+
+TEST(Exchanges, WholeDirectory_HasAllThatItAnnounces) {
+  const plc_sim::Bytes reply = from_hex(kDirectoryReply);
+  const auto programs = wire_trace::whole_directory(reply);
+  ASSERT_TRUE(programs.has_value());
+  EXPECT_EQ(programs->size(), wire_trace::programs_of(reply).size());
+  EXPECT_FALSE(wire_trace::whole_directory(plc_sim::Bytes(reply.begin(), reply.end() - 2)).has_value());
+  EXPECT_FALSE(wire_trace::whole_directory({}).has_value());
+}
+
 TEST(Exchanges, PiecesOfAReply_KeepTheirTimes) {
   Traffic traffic;
   traffic.host(kReadD).controller("00 00 00 06 FF FF FF F9").pass(50000000).controller("00 01 1E 09 00 00 12 34");

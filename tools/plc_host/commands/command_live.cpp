@@ -45,6 +45,7 @@ struct LiveFinding {
   bool has_wrong_name = false;  // the controller refused the name itself
   bool is_taken_name = false;   // it took the name, and refused to read it
   bool is_loss = false;         // of the connection
+  bool has_value = false;       // the variable counts as answered
 };
 
 struct LiveReport {
@@ -59,9 +60,13 @@ struct LiveReport {
     return static_cast<size_t>(std::count_if(findings.begin(), findings.end(),
                                              [&state](const LiveFinding& finding) { return finding.state == state; }));
   }
+  size_t without_value() const {
+    return static_cast<size_t>(
+        std::count_if(findings.begin(), findings.end(), [](const LiveFinding& finding) { return !finding.has_value; }));
+  }
   size_t refused() const { return count(quality_word(Quality::kRefused)); }
   size_t impossible() const { return count(quality_word(Quality::kImpossible)); }
-  size_t others() const { return findings.size() - refused() - impossible(); }
+  size_t others() const { return without_value() - refused() - impossible(); }
 };
 
 TagResult ask(Host& host, const Tag& tag) {
@@ -93,10 +98,12 @@ TagResult ask_patiently(Host& host, const Tag& tag, Patience& patience) {
   return result;
 }
 
+bool names_no_program(const Tag& tag) { return tag.entry.is_global != 1 && tag.entry.scope_name[0] == '\0'; }
+
 // The driver sends a number with the name of a local variable. Where it finds no program of that scope, or takes
 // another one for it, the value may be that of another program's variable.
 bool has_foreign_scope(const Tag& tag, const LiveReport& report) {
-  if (tag.entry.is_global == 1 || !report.programs) return false;
+  if (tag.entry.is_global == 1 || names_no_program(tag) || !report.programs) return false;
   return std::find(report.programs->begin(), report.programs->end(), tag.entry.scope_name) == report.programs->end();
 }
 
@@ -130,6 +137,17 @@ LiveFinding scope_finding(const TagResult& result, const Tag& tag, const LiveRep
   finding.reason = missing.reason;
   if (report.programs) finding.near = plc_base::near_names(tag.entry.scope_name, *report.programs);
   finding.advice = advice_on_program(finding, missing.advice, report);
+  return finding;
+}
+
+LiveFinding number_finding(const Tag& tag) {
+  LiveFinding finding;
+  finding.name = tag.qualified_name;
+  finding.state = kScope;
+  finding.has_value = true;
+  finding.reason = "a local variable without a program: it goes by the number " +
+                   std::to_string(tag.entry.local_index) + " of column 11, whosever that is";
+  finding.advice = "Write the program's name in column 12 of its line, or make the variable global.";
   return finding;
 }
 
@@ -172,6 +190,7 @@ bool take_result(const TagResult& result, const Tag& tag, Patience& patience, Li
     patience.take(result.reading);
     ++report.answered;
     report.accepted.push_back(tag.qualified_name);
+    if (names_no_program(tag)) report.findings.push_back(number_finding(tag));
     return true;
   }
   const Failure& failure = result.reading.failure();
@@ -264,7 +283,7 @@ LiveReport ask_for_all(Host& host, const RelayRoute& route, Progress& progress) 
 }
 
 const char* severity_word(const LiveFinding& finding) {
-  return finding.state == quality_word(Quality::kImpossible) ? "warning" : "error";
+  return finding.has_value || finding.state == quality_word(Quality::kImpossible) ? "warning" : "error";
 }
 
 void write_findings(const Host& host, const LiveReport& report, bool json) {
@@ -300,7 +319,7 @@ const char* end_words(const Failure& end) {
 
 void write_summary(Host& host, const LiveReport& report, bool json) {
   const std::string controller = target_text(host.session().target());
-  const size_t left = report.names - report.answered - report.findings.size() - report.unanswered.size();
+  const size_t left = report.names - report.answered - report.without_value() - report.unanswered.size();
   if (json) {
     write_json_line(host.results(), Json{{"file", host.tag_file().shown},
                                          {"live",

@@ -47,8 +47,12 @@ std::optional<std::vector<std::string>> take_program_names(wire_trace::Recording
   std::optional<std::vector<std::string>> names;
   for (const wire_trace::Exchange& exchange : wire_trace::find_exchanges(relay.take_recording())) {
     if (exchange.request.kind != plc_sim::RequestKind::kDirectory || !exchange.is_answered()) continue;
+    names.reset();
+    const std::optional<wire_trace::Bytes> reply = exchange.own_reply();
+    const auto programs = reply ? wire_trace::whole_directory(*reply) : std::nullopt;
+    if (!programs) continue;
     names.emplace();
-    for (const wire_trace::Program& program : wire_trace::programs_of(exchange.reply())) names->push_back(program.name);
+    for (const wire_trace::Program& program : *programs) names->push_back(program.name);
   }
   return names;
 }

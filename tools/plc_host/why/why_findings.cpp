@@ -104,11 +104,44 @@ const wire_trace::Program* matched_program(const Tag& tag, bool indexed, bool is
   return nullptr;
 }
 
+// The contract build takes what one receive delivers, and would take another request's reply too: then what the
+// controller has is shown.
+std::optional<std::vector<wire_trace::Program>> programs_taken(const wire_trace::Exchange& exchange, bool is_guarded) {
+  const wire_trace::Bytes& front = exchange.pieces.front().bytes;
+  const wire_trace::ReplyHead head = wire_trace::head_of(front);
+  if (!is_guarded && head.is_reply && wire_trace::answers(head, exchange.request_bytes)) {
+    return wire_trace::programs_of(front);
+  }
+  const std::optional<wire_trace::Bytes> reply = exchange.own_reply();
+  return reply ? wire_trace::whole_directory(*reply) : std::nullopt;
+}
+
+bool has_directory_answer(const WhyReport& report) {
+  return std::any_of(report.road.begin(), report.road.end(), [&report](size_t index) {
+    const wire_trace::Exchange& exchange = report.exchanges[index];
+    return exchange.request.kind == plc_sim::RequestKind::kDirectory && exchange.is_answered();
+  });
+}
+
+// Nobody is accused of what is not known.
+void find_unknown_directory(const std::string& scope, const std::string& sent, WhyReport& report) {
+  constexpr char kAdvice[] = "See what went wrong with the directory first.";
+  if (!has_directory_answer(report)) {
+    report.fault("no directory came from the controller: number " + sent + " from column 11 went with the name",
+                 kAdvice);
+    return;
+  }
+  const std::string what = "no whole directory is among what came for it: whether the controller has the program " +
+                           quote_text(scope) + " is not known, and number " + sent + " went with the name";
+  // The guarded build makes no connection without one.
+  report.findings.push_back({what, kAdvice, !report.is_guarded});
+}
+
 void fill_from_road(WhyReport& report) {
   for (const size_t index : report.road) {
     const wire_trace::Exchange& exchange = report.exchanges[index];
     if (exchange.request.kind == plc_sim::RequestKind::kDirectory && exchange.is_answered()) {
-      report.programs = wire_trace::programs_of(exchange.pieces.front().bytes);
+      report.programs = programs_taken(exchange, report.is_guarded);
     }
     for (const plc_sim::NameBlock& block : exchange.request.blocks) {
       if (block.is_local && !report.sent_scope) report.sent_scope = block.program;
@@ -239,8 +272,7 @@ void find_scope_faults(WhyReport& report) {
   const std::string scope = tag->entry.scope_name;
   const std::string sent = std::to_string(*report.sent_scope);
   if (!report.programs) {
-    report.fault("no directory came from the controller: number " + sent + " from column 11 went with the name",
-                 "See what went wrong with the directory first.");
+    find_unknown_directory(scope, sent, report);
     return;
   }
   const bool indexed = *report.position >= report.tags.plain_count;

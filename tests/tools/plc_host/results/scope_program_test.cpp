@@ -190,6 +190,39 @@ TEST_F(ScopeTest, BlankBehindTheNameOfAProgram_IsNamed) {
             "plc-host: no value is shown: 1 of 1 variable has none\n");
 }
 
+TEST_F(ScopeTest, LineWithoutAProgram_GoesByItsNumberAndIsAWarning) {
+  start_with("Count,INT,,,,,,0,0,0,3,\n");
+  write_file("panel.csv", "Count,INT,,,,,,0,0,0,3,\n");
+  EXPECT_EQ(on_panel({"read", "--all", "--raw"}).out, "0\n");
+  const std::vector<std::string> check = {"check", path("panel.csv"), "--live", "--address", "127.0.0.1:" + port_};
+  const Outcome outcome = run(check);
+  const std::string file = path("panel.csv");
+  EXPECT_EQ(outcome.err, "");
+  EXPECT_THAT(outcome.out,
+              EndsWith(file +
+                       ":1: warning: /Count: a local variable without a program: it goes by the number 3 of "
+                       "column 11, whosever that is. Try: Write the program's name in column 12 of its line, or "
+                       "make the variable global.\n" +
+                       file + ": 1 name, 127.0.0.1:" + port_ + " has given 1 value, refused 0\n"));
+}
+
+// The driver drops what is none of its own; so does whoever reads the directory from the traffic.
+TEST_F(ScopeTest, ReplyToAnotherRequestBeforeTheDirectory_AccusesNobody) {
+  const std::string lines = "Count,INT,,,,,,0,0,0,1,MAIN\n";
+  const std::string file = path("panel.csv");
+  write_file("panel.csv", lines);
+  start_with(lines, {"--fault=foreign on=directory"});
+  const Outcome live = run({"check", file, "--live", "--address", "127.0.0.1:" + port_});
+  EXPECT_EQ(live.code, 0) << live.out;
+  EXPECT_THAT(live.out, EndsWith(": the driver reads 1 plain record\n" + file + ": 1 name, 127.0.0.1:" + port_ +
+                                 " has given 1 value, refused 0\n"));
+  start_with(lines, {"--fault=foreign on=directory"});
+  const Outcome why = on_panel({"why", "MAIN/Count"});
+  EXPECT_EQ(why.code, 0) << why.out;
+  EXPECT_THAT(why.out, HasSubstr("\ndirectory   1 \"MAIN\"\n"));
+  EXPECT_THAT(why.out, HasSubstr("\nWhat went wrong\n  nothing\n"));
+}
+
 // The contract build takes any answer for the right one, and says so.
 TEST_F(ScopeTest, ContractBuild_CannotTell) {
   const Outcome outcome = on_panel({"read", "Filing/Count", "--driver", PLC_HOST_LIBRARY});
