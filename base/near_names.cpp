@@ -62,13 +62,19 @@ std::string did_you_mean(std::string_view wanted, const std::vector<std::string>
   return near.empty() ? "" : "did you mean " + joined_with_or(near) + "?";
 }
 
-std::string joined_with_or(const std::vector<std::string>& names) {
+std::string words_with_or(const std::vector<std::string>& words) {
   std::string text;
-  for (size_t i = 0; i < names.size(); ++i) {
-    if (i > 0) text += i + 1 == names.size() ? " or " : ", ";
-    text += told_name(names[i]);
+  for (size_t i = 0; i < words.size(); ++i) {
+    if (i > 0) text += i + 1 == words.size() ? " or " : ", ";
+    text += words[i];
   }
   return text;
+}
+
+std::string joined_with_or(const std::vector<std::string>& names) {
+  std::vector<std::string> told(names.size());
+  std::transform(names.begin(), names.end(), told.begin(), told_name);
+  return words_with_or(told);
 }
 
 }  // namespace plc_base

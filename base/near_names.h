@@ -17,4 +17,7 @@ std::string did_you_mean(std::string_view wanted, const std::vector<std::string>
 // "Speed", "Speed or Spend", "Speed, Spend or Spell", each as told_name has it.
 std::string joined_with_or(const std::vector<std::string>& names);
 
+// The same of words that stand as they are.
+std::string words_with_or(const std::vector<std::string>& words);
+
 }  // namespace plc_base

@@ -7,7 +7,9 @@
 #include <optional>
 #include <system_error>
 
+#include "base/shown_text.h"
 #include "base/text.h"
+#include "base/utf8.h"
 
 namespace plc_base {
 namespace {
@@ -215,6 +217,22 @@ std::string take_elements(std::string_view text, const std::vector<size_t>& exte
   return {};
 }
 
+// A byte as it can be written in a value.
+void append_escape(unsigned char byte, std::string& quoted) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  if (byte == '\n') {
+    quoted += "\\n";
+  } else if (byte == '\r') {
+    quoted += "\\r";
+  } else if (byte == '\t') {
+    quoted += "\\t";
+  } else {
+    quoted += "\\x";
+    quoted += kDigits[byte >> 4];
+    quoted += kDigits[byte & 0xF];
+  }
+}
+
 }  // namespace
 
 TypedNumber typed_number(const ValueType& type, std::string_view text) {
@@ -249,6 +267,23 @@ TypedText typed_text(std::string_view text, size_t most_bytes) {
                 std::to_string(most_bytes)};
   }
   return typed;
+}
+
+std::string quoted_with_escapes(std::string_view text) {
+  std::string quoted = "\"";
+  for (size_t at = 0; at < text.size();) {
+    const auto first = first_code_point(text.substr(at));
+    const auto byte = static_cast<unsigned char>(text[at]);
+    if (!first || is_hidden(first->value)) {
+      const size_t end = at + (first ? first->bytes : 1);
+      for (; at < end; ++at) append_escape(static_cast<unsigned char>(text[at]), quoted);
+      continue;
+    }
+    if (byte == '"' || byte == '\\') quoted += '\\';
+    quoted += text.substr(at, first->bytes);
+    at += first->bytes;
+  }
+  return quoted + "\"";
 }
 
 TypedList typed_elements(std::string_view text, const std::vector<size_t>& extents) {

@@ -34,6 +34,9 @@ struct TypedText {
 // A text of at most so many bytes, as it stands or between double quotes with \n, \r, \t, \", \\ and \xNN in it.
 TypedText typed_text(std::string_view text, size_t most_bytes);
 
+// The text between double quotes, with typed_text's escapes for what a terminal would obey or hide.
+std::string quoted_with_escapes(std::string_view text);
+
 struct TypedList {
   std::vector<std::string_view> elements;
   std::string problem;

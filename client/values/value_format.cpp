@@ -4,8 +4,8 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
-#include "base/shown_text.h"
 #include "base/utf8.h"
+#include "base/values/typed_value.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
 
@@ -68,22 +68,6 @@ nlohmann::ordered_json nested_json(const TagEntry& entry, const TagValue& value,
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
   for (size_t i = 0; i < extents[depth]; ++i) list.push_back(nested_json(entry, value, extents, wide, depth + 1, next));
   return list;
-}
-
-// A byte as it can be written in a value.
-void append_escape(unsigned char byte, std::string& quoted) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
-  if (byte == '\n') {
-    quoted += "\\n";
-  } else if (byte == '\r') {
-    quoted += "\\r";
-  } else if (byte == '\t') {
-    quoted += "\\t";
-  } else {
-    quoted += "\\x";
-    quoted += kDigits[byte >> 4];
-    quoted += kDigits[byte & 0xF];
-  }
 }
 
 }  // namespace
@@ -172,21 +156,6 @@ nlohmann::ordered_json value_json(const TagEntry& entry, const TagValue& value, 
   return nested_json(entry, value, extents, wide, 0, next);
 }
 
-std::string quote_text(std::string_view text) {
-  std::string quoted = "\"";
-  for (size_t at = 0; at < text.size();) {
-    const auto first = plc_base::first_code_point(text.substr(at));
-    const auto byte = static_cast<unsigned char>(text[at]);
-    if (!first || plc_base::is_hidden(first->value)) {
-      const size_t end = at + (first ? first->bytes : 1);
-      for (; at < end; ++at) append_escape(static_cast<unsigned char>(text[at]), quoted);
-      continue;
-    }
-    if (byte == '"' || byte == '\\') quoted += '\\';
-    quoted += text.substr(at, first->bytes);
-    at += first->bytes;
-  }
-  return quoted + "\"";
-}
+std::string quote_text(std::string_view text) { return plc_base::quoted_with_escapes(text); }
 
 }  // namespace plc_client::core

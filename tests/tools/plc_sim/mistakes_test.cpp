@@ -224,6 +224,33 @@ TEST_F(Mistakes, OnTheConsole_AreNamedWithWhatToDo) {
   EXPECT_EQ(sim.finish(), 0);
 }
 
+TEST(NamesWithBlanks, StandBetweenQuotesAndAreExactlyTheRow) {
+  const TemporaryFile tags(
+      "A,INT,,,,,,0,0,0,1,Main,\nA,INT,,,,,,1,0,0,2, Main,\nA,INT,,,,,,2,0,0,3,Main ,\nMotor Speed,INT,,,,,,3,1,0,0,\n"
+      "It's,INT,,,,,,4,1,0,0,\nsay \"it's\",INT,,,,,,5,1,0,0,\n");
+  PlcSimProcess sim({tags.path()});
+  sim.read_line();
+  EXPECT_EQ(sim.command("set ' Main/A' 1"), "");
+  EXPECT_EQ(sim.command("set \"Main /A\" 2"), "");
+  EXPECT_EQ(sim.command("set Main/A 3"), "");
+  EXPECT_EQ(sim.command("set \"Motor Speed\" 4"), "");
+  EXPECT_EQ(sim.command("set 'It's' 5"), "");
+  EXPECT_EQ(sim.command("set \"say \\\"it's\\\"\" 6"), "");
+  EXPECT_EQ(sim.command("show"), "Main/A = 3\n Main/A = 1\nMain /A = 2\nMotor Speed = 4\nIt's = 5\nsay \"it's\" = 6\n");
+  EXPECT_EQ(sim.command("show ' Main/A'"), " Main/A = 1\n");
+  EXPECT_EQ(sim.command("show Motor Speed"), "Motor Speed = 4\n");
+  const std::pair<const char*, const char*> cases[] = {
+      {"set Main /A 5", "a name with a blank stands between quotes: set 'Main /A' VALUE"},
+      {"set Motor Speed 5", "a name with a blank stands between quotes: set 'Motor Speed' VALUE"},
+      {"set say \"it's\" 5", "a name with a blank stands between quotes: set \"say \\\"it's\\\"\" VALUE"},
+      {"set 'Main /A'", "the value is missing: set 'Main /A' VALUE"},
+      {"set MotorSpeed 5", "no variable is called 'MotorSpeed'; did you mean 'Motor Speed'?"},
+      {"set A 5", "no variable alone is called 'A': write Main/A, ' Main/A' or 'Main /A'"},
+  };
+  for (const auto& [line, said] : cases) EXPECT_EQ(sim.command(line), std::string("error: ") + said + "\n") << line;
+  EXPECT_EQ(sim.finish(), 0);
+}
+
 TEST_F(Mistakes, NumberOfAProgramThatNobodyHas_IsWarnedOf) {
   PlcSimProcess sim({"--program", "Mian=3", tags_});
   EXPECT_EQ(sim.finish(), 0);

@@ -44,6 +44,35 @@ std::string meant_command(const std::string& word) {
 
 [[noreturn]] void fail(const std::string& reason) { throw std::invalid_argument(reason); }
 
+// The quote that closes the first one: the next that ends a word, and none behind a backslash in double quotes.
+size_t closing_quote(std::string_view line) {
+  const char quote = line.front();
+  for (size_t i = 1; i < line.size(); ++i) {
+    if (quote == '"' && line[i] == '\\') {
+      ++i;
+    } else if (line[i] == quote && (i + 1 == line.size() || line[i + 1] == ' ')) {
+      return i;
+    }
+  }
+  return std::string_view::npos;
+}
+
+// A name and what follows it. A name with blanks stands between quotes, 'Main /A' or "Main /A"; the double ones have
+// the escapes of values.
+std::pair<std::string, std::string> split_name(std::string_view line) {
+  const bool is_quoted = !line.empty() && (line.front() == '\'' || line.front() == '"');
+  const size_t close = is_quoted ? closing_quote(line) : std::string_view::npos;
+  if (close == std::string_view::npos) return split_first_word(line);
+  const std::string_view with_quotes = line.substr(0, close + 1);
+  const size_t rest = std::min(line.find_first_not_of(' ', close + 1), line.size());
+  if (line.front() == '\'') {
+    return {std::string(with_quotes.substr(1, close - 1)), std::string(line.substr(rest))};
+  }
+  const plc_base::TypedText typed = plc_base::typed_text(with_quotes, with_quotes.size());
+  if (!typed.problem.empty()) fail(typed.problem);
+  return {typed.text, std::string(line.substr(rest))};
+}
+
 }  // namespace
 
 std::string Console::run(std::string_view line) {
@@ -80,20 +109,30 @@ std::string Console::answer(const std::string& command, const std::string& rest)
 }
 
 std::string Console::set(const std::string& rest) {
-  const auto [name, value] = split_first_word(rest);
+  const auto [name, value] = split_name(rest);
   const auto element = store_.find_typed(name);
   const size_t equals = name.find('=');
   if (!element && equals != std::string::npos && store_.find_typed(name.substr(0, equals))) {
     fail("a blank stands between a name and its value: set " + name.substr(0, equals) + " " + name.substr(equals + 1));
   }
-  if (!element) fail(store_.why_not_found(name));
+  if (!element) refuse_name(name, rest);
   const bool may_be_empty = element->variable->tag.type->kind == TypeKind::kText;
-  if (value.empty() && !may_be_empty) fail("the value is missing: set " + name + " VALUE");
+  if (value.empty() && !may_be_empty) fail("the value is missing: set " + typeable_name(name) + " VALUE");
   const bool is_whole_array = element->variable->is_array() && mark_subscripts(name).back() != ']';
   const std::string problem =
       is_whole_array ? set_array(*element->variable, value) : set_value(store_.memory(), *element, value);
   if (!problem.empty()) fail(problem);
   return {};
+}
+
+// A name with blanks was cut at the first of them, where nothing quotes it.
+void Console::refuse_name(const std::string& name, const std::string& rest) const {
+  for (size_t end = rest.size(); end != std::string::npos && end > name.size(); end = rest.rfind(' ', end - 1)) {
+    const std::string longer = rest.substr(0, end);
+    if (longer.back() == ' ' || !store_.find_typed(longer)) continue;
+    fail("a name with a blank stands between quotes: set " + typeable_name(longer) + " VALUE");
+  }
+  fail(store_.why_not_found(name));
 }
 
 // All elements or none.
@@ -115,14 +154,16 @@ std::string Console::show(const std::string& rest) {
     for (const auto& variable : store_.variables()) all += list_variable(store_, *variable);
     return all;
   }
-  const auto element = store_.find_typed(rest);
-  if (!element) fail(store_.why_not_found(rest));
+  const auto [first, more] = split_name(rest);
+  const std::string name = more.empty() ? first : rest;
+  const auto element = store_.find_typed(name);
+  if (!element) fail(store_.why_not_found(name));
   const Variable& variable = *element->variable;
-  if (variable.is_array() && (rest.back() != ']' || variable.tag.name.back() == ']')) {
-    const bool names_variable = mark_subscripts(rest).size() <= variable.tag.name.size() + rest.find('/') + 1;
-    if (rest.back() != ']' || names_variable) return list_variable(store_, variable);
+  if (variable.is_array() && (name.back() != ']' || variable.tag.name.back() == ']')) {
+    const bool names_variable = mark_subscripts(name).size() <= variable.tag.name.size() + name.find('/') + 1;
+    if (name.back() != ']' || names_variable) return list_variable(store_, variable);
   }
-  return shown_name(strip_subscript_marks(rest)) + " = " + value_text(store_.memory(), *element) + "\n";
+  return shown_name(strip_subscript_marks(name)) + " = " + value_text(store_.memory(), *element) + "\n";
 }
 
 std::string Console::dump(const std::string& rest) const {
@@ -186,7 +227,8 @@ std::string Console::help() {
          "faults                       list the faults, and those that are armed\n"
          "report [text|json|csv]       what the hosts asked for\n"
          "quit                         end\n"
-         "Local variables are called PROGRAM/NAME.\n";
+         "Local variables are called PROGRAM/NAME. A name with blanks stands between\n"
+         "quotes: 'Main /A' or \"Main /A\".\n";
 }
 
 }  // namespace plc_sim

@@ -33,6 +33,7 @@ class Console {
  private:
   std::string answer(const std::string& command, const std::string& rest);
   std::string set(const std::string& rest);
+  [[noreturn]] void refuse_name(const std::string& name, const std::string& rest) const;
   std::string set_array(Variable& variable, const std::string& list);
   std::string show(const std::string& rest);
   std::string dump(const std::string& rest) const;

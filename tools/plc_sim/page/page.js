@@ -49,7 +49,10 @@ function cell(row, text) {
   return td;
 }
 
-const write = (name, value) => command("set " + name + " " + value, "written: " + name + " = " + value);
+// The row's own name and no other: between quotes its blanks and quotes count too.
+const escapes = {"\n": "\\n", "\r": "\\r", "\t": "\\t", "\0": "\\x00", "\"": "\\\"", "\\": "\\\\"};
+const quoted = name => "\"" + name.replace(/[\n\r\t\0"\\]/g, c => escapes[c]) + "\"";
+const write = (name, value) => command("set " + quoted(name) + " " + value, "written: " + name + " = " + value);
 
 // A flag has a button for its other value, everything else a field.
 function makeControls(name, type, entry) {

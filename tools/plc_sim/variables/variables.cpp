@@ -242,19 +242,20 @@ std::optional<Element> VariableStore::known_element(Variable& variable, const st
 }
 
 std::optional<Element> VariableStore::find_typed(const std::string& name) const {
-  const size_t slash = name.find('/');
-  const bool has_program = slash != std::string::npos;
-  const std::string wire_name = mark_subscripts(has_program ? name.substr(slash + 1) : name);
-  std::vector<Element> found;
+  std::vector<Element> whole;  // those that are called so with their programs
+  std::vector<Element> bare;
   for (const auto& variable : variables_) {
     const TagDeclaration& tag = variable->tag;
-    if (has_program && (tag.is_global || variable->owner() != name.substr(0, slash))) continue;
-    if (const auto element = known_element(*variable, wire_name)) {
-      found.insert(tag.is_global ? found.begin() : found.end(), *element);
+    const std::string program = tag.is_global ? "" : variable->owner() + "/";
+    if (name.compare(0, program.size(), program) == 0) {
+      const auto element = known_element(*variable, mark_subscripts(name.substr(program.size())));
+      if (element) whole.push_back(*element);
     }
+    if (tag.is_global) continue;
+    if (const auto element = known_element(*variable, mark_subscripts(name))) bare.push_back(*element);
   }
-  const bool is_clear = !found.empty() && (found.size() == 1 || found[0].variable->tag.is_global);
-  return is_clear ? std::optional<Element>(found[0]) : std::nullopt;
+  const std::vector<Element>& found = whole.empty() ? bare : whole;
+  return found.size() == 1 ? std::optional<Element>(found.front()) : std::nullopt;
 }
 
 }  // namespace plc_sim

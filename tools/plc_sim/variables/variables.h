@@ -23,6 +23,9 @@ struct StoreProblem {
 // A host that names elements without end must not fill the memory.
 constexpr size_t kMostOutsideElements = 100000;
 
+// The name as the console takes it: between quotes where blanks or hidden characters are in it.
+std::string typeable_name(const std::string& name);
+
 class VariableStore {
  public:
   // Numbers given here win over those in the tag files.

@@ -1,10 +1,13 @@
 // Says why a typed name is no element: which other names are near, or what is wrong with its subscripts.
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "base/near_names.h"
+#include "base/shown_text.h"
 #include "base/text.h"
+#include "base/values/typed_value.h"
 #include "tools/plc_sim/variables/variables.h"
 #include "wire/names.h"
 
@@ -34,6 +37,15 @@ std::string wanted_subscripts(const Variable& variable, const std::string& base)
 
 }  // namespace
 
+std::string typeable_name(const std::string& name) {
+  const bool is_plain = plc_base::shown_line(name) == name;
+  const bool is_word =
+      !name.empty() && name.front() != '\'' && name.front() != '"' && name.find(' ') == std::string::npos;
+  if (is_plain && is_word) return name;
+  if (is_plain && name.find('\'') == std::string::npos) return plc_base::quoted(name);
+  return plc_base::quoted_with_escapes(name);
+}
+
 std::string VariableStore::why_not_found(const std::string& name) const {
   if (name.empty()) return "no variable is named; show lists them";
   const size_t open = name.rfind('[');
@@ -46,17 +58,18 @@ std::string VariableStore::why_not_found(const std::string& name) const {
     names.push_back(variable->qualified_name());
     if (!is_called(*variable, base)) continue;
     called.push_back(variable.get());
-    called_names.push_back(names.back() + (has_subscripts ? name.substr(open) : ""));
+    called_names.push_back(typeable_name(names.back() + (has_subscripts ? name.substr(open) : "")));
   }
   if (called.size() > 1) {
-    return "no variable alone is called " + plc_base::quoted(base) + ": write " +
-           plc_base::joined_with_or(called_names);
+    return "no variable alone is called " + plc_base::quoted(base) + ": write " + plc_base::words_with_or(called_names);
   }
   if (called.size() == 1 && has_subscripts) {
     return "no variable is called " + plc_base::quoted(name) + ": " + wanted_subscripts(*called.front(), base);
   }
-  const std::string near = plc_base::did_you_mean(base, names);
-  return "no variable is called " + plc_base::quoted(base) + "; " + (near.empty() ? "show lists them" : near);
+  std::vector<std::string> near = plc_base::near_names(base, names);
+  std::transform(near.begin(), near.end(), near.begin(), typeable_name);
+  return "no variable is called " + plc_base::quoted(base) + "; " +
+         (near.empty() ? "show lists them" : "did you mean " + plc_base::words_with_or(near) + "?");
 }
 
 }  // namespace plc_sim

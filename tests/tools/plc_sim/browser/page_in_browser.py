@@ -22,6 +22,10 @@ Table,DINT,[0..2],,a,b,c,1,0,0,5,MAIN,
 Text,STRING,,40,a,b,c,3,1,0,0,,
 <img src=x onerror=window.wasRun=1>,INT,,,a,b,c,4,1,0,0,,
 turned\u202egnp,INT,,,a,b,c,5,1,0,0,,
+A,INT,,,a,b,c,6,0,0,6,Blank,
+A,INT,,,a,b,c,7,0,0,7, Blank,
+A,INT,,,a,b,c,8,0,0,8,Blank ,
+say "it's" \\n,INT,,,a,b,c,9,1,0,0,,
 """
 # Somebody else's name, which points to this machine for the browser alone.
 EVIL_HOST = "evil.example"
@@ -75,6 +79,18 @@ def use_markup(browser, sim):
     expect(browser.evaluate("window.wasRun ?? false"), False, "a script that is none of the page's files was run")
 
 
+def use_names_with_blanks(browser, sim):
+    """A button writes its row, also where other rows have the name but for its blanks."""
+    names = ("Blank/A", " Blank/A", "Blank /A", "say \"it's\" \\n")
+    for value, name in enumerate(names, 11):
+        row = f"document.querySelector('tr[data-name=' + CSS.escape({json.dumps(name)}) + ']')"
+        browser.evaluate(f"{row}.querySelector('input').value = '{value}'; {row}.querySelector('form').requestSubmit()")
+        browser.wait_for(MESSAGE, f"written: {name} = {value}")
+    shown = command(sim, "show")
+    expect([line for line in shown if "lank" in line or "say" in line],
+           [f"{name} = {value}" for value, name in enumerate(names, 11)], "names with blanks")
+
+
 def use_page(browser, sim, options, tags, port):
     browser.wait_for(value_of("Speed"), "0")
     browser.wait_for("document.getElementById('violations').textContent", "no violation")
@@ -87,6 +103,7 @@ def use_page(browser, sim, options, tags, port):
         browser.evaluate(f"{row}.querySelector('input').value = '{value}'; {row}.querySelector('form').requestSubmit()")
         browser.wait_for(value_of(name), value)
         expect(read_through_driver(options, tags, port, name), int(value), f"{name} through the driver")
+    use_names_with_blanks(browser, sim)
 
     browser.evaluate("const row = document.querySelector('tr[data-name=\"Speed\"]');"
                      "row.querySelector('input').value = '99999'; row.querySelector('form').requestSubmit()")
