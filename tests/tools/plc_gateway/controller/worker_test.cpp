@@ -284,6 +284,19 @@ TEST_F(WorkerTest, VariableOfAProgramThatBeginsWithAnotherOnesName_IsBadAndNotWr
   for (const plc_test::DumpedElement& element : sim_->dump()) EXPECT_EQ(element.raw, "0000") << element.name;
 }
 
+// Each name would be proof that the other one is cut.
+TEST_F(WorkerTest, VariablesOfTwoShortBeginnings_AreBadAndNotWritten) {
+  start(tag_line("B", "INT", "", "", "Main2") + tag_line("B", "INT", "", "", "Pump2"),
+        {variable("Main2/B", "INT", DataType::kInt16), variable("Pump2/B", "INT", DataType::kInt16)});
+  const std::string other =
+      folder_.write("other.csv", tag_line("B", "INT", "", "", "Main") + tag_line("B", "INT", "", "", "Pump"));
+  sim_ = std::make_unique<plc_test::RunningSim>(PLC_TEST_SIMULATOR, std::vector<std::string>{other});
+  make_worker({rule_for("Main2/B", true)});
+  for (const Sample& sample : read_all()) EXPECT_FALSE(sample.good);
+  EXPECT_EQ(write(0, Input(5)).outcome, plc_client::Outcome::kNotDone);
+  for (const plc_test::DumpedElement& element : sim_->dump()) EXPECT_EQ(element.raw, "0000") << element.name;
+}
+
 TEST_F(WorkerTest, ValueOfTheContractBuild_IsUnguarded) {
   start(tag_line("A", "INT"), {variable("A", "INT", DataType::kInt16)});
   EXPECT_FALSE(read_all().at(0).unguarded);
