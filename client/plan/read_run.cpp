@@ -25,6 +25,7 @@ class PlanRun {
  private:
   bool make_call(ReadStep& step, Failure& failure, WallTime& time);
   CallResult call(ReadStep& step);
+  bool fail_of_another(const ReadStep& step, const Failure& failure, WallTime time);
   void run_step(ReadStep& step);
   void fail_step(const ReadStep& step, const Failure& failure, WallTime time, bool spoils);
   void take_step(const ReadStep& step, WallTime time);
@@ -154,6 +155,18 @@ void PlanRun::take_step(const ReadStep& step, WallTime time) {
   }
 }
 
+// Whether the step reaches another program, or none for sure. The variables of a batch are all of one scope.
+bool PlanRun::fail_of_another(const ReadStep& step, const Failure& failure, WallTime time) {
+  const size_t first = step.is_batch() ? step.slots.front().reference : step.variable;
+  const Tag& tag = *plan_.variables[first].reference.tag;
+  const ProgramRule rule = step.is_batch() ? kRuleOfBatches : rule_of_singles(tag);
+  std::optional<Failure> hindrance = program_hindrance(session_, tag, rule);
+  if (!hindrance && failure.is_unclear) hindrance = missing_program(tag.entry);
+  // Single reads may reach what the batch does not.
+  if (hindrance) fail_step(step, *hindrance, time, !program_hindrance(session_, tag, ProgramRule::kBeginning));
+  return hindrance.has_value();
+}
+
 void PlanRun::run_step(ReadStep& step) {
   if (!step.is_batch() && plan_.variables[step.variable].has_failed) return;
   Failure failure;
@@ -164,18 +177,7 @@ void PlanRun::run_step(ReadStep& step) {
   const bool is_answered = make_call(step, failure, time);
   if (is_answered) exchanges_ += step.exchanges;
   const bool may_be_of_another = failure.quality == Quality::kRefused || failure.is_unclear;
-  if (is_answered || (may_be_of_another && session_.is_connected())) {
-    // The variables of a batch are all of one scope.
-    const size_t first = step.is_batch() ? step.slots.front().reference : step.variable;
-    const Tag& tag = *plan_.variables[first].reference.tag;
-    const ProgramRule rule = step.is_batch() ? kRuleOfBatches : rule_of_singles(tag);
-    std::optional<Failure> hindrance = program_hindrance(session_, tag, rule);
-    if (!hindrance && failure.is_unclear) hindrance = missing_program(tag.entry);
-    if (hindrance) {
-      // Single reads may reach what the batch does not.
-      return fail_step(step, *hindrance, time, !program_hindrance(session_, tag, ProgramRule::kBeginning));
-    }
-  }
+  if ((is_answered || (may_be_of_another && session_.is_connected())) && fail_of_another(step, failure, time)) return;
   if (is_answered) {
     take_step(step, time);
   } else {
