@@ -128,7 +128,9 @@ bool load_tags(const Options& options, VariableStore& store) {
   printer.finish();
   warn_of_programs(options, tags);
   if (!is_good) print_error("plc-sim: nothing was started. Try: plc-host check FILE, or --skip-bad-lines");
-  return is_good;
+  if (!is_good || !options.skip_bad_lines || !store.variables().empty()) return is_good;
+  print_error("plc-sim: nothing was started: no line can be declared. Try: plc-host check FILE");
+  return false;
 }
 
 }  // namespace plc_sim

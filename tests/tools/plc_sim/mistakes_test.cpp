@@ -224,6 +224,18 @@ TEST_F(Mistakes, OnTheConsole_AreNamedWithWhatToDo) {
   EXPECT_EQ(sim.finish(), 0);
 }
 
+TEST_F(Mistakes, FileOfWhichNoLineIsLeft_StartsNothing) {
+  const TemporaryFile bad("Long,STRING,,5000,,,,0,1,0,0,\n");
+  const std::string place = "plc-sim: " + bad.path() + ":1: ";
+  const std::string reason =
+      "plc-sim serves strings of at most 4096 bytes, not of 5000. The line is no fault for a controller\n";
+  EXPECT_EQ(said_to({bad.path()}), place + "error: " + reason +
+                                       "plc-sim: nothing was started. Try: plc-host check FILE, or --skip-bad-lines\n");
+  EXPECT_EQ(said_to({"--skip-bad-lines", bad.path()}),
+            place + "warning: " + reason +
+                "plc-sim: nothing was started: no line can be declared. Try: plc-host check FILE\n");
+}
+
 TEST(NamesWithBlanks, StandBetweenQuotesAndAreExactlyTheRow) {
   const TemporaryFile tags(
       "A,INT,,,,,,0,0,0,1,Main,\nA,INT,,,,,,1,0,0,2, Main,\nA,INT,,,,,,2,0,0,3,Main ,\nMotor Speed,INT,,,,,,3,1,0,0,\n"

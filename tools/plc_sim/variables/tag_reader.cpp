@@ -130,7 +130,11 @@ void parse_scope(const std::vector<std::string>& columns, TagDeclaration& tag) {
 void parse_string_length(const std::string& column, TagDeclaration& tag) {
   if (column.empty() || std::string_view(tag.type->name) != "STRING") return;
   tag.string_length = parse_number<int32_t>(column, "string length");
-  if (tag.string_length < 1 || tag.string_length > kMaxStringLength) {
+  if (tag.string_length > kMaxStringLength) {
+    throw BadLine("plc-sim serves strings of at most " + std::to_string(kMaxStringLength) + " bytes, not of " + column +
+                  ". The line is no fault for a controller");
+  }
+  if (tag.string_length < 1) {
     throw BadLine("string length " + column + " is not between 1 and " + std::to_string(kMaxStringLength));
   }
   tag.ranges.clear();
