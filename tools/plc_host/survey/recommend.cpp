@@ -174,7 +174,9 @@ void recommend_poll(const SurveyRecord& record, std::vector<Recommendation>& all
                  plc_base::plural(polled, "variable") + " in " + std::to_string(rounds) +
                      (rounds == 1 ? " batch" : " batches") + " of up to " + std::to_string(names) + " names" +
                      (pause_ms > 0 ? ", with a pause of " + pause + " ms before each: " : ": ") + ms_text(round_ms) +
-                     " for all of them when each answer is as slow as the slowest in a hundred; twice that"});
+                     " for all of them when each answer is as slow as the slowest in a hundred; " +
+                     (round_ms * kPollFactor < kShortestPollMs ? "twice that is less than 100 ms, the shortest advised"
+                                                               : "twice that")});
 }
 
 void recommend_driver(const SurveyRecord& record, std::vector<Recommendation>& all) {

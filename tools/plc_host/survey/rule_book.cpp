@@ -266,6 +266,28 @@ void RuleBook::take_foreign(const Asked& asked) {
   if (!asked.answer.has_come()) take_number(asked, foreign.back());
 }
 
+// An echo has the head of each request, and a flood has heads for nobody. The first request is too short to tell.
+void RuleBook::take_speech(const Asked& asked, const plc_sim::Request& request) {
+  if (request.kind == RequestKind::kDirectoryStart) return;
+  const ByteView sent(asked.request);
+  const ByteView head(asked.answer.bytes);
+  const bool is_function = head.size() >= wire::kHeadBytes && head.u16(wire::kClassAt) == sent.u16(wire::kClassAt);
+  const bool is_own = is_function && head.u16(wire::kSequenceAt) == sent.u16(wire::kSequenceAt);
+  const bool has_all = asked.shape.is_complete && !is_write(request.kind);
+  const bool is_echo = asked.answer.bytes == asked.request;
+  ++(!is_echo && (has_all || is_own) ? counts_.spoken : counts_.unspoken);
+}
+
+bool RuleBook::has_usual_head(const Asked& asked) const {
+  const ByteView head(asked.answer.bytes);
+  if (head.size() < wire::kReplyHeadBytes) return false;
+  const auto is_usual = [](const HeadCounts::Field& field) { return field.right > field.zero + field.other; };
+  const auto own_length = static_cast<uint32_t>(head.size() - wire::kLengthExcludes);
+  if (is_usual(counts_.length) && head.u32(0) != own_length) return false;
+  if (is_usual(counts_.complement) && head.u32(4) != ~head.u32(0)) return false;
+  return !is_usual(counts_.sequence) || head.u16(wire::kSequenceAt) == ByteView(asked.request).u16(wire::kSequenceAt);
+}
+
 // A part of a reply, where most come whole, answers nothing.
 bool RuleBook::take_unfinished(Asked& asked) {
   const ProbeReply& answer = asked.answer;
@@ -289,6 +311,7 @@ std::string RuleBook::take(Asked& asked) {
   const plc_sim::Request request = plc_sim::parse_request(asked.request, ignored);
   asked.shape = shape_of(request, asked.answer.bytes);
   refuse_by_status(request.kind, asked);
+  take_speech(asked, request);
   take_head(asked);
   take_shape(asked, request);
   return first_seen_;

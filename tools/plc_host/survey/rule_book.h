@@ -49,6 +49,9 @@ class RuleBook {
   // before.
   std::string take(Asked& asked);
 
+  // Its head is like that of most replies: a reply that was damaged on its way has another one.
+  bool has_usual_head(const Asked& asked) const;
+
   // A write whose effect is known by now: its status belongs to an answer, or to a refusal.
   void judge_write(const Asked& asked, bool is_done);
 
@@ -82,6 +85,7 @@ class RuleBook {
   void take_number(const Asked& asked, const plc_sim::Bytes& reply);
   void take_foreign(const Asked& asked);
   bool take_unfinished(Asked& asked);
+  void take_speech(const Asked& asked, const plc_sim::Request& request);
   bool is_rare(Id rule) const;
   std::string told_strays() const;
   Verdict judged() const;

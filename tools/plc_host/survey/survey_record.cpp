@@ -41,7 +41,14 @@ Spread spread_of(std::vector<double> values) {
 
 bool is_foreign(const HeadCounts& heads) {
   const uint64_t alike = heads.length.right + heads.complement.right + heads.request_class.right + heads.command.right;
-  return heads.replies > 0 && alike == 0;
+  return heads.replies > 0 && (alike == 0 || (heads.unspoken > 0 && heads.spoken == 0));
+}
+
+bool fails_guarded_build(const Variables& variables) {
+  constexpr uint64_t kTenth = 10;
+  const std::string& build = variables.compared_with;
+  return build.substr(build.rfind(' ') + 1) == "guarded" && variables.unread_by_driver > 0 &&
+         variables.unread_by_driver * kTenth >= variables.to_compare;
 }
 
 bool is_read(const VariableFinding& finding) {

@@ -100,7 +100,7 @@ struct Programs {
 };
 
 struct VariableFinding {
-  enum class State { kGood, kRefused, kNotNamed, kDifferent, kShort, kLong, kNotTried };
+  enum class State { kGood, kRefused, kNotNamed, kDifferent, kNotByDriver, kShort, kLong, kNotTried };
   std::string name;      // with its program before it
   std::string own_name;  // without
   std::string program;   // "" of a global one
@@ -119,7 +119,8 @@ struct VariableFinding {
   bool is_other_by_driver = false;  // the driver gave another value, or none
   size_t name_reply_bytes = 0;      // of the replies to its name and its value, each asked for alone
   size_t value_reply_bytes = 0;
-  bool changes = false;  // by itself: two values were seen, read the same way
+  bool is_named = false;  // its name was answered
+  bool changes = false;   // by itself: two values were seen, read the same way
 };
 
 // Answered as declared, with a value that plc-host read shows.
@@ -129,11 +130,12 @@ struct Variables {
   Step step;
   uint64_t declared = 0;  // findings are there once the controller was asked
   std::vector<VariableFinding> findings;
-  std::string compared_with;  // the driver's build whose values were compared; "" where none was called
-  std::string not_compared;   // why the comparison was not made to its end; "" where it was
-  uint64_t to_compare = 0;    // that the survey has read
-  uint64_t compared = 0;      // that the driver gave a value for
-  uint64_t misread = 0;       // of these: another value than the controller's
+  std::string compared_with;      // the driver's build whose values were compared; "" where none was called
+  std::string not_compared;       // why the comparison was not made to its end; "" where it was
+  uint64_t to_compare = 0;        // that the survey has read
+  uint64_t compared = 0;          // that the driver gave a value for
+  uint64_t misread = 0;           // of these: another value than the controller's
+  uint64_t unread_by_driver = 0;  // that it gave no value for, each time that it was asked
 };
 
 // Of all replies of the survey.
@@ -164,6 +166,8 @@ struct HeadCounts {
   uint64_t foreign = 0;          // whole frames that answer none of the survey's requests; no replies
   uint64_t unfinished = 0;       // replies that did not come to their end, where most do; their requests had no answer
   uint64_t refusals_untold = 0;  // names refused in the form of an answer, or answered though nobody has them
+  uint64_t spoken = 0;           // replies that only a controller gives
+  uint64_t unspoken = 0;         // the request's own bytes, or heads that are none of its reply
   uint64_t bytes_unasked = 0;    // that came behind a reply, before the next request
   std::optional<uint32_t> bytes_behind_values;  // where every value reply has as many
   std::optional<uint16_t> status_done;          // that of most answers that refuse nothing
@@ -172,7 +176,8 @@ struct HeadCounts {
   std::optional<uint16_t> directory_status;     // of one without its programs
 };
 
-// Replies came, and none has a length, a complement, a class or a command as replies have: no controller sent them.
+// Replies came, and no controller sent them: none has a length, a complement, a class or a command as replies have, or
+// all are requests sent back or heads that answer nothing.
 bool is_foreign(const HeadCounts& heads);
 
 inline constexpr char kForeign[] = "what answers there does not speak this protocol";
@@ -289,6 +294,9 @@ struct SurveyRecord {
 
 // The controller treats one connection more than it takes as it treated those that failed.
 bool explains_failures(const Link& link);
+
+// The guarded build did not read a tenth or more of the variables that the survey read, each time that it tried.
+bool fails_guarded_build(const Variables& variables);
 
 // Requests that a limit does not explain.
 Unanswered unanswered_of(const SurveyRecord& record);

@@ -41,7 +41,10 @@ std::string bad_variables(const Variables& variables) {
     ++count;
     table.add({variable_name(one), shown_html(one.type), place_of(one), what_happened(one), html_list(one.near)});
   }
-  return count == 0 ? "<p>Every variable is as declared.</p>\n" : table.finish();
+  if (count > 0) return table.finish();
+  const bool is_whole = variables.compared_with.empty() || variables.compared >= variables.to_compare;
+  return is_whole ? "<p>Every variable is as declared.</p>\n"
+                  : "<p>Every variable that was compared is as declared.</p>\n";
 }
 
 std::string good_variables(const Variables& variables) {
@@ -117,6 +120,21 @@ std::string values_text(const HeadCounts& heads) {
 
 }  // namespace
 
+namespace {
+
+// Each once, with how often it came.
+std::string failures_html(const std::vector<std::string>& failures) {
+  std::vector<std::string> told;
+  for (auto at = failures.begin(); at != failures.end(); ++at) {
+    if (std::find(failures.begin(), at, *at) != at) continue;
+    const auto count = std::count(at, failures.end(), *at);
+    told.push_back(*at + (count > 1 ? " (" + std::to_string(count) + " times)" : ""));
+  }
+  return html_list(told);
+}
+
+}  // namespace
+
 std::string link_html(const SurveyRecord& record) {
   const Link& link = record.link;
   std::string html;
@@ -142,7 +160,7 @@ std::string link_html(const SurveyRecord& record) {
     html += html_fact("connections at a time", std::to_string(link.connections_tried) + " and no limit met");
   }
   html += "</dl>\n";
-  if (!link.connect_failures.empty()) html += "<p>Failed: " + html_list(link.connect_failures) + ".</p>\n";
+  if (!link.connect_failures.empty()) html += "<p>Failed: " + failures_html(link.connect_failures) + ".</p>\n";
   return step_section("The way to it", link.step, html);
 }
 

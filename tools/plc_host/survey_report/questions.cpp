@@ -47,11 +47,18 @@ Question question_on(const VariableFinding& one) {
   const std::string place = place_of_question(one);
   switch (one.state) {
     case VariableFinding::State::kRefused:
+      if (one.is_named) {
+        return {one.name, "Is it " + one.type +
+                              " in the controller too? Its name was taken, and its value refused, status " +
+                              status_text(one.status) + "." + place};
+      }
       return {one.name, "Is it there, and under this name? The controller refused it, status " +
                             status_text(one.status) + "." + near_text(one.near) + place};
     case VariableFinding::State::kNotNamed:
       return {one.name,
               "Is it there, and under this name? No place came back for it" + why + "." + near_text(one.near) + place};
+    case VariableFinding::State::kNotByDriver:
+      return {one.name, "What of it does plc-host's driver not take? It was not read by it" + why + "." + place};
     case VariableFinding::State::kDifferent:
       return {one.name, "Does it change by itself, and is it " + one.type + "? It was read with different values" +
                             why + "." + place};
@@ -152,6 +159,13 @@ void ask_of_ends(const HeadCounts& heads, Questions& all) {
   if (heads.values_shorter > 0) {
     all.push_back({"values that are missing", "Why did " + std::to_string(heads.values_shorter) +
                                                   " of the replies have fewer values than were asked for?"});
+  }
+  constexpr uint64_t kTenth = 10;
+  if (heads.foreign > 0 && heads.foreign * kTenth >= heads.replies) {
+    all.push_back({"doubled replies",
+                   "Why does the controller, or what is between, send a reply twice, or one that nobody asked for? " +
+                       std::to_string(heads.foreign) + " came beside " + plural(heads.replies, "answer") +
+                       ", and a call of the guarded build fails when it meets one."});
   }
   if (heads.bytes_unasked > 0) {
     all.push_back({"bytes that nobody asked for", "What sends them? " + plural(heads.bytes_unasked, "byte") +

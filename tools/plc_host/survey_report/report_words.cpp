@@ -61,6 +61,8 @@ const char* word_of(VariableFinding::State state) {
       return "not named";
     case VariableFinding::State::kDifferent:
       return "different";
+    case VariableFinding::State::kNotByDriver:
+      return "not read by the driver";
     case VariableFinding::State::kShort:
       return "too short";
     case VariableFinding::State::kLong:

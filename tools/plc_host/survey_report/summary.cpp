@@ -85,6 +85,7 @@ std::string variables_sentence(const Variables& variables) {
   for (const auto& [state, words] :
        {std::pair(State::kRefused, " refused"), std::pair(State::kNotNamed, " not named"),
         std::pair(State::kDifferent, " read with different values"),
+        std::pair(State::kNotByDriver, " not read by plc-host's driver"),
         std::pair(State::kShort, " answered with too few bytes"),
         std::pair(State::kLong, " answered with too many bytes"), std::pair(State::kNotTried, " not tried")}) {
     const size_t count = count_of(variables, state);

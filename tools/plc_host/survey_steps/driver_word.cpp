@@ -23,6 +23,9 @@ using VariableState = VariableFinding::State;
 constexpr size_t kMostSingly = 300;   // variables; more are read in batches
 constexpr unsigned kLooksAgain = 8;   // of a value that the driver gives otherwise
 constexpr unsigned kDriverLooks = 3;  // by the driver, between two of the survey's
+constexpr unsigned kDriverTries = 3;  // of a variable that the driver does not read
+// Until a controller has taken a connection as closed: some have no other.
+constexpr std::chrono::milliseconds kUntilClosed{300};
 constexpr uint32_t kMostDelayMs = 1000;
 constexpr size_t kMostDriverLines = 65536;  // bytes
 constexpr char kContract[] = "contract";
@@ -64,7 +67,7 @@ class Comparison {
  private:
   std::vector<TagResult> wanted_of(const TagList& tags, const std::string& file, std::vector<size_t>& positions);
   void read_by_driver(DriverSession& session, std::vector<TagResult>& results);
-  void read_lost_again(DriverSession& session, std::vector<TagResult>& results);
+  void read_failed_again(DriverSession& session, std::vector<TagResult>& results);
   void take_result(const TagResult& result, size_t at);
   Word word_of(const TagResult& result, size_t at) const;
   bool is_same(const Word& word) const;
@@ -115,7 +118,7 @@ void Comparison::read_file(const HostOptions& options, const std::string& file, 
   std::vector<size_t> positions;
   std::vector<TagResult> results = wanted_of(host.tags(), file, positions);
   read_by_driver(host.session(), results);
-  read_lost_again(host.session(), results);
+  read_failed_again(host.session(), results);
   // The driver would keep its connection, and controllers have few.
   if (host.session().is_connected()) ::close(host.session().connection().socket_fd);
   for (size_t i = 0; i < results.size(); ++i) take_result(results[i], positions[i]);
@@ -130,31 +133,46 @@ void Comparison::read_by_driver(DriverSession& session, std::vector<TagResult>& 
   }
 }
 
-// Places of the results that had no answer: those first whose turn did not come.
-std::vector<size_t> lost_places(const std::vector<TagResult>& results) {
+// It may succeed another time; what cannot be asked for, or is shown without a value, is so each time.
+bool has_failed(const TagResult& result) {
+  if (result.ok() || result.reading.quality() == Quality::kImpossible) return false;
+  if (!result.reading.is_taken()) return true;
+  return result.reading.quality() != Quality::kFailed || result.reading.failure().code != PLC_OK;
+}
+
+// Places of the results that failed less often than they are tried: those first whose turn did not come.
+std::vector<size_t> failed_places(const std::vector<TagResult>& results, std::vector<unsigned>& tries) {
   std::vector<size_t> places;
   for (const bool is_taken : {false, true}) {
     for (size_t i = 0; i < results.size(); ++i) {
-      const Quality quality = results[i].reading.quality();
-      const bool is_lost = quality == Quality::kNotRead || quality == Quality::kNoAnswer || quality == Quality::kLost;
-      if (is_lost && results[i].reading.is_taken() == is_taken) places.push_back(i);
+      if (!has_failed(results[i]) || results[i].reading.is_taken() != is_taken) continue;
+      if (tries[i] < kDriverTries) places.push_back(i);
     }
   }
   return places;
 }
 
-// A reply that is lost says nothing of its variable: what has no answer is read again, as long as fewer are left.
-void Comparison::read_lost_again(DriverSession& session, std::vector<TagResult>& results) {
-  size_t before = results.size() + 1;
-  for (std::vector<size_t> places = lost_places(results); !places.empty() && places.size() < before;
-       places = lost_places(results)) {
+// One call that fails says nothing of its variable: it is made again, by itself.
+void Comparison::read_failed_again(DriverSession& session, std::vector<TagResult>& results) {
+  std::vector<unsigned> tries(results.size(), 0);
+  for (size_t i = 0; i < results.size(); ++i) tries[i] = results[i].reading.is_taken() ? 1 : 0;
+  unsigned fruitless = 0;
+  for (std::vector<size_t> places = failed_places(results, tries); !places.empty() && fruitless < kDriverTries;
+       places = failed_places(results, tries)) {
     if (stop_requested()) return;
-    before = places.size();
+    if (!session.is_connected()) wait_for_stop(kUntilClosed);
     std::vector<TagResult> left;
     left.reserve(places.size());
     for (const size_t place : places) left.push_back(unread(results[place].reference));
     read_by_driver(session, left);
-    for (size_t i = 0; i < places.size(); ++i) results[places[i]] = left[i];
+    size_t taken = 0;
+    for (size_t i = 0; i < places.size(); ++i) {
+      const bool is_taken = left[i].reading.is_taken();
+      taken += is_taken ? 1 : 0;
+      tries[places[i]] += is_taken ? 1 : 0;
+      if (is_taken || !results[places[i]].reading.is_taken()) results[places[i]] = left[i];
+    }
+    fruitless = taken == 0 ? fruitless + 1 : 0;
   }
 }
 
@@ -208,12 +226,14 @@ void Comparison::take_result(const TagResult& result, size_t at) {
   }
 }
 
-// Not read by the driver at all.
+// Not read by the driver at all, each time.
 void Comparison::take_unread(const Word& word) {
   VariableFinding& finding = record_.findings[word.at];
-  finding.state = VariableState::kDifferent;
+  finding.state = VariableState::kNotByDriver;
   finding.is_other_by_driver = true;
-  finding.why = "read " + finding.value + ", but not by plc-host read (" + record_.compared_with + "): " + word.problem;
+  ++record_.unread_by_driver;
+  finding.why = "the survey read " + finding.value + "; " + record_.compared_with + ", tried " +
+                std::to_string(kDriverTries) + " times: " + word.problem;
   finding.value.clear();
 }
 
@@ -321,6 +341,7 @@ void compare_with_driver(Conversation& conversation, Declarations& declared, con
     }
   }
   conversation.close();
+  wait_for_stop(kUntilClosed);
   Comparison comparison(conversation, declared);
   try {
     const bool is_named_contract = !load_driver_library(own.driver).is_guarded;

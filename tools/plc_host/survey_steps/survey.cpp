@@ -43,10 +43,22 @@ void take_values_back(SurveyRecord& record) {
   record.variables.step = {Step::State::kPartly, kForeign};
 }
 
+// Replies that keep every rule are of no use where the guarded build's own calls fail. The contract build takes what
+// makes them fail for answers, so that it is no way out: nothing is recommended.
+void weigh_comparison(SurveyRecord& record) {
+  const Variables& variables = record.variables;
+  if (!is_usable(record.verdict.usable) || !fails_guarded_build(variables)) return;
+  record.verdict.usable = Verdict::Usable::kUnknown;
+  record.verdict.because += " But the guarded build did not read " + std::to_string(variables.unread_by_driver) +
+                            " of " + plc_base::plural(variables.to_compare, "variable") +
+                            " that the survey read, each tried three times.";
+}
+
 void finish(Conversation& conversation, SurveyRecord& record) {
   conversation.rules().finish();
   if (is_foreign(record.heads)) take_values_back(record);
   record.verdict = conversation.rules().verdict();
+  weigh_comparison(record);
   if (record.heads.replies > 0) {
     record.heads.step.state = record.is_whole ? Step::State::kDone : Step::State::kPartly;
     record.heads.step.why = record.ended;

@@ -17,8 +17,11 @@ constexpr size_t kMostNearSearches = 200;  // each is compared with all names
 constexpr size_t kFirstBatch = 16;         // names: the limits are not known yet
 constexpr size_t kMostBatchBytes = 1400;   // of its requests and replies
 constexpr size_t kNameBytesBeside = 2;
-constexpr size_t kRecordBytes = 36;  // of a resolved name with three dimensions
-constexpr unsigned kRereads = 8;     // each way
+constexpr size_t kRecordBytes = 36;       // of a resolved name with three dimensions
+constexpr unsigned kRereads = 8;          // each way
+constexpr unsigned kSameRefusals = 2;     // behind the first
+constexpr unsigned kMostRefusalAsks = 6;  // until so many in a row are the same
+constexpr char kDamaged[] = "not told: replies were damaged, and no three in a row refuse it alike";
 // No tag file that is in use declares it.
 constexpr char kUnknownName[] = "PlcHostSurvey_NoSuchName";
 
@@ -41,6 +44,14 @@ void take_refusal(const Asked& asked, const std::string& why, VariableFinding& f
   finding.status = status_of(asked.answer.bytes);
   finding.why = why + ", status " + plc_base::hexadecimal(finding.status, 4);
 }
+
+// With the same words: a damaged reply looks like a refusal too.
+bool is_same_refusal(const RuleBook& rules, const Asked& one, const Asked& other) {
+  return one.answer.bytes.size() == other.answer.bytes.size() && rules.has_usual_head(one) &&
+         rules.has_usual_head(other) && status_of(one.answer.bytes) == status_of(other.answer.bytes);
+}
+
+bool lacks_something(const Asked& asked) { return asked.is_answered() && !asked.shape.is_complete; }
 
 class VariableStep {
  public:
@@ -67,6 +78,8 @@ class VariableStep {
 
   void ask_singly(size_t at);
   bool read_singly(size_t at);
+  template <typename Ask>
+  auto settled(const Ask& ask, bool& is_told) -> decltype(ask());
   void ask_unknown();
   void ask_in_batches();
   void ask_batch(const std::vector<size_t>& batch);
@@ -83,6 +96,20 @@ class VariableStep {
   size_t batch_names_ = kFirstBatch;
 };
 
+// What lacks something is asked for again until it has it, or until the same reply came three times.
+template <typename Ask>
+auto VariableStep::settled(const Ask& ask, bool& is_told) -> decltype(ask()) {
+  auto answer = ask();
+  unsigned same = 0;
+  for (unsigned i = 0; i < kMostRefusalAsks && same < kSameRefusals && lacks_something(answer.asked); ++i) {
+    const auto again = ask();
+    same = is_same_refusal(conversation_.rules(), answer.asked, again.asked) ? same + 1 : 0;
+    answer = again;
+  }
+  is_told = !lacks_something(answer.asked) || same >= kSameRefusals;
+  return answer;
+}
+
 void VariableStep::ask_singly(size_t at) {
   Declared& declared = variables_[at];
   VariableFinding& finding = record_.findings[at];
@@ -91,14 +118,21 @@ void VariableStep::ask_singly(size_t at) {
                   ": what answers could be another program's variable";
     return;
   }
-  NamesAnswer names = ask_names(conversation_, {&declared});
-  if (!names.asked.is_answered()) names = ask_names(conversation_, {&declared});
+  bool is_told = false;
+  NamesAnswer names = settled([&] { return ask_names(conversation_, {&declared}); }, is_told);
+  if (!names.asked.is_answered()) names = settled([&] { return ask_names(conversation_, {&declared}); }, is_told);
   if (!names.asked.is_answered()) {
     finding.state = VariableState::kNotNamed;
     finding.why = "no answer to its name, asked for twice";
     return;
   }
+  if (!is_told) {
+    finding.state = VariableState::kNotNamed;
+    finding.why = kDamaged;
+    return;
+  }
   if (!names.is_complete) return take_refusal(names.asked, "its name is refused", finding);
+  finding.is_named = true;
   finding.name_reply_bytes = names.asked.answer.bytes.size();
   declared.handle = names.records.front().handle;
   declared.bit_number = names.records.front().bit_number;
@@ -118,11 +152,22 @@ void VariableStep::ask_singly(size_t at) {
 bool VariableStep::read_singly(size_t at) {
   Declared& declared = variables_[at];
   VariableFinding& finding = record_.findings[at];
-  const ValuesAnswer values = ask_values(conversation_, {&declared});
+  bool is_first = true;
+  bool is_told = false;
+  // The name is asked for right before each value.
+  const auto ask = [&] {
+    if (!is_first) ask_names(conversation_, {&declared});
+    is_first = false;
+    return ask_values(conversation_, {&declared});
+  };
+  const ValuesAnswer values = settled(ask, is_told);
   const size_t wanted = size_t{2} * declared.units;
   if (!values.asked.is_answered()) return false;
   finding.value_reply_bytes = values.asked.answer.bytes.size();
-  if (values.asked.shape.is_refused) {
+  if (!is_told) {
+    finding.state = VariableState::kNotNamed;
+    finding.why = kDamaged;
+  } else if (values.asked.shape.is_refused) {
     take_refusal(values.asked, "its name is known, its value is refused", finding);
   } else if (!values.asked.shape.is_complete) {
     finding.state = VariableState::kShort;

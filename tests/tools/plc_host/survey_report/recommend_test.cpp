@@ -295,6 +295,19 @@ VariableFinding other_by_driver(const std::string& name) {
   return finding;
 }
 
+TEST(Questions, VariableWhoseValueAloneIsRefused_IsAskedForItsType) {
+  SurveyRecord record;
+  record.variables.findings.resize(1);
+  VariableFinding& one = record.variables.findings.front();
+  one.name = "Speed";
+  one.type = "DINT";
+  one.state = VariableFinding::State::kRefused;
+  one.is_named = true;
+  one.near = {"Speed2"};
+  EXPECT_EQ(questions(record).back().what,
+            "Is it DINT in the controller too? Its name was taken, and its value refused, status 0000.");
+}
+
 TEST(Questions, VariablesThatPiecesExplain_AreOneQuestion) {
   SurveyRecord record = record_with(Usable::kNotUsable, {1});
   record.variables.findings = {other_by_driver("A"), other_by_driver("B")};
