@@ -46,6 +46,7 @@ struct SurveyOptions {
   double hours = 0;
   uint32_t period_ms = 1000;
   bool has_period = false;
+  bool has_hours = false;
   uint32_t rate = 20;  // requests a second at most
   bool has_rate = false;
   bool is_gentle = false;

@@ -305,6 +305,7 @@ void take_hours(const std::string& text, SurveyOptions& survey) {
   const bool is_number = !text.empty() && *end == '\0' && hours >= 0 && hours <= kMostHours;
   if (!is_number) throw CLI::ValidationError("--hours " + text + ": give hours, from 0 to 1000, as 8 or 0.5");
   survey.hours = hours;
+  survey.has_hours = true;
 }
 
 }  // namespace
@@ -356,6 +357,10 @@ void check_survey(const HostOptions& options) {
     throw HostError(kExitUsage, "--output -: a survey has four files: name a folder, or ./- for one of this name");
   }
   if (survey.has_period && survey.hours <= 0) {
+    if (survey.has_hours) {
+      throw HostError(kExitUsage, "--hours 0 --period " + std::to_string(survey.period_ms) +
+                                      ": nothing is read in no time; give --hours a number above 0");
+    }
     throw HostError(kExitUsage, "--period is that of --hours: write --hours 2 --period " +
                                     std::to_string(survey.period_ms) + ", or leave it away");
   }

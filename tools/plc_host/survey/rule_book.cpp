@@ -393,6 +393,21 @@ constexpr char kUntoldRefusal[] =
     "A refused name gets a record of zeros that nothing tells from an answer: the guarded build would take area 00, "
     "address 00000000 for the variable, read what answers there and write there.";
 
+constexpr char kUntoldByStatus[] =
+    ": the guarded build has to be built without its check of the status. A refused name gets a record of zeros here, "
+    "which nothing but the status tells from an answer: that build would read and write area 00, address 00000000.";
+
+// "12 replies to read have status 0005, and refuse nothing"
+std::string other_statuses(const HeadCounts& counts) {
+  std::string text;
+  for (const HeadCounts::Status& one : counts.statuses) {
+    if (!is_odd_answer(one)) continue;
+    text.append(text.empty() ? "" : "; ").append(counted_replies(one.count)).append(" to ").append(one.request);
+    text.append(" with status ").append(plc_base::hexadecimal(one.status, 4).substr(2));
+  }
+  return text + ", and these refuse nothing";
+}
+
 }  // namespace
 
 // " 1 of 526 replies was none of ours. 1 reply was not whole within 1000 ms."
@@ -457,7 +472,7 @@ Verdict RuleBook::judged() const {
   }
   if (!tells_refusals(holds(kStatus))) {
     verdict.usable = Usability::kNotUsable;
-    verdict.because = kUntoldRefusal;
+    verdict.because = full_refusals_unmarked_ > 0 ? kUntoldRefusal : other_statuses(counts_) + kUntoldByStatus;
     return verdict;
   }
   if (handles_seen_ == 0 || values_seen_ == 0) {

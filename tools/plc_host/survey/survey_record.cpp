@@ -39,6 +39,10 @@ Spread spread_of(std::vector<double> values) {
   return {at(50), at(99), values.back()};
 }
 
+bool is_odd_answer(const HeadCounts::Status& status) {
+  return status.status != 0 && status.request.find(',') == std::string::npos;
+}
+
 bool is_foreign(const HeadCounts& heads) {
   const uint64_t alike = heads.length.right + heads.complement.right + heads.request_class.right + heads.command.right;
   return heads.replies > 0 && (alike == 0 || (heads.unspoken > 0 && heads.spoken == 0));

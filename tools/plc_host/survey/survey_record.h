@@ -176,6 +176,9 @@ struct HeadCounts {
   std::optional<uint16_t> directory_status;     // of one without its programs
 };
 
+// It has another status than 0, and refuses nothing.
+bool is_odd_answer(const HeadCounts::Status& status);
+
 // Replies came, and no controller sent them: none has a length, a complement, a class or a command as replies have, or
 // all are requests sent back or heads that answer nothing.
 bool is_foreign(const HeadCounts& heads);

@@ -70,14 +70,22 @@ Question question_on(const VariableFinding& one) {
 
 void ask_of_variables(const SurveyRecord& record, Questions& all) {
   const bool are_pieces_reason = !contract_problem(record).empty() && first_piece_bytes(record).has_value();
+  const bool fails_often = fails_guarded_build(record.variables);
   size_t explained = 0;
+  const VariableFinding* unread = nullptr;
   for (const VariableFinding& one : record.variables.findings) {
     if (one.state == VariableFinding::State::kGood || one.state == VariableFinding::State::kNotTried) continue;
     if (are_pieces_reason && one.is_other_by_driver) {
       ++explained;
+    } else if (fails_often && one.state == VariableFinding::State::kNotByDriver) {
+      if (unread == nullptr) unread = &one;
     } else {
       all.push_back(question_on(one));
     }
+  }
+  if (unread != nullptr) {
+    all.push_back({plural(record.variables.unread_by_driver, "variable"),
+                   "Why do calls of plc-host's driver fail? The first, " + unread->name + ": " + unread->why + "."});
   }
   if (explained == 0) return;
   all.push_back({plural(explained, "variable"),
@@ -149,6 +157,14 @@ void ask_of_refusals(const HeadCounts& heads, Questions& all) {
     all.push_back({"status", "What does status " + status_text(*heads.status_done) +
                                  " mean? Answers that are no refusal have it."});
   }
+  for (const HeadCounts::Status& one : heads.statuses) {
+    if (!is_odd_answer(one) || one.status == heads.status_done) continue;
+    all.push_back({"status", "What does status " + status_text(one.status) + " mean? " +
+                                 (one.count == 1 ? "1 reply" : std::to_string(one.count) + " replies") + " to " +
+                                 one.request +
+                                 " came with it, and refused nothing. A profile has one status for all answers: it "
+                                 "cannot tell this one."});
+  }
 }
 
 void ask_of_ends(const HeadCounts& heads, Questions& all) {
@@ -215,14 +231,27 @@ void ask_of_limits(const Limits& limits, Questions& all) {
                                "; of one more, this becomes: " + limits.beyond + "."});
 }
 
+// What went wrong first.
+std::string write_question(const WriteFinding& one) {
+  const std::string its = " Its " + one.kind + " ";
+  if (one.refusal) return "May it be written?" + its + "was refused";
+  if (one.acknowledged == false) return "Is it written, or is it not?" + its + "had no answer";
+  if (one.read_back == false) {
+    return "What else writes it?" + its + "was acknowledged, and another value was there afterwards";
+  }
+  if (one.neighbours_kept == false) {
+    return "What else writes its neighbours? Behind its " + one.kind + " they had other values";
+  }
+  return "What else writes it?" + its + "was acknowledged, and its former value did not stay when it was set back";
+}
+
 void ask_of_writes(const Writes& writes, Questions& all) {
   for (const WriteFinding& one : writes.findings) {
     // Of a write behind which the survey ended there is nothing to ask.
     const bool is_judged = one.refusal || one.read_back;
     if (!one.is_written || !is_judged || is_good(one)) continue;
     const std::string why = one.why.empty() ? "" : ": " + one.why;
-    all.push_back(
-        {one.name, "May it be written, and what else writes it? Its " + one.kind + " did not succeed" + why + "."});
+    all.push_back({one.name, write_question(one) + why + "."});
   }
 }
 

@@ -165,14 +165,15 @@ void Comparison::read_failed_again(DriverSession& session, std::vector<TagResult
     left.reserve(places.size());
     for (const size_t place : places) left.push_back(unread(results[place].reference));
     read_by_driver(session, left);
-    size_t taken = 0;
+    // Without a connection no call says more than the one before it.
+    bool is_reached = false;
     for (size_t i = 0; i < places.size(); ++i) {
       const bool is_taken = left[i].reading.is_taken();
-      taken += is_taken ? 1 : 0;
+      is_reached = is_reached || (is_taken && (left[i].ok() || left[i].reading.failure().code != PLC_NO_CONNECT));
       tries[places[i]] += is_taken ? 1 : 0;
       if (is_taken || !results[places[i]].reading.is_taken()) results[places[i]] = left[i];
     }
-    fruitless = taken == 0 ? fruitless + 1 : 0;
+    fruitless = is_reached ? 0 : fruitless + 1;
   }
 }
 

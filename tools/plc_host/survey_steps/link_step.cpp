@@ -13,6 +13,7 @@ namespace {
 constexpr uint32_t kConnects = 20;
 constexpr uint32_t kGentleConnects = 5;
 constexpr uint32_t kMostConnections = 4;  // at a time
+constexpr unsigned kOneMoreTries = 3;
 constexpr uint64_t kRequestsOfConnect = 3;
 constexpr int kClosedPortMs = 1000;
 constexpr char kNotTriedGentle[] = "not tried: --gentle";
@@ -80,8 +81,13 @@ void try_more_connections(Conversation& conversation) {
   conversation.directory();  // the first one
   std::vector<std::unique_ptr<Probe>> held;
   for (link.connections_tried = 1; link.connections_tried < kMostConnections;) {
-    held.push_back(conversation.extra_probe());
-    const Reaction reaction = reaction_on(conversation, *held.back(), false);
+    Reaction reaction = Reaction::kNotTried;
+    held.emplace_back();
+    // One reply that is lost is no limit.
+    for (unsigned i = 0; i < kOneMoreTries && reaction != Reaction::kAnswered; ++i) {
+      held.back() = conversation.extra_probe();
+      reaction = reaction_on(conversation, *held.back(), false);
+    }
     if (link.connections_tried++ == 1) link.second_connection = reaction_words(reaction);
     if (reaction == Reaction::kAnswered) continue;
     link.most_connections = link.connections_tried - 1;

@@ -13,6 +13,7 @@ namespace {
 constexpr std::array<uint32_t, 8> kLadder = {1, 2, 4, 8, 16, 32, 64, 128};
 constexpr uint32_t kRepeats = 10;
 constexpr uint32_t kGentleRepeats = 3;
+constexpr unsigned kFailsAgain = 2;       // what fails that often, and before, is beyond a limit
 constexpr size_t kMostFrameBytes = 4000;  // what the driver sends and takes, with room for a head
 constexpr size_t kNameReplyBytes = 36;    // of a name in the reply
 
@@ -42,11 +43,12 @@ class TimesStep {
   bool attempt(Try way, uint32_t count);
   bool fails_again(Try way, uint32_t count);
   uint32_t first_failed(Try way, uint32_t most, uint32_t& answered, uint32_t& tried);
-  std::optional<uint32_t> find_limit(Try way, uint32_t most, uint32_t& tried);
+  std::optional<uint32_t> find_limit(Try way, uint32_t most, uint32_t& tried, uint32_t& reach);
   void repeat(Try way, uint32_t most, std::optional<uint32_t> limit);
   void take_beyond(const Asked& asked);
 
   Conversation& conversation_;
+  bool is_late_ = false;               // the last that failed came in part
   std::vector<const Declared*> pool_;  // of one program or of none, those with the shortest names first
 };
 
@@ -128,12 +130,26 @@ bool TimesStep::attempt(Try way, uint32_t count) {
   return is_complete;
 }
 
-// Of one more than what is answered.
+// Of one more than what is answered. A reply of which a part came in time is no limit of the controller, but of the
+// time that the survey waits.
 bool TimesStep::fails_again(Try way, uint32_t count) {
-  bool is_complete = false;
-  const Asked asked = (this->*way)(count, is_complete);
-  if (!is_complete) take_beyond(asked);
-  return !is_complete;
+  Asked asked;
+  for (unsigned i = 0; i < kFailsAgain; ++i) {
+    bool is_complete = false;
+    asked = (this->*way)(count, is_complete);
+    if (is_complete) return false;
+  }
+  is_late_ = asked.answer.has_come() && !asked.is_answered();
+  if (!is_late_) {
+    take_beyond(asked);
+    return true;
+  }
+  conversation_.record().limits.step.why = "the replies to " + std::to_string(count) +
+                                           " names or values did not come to their end within " +
+                                           std::to_string(conversation_.plan().timeout_ms) +
+                                           " ms, which is no limit of the controller: survey with a longer "
+                                           "--timeout";
+  return true;
 }
 
 // Of the numbers of the ladder above what is answered, the first that is not; 0 when all are.
@@ -149,8 +165,9 @@ uint32_t TimesStep::first_failed(Try way, uint32_t most, uint32_t& answered, uin
 }
 
 // The most that are answered, when more are not; tried: the most that were asked for, or are answered. One reply that
-// is lost by chance is no limit: one more than the limit has to fail twice.
-std::optional<uint32_t> TimesStep::find_limit(Try way, uint32_t most, uint32_t& tried) {
+// is lost by chance is no limit: one more than the limit has to fail three times. reach: how many can be asked for.
+std::optional<uint32_t> TimesStep::find_limit(Try way, uint32_t most, uint32_t& tried, uint32_t& reach) {
+  reach = most;
   uint32_t answered = 0;
   for (;;) {
     uint32_t failed = first_failed(way, most, answered, tried);
@@ -159,7 +176,10 @@ std::optional<uint32_t> TimesStep::find_limit(Try way, uint32_t most, uint32_t& 
       const uint32_t middle = (answered + failed) / 2;
       (attempt(way, middle) ? answered : failed) = middle;
     }
-    if (fails_again(way, failed)) return answered;
+    if (fails_again(way, failed)) {
+      reach = answered;
+      return is_late_ ? std::nullopt : std::optional<uint32_t>(answered);
+    }
     answered = failed;
   }
 }
@@ -185,11 +205,15 @@ void TimesStep::run() {
   Limits& limits = conversation_.record().limits;
   // Where not even one is answered, there is no limit to go by.
   const auto above_zero = [](std::optional<uint32_t> limit) { return limit == 0U ? std::nullopt : limit; };
-  limits.names_per_request = above_zero(find_limit(&TimesStep::try_many_names, most_names(), limits.names_tried));
-  const uint32_t names = limits.names_per_request.value_or(most_names());
-  const uint32_t values = std::min(names, most_values());
-  limits.values_per_request = above_zero(find_limit(&TimesStep::try_many_values, values, limits.values_tried));
-  limits.step.state = Step::State::kDone;
+  uint32_t names = 0;
+  uint32_t values = 0;
+  limits.names_per_request =
+      above_zero(find_limit(&TimesStep::try_many_names, most_names(), limits.names_tried, names));
+  if (names == 0) names = most_names();
+  limits.values_per_request =
+      above_zero(find_limit(&TimesStep::try_many_values, std::min(names, most_values()), limits.values_tried, values));
+  if (values == 0) values = std::min(names, most_values());
+  limits.step.state = limits.step.why.empty() ? Step::State::kDone : Step::State::kPartly;
   repeat(&TimesStep::try_many_values, values, limits.values_per_request);
   repeat(&TimesStep::try_many_names, names, limits.names_per_request);
 }

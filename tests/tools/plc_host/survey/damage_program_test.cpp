@@ -87,6 +87,21 @@ TEST_F(SurveyDamageTest, DoubledReplies_LeaveTheGuardedBuildUnproved) {
   for (const Json& finding : found.at("variables").at("findings")) EXPECT_NE(finding.at("state"), "different");
 }
 
+// A refused name gets zeros here, and its status tells it from an answer only to a build that looks at it.
+TEST_F(SurveyDamageTest, StatusOfOneKindOfAnswer_IsTheReasonAndAQuestion) {
+  write_file("full.toml", "[refusal]\nshape = \"full\"\nstatus = 0x0019\n[[refused]]\nname = \"Limit\"\n");
+  survey_with({"--profile", path("full.toml"), "--fault", "status 5 on=read times=always"});
+  const Json found = report();
+  EXPECT_THAT(found.at("guarded").at("because").get<std::string>(),
+              testing::ContainsRegex("^[0-9]+ replies to read with status 0005, and these refuse nothing: the guarded "
+                                     "build has to be built without its check of the status\\."));
+  bool is_asked = false;
+  for (const Json& question : found.at("questions")) {
+    is_asked = is_asked || question.at("question").get<std::string>().find("What does status 0005 mean?") == 0;
+  }
+  EXPECT_TRUE(is_asked) << found.at("questions");
+}
+
 // Sends back what it gets, on one connection after the other.
 class EchoServer {
  public:

@@ -110,7 +110,7 @@ void fill_heads(HeadCounts& heads) {
   heads.statuses = {{0x0000, "directory", 22, {}},
                     {0x0000, "resolve", 640, sequence_frame()},
                     {0x0004, "resolve, refused", 3, refusal_frame()},
-                    {0x0011, "resolve of more names than the limit", 1, {}}};
+                    {0x0011, "resolve of more names than the limit, refused", 1, {}}};
   heads.values_exact = 600;
   heads.status_done = 0;
   heads.refusal_status = 0x0004;
