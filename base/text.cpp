@@ -5,18 +5,18 @@
 #include <array>
 #include <cstdio>
 
+#include "base/utf8.h"
+
 namespace plc_base {
 
 std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
 
 bool hides_blanks(std::string_view name) {
-  constexpr std::string_view kBlanks = " \t";
-  if (name.empty()) return false;
-  const auto is_blank = [kBlanks](char sign) { return kBlanks.find(sign) != std::string_view::npos; };
-  const size_t slash = std::min(name.find('/'), name.size() - 1);
-  const bool is_apart = name[slash] == '/' && slash > 0 && slash + 1 < name.size();
-  return is_blank(name.front()) || is_blank(name.back()) ||
-         (is_apart && (is_blank(name[slash - 1]) || is_blank(name[slash + 1])));
+  const auto has_blank_end = [](std::string_view part) { return without_blanks(part).size() != part.size(); };
+  const size_t slash = name.find('/');
+  const bool is_apart = slash != std::string_view::npos && slash > 0 && slash + 1 < name.size();
+  if (has_blank_end(name) || !is_apart) return has_blank_end(name);
+  return has_blank_end(name.substr(0, slash)) || has_blank_end(name.substr(slash + 1));
 }
 
 std::string told_name(std::string_view name) {

@@ -35,7 +35,7 @@ TEST(Text, Milliseconds_HaveTheDecimalsThatAreAskedFor) {
 }
 
 TEST(ToldName, WhatIsNotSeenOfIt_IsQuoted) {
-  for (const char* name : {"", " ", "Main ", "\tMain", "Main /Count", "C:", ":8500"})
+  for (const char* name : {"", " ", "Main ", "Main\u00A0", "Main\u2003/Count", "\tMain", "Main /Count", "C:", ":8500"})
     EXPECT_EQ(told_name(name), "'" + std::string(name) + "'");
   for (const char* name : {"Main", "Main/Count", "Main Valve", "C:1", "/tmp/a b"}) EXPECT_EQ(told_name(name), name);
 }

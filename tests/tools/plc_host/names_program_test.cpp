@@ -258,6 +258,30 @@ TEST_F(NamesTest, NameWithAnEqualsSign_EndsWhereTheTagFileSays) {
   EXPECT_THAT(outcome.out, HasSubstr("A=B  INT "));
 }
 
+TEST_F(NamesTest, EqualsSignInFront_IsPartOfADeclaredName) {
+  write_file("equals.csv", "=cmd,INT,,,,,,0,1,0,0,\n=cmd=x,INT,,,,,,1,1,0,0,\n");
+  const auto dry = [&](std::vector<std::string> words) {
+    words.insert(words.begin(), {"write", "--dry-run", "--tags", path("equals.csv")});
+    return run(words);
+  };
+  EXPECT_THAT(dry({"=cmd=5"}).out, HasSubstr("=cmd  INT "));
+  EXPECT_THAT(dry({"=cmd=x=5"}).out, HasSubstr("=cmd=x  INT "));
+  EXPECT_EQ(dry({"=5"}).err, "plc-host: a name is empty: give the one of a variable\n");
+  write_file("list", "=cmd=5\n");
+  EXPECT_EQ(dry({"--names-from", path("list")}).code, 0);
+  write_file("list", "=cmd=5\n=7\n");
+  EXPECT_THAT(dry({"--names-from", path("list")}).err,
+              HasSubstr("line 2: a name is empty: write NAME=VALUE in each line"));
+}
+
+TEST_F(NamesTest, PortOfAnAddressFromTheEnvironment_IsTold) {
+  setenv("PLC_HOST_ADDRESS", "127.0.0.1:1", 1);
+  const Outcome outcome = run({"tags"});
+  unsetenv("PLC_HOST_ADDRESS");
+  EXPECT_THAT(outcome.err, HasSubstr("127.0.0.1:1"));
+  EXPECT_THAT(outcome.err, testing::Not(HasSubstr("8500")));
+}
+
 TEST_F(NamesTest, FolderOfTagFiles_HasTheOneOfTheControllerAndItsArea) {
   std::filesystem::create_directory(path("panel"));
   write_file("panel/PLC7F000001_0.csv", kTagFile);

@@ -13,6 +13,7 @@
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/results/result_writer.h"
+#include "tools/plc_host/settings/use_settings.h"
 #include "tools/plc_host/target/controller_address.h"
 #include "tools/plc_host/target/tag_files.h"
 #include "tools/plc_host/target/wanted_names.h"
@@ -103,9 +104,10 @@ std::string listed_file(const HostOptions& options) {
     throw HostError(kExitUsage, "which tag file? Give FILE, or --address HOST for the one that the driver would take");
   }
   Target target;
-  target.ip_address = find_controller(split_controller_address(address.value, address.from).host);
+  Settings settings = options.settings;
+  target.ip_address = find_controller(take_port_of_address(settings));
   target.area = options.area;
-  target.tcp_port = static_cast<uint16_t>(std::stoul(options.settings.at("port").value));
+  target.tcp_port = static_cast<uint16_t>(std::stoul(settings.at("port").value));
   demand_own_tag_file(target);
   return tag_file_name(target);
 }

@@ -385,7 +385,8 @@ void check_write(const HostOptions& options) {
     std::string_view value;
     try {
       split_assignment(options.names[i], name, value);
-      check_name(name);
+      // A name may begin with a =; the tag file tells.
+      if (value.find('=') == std::string_view::npos) check_name(name);
     } catch (const ReferenceError&) {
       refuse_word(options.names, i);
     }

@@ -198,11 +198,10 @@ void refuse_blanks(const TagList& tags, std::string_view name, std::string_view 
   throw ReferenceError("blanks stand before the name or before the =: write " + plc_base::quoted(text));
 }
 
-// The name of a variable may have a = of its own: the tag file decides where it ends.
+// The name of a variable may have a = of its own, also in front: the longest name of the tag file counts.
 void split_known(const TagList& tags, std::string_view text, std::string_view& name, std::string_view& value) {
   split_assignment(text, name, value);
-  if (!positions_of(tags, name).empty()) return;
-  for (size_t at = text.find('=', name.size() + 1); at != std::string_view::npos; at = text.find('=', at + 1)) {
+  for (size_t at = text.rfind('='); at > name.size(); at = text.rfind('=', at - 1)) {
     if (positions_of(tags, text.substr(0, at)).empty()) continue;
     name = text.substr(0, at);
     value = text.substr(at + 1);

@@ -154,6 +154,9 @@ void check_line(const std::string& file, size_t number, std::string_view line, b
     refuse(file, place + ": " + plc_base::told_name(plc_base::without_blanks(line)) +
                      " gives no value: write NAME=VALUE in each line");
   }
+  if (is_assignment && line.front() == '=' && line.find('=', 1) == std::string_view::npos) {
+    refuse(file, place + ": a name is empty: write NAME=VALUE in each line");
+  }
 }
 
 }  // namespace
