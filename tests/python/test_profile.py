@@ -65,8 +65,8 @@ def test_a_driver_that_is_named_is_kept_and_the_problem_is_said_once(machine, pr
 
 
 LOADED = ('[guarded]\nusable = "yes"\n[replies]\npiece_bytes = 536\n[contract]\nnames = 14\n',
-          "{}: the contract build is loaded. It takes the first piece of a reply alone, 536 bytes here: ask for no more "
-          "than 14 names at a time")
+          "{}: the contract build is loaded. It takes the first piece of a reply alone, 536 bytes here: ask for no "
+          "more than 14 names at a time")
 
 
 def test_a_contract_build_that_is_loaded_where_replies_come_in_pieces_is_said(machine, profile):

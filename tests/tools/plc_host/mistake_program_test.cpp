@@ -391,4 +391,20 @@ TEST_F(MistakeTest, Color_IsForTerminalsUnlessToldOtherwise) {
   unsetenv("NO_COLOR");
 }
 
+TEST_F(MistakeTest, WhyWithWordsThatDoNotFit_IsRefused) {
+  const std::vector<std::vector<std::string>> wrong = {{"why", "--sim", "a.csv"},
+                                                       {"why", "Speed"},
+                                                       {"why", "Speed", "Total", "--sim", "a.csv"},
+                                                       {"why", "Speed", "--id", "1", "--sim", "a.csv"},
+                                                       {"why", "Speed", "--capture", "a", "--sim", "a.csv"},
+                                                       {"why", "Speed", "--capture", "a", "--pcap", "b"},
+                                                       {"why", "Speed", "--capture-port", "1", "--sim", "a.csv"}};
+  for (const std::vector<std::string>& words : wrong) {
+    const Outcome outcome = run(words);
+    EXPECT_EQ(outcome.code, 2) << words.back();
+    EXPECT_NE(outcome.err, "") << words.back();
+    EXPECT_EQ(outcome.out, "") << words.back();
+  }
+}
+
 }  // namespace

@@ -341,8 +341,7 @@ const FaultCase kFaultCases[] = {
     {"split 10 100 on=read", "  1. exchange 4 (read): the reply came in 2 pieces, the last one ", 1},
     {"split 30 100 on=resolve",
      "  2. exchange 4 (read): the rest of the reply before it, 11 bytes, came first, and the contract build takes it "
-     "for the "
-     "reply\n",
+     "for the reply\n",
      1},
     {"drip 5 on=read", "  1. exchange 4 (read): the reply came in ", 1},
     {"stale 9 on=read",
@@ -354,21 +353,20 @@ const FaultCase kFaultCases[] = {
      0},
     {"garbage on=resolve",
      "  1. exchange 3 (resolve): what came is not a reply: its first eight bytes are not a length and the complement "
-     "of "
-     "it\n",
+     "of it\n",
      1},
     {"wrong-sequence on=read",
      "  1. exchange 4 (read): the reply carries the sequence number 0002, the request 0001\n"
      "     Try: No request before it has this number. The guarded build does not read a controller that does not "
-     "repeat "
-     "sequence numbers: plc-host survey tells whether all replies are so, and whether the contract build reads it.\n",
+     "repeat sequence numbers: plc-host survey tells whether all replies are so, and whether the contract build reads "
+     "it.\n",
      1},
     {"gone", " refuses connections: nothing listens on that port\n", 7},
     {"foreign on=directory",
      "  1. exchange 2 (directory): the reply carries the sequence number 0000, the request 0001\n"
      "     Try: No request before it has this number. The guarded build does not read a controller that does not "
-     "repeat "
-     "sequence numbers: plc-host survey tells whether all replies are so, and whether the contract build reads it.\n"
+     "repeat sequence numbers: plc-host survey tells whether all replies are so, and whether the contract build reads "
+     "it.\n"
      "\nWorth knowing\n",
      1},
     {"stale 9 on=directory", "no whole directory is among what came for it: whether the controller has the program ",
@@ -487,22 +485,6 @@ TEST_F(WhyTest, CaptureThatBreaksOff_IsReadAsFarAsItGoes) {
   const Outcome outcome = run({"why", "Speed", "--capture", path("cut.pcap")});
   EXPECT_EQ(outcome.code, 0);
   EXPECT_THAT(outcome.out, HasSubstr("  - " + path("cut.pcap") + ": the file breaks off after packet "));
-}
-
-TEST_F(WhyTest, CommandLine_RefusesWhatDoesNotFit) {
-  const std::vector<std::vector<std::string>> wrong = {{"why", "--sim", "a.csv"},
-                                                       {"why", "Speed"},
-                                                       {"why", "Speed", "Total", "--sim", "a.csv"},
-                                                       {"why", "Speed", "--id", "1", "--sim", "a.csv"},
-                                                       {"why", "Speed", "--capture", "a", "--sim", "a.csv"},
-                                                       {"why", "Speed", "--capture", "a", "--pcap", "b"},
-                                                       {"why", "Speed", "--capture-port", "1", "--sim", "a.csv"}};
-  for (const std::vector<std::string>& words : wrong) {
-    const Outcome outcome = run(words);
-    EXPECT_EQ(outcome.code, 2) << words.back();
-    EXPECT_NE(outcome.err, "") << words.back();
-    EXPECT_EQ(outcome.out, "") << words.back();
-  }
 }
 
 }  // namespace

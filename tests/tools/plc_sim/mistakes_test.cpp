@@ -225,7 +225,7 @@ TEST_F(Mistakes, OnTheConsole_AreNamedWithWhatToDo) {
 }
 
 TEST_F(Mistakes, FileOfWhichNoLineIsLeft_StartsNothing) {
-  const TemporaryFile bad("Long,STRING,,5000,,,,0,1,0,0,\n");
+  const test::TemporaryFile bad("Long,STRING,,5000,,,,0,1,0,0,\n");
   const std::string place = "plc-sim: " + bad.path() + ":1: ";
   const std::string reason =
       "plc-sim serves strings of at most 4096 bytes, not of 5000. The line is no fault for a controller\n";
@@ -237,7 +237,7 @@ TEST_F(Mistakes, FileOfWhichNoLineIsLeft_StartsNothing) {
 }
 
 TEST(NamesWithBlanks, StandBetweenQuotesAndAreExactlyTheRow) {
-  const TemporaryFile tags(
+  const test::TemporaryFile tags(
       "A,INT,,,,,,0,0,0,1,Main,\nA,INT,,,,,,1,0,0,2, Main,\nA,INT,,,,,,2,0,0,3,Main ,\nMotor Speed,INT,,,,,,3,1,0,0,\n"
       "It's,INT,,,,,,4,1,0,0,\nsay \"it's\",INT,,,,,,5,1,0,0,\n");
   PlcSimProcess sim({tags.path()});

@@ -20,9 +20,9 @@
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/commands/commands.h"
 #include "tools/plc_host/commands/form_options.h"
-#include "tools/plc_host/commands/shell_word.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
+#include "tools/plc_host/shell_word.h"
 #include "tools/plc_host/written_file.h"
 #include "tools/usage/usage.h"
 

@@ -447,6 +447,15 @@ Verdict::Rule RuleBook::judged_rule(size_t id) const {
   return rule;
 }
 
+// Those that every build demands; "" where all of them hold.
+std::string RuleBook::broken_rules() const {
+  std::string broken;
+  for (const Id id : {kLength, kSequence, kFunction, kEnd}) {
+    if (!holds(id)) broken.append(broken.empty() ? "" : "; ").append(kRuleWords[id]);
+  }
+  return broken;
+}
+
 Verdict RuleBook::judged() const {
   Verdict verdict;
   for (size_t id = 0; id < kRuleCount; ++id) verdict.rules.push_back(judged_rule(id));
@@ -454,13 +463,9 @@ Verdict RuleBook::judged() const {
     verdict.because = "What answers there does not speak this protocol: no reply has the form of one.";
     return verdict;
   }
-  for (const Id id : {kLength, kSequence, kFunction, kEnd}) {
-    if (holds(id)) continue;
+  if (const std::string broken = broken_rules(); !broken.empty()) {
     verdict.usable = Usability::kNotUsable;
-    verdict.because.append(verdict.because.empty() ? "Does not hold: " : "; ").append(kRuleWords[id]);
-  }
-  if (verdict.usable == Usability::kNotUsable) {
-    verdict.because += ". The guarded build would fail where this does not hold.";
+    verdict.because = "Does not hold: " + broken + ". The guarded build would fail where this does not hold.";
     return verdict;
   }
   if (counts_.directory_status) {

@@ -88,6 +88,7 @@ class RuleBook {
   void take_speech(const Asked& asked, const plc_sim::Request& request);
   bool is_rare(Id rule) const;
   std::string told_strays() const;
+  std::string broken_rules() const;
   Verdict judged() const;
   Verdict::Rule judged_rule(size_t id) const;
   void take_head(const Asked& asked);

@@ -68,25 +68,28 @@ Question question_on(const VariableFinding& one) {
   }
 }
 
+// One question for all calls that failed.
+void ask_of_unread(const Variables& variables, Questions& all) {
+  const auto is_unread = [](const VariableFinding& one) { return one.state == VariableFinding::State::kNotByDriver; };
+  const auto first = std::find_if(variables.findings.begin(), variables.findings.end(), is_unread);
+  if (first == variables.findings.end()) return;
+  all.push_back({plural(variables.unread_by_driver, "variable"),
+                 "Why do calls of plc-host's driver fail? The first, " + first->name + ": " + first->why + "."});
+}
+
 void ask_of_variables(const SurveyRecord& record, Questions& all) {
   const bool are_pieces_reason = !contract_problem(record).empty() && first_piece_bytes(record).has_value();
   const bool fails_often = fails_guarded_build(record.variables);
   size_t explained = 0;
-  const VariableFinding* unread = nullptr;
   for (const VariableFinding& one : record.variables.findings) {
     if (one.state == VariableFinding::State::kGood || one.state == VariableFinding::State::kNotTried) continue;
     if (are_pieces_reason && one.is_other_by_driver) {
       ++explained;
-    } else if (fails_often && one.state == VariableFinding::State::kNotByDriver) {
-      if (unread == nullptr) unread = &one;
-    } else {
+    } else if (!fails_often || one.state != VariableFinding::State::kNotByDriver) {
       all.push_back(question_on(one));
     }
   }
-  if (unread != nullptr) {
-    all.push_back({plural(record.variables.unread_by_driver, "variable"),
-                   "Why do calls of plc-host's driver fail? The first, " + unread->name + ": " + unread->why + "."});
-  }
+  if (fails_often) ask_of_unread(record.variables, all);
   if (explained == 0) return;
   all.push_back({plural(explained, "variable"),
                  "Nothing to ask: the contract build gave other values, or none, because replies come in pieces."});

@@ -119,8 +119,8 @@ std::string seconds_text(double seconds) {
 
 std::string hours_text(double hours) {
   constexpr double kMinutes = 60;
-  if (hours > 0 && hours * kMinutes < 1)
-    return decimal(hours * kMinutes * 60, hours * kMinutes * 60 < 1 ? 3 : 1) + " s";
+  const double seconds = hours * kMinutes * 60;
+  if (hours > 0 && hours * kMinutes < 1) return decimal(seconds, seconds < 1 ? 3 : 1) + " s";
   const bool is_whole = hours >= 1 && std::floor(hours) == hours;
   return is_whole ? decimal(hours, 0) + " h" : decimal(hours * kMinutes, 0) + " min";
 }

@@ -73,6 +73,7 @@ class Comparison {
   bool is_same(const Word& word) const;
   bool has_moved(const Word& word);
   void erase_moved();
+  std::vector<TagResult> unread_at(const TagList& tags, const std::vector<size_t>& places) const;
   void read_words(const HostOptions& options, CommandOutput& output, std::map<size_t, std::string>& values);
   void look_by_driver(const HostOptions& options, CommandOutput& output);
   void take_unread(const Word& word);
@@ -152,6 +153,11 @@ std::vector<size_t> failed_places(const std::vector<TagResult>& results, std::ve
   return places;
 }
 
+// Whether the call came as far as the controller.
+bool has_reached(const TagResult& result) {
+  return result.reading.is_taken() && (result.ok() || result.reading.failure().code != PLC_NO_CONNECT);
+}
+
 // One call that fails says nothing of its variable: it is made again, by itself.
 void Comparison::read_failed_again(DriverSession& session, std::vector<TagResult>& results) {
   std::vector<unsigned> tries(results.size(), 0);
@@ -166,14 +172,12 @@ void Comparison::read_failed_again(DriverSession& session, std::vector<TagResult
     for (const size_t place : places) left.push_back(unread(results[place].reference));
     read_by_driver(session, left);
     // Without a connection no call says more than the one before it.
-    bool is_reached = false;
+    fruitless = std::any_of(left.begin(), left.end(), has_reached) ? 0 : fruitless + 1;
     for (size_t i = 0; i < places.size(); ++i) {
       const bool is_taken = left[i].reading.is_taken();
-      is_reached = is_reached || (is_taken && (left[i].ok() || left[i].reading.failure().code != PLC_NO_CONNECT));
       tries[places[i]] += is_taken ? 1 : 0;
       if (is_taken || !results[places[i]].reading.is_taken()) results[places[i]] = left[i];
     }
-    fruitless = is_reached ? 0 : fruitless + 1;
   }
 }
 
@@ -263,6 +267,18 @@ void Comparison::erase_moved() {
   others_.erase(std::remove_if(others_.begin(), others_.end(), moved), others_.end());
 }
 
+// The variables of these places, in their order.
+std::vector<TagResult> Comparison::unread_at(const TagList& tags, const std::vector<size_t>& places) const {
+  std::vector<TagResult> results;
+  for (const size_t at : places) {
+    const std::string& name = variables_[at].tag->qualified_name;
+    const auto tag = std::find_if(tags.tags.begin(), tags.tags.end(),
+                                  [&name](const Tag& one) { return one.qualified_name == name; });
+    if (tag != tags.tags.end()) results.push_back(unread(last_element(*tag)));
+  }
+  return results;
+}
+
 // What the driver gives now for those that differ, by their places. Leaves no connection.
 void Comparison::read_words(const HostOptions& options, CommandOutput& output, std::map<size_t, std::string>& values) {
   std::map<std::string, std::vector<size_t>> files;
@@ -270,12 +286,7 @@ void Comparison::read_words(const HostOptions& options, CommandOutput& output, s
   conversation_.close();
   for (const auto& [file, places] : files) {
     Host host(options_for(options, conversation_.plan(), file), output);
-    std::vector<TagResult> results;
-    for (const size_t at : places) {
-      for (const Tag& tag : host.tags().tags) {
-        if (tag.qualified_name == variables_[at].tag->qualified_name) results.push_back(unread(last_element(tag)));
-      }
-    }
+    std::vector<TagResult> results = unread_at(host.tags(), places);
     read_by_driver(host.session(), results);
     if (host.session().is_connected()) ::close(host.session().connection().socket_fd);
     for (size_t i = 0; i < std::min(results.size(), places.size()); ++i) {

@@ -1,9 +1,9 @@
 // Writes the options of a survey again.
-#include "tools/plc_host/commands/survey_command.h"
+#include "tools/plc_host/survey_steps/survey_command.h"
 
 #include <nlohmann/json.hpp>
 
-#include "tools/plc_host/commands/shell_word.h"
+#include "tools/plc_host/shell_word.h"
 
 namespace plc_host {
 namespace {

@@ -1,5 +1,5 @@
 // Quotes what a shell would take for more than a word.
-#include "tools/plc_host/commands/shell_word.h"
+#include "tools/plc_host/shell_word.h"
 
 namespace plc_host {
 
