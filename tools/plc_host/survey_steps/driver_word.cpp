@@ -158,26 +158,42 @@ bool has_reached(const TagResult& result) {
   return result.reading.is_taken() && (result.ok() || result.reading.failure().code != PLC_NO_CONNECT);
 }
 
+// A further look at these places.
+struct FurtherRound {
+  std::vector<size_t> places;
+  std::vector<TagResult> results;  // one per place
+};
+
+FurtherRound further_round(const std::vector<TagResult>& results, std::vector<size_t> places) {
+  FurtherRound round;
+  for (const size_t place : places) round.results.push_back(unread(results[place].reference));
+  round.places = std::move(places);
+  return round;
+}
+
+// What a call did not come to leaves the earlier result as it is.
+void take_round(const FurtherRound& round, std::vector<TagResult>& results, std::vector<unsigned>& tries) {
+  for (size_t i = 0; i < round.places.size(); ++i) {
+    const size_t place = round.places[i];
+    const bool is_taken = round.results[i].reading.is_taken();
+    if (is_taken) ++tries[place];
+    if (is_taken || !results[place].reading.is_taken()) results[place] = round.results[i];
+  }
+}
+
 // One call that fails says nothing of its variable: it is made again, by itself.
 void Comparison::read_failed_again(DriverSession& session, std::vector<TagResult>& results) {
   std::vector<unsigned> tries(results.size(), 0);
   for (size_t i = 0; i < results.size(); ++i) tries[i] = results[i].reading.is_taken() ? 1 : 0;
   unsigned fruitless = 0;
-  for (std::vector<size_t> places = failed_places(results, tries); !places.empty() && fruitless < kDriverTries;
-       places = failed_places(results, tries)) {
-    if (stop_requested()) return;
+  while (fruitless < kDriverTries && !stop_requested()) {
+    FurtherRound round = further_round(results, failed_places(results, tries));
+    if (round.places.empty()) return;
     if (!session.is_connected()) wait_for_stop(kUntilClosed);
-    std::vector<TagResult> left;
-    left.reserve(places.size());
-    for (const size_t place : places) left.push_back(unread(results[place].reference));
-    read_by_driver(session, left);
+    read_by_driver(session, round.results);
     // Without a connection no call says more than the one before it.
-    fruitless = std::any_of(left.begin(), left.end(), has_reached) ? 0 : fruitless + 1;
-    for (size_t i = 0; i < places.size(); ++i) {
-      const bool is_taken = left[i].reading.is_taken();
-      tries[places[i]] += is_taken ? 1 : 0;
-      if (is_taken || !results[places[i]].reading.is_taken()) results[places[i]] = left[i];
-    }
+    fruitless = std::any_of(round.results.begin(), round.results.end(), has_reached) ? 0 : fruitless + 1;
+    take_round(round, results, tries);
   }
 }
 
@@ -224,7 +240,7 @@ void Comparison::take_result(const TagResult& result, size_t at) {
     finding.value.clear();
     return;
   }
-  if (is_same(word) || (is_raw && word.problem.empty())) {
+  if (is_same(word)) {
     finding.value = word.value;
   } else {
     others_.push_back(word);

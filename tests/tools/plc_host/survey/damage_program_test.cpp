@@ -30,11 +30,12 @@ class SurveyDamageTest : public SurveyTest {
     return outcome;
   }
   void expect_all_good(const std::string& what) const {
-    for (const Json& finding : report().at("variables").at("findings")) {
+    const Json variables = report().at("variables");
+    for (const Json& finding : variables.at("findings")) {
       EXPECT_EQ(finding.at("state"), "good") << what << finding;
       EXPECT_EQ(finding.at("why"), nullptr) << what << finding;
     }
-    EXPECT_EQ(report().at("variables").at("compared"), 4) << what;
+    EXPECT_EQ(variables.at("compared"), 4) << what;
   }
 };
 
