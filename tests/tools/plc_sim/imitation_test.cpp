@@ -145,10 +145,14 @@ TEST(Imitation, FaultThatRefuses_KeepsItsStatus) {
 }
 
 TEST(Imitation, ProgramNames_AreCutInTheDirectoryAlone) {
-  Surveyed surveyed("[directory]\nname_units = 2\n");
-  EXPECT_EQ(surveyed.reply(kDirectoryRead),
-            "00 00 00 0F FF FF FF F0 00 01 0C 25 00 00 01 00 00 06 00 05 00 4D 00 41 00");
-  EXPECT_EQ(surveyed.bench.value("MAIN_OF_PRESS/L"), "0");
+  for (const char* profile : {"[directory]\nname_units = 2\n", "[directory]\nlongest_units = 2\n",
+                              "[directory]\nname_units = 2\nlongest_units = 9\n"}) {
+    Surveyed surveyed(profile);
+    EXPECT_EQ(surveyed.reply(kDirectoryRead),
+              "00 00 00 0F FF FF FF F0 00 01 0C 25 00 00 01 00 00 06 00 05 00 4D 00 41 00")
+        << profile;
+    EXPECT_EQ(surveyed.bench.value("MAIN_OF_PRESS/L"), "0") << profile;
+  }
 }
 
 TEST(Imitation, Times_GrowWithNamesAndAreWholeMilliseconds) {

@@ -15,6 +15,7 @@ constexpr unsigned kConnectAttempts = 5;  // controllers with few connections ne
 constexpr std::chrono::milliseconds kBetweenAttempts{300};
 constexpr size_t kMostGaps = 1000;
 constexpr size_t kMostSplits = 100;
+constexpr uint64_t kMostUnspoken = 60;  // replies that no controller gives, where no other came
 constexpr char kInterrupted[] = "interrupted";
 constexpr char kNoAnswer[] = "the controller no longer answers";
 
@@ -83,6 +84,8 @@ Asked Conversation::exchange(const std::string& kind, uint32_t names, const plc_
   account(kind, names, asked);
   if (!asked.is_answered()) ++(asked.answer.is_lost() ? times_of(kind, names).lost : times_of(kind, names).silent);
   progress_.asked();
+  const HeadCounts& heads = record_.heads;
+  if (heads.spoken == 0 && heads.unspoken >= kMostUnspoken) throw SurveyEnded(kForeign, false);
   // What comes late must not be taken for the answer to another request.
   if (asked.answer.end == ProbeReply::End::kSilent) probe_->close();
   return asked;

@@ -23,7 +23,7 @@ using plc_sim::Bytes;
 
 constexpr int kQuietMs = 50;  // behind what does not say its end
 constexpr int64_t kNsPerMs = 1000000;
-constexpr size_t kMostReplyBytes = size_t{1} << 20U;  // what sends more without an end is no controller
+constexpr size_t kMostReplyBytes = 16 * wire::kMaxFrameBytes;  // what sends more without an end is no controller
 
 int64_t steady_ns() {
   const auto since = std::chrono::steady_clock::now().time_since_epoch();

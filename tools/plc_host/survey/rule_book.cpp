@@ -18,7 +18,6 @@ using plc_sim::RequestKind;
 
 constexpr size_t kMostBrokenShown = 2;
 constexpr uint64_t kRareOf = 10;  // more than one of so many is no chance
-constexpr size_t kProgramsAt = 14;
 constexpr const char* kRuleWords[] = {"length and complement are right, and all of the reply comes",
                                       "the sequence number is the request's",
                                       "class and command are the request's",
@@ -27,30 +26,6 @@ constexpr const char* kRuleWords[] = {"length and complement are right, and all 
                                       "value replies end with their values",
                                       "a refused name is told from an answered one",
                                       "replies have all that was asked for"};
-
-ReplyShape shape_of_names(const plc_sim::Request& request, const Bytes& reply) {
-  size_t names = 0;
-  for (const plc_sim::NameBlock& block : request.blocks) names += block.names.size();
-  const std::vector<wire_trace::NameRecord> records = wire_trace::records_of(reply, names);
-  const auto is_here = [](const wire_trace::NameRecord& record) { return record.is_received; };
-  const auto is_null = [](const wire_trace::NameRecord& record) { return record.handle.is_null(); };
-  ReplyShape shape;
-  const bool has_all = std::all_of(records.begin(), records.end(), is_here);
-  shape.is_refused = !has_all || std::any_of(records.begin(), records.end(), is_null);
-  shape.is_full = shape.is_refused && has_all;
-  shape.is_complete = !shape.is_refused;
-  return shape;
-}
-
-ReplyShape shape_of_values(const plc_sim::Request& request, const Bytes& reply) {
-  const size_t asked = wire_trace::values_bytes(request);
-  const size_t came = reply.size() - std::min(reply.size(), wire::kReplyHeadBytes);
-  ReplyShape shape;
-  shape.is_complete = came >= asked;
-  shape.is_refused = came == 0 && asked > 0;
-  shape.behind = came - std::min(came, asked);
-  return shape;
-}
 
 void count_field(HeadCounts::Field& field, bool is_right, bool is_zero) {
   ++(is_right ? field.right : is_zero ? field.zero : field.other);
@@ -81,25 +56,6 @@ std::string function_text(const ByteView& head) {
 
 }  // namespace
 
-uint16_t status_of(const Bytes& reply) { return ByteView(reply).u16(wire::kStatusAt); }
-
-ReplyShape shape_of(const plc_sim::Request& request, const Bytes& reply) {
-  ReplyShape shape;
-  switch (request.kind) {
-    case RequestKind::kResolve:
-      return shape_of_names(request, reply);
-    case RequestKind::kRead:
-      return shape_of_values(request, reply);
-    case RequestKind::kDirectory:
-      shape.is_complete =
-          reply.size() > kProgramsAt && wire_trace::programs_of(reply).size() == ByteView(reply).u8(kProgramsAt);
-      return shape;
-    default:
-      shape.is_complete = !reply.empty();
-      return shape;
-  }
-}
-
 void RuleBook::note(Id rule, bool holds, const Asked& asked, const std::string& title) {
   note_in(rules_[rule], holds, asked, title);
 }
@@ -114,7 +70,8 @@ void RuleBook::note_in(Verdict::Rule& entry, bool holds, const Asked& asked, con
   if (before >= (holds ? 1 : kMostBrokenShown)) return;
   plc_sim::Findings ignored;
   const std::string kind = plc_sim::name_of(plc_sim::parse_request(asked.request, ignored).kind);
-  entry.evidence.push_back({"reply to " + kind + ": " + title, asked.packet, asked.request, asked.answer.bytes});
+  const std::string titled = "reply to " + kind + ": " + title;
+  entry.evidence.push_back({titled, asked.packet, asked.request, asked.answer.bytes, asked.shape.is_refused});
   if (!holds) first_seen_.append(first_seen_.empty() ? "" : "; ").append(entry.evidence.back().title);
 }
 
@@ -156,6 +113,7 @@ void RuleBook::note_status(const Asked& asked, const std::string& words) {
   if (is_new) {
     const std::string title = "status " + plc_base::hexadecimal(status, 4) + " in the reply to " + words;
     counts_.statuses.push_back({status, words, 0, {title, asked.packet, asked.request, asked.answer.bytes}});
+    counts_.statuses.back().first.is_refusal = status != 0 && !is_odd_answer(counts_.statuses.back());
     first_seen_.append(first_seen_.empty() ? "" : "; ").append(title);
   }
   ++counts_.statuses[at->second].count;
@@ -205,15 +163,23 @@ void RuleBook::take_shape(const Asked& asked, const plc_sim::Request& request) {
   take_refusal(asked, request.kind);
 }
 
+// One reply may have been damaged on its way: three in a row that are alike are the controller's.
+void RuleBook::learn_refusal(uint16_t status, bool is_full) {
+  constexpr unsigned kAlike = 3;
+  const std::pair<uint16_t, bool> form(status, is_full);
+  refusals_alike_ = last_refusal_ == form ? refusals_alike_ + 1 : 1;
+  last_refusal_ = form;
+  if (counts_.refusal_status || refusals_alike_ < kAlike) return;
+  counts_.refusal_status = status;
+  counts_.is_refusal_full = is_full;
+}
+
 void RuleBook::take_refusal(const Asked& asked, RequestKind kind) {
   const ReplyShape& shape = asked.shape;
   const uint16_t status = status_of(asked.answer.bytes);
   if (shape.is_full) ++(status != 0 ? full_refusals_ : full_refusals_unmarked_);
   if (kind != RequestKind::kResolve) return;
-  if (!counts_.refusal_status) {
-    counts_.refusal_status = status;
-    counts_.is_refusal_full = shape.is_full;
-  }
+  learn_refusal(status, shape.is_full);
   note(kRefusal, !shape.is_full || status != 0, asked,
        std::string(shape.is_full ? "refused, with records for all names" : "refused, without records for all names") +
            ", status " + plc_base::hexadecimal(status, 4));
@@ -266,18 +232,6 @@ void RuleBook::take_foreign(const Asked& asked) {
   if (!asked.answer.has_come()) take_number(asked, foreign.back());
 }
 
-// An echo has the head of each request, and a flood has heads for nobody. The first request is too short to tell.
-void RuleBook::take_speech(const Asked& asked, const plc_sim::Request& request) {
-  if (request.kind == RequestKind::kDirectoryStart) return;
-  const ByteView sent(asked.request);
-  const ByteView head(asked.answer.bytes);
-  const bool is_function = head.size() >= wire::kHeadBytes && head.u16(wire::kClassAt) == sent.u16(wire::kClassAt);
-  const bool is_own = is_function && head.u16(wire::kSequenceAt) == sent.u16(wire::kSequenceAt);
-  const bool has_all = asked.shape.is_complete && !is_write(request.kind);
-  const bool is_echo = asked.answer.bytes == asked.request;
-  ++(!is_echo && (has_all || is_own) ? counts_.spoken : counts_.unspoken);
-}
-
 bool RuleBook::has_usual_head(const Asked& asked) const {
   const ByteView head(asked.answer.bytes);
   if (head.size() < wire::kReplyHeadBytes) return false;
@@ -288,11 +242,11 @@ bool RuleBook::has_usual_head(const Asked& asked) const {
   return !is_usual(counts_.sequence) || head.u16(wire::kSequenceAt) == ByteView(asked.request).u16(wire::kSequenceAt);
 }
 
-// A part of a reply, where most come whole, answers nothing.
+// A part of a reply, or bytes without a head, answer nothing where most replies come whole.
 bool RuleBook::take_unfinished(Asked& asked) {
   const ProbeReply& answer = asked.answer;
-  const bool has_end = answer.end == ProbeReply::End::kWhole || answer.end == ProbeReply::End::kQuiet;
-  if (!answer.has_come() || has_end || rules_[kLength].kept <= counts_.unfinished) return false;
+  if (!answer.has_come() || answer.end == ProbeReply::End::kWhole || rules_[kLength].kept <= counts_.unfinished)
+    return false;
   ++counts_.unfinished;
   asked.is_unfinished = true;
   note_doubt(kLength, asked, plc_base::plural(answer.bytes.size(), "byte") + " in all, and not its end");
@@ -311,7 +265,10 @@ std::string RuleBook::take(Asked& asked) {
   const plc_sim::Request request = plc_sim::parse_request(asked.request, ignored);
   asked.shape = shape_of(request, asked.answer.bytes);
   refuse_by_status(request.kind, asked);
-  take_speech(asked, request);
+  // The first request is too short to tell.
+  if (request.kind != RequestKind::kDirectoryStart) {
+    ++(is_speech(asked.request, asked.answer, asked.shape) ? counts_.spoken : counts_.unspoken);
+  }
   take_head(asked);
   take_shape(asked, request);
   return first_seen_;

@@ -4,23 +4,17 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "tools/plc_host/survey/probe.h"
+#include "tools/plc_host/survey/reply_shape.h"
 #include "tools/plc_host/survey/survey_record.h"
 #include "wire/request.h"
 
 namespace plc_host::survey {
-
-// How a reply's size stands to what was asked. A reply to a write does not show by its size whether it refuses.
-struct ReplyShape {
-  bool is_complete = false;
-  bool is_refused = false;
-  bool is_full = false;  // refused, with a record for each name or bytes for each value all the same
-  size_t behind = 0;     // bytes behind the values
-};
 
 // A request that was sent, and what became of it.
 struct Asked {
@@ -31,11 +25,6 @@ struct Asked {
   bool is_unfinished = false;  // so is this: a part of a reply came, where most come whole
   bool is_answered() const { return answer.has_come() && !is_unfinished; }
 };
-
-ReplyShape shape_of(const plc_sim::Request& request, const plc_sim::Bytes& reply);
-
-// Bytes 12 and 13; 0 when they did not come.
-uint16_t status_of(const plc_sim::Bytes& reply);
 
 class RuleBook {
  public:
@@ -85,7 +74,6 @@ class RuleBook {
   void take_number(const Asked& asked, const plc_sim::Bytes& reply);
   void take_foreign(const Asked& asked);
   bool take_unfinished(Asked& asked);
-  void take_speech(const Asked& asked, const plc_sim::Request& request);
   bool is_rare(Id rule) const;
   std::string told_strays() const;
   std::string broken_rules() const;
@@ -95,6 +83,7 @@ class RuleBook {
   void refuse_by_status(plc_sim::RequestKind kind, Asked& asked) const;
   void take_shape(const Asked& asked, const plc_sim::Request& request);
   void take_refusal(const Asked& asked, plc_sim::RequestKind kind);
+  void learn_refusal(uint16_t status, bool is_full);
   void take_values(const Asked& asked, const plc_sim::Request& request);
   void note_status(const Asked& asked, const std::string& words);
   bool holds(Id rule) const { return rules_[rule].broken == 0 && is_rare(rule); }
@@ -110,9 +99,11 @@ class RuleBook {
   std::map<uint16_t, uint64_t> statuses_done_;
   std::map<plc_sim::RequestKind, std::map<uint16_t, uint64_t>> statuses_by_kind_;  // of what was answered
   std::map<size_t, uint64_t> bytes_behind_;
-  uint64_t full_refusals_ = 0;           // with a status
-  uint64_t full_refusals_unmarked_ = 0;  // without
-  uint64_t handles_seen_ = 0;            // resolves and value replies that brought what was asked for
+  std::optional<std::pair<uint16_t, bool>> last_refusal_;  // of a name: its status, and whether it is full
+  unsigned refusals_alike_ = 0;                            // in a row
+  uint64_t full_refusals_ = 0;                             // with a status
+  uint64_t full_refusals_unmarked_ = 0;                    // without
+  uint64_t handles_seen_ = 0;                              // resolves and value replies that brought what was asked for
   uint64_t values_seen_ = 0;
   std::string first_seen_;
 };

@@ -23,6 +23,7 @@ struct Frame {
   size_t packet = 0;  // number of the request's first packet in survey.pcapng, from 1
   std::vector<uint8_t> request;
   std::vector<uint8_t> reply;
+  bool is_refusal = false;  // its status is that of what it refuses
 };
 
 // Of one kind of request with one number of names.
@@ -171,7 +172,7 @@ struct HeadCounts {
   uint64_t bytes_unasked = 0;    // that came behind a reply, before the next request
   std::optional<uint32_t> bytes_behind_values;  // where every value reply has as many
   std::optional<uint16_t> status_done;          // that of most answers that refuse nothing
-  std::optional<uint16_t> refusal_status;       // of the first refused name
+  std::optional<uint16_t> refusal_status;       // of refused names, once three in a row are alike
   std::optional<bool> is_refusal_full;          // it has a record for each name
   std::optional<uint16_t> directory_status;     // of one without its programs
 };

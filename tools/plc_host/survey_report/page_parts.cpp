@@ -29,7 +29,7 @@ constexpr HeadPart kParts[] = {
     {"class", wire::kClassAt, 1}, {"command", wire::kCommandAt, 1}, {"status", wire::kStatusAt, 2}};
 
 // Why the part of the reply is not what the guarded build wants; empty when it is, or is not there.
-std::string objection(const HeadPart& part, const ByteView& request, const ByteView& reply) {
+std::string objection(const HeadPart& part, const ByteView& request, const ByteView& reply, bool is_refusal) {
   if (reply.size() < part.at + part.bytes) return reply.size() == 0 ? "" : "not there";
   switch (part.at) {
     case 0: {
@@ -39,7 +39,7 @@ std::string objection(const HeadPart& part, const ByteView& request, const ByteV
     case 4:
       return reply.u32(4) == ~reply.u32(0) ? "" : "not that of L";
     case wire::kStatusAt:
-      return reply.u16(part.at) == 0 ? "" : "not 0";
+      return reply.u16(part.at) == 0 || is_refusal ? "" : "not 0";
     default:
       return reply.part(part.at, part.bytes).bytes() == request.part(part.at, part.bytes).bytes()
                  ? ""
@@ -52,8 +52,8 @@ std::string hex_cell(const Bytes& bytes) {
   return "<code>" + wire_trace::hex_text(bytes, kMost) + "</code>";
 }
 
-std::string frame_row(const HeadPart& part, const ByteView& request, const ByteView& reply) {
-  const std::string wrong = objection(part, request, reply);
+std::string frame_row(const HeadPart& part, const ByteView& request, const ByteView& reply, bool is_refusal) {
+  const std::string wrong = objection(part, request, reply, is_refusal);
   // A request has no status: its body begins there.
   const bool has_request = part.at != wire::kStatusAt;
   std::string row = std::string("<tr><td>") + part.name + "</td><td>";
@@ -103,7 +103,7 @@ std::string frame_html(const std::string& name, const Frame& frame) {
   html += "</figcaption><div class=\"wide\" tabindex=\"0\" role=\"region\" aria-label=\"" + title + "\"><table><thead>";
   html +=
       "<tr><th scope=\"col\">part</th><th scope=\"col\">request</th><th scope=\"col\">reply</th></tr></thead><tbody>\n";
-  for (const HeadPart& part : kParts) html += frame_row(part, request, reply);
+  for (const HeadPart& part : kParts) html += frame_row(part, request, reply, frame.is_refusal);
   const Bytes request_rest = request.part(wire::kHeadBytes, request.size()).bytes();
   const Bytes reply_rest = reply.part(wire::kReplyHeadBytes, reply.size()).bytes();
   html += "<tr><td>what follows</td><td>" + hex_cell(request_rest) + "</td><td>";

@@ -134,11 +134,14 @@ void Comparison::read_by_driver(DriverSession& session, std::vector<TagResult>& 
   }
 }
 
+// The call succeeded, and what the driver stored is no value that could be shown.
+bool is_without_value(const TagResult& result) {
+  return result.reading.quality() == Quality::kIncomplete && result.reading.failure().code == PLC_OK;
+}
+
 // It may succeed another time; what cannot be asked for, or is shown without a value, is so each time.
 bool has_failed(const TagResult& result) {
-  if (result.ok() || result.reading.quality() == Quality::kImpossible) return false;
-  if (!result.reading.is_taken()) return true;
-  return result.reading.quality() != Quality::kFailed || result.reading.failure().code != PLC_OK;
+  return !result.ok() && result.reading.quality() != Quality::kImpossible && !is_without_value(result);
 }
 
 // Places of the results that failed less often than they are tried: those first whose turn did not come.
@@ -232,9 +235,8 @@ void Comparison::take_result(const TagResult& result, size_t at) {
     finding.why = "plc-host read cannot ask for it: " + word.problem;
     return;
   }
-  // The bytes of a type without a width are what the driver makes of them.
-  const bool is_raw = value_kind(variables_[at].tag->entry) == ValueKind::kRaw;
-  if (is_raw && result.reading.quality() == Quality::kIncomplete && result.reading.failure().code == PLC_OK) {
+  // Of a type without a width, or of a text that goes on behind what reads reach.
+  if (!result.ok() && is_without_value(result)) {
     finding.has_no_value = true;
     finding.why = "plc-host read shows no value: " + word.problem;
     finding.value.clear();

@@ -1,6 +1,7 @@
 // The order of the steps, and what follows when they are over.
 #include "tools/plc_host/survey_steps/survey.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 
@@ -32,8 +33,14 @@ void tell_steps(SurveyRecord& record) {
   }
 }
 
-// What does not speak the protocol has said no value.
+// What does not speak the protocol has said no value, and has neither programs nor limits.
 void take_values_back(SurveyRecord& record) {
+  const auto is_of_protocol = [](const Times& one) { return one.kind != "connect"; };
+  record.times.erase(std::remove_if(record.times.begin(), record.times.end(), is_of_protocol), record.times.end());
+  record.splits.clear();
+  record.programs = {};
+  record.limits = {};
+  record.programs.step.why = record.limits.step.why = kForeign;
   for (VariableFinding& one : record.variables.findings) {
     one.state = VariableFinding::State::kNotTried;
     one.why = kForeign;

@@ -81,6 +81,7 @@ class VariableStep {
   template <typename Ask>
   auto settled(const Ask& ask, bool& is_told) -> decltype(ask());
   void ask_unknown();
+  void ask_often(const std::vector<const Declared*>& names);
   void ask_in_batches();
   void ask_batch(const std::vector<size_t>& batch);
   ValuesAnswer values_of(const std::vector<size_t>& batch);
@@ -185,21 +186,31 @@ bool VariableStep::read_singly(size_t at) {
   return true;
 }
 
-// What a name gets that no controller has, by itself and beside one that it has.
+// What a name gets that no controller has, by itself and beside one that it has. One reply may have been damaged.
 void VariableStep::ask_unknown() {
   Tag tag;
   tag.name = tag.qualified_name = kUnknownName;
   Declared unknown;
   unknown.tag = &tag;
   unknown.wire_name = kUnknownName;
-  const NamesAnswer alone = ask_names(conversation_, {&unknown});
-  if (alone.is_complete) conversation_.rules().take_false_answer(alone.asked);
+  ask_often({&unknown});
   for (const Declared& declared : variables_) {
     if (!declared.is_good || declared.program) continue;
-    const NamesAnswer both = ask_names(conversation_, {&declared, &unknown});
-    if (both.is_complete) conversation_.rules().take_false_answer(both.asked);
+    ask_often({&declared, &unknown});
     break;
   }
+}
+
+void VariableStep::ask_often(const std::vector<const Declared*>& names) {
+  NamesAnswer last;
+  unsigned answered = 0;
+  for (unsigned i = 0; i < 1 + kSameRefusals; ++i) {
+    NamesAnswer answer = ask_names(conversation_, names);
+    if (!answer.is_complete) continue;
+    ++answered;
+    last = std::move(answer);
+  }
+  if (answered > 1) conversation_.rules().take_false_answer(last.asked);
 }
 
 void VariableStep::ask_in_batches() {

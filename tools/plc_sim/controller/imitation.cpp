@@ -160,7 +160,7 @@ Answer Imitation::answer_beyond(Session& session, const Bytes& frame, const Load
 
 void Imitation::change_answer(const Session& session, const Bytes& frame, Answer& answer) const {
   if (answer.reply.size() < wire::kReplyHeadBytes) return;
-  if (answer.kind == RequestKind::kDirectory && profile_.program_name_units) answer.reply = cut_directory(frame);
+  if (answer.kind == RequestKind::kDirectory && most_name_units()) answer.reply = cut_directory(frame);
   if (!answer.findings.refused.empty()) {
     change_refusal(session, frame, answer);
   } else if (ByteView(answer.reply).u16(wire::kStatusAt) == wire::kStatusDone) {
@@ -172,9 +172,14 @@ void Imitation::change_answer(const Session& session, const Bytes& frame, Answer
   }
 }
 
+// Where nobody knows whether names are cut, no name is longer all the same.
+std::optional<uint32_t> Imitation::most_name_units() const {
+  return profile_.program_name_units ? profile_.program_name_units : profile_.longest_name_units;
+}
+
 Bytes Imitation::cut_directory(const Bytes& frame) const {
   std::vector<Program> programs = store_.directory();
-  for (Program& program : programs) program.name = cut_name(program.name, *profile_.program_name_units);
+  for (Program& program : programs) program.name = cut_name(program.name, *most_name_units());
   return make_reply(frame, wire::kStatusDone, directory_body(programs));
 }
 

@@ -1,6 +1,8 @@
 // A controller as a profile has it: the simulated one's answers, changed as that one's were seen to be.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +32,7 @@ class Imitation {
   double wait_ms(RequestKind kind, size_t items) const;
   Answer answer_beyond(Session& session, const Bytes& frame, const Load& load);
   void change_answer(const Session& session, const Bytes& frame, Answer& answer) const;
+  std::optional<uint32_t> most_name_units() const;
   Bytes cut_directory(const Bytes& frame) const;
   void change_refusal(const Session& session, const Bytes& frame, Answer& answer) const;
   void change_head(const Session& session, Bytes& reply) const;

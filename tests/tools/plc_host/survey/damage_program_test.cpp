@@ -7,6 +7,7 @@
 
 #include <array>
 #include <atomic>
+#include <functional>
 #include <thread>
 
 #include "tests/tools/plc_host/survey/survey_fixture.h"
@@ -28,6 +29,11 @@ class SurveyDamageTest : public SurveyTest {
     const Outcome outcome = run(words({"--gentle", "--timeout", "1", "--replace", "--rate", "1000"}));
     end(*simulator);
     return outcome;
+  }
+  Outcome survey_at(const std::string& port, const std::string& tags = kFour) {
+    write_file("machine.csv", tags);
+    return run({"survey", "--address", "127.0.0.1:" + port, "--tags", path("machine.csv"), "--output", path("found"),
+                "--gentle", "--timeout", "1", "--rate", "1000", "--replace"});
   }
   void expect_all_good(const std::string& what) const {
     const Json variables = report().at("variables");
@@ -62,6 +68,29 @@ TEST_F(SurveyDamageTest, OneDamagedReply_IsNoRefusal) {
     EXPECT_EQ(outcome.code, 0) << fault << outcome.out;
     expect_all_good(fault);
     EXPECT_THAT(file_text(path("found/profile.toml")), Not(HasSubstr("[[refused]]"))) << fault;
+  }
+}
+
+// It says no more than a reply that does not come to its end.
+TEST_F(SurveyDamageTest, BytesThatAreNoReply_AreARequestWithoutAnAnswer) {
+  const Outcome outcome = survey_with({"--fault", "garbage 20 on=resolve"});
+  EXPECT_THAT(outcome.out, HasSubstr("\nguarded build: usable\n"));
+  const Json found = report();
+  EXPECT_EQ(found.at("guarded").at("because"),
+            "Every other reply keeps the rules of the guarded build. 1 reply was not whole within 1000 ms.");
+  EXPECT_EQ(found.at("heads").at("unfinished"), 1);
+  EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr("\nlength = \"right\"  # "));
+}
+
+// The first request for a name is answered by a refusal that is none of the controller's.
+TEST_F(SurveyDamageTest, FirstRefusalThatIsDamaged_TeachesNothingOfRefusals) {
+  for (const char* fault : {"refuse 25 on=resolve", "garbage 20 on=resolve", "refuse 25 on=resolve times=2"}) {
+    EXPECT_EQ(survey_with({"--fault", fault}).code, 0) << fault;
+    EXPECT_EQ(report().at("heads").at("refusal_status"), "0004") << fault;
+    EXPECT_EQ(report().at("heads").at("refusal_is_full"), true) << fault;
+    const std::string profile = file_text(path("found/profile.toml"));
+    EXPECT_THAT(profile, HasSubstr("\n[refusal]\nshape = \"full\"  # ")) << fault;
+    EXPECT_THAT(profile, HasSubstr("\nstatus = 0x0004  # bytes 12 and 13")) << fault;
   }
 }
 
@@ -103,10 +132,10 @@ TEST_F(SurveyDamageTest, StatusOfOneKindOfAnswer_IsTheReasonAndAQuestion) {
   EXPECT_TRUE(is_asked) << found.at("questions");
 }
 
-// Sends back what it gets, on one connection after the other.
-class EchoServer {
+// Answers what it gets by a rule of its own, on one connection after the other.
+class OwnServer {
  public:
-  EchoServer() {
+  explicit OwnServer(std::function<std::string(const std::string&)> rule) : rule_(std::move(rule)) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -118,13 +147,13 @@ class EchoServer {
     port_ = std::to_string(ntohs(address.sin_port));
     thread_ = std::thread([this] { serve(); });
   }
-  ~EchoServer() {
+  ~OwnServer() {
     is_over_ = true;
     thread_.join();
     close(listener_);
   }
-  EchoServer(const EchoServer&) = delete;
-  EchoServer& operator=(const EchoServer&) = delete;
+  OwnServer(const OwnServer&) = delete;
+  OwnServer& operator=(const OwnServer&) = delete;
   const std::string& port() const { return port_; }
 
  private:
@@ -141,26 +170,68 @@ class EchoServer {
       std::array<char, 4096> bytes{};
       while (is_ready(taken)) {
         const ssize_t count = recv(taken, bytes.data(), bytes.size(), 0);
-        if (count <= 0 || send(taken, bytes.data(), static_cast<size_t>(count), MSG_NOSIGNAL) < 0) break;
+        if (count <= 0) break;
+        const std::string answer = rule_({bytes.data(), static_cast<size_t>(count)});
+        if (send(taken, answer.data(), answer.size(), MSG_NOSIGNAL) < 0) break;
       }
       close(taken);
     }
   }
 
+  std::function<std::string(const std::string&)> rule_;
   int listener_ = socket(AF_INET, SOCK_STREAM, 0);
   std::string port_;
   std::atomic<bool> is_over_{false};
   std::thread thread_;
 };
 
+void expect_no_controller(const Outcome& outcome, const Json& report, const std::string& what) {
+  EXPECT_EQ(outcome.code, 7) << what << outcome.out << outcome.err;
+  EXPECT_THAT(outcome.out, HasSubstr("\nguarded build: not known: what answers there does not speak this protocol\n"))
+      << what;
+  EXPECT_EQ(report.at("recommendations"), Json::array()) << what;
+  EXPECT_EQ(report.at("questions"), Json::array()) << what;
+  EXPECT_EQ(report.at("programs").at("directory"), nullptr) << what;
+  EXPECT_EQ(report.at("limits").at("names_per_request"), nullptr) << what;
+  for (const Json& finding : report.at("variables").at("findings")) {
+    EXPECT_EQ(finding.at("state"), "not tried") << what << finding;
+  }
+}
+
 TEST_F(SurveyDamageTest, EchoOfRequests_IsNoController) {
-  const EchoServer server;
-  write_file("machine.csv", kFour);
-  const Outcome outcome = run({"survey", "--address", "127.0.0.1:" + server.port(), "--tags", path("machine.csv"),
-                               "--output", path("found"), "--gentle", "--timeout", "1", "--rate", "1000"});
-  EXPECT_EQ(outcome.code, 7) << outcome.out << outcome.err;
-  EXPECT_THAT(outcome.out, HasSubstr("what answers there does not speak this protocol"));
-  EXPECT_EQ(report().at("recommendations"), Json::array());
+  const OwnServer server([](const std::string& request) { return request; });
+  const Outcome outcome = survey_at(server.port());
+  expect_no_controller(outcome, report(), "echo");
+}
+
+// Every eight bytes are the head of a reply, of one that ends with them or of one that is longer.
+TEST_F(SurveyDamageTest, FloodOfHeads_IsNoController) {
+  const std::string heads[] = {{"\x00\x00\x00\x00\xFF\xFF\xFF\xFF", 8}, {"\x00\x00\x00\x06\xFF\xFF\xFF\xF9", 8}};
+  for (const std::string& head : heads) {
+    for (const size_t count : {8U, 64U}) {
+      std::string flood;
+      for (size_t i = 0; i < count; ++i) flood += head;
+      const OwnServer server([&flood](const std::string&) { return flood; });
+      const Outcome outcome = survey_at(server.port());
+      expect_no_controller(outcome, report(), std::to_string(count) + " heads, " + std::to_string(head[3]));
+    }
+  }
+}
+
+// However many variables there are.
+TEST_F(SurveyDamageTest, WhatNeverSpeaksTheProtocol_IsLeftSoon) {
+  const std::string flood(65536, '\xFF');
+  std::atomic<unsigned> requests{0};
+  const OwnServer server([&](const std::string&) {
+    ++requests;
+    return flood;
+  });
+  std::string tags;
+  for (int i = 0; i < 200; ++i) tags += "V" + std::to_string(i) + ",INT,,,,,," + std::to_string(i) + ",1,0,0,,DM\n";
+  const Outcome outcome = survey_at(server.port(), tags);
+  expect_no_controller(outcome, report(), "flood");
+  EXPECT_EQ(report().at("ended"), "what answers there does not speak this protocol");
+  EXPECT_LE(requests, 80U);
 }
 
 }  // namespace

@@ -123,6 +123,27 @@ TEST_F(SurveyFindingsTest, LongestNameOfTheDirectory_IsCutByItself) {
   EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr("\nname_units = 16  # "));
 }
 
+// Where nobody can tell that they are cut, no name is longer all the same.
+TEST_F(SurveyFindingsTest, ProfileOfNamesCutSoon_GivesTheSameDirectoryAgain) {
+  const std::string tags = "A,INT,,,,,,1,0,0,1,Main,DM\nB,INT,,,,,,2,0,0,2,FillingNorth,DM\n";
+  for (const char* units : {"4", "6"}) {
+    write_file("machine.csv", tags);
+    write_file("cut.toml", std::string("[directory]\nname_units = ") + units + "\n");
+    std::string profile = path("cut.toml");
+    Json programs[2];
+    for (Json& found : programs) {
+      const auto simulator = start_simulator({"--profile", profile});
+      EXPECT_EQ(survey(tags, {"--replace"}).code, 1) << units;
+      end(*simulator);
+      found = report().at("programs");
+      EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr(std::string("\nlongest_units = ") + units + "  # "));
+      write_file("learnt.toml", file_text(path("found/profile.toml")));
+      profile = path("learnt.toml");
+    }
+    EXPECT_EQ(programs[0], programs[1]) << units;
+  }
+}
+
 constexpr char kTwo[] = "Speed,INT,,,,,,0,1,0,0,,DM\nTotal,DINT,,,,,,1,1,0,0,,DM\n";
 
 TEST_F(SurveyFindingsTest, LostRounds_AreSaidWithTheCodeForFindings) {
@@ -153,7 +174,7 @@ TEST_F(SurveyFindingsTest, HoursWithoutALoss_SayThat) {
 TEST_F(SurveyFindingsTest, AnswersThatDoNotCome_CountForTheTimeOutAndMakeNoFindingOnAVariable) {
   write_file("machine.csv", kTwo);
   const auto simulator = start_simulator(
-      {"--sentinel", "--fault", "no-reply on=read times=1", "--fault", "no-reply on=resolve after=10 times=1"});
+      {"--sentinel", "--fault", "no-reply on=read times=1", "--fault", "no-reply on=resolve after=9 times=1"});
   const Outcome outcome = survey(kTwo, {"--timeout", "1"});
   end(*simulator);
   EXPECT_EQ(outcome.code, 0) << outcome.out;

@@ -59,6 +59,10 @@ TEST_F(SurveyTest, PlainController_IsReportedAsItIs) {
   EXPECT_EQ(heads.at("refusal_is_full"), true);
   EXPECT_EQ(found.at("limits").at("names_per_request"), nullptr);
   EXPECT_EQ(found.at("writes").at("step").at("why"), "--write names no variable");
+  // A refusal with its status keeps the rules too.
+  const std::string page = file_text(path("found/report.html"));
+  EXPECT_THAT(page, HasSubstr("<tr><td>status</td><td></td><td><code>00 04</code></td></tr>"));
+  EXPECT_THAT(page, Not(HasSubstr("class=\"wrong\"")));
 }
 
 TEST_F(SurveyTest, Values_AreThoseOfPlcHostRead) {
