@@ -76,8 +76,14 @@ void check_blanks_in_subscripts(const SourceLine& line, Findings* findings) {
   add_finding("T021", line, name, "blanks within the subscripts are part of the name", findings).edits = edits;
 }
 
+// What nearly every name is made of.
+bool is_plain(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char sign) { return sign >= ' ' && sign <= '~'; });
+}
+
 void check_unseen(const SourceLine& line, uint32_t number, const char* what, Findings* findings) {
   const Column& column = line.column(number);
+  if (is_plain(column.text)) return;
   // A name has a rule for the blanks around it.
   const std::string_view text = number == 1 ? without_blanks(column.text) : line.trimmed(number);
   for (size_t at = 0; at < text.size();) {
