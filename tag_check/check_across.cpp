@@ -120,7 +120,12 @@ std::string identity(const SourceLine& line) {
   return scope + "\n" + line.entry.name;
 }
 
-void check_duplicates(const SourceFile& file, Findings* findings) {
+// The driver takes the blanks around a program for a part of its name; the form has none of them any more.
+bool is_of_blanks(const FileForm& form, const SourceLine& line, uint32_t other) {
+  return line.entry.is_global != 1 && (form.had_program_blanks(line.number) || form.had_program_blanks(other));
+}
+
+void check_duplicates(const FileForm& form, const SourceFile& file, Findings* findings) {
   std::unordered_map<std::string, uint32_t> lines;
   lines.reserve(file.lines.size());
   for (const SourceLine& line : file.lines) {
@@ -128,8 +133,9 @@ void check_duplicates(const SourceFile& file, Findings* findings) {
     const auto added = lines.emplace(identity(line), line.number);
     if (added.second) continue;
     const uint32_t other = added.first->second;
-    add_finding("T110", line, line.column(1), "line " + std::to_string(other) + " declares the same variable", findings)
-        .other_line = other;
+    std::string message = "line " + std::to_string(other) + " declares the same variable";
+    if (is_of_blanks(form, line, other)) message += " once the blanks around its program are removed";
+    add_finding("T110", line, line.column(1), message, findings).other_line = other;
   }
 }
 
@@ -173,8 +179,8 @@ void check_runs(const SourceFile& file, Findings* findings) {
   check_ids(file, findings);
 }
 
-void check_across(const SourceFile& file, Findings* findings) {
-  check_duplicates(file, findings);
+void check_across(const FileForm& form, const SourceFile& file, Findings* findings) {
+  check_duplicates(form, file, findings);
   check_scopes(file, findings);
 }
 

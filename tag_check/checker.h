@@ -45,7 +45,7 @@ void check_scope(const SourceLine& line, Findings* findings);
 void check_device(const SourceLine& line, Findings* findings);
 void check_limits(const SourceLine& line, Findings* findings);
 void check_runs(const SourceFile& file, Findings* findings);
-void check_across(const SourceFile& file, Findings* findings);
+void check_across(const FileForm& form, const SourceFile& file, Findings* findings);
 
 // Adds a finding at a column, or at the line's beginning when the column is missing.
 Finding& add_finding(const char* rule, const SourceLine& line, const Column& column, std::string message,

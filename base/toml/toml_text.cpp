@@ -16,41 +16,51 @@ namespace {
 constexpr size_t kMostKeyParts = 16;     // each part is a table in a table, and those are freed by recursion
 constexpr size_t kMostFaultyLines = 20;  // each costs two more readings of the text
 
-// The end of a string of one line, behind its closing quote; or its line's end.
-size_t behind_short_string(std::string_view text, size_t at) {
+// Where a string, or a comment, ends, and whether it has all of its quotes.
+struct StringEnd {
+  size_t behind;
+  bool is_closed;
+};
+
+// Of a string of one line, behind its closing quote; or its line's end.
+StringEnd end_of_short_string(std::string_view text, size_t at) {
   const char quote = text[at];
   for (size_t i = at + 1; i < text.size(); ++i) {
-    if (text[i] == quote || text[i] == '\n') return i + 1;
-    if (text[i] == '\\' && quote == '"') ++i;
+    if (text[i] == quote || text[i] == '\n') return {i + 1, text[i] == quote};
+    const bool is_escape = text[i] == '\\' && quote == '"';
+    if (is_escape && i + 1 < text.size() && text[i + 1] != '\n') ++i;
   }
-  return text.size();
+  return {text.size(), false};
 }
 
 // The same of a string that begins with three quotes and may have several lines.
-size_t behind_long_string(std::string_view text, size_t at) {
+StringEnd end_of_long_string(std::string_view text, size_t at) {
   const std::string_view quotes = text.substr(at, 3);
   for (size_t i = at + 3; i < text.size(); ++i) {
-    if (text.substr(i, 3) == quotes) return i + 3;
+    if (text.substr(i, 3) == quotes) return {i + 3, true};
     if (text[i] == '\\' && quotes.front() == '"') ++i;
   }
-  return text.size();
+  return {text.size(), false};
+}
+
+bool is_long_string(std::string_view text, size_t at) {
+  const std::string_view quotes = text.substr(at, 3);
+  return quotes == "\"\"\"" || quotes == "'''";
 }
 
 // Behind the string or the comment that begins there; `at` where none does.
-size_t behind_what_is_no_key(std::string_view text, size_t at) {
+StringEnd end_of_what_is_no_key(std::string_view text, size_t at) {
   const char sign = text[at];
-  if (sign == '#') return std::min(text.find('\n', at), text.size());
-  if (sign != '"' && sign != '\'') return at;
-  const std::string_view quotes = text.substr(at, 3);
-  const bool is_long = quotes == "\"\"\"" || quotes == "'''";
-  return is_long ? behind_long_string(text, at) : behind_short_string(text, at);
+  if (sign == '#') return {std::min(text.find('\n', at), text.size()), true};
+  if (sign != '"' && sign != '\'') return {at, true};
+  return is_long_string(text, at) ? end_of_long_string(text, at) : end_of_short_string(text, at);
 }
 
 // Where a key of too many parts reaches the last of them; nothing when there is none.
 std::optional<size_t> end_of_long_key(std::string_view text) {
   size_t dots = 0;
   for (size_t i = 0; i < text.size();) {
-    const size_t behind = behind_what_is_no_key(text, i);
+    const size_t behind = end_of_what_is_no_key(text, i).behind;
     if (behind != i) {
       i = behind;
       continue;
@@ -124,6 +134,44 @@ std::string fault_of_all(std::string_view text, const std::string& description) 
   return "this is no TOML (" + description + "): correct it here, or above";
 }
 
+// Where the first string without its closing quotes begins; nothing where all have theirs.
+std::optional<size_t> find_open_string(std::string_view text) {
+  for (size_t i = 0; i < text.size();) {
+    const StringEnd end = end_of_what_is_no_key(text, i);
+    if (!end.is_closed) return i;
+    i = std::max(end.behind, i + 1);
+  }
+  return std::nullopt;
+}
+
+// Columns are counted in characters.
+Place place_at(std::string_view text, size_t at) {
+  const std::string_view before = text.substr(0, at);
+  const size_t line = before.rfind('\n') + 1;  // npos + 1 is 0
+  const auto is_first_byte = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; };
+  const auto lines = std::count(before.begin(), before.end(), '\n');
+  const auto columns = std::count_if(before.begin() + static_cast<std::ptrdiff_t>(line), before.end(), is_first_byte);
+  return {static_cast<uint32_t>(lines) + 1, static_cast<uint32_t>(columns) + 1};
+}
+
+// Tells of a string without its end where the parser met it. It stops there, or at the text's end for one that may have
+// several lines.
+bool told_open_string(const std::string& text, Place met, Findings& findings) {
+  const std::optional<size_t> at = find_open_string(text);
+  if (!at) return false;
+  const Place begin = place_at(text, *at);
+  const bool is_long = is_long_string(text, *at);
+  const bool is_met = is_long ? begin.line <= met.line : begin.line == met.line && begin.column <= met.column;
+  if (!is_met) return false;
+  const std::string quotes = text.substr(*at, is_long ? 3 : 1);
+  const std::string line = trimmed(std::string_view(text).substr(*at, text.find('\n', *at) - *at));
+  const bool is_escaped = quotes == "\"" && line.size() > 2 && line.substr(line.size() - 2) == "\\\"";
+  findings.error(begin, "the text that begins here lacks its closing " + quotes +
+                            (is_escaped ? ": behind a \\ a quote is a part of the text; write \\\\ or / in paths"
+                                        : ": write it at the end of the text"));
+  return true;
+}
+
 }  // namespace
 
 std::string number_text(double number) {
@@ -178,7 +226,9 @@ TomlText parse_toml(const std::string& text, Findings& findings) {
       const std::string line = trimmed(std::string_view(rest).substr(at.start, at.length));
       const bool is_alone = may_be_toml(text) && !line.empty() && is_toml(std::string_view(rest).substr(0, at.start));
       const std::string description = said_by(error);
-      findings.error(place, is_alone ? fault_of(line, description) : fault_of_all(text, description));
+      if (!may_be_toml(text) || !told_open_string(rest, place, findings)) {
+        findings.error(place, is_alone ? fault_of(line, description) : fault_of_all(text, description));
+      }
       // Keys behind a head that cannot be read would be taken for those of the head before it.
       if (!is_alone || line.front() == '[' || faults + 1 == kMostFaultyLines) return result;
       rest.replace(at.start, at.length, at.length, ' ');

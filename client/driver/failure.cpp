@@ -14,6 +14,7 @@ namespace {
 
 constexpr char kInTime[] = " in time";
 constexpr char kDropped[] = " late replies dropped";
+constexpr char kCutOff[] = "guard: reply cut off";
 constexpr char kOthersAdvice[] =
     "Replies with other sequence numbers than the request's came. Either the controller does not repeat sequence "
     "numbers: then the guarded build reads nothing here, and plc-host survey tells whether the contract build does. Or "
@@ -48,6 +49,12 @@ LineMeaning unspoken_meaning(const CallResult& call) {
 bool answered_others_only(const std::vector<std::string>& lines) {
   return std::any_of(lines.begin(), lines.end(),
                      [](const std::string& line) { return line.find(kDropped) != std::string::npos; });
+}
+
+// Of the reply a part came.
+bool is_cut_off(const std::vector<std::string>& lines) {
+  return std::any_of(lines.begin(), lines.end(),
+                     [](const std::string& line) { return line.find(kCutOff) != std::string::npos; });
 }
 
 // Whatever the driver printed of it: the connection is gone because its wait was ended.
@@ -95,6 +102,9 @@ Failure explain_failure(const CallResult& call, const Target& target) {
     return line.find(kUnclearProgram) != std::string::npos;
   });
   failure.is_silence = failure.quality == Quality::kNoAnswer || failure.quality == Quality::kNoConnection;
+  failure.has_answer =
+      failure.quality == Quality::kForeign ||
+      (failure.quality == Quality::kNoAnswer && (is_cut_off(call.lines) || answered_others_only(call.lines)));
   if (meaning.meaning.empty()) {
     failure.reason = code_text(call.code);
     return failure;

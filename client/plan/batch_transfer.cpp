@@ -96,7 +96,7 @@ class BatchReader {
 // Why the next call is not made.
 std::optional<Failure> BatchReader::hindrance() const {
   if (stop_()) return not_read(kInterruptedWord);
-  if (patience_.is_over()) return silence_of(session_.target());
+  if (patience_.is_over()) return end_of(patience_, session_.target());
   return std::nullopt;
 }
 

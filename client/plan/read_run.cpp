@@ -172,7 +172,7 @@ void PlanRun::run_step(ReadStep& step) {
   Failure failure;
   WallTime time{};
   if (patience_.is_over()) {
-    return fail_step(step, silence_of(session_.target()), std::chrono::system_clock::now(), false);
+    return fail_step(step, end_of(patience_, session_.target()), std::chrono::system_clock::now(), false);
   }
   const bool is_answered = make_call(step, failure, time);
   if (is_answered) exchanges_ += step.exchanges;
@@ -187,7 +187,8 @@ void PlanRun::run_step(ReadStep& step) {
 
 // What a batch was refused with may be the fault of one of its variables: each is asked for by itself.
 void PlanRun::read_alone(PlannedVariable& variable) {
-  if (patience_.is_over()) return fail(variable, silence_of(session_.target()), std::chrono::system_clock::now());
+  if (patience_.is_over())
+    return fail(variable, end_of(patience_, session_.target()), std::chrono::system_clock::now());
   session_.set_area(variable.area);
   const uint64_t answered = session_.figures().calls - session_.figures().failures;
   const TagResult result = read_tag(session_, variable.reference);

@@ -182,9 +182,12 @@ void Patience::take(const Reading& reading) {
   const bool lost = reading.value() == nullptr && reading.failure().connection_lost;
   if (lost && (was_lost_ || reading.failure().is_silence)) is_over_ = true;
   was_lost_ = lost;
+  had_answer_ = lost && reading.failure().has_answer;
 }
 
-Failure silence_of(const Target& target) { return not_read(target_text(target) + " does not answer"); }
+Failure end_of(const Patience& patience, const Target& target) {
+  return not_read(target_text(target) + " " + patience.last_word());
+}
 
 void read_tags(DriverSession& session, std::vector<TagResult>& results, const std::function<bool()>& stop,
                const std::function<void(const TagResult& result)>& done) {
@@ -195,7 +198,7 @@ void read_tags(DriverSession& session, std::vector<TagResult>& results, const st
     } else if (stop()) {
       result.reading = {not_read(kInterruptedWord), std::chrono::system_clock::now()};
     } else if (patience.is_over()) {
-      result.reading = {silence_of(session.target()), std::chrono::system_clock::now()};
+      result.reading = {end_of(patience, session.target()), std::chrono::system_clock::now()};
     } else {
       result = read_tag(session, result.reference);
       patience.take(result.reading);

@@ -37,9 +37,12 @@ class Patience {
  public:
   void take(const Reading& reading);
   bool is_over() const { return is_over_; }
+  // What the controller did, behind its address: "does not answer".
+  const char* last_word() const { return had_answer_ ? "gives no valid reply" : "does not answer"; }
 
  private:
   bool was_lost_ = false;
+  bool had_answer_ = false;
   bool is_over_ = false;
 };
 
@@ -49,7 +52,7 @@ void read_tags(DriverSession& session, std::vector<TagResult>& results, const st
                const std::function<void(const TagResult& result)>& done);
 
 // Why the others are left out once patience is over.
-Failure silence_of(const Target& target);
+Failure end_of(const Patience& patience, const Target& target);
 
 // A write of which everything that can be checked has been checked.
 struct PreparedWrite {

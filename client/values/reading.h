@@ -37,6 +37,7 @@ struct Failure {
   uint32_t code = 0;             // what the driver returned, 0 when it was not called
   bool connection_lost = false;  // there was no connection, or there is none any more
   bool is_silence = false;       // whatever is asked next would wait in vain too
+  bool has_answer = false;       // something came: a part of a reply, or what is none to this request
   bool has_begun = false;        // of a write: a part of it may have been written before
   bool lacks_program = false;    // the controller has no program of the variable's scope
   bool is_unclear = false;       // whose variable it is: two names in the directory are the beginning of its program's

@@ -164,6 +164,10 @@ void FileForm::undo_fields(std::string_view line, char separator) {
     meet(&separators_, static_cast<uint32_t>(line.find(separator) + 1), true);
   }
   if (csv.has_quotes) meet(&quotes_, static_cast<uint32_t>(line.find('"') + 1), true);
+  const size_t program = kLastStripped + more;
+  if (blank > 0 && program < csv.fields.size() && is_blank_ended(csv.fields[program].text)) {
+    program_blanks_.push_back(line_);
+  }
   if (blank > 0) meet(&blanks_, static_cast<uint32_t>(csv.fields[blank].at + 1), true);
   if (separator == ',' && !csv.has_quotes && blank == 0) {
     changed_ += line;
@@ -219,6 +223,10 @@ void FileForm::tell_all() {
 }
 
 bool FileForm::is_left(uint32_t line) const { return std::binary_search(left_.begin(), left_.end(), line); }
+
+bool FileForm::had_program_blanks(uint32_t line) const {
+  return std::binary_search(program_blanks_.begin(), program_blanks_.end(), line);
+}
 
 bool FileForm::had_carriage_return(uint32_t line) const {
   return std::binary_search(carriage_returns_.begin(), carriage_returns_.end(), line);

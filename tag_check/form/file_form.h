@@ -32,6 +32,9 @@ class FileForm {
   // Whether this line, from 1, is as it was because nobody can tell what it was meant to be.
   bool is_left(uint32_t line) const;
 
+  // Whether blanks stood around the program of this line, from 1, which are part of its name for the driver.
+  bool had_program_blanks(uint32_t line) const;
+
   // Lines that ended in a carriage return and a line feed.
   bool had_carriage_return(uint32_t line) const;
   uint32_t first_carriage_return() const { return carriage_returns_.empty() ? 0 : carriage_returns_.front(); }
@@ -80,6 +83,7 @@ class FileForm {
   std::vector<Shift> shifts_;
   std::vector<uint32_t> left_;
   std::vector<uint32_t> carriage_returns_;
+  std::vector<uint32_t> program_blanks_;
   char separator_ = ',';
   Cause separators_{"T008"};
   Cause quotes_{"T009"};

@@ -176,6 +176,22 @@ TEST_P(Spreadsheet, WhatItDid_IsNamedOnceAndUndone) {
   EXPECT_EQ(made > 0, !GetParam().corrected.empty());
 }
 
+// The program "MAIN " is not MAIN, and the variables are two until somebody removes the blank.
+TEST(SpreadsheetBlanks, AroundAProgram_AreNamedWhereTheyTellVariablesApart) {
+  const auto said = [](const std::string& first, const std::string& second) {
+    const std::string text = "Step,INT,,,,,,0,0,0,1," + first + "\nStep,INT,,,,,,1,0,0,1," + second + "\n";
+    std::string messages;
+    for (const Finding& finding : check_text(kSheetName, text, {})) {
+      if (std::string(finding.rule) == "T110") messages += finding.message + ";";
+    }
+    return messages;
+  };
+  EXPECT_EQ(said("MAIN", "MAIN"), "line 1 declares the same variable;");
+  EXPECT_EQ(said("MAIN", "MAIN "), "line 1 declares the same variable once the blanks around its program are removed;");
+  EXPECT_EQ(said(" MAIN", "MAIN"), "line 1 declares the same variable once the blanks around its program are removed;");
+  EXPECT_EQ(said("MAIN", "MAIN2 "), "");
+}
+
 // A heading gives every variable the number of the one before.
 TEST(SpreadsheetHeading, AboveVariables_IsAnError) { EXPECT_EQ(rule_of("T043").severity, Severity::kError); }
 

@@ -3,6 +3,9 @@
 
 #include <netinet/in.h>
 
+#include <filesystem>
+#include <system_error>
+
 #include "client/driver/failure.h"
 #include "tools/plc_host/client_names.h"
 #include "tools/plc_host/exit_codes.h"
@@ -82,8 +85,10 @@ TagFilePath Host::choose_tag_file(const HostOptions& options, const Target& cont
   }
   // The driver looks for the file by the address that it connects to.
   const std::string shown = given.empty() ? own : given;
+  std::error_code unknown;
+  const std::string folder = std::filesystem::current_path(unknown).string();
   if (shown != name) folder_ = std::make_unique<WorkFolder>(shown, name, "plc-host", show_message);
-  return {name, shown};
+  return {name, shown, folder};
 }
 
 void Host::show_simulator_lines() {

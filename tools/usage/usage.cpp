@@ -230,6 +230,14 @@ std::string empty_problem(const CLI::Option& option, const std::string& name) {
   return explains_itself(type) ? "" : name + ": give a text that is not empty";
 }
 
+// What stands behind the options, as the help calls it; empty where nothing does.
+std::string positional_of(const CLI::App& part) {
+  for (const CLI::Option* option : part.get_options()) {
+    if (option->get_positional()) return option->get_name(true);
+  }
+  return {};
+}
+
 // Goes through the words behind the command.
 class WordReader {
  public:
@@ -279,7 +287,11 @@ class WordReader {
     const std::string meant =
         is_named ? "did you mean -" + word + "?" : plc_base::did_you_mean("-" + word, option_names(part_));
     if (word.size() > 2 && !meant.empty()) return "unknown option " + word + ", " + meant;
-    return unknown_option(app_, part_, words_, name);
+    const std::string problem = unknown_option(app_, part_, words_, name);
+    const std::string taken = positional_of(part_);
+    if (word.size() <= 2 || taken.empty() || problem.back() == '?') return problem;
+    return problem + " in " + plc_base::told_name(word) + ": a " + taken +
+           " that begins with - stands behind --, as in " + part_.get_name() + " -- " + plc_base::told_name(word);
   }
 
   // The value is what stands in the same word; none where the next word is it.

@@ -151,6 +151,27 @@ constexpr Mistake kMistakes[] = {
     {"read --sim machine.csv ''", 2, "a name is empty: give the one of a variable"},
     {"write --sim machine.csv =5", 2, "a name is empty: give the one of a variable"},
     {"read -x X", 2, "unknown option -x; plc-host read --help tells more"},
+    {"read -minus --sim machine.csv", 2,
+     "unknown option -m in -minus: a NAME that begins with - stands behind --, as in read -- -minus; plc-host read "
+     "--help tells more"},
+    {"write --sim machine.csv -minus=3", 2,
+     "unknown option -m in -minus=3: a NAME=VALUE that begins with - stands behind --, as in write -- -minus=3; "
+     "plc-host write --help tells more"},
+    {"info -foo", 2, "unknown option -f; plc-host info --help tells more"},
+    {"tags machine.csv --address 127.0.0.1", 2,
+     "machine.csv is a file, not a variable: a tag file is given with --tags machine.csv"},
+    {"tags machine.csv empty.csv", 2, "which tag file? One FILE: empty.csv stands where names do"},
+    {"read empty.csv X", 2, "empty.csv is a file, not a variable: a tag file is given with --tags empty.csv"},
+    {"watch latin.txt --address 127.0.0.1", 2,
+     "latin.txt is a file, not a variable: a list of names is given with --names-from latin.txt"},
+    {"why empty.csv", 2, "empty.csv is a file, not a variable: a tag file is given with --tags empty.csv"},
+    {"write empty.csv Speed=1", 2, "empty.csv is a file, not a variable: a tag file is given with --tags empty.csv"},
+    {"write --sim machine.csv empty.csv Speed=1", 2,
+     "empty.csv is a file, not a variable: a tag file is given with --tags empty.csv"},
+    {"read none.csv X", 2, "which controller? Give --address HOST, or --sim TAGFILE for a simulated one"},
+    {"check --live machine.csv --sim machine.csv --address 127.0.0.1", 2, "--address and --sim exclude each other"},
+    {"check --live machine.csv --sim machine.csv --driver contract", 3,
+     "--live needs the guarded build: the contract build takes refusals for values"},
     {"batch --id 3 --sim machine.csv", 2,
      "batch has no --id, which is for tags, read or why; plc-host batch --help tells more"},
     {"write 'Table[0..2]=[1,' 2, '3]' --sim machine.csv", 2,
@@ -292,6 +313,13 @@ TEST_F(MistakeTest, NameThatIsWrittenWrongly_IsToldHow) {
   EXPECT_EQ(
       said("read motor.run"),
       "plc-host: motor.run: machine.csv has no variable of this name; did you mean Motor.Run (machine.csv:15)?\n");
+  write_file("names.txt", "Speed\n");
+  EXPECT_EQ(
+      said("read names.txt"),
+      "plc-host: names.txt: machine.csv has no variable of this name; names.txt is a file, not a variable: a list of "
+      "names is given with --names-from names.txt\n");
+  EXPECT_EQ(said("read none.csv"),
+            "plc-host: none.csv: machine.csv has no variable of this name; a tag file is given with --tags none.csv\n");
   EXPECT_EQ(said("write --dry-run 'Speed = 4'"),
             "plc-host: 'Speed ': blanks stand before the name or before the =: write 'Speed=4'\n"
             "plc-host: nothing was written\n");

@@ -1,5 +1,7 @@
 // Tests of plc-host as a program, about names that are not written out: patterns, files, standard input.
 #include <filesystem>
+#include <iterator>
+#include <nlohmann/json.hpp>
 
 #include "tests/tools/plc_host/program_fixture.h"
 
@@ -166,6 +168,42 @@ TEST_F(NamesTest, NamesFromAFileOfCarriageReturns_AreALineEach) {
   const Outcome outcome = run_on_simulator({"read", "--names-from", path("names.txt")});
   EXPECT_EQ(outcome.code, 0) << outcome.err;
   EXPECT_EQ(first_words(outcome.out), (std::vector<std::string>{"Total", "Speed"}));
+}
+
+TEST_F(NamesTest, NamesWithSignsThatNobodySees_AreListedSoThatAListOfNamesFindsThem) {
+  const std::string names[] = {"Main\t", "Main", "Main ", "\xC2\xA0X\xE2\x80\xAE", " A B"};
+  std::string lines;
+  for (const std::string& name : names) lines += name + ",INT,,,,,," + std::to_string(lines.size() % 7) + ",1,0,0,\n";
+  write_file("hidden.csv", lines);
+  const Outcome listed = run({"tags", path("hidden.csv"), "--names"});
+  EXPECT_EQ(listed.out, "Main\\t\nMain\nMain\\x20\n\\u{a0}X\\u{202e}\n\\x20A B\n");
+  EXPECT_EQ(listed.err, "");
+  write_file("names.txt", listed.out);
+  const Outcome read = run({"read", "--names-from", path("names.txt"), "--json", "--sim", path("hidden.csv"),
+                            "--simulator", PLC_HOST_SIMULATOR});
+  EXPECT_EQ(read.code, 0) << read.err;
+  const std::vector<std::string> objects = lines_of(read.out);
+  ASSERT_EQ(objects.size(), std::size(names));
+  for (size_t i = 0; i < objects.size(); ++i) EXPECT_EQ(nlohmann::json::parse(objects[i])["name"], names[i]);
+}
+
+TEST_F(NamesTest, NameThatIsListedLikeAnother_IsTold) {
+  write_file("twins.csv", "M\\t,INT,,,,,,0,1,0,0,\nM\t,INT,,,,,,1,1,0,0,\n");
+  const Outcome listed = run({"tags", path("twins.csv"), "--names"});
+  EXPECT_EQ(listed.out, "M\\t\nM\\t\n");
+  EXPECT_EQ(listed.err,
+            "plc-host: M\\t is another variable's name too, and --names-from takes it for that one. Try: --json, which "
+            "has the exact names\n");
+}
+
+TEST_F(NamesTest, UnknownNamesOfAWatch_AreAllToldAndNothingIsWatched) {
+  const Outcome outcome = run_on_simulator({"watch", "Speed", "Nope", "Sped", "--rounds", "1"});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(outcome.out, "");
+  const std::string none = ": " + path("machine.csv") + " has no variable of this name";
+  EXPECT_EQ(outcome.err, "plc-host: Nope" + none + "\nplc-host: Sped" + none + "; did you mean Speed (" +
+                             path("machine.csv") +
+                             ":2)?\nplc-host: nothing is watched: 2 of 3 variables cannot be read\n");
 }
 
 TEST_F(NamesTest, NameWithAValue_IsToldThatOnlyWriteTakesIt) {

@@ -105,6 +105,24 @@ TEST_F(SettingsTest, Mistakes_AreToldWithTheirPlace) {
       {"driver = \"/tmp/evil.so\"\n",
        "plc-host.toml:1:10: driver is the text \"/tmp/evil.so\": give \"guarded\" or \"contract\"; a library's path is "
        "taken from --driver and PLC_HOST_DRIVER alone"},
+      {"address = \"192.168.0.10\nport = 8500\n",
+       "plc-host.toml:1:11: the text that begins here lacks its closing \": write it at the end of the text"},
+      {"# it's\ntags = 'm.csv",
+       "plc-host.toml:2:8: the text that begins here lacks its closing ': write it at the end of "
+       "the text"},
+      {"tags = \"\"\"m.csv\nport = 1\n",
+       "plc-host.toml:1:8: the text that begins here lacks its closing \"\"\": write it at the end of the text"},
+      {"\"tags\" = \"\xC3\xA4\", \"b\\\"\n",
+       "plc-host.toml:1:13: this is no TOML (key-value pair: expected a comment or "
+       "whitespace, saw ','): texts stand in double quotes, lists in brackets with commas, and yes and no are true and "
+       "false"},
+      {"tags = \"C:\\tags\\\"\n",
+       "plc-host.toml:1:8: the text that begins here lacks its closing \": behind a \\ a quote "
+       "is a part of the text; write \\\\ or / in paths"},
+      {"address = 192.168.0.10\"\n",
+       "plc-host.toml:1:18: this is no TOML (floating-point: expected decimal digit or exponent, saw '.'): texts stand "
+       "in "
+       "double quotes, lists in brackets with commas, and yes and no are true and false"},
   };
   for (const auto& [text, said] : cases) {
     write_file("plc-host.toml", text);
@@ -201,6 +219,13 @@ TEST_F(SettingsTest, ContractBuildThatIsNamedWhereRepliesComeInPieces_SaysItAndK
     return all;
   };
   EXPECT_EQ(values(outcome.out), values(batch(PLC_HOST_GUARDED, " --profile press1.toml --json").out));
+}
+
+TEST_F(SettingsTest, TextOfAProfileWithoutItsClosingQuote_IsToldWhereItBegins) {
+  write_file("press1.toml", "[settings]\ndriver = \"guarded\ntimeout_s = 2\n");
+  EXPECT_EQ(type("info --profile press1.toml").err,
+            "plc-host: press1.toml:2:10: the text that begins here lacks its closing \": write it at the end of the "
+            "text\n");
 }
 
 TEST_F(SettingsTest, MistakesOfAProfile_AreToldWithTheirPlace) {

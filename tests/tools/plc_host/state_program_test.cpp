@@ -235,6 +235,16 @@ TEST_F(StateTest, SilentController_IsAskedOnceForAll) {
     EXPECT_EQ(words_of(lines[i])[4] == "-", i != 1) << lines[i];
   }
   EXPECT_THAT(outcome.err, HasSubstr("plc-host: 3 variables not read: 127.0.0.1:" + port_ + " does not answer\n"));
+  const std::string other = " gives no valid reply\n";
+  EXPECT_THAT(ask({"read", "Speed", "Total", "Table"}, {"--fault=garbage on=read times=always"}).err,
+              EndsWith("plc-host: 1 variable not read: 127.0.0.1:" + port_ + other));
+  EXPECT_THAT(ask({"read", "Speed", "Total", "Table"}, {"--fault=cut 7 on=read times=always"}).err,
+              EndsWith("plc-host: 2 variables not read: 127.0.0.1:" + port_ + other));
+  EXPECT_THAT(ask({"write", "Speed=1", "Total=1", "Table[0]=1"}, {"--fault=garbage times=always"}).err,
+              EndsWith("plc-host: 1 variable not written: 127.0.0.1:" + port_ + other));
+  EXPECT_THAT(ask({"watch", "Speed", "--rounds", "1"}, {"--fault=cut 7 on=read times=always"}).err,
+              StartsWith("plc-host: no values: Speed: 127.0.0.1:" + port_ +
+                         ": only 7 bytes of the answer came within 1 s (3); asking on\n"));
   const Outcome json = ask({"read", "--json", "Speed", "Total"}, {"--fault=no-reply on=read times=always"});
   EXPECT_EQ(json.code, 7);
   const Json left_out = Json::parse(lines_of(json.out).at(1));

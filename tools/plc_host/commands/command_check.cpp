@@ -139,6 +139,7 @@ int run_check(const HostOptions& options, CommandOutput& output) {
     print_all(output.results(), tag_check::rules_text(options.checked_files));
     return kExitOk;
   }
+  if (options.live) demand_live(options);
   std::vector<FileReport> reports;
   int code = kExitOk;
   int address_code = kExitOk;

@@ -164,6 +164,19 @@ std::string csv_row(const std::vector<std::string>& cells) {
   return line + "\n";
 }
 
+// A list cannot have a name whose signs, written out, are the name of another variable.
+void tell_ambiguous(const std::vector<const Tag*>& tags) {
+  std::set<std::string> names;
+  for (const Tag* tag : tags) names.insert(tag->qualified_name);
+  for (const std::string& name : names) {
+    const std::string listed = listed_name(name);
+    if (listed == name || names.count(listed) == 0) continue;
+    show_error(listed +
+               " is another variable's name too, and --names-from takes it for that one. Try: --json, which has "
+               "the exact names");
+  }
+}
+
 void write_tags(const HostOptions& options, const std::vector<const Tag*>& tags, FILE* file) {
   const Form form = form_of(options).form;
   if (options.names_only || form == Form::kJson) {
@@ -171,9 +184,10 @@ void write_tags(const HostOptions& options, const std::vector<const Tag*>& tags,
       if (!options.names_only) {
         write_json_line(file, tag_json(*tag));
       } else if (tag->register_id && tag->entry.name[0] != '\0') {
-        std::fputs((plc_base::shown_line(tag->qualified_name) + "\n").c_str(), file);
+        std::fputs((listed_name(tag->qualified_name) + "\n").c_str(), file);
       }
     }
+    if (options.names_only) tell_ambiguous(tags);
     return;
   }
   if (form == Form::kCsv) {
@@ -205,9 +219,11 @@ void check_listing(const HostOptions& options) {
     throw HostError(kExitUsage, "which tag file? Give FILE before the pattern " + path);
   }
   for (const std::string& word : wanted_words(options)) {
-    const bool is_file =
-        word.size() > 4 && word.compare(word.size() - 4, 4, ".csv") == 0 && access(word.c_str(), F_OK) == 0;
-    if (is_file) throw HostError(kExitUsage, "which tag file? One FILE: " + word + " stands where names do");
+    const std::string hint = file_hint(word);
+    if (hint.empty()) continue;
+    throw HostError(kExitUsage, names_tag_file(options) ? hint
+                                                        : "which tag file? One FILE: " + plc_base::told_name(word) +
+                                                              " stands where names do");
   }
 }
 

@@ -391,13 +391,15 @@ void tell_other_area(const HostOptions& options, const Target& controller, const
 
 }  // namespace
 
+void demand_live(const HostOptions& options) {
+  if (load_driver_library(live_options(options).driver).is_guarded) return;
+  throw HostError(kExitLibrary, "--live needs the guarded build: the contract build takes refusals for values");
+}
+
 int check_live(const HostOptions& options, CommandOutput& output) {
   const HostOptions live = live_options(options);
   RelayRoute route;
   Host host(live, output, [&route](const Target& controller) { return route.choose(controller); });
-  if (!host.session().is_guarded()) {
-    throw HostError(kExitLibrary, "--live needs the guarded build: the contract build takes refusals for values");
-  }
   if (const std::string hint = hint_on_types(host.tags(), host.tag_file().shown); !hint.empty()) {
     throw HostError(kExitTagFailed, "--live asks for nothing: " + host.tag_file().shown + hint);
   }

@@ -17,6 +17,7 @@
 #include "tools/plc_host/commands/log_options.h"
 #include "tools/plc_host/commands/setting_options.h"
 #include "tools/plc_host/exit_codes.h"
+#include "tools/plc_host/target/tag_files.h"
 #include "tools/usage/usage.h"
 
 namespace plc_host {
@@ -346,6 +347,14 @@ void check_target(const HostOptions& options) {
   }
 }
 
+// Before anything is said of what is missing: the file itself may be that.
+void refuse_files(const HostOptions& options) {
+  if (!options.tag_file.empty() || !options.sim_tag_file.empty()) return;
+  for (const std::string& word : options.names) {
+    if (const std::string hint = file_hint(word); !hint.empty()) throw HostError(kExitUsage, hint);
+  }
+}
+
 void check_name(std::string_view name) {
   if (name.empty()) throw HostError(kExitUsage, "a name is empty: give the one of a variable");
 }
@@ -369,6 +378,7 @@ std::string list_in_words(const std::vector<std::string>& words, size_t at) {
     throw HostError(kExitUsage, "a list with blanks is several words: quote it, as in '" + list + "'");
   }
   const std::string& word = words[at];
+  if (const std::string hint = file_hint(word); !hint.empty()) throw HostError(kExitUsage, hint);
   throw HostError(kExitUsage, word + " gives no value: write it as " + word + "=VALUE, in one word");
 }
 
@@ -376,6 +386,7 @@ std::string list_in_words(const std::vector<std::string>& words, size_t at) {
 void check_write(const HostOptions& options) {
   check_form(options);
   if (options.names.empty()) throw HostError(kExitUsage, "what to write? Give NAME=VALUE");
+  refuse_files(options);
   if (options.dry_run && options.tag_file.empty() && options.address.empty() && options.sim_tag_file.empty()) {
     throw HostError(kExitUsage, "which variables are there? Give --tags FILE, --address HOST or --sim TAGFILE");
   }
@@ -395,6 +406,7 @@ void check_write(const HostOptions& options) {
 
 void check_names(const HostOptions& options) {
   check_form(options);
+  refuse_files(options);
   check_target(options);
   if (options.names.empty() && !options.all) throw HostError(kExitUsage, "which variables? Give names or --all");
   for (const std::string& name : options.names) check_name(name);
@@ -408,6 +420,7 @@ void check_read(const HostOptions& options) {
 }
 
 void check_why(const HostOptions& options) {
+  refuse_files(options);
   if (options.capture.empty()) check_target(options);
   if (options.names.size() + (options.by_id ? 1 : 0) != 1) {
     throw HostError(kExitUsage, "which variable? One NAME or --id");

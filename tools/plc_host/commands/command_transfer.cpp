@@ -140,7 +140,7 @@ TagResult write_one(Host& host, const PreparedWrite& write, bool verify, Confirm
 // Why the next value is not written.
 std::optional<Failure> hindrance(Host& host, const Patience& patience) {
   if (stop_requested()) return not_written(kInterruptedWord);
-  if (patience.is_over()) return not_written(target_text(host.session().target()) + " does not answer");
+  if (patience.is_over()) return not_written(target_text(host.session().target()) + " " + patience.last_word());
   return std::nullopt;
 }
 

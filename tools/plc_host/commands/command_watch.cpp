@@ -24,8 +24,18 @@ using SteadyClock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds kBetweenDrawings{1};  // while nothing is read: ages go on
 
+// A watch may last for weeks: nobody would see that one of its variables was never there. All of them are told at once.
+void demand_known(const std::vector<std::string>& unknown, size_t known) {
+  if (unknown.empty()) return;
+  if (unknown.size() + known == 1) throw HostError(kExitTagFailed, unknown.front());
+  for (const std::string& reason : unknown) show_error(reason);
+  throw HostError(kExitTagFailed, "nothing is watched: " + std::to_string(unknown.size()) + " of " +
+                                      plc_base::plural(unknown.size() + known, "variable") + " cannot be read");
+}
+
 std::vector<TagReference> watched_references(const HostOptions& options, const Host& host) {
   std::vector<TagReference> references;
+  std::vector<std::string> unknown;
   for (const TagResult& entry : look_up_names(options, host)) {
     if (entry.is_found()) {
       references.push_back(entry.reference);
@@ -33,9 +43,13 @@ std::vector<TagReference> watched_references(const HostOptions& options, const H
     }
     const std::string reason = plc_base::told_name(entry.name) + ": " + entry.reading.failure().reason;
     const bool is_asked_for = std::find(options.names.begin(), options.names.end(), entry.name) != options.names.end();
-    if (is_asked_for) throw HostError(kExitTagFailed, reason);
-    show_message(reason + "; not watched");
+    if (is_asked_for) {
+      unknown.push_back(reason);
+    } else {
+      show_message(reason + "; not watched");
+    }
   }
+  demand_known(unknown, references.size());
   if (references.empty()) throw HostError(kExitTagFailed, "there is nothing to watch");
   if (options.raw && references.size() > 1) {
     throw HostError(kExitUsage, "--raw watches one variable: with more nobody knows whose value a line has");

@@ -38,6 +38,8 @@ int run_new_tags(const HostOptions& options, CommandOutput& output);
 int run_info(const HostOptions& options, CommandOutput& output);
 int run_tags(const HostOptions& options, CommandOutput& output);
 int run_check(const HostOptions& options, CommandOutput& output);
+// Throws where the options of check, or the driver that they choose, do not go with --live.
+void demand_live(const HostOptions& options);
 // The names of the one checked file, asked of the controller; part of the command check. Returns the exit code.
 int check_live(const HostOptions& options, CommandOutput& output);
 int run_read(const HostOptions& options, CommandOutput& output);

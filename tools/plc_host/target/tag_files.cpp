@@ -22,6 +22,7 @@
 #include "client/values/value_type.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
+#include "tools/plc_host/target/wanted_names.h"
 
 namespace plc_host {
 namespace {
@@ -112,12 +113,10 @@ std::string names_apart(const TagList& tags, std::string_view text) {
   return apart;
 }
 
-bool is_csv_name(std::string_view name) {
-  constexpr std::string_view kEnd = ".csv";
-  return name.size() > kEnd.size() && name.substr(name.size() - kEnd.size()) == kEnd;
+bool ends_in(std::string_view name, std::string_view end) {
+  return name.size() > end.size() && plc_base::is_same_but_case(name.substr(name.size() - end.size()), end);
 }
 
-// What to say behind "the file has no variable of this name".
 // The variable before the = of a name that has a value too; "" where there is none.
 std::string name_before_value(const TagList& tags, std::string_view name) {
   const size_t equals = name.find('=');
@@ -134,6 +133,15 @@ bool opens_subscripts(const TagList& tags, std::string_view name) {
   return !positions_of(tags, name.substr(0, open)).empty();
 }
 
+// The first variable that a list of names writes as this text, with signs that are written out; null where none is.
+const Tag* tag_listed_as(const TagList& tags, std::string_view text) {
+  if (text.find('\\') == std::string_view::npos) return nullptr;
+  const auto is_listed = [text](const Tag& tag) { return listed_name(tag.qualified_name) == text; };
+  const auto tag = std::find_if(tags.tags.begin(), tags.tags.end(), is_listed);
+  return tag == tags.tags.end() ? nullptr : &*tag;
+}
+
+// What to say behind "the file has no variable of this name".
 std::string what_was_meant(const TagList& tags, const TagFilePath& file, std::string_view name) {
   const std::string before = name_before_value(tags, name);
   if (!before.empty()) return "; did you mean " + before + "? Only write takes values";
@@ -144,7 +152,8 @@ std::string what_was_meant(const TagList& tags, const TagFilePath& file, std::st
   if (!name.empty() && (name.front() == '[' || name.front() == ']')) {
     return ": no name stands before the bracket; write it as in Table[0] or Table[0..4]";
   }
-  if (is_csv_name(name)) return "; a tag file is given with --tags " + std::string(name);
+  if (const std::string hint = file_hint(std::string(name), file.folder); !hint.empty()) return "; " + hint;
+  if (ends_in(name, ".csv")) return "; a tag file is given with --tags " + std::string(name);
   const std::string apart = names_apart(tags, name);
   if (!apart.empty()) return "; names stand apart, without commas: " + apart;
   if (std::string hint = hint_on_types(tags, file.shown); !hint.empty()) return hint;
@@ -231,6 +240,7 @@ TagReference find_variable(const TagList& tags, const TagFilePath& file, std::st
   try {
     return find_reference(tags, name);
   } catch (const NoSuchName&) {
+    if (const Tag* listed = tag_listed_as(tags, name)) return find_reference(tags, listed->qualified_name);
     throw NoSuchName(file.shown + " has no variable of this name" + what_was_meant(tags, file, name));
   } catch (const UnreachableError&) {
     throw;
@@ -239,6 +249,16 @@ TagReference find_variable(const TagList& tags, const TagFilePath& file, std::st
     if (!meant) throw;
     throw ReferenceError(std::string(error.what()) + "; did you mean " + *meant + "?");
   }
+}
+
+std::string file_hint(const std::string& word, const std::string& folder) {
+  const bool is_tag_file = ends_in(word, ".csv");
+  std::error_code unknown;
+  if (!is_tag_file && !ends_in(word, ".txt")) return {};
+  if (!std::filesystem::is_regular_file(std::filesystem::path(folder) / word, unknown)) return {};
+  const std::string told = plc_base::told_name(word);
+  return told + " is a file, not a variable: " +
+         (is_tag_file ? "a tag file is given with --tags " : "a list of names is given with --names-from ") + told;
 }
 
 std::string hint_on_types(const TagList& tags, const std::string& shown) {

@@ -19,6 +19,7 @@ namespace plc_host {
 struct TagFilePath {
   std::string read;
   std::string shown;
+  std::string folder = ".";  // in which paths are meant: the user's, where the command works in another one
 };
 
 // Of a folder the file in it that the driver would take for this controller, as it has to be called; else the path.
@@ -36,6 +37,10 @@ TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const
 
 // As find_reference; a name that the file does not have is told with what was probably meant and where that stands.
 TagReference find_variable(const TagList& tags, const TagFilePath& file, std::string_view name);
+
+// What to say of a word that is no variable where it is the path of a file: "machine.csv is a file, not a variable: a
+// tag file is given with --tags machine.csv"; empty for any other, and for one that ends in neither .csv nor .txt.
+std::string file_hint(const std::string& word, const std::string& folder = ".");
 
 // What to say of a file of which the driver understood the type of no line, which is of another kind then: ": none of
 // its lines has a type. Try: plc-host check notes.txt"; empty for any other.

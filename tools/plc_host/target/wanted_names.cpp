@@ -6,11 +6,13 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <set>
 
 #include "base/files.h"
 #include "base/near_names.h"
+#include "base/shown_text.h"
 #include "base/text.h"
 #include "base/utf8.h"
 #include "client/driver/failure.h"
@@ -138,6 +140,19 @@ TagResult whole_or_impossible(const Tag& tag) {
   }
 }
 
+std::string blanks_written_out(std::string_view blanks) {
+  std::string text;
+  while (const auto blank = plc_base::first_code_point(blanks)) {
+    const std::string_view bytes = blanks.substr(0, blank->bytes);
+    char written[16];
+    std::snprintf(written, sizeof written, "\\u{%x}", static_cast<unsigned>(blank->value));
+    const std::string shown = plc_base::shown_line(bytes);
+    text += bytes == " " ? "\\x20" : shown == bytes ? written : shown;
+    blanks.remove_prefix(blank->bytes);
+  }
+  return text;
+}
+
 std::set<std::string> names_of(const std::vector<TagResult>& named) {
   std::set<std::string> names;
   for (const TagResult& entry : named) names.insert(entry.name);
@@ -185,6 +200,13 @@ std::vector<std::string> names_in(const std::string& file, bool are_assignments)
     refuse(file, "it is a tag file. Try: plc-host tags " + file + " --names lists the names in it");
   }
   return names;
+}
+
+std::string listed_name(std::string_view name) {
+  const std::string_view inner = plc_base::without_blanks(name);
+  const size_t start = static_cast<size_t>(inner.data() - name.data());
+  return blanks_written_out(name.substr(0, start)) + plc_base::shown_line(inner) +
+         blanks_written_out(name.substr(start + inner.size()));
 }
 
 bool is_pattern(std::string_view text) {

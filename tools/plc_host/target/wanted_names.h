@@ -16,6 +16,10 @@ namespace plc_host {
 // without a value where there is to be one.
 std::vector<std::string> names_in(const std::string& file, bool are_assignments);
 
+// The name as a line of such a file, by which find_variable finds it again: what is hidden, and the blanks at its ends,
+// are written out, as in Main\t.
+std::string listed_name(std::string_view name);
+
 // Whether the text means all names that fit it: it has a * or ?, or a bracket with something else than subscripts in
 // it.
 bool is_pattern(std::string_view text);

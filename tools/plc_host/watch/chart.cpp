@@ -52,10 +52,23 @@ std::string scale_text(double number) {
 // Height of a sample in eighths of a row, at least one: the smallest value is a line and not a gap.
 int level_of(double sample, const Scale& scale, size_t rows) {
   const double levels = static_cast<double>(rows) * kLevelsPerRow;
-  const double spread = scale.high - scale.low;
-  // A value that does not move stands in the middle. Halves keep a spread beyond the largest number finite.
-  const double part = spread > 0 ? (sample / 2 - scale.low / 2) / (scale.high / 2 - scale.low / 2) : 0.5;
+  // Halves keep a spread beyond the largest number finite.
+  const double part = (sample / 2 - scale.low / 2) / (scale.high / 2 - scale.low / 2);
   return std::clamp(static_cast<int>(std::lround(part * levels)), 1, static_cast<int>(levels));
+}
+
+// A value that does not move is a line in the middle, with its number beside it: a column has no height without another
+// value to compare it with.
+std::vector<std::string> with_flat_line(std::vector<std::string> lines, const Samples& samples, const Scale& scale,
+                                        size_t rows) {
+  constexpr const char* kLine = kBlocks[1];
+  for (size_t row = 0; row < rows; ++row) {
+    const bool is_middle = row == rows / 2;
+    std::string line = is_middle ? scale_text(scale.low) : std::string(kScaleColumns - 1, ' ') + "|";
+    for (const std::optional<double>& sample : samples) line += is_middle && sample ? kLine : kBlocks[0];
+    lines.push_back(line);
+  }
+  return lines;
 }
 
 }  // namespace
@@ -74,6 +87,7 @@ std::vector<std::string> Chart::draw(size_t columns, size_t rows) const {
   const size_t shown = std::min(columns - kScaleColumns, samples_.size());
   const Samples samples(samples_.end() - static_cast<std::ptrdiff_t>(shown), samples_.end());
   const Scale scale = scale_of(samples);
+  if (!scale.empty && scale.low == scale.high) return with_flat_line(std::move(lines), samples, scale, rows);
   for (size_t row = 0; row < rows; ++row) {
     const bool labelled = !scale.empty && (row == 0 || row + 1 == rows);
     std::string line =

@@ -137,15 +137,17 @@ void ScreenView::take_command(char byte) {
   }
 }
 
+std::string ScreenView::filter_text() const { return "/" + plc_base::shown_line(filter_) + (is_typing_ ? "_" : ""); }
+
 std::string ScreenView::place_text(size_t first, size_t shown) const {
-  const std::string filter = "/" + plc_base::shown_line(filter_) + (is_typing_ ? "_" : "");
+  const std::string filter = filter_text();
   const char* const typing_keys = "; Return ends its text, Escape the filter";
   if (rows_.empty()) {
     return "no name fits the filter " + filter + (is_typing_ ? typing_keys : "; / filters anew, Escape: all, q ends");
   }
   const std::string text =
       std::to_string(first + 1) + "-" + std::to_string(first + shown) + " of " + std::to_string(rows_.size());
-  return text + (is_typing_ || !filter_.empty() ? ", filter " + filter : "") +
+  return text + (is_filtered() ? ", filter " + filter : "") +
          (is_typing_ ? typing_keys : "; arrows, / filters, Return: history, q ends");
 }
 
@@ -153,15 +155,32 @@ std::vector<std::string> ScreenView::draw_history(const WatchState& state, const
                                                   size_t height) const {
   const size_t row = rows_.at(marked_);
   const TagResult& latest = state.rows()[row].latest;
-  std::vector<std::string> lines = {fit_columns(
-      plc_base::shown_first(latest.name) + "  " + declared_type(latest.reference.tag->entry) + ", newest first",
-      columns)};
+  const std::string name = plc_base::shown_first(latest.name);
+  const std::string waiting = time.waiting_since ? waiting_text(time) + "; " : "";
+  const std::string status = fit_columns(waiting + "Return: the table; Ctrl-C ends", columns);
+  if (height < 3) {
+    const std::string newest = history_[row].empty() ? "no change yet" : history_[row].front();
+    std::vector<std::string> lines = {fit_columns(name + "  " + newest, columns)};
+    if (height == 2) lines.push_back(status);
+    return lines;
+  }
+  std::vector<std::string> lines = {
+      fit_columns(name + "  " + declared_type(latest.reference.tag->entry) + ", newest first", columns)};
   for (const std::string& line : history_[row]) {
     if (lines.size() + 1 < height) lines.push_back(fit_columns(line, columns));
   }
-  const std::string waiting = time.waiting_since ? waiting_text(time) + "; " : "";
-  lines.push_back(fit_columns(waiting + "Return: the table; Ctrl-C ends", columns));
+  lines.push_back(status);
   return lines;
+}
+
+std::vector<std::string> ScreenView::fit_table(const std::vector<std::string>& lines, size_t height) const {
+  if (lines.size() <= height) return lines;
+  const std::string& status = lines.back();
+  const std::string& place = lines[lines.size() - 2];
+  const std::string& first = lines[1];  // the marked row, or the place where there is none
+  if (height == 1) return {first};
+  if (height == 2) return {first, is_filtered() && !rows_.empty() ? place : status};
+  return {first, place, status};
 }
 
 std::vector<std::string> ScreenView::draw(const WatchState& state, const DrawTime& time, size_t columns,
@@ -178,7 +197,9 @@ std::vector<std::string> ScreenView::draw(const WatchState& state, const DrawTim
   part.rows.assign(from, from + static_cast<std::ptrdiff_t>(shown));
   part.marked = marked_ - first_;
   part.place = place_text(first_, shown);
-  return draw_part(state, time, columns, part);
+  // A single line has no other place for the filter.
+  if (height == 1 && is_filtered()) part.mark = fit_columns(filter_text(), columns / 3) + " " + part.mark;
+  return fit_table(draw_part(state, time, columns, part), height);
 }
 
 }  // namespace plc_host

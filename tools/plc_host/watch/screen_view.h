@@ -26,7 +26,8 @@ class ScreenView {
   // Whether q was pressed, to end.
   bool is_left() const { return is_left_; }
 
-  // Lines of at most columns, at most height of them, which is at least 4.
+  // Lines of at most columns, at most height of them. Below 4 the marked row stays, then the filter, then the status;
+  // of the history the newest change with its variable.
   std::vector<std::string> draw(const WatchState& state, const DrawTime& time, size_t columns, size_t height);
 
  private:
@@ -38,7 +39,11 @@ class ScreenView {
   void choose_rows();
   std::vector<std::string> draw_history(const WatchState& state, const DrawTime& time, size_t columns,
                                         size_t height) const;
+  // What a table of a single row keeps where not all of its lines have room.
+  std::vector<std::string> fit_table(const std::vector<std::string>& lines, size_t height) const;
   std::string place_text(size_t first, size_t shown) const;
+  bool is_filtered() const { return is_typing_ || !filter_.empty(); }
+  std::string filter_text() const;
 
   std::vector<std::string> names_;
   std::vector<std::deque<std::string>> history_;  // newest first

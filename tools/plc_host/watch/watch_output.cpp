@@ -245,19 +245,20 @@ class ScreenOutput : public WatchOutput {
     if (keyboard_.take_again()) screen_.begin_anew();
     const ScreenSize size = screen_.size();
     const bool has_chart = chart_ != nullptr && size.rows >= kRowsWithChart;
-    const size_t chart_height = has_chart ? kChartRows + 1 : chart_ != nullptr ? 1 : 0;
     // The last line of the terminal stays free: the cursor stands there.
-    const size_t room = size.rows > chart_height + 1 ? size.rows - chart_height - 1 : 0;
-    const size_t height = std::max(room, kLeastTable);
+    const size_t all = size.rows > 1 ? size.rows - 1 : 1;
+    const bool has_word_on_chart = chart_ != nullptr && !has_chart && all > 2;
+    const size_t height = all - (has_chart ? kChartRows + 1 : has_word_on_chart ? 1 : 0);
     DrawTime time{std::chrono::steady_clock::now()};
     if (asked_at_ && time.now - *asked_at_ >= kLongCall) time.waiting_since = asked_at_;
     // Without keys nothing can be marked.
-    std::vector<std::string> lines = keyboard_.descriptor() < 0 ? draw_table(state, time, size.columns, height)
-                                                                : view_->draw(state, time, size.columns, height);
+    std::vector<std::string> lines = keyboard_.descriptor() < 0
+                                         ? draw_table(state, time, size.columns, std::max(height, kLeastTable))
+                                         : view_->draw(state, time, size.columns, height);
     if (has_chart) {
       const std::vector<std::string> drawn = chart_->draw(size.columns, kChartRows);
       lines.insert(lines.end() - 1, drawn.begin(), drawn.end());
-    } else if (chart_ != nullptr) {
+    } else if (has_word_on_chart) {
       const std::string wanting = "the chart takes " + std::to_string(kRowsWithChart) + " rows of a terminal";
       lines.insert(lines.end() - 1, fit_columns(wanting, size.columns));
     }

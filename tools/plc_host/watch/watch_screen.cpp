@@ -91,12 +91,12 @@ Widths widths_of(const WatchState& state, const DrawTime& time) {
 // mark stands before the row, in the columns that there are.
 std::string row_line(const WatchRow& row, const DrawTime& time, const Widths& widths, const std::string& mark,
                      size_t columns) {
-  const size_t left = columns - std::min(columns, mark.size());
+  const size_t left = columns - std::min(columns, display_width(mark));
   const Cells cells = cells_of(row, time, left - std::min(left, widths.before_value()));
   const Tint tint = !row.latest.ok() || time.waiting_since ? Tint::kBad
                     : cells.mark.empty()                   ? Tint::kNone
                                                            : Tint::kChanged;
-  return mark.substr(0, columns) + tinted(table_line(widths, cells, left), tint);
+  return fit_columns(mark, columns) + tinted(table_line(widths, cells, left), tint);
 }
 
 bool has_value(const WatchState& state) {
@@ -151,7 +151,7 @@ std::vector<std::string> draw_part(const WatchState& state, const DrawTime& time
   const Widths widths = widths_of(state, time);
   std::vector<std::string> lines = {fit_columns("  " + table_line(widths, kHeading, columns), columns)};
   for (size_t i = 0; i < part.rows.size(); ++i) {
-    lines.push_back(row_line(state.rows()[part.rows[i]], time, widths, i == part.marked ? "> " : "  ", columns));
+    lines.push_back(row_line(state.rows()[part.rows[i]], time, widths, i == part.marked ? part.mark : "  ", columns));
   }
   lines.push_back(fit_columns(part.place, columns));
   lines.push_back(fit_columns(status_line(state, time), columns));

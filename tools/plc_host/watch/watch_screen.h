@@ -31,6 +31,7 @@ struct TablePart {
   std::vector<size_t> rows;
   size_t marked = 0;  // of rows
   std::string place;
+  std::string mark = "> ";
 };
 
 // Heading, a line for each row of the part, its place and a status line, none wider than columns.

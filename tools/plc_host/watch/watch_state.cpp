@@ -24,7 +24,8 @@ RoundSigns signs_of(const std::vector<TagResult>& results) {
 
 Contact contact_after(const RoundSigns& signs) {
   if (signs.answered) return Contact::kValues;
-  return is_silent(signs.latest->reading.quality()) ? Contact::kSilent : Contact::kNoValues;
+  const Reading& latest = signs.latest->reading;
+  return is_silent(latest.quality()) && !latest.failure().has_answer ? Contact::kSilent : Contact::kNoValues;
 }
 
 }  // namespace

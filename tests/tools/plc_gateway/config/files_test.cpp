@@ -84,6 +84,12 @@ TEST_F(FilesTest, ListThatIsNotClosed_IsToldOnce) {
                   "or above"));
 }
 
+TEST_F(FilesTest, TextWithoutItsClosingQuote_IsToldWhereItBegins) {
+  const std::string remedy = " the text that begins here lacks its closing \": write it at the end of the text";
+  EXPECT_THAT(said_of("[metrics]\nlisten = \"127.0.0.1:9600\n[[command]]\nname = \"\xC3\xA4\n"),
+              ElementsAre("2:10: error:" + remedy, "4:8: error:" + remedy));
+}
+
 TEST_F(FilesTest, BytesThatAreNoUtf8_AreTold) {
   EXPECT_THAT(said_of_text("a = \"\xFF\"\n"), ElementsAre("0:0: error: the file is not UTF-8: save it as UTF-8"));
 }

@@ -38,6 +38,10 @@ TEST_F(ProgramTest, TerminalOfFewRows_ShowsTheMarkedVariable) {
     }
     terminal.press("j");
     EXPECT_TRUE(terminal.shows("> Total  DINT ")) << rows << terminal.shown();
+    terminal.press("\r");
+    EXPECT_TRUE(terminal.shows("Total  20")) << "the newest change: " << rows << terminal.shown();
+    terminal.press("\r/pee\r");
+    EXPECT_TRUE(terminal.shows(rows < 3 ? "/pee > Speed  INT " : ", filter /pee;")) << rows << terminal.shown();
     terminal.press("q");
     EXPECT_TRUE(terminal.shows(" calls, 0 failures")) << terminal.shown();
     EXPECT_EQ(terminal.wait(), 0);

@@ -140,6 +140,37 @@ TEST_F(ScreenViewTest, LowTerminals_KeepTheMarkedRowThenTheLastLines) {
   EXPECT_EQ(fit_rows({"alone"}, 1), Lines{"alone"});
 }
 
+TEST_F(ScreenViewTest, LowTerminals_ShowTheFilterOfWhatTheyShow) {
+  const auto shown = [this](size_t height) { return view_->draw(*state_, {now_}, kColumns, height); };
+  EXPECT_EQ(shown(1), Lines{"> Motor0    INT     60 s    good   7"});
+  EXPECT_EQ(shown(2)[1].substr(0, 8), "read at ");
+  view_->take_keys("/r49");
+  EXPECT_EQ(shown(1), Lines{"/r49_ > Motor49   INT     60 s    good   7"});
+  view_->take_keys("\r");
+  EXPECT_EQ(shown(1), Lines{"/r49 > Motor49   INT     60 s    good   7"});
+  const std::string row = "> Motor49   INT     60 s    good   7";
+  const std::string place = "1-1 of 11, filter /r49; arrows, / filters, Return: history, q ends";
+  EXPECT_EQ(shown(2), (Lines{row, place}));
+  const Lines three = shown(3);
+  EXPECT_EQ((Lines{three[0], three[1]}), (Lines{row, place}));
+  EXPECT_EQ(three[2].substr(0, 8), "read at ");
+  view_->take_keys("/zzz\r");
+  EXPECT_EQ(shown(1), Lines{"no name fits the filter /zzz; / filters anew, Escape: all, q ends"});
+  view_->take_keys("/r4");
+  EXPECT_EQ(view_->draw(*state_, {now_}, 9, 1), Lines{"/r\xE2\x80\xA6 > Mo\xE2\x80\xA6"});
+}
+
+TEST_F(ScreenViewTest, HistoryInLowTerminals_KeepsTheName) {
+  round(8, Quality::kGood);
+  view_->take_keys("j\r");
+  const auto shown = [this](size_t height) { return view_->draw(*state_, {now_}, kColumns, height); };
+  const std::string status = "Return: the table; Ctrl-C ends";
+  const std::string newest = "2023-11-15T00:00:01.000Z  good  8";
+  EXPECT_EQ(shown(1), Lines{"Motor1  " + newest});
+  EXPECT_EQ(shown(2), (Lines{"Motor1  " + newest, status}));
+  EXPECT_EQ(shown(3), (Lines{"Motor1  INT, newest first", newest, status}));
+}
+
 TEST_F(ScreenViewTest, History_ShowsChangesOfTheMarkedRowNewestFirst) {
   round(7, Quality::kGood);
   round(0, Quality::kRefused);

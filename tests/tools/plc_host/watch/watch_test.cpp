@@ -300,12 +300,18 @@ TEST(Chart, Samples_FillFromTheRight) {
   EXPECT_EQ(lines[2], "         0 |\xE2\x96\x81\xE2\x96\x88\xE2\x96\x88 ");
 }
 
-TEST(Chart, ValueThatDoesNotMove_StandsInTheMiddle) {
-  Chart chart("Speed");
-  chart.add(7);
-  const std::vector<std::string> lines = chart.draw(20, 2);
-  EXPECT_EQ(lines[1], "         7 | ");
-  EXPECT_EQ(lines[2], "         7 |\xE2\x96\x88");
+TEST(Chart, ValueThatDoesNotMove_IsALineWithItsNumber) {
+  for (const double value : {0.0, 7.0}) {
+    Chart chart("Speed");
+    chart.add(value);
+    chart.add(std::nullopt);
+    chart.add(value);
+    const std::string number(1, value == 0 ? '0' : '7');
+    const std::string line = "         " + number + " |\xE2\x96\x81 \xE2\x96\x81";
+    const std::string empty = "           |   ";
+    EXPECT_EQ(chart.draw(20, 4), (std::vector<std::string>{"Speed", empty, empty, line, empty}));
+    EXPECT_EQ(chart.draw(20, 1), (std::vector<std::string>{"Speed", line}));
+  }
 }
 
 TEST(Chart, NothingToShow_IsAnEmptyScale) {
