@@ -207,6 +207,8 @@ std::string verdict_lines(const SurveyRecord& record) {
   text += "\n";
   const std::string warning = survey::contract_warning(record);
   if (!warning.empty()) text.append("warning: ").append(warning).append("\n");
+  const std::string lacking = survey::lacking_note(record);
+  if (!lacking.empty()) text.append("warning: ").append(lacking).append("\n");
   for (const survey::Recommendation& one : record.recommendations) {
     text.append("set ").append(one.setting).append(": ").append(one.value).append("\n");
   }

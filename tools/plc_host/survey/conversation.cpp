@@ -54,8 +54,23 @@ std::string Conversation::connect_once() {
   if (!start.is_answered()) return "no answer to the directory start";
   const Asked directory = exchange("directory", 1, plc_sim::directory_request());
   if (!directory.is_answered()) return "no answer to the directory";
-  directory_ = directory.answer.bytes;
+  take_directory(directory);
   return {};
+}
+
+// One that was damaged on its way does not replace one that is whole.
+void Conversation::take_directory(const Asked& asked) {
+  const plc_sim::Bytes& bytes = asked.answer.bytes;
+  if (!asked.shape.is_complete) {
+    if (directory_.empty()) directory_ = bytes;
+    return;
+  }
+  const auto names = [](const plc_sim::Bytes& reply) {
+    return plc_sim::ByteView(reply).part(plc_sim::wire::kReplyHeadBytes, reply.size()).bytes();
+  };
+  if (has_directory_ && names(bytes) != names(directory_)) ++record_.programs.changes;
+  has_directory_ = true;
+  directory_ = bytes;
 }
 
 void Conversation::connect_again() {

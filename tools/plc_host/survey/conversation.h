@@ -66,6 +66,8 @@ class Conversation {
 
   void close() { probe_.reset(); }
   Probe* probe() { return probe_.get(); }
+  // Made so far: what belongs together has to go over one.
+  unsigned connections() const { return connections_; }
   // Of the capture so far.
   size_t packets() const { return capture_.packets(); }
   RuleBook& rules() { return rules_; }
@@ -78,6 +80,7 @@ class Conversation {
 
  private:
   void connect_again();
+  void take_directory(const Asked& asked);
   Asked exchange(const std::string& kind, uint32_t names, const plc_sim::Bytes& request);
   Times& times_of(const std::string& kind, uint32_t names);
   void add_time(const std::string& kind, uint32_t names, double first_ms, double ms);
@@ -90,6 +93,7 @@ class Conversation {
   RuleBook rules_;
   std::unique_ptr<Probe> probe_;
   plc_sim::Bytes directory_;
+  bool has_directory_ = false;  // it is whole
   uint16_t sequence_ = 0;
   unsigned connections_ = 0;
   unsigned silences_ = 0;  // in a row

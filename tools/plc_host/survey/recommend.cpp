@@ -180,7 +180,9 @@ void recommend_poll(const SurveyRecord& record, std::vector<Recommendation>& all
 }
 
 void recommend_driver(const SurveyRecord& record, std::vector<Recommendation>& all) {
-  const std::string because = (record.is_whole ? "" : "so far: ") + record.verdict.because;
+  const std::string lacking = lacking_note(record);
+  const std::string because =
+      (record.is_whole ? "" : "so far: ") + record.verdict.because + (lacking.empty() ? "" : " ") + lacking;
   switch (record.verdict.usable) {
     case Usability::kYes:
       return all.push_back({"driver", "guarded", because});

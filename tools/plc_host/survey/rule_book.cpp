@@ -245,8 +245,10 @@ bool RuleBook::has_usual_head(const Asked& asked) const {
 // A part of a reply, or bytes without a head, answer nothing where most replies come whole.
 bool RuleBook::take_unfinished(Asked& asked) {
   const ProbeReply& answer = asked.answer;
-  if (!answer.has_come() || answer.end == ProbeReply::End::kWhole || rules_[kLength].kept <= counts_.unfinished)
-    return false;
+  if (!answer.has_come() || answer.end == ProbeReply::End::kWhole) return false;
+  // The beginning of a head that is still to come says nothing of who sends it.
+  const bool is_beginning = answer.end == ProbeReply::End::kSilent && answer.bytes.size() < wire::kHeadBytes;
+  if (!is_beginning && rules_[kLength].kept <= counts_.unfinished) return false;
   ++counts_.unfinished;
   asked.is_unfinished = true;
   note_doubt(kLength, asked, plc_base::plural(answer.bytes.size(), "byte") + " in all, and not its end");
@@ -321,6 +323,7 @@ Usability usable_without(bool status, bool value_end) {
   return value_end ? Usability::kYes : Usability::kWithoutValueEnd;
 }
 
+constexpr char kNothingRead[] = "No variable was both named and read: nothing can be said.";
 constexpr char kAllKeep[] = "Every reply keeps the rules of the guarded build.";
 
 std::string words_of(Usability usable) {
@@ -420,6 +423,10 @@ Verdict RuleBook::judged() const {
     verdict.because = "What answers there does not speak this protocol: no reply has the form of one.";
     return verdict;
   }
+  if (counts_.replies == 0) {
+    verdict.because = kNothingRead;
+    return verdict;
+  }
   if (const std::string broken = broken_rules(); !broken.empty()) {
     verdict.usable = Usability::kNotUsable;
     verdict.because = "Does not hold: " + broken + ". The guarded build would fail where this does not hold.";
@@ -438,7 +445,7 @@ Verdict RuleBook::judged() const {
     return verdict;
   }
   if (handles_seen_ == 0 || values_seen_ == 0) {
-    verdict.because = "No variable was both named and read: nothing can be said.";
+    verdict.because = kNothingRead;
     return verdict;
   }
   verdict.usable = usable_without(holds(kStatus), holds(kValueEnd));

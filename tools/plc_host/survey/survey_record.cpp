@@ -188,6 +188,16 @@ bool takes_contract_build(const SurveyRecord& record) {
   return usable != Verdict::Usable::kYes && usable != Verdict::Usable::kUnknown && contract_problem(record).empty();
 }
 
+std::string lacking_note(const SurveyRecord& record) {
+  const std::string& build = record.variables.lacking_build;
+  const bool is_wanted = build == "guarded" ? record.verdict.usable == Verdict::Usable::kYes
+                                            : build == "contract" && takes_contract_build(record);
+  if (!is_wanted) return {};
+  return "No " + build +
+         " build of the driver is installed here, and none was tried: install it before you set it, or " +
+         "give the path of one as the driver (--driver PATH).";
+}
+
 std::string pieces_warning(const SurveyRecord& record) {
   const std::optional<uint32_t> names = names_in_a_piece(record);
   if (!names) return {};

@@ -98,6 +98,7 @@ struct Programs {
   std::vector<ProgramFinding> findings;
   std::vector<std::string> directory;
   size_t reply_bytes = 0;  // of the directory
+  uint64_t changes = 0;    // of the directory, from one connect to the next
 };
 
 struct VariableFinding {
@@ -132,6 +133,7 @@ struct Variables {
   uint64_t declared = 0;  // findings are there once the controller was asked
   std::vector<VariableFinding> findings;
   std::string compared_with;      // the driver's build whose values were compared; "" where none was called
+  std::string lacking_build;      // "guarded", "contract": that is not installed here; "" where both are
   std::string not_compared;       // why the comparison was not made to its end; "" where it was
   uint64_t to_compare = 0;        // that the survey has read
   uint64_t compared = 0;          // that the driver gave a value for
@@ -301,6 +303,9 @@ bool explains_failures(const Link& link);
 
 // The guarded build did not read a tenth or more of the variables that the survey read, each time that it tried.
 bool fails_guarded_build(const Variables& variables);
+
+// The build that hosts are to use is not installed here, so that none was tried; "" where it is.
+std::string lacking_note(const SurveyRecord& record);
 
 // Requests that a limit does not explain.
 Unanswered unanswered_of(const SurveyRecord& record);

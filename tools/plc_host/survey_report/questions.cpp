@@ -14,6 +14,11 @@ using plc_base::plural;
 using Questions = std::vector<Question>;
 
 void ask_of_programs(const Programs& programs, Questions& all) {
+  if (programs.changes > 0) {
+    all.push_back({"directory",
+                   "Why does the directory of programs change? It did so from one connect to the next, while "
+                   "the survey was made."});
+  }
   for (const ProgramFinding& one : programs.findings) {
     if (one.state == ProgramFinding::State::kMissing) {
       std::string what = "Is there such a program? The directory does not name it";

@@ -64,7 +64,9 @@ std::string settings_html(const SurveyRecord& record) {
                shown_html(one.because)});
   }
   const std::string warning = contract_warning(record);
-  const std::string warned = warning.empty() ? "" : badge("bad", warning);
+  const std::string lacking = lacking_note(record);
+  std::string warned = warning.empty() ? "" : badge("bad", warning);
+  if (!lacking.empty()) warned += badge("bad", lacking);
   return html_section("What to set", warned + table.finish() +
                                          "<p>profile.toml holds all of it, for plc-host, the client library and the "
                                          "gateway; plc-sim --profile imitates this controller with it.</p>\n");

@@ -38,6 +38,8 @@ size_t count_of(const Programs& programs, ProgramFinding::State state) {
                                            [state](const ProgramFinding& one) { return one.state == state; }));
 }
 
+std::string times_text(uint64_t count) { return count == 1 ? "once" : std::to_string(count) + " times"; }
+
 std::string programs_sentence(const Programs& programs) {
   if (!has_figures(programs.step)) return "Its programs are not known. " + not_measured(programs.step);
   std::string text = "Its directory names " + plural(programs.directory.size(), "program");
@@ -49,8 +51,10 @@ std::string programs_sentence(const Programs& programs) {
   const size_t missing = count_of(programs, ProgramFinding::State::kMissing) - doubtful;
   const size_t cut = count_of(programs, ProgramFinding::State::kCut);
   const size_t declared = programs.findings.size() - count_of(programs, ProgramFinding::State::kUndeclared);
-  if (declared == 0) return text + "; the tag files name none.";
-  if (missing + doubtful + cut == 0) return text + ", and has all that the tag files name.";
+  const std::string end =
+      programs.changes == 0 ? "." : ". It changed between connects, " + times_text(programs.changes) + ".";
+  if (declared == 0) return text + "; the tag files name none" + end;
+  if (missing + doubtful + cut == 0) return text + ", and has all that the tag files name" + end;
   std::vector<std::string> parts;
   if (missing > 0) parts.push_back("it lacks " + std::to_string(missing));
   if (cut > 0) parts.push_back("it cuts the name of " + std::to_string(cut));
@@ -60,7 +64,7 @@ std::string programs_sentence(const Programs& programs) {
   }
   text += "; of " + std::to_string(declared) + " that the tag files name, ";
   for (size_t i = 0; i < parts.size(); ++i) text += (i == 0 ? "" : ", ") + parts[i];
-  return text + ".";
+  return text + end;
 }
 
 size_t count_of(const Variables& variables, VariableFinding::State state) {

@@ -29,6 +29,7 @@ constexpr std::chrono::milliseconds kUntilClosed{300};
 constexpr uint32_t kMostDelayMs = 1000;
 constexpr size_t kMostDriverLines = 65536;  // bytes
 constexpr char kContract[] = "contract";
+constexpr char kGuarded[] = "guarded";
 
 HostOptions options_for(const HostOptions& options, const SurveyPlan& plan, const std::string& tag_file) {
   constexpr uint32_t kExchangesOfRead = 2;
@@ -356,6 +357,15 @@ void Comparison::look_again(const HostOptions& options, CommandOutput& output) {
   for (const Word& word : others_) take_misread(word);
 }
 
+// The build is not installed where programs look for it. Of two with one name the loader takes the first for both.
+bool lacks_build(const char* build, bool is_guarded) {
+  try {
+    return load_driver_library(build).is_guarded != is_guarded;
+  } catch (const ClientError&) {
+    return true;
+  }
+}
+
 }  // namespace
 
 void compare_with_driver(Conversation& conversation, Declarations& declared, const HostOptions& options,
@@ -375,6 +385,12 @@ void compare_with_driver(Conversation& conversation, Declarations& declared, con
   Comparison comparison(conversation, declared);
   try {
     const bool is_named_contract = !load_driver_library(own.driver).is_guarded;
+    if (is_named_contract && lacks_build(kGuarded, true)) record.lacking_build = kGuarded;
+    if (!is_named_contract && lacks_build(kContract, false)) record.lacking_build = kContract;
+    if (!is_guarded_usable && record.lacking_build == kContract) {
+      record.not_compared = "no contract build of the driver is installed here, and the guarded one does not read it";
+      files.clear();
+    }
     if (!is_guarded_usable && !is_named_contract) own.driver = kContract;
     own.most_names_of_contract = names_in_a_piece(conversation.record()).value_or(own.most_names);
     for (const std::string& file : files) comparison.read_file(own, file, output);

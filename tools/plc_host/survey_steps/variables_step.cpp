@@ -234,16 +234,25 @@ void VariableStep::ask_in_batches() {
   flush();
 }
 
-// Without values where the names or the values are not answered.
+// By the places that the batch's own reply gives the names, as the driver reads them. Without values where the names or
+// the values are not answered.
 ValuesAnswer VariableStep::values_of(const std::vector<size_t>& batch) {
+  std::vector<Declared> variables;
   std::vector<const Declared*> asked;
-  asked.reserve(batch.size());
-  for (const size_t at : batch) asked.push_back(&variables_[at]);
+  for (const size_t at : batch) variables.push_back(variables_[at]);
+  for (const Declared& variable : variables) asked.push_back(&variable);
   const NamesAnswer names = ask_names(conversation_, asked);
-  if (names.is_complete) return ask_values(conversation_, asked);
+  for (size_t i = 0; names.is_complete && i < variables.size(); ++i) {
+    variables[i].handle = names.records[i].handle;
+    variables[i].bit_number = names.records[i].bit_number;
+  }
   ValuesAnswer none;
   none.asked.answer = names.asked.answer;
-  return none;
+  if (!names.is_complete) return none;
+  const unsigned connections = conversation_.connections();
+  const ValuesAnswer values = ask_values(conversation_, asked);
+  // A controller may know the names of its own connection only: nothing is said of them over another one.
+  return conversation_.connections() == connections ? values : ValuesAnswer{};
 }
 
 // A batch that fails is asked for in halves: either a variable cannot be read in one, or there were too many names. A
@@ -253,6 +262,7 @@ void VariableStep::ask_batch(const std::vector<size_t>& batch) {
   if (!values.asked.is_answered()) values = values_of(batch);
   if (values.is_complete()) return compare(batch, values.values);
   if (batch.size() == 1) {
+    if (!values.asked.is_answered()) return;
     VariableFinding& finding = record_.findings[batch.front()];
     finding.state = VariableState::kDifferent;
     finding.why = "read once, and not when it was asked for again, twice";

@@ -218,6 +218,16 @@ TEST_F(SurveyDamageTest, FloodOfHeads_IsNoController) {
   }
 }
 
+// A controller that is as slow as that is none that speaks something else.
+TEST_F(SurveyDamageTest, FirstByteOfAHead_SaysNothingOfWhoSendsIt) {
+  const OwnServer server([](const std::string&) { return std::string(1, '\0'); });
+  const Outcome outcome = survey_at(server.port());
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_THAT(outcome.out,
+              HasSubstr(" variables, none read: the controller does not answer: no answer to the directory"));
+  EXPECT_THAT(outcome.out, HasSubstr("\nguarded build: not known\n"));
+}
+
 // However many variables there are.
 TEST_F(SurveyDamageTest, WhatNeverSpeaksTheProtocol_IsLeftSoon) {
   const std::string flood(65536, '\xFF');

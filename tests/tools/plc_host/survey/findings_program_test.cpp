@@ -1,5 +1,7 @@
 // What plc-host survey says of programs that are missing, of rounds that are lost, of answers that do not come, and of
 // variables that change by themselves.
+#include <filesystem>
+
 #include "tests/tools/plc_host/survey/survey_fixture.h"
 
 namespace {
@@ -142,6 +144,76 @@ TEST_F(SurveyFindingsTest, ProfileOfNamesCutSoon_GivesTheSameDirectoryAgain) {
     }
     EXPECT_EQ(programs[0], programs[1]) << units;
   }
+}
+
+// A folder with the programs and one build of the driver, laid out as they are installed.
+class SurveyInstalledTest : public SurveyTest {
+ protected:
+  void install(const char* build, const std::string& place) {
+    namespace files = std::filesystem;
+    files::create_directories(path("prefix/bin"));
+    files::create_directories(files::path(path(place)).parent_path());
+    files::copy_file(PLC_HOST_PROGRAM, path("prefix/bin/plc-host"));
+    files::copy_file(build, path(place));
+  }
+  Outcome survey_from_there(const std::string& profile) {
+    write_file("machine.csv", "Speed,INT,,,,,,0,1,0,0,,DM\n");
+    write_file("imitated.toml", profile);
+    return run_words({path("prefix/bin/plc-host"), "survey", "--sim", path("machine.csv"), "--simulator",
+                      PLC_HOST_SIMULATOR, "--sim-arg=--profile=" + path("imitated.toml"), "--output", path("found"),
+                      "--rate", "1000", "--gentle", "-q"});
+  }
+};
+
+TEST_F(SurveyInstalledTest, ContractBuildAlone_SaysThatTheGuardedOneHasToBeInstalled) {
+  install(PLC_HOST_LIBRARY, "prefix/lib/libplc_driver.so.1");
+  const Outcome outcome = survey_from_there("");
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  const std::string note =
+      "No guarded build of the driver is installed here, and none was tried: install it before you set it, or give the "
+      "path of one as the driver (--driver PATH).";
+  EXPECT_THAT(outcome.out, HasSubstr("\nguarded build: usable\nwarning: " + note + "\nset driver: guarded\n"));
+  const Json found = report();
+  EXPECT_EQ(found.at("variables").at("compared_with"), "1.1.0 contract");
+  EXPECT_EQ(found.at("recommendations").at(0).at("because"),
+            "Every reply keeps the rules of the guarded build. " + note);
+  EXPECT_THAT(file_text(path("found/report.html")), HasSubstr("<p class=\"verdict bad\">" + note + "</p>"));
+}
+
+// The loader takes the guarded build for both, which have one name.
+TEST_F(SurveyInstalledTest, GuardedBuildAlone_IsNotComparedWhereItDoesNotRead) {
+  install(PLC_HOST_GUARDED, "prefix/lib/plc_driver/guarded/libplc_driver.so.1");
+  const Outcome outcome = survey_from_there("[replies]\nsequence = \"zero\"\n");
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_THAT(outcome.out,
+              HasSubstr("\nwarning: No contract build of the driver is installed here, and none was tried: "));
+  const Json variables = report().at("variables");
+  EXPECT_EQ(variables.at("not_compared"),
+            "no contract build of the driver is installed here, and the guarded one does not read it");
+  EXPECT_EQ(variables.at("findings").at(0).at("state"), "good");
+}
+
+// The controller gets another program while the survey is made.
+TEST_F(SurveyFindingsTest, DirectoryThatChanges_IsToldAndAsked) {
+  std::string tags = kOfMain;
+  for (int i = 2; i < 12; ++i) tags += "V" + std::to_string(i) + ",INT,,,,,," + std::to_string(i) + ",1,0,0,,DM\n";
+  write_file("tags.csv", tags);
+  write_file("machine.csv", tags);
+  auto simulator = start_simulator();
+  Child survey(host_words({"survey", "--address", "127.0.0.1:" + port_, "--tags", path("tags.csv"), "--output",
+                           path("found"), "--gentle", "--rate", "25"}),
+               path("out"), path("err"));
+  EXPECT_TRUE(survey.wait_for("survey: step 3"));
+  end(*simulator);
+  write_file("machine.csv", tags + "Other,INT,,,,,,20,0,0,2,Packing,DM\n");
+  simulator = start_simulator();
+  survey.wait();
+  end(*simulator);
+  EXPECT_EQ(report().at("found").at(2),
+            "Its directory names 1 program, and has all that the tag files name. It changed between connects, once.");
+  EXPECT_EQ(report().at("questions").at(0).at("question"),
+            "Why does the directory of programs change? It did so from one connect to the next, while the survey was "
+            "made.");
 }
 
 constexpr char kTwo[] = "Speed,INT,,,,,,0,1,0,0,,DM\nTotal,DINT,,,,,,1,1,0,0,,DM\n";
