@@ -246,6 +246,7 @@ constexpr Mistake kMistakes[] = {
     {"tags --new MAIN/Name 'STRING(20)'", 2,
      "'MAIN/Name' names a program: write tags --new Name 'STRING(20)' --scope MAIN"},
     {"write Speed --sim machine.csv", 2, "Speed gives no value: write it as Speed=VALUE, in one word"},
+    {"write --sim machine.csv Speed: 5", 2, "Speed: gives no value: write it as Speed=VALUE, in one word"},
     {"tags nofile.csv", 4, "cannot read the tag file nofile.csv: No such file or directory"},
     {"tags .", 4, "cannot read the tag file .: it is a folder. Try: name one of its files"},
     {"read --address 127.0.0.1 --tags /usr X", 4,

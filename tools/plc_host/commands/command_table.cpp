@@ -379,7 +379,9 @@ std::string list_in_words(const std::vector<std::string>& words, size_t at) {
   }
   const std::string& word = words[at];
   if (const std::string hint = file_hint(word); !hint.empty()) throw HostError(kExitUsage, hint);
-  throw HostError(kExitUsage, word + " gives no value: write it as " + word + "=VALUE, in one word");
+  // "Speed: 5" has the colon of other languages.
+  const std::string name = word.substr(0, word.size() > 1 && word.back() == ':' ? word.size() - 1 : word.size());
+  throw HostError(kExitUsage, word + " gives no value: write it as " + name + "=VALUE, in one word");
 }
 
 // What is only checked needs no controller where the tag file is known without one.
