@@ -201,19 +201,34 @@ std::string form_of(const toml::node& node) {
 
 Place place_of(const toml::source_region& source) { return {source.begin.line, source.begin.column}; }
 
+namespace {
+
+// What the parser is not given.
+bool is_refused(const std::string& text, Findings& findings) {
+  if (!plc_base::is_utf8(text)) {
+    findings.error({}, "the file is not UTF-8: save it as UTF-8");
+    return true;
+  }
+  const std::optional<size_t> end = end_of_long_key(text);
+  if (!end) return false;
+  const auto lines = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(*end), '\n');
+  findings.error({static_cast<uint32_t>(lines) + 1, 1},
+                 "the key has more than " + std::to_string(kMostKeyParts) + " parts: it is none of these");
+  return true;
+}
+
+void tell_fault(const std::string& text, const std::string& rest, Place place, const std::string& fault,
+                Findings& findings) {
+  if (may_be_toml(text) && told_open_string(rest, place, findings)) return;
+  findings.error(place, fault);
+}
+
+}  // namespace
+
 TomlText parse_toml(const std::string& text, Findings& findings) {
   TomlText result;
   result.is_whole = false;
-  if (!plc_base::is_utf8(text)) {
-    findings.error({}, "the file is not UTF-8: save it as UTF-8");
-    return result;
-  }
-  if (const std::optional<size_t> end = end_of_long_key(text)) {
-    const auto lines = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(*end), '\n');
-    findings.error({static_cast<uint32_t>(lines) + 1, 1},
-                   "the key has more than " + std::to_string(kMostKeyParts) + " parts: it is none of these");
-    return result;
-  }
+  if (is_refused(text, findings)) return result;
   std::string rest = text;
   for (size_t faults = 0;; ++faults) {
     try {
@@ -226,9 +241,7 @@ TomlText parse_toml(const std::string& text, Findings& findings) {
       const std::string line = trimmed(std::string_view(rest).substr(at.start, at.length));
       const bool is_alone = may_be_toml(text) && !line.empty() && is_toml(std::string_view(rest).substr(0, at.start));
       const std::string description = said_by(error);
-      if (!may_be_toml(text) || !told_open_string(rest, place, findings)) {
-        findings.error(place, is_alone ? fault_of(line, description) : fault_of_all(text, description));
-      }
+      tell_fault(text, rest, place, is_alone ? fault_of(line, description) : fault_of_all(text, description), findings);
       // Keys behind a head that cannot be read would be taken for those of the head before it.
       if (!is_alone || line.front() == '[' || faults + 1 == kMostFaultyLines) return result;
       rest.replace(at.start, at.length, at.length, ' ');

@@ -187,8 +187,9 @@ void PlanRun::run_step(ReadStep& step) {
 
 // What a batch was refused with may be the fault of one of its variables: each is asked for by itself.
 void PlanRun::read_alone(PlannedVariable& variable) {
-  if (patience_.is_over())
+  if (patience_.is_over()) {
     return fail(variable, end_of(patience_, session_.target()), std::chrono::system_clock::now());
+  }
   session_.set_area(variable.area);
   const uint64_t answered = session_.figures().calls - session_.figures().failures;
   const TagResult result = read_tag(session_, variable.reference);

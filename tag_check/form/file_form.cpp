@@ -164,16 +164,19 @@ void FileForm::undo_fields(std::string_view line, char separator) {
     meet(&separators_, static_cast<uint32_t>(line.find(separator) + 1), true);
   }
   if (csv.has_quotes) meet(&quotes_, static_cast<uint32_t>(line.find('"') + 1), true);
-  const size_t program = kLastStripped + more;
-  if (blank > 0 && program < csv.fields.size() && is_blank_ended(csv.fields[program].text)) {
-    program_blanks_.push_back(line_);
-  }
-  if (blank > 0) meet(&blanks_, static_cast<uint32_t>(csv.fields[blank].at + 1), true);
-  if (separator == ',' && !csv.has_quotes && blank == 0) {
+  if (blank > 0) {
+    meet_blank(csv, blank, kLastStripped + more);
+    append_fields(csv, kLastStripped + more);
+  } else if (separator == ',' && !csv.has_quotes) {
     changed_ += line;
   } else {
-    append_fields(csv, blank > 0 ? kLastStripped + more : 0);
+    append_fields(csv, 0);
   }
+}
+
+void FileForm::meet_blank(const CsvLine& csv, size_t first, size_t program) {
+  meet(&blanks_, static_cast<uint32_t>(csv.fields[first].at + 1), true);
+  if (program < csv.fields.size() && is_blank_ended(csv.fields[program].text)) program_blanks_.push_back(line_);
 }
 
 void FileForm::append_fields(const CsvLine& csv, size_t last_stripped) {

@@ -69,6 +69,8 @@ class FileForm {
   void undo_line(std::string_view line);
   void undo_fields(std::string_view line, char separator);
   void leave(std::string_view line);
+  // The first field with a blank that does harm, and the field of the program, where one is.
+  void meet_blank(const CsvLine& csv, size_t first, size_t program);
   // Without the blanks of the fields behind the first up to this one.
   void append_fields(const CsvLine& csv, size_t last_stripped);
   void tell(const char* rule, std::string message, const Cause& cause);

@@ -287,7 +287,7 @@ class WordReader {
     const std::string meant =
         is_named ? "did you mean -" + word + "?" : plc_base::did_you_mean("-" + word, option_names(part_));
     if (word.size() > 2 && !meant.empty()) return "unknown option " + word + ", " + meant;
-    const std::string problem = unknown_option(app_, part_, words_, name);
+    std::string problem = unknown_option(app_, part_, words_, name);
     const std::string taken = positional_of(part_);
     if (word.size() <= 2 || taken.empty() || problem.back() == '?') return problem;
     return problem + " in " + plc_base::told_name(word) + ": a " + taken +

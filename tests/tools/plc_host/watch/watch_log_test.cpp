@@ -2,6 +2,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "tests/tools/plc_host/watch/watch_log_fixture.h"
 
 namespace plc_host {
@@ -79,7 +81,7 @@ TEST_F(WatchLogTest, FileThatIsEmptied_BeginsWithItsHeadingAndTheValues) {
   watch({make_entry("Speed", kInt), make_entry("Ready", kBool)});
   open_log();
   round({value(0, {1}), value(1, {1})});
-  folder_.write("week.csv", "");
+  std::filesystem::resize_file(path(), 0);
   round({value(0, {2}), value(1, {1})});
   EXPECT_EQ(rows(), (Rows{"T00:00:01.000Z,Ready,true,good,repeated; last row of 2023-11-15T00:00:00.000Z",
                           "T00:00:01.000Z,Speed,2,good,"}));
