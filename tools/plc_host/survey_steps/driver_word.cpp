@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 
 #include "client/driver/failure.h"
 #include "client/plan/batch_transfer.h"
@@ -366,6 +367,28 @@ bool lacks_build(const char* build, bool is_guarded) {
   }
 }
 
+// The tag files of the good variables, which are counted.
+std::vector<std::string> files_to_compare(const Declarations& declared, Variables& record) {
+  std::vector<std::string> files;
+  for (const Declared& variable : declared.variables) {
+    if (!variable.is_good) continue;
+    ++record.to_compare;
+    if (std::find(files.begin(), files.end(), variable.file) == files.end()) files.push_back(variable.file);
+  }
+  return files;
+}
+
+// The build to compare with; nothing where the one that reads here is not installed, which is recorded.
+std::optional<std::string> build_to_compare_with(const std::string& given, bool is_guarded_usable, Variables& record) {
+  const bool is_named_contract = !load_driver_library(given).is_guarded;
+  if (is_named_contract && lacks_build(kGuarded, true)) record.lacking_build = kGuarded;
+  if (!is_named_contract && lacks_build(kContract, false)) record.lacking_build = kContract;
+  if (is_guarded_usable || is_named_contract) return given;
+  if (record.lacking_build != kContract) return kContract;
+  record.not_compared = "no contract build of the driver is installed here, and the guarded one does not read it";
+  return std::nullopt;
+}
+
 }  // namespace
 
 void compare_with_driver(Conversation& conversation, Declarations& declared, const HostOptions& options,
@@ -373,25 +396,14 @@ void compare_with_driver(Conversation& conversation, Declarations& declared, con
   Variables& record = conversation.record().variables;
   const bool is_guarded_usable = conversation.rules().verdict().usable == Verdict::Usable::kYes;
   HostOptions own = options;
-  std::vector<std::string> files;
-  for (const Declared& variable : declared.variables) {
-    if (variable.is_good) ++record.to_compare;
-    if (variable.is_good && std::find(files.begin(), files.end(), variable.file) == files.end()) {
-      files.push_back(variable.file);
-    }
-  }
+  std::vector<std::string> files = files_to_compare(declared, record);
   conversation.close();
   wait_for_stop(kUntilClosed);
   Comparison comparison(conversation, declared);
   try {
-    const bool is_named_contract = !load_driver_library(own.driver).is_guarded;
-    if (is_named_contract && lacks_build(kGuarded, true)) record.lacking_build = kGuarded;
-    if (!is_named_contract && lacks_build(kContract, false)) record.lacking_build = kContract;
-    if (!is_guarded_usable && record.lacking_build == kContract) {
-      record.not_compared = "no contract build of the driver is installed here, and the guarded one does not read it";
-      files.clear();
-    }
-    if (!is_guarded_usable && !is_named_contract) own.driver = kContract;
+    const std::optional<std::string> build = build_to_compare_with(own.driver, is_guarded_usable, record);
+    if (!build) files.clear();
+    own.driver = build.value_or(own.driver);
     own.most_names_of_contract = names_in_a_piece(conversation.record()).value_or(own.most_names);
     for (const std::string& file : files) comparison.read_file(own, file, output);
   } catch (const ClientError& error) {

@@ -238,8 +238,10 @@ void VariableStep::ask_in_batches() {
 // the values are not answered.
 ValuesAnswer VariableStep::values_of(const std::vector<size_t>& batch) {
   std::vector<Declared> variables;
-  std::vector<const Declared*> asked;
+  variables.reserve(batch.size());
   for (const size_t at : batch) variables.push_back(variables_[at]);
+  std::vector<const Declared*> asked;
+  asked.reserve(batch.size());
   for (const Declared& variable : variables) asked.push_back(&variable);
   const NamesAnswer names = ask_names(conversation_, asked);
   for (size_t i = 0; names.is_complete && i < variables.size(); ++i) {

@@ -49,12 +49,24 @@ std::string scale_text(double number) {
   return std::string(text).substr(0, kScaleColumns);
 }
 
+std::string no_label() { return std::string(kScaleColumns - 1, ' ') + "|"; }
+
 // Height of a sample in eighths of a row, at least one: the smallest value is a line and not a gap.
 int level_of(double sample, const Scale& scale, size_t rows) {
   const double levels = static_cast<double>(rows) * kLevelsPerRow;
   // Halves keep a spread beyond the largest number finite.
   const double part = (sample / 2 - scale.low / 2) / (scale.high / 2 - scale.low / 2);
   return std::clamp(static_cast<int>(std::lround(part * levels)), 1, static_cast<int>(levels));
+}
+
+std::string blocks_of_row(const Samples& samples, const Scale& scale, size_t row, size_t rows) {
+  const int floor = static_cast<int>(rows - row - 1) * kLevelsPerRow;
+  std::string blocks;
+  for (const std::optional<double>& sample : samples) {
+    const int level = sample ? level_of(*sample, scale, rows) : 0;
+    blocks += kBlocks[std::clamp(level - floor, 0, kLevelsPerRow)];
+  }
+  return blocks;
 }
 
 // A value that does not move is a line in the middle, with its number beside it: a column has no height without another
@@ -64,7 +76,7 @@ std::vector<std::string> with_flat_line(std::vector<std::string> lines, const Sa
   constexpr const char* kLine = kBlocks[1];
   for (size_t row = 0; row < rows; ++row) {
     const bool is_middle = row == rows / 2;
-    std::string line = is_middle ? scale_text(scale.low) : std::string(kScaleColumns - 1, ' ') + "|";
+    std::string line = is_middle ? scale_text(scale.low) : no_label();
     for (const std::optional<double>& sample : samples) line += is_middle && sample ? kLine : kBlocks[0];
     lines.push_back(line);
   }
@@ -90,14 +102,8 @@ std::vector<std::string> Chart::draw(size_t columns, size_t rows) const {
   if (!scale.empty && scale.low == scale.high) return with_flat_line(std::move(lines), samples, scale, rows);
   for (size_t row = 0; row < rows; ++row) {
     const bool labelled = !scale.empty && (row == 0 || row + 1 == rows);
-    std::string line =
-        labelled ? scale_text(row == 0 ? scale.high : scale.low) : std::string(kScaleColumns - 1, ' ') + "|";
-    const int floor = static_cast<int>(rows - row - 1) * kLevelsPerRow;
-    for (const std::optional<double>& sample : samples) {
-      const int level = sample ? level_of(*sample, scale, rows) : 0;
-      line += kBlocks[std::clamp(level - floor, 0, kLevelsPerRow)];
-    }
-    lines.push_back(line);
+    const std::string label = labelled ? scale_text(row == 0 ? scale.high : scale.low) : no_label();
+    lines.push_back(label + blocks_of_row(samples, scale, row, rows));
   }
   return lines;
 }
