@@ -362,12 +362,12 @@ const FaultCase kFaultCases[] = {
      "it.\n",
      1},
     {"gone", " refuses connections: nothing listens on that port\n", 7},
+    // What follows depends on whether the two frames come at once.
     {"foreign on=directory",
      "  1. exchange 2 (directory): the reply carries the sequence number 0000, the request 0001\n"
      "     Try: No request before it has this number. The guarded build does not read a controller that does not "
      "repeat sequence numbers: plc-host survey tells whether all replies are so, and whether the contract build reads "
-     "it.\n"
-     "\nWorth knowing\n",
+     "it.\n",
      1},
     {"stale 9 on=directory", "no whole directory is among what came for it: whether the controller has the program ",
      1},
