@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,7 @@ constexpr uint32_t kReplyWaitS = 1;
 constexpr long kReplyWaitMs = 1000 * kReplyWaitS;
 constexpr long kConnectWaitMs = 30;
 constexpr long kAllowanceMs = 100;
+constexpr int kAttempts = 3;
 constexpr uint16_t kWordValue = 4660;
 constexpr int kReplyBytes = 48;       // a resolve reply of one name has 41 bytes, all others fewer
 constexpr int kLeastValueReply = 14;  // of a single read
@@ -77,16 +79,26 @@ class Network : public ::testing::Test {
     capture_output([&] { ev_plc_init(&settings_); });
   }
   void connect() {
-    start();
-    EXPECT_EQ(call(Transfer::kRead), uint32_t{PLC_OK}) << lines_;
+    uint32_t result = PLC_FAILED;
+    for (int i = 0; i < kAttempts && result != PLC_OK; ++i) {
+      start();
+      result = call(Transfer::kRead);
+    }
+    EXPECT_EQ(result, uint32_t{PLC_OK}) << lines_;
   }
 
   uint32_t call(Transfer transfer);
 
-  // A call with this fault armed, then calls without it until one works.
+  // A call with this fault armed, then calls without it until one works. A busy machine may keep plc-sim from running
+  // for a second, which this process does not see: the driver does what it does each time.
   void try_fault(Transfer transfer, const std::string& fault, const Stated& stated);
-  void expect_stated(const Stated& stated, uint32_t result) const;
-  void expect_recovery(const Stated& stated);
+  std::string attempt(Transfer transfer, const std::string& fault, const Stated& stated);
+
+  // What is not as it has to be; empty where all is.
+  std::string deviation(const Stated& stated, uint32_t result) const;
+  std::string recovery_deviation(const Stated& stated);
+  void expect_stated(const Stated& stated, uint32_t result) const { EXPECT_EQ(deviation(stated, result), ""); }
+  void expect_recovery(const Stated& stated) { EXPECT_EQ(recovery_deviation(stated), ""); }
 
   // The same fault with each number in place of its "#": the number of bytes that still arrive. A reply that is cut
   // short costs the guarded build its whole wait: then only some of the numbers.
@@ -137,17 +149,20 @@ uint32_t Network::call(Transfer transfer) {
   return result;
 }
 
-void Network::expect_stated(const Stated& stated, uint32_t result) const {
-  EXPECT_EQ(result, stated.result);
-  EXPECT_EQ(lines_, stated.lines);
-  EXPECT_GE(elapsed_ms_, stated.shortest_ms - 1);
+std::string Network::deviation(const Stated& stated, uint32_t result) const {
+  std::ostringstream told;
+  if (result != stated.result) told << "code " << result << ", not " << stated.result << "; ";
+  if (lines_ != stated.lines) told << "printed '" << lines_ << "', not '" << stated.lines << "'; ";
+  if (elapsed_ms_ < stated.shortest_ms - 1) told << elapsed_ms_ << " ms, less than " << stated.shortest_ms << "; ";
   // What other processes took from this one was taken from plc-sim too.
   // A call that waits for replies must not wait for one more.
   const long allowance_ms = stated.longest_ms >= kReplyWaitMs ? kReplyWaitMs - kAllowanceMs : kAllowanceMs;
-  EXPECT_LE(elapsed_ms_, stated.longest_ms + allowance_ms + 4 * lateness_.lost_ms());
+  const long longest_ms = stated.longest_ms + allowance_ms + 4 * lateness_.lost_ms();
+  if (elapsed_ms_ > longest_ms) told << elapsed_ms_ << " ms, more than " << longest_ms << "; ";
+  return told.str();
 }
 
-void Network::expect_recovery(const Stated& stated) {
+std::string Network::recovery_deviation(const Stated& stated) {
   uint32_t result = PLC_FAILED;
   int failures = -1;
   while (result != PLC_OK && failures < stated.failures_behind) {
@@ -155,19 +170,33 @@ void Network::expect_recovery(const Stated& stated) {
     settle(stated.has_rest && failures == 0);
     result = call(Transfer::kRead);
   }
-  EXPECT_EQ(result, uint32_t{PLC_OK}) << "still failing behind the controller's return: " << lines_;
-  EXPECT_EQ(value_, kWordValue);
+  if (result != PLC_OK) return "still failing behind the controller's return: " + lines_;
+  return value_ == kWordValue ? "" : "the value is " + std::to_string(value_);
+}
+
+std::string Network::attempt(Transfer transfer, const std::string& fault, const Stated& stated) {
+  const std::string counted = "fault." + fault.substr(0, fault.find(' '));
+  const unsigned long before = sim_.count(counted);
+  sim_.tell("fault " + fault);
+  std::string told = deviation(stated, call(transfer));
+  if (sim_.count(counted) <= before) told += "the fault did not happen; ";
+  sim_.tell("fault clear");
+  return told + recovery_deviation(stated);
 }
 
 void Network::try_fault(Transfer transfer, const std::string& fault, const Stated& stated) {
   SCOPED_TRACE(fault);
-  const std::string counted = "fault." + fault.substr(0, fault.find(' '));
-  const unsigned long before = sim_.count(counted);
-  sim_.tell("fault " + fault);
-  expect_stated(stated, call(transfer));
-  EXPECT_GT(sim_.count(counted), before) << "the fault did not happen";
-  sim_.tell("fault clear");
-  expect_recovery(stated);
+  const bool is_connected = conn_.socket_fd >= 0;
+  std::string told = attempt(transfer, fault, stated);
+  for (int i = 1; i < kAttempts && !told.empty(); ++i) {
+    if (is_connected) {
+      connect();
+    } else {
+      start();
+    }
+    told = attempt(transfer, fault, stated);
+  }
+  EXPECT_EQ(told, "");
 }
 
 void Network::try_every_byte(Transfer transfer, const std::string& fault, const std::function<Stated(int)>& stated) {
@@ -240,7 +269,7 @@ TEST_F(Network, ControllerThatRestarted_CostsTheCallThatNotices) {
     sim_.tell("fault gone");
     sim_.tell("fault clear");
     expect_stated({PLC_FAILED, by_build("send error\n", kLost)}, call(transfer));
-    expect_stated({PLC_OK, "server ip = 127.0.0.1\r\n"}, call(transfer));
+    expect_stated({PLC_OK, "server ip = 127.0.0.1\r\n", 0, kReplyWaitMs}, call(transfer));
   }
 }
 
@@ -334,16 +363,12 @@ TEST_F(Network, ResolveReplySplitOrResetAtEveryByte_EndsInTimeAndRecovers) {
 TEST_F(Network, DirectoryReplyCutAtEveryByte_LeavesAConnection) {
   constexpr int kDirectoryBytes = 15;
   for (int bytes = 1; bytes <= kReplyBytes && !HasFailure(); bytes += is_guarded() && bytes < 13 ? 12 : 1) {
-    start();
-    sim_.tell("fault cut " + std::to_string(bytes) + " on=directory");
     Stated stated = {PLC_OK, "server ip = 127.0.0.1\r\nbuild tag table for PLC7F000001_0.csv\r\n"};
     if (!expects_contract() && bytes < kDirectoryBytes) {
       stated = {PLC_NO_CONNECT, no_connection(cut_off(bytes).lines), kReplyWaitMs, kReplyWaitMs};
     }
-    const uint32_t result = call(Transfer::kRead);
-    expect_stated(stated, result);
-    if (stated.result != PLC_OK) expect_recovery({});
-    EXPECT_EQ(value_, kWordValue);
+    start();
+    try_fault(Transfer::kRead, "cut " + std::to_string(bytes) + " on=directory", stated);
   }
 }
 
