@@ -62,6 +62,15 @@ int64_t place_in_controller(const std::vector<SubscriptRange>& ranges, const Sub
   return place;
 }
 
+// Bits of a structure in two dimensions: the driver names the element's word, and takes the bit's number in it from the
+// offset. With lower bounds, that is the number of another element.
+bool reaches_own_bit(const TagEntry& entry, Direction direction, uint32_t offset, int64_t place) {
+  constexpr uint32_t kWordBits = 16;
+  const bool is_bit = direction == Direction::kWrite && entry.bit_width == 1;
+  if (!is_bit || entry.shape != PLC_ARRAY2 || entry.name_kind == 1 || is_em_bit_array(entry)) return true;
+  return offset % kWordBits == static_cast<uint64_t>(place) % kWordBits;
+}
+
 std::string unplaced_message(const TagReference& reference, Direction direction, const Subscripts& first, size_t count,
                              size_t all) {
   std::string text =
@@ -83,12 +92,13 @@ std::vector<PlacedElement> place_elements(const TagReference& reference, Directi
     // One failed search is the answer for the call; the others are only counted, in arrays where that is quick.
     if (unplaced > 0 && elements.size() > kElementsPerRead) break;
     const std::optional<uint32_t> offset = find_element_offset(entry, direction, element, hint);
-    if (!offset) {
+    const int64_t place = place_in_controller(ranges, element);
+    if (!offset || !reaches_own_bit(entry, direction, *offset, place)) {
       ++unplaced;
       if (first_unplaced == nullptr) first_unplaced = &element;
       continue;
     }
-    placed.push_back({*offset, place_in_controller(ranges, element), name_bytes(entry, element)});
+    placed.push_back({*offset, place, name_bytes(entry, element)});
     hint = *offset + 1;
   }
   if (first_unplaced != nullptr) {

@@ -98,6 +98,24 @@ TEST(TransferPlan, UnreachableElement_IsSaid) {
   }
 }
 
+TEST(TransferPlan, BitOfAStructureWhoseOffsetIsAnothersBit_IsNotWritten) {
+  const TagEntry bounded = make_entry("S.V", kBool, {{1, 3}, {2, 5}});
+  const TagList list = make_list({bounded});
+  try {
+    plan_elements(find_reference(list, "S.V[2,2]"), Direction::kWrite);
+    FAIL() << "the driver would write S.V[1,3]";
+  } catch (const PlanError& error) {
+    EXPECT_STREQ(error.what(),
+                 "no offset makes the driver write S.V[2,2]: its rule for BOOL[1..3,2..5] names other elements");
+  }
+  EXPECT_EQ(plan(bounded, Direction::kRead, "[2,2]"), (Runs{{1, 1}}));
+  EXPECT_EQ(plan(make_entry("V", kBool, {{1, 3}, {2, 5}}), Direction::kWrite, "[2,2]"), (Runs{{1, 1}}));
+  TagEntry on_em = bounded;
+  on_em.device_kind = kEm;
+  EXPECT_EQ(plan(on_em, Direction::kWrite, "[2,2]"), (Runs{{1, 1}}));
+  EXPECT_EQ(plan(make_entry("S.V", kBool, {{0, 4}, {0, 9}}), Direction::kWrite, "[3,7]"), (Runs{{37, 1}}));
+}
+
 TEST(TransferPlan, TypesWithoutAWrite_AreRefused) {
   EXPECT_THROW(plan(make_entry("a", kSint), Direction::kWrite), PlanError);
   EXPECT_THROW(plan(make_entry("a", kDate), Direction::kWrite), PlanError);
