@@ -48,9 +48,8 @@ class WhyTest : public ProgramTest {
   // The road of Speed by a plc-host that is given how its controller takes a connection: see given_reach.cpp.
   Outcome why_with_reach(const char* reach) {
     setenv("PLC_GIVEN_REACH", reach, 1);
-    std::vector<std::string> words =
+    const std::vector<std::string> words =
         host_words({"why", "Speed", "--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv")});
-    words[0] = PLC_HOST_GIVEN_REACH;
     Outcome outcome = run_words(words);
     unsetenv("PLC_GIVEN_REACH");
     return outcome;
