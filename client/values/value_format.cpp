@@ -110,6 +110,7 @@ nlohmann::ordered_json element_json(const TagEntry& entry, uint64_t bits, WideIn
     case ValueKind::kReal: {
       const double number = entry.bit_width == 32 ? static_cast<double>(single_of(bits)) : double_of(bits);
       if (!std::isfinite(number)) return nullptr;
+      if (number == 0 && std::signbit(number)) return number;  // of "-0" a parser makes the integer 0
       // The shortest text of a REAL has fewer digits than that of the same number as an LREAL.
       return entry.bit_width == 32 ? nlohmann::ordered_json::parse(number_text(single_of(bits)))
                                    : nlohmann::ordered_json(number);

@@ -41,6 +41,13 @@ TEST(ValueText, RealInJson_HasTheDigitsOfItsOwnWidth) {
   EXPECT_EQ(element_json(entry, parse_element(entry, "0.1")).dump(), "0.1");
 }
 
+TEST(ValueText, NegativeZeroInJson_KeepsItsSign) {
+  for (const TypeOf type : {kReal, kLreal}) {
+    const TagEntry entry = make_entry("a", type);
+    EXPECT_EQ(element_json(entry, parse_element(entry, "-0.0")).dump(), "-0.0");
+  }
+}
+
 TEST(ValueText, WhatJsonCannotSay_IsNull) {
   EXPECT_EQ(element_json(make_entry("a", kReal), parse_element(make_entry("a", kReal), "nan")).dump(), "null");
   EXPECT_EQ(element_json(make_entry("a", kLreal), parse_element(make_entry("a", kLreal), "-inf")).dump(), "null");
