@@ -1,5 +1,6 @@
 // Checks across lines: runs of indexed ids, duplicate names, scopes that are beginnings of others.
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <set>
 #include <unordered_map>
@@ -37,6 +38,8 @@ std::vector<Run> collect_runs(const SourceFile& file) {
 constexpr uint32_t kLargestFormedId = 0xFFFFFF;  // a host's reg_type, the upper part of an id, is one byte
 
 std::string id_text(uint32_t id) { return std::to_string(id); }
+
+constexpr uint32_t kIdsPerBlock = 1U << plc::kIdBlockShift;
 
 uint32_t block_of(uint32_t id) { return id >> plc::kIdBlockShift; }
 
@@ -79,7 +82,8 @@ void check_run(const Run& run, const RunPlace& place, std::set<uint32_t>* blocks
   }
   if (block_of(run.first_id()) != block_of(run.last_id())) {
     add_finding("T101", *run.first, id,
-                "the run " + id_text(run.first_id()) + " to " + id_text(run.last_id()) + " crosses a block of 8192 ids",
+                "the run " + id_text(run.first_id()) + " to " + id_text(run.last_id()) +
+                    " crosses the end of a block, " + id_text((block_of(run.first_id()) + 1) * kIdsPerBlock - 1),
                 findings);
   }
   if (!blocks->insert(block_of(run.first_id())).second) {
@@ -114,29 +118,60 @@ void check_ids(const SourceFile& file, Findings* findings) {
   }
 }
 
-// What tells variables apart on the controller: their program, if they are local, and their name.
+// What tells variables apart on the controller: their program, if they are local, and their name. Without blanks, which
+// no name of the controller's has.
 std::string identity(const SourceLine& line) {
-  const std::string scope = line.entry.is_global == 1 ? std::string("\n") : std::string(line.entry.scope_name);
-  return scope + "\n" + line.entry.name;
+  const std::string_view scope = line.entry.is_global == 1 ? "\n" : without_blanks(line.entry.scope_name);
+  return std::string(scope) + "\n" + meant_name(line);
 }
 
-// The driver takes the blanks around a program for a part of its name; the form has none of them any more.
-bool is_of_blanks(const FileForm& form, const SourceLine& line, uint32_t other) {
-  return line.entry.is_global != 1 && (form.had_program_blanks(line.number) || form.had_program_blanks(other));
+// Lines that declare the same variable, as far as blanks do not count.
+struct Namesakes {
+  const SourceLine* first;
+  const SourceLine* other;  // the first one with a name that is spelt otherwise; null where none is
+};
+
+using Variables = std::unordered_map<std::string, Namesakes>;
+
+std::string blanks_between(const SourceLine& line, const SourceLine& other) {
+  const bool is_name = line.column(1).text != other.column(1).text;
+  const bool is_program = line.entry.is_global != 1 && std::strcmp(line.entry.scope_name, other.entry.scope_name) != 0;
+  if (!is_name && !is_program) return "";
+  const std::string what = is_name && is_program ? "name and its program" : is_name ? "name" : "program";
+  return " once the blanks around its " + what + " are removed";
 }
 
-void check_duplicates(const FileForm& form, const SourceFile& file, Findings* findings) {
-  std::unordered_map<std::string, uint32_t> lines;
-  lines.reserve(file.lines.size());
-  for (const SourceLine& line : file.lines) {
-    if (line.kind != LineKind::kRecord || line.entry.name[0] == '\0' || line.entry.name[0] == '_') continue;
-    const auto added = lines.emplace(identity(line), line.number);
-    if (added.second) continue;
-    const uint32_t other = added.first->second;
-    std::string message = "line " + std::to_string(other) + " declares the same variable";
-    if (is_of_blanks(form, line, other)) message += " once the blanks around its program are removed";
-    add_finding("T110", line, line.column(1), message, findings).other_line = other;
+// A name that would be another one's without its blanks is left: nobody but a person knows whether both are one.
+void keep_apart(const SourceFile& file, const Variables& variables, Findings* findings) {
+  for (Finding& finding : *findings) {
+    if (std::strcmp(finding.rule, "T021") != 0) continue;
+    const auto line = std::lower_bound(file.lines.begin(), file.lines.end(), finding.line,
+                                       [](const SourceLine& a, uint32_t number) { return a.number < number; });
+    const auto found = variables.find(identity(*line));
+    if (found == variables.end() || found->second.other == nullptr) continue;
+    const bool is_first = line->column(1).text == found->second.first->column(1).text;
+    const SourceLine& other = is_first ? *found->second.other : *found->second.first;
+    finding.edits.clear();
+    finding.message += "; only they tell it from that of line " + std::to_string(other.number) +
+                       ": remove them by hand if both are one variable";
   }
+}
+
+void check_duplicates(const SourceFile& file, Findings* findings) {
+  Variables variables;
+  variables.reserve(file.lines.size());
+  for (const SourceLine& line : file.lines) {
+    if (line.kind != LineKind::kRecord || line.entry.name[0] == '\0') continue;
+    const auto added = variables.emplace(identity(line), Namesakes{&line, nullptr});
+    if (added.second) continue;
+    Namesakes& same = added.first->second;
+    if (same.other == nullptr && line.column(1).text != same.first->column(1).text) same.other = &line;
+    if (line.entry.name[0] == '_') continue;
+    const std::string message = "line " + std::to_string(same.first->number) + " declares the same variable" +
+                                blanks_between(line, *same.first);
+    add_finding("T110", line, line.column(1), message, findings).other_line = same.first->number;
+  }
+  keep_apart(file, variables, findings);
 }
 
 // First lines of the programs that the file names.
@@ -179,8 +214,8 @@ void check_runs(const SourceFile& file, Findings* findings) {
   check_ids(file, findings);
 }
 
-void check_across(const FileForm& form, const SourceFile& file, Findings* findings) {
-  check_duplicates(form, file, findings);
+void check_across(const SourceFile& file, Findings* findings) {
+  check_duplicates(file, findings);
   check_scopes(file, findings);
 }
 

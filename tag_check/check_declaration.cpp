@@ -46,7 +46,7 @@ std::string unusual_blank_in(std::string_view text) {
 
 void check_blanks_around(const SourceLine& line, std::string_view inner, Findings* findings) {
   const Column& name = line.column(1);
-  if (inner.size() == name.text.size() || line.name_parts != 1) return;
+  if (inner.size() == name.text.size() || !line.name_closed) return;
   const auto before = static_cast<size_t>(inner.data() - name.text.data());
   std::string unusual = unusual_blank_in(name.text.substr(0, before));
   if (unusual.empty()) unusual = unusual_blank_in(name.text.substr(before + inner.size()));
@@ -59,9 +59,8 @@ void check_blanks_around(const SourceLine& line, std::string_view inner, Finding
 bool is_edge(std::string_view text, size_t at) { return at < text.size() && text.find_first_of("[],", at) == at; }
 
 // "Grid[1, 2]": a name is written without them.
-void check_blanks_in_subscripts(const SourceLine& line, Findings* findings) {
+std::vector<Edit> subscript_edits(const Column& name) {
   constexpr const char* kBlanks = " \t";
-  const Column& name = line.column(1);
   std::vector<Edit> edits;
   for (size_t at = name.text.find('['); at < name.text.size();) {
     const size_t from = name.text.find_first_of(kBlanks, at);
@@ -72,8 +71,14 @@ void check_blanks_in_subscripts(const SourceLine& line, Findings* findings) {
     if (!is_inside || !(is_edge(name.text, from - 1) || is_edge(name.text, at))) continue;
     edits.push_back({name.offset + from, at - from, ""});
   }
+  return edits;
+}
+
+void check_blanks_in_subscripts(const SourceLine& line, Findings* findings) {
+  const std::vector<Edit> edits = subscript_edits(line.column(1));
   if (edits.empty()) return;
-  add_finding("T021", line, name, "blanks within the subscripts are part of the name", findings).edits = edits;
+  add_finding("T021", line, line.column(1), "blanks within the subscripts are part of the name", findings).edits =
+      edits;
 }
 
 // What nearly every name is made of.
@@ -197,6 +202,14 @@ bool has_declared_length(const SourceLine& line) {
 }
 
 }  // namespace
+
+std::string meant_name(const SourceLine& line) {
+  const Column& name = line.column(1);
+  std::string meant(name.text);
+  const std::vector<Edit> edits = subscript_edits(name);
+  for (auto edit = edits.rbegin(); edit != edits.rend(); ++edit) meant.erase(edit->offset - name.offset, edit->length);
+  return std::string(without_blanks(meant));
+}
 
 void check_name(const SourceLine& line, Findings* findings) {
   const Column& name = line.column(1);

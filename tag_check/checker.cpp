@@ -68,7 +68,7 @@ void check_form_text(const FileForm& form, Findings* findings) {
     if (line.kind == LineKind::kRecord) check_record(line, findings);
   }
   check_runs(file, findings);
-  check_across(form, file, findings);
+  check_across(file, findings);
   for (Finding& finding : *findings) finding.column = form.original_column(finding.line, finding.column);
 }
 

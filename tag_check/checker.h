@@ -36,6 +36,8 @@ void mark_kinds(const FileForm& form, SourceFile* file);
 Shift shift_of(const SourceLine& line);
 void check_shifts(const SourceFile& file, Findings* findings);
 void check_numbers(const SourceFile& file, Findings* findings);
+// The line's name without the blanks around it and its subscripts.
+std::string meant_name(const SourceLine& line);
 void check_name(const SourceLine& line, Findings* findings);
 void check_type(const SourceLine& line, Findings* findings);
 void check_ranges(const SourceLine& line, Findings* findings);
@@ -45,7 +47,7 @@ void check_scope(const SourceLine& line, Findings* findings);
 void check_device(const SourceLine& line, Findings* findings);
 void check_limits(const SourceLine& line, Findings* findings);
 void check_runs(const SourceFile& file, Findings* findings);
-void check_across(const FileForm& form, const SourceFile& file, Findings* findings);
+void check_across(const SourceFile& file, Findings* findings);
 
 // Adds a finding at a column, or at the line's beginning when the column is missing.
 Finding& add_finding(const char* rule, const SourceLine& line, const Column& column, std::string message,

@@ -317,11 +317,12 @@ void add_run_rules(std::vector<Rule>* rules) {
                     "End the ids with an unused line whose name begins with an underscore.",
                     "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
                     "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n"});
-  rules->push_back({"T101", Severity::kError, "run across a block of 8192 ids",
-                    "The driver looks up the ids after the block's end in another group.",
-                    "End the run at a multiple of 8192.",
-                    "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
-                    "V270335,INT,,,,,,270335,1,0,0,\nV270336,INT,,,,,,270336,1,0,0,\n_end,INT,,,,,,270337,1,0,0,\n"});
+  rules->push_back(
+      {"T101", Severity::kError, "run across a block of 8192 ids",
+       "The driver looks up the ids after the block's end in another group.",
+       "End the run at the last id of the block, one less than a multiple of 8192: 270335, 278527 and so on.",
+       "V262144,INT,,,,,,262144,1,0,0,\nV262145,INT,,,,,,262145,1,0,0,\n_end,INT,,,,,,262146,1,0,0,\n",
+       "V270335,INT,,,,,,270335,1,0,0,\nV270336,INT,,,,,,270336,1,0,0,\n_end,INT,,,,,,270337,1,0,0,\n"});
   rules->push_back({"T102", Severity::kError, "two runs in a block of 8192 ids",
                     "Hosts can address only the last run that starts in a block.",
                     "Start each run in a block of its own.",

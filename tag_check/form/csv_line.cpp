@@ -81,6 +81,15 @@ CsvLine split_csv(std::string_view line, char separator) {
   }
 }
 
+size_t name_fields(const CsvLine& csv) {
+  const std::string& first = csv.fields[0].text;
+  if (first.find('[') == std::string::npos || first.find(']') != std::string::npos) return 0;
+  for (size_t more = 1; more <= 2 && more < csv.fields.size(); ++more) {
+    if (csv.fields[more].text.find(']') != std::string::npos) return more;
+  }
+  return 0;
+}
+
 bool has_comma(std::string_view text, bool is_name) {
   bool is_subscript = false;
   for (const char sign : text) {

@@ -32,6 +32,11 @@ const char* separator_name(char separator);
 
 CsvLine split_csv(std::string_view line, char separator);
 
+constexpr size_t kProgramField = 11;  // of a tag file's line, column 12
+
+// How many fields more than one a name takes whose subscripts were split at their commas.
+size_t name_fields(const CsvLine& csv);
+
 // A comma within the text that is none of a name's subscripts.
 bool has_comma(std::string_view text, bool is_name);
 

@@ -11,8 +11,6 @@
 namespace tag_check {
 namespace {
 
-// Column 12: a device counts with its blanks. The name has a rule for those around it.
-constexpr size_t kLastStripped = 11;
 constexpr size_t kLeastSeparators = 7;
 
 // A text in which nothing of all this can be is as it should be.
@@ -45,23 +43,13 @@ bool are_records(std::string_view line) {
   }
 }
 
-// How many fields more than one a name takes whose subscripts were split at their commas.
-size_t name_fields(const CsvLine& csv) {
-  const std::string& first = csv.fields[0].text;
-  if (first.find('[') == std::string::npos || first.find(']') != std::string::npos) return 0;
-  for (size_t more = 1; more <= 2 && more < csv.fields.size(); ++more) {
-    if (csv.fields[more].text.find(']') != std::string::npos) return more;
-  }
-  return 0;
-}
-
 bool is_blank_ended(std::string_view text) { return without_blanks(text).size() != text.size(); }
 
-// The first field whose blanks change what the driver reads; 0 when there is none.
-size_t first_harmful_blank(const CsvLine& csv, size_t more) {
-  for (const size_t field : {size_t{1}, size_t{2}, size_t{8}, size_t{11}}) {
+// The first field up to this one whose blanks change what the driver reads; 0 when there is none.
+size_t first_harmful_blank(const CsvLine& csv, size_t more, size_t last) {
+  for (const size_t field : {size_t{1}, size_t{2}, size_t{8}, kProgramField}) {
     const size_t at = field + more;
-    if (at >= csv.fields.size() || !is_blank_ended(csv.fields[at].text)) continue;
+    if (at > last || at >= csv.fields.size() || !is_blank_ended(csv.fields[at].text)) continue;
     const bool is_last_and_empty = at + 1 == csv.fields.size() && without_blanks(csv.fields[at].text).empty();
     if (!is_last_and_empty) return at;
   }
@@ -96,6 +84,7 @@ FileForm::FileForm(std::string_view text) : original_(text) {
   is_changed_ = !findings_.empty();
   if (may_be_malformed(decoded.text())) {
     is_changed_ = true;
+    programs_ = ProgramNames(decoded.text());
     undo_lines(decoded.text());
     tell_all();
   } else if (is_changed_) {
@@ -158,15 +147,17 @@ void FileForm::undo_fields(std::string_view line, char separator) {
     meet(&commas_, static_cast<uint32_t>(misfit->at + 1), false);
     return leave(line);
   }
-  const size_t blank = first_harmful_blank(csv, more);
+  // A device counts with its blanks. The name has a rule for those around it.
+  const size_t last = kProgramField + more - (keeps_program(csv, kProgramField + more) ? 1 : 0);
+  const size_t blank = first_harmful_blank(csv, more, last);
   if (separator != ',') {
     if (separators_.lines == 0) separator_ = separator;
     meet(&separators_, static_cast<uint32_t>(line.find(separator) + 1), true);
   }
   if (csv.has_quotes) meet(&quotes_, static_cast<uint32_t>(line.find('"') + 1), true);
   if (blank > 0) {
-    meet_blank(csv, blank, kLastStripped + more);
-    append_fields(csv, kLastStripped + more);
+    meet(&blanks_, static_cast<uint32_t>(csv.fields[blank].at + 1), true);
+    append_fields(csv, last);
   } else if (separator == ',' && !csv.has_quotes) {
     changed_ += line;
   } else {
@@ -174,9 +165,17 @@ void FileForm::undo_fields(std::string_view line, char separator) {
   }
 }
 
-void FileForm::meet_blank(const CsvLine& csv, size_t first, size_t program) {
-  meet(&blanks_, static_cast<uint32_t>(csv.fields[first].at + 1), true);
-  if (program < csv.fields.size() && is_blank_ended(csv.fields[program].text)) program_blanks_.push_back(line_);
+// Without its blanks the program would be another one of the file.
+bool FileForm::keeps_program(const CsvLine& csv, size_t program) {
+  if (program >= csv.fields.size() || !is_blank_ended(csv.fields[program].text)) return false;
+  const std::string other = programs_.other_than(csv.fields[program].text);
+  if (other.empty()) return false;
+  if (kept_programs_.lines == 0) {
+    kept_text_ = "only blanks tell the program " + plc_base::quoted(csv.fields[program].text) + " from " +
+                 plc_base::quoted(other) + ": remove them by hand if both are one program";
+  }
+  meet(&kept_programs_, static_cast<uint32_t>(csv.fields[program].at + 1), false);
+  return true;
 }
 
 void FileForm::append_fields(const CsvLine& csv, size_t last_stripped) {
@@ -223,13 +222,10 @@ void FileForm::tell_all() {
   tell("T012", "lines end in a carriage return only", returns_);
   tell("T014", "a field contains a comma, which begins the next column", commas_);
   tell("T015", "blanks around a field are part of it", blanks_);
+  tell("T015", kept_text_, kept_programs_);
 }
 
 bool FileForm::is_left(uint32_t line) const { return std::binary_search(left_.begin(), left_.end(), line); }
-
-bool FileForm::had_program_blanks(uint32_t line) const {
-  return std::binary_search(program_blanks_.begin(), program_blanks_.end(), line);
-}
 
 bool FileForm::had_carriage_return(uint32_t line) const {
   return std::binary_search(carriage_returns_.begin(), carriage_returns_.end(), line);

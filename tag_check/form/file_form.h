@@ -10,6 +10,7 @@
 
 #include "finding.h"
 #include "form/csv_line.h"
+#include "form/program_names.h"
 
 namespace tag_check {
 
@@ -31,9 +32,6 @@ class FileForm {
 
   // Whether this line, from 1, is as it was because nobody can tell what it was meant to be.
   bool is_left(uint32_t line) const;
-
-  // Whether blanks stood around the program of this line, from 1, which are part of its name for the driver.
-  bool had_program_blanks(uint32_t line) const;
 
   // Lines that ended in a carriage return and a line feed.
   bool had_carriage_return(uint32_t line) const;
@@ -69,8 +67,8 @@ class FileForm {
   void undo_line(std::string_view line);
   void undo_fields(std::string_view line, char separator);
   void leave(std::string_view line);
-  // The first field with a blank that does harm, and the field of the program, where one is.
-  void meet_blank(const CsvLine& csv, size_t first, size_t program);
+  // Whether the blanks around the program tell it from another one; that is noted.
+  bool keeps_program(const CsvLine& csv, size_t program);
   // Without the blanks of the fields behind the first up to this one.
   void append_fields(const CsvLine& csv, size_t last_stripped);
   void tell(const char* rule, std::string message, const Cause& cause);
@@ -85,7 +83,8 @@ class FileForm {
   std::vector<Shift> shifts_;
   std::vector<uint32_t> left_;
   std::vector<uint32_t> carriage_returns_;
-  std::vector<uint32_t> program_blanks_;
+  ProgramNames programs_;
+  std::string kept_text_;  // of the first program whose blanks are kept
   char separator_ = ',';
   Cause separators_{"T008"};
   Cause quotes_{"T009"};
@@ -93,6 +92,7 @@ class FileForm {
   Cause returns_{"T012"};
   Cause commas_{"T014"};
   Cause blanks_{"T015"};
+  Cause kept_programs_{"T015"};
   std::vector<Finding> findings_;
 };
 

@@ -444,6 +444,11 @@ TEST(RunLimits, FirstRun_HasAtMostAHundredIds) {
   EXPECT_FALSE(driver_loads(text));
 }
 
+TEST(RunLimits, RunAcrossTheEndOfABlock_IsToldWithTheBlocksLastId) {
+  EXPECT_EQ(finding_of("T101", run_of(kBlock1 - 2, 2)), "");
+  EXPECT_EQ(finding_of("T101", run_of(kBlock1 - 2, 3)), "the run 270334 to 270336 crosses the end of a block, 270335");
+}
+
 TEST(RunLimits, LaterRun_HasAtMostAHundredAndOneIds) {
   const std::string first = run_of(kBlock0, 100);
   EXPECT_EQ(finding_of("T104", first + run_of(kBlock1, 101)), "");

@@ -137,8 +137,28 @@ const Case kCases[] = {
      "Grid[1,2],INT,,,,,,0,0,0,1,MAIN\n"},
     {"BlankWithinSubscripts", "Grid[1, 2],REAL,,,,,,0,1,0,0,\n", "T021 1:1", "Grid[1,2],REAL,,,,,,0,1,0,0,\n"},
     {"BlanksAroundSubscripts", "Cell[ 1  ,2 ],INT,,,,,,0,1,0,0,\n", "T021 1:1", "Cell[1,2],INT,,,,,,0,1,0,0,\n"},
+    {"BlankBeforeANameWithSubscripts", " Grid[1,2],REAL,,,,,,0,1,0,0,\n", "T021 1:1", "Grid[1,2],REAL,,,,,,0,1,0,0,\n"},
+    {"BlanksBehindANameWithSubscripts", "Cube[1,2,3]  ,REAL,,,,,,0,1,0,0,\n", "T021 1:1",
+     "Cube[1,2,3],REAL,,,,,,0,1,0,0,\n"},
+    {"BlanksAroundANameAndWithinItsSubscripts", " Grid[1, 2] ,REAL,,,,,,0,1,0,0,\n", "T021 1:1, T021 1:1",
+     "Grid[1,2],REAL,,,,,,0,1,0,0,\n"},
     {"BlankWithinAName", "Motor left[1],INT,,,,,,0,1,0,0,\n", "", ""},
     {"BlanksBehindTheProgram", "Step,INT,,,,,,0,0,0,1,MAIN  \n", "T015 1:23", "Step,INT,,,,,,0,0,0,1,MAIN\n"},
+    {"BlanksThatTellProgramsApart", "Step,INT,,,,,,0,0,0,1,MAIN\nStep,INT,,,,,,1,0,0,2,MAIN \n",
+     "T110 2:1, T111 2:23, T015 2:23", ""},
+    {"BlanksThatTellProgramsApartBesideOthers",
+     "Step,INT ,,,,,,0,0,0,1, MAIN\nStep,INT,,,,,,1,0,0,2,MAIN\nA,INT,,,,,,2,0,0,3,SUB \n",
+     "T015 1:6-3, T015 1:24, T110 2:1",
+     "Step,INT,,,,,,0,0,0,1, MAIN\nStep,INT,,,,,,1,0,0,2,MAIN\nA,INT,,,,,,2,0,0,3,SUB\n"},
+    {"BlanksOfAGlobalVariablesProgram", "Step,INT,,,,,,0,0,0,1,MAIN \nLamp,INT,,,,,,1,1,0,2,MAIN\n",
+     "T015 1:23, T072 2:23", "Step,INT,,,,,,0,0,0,1,MAIN\nLamp,INT,,,,,,1,1,0,2,MAIN\n"},
+    {"BlanksThatTellNamesApart", "A ,INT,,,,,,0,1,0,0,\nA,INT,,,,,,1,1,0,0,\nA ,INT,,,,,,2,1,0,0,\n",
+     "T021 1:1, T110 2:1, T021 3:1, T110 3:1", ""},
+    {"BlanksThatTellSubscriptsApart", "A[1,2],INT,,,,,,0,1,0,0,\nA[1, 2],INT,,,,,,1,1,0,0,\n", "T021 2:1, T110 2:1",
+     ""},
+    {"BlanksThatTellReservedNamesApart", "_a,INT,,,,,,0,1,0,0,\n_a ,INT,,,,,,1,1,0,0,\n", "T021 2:1", ""},
+    {"BlanksOfNamesInSeveralPrograms", "A ,INT,,,,,,0,0,0,1,MAIN\nA,INT,,,,,,1,0,0,2,SUB\n", "T021 1:1",
+     "A,INT,,,,,,0,0,0,1,MAIN\nA,INT,,,,,,1,0,0,2,SUB\n"},
     {"BlankBehindTheProgramOfTheLastLine", "Speed,INT,,,,,,0,1,0,0,\nStep,INT,,,,,,1,0,0,1,MAIN ",
      "T001 2:1, T015 2:23", "Speed,INT,,,,,,0,1,0,0,\nStep,INT,,,,,,1,0,0,1,MAIN\n"},
     {"RangesThatACommaSplits", "Grid,INT,[0..2,0..3],,,,,0,1,0,0,\n", "T014 1:10",
@@ -190,6 +210,26 @@ TEST(SpreadsheetBlanks, AroundAProgram_AreNamedWhereTheyTellVariablesApart) {
   EXPECT_EQ(said("MAIN", "MAIN "), "line 1 declares the same variable once the blanks around its program are removed;");
   EXPECT_EQ(said(" MAIN", "MAIN"), "line 1 declares the same variable once the blanks around its program are removed;");
   EXPECT_EQ(said("MAIN", "MAIN2 "), "");
+}
+
+TEST(SpreadsheetBlanks, ThatTellProgramsOrNamesApart_AreLeftWithWhatToDo) {
+  const auto messages_of = [](const char* rule, const std::string& text) {
+    std::string messages;
+    for (const Finding& finding : check_text(kSheetName, text, {})) {
+      if (std::string(finding.rule) == rule) messages += finding.message + ";";
+    }
+    return messages;
+  };
+  EXPECT_EQ(messages_of("T015", "A,INT,,,,,,0,0,0,1,Main\nA,INT,,,,,,1,0,0,2,Main \nB,INT,,,,,,2,0,0,2,Main \n"),
+            "only blanks tell the program 'Main ' from 'Main': remove them by hand if both are one program (2 lines);");
+  const std::string names = "A,INT,,,,,,0,1,0,0,\nA ,INT,,,,,,1,1,0,0,\n";
+  EXPECT_EQ(messages_of("T021", names),
+            "blanks around the name are part of it; only they tell it from that of line 1: remove them by hand if both "
+            "are one variable;");
+  EXPECT_EQ(messages_of("T110", names),
+            "line 1 declares the same variable once the blanks around its name are removed;");
+  EXPECT_EQ(messages_of("T110", "A,INT,,,,,,0,0,0,1,Main\nA ,INT,,,,,,1,0,0,2,Main \n"),
+            "line 1 declares the same variable once the blanks around its name and its program are removed;");
 }
 
 // A heading gives every variable the number of the one before.

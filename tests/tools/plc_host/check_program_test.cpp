@@ -34,6 +34,17 @@ TEST_F(CheckTest, CorrectedCopyWithErrors_IsNoSuccessAndSaysHowMany) {
   EXPECT_EQ(file_text(path("copy.csv")), "Speed,FLOAT,,,,,,0,1,0,0,\n");
 }
 
+TEST_F(CheckTest, BlanksThatTellProgramsApart_AreNoCorrection) {
+  const std::string text = "Loc,UINT,,,,,,0,0,0,1,Main\nLoc,UINT,,,,,,1,0,0,2,Main \n";
+  write_file("PLC1_0.csv", text);
+  const Outcome fixed = check({path("PLC1_0.csv"), "--fix", path("copy.csv")});
+  EXPECT_EQ(fixed.code, 1);
+  EXPECT_EQ(fixed.err, "plc-host: " + path("copy.csv") +
+                           ": 0 corrections; left to do by hand: 1 error, which plc-host check " + path("copy.csv") +
+                           " shows\n");
+  EXPECT_EQ(file_text(path("copy.csv")), text);
+}
+
 TEST_F(CheckTest, RuleByItsCode_IsShownAlone) {
   const Outcome outcome = check({"--rules", "T042"});
   EXPECT_EQ(outcome.code, 0);
