@@ -1,6 +1,10 @@
 // Makes, guards and fills the folder.
 #include "tools/plc_host/commands/survey_folder.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -43,15 +47,32 @@ SurveyFolder::SurveyFolder(const SurveyOptions& options) {
   if (fs::is_symlink(fs::symlink_status(folder, error))) {
     refuse_folder(options.folder, "it is a symbolic link: name the folder that it leads to");
   }
-  const fs::file_status status = fs::status(folder, error);
-  if (!fs::exists(status)) {
-    if (!fs::create_directory(folder, error) || error) refuse_folder(options.folder, error.message());
-    return;
-  }
-  if (!fs::is_directory(status)) refuse_folder(options.folder, "it is not a folder");
-  fs::directory_iterator files(folder, error);
+  if (!fs::exists(fs::status(folder, error))) fs::create_directory(folder, error);
   if (error) refuse_folder(options.folder, error.message());
-  for (const fs::directory_entry& entry : files) {
+  if (!fs::is_directory(fs::status(folder, error))) refuse_folder(options.folder, "it is not a folder");
+  take_lock(options.folder);
+  look_at_files(options);
+}
+
+SurveyFolder::Lock::~Lock() {
+  if (descriptor >= 0) ::close(descriptor);
+}
+
+// Whoever comes second would mix its files with those of the first. The lock ends with the program, however that ends.
+void SurveyFolder::take_lock(const std::string& given) {
+  lock_.descriptor = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (lock_.descriptor < 0) refuse_folder(given, std::strerror(errno));
+  // A file system that has no locks is no reason against a survey.
+  if (::flock(lock_.descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return;
+  throw HostError(kExitOutput, "cannot write into " + path_ +
+                                   ": another survey writes there: wait for its end, or name another folder");
+}
+
+void SurveyFolder::look_at_files(const SurveyOptions& options) {
+  std::error_code error;
+  std::filesystem::directory_iterator files(path_, error);
+  if (error) refuse_folder(options.folder, error.message());
+  for (const std::filesystem::directory_entry& entry : files) {
     const std::string name = entry.path().filename();
     if (!is_survey_file(name)) {
       refuse_folder(options.folder, "it holds " + name + ", which is no survey's: name another folder");

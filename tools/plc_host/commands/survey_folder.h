@@ -13,8 +13,8 @@ namespace plc_host {
 
 class SurveyFolder {
  public:
-  // Makes the folder where it is missing. Throws HostError where it holds other files, or a survey that is not to be
-  // replaced.
+  // Makes the folder where it is missing, and keeps it for itself. Throws HostError where another survey writes there,
+  // where it holds other files, or a survey that is not to be replaced.
   explicit SurveyFolder(const SurveyOptions& options);
 
   // Where the capture is written while the survey lasts: beside that of a former one.
@@ -28,7 +28,20 @@ class SurveyFolder {
   const std::string& path() const { return path_; }
 
  private:
+  // Of the folder, until the program ends.
+  struct Lock {
+    Lock() = default;
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+    ~Lock();
+    int descriptor = -1;
+  };
+
+  void take_lock(const std::string& given);
+  void look_at_files(const SurveyOptions& options);
+
   std::string path_;
+  Lock lock_;
   bool has_former_ = false;
 };
 

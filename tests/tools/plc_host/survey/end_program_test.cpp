@@ -216,6 +216,24 @@ TEST_F(SurveyTest, LinkToAFolder_IsNotWrittenThrough) {
   EXPECT_TRUE(std::filesystem::is_empty(other));
 }
 
+TEST_F(SurveyTest, SecondSurveyIntoTheSameFolder_IsRefusedBeforeItAsksAndLeavesItsFiles) {
+  const auto simulator = start_simulator({"--report", path("sim.json")});
+  Child first(host_words(words({"--rate", "2"})), path("out"), path("err"));
+  EXPECT_TRUE(first.wait_for("survey: step 1"));
+  std::vector<std::string> second = words({"--rate", "1000", "--replace"});
+  second.at(2) = "127.0.0.1:1";  // nobody is asked
+  const Outcome outcome = run(second);
+  EXPECT_EQ(outcome.code, 8);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err, "plc-host: cannot write into " + path("found") +
+                             ": another survey writes there: wait for its end, or name another folder\n");
+  first.signal(SIGINT);
+  EXPECT_EQ(first.wait(), 130);
+  EXPECT_EQ(report().at("ended"), "interrupted");
+  EXPECT_EQ(run(words({"--rate", "1000", "--gentle", "--replace"})).code, 0);
+  EXPECT_EQ(report().at("whole"), true);
+}
+
 TEST_F(SurveyTest, FormerSurvey_StaysWhereNothingWasMeasured) {
   const auto simulator = start_simulator();
   EXPECT_EQ(run(words({"--rate", "1000", "--gentle"})).code, 0);
