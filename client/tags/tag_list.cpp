@@ -11,10 +11,6 @@
 namespace plc_client::core {
 namespace {
 
-constexpr char kAbsentWords[] =
-    "the profile lists it under [[refused]], and what this controller answers to a name that it does not have looks "
-    "like a value. Survey the controller again once it has the variable";
-
 constexpr uint32_t kFirstUnformedId = 0x10000;  // up to kFirstIndexedId: needs a reg_type of 1 to 3, which counts as 0
 constexpr uint32_t kLargestId = 0xFFFFFF;       // reg_type is one byte
 constexpr size_t kGroupIdWords = 2048;          // one per block of 8192 ids, from kFirstIndexedId on

@@ -46,6 +46,11 @@ TagList make_tag_list(const TagEntry* entries, uint32_t plain_count, const Index
 // The names of programs that local variables have, each once.
 std::vector<std::string> program_names(const TagList& list);
 
+// Why nothing asks for a variable that leave_absent was given.
+inline constexpr char kAbsentWords[] =
+    "the profile lists it under [[refused]], and what this controller answers to a name that it does not have looks "
+    "like a value. Survey the controller again once it has the variable";
+
 // Nothing asks for these variables any more: the controller does not have them, and what it answers looks like a value.
 // absent: names with their programs, "" for a global variable.
 void leave_absent(TagList& list, const std::vector<std::pair<std::string, std::string>>& absent);

@@ -206,6 +206,23 @@ TEST_F(NamesTest, UnknownNamesOfAWatch_AreAllToldAndNothingIsWatched) {
                              ":2)?\nplc-host: nothing is watched: 2 of 3 variables cannot be read\n");
 }
 
+TEST_F(NamesTest, RefusedVariableOfAProfile_IsToldAndTheOthersAreWatched) {
+  write_file("full.toml", "[refusal]\nshape = \"full\"\nstatus = 0\n[[refused]]\nname = \"Total\"\n");
+  const std::vector<std::string> others = {"--rounds", "1", "--csv", "--profile", path("full.toml")};
+  std::vector<std::string> words = {"watch", "Speed", "Total", "Temp"};
+  words.insert(words.end(), others.begin(), others.end());
+  const Outcome outcome = run_on_simulator(words);
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_EQ(lines_of(outcome.out)[0], "time,state,reason,Speed,Temp");
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: Total: the profile lists it under [[refused]], "));
+  EXPECT_THAT(outcome.err, HasSubstr("once it has the variable; not watched\n"));
+  words[1] = "Sped";
+  const Outcome misspelt = run_on_simulator(words);
+  EXPECT_EQ(misspelt.code, 1);
+  EXPECT_EQ(misspelt.out, "");
+  EXPECT_THAT(misspelt.err, HasSubstr("plc-host: nothing is watched: 1 of 2 variables cannot be read\n"));
+}
+
 TEST_F(NamesTest, NameWithAValue_IsToldThatOnlyWriteTakesIt) {
   write_file("names.txt", "Speed = 9\n");
   const Outcome outcome = run_on_simulator({"read", "--names-from", path("names.txt")});

@@ -33,6 +33,9 @@ void demand_known(const std::vector<std::string>& unknown, size_t known) {
                                       plc_base::plural(unknown.size() + known, "variable") + " cannot be read");
 }
 
+// The profile knows that the controller refuses it: that is no misspelt name, and the others can be watched.
+bool is_absent(const TagResult& entry) { return entry.reading.failure().reason == kAbsentWords; }
+
 std::vector<TagReference> watched_references(const HostOptions& options, const Host& host) {
   std::vector<TagReference> references;
   std::vector<std::string> unknown;
@@ -42,7 +45,8 @@ std::vector<TagReference> watched_references(const HostOptions& options, const H
       continue;
     }
     const std::string reason = plc_base::told_name(entry.name) + ": " + entry.reading.failure().reason;
-    const bool is_asked_for = std::find(options.names.begin(), options.names.end(), entry.name) != options.names.end();
+    const bool is_asked_for =
+        !is_absent(entry) && std::find(options.names.begin(), options.names.end(), entry.name) != options.names.end();
     if (is_asked_for) {
       unknown.push_back(reason);
     } else {
