@@ -52,9 +52,9 @@ std::string longest_text(const SurveyRecord& record, const Times& longest) {
 }
 
 // "3 requests had no answer within 2.0 s"
-std::string silent_text(uint64_t silent, double wait_ms) {
-  return plc_base::plural(silent, "request") + " had no answer within " +
-         plc_base::milliseconds_text(static_cast<int64_t>(wait_ms * 1e6), 0);
+std::string silent_text(const SurveyRecord& record, uint64_t silent) {
+  return plc_base::plural(silent, "request") + " had " + no_answer_words(record) + " within " +
+         plc_base::milliseconds_text(int64_t{record.wait_ms} * 1000000, 0);
 }
 
 // How long the answers take that hosts wait for is known once values were read. What never came took longer than the
@@ -70,7 +70,7 @@ void recommend_timeout(const SurveyRecord& record, std::vector<Recommendation>& 
   if (silent == 0) {
     because += ": five times that, in whole seconds";
   } else {
-    because += ", and " + silent_text(silent, record.wait_ms) + ": five times " +
+    because += ", and " + silent_text(record, silent) + ": five times " +
                (largest > answered ? "that wait" : "the longest") +
                ", in whole seconds. A survey with a longer --timeout tells whether their answers come later, or never";
   }
@@ -84,7 +84,7 @@ std::string no_pause_text(const SurveyRecord& record) {
                              std::to_string(record.rate) + " a second";
   const Unanswered unanswered = unanswered_of(record);
   if (unanswered.all() == 0) return counts + ": no further pause was needed between them";
-  std::string text = counts + "; " + plc_base::plural(unanswered.all(), "request") + " had no answer";
+  std::string text = counts + "; " + plc_base::plural(unanswered.all(), "request") + " had " + no_answer_words(record);
   if (unanswered.lost > 0) text += " (" + plc_base::plural(unanswered.lost, "connection") + " ended in place of it)";
   return text + ". Whether a pause helps against that was not tried";
 }
@@ -96,7 +96,7 @@ void recommend_delay(const SurveyRecord& record, std::vector<Recommendation>& al
     all.push_back({"delay_ms", "0", no_pause_text(record)});
     return;
   }
-  const double longer = std::floor(spread_of(longest->ms).largest) + 1;
+  const double longer = std::ceil(spread_of(longest->ms).largest) + 1;
   std::string because = longest_text(record, *longest);
   because += ": the pause of the contract build has to be longer, so that no late reply meets the next request";
   if (longer > kLongestDelayMs) because += "; no pause is longer than 1000 ms";
@@ -152,6 +152,16 @@ std::string value_of(const std::vector<Recommendation>& all, const std::string& 
   return {};
 }
 
+// What is refused today takes its time too.
+bool is_polled(const VariableFinding& one) { return one.state != VariableFinding::State::kNotTried; }
+
+// Of all elements of arrays.
+uint64_t names_of(const std::vector<VariableFinding>& findings) {
+  uint64_t names = 0;
+  for (const VariableFinding& one : findings) names += is_polled(one) ? one.names : 0;
+  return names;
+}
+
 void recommend_poll(const SurveyRecord& record, std::vector<Recommendation>& all) {
   const Limits& limits = record.limits;
   const auto names = static_cast<uint32_t>(std::min<uint64_t>(
@@ -159,20 +169,20 @@ void recommend_poll(const SurveyRecord& record, std::vector<Recommendation>& all
        limits.values_per_request.value_or(kUsualBatchNames), piece_limit(record).value_or(kUsualBatchNames)}));
   const Times* resolve = times_near(record, "resolve", names);
   const Times* read = times_near(record, "read", names);
-  // What is refused today takes its time too.
-  const auto is_polled = [](const VariableFinding& one) { return one.state != VariableFinding::State::kNotTried; };
   const auto& findings = record.variables.findings;
   const auto polled = static_cast<uint64_t>(std::count_if(findings.begin(), findings.end(), is_polled));
+  const uint64_t asked = names_of(findings);
   if (resolve == nullptr || read == nullptr || polled == 0 || limits.step.state != Step::State::kDone) return;
-  const uint64_t rounds = (polled + names - 1) / std::max<uint32_t>(names, 1);
+  const uint64_t rounds = (asked + names - 1) / std::max<uint32_t>(names, 1);
   const std::string pause = value_of(all, "delay_ms");
   const double pause_ms = pause.empty() ? 0 : std::stod(pause);
   const double each = spread_of(resolve->ms).p99 + spread_of(read->ms).p99 + pause_ms;
   const double round_ms = each * static_cast<double>(rounds);
   const double wanted = std::max(kShortestPollMs, std::ceil(round_ms * kPollFactor / kPollStepMs) * kPollStepMs);
   all.push_back({"poll_ms", std::to_string(static_cast<uint32_t>(wanted)),
-                 plc_base::plural(polled, "variable") + " in " + std::to_string(rounds) +
-                     (rounds == 1 ? " batch" : " batches") + " of up to " + std::to_string(names) + " names" +
+                 plc_base::plural(polled, "variable") + ", " + plc_base::plural(asked, "name") + " in " +
+                     std::to_string(rounds) + (rounds == 1 ? " batch" : " batches") + " of up to " +
+                     std::to_string(names) + " names" +
                      (pause_ms > 0 ? ", with a pause of " + pause + " ms before each: " : ": ") + ms_text(round_ms) +
                      " for all of them when each answer is as slow as the slowest in a hundred; " +
                      (round_ms * kPollFactor < kShortestPollMs ? "twice that is less than 100 ms, the shortest advised"

@@ -18,6 +18,7 @@ using plc_sim::RequestKind;
 
 constexpr size_t kMostBrokenShown = 2;
 constexpr uint64_t kRareOf = 10;  // more than one of so many is no chance
+constexpr char kWholeLength[] = "length and complement are right in replies that come to their end";
 constexpr const char* kRuleWords[] = {"length and complement are right, and all of the reply comes",
                                       "the sequence number is the request's",
                                       "class and command are the request's",
@@ -399,9 +400,11 @@ Verdict RuleBook::verdict() const {
 Verdict::Rule RuleBook::judged_rule(size_t id) const {
   Verdict::Rule rule = rules_[id];
   rule.rule = kRuleWords[id];
+  if (id == kLength && doubts_[id].broken > 0) rule.rule = kWholeLength;
   if (!is_rare(static_cast<Id>(id))) {
     rule.broken += doubts_[id].broken;
     rule.evidence.insert(rule.evidence.end(), doubts_[id].evidence.begin(), doubts_[id].evidence.end());
+    rule.rule = kRuleWords[id];
   }
   rule.holds = rule.broken == 0 && rule.kept > 0;
   return rule;

@@ -198,6 +198,10 @@ std::string lacking_note(const SurveyRecord& record) {
          "give the path of one as the driver (--driver PATH).";
 }
 
+const char* no_answer_words(const SurveyRecord& record) {
+  return record.heads.unfinished > 0 ? "no whole answer" : "no answer";
+}
+
 std::string pieces_warning(const SurveyRecord& record) {
   const std::optional<uint32_t> names = names_in_a_piece(record);
   if (!names) return {};

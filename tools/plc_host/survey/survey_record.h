@@ -108,6 +108,7 @@ struct VariableFinding {
   std::string program;   // "" of a global one
   std::string element;   // that was asked for: the last one of an array, "[9]"
   std::string type;
+  uint64_t names = 1;  // that a host asks for to read all of it
   std::string file;
   uint32_t line = 0;
   std::optional<uint16_t> area;  // that the file's name says
@@ -124,6 +125,8 @@ struct VariableFinding {
   bool is_named = false;  // its name was answered
   bool changes = false;   // by itself: two values were seen, read the same way
 };
+
+inline constexpr char kNoValueShown[] = "plc-host read shows no value: ";
 
 // Answered as declared, with a value that plc-host read shows.
 bool is_read(const VariableFinding& finding);
@@ -166,8 +169,8 @@ struct HeadCounts {
   uint64_t values_longer = 0;
   uint64_t values_shorter = 0;
   uint64_t replies_unanswered = 0;
-  uint64_t foreign = 0;          // whole frames that answer none of the survey's requests; no replies
-  uint64_t unfinished = 0;       // replies that did not come to their end, where most do; their requests had no answer
+  uint64_t foreign = 0;     // whole frames that answer none of the survey's requests; no replies
+  uint64_t unfinished = 0;  // replies that did not come to their end, where most do; their requests had no whole answer
   uint64_t refusals_untold = 0;  // names refused in the form of an answer, or answered though nobody has them
   uint64_t spoken = 0;           // replies that only a controller gives
   uint64_t unspoken = 0;         // the request's own bytes, or heads that are none of its reply
@@ -306,6 +309,9 @@ bool fails_guarded_build(const Variables& variables);
 
 // The build that hosts are to use is not installed here, so that none was tried; "" where it is.
 std::string lacking_note(const SurveyRecord& record);
+
+// What requests without an answer had: "no answer", "no whole answer" where a part of some came.
+const char* no_answer_words(const SurveyRecord& record);
 
 // Requests that a limit does not explain.
 Unanswered unanswered_of(const SurveyRecord& record);

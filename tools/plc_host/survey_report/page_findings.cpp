@@ -60,6 +60,14 @@ std::string good_variables(const Variables& variables) {
   return "<details><summary>" + plural(count, "variable") + " as declared</summary>" + table.finish() + "</details>\n";
 }
 
+// Nothing is known of the elements before the last one.
+const char* arrays_text(const Variables& variables) {
+  const auto& findings = variables.findings;
+  const auto is_array = [](const VariableFinding& one) { return !one.element.empty(); };
+  if (std::none_of(findings.begin(), findings.end(), is_array)) return "";
+  return "<p>Of an array one element was asked for, the last one, and --write writes that one alone.</p>\n";
+}
+
 std::string compared_text(const Variables& variables) {
   if (!variables.compared_with.empty()) {
     const std::string counts = std::to_string(variables.compared) + " of " + plural(variables.to_compare, "value");
@@ -183,15 +191,18 @@ std::string programs_html(const SurveyRecord& record) {
 
 std::string variables_html(const SurveyRecord& record) {
   const Variables& variables = record.variables;
-  return step_section("Variables", variables.step,
-                      compared_text(variables) + bad_variables(variables) + good_variables(variables));
+  return step_section(
+      "Variables", variables.step,
+      arrays_text(variables) + compared_text(variables) + bad_variables(variables) + good_variables(variables));
 }
 
 std::string heads_html(const SurveyRecord& record) {
   const HeadCounts& heads = record.heads;
   if (heads.replies == 0) return step_section("Heads of replies", heads.step, "<p class=\"why\">No reply came.</p>\n");
   std::string html = "<p>" + std::to_string(heads.replies) + (heads.replies == 1 ? " reply" : " replies");
-  if (heads.replies_unanswered > 0) html += "; " + plural(heads.replies_unanswered, "request") + " had none";
+  if (heads.replies_unanswered > 0)
+    html +=
+        "; " + plural(heads.replies_unanswered, "request") + (heads.unfinished > 0 ? " had no whole one" : " had none");
   html += strays_text(heads);
   if (heads.bytes_unasked > 0) html += "; " + plural(heads.bytes_unasked, "byte") + " came that nobody asked for";
   html += ".</p>\n" + fields_table(heads) + values_text(heads) + statuses_table(heads) + status_frames(heads);

@@ -216,9 +216,11 @@ void ask_of_times(const SurveyRecord& record, Questions& all) {
                                        ", half of them no longer than " + shown_ms(longest.p50) + "."});
   }
   const Unanswered unanswered = unanswered_of(record);
+  const char* why = record.heads.unfinished > 0 ? "Why does the controller not answer, or not wholly? "
+                                                : "Why does the controller not answer? ";
   if (unanswered.silent > 0) {
-    all.push_back({"requests without an answer", "Why does the controller not answer? " +
-                                                     plural(unanswered.silent, "request") + " had no answer within " +
+    all.push_back({"requests without an answer", std::string(why) + plural(unanswered.silent, "request") + " had " +
+                                                     no_answer_words(record) + " within " +
                                                      seconds_text(record.wait_ms / 1000.0) + "."});
   }
   if (unanswered.lost > 0) {

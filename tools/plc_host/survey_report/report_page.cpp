@@ -54,6 +54,19 @@ std::string found_html(const SurveyRecord& record) {
   return html_section("What was found", "<p class=\"found\">" + text + "</p>\n");
 }
 
+// A profile names no driver of a guarded build that is usable so far.
+std::string profile_words(const SurveyRecord& record) {
+  constexpr char kReaders[] = "for plc-host, the client library and the gateway";
+  const Verdict::Usable usable = record.verdict.usable;
+  if (record.is_whole || (usable != Verdict::Usable::kYes && usable != Verdict::Usable::kUnknown)) {
+    return std::string("profile.toml holds all of it, ") + kReaders + ";";
+  }
+  const auto is_driver = [](const Recommendation& one) { return one.setting == "driver"; };
+  const bool has_driver = std::any_of(record.recommendations.begin(), record.recommendations.end(), is_driver);
+  return std::string("profile.toml holds these settings") + (has_driver ? " but for driver, " : ", ") + kReaders +
+         ". Of the guarded build it has usable = \"unknown\", as the survey did not come to its end;";
+}
+
 std::string settings_html(const SurveyRecord& record) {
   if (record.recommendations.empty()) {
     return html_section("What to set", "<p class=\"why\">Nothing is recommended: too little was measured.</p>\n");
@@ -67,18 +80,31 @@ std::string settings_html(const SurveyRecord& record) {
   const std::string lacking = lacking_note(record);
   std::string warned = warning.empty() ? "" : badge("bad", warning);
   if (!lacking.empty()) warned += badge("bad", lacking);
-  return html_section("What to set", warned + table.finish() +
-                                         "<p>profile.toml holds all of it, for plc-host, the client library and the "
-                                         "gateway; plc-sim --profile imitates this controller with it.</p>\n");
+  return html_section("What to set", warned + table.finish() + "<p>" + profile_words(record) +
+                                         " plc-sim --profile imitates this controller with it.</p>\n");
+}
+
+// Of what the survey did not come to there is no reason.
+bool is_untried(const VariableFinding& one) {
+  return one.state == VariableFinding::State::kNotTried && one.why.empty();
+}
+
+const char* no_questions(const Variables& variables) {
+  if (variables.step.state == Step::State::kDone) {
+    return "<p>Nothing: all is as declared, and replies are as expected.</p>\n";
+  }
+  const auto& findings = variables.findings;
+  if (findings.empty() || std::any_of(findings.begin(), findings.end(), is_untried)) {
+    return "<p class=\"why\">Nothing yet: not every variable was tried.</p>\n";
+  }
+  return "<p class=\"why\">Nothing yet: every variable was tried, and not every value was compared.</p>\n";
 }
 
 std::string questions_html(const SurveyRecord& record) {
   const char* title = "What to ask the controller&#39;s programmer";
   const std::vector<Question> all = questions(record);
   if (all.empty()) {
-    const bool is_known = record.variables.step.state == Step::State::kDone;
-    return html_section(title, is_known ? "<p>Nothing: all is as declared, and replies are as expected.</p>\n"
-                                        : "<p class=\"why\">Nothing yet: not every variable was tried.</p>\n");
+    return html_section(title, no_questions(record.variables));
   }
   std::string items;
   for (size_t i = 0; i < std::min(all.size(), HtmlTable::kMostRows); ++i) {

@@ -223,7 +223,9 @@ void Comparison::take_result(const TagResult& result, size_t at) {
   // What ends the survey ends the driver's calls too, and says nothing of the variable.
   if (!result.ok() && stop_requested()) {
     record_.not_compared = std::string("not all of them were read by the driver: ") + kInterruptedWord;
-    record_.findings[at].why = std::string("not compared: ") + kInterruptedWord;
+    if (!record_.findings[at].has_no_value) {
+      record_.findings[at].why = std::string("not compared: ") + kInterruptedWord;
+    }
     return;
   }
   if (!result.ok() && !result.reading.is_taken()) {
@@ -240,7 +242,7 @@ void Comparison::take_result(const TagResult& result, size_t at) {
   // Of a type without a width, or of a text that goes on behind what reads reach.
   if (!result.ok() && is_without_value(result)) {
     finding.has_no_value = true;
-    finding.why = "plc-host read shows no value: " + word.problem;
+    finding.why = kNoValueShown + word.problem;
     finding.value.clear();
     return;
   }
@@ -257,8 +259,8 @@ void Comparison::take_unread(const Word& word) {
   finding.state = VariableState::kNotByDriver;
   finding.is_other_by_driver = true;
   ++record_.unread_by_driver;
-  finding.why = "the survey read " + finding.value + "; " + record_.compared_with + ", tried " +
-                std::to_string(kDriverTries) + " times: " + word.problem;
+  finding.why = "the survey read " + value_text(variables_[word.at], variables_[word.at].value) + "; " +
+                record_.compared_with + ", tried " + std::to_string(kDriverTries) + " times: " + word.problem;
   finding.value.clear();
 }
 

@@ -3,6 +3,8 @@
 
 #include "base/near_names.h"
 #include "base/text.h"
+#include "client/driver/failure.h"
+#include "client/plan/transfer_plan.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/survey_steps/ask_variables.h"
@@ -25,6 +27,17 @@ constexpr char kDamaged[] = "not told: replies were damaged, and no three in a r
 // No tag file that is in use declares it.
 constexpr char kUnknownName[] = "PlcHostSurvey_NoSuchName";
 
+// That a host asks for in its batches, to read all of it.
+uint64_t names_of_all(const TagEntry& entry) {
+  constexpr uint64_t kNamesPerBool = 2;
+  if (value_kind(entry) == ValueKind::kText) return plan_string_read(entry).size();
+  uint64_t elements = 1;
+  for (const SubscriptRange& range : declared_ranges(entry)) {
+    elements *= static_cast<uint64_t>(int64_t{range.high} - int64_t{range.low} + 1);
+  }
+  return value_kind(entry) == ValueKind::kBool ? elements * kNamesPerBool : elements;
+}
+
 VariableFinding finding_of(const Declared& declared) {
   VariableFinding finding;
   finding.name = declared.tag->qualified_name;
@@ -32,6 +45,7 @@ VariableFinding finding_of(const Declared& declared) {
   if (declared.tag->entry.is_global != 1) finding.program = declared.tag->entry.scope_name;
   finding.element = declared.element;
   finding.type = declared_type(declared.tag->entry);
+  finding.names = names_of_all(declared.tag->entry);
   finding.file = declared.file;
   finding.line = declared.line;
   finding.area = declared.area;
@@ -49,6 +63,12 @@ void take_refusal(const Asked& asked, const std::string& why, VariableFinding& f
 bool is_same_refusal(const RuleBook& rules, const Asked& one, const Asked& other) {
   return one.answer.bytes.size() == other.answer.bytes.size() && rules.has_usual_head(one) &&
          rules.has_usual_head(other) && status_of(one.answer.bytes) == status_of(other.answer.bytes);
+}
+
+// Of a type without a width plc-host read shows nothing, whatever the driver stores of it.
+void take_value(const Declared& declared, VariableFinding& finding) {
+  finding.has_no_value = value_kind(declared.tag->entry) == ValueKind::kRaw;
+  if (!finding.has_no_value) finding.value = value_text(declared, declared.value);
 }
 
 bool lacks_something(const Asked& asked) { return asked.is_answered() && !asked.shape.is_complete; }
@@ -177,8 +197,9 @@ bool VariableStep::read_singly(size_t at) {
   } else {
     declared.value = values.values.front();
     declared.is_good = true;
-    finding.value = value_text(declared, declared.value);
+    take_value(declared, finding);
     finding.state = values.asked.shape.behind == 0 ? VariableState::kGood : VariableState::kLong;
+    if (finding.has_no_value) finding.why = std::string(kNoValueShown) + kCutAtZero;
     if (values.asked.shape.behind > 0) {
       finding.why = plc_base::plural(values.asked.shape.behind, "byte") + " behind the value";
     }
@@ -291,7 +312,7 @@ bool VariableStep::is_moving(Other& other) {
   const std::optional<plc_sim::Bytes> again = read_again(conversation_, declared);
   if (!again || is_same_value(declared, *again, other.singly)) return false;
   declared.value = *again;
-  record_.findings[other.at].value = value_text(declared, declared.value);
+  take_value(declared, record_.findings[other.at]);
   return true;
 }
 
@@ -325,7 +346,7 @@ void VariableStep::take_common_surplus() {
   for (VariableFinding& finding : record_.findings) {
     if (finding.state != VariableState::kLong || !behind) continue;
     finding.state = VariableState::kGood;
-    finding.why.clear();
+    finding.why = finding.has_no_value ? std::string(kNoValueShown) + kCutAtZero : "";
   }
 }
 

@@ -62,6 +62,24 @@ TEST_F(SurveyTest, InterruptedWhileItWrites_PutsBackWithRequestsAsCorrectAsAllOt
   EXPECT_EQ(found.at("writes").at("not_set_back"), Json::array());
 }
 
+// That its type has no width is known without the driver.
+TEST_F(SurveyTest, InterruptedBeforeTheDriverReads_ShowsNoValueOfATypeWithoutAWidth) {
+  write_file("machine.csv", "Speed,INT,,,,,,0,1,0,0,,DM\nDay,DATE,,,,,,1,1,0,0,,DM\n");
+  write_file("slow.toml", "[times]\nread_ms = 400\n");
+  const auto simulator = start_simulator({"--sentinel", "--profile", path("slow.toml")});
+  EXPECT_EQ(interrupted_at("4", {"--rate", "300"}), 130);
+  end(*simulator);
+  const Json day = report().at("variables").at("findings").at(1);
+  EXPECT_EQ(day.at("state"), "good");
+  EXPECT_EQ(day.at("value"), nullptr);
+  EXPECT_EQ(day.at("why"),
+            "plc-host read shows no value: the driver stores a value of this type up to its first zero byte, and what "
+            "follows is not known");
+  EXPECT_THAT(file_text(path("out")), HasSubstr(": 2 variables, 1 read, 0 refused, 1 without a value: see the report"));
+  EXPECT_THAT(file_text(path("found/report.html")),
+              HasSubstr("Nothing yet: every variable was tried, and not every value was compared."));
+}
+
 // Of the values that the driver was still to read nothing is known.
 TEST_F(SurveyTest, InterruptedWhileTheDriverReads_AsksNoQuestionOfWhatWasNotCompared) {
   write_file("slow.toml", "[times]\nread_ms = 100\n");

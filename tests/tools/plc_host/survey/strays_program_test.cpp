@@ -85,8 +85,11 @@ TEST_F(SurveyStraysTest, ReplyThatDoesNotComeToItsEnd_IsARequestWithoutAnAnswer)
     EXPECT_EQ(heads_of("unfinished"), 1U) << fault;
     EXPECT_EQ(heads_of("unanswered"), 1U) << fault;
     EXPECT_THAT(report().at("recommendations").at(1).at("because").get<std::string>(),
-                HasSubstr(", and 1 request had no answer within 1000 ms: five times that wait"))
+                HasSubstr(", and 1 request had no whole answer within 1000 ms: five times that wait"))
         << fault;
+    const Json rule = report().at("guarded").at("rules").at(0);
+    EXPECT_EQ(rule.at("rule"), "length and complement are right in replies that come to their end") << fault;
+    EXPECT_EQ(rule.at("broken"), 0) << fault;
   }
 }
 

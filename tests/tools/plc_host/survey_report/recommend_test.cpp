@@ -136,12 +136,14 @@ TEST(Recommend, Pause_IsLongerThanAnyAnswerForTheContractBuild) {
   EXPECT_EQ(value_of(record_with(Usable::kYes, {3, 5}), "delay_ms"), "0");
   for (const Usable usable :
        {Usable::kNotUsable, Usable::kWithoutStatus, Usable::kWithoutValueEnd, Usable::kWithoutBoth}) {
-    EXPECT_EQ(value_of(record_with(usable, {3, 55.5}), "delay_ms"), "56");
+    EXPECT_EQ(value_of(record_with(usable, {3, 55.5}), "delay_ms"), "57");
   }
   EXPECT_EQ(
       reason_of(record_with(Usable::kNotUsable, {56}), "delay_ms"),
       "the longest of 3 answers took 56.0 ms (read, 1 name): the pause of the contract build has to be longer, so "
       "that no late reply meets the next request");
+  // What is shown as 299.0 ms.
+  EXPECT_EQ(value_of(record_with(Usable::kNotUsable, {298.96}), "delay_ms"), "300");
   EXPECT_EQ(value_of(record_with(Usable::kNotUsable, {999}), "delay_ms"), "1000");
   EXPECT_EQ(value_of(record_with(Usable::kNotUsable, {1000}), "delay_ms"), "1000");
   EXPECT_THAT(reason_of(record_with(Usable::kNotUsable, {1000}), "delay_ms"),
@@ -378,8 +380,30 @@ TEST(Recommend, Poll_CountsEachAskedVariableAndThePauses) {
   EXPECT_EQ(value_of(record, "delay_ms"), "51");
   EXPECT_EQ(value_of(record, "poll_ms"), "420");
   EXPECT_EQ(reason_of(record, "poll_ms"),
-            "40 variables in 2 batches of up to 32 names, with a pause of 51 ms before each: 206.0 ms for all of them "
+            "40 variables, 40 names in 2 batches of up to 32 names, with a pause of 51 ms before each: 206.0 ms for "
+            "all of them "
             "when each answer is as slow as the slowest in a hundred; twice that");
+}
+
+TEST(Recommend, Poll_CountsEachElementThatAHostAsksFor) {
+  SurveyRecord record = record_with(Usable::kNotUsable, {50});
+  record.limits.step.state = Step::State::kDone;
+  record.variables.findings.resize(2, other_by_driver("A"));
+  record.variables.findings.back().names = 60;
+  record.variables.findings.push_back({});
+  record.variables.findings.back().names = 1000;
+  EXPECT_EQ(value_of(record, "poll_ms"), "420");
+  EXPECT_THAT(reason_of(record, "poll_ms"),
+              testing::StartsWith("2 variables, 61 names in 2 batches of up to 32 names,"));
+}
+
+TEST(Recommend, RequestsThatWereAnsweredInPart_HadNoWholeAnswer) {
+  SurveyRecord record = record_with_losses();
+  record.heads.unfinished = 1;
+  EXPECT_THAT(reason_of(record, "timeout_s"), HasSubstr(", and 3 requests had no whole answer within 2000 ms: "));
+  EXPECT_THAT(reason_of(record, "delay_ms"), HasSubstr("; 5 requests had no whole answer (2 connections "));
+  EXPECT_EQ(questions(record).at(0).what,
+            "Why does the controller not answer, or not wholly? 3 requests had no whole answer within 2.0 s.");
 }
 
 TEST(ContractWarning, IsInTheNoteOfTheProfileBehindWhyItIsNotWhole) {

@@ -50,6 +50,8 @@ def look_at(browser, source, name, pictures):
     browser.look_as(*PAPER, "dark", media="print")
     expect(browser.evaluate("(() => { const style = getComputedStyle(document.body);"
                             "return style.color + ' on ' + style.backgroundColor; })()"), BLACK_ON_WHITE, "on paper")
+    expect(browser.evaluate("[...document.querySelectorAll('details')].every(one => one.offsetHeight > "
+                            "one.querySelector('summary').offsetHeight * 1.5)"), True, f"{name}: lists on paper")
     printed = browser.call("Page.printToPDF", printBackground=False, preferCSSPageSize=True)["data"]
     (pictures / f"survey-{name}.pdf").write_bytes(base64.b64decode(printed))
 

@@ -117,14 +117,59 @@ TEST(SurveyPage, ComparisonThatEndedEarly_SaysHowFarItCame) {
                         "gives (1.1.0 guarded); not all of them were read by the driver: interrupted.</p>"));
 }
 
+TEST(SurveyPage, SettingsOfAPartOfASurvey_AreInTheProfileWithoutADriver) {
+  SurveyRecord record = survey_test::full_record();
+  record.verdict.usable = Verdict::Usable::kYes;
+  EXPECT_THAT(report_page(record),
+              HasSubstr("<p>profile.toml holds all of it, for plc-host, the client library and the gateway; plc-sim "
+                        "--profile imitates this controller with it.</p>"));
+  record.is_whole = false;
+  record.ended = "interrupted";
+  const std::string part =
+      ", for plc-host, the client library and the gateway. Of the guarded build it has usable = \"unknown\", as the "
+      "survey did not come to its end; plc-sim --profile imitates this controller with it.</p>";
+  EXPECT_THAT(report_page(record), HasSubstr("<p>profile.toml holds these settings but for driver" + part));
+  record.recommendations.erase(record.recommendations.begin());
+  EXPECT_THAT(report_page(record), HasSubstr("<p>profile.toml holds these settings" + part));
+  record.verdict.usable = Verdict::Usable::kNotUsable;
+  EXPECT_THAT(report_page(record), HasSubstr("<p>profile.toml holds all of it, "));
+}
+
+TEST(SurveyPage, NoQuestionYet_SaysWhatIsMissing) {
+  SurveyRecord record;
+  record.variables.step = {Step::State::kPartly, "interrupted"};
+  record.variables.findings.resize(2);
+  record.variables.findings[0].state = VariableFinding::State::kGood;
+  const std::string untried = "<p class=\"why\">Nothing yet: not every variable was tried.</p>";
+  EXPECT_THAT(report_page(record), HasSubstr(untried));
+  record.variables.findings[1].why = "the driver transfers no values of its type";
+  EXPECT_THAT(report_page(record), HasSubstr("<p class=\"why\">Nothing yet: every variable was tried, and not every "
+                                             "value was compared.</p>"));
+  record.variables.findings.clear();
+  EXPECT_THAT(report_page(record), HasSubstr(untried));
+}
+
+TEST(SurveyPage, ElementsOfArraysThatNobodyAskedFor_AreTold) {
+  const std::string last =
+      "<p>Of an array one element was asked for, the last one, and --write writes that one alone.</p>";
+  SurveyRecord record = survey_test::full_record();
+  for (VariableFinding& one : record.variables.findings) one.element.clear();
+  EXPECT_THAT(report_page(record), Not(HasSubstr(last)));
+  record.variables.findings.back().element = "[9]";
+  EXPECT_THAT(report_page(record), HasSubstr(last));
+}
+
 TEST(SurveyPage, RepliesThatAreNone_AreCountedInBothParts) {
   SurveyRecord record = survey_test::full_record();
   record.heads.foreign = 2;
   record.heads.unfinished = 1;
   const std::string strays = "; 2 replies were none of ours and were dropped; 1 reply did not come to its end";
   EXPECT_EQ(times_in(report_page(record), strays), 2U);
+  record.heads.replies_unanswered = 3;
+  EXPECT_EQ(times_in(report_page(record), "3 requests had no whole one; 2 replies"), 2U);
   record.heads.foreign = 1;
   record.heads.unfinished = 0;
+  EXPECT_EQ(times_in(report_page(record), "3 requests had none; 1 reply"), 2U);
   EXPECT_EQ(times_in(report_page(record), "; 1 reply was none of ours and was dropped"), 2U);
   EXPECT_THAT(report_page(record), Not(HasSubstr("come to its end")));
 }
