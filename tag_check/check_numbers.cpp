@@ -164,7 +164,9 @@ void check_empty_ids(const SourceFile& file, bool is_safe, bool has_blocks, Find
 LineKind kind_of(const FileForm& form, const SourceLine& line, const SourceLine* end, uint32_t leading) {
   if (form.is_left(line.number)) return LineKind::kUnknown;
   if (is_of_separators(line.text)) return LineKind::kEmpty;
-  const bool may_be_heading = !line.indexed && leading < kMostLeading && line.record == leading;
+  // Brackets are a variable's; the commas within them may have put its id elsewhere.
+  const bool has_brackets = line.column(1).text.find_first_of("[]") != std::string_view::npos;
+  const bool may_be_heading = !has_brackets && !line.indexed && leading < kMostLeading && line.record == leading;
   if (may_be_heading && (is_heading_row(line) || is_title(&line, end))) return LineKind::kHeading;
   return shift_of(line) == Shift::kNone ? LineKind::kRecord : LineKind::kShifted;
 }

@@ -26,6 +26,20 @@ bool states_record(const SourceLine& line, uint32_t number) {
   return line.trimmed(number) == std::to_string(line.record);
 }
 
+// "Line[1].Pos[2,3]": behind brackets that are closed, the driver does not join what commas split.
+bool is_name_split(const SourceLine& line) {
+  const std::string_view name = line.column(1).text;
+  const size_t open = name.rfind('[');
+  const size_t close = name.rfind(']');
+  if (open == std::string_view::npos || close == std::string_view::npos || open < close) return false;
+  for (const uint32_t number : {2U, 3U}) {
+    const std::string_view text = line.column(number).text;
+    const size_t bracket = text.find_first_of("[]");
+    if (bracket != std::string_view::npos) return text[bracket] == ']';
+  }
+  return false;
+}
+
 // The last column of ranges that commas have split; 0 for ranges in one column.
 uint32_t end_of_ranges(const SourceLine& line) {
   constexpr uint32_t kMostRanges = 3;
@@ -73,6 +87,10 @@ std::vector<Edit> edits_of(const SourceLine& line) {
 }
 
 std::string text_of(const SourceLine& line) {
+  if (line.shift == Shift::kNameSplit) {
+    return "the driver cannot read a second list of subscripts: it takes " + plc_base::quoted(line.column(1).text) +
+           " for the name and " + plc_base::quoted(line.column(2).text) + " for the type";
+  }
   if (line.shift == Shift::kColumnMissing) return "a column is missing before the id, which stands in column 7";
   if (line.shift == Shift::kColumnSurplus) return "there is a column too many before the id, which stands in column 9";
   const std::string_view text = split_ranges(line);
@@ -80,7 +98,13 @@ std::string text_of(const SourceLine& line) {
   return "the ranges " + plc_base::quoted(text) + " contain a comma" + (meant == text ? "" : ": write " + meant);
 }
 
+const char* rule_for(Shift shift) {
+  if (shift == Shift::kNameSplit) return "T077";
+  return shift == Shift::kRangesSplit ? "T014" : "T069";
+}
+
 const Column& place_of(const SourceLine& line) {
+  if (line.shift == Shift::kNameSplit) return line.column(1);
   if (line.shift == Shift::kRangesSplit) return line.column(3);
   return line.column(line.shift == Shift::kColumnMissing ? 7 : 9);
 }
@@ -88,6 +112,7 @@ const Column& place_of(const SourceLine& line) {
 }  // namespace
 
 Shift shift_of(const SourceLine& line) {
+  if (is_name_split(line)) return Shift::kNameSplit;
   if (end_of_ranges(line) > 0) return Shift::kRangesSplit;
   if (line.indexed || !line.column(8).present || !are_empty(line, 5, 6)) return Shift::kNone;
   const bool may_be_whole = line.column(12).present && states_record(line, 8);
@@ -102,8 +127,8 @@ void check_shifts(const SourceFile& file, Findings* findings) {
   for (size_t at = 0; at < file.lines.size(); ++at) {
     const SourceLine& first = file.lines[at];
     if (first.kind != LineKind::kShifted) continue;
-    const bool is_split = first.shift == Shift::kRangesSplit;
-    Finding& finding = add_finding(is_split ? "T014" : "T069", first, place_of(first), text_of(first), findings);
+    const bool is_split = first.shift == Shift::kRangesSplit || first.shift == Shift::kNameSplit;
+    Finding& finding = add_finding(rule_for(first.shift), first, place_of(first), text_of(first), findings);
     finding.edits = edits_of(first);
     size_t lines = 1;
     while (!is_split && at + 1 < file.lines.size() && file.lines[at + 1].kind == LineKind::kShifted &&

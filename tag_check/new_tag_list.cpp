@@ -151,13 +151,19 @@ std::string field_text(const CsvLine& line, const std::optional<size_t>& column)
   return std::string(without_blanks(line.fields[*column].text));
 }
 
+// Blanks within quotes are somebody's, and are told.
+std::string name_text(const CsvLine& line, const std::optional<size_t>& column) {
+  const bool is_quoted = column && *column < line.fields.size() && line.fields[*column].is_quoted;
+  return is_quoted ? line.fields[*column].text : field_text(line, column);
+}
+
 NewTag tag_of(const CsvLine& line, const Columns& columns, uint32_t number) {
   NewTag tag;
-  tag.name = field_text(line, columns[kName]);
+  tag.name = name_text(line, columns[kName]);
   tag.type = field_text(line, columns[kType]);
   tag.ranges = field_text(line, columns[kRanges]);
   tag.length = field_text(line, columns[kLength]);
-  tag.scope = field_text(line, columns[kScope]);
+  tag.scope = name_text(line, columns[kScope]);
   tag.device = field_text(line, columns[kDevice]);
   tag.place = number;
   return tag;

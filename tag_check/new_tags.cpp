@@ -50,7 +50,6 @@ bool means_global(const std::string& scope) {
 // Ranges and length out of the type, as far as they are not said already; no program for what is global.
 NewTag taken_apart(const NewTag& tag) {
   NewTag apart = tag;
-  apart.name = without_blanks(tag.name);
   apart.type = without_blanks(tag.type);
   if (const auto declared = declared_type(apart.type)) {
     const bool has_length = !declared->length.empty();
@@ -88,11 +87,15 @@ struct Origins {
 };
 
 // The checker counts lines that the list does not have.
-std::string already_declared(uint32_t line, const Origins& origins) {
+std::string already_declared(const Finding& finding, const Origins& origins) {
+  const uint32_t line = finding.other_line;
+  const size_t blanks = std::min(finding.message.find(" once the blanks"), finding.message.size());
   std::string text = "the variable is declared already";
-  if (line == 0) return text;
-  if (line <= origins.lines_before) return text + ", in " + origins.file + ":" + std::to_string(line);
-  return text + ", in line " + std::to_string(origins.places[line - origins.lines_before - 1]);
+  if (line > 0 && line <= origins.lines_before) text += ", in " + origins.file + ":" + std::to_string(line);
+  if (line > origins.lines_before) {
+    text += ", in line " + std::to_string(origins.places[line - origins.lines_before - 1]);
+  }
+  return text + (blanks < finding.message.size() ? "," : "") + finding.message.substr(blanks);
 }
 
 // "the program 'Main' of line 2 is ..." with the line where the list, or the file before it, has it.
@@ -120,7 +123,7 @@ void add_findings(const std::vector<Finding>& found, const Origins& origins, boo
     findings->back().line = places[number - 1];
     findings->back().column = 1;
     findings->back().last_line = 0;
-    if (is_rule(finding, "T110")) findings->back().message = already_declared(finding.other_line, origins);
+    if (is_rule(finding, "T110")) findings->back().message = already_declared(finding, origins);
     if (is_rule(finding, "T111")) findings->back().message = in_own_lines(finding, origins);
   }
 }

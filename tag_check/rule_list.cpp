@@ -282,6 +282,12 @@ void add_scope_rules(std::vector<Rule>* rules) {
        "error, in place of the name.",
        "Rename the variable, or edit the file with a text editor only.", "Speed,INT,,,,,,0,1,0,0,\n",
        "=A1+B1,INT,,,,,,0,1,0,0,\n"});
+  rules->push_back({"T077", Severity::kError, "second list of subscripts",
+                    "The driver joins a name at the commas of its first brackets only. Behind brackets that are "
+                    "closed, a comma begins the next column.",
+                    "Declare the array by its name without the last subscripts: Line[1].Pos with the ranges "
+                    "[0..2_0..3] in column 3.",
+                    "Line[1,2].Pos[3],INT,,,,,,0,1,0,0,\n", "Line[1].Pos[2,3],INT,,,,,,0,1,0,0,\n"});
 }
 
 void add_limit_rules(std::vector<Rule>* rules) {

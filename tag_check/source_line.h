@@ -32,7 +32,7 @@ enum class LineKind {
 };
 
 // Why columns are not where they belong.
-enum class Shift { kNone, kRangesSplit, kColumnMissing, kColumnSurplus };
+enum class Shift { kNone, kNameSplit, kRangesSplit, kColumnMissing, kColumnSurplus };
 
 // A line that the driver takes as a record.
 struct SourceLine {

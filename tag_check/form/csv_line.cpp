@@ -64,6 +64,7 @@ CsvLine split_csv(std::string_view line, char separator) {
     const std::string_view inner = without_blanks(plain);
     if (!inner.empty() && inner[0] == '"') {
       csv.has_quotes = true;
+      field.is_quoted = true;
       at = static_cast<size_t>(inner.data() - line.data()) + 1;
       field.at = at;
       csv.is_broken = !read_quoted(line, &at, &field.text) || csv.is_broken;

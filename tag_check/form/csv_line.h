@@ -15,6 +15,7 @@ using plc_base::without_blanks;
 struct CsvField {
   std::string text;  // without its quotes
   size_t at = 0;     // where its text begins in the line
+  bool is_quoted = false;
 };
 
 struct CsvLine {

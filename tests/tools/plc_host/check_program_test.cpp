@@ -45,6 +45,15 @@ TEST_F(CheckTest, BlanksThatTellProgramsApart_AreNoCorrection) {
   EXPECT_EQ(file_text(path("copy.csv")), text);
 }
 
+TEST_F(CheckTest, SecondListOfSubscripts_IsNoHeadingAndIsKept) {
+  const std::string text = "Line[1].Pos[2,3],REAL,,,,,,,1,0,0,\nA,INT,,,,,,0,1,0,0,\n";
+  write_file("PLC1_0.csv", text);
+  const Outcome fixed = check({path("PLC1_0.csv"), "--fix", path("copy.csv")});
+  EXPECT_EQ(fixed.code, 1);
+  EXPECT_THAT(fixed.err, StartsWith("plc-host: " + path("copy.csv") + ": 0 corrections; left to do by hand: 1 error"));
+  EXPECT_EQ(file_text(path("copy.csv")), text);
+}
+
 TEST_F(CheckTest, RuleByItsCode_IsShownAlone) {
   const Outcome outcome = check({"--rules", "T042"});
   EXPECT_EQ(outcome.code, 0);

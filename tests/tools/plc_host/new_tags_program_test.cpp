@@ -31,6 +31,37 @@ TEST_F(NewTagsTest, TypeWithOneMeaning_IsCorrectedAndSaid) {
   EXPECT_EQ(outcome.err, "plc-host: 'INT32' is not a type: the driver calls it DINT; corrected\n");
 }
 
+TEST_F(NewTagsTest, BlanksAroundANameOrAProgram_AreRemovedAndSaid) {
+  const Outcome name = tags({"X ", "INT"});
+  EXPECT_EQ(name.code, 0);
+  EXPECT_EQ(name.out, "X,INT,,,,,,0,1,0,0,\n");
+  EXPECT_EQ(name.err, "plc-host: blanks around the name are part of it; corrected\n");
+  const Outcome program = tags({"X", "INT", "--scope", "Main "});
+  EXPECT_EQ(program.out, "X,INT,,,,,,0,0,0,0,Main\n");
+  EXPECT_EQ(program.err, "plc-host: blanks around a field are part of it; corrected\n");
+  write_file("list.csv", "Name,Type,Program\nA, INT, Main \n\"X \",INT,\"Main\"\nY,INT,\"Main \"\n");
+  const Outcome list = tags({"--from", path("list.csv")});
+  EXPECT_EQ(list.code, 2);
+  EXPECT_EQ(list.out, "");
+  EXPECT_EQ(list.err, "");
+  write_file("list.csv", "Name,Type,Program\nA, INT, Main \n\"X \",INT,\"Sub \"\n");
+  const Outcome other = tags({"--from", path("list.csv")});
+  EXPECT_EQ(other.out, "A,INT,,,,,,0,0,0,0,Main\nX,INT,,,,,,1,0,0,0,Sub\n");
+  EXPECT_EQ(other.err, "plc-host: " + path("list.csv") + ":3: blanks around the name are part of it; corrected\n" +
+                           "plc-host: " + path("list.csv") + ":3: blanks around a field are part of it; corrected\n");
+}
+
+TEST_F(NewTagsTest, NameWithASecondListOfSubscripts_IsRefusedWithTheCause) {
+  const Outcome outcome = tags({"Line[1].Pos[2,3]", "REAL"});
+  EXPECT_EQ(outcome.code, 2);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err,
+            "plc-host: the driver cannot read a second list of subscripts: it takes 'Line[1].Pos[2' for the name and "
+            "'3]' for the type\n"
+            "plc-host:     Declare the array by its name without the last subscripts: Line[1].Pos with the ranges "
+            "[0..2_0..3] in column 3.\n");
+}
+
 TEST_F(NewTagsTest, NameLikeAFormula_IsToldAsTheCheckerDoes) {
   const Outcome outcome = run({"tags", "--new", "=A1+B1", "INT"});
   EXPECT_EQ(outcome.code, 0);
