@@ -117,10 +117,6 @@ TEST(Checker, MisplacedColumns_AreToldWithTheirCause) {
             "a column is missing before the id, which stands in column 7 (2 lines)");
   EXPECT_EQ(only_message("Speed,INT,,,,,,,0,1,0,0,\n"),
             "there is a column too many before the id, which stands in column 9");
-  EXPECT_EQ(
-      only_message("Line[1].Pos[2,3],REAL,,,,,,0,1,0,0,\n"),
-      "the driver cannot read a second list of subscripts: it takes 'Line[1].Pos[2' for the name and '3]' for the "
-      "type");
 }
 
 TEST(Checker, IdTwice_IsToldWithTheOtherLine) {
