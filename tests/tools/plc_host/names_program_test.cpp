@@ -212,7 +212,7 @@ TEST_F(NamesTest, RefusedVariableOfAProfile_IsToldAndTheOthersAreWatched) {
   std::vector<std::string> words = {"watch", "Speed", "Total", "Temp"};
   words.insert(words.end(), others.begin(), others.end());
   const Outcome outcome = run_on_simulator(words);
-  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  ASSERT_EQ(outcome.code, 0) << outcome.err;
   EXPECT_EQ(lines_of(outcome.out)[0], "time,state,reason,Speed,Temp");
   EXPECT_THAT(outcome.err, HasSubstr("plc-host: Total: the profile lists it under [[refused]], "));
   EXPECT_THAT(outcome.err, HasSubstr("once it has the variable; not watched\n"));
