@@ -1,6 +1,6 @@
 // How a controller takes a connection, as a test gives it to plc-host: PLC_GIVEN_REACH holds the milliseconds that it
-// took and, when none was made, the reason behind them. Where it is not set, the connection took no time: a busy machine
-// may take longer than the driver waits.
+// took and, when none was made, the reason behind them. Where it is not set, the connection took no time: a machine
+// that is busy may take longer than the driver waits.
 #include <cstdlib>
 #include <string>
 

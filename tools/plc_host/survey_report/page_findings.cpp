@@ -200,9 +200,8 @@ std::string heads_html(const SurveyRecord& record) {
   const HeadCounts& heads = record.heads;
   if (heads.replies == 0) return step_section("Heads of replies", heads.step, "<p class=\"why\">No reply came.</p>\n");
   std::string html = "<p>" + std::to_string(heads.replies) + (heads.replies == 1 ? " reply" : " replies");
-  if (heads.replies_unanswered > 0)
-    html +=
-        "; " + plural(heads.replies_unanswered, "request") + (heads.unfinished > 0 ? " had no whole one" : " had none");
+  const char* what = heads.unfinished > 0 ? " had no whole one" : " had none";
+  if (heads.replies_unanswered > 0) html += "; " + plural(heads.replies_unanswered, "request") + what;
   html += strays_text(heads);
   if (heads.bytes_unasked > 0) html += "; " + plural(heads.bytes_unasked, "byte") + " came that nobody asked for";
   html += ".</p>\n" + fields_table(heads) + values_text(heads) + statuses_table(heads) + status_frames(heads);

@@ -107,9 +107,8 @@ std::string heads_sentence(const HeadCounts& heads) {
     if (field.zero + field.other > 0) broken.emplace_back(name);
   }
   std::string text = heads.replies == 1 ? "1 reply came" : std::to_string(heads.replies) + " replies came";
-  if (heads.replies_unanswered > 0)
-    text +=
-        ", " + plural(heads.replies_unanswered, "request") + (heads.unfinished > 0 ? " had no whole one" : " had none");
+  const char* what = heads.unfinished > 0 ? " had no whole one" : " had none";
+  if (heads.replies_unanswered > 0) text += ", " + plural(heads.replies_unanswered, "request") + what;
   text += strays_text(heads);
   if (broken.empty()) return text + "; each has the length, sequence number, class and command of its request.";
   return text + "; not every one has the right " + some_names(broken) + ".";
