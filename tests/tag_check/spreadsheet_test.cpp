@@ -5,6 +5,7 @@
 #include <string>
 
 #include "checker.h"
+#include "rule_list.h"
 
 namespace tag_check {
 namespace {
