@@ -332,9 +332,9 @@ void Comparison::look_by_driver(const HostOptions& options, CommandOutput& outpu
       const auto value = values.find(word.at);
       return value != values.end() && is_same({word.at, value->second, "", false});
     };
-    const auto first_wrong = std::stable_partition(others_.begin(), others_.end(), right);
-    wrong.insert(wrong.end(), first_wrong, others_.end());
-    others_.erase(first_wrong, others_.end());
+    std::vector<Word> left;
+    for (const Word& word : others_) (right(word) ? left : wrong).push_back(word);
+    others_ = std::move(left);
   }
   for (const Word& word : others_) record_.findings[word.at].changes = true;
   others_ = std::move(wrong);
