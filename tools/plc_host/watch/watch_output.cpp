@@ -37,7 +37,7 @@ constexpr size_t kChartRows = 8;
 constexpr size_t kLeastTable = 4;                                // heading, a row, its place, status
 constexpr size_t kRowsWithChart = kLeastTable + kChartRows + 2;  // its title, and the cursor below all
 constexpr std::chrono::seconds kLongCall{1};                     // from then on the values count as old
-constexpr size_t kMostNames = 3;                                 // that one reason is told for
+constexpr size_t kMostNames = 3;                                 // of a reason, where no variable has a value
 constexpr size_t kChartColumns = 80;                             // where no terminal tells its width
 
 double milliseconds(std::chrono::nanoseconds time) { return std::chrono::duration<double, std::milli>(time).count(); }
@@ -295,8 +295,13 @@ std::string round_word(const std::vector<WatchRow>& rows) {
 
 std::string round_reason(const std::vector<WatchRow>& rows) {
   std::vector<std::pair<std::string, std::vector<std::string>>> reasons;
+  size_t most_names = kMostNames;
   for (const WatchRow& row : rows) {
-    if (row.latest.ok()) continue;
+    if (row.latest.ok()) {
+      // An empty cell that no reason names is an empty text.
+      most_names = rows.size();
+      continue;
+    }
     const std::string& reason = row.latest.reading.failure().reason;
     auto known = std::find_if(reasons.begin(), reasons.end(), [&](const auto& entry) { return entry.first == reason; });
     if (known == reasons.end()) known = reasons.insert(reasons.end(), {reason, {}});
@@ -305,8 +310,8 @@ std::string round_reason(const std::vector<WatchRow>& rows) {
   std::string text;
   for (const auto& [reason, names] : reasons) {
     text += text.empty() ? "" : "; ";
-    for (size_t i = 0; i < std::min(names.size(), kMostNames); ++i) text += (i == 0 ? "" : ", ") + names[i];
-    if (names.size() > kMostNames) text += " and " + std::to_string(names.size() - kMostNames) + " more";
+    for (size_t i = 0; i < std::min(names.size(), most_names); ++i) text += (i == 0 ? "" : ", ") + names[i];
+    if (names.size() > most_names) text += " and " + std::to_string(names.size() - most_names) + " more";
     text += ": " + reason;
   }
   return text;

@@ -47,7 +47,8 @@ std::unique_ptr<WatchOutput> make_watch_output(const ResultFile& file, const Res
 // there, or else the state of the first variable that was tried.
 std::string round_word(const std::vector<WatchRow>& rows);
 
-// Why values are missing: "Limits: REASON; Speed, Total and 3 more: REASON"; "" when none is.
+// Why values are missing: "Limits: REASON; Speed, Total, Ready and 3 more: REASON"; "" when none is. Where some
+// variables have a value all others are named.
 std::string round_reason(const std::vector<WatchRow>& rows);
 
 // "192.168.0.10:8500 does not answer; asking on": what is said of a contact that has changed.

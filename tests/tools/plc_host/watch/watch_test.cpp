@@ -190,13 +190,29 @@ TEST_F(WatchTest, RoundWord_IsTheStateOfAllOrPartial) {
   EXPECT_EQ(round_word(state_->rows()), "not-read");
 }
 
-TEST(WatchOutput, ReasonOfManyRows_NamesThreeOfThem) {
-  std::vector<TagEntry> entries;
-  for (const char* name : {"a", "b", "c", "d", "e"}) entries.push_back(make_entry(name, kInt));
-  const TagList list = make_list(entries);
+// Rows of the variables "a" to "e" that nobody read.
+std::vector<WatchRow> five_unread_rows(const TagList& list) {
   std::vector<TagReference> references;
   for (const Tag& tag : list.tags) references.push_back(whole_tag(tag));
-  EXPECT_EQ(round_reason(WatchState(references).rows()), "a, b, c and 2 more: not read");
+  return WatchState(references).rows();
+}
+
+TagList list_of_five() {
+  std::vector<TagEntry> entries;
+  for (const char* name : {"a", "b", "c", "d", "e"}) entries.push_back(make_entry(name, kInt));
+  return make_list(entries);
+}
+
+TEST(WatchOutput, ReasonOfManyRows_NamesThreeOfThem) {
+  const TagList list = list_of_five();
+  EXPECT_EQ(round_reason(five_unread_rows(list)), "a, b, c and 2 more: not read");
+}
+
+TEST(WatchOutput, ReasonOfManyRowsWhereOneHasAValue_NamesThemAll) {
+  const TagList list = list_of_five();
+  std::vector<WatchRow> rows = five_unread_rows(list);
+  rows.back().latest.reading = {TagValue{{7}, ""}, Quality::kGood, WallTime()};
+  EXPECT_EQ(round_reason(rows), "a, b, c, d: not read");
 }
 
 TEST_F(WatchTest, DriverLines_AreShownOncePerOutage) {
