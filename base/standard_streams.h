@@ -1,10 +1,11 @@
-// Standard streams that a program was started without.
+// Standard streams that a program was started without, or that take no more.
 #pragma once
 
 namespace plc_base {
 
 // Puts the null device where standard input, output or error is closed. Else the next file or connection is opened as
-// their number, and what is said to people goes into it. What is written there fails, as it did; input is at its end.
-void fill_standard_streams();
+// their number, and what is said to people goes into it. What is written there fails, as it did; input is at its end. A
+// file at the limit of its size fails in the same way: it ends no program.
+void prepare_standard_streams();
 
 }  // namespace plc_base

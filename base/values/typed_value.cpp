@@ -81,6 +81,9 @@ TypedNumber integer(const ValueType& type, std::string_view text) {
     const auto high = static_cast<int64_t>(mask >> 1U);
     return decimal<int64_t>(type, digits, -high - 1, high);
   }
+  if (digits.size() > 1 && digits[0] == '-' && digits.find_first_not_of('0', 1) == std::string_view::npos) {
+    return refused(type, text, "write 0, without a sign");
+  }
   if (!digits.empty() && digits[0] == '-') return refused(type, text, "outside 0 to " + std::to_string(mask));
   return decimal<uint64_t>(type, digits, 0, mask);
 }

@@ -21,6 +21,9 @@ Reading failed_reading(const DriverSession& session, const CallResult& call, con
                        const TagEntry& entry) {
   Failure failure = explain_failure(call, session.target());
   if (!failure.is_interrupted) failure.reason += progress + known_limit(entry);
+  // Whether the type fits the variable is not the question: no 8-bit type can be read.
+  const bool is_answer = failure.quality == Quality::kIncomplete || failure.quality == Quality::kFailed;
+  if (!known_limit(entry).empty() && is_answer) failure.advice = "Declare a 16-bit variable.";
   return {failure, call.time};
 }
 

@@ -21,6 +21,7 @@ Path = Union[str, "os.PathLike[str]"]
 _MOST_LINE_BYTES = 65536
 # Of what it says when it does not start: a file of another kind gets a complaint about each line.
 _MOST_ERROR_LINES = 12  # as many as plc-sim says of one file
+_ESCAPES = {b"n": b"\n", b"r": b"\r", b"t": b"\t"}
 _TAG_FILE = re.compile(r"PLC([0-9A-F]+)_([0-9]+)\.csv")
 
 
@@ -236,8 +237,7 @@ class Simulator:
         if text in ("true", "false"):
             return text == "true"
         if text.startswith('"'):
-            raw = re.sub(rb"\\x([0-9A-F]{2})", lambda code: bytes([int(code[1], 16)]), text[1:-1].encode("ascii"))
-            return raw.decode("utf-8", "surrogateescape")
+            return _unescaped(text[1:-1])
         kind = self._element(element)["type"]
         if kind == "REAL":
             single: float = struct.unpack("<f", struct.pack("<f", float(text)))[0]
@@ -251,6 +251,14 @@ class Simulator:
             self._elements = {_bare(element["name"]): element for element in listed}
             self._elements.update((_full_name(element), element) for element in listed)
         return self._elements[name]
+
+
+def _unescaped(text: str) -> str:
+    """What plc-sim writes between double quotes. Bytes of no UTF-8 are surrogates."""
+    def character(escape: "re.Match[bytes]") -> bytes:
+        return bytes([int(escape[1], 16)]) if escape[1] else _ESCAPES.get(escape[2], escape[2])
+    raw = re.sub(rb"\\(?:x([0-9A-F]{2})|(.))", character, text.encode("utf-8", "surrogateescape"))
+    return raw.decode("utf-8", "surrogateescape")
 
 
 def _tag_files(tags: Union[Path, Sequence[Path]]) -> List[str]:

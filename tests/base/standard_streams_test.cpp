@@ -3,10 +3,12 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 
 namespace {
 
@@ -15,7 +17,7 @@ int exit_code_without(std::initializer_list<int> streams, int (*look)()) {
   const pid_t child = fork();
   if (child == 0) {
     for (const int stream : streams) close(stream);
-    plc_base::fill_standard_streams();
+    plc_base::prepare_standard_streams();
     _exit(look());
   }
   int status = 0;
@@ -34,6 +36,16 @@ TEST(StandardStreams, WriteToAClosedOne_FailsAsBefore) {
   const int code = exit_code_without({1, 2}, [] {
     const bool is_refused = write(STDOUT_FILENO, "x", 1) < 0 && errno == EBADF;
     return is_refused && write(STDERR_FILENO, "x", 1) < 0 && errno == EBADF ? 0 : 1;
+  });
+  EXPECT_EQ(code, 0);
+}
+
+TEST(StandardStreams, WriteBeyondTheLimitOfAFile_FailsAndEndsNothing) {
+  const int code = exit_code_without({}, [] {
+    const rlimit none{0, 0};
+    FILE* file = std::tmpfile();
+    if (file == nullptr || setrlimit(RLIMIT_FSIZE, &none) != 0) return 1;
+    return write(fileno(file), "x", 1) < 0 && errno == EFBIG ? 0 : 2;
   });
   EXPECT_EQ(code, 0);
 }

@@ -132,7 +132,9 @@ TEST_F(TagTransferTest, FailedReadWithClosedSocket_IsALostConnection) {
 
 TEST_F(TagTransferTest, EightBitRead_SaysWhatTheDriverLacks) {
   fake_driver().codes = {3};
-  EXPECT_EQ(reason_of(read("Byte")), "the transfer failed (3); the driver transfers no 8-bit values");
+  const TagResult result = read("Byte");
+  EXPECT_EQ(reason_of(result), "the transfer failed (3); the driver transfers no 8-bit values");
+  EXPECT_EQ(result.reading.failure().advice, "Declare a 16-bit variable.");
 }
 
 TEST_F(TagTransferTest, WordWrite_CarriesLittleEndianBytes) {

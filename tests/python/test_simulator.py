@@ -18,7 +18,8 @@ def test_ports_are_free_ones_and_given_ones():
 
 def test_set_and_get_every_kind(machine):
     for name, value in (("Running", True), ("Motor.Speed", -5), ("Motor.Serial", (1 << 64) - 1), ("Motor.Current", 2.5),
-                        ("Motor.Torque", 1e300), ("Recipe.Name", 'Käse "x" \\n'), ("Recipe.Name", ""),
+                        ("Motor.Torque", 1e300), ("Recipe.Name", 'Käse "x" \\n'), ("Recipe.Name", "a\n\t\\x41"),
+                        ("Recipe.Name", "\udcff"), ("Recipe.Name", ""),
                         ("Table", list(range(10))), ("Table[3]", 99), ("Cube[1,2,3]", 7), ("Main/Step", 3), ("Step", 4),
                         ("Weights", [1.0, 2.5, -3.0, 4.0]), ("Grid", [[1, 2, 3, 4], [5, 6, 7, 8], [9, 10, 11, 12]]),
                         ("Outputs", [[True, False] * 4, [False, True] * 4]), ("Cell[1,2]", 8)):

@@ -41,6 +41,7 @@ inline constexpr TypedValue kTypedValues[] = {
     {"INT", "0x", 0, "'0x' is no INT value: write 120, -5, 0xFF or 0b101"},
     {"INT", "true", 0, "'true' is no INT value: write 120, -5, 0xFF or 0b101"},
     {"UINT", "65535", 0xFFFF, ""},
+    {"UINT", "-0", 0, "'-0' is no UINT value: write 0, without a sign"},
     {"UINT", "-1", 0, "'-1' is no UINT value: outside 0 to 65535"},
     {"SINT", "-128", 0x80, ""},
     {"USINT", "256", 0, "'256' is no USINT value: outside 0 to 255"},

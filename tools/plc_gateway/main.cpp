@@ -19,7 +19,7 @@ namespace {
 }  // namespace
 
 int main(int argc, char** argv) {
-  plc_base::fill_standard_streams();
+  plc_base::prepare_standard_streams();
   try {
     return plc_gateway::run_command_line(argc, argv);
   } catch (const std::bad_alloc&) {

@@ -102,6 +102,7 @@ struct HostOptions {
   // read, write, batch, watch
   std::vector<std::string> names;  // for write: NAME=VALUE
   std::string names_file;          // with more of them
+  size_t names_of_file = 0;        // the last of names
   bool all = false;
   bool verify = false;
   bool strict = false;   // every value good, or none shown

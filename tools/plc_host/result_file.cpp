@@ -2,7 +2,6 @@
 #include "tools/plc_host/result_file.h"
 
 #include <poll.h>
-#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,7 +29,6 @@ ResultFile::ResultFile(int descriptor) : descriptor_(descriptor), buffer_(kLonge
   if (stream_ == nullptr) {
     throw HostError(kExitOutput, std::string("standard output cannot be written: ") + std::strerror(errno));
   }
-  signal(SIGXFSZ, SIG_IGN);
   std::setvbuf(stream_, buffer_.data(), isatty(descriptor_) == 1 ? _IOLBF : _IOFBF, buffer_.size());
 }
 

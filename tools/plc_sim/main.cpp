@@ -15,7 +15,7 @@ namespace {
 }  // namespace
 
 int main(int argc, char** argv) {
-  plc_base::fill_standard_streams();
+  plc_base::prepare_standard_streams();
   const plc_sim::ParsedOptions parsed = plc_sim::parse_options(argc, argv);
   return parsed.options ? plc_sim::run_simulator(*parsed.options) : parsed.exit_code;
 }

@@ -165,7 +165,15 @@ TEST_F(FormsTest, NumberThatARealRounds_IsTold) {
             "plc-host: Temp: a REAL holds about 7 digits: 3.14159265358979 becomes 3.1415927\n");
   EXPECT_EQ(told("Temp=0.1"), "");
   EXPECT_EQ(told("Temp=nan"), "");
+  EXPECT_EQ(told("Temp=-0.10E1"), "");
+  EXPECT_EQ(told("Temp=12345678848"), "");
   EXPECT_EQ(told("Exact=16777217"), "");
+  EXPECT_EQ(told("Exact=1e22"), "");
+  EXPECT_EQ(told("Exact=0.1"), "");
+  EXPECT_EQ(told("Exact=9007199254740993"),
+            "plc-host: Exact: an LREAL holds about 16 digits: 9007199254740993 becomes 9007199254740992\n");
+  EXPECT_EQ(told("Exact=0.12345678901234567890"),
+            "plc-host: Exact: an LREAL holds about 16 digits: 0.12345678901234567890 becomes 0.12345678901234568\n");
   EXPECT_EQ(told("Speed=3"), "");
 }
 

@@ -247,6 +247,34 @@ TEST_F(NamesTest, AssignmentsFromAFile_KeepTheirBlanks) {
   EXPECT_THAT(outcome.out, HasSubstr(",pump ,\n"));
 }
 
+TEST_F(NamesTest, BlanksAroundNamesOfAssignments_AreIgnored) {
+  write_file("recipe.txt", " Speed=3\n\tTotal = 4 \n  Text = \"pump \" \n");
+  const Outcome outcome = run(dry_write({"--names-from", path("recipe.txt"), "--csv"}));
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  EXPECT_THAT(outcome.out, HasSubstr("\nSpeed,INT,checked,"));
+  EXPECT_THAT(outcome.out, HasSubstr("\nTotal,DINT,checked,"));
+  EXPECT_THAT(outcome.out, HasSubstr(",pump ,\n"));
+  write_file("recipe.txt", " = 3\n");
+  EXPECT_EQ(
+      run(dry_write({"--names-from", path("recipe.txt")})).err,
+      "plc-host: --names-from " + path("recipe.txt") + ": line 1: a name is empty: write NAME=VALUE in each line\n");
+  write_file("blank.csv", " X,INT,,,,,,0,1,0,0,\nX,INT,,,,,,1,1,0,0,\n");
+  write_file("recipe.txt", " X=3\n");
+  EXPECT_THAT(run({"write", "--dry-run", "--tags", path("blank.csv"), "--names-from", path("recipe.txt"), "--csv"}).out,
+              HasSubstr("\n X,INT,checked,"));
+}
+
+TEST_F(NamesTest, TagFileOnStandardInput_IsNoListAndIsToldWithoutItsDash) {
+  const Outcome outcome = run_words({"/bin/sh", "-c",
+                                     PLC_HOST_PROGRAM " read --names-from - --driver " + library_ + " --tags " +
+                                         path("machine.csv") + " --address 127.0.0.1 < " + path("machine.csv")});
+  EXPECT_EQ(outcome.code, 2);
+  EXPECT_EQ(
+      outcome.err,
+      "plc-host: --names-from -: it is a tag file. Try: plc-host tags FILE --names lists the names in it, once it "
+      "is saved as FILE\n");
+}
+
 TEST_F(NamesTest, TagsOfNamesAndPatterns_AreListedOnceInTheirOrder) {
   const std::string file = path("machine.csv");
   EXPECT_EQ(run({"tags", file, "Idx*", "T*l*", "Idx0", "--names"}).out, "Idx0\nIdx1\nTotal\nTable\n");

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <nlohmann/json.hpp>
 #include <set>
 
 #include "tests/support/typed_values.h"
@@ -218,6 +219,29 @@ TEST(Values, TextsThatDoNotFit_AreRefused) {
   EXPECT_NE(set_value(bench.store.memory(), *bench.store.find_typed("S"), "ABCD"), "");
   EXPECT_EQ(set_value(bench.store.memory(), *bench.store.find_typed("S"), "AB"), "");
   EXPECT_EQ(bench.value("S"), "\"AB\"");
+}
+
+TEST(Values, Text_IsShownAsItIsTypedAndIsItselfInJson) {
+  Bench bench("S,STRING,,20,a,b,c,0,1\n");
+  const Element element = *bench.store.find_typed("S");
+  struct Shown {
+    const char* typed;
+    const char* shown;
+    const char* json;
+  };
+  const Shown texts[] = {{"K\xC3\xA4se", "\"K\xC3\xA4se\"", "\"K\xC3\xA4se\""},
+                         {"\"a\\n\\t\\\"\"", "\"a\\n\\t\\\"\"", "\"a\\n\\t\\\"\""},
+                         {"\\xC3", "\"\\\\xC3\"", "\"\\\\xC3\""},
+                         {"\"\\xC3\"", "\"\\xC3\"", "null"},
+                         {"a\xE2\x80\xAE", "\"a\\xE2\\x80\\xAE\"", "\"a\xE2\x80\xAE\""}};
+  for (const Shown& text : texts) {
+    EXPECT_EQ(set_value(bench.store.memory(), element, text.typed), "");
+    EXPECT_EQ(bench.value("S"), text.shown);
+    EXPECT_EQ(value_json(bench.store.memory(), element).dump(), text.json);
+    const std::string words = raw_text(bench.store.memory(), element);
+    EXPECT_EQ(set_value(bench.store.memory(), element, text.shown), "");
+    EXPECT_EQ(raw_text(bench.store.memory(), element), words) << "what is shown can be set";
+  }
 }
 
 // "ffff 0000", the words of a number, the lowest first.

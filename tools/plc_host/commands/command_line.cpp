@@ -127,6 +127,7 @@ void take_names_from_file(const Command& command, HostOptions& options) {
   if (options.names_file.empty()) return;
   const std::vector<std::string> more = names_in(options.names_file, command.run == run_write);
   options.names.insert(options.names.end(), more.begin(), more.end());
+  options.names_of_file = more.size();
 }
 
 int run_command(const Command& command, bool asks_controller, HostOptions& options) {

@@ -1,8 +1,11 @@
 // The commands that transfer once: read, write and batch.
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -189,7 +192,15 @@ void demand_way_back(const TagReference& reference) {
   }
 }
 
-// A list often has blanks there. In the name they would be a part of it.
+// A line of a list often has blanks in front, before the = and around a quoted text. They count for nothing, unless the
+// tag file has them in a name.
+void drop_blanks_of_list(const TagList& tags, std::string_view& name, std::string_view& value) {
+  if (positions_of(tags, name).empty()) name = plc_base::without_blanks(name);
+  const std::string_view inner = plc_base::without_blanks(value);
+  if (inner.size() > 1 && inner.front() == '"' && inner.back() == '"') value = inner;
+}
+
+// In a word of the command line somebody put them between quotes. In the name they would be a part of it.
 void refuse_blanks(const TagList& tags, std::string_view name, std::string_view value) {
   const std::string meant(plc_base::without_blanks(name));
   if (meant == name || meant.empty() || !positions_of(tags, name).empty() || positions_of(tags, meant).empty()) return;
@@ -207,22 +218,52 @@ void split_known(const TagList& tags, std::string_view text, std::string_view& n
     value = text.substr(at + 1);
     return;
   }
+  if (!name.empty() || value.find('=') == std::string_view::npos) return;
+  // Of a name that is none: what stands before the value.
+  name = text.substr(0, text.rfind('='));
+  value = text.substr(name.size() + 1);
 }
 
-// The first number of a REAL that is written as another one, for it has more digits than fit.
+// The digits of a number without zeros at their ends, and the power of ten that they count: the same for 1.50 and
+// 15e-1.
+std::string digits_of(std::string_view number) {
+  const size_t exponent = std::min(number.find_first_of("eE"), number.size());
+  const std::string_view mantissa = number.substr(0, exponent);
+  const size_t point = std::min(mantissa.find('.'), mantissa.size());
+  std::string digits;
+  std::copy_if(mantissa.begin(), mantissa.end(), std::back_inserter(digits),
+               [](char sign) { return sign >= '0' && sign <= '9'; });
+  const size_t first = std::min(digits.find_first_not_of('0'), digits.size());
+  const size_t end = digits.find_last_not_of('0') + 1;  // 0 where there is none
+  if (first >= end) return {};
+  long power = static_cast<long>(digits.size() - end);
+  if (point < mantissa.size()) power -= static_cast<long>(mantissa.size() - point - 1);
+  if (exponent < number.size()) power += std::strtol(std::string(number.substr(exponent + 1)).c_str(), nullptr, 10);
+  return digits.substr(first, end - first) + 'e' + std::to_string(power);
+}
+
+// Every digit of what the controller gets.
+std::string all_digits(double number) {
+  std::array<char, 1024> text{};  // no LREAL has more than 767 digits
+  std::snprintf(text.data(), text.size(), "%.800e", number);
+  return text.data();
+}
+
+// The first number that is written as another one, for it has more digits than its type holds.
 void tell_rounded(const TagReference& reference, std::string_view typed, const TagValue& value) {
   constexpr uint8_t kSingleBits = 32;
   const TagEntry& entry = reference.tag->entry;
-  if (value_kind(entry) != ValueKind::kReal || entry.bit_width != kSingleBits) return;
+  if (value_kind(entry) != ValueKind::kReal) return;
   const std::vector<std::string_view> numbers = plc_base::typed_elements(typed, reference.extents).elements;
   for (size_t i = 0; i < std::min(numbers.size(), value.elements.size()); ++i) {
-    const std::string wanted(numbers[i]);
+    const double number = element_number(entry, value.elements[i]);
     const std::string written = format_element(entry, value.elements[i]);
-    const bool is_pattern_of_bits = wanted.find_first_of("xXbB") != std::string::npos;
-    const double number = std::strtod(wanted.c_str(), nullptr);
-    if (is_pattern_of_bits || !std::isfinite(number) || std::strtod(written.c_str(), nullptr) == number) continue;
+    const std::string wanted = digits_of(numbers[i]);
+    if (!std::isfinite(number) || wanted == digits_of(written) || wanted == digits_of(all_digits(number))) continue;
+    const bool is_single = entry.bit_width == kSingleBits;
     std::string text = plc_base::told_name(reference.text);
-    text.append(": a REAL holds about 7 digits: ").append(wanted).append(" becomes ").append(written);
+    text.append(is_single ? ": a REAL holds about 7 digits: " : ": an LREAL holds about 16 digits: ");
+    text.append(numbers[i]).append(" becomes ").append(written);
     return show_message(text);
   }
 }
@@ -244,13 +285,15 @@ std::vector<PreparedWrite> prepare_writes(Host& host, const HostOptions& options
   std::vector<PreparedWrite> writes;
   std::vector<TagResult> results;
   bool refused = false;
-  for (const std::string& assignment : options.names) {
+  for (size_t i = 0; i < options.names.size(); ++i) {
+    const std::string& assignment = options.names[i];
     TagResult failure;
     failure.name = assignment;
     try {
       std::string_view name;
       std::string_view value;
       split_known(host.tags(), assignment, name, value);
+      if (i + options.names_of_file >= options.names.size()) drop_blanks_of_list(host.tags(), name, value);
       failure.name = name;
       refuse_blanks(host.tags(), name, value);
       refuse_pattern(host.tags(), name);

@@ -52,6 +52,12 @@ std::string names_text(const std::string& file) {
   return std::move(read.text);
 }
 
+[[noreturn]] void refuse_tag_file(const std::string& file) {
+  const std::string advice = file == "-" ? "FILE --names lists the names in it, once it is saved as FILE"
+                                         : file + " --names lists the names in it";
+  refuse(file, "it is a tag file. Try: plc-host tags " + advice);
+}
+
 bool is_tag_line(const std::string& line) { return std::count(line.begin(), line.end(), ',') >= kTagLineCommas; }
 
 // The pattern cut at its dots.
@@ -169,7 +175,8 @@ void check_line(const std::string& file, size_t number, std::string_view line, b
     refuse(file, place + ": " + plc_base::told_name(plc_base::without_blanks(line)) +
                      " gives no value: write NAME=VALUE in each line");
   }
-  if (is_assignment && line.front() == '=' && line.find('=', 1) == std::string_view::npos) {
+  const std::string_view inner = plc_base::without_blanks(line);
+  if (is_assignment && inner.front() == '=' && inner.find('=', 1) == std::string_view::npos) {
     refuse(file, place + ": a name is empty: write NAME=VALUE in each line");
   }
 }
@@ -197,7 +204,7 @@ std::vector<std::string> names_in(const std::string& file, bool are_assignments)
   }
   if (names.empty()) refuse(file, "it has no names");
   if (!are_assignments && std::all_of(names.begin(), names.end(), is_tag_line)) {
-    refuse(file, "it is a tag file. Try: plc-host tags " + file + " --names lists the names in it");
+    refuse_tag_file(file);
   }
   return names;
 }

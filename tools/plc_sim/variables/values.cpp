@@ -12,6 +12,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "base/utf8.h"
 #include "base/values/typed_value.h"
 
 namespace plc_sim {
@@ -107,21 +108,6 @@ void store_text(Memory& memory, const Element& element, std::string_view text) {
   }
 }
 
-std::string escaped(const std::string& text) {
-  std::string out;
-  for (const char c : text) {
-    const auto byte = static_cast<uint8_t>(c);
-    if (byte >= 0x20 && byte < 0x7F && c != '\\') {
-      out += c;
-      continue;
-    }
-    std::array<char, 5> code{};
-    std::snprintf(code.data(), code.size(), "\\x%02X", static_cast<unsigned>(byte));
-    out += code.data();
-  }
-  return out;
-}
-
 // As hosts' users name it in messages, with its bits where it has no width of its own.
 plc_base::ValueType typed_as(const TypeInfo& type) {
   const unsigned bits = type.bits == 0 ? kBitsPerUnit * kMaxNumberUnits : type.bits;
@@ -161,7 +147,7 @@ std::string value_text(const Memory& memory, const Element& element) {
     case TypeKind::kReal:
       return real_text(real_value(number_at(memory, element), type.bits), type.bits);
     case TypeKind::kText:
-      return "\"" + escaped(text_at(memory, element)) + "\"";
+      return plc_base::quoted_with_escapes(text_at(memory, element));
     case TypeKind::kBits:
       return bits_text(number_at(memory, element), type.bits);
     case TypeKind::kUnsigned:
@@ -183,8 +169,10 @@ nlohmann::json value_json(const Memory& memory, const Element& element) {
       const double real = real_value(number, type.bits);
       return std::isfinite(real) ? nlohmann::json(real) : nlohmann::json(real_text(real, type.bits));
     }
-    case TypeKind::kText:
-      return escaped(text_at(memory, element));
+    case TypeKind::kText: {
+      const std::string text = text_at(memory, element);
+      return plc_base::is_utf8(text) ? nlohmann::json(text) : nlohmann::json();
+    }
     case TypeKind::kUnsigned:
     case TypeKind::kBits:
     case TypeKind::kOpaque:

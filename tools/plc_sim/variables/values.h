@@ -10,10 +10,11 @@
 
 namespace plc_sim {
 
-// Texts end at their first 00; unprintable bytes are written as \xNN.
+// Texts end at their first 00; they are quoted as set takes them, with escapes for what a terminal would obey or hide.
 std::string value_text(const Memory& memory, const Element& element);
 
-// Numbers beyond what JSON can hold (not-a-number, infinities) are text.
+// Numbers beyond what JSON can hold (not-a-number, infinities) are text. A text is itself, without escapes of its own;
+// null when it is no UTF-8.
 nlohmann::json value_json(const Memory& memory, const Element& element);
 
 // The element's words in memory order, "1234 5678"; "0" or "1" for a BOOL.
