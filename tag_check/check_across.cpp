@@ -154,6 +154,7 @@ void keep_apart(const SourceFile& file, const Variables& variables, Findings* fi
     finding.edits.clear();
     finding.message += "; only they tell it from that of line " + std::to_string(other.number) +
                        ": remove them by hand if both are one variable";
+    finding.has_remedy = true;
   }
 }
 
@@ -167,9 +168,11 @@ void check_duplicates(const SourceFile& file, Findings* findings) {
     Namesakes& same = added.first->second;
     if (same.other == nullptr && line.column(1).text != same.first->column(1).text) same.other = &line;
     if (line.entry.name[0] == '_') continue;
-    const std::string message = "line " + std::to_string(same.first->number) + " declares the same variable" +
-                                blanks_between(line, *same.first);
-    add_finding("T110", line, line.column(1), message, findings).other_line = same.first->number;
+    const std::string blanks = blanks_between(line, *same.first);
+    const std::string message = "line " + std::to_string(same.first->number) + " declares the same variable" + blanks;
+    Finding& finding = add_finding("T110", line, line.column(1), message, findings);
+    finding.other_line = same.first->number;
+    finding.has_remedy = !blanks.empty();  // of the finding on the blanks
   }
   keep_apart(file, variables, findings);
 }

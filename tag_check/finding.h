@@ -26,6 +26,7 @@ struct Finding {
   bool by_form = false;     // corrected by writing the text in that form
   uint32_t last_line = 0;   // of several that have the same cause, the last one; else 0
   uint32_t other_line = 0;  // the line that its message names beside its own: T110 and T111; else 0
+  bool has_remedy = false;  // its message says what to do, and what its rule says would not help
 
   // Whether it has one safe correction.
   bool is_fixable() const { return by_form || !edits.empty(); }

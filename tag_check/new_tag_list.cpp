@@ -59,11 +59,13 @@ bool is_separator_line(std::string_view line) { return line.size() <= 5 && line.
 
 bool says_nothing(std::string_view line) { return is_empty(line) || is_separator_line(line); }
 
-// The separator of most lines.
+bool has_open_quote(std::string_view text) { return std::count(text.begin(), text.end(), '"') % 2 != 0; }
+
+// The separator of most lines. Those that a cell between quotes goes on in have it at the wrong side of them.
 char separator_of_all(const std::vector<ListLine>& lines) {
   std::map<char, size_t> votes;
   for (const ListLine& line : lines) {
-    if (!says_nothing(line.text)) ++votes[separator_of(line.text)];
+    if (!says_nothing(line.text) && !has_open_quote(line.text)) ++votes[separator_of(line.text)];
   }
   const auto most =
       std::max_element(votes.begin(), votes.end(), [](const auto& a, const auto& b) { return a.second < b.second; });
@@ -87,8 +89,8 @@ std::string told_twice(const CsvLine& line, size_t first, size_t second) {
          plc_base::quoted(without_blanks(line.fields[second].text));
 }
 
-// What a heading says; nothing for a line that is none.
-std::optional<Heading> heading_of(const CsvLine& line) {
+// The columns that a line names by their usual words.
+Heading columns_named(const CsvLine& line) {
   Heading heading;
   for (size_t i = 0; i < line.fields.size(); ++i) {
     const std::string word = lower_case(line.fields[i].text);
@@ -99,6 +101,12 @@ std::optional<Heading> heading_of(const CsvLine& line) {
     if (column && heading.problem.empty()) heading.problem = told_twice(line, *column, i);
     if (!column) column = i;
   }
+  return heading;
+}
+
+// What a heading says; nothing for a line that is none.
+std::optional<Heading> heading_of(const CsvLine& line) {
+  Heading heading = columns_named(line);
   if (!heading.columns[kName] || !heading.columns[kType]) return std::nullopt;
   return heading;
 }
@@ -169,8 +177,6 @@ NewTag tag_of(const CsvLine& line, const Columns& columns, uint32_t number) {
   return tag;
 }
 
-bool is_like_type(const std::string& text) { return is_type(text) || meant_type(text).is_known || declared_type(text); }
-
 // A first line with words of its own that no line behind it shares is a heading in another language.
 void take_strange_heading(NewTagList* list) {
   if (list->tags.size() < 2 || is_like_type(list->tags[0].type) || !is_like_type(list->tags[1].type)) return;
@@ -184,38 +190,96 @@ void take_strange_heading(NewTagList* list) {
   list->tags.erase(list->tags.begin());
 }
 
-NewTagList list_of(const std::vector<ListLine>& lines) {
-  constexpr size_t kTagFileColumns = 8;
-  NewTagList list;
-  const char separator = separator_of_all(lines);
-  Columns columns = {0, 1, 2, 3, 4, 5};
-  bool has_heading = false;
-  for (const ListLine& line : lines) {
-    if (says_nothing(line.text)) continue;
-    CsvLine csv = split_csv(line.text, separator);
-    if (csv.is_broken) {
-      list.findings.push_back({"T009", line.number, 1, "a quote has no end, or text stands behind it", {}});
-      continue;
-    }
-    const auto heading = list.tags.empty() ? heading_of(csv) : std::nullopt;
-    if (heading && !has_heading) {
-      tell_doubles(*heading, line.number, &list);
-      columns = heading->columns;
-      tell_misspelt(csv, columns, line.number, &list);
-      has_heading = true;
-      continue;
-    }
-    if (!has_heading && csv.fields.size() >= kTagFileColumns) {
-      list.findings.push_back(
-          {"T006", line.number, 1, "this is not a list of names and types: it has the columns of a tag file", {}});
-      return list;
-    }
-    join_name(separator, *columns[kName], &csv);
-    list.tags.push_back(tag_of(csv, columns, line.number));
-  }
-  if (!has_heading) take_strange_heading(&list);
-  return list;
+// A first line that names the variables' column alone, and nothing behind it that could be a type.
+bool is_heading_without_type(const Columns& first, const NewTagList& list) {
+  return first[kName] && !first[kType] &&
+         std::none_of(list.tags.begin(), list.tags.end(), [](const NewTag& tag) { return is_like_type(tag.type); });
 }
+
+// A cell between quotes may go on in the lines behind: they become one, with its line breaks.
+CsvLine whole_line(const std::vector<ListLine>& lines, char separator, size_t* at) {
+  constexpr size_t kMostLines = 100;
+  CsvLine csv = split_csv(lines[*at].text, separator);
+  if (!csv.is_broken || !has_open_quote(lines[*at].text)) return csv;
+  std::string text(lines[*at].text);
+  for (size_t next = *at + 1; next < std::min(lines.size(), *at + kMostLines); ++next) {
+    text.append("\n").append(lines[next].text);
+    if (!has_open_quote(lines[next].text)) continue;
+    CsvLine joined = split_csv(text, separator);
+    if (joined.is_broken) return csv;
+    *at = next;
+    return joined;
+  }
+  return csv;
+}
+
+// Reads the lines one after the other.
+class ListReader {
+ public:
+  explicit ListReader(const std::vector<ListLine>& lines) : lines_(lines), separator_(separator_of_all(lines)) {}
+
+  NewTagList read() {
+    for (size_t at = 0; at < lines_.size(); ++at) {
+      const uint32_t number = lines_[at].number;
+      if (says_nothing(lines_[at].text)) continue;
+      CsvLine csv = whole_line(lines_, separator_, &at);
+      if (!take(csv, number)) return std::move(list_);
+    }
+    if (!has_heading_ && is_heading_without_type(first_words_, list_)) {
+      list_ = {};
+      list_.findings.push_back({"T040", first_line_, 1, "the heading has no column that is called Type", {}});
+    } else if (!has_heading_) {
+      take_strange_heading(&list_);
+    }
+    return std::move(list_);
+  }
+
+ private:
+  // False when the rest need not be read.
+  bool take(CsvLine& csv, uint32_t number) {
+    constexpr size_t kTagFileColumns = 8;
+    if (csv.is_broken) {
+      list_.findings.push_back({"T009", number, 1, "a quote has no end, or text stands behind it", {}});
+      return true;
+    }
+    if (const auto heading = heading_of(csv)) {
+      take_heading(*heading, csv, number);
+      return true;
+    }
+    if (!has_heading_ && csv.fields.size() >= kTagFileColumns) {
+      list_.findings.push_back(
+          {"T006", number, 1, "this is not a list of names and types: it has the columns of a tag file", {}});
+      return false;
+    }
+    if (list_.tags.empty() && !has_heading_) {
+      first_words_ = columns_named(csv).columns;
+      first_line_ = number;
+    }
+    join_name(separator_, *columns_[kName], &csv);
+    list_.tags.push_back(tag_of(csv, columns_, number));
+    return true;
+  }
+
+  void take_heading(const Heading& heading, const CsvLine& csv, uint32_t number) {
+    if (has_heading_ || !list_.tags.empty()) {
+      list_.findings.push_back({"T006", number, 1, "a heading stands between the variables: it is the first line", {}});
+      list_.findings.back().has_remedy = true;
+      return;
+    }
+    tell_doubles(heading, number, &list_);
+    columns_ = heading.columns;
+    tell_misspelt(csv, columns_, number, &list_);
+    has_heading_ = true;
+  }
+
+  const std::vector<ListLine>& lines_;
+  char separator_;
+  NewTagList list_;
+  Columns columns_ = {0, 1, 2, 3, 4, 5};
+  bool has_heading_ = false;
+  Columns first_words_;  // what the first line would be as a heading
+  uint32_t first_line_ = 0;
+};
 
 }  // namespace
 
@@ -225,7 +289,9 @@ NewTagList read_tag_list(std::string_view text) {
   if (plc_base::is_workbook(text)) {
     list.findings.push_back({"T016", 1, 1, "this is a spreadsheet's own file", {}});
   } else if (decoded.is_whole) {
-    list = list_of(lines_of(decoded.text()));
+    const std::string whole(decoded.text());
+    const std::vector<ListLine> lines = lines_of(whole);
+    list = ListReader(lines).read();
   } else {
     list.findings.push_back({"T007", 1, 1, "the list is UTF-16, and its characters are not whole", {}});
   }

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 #include "base/text.h"
 #include "checker.h"
@@ -38,6 +40,31 @@ Finding finding_on(const std::string& misfit, bool is_type, uint32_t place) {
           1,
           plc_base::quoted(misfit) + (has_comma ? " contains a comma" : " contains a newline"),
           {}};
+}
+
+// What a new name or type cannot be, though a file that is there may have it; nothing for what it can.
+std::optional<Finding> misplaced(const NewTag& tag) {
+  const auto found = [&tag](const std::string& message) {
+    Finding finding{"T020", tag.place, 1, message, {}};
+    finding.has_remedy = true;
+    return finding;
+  };
+  const std::string name(without_blanks(tag.name));
+  const std::string type(without_blanks(tag.type));
+  if (is_type(name) && !type.empty() && !is_like_type(type)) {
+    return found(plc_base::quoted(name) + " is a type and " + plc_base::quoted(type) +
+                 " is none: the name stands first, write " + type + " and then " + name);
+  }
+  const size_t open = name.rfind('[');
+  if (open == std::string::npos || open == 0 || name.back() != ']') return std::nullopt;
+  const std::string base(without_blanks(name.substr(0, open)));
+  const std::string inner = name.substr(open + 1, name.size() - open - 2);
+  if (without_blanks(inner).empty()) {
+    return found(plc_base::quoted(name) + " has nothing between its brackets: write " + base +
+                 ", with the ranges of an array beside it, as in 0..9");
+  }
+  if (base.size() == open) return std::nullopt;
+  return found(plc_base::quoted(name) + " has a blank before its subscripts: write " + base + name.substr(open));
 }
 
 // As lists of variables say it in the place of a program, plc-host tags --csv too.
@@ -134,6 +161,10 @@ NewTagLines make_tag_lines(const std::vector<NewTag>& tags, const NewTagPlace& p
   NewTagLines made;
   std::vector<uint32_t> places;
   for (const NewTag& tag : tags) {
+    if (std::optional<Finding> finding = misplaced(tag)) {
+      made.findings.push_back(std::move(*finding));
+      continue;
+    }
     const NewTag apart = taken_apart(tag);
     if (const std::string* misfit = first_misfit(apart)) {
       made.findings.push_back(finding_on(*misfit, misfit == &apart.type, tag.place));

@@ -39,6 +39,10 @@ class ShownFindings {
 
   // To be asked for each finding in their order: the number of this one among those of its rule, from 1.
   size_t number_of(const Finding& finding) { return ++counts_[finding.rule].told; }
+  // Whether this is the first one to be shown with what its rule says to do.
+  bool is_first_without_remedy(const Finding& finding) {
+    return !finding.has_remedy && ++counts_[finding.rule].without_remedy == 1;
+  }
   // How many are not shown.
   size_t hidden(const Finding& finding) const {
     const size_t all = counts_.at(finding.rule).all;
@@ -49,6 +53,7 @@ class ShownFindings {
   struct Count {
     size_t all = 0;
     size_t told = 0;
+    size_t without_remedy = 0;
   };
   std::map<std::string_view, Count> counts_;
 };
@@ -122,7 +127,7 @@ std::string text_report(const FileReport& report) {
     const Rule& rule = rule_of(finding.rule);
     text += place(report, finding) + ": " + severity_name(rule.severity) + ": " +
             plc_base::shown_line(finding.message) + " [" + rule.code + "]\n";
-    if (number == 1) text += "    " + std::string(rule.suggestion) + "\n";
+    if (shown.is_first_without_remedy(finding)) text += "    " + std::string(rule.suggestion) + "\n";
     if (number == kShownOfARule && shown.hidden(finding) > 0) {
       text += plc_base::shown_first(report.file) + ": " + severity_name(rule.severity) + ": and " +
               plc_base::grouped_number(shown.hidden(finding)) + " more [" + rule.code + "]\n";

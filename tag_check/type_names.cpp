@@ -215,4 +215,8 @@ std::optional<DeclaredType> declared_type(std::string_view text) {
   return std::nullopt;
 }
 
+bool is_like_type(std::string_view text) {
+  return is_type(text) || meant_type(text).is_known || declared_type(text).has_value();
+}
+
 }  // namespace tag_check

@@ -30,6 +30,9 @@ struct DeclaredType {
 };
 std::optional<DeclaredType> declared_type(std::string_view text);
 
+// Whether the text is a type, means one, or is one with its ranges or length.
+bool is_like_type(std::string_view text);
+
 // Ranges as column 3 has them from "[0..9]", "0..9", "0..9,0..4"; the text as it is where it is nothing of the kind.
 std::string ranges_of(std::string_view text);
 

@@ -3,7 +3,8 @@ import re
 
 # What the values of an option or argument are, where its help does not tell by NAME, FILE or a number type.
 VALUE_KINDS = {"--chart": "variables", "NAME": "variables", "NAME=VALUE": "variables", "--address": "nothing",
-               "--sim-arg": "nothing", "--rotate": "nothing"}
+               "--sim-arg": "nothing", "--rotate": "nothing", "--driver": "drivers"}
+WITH_HELP_COMMAND = ("plc-host",)  # help COMMAND is COMMAND --help there
 NO_FILES = ("UINT", "INT", "FLOAT", "MS", "HOST:PORT", "FAULT", "NAME=NUMBER", "RANGES", "LENGTH", "PROGRAM",
             "NUMBER", "DEVICE")
 
@@ -63,6 +64,11 @@ BASH = r'''# Completion of @PROGRAM@ for bash, made from the program's own help.
   done < <("${COMP_WORDS[0]}" tags "${target[@]}" --names 2>/dev/null)
 }
 
+# Offers the builds of the driver by their names, and files.
+@FUNCTION@_drivers() {
+  mapfile -t COMPREPLY < <(compgen -W "guarded contract" -- "$1"; compgen -f -- "$1")
+}
+
 @FUNCTION@_words() {
   mapfile -t COMPREPLY < <(compgen -W "$2" -- "$1")
 }
@@ -93,6 +99,7 @@ def bash_values(options, indent):
     lines = []
     for kind, names in kinds.items():
         action = {"files": '@FUNCTION@_files "$current"', "variables": '@FUNCTION@_variables "$current"',
+                  "drivers": '@FUNCTION@_drivers "$current"',
                   "nothing": ""}.get(kind, '@FUNCTION@_words "$current" "%s"' % kind)
         lines += ["  %s)" % " | ".join(names)] + ["    " + action] * bool(action) + ["    return", "    ;;"]
     if not lines:
@@ -108,7 +115,12 @@ def bash_body(page):
     if page.commands:
         first = " ".join([command.name for command, _ in page.commands] + long_names(page))
         lines += ["  if ((COMP_CWORD == 1)); then", '    @FUNCTION@_words "$current" "%s"' % first, "    return",
-                  "  fi", '  case "$command" in']
+                  "  fi"]
+        if page.name in WITH_HELP_COMMAND:
+            names = " ".join(command.name for command, _ in page.commands)
+            lines += ['  if ((COMP_CWORD == 2)) && [[ $command == help ]]; then',
+                      '    @FUNCTION@_words "$current" "%s"' % names, "    return", "  fi"]
+        lines += ['  case "$command" in']
         for command, _ in page.commands:
             lines += ["    %s)" % command.name, '      words="%s"' % " ".join(long_names(command)),
                       "      values=%s" % argument_kind(command), "      ;;"]
@@ -128,7 +140,7 @@ def argument_kind(page):
 
 def without_unused(text):
     """Functions and variables that this program's completion does not use are left out."""
-    for part in ("variables", "target"):
+    for part in ("variables", "target", "drivers"):
         if len(re.findall(r"@FUNCTION@_%s\b" % part, text)) == 1:
             text = re.sub(r"(?:^#[^\n]*\n)*^@FUNCTION@_%s\(\) \{.*?^\}\n\n" % part, "", text, flags=re.S | re.M)
     return text
@@ -154,7 +166,7 @@ def zsh_action(option):
     kind = value_kind(option)
     if isinstance(kind, list):
         return "(%s)" % " ".join(kind)
-    return {"files": "_files", "variables": "@FUNCTION@_variables"}.get(kind, " ")
+    return {"files": "_files", "drivers": "_files", "variables": "@FUNCTION@_variables"}.get(kind, " ")
 
 
 def zsh_arguments(page):

@@ -223,6 +223,7 @@ void FileForm::tell_all() {
   tell("T014", "a field contains a comma, which begins the next column", commas_);
   tell("T015", "blanks around a field are part of it", blanks_);
   tell("T015", kept_text_, kept_programs_);
+  if (kept_programs_.lines > 0) findings_.back().has_remedy = true;
 }
 
 bool FileForm::is_left(uint32_t line) const { return std::binary_search(left_.begin(), left_.end(), line); }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 #include "checker.h"
 
@@ -100,6 +101,37 @@ TEST(NewTags, ArrayWithoutBounds_IsToldWithThem) {
   const NewTagLines unknown = make_tag_lines({new_tag("X", "THING[10]")}, {});
   ASSERT_EQ(told(unknown.findings), "T041 1");
   EXPECT_EQ(unknown.findings[0].message, "'THING[10]' is not a type");
+}
+
+TEST(NewTags, NameThatCanBeNone_IsToldWithWhatWasMeant) {
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"DINT", "Speed", "'DINT' is a type and 'Speed' is none: the name stands first, write Speed and then DINT"},
+      {"Table[]", "INT",
+       "'Table[]' has nothing between its brackets: write Table, with the ranges of an array beside it, as in 0..9"},
+      {"Table [1]", "INT", "'Table [1]' has a blank before its subscripts: write Table[1]"}};
+  for (const auto& [name, type, message] : cases) {
+    const NewTagLines made = make_tag_lines({new_tag(name, type)}, {});
+    ASSERT_EQ(told(made.findings), "T020 1") << name;
+    EXPECT_EQ(made.findings[0].message, message);
+    EXPECT_TRUE(made.findings[0].has_remedy);
+    EXPECT_EQ(made.text, "");
+  }
+  EXPECT_EQ(told(make_tag_lines({new_tag("DINT", "INT")}, {}).findings), "");
+  EXPECT_EQ(told(make_tag_lines({new_tag("Table[1]", "INT")}, {}).findings), "");
+}
+
+TEST(NewTags, HeadingOfAList_IsNoVariable) {
+  EXPECT_EQ(told_of_list("Name;Comment\nSpeed;fast\nLamp;red\n"), "T040 1");
+  EXPECT_EQ(told_of_list("Speed;DINT\nName;Type\nLamp;INT\n"), "T006 2");
+  EXPECT_EQ(told_of_list("Name;Type\nSpeed;DINT\nName;Type\n"), "T006 3");
+  EXPECT_EQ(lines_of_list("Name;INT\n"), "Name,INT,,,,,,0,1,0,0,\n");
+}
+
+TEST(NewTags, LineBreakWithinQuotes_EndsNoLineOfAList) {
+  EXPECT_EQ(lines_of_list("Name;Type;Comment\nSpeed;DINT;\"fast,\nor slow\"\nLamp;INT;x\n"),
+            "Speed,DINT,,,,,,0,1,0,0,\nLamp,INT,,,,,,1,1,0,0,\n");
+  EXPECT_EQ(told_of_list("Name;Type\n\"Sp\need\";DINT\nLamp;FLOAT\n"), "T028 2, T041 4");
+  EXPECT_EQ(told_of_list("Speed;DINT;\"open\nLamp;INT\n"), "T009 1");
 }
 
 TEST(NewTags, LocalVariable_HasItsProgramAndItsNumber) {

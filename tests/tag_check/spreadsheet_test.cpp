@@ -5,6 +5,7 @@
 #include <string>
 
 #include "checker.h"
+#include "report.h"
 #include "rule_list.h"
 
 namespace tag_check {
@@ -250,4 +251,20 @@ INSTANTIATE_TEST_SUITE_P(Cases, Spreadsheet, testing::ValuesIn(kCases),
                          [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace
+// The rule's own remedy would make one variable of two.
+TEST(Report, RemedyOfAFinding_StandsWithoutThatOfItsRule) {
+  FileReport report{"PLC1_0.csv", {}, {}};
+  report.findings =
+      check_text("PLC1_0.csv", "b,INT,,,,,,0,1,0,0,,DM\n b,INT,,,,,,1,1,0,0,,DM\nc ,INT,,,,,,2,1,0,0,,DM\n", {});
+  EXPECT_EQ(
+      text_report(report),
+      "PLC1_0.csv:2:1: warning: blanks around the name are part of it; only they tell it from that of line 1: remove "
+      "them by hand if both are one variable [T021]\n"
+      "PLC1_0.csv:2:1: warning: line 1 declares the same variable once the blanks around its name are removed "
+      "[T110]\n"
+      "PLC1_0.csv:3:1: warning: blanks around the name are part of it [T021]\n"
+      "    Remove the blanks.\n"
+      "PLC1_0.csv: the driver does not load this file\n");
+}
+
 }  // namespace tag_check

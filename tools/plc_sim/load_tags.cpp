@@ -127,7 +127,9 @@ bool load_tags(const Options& options, VariableStore& store) {
   }
   printer.finish();
   warn_of_programs(options, tags);
-  if (!is_good) print_error("plc-sim: nothing was started. Try: plc-host check FILE, or --skip-bad-lines");
+  // A line that is left out needs others that stay.
+  const char* otherwise = store.variables().empty() ? "" : ", or --skip-bad-lines";
+  if (!is_good) print_error(std::string("plc-sim: nothing was started. Try: plc-host check FILE") + otherwise);
   if (!is_good || !options.skip_bad_lines || !store.variables().empty()) return is_good;
   print_error("plc-sim: nothing was started: no line can be declared. Try: plc-host check FILE");
   return false;

@@ -44,7 +44,8 @@ TEST_F(NewTagsTest, BlanksAroundANameOrAProgram_AreRemovedAndSaid) {
   EXPECT_EQ(list.code, 1);
   EXPECT_EQ(list.out, "");
   EXPECT_THAT(list.err, HasSubstr("list.csv:4: only blanks tell the program 'Main ' from 'Main': remove them by hand "
-                                  "if both are one program\nplc-host:     Remove the blanks.\n"));
+                                  "if both are one program\nplc-host: " +
+                                  path("list.csv") + ": nothing was written\n"));
   write_file("list.csv", "Name,Type,Program\nA, INT, Main \n\"X \",INT,\"Sub \"\n");
   const Outcome other = tags({"--from", path("list.csv")});
   EXPECT_EQ(other.out, "A,INT,,,,,,0,0,0,0,Main\nX,INT,,,,,,1,0,0,0,Sub\n");

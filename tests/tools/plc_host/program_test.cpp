@@ -98,13 +98,16 @@ TEST_F(ProgramTest, Completion_OffersCommandsOptionsAndVariables) {
                  "offer plc-host read --address 192.168.0.10 : 8500 --area 1 He\n"
                  "offer plc-host read He\n"
                  "PLC_HOST_ADDRESS=192.168.0.10 PLC_HOST_AREA=1 offer plc-host write He\n"
+                 "offer plc-host read --driver gua\n"
+                 "offer plc-host help wat\n"
                  "echo 'tags = \"machine.csv\"' > plc-host.toml\n"
                  "offer plc-host watch Sp\n");
   write_file("PLCC0A8000A_1.csv", "Here,INT,,,,,,0,1,0,0,\n");
   Child child({"/bin/bash", path("complete.bash")}, path("out"), path("err"));
   EXPECT_EQ(child.wait(), 0);
   EXPECT_EQ(file_text(path("err")), "");
-  EXPECT_EQ(file_text(path("out")), "watch\n--chart\nSpeed\n" + path("machine.csv") + "\n\nHere\n\nHere\nSpeed\n");
+  EXPECT_EQ(file_text(path("out")),
+            "watch\n--chart\nSpeed\n" + path("machine.csv") + "\n\nHere\n\nHere\nguarded\nwatch\nSpeed\n");
 }
 
 // The rows of a table without their states and times: name, type and value.

@@ -185,7 +185,7 @@ TEST(PlcSim, TagFileNamedLikeASpeaker_IsNone) {
   EXPECT_EQ(sim.finish(), 2);
   EXPECT_EQ(sim.errors(),
             "plc-sim: ./violation: x:1: error: unknown type 'Bool'\n"
-            "plc-sim: nothing was started. Try: plc-host check FILE, or --skip-bad-lines\n");
+            "plc-sim: nothing was started. Try: plc-host check FILE\n");
 }
 
 TEST(PlcSim, FilesInTheWay_AreNotWrittenOver) {

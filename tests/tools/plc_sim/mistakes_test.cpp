@@ -193,7 +193,7 @@ TEST_F(Mistakes, InEveryLine_ArePrintedTenTimes) {
                 ": error: the columns are separated by semicolons, commas are required\n";
   }
   EXPECT_EQ(said_to({file}), expected + "plc-sim: " + file + ": and 290 more errors\n" +
-                                 "plc-sim: nothing was started. Try: plc-host check FILE, or --skip-bad-lines\n");
+                                 "plc-sim: nothing was started. Try: plc-host check FILE\n");
 }
 
 TEST_F(Mistakes, OnTheConsole_AreNamedWithWhatToDo) {
@@ -205,6 +205,8 @@ TEST_F(Mistakes, OnTheConsole_AreNamedWithWhatToDo) {
       {"write Speed=5", "no command is called 'write'; did you mean set?"},
       {"set", "no variable is named; show lists them"},
       {"set Speed", "the value is missing: set Speed VALUE"},
+      {"set 'Speed 5", "the name begins with a quote that has no end: write set 'Main /A' VALUE"},
+      {"show \"Speed", "the name begins with a quote that has no end: write show 'Main /A'"},
       {"set Speed=5", "a blank stands between a name and its value: set Speed 5"},
       {"fault claer", "no fault is called 'claer'; did you mean clear?"},
       {"set Sped 5", "no variable is called 'Sped'; did you mean Speed?"},
@@ -224,13 +226,25 @@ TEST_F(Mistakes, OnTheConsole_AreNamedWithWhatToDo) {
   EXPECT_EQ(sim.finish(), 0);
 }
 
+TEST_F(Mistakes, TextWithoutAValue_IsNotEmptied) {
+  const test::TemporaryFile tags("Name,STRING,,20,,,,0,1,0,0,\n");
+  PlcSimProcess sim({tags.path()});
+  sim.read_line();
+  EXPECT_EQ(sim.command("set Name pump"), "");
+  EXPECT_EQ(sim.command("set Name"), "error: the value is missing: set Name VALUE, or \"\" for an empty text\n");
+  EXPECT_EQ(sim.command("show Name"), "Name = \"pump\"\n");
+  EXPECT_EQ(sim.command("set Name \"\""), "");
+  EXPECT_EQ(sim.command("show Name"), "Name = \"\"\n");
+  EXPECT_EQ(sim.finish(), 0);
+}
+
 TEST_F(Mistakes, FileOfWhichNoLineIsLeft_StartsNothing) {
   const test::TemporaryFile bad("Long,STRING,,5000,,,,0,1,0,0,\n");
   const std::string place = "plc-sim: " + bad.path() + ":1: ";
   const std::string reason =
       "plc-sim serves strings of at most 4096 bytes, not of 5000. The line is no fault for a controller\n";
-  EXPECT_EQ(said_to({bad.path()}), place + "error: " + reason +
-                                       "plc-sim: nothing was started. Try: plc-host check FILE, or --skip-bad-lines\n");
+  EXPECT_EQ(said_to({bad.path()}),
+            place + "error: " + reason + "plc-sim: nothing was started. Try: plc-host check FILE\n");
   EXPECT_EQ(said_to({"--skip-bad-lines", bad.path()}),
             place + "warning: " + reason +
                 "plc-sim: nothing was started: no line can be declared. Try: plc-host check FILE\n");

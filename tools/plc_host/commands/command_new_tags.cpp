@@ -7,6 +7,7 @@
 #include <cstring>
 #include <iterator>
 #include <map>
+#include <set>
 #include <string_view>
 
 #include "base/text.h"
@@ -72,6 +73,7 @@ size_t shown_of(std::string_view rule) { return rule == "T023" ? 1 : tag_check::
 // Tells the findings, of each rule the first ones; true when nothing is wrong.
 bool tell(const std::vector<Finding>& findings, const std::string& list) {
   std::map<std::string_view, size_t> told;
+  std::set<std::string_view> advised;
   bool is_good = true;
   for (const Finding& finding : findings) {
     is_good = is_good && !is_wrong(finding);
@@ -80,7 +82,8 @@ bool tell(const std::vector<Finding>& findings, const std::string& list) {
     std::string text = list.empty() ? "" : list + ":" + std::to_string(finding.line) + ": ";
     text += finding.message + (finding.is_fixable() ? "; corrected" : "");
     show_message(text);
-    if (number == 1 && !finding.is_fixable()) show_message("    " + advice_on(finding));
+    const bool needs_advice = !finding.is_fixable() && !finding.has_remedy;
+    if (needs_advice && advised.insert(finding.rule).second) show_message("    " + advice_on(finding));
   }
   for (const auto& [rule, count] : told) {
     if (count <= shown_of(rule)) continue;

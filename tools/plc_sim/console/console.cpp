@@ -73,6 +73,13 @@ std::pair<std::string, std::string> split_name(std::string_view line) {
   return {typed.text, std::string(line.substr(rest))};
 }
 
+// A quote that ends no name: the blank in the name ended it.
+void refuse_open_quote(std::string_view words, const char* example) {
+  const bool is_quoted = !words.empty() && (words.front() == '\'' || words.front() == '"');
+  if (!is_quoted || closing_quote(words) != std::string_view::npos) return;
+  fail(std::string("the name begins with a quote that has no end: write ") + example);
+}
+
 }  // namespace
 
 std::string Console::run(std::string_view line) {
@@ -115,9 +122,13 @@ std::string Console::set(const std::string& rest) {
   if (!element && equals != std::string::npos && store_.find_typed(name.substr(0, equals))) {
     fail("a blank stands between a name and its value: set " + name.substr(0, equals) + " " + name.substr(equals + 1));
   }
+  if (!element) refuse_open_quote(rest, "set 'Main /A' VALUE");
   if (!element) refuse_name(name, rest);
-  const bool may_be_empty = element->variable->tag.type->kind == TypeKind::kText;
-  if (value.empty() && !may_be_empty) fail("the value is missing: set " + typeable_name(name) + " VALUE");
+  const bool is_text = element->variable->tag.type->kind == TypeKind::kText;
+  if (value.empty()) {
+    const std::string missing = "the value is missing: set " + typeable_name(name) + " VALUE";
+    fail(is_text ? missing + ", or \"\" for an empty text" : missing);
+  }
   const bool is_whole_array = element->variable->is_array() && mark_subscripts(name).back() != ']';
   const std::string problem =
       is_whole_array ? set_array(*element->variable, value) : set_value(store_.memory(), *element, value);
@@ -157,6 +168,7 @@ std::string Console::show(const std::string& rest) {
   const auto [first, more] = split_name(rest);
   const std::string name = more.empty() ? first : rest;
   const auto element = store_.find_typed(name);
+  if (!element) refuse_open_quote(rest, "show 'Main /A'");
   if (!element) fail(store_.why_not_found(name));
   const Variable& variable = *element->variable;
   if (variable.is_array() && (name.back() != ']' || variable.tag.name.back() == ']')) {
