@@ -18,16 +18,6 @@ using plc_sim::RequestKind;
 
 constexpr size_t kMostBrokenShown = 2;
 constexpr uint64_t kRareOf = 10;  // more than one of so many is no chance
-constexpr char kWholeLength[] = "length and complement are right in replies that come to their end";
-constexpr const char* kRuleWords[] = {"length and complement are right, and all of the reply comes",
-                                      "the sequence number is the request's",
-                                      "class and command are the request's",
-                                      "nothing comes behind a reply",
-                                      "the status of what is not refused is 0",
-                                      "value replies end with their values",
-                                      "a refused name is told from an answered one",
-                                      "replies have all that was asked for"};
-
 void count_field(HeadCounts::Field& field, bool is_right, bool is_zero) {
   ++(is_right ? field.right : is_zero ? field.zero : field.other);
 }
@@ -48,8 +38,6 @@ std::string field_title(const char* what, const std::string& got, const std::str
   return got == asked ? title + ", as asked" : title + " in place of " + asked;
 }
 
-std::string counted_replies(uint64_t count) { return std::to_string(count) + (count == 1 ? " reply" : " replies"); }
-
 // "0C 28"
 std::string function_text(const ByteView& head) {
   return wire_trace::hex_text(head.part(wire::kClassAt, 2).bytes(), 2);
@@ -58,6 +46,7 @@ std::string function_text(const ByteView& head) {
 }  // namespace
 
 void RuleBook::note(Id rule, bool holds, const Asked& asked, const std::string& title) {
+  tallies_[rule].note(subject_, holds);
   note_in(rules_[rule], holds, asked, title);
 }
 
@@ -72,7 +61,7 @@ void RuleBook::note_in(Verdict::Rule& entry, bool holds, const Asked& asked, con
   plc_sim::Findings ignored;
   const std::string kind = plc_sim::name_of(plc_sim::parse_request(asked.request, ignored).kind);
   const std::string titled = "reply to " + kind + ": " + title;
-  entry.evidence.push_back({titled, asked.packet, asked.request, asked.answer.bytes, asked.shape.is_refused});
+  entry.evidence.push_back({titled, asked.packet, asked.request, asked.answer.bytes, asked.shape.is_refused, !holds});
   if (!holds) first_seen_.append(first_seen_.empty() ? "" : "; ").append(entry.evidence.back().title);
 }
 
@@ -233,6 +222,12 @@ void RuleBook::take_foreign(const Asked& asked) {
   if (!asked.answer.has_come()) take_number(asked, foreign.back());
 }
 
+bool RuleBook::is_usual_surplus(size_t behind) const {
+  constexpr uint64_t kEnough = 3;
+  const auto found = bytes_behind_.find(behind);
+  return found != bytes_behind_.end() && found->second >= kEnough && found->second * 2 > values_seen_;
+}
+
 bool RuleBook::has_usual_head(const Asked& asked) const {
   const ByteView head(asked.answer.bytes);
   if (head.size() < wire::kReplyHeadBytes) return false;
@@ -258,14 +253,15 @@ bool RuleBook::take_unfinished(Asked& asked) {
 
 std::string RuleBook::take(Asked& asked) {
   first_seen_.clear();
+  plc_sim::Findings ignored;
+  const plc_sim::Request request = plc_sim::parse_request(asked.request, ignored);
+  subject_ = subject_of(request);
   take_foreign(asked);
   if (take_unfinished(asked) || !asked.is_answered()) {
     ++counts_.replies_unanswered;
     return first_seen_;
   }
   ++counts_.replies;
-  plc_sim::Findings ignored;
-  const plc_sim::Request request = plc_sim::parse_request(asked.request, ignored);
   asked.shape = shape_of(request, asked.answer.bytes);
   refuse_by_status(request.kind, asked);
   // The first request is too short to tell.
@@ -285,6 +281,7 @@ void RuleBook::judge_write(const Asked& asked, bool is_done) {
   note_status(asked, is_done ? kind : kind + ", not done");
   if (!is_done) return;
   ++statuses_done_[status];
+  subject_ = subject_of(plc_sim::parse_request(asked.request, ignored));
   note(kStatus, status == 0, asked, "status " + plc_base::hexadecimal(status, 4));
 }
 
@@ -300,164 +297,14 @@ void RuleBook::take_unasked(Bytes bytes) {
   if (numbers_.own > 0 && is_rare(kSequence)) counts_.foreign += take_whole_frames(bytes).size();
   counts_.bytes_unasked += bytes.size();
   if (bytes.empty()) return;
-  rules_[kEnd].rule = kRuleWords[kEnd];
   ++rules_[kEnd].broken;
-}
-
-bool RuleBook::tells_refusals(bool looks_at_status) const {
-  return full_refusals_unmarked_ == 0 && (looks_at_status || full_refusals_ == 0);
+  tallies_[kEnd].note(subject_, false);
 }
 
 void RuleBook::finish() const {
   counts_.refusals_untold = full_refusals_unmarked_;
   if (!statuses_done_.empty()) counts_.status_done = most_frequent(statuses_done_);
   if (bytes_behind_.size() == 1) counts_.bytes_behind_values = static_cast<uint32_t>(bytes_behind_.begin()->first);
-}
-
-namespace {
-
-using Usability = Verdict::Usable;
-
-Usability usable_without(bool status, bool value_end) {
-  if (!status && !value_end) return Usability::kWithoutBoth;
-  if (!status) return Usability::kWithoutStatus;
-  return value_end ? Usability::kYes : Usability::kWithoutValueEnd;
-}
-
-constexpr char kNothingRead[] = "No variable was both named and read: nothing can be said.";
-constexpr char kAllKeep[] = "Every reply keeps the rules of the guarded build.";
-
-std::string words_of(Usability usable) {
-  switch (usable) {
-    case Usability::kYes:
-      return kAllKeep;
-    case Usability::kWithoutStatus:
-      return "Answers that are no refusal have another status than 0: the guarded build has to be built without its "
-             "check of the status. A write that the controller refuses at its end is then taken for done: read it "
-             "back.";
-    case Usability::kWithoutValueEnd:
-      return "Bytes follow the values: the guarded build has to be built without its check of where value replies end. "
-             "It "
-             "then takes these bytes for a part of dates, times, and texts without a zero at their end.";
-    case Usability::kWithoutBoth:
-      return "Answers that are no refusal have another status than 0, and bytes follow the values: the guarded build "
-             "has to be built without these two checks. A write that the controller refuses at its end is then taken "
-             "for done: read it back; and the bytes are taken for a part of dates, times, and texts without a zero at "
-             "their end.";
-    default:
-      break;
-  }
-  return {};
-}
-
-constexpr char kUntoldRefusal[] =
-    "A refused name gets a record of zeros that nothing tells from an answer: the guarded build would take area 00, "
-    "address 00000000 for the variable, read what answers there and write there.";
-
-constexpr char kUntoldByStatus[] =
-    ": the guarded build has to be built without its check of the status. A refused name gets a record of zeros here, "
-    "which nothing but the status tells from an answer: that build would read and write area 00, address 00000000.";
-
-// "12 replies to read have status 0005, and refuse nothing"
-std::string other_statuses(const HeadCounts& counts) {
-  std::string text;
-  for (const HeadCounts::Status& one : counts.statuses) {
-    if (!is_odd_answer(one)) continue;
-    text.append(text.empty() ? "" : "; ").append(counted_replies(one.count)).append(" to ").append(one.request);
-    text.append(" with status ").append(plc_base::hexadecimal(one.status, 4).substr(2));
-  }
-  return text + ", and these refuse nothing";
-}
-
-}  // namespace
-
-// " 1 of 526 replies was none of ours. 1 reply was not whole within 1000 ms."
-std::string RuleBook::told_strays() const {
-  const auto was = [](uint64_t count) { return count == 1 ? " was " : " were "; };
-  std::string told;
-  if (counts_.foreign > 0) {
-    told += " " + std::to_string(counts_.foreign) + " of " +
-            counted_replies(counts_.replies + counts_.unfinished + counts_.foreign) + was(counts_.foreign) +
-            "none of ours.";
-  }
-  if (counts_.unfinished > 0) {
-    told += " " + counted_replies(counts_.unfinished) + was(counts_.unfinished) + "not whole within " +
-            std::to_string(wait_ms_) + " ms.";
-  }
-  return told;
-}
-
-Verdict RuleBook::verdict() const {
-  Verdict verdict = judged();
-  const std::string strays = is_foreign(counts_) ? "" : told_strays();
-  if (!strays.empty() && verdict.because == kAllKeep) {
-    verdict.because = "Every other reply keeps the rules of the guarded build.";
-  }
-  verdict.because += strays;
-  return verdict;
-}
-
-Verdict::Rule RuleBook::judged_rule(size_t id) const {
-  Verdict::Rule rule = rules_[id];
-  rule.rule = kRuleWords[id];
-  if (id == kLength && doubts_[id].broken > 0) rule.rule = kWholeLength;
-  if (!is_rare(static_cast<Id>(id))) {
-    rule.broken += doubts_[id].broken;
-    rule.evidence.insert(rule.evidence.end(), doubts_[id].evidence.begin(), doubts_[id].evidence.end());
-    rule.rule = kRuleWords[id];
-  }
-  rule.holds = rule.broken == 0 && rule.kept > 0;
-  return rule;
-}
-
-// Those that every build demands; "" where all of them hold.
-std::string RuleBook::broken_rules() const {
-  std::string broken;
-  for (const Id id : {kLength, kSequence, kFunction, kEnd}) {
-    if (!holds(id)) broken.append(broken.empty() ? "" : "; ").append(kRuleWords[id]);
-  }
-  return broken;
-}
-
-Verdict RuleBook::judged() const {
-  Verdict verdict;
-  for (size_t id = 0; id < kRuleCount; ++id) verdict.rules.push_back(judged_rule(id));
-  if (is_foreign(counts_)) {
-    verdict.because = "What answers there does not speak this protocol: no reply has the form of one.";
-    return verdict;
-  }
-  if (counts_.replies == 0) {
-    verdict.because = kNothingRead;
-    return verdict;
-  }
-  if (const std::string broken = broken_rules(); !broken.empty()) {
-    verdict.usable = Usability::kNotUsable;
-    verdict.because = "Does not hold: " + broken + ". The guarded build would fail where this does not hold.";
-    return verdict;
-  }
-  if (counts_.directory_status) {
-    verdict.usable = Usability::kNotUsable;
-    verdict.because = "The directory of programs is refused, status " +
-                      plc_base::hexadecimal(*counts_.directory_status, 4) +
-                      ": the guarded build does not connect then.";
-    return verdict;
-  }
-  if (!tells_refusals(holds(kStatus))) {
-    verdict.usable = Usability::kNotUsable;
-    verdict.because = full_refusals_unmarked_ > 0 ? kUntoldRefusal : other_statuses(counts_) + kUntoldByStatus;
-    return verdict;
-  }
-  if (handles_seen_ == 0 || values_seen_ == 0) {
-    verdict.because = kNothingRead;
-    return verdict;
-  }
-  verdict.usable = usable_without(holds(kStatus), holds(kValueEnd));
-  verdict.because = rules_[kWhole].broken == 0 || verdict.usable != Usability::kYes
-                        ? words_of(verdict.usable)
-                        : "Replies keep the form that the guarded build demands, but " +
-                              std::to_string(rules_[kWhole].broken) +
-                              " of them lacked something that was asked for: such a transfer fails.";
-  return verdict;
 }
 
 }  // namespace plc_host::survey

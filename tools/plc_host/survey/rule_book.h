@@ -11,6 +11,7 @@
 
 #include "tools/plc_host/survey/probe.h"
 #include "tools/plc_host/survey/reply_shape.h"
+#include "tools/plc_host/survey/rule_tally.h"
 #include "tools/plc_host/survey/survey_record.h"
 #include "wire/request.h"
 
@@ -37,6 +38,9 @@ class RuleBook {
   // Gives it its shape. Returns what it shows for the first time in words, for the capture; empty for what was seen
   // before.
   std::string take(Asked& asked);
+
+  // Value replies mostly have so many bytes behind their values.
+  bool is_usual_surplus(size_t behind) const;
 
   // Its head is like that of most replies: a reply that was damaged on its way has another one.
   bool has_usual_head(const Asked& asked) const;
@@ -86,13 +90,18 @@ class RuleBook {
   void learn_refusal(uint16_t status, bool is_full);
   void take_values(const Asked& asked, const plc_sim::Request& request);
   void note_status(const Asked& asked, const std::string& words);
-  bool holds(Id rule) const { return rules_[rule].broken == 0 && is_rare(rule); }
+  RuleTally::Word word_of(size_t id) const;
+  bool is_broken(Id rule) const { return word_of(rule) == RuleTally::Word::kBroken; }
+  std::string rules_with(RuleTally::Word word) const;
+  std::string told_exceptions() const;
   bool tells_refusals(bool looks_at_status) const;
 
   HeadCounts& counts_;
   uint32_t wait_ms_;
   std::array<Verdict::Rule, kRuleCount> rules_{};
   std::array<Verdict::Rule, kRuleCount> doubts_{};  // replies that break a rule once they are more than a few
+  std::array<RuleTally, kRuleCount> tallies_{};
+  Subject subject_;  // of the last request
   Numbers numbers_;
   std::map<plc_sim::RequestKind, Numbers> numbers_by_kind_;
   std::map<std::pair<uint16_t, std::string>, size_t> statuses_;

@@ -59,6 +59,21 @@ bool is_read(const VariableFinding& finding) {
   return finding.state == VariableFinding::State::kGood && !finding.has_no_value;
 }
 
+std::string some_names(const std::vector<std::string>& names) {
+  constexpr size_t kMost = 5;
+  std::string text;
+  for (size_t i = 0; i < std::min(names.size(), kMost); ++i) {
+    if (i > 0) text += ", ";
+    text += names[i];
+  }
+  if (names.size() > kMost) text += " and " + std::to_string(names.size() - kMost) + " more";
+  return text;
+}
+
+bool is_unfit(const VariableFinding& finding) {
+  return finding.state == VariableFinding::State::kShort || finding.state == VariableFinding::State::kLong;
+}
+
 bool is_unanswered(const WriteFinding& finding) { return finding.acknowledged == false && !finding.refusal; }
 
 bool is_good(const WriteFinding& finding) {

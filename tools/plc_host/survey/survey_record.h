@@ -23,7 +23,8 @@ struct Frame {
   size_t packet = 0;  // number of the request's first packet in survey.pcapng, from 1
   std::vector<uint8_t> request;
   std::vector<uint8_t> reply;
-  bool is_refusal = false;  // its status is that of what it refuses
+  bool is_refusal = false;   // its status is that of what it refuses
+  bool breaks_rule = false;  // that it is evidence for
 };
 
 // Of one kind of request with one number of names.
@@ -200,11 +201,18 @@ struct Verdict {
     uint64_t kept = 0;
     uint64_t broken = 0;
     std::vector<Frame> evidence;
+    bool is_known = true;  // false where too few replies came to tell
   };
   Usable usable = Usable::kUnknown;
   std::string because;  // one or more sentences
   std::vector<Rule> rules;
 };
+
+// Its replies have another length than its type, as far as they are a variable's own.
+bool is_unfit(const VariableFinding& finding);
+
+// "one, two and 3 more"
+std::string some_names(const std::vector<std::string>& names);
 
 // The guarded build can be used, perhaps without some of its checks.
 bool is_usable(Verdict::Usable usable);

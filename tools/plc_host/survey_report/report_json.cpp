@@ -164,7 +164,7 @@ Json guarded_json(const SurveyRecord& record) {
     for (const Frame& frame : one.evidence) evidence.push_back(frame_json(frame));
     const bool is_measured = one.kept + one.broken > 0;
     rules.push_back({{"rule", one.rule},
-                     {"holds", if_measured(is_measured, one.holds)},
+                     {"holds", if_measured(is_measured && one.is_known, one.holds)},
                      {"kept", one.kept},
                      {"broken", one.broken},
                      {"evidence", evidence}});

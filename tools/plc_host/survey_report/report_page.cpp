@@ -119,6 +119,8 @@ std::string questions_html(const SurveyRecord& record) {
 
 std::string holds_text(const Verdict::Rule& rule) {
   if (rule.kept + rule.broken == 0) return "not measured";
+  if (!rule.is_known) return "not known: too few replies";
+  if (rule.holds && rule.broken > 0) return "with exceptions";
   return rule.holds ? "holds" : "<span class=\"wrong\">does not hold</span>";
 }
 
@@ -129,7 +131,8 @@ struct Evidence {
 };
 
 void add_evidence(std::vector<Evidence>& all, const Verdict::Rule& rule, const Frame& frame) {
-  const std::string shows = rule.holds ? "keeps the rule \"" + rule.rule + "\"" : frame.title;
+  const bool is_kept = rule.holds && !frame.breaks_rule;
+  const std::string shows = is_kept ? "keeps the rule \"" + rule.rule + "\"" : frame.title;
   const auto same = std::find_if(all.begin(), all.end(), [&frame](const Evidence& one) {
     return frame.packet > 0 && one.frame->packet == frame.packet;
   });

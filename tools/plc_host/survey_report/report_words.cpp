@@ -138,17 +138,6 @@ std::string pieces_text(const std::vector<size_t>& pieces) {
   return text;
 }
 
-std::string some_names(const std::vector<std::string>& names) {
-  constexpr size_t kMost = 5;
-  std::string text;
-  for (size_t i = 0; i < std::min(names.size(), kMost); ++i) {
-    if (i > 0) text += ", ";
-    text += names[i];
-  }
-  if (names.size() > kMost) text += " and " + std::to_string(names.size() - kMost) + " more";
-  return text;
-}
-
 std::string not_measured(const Step& step) {
   return step.why.empty() ? "Not measured." : "Not measured: " + step.why + ".";
 }

@@ -39,9 +39,6 @@ std::string controller_text(const Link& link);
 // "536 + 204 bytes"
 std::string pieces_text(const std::vector<size_t>& pieces);
 
-// "one, two and 3 more"
-std::string some_names(const std::vector<std::string>& names);
-
 // "Not measured: interrupted."; why may be empty.
 std::string not_measured(const Step& step);
 

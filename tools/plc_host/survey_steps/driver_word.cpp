@@ -256,8 +256,14 @@ void Comparison::take_result(const TagResult& result, size_t at) {
 // Not read by the driver at all, each time.
 void Comparison::take_unread(const Word& word) {
   VariableFinding& finding = record_.findings[word.at];
-  finding.state = VariableState::kNotByDriver;
   finding.is_other_by_driver = true;
+  // That is what the driver refuses.
+  if (is_unfit(finding)) {
+    finding.why += "; " + record_.compared_with + ", tried " + std::to_string(kDriverTries) + " times: " + word.problem;
+    finding.value.clear();
+    return;
+  }
+  finding.state = VariableState::kNotByDriver;
   ++record_.unread_by_driver;
   finding.why = "the survey read " + value_text(variables_[word.at], variables_[word.at].value) + "; " +
                 record_.compared_with + ", tried " + std::to_string(kDriverTries) + " times: " + word.problem;
@@ -396,7 +402,8 @@ std::optional<std::string> build_to_compare_with(const std::string& given, bool 
 void compare_with_driver(Conversation& conversation, Declarations& declared, const HostOptions& options,
                          CommandOutput& output) {
   Variables& record = conversation.record().variables;
-  const bool is_guarded_usable = conversation.rules().verdict().usable == Verdict::Usable::kYes;
+  const Verdict::Usable usable = conversation.rules().verdict().usable;
+  const bool is_guarded_usable = usable == Verdict::Usable::kYes || usable == Verdict::Usable::kUnknown;
   HostOptions own = options;
   std::vector<std::string> files = files_to_compare(declared, record);
   conversation.close();

@@ -61,10 +61,23 @@ void weigh_comparison(SurveyRecord& record) {
                             " that the survey read, each tried three times.";
 }
 
+// A type that does not fit is a mistake of the tag file, or of the program, and none of the controller's way to answer.
+void tell_unfit(SurveyRecord& record) {
+  std::vector<std::string> names;
+  for (const VariableFinding& one : record.variables.findings) {
+    if (is_unfit(one)) names.push_back(one.name);
+  }
+  if (names.empty() || record.verdict.usable != Verdict::Usable::kYes) return;
+  record.verdict.because += " The guarded build refuses " + some_names(names) + ", and each request for " +
+                            (names.size() == 1 ? "it" : "them") + " with others, until the tag file declares " +
+                            (names.size() == 1 ? "it" : "them") + " with the size that the controller has.";
+}
+
 void finish(Conversation& conversation, SurveyRecord& record) {
   conversation.rules().finish();
   if (is_foreign(record.heads)) take_values_back(record);
   record.verdict = conversation.rules().verdict();
+  tell_unfit(record);
   weigh_comparison(record);
   if (record.heads.replies > 0) {
     record.heads.step.state = record.is_whole ? Step::State::kDone : Step::State::kPartly;

@@ -71,7 +71,11 @@ void take_value(const Declared& declared, VariableFinding& finding) {
   if (!finding.has_no_value) finding.value = value_text(declared, declared.value);
 }
 
-bool lacks_something(const Asked& asked) { return asked.is_answered() && !asked.shape.is_complete; }
+// It lacks something that was asked for, or has more than values mostly have.
+bool is_doubtful(const RuleBook& rules, const Asked& asked) {
+  if (!asked.is_answered()) return false;
+  return !asked.shape.is_complete || (asked.shape.behind > 0 && !rules.is_usual_surplus(asked.shape.behind));
+}
 
 class VariableStep {
  public:
@@ -117,17 +121,19 @@ class VariableStep {
   size_t batch_names_ = kFirstBatch;
 };
 
-// What lacks something is asked for again until it has it, or until the same reply came three times.
+// What lacks something, or has too much, is asked for again until it is as declared, or until the same reply came three
+// times.
 template <typename Ask>
 auto VariableStep::settled(const Ask& ask, bool& is_told) -> decltype(ask()) {
+  const RuleBook& rules = conversation_.rules();
   auto answer = ask();
   unsigned same = 0;
-  for (unsigned i = 0; i < kMostRefusalAsks && same < kSameRefusals && lacks_something(answer.asked); ++i) {
+  for (unsigned i = 0; i < kMostRefusalAsks && same < kSameRefusals && is_doubtful(rules, answer.asked); ++i) {
     const auto again = ask();
-    same = is_same_refusal(conversation_.rules(), answer.asked, again.asked) ? same + 1 : 0;
+    same = is_same_refusal(rules, answer.asked, again.asked) ? same + 1 : 0;
     answer = again;
   }
-  is_told = !lacks_something(answer.asked) || same >= kSameRefusals;
+  is_told = !is_doubtful(rules, answer.asked) || same >= kSameRefusals;
   return answer;
 }
 
@@ -185,7 +191,7 @@ bool VariableStep::read_singly(size_t at) {
   const size_t wanted = size_t{2} * declared.units;
   if (!values.asked.is_answered()) return false;
   finding.value_reply_bytes = values.asked.answer.bytes.size();
-  if (!is_told) {
+  if (!is_told && !values.asked.shape.is_complete) {
     finding.state = VariableState::kNotNamed;
     finding.why = kDamaged;
   } else if (values.asked.shape.is_refused) {
