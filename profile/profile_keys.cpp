@@ -42,62 +42,96 @@ const Words& words_of(Profile::Guarded) {
   return kWords;
 }
 
-const std::vector<KeyRow>& key_rows() {
-  static const std::vector<KeyRow> kRows = {
-      {"survey", "made", "when it was learnt", &Profile::made},
-      {"survey", "controller", "from whom", &Profile::controller},
-      {"survey", "note", "what people are to know of it", &Profile::note},
+namespace {
 
-      {"guarded", "usable", "the guarded driver here, and without which of its checks", &Profile::guarded},
+std::vector<KeyRow> rows_for_hosts() {
+  return {
+      {"survey", "made", "It was learnt at this time.", &Profile::made},
+      {"survey", "controller", "It was learnt from this controller.", &Profile::controller},
+      {"survey", "note", "People should know this.", &Profile::note},
 
-      {"contract", "problem", "why the contract build gives wrong values here", &Profile::contract_problem},
-      {"contract", "names", "that the contract build may be asked for at a time", &Profile::contract_names, 1,
+      {"guarded", "usable", "This tells whether the guarded build works here, and without which of its checks.",
+       &Profile::guarded},
+
+      {"contract", "problem", "This is why the contract build gives wrong values here.", &Profile::contract_problem},
+      {"contract", "names", "The contract build may be asked for this many names at a time.", &Profile::contract_names,
+       1, kMostNumber},
+
+      {"settings", "timeout_s", "A host waits this long for a reply.", &Profile::recv_timeout_s, 1, 86400},
+      {"settings", "delay_ms", "A host pauses this long before each transfer.", &Profile::delay_ms, 0, kMostDelayMs},
+      {"settings", "batch_names", "A host asks for at most this many names at a time.", &Profile::batch_names, 1,
        kMostNumber},
+      {"settings", "poll_ms", "A host polls no more often than once in this time.", &Profile::poll_ms, 1, 86400000},
+  };
+}
 
-      {"settings", "timeout_s", "how long a host waits for a reply", &Profile::recv_timeout_s, 1, 86400},
-      {"settings", "delay_ms", "how long a host pauses before each transfer", &Profile::delay_ms, 0, kMostDelayMs},
-      {"settings", "batch_names", "names that a host asks for at a time", &Profile::batch_names, 1, kMostNumber},
-      {"settings", "poll_ms", "the shortest period at which it may be polled", &Profile::poll_ms, 1, 86400000},
+std::vector<KeyRow> rows_of_replies() {
+  return {
+      {"connections", "most", "The controller serves at most this many connections at a time.",
+       &Profile::most_connections, 1, kMostNumber},
+      {"connections", "one_more", "This happens to one more connection: it is refused, closed or silent.",
+       &Profile::one_more},
+      {"connections", "half_closed", "This happens to a request behind which the host ends its side.",
+       &Profile::answers_half_closed},
+      {"connections", "segment_bytes", "The controller announces this as its largest TCP segment.",
+       &Profile::segment_bytes, kLeastSegment, kMostSegment},
 
-      {"connections", "most", "served at a time", &Profile::most_connections, 1, kMostNumber},
-      {"connections", "one_more", "one more is: refused, closed, silent", &Profile::one_more},
-      {"connections", "half_closed", "a request with the host's end behind it", &Profile::answers_half_closed},
-      {"connections", "segment_bytes", "the largest segment that the controller announces", &Profile::segment_bytes,
-       kLeastSegment, kMostSegment},
+      {"replies", "length", "Bytes 0 to 3 of a reply, its length, are right, zero or other.", &Profile::length},
+      {"replies", "complement", "Bytes 4 to 7, the complement of the length, are right, zero or other.",
+       &Profile::complement},
+      {"replies", "sequence", "Bytes 8 and 9, the number of the request, are right, zero or other.",
+       &Profile::sequence},
+      {"replies", "class", "Byte 10, the class of the request, is right, zero or other.", &Profile::request_class},
+      {"replies", "command", "Byte 11, the command of the request, is right, zero or other.", &Profile::command},
+      {"replies", "status", "Answers that refuse nothing have this in bytes 12 and 13.", &Profile::status_done, 0,
+       kMostStatus},
+      {"replies", "bytes_behind_values", "Value replies have this many bytes behind their values.",
+       &Profile::bytes_behind_values, 0, kMostFrame},
+      {"replies", "piece_bytes", "Replies come in pieces of this many bytes.", &Profile::piece_bytes, 1, kMostFrame},
+      {"replies", "piece_gap_ms", "This much time passes between two pieces.", &Profile::piece_gap_ms, 0, kMostMs},
+  };
+}
 
-      {"replies", "length", "of the frame in bytes 0 to 3: right, zero, other", &Profile::length},
-      {"replies", "complement", "of the length in bytes 4 to 7", &Profile::complement},
-      {"replies", "sequence", "the request's number in bytes 8 and 9", &Profile::sequence},
-      {"replies", "class", "the request's class in byte 10", &Profile::request_class},
-      {"replies", "command", "the request's command in byte 11", &Profile::command},
-      {"replies", "status", "bytes 12 and 13 of answers that are no refusal", &Profile::status_done, 0, kMostStatus},
-      {"replies", "bytes_behind_values", "that nobody asked for", &Profile::bytes_behind_values, 0, kMostFrame},
-      {"replies", "piece_bytes", "replies come in pieces of so many bytes", &Profile::piece_bytes, 1, kMostFrame},
-      {"replies", "piece_gap_ms", "between two pieces", &Profile::piece_gap_ms, 0, kMostMs},
+std::vector<KeyRow> rows_of_times_and_limits() {
+  return {
+      {"times", "connect_ms", "A connect is answered after this time.", first_of(&Profile::connect), 0, kMostMs},
+      {"times", "directory_start_ms", "The request that opens the directory is answered after this time.",
+       first_of(&Profile::directory_start), 0, kMostMs},
+      {"times", "directory_ms", "The directory is answered after this time.", first_of(&Profile::directory), 0,
+       kMostMs},
+      {"times", "resolve_ms", "One name is answered after this time.", first_of(&Profile::resolve), 0, kMostMs},
+      {"times", "resolve_each_ms", "Each further name takes this much longer.", each_of(&Profile::resolve), 0, kMostMs},
+      {"times", "read_ms", "One value is answered after this time.", first_of(&Profile::read), 0, kMostMs},
+      {"times", "read_each_ms", "Each further value takes this much longer.", each_of(&Profile::read), 0, kMostMs},
+      {"times", "write_ms", "A write of one value is answered after this time.", first_of(&Profile::write), 0, kMostMs},
+      {"times", "write_each_ms", "Each further value takes this much longer.", each_of(&Profile::write), 0, kMostMs},
 
-      {"times", "connect_ms", "until a connect is answered", first_of(&Profile::connect), 0, kMostMs},
-      {"times", "directory_start_ms", "", first_of(&Profile::directory_start), 0, kMostMs},
-      {"times", "directory_ms", "", first_of(&Profile::directory), 0, kMostMs},
-      {"times", "resolve_ms", "of one name", first_of(&Profile::resolve), 0, kMostMs},
-      {"times", "resolve_each_ms", "more for each further one", each_of(&Profile::resolve), 0, kMostMs},
-      {"times", "read_ms", "of one value", first_of(&Profile::read), 0, kMostMs},
-      {"times", "read_each_ms", "more for each further one", each_of(&Profile::read), 0, kMostMs},
-      {"times", "write_ms", "of one value", first_of(&Profile::write), 0, kMostMs},
-      {"times", "write_each_ms", "more for each further one", each_of(&Profile::write), 0, kMostMs},
+      {"limits", "names", "A resolve request may have this many names.", &Profile::names_per_request, 1, kMostNumber},
+      {"limits", "values", "A value request may have this many values.", &Profile::values_per_request, 1, kMostNumber},
+      {"limits", "beyond", "This happens to a longer request: it is refused, closed or silent.", &Profile::beyond},
+      {"limits", "status", "A longer request is refused with this status.", &Profile::status_beyond, 0, kMostStatus},
 
-      {"limits", "names", "in one resolve request", &Profile::names_per_request, 1, kMostNumber},
-      {"limits", "values", "in one value request", &Profile::values_per_request, 1, kMostNumber},
-      {"limits", "beyond", "what exceeds them is: refused, closed, silent", &Profile::beyond},
-      {"limits", "status", "with which it is refused", &Profile::status_beyond, 0, kMostStatus},
+      {"refusal", "shape", "A refusal is a head alone (short), or has a record for each name (full).", &Profile::shape},
+      {"refusal", "status", "A refusal has this in bytes 12 and 13.", &Profile::refusal_status, 0, kMostStatus},
 
-      {"refusal", "shape", "short: a head alone; full: a record for each name", &Profile::shape},
-      {"refusal", "status", "bytes 12 and 13", &Profile::refusal_status, 0, kMostStatus},
-
-      {"directory", "name_units", "names of programs are cut behind so many characters", &Profile::program_name_units,
-       1, 126},
-      {"directory", "longest_units", "characters of the longest of them, so that none is cut at fewer",
+      {"directory", "name_units", "The directory cuts names of programs behind this many characters.",
+       &Profile::program_name_units, 1, 126},
+      {"directory", "longest_units",
+       "The longest name in the directory has this many characters, so that none is cut at fewer.",
        &Profile::longest_name_units, 1, 126},
   };
+}
+
+}  // namespace
+
+const std::vector<KeyRow>& key_rows() {
+  static const std::vector<KeyRow> kRows = [] {
+    std::vector<KeyRow> all = rows_for_hosts();
+    for (const auto& more : {rows_of_replies(), rows_of_times_and_limits()}) {
+      all.insert(all.end(), more.begin(), more.end());
+    }
+    return all;
+  }();
   return kRows;
 }
 

@@ -90,17 +90,13 @@ class SlotText {
   const Profile& profile_;
 };
 
-// "most = 4  # served at a time", or "# most is not known: served at a time".
+// "timeout_s = 3  # A host waits this long for a reply.", or "# timeout_s is not known. A host waits this long ...".
 std::string line_of(const KeyRow& row, const std::optional<std::string>& value) {
-  const std::string meaning = row.meaning;
   std::string line = value ? "" : "# ";
   line += row.name;
   line += value ? " = " + *value : " is not known";
-  if (!meaning.empty()) {
-    line += value ? "  # " : ": ";
-    line += meaning;
-  }
-  return line + "\n";
+  line += value ? "  # " : ". ";
+  return line + row.meaning + "\n";
 }
 
 }  // namespace

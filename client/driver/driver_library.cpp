@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <filesystem>
 
 #include "client/client_error.h"
 
@@ -17,7 +18,8 @@ constexpr char kLibraryName[] = "libplc_driver.so.1";
 constexpr char kContract[] = "contract";
 constexpr char kGuarded[] = "guarded";
 constexpr char kAdvice[] =
-    ". Try: give the path of a libplc_driver.so.1 as the driver (--driver PATH), or none for the installed one";
+    ". Try: give the path of a libplc_driver.so.1 as the driver (plc-host: --driver PATH; else the setting driver), or "
+    "none for the installed one";
 
 std::string loader_message() {
   const char* message = dlerror();
@@ -79,10 +81,13 @@ std::string guarded_path() {
   std::string found = first_present(paths);
   if (!found.empty()) return found;
   std::string places;
-  for (const std::string& path : paths) places += (places.empty() ? "" : ", ") + path;
-  throw ClientError(ClientError::Kind::kLibrary,
-                    "there is no guarded build of the driver library; looked for " + places +
-                        "; install it there, or give the path of one as the driver (--driver PATH)");
+  std::vector<std::string> named;
+  for (const std::string& path : paths) add_new(named, {std::filesystem::path(path).lexically_normal().string()});
+  for (const std::string& path : named) places += (places.empty() ? "" : ", ") + path;
+  throw ClientError(ClientError::Kind::kLibrary, "there is no guarded build of the driver library; looked for " +
+                                                     places +
+                                                     "; install it there, or give the path of one as the driver "
+                                                     "(plc-host: --driver PATH; else the setting driver)");
 }
 
 std::string chosen_path(const std::string& choice) {

@@ -172,16 +172,21 @@ TEST(WriteProfile, Lines_SayWhatTheyMeanAndWhatIsNotKnown) {
   profile.most_connections = 4;
   profile.status_done = 0x12;
   const std::string text = profile_text(profile);
-  EXPECT_THAT(text, HasSubstr("\n[connections]\nmost = 4  # served at a time\n"));
-  EXPECT_THAT(text, HasSubstr("\nstatus = 0x0012  # bytes 12 and 13 of answers that are no refusal\n"));
-  EXPECT_THAT(text, HasSubstr("\n# names is not known: in one resolve request\n"));
+  EXPECT_THAT(
+      text, HasSubstr("\n[connections]\nmost = 4  # The controller serves at most this many connections at a time.\n"));
+  EXPECT_THAT(text, HasSubstr("\nstatus = 0x0012  # Answers that refuse nothing have this in bytes 12 and 13.\n"));
+  EXPECT_THAT(text, HasSubstr("\n# names is not known. A resolve request may have this many names.\n"));
   EXPECT_THAT(text, Not(HasSubstr("[survey]")));
-  EXPECT_THAT(text, HasSubstr("\n# one_more is not known: one more is: refused, closed, silent\n"
-                              "# half_closed is not known: a request with the host's end behind it\n"));
-  EXPECT_THAT(text, HasSubstr("\n# length is not known: of the frame in bytes 0 to 3: right, zero, other\n"));
-  EXPECT_THAT(text, HasSubstr("\n# beyond is not known: what exceeds them is: refused, closed, silent\n"
-                              "# status is not known: with which it is refused\n"));
-  EXPECT_THAT(text, HasSubstr("\n[refusal]\n# shape is not known: "));
+  EXPECT_THAT(
+      text,
+      HasSubstr("\n# one_more is not known. This happens to one more connection: it is refused, closed or silent.\n"
+                "# half_closed is not known. This happens to a request behind which the host ends its side.\n"));
+  EXPECT_THAT(text,
+              HasSubstr("\n# length is not known. Bytes 0 to 3 of a reply, its length, are right, zero or other.\n"));
+  EXPECT_THAT(text,
+              HasSubstr("\n# beyond is not known. This happens to a longer request: it is refused, closed or silent.\n"
+                        "# status is not known. A longer request is refused with this status.\n"));
+  EXPECT_THAT(text, HasSubstr("\n[refusal]\n# shape is not known. "));
 }
 
 TEST(WriteProfile, TextsFromOutside_StayInTheirQuotes) {

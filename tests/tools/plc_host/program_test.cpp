@@ -315,7 +315,8 @@ TEST_F(ProgramTest, Library_MustLoadAndBeComplete) {
   EXPECT_EQ(
       file_text(path("err2")),
       "plc-host: libm.so.6 is not a driver library: it has no entry point ev_plc_driver_info. Try: give the path of a "
-      "libplc_driver.so.1 as the driver (--driver PATH), or none for the installed one\n");
+      "libplc_driver.so.1 as the driver (plc-host: --driver PATH; else the setting driver), or none for the installed "
+      "one\n");
 }
 
 TEST_F(ProgramTest, Simulator_MustStart) {

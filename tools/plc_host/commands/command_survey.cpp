@@ -218,7 +218,7 @@ std::string verdict_lines(const SurveyRecord& record) {
 std::string survey_summary_lines(const SurveyRecord& record, const Filled& filled, const VariableCounts& count) {
   std::string text = address_of(record) + ": " + counts_text(count, record.ended) + "\n";
   for (const survey::ProgramFinding& one : record.programs.findings) {
-    if (one.state != survey::ProgramFinding::State::kMissing) continue;
+    if (survey::has_number(one)) continue;
     text += "program " + quote_text(one.scope) + ": " + survey::missing_words(one) + "\n";
   }
   if (survey::has_figures(record.endurance.step)) text += "hours: " + survey::losses_text(record.endurance) + "\n";

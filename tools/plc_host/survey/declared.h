@@ -24,6 +24,7 @@ struct Declared {
   std::string element;           // "[9]"; "" of what is no array
   std::string wire_name;         // of what is asked for, with the '#' before each subscript
   uint8_t units = 1;             // of its value; 0 where the driver transfers none
+  bool is_program_known = true;  // false where the directory does not tell
   bool is_asked = true;          // its program is known, or it needs none
   std::optional<uint8_t> program;
 

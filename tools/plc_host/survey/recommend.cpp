@@ -211,7 +211,41 @@ void recommend_driver(const SurveyRecord& record, std::vector<Recommendation>& a
   }
 }
 
+std::string limits_reason(const SurveyRecord& record) {
+  const Step& step = record.limits.step;
+  if (step.state == Step::State::kDone) return {};
+  return "how many names and values a request may have was not measured" + (step.why.empty() ? "" : ": " + step.why);
+}
+
+std::string batch_reason(const SurveyRecord& record) {
+  const std::string reason = limits_reason(record);
+  if (!reason.empty()) return reason;
+  const Limits& limits = record.limits;
+  return "no limit was met, up to " + plc_base::plural(limits.names_tried, "name") + " and " +
+         plc_base::plural(limits.values_tried, "value") + " in a request";
+}
+
+std::string poll_reason(const SurveyRecord& record) {
+  const auto& findings = record.variables.findings;
+  if (std::none_of(findings.begin(), findings.end(), is_polled)) return "no variable was asked for";
+  if (!has_reads(record)) return "no time of a read was measured";
+  const std::string reason = limits_reason(record);
+  return reason.empty() ? "no time of a request for names was measured" : reason;
+}
+
 }  // namespace
+
+std::vector<LeftOut> left_out(const SurveyRecord& record) {
+  if (is_foreign(record.heads)) return {};
+  const bool is_none = record.verdict.usable == Usability::kNotUsable && !takes_contract_build(record);
+  std::vector<LeftOut> all;
+  for (const auto& [setting, reason] :
+       {std::pair("batch_names", batch_reason(record)), std::pair("poll_ms", poll_reason(record))}) {
+    if (!value_of(record.recommendations, setting).empty()) continue;
+    all.push_back({setting, is_none ? "neither installed build reads this controller" : reason});
+  }
+  return all;
+}
 
 std::vector<Recommendation> recommend(const SurveyRecord& record) {
   std::vector<Recommendation> all;

@@ -10,6 +10,9 @@ namespace plc_host::survey {
 
 std::vector<Recommendation> recommend(const SurveyRecord& record);
 
+// Of batch_names and poll_ms those that are not among the recommendations of the record.
+std::vector<LeftOut> left_out(const SurveyRecord& record);
+
 // The verdict as a profile has it.
 plc_profile::Profile::Guarded guarded_of(Verdict::Usable usable);
 

@@ -70,6 +70,12 @@ std::string some_names(const std::vector<std::string>& names) {
   return text;
 }
 
+bool is_directory_partial(const Programs& programs) {
+  constexpr size_t kMostCounted = 255;
+  const std::optional<size_t>& announced = programs.announced;
+  return announced && (*announced != programs.directory.size() || *announced == kMostCounted);
+}
+
 bool is_unfit(const VariableFinding& finding) {
   return finding.state == VariableFinding::State::kShort || finding.state == VariableFinding::State::kLong;
 }

@@ -87,7 +87,7 @@ struct Link {
 };
 
 struct ProgramFinding {
-  enum class State { kFound, kMissing, kCut, kPrefix, kUndeclared };
+  enum class State { kFound, kMissing, kNotKnown, kCut, kPrefix, kUndeclared };
   std::string scope;
   uint8_t number = 0;
   State state = State::kFound;
@@ -98,8 +98,9 @@ struct Programs {
   Step step;
   std::vector<ProgramFinding> findings;
   std::vector<std::string> directory;
-  size_t reply_bytes = 0;  // of the directory
-  uint64_t changes = 0;    // of the directory, from one connect to the next
+  std::optional<size_t> announced;  // by the directory's own count, which is one byte
+  size_t reply_bytes = 0;           // of the directory
+  uint64_t changes = 0;             // of the directory, from one connect to the next
 };
 
 struct VariableFinding {
@@ -120,6 +121,8 @@ struct VariableFinding {
   std::vector<std::string> near;
   std::string value;                // as plc-host read shows it; "" unless is_read()
   bool has_no_value = false;        // it is answered, and plc-host read shows nothing of it: why
+  bool may_go_on = false;           // a text that fills its declared length: only the driver reads what may follow
+  bool is_compared = false;         // the driver gave a value for it too
   bool is_other_by_driver = false;  // the driver gave another value, or none
   size_t name_reply_bytes = 0;      // of the replies to its name and its value, each asked for alone
   size_t value_reply_bytes = 0;
@@ -131,6 +134,9 @@ inline constexpr char kNoValueShown[] = "plc-host read shows no value: ";
 
 // Answered as declared, with a value that plc-host read shows.
 bool is_read(const VariableFinding& finding);
+
+// It has fewer names than it counts, or as many as it can count: other programs may be there too.
+bool is_directory_partial(const Programs& programs);
 
 struct Variables {
   Step step;
@@ -234,6 +240,12 @@ struct Recommendation {
   std::string because;  // with the figures
 };
 
+// A setting that is not recommended, and which data it lacks.
+struct LeftOut {
+  std::string setting;
+  std::string because;
+};
+
 struct WriteFinding {
   std::string name;
   std::string type;
@@ -305,6 +317,7 @@ struct SurveyRecord {
   Writes writes;
   Endurance endurance;
   std::vector<Recommendation> recommendations;
+  std::vector<LeftOut> left_out;
   std::string driver_lines;
   std::vector<std::string> messages;  // told on standard error, beside the findings
 };

@@ -50,14 +50,17 @@ std::string bad_variables(const Variables& variables) {
 std::string good_variables(const Variables& variables) {
   HtmlTable table("Variables as declared", {"variable", "type", "value when it was read"}, 3);
   size_t count = 0;
+  size_t without_value = 0;
   for (const VariableFinding& one : variables.findings) {
     if (one.state != VariableFinding::State::kGood) continue;
-    ++count;
+    ++(is_read(one) ? count : without_value);
     const std::string changes = one.changes ? " (changes by itself)" : "";
     table.add({variable_name(one), shown_html(one.type), shown_html(is_read(one) ? one.value : one.why) + changes});
   }
-  if (count == 0) return "";
-  return "<details><summary>" + plural(count, "variable") + " as declared</summary>" + table.finish() + "</details>\n";
+  if (count + without_value == 0) return "";
+  std::string title = plural(count, "variable") + " as declared";
+  if (without_value > 0) title += ", and " + std::to_string(without_value) + " answered without a value";
+  return "<details><summary>" + title + "</summary>" + table.finish() + "</details>\n";
 }
 
 // Nothing is known of the elements before the last one.
@@ -179,9 +182,12 @@ std::string programs_html(const SurveyRecord& record) {
     std::string what = word_of(one.state);
     if (one.state == ProgramFinding::State::kPrefix) what = "found; " + shown_html(one.other) + " begins with its name";
     if (one.state == ProgramFinding::State::kCut) what = "cut: " + shown_html(one.other);
-    if (one.state == ProgramFinding::State::kMissing) what = shown_html(missing_words(one));
-    const bool has_number = one.state != ProgramFinding::State::kMissing;
-    table.add({shown_html(one.scope), what, has_number ? std::to_string(one.number) : "none"});
+    const bool is_known = one.state != ProgramFinding::State::kNotKnown;
+    if (!has_number(one)) what = shown_html(missing_words(one));
+    table.add({shown_html(one.scope), what,
+               has_number(one) ? std::to_string(one.number)
+               : is_known      ? "none"
+                               : "not known"});
   }
   std::string html = programs.findings.empty() ? "<p>The tag files name no program.</p>\n" : table.finish();
   html +=

@@ -19,6 +19,11 @@ void ask_of_programs(const Programs& programs, Questions& all) {
                    "Why does the directory of programs change? It did so from one connect to the next, while "
                    "the survey was made."});
   }
+  if (has_figures(programs.step) && is_directory_partial(programs)) {
+    all.push_back({"directory", "How many programs are there? The directory counts " +
+                                    std::to_string(programs.announced.value_or(0)) + ", and names " +
+                                    std::to_string(programs.directory.size()) + " of them."});
+  }
   for (const ProgramFinding& one : programs.findings) {
     if (one.state == ProgramFinding::State::kMissing) {
       std::string what = "Is there such a program? The directory does not name it";

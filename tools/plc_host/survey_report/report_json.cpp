@@ -81,7 +81,7 @@ Json programs_json(const Programs& programs) {
   Json findings = Json::array();
   for (const ProgramFinding& one : programs.findings) {
     findings.push_back({{"scope", one.scope},
-                        {"number", one.state == ProgramFinding::State::kMissing ? Json() : Json(one.number)},
+                        {"number", has_number(one) ? Json(one.number) : Json()},
                         {"state", word_of(one.state)},
                         {"other", or_null(one.other)}});
   }
@@ -256,6 +256,12 @@ Json hours_json(const Endurance& endurance) {
           {"slices", slices}};
 }
 
+Json left_out_json(const SurveyRecord& record) {
+  Json all = Json::array();
+  for (const LeftOut& one : record.left_out) all.push_back({{"setting", one.setting}, {"because", one.because}});
+  return all;
+}
+
 Json recommendations_json(const SurveyRecord& record) {
   Json list = Json::array();
   for (const Recommendation& one : record.recommendations) {
@@ -294,6 +300,7 @@ Json report_json(const SurveyRecord& record) {
                  {"ended", or_null(record.ended)}};
   object["found"] = found_sentences(record);
   object["recommendations"] = recommendations_json(record);
+  object["left_out"] = left_out_json(record);
   object["questions"] = questions_json(record);
   object["guarded"] = guarded_json(record);
   object["link"] = link_json(record.link);

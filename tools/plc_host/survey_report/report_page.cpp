@@ -67,9 +67,20 @@ std::string profile_words(const SurveyRecord& record) {
          ". Of the guarded build it has usable = \"unknown\", as the survey did not come to its end;";
 }
 
+// Each with the data that it lacks.
+std::string left_out_html(const SurveyRecord& record) {
+  std::string html;
+  for (const LeftOut& one : record.left_out) {
+    html += "<p class=\"why\"><code>" + shown_html(one.setting) + "</code> is not set: " + shown_html(one.because) +
+            ".</p>\n";
+  }
+  return html;
+}
+
 std::string settings_html(const SurveyRecord& record) {
   if (record.recommendations.empty()) {
-    return html_section("What to set", "<p class=\"why\">Nothing is recommended: too little was measured.</p>\n");
+    return html_section("What to set", "<p class=\"why\">Nothing is recommended: too little was measured.</p>\n" +
+                                           left_out_html(record));
   }
   HtmlTable table("What to set", {"setting", "value", "because"}, 3);
   for (const Recommendation& one : record.recommendations) {
@@ -80,7 +91,7 @@ std::string settings_html(const SurveyRecord& record) {
   const std::string lacking = lacking_note(record);
   std::string warned = warning.empty() ? "" : badge("bad", warning);
   if (!lacking.empty()) warned += badge("bad", lacking);
-  return html_section("What to set", warned + table.finish() + "<p>" + profile_words(record) +
+  return html_section("What to set", warned + table.finish() + left_out_html(record) + "<p>" + profile_words(record) +
                                          " plc-sim --profile imitates this controller with it.</p>\n");
 }
 

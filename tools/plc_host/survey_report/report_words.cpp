@@ -36,6 +36,8 @@ const char* word_of(ProgramFinding::State state) {
       return "found";
     case ProgramFinding::State::kMissing:
       return "missing";
+    case ProgramFinding::State::kNotKnown:
+      return "not known";
     case ProgramFinding::State::kCut:
       return "cut";
     case ProgramFinding::State::kPrefix:
@@ -45,7 +47,14 @@ const char* word_of(ProgramFinding::State state) {
   }
 }
 
+bool has_number(const ProgramFinding& finding) {
+  return finding.state != ProgramFinding::State::kMissing && finding.state != ProgramFinding::State::kNotKnown;
+}
+
 std::string missing_words(const ProgramFinding& finding) {
+  if (finding.state == ProgramFinding::State::kNotKnown) {
+    return "not known: the controller's directory may have more programs than came with it";
+  }
   if (finding.other.empty()) return "missing in the controller's directory";
   return "not in the controller's directory, which has " + plc_base::quoted(finding.other) +
          ", the beginning of its name: another program, or its name cut";

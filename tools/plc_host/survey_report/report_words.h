@@ -11,6 +11,7 @@ namespace plc_host::survey {
 
 const char* word_of(Step::State state);
 const char* word_of(ProgramFinding::State state);
+bool has_number(const ProgramFinding& finding);
 const char* word_of(VariableFinding::State state);
 
 // Of a program that the directory does not name: "missing in the controller's directory". Where the directory has a

@@ -23,14 +23,14 @@ std::string link_sentence(const Link& link) {
   if (!link.name_problem.empty()) return "Its name could not be resolved: " + link.name_problem + ".";
   if (link.connects_tried == 0) return "Connecting was not tried.";
   std::string text = "It took " + std::to_string(link.connect_ms.size()) + " of ";
-  text += plural(link.connects_tried, "connection");
-  if (link.connect_ms.empty()) return text + ".";
-  const size_t ended = link.connect_ms.size() + link.connect_failures.size();
-  if (ended > link.connects_tried) {
-    text += " and gave no directory on " + std::to_string(ended - link.connects_tried) + " of them";
-  }
+  text += plural(link.connects_tried, "connection") + ".";
+  if (link.connect_ms.empty()) return text;
   const Spread spread = spread_of(link.connect_ms);
-  return text + ", in " + shown_ms(spread.p50) + " (p50), " + shown_ms(spread.largest) + " at most.";
+  text +=
+      " Half of them were open within " + shown_ms(spread.p50) + ", and all within " + shown_ms(spread.largest) + ".";
+  const size_t ended = link.connect_ms.size() + link.connect_failures.size();
+  if (ended <= link.connects_tried) return text;
+  return text + " On " + std::to_string(ended - link.connects_tried) + " of them no directory came.";
 }
 
 size_t count_of(const Programs& programs, ProgramFinding::State state) {
@@ -43,6 +43,7 @@ std::string times_text(uint64_t count) { return count == 1 ? "once" : std::to_st
 std::string programs_sentence(const Programs& programs) {
   if (!has_figures(programs.step)) return "Its programs are not known. " + not_measured(programs.step);
   std::string text = "Its directory names " + plural(programs.directory.size(), "program");
+  if (is_directory_partial(programs)) text += ", and counts " + std::to_string(programs.announced.value_or(0));
   const auto is_doubtful = [](const ProgramFinding& one) {
     return one.state == ProgramFinding::State::kMissing && !one.other.empty();
   };
@@ -50,13 +51,15 @@ std::string programs_sentence(const Programs& programs) {
       static_cast<size_t>(std::count_if(programs.findings.begin(), programs.findings.end(), is_doubtful));
   const size_t missing = count_of(programs, ProgramFinding::State::kMissing) - doubtful;
   const size_t cut = count_of(programs, ProgramFinding::State::kCut);
+  const size_t unknown = count_of(programs, ProgramFinding::State::kNotKnown);
   const size_t declared = programs.findings.size() - count_of(programs, ProgramFinding::State::kUndeclared);
   const std::string end =
       programs.changes == 0 ? "." : ". It changed between connects, " + times_text(programs.changes) + ".";
   if (declared == 0) return text + "; the tag files name none" + end;
-  if (missing + doubtful + cut == 0) return text + ", and has all that the tag files name" + end;
+  if (missing + doubtful + cut + unknown == 0) return text + ", and has all that the tag files name" + end;
   std::vector<std::string> parts;
   if (missing > 0) parts.push_back("it lacks " + std::to_string(missing));
+  if (unknown > 0) parts.push_back("of " + std::to_string(unknown) + " it is not known whether it has them");
   if (cut > 0) parts.push_back("it cuts the name of " + std::to_string(cut));
   if (doubtful > 0) {
     parts.push_back("of " + std::to_string(doubtful) +

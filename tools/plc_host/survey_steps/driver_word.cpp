@@ -235,6 +235,7 @@ void Comparison::take_result(const TagResult& result, size_t at) {
   const Word word = word_of(result, at);
   if (word.problem.empty()) ++record_.compared;
   VariableFinding& finding = record_.findings[at];
+  finding.is_compared = true;
   if (word.is_impossible) {
     finding.why = "plc-host read cannot ask for it: " + word.problem;
     return;

@@ -5,6 +5,7 @@
 
 #include "client/driver/program_names.h"
 #include "tools/plc_host/survey_steps/survey_steps.h"
+#include "wire/big_endian.h"
 #include "wire/names.h"
 
 namespace plc_host::survey {
@@ -12,6 +13,8 @@ namespace {
 
 using wire_trace::Program;
 using ProgramState = ProgramFinding::State;
+
+constexpr size_t kCountAt = 14;  // of programs, in a directory
 
 bool begins_with(const std::string& text, const std::string& beginning) {
   return text.compare(0, beginning.size(), beginning) == 0;
@@ -53,7 +56,7 @@ ProgramFinding finding_for(const std::string& scope, const std::vector<Program>&
 
 using ScopeFindings = std::map<std::string, ProgramFinding>;  // by their scopes
 
-ScopeFindings find_scopes(const std::vector<Program>& programs, Declarations& declared) {
+ScopeFindings find_scopes(const std::vector<Program>& programs, bool is_partial, Declarations& declared) {
   ScopeFindings findings;
   std::set<std::string> scopes;
   for (const Declared& variable : declared.variables) {
@@ -65,7 +68,10 @@ ScopeFindings find_scopes(const std::vector<Program>& programs, Declarations& de
     if (entry.is_global == 1) continue;
     const auto [at, is_new] = findings.insert({entry.scope_name, {}});
     if (is_new) at->second = finding_for(entry.scope_name, programs, names);
-    variable.is_asked = at->second.state != ProgramState::kMissing;
+    ProgramState& state = at->second.state;
+    if (is_partial && state == ProgramState::kMissing) state = ProgramState::kNotKnown;
+    variable.is_asked = state != ProgramState::kMissing && state != ProgramState::kNotKnown;
+    variable.is_program_known = state != ProgramState::kNotKnown;
     variable.program = at->second.number;
   }
   return findings;
@@ -90,7 +96,8 @@ void survey_programs(Conversation& conversation, Declarations& declared) {
     record.reply_bytes = conversation.directory().size();
     const std::vector<Program> programs = wire_trace::programs_of(conversation.directory());
     for (const Program& program : programs) record.directory.push_back(program.name);
-    const ScopeFindings findings = find_scopes(programs, declared);
+    record.announced = plc_sim::ByteView(conversation.directory()).u8(kCountAt);
+    const ScopeFindings findings = find_scopes(programs, is_directory_partial(record), declared);
     for (const auto& [scope, finding] : findings) record.findings.push_back(finding);
     add_undeclared(programs, findings, record);
   });

@@ -16,6 +16,8 @@ namespace {
 
 // Requests of a scratch variable: named, read, its neighbours looked at, written and put back.
 constexpr uint64_t kRequestsOfScratch = 40;
+constexpr char kNotComparedText[] =
+    "the text fills its declared length and may go on behind it; it was not compared with what the driver gives";
 
 struct NextStep {
   const char* title;
@@ -61,6 +63,16 @@ void weigh_comparison(SurveyRecord& record) {
                             " that the survey read, each tried three times.";
 }
 
+// Of a text that may go on behind what was read the survey alone knows no value.
+void take_beginnings_back(Variables& variables) {
+  for (VariableFinding& one : variables.findings) {
+    if (!one.may_go_on || one.is_compared || !is_read(one)) continue;
+    one.has_no_value = true;
+    one.value.clear();
+    one.why = kNotComparedText;
+  }
+}
+
 // A type that does not fit is a mistake of the tag file, or of the program, and none of the controller's way to answer.
 void tell_unfit(SurveyRecord& record) {
   std::vector<std::string> names;
@@ -77,6 +89,7 @@ void finish(Conversation& conversation, SurveyRecord& record) {
   conversation.rules().finish();
   if (is_foreign(record.heads)) take_values_back(record);
   record.verdict = conversation.rules().verdict();
+  take_beginnings_back(record.variables);
   tell_unfit(record);
   weigh_comparison(record);
   if (record.heads.replies > 0) {
@@ -85,6 +98,7 @@ void finish(Conversation& conversation, SurveyRecord& record) {
   }
   tell_steps(record);
   record.recommendations = recommend(record);
+  record.left_out = left_out(record);
 }
 
 // "25 variables, about 430 requests, 20 a second at most: about 22 s, and then 8 hours"

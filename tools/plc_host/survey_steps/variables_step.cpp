@@ -69,6 +69,10 @@ bool is_same_refusal(const RuleBook& rules, const Asked& one, const Asked& other
 void take_value(const Declared& declared, VariableFinding& finding) {
   finding.has_no_value = value_kind(declared.tag->entry) == ValueKind::kRaw;
   if (!finding.has_no_value) finding.value = value_text(declared, declared.value);
+  const TagEntry& entry = declared.tag->entry;
+  const auto end = std::find(declared.value.begin(), declared.value.end(), uint8_t{0});
+  const bool is_full = end == declared.value.end() || end - declared.value.begin() >= entry.string_length;
+  finding.may_go_on = value_kind(entry) == ValueKind::kText && is_full;
 }
 
 // It lacks something that was asked for, or has more than values mostly have.
@@ -141,7 +145,9 @@ void VariableStep::ask_singly(size_t at) {
   Declared& declared = variables_[at];
   VariableFinding& finding = record_.findings[at];
   if (!declared.is_asked) {
-    finding.why = "the controller has no program " + quote_text(declared.tag->entry.scope_name) +
+    const std::string scope = quote_text(declared.tag->entry.scope_name);
+    finding.why = (declared.is_program_known ? "the controller has no program " + scope
+                                             : "whether the controller has a program " + scope + " is not known") +
                   ": what answers could be another program's variable";
     return;
   }

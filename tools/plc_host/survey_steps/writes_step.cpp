@@ -77,7 +77,10 @@ std::vector<Watched> WriteStep::neighbours(const Scratch& scratch) {
     const std::optional<Bytes> first = read_again(conversation_, neighbour);
     const std::optional<Bytes> second = first ? read_again(conversation_, neighbour) : std::nullopt;
     if (!first || !second || !is_same_value(neighbour, *first, *second)) continue;
-    writes_.neighbours.push_back(neighbour.tag->qualified_name + neighbour.element);
+    // A BOOL is written twice, and two variables may have the same neighbour.
+    std::vector<std::string>& told = writes_.neighbours;
+    const std::string name = neighbour.tag->qualified_name + neighbour.element;
+    if (std::find(told.begin(), told.end(), name) == told.end()) told.push_back(name);
     watched.push_back({neighbour, *second});
   }
   return watched;
@@ -244,7 +247,9 @@ void WriteStep::take(const std::string& name) {
   if (scratch.way == WriteWay::kNone) {
     finding.why = "the survey writes no values of this type";
   } else if (!scratch.variable.is_asked) {
-    finding.why = "the controller has no program of its scope";
+    finding.why = scratch.variable.is_program_known
+                      ? "the controller has no program of its scope"
+                      : "whether the controller has the program of its scope is not known";
   } else {
     change(scratch);
     return;

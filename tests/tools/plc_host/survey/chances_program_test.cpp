@@ -29,13 +29,15 @@ TEST_F(SurveyChancesTest, NamesRefusedThreeTimes_AreALimitAndNotBefore) {
     const Json limits = report().at("limits");
     EXPECT_EQ(limits.at("names_per_request"), nullptr) << times;
     EXPECT_EQ(limits.at("beyond"), nullptr) << times;
-    EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr("\n# names is not known: in one resolve request\n"));
+    EXPECT_THAT(file_text(path("found/profile.toml")),
+                HasSubstr("\n# names is not known. A resolve request may have this many names.\n"));
   }
   EXPECT_EQ(survey_with("refuse 25 on=resolve after=14 times=3").code, 0);
   const Json limits = report().at("limits");
   EXPECT_EQ(limits.at("names_per_request"), 1);
   EXPECT_EQ(limits.at("beyond"), "refused, status 0x0019");
-  EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr("\nnames = 1  # in one resolve request\n"));
+  EXPECT_THAT(file_text(path("found/profile.toml")),
+              HasSubstr("\nnames = 1  # A resolve request may have this many names.\n"));
 }
 
 struct WriteRow {

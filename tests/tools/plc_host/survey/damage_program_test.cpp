@@ -83,7 +83,7 @@ TEST_F(SurveyDamageTest, FirstRefusalThatIsDamaged_TeachesNothingOfRefusals) {
     EXPECT_EQ(report().at("heads").at("refusal_is_full"), true) << fault;
     const std::string profile = file_text(path("found/profile.toml"));
     EXPECT_THAT(profile, HasSubstr("\n[refusal]\nshape = \"full\"  # ")) << fault;
-    EXPECT_THAT(profile, HasSubstr("\nstatus = 0x0004  # bytes 12 and 13")) << fault;
+    EXPECT_THAT(profile, HasSubstr("\nstatus = 0x0004  # A refusal has this in bytes 12 and 13.")) << fault;
   }
 }
 

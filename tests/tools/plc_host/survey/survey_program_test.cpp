@@ -283,9 +283,12 @@ TEST_F(SurveyTest, NameOfAnotherProgram_IsNotTakenForACutOne) {
   EXPECT_EQ(missing.at("scope"), "MAIN2");
   EXPECT_EQ(missing.at("state"), "missing");
   const std::string profile = file_text(path("found/profile.toml"));
-  EXPECT_THAT(profile, HasSubstr("\n# name_units is not known: "));
-  EXPECT_THAT(profile, HasSubstr("\nlongest_units = 4  # characters of the longest of them, so that none is cut at "
-                                 "fewer\n"));
+  EXPECT_THAT(profile, HasSubstr("\n# name_units is not known. "));
+  EXPECT_THAT(
+      profile,
+      HasSubstr(
+          "\nlongest_units = 4  # The longest name in the directory has this many characters, so that none is cut at "
+          "fewer.\n"));
 }
 
 TEST_F(SurveyTest, NoController_SaysSoInItsReportToo) {
@@ -298,7 +301,7 @@ TEST_F(SurveyTest, NoController_SaysSoInItsReportToo) {
   EXPECT_THAT(profile, HasSubstr("usable = \"unknown\"  # "));
   for (const char* key : {"timeout_s", "one_more", "half_closed", "length", "complement", "sequence", "class",
                           "command", "status", "bytes_behind_values", "beyond", "shape"}) {
-    EXPECT_THAT(profile, HasSubstr(std::string("\n# ") + key + " is not known: "));
+    EXPECT_THAT(profile, HasSubstr(std::string("\n# ") + key + " is not known. "));
     EXPECT_THAT(profile, Not(HasSubstr(std::string("\n") + key + " = ")));
   }
 }
@@ -348,7 +351,8 @@ TEST_F(SurveyTest, WebServer_IsNoControllerAndNothingIsRecommended) {
   const std::string profile = file_text(path("found/profile.toml"));
   EXPECT_THAT(profile, HasSubstr("note = \"what answers there does not speak this protocol\"  # "));
   EXPECT_THAT(profile, HasSubstr("usable = \"unknown\"  # "));
-  EXPECT_THAT(profile, HasSubstr("\n# status is not known: bytes 12 and 13 of answers that are no refusal\n"));
+  EXPECT_THAT(profile,
+              HasSubstr("\n# status is not known. Answers that refuse nothing have this in bytes 12 and 13.\n"));
 }
 
 }  // namespace

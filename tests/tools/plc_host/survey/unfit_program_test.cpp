@@ -153,6 +153,47 @@ TEST_F(SurveyUnfitTest, LongerRepliesForOneOfTwoVariables_LeaveTheVerdictOpen) {
   }
 }
 
+class SurveyDirectoryTest : public SurveyTest {};
+
+// Its count is one byte, and it holds one program.
+TEST_F(SurveyDirectoryTest, ProgramThatADirectoryDoesNotHoldWhereItCountsMore_IsNotKnown) {
+  write_file("machine.csv", "Speed,INT,,,,,,0,1,0,0,,DM\nStep,INT,,,,,,1,0,0,1,Main,DM\n");
+  const auto simulator = start_simulator({"--sentinel"});
+  OtherLength between(port_, longer);
+  const OwnServer server([&between](const std::string& request) {
+    constexpr char kDirectory[] = "\x0C\x25";
+    std::string reply = between(request);
+    if (request.substr(10, 2) == kDirectory) reply[14] = '\xFF';
+    return reply;
+  });
+  write_file("tags.csv", "Speed,INT,,,,,,0,1,0,0,,DM\nStep,INT,,,,,,1,0,0,1,Packing,DM\n");
+  const Outcome outcome = run({"survey", "--address", "127.0.0.1:" + server.port(), "--tags", path("tags.csv"),
+                               "--output", path("found"), "--gentle", "--timeout", "1", "--rate", "1000", "-q"});
+  EXPECT_THAT(outcome.out, HasSubstr("\nprogram \"Packing\": not known: the controller's directory may have more "
+                                     "programs than came with it\n"));
+  const Json program = report().at("programs").at("findings").at(0);
+  EXPECT_EQ(program.at("state"), "not known");
+  EXPECT_EQ(program.at("number"), nullptr);
+  EXPECT_EQ(report().at("variables").at("findings").at(1).at("why"),
+            "whether the controller has a program \"Packing\" is not known: what answers could be another program's "
+            "variable");
+}
+
+// What comes behind its declared length is the driver's to read.
+TEST_F(SurveyDirectoryTest, TextThatMayGoOn_HasNoValueUntilItIsCompared) {
+  write_file("machine.csv", "Text,STRING,,4,,,,0,1,0,0,,DM\nShort,STRING,,4,,,,1,1,0,0,,DM\n");
+  write_file("slow.toml", "[times]\nread_ms = 400\n");
+  const auto simulator = start_simulator({"--profile", path("slow.toml")});
+  simulator->type("set Text abcd\nset Short abc\n");
+  EXPECT_EQ(interrupted_at("4", {"--gentle", "--rate", "300"}), 130);
+  const Json findings = report().at("variables").at("findings");
+  EXPECT_EQ(findings.at(0).at("value"), nullptr);
+  EXPECT_EQ(findings.at(0).at("why"),
+            "the text fills its declared length and may go on behind it; it was not compared with what the driver "
+            "gives");
+  EXPECT_EQ(findings.at(1).at("value"), "\"abc\"");
+}
+
 class SurveyFewTest : public SurveyTest {
  protected:
   Outcome survey_with(const std::string& fault) {

@@ -94,8 +94,10 @@ TEST(Recommend, OneConnectionTooMany_IsNotCountedAsUnansweredNorAskedAboutTwice)
   record.link.connect_failures.assign(10, "no answer to the directory start");
   EXPECT_EQ(unanswered_of(record).silent, 10U);
   EXPECT_EQ(questions(record).size(), 2U);
-  EXPECT_THAT(found_sentences(record).at(1),
-              HasSubstr("It took 20 of 20 connections and gave no directory on 10 of them, in "));
+  EXPECT_EQ(
+      found_sentences(record).at(1),
+      "It took 20 of 20 connections. Half of them were open within 1.00 ms, and all within 1.00 ms. On 10 of them "
+      "no directory came.");
   record.link.most_connections = 1;
   record.link.one_more = Reaction::kSilent;
   EXPECT_EQ(unanswered_of(record).silent, 0U);
@@ -395,6 +397,69 @@ TEST(Recommend, Poll_CountsEachElementThatAHostAsksFor) {
   EXPECT_EQ(value_of(record, "poll_ms"), "420");
   EXPECT_THAT(reason_of(record, "poll_ms"),
               testing::StartsWith("2 variables, 61 names in 2 batches of up to 32 names,"));
+}
+
+std::string left_out_reason(const SurveyRecord& record, const std::string& setting) {
+  for (const LeftOut& one : left_out(record)) {
+    if (one.setting == setting) return one.because;
+  }
+  return "set";
+}
+
+TEST(LeftOut, BatchAndPoll_SayWhichDataAreLacking) {
+  SurveyRecord record = record_with(Usable::kYes, {3});
+  record.limits.step.why = "interrupted";
+  EXPECT_EQ(left_out_reason(record, "batch_names"),
+            "how many names and values a request may have was not measured: interrupted");
+  EXPECT_EQ(left_out_reason(record, "poll_ms"), "no variable was asked for");
+  record.variables.findings.resize(1, other_by_driver("A"));
+  EXPECT_EQ(left_out_reason(record, "poll_ms"),
+            "how many names and values a request may have was not measured: interrupted");
+  record.limits.step = {Step::State::kDone, ""};
+  record.limits.names_tried = 111;
+  record.limits.values_tried = 1;
+  EXPECT_EQ(left_out_reason(record, "batch_names"), "no limit was met, up to 111 names and 1 value in a request");
+  record.times.erase(record.times.begin() + 2);
+  EXPECT_EQ(left_out_reason(record, "poll_ms"), "no time of a request for names was measured");
+  record.times.pop_back();
+  EXPECT_EQ(left_out_reason(record, "poll_ms"), "no time of a read was measured");
+}
+
+TEST(LeftOut, IsNothingThatIsSet) {
+  SurveyRecord record = record_with(Usable::kYes, {3});
+  record.variables.findings.resize(1, other_by_driver("A"));
+  record.limits.step.state = Step::State::kDone;
+  record.limits.names_per_request = record.limits.values_tried = 20;
+  record.recommendations = recommend(record);
+  EXPECT_EQ(left_out(record).size(), 0U);
+  record.heads.length = {};
+  EXPECT_EQ(left_out(record).size(), 0U) << "of what is no controller";
+}
+
+TEST(LeftOut, WhereNeitherBuildReads_SaysThat) {
+  SurveyRecord record = record_with(Usable::kNotUsable, {1});
+  record.splits = {halves(2)};
+  record.recommendations = recommend(record);
+  EXPECT_EQ(left_out_reason(record, "batch_names"), "neither installed build reads this controller");
+  EXPECT_EQ(left_out_reason(record, "poll_ms"), "neither installed build reads this controller");
+}
+
+TEST(Questions, DirectoryThatCountsMoreThanItNames_IsAskedAbout) {
+  SurveyRecord record = record_with(Usable::kYes, {3});
+  record.programs.step.state = Step::State::kDone;
+  record.programs.directory = {"Main"};
+  record.programs.announced = 1;
+  EXPECT_EQ(questions(record).size(), 0U);
+  record.programs.announced = 255;
+  record.programs.findings = {{"Packing", 0, ProgramFinding::State::kNotKnown, ""}};
+  ASSERT_EQ(questions(record).size(), 1U);
+  EXPECT_EQ(questions(record).at(0).what,
+            "How many programs are there? The directory counts 255, and names 1 of them.");
+  EXPECT_EQ(found_sentences(record).size(), 2U);
+  record.link.connect_ms = {1};
+  EXPECT_EQ(found_sentences(record).at(2),
+            "Its directory names 1 program, and counts 255; of 1 that the tag files name, of 1 it is not known whether "
+            "it has them.");
 }
 
 TEST(Recommend, RequestsThatWereAnsweredInPart_HadNoWholeAnswer) {

@@ -213,6 +213,24 @@ TEST(SurveyPage, Charts_AreDrawnOfWhatWasMeasured) {
   EXPECT_THAT(page, Not(HasSubstr("Answer times of write")));
 }
 
+// They were answered, and plc-host read shows nothing of them.
+TEST(SurveyPage, VariablesWithoutAValue_AreCountedApart) {
+  SurveyRecord record;
+  record.variables.step.state = Step::State::kDone;
+  record.variables.findings.resize(3);
+  for (VariableFinding& one : record.variables.findings) one.state = VariableFinding::State::kGood;
+  record.variables.findings[2].has_no_value = true;
+  EXPECT_NE(report_page(record).find("<summary>2 variables as declared, and 1 answered without a value</summary>"),
+            std::string::npos);
+}
+
+TEST(SurveyPage, SettingThatIsLeftOut_HasItsReason) {
+  SurveyRecord record;
+  record.left_out = {{"poll_ms", "no variable was asked for"}};
+  EXPECT_NE(report_page(record).find("<code>poll_ms</code> is not set: no variable was asked for.</p>"),
+            std::string::npos);
+}
+
 TEST(SurveyPage, TimesFarApart_AreDrawnByPowersOfTen) {
   SurveyRecord record;
   record.times_step.state = Step::State::kDone;
