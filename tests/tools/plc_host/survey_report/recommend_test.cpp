@@ -387,6 +387,15 @@ TEST(Recommend, Poll_CountsEachAskedVariableAndThePauses) {
             "when each answer is as slow as the slowest in a hundred; twice that");
 }
 
+// Of names and values, so that one slow answer in a hundred does not lose a round.
+TEST(Recommend, Poll_TakesP99OfBoth) {
+  SurveyRecord record = record_with(Usable::kYes, {1, 60});
+  record.times[2].ms = {2, 80};
+  record.limits.step.state = Step::State::kDone;
+  record.variables.findings.resize(1, other_by_driver("A"));
+  EXPECT_EQ(value_of(record, "poll_ms"), "280");
+}
+
 TEST(Recommend, Poll_CountsEachElementThatAHostAsksFor) {
   SurveyRecord record = record_with(Usable::kNotUsable, {50});
   record.limits.step.state = Step::State::kDone;

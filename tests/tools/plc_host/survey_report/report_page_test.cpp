@@ -224,6 +224,40 @@ TEST(SurveyPage, VariablesWithoutAValue_AreCountedApart) {
             std::string::npos);
 }
 
+bool page_has(const SurveyRecord& record, const char* text) {
+  return report_page(record).find(text) != std::string::npos;
+}
+
+TEST(SurveyPage, RowOfTimes_HasEachFigureInItsColumn) {
+  SurveyRecord record;
+  record.times_step.state = Step::State::kDone;
+  record.times = {{"read", 1, {1, 2, 3, 400}, {}, 2, 3}};
+  EXPECT_TRUE(page_has(record,
+                       "<td class=\"number\">4 times</td><td class=\"number\">2.00 ms</td><td class=\"number\">"
+                       "400 ms</td><td class=\"number\">400 ms</td><td class=\"number\">5</td>"));
+  EXPECT_TRUE(page_has(record, "<p class=\"why\">The p99 of fewer than 100 times is the slowest of them.</p>"));
+}
+
+TEST(SurveyPage, Sentences_HaveP99AndTheSlowest) {
+  SurveyRecord record;
+  record.link.connects_tried = 1;
+  record.link.connect_ms = {1};
+  record.times = {{"read", 1, std::vector<double>(198, 1)}};
+  record.times.front().ms.insert(record.times.front().ms.end(), {7, 90});
+  EXPECT_TRUE(
+      page_has(record, " is answered in 1.00 ms (p50), 1.00 ms (p99) and 90.00 ms at most, of 200 measurements."));
+}
+
+TEST(SurveyPage, Hours_HaveTheDriftAndTheGapApart) {
+  SurveyRecord record;
+  record.endurance.step.state = Step::State::kDone;
+  record.endurance.losses = 1;
+  record.endurance.longest_gap_ms = 300;
+  record.endurance.drift_ms = 12;
+  EXPECT_TRUE(page_has(record, "<dt>longest gap</dt><dd>300 ms</dd>"));
+  EXPECT_TRUE(page_has(record, "<dt>last round behind its turn</dt><dd>12.00 ms</dd>"));
+}
+
 TEST(SurveyPage, SettingThatIsLeftOut_HasItsReason) {
   SurveyRecord record;
   record.left_out = {{"poll_ms", "no variable was asked for"}};
