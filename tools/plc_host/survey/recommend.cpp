@@ -218,7 +218,7 @@ std::string limits_reason(const SurveyRecord& record) {
 }
 
 std::string batch_reason(const SurveyRecord& record) {
-  const std::string reason = limits_reason(record);
+  std::string reason = limits_reason(record);
   if (!reason.empty()) return reason;
   const Limits& limits = record.limits;
   return "no limit was met, up to " + plc_base::plural(limits.names_tried, "name") + " and " +
