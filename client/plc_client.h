@@ -381,6 +381,8 @@ class PLC_CLIENT_API Plan {
 class PLC_CLIENT_API Controller {
  public:
   // Loads the driver and the tag files; connects when first used. Throws Error: no such address, folder, file, driver.
+  // The driver loads the files again at the first use, and at the one after close(). That use throws Error, and sends
+  // nothing, when a file has other bytes then: make a new Controller, which takes its variables.
   explicit Controller(const Options& options);
   // Closes the connection. No other thread may be using it.
   ~Controller();

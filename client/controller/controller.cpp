@@ -17,6 +17,7 @@
 #include "client/plan/tag_transfer.h"
 #include "client/plc_client.h"
 #include "client/tags/name_pattern.h"
+#include "client/tags/same_file.h"
 #include "client/values/value_type.h"
 #include "profile/profile_use.h"
 
@@ -166,16 +167,19 @@ core::DriverSession& Controller::Body::open() {
       [this](const std::string& line) { log(line); });
   opened->know_programs(program_names);
   for (const auto& area : tags.areas()) {
-    const uint32_t code = driver->load_tags(target.ip_address, area->area, area->path.c_str());
+    const std::optional<uint32_t> code = core::load_same_file(
+        area->path, area->bytes, [&] { return driver->load_tags(target.ip_address, area->area, area->path.c_str()); });
     std::string words;
     for (const std::string& line : driver->take_lines()) {
       log(line);
       words += "; the driver says: " + line;
     }
-    if (code != PLC_OK) {
-      driver->release(&opened->connection());
-      refuse<Error>("the driver can no longer load the tag file " + area->path + words);
-    }
+    if (code == PLC_OK) continue;
+    driver->release(&opened->connection());
+    if (code) refuse<Error>("the driver can no longer load the tag file " + area->path + words);
+    refuse<Error>(
+        "the tag file " + area->path +
+        " has changed since it was loaded: make a new Controller, or restart the program, which loads it again");
   }
   opened->add_observer([this](const core::CallResult& call) {
     link.note(call);

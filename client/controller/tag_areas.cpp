@@ -22,6 +22,7 @@
 #include "client/controller/value_access.h"
 #include "client/driver/driver_session.h"
 #include "client/tags/meant_names.h"
+#include "client/tags/same_file.h"
 #include "client/tags/tag_source.h"
 #include "client/values/value_type.h"
 
@@ -206,7 +207,9 @@ void TagAreas::add(uint16_t area, const std::string& path, core::PrivateDriver& 
   read->area = area;
   read->path = path;
   try {
-    read->list = core::load_tag_list(driver.library(), path);
+    core::LoadedTags loaded = core::load_whole_file(driver.library(), path);
+    read->list = std::move(loaded.list);
+    read->bytes = std::move(loaded.bytes);
   } catch (const core::ClientError& error) {
     refuse<Error>(error.what() + driver_words(driver.take_lines()));
   }

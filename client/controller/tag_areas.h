@@ -18,6 +18,7 @@ struct TagArea {
   uint16_t area = 0;
   std::string path;
   core::TagList list;
+  std::string bytes;  // of the file, by which the driver is not given another one
 };
 
 struct FoundVariable {

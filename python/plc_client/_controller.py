@@ -118,8 +118,9 @@ class Controller:
     mistakes.
 
     A with statement closes the connection at its end. After close() the next use connects again. So does the next use
-    after a connection was lost. While the controller cannot be reached, the pause between two tries grows from 0.1 to
-    10 seconds.
+    after a connection was lost. The first use, and the one after close(), raise Error when a tag file has changed since
+    the Controller was made: make a new one. While the controller cannot be reached, the pause between two tries grows
+    from 0.1 to 10 seconds.
     """
 
     def __init__(

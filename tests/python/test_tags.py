@@ -66,3 +66,50 @@ def test_files_and_folders_in_one_list(machine, tmp_path):
     with plc_client.Controller(machine.address, port=machine.port, tags=[TAGS, str(file)], area=9) as press:
         assert press.tags["Extra"].file == str(file)
         assert press.read("Motor.Speed").ok
+
+
+SWAPPED = ("Second,INT,,,,,,0,1,0,0,,\n", "First,INT,,,,,,0,1,0,0,,\n")
+
+
+@pytest.fixture
+def two_variables(tmp_path):
+    """A simulator of First and Second, and the tag file."""
+    file = tmp_path / "machine.csv"
+    file.write_text("".join(reversed(SWAPPED)))
+    with plc_client.Simulator(file, sentinel=True) as simulator:
+        simulator.set("First", 11)
+        simulator.set("Second", 22)
+        yield simulator, file
+
+
+def changed(file):
+    return (f"the tag file {file} has changed since it was loaded: make a new Controller, or restart the program, "
+            "which loads it again")
+
+
+def test_a_file_that_changes_before_the_first_use_is_refused(two_variables):
+    machine, file = two_variables
+    press = plc_client.Controller(machine.address, port=machine.port, tags=file)
+    file.write_text("".join(SWAPPED))
+    requests = machine.counts()["requests"]
+    for use in (lambda: press.read("First"), lambda: press.write("First", 5, verify=True), press.connect):
+        with pytest.raises(plc_client.Error) as refused:
+            use()
+        assert str(refused.value) == changed(file)
+    assert machine.counts()["requests"] == requests
+    assert machine.get("First") == 11 and machine.get("Second") == 22
+
+
+def test_a_file_that_changes_behind_with_is_refused(two_variables):
+    machine, file = two_variables
+    with plc_client.Controller(machine.address, port=machine.port, tags=file) as press:
+        assert press.read("First").value == 11
+    file.write_text("".join(SWAPPED))
+    with pytest.raises(plc_client.Error) as refused:
+        press.read("First")
+    assert str(refused.value) == changed(file)
+    file.write_text("".join(reversed(SWAPPED)))
+    assert press.read("First").value == 11
+    file.write_text("".join(SWAPPED))
+    with plc_client.Controller(machine.address, port=machine.port, tags=file) as anew:
+        assert anew.read("First").value == 11
