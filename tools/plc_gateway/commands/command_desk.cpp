@@ -6,13 +6,12 @@
 #include <utility>
 
 #include "base/text.h"
-#include "base/utf8.h"
+#include "tools/plc_gateway/commands/command_text.h"
 #include "tools/plc_gateway/commands/command_value.h"
 
 namespace plc_gateway {
 namespace {
 
-constexpr size_t kMostNameBytes = 200;  // of a refused name, which goes out again: no name of a variable has as many
 constexpr size_t kManyStamps = 1000;
 constexpr size_t kMostStamps = 10000;
 
@@ -27,13 +26,6 @@ Ms later_by(Ms time, Ms by) {
   constexpr Ms kMost = std::numeric_limits<Ms>::max();
   if (by < 0) return time < kLeast - by ? kLeast : time + by;
   return time > kMost - by ? kMost : time + by;
-}
-
-std::string shortened(const std::string& name) {
-  if (name.size() <= kMostNameBytes) return name;
-  size_t end = kMostNameBytes;
-  while (end > 0 && !plc_base::is_utf8(std::string_view(name).substr(0, end))) --end;
-  return name.substr(0, end) + "...";
 }
 
 // What the command names: by its name, by its alias, or by both when they agree.
@@ -94,18 +86,26 @@ std::vector<CommandDesk::Decision> CommandDesk::decide(const CommandMessage& mes
   return decisions;
 }
 
+const CommandRule* CommandDesk::rule_named(const std::string& name) const {
+  const auto found = rule_of_.find(name);
+  return found == rule_of_.end() ? nullptr : &rules_[found->second];
+}
+
 CommandDesk::Decision CommandDesk::decide_one(const CommandMetric& metric, const Arrival& arrival,
                                               const std::map<uint64_t, std::string>& name_of_alias) {
   const NamedVariable what = variable_named(metric, name_of_alias);
+  const CommandRule* const listed = rule_named(what.name);
+  const std::optional<std::string> said =
+      value_text(metric, listed == nullptr ? std::nullopt : std::optional(listed->type));
+  const std::optional<Ms> sent = metric.time ? metric.time : arrival.time;
   const auto refuse = [&](const char* kind, const std::string& reason) {
-    return Refusal{shortened(what.name), reason, kind};
+    return Refusal{shortened(what.name), reason, kind, said, sent};
   };
   if (what.kind != nullptr) return refuse(what.kind, what.problem);
-  const auto found = rule_of_.find(what.name);
-  if (found == rule_of_.end()) {
+  if (listed == nullptr) {
     return refuse("not-listed", "no [[command]] of the configuration allows it to be written");
   }
-  const CommandRule& rule = rules_[found->second];
+  const CommandRule& rule = *listed;
   if (metric.is_null || metric.form == CommandMetric::Form::kNone) {
     return refuse("null", "the command has no value; nothing is written for null");
   }
@@ -118,9 +118,12 @@ CommandDesk::Decision CommandDesk::decide_one(const CommandMetric& metric, const
   if (late.kind != nullptr) return refuse(late.kind, late.reason);
   Last& last = last_[rule.name];
   last.accepted = arrival.steady_now;
-  const Ms stamp = metric.time.value_or(arrival.time.value_or(0));
+  const Ms stamp = sent.value_or(0);
   last.stamps.insert(std::upper_bound(last.stamps.begin(), last.stamps.end(), stamp), stamp);
-  return WriteJob{found->second, std::move(*value.input), stamp,
+  return WriteJob{rule_of_.at(rule.name),
+                  std::move(*value.input),
+                  stamp,
+                  said.value_or(std::string()),
                   later_by(std::max(stamp, arrival.time.value_or(stamp)), -rule.max_age_ms),
                   later_by(std::min(stamp, arrival.time.value_or(stamp)), rule.max_age_ms)};
 }

@@ -18,6 +18,8 @@ struct Refusal {
   std::string reason;  // a sentence
   std::string kind;    // a word for the counters: "not-listed", "type", "range", "rate", "old", "repeated", "retained",
                        // "null", "malformed", "device-lost", "busy", "disk"
+  std::optional<std::string> value = std::nullopt;  // of the command, as a text
+  std::optional<Ms> sent = std::nullopt;            // the command's own time
 };
 
 class CommandDesk {
@@ -64,6 +66,7 @@ class CommandDesk {
     // What is not behind this may have been accepted and be forgotten: a clock that is set back makes it young again.
     std::optional<Ms> forgotten;
   };
+  const CommandRule* rule_named(const std::string& name) const;
   Decision decide_one(const CommandMetric& metric, const Arrival& arrival,
                       const std::map<uint64_t, std::string>& name_of_alias);
   static void forget_old_stamps(const CommandRule& rule, Ms wall_now, Last& last);

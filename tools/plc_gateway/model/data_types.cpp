@@ -1,6 +1,7 @@
 // The table of the data types, by their codes.
 #include "tools/plc_gateway/model/data_types.h"
 
+#include <charconv>
 #include <cstddef>
 #include <cstring>
 
@@ -47,6 +48,13 @@ constexpr TypeFacts kCodes[] = {
 };
 
 constexpr unsigned kWidest = 64;
+constexpr size_t kMostDigits = 64;  // no shortest number has as many
+
+template <typename Number>
+std::string shortest(Number number) {
+  char digits[kMostDigits];
+  return std::string(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
+}
 
 }  // namespace
 
@@ -87,6 +95,21 @@ uint64_t bits_of_real(double number, unsigned width) {
   uint64_t bits = 0;
   std::memcpy(&bits, &number, sizeof bits);
   return bits;
+}
+
+std::string element_text(const TypeFacts& facts, uint64_t bits) {
+  switch (facts.kind) {
+    case ElementKind::kBool:
+      return bits != 0 ? "true" : "false";
+    case ElementKind::kSigned:
+      return shortest(sign_extended(bits, facts.bits));
+    case ElementKind::kReal: {
+      const double number = real_of_bits(bits, facts.bits);
+      return facts.bits == 32 ? shortest(static_cast<float>(number)) : shortest(number);
+    }
+    default:
+      return shortest(bits);
+  }
 }
 
 }  // namespace plc_gateway

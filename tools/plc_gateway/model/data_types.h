@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "tools/plc_gateway/model/variable.h"
 
@@ -28,5 +29,8 @@ uint64_t low_bits(uint64_t bits, unsigned width);
 // The number of a real element of 32 or 64 bits, and back. A REAL of a number that it cannot hold is not asked for.
 double real_of_bits(uint64_t bits, unsigned width);
 uint64_t bits_of_real(double number, unsigned width);
+
+// The shortest text that means the same number: "-5", "1.5", "true", "nan".
+std::string element_text(const TypeFacts& facts, uint64_t bits);
 
 }  // namespace plc_gateway

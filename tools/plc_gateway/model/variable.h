@@ -88,7 +88,8 @@ struct CommandRule {
 struct WriteJob {
   size_t rule = 0;  // of the list of rules
   plc_client::Input value = false;
-  Ms stamp = 0;  // the command's own time, which a repeated one has again
+  Ms stamp = 0;            // the command's own time, which a repeated one has again
+  std::string shown = {};  // its value as the command said it
   // By the wall clock: outside of this it is too old to be begun.
   Ms not_before = std::numeric_limits<Ms>::min();
   Ms not_after = std::numeric_limits<Ms>::max();
@@ -105,9 +106,11 @@ struct WriteOutcome {
 // How a command ended, as it is published.
 struct CommandResult {
   std::string name;    // of the metric that the command named
-  std::string result;  // "done", "refused", "failed" or "unknown"
+  std::string result;  // "done", "refused", "failed", "unknown", or "unpublished" of results for which was no room
   std::string reason;  // a sentence; empty when done
   Ms time = 0;
+  std::optional<std::string> value = std::nullopt;  // as the command said it; nothing when it said none
+  std::optional<Ms> sent = std::nullopt;            // the command's own time; nothing when it said none
 };
 
 }  // namespace plc_gateway

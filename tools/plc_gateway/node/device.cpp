@@ -34,6 +34,30 @@ void Device::start() { probe_ms_ = clock_.steady_ms(); }
 void Device::stop() {
   stopped_ = true;
   flush();
+  end_unbegun_writes("the gateway stopped before the write was begun");
+}
+
+void Device::end_unbegun_writes(const char* why) {
+  std::deque<Write> unbegun;
+  unbegun.swap(writes_);
+  if (writing_) {
+    writes_.push_back(std::move(unbegun.front()));
+    unbegun.pop_front();
+  }
+  WriteOutcome outcome;
+  outcome.reason = plc_client::Reason::kNotTried;
+  outcome.error = why;
+  outcome.time = clock_.wall_ms();
+  for (const Write& write : unbegun) write.ended(write.job, outcome);
+}
+
+void Device::give_up_write() {
+  if (!writing_) return;
+  WriteOutcome outcome;
+  outcome.outcome = plc_client::Outcome::kUnknown;
+  outcome.error = "the gateway stopped before the controller answered: read the variable";
+  outcome.time = clock_.wall_ms();
+  on_written(outcome);
 }
 
 void Device::start_read(size_t piece) {
@@ -56,7 +80,7 @@ void Device::step() {
   }
   end_late_writes();
   if (!writes_.empty()) {
-    busy_ = true;
+    busy_ = writing_ = true;
     port_.start_write(writes_.front().job);
     return;
   }
@@ -139,13 +163,7 @@ void Device::lose(const ReadResult& result) {
   state_ = State::kSearching;
   away_ = true;
   known_.assign(known_.size(), 0);
-  std::deque<Write> unbegun;
-  unbegun.swap(writes_);
-  WriteOutcome outcome;
-  outcome.reason = plc_client::Reason::kNotTried;
-  outcome.error = "the controller was lost before the write was begun";
-  outcome.time = clock_.wall_ms();
-  for (const Write& write : unbegun) write.ended(write.job, outcome);
+  end_unbegun_writes("the controller was lost before the write was begun");
 }
 
 // A command that waited for the controller longer than it may be old is not carried out any more.
@@ -167,7 +185,7 @@ bool Device::has_room_for_writes(size_t count) const { return writes_.size() + c
 void Device::write(const WriteJob& job, WriteEnded ended) { writes_.push_back({job, std::move(ended)}); }
 
 void Device::on_written(const WriteOutcome& outcome) {
-  busy_ = false;
+  busy_ = writing_ = false;
   if (writes_.empty()) return;
   const Write write = std::move(writes_.front());
   writes_.pop_front();

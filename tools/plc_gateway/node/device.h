@@ -21,8 +21,11 @@ class Device {
          const Clock& clock, ControllerPort& port, Journal& journal, Counters& counters);
 
   void start();
-  // Nothing more is begun; what is under way ends.
+  // Nothing more is begun, and writes that wait end without it; what is under way ends.
   void stop();
+  // A write is under way. Of one that is not waited for any longer nobody knows how it ended.
+  bool writing() const { return writing_; }
+  void give_up_write();
 
   // To be called when next_ms() has come, and after each event.
   void step();
@@ -61,6 +64,7 @@ class Device {
   void flush();
   void start_read(size_t piece);
   void end_late_writes();
+  void end_unbegun_writes(const char* why);
 
   const std::vector<Variable>& variables_;
   const std::vector<Piece>& pieces_;
@@ -73,6 +77,7 @@ class Device {
   State state_ = State::kSearching;
   bool stopped_ = false;
   bool busy_ = false;
+  bool writing_ = false;  // the first of writes_
   bool away_ = false;
   Ms probe_ms_ = 0;   // when the controller is looked for again
   size_t round_ = 0;  // pieces of the round that were read

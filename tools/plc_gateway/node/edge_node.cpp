@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "tools/plc_gateway/commands/command_text.h"
+
 namespace plc_gateway {
 namespace {
 
@@ -30,6 +32,7 @@ EdgeNode::EdgeNode(const EdgeNodeOptions& options, const Clock& clock, Controlle
       topics_(options.session.topics),
       clock_(clock),
       journal_(journal),
+      command_ended_(options.command_ended),
       desk_(make_desk(options.earlier_desk, options.rules, journal, clock.steady_ms())),
       device_(variables_, options.periods, pieces_, clock, controller, journal, counters_),
       session_(options.session, variables_, clock, broker, journal, device_, counters_) {}
@@ -106,7 +109,12 @@ void EdgeNode::on_message(const Message& message) {
 
 void EdgeNode::refuse(const Refusal& refusal) {
   ++counters_.commands[refusal.kind];
-  session_.tell({refusal.name, "refused", refusal.reason, clock_.wall_ms()});
+  tell({refusal.name, "refused", refusal.reason, clock_.wall_ms(), refusal.value, refusal.sent});
+}
+
+void EdgeNode::tell(const CommandResult& result) {
+  if (command_ended_) command_ended_(result);
+  session_.tell(result);
 }
 
 void EdgeNode::on_node_command(const Message& message) {
@@ -116,12 +124,16 @@ void EdgeNode::on_node_command(const Message& message) {
     return;
   }
   for (const CommandMetric& metric : command->metrics) {
+    const auto refuse_it = [&](const char* reason, const char* kind) {
+      refuse({shortened(metric.name), reason, kind, value_text(metric, std::nullopt),
+              metric.time ? metric.time : command->time});
+    };
     if (metric.name != "Node Control/Rebirth") {
-      refuse({metric.name, "the node takes no command but Node Control/Rebirth", "not-listed"});
+      refuse_it("the node takes no command but Node Control/Rebirth", "not-listed");
     } else if (message.retained) {
-      refuse({metric.name, "the message was retained: it was not meant for now", "retained"});
+      refuse_it("the message was retained: it was not meant for now", "retained");
     } else if (metric.form != CommandMetric::Form::kBool || metric.number == 0) {
-      refuse({metric.name, "a rebirth is asked for with the Boolean true", "type"});
+      refuse_it("a rebirth is asked for with the Boolean true", "type");
     } else {
       ++counters_.commands["rebirth"];
       session_.request_rebirth();
@@ -146,9 +158,9 @@ void EdgeNode::on_device_command(const Message& message) {
     const auto& job = std::get<WriteJob>(decision);
     const std::string& name = desk_.rules()[job.rule].name;
     if (!device_.alive()) {
-      refuse({name, "the controller does not answer", "device-lost"});
+      refuse({name, "the controller does not answer", "device-lost", job.shown, job.stamp});
     } else if (!device_.has_room_for_writes(jobs.size() + 1)) {
-      refuse({name, "too many commands are waiting for the controller", "busy"});
+      refuse({name, "too many commands are waiting for the controller", "busy", job.shown, job.stamp});
     } else {
       jobs.push_back(job);
     }
@@ -169,7 +181,7 @@ void EdgeNode::carry_out(const std::vector<WriteJob>& jobs) {
       refuse({desk_.rules()[job.rule].name,
               "the journal's disk refuses to remember it, and a restarted gateway could carry it out again; see the "
               "disk of [journal] folder",
-              "disk"});
+              "disk", job.shown, job.stamp});
       continue;
     }
     device_.write(job, [this](const WriteJob& ended, const WriteOutcome& outcome) { end_write(ended, outcome); });
@@ -181,7 +193,7 @@ void EdgeNode::end_write(const WriteJob& job, const WriteOutcome& outcome) {
                        : outcome.outcome == plc_client::Outcome::kNotDone ? "failed"
                                                                           : "unknown";
   ++counters_.commands[result];
-  session_.tell({desk_.rules()[job.rule].name, result, outcome.error, outcome.time});
+  tell({desk_.rules()[job.rule].name, result, outcome.error, outcome.time, job.shown, job.stamp});
 }
 
 }  // namespace plc_gateway

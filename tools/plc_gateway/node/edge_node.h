@@ -2,6 +2,7 @@
 // events nothing happens. Used by one thread.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -23,6 +24,7 @@ struct EdgeNodeOptions {
   std::vector<CommandRule> rules;
   SessionOptions session;
   std::optional<CommandDesk> earlier_desk;  // of a node before this one: what it took is not taken again
+  std::function<void(const CommandResult&)> command_ended;  // hears of each, as it ends; may be empty
 };
 
 class EdgeNode {
@@ -52,7 +54,6 @@ class EdgeNode {
   const Counters& counters() const { return counters_; }
   // Why there is no broker; empty at first.
   const std::string& broker_problem() const { return session_.last_problem(); }
-  const std::optional<CommandResult>& last_command() const { return session_.last_command(); }
   // For the node that comes after this one, which takes no more commands.
   CommandDesk take_desk() { return std::move(desk_); }
 
@@ -62,6 +63,7 @@ class EdgeNode {
   void on_device_command(const Message& message);
   void carry_out(const std::vector<WriteJob>& jobs);
   void refuse(const Refusal& refusal);
+  void tell(const CommandResult& result);
   void end_write(const WriteJob& job, const WriteOutcome& outcome);
 
   const std::vector<Variable> variables_;
@@ -69,6 +71,7 @@ class EdgeNode {
   const Topics topics_;
   const Clock& clock_;
   Journal& journal_;
+  const std::function<void(const CommandResult&)> command_ended_;
   Counters counters_;
   CommandDesk desk_;
   Device device_;

@@ -164,7 +164,9 @@ void Session::stop() {
 }
 
 void Session::finish_stop(Ms now) {
-  if (link_ == Link::kOnline && !unfenced_.empty() && now < stop_by_ms_) return;
+  if (link_ == Link::kOnline && (device_.writing() || !unfenced_.empty()) && now < stop_by_ms_) return;
+  device_.give_up_write();
+  publish_results();
   // A goodbye keeps the will back, so that the death is told before it, also by a node that was never born. Where
   // nothing can be told yet, the will does it.
   if (link_ == Link::kConnecting) {
@@ -220,7 +222,7 @@ void Session::step_online(Ms now) {
     look_ms_ = now + kLookMs;
     if (node_data_allowed() && journal_.counters().dropped != told_dropped_) tell_node(false, true);
   }
-  if (link_ == Link::kOnline) tell_command(now);
+  publish_results();
   if (link_ == Link::kOnline) fence(now);
 }
 
@@ -243,7 +245,6 @@ std::optional<Ms> Session::next_ms() const {
   if (stopping_) soonest = std::min(soonest, stop_by_ms_);
   if (rebirth_wanted_) return soonest;
   if (!fence_ && !unfenced_.empty()) soonest = std::min(soonest, fence_ms_ + kFenceMs);
-  if (command_untold_ && node_data_allowed()) soonest = std::min(soonest, command_ms_ + kFenceMs);
   if (device_born_ && !stopping_ && !history_.empty() && window_open(true)) {
     soonest = std::min(soonest, budget_ms_ + kHistoryTickMs);
   }

@@ -53,15 +53,13 @@ class Session {
   void on_host_state(std::string_view payload);
   // Births again, with the same bdSeq.
   void request_rebirth();
-  // As metrics of the node, within a tenth of a second; of several results the last one.
+  // As metrics of the node: each result in a message of its own, in the order of these calls.
   void tell(const CommandResult& result);
 
   // The metric of an alias in the births.
   const std::map<uint64_t, std::string>& names() const { return names_; }
   // Why there is no connection, when there is none.
   const std::string& last_problem() const { return last_problem_; }
-  // How the last command ended, whoever sent it.
-  const std::optional<CommandResult>& last_command() const { return last_command_; }
 
  private:
   enum class Link : uint8_t { kDown, kConnecting, kSubscribing, kWaitingForHost, kOnline, kStopped };
@@ -98,7 +96,7 @@ class Session {
   void publish_history(Ms now);
   bool publish_old_rows(const std::vector<JournalRow>& rows, Range& range);
   bool tell_node(bool command, bool dropped);
-  void tell_command(Ms now);
+  void publish_results();
   void fence(Ms now);
   bool send(const std::string& topic, std::string payload, int qos);
   bool send_metrics(const std::string& topic);
@@ -158,9 +156,9 @@ class Session {
   Ms fence_ms_ = 0;           // when it was sent
   uint64_t fence_number_ = 0;
 
-  std::optional<CommandResult> last_command_;
-  bool command_untold_ = false;
-  Ms command_ms_ = 0;  // when the last one was told
+  std::optional<CommandResult> last_command_;  // that was published
+  std::deque<CommandResult> results_;          // that are to be published
+  uint64_t unpublished_ = 0;                   // commands that the last of them stands for; 0: for itself
   uint64_t told_dropped_ = 0;
   Ms look_ms_ = 0;  // when the journal's counters are looked at again
 };

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/text.h"
 #include "tools/plc_gateway/node/session.h"
 
 namespace plc_gateway {
@@ -14,6 +15,7 @@ constexpr size_t kMostMessageBytes = 48 * 1024;
 constexpr size_t kValuesAtOnce = 200;  // of the journal, in memory: texts among them are long
 constexpr double kHistoryPerMs = 20;   // values: 20,000 a second
 constexpr double kHistoryBurst = 2000;
+constexpr size_t kMostResults = 1000;  // of commands, that wait
 
 // Of the node's own metrics, above those of all variables: the journal counts from 1.
 constexpr uint64_t kNodeAliases = 1ULL << 32;
@@ -24,6 +26,8 @@ constexpr uint64_t kCommandTimeAlias = kNodeAliases + 3;
 constexpr uint64_t kBdSeqAlias = kNodeAliases + 4;
 constexpr uint64_t kVersionAlias = kNodeAliases + 5;
 constexpr uint64_t kDroppedAlias = kNodeAliases + 6;
+constexpr uint64_t kCommandValueAlias = kNodeAliases + 7;
+constexpr uint64_t kCommandSentAlias = kNodeAliases + 8;
 constexpr uint64_t kNoAlias = 0;
 
 }  // namespace
@@ -100,7 +104,12 @@ void Session::write_node_metrics(bool birth, bool command, bool dropped) {
   if (command) {
     const bool known = last_command_.has_value();
     const CommandResult last = known ? *last_command_ : CommandResult{{}, {}, {}, now};
+    const auto sent = static_cast<uint64_t>(last.sent.value_or(0));
     write("Last Command/Name", kCommandNameAlias, DataType::kString, known, 0, last.name, last.time);
+    write("Last Command/Value", kCommandValueAlias, DataType::kString, last.value.has_value(), 0,
+          last.value.value_or(std::string()), last.time);
+    write("Last Command/Command Time", kCommandSentAlias, DataType::kDateTime, last.sent.has_value(), sent, {},
+          last.time);
     write("Last Command/Result", kCommandResultAlias, DataType::kString, known, 0, last.result, last.time);
     write("Last Command/Reason", kCommandReasonAlias, DataType::kString, known, 0, last.reason, last.time);
     write("Last Command/Time", kCommandTimeAlias, DataType::kDateTime, known, static_cast<uint64_t>(last.time), {},
@@ -119,7 +128,6 @@ void Session::write_node_metrics(bool birth, bool command, bool dropped) {
 
 bool Session::node_birth() {
   seq_ = 0;
-  command_untold_ = false;
   write_node_metrics(true, true, true);
   return send_metrics(options_.topics.node_birth);
 }
@@ -182,17 +190,29 @@ bool Session::tell_node(bool command, bool dropped) {
   return true;
 }
 
+// Where too many wait, one more stands for all the others.
 void Session::tell(const CommandResult& result) {
-  last_command_ = result;
-  command_untold_ = true;
+  if (results_.size() < kMostResults) {
+    unpublished_ = 0;
+    results_.push_back(result);
+    return;
+  }
+  if (unpublished_++ == 0) results_.emplace_back();
+  results_.back() = {{},
+                     "unpublished",
+                     "the results of " + plc_base::plural(unpublished_, "more command") + " are not published: " +
+                         std::to_string(kMostResults) + " were waiting; the log has them, and the metrics count them",
+                     result.time};
 }
 
-// Of a flood of commands the last one of each tenth of a second is told.
-void Session::tell_command(Ms now) {
-  if (!command_untold_ || now - command_ms_ < kFenceMs || !node_data_allowed()) return;
-  command_ms_ = now;
-  command_untold_ = false;
-  tell_node(true, false);
+// Half of the window is for live values, as it is beside history.
+void Session::publish_results() {
+  while (link_ == Link::kOnline && !results_.empty() && window_open(true) && node_data_allowed()) {
+    last_command_ = std::move(results_.front());
+    results_.pop_front();
+    if (results_.empty()) unpublished_ = 0;
+    if (!tell_node(true, false)) return;
+  }
 }
 
 // ---------------------------------------------------------------------------------------------------- data

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <functional>
 #include <mutex>
 #include <random>
 #include <system_error>
@@ -49,8 +50,8 @@ JournalOptions journal_options(const Config& config) {
   return options;
 }
 
-EdgeNodeOptions node_options(const Config& config, const std::vector<Piece>& pieces,
-                             std::optional<CommandDesk> earlier) {
+EdgeNodeOptions node_options(const Config& config, const std::vector<Piece>& pieces, std::optional<CommandDesk> earlier,
+                             std::function<void(const CommandResult&)> command_ended) {
   EdgeNodeOptions options;
   options.variables = config.variables;
   for (const PollGroup& poll : config.polls) options.periods.push_back(poll.every_ms);
@@ -62,6 +63,7 @@ EdgeNodeOptions node_options(const Config& config, const std::vector<Piece>& pie
   options.session.version = PLC_GATEWAY_VERSION;
   options.session.jitter = std::random_device()();
   options.earlier_desk = std::move(earlier);
+  options.command_ended = std::move(command_ended);
   return options;
 }
 
@@ -116,7 +118,9 @@ Gateway::Gateway(uv_loop_t* loop, const Config& config, Log& log, std::optional<
       port_(*this),
       broker_(loop, broker_options(config_), broker_events()),
       journal_(open_or_throw(kExitOutput, [&] { return Journal(journal_options(config_), config_.variables); })),
-      node_(node_options(config_, worker_->pieces(), std::move(earlier)), clock_, port_, broker_, journal_),
+      node_(node_options(config_, worker_->pieces(), std::move(earlier),
+                         [this](const CommandResult& ended) { tell_command(ended); }),
+            clock_, port_, broker_, journal_),
       timer_(make_timer(loop, this)),
       told_bad_(config_.variables.size()) {}
 
@@ -233,7 +237,6 @@ void Gateway::note_bad(const ReadResult& result) {
 void Gateway::after() {
   tell_controller();
   tell_broker();
-  tell_commands();
   if (stopped_ && node_.stopped() && !broker_.is_leaving()) {
     uv_timer_stop(timer_.get());
     std::exchange(stopped_, nullptr)();
@@ -306,15 +309,9 @@ void Gateway::tell_broker() {
   told_.births_out = now.births_out;
 }
 
-void Gateway::tell_commands() {
-  uint64_t all = 0;
-  for (const auto& [result, count] : node_.counters().commands) all += count;
-  if (all == told_commands_) return;
-  told_commands_ = all;
-  const std::optional<CommandResult>& last = node_.last_command();
-  if (!last) return;
-  const LogLevel level = last->result == "done" ? LogLevel::kInfo : LogLevel::kWarning;
-  tell(level, "command", {{"result", last->result}, {"name", last->name}, {"reason", last->reason}});
+void Gateway::tell_command(const CommandResult& ended) {
+  const LogLevel level = ended.result == "done" ? LogLevel::kInfo : LogLevel::kWarning;
+  tell(level, "command", {{"result", ended.result}, {"name", ended.name}, {"reason", ended.reason}});
 }
 
 void Gateway::tell_journal() {

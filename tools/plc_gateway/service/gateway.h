@@ -69,7 +69,7 @@ class Gateway {
   void after();
   void tell_controller();
   void tell_broker();
-  void tell_commands();
+  void tell_command(const CommandResult& ended);
   void tell_journal();
   void tell(LogLevel level, std::string_view event, const LogFields& fields = {});
 
@@ -90,7 +90,6 @@ class Gateway {
 
   // What was told last, so that changes are told.
   Counters told_;
-  uint64_t told_commands_ = 0;
   JournalCounters told_journal_;
   std::string controller_problem_;
   plc_client::Reason controller_reason_ = plc_client::Reason::kNone;

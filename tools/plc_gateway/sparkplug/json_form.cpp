@@ -1,5 +1,4 @@
 // The second form of a value, for those who read no payloads of the standard.
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <ctime>
@@ -11,35 +10,14 @@
 namespace plc_gateway {
 namespace {
 
-constexpr size_t kMostDigits = 64;  // no shortest number has as many
 constexpr int kFirstYear = 1900;
 constexpr Ms kMsPerSecond = 1000;
 
-template <typename Number>
-std::string shortest(Number number) {
-  char digits[kMostDigits];
-  const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, number);
-  return std::string(digits, end.ptr);
-}
-
 // JSON has no words for what is no number.
-std::string json_real(uint64_t bits, unsigned width) {
-  const double number = real_of_bits(bits, width);
-  const std::string text = width == 32 ? shortest(static_cast<float>(number)) : shortest(number);
-  return std::isfinite(number) ? text : "\"" + text + "\"";
-}
-
 std::string json_element(const TypeFacts& facts, uint64_t bits) {
-  switch (facts.kind) {
-    case ElementKind::kBool:
-      return bits != 0 ? "true" : "false";
-    case ElementKind::kSigned:
-      return shortest(sign_extended(bits, facts.bits));
-    case ElementKind::kReal:
-      return json_real(bits, facts.bits);
-    default:
-      return shortest(bits);
-  }
+  const std::string text = element_text(facts, bits);
+  const bool is_finite = facts.kind != ElementKind::kReal || std::isfinite(real_of_bits(bits, facts.bits));
+  return is_finite ? text : "\"" + text + "\"";
 }
 
 std::string hexadecimal_pairs(const std::string& bytes) {

@@ -7,7 +7,7 @@ from rulebook import AHEAD_MS, ANSWER_LIMIT_MS, IN_FLIGHT_MS, properties_of, rul
 from session import NAMESPACE, NULL, value_of
 
 COMMAND = "Last Command/"
-RESULTS = ("done", "refused", "failed", "unknown")
+RESULTS = ("done", "refused", "failed", "unknown", "unpublished")
 FENCE_LIMIT_MS = 5000
 RETURN_MS = 5000  # of the gateway, or to the controller
 GOOD = 192

@@ -34,8 +34,8 @@ TEST(EdgeNode, RepeatedCommandBehindARestartAndAClockSetBack_IsRefused) {
   world.command(kCommandTopic, payload);
   EXPECT_FALSE(world.controller.writing);
   EXPECT_EQ(world.node->counters().commands.at("repeated"), 1U);
-  ASSERT_TRUE(world.node->last_command());
-  EXPECT_EQ(world.node->last_command()->reason,
+  ASSERT_FALSE(world.ended.empty());
+  EXPECT_EQ(world.ended.back().reason,
             "a command for it was taken that is 0 ms newer, and this one may have been carried out before: send a new "
             "one; when clocks were set back, it can be taken as soon as they are past that time");
   ++world.clock.wall;
@@ -63,9 +63,9 @@ TEST(EdgeNode, CommandThatTheDiskCannotRemember_IsRefusedAndNotWritten) {
   world.command(kCommandTopic, speed_command(world, 300));
   EXPECT_FALSE(world.controller.writing);
   EXPECT_EQ(world.node->counters().commands.at("disk"), 1U);
-  ASSERT_TRUE(world.node->last_command());
-  EXPECT_EQ(world.node->last_command()->result, "refused");
-  EXPECT_EQ(world.node->last_command()->reason,
+  ASSERT_FALSE(world.ended.empty());
+  EXPECT_EQ(world.ended.back().result, "refused");
+  EXPECT_EQ(world.ended.back().reason,
             "the journal's disk refuses to remember it, and a restarted gateway could carry it out again; see the disk "
             "of [journal] folder");
   world.disk.refuse(false);

@@ -34,7 +34,7 @@ TEST(EdgeNode, EachMetricOfABirthButRebirth_HasAnAliasOfItsOwn) {
       ++metrics;
     }
   }
-  EXPECT_EQ(metrics, 11U);
+  EXPECT_EQ(metrics, 13U);
   EXPECT_EQ(aliases.size(), metrics - 1);
 }
 
@@ -51,7 +51,7 @@ TEST(EdgeNode, ResultOfACommand_IsToldByAliasAlone) {
   const std::vector<Told> told = world.take();
   ASSERT_FALSE(told.empty());
   ASSERT_EQ(told[0].type, "NDATA");
-  ASSERT_EQ(told[0].payload.metrics_size(), 4);
+  ASSERT_EQ(told[0].payload.metrics_size(), 6);
   for (const auto& metric : told[0].payload.metrics()) {
     EXPECT_TRUE(metric.has_alias());
     EXPECT_FALSE(metric.has_name());

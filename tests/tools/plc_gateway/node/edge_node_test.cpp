@@ -348,21 +348,6 @@ TEST(EdgeNode, CommandWhileTheControllerIsLost_IsRefusedAndNeverWrittenLater) {
   EXPECT_EQ(world.node->counters().commands.at("device-lost"), 1U);
 }
 
-TEST(EdgeNode, FloodOfRefusedCommands_IsToldTenTimesASecond) {
-  World world;
-  bring_up(world);
-  for (int i = 0; i < 1000; ++i) {
-    world.command("spBv1.0/Plant1/DCMD/node1/press1", Payload(), true);
-    world.node->on_message({"spBv1.0/Plant1/DCMD/node1/press1", "\xFF", 1, false});
-    world.pass(1);
-    world.acknowledge();
-  }
-  size_t data = 0;
-  for (const Told& one : world.take()) data += one.type == "NDATA" ? 1U : 0U;
-  EXPECT_LE(data, 11U);
-  EXPECT_EQ(world.node->counters().commands.at("malformed"), 1000U);
-}
-
 // ---------------------------------------------------------------------------------------------------- the end
 
 TEST(EdgeNode, Stop_WaitsForTheLastFenceAndTellsTheNodesDeath) {

@@ -111,6 +111,7 @@ World::World(plc_gateway::EdgeNodeOptions given) : options(std::move(given)) {
     samples[i].variable = i;
     samples[i].good = true;
   }
+  options.command_ended = [this](const plc_gateway::CommandResult& result) { ended.push_back(result); };
   restart();
 }
 

@@ -100,6 +100,7 @@ struct World {
   bool controller_answers = true;
   plc_gateway::EdgeNodeOptions options;
   std::vector<plc_gateway::Sample> samples;
+  std::vector<plc_gateway::CommandResult> ended;  // commands
   std::unique_ptr<plc_gateway::Journal> journal;
   std::unique_ptr<plc_gateway::EdgeNode> node;
 };
