@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <utility>
 
 #include "base/shown_text.h"
@@ -57,6 +58,19 @@ std::string kind_of(std::string line) {
   return line;
 }
 
+// What a line says the state of: a later line about the same one ends what it said.
+std::string subject_of(std::string_view event, const LogFields& fields) {
+  if (event == "variable_bad" || event == "variable_good") return "variable " + fields.front().second;
+  for (const std::string_view state : {"controller_up", "controller_lost", "controller_away"}) {
+    if (event == state) return "controller";
+  }
+  for (const std::string_view state :
+       {"broker_connected", "waiting_for_host", "births_out", "broker_away", "broker_lost"}) {
+    if (event == state) return "broker";
+  }
+  return {};
+}
+
 Ms wall_now() {
   return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
       .count();
@@ -78,12 +92,29 @@ void write_to_stderr(const std::string& line) {
 
 }  // namespace
 
-Log::Log() : writer_(write_to_stderr), is_journal_(is_stream_of_journal()) {}
+Log::Log() : Log(write_to_stderr, is_stream_of_journal(), wall_now) {}
 
-void Log::put(LogLevel level, std::string line, uint64_t repeated) {
-  if (repeated > 0) line += " repeated=" + std::to_string(repeated);
+Log::Log(Writer writer, bool is_journal, std::function<Ms()> wall_clock)
+    : writer_(std::move(writer)), is_journal_(is_journal), wall_clock_(std::move(wall_clock)) {}
+
+void Log::put(LogLevel level, const std::string& line) {
   writer_(is_journal_ ? "<" + std::to_string(static_cast<int>(level)) + ">" + line
-                      : "time=" + utc_text(wall_now()) + " " + line);
+                      : "time=" + utc_text(wall_clock_()) + " " + line);
+}
+
+void Log::put_held_back(Kind& kind) {
+  put(kind.level, kind.line + " repeated=" + std::to_string(kind.held_back) + " last=" + utc_text(kind.wall_ms));
+  kind.held_back = 0;
+  kind.line.clear();
+}
+
+std::vector<Log::Kind*> Log::held_back_about(const std::string& subject) {
+  std::vector<Kind*> found;
+  for (auto& [name, kind] : kinds_) {
+    if (kind.held_back > 0 && kind.subject == subject) found.push_back(&kind);
+  }
+  std::sort(found.begin(), found.end(), [](const Kind* a, const Kind* b) { return a->number < b->number; });
+  return found;
 }
 
 void Log::write(LogLevel level, std::string_view event, const LogFields& fields, Ms now_ms) {
@@ -91,33 +122,43 @@ void Log::write(LogLevel level, std::string_view event, const LogFields& fields,
   for (const auto& [key, value] : fields) line += " " + std::string(key) + "=" + log_value(value);
   std::string name = kind_of(line);
   if (kinds_.size() >= kMostKinds && kinds_.count(name) == 0) name = event;
-  Kind& kind = kinds_.try_emplace(name, level, Kind{now_ms, 0, 0, {}}).first->second.second;
-  if (now_ms - kind.since_ms >= kQuietMs) {
+  Kind& kind = kinds_[name];
+  if (kind.written == 0 || now_ms - kind.since_ms >= kQuietMs) {
     kind.since_ms = now_ms;
     kind.written = 0;
   }
+  kind.level = level;
+  kind.subject = subject_of(event, fields);
   if (kind.written < kMostInAMinute) {
     ++kind.written;
-    put(level, std::move(line), std::exchange(kind.held_back, 0));
+    if (const uint64_t earlier = std::exchange(kind.held_back, 0); earlier > 0) {
+      line += " repeated=" + std::to_string(earlier);
+    }
+    if (!kind.subject.empty()) {
+      for (Kind* held : held_back_about(kind.subject)) put_held_back(*held);
+    }
+    put(level, line);
     return;
   }
   ++kind.held_back;
   kind.line = std::move(line);
+  kind.number = ++number_;
+  kind.wall_ms = wall_clock_();
 }
 
 void Log::tick(Ms now_ms) {
+  const auto is_over = [now_ms](const Kind& kind) { return now_ms - kind.since_ms >= kQuietMs; };
   for (auto it = kinds_.begin(); it != kinds_.end();) {
-    auto& [level, kind] = it->second;
-    const bool is_over = now_ms - kind.since_ms >= kQuietMs;
-    if (is_over && kind.held_back == 0) {
-      it = kinds_.erase(it);
-      continue;
+    it = is_over(it->second) && it->second.held_back == 0 ? kinds_.erase(it) : std::next(it);
+  }
+  for (auto& [name, due] : kinds_) {
+    if (!is_over(due) || due.held_back == 0) continue;
+    const std::vector<Kind*> all = due.subject.empty() ? std::vector<Kind*>{&due} : held_back_about(due.subject);
+    for (Kind* kind : all) {
+      put_held_back(*kind);
+      kind->since_ms = now_ms;  // the next one only when this minute is over
+      kind->written = kMostInAMinute;
     }
-    if (is_over) {
-      put(level, std::move(kind.line), kind.held_back);
-      kind = {now_ms, kMostInAMinute, 0, {}};  // the next one only when this minute is over
-    }
-    ++it;
   }
 }
 

@@ -24,27 +24,39 @@ class Log {
 
   // To standard error. Under systemd's journal a line begins with its level, and has no time of its own.
   Log();
-  Log(Writer writer, bool is_journal) : writer_(std::move(writer)), is_journal_(is_journal) {}
+  Log(Writer writer, bool is_journal, std::function<Ms()> wall_clock);
 
   // `now_ms` is steady. Lines of one event that differ in numbers alone are of one kind: of a flood of them the first
-  // few are written, and then one in a minute, with repeated=N.
+  // few are written, and then one in a minute, with repeated=N and when the last of them was. What is held back of a
+  // controller, a broker or a variable is written before the next line about the same one: no line says of it what held
+  // before another line.
   void write(LogLevel level, std::string_view event, const LogFields& fields, Ms now_ms);
   // Writes what was held back and is due; to be called each second.
   void tick(Ms now_ms);
 
  private:
   struct Kind {
+    LogLevel level = LogLevel::kInfo;
     Ms since_ms = 0;       // when the minute began
     unsigned written = 0;  // in it
     uint64_t held_back = 0;
-    std::string line;  // the last one that was held back
+    std::string line;     // the last one that was held back
+    std::string subject;  // what it says the state of; may be empty
+    uint64_t number = 0;  // in the order of all lines
+    Ms wall_ms = 0;       // when it happened
   };
+  using Kinds = std::map<std::string, Kind>;
 
-  void put(LogLevel level, std::string line, uint64_t repeated);
+  void put(LogLevel level, const std::string& line);
+  void put_held_back(Kind& kind);
+  // Those about the subject that are held back, the oldest first.
+  std::vector<Kind*> held_back_about(const std::string& subject);
 
   Writer writer_;
   bool is_journal_ = false;
-  std::map<std::string, std::pair<LogLevel, Kind>> kinds_;
+  std::function<Ms()> wall_clock_;
+  uint64_t number_ = 0;
+  Kinds kinds_;
 };
 
 }  // namespace plc_gateway
