@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <utility>
 
 namespace plc_base {
 namespace {
@@ -33,6 +34,29 @@ bool is_host_name(std::string_view host) {
     return is_letter || (sign >= '0' && sign <= '9') || sign == '-' || sign == '.' || sign == '_';
   };
   return !host.empty() && host.size() <= kMostHost && std::all_of(host.begin(), host.end(), fits);
+}
+
+// No name of a host ends in a label that is a number.
+bool looks_like_number(const std::string& host) {
+  const std::string last = host.substr(host.rfind('.') + 1);
+  const bool is_hexadecimal = last.size() > 1 && last[0] == '0' && (last[1] == 'x' || last[1] == 'X');
+  return is_hexadecimal || (!last.empty() && last.find_first_not_of("0123456789") == std::string::npos);
+}
+
+// The address without the zeros that spreadsheets and forms put before its numbers; the C library would not take them,
+// others take them for octal.
+std::string without_leading_zeros(const std::string& host) {
+  std::string text;
+  for (size_t i = 0; i < host.size(); ++i) {
+    const bool begins_number = i == 0 || host[i - 1] == '.';
+    if (!begins_number) {
+      text += host[i];
+      continue;
+    }
+    while (host[i] == '0' && i + 1 < host.size() && host[i + 1] != '.') ++i;
+    text += host[i];
+  }
+  return text;
 }
 
 }  // namespace
@@ -63,9 +87,19 @@ bool is_ipv4_address(const std::string& host) { return is_address(AF_INET, host)
 
 bool is_ipv6_address(const std::string& host) { return is_address(AF_INET6, host); }
 
+NumberProblem number_problem(const std::string& host) {
+  if (!looks_like_number(host)) return {};
+  if (host == "0.0.0.0") return {"no machine has this address", false};
+  if (is_ipv4_address(host)) return {};
+  const std::string meant = without_leading_zeros(host);
+  if (meant != host && is_ipv4_address(meant)) return {"write it without leading zeros: " + meant, true};
+  return {"an IPv4 address has four numbers up to 255", false};
+}
+
 FoundHost find_host(const std::string& host) {
   in_addr parsed{};
   if (inet_pton(AF_INET, host.c_str(), &parsed) == 1) return {ntohl(parsed.s_addr), {}};
+  if (std::string wrong = number_problem(host).text; !wrong.empty()) return {0, std::move(wrong)};
   addrinfo hints{};
   hints.ai_family = AF_INET;
   hints.ai_socktype = SOCK_STREAM;

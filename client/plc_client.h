@@ -177,7 +177,7 @@ class PLC_CLIENT_API Input {
       bits_ = number ? 1 : 0;
     } else if constexpr (std::is_floating_point_v<T>) {
       form_ = Form::kReal;
-      real_ = static_cast<double>(number);
+      real_ = std::is_same_v<T, long double> ? narrowed(number) : static_cast<double>(number);
     } else {
       form_ = std::is_signed_v<T> ? Form::kSigned : Form::kUnsigned;
       bits_ = static_cast<uint64_t>(static_cast<int64_t>(number));
@@ -214,6 +214,14 @@ class PLC_CLIENT_API Input {
  private:
   Form form_ = Form::kSigned;
   uint64_t bits_ = 0;
+  // What no double holds would become infinite, or 0.
+  static double narrowed(long double number) {
+    const long double size = number < 0 ? -number : number;
+    const bool is_large = size > std::numeric_limits<double>::max() && size <= std::numeric_limits<long double>::max();
+    const bool is_small = size > 0 && !is_large && static_cast<double>(size) <= 0;
+    if (!is_large && !is_small) return static_cast<double>(number);
+    throw OutOfRange("a long double is beyond the range of double, the widest type that variables have");
+  }
   double real_ = 0;
   std::string text_;
   std::vector<Input> items_;
@@ -344,7 +352,7 @@ struct Options {
   // The longest pause between two tries to connect.
   std::chrono::milliseconds longest_pause{10000};
   // Receives each line of the driver, without its newline. Called by the thread that uses the controller, which is
-  // locked meanwhile: it must not call the controller, and must not throw.
+  // locked meanwhile: what it calls of the controller throws Error. It must not throw itself.
   std::function<void(const std::string& line)> log;
   // Called at each change of State::connected, under the conditions of log.
   std::function<void(const State& state)> on_state;
@@ -377,12 +385,11 @@ class PLC_CLIENT_API Plan {
 };
 
 // One controller, with a driver of its own. Several threads may use it: one at a time does, the others wait. Different
-// controllers are independent of each other.
+// controllers are independent of each other. In a forked process its uses throw Error.
 class PLC_CLIENT_API Controller {
  public:
   // Loads the driver and the tag files; connects when first used. Throws Error: no such address, folder, file, driver.
-  // The driver loads the files again at the first use, and at the one after close(). That use throws Error, and sends
-  // nothing, when a file has other bytes then: make a new Controller, which takes its variables.
+  // The first use, and the one after close(), throw Error when a tag file has changed since: make a new Controller.
   explicit Controller(const Options& options);
   // Closes the connection. No other thread may be using it.
   ~Controller();

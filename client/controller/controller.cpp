@@ -1,6 +1,5 @@
 // Controllers and plans: what programs call, on top of tags, plans and a driver of one's own.
 #include <algorithm>
-#include <mutex>
 #include <optional>
 
 #include "base/network_address.h"
@@ -10,6 +9,7 @@
 #include "client/controller/mistake.h"
 #include "client/controller/profiled_options.h"
 #include "client/controller/tag_areas.h"
+#include "client/controller/turn.h"
 #include "client/controller/value_access.h"
 #include "client/driver/failure.h"
 #include "client/driver/private_driver.h"
@@ -29,6 +29,11 @@ constexpr uint32_t kLongestTimeoutS = 86400;  // a day; far below where a wait o
 
 uint32_t resolve_address(const std::string& address) {
   if (address.empty()) throw Error("the controller's address is empty: give one like 192.168.0.10");
+  const plc_base::NumberProblem wrong = plc_base::number_problem(address);
+  if (!wrong.text.empty()) {
+    refuse<Error>("the controller's address '" + address + "': " + wrong.text +
+                  (wrong.has_remedy ? "" : "; give one like 192.168.0.10"));
+  }
   const plc_base::FoundHost found = plc_base::find_host(address);
   if (found.problem.empty()) return found.address;
   refuse<Error>("'" + address + "' is not an address, and the system knows no host of that name: " + found.problem +
@@ -137,6 +142,7 @@ struct Controller::Body {
   core::RequestRules rules() const { return {driver->library().is_guarded, target.most_names}; }
   core::DriverSession& open();
   void close();
+  void leave();
   core::ReadPlan plan_for(const std::vector<FoundVariable>& variables) const;
   void fill_readings(const core::ReadPlan& plan, std::vector<Reading>& readings) const;
   void run(core::ReadPlan& plan);
@@ -146,7 +152,7 @@ struct Controller::Body {
   std::vector<WriteResult> write_all(const std::vector<FoundVariable>& variables,
                                      const std::vector<core::PreparedWrite>& writes, Verify verify);
 
-  std::mutex in_use;
+  Turns turns;
   Options options;
   core::Target target;
   std::unique_ptr<core::PrivateDriver> driver;
@@ -194,6 +200,15 @@ void Controller::Body::close() {
   driver->release(&session->connection());
   session.reset();
   link.note_connected(false);
+}
+
+// The connection is the other process's: only the descriptor is closed. Another thread may have had its turn when the
+// process was forked, and has left the driver half-way.
+void Controller::Body::leave() {
+  if (!turns.in_use.try_lock()) return;
+  if (session) driver->release(&session->connection());
+  session.reset();
+  turns.in_use.unlock();
 }
 
 bool Controller::Body::has_pause(core::Failure& failure) const {
@@ -368,10 +383,10 @@ std::vector<WriteResult> Controller::Body::write_all(const std::vector<FoundVari
 
 Controller::Controller(const Options& options) : body_(std::make_unique<Body>(with_profile(options))) {}
 
-Controller::~Controller() { body_->close(); }
+Controller::~Controller() { body_->turns.is_copy() ? body_->leave() : body_->close(); }
 
 void Controller::connect() {
-  const std::lock_guard<std::mutex> lock(body_->in_use);
+  const Turn turn(body_->turns);
   core::DriverSession& session = with_public_errors([&]() -> core::DriverSession& { return body_->open(); });
   body_->link.end_pause();
   const core::CallResult call = session.connect(body_->driver->connect);
@@ -386,17 +401,18 @@ void Controller::connect() {
 }
 
 void Controller::close() {
-  const std::lock_guard<std::mutex> lock(body_->in_use);
+  if (body_->turns.is_copy()) return body_->leave();
+  const Turn turn(body_->turns);
   body_->close();
 }
 
 State Controller::state() const {
-  const std::lock_guard<std::mutex> lock(body_->in_use);
+  const Turn turn(body_->turns);
   return body_->link.state();
 }
 
 Plan Controller::plan(const std::vector<std::string>& names) const {
-  const std::lock_guard<std::mutex> lock(body_->in_use);
+  const Turn turn(body_->turns);
   auto made = std::make_unique<Plan::Body>();
   made->plan = body_->plan_for(find_all(body_->tags, names));
   made->readings = unread_list(made->plan);
@@ -405,7 +421,7 @@ Plan Controller::plan(const std::vector<std::string>& names) const {
 }
 
 const std::vector<Reading>& Controller::read(Plan& plan) {
-  const std::lock_guard<std::mutex> lock(body_->in_use);
+  const Turn turn(body_->turns);
   Plan::Body& planned = plan.body();
   if (planned.owner != body_.get()) throw Error("the plan belongs to another controller");
   with_public_errors([&] { body_->run(planned.plan); });
@@ -434,7 +450,7 @@ WriteResult Controller::write(std::string_view name, const Input& value, Verify 
 }
 
 std::vector<WriteResult> Controller::write(const std::vector<std::pair<std::string, Input>>& values, Verify verify) {
-  const std::lock_guard<std::mutex> lock(body_->in_use);
+  const Turn turn(body_->turns);
   std::vector<FoundVariable> variables;
   std::vector<core::PreparedWrite> writes;
   for (const auto& [name, value] : values) {
@@ -445,12 +461,12 @@ std::vector<WriteResult> Controller::write(const std::vector<std::pair<std::stri
 }
 
 const std::vector<Declaration>& Controller::tags() const {
-  const std::lock_guard<std::mutex> lock(body_->in_use);
+  const Turn turn(body_->turns);
   return body_->tags.declarations();
 }
 
 const Declaration& Controller::tag(std::string_view name) const {
-  const std::lock_guard<std::mutex> lock(body_->in_use);
+  const Turn turn(body_->turns);
   return body_->tags.declaration(name);
 }
 

@@ -100,12 +100,16 @@ uint64_t real_bits(const TagReference& reference, const Input& input) {
     std::memcpy(&bits, &number, sizeof number);
     return bits;
   }
-  if (std::isfinite(number) && std::fabs(number) > static_cast<double>(std::numeric_limits<float>::max())) {
+  const auto refuse_number = [&](const char* reason) {
     char digits[32];
     std::snprintf(digits, sizeof digits, "%.9g", number);
-    throw OutOfRange(described(reference) + digits + " is more than it can hold");
+    throw OutOfRange(described(reference) + digits + reason);
+  };
+  if (std::isfinite(number) && std::fabs(number) > static_cast<double>(std::numeric_limits<float>::max())) {
+    refuse_number(" is more than it can hold");
   }
   const auto narrow = static_cast<float>(number);
+  if (narrow == 0 && number != 0) refuse_number(" is nearer to 0 than it can hold");
   uint32_t word = 0;
   std::memcpy(&word, &narrow, sizeof word);
   return word;

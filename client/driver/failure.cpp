@@ -18,7 +18,8 @@ constexpr char kCutOff[] = "guard: reply cut off";
 constexpr char kOthersAdvice[] =
     "Replies with other sequence numbers than the request's came. Either the controller does not repeat sequence "
     "numbers: then the guarded build reads nothing here, and plc-host survey tells whether the contract build does. Or "
-    "they are late: raise the reply time-out (plc-host: --timeout).";
+    "they are late: raise the reply time-out (plc-host: --timeout; Python: reply_timeout; C++ and plc-gateway: "
+    "reply_timeout_s).";
 constexpr char kRefusedWrite[] = "refused the write";
 constexpr char kUnclearProgram[] = "guard: program of the variable is ambiguous";
 

@@ -5,10 +5,12 @@
 
 #include "base/files.h"
 #include "base/text.h"
-#include "client/client_error.h"
 #include "client/tags/tag_source.h"
 
 namespace plc_client::core {
+
+FileChanged::FileChanged(const std::string& path)
+    : ClientError(Kind::kTagFile, "the tag file " + plc_base::told_name(path) + kChangedWords) {}
 
 LoadedTags load_whole_file(const DriverLibrary& library, const std::string& path) {
   plc_base::FileText before = plc_base::read_file(path, kMostTagFileBytes);
@@ -16,10 +18,7 @@ LoadedTags load_whole_file(const DriverLibrary& library, const std::string& path
   LoadedTags loaded{load_tag_list(library, path), {}};
   if (!before.problem.empty()) throw ClientError(ClientError::Kind::kTagFile, before.problem);
   const plc_base::FileText behind = plc_base::read_file(path, kMostTagFileBytes);
-  if (!behind.problem.empty() || behind.text != before.text) {
-    throw ClientError(ClientError::Kind::kTagFile, "the tag file " + plc_base::told_name(path) +
-                                                       " changed while it was loaded. Try: again, once it is whole");
-  }
+  if (!behind.problem.empty() || behind.text != before.text) throw FileChanged(path);
   loaded.bytes = std::move(before.text);
   return loaded;
 }

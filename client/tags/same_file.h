@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "client/client_error.h"
 #include "client/driver/driver_library.h"
 #include "client/tags/tag_list.h"
 
@@ -16,7 +17,16 @@ struct LoadedTags {
   std::string bytes;  // of the file that the list was made of
 };
 
-// As load_tag_list. Throws ClientError too when the file changes meanwhile.
+// Behind "the tag file PATH".
+inline constexpr char kChangedWords[] = " changed while it was loaded. Try: again, once it is whole";
+
+// Is thrown for a file that changes meanwhile.
+class FileChanged : public ClientError {
+ public:
+  explicit FileChanged(const std::string& path);
+};
+
+// As load_tag_list. Throws FileChanged too.
 LoadedTags load_whole_file(const DriverLibrary& library, const std::string& path);
 
 // Has load load the file for the driver's transfers, and returns its code. Nothing when the file has not had these

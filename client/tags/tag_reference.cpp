@@ -13,9 +13,11 @@ namespace {
 // More than any request can carry; keeps a range of a mistyped tag file from filling the memory.
 constexpr int64_t kMaxElements = 0x10000;
 
-bool parse_number(std::string_view text, int32_t& number) {
+// A number that is too long stays 0, and is_beyond tells of it: it lies outside of every array.
+bool parse_number(std::string_view text, int32_t& number, bool& is_beyond) {
   const std::from_chars_result end = std::from_chars(text.data(), text.data() + text.size(), number);
-  return end.ec == std::errc() && end.ptr == text.data() + text.size();
+  is_beyond = is_beyond || end.ec == std::errc::result_out_of_range;
+  return end.ec != std::errc::invalid_argument && end.ptr == text.data() + text.size();
 }
 
 // An ambiguous name means the one record that bears it exactly: a global variable beside local ones of its name.
@@ -41,21 +43,31 @@ void check_reachable(const Tag& tag) {
   if (!tag.register_id) throw UnreachableError(tag, tag.unreachable);
 }
 
-SubscriptRange parse_subscript(std::string_view text, bool& single) {
+struct TypedSubscript {
   SubscriptRange range{};
+  bool is_single = false;
+  bool is_beyond = false;
+};
+
+TypedSubscript parse_subscript(std::string_view text) {
+  TypedSubscript typed;
   const size_t dots = text.find("..");
-  single = dots == std::string_view::npos;
-  const bool parsed =
-      single ? parse_number(text, range.low)
-             : parse_number(text.substr(0, dots), range.low) && parse_number(text.substr(dots + 2), range.high);
-  if (!parsed) throw ReferenceError("'" + std::string(text) + "' is not a subscript: write 3 or 0..4");
-  if (single) range.high = range.low;
-  return range;
+  typed.is_single = dots == std::string_view::npos;
+  bool is_number = parse_number(text.substr(0, dots), typed.range.low, typed.is_beyond);
+  if (!typed.is_single) {
+    is_number = is_number && parse_number(text.substr(dots + 2), typed.range.high, typed.is_beyond);
+  }
+  if (!is_number) throw ReferenceError("'" + std::string(text) + "' is not a subscript: write 3 or 0..4");
+  if (typed.is_single) typed.range.high = typed.range.low;
+  return typed;
 }
 
-void check_within(const SubscriptRange& range, const SubscriptRange& declared, std::string_view text) {
-  if (range.low > range.high) throw ReferenceError("subscript " + std::string(text) + " runs backwards");
-  if (range.low >= declared.low && range.high <= declared.high) return;
+void check_within(const TypedSubscript& typed, const SubscriptRange& declared, std::string_view text) {
+  const SubscriptRange& range = typed.range;
+  if (!typed.is_beyond && range.low > range.high) {
+    throw SubscriptError("subscript " + std::string(text) + " runs backwards");
+  }
+  if (!typed.is_beyond && range.low >= declared.low && range.high <= declared.high) return;
   throw SubscriptError("subscript " + std::string(text) + " is outside " + std::to_string(declared.low) + ".." +
                        std::to_string(declared.high));
 }
@@ -80,11 +92,10 @@ void choose_elements(TagReference& reference, std::string_view subscripts) {
   for (size_t start = 0; start <= subscripts.size();) {
     const size_t comma = std::min(subscripts.find(',', start), subscripts.size());
     const std::string_view text = subscripts.substr(start, comma - start);
-    bool single = false;
-    const SubscriptRange range = parse_subscript(text, single);
-    if (reference.chosen.size() < declared.size()) check_within(range, declared[reference.chosen.size()], text);
-    reference.chosen.push_back(range);
-    if (!single) reference.extents.push_back(length_of(range));
+    const TypedSubscript typed = parse_subscript(text);
+    if (reference.chosen.size() < declared.size()) check_within(typed, declared[reference.chosen.size()], text);
+    reference.chosen.push_back(typed.range);
+    if (!typed.is_single) reference.extents.push_back(length_of(typed.range));
     start = comma + 1;
   }
   if (reference.chosen.size() != declared.size()) {

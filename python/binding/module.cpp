@@ -141,7 +141,12 @@ struct NamedPlan {
 };
 
 std::unique_ptr<NamedPlan> make_plan(const plc_client::Controller& controller, const py::sequence& names) {
-  return std::make_unique<NamedPlan>(controller.plan(texts_bytes(names)));
+  const std::vector<std::string> bytes = texts_bytes(names);
+  const auto make = [&] {
+    const Waiting waiting;
+    return controller.plan(bytes);
+  };
+  return std::make_unique<NamedPlan>(make());
 }
 
 py::list read_plan(plc_client::Controller& controller, NamedPlan& named, bool as_numpy) {
@@ -183,9 +188,22 @@ py::list write_values(plc_client::Controller& controller, const py::sequence& va
 }
 
 py::list declared_names(const plc_client::Controller& controller) {
+  const auto all = [&]() -> const std::vector<plc_client::Declaration>& {
+    const Waiting waiting;
+    return controller.tags();
+  };
   py::list names;
-  for (const plc_client::Declaration& declaration : controller.tags()) names.append(text_object(declaration.name));
+  for (const plc_client::Declaration& declaration : all()) names.append(text_object(declaration.name));
   return names;
+}
+
+py::object declaration_of(const plc_client::Controller& controller, const py::str& name) {
+  const std::string bytes = text_bytes(name);
+  const auto find = [&]() -> const plc_client::Declaration& {
+    const Waiting waiting;
+    return controller.tag(bytes);
+  };
+  return records().declaration(find());
 }
 
 plc_client::State state_of(const plc_client::Controller& controller) {
@@ -222,12 +240,7 @@ PYBIND11_MODULE(_core, module) {
       .def("read", &read_plan, py::arg("plan"), py::arg("as_numpy"))
       .def("write", &write_values, py::arg("values"), py::arg("verify"))
       .def("names", &declared_names)
-      .def(
-          "tag",
-          [](const plc_client::Controller& controller, const py::str& name) {
-            return records().declaration(controller.tag(text_bytes(name)));
-          },
-          py::arg("name"))
+      .def("tag", &declaration_of, py::arg("name"))
       .def("driver_build",
            [](const plc_client::Controller& controller) { return text_object(controller.driver_build()); })
       .def("driver_remark",

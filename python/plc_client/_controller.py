@@ -108,11 +108,13 @@ class Controller:
     reply_timeout  seconds to wait for each reply, whole ones
     delay_ms       milliseconds of rest before each call, 0 to 1000, for controllers that need it
     log            is called with each line of the driver, a str without its newline. The thread that uses the
-                   controller calls it; it must not use the controller itself
+                   controller calls it. What it calls of the controller itself raises Error
     profile        a file with what was learnt of the controller. It sets reply_timeout, delay_ms and driver if they
                    have their defaults, and how many names are asked for at a time. If "guarded" cannot be used there,
                    log is called with a line about that, whatever driver is named; without log it is a RuntimeWarning.
                    So is a contract build that is loaded where replies come in pieces
+
+    In a process that was forked from the one that made it, all but close() raises Error: make a Controller there.
 
     Raises Error when the address, a file or folder of tags, the driver or the profile is not there, or the profile has
     mistakes.

@@ -6,6 +6,7 @@
 namespace {
 
 using plc_base::find_host;
+using plc_base::number_problem;
 using plc_base::split_address;
 
 TEST(SplitAddress, HostAndPort_AreTakenApart) {
@@ -40,6 +41,25 @@ TEST(FindHost, AddressIsItself) {
 TEST(FindHost, NameThatNobodyHas_HasTheSystemsReason) {
   EXPECT_NE(find_host("no-such-host.invalid").problem, "");
   EXPECT_NE(find_host("").problem, "");
+}
+
+// The system would make 127.0.0.0 of the first one.
+TEST(FindHost, ShortenedAddress_IsNone) {
+  for (const char* text : {"127.0.0", "10.1", "8500", "0x7F000001", "plc.0X7f", "1.2.3.256", "1.2.3.4.5"}) {
+    EXPECT_EQ(find_host(text).problem, "an IPv4 address has four numbers up to 255") << text;
+    EXPECT_EQ(find_host(text).address, 0U) << text;
+  }
+  EXPECT_EQ(find_host("010.000.000.001").problem, "write it without leading zeros: 10.0.0.1");
+}
+
+TEST(NumberProblem, NamesAndAddresses_HaveNone) {
+  for (const char* text : {"192.168.0.10", "plc1", "plc.local", "plc1.", "", "10.0.0.1a"}) {
+    EXPECT_EQ(number_problem(text).text, "") << text;
+  }
+  EXPECT_EQ(number_problem("0.0.0.0").text, "no machine has this address");
+  EXPECT_EQ(find_host("0.0.0.0").problem, "") << "to listen on";
+  EXPECT_FALSE(number_problem("10.1").has_remedy);
+  EXPECT_TRUE(number_problem("010.0.0.1").has_remedy);
 }
 
 }  // namespace

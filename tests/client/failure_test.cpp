@@ -133,10 +133,12 @@ TEST(Failure, PortThatWasFoundRefused_SaysMoreThanTheLines) {
 TEST(Failure, LateReplies_AreNamedWhereNoOtherCame) {
   const Failure failure = explained({"--timeout--", "[PLC] guard: 2 late replies dropped"});
   EXPECT_EQ(failure.reason, "192.168.0.10:8500: no answer within 3 s, only replies to other requests (3)");
-  EXPECT_EQ(failure.advice,
-            "Replies with other sequence numbers than the request's came. Either the controller does not repeat "
-            "sequence numbers: then the guarded build reads nothing here, and plc-host survey tells whether the "
-            "contract build does. Or they are late: raise the reply time-out (plc-host: --timeout).");
+  EXPECT_EQ(
+      failure.advice,
+      "Replies with other sequence numbers than the request's came. Either the controller does not repeat "
+      "sequence numbers: then the guarded build reads nothing here, and plc-host survey tells whether the "
+      "contract build does. Or they are late: raise the reply time-out (plc-host: --timeout; Python: reply_timeout; "
+      "C++ and plc-gateway: reply_timeout_s).");
   EXPECT_FALSE(meaning_of_line("[PLC] guard: 2 late replies dropped")) << "the exchange itself may succeed";
 }
 

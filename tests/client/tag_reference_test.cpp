@@ -68,6 +68,7 @@ TEST_F(TagReferenceTest, SubscriptOutsideTheDeclaration_IsRefused) {
   EXPECT_EQ(why_refused("Table[0]"), "subscript 0 is outside 1..4");
   EXPECT_EQ(why_refused("Table[2..5]"), "subscript 2..5 is outside 1..4");
   EXPECT_EQ(why_refused("Table[3..2]"), "subscript 3..2 runs backwards");
+  EXPECT_EQ(why_refused("Table[99999999999]"), "subscript 99999999999 is outside 1..4");
 }
 
 TEST_F(TagReferenceTest, WrongNumberOfSubscripts_IsRefused) {

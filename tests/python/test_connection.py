@@ -1,5 +1,6 @@
 """Connections: made when first used, lost, made again; threads; what the program is told of it."""
 import gc
+import os
 import signal
 import threading
 
@@ -213,3 +214,58 @@ def test_nothing_is_printed(machine, press, capfd):
     press.read("Motor.Speed")
     press.read(["Motor.Speed", "Table"])
     assert capfd.readouterr() == ("", "")
+
+
+def test_a_log_that_uses_its_controller_is_refused(machine):
+    told = []
+
+    def log(line):
+        for use in (lambda: press.state, lambda: press.read("Motor.Speed"), lambda: press.tags["Motor.Speed"]):
+            with pytest.raises(plc_client.Error) as refused:
+                use()
+            told.append(str(refused.value))
+
+    press = None  # the constructor's lines come before there is a controller
+    with machine.controller(log=lambda line: press and log(line)) as press:
+        assert press.read("Motor.Speed").ok
+        assert press.state.connected
+    assert len(told) >= 3
+    assert set(told) == {"a function that a controller calls, log or on_state, may not use this controller, which "
+                         "waits for it: note what there is to do, and do it after the call"}
+
+
+def test_other_threads_plan_while_a_log_runs(machine):
+    """None of them waits for the controller with the interpreter's lock, which the log function needs."""
+    lines = []
+    with machine.controller(log=lines.append) as press:
+        def work():
+            for number in range(30):
+                press.close()
+                assert press.read(["Motor.Speed", f"Table[{number % 10}]"])[0].ok
+                assert press.tags["Motor.Speed"].type == "DINT"
+
+        threads = [threading.Thread(target=work) for _ in range(4)]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+    assert lines
+
+
+def test_a_forked_process_makes_a_controller_of_its_own(machine, press):
+    assert press.read("Motor.Speed").ok
+    child = os.fork()
+    if child == 0:
+        code = 1
+        try:
+            for use in (lambda: press.read("Motor.Speed"), lambda: press.state, press.connect):
+                with pytest.raises(plc_client.Error, match=f"^the controller belongs to process {os.getppid()}, "):
+                    use()
+            press.close()
+            with machine.controller() as own:
+                code = 0 if own.read("Motor.Speed").ok else 1
+        finally:
+            os._exit(code)
+    assert os.waitpid(child, 0)[1] == 0
+    assert press.read("Motor.Speed").ok
+    assert press.state.connects == 1

@@ -95,6 +95,15 @@ TEST_F(MistakesTest, Address_IsNamed) {
   EXPECT_THAT(
       made(wrong),
       testing::StartsWith("'no-such-host.invalid' is not an address, and the system knows no host of that name: "));
+  for (const char* address : {"127.0.0", "8500", "10.1", "1.2.3.256", "0x7F000001"}) {
+    wrong.address = address;
+    EXPECT_EQ(made(wrong), "the controller's address '" + wrong.address +
+                               "': an IPv4 address has four numbers up to 255; give one like 192.168.0.10");
+  }
+  wrong.address = "127.000.000.001";
+  EXPECT_EQ(made(wrong), "the controller's address '127.000.000.001': write it without leading zeros: 127.0.0.1");
+  wrong.address = "0.0.0.0";
+  EXPECT_EQ(made(wrong), "the controller's address '0.0.0.0': no machine has this address; give one like 192.168.0.10");
   wrong.address = "127.0.0.1:8500";
   EXPECT_THAT(made(wrong), testing::EndsWith("; give an IPv4 address or a name, without a port"));
   wrong = options();
@@ -158,7 +167,24 @@ TEST_F(MistakesTest, Subscripts_AreComparedWithTheDeclaration) {
   EXPECT_EQ(read<TypeMismatch>("Grid[1]"), "Grid[1]: it takes 2 subscripts, not 1: DINT[0..1,0..2]");
   EXPECT_EQ(read<TypeMismatch>("Current[1]"), "Current[1]: it is not an array: REAL");
   EXPECT_EQ(read<UnknownVariable>("Table[x]"), "Table[x]: 'x' is not a subscript: write 3 or 0..4");
-  EXPECT_EQ(read<UnknownVariable>("Table[4..3]"), "Table[4..3]: subscript 4..3 runs backwards");
+  EXPECT_EQ(read<OutOfRange>("Table[4..3]"), "Table[4..3]: subscript 4..3 runs backwards");
+  for (const char* subscript : {"99999999999999999999", "-99999999999999999999", "0..99999999999", "99999999999..0"}) {
+    EXPECT_EQ(read<OutOfRange>("Table[" + std::string(subscript) + "]"),
+              "Table[" + std::string(subscript) + "]: subscript " + subscript + " is outside 2..5");
+  }
+}
+
+TEST_F(MistakesTest, LongDoubleThatNoVariableHolds_IsRefused) {
+  using Limits = std::numeric_limits<long double>;
+  const auto made_of = [](long double number) { return thrown<OutOfRange>([&] { const Input input(number); }); };
+  EXPECT_EQ(made_of(1.5L), "");
+  EXPECT_EQ(made_of(0.0L), "");
+  EXPECT_EQ(made_of(Limits::infinity()), "");
+  EXPECT_EQ(made_of(Limits::quiet_NaN()), "");
+  if (sizeof(long double) == sizeof(double)) return;
+  for (const long double number : {Limits::max(), Limits::lowest(), Limits::min(), -Limits::min()}) {
+    EXPECT_EQ(made_of(number), "a long double is beyond the range of double, the widest type that variables have");
+  }
 }
 
 TEST_F(MistakesTest, ValueOfAnotherType_IsNamedWithTheDeclaration) {
@@ -185,6 +211,9 @@ TEST_F(MistakesTest, ValueOutsideItsRange_IsNamedWithTheRange) {
             "Exact is declared LREAL: 9007199254740993 is beyond 9007199254740992, up to which it holds every integer; "
             "write a real number to have it rounded");
   EXPECT_EQ(write<OutOfRange>("Current", 1e39), "Current is declared REAL: 1e+39 is more than it can hold");
+  EXPECT_EQ(write<OutOfRange>("Current", 1e-50), "Current is declared REAL: 1e-50 is nearer to 0 than it can hold");
+  EXPECT_EQ(write<OutOfRange>("Current", -1e-50), "Current is declared REAL: -1e-50 is nearer to 0 than it can hold");
+  EXPECT_EQ(write<OutOfRange>("Current", 7e-46), "Current is declared REAL: 7e-46 is nearer to 0 than it can hold");
 }
 
 TEST_F(MistakesTest, ListOfAnotherShape_IsNamedWithWhatIsWanted) {

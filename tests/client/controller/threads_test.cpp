@@ -1,4 +1,8 @@
 // Controllers in several threads: each its own, or all the same one.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <functional>
 #include <thread>
 
 #include "tests/client/controller/controller_fixture.h"
@@ -74,6 +78,70 @@ TEST_F(ThreadsTest, OneControllerInEightThreads_ServesOneAfterTheOther) {
     }
   });
   EXPECT_EQ(sim_->count("connections"), 1U);
+}
+
+TEST_F(ThreadsTest, LogOrOnStateThatUsesItsController_IsRefused) {
+  Controller* own = nullptr;
+  std::vector<std::string> told;
+  const auto use = [&] {
+    if (own == nullptr) return;
+    told.push_back(thrown<plc_client::Error>([&] { own->state(); }));
+    told.push_back(thrown<plc_client::Error>([&] { own->read("W0"); }));
+    told.push_back(thrown<plc_client::Error>([&] { own->close(); }));
+  };
+  size_t changes = 0;
+  Options chosen = options();
+  chosen.log = [&](const std::string&) { use(); };
+  chosen.on_state = [&](const plc_client::State&) {
+    ++changes;
+    use();
+  };
+  Controller controller(chosen);
+  own = &controller;
+  EXPECT_TRUE(controller.read("W1").ok());
+  EXPECT_EQ(changes, 1U);
+  EXPECT_GT(told.size(), 3U) << "three of each line, and of the change";
+  EXPECT_THAT(told, testing::Each(std::string(
+                        "a function that a controller calls, log or on_state, may not use this controller, which waits "
+                        "for it: note what there is to do, and do it after the call")));
+  EXPECT_TRUE(controller.state().connected);
+  own = nullptr;
+}
+
+TEST_F(ThreadsTest, ForkedProcess_CannotUseTheControllerAndDoesItNoHarm) {
+  auto controller = std::make_unique<Controller>(quiet());
+  Plan plan = controller->plan({"W0"});
+  const std::vector<uint64_t> held = memory().bits("W0", 32);
+  EXPECT_EQ(bits_of(controller->read(plan).front().value), held);
+  const unsigned long before = requests();
+  const std::string words = "the controller belongs to process " + std::to_string(getpid()) +
+                            ", from which this one was forked, and shares its connection: make a Controller of its own "
+                            "in the child";
+  const pid_t child = fork();
+  if (child == 0) {
+    bool is_refused = true;
+    const auto refuses = [&](const std::function<void()>& use) {
+      is_refused = is_refused && thrown<plc_client::Error>(use) == words;
+    };
+    refuses([&] { controller->read(plan); });
+    refuses([&] { controller->write("W0", 1); });
+    refuses([&] { controller->connect(); });
+    refuses([&] { controller->state(); });
+    refuses([&] { controller->tags(); });
+    controller->close();
+    controller.reset();
+    Controller own(quiet());
+    is_refused = is_refused && bits_of(own.read("W0").value) == held;
+    own.close();
+    _exit(is_refused ? 0 : 1);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_GT(requests(), before) << "of the child's own controller";
+  EXPECT_EQ(bits_of(controller->read(plan).front().value), held);
+  EXPECT_EQ(controller->state().connects, 1U);
+  EXPECT_EQ(sim_->count("connections"), 2U);
 }
 
 }  // namespace
