@@ -27,11 +27,13 @@ Host::Host(const HostOptions& options, CommandOutput& output, const Reroute& rer
   if (!reroute && options.verbosity > 1) route_ = std::make_unique<RelayRoute>();
   const Target target = reroute ? reroute(controller) : route_ ? route_->choose(controller) : controller;
   tag_file_ = choose_tag_file(options, controller, target);
-  tags_ = read_tag_list(library_, output_, tag_file_, options.verbosity > 0);
+  std::string bytes;
+  tags_ = read_tag_list(library_, output_, tag_file_, options.verbosity > 0, &bytes);
   leave_absent(tags_, library_.is_guarded ? options.absent_to_guarded : options.absent_to_contract);
   session_ = std::make_unique<DriverSession>(
       library_, [this] { return output_.take_lines(); }, target, usual_line_sink(options));
   session_->set_stop(stop_requested);
+  load_now(library_, target, tag_file_, bytes);
   ProgramNames programs = options.program_names;
   programs.declared = program_names(tags_);
   session_->know_programs(std::move(programs));

@@ -159,8 +159,8 @@ TEST_F(ProgramTest, DriverLines_AreShownWhenAskedFor) {
   EXPECT_EQ(run_on_simulator({"read", "Speed", "--quiet"}).err, "");
   EXPECT_EQ(run_on_simulator({"read", "Speed", "-v"}).err,
             "driver: ev_plc_init ok\n"
-            "driver: server ip = 127.0.0.1\n"
-            "driver: build tag table for PLC7F000001_0.csv\n");
+            "driver: build tag table for PLC7F000001_0.csv\n"
+            "driver: server ip = 127.0.0.1\n");
   EXPECT_EQ(run_on_simulator({"read", "Speed", "-v", "-q"}).code, 2);
 }
 

@@ -331,4 +331,23 @@ TEST_F(StateTest, WhyWithTheGuardedBuild_DoesNotDoubtAValueThatItVouchesFor) {
   EXPECT_THAT(refused.out, Not(HasSubstr("\nvalue ")));
 }
 
+// The driver would load the file with its first transfer: record 0 is another variable by then.
+TEST_F(ProgramTest, TagFileReplacedBeforeTheControllerAnswers_GivesNoOtherVariablesValue) {
+  const std::string speed = "Speed,INT,,,,,,0,1,0,0,,DM\n";
+  const std::string steps = "Steps,INT,,,,,,0,1,0,0,,DM\n";
+  write_file("machine.csv", speed + steps);
+  write_file("panel.csv", speed + steps);
+  Child watch(host_words({"watch", "Speed", "--address", "127.0.0.1", "--port", port_, "--tags", path("panel.csv"),
+                          "--interval", "20", "--json"}),
+              path("out"), path("err"));
+  EXPECT_TRUE(watch.wait_for("\"value\":null"));
+  write_file("panel.csv", steps + speed);
+  const auto simulator = start_simulator();
+  simulator->type("set Steps 22\nset Speed 11\n");
+  EXPECT_TRUE(watch.wait_for("\"value\":11"));
+  watch.signal(SIGINT);
+  EXPECT_EQ(watch.wait(), 0);
+  EXPECT_EQ(count_of(file_text(path("out")), "\"value\":22"), 0U);
+}
+
 }  // namespace

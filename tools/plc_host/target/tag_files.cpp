@@ -12,12 +12,14 @@
 #include <memory>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 #include "base/files.h"
 #include "base/near_names.h"
 #include "base/text.h"
 #include "client/driver/driver_lines.h"
 #include "client/tags/meant_names.h"
+#include "client/tags/same_file.h"
 #include "client/tags/tag_source.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/exit_codes.h"
@@ -220,11 +222,15 @@ void demand_own_tag_file(const Target& controller) {
                       ". Try: --tags FILE" + (areas.empty() ? "" : ", or --area " + areas.front()));
 }
 
-TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const TagFilePath& file, bool shows_lines) {
+TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const TagFilePath& file, bool shows_lines,
+                      std::string* bytes) {
   try {
-    TagList list = load_tag_list(library, file.read);
+    LoadedTags loaded = load_whole_file(library, file.read);
     output.take_lines();
-    return list;
+    if (bytes != nullptr) *bytes = std::move(loaded.bytes);
+    return std::move(loaded.list);
+  } catch (const FileChanged&) {
+    throw FileChanged(file.shown);
   } catch (const ClientError& error) {
     const std::vector<std::string> lines = output.take_lines();
     for (const std::string& line : lines) {
@@ -234,6 +240,16 @@ TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const
     throw ClientError(ClientError::Kind::kTagFile,
                       "the driver cannot use the tag file " + file.shown + reason_in(lines) + kCheck + file.shown);
   }
+}
+
+void load_now(const DriverLibrary& library, const Target& target, const TagFilePath& file, const std::string& bytes) {
+  if (library.load_tags == nullptr) return;
+  const auto load = [&] { return library.load_tags(target.ip_address, target.area, file.read.c_str()); };
+  const std::optional<uint32_t> code = load_same_file(file.read, bytes, load);
+  if (!code) throw FileChanged(file.shown);
+  if (*code == PLC_OK) return;
+  throw ClientError(ClientError::Kind::kTagFile,
+                    "the driver can no longer load the tag file " + file.shown + kCheck + file.shown);
 }
 
 TagReference find_variable(const TagList& tags, const TagFilePath& file, std::string_view name) {

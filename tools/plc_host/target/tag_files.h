@@ -32,8 +32,13 @@ void demand_tag_file(const std::string& path);
 void demand_own_tag_file(const Target& controller);
 
 // Reads the tag list. Throws ClientError when the driver rejects the file; what the driver prints of it is shown then
-// when shows_lines.
-TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const TagFilePath& file, bool shows_lines);
+// when shows_lines. bytes: those of the file, for who has the driver load it again.
+TagList read_tag_list(const DriverLibrary& library, CommandOutput& output, const TagFilePath& file, bool shows_lines,
+                      std::string* bytes = nullptr);
+
+// Has the driver load the file for its transfers to this target, where it has the hook: with the first transfer it
+// would load what the file is by then. Behind DriverSession's making. Throws ClientError when the file has other bytes.
+void load_now(const DriverLibrary& library, const Target& target, const TagFilePath& file, const std::string& bytes);
 
 // As find_reference; a name that the file does not have is told with what was probably meant and where that stands.
 TagReference find_variable(const TagList& tags, const TagFilePath& file, std::string_view name);
