@@ -217,6 +217,12 @@ std::string verdict_lines(const SurveyRecord& record) {
 
 std::string survey_summary_lines(const SurveyRecord& record, const Filled& filled, const VariableCounts& count) {
   std::string text = address_of(record) + ": " + counts_text(count, record.ended) + "\n";
+  const std::vector<std::string> not_compared = survey::names_not_compared(record.variables);
+  if (!not_compared.empty()) {
+    text += "not compared with what the driver gives: " + survey::some_names(not_compared) + ": see the report\n";
+  }
+  const std::string refusals = survey::refusals_text(record.heads);
+  if (!refusals.empty()) text += refusals + "\n";
   for (const survey::ProgramFinding& one : record.programs.findings) {
     if (survey::has_number(one)) continue;
     text += "program " + quote_text(one.scope) + ": " + survey::missing_words(one) + "\n";

@@ -109,10 +109,17 @@ Asked Conversation::exchange(const std::string& kind, uint32_t names, const plc_
 void Conversation::account(const std::string& kind, uint32_t names, Asked& asked) {
   const std::string shown_first = rules_.take(asked);
   if (!shown_first.empty()) capture_.comment(shown_first);
+  if (asked.is_answered()) count_refusal(kind, asked);
   const bool has_ended = asked.answer.end == ProbeReply::End::kWhole || asked.answer.end == ProbeReply::End::kQuiet;
   if (!asked.is_answered() || !has_ended) return;
   if (!asked.shape.is_refused) add_time(kind, names, asked.answer.pieces.front().at_ms, asked.answer.took_ms());
   add_split(asked.answer);
+}
+
+void Conversation::count_refusal(const std::string& kind, const Asked& asked) {
+  const ReplyShape& shape = asked.shape;
+  if (shape.is_refused || shape.is_complete) refusals_.take(kind, asked.request, shape.is_refused);
+  if (kind == "resolve" && !shape.is_refused && !shape.is_complete) ++record_.heads.names_shorter;
 }
 
 Asked Conversation::try_asking(const std::string& kind, uint32_t names, const plc_sim::Bytes& request) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tools/plc_host/survey/probe.h"
+#include "tools/plc_host/survey/refusal_tally.h"
 #include "tools/plc_host/survey/rule_book.h"
 #include "tools/plc_host/survey/survey_plan.h"
 #include "tools/plc_host/survey/survey_record.h"
@@ -71,6 +72,7 @@ class Conversation {
   // Of the capture so far.
   size_t packets() const { return capture_.packets(); }
   RuleBook& rules() { return rules_; }
+  const RefusalTally& refusals() const { return refusals_; }
   const SurveyPlan& plan() const { return plan_; }
   SurveyRecord& record() { return record_; }
   Progress& progress() { return progress_; }
@@ -85,12 +87,14 @@ class Conversation {
   Times& times_of(const std::string& kind, uint32_t names);
   void add_time(const std::string& kind, uint32_t names, double first_ms, double ms);
   void add_split(const ProbeReply& reply);
+  void count_refusal(const std::string& kind, const Asked& asked);
 
   const SurveyPlan& plan_;
   plc_sim::PcapngWriter& capture_;
   SurveyRecord& record_;
   Progress& progress_;
   RuleBook rules_;
+  RefusalTally refusals_;
   std::unique_ptr<Probe> probe_;
   plc_sim::Bytes directory_;
   bool has_directory_ = false;  // it is whole

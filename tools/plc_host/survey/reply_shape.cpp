@@ -25,9 +25,11 @@ ReplyShape shape_of_names(const plc_sim::Request& request, const Bytes& reply) {
   const auto is_null = [](const wire_trace::NameRecord& record) { return record.handle.is_null(); };
   ReplyShape shape;
   const bool has_all = std::all_of(records.begin(), records.end(), is_here);
-  shape.is_refused = !has_all || std::any_of(records.begin(), records.end(), is_null);
+  shape.is_complete = has_all && std::none_of(records.begin(), records.end(), is_null);
+  // The beginning of an answer is damaged, and refuses nothing.
+  const bool is_beginning = !has_all && reply.size() > wire::kReplyHeadBytes && status_of(reply) == 0;
+  shape.is_refused = !shape.is_complete && !is_beginning;
   shape.is_full = shape.is_refused && has_all;
-  shape.is_complete = !shape.is_refused;
   return shape;
 }
 
@@ -36,7 +38,7 @@ ReplyShape shape_of_values(const plc_sim::Request& request, const Bytes& reply) 
   const size_t came = reply.size() - std::min(reply.size(), wire::kReplyHeadBytes);
   ReplyShape shape;
   shape.is_complete = came >= asked;
-  shape.is_refused = came == 0 && asked > 0;
+  shape.is_refused = came == 0 && asked > 0 && status_of(reply) != 0;
   shape.behind = came - std::min(came, asked);
   return shape;
 }

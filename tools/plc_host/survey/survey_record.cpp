@@ -59,6 +59,14 @@ bool is_read(const VariableFinding& finding) {
   return finding.state == VariableFinding::State::kGood && !finding.has_no_value;
 }
 
+std::vector<std::string> names_not_compared(const Variables& variables) {
+  std::vector<std::string> names;
+  for (const VariableFinding& one : variables.findings) {
+    if (one.state == VariableFinding::State::kNotCompared) names.push_back(one.name);
+  }
+  return names;
+}
+
 std::string some_names(const std::vector<std::string>& names) {
   constexpr size_t kMost = 5;
   std::string text;

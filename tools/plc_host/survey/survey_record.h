@@ -104,7 +104,7 @@ struct Programs {
 };
 
 struct VariableFinding {
-  enum class State { kGood, kRefused, kNotNamed, kDifferent, kNotByDriver, kShort, kLong, kNotTried };
+  enum class State { kGood, kRefused, kNotNamed, kDifferent, kNotByDriver, kNotCompared, kShort, kLong, kNotTried };
   std::string name;      // with its program before it
   std::string own_name;  // without
   std::string program;   // "" of a global one
@@ -151,6 +151,14 @@ struct Variables {
   uint64_t unread_by_driver = 0;  // that it gave no value for, each time that it was asked
 };
 
+// Those that answered, and that the driver cannot be asked for.
+std::vector<std::string> names_not_compared(const Variables& variables);
+
+struct RefusedForOnce {
+  uint64_t refused = 0;
+  uint64_t asked = 0;
+};
+
 // Of all replies of the survey.
 struct HeadCounts {
   struct Field {
@@ -175,6 +183,10 @@ struct HeadCounts {
   uint64_t values_exact = 0;
   uint64_t values_longer = 0;
   uint64_t values_shorter = 0;
+  uint64_t names_shorter = 0;  // replies to names that lack a part of them, and refuse nothing
+  // Refused, of those asked; the very same was answered another time.
+  RefusedForOnce names_refused_for_once;
+  RefusedForOnce reads_refused_for_once;
   uint64_t replies_unanswered = 0;
   uint64_t foreign = 0;     // whole frames that answer none of the survey's requests; no replies
   uint64_t unfinished = 0;  // replies that did not come to their end, where most do; their requests had no whole answer

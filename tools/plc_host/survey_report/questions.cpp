@@ -69,6 +69,9 @@ Question question_on(const VariableFinding& one) {
               "Is it there, and under this name? No place came back for it" + why + "." + near_text(one.near) + place};
     case VariableFinding::State::kNotByDriver:
       return {one.name, "What of it does plc-host's driver not take? It was not read by it" + why + "." + place};
+    case VariableFinding::State::kNotCompared:
+      return {one.name, "Can the tag file declare it otherwise? The controller answered, and nothing was compared" +
+                            why + "." + place};
     case VariableFinding::State::kDifferent:
       return {one.name, "Does it change by itself, and is it " + one.type + "? It was read with different values" +
                             why + "." + place};
@@ -166,6 +169,11 @@ void ask_of_refusals(const HeadCounts& heads, Questions& all) {
                                    plural(heads.refusals_untold, "time") +
                                    " nothing told a refused name from an answered one."});
   }
+  const std::string for_once = refusals_text(heads);
+  if (!for_once.empty()) {
+    all.push_back({"refusals that come and go",
+                   "Why does the controller refuse what it answers at other times? " + for_once + "."});
+  }
   if (heads.status_done.value_or(0) != 0) {
     all.push_back({"status", "What does status " + status_text(*heads.status_done) +
                                  " mean? Answers that are no refusal have it."});
@@ -188,6 +196,11 @@ void ask_of_ends(const HeadCounts& heads, Questions& all) {
   if (heads.values_shorter > 0) {
     all.push_back({"values that are missing", "Why did " + std::to_string(heads.values_shorter) +
                                                   " of the replies have fewer values than were asked for?"});
+  }
+  if (heads.names_shorter > 0) {
+    all.push_back({"names that are missing",
+                   "Why did " + std::to_string(heads.names_shorter) +
+                       " of the replies to names lack a part of what was asked for, and refuse nothing?"});
   }
   constexpr uint64_t kTenth = 10;
   if (heads.foreign > 0 && heads.foreign * kTenth >= heads.replies) {

@@ -141,6 +141,10 @@ Json heads_json(const HeadCounts& heads) {
                        {"command", field_json(heads.command)}};
   const Json values = {
       {"exact", heads.values_exact}, {"longer", heads.values_longer}, {"shorter", heads.values_shorter}};
+  const Json for_once = {{"names", heads.names_refused_for_once.refused},
+                         {"names_asked", heads.names_refused_for_once.asked},
+                         {"reads", heads.reads_refused_for_once.refused},
+                         {"reads_asked", heads.reads_refused_for_once.asked}};
   return {{"step", step_json(heads.step)},
           {"replies", heads.replies},
           {"unanswered", heads.replies_unanswered},
@@ -149,6 +153,8 @@ Json heads_json(const HeadCounts& heads) {
           {"fields", if_measured(is_measured, fields)},
           {"statuses", statuses_json(heads)},
           {"values", if_measured(has_values, values)},
+          {"names_shorter", if_measured(is_measured, heads.names_shorter)},
+          {"refused_for_once", if_measured(is_measured, for_once)},
           {"bytes_unasked", if_measured(is_measured, heads.bytes_unasked)},
           {"bytes_behind_values", or_null(heads.bytes_behind_values)},
           {"status_done", status_or_null(heads.status_done)},

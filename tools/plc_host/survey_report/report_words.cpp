@@ -72,6 +72,8 @@ const char* word_of(VariableFinding::State state) {
       return "different";
     case VariableFinding::State::kNotByDriver:
       return "not read by the driver";
+    case VariableFinding::State::kNotCompared:
+      return "not compared";
     case VariableFinding::State::kShort:
       return "too short";
     case VariableFinding::State::kLong:

@@ -98,7 +98,10 @@ std::string variables_sentence(const Variables& variables) {
     const size_t count = count_of(variables, state);
     if (count > 0) text += ", " + std::to_string(count) + words;
   }
-  return text + ".";
+  const std::vector<std::string> not_compared = names_not_compared(variables);
+  if (not_compared.empty()) return text + ".";
+  return text + ", " + std::to_string(not_compared.size()) + " not compared with what the driver gives (" +
+         some_names(not_compared) + ").";
 }
 
 std::string heads_sentence(const HeadCounts& heads) {
@@ -113,8 +116,10 @@ std::string heads_sentence(const HeadCounts& heads) {
   const char* what = heads.unfinished > 0 ? " had no whole one" : " had none";
   if (heads.replies_unanswered > 0) text += ", " + plural(heads.replies_unanswered, "request") + what;
   text += strays_text(heads);
-  if (broken.empty()) return text + "; each has the length, sequence number, class and command of its request.";
-  return text + "; not every one has the right " + some_names(broken) + ".";
+  text += broken.empty() ? "; each has the length, sequence number, class and command of its request."
+                         : "; not every one has the right " + some_names(broken) + ".";
+  const std::string refusals = refusals_text(heads);
+  return refusals.empty() ? text : text + " " + refusals + ".";
 }
 
 std::string times_sentence(const std::vector<Times>& times, const Step& step) {
@@ -130,6 +135,21 @@ std::string times_sentence(const std::vector<Times>& times, const Step& step) {
   return "How long answers take is not known. " + not_measured(step);
 }
 
+// Nothing of neighbours that nobody looked at.
+std::string neighbours_text(const Writes& writes, size_t good) {
+  size_t unchanged = 0;
+  size_t watched = 0;
+  for (const WriteFinding& one : writes.findings) {
+    if (one.neighbours_kept) ++watched;
+    if (is_good(one) && one.neighbours_kept) ++unchanged;
+  }
+  if (watched == 0) return "; no neighbour was watched.";
+  if (unchanged == good) return good == 1 ? " with its neighbours unchanged." : " with their neighbours unchanged.";
+  if (unchanged == 0) return std::string("; ") + (good == 1 ? "its" : "their") + " neighbours were not looked at.";
+  return "; the neighbours of " + std::to_string(unchanged) + " were unchanged, those of " +
+         std::to_string(good - unchanged) + " were not looked at.";
+}
+
 std::string writes_sentence(const Writes& writes) {
   if (!has_figures(writes.step)) return "Nothing was written.";
   size_t good = 0;
@@ -141,7 +161,8 @@ std::string writes_sentence(const Writes& writes) {
   const size_t left = writes.findings.size() - made;
   if (made == 0 && left == 0) return "Nothing was written.";
   std::string text = "Of " + plural(made, "write") + ", " + std::to_string(good);
-  text += " were acknowledged, read back and set back with their neighbours unchanged.";
+  text += good == 1 ? " was" : " were";
+  text += " acknowledged, read back and set back" + neighbours_text(writes, good);
   if (made == 0) text = "Nothing was written.";
   if (left > 0) text += " Not written: " + plural(left, "variable") + ", see the notes.";
   if (!writes.not_set_back.empty()) text += " Not set back: " + some_names(writes.not_set_back) + ".";
@@ -184,6 +205,19 @@ std::string strays_text(const HeadCounts& heads) {
   };
   add(heads.foreign, " reply was none of ours and was dropped", " replies were none of ours and were dropped");
   add(heads.unfinished, " reply did not come to its end", " replies did not come to their end");
+  return text;
+}
+
+std::string refusals_text(const HeadCounts& heads) {
+  std::string text;
+  for (const auto& [what, counts] : {std::pair("read", heads.reads_refused_for_once),
+                                     std::pair("request for names", heads.names_refused_for_once)}) {
+    if (counts.refused == 0) continue;
+    const std::string several = std::string(what) == "read" ? "reads" : "requests for names";
+    text.append(text.empty() ? "" : "; ").append(std::to_string(counts.refused)).append(" of ");
+    text.append(std::to_string(counts.asked)).append(" ").append(several);
+    text.append(counts.refused == 1 ? " was" : " were").append(" refused, and answered when asked again");
+  }
   return text;
 }
 

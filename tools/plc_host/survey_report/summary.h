@@ -20,6 +20,9 @@ std::string losses_text(const Endurance& endurance);
 // "; 2 replies were none of ours and were dropped; 1 reply did not come to its end", "" where all were ours and whole.
 std::string strays_text(const HeadCounts& heads);
 
+// "14 of 140 reads were refused, and answered when asked again"; "" where no refusal comes and goes.
+std::string refusals_text(const HeadCounts& heads);
+
 // A step of the survey by the name that reports have for it.
 struct NamedStep {
   std::string name;

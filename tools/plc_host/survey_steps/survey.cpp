@@ -73,6 +73,17 @@ void take_beginnings_back(Variables& variables) {
   }
 }
 
+// What plc-host read cannot ask for is not as declared: nobody compared what the survey read of it. An interruption
+// says nothing of a variable.
+void tell_uncompared(SurveyRecord& record) {
+  for (VariableFinding& one : record.variables.findings) {
+    const bool is_told = is_read(one) && !one.why.empty() && record.is_whole;
+    if (!is_told) continue;
+    one.state = VariableFinding::State::kNotCompared;
+    one.value.clear();
+  }
+}
+
 // A type that does not fit is a mistake of the tag file, or of the program, and none of the controller's way to answer.
 void tell_unfit(SurveyRecord& record) {
   std::vector<std::string> names;
@@ -87,9 +98,12 @@ void tell_unfit(SurveyRecord& record) {
 
 void finish(Conversation& conversation, SurveyRecord& record) {
   conversation.rules().finish();
+  record.heads.names_refused_for_once = conversation.refusals().refused_for_once("resolve");
+  record.heads.reads_refused_for_once = conversation.refusals().refused_for_once("read");
   if (is_foreign(record.heads)) take_values_back(record);
   record.verdict = conversation.rules().verdict();
   take_beginnings_back(record.variables);
+  tell_uncompared(record);
   tell_unfit(record);
   weigh_comparison(record);
   if (record.heads.replies > 0) {

@@ -1,5 +1,6 @@
 // Each declared variable: named and read by itself, then in batches, and what it is refused with.
 #include <algorithm>
+#include <map>
 
 #include "base/near_names.h"
 #include "base/text.h"
@@ -90,6 +91,7 @@ class VariableStep {
     for (const Declared& declared : variables_) record_.findings.push_back(finding_of(declared));
     for (size_t i = 0; i < variables_.size(); ++i) ask_singly(i);
     ask_unknown();
+    take_refusals_without_status();
     ask_in_batches();
     take_common_surplus();
     find_near_names();
@@ -117,12 +119,15 @@ class VariableStep {
   bool is_moving(Other& other);
   void look_again(const std::vector<size_t>& batch, std::vector<Other>& others);
   void take_common_surplus();
+  bool is_empty_success(const Asked& asked) const;
+  void take_refusals_without_status();
   void find_near_names();
 
   Conversation& conversation_;
   std::vector<Declared>& variables_;
   Variables& record_;
   size_t batch_names_ = kFirstBatch;
+  std::map<size_t, Asked> empty_;  // replies without a value and with the status of success, by their variables
 };
 
 // What lacks something, or has too much, is asked for again until it is as declared, or until the same reply came three
@@ -164,7 +169,13 @@ void VariableStep::ask_singly(size_t at) {
     finding.why = kDamaged;
     return;
   }
-  if (!names.is_complete) return take_refusal(names.asked, "its name is refused", finding);
+  if (names.asked.shape.is_refused) return take_refusal(names.asked, "its name is refused", finding);
+  if (!names.is_complete) {
+    finding.state = VariableState::kNotNamed;
+    finding.why = "the reply to its name has " + plc_base::plural(names.asked.answer.bytes.size(), "byte") +
+                  ", which is too few for its place";
+    return;
+  }
   finding.is_named = true;
   finding.name_reply_bytes = names.asked.answer.bytes.size();
   declared.handle = names.records.front().handle;
@@ -200,12 +211,13 @@ bool VariableStep::read_singly(size_t at) {
   if (!is_told && !values.asked.shape.is_complete) {
     finding.state = VariableState::kNotNamed;
     finding.why = kDamaged;
-  } else if (values.asked.shape.is_refused) {
+  } else if (values.asked.shape.is_refused && !is_empty_success(values.asked)) {
     take_refusal(values.asked, "its name is known, its value is refused", finding);
   } else if (!values.asked.shape.is_complete) {
     finding.state = VariableState::kShort;
     finding.why = "the reply has " + plc_base::plural(values.asked.answer.bytes.size() - 14, "byte") + " where " +
                   finding.type + " takes " + std::to_string(wanted);
+    if (is_empty_success(values.asked)) empty_[at] = values.asked;
   } else {
     declared.value = values.values.front();
     declared.is_good = true;
@@ -217,6 +229,20 @@ bool VariableStep::read_singly(size_t at) {
     }
   }
   return true;
+}
+
+bool VariableStep::is_empty_success(const Asked& asked) const {
+  const bool is_empty = asked.answer.bytes.size() <= plc_sim::wire::kReplyHeadBytes;
+  return is_empty && status_of(asked.answer.bytes) == conversation_.rules().status_of_success();
+}
+
+// Of a controller that refuses names with a head and the status of success, the same form refuses a value.
+void VariableStep::take_refusals_without_status() {
+  const HeadCounts& heads = conversation_.record().heads;
+  for (const auto& [at, asked] : empty_) {
+    if (heads.is_refusal_full != false || heads.refusal_status != status_of(asked.answer.bytes)) continue;
+    take_refusal(asked, "its name is known, its value is refused", record_.findings[at]);
+  }
 }
 
 // What a name gets that no controller has, by itself and beside one that it has. One reply may have been damaged.
