@@ -215,6 +215,14 @@ std::string verdict_lines(const SurveyRecord& record) {
   return text;
 }
 
+// Also where hours were asked for and none were made.
+std::string hours_lines(const survey::Endurance& endurance) {
+  if (endurance.hours_asked <= 0) return {};
+  if (!survey::has_figures(endurance.step)) return "hours: " + endurance.step.why + "\n";
+  const std::string turns = survey::turns_text(endurance);
+  return "hours: " + survey::losses_text(endurance) + "\n" + (turns.empty() ? "" : "hours: " + turns + "\n");
+}
+
 std::string survey_summary_lines(const SurveyRecord& record, const Filled& filled, const VariableCounts& count) {
   std::string text = address_of(record) + ": " + counts_text(count, record.ended) + "\n";
   const std::vector<std::string> not_compared = survey::names_not_compared(record.variables);
@@ -227,7 +235,7 @@ std::string survey_summary_lines(const SurveyRecord& record, const Filled& fille
     if (survey::has_number(one)) continue;
     text += "program " + quote_text(one.scope) + ": " + survey::missing_words(one) + "\n";
   }
-  if (survey::has_figures(record.endurance.step)) text += "hours: " + survey::losses_text(record.endurance) + "\n";
+  text += hours_lines(record.endurance);
   text += verdict_lines(record);
   if (!record.is_whole && count.found > 0) text += "not whole: " + record.ended + "\n";
   text += filled.is_written ? "written: " + filled.folder + "/report.html, report.json, survey.pcapng, profile.toml\n"

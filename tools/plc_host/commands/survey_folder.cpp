@@ -11,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "base/whole_file.h"
 #include "profile/profile_file.h"
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/survey/recommend.h"
@@ -20,12 +21,24 @@ namespace plc_host {
 namespace {
 
 constexpr char kCaptureFile[] = "survey.pcapng";
-constexpr char kNewCaptureFile[] = "survey.pcapng.new";  // until it takes the place of a former one
 constexpr char kProfileFile[] = "profile.toml";
-constexpr const char* kFiles[] = {"report.html", "report.json", kCaptureFile, kNewCaptureFile, kProfileFile};
+constexpr char kNew[] = ".new";  // behind the names of files until they take the places of former ones
+constexpr const char* kFiles[] = {"report.html", "report.json", kProfileFile, kCaptureFile};
 
 bool is_survey_file(const std::string& name) {
-  return std::find(std::begin(kFiles), std::end(kFiles), name) != std::end(kFiles);
+  const auto is_name = [&name](const char* file) { return name == file || name == std::string(file) + kNew; };
+  return std::any_of(std::begin(kFiles), std::end(kFiles), is_name);
+}
+
+void remove_new_files(const std::string& folder) {
+  for (const char* file : kFiles) std::remove((folder + "/" + file + kNew).c_str());
+}
+
+// Each new file has the permissions of the one whose place it takes, as a file that is written over.
+void take_permissions(const std::string& from, const std::string& to) {
+  std::error_code error;
+  const std::filesystem::file_status former = std::filesystem::symlink_status(from, error);
+  if (std::filesystem::is_regular_file(former)) std::filesystem::permissions(to, former.permissions(), error);
 }
 
 [[noreturn]] void refuse_folder(const std::string& folder, const std::string& reason) {
@@ -84,26 +97,68 @@ void SurveyFolder::look_at_files(const SurveyOptions& options) {
   }
 }
 
-std::string SurveyFolder::capture_path() const { return path_ + "/" + (has_former_ ? kNewCaptureFile : kCaptureFile); }
+std::string SurveyFolder::capture_path() const { return path_ + "/" + kCaptureFile + (has_former_ ? kNew : ""); }
 
-bool SurveyFolder::take(const survey::SurveyRecord& record, plc_sim::PcapngWriter& capture,
-                        const std::vector<std::string>& tag_files) const {
+// What went wrong of the files beside the capture; "" when all are there.
+std::string SurveyFolder::write_files(const survey::SurveyRecord& record, const std::vector<std::string>& tag_files,
+                                      const std::string& suffix) const {
+  std::string problems = survey::write_reports(record, path_, suffix);
+  const std::string problem =
+      plc_profile::write_profile(path_ + "/" + kProfileFile + suffix, survey::make_profile(record), tag_files);
+  if (problem.empty()) return problems;
+  return problems.append(problems.empty() ? "" : "; ").append(kProfileFile).append(": ").append(problem);
+}
+
+// What is in the way of a new file at the place of a former one.
+std::string SurveyFolder::former_problems(const std::vector<std::string>& tag_files) const {
   std::string problems;
-  const auto add = [&problems](const std::string& name, const std::string& problem) {
-    if (problem.empty()) return;
-    problems.append(problems.empty() ? "" : "; ").append(name).append(name.empty() ? "" : ": ").append(problem);
-  };
-  add(kCaptureFile, capture.close());
+  for (const char* file : kFiles) {
+    if (file == kCaptureFile) continue;
+    const std::string problem = plc_base::why_not_written(path_ + "/" + file, tag_files);
+    if (!problem.empty()) problems.append(problems.empty() ? "" : "; ").append(file).append(": ").append(problem);
+  }
+  return problems;
+}
+
+// All are whole under other names before the first takes its place.
+void SurveyFolder::replace_former(const survey::SurveyRecord& record, const std::string& capture_problem,
+                                  const std::vector<std::string>& tag_files) const {
+  std::string problems = capture_problem;
+  if (problems.empty()) problems = former_problems(tag_files);
+  if (problems.empty()) problems = write_files(record, tag_files, kNew);
+  if (!problems.empty()) {
+    remove_new_files(path_);
+    throw HostError(kExitOutput, "cannot write into " + path_ + ": " + problems +
+                                     ". The former survey stays there whole, and this one is lost: make room, and "
+                                     "survey again into another folder");
+  }
+  for (const char* file : kFiles) {
+    const std::string place = path_ + "/" + file;
+    take_permissions(place, place + kNew);
+    if (std::rename((place + kNew).c_str(), place.c_str()) == 0) continue;
+    throw HostError(kExitOutput, "cannot write into " + path_ + ": " + file + ": " + std::strerror(errno) +
+                                     ". Files of two surveys are there; those of this one that had no place end in " +
+                                     kNew);
+  }
+}
+
+bool SurveyFolder::take(survey::SurveyRecord& record, plc_sim::PcapngWriter& capture,
+                        const std::vector<std::string>& tag_files) const {
+  record.capture_problem = capture.close();
   if (has_former_ && !has_measured(record)) {
-    std::remove(capture_path().c_str());
+    remove_new_files(path_);
     return false;
   }
-  const std::string capture_file = path_ + "/" + kCaptureFile;
-  if (has_former_ && std::rename(capture_path().c_str(), capture_file.c_str()) != 0) {
-    add(kCaptureFile, std::strerror(errno));
+  std::string problems;
+  if (!record.capture_problem.empty()) {
+    problems = std::string(kCaptureFile) + ": " + record.capture_problem + (has_former_ ? "" : ", so that it is cut");
   }
-  add("", survey::write_reports(record, path_));
-  add(kProfileFile, plc_profile::write_profile(path_ + "/" + kProfileFile, survey::make_profile(record), tag_files));
+  if (has_former_) {
+    replace_former(record, problems, tag_files);
+    return true;
+  }
+  const std::string of_files = write_files(record, tag_files, "");
+  problems.append(problems.empty() || of_files.empty() ? "" : "; ").append(of_files);
   if (!problems.empty()) throw HostError(kExitOutput, "cannot write into " + path_ + ": " + problems);
   return true;
 }

@@ -20,9 +20,10 @@ class SurveyFolder {
   // Where the capture is written while the survey lasts: beside that of a former one.
   std::string capture_path() const;
 
-  // Closes the capture and writes the files, each of them as far as it can be. Throws HostError with what went wrong of
-  // all. False when a former survey stays, because nothing was measured in this one.
-  bool take(const survey::SurveyRecord& record, plc_sim::PcapngWriter& capture,
+  // Closes the capture and writes the files: each of them as far as it can be, or all of them in place of a former
+  // survey. Throws HostError with what went wrong of all; the former survey is whole then. False when that stays
+  // because nothing was measured in this one.
+  bool take(survey::SurveyRecord& record, plc_sim::PcapngWriter& capture,
             const std::vector<std::string>& tag_files) const;
 
   const std::string& path() const { return path_; }
@@ -37,6 +38,11 @@ class SurveyFolder {
     int descriptor = -1;
   };
 
+  std::string write_files(const survey::SurveyRecord& record, const std::vector<std::string>& tag_files,
+                          const std::string& suffix) const;
+  std::string former_problems(const std::vector<std::string>& tag_files) const;
+  void replace_former(const survey::SurveyRecord& record, const std::string& capture_problem,
+                      const std::vector<std::string>& tag_files) const;
   void take_lock(const std::string& given);
   void look_at_files(const SurveyOptions& options);
 

@@ -137,9 +137,27 @@ Asked Conversation::ask(const std::string& kind, uint32_t names, const plc_sim::
   // them belongs to the names before it.
   const bool is_first = kind == "resolve";
   if (is_first && !asked.is_answered() && asked.answer.is_lost()) asked = try_asking(kind, names, request);
-  silences_ = asked.is_answered() ? 0 : silences_ + 1;
-  if (silences_ >= kMostSilences) throw SurveyEnded(kNoAnswer, false);
+  if (asked.is_answered()) {
+    silences_ = 0;
+    has_asked_several_ = false;
+    if (is_first && names == 1 && asked.shape.is_complete) one_name_ = asked.request;
+    return asked;
+  }
+  ++silences_;
+  has_asked_several_ = has_asked_several_ || names > 1;
+  if (silences_ < kMostSilences) return asked;
+  // Silence may be what a controller answers to more than it takes.
+  if (!has_asked_several_ || !answers_one_name()) throw SurveyEnded(kNoAnswer, false);
+  silences_ = 0;
+  has_asked_several_ = false;
   return asked;
+}
+
+bool Conversation::answers_one_name() {
+  if (one_name_.empty()) return false;
+  plc_sim::Bytes request = one_name_;
+  plc_sim::put_u16(request, plc_sim::wire::kSequenceAt, sequence_);
+  return try_asking("resolve", 1, request).is_answered();
 }
 
 Times& Conversation::times_of(const std::string& kind, uint32_t names) {

@@ -84,6 +84,7 @@ class Conversation {
   void connect_again();
   void take_directory(const Asked& asked);
   Asked exchange(const std::string& kind, uint32_t names, const plc_sim::Bytes& request);
+  bool answers_one_name();
   Times& times_of(const std::string& kind, uint32_t names);
   void add_time(const std::string& kind, uint32_t names, double first_ms, double ms);
   void add_split(const ProbeReply& reply);
@@ -100,7 +101,9 @@ class Conversation {
   bool has_directory_ = false;  // it is whole
   uint16_t sequence_ = 0;
   unsigned connections_ = 0;
-  unsigned silences_ = 0;  // in a row
+  unsigned silences_ = 0;           // in a row
+  bool has_asked_several_ = false;  // names or values, during these
+  plc_sim::Bytes one_name_;         // the last request for one name that was answered
   bool ignores_stop_ = false;
   std::chrono::steady_clock::time_point next_turn_{};
   std::map<std::pair<std::string, uint32_t>, size_t> times_;

@@ -270,6 +270,9 @@ struct WriteFinding {
   std::optional<bool> set_back = {};
   std::string why = {};
   std::optional<uint16_t> refusal = {};  // the status of the answer that refused it
+  bool keeps_former = false;             // acknowledged, and the former value is still there
+  // Why its former value did not come back: "the write that sets it back was refused, status 0005, three times"
+  std::string set_back_problem = {};
 };
 
 // It was sent, and no answer came: nobody knows whether it was carried out, or will be.
@@ -301,6 +304,7 @@ struct Endurance {
   uint64_t losses = 0;
   uint64_t lost_values = 0;   // variables that lost rounds did not read
   double longest_gap_ms = 0;  // around losses: from the end of one whole round to that of the next one
+  uint64_t left_out = 0;      // turns at which no round was begun, because another one was not over
   uint64_t slow = 0;          // rounds that took longer than the period
   std::vector<Slice> slices;
   double drift_ms = 0;  // of the last round's begin behind its turn
@@ -316,7 +320,8 @@ struct SurveyRecord {
   uint32_t wait_ms = 0;  // for each answer
   uint32_t rate = 0;     // requests a second at most
   bool is_whole = false;
-  std::string ended;  // why it is not: "interrupted", "the controller no longer answers"
+  std::string ended;            // why it is not: "interrupted", "the controller no longer answers"
+  std::string capture_problem;  // survey.pcapng was cut: why
   Link link;
   Programs programs;
   Variables variables;

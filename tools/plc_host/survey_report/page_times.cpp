@@ -231,6 +231,7 @@ std::string hours_html(const SurveyRecord& record) {
     html += html_fact("longest gap", shown_ms(endurance.longest_gap_ms));
   }
   html += html_fact("slower than the period", std::to_string(endurance.slow));
+  html += html_fact("turns left out", std::to_string(endurance.left_out));
   html += html_fact("last round behind its turn", shown_ms(endurance.drift_ms)) + "</dl>\n";
   return step_section("Over hours", endurance.step, html + hours_chart(endurance) + losses_table(endurance));
 }

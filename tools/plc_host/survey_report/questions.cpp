@@ -262,15 +262,21 @@ void ask_of_limits(const Limits& limits, Questions& all) {
 // What went wrong first.
 std::string write_question(const WriteFinding& one) {
   const std::string its = " Its " + one.kind + " ";
-  if (one.refusal) return "May it be written?" + its + "was refused";
-  if (one.acknowledged == false) return "Is it written, or is it not?" + its + "had no answer";
+  const std::string why = one.why.empty() ? "" : ": " + one.why;
+  if (one.refusal) return "May it be written?" + its + "was " + (one.why.empty() ? "refused" : one.why);
+  if (one.keeps_former) return "Can it be written?" + its + "was " + one.why;
+  if (one.acknowledged == false) return "Is it written, or is it not?" + its + "had no answer" + why;
   if (one.read_back == false) {
-    return "What else writes it?" + its + "was acknowledged, and another value was there afterwards";
+    return "What else writes it?" + its + "was acknowledged, and another value was there afterwards" + why;
   }
   if (one.neighbours_kept == false) {
-    return "What else writes its neighbours? Behind its " + one.kind + " they had other values";
+    return "What else writes its neighbours? Behind its " + one.kind + " they had other values" + why;
   }
-  return "What else writes it?" + its + "was acknowledged, and its former value did not stay when it was set back";
+  if (!one.set_back_problem.empty()) {
+    return "Why does its former value not come back?" + its + "was acknowledged, and " + one.set_back_problem;
+  }
+  return "What else writes it?" + its + "was acknowledged, and its former value did not stay when it was set back" +
+         why;
 }
 
 void ask_of_writes(const Writes& writes, Questions& all) {
@@ -278,8 +284,7 @@ void ask_of_writes(const Writes& writes, Questions& all) {
     // Of a write behind which the survey ended there is nothing to ask.
     const bool is_judged = one.refusal || one.read_back;
     if (!one.is_written || !is_judged || is_good(one)) continue;
-    const std::string why = one.why.empty() ? "" : ": " + one.why;
-    all.push_back({one.name, write_question(one) + why + "."});
+    all.push_back({one.name, write_question(one) + "."});
   }
 }
 

@@ -257,6 +257,7 @@ Json hours_json(const Endurance& endurance) {
           {"losses", if_measured(is_measured, endurance.losses)},
           {"lost_values", if_measured(is_measured, endurance.lost_values)},
           {"longest_gap_ms", if_measured(endurance.losses > 0, ms_json(endurance.longest_gap_ms))},
+          {"left_out", if_measured(is_measured, endurance.left_out)},
           {"slow", if_measured(is_measured, endurance.slow)},
           {"drift_ms", if_measured(is_measured, ms_json(endurance.drift_ms))},
           {"slices", slices}};
@@ -303,7 +304,8 @@ Json report_json(const SurveyRecord& record) {
                  {"tag_files", record.tag_files},
                  {"took_s", ms_json(record.took_s)},
                  {"whole", record.is_whole},
-                 {"ended", or_null(record.ended)}};
+                 {"ended", or_null(record.ended)},
+                 {"capture_cut", or_null(record.capture_problem)}};
   object["found"] = found_sentences(record);
   object["recommendations"] = recommendations_json(record);
   object["left_out"] = left_out_json(record);

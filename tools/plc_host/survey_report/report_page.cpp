@@ -37,6 +37,9 @@ std::string head_html(const SurveyRecord& record) {
   if (!record.is_whole) {
     html += badge("bad", "The survey is not whole" + (record.ended.empty() ? "" : ": " + record.ended) + ".");
   }
+  if (!record.capture_problem.empty()) {
+    html += badge("bad", "survey.pcapng is cut, and lacks what came later: " + record.capture_problem + ".");
+  }
   for (const std::string& one : record.writes.not_set_back) {
     html += "<p class=\"alarm\">Not set back, look after it now: " + shown_html(one) + "</p>\n";
   }
@@ -220,8 +223,10 @@ std::string report_page(const SurveyRecord& record) {
   page += link_html(record) + programs_html(record) + variables_html(record) + heads_html(record);
   page += times_html(record) + splits_html(record) + limits_html(record) + writes_html(record) + hours_html(record);
   page += "</div>\n" + not_done_html(record) + told_html(record) + "</main>\n<footer><p>Written by plc-host ";
-  page += shown_html(record.version) +
-          ". report.json holds the same for programs, survey.pcapng every byte.</p></footer>\n";
+  page +=
+      shown_html(record.version) + ". report.json holds the same for programs, survey.pcapng " +
+      (record.capture_problem.empty() ? "every byte" : "its beginning only: " + shown_html(record.capture_problem)) +
+      ".</p></footer>\n";
   return plc_base::html_page("Survey of " + shown_html(controller_text(record.link)), kSurveyStyle, page);
 }
 

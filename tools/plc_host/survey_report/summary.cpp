@@ -172,7 +172,9 @@ std::string writes_sentence(const Writes& writes) {
 std::string endurance_sentence(const Endurance& endurance) {
   std::string text = "Over the hours, " + losses_text(endurance) + "; " + plural(endurance.slow, "round");
   text += endurance.slow == 1 ? " was" : " were";
-  return text + " slower than the period of " + std::to_string(endurance.period_ms) + " ms.";
+  text += " slower than the period of " + std::to_string(endurance.period_ms) + " ms.";
+  const std::string turns = turns_text(endurance);
+  return turns.empty() ? text : text + " " + turns + ".";
 }
 
 std::string verdict_words(Verdict::Usable usable) {
@@ -238,6 +240,12 @@ std::string losses_text(const Endurance& endurance) {
   return std::to_string(endurance.losses) + " of " + plural(endurance.rounds, "round") + " of reads lost, " +
          plural(endurance.lost_values, "value") + " not read, the longest gap " +
          seconds_text(endurance.longest_gap_ms / 1000);
+}
+
+std::string turns_text(const Endurance& endurance) {
+  if (endurance.left_out == 0) return {};
+  return std::to_string(endurance.left_out) + " of " + plural(endurance.rounds + endurance.left_out, "turn") +
+         (endurance.left_out == 1 ? " was" : " were") + " left out, because a round lasted longer than the period";
 }
 
 std::vector<std::string> found_sentences(const SurveyRecord& record) {

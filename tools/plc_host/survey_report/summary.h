@@ -17,6 +17,9 @@ std::string verdict_sentence(const SurveyRecord& record);
 // "2 of 36000 rounds of reads lost, 90 values not read, the longest gap 4.2 s"
 std::string losses_text(const Endurance& endurance);
 
+// "9 of 18 turns were left out, because a round lasted longer than the period"; "" where each turn had its round.
+std::string turns_text(const Endurance& endurance);
+
 // "; 2 replies were none of ours and were dropped; 1 reply did not come to its end", "" where all were ours and whole.
 std::string strays_text(const HeadCounts& heads);
 

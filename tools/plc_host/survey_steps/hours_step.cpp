@@ -16,6 +16,7 @@ constexpr size_t kMostListBytes = 1400;  // of the values of a request
 constexpr size_t kRecordReplyBytes = 36;
 constexpr int64_t kSlices = 120;
 constexpr int64_t kShortestSliceMs = 1000;
+constexpr char kNoRound[] = "no round was made, for --hours was over before the first one";
 constexpr double kMsPerHour = 3600000;
 
 using Part = std::vector<const Declared*>;
@@ -62,6 +63,7 @@ class HoursStep {
   bool is_over() const { return SteadyClock::now() >= end_; }
   void take_round(int64_t at_ms, const Round& round);
   void finish_slice();
+  void leave_out(bool is_turn) { record_.left_out += is_turn ? 1 : 0; }
 
   Conversation& conversation_;
   Endurance& record_;
@@ -154,10 +156,11 @@ void HoursStep::run() {
     if (round.is_whole && is_over() && record_.rounds > 0) break;
     take_round(static_cast<int64_t>(turn_ms), round);
     // Turns that are over by now are left out.
-    do {
-      turn_ms += record_.period_ms;
-    } while (turn_ms + record_.period_ms < passed_ms());
+    turn_ms += record_.period_ms;
+    for (; turn_ms + record_.period_ms < passed_ms(); turn_ms += record_.period_ms) leave_out(turn_ms < whole_ms);
   }
+  const bool was_late = turn_ms < whole_ms && turn_ms + record_.period_ms < passed_ms();
+  leave_out(was_late);
   take_gap();
   finish_slice();
 }
@@ -180,6 +183,7 @@ void survey_hours(Conversation& conversation, const Declarations& declared) {
     return;
   }
   run_step(record.step, [&] { HoursStep(conversation, declared).run(); });
+  if (record.rounds == 0) record.step = {Step::State::kNotDone, kNoRound};
 }
 
 }  // namespace plc_host::survey

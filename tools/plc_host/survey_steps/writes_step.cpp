@@ -1,5 +1,7 @@
 // Writes the scratch variables that were named and no others, looks at what became of them and of what lies beside
 // them, and puts the old values back, also when the survey ends in the middle.
+#include <algorithm>
+
 #include "base/text.h"
 #include "client/values/value_type.h"
 #include "tools/plc_host/survey_steps/ask_variables.h"
@@ -43,6 +45,7 @@ class WriteStep {
   bool is_changed_to(const Scratch& scratch, const std::optional<Bytes>& now, const Bytes& wanted) const;
   WriteFinding finding_of(const Scratch& scratch, const Bytes& value) const;
   void take_answer(const Asked& asked, WriteFinding& finding) const;
+  std::string attempt_problem(const Asked& asked) const;
   void look_at(Scratch& scratch, const Asked& asked, const Bytes& value, WriteFinding& finding);
 
   Conversation& conversation_;
@@ -155,19 +158,28 @@ std::string answer_problem(const WriteFinding& finding) {
                          : "no acknowledgment";
 }
 
+// What was carried out was not refused, whatever its status is.
+void take_as_done(WriteFinding& finding) {
+  if (!finding.refusal) return;
+  finding.acknowledged = true;
+  finding.refusal.reset();
+}
+
 // What became of the variable.
 void WriteStep::look_at(Scratch& scratch, const Asked& asked, const Bytes& value, WriteFinding& finding) {
   take_answer(asked, finding);
   const std::optional<Bytes> now = read_again(conversation_, scratch.variable);
   finding.read_back = is_changed_to(scratch, now, value);
   conversation_.rules().judge_write(asked, *finding.read_back);
-  // What was carried out was not refused, whatever its status is.
-  if (*finding.read_back && finding.refusal) {
-    finding.acknowledged = true;
-    finding.refusal.reset();
-  }
+  if (*finding.read_back) take_as_done(finding);
   finding.why = answer_problem(finding);
   if (*finding.read_back) return;
+  finding.keeps_former = finding.acknowledged == true && is_changed_to(scratch, now, old_value_);
+  if (finding.keeps_former) {
+    finding.why =
+        "acknowledged, but not written: its former value " + value_text(scratch.variable, *now) + " is still there";
+    return;
+  }
   finding.why.append(finding.why.empty() ? "" : "; ").append("read back ");
   finding.why += now ? value_text(scratch.variable, *now) : "without an answer";
 }
@@ -207,11 +219,32 @@ void WriteStep::change(Scratch& scratch) {
   put_back();
 }
 
+// Of one write of the former value, which did not bring it back.
+std::string WriteStep::attempt_problem(const Asked& asked) const {
+  if (asked.request.empty()) return "not sent, for its name or its value was not answered";
+  WriteFinding attempt;
+  take_answer(asked, attempt);
+  if (attempt.refusal) return answer_problem(attempt);
+  return attempt.acknowledged == true ? "acknowledged, and not carried out" : "not answered";
+}
+
+// "the write that sets it back was refused, status 0005, three times"
+std::string set_back_text(const std::vector<std::string>& problems) {
+  const std::string what = "the write that sets it back was ";
+  if (std::count(problems.begin(), problems.end(), problems.front()) == kPutBackAttempts) {
+    return what + problems.front() + ", three times";
+  }
+  std::string text = what;
+  for (size_t i = 0; i < problems.size(); ++i) text.append(i == 0 ? "" : ", then ").append(problems[i]);
+  return text;
+}
+
 void WriteStep::put_back() {
   if (!open_) return;
   Scratch scratch = *open_;
   const Bytes old_value = old_value_;
   Asked asked;
+  std::vector<std::string> problems;
   bool reads_so = false;
   for (unsigned i = 0; i < kPutBackAttempts && !(reads_so && asked.is_answered()); ++i) {
     asked = write(scratch, old_value);
@@ -219,8 +252,13 @@ void WriteStep::put_back() {
     reads_so = now && is_same_value(scratch.variable, *now, old_value);
     // What was never changed is back without a write.
     conversation_.rules().judge_write(asked, reads_so && writes_.findings.back().read_back == true);
+    problems.push_back(attempt_problem(asked));
   }
   WriteFinding& changed = writes_.findings.back();
+  if (!reads_so || !asked.is_answered()) {
+    changed.set_back_problem = set_back_text(problems);
+    changed.why.append(changed.why.empty() ? "" : "; ").append(changed.set_back_problem);
+  }
   // What was not answered may be carried out behind the write of the former value.
   changed.set_back = reads_so && asked.is_answered() && !is_unanswered(changed);
   if (!*changed.set_back) {
@@ -232,8 +270,11 @@ void WriteStep::put_back() {
     WriteFinding back = finding_of(scratch, old_value);
     back.is_written = true;
     take_answer(asked, back);
+    if (changed.read_back == true) {
+      back.read_back = true;
+      take_as_done(back);
+    }
     back.why = answer_problem(back);
-    if (changed.read_back == true) back.read_back = true;
     back.set_back = changed.set_back;
     back.neighbours_kept = changed.neighbours_kept;
     writes_.findings.push_back(back);

@@ -62,7 +62,8 @@ TEST_F(SurveyChancesTest, Write_IsToldAsItEnded) {
       {"refuse 25 on=write", false, false, true, "0019", "refused, status 0019; read back #"},
       {"status 5 times=always on=write", true, true, true, nullptr, ""},
       {"no-reply on=write", false, true, false, nullptr, "no acknowledgment"},
-      {"close times=always on=write", false, true, false, nullptr, "no acknowledgment"},
+      {"close times=always on=write", false, true, false, nullptr,
+       "no acknowledgment; the write that sets it back was not answered, three times"},
       {"wrong-sequence on=write", false, true, false, nullptr, "no acknowledgment"},
       {"cut 5 on=write", false, true, false, nullptr, "no acknowledgment"},
   };

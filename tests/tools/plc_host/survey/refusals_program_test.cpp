@@ -1,5 +1,7 @@
 // What plc-host survey says of variables that the driver cannot be asked for, of refusals that come and go, and of
 // replies that lack something without refusing it.
+#include <filesystem>
+
 #include "tests/tools/plc_host/survey/survey_fixture.h"
 
 namespace {
@@ -104,6 +106,138 @@ TEST_F(SurveyRefusalsTest, RefusalsThatComeAndGo_AreToldAndAskedAbout) {
   EXPECT_THAT(report().at("found").at(4).get<std::string>(), EndsWith(" " + told + "."));
   EXPECT_EQ(question_on("refusals that come and go"),
             "Why does the controller refuse what it answers at other times? " + told + ".");
+}
+
+// Silence counts the same, and takes as long as a survey waits.
+TEST_F(SurveyRefusalsTest, ConnectionsThatEndBeyondAFewNames_AreALimitAndNoDeadController) {
+  std::string tags;
+  for (int i = 0; i < 20; ++i) {
+    tags += "Speed" + std::to_string(i) + ",INT,,,,,," + std::to_string(i) + ",1,0,0,,DM\n";
+  }
+  for (const int names : {1, 2}) {
+    write_file("few.toml", "[limits]\nnames = " + std::to_string(names) + "\nbeyond = \"closed\"\n");
+    const Outcome outcome = survey(tags, {"--sentinel", "--profile", path("few.toml")});
+    EXPECT_EQ(outcome.code, 0) << names << outcome.out;
+    EXPECT_EQ(report().at("whole"), true) << names;
+    EXPECT_EQ(report().at("limits").at("names_per_request"), names);
+  }
+}
+
+TEST_F(SurveyRefusalsTest, ControllerThatAnswersNothingMore_IsStillDead) {
+  const Outcome outcome = survey(kWordAndDouble, {"--sentinel", "--fault", "no-reply times=always after=30"});
+  EXPECT_EQ(outcome.code, 7);
+  EXPECT_EQ(report().at("whole"), false);
+}
+
+TEST_F(SurveyRefusalsTest, OddStatusOfASetAndReset_IsNoRefusalWhereTheValueWasReadBack) {
+  const Outcome outcome = survey("Ready,BOOL,,,,,,0,1,0,0,,MR\n",
+                                 {"--sentinel", "--fault", "status 5 times=always on=bit"}, {"--write", "Ready"});
+  EXPECT_EQ(outcome.code, 0) << outcome.err;
+  const Json findings = report().at("writes").at("findings");
+  ASSERT_EQ(findings.size(), 2U);
+  for (const Json& one : findings) {
+    EXPECT_EQ(one.at("acknowledged"), true) << one;
+    EXPECT_EQ(one.at("status"), nullptr) << one;
+    EXPECT_EQ(one.at("why"), nullptr) << one;
+  }
+}
+
+TEST_F(SurveyRefusalsTest, RefusedWrite_IsCalledRefusedOnce) {
+  survey("Speed,INT,,,,,,0,1,0,0,,DM\n", {"--sentinel", "--fault", "refuse 5 times=always on=write"},
+         {"--write", "Speed"});
+  EXPECT_THAT(question_on("Speed"), StartsWith("May it be written? Its write was refused, status 0005; read back "));
+}
+
+TEST_F(SurveyRefusalsTest, RefusedSettingBack_IsToldWithItsStatus) {
+  const Outcome outcome =
+      survey("Speed,INT,,,,,,0,1,0,0,,DM\n", {"--sentinel", "--fault", "refuse 5 times=always after=1 on=write"},
+             {"--write", "Speed"});
+  const std::string problem = "the write that sets it back was refused, status 0005, three times";
+  EXPECT_EQ(report().at("writes").at("findings").at(0).at("why"), problem);
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: --write Speed: " + problem + "\n"));
+  EXPECT_EQ(question_on("Speed"),
+            "Why does its former value not come back? Its write was acknowledged, and " + problem + ".");
+}
+
+TEST_F(SurveyRefusalsTest, SettingBackWithoutAnAnswer_IsTold) {
+  survey("Speed,INT,,,,,,0,1,0,0,,DM\n", {"--sentinel", "--fault", "no-reply times=always after=1 on=write"},
+         {"--write", "Speed"});
+  EXPECT_EQ(report().at("writes").at("findings").at(0).at("why"),
+            "the write that sets it back was not answered, three times");
+}
+
+TEST_F(SurveyRefusalsTest, HoursThatAreOverBeforeTheFirstRound_AreNotDone) {
+  const Outcome outcome = survey(kWordAndDouble, {"--sentinel"}, {"--hours", "1e-9"});
+  const std::string why = "no round was made, for --hours was over before the first one";
+  EXPECT_THAT(outcome.out, HasSubstr("\nhours: " + why + "\n"));
+  const Json hours = report().at("hours");
+  EXPECT_EQ(hours.at("step"), (Json{{"state", "not done"}, {"why", why}}));
+  EXPECT_EQ(hours.at("losses"), nullptr);
+}
+
+TEST_F(SurveyRefusalsTest, TurnsThatALongRoundLeavesOut_AreCounted) {
+  write_file("slow.toml", "[times]\nread_ms = 60\n");
+  const Outcome outcome =
+      survey(kWordAndDouble, {"--sentinel", "--profile", path("slow.toml")}, {"--hours", "0.0001", "--period", "10"});
+  const Json hours = report().at("hours");
+  const int left_out = hours.at("left_out");
+  EXPECT_GT(left_out, 1);
+  const std::string turns = std::to_string(left_out) + " of " +
+                            std::to_string(left_out + hours.at("rounds").get<int>()) +
+                            " turns were left out, because a round lasted longer than the period";
+  EXPECT_THAT(outcome.out, HasSubstr("\nhours: " + turns + "\n"));
+}
+
+// What is in the folder, by its files.
+std::map<std::string, std::string> files_in(const std::string& folder) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    files[entry.path().filename()] = file_text(entry.path());
+  }
+  return files;
+}
+
+TEST_F(SurveyRefusalsTest, FullDisk_LeavesTheFormerSurveyWhole) {
+  write_file("machine.csv", kWordAndDouble);
+  const auto simulator = start_simulator({"--sentinel"});
+  std::vector<std::string> all = words({"--gentle", "--rate", "1000", "-q"});
+  EXPECT_EQ(run(all).code, 0);
+  const std::map<std::string, std::string> before = files_in(path("found"));
+  all.emplace_back("--replace");
+  std::vector<std::string> limited = {"/bin/bash", "-c", "", "bash"};
+  for (const std::string& word : host_words(all)) limited.push_back(word);
+  limited[2] = "ulimit -f 4; exec \"$@\"";
+  const std::string kept =
+      ". The former survey stays there whole, and this one is lost: make room, and survey again "
+      "into another folder\n";
+  const Outcome full = run_words(limited);
+  EXPECT_EQ(full.code, 8);
+  EXPECT_EQ(full.err, "plc-host: cannot write into " + path("found") + ": survey.pcapng: File too large" + kept);
+  EXPECT_EQ(files_in(path("found")), before);
+  // One file that cannot take its place keeps the others from theirs.
+  std::filesystem::rename(path("found/report.html"), path("elsewhere"));
+  std::filesystem::create_symlink(path("elsewhere"), path("found/report.html"));
+  const Outcome link = run(all);
+  EXPECT_EQ(link.code, 8);
+  EXPECT_EQ(link.err, "plc-host: cannot write into " + path("found") + ": report.html: it is a symbolic link" + kept);
+  EXPECT_EQ(files_in(path("found")), before);
+  end(*simulator);
+}
+
+TEST_F(SurveyRefusalsTest, CaptureThatIsCut_IsToldByTheReport) {
+  write_file("machine.csv", kWordAndDouble);
+  const auto simulator = start_simulator({"--sentinel"});
+  std::vector<std::string> limited = {"/bin/bash", "-c", "", "bash"};
+  for (const std::string& word : host_words(words({"--gentle", "--rate", "1000", "-q"}))) limited.push_back(word);
+  limited[2] = "trap '' XFSZ; ulimit -f 60; exec \"$@\" --hours 0.001 --period 10";
+  const Outcome outcome = run_words(limited);
+  end(*simulator);
+  EXPECT_EQ(outcome.code, 8);
+  EXPECT_THAT(outcome.err, HasSubstr(": survey.pcapng: File too large, so that it is cut"));
+  EXPECT_EQ(report().at("capture_cut"), "File too large");
+  EXPECT_THAT(file_text(path("found/report.html")),
+              AllOf(HasSubstr("survey.pcapng is cut, and lacks what came later: File too large."),
+                    HasSubstr("survey.pcapng its beginning only: File too large."), Not(HasSubstr("every byte"))));
 }
 
 TEST_F(SurveyRefusalsTest, NoRefusal_AsksNothing) {

@@ -22,7 +22,7 @@ TEST_F(SurveyTest, PlainController_IsReportedAsItIs) {
   end(*simulator);
   EXPECT_EQ(outcome.code, 0) << outcome.err;
   EXPECT_THAT(outcome.out, StartsWith("127.0.0.1:" + port_ +
-                                      ": 25 variables, 24 read, 0 refused, 1 not tried\n"
+                                      ": 21 variables, 20 read, 0 refused, 1 not tried\n"
                                       "guarded build: usable\nset driver: guarded\n"));
   const Json found = report();
   EXPECT_EQ(found.at("whole"), true);
