@@ -2,6 +2,7 @@
 // replies that lack something without refusing it.
 #include <filesystem>
 
+#include "tests/tools/plc_host/survey/own_server.h"
 #include "tests/tools/plc_host/survey/survey_fixture.h"
 
 namespace {
@@ -146,6 +147,30 @@ TEST_F(SurveyRefusalsTest, RefusedWrite_IsCalledRefusedOnce) {
   survey("Speed,INT,,,,,,0,1,0,0,,DM\n", {"--sentinel", "--fault", "refuse 5 times=always on=write"},
          {"--write", "Speed"});
   EXPECT_THAT(question_on("Speed"), StartsWith("May it be written? Its write was refused, status 0005; read back "));
+}
+
+// What a server answers to a request that it does not carry out: one name, its value 7, one program.
+std::string answer_without_effect(const std::string& request) {
+  const std::string function = request.substr(10, 2);
+  std::string body;
+  if (function == "\x0C\x28") body = std::string("\0\0\1", 3) + "\1" + std::string(23, '\1');
+  if (function == std::string("\x1E\x09")) body = std::string("\0\7", 2);
+  if (function == "\x0C\x25") body = std::string("\0", 1);
+  const auto length = static_cast<char>(4 + body.size());
+  const std::string head = {0, 0, 0, length, -1, -1, -1, static_cast<char>(~length)};
+  return head + request.substr(8, 4) + std::string(2, '\0') + body;
+}
+
+TEST_F(SurveyRefusalsTest, AnsweredWriteThatIsNotCarriedOut_KeepsTheFormerValue) {
+  const OwnServer server(answer_without_effect);
+  write_file("machine.csv", "Speed,INT,,,,,,0,1,0,0,,DM\n");
+  std::vector<std::string> all = words({"--gentle", "--rate", "1000", "--timeout", "1", "-q", "--write", "Speed"});
+  all.at(2) = "127.0.0.1:" + server.port();
+  const Outcome outcome = run(all);
+  EXPECT_EQ(outcome.code, 1) << outcome.out;
+  const std::string why = "acknowledged, but not written: its former value 7 is still there";
+  EXPECT_EQ(report().at("writes").at("findings").at(0).at("why"), why);
+  EXPECT_EQ(question_on("Speed"), "Can it be written? Its write was " + why + ".");
 }
 
 TEST_F(SurveyRefusalsTest, RefusedSettingBack_IsToldWithItsStatus) {
