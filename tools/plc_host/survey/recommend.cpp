@@ -189,10 +189,28 @@ void recommend_poll(const SurveyRecord& record, std::vector<Recommendation>& all
                                                                : "twice that")});
 }
 
+// What hosts see of requests without an answer; "" where there were none.
+std::string unanswered_note(const SurveyRecord& record) {
+  const Unanswered unanswered = unanswered_of(record);
+  const std::string of_all =
+      " of " + plc_base::plural(record.heads.replies + record.heads.replies_unanswered, "request");
+  std::string note;
+  if (unanswered.silent > 0) {
+    note += " " + std::to_string(unanswered.silent) + of_all + " had " + no_answer_words(record) +
+            ": a call that waits for one of them fails, and plc-host ends its list of variables there.";
+  }
+  if (unanswered.lost > 0) {
+    note += " " + std::to_string(unanswered.lost) + of_all +
+            " met the end of the connection: a call that meets this fails, and after two in a row plc-host ends its "
+            "list of variables.";
+  }
+  return note;
+}
+
 void recommend_driver(const SurveyRecord& record, std::vector<Recommendation>& all) {
   const std::string lacking = lacking_note(record);
-  const std::string because =
-      (record.is_whole ? "" : "so far: ") + record.verdict.because + (lacking.empty() ? "" : " ") + lacking;
+  const std::string because = (record.is_whole ? "" : "so far: ") + record.verdict.because + unanswered_note(record) +
+                              (lacking.empty() ? "" : " ") + lacking;
   switch (record.verdict.usable) {
     case Usability::kYes:
       return all.push_back({"driver", "guarded", because});

@@ -81,6 +81,7 @@ void RuleBook::take_head(const Asked& asked) {
   note(kLength, is_head && ends, asked,
        ends ? "length, complement and size agree"
             : wire_trace::hex_text(head.part(0, 8).bytes(), 8) + " before " + bytes + " in all");
+  if (ends && reply.size() != announced) ++counts_.with_more_behind;
   note(kEnd, !ends || reply.size() == announced, asked,
        reply.size() == announced || !ends ? "nothing behind it"
                                           : plc_base::plural(reply.size() - announced, "byte") + " behind it");
@@ -136,14 +137,17 @@ void RuleBook::take_shape(const Asked& asked, const plc_sim::Request& request) {
   take_values(asked, request);
   if (is_write(request.kind)) return;  // judge_write says what its status is one of
   const std::string kind = plc_sim::name_of(request.kind);
-  note_status(asked, shape.is_refused ? kind + ", refused" : kind);
+  const bool is_directory_refused = request.kind == RequestKind::kDirectory && !shape.is_complete && status != 0;
+  if (request.kind == RequestKind::kDirectory) ++counts_.directories;
+  if (is_directory_refused) {
+    ++counts_.directories_refused;
+    counts_.directory_status = status;
+  }
+  note_status(asked, shape.is_refused || is_directory_refused ? kind + ", refused" : kind);
   if (!shape.is_refused) {
     const bool is_done = shape.is_complete;
     note(kWhole, is_done, asked, is_done ? "all that was asked for" : "some of it is missing");
-    if (!is_done) {
-      if (request.kind == RequestKind::kDirectory && status != 0) counts_.directory_status = status;
-      return;
-    }
+    if (!is_done) return;
     ++statuses_done_[status];
     ++statuses_by_kind_[request.kind][status];
     note(kStatus, status == 0, asked, "status " + plc_base::hexadecimal(status, 4));
@@ -199,7 +203,7 @@ void RuleBook::take_number(const Asked& asked, const Bytes& reply) {
 bool RuleBook::is_rare(Id rule) const {
   const uint64_t doubts = rule == kSequence ? numbers_.other : doubts_[rule].broken;
   const uint64_t kept = rule == kSequence ? numbers_.own : rules_[rule].kept;
-  return doubts * kRareOf <= kept + doubts;
+  return !is_surely_often(doubts, kept + doubts);
 }
 
 ReplyWait RuleBook::wait_for(const Bytes& request) const {

@@ -2,14 +2,19 @@
 #include "tools/plc_host/survey/rule_tally.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "wire/names.h"
 
 namespace plc_host::survey {
 namespace {
 
-constexpr uint64_t kRareAmong = 10;    // more than one of so many is no chance
-constexpr uint64_t kFewVariables = 2;  // of which one cannot be told from the controller
+constexpr uint64_t kRareAmong = 10;        // variables: more than one of so many is no chance
+constexpr uint64_t kFewVariables = 2;      // of which one cannot be told from the controller
+constexpr uint64_t kShareAlone = 5;        // more than a fifth of the replies of the only kind that breaks
+constexpr uint64_t kLeastAlone = 2;        // and at least so many
+constexpr uint64_t kShareAmongOthers = 2;  // more than half of them, where other kinds break too
+constexpr uint64_t kLeastAmongOthers = 3;
 
 std::string place_text(const plc_sim::Reference& reference) {
   return std::to_string(reference.handle.area) + "/" + std::to_string(reference.handle.address) + "/" +
@@ -27,6 +32,18 @@ Subject subject_of(const plc_sim::Request& request) {
   }
   for (const plc_sim::Reference& reference : request.references) subject.parts.insert(place_text(reference));
   return subject;
+}
+
+// The lower bound of the fraction's score interval.
+bool is_surely_often(uint64_t broken, uint64_t all) {
+  constexpr double kOften = 0.1;
+  constexpr double kSigmas = 1.96;
+  if (all == 0) return false;
+  const auto count = static_cast<double>(all);
+  const double seen = static_cast<double>(broken) / count;
+  const double squared = kSigmas * kSigmas / count;
+  const double width = kSigmas * std::sqrt((seen * (1 - seen) + squared / 4) / count);
+  return (seen + squared / 2 - width) / (1 + squared) > kOften;
 }
 
 void RuleTally::note(const Subject& subject, bool is_kept) {
@@ -69,9 +86,8 @@ RuleTally::Word RuleTally::word_of_parts(const OfKind& kind) {
   return culprits > 1 && culprits * kRareAmong > asked ? Word::kBroken : Word::kByVariables;
 }
 
-// Of the replies that no culprit explains.
-RuleTally::Word RuleTally::word_of_others(const OfKind& kind) {
-  constexpr uint64_t kEnoughKept = 2;
+// Broken replies that no culprit explains.
+uint64_t RuleTally::unexplained_of(const OfKind& kind) {
   uint64_t broken = 0;
   for (const auto& [name, count] : kind.parts) broken += is_culprit(count) ? 0 : count.broken_alone;
   for (const auto& [parts, count] : kind.broken_together) {
@@ -79,10 +95,45 @@ RuleTally::Word RuleTally::word_of_others(const OfKind& kind) {
                                           [&kind](const std::string& part) { return is_culprit(kind.parts.at(part)); });
     broken += is_explained ? 0 : count;
   }
+  return broken;
+}
+
+// What happens now and then meets one kind of request more often than another, as requests follow one another.
+RuleTally::Word RuleTally::word_of_others(const OfKind& kind, bool others_break) {
+  constexpr uint64_t kEnoughKept = 2;
+  const uint64_t broken = unexplained_of(kind);
+  const uint64_t all = kind.kept + broken;
   if (broken == 0) return Word::kKept;
-  if (broken * kRareAmong <= kind.kept + broken) return Word::kRarely;
-  if (broken > 1) return Word::kBroken;
-  return kind.kept >= kEnoughKept ? Word::kRarely : Word::kNotKnown;
+  const uint64_t least = others_break ? kLeastAmongOthers : kLeastAlone;
+  const uint64_t share = others_break ? kShareAmongOthers : kShareAlone;
+  if (broken >= least && broken * share > all && is_surely_often(broken, all)) return Word::kBroken;
+  return others_break || kind.kept >= kEnoughKept ? Word::kRarely : Word::kNotKnown;
+}
+
+bool RuleTally::others_break(plc_sim::RequestKind but) const {
+  return std::any_of(kinds_.begin(), kinds_.end(),
+                     [but](const auto& one) { return one.first != but && unexplained_of(one.second) > 0; });
+}
+
+bool RuleTally::is_mostly_unexplained() const {
+  uint64_t unexplained = 0;
+  uint64_t broken = 0;
+  for (const auto& [kind, counts] : kinds_) {
+    unexplained += unexplained_of(counts);
+    broken += counts.broken;
+  }
+  return unexplained * 2 > broken;
+}
+
+// Of all replies that no culprit explains.
+bool RuleTally::is_often_broken() const {
+  uint64_t broken = 0;
+  uint64_t all = 0;
+  for (const auto& [kind, counts] : kinds_) {
+    broken += unexplained_of(counts);
+    all += counts.kept + unexplained_of(counts);
+  }
+  return broken >= kLeastAmongOthers && is_surely_often(broken, all);
 }
 
 // More than half of all replies, to requests of several kinds: however few variables there are.
@@ -99,10 +150,13 @@ bool RuleTally::is_broken_everywhere() const {
 }
 
 RuleTally::Word RuleTally::judge() const {
-  if (is_broken_everywhere()) return Word::kBroken;
+  if (is_broken_everywhere() || is_often_broken()) return Word::kBroken;
   Word worst = Word::kKept;
-  for (const auto& [kind, counts] : kinds_) worst = std::max({worst, word_of_parts(counts), word_of_others(counts)});
-  return worst;
+  for (const auto& [kind, counts] : kinds_) {
+    worst = std::max({worst, word_of_parts(counts), word_of_others(counts, others_break(kind))});
+  }
+  // One that was asked for twice may have met by chance what others meet too.
+  return worst == Word::kByVariables && is_mostly_unexplained() ? Word::kRarely : worst;
 }
 
 }  // namespace plc_host::survey

@@ -1,5 +1,6 @@
 // Counts how often replies keep and break one rule, by kind of request and by what was asked for: what one variable
-// breaks each time says nothing of the controller, nor does what is seen once among many.
+// breaks each time says nothing of the controller, nor does what is seen now and then. A rate counts once it is sure:
+// a tenth of a few replies is luck.
 #pragma once
 
 #include <cstdint>
@@ -19,6 +20,9 @@ struct Subject {
 };
 
 Subject subject_of(const plc_sim::Request& request);
+
+// More than a tenth breaks in the long run, of which so many are seen: by an interval of 95 %.
+bool is_surely_often(uint64_t broken, uint64_t all);
 
 class RuleTally {
  public:
@@ -52,8 +56,12 @@ class RuleTally {
   static bool is_culprit(const Count& count);
   static uint64_t culprits_of(const OfKind& kind);
   static Word word_of_parts(const OfKind& kind);
-  static Word word_of_others(const OfKind& kind);
+  static uint64_t unexplained_of(const OfKind& kind);
+  static Word word_of_others(const OfKind& kind, bool others_break);
   bool is_broken_everywhere() const;
+  bool is_often_broken() const;
+  bool is_mostly_unexplained() const;
+  bool others_break(plc_sim::RequestKind but) const;
 
   std::map<plc_sim::RequestKind, OfKind> kinds_;
 };

@@ -88,9 +88,9 @@ std::string RuleBook::told_strays() const {
   const auto was = [](uint64_t count) { return count == 1 ? " was " : " were "; };
   std::string told;
   if (counts_.foreign > 0) {
-    told += " " + std::to_string(counts_.foreign) + " of " +
-            counted_replies(counts_.replies + counts_.unfinished + counts_.foreign) + was(counts_.foreign) +
-            "none of ours.";
+    const uint64_t strays = counts_.foreign + strays_taken(counts_);
+    told += " " + std::to_string(strays) + " of " +
+            counted_replies(counts_.replies + counts_.unfinished + counts_.foreign) + was(strays) + "none of ours.";
   }
   if (counts_.unfinished > 0) {
     told += " " + counted_replies(counts_.unfinished) + was(counts_.unfinished) + "not whole within " +
@@ -113,6 +113,11 @@ std::string RuleBook::told_exceptions() const {
             (rare == 1 ? " does not keep this: " : " do not keep this: ") + rules_with(RuleTally::Word::kRarely) +
             ". A call of the guarded build that meets such a reply fails, and gives no value.";
   }
+  if (counts_.directories_refused > 0 && !is_directory_refused(counts_)) {
+    told += " The directory of programs was refused " + directory_refusals(counts_) + ", status " +
+            plc_base::hexadecimal(counts_.directory_status.value_or(0), 4) +
+            ": the guarded build does not connect when it meets this.";
+  }
   if (variables > 0) {
     told += " The replies for " + plc_base::plural(variables, "variable") +
             " do not keep this: " + rules_with(RuleTally::Word::kByVariables) + ".";
@@ -134,7 +139,8 @@ Verdict::Rule RuleBook::judged_rule(size_t id) const {
   Verdict::Rule rule = rules_[id];
   rule.rule = kRuleWords[id];
   if (id == kLength && doubts_[id].broken > 0) rule.rule = kWholeLength;
-  if (!is_rare(static_cast<Id>(id))) {
+  // A few unfinished replies make the rule one on those that came to their end.
+  if (id != kLength || !is_rare(kLength)) {
     rule.broken += doubts_[id].broken;
     rule.evidence.insert(rule.evidence.end(), doubts_[id].evidence.begin(), doubts_[id].evidence.end());
     rule.rule = kRuleWords[id];
@@ -148,8 +154,12 @@ Verdict::Rule RuleBook::judged_rule(size_t id) const {
 RuleTally::Word RuleBook::word_of(size_t id) const {
   const auto rule = static_cast<Id>(id);
   if (!is_rare(rule)) return RuleTally::Word::kBroken;
-  const bool is_counted_otherwise = id == kSequence || id == kRefusal || id == kWhole;
-  if (!is_counted_otherwise) return tallies_[id].judge();
+  const bool is_counted_otherwise = id == kSequence || id == kRefusal;
+  if (!is_counted_otherwise) {
+    const RuleTally::Word word = tallies_[id].judge();
+    // What lacks something is no verdict on the form of replies.
+    return id == kWhole && word == RuleTally::Word::kNotKnown ? RuleTally::Word::kRarely : word;
+  }
   return rules_[id].broken == 0 ? RuleTally::Word::kKept : RuleTally::Word::kBroken;
 }
 
@@ -186,10 +196,10 @@ Verdict RuleBook::judged() const {
     verdict.because = "Does not hold: " + broken + ". The guarded build would fail where this does not hold.";
     return verdict;
   }
-  if (counts_.directory_status) {
+  if (is_directory_refused(counts_)) {
     verdict.usable = Usability::kNotUsable;
     verdict.because = "The directory of programs is refused, status " +
-                      plc_base::hexadecimal(*counts_.directory_status, 4) +
+                      plc_base::hexadecimal(counts_.directory_status.value_or(0), 4) +
                       ": the guarded build does not connect then.";
     return verdict;
   }
@@ -207,7 +217,7 @@ Verdict RuleBook::judged() const {
     return verdict;
   }
   verdict.usable = usable_without(!is_broken(kStatus), !is_broken(kValueEnd));
-  verdict.because = rules_[kWhole].broken == 0 || verdict.usable != Usability::kYes
+  verdict.because = !is_broken(kWhole) || verdict.usable != Usability::kYes
                         ? words_of(verdict.usable)
                         : "Replies keep the form that the guarded build demands, but " +
                               std::to_string(rules_[kWhole].broken) +

@@ -43,6 +43,18 @@ bool is_odd_answer(const HeadCounts::Status& status) {
   return status.status != 0 && status.request.find(',') == std::string::npos;
 }
 
+uint64_t strays_taken(const HeadCounts& heads) {
+  constexpr uint64_t kTenth = 10;
+  const uint64_t others = heads.sequence.zero + heads.sequence.other;
+  return heads.foreign > 0 && others * kTenth <= heads.sequence.right ? others : 0;
+}
+
+bool is_directory_refused(const HeadCounts& heads) { return heads.directories_refused * 2 > heads.directories; }
+
+std::string directory_refusals(const HeadCounts& heads) {
+  return std::to_string(heads.directories_refused) + " of " + plc_base::plural(heads.directories, "time");
+}
+
 bool is_foreign(const HeadCounts& heads) {
   const uint64_t alike = heads.length.right + heads.complement.right + heads.request_class.right + heads.command.right;
   return heads.replies > 0 && (alike == 0 || (heads.unspoken > 0 && heads.spoken == 0));

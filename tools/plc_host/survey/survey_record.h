@@ -199,7 +199,19 @@ struct HeadCounts {
   std::optional<uint16_t> refusal_status;       // of refused names, once three in a row are alike
   std::optional<bool> is_refusal_full;          // it has a record for each name
   std::optional<uint16_t> directory_status;     // of one without its programs
+  uint64_t directories = 0;                     // replies
+  uint64_t directories_refused = 0;             // of these, with that status
+  uint64_t with_more_behind = 0;                // replies that bytes followed at once
 };
+
+// Of replies with another sequence number, where that is an exception: those taken before the rule was known.
+uint64_t strays_taken(const HeadCounts& heads);
+
+// Most times that it was asked for.
+bool is_directory_refused(const HeadCounts& heads);
+
+// "2 of 22 times"
+std::string directory_refusals(const HeadCounts& heads);
 
 // It has another status than 0, and refuses nothing.
 bool is_odd_answer(const HeadCounts::Status& status);

@@ -153,16 +153,25 @@ void ask_of_fields(const HeadCounts& heads, Questions& all) {
       {"command", heads.command, "Can the controller be set so that a reply repeats the command of its request?"}};
   for (const FieldQuestion& one : fields) {
     const uint64_t others = one.field.zero + one.field.other;
-    if (others == 0) continue;
+    // A few of them are asked about as what else answers.
+    if (others == 0 || (&one.field == &heads.sequence && strays_taken(heads) > 0)) continue;
     const std::string counts = std::to_string(others) + " of " + std::to_string(one.field.right + others);
     all.push_back({one.about, std::string(one.what) + " It is not so in " + counts + " replies."});
   }
 }
 
+// Some requests were refused with this status.
+bool refuses_others(const HeadCounts& heads, uint16_t status) {
+  return std::any_of(heads.statuses.begin(), heads.statuses.end(), [status](const HeadCounts::Status& one) {
+    return one.status == status && one.request.find(", refused") != std::string::npos;
+  });
+}
+
 void ask_of_refusals(const HeadCounts& heads, Questions& all) {
-  if (heads.directory_status) {
-    all.push_back({"directory of programs",
-                   "Why does the controller refuse it, status " + status_text(*heads.directory_status) + "?"});
+  if (heads.directories_refused > 0) {
+    all.push_back({"directory of programs", "Why does the controller refuse it, status " +
+                                                status_text(heads.directory_status.value_or(0)) + "? It did so " +
+                                                directory_refusals(heads) + "."});
   }
   if (heads.refusals_untold > 0) {
     all.push_back({"refusals", "Can the controller refuse a name that it does not have with a status? " +
@@ -180,6 +189,13 @@ void ask_of_refusals(const HeadCounts& heads, Questions& all) {
   }
   for (const HeadCounts::Status& one : heads.statuses) {
     if (!is_odd_answer(one) || one.status == heads.status_done) continue;
+    if (refuses_others(heads, one.status)) {
+      all.push_back({"refusals", "Why does the controller refuse it now and then? " +
+                                     (one.count == 1 ? "1 reply" : std::to_string(one.count) + " replies") + " to " +
+                                     one.request + " came with status " + status_text(one.status) +
+                                     ", with which it refuses other requests."});
+      continue;
+    }
     all.push_back({"status", "What does status " + status_text(one.status) + " mean? " +
                                  (one.count == 1 ? "1 reply" : std::to_string(one.count) + " replies") + " to " +
                                  one.request +
@@ -202,12 +218,19 @@ void ask_of_ends(const HeadCounts& heads, Questions& all) {
                    "Why did " + std::to_string(heads.names_shorter) +
                        " of the replies to names lack a part of what was asked for, and refuse nothing?"});
   }
-  constexpr uint64_t kTenth = 10;
-  if (heads.foreign > 0 && heads.foreign * kTenth >= heads.replies) {
+  if (heads.with_more_behind > 0) {
+    all.push_back({"bytes behind replies", "What else answers, or what are the bytes that come behind " +
+                                               std::to_string(heads.with_more_behind) +
+                                               " of the replies? A call of the guarded build fails when it meets "
+                                               "them."});
+  }
+  if (heads.foreign > 0) {
     all.push_back({"doubled replies",
-                   "Why does the controller, or what is between, send a reply twice, or one that nobody asked for? " +
-                       std::to_string(heads.foreign) + " came beside " + plural(heads.replies, "answer") +
-                       ", and a call of the guarded build fails when it meets one."});
+                   "What else answers, or why does the controller, or what is between, send a reply twice, or one that "
+                   "nobody asked for? " +
+                       std::to_string(heads.foreign + strays_taken(heads)) + " came beside " +
+                       plural(heads.replies - strays_taken(heads), "answer") +
+                       ", and a call of the guarded build may fail when it meets one."});
   }
   if (heads.bytes_unasked > 0) {
     all.push_back({"bytes that nobody asked for", "What sends them? " + plural(heads.bytes_unasked, "byte") +

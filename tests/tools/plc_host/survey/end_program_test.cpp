@@ -322,6 +322,21 @@ TEST_F(SurveyTest, RefusedDirectory_IsAReasonAgainstTheGuardedBuild) {
             "The directory of programs is refused, status 0x0019: the guarded build does not connect then.");
 }
 
+TEST_F(SurveyTest, DirectoryRefusedOnce_IsAnExceptionAndAQuestion) {
+  const auto simulator = start_simulator({"--sentinel", "--fault", "refuse 19 on=directory after=5"});
+  EXPECT_EQ(run(words({"--rate", "900"})).code, 0);
+  end(*simulator);
+  const Json found = report();
+  const std::string times = "1 of " + std::to_string(found.at("link").at("connects_tried").get<int>() + 2) + " times";
+  EXPECT_EQ(found.at("guarded").at("usable"), "usable");
+  EXPECT_THAT(found.at("guarded").at("because").get<std::string>(),
+              HasSubstr(" The directory of programs was refused " + times +
+                        ", status 0x0013: the guarded build does not connect when it meets this."));
+  EXPECT_EQ(found.at("questions").at(0).at("about"), "directory of programs");
+  EXPECT_EQ(found.at("questions").at(0).at("question"),
+            "Why does the controller refuse it, status 0013? It did so " + times + ".");
+}
+
 TEST_F(SurveyTest, RepliesThatLackValues_AreToldAndLimitNothingToZero) {
   const auto simulator = start_simulator({"--sentinel", "--fault", "short 1 times=always every=4"});
   EXPECT_EQ(run(words({"--rate", "900"})).code, 1);

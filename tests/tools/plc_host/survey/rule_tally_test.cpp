@@ -22,12 +22,107 @@ TEST(RuleTally, WithoutABreak_IsKept) {
   EXPECT_EQ(tally.judge(), Word::kKept);
 }
 
-TEST(RuleTally, OneBreakAmongTen_IsRare) {
+// 4 of 20 are more than a tenth, and may be luck.
+TEST(RuleTally, BreaksThatMayBeLuck_AreRare) {
   RuleTally tally;
-  note_reads(tally, {"a", "b"}, 18, 2);
+  note_reads(tally, {"a", "b"}, 16, 4);
   EXPECT_EQ(tally.judge(), Word::kRarely);
   note_reads(tally, {"a", "b"}, 0, 1);
   EXPECT_EQ(tally.judge(), Word::kBroken);
+}
+
+TEST(RuleTally, TenthOfManyReplies_IsRareAndAFifthIsNot) {
+  RuleTally tally;
+  note_reads(tally, {"a", "b"}, 351, 39);
+  EXPECT_EQ(tally.judge(), Word::kRarely);
+  note_reads(tally, {"a", "b"}, 0, 49);
+  EXPECT_EQ(tally.judge(), Word::kBroken);
+}
+
+TEST(RuleTally, SureRate_IsTheLowerBoundOfWhatIsSeen) {
+  using plc_host::survey::is_surely_often;
+  EXPECT_FALSE(is_surely_often(0, 0));
+  EXPECT_TRUE(is_surely_often(1, 1));
+  EXPECT_FALSE(is_surely_often(1, 2));
+  EXPECT_FALSE(is_surely_often(4, 22));
+  EXPECT_TRUE(is_surely_often(5, 22));
+  EXPECT_FALSE(is_surely_often(50, 390));
+  EXPECT_TRUE(is_surely_often(51, 390));
+}
+
+// One request after the other, as a survey makes them: connections, names and values by turns, times of each kind.
+std::vector<Subject> asked_in_a_survey() {
+  constexpr int kConnects = 20;
+  constexpr int kVariables = 45;
+  std::vector<Subject> all;
+  for (int i = 0; i < kConnects; ++i) {
+    all.push_back({RequestKind::kDirectoryStart, {}});
+    all.push_back({RequestKind::kDirectory, {}});
+  }
+  for (int round = 0; round < 2; ++round) {
+    for (int i = 0; i < kVariables; ++i) {
+      all.push_back({RequestKind::kResolve, {std::to_string(i)}});
+      all.push_back({RequestKind::kRead, {std::to_string(i)}});
+    }
+  }
+  constexpr int kBatches = 45;
+  constexpr int kNames = 8;
+  for (int i = 0; i < kBatches; ++i) {
+    std::set<std::string> parts;
+    for (int j = 0; j < kNames; ++j) parts.insert(std::to_string((i * kNames + j) % kVariables));
+    all.push_back({RequestKind::kResolve, parts});
+    all.push_back({RequestKind::kRead, parts});
+  }
+  for (int i = 0; i < 2; ++i) all.push_back({RequestKind::kWrite, {"0"}});
+  all.push_back({RequestKind::kBit, {"1"}});
+  return all;
+}
+
+TEST(RuleTally, BreakNowAndThen_IsRareWhicheverRepliesItMeets) {
+  const std::vector<Subject> asked = asked_in_a_survey();
+  for (const size_t every : {10U, 20U, 50U}) {
+    for (size_t phase = 0; phase < every; ++phase) {
+      RuleTally tally;
+      for (size_t i = 0; i < asked.size(); ++i) tally.note(asked[i], i % every != phase);
+      EXPECT_EQ(tally.judge(), Word::kRarely) << every << " " << phase;
+    }
+  }
+}
+
+TEST(RuleTally, BreakOfAllRepliesOfOneKind_IsSteadyWithOthersNowAndThen) {
+  const std::vector<Subject> asked = asked_in_a_survey();
+  constexpr size_t kEvery = 50;
+  for (const RequestKind kind : {RequestKind::kDirectoryStart, RequestKind::kDirectory, RequestKind::kResolve}) {
+    RuleTally alone;
+    RuleTally with_others;
+    for (size_t i = 0; i < asked.size(); ++i) {
+      alone.note(asked[i], asked[i].kind != kind);
+      with_others.note(asked[i], asked[i].kind != kind && i % kEvery != 0);
+    }
+    EXPECT_EQ(alone.judge(), Word::kBroken) << static_cast<int>(kind);
+    EXPECT_EQ(with_others.judge(), Word::kBroken) << static_cast<int>(kind);
+  }
+}
+
+TEST(RuleTally, OnlyWriteThatMeetsWhatOthersMeetToo_IsRare) {
+  RuleTally tally;
+  note_reads(tally, {"a", "b"}, 100, 2);
+  tally.note({RequestKind::kWrite, {}}, false);
+  EXPECT_EQ(tally.judge(), Word::kRarely);
+  tally.note({RequestKind::kWrite, {}}, false);
+  EXPECT_EQ(tally.judge(), Word::kRarely);
+  tally.note({RequestKind::kWrite, {}}, false);
+  EXPECT_EQ(tally.judge(), Word::kBroken);
+}
+
+TEST(RuleTally, VariableThatTwiceMetWhatOthersMeetToo_IsNotBlamed) {
+  RuleTally tally;
+  note_reads(tally, {"a"}, 0, 2);
+  note_reads(tally, {"b"}, 90, 1);
+  note_reads(tally, {"c"}, 90, 1);
+  EXPECT_EQ(tally.judge(), Word::kByVariables);
+  note_reads(tally, {"c"}, 0, 1);
+  EXPECT_EQ(tally.judge(), Word::kRarely);
 }
 
 TEST(RuleTally, OneBreakAmongThree_IsRareAndAmongTwoNotKnown) {

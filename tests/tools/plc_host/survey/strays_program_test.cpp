@@ -76,6 +76,16 @@ TEST_F(SurveyStraysTest, ForeignReplyWithoutTheOwnOne_IsARequestWithoutAnAnswer)
   EXPECT_EQ(heads_of("unanswered"), 1U);
   EXPECT_THAT(report().at("recommendations").at(1).at("because").get<std::string>(),
               HasSubstr(", and 1 request had no answer within 1000 ms: five times that wait"));
+  const Json rule = report().at("guarded").at("rules").at(1);
+  EXPECT_EQ(rule.at("rule"), "the sequence number is the request's");
+  EXPECT_EQ(rule.at("broken"), 1);
+  EXPECT_EQ(rule.at("kept"), heads_of("replies"));
+  EXPECT_EQ(rule.at("holds"), true);
+  EXPECT_EQ(report().at("recommendations").at(0).at("because"),
+            one_foreign() + " 1 of " + std::to_string(heads_of("replies") + 1) +
+                " requests had no answer: a call that waits for one of them fails, and plc-host ends its list of "
+                "variables there.");
+  EXPECT_EQ(report().at("questions").at(0).at("about"), "doubled replies");
 }
 
 TEST_F(SurveyStraysTest, ReplyThatDoesNotComeToItsEnd_IsARequestWithoutAnAnswer) {

@@ -246,7 +246,7 @@ TEST_F(SurveyFewTest, OneReplyThatBreaksARule_IsToldWithItsEvidenceAndIsNoVerdic
 }
 
 TEST_F(SurveyFewTest, ManyRepliesThatBreakARule_AreAVerdict) {
-  EXPECT_THAT(survey_with("oversize 300 on=resolve times=always every=4").out,
+  EXPECT_THAT(survey_with("oversize 300 on=resolve times=always every=2").out,
               HasSubstr("\nguarded build: not usable\n"));
   EXPECT_THAT(survey_with("status 5 on=resolve times=always").out, HasSubstr("\nguarded build: not usable\n"));
 }

@@ -346,6 +346,8 @@ TEST(Questions, EachUnusualFinding_HasOne) {
   HeadCounts& heads = record.heads;
   heads.length.zero = heads.complement.zero = heads.request_class.other = heads.command.other = 1;
   heads.directory_status = 0x19;
+  heads.directories = 22;
+  heads.directories_refused = heads.with_more_behind = heads.foreign = 1;
   heads.refusals_untold = 2;
   heads.status_done = 0x0100;
   heads.values_longer = heads.values_shorter = heads.bytes_unasked = 3;
@@ -354,8 +356,9 @@ TEST(Questions, EachUnusualFinding_HasOne) {
   EXPECT_EQ(subjects(record),
             (std::vector<std::string>{"connections", "connections", "length", "complement", "class", "command",
                                       "directory of programs", "refusals", "status", "bytes behind values",
-                                      "values that are missing", "bytes that nobody asked for", "late answers",
-                                      "requests without an answer", "connections that end", "limits"}));
+                                      "values that are missing", "bytes behind replies", "doubled replies",
+                                      "bytes that nobody asked for", "late answers", "requests without an answer",
+                                      "connections that end", "limits"}));
 }
 
 TEST(Questions, LateAnswer_IsOneThatNoBusyNetworkMakes) {

@@ -1,0 +1,36 @@
+// What a survey asks of what happened now and then.
+#include <gtest/gtest.h>
+
+#include "tools/plc_host/survey_report/questions.h"
+
+namespace {
+
+using namespace plc_host::survey;
+
+TEST(Questions, RareEvents_AreAskedWithTheirCounts) {
+  SurveyRecord record;
+  record.is_whole = true;
+  HeadCounts& heads = record.heads;
+  heads.replies = heads.length.right = 390;
+  heads.foreign = 2;
+  heads.sequence = {389, 0, 1};
+  heads.with_more_behind = 3;
+  heads.directories = 22;
+  heads.directories_refused = 1;
+  heads.directory_status = 0x13;
+  heads.statuses = {{0x13, "directory start", 4, {}}, {0x13, "resolve, refused", 8, {}}};
+  const std::vector<Question> all = questions(record);
+  ASSERT_EQ(all.size(), 4U);
+  EXPECT_EQ(all[0].what, "Why does the controller refuse it, status 0013? It did so 1 of 22 times.");
+  EXPECT_EQ(all[1].what,
+            "Why does the controller refuse it now and then? 4 replies to directory start came with status 0013, with "
+            "which it refuses other requests.");
+  EXPECT_EQ(all[2].what,
+            "What else answers, or what are the bytes that come behind 3 of the replies? A call of the guarded build "
+            "fails when it meets them.");
+  EXPECT_EQ(all[3].what,
+            "What else answers, or why does the controller, or what is between, send a reply twice, or one that nobody "
+            "asked for? 3 came beside 389 answers, and a call of the guarded build may fail when it meets one.");
+}
+
+}  // namespace
