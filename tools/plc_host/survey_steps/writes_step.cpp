@@ -37,6 +37,7 @@ class WriteStep {
   void take(const std::string& name);
   void change(Scratch& scratch);
   void put_back();
+  void take_other_way(const Scratch& scratch, const Asked& asked, const Bytes& old_value);
   bool name_again(Declared& variable);
   std::optional<Bytes> word_now(const Declared& variable);
   std::vector<Watched> neighbours(const Scratch& scratch);
@@ -265,21 +266,24 @@ void WriteStep::put_back() {
     const std::string was = scratch.name + ": it was " + value_text(scratch.variable, old_value);
     writes_.not_set_back.push_back(reads_so ? was + kReadsSo : was);
   }
-  if (reads_so && scratch.way == WriteWay::kSetReset) {
-    // The other one of the two requests.
-    WriteFinding back = finding_of(scratch, old_value);
-    back.is_written = true;
-    take_answer(asked, back);
-    if (changed.read_back == true) {
-      back.read_back = true;
-      take_as_done(back);
-    }
-    back.why = answer_problem(back);
-    back.set_back = changed.set_back;
-    back.neighbours_kept = changed.neighbours_kept;
-    writes_.findings.push_back(back);
-  }
+  if (reads_so && scratch.way == WriteWay::kSetReset) take_other_way(scratch, asked, old_value);
   open_.reset();
+}
+
+// A BOOL is set back by the other one of the two requests, which is a write of its own.
+void WriteStep::take_other_way(const Scratch& scratch, const Asked& asked, const Bytes& old_value) {
+  const WriteFinding& changed = writes_.findings.back();
+  WriteFinding back = finding_of(scratch, old_value);
+  back.is_written = true;
+  take_answer(asked, back);
+  if (changed.read_back == true) {
+    back.read_back = true;
+    take_as_done(back);
+  }
+  back.why = answer_problem(back);
+  back.set_back = changed.set_back;
+  back.neighbours_kept = changed.neighbours_kept;
+  writes_.findings.push_back(back);
 }
 
 void WriteStep::take(const std::string& name) {
