@@ -26,9 +26,8 @@ ReplyShape shape_of_names(const plc_sim::Request& request, const Bytes& reply) {
   ReplyShape shape;
   const bool has_all = std::all_of(records.begin(), records.end(), is_here);
   shape.is_complete = has_all && std::none_of(records.begin(), records.end(), is_null);
-  // The beginning of an answer is damaged, and refuses nothing.
-  const bool is_beginning = !has_all && reply.size() > wire::kReplyHeadBytes && status_of(reply) == 0;
-  shape.is_refused = !shape.is_complete && !is_beginning;
+  shape.is_part = !has_all && reply.size() > wire::kReplyHeadBytes;
+  shape.is_refused = !shape.is_complete;
   shape.is_full = shape.is_refused && has_all;
   return shape;
 }

@@ -14,6 +14,7 @@ struct ReplyShape {
   bool is_complete = false;
   bool is_refused = false;
   bool is_full = false;  // refused, with a record for each name or bytes for each value all the same
+  bool is_part = false;  // of names: more than a head, and no record for each of them
   size_t behind = 0;     // bytes behind the values
 };
 

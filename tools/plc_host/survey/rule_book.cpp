@@ -121,6 +121,16 @@ void RuleBook::refuse_by_status(RequestKind kind, Asked& asked) const {
   asked.shape.is_refused = asked.shape.is_full = true;
 }
 
+// The beginning of an answer is damaged, and refuses nothing. A part of a reply refuses if its status is none of an
+// answer, and if nothing is known of refusals that speaks against it.
+void RuleBook::judge_part(Asked& asked) const {
+  if (!asked.shape.is_part) return;
+  const uint16_t status = status_of(asked.answer.bytes);
+  const bool is_form_of_refusals =
+      !counts_.is_refusal_full || (!*counts_.is_refusal_full && counts_.refusal_status == status);
+  asked.shape.is_refused = status != 0 && status != status_of_success() && is_form_of_refusals;
+}
+
 void RuleBook::take_values(const Asked& asked, const plc_sim::Request& request) {
   const ReplyShape& shape = asked.shape;
   if (request.kind != RequestKind::kRead || shape.is_refused) return;
@@ -268,6 +278,7 @@ std::string RuleBook::take(Asked& asked) {
   ++counts_.replies;
   asked.shape = shape_of(request, asked.answer.bytes);
   refuse_by_status(request.kind, asked);
+  judge_part(asked);
   // The first request is too short to tell.
   if (request.kind != RequestKind::kDirectoryStart) {
     ++(is_speech(asked.request, asked.answer, asked.shape) ? counts_.spoken : counts_.unspoken);

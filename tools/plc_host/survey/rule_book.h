@@ -85,6 +85,7 @@ class RuleBook {
   Verdict::Rule judged_rule(size_t id) const;
   void take_head(const Asked& asked);
   void refuse_by_status(plc_sim::RequestKind kind, Asked& asked) const;
+  void judge_part(Asked& asked) const;
   void take_shape(const Asked& asked, const plc_sim::Request& request);
   void take_refusal(const Asked& asked, plc_sim::RequestKind kind);
   void learn_refusal(uint16_t status, bool is_full);

@@ -96,6 +96,16 @@ TEST_F(SurveyRefusalsTest, NameWhoseReplyAlwaysLacksItsLastBytes_IsNotRefused) {
   EXPECT_EQ(finding(0).at("why"), "the reply to its name has 39 bytes, which is too few for its place");
 }
 
+// Of a controller whose answers have another status than 0000.
+TEST_F(SurveyRefusalsTest, PartOfAReplyWithTheStatusOfSuccess_IsNotRefused) {
+  write_file("odd.toml", "[replies]\nstatus = 5\n");
+  survey(kWordAndDouble, {"--sentinel", "--profile", path("odd.toml"), "--fault", "short 2 times=always on=resolve"});
+  EXPECT_EQ(finding(0).at("state"), "not named");
+  EXPECT_EQ(finding(0).at("why"), "the reply to its name has 39 bytes, which is too few for its place");
+  EXPECT_THAT(file_text(path("found/profile.toml")), Not(HasSubstr("[[refused]]")));
+  EXPECT_EQ(question_on("Speed").find("The controller refused it"), std::string::npos);
+}
+
 TEST_F(SurveyRefusalsTest, RefusalsThatComeAndGo_AreToldAndAskedAbout) {
   const Outcome outcome = survey(kWordAndDouble, {"--sentinel", "--fault", "refuse 19 times=always every=10 on=read"});
   const Json counts = report().at("heads").at("refused_for_once");

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <vector>
+
 namespace {
 
 using plc_host::survey::RuleTally;
@@ -50,16 +53,26 @@ TEST(RuleTally, SureRate_IsTheLowerBoundOfWhatIsSeen) {
   EXPECT_TRUE(is_surely_often(51, 390));
 }
 
+TEST(RuleTally, RateNearATenth_IsSureOnceEnoughReplies) {
+  using plc_host::survey::is_surely_often;
+  EXPECT_FALSE(is_surely_often(6, 30));
+  EXPECT_TRUE(is_surely_often(7, 35));
+  EXPECT_FALSE(is_surely_often(69, 552));
+  EXPECT_TRUE(is_surely_often(70, 560));
+  EXPECT_FALSE(is_surely_often(100000, 1000000));
+}
+
+constexpr int kVariables = 45;
+
 // One request after the other, as a survey makes them: connections, names and values by turns, times of each kind.
-std::vector<Subject> asked_in_a_survey() {
+std::vector<Subject> asked_in_a_survey(int rounds = 2) {
   constexpr int kConnects = 20;
-  constexpr int kVariables = 45;
   std::vector<Subject> all;
   for (int i = 0; i < kConnects; ++i) {
     all.push_back({RequestKind::kDirectoryStart, {}});
     all.push_back({RequestKind::kDirectory, {}});
   }
-  for (int round = 0; round < 2; ++round) {
+  for (int round = 0; round < rounds; ++round) {
     for (int i = 0; i < kVariables; ++i) {
       all.push_back({RequestKind::kResolve, {std::to_string(i)}});
       all.push_back({RequestKind::kRead, {std::to_string(i)}});
@@ -78,13 +91,51 @@ std::vector<Subject> asked_in_a_survey() {
   return all;
 }
 
+// Of these replies each one in so many breaks the rule, from the phase on.
+Word word_of_every(const std::vector<Subject>& asked, size_t every, size_t phase,
+                   std::optional<RequestKind> only = std::nullopt) {
+  RuleTally tally;
+  size_t met = 0;
+  for (const Subject& one : asked) {
+    const bool is_met = !only || one.kind == *only;
+    tally.note(one, !is_met || met % every != phase);
+    met += is_met ? 1 : 0;
+  }
+  return tally.judge();
+}
+
 TEST(RuleTally, BreakNowAndThen_IsRareWhicheverRepliesItMeets) {
   const std::vector<Subject> asked = asked_in_a_survey();
-  for (const size_t every : {10U, 20U, 50U}) {
+  for (const size_t every : {8U, 10U, 20U, 50U}) {
     for (size_t phase = 0; phase < every; ++phase) {
-      RuleTally tally;
-      for (size_t i = 0; i < asked.size(); ++i) tally.note(asked[i], i % every != phase);
-      EXPECT_EQ(tally.judge(), Word::kRarely) << every << " " << phase;
+      EXPECT_EQ(word_of_every(asked, every, phase), Word::kRarely) << every << " " << phase;
+    }
+  }
+}
+
+TEST(RuleTally, BreakOfEveryFewReplies_IsSteadyWhicheverRepliesItMeets) {
+  const std::vector<Subject> asked = asked_in_a_survey();
+  for (const size_t every : {1U, 2U, 3U, 4U, 5U, 6U, 7U}) {
+    for (size_t phase = 0; phase < every; ++phase) {
+      EXPECT_EQ(word_of_every(asked, every, phase), Word::kBroken) << every << " " << phase;
+    }
+  }
+}
+
+TEST(RuleTally, BreakOfEveryEighthReply_IsSteadyOnceThereAreEnough) {
+  const std::vector<Subject> asked = asked_in_a_survey(6);
+  for (size_t phase = 0; phase < 8; ++phase) EXPECT_EQ(word_of_every(asked, 8, phase), Word::kBroken) << phase;
+  for (size_t phase = 0; phase < 10; ++phase) EXPECT_EQ(word_of_every(asked, 10, phase), Word::kRarely) << phase;
+}
+
+TEST(RuleTally, BreakOfEveryFewRepliesOfOneKind_IsSteadyFromMoreThanAFifthOn) {
+  const std::vector<Subject> asked = asked_in_a_survey();
+  for (const RequestKind kind : {RequestKind::kResolve, RequestKind::kRead}) {
+    for (const size_t every : {2U, 3U, 4U, 6U, 7U}) {
+      for (size_t phase = 0; phase < every; ++phase) {
+        EXPECT_EQ(word_of_every(asked, every, phase, kind), every < 5 ? Word::kBroken : Word::kRarely)
+            << static_cast<int>(kind) << " " << every << " " << phase;
+      }
     }
   }
 }
