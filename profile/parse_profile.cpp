@@ -39,13 +39,16 @@ std::vector<std::string> section_names() {
 }
 
 std::vector<std::string> keys_in(const std::string& section) {
-  if (section == kRefusedSection) return {"name", "program"};
+  if (section == kRefusedSection) return {"name", "program", "what", "shape", "status"};
   std::vector<std::string> names;
   for (const KeyRow& row : key_rows()) {
     if (section == row.section) names.emplace_back(row.name);
   }
   return names;
 }
+
+// Of a key that stands once for each refused variable, and in none of the profile's own places.
+KeyRow row_of_refused(const char* key) { return {kRefusedSection, key, "", {}, 0, UINT16_MAX}; }
 
 const KeyRow* find_row(const std::string& section, const std::string& key) {
   for (const KeyRow& row : key_rows()) {
@@ -88,20 +91,33 @@ class ProfileParser {
 
   void take_refused_variable(const toml::table& table) {
     Profile::Refused refused;
-    for (const auto& [key, value] : table) {
-      const std::string name(key.str());
-      if (name == "name") {
-        take_text(head_of(kRefusedSection) + " name", value, refused.name);
-      } else if (name == "program") {
-        take_text(head_of(kRefusedSection) + " program", value, refused.program);
-      } else {
-        tell_unknown_key(kRefusedSection, key);
-      }
-    }
+    for (const auto& [key, value] : table) take_refused_key(key, value, refused);
     if (refused.name.empty()) {
       findings_.error(place_of(table.source()), head_of(kRefusedSection) + " has no name: write name = \"Speed\"");
     }
+    if (refused.what == Profile::Refused::What::kName && (refused.shape || refused.status)) {
+      findings_.error(place_of(table.source()), head_of(kRefusedSection) +
+                                                    " has a shape or status of its own, which only a refused value "
+                                                    "has: write what = \"value\"");
+    }
     profile_.refused.push_back(refused);
+  }
+
+  void take_refused_key(const toml::key& key, const toml::node& value, Profile::Refused& refused) {
+    const std::string name(key.str());
+    if (name == "name") {
+      take_text(head_of(kRefusedSection) + " name", value, refused.name);
+    } else if (name == "program") {
+      take_text(head_of(kRefusedSection) + " program", value, refused.program);
+    } else if (name == "what") {
+      refused.what = word_in<Profile::Refused::What>(row_of_refused("what"), value).value_or(refused.what);
+    } else if (name == "shape") {
+      refused.shape = word_in<Profile::Shape>(row_of_refused("shape"), value);
+    } else if (name == "status") {
+      take_integer(row_of_refused("status"), value, refused.status);
+    } else {
+      tell_unknown_key(kRefusedSection, key);
+    }
   }
 
   void tell_unknown_key(const std::string& section, const toml::key& key) {
@@ -159,11 +175,16 @@ class ProfileParser {
     if constexpr (std::is_enum_v<Value> || std::is_same_v<Value, bool>) {
       if (const auto word = word_in<Value>(row, node)) profile_.*slot = *word;
     } else {
-      const bool is_within =
-          node.is_integer() && **node.as_integer() >= row.low && **node.as_integer() <= int64_t{row.high};
-      if (!is_within) return wrong(called(row), node, "an integer " + range_of(row));
-      profile_.*slot = static_cast<Value>(**node.as_integer());
+      take_integer(row, node, profile_.*slot);
     }
+  }
+
+  template <typename Value>
+  void take_integer(const KeyRow& row, const toml::node& node, std::optional<Value>& slot) {
+    const bool is_within =
+        node.is_integer() && **node.as_integer() >= row.low && **node.as_integer() <= int64_t{row.high};
+    if (!is_within) return wrong(called(row), node, "an integer " + range_of(row));
+    slot = static_cast<Value>(**node.as_integer());
   }
 
   template <typename Word>

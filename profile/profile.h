@@ -64,10 +64,15 @@ struct Profile {
   std::optional<uint32_t> program_name_units;  // names in the directory are cut there
   std::optional<uint32_t> longest_name_units;  // of those in the directory: none is cut at fewer
 
-  // Declared variables that the controller does not have.
+  // Declared variables that the controller does not have, or whose values it refuses though it knows their names.
   struct Refused {
+    enum class What { kName, kValue };
     std::string name;     // as the tag file has it
     std::string program;  // empty for a global one
+    What what = What::kName;
+    // Of the refusal of a value: kFull has zeros for it. Absent: as that of names.
+    std::optional<Shape> shape = {};
+    std::optional<uint16_t> status = {};
   };
   std::vector<Refused> refused;
 

@@ -42,6 +42,11 @@ const Words& words_of(Profile::Guarded) {
   return kWords;
 }
 
+const Words& words_of(Profile::Refused::What) {
+  static const Words kWords = {"name", "value"};
+  return kWords;
+}
+
 namespace {
 
 std::vector<KeyRow> rows_for_hosts() {

@@ -40,6 +40,7 @@ const Words& words_of(Echo);
 const Words& words_of(Turned);
 const Words& words_of(Profile::Shape);
 const Words& words_of(Profile::Guarded);
+const Words& words_of(Profile::Refused::What);
 
 // Stands once for each variable that the controller refuses.
 inline constexpr char kRefusedSection[] = "refused";

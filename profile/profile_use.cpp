@@ -20,20 +20,23 @@ namespace {
 
 // The contract build looks at no refusal. Where one has records for all names, those of refused ones zero, only the
 // status tells them, and only to a guarded build that looks at it.
-bool tells_refusals(const Profile& profile, bool is_guarded) {
+bool tells_refusal(const Profile& profile, const Profile::Refused& refused, bool is_guarded) {
   if (!is_guarded) return false;
-  if (profile.shape != Profile::Shape::kFull) return true;
+  const std::optional<Profile::Shape>& shape = refused.shape ? refused.shape : profile.shape;
+  if (shape != Profile::Shape::kFull) return true;
   const bool looks_at_status =
       profile.guarded == Profile::Guarded::kUsable || profile.guarded == Profile::Guarded::kUnknown;
-  return looks_at_status && profile.refusal_status.value_or(0) != profile.status_done.value_or(0);
+  const std::optional<uint16_t>& status = refused.status ? refused.status : profile.refusal_status;
+  return looks_at_status && status.value_or(0) != profile.status_done.value_or(0);
 }
 
 }  // namespace
 
 std::vector<std::pair<std::string, std::string>> absent_names(const Profile& profile, bool is_guarded) {
   std::vector<std::pair<std::string, std::string>> names;
-  if (tells_refusals(profile, is_guarded)) return names;
-  for (const Profile::Refused& one : profile.refused) names.emplace_back(one.name, one.program);
+  for (const Profile::Refused& one : profile.refused) {
+    if (!tells_refusal(profile, one, is_guarded)) names.emplace_back(one.name, one.program);
+  }
   return names;
 }
 
@@ -79,7 +82,7 @@ std::string pieces_word(const Profile& profile) {
 std::string refused_word(const Profile& profile, bool is_guarded) {
   const size_t count = absent_names(profile, is_guarded).size();
   if (count == 0) return {};
-  return ". A variable that the controller does not have looks like one with the value 0 here: " +
+  return ". A variable that the controller refuses looks like one with a value here: " +
          (count == 1 ? std::string("the one of [[refused]] is not asked for")
                      : "the " + std::to_string(count) + " of [[refused]] are not asked for") +
          ". Survey again when the controller or a tag file has changed";

@@ -23,6 +23,8 @@ constexpr char kHead[] =
     "# imitates it. What is left out is as in plc-sim without a profile.\n";
 
 constexpr char kRefusedHead[] = "# A declared variable that the controller does not have.\n";
+constexpr char kRefusedValueHead[] =
+    "# A declared variable whose name the controller knows. It refuses the value, with this shape and status.\n";
 
 void append_escaped(std::string& text, char32_t value) {
   std::array<char, 16> escape{};
@@ -48,6 +50,16 @@ std::string toml_string(std::string_view bytes) {
   return text + '"';
 }
 
+template <typename Word>
+std::string word_text(Word word) {
+  return '"' + words_of(Word{}).at(static_cast<size_t>(word)) + '"';
+}
+
+std::string status_text(uint16_t status) {
+  constexpr int kStatusDigits = 4;
+  return plc_base::hexadecimal(status, kStatusDigits);
+}
+
 // A value as it stands in the file; nothing for what is not known.
 class SlotText {
  public:
@@ -62,9 +74,8 @@ class SlotText {
   }
   std::optional<std::string> operator()(PacePart slot) const { return decimal_text(profile_.*slot.pace.*slot.part); }
   std::optional<std::string> operator()(std::optional<uint16_t> Profile::*slot) const {
-    constexpr int kStatusDigits = 4;
     const std::optional<uint16_t>& status = profile_.*slot;
-    return status ? std::optional<std::string>(plc_base::hexadecimal(*status, kStatusDigits)) : std::nullopt;
+    return status ? std::optional<std::string>(status_text(*status)) : std::nullopt;
   }
   std::optional<std::string> operator()(std::optional<uint32_t> Profile::*slot) const {
     const std::optional<uint32_t>& number = profile_.*slot;
@@ -78,11 +89,6 @@ class SlotText {
   }
 
  private:
-  template <typename Word>
-  static std::string word_text(Word word) {
-    return '"' + words_of(Word{}).at(static_cast<size_t>(word)) + '"';
-  }
-
   static std::optional<std::string> decimal_text(const std::optional<double>& number) {
     return number ? std::optional<std::string>(plc_toml::number_text(*number)) : std::nullopt;
   }
@@ -97,6 +103,17 @@ std::string line_of(const KeyRow& row, const std::optional<std::string>& value) 
   line += value ? " = " + *value : " is not known";
   line += value ? "  # " : ". ";
   return line + row.meaning + "\n";
+}
+
+std::string refused_text(const Profile::Refused& refused) {
+  const bool is_value = refused.what == Profile::Refused::What::kValue;
+  std::string text = is_value ? kRefusedValueHead : kRefusedHead;
+  text += "[[refused]]\nname = " + toml_string(refused.name) + "\n";
+  if (!refused.program.empty()) text += "program = " + toml_string(refused.program) + "\n";
+  if (is_value) text += "what = " + word_text(refused.what) + "\n";
+  if (refused.shape) text += "shape = " + word_text(*refused.shape) + "\n";
+  if (refused.status) text += "status = " + status_text(*refused.status) + "\n";
+  return text;
 }
 
 }  // namespace
@@ -114,12 +131,7 @@ std::string profile_text(const Profile& profile) {
     }
     text += line_of(row, value);
   }
-  for (const Profile::Refused& refused : profile.refused) {
-    text += "\n";
-    text += kRefusedHead;
-    text += "[[refused]]\nname = " + toml_string(refused.name) + "\n";
-    if (!refused.program.empty()) text += "program = " + toml_string(refused.program) + "\n";
-  }
+  for (const Profile::Refused& refused : profile.refused) text += "\n" + refused_text(refused);
   return text;
 }
 

@@ -48,10 +48,10 @@ std::vector<std::string> program_names(const TagList& list);
 
 // Why nothing asks for a variable that leave_absent was given.
 inline constexpr char kAbsentWords[] =
-    "the profile lists it under [[refused]], and what this controller answers to a name that it does not have looks "
-    "like a value. Survey the controller again once it has the variable";
+    "the profile lists it under [[refused]], and what this controller answers in place of its value looks like a "
+    "value. Survey the controller again once it has the variable";
 
-// Nothing asks for these variables any more: the controller does not have them, and what it answers looks like a value.
+// Nothing asks for these variables any more: the controller refuses them, and what it answers looks like a value.
 // absent: names with their programs, "" for a global variable.
 void leave_absent(TagList& list, const std::vector<std::pair<std::string, std::string>>& absent);
 

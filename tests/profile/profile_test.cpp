@@ -12,6 +12,7 @@
 #include "base/files.h"
 #include "profile/profile_file.h"
 #include "profile/profile_keys.h"
+#include "profile/profile_use.h"
 #include "tests/support/temp_dir.h"
 
 namespace plc_profile {
@@ -136,6 +137,45 @@ TEST(ReadProfile, RefusedVariables_HaveNamesAndDoubleBrackets) {
                           "p.toml:4:8: [[refused]] name is the integer 1: give a text in double quotes",
                           "p.toml:5:1: [[refused]] has no name: write name = \"Speed\"",
                           "p.toml:6:1: unknown key 'nam' in [[refused]]; did you mean name?"));
+}
+
+TEST(ReadProfile, RefusedValue_HasAShapeAndAStatusOfItsOwn) {
+  const std::string text = "[[refused]]\nname = \"A\"\nwhat = \"value\"\nshape = \"full\"\nstatus = 0x19\n";
+  const ProfileResult result = parse_profile(text, "p.toml");
+  ASSERT_THAT(lines_of(result), ElementsAre());
+  ASSERT_EQ(result.profile.refused.size(), 1U);
+  const Profile::Refused& refused = result.profile.refused[0];
+  EXPECT_EQ(refused.what, Profile::Refused::What::kValue);
+  EXPECT_EQ(refused.shape, Profile::Shape::kFull);
+  EXPECT_EQ(refused.status, 0x19);
+  EXPECT_THAT(
+      profile_text(result.profile),
+      HasSubstr("\n# A declared variable whose name the controller knows. It refuses the value, with this shape "
+                "and status.\n[[refused]]\nname = \"A\"\nwhat = \"value\"\nshape = \"full\"\nstatus = 0x0019\n"));
+}
+
+TEST(ReadProfile, ShapeOrStatusOfARefusedName_IsToldWithWhatToWrite) {
+  EXPECT_THAT(findings_of("[[refused]]\nname = \"A\"\nstatus = 4\n[[refused]]\nname = \"B\"\nwhat = \"name\"\nshape = "
+                          "\"short\"\n[[refused]]\nname = \"C\"\nwhat = \"all\"\n"),
+              ElementsAre("p.toml:1:1: [[refused]] has a shape or status of its own, which only a refused value has: "
+                          "write what = \"value\"",
+                          "p.toml:4:1: [[refused]] has a shape or status of its own, which only a refused value has: "
+                          "write what = \"value\"",
+                          "p.toml:10:8: [[refused]] what is the text \"all\": give one of name or value"));
+}
+
+// By its own shape and status, where it has some.
+TEST(AbsentNames, RefusedValueThatLooksLikeOne_IsAmongThem) {
+  const auto absent = [](const std::string& text, bool is_guarded) {
+    return absent_names(parse_profile(text, "p.toml").profile, is_guarded).size();
+  };
+  const std::string value = "[[refused]]\nname = \"A\"\nwhat = \"value\"\n";
+  const std::string full = "[refusal]\nshape = \"full\"\nstatus = 0\n";
+  EXPECT_EQ(absent(full + value, true), 1U);
+  EXPECT_EQ(absent(full + value + "shape = \"short\"\n", true), 0U);
+  EXPECT_EQ(absent(full + value + "status = 4\n", true), 0U);
+  EXPECT_EQ(absent(full + value + "shape = \"short\"\n", false), 1U);
+  EXPECT_EQ(absent("[refusal]\nshape = \"short\"\n" + value + "shape = \"full\"\nstatus = 0\n", true), 1U);
 }
 
 TEST(ReadProfile, NoToml_IsToldAndTheRestIsRead) {

@@ -161,8 +161,8 @@ TEST_F(ProfileTest, NameWhoseRefusalLooksLikeAValue_IsNotAskedFor) {
   Controller with(with_profile(kZerosForRefused));
   EXPECT_TRUE(with.read("A").ok());
   const std::string why =
-      "the profile lists it under [[refused]], and what this controller answers to a name that it does not have looks "
-      "like a value. Survey the controller again once it has the variable";
+      "the profile lists it under [[refused]], and what this controller answers in place of its value looks like a "
+      "value. Survey the controller again once it has the variable";
   EXPECT_FALSE(with.read("Limit").ok());
   EXPECT_THAT(with.read("Limit").error.text, HasSubstr(why));
   EXPECT_THAT(thrown<plc_client::Error>([&with] { with.write("Limit", 9); }), HasSubstr(why));

@@ -135,7 +135,8 @@ def is_near(wanted, found, key):
 
 
 def refused_of(profile):
-    return sorted((row["name"], row.get("program", "")) for row in profile.get("refused", []))
+    return sorted((row["name"], row.get("program", ""), row.get("what", "name"), row.get("shape", ""),
+                   row.get("status", 0)) for row in profile.get("refused", []))
 
 
 def compare(wanted, found, ignored):

@@ -25,6 +25,7 @@ constexpr const char* kResolveX = "00 00 00 0C FF FF FF F3 00 00 0C 28 00 01 00 
 // D, then X.
 constexpr const char* kResolveBoth = "00 00 00 10 FF FF FF EF 00 00 0C 28 00 01 00 00 00 02 00 01 00 44 00 01 00 58";
 constexpr const char* kReadNull = "00 00 00 10 FF FF FF EF 00 01 1E 09 00 00 01 00 00 00 00 00 00 01 00 00 00 00";
+constexpr const char* kWriteSeven = "00 00 00 0E FF FF FF F1 00 01 1E 01 00 06 00 00 00 01 01 02 00 00 00 07";
 constexpr const char* kWriteNull = "00 00 00 0E FF FF FF F1 00 01 1E 01 00 00 00 00 00 01 00 00 00 00 00 05";
 
 struct Surveyed {
@@ -109,6 +110,29 @@ TEST(Imitation, RefusedVariables_AreThereForNobody) {
   EXPECT_THAT(surveyed.ask(kResolveD).findings.refused, ElementsAre("no variable D"));
   EXPECT_THAT(surveyed.imitation.problems(), ElementsAre("the profile refuses E, which no tag file declares",
                                                          "the profile refuses X/L, which no tag file declares"));
+}
+
+TEST(Imitation, RefusedValue_HasANameAndItsOwnRefusal) {
+  Surveyed surveyed(
+      "[refusal]\nshape = \"full\"\nstatus = 4\n"
+      "[[refused]]\nname = \"D\"\nwhat = \"value\"\nshape = \"short\"\nstatus = 0x0019\n");
+  EXPECT_THAT(surveyed.ask(kResolveD).findings.refused, IsEmpty());
+  const Answer read = surveyed.ask(kReadD);
+  EXPECT_EQ(to_hex(read.reply), "00 00 00 04 FF FF FF FB 00 01 1E 09 00 19");
+  EXPECT_THAT(read.findings.refused, ElementsAre("read of D, whose value is refused"));
+  EXPECT_THAT(read.findings.violations, IsEmpty());
+  EXPECT_EQ(surveyed.reply(kResolveX).substr(36, 5), "00 04");
+  EXPECT_THAT(surveyed.imitation.problems(), IsEmpty());
+}
+
+TEST(Imitation, RefusedValueWithZeros_HasTheStatusOfRefusedNames) {
+  Surveyed surveyed(
+      "[refusal]\nshape = \"short\"\nstatus = 0x21\n[[refused]]\nname = \"D\"\nwhat = \"value\"\nshape = \"full\"\n");
+  surveyed.ask(kResolveD);
+  surveyed.ask(kWriteSeven);
+  EXPECT_EQ(surveyed.bench.value("D"), "7");
+  surveyed.ask(kResolveD);
+  EXPECT_EQ(surveyed.reply(kReadD), "00 00 00 06 FF FF FF F9 00 01 1E 09 00 21 00 00");
 }
 
 TEST(Imitation, Limits_RefuseCloseOrKeepSilent) {

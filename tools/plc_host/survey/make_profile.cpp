@@ -7,6 +7,7 @@
 #include "client/driver/program_names.h"
 #include "tools/plc_host/survey/recommend.h"
 #include "wire/names.h"
+#include "wire/wire.h"
 
 namespace plc_host::survey {
 namespace {
@@ -113,6 +114,17 @@ void take_programs(const SurveyRecord& record, Profile& profile) {
   if (units) profile.program_name_units = static_cast<uint32_t>(*units);
 }
 
+// A name that was answered is not refused: its value is, with a head or with zeros for it.
+Profile::Refused refused_of(const VariableFinding& finding) {
+  Profile::Refused refused{finding.own_name, finding.program};
+  if (!finding.is_named) return refused;
+  refused.what = Profile::Refused::What::kValue;
+  const bool is_head = finding.refusal.size() <= plc_sim::wire::kReplyHeadBytes;
+  refused.shape = is_head ? Profile::Shape::kShort : Profile::Shape::kFull;
+  refused.status = finding.status;
+  return refused;
+}
+
 std::optional<uint32_t> setting_of(const SurveyRecord& record, const std::string& setting) {
   for (const Recommendation& recommendation : record.recommendations) {
     if (recommendation.setting == setting) return static_cast<uint32_t>(std::stoul(recommendation.value));
@@ -170,7 +182,7 @@ Profile make_profile(const SurveyRecord& record) {
   profile.write = pace_of(record, {"write", "masked write", "bit"});
   for (const VariableFinding& finding : record.variables.findings) {
     if (finding.state != VariableFinding::State::kRefused) continue;
-    profile.refused.push_back({finding.own_name, finding.program});
+    profile.refused.push_back(refused_of(finding));
   }
   // What comes later could still break a rule.
   const bool is_so_far = !record.is_whole && record.verdict.usable == Usability::kYes;

@@ -141,8 +141,21 @@ void Controller::append_value(Bytes& body, const Element& element, uint8_t size)
   body.resize(end, 0);
 }
 
+void Controller::refuse_values(const Session& session, const Request& request, Findings& findings) const {
+  const size_t count = std::min(request.references.size(), session.names.size());
+  for (size_t i = 0; is_value_withheld_ && i < count; ++i) {
+    const ResolvedName& name = session.names[i];
+    if (!name.element || !is_value_withheld_(*name.element->variable)) continue;
+    findings.refused.push_back("read of " + name.shown + ", whose value is refused");
+  }
+}
+
 Bytes Controller::serve_read(Session& session, const Request& request, const Bytes& frame, Findings& findings) {
-  const bool is_served = judge_read(session, request, findings);
+  bool is_served = judge_read(session, request, findings);
+  const size_t refused_before = findings.refused.size();
+  if (is_served) refuse_values(session, request, findings);
+  const bool is_refused = findings.refused.size() > refused_before;
+  is_served = is_served && !is_refused;
   Bytes body;
   for (size_t i = 0; i < request.references.size(); ++i) {
     const bool has_element = is_served && i < session.names.size() && session.names[i].element;
@@ -153,7 +166,7 @@ Bytes Controller::serve_read(Session& session, const Request& request, const Byt
       body.resize(body.size() + size_t{2} * request.references[i].size, 0);
     }
   }
-  const bool is_one_flag = session.names.size() == 1 && session.names[0].element && body.size() == 2;
+  const bool is_one_flag = !is_refused && session.names.size() == 1 && session.names[0].element && body.size() == 2;
   if (is_one_flag) session.word_read = ByteView(body).u16(0);
   if (body.size() > wire::kMaxFrameBytes - wire::kReplyHeadBytes) {
     findings.refused.push_back("values of " + std::to_string(body.size()) + " bytes are beyond one reply");

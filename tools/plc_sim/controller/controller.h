@@ -36,6 +36,11 @@ class Controller {
   // These variables are there and refused.
   void withhold(std::function<bool(const Variable&)> is_withheld) { is_withheld_ = std::move(is_withheld); }
 
+  // The names of these are known, and a request for one of their values is refused.
+  void withhold_values(std::function<bool(const Variable&)> is_withheld) {
+    is_value_withheld_ = std::move(is_withheld);
+  }
+
   Answer handle(Session& session, const Bytes& frame);
 
  private:
@@ -50,11 +55,13 @@ class Controller {
   void append_value(Bytes& body, const Element& element, uint8_t size) const;
   void write_text(const Element& element, const Bytes& values);
   void write_run(const Session& session, const Bytes& values);
+  void refuse_values(const Session& session, const Request& request, Findings& findings) const;
   void tell(Asked::What what, const ResolvedName& name);
 
   VariableStore& store_;
   std::function<void(const Asked&)> observer_;
   std::function<bool(const Variable&)> is_withheld_;
+  std::function<bool(const Variable&)> is_value_withheld_;
 };
 
 }  // namespace plc_sim

@@ -32,9 +32,12 @@ bool is_of(const Profile::Refused& refused, const Variable& variable) {
   return variable.tag.is_global ? refused.program.empty() : refused.program == variable.owner();
 }
 
-bool is_refused(const Profile& profile, const Variable& variable) {
-  return std::any_of(profile.refused.begin(), profile.refused.end(),
-                     [&](const Profile::Refused& refused) { return is_of(refused, variable); });
+// Null where the profile refuses nothing of the kind.
+const Profile::Refused* refusal_of(const Profile& profile, Profile::Refused::What what, const Variable& variable) {
+  const auto found = std::find_if(profile.refused.begin(), profile.refused.end(), [&](const Profile::Refused& refused) {
+    return refused.what == what && is_of(refused, variable);
+  });
+  return found == profile.refused.end() ? nullptr : &*found;
 }
 
 // Of a surrogate pair that the cut parts, nothing is left.
@@ -73,7 +76,12 @@ uint8_t echoed(uint8_t byte, const std::optional<Echo>& echo) {
 
 Imitation::Imitation(const Profile& profile, Controller& controller, VariableStore& store)
     : profile_(profile), controller_(controller), store_(store) {
-  controller_.withhold([this](const Variable& variable) { return is_refused(profile_, variable); });
+  using What = Profile::Refused::What;
+  const auto is_refused = [this](What what) {
+    return [this, what](const Variable& variable) { return refusal_of(profile_, what, variable) != nullptr; };
+  };
+  controller_.withhold(is_refused(What::kName));
+  controller_.withhold_values(is_refused(What::kValue));
 }
 
 std::vector<std::string> Imitation::problems() const {
@@ -183,9 +191,23 @@ Bytes Imitation::cut_directory(const Bytes& frame) const {
   return make_reply(frame, wire::kStatusDone, directory_body(programs));
 }
 
+// What a value request is refused for; null where it is for a name.
+const Profile::Refused* Imitation::refused_value(const Session& session) const {
+  for (const ResolvedName& name : session.names) {
+    if (!name.element) return nullptr;
+    const Variable& variable = *name.element->variable;
+    const Profile::Refused* refused = refusal_of(profile_, Profile::Refused::What::kValue, variable);
+    if (refused != nullptr) return refused;
+  }
+  return nullptr;
+}
+
 void Imitation::change_refusal(const Session& session, const Bytes& frame, Answer& answer) const {
-  const uint16_t status = profile_.refusal_status.value_or(kUsualRefusalStatus);
-  if (profile_.shape.value_or(Profile::Shape::kFull) == Profile::Shape::kShort) {
+  const Profile::Refused* value = answer.kind == RequestKind::kRead ? refused_value(session) : nullptr;
+  const auto own_status = value != nullptr && value->status ? value->status : profile_.refusal_status;
+  const auto own_shape = value != nullptr && value->shape ? value->shape : profile_.shape;
+  const uint16_t status = own_status.value_or(kUsualRefusalStatus);
+  if (own_shape.value_or(Profile::Shape::kFull) == Profile::Shape::kShort) {
     answer.reply = make_reply(frame, status, {});
     // Of the names beside the refused one the host has no handle.
     if (session.names.size() > 1) answer.manner.damage = ReplyDamage::kThisReply;

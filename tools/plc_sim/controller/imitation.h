@@ -34,6 +34,7 @@ class Imitation {
   void change_answer(const Session& session, const Bytes& frame, Answer& answer) const;
   std::optional<uint32_t> most_name_units() const;
   Bytes cut_directory(const Bytes& frame) const;
+  const plc_profile::Profile::Refused* refused_value(const Session& session) const;
   void change_refusal(const Session& session, const Bytes& frame, Answer& answer) const;
   void change_head(const Session& session, Bytes& reply) const;
 

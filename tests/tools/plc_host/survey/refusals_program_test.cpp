@@ -68,6 +68,24 @@ TEST_F(SurveyRefusalsTest, ValueReplyWithoutAValueAndWithAnotherStatus_Refuses) 
   EXPECT_EQ(finding(0).at("why"), "its name is known, its value is refused, status 0x0019");
 }
 
+constexpr char kRefusedValue[] =
+    "\n# A declared variable whose name the controller knows. It refuses the value, with this shape and status.\n"
+    "[[refused]]\nname = \"Speed\"\nwhat = \"value\"\nshape = \"short\"\nstatus = 0x0019\n";
+
+// plc-sim behaves so with the profile that was learnt.
+TEST_F(SurveyRefusalsTest, RefusedValueOfAKnownName_IsLearntAndImitated) {
+  write_file("once.toml", kRefusedValue);
+  for (const char* profile : {"once.toml", "found/profile.toml"}) {
+    const Outcome outcome = survey(kWordAndDouble, {"--sentinel", "--profile", path(profile)});
+    EXPECT_EQ(outcome.code, 1) << outcome.err;
+    EXPECT_EQ(finding(0).at("why"), "its name is known, its value is refused, status 0x0019");
+    EXPECT_EQ(finding(1).at("state"), "good");
+    const std::string learnt = file_text(path("found/profile.toml"));
+    EXPECT_THAT(learnt, EndsWith(kRefusedValue));
+    EXPECT_THAT(learnt, Not(HasSubstr("that the controller does not have")));
+  }
+}
+
 // Its refused names have the same form.
 TEST_F(SurveyRefusalsTest, ValueReplyInTheFormOfRefusedNames_RefusesWithoutAStatus) {
   write_file("unmarked.toml", "[refusal]\nshape = \"short\"\nstatus = 0\n");
