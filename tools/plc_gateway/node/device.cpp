@@ -156,7 +156,8 @@ void Device::lose(const ReadResult& result) {
   if (state_ == State::kAlive) {
     flush();
     schedule_.abort(now);
-    journal_.append(JournalRow::Kind::kLost, clock_.wall_ms(), {});
+    lost_row_ = journal_.append(JournalRow::Kind::kLost, clock_.wall_ms(), {});
+    lost_reason_ = result.reason;
     ++counters_.controller_losses;
     counters_.controller_alive = false;
   }

@@ -46,6 +46,8 @@ class Device {
   const Sample* current(uint32_t variable) const { return known_[variable] != 0 ? &current_[variable] : nullptr; }
   // The row of the journal that has it, or will have it next. 0: none, for it is within the deadband.
   uint64_t current_row(uint32_t variable) const { return current_rows_[variable]; }
+  // Why the controller was lost, of that row of the journal; kNone when nobody knows it any more.
+  plc_client::Reason loss_of(uint64_t row) const { return row == lost_row_ ? lost_reason_ : plc_client::Reason::kNone; }
   // All current values were published in a birth: deadbands count from them.
   void born() { published_ = current_; }
   // A steady time. Nothing: it waits for an answer.
@@ -79,6 +81,8 @@ class Device {
   bool busy_ = false;
   bool writing_ = false;  // the first of writes_
   bool away_ = false;
+  uint64_t lost_row_ = 0;  // of the journal: the last loss
+  plc_client::Reason lost_reason_ = plc_client::Reason::kNone;
   Ms probe_ms_ = 0;   // when the controller is looked for again
   size_t round_ = 0;  // pieces of the round that were read
   std::vector<Sample> current_;

@@ -261,6 +261,7 @@ std::vector<Sample> Session::samples_of(const JournalRow& row, bool historical) 
     for (uint32_t i = 0; i < samples.size(); ++i) {
       samples[i].variable = i;
       samples[i].time = row.time;
+      samples[i].reason = device_.loss_of(row.id);
     }
     return samples;
   }

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstdio>
 #include <ctime>
+#include <set>
 
 #include "base/json_text.h"
 #include "tools/plc_gateway/model/data_types.h"
@@ -13,11 +14,33 @@ namespace {
 constexpr int kFirstYear = 1900;
 constexpr Ms kMsPerSecond = 1000;
 
-// JSON has no words for what is no number.
+// Empty for what JSON can say as a number.
+std::string unsaid_word(const TypeFacts& facts, uint64_t bits) {
+  if (facts.kind != ElementKind::kReal) return {};
+  const double number = real_of_bits(bits, facts.bits);
+  if (std::isfinite(number)) return {};
+  if (std::isnan(number)) return "not a number";
+  return number < 0 ? "minus infinity" : "infinity";
+}
+
 std::string json_element(const TypeFacts& facts, uint64_t bits) {
-  const std::string text = element_text(facts, bits);
-  const bool is_finite = facts.kind != ElementKind::kReal || std::isfinite(real_of_bits(bits, facts.bits));
-  return is_finite ? text : "\"" + text + "\"";
+  return unsaid_word(facts, bits).empty() ? element_text(facts, bits) : "null";
+}
+
+// Why a value that was read is null, or elements of it: each word once, in a list with its first place, from 1 on.
+std::string unsaid_reason(const Variable& variable, const Sample& sample) {
+  const TypeFacts& facts = facts_of(variable.type);
+  if (facts.kind != ElementKind::kReal) return {};
+  if (!facts.is_array) return unsaid_word(facts, sample.bits);
+  const auto elements = unpack_array(variable.type, sample.bytes).value_or(std::vector<uint64_t>());
+  std::set<std::string> words;
+  std::string reason;
+  for (size_t i = 0; i < elements.size(); ++i) {
+    const std::string word = unsaid_word(facts, elements[i]);
+    if (word.empty() || !words.insert(word).second) continue;
+    reason += (reason.empty() ? "" : "; ") + word + ": element " + std::to_string(i + 1);
+  }
+  return reason;
 }
 
 std::string hexadecimal_pairs(const std::string& bytes) {
@@ -88,9 +111,13 @@ std::string json_of(const Variable& variable, const Sample& sample, bool histori
   std::string text = "{\"value\":" + (sample.good ? json_value(variable, sample) : "null");
   const char* const good = sample.unguarded ? "unguarded" : "good";
   text += std::string(",\"quality\":\"") + (sample.good ? good : "bad") + "\"";
-  if (!sample.good && sample.reason != plc_client::Reason::kNone) {
-    text += std::string(",\"reason\":\"") + plc_client::reason_word(sample.reason) + "\"";
+  std::string reason;
+  if (sample.good) {
+    reason = unsaid_reason(variable, sample);
+  } else if (sample.reason != plc_client::Reason::kNone) {
+    reason = plc_client::reason_word(sample.reason);
   }
+  if (!reason.empty()) text += ",\"reason\":\"" + reason + "\"";
   text += ",\"time\":\"" + json_time(sample.time) + "\"";
   if (historical) text += ",\"historical\":true";
   return text + "}";

@@ -90,7 +90,8 @@ std::optional<std::vector<uint64_t>> unpack_array(DataType type, std::string_vie
 
 // The {"value":...,"quality":"good","time":"2026-..."} of a variable's sample; "historical":true where it is.
 // "unguarded" in place of "good" for what nobody has checked. When not good:
-// {"value":null,"quality":"bad","reason":"refused",...}, with the client library's word for the reason.
+// {"value":null,"quality":"bad","reason":"refused",...}, with the client library's word for the reason. A real that is
+// no number is null too, and stays good: its reason is "not a number", "infinity" or "minus infinity".
 std::string json_of(const Variable& variable, const Sample& sample, bool historical);
 
 }  // namespace plc_gateway

@@ -7,6 +7,7 @@ from rulebook import AHEAD_MS, ANSWER_LIMIT_MS, IN_FLIGHT_MS, properties_of, rul
 from session import NAMESPACE, NULL, value_of
 
 COMMAND = "Last Command/"
+NO_NUMBERS = ("not a number", "infinity", "minus infinity")
 RESULTS = ("done", "refused", "failed", "unknown", "unpublished")
 FENCE_LIMIT_MS = 5000
 RETURN_MS = 5000  # of the gateway, or to the controller
@@ -252,8 +253,10 @@ def json_is_whole(node):
         try:
             form = json.loads(message.body.decode("utf-8"))
             fine = JSON_KEYS <= set(form) <= JSON_KEYS | {"historical", "reason"}
-            fine = fine and (form["value"] is None) == (form["quality"] != "good")
-            fine = fine and not (form["quality"] == "good" and "reason" in form)
+            is_no_number = str(form.get("reason")).split(":")[0] in NO_NUMBERS
+            is_good = form["quality"] == "good"
+            fine = fine and (not is_good or is_no_number if form["value"] is None else is_good)
+            fine = fine and not (is_good and "reason" in form and not is_no_number)
         except (ValueError, TypeError, KeyError):
             fine = False
         yield message.n, fine, f"{message.topic} is no value in JSON: {message.body[:80]!r}"

@@ -41,10 +41,20 @@ TEST(JsonForm, SingleValues_AreShortest) {
   EXPECT_EQ(value(DataType::kBytes, 0, std::string("\x00\xAF", 2)), "\"00 AF\"");
 }
 
-TEST(JsonForm, WhatIsNoNumber_IsAText) {
-  EXPECT_EQ(value(DataType::kFloat, 0x7F800000), "\"inf\"");
-  EXPECT_EQ(value(DataType::kDouble, 0xFFF0000000000000), "\"-inf\"");
-  EXPECT_EQ(value(DataType::kFloat, 0x7FC00000), "\"nan\"");
+TEST(JsonForm, WhatIsNoNumber_IsNullWithItsWord) {
+  const auto null = [](const std::string& word) {
+    return R"({"value":null,"quality":"good","reason":")" + word + R"(","time":"1970-01-01T00:00:00.000Z"})";
+  };
+  EXPECT_EQ(value(DataType::kFloat, 0x7F800000), null("infinity"));
+  EXPECT_EQ(value(DataType::kDouble, 0xFFF0000000000000), null("minus infinity"));
+  EXPECT_EQ(value(DataType::kFloat, 0x7FC00000), null("not a number"));
+}
+
+TEST(JsonForm, ElementsThatAreNoNumbers_AreNullWithTheirFirstPlaces) {
+  const std::string bytes("\0\0\xC0\x3F\0\0\xC0\x7F\0\0\x80\x7F\0\0\xC0\x7F", 16);
+  EXPECT_EQ(value(DataType::kFloatArray, 0, bytes, {4}),
+            R"({"value":[1.5,null,null,null],"quality":"good","reason":"not a number: element 2; infinity: element 3",)"
+            R"("time":"1970-01-01T00:00:00.000Z"})");
 }
 
 TEST(JsonForm, Text_IsEscaped) {
