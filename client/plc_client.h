@@ -177,7 +177,7 @@ class PLC_CLIENT_API Input {
       bits_ = number ? 1 : 0;
     } else if constexpr (std::is_floating_point_v<T>) {
       form_ = Form::kReal;
-      real_ = std::is_same_v<T, long double> ? narrowed(number) : static_cast<double>(number);
+      real_ = narrowed(static_cast<long double>(number));
     } else {
       form_ = std::is_signed_v<T> ? Form::kSigned : Form::kUnsigned;
       bits_ = static_cast<uint64_t>(static_cast<int64_t>(number));
@@ -217,7 +217,8 @@ class PLC_CLIENT_API Input {
   // What no double holds would become infinite, or 0.
   static double narrowed(long double number) {
     const long double size = number < 0 ? -number : number;
-    const bool is_large = size > std::numeric_limits<double>::max() && size <= std::numeric_limits<long double>::max();
+    const auto largest = static_cast<long double>(std::numeric_limits<double>::max());
+    const bool is_large = size > largest && size <= std::numeric_limits<long double>::max();
     const bool is_small = size > 0 && !is_large && static_cast<double>(size) <= 0;
     if (!is_large && !is_small) return static_cast<double>(number);
     throw OutOfRange("a long double is beyond the range of double, the widest type that variables have");

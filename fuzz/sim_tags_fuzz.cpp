@@ -74,8 +74,14 @@ void judge_value(Memory& memory, const Element& element, const std::string& text
   const std::string shown = plc_sim::value_text(memory, element);
   demand(fuzz::is_shown(shown), "a value is shown text");
   const nlohmann::json json = plc_sim::value_json(memory, element);
-  demand(!json.is_null(), "a value has its JSON");
-  if (element.variable->tag.type->kind == plc_sim::TypeKind::kText || shown.find("nan") != std::string::npos) return;
+  const bool is_text = element.variable->tag.type->kind == plc_sim::TypeKind::kText;
+  if (is_text) {
+    const bool shows_bytes = shown.find("\\x") != std::string::npos;  // as what is no UTF-8 does
+    demand(json.is_string() || (json.is_null() && shows_bytes), "a text has its JSON, unless it is no UTF-8");
+  } else {
+    demand(!json.is_null(), "a value has its JSON");
+  }
+  if (is_text || shown.find("nan") != std::string::npos) return;
   demand(plc_sim::set_value(memory, element, shown).empty(), "what is shown can be set");
   demand(plc_sim::raw_text(memory, element) == raw, "what is shown is the value");
 }
