@@ -73,9 +73,10 @@ std::string guarded_problem(const Profile& profile) {
 // Of replies in pieces the contract build takes the first one alone.
 std::string pieces_word(const Profile& profile) {
   const std::optional<uint32_t> names = profile.contract_names ? profile.contract_names : profile.batch_names;
-  if (!profile.piece_bytes || !names) return {};
-  return ". It takes the first piece of a reply alone, " + std::to_string(*profile.piece_bytes) +
-         " bytes here: ask for no more than " + std::to_string(*names) + " names at a time";
+  if (!names || (!profile.piece_bytes && !profile.contract_names)) return {};
+  const std::string size = profile.piece_bytes ? ", " + std::to_string(*profile.piece_bytes) + " bytes here" : "";
+  return ". It takes the first piece of a reply alone" + size + ": ask for no more than " + std::to_string(*names) +
+         " names at a time";
 }
 
 // Of what the driver that is taken shows as values.

@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "client/driver/program_names.h"
 #include "tools/plc_host/survey/recommend.h"
+#include "tools/plc_host/survey/rule_tally.h"
 #include "wire/names.h"
 #include "wire/wire.h"
 
@@ -20,10 +21,11 @@ using Usability = Verdict::Usable;
 
 constexpr int kUsualSegmentBytes = 1460;  // of Ethernet; what is larger is the link's, or loopback
 
+// A few damaged replies do not make it the controller's way; of few replies nothing is known.
 std::optional<Echo> echo_of(const HeadCounts::Field& field) {
-  if (field.right + field.zero + field.other == 0) return std::nullopt;
-  if (field.other > 0) return Echo::kOther;
-  return field.zero > 0 ? Echo::kZero : Echo::kRight;
+  const uint64_t wrong = field.zero + field.other;
+  if (is_surely_often(wrong, field.right + wrong)) return field.other >= field.zero ? Echo::kOther : Echo::kZero;
+  return field.right > wrong ? std::optional<Echo>(Echo::kRight) : std::nullopt;
 }
 
 Turned turned_of(Reaction reaction) {

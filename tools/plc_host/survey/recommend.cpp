@@ -115,7 +115,7 @@ void recommend_batch(const SurveyRecord& record, std::vector<Recommendation>& al
   const std::optional<uint32_t> in_piece = piece_limit(record);
   if (in_piece && *in_piece <= met) {
     all.push_back({"batch_names", std::to_string(*in_piece),
-                   "replies come in pieces of " + plc_base::plural(first_piece_bytes(record).value_or(0), "byte") +
+                   pieces_words(record) +
                        ", and the contract build takes the first one alone: the reply to so many names is one piece. "
                        "A BOOL in a batch is two names"});
     return;

@@ -17,7 +17,9 @@ using plc_sim::ByteView;
 using plc_sim::RequestKind;
 
 constexpr size_t kMostBrokenShown = 2;
-constexpr uint64_t kRareOf = 10;  // more than one of so many is no chance
+constexpr uint64_t kRareOf = 10;       // more than one of so many is no chance
+constexpr uint64_t kEnoughValues = 3;  // replies with values that have the same behind these
+
 void count_field(HeadCounts::Field& field, bool is_right, bool is_zero) {
   ++(is_right ? field.right : is_zero ? field.zero : field.other);
 }
@@ -237,9 +239,8 @@ void RuleBook::take_foreign(const Asked& asked) {
 }
 
 bool RuleBook::is_usual_surplus(size_t behind) const {
-  constexpr uint64_t kEnough = 3;
   const auto found = bytes_behind_.find(behind);
-  return found != bytes_behind_.end() && found->second >= kEnough && found->second * 2 > values_seen_;
+  return found != bytes_behind_.end() && found->second >= kEnoughValues && found->second * 2 > values_seen_;
 }
 
 bool RuleBook::has_usual_head(const Asked& asked) const {
@@ -316,10 +317,19 @@ void RuleBook::take_unasked(Bytes bytes) {
   tallies_[kEnd].note(subject_, false);
 }
 
+// What every value reply has behind its values. Of few replies, or of one variable or two, it may be chance, or the tag
+// file's mistake.
+std::optional<uint32_t> RuleBook::common_surplus() const {
+  if (bytes_behind_.size() != 1 || values_seen_ < kEnoughValues) return std::nullopt;
+  const size_t behind = bytes_behind_.begin()->first;
+  if (behind > 0 && !is_broken(kValueEnd)) return std::nullopt;
+  return static_cast<uint32_t>(behind);
+}
+
 void RuleBook::finish() const {
   counts_.refusals_untold = full_refusals_unmarked_;
   if (!statuses_done_.empty()) counts_.status_done = most_frequent(statuses_done_);
-  if (bytes_behind_.size() == 1) counts_.bytes_behind_values = static_cast<uint32_t>(bytes_behind_.begin()->first);
+  counts_.bytes_behind_values = common_surplus();
 }
 
 }  // namespace plc_host::survey

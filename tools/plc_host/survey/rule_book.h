@@ -89,6 +89,7 @@ class RuleBook {
   void take_shape(const Asked& asked, const plc_sim::Request& request);
   void take_refusal(const Asked& asked, plc_sim::RequestKind kind);
   void learn_refusal(uint16_t status, bool is_full);
+  std::optional<uint32_t> common_surplus() const;
   void take_values(const Asked& asked, const plc_sim::Request& request);
   void note_status(const Asked& asked, const std::string& words);
   RuleTally::Word word_of(size_t id) const;

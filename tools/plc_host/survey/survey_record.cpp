@@ -24,6 +24,27 @@ std::map<size_t, uint64_t> followed_pieces(const SurveyRecord& record) {
   return sizes;
 }
 
+// Replies that are longer than a piece, by how they arrived.
+struct Arrivals {
+  uint64_t whole = 0;
+  uint64_t split = 0;
+};
+
+Arrivals arrivals_beyond(const SurveyRecord& record, size_t piece) {
+  Arrivals arrivals;
+  for (const Split& split : record.splits) {
+    for (const auto& [pieces, count] : split.pieces) {
+      if (split.reply_bytes > piece) (pieces.size() > 1 ? arrivals.split : arrivals.whole) += count;
+    }
+  }
+  return arrivals;
+}
+
+bool is_usual_piece(const SurveyRecord& record, size_t piece) {
+  const Arrivals arrivals = arrivals_beyond(record, piece);
+  return arrivals.split > arrivals.whole;
+}
+
 constexpr char kKeptBuild[] =
     ". Hosts keep the guarded build, which fails where the contract build would show wrong values with result 0.";
 
@@ -161,7 +182,7 @@ std::optional<size_t> usual_piece_bytes(const SurveyRecord& record) {
   const std::map<size_t, uint64_t> sizes = followed_pieces(record);
   const auto is_rarer = [](const auto& one, const auto& other) { return one.second < other.second; };
   const auto usual = std::max_element(sizes.begin(), sizes.end(), is_rarer);
-  if (usual == sizes.end() || usual->second <= kChance) return std::nullopt;
+  if (usual == sizes.end() || usual->second <= kChance || !is_usual_piece(record, usual->first)) return std::nullopt;
   return usual->first;
 }
 
@@ -173,6 +194,23 @@ std::optional<size_t> first_piece_bytes(const SurveyRecord& record) {
     if (count > kChance && bytes < kWholeSegment && !least) least = bytes;
   }
   return least;
+}
+
+std::string pieces_words(const SurveyRecord& record) {
+  const std::optional<size_t> piece = first_piece_bytes(record);
+  if (!piece) return {};
+  const std::string size = plc_base::plural(*piece, "byte");
+  if (is_usual_piece(record, *piece)) return "replies come in pieces of " + size;
+  const Arrivals all = arrivals_beyond(record, 0);
+  return std::to_string(all.split) + " of " + std::to_string(all.whole + all.split) +
+         " replies came in pieces, the smallest first one of " + size;
+}
+
+std::string pieces_sentence(const SurveyRecord& record) {
+  std::string text = pieces_words(record);
+  if (text.empty()) return text;
+  if (text.front() == 'r') text.front() = 'R';
+  return text + ", and the contract build takes the first one alone";
 }
 
 std::optional<uint32_t> names_in_a_piece(const SurveyRecord& record) {
@@ -192,7 +230,7 @@ std::string piece_problem(const SurveyRecord& record) {
   constexpr uint32_t kLeastNames = 2;  // those of a BOOL in a batch
   const std::optional<size_t> piece = first_piece_bytes(record);
   if (!piece) return {};
-  std::string pieces = "replies come in pieces of " + plc_base::plural(*piece, "byte");
+  const std::string pieces = pieces_words(record);
   if (names_in_a_piece(record).value_or(0) < kLeastNames) return pieces;
   if (record.programs.reply_bytes > *piece) {
     return pieces + ", and that with the names of the programs has " + std::to_string(record.programs.reply_bytes);
@@ -246,8 +284,7 @@ const char* no_answer_words(const SurveyRecord& record) {
 std::string pieces_warning(const SurveyRecord& record) {
   const std::optional<uint32_t> names = names_in_a_piece(record);
   if (!names) return {};
-  return " Replies come in pieces of " + plc_base::plural(first_piece_bytes(record).value_or(0), "byte") +
-         ", and the contract build takes the first one alone: ask for no more than " + std::to_string(*names) +
+  return " " + pieces_sentence(record) + ": ask for no more than " + std::to_string(*names) +
          " names at a time. A BOOL in a batch is two names.";
 }
 

@@ -194,7 +194,7 @@ struct HeadCounts {
   uint64_t spoken = 0;           // replies that only a controller gives
   uint64_t unspoken = 0;         // the request's own bytes, or heads that are none of its reply
   uint64_t bytes_unasked = 0;    // that came behind a reply, before the next request
-  std::optional<uint32_t> bytes_behind_values;  // where every value reply has as many
+  std::optional<uint32_t> bytes_behind_values;  // where every value reply has as many, and this is no variable's own
   std::optional<uint16_t> status_done;          // that of most answers that refuse nothing
   std::optional<uint16_t> refusal_status;       // of refused names, once three in a row are alike
   std::optional<bool> is_refusal_full;          // it has a record for each name
@@ -366,7 +366,8 @@ const char* no_answer_words(const SurveyRecord& record);
 // Requests that a limit does not explain.
 Unanswered unanswered_of(const SurveyRecord& record);
 
-// Of replies that came in pieces, not just once: the size that most pieces have which another one follows.
+// Of replies that came in pieces, not just once: the size that most pieces have which another one follows. Nothing
+// where most replies that are longer came whole.
 std::optional<size_t> usual_piece_bytes(const SurveyRecord& record);
 
 inline constexpr char kNeitherBuild[] = "Neither installed build reads this controller: ";
@@ -374,6 +375,13 @@ inline constexpr char kNeitherBuild[] = "Neither installed build reads this cont
 // Of replies that came in pieces smaller than a segment, not just once: the smallest that another one follows. The
 // contract build takes the first piece for the whole reply.
 std::optional<size_t> first_piece_bytes(const SurveyRecord& record);
+
+// "replies come in pieces of 30 bytes", "5 of 98 replies came in pieces, the smallest first one of 30 bytes"; "" where
+// there is no such piece.
+std::string pieces_words(const SurveyRecord& record);
+
+// The same as the beginning of a sentence, with what the contract build makes of it.
+std::string pieces_sentence(const SurveyRecord& record);
 
 // Names that the contract build can ask for at a time where replies come in pieces: the reply to so many is one piece.
 // Nothing where replies come whole.

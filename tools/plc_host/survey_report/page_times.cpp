@@ -104,6 +104,22 @@ std::string splits_chart(const std::vector<Split>& splits) {
   return draw_bars("The pieces in which replies of each size mostly arrive", bars);
 }
 
+// Of replies that are as long as the shortest that came in pieces, or longer.
+std::string longer_sentence(const std::vector<Split>& splits, size_t smallest_split) {
+  uint64_t all = 0;
+  uint64_t split = 0;
+  for (const Split& one : splits) {
+    for (const Way& way : one.pieces) {
+      if (one.reply_bytes < smallest_split) continue;
+      all += way.second;
+      split += way.first.size() > 1 ? way.second : 0;
+    }
+  }
+  const std::string size = plural(smallest_split, "byte");
+  if (split == all) return "Replies of " + size + " and more came in pieces.";
+  return std::to_string(split) + " of " + std::to_string(all) + " replies of " + size + " and more came in pieces.";
+}
+
 std::string splits_sentence(const std::vector<Split>& splits) {
   size_t largest_whole = 0;
   size_t smallest_split = 0;
@@ -117,8 +133,8 @@ std::string splits_sentence(const std::vector<Split>& splits) {
   if (smallest_split == 0) {
     return "<p>Every reply came in one piece, up to " + plural(largest_whole, "byte") + ".</p>\n";
   }
-  return "<p>Replies of " + plural(smallest_split, "byte") + " and more came in pieces. The contract build takes the " +
-         "first piece alone; the guarded build waits for all of them.</p>\n";
+  return "<p>" + longer_sentence(splits, smallest_split) +
+         " The contract build takes the first piece alone; the guarded build waits for all of them.</p>\n";
 }
 
 std::string splits_table(const std::vector<Split>& splits) {

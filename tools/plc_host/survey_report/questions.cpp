@@ -128,11 +128,9 @@ void ask_of_connections(const Link& link, Questions& all) {
 }
 
 void ask_of_pieces(const SurveyRecord& record, Questions& all) {
-  const std::optional<size_t> piece = first_piece_bytes(record);
-  if (!piece) return;
-  all.push_back(
-      {"pieces", "Can the controller, or what is between, send each reply in one piece? Replies come in pieces of " +
-                     plural(*piece, "byte") + ", and the contract build takes the first one alone."});
+  const std::string pieces = pieces_sentence(record);
+  if (pieces.empty()) return;
+  all.push_back({"pieces", "Can the controller, or what is between, send each reply in one piece? " + pieces + "."});
 }
 
 struct FieldQuestion {

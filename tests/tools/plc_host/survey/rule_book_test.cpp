@@ -46,6 +46,33 @@ class RuleBookTest : public testing::Test {
   RuleBook rules_{counts_, kWaitMs};
 };
 
+// What has come behind the values of each of so many variables, each asked for so many times.
+std::optional<uint32_t> surplus_of(size_t variables, size_t times, uint8_t behind) {
+  HeadCounts counts;
+  RuleBook rules(counts, kWaitMs);
+  for (size_t i = 0; i < variables * times; ++i) {
+    Asked asked;
+    plc_sim::Reference reference;
+    reference.handle.address = static_cast<uint32_t>(i % variables);
+    reference.size = 1;
+    asked.request = plc_sim::value_request(7, {reference});
+    asked.answer.end = ProbeReply::End::kWhole;
+    asked.answer.bytes = {0, 0, 0, 6, 0xFF, 0xFF, 0xFF, 0xF9, 0, 7, 0x1E, 0x09, 0, 0, 1, 2};
+    asked.answer.bytes.resize(asked.answer.bytes.size() + behind);
+    rules.take(asked);
+  }
+  rules.finish();
+  return counts.bytes_behind_values;
+}
+
+TEST(CommonSurplus, IsKnownFromThreeVariablesOnAndNoneFromThreeReplies) {
+  EXPECT_EQ(surplus_of(1, 9, 2), std::nullopt);
+  EXPECT_EQ(surplus_of(2, 9, 2), std::nullopt);
+  EXPECT_EQ(surplus_of(3, 3, 2), 2U);
+  EXPECT_EQ(surplus_of(1, 2, 0), std::nullopt);
+  EXPECT_EQ(surplus_of(1, 3, 0), 0U);
+}
+
 TEST_F(RuleBookTest, PartWithTheStatusOfAnswers_RefusesNothing) {
   EXPECT_FALSE(refuses(reply_to_name(5, kWhole)));
   EXPECT_FALSE(refuses(reply_to_name(5, kPart)));

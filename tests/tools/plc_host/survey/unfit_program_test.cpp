@@ -142,7 +142,10 @@ TEST_F(SurveyUnfitTest, LongerRepliesForOneOfTwoVariables_LeaveTheVerdictOpen) {
               "controller answers so, or the tag file declares a variable with another size than the controller has. "
               "Survey again, with the tag files of more variables.")
         << tags;
-    EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr("\nusable = \"unknown\"")) << tags;
+    const std::string profile = file_text(path("found/profile.toml"));
+    EXPECT_THAT(profile, HasSubstr("\nusable = \"unknown\"")) << tags;
+    EXPECT_THAT(profile, HasSubstr("\n# bytes_behind_values is not known. ")) << tags;
+    EXPECT_EQ(report().at("variables").at("findings").at(0).at("state"), "too long") << tags;
     for (const Json& rule : report().at("guarded").at("rules")) {
       if (rule.at("rule") == "value replies end with their values") {
         EXPECT_EQ(rule.at("holds"), nullptr) << tags;
@@ -243,6 +246,17 @@ TEST_F(SurveyFewTest, OneReplyThatBreaksARule_IsToldWithItsEvidenceAndIsNoVerdic
     EXPECT_NE(page.find("<td>with exceptions</td>"), std::string::npos) << row.fault;
     EXPECT_NE(page.find(row.evidence), std::string::npos) << row.fault;
   }
+}
+
+// plc-sim with the profile would do it with each reply.
+TEST_F(SurveyFewTest, WhatAFewRepliesHave_IsNotInTheProfile) {
+  survey_with("split 5 30 times=always every=20");
+  EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr("\n# piece_bytes is not known. "));
+  EXPECT_THAT(report().at("questions").at(0).at("question").get<std::string>(),
+              HasSubstr(" replies came in pieces, the smallest first one of 5 bytes, and the contract build takes the "
+                        "first one alone."));
+  survey_with("wrong-sequence times=always every=20");
+  EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr("\nsequence = \"right\"  # "));
 }
 
 TEST_F(SurveyFewTest, ManyRepliesThatBreakARule_AreAVerdict) {
