@@ -61,17 +61,24 @@ void TlsContext::load_files() {
   if (files.ca_file.empty()) {
     SSL_CTX_set_default_verify_paths(context);
   } else if (SSL_CTX_load_verify_file(context, files.ca_file.c_str()) != 1) {
-    problem_ = "ca_file " + plc_base::quoted(files.ca_file) + " holds no certificates that can be read: ";
+    set_problem("ca_file", files.ca_file, "cannot be read as certificates",
+                "name a file that has whole certificates in PEM form and nothing broken");
+    return;
   }
-  if (problem_.empty() && !files.cert_file.empty() &&
-      SSL_CTX_use_certificate_chain_file(context, files.cert_file.c_str()) != 1) {
-    problem_ = "cert_file " + plc_base::quoted(files.cert_file) + " holds no certificate that can be read: ";
+  if (!files.cert_file.empty() && SSL_CTX_use_certificate_chain_file(context, files.cert_file.c_str()) != 1) {
+    set_problem("cert_file", files.cert_file, "cannot be read as a certificate",
+                "name a file that has the whole certificate in PEM form");
+    return;
   }
-  if (problem_.empty() && !files.key_file.empty() &&
-      SSL_CTX_use_PrivateKey_file(context, files.key_file.c_str(), SSL_FILETYPE_PEM) != 1) {
-    problem_ = "key_file " + plc_base::quoted(files.key_file) + " does not hold the key of cert_file: ";
+  if (!files.key_file.empty() && SSL_CTX_use_PrivateKey_file(context, files.key_file.c_str(), SSL_FILETYPE_PEM) != 1) {
+    set_problem("key_file", files.key_file, "does not hold the key of cert_file",
+                "name the key for which the certificate was made");
   }
-  if (!problem_.empty()) problem_ += openssl_reason();
+}
+
+void TlsContext::set_problem(const std::string& key, const std::string& path, const char* what, const char* to_do) {
+  problem_key_ = key;
+  problem_ = key + " " + plc_base::quoted(path) + " " + what + " (" + openssl_reason() + "): " + to_do;
 }
 
 int TlsContext::on_verify(int is_good, X509_STORE_CTX* store) {

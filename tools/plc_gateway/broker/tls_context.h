@@ -19,6 +19,8 @@ class TlsContext {
 
   // Why it cannot be used; empty when it can.
   const std::string& problem() const { return problem_; }
+  // The key of the configuration whose file is the reason; empty when none is.
+  const std::string& problem_key() const { return problem_key_; }
   SSL_CTX* get() const { return context_.get(); }
   // OpenSSL's number of what is wrong with the broker's certificate; 0 when nothing is, or it did not come.
   long certificate_error() const { return certificate_error_; }
@@ -29,6 +31,7 @@ class TlsContext {
   static int on_verify(int is_good, X509_STORE_CTX* store);
   static void on_info(const SSL* ssl, int where, int value);
   void load_files();
+  void set_problem(const std::string& key, const std::string& path, const char* what, const char* to_do);
   void expect_name();
 
   struct Free {
@@ -37,6 +40,7 @@ class TlsContext {
   const BrokerOptions& options_;
   std::unique_ptr<SSL_CTX, Free> context_;
   std::string problem_;
+  std::string problem_key_;
   long certificate_error_ = 0;
   std::string alert_;
 };

@@ -51,8 +51,14 @@ struct Config {
 
 using plc_toml::Finding;
 
+// Where things stand that the broker's room has a say in; line 0 for those that are not there.
+struct BrokerPlaces {
+  plc_toml::Place url, ca_file, cert_file, key_file;
+};
+
 struct ConfigResult {
   Config config;
+  BrokerPlaces places;
   std::vector<Finding> findings;
   bool ok() const;  // no finding is an error
 };

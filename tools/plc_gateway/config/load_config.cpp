@@ -125,6 +125,7 @@ ConfigResult load_config(const std::string& file) {
   use_profile(draft, findings);
   look_around(draft, findings);
   result.config = std::move(draft.config);
+  result.places = draft.places;
   result.findings = findings.take();
   return result;
 }

@@ -142,6 +142,7 @@ void ConfigParser::take_controller() {
 void ConfigParser::take_url(Section& broker) {
   const std::optional<std::string> url = broker.text("url");
   if (!url) return;
+  draft_.places.url = broker.place("url");
   const BrokerUrl parsed = parse_broker_url(*url);
   if (!parsed.problem.empty()) {
     broker.error("url", parsed.problem);
@@ -170,9 +171,9 @@ void ConfigParser::take_login(Section& broker) {
 
 void ConfigParser::take_files(Section& broker) {
   Config& config = draft_.config;
-  take_path(broker, "ca_file", config.ca_file, draft_.ca_file);
-  take_path(broker, "cert_file", config.cert_file, draft_.cert_file);
-  take_path(broker, "key_file", config.key_file, draft_.key_file);
+  take_path(broker, "ca_file", config.ca_file, draft_.places.ca_file);
+  take_path(broker, "cert_file", config.cert_file, draft_.places.cert_file);
+  take_path(broker, "key_file", config.key_file, draft_.places.key_file);
   if (broker.has("cert_file") && !broker.has("key_file")) {
     broker.error("cert_file", "needs the certificate's key beside it: add key_file = \"...\"");
   }

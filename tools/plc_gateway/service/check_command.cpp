@@ -3,6 +3,7 @@
 
 #include "base/shown_text.h"
 #include "base/text.h"
+#include "tools/plc_gateway/service/checked_config.h"
 #include "tools/plc_gateway/service/commands.h"
 #include "tools/plc_gateway/service/exit_codes.h"
 #include "tools/plc_gateway/service/findings_text.h"
@@ -10,7 +11,7 @@
 namespace plc_gateway {
 
 int check_config(const std::string& file) {
-  const ConfigResult result = load_config(file);
+  const ConfigResult result = load_checked_config(file);
   require_ok(result, file);
   const Config& config = result.config;
   const std::string line = plc_base::shown_first(file) + ": " + plc_base::plural(config.variables.size(), "variable") +

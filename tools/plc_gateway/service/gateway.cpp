@@ -10,6 +10,7 @@
 #include <utility>
 #include <variant>
 
+#include "tools/plc_gateway/service/checked_config.h"
 #include "tools/plc_gateway/service/exit_codes.h"
 
 namespace plc_gateway {
@@ -25,22 +26,6 @@ Ms clock_ms(clockid_t clock) {
   timespec now{};
   clock_gettime(clock, &now);
   return now.tv_sec * kMsOfSecond + now.tv_nsec / kNsOfMs;
-}
-
-BrokerOptions broker_options(const Config& config) {
-  BrokerOptions options;
-  options.host = config.broker_host;
-  options.port = config.broker_port;
-  options.tls = config.tls;
-  options.client_id = "plc-gateway-" + config.group + "-" + config.edge_node;
-  options.username = config.username;
-  options.password_file = config.password_file;
-  options.ca_file = config.ca_file;
-  options.cert_file = config.cert_file;
-  options.key_file = config.key_file;
-  options.keep_alive_s = config.keep_alive_s;
-  options.mqtt5 = config.mqtt5;
-  return options;
 }
 
 JournalOptions journal_options(const Config& config) {

@@ -6,10 +6,10 @@
 
 #include "base/shown_text.h"
 #include "tools/plc_gateway/journal/journal.h"
+#include "tools/plc_gateway/model/utc_text.h"
 #include "tools/plc_gateway/service/commands.h"
 #include "tools/plc_gateway/service/exit_codes.h"
 #include "tools/plc_gateway/service/findings_text.h"
-#include "tools/plc_gateway/service/utc_text.h"
 
 namespace plc_gateway {
 namespace {

@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "base/shown_text.h"
-#include "tools/plc_gateway/service/utc_text.h"
+#include "tools/plc_gateway/model/utc_text.h"
 
 namespace plc_gateway {
 namespace {

@@ -12,6 +12,7 @@
 #include "base/text.h"
 #include "tools/plc_gateway/metrics/metrics_server.h"
 #include "tools/plc_gateway/metrics/metrics_text.h"
+#include "tools/plc_gateway/service/checked_config.h"
 #include "tools/plc_gateway/service/commands.h"
 #include "tools/plc_gateway/service/exit_codes.h"
 #include "tools/plc_gateway/service/findings_text.h"
@@ -239,7 +240,7 @@ class Run {
     load->work.data = load;
     const auto read = [](uv_work_t* work) {
       auto* self = static_cast<Load*>(work->data);
-      self->result = load_config(self->file);
+      self->result = load_checked_config(self->file);
     };
     const auto done = [](uv_work_t* work, int) {
       const std::unique_ptr<Load> self(static_cast<Load*>(work->data));
@@ -333,7 +334,7 @@ class Run {
 
 int run_gateway(const std::string& file) {
   require_resources();
-  ConfigResult loaded = load_config(file);
+  ConfigResult loaded = load_checked_config(file);
   require_ok(loaded, file);
   // A broker or a visitor that goes away must not end the gateway.
   std::signal(SIGPIPE, SIG_IGN);

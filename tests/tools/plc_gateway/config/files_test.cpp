@@ -1,5 +1,6 @@
 // Configurations that cannot be read as a whole, and the other files that one names.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -236,6 +237,36 @@ TEST_F(FilesTest, JournalFolder_MayBeMissingItself) {
   folder_.write("file", "");
   EXPECT_THAT(said("file"),
               ElementsAre("2:10: error: " + folder_.file("file") + " is not a folder: name one, or remove the file"));
+}
+
+TEST_F(FilesTest, JournalThatCannotBeWritten_IsToldWithoutMakingAnything) {
+  const auto said = [&](const std::string& path) {
+    return said_of("[journal]\nfolder = \"" + path + "\"\n", &Sections::journal);
+  };
+  for (const std::string folder : {"/proc", "/sys"}) {
+    EXPECT_THAT(said(folder), ElementsAre("2:10: error: " + folder +
+                                          " is the system's own and takes no files: name a folder on a disk"));
+  }
+  std::filesystem::create_symlink("journal.sqlite", folder_.file("journal/journal.sqlite"));
+  EXPECT_THAT(said("journal"),
+              ElementsAre("2:10: error: cannot write " + folder_.file("journal/journal.sqlite") +
+                          ": Too many levels of symbolic links; let the gateway's user read and write it"));
+  std::filesystem::remove(folder_.file("journal/journal.sqlite"));
+  EXPECT_THAT(said("journal"), IsEmpty());
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.file("journal")));
+}
+
+TEST_F(FilesTest, JournalFolderOfAnotherUser_IsTold) {
+  constexpr uid_t kNobody = 65534;
+  const std::string folder = folder_.file("journal");
+  const bool is_root = getuid() == 0;
+  // access() asks for the real user, so that root can ask as another one and still read the other files.
+  ASSERT_EQ(is_root ? setreuid(kNobody, static_cast<uid_t>(-1)) : chmod(folder.c_str(), 0500), 0);
+  const std::vector<std::string> lines = said_of("[journal]\nfolder = \"journal\"\n", &Sections::journal);
+  ASSERT_EQ(is_root ? setreuid(0, static_cast<uid_t>(-1)) : chmod(folder.c_str(), 0700), 0);
+  EXPECT_THAT(lines, testing::Contains("2:10: error: cannot write in the folder " + folder +
+                                       ": Permission denied; let the gateway's user write there, or name another "
+                                       "folder"));
 }
 
 }  // namespace

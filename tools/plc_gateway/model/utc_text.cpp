@@ -1,5 +1,5 @@
 // Moments as text.
-#include "tools/plc_gateway/service/utc_text.h"
+#include "tools/plc_gateway/model/utc_text.h"
 
 #include <cstdio>
 #include <ctime>

@@ -1,0 +1,86 @@
+// What the broker's room says of a configuration, beside what stands in it.
+#include "tools/plc_gateway/service/checked_config.h"
+
+#include <uv.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "tools/plc_gateway/broker/failure_text.h"
+#include "tools/plc_gateway/broker/tls_context.h"
+
+namespace plc_gateway {
+namespace {
+
+using plc_toml::Findings;
+using plc_toml::Place;
+
+Place place_of(const std::string& key, const BrokerPlaces& places) {
+  if (key == "ca_file") return places.ca_file;
+  if (key == "cert_file") return places.cert_file;
+  return key == "key_file" ? places.key_file : places.url;
+}
+
+bool is_told(const std::vector<Finding>& findings, Place place) {
+  return std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
+    return finding.is_error && finding.line == place.line && finding.column == place.column;
+  });
+}
+
+// Of a file that was told to be wrong, nothing is added.
+void check_tls(const ConfigResult& result, Findings& findings) {
+  if (!result.config.tls) return;
+  const BrokerOptions options = broker_options(result.config);
+  const TlsContext context(options);
+  if (context.problem().empty()) return;
+  const Place place = place_of(context.problem_key(), result.places);
+  if (!is_told(result.findings, place)) findings.error(place, context.problem());
+}
+
+// A name server that is out of reach says nothing of the file: it is no mistake.
+void check_broker_name(const ConfigResult& result, Findings& findings) {
+  if (result.config.broker_host.empty()) return;
+  uv_loop_t loop;
+  if (uv_loop_init(&loop) != 0) return;
+  uv_getaddrinfo_t request{};
+  addrinfo hints{};
+  hints.ai_socktype = SOCK_STREAM;
+  const int problem = uv_getaddrinfo(&loop, &request, nullptr, result.config.broker_host.c_str(), nullptr, &hints);
+  uv_freeaddrinfo(request.addrinfo);
+  uv_loop_close(&loop);
+  if (problem == 0) return;
+  findings.note(result.places.url, resolver_failure(broker_options(result.config), problem) +
+                                       "; it is tried again while the gateway runs");
+}
+
+}  // namespace
+
+BrokerOptions broker_options(const Config& config) {
+  BrokerOptions options;
+  options.host = config.broker_host;
+  options.port = config.broker_port;
+  options.tls = config.tls;
+  options.client_id = "plc-gateway-" + config.group + "-" + config.edge_node;
+  options.username = config.username;
+  options.password_file = config.password_file;
+  options.ca_file = config.ca_file;
+  options.cert_file = config.cert_file;
+  options.key_file = config.key_file;
+  options.keep_alive_s = config.keep_alive_s;
+  options.mqtt5 = config.mqtt5;
+  return options;
+}
+
+ConfigResult load_checked_config(const std::string& file) {
+  ConfigResult result = load_config(file);
+  Findings findings(file);
+  check_tls(result, findings);
+  check_broker_name(result, findings);
+  for (Finding& finding : findings.take()) result.findings.push_back(std::move(finding));
+  std::stable_sort(result.findings.begin(), result.findings.end(), [](const Finding& a, const Finding& b) {
+    return std::pair(a.line, a.column) < std::pair(b.line, b.column);
+  });
+  return result;
+}
+
+}  // namespace plc_gateway
