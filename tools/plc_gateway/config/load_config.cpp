@@ -86,7 +86,11 @@ void look_around(Draft& draft, Findings& findings) {
   if (!can_look_names_up(draft)) return;
   plc_client::Options options = draft.config.controller;
   const FoundAddress found = find_address(options.address);
-  if (found.address.empty()) {
+  const plc_base::NumberProblem wrong = plc_base::number_problem(options.address);
+  if (!wrong.text.empty()) {
+    findings.error(draft.address, plc_base::quoted(options.address) + " is not an address: " + wrong.text +
+                                      (wrong.has_remedy ? "" : "; give one like 192.168.0.10"));
+  } else if (found.address.empty()) {
     findings.note(draft.address, plc_base::quoted(options.address) +
                                      " is not an address, and this machine knows no host of that name now (" +
                                      found.problem + "): it is tried again while the gateway runs");

@@ -269,5 +269,13 @@ TEST_F(FilesTest, JournalFolderOfAnotherUser_IsTold) {
                                        "folder"));
 }
 
+TEST_F(FilesTest, ShortenedAddress_IsAnError) {
+  EXPECT_THAT(said_of("[controller]\nname = \"a\"\naddress = \"127.0.0\"\ntags = \"tags\"\n"
+                      "driver = \"" PLC_TEST_GUARDED "\"\n",
+                      &Sections::controller),
+              ElementsAre("3:11: error: '127.0.0' is not an address: an IPv4 address has four numbers up to 255; give "
+                          "one like 192.168.0.10"));
+}
+
 }  // namespace
 }  // namespace plc_gateway_test
