@@ -19,9 +19,23 @@ std::string html_fact(const char* name, const std::string& value) {
   return html_element("div", html_element("dt", name) + html_element("dd", value));
 }
 
+namespace {
+
+// For a style that shows the head of its column beside each cell: "--head1:&quot;rule&quot;".
+std::string heads_style(const std::vector<const char*>& heads) {
+  std::string style;
+  for (size_t i = 0; i < heads.size(); ++i) {
+    style += (i == 0 ? "--head" : ";--head") + std::to_string(i + 1) + ":&quot;" + heads[i] + "&quot;";
+  }
+  return style;
+}
+
+}  // namespace
+
 HtmlTable::HtmlTable(const std::string& title, const std::vector<const char*>& heads, size_t numbers_from)
     : numbers_from_(numbers_from),
-      text_("<div class=\"wide\" tabindex=\"0\" role=\"region\" aria-label=\"" + title + "\"><table><thead><tr>") {
+      text_("<div class=\"wide\" tabindex=\"0\" role=\"region\" aria-label=\"" + title + "\" style=\"" +
+            heads_style(heads) + "\"><table><thead><tr>") {
   for (size_t i = 0; i < heads.size(); ++i) {
     text_ += i >= numbers_from_ ? "<th scope=\"col\" class=\"number\">" : "<th scope=\"col\">";
     text_ += heads[i];

@@ -89,6 +89,15 @@ TEST(TimesCharts, FiguresStandInTheirOrder) {
   EXPECT_GT(place_of(by_names, "p99", true), place_of(by_names, "largest", true));
 }
 
+// Where a telephone shows them below one another.
+TEST(ColumnHeads, AreInTheStyleOfTheirTable) {
+  SurveyRecord record = spoken_record();
+  record.splits = {{20, {{{20}, 50}}, {}}};
+  EXPECT_THAT(splits_html(record),
+              HasSubstr("aria-label=\"Splitting\" style=\"--head1:&quot;reply&quot;;--head2:&quot;pieces, "
+                        "in bytes&quot;;--head3:"));
+}
+
 TEST(HoursFigures, AreEachInItsOwnPlace) {
   SurveyRecord record = spoken_record();
   record.endurance.step.state = Step::State::kDone;

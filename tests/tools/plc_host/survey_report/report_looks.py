@@ -42,6 +42,11 @@ def look_at(browser, source, name, pictures):
             what = f"survey-{name}-{width}-{scheme}"
             browser.look_as(width, height, scheme)
             expect(browser.evaluate("document.documentElement.scrollWidth <= innerWidth"), True, f"{what}: fits")
+            # Nobody on a telephone looks for columns that lie outside.
+            hidden = browser.evaluate("[...document.querySelectorAll('.wide')].filter(one => one.scrollWidth > "
+                                      "one.clientWidth).map(one => one.getAttribute('aria-label'))")
+            if width == WINDOWS[0][0]:
+                expect(hidden, [], f"{what}: tables that hide columns")
             expect(browser.evaluate("window.wasRun ?? false"), False, f"{what}: a script from outside was run")
             if name != "large":
                 found = axe.findings(browser, source)
