@@ -12,9 +12,6 @@
 namespace plc_gateway {
 namespace {
 
-constexpr size_t kManyStamps = 1000;
-constexpr size_t kMostStamps = 10000;
-
 // Of a number of any size and another one.
 uint64_t ms_apart(Ms a, Ms b) {
   return a > b ? static_cast<uint64_t>(a) - static_cast<uint64_t>(b)
@@ -66,7 +63,7 @@ std::string age_problem(const CommandRule& rule, Ms stamp, Ms wall_now) {
 CommandDesk::CommandDesk(std::vector<CommandRule> rules) { replace_rules(std::move(rules)); }
 
 void CommandDesk::remembers(const std::map<std::string, Ms>& times) {
-  for (const auto& [name, time] : times) last_[name].forgotten = time;
+  for (const auto& [name, time] : times) last_[name].newest = time;
 }
 
 void CommandDesk::replace_rules(std::vector<CommandRule> rules) {
@@ -112,6 +109,9 @@ CommandDesk::Decision CommandDesk::decide_one(const CommandMetric& metric, const
   if (arrival.retained) {
     return refuse("retained", "a retained command comes again with every new connection; publish it without retain");
   }
+  if (metric.is_historical) {
+    return refuse("old", "it is marked as historical, and only a new command is carried out; send it without the mark");
+  }
   CommandValue value = command_value(rule, metric);
   if (!value.input) return refuse(value.kind.c_str(), value.reason);
   const Refused late = time_problem(rule, metric, arrival);
@@ -119,22 +119,13 @@ CommandDesk::Decision CommandDesk::decide_one(const CommandMetric& metric, const
   Last& last = last_[rule.name];
   last.accepted = arrival.steady_now;
   const Ms stamp = sent.value_or(0);
-  last.stamps.insert(std::upper_bound(last.stamps.begin(), last.stamps.end(), stamp), stamp);
+  last.newest = stamp;
   return WriteJob{rule_of_.at(rule.name),
                   std::move(*value.input),
                   stamp,
                   said.value_or(std::string()),
                   later_by(std::max(stamp, arrival.time.value_or(stamp)), -rule.max_age_ms),
                   later_by(std::min(stamp, arrival.time.value_or(stamp)), rule.max_age_ms)};
-}
-
-void CommandDesk::forget_old_stamps(const CommandRule& rule, Ms wall_now, Last& last) {
-  if (last.stamps.size() < kManyStamps) return;
-  const auto is_young = [&](Ms taken) { return taken >= wall_now || is_young_enough(rule, taken, wall_now); };
-  const auto young = std::find_if(last.stamps.begin(), last.stamps.end(), is_young);
-  if (young == last.stamps.begin()) return;
-  last.forgotten = std::max(last.forgotten.value_or(*(young - 1)), *(young - 1));
-  last.stamps.erase(last.stamps.begin(), young);
 }
 
 CommandDesk::Refused CommandDesk::time_problem(const CommandRule& rule, const CommandMetric& metric,
@@ -148,25 +139,20 @@ CommandDesk::Refused CommandDesk::time_problem(const CommandRule& rule, const Co
   const bool is_from_before = remembers_from_ && stamp < arrival.wall_now &&
                               ms_apart(stamp, arrival.wall_now) > ms_apart(arrival.steady_now, *remembers_from_);
   if (is_from_before) return {"old", "it is from before this gateway was started, and may have been carried out then"};
-  Last& last = last_[rule.name];
-  forget_old_stamps(rule, arrival.wall_now, last);
-  if (last.forgotten && stamp <= *last.forgotten) {
-    return {"repeated", "a command for it was taken that is " + std::to_string(ms_apart(*last.forgotten, stamp)) +
+  const Last& last = last_[rule.name];
+  if (last.newest && stamp == *last.newest) {
+    return {"repeated", "a command for it with the same time was taken already"};
+  }
+  if (last.newest && stamp < *last.newest) {
+    return {"repeated", "a command for it was taken that is " + std::to_string(ms_apart(*last.newest, stamp)) +
                             " ms newer, and this one may have been carried out before: send a new one; when clocks "
                             "were set back, it can be taken as soon as they are past that time"};
-  }
-  if (std::binary_search(last.stamps.begin(), last.stamps.end(), stamp)) {
-    return {"repeated", "a command for it with the same time was taken already"};
   }
   const bool is_early = last.accepted && rule.every_ms > 0 &&
                         ms_apart(arrival.steady_now, *last.accepted) < static_cast<uint64_t>(rule.every_ms);
   if (is_early) {
     return {"rate", "the last one was taken " + std::to_string(ms_apart(arrival.steady_now, *last.accepted)) +
                         " ms ago; one in " + std::to_string(rule.every_ms) + " ms is allowed"};
-  }
-  if (last.stamps.size() >= kMostStamps) {
-    return {"rate", plc_base::plural(last.stamps.size(), "command") + " were taken in " +
-                        std::to_string(rule.max_age_ms) + " ms, more than can be told from repeated ones"};
   }
   return {};
 }

@@ -32,8 +32,8 @@ class CommandDesk {
 
   // `name_of_alias` tells the name of a metric of the births. Each metric of the message is decided on its own, in its
   // order: a job, or a refusal. `wall_now` is compared with the time of the message and of its metric, one of which
-  // there must be; the metric's, or else the message's, is what a repeated command has again. `steady_now` is for
-  // rates.
+  // there must be; the metric's, or else the message's, must be newer than that of the last one taken for the variable.
+  // `steady_now` is for rates.
   using Decision = std::variant<WriteJob, Refusal>;
   std::vector<Decision> decide(const CommandMessage& message, bool retained, Ms wall_now, Ms steady_now,
                                const std::map<uint64_t, std::string>& name_of_alias);
@@ -60,16 +60,13 @@ class CommandDesk {
   };
   struct Last {
     std::optional<Ms> accepted;  // steady
-    // The own times of accepted commands, in their order. Those that are refused for their age by now go when there are
-    // many.
-    std::vector<Ms> stamps;
-    // What is not behind this may have been accepted and be forgotten: a clock that is set back makes it young again.
-    std::optional<Ms> forgotten;
+    // The newest of accepted commands by their own times, maybe by a process before this one. What is not behind it may
+    // have been accepted too, and what it overtook must not undo it.
+    std::optional<Ms> newest;
   };
   const CommandRule* rule_named(const std::string& name) const;
   Decision decide_one(const CommandMetric& metric, const Arrival& arrival,
                       const std::map<uint64_t, std::string>& name_of_alias);
-  static void forget_old_stamps(const CommandRule& rule, Ms wall_now, Last& last);
   Refused time_problem(const CommandRule& rule, const CommandMetric& metric, const Arrival& arrival);
 
   std::vector<CommandRule> rules_;

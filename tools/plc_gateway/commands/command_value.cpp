@@ -110,6 +110,9 @@ TakenNumber real_element(const TypeFacts& facts, const CommandMetric& metric) {
   if (std::fabs(metric.real) > static_cast<double>(std::numeric_limits<float>::max())) {
     return out_of_range(limit_text(metric.real) + " is more than a Float holds");
   }
+  if (metric.real != 0 && static_cast<float>(metric.real) == 0) {
+    return out_of_range(limit_text(metric.real) + " is nearer to zero than what a Float holds, and is not zero");
+  }
   if (static_cast<double>(static_cast<float>(metric.real)) != metric.real) {
     return wrong_type("a Float does not hold " + limit_text(metric.real) + " exactly; send it as a float");
   }

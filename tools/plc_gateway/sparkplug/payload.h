@@ -57,6 +57,7 @@ struct CommandMetric {
   std::optional<uint64_t> alias;
   std::optional<uint32_t> datatype;
   std::optional<Ms> time;
+  bool is_historical = false;
   bool is_null = false;
   enum class Form : uint8_t { kNone, kInt, kLong, kFloat, kDouble, kBool, kString, kBytes, kOther } form = Form::kNone;
   uint64_t number = 0;  // kInt, kLong, kBool

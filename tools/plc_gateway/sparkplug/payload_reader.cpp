@@ -70,6 +70,7 @@ CommandMetric metric_of(const schema::Metric& from) {
   if (from.has_alias()) metric.alias = from.alias();
   if (from.has_datatype()) metric.datatype = from.datatype();
   if (from.has_timestamp()) metric.time = time_of(from.timestamp());
+  metric.is_historical = from.is_historical();
   metric.is_null = from.is_null();
   take_value(from, metric);
   return metric;

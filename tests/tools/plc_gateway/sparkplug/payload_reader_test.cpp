@@ -56,6 +56,12 @@ TEST(PayloadReader, CommandOfAHost_IsTakenApart) {
   EXPECT_EQ(whole->metrics[1].number, 1U);
 }
 
+TEST(PayloadReader, MarkOfHistory_IsTold) {
+  EXPECT_TRUE(only_metric("12 04 10 01 28 01").is_historical);
+  EXPECT_FALSE(only_metric("12 04 10 01 28 00").is_historical);
+  EXPECT_FALSE(only_metric("12 02 10 01").is_historical);
+}
+
 TEST(PayloadReader, EachForm_IsTold) {
   EXPECT_EQ(only_metric("12 02 10 01").form, Form::kNone);
   EXPECT_EQ(only_metric("12 06 50 FF FF FF FF 0F").number, 4294967295U);
