@@ -66,7 +66,8 @@ std::vector<KeyRow> rows_for_hosts() {
       {"settings", "delay_ms", "A host pauses this long before each transfer.", &Profile::delay_ms, 0, kMostDelayMs},
       {"settings", "batch_names", "A host asks for at most this many names at a time.", &Profile::batch_names, 1,
        kMostNumber},
-      {"settings", "poll_ms", "A host polls no more often than once in this time.", &Profile::poll_ms, 1, 86400000},
+      {"settings", "poll_ms", "Polling more often than once in this time is too often: plc-gateway check notes it.",
+       &Profile::poll_ms, 1, 86400000},
   };
 }
 

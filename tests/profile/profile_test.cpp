@@ -227,6 +227,9 @@ TEST(WriteProfile, Lines_SayWhatTheyMeanAndWhatIsNotKnown) {
               HasSubstr("\n# beyond is not known. This happens to a longer request: it is refused, closed or silent.\n"
                         "# status is not known. A longer request is refused with this status.\n"));
   EXPECT_THAT(text, HasSubstr("\n[refusal]\n# shape is not known. "));
+  // No host holds to it by itself.
+  EXPECT_THAT(text, HasSubstr("\n# poll_ms is not known. Polling more often than once in this time is too often: "
+                              "plc-gateway check notes it.\n"));
 }
 
 TEST(WriteProfile, TextsFromOutside_StayInTheirQuotes) {

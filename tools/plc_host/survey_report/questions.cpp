@@ -2,6 +2,7 @@
 #include "tools/plc_host/survey_report/questions.h"
 
 #include <algorithm>
+#include <map>
 
 #include "base/text.h"
 #include "tools/plc_host/survey_report/report_words.h"
@@ -13,6 +14,29 @@ namespace {
 using plc_base::plural;
 using Questions = std::vector<Question>;
 
+// "The directory counts 3, and names 2 of them."
+std::string directory_counts(const Programs& programs) {
+  const size_t counted = programs.announced.value_or(0);
+  const size_t named = programs.directory.size();
+  if (counted == named) {
+    return "The directory names " + std::to_string(named) + ", which is the most that it can count.";
+  }
+  return "The directory counts " + std::to_string(counted) + ", and names " + std::to_string(named) + " of them.";
+}
+
+void ask_of_same_names(const Programs& programs, Questions& all) {
+  std::map<std::string, size_t> counts;
+  for (const std::string& name : programs.directory) ++counts[name];
+  for (const auto& [name, count] : counts) {
+    if (count < 2) continue;
+    all.push_back({name, "Which of the " + std::to_string(count) +
+                             " programs of this name is meant? The survey asked the first one of the directory."});
+  }
+}
+
+// Of a tag file's own mistake.
+constexpr char kCheckFile[] = "plc-host check FILE tells what to write.";
+
 void ask_of_programs(const Programs& programs, Questions& all) {
   if (programs.changes > 0) {
     all.push_back({"directory",
@@ -20,12 +44,14 @@ void ask_of_programs(const Programs& programs, Questions& all) {
                    "the survey was made."});
   }
   if (has_figures(programs.step) && is_directory_partial(programs)) {
-    all.push_back({"directory", "How many programs are there? The directory counts " +
-                                    std::to_string(programs.announced.value_or(0)) + ", and names " +
-                                    std::to_string(programs.directory.size()) + " of them."});
+    all.push_back({"directory", "How many programs are there? " + directory_counts(programs)});
   }
+  ask_of_same_names(programs, all);
   for (const ProgramFinding& one : programs.findings) {
-    if (one.state == ProgramFinding::State::kMissing) {
+    if (one.scope.empty() && one.state != ProgramFinding::State::kUndeclared) {
+      all.push_back(
+          {"tag files", std::string("Which program do local variables without one belong to? ") + kCheckFile});
+    } else if (one.state == ProgramFinding::State::kMissing) {
       std::string what = "Is there such a program? The directory does not name it";
       if (!one.other.empty()) {
         what += "; it has " + one.other + ", the beginning of its name: is that another program, or its name cut";
@@ -55,6 +81,10 @@ std::string place_of_question(const VariableFinding& one) {
 Question question_on(const VariableFinding& one) {
   const std::string why = one.why.empty() ? "" : ": " + one.why;
   const std::string place = place_of_question(one);
+  const bool is_name_refused = one.state == VariableFinding::State::kRefused && !one.is_named;
+  if (one.type.empty() && !is_name_refused) {
+    return {one.name, std::string("What type has it? The tag file gives none: ") + kCheckFile + place};
+  }
   switch (one.state) {
     case VariableFinding::State::kRefused:
       if (one.is_named) {

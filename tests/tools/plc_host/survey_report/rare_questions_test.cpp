@@ -33,4 +33,48 @@ TEST(Questions, RareEvents_AreAskedWithTheirCounts) {
             "asked for? 3 came beside 389 answers, and a call of the guarded build may fail when it meets one.");
 }
 
+std::vector<Question> questions_of_directory(const std::vector<std::string>& names, size_t announced) {
+  SurveyRecord record;
+  record.is_whole = true;
+  record.heads.replies = record.heads.length.right = 390;
+  record.programs.step.state = Step::State::kDone;
+  record.programs.directory = names;
+  record.programs.announced = announced;
+  return questions(record);
+}
+
+TEST(Questions, FullDirectory_IsAskedAboutWithTheMostThatItCanCount) {
+  std::vector<std::string> names;
+  for (int i = 0; i < 255; ++i) names.push_back("P" + std::to_string(i));
+  const std::vector<Question> all = questions_of_directory(names, 255);
+  ASSERT_EQ(all.size(), 1U);
+  EXPECT_EQ(all[0].what, "How many programs are there? The directory names 255, which is the most that it can count.");
+  EXPECT_EQ(questions_of_directory({"A"}, 1).size(), 0U);
+}
+
+TEST(Questions, ProgramsOfOneName_AreAskedAbout) {
+  const std::vector<Question> all = questions_of_directory({"MAIN", "SUB", "MAIN"}, 3);
+  ASSERT_EQ(all.size(), 1U);
+  EXPECT_EQ(all[0].about, "MAIN");
+  EXPECT_EQ(all[0].what,
+            "Which of the 2 programs of this name is meant? The survey asked the first one of the directory.");
+}
+
+TEST(Questions, MistakesOfATagFile_LeadToItsCheck) {
+  SurveyRecord record;
+  record.is_whole = true;
+  record.heads.replies = record.heads.length.right = 390;
+  record.programs.findings = {{"", 0, ProgramFinding::State::kMissing, ""}};
+  VariableFinding odd;
+  odd.name = "Odd";
+  odd.state = VariableFinding::State::kShort;
+  record.variables.findings = {odd};
+  const std::vector<Question> all = questions(record);
+  ASSERT_EQ(all.size(), 2U);
+  EXPECT_EQ(all[0].about, "tag files");
+  EXPECT_EQ(all[0].what,
+            "Which program do local variables without one belong to? plc-host check FILE tells what to write.");
+  EXPECT_EQ(all[1].what, "What type has it? The tag file gives none: plc-host check FILE tells what to write.");
+}
+
 }  // namespace
