@@ -2,6 +2,7 @@
 #include "tests/support/sim_process.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -97,6 +98,10 @@ SimProcess::SimProcess(const std::string& program, const std::vector<std::string
   close_if_open(&error_end);
   input_ = in.write_end;
   output_ = out.read_end;
+}
+
+void SimProcess::send_signal(int number) const {
+  if (kill(pid_, number) != 0) die("it takes no signal");
 }
 
 SimProcess::~SimProcess() {

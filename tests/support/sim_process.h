@@ -30,6 +30,7 @@ class SimProcess {
   std::string command(const std::string& line);
 
   void close_input();
+  void send_signal(int number) const;
   // Closes its input and waits for its end. The exit code, or the signal that ended it as a negative number.
   int finish();
   // What it wrote to standard error until its end, if that is kept.

@@ -122,6 +122,7 @@ class Application {
     hooks.arm = [this](const Fault& fault) { return server_.arm(fault); };
     hooks.clear_faults = [this] { server_.clear_faults(); };
     hooks.quit = [this] { stop(); };
+    hooks.has_variables = options_.replay.empty();
     hooks.report = [this](const std::string& format) { return make_report(store_, log_, format); };
     return hooks;
   }
@@ -227,14 +228,22 @@ class Application {
     if (!options_.quiet || line.rfind("violation", 0) == 0) print_error("plc-sim: " + line);
   }
 
+  static bool is_hangup_ignored() {
+    struct sigaction inherited {};
+    return sigaction(SIGHUP, nullptr, &inherited) == 0 && inherited.sa_handler == SIG_IGN;
+  }
+
   void start_helpers() {
     uv_signal_init(&loop_.loop, &interrupt_);
     uv_signal_init(&loop_.loop, &terminate_);
+    uv_signal_init(&loop_.loop, &hangup_);
     uv_timer_init(&loop_.loop, &animation_);
-    interrupt_.data = terminate_.data = animation_.data = this;
+    interrupt_.data = terminate_.data = hangup_.data = animation_.data = this;
     const auto on_signal = [](uv_signal_t* signal, int) { static_cast<Application*>(signal->data)->stop(); };
     uv_signal_start(&interrupt_, on_signal, SIGINT);
     uv_signal_start(&terminate_, on_signal, SIGTERM);
+    // Under nohup it stays ignored.
+    if (!is_hangup_ignored()) uv_signal_start(&hangup_, on_signal, SIGHUP);
     if (options_.animate_ms > 0) {
       const auto on_step = [](uv_timer_t* timer) { static_cast<Application*>(timer->data)->animate(); };
       uv_timer_start(&animation_, on_step, options_.animate_ms, options_.animate_ms);
@@ -256,6 +265,7 @@ class Application {
     if (has_helpers_) {
       uv_close(reinterpret_cast<uv_handle_t*>(&interrupt_), nullptr);
       uv_close(reinterpret_cast<uv_handle_t*>(&terminate_), nullptr);
+      uv_close(reinterpret_cast<uv_handle_t*>(&hangup_), nullptr);
       uv_close(reinterpret_cast<uv_handle_t*>(&animation_), nullptr);
     }
   }
@@ -278,6 +288,7 @@ class Application {
   LineInput input_;
   uv_signal_t interrupt_{};
   uv_signal_t terminate_{};
+  uv_signal_t hangup_{};
   uv_timer_t animation_{};
   std::string listening_;  // where hosts connect to
   uint64_t step_ = 0;

@@ -200,6 +200,25 @@ void add_program(const std::string& text, std::map<std::string, uint8_t>& progra
   }
 }
 
+// What a replay would not heed.
+void refuse_beside_replay(const RawOptions& raw, const Options& options) {
+  if (options.replay.empty()) return;
+  const std::pair<const char*, bool> kGiven[] = {
+      {"--profile", !options.profile.empty()},
+      {"--skip-bad-lines", options.skip_bad_lines},
+      {"--sentinel", options.sentinel},
+      {"--animate", raw.animate},
+      {"--animate-ms", raw.animate_ms != 0},
+      {"--program", !raw.programs.empty()},
+      {"--directory-order", options.directory_order != DirectoryOrder::kLongestFirst},
+  };
+  for (const auto& [name, is_given] : kGiven) {
+    if (!is_given) continue;
+    throw std::invalid_argument(std::string(name) +
+                                " and --replay exclude each other: a capture says by itself what is answered");
+  }
+}
+
 void convert(const RawOptions& raw, Options& options) {
   options.listen = parse_endpoint("--listen", raw.listen);
   require_consent("--listen", options.listen, raw.allows_remote);
@@ -214,9 +233,7 @@ void convert(const RawOptions& raw, Options& options) {
     throw std::invalid_argument("--replay takes no tag files, the capture says what is answered. Try: without " +
                                 options.tag_files.front());
   }
-  if (!options.profile.empty() && !options.replay.empty()) {
-    throw std::invalid_argument("--profile and --replay exclude each other: a capture says by itself what is answered");
-  }
+  refuse_beside_replay(raw, options);
   refuse_other_forms(options.report);
   options.animate_ms = raw.animate && raw.animate_ms == 0 ? kDefaultAnimateMs : raw.animate_ms;
   for (const std::string& text : raw.faults) options.faults.push_back(fault_of(text));

@@ -253,6 +253,11 @@ TEST(PlcSim, CaptureOfOneRun_AnswersTheNextRunAlike) {
     replayed.push_back(to_hex(host.exchange(frame)));
   }
   EXPECT_EQ(replayed, recorded);
+  for (const char* command : {"set D 5", "show", "dump --json"}) {
+    const std::string word = std::string(command).substr(0, std::string(command).find(' '));
+    EXPECT_EQ(replay.command(command),
+              "error: " + word + " needs variables, and a replay has none: what the capture holds is answered\n");
+  }
   EXPECT_EQ(replay.finish(), 0);
 }
 

@@ -114,7 +114,7 @@ TEST(PlcSim, NamesOfAHost_AreNoWordsOfPlcSim) {
     expect_shown(report, ending);
     if (ending == std::string(".txt")) {
       expect_own_lines(report, {"  ", "never asked for:", "programs:"});
-      EXPECT_THAT(report, HasSubstr("\n  violation\\x3a forged "));
+      EXPECT_THAT(report, HasSubstr("\n  'violation\\x3a forged' "));
     } else if (ending == std::string(".csv")) {
       EXPECT_THAT(report, HasSubstr("\n'=cmd|' /C calc'!A0,,,refused,1,0,0,-\n"));
     } else {

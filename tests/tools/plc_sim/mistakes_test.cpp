@@ -93,6 +93,19 @@ TEST_F(Mistakes, OnTheCommandLine_AreNamedWithWhatToDo) {
   for (const Case& each : cases) EXPECT_EQ(said_to(each.arguments), std::string("plc-sim: ") + each.said + "\n");
 }
 
+TEST_F(Mistakes, OptionsThatAReplayDoesNotHeed_AreNamed) {
+  const std::vector<std::vector<std::string>> cases = {
+      {"--profile", "p.toml"}, {"--skip-bad-lines"},          {"--sentinel"}, {"--animate"}, {"--animate-ms", "100"},
+      {"--program", "Main=3"}, {"--directory-order", "file"},
+  };
+  for (const std::vector<std::string>& options : cases) {
+    std::vector<std::string> arguments = options;
+    arguments.insert(arguments.end(), {"--replay", tags_});
+    EXPECT_EQ(said_to(arguments), "plc-sim: " + options.front() +
+                                      " and --replay exclude each other: a capture says by itself what is answered\n");
+  }
+}
+
 TEST_F(Mistakes, InFaults_AreNamedWithWhatToDo) {
   const std::pair<const char*, const char*> cases[] = {
       {"delay 5 always", "'always' is written times=always"},
@@ -104,6 +117,7 @@ TEST_F(Mistakes, InFaults_AreNamedWithWhatToDo) {
       {"dealy 5", "no fault is called 'dealy'; did you mean delay?"},
       {"delay", "the fault is written: delay MS"},
       {"close soon", "'soon' is not a number; the fault is written: close"},
+      {"delay -1", "'-1' is not a number from 0 on; the fault is written: delay MS"},
       {"close on=raed",
        "no request is called 'raed': on= takes any, directory-start, directory, resolve, read, write, masked-write or "
        "bit"},

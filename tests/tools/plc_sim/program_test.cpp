@@ -2,7 +2,9 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <csignal>
 
+#include "base/files.h"
 #include "tests/support/frames.h"
 #include "tests/tools/plc_sim/plc_sim_process.h"
 #include "tests/tools/plc_sim/sim_support.h"
@@ -141,6 +143,28 @@ TEST(PlcSim, Violation_IsPrintedCountedAndMakesTheExitCodeOne) {
   EXPECT_EQ(sim.count("violations"), 1U);
   EXPECT_EQ(sim.process.finish(), 1);
   EXPECT_THAT(sim.process.errors(), HasSubstr("plc-sim: violation: connection 1, request 1 (directory start)"));
+}
+
+TEST(PlcSim, Hangup_EndsItWithItsReport) {
+  TemporaryFile tags("D,INT,,,a,b,c,0,1,0,0,,DM1\n");
+  const plc_test::TempDir folder;
+  PlcSimProcess sim({"--no-stdin", "--report", folder.file("report.txt"), tags.path()});
+  sim.read_line();
+  sim.send_signal(SIGHUP);
+  EXPECT_EQ(sim.read_line(), "");
+  EXPECT_EQ(sim.finish(), 0);
+  EXPECT_THAT(plc_base::read_file(folder.file("report.txt"), 100000).text, HasSubstr("never asked for:\n  D\n"));
+}
+
+TEST(PlcSim, HangupThatIsIgnoredFromTheStart_StaysIgnored) {
+  TemporaryFile tags("D,INT,,,a,b,c,0,1,0,0,,DM1\n");
+  const auto before = std::signal(SIGHUP, SIG_IGN);
+  PlcSimProcess sim({tags.path()});
+  std::signal(SIGHUP, before);
+  sim.read_line();
+  sim.send_signal(SIGHUP);
+  EXPECT_EQ(sim.command("show D"), "D = 0\n");
+  EXPECT_EQ(sim.finish(), 0);
 }
 
 TEST(PlcSim, QuitCommand_EndsIt) {

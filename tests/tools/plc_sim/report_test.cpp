@@ -52,6 +52,7 @@ TEST(Report, Json_HasWhatWasAskedHowOftenAndHowFast) {
   EXPECT_EQ(d.at("per_second"), 1.0);
   EXPECT_EQ(d.at("outcome"), "served");
   EXPECT_EQ(report.at("asked").at(1).at("name"), "MAIN/L[0]");
+  EXPECT_TRUE(report.at("asked").at(1).at("per_second").is_null()) << "asked for once: there is no rate";
   EXPECT_EQ(report.at("asked").at(1).at("outcome"), "outside");
   EXPECT_EQ(report.at("asked").at(2).at("outcome"), "refused");
   EXPECT_TRUE(report.at("asked").at(2).at("tag").is_null());
@@ -75,6 +76,16 @@ TEST(Report, Text_NamesWhatWasNeverAskedFor) {
   EXPECT_THAT(text,
               HasSubstr("D                                        INT            2       1       0    1.0  served"));
   EXPECT_THAT(text, HasSubstr("never asked for:\n  N\n"));
+}
+
+TEST(Report, Text_QuotesNamesWithBlanks) {
+  Bench bench("D,INT,,,a,b,c,0,0,0,1,Main ,\nE,INT,,,a,b,c,0,0,0,2,Main,\n");
+  AskLog log([] { return uint64_t{0}; });
+  const std::string text = make_report(bench.store, log, "text");
+  EXPECT_THAT(text, HasSubstr("  'Main /D'\n"));
+  EXPECT_THAT(text, HasSubstr("  Main/E\n"));
+  EXPECT_THAT(text, HasSubstr(" 'Main '\n"));
+  EXPECT_THAT(text, HasSubstr(" Main\n"));
 }
 
 TEST(Report, UnknownFormat_IsRefused) {

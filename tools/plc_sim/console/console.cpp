@@ -87,6 +87,7 @@ std::string Console::run(std::string_view line) {
     return "error: a line has at most " + std::to_string(kMostLineBytes) + " bytes\n";
   }
   if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
   const auto [command, rest] = split_first_word(line);
   if (command.empty()) return {};
   try {
@@ -99,6 +100,10 @@ std::string Console::run(std::string_view line) {
 std::string Console::answer(const std::string& command, const std::string& rest) {
   if (!rest.empty() && stands_alone(command)) {
     fail(command + " takes nothing" + (command == "faults" ? "; fault clear disarms them" : ""));
+  }
+  const bool is_of_variables = command == "set" || command == "show" || command == "dump";
+  if (is_of_variables && !hooks_.has_variables) {
+    fail(command + " needs variables, and a replay has none: what the capture holds is answered");
   }
   if (command == "set") return set(rest);
   if (command == "show") return show(rest);

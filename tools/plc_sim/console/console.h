@@ -19,6 +19,7 @@ class Console {
     std::function<void()> clear_faults;
     std::function<void()> quit;
     std::function<std::string(const std::string& format)> report;  // throws std::invalid_argument
+    bool has_variables = true;                                     // false: a capture answers
   };
 
   Console(VariableStore& store, const FaultBook& faults, const Tally& tally, Hooks hooks)

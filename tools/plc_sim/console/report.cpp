@@ -5,6 +5,7 @@
 #include <cctype>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <stdexcept>
 
 #include "base/json_text.h"
@@ -18,6 +19,12 @@ namespace {
 
 std::string times(uint64_t count) { return plc_base::plural(count, "time"); }
 
+// Quotes show where a name with blanks begins and ends.
+std::string column_name(const std::string& name) {
+  const std::string shown = shown_name(name);
+  return name.find(' ') == std::string::npos ? shown : plc_base::quoted(shown);
+}
+
 std::string text_report(const VariableStore& store, const AskLog& log) {
   std::string text = "  asked for                                type      asked    read written  per s  outcome\n";
   for (const ReportRow& row : report_rows(log)) {
@@ -27,16 +34,16 @@ std::string text_report(const VariableStore& store, const AskLog& log) {
                   static_cast<unsigned long long>(row.asked->written), rate_text(*row.asked).c_str(),
                   row.outcome.c_str());
     constexpr size_t kNameWidth = 40;
-    const std::string name = shown_name(row.name);
+    const std::string name = column_name(row.name);
     text += "  " + name + std::string(name.size() < kNameWidth ? kNameWidth - name.size() : 0, ' ');
     text += columns.data();
   }
   if (log.left_out() > 0) text += "  and names beyond the room for them, asked for " + times(log.left_out()) + "\n";
   text += "\nnever asked for:\n";
-  for (const std::string& name : never_asked(store, log)) text += "  " + shown_name(name) + "\n";
+  for (const std::string& name : never_asked(store, log)) text += "  " + column_name(name) + "\n";
   text += "\nprograms:\n";
   for (const Program& program : store.directory()) {
-    text += "  " + std::to_string(program.number) + " " + shown_name(program.name) + "\n";
+    text += "  " + std::to_string(program.number) + " " + column_name(program.name) + "\n";
   }
   return text;
 }
@@ -53,7 +60,8 @@ std::string json_report(const VariableStore& store, const AskLog& log) {
     entry["asked"] = row.asked->asked();
     entry["read"] = row.asked->read;
     entry["written"] = row.asked->written;
-    entry["per_second"] = row.asked->rate_per_second();
+    const std::optional<double> rate = row.asked->rate_per_second();
+    entry["per_second"] = rate ? nlohmann::ordered_json(*rate) : nlohmann::ordered_json();
     json["asked"].push_back(std::move(entry));
   }
   json["left_out"] = log.left_out();

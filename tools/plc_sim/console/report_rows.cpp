@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdio>
+#include <optional>
 #include <set>
 
 #include "wire/names.h"
@@ -34,10 +35,10 @@ std::vector<std::string> never_asked(const VariableStore& store, const AskLog& l
 }
 
 std::string rate_text(const AskedName& asked) {
-  const double rate = asked.rate_per_second();
-  if (rate <= 0) return "-";
+  const std::optional<double> rate = asked.rate_per_second();
+  if (!rate) return "-";
   std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.1f", rate);
+  std::snprintf(text.data(), text.size(), "%.1f", *rate);
   return text.data();
 }
 

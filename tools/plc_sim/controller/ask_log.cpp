@@ -2,11 +2,10 @@
 #include "tools/plc_sim/controller/ask_log.h"
 
 namespace plc_sim {
-double AskedName::rate_per_second() const {
+std::optional<double> AskedName::rate_per_second() const {
   constexpr double kMsPerSecond = 1000;
-  return asked() < 2 || last_ms == first_ms
-             ? 0
-             : static_cast<double>(asked() - 1) * kMsPerSecond / static_cast<double>(last_ms - first_ms);
+  if (asked() < 2 || last_ms == first_ms) return std::nullopt;
+  return static_cast<double>(asked() - 1) * kMsPerSecond / static_cast<double>(last_ms - first_ms);
 }
 
 void AskLog::add(const Asked& asked) {

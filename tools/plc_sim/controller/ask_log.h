@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "tools/plc_sim/controller/controller.h"
@@ -21,8 +22,8 @@ struct AskedName {
   uint64_t last_ms = 0;
 
   uint64_t asked() const { return resolved + refused; }
-  // Times asked per second between the first and the last; 0 when that cannot be said.
-  double rate_per_second() const;
+  // Times asked per second between the first and the last; nothing when that cannot be said.
+  std::optional<double> rate_per_second() const;
 };
 
 // A host that asks for arbitrary names must not fill the memory: further ones are counted only.

@@ -132,14 +132,18 @@ std::string setting_alone(std::string_view word, const FaultInfo& info) {
 }
 
 unsigned parse_argument(std::string_view word, const FaultInfo& info) {
-  const bool is_number = !word.empty() && word.find_first_not_of("0123456789") == std::string_view::npos;
+  constexpr const char* kDigits = "0123456789";
+  const bool is_number = !word.empty() && word.find_first_not_of(kDigits) == std::string_view::npos;
   if (is_number) return parse_count(word);
+  const bool is_negative =
+      word.size() > 1 && word.front() == '-' && word.find_first_not_of(kDigits, 1) == std::string_view::npos;
   const bool takes_settings = !is_of_connects(info.kind);
   const std::string alone = takes_settings ? setting_alone(word, info) : "";
   if (!alone.empty()) throw std::invalid_argument(alone);
   const std::string setting = takes_settings ? setting_for(word) : "";
   if (!setting.empty()) throw std::invalid_argument(plc_base::quoted(word) + " is written " + setting);
-  throw std::invalid_argument(plc_base::quoted(word) + " is not a number; " + written_as(info));
+  throw std::invalid_argument(plc_base::quoted(word) + " is not a number" + (is_negative ? " from 0 on; " : "; ") +
+                              written_as(info));
 }
 
 unsigned parse_positive(std::string_view key, std::string_view value) {
