@@ -43,8 +43,8 @@ std::string bad_variables(const Variables& variables) {
   }
   if (count > 0) return table.finish();
   const bool is_whole = variables.compared_with.empty() || variables.compared >= variables.to_compare;
-  return is_whole ? "<p>Every variable is as declared.</p>\n"
-                  : "<p>Every variable that was compared is as declared.</p>\n";
+  return is_whole ? "<p>Every variable has the size that is declared.</p>\n"
+                  : "<p>Every variable that was compared has the size that is declared.</p>\n";
 }
 
 std::string good_variables(const Variables& variables) {

@@ -105,7 +105,8 @@ bool is_untried(const VariableFinding& one) {
 
 const char* no_questions(const Variables& variables) {
   if (variables.step.state == Step::State::kDone) {
-    return "<p>Nothing: all is as declared, and replies are as expected.</p>\n";
+    return "<p>Nothing that replies show: every variable has the size that is declared, and replies are as expected. "
+           "No reply tells types of one size apart: compare the declarations with the program.</p>\n";
   }
   const auto& findings = variables.findings;
   if (findings.empty() || std::any_of(findings.begin(), findings.end(), is_untried)) {

@@ -193,6 +193,18 @@ TEST(SurveyPage, MarkupFromOutside_IsText) {
       50U);
 }
 
+TEST(SurveyPage, VariablesOfTheDeclaredSize_AreNotCalledOfTheDeclaredType) {
+  SurveyRecord record;
+  record.variables.step.state = Step::State::kDone;
+  record.variables.findings.resize(1);
+  record.variables.findings[0].state = VariableFinding::State::kGood;
+  const std::string page = report_page(record);
+  EXPECT_THAT(page, HasSubstr("<p>Every variable has the size that is declared.</p>"));
+  EXPECT_THAT(page, HasSubstr("<p>Nothing that replies show: every variable has the size that is declared, and replies "
+                              "are as expected. No reply tells types of one size apart: compare the declarations with "
+                              "the program.</p>"));
+}
+
 TEST(SurveyPage, LongLists_SayHowMuchIsMissing) {
   const std::string page = report_page(survey_test::large_record());
   EXPECT_EQ(times_in(page, "<td>refused, status 0004</td>"), 1000U);
