@@ -137,7 +137,8 @@ void ControllerWorker::take_readings(const Piece& piece, const std::vector<Readi
     if (!is_of_the_link(reason, reason == Reason::kFailed && controller_->state().connected)) continue;
     result.link_lost = true;
     result.reason = reason;
-    result.error = with_advice(readings[i].error);
+    result.error = readings[i].error.text;
+    result.advice = readings[i].error.advice;
   }
 }
 
@@ -156,6 +157,7 @@ ReadResult ControllerWorker::read(size_t piece) {
     result.link_lost = true;
     result.reason = unknown.reason;
     result.error = unknown.text;
+    result.advice = unknown.advice;
   }
   if (!result.link_lost) return result;
   const Ms now = now_ms();

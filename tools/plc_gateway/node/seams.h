@@ -37,6 +37,7 @@ struct ReadResult {
   bool link_lost = false;       // the controller did not answer, or not as one: every sample is without a value
   plc_client::Reason reason = plc_client::Reason::kNone;  // why the link was lost
   std::string error;
+  std::string advice;  // what to try; may be empty
 };
 
 struct Message {

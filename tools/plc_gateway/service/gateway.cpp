@@ -186,6 +186,7 @@ void Gateway::take_results() {
     if (const auto* read = std::get_if<ReadResult>(&result)) {
       if (read->link_lost) {
         controller_problem_ = read->error;
+        controller_advice_ = read->advice;
         controller_reason_ = read->reason;
       } else {
         note_bad(*read);
@@ -258,13 +259,15 @@ void Gateway::tell_controller() {
   const bool is_lost = told_.controller_alive && !is_alive;
   if (is_alive && !told_.controller_alive) {
     controller_problem_.clear();
+    controller_advice_.clear();
     controller_reason_ = told_reason_ = Reason::kNone;
     tell(LogLevel::kInfo, "controller_up",
          {{"device", config_.device}, {"variables", std::to_string(config_.variables.size())}});
   } else if (is_lost || (controller_reason_ != told_reason_ && controller_reason_ != Reason::kNotTried)) {
     told_reason_ = controller_reason_;
-    tell(LogLevel::kWarning, is_lost ? "controller_lost" : "controller_away",
-         {{"why", plc_client::reason_word(controller_reason_)}, {"reason", controller_problem_}});
+    LogFields fields = {{"why", plc_client::reason_word(controller_reason_)}, {"reason", controller_problem_}};
+    if (!controller_advice_.empty()) fields.emplace_back("what_to_do", controller_advice_);
+    tell(LogLevel::kWarning, is_lost ? "controller_lost" : "controller_away", fields);
   }
   told_.controller_alive = is_alive;
 }

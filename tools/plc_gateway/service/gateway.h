@@ -50,7 +50,10 @@ class Gateway {
   bool is_worker_stuck() const;
   // Nothing is asked of it any more, and it may be waiting for a controller that is silent.
   std::unique_ptr<ControllerWorker> take_worker() { return std::move(worker_); }
-  const std::string& controller_problem() const { return controller_problem_; }
+  // With what to try, where that is known; empty when there is none.
+  std::string controller_problem() const {
+    return controller_advice_.empty() ? controller_problem_ : controller_problem_ + ". " + controller_advice_;
+  }
 
  private:
   // Where the worker's thread rings, as long as there is somebody to hear it.
@@ -92,6 +95,7 @@ class Gateway {
   Counters told_;
   JournalCounters told_journal_;
   std::string controller_problem_;
+  std::string controller_advice_;
   plc_client::Reason controller_reason_ = plc_client::Reason::kNone;
   plc_client::Reason told_reason_ = plc_client::Reason::kNone;
   std::vector<uint8_t> told_bad_;

@@ -208,7 +208,7 @@ class Run {
     if (!gateway_) return "the configuration is being taken\n";
     const Counters& counters = gateway_->node().counters();
     if (gateway_->is_worker_stuck()) return "the driver does not come back from a call\n";
-    const std::string& away = gateway_->controller_problem();
+    const std::string away = gateway_->controller_problem();
     if (!counters.controller_alive) {
       return "the controller is not polled: " + (away.empty() ? "it was not reached yet" : plc_base::shown_line(away)) +
              "\n";

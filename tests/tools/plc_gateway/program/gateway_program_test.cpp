@@ -115,6 +115,7 @@ TEST_F(GatewayProgram, ControllerThatDies_IsToldAndFoundAgain) {
   EXPECT_TRUE(host->hears(kDeviceBirth));
   EXPECT_TRUE(shows("/healthz", "HTTP/1.1 200"));
   EXPECT_THAT(world.log(), AllOf(HasSubstr("level=warning event=controller_lost"), HasSubstr("event=controller_up")));
+  EXPECT_THAT(world.log(), ContainsRegex("event=controller_lost why=[a-z-]+ reason=\"[^\"]+\" what_to_do=\"[^\"]+\""));
 }
 
 TEST_F(GatewayProgram, VariableThatIsRefused_IsLoggedWithTheRemedy) {
