@@ -236,6 +236,23 @@ void append_escape(unsigned char byte, std::string& quoted) {
   }
 }
 
+// The text with escapes for what a terminal would obey or hide, and with a backslash before each of these signs.
+std::string escaped(std::string_view text, std::string_view signs) {
+  std::string written;
+  for (size_t at = 0; at < text.size();) {
+    const auto first = first_code_point(text.substr(at));
+    if (!first || is_hidden(first->value)) {
+      const size_t end = at + (first ? first->bytes : 1);
+      for (; at < end; ++at) append_escape(static_cast<unsigned char>(text[at]), written);
+      continue;
+    }
+    if (signs.find(text[at]) != std::string_view::npos) written += '\\';
+    written += text.substr(at, first->bytes);
+    at += first->bytes;
+  }
+  return written;
+}
+
 }  // namespace
 
 TypedNumber typed_number(const ValueType& type, std::string_view text) {
@@ -272,22 +289,9 @@ TypedText typed_text(std::string_view text, size_t most_bytes) {
   return typed;
 }
 
-std::string quoted_with_escapes(std::string_view text) {
-  std::string quoted = "\"";
-  for (size_t at = 0; at < text.size();) {
-    const auto first = first_code_point(text.substr(at));
-    const auto byte = static_cast<unsigned char>(text[at]);
-    if (!first || is_hidden(first->value)) {
-      const size_t end = at + (first ? first->bytes : 1);
-      for (; at < end; ++at) append_escape(static_cast<unsigned char>(text[at]), quoted);
-      continue;
-    }
-    if (byte == '"' || byte == '\\') quoted += '\\';
-    quoted += text.substr(at, first->bytes);
-    at += first->bytes;
-  }
-  return quoted + "\"";
-}
+std::string quoted_with_escapes(std::string_view text) { return '"' + escaped(text, "\"\\") + '"'; }
+
+std::string text_with_escapes(std::string_view text) { return escaped(text, "\\"); }
 
 TypedList typed_elements(std::string_view text, const std::vector<size_t>& extents) {
   TypedList list;

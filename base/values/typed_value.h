@@ -37,6 +37,9 @@ TypedText typed_text(std::string_view text, size_t most_bytes);
 // The text between double quotes, with typed_text's escapes for what a terminal would obey or hide.
 std::string quoted_with_escapes(std::string_view text);
 
+// The same without the quotes around it, and with the double quotes in it as they are: a form without quotes.
+std::string text_with_escapes(std::string_view text);
+
 struct TypedList {
   std::vector<std::string_view> elements;
   std::string problem;

@@ -16,7 +16,7 @@ enum ExitCode : int {
   kExitUsage = 2,          // the command line or a value on it
   kExitLibrary = 3,        // the driver library cannot be loaded or lacks an entry point
   kExitTagFile = 4,        // the tag file cannot be read or the driver rejects it
-  kExitVerifyDiffers = 5,  // written, but read back different
+  kExitVerifyDiffers = 5,  // read back different from what was sent
   kExitSimulator = 6,      // the simulator did not start, or its judge counted violations
   kExitNoConnection = 7,   // no transfer succeeded and the connection was the reason
   kExitOutput = 8,         // a result, or a file that was asked for, could not be written

@@ -39,7 +39,11 @@ void catch_stop_signals() {
   struct sigaction action {};
   action.sa_handler = note_stop;
   sigemptyset(&action.sa_mask);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaction(number, &action, nullptr);
+  for (const int number : {SIGINT, SIGTERM}) sigaction(number, &action, nullptr);
+  // nohup starts a program with this signal ignored, so that it outlives its terminal.
+  struct sigaction inherited {};
+  sigaction(SIGHUP, nullptr, &inherited);
+  if (inherited.sa_handler != SIG_IGN) sigaction(SIGHUP, &action, nullptr);
 }
 
 void request_stop() {

@@ -5,7 +5,8 @@
 
 namespace plc_host {
 
-// From now on SIGINT, SIGTERM and SIGHUP are only noted. A driver call that they interrupt fails.
+// From now on SIGINT, SIGTERM and SIGHUP are only noted. A driver call that they interrupt fails. A SIGHUP that was
+// ignored when the program started, as with nohup, stays ignored.
 void catch_stop_signals();
 
 bool stop_requested();

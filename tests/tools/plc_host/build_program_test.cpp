@@ -120,7 +120,7 @@ TEST_F(BuildTest, Write_IsCalledDoneByTheGuardedBuildAlone) {
   const Json guarded = Json::parse(run_on_simulator({"write", "Speed=7", "--json", "--quiet"}).out);
   EXPECT_EQ(guarded["state"], "written");
   EXPECT_EQ(guarded["written"], true);
-  EXPECT_EQ(guarded["verified"], false);
+  EXPECT_TRUE(guarded["verified"].is_null());
   const Json verified = Json::parse(run_on_simulator({"write", "Speed=7", "--json", "--verify"}).out);
   EXPECT_EQ(verified["state"], "verified");
   EXPECT_EQ(verified["verified"], true);
@@ -129,6 +129,35 @@ TEST_F(BuildTest, Write_IsCalledDoneByTheGuardedBuildAlone) {
   EXPECT_EQ(contract["state"], "unguarded");
   EXPECT_TRUE(contract["written"].is_null());
   EXPECT_TRUE(contract["verified"].is_null());
+}
+
+constexpr char kNotKnownWhether[] =
+    "the driver returned 0, which this build does for a refusal too; whether it was written is not known";
+
+TEST_F(BuildTest, RefusedWriteOfTheContractBuild_IsNotCalledWrittenWhenItCannotBeReadBack) {
+  library_ = PLC_HOST_LIBRARY;
+  const Outcome outcome = run_on_simulator({"write", "--verify", "--json", "--quiet", "--timeout", "1", "Speed=5"},
+                                           {"--fault=refuse on=write", "--fault=no-reply on=read"});
+  EXPECT_EQ(outcome.code, 7);
+  const Json result = Json::parse(outcome.out);
+  EXPECT_EQ(result["state"], "no-answer");
+  EXPECT_THAT(result["reason"].get<std::string>(),
+              StartsWith(std::string(kNotKnownWhether) + "; it cannot be read back: 127.0.0.1:"));
+  EXPECT_THAT(result["reason"].get<std::string>(), EndsWith(": no answer within 1 s (3)"));
+  EXPECT_TRUE(result["written"].is_null());
+  EXPECT_TRUE(result["verified"].is_null());
+}
+
+TEST_F(BuildTest, RefusedWriteOfTheContractBuild_IsNotCalledWrittenWhenItReadsBackDifferent) {
+  library_ = PLC_HOST_LIBRARY;
+  const Outcome outcome =
+      run_on_simulator({"write", "--verify", "--json", "--quiet", "Speed=5"}, {"--fault=refuse on=write"});
+  EXPECT_EQ(outcome.code, 5);
+  const Json result = Json::parse(outcome.out);
+  EXPECT_EQ(result["state"], "different");
+  EXPECT_EQ(result["reason"], std::string("sent 5, read back 0; ") + kNotKnownWhether);
+  EXPECT_TRUE(result["written"].is_null());
+  EXPECT_EQ(result["verified"], false);
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
 // Tests of plc-host as a program, about the forms of its results, and of what is shown whole or not at all.
+#include <array>
+#include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "tests/tools/plc_host/program_fixture.h"
@@ -19,6 +21,12 @@ class FormsTest : public ProgramTest {
     std::vector<std::string> read = {"read", "--address", "127.0.0.1", "--port", port_, "--tags", path("machine.csv")};
     read.insert(read.end(), words.begin(), words.end());
     return run(read);
+  }
+
+  // On the simulator that runs.
+  Outcome on_controller(std::vector<std::string> words) {
+    words.insert(words.end(), {"--address", "127.0.0.1:" + port_, "--tags", path("machine.csv")});
+    return run(words);
   }
 };
 
@@ -81,6 +89,54 @@ TEST_F(FormsTest, Raw_IsTheValueAlone) {
   EXPECT_EQ(outcome.code, 0);
   EXPECT_EQ(outcome.out, "-5\npump \"3\"\\n\n[0, 0]\n0x0000\ntrue\n");
   EXPECT_EQ(outcome.err, "");
+}
+
+// A line feed and the two signs that stand for one, a byte and the four signs that stand for it.
+const std::vector<std::string> kAlikeTexts = {R"(Text="a\nb")", R"(Text="a\\nb")", R"(Text="\xFF")", R"(Text="\\xFF")"};
+const std::vector<std::string> kAlikeShown = {R"(a\nb)", R"(a\\nb)", R"(\xFF)", R"(\\xFF)"};
+
+TEST_F(FormsTest, TextsThatWouldLookAlike_DifferInEveryFormWithoutQuotes) {
+  for (size_t i = 0; i < kAlikeTexts.size(); ++i) {
+    const std::string& shown = kAlikeShown[i];
+    EXPECT_EQ(read_set({"--raw", "Text"}, {kAlikeTexts[i]}).out, shown + "\n");
+    EXPECT_THAT(read_set({"--csv", "Text"}, {kAlikeTexts[i]}).out, EndsWith("Z," + shown + ",\n"));
+    const auto simulator = start_simulator();
+    EXPECT_EQ(on_controller({"write", kAlikeTexts[i]}).code, 0);
+    EXPECT_EQ(on_controller({"watch", "Text", "--raw", "--rounds", "1"}).out, shown + "\n");
+    EXPECT_THAT(on_controller({"watch", "Text", "--csv", "--rounds", "1"}).out, EndsWith(",good,," + shown + "\n"));
+    const std::string log = "watch" + std::to_string(i) + ".csv";
+    EXPECT_EQ(on_controller({"watch", "Text", "--log", path(log), "--rounds", "1"}).code, 0);
+    EXPECT_THAT(file_text(path(log)), HasSubstr(",Text," + shown + ",good,\n"));
+  }
+}
+
+// The text of --raw as write takes it: between quotes, with a backslash before each quote in it.
+std::string as_written(const std::string& raw) {
+  std::string text;
+  for (const char sign : raw) text += sign == '"' ? "\\\"" : std::string(1, sign);
+  return '"' + text + '"';
+}
+
+TEST_F(FormsTest, RawText_CanBeWrittenBackWithTheSameBytes) {
+  std::string typed = "\"";
+  for (int byte = 1; byte < 256; ++byte) {
+    std::array<char, 8> escape{};
+    std::snprintf(escape.data(), escape.size(), "\\x%02X", static_cast<unsigned>(byte));
+    typed += escape.data();
+  }
+  for (const std::string& text : {typed + '"', std::string(R"("\"a\\\"b\\")"), std::string(R"(" a\xE2\x80\xAE ")"),
+                                  std::string(R"("\\n\n\\xFF\xFF")"), std::string(R"("")")}) {
+    const auto simulator = start_simulator();
+    EXPECT_EQ(on_controller({"write", "Long=" + text}).code, 0);
+    const std::string json = without_times(on_controller({"read", "--json", "Long"}).out);
+    const Outcome raw = on_controller({"read", "--raw", "Long"});
+    EXPECT_EQ(raw.code, 0);
+    EXPECT_EQ(count_of(raw.out, "\n"), 1U);
+    EXPECT_EQ(on_controller({"write", "Long=other"}).code, 0);
+    const Outcome back = on_controller({"write", "Long=" + as_written(raw.out.substr(0, raw.out.size() - 1))});
+    EXPECT_EQ(back.code, 0) << back.err;
+    EXPECT_EQ(without_times(on_controller({"read", "--json", "Long"}).out), json);
+  }
 }
 
 TEST_F(FormsTest, RawWithoutOneOfTheValues_ShowsNone) {
@@ -378,7 +434,7 @@ TEST_F(FormsTest, DryRunOfARunningController_WritesNothing) {
   dry.insert(dry.end(), target.begin(), target.end());
   EXPECT_EQ(without_times(run(dry).out),
             R"({"name":"Speed","id":1,"type":"INT","state":"checked","time":"T","value":7,"written":false,)"
-            R"("verified":false})"
+            R"("verified":null})"
             "\n");
   std::vector<std::string> read = {"read", "--raw", "Speed"};
   read.insert(read.end(), target.begin(), target.end());

@@ -87,6 +87,37 @@ TEST_F(InterruptTest, Watch_CountsNoFailure) {
   EXPECT_EQ(outcome.err, "plc-host: 0 calls, 0 failures, round trip - / - / - ms (shortest / mean / longest)\n");
 }
 
+// As started by nohup.
+std::vector<std::string> without_hangup(const std::vector<std::string>& words) {
+  std::vector<std::string> all = {"/bin/sh", "-c", "trap '' HUP; exec \"$@\"", "sh"};
+  all.insert(all.end(), words.begin(), words.end());
+  return all;
+}
+
+TEST_F(InterruptTest, HangupThatWasIgnoredAtTheStart_EndsNoWatch) {
+  const std::unique_ptr<Child> simulator = start_simulator();
+  Child watch(without_hangup(host_words({"watch", "Speed", "--raw", "--interval", "10", "--address",
+                                         "127.0.0.1:" + port_, "--tags", path("machine.csv")})),
+              path("out"), path("err"));
+  EXPECT_TRUE(watch.wait_for("0\n"));
+  watch.signal(SIGHUP);
+  simulator->type("set Speed 7654\n");
+  EXPECT_TRUE(watch.wait_for("7654\n"));
+  watch.signal(SIGTERM);
+  EXPECT_EQ(watch.wait(), 0);
+}
+
+TEST_F(InterruptTest, HangupOfTheTerminal_EndsAWatchWithItsSummary) {
+  const std::unique_ptr<Child> simulator = start_simulator();
+  Child watch(host_words({"watch", "Speed", "--raw", "--interval", "10", "--address", "127.0.0.1:" + port_, "--tags",
+                          path("machine.csv")}),
+              path("out"), path("err"));
+  EXPECT_TRUE(watch.wait_for("0\n"));
+  watch.signal(SIGHUP);
+  EXPECT_EQ(watch.wait(), 0);
+  EXPECT_THAT(file_text(path("err")), HasSubstr(", 0 failures, round trip "));
+}
+
 TEST_F(InterruptTest, Why_NamesNoFaultOfTheController) {
   const Outcome outcome = interrupted_at({"why", "Speed"}, kSilentRead, kOfRead);
   EXPECT_EQ(outcome.code, 130);

@@ -139,7 +139,7 @@ TEST_F(NamesTest, PatternInWrite_IsRefusedAndNothingWritten) {
   const Outcome outcome = run_on_simulator({"write", "Speed=1", "T*=2", "--json"});
   EXPECT_EQ(outcome.code, 1);
   EXPECT_THAT(outcome.out, HasSubstr(R"("reason":"write takes no patterns: give each variable by its name","written":)"
-                                     R"(false,"verified":false})"));
+                                     R"(false,"verified":null})"));
   EXPECT_THAT(outcome.out, StartsWith(R"({"name":"Speed","id":1,"type":"INT","state":"not-written",)"));
   EXPECT_EQ(count_of(outcome.out, "\n"), 2U);
   EXPECT_EQ(outcome.err,

@@ -272,7 +272,7 @@ TEST_F(StateTest, SilentController_IsWrittenToOnce) {
   EXPECT_EQ(Json::parse(lines[0])["written"], nullptr);
   EXPECT_EQ(Json::parse(lines[0])["verified"], nullptr);
   EXPECT_EQ(Json::parse(lines[1])["written"], false);
-  EXPECT_EQ(Json::parse(lines[1])["verified"], false);
+  EXPECT_EQ(Json::parse(lines[1])["verified"], nullptr);
 }
 
 TEST_F(StateTest, WrittenButReadBackDifferent_IsNoValue) {
@@ -282,6 +282,9 @@ TEST_F(StateTest, WrittenButReadBackDifferent_IsNoValue) {
   const Json result = Json::parse(outcome.out);
   EXPECT_EQ(result["state"], "different");
   EXPECT_TRUE(result["value"].is_null());
+  EXPECT_THAT(result["reason"].get<std::string>(), StartsWith("wrote -12345, read back "));
+  EXPECT_EQ(result["written"], true);
+  EXPECT_EQ(result["verified"], false);
 }
 
 TEST_F(StateTest, CsvOfAControllerThatGoesAndComesBack_HasAGap) {

@@ -43,7 +43,7 @@ constexpr char kExamples[] =
     "  2 wrong command line or settings    8 the output cannot be written\n"
     "  3 the driver cannot be used         9 there is no memory left\n"
     "  4 the tag file cannot be used       130 interrupted\n"
-    "  5 written, but read back different  141 nobody reads the output any more\n";
+    "  5 read back different               141 nobody reads the output any more\n";
 
 void add_commands(CLI::App& app) {
   for (const Command& command : command_table()) {

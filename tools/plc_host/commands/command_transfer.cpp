@@ -112,8 +112,23 @@ int read_by_number(const HostOptions& options, CommandOutput& output) {
   return host.finish(exit_code_of({result}, stop_requested()));
 }
 
+// The contract build reports a write as done that the controller refused.
+constexpr char kAnyReturnsZero[] =
+    "the driver returned 0, which this build does for a refusal too; whether it was written is not known";
+
+// Nobody but the guarded build can tell that a value was written, whatever was read back.
+std::string unread_back(bool is_acknowledged, const std::string& reason) {
+  return is_acknowledged ? "written, but cannot be read back: " + reason
+                         : std::string(kAnyReturnsZero) + "; it cannot be read back: " + reason;
+}
+
+std::string read_back_different(bool is_acknowledged, const std::string& sent, const std::string& back) {
+  return is_acknowledged ? "wrote " + sent + ", read back " + back
+                         : "sent " + sent + ", read back " + back + "; " + kAnyReturnsZero;
+}
+
 // What reading back makes of a write that the driver reported as done.
-Reading verified(Host& host, const PreparedWrite& write, const Reading& written) {
+Reading verified(Host& host, const PreparedWrite& write, const Reading& written, bool is_acknowledged) {
   const TagResult back = read_tag(host.session(), write.reference);
   const TagValue* value = back.reading.value();
   const TagEntry& entry = write.reference.tag->entry;
@@ -122,11 +137,11 @@ Reading verified(Host& host, const PreparedWrite& write, const Reading& written)
   if (value == nullptr) {
     const bool is_interrupted = stop_requested() && !back.reading.is_taken();
     if (is_interrupted) failure.quality = Quality::kFailed;
-    failure.reason = "written, but cannot be read back: " + (is_interrupted ? kInterruptedWord : failure.reason);
+    failure.reason = unread_back(is_acknowledged, is_interrupted ? kInterruptedWord : failure.reason);
   } else {
     failure.quality = Quality::kDifferent;
-    failure.reason = "wrote " + format_value(entry, write.value, write.reference.extents) + ", read back " +
-                     format_value(entry, *value, back.reference.extents);
+    failure.reason = read_back_different(is_acknowledged, format_value(entry, write.value, write.reference.extents),
+                                         format_value(entry, *value, back.reference.extents));
   }
   return {failure, back.reading.time()};
 }
@@ -134,8 +149,9 @@ Reading verified(Host& host, const PreparedWrite& write, const Reading& written)
 TagResult write_one(Host& host, const PreparedWrite& write, bool verify, Confirmation& confirmation) {
   TagResult result = write_tag(host.session(), write);
   confirmation.is_acknowledged = result.ok() && host.session().is_guarded();
+  confirmation.is_unclear = result.ok() && !host.session().is_guarded();
   if (!result.ok() || !verify) return result;
-  result.reading = verified(host, write, result.reading);
+  result.reading = verified(host, write, result.reading, confirmation.is_acknowledged);
   confirmation.is_read_back = result.ok();
   return result;
 }

@@ -9,6 +9,7 @@
 #include "base/json_text.h"
 #include "base/shown_text.h"
 #include "base/text.h"
+#include "base/values/typed_value.h"
 #include "client/driver/failure.h"
 #include "client/values/time_text.h"
 #include "client/values/utf8_text.h"
@@ -41,28 +42,25 @@ std::string value_line_text(const TagResult& result) {
 // Whether the controller has carried the write out, where that is known.
 std::optional<bool> was_written(const TagResult& result, const Confirmation& confirmation) {
   if (confirmation.is_acknowledged) return true;
-  if (confirmation.is_only_checked) return false;
-  if (result.ok() || !result.reading.is_taken()) return result.ok() ? std::nullopt : std::optional<bool>(false);
+  if (confirmation.is_unclear) return std::nullopt;
+  if (confirmation.is_only_checked || !result.reading.is_taken()) return false;
   const Failure& failure = result.reading.failure();
-  const bool is_open = leaves_write_open(failure) || failure.has_begun || failure.quality == Quality::kDifferent;
-  return is_open ? std::nullopt : std::optional<bool>(false);
+  return leaves_write_open(failure) || failure.has_begun ? std::nullopt : std::optional<bool>(false);
 }
 
-// Whether it was read back as it was written.
+// Whether it was read back as it was written: not known where nobody looked, or with a build that takes any reply.
 std::optional<bool> was_verified(const TagResult& result, const Confirmation& confirmation) {
-  const std::optional<bool> written = was_written(result, confirmation);
   if (result.reading.quality() == Quality::kDifferent) return false;
-  if (!written || !*written) return written;
-  return result.ok() ? std::optional<bool>(confirmation.is_read_back) : std::nullopt;
+  return confirmation.is_read_back && confirmation.is_acknowledged ? std::optional<bool>(true) : std::nullopt;
 }
 
 nlohmann::ordered_json known_or_null(const std::optional<bool>& known) {
   return known ? nlohmann::ordered_json(*known) : nlohmann::ordered_json();
 }
 
-// A text, or the bytes of a type without a width.
+// A text, with its backslashes doubled so that no two texts look alike, or the bytes of a type without a width.
 std::string text_of(const TagEntry& entry, const TagValue& value) {
-  return value_kind(entry) == ValueKind::kRaw ? hexadecimal_bytes(value.text) : value.text;
+  return value_kind(entry) == ValueKind::kRaw ? hexadecimal_bytes(value.text) : plc_base::text_with_escapes(value.text);
 }
 
 // What the rows of a value are called: a row for each element of an array, whose place is not known of one that was
@@ -187,7 +185,7 @@ bool ResultWriter::add_rows(const TagResult& result, const std::string& state) {
 
 std::string csv_cells(const TagReference& reference, const TagValue& value) {
   const TagEntry& entry = reference.tag->entry;
-  if (value_kind(entry) == ValueKind::kText) return "," + shown_csv_cell(value.text);
+  if (value_kind(entry) == ValueKind::kText) return "," + shown_csv_cell(text_of(entry, value));
   if (value_kind(entry) == ValueKind::kRaw) {
     return "," + shown_csv_cell(text_of(entry, value)) + std::string(chosen_elements(reference).size() - 1, ',');
   }

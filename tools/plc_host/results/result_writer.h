@@ -17,6 +17,7 @@ namespace plc_host {
 // What is known of a value that was written.
 struct Confirmation {
   bool is_acknowledged = false;  // by the controller, for this request: nobody knows with the contract build
+  bool is_unclear = false;       // the driver returned 0, which the contract build does for a refusal too
   bool is_read_back = false;     // and was the same
   bool is_only_checked = false;  // nothing was sent
 };
@@ -51,11 +52,12 @@ class ResultWriter {
 // The state of a write: "written", "verified" and "checked" beside the words for qualities.
 std::string write_word(const TagResult& result, const Confirmation& confirmation);
 
-// The cells of a row behind a comma each: one for each element, one for a text. Bytes of a type without a width have
-// the first of as many.
+// The cells of a row behind a comma each: one for each element, one for a text, with escapes as in text output. Bytes
+// of a type without a width have the first of as many.
 std::string csv_cells(const TagReference& reference, const TagValue& value);
 
-// The value alone, as a line of a form that has nothing else; a text without quotes.
+// The value alone, as a line of a form that has nothing else; a text without quotes, with escapes as in text
+// output.
 std::string raw_text(const TagReference& reference, const TagValue& value);
 
 // One line of JSON, as json_text.h says.
