@@ -8,11 +8,19 @@
 #include <csignal>
 
 namespace plc_base {
+namespace {
+
+bool found_input_closed = false;
+
+}  // namespace
+
+bool was_input_closed() { return found_input_closed; }
 
 void prepare_standard_streams() {
   std::signal(SIGXFSZ, SIG_IGN);
   for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
     if (fcntl(stream, F_GETFD) >= 0 || errno != EBADF) continue;
+    found_input_closed = found_input_closed || stream == STDIN_FILENO;
     // The lowest number that is free is this one. Programs that are started from here are to have it too.
     if (open("/dev/null", O_RDONLY) != stream) return;
   }

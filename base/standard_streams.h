@@ -8,4 +8,7 @@ namespace plc_base {
 // file at the limit of its size fails in the same way: it ends no program.
 void prepare_standard_streams();
 
+// Whether prepare_standard_streams found standard input closed.
+bool was_input_closed();
+
 }  // namespace plc_base

@@ -103,9 +103,20 @@ TypedNumber real(const ValueType& type, std::string_view text) {
 }
 
 TypedNumber flag(const ValueType& type, std::string_view text) {
-  if (text == "true" || text == "TRUE" || text == "on" || text == "1") return {1, {}};
-  if (text == "false" || text == "FALSE" || text == "off" || text == "0") return {0, {}};
+  const auto is_word = [text](std::string_view word) { return is_same_but_case(text, word); };
+  if (is_word("true") || is_word("on") || text == "1") return {1, {}};
+  if (is_word("false") || is_word("off") || text == "0") return {0, {}};
   return refused(type, text, "use true, false, on, off, 1 or 0");
+}
+
+// The text between quotes; of a long one its beginning, which tells enough of it.
+std::string quoted_beginning(std::string_view text) {
+  constexpr size_t kMostBytes = 80;
+  if (text.size() <= kMostBytes) return quoted(text);
+  size_t end = kMostBytes / 2;
+  const auto is_inside_character = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; };
+  while (end > 0 && is_inside_character(text[end])) --end;
+  return "the text that begins with " + quoted(text.substr(0, end));
 }
 
 std::optional<unsigned> hexadecimal_digit(std::string_view text, size_t at) {
@@ -283,7 +294,7 @@ TypedText typed_text(std::string_view text, size_t most_bytes) {
   }
   if (typed.text.size() > most_bytes) {
     return {{},
-            quoted(text) + " has " + std::to_string(typed.text.size()) + " bytes, the string holds " +
+            quoted_beginning(text) + " has " + std::to_string(typed.text.size()) + " bytes, the string holds " +
                 std::to_string(most_bytes)};
   }
   return typed;

@@ -23,7 +23,7 @@ struct TypedNumber {
 };
 
 // One value: decimal (120, -5, +5), hexadecimal (0xFF) or binary (0b101) for the bits themselves, real (1.5e3, nan,
-// inf), true, TRUE, on, false, FALSE or off for a BOOL. Blanks around it do not count.
+// inf), true, on, false or off for a BOOL, in any capitals. Blanks around it do not count.
 TypedNumber typed_number(const ValueType& type, std::string_view text);
 
 struct TypedText {

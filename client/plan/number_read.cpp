@@ -220,6 +220,9 @@ TagResult read_number(DriverSession& session, const TagList& tags, uint32_t regi
     const std::optional<OtherRequest> other = other_request(*tag, offset, count);
     remark_on_numbers(*tag, other, offset, count, value.elements.size(), result);
     if (is_list) result.reference.extents = {value.elements.size()};
+    if (is_list && !declared_ranges(tag->entry).empty()) {
+      result.first_element = offset / host_units_per_element(tag->entry);
+    }
     result.reading = of_own_program(session, *tag, stored_reading(session, *tag, other, call, value));
   }
   return result;

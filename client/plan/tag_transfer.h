@@ -21,6 +21,7 @@ struct TagResult {
   // Of one that was read by its number: what is odd about offset and count, and what about those of each element.
   std::string remark;
   std::vector<std::string> element_remarks;
+  size_t first_element = 0;  // the number of its first element in the variable
   bool is_found() const { return reference.tag != nullptr; }
   bool ok() const { return reading.value() != nullptr; }
 };

@@ -18,7 +18,7 @@ enum ExitCode : int {
   kExitTagFile = 4,        // the tag file cannot be read or the driver rejects it
   kExitVerifyDiffers = 5,  // read back different from what was sent
   kExitSimulator = 6,      // the simulator did not start, or its judge counted violations
-  kExitNoConnection = 7,   // no transfer succeeded and the connection was the reason
+  kExitNoConnection = 7,   // no variable was transferred whole, and the connection was the reason
   kExitOutput = 8,         // a result, or a file that was asked for, could not be written
   kExitMemory = 9,         // there was no memory
   kExitInterrupted = 130,  // ended by a signal before everything was done

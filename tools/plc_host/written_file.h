@@ -11,6 +11,9 @@ namespace plc_host {
 // "cannot write p: it is a folder. Try: name a file in it"
 HostError unwritten(const std::string& path, const std::string& problem);
 
+// Throws HostError where a file of another kind would be replaced: one that is not empty and begins like no capture.
+void demand_capture(const std::string& path);
+
 // Throws HostError where the results go to this file too.
 void demand_apart(const std::string& path, const ResultFile& results);
 

@@ -51,8 +51,8 @@ TEST_F(FormsTest, CsvOfANumberedRead_NamesPlaces) {
   const Outcome outcome = run_on_simulator({"read", "--id", "8", "--offset", "2", "--count", "2", "--csv"});
   EXPECT_EQ(without_times(outcome.out),
             "name,type,state,time,value,reason\n"
-            "Table #8 element 0,INT,good,T,0,\n"
-            "Table #8 element 1,INT,good,T,0,\n");
+            "Table #8 element 2,INT,good,T,0,\n"
+            "Table #8 element 3,INT,good,T,0,\n");
 }
 
 TEST_F(FormsTest, Json_HasNullAndAReasonForWhatItCannotSay) {
@@ -264,8 +264,13 @@ TEST_F(FormsTest, NumbersThatNameNoElement_AreReadAndRemarkedOn) {
             "itself\"\n");
   EXPECT_EQ(without_times(run_on_simulator({"read", "--id", "8", "--offset", "9", "--count", "2", "--csv"}).out),
             "name,type,state,time,value,reason\n"
-            "Table #8 element 0,INT,good,T,0,\n"
-            "Table #8 element 1,INT,good,T,0,offset 10 is outside 0..9\n");
+            "Table #8 element 9,INT,good,T,0,\n"
+            "Table #8 element 10,INT,good,T,0,offset 10 is outside 0..9\n");
+  EXPECT_THAT(without_times(run_on_simulator({"read", "--id", "11", "--offset", "6", "--count", "4", "--csv"}).out),
+              EndsWith("Longs #11 element 3,LINT,good,T,0,\nLongs #11 element 4,LINT,good,T,0,\n"));
+  EXPECT_THAT(
+      read_set({"--json", "--id", "10", "--offset", "4", "--count", "4"}, {"Cube[0,1,2]=nan", "Cube[0,1,3]=inf"}).out,
+      HasSubstr(R"("reason":"not a number: element 6; infinity: element 7"})"));
   EXPECT_THAT(run_on_simulator({"read", "--id", "8", "--offset", "9", "--count", "2", "--json"}).out,
               HasSubstr(R"("value":[0,0],"reason":"offset 10 is outside 0..9"})"));
   EXPECT_THAT(run_on_simulator({"read", "--id", "8", "--offset", "10", "--count", "3"}).err,
@@ -439,6 +444,26 @@ TEST_F(FormsTest, DryRunOfARunningController_WritesNothing) {
   std::vector<std::string> read = {"read", "--raw", "Speed"};
   read.insert(read.end(), target.begin(), target.end());
   EXPECT_EQ(run(read).out, "0\n");
+}
+
+TEST_F(FormsTest, BoolInAnyCapitals_IsTaken) {
+  const std::string tags = path("machine.csv");
+  for (const char* word : {"true", "True", "TRUE", "On", "oN"}) {
+    const Outcome outcome = run({"write", "--dry-run", "--csv", "-q", "--tags", tags, std::string("Ready=") + word});
+    EXPECT_THAT(outcome.out, EndsWith(",true,\n")) << word;
+  }
+  for (const char* word : {"false", "False", "FALSE", "Off", "oFF"}) {
+    const Outcome outcome = run({"write", "--dry-run", "--csv", "-q", "--tags", tags, std::string("Ready=") + word});
+    EXPECT_THAT(outcome.out, EndsWith(",false,\n")) << word;
+  }
+}
+
+TEST_F(FormsTest, LongTextThatDoesNotFit_IsRepeatedInPart) {
+  const std::string text = std::string(39, 'a') + "\xC3\xA9" + std::string(4056, 'b');
+  const Outcome outcome = run({"write", "--dry-run", "--tags", path("machine.csv"), "Text=" + text});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.err, StartsWith("plc-host: Text: the text that begins with '" + std::string(39, 'a') +
+                                      "' has 4097 bytes, the string holds 20\n"));
 }
 
 TEST_F(FormsTest, TwoForms_AreAFaultOfTheCommandLine) {

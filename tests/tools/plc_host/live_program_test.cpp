@@ -269,7 +269,17 @@ TEST_F(LiveTest, WhatCannotBeDone_IsSaid) {
   library_ = PLC_HOST_LIBRARY;
   const Outcome contract = check({"--quiet"});
   EXPECT_EQ(contract.code, 3);
-  EXPECT_EQ(contract.err, "plc-host: --live needs the guarded build: the contract build takes refusals for values\n");
+  const std::string needed = "plc-host: --live needs the guarded build: the contract build takes refusals for values; ";
+  EXPECT_EQ(contract.err, needed + "--driver chose " PLC_HOST_LIBRARY ". Try: --driver guarded\n");
+  const std::string command =
+      std::string("exec " PLC_HOST_PROGRAM " check --live ") + path("panel.csv") + " --address 127.0.0.1 --quiet";
+  const Outcome environment = run_words({"/bin/sh", "-c", "PLC_HOST_DRIVER=contract " + command});
+  EXPECT_EQ(environment.code, 3);
+  EXPECT_EQ(environment.err, needed + "PLC_HOST_DRIVER chose contract. Try: --driver guarded\n");
+  write_file("plc-host.toml", "driver = \"contract\"\n");
+  const Outcome settings = run_words({"/bin/sh", "-c", "cd " + folder_.path() + " && " + command});
+  EXPECT_EQ(settings.code, 3);
+  EXPECT_EQ(settings.err, needed + "plc-host.toml:1 chose contract. Try: --driver guarded\n");
 }
 
 }  // namespace

@@ -171,7 +171,8 @@ constexpr Mistake kMistakes[] = {
     {"read none.csv X", 2, "which controller? Give --address HOST, or --sim TAGFILE for a simulated one"},
     {"check --live machine.csv --sim machine.csv --address 127.0.0.1", 2, "--address and --sim exclude each other"},
     {"check --live machine.csv --sim machine.csv --driver contract", 3,
-     "--live needs the guarded build: the contract build takes refusals for values"},
+     "--live needs the guarded build: the contract build takes refusals for values; --driver chose contract. Try: "
+     "--driver guarded"},
     {"batch --id 3 --sim machine.csv", 2,
      "batch has no --id, which is for tags, read or why; plc-host batch --help tells more"},
     {"write 'Table[0..2]=[1,' 2, '3]' --sim machine.csv", 2,

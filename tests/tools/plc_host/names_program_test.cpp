@@ -264,6 +264,15 @@ TEST_F(NamesTest, BlanksAroundNamesOfAssignments_AreIgnored) {
               HasSubstr("\n X,INT,checked,"));
 }
 
+TEST_F(NamesTest, NamesFromClosedStandardInput_NameTheInput) {
+  const std::string read = PLC_HOST_PROGRAM " read --names-from - --driver " + library_ + " --tags " +
+                           path("machine.csv") + " --address 127.0.0.1";
+  const Outcome closed = run_words({"/bin/sh", "-c", read + " <&-"});
+  EXPECT_EQ(closed.code, 2);
+  EXPECT_EQ(closed.err, "plc-host: --names-from -: standard input is closed. Try: --names-from FILE, or < FILE\n");
+  EXPECT_EQ(run_words({"/bin/sh", "-c", read + " < /dev/null"}).err, "plc-host: --names-from -: it has no names\n");
+}
+
 TEST_F(NamesTest, TagFileOnStandardInput_IsNoListAndIsToldWithoutItsDash) {
   const Outcome outcome = run_words({"/bin/sh", "-c",
                                      PLC_HOST_PROGRAM " read --names-from - --driver " + library_ + " --tags " +

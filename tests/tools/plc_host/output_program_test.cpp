@@ -181,6 +181,27 @@ TEST_F(OutputTest, CaptureOverTheTagFile_IsRefusedBeforeAnythingIsAsked) {
   EXPECT_EQ(file_text(path("machine.csv")), kTagFile);
 }
 
+TEST_F(OutputTest, CaptureOverAnotherKindOfFile_IsRefusedBeforeAnythingIsAsked) {
+  const std::string log = "time,name,value,state,reason\n";
+  write_file("week.csv", log);
+  const Outcome outcome = run_on_simulator({"why", "Speed", "--pcap", path("week.csv")});
+  EXPECT_EQ(outcome.code, kOutputCode);
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: cannot write " + path("week.csv") +
+                                     ": the file that is there is no capture, and stays. Try: name another file, or "
+                                     "remove it first\n"));
+  EXPECT_EQ(file_text(path("week.csv")), log);
+}
+
+TEST_F(OutputTest, CaptureOverAnEarlierOneOrAnEmptyFile_ReplacesIt) {
+  for (const char* beginning : {"", "\xD4\xC3\xB2\xA1", "\xA1\xB2\xC3\xD4 and more", "\x4D\x3C\xB2\xA1",
+                                "\xA1\xB2\x3C\x4D", "\x0A\x0D\x0D\x0A"}) {
+    write_file("road.pcap", beginning);
+    EXPECT_EQ(run_on_simulator({"why", "Speed", "--pcap", path("road.pcap")}).code, 0);
+    EXPECT_GT(file_text(path("road.pcap")).size(), 24U);
+  }
+}
+
 TEST_F(OutputTest, CaptureWhereTheResultsGo_IsRefusedBeforeAnythingIsAsked) {
   std::vector<std::string> words = {"/bin/sh", "-c", "file=$1; shift; exec \"$@\" >\"$file\"", "sh", path("road")};
   for (const std::string& word : on_simulator({"why", "Speed", "--pcap", path("road")})) words.push_back(word);

@@ -100,6 +100,8 @@ TEST_F(SettingsTest, Mistakes_AreToldWithTheirPlace) {
       {"timeout = 0\n", "plc-host.toml:1:11: timeout is the integer 0: give whole seconds, from 1 to 86400"},
       {"address = 5\n", "plc-host.toml:1:11: address is the integer 5: give a text in double quotes"},
       {"color = \"blue\"\n", "plc-host.toml:1:9: color is the text \"blue\": give \"auto\", \"always\" or \"never\""},
+      {"tags = \"x\\u0000y\"\n",
+       "plc-host.toml:1:8: tags is the text \"x\\x00y\": give a text without a zero character"},
       {"host = \"127.0.0.1\"\n", "plc-host.toml:1:1: unknown key 'host'; did you mean address?"},
       {"file = \"machine.csv\"\n", "plc-host.toml:1:1: unknown key 'file'; did you mean tags?"},
       {"driver = \"/tmp/evil.so\"\n",

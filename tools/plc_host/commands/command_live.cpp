@@ -392,8 +392,14 @@ void tell_other_area(const HostOptions& options, const Target& controller, const
 }  // namespace
 
 void demand_live(const HostOptions& options) {
-  if (load_driver_library(live_options(options).driver).is_guarded) return;
-  throw HostError(kExitLibrary, "--live needs the guarded build: the contract build takes refusals for values");
+  const HostOptions live = live_options(options);
+  if (load_driver_library(live.driver).is_guarded) return;
+  const Setting& driver = live.settings.at("driver");
+  const std::string chosen =
+      driver.is_said() ? driver.from + " chose " + plc_base::told_name(driver.value) + ". Try: --driver guarded"
+                       : "no guarded build was found. Try: --driver PATH with the path of one";
+  throw HostError(kExitLibrary,
+                  "--live needs the guarded build: the contract build takes refusals for values; " + chosen);
 }
 
 int check_live(const HostOptions& options, CommandOutput& output) {

@@ -28,7 +28,8 @@ std::string some_of(const std::vector<std::string>& names) {
   return text;
 }
 
-std::string unsaid_reals(const TagEntry& entry, const TagValue& value, const std::vector<Subscripts>& elements) {
+std::string unsaid_reals(const TagEntry& entry, const TagValue& value, const std::vector<Subscripts>& elements,
+                         size_t first_element) {
   std::vector<std::pair<std::string, std::vector<std::string>>> kinds;
   for (size_t i = 0; i < value.elements.size(); ++i) {
     const double number = element_number(entry, value.elements[i]);
@@ -36,7 +37,8 @@ std::string unsaid_reals(const TagEntry& entry, const TagValue& value, const std
     const std::string word = unsaid_word(number);
     auto kind = std::find_if(kinds.begin(), kinds.end(), [&word](const auto& known) { return known.first == word; });
     if (kind == kinds.end()) kind = kinds.insert(kinds.end(), {word, {}});
-    kind->second.push_back(i < elements.size() ? subscript_text(elements[i]) : "element " + std::to_string(i));
+    kind->second.push_back(i < elements.size() ? subscript_text(elements[i])
+                                               : "element " + std::to_string(first_element + i));
   }
   std::string text;
   for (const auto& [word, names] : kinds) {
@@ -47,10 +49,11 @@ std::string unsaid_reals(const TagEntry& entry, const TagValue& value, const std
 
 }  // namespace
 
-std::string unsaid_in_json(const TagEntry& entry, const TagValue& value, const std::vector<Subscripts>& elements) {
+std::string unsaid_in_json(const TagEntry& entry, const TagValue& value, const std::vector<Subscripts>& elements,
+                           size_t first_element) {
   switch (value_kind(entry)) {
     case ValueKind::kReal:
-      return unsaid_reals(entry, value, elements);
+      return unsaid_reals(entry, value, elements, first_element);
     case ValueKind::kText:
       return plc_base::is_utf8(value.text) ? "" : "the text is not UTF-8";
     default:
@@ -63,9 +66,9 @@ namespace {
 void add_value(nlohmann::ordered_json& object, const TagResult& result, const TagValue& value, WideIntegers wide) {
   const TagEntry& entry = result.reference.tag->entry;
   object["value"] = value_json(entry, value, result.reference.extents, wide);
-  const bool has_reals = value_kind(entry) == ValueKind::kReal;
-  const std::string unsaid =
-      unsaid_in_json(entry, value, has_reals ? chosen_elements(result.reference) : std::vector<Subscripts>());
+  const bool has_names = value_kind(entry) == ValueKind::kReal && !result.reference.chosen.empty();
+  const std::string unsaid = unsaid_in_json(
+      entry, value, has_names ? chosen_elements(result.reference) : std::vector<Subscripts>(), result.first_element);
   std::string reason = result.remark;
   if (!unsaid.empty()) reason.append(reason.empty() ? "" : "; ").append(unsaid);
   if (!reason.empty()) object["reason"] = reason;

@@ -63,14 +63,16 @@ std::string text_of(const TagEntry& entry, const TagValue& value) {
   return value_kind(entry) == ValueKind::kRaw ? hexadecimal_bytes(value.text) : plc_base::text_with_escapes(value.text);
 }
 
-// What the rows of a value are called: a row for each element of an array, whose place is not known of one that was
-// read by its number.
+// What the rows of a value are called: a row for each element of an array, by its number of one that was read by
+// numbers.
 std::vector<std::string> row_names(const TagResult& result, const TagValue& value) {
   const TagReference& reference = result.reference;
   if (reference.extents.empty() || value.elements.empty()) return {result.name};
   std::vector<std::string> names;
   if (reference.chosen.empty()) {
-    for (size_t i = 0; i < value.elements.size(); ++i) names.push_back(result.name + " element " + std::to_string(i));
+    for (size_t i = 0; i < value.elements.size(); ++i) {
+      names.push_back(result.name + " element " + std::to_string(result.first_element + i));
+    }
     return names;
   }
   for (const Subscripts& element : chosen_elements(reference)) {

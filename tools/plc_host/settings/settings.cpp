@@ -53,6 +53,7 @@ std::string demand_on(const SettingRule& rule, const std::string& value) {
     return plc_usage::number_within(value, rule.low, rule.high) ? "" : range_of(rule);
   }
   if (value.empty()) return "a text that is not empty";
+  if (value.find('\0') != std::string::npos) return "a text without a zero character";
   const bool is_color = value == "auto" || value == "always" || value == "never";
   return is_named(rule, "color") && !is_color ? kColorWords : "";
 }

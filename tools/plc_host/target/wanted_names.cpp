@@ -13,6 +13,7 @@
 #include "base/files.h"
 #include "base/near_names.h"
 #include "base/shown_text.h"
+#include "base/standard_streams.h"
 #include "base/text.h"
 #include "base/utf8.h"
 #include "client/driver/failure.h"
@@ -34,6 +35,7 @@ constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 }
 
 std::string standard_input() {
+  if (plc_base::was_input_closed()) refuse("-", "standard input is closed. Try: --names-from FILE, or < FILE");
   std::string text;
   char piece[65536];
   for (;;) {

@@ -94,6 +94,7 @@ void refuse_own_files(const HostOptions& options, const std::string& tag_file, c
   if (options.pcap_file.empty()) return;
   if (plc_base::is_one_of(options.pcap_file, {tag_file})) throw unwritten(options.pcap_file, plc_base::kIsInput);
   demand_apart(options.pcap_file, results);
+  demand_capture(options.pcap_file);
 }
 
 std::string path_of_tag_file(const HostOptions& options, const Target& controller) {
