@@ -27,17 +27,35 @@ constexpr const char* kSplitAdvice =
     "router, a "
     "small MTU).";
 
+constexpr const char* kLateAdvice =
+    "Raise recv_timeout_s (--timeout) above the controller's slowest reply: the contract build takes replies by "
+    "their order and does not compare sequence numbers.";
+
+constexpr const char* kDoubledAdvice =
+    "Something between host and controller sends replies twice, and the second may be taken for the next one. Look at "
+    "gateways, routers and terminal servers on the way, and capture on both sides of them (tcpdump).";
+
 std::string hex_word(unsigned value) {
   char text[8];
   std::snprintf(text, sizeof text, "%04X", value & 0xFFFFU);
   return text;
 }
 
+// Positions of the names that have no handle in a reply.
+std::vector<size_t> refused_in(const Bytes& reply, size_t names) {
+  const std::vector<NameRecord> records = records_of(reply, names);
+  std::vector<size_t> refused;
+  for (size_t i = 0; i < records.size(); ++i) {
+    if (!records[i].is_received || records[i].handle.is_null()) refused.push_back(i);
+  }
+  return refused;
+}
+
 // Collects what is said of one exchange.
 class Judge {
  public:
-  Judge(const std::vector<Exchange>& exchanges, size_t index, size_t number)
-      : exchanges_(exchanges), exchange_(exchanges[index]), index_(index), reply_(exchange_.reply()) {
+  Judge(const std::vector<Exchange>& exchanges, size_t index, size_t number, const std::optional<Reader>& reader)
+      : exchanges_(exchanges), exchange_(exchanges[index]), index_(index), reader_(reader), reply_(exchange_.reply()) {
     subject_ =
         std::string("exchange ") + std::to_string(number) + " (" + plc_sim::name_of(exchange_.request.kind) + ")";
   }
@@ -52,15 +70,15 @@ class Judge {
       judge_silence();
       return remarks_;
     }
-    const ReplyHead head = head_of(reply_);
-    if (!head.is_reply) {
+    if (!head_of(reply_).is_reply) {
       judge_foreign_bytes();
       return remarks_;
     }
-    if (!judge_whose_reply(head)) return remarks_;
+    if (!judge_whose_reply(head_of(reply_))) return remarks_;
+    const ReplyHead head = head_of(reply_);  // that of the right reply, where others were skipped
     const bool is_whole = judge_length(head);
     judge_status(head);
-    if (is_whole) judge_content();
+    if (is_whole && !is_refusal(head)) judge_content();  // a refusal holds nothing, and that is no cause of its own
     return remarks_;
   }
 
@@ -132,12 +150,12 @@ class Judge {
     const plc_sim::ByteView view(reply_);
     const bool may_be_head = view.size() < kLengthBytes || view.u32(4) == ~view.u32(0);
     if (own != std::string::npos && own == missing_before()) {
-      fault("the rest of the reply before it, " + plural(own, "byte") +
-                ", came first, and the contract build takes it for the " + "reply",
+      fault("the rest of the reply before it, " + plural(own, "byte") + ", came first, and " +
+                (is_guarded() ? "the guarded build refused it" : "the contract build takes it for the reply"),
             kSplitAdvice);
     } else if (own != std::string::npos) {
-      fault(plural(own, "byte") +
-                " that belong to nothing came before the reply, and the contract build takes them for it",
+      fault(plural(own, "byte") + " that belong to nothing came before the reply, and " +
+                (is_guarded() ? "the guarded build refused them" : "the contract build takes them for it"),
             "Something else writes into the connection, or an older reply was longer than it said: capture the "
             "controller's port (tcpdump) and look there.");
     } else if (reply_.size() < wire::kHeadBytes && may_be_head) {
@@ -161,47 +179,118 @@ class Judge {
     }
   }
 
-  // The number of the earlier exchange of this connection with that head; 0 when there is none.
-  size_t earlier_with(const ReplyHead& head) const {
+  bool is_guarded() const { return reader_ && reader_->is_guarded; }
+
+  // The earlier exchange of this connection whose request has these marks; null when there is none.
+  const Exchange* earlier_with(const ReplyHead& head) const {
     for (size_t i = index_; i-- > first_looked_at();) {
-      const plc_sim::ByteView other(exchanges_[i].request_bytes);
-      if (exchanges_[i].connection == exchange_.connection && other.u16(wire::kSequenceAt) == head.sequence &&
-          other.u8(wire::kClassAt) == head.request_class && other.u8(wire::kCommandAt) == head.command) {
-        return i + 1;
+      if (exchanges_[i].connection == exchange_.connection && answers(head, exchanges_[i].request_bytes)) {
+        return &exchanges_[i];
       }
     }
-    return 0;
+    return nullptr;
   }
 
-  // False when the rest of the reply says nothing about this request.
+  ReplyHead head_at(size_t at) const {
+    const auto start = reply_.begin() + static_cast<std::ptrdiff_t>(at);
+    const size_t bytes = std::min(reply_.size() - at, wire::kReplyHeadBytes);
+    return head_of(Bytes(start, start + static_cast<std::ptrdiff_t>(bytes)));
+  }
+
+  // Where the right reply starts behind whole replies that are none; npos where it is not among what came.
+  size_t find_own_behind_others() const {
+    size_t at = 0;
+    for (ReplyHead head = head_at(at); head.is_reply && head.announced <= reply_.size() - at; head = head_at(at)) {
+      if (answers(head, exchange_.request_bytes)) return at;
+      at += head.announced;
+    }
+    return std::string::npos;
+  }
+
+  // Whether the right reply came behind the next request: the contract build had gone on without it.
+  bool came_later() const {
+    for (size_t i = index_ + 1; i < exchanges_.size(); ++i) {
+      if (exchanges_[i].connection != exchange_.connection) continue;
+      const ReplyHead head = head_of(exchanges_[i].reply());
+      return head.is_reply && answers(head, exchange_.request_bytes) && !answers(head, exchanges_[i].request_bytes);
+    }
+    return false;
+  }
+
+  // False when the rest of what came says nothing about this request. What the guarded build skips is no fault of its
+  // own, and the right reply behind it is what is judged on.
   bool judge_whose_reply(const ReplyHead& head) {
     if (answers(head, exchange_.request_bytes)) return true;
-    const plc_sim::ByteView request(exchange_.request_bytes);
-    const bool same_kind =
-        head.request_class == request.u8(wire::kClassAt) && head.command == request.u8(wire::kCommandAt);
-    constexpr const char* kLate =
-        "Raise recv_timeout_s (--timeout) above the controller's slowest reply: the contract build takes replies by "
-        "their order and does not compare sequence numbers.";
-    constexpr const char* kNotRepeated =
-        "No request before it has this number. The guarded build does not read a controller that does not repeat "
-        "sequence numbers: plc-host survey tells whether all replies are so, and whether the contract build reads it.";
-    if (earlier_with(head) != 0) {
-      fault("a stale reply: it belongs to an earlier request (sequence number " + hex_word(head.sequence) + ", class " +
-                "and command " + class_and_command(head.request_class, head.command) + ")",
-            kLate);
+    const size_t own = find_own_behind_others();
+    const bool is_lone = own == std::string::npos && !came_later();
+    if (is_lone && earlier_with(head) == nullptr) return judge_lone_reply(head);
+    const bool is_skipped = is_guarded() && head.sequence != sequence();
+    const Remark other = remark_on_other(head);
+    remarks_.push_back({subject_ + ": " + other.what + fate_of(head), other.advice, !is_skipped});
+    if (!is_skipped) return false;
+    if (own == std::string::npos) {
+      fault("no reply of its own came whole",
+            "Raise recv_timeout_s (--timeout), and look at the controller's load and at the network between.");
       return false;
     }
-    if (same_kind) {
-      fault("the reply carries the sequence number " + hex_word(head.sequence) + ", the request " +
-                hex_word(request.u16(wire::kSequenceAt)),
-            kNotRepeated);
+    reply_.erase(reply_.begin(), reply_.begin() + static_cast<std::ptrdiff_t>(own));
+    has_skipped_ = true;
+    return true;
+  }
+
+  uint16_t sequence() const { return plc_sim::ByteView(exchange_.request_bytes).u16(wire::kSequenceAt); }
+
+  // A reply that is not the right one, alone in its place.
+  bool judge_lone_reply(const ReplyHead& head) {
+    const plc_sim::ByteView request(exchange_.request_bytes);
+    constexpr const char* kNotRepeated =
+        "No request of this kind before it has this number. The guarded build does not read a controller that does not "
+        "repeat sequence numbers: plc-host survey tells whether all replies are so, and whether the contract build "
+        "reads it.";
+    if (head.request_class == request.u8(wire::kClassAt) && head.command == request.u8(wire::kCommandAt)) {
+      fault(
+          "the reply carries the sequence number " + hex_word(head.sequence) + ", the request " + hex_word(sequence()),
+          kNotRepeated);
       return true;
     }
     fault("the reply is one to another request: class and command " +
               class_and_command(head.request_class, head.command) + " instead of " +
               class_and_command(request.u8(wire::kClassAt), request.u8(wire::kCommandAt)),
-          kLate);
+          kLateAdvice);
     return false;
+  }
+
+  // Of a reply before the right one, or in its place: one of an earlier request, doubled or late, or nobody's.
+  Remark remark_on_other(const ReplyHead& head) const {
+    const std::string marks = " (sequence number " + hex_word(head.sequence) + ", class and command " +
+                              class_and_command(head.request_class, head.command) + ")";
+    const Exchange* earlier = earlier_with(head);
+    const std::optional<Bytes> taken = earlier != nullptr ? earlier->own_reply() : std::nullopt;
+    if (taken && taken->size() <= reply_.size() && std::equal(taken->begin(), taken->end(), reply_.begin())) {
+      return {"a doubled reply: that to the " + std::string(plc_sim::name_of(earlier->request.kind)) +
+                  " request before it came again" + marks,
+              kDoubledAdvice};
+    }
+    if (earlier == nullptr || taken) {
+      return {"a foreign reply" + marks + " came before the right one",
+              "It answers no request that waited for a reply: look for what else writes into the connection (a "
+              "gateway, another host behind it), and capture on both sides of it (tcpdump)."};
+    }
+    return {"a stale reply: it belongs to an earlier request" + marks,
+            earlier->is_answered() ? "Look first at what came for that request. The contract build takes replies by "
+                                     "their order: each one counts for the next from there on."
+                                   : kLateAdvice};
+  }
+
+  // What becomes of a whole reply that is not the right one.
+  std::string fate_of(const ReplyHead& head) const {
+    const bool has_number = head.sequence == sequence();
+    if (!reader_) {
+      return std::string(", which the contract build takes for the reply and the guarded build ") +
+             (has_number ? "refuses" : "skips");
+    }
+    if (!reader_->is_guarded) return ", and the contract build took it for the reply";
+    return std::string(", and the guarded build ") + (has_number ? "refused it" : "skipped it");
   }
 
   static std::string class_and_command(uint8_t request_class, uint8_t command) {
@@ -217,10 +306,8 @@ class Judge {
             "the controller.");
       return false;
     }
-    if (reply_.size() > head.announced) {
-      oddity(plural(reply_.size() - head.announced, "byte") + " more than the reply's head announces came behind it",
-             "They may be taken for the next reply; look for what else writes into the connection.");
-    }
+    judge_rest(head);
+    if (has_skipped_) return true;
     const Piece& first = exchange_.pieces.front();
     if (first.bytes.size() >= head.announced) return true;
     const int64_t apart_ns = exchange_.pieces.back().time_ns - first.time_ns;
@@ -230,19 +317,50 @@ class Judge {
     return true;
   }
 
+  // What came behind a whole reply.
+  void judge_rest(const ReplyHead& head) {
+    const auto own_end = reply_.begin() + static_cast<std::ptrdiff_t>(head.announced);
+    auto rest = own_end;
+    while (reply_.end() - rest >= own_end - reply_.begin() && std::equal(reply_.begin(), own_end, rest)) {
+      rest += own_end - reply_.begin();
+    }
+    if (rest != own_end) {
+      const std::string what = "a doubled reply: the same " + plural(head.announced, "byte") + " came again behind it";
+      const bool is_refused = is_guarded() && reader_->has_refused_rest && index_ + 1 == exchanges_.size();
+      is_refused ? fault(what + ", and the guarded build refused both", kDoubledAdvice) : oddity(what, kDoubledAdvice);
+    }
+    if (rest != reply_.end()) {
+      oddity(plural(static_cast<size_t>(reply_.end() - rest), "byte") +
+                 " more than the reply's head announces came behind it",
+             "They may be taken for the next reply; look for what else writes into the connection.");
+    }
+  }
+
+  static bool is_refusal(const ReplyHead& head) { return head.status && *head.status != wire::kStatusDone; }
+
   void judge_status(const ReplyHead& head) {
-    if (!head.status || *head.status == wire::kStatusDone) return;
+    if (!is_refusal(head)) return;
     const std::string status = "status " + hex_word(*head.status) + " in bytes 12 and 13";
     if (exchange_.request.kind == RequestKind::kResolve) {
       judge_refusal(status);
       return;
     }
-    if (exchange_.request.kind == RequestKind::kRead && were_names_refused()) return;  // a consequence
-    fault("the controller refused the request: " + status,
-          exchange_.request.kind == RequestKind::kRead
-              ? "The handles or the size asked for do not fit the variable: compare the type in the tag file with the "
-                "controller's declaration."
-              : "Compare type, length and write permission of the variable in the controller.");
+    if (exchange_.request.kind == RequestKind::kRead && lacks_handles()) return;  // a consequence
+    fault("the controller refused the request: " + status, advice_on_refusal());
+  }
+
+  const char* advice_on_refusal() const {
+    switch (exchange_.request.kind) {
+      case RequestKind::kRead:
+        return "The handles or the size asked for do not fit the variable: compare the type in the tag file with the "
+               "controller's declaration.";
+      case RequestKind::kDirectoryStart:
+      case RequestKind::kDirectory:
+        return "It was the controller's directory of programs that was asked for, not a variable. Check that this is "
+               "the controller's host link port, and that no password or mode of it stands before it.";
+      default:
+        return "Compare type, length and write permission of the variable in the controller.";
+    }
   }
 
   // The request for names that this one rests on; null when there is none.
@@ -254,10 +372,12 @@ class Judge {
     return nullptr;
   }
 
-  bool were_names_refused() const {
+  // The names were refused, or the contract build took its handles from a reply that was not theirs.
+  bool lacks_handles() const {
     const Exchange* names = names_before();
     const ReplyHead head = names != nullptr ? head_of(names->reply()) : ReplyHead();
-    return head.is_reply && head.status && *head.status != wire::kStatusDone;
+    const bool is_contract = reader_ && !reader_->is_guarded;
+    return head.is_reply && (is_refusal(head) || (is_contract && !answers(head, names->request_bytes)));
   }
 
   // Values must be asked for by the handles that the names were given.
@@ -290,7 +410,7 @@ class Judge {
 
   void judge_refusal(const std::string& status) {
     const std::vector<SentName> names = names_of(exchange_.request);
-    const std::vector<size_t> refused = refused_names(exchange_);
+    const std::vector<size_t> refused = refused_in(reply_, names.size());
     std::string listed;
     constexpr size_t kMostListed = 5;
     for (size_t i = 0; i < std::min(refused.size(), kMostListed); ++i) {
@@ -342,7 +462,9 @@ class Judge {
   const std::vector<Exchange>& exchanges_;
   const Exchange& exchange_;
   size_t index_;
-  Bytes reply_;
+  std::optional<Reader> reader_;
+  Bytes reply_;  // what came, from the reply on that is judged
+  bool has_skipped_ = false;
   std::string subject_;
   std::vector<Remark> remarks_;
 };
@@ -360,17 +482,12 @@ std::vector<SentName> names_of(const plc_sim::Request& request) {
 }
 
 std::vector<size_t> refused_names(const Exchange& exchange) {
-  const Bytes reply = exchange.reply();
-  const std::vector<NameRecord> records = records_of(reply, names_of(exchange.request).size());
-  std::vector<size_t> refused;
-  for (size_t i = 0; i < records.size(); ++i) {
-    if (!records[i].is_received || records[i].handle.is_null()) refused.push_back(i);
-  }
-  return refused;
+  return refused_in(exchange.reply(), names_of(exchange.request).size());
 }
 
-std::vector<Remark> judge_exchange(const std::vector<Exchange>& exchanges, size_t index, size_t number) {
-  return Judge(exchanges, index, number).judge();
+std::vector<Remark> judge_exchange(const std::vector<Exchange>& exchanges, size_t index, size_t number,
+                                   const std::optional<Reader>& reader) {
+  return Judge(exchanges, index, number, reader).judge();
 }
 
 }  // namespace wire_trace

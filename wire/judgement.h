@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,9 +16,16 @@ struct Remark {
   bool is_fault = true;  // false: odd, but not why a value is missing
 };
 
+// Who read what came; of captures nobody knows it.
+struct Reader {
+  bool is_guarded = false;
+  bool has_refused_rest = false;  // it ended the last exchange over bytes behind the reply
+};
+
 // What is wrong with the reply to exchanges[index]; the others say whose reply it may be. Number is how the exchange is
 // called in the words.
-std::vector<Remark> judge_exchange(const std::vector<Exchange>& exchanges, size_t index, size_t number);
+std::vector<Remark> judge_exchange(const std::vector<Exchange>& exchanges, size_t index, size_t number,
+                                   const std::optional<Reader>& reader = std::nullopt);
 
 // The names of a resolve request, in their order over all blocks.
 struct SentName {

@@ -9,13 +9,14 @@ namespace {
 
 using namespace trace_test;
 using wire_trace::Exchange;
+using wire_trace::Reader;
 using wire_trace::Remark;
 
 // What is said of the last exchange: faults as they are, everything else behind "odd: ".
-std::vector<std::string> said_of(const Traffic& traffic) {
+std::vector<std::string> said_of(const Traffic& traffic, const std::optional<Reader>& reader = std::nullopt) {
   const std::vector<Exchange> exchanges = wire_trace::find_exchanges(traffic.recording());
   std::vector<std::string> said;
-  for (const Remark& remark : wire_trace::judge_exchange(exchanges, exchanges.size() - 1, exchanges.size())) {
+  for (const Remark& remark : wire_trace::judge_exchange(exchanges, exchanges.size() - 1, exchanges.size(), reader)) {
     EXPECT_NE(remark.advice, "") << remark.what;
     said.push_back((remark.is_fault ? "" : "odd: ") + remark.what);
   }
@@ -116,13 +117,130 @@ TEST(Judgement, BytesBehindTheReply_AreOdd) {
 }
 
 TEST(Judgement, ReplyOfAnotherRequest_IsStaleOrForeign) {
-  EXPECT_EQ(said_of(resolved().host(kReadD).controller(kResolveReply)),
+  EXPECT_EQ(
+      said_of(resolved().host(kReadD).controller(kResolveReply)),
+      Said{"exchange 2 (read): a doubled reply: that to the resolve request before it came again (sequence number "
+           "0000, class and command 0C28), which the contract build takes for the reply and the guarded build "
+           "skips"});
+  EXPECT_EQ(said_of(Traffic().host(kResolveD).host(kReadD).controller(kResolveReply)),
             Said{"exchange 2 (read): a stale reply: it belongs to an earlier request (sequence number 0000, class and "
-                 "command 0C28)"});
+                 "command 0C28), which the contract build takes for the reply and the guarded build skips"});
   EXPECT_EQ(said_of(Traffic().host(kReadD).controller("00 00 00 06 FF FF FF F9 00 77 1E 09 00 00 12 34")),
             Said{"exchange 1 (read): the reply carries the sequence number 0077, the request 0001"});
   EXPECT_EQ(said_of(Traffic().host(kReadD).controller("00 00 00 06 FF FF FF F9 00 01 1E 01 00 00 12 34")),
             Said{"exchange 1 (read): the reply is one to another request: class and command 1E01 instead of 1E09"});
+}
+
+constexpr char kForeignRead[] = "00 00 00 06 FF FF FF F9 00 00 1E 09 00 00 EE EE";
+constexpr Reader kGuarded = {true, false};
+constexpr Reader kContract = {false, false};
+
+TEST(Judgement, ForeignReplyBeforeTheRightOne_IsToldWithWhatTheBuildDid) {
+  const Traffic traffic = resolved().host(kReadD).controller(std::string(kForeignRead) + kReadReply);
+  const std::string foreign =
+      "exchange 2 (read): a foreign reply (sequence number 0000, class and command 1E09) came before the right one";
+  EXPECT_EQ(said_of(traffic),
+            Said{foreign + ", which the contract build takes for the reply and the guarded build skips"});
+  EXPECT_EQ(said_of(traffic, kContract), Said{foreign + ", and the contract build took it for the reply"});
+  EXPECT_EQ(said_of(traffic, kGuarded), Said{"odd: " + foreign + ", and the guarded build skipped it"});
+}
+
+TEST(Judgement, ForeignReplyWhoseRightOneCameBehindTheNextRequest_IsNoControllerWithoutNumbers) {
+  const std::string foreign = "00 00 00 04 FF FF FF FB FF FF 0C 28 00 00";
+  Traffic traffic;
+  traffic.host(kResolveD).controller(foreign);
+  EXPECT_EQ(said_of(traffic, kContract)[0],
+            "exchange 1 (resolve): the reply carries the sequence number FFFF, the request 0000");
+  traffic.host(kReadD).controller(std::string(kResolveReply) + kReadReply);
+  const std::vector<Exchange> exchanges = wire_trace::find_exchanges(traffic.recording());
+  EXPECT_EQ(
+      wire_trace::judge_exchange(exchanges, 0, 1, kContract)[0].what,
+      "exchange 1 (resolve): a foreign reply (sequence number FFFF, class and command 0C28) came before the right "
+      "one, and the contract build took it for the reply");
+  const Remark stale = wire_trace::judge_exchange(exchanges, 1, 2, kContract)[0];
+  EXPECT_EQ(
+      stale.what,
+      "exchange 2 (read): a stale reply: it belongs to an earlier request (sequence number 0000, class and command "
+      "0C28), and the contract build took it for the reply");
+  EXPECT_EQ(
+      stale.advice,
+      "Look first at what came for that request. The contract build takes replies by their order: each one counts "
+      "for the next from there on.");
+}
+
+TEST(Judgement, GuardedBuildThatSkippedAReply_IsJudgedByTheRightOne) {
+  const Traffic refused =
+      resolved().host(kReadD).controller(std::string(kForeignRead) + "00 00 00 04 FF FF FF FB 00 01 1E 09 00 13");
+  const Said said = said_of(refused, kGuarded);
+  ASSERT_EQ(said.size(), 2U);
+  EXPECT_EQ(said[1], "exchange 2 (read): the controller refused the request: status 0013 in bytes 12 and 13");
+  const Said alone = said_of(resolved().host(kReadD).controller(kResolveReply), kGuarded);
+  ASSERT_EQ(alone.size(), 2U);
+  EXPECT_EQ(
+      alone[0],
+      "odd: exchange 2 (read): a doubled reply: that to the resolve request before it came again (sequence number "
+      "0000, class and command 0C28), and the guarded build skipped it");
+  EXPECT_EQ(alone[1], "exchange 2 (read): no reply of its own came whole");
+}
+
+TEST(Judgement, ReplyToAnotherRequestOfTheSameNumber_IsRefusedByTheGuardedBuild) {
+  const std::string directory_again = kDirectoryReply;
+  const Traffic traffic =
+      Traffic().host(kDirectoryRead).controller(directory_again).host(kReadD).controller(directory_again + kReadReply);
+  EXPECT_EQ(said_of(traffic, kGuarded),
+            Said{"exchange 2 (read): a doubled reply: that to the directory request before it came again (sequence "
+                 "number 0001, class and command 0C25), and the guarded build refused it"});
+}
+
+TEST(Judgement, ReplyThatCameTwice_IsDoubledAndNoBytesOfNothing) {
+  const std::string twice = std::string(kReadReply) + kReadReply;
+  const std::string doubled = "exchange 1 (read): a doubled reply: the same 16 bytes came again behind it";
+  EXPECT_EQ(said_of(Traffic().host(kReadD).controller(twice)), Said{"odd: " + doubled});
+  EXPECT_EQ(said_of(Traffic().host(kReadD).controller(twice), kGuarded), Said{"odd: " + doubled});
+  EXPECT_EQ(said_of(Traffic().host(kReadD).controller(twice), Reader{true, true}),
+            Said{doubled + ", and the guarded build refused both"});
+  EXPECT_EQ(
+      said_of(Traffic().host(kReadD).controller(twice + "DE AD")),
+      (Said{"odd: " + doubled, "odd: exchange 1 (read): 2 bytes more than the reply's head announces came behind it"}));
+}
+
+TEST(Judgement, BytesThatTheGuardedBuildRefused_AreNotTakenForTheReply) {
+  EXPECT_EQ(
+      said_of(Traffic().host(kReadD).controller(std::string("EE EE") + kReadReply), kGuarded),
+      Said{"exchange 1 (read): 2 bytes that belong to nothing came before the reply, and the guarded build refused "
+           "them"});
+}
+
+TEST(Judgement, Refusal_IsTheOnlyCauseOfWhatItLacks) {
+  EXPECT_EQ(said_of(resolved().host(kReadD).controller("00 00 00 04 FF FF FF FB 00 01 1E 09 00 13")),
+            Said{"exchange 2 (read): the controller refused the request: status 0013 in bytes 12 and 13"});
+  EXPECT_EQ(said_of(Traffic().host(kResolveD).controller("00 00 00 04 FF FF FF FB 00 00 0C 28 00 13")),
+            Said{"exchange 1 (resolve): the controller refused D (global): status 0013 in bytes 12 and 13"});
+}
+
+TEST(Judgement, RefusedValue_FollowsFromHandlesOfAnotherReply) {
+  const std::string foreign = "00 00 00 04 FF FF FF FB FF FF 0C 28 00 00";
+  const Traffic traffic = Traffic()
+                              .host(kResolveD)
+                              .controller(foreign + kResolveReply)
+                              .host(kReadD)
+                              .controller("00 00 00 04 FF FF FF FB 00 01 1E 09 00 13");
+  EXPECT_EQ(said_of(traffic, kContract), Said());
+  EXPECT_EQ(said_of(traffic, kGuarded),
+            Said{"exchange 2 (read): the controller refused the request: status 0013 in bytes 12 and 13"});
+}
+
+TEST(Judgement, RefusedDirectory_IsNoMatterOfAVariable) {
+  const std::pair<const char*, const char*> refusals[] = {
+      {kDirectoryStart, "00 00 00 04 FF FF FF FB 00 00 0C 2C 00 13"},
+      {kDirectoryRead, "00 00 00 04 FF FF FF FB 00 01 0C 25 00 13"}};
+  for (const auto& [request, reply] : refusals) {
+    const auto exchanges = wire_trace::find_exchanges(Traffic().host(request).controller(reply).recording());
+    EXPECT_EQ(
+        wire_trace::judge_exchange(exchanges, 0, 1)[0].advice,
+        "It was the controller's directory of programs that was asked for, not a variable. Check that this is the "
+        "controller's host link port, and that no password or mode of it stands before it.");
+  }
 }
 
 TEST(Judgement, HandleThatNobodyGave_IsFound) {

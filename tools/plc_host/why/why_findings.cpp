@@ -193,14 +193,38 @@ void check_readable(WhyReport& report) {
   }
 }
 
+// Nothing of a capture: whose traffic it is stands nowhere in it.
+std::optional<wire_trace::Reader> reader_of(const WhyReport& report) {
+  if (report.build.empty()) return std::nullopt;
+  const auto is_rest = [](const std::string& line) {
+    return line.find("guard: bytes behind the reply") != std::string::npos;
+  };
+  return wire_trace::Reader{report.is_guarded,
+                            std::any_of(report.driver_lines.begin(), report.driver_lines.end(), is_rest)};
+}
+
+// The advice on a line of the driver sends people here: then it names the place in the report.
+std::string advice_in_report(std::string advice) {
+  for (const char* reference : {"plc-host why NAME shows what came", "plc-host why shows what came"}) {
+    const size_t at = advice.find(reference);
+    if (at == std::string::npos) continue;
+    std::string place = "what came stands under exchanges, all of its bytes with --json or --pcap FILE";
+    if (at == 0) place.front() = 'W';
+    advice.replace(at, std::strlen(reference), place);
+  }
+  return advice;
+}
+
 // What was odd on the wire is no fault where the guarded build vouches for the value all the same.
 void find_wire_faults(bool opening, WhyReport& report) {
   const bool is_vouched_for = report.is_guarded && report.code == std::optional<uint32_t>(PLC_OK);
+  const std::optional<wire_trace::Reader> reader = reader_of(report);
   for (size_t i = 0; i < report.road.size(); ++i) {
     const plc_sim::RequestKind kind = report.exchanges[report.road[i]].request.kind;
     const bool opens = kind == plc_sim::RequestKind::kDirectoryStart || kind == plc_sim::RequestKind::kDirectory;
     if (opens != opening) continue;
-    for (const wire_trace::Remark& remark : wire_trace::judge_exchange(report.exchanges, report.road[i], i + 1)) {
+    for (const wire_trace::Remark& remark :
+         wire_trace::judge_exchange(report.exchanges, report.road[i], i + 1, reader)) {
       report.findings.push_back({remark.what, remark.advice, remark.is_fault && !is_vouched_for});
     }
   }
@@ -211,6 +235,10 @@ void find_wire_faults(bool opening, WhyReport& report) {
 void WhyReport::set_value(const TypedValue& read) {
   value = format_value(read.entry, read.value, read.extents);
   by_type = read;
+}
+
+wire_trace::Bytes WhyReport::taken_of(const wire_trace::Exchange& exchange) const {
+  return is_guarded ? exchange.own_reply().value_or(exchange.reply()) : exchange.reply();
 }
 
 bool WhyReport::has_fault() const {
@@ -337,7 +365,7 @@ void find_driver_faults(WhyReport& report) {
     const std::optional<LineMeaning> meaning = meaning_of_line(line);
     if (!meaning) continue;
     const std::string what = "the driver printed " + quote_text(line) + ": " + meaning->meaning;
-    report.findings.push_back({what, meaning->advice, !is_known});
+    report.findings.push_back({what, advice_in_report(meaning->advice), !is_known});
   }
   if (report.code && *report.code != PLC_OK && !report.has_fault()) {
     report.fault("the driver's read ended with: " + code_text(*report.code),

@@ -45,10 +45,9 @@ Json calls_json(const WhyReport& report) {
   return calls;
 }
 
-Json names_json(const Exchange& exchange) {
+Json names_json(const Exchange& exchange, const wire_trace::Bytes& reply) {
   Json names = Json::array();
   const std::vector<wire_trace::SentName> sent = wire_trace::names_of(exchange.request);
-  const wire_trace::Bytes reply = exchange.reply();
   const std::vector<wire_trace::NameRecord> records = wire_trace::records_of(reply, sent.size());
   const bool is_reply = wire_trace::head_of(reply).is_reply;
   for (size_t i = 0; i < sent.size(); ++i) {
@@ -75,7 +74,7 @@ const char* ending_word(wire_trace::Ending ending) {
   }
 }
 
-Json exchange_json(const Exchange& exchange) {
+Json exchange_json(const Exchange& exchange, const wire_trace::Bytes& taken) {
   Json object;
   const wire_trace::Bytes reply = exchange.reply();
   const wire_trace::ReplyHead head = wire_trace::head_of(reply);
@@ -83,7 +82,7 @@ Json exchange_json(const Exchange& exchange) {
   object["kind"] = name_of(exchange.request.kind);
   object["sequence"] = exchange.request.sequence;
   object["request"] = hex_of(exchange.request_bytes);
-  if (exchange.request.kind == plc_sim::RequestKind::kResolve) object["names"] = names_json(exchange);
+  if (exchange.request.kind == plc_sim::RequestKind::kResolve) object["names"] = names_json(exchange, taken);
   object["reply"] = hex_of(reply);
   object["pieces"] = exchange.pieces.size();
   object["status"] = head.is_reply && head.status ? Json(*head.status) : Json();
@@ -127,7 +126,9 @@ void write_why_json(FILE* file, const WhyReport& report) {
     object["times_wrong"] = report.times_wrong;
   }
   Json exchanges = Json::array();
-  for (const size_t index : report.road) exchanges.push_back(exchange_json(report.exchanges[index]));
+  for (const size_t index : report.road) {
+    exchanges.push_back(exchange_json(report.exchanges[index], report.taken_of(report.exchanges[index])));
+  }
   object["exchanges"] = exchanges;
   object["build"] = report.build.empty() ? Json() : Json(report.build);
   object["code"] = report.code ? Json(*report.code) : Json();

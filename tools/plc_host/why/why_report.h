@@ -69,6 +69,8 @@ struct WhyReport {
   void remark(const std::string& what, const std::string& advice) { findings.push_back({what, advice, false}); }
   void set_value(const TypedValue& read);
   bool has_fault() const;
+  // Of what came the right reply, which the guarded build finds behind others; all of it where there is none.
+  wire_trace::Bytes taken_of(const wire_trace::Exchange& exchange) const;
 };
 
 void write_why_text(FILE* file, const WhyReport& report);

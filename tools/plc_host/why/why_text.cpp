@@ -117,9 +117,8 @@ void print_exchanges(FILE* file, const WhyReport& report) {
   }
 }
 
-void print_names(FILE* file, const Exchange& exchange, size_t number) {
+void print_names(FILE* file, const Exchange& exchange, const wire_trace::Bytes& reply, size_t number) {
   const std::vector<wire_trace::SentName> names = wire_trace::names_of(exchange.request);
-  const wire_trace::Bytes reply = exchange.reply();
   const std::vector<wire_trace::NameRecord> records = wire_trace::records_of(reply, names.size());
   const bool is_reply = wire_trace::head_of(reply).is_reply;
   print_heading(file, "names sent in exchange " + std::to_string(number) + ", handles received");
@@ -139,7 +138,9 @@ void print_names(FILE* file, const Exchange& exchange, size_t number) {
 void print_replies(FILE* file, const WhyReport& report) {
   for (size_t i = 0; i < report.road.size(); ++i) {
     const Exchange& exchange = report.exchanges[report.road[i]];
-    if (exchange.request.kind == plc_sim::RequestKind::kResolve) print_names(file, exchange, i + 1);
+    if (exchange.request.kind == plc_sim::RequestKind::kResolve) {
+      print_names(file, exchange, report.taken_of(exchange), i + 1);
+    }
   }
   for (size_t i = 0; i < report.road.size(); ++i) {
     const Exchange& exchange = report.exchanges[report.road[i]];

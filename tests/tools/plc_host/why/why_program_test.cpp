@@ -356,21 +356,23 @@ const FaultCase kFaultCases[] = {
      1},
     {"wrong-sequence on=read",
      "  1. exchange 4 (read): the reply carries the sequence number 0002, the request 0001\n"
-     "     Try: No request before it has this number. The guarded build does not read a controller that does not "
+     "     Try: No request of this kind before it has this number. The guarded build does not read a controller that "
+     "does not "
      "repeat sequence numbers: plc-host survey tells whether all replies are so, and whether the contract build reads "
      "it.\n",
      1},
     {"gone", " refuses connections: nothing listens on that port\n", 7},
     // What follows depends on whether the two frames come at once.
     {"foreign on=directory",
-     "  1. exchange 2 (directory): the reply carries the sequence number 0000, the request 0001\n"
-     "     Try: No request before it has this number. The guarded build does not read a controller that does not "
-     "repeat sequence numbers: plc-host survey tells whether all replies are so, and whether the contract build reads "
-     "it.\n",
+     "  1. exchange 2 (directory): a foreign reply (sequence number 0000, class and command 0C25) came before the "
+     "right "
+     "one, and the contract build took it for the reply\n"
+     "     Try: It answers no request that waited for a reply: look for what else writes into the connection (a "
+     "gateway, another host behind it), and capture on both sides of it (tcpdump).\n",
      1},
     {"stale 9 on=directory", "no whole directory is among what came for it: whether the controller has the program ",
      1},
-    {"duplicate on=read", "  - exchange 4 (read): 16 bytes more than the reply's head announces came behind it\n", 0},
+    {"duplicate on=read", "  - exchange 4 (read): a doubled reply: the same 16 bytes came again behind it\n", 0},
     {"close on=directory", "  1. exchange 2 (directory): the controller closed the connection instead of answering\n",
      1},
 };
