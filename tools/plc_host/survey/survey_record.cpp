@@ -230,7 +230,7 @@ std::string piece_problem(const SurveyRecord& record) {
   constexpr uint32_t kLeastNames = 2;  // those of a BOOL in a batch
   const std::optional<size_t> piece = first_piece_bytes(record);
   if (!piece) return {};
-  const std::string pieces = pieces_words(record);
+  std::string pieces = pieces_words(record);
   if (names_in_a_piece(record).value_or(0) < kLeastNames) return pieces;
   if (record.programs.reply_bytes > *piece) {
     return pieces + ", and that with the names of the programs has " + std::to_string(record.programs.reply_bytes);

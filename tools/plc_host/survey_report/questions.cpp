@@ -37,6 +37,22 @@ void ask_of_same_names(const Programs& programs, Questions& all) {
 // Of a tag file's own mistake.
 constexpr char kCheckFile[] = "plc-host check FILE tells what to write.";
 
+void ask_of_program(const ProgramFinding& one, Questions& all) {
+  if (one.scope.empty() && one.state != ProgramFinding::State::kUndeclared) {
+    all.push_back({"tag files", std::string("Which program do local variables without one belong to? ") + kCheckFile});
+  } else if (one.state == ProgramFinding::State::kMissing) {
+    std::string what = "Is there such a program? The directory does not name it";
+    if (!one.other.empty()) {
+      what += "; it has " + one.other + ", the beginning of its name: is that another program, or its name cut";
+    }
+    all.push_back({one.scope, what + (one.other.empty() ? "." : "?")});
+  } else if (one.state == ProgramFinding::State::kCut) {
+    all.push_back({one.scope, "Can its name be shorter? The directory cuts it: " + one.other + "."});
+  } else if (one.state == ProgramFinding::State::kPrefix) {
+    all.push_back({one.scope, "Can one of the two be called otherwise? " + one.other + " begins with this name."});
+  }
+}
+
 void ask_of_programs(const Programs& programs, Questions& all) {
   if (programs.changes > 0) {
     all.push_back({"directory",
@@ -47,22 +63,7 @@ void ask_of_programs(const Programs& programs, Questions& all) {
     all.push_back({"directory", "How many programs are there? " + directory_counts(programs)});
   }
   ask_of_same_names(programs, all);
-  for (const ProgramFinding& one : programs.findings) {
-    if (one.scope.empty() && one.state != ProgramFinding::State::kUndeclared) {
-      all.push_back(
-          {"tag files", std::string("Which program do local variables without one belong to? ") + kCheckFile});
-    } else if (one.state == ProgramFinding::State::kMissing) {
-      std::string what = "Is there such a program? The directory does not name it";
-      if (!one.other.empty()) {
-        what += "; it has " + one.other + ", the beginning of its name: is that another program, or its name cut";
-      }
-      all.push_back({one.scope, what + (one.other.empty() ? "." : "?")});
-    } else if (one.state == ProgramFinding::State::kCut) {
-      all.push_back({one.scope, "Can its name be shorter? The directory cuts it: " + one.other + "."});
-    } else if (one.state == ProgramFinding::State::kPrefix) {
-      all.push_back({one.scope, "Can one of the two be called otherwise? " + one.other + " begins with this name."});
-    }
-  }
+  for (const ProgramFinding& one : programs.findings) ask_of_program(one, all);
 }
 
 std::string near_text(const std::vector<std::string>& near) {
