@@ -29,6 +29,8 @@ struct BrokerEvents {
   std::function<void(bool ok)> subscribed;
   std::function<void(int id)> acknowledged;
   std::function<void(const Message& message)> message;
+  // A message was dropped that is longer than a command can be.
+  std::function<void(const std::string& topic, size_t bytes)> too_long;
 };
 
 // "HOST:PORT", with brackets around an address that has colons of its own.

@@ -209,6 +209,9 @@ void MosquittoBroker::hand_on(LinkEvent& event) {
     case LinkEvent::Kind::kMessage:
       events_.message(event.message);
       return;
+    case LinkEvent::Kind::kTooLong:
+      events_.too_long(event.message.topic, event.bytes);
+      return;
     case LinkEvent::Kind::kLost:
       break;
   }

@@ -284,8 +284,13 @@ void MosquittoLink::on_subscribe(mosquitto*, void* self, int id, int count, cons
 
 void MosquittoLink::on_message(mosquitto*, void* self, const mosquitto_message* message, const mosquitto_property*) {
   auto& link = *static_cast<MosquittoLink*>(self);
-  if (message->payloadlen < 0 || static_cast<size_t>(message->payloadlen) > kMostMessageFromBroker) {
+  if (static_cast<size_t>(message->payloadlen) > kMostMessageFromBroker) {
     ++link.dropped_messages_;
+    LinkEvent dropped;
+    dropped.kind = LinkEvent::Kind::kTooLong;
+    dropped.message.topic = message->topic;
+    dropped.bytes = static_cast<size_t>(message->payloadlen);
+    link.push(std::move(dropped));
     return;
   }
   LinkEvent event;

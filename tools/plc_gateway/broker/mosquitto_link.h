@@ -20,12 +20,13 @@ namespace plc_gateway {
 constexpr size_t kMostMessageFromBroker = size_t{256} * 1024;
 
 struct LinkEvent {
-  enum class Kind : uint8_t { kConnected, kLost, kSubscribed, kAcknowledged, kMessage } kind = Kind::kLost;
+  enum class Kind : uint8_t { kConnected, kLost, kSubscribed, kAcknowledged, kMessage, kTooLong } kind = Kind::kLost;
   bool ok = true;        // kSubscribed
   bool refused = false;  // kLost: the broker spoke, another address is no help
   int id = 0;            // kAcknowledged
   std::string reason;    // kLost
-  Message message;       // kMessage
+  Message message;       // kMessage; kTooLong: its topic alone
+  size_t bytes = 0;      // kTooLong
 };
 
 class MosquittoLink {

@@ -133,6 +133,7 @@ BrokerEvents Gateway::broker_events() {
     node_.on_message(message);
     after();
   };
+  events.too_long = [this](const std::string& topic, size_t bytes) { tell_too_long(topic, bytes); };
   return events;
 }
 
@@ -300,6 +301,15 @@ void Gateway::tell_broker() {
 void Gateway::tell_command(const CommandResult& ended) {
   const LogLevel level = ended.result == "done" ? LogLevel::kInfo : LogLevel::kWarning;
   tell(level, "command", {{"result", ended.result}, {"name", ended.name}, {"reason", ended.reason}});
+}
+
+void Gateway::tell_too_long(const std::string& topic, size_t bytes) {
+  tell(LogLevel::kWarning, "message_too_long",
+       {{"topic", topic},
+        {"bytes", std::to_string(bytes)},
+        {"limit", std::to_string(kMostMessageFromBroker)},
+        {"reason", "the gateway dropped it unread, and no result is published: no command is so long"},
+        {"what_to_do", "see what publishes to this topic; a limit in the broker keeps such messages away"}});
 }
 
 void Gateway::tell_journal() {

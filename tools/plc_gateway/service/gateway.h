@@ -73,6 +73,7 @@ class Gateway {
   void tell_controller();
   void tell_broker();
   void tell_command(const CommandResult& ended);
+  void tell_too_long(const std::string& topic, size_t bytes);
   void tell_journal();
   void tell(LogLevel level, std::string_view event, const LogFields& fields = {});
 

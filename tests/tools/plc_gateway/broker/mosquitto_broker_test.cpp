@@ -45,6 +45,9 @@ class BrokerTest : public testing::Test {
       note("message " + message.topic + " " + std::to_string(message.payload.size()) +
            (message.retained ? " old" : ""));
     };
+    made.too_long = [this](const std::string& topic, size_t bytes) {
+      note("too long " + topic + " " + std::to_string(bytes));
+    };
     return made;
   }
 
@@ -285,7 +288,7 @@ TEST_F(BrokerTest, Subscription_IsToldAsTheBrokerGrantsIt) {
   }
 }
 
-TEST_F(BrokerTest, MessageThatIsTooLong_IsDroppedAndCounted) {
+TEST_F(BrokerTest, MessageThatIsTooLong_IsDroppedToldAndCounted) {
   const std::string longest(plc_gateway::kMostMessageFromBroker, 'x');
   // 262144 and 262145 bytes with the topic "t".
   const std::string fits = "\x31\x83\x80\x10\x00\x01t"s + longest;
@@ -299,7 +302,7 @@ TEST_F(BrokerTest, MessageThatIsTooLong_IsDroppedAndCounted) {
   MosquittoBroker broker(loop.get(), options(fake.port()), events());
   broker.connect(kWill);
   ASSERT_TRUE(run_until_noted("message"));
-  EXPECT_THAT(happened, ElementsAre("connected", "message t 262144 old"));
+  EXPECT_THAT(happened, ElementsAre("connected", "too long t 262145", "message t 262144 old"));
   EXPECT_EQ(broker.dropped_messages(), 1U);
 }
 

@@ -126,6 +126,19 @@ TEST_F(GatewayProgram, VariableThatIsRefused_IsLoggedWithTheRemedy) {
               ContainsRegex("event=variable_bad name=Motor.Speed reason=\"[^\"]+\" what_to_do=\"[^\"]+\""));
 }
 
+TEST_F(GatewayProgram, CommandThatIsTooLong_IsLoggedWithItsSizeAndTheLimit) {
+  start_all();
+  const std::string topic = "spBv1.0/Plant/DCMD/node/device";
+  ASSERT_TRUE(host->say(topic, std::string(size_t{300} * 1024, 'x')));
+  ASSERT_TRUE(host->hears(topic));
+  ASSERT_TRUE(world.logs("event=message_too_long")) << world.log();
+  EXPECT_THAT(
+      world.log(),
+      HasSubstr("level=warning event=message_too_long topic=spBv1.0/Plant/DCMD/node/device bytes=307200 limit=262144 "
+                "reason=\"the gateway dropped it unread, and no result is published: no command is so long\" "
+                "what_to_do=\"see what publishes to this topic; a limit in the broker keeps such messages away\"\n"));
+}
+
 // Longer than a part of a name can be: nobody is asked for it.
 const std::string kNobody(64, 'a');
 

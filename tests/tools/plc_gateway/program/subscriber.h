@@ -41,6 +41,11 @@ class Subscriber {
   bool is_there() const { return is_there_; }
   const std::vector<Received>& received() const { return received_; }
   void forget() { received_.clear(); }
+  // Publishes with QoS 0; it hears its own messages too.
+  bool say(const std::string& topic, const std::string& payload) {
+    return mosquitto_publish(mosq_.get(), nullptr, topic.c_str(), static_cast<int>(payload.size()), payload.data(), 0,
+                             false) == MOSQ_ERR_SUCCESS;
+  }
 
   // Whether a message to this topic whose payload holds this text has come, or comes within patience.
   bool hears(const std::string& topic, const std::string& part = "") {
