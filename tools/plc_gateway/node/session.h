@@ -136,7 +136,7 @@ class Session {
   bool rebirth_wanted_ = false;
   bool device_born_ = false;
   Ms birth_ms_ = 0;  // of the last births
-  // The row of the journal that has the value of the device's last birth, of each variable; 0: none.
+  // The row of the journal that has what the device's last birth said of each variable, a value or none; 0: none has.
   std::vector<uint64_t> birth_rows_;
   std::vector<uint8_t> told_bad_;  // its last published quality
 

@@ -145,7 +145,7 @@ bool Session::device_birth() {
     const uint64_t alias = journal_.alias(index);
     writer_.birth(variables_[index], alias, sample, now);
     names_[alias] = variables_[index].name;
-    birth_rows_[index] = sample->good ? device_.current_row(index) : 0;
+    birth_rows_[index] = device_.current_row(index);
     told_bad_[index] = sample->good ? 0 : 1;
   }
   for (size_t i = 0; i < journal_.retired().size(); ++i) {
@@ -267,7 +267,7 @@ std::vector<Sample> Session::samples_of(const JournalRow& row, bool historical) 
   }
   samples.reserve(row.changes.size());
   for (const Sample& sample : row.changes) {
-    const bool carried = sample.variable < variables_.size() && sample.good && birth_rows_[sample.variable] == row.id;
+    const bool carried = sample.variable < variables_.size() && birth_rows_[sample.variable] == row.id;
     if (!carried) samples.push_back(sample);
   }
   std::stable_sort(samples.begin(), samples.end(), [](const Sample& a, const Sample& b) { return a.time < b.time; });

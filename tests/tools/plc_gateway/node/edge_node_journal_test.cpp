@@ -236,6 +236,64 @@ TEST(EdgeNode, FirstValuesAtAnImmediateStop_AreNoHistoryOfTheNextProcess) {
   EXPECT_EQ(world.journal->counters().rows, 0U);
 }
 
+// ---------------------------------------------------------------------------------------------------- without a value
+
+// The birth says it all: that there is no value, and since when.
+TEST(EdgeNode, RefusedVariableOfTheFirstBirth_IsNoHistoryBehindIt) {
+  World world;
+  world.refuse(0);
+  world.pass(1);
+  world.let_broker_in();
+  world.pass(plc_gateway::kFenceMs);
+  const std::vector<Told> told = world.take();
+  ASSERT_EQ(told.size(), 3U);
+  ASSERT_EQ(told[1].type, "DBIRTH");
+  EXPECT_EQ(gateway_test::quality_of(*told[1].metric("Speed")), 0);
+  EXPECT_EQ(told[2].type, "fence");
+  ASSERT_TRUE(world.acknowledge());
+  EXPECT_EQ(world.node->counters().values_historical, 0U);
+  EXPECT_EQ(world.journal->counters().rows, 0U);
+}
+
+TEST(EdgeNode, RefusedVariableOfAControllerThatReturns_IsNoHistoryBehindTheBirth) {
+  plc_gateway::EdgeNodeOptions options = World::usual_options();
+  options.session.json_topic = "plant1/press1/{name}";
+  World world(options);
+  world.refuse(0);
+  bring_up(world);
+  world.controller_answers = false;
+  world.pass(500);
+  world.acknowledge();
+  world.take();
+  world.controller_answers = true;
+  world.pass(500);
+  size_t births = 0;
+  for (const Told& one : world.take()) {
+    if (one.type == "DBIRTH") ++births;
+    EXPECT_NE(one.type, "DDATA");
+    EXPECT_EQ(one.text.find("historical"), std::string::npos) << one.text;
+  }
+  EXPECT_EQ(births, 1U);
+  EXPECT_EQ(world.node->counters().values_historical, 0U);
+}
+
+TEST(EdgeNode, RefusalWhileTheBrokerWasGone_IsHistoryWithItsOwnTime) {
+  World world;
+  bring_up(world);
+  world.node->on_disconnected("reset");
+  world.refuse(0);
+  world.pass(200);
+  world.let_broker_in();
+  world.pass(50);
+  const std::vector<Told> told = world.take();
+  ASSERT_EQ(told.size(), 3U);
+  ASSERT_EQ(told[2].type, "DDATA");
+  ASSERT_EQ(told[2].payload.metrics_size(), 1);
+  EXPECT_TRUE(told[2].payload.metrics(0).is_null());
+  EXPECT_TRUE(told[2].payload.metrics(0).is_historical());
+  EXPECT_EQ(told[2].payload.metrics(0).timestamp() + 100, told[1].metric("Speed")->timestamp());
+}
+
 // ---------------------------------------------------------------------------------------------------- JSON
 
 TEST(EdgeNode, JsonForm_IsPublishedForEachChangeWithQos1AndNotRetained) {

@@ -44,7 +44,7 @@ Ledger::Row Ledger::take(const JournalRow& row) const {
     return cell;
   };
   if (taken.is_lost) {
-    for (const uint64_t alias : aliases_) add(alias, row.time);
+    for (const uint64_t alias : aliases_) add(alias, row.time).is_loss = true;
     return taken;
   }
   for (const Sample& sample : row.changes) {
@@ -61,8 +61,8 @@ const Ledger::Birth::Value* Ledger::born_with(const Birth& birth, const Cell& ce
   const auto found = birth.values.find(cell.alias);
   if (found == birth.values.end()) return nullptr;
   const Birth::Value& value = found->second;
-  const bool is_same = cell.good && value.good && cell.time == value.time && cell.jumps_back == value.jumps_back &&
-                       cell.bits == value.bits && cell.bytes == value.bytes;
+  const bool is_same = !cell.is_loss && cell.good == value.good && cell.time == value.time &&
+                       cell.jumps_back == value.jumps_back && cell.bits == value.bits && cell.bytes == value.bytes;
   return is_same ? &value : nullptr;
 }
 

@@ -24,6 +24,7 @@ class Ledger {
     DataType type = DataType::kInt16;
     Ms time = 0;
     bool good = false;
+    bool is_loss = false;  // of a row that tells the controller's loss, which no birth says
     uint64_t bits = 0;
     std::string bytes;
     unsigned jumps_back = 0;
