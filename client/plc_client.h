@@ -247,7 +247,7 @@ enum class Reason : uint8_t {
   kNoConnection,  // there was no connection
   kForeign,       // what came was no reply to this request
   kImpossible,    // nothing was sent: neither tag file nor driver can ask for it
-  kDifferent,     // written, but read back different
+  kDifferent,     // read back different from what was sent
   kFailed,        // the driver gave no reason
   kNotTried,      // its turn did not come
 };

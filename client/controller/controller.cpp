@@ -343,7 +343,7 @@ void Controller::Body::verify_write(const core::PreparedWrite& write, uint16_t a
   if (back.has_failed) {
     result.outcome = Outcome::kUnknown;
     result.error = problem_of(back.failure);
-    result.error.text = "written, but not read back: " + result.error.text;
+    result.error.text = (session->is_guarded() ? "written" : "sent") + (", but not read back: " + result.error.text);
     if (has_lost(back.failure)) last_failure = back.failure;
     return;
   }
@@ -351,10 +351,13 @@ void Controller::Body::verify_write(const core::PreparedWrite& write, uint16_t a
   result.verified = core::same_value(entry, write.value, back.value);
   if (result.verified) return;
   result.outcome = Outcome::kUnknown;
-  result.error = {Reason::kDifferent,
-                  "written " + core::format_value(entry, write.value, write.reference.extents) + ", but read back " +
-                      core::format_value(entry, back.value, write.reference.extents),
-                  "Does a program in the controller write the variable too?"};
+  // The contract build returns 0 for a refusal too.
+  result.error = {
+      Reason::kDifferent,
+      (session->is_guarded() ? "written " : "sent ") + core::format_value(entry, write.value, write.reference.extents) +
+          ", but read back " + core::format_value(entry, back.value, write.reference.extents),
+      session->is_guarded() ? "Does a program in the controller write the variable too?"
+                            : "Was the write refused? The contract build does not tell: try the guarded build."};
 }
 
 std::vector<WriteResult> Controller::Body::write_all(const std::vector<FoundVariable>& variables,

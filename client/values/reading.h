@@ -21,7 +21,7 @@ enum class Quality {
   kNoConnection,  // there was none to begin with
   kForeign,       // what came was no reply to this request
   kImpossible,    // nothing was sent: neither tag file nor driver can ask for it
-  kDifferent,     // written, but read back different
+  kDifferent,     // read back different from what was sent
   kFailed,        // the driver gave no reason
   kNotRead,       // its turn did not come
   kNotWritten,    // nor of this write

@@ -258,8 +258,8 @@ TEST_F(WorldTest, ValueThatIsReadBackDifferent_IsNotDone) {
   EXPECT_EQ(result.outcome, Outcome::kUnknown);
   EXPECT_FALSE(result.verified);
   EXPECT_EQ(result.error.reason, Reason::kDifferent);
-  EXPECT_EQ(result.error.text, "written 5, but read back 9");
-  EXPECT_EQ(result.error.advice, "Does a program in the controller write the variable too?");
+  EXPECT_EQ(result.error.text, "sent 5, but read back 9");
+  EXPECT_EQ(result.error.advice, "Was the write refused? The contract build does not tell: try the guarded build.");
 }
 
 TEST_F(WorldTest, ReadBackThatIsLost_LeavesTheWriteUnknown) {

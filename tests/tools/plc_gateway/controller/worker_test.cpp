@@ -438,7 +438,8 @@ TEST_F(LostTest, ValueThatIsReadBackDifferent_IsUnknown) {
   EXPECT_EQ(outcome.outcome, Outcome::kUnknown);
   EXPECT_FALSE(outcome.verified);
   EXPECT_EQ(outcome.reason, Reason::kDifferent);
-  EXPECT_EQ(outcome.error, "written 5, but read back 9. Does a program in the controller write the variable too?");
+  EXPECT_EQ(outcome.error,
+            "sent 5, but read back 9. Was the write refused? The contract build does not tell: try the guarded build.");
 }
 
 TEST_F(LostTest, StopDuringSilence_EndsWithTheReplyTimeOut) {
