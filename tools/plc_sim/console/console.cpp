@@ -29,6 +29,14 @@ std::pair<std::string, std::string> split_first_word(std::string_view line) {
 
 const std::vector<std::string> kCommands{"set", "show", "dump", "counts", "fault", "faults", "report", "help", "quit"};
 
+[[noreturn]] void fail(const std::string& reason) { throw std::invalid_argument(reason); }
+
+// A replay knows frames alone.
+void refuse_variables(const std::string& command) {
+  if (command != "set" && command != "show" && command != "dump") return;
+  fail(command + " needs variables, and a replay has none: what the capture holds is answered");
+}
+
 bool stands_alone(const std::string& command) { return command == "faults" || command == "help" || command == "quit"; }
 
 // The command of this meaning, those with near names, or what helps when there is none.
@@ -41,8 +49,6 @@ std::string meant_command(const std::string& word) {
   const std::string near = plc_base::did_you_mean(word, kCommands);
   return near.empty() ? "help lists them" : near;
 }
-
-[[noreturn]] void fail(const std::string& reason) { throw std::invalid_argument(reason); }
 
 // The quote that closes the first one: the next that ends a word, and none behind a backslash in double quotes.
 size_t closing_quote(std::string_view line) {
@@ -91,6 +97,7 @@ std::string Console::run(std::string_view line) {
   const auto [command, rest] = split_first_word(line);
   if (command.empty()) return {};
   try {
+    if (!hooks_.has_variables) refuse_variables(command);
     return answer(command, rest) + "ok\n";
   } catch (const std::invalid_argument& bad) {
     return "error: " + plc_base::shown_line(bad.what()) + "\n";
@@ -100,10 +107,6 @@ std::string Console::run(std::string_view line) {
 std::string Console::answer(const std::string& command, const std::string& rest) {
   if (!rest.empty() && stands_alone(command)) {
     fail(command + " takes nothing" + (command == "faults" ? "; fault clear disarms them" : ""));
-  }
-  const bool is_of_variables = command == "set" || command == "show" || command == "dump";
-  if (is_of_variables && !hooks_.has_variables) {
-    fail(command + " needs variables, and a replay has none: what the capture holds is answered");
   }
   if (command == "set") return set(rest);
   if (command == "show") return show(rest);
