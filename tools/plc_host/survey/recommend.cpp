@@ -109,6 +109,10 @@ std::optional<uint32_t> piece_limit(const SurveyRecord& record) {
 }
 
 void recommend_batch(const SurveyRecord& record, std::vector<Recommendation>& all) {
+  if (const std::string fault = batches_fault(record.variables); !fault.empty()) {
+    all.push_back({"batch_names", "1", fault + ". Singly they came alike each time"});
+    return;
+  }
   const Limits& limits = record.limits;
   const uint32_t met =
       std::min(limits.names_per_request.value_or(UINT32_MAX), limits.values_per_request.value_or(UINT32_MAX));
@@ -164,9 +168,10 @@ uint64_t names_of(const std::vector<VariableFinding>& findings) {
 
 void recommend_poll(const SurveyRecord& record, std::vector<Recommendation>& all) {
   const Limits& limits = record.limits;
+  const uint64_t usual = batches_fault(record.variables).empty() ? kUsualBatchNames : 1;
   const auto names = static_cast<uint32_t>(std::min<uint64_t>(
-      {kUsualBatchNames, limits.names_per_request.value_or(kUsualBatchNames),
-       limits.values_per_request.value_or(kUsualBatchNames), piece_limit(record).value_or(kUsualBatchNames)}));
+      {usual, limits.names_per_request.value_or(kUsualBatchNames), limits.values_per_request.value_or(kUsualBatchNames),
+       piece_limit(record).value_or(kUsualBatchNames)}));
   const Times* resolve = times_near(record, "resolve", names);
   const Times* read = times_near(record, "read", names);
   const auto& findings = record.variables.findings;

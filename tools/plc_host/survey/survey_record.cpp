@@ -81,6 +81,15 @@ bool is_foreign(const HeadCounts& heads) {
   return heads.replies > 0 && (alike == 0 || (heads.unspoken > 0 && heads.spoken == 0));
 }
 
+std::string batches_fault(const Variables& variables) {
+  const auto& findings = variables.findings;
+  const auto others = static_cast<uint64_t>(std::count_if(
+      findings.begin(), findings.end(), [](const VariableFinding& one) { return one.is_other_in_batch; }));
+  if (others == 0) return {};
+  return plc_base::plural(others, "variable") + (others == 1 ? " has" : " have") +
+         " another value in a batch than singly, each time: no build of the driver tells which one is wrong";
+}
+
 bool fails_guarded_build(const Variables& variables) {
   constexpr uint64_t kTenth = 10;
   const std::string& build = variables.compared_with;
@@ -248,9 +257,10 @@ std::string piece_problem(const SurveyRecord& record) {
 }  // namespace
 
 std::string contract_fault(const SurveyRecord& record) {
-  std::string problem = piece_problem(record);
-  if (!problem.empty()) return problem;
   const Variables& variables = record.variables;
+  std::string problem = piece_problem(record);
+  if (problem.empty()) problem = batches_fault(variables);
+  if (!problem.empty()) return problem;
   const std::string& build = variables.compared_with;
   if (variables.misread == 0 || build.substr(build.rfind(' ') + 1) != "contract") return {};
   return "the contract build gave other values than the controller for " + std::to_string(variables.misread) + " of " +

@@ -124,6 +124,7 @@ struct VariableFinding {
   bool may_go_on = false;           // a text that fills its declared length: only the driver reads what may follow
   bool is_compared = false;         // the driver gave a value for it too
   bool is_other_by_driver = false;  // the driver gave another value, or none
+  bool is_other_in_batch = false;   // each time, than singly
   size_t name_reply_bytes = 0;      // of the replies to its name and its value, each asked for alone
   size_t value_reply_bytes = 0;
   bool is_named = false;  // its name was answered
@@ -353,6 +354,9 @@ struct SurveyRecord {
 
 // The controller treats one connection more than it takes as it treated those that failed.
 bool explains_failures(const Link& link);
+
+// "3 variables have another value in a batch than singly, each time: ..."; "" where none has.
+std::string batches_fault(const Variables& variables);
 
 // The guarded build did not read a tenth or more of the variables that the survey read, each time that it tried.
 bool fails_guarded_build(const Variables& variables);

@@ -79,6 +79,15 @@ std::string place_of_question(const VariableFinding& one) {
   return " It is declared in " + place + ".";
 }
 
+std::string different_text(const VariableFinding& one) {
+  if (one.is_other_in_batch) {
+    return "Why has it another value when several variables are asked for at a time? It was " + one.why +
+           ". One of the others may be refused with a reply that looks like values.";
+  }
+  const std::string why = one.why.empty() ? "" : ": " + one.why;
+  return "Does it change by itself, and is it " + one.type + "? It was read with different values" + why + ".";
+}
+
 Question question_on(const VariableFinding& one) {
   const std::string why = one.why.empty() ? "" : ": " + one.why;
   const std::string place = place_of_question(one);
@@ -104,8 +113,7 @@ Question question_on(const VariableFinding& one) {
       return {one.name, "Can the tag file declare it otherwise? The controller answered, and nothing was compared" +
                             why + "." + place};
     case VariableFinding::State::kDifferent:
-      return {one.name, "Does it change by itself, and is it " + one.type + "? It was read with different values" +
-                            why + "." + place};
+      return {one.name, different_text(one) + place};
     default:
       return {one.name,
               "Is it " + one.type + " in the controller too? The reply is " + word_of(one.state) + why + "." + place};

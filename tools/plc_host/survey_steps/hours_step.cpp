@@ -157,7 +157,10 @@ void HoursStep::run() {
     take_round(static_cast<int64_t>(turn_ms), round);
     // Turns that are over by now are left out.
     turn_ms += record_.period_ms;
-    for (; turn_ms + record_.period_ms < passed_ms(); turn_ms += record_.period_ms) leave_out(turn_ms < whole_ms);
+    while (turn_ms + record_.period_ms < passed_ms()) {
+      leave_out(turn_ms < whole_ms);
+      turn_ms += record_.period_ms;
+    }
   }
   const bool was_late = turn_ms < whole_ms && turn_ms + record_.period_ms < passed_ms();
   leave_out(was_late);

@@ -8,6 +8,7 @@
 #include "base/text.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/survey/recommend.h"
+#include "tools/plc_host/survey/rule_tally.h"
 #include "tools/plc_host/survey_steps/driver_word.h"
 #include "tools/plc_host/survey_steps/survey_steps.h"
 
@@ -52,15 +53,28 @@ void take_values_back(SurveyRecord& record) {
   record.variables.step = {Step::State::kPartly, kForeign};
 }
 
-// Replies that keep every rule are of no use where the guarded build's own calls fail. The contract build takes what
-// makes them fail for answers, so that it is no way out: nothing is recommended.
-void weigh_comparison(SurveyRecord& record) {
+// Why the guarded build may fail or mislead here although replies keep every rule; "" where nothing says so.
+std::string doubt_of(const SurveyRecord& record) {
+  const std::string fault = batches_fault(record.variables);
+  if (!fault.empty()) return fault + ".";
+  const HeadCounts& heads = record.heads;
+  if (is_surely_often(heads.foreign, heads.replies + heads.foreign)) {
+    return "so many replies that are none of ours make calls of the guarded build fail, now and then or always.";
+  }
   const Variables& variables = record.variables;
-  if (!is_usable(record.verdict.usable) || !fails_guarded_build(variables)) return;
+  if (!fails_guarded_build(variables)) return {};
+  return "the guarded build did not read " + std::to_string(variables.unread_by_driver) + " of " +
+         plc_base::plural(variables.to_compare, "variable") + " that the survey read, each tried three times.";
+}
+
+// The contract build takes what makes the guarded one fail for answers, so that it is no way out: nothing is
+// recommended.
+void weigh_comparison(SurveyRecord& record) {
+  if (!is_usable(record.verdict.usable)) return;
+  const std::string doubt = doubt_of(record);
+  if (doubt.empty()) return;
   record.verdict.usable = Verdict::Usable::kUnknown;
-  record.verdict.because += " But the guarded build did not read " + std::to_string(variables.unread_by_driver) +
-                            " of " + plc_base::plural(variables.to_compare, "variable") +
-                            " that the survey read, each tried three times.";
+  record.verdict.because += " But " + doubt;
 }
 
 // Of a text that may go on behind what was read the survey alone knows no value.

@@ -108,6 +108,7 @@ class VariableStep {
 
   void ask_singly(size_t at);
   bool read_singly(size_t at);
+  void take_answer(const ValuesAnswer& values, bool is_told, size_t at);
   template <typename Ask>
   auto settled(const Ask& ask, bool& is_told) -> decltype(ask());
   void ask_unknown();
@@ -205,9 +206,16 @@ bool VariableStep::read_singly(size_t at) {
     return ask_values(conversation_, {&declared});
   };
   const ValuesAnswer values = settled(ask, is_told);
-  const size_t wanted = size_t{2} * declared.units;
   if (!values.asked.is_answered()) return false;
   finding.value_reply_bytes = values.asked.answer.bytes.size();
+  take_answer(values, is_told, at);
+  return true;
+}
+
+// Told: what it lacks came so each time.
+void VariableStep::take_answer(const ValuesAnswer& values, bool is_told, size_t at) {
+  Declared& declared = variables_[at];
+  VariableFinding& finding = record_.findings[at];
   if (!is_told && !values.asked.shape.is_complete) {
     finding.state = VariableState::kNotNamed;
     finding.why = kDamaged;
@@ -216,7 +224,7 @@ bool VariableStep::read_singly(size_t at) {
   } else if (!values.asked.shape.is_complete) {
     finding.state = VariableState::kShort;
     finding.why = "the reply has " + plc_base::plural(values.asked.answer.bytes.size() - 14, "byte") + " where " +
-                  finding.type + " takes " + std::to_string(wanted);
+                  finding.type + " takes " + std::to_string(size_t{2} * declared.units);
     if (is_empty_success(values.asked)) empty_[at] = values.asked;
   } else {
     declared.value = values.values.front();
@@ -228,7 +236,6 @@ bool VariableStep::read_singly(size_t at) {
       finding.why = plc_base::plural(values.asked.shape.behind, "byte") + " behind the value";
     }
   }
-  return true;
 }
 
 bool VariableStep::is_empty_success(const Asked& asked) const {
@@ -372,6 +379,7 @@ void VariableStep::look_again(const std::vector<size_t>& batch, std::vector<Othe
     const Declared& declared = variables_[other.at];
     VariableFinding& finding = record_.findings[other.at];
     finding.state = VariableState::kDifferent;
+    finding.is_other_in_batch = true;
     finding.why = "read singly " + value_text(declared, other.singly) + ", in a batch " +
                   value_text(declared, other.batched) + ", " + std::to_string(kRereads + 1) + " times each";
   }

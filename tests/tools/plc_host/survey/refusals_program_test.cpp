@@ -72,6 +72,24 @@ constexpr char kRefusedValue[] =
     "\n# A declared variable whose name the controller knows. It refuses the value, with this shape and status.\n"
     "[[refused]]\nname = \"Speed\"\nwhat = \"value\"\nshape = \"short\"\nstatus = 0x0019\n";
 
+// Zeros with the status of success: no reply tells them from values, but the batch does.
+TEST_F(SurveyRefusalsTest, ValuesThatBatchesGiveOtherwise_LeaveNoBuildUsable) {
+  write_file("refuses.toml", "[[refused]]\nname = \"Limit\"\nwhat = \"value\"\nshape = \"full\"\nstatus = 0x0\n");
+  const std::string tags = "Speed,INT,,,,,,0,1,0,0,,DM\nLimit,INT,,,,,,1,1,0,0,,DM\n";
+  EXPECT_EQ(survey(tags, {"--sentinel", "--profile", path("refuses.toml")}).code, 1);
+  const Json found = report();
+  EXPECT_EQ(found.at("guarded").at("usable"), "not known");
+  EXPECT_EQ(
+      found.at("guarded").at("because"),
+      "Every reply keeps the rules of the guarded build. But 1 variable has another value in a batch than singly, "
+      "each time: no build of the driver tells which one is wrong.");
+  EXPECT_THAT(question_on("Speed"), StartsWith("Why has it another value when several variables are asked for at a "
+                                               "time? It was read singly "));
+  const std::string profile = file_text(path("found/profile.toml"));
+  EXPECT_THAT(profile, HasSubstr("\nbatch_names = 1"));
+  EXPECT_THAT(profile, Not(HasSubstr("\ndriver = ")));
+}
+
 // plc-sim behaves so with the profile that was learnt.
 TEST_F(SurveyRefusalsTest, RefusedValueOfAKnownName_IsLearntAndImitated) {
   write_file("once.toml", kRefusedValue);
