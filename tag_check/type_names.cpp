@@ -151,7 +151,9 @@ std::vector<std::string> near_types(const std::string& text) {
 }  // namespace
 
 bool is_type(std::string_view text) {
-  return !text.empty() && text.size() <= kLongestName &&
+  // The driver's names of types end with a zero: a zero inside the text would lead it behind one.
+  const bool has_zero = text.find('\0') != std::string_view::npos;
+  return !text.empty() && text.size() <= kLongestName && !has_zero &&
          plc::find_type(text.data(), static_cast<uint32_t>(text.size())) != nullptr;
 }
 

@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "checker.h"
+#include "type_names.h"
 
 namespace tag_check {
 namespace {
@@ -101,6 +102,13 @@ TEST(NewTags, ArrayWithoutBounds_IsToldWithThem) {
   const NewTagLines unknown = make_tag_lines({new_tag("X", "THING[10]")}, {});
   ASSERT_EQ(told(unknown.findings), "T041 1");
   EXPECT_EQ(unknown.findings[0].message, "'THING[10]' is not a type");
+}
+
+TEST(NewTags, NameOfATypeWithAZeroBehindIt_IsNoType) {
+  EXPECT_TRUE(is_type("INT"));
+  for (const size_t zeros : {size_t{1}, size_t{2}, size_t{40}}) {
+    EXPECT_FALSE(is_type("INT" + std::string(zeros, '\0'))) << zeros;
+  }
 }
 
 TEST(NewTags, NameThatCanBeNone_IsToldWithWhatWasMeant) {

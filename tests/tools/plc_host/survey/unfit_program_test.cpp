@@ -146,7 +146,8 @@ TEST_F(SurveyUnfitTest, LongerRepliesForOneOfTwoVariables_LeaveTheVerdictOpen) {
     EXPECT_THAT(profile, HasSubstr("\nusable = \"unknown\"")) << tags;
     EXPECT_THAT(profile, HasSubstr("\n# bytes_behind_values is not known. ")) << tags;
     EXPECT_EQ(report().at("variables").at("findings").at(0).at("state"), "too long") << tags;
-    for (const Json& rule : report().at("guarded").at("rules")) {
+    const Json rules = report().at("guarded").at("rules");
+    for (const Json& rule : rules) {
       if (rule.at("rule") == "value replies end with their values") {
         EXPECT_EQ(rule.at("holds"), nullptr) << tags;
       }
