@@ -36,6 +36,7 @@ bool is_workbook(std::string_view bytes) {
 }
 
 OpenedFile open_regular_file(const std::string& path) {
+  if (path.find('\0') != std::string::npos) return {-1, kZeroInName};
   const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (descriptor < 0) return {-1, std::strerror(errno)};
   struct stat status {};

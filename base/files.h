@@ -18,6 +18,9 @@ FileText read_file(const std::string& path, size_t most_bytes);
 // Whether the bytes are those of a spreadsheet's own file, packed or of its old form, and no text at all.
 bool is_workbook(std::string_view bytes);
 
+// Of a path that the system would read up to its zero byte.
+inline constexpr char kZeroInName[] = "no file has a zero byte in its name";
+
 struct OpenedFile {
   int descriptor = -1;  // the caller's to close, closed on exec; -1 when there is a problem
   std::string problem;  // the reason alone, empty when it is open

@@ -23,9 +23,12 @@ std::optional<uint16_t> port_of(std::string_view digits) {
   return is_whole ? std::optional<uint16_t>(port) : std::nullopt;
 }
 
+// The system's functions read up to a zero byte, whatever stands behind it.
+bool holds_zero(const std::string& host) { return host.find('\0') != std::string::npos; }
+
 bool is_address(int family, const std::string& host) {
   in6_addr parsed{};
-  return inet_pton(family, host.c_str(), &parsed) == 1;
+  return !holds_zero(host) && inet_pton(family, host.c_str(), &parsed) == 1;
 }
 
 bool is_host_name(std::string_view host) {
@@ -97,6 +100,7 @@ NumberProblem number_problem(const std::string& host) {
 }
 
 FoundHost find_host(const std::string& host) {
+  if (holds_zero(host)) return {0, gai_strerror(EAI_NONAME)};
   in_addr parsed{};
   if (inet_pton(AF_INET, host.c_str(), &parsed) == 1) return {ntohl(parsed.s_addr), {}};
   if (std::string wrong = number_problem(host).text; !wrong.empty()) return {0, std::move(wrong)};

@@ -8,6 +8,8 @@
 namespace plc_base {
 namespace {
 
+constexpr size_t kMostBytesOfCharacter = 4;
+
 // Bytes of the sequence that a byte begins; 0 when none begins with it.
 size_t announced_bytes(uint8_t lead) {
   if (lead < 0x80) return 1;
@@ -64,6 +66,15 @@ std::optional<CodePoint> first_code_point(std::string_view text) {
   }
   if (!is_well_formed(value, bytes)) return std::nullopt;
   return CodePoint{value, bytes};
+}
+
+std::string_view whole_characters(std::string_view text, size_t most_bytes) {
+  if (text.size() <= most_bytes) return text;
+  for (size_t back = 1; back < kMostBytesOfCharacter && back <= most_bytes; ++back) {
+    const auto last = first_code_point(text.substr(most_bytes - back));
+    if (last && last->bytes > back) return text.substr(0, most_bytes - back);
+  }
+  return text.substr(0, most_bytes);
 }
 
 bool is_utf8(std::string_view text) {

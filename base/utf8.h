@@ -16,6 +16,10 @@ struct CodePoint {
 // The character at the start of text; nothing when text is empty or does not begin with a well-formed sequence.
 std::optional<CodePoint> first_code_point(std::string_view text);
 
+// The beginning of text, of at most most_bytes, that does not end within a character. Bytes that belong to no character
+// may be parted anywhere.
+std::string_view whole_characters(std::string_view text, size_t most_bytes);
+
 // True when text is well-formed throughout.
 bool is_utf8(std::string_view text);
 

@@ -20,6 +20,8 @@ constexpr char kIsNotRegular[] = "it is not a regular file";
 constexpr char kIsFolder[] = "it is a folder";
 constexpr char kHasOtherNames[] = "it has a second name, a hard link";
 constexpr char kNobodyReads[] = "nobody reads this pipe";
+constexpr char kIsOutput[] = "standard output goes there too";
+constexpr char kIsErrors[] = "standard error goes there too";
 constexpr mode_t kPermissions = 0777;
 constexpr mode_t kUsualPermissions = 0666;
 constexpr mode_t kOwnersPermissions = 0600;
@@ -36,6 +38,18 @@ bool is_status_of(const struct stat& status, const std::vector<std::string>& inp
   });
 }
 
+bool is_stream(const struct stat& status, int stream) {
+  struct stat used {};
+  return fstat(stream, &used) == 0 && used.st_dev == status.st_dev && used.st_ino == status.st_ino;
+}
+
+// Why it is not written to: what this program says would be lost in it, or it reads what it has written.
+Problem own_stream_problem(const struct stat& status) {
+  if (is_stream(status, STDOUT_FILENO)) return kIsOutput;
+  if (is_stream(status, STDERR_FILENO)) return kIsErrors;
+  return is_stream(status, STDIN_FILENO) ? kIsInput : "";
+}
+
 // Why the file at the path may not be replaced; old is what is there, nothing where nothing is.
 Problem look_at_old(const std::string& path, const std::vector<std::string>& inputs, std::optional<struct stat>& old) {
   struct stat status {};
@@ -44,6 +58,8 @@ Problem look_at_old(const std::string& path, const std::vector<std::string>& inp
   if (S_ISDIR(status.st_mode)) return kIsFolder;
   if (!S_ISREG(status.st_mode)) return kIsNotRegular;
   if (is_status_of(status, inputs)) return kIsInput;
+  Problem problem = own_stream_problem(status);
+  if (!problem.empty()) return problem;
   // Renaming would ask for the folder's permissions alone.
   if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) return last_error();
   old = status;
@@ -101,7 +117,18 @@ bool fill(int descriptor, std::string_view bytes, const std::optional<struct sta
 
 // Names that the system gives to what this process has open.
 bool is_own_descriptor(std::string_view path) {
-  return path == "/dev/stdout" || path == "/dev/stderr" || path.substr(0, 8) == "/dev/fd/";
+  constexpr std::string_view kFolder = "/dev/fd/";
+  const bool is_number = path.substr(0, kFolder.size()) == kFolder && path.size() > kFolder.size() &&
+                         path.find_first_not_of("0123456789", kFolder.size()) == std::string_view::npos;
+  return is_number || path == "/dev/stdout" || path == "/dev/stderr";
+}
+
+// Why what this process has open is not opened by such a name: only a pipe is, as a shell makes one for >(PROGRAM).
+Problem own_descriptor_problem(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return last_error();
+  Problem problem = own_stream_problem(status);
+  return problem.empty() && !S_ISFIFO(status.st_mode) ? kIsLink : problem;
 }
 
 // Opens what is at the path, or makes it; -1 with errno.
@@ -123,6 +150,10 @@ Problem make_empty(int descriptor, const std::vector<std::string>& inputs) {
   struct stat status {};
   if (fstat(descriptor, &status) != 0) return last_error();
   if (is_status_of(status, inputs)) return kIsInput;
+  // Devices, such as /dev/null, take what comes from everywhere.
+  const bool keeps_order = S_ISREG(status.st_mode) || S_ISFIFO(status.st_mode);
+  Problem problem = keeps_order ? own_stream_problem(status) : Problem();
+  if (!problem.empty()) return problem;
   if (S_ISREG(status.st_mode)) {
     if (status.st_nlink > 1) return kHasOtherNames;
     if (ftruncate(descriptor, 0) != 0) return last_error();
@@ -176,6 +207,8 @@ std::string advice_on_output(const std::string& problem) {
       {kIsInput, "name another file"},
       {kIsNotRegular, "name a file"},
       {kHasOtherNames, "name another file"},
+      {kIsOutput, "name another file"},
+      {kIsErrors, "name another file"},
       {std::strerror(ENOENT), "make its folder first, or name another one"},
       {std::strerror(ENOTDIR), "name a file in a folder"},
       {std::strerror(EACCES), "name a file where you may write"},
@@ -193,9 +226,11 @@ std::string advice_on_output(const std::string& problem) {
 }
 
 OpenedFile open_growing_file(const std::string& path, const std::vector<std::string>& inputs) {
+  Problem problem = is_own_descriptor(path) ? own_descriptor_problem(path) : Problem();
+  if (!problem.empty()) return {-1, std::move(problem)};
   const int descriptor = open_without_wait(path);
   if (descriptor < 0) return {-1, why_not_opened(errno)};
-  Problem problem = make_empty(descriptor, inputs);
+  problem = make_empty(descriptor, inputs);
   if (problem.empty()) return {descriptor, {}};
   close(descriptor);
   return {-1, std::move(problem)};

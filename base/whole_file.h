@@ -1,4 +1,5 @@
-// Files that a user asked for: never written through a link that somebody else made, never over what was read.
+// Files that a user asked for: never written through a link that somebody else made, never over what was read or what
+// a standard stream of this process leads to.
 #pragma once
 
 #include <string>
@@ -31,8 +32,7 @@ std::string why_not_written(const std::string& path, const std::vector<std::stri
 std::string advice_on_output(const std::string& problem);
 
 // Opens a file that grows, empty, under the same rules; a file with a second name is refused too, for it stays the file
-// that it is. A device is opened, and a pipe that somebody reads; so are /dev/stdout, /dev/stderr and /dev/fd/N, links
-// of the system.
+// that it is. A device is opened, and a pipe that somebody reads, also by the name /dev/fd/N, a link of the system.
 OpenedFile open_growing_file(const std::string& path, const std::vector<std::string>& inputs);
 
 }  // namespace plc_base

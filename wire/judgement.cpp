@@ -24,8 +24,7 @@ constexpr int64_t kApartNs = kNsPerMs;  // pieces this far apart do not come wit
 
 constexpr const char* kSplitAdvice =
     "The contract build takes what one receive delivers: look for what splits replies on their way (a radio link, a "
-    "router, a "
-    "small MTU).";
+    "router, a small MTU).";
 
 constexpr const char* kLateAdvice =
     "Raise recv_timeout_s (--timeout) above the controller's slowest reply: the contract build takes replies by "
@@ -102,8 +101,7 @@ class Judge {
       case Ending::kClosedByController:
         fault("the controller closed the connection instead of answering",
               "See whether the controller allows this host and one connection more; the contract build notices a close "
-              "only "
-              "when sending fails, up to two transfers later.");
+              "only when sending fails, up to two transfers later.");
         break;
       case Ending::kClosedByHost:
         fault("no reply within " + after + ", then the host gave up and closed the connection",
@@ -134,12 +132,13 @@ class Judge {
   }
 
   // Bytes that the reply before this one was short of.
-  size_t missing_before() const {
+  uint64_t missing_before() const {
     for (size_t i = index_; i-- > first_looked_at();) {
       if (exchanges_[i].connection != exchange_.connection) continue;
       const Bytes before = exchanges_[i].reply();
       const ReplyHead head = head_of(before);
-      return head.is_reply && head.announced > before.size() ? head.announced - before.size() : 0;
+      const bool is_short = head.is_reply && head.announced > before.size();
+      return is_short ? head.announced - before.size() : 0;
     }
     return 0;
   }
@@ -202,7 +201,7 @@ class Judge {
     size_t at = 0;
     for (ReplyHead head = head_at(at); head.is_reply && head.announced <= reply_.size() - at; head = head_at(at)) {
       if (answers(head, exchange_.request_bytes)) return at;
-      at += head.announced;
+      at += static_cast<size_t>(head.announced);
     }
     return std::string::npos;
   }
@@ -444,8 +443,8 @@ class Judge {
 
   void judge_values() {
     const size_t wanted = values_bytes(exchange_.request);
-    const size_t announced = std::max(head_of(reply_).announced, wire::kReplyHeadBytes) - wire::kReplyHeadBytes;
-    const size_t came = std::min(announced, reply_.size() - wire::kReplyHeadBytes);
+    const auto whole = static_cast<size_t>(std::min<uint64_t>(head_of(reply_).announced, reply_.size()));
+    const size_t came = std::max(whole, wire::kReplyHeadBytes) - wire::kReplyHeadBytes;
     if (came < wanted) {
       fault(
           "the reply holds " + plural(came, "byte") + " of values, the sizes asked for take " + std::to_string(wanted),

@@ -42,14 +42,6 @@ std::optional<int64_t> parse_subscript(std::string_view text) {
   return negative ? -value : value;
 }
 
-// The end of the last character that fits.
-size_t end_of_characters(std::string_view text, size_t most) {
-  if (text.size() <= most) return text.size();
-  size_t end = most;
-  while (end > 0 && (static_cast<uint8_t>(text[end]) & 0xC0U) == 0x80U) --end;
-  return end;
-}
-
 bool may_follow_colon(std::string_view rest) {
   if (rest.empty()) return false;
   const char next = rest.front();
@@ -134,14 +126,14 @@ std::string strip_subscript_marks(std::string_view name) {
 
 std::string shown_name(std::string_view name) {
   constexpr size_t kMostBytes = 512;  // a line of a tag file has 255: the names of program and variable
-  const size_t kept = end_of_characters(name, kMostBytes);
-  const std::string line = plc_base::shown_line(name.substr(0, kept));
+  const std::string_view kept = plc_base::whole_characters(name, kMostBytes);
+  const std::string line = plc_base::shown_line(kept);
   std::string shown;
   for (size_t i = 0; i < line.size(); ++i) {
     const bool is_kept = line[i] != ':' || may_follow_colon(std::string_view(line).substr(i + 1));
     shown += is_kept ? std::string(1, line[i]) : "\\x3a";
   }
-  if (kept < name.size()) shown += "... (" + std::to_string(name.size()) + " bytes)";
+  if (kept.size() < name.size()) shown += "... (" + std::to_string(name.size()) + " bytes)";
   return shown;
 }
 

@@ -17,7 +17,7 @@ ReplyHead head_of(const Bytes& reply) {
   const ByteView view(reply);
   ReplyHead head;
   head.is_reply = view.size() >= wire::kHeadBytes && view.u32(4) == ~view.u32(0);
-  head.announced = size_t{view.u32(0)} + wire::kLengthExcludes;
+  head.announced = uint64_t{view.u32(0)} + wire::kLengthExcludes;
   head.sequence = view.u16(wire::kSequenceAt);
   head.request_class = view.u8(wire::kClassAt);
   head.command = view.u8(wire::kCommandAt);

@@ -14,9 +14,9 @@
 namespace wire_trace {
 
 struct ReplyHead {
-  bool is_reply = false;  // a length with its complement behind it
-  size_t announced = 0;   // bytes of the whole reply
-  uint16_t sequence = 0;  // should be that of the request
+  bool is_reply = false;   // a length with its complement behind it
+  uint64_t announced = 0;  // bytes of the whole reply; more than a size_t of 32 bits tells
+  uint16_t sequence = 0;   // should be that of the request
   uint8_t request_class = 0;
   uint8_t command = 0;
   std::optional<uint16_t> status;  // nothing when the reply ends before it

@@ -113,10 +113,7 @@ TypedNumber flag(const ValueType& type, std::string_view text) {
 std::string quoted_beginning(std::string_view text) {
   constexpr size_t kMostBytes = 80;
   if (text.size() <= kMostBytes) return quoted(text);
-  size_t end = kMostBytes / 2;
-  const auto is_inside_character = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; };
-  while (end > 0 && is_inside_character(text[end])) --end;
-  return "the text that begins with " + quoted(text.substr(0, end));
+  return "the text that begins with " + quoted(whole_characters(text, kMostBytes / 2));
 }
 
 std::optional<unsigned> hexadecimal_digit(std::string_view text, size_t at) {

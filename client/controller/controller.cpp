@@ -311,6 +311,17 @@ WriteResult untried(const FoundVariable& variable) {
   return result;
 }
 
+// Of a write that is read back.
+struct VerifyWords {
+  const char* done;
+  const char* question;  // when another value came back
+};
+
+constexpr VerifyWords kGuardedWords = {"written", "Does a program in the controller write the variable too?"};
+// The contract build returns 0 for a refusal too.
+constexpr VerifyWords kContractWords = {
+    "sent", "Was the write refused? The contract build does not tell: try the guarded build."};
+
 }  // namespace
 
 // A write that was cut short may have left a part: what came before it was acknowledged.
@@ -336,6 +347,7 @@ void Controller::Body::make_write(const core::PreparedWrite& write, uint16_t are
 }
 
 void Controller::Body::verify_write(const core::PreparedWrite& write, uint16_t area, WriteResult& result) {
+  const VerifyWords& words = session->is_guarded() ? kGuardedWords : kContractWords;
   core::ReadPlan plan = plan_for({{write.reference, area, {}}});
   link.note_exchanges(core::run_plan(*session, plan));
   const core::PlannedVariable& back = plan.variables.front();
@@ -343,7 +355,7 @@ void Controller::Body::verify_write(const core::PreparedWrite& write, uint16_t a
   if (back.has_failed) {
     result.outcome = Outcome::kUnknown;
     result.error = problem_of(back.failure);
-    result.error.text = (session->is_guarded() ? "written" : "sent") + (", but not read back: " + result.error.text);
+    result.error.text = words.done + (", but not read back: " + result.error.text);
     if (has_lost(back.failure)) last_failure = back.failure;
     return;
   }
@@ -351,13 +363,10 @@ void Controller::Body::verify_write(const core::PreparedWrite& write, uint16_t a
   result.verified = core::same_value(entry, write.value, back.value);
   if (result.verified) return;
   result.outcome = Outcome::kUnknown;
-  // The contract build returns 0 for a refusal too.
-  result.error = {
-      Reason::kDifferent,
-      (session->is_guarded() ? "written " : "sent ") + core::format_value(entry, write.value, write.reference.extents) +
-          ", but read back " + core::format_value(entry, back.value, write.reference.extents),
-      session->is_guarded() ? "Does a program in the controller write the variable too?"
-                            : "Was the write refused? The contract build does not tell: try the guarded build."};
+  result.error = {Reason::kDifferent,
+                  std::string(words.done) + " " + core::format_value(entry, write.value, write.reference.extents) +
+                      ", but read back " + core::format_value(entry, back.value, write.reference.extents),
+                  words.question};
 }
 
 std::vector<WriteResult> Controller::Body::write_all(const std::vector<FoundVariable>& variables,

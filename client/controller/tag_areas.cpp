@@ -15,6 +15,7 @@
 #include <set>
 #include <utility>
 
+#include "base/files.h"
 #include "base/near_names.h"
 #include "base/shown_text.h"
 #include "client/client_error.h"
@@ -73,6 +74,9 @@ std::string joined(const std::string& folder, const std::string& name) {
 }
 
 bool is_folder(const std::string& path) {
+  if (path.find('\0') != std::string::npos) {
+    refuse<Error>("cannot open the tag file or folder " + path + ": " + plc_base::kZeroInName);
+  }
   struct stat status {};
   if (stat(path.c_str(), &status) == 0) return S_ISDIR(status.st_mode);
   const std::string problem = std::strerror(errno);

@@ -9,6 +9,8 @@
 #include <climits>
 #include <filesystem>
 
+#include "base/files.h"
+#include "base/text.h"
 #include "client/client_error.h"
 
 namespace plc_client::core {
@@ -26,7 +28,21 @@ std::string loader_message() {
   return message != nullptr ? message : "unknown reason";
 }
 
+// The loader would wait for a pipe. It knows best what is wrong with a path that leads nowhere.
+void demand_regular_file(const std::string& path) {
+  if (access(path.c_str(), F_OK) != 0) return;
+  const plc_base::OpenedFile file = plc_base::open_regular_file(path);
+  if (file.problem.empty()) {
+    close(file.descriptor);
+    return;
+  }
+  throw ClientError(ClientError::Kind::kLibrary, "cannot load the driver library: cannot read " +
+                                                     plc_base::told_name(path) + ": " + file.problem + kAdvice);
+}
+
 void* open_library(const std::string& path) {
+  // A name without a slash is the loader's to find.
+  if (path.find('/') != std::string::npos) demand_regular_file(path);
   // Local symbols, everything resolved now: a library that lacks something fails here and not in the middle of a read.
   void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {

@@ -12,6 +12,7 @@
 #include <mutex>
 
 #include "base/files.h"
+#include "base/shown_text.h"
 #include "client/client_error.h"
 #include "client/driver/driver_output.h"
 
@@ -43,7 +44,9 @@ int memory_file(const std::string& bytes) {
   if (!write_all(descriptor, bytes)) {
     const int error = errno;
     close(descriptor);
-    fail(std::string("cannot keep a driver library in memory: ") + std::strerror(error));
+    // The limit of files is one of memory files too, and says nothing of the library.
+    const char* remedy = error == EFBIG ? ": raise the limit, ulimit -f or LimitFSIZE" : "";
+    fail(std::string("cannot keep a driver library in memory: ") + std::strerror(error) + remedy);
   }
   return descriptor;
 }
@@ -82,7 +85,7 @@ void find_hook(void* handle, const char* name, const std::string& path, Function
 PrivateDriver::PrivateDriver(const std::string& choice) {
   const std::string path = find_driver_file(choice);
   plc_base::FileText file = plc_base::read_file(path, kMostLibraryBytes);
-  if (!file.problem.empty()) fail("cannot load the driver library: " + file.problem);
+  if (!file.problem.empty()) fail("cannot load the driver library: " + plc_base::shown_line(file.problem));
   descriptor_ = memory_file(file.text);
   const std::string copy = "/proc/self/fd/" + std::to_string(descriptor_);
   handle_ = load_copy(copy);

@@ -185,7 +185,11 @@ void Patience::take(const Reading& reading) {
   const bool lost = reading.value() == nullptr && reading.failure().connection_lost;
   if (lost && (was_lost_ || reading.failure().is_silence)) is_over_ = true;
   was_lost_ = lost;
-  had_answer_ = lost && reading.failure().has_answer;
+  if (!lost) return;
+  const Failure& failure = reading.failure();
+  last_word_ = failure.quality == Quality::kRefused ? "refuses requests"
+               : failure.has_answer                 ? "gives no valid reply"
+                                                    : "does not answer";
 }
 
 Failure end_of(const Patience& patience, const Target& target) {

@@ -39,11 +39,11 @@ class Patience {
   void take(const Reading& reading);
   bool is_over() const { return is_over_; }
   // What the controller did, behind its address: "does not answer".
-  const char* last_word() const { return had_answer_ ? "gives no valid reply" : "does not answer"; }
+  const char* last_word() const { return last_word_; }
 
  private:
   bool was_lost_ = false;
-  bool had_answer_ = false;
+  const char* last_word_ = "does not answer";
   bool is_over_ = false;
 };
 

@@ -63,6 +63,15 @@ TEST(ReadFile, WhatIsNoRegularFile_IsRefusedAtOnce) {
   EXPECT_EQ(read_file(folder.path(), 1000000).problem, "cannot read " + folder.path() + ": it is a folder");
 }
 
+// The system would open "tags".
+TEST(ReadFile, ZeroByteInTheName_IsNoFile) {
+  const plc_test::TempDir folder;
+  const std::string path = folder.write("tags", "A,INT\n") + std::string("\0.csv", 5);
+  const FileText file = read_file(path, 100);
+  EXPECT_THAT(file.problem, testing::EndsWith(": no file has a zero byte in its name"));
+  EXPECT_EQ(file.text, "");
+}
+
 TEST(ReadFile, FileOfTheSystem_IsReadThoughItTellsNoSize) {
   const FileText file = read_file("/proc/self/stat", 100000);
   EXPECT_EQ(file.problem, "");

@@ -32,6 +32,14 @@ TEST(SplitAddress, WhatIsNoHost_IsNone) {
   EXPECT_FALSE(split_address(std::string(254, 'a')).has_value());
 }
 
+// The system would read each up to there.
+TEST(SplitAddress, ZeroByteInAnAddress_MakesItNone) {
+  EXPECT_FALSE(split_address(std::string("[::1\0/]", 8)).has_value());
+  EXPECT_FALSE(split_address(std::string("127.0.0.1\0x", 11)).has_value());
+  EXPECT_FALSE(plc_base::is_ipv4_address(std::string("127.0.0.1\0x", 11)));
+  EXPECT_FALSE(plc_base::is_ipv6_address(std::string("::1\0", 4)));
+}
+
 TEST(FindHost, AddressIsItself) {
   EXPECT_EQ(find_host("192.168.0.10").address, 0xC0A8000AU);
   EXPECT_EQ(find_host("192.168.0.10").problem, "");
@@ -41,6 +49,8 @@ TEST(FindHost, AddressIsItself) {
 TEST(FindHost, NameThatNobodyHas_HasTheSystemsReason) {
   EXPECT_NE(find_host("no-such-host.invalid").problem, "");
   EXPECT_NE(find_host("").problem, "");
+  EXPECT_EQ(find_host(std::string("127.0.0.1\0x", 11)).problem, "Name or service not known");
+  EXPECT_EQ(find_host(std::string("localhost\0x", 11)).problem, "Name or service not known");
 }
 
 // The system would make 127.0.0.0 of the first one.

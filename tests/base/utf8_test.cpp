@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <string>
 
 namespace plc_base {
@@ -69,6 +70,26 @@ TEST(Utf8, NoText_HasNoCharacterAndIsWellFormed) {
 }
 
 TEST(Utf8, EachLengthInOneText_IsWellFormed) { EXPECT_TRUE(is_utf8("a\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80")); }
+
+TEST(WholeCharacters, TextThatFits_IsKept) {
+  EXPECT_EQ(whole_characters("", 0), "");
+  EXPECT_EQ(whole_characters("\xC3\xA9", 2), "\xC3\xA9");
+  EXPECT_EQ(whole_characters("ab", 300), "ab");
+}
+
+TEST(WholeCharacters, CutNeverPartsACharacter) {
+  const std::string text = "a\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80z";  // of 1, 2, 3, 4 and 1 bytes
+  const size_t kept_of_most[] = {0, 1, 1, 3, 3, 3, 6, 6, 6, 6, 10, 11};
+  for (size_t most = 0; most < std::size(kept_of_most); ++most) {
+    EXPECT_EQ(whole_characters(text, most), text.substr(0, kept_of_most[most])) << most;
+  }
+}
+
+TEST(WholeCharacters, BytesOfNoCharacter_ArePartedAnywhere) {
+  EXPECT_EQ(whole_characters(std::string(9, '\x80'), 5), std::string(5, '\x80'));
+  EXPECT_EQ(whole_characters("\xF0\x9F\x98x", 2), "\xF0\x9F");
+  EXPECT_EQ(whole_characters("ab\x80\x80", 3), "ab\x80");
+}
 
 TEST(Blanks, OfEveryScript_AreTakenFromBothEnds) {
   const std::string blanks[] = {" ",      "\t",     "\r",     "\u00A0", "\u1680", "\u2000", "\u2001", "\u2002",

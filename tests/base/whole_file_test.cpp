@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -246,14 +247,108 @@ TEST(GrowingFile, Pipe_IsOpenedWithoutAWait) {
   close(reader);
 }
 
-TEST(GrowingFile, DevicesAndOwnDescriptors_AreOpened) {
-  const plc_test::TempDir folder;
-  const int own = open(folder.file("own").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  ASSERT_GE(own, 0);
-  for (const std::string& path : {std::string("/dev/null"), "/dev/fd/" + std::to_string(own)}) {
+std::string own_name(int descriptor) { return "/dev/fd/" + std::to_string(descriptor); }
+
+TEST(GrowingFile, DevicesAndOwnPipes_AreOpened) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+  for (const std::string& path : {std::string("/dev/null"), own_name(ends[1])}) {
     close_opened(open_growing_file(path, {}));
   }
-  close(own);
+  for (const int end : ends) close(end);
+}
+
+TEST(GrowingFile, OwnDescriptorOfAFileOrADevice_IsALinkToIt) {
+  const plc_test::TempDir folder;
+  const std::string kept = folder.write("kept", "mine");
+  for (const std::string& path : {kept, std::string("/dev/full")}) {
+    const int own = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(own, 0);
+    EXPECT_EQ(open_growing_file(own_name(own), {}).problem, "it is a symbolic link");
+    close(own);
+  }
+  EXPECT_EQ(folder.read("kept"), "mine");
+}
+
+TEST(GrowingFile, NameThatOnlyBeginsLikeAnOwnDescriptors_FollowsNoLink) {
+  const plc_test::TempDir folder;
+  const std::string pipe = folder.file("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_GE(reader, 0);
+  fs::create_symlink(pipe, folder.file("link"));
+  EXPECT_EQ(open_growing_file("/dev/fd/../../.." + folder.file("link"), {}).problem, "it is a symbolic link");
+  close(reader);
+}
+
+// A standard stream that leads somewhere else while this object lives.
+class RedirectedStream {
+ public:
+  RedirectedStream(int stream, int target) : stream_(stream), before_(fcntl(stream, F_DUPFD_CLOEXEC, 3)) {
+    EXPECT_EQ(dup2(target, stream), stream);
+  }
+  ~RedirectedStream() {
+    dup2(before_, stream_);
+    close(before_);
+  }
+  RedirectedStream(const RedirectedStream&) = delete;
+  RedirectedStream& operator=(const RedirectedStream&) = delete;
+
+ private:
+  int stream_;
+  int before_;
+};
+
+struct StreamCase {
+  int stream;
+  const char* name;  // of the system
+  const char* problem;
+};
+
+const StreamCase kStreamCases[] = {{STDIN_FILENO, "/dev/fd/0", "it is a file that is read"},
+                                   {STDOUT_FILENO, "/dev/stdout", "standard output goes there too"},
+                                   {STDERR_FILENO, "/dev/stderr", "standard error goes there too"}};
+
+TEST(OwnStream, FileBehindIt_KeepsItsBytes) {
+  const plc_test::TempDir folder;
+  const std::string path = folder.write("kept", "mine");
+  const int file = open(path.c_str(), O_RDWR | O_APPEND | O_CLOEXEC);
+  ASSERT_GE(file, 0);
+  for (const StreamCase& each : kStreamCases) {
+    const RedirectedStream redirected(each.stream, file);
+    for (const std::string& name : {path, std::string(each.name), own_name(each.stream), own_name(file)}) {
+      EXPECT_EQ(open_growing_file(name, {}).problem, each.problem) << name;
+    }
+    EXPECT_EQ(write_whole_file(path, "a", {}), each.problem);
+    EXPECT_EQ(why_not_written(path, {}), each.problem);
+  }
+  close(file);
+  EXPECT_EQ(folder.read("kept"), "mine");
+  EXPECT_EQ(names_in(folder), Names{"kept"});
+}
+
+TEST(OwnStream, PipeBehindIt_IsNotOpened) {
+  const plc_test::TempDir folder;
+  const std::string path = folder.file("pipe");
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  const int pipe = open(path.c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_GE(pipe, 0);
+  for (const StreamCase& each : kStreamCases) {
+    const RedirectedStream redirected(each.stream, pipe);
+    for (const std::string& name : {path, std::string(each.name), own_name(each.stream), own_name(pipe)}) {
+      EXPECT_EQ(open_growing_file(name, {}).problem, each.problem) << name;
+    }
+  }
+  close(pipe);
+}
+
+TEST(OwnStream, DeviceBehindIt_IsOpenedByItsOwnNameAlone) {
+  const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+  ASSERT_GE(null, 0);
+  const RedirectedStream redirected(STDOUT_FILENO, null);
+  EXPECT_EQ(open_growing_file("/dev/stdout", {}).problem, "standard output goes there too");
+  close_opened(open_growing_file("/dev/null", {}));
+  close(null);
 }
 
 TEST(GrowingFile, WhatCannotBeOpened_IsSaid) {

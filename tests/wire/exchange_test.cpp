@@ -29,6 +29,11 @@ TEST(Exchanges, WholeRoad_IsCutIntoItsRequests) {
   EXPECT_TRUE(exchanges[3].oddities.empty());
 }
 
+TEST(ReplyHeads, LargestLength_IsTheSameOnA32BitPanel) {
+  static_assert(sizeof(wire_trace::ReplyHead::announced) == sizeof(uint64_t));
+  EXPECT_EQ(wire_trace::head_of(from_hex("FF FF FF FF 00 00 00 00 00 01 1E 09 00 00")).announced, 0x1'0000'0009U);
+}
+
 TEST(Exchanges, RequestInTwoSegments_IsOne) {
   Traffic traffic;
   traffic.host("00 00 00 0C FF FF FF F3 00").host("00 0C 28 00 01 00 00 00 01 00 01 00 44").controller(kResolveReply);

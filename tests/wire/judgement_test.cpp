@@ -73,6 +73,11 @@ TEST(Judgement, ShortReply_SaysHowMuchIsMissing) {
             Said{"exchange 1 (read): the reply has 1 byte, not even a head, then the controller reset the connection"});
 }
 
+TEST(Judgement, LengthThatASizeOf32BitsCannotHold_IsThatOfAShortReply) {
+  EXPECT_EQ(said_of(Traffic().host(kReadD).controller("FF FF FF F6 00 00 00 09 00 01 1E 09 00 00 12 34")),
+            Said{"exchange 1 (read): a short reply: its head announces 4294967296 bytes, 16 came"});
+}
+
 TEST(Judgement, ValueOfAnotherSize_IsShorterOrLonger) {
   EXPECT_EQ(said_of(Traffic().host(kReadD).controller("00 00 00 05 FF FF FF FA 00 01 1E 09 00 00 12")),
             Said{"exchange 1 (read): the reply holds 1 byte of values, the sizes asked for take 2"});

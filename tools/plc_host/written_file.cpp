@@ -53,6 +53,13 @@ void demand_capture(const std::string& path) {
   }
 }
 
+std::vector<std::string> with_settings_files(std::vector<std::string> inputs, const Settings& settings) {
+  for (const std::string& file : settings_files()) inputs.push_back(file);
+  const auto profile = settings.find("profile");
+  if (profile != settings.end()) inputs.push_back(profile->second.value);
+  return inputs;
+}
+
 void demand_apart(const std::string& path, const ResultFile& results) {
   struct stat named {};
   struct stat shown {};

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/result_file.h"
+#include "tools/plc_host/settings/settings.h"
 
 namespace plc_host {
 
@@ -13,6 +15,9 @@ HostError unwritten(const std::string& path, const std::string& problem);
 
 // Throws HostError where a file of another kind would be replaced: one that is not empty and begins like no capture.
 void demand_capture(const std::string& path);
+
+// The paths of what a command reads beside these: the files of settings, and the profile.
+std::vector<std::string> with_settings_files(std::vector<std::string> inputs, const Settings& settings);
 
 // Throws HostError where the results go to this file too.
 void demand_apart(const std::string& path, const ResultFile& results);

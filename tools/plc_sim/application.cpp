@@ -142,13 +142,13 @@ class Application {
     return options_.replay.empty() ? controller_.handle(session, frame) : replay_.handle(session, frame);
   }
 
-  // What cannot be printed ends plc-sim. A reader who has seen enough has no need to be told.
+  // What cannot be printed ends plc-sim, and its exit code tells: also when whoever read it has gone.
   void say(const std::string& text) {
     if (!has_output_) return;
     const int error = print_output(text);
     if (error == 0) return;
-    has_output_ = error == EPIPE;
-    if (!has_output_) print_error(std::string("plc-sim: cannot write to standard output: ") + std::strerror(error));
+    has_output_ = false;
+    print_error(std::string("plc-sim: cannot write to standard output: ") + std::strerror(error));
     stop();
   }
 

@@ -1,6 +1,7 @@
 // Tells in captured connections the host from the controller, and writes recordings as captures.
 #include "wire/captures/capture.h"
 
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <functional>
 #include <optional>
 
 #include "base/whole_file.h"
@@ -122,12 +124,13 @@ CapturedRecording recording_of(const plc_sim::TcpCapture& tcp, uint16_t controll
   return captured;
 }
 
-std::string write_packets(const Recording& recording, uint16_t controller_port, const std::string& path,
-                          const std::vector<std::string>& inputs) {
+// Begin opens the writer's file, and returns why it did not.
+std::string write_packets(const Recording& recording,
+                          const std::function<std::string(plc_sim::PcapWriter& writer)>& begin) {
   constexpr int64_t kNsPerUs = 1000;
   int64_t now_ns = 0;
   plc_sim::PcapWriter writer([&now_ns] { return static_cast<uint64_t>(now_ns / kNsPerUs); });
-  std::string problem = writer.open(path, controller_port, inputs);
+  std::string problem = begin(writer);
   if (!problem.empty()) return problem;
   for (const PlacedEvent& placed : in_time_order(recording)) {
     now_ns = placed.time_ns;
@@ -175,11 +178,17 @@ CapturedRecording read_recording_file(const std::string& path, uint16_t controll
 // A capture that is written at once is made in memory, so that the file has all of it or is what it was.
 std::string write_recording(const Recording& recording, uint16_t controller_port, const std::string& path,
                             const std::vector<std::string>& inputs) {
-  if (is_device_or_pipe(path)) return write_packets(recording, controller_port, path, inputs);
+  if (is_device_or_pipe(path)) {
+    return write_packets(recording,
+                         [&](plc_sim::PcapWriter& writer) { return writer.open(path, controller_port, inputs); });
+  }
   const int memory = memfd_create("capture", MFD_CLOEXEC);
   if (memory < 0) return std::strerror(errno);
   std::string bytes;
-  std::string problem = write_packets(recording, controller_port, "/dev/fd/" + std::to_string(memory), {});
+  std::string problem = write_packets(recording, [&](plc_sim::PcapWriter& writer) {
+    const int copy = fcntl(memory, F_DUPFD_CLOEXEC, 0);
+    return copy < 0 ? std::string(std::strerror(errno)) : writer.begin(copy, controller_port);
+  });
   if (problem.empty()) problem = read_back(memory, bytes);
   close(memory);
   return problem.empty() ? plc_base::write_whole_file(path, bytes, inputs) : problem;

@@ -36,14 +36,17 @@ void PcapWriter::CloseFormat::operator()(pcap* format) const { pcap_close(format
 void PcapWriter::CloseFile::operator()(pcap_dumper* file) const { pcap_dump_close(file); }
 
 std::string PcapWriter::open(const std::string& path, uint16_t server_port, const std::vector<std::string>& inputs) {
-  plc_base::OpenedFile opened = plc_base::open_growing_file(path, inputs);
-  if (!opened.problem.empty()) return opened.problem;
-  std::FILE* file = fdopen(opened.descriptor, "wb");
+  const plc_base::OpenedFile opened = plc_base::open_growing_file(path, inputs);
+  return opened.problem.empty() ? begin(opened.descriptor, server_port) : opened.problem;
+}
+
+std::string PcapWriter::begin(int opened, uint16_t server_port) {
+  std::FILE* file = fdopen(opened, "wb");
   // Of the file too, for what comes after its end.
-  set_descriptor(fcntl(opened.descriptor, F_DUPFD_CLOEXEC, 0));
+  set_descriptor(fcntl(opened, F_DUPFD_CLOEXEC, 0));
   if (file == nullptr || descriptor() < 0) {
     const int error = errno;
-    file != nullptr ? std::fclose(file) : ::close(opened.descriptor);
+    file != nullptr ? std::fclose(file) : ::close(opened);
     close_descriptor();
     return std::strerror(error);
   }

@@ -27,6 +27,9 @@ class PcapWriter : public CaptureWriter {
   // is read.
   std::string open(const std::string& path, uint16_t server_port, const std::vector<std::string>& inputs = {});
 
+  // The same with an empty file that is open already, and that the writer closes.
+  std::string begin(int opened, uint16_t server_port);
+
   // Empty when the file holds everything, else what went wrong first: nothing was written from then on. The file ends
   // with a whole packet in every case.
   std::string close();

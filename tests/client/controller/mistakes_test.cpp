@@ -116,6 +116,26 @@ TEST_F(MistakesTest, Address_IsNamed) {
   EXPECT_EQ(made(wrong), "a reply time-out is from 1 to 86400 s");
 }
 
+// The system would take what stands before it, which is somebody else's name.
+TEST_F(MistakesTest, ZeroByteInAnAddressOrAPath_IsRefused) {
+  const std::string more("\0.csv", 5);
+  Options wrong = options();
+  wrong.address = "127.0.0.1" + more;
+  EXPECT_THAT(made(wrong), testing::StartsWith("'127.0.0.1\\x00.csv' is not an address, and the system knows no host"));
+  const std::string told = "cannot read " + folder_.file("there") + "\\x00.csv: no file has a zero byte in its name";
+  wrong = options();
+  wrong.driver = folder_.write("there", "text") + more;
+  EXPECT_EQ(made(wrong), "cannot load the driver library: " + told);
+  wrong = options();
+  wrong.profile = folder_.file("there") + more;
+  EXPECT_EQ(made(wrong), told);
+  wrong = options();
+  const std::string tags = wrong.tags.front();
+  wrong.tags = {tags + more};
+  EXPECT_EQ(made(wrong),
+            "cannot open the tag file or folder " + tags + "\\x00.csv: no file has a zero byte in its name");
+}
+
 TEST_F(MistakesTest, Driver_IsNamed) {
   Options wrong = options();
   wrong.driver = folder_.file("no.so");

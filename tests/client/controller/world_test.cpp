@@ -1,6 +1,9 @@
 // What goes wrong in the world stands in the results: a value that was not read has no value, and a write says whether
 // anybody knows what became of it.
+#include <sys/resource.h>
+
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 
 #include "tests/client/controller/controller_fixture.h"
@@ -238,6 +241,17 @@ TEST_F(WorldTest, Close_IsFollowedByAConnectOfTheNextUse) {
   EXPECT_THAT(changes_, ElementsAre(true, false, true));
 }
 
+TEST_F(WorldTest, LimitOfFiles_IsNotBlamedOnTheDriver) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit usual{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &usual), 0);
+  const rlimit small = {4096, usual.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  EXPECT_EQ(thrown<plc_client::Error>([&] { Controller controller(patient()); }),
+            "cannot keep a driver library in memory: File too large: raise the limit, ulimit -f or LimitFSIZE");
+  EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &usual), 0);
+}
+
 TEST_F(WorldTest, LateReply_IsDroppedAndCounted) {
   Controller controller(patient());
   controller.read("Word");
@@ -260,6 +274,19 @@ TEST_F(WorldTest, ValueThatIsReadBackDifferent_IsNotDone) {
   EXPECT_EQ(result.error.reason, Reason::kDifferent);
   EXPECT_EQ(result.error.text, "sent 5, but read back 9");
   EXPECT_EQ(result.error.advice, "Was the write refused? The contract build does not tell: try the guarded build.");
+}
+
+TEST_F(WorldTest, WriteThatAnotherOneFollows_AsksForTheOtherOne) {
+  Options options = patient();
+  options.first_pause = std::chrono::seconds{0};
+  options.on_state = [this](const plc_client::State&) { sim_->tell("set Word 9"); };
+  Controller controller(options);
+  controller.connect();
+  sim_->tell("fault close on=read");  // the connection's end is when the other one writes
+  const WriteResult result = controller.write("Word", 5, Verify::kReadBack);
+  EXPECT_EQ(result.outcome, Outcome::kUnknown);
+  EXPECT_EQ(result.error.text, "written 5, but read back 9");
+  EXPECT_EQ(result.error.advice, "Does a program in the controller write the variable too?");
 }
 
 TEST_F(WorldTest, ReadBackThatIsLost_LeavesTheWriteUnknown) {

@@ -161,6 +161,34 @@ TEST_F(OutputTest, CorrectedCopyOverAFile_TakesAWordOfConsent) {
   EXPECT_EQ(run({"check", path("open.csv"), "--overwrite"}).code, 2);
 }
 
+TEST_F(OutputTest, FilesOfSettingsAndTheirProfile_AreNotWrittenOver) {
+  write_file("open.csv", "Speed,INT,,,,,,0,1,0,0,");
+  write_file("plc-host.toml", "profile = \"learnt.toml\"\n");
+  write_file("learnt.toml", "[settings]\ntimeout_s = 7\n");
+  for (const char* name : {"plc-host.toml", "learnt.toml"}) {
+    const std::string former = file_text(path(name));
+    for (const Outcome& outcome : {run({"check", path("open.csv"), "--fix", path(name), "--overwrite"}),
+                                   run({"tags", "--new", "A", "INT", "--output", path(name), "--overwrite"})}) {
+      EXPECT_EQ(outcome.code, kOutputCode);
+      EXPECT_EQ(outcome.err,
+                "plc-host: cannot write " + path(name) + ": it is a file that is read. Try: name another file\n");
+    }
+    EXPECT_EQ(file_text(path(name)), former);
+  }
+}
+
+// The loader would wait for somebody who writes into it.
+TEST_F(OutputTest, DriverThatIsAPipe_IsRefusedAtOnce) {
+  ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+  ASSERT_EQ(symlink(path("pipe").c_str(), path("link").c_str()), 0);
+  for (const std::string& driver : {path("pipe"), path("link")}) {
+    const Outcome outcome = run({"info", "--driver", driver});
+    EXPECT_EQ(outcome.code, 3);
+    EXPECT_THAT(outcome.err, StartsWith("plc-host: cannot load the driver library: cannot read " + driver +
+                                        ": it is not a regular file. Try: give the path of a libplc_driver.so.1"));
+  }
+}
+
 TEST_F(OutputTest, CorrectedCopyOnAFullDisk_LeavesTheOldOne) {
   write_file("long.csv", std::string(2000, '\n') + "Speed,int,,,,,,2000,1,0,0,\n");
   write_file("copy.csv", "what was there before\n");

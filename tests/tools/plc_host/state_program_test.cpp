@@ -240,6 +240,8 @@ TEST_F(StateTest, SilentController_IsAskedOnceForAll) {
               EndsWith("plc-host: 1 variable not read: 127.0.0.1:" + port_ + other));
   EXPECT_THAT(ask({"read", "Speed", "Total", "Table"}, {"--fault=cut 7 on=read times=always"}).err,
               EndsWith("plc-host: 2 variables not read: 127.0.0.1:" + port_ + other));
+  EXPECT_THAT(ask({"read", "Speed", "Total", "Table"}, {"--fault=refuse 257 on=directory times=always"}).err,
+              EndsWith("plc-host: 1 variable not read: 127.0.0.1:" + port_ + " refuses requests\n"));
   EXPECT_THAT(ask({"write", "Speed=1", "Total=1", "Table[0]=1"}, {"--fault=garbage times=always"}).err,
               EndsWith("plc-host: 1 variable not written: 127.0.0.1:" + port_ + other));
   EXPECT_THAT(ask({"watch", "Speed", "--rounds", "1"}, {"--fault=cut 7 on=read times=always"}).err,

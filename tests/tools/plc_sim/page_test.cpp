@@ -42,7 +42,8 @@ std::string receive_all(const HostSocket& visitor) {
 void send_text(const HostSocket& visitor, const std::string& text) { visitor.send(Bytes(text.begin(), text.end())); }
 
 struct Served {
-  explicit Served(const std::string& web = "127.0.0.1:0") : sim({"--allow-remote", "--web", web, tags.path()}) {
+  explicit Served(const std::string& web = "127.0.0.1:0", const std::string& declared = kPageTags)
+      : tags(declared), sim({"--allow-remote", "--web", web, tags.path()}) {
     port = PlcSimProcess::port_in(sim.read_line());
     web_line = sim.read_line();
     web_port = PlcSimProcess::port_in(web_line);
@@ -77,7 +78,7 @@ struct Served {
     return "";
   }
 
-  TemporaryFile tags{kPageTags};
+  TemporaryFile tags;
   PlcSimProcess sim;
   uint16_t port = 0;
   std::string web_line;
@@ -160,6 +161,15 @@ TEST(Page, State_HasTheVariablesWhoseNameContainsTheQuery) {
     EXPECT_THAT(names(query), testing::ElementsAre("a&b=c d")) << query;
   }
   EXPECT_THAT(names("?Nobody"), testing::IsEmpty());
+}
+
+TEST(Page, State_CutsALongValueBetweenTwoCharacters) {
+  Served served("127.0.0.1:0", "T,STRING,,400,a,b,c,0,1\n");
+  std::string value;
+  while (value.size() < 400) value += "\xC3\xA9";
+  EXPECT_EQ(served.sim.command("set T " + value), "");
+  const json state = json::parse(served.ask("GET /state").body);
+  EXPECT_EQ(state.at("elements").at(0).at("text"), '"' + value.substr(0, 298) + "... (402 bytes)");
 }
 
 TEST(Page, State_NamesThePortAndTheFiles) {

@@ -201,6 +201,21 @@ TEST(Values, SetAndShow_AgreeForEveryType) {
   }
 }
 
+TEST(Names, PositionBeforeATextsStart_LeadsToTheVariableThatIsCalledSo) {
+  Bench bench("S,STRING,,40,a,b,c,5,1\nS[-1],INT,,,a,b,c,6,1\n");
+  const auto found = bench.store.resolve(std::nullopt, "S[#-1]");
+  ASSERT_TRUE(found.has_value());
+  EXPECT_EQ(found->variable->tag.name, "S[#-1]");
+  EXPECT_FALSE(Bench("S,STRING,,40,a,b,c,5,1\n").store.resolve(std::nullopt, "S[#-1]").has_value());
+}
+
+TEST(Names, PositionBehindAllTexts_IsNotOneAtTheStart) {
+  Bench bench("S,STRING,,40,a,b,c,5,1\n");
+  EXPECT_EQ(bench.store.resolve(std::nullopt, "S[#4294967296]")->text_position, UINT32_MAX);
+  EXPECT_EQ(bench.store.resolve(std::nullopt, "S[#4294967295]")->text_position, UINT32_MAX);
+  EXPECT_EQ(bench.store.resolve(std::nullopt, "S[#79]")->text_position, 79U);
+}
+
 TEST(Values, TextsThatDoNotFit_AreRefused) {
   const std::vector<std::pair<std::string, std::string>> cases{{"BOOL", "2"},
                                                                {"SINT", "128"},

@@ -5,10 +5,14 @@
 #include "tools/plc_gateway/broker/tls_context.h"
 
 #include <arpa/inet.h>
+#include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/x509v3.h>
 
+#include "base/files.h"
 #include "base/text.h"
+#include "tools/plc_gateway/broker/tls_files.h"
+#include "tools/plc_gateway/model/named_file.h"
 
 namespace plc_gateway {
 namespace {
@@ -39,8 +43,6 @@ TlsContext::TlsContext(const BrokerOptions& options) : options_(options), contex
   SSL_CTX_set_mode(context, SSL_MODE_RELEASE_BUFFERS | SSL_MODE_AUTO_RETRY);
   SSL_CTX_set_verify(context, SSL_VERIFY_PEER, on_verify);
   SSL_CTX_set_info_callback(context, on_info);
-  // Nobody is there to type the word that an encrypted key asks for.
-  SSL_CTX_set_default_passwd_cb(context, [](char*, int, int, void*) { return 0; });
   expect_name();
   load_files();
 }
@@ -55,30 +57,31 @@ void TlsContext::expect_name() {
 }
 
 void TlsContext::load_files() {
-  SSL_CTX* context = context_.get();
   const BrokerOptions& files = options_;
   ERR_clear_error();
   if (files.ca_file.empty()) {
-    SSL_CTX_set_default_verify_paths(context);
-  } else if (SSL_CTX_load_verify_file(context, files.ca_file.c_str()) != 1) {
-    set_problem("ca_file", files.ca_file, "cannot be read as certificates",
-                "name a file that has whole certificates in PEM form and nothing broken");
-    return;
+    SSL_CTX_set_default_verify_paths(context_.get());
+  } else {
+    load("ca_file", files.ca_file, use_authorities, "cannot be read as certificates",
+         "name a file that has whole certificates in PEM form and nothing broken");
   }
-  if (!files.cert_file.empty() && SSL_CTX_use_certificate_chain_file(context, files.cert_file.c_str()) != 1) {
-    set_problem("cert_file", files.cert_file, "cannot be read as a certificate",
-                "name a file that has the whole certificate in PEM form");
-    return;
-  }
-  if (!files.key_file.empty() && SSL_CTX_use_PrivateKey_file(context, files.key_file.c_str(), SSL_FILETYPE_PEM) != 1) {
-    set_problem("key_file", files.key_file, "does not hold the key of cert_file",
-                "name the key for which the certificate was made");
-  }
+  load("cert_file", files.cert_file, use_certificates, "cannot be read as a certificate",
+       "name a file that has the whole certificate in PEM form");
+  load("key_file", files.key_file, use_key, "does not hold the key of cert_file",
+       "name the key for which the certificate was made");
 }
 
-void TlsContext::set_problem(const std::string& key, const std::string& path, const char* what, const char* to_do) {
-  problem_key_ = key;
-  problem_ = key + " " + plc_base::quoted(path) + " " + what + " (" + openssl_reason() + "): " + to_do;
+void TlsContext::load(const char* key, const std::string& path, bool (*use)(SSL_CTX*, const std::string&),
+                      const char* what, const char* to_do) {
+  if (path.empty() || !problem_.empty()) return;
+  plc_base::FileText file = plc_base::read_file(path, kMostNamedFileBytes);
+  if (!file.problem.empty()) {
+    problem_ = std::string(key) + ": " + file.problem + "; correct the path, or let the gateway's user read it";
+  } else if (!use(context_.get(), file.text)) {
+    problem_ = std::string(key) + " " + plc_base::quoted(path) + " " + what + " (" + openssl_reason() + "): " + to_do;
+  }
+  if (!problem_.empty()) problem_key_ = key;
+  OPENSSL_cleanse(file.text.data(), file.text.size());
 }
 
 int TlsContext::on_verify(int is_good, X509_STORE_CTX* store) {

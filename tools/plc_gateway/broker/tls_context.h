@@ -31,7 +31,8 @@ class TlsContext {
   static int on_verify(int is_good, X509_STORE_CTX* store);
   static void on_info(const SSL* ssl, int where, int value);
   void load_files();
-  void set_problem(const std::string& key, const std::string& path, const char* what, const char* to_do);
+  void load(const char* key, const std::string& path, bool (*use)(SSL_CTX*, const std::string&), const char* what,
+            const char* to_do);
   void expect_name();
 
   struct Free {

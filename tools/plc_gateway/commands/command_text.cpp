@@ -42,10 +42,8 @@ std::string real_text(double number, unsigned width) {
 }  // namespace
 
 std::string shortened(const std::string& text) {
-  if (text.size() <= kMostAnswerBytes) return text;
-  size_t end = kMostAnswerBytes;
-  while (end > 0 && !plc_base::is_utf8(std::string_view(text).substr(0, end))) --end;
-  return text.substr(0, end) + "...";
+  const std::string kept(plc_base::whole_characters(text, kMostAnswerBytes));
+  return kept.size() < text.size() ? kept + "..." : kept;
 }
 
 std::optional<std::string> value_text(const CommandMetric& metric, std::optional<DataType> type_of_variable) {

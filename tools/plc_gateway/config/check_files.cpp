@@ -10,11 +10,10 @@
 #include <cstring>
 
 #include "base/files.h"
+#include "tools/plc_gateway/model/named_file.h"
 
 namespace plc_gateway {
 namespace {
-
-constexpr size_t kMostFileBytes = size_t{1} << 20U;
 
 std::string folder_of(const std::string& path) {
   const size_t slash = path.rfind('/');
@@ -23,7 +22,7 @@ std::string folder_of(const std::string& path) {
 
 // The bytes of a file that the gateway itself will read; nothing when it was told that it cannot be read.
 std::string checked_file(const std::string& path, Place place, Findings& findings) {
-  plc_base::FileText file = plc_base::read_file(path, kMostFileBytes);
+  plc_base::FileText file = plc_base::read_file(path, kMostNamedFileBytes);
   if (!file.problem.empty()) {
     findings.error(place, file.problem + "; correct the path, or let the gateway's user read it");
   } else if (file.text.find_first_not_of(" \t\r\n") == std::string::npos) {
@@ -101,13 +100,6 @@ void check_journal_folder(const std::string& path, bool is_folder, Place place, 
   if (access(path.c_str(), R_OK | W_OK | X_OK) != 0) {
     findings.error(place, "cannot write in the folder " + path + ": " + std::strerror(errno) +
                               "; let the gateway's user write there, or name another folder");
-    return;
-  }
-  for (const char* name : {"journal.sqlite", "journal.sqlite-wal"}) {
-    const std::string file = path + "/" + name;
-    if (access(file.c_str(), R_OK | W_OK) == 0 || errno == ENOENT) continue;
-    findings.error(place,
-                   "cannot write " + file + ": " + std::strerror(errno) + "; let the gateway's user read and write it");
   }
 }
 

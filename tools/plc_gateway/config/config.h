@@ -59,6 +59,7 @@ struct BrokerPlaces {
 struct ConfigResult {
   Config config;
   BrokerPlaces places;
+  plc_toml::Place journal_place;  // of [journal] folder, in whose files the journal's room has a say; line 0: nowhere
   std::vector<Finding> findings;
   bool ok() const;  // no finding is an error
 };

@@ -130,6 +130,7 @@ ConfigResult load_config(const std::string& file) {
   look_around(draft, findings);
   result.config = std::move(draft.config);
   result.places = draft.places;
+  result.journal_place = draft.journal_folder;
   result.findings = findings.take();
   return result;
 }

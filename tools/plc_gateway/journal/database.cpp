@@ -1,9 +1,9 @@
 #include "tools/plc_gateway/journal/database.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <array>
+
+#include "tools/plc_gateway/journal/journal_files.h"
 
 namespace plc_gateway {
 namespace {
@@ -44,13 +44,6 @@ bool fill_log(sqlite3_file* file) {
 uint64_t rounded_up(uint64_t pages) {
   constexpr uint64_t kChunkPages = Database::kChunkBytes / Database::kPageBytes;
   return (pages + kChunkPages - 1) / kChunkPages * kChunkPages;
-}
-
-// SQLite follows a link and makes what it leads to a database.
-std::string why_not_to_be_opened(const std::string& path) {
-  struct stat status {};
-  if (lstat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode)) return {};
-  return S_ISLNK(status.st_mode) ? "it is a symbolic link" : "it is not a regular file";
 }
 
 // What a stored schema could do of its own, as part of our statements.
@@ -98,6 +91,8 @@ Database::Database(const JournalOptions& options)
     : path_(options.folder + "/journal.sqlite"),
       vfs_(options.vfs),
       most_pages_((std::max(options.most_bytes, kLeastBytes) - kLogBytes) / kPageBytes) {
+  const std::string problem = vfs_.empty() ? problem_with_journal_files(options.folder) : std::string();
+  if (!problem.empty()) throw JournalError(problem);
   try {
     open();
     set_up();
@@ -113,8 +108,6 @@ Database::~Database() {
 }
 
 void Database::open() {
-  const std::string problem = vfs_.empty() ? why_not_to_be_opened(path_) : std::string();
-  if (!problem.empty()) throw JournalError(path_ + ": " + problem + "; remove it, or name another folder");
   const int code =
       sqlite3_open_v2(path_.c_str(), &connection_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
                       vfs_.empty() ? nullptr : vfs_.c_str());

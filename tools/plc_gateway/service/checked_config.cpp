@@ -1,4 +1,4 @@
-// What the broker's room says of a configuration, beside what stands in it.
+// What the rooms of the broker and of the journal say of a configuration, beside what stands in it.
 #include "tools/plc_gateway/service/checked_config.h"
 
 #include <uv.h>
@@ -8,6 +8,7 @@
 
 #include "tools/plc_gateway/broker/failure_text.h"
 #include "tools/plc_gateway/broker/tls_context.h"
+#include "tools/plc_gateway/journal/journal_files.h"
 
 namespace plc_gateway {
 namespace {
@@ -35,6 +36,13 @@ void check_tls(const ConfigResult& result, Findings& findings) {
   if (context.problem().empty()) return;
   const Place place = place_of(context.problem_key(), result.places);
   if (!is_told(result.findings, place)) findings.error(place, context.problem());
+}
+
+// Of a folder that was told to be wrong, nothing is added.
+void check_journal_files(const ConfigResult& result, Findings& findings) {
+  if (result.config.journal_folder.empty() || is_told(result.findings, result.journal_place)) return;
+  const std::string problem = problem_with_journal_files(result.config.journal_folder);
+  if (!problem.empty()) findings.error(result.journal_place, problem);
 }
 
 // A name server that is out of reach says nothing of the file: it is no mistake.
@@ -75,6 +83,7 @@ ConfigResult load_checked_config(const std::string& file) {
   ConfigResult result = load_config(file);
   Findings findings(file);
   check_tls(result, findings);
+  check_journal_files(result, findings);
   check_broker_name(result, findings);
   for (Finding& finding : findings.take()) result.findings.push_back(std::move(finding));
   std::stable_sort(result.findings.begin(), result.findings.end(), [](const Finding& a, const Finding& b) {

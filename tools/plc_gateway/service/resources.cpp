@@ -1,6 +1,7 @@
 // Takes what the gateway needs, or tells what is missing.
 #include "tools/plc_gateway/service/resources.h"
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -9,6 +10,8 @@
 
 #include "base/descriptors.h"
 #include "base/no_memory.h"
+#include "base/text.h"
+#include "tools/plc_gateway/journal/database.h"
 #include "tools/plc_gateway/service/exit_codes.h"
 #include "tools/plc_gateway/service/threads.h"
 
@@ -29,6 +32,13 @@ void require(const std::string& problem, const std::string& needed, const char* 
   throw GatewayError(kExitFailed, "it needs " + needed + " (" + problem + "): raise the limit, " + limits);
 }
 
+// A file that may not grow looks like a full disk to the journal, and like a bad library to what loads the driver.
+std::string problem_with_file_size(uint64_t bytes) {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur >= bytes) return {};
+  return "the limit is " + plc_base::plural(limit.rlim_cur, "byte");
+}
+
 }  // namespace
 
 void require_resources() {
@@ -39,6 +49,8 @@ void require_resources() {
           std::to_string(kDescriptors) + " descriptors besides those that are open", "ulimit -n or LimitNOFILE");
   require(problem_with_threads(kThreads), std::to_string(kThreads) + " threads besides its own",
           "ulimit -u, ulimit -v or TasksMax");
+  require(problem_with_file_size(Database::kLeastBytes),
+          "files of " + std::to_string(Database::kLeastBytes >> 20U) + " MiB", "ulimit -f or LimitFSIZE");
 }
 
 void begin_loop(uv_loop_t* loop) {

@@ -6,7 +6,8 @@
 
 namespace plc_gateway {
 
-// Throws GatewayError where there are too few descriptors or threads. Before any other call of libuv.
+// Throws GatewayError where there are too few descriptors or threads, or where files may not become large enough.
+// Before any other call of libuv.
 void require_resources();
 
 // With the threads that the loop asks names of and reads files in. Throws GatewayError.

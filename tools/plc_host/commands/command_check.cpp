@@ -74,7 +74,8 @@ bool fix_file(const FileReport& report, const std::string& text, const HostOptio
   size_t made = 0;
   const std::string fixed = tag_check::corrected_text(report.file, text, rules, &made);
   const auto old_file = options.overwrites ? plc_base::OldFile::kReplaced : plc_base::OldFile::kKept;
-  const std::string problem = plc_base::write_whole_file(options.fixed_file, fixed, options.checked_files, old_file);
+  const std::string problem = plc_base::write_whole_file(
+      options.fixed_file, fixed, with_settings_files(options.checked_files, options.settings), old_file);
   if (!problem.empty()) throw unwritten(options.fixed_file, problem);
   const size_t left = count_errors(check_file(options.fixed_file, fixed, rules, output));
   show_message(options.fixed_file + ": " + plc_base::plural(made, "correction") +

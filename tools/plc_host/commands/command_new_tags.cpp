@@ -137,8 +137,8 @@ int write_lines(const NewTagLines& made, const HostOptions& options, CommandOutp
     return kExitOk;
   }
   const auto old_file = options.overwrites ? plc_base::OldFile::kReplaced : plc_base::OldFile::kKept;
-  const std::string problem =
-      plc_base::write_whole_file(wanted.output, made.text, {wanted.list, wanted.after}, old_file);
+  const std::string problem = plc_base::write_whole_file(
+      wanted.output, made.text, with_settings_files({wanted.list, wanted.after}, options.settings), old_file);
   if (!problem.empty()) throw unwritten(wanted.output, problem);
   const auto lines = std::count(made.text.begin(), made.text.end(), '\n');
   show_message(wanted.output + ": " + plc_base::grouped_number(static_cast<uint64_t>(lines)) +

@@ -143,7 +143,7 @@ void Watch::open_log() {
   rules.most_bytes = options_.log.most_bytes;
   rules.daily = options_.log.daily;
   rules.kept = options_.log.kept;
-  rules.inputs = {host_.tag_file().read};
+  rules.inputs = with_settings_files({host_.tag_file().read}, options_.settings);
   rules.output = host_.result_file().descriptor();
   log_ = std::make_unique<OpenedLog>(rules, tell);
   const std::string problem = log_->file.open();

@@ -1,10 +1,12 @@
 // Connects, paces, asks and counts.
 #include "tools/plc_host/survey/conversation.h"
 
+#include <algorithm>
 #include <thread>
 
 #include "tools/plc_host/stop_signal.h"
 #include "wire/big_endian.h"
+#include "wire/reply_parts.h"
 #include "wire/request_writer.h"
 
 namespace plc_host::survey {
@@ -18,6 +20,19 @@ constexpr size_t kMostSplits = 100;
 constexpr uint64_t kMostUnspoken = 60;  // replies that no controller gives, where no other came
 constexpr char kInterrupted[] = "interrupted";
 constexpr char kNoAnswer[] = "the controller no longer answers";
+
+// Where bytes came that say no end, no wait was over.
+void count_unanswered(Times& times, ProbeReply::End end) {
+  const bool is_lost = end == ProbeReply::End::kClosed || end == ProbeReply::End::kReset;
+  ++(is_lost ? times.lost : end == ProbeReply::End::kQuiet ? times.damaged : times.silent);
+}
+
+bool are_alike(const std::vector<wire_trace::Program>& some, const std::vector<wire_trace::Program>& others) {
+  const auto is_same = [](const wire_trace::Program& one, const wire_trace::Program& other) {
+    return one.number == other.number && one.name == other.name;
+  };
+  return std::equal(some.begin(), some.end(), others.begin(), others.end(), is_same);
+}
 
 }  // namespace
 
@@ -41,7 +56,10 @@ void Conversation::wait_for_turn() {
 
 std::unique_ptr<Probe> Conversation::extra_probe() { return std::make_unique<Probe>(capture_, ++connections_); }
 
+// The one before it is closed first: it would be a second one otherwise, which a controller need not take.
 std::string Conversation::connect_once() {
+  if (probe_) rules_.take_unasked(probe_->drain());
+  probe_.reset();
   auto probe = extra_probe();
   wait_for_turn();
   const wire_trace::Reach reach = probe->connect(plan_.address, plan_.port, static_cast<int>(plan_.timeout_ms));
@@ -58,17 +76,16 @@ std::string Conversation::connect_once() {
   return {};
 }
 
-// One that was damaged on its way does not replace one that is whole.
+// One that was damaged on its way does not replace one that is whole, and has not changed.
 void Conversation::take_directory(const Asked& asked) {
   const plc_sim::Bytes& bytes = asked.answer.bytes;
-  if (!asked.shape.is_complete) {
-    if (directory_.empty()) directory_ = bytes;
+  if (!asked.shape.is_complete || !rules_.has_usual_head(asked)) {
+    if (!has_directory_ && (directory_.empty() || asked.shape.is_complete)) directory_ = bytes;
     return;
   }
-  const auto names = [](const plc_sim::Bytes& reply) {
-    return plc_sim::ByteView(reply).part(plc_sim::wire::kReplyHeadBytes, reply.size()).bytes();
-  };
-  if (has_directory_ && names(bytes) != names(directory_)) ++record_.programs.changes;
+  if (has_directory_ && !are_alike(wire_trace::programs_of(bytes), wire_trace::programs_of(directory_))) {
+    ++record_.programs.changes;
+  }
   has_directory_ = true;
   directory_ = bytes;
 }
@@ -97,10 +114,10 @@ Asked Conversation::exchange(const std::string& kind, uint32_t names, const plc_
   asked.packet = capture_.packets() + 1;
   asked.answer = exchange_over(*probe_, request);
   account(kind, names, asked);
-  if (!asked.is_answered()) ++(asked.answer.is_lost() ? times_of(kind, names).lost : times_of(kind, names).silent);
+  if (!asked.is_answered()) count_unanswered(times_of(kind, names), asked.answer.end);
   progress_.asked();
   const HeadCounts& heads = record_.heads;
-  if (heads.spoken == 0 && heads.unspoken >= kMostUnspoken) throw SurveyEnded(kForeign, false);
+  if (heads.spoken == 0 && heads.unspoken > 0 && heads.replies >= kMostUnspoken) throw SurveyEnded(kForeign, false);
   // What comes late must not be taken for the answer to another request.
   if (asked.answer.end == ProbeReply::End::kSilent) probe_->close();
   return asked;
@@ -109,7 +126,8 @@ Asked Conversation::exchange(const std::string& kind, uint32_t names, const plc_
 void Conversation::account(const std::string& kind, uint32_t names, Asked& asked) {
   const std::string shown_first = rules_.take(asked);
   if (!shown_first.empty()) capture_.comment(shown_first);
-  if (asked.is_answered()) count_refusal(kind, asked);
+  count_settled();
+  if (asked.is_answered() && !asked.is_open) count_refusal(kind, asked);
   const bool has_ended = asked.answer.end == ProbeReply::End::kWhole || asked.answer.end == ProbeReply::End::kQuiet;
   if (!asked.is_answered() || !has_ended) return;
   if (!asked.shape.is_refused) add_time(kind, names, asked.answer.pieces.front().at_ms, asked.answer.took_ms());
@@ -120,6 +138,15 @@ void Conversation::count_refusal(const std::string& kind, const Asked& asked) {
   const ReplyShape& shape = asked.shape;
   if (shape.is_refused || shape.is_complete) refusals_.take(kind, asked.request, shape.is_refused);
   if (kind == "resolve" && !shape.is_refused && !shape.is_complete) ++record_.heads.names_shorter;
+}
+
+void Conversation::count_settled() {
+  for (const Asked& asked : rules_.take_settled()) count_refusal("read", asked);
+}
+
+void Conversation::finish() {
+  rules_.finish();
+  count_settled();
 }
 
 Asked Conversation::try_asking(const std::string& kind, uint32_t names, const plc_sim::Bytes& request) {

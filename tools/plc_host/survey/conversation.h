@@ -77,6 +77,9 @@ class Conversation {
   SurveyRecord& record() { return record_; }
   Progress& progress() { return progress_; }
 
+  // Of everything so far.
+  void finish();
+
   // Counts what was asked over another connection.
   void account(const std::string& kind, uint32_t names, Asked& asked);
 
@@ -88,6 +91,7 @@ class Conversation {
   Times& times_of(const std::string& kind, uint32_t names);
   void add_time(const std::string& kind, uint32_t names, double first_ms, double ms);
   void add_split(const ProbeReply& reply);
+  void count_settled();
   void count_refusal(const std::string& kind, const Asked& asked);
 
   const SurveyPlan& plan_;

@@ -21,7 +21,6 @@ namespace {
 namespace wire = plc_sim::wire;
 using plc_sim::Bytes;
 
-constexpr int kQuietMs = 50;  // behind what does not say its end
 constexpr int64_t kNsPerMs = 1000000;
 constexpr size_t kMostReplyBytes = 16 * wire::kMaxFrameBytes;  // what sends more without an end is no controller
 
@@ -33,22 +32,36 @@ int64_t steady_ns() {
 constexpr size_t kLengthBytes = 4;
 
 // The end that the head says, when it is one that can be: the length with its complement behind it.
-std::optional<size_t> stated_end(const Bytes& reply) {
-  const plc_sim::ByteView view(reply);
+std::optional<size_t> stated_end(const plc_sim::ByteView& view) {
   if (view.size() < 2 * kLengthBytes || view.u32(kLengthBytes) != ~view.u32(0)) return std::nullopt;
   const size_t end = size_t{view.u32(0)} + wire::kLengthExcludes;
   if (end < wire::kReplyHeadBytes || end > wire::kMaxFrameBytes) return std::nullopt;
   return end;
 }
 
+std::optional<size_t> stated_end(const Bytes& reply) { return stated_end(plc_sim::ByteView(reply)); }
+
 bool is_numbered_as(const Bytes& request, const Bytes& frame) {
   return plc_sim::ByteView(frame).u16(wire::kSequenceAt) == plc_sim::ByteView(request).u16(wire::kSequenceAt);
 }
 
-// A frame that begins the reply and is none of it.
-void put_aside(ProbeReply& reply, size_t bytes) {
+// Where a whole frame begins that answers the request by its number, class and command, behind the first byte.
+std::optional<size_t> own_frame_at(const Bytes& request, const Bytes& bytes) {
+  const plc_sim::ByteView asked(request);
+  for (size_t at = 1; at + wire::kReplyHeadBytes <= bytes.size(); ++at) {
+    const plc_sim::ByteView rest = plc_sim::ByteView(bytes).part(at, bytes.size());
+    const std::optional<size_t> end = stated_end(rest);
+    const bool is_own = end && *end <= rest.size() && rest.u16(wire::kClassAt) == asked.u16(wire::kClassAt) &&
+                        rest.u16(wire::kSequenceAt) == asked.u16(wire::kSequenceAt);
+    if (is_own) return at;
+  }
+  return std::nullopt;
+}
+
+// The first bytes of the reply, which are none of it.
+Bytes take_front(ProbeReply& reply, size_t bytes) {
   const auto end = reply.bytes.begin() + static_cast<std::ptrdiff_t>(bytes);
-  reply.foreign.emplace_back(reply.bytes.begin(), end);
+  Bytes front(reply.bytes.begin(), end);
   reply.bytes.erase(reply.bytes.begin(), end);
   while (bytes > 0 && !reply.pieces.empty()) {
     ReplyPiece& first = reply.pieces.front();
@@ -57,6 +70,7 @@ void put_aside(ProbeReply& reply, size_t bytes) {
     bytes -= taken;
     if (first.bytes == 0) reply.pieces.erase(reply.pieces.begin());
   }
+  return front;
 }
 
 // Frames behind the one that answers: nobody asked for them.
@@ -180,6 +194,15 @@ ProbeReply Probe::exchange(const Bytes& request, ReplyWait wait, bool finishes_s
   return reply;
 }
 
+// What came late behind the reply before stands in front of this one. It is no part of it.
+bool Probe::put_stray_aside(const Bytes& request, ProbeReply& reply) {
+  const std::optional<size_t> at = own_frame_at(request, reply.bytes);
+  if (!at) return false;
+  const Bytes stray = take_front(reply, *at);
+  reply.before.insert(reply.before.end(), stray.begin(), stray.end());
+  return true;
+}
+
 // A frame with another number is the answer only where no own one comes behind it in time, and that wait is shorter
 // than the one for answers: where replies repeat the number it never is.
 void Probe::receive_reply(const Bytes& request, ReplyWait wait, int64_t start_ns, ProbeReply& reply) {
@@ -187,6 +210,9 @@ void Probe::receive_reply(const Bytes& request, ReplyWait wait, int64_t start_ns
   std::optional<ProbeReply> other;
   for (;;) {
     receive_frame(reply, start_ns, end_ns);
+    if (wait.own_ms > 0 && reply.end == ProbeReply::End::kQuiet && put_stray_aside(request, reply)) {
+      reply.end = ProbeReply::End::kWhole;
+    }
     if (reply.end != ProbeReply::End::kWhole || wait.own_ms == 0) break;
     const size_t end = *stated_end(reply.bytes);
     if (is_numbered_as(request, reply.bytes)) {
@@ -198,7 +224,7 @@ void Probe::receive_reply(const Bytes& request, ReplyWait wait, int64_t start_ns
       other = reply;
       end_ns = std::min(end_ns, steady_ns() + wait.own_ms * kNsPerMs);
     }
-    put_aside(reply, end);
+    reply.foreign.push_back(take_front(reply, end));
   }
   if (other && !reply.has_come()) reply = *other;
 }

@@ -13,6 +13,8 @@
 
 namespace plc_host::survey {
 
+inline constexpr int kQuietMs = 50;  // waited behind bytes that do not say their end
+
 struct ReplyPiece {
   double at_ms = 0;  // since the request was sent
   size_t bytes = 0;
@@ -24,6 +26,7 @@ struct ProbeReply {
   End end = End::kSilent;
   plc_sim::Bytes bytes;
   std::vector<ReplyPiece> pieces;
+  plc_sim::Bytes before = {};                // that came before it since the last one, and are no frame
   std::vector<plc_sim::Bytes> foreign = {};  // whole frames with another sequence number, or behind the reply
   bool has_come() const { return !bytes.empty(); }
   bool is_lost() const { return end == End::kClosed || end == End::kReset; }
@@ -66,6 +69,7 @@ class Probe {
 
  private:
   bool send_all(const plc_sim::Bytes& request);
+  static bool put_stray_aside(const plc_sim::Bytes& request, ProbeReply& reply);
   void receive_reply(const plc_sim::Bytes& request, ReplyWait wait, int64_t start_ns, ProbeReply& reply);
   void finish_frames(ProbeReply& reply, int64_t start_ns);
   void receive_frame(ProbeReply& reply, int64_t start_ns, int64_t end_ns);

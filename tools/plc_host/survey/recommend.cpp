@@ -84,7 +84,8 @@ std::string no_pause_text(const SurveyRecord& record) {
                              std::to_string(record.rate) + " a second";
   const Unanswered unanswered = unanswered_of(record);
   if (unanswered.all() == 0) return counts + ": no further pause was needed between them";
-  std::string text = counts + "; " + plc_base::plural(unanswered.all(), "request") + " had " + no_answer_words(record);
+  const char* words = unanswered.damaged > 0 ? "no whole answer" : no_answer_words(record);
+  std::string text = counts + "; " + plc_base::plural(unanswered.all(), "request") + " had " + words;
   if (unanswered.lost > 0) text += " (" + plc_base::plural(unanswered.lost, "connection") + " ended in place of it)";
   return text + ". Whether a pause helps against that was not tried";
 }
@@ -187,7 +188,7 @@ void recommend_poll(const SurveyRecord& record, std::vector<Recommendation>& all
   all.push_back({"poll_ms", std::to_string(static_cast<uint32_t>(wanted)),
                  plc_base::plural(polled, "variable") + ", " + plc_base::plural(asked, "name") + " in " +
                      std::to_string(rounds) + (rounds == 1 ? " batch" : " batches") + " of up to " +
-                     std::to_string(names) + " names" +
+                     plc_base::plural(names, "name") +
                      (pause_ms > 0 ? ", with a pause of " + pause + " ms before each: " : ": ") + ms_text(round_ms) +
                      " for all of them when each answer is as slow as the slowest in a hundred; " +
                      (round_ms * kPollFactor < kShortestPollMs ? "twice that is less than 100 ms, the shortest advised"
@@ -208,6 +209,13 @@ std::string unanswered_note(const SurveyRecord& record) {
     note += " " + std::to_string(unanswered.lost) + of_all +
             " met the end of the connection: a call that meets this fails, and after two in a row plc-host ends its "
             "list of variables.";
+  }
+  if (unanswered.damaged > 0) {
+    note += " " + std::to_string(unanswered.damaged) + of_all +
+            " got bytes in place of an answer: a call that meets this fails.";
+  }
+  if (record.heads.names_refused_for_once.refused + record.heads.reads_refused_for_once.refused > 0) {
+    note += " The controller refuses at one time what it answers at another one: a call that meets this fails.";
   }
   return note;
 }
@@ -234,10 +242,23 @@ void recommend_driver(const SurveyRecord& record, std::vector<Recommendation>& a
   }
 }
 
+// "names: answered up to 32; more was not tried"
+std::string found_text(const char* what, const std::optional<uint32_t>& limit, const Reach& reach) {
+  if (limit) return std::string(what) + ": " + std::to_string(*limit);
+  if (!reach.is_whole) return std::string(what) + ": " + reach_text(reach);
+  return std::string(what) + ": no limit met, " + std::to_string(reach.answered) + " tried";
+}
+
 std::string limits_reason(const SurveyRecord& record) {
-  const Step& step = record.limits.step;
-  if (step.state == Step::State::kDone) return {};
-  return "how many names and values a request may have was not measured" + (step.why.empty() ? "" : ": " + step.why);
+  const Limits& limits = record.limits;
+  if (limits.step.state == Step::State::kDone) return {};
+  const std::string why = limits.step.why.empty() ? "" : ": " + limits.step.why;
+  const std::string what = "how many names and values a request may have was ";
+  if (!limits.names_per_request && limits.names_reach.asked == 0) {
+    return what + "not measured" + why;
+  }
+  return what + "measured in part (" + found_text("names", limits.names_per_request, limits.names_reach) + ". " +
+         found_text("values", limits.values_per_request, limits.values_reach) + ")" + why;
 }
 
 std::string batch_reason(const SurveyRecord& record) {

@@ -9,9 +9,12 @@
 
 namespace plc_host::survey {
 
+// A name that no tag file which is in use declares: each controller refuses it, and that is no finding.
+inline constexpr char kUnknownName[] = "PlcHostSurvey_NoSuchName";
+
 class RefusalTally {
  public:
-  // A request of this kind got an answer, or a refusal.
+  // A request of this kind got an answer, or a refusal. Those with the unknown name do not count.
   void take(const std::string& kind, const plc_sim::Bytes& request, bool is_refused);
 
   RefusedForOnce refused_for_once(const std::string& kind) const;

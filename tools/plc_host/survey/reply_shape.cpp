@@ -16,6 +16,36 @@ using plc_sim::ByteView;
 using plc_sim::RequestKind;
 
 constexpr size_t kProgramsAt = 14;
+constexpr size_t kOneGroupAt = 14;  // of names, with their number behind it
+
+// Where the records of so many names end.
+size_t records_end(const ByteView& reply, size_t names) {
+  constexpr size_t kGroupBytes = 4;
+  size_t at = wire::kResolveHeadBytes;
+  for (size_t i = 0; i < names && at < reply.size(); ++i) {
+    at += wire::kResolveRecordBytes + kGroupBytes * reply.u8(at + wire::kRecordDimensionsAt);
+  }
+  return at;
+}
+
+// Where the programs end that a directory counts: a head, a name and one byte for each.
+size_t programs_end(const ByteView& reply) {
+  constexpr size_t kStatedAt = 2;
+  constexpr size_t kBytesBesideStated = 4;
+  size_t at = kProgramsAt + 1;
+  for (unsigned left = reply.u8(kProgramsAt); left > 0 && at < reply.size(); --left) {
+    at += reply.u8(at + kStatedAt) + kBytesBesideStated;
+  }
+  return at;
+}
+
+ReplyShape shape_of_directory(const Bytes& reply) {
+  const ByteView view(reply);
+  ReplyShape shape;
+  shape.is_complete = reply.size() > kProgramsAt && wire_trace::programs_of(reply).size() == view.u8(kProgramsAt);
+  shape.is_exact = shape.is_complete && view.u8(kProgramsAt) > 0 && programs_end(view) == reply.size();
+  return shape;
+}
 
 ReplyShape shape_of_names(const plc_sim::Request& request, const Bytes& reply) {
   size_t names = 0;
@@ -29,6 +59,9 @@ ReplyShape shape_of_names(const plc_sim::Request& request, const Bytes& reply) {
   shape.is_part = !has_all && reply.size() > wire::kReplyHeadBytes;
   shape.is_refused = !shape.is_complete;
   shape.is_full = shape.is_refused && has_all;
+  const ByteView view(reply);
+  const bool is_counted = view.u8(kOneGroupAt) == 1 && view.u16(kOneGroupAt + 1) == names;
+  shape.is_exact = shape.is_complete && is_counted && records_end(view, names) == reply.size();
   return shape;
 }
 
@@ -54,17 +87,16 @@ ReplyShape shape_of(const plc_sim::Request& request, const Bytes& reply) {
     case RequestKind::kRead:
       return shape_of_values(request, reply);
     case RequestKind::kDirectory:
-      shape.is_complete =
-          reply.size() > kProgramsAt && wire_trace::programs_of(reply).size() == ByteView(reply).u8(kProgramsAt);
-      return shape;
+      return shape_of_directory(reply);
     default:
       shape.is_complete = !reply.empty();
       return shape;
   }
 }
 
-// A controller that does not repeat class and command is known by what it was asked for, with the request's number or,
-// where it is a name, in a frame that ends with it. A write gets nothing of the kind.
+// A controller that does not repeat class and command is known by what it was asked for: with the request's number, for
+// a name in a frame that ends with it, and else by records that count and fill the reply exactly. A write gets nothing
+// of the kind.
 bool is_speech(const Bytes& request, const ProbeReply& answer, const ReplyShape& shape) {
   const ByteView sent(request);
   const ByteView head(answer.bytes);
@@ -76,9 +108,10 @@ bool is_speech(const Bytes& request, const ProbeReply& answer, const ReplyShape&
   const bool is_asked_for =
       kind == RequestKind::kResolve || kind == RequestKind::kRead || kind == RequestKind::kDirectory;
   const bool has_all = is_asked_for && shape.is_complete;
-  const bool is_whole = answer.end == ProbeReply::End::kWhole && head.u32(0) + wire::kLengthExcludes == head.size();
+  const bool is_whole =
+      answer.end == ProbeReply::End::kWhole && uint64_t{head.u32(0)} + wire::kLengthExcludes == head.size();
   if (head.u16(wire::kClassAt) == sent.u16(wire::kClassAt)) return is_whole || is_numbered || has_all;
-  return has_all && (is_numbered || (is_whole && kind == RequestKind::kResolve));
+  return has_all && (is_numbered || shape.is_exact || (is_whole && kind == RequestKind::kResolve));
 }
 
 }  // namespace plc_host::survey

@@ -13,9 +13,10 @@ namespace plc_host::survey {
 struct ReplyShape {
   bool is_complete = false;
   bool is_refused = false;
-  bool is_full = false;  // refused, with a record for each name or bytes for each value all the same
-  bool is_part = false;  // of names: more than a head, and no record for each of them
-  size_t behind = 0;     // bytes behind the values
+  bool is_full = false;   // refused, with a record for each name or bytes for each value all the same
+  bool is_part = false;   // of names: more than a head, and no record for each of them
+  size_t behind = 0;      // bytes behind the values
+  bool is_exact = false;  // complete, of names or programs: counted as they are, and the reply ends with the last one
 };
 
 ReplyShape shape_of(const plc_sim::Request& request, const plc_sim::Bytes& reply);

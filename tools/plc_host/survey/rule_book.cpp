@@ -34,10 +34,22 @@ uint16_t most_frequent(const std::map<uint16_t, uint64_t>& statuses) {
   return std::max_element(statuses.begin(), statuses.end(), is_rarer)->first;
 }
 
+// Whether nothing but zeros stands where the values are.
+bool has_zeros_alone(const plc_sim::Bytes& reply) {
+  const auto start = reply.begin() + static_cast<std::ptrdiff_t>(std::min(reply.size(), wire::kReplyHeadBytes));
+  return std::all_of(start, reply.end(), [](uint8_t byte) { return byte == 0; });
+}
+
 // "sequence number 17, as asked", "sequence number 0 in place of 17".
 std::string field_title(const char* what, const std::string& got, const std::string& asked) {
   const std::string title = std::string(what) + " " + got;
   return got == asked ? title + ", as asked" : title + " in place of " + asked;
+}
+
+// Behind the end that its head says.
+bool has_bytes_behind(const Asked& asked) {
+  const ByteView head(asked.answer.bytes);
+  return asked.answer.end == ProbeReply::End::kWhole && size_t{head.u32(0)} + wire::kLengthExcludes < head.size();
 }
 
 // "0C 28"
@@ -83,7 +95,11 @@ void RuleBook::take_head(const Asked& asked) {
   note(kLength, is_head && ends, asked,
        ends ? "length, complement and size agree"
             : wire_trace::hex_text(head.part(0, 8).bytes(), 8) + " before " + bytes + " in all");
-  if (ends && reply.size() != announced) ++counts_.with_more_behind;
+  has_more_behind_ = ends && reply.size() != announced;
+  if (has_more_behind_) {
+    ++counts_.with_more_behind;
+    counts_.bytes_unasked += reply.size() - announced;
+  }
   note(kEnd, !ends || reply.size() == announced, asked,
        reply.size() == announced || !ends ? "nothing behind it"
                                           : plc_base::plural(reply.size() - announced, "byte") + " behind it");
@@ -112,13 +128,15 @@ void RuleBook::note_status(const Asked& asked, const std::string& words) {
   ++counts_.statuses[at->second].count;
 }
 
-// A reply with zeros for all values looks like an answer: its status, which answers do not have, tells it from them.
+// A reply with zeros for all values looks like an answer: its status, which answers do not have, tells it from them. As
+// long as no value came it is that of names which were answered.
 void RuleBook::refuse_by_status(RequestKind kind, Asked& asked) const {
   const uint16_t status = status_of(asked.answer.bytes);
-  const auto known = statuses_by_kind_.find(kind);
-  if (kind != RequestKind::kRead || status == 0 || !asked.shape.is_complete || known == statuses_by_kind_.end()) return;
-  const uint16_t usual = most_frequent(known->second);
-  if (status == usual) return;
+  if (kind != RequestKind::kRead || status == 0 || !asked.shape.is_complete) return;
+  const bool is_first = statuses_by_kind_.count(kind) == 0;
+  const auto known = statuses_by_kind_.find(is_first ? RequestKind::kResolve : kind);
+  if (known == statuses_by_kind_.end() || status == most_frequent(known->second)) return;
+  if (is_first && !has_zeros_alone(asked.answer.bytes)) return;
   asked.shape.is_complete = false;
   asked.shape.is_refused = asked.shape.is_full = true;
 }
@@ -137,6 +155,7 @@ void RuleBook::take_values(const Asked& asked, const plc_sim::Request& request) 
   const ReplyShape& shape = asked.shape;
   if (request.kind != RequestKind::kRead || shape.is_refused) return;
   ++(!shape.is_complete ? counts_.values_shorter : shape.behind > 0 ? counts_.values_longer : counts_.values_exact);
+  if (shape.is_complete && shape.behind > 0 && has_bytes_behind(asked)) ++counts_.values_behind_end;
   if (!shape.is_complete) return;
   ++values_seen_;
   ++bytes_behind_[shape.behind];
@@ -250,7 +269,10 @@ bool RuleBook::has_usual_head(const Asked& asked) const {
   const auto own_length = static_cast<uint32_t>(head.size() - wire::kLengthExcludes);
   if (is_usual(counts_.length) && head.u32(0) != own_length) return false;
   if (is_usual(counts_.complement) && head.u32(4) != ~head.u32(0)) return false;
-  return !is_usual(counts_.sequence) || head.u16(wire::kSequenceAt) == ByteView(asked.request).u16(wire::kSequenceAt);
+  const ByteView request(asked.request);
+  if (is_usual(counts_.request_class) && head.u8(wire::kClassAt) != request.u8(wire::kClassAt)) return false;
+  if (is_usual(counts_.command) && head.u8(wire::kCommandAt) != request.u8(wire::kCommandAt)) return false;
+  return !is_usual(counts_.sequence) || head.u16(wire::kSequenceAt) == request.u16(wire::kSequenceAt);
 }
 
 // A part of a reply, or bytes without a head, answer nothing where most replies come whole.
@@ -261,19 +283,52 @@ bool RuleBook::take_unfinished(Asked& asked) {
   const bool is_beginning = answer.end == ProbeReply::End::kSilent && answer.bytes.size() < wire::kHeadBytes;
   if (!is_beginning && rules_[kLength].kept <= counts_.unfinished) return false;
   ++counts_.unfinished;
+  if (answer.end == ProbeReply::End::kQuiet) ++counts_.headless;
+  if (answer.is_lost()) ++counts_.cut_off;
   asked.is_unfinished = true;
   note_doubt(kLength, asked, plc_base::plural(answer.bytes.size(), "byte") + " in all, and not its end");
   return true;
 }
 
+// A reply to a read that has values and a status, as long as no other one with values came: where these have no status
+// it refuses, and three alike are the controller's answers.
+bool RuleBook::is_open(RequestKind kind, const Asked& asked) const {
+  constexpr size_t kMostOpen = 2;
+  const uint16_t status = status_of(asked.answer.bytes);
+  if (kind != RequestKind::kRead || status == 0 || !asked.shape.is_complete) return false;
+  if (statuses_by_kind_.count(kind) > 0 || open_.size() >= kMostOpen) return false;
+  return open_.empty() || status_of(open_.back().answer.bytes) == status;
+}
+
+void RuleBook::settle(bool are_refusals) {
+  const Subject subject = subject_;
+  for (Asked& asked : open_) {
+    asked.is_open = false;
+    asked.shape.is_complete = !are_refusals;
+    asked.shape.is_refused = asked.shape.is_full = are_refusals;
+    plc_sim::Findings ignored;
+    const plc_sim::Request request = plc_sim::parse_request(asked.request, ignored);
+    subject_ = subject_of(request);
+    take_shape(asked, request);
+    settled_.push_back(asked);
+  }
+  open_.clear();
+  subject_ = subject;
+}
+
+std::vector<Asked> RuleBook::take_settled() { return std::exchange(settled_, {}); }
+
 std::string RuleBook::take(Asked& asked) {
   first_seen_.clear();
   plc_sim::Findings ignored;
   const plc_sim::Request request = plc_sim::parse_request(asked.request, ignored);
+  const bool follows_one = last_.has_value();
+  if (follows_one) take_unasked(asked.answer.before);
   subject_ = subject_of(request);
   take_foreign(asked);
   if (take_unfinished(asked) || !asked.is_answered()) {
     ++counts_.replies_unanswered;
+    last_.reset();
     return first_seen_;
   }
   ++counts_.replies;
@@ -285,6 +340,14 @@ std::string RuleBook::take(Asked& asked) {
     ++(is_speech(asked.request, asked.answer, asked.shape) ? counts_.spoken : counts_.unspoken);
   }
   take_head(asked);
+  last_ = asked;
+  if (!follows_one) take_unasked(asked.answer.before);
+  asked.is_open = is_open(request.kind, asked);
+  if (asked.is_open) {
+    open_.push_back(asked);
+    return first_seen_;
+  }
+  if (request.kind == RequestKind::kRead && asked.shape.is_complete) settle(status_of(asked.answer.bytes) == 0);
   take_shape(asked, request);
   return first_seen_;
 }
@@ -311,10 +374,24 @@ void RuleBook::take_false_answer(const Asked& asked) {
 void RuleBook::take_unasked(Bytes bytes) {
   // Whole frames are told by their numbers, where replies repeat those.
   if (numbers_.own > 0 && is_rare(kSequence)) counts_.foreign += take_whole_frames(bytes).size();
+  if (!bytes.empty() && last_) take_behind(bytes);
+}
+
+// The last reply is told as one with bytes behind it, once.
+void RuleBook::take_behind(const Bytes& bytes) {
   counts_.bytes_unasked += bytes.size();
-  if (bytes.empty()) return;
-  ++rules_[kEnd].broken;
-  tallies_[kEnd].note(subject_, false);
+  if (has_more_behind_) return;
+  has_more_behind_ = true;
+  ++counts_.with_more_behind;
+  Verdict::Rule& rule = rules_[kEnd];
+  --rule.kept;
+  const auto is_of_it = [this](const Frame& frame) { return frame.packet == last_->packet; };
+  rule.evidence.erase(std::remove_if(rule.evidence.begin(), rule.evidence.end(), is_of_it), rule.evidence.end());
+  plc_sim::Findings ignored;
+  tallies_[kEnd].turn(subject_of(plc_sim::parse_request(last_->request, ignored)));
+  Asked shown = *last_;
+  shown.answer.bytes.insert(shown.answer.bytes.end(), bytes.begin(), bytes.end());
+  note_in(rule, false, shown, plc_base::plural(bytes.size(), "byte") + " behind it");
 }
 
 // What every value reply has behind its values. Of few replies, or of one variable or two, it may be chance, or the tag
@@ -326,7 +403,8 @@ std::optional<uint32_t> RuleBook::common_surplus() const {
   return static_cast<uint32_t>(behind);
 }
 
-void RuleBook::finish() const {
+void RuleBook::finish() {
+  settle(false);
   counts_.refusals_untold = full_refusals_unmarked_;
   if (!statuses_done_.empty()) counts_.status_done = most_frequent(statuses_done_);
   counts_.bytes_behind_values = common_surplus();

@@ -24,6 +24,7 @@ struct Asked {
   size_t packet = 0;           // the request's first one in the capture
   ReplyShape shape;            // once it is in the rule book
   bool is_unfinished = false;  // so is this: a part of a reply came, where most come whole
+  bool is_open = false;        // its status is that of an answer or of a refusal: what follows tells
   bool is_answered() const { return answer.has_come() && !is_unfinished; }
 };
 
@@ -60,8 +61,11 @@ class RuleBook {
   // Of everything so far.
   Verdict verdict() const;
 
-  // Puts what several replies show together into the counts.
-  void finish() const;
+  // Replies that were open, as what followed told them.
+  std::vector<Asked> take_settled();
+
+  // Puts what several replies show together into the counts. What is open by then is an answer.
+  void finish();
 
  private:
   enum Id { kLength, kSequence, kFunction, kEnd, kStatus, kValueEnd, kRefusal, kWhole, kRuleCount };
@@ -77,6 +81,9 @@ class RuleBook {
   void note_doubt(Id rule, const Asked& asked, const std::string& title);
   void take_number(const Asked& asked, const plc_sim::Bytes& reply);
   void take_foreign(const Asked& asked);
+  void take_behind(const plc_sim::Bytes& bytes);
+  bool is_open(plc_sim::RequestKind kind, const Asked& asked) const;
+  void settle(bool are_refusals);
   bool take_unfinished(Asked& asked);
   bool is_rare(Id rule) const;
   std::string told_strays() const;
@@ -103,7 +110,11 @@ class RuleBook {
   std::array<Verdict::Rule, kRuleCount> rules_{};
   std::array<Verdict::Rule, kRuleCount> doubts_{};  // replies that break a rule once they are more than a few
   std::array<RuleTally, kRuleCount> tallies_{};
-  Subject subject_;  // of the last request
+  Subject subject_;               // of the last request
+  std::optional<Asked> last_;     // the last reply that was one
+  bool has_more_behind_ = false;  // it has
+  std::vector<Asked> open_;
+  std::vector<Asked> settled_;
   Numbers numbers_;
   std::map<plc_sim::RequestKind, Numbers> numbers_by_kind_;
   std::map<std::pair<uint16_t, std::string>, size_t> statuses_;

@@ -60,6 +60,13 @@ void RuleTally::note(const Subject& subject, bool is_kept) {
   if (!is_kept && !is_alone) ++kind.broken_together[subject.parts];
 }
 
+void RuleTally::turn(const Subject& subject) {
+  OfKind& kind = kinds_[subject.kind];
+  --kind.kept;
+  for (const std::string& part : subject.parts) --kind.parts[part].kept;
+  note(subject, false);
+}
+
 // It breaks the rule each time, and by itself too.
 bool RuleTally::is_culprit(const Count& count) {
   constexpr uint64_t kTwice = 2;

@@ -35,6 +35,8 @@ class RuleTally {
   };
 
   void note(const Subject& subject, bool is_kept);
+  // What was noted as kept is broken by what came later.
+  void turn(const Subject& subject);
   Word judge() const;
   // Variables that break it each time, of the kind of request where most do.
   uint64_t culprits() const;

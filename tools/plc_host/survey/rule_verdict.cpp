@@ -83,7 +83,7 @@ bool RuleBook::tells_refusals(bool looks_at_status) const {
   return full_refusals_unmarked_ == 0 && (looks_at_status || full_refusals_ == 0);
 }
 
-// " 1 of 526 replies was none of ours. 1 reply was not whole within 1000 ms."
+// " 1 of 526 replies was none of ours. 1 reply was not whole within 1000 ms." Only where the wait was over it is told.
 std::string RuleBook::told_strays() const {
   const auto was = [](uint64_t count) { return count == 1 ? " was " : " were "; };
   std::string told;
@@ -92,9 +92,18 @@ std::string RuleBook::told_strays() const {
     told += " " + std::to_string(strays) + " of " +
             counted_replies(counts_.replies + counts_.unfinished + counts_.foreign) + was(strays) + "none of ours.";
   }
-  if (counts_.unfinished > 0) {
-    told += " " + counted_replies(counts_.unfinished) + was(counts_.unfinished) + "not whole within " +
+  if (counts_.late() > 0) {
+    told += " " + counted_replies(counts_.late()) + was(counts_.late()) + "not whole within " +
             std::to_string(wait_ms_) + " ms.";
+  }
+  if (counts_.headless > 0) {
+    told +=
+        " " + counted_replies(counts_.headless) +
+        (counts_.headless == 1 ? " has no head that tells where it ends" : " have no head that tells where they end") +
+        ", and nothing followed within " + std::to_string(kQuietMs) + " ms.";
+  }
+  if (counts_.cut_off > 0) {
+    told += " " + counted_replies(counts_.cut_off) + was(counts_.cut_off) + "cut off by the end of the connection.";
   }
   return told;
 }

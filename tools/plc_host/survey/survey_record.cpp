@@ -78,7 +78,7 @@ std::string directory_refusals(const HeadCounts& heads) {
 
 bool is_foreign(const HeadCounts& heads) {
   const uint64_t alike = heads.length.right + heads.complement.right + heads.request_class.right + heads.command.right;
-  return heads.replies > 0 && (alike == 0 || (heads.unspoken > 0 && heads.spoken == 0));
+  return heads.replies > 0 && heads.spoken == 0 && (alike == 0 || heads.unspoken > 0);
 }
 
 std::string batches_fault(const Variables& variables) {
@@ -137,6 +137,16 @@ bool is_good(const WriteFinding& finding) {
          finding.set_back == true;
 }
 
+std::string reach_text(const Reach& reach) {
+  if (reach.asked == 0) return "not measured";
+  std::string text = reach.answered == 0 ? "" : "answered up to " + std::to_string(reach.answered) + "; ";
+  if (reach.failed == 0) {
+    return text + "the survey ended before an answer to " + std::to_string(reach.asked) + ", and more was not tried";
+  }
+  text += std::to_string(reach.failed) + (reach.failed == 1 ? " was" : " were") + " not answered";
+  return text + (reach.failed > reach.answered + 1 ? ", and the survey ended before the limit was found" : "");
+}
+
 bool is_usable(Verdict::Usable usable) {
   return usable != Verdict::Usable::kNotUsable && usable != Verdict::Usable::kUnknown;
 }
@@ -157,6 +167,8 @@ const char* reaction_words(Reaction reaction) {
   return "not tried";
 }
 
+bool is_ambiguous(const ProgramFinding& finding) { return finding.beginnings > 1; }
+
 bool explains_failures(const Link& link) {
   if (!link.most_connections || link.connect_failures.empty()) return false;
   // A refused connection is none that was taken, the others are.
@@ -173,18 +185,33 @@ bool is_beyond_limit(const Times& times, const Limits& limits) {
   return limit && times.names > *limit;
 }
 
+// Of first requests, on one connection too many.
+Unanswered limited_of(const Times& times, const Link& link) {
+  Unanswered limited;
+  if (times.kind != "directory start" || !link.most_connections) return limited;
+  if (link.one_more == Reaction::kSilent) limited.silent = times.silent;
+  if (link.one_more == Reaction::kClosed) limited.lost = times.lost;
+  return limited;
+}
+
 }  // namespace
 
 Unanswered unanswered_of(const SurveyRecord& record) {
   Unanswered unanswered;
   for (const Times& times : record.times) {
     if (is_beyond_limit(times, record.limits)) continue;
-    // The first request on one connection too many.
-    const bool is_one_more = times.kind == "directory start" && record.link.most_connections;
-    if (!is_one_more || record.link.one_more != Reaction::kSilent) unanswered.silent += times.silent;
-    if (!is_one_more || record.link.one_more != Reaction::kClosed) unanswered.lost += times.lost;
+    const Unanswered limited = limited_of(times, record.link);
+    unanswered.silent += times.silent - limited.silent;
+    unanswered.lost += times.lost - limited.lost;
+    unanswered.damaged += times.damaged;
   }
   return unanswered;
+}
+
+uint64_t at_limit_of_connections(const SurveyRecord& record) {
+  uint64_t limited = 0;
+  for (const Times& times : record.times) limited += limited_of(times, record.link).all();
+  return limited;
 }
 
 std::optional<size_t> usual_piece_bytes(const SurveyRecord& record) {
@@ -288,7 +315,7 @@ std::string lacking_note(const SurveyRecord& record) {
 }
 
 const char* no_answer_words(const SurveyRecord& record) {
-  return record.heads.unfinished > 0 ? "no whole answer" : "no answer";
+  return record.heads.late() > 0 ? "no whole answer" : "no answer";
 }
 
 std::string pieces_warning(const SurveyRecord& record) {

@@ -35,13 +35,15 @@ struct Times {
   std::vector<double> first_ms = {};  // the same to its first byte
   uint64_t silent = 0;                // requests that had no answer while the survey waited
   uint64_t lost = 0;                  // requests whose connection ended in place of an answer
+  uint64_t damaged = 0;               // requests that got bytes in place of an answer: no wait was over
 };
 
 // Requests of these sizes that had no answer, though the controller takes as many names and values.
 struct Unanswered {
   uint64_t silent = 0;
   uint64_t lost = 0;
-  uint64_t all() const { return silent + lost; }
+  uint64_t damaged = 0;
+  uint64_t all() const { return silent + lost + damaged; }
 };
 
 struct Spread {
@@ -91,7 +93,9 @@ struct ProgramFinding {
   std::string scope;
   uint8_t number = 0;
   State state = State::kFound;
-  std::string other;  // the directory's name that this one begins with, or the name that it is a prefix of
+  std::string other;      // the directory's name that this one begins with, or the name that it is a prefix of
+  size_t beginnings = 0;  // names of the directory that this one begins with, where none is the whole of it
+  size_t namesakes = 0;   // of these: programs that are called like the first one
 };
 
 struct Programs {
@@ -127,8 +131,9 @@ struct VariableFinding {
   bool is_other_in_batch = false;   // each time, than singly
   size_t name_reply_bytes = 0;      // of the replies to its name and its value, each asked for alone
   size_t value_reply_bytes = 0;
-  bool is_named = false;  // its name was answered
-  bool changes = false;   // by itself: two values were seen, read the same way
+  bool is_named = false;    // its name was answered
+  bool changes = false;     // by itself: two values were seen, read the same way
+  bool is_batched = false;  // it was read in a batch too, and compared
 };
 
 inline constexpr char kNoValueShown[] = "plc-host read shows no value: ";
@@ -158,6 +163,7 @@ std::vector<std::string> names_not_compared(const Variables& variables);
 struct RefusedForOnce {
   uint64_t refused = 0;
   uint64_t asked = 0;
+  uint64_t ever = 0;  // refused, whether or not the same was answered another time
 };
 
 // Of all replies of the survey.
@@ -183,6 +189,7 @@ struct HeadCounts {
   std::vector<Status> statuses;
   uint64_t values_exact = 0;
   uint64_t values_longer = 0;
+  uint64_t values_behind_end = 0;  // of those that are longer: behind the end that the head says
   uint64_t values_shorter = 0;
   uint64_t names_shorter = 0;  // replies to names that lack a part of them, and refuse nothing
   // Refused, of those asked; the very same was answered another time.
@@ -191,10 +198,13 @@ struct HeadCounts {
   uint64_t replies_unanswered = 0;
   uint64_t foreign = 0;     // whole frames that answer none of the survey's requests; no replies
   uint64_t unfinished = 0;  // replies that did not come to their end, where most do; their requests had no whole answer
+  uint64_t headless = 0;    // of these: bytes whose head does not say their end, and no more came
+  uint64_t cut_off = 0;     // of these: their connection ended
+  uint64_t late() const { return unfinished - headless - cut_off; }  // the wait was over
   uint64_t refusals_untold = 0;  // names refused in the form of an answer, or answered though nobody has them
   uint64_t spoken = 0;           // replies that only a controller gives
   uint64_t unspoken = 0;         // the request's own bytes, or heads that are none of its reply
-  uint64_t bytes_unasked = 0;    // that came behind a reply, before the next request
+  uint64_t bytes_unasked = 0;    // that came behind replies, immediately or later, and are no frame
   std::optional<uint32_t> bytes_behind_values;  // where every value reply has as many, and this is no variable's own
   std::optional<uint16_t> status_done;          // that of most answers that refuse nothing
   std::optional<uint16_t> refusal_status;       // of refused names, once three in a row are alike
@@ -202,7 +212,7 @@ struct HeadCounts {
   std::optional<uint16_t> directory_status;     // of one without its programs
   uint64_t directories = 0;                     // replies
   uint64_t directories_refused = 0;             // of these, with that status
-  uint64_t with_more_behind = 0;                // replies that bytes followed at once
+  uint64_t with_more_behind = 0;                // replies that these bytes came behind
 };
 
 // Of replies with another sequence number, where that is an exception: those taken before the rule was known.
@@ -217,8 +227,9 @@ std::string directory_refusals(const HeadCounts& heads);
 // It has another status than 0, and refuses nothing.
 bool is_odd_answer(const HeadCounts::Status& status);
 
-// Replies came, and no controller sent them: none has a length, a complement, a class or a command as replies have, or
-// all are requests sent back or heads that answer nothing.
+// Replies came, and no controller sent them: none has what it was asked for in the form of a reply, and none has a
+// length, a complement, a class or a command as replies have, or all are requests sent back or heads that answer
+// nothing.
 bool is_foreign(const HeadCounts& heads);
 
 inline constexpr char kForeign[] = "what answers there does not speak this protocol";
@@ -248,12 +259,22 @@ std::string some_names(const std::vector<std::string>& names);
 // The guarded build can be used, perhaps without some of its checks.
 bool is_usable(Verdict::Usable usable);
 
+// What was found of requests of more and more names, or values.
+struct Reach {
+  uint32_t asked = 0;     // the last
+  uint32_t answered = 0;  // the most
+  uint32_t failed = 0;    // the fewest that were not answered; 0: none
+  bool is_whole = false;  // as far as a request goes, or to a limit
+};
+
 struct Limits {
   Step step;
   std::optional<uint32_t> names_per_request;  // the limit met
   std::optional<uint32_t> values_per_request;
   uint32_t names_tried = 0;  // the most that were answered, or were tried
   uint32_t values_tried = 0;
+  Reach names_reach;
+  Reach values_reach;
   Reaction reaction = Reaction::kNotTried;  // to more than the limit
   std::string beyond;                       // the same in words, with the status
   std::optional<uint16_t> beyond_status;
@@ -264,6 +285,10 @@ struct Recommendation {
   std::string value;
   std::string because;  // with the figures
 };
+
+// "answered up to 32; the survey ended before an answer to 64, and more was not tried": where the search for a limit
+// did not come to its end.
+std::string reach_text(const Reach& reach);
 
 // A setting that is not recommended, and which data it lacks.
 struct LeftOut {
@@ -286,6 +311,7 @@ struct WriteFinding {
   bool keeps_former = false;             // acknowledged, and the former value is still there
   // Why its former value did not come back: "the write that sets it back was refused, status 0005, three times"
   std::string set_back_problem = {};
+  bool has_open_neighbours = false;  // read before it, and not all of them again behind it
 };
 
 // It was sent, and no answer came: nobody knows whether it was carried out, or will be.
@@ -297,8 +323,9 @@ bool is_good(const WriteFinding& finding);
 struct Writes {
   Step step;
   std::vector<WriteFinding> findings;
-  std::vector<std::string> not_set_back;  // "Motor.Speed: it was 12"
-  std::vector<std::string> neighbours;    // that were watched
+  std::vector<std::string> not_set_back;             // "Motor.Speed: it was 12"
+  std::vector<std::string> neighbours;               // that were compared behind a write
+  std::vector<std::string> neighbours_not_compared;  // read before a write, and not again behind it
 };
 
 struct Endurance {
@@ -352,6 +379,9 @@ struct SurveyRecord {
   std::vector<std::string> messages;  // told on standard error, beside the findings
 };
 
+// The guarded build refuses its variables: the directory has several beginnings of its name, and not the whole.
+bool is_ambiguous(const ProgramFinding& finding);
+
 // The controller treats one connection more than it takes as it treated those that failed.
 bool explains_failures(const Link& link);
 
@@ -369,6 +399,9 @@ const char* no_answer_words(const SurveyRecord& record);
 
 // Requests that a limit does not explain.
 Unanswered unanswered_of(const SurveyRecord& record);
+
+// Requests that were the first on one connection more than the controller serves.
+uint64_t at_limit_of_connections(const SurveyRecord& record);
 
 // Of replies that came in pieces, not just once: the size that most pieces have which another one follows. Nothing
 // where most replies that are longer came whole.

@@ -42,6 +42,7 @@ std::string bad_variables(const Variables& variables) {
     table.add({variable_name(one), shown_html(one.type), place_of(one), what_happened(one), html_list(one.near)});
   }
   if (count > 0) return table.finish();
+  if (variables.findings.empty()) return "";
   const bool is_whole = variables.compared_with.empty() || variables.compared >= variables.to_compare;
   return is_whole ? "<p>Every variable has the size that is declared.</p>\n"
                   : "<p>Every variable that was compared has the size that is declared.</p>\n";
@@ -121,7 +122,11 @@ std::string values_text(const HeadCounts& heads) {
   const uint64_t all = heads.values_exact + heads.values_longer + heads.values_shorter;
   if (all == 0) return "<p class=\"why\">Where replies with values end was not measured.</p>\n";
   std::string text = "<p>Of " + std::to_string(all) + " replies with values, " + std::to_string(heads.values_exact);
-  text += " end with them, " + std::to_string(heads.values_longer) + " have more bytes, ";
+  text += " end with them, " + std::to_string(heads.values_longer) + " have more bytes";
+  if (heads.values_behind_end > 0) {
+    text += " (" + std::to_string(heads.values_behind_end) + " of them behind the end that their head tells)";
+  }
+  text += ", ";
   text += std::to_string(heads.values_shorter) + " fewer.";
   if (heads.bytes_behind_values && *heads.bytes_behind_values > 0) {
     text += " Each has " + plural(*heads.bytes_behind_values, "byte") + " behind its values.";
@@ -197,9 +202,11 @@ std::string programs_html(const SurveyRecord& record) {
 
 std::string variables_html(const SurveyRecord& record) {
   const Variables& variables = record.variables;
+  const std::string unbatched = unbatched_text(variables);
+  const std::string note = unbatched.empty() ? "" : "<p class=\"why\">" + unbatched + "</p>\n";
   return step_section(
       "Variables", variables.step,
-      arrays_text(variables) + compared_text(variables) + bad_variables(variables) + good_variables(variables));
+      arrays_text(variables) + note + compared_text(variables) + bad_variables(variables) + good_variables(variables));
 }
 
 std::string heads_html(const SurveyRecord& record) {
@@ -209,7 +216,10 @@ std::string heads_html(const SurveyRecord& record) {
   const char* what = heads.unfinished > 0 ? " had no whole one" : " had none";
   if (heads.replies_unanswered > 0) html += "; " + plural(heads.replies_unanswered, "request") + what;
   html += strays_text(heads);
-  if (heads.bytes_unasked > 0) html += "; " + plural(heads.bytes_unasked, "byte") + " came that nobody asked for";
+  if (heads.bytes_unasked > 0) {
+    html += "; " + plural(heads.bytes_unasked, "byte") + " that nobody asked for came behind " +
+            std::to_string(heads.with_more_behind) + " of them";
+  }
   html += ".</p>\n" + fields_table(heads) + values_text(heads) + statuses_table(heads) + status_frames(heads);
   return step_section("Heads of replies", heads.step, html);
 }

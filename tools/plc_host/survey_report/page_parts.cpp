@@ -33,7 +33,7 @@ std::string objection(const HeadPart& part, const ByteView& request, const ByteV
   if (reply.size() < part.at + part.bytes) return reply.size() == 0 ? "" : "not there";
   switch (part.at) {
     case 0: {
-      const bool is_right = reply.u32(0) + wire::kLengthExcludes == reply.size();
+      const bool is_right = uint64_t{reply.u32(0)} + wire::kLengthExcludes == reply.size();
       return is_right ? "" : "the reply has " + std::to_string(reply.size()) + " bytes";
     }
     case 4:

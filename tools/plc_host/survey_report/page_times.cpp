@@ -74,7 +74,7 @@ std::string times_table(const std::vector<Times>& times) {
     std::vector<std::string> cells = {shown_html(one.kind), std::to_string(one.names),
                                       one.ms.empty() ? "not measured" : plural(one.ms.size(), "time")};
     for (const std::string& cell : figure_cells(one.ms)) cells.push_back(cell);
-    cells.push_back(std::to_string(one.silent + one.lost));
+    cells.push_back(std::to_string(one.silent + one.lost + one.damaged));
     table.add(cells);
   }
   return table.finish() + "<p class=\"why\">The p99 of fewer than 100 times is the slowest of them.</p>\n";
@@ -151,9 +151,10 @@ std::string splits_table(const std::vector<Split>& splits) {
   return table.finish();
 }
 
-std::string met_text(const std::optional<uint32_t>& limit, uint32_t tried) {
+std::string met_text(const std::optional<uint32_t>& limit, uint32_t tried, const Reach& reach, bool is_done) {
   if (limit) return std::to_string(*limit);
-  return tried == 0 ? "not measured" : "no limit met, " + std::to_string(tried) + " tried";
+  if (tried == 0) return "not measured";
+  return is_done || reach.is_whole ? "no limit met, " + std::to_string(tried) + " tried" : reach_text(reach);
 }
 
 std::string yes_or_no(const std::optional<bool>& is_so) {
@@ -215,8 +216,10 @@ std::string splits_html(const SurveyRecord& record) {
 
 std::string limits_html(const SurveyRecord& record) {
   const Limits& limits = record.limits;
-  std::string html = "<dl>" + html_fact("names in a request", met_text(limits.names_per_request, limits.names_tried));
-  html += html_fact("values in a request", met_text(limits.values_per_request, limits.values_tried));
+  const bool is_done = limits.step.state == Step::State::kDone;
+  const std::string names = met_text(limits.names_per_request, limits.names_tried, limits.names_reach, is_done);
+  const std::string values = met_text(limits.values_per_request, limits.values_tried, limits.values_reach, is_done);
+  std::string html = "<dl>" + html_fact("names in a request", names) + html_fact("values in a request", values);
   if (!limits.beyond.empty()) html += html_fact("beyond it", shown_html(limits.beyond));
   return step_section("Limits", limits.step, html + "</dl>\n");
 }
@@ -232,7 +235,11 @@ std::string writes_html(const SurveyRecord& record) {
   }
   std::string html = table.finish();
   if (!writes.neighbours.empty()) {
-    html += "<p>Neighbours that were watched: " + html_list(writes.neighbours) + ".</p>\n";
+    html += "<p>Neighbours that were compared behind a write: " + html_list(writes.neighbours) + ".</p>\n";
+  }
+  if (!writes.neighbours_not_compared.empty()) {
+    html += "<p class=\"why\">Neighbours that were read before a write, and not compared behind it: " +
+            html_list(writes.neighbours_not_compared) + ".</p>\n";
   }
   return step_section("Writes", writes.step, html);
 }

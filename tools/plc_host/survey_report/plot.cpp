@@ -23,6 +23,7 @@ constexpr double kLineBottom = 190;
 constexpr double kLineHeight = 236;
 constexpr double kNameLeft = 190;  // behind names
 constexpr double kRowHeight = 30;
+constexpr double kNumberRoom = 40;  // at the right edge
 
 constexpr const char* kFigures[] = {"p50", "p99", "largest"};
 
@@ -73,7 +74,8 @@ class Scale {
 
 std::string tick_text(double value) {
   std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.6g", value);
+  constexpr double kLong = 100;
+  std::snprintf(text.data(), text.size(), value < kLong ? "%.3g" : "%.6g", value);
   return text.data();
 }
 
@@ -192,8 +194,11 @@ std::string draw_ranges(const std::string& title, const std::vector<PlotRange>& 
   const double bottom = kTop + kRowHeight * static_cast<double>(ranges.size());
   std::string drawn;
   for (const double tick : scale.ticks()) {
-    drawn += svg_rectangle("grid", scale.at(tick), kTop, 0.5, bottom - kTop);
-    drawn += svg_label("middle", scale.at(tick), bottom + 20, tick_text(tick));
+    const double x = scale.at(tick);
+    drawn += svg_rectangle("grid", x, kTop, 0.5, bottom - kTop);
+    // On a telephone the letters are large: the last number would end outside.
+    const bool is_last = x > kRight - kNumberRoom;
+    drawn += svg_label(is_last ? "end" : "middle", is_last ? kRight : x, bottom + 20, tick_text(tick));
   }
   double y = kTop + kRowHeight / 2;
   for (const PlotRange& range : ranges) {

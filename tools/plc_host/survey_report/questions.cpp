@@ -24,18 +24,34 @@ std::string directory_counts(const Programs& programs) {
   return "The directory counts " + std::to_string(counted) + ", and names " + std::to_string(named) + " of them.";
 }
 
-void ask_of_same_names(const Programs& programs, Questions& all) {
+// The survey asked for a variable of the program of exactly this name.
+bool is_asked(const SurveyRecord& record, const std::string& scope) {
+  const auto& findings = record.variables.findings;
+  return std::any_of(findings.begin(), findings.end(), [&scope](const VariableFinding& one) {
+    return one.program == scope && one.state != VariableFinding::State::kNotTried;
+  });
+}
+
+void ask_of_same_names(const SurveyRecord& record, Questions& all) {
   std::map<std::string, size_t> counts;
-  for (const std::string& name : programs.directory) ++counts[name];
+  for (const std::string& name : record.programs.directory) ++counts[name];
   for (const auto& [name, count] : counts) {
     if (count < 2) continue;
     all.push_back({name, "Which of the " + std::to_string(count) +
-                             " programs of this name is meant? The survey asked the first one of the directory."});
+                             " programs of this name is meant? The survey asked " +
+                             (is_asked(record, name) ? "the first one of the directory, as the guarded build does."
+                                                     : "none of them.")});
   }
 }
 
 // Of a tag file's own mistake.
 constexpr char kCheckFile[] = "plc-host check FILE tells what to write.";
+
+std::string refusal_of_guarded(const ProgramFinding& one) {
+  if (!is_ambiguous(one)) return {};
+  return " The guarded build refuses its variables: the directory has the beginning of its name " +
+         std::to_string(one.beginnings) + " times, and not the whole.";
+}
 
 void ask_of_program(const ProgramFinding& one, Questions& all) {
   if (one.scope.empty() && one.state != ProgramFinding::State::kUndeclared) {
@@ -45,7 +61,7 @@ void ask_of_program(const ProgramFinding& one, Questions& all) {
     if (!one.other.empty()) {
       what += "; it has " + one.other + ", the beginning of its name: is that another program, or its name cut";
     }
-    all.push_back({one.scope, what + (one.other.empty() ? "." : "?")});
+    all.push_back({one.scope, what + (one.other.empty() ? "." : "?") + refusal_of_guarded(one)});
   } else if (one.state == ProgramFinding::State::kCut) {
     all.push_back({one.scope, "Can its name be shorter? The directory cuts it: " + one.other + "."});
   } else if (one.state == ProgramFinding::State::kPrefix) {
@@ -53,7 +69,8 @@ void ask_of_program(const ProgramFinding& one, Questions& all) {
   }
 }
 
-void ask_of_programs(const Programs& programs, Questions& all) {
+void ask_of_programs(const SurveyRecord& record, Questions& all) {
+  const Programs& programs = record.programs;
   if (programs.changes > 0) {
     all.push_back({"directory",
                    "Why does the directory of programs change? It did so from one connect to the next, while "
@@ -62,7 +79,7 @@ void ask_of_programs(const Programs& programs, Questions& all) {
   if (has_figures(programs.step) && is_directory_partial(programs)) {
     all.push_back({"directory", "How many programs are there? " + directory_counts(programs)});
   }
-  ask_of_same_names(programs, all);
+  ask_of_same_names(record, all);
   for (const ProgramFinding& one : programs.findings) ask_of_program(one, all);
 }
 
@@ -242,9 +259,11 @@ void ask_of_refusals(const HeadCounts& heads, Questions& all) {
 }
 
 void ask_of_ends(const HeadCounts& heads, Questions& all) {
-  if (heads.values_longer > 0) {
-    all.push_back({"bytes behind values", "What are the bytes that come behind the values in " +
-                                              std::to_string(heads.values_longer) + " of the replies?"});
+  // Those behind a whole reply are asked about below.
+  const uint64_t longer = heads.values_longer - std::min(heads.values_longer, heads.values_behind_end);
+  if (longer > 0) {
+    all.push_back({"bytes behind values",
+                   "What are the bytes that come behind the values in " + std::to_string(longer) + " of the replies?"});
   }
   if (heads.values_shorter > 0) {
     all.push_back({"values that are missing", "Why did " + std::to_string(heads.values_shorter) +
@@ -257,21 +276,17 @@ void ask_of_ends(const HeadCounts& heads, Questions& all) {
   }
   if (heads.with_more_behind > 0) {
     all.push_back({"bytes behind replies", "What else answers, or what are the bytes that come behind " +
-                                               std::to_string(heads.with_more_behind) +
-                                               " of the replies? A call of the guarded build fails when it meets "
-                                               "them."});
+                                               std::to_string(heads.with_more_behind) + " of the replies, " +
+                                               std::to_string(heads.bytes_unasked) +
+                                               " in all? A call of the guarded build fails when it meets them."});
   }
   if (heads.foreign > 0) {
     all.push_back({"doubled replies",
                    "What else answers, or why does the controller, or what is between, send a reply twice, or one that "
                    "nobody asked for? " +
-                       std::to_string(heads.foreign + strays_taken(heads)) + " came beside " +
+                       std::to_string(heads.foreign + strays_taken(heads)) + " came, and " +
                        plural(heads.replies - strays_taken(heads), "answer") +
-                       ", and a call of the guarded build may fail when it meets one."});
-  }
-  if (heads.bytes_unasked > 0) {
-    all.push_back({"bytes that nobody asked for", "What sends them? " + plural(heads.bytes_unasked, "byte") +
-                                                      " came behind a reply, before the next request."});
+                       ". A call of the guarded build may fail when it meets one."});
   }
 }
 
@@ -294,12 +309,17 @@ void ask_of_times(const SurveyRecord& record, Questions& all) {
                                        ", half of them no longer than " + shown_ms(longest.p50) + "."});
   }
   const Unanswered unanswered = unanswered_of(record);
-  const char* why = record.heads.unfinished > 0 ? "Why does the controller not answer, or not wholly? "
-                                                : "Why does the controller not answer? ";
+  const char* why = record.heads.late() > 0 ? "Why does the controller not answer, or not wholly? "
+                                            : "Why does the controller not answer? ";
   if (unanswered.silent > 0) {
     all.push_back({"requests without an answer", std::string(why) + plural(unanswered.silent, "request") + " had " +
                                                      no_answer_words(record) + " within " +
                                                      seconds_text(record.wait_ms / 1000.0) + "."});
+  }
+  if (unanswered.damaged > 0) {
+    all.push_back({"damaged replies", "What damages replies, or what else answers? " +
+                                          plural(unanswered.damaged, "request") +
+                                          " got bytes without the head of a reply."});
   }
   if (unanswered.lost > 0) {
     all.push_back({"connections that end", "Why does the controller, or what is between, end connections? " +
@@ -359,7 +379,7 @@ void ask_of_hours(const Endurance& hours, Questions& all) {
 std::vector<Question> questions(const SurveyRecord& record) {
   Questions all;
   const bool is_controller = !is_foreign(record.heads);
-  if (is_controller) ask_of_programs(record.programs, all);
+  if (is_controller) ask_of_programs(record, all);
   ask_of_connections(record.link, all);
   if (is_controller) {
     ask_of_pieces(record, all);

@@ -190,6 +190,7 @@ Json times_json(const std::vector<Times>& times) {
     object["ms"] = ms_list(one.ms);
     object["silent"] = one.silent;
     object["lost"] = one.lost;
+    object["damaged"] = one.damaged;
     list.push_back(object);
   }
   return list;
@@ -208,8 +209,10 @@ Json splits_json(const std::vector<Split>& splits) {
 Json limits_json(const Limits& limits) {
   return {{"step", step_json(limits.step)},
           {"names_tried", limits.names_tried},
+          {"names_answered", limits.names_reach.answered},
           {"names_per_request", or_null(limits.names_per_request)},
           {"values_tried", limits.values_tried},
+          {"values_answered", limits.values_reach.answered},
           {"values_per_request", or_null(limits.values_per_request)},
           {"reaction", reaction_words(limits.reaction)},
           {"beyond", or_null(limits.beyond)},
@@ -233,7 +236,8 @@ Json writes_json(const Writes& writes) {
   return {{"step", step_json(writes.step)},
           {"findings", findings},
           {"not_set_back", writes.not_set_back},
-          {"neighbours", writes.neighbours}};
+          {"neighbours", writes.neighbours},
+          {"neighbours_not_compared", writes.neighbours_not_compared}};
 }
 
 Json slice_json(const Endurance::Slice& slice) {

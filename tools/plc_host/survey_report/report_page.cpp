@@ -98,18 +98,19 @@ std::string settings_html(const SurveyRecord& record) {
                                          " plc-sim --profile imitates this controller with it.</p>\n");
 }
 
-// Of what the survey did not come to there is no reason.
-bool is_untried(const VariableFinding& one) {
-  return one.state == VariableFinding::State::kNotTried && one.why.empty();
-}
+bool is_untried(const VariableFinding& one) { return one.state == VariableFinding::State::kNotTried; }
 
-const char* no_questions(const Variables& variables) {
+// What is not tried here is not tried in the summary either, whatever the reason.
+std::string no_questions(const Variables& variables, bool is_whole) {
+  const auto& findings = variables.findings;
+  const bool has_untried = std::any_of(findings.begin(), findings.end(), is_untried);
   if (variables.step.state == Step::State::kDone) {
-    return "<p>Nothing that replies show: every variable has the size that is declared, and replies are as expected. "
+    return std::string("<p>Nothing that replies show") + (is_whole ? "" : " so far") + ": every variable " +
+           (has_untried ? "that was tried " : "") +
+           "has the size that is declared, and replies are as expected. "
            "No reply tells types of one size apart: compare the declarations with the program.</p>\n";
   }
-  const auto& findings = variables.findings;
-  if (findings.empty() || std::any_of(findings.begin(), findings.end(), is_untried)) {
+  if (findings.empty() || has_untried) {
     return "<p class=\"why\">Nothing yet: not every variable was tried.</p>\n";
   }
   return "<p class=\"why\">Nothing yet: every variable was tried, and not every value was compared.</p>\n";
@@ -119,7 +120,7 @@ std::string questions_html(const SurveyRecord& record) {
   const char* title = "What to ask the controller&#39;s programmer";
   const std::vector<Question> all = questions(record);
   if (all.empty()) {
-    return html_section(title, no_questions(record.variables));
+    return html_section(title, no_questions(record.variables, record.is_whole));
   }
   std::string items;
   for (size_t i = 0; i < std::min(all.size(), HtmlTable::kMostRows); ++i) {

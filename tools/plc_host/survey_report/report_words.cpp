@@ -56,6 +56,10 @@ std::string missing_words(const ProgramFinding& finding) {
     return "not known: the controller's directory may have more programs than came with it";
   }
   if (finding.other.empty()) return "missing in the controller's directory";
+  if (finding.namesakes > 1) {
+    return "not in the controller's directory, which has " + std::to_string(finding.namesakes) + " programs called " +
+           plc_base::quoted(finding.other) + ", the beginning of its name: nobody can tell them apart";
+  }
   return "not in the controller's directory, which has " + plc_base::quoted(finding.other) +
          ", the beginning of its name: another program, or its name cut";
 }

@@ -19,6 +19,14 @@ std::string whole_sentence(const SurveyRecord& record) {
   return text + "; the survey did not come to its end" + (record.ended.empty() ? "" : ": " + record.ended) + ".";
 }
 
+// What the survey did itself: it closes a connection before it makes the next one, and controllers take that in later.
+std::string limit_note(const Link& link) {
+  if (!explains_failures(link)) return {};
+  return " The limit of " + plural(*link.most_connections, "connection") + " at a time explains " +
+         (link.connect_failures.size() == 1 ? "this failure" : "these failures") +
+         ": the controller may still have counted the survey's own connection before.";
+}
+
 std::string link_sentence(const Link& link) {
   if (!link.name_problem.empty()) return "Its name could not be resolved: " + link.name_problem + ".";
   if (link.connects_tried == 0) return "Connecting was not tried.";
@@ -29,8 +37,10 @@ std::string link_sentence(const Link& link) {
   text +=
       " Half of them were open within " + shown_ms(spread.p50) + ", and all within " + shown_ms(spread.largest) + ".";
   const size_t ended = link.connect_ms.size() + link.connect_failures.size();
-  if (ended <= link.connects_tried) return text;
-  return text + " On " + std::to_string(ended - link.connects_tried) + " of them no directory came.";
+  if (ended > link.connects_tried) {
+    text += " On " + std::to_string(ended - link.connects_tried) + " of them no directory came.";
+  }
+  return text + limit_note(link);
 }
 
 size_t count_of(const Programs& programs, ProgramFinding::State state) {
@@ -81,13 +91,18 @@ std::string variables_sentence(const Variables& variables) {
   if (!has_figures(variables.step) || tried == 0) return "No variable was read. " + not_measured(variables.step);
   std::string text = "Of " + plural(variables.findings.size(), "declared variable") + ", ";
   const auto read = std::count_if(variables.findings.begin(), variables.findings.end(), is_read);
-  const size_t without_value = count_of(variables, State::kGood) - static_cast<size_t>(read);
+  const auto open = static_cast<size_t>(
+      std::count_if(variables.findings.begin(), variables.findings.end(), [](const VariableFinding& one) {
+        return one.state == State::kGood && one.has_no_value && one.may_go_on && !one.is_compared;
+      }));
+  const size_t without_value = count_of(variables, State::kGood) - static_cast<size_t>(read) - open;
   text += std::to_string(read) + " were read as declared";
   const auto moving = std::count_if(variables.findings.begin(), variables.findings.end(),
                                     [](const VariableFinding& one) { return is_read(one) && one.changes; });
   if (moving > 0) {
     text += moving == 1 ? " (1 changes by itself)" : " (" + std::to_string(moving) + " change by themselves)";
   }
+  if (open > 0) text += ", " + std::to_string(open) + " answered with a text that may go on, and not compared";
   if (without_value > 0) text += ", " + std::to_string(without_value) + " answered without a value that plc-host shows";
   for (const auto& [state, words] :
        {std::pair(State::kRefused, " refused"), std::pair(State::kNotNamed, " not named"),
@@ -99,12 +114,16 @@ std::string variables_sentence(const Variables& variables) {
     if (count > 0) text += ", " + std::to_string(count) + words;
   }
   const std::vector<std::string> not_compared = names_not_compared(variables);
-  if (not_compared.empty()) return text + ".";
-  return text + ", " + std::to_string(not_compared.size()) + " not compared with what the driver gives (" +
-         some_names(not_compared) + ").";
+  if (!not_compared.empty()) {
+    text += ", " + std::to_string(not_compared.size()) + " not compared with what the driver gives (" +
+            some_names(not_compared) + ")";
+  }
+  const std::string unbatched = unbatched_text(variables);
+  return text + (unbatched.empty() ? "." : ". " + unbatched);
 }
 
-std::string heads_sentence(const HeadCounts& heads) {
+std::string heads_sentence(const SurveyRecord& record) {
+  const HeadCounts& heads = record.heads;
   if (heads.replies == 0) return "No reply came.";
   std::vector<std::string> broken;
   for (const auto& [name, field] : {std::pair("length", heads.length), std::pair("complement", heads.complement),
@@ -115,6 +134,8 @@ std::string heads_sentence(const HeadCounts& heads) {
   std::string text = heads.replies == 1 ? "1 reply came" : std::to_string(heads.replies) + " replies came";
   const char* what = heads.unfinished > 0 ? " had no whole one" : " had none";
   if (heads.replies_unanswered > 0) text += ", " + plural(heads.replies_unanswered, "request") + what;
+  const uint64_t limited = at_limit_of_connections(record);
+  if (limited > 0) text += " (" + std::to_string(limited) + " of them at the limit of connections)";
   text += strays_text(heads);
   text += broken.empty() ? "; each has the length, sequence number, class and command of its request."
                          : "; not every one has the right " + some_names(broken) + ".";
@@ -135,6 +156,11 @@ std::string times_sentence(const std::vector<Times>& times, const Step& step) {
   return "How long answers take is not known. " + not_measured(step);
 }
 
+size_t open_neighbours(const Writes& writes) {
+  return static_cast<size_t>(std::count_if(writes.findings.begin(), writes.findings.end(),
+                                           [](const WriteFinding& one) { return one.has_open_neighbours; }));
+}
+
 // Nothing of neighbours that nobody looked at.
 std::string neighbours_text(const Writes& writes, size_t good) {
   size_t unchanged = 0;
@@ -143,11 +169,28 @@ std::string neighbours_text(const Writes& writes, size_t good) {
     if (one.neighbours_kept) ++watched;
     if (is_good(one) && one.neighbours_kept) ++unchanged;
   }
-  if (watched == 0) return "; no neighbour was watched.";
+  if (watched == 0) return open_neighbours(writes) > 0 ? "." : "; no neighbour was watched.";
   if (unchanged == good) return good == 1 ? " with its neighbours unchanged." : " with their neighbours unchanged.";
-  if (unchanged == 0) return std::string("; ") + (good == 1 ? "its" : "their") + " neighbours were not looked at.";
+  if (unchanged == 0) return std::string("; ") + (good == 1 ? "its" : "their") + " neighbours were not compared.";
   return "; the neighbours of " + std::to_string(unchanged) + " were unchanged, those of " +
-         std::to_string(good - unchanged) + " were not looked at.";
+         std::to_string(good - unchanged) + " were not compared.";
+}
+
+// Of writes behind which the survey ended, or a neighbour did not answer.
+std::string unseen_text(const Writes& writes, size_t made) {
+  const auto is_unseen = [](const WriteFinding& one) { return one.is_written && !one.read_back; };
+  const auto unseen = std::count_if(writes.findings.begin(), writes.findings.end(), is_unseen);
+  const size_t open = open_neighbours(writes);
+  std::string text;
+  if (unseen > 0) {
+    text += made == 1 ? " What it did was not looked at."
+                      : " What " + std::to_string(unseen) + " of them did was not looked at.";
+  }
+  if (open > 0) {
+    text += made == 1 ? " Its neighbours" : " The neighbours of " + std::to_string(open) + " of them";
+    text += " were read before it, and not all of them behind it.";
+  }
+  return text;
 }
 
 std::string writes_sentence(const Writes& writes) {
@@ -162,7 +205,7 @@ std::string writes_sentence(const Writes& writes) {
   if (made == 0 && left == 0) return "Nothing was written.";
   std::string text = "Of " + plural(made, "write") + ", " + std::to_string(good);
   text += good == 1 ? " was" : " were";
-  text += " acknowledged, read back and set back" + neighbours_text(writes, good);
+  text += " acknowledged, read back and set back" + neighbours_text(writes, good) + unseen_text(writes, made);
   if (made == 0) text = "Nothing was written.";
   if (left > 0) text += " Not written: " + plural(left, "variable") + ", see the notes.";
   if (!writes.not_set_back.empty()) text += " Not set back: " + some_names(writes.not_set_back) + ".";
@@ -170,7 +213,8 @@ std::string writes_sentence(const Writes& writes) {
 }
 
 std::string endurance_sentence(const Endurance& endurance) {
-  std::string text = "Over the hours, " + losses_text(endurance) + "; " + plural(endurance.slow, "round");
+  std::string text = "Over the hours, " + losses_text(endurance) + "; " +
+                     plural(endurance.slow, endurance.losses > 0 ? "other round" : "round");
   text += endurance.slow == 1 ? " was" : " were";
   text += " slower than the period of " + std::to_string(endurance.period_ms) + " ms.";
   const std::string turns = turns_text(endurance);
@@ -199,6 +243,17 @@ std::string verdict_words(Verdict::Usable usable) {
 
 }  // namespace
 
+std::string unbatched_text(const Variables& variables) {
+  if (variables.step.state != Step::State::kPartly) return {};
+  const auto is_unbatched = [](const VariableFinding& one) {
+    return one.state == VariableFinding::State::kGood && !one.is_batched;
+  };
+  const auto count = std::count_if(variables.findings.begin(), variables.findings.end(), is_unbatched);
+  if (count == 0) return {};
+  return "The survey ended before " + std::to_string(count) + (count == 1 ? " of them was" : " of them were") +
+         " read in a batch too, as hosts read.";
+}
+
 std::string strays_text(const HeadCounts& heads) {
   std::string text;
   const auto add = [&text](uint64_t count, const char* one, const char* several) {
@@ -206,7 +261,10 @@ std::string strays_text(const HeadCounts& heads) {
     text += "; " + std::to_string(count) + (count == 1 ? one : several);
   };
   add(heads.foreign, " reply was none of ours and was dropped", " replies were none of ours and were dropped");
-  add(heads.unfinished, " reply did not come to its end", " replies did not come to their end");
+  add(heads.late(), " reply did not come to its end", " replies did not come to their end");
+  add(heads.headless, " reply has no head that tells where it ends", " replies have no head that tells where they end");
+  add(heads.cut_off, " reply was cut off by the end of its connection",
+      " replies were cut off by the end of their connections");
   return text;
 }
 
@@ -216,9 +274,12 @@ std::string refusals_text(const HeadCounts& heads) {
                                      std::pair("request for names", heads.names_refused_for_once)}) {
     if (counts.refused == 0) continue;
     const std::string several = std::string(what) == "read" ? "reads" : "requests for names";
-    text.append(text.empty() ? "" : "; ").append(std::to_string(counts.refused)).append(" of ");
+    const bool is_all = counts.refused >= counts.ever;
+    const uint64_t ever = is_all ? counts.refused : counts.ever;
+    text.append(text.empty() ? "" : "; ").append(std::to_string(ever)).append(" of ");
     text.append(std::to_string(counts.asked)).append(" ").append(several);
-    text.append(counts.refused == 1 ? " was" : " were").append(" refused, and answered when asked again");
+    text.append(ever == 1 ? " was" : " were").append(" refused, ");
+    text.append(is_all ? "and" : std::to_string(counts.refused) + " of them").append(" answered when asked again");
   }
   return text;
 }
@@ -253,7 +314,7 @@ std::vector<std::string> found_sentences(const SurveyRecord& record) {
   if (record.link.connect_ms.empty()) return sentences;
   sentences.push_back(programs_sentence(record.programs));
   sentences.push_back(variables_sentence(record.variables));
-  sentences.push_back(heads_sentence(record.heads));
+  sentences.push_back(heads_sentence(record));
   sentences.push_back(times_sentence(record.times, record.times_step));
   sentences.push_back(is_foreign(record.heads)
                           ? "Whether the guarded build can be used here is not known: " + std::string(kForeign) + "."

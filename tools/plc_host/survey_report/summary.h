@@ -23,8 +23,13 @@ std::string turns_text(const Endurance& endurance);
 // "; 2 replies were none of ours and were dropped; 1 reply did not come to its end", "" where all were ours and whole.
 std::string strays_text(const HeadCounts& heads);
 
-// "14 of 140 reads were refused, and answered when asked again"; "" where no refusal comes and goes.
+// "14 of 140 reads were refused, and answered when asked again", "14 of 140 reads were refused, 12 of them answered
+// when asked again"; "" where no refusal comes and goes.
 std::string refusals_text(const HeadCounts& heads);
+
+// "The survey ended before 12 of them were read in a batch too, as hosts read them."; "" where the step came to its
+// end.
+std::string unbatched_text(const Variables& variables);
 
 // A step of the survey by the name that reports have for it.
 struct NamedStep {

@@ -20,6 +20,11 @@ bool begins_with(const std::string& text, const std::string& beginning) {
   return text.compare(0, beginning.size(), beginning) == 0;
 }
 
+template <typename Is>
+size_t count_of(const std::vector<Program>& programs, const Is& is) {
+  return static_cast<size_t>(std::count_if(programs.begin(), programs.end(), is));
+}
+
 // What the tag files and the directory show together.
 ProgramNames names_of(const std::set<std::string>& scopes, const std::vector<Program>& programs) {
   ProgramNames names;
@@ -47,7 +52,12 @@ ProgramFinding finding_for(const std::string& scope, const std::vector<Program>&
   finding.state = ProgramState::kMissing;
   if (beginning == programs.end() || beginning->name.empty()) return finding;
   finding.other = beginning->name;
+  const auto is_namesake = [&beginning](const Program& program) { return program.name == beginning->name; };
+  finding.beginnings = count_of(programs, is_beginning);
+  finding.namesakes = count_of(programs, is_namesake);
   const size_t bytes = beginning->name.size();
+  // Of two beginnings nobody knows which is meant, and the guarded build takes neither.
+  if (is_ambiguous(finding)) return finding;
   if (!is_likely_cut(names, scope, bytes) || !rivals(names, scope, bytes).empty()) return finding;
   finding.state = ProgramState::kCut;
   finding.number = beginning->number;

@@ -110,8 +110,20 @@ void tell_unfit(SurveyRecord& record) {
                             (names.size() == 1 ? "it" : "them") + " with the size that the controller has.";
 }
 
+// What no reply shows: a call for such a variable fails before anything is sent.
+void tell_ambiguous(SurveyRecord& record) {
+  std::vector<std::string> scopes;
+  for (const ProgramFinding& one : record.programs.findings) {
+    if (is_ambiguous(one)) scopes.push_back(one.scope);
+  }
+  if (scopes.empty() || !is_usable(record.verdict.usable)) return;
+  record.verdict.because += " The guarded build refuses the variables of " + some_names(scopes) +
+                            ": the directory has several beginnings of " +
+                            (scopes.size() == 1 ? "this name, and not the whole." : "these names, and not the whole.");
+}
+
 void finish(Conversation& conversation, SurveyRecord& record) {
-  conversation.rules().finish();
+  conversation.finish();
   record.heads.names_refused_for_once = conversation.refusals().refused_for_once("resolve");
   record.heads.reads_refused_for_once = conversation.refusals().refused_for_once("read");
   if (is_foreign(record.heads)) take_values_back(record);
@@ -119,6 +131,7 @@ void finish(Conversation& conversation, SurveyRecord& record) {
   take_beginnings_back(record.variables);
   tell_uncompared(record);
   tell_unfit(record);
+  tell_ambiguous(record);
   weigh_comparison(record);
   if (record.heads.replies > 0) {
     record.heads.step.state = record.is_whole ? Step::State::kDone : Step::State::kPartly;

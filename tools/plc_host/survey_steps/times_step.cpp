@@ -42,8 +42,8 @@ class TimesStep {
   Asked try_many_values(uint32_t count, bool& is_complete);
   bool attempt(Try way, uint32_t count);
   bool fails_again(Try way, uint32_t count);
-  uint32_t first_failed(Try way, uint32_t most, uint32_t& answered, uint32_t& tried);
-  std::optional<uint32_t> find_limit(Try way, uint32_t most, uint32_t& tried, uint32_t& reach);
+  void climb(Try way, uint32_t most, Reach& reach, uint32_t& tried);
+  std::optional<uint32_t> find_limit(Try way, uint32_t most, Reach& reach, uint32_t& tried);
   void repeat(Try way, uint32_t most, std::optional<uint32_t> limit);
   void take_beyond(const Asked& asked);
 
@@ -152,35 +152,38 @@ bool TimesStep::fails_again(Try way, uint32_t count) {
   return true;
 }
 
-// Of the numbers of the ladder above what is answered, the first that is not; 0 when all are.
-uint32_t TimesStep::first_failed(Try way, uint32_t most, uint32_t& answered, uint32_t& tried) {
+// By the numbers of the ladder above what is answered, up to the first that is not.
+void TimesStep::climb(Try way, uint32_t most, Reach& reach, uint32_t& tried) {
   for (const uint32_t step : kLadder) {
     const uint32_t count = std::min(step, most);
-    if (count <= answered) continue;
+    if (count <= reach.answered) continue;
     tried = std::max(tried, count);
-    if (!attempt(way, count)) return count;
-    answered = count;
+    reach.asked = count;
+    if (!attempt(way, count)) {
+      reach.failed = count;
+      return;
+    }
+    reach.answered = count;
   }
-  return 0;
 }
 
 // The most that are answered, when more are not; tried: the most that were asked for, or are answered. One reply that
-// is lost by chance is no limit: one more than the limit has to fail three times. reach: how many can be asked for.
-std::optional<uint32_t> TimesStep::find_limit(Try way, uint32_t most, uint32_t& tried, uint32_t& reach) {
-  reach = most;
-  uint32_t answered = 0;
+// is lost by chance is no limit: one more than the limit has to fail three times.
+std::optional<uint32_t> TimesStep::find_limit(Try way, uint32_t most, Reach& reach, uint32_t& tried) {
   for (;;) {
-    uint32_t failed = first_failed(way, most, answered, tried);
-    if (failed == 0) return std::nullopt;
-    while (answered + 1 < failed) {
-      const uint32_t middle = (answered + failed) / 2;
-      (attempt(way, middle) ? answered : failed) = middle;
+    climb(way, most, reach, tried);
+    while (reach.answered + 1 < reach.failed) {
+      const uint32_t middle = (reach.answered + reach.failed) / 2;
+      (attempt(way, middle) ? reach.answered : reach.failed) = middle;
     }
-    if (fails_again(way, failed)) {
-      reach = answered;
-      return is_late_ ? std::nullopt : std::optional<uint32_t>(answered);
+    reach.is_whole = reach.failed == 0;
+    if (reach.is_whole) return std::nullopt;
+    if (fails_again(way, reach.failed)) {
+      reach.is_whole = !is_late_;
+      return is_late_ ? std::nullopt : std::optional<uint32_t>(reach.answered);
     }
-    answered = failed;
+    reach.answered = reach.failed;
+    reach.failed = 0;
   }
 }
 
@@ -205,14 +208,13 @@ void TimesStep::run() {
   Limits& limits = conversation_.record().limits;
   // Where not even one is answered, there is no limit to go by.
   const auto above_zero = [](std::optional<uint32_t> limit) { return limit == 0U ? std::nullopt : limit; };
-  uint32_t names = 0;
-  uint32_t values = 0;
   limits.names_per_request =
-      above_zero(find_limit(&TimesStep::try_many_names, most_names(), limits.names_tried, names));
-  if (names == 0) names = most_names();
+      above_zero(find_limit(&TimesStep::try_many_names, most_names(), limits.names_reach, limits.names_tried));
+  const uint32_t names = limits.names_reach.answered == 0 ? most_names() : limits.names_reach.answered;
+  const uint32_t most = std::min(names, most_values());
   limits.values_per_request =
-      above_zero(find_limit(&TimesStep::try_many_values, std::min(names, most_values()), limits.values_tried, values));
-  if (values == 0) values = std::min(names, most_values());
+      above_zero(find_limit(&TimesStep::try_many_values, most, limits.values_reach, limits.values_tried));
+  const uint32_t values = limits.values_reach.answered == 0 ? most : limits.values_reach.answered;
   limits.step.state = limits.step.why.empty() ? Step::State::kDone : Step::State::kPartly;
   repeat(&TimesStep::try_many_values, values, limits.values_per_request);
   repeat(&TimesStep::try_many_names, names, limits.names_per_request);

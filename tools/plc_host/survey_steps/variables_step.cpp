@@ -8,6 +8,7 @@
 #include "client/plan/transfer_plan.h"
 #include "client/values/value_text.h"
 #include "client/values/value_type.h"
+#include "tools/plc_host/survey/refusal_tally.h"
 #include "tools/plc_host/survey_steps/ask_variables.h"
 #include "tools/plc_host/survey_steps/survey_steps.h"
 
@@ -25,8 +26,6 @@ constexpr unsigned kRereads = 8;          // each way
 constexpr unsigned kSameRefusals = 2;     // behind the first
 constexpr unsigned kMostRefusalAsks = 6;  // until so many in a row are the same
 constexpr char kDamaged[] = "not told: replies were damaged, and no three in a row refuse it alike";
-// No tag file that is in use declares it.
-constexpr char kUnknownName[] = "PlcHostSurvey_NoSuchName";
 
 // That a host asks for in its batches, to read all of it.
 uint64_t names_of_all(const TagEntry& entry) {
@@ -76,10 +75,11 @@ void take_value(const Declared& declared, VariableFinding& finding) {
   finding.may_go_on = value_kind(entry) == ValueKind::kText && is_full;
 }
 
-// It lacks something that was asked for, or has more than values mostly have.
+// It lacks something that was asked for, has more than values mostly have, or a status that may refuse it.
 bool is_doubtful(const RuleBook& rules, const Asked& asked) {
   if (!asked.is_answered()) return false;
-  return !asked.shape.is_complete || (asked.shape.behind > 0 && !rules.is_usual_surplus(asked.shape.behind));
+  return asked.is_open || !asked.shape.is_complete ||
+         (asked.shape.behind > 0 && !rules.is_usual_surplus(asked.shape.behind));
 }
 
 class VariableStep {
@@ -346,6 +346,7 @@ void VariableStep::compare(const std::vector<size_t>& batch, const std::vector<p
   std::vector<Other> others;
   for (size_t i = 0; i < batch.size(); ++i) {
     const Declared& declared = variables_[batch[i]];
+    record_.findings[batch[i]].is_batched = true;
     if (!is_same_value(declared, declared.value, values[i])) others.push_back({i, batch[i], declared.value, values[i]});
   }
   look_again(batch, others);
@@ -387,7 +388,7 @@ void VariableStep::look_again(const std::vector<size_t>& batch, std::vector<Othe
 
 // Bytes that every value reply has behind its values are the controller's way, and say nothing of a variable.
 void VariableStep::take_common_surplus() {
-  conversation_.rules().finish();
+  conversation_.finish();
   const std::optional<uint32_t> behind = conversation_.record().heads.bytes_behind_values;
   for (VariableFinding& finding : record_.findings) {
     if (finding.state != VariableState::kLong || !behind) continue;

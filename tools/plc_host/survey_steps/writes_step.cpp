@@ -17,11 +17,14 @@ using plc_sim::Bytes;
 constexpr unsigned kPutBackAttempts = 3;
 constexpr char kReadsSo[] = ". It reads so now, but a write was not answered: it may still be carried out";
 constexpr unsigned kWordReads = 4;
+constexpr char kNotComeTo[] = "the survey ended before it was written";
 
 struct Watched {
   Declared variable;
   Bytes value;
 };
+
+std::string neighbour_name(const Watched& one) { return one.variable.tag->qualified_name + one.variable.element; }
 
 class WriteStep {
  public:
@@ -33,6 +36,9 @@ class WriteStep {
   // What was written when the survey ended is written back, or told when the controller does not answer.
   void put_back_or_tell();
 
+  // Those that the survey did not come to before it ended.
+  void tell_rest();
+
  private:
   void take(const std::string& name);
   void change(Scratch& scratch);
@@ -40,8 +46,10 @@ class WriteStep {
   void take_other_way(const Scratch& scratch, const Asked& asked, const Bytes& old_value);
   bool name_again(Declared& variable);
   std::optional<Bytes> word_now(const Declared& variable);
-  std::vector<Watched> neighbours(const Scratch& scratch);
-  std::string moved_neighbours(std::vector<Watched>& watched);
+  void watch_neighbours(const Scratch& scratch);
+  void open_neighbours(WriteFinding& finding);
+  void compare_neighbours(size_t at);
+  bool compare_neighbour(Watched& one, std::string& moved);
   Asked write(Scratch& scratch, const Bytes& value);
   bool is_changed_to(const Scratch& scratch, const std::optional<Bytes>& now, const Bytes& wanted) const;
   WriteFinding finding_of(const Scratch& scratch, const Bytes& value) const;
@@ -54,6 +62,9 @@ class WriteStep {
   Writes& writes_;
   std::optional<Scratch> open_;  // written, and not put back yet
   Bytes old_value_;
+  std::vector<Watched> watched_;  // the neighbours of what is written
+  size_t begun_ = 0;              // of the names to write
+  size_t findings_before_ = 0;    // this one
 };
 
 WriteFinding WriteStep::finding_of(const Scratch& scratch, const Bytes& value) const {
@@ -74,33 +85,66 @@ bool WriteStep::name_again(Declared& variable) {
   return true;
 }
 
+void add_once(std::vector<std::string>& names, const std::string& name) {
+  if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+}
+
+std::string joined(const std::string& first, const std::string& second) {
+  return first.empty() || second.empty() ? first + second : first + "; " + second;
+}
+
 // Those whose values stay the same by themselves.
-std::vector<Watched> WriteStep::neighbours(const Scratch& scratch) {
-  std::vector<Watched> watched;
+void WriteStep::watch_neighbours(const Scratch& scratch) {
+  watched_.clear();
   for (Declared& neighbour : neighbours_of(scratch, declared_)) {
     const std::optional<Bytes> first = read_again(conversation_, neighbour);
     const std::optional<Bytes> second = first ? read_again(conversation_, neighbour) : std::nullopt;
     if (!first || !second || !is_same_value(neighbour, *first, *second)) continue;
-    // A BOOL is written twice, and two variables may have the same neighbour.
-    std::vector<std::string>& told = writes_.neighbours;
-    const std::string name = neighbour.tag->qualified_name + neighbour.element;
-    if (std::find(told.begin(), told.end(), name) == told.end()) told.push_back(name);
-    watched.push_back({neighbour, *second});
+    watched_.push_back({neighbour, *second});
   }
-  return watched;
 }
 
-// "Motor.Speed was 12 and is 13"; empty when all are what they were.
-std::string WriteStep::moved_neighbours(std::vector<Watched>& watched) {
+// They were read before this write, and are to be compared behind it.
+void WriteStep::open_neighbours(WriteFinding& finding) {
+  finding.has_open_neighbours = !watched_.empty();
+  for (const Watched& one : watched_) add_once(writes_.neighbours_not_compared, neighbour_name(one));
+}
+
+// False without an answer. moved: "Motor.Speed was 12 and is 13".
+bool WriteStep::compare_neighbour(Watched& one, std::string& moved) {
+  const std::string name = neighbour_name(one);
+  const std::optional<Bytes> now = read_again(conversation_, one.variable);
+  if (!now) return false;
+  std::vector<std::string>& open = writes_.neighbours_not_compared;
+  open.erase(std::remove(open.begin(), open.end(), name), open.end());
+  // A BOOL is written twice, and two variables may have the same neighbour.
+  add_once(writes_.neighbours, name);
+  if (is_same_value(one.variable, one.value, *now)) return true;
+  moved =
+      joined(moved, name + " was " + value_text(one.variable, one.value) + " and is " + value_text(one.variable, *now));
+  one.value = *now;
+  return true;
+}
+
+// What is compared for the finding at this place may end in the middle: then it says so.
+void WriteStep::compare_neighbours(size_t at) {
+  if (watched_.empty()) return;
+  const std::string why = writes_.findings[at].why;
+  writes_.findings[at].why = joined(why, "the survey ended before all of its neighbours were compared");
   std::string moved;
-  for (Watched& one : watched) {
-    const std::optional<Bytes> now = read_again(conversation_, one.variable);
-    if (now && is_same_value(one.variable, one.value, *now)) continue;
-    moved.append(moved.empty() ? "" : "; ").append(one.variable.tag->qualified_name).append(one.variable.element);
-    moved.append(" was ").append(value_text(one.variable, one.value)).append(" and is ");
-    moved.append(now ? value_text(one.variable, *now) : "not answered");
+  std::vector<std::string> silent;
+  for (Watched& one : watched_) {
+    if (!compare_neighbour(one, moved)) silent.push_back(neighbour_name(one));
   }
-  return moved;
+  WriteFinding& finding = writes_.findings[at];
+  finding.has_open_neighbours = !silent.empty();
+  if (!moved.empty()) {
+    finding.neighbours_kept = false;
+  } else if (silent.empty()) {
+    finding.neighbours_kept = true;
+  }
+  finding.why = joined(why, moved);
+  if (!silent.empty()) finding.why = joined(finding.why, "not answered behind it: " + some_names(silent));
 }
 
 // What is written around has to be certain: two reads in a row give it.
@@ -129,7 +173,12 @@ Asked WriteStep::write(Scratch& scratch, const Bytes& value) {
                      : scratch.way == WriteWay::kMasked ? "masked write"
                                                         : "write";
   open_ = scratch;
-  writes_.findings.back().is_written = true;
+  WriteFinding& finding = writes_.findings.back();
+  if (!finding.is_written) {
+    finding.is_written = true;
+    finding.why = "the survey ended behind the write";
+    open_neighbours(finding);
+  }
   return conversation_.try_asking(kind, 1, request);
 }
 
@@ -200,9 +249,9 @@ void WriteStep::change(Scratch& scratch) {
     return;
   }
   old_value_ = *old_value;
-  std::vector<Watched> watched = neighbours(scratch);
+  watch_neighbours(scratch);
   const size_t at = writes_.findings.size();
-  finding.why = "the survey ended behind the write";
+  finding.why = kNotComeTo;
   writes_.findings.push_back(finding);
   const Asked asked = write(scratch, value);
   if (!writes_.findings[at].is_written) {
@@ -213,11 +262,10 @@ void WriteStep::change(Scratch& scratch) {
   take_answer(asked, writes_.findings[at]);
   look_at(scratch, asked, value, looked_at);
   writes_.findings[at] = looked_at;
-  const std::string moved = moved_neighbours(watched);
-  if (!watched.empty()) writes_.findings[at].neighbours_kept = moved.empty();
-  std::string& why = writes_.findings[at].why;
-  if (!moved.empty()) why.append(why.empty() ? "" : "; ").append(moved);
+  compare_neighbours(at);
   put_back();
+  // A BOOL is set back by a write of its own.
+  if (writes_.findings.size() > at + 1) compare_neighbours(at + 1);
 }
 
 // Of one write of the former value, which did not bring it back.
@@ -282,7 +330,7 @@ void WriteStep::take_other_way(const Scratch& scratch, const Asked& asked, const
   }
   back.why = answer_problem(back);
   back.set_back = changed.set_back;
-  back.neighbours_kept = changed.neighbours_kept;
+  open_neighbours(back);
   writes_.findings.push_back(back);
 }
 
@@ -303,7 +351,20 @@ void WriteStep::take(const std::string& name) {
 }
 
 void WriteStep::run() {
-  for (const std::string& name : conversation_.plan().written) take(name);
+  const std::vector<std::string>& names = conversation_.plan().written;
+  for (begun_ = 0; begun_ < names.size(); ++begun_) {
+    findings_before_ = writes_.findings.size();
+    take(names[begun_]);
+  }
+}
+
+void WriteStep::tell_rest() {
+  const std::vector<std::string>& names = conversation_.plan().written;
+  for (size_t i = begun_ + (writes_.findings.size() > findings_before_ ? 1 : 0); i < names.size(); ++i) {
+    WriteFinding finding = finding_of(scratch_of(declared_, names[i]), {});
+    finding.why = kNotComeTo;
+    writes_.findings.push_back(finding);
+  }
 }
 
 void WriteStep::put_back_or_tell() {
@@ -334,6 +395,7 @@ void survey_writes(Conversation& conversation, const Declarations& declared) {
     } catch (const SurveyEnded&) {
       conversation.ignore_stop();
       step.put_back_or_tell();
+      step.tell_rest();
       throw;
     }
   });

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "base/json_text.h"
+#include "base/utf8.h"
 #include "tools/plc_sim/page/page_files.h"
 #include "tools/plc_sim/variables/listing.h"
 
@@ -29,8 +30,8 @@ constexpr PageFile kFiles[] = {{"/", "text/html; charset=utf-8", kIndexHtml},
 // The beginning of a value that is longer than anybody reads in a table.
 std::string shortened(const std::string& value) {
   constexpr size_t kMostBytes = 300;
-  return value.size() <= kMostBytes ? value
-                                    : value.substr(0, kMostBytes) + "... (" + std::to_string(value.size()) + " bytes)";
+  const std::string kept(plc_base::whole_characters(value, kMostBytes));
+  return kept.size() < value.size() ? kept + "... (" + std::to_string(value.size()) + " bytes)" : kept;
 }
 
 const PageFile* file_at(const std::string& path) {

@@ -171,10 +171,9 @@ std::string VariableStore::other_scope_of(std::optional<uint8_t> program, const 
 }
 
 std::optional<Element> VariableStore::resolve_text(Variable& variable, int64_t position) const {
-  if (position < 0) return std::nullopt;
   Element element;
   element.variable = &variable;
-  element.text_position = static_cast<uint32_t>(position);
+  element.text_position = static_cast<uint32_t>(std::min<int64_t>(position, UINT32_MAX));
   element.place = variable.first;
   // Behind the text's end every position is its last word: the length of the text itself bounds what moves.
   const uint32_t word = std::min(element.text_position / 2, variable.units - 1);
@@ -218,7 +217,8 @@ std::optional<Element> VariableStore::resolve(std::optional<uint8_t> program, co
   const ElementName parts = split_element_name(wire_name);
   Variable* array = parts.subscripts.empty() ? nullptr : find(program, parts.base);
   if (array != nullptr && array->is_text() && parts.subscripts.size() == 1) {
-    return resolve_text(*array, parts.subscripts[0]);
+    if (parts.subscripts[0] >= 0) return resolve_text(*array, parts.subscripts[0]);
+    array = nullptr;  // a text has no position there: a variable may be called so
   }
   const bool fits = array != nullptr && array->tag.ranges.size() == parts.subscripts.size();
   if (fits) {

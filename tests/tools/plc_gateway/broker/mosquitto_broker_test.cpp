@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <mutex>
 
@@ -154,6 +155,27 @@ TEST_F(BrokerTest, PasswordFileThatIsMissing_IsTold) {
   ASSERT_TRUE(run_until_noted("disconnected"));
   EXPECT_THAT(happened, ElementsAre("disconnected: password_file: cannot read /nowhere/password: No such file or "
                                     "directory"));
+}
+
+// Each connection reads them anew, in the loop.
+TEST_F(BrokerTest, PipeInThePlaceOfATlsFile_IsToldAndNotWaitedFor) {
+  const plc_test::TempDir folder;
+  const std::string pipe = folder.file("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  for (const auto& [key, file] :
+       {std::pair("ca_file", &BrokerOptions::ca_file), std::pair("cert_file", &BrokerOptions::cert_file),
+        std::pair("key_file", &BrokerOptions::key_file)}) {
+    BrokerOptions wanted = options(1);
+    wanted.tls = true;
+    wanted.*file = pipe;
+    happened.clear();
+    MosquittoBroker broker(loop.get(), wanted, events());
+    broker.connect(kWill);
+    ASSERT_TRUE(run_until_noted("disconnected"));
+    EXPECT_THAT(happened, ElementsAre("disconnected: " + std::string(key) + ": cannot read " + pipe +
+                                      ": it is not a regular file; correct the path, or let the gateway's user read "
+                                      "it"));
+  }
 }
 
 TEST_F(BrokerTest, Refusals_AreToldWithTheirRemedy) {

@@ -67,6 +67,20 @@ TEST_F(HostileJournal, PipeOrFolder_IsRefused) {
   EXPECT_EQ(refusal(), expected);
 }
 
+// SQLite would open them beside the database, and wait for the writer of a pipe.
+TEST_F(HostileJournal, LinkOrPipeForALog_IsRefused) {
+  for (const char* suffix : {"-wal", "-journal"}) {
+    const std::string log = database + suffix;
+    ASSERT_EQ(mkfifo(log.c_str(), 0600), 0);
+    EXPECT_EQ(refusal(), log + ": it is not a regular file; remove it, or name another folder");
+    ASSERT_EQ(unlink(log.c_str()), 0);
+    ASSERT_EQ(symlink(dir.file("victim").c_str(), log.c_str()), 0);
+    EXPECT_EQ(refusal(), log + ": it is a symbolic link; remove it, or name another folder");
+    EXPECT_NE(access(dir.file("victim").c_str(), F_OK), 0);
+    ASSERT_EQ(unlink(log.c_str()), 0);
+  }
+}
+
 TEST_F(HostileJournal, NumbersThatNoJournalHas_AreDamage) {
   for (const char* statement :
        {"INSERT INTO names VALUES(4294967290, 'x', 3, 'DINT', '', NULL)", "UPDATE names SET alias = -1 WHERE alias = 1",

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 
 #include <csignal>
@@ -220,6 +221,20 @@ TEST_F(GatewayProgram, HangUpWithMistakes_TellsThemAndGoesOn) {
   EXPECT_FALSE(host->has_heard(kNodeDeath));
 }
 
+TEST_F(GatewayProgram, HangUpWithAPipeForItsAuthorities_IsRefusedAndEndsWhenAsked) {
+  start_all();
+  const std::string pipe = world.folder.file("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  world.write_config({{"mqtt://127.0.0.1:" + std::to_string(world.broker_port) + "\"\n",
+                       "mqtts://127.0.0.1:" + std::to_string(world.broker_port) + "\"\nca_file = \"pipe\"\n"}});
+  world.gateway->signal(SIGHUP);
+  EXPECT_TRUE(world.logs("event=reload_refused"));
+  EXPECT_THAT(world.log(), HasSubstr("text=\"cannot read " + pipe +
+                                     ": it is not a regular file; correct the path, or let the gateway's user read "
+                                     "it\""));
+  EXPECT_EQ(world.end_gateway(), 0);
+}
+
 TEST_F(GatewayProgram, Journal_ShowsWhatNoBrokerHasHeard) {
   world.start_controller();
   world.broker_port = 1;  // nothing listens there
@@ -258,6 +273,25 @@ TEST_F(GatewayProgram, TooFewDescriptors_AreToldBeforeItBegins) {
         "plc-gateway: it needs 40 descriptors besides those that are open (Too many open files): raise the limit, "
         "ulimit -n or LimitNOFILE\n");
   }
+}
+
+TEST_F(GatewayProgram, TooSmallFiles_AreToldBeforeItBegins) {
+  world.controller_port = world.broker_port = 1;
+  const auto run_with = [&](const char* blocks, const std::string& config) {
+    const std::vector<std::string> limited = {"/bin/sh",        "-c",   R"(ulimit -f "$2"; exec "$0" run "$1")",
+                                              PLC_TEST_GATEWAY, config, blocks};
+    plc_host_test::Child child(limited, world.folder.file("run.out"), world.folder.file("run.err"));
+    return child.wait();
+  };
+  const std::string config = world.write_config();
+  // In blocks of 512 bytes.
+  for (const auto& [blocks, bytes] : {std::pair("8", "4096"), std::pair("6143", "3145216")}) {
+    EXPECT_EQ(run_with(blocks, config), 1) << blocks;
+    EXPECT_EQ(world.folder.read("run.err"), "plc-gateway: it needs files of 3 MiB (the limit is " + std::string(bytes) +
+                                                " bytes): raise the limit, ulimit -f or LimitFSIZE\n");
+  }
+  // With 3 MiB it comes to its configuration.
+  EXPECT_EQ(run_with("6144", world.folder.file("none.toml")), 4);
 }
 
 TEST_F(GatewayProgram, JournalOfAnotherGateway_IsNotShared) {

@@ -1,61 +1,26 @@
 // What a run would say of its broker is said of the configuration already.
 #include "tools/plc_gateway/service/checked_config.h"
 
-#include <openssl/evp.h>
-#include <openssl/pem.h>
-#include <openssl/x509.h>
+#include <sys/stat.h>
 
-#include <memory>
+#include <filesystem>
 
 #include "tests/tools/plc_gateway/config/config_fixture.h"
+#include "tests/tools/plc_gateway/support/identity.h"
 
 namespace plc_gateway_test {
 namespace {
 
 using plc_gateway::Finding;
 using plc_gateway::load_checked_config;
+using plc_test::Identity;
+using plc_test::make_identity;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
-
-template <typename T, void (*kFree)(T*)>
-struct Free {
-  void operator()(T* object) const { kFree(object); }
-};
-using Key = std::unique_ptr<EVP_PKEY, Free<EVP_PKEY, EVP_PKEY_free>>;
-using Certificate = std::unique_ptr<X509, Free<X509, X509_free>>;
-
-template <typename Write>
-std::string pem(const Write& write) {
-  BIO* bio = BIO_new(BIO_s_mem());
-  write(bio);
-  char* text = nullptr;
-  const long size = BIO_get_mem_data(bio, &text);
-  const std::string copy(text, static_cast<size_t>(size));
-  BIO_free(bio);
-  return copy;
-}
-
-struct Identity {
-  std::string key;
-  std::string certificate;  // signed by the key itself
-};
-
-Identity make_identity() {
-  const Key key(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
-  const Certificate certificate(X509_new());
-  X509_set_version(certificate.get(), 2);
-  ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1);
-  X509_gmtime_adj(X509_getm_notBefore(certificate.get()), 0);
-  X509_gmtime_adj(X509_getm_notAfter(certificate.get()), 3600);
-  X509_set_pubkey(certificate.get(), key.get());
-  X509_sign(certificate.get(), key.get(), EVP_sha256());
-  return {pem([&](BIO* bio) { PEM_write_bio_PrivateKey(bio, key.get(), nullptr, nullptr, 0, nullptr, nullptr); }),
-          pem([&](BIO* bio) { PEM_write_bio_X509(bio, certificate.get()); })};
-}
 
 class CheckedConfigTest : public ConfigTest {
  protected:
@@ -110,6 +75,46 @@ TEST_F(CheckedConfigTest, FileThatWasToldToBeWrong_IsToldOnce) {
   EXPECT_THAT(said_of_broker("127.0.0.1", "ca_file = \"none\"\n"),
               ElementsAre("error: cannot read " + folder_.file("none") +
                           ": No such file or directory; correct the path, or let the gateway's user read it"));
+}
+
+// A pipe that nobody writes would be waited for.
+TEST_F(CheckedConfigTest, PipesInThePlaceOfTlsFiles_AreRefusedAtOnce) {
+  const std::string pipe = folder_.file("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  std::filesystem::create_symlink("pipe", folder_.file("link"));
+  const auto refused = [](const std::string& path) {
+    return "error: cannot read " + path +
+           ": it is not a regular file; correct the path, or let the gateway's user read it";
+  };
+  const std::string link = folder_.file("link");
+  EXPECT_THAT(said_of_broker("127.0.0.1", "ca_file = \"" + pipe + "\"\n"), ElementsAre(refused(pipe)));
+  EXPECT_THAT(said_of_broker("127.0.0.1", "ca_file = \"link\"\n"), ElementsAre(refused(link)));
+  EXPECT_THAT(said_of_broker("127.0.0.1", "cert_file = \"pipe\"\nkey_file = \"link\"\n"),
+              ElementsAre(refused(pipe), refused(link)));
+  folder_.write("own.crt", make_identity().certificate);
+  EXPECT_THAT(said_of_broker("127.0.0.1", "cert_file = \"own.crt\"\nkey_file = \"pipe\"\n"),
+              ElementsAre(refused(pipe)));
+}
+
+TEST_F(CheckedConfigTest, JournalFilesThatARunWouldRefuse_AreErrorsAndNothingIsMade) {
+  const std::string journal = folder_.file("journal");
+  EXPECT_THAT(said_of_broker("127.0.0.1"), IsEmpty());
+  EXPECT_TRUE(std::filesystem::is_empty(journal));
+  for (const char* name : {"journal.sqlite", "journal.sqlite-wal", "journal.sqlite-journal"}) {
+    const std::string file = journal + "/" + name;
+    std::filesystem::create_symlink(folder_.file("elsewhere"), file);
+    EXPECT_THAT(said_of_broker("127.0.0.1"),
+                ElementsAre("error: " + file + ": it is a symbolic link; remove it, or name another folder"));
+    EXPECT_FALSE(std::filesystem::exists(folder_.file("elsewhere")));
+    std::filesystem::remove(file);
+    ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+    EXPECT_THAT(said_of_broker("127.0.0.1"),
+                ElementsAre("error: " + file + ": it is not a regular file; remove it, or name another folder"));
+    std::filesystem::remove(file);
+    folder_.write("journal/" + std::string(name), "");
+    EXPECT_THAT(said_of_broker("127.0.0.1"), IsEmpty());
+    std::filesystem::remove(file);
+  }
 }
 
 TEST_F(CheckedConfigTest, BrokerThatNobodyKnows_IsANote) {

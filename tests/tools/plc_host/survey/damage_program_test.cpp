@@ -14,8 +14,8 @@ constexpr char kFour[] =
 
 class SurveyDamageTest : public SurveyTest {
  protected:
-  Outcome survey_with(const std::vector<std::string>& sim_words) {
-    write_file("machine.csv", kFour);
+  Outcome survey_with(const std::vector<std::string>& sim_words, const std::string& tags = kFour) {
+    write_file("machine.csv", tags);
     std::vector<std::string> all = {"--sentinel"};
     all.insert(all.end(), sim_words.begin(), sim_words.end());
     const auto simulator = start_simulator(all);
@@ -54,6 +54,18 @@ TEST_F(SurveyDamageTest, ControllerWithOneConnection_IsReadByTheDriverToo) {
   expect_all_good("one connection");
 }
 
+// A survey that is gentle opens one connection at a time, and meets no limit.
+TEST_F(SurveyDamageTest, ControllerThatLeavesASecondConnectionSilent_AnswersEachOneOfAGentleSurvey) {
+  write_file("one.toml", "[connections]\nmost = 1\none_more = \"silent\"\n");
+  write_file("machine.csv", kFour);
+  const auto simulator = start_simulator({"--profile", path("one.toml")});
+  const Outcome outcome = run(words({"--gentle", "--timeout", "1", "--rate", "20"}));
+  end(*simulator);
+  EXPECT_EQ(outcome.code, 0) << outcome.out;
+  EXPECT_EQ(report().at("link").at("connect_failures"), Json::array());
+  EXPECT_EQ(report().at("heads").at("unanswered"), 0);
+}
+
 TEST_F(SurveyDamageTest, OneDamagedReply_IsNoRefusal) {
   for (const char* fault :
        {"refuse 25 on=resolve", "short 30 on=resolve after=1", "refuse 25 on=read", "short 2 on=read"}) {
@@ -70,7 +82,8 @@ TEST_F(SurveyDamageTest, BytesThatAreNoReply_AreARequestWithoutAnAnswer) {
   EXPECT_THAT(outcome.out, HasSubstr("\nguarded build: usable\n"));
   const Json found = report();
   EXPECT_EQ(found.at("guarded").at("because"),
-            "Every other reply keeps the rules of the guarded build. 1 reply was not whole within 1000 ms.");
+            "Every other reply keeps the rules of the guarded build. 1 reply has no head that tells where it ends, and "
+            "nothing followed within 50 ms.");
   EXPECT_EQ(found.at("heads").at("unfinished"), 1);
   EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr("\nlength = \"right\"  # "));
 }
@@ -111,6 +124,24 @@ TEST_F(SurveyDamageTest, DoubledReplies_LeaveTheGuardedBuildUnproved) {
   for (const Json& finding : found.at("variables").at("findings")) EXPECT_NE(finding.at("state"), "different");
 }
 
+// Only whole ones with sound heads tell a change.
+TEST_F(SurveyDamageTest, DamagedDirectory_IsToldAsOneAndHasNotChanged) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"oversize 60 on=directory after=2", "does not keep this: nothing comes behind a reply."},
+      {"short 2 on=directory after=2", "does not keep this: replies have all that was asked for."},
+      {"wrong-sequence on=directory after=2", " replies was none of ours."},
+      {"oversize 60 on=directory", "does not keep this: nothing comes behind a reply."}};
+  for (const auto& [fault, told] : rows) {
+    const Outcome outcome =
+        survey_with({"--fault", fault}, "Speed,INT,,,,,,0,1,0,0,,DM\nStep,INT,,,,,,1,0,0,1,Main,DM\n");
+    EXPECT_EQ(outcome.code, 0) << fault << outcome.out;
+    const Json found = report();
+    EXPECT_EQ(found.at("found").at(2), "Its directory names 1 program, and has all that the tag files name.") << fault;
+    EXPECT_THAT(found.at("guarded").at("because").get<std::string>(), HasSubstr(told)) << fault;
+    for (const Json& question : found.at("questions")) EXPECT_NE(question.at("about"), "directory") << fault;
+  }
+}
+
 // A refused name gets zeros here, and its status tells it from an answer only to a build that looks at it.
 TEST_F(SurveyDamageTest, StatusOfOneKindOfAnswer_IsTheReasonAndAQuestion) {
   write_file("full.toml", "[refusal]\nshape = \"full\"\nstatus = 0x0019\n[[refused]]\nname = \"Limit\"\n");
@@ -143,6 +174,9 @@ TEST_F(SurveyDamageTest, EchoOfRequests_IsNoController) {
   const OwnServer server([](const std::string& request) { return request; });
   const Outcome outcome = survey_at(server.port());
   expect_no_controller(outcome, report(), "echo");
+  EXPECT_NE(
+      file_text(path("found/report.html")).find("<p class=\"why\">Nothing yet: not every variable was tried.</p>"),
+      std::string::npos);
 }
 
 // Every eight bytes are the head of a reply, of one that ends with them or of one that is longer.
@@ -169,6 +203,24 @@ TEST_F(SurveyDamageTest, FirstByteOfAHead_SaysNothingOfWhoSendsIt) {
   EXPECT_THAT(outcome.out, HasSubstr("\nguarded build: not known\n"));
 }
 
+// It answers all the same, and the contract build reads it.
+TEST_F(SurveyDamageTest, ControllerWhoseHeadsHaveNothingOfTheRequest_IsOneThatTheGuardedBuildCannotRead) {
+  write_file("other.toml",
+             "[replies]\nlength = \"other\"\ncomplement = \"other\"\nsequence = \"other\"\nclass = \"other\"\n"
+             "command = \"other\"\n");
+  const Outcome outcome = survey_with({"--profile", path("other.toml")});
+  EXPECT_EQ(outcome.code, 0) << outcome.out << outcome.err;
+  EXPECT_THAT(outcome.out, HasSubstr("\nguarded build: not usable\n"));
+  EXPECT_THAT(outcome.out, HasSubstr("\nset driver: contract\n"));
+  const Json found = report();
+  EXPECT_EQ(found.at("guarded").at("because"),
+            "Does not hold: length and complement are right, and all of the reply comes; the sequence number is the "
+            "request's; class and command are the request's. The guarded build would fail where this does not hold.");
+  EXPECT_EQ(found.at("variables").at("compared_with"), "1.1.0 contract");
+  expect_all_good("other");
+  EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr("\nclass = \"other\"  # "));
+}
+
 // However many variables there are.
 TEST_F(SurveyDamageTest, WhatNeverSpeaksTheProtocol_IsLeftSoon) {
   const std::string flood(65536, '\xFF');
@@ -182,7 +234,8 @@ TEST_F(SurveyDamageTest, WhatNeverSpeaksTheProtocol_IsLeftSoon) {
   const Outcome outcome = survey_at(server.port(), tags);
   expect_no_controller(outcome, report(), "flood");
   EXPECT_EQ(report().at("ended"), "what answers there does not speak this protocol");
-  EXPECT_LE(requests, 80U);
+  EXPECT_EQ(report().at("heads").at("replies"), 60);
+  EXPECT_LE(requests, 60U);
 }
 
 }  // namespace

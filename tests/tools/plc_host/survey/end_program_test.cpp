@@ -43,31 +43,86 @@ void wait_for_the_written_value_in(const std::string& capture) {
   }
 }
 
-// A profile with slow writes lets the interruption meet one.
+void wait_for(const std::string& bytes, const std::string& capture) {
+  const Clock::time_point end = Clock::now() + kPatience;
+  while (file_text(capture).find(bytes) == std::string::npos && Clock::now() < end) poll(nullptr, 0, 2);
+  EXPECT_THAT(file_text(capture), HasSubstr(bytes));
+}
+
+// The simulator has the first write in its capture, and answers so late that the interruption meets it on a busy
+// machine too. The survey's own capture has it only with what comes next.
 TEST_F(SurveyTest, InterruptedWhileItWrites_PutsBackWithRequestsAsCorrectAsAllOthers) {
-  write_file("slow.toml", "[times]\nwrite_ms = 1200\n");
-  const auto simulator = start_simulator({"--sentinel", "--profile", path("slow.toml")});
+  const auto simulator = start_simulator({"--sentinel", "--fault", "delay 4000 on=write", "--pcap", path("sim.pcap")});
   const std::map<std::string, std::string> before = values();
-  Child survey(host_words(words({"--rate", "300", "--timeout", "5", "--write", "Big"})), path("out"), path("err"));
-  wait_for_the_written_value_in(path("found/survey.pcapng"));
+  Child survey(host_words(words({"--rate", "300", "--timeout", "20", "--write", "Big", "--write", "Speed"})),
+               path("out"), path("err"));
+  wait_for_the_written_value_in(path("sim.pcap"));
   survey.signal(SIGINT);
   EXPECT_EQ(survey.wait(), 130);
+  EXPECT_THAT(file_text(path("err")), HasSubstr("plc-host: --write Speed: not written: the survey ended before it was "
+                                                "written\n"));
   EXPECT_EQ(values(), before);
   end(*simulator);
   EXPECT_THAT(file_text(path("sim_out")), Not(HasSubstr("violation")));
   const Json found = report();
   EXPECT_EQ(found.at("guarded").at("usable"), "usable");
   EXPECT_EQ(found.at("heads").at("fields").at("sequence").at("right"), found.at("heads").at("replies"));
-  EXPECT_EQ(found.at("writes").at("step").at("why"), "interrupted");
-  EXPECT_EQ(found.at("writes").at("not_set_back"), Json::array());
+  const Json& writes = found.at("writes");
+  EXPECT_EQ(writes.at("step").at("why"), "interrupted");
+  EXPECT_EQ(writes.at("not_set_back"), Json::array());
+  // Its neighbours were read before the write alone.
+  EXPECT_EQ(writes.at("neighbours"), Json::array());
+  EXPECT_EQ(writes.at("neighbours_not_compared"), (Json{"Total", "Speed", "Temp", "Exact"}));
+  EXPECT_EQ(writes.at("findings").at(0).at("neighbours_kept"), nullptr);
+  EXPECT_EQ(writes.at("findings").at(0).at("why"), "the survey ended behind the write");
+  EXPECT_EQ(writes.at("findings").at(1).at("written"), false);
+  EXPECT_THAT(file_text(path("found/report.html")),
+              HasSubstr("Of 1 write, 0 were acknowledged, read back and set back. What it did was not looked at. Its "
+                        "neighbours were read before it, and not all of them behind it. Not written: 1 variable, see "
+                        "the notes."));
+}
+
+// More than eight names get no answer: the survey waits for one to sixteen when it is stopped, and as long as the
+// connection is there.
+TEST_F(SurveyTest, InterruptedBeforeALimitWasFound_SaysHowFarItCame) {
+  write_file("silent.toml", "[limits]\nnames = 8\nbeyond = \"silent\"\n");
+  write_file("machine.csv", "Speed,INT,,,,,,0,1,0,0,,DM\nTotal,DINT,,,,,,1,1,0,0,,DM\n");
+  const auto simulator = start_simulator({"--profile", path("silent.toml"), "--pcap", path("sim.pcap")});
+  Child survey(host_words(words({"--rate", "1000", "--timeout", "60"})), path("out"), path("err"));
+  wait_for(std::string("\x0C\x28\x00\x01\x00\x00\x00\x10", 8), path("sim.pcap"));
+  survey.signal(SIGINT);
+  end(*simulator);
+  EXPECT_EQ(survey.wait(), 130);
+  const std::string page = file_text(path("found/report.html"));
+  EXPECT_THAT(page, HasSubstr("<dt>names in a request</dt><dd>answered up to 8; 16 were not answered, and the survey "
+                              "ended before the limit was found</dd></div><div><dt>values in a request</dt><dd>not "
+                              "measured</dd>"));
+  EXPECT_THAT(page, HasSubstr("</code> is not set: how many names and values a request may have was measured in part "
+                              "(names: answered up to 8; 16 were not answered, and the survey ended before the limit "
+                              "was found. values: not measured): interrupted.</p>"));
+  EXPECT_EQ(report().at("limits").at("names_answered"), 8);
+}
+
+TEST_F(SurveyTest, InterruptedBeforeBatches_CountsWhatWasReadSinglyAlone) {
+  write_file("silent.toml", "[limits]\nnames = 1\nbeyond = \"silent\"\n");
+  write_file("machine.csv", "Speed,INT,,,,,,0,1,0,0,,DM\nTotal,DINT,,,,,,1,1,0,0,,DM\n");
+  const auto simulator = start_simulator({"--profile", path("silent.toml"), "--pcap", path("sim.pcap")});
+  Child survey(host_words(words({"--rate", "1000", "--timeout", "60"})), path("out"), path("err"));
+  wait_for(std::string("\x0C\x28\x00\x01\x00\x00\x00\x02", 8), path("sim.pcap"));
+  survey.signal(SIGINT);
+  end(*simulator);
+  EXPECT_EQ(survey.wait(), 130);
+  EXPECT_THAT(file_text(path("found/report.html")),
+              HasSubstr("Of 2 declared variables, 2 were read as declared. The survey ended before 2 of them were read "
+                        "in a batch too, as hosts read."));
 }
 
 // That its type has no width is known without the driver.
 TEST_F(SurveyTest, InterruptedBeforeTheDriverReads_ShowsNoValueOfATypeWithoutAWidth) {
   write_file("machine.csv", "Speed,INT,,,,,,0,1,0,0,,DM\nDay,DATE,,,,,,1,1,0,0,,DM\n");
-  write_file("slow.toml", "[times]\nread_ms = 400\n");
+  write_file("slow.toml", "[times]\nread_ms = 1500\n");
   const auto simulator = start_simulator({"--sentinel", "--profile", path("slow.toml")});
-  EXPECT_EQ(interrupted_at("4", {"--rate", "300"}), 130);
+  EXPECT_EQ(interrupted_at("4", {"--rate", "300", "--timeout", "9"}), 130);
   end(*simulator);
   const Json day = report().at("variables").at("findings").at(1);
   EXPECT_EQ(day.at("state"), "good");
@@ -99,6 +154,8 @@ TEST_F(SurveyTest, InterruptedWhileTheDriverReads_AsksNoQuestionOfWhatWasNotComp
   }
   EXPECT_GT(not_compared, 0U);
   EXPECT_EQ(found.at("questions"), Json::array());
+  // By then each was read in a batch.
+  EXPECT_THAT(file_text(path("found/report.html")), Not(HasSubstr("in a batch too")));
 }
 
 TEST_F(SurveyTest, InterruptedWhileItConnects_CountsTheConnectsThatWereMade) {

@@ -125,6 +125,37 @@ TEST_F(SurveyFindingsTest, LongestNameOfTheDirectory_IsCutByItself) {
   EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr("\nname_units = 16  # "));
 }
 
+// Two programs are one in such a directory. The first one would answer for the other.
+TEST_F(SurveyFindingsTest, ProgramsCutToOneName_AreNotAskedAndTheGuardedBuildRefusesThem) {
+  const std::string one = "A,INT,,,,,,1,0,0,1,MainControlOfPressNumber1,DM\n";
+  const std::string other = "B,INT,,,,,,2,0,0,2,MainControlOfPressNumber2,DM\n";
+  write_file("machine.csv", "Speed,INT,,,,,,0,1,0,0,,DM\n" + one + other);
+  write_file("cut.toml", "[directory]\nname_units = 20\n");
+  const auto simulator = start_simulator({"--sentinel", "--profile", path("cut.toml")});
+  const Outcome outcome = survey("Speed,INT,,,,,,0,1,0,0,,DM\n" + one, {"--driver", "guarded"});
+  const Outcome read = run(
+      {"read", "--address", "127.0.0.1:" + port_, "--tags", path("tags.csv"), "--driver", "guarded", "--verbose", "A"});
+  end(*simulator);
+  EXPECT_THAT(read.out + read.err, HasSubstr("guard: program of the variable is ambiguous"));
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(
+      outcome.out,
+      HasSubstr("\nprogram \"MainControlOfPressNumber1\": not in the controller's directory, which has 2 programs "
+                "called 'MainControlOfPressNu', the beginning of its name: nobody can tell them apart\n"));
+  const Json found = report();
+  EXPECT_EQ(found.at("variables").at("findings").at(1).at("state"), "not tried");
+  EXPECT_EQ(found.at("guarded").at("because"),
+            "Every reply keeps the rules of the guarded build. The guarded build refuses the variables of "
+            "MainControlOfPressNumber1: the directory has several beginnings of this name, and not the whole.");
+  EXPECT_EQ(found.at("questions").at(0).at("question"),
+            "Which of the 2 programs of this name is meant? The survey asked none of them.");
+  EXPECT_EQ(
+      found.at("questions").at(1).at("question"),
+      "Is there such a program? The directory does not name it; it has MainControlOfPressNu, the beginning of its "
+      "name: is that another program, or its name cut? The guarded build refuses its variables: the directory has "
+      "the beginning of its name 2 times, and not the whole.");
+}
+
 // Where nobody can tell that they are cut, no name is longer all the same.
 TEST_F(SurveyFindingsTest, ProfileOfNamesCutSoon_GivesTheSameDirectoryAgain) {
   const std::string tags = "A,INT,,,,,,1,0,0,1,Main,DM\nB,INT,,,,,,2,0,0,2,FillingNorth,DM\n";

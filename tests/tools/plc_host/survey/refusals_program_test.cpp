@@ -1,5 +1,6 @@
 // What plc-host survey says of variables that the driver cannot be asked for, of refusals that come and go, and of
 // replies that lack something without refusing it.
+#include <algorithm>
 #include <filesystem>
 
 #include "tests/tools/plc_host/survey/own_server.h"
@@ -153,6 +154,67 @@ TEST_F(SurveyRefusalsTest, RefusalsThatComeAndGo_AreToldAndAskedAbout) {
   EXPECT_THAT(report().at("found").at(4).get<std::string>(), EndsWith(" " + told + "."));
   EXPECT_EQ(question_on("refusals that come and go"),
             "Why does the controller refuse what it answers at other times? " + told + ".");
+}
+
+// The first one came before anything told it from an answer.
+TEST_F(SurveyRefusalsTest, StatusOfEveryFourthRead_RefusesTheFirstOneToo) {
+  survey(kWordAndDouble, {"--sentinel", "--fault", "status 7 on=read times=always every=4"});
+  const Json found = report();
+  EXPECT_EQ(found.at("guarded").at("because"), "Every reply keeps the rules of the guarded build.");
+  uint64_t refused = 0;
+  for (const Json& one : found.at("heads").at("statuses")) {
+    if (one.at("status") != "0007") continue;
+    EXPECT_EQ(one.at("request"), "read, refused");
+    refused += one.at("count").get<uint64_t>();
+  }
+  EXPECT_THAT(question_on("refusals that come and go"),
+              HasSubstr("? " + std::to_string(refused) + " of " +
+                        found.at("heads").at("refused_for_once").at("reads_asked").dump() + " reads were refused, "));
+  EXPECT_EQ(question_on("refusals"), "");
+  EXPECT_EQ(finding(0).at("state"), "good");
+  EXPECT_EQ(finding(0).at("changes"), false);
+}
+
+TEST_F(SurveyRefusalsTest, RefusalsThatComeAndGo_AreAReasonOfTheDriverAndLeaveOutTheUnknownName) {
+  survey(kWordAndDouble, {"--sentinel", "--fault", "refuse 99 times=always every=10 on=resolve"});
+  const Json found = report();
+  uint64_t refused = 0;
+  for (const Json& one : found.at("heads").at("statuses")) {
+    if (one.at("status") == "0063") refused += one.at("count").get<uint64_t>();
+  }
+  EXPECT_THAT(question_on("refusals that come and go"), HasSubstr("? " + std::to_string(refused) + " of "));
+  const Json settings = found.at("recommendations");
+  const auto driver =
+      std::find_if(settings.begin(), settings.end(), [](const Json& one) { return one.at("setting") == "driver"; });
+  ASSERT_NE(driver, settings.end());
+  EXPECT_THAT(driver->at("because").get<std::string>(),
+              HasSubstr(" The controller refuses at one time what it answers at another one: "
+                        "a call that meets this fails."));
+}
+
+constexpr char kRefusedSpeed[] = "[[refused]]\nname = \"Speed\"\nwhat = \"value\"\nshape = \"full\"\nstatus = 0x0013\n";
+
+// No other value came before it: only the replies to names tell that its status is none of an answer.
+TEST_F(SurveyRefusalsTest, FirstValueThatIsRefusedWithZeros_IsNotReadAndIsNoLimit) {
+  write_file("refused.toml", kRefusedSpeed);
+  const Outcome outcome = survey(kWordAndDouble, {"--sentinel", "--profile", path("refused.toml")});
+  EXPECT_THAT(outcome.out, HasSubstr(": 2 variables, 1 read, 1 refused"));
+  EXPECT_EQ(finding(0).at("state"), "refused");
+  EXPECT_EQ(finding(1).at("state"), "good");
+  EXPECT_EQ(report().at("limits").at("values_per_request"), nullptr);
+  EXPECT_EQ(question_on("refusals that come and go"), "");
+  EXPECT_THAT(file_text(path("found/profile.toml")), HasSubstr(kRefusedSpeed));
+}
+
+TEST_F(SurveyRefusalsTest, OnlyValueThatIsRefusedWithZeros_IsNotReadAndNotWritten) {
+  write_file("refused.toml", kRefusedSpeed);
+  const Outcome outcome =
+      survey("Speed,INT,,,,,,0,1,0,0,,DM\n", {"--sentinel", "--profile", path("refused.toml")}, {"--write", "Speed"});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_THAT(outcome.out, HasSubstr(": 1 variable, 0 read, 1 refused"));
+  EXPECT_EQ(finding(0).at("state"), "refused");
+  EXPECT_EQ(report().at("writes").at("findings").at(0).at("acknowledged"), nullptr);
+  EXPECT_THAT(outcome.err, HasSubstr("plc-host: --write Speed: not written: its value cannot be read"));
 }
 
 // Silence counts the same, and takes as long as a survey waits.

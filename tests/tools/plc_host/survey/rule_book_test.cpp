@@ -96,4 +96,18 @@ TEST_F(RuleBookTest, PartWithAnotherStatusThanRefusals_RefusesNothing) {
   EXPECT_TRUE(refuses(reply_to_name(6, kHead)));
 }
 
+// Once most replies have the right ones.
+TEST_F(RuleBookTest, HeadWithAnotherClassOrCommand_IsNotUsual) {
+  for (int i = 0; i < 3; ++i) EXPECT_FALSE(refuses(reply_to_name(0, kWhole)));
+  Asked asked;
+  asked.request = plc_sim::resolve_request(7, std::nullopt, {"Speed"});
+  asked.answer.bytes = reply_to_name(0, kWhole);
+  EXPECT_TRUE(rules_.has_usual_head(asked));
+  for (const size_t at : {10U, 11U}) {
+    asked.answer.bytes = reply_to_name(0, kWhole);
+    asked.answer.bytes[at] ^= 0x80U;
+    EXPECT_FALSE(rules_.has_usual_head(asked)) << at;
+  }
+}
+
 }  // namespace

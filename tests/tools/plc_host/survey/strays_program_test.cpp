@@ -103,6 +103,55 @@ TEST_F(SurveyStraysTest, ReplyThatDoesNotComeToItsEnd_IsARequestWithoutAnAnswer)
   }
 }
 
+// Where they come before the next request, they are behind their reply; where they come after it, in front of the next.
+TEST_F(SurveyStraysTest, BytesBetweenTwoReplies_AreBehindTheFirstAndTheSecondIsTaken) {
+  for (const char* fault : {"stale 3 on=read after=5", "trailing 3 on=resolve after=5"}) {
+    EXPECT_EQ(survey_with(fault).code, 0) << fault;
+    EXPECT_EQ(heads_of("unanswered"), 0U) << fault;
+    EXPECT_EQ(heads_of("unfinished"), 0U) << fault;
+    EXPECT_EQ(heads_of("bytes_unasked"), 3U) << fault;
+    EXPECT_EQ(because(), kOtherReplies + ("1 of " + std::to_string(heads_of("replies"))) +
+                             " replies does not keep this: nothing comes behind a reply. A call of the guarded build "
+                             "that meets such a reply fails, and gives no value.")
+        << fault;
+    const Json rule = report().at("guarded").at("rules").at(3);
+    EXPECT_EQ(rule.at("broken"), 1) << fault;
+    EXPECT_EQ(rule.at("kept"), heads_of("replies") - 1) << fault;
+    EXPECT_EQ(report().at("questions").size(), 1U) << fault;
+    EXPECT_EQ(report().at("questions").at(0).at("question"),
+              "What else answers, or what are the bytes that come behind 1 of the replies, 3 in all? A call of the "
+              "guarded build fails when it meets them.")
+        << fault;
+    EXPECT_THAT(report().at("recommendations").at(1).at("because").get<std::string>(),
+                EndsWith(": five times that, in whole seconds"))
+        << fault;
+  }
+}
+
+TEST_F(SurveyStraysTest, BytesWithoutAHead_AreNoReasonForALongerTimeOut) {
+  EXPECT_EQ(survey_with("garbage 64 on=read after=5").code, 0);
+  const std::string told =
+      kOtherReplies + std::string("1 reply has no head that tells where it ends, and nothing followed within 50 ms.");
+  EXPECT_EQ(because(), told);
+  const Json found = report();
+  EXPECT_EQ(found.at("recommendations").at(0).at("because"),
+            told + " 1 of " + std::to_string(heads_of("replies") + 1) +
+                " requests got bytes in place of an answer: a call that meets this fails.");
+  EXPECT_THAT(found.at("recommendations").at(1).at("because").get<std::string>(),
+              EndsWith(": five times that, in whole seconds"));
+  EXPECT_EQ(found.at("questions").at(0).at("question"),
+            "What damages replies, or what else answers? 1 request got bytes without the head of a reply.");
+  EXPECT_EQ(found.at("questions").size(), 1U);
+  EXPECT_THAT(found.at("found").at(4).get<std::string>(), HasSubstr("; 1 reply has no head that tells where it ends;"));
+}
+
+TEST_F(SurveyStraysTest, ReplyThatTheEndOfItsConnectionCutsOff_IsToldAsThat) {
+  EXPECT_EQ(survey_with("close-after 13 on=read after=5").code, 0);
+  EXPECT_EQ(because(), kOtherReplies + std::string("1 reply was cut off by the end of the connection."));
+  EXPECT_THAT(report().at("recommendations").at(1).at("because").get<std::string>(),
+              EndsWith(": five times that, in whole seconds"));
+}
+
 TEST_F(SurveyStraysTest, RepliesThatOftenHaveAnotherNumber_AreAReasonAgainstTheGuardedBuild) {
   survey_with("wrong-sequence times=always every=3");
   EXPECT_EQ(report().at("guarded").at("usable"), "not usable");

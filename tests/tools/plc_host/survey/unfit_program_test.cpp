@@ -186,10 +186,10 @@ TEST_F(SurveyDirectoryTest, ProgramThatADirectoryDoesNotHoldWhereItCountsMore_Is
 // What comes behind its declared length is the driver's to read.
 TEST_F(SurveyDirectoryTest, TextThatMayGoOn_HasNoValueUntilItIsCompared) {
   write_file("machine.csv", "Text,STRING,,4,,,,0,1,0,0,,DM\nShort,STRING,,4,,,,1,1,0,0,,DM\n");
-  write_file("slow.toml", "[times]\nread_ms = 400\n");
+  write_file("slow.toml", "[times]\nread_ms = 1500\n");
   const auto simulator = start_simulator({"--profile", path("slow.toml")});
   simulator->type("set Text abcd\nset Short abc\n");
-  EXPECT_EQ(interrupted_at("4", {"--gentle", "--rate", "300"}), 130);
+  EXPECT_EQ(interrupted_at("4", {"--gentle", "--rate", "300", "--timeout", "9"}), 130);
   const Json findings = report().at("variables").at("findings");
   EXPECT_EQ(findings.at(0).at("value"), nullptr);
   EXPECT_EQ(findings.at(0).at("why"),

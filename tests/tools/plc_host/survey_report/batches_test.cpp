@@ -1,4 +1,4 @@
-// What a survey recommends where a batch gives other values than single reads.
+// What a survey recommends where a batch gives other values than single reads, and what it tells of limits not found.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -34,6 +34,22 @@ TEST(Recommend, ValuesThatBatchesGiveOtherwise_AreReadSingly) {
             "wrong. Singly they came alike each time");
 }
 
+TEST(Recommend, PollOfValuesThatBatchesGiveOtherwise_CountsARequestForEachName) {
+  SurveyRecord record;
+  record.is_whole = true;
+  record.heads.replies = record.heads.length.right = 100;
+  record.limits.step.state = Step::State::kDone;
+  record.times = {{"resolve", 1, {1}}, {"read", 1, {1}}};
+  record.variables.findings.resize(3);
+  for (VariableFinding& one : record.variables.findings) one.state = VariableFinding::State::kGood;
+  record.variables.findings.front().is_other_in_batch = true;
+  const std::vector<Recommendation> all = recommend(record);
+  const Recommendation* poll = recommended(all, "poll_ms");
+  ASSERT_NE(poll, nullptr);
+  EXPECT_NE(poll->because.find("3 variables, 3 names in 3 batches of up to 1 name"), std::string::npos)
+      << poll->because;
+}
+
 TEST(Recommend, ContractBuildIsNoWayOut_WhereBatchesGiveOtherValues) {
   SurveyRecord record;
   record.verdict.usable = Verdict::Usable::kNotUsable;
@@ -42,6 +58,22 @@ TEST(Recommend, ContractBuildIsNoWayOut_WhereBatchesGiveOtherValues) {
   record.variables.findings.front().is_other_in_batch = true;
   EXPECT_FALSE(takes_contract_build(record));
   EXPECT_EQ(recommended(recommend(record), "driver"), nullptr);
+}
+
+TEST(LeftOut, LimitsOfASurveyThatEnded_SayHowFarItCame) {
+  SurveyRecord record;
+  record.heads.replies = record.heads.length.right = 100;
+  record.limits.step = {Step::State::kPartly, "interrupted"};
+  record.limits.names_reach = {64, 32, 0, false};
+  const auto why = [&] { return left_out(record).at(0).because; };
+  EXPECT_EQ(why(),
+            "how many names and values a request may have was measured in part (names: answered up to 32; the survey "
+            "ended before an answer to 64, and more was not tried. values: not measured): interrupted");
+  record.limits.names_per_request = 40;
+  record.limits.values_reach = {40, 40, 0, true};
+  EXPECT_EQ(why(),
+            "how many names and values a request may have was measured in part (names: 40. values: no limit met, 40 "
+            "tried): interrupted");
 }
 
 }  // namespace

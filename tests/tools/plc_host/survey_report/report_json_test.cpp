@@ -59,7 +59,8 @@ TEST(SurveyJson, Times_AreThoseThatWereMeasured) {
                             {"largest", 4},
                             {"ms", {4.0, 1.0, 2.0, 3.0}},
                             {"silent", 0},
-                            {"lost", 0}}));
+                            {"lost", 0},
+                            {"damaged", 0}}));
   EXPECT_EQ(times[1]["p50"], nullptr);
   EXPECT_EQ(times[1]["measured"], 0);
 }

@@ -36,6 +36,10 @@ def expect(found, expected, what):
         raise SystemExit(f"{what}: {found!r}, expected {expected!r}")
 
 
+def every(browser, which, is_so):
+    return browser.evaluate(f"[...document.querySelectorAll('{which}')].every(one => {is_so})")
+
+
 def look_at(browser, source, name, pictures):
     for width, height in WINDOWS:
         for scheme in SCHEMES:
@@ -47,6 +51,10 @@ def look_at(browser, source, name, pictures):
                                       "one.clientWidth).map(one => one.getAttribute('aria-label'))")
             if width == WINDOWS[0][0]:
                 expect(hidden, [], f"{what}: tables that hide columns")
+                expect(every(browser, ".wide[style] td:empty", "one.offsetHeight === 0"), True,
+                       f"{what}: no head of an empty cell")
+            expect(every(browser, "svg.chart text", "one.getBoundingClientRect().right <= "
+                         "one.closest('svg').getBoundingClientRect().right + 0.5"), True, f"{what}: texts of charts")
             expect(browser.evaluate("window.wasRun ?? false"), False, f"{what}: a script from outside was run")
             if name != "large":
                 found = axe.findings(browser, source)
@@ -57,6 +65,11 @@ def look_at(browser, source, name, pictures):
                             "return style.color + ' on ' + style.backgroundColor; })()"), BLACK_ON_WHITE, "on paper")
     expect(browser.evaluate("[...document.querySelectorAll('details')].every(one => one.offsetHeight > "
                             "one.querySelector('summary').offsetHeight * 1.5)"), True, f"{name}: lists on paper")
+    expect(every(browser, "[aria-label=Writes] td:last-child", "one.offsetWidth >= 150"), True,
+           f"{name}: room for notes on paper")
+    # Else the head of the next part stays behind at the end of a page.
+    expect(every(browser, "h2 + p:last-child", "getComputedStyle(one).breakAfter === 'auto'"), True,
+           f"{name}: breaks between parts")
     printed = browser.call("Page.printToPDF", printBackground=False, preferCSSPageSize=True)["data"]
     (pictures / f"survey-{name}.pdf").write_bytes(base64.b64decode(printed))
 

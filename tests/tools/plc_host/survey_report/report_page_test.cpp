@@ -94,6 +94,55 @@ TEST(SurveyPage, WhatWasNotMeasured_SaysWhyAndHasNoFigure) {
   EXPECT_THAT(page, Not(HasSubstr("<svg class=\"chart\"")));
 }
 
+// What was asked for when the survey ended has no answer, and is no limit that was not met.
+TEST(SurveyPage, LimitsOfASurveyThatEnded_SayHowFarItCame) {
+  SurveyRecord record = survey_test::interrupted_record();
+  Limits& limits = record.limits;
+  limits.step.state = Step::State::kPartly;
+  limits.names_tried = limits.values_tried = 64;
+  const auto page_with = [&](Reach names, Reach values) {
+    limits.names_reach = names;
+    limits.values_reach = values;
+    return report_page(record);
+  };
+  EXPECT_THAT(
+      page_with({64, 32, 0, false}, {}),
+      HasSubstr("<dt>names in a request</dt><dd>answered up to 32; the survey ended before an answer to 64, and "
+                "more was not tried</dd></div><div><dt>values in a request</dt><dd>not measured</dd>"));
+  EXPECT_THAT(page_with({64, 64, 0, true}, {64, 32, 48, false}),
+              HasSubstr("<dd>no limit met, 64 tried</dd></div><div><dt>values in a request</dt><dd>answered up to 32; "
+                        "48 were not answered, and the survey ended before the limit was found</dd>"));
+  EXPECT_THAT(page_with({64, 32, 33, false}, {1, 0, 0, false}),
+              HasSubstr("<dd>answered up to 32; 33 were not answered</dd></div><div><dt>values in a request</dt>"
+                        "<dd>the survey ended before an answer to 1, and more was not tried</dd>"));
+}
+
+TEST(SurveyPage, VariablesThatNoBatchRead_AreCounted) {
+  SurveyRecord record = survey_test::interrupted_record();
+  record.variables.findings.resize(2);
+  for (VariableFinding& one : record.variables.findings) one.state = VariableFinding::State::kGood;
+  const std::string said = " of them were read in a batch too, as hosts read.";
+  EXPECT_EQ(times_in(report_page(record), "The survey ended before 2" + said), 2U);
+  for (VariableFinding& one : record.variables.findings) one.is_batched = true;
+  EXPECT_EQ(times_in(report_page(record), said), 0U);
+  record.variables.findings.front().is_batched = false;
+  EXPECT_EQ(times_in(report_page(record), "The survey ended before 1 of them was read in a batch too"), 2U);
+  record.variables.step.state = Step::State::kDone;
+  EXPECT_EQ(times_in(report_page(record), "in a batch too"), 0U);
+}
+
+TEST(SurveyPage, Neighbours_AreThoseThatWereComparedAndThoseThatWereNot) {
+  SurveyRecord record = survey_test::full_record();
+  EXPECT_THAT(report_page(record),
+              HasSubstr("<p>Neighbours that were compared behind a write: Limit, Motor.Speed.</p>"));
+  record.writes.neighbours.clear();
+  record.writes.neighbours_not_compared = {"Limit"};
+  const std::string page = report_page(record);
+  EXPECT_THAT(page, Not(HasSubstr("Neighbours that were compared")));
+  EXPECT_THAT(page, HasSubstr("<p class=\"why\">Neighbours that were read before a write, and not compared behind it: "
+                              "Limit.</p>"));
+}
+
 TEST(SurveyPage, NothingMeasured_IsNoZero) {
   const std::string page = report_page(survey_test::empty_record());
   EXPECT_THAT(page, HasSubstr("Its name could not be resolved: Name or service not known."));
@@ -142,7 +191,10 @@ TEST(SurveyPage, NoQuestionYet_SaysWhatIsMissing) {
   record.variables.findings[0].state = VariableFinding::State::kGood;
   const std::string untried = "<p class=\"why\">Nothing yet: not every variable was tried.</p>";
   EXPECT_THAT(report_page(record), HasSubstr(untried));
-  record.variables.findings[1].why = "the driver transfers no values of its type";
+  // The summary counts it as not tried too.
+  record.variables.findings[1].why = "what answers there does not speak this protocol";
+  EXPECT_THAT(report_page(record), HasSubstr(untried));
+  record.variables.findings[1].state = VariableFinding::State::kGood;
   EXPECT_THAT(report_page(record), HasSubstr("<p class=\"why\">Nothing yet: every variable was tried, and not every "
                                              "value was compared.</p>"));
   record.variables.findings.clear();
@@ -198,11 +250,16 @@ TEST(SurveyPage, VariablesOfTheDeclaredSize_AreNotCalledOfTheDeclaredType) {
   record.variables.step.state = Step::State::kDone;
   record.variables.findings.resize(1);
   record.variables.findings[0].state = VariableFinding::State::kGood;
+  EXPECT_THAT(report_page(record), HasSubstr("<p>Nothing that replies show so far: every variable has the size"));
+  record.is_whole = true;
   const std::string page = report_page(record);
   EXPECT_THAT(page, HasSubstr("<p>Every variable has the size that is declared.</p>"));
   EXPECT_THAT(page, HasSubstr("<p>Nothing that replies show: every variable has the size that is declared, and replies "
                               "are as expected. No reply tells types of one size apart: compare the declarations with "
                               "the program.</p>"));
+  record.variables.findings.resize(2);
+  EXPECT_THAT(report_page(record), HasSubstr("<p>Nothing that replies show: every variable that was tried has the size "
+                                             "that is declared, and replies are as expected. "));
 }
 
 TEST(SurveyPage, LongLists_SayHowMuchIsMissing) {

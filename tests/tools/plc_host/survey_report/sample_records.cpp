@@ -150,6 +150,8 @@ void fill_times(SurveyRecord& record) {
   record.limits.names_per_request = 50;
   record.limits.names_tried = 50;
   record.limits.values_tried = 50;
+  record.limits.names_reach = {64, 50, 51, true};
+  record.limits.values_reach = {50, 50, 0, true};
   record.limits.reaction = Reaction::kRefused;
   record.limits.beyond = "51 names were refused, status 0011";
   record.limits.beyond_status = 0x0011;
@@ -228,7 +230,7 @@ SurveyRecord interrupted_record() {
   record.verdict = {};
   record.verdict.rules = {{"length", true, 1284, 0, {}}, {"values end the reply", false, 0, 0, {}}};
   record.times_step = record.limits.step = record.endurance.step = stopped;
-  record.writes = {{Step::State::kNotDone, "--write names no variable"}, {}, {}, {}};
+  record.writes = {{Step::State::kNotDone, "--write names no variable"}, {}, {}, {}, {}};
   record.times = {{"connect", 1, record.link.connect_ms}, {"read", 1, {}}};
   record.splits.clear();
   record.limits = {};
