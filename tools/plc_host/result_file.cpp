@@ -5,7 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <climits>
 #include <cstring>
 #include <string_view>
 
@@ -19,6 +22,7 @@ namespace {
 
 // A line that fits is written at once: whatever ends the program, it is there or not.
 constexpr size_t kLongestLine = size_t{1} << 20U;
+constexpr std::chrono::milliseconds kPatienceAfterStop{2000};
 
 }  // namespace
 
@@ -61,22 +65,41 @@ ssize_t ResultFile::write_some(void* file, const char* data, size_t size) {
 
 bool ResultFile::write_all(const char* data, size_t size) {
   size_t done = 0;
+  bool is_full = false;
   while (error_ == 0 && done < size) {
-    const ssize_t written = write(descriptor_, data + done, size - done);
+    const size_t piece = await_room(size - done, is_full);
+    const ssize_t written = piece == 0 ? -1 : write(descriptor_, data + done, piece);
+    is_full = written < 0 && errno == EAGAIN;
     if (written > 0) {
       note_written(data + done, static_cast<size_t>(written));
       done += static_cast<size_t>(written);
-    } else if (written < 0 && errno == EAGAIN && !stop_requested()) {
-      struct pollfd room {
-        descriptor_, POLLOUT, 0
-      };
-      poll(&room, 1, -1);
-    } else if (written == 0 || errno != EINTR || stop_requested()) {
-      error_ = written == 0 ? EIO : errno;
+    } else if (piece == 0 || written == 0 || (errno != EINTR && !is_full)) {
+      error_ = piece == 0 ? EINTR : written == 0 ? EIO : errno;
     }
   }
   if (error_ != 0 && behind_line_end_ > 0) take_back_cut_line();
   return error_ == 0;
+}
+
+// How much of size is to be written now. A stop often meets a reader that is only slow: it gets the rest, but a write
+// waits no longer for one that takes nothing. 0 then.
+size_t ResultFile::await_room(size_t size, bool is_full) const {
+  struct pollfd room {
+    descriptor_, POLLOUT, 0
+  };
+  if (!stop_requested()) {
+    if (is_full) poll(&room, 1, -1);
+    return size;
+  }
+  const auto end = std::chrono::steady_clock::now() + kPatienceAfterStop;
+  for (;;) {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count();
+    const int ready = poll(&room, 1, static_cast<int>(std::max<decltype(left)>(left, 0)));
+    // Where there is room for anything, a pipe has room for this much.
+    if (ready > 0) return std::min<size_t>(size, PIPE_BUF);
+    if (ready == 0 || errno != EINTR) return 0;
+  }
 }
 
 void ResultFile::note_written(const char* data, size_t size) {

@@ -35,6 +35,7 @@ class ResultFile {
  private:
   static ssize_t write_some(void* file, const char* data, size_t size);
   bool write_all(const char* data, size_t size);
+  size_t await_room(size_t size, bool is_full) const;
   void note_written(const char* data, size_t size);
   void take_back_cut_line();
 

@@ -3,15 +3,20 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <fstream>
+#include <iterator>
 #include <string>
+#include <thread>
 
 #include "tests/support/temp_dir.h"
 #include "tools/plc_host/exit_codes.h"
+#include "tools/plc_host/stop_signal.h"
 
 namespace plc_host {
 namespace {
@@ -106,6 +111,58 @@ TEST(ResultFile, LongRow_IsWrittenAtOnce) {
   std::string received(200000, ' ');
   EXPECT_EQ(read(ends[0], received.data(), received.size()), static_cast<ssize_t>(row.size()));
   close(ends[0]);
+}
+
+// Fills a pipe, so that the next write waits before its first byte.
+std::string fill(int pipe_end) {
+  const std::string bytes(static_cast<size_t>(fcntl(pipe_end, F_GETPIPE_SZ)), 'f');
+  if (write(pipe_end, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) _exit(127);
+  return bytes;
+}
+
+bool sleeps(pid_t main_thread) {
+  std::ifstream file("/proc/self/task/" + std::to_string(main_thread) + "/stat");
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  return text.find(") S ") != std::string::npos;
+}
+
+// The code of a command that is stopped while it waits for the reader of its row, in a process of its own: a stop is
+// for all of it.
+[[noreturn]] void write_while_stopped(bool is_read_on) {
+  catch_stop_signals();
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) _exit(127);
+  const std::string row = std::string(10000, 'a') + "\n";
+  const std::string expected = fill(ends[1]) + row;
+  std::string received;
+  std::thread reader([&, writer = pthread_self()] {
+    // More than once: the first may meet a thread that waits for something else.
+    for (int i = 0; i < 20; ++i) {
+      while (!sleeps(getpid())) std::this_thread::yield();
+      pthread_kill(writer, SIGINT);
+    }
+    char piece[1000];
+    while (is_read_on && received.size() < expected.size()) {
+      const ssize_t got = read(ends[0], piece, sizeof piece);
+      if (got <= 0) _exit(127);
+      received.append(piece, static_cast<size_t>(got));
+    }
+  });
+  ResultFile file(ends[1]);
+  std::fputs(row.c_str(), file.stream());
+  const int code = file.finish(kCode);
+  if (code != kCode) _exit(code);
+  reader.join();
+  _exit(received == expected ? code : 127);
+}
+
+TEST(ResultFile, StopWhileTheReaderIsSlow_LosesNothing) {
+  EXPECT_EXIT(write_while_stopped(true), testing::ExitedWithCode(kCode), "");
+}
+
+TEST(ResultFile, StopWhileNobodyReads_EndsTheWait) {
+  EXPECT_EXIT(write_while_stopped(false), testing::ExitedWithCode(kExitOutput),
+              "^plc-host: standard output cannot be written: Interrupted system call; 0 bytes were written\n$");
 }
 
 TEST(ResultFile, ClosedDescriptor_IsNoFile) {
