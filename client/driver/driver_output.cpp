@@ -5,19 +5,31 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "client/client_error.h"
 
 namespace plc_client::core {
+
+namespace {
+
+constexpr char kMoreDescriptors[] =
+    ". Try: more descriptors or memory for the program, ulimit -n shows how many it may open";
+
+}  // namespace
 
 DriverOutput::DriverOutput() : original_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
   std::fflush(stdout);
   collected_ = memfd_create("driver_output", MFD_CLOEXEC);
   // A terminal, a pipe and a file alike would change how the driver's lines are buffered: all of them are collected
   // in the stream's buffer and fetched by take_lines.
-  if (collected_ < 0 || dup2(collected_, STDOUT_FILENO) < 0 || std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ) != 0) {
-    throw ClientError(ClientError::Kind::kOutput, "cannot move standard output");
+  const bool is_moved = original_ >= 0 && collected_ >= 0 && dup2(collected_, STDOUT_FILENO) >= 0;
+  if (!is_moved || std::setvbuf(stdout, nullptr, _IOFBF, BUFSIZ) != 0) {
+    const std::string reason = std::strerror(errno);
+    throw ClientError(ClientError::Kind::kOutput,
+                      "cannot collect what the driver prints: " + reason + kMoreDescriptors);
   }
 }
 

@@ -30,6 +30,8 @@ std::string absolute_path(const std::string& path) {
   return absolute;
 }
 
+constexpr char kAnotherFolder[] = ". Try: TMPDIR=FOLDER, one that this user may write to";
+
 // For mkdtemp, which puts other signs in the place of the X.
 std::string folder_pattern(const std::string& owner) {
   const char* parent = std::getenv("TMPDIR");
@@ -49,14 +51,15 @@ WorkFolder::WorkFolder(const std::string& tag_file, const std::string& link_name
   if (mkdtemp(folder_.data()) == nullptr) {
     const int error = errno;
     if (previous_ >= 0) close(previous_);
-    throw ClientError(ClientError::Kind::kTagFile,
-                      "cannot make a folder like " + folder_pattern(owner) + ": " + std::strerror(error));
+    throw ClientError(ClientError::Kind::kOutput, "cannot make a folder like " + folder_pattern(owner) + ": " +
+                                                      std::strerror(error) + kAnotherFolder);
   }
   link_.replace(0, folder_.size(), folder_);
   if (symlink(target.c_str(), link_.c_str()) != 0 || chdir(folder_.c_str()) != 0) {
     const int error = errno;
     remove();
-    throw ClientError(ClientError::Kind::kTagFile, "cannot use the folder " + folder_ + ": " + std::strerror(error));
+    throw ClientError(ClientError::Kind::kOutput,
+                      "cannot use the folder " + folder_ + ": " + std::strerror(error) + kAnotherFolder);
   }
 }
 

@@ -42,7 +42,9 @@ std::string find_simulator(const std::string& program) {
 
 // A pipe of which the child gets one end by name and neither end by accident.
 void make_pipe(int (&ends)[2]) {
-  if (pipe2(ends, O_CLOEXEC) != 0) throw HostError(kExitSimulator, "cannot make a pipe");
+  if (pipe2(ends, O_CLOEXEC) == 0) return;
+  throw HostError(kExitSimulator, std::string("cannot make a pipe for plc-sim: ") + std::strerror(errno) +
+                                      ". Try: more descriptors for the program, ulimit -n shows how many it may open");
 }
 
 // A group of its own keeps Ctrl-C away from the simulator: it ends with its standard input.

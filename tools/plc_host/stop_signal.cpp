@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <ctime>
+#include <string>
 
 #include "tools/plc_host/exit_codes.h"
 
@@ -30,14 +32,17 @@ void note_stop(int) {
   errno = saved;
 }
 
-}  // namespace
+constexpr char kInterrupted[] = "plc-host: interrupted\n";
 
-void catch_stop_signals() {
-  if (wake_pipe[0] < 0 && pipe2(wake_pipe, O_CLOEXEC | O_NONBLOCK) != 0) {
-    throw HostError(kExitUsage, "cannot make a pipe");
-  }
+void end_program(int) {
+  const ssize_t written = write(STDERR_FILENO, kInterrupted, sizeof kInterrupted - 1);
+  static_cast<void>(written);
+  _exit(kExitInterrupted);
+}
+
+void handle_stop_signals(void (*handler)(int)) {
   struct sigaction action {};
-  action.sa_handler = note_stop;
+  action.sa_handler = handler;
   sigemptyset(&action.sa_mask);
   for (const int number : {SIGINT, SIGTERM}) sigaction(number, &action, nullptr);
   // nohup starts a program with this signal ignored, so that it outlives its terminal.
@@ -45,6 +50,25 @@ void catch_stop_signals() {
   sigaction(SIGHUP, nullptr, &inherited);
   if (inherited.sa_handler != SIG_IGN) sigaction(SIGHUP, &action, nullptr);
 }
+
+}  // namespace
+
+void catch_stop_signals() {
+  if (wake_pipe[0] < 0 && pipe2(wake_pipe, O_CLOEXEC | O_NONBLOCK) != 0) {
+    throw HostError(kExitUsage, std::string("cannot make a pipe: ") + std::strerror(errno) +
+                                    ". Try: more descriptors for the program, ulimit -n shows how many it may open");
+  }
+  handle_stop_signals(note_stop);
+}
+
+EndsAtStop::EndsAtStop() {
+  handle_stop_signals(end_program);
+  if (!stop_requested()) return;
+  handle_stop_signals(note_stop);
+  throw HostError(kExitInterrupted, "interrupted");
+}
+
+EndsAtStop::~EndsAtStop() { handle_stop_signals(note_stop); }
 
 void request_stop() {
   note_stop(0);

@@ -11,6 +11,16 @@ void catch_stop_signals();
 
 bool stop_requested();
 
+// While it lives a stop signal ends the program with kExitInterrupted and a message: for work that takes long, asks
+// nobody and writes nothing. Throws HostError where the signal came before. For a program that catches them already.
+class EndsAtStop {
+ public:
+  EndsAtStop();
+  ~EndsAtStop();
+  EndsAtStop(const EndsAtStop&) = delete;
+  EndsAtStop& operator=(const EndsAtStop&) = delete;
+};
+
 // The same as a signal that stops the program; from any thread.
 void request_stop();
 

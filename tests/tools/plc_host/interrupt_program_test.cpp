@@ -1,4 +1,6 @@
-// Tests of commands that Ctrl-C ends while the driver waits for the controller.
+// Tests of commands that Ctrl-C ends: while the driver waits for the controller, and in long work on files.
+#include <filesystem>
+
 #include "tests/tools/plc_host/program_fixture.h"
 #include "tests/tools/plc_host/terminal.h"
 
@@ -185,6 +187,41 @@ TEST_F(WaitingScreenTest, ValuesBetweenRounds_GrowOlder) {
   EXPECT_TRUE(terminal.shows("; Ctrl-C ends")) << terminal.shown();
   terminal.press("q");
   EXPECT_EQ(terminal.wait(), 0);
+}
+
+// Signals it once it has a handler for the signal.
+int stopped(Child& command) {
+  const std::string status = "/proc/" + std::to_string(command.pid()) + "/status";
+  for (const Clock::time_point end = Clock::now() + kPatience; Clock::now() < end; poll(nullptr, 0, 1)) {
+    const std::string text = file_text(status);
+    const size_t at = text.find("SigCgt:");
+    if (at == std::string::npos) continue;
+    if ((std::stoull(text.substr(at + 7, 18), nullptr, 16) & (uint64_t{1} << (SIGINT - 1U))) != 0) break;
+  }
+  command.signal(SIGINT);
+  return command.wait();
+}
+
+TEST_F(InterruptTest, WorkOnAHugeFile_EndsAndWritesNothing) {
+  std::string tags;
+  std::string names;
+  for (int i = 0; i < 60000; ++i) {
+    tags += "Motor" + std::to_string(i) + ";INT;;;;;;" + std::to_string(i) + ";1;0;0;\n";
+    names += "Motor" + std::to_string(i) + ",INT\n";
+  }
+  write_file("many.csv", tags);
+  write_file("names.csv", names);
+  const std::vector<std::vector<std::string>> commands = {
+      {"check", path("many.csv"), "--fix", path("copy.csv")},
+      {"tags", "--new", "--from", path("names.csv"), "--output", path("copy.csv")},
+  };
+  for (const std::vector<std::string>& words : commands) {
+    Child command(host_words(words), path("out"), path("err"));
+    EXPECT_EQ(stopped(command), 130) << words[0];
+    EXPECT_EQ(file_text(path("err")), "plc-host: interrupted\n") << words[0];
+    EXPECT_EQ(file_text(path("out")), "") << words[0];
+    EXPECT_FALSE(std::filesystem::exists(path("copy.csv"))) << words[0];
+  }
 }
 
 }  // namespace

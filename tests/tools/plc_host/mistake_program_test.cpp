@@ -437,4 +437,17 @@ TEST_F(MistakeTest, WhyWithWordsThatDoNotFit_IsRefused) {
   }
 }
 
+TEST_F(MistakeTest, FolderForTemporaryFilesThatIsNotThere_IsNoFaultOfTheTagFile) {
+  setenv("TMPDIR", path("nowhere").c_str(), 1);
+  for (const char* command : {"read", "why"}) {
+    const Outcome outcome = run({command, "Speed", "--address", "127.0.0.1:" + port_, "--tags", path("machine.csv")});
+    EXPECT_EQ(outcome.code, 2) << command;
+    EXPECT_EQ(outcome.out, "") << command;
+    EXPECT_EQ(outcome.err, "plc-host: cannot make a folder like " + path("nowhere") +
+                               "/plc-host.XXXXXX: No such file or directory. Try: TMPDIR=FOLDER, one that this user "
+                               "may write to\n")
+        << command;
+  }
+}
+
 }  // namespace

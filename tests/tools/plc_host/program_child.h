@@ -80,6 +80,7 @@ class Child {
     if (input_ >= 0) close(input_);
     input_ = -1;
   }
+  pid_t pid() const { return pid_; }
   void signal(int number) { kill(pid_, number); }
   // On its standard input.
   void type(const std::string& text) {

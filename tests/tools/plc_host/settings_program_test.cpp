@@ -292,6 +292,13 @@ TEST_F(SettingsTest, FileOfSomebodyElse_IsNotUsed) {
   if (geteuid() == 0) {
     ASSERT_EQ(chown(path("plc-host.toml").c_str(), 12345, 12345), 0);
     EXPECT_EQ(type("info").err, "plc-host: plc-host.toml is not used: it belongs to another user\n");
+    // A file of one's own, chosen by somebody else.
+    ASSERT_EQ(chown(path("plc-host.toml").c_str(), geteuid(), getegid()), 0);
+    ASSERT_EQ(rename(path("plc-host.toml").c_str(), path("own.toml").c_str()), 0);
+    ASSERT_EQ(symlink("own.toml", path("plc-host.toml").c_str()), 0);
+    EXPECT_THAT(type("info").err, Not(HasSubstr("is not used")));
+    ASSERT_EQ(lchown(path("plc-host.toml").c_str(), 12345, 12345), 0);
+    EXPECT_EQ(type("info").err, "plc-host: plc-host.toml is not used: it is a link of another user's\n");
   }
 }
 

@@ -17,6 +17,7 @@
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/host.h"
 #include "tools/plc_host/messages.h"
+#include "tools/plc_host/stop_signal.h"
 #include "tools/plc_host/target/controller_address.h"
 #include "tools/plc_host/written_file.h"
 
@@ -47,6 +48,7 @@ tag_check::CheckOptions check_options(const HostOptions& options, int* code) {
 
 FileReport check_file(const std::string& path, const std::string& text, const tag_check::CheckOptions& rules,
                       CommandOutput& output) {
+  const EndsAtStop interruptible;
   FileReport report;
   report.file = path;
   report.findings = tag_check::check_text(path, text, rules);
@@ -63,6 +65,12 @@ size_t count_errors(const FileReport& report) {
   return errors == 0 && !report.understanding.loads ? 1 : static_cast<size_t>(errors);
 }
 
+std::string corrected_text(const std::string& path, const std::string& text, const tag_check::CheckOptions& rules,
+                           size_t* made) {
+  const EndsAtStop interruptible;
+  return tag_check::corrected_text(path, text, rules, made);
+}
+
 // Writes the corrected copy, and says what was done and what is left. True when nothing is left that is an error.
 bool fix_file(const FileReport& report, const std::string& text, const HostOptions& options,
               const tag_check::CheckOptions& rules, CommandOutput& output) {
@@ -72,7 +80,7 @@ bool fix_file(const FileReport& report, const std::string& text, const HostOptio
     return false;
   }
   size_t made = 0;
-  const std::string fixed = tag_check::corrected_text(report.file, text, rules, &made);
+  const std::string fixed = corrected_text(report.file, text, rules, &made);
   const auto old_file = options.overwrites ? plc_base::OldFile::kReplaced : plc_base::OldFile::kKept;
   const std::string problem = plc_base::write_whole_file(
       options.fixed_file, fixed, with_settings_files(options.checked_files, options.settings), old_file);
@@ -122,6 +130,7 @@ std::optional<std::string> text_or_told(const std::string& path, int* code) {
 // The report of a file that could be read; the code becomes that of its errors unless a file before it has one.
 FileReport report_of(const std::string& path, const std::string& text, const HostOptions& options,
                      const tag_check::CheckOptions& rules, CommandOutput& output, int* code) {
+  output.result_file().flush();  // of the files before: the check of this one may be interrupted
   FileReport report = check_file(path, text, rules, output);
   const bool is_good =
       options.fixed_file.empty() ? count_errors(report) == 0 : fix_file(report, text, options, rules, output);

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <set>
 #include <string_view>
 
@@ -24,6 +25,7 @@
 #include "tools/plc_host/exit_codes.h"
 #include "tools/plc_host/messages.h"
 #include "tools/plc_host/shell_word.h"
+#include "tools/plc_host/stop_signal.h"
 #include "tools/plc_host/written_file.h"
 #include "tools/usage/usage.h"
 
@@ -222,6 +224,7 @@ void check_tags(const HostOptions& options) {
 }
 
 int run_new_tags(const HostOptions& options, CommandOutput& output) {
+  auto interruptible = std::make_unique<EndsAtStop>();
   const NewTagOptions& wanted = options.new_tags;
   tag_check::NewTagList list;
   if (wanted.list.empty()) {
@@ -232,6 +235,7 @@ int run_new_tags(const HostOptions& options, CommandOutput& output) {
   const std::string before = wanted.after.empty() ? std::string() : tag_file_text(wanted.after);
   const NewTagPlace place = {before, wanted.after, wanted.after.empty() ? wanted.id : records_of(wanted.after, before)};
   const NewTagLines made = tag_check::make_tag_lines(list.tags, place);
+  interruptible.reset();
   if (!tell(in_order(list.findings, made.findings), wanted.list)) {
     if (wanted.list.empty()) return kExitUsage;
     show_message(wanted.list + ": nothing was written");

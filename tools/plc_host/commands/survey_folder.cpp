@@ -85,16 +85,24 @@ void SurveyFolder::look_at_files(const SurveyOptions& options) {
   std::error_code error;
   std::filesystem::directory_iterator files(path_, error);
   if (error) refuse_folder(options.folder, error.message());
+  std::vector<std::string> former;
   for (const std::filesystem::directory_entry& entry : files) {
     const std::string name = entry.path().filename();
     if (!is_survey_file(name)) {
       refuse_folder(options.folder, "it holds " + name + ", which is no survey's: name another folder");
     }
-    if (!options.replaces) {
-      refuse_folder(options.folder, "it holds a survey: name another folder, or --replace");
-    }
-    has_former_ = true;
+    former.push_back(name);
   }
+  if (!former.empty() && !options.replaces) {
+    refuse_folder(options.folder, "it holds a survey: name another folder, or --replace");
+  }
+  for (const std::string& name : former) {
+    const std::string problem = plc_base::why_not_written(path_ + "/" + name, {});
+    if (!problem.empty()) {
+      refuse_folder(options.folder, name + " cannot be replaced: " + problem + ". Name another folder");
+    }
+  }
+  has_former_ = !former.empty();
 }
 
 std::string SurveyFolder::capture_path() const { return path_ + "/" + kCaptureFile + (has_former_ ? kNew : ""); }

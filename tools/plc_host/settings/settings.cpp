@@ -71,11 +71,15 @@ std::string setting_called(const std::string& elsewhere) {
   return name != elsewhere && rule_of(name) != nullptr ? name : "";
 }
 
+bool is_foreign(const struct stat& status) { return status.st_uid != geteuid() && status.st_uid != 0; }
+
 // A file says what to do where the user has gone, and anybody may have put it there.
 std::string distrust(const std::string& path) {
   struct stat status {};
+  if (lstat(path.c_str(), &status) != 0) return {};
+  if (S_ISLNK(status.st_mode) && is_foreign(status)) return "it is a link of another user's";
   if (stat(path.c_str(), &status) != 0) return {};
-  if (status.st_uid != geteuid() && status.st_uid != 0) return "it belongs to another user";
+  if (is_foreign(status)) return "it belongs to another user";
   return (status.st_mode & S_IWOTH) != 0 ? "everybody on this machine may write it" : "";
 }
 

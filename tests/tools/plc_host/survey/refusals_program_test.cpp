@@ -1,5 +1,7 @@
 // What plc-host survey says of variables that the driver cannot be asked for, of refusals that come and go, and of
 // replies that lack something without refusing it.
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <filesystem>
 
@@ -347,14 +349,37 @@ TEST_F(SurveyRefusalsTest, FullDisk_LeavesTheFormerSurveyWhole) {
   EXPECT_EQ(full.code, 8);
   EXPECT_EQ(full.err, "plc-host: cannot write into " + path("found") + ": survey.pcapng: File too large" + kept);
   EXPECT_EQ(files_in(path("found")), before);
-  // One file that cannot take its place keeps the others from theirs.
+  // One file that cannot take its place any more keeps the others from theirs.
+  all.erase(std::find(all.begin(), all.end(), "-q"));
+  Child survey(host_words(all), path("out"), path("err"));
+  EXPECT_TRUE(survey.wait_for("survey: step "));
   std::filesystem::rename(path("found/report.html"), path("elsewhere"));
   std::filesystem::create_symlink(path("elsewhere"), path("found/report.html"));
-  const Outcome link = run(all);
-  EXPECT_EQ(link.code, 8);
-  EXPECT_EQ(link.err, "plc-host: cannot write into " + path("found") + ": report.html: it is a symbolic link" + kept);
+  EXPECT_EQ(survey.wait(), 8);
+  EXPECT_THAT(file_text(path("err")),
+              EndsWith("plc-host: cannot write into " + path("found") + ": report.html: it is a symbolic link" + kept));
   EXPECT_EQ(files_in(path("found")), before);
   end(*simulator);
+}
+
+TEST_F(SurveyRefusalsTest, FormerFileThatCannotBeReplaced_IsToldBeforeAnythingIsAsked) {
+  namespace fs = std::filesystem;
+  const std::vector<std::string> all = words({"--gentle", "--rate", "1000", "-q", "--replace"});
+  fs::create_directory(path("found"));
+  const auto said = [this](const std::string& problem) {
+    return "plc-host: --output " + path("found") + ": " + problem + ". Name another folder\n";
+  };
+  fs::create_directory(path("found/survey.pcapng"));
+  EXPECT_EQ(run(all).err, said("survey.pcapng cannot be replaced: it is a folder"));
+  fs::remove(path("found/survey.pcapng"));
+  fs::create_symlink(path("elsewhere"), path("found/report.json"));
+  EXPECT_EQ(run(all).err, said("report.json cannot be replaced: it is a symbolic link"));
+  fs::remove(path("found/report.json"));
+  ASSERT_EQ(mkfifo(path("found/profile.toml.new").c_str(), 0600), 0);
+  const Outcome pipe = run(all);
+  EXPECT_EQ(pipe.code, 8);
+  EXPECT_EQ(pipe.err, said("profile.toml.new cannot be replaced: it is not a regular file"));
+  EXPECT_FALSE(fs::exists(path("elsewhere")));
 }
 
 TEST_F(SurveyRefusalsTest, CaptureThatIsCut_IsToldByTheReport) {
