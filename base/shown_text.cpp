@@ -145,6 +145,7 @@ std::string without_formulas(std::string_view text) {
 }  // namespace
 
 bool is_hidden(char32_t value) {
+  if (value >= ' ' && value <= '~') return false;  // nearly all that is asked for
   const auto* const behind = std::upper_bound(std::begin(kHidden), std::end(kHidden), value,
                                               [](char32_t wanted, const Range& range) { return wanted < range.first; });
   return (behind != std::begin(kHidden) && value <= std::prev(behind)->last) || is_no_character(value);

@@ -1,5 +1,6 @@
 // plc-host why: a name or a number, a tag file, and the traffic of a capture or of the driver's own read; the report
 // comes out, for people and for programs.
+#include <algorithm>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -221,6 +222,10 @@ void judge_text(const WhyReport& report) {
   demand(report.value.empty() || !report.has_fault() || is_doubted, "a value behind a fault is not to be trusted");
 }
 
+bool has_null(const nlohmann::json& value) {
+  return value.is_null() || (value.is_array() && std::any_of(value.begin(), value.end(), has_null));
+}
+
 void judge_json(const WhyReport& report) {
   const std::string text = written(plc_host::write_why_json, report);
   demand(fuzz::is_shown(text) && count_of(text, "\n") == 1, "the JSON is a line of shown text");
@@ -228,7 +233,10 @@ void judge_json(const WhyReport& report) {
   demand(!json.is_discarded(), "the JSON is JSON");
   demand(json["wrong"].size() + json["worth_knowing"].size() == report.findings.size(), "each finding is in one list");
   demand(json["wrong"].empty() == !report.has_fault(), "faults are what went wrong");
-  demand(json["value"].is_null() == (report.value.empty() && !report.by_type), "a value is one that was read");
+  const bool is_read = !report.value.empty() || report.by_type;
+  const bool is_unsaid = json.contains("value_reason");
+  demand(is_read || json["value"].is_null(), "a value is one that was read");
+  demand(is_unsaid == (is_read && has_null(json["value"])), "what JSON cannot say has a reason, and nothing else has");
   demand(json["exchanges"].size() == report.road.size(), "the road is told");
 }
 
