@@ -80,9 +80,10 @@ class ProgramTest : public testing::Test {
   // As it is called, with the library of the test unless that is given.
   std::vector<std::string> host_words(std::vector<std::string> words) const {
     const bool is_why = !words.empty() && words.front() == "why";
-    const bool has_relay = is_why || std::find(words.begin(), words.end(), "-vv") != words.end();
+    const auto has = [&words](const char* word) { return std::find(words.begin(), words.end(), word) != words.end(); };
+    const bool has_relay = is_why || has("-vv") || has("--live");
     words.insert(words.begin(), has_relay ? PLC_HOST_GIVEN_REACH : PLC_HOST_PROGRAM);
-    const bool has_driver = std::find(words.begin(), words.end(), "--driver") != words.end();
+    const bool has_driver = has("--driver");
     if (words.size() > 1 && words[1][0] != '-' && !has_driver) words.insert(words.begin() + 2, {"--driver", library_});
     return words;
   }
