@@ -64,41 +64,50 @@ ssize_t ResultFile::write_some(void* file, const char* data, size_t size) {
 }
 
 bool ResultFile::write_all(const char* data, size_t size) {
-  size_t done = 0;
-  bool is_full = false;
-  while (error_ == 0 && done < size) {
-    const size_t piece = await_room(size - done, is_full);
-    const ssize_t written = piece == 0 ? -1 : write(descriptor_, data + done, piece);
-    is_full = written < 0 && errno == EAGAIN;
-    if (written > 0) {
-      note_written(data + done, static_cast<size_t>(written));
-      done += static_cast<size_t>(written);
-    } else if (piece == 0 || written == 0 || (errno != EINTR && !is_full)) {
-      error_ = piece == 0 ? EINTR : written == 0 ? EIO : errno;
-    }
-  }
+  for (size_t done = 0; error_ == 0 && done < size;) done += write_piece(data + done, size - done);
   if (error_ != 0 && behind_line_end_ > 0) take_back_cut_line();
   return error_ == 0;
 }
 
-// How much of size is to be written now. A stop often meets a reader that is only slow: it gets the rest, but a write
-// waits no longer for one that takes nothing. 0 then.
-size_t ResultFile::await_room(size_t size, bool is_full) const {
-  struct pollfd room {
+// How many of the bytes were written: none also behind a signal or a wait, which is no error.
+size_t ResultFile::write_piece(const char* data, size_t size) {
+  const size_t room = stop_requested() ? room_after_stop(size) : size;
+  if (room == 0) {
+    error_ = EINTR;
+    return 0;
+  }
+  const ssize_t written = write(descriptor_, data, room);
+  if (written > 0) {
+    note_written(data, static_cast<size_t>(written));
+    return static_cast<size_t>(written);
+  }
+  if (written == 0) {
+    error_ = EIO;
+  } else if (errno == EAGAIN) {
+    struct pollfd ready {
+      descriptor_, POLLOUT, 0
+    };
+    if (!stop_requested()) poll(&ready, 1, -1);
+  } else if (errno != EINTR) {
+    error_ = errno;
+  }
+  return 0;
+}
+
+// How much of size is to be written. A stop often meets a reader that is only slow: it gets the rest, but a write waits
+// no longer for one that takes nothing. 0 then.
+size_t ResultFile::room_after_stop(size_t size) const {
+  struct pollfd ready {
     descriptor_, POLLOUT, 0
   };
-  if (!stop_requested()) {
-    if (is_full) poll(&room, 1, -1);
-    return size;
-  }
   const auto end = std::chrono::steady_clock::now() + kPatienceAfterStop;
   for (;;) {
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count();
-    const int ready = poll(&room, 1, static_cast<int>(std::max<decltype(left)>(left, 0)));
+    const int count = poll(&ready, 1, static_cast<int>(std::max<decltype(left)>(left, 0)));
     // Where there is room for anything, a pipe has room for this much.
-    if (ready > 0) return std::min<size_t>(size, PIPE_BUF);
-    if (ready == 0 || errno != EINTR) return 0;
+    if (count > 0) return std::min<size_t>(size, PIPE_BUF);
+    if (count == 0 || errno != EINTR) return 0;
   }
 }
 

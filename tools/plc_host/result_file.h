@@ -35,7 +35,8 @@ class ResultFile {
  private:
   static ssize_t write_some(void* file, const char* data, size_t size);
   bool write_all(const char* data, size_t size);
-  size_t await_room(size_t size, bool is_full) const;
+  size_t write_piece(const char* data, size_t size);
+  size_t room_after_stop(size_t size) const;
   void note_written(const char* data, size_t size);
   void take_back_cut_line();
 

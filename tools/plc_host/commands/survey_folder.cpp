@@ -97,9 +97,11 @@ void SurveyFolder::look_at_files(const SurveyOptions& options) {
     refuse_folder(options.folder, "it holds a survey: name another folder, or --replace");
   }
   for (const std::string& name : former) {
-    const std::string problem = plc_base::why_not_written(path_ + "/" + name, {});
+    const std::string problem = plc_base::why_not_written(std::string(path_).append("/").append(name), {});
     if (!problem.empty()) {
-      refuse_folder(options.folder, name + " cannot be replaced: " + problem + ". Name another folder");
+      std::string reason = name;
+      refuse_folder(options.folder,
+                    reason.append(" cannot be replaced: ").append(problem).append(". Name another folder"));
     }
   }
   has_former_ = !former.empty();
