@@ -163,7 +163,7 @@ class ProfileParser {
     const std::optional<double> number = node.is_number() ? node.value<double>() : std::nullopt;
     const bool is_within = number && *number >= row.low && *number <= row.high;  // not a number is in no range
     if (!is_within) return wrong(called(row), node, "a number of milliseconds " + range_of(row));
-    slot = *number;
+    slot = *number == 0 ? 0 : *number;  // a zero with a minus would be written as an integer, and lose it
   }
 
   void take_value(const KeyRow& row, const toml::node& node, Profile::Guarded Profile::*slot) {

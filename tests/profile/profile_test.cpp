@@ -207,6 +207,13 @@ TEST(WriteProfile, EveryKey_ReadsBackAsItWas) {
   EXPECT_EQ(again.profile.status_done, 0xFFFF);
 }
 
+TEST(WriteProfile, ZeroWithAMinus_IsZero) {
+  const Profile profile = parse_profile("[times]\ndirectory_ms = -0.0\n", "p.toml").profile;
+  const std::string written = profile_text(profile);
+  EXPECT_THAT(written, HasSubstr("\ndirectory_ms = 0  #"));
+  EXPECT_EQ(profile_text(parse_profile(written, "p.toml").profile), written);
+}
+
 TEST(WriteProfile, Lines_SayWhatTheyMeanAndWhatIsNotKnown) {
   Profile profile;
   profile.most_connections = 4;
