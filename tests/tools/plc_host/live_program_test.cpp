@@ -248,6 +248,15 @@ TEST_F(LiveTest, FileOfAnotherArea_IsSaid) {
   EXPECT_EQ(check({}, "PLC7F000001_0.csv").err, "");
 }
 
+// Nobody listens: an end with 0 would be a success that nobody saw.
+TEST_F(LiveTest, FileOfNamesThatCannotBeAskedFor_IsNoSuccess) {
+  write_file("panel.csv", "A,INT,[0..2147483647],,,,,0,1,0,0,\n");
+  const Outcome outcome = check({});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(outcome.err, "plc-host: 127.0.0.1:" + port_ + ": not asked: the driver can ask for none of the names\n");
+  EXPECT_THAT(outcome.out, HasSubstr(" has given 0 values, refused 0; 1 cannot be asked for\n"));
+}
+
 TEST_F(LiveTest, NothingIsWritten) {
   write_file("panel.csv", kLiveFile);
   auto simulator = start_simulator({"--sentinel"});

@@ -19,7 +19,8 @@ namespace {
 
 constexpr Ms kQuietMs = 60000;
 constexpr unsigned kMostInAMinute = 3;
-constexpr size_t kMostKinds = 256;  // what comes from outside must not fill the memory
+constexpr size_t kMostKinds = 256;     // what comes from outside must not fill the memory
+constexpr char kMixed[] = " others=";  // lines of several kinds, so that none of them speaks for all
 constexpr size_t kMostTextBytes = 1000;
 constexpr size_t kMostKindBytes = 400;
 
@@ -103,7 +104,7 @@ void Log::put(LogLevel level, const std::string& line) {
 }
 
 void Log::put_held_back(Kind& kind) {
-  put(kind.level, kind.line + " repeated=" + std::to_string(kind.held_back) + " last=" + utc_text(kind.wall_ms));
+  put(kind.level, kind.line + kind.counted + std::to_string(kind.held_back) + " last=" + utc_text(kind.wall_ms));
   kind.held_back = 0;
   kind.line.clear();
 }
@@ -119,10 +120,14 @@ std::vector<Log::Kind*> Log::held_back_about(const std::string& subject) {
 
 void Log::write(LogLevel level, std::string_view event, const LogFields& fields, Ms now_ms) {
   std::string line = std::string("level=") + level_word(level) + " event=" + std::string(event);
+  const std::string head = line;
   for (const auto& [key, value] : fields) line += " " + std::string(key) + "=" + log_value(value);
   std::string name = kind_of(line);
-  if (kinds_.size() >= kMostKinds && kinds_.count(name) == 0) name = event;
+  // Those beyond the bound share a place with others of their level alone: what was done is not lost among refusals.
+  const bool is_mixed = kinds_.size() >= kMostKinds && kinds_.count(name) == 0;
+  if (is_mixed) name = head + kMixed;
   Kind& kind = kinds_[name];
+  kind.counted = is_mixed ? kMixed : " repeated=";
   if (kind.written == 0 || now_ms - kind.since_ms >= kQuietMs) {
     kind.since_ms = now_ms;
     kind.written = 0;
@@ -132,7 +137,7 @@ void Log::write(LogLevel level, std::string_view event, const LogFields& fields,
   if (kind.written < kMostInAMinute) {
     ++kind.written;
     if (const uint64_t earlier = std::exchange(kind.held_back, 0); earlier > 0) {
-      line += " repeated=" + std::to_string(earlier);
+      line += kind.counted + std::to_string(earlier);
     }
     if (!kind.subject.empty()) {
       for (Kind* held : held_back_about(kind.subject)) put_held_back(*held);
@@ -141,7 +146,7 @@ void Log::write(LogLevel level, std::string_view event, const LogFields& fields,
     return;
   }
   ++kind.held_back;
-  kind.line = std::move(line);
+  kind.line = is_mixed ? head : std::move(line);
   kind.number = ++number_;
   kind.wall_ms = wall_clock_();
 }

@@ -41,6 +41,7 @@ class Log {
     unsigned written = 0;  // in it
     uint64_t held_back = 0;
     std::string line;     // the last one that was held back
+    std::string counted;  // stands before how many were
     std::string subject;  // what it says the state of; may be empty
     uint64_t number = 0;  // in the order of all lines
     Ms wall_ms = 0;       // when it happened

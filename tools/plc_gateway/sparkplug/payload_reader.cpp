@@ -20,6 +20,8 @@ constexpr size_t kMostAnsweredNameBytes = 1000;  // a refused name goes out agai
 constexpr size_t kMostStateBytes = 4096;
 constexpr uint32_t kTimeTag = schema::Payload::kTimestampFieldNumber << 3 | WireFormatLite::WIRETYPE_VARINT;
 constexpr uint32_t kMetricTag = schema::Payload::kMetricsFieldNumber << 3 | WireFormatLite::WIRETYPE_LENGTH_DELIMITED;
+constexpr uint32_t kDataTypeTag = schema::Metric::kDatatypeFieldNumber << 3 | WireFormatLite::WIRETYPE_VARINT;
+constexpr uint32_t kIntTag = schema::Metric::kIntValueFieldNumber << 3 | WireFormatLite::WIRETYPE_VARINT;
 
 // A time that no clock shows stays beyond all clocks.
 Ms time_of(uint64_t stamp) {
@@ -64,6 +66,20 @@ void take_value(const schema::Metric& from, CommandMetric& metric) {
   }
 }
 
+// Whether each number is within its field: a parser keeps of a longer one the part that fits.
+bool fits_fields(std::string_view metric) {
+  CodedInputStream in(reinterpret_cast<const uint8_t*>(metric.data()), static_cast<int>(metric.size()));
+  while (const uint32_t tag = in.ReadTag()) {
+    if (tag == kDataTypeTag || tag == kIntTag) {
+      uint64_t number = 0;
+      if (!in.ReadVarint64(&number) || number > std::numeric_limits<uint32_t>::max()) return false;
+    } else if (!WireFormatLite::SkipField(&in, tag)) {
+      return false;
+    }
+  }
+  return true;
+}
+
 CommandMetric metric_of(const schema::Metric& from) {
   CommandMetric metric;
   metric.name = from.name();
@@ -85,6 +101,7 @@ bool take_metric(std::string_view payload, CodedInputStream& in, schema::Metric&
   if (!scratch.ParseFromArray(payload.data() + at, static_cast<int>(length))) return false;
   if (scratch.name().size() > kMostAnsweredNameBytes || !plc_base::is_utf8(scratch.name())) return false;
   message.metrics.push_back(metric_of(scratch));
+  if (!fits_fields(payload.substr(at, length))) message.metrics.back().form = CommandMetric::Form::kOther;
   return in.Skip(static_cast<int>(length));
 }
 

@@ -375,6 +375,10 @@ int live_code(const LiveReport& report, const RelayRoute& route, const Host& hos
     show_error(subject + report.end->reason + (report.end->advice.empty() ? "" : ". Try: " + report.end->advice));
     return kExitNoConnection;
   }
+  if (report.names > 0 && report.impossible() == report.names) {
+    show_error(target_text(route.controller()) + ": not asked: the driver can ask for none of the names");
+    return kExitTagFailed;
+  }
   return report.refused() + report.others() == 0 ? kExitOk : kExitTagFailed;
 }
 

@@ -151,6 +151,23 @@ TEST_F(LogTest, FloodOfEverNewKinds_IsBounded) {
     log.write(LogLevel::kInfo, "e", {{"name", name}}, 0);
   }
   EXPECT_THAT(lines, SizeIs(256 + 3));
+  lines.clear();
+  log.tick(60'000);
+  EXPECT_THAT(lines, ElementsAre("<6>level=info event=e others=9741 last=2027-01-15T08:00:00.000Z"))
+      << "lines of many kinds, none of which speaks for all";
+}
+
+// A host of the broker sends refused commands without end, and one that is carried out.
+TEST_F(LogTest, FloodOfWarnings_DoesNotSilenceWhatWasDone) {
+  Log log(writer(), true, clock());
+  for (int i = 0; i < 10000; ++i) {
+    std::string name;
+    for (int rest = i; rest > 0; rest /= 26) name += static_cast<char>('a' + rest % 26);
+    log.write(LogLevel::kWarning, "command", {{"result", "refused"}, {"name", name}}, 0);
+  }
+  lines.clear();
+  log.write(LogLevel::kInfo, "command", {{"result", "done"}, {"name", "Turns"}}, 0);
+  EXPECT_THAT(lines, ElementsAre("<6>level=info event=command result=done name=Turns"));
 }
 
 }  // namespace

@@ -56,6 +56,13 @@ TEST(PayloadReader, CommandOfAHost_IsTakenApart) {
   EXPECT_EQ(whole->metrics[1].number, 1U);
 }
 
+TEST(PayloadReader, NumberBeyondItsField_IsNoOtherNumber) {
+  EXPECT_EQ(only_metric("12 08 20 02 50 FF FF FF FF 0F").number, 0xFFFFFFFFU);
+  EXPECT_EQ(only_metric("12 08 20 02 50 FF FF FF FF 0F").form, Form::kInt);
+  EXPECT_EQ(only_metric("12 09 20 02 50 CD 80 80 80 80 20").form, Form::kOther) << "2 to the 40, and 77";
+  EXPECT_EQ(only_metric("12 08 20 83 80 80 80 10 50 05").form, Form::kOther) << "a data type of 2 to the 32, and 3";
+}
+
 TEST(PayloadReader, MarkOfHistory_IsTold) {
   EXPECT_TRUE(only_metric("12 04 10 01 28 01").is_historical);
   EXPECT_FALSE(only_metric("12 04 10 01 28 00").is_historical);
