@@ -18,6 +18,9 @@ FileText read_file(const std::string& path, size_t most_bytes);
 // Whether the bytes are those of a spreadsheet's own file, packed or of its old form, and no text at all.
 bool is_workbook(std::string_view bytes);
 
+// The remedy for what fails with EMFILE.
+inline constexpr char kMoreDescriptors[] = "more descriptors for the program, ulimit -n shows how many it may open";
+
 // Of a path that the system would read up to its zero byte.
 inline constexpr char kZeroInName[] = "no file has a zero byte in its name";
 

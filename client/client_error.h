@@ -12,7 +12,7 @@ class ClientError : public std::runtime_error {
   enum class Kind {
     kLibrary,  // the driver library cannot be loaded, lacks an entry point, or does what it must not
     kTagFile,  // the tag file cannot be read or the driver rejects it
-    kOutput,   // standard output, where the driver prints, cannot be taken from it, or there is no folder for it
+    kOutput,   // the process lacks what the driver needs: standard output to print to, a folder, a descriptor
   };
 
   ClientError(Kind kind, const std::string& message) : std::runtime_error(message), kind_(kind) {}

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <filesystem>
 
@@ -31,13 +32,16 @@ std::string loader_message() {
 // The loader would wait for a pipe. It knows best what is wrong with a path that leads nowhere.
 void demand_regular_file(const std::string& path) {
   if (access(path.c_str(), F_OK) != 0) return;
+  errno = 0;
   const plc_base::OpenedFile file = plc_base::open_regular_file(path);
+  const bool is_short = errno == EMFILE;
   if (file.problem.empty()) {
     close(file.descriptor);
     return;
   }
-  throw ClientError(ClientError::Kind::kLibrary, "cannot load the driver library: cannot read " +
-                                                     plc_base::told_name(path) + ": " + file.problem + kAdvice);
+  throw ClientError(ClientError::Kind::kLibrary,
+                    "cannot load the driver library: cannot read " + plc_base::told_name(path) + ": " + file.problem +
+                        (is_short ? std::string(". Try: ") + plc_base::kMoreDescriptors : kAdvice));
 }
 
 void* open_library(const std::string& path) {

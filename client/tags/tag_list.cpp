@@ -2,9 +2,13 @@
 #include "client/tags/tag_list.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
+#include <new>
 #include <set>
 
+#include "base/files.h"
 #include "client/client_error.h"
 #include "client/driver/driver_session.h"
 
@@ -143,6 +147,17 @@ void refuse_line_end(const std::string& path) {
   throw ClientError(ClientError::Kind::kTagFile, "cannot use the tag file " + path + ": its name contains a newline");
 }
 
+// The driver takes a file that it cannot open for none at all, and is silent where memory ends: the system's reason
+// tells.
+[[noreturn]] void throw_unusable(const std::string& path, int reason) {
+  if (reason == ENOMEM) throw std::bad_alloc();
+  if (reason == EMFILE || reason == ENFILE) {
+    throw ClientError(ClientError::Kind::kOutput, std::string("cannot open the tag file: ") + std::strerror(reason) +
+                                                      ". Try: " + plc_base::kMoreDescriptors);
+  }
+  throw ClientError(ClientError::Kind::kTagFile, "the driver cannot use the tag file " + path);
+}
+
 TagList load_tag_list(const DriverLibrary& library, const std::string& path) {
   if (library.build_tagtable == nullptr) {
     throw ClientError(ClientError::Kind::kLibrary,
@@ -152,8 +167,9 @@ TagList load_tag_list(const DriverLibrary& library, const std::string& path) {
   TagEntry* entries = nullptr;
   IndexedTagEntry* groups = nullptr;
   std::vector<uint32_t> group_ids(kGroupIdWords, 0);
+  errno = 0;
   const uint32_t* counts = library.build_tagtable(&entries, &groups, path.c_str(), group_ids.data());
-  if (counts == nullptr) throw ClientError(ClientError::Kind::kTagFile, "the driver cannot use the tag file " + path);
+  if (counts == nullptr) throw_unusable(path, errno);
   TagList list = make_tag_list(entries, counts[0], groups, counts[1], group_ids);
   for (uint32_t g = 0; groups != nullptr && groups[g].entries != nullptr; ++g) std::free(groups[g].entries);
   std::free(groups);

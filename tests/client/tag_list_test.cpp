@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <new>
+
+#include "client/client_error.h"
 #include "client/driver/driver_session.h"
 #include "tests/client/host_test_records.h"
 
@@ -34,6 +38,44 @@ struct Groups {
     return make_tag_list(nullptr, 0, groups.data(), max_indexed_id, ids);
   }
 };
+
+// What the system said to the driver of this process, which prints nothing.
+DriverLibrary library_that_fails_with(int reason) {
+  static int said = 0;
+  said = reason;
+  DriverLibrary library;
+  library.build_tagtable = [](TagEntry**, IndexedTagEntry**, const char*, uint32_t*) -> uint32_t* {
+    if (said != 0) errno = said;
+    return nullptr;
+  };
+  return library;
+}
+
+std::pair<ClientError::Kind, std::string> refusal_of(const DriverLibrary& library) {
+  try {
+    load_tag_list(library, "panel.csv");
+  } catch (const ClientError& error) {
+    return {error.kind(), error.what()};
+  }
+  return {};
+}
+
+TEST(TagList, MemoryThatEnds_IsNoFaultOfTheFile) {
+  EXPECT_THROW(load_tag_list(library_that_fails_with(ENOMEM), "panel.csv"), std::bad_alloc);
+}
+
+TEST(TagList, DescriptorsThatEnd_AreNoFaultOfTheFile) {
+  EXPECT_EQ(refusal_of(library_that_fails_with(EMFILE)),
+            std::make_pair(ClientError::Kind::kOutput,
+                           std::string("cannot open the tag file: Too many open files. Try: more descriptors for the "
+                                       "program, ulimit -n shows how many it may open")));
+}
+
+TEST(TagList, FileThatTheDriverRejects_IsToldAsThat) {
+  errno = ENOMEM;  // of a call before
+  EXPECT_EQ(refusal_of(library_that_fails_with(0)),
+            std::make_pair(ClientError::Kind::kTagFile, std::string("the driver cannot use the tag file panel.csv")));
+}
 
 TEST(TagList, PlainRecords_AreNumberedInFileOrder) {
   const TagList list = make_list({make_entry("a", kInt), make_entry("b", kInt)});

@@ -14,6 +14,7 @@
 #include <chrono>
 #include <cstring>
 
+#include "base/files.h"
 #include "base/text.h"
 #include "client/driver/driver_library.h"
 #include "tools/plc_host/client_names.h"
@@ -44,7 +45,7 @@ std::string find_simulator(const std::string& program) {
 void make_pipe(int (&ends)[2]) {
   if (pipe2(ends, O_CLOEXEC) == 0) return;
   throw HostError(kExitSimulator, std::string("cannot make a pipe for plc-sim: ") + std::strerror(errno) +
-                                      ". Try: more descriptors for the program, ulimit -n shows how many it may open");
+                                      ". Try: " + plc_base::kMoreDescriptors);
 }
 
 // A group of its own keeps Ctrl-C away from the simulator: it ends with its standard input.
@@ -65,8 +66,10 @@ pid_t spawn(const std::vector<std::string>& command, int input, int output) {
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&files);
   if (failed == 0) return child;
-  throw HostError(kExitSimulator, "cannot start " + plc_base::told_name(command[0]) + ": " + std::strerror(failed) +
-                                      ". Try: --simulator with the path of a plc-sim");
+  throw HostError(kExitSimulator,
+                  "cannot start " + plc_base::told_name(command[0]) + ": " + std::strerror(failed) + ". Try: " +
+                      (failed == EAGAIN ? "more processes for this user, ulimit -u shows how many there may be"
+                                        : "--simulator with the path of a plc-sim"));
 }
 
 int exit_code_of(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status); }

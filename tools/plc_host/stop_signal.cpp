@@ -13,6 +13,7 @@
 #include <ctime>
 #include <string>
 
+#include "base/files.h"
 #include "tools/plc_host/exit_codes.h"
 
 namespace plc_host {
@@ -56,7 +57,7 @@ void handle_stop_signals(void (*handler)(int)) {
 void catch_stop_signals() {
   if (wake_pipe[0] < 0 && pipe2(wake_pipe, O_CLOEXEC | O_NONBLOCK) != 0) {
     throw HostError(kExitUsage, std::string("cannot make a pipe: ") + std::strerror(errno) +
-                                    ". Try: more descriptors for the program, ulimit -n shows how many it may open");
+                                    ". Try: " + plc_base::kMoreDescriptors);
   }
   handle_stop_signals(note_stop);
 }

@@ -12,13 +12,17 @@ namespace plc_host {
 namespace {
 
 constexpr size_t kMostErrors = 5;
+constexpr char kOwnFile[] =
+    "The driver looks in the host's working directory for PLC<address in hexadecimal>_<area>.csv: "
+    "plc-host check FILE --address ADDRESS.";
 
 // A tag file that cannot be used is an answer too.
-int explain_tag_file(const ClientError& error, CommandOutput& output, WhyReport& report) {
+int explain_tag_file(const HostOptions& options, const ClientError& error, CommandOutput& output, WhyReport& report) {
   for (const std::string& line : output.take_lines()) report.driver_lines.push_back(line);
-  report.fault(error.what(), report.source ? "plc-host check FILE names each line that the driver cannot use."
-                                           : "The driver looks in the host's working directory for PLC<address in "
-                                             "hexadecimal>_<area>.csv: plc-host check FILE --address ADDRESS.");
+  const char* advice = kOwnFile;
+  if (!options.tag_file.empty()) advice = "Check the path that --tags or the setting names.";
+  if (report.source) advice = "plc-host check FILE names each line that the driver cannot use.";
+  report.fault(error.what(), advice);
   if (report.source) {
     for (const TagSource::Remark& remark : report.source->errors(kMostErrors)) report.fault(remark.text, remark.advice);
   }
@@ -35,7 +39,7 @@ int run_why(const HostOptions& options, CommandOutput& output) {
     code = options.capture.empty() ? follow_live(options, output, report) : follow_capture(options, output, report);
   } catch (const ClientError& error) {
     if (error.kind() != ClientError::Kind::kTagFile) throw;
-    code = explain_tag_file(error, output, report);
+    code = explain_tag_file(options, error, output, report);
   }
   if (options.json) {
     write_why_json(output.results(), report);

@@ -299,6 +299,14 @@ TEST_F(WhyTest, TagFileThatIsMissing_IsAnAnswer) {
             "plc-host check FILE --address ADDRESS.\n");
 }
 
+TEST_F(WhyTest, NamedTagFileThatIsMissing_IsNoneOfTheWorkingDirectory) {
+  const Outcome outcome = run({"why", "Speed", "--address", "127.0.0.1:1", "--tags", "other.csv"});
+  EXPECT_EQ(outcome.code, 4);
+  EXPECT_EQ(went_wrong(outcome),
+            "  1. cannot read other.csv: No such file or directory\n"
+            "     Try: Check the path that --tags or the setting names.\n");
+}
+
 TEST_F(WhyTest, TagFileWithoutARecord_IsExplained) {
   write_file("one.csv", "Speed,INT,,,,,,0,1,0,0,");
   const Outcome outcome = run({"why", "Speed", "--address", "127.0.0.1", "--port", "1", "--tags", path("one.csv")});
