@@ -105,9 +105,9 @@ std::string shown(std::string_view text, bool keeps_line_feeds) {
   return with_escapes(text, keeps_line_feeds, escape_for_line, byte_text);
 }
 
-// The signs that a formula begins with, in their full width too.
+// The signs that a formula begins with, in their full width and their small form too.
 bool begins_formula(char32_t value) {
-  constexpr std::u32string_view kSigns = U"=+-@\uFF1D\uFF0B\uFF0D\uFF20\u2212";
+  constexpr std::u32string_view kSigns = U"=+-@\uFF1D\uFF0B\uFF0D\uFF20\uFE66\uFE62\uFE63\uFE6B\u2212";
   return kSigns.find(value) != std::u32string_view::npos;
 }
 

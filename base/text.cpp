@@ -4,10 +4,25 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <iterator>
 
 #include "base/utf8.h"
 
 namespace plc_base {
+
+namespace {
+
+// At an end of a name they look like the text around it: colons, and a sign of Braille without dots.
+constexpr std::string_view kUnclearEnds[] = {":", "\u02D0", "\u2236", "\u2800", "\uA789", "\uFE13", "\uFE55", "\uFF1A"};
+
+bool has_unclear_end(std::string_view name) {
+  return std::any_of(std::begin(kUnclearEnds), std::end(kUnclearEnds), [name](std::string_view sign) {
+    return name.substr(0, sign.size()) == sign ||
+           (name.size() >= sign.size() && name.substr(name.size() - sign.size()) == sign);
+  });
+}
+
+}  // namespace
 
 std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
 
@@ -20,7 +35,7 @@ bool hides_blanks(std::string_view name) {
 }
 
 std::string told_name(std::string_view name) {
-  const bool is_seen = !name.empty() && name.front() != ':' && name.back() != ':' && !hides_blanks(name);
+  const bool is_seen = !name.empty() && !has_unclear_end(name) && !hides_blanks(name);
   return is_seen ? std::string(name) : quoted(name);
 }
 

@@ -108,7 +108,9 @@ TEST(ShownFirst, BlanksThatNobodySees_StandInQuotes) {
 }
 
 TEST(IsFormula, SignsThatBeginOne_AreFoundBehindBlanksAndQuotes) {
-  for (const char* text : {"=A1", "+x", "-x", "@x", " =x", "'=x", "\uFF1Dx"}) EXPECT_TRUE(is_formula(text)) << text;
+  for (const char* text :
+       {"=A1", "+x", "-x", "@x", " =x", "'=x", "\uFF1Dx", "\uFE66x", "\uFE62x", "\uFE63x", "\uFE6Bx"})
+    EXPECT_TRUE(is_formula(text)) << text;
   for (const char* text : {"", "A=1", "#NAME?", "1-2"}) EXPECT_FALSE(is_formula(text)) << text;
 }
 

@@ -35,9 +35,11 @@ TEST(Text, Milliseconds_HaveTheDecimalsThatAreAskedFor) {
 }
 
 TEST(ToldName, WhatIsNotSeenOfIt_IsQuoted) {
-  for (const char* name : {"", " ", "Main ", "Main\u00A0", "Main\u2003/Count", "\tMain", "Main /Count", "C:", ":8500"})
+  for (const char* name : {"", " ", "Main ", "Main\u00A0", "Main\u2003/Count", "\tMain", "Main /Count", "C:", ":8500",
+                           "plc-host\uFF1A", "plc-host\uA789", "\u2236x", "\u2800Main", "Main\u2800"})
     EXPECT_EQ(told_name(name), "'" + std::string(name) + "'");
-  for (const char* name : {"Main", "Main/Count", "Main Valve", "C:1", "/tmp/a b"}) EXPECT_EQ(told_name(name), name);
+  for (const char* name : {"Main", "Main/Count", "Main Valve", "C:1", "C\u22361", "/tmp/a b"})
+    EXPECT_EQ(told_name(name), name);
 }
 
 TEST(JsonText, BytesThatAreNoUtf8_AreReplaced) {
