@@ -1,8 +1,6 @@
 // Opens files without a wait and reads them to their end.
 #include "base/files.h"
 
-#include "base/text.h"
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,8 +10,12 @@
 #include <cstring>
 #include <utility>
 
+#include "base/text.h"
+
 namespace plc_base {
 namespace {
+
+constexpr char kNotRegular[] = "it is not a regular file";
 
 // More bytes of a file; 0 at its end, -1 for a failure.
 ssize_t read_some(int descriptor, char* bytes, size_t size) {
@@ -38,12 +40,13 @@ bool is_workbook(std::string_view bytes) {
 OpenedFile open_regular_file(const std::string& path) {
   if (path.find('\0') != std::string::npos) return {-1, kZeroInName};
   const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (descriptor < 0 && errno == ENXIO) return {-1, kNotRegular};  // a socket
   if (descriptor < 0) return {-1, std::strerror(errno)};
   struct stat status {};
   const bool is_known = fstat(descriptor, &status) == 0;
   if (is_known && S_ISREG(status.st_mode)) return {descriptor, {}};
   close(descriptor);
-  return {-1, is_known && S_ISDIR(status.st_mode) ? "it is a folder" : "it is not a regular file"};
+  return {-1, is_known && S_ISDIR(status.st_mode) ? "it is a folder" : kNotRegular};
 }
 
 FileText read_file(const std::string& path, size_t most_bytes) {

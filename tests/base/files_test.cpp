@@ -4,9 +4,12 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <filesystem>
 
 #include "tests/support/temp_dir.h"
@@ -57,7 +60,15 @@ TEST(ReadFile, WhatIsNoRegularFile_IsRefusedAtOnce) {
   const plc_test::TempDir folder;
   const std::string pipe = folder.file("pipe");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  for (const std::string& path : {pipe, std::string("/dev/zero"), std::string("/dev/null")}) {
+  const std::string socket_path = folder.file("socket");
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  ASSERT_LT(socket_path.size(), sizeof address.sun_path);
+  std::strcpy(address.sun_path, socket_path.c_str());
+  const int local = socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_EQ(bind(local, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  close(local);
+  for (const std::string& path : {pipe, socket_path, std::string("/dev/zero"), std::string("/dev/null")}) {
     EXPECT_EQ(read_file(path, 1000000).problem, "cannot read " + path + ": it is not a regular file");
   }
   EXPECT_EQ(read_file(folder.path(), 1000000).problem, "cannot read " + folder.path() + ": it is a folder");

@@ -120,7 +120,7 @@ std::vector<Log::Kind*> Log::held_back_about(const std::string& subject) {
 
 void Log::write(LogLevel level, std::string_view event, const LogFields& fields, Ms now_ms) {
   std::string line = std::string("level=") + level_word(level) + " event=" + std::string(event);
-  const std::string head = line;
+  std::string head = line;
   for (const auto& [key, value] : fields) line += " " + std::string(key) + "=" + log_value(value);
   std::string name = kind_of(line);
   // Those beyond the bound share a place with others of their level alone: what was done is not lost among refusals.
@@ -146,7 +146,7 @@ void Log::write(LogLevel level, std::string_view event, const LogFields& fields,
     return;
   }
   ++kind.held_back;
-  kind.line = is_mixed ? head : std::move(line);
+  kind.line = std::move(is_mixed ? head : line);
   kind.number = ++number_;
   kind.wall_ms = wall_clock_();
 }

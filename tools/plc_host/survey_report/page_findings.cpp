@@ -20,7 +20,7 @@ std::string word_or(const std::string& word, const char* otherwise) {
   return word.empty() ? otherwise : shown_html(word);
 }
 
-std::string variable_name(const VariableFinding& one) { return shown_html(one.name + one.element); }
+std::string variable_name(const VariableFinding& one) { return told_html(one.name + one.element); }
 
 std::string place_of(const VariableFinding& one) {
   return shown_html(one.file) + (one.line == 0 ? "" : ":" + std::to_string(one.line));
@@ -185,11 +185,11 @@ std::string programs_html(const SurveyRecord& record) {
   HtmlTable table("Programs", {"program", "what was found", "number"}, 2);
   for (const ProgramFinding& one : programs.findings) {
     std::string what = word_of(one.state);
-    if (one.state == ProgramFinding::State::kPrefix) what = "found; " + shown_html(one.other) + " begins with its name";
-    if (one.state == ProgramFinding::State::kCut) what = "cut: " + shown_html(one.other);
+    if (one.state == ProgramFinding::State::kPrefix) what = "found; " + told_html(one.other) + " begins with its name";
+    if (one.state == ProgramFinding::State::kCut) what = "cut: " + told_html(one.other);
     const bool is_known = one.state != ProgramFinding::State::kNotKnown;
     if (!has_number(one)) what = shown_html(missing_words(one));
-    table.add({shown_html(one.scope), what,
+    table.add({told_html(one.scope), what,
                has_number(one) ? std::to_string(one.number)
                : is_known      ? "none"
                                : "not known"});

@@ -3,6 +3,7 @@
 
 #include "base/page/html.h"
 #include "base/shown_text.h"
+#include "base/text.h"
 #include "tools/plc_host/survey_report/report_words.h"
 #include "tools/plc_host/survey_report/summary.h"
 #include "wire/big_endian.h"
@@ -78,9 +79,11 @@ std::string step_section(const std::string& title, const Step& step, const std::
   return plc_base::html_section(title, note + content);
 }
 
+std::string told_html(std::string_view name) { return shown_html(plc_base::told_name(name)); }
+
 std::string html_list(const std::vector<std::string>& texts) {
   std::string list;
-  for (const std::string& text : texts) list += (list.empty() ? "" : ", ") + shown_html(text);
+  for (const std::string& text : texts) list += (list.empty() ? "" : ", ") + told_html(text);
   return list;
 }
 

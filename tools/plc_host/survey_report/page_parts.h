@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/plc_host/survey/survey_record.h"
@@ -11,6 +12,9 @@ namespace plc_host::survey {
 
 // A section with a note on its step where that was not made to its end; without content where it was not made at all.
 std::string step_section(const std::string& title, const Step& step, const std::string& content);
+
+// A name, quoted where blanks at its ends would not be seen.
+std::string told_html(std::string_view name);
 
 // HTML of texts from outside, separated by commas.
 std::string html_list(const std::vector<std::string>& texts);

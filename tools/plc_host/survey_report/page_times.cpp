@@ -230,7 +230,7 @@ std::string writes_html(const SurveyRecord& record) {
                   {"variable", "type", "kind", "acknowledged", "read back", "neighbours unchanged", "set back", "note"},
                   8);
   for (const WriteFinding& one : writes.findings) {
-    table.add({shown_html(one.name), shown_html(one.type), shown_html(one.kind), answer_cell(one),
+    table.add({told_html(one.name), shown_html(one.type), shown_html(one.kind), answer_cell(one),
                yes_or_no(one.read_back), yes_or_no(one.neighbours_kept), yes_or_no(one.set_back), shown_html(one.why)});
   }
   std::string html = table.finish();

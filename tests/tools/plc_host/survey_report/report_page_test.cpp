@@ -234,6 +234,15 @@ TEST(SurveyPage, ProgramOfWhichThereIsABeginning_IsNotSaidToBeMissing) {
                                              "name, which is another program or the name cut."));
 }
 
+TEST(SurveyPage, NamesThatDifferByABlankAlone_AreTold) {
+  SurveyRecord record = survey_test::full_record();
+  record.programs.directory = {"Main", "Main "};
+  record.programs.findings = {{"Main ", 1, ProgramFinding::State::kFound, ""}};
+  const std::string page = report_page(record);
+  EXPECT_THAT(page, HasSubstr("<p>In the directory: Main, &#39;Main &#39;.</p>"));
+  EXPECT_THAT(page, HasSubstr("<td>&#39;Main &#39;</td>"));
+}
+
 TEST(SurveyPage, MarkupFromOutside_IsText) {
   const std::string page = report_page(survey_test::hostile_record());
   EXPECT_THAT(page, Not(HasSubstr("<script")));
