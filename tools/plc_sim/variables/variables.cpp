@@ -234,6 +234,7 @@ std::optional<Element> VariableStore::known_element(Variable& variable, const st
   if (wire_name.compare(0, name.size(), name) != 0) return std::nullopt;
   const std::string rest = wire_name.substr(name.size());
   if (rest.empty()) return Element{&variable, variable.first, 0, 0};
+  if (rest.front() != '[') return std::nullopt;  // of a longer name
   const auto subscripts = split_element_name("x" + rest).subscripts;
   if (!variable.is_array() || subscripts.size() != variable.tag.ranges.size()) return std::nullopt;
   const auto outside = variable.outside.find(subscripts);
