@@ -2,6 +2,7 @@
 #include "base/whole_file.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -65,6 +66,23 @@ Problem look_at_old(const std::string& path, const std::vector<std::string>& inp
   old = status;
   return {};
 }
+
+// So long as it lives, what ends the program waits: it would leave a file with a name of ours behind.
+class HeldSignals {
+ public:
+  HeldSignals() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int number : {SIGHUP, SIGINT, SIGTERM}) sigaddset(&ending, number);
+    pthread_sigmask(SIG_BLOCK, &ending, &before_);
+  }
+  HeldSignals(const HeldSignals&) = delete;
+  HeldSignals& operator=(const HeldSignals&) = delete;
+  ~HeldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_{};
+};
 
 struct TemporaryFile {
   std::string path;
@@ -176,6 +194,7 @@ std::string write_whole_file(const std::string& path, std::string_view bytes, co
   Problem problem = look_at_old(path, inputs, old);
   if (!problem.empty()) return problem;
   if (old && old_file == OldFile::kKept) return kFileIsThere;
+  const HeldSignals held;
   const TemporaryFile file = make_beside(path, old ? kOwnersPermissions : kUsualPermissions);
   if (file.descriptor < 0) return last_error();
   if (fill(file.descriptor, bytes, old) && rename(file.path.c_str(), path.c_str()) == 0) return {};
@@ -189,6 +208,7 @@ std::string why_not_written(const std::string& path, const std::vector<std::stri
   std::optional<struct stat> old;
   Problem problem = look_at_old(path, inputs, old);
   if (!problem.empty()) return problem;
+  const HeldSignals held;
   const TemporaryFile file = make_beside(path, kOwnersPermissions);
   if (file.descriptor < 0) return last_error();
   if (!fill(file.descriptor, kSample, std::nullopt)) problem = last_error();

@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -163,6 +164,37 @@ TEST(WholeFile, FullDisk_LeavesWhatWasThere) {
   }
   EXPECT_EQ(folder.read("old"), "what was there before");
   EXPECT_EQ(names_in(folder), Names{"old"});
+}
+
+// The signal that ended a process which writes, when one more came in the middle of its bytes.
+int end_of_writer(int number, const std::string& path, bool only_tries) {
+  static int interruption = 0;
+  interruption = number;
+  const pid_t writer = fork();
+  if (writer == 0) {
+    // The file may not have all of the bytes: that is the middle.
+    signal(SIGXFSZ, [](int) { raise(interruption); });
+    signal(number, SIG_DFL);
+    const struct rlimit few { 4, 4 };
+    if (setrlimit(RLIMIT_FSIZE, &few) == 0) {
+      if (only_tries) why_not_written(path, {});
+      if (!only_tries) write_whole_file(path, "more than four bytes", {});
+    }
+    _exit(0);
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(writer, &status, 0), writer);
+  return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+}
+
+TEST(WholeFile, SignalInTheMiddle_EndsTheProgramWithNothingLeftBehind) {
+  const plc_test::TempDir folder;
+  for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
+    for (const bool only_tries : {false, true}) {
+      EXPECT_EQ(end_of_writer(number, folder.file("new"), only_tries), number);
+      EXPECT_EQ(names_in(folder), Names{}) << number;
+    }
+  }
 }
 
 TEST(WholeFile, WhatWouldFail_IsSaidBeforeThereIsAnythingToWrite) {

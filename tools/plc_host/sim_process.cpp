@@ -13,6 +13,7 @@
 #include <charconv>
 #include <chrono>
 #include <cstring>
+#include <utility>
 
 #include "base/files.h"
 #include "base/text.h"
@@ -29,6 +30,11 @@ constexpr int kEndWaitMs = 5000;
 constexpr int kPollMs = 10;
 constexpr char kSimulatorName[] = "plc-sim";
 constexpr char kFirstLine[] = "listening on 127.0.0.1:";
+constexpr char kNoSimulator[] = ". Try: --simulator with the path of a plc-sim";
+constexpr char kMoreProcesses[] = ". Try: more processes for this user, ulimit -u shows how many there may be";
+constexpr size_t kMostFirstLineBytes = 4096;
+// Of what it prints: the most that is taken at once, and kept of its last words and of a line without an end.
+constexpr size_t kMostKeptBytes = size_t{1} << 20U;
 
 using Clock = std::chrono::steady_clock;
 
@@ -66,10 +72,20 @@ pid_t spawn(const std::vector<std::string>& command, int input, int output) {
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&files);
   if (failed == 0) return child;
-  throw HostError(kExitSimulator,
-                  "cannot start " + plc_base::told_name(command[0]) + ": " + std::strerror(failed) + ". Try: " +
-                      (failed == EAGAIN ? "more processes for this user, ulimit -u shows how many there may be"
-                                        : "--simulator with the path of a plc-sim"));
+  throw HostError(kExitSimulator, "cannot start " + plc_base::told_name(command[0]) + ": " + std::strerror(failed) +
+                                      (failed == EAGAIN ? kMoreProcesses : kNoSimulator));
+}
+
+std::string no_port(const std::string& first_line) {
+  return " named no port: its first line is " + first_line + kNoSimulator;
+}
+
+bool take_port(const std::string& line, uint16_t& port) {
+  const size_t prefix = std::strlen(kFirstLine);
+  if (line.compare(0, prefix, kFirstLine) != 0) return false;
+  const char* line_end = line.data() + line.size();
+  const std::from_chars_result end = std::from_chars(line.data() + prefix, line_end, port);
+  return end.ec == std::errc() && end.ptr == line_end && port != 0;
 }
 
 int exit_code_of(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status); }
@@ -82,22 +98,18 @@ SimProcess::SimProcess(const std::string& program, const std::string& tag_file,
   demand_tag_file(tag_file);
   const std::string found = find_simulator(program);
   start(found, tag_file, arguments);
-  const std::string line = wait_for_first_line();
-  const size_t prefix = std::strlen(kFirstLine);
-  const char* digits = line.c_str() + std::min(prefix, line.size());
-  const std::from_chars_result end = std::from_chars(digits, line.c_str() + line.size(), port_);
-  if (line.compare(0, prefix, kFirstLine) != 0 || end.ec != std::errc() || *end.ptr != '\0') {
-    finish();
-    close(output_);
-    throw HostError(kExitSimulator, "the simulator " + found +
-                                        (line.empty() ? " ended before it listened"
-                                                      : " said " + plc_base::quoted(line) + " where its port belongs"));
-  }
+  const std::string problem = wait_for_port();
+  if (problem.empty()) return;
+  // Whatever it prints without an end, it has no reader now.
+  close(output_);
+  output_ = -1;
+  finish();
+  throw HostError(kExitSimulator, "the simulator " + found + problem);
 }
 
 SimProcess::~SimProcess() {
   finish();
-  close(output_);
+  if (output_ >= 0) close(output_);
 }
 
 void SimProcess::start(const std::string& program, const std::string& tag_file,
@@ -124,36 +136,47 @@ void SimProcess::start(const std::string& program, const std::string& tag_file,
   fcntl(output_, F_SETFL, O_NONBLOCK);
 }
 
-std::string SimProcess::wait_for_first_line() {
+std::string SimProcess::wait_for_port() {
   const Clock::time_point end = Clock::now() + std::chrono::milliseconds(kStartWaitMs);
   while (Clock::now() < end) {
     struct pollfd readable {
       output_, POLLIN, 0
     };
     poll(&readable, 1, kPollMs);
-    std::vector<std::string> lines = take_lines();
-    if (!lines.empty()) {
-      // What came behind it is for the next caller.
-      std::string rest;
-      for (size_t i = 1; i < lines.size(); ++i) rest += lines[i] + "\n";
-      unread_ = rest + unread_;
-      return lines[0];
+    take_bytes();
+    const size_t line_end = unread_.find('\n');
+    if (std::min(line_end, unread_.size()) > kMostFirstLineBytes) {
+      return no_port("longer than " + std::to_string(kMostFirstLineBytes) + " bytes");
     }
-    if ((readable.revents & POLLHUP) != 0) return {};
+    if (line_end != std::string::npos) {
+      const std::string line = unread_.substr(0, line_end);
+      unread_.erase(0, line_end + 1);
+      return take_port(line, port_) ? "" : no_port(plc_base::quoted(line));
+    }
+    if ((readable.revents & POLLHUP) != 0) return " ended before it listened";
   }
-  return {};
+  return " named no port within " + std::to_string(kStartWaitMs / 1000) + " seconds" + kNoSimulator;
+}
+
+// Of a pipe that is never empty no more than has room; the rest is for the next call.
+void SimProcess::take_bytes() {
+  char piece[4096];
+  while (unread_.size() < kMostKeptBytes) {
+    const ssize_t got = ::read(output_, piece, sizeof piece);
+    if (got <= 0) return;
+    unread_.append(piece, static_cast<size_t>(got));
+  }
 }
 
 std::vector<std::string> SimProcess::take_lines() {
-  char piece[4096];
-  for (ssize_t got = 0; (got = ::read(output_, piece, sizeof piece)) > 0;) {
-    unread_.append(piece, static_cast<size_t>(got));
-  }
+  take_bytes();
   std::vector<std::string> lines;
-  for (size_t end = 0; (end = unread_.find('\n')) != std::string::npos;) {
-    lines.push_back(unread_.substr(0, end));
-    unread_.erase(0, end + 1);
+  size_t begin = 0;
+  for (size_t end = 0; (end = unread_.find('\n', begin)) != std::string::npos; begin = end + 1) {
+    lines.push_back(unread_.substr(begin, end - begin));
   }
+  unread_.erase(0, begin);
+  if (unread_.size() >= kMostKeptBytes) lines.push_back(std::exchange(unread_, {}));
   return lines;
 }
 
@@ -176,7 +199,9 @@ void SimProcess::wait_for_end() {
       break;
     }
     // Its last lines must have room, or it would not end.
-    for (const std::string& line : take_lines()) last_words += line + "\n";
+    for (const std::string& line : take_lines()) {
+      if (last_words.size() < kMostKeptBytes) last_words.append(line).append("\n");
+    }
     struct pollfd readable {
       output_, POLLIN, 0
     };

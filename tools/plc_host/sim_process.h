@@ -31,7 +31,9 @@ class SimProcess {
 
  private:
   void start(const std::string& program, const std::string& tag_file, const std::vector<std::string>& arguments);
-  std::string wait_for_first_line();
+  // Takes port_ from its first line. Empty when done, else what it did instead.
+  std::string wait_for_port();
+  void take_bytes();
   void wait_for_end();
 
   pid_t child_ = -1;

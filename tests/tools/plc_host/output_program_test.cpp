@@ -261,6 +261,27 @@ TEST_F(OutputTest, ProgramThatIsStarted_HasNoDescriptorOfPlcHosts) {
   EXPECT_EQ(outcome.err, alone.err + "plc-host: the simulator " + path("lister") + " ended before it listened\n");
 }
 
+// It is no plc-sim, however long plc-host reads on.
+TEST_F(OutputTest, FirstLineOfASimulatorThatIsTooLong_IsCalledThatAndReadNoFurther) {
+  const std::string command = "/dev/zero 2>/dev/null | tr '\\0' x 2>/dev/null\n";
+  const std::string told = "plc-host: the simulator " + path("other") + " named no port: ";
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"cat " + command, "its first line is longer than 4096 bytes"},
+      {"head -c 4097 " + command + "echo\n", "its first line is longer than 4096 bytes"},
+      {"head -c 4096 " + command + "echo\n", "its first line is '" + std::string(4096, 'x') + "'"},
+      {"echo\n", "its first line is ''"},
+      {"echo listening on 127.0.0.1:65536\n", "its first line is 'listening on 127.0.0.1:65536'"},
+      {"echo listening on 127.0.0.1:80 now\n", "its first line is 'listening on 127.0.0.1:80 now'"},
+  };
+  for (const auto& [script, problem] : cases) {
+    write_file("other", "#!/bin/sh\n" + script);
+    ASSERT_EQ(chmod(path("other").c_str(), 0700), 0);
+    const Outcome outcome = run({"read", "Speed", "--sim", path("machine.csv"), "--simulator", path("other")});
+    EXPECT_EQ(outcome.code, 6) << script;
+    EXPECT_EQ(outcome.err, told + problem + ". Try: --simulator with the path of a plc-sim\n") << script;
+  }
+}
+
 // What stands behind the line end would look like a line of the driver, which prints the name.
 TEST_F(OutputTest, InputWhoseNameHoldsALineEnd_IsRefused) {
   write_file("x\n--timeout--", kTagFile);

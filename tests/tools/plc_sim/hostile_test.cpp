@@ -311,6 +311,21 @@ TEST(PlcSim, LineWithoutAnEnd_IsAnErrorAndTheNextOneCounts) {
   EXPECT_EQ(sim.command("show D"), "D = 7\n");
 }
 
+TEST(PlcSim, ZeroBytes_AreWrittenOutInMessagesAndEndNone) {
+  using namespace std::string_literals;
+  TemporaryFile tags(kHostileTags + "E,IN\0T,,,a,b,c,2,1,0,0,,DM1\n"s);
+  PlcSimProcess sim({"--skip-bad-lines", tags.path()});
+  sim.read_line();
+  EXPECT_EQ(sim.command("set D 3\0x"s), "error: '3\\x00x' is no INT value: write 120, -5, 0xFF or 0b101\n");
+  EXPECT_EQ(sim.command("show D\0"s), "error: no variable is called 'D\\x00'; did you mean D?\n");
+  EXPECT_EQ(sim.command("\0"s), "error: no command is called '\\x00'; help lists them\n");
+  EXPECT_EQ(sim.command("fault de\0lay 3"s), "error: no fault is called 'de\\x00lay'; did you mean delay?\n");
+  EXPECT_EQ(sim.command("fault delay 3\0"s), "error: '3\\x00' is not a number; the fault is written: delay MS\n");
+  EXPECT_EQ(sim.command("report x\0y"s), "error: a report is text, json or csv, not 'x\\x00y'\n");
+  EXPECT_EQ(sim.finish(), 0);
+  EXPECT_EQ(sim.errors(), "plc-sim: " + tags.path() + ":3: warning: unknown type 'IN\\x00T'\n");
+}
+
 TEST(PlcSim, FaultsThatNobodyMeets_AreNotArmedWithoutEnd) {
   TemporaryFile tags(kHostileTags);
   PlcSimProcess sim({tags.path()});

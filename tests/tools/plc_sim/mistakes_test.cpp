@@ -210,6 +210,26 @@ TEST_F(Mistakes, InEveryLine_ArePrintedTenTimes) {
                                  "plc-sim: nothing was started. Try: plc-host check FILE\n");
 }
 
+// Together they would take what the machine has, whatever each of them has.
+TEST_F(Mistakes, VariablesAbove128MiBInAll_AreRefusedByTheirLines) {
+  std::string lines;
+  for (int i = 0; i < 32; ++i) {
+    const std::string number = std::to_string(i);
+    lines += "A" + number + ",LREAL,[0..524287],,a,b,c," + number + ",1,0,0,,\n";
+  }
+  const std::string file = folder_.write("large.csv", lines + "Speed,INT,,,a,b,c,32,1,0,0,,DM1\n");
+  const std::string refused =
+      "plc-sim serves variables of at most 128 MiB in all, and this one does not fit. The line is no fault for a "
+      "controller\n";
+  EXPECT_EQ(said_to({file}), "plc-sim: " + file + ":33: error: " + refused +
+                                 "plc-sim: nothing was started. Try: plc-host check FILE, or --skip-bad-lines\n");
+  PlcSimProcess sim({"--skip-bad-lines", file});
+  EXPECT_THAT(sim.read_line(), testing::StartsWith("listening on 127.0.0.1:"));
+  EXPECT_EQ(sim.command("show A31[524287]"), "A31[524287] = 0\n");
+  EXPECT_EQ(sim.finish(), 0);
+  EXPECT_EQ(sim.errors(), "plc-sim: " + file + ":33: warning: " + refused);
+}
+
 TEST_F(Mistakes, OnTheConsole_AreNamedWithWhatToDo) {
   PlcSimProcess sim({tags_});
   sim.read_line();

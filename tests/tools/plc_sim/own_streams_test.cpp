@@ -6,13 +6,19 @@
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
+#include <filesystem>
+#include <iterator>
+#include <string>
 
+#include "tests/support/frames.h"
 #include "tests/tools/plc_sim/plc_sim_process.h"
 
 namespace plc_sim {
 namespace {
 
 using plc_test::TempDir;
+using test::HostSocket;
 using test::TemporaryFile;
 
 constexpr char kStreamTags[] = "D,INT,,,a,b,c,0,1,0,0,,DM1\n";
@@ -118,6 +124,42 @@ TEST(PlcSim, ReaderOfTheOutputWhoHasGone_IsSaidAndEndsWithTwo) {
     EXPECT_EQ(sim.finish(), 2) << command;
     EXPECT_EQ(sim.errors(), "plc-sim: cannot write to standard output: Broken pipe\n") << command;
   }
+}
+
+// How many threads plc-sim has while it serves, its input redirected in this way.
+std::ptrdiff_t threads_with_input(const std::string& redirection) {
+  const TemporaryFile tags(kStreamTags);
+  plc_test::SimProcess sim("/bin/sh", {"-c", R"(echo $$; exec "$0" "$1" )" + redirection, PLC_SIM_PROGRAM, tags.path()},
+                           plc_test::SimProcess::Errors::kShown);
+  const std::string process = sim.read_line();
+  const uint16_t port = plc_test::SimProcess::port_in(sim.read_line());
+  EXPECT_FALSE(HostSocket(port).exchange(plc_test::kDirectoryStart).empty()) << redirection;
+  const std::filesystem::directory_iterator threads("/proc/" + process + "/task");
+  const std::ptrdiff_t count = std::distance(begin(threads), end(threads));
+  sim.send_signal(SIGTERM);
+  EXPECT_EQ(sim.finish(), 0) << redirection;
+  return count;
+}
+
+// Where a process may have no further thread, a file would end it.
+TEST(PlcSim, InputFromAFile_TakesNoThreadAndKeepsNobodyWaiting) {
+  EXPECT_EQ(threads_with_input("</dev/zero"), threads_with_input(""));
+}
+
+TEST(PlcSim, InputFromAFile_IsObeyedToItsEnd) {
+  const TempDir folder;
+  const std::string tags = folder.write("tags.csv", kStreamTags);
+  std::string commands;
+  for (int i = 0; i < 1000; ++i) commands += "set D 3\n";
+  const std::string file = folder.write("commands", commands + "show D");
+  plc_test::SimProcess sim("/bin/sh", {"-c", R"(exec "$0" "$1" <"$2")", PLC_SIM_PROGRAM, tags, file},
+                           plc_test::SimProcess::Errors::kShown);
+  sim.read_line();
+  for (int i = 0; i < 1000; ++i) ASSERT_EQ(sim.read_line(), "ok");
+  EXPECT_EQ(sim.read_line(), "D = 3");
+  EXPECT_EQ(sim.read_line(), "ok");
+  EXPECT_EQ(sim.read_line(), "");
+  EXPECT_EQ(sim.finish(), 0);
 }
 
 }  // namespace

@@ -368,6 +368,41 @@ TEST(Page, RequestsThatAreNone_AreNotAnsweredWithThePage) {
   EXPECT_EQ(served.ask("GET /page.css").body, source_of("page.css"));
 }
 
+// Something between the visitor and the page may have understood them otherwise.
+TEST(Page, HeadsThatCanBeReadInTwoWays_AreRefusedAndObeyedInNeither) {
+  Served served;
+  const std::string own = "Host: " + served.host + "\r\n";
+  const std::string command = "POST /command HTTP/1.1\r\n" + own + "X-Plc-Sim: 1\r\n";
+  const std::string chunks = "\r\n7\r\nset D 9\r\n0\r\n\r\n";
+  const std::pair<std::string, std::string> cases[] = {
+      {"GET /%00 HTTP/1.1\r\n" + own, "write the path without %00"},
+      {"GET /page.js%00x?y HTTP/1.1\r\n" + own, "write the path without %00"},
+      {"GET / x HTTP/1.1\r\n" + own, "write %20 for a blank in the path"},
+      {"GET / HTTP/1.1\r\n" + own + "Origin : http://elsewhere\r\n", "write the names of its lines without blanks"},
+      {"GET / HTTP/1.1\r\n" + own + "host: elsewhere\r\n", "send Host once"},
+      {"GET / HTTP/1.1\r\n" + own + "Origin: http://" + served.host + "\r\nOrigin: http://elsewhere\r\n",
+       "send Origin once"},
+      {"GET /state HTTP/1.1\r\n" + own + "Sec-Fetch-Site: same-origin\r\nSec-Fetch-Site: cross-site\r\n",
+       "send Sec-Fetch-Site once"},
+      {command + "X-Plc-Sim: 0\r\nContent-Length: 7\r\n\r\nset D 9", "send X-Plc-Sim once"},
+      {command + "Content-Type: a/b\r\nContent-Type: c/d\r\nContent-Length: 7\r\n\r\nset D 9",
+       "send Content-Type once"},
+      {command + "Content-Length: 7\r\nContent-Length: 8\r\n\r\nset D 95", "send Content-Length once"},
+      {command + "Transfer-Encoding: chunked\r\nTransfer-Encoding: identity\r\n" + chunks,
+       "send Transfer-Encoding once"},
+      {command + "Content-Length: 7\r\nTransfer-Encoding: chunked\r\n" + chunks,
+       "send Content-Length or Transfer-Encoding"},
+  };
+  for (const auto& [request, advice] : cases) {
+    const Reply reply = served.browse(request + "\r\n");
+    EXPECT_THAT(reply.head, StartsWith("HTTP/1.1 400 Bad Request\r\n")) << request;
+    EXPECT_EQ(reply.body, "plc-sim: the head of this request can be read in two ways: " + advice + "\n") << request;
+  }
+  EXPECT_EQ(served.sim.command("show D"), "D = 0\n");
+  // What is no part of the path, and lines that visitors may send twice.
+  EXPECT_THAT(served.ask("GET /state?a%00", "Accept: a/b\r\nAccept: c/d\r\n").head, StartsWith("HTTP/1.1 200 OK\r\n"));
+}
+
 TEST(Page, EightyIdleVisitors_LeaveTheControllerItsPortAndThenThePageItsVisitors) {
   Served served;
   {

@@ -175,6 +175,16 @@ TEST(Variables, MoreBitsThanABank_GoOnInAnotherExceptOnMr) {
   EXPECT_EQ(store.declare(file.tags, {}, DirectoryOrder::kFile).size(), 1U);
 }
 
+TEST(Names, ArrayWhoseNameBeginsAnotherOne_IsNotTheOther) {
+  Bench bench("Table,INT,[0..9],,a,b,c,0,1,0,0,,DM1\nTable2,INT,[0..9],,a,b,c,1,1,0,0,,DM1\n");
+  const auto element = bench.store.find_typed("Table2[3]");
+  ASSERT_TRUE(element);
+  EXPECT_EQ(element->variable->tag.name, "Table2");
+  EXPECT_EQ(element->index, 3U);
+  EXPECT_EQ(bench.store.find_typed("Table[3]")->variable->tag.name, "Table");
+  EXPECT_FALSE(bench.store.find_typed("Tables[3]"));
+}
+
 TEST(Values, SetAndShow_AgreeForEveryType) {
   const std::vector<std::tuple<std::string, std::string, std::string>> cases{
       {"BOOL", "true", "true"},

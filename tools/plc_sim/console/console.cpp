@@ -3,16 +3,15 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include "base/json_text.h"
 #include "base/near_names.h"
-#include "base/shown_text.h"
 #include "base/values/typed_value.h"
 #include "tools/plc_sim/console/line_input.h"
 #include "tools/plc_sim/variables/listing.h"
+#include "tools/plc_sim/variables/mistake.h"
 #include "tools/plc_sim/variables/values.h"
 #include "wire/names.h"
 
@@ -29,7 +28,7 @@ std::pair<std::string, std::string> split_first_word(std::string_view line) {
 
 const std::vector<std::string> kCommands{"set", "show", "dump", "counts", "fault", "faults", "report", "help", "quit"};
 
-[[noreturn]] void fail(const std::string& reason) { throw std::invalid_argument(reason); }
+[[noreturn]] void fail(const std::string& reason) { throw Mistake(reason); }
 
 // A replay knows frames alone.
 void refuse_variables(const std::string& command) {
@@ -99,8 +98,8 @@ std::string Console::run(std::string_view line) {
   try {
     if (!hooks_.has_variables) refuse_variables(command);
     return answer(command, rest) + "ok\n";
-  } catch (const std::invalid_argument& bad) {
-    return "error: " + plc_base::shown_line(bad.what()) + "\n";
+  } catch (const Mistake& bad) {
+    return std::string("error: ") + bad.what() + "\n";
   }
 }
 

@@ -18,7 +18,7 @@ class Console {
     std::function<bool(const Fault&)> arm;  // false: too many are armed
     std::function<void()> clear_faults;
     std::function<void()> quit;
-    std::function<std::string(const std::string& format)> report;  // throws std::invalid_argument
+    std::function<std::string(const std::string& format)> report;  // throws Mistake
     bool has_variables = true;                                     // false: a capture answers
   };
 

@@ -1,7 +1,10 @@
 // Standard input as lines.
 #include "tools/plc_sim/console/line_input.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <string_view>
 
 namespace plc_sim {
@@ -22,34 +25,34 @@ LineInput::LineInput(uv_loop_t* loop, std::function<void(const std::string&)> on
 void LineInput::start() {
   switch (uv_guess_handle(kStandardInput)) {
     case UV_NAMED_PIPE:
-      is_stream_ = uv_pipe_init(loop_, &stream_.pipe, 0) == 0 && uv_pipe_open(&stream_.pipe, kStandardInput) == 0;
+      has_source_ = uv_pipe_init(loop_, &source_.pipe, 0) == 0 && uv_pipe_open(&source_.pipe, kStandardInput) == 0;
       break;
     case UV_TTY:
-      is_stream_ = uv_tty_init(loop_, &stream_.tty, kStandardInput, 0) == 0;
+      has_source_ = uv_tty_init(loop_, &source_.tty, kStandardInput, 0) == 0;
       break;
     case UV_TCP:
-      is_stream_ = uv_tcp_init(loop_, &stream_.tcp) == 0 && uv_tcp_open(&stream_.tcp, kStandardInput) == 0;
+      has_source_ = uv_tcp_init(loop_, &source_.tcp) == 0 && uv_tcp_open(&source_.tcp, kStandardInput) == 0;
       break;
     case UV_FILE:
-      read_file_piece();
+      start_file();
       return;
     default:
       break;
   }
-  if (!is_stream_) {
+  if (!has_source_) {
     end();
     return;
   }
-  auto* stream = as<uv_stream_t>(&stream_);
+  auto* stream = as<uv_stream_t>(&source_);
   stream->data = this;
   uv_read_start(stream, on_allocate, on_stream);
 }
 
 void LineInput::stop() {
   is_stopped_ = true;
-  if (is_stream_) {
-    is_stream_ = false;
-    uv_close(as<uv_handle_t>(&stream_), nullptr);
+  if (has_source_) {
+    has_source_ = false;
+    uv_close(as<uv_handle_t>(&source_), nullptr);
   }
 }
 
@@ -67,24 +70,30 @@ void LineInput::on_stream(uv_stream_t* stream, ssize_t count, const uv_buf_t* bu
   }
 }
 
-void LineInput::read_file_piece() {
-  uv_buf_t buffer = uv_buf_init(buffer_.data(), static_cast<unsigned>(buffer_.size()));
-  file_request_.data = this;
-  constexpr int64_t kFromWhereItStands = -1;
-  if (uv_fs_read(loop_, &file_request_, kStandardInput, &buffer, 1, kFromWhereItStands, on_file) != 0) end();
-}
-
-void LineInput::on_file(uv_fs_t* request) {
-  auto* self = as<LineInput>(request->data);
-  const ssize_t count = request->result;
-  uv_fs_req_cleanup(request);
-  if (self->is_stopped_) return;
-  if (count <= 0) {
-    self->end();
+// A piece in each turn of the loop. libuv's own way to read a file takes threads, and ends the process without a word
+// where none can be had.
+void LineInput::start_file() {
+  has_source_ = true;
+  // Refused for files, and for devices that never wait.
+  if (uv_poll_init(loop_, &source_.device, kStandardInput) == 0) {
+    source_.device.data = this;
+    const auto on_ready = [](uv_poll_t* device, int, int) { as<LineInput>(device->data)->read_file_piece(); };
+    uv_poll_start(&source_.device, UV_READABLE, on_ready);
     return;
   }
-  self->take(self->buffer_.data(), static_cast<size_t>(count));
-  if (!self->is_stopped_) self->read_file_piece();
+  uv_idle_init(loop_, &source_.file);
+  source_.file.data = this;
+  uv_idle_start(&source_.file, [](uv_idle_t* file) { as<LineInput>(file->data)->read_file_piece(); });
+}
+
+void LineInput::read_file_piece() {
+  const ssize_t count = read(kStandardInput, buffer_.data(), buffer_.size());
+  if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;
+  if (count <= 0) {
+    end();
+    return;
+  }
+  take(buffer_.data(), static_cast<size_t>(count));
 }
 
 void LineInput::take(const char* bytes, size_t count) {

@@ -24,24 +24,25 @@ class LineInput {
  private:
   static void on_allocate(uv_handle_t* handle, size_t size, uv_buf_t* buffer);
   static void on_stream(uv_stream_t* stream, ssize_t count, const uv_buf_t* buffer);
-  static void on_file(uv_fs_t* request);
+  void start_file();
   void read_file_piece();
   void take(const char* bytes, size_t count);
   void give_line();
   void end();
 
-  union Stream {
+  union Source {
     uv_pipe_t pipe;
     uv_tty_t tty;
     uv_tcp_t tcp;
+    uv_idle_t file;
+    uv_poll_t device;
   };
 
   uv_loop_t* loop_;
   std::function<void(const std::string&)> on_line_;
   std::function<void()> on_end_;
-  Stream stream_{};
-  uv_fs_t file_request_{};
-  bool is_stream_ = false;
+  Source source_{};
+  bool has_source_ = false;
   bool is_stopped_ = false;
   std::string pending_;
   std::array<char, 4096> buffer_{};

@@ -6,12 +6,12 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <stdexcept>
 
 #include "base/json_text.h"
 #include "base/shown_text.h"
 #include "base/text.h"
 #include "tools/plc_sim/console/report_rows.h"
+#include "tools/plc_sim/variables/mistake.h"
 #include "wire/names.h"
 
 namespace plc_sim {
@@ -96,8 +96,8 @@ std::string make_report(const VariableStore& store, const AskLog& log, const std
   if (format == "text") return text_report(store, log);
   if (format == "json") return json_report(store, log);
   if (format == "csv") return csv_report(store, log);
-  if (format == "html") throw std::invalid_argument("the page is for a file: plc-sim --report report.html");
-  throw std::invalid_argument("a report is text, json or csv, not '" + format + "'");
+  if (format == "html") throw Mistake("the page is for a file: plc-sim --report report.html");
+  throw Mistake("a report is text, json or csv, not '" + format + "'");
 }
 
 std::string report_format_for(const std::string& path) {

@@ -8,7 +8,7 @@
 
 namespace plc_sim {
 
-// "text", "json" or "csv"; throws std::invalid_argument for anything else.
+// "text", "json" or "csv"; throws Mistake for anything else.
 std::string make_report(const VariableStore& store, const AskLog& log, const std::string& format);
 
 // By the ending of a file's name: .json and .csv, text for all others.

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <charconv>
-#include <stdexcept>
 
 #include "base/near_names.h"
 #include "base/text.h"
+#include "tools/plc_sim/variables/mistake.h"
 #include "wire/big_endian.h"
 
 namespace plc_sim {
@@ -71,7 +71,7 @@ unsigned parse_count(std::string_view text) {
   unsigned value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc{} || end != text.data() + text.size() || value > kMaxArgument) {
-    throw std::invalid_argument("'" + std::string(text) + "' is not a number up to " + std::to_string(kMaxArgument));
+    throw Mistake("'" + std::string(text) + "' is not a number up to " + std::to_string(kMaxArgument));
   }
   return value;
 }
@@ -97,8 +97,8 @@ RequestKind parse_request_kind(std::string_view text) {
   for (const RequestKind kind : kRequestKinds) {
     if (text == typed_name(kind)) return kind;
   }
-  throw std::invalid_argument("no request is called " + plc_base::quoted(text) + ": on= takes " +
-                              plc_base::joined_with_or(request_names()));
+  throw Mistake("no request is called " + plc_base::quoted(text) + ": on= takes " +
+                plc_base::joined_with_or(request_names()));
 }
 
 // A setting whose first half was left out: "always" for "times=always". Empty for anything else.
@@ -139,18 +139,17 @@ unsigned parse_argument(std::string_view word, const FaultInfo& info) {
       word.size() > 1 && word.front() == '-' && word.find_first_not_of(kDigits, 1) == std::string_view::npos;
   const bool takes_settings = !is_of_connects(info.kind);
   const std::string alone = takes_settings ? setting_alone(word, info) : "";
-  if (!alone.empty()) throw std::invalid_argument(alone);
+  if (!alone.empty()) throw Mistake(alone);
   const std::string setting = takes_settings ? setting_for(word) : "";
-  if (!setting.empty()) throw std::invalid_argument(plc_base::quoted(word) + " is written " + setting);
-  throw std::invalid_argument(plc_base::quoted(word) + " is not a number" + (is_negative ? " from 0 on; " : "; ") +
-                              written_as(info));
+  if (!setting.empty()) throw Mistake(plc_base::quoted(word) + " is written " + setting);
+  throw Mistake(plc_base::quoted(word) + " is not a number" + (is_negative ? " from 0 on; " : "; ") + written_as(info));
 }
 
 unsigned parse_positive(std::string_view key, std::string_view value) {
   const unsigned count = parse_count(value);
   if (count > 0) return count;
-  throw std::invalid_argument(std::string(key) + "=0 would never happen: it begins with 1" +
-                              (key == "times" ? ", or is always" : ""));
+  throw Mistake(std::string(key) + "=0 would never happen: it begins with 1" +
+                (key == "times" ? ", or is always" : ""));
 }
 
 void parse_setting(std::string_view word, Fault& fault) {
@@ -166,16 +165,15 @@ void parse_setting(std::string_view word, Fault& fault) {
   } else if (key == "on") {
     fault.on = value == "any" ? std::nullopt : std::optional<RequestKind>(parse_request_kind(value));
   } else {
-    throw std::invalid_argument("a fault has no setting " + plc_base::quoted(key) +
-                                ": there are times, on, after and every");
+    throw Mistake("a fault has no setting " + plc_base::quoted(key) + ": there are times, on, after and every");
   }
 }
 
 // What happens to connects waits for no reply: a setting would be ignored.
 void refuse_setting(std::string_view word, const FaultInfo& info) {
   if (!is_of_connects(info.kind)) return;
-  throw std::invalid_argument(std::string(info.name) + " takes no " + std::string(word.substr(0, word.find('=') + 1)) +
-                              ": it happens as soon as it is armed; write " + form_of(info));
+  throw Mistake(std::string(info.name) + " takes no " + std::string(word.substr(0, word.find('=') + 1)) +
+                ": it happens as soon as it is armed; write " + form_of(info));
 }
 
 // Which of two values of one setting is meant is not to be guessed.
@@ -183,7 +181,7 @@ void refuse_twice(const std::vector<std::string_view>& words, size_t at) {
   const std::string_view start = words[at].substr(0, words[at].find('=') + 1);
   for (size_t i = 1; i < at; ++i) {
     if (words[i].substr(0, start.size()) != start) continue;
-    throw std::invalid_argument(std::string(start) + " is given twice: leave one out");
+    throw Mistake(std::string(start) + " is given twice: leave one out");
   }
 }
 
@@ -285,12 +283,11 @@ const char* name_of(FaultKind kind) { return info_of(kind).name; }
 
 Fault parse_fault(std::string_view text) {
   const std::vector<std::string_view> words = split_words(text);
-  if (words.empty()) throw std::invalid_argument("a fault needs a name, as in: delay 200 times=3 on=read");
+  if (words.empty()) throw Mistake("a fault needs a name, as in: delay 200 times=3 on=read");
   const auto info =
       std::find_if(kFaults.begin(), kFaults.end(), [&](const FaultInfo& known) { return words.front() == known.name; });
   if (info == kFaults.end()) {
-    throw std::invalid_argument("no fault is called " + plc_base::quoted(words.front()) + "; " +
-                                near_or_all(words.front()));
+    throw Mistake("no fault is called " + plc_base::quoted(words.front()) + "; " + near_or_all(words.front()));
   }
   Fault fault;
   fault.kind = info->kind;
@@ -304,11 +301,11 @@ Fault parse_fault(std::string_view text) {
     }
   }
   if (fault.arguments.size() < info->min_arguments || fault.arguments.size() > info->max_arguments) {
-    throw std::invalid_argument(written_as(*info));
+    throw Mistake(written_as(*info));
   }
   const bool has_status = fault.kind == FaultKind::kRefuse || fault.kind == FaultKind::kStatus;
   if (has_status && !fault.arguments.empty() && (fault.arguments[0] == 0 || fault.arguments[0] > kMaxStatus)) {
-    throw std::invalid_argument("a status is a number from 1 to 65535");
+    throw Mistake("a status is a number from 1 to 65535");
   }
   return fault;
 }

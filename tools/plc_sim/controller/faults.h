@@ -61,7 +61,7 @@ struct FaultInfo {
 const std::vector<FaultInfo>& known_faults();
 const char* name_of(FaultKind kind);
 
-// "split 20 50 times=3 on=read after=1 every=2"; throws std::invalid_argument with the reason.
+// "split 20 50 times=3 on=read after=1 every=2"; throws Mistake with the reason.
 Fault parse_fault(std::string_view text);
 
 // "split 20 50": what happens each time.

@@ -10,8 +10,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <memory>
 #include <string_view>
 #include <utility>
+
+#include "tools/plc_sim/page/head_check.h"
 
 namespace plc_sim {
 namespace {
@@ -75,13 +78,32 @@ std::string reached_address(MHD_Connection* connection) {
   return text;
 }
 
-Visit* begin_visit(MHD_Connection* connection, const char* path, const char* method) {
+// A request from its first line on.
+struct Begun {
+  HeadCheck head;
+  std::unique_ptr<Visit> visit;  // from the end of the head on
+};
+
+// Called with the path as it came, and as early as that.
+void* begin_request(void*, const char* target, MHD_Connection*) { return new Begun{HeadCheck(target), nullptr}; }
+
+std::string problem_of_head(MHD_Connection* connection, HeadCheck& head) {
+  const auto add = [](void* to, MHD_ValueKind, const char* name, size_t size, const char*, size_t) {
+    static_cast<HeadCheck*>(to)->add({name, size});
+    return MHD_YES;
+  };
+  MHD_get_connection_values_n(connection, MHD_HEADER_KIND, add, &head);
+  return head.problem();
+}
+
+std::unique_ptr<Visit> begin_visit(MHD_Connection* connection, const char* path, const char* method) {
   WebRequest request;
   request.method = method;
   request.path = path;
   request.query = query_of(connection);
   request.reached_at = reached_address(connection);
-  return new Visit(std::move(request), [connection](const char* name) { return header(connection, name); });
+  return std::make_unique<Visit>(std::move(request),
+                                 [connection](const char* name) { return header(connection, name); });
 }
 
 MHD_Result send_answer(MHD_Connection* connection, WebAnswer answer) {
@@ -117,7 +139,8 @@ std::string WebServer::listen(const std::string& host, uint16_t port) {
                              MHD_OPTION_CONNECTION_LIMIT, limits_.connections, MHD_OPTION_PER_IP_CONNECTION_LIMIT,
                              limits_.connections_per_address, MHD_OPTION_CONNECTION_TIMEOUT, limits_.idle_seconds,
                              MHD_OPTION_CONNECTION_MEMORY_LIMIT, kBytesPerConnection, MHD_OPTION_NOTIFY_COMPLETED,
-                             on_completed, this, MHD_OPTION_NOTIFY_CONNECTION, on_connection, this, MHD_OPTION_END);
+                             on_completed, this, MHD_OPTION_NOTIFY_CONNECTION, on_connection, this,
+                             MHD_OPTION_URI_LOG_CALLBACK, begin_request, nullptr, MHD_OPTION_END);
   if (daemon_ == nullptr) {
     close(listener);
     return "no memory or no descriptors for an HTTP server";
@@ -178,26 +201,27 @@ void WebServer::end_overdue() {
 
 // Called with the head of a request, then with each piece of its body, then at its end.
 MHD_Result WebServer::on_request(void* self, MHD_Connection* connection, const char* path, const char* method,
-                                 const char*, const char* data, size_t* size, void** visit) {
-  if (*visit == nullptr) {
-    Visit* begun = begin_visit(connection, path, method);
-    *visit = begun;  // on_completed deletes it
-    const std::optional<WebAnswer> refusal = begun->answer_to_head();
+                                 const char*, const char* data, size_t* size, void** request) {
+  auto& begun = *static_cast<Begun*>(*request);  // on_completed deletes it
+  if (begun.visit == nullptr) {
+    begun.visit = begin_visit(connection, path, method);
+    const std::string problem = problem_of_head(connection, begun.head);
+    if (!problem.empty()) return send_answer(connection, plain_answer(kHttpBadRequest, problem));
+    const std::optional<WebAnswer> refusal = begun.visit->answer_to_head();
     return refusal ? send_answer(connection, *refusal) : MHD_YES;
   }
-  auto& here = *static_cast<Visit*>(*visit);
   if (*size > 0) {
-    const bool goes_on = here.take({data, *size});
+    const bool goes_on = begun.visit->take({data, *size});
     *size = 0;
     return goes_on ? MHD_YES : MHD_NO;
   }
   const auto* server = static_cast<WebServer*>(self);
-  return send_answer(connection, here.answer(server->served_at_, server->answer_));
+  return send_answer(connection, begun.visit->answer(server->served_at_, server->answer_));
 }
 
-void WebServer::on_completed(void*, MHD_Connection*, void** visit, MHD_RequestTerminationCode) {
-  delete static_cast<Visit*>(*visit);
-  *visit = nullptr;
+void WebServer::on_completed(void*, MHD_Connection*, void** request, MHD_RequestTerminationCode) {
+  delete static_cast<Begun*>(*request);
+  *request = nullptr;
 }
 
 }  // namespace plc_sim

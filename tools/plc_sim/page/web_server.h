@@ -38,10 +38,10 @@ class WebServer {
 
  private:
   static MHD_Result on_request(void* self, MHD_Connection* connection, const char* path, const char* method,
-                               const char* version, const char* data, size_t* size, void** visit);
+                               const char* version, const char* data, size_t* size, void** request);
   static void on_connection(void* self, MHD_Connection* connection, void** visitor,
                             MHD_ConnectionNotificationCode code);
-  static void on_completed(void* self, MHD_Connection* connection, void** visit, MHD_RequestTerminationCode code);
+  static void on_completed(void* self, MHD_Connection* connection, void** request, MHD_RequestTerminationCode code);
   void run();
   void end_overdue();
 

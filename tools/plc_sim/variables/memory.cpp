@@ -100,6 +100,7 @@ std::optional<Place> Memory::take(uint8_t device, Part part, uint32_t words) {
   place.word = static_cast<uint32_t>(bank.parts[index_of(part)].size());
   place.units = words;
   bank.parts[index_of(part)].resize(place.word + words);
+  words_ += words;
   bank.next_bit[index_of(part)] = 0;
   return place;
 }

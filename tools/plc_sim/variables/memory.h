@@ -56,12 +56,15 @@ class Memory {
     std::array<uint32_t, 3> next_bit{};  // first free bit of the last word that single bits share; 0 when none is open
   };
   const std::map<uint8_t, Bank>& banks() const { return banks_; }
+  // Of all that was taken.
+  uint64_t words() const { return words_; }
 
  private:
   std::optional<Place> take(uint8_t device, Part part, uint32_t words);
 
   std::map<uint8_t, Bank> banks_;
   std::map<uint8_t, uint8_t> current_bank_;
+  uint64_t words_ = 0;
 };
 
 }  // namespace plc_sim

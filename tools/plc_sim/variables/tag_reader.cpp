@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <stdexcept>
 
 #include "base/text.h"
+#include "tools/plc_sim/variables/mistake.h"
 #include "wire/names.h"
 
 namespace plc_sim {
@@ -37,10 +37,6 @@ struct Device {
 constexpr std::array<Device, 8> kDevices{
     {{"EM", 23}, {"MR", 17}, {"LR", 18}, {"DM", 6}, {"TM", 8}, {"FM", 25}, {"CM", 7}, {"ZF", 44}}};
 
-struct BadLine : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
 std::vector<std::string> split_columns(std::string_view line) {
   std::vector<std::string> columns;
   for (;;) {
@@ -56,10 +52,10 @@ void join_split_name(std::vector<std::string>& columns) {
   std::string& name = columns[0];
   if (name.find('[') == std::string::npos || name.find(']') != std::string::npos) return;
   const size_t extra = columns.size() > 1 && columns[1].find(']') != std::string::npos ? 1 : 2;
-  if (columns.size() <= extra) throw BadLine("the subscripts of the name are not closed");
+  if (columns.size() <= extra) throw Mistake("the subscripts of the name are not closed");
   for (size_t i = 1; i <= extra; ++i) name += "," + columns[i];
   columns.erase(columns.begin() + 1, columns.begin() + 1 + static_cast<std::ptrdiff_t>(extra));
-  if (name.find(']') == std::string::npos) throw BadLine("the subscripts of the name are not closed");
+  if (name.find(']') == std::string::npos) throw Mistake("the subscripts of the name are not closed");
 }
 
 int name_kind_of(const std::string& name) {
@@ -72,7 +68,7 @@ Number parse_number(std::string_view text, const char* what) {
   Number value{};
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc{} || end != text.data() + text.size()) {
-    throw BadLine(std::string(what) + " '" + std::string(text) + "' is not a number in its range");
+    throw Mistake(std::string(what) + " '" + std::string(text) + "' is not a number in its range");
   }
   return value;
 }
@@ -80,7 +76,7 @@ Number parse_number(std::string_view text, const char* what) {
 std::vector<Range> parse_ranges(std::string_view text) {
   std::vector<Range> ranges;
   if (text.size() < 2 || text.front() != '[' || text.back() != ']') {
-    throw BadLine("ranges '" + std::string(text) + "' are not of the form [low..high_low..high]");
+    throw Mistake("ranges '" + std::string(text) + "' are not of the form [low..high_low..high]");
   }
   std::string_view rest = text.substr(1, text.size() - 2);
   int64_t elements = 1;
@@ -88,17 +84,17 @@ std::vector<Range> parse_ranges(std::string_view text) {
     const size_t bar = rest.find('_');
     const std::string_view one = rest.substr(0, bar);
     const size_t dots = one.find("..");
-    if (dots == std::string_view::npos) throw BadLine("range '" + std::string(one) + "' has no '..'");
+    if (dots == std::string_view::npos) throw Mistake("range '" + std::string(one) + "' has no '..'");
     const Range range{parse_number<int32_t>(one.substr(0, dots), "lower bound"),
                       parse_number<int32_t>(one.substr(dots + 2), "upper bound")};
-    if (range.high < range.low) throw BadLine("range '" + std::string(one) + "' ends before it starts");
+    if (range.high < range.low) throw Mistake("range '" + std::string(one) + "' ends before it starts");
     elements = range.extent() > kMaxElements ? kMaxElements + 1 : elements * range.extent();
-    if (elements > kMaxElements) throw BadLine("the array has more than " + std::to_string(kMaxElements) + " elements");
+    if (elements > kMaxElements) throw Mistake("the array has more than " + std::to_string(kMaxElements) + " elements");
     ranges.push_back(range);
     if (bar == std::string_view::npos) break;
     rest.remove_prefix(bar + 1);
   }
-  if (ranges.size() > 3) throw BadLine("more than three ranges");
+  if (ranges.size() > 3) throw Mistake("more than three ranges");
   return ranges;
 }
 
@@ -131,11 +127,11 @@ void parse_string_length(const std::string& column, TagDeclaration& tag) {
   if (column.empty() || std::string_view(tag.type->name) != "STRING") return;
   tag.string_length = parse_number<int32_t>(column, "string length");
   if (tag.string_length > kMaxStringLength) {
-    throw BadLine("plc-sim serves strings of at most " + std::to_string(kMaxStringLength) + " bytes, not of " + column +
+    throw Mistake("plc-sim serves strings of at most " + std::to_string(kMaxStringLength) + " bytes, not of " + column +
                   ". The line is no fault for a controller");
   }
   if (tag.string_length < 1) {
-    throw BadLine("string length " + column + " is not between 1 and " + std::to_string(kMaxStringLength));
+    throw Mistake("string length " + column + " is not between 1 and " + std::to_string(kMaxStringLength));
   }
   tag.ranges.clear();
 }
@@ -149,26 +145,26 @@ std::string why_few_columns(std::string_view line, size_t columns) {
 }
 
 TagDeclaration parse_line(std::string_view line) {
-  if (line.size() + 1 > kMaxLineBytes) throw BadLine("line longer than 255 characters");
+  if (line.size() + 1 > kMaxLineBytes) throw Mistake("line longer than 255 characters");
   std::vector<std::string> columns = split_columns(line);
   join_split_name(columns);
   if (columns.size() < kRequiredColumns) {
-    throw BadLine(why_few_columns(line, columns.size()));
+    throw Mistake(why_few_columns(line, columns.size()));
   }
   TagDeclaration tag;
   tag.name = mark_subscripts(columns[0]);
-  if (tag.name.empty()) throw BadLine("the name is empty");
-  if (!utf16_from_utf8(tag.name)) throw BadLine("the name is not valid UTF-8");
+  if (tag.name.empty()) throw Mistake("the name is empty");
+  if (!utf16_from_utf8(tag.name)) throw Mistake("the name is not valid UTF-8");
   tag.name_kind = name_kind_of(tag.name);
   tag.type = find_type(columns[1]);
-  if (tag.type == nullptr) throw BadLine("unknown type '" + columns[1] + "'");
+  if (tag.type == nullptr) throw Mistake("unknown type '" + columns[1] + "'");
   if (!columns[2].empty()) tag.ranges = parse_ranges(columns[2]);
   parse_string_length(columns[3], tag);
   std::string_view id = columns[7];
   if (!id.empty() && id.back() == '\r') id.remove_suffix(1);
   tag.id = parse_number<uint32_t>(id, "id");
   parse_scope(columns, tag);
-  if (!utf16_from_utf8(tag.program)) throw BadLine("the program's name is not valid UTF-8");
+  if (!utf16_from_utf8(tag.program)) throw Mistake("the program's name is not valid UTF-8");
   return tag;
 }
 
@@ -198,7 +194,7 @@ TagFile read_tag_text(const std::string& file_name, std::string_view text) {
       tag.file = file_name;
       tag.line = number;
       file.tags.push_back(std::move(tag));
-    } catch (const BadLine& bad) {
+    } catch (const Mistake& bad) {
       file.problems.push_back({file_name, number, false, bad.what()});
     }
     if (end == std::string_view::npos) {

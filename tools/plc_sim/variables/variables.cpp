@@ -12,6 +12,7 @@ namespace {
 constexpr int kGlobalProgram = -1;
 constexpr uint32_t kOpaqueUnits = 4;
 constexpr uint32_t kTextWithoutLengthUnits = 16;
+constexpr uint64_t kMostMebibytes = 128;  // of all declared variables; those of a controller have a few
 constexpr size_t kMaxPrograms = 255;
 constexpr size_t kMaxProgramNameUnits = 126;  // the directory gives a name's bytes plus two in one byte
 
@@ -19,6 +20,13 @@ uint32_t unit_count(const TagDeclaration& tag) {
   if (tag.is_text_with_length()) return static_cast<uint32_t>(tag.string_length);
   if (tag.type->bits != 0) return std::max(1U, tag.type->bits / kBitsPerWord);
   return tag.type->kind == TypeKind::kText ? kTextWithoutLengthUnits : kOpaqueUnits;
+}
+
+// The memory that the variable takes; of a single bit the word that it may share.
+uint64_t word_count(const TagDeclaration& tag) {
+  uint64_t elements = 1;
+  for (const Range& range : tag.ranges) elements *= static_cast<uint64_t>(range.extent());
+  return tag.type->bits == 1 ? (elements + kBitsPerWord - 1) / kBitsPerWord : elements * unit_count(tag);
 }
 
 std::optional<uint32_t> index_in_bounds(const TagDeclaration& tag, const std::vector<int64_t>& subscripts) {
@@ -96,6 +104,12 @@ std::string VariableStore::declare_one(const TagDeclaration& tag) {
   if (!fresh) {
     return same_declaration(entry->second->tag, tag) ? std::string{}
                                                      : "declared differently at " + declared_at(entry->second->tag);
+  }
+  constexpr uint64_t kWordsPerMebibyte = (1U << 20U) / sizeof(uint16_t);
+  if (memory_.words() + word_count(tag) > kMostMebibytes * kWordsPerMebibyte) {
+    by_name_.erase(entry);
+    return "plc-sim serves variables of at most " + std::to_string(kMostMebibytes) +
+           " MiB in all, and this one does not fit. The line is no fault for a controller";
   }
   auto variable = make_variable(tag, program);
   if (!variable) {
@@ -234,6 +248,7 @@ std::optional<Element> VariableStore::known_element(Variable& variable, const st
   if (wire_name.compare(0, name.size(), name) != 0) return std::nullopt;
   const std::string rest = wire_name.substr(name.size());
   if (rest.empty()) return Element{&variable, variable.first, 0, 0};
+  if (rest.front() != '[') return std::nullopt;  // of a longer name
   const auto subscripts = split_element_name("x" + rest).subscripts;
   if (!variable.is_array() || subscripts.size() != variable.tag.ranges.size()) return std::nullopt;
   const auto outside = variable.outside.find(subscripts);
