@@ -87,6 +87,11 @@ std::string connack_failure(const BrokerOptions& options, int code) {
   }
 }
 
+std::string second_greeting_text(const BrokerOptions& options) {
+  return broker_place(options) +
+         " does not speak MQTT as a broker should: it accepted one connection twice; see the url's port";
+}
+
 std::string publish_failure(int code) {
   return std::string("the broker does not take what is published (") + mosquitto_reason_string(code) +
          "): let this user write the topics of the gateway, in the broker's access list";

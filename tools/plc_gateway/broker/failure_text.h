@@ -16,6 +16,9 @@ std::string resolver_failure(const BrokerOptions& options, int error);
 // The code of a CONNACK of MQTT 3.1.1 (1 to 5) or 5 (from 128).
 std::string connack_failure(const BrokerOptions& options, int code);
 
+// Of a second CONNACK on one connection.
+std::string second_greeting_text(const BrokerOptions& options);
+
 // The code of a PUBACK of MQTT 5 that acknowledges nothing. By 3.1.1 a broker cannot say so.
 std::string publish_failure(int code);
 

@@ -243,6 +243,8 @@ void MosquittoLink::on_connect(mosquitto* mosq, void* self, int code, int, const
     link.refusal_ = connack_failure(link.options_, code);
     return;
   }
+  // libmosquitto takes any number of them, and a broker that sends them without end would cost a processor.
+  if (link.greeted_) return link.lose(second_greeting_text(link.options_), true);
   link.greeted_ = true;
   mosquitto_log_callback_set(mosq, nullptr);  // it would have every message told
   LinkEvent event;

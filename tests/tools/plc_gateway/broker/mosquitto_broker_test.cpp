@@ -212,6 +212,22 @@ TEST_F(BrokerTest, BrokerThatHangsUpOrSpeaksOtherwise_IsTold) {
                       " does not speak MQTT as a broker should: see the url's port");
 }
 
+TEST_F(BrokerTest, BrokerThatAcceptsOneConnectionTwice_IsLeft) {
+  WireBroker fake([&](BrokerSide& side) {
+    side.packet();
+    side.send(kAccepted + kAccepted);
+    saw(side.packet());
+  });
+  MosquittoBroker broker(loop.get(), options(fake.port()), events());
+  broker.connect(kWill);
+  ASSERT_TRUE(run_until_noted("disconnected"));
+  EXPECT_THAT(happened, ElementsAre("connected", "disconnected: 127.0.0.1:" + std::to_string(fake.port()) +
+                                                     " does not speak MQTT as a broker should: it accepted one "
+                                                     "connection twice; see the url's port"));
+  ASSERT_TRUE(run_until_seen(1));
+  EXPECT_THAT(seen, ElementsAre("")) << "the connection was ended";
+}
+
 TEST_F(BrokerTest, PortThatNobodyListensOn_IsTold) {
   const plc_test::LoopbackSocket taken(SOCK_STREAM);  // bound, so that nobody else listens there
   MosquittoBroker broker(loop.get(), options(taken.port()), events());
