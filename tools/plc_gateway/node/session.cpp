@@ -17,6 +17,12 @@ constexpr Ms kStopMs = 1000;       // for the last acknowledgment
 constexpr Ms kLookMs = 1000;       // between looks at the journal's counters
 constexpr Ms kHistoryTickMs = 10;
 
+constexpr char kNoGreeting[] =
+    "the broker does not answer to the connect within 10 s: see its log, and whether the url's port is its own";
+constexpr char kNoSubscription[] =
+    "the broker took the connection and does not confirm the subscription to commands within 10 s: see its log and its "
+    "load, and whether the url's port is its own";
+
 }  // namespace
 
 Session::Session(SessionOptions options, const std::vector<Variable>& variables, const Clock& clock, BrokerPort& broker,
@@ -60,8 +66,6 @@ std::string Session::death_payload() const {
 
 void Session::on_connected() {
   if (link_ != Link::kConnecting) return;
-  ++counters_.broker_connects;
-  counters_.broker_connected = true;
   link_ = Link::kSubscribing;
   answer_by_ms_ = clock_.steady_ms() + kAnswerMs;
   std::vector<std::string> filters = {options_.topics.node_command, options_.topics.device_command};
@@ -75,6 +79,8 @@ void Session::on_subscribed(bool ok) {
     leave("the broker refused the subscription to commands: its rules for this user must allow NCMD and DCMD", true);
     return;
   }
+  ++counters_.broker_connects;
+  counters_.broker_connected = true;
   if (!options_.topics.host_state.empty() && !host_online_) {
     link_ = Link::kWaitingForHost;
     return;
@@ -188,7 +194,7 @@ void Session::step() {
       break;
     case Link::kConnecting:
     case Link::kSubscribing:
-      if (now >= answer_by_ms_) leave("the broker does not answer", true);
+      if (now >= answer_by_ms_) leave(link_ == Link::kConnecting ? kNoGreeting : kNoSubscription, true);
       break;
     case Link::kOnline:
       step_online(now);

@@ -114,6 +114,38 @@ TEST(EdgeNode, RebirthAskedForAgainAndAgain_IsCarriedOutAFewTimesASecond) {
   EXPECT_GE(world.node->counters().rebirths, 4U);
 }
 
+TEST(EdgeNode, SubscriptionThatNobodyConfirms_IsNoConnectionAndIsTriedAgain) {
+  World world;
+  world.pass(1);
+  world.node->on_connected();
+  world.pass(9999);
+  EXPECT_EQ(world.broker.events, (std::vector<std::string>{"connect", "subscribe"})) << "and no births";
+  EXPECT_FALSE(world.node->counters().broker_connected);
+  EXPECT_EQ(world.node->counters().broker_connects, 0U);
+  world.pass(1);
+  EXPECT_EQ(world.broker.events, (std::vector<std::string>{"connect", "subscribe", "drop", "connect"}));
+  EXPECT_EQ(world.node->counters().broker_refused, 1U);
+  EXPECT_EQ(world.node->broker_problem(),
+            "the broker took the connection and does not confirm the subscription to commands within 10 s: see its log "
+            "and its load, and whether the url's port is its own");
+  world.let_broker_in();
+  EXPECT_TRUE(world.node->counters().broker_connected);
+  EXPECT_EQ(world.node->counters().broker_connects, 1U);
+}
+
+TEST(EdgeNode, ConnectThatNobodyAnswers_IsToldAndTriedAgainBehindAPause) {
+  World world;
+  world.pass(10000);
+  EXPECT_EQ(world.broker.events, (std::vector<std::string>{"connect", "drop", "connect"}));
+  EXPECT_EQ(
+      world.node->broker_problem(),
+      "the broker does not answer to the connect within 10 s: see its log, and whether the url's port is its own");
+  world.pass(10099);
+  EXPECT_EQ(world.broker.events, (std::vector<std::string>{"connect", "drop", "connect", "drop"}));
+  world.pass(1);
+  EXPECT_EQ(world.broker.events, (std::vector<std::string>{"connect", "drop", "connect", "drop", "connect"}));
+}
+
 TEST(EdgeNode, EachConnection_HasTheNextNumberAlsoAfterAKill) {
   World world;
   world.let_broker_in();
