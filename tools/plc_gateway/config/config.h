@@ -47,6 +47,7 @@ struct Config {
   // Made of the above with the tag files: what is polled, in the order of the groups and their names. A variable that
   // several groups name belongs to the first of them.
   std::vector<Variable> variables;
+  size_t left_out = 0;  // variables that patterns fit and that cannot be polled
 };
 
 using plc_toml::Finding;

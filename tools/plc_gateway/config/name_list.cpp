@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "base/near_names.h"
@@ -26,6 +27,16 @@ struct Looked {
   Variable variable;
   std::string problem;
 };
+
+constexpr size_t kMostTold = 20;  // names in the notes on one entry
+
+bool is_glob(const std::string& name) { return name.find_first_of("*?") != std::string::npos; }
+
+// "2 of the 9 variables that * fits are"
+std::string part_that_fits(size_t count, size_t all, const std::string& glob) {
+  return std::to_string(count) + " of the " + plc_base::plural(all, "variable") + " that " + glob + " fits " +
+         (count > 1 ? "are" : "is");
+}
 
 // Why messages cannot carry the name; empty when they can.
 std::string name_problem(const std::string& name, bool has_json_form) {
@@ -83,14 +94,16 @@ class NameLookUp {
     size_t of_earlier_groups = 0;
     std::string first_of_earlier;
     size_t earlier_group = 0;
-    size_t left_out = 0;
-    std::string first_left_out;  // why
+    std::vector<std::string> left_out;  // each with its reason
+    std::vector<std::string> valueless;
   };
 
   void take_glob(const PlacedText& name, size_t group);
   void take_name(const PlacedText& name, size_t group);
   void add(Variable variable, size_t group, Entry& entry);
   void tell(const PlacedText& name, const Entry& entry);
+  void tell_left_out(const PlacedText& name, const Entry& entry);
+  void tell_valueless(const PlacedText& name, const Entry& entry);
   std::string near_of(const std::string& glob);
   bool has_json_form() const { return !draft_.config.json_topic.empty(); }
   void command(size_t number);
@@ -99,12 +112,14 @@ class NameLookUp {
   Draft& draft_;
   Controller& controller_;
   Findings& findings_;
-  std::map<std::string, size_t> known_;     // the index of a polled name
+  std::map<std::string, size_t> known_;  // the index of a polled name
+  std::set<std::string> left_out_;
   std::map<std::string, Place> commanded_;  // names of commands
 };
 
 void NameLookUp::add(Variable variable, size_t group, Entry& entry) {
   ++entry.found;
+  if (variable.type == DataType::kBytes) entry.valueless.push_back(variable.name);
   std::vector<Variable>& variables = draft_.config.variables;
   const auto [known, is_new] = known_.emplace(variable.name, variables.size());
   if (is_new) {
@@ -130,12 +145,36 @@ void NameLookUp::tell(const PlacedText& name, const Entry& entry) {
                              std::to_string(entry.of_earlier_groups) + " of " + std::to_string(entry.found) +
                              ", the first is " + entry.first_of_earlier + ", of the group" + line.substr(1));
   }
-  if (entry.left_out > 0) {
-    const size_t all = entry.found + entry.left_out;
-    findings_.note(name.place, std::to_string(entry.left_out) + " of the " + plc_base::plural(all, "variable") +
-                                   " that " + name.text + " fits " + (entry.left_out > 1 ? "are" : "is") +
-                                   " left out: " + entry.first_left_out + (entry.left_out > 1 ? "; and others" : ""));
+  tell_left_out(name, entry);
+  tell_valueless(name, entry);
+}
+
+void NameLookUp::tell_left_out(const PlacedText& name, const Entry& entry) {
+  const size_t count = entry.left_out.size();
+  if (count == 0) return;
+  const std::string said = part_that_fits(count, entry.found + count, name.text) + " left out";
+  if (count == 1) return findings_.note(name.place, said + ": " + entry.left_out.front());
+  findings_.note(name.place, said);
+  for (size_t i = 0; i < std::min(count, kMostTold); ++i) {
+    findings_.note(name.place, "left out: " + entry.left_out[i]);
   }
+  if (count > kMostTold) findings_.note(name.place, "left out: " + std::to_string(count - kMostTold) + " more");
+}
+
+// The births have them, and each reading fails.
+void NameLookUp::tell_valueless(const PlacedText& name, const Entry& entry) {
+  const size_t count = entry.valueless.size();
+  if (count == 0) return;
+  const bool is_pattern = is_glob(name.text);
+  const size_t all = entry.found + entry.left_out.size();
+  std::string said = is_pattern ? part_that_fits(count, all, name.text) : name.text + " is";
+  said += " published without a value, because the driver cuts what a type without a width holds";
+  for (size_t i = 0; is_pattern && i < std::min(count, kMostTold); ++i) {
+    said.append(i > 0 ? ", " : ": ").append(entry.valueless[i]);
+  }
+  if (count > kMostTold) said += " and " + std::to_string(count - kMostTold) + " more";
+  findings_.note(name.place, said + (count > 1 ? "; declare types with a width, or take them out of the list"
+                                               : "; declare a type with a width, or take it out of the list"));
 }
 
 // A pattern is seldom as long as what it was to fit: what stands before its first sign is compared with beginnings.
@@ -159,8 +198,9 @@ void NameLookUp::take_glob(const PlacedText& name, size_t group) {
     Looked looked = look_up(controller_, fitting, has_json_form());
     if (looked.problem.empty()) {
       add(std::move(looked.variable), group, entry);
-    } else if (entry.left_out++ == 0) {
-      entry.first_left_out = looked.problem;
+    } else {
+      entry.left_out.push_back(std::move(looked.problem));
+      left_out_.insert(fitting);
     }
   }
   tell(name, entry);
@@ -187,13 +227,14 @@ void NameLookUp::take_name(const PlacedText& name, size_t group) {
 void NameLookUp::polls() {
   for (size_t group = 0; group < draft_.polls.size(); ++group) {
     for (const PlacedText& name : draft_.polls[group].names) {
-      if (name.text.find_first_of("*?") != std::string::npos) {
+      if (is_glob(name.text)) {
         take_glob(name, group);
       } else {
         take_name(name, group);
       }
     }
   }
+  draft_.config.left_out = left_out_.size();
 }
 
 void NameLookUp::check_limits(const CommandRule& rule, const CommandDraft& draft) {

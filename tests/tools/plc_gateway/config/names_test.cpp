@@ -108,6 +108,9 @@ TEST_F(NamesTest, VariableThatCannotBeReadOrPublished_IsLeftOutWhenAGlobFits) {
   EXPECT_THAT(said_of_names("\"Day*\", \"S*\""),
               ElementsAre("3:10: note: 1 of the 2 variables that Day* fits is left out: Days is declared DATE[0..3], "
                           "which cannot be published",
+                          "3:10: note: 1 of the 2 variables that Day* fits is published without a value, because the "
+                          "driver cuts what a type without a width holds: Day; declare a type with a width, or take it "
+                          "out of the list",
                           "3:18: note: 1 of the 2 variables that S* fits is left out: Small cannot be read: the driver "
                           "transfers no 8-bit values"));
   EXPECT_THAT(
@@ -115,6 +118,39 @@ TEST_F(NamesTest, VariableThatCannotBeReadOrPublished_IsLeftOutWhenAGlobFits) {
       ElementsAre("3:10: note: 1 of the 1 variable that Sma* fits is left out: Small cannot be read: the driver "
                   "transfers no 8-bit values",
                   "3:10: error: Sma* fits no variable that can be published: take it out of the list"));
+}
+
+TEST_F(NamesTest, SeveralThatAreLeftOut_AreListedWithTheirReasons) {
+  folder_.write("tags/PLCC0A8000A_0.csv",
+                "Byte,BYTE,,,,,,0,1,0,0,,DM\nSpeed,INT,,,,,,1,1,0,0,,DM\nDays,DATE,[0..3],,,,,2,1,0,0,,DM\n");
+  EXPECT_THAT(said_of_names("\"*\""),
+              ElementsAre("3:10: note: 2 of the 3 variables that * fits are left out",
+                          "3:10: note: left out: Byte cannot be read: the driver transfers no 8-bit values",
+                          "3:10: note: left out: Days is declared DATE[0..3], which cannot be published"));
+}
+
+TEST_F(NamesTest, ManyThatAreLeftOut_AreCounted) {
+  std::string tags = "Speed,INT,,,,,,0,1,0,0,,DM\n";
+  for (int i = 1; i <= 22; ++i) tags += "B" + std::to_string(i) + ",BYTE,,,,,," + std::to_string(i) + ",1,0,0,,DM\n";
+  folder_.write("tags/PLCC0A8000A_0.csv", tags);
+  const std::vector<std::string> said = said_of_names("\"*\"");
+  ASSERT_EQ(said.size(), 22U);
+  EXPECT_EQ(said[0], "3:10: note: 22 of the 23 variables that * fits are left out");
+  EXPECT_EQ(said[20], "3:10: note: left out: B20 cannot be read: the driver transfers no 8-bit values");
+  EXPECT_EQ(said[21], "3:10: note: left out: 2 more");
+}
+
+// They are in the births, and the log of a run says the same.
+TEST_F(NamesTest, VariablesWithoutAValue_AreListed) {
+  folder_.write("tags/PLCC0A8000A_0.csv",
+                "Day,DATE,,,,,,0,1,0,0,,DM\nSpeed,INT,,,,,,1,1,0,0,,DM\nNoon,TIME_OF_DAY,,,,,,2,1,0,0,,DM\n");
+  EXPECT_THAT(said_of_names("\"*\""),
+              ElementsAre("3:10: note: 2 of the 3 variables that * fits are published without a value, because the "
+                          "driver cuts what a type without a width holds: Day, Noon; declare types with a width, or "
+                          "take them out of the list"));
+  EXPECT_THAT(said_of_names("\"Day\""),
+              ElementsAre("3:10: note: Day is published without a value, because the driver cuts what a type without a "
+                          "width holds; declare a type with a width, or take it out of the list"));
 }
 
 TEST_F(NamesTest, NameThatNoMessageCanCarry_IsLeftOut) {

@@ -306,6 +306,11 @@ TEST_F(GatewayProgram, Check_TellsMistakesWithTheirPlaces) {
   const plc_host_test::Outcome good = world.run({"check", world.write_config()});
   EXPECT_EQ(good.code, 0) << good.err;
   EXPECT_THAT(good.out, HasSubstr("gateway.toml: 1 variable in 1 poll, 0 commands: no mistakes\n"));
+  world.folder.write("machine.csv", world.folder.read("machine.csv") + "Small,BYTE,,,,,,9,1,0,0,,DM\n");
+  const plc_host_test::Outcome less =
+      world.run({"check", world.write_config({{"\"Motor.Speed\"", "\"Motor.Speed\", \"*\""}})});
+  EXPECT_THAT(less.out, HasSubstr("gateway.toml: 2 variables in 1 poll, 1 left out, 0 commands: no mistakes\n"));
+  EXPECT_THAT(less.err, HasSubstr(": note: 1 of the 3 variables that * fits is left out: Small cannot be read: "));
   const plc_host_test::Outcome bad = world.run({"check", world.write_config({{"every_ms", "evry_ms"}})});
   EXPECT_EQ(bad.code, 4);
   EXPECT_THAT(bad.out, IsEmpty());
