@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <cstring>
 
 namespace plc_base {
 namespace {
@@ -15,6 +17,11 @@ bool found_input_closed = false;
 }  // namespace
 
 bool was_input_closed() { return found_input_closed; }
+
+std::string problem_with_output() {
+  if (std::ferror(stdout) == 0 && std::fflush(stdout) == 0) return {};
+  return std::string("standard output cannot be written: ") + std::strerror(errno);
+}
 
 void prepare_standard_streams() {
   std::signal(SIGXFSZ, SIG_IGN);

@@ -59,8 +59,8 @@ int show_parse_result(const CLI::App& app, const CLI::ParseError& error, const s
   if (app.exit(error, out, err) != 0) {
     throw GatewayError(kExitUsage, plc_usage::with_hint(plc_usage::parse_problem(error), app, words));
   }
-  const bool is_written = std::fputs(out.str().c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
-  if (!is_written) throw GatewayError(kExitOutput, "the result cannot be written to standard output");
+  std::fputs(out.str().c_str(), stdout);
+  demand_written();
   return kExitOk;
 }
 

@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "base/standard_streams.h"
+
 namespace plc_gateway {
 
 // The codes are part of the program's contract, with the meanings that they have in plc-host.
@@ -26,5 +28,11 @@ class GatewayError : public std::runtime_error {
  private:
   ExitCode code_;
 };
+
+// Throws GatewayError where what was printed just now is not on standard output.
+inline void demand_written() {
+  const std::string problem = plc_base::problem_with_output();
+  if (!problem.empty()) throw GatewayError(kExitOutput, problem);
+}
 
 }  // namespace plc_gateway

@@ -9,9 +9,8 @@
 #include "tools/plc_gateway/service/exit_codes.h"
 
 namespace plc_gateway {
-
 std::string finding_place(const Finding& finding) {
-  std::string place = finding.file;
+  std::string place = finding.file.empty() ? plc_base::quoted(finding.file) : finding.file;
   if (finding.line != 0) place += ":" + std::to_string(finding.line);
   if (finding.line != 0 && finding.column != 0) place += ":" + std::to_string(finding.column);
   return place;
@@ -31,7 +30,7 @@ void require_ok(const ConfigResult& result, const std::string& file) {
   if (result.ok()) return;
   const auto errors = std::count_if(result.findings.begin(), result.findings.end(),
                                     [](const Finding& finding) { return finding.is_error; });
-  throw GatewayError(kExitConfig, plc_base::shown_line(file) + ": cannot be used: " +
+  throw GatewayError(kExitConfig, plc_base::shown_line(plc_base::told_name(file)) + ": cannot be used: " +
                                       plc_base::plural(static_cast<uint64_t>(errors), "mistake"));
 }
 

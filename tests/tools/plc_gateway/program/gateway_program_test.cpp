@@ -317,6 +317,30 @@ TEST_F(GatewayProgram, Check_TellsMistakesWithTheirPlaces) {
   EXPECT_THAT(bad.err, AllOf(HasSubstr("gateway.toml:16:1: error: "), HasSubstr("cannot be used: ")));
 }
 
+TEST_F(GatewayProgram, FileWithoutAName_IsTold) {
+  for (const char* command : {"check", "run", "journal"}) {
+    const plc_host_test::Outcome outcome = world.run({command, ""});
+    EXPECT_EQ(outcome.code, 4) << command;
+    EXPECT_EQ(outcome.err,
+              "'': error: cannot read '': No such file or directory\nplc-gateway: '': cannot be used: 1 mistake\n");
+  }
+}
+
+TEST_F(GatewayProgram, FullStandardOutput_IsToldWithTheReason) {
+  start_all();
+  const std::string config = world.folder.file("gateway.toml");
+  EXPECT_EQ(world.end_gateway(), 0);
+  const std::vector<std::vector<std::string>> commands = {
+      {"--help"}, {"--version"}, {"check", "--help"}, {"check", config}, {"journal", config}};
+  for (std::vector<std::string> words : commands) {
+    words.insert(words.begin(), {"/bin/sh", "-c", R"(exec "$0" "$@" > /dev/full)", PLC_TEST_GATEWAY});
+    plc_host_test::Child child(words, world.folder.file("run.out"), world.folder.file("run.err"));
+    EXPECT_EQ(child.wait(), 8) << words[4];
+    EXPECT_EQ(world.folder.read("run.err"), "plc-gateway: standard output cannot be written: No space left on device\n")
+        << words[4];
+  }
+}
+
 TEST_F(GatewayProgram, WrongCommandLines_EndWithTheirCode) {
   const std::vector<std::pair<std::vector<std::string>, std::string>> wrong = {
       {{}, "which command: run, check or journal?"},
