@@ -103,6 +103,12 @@ std::optional<Bytes> Exchange::own_reply() const {
   return std::nullopt;
 }
 
+bool Exchange::is_echo() const {
+  const bool is_for_directory =
+      request.kind == plc_sim::RequestKind::kDirectoryStart || request.kind == plc_sim::RequestKind::kDirectory;
+  return !is_for_directory && is_answered() && reply() == request_bytes;
+}
+
 std::optional<int64_t> Exchange::time_ns() const {
   return pieces.empty() ? std::nullopt : std::optional<int64_t>(pieces.front().time_ns - request_ns);
 }

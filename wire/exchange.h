@@ -36,6 +36,9 @@ struct Exchange {
   Bytes reply() const;
   // The whole frame among it that answers the request; frames before it answer others. Nothing where none is seen.
   std::optional<Bytes> own_reply() const;
+  // What came is the request itself. Of the two for the directory that is not known: a controller may answer with the
+  // same bytes.
+  bool is_echo() const;
   // From the request to the first byte of the reply; nothing without one.
   std::optional<int64_t> time_ns() const;
 };

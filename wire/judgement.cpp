@@ -69,6 +69,11 @@ class Judge {
       judge_silence();
       return remarks_;
     }
+    if (exchange_.is_echo()) {
+      fault("the request came back as it was sent: what answers is an echo, not a controller",
+            "See whether the address and port are those of the controller's host link, and what stands in its place.");
+      return remarks_;
+    }
     if (!head_of(reply_).is_reply) {
       judge_foreign_bytes();
       return remarks_;

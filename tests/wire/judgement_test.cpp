@@ -55,6 +55,15 @@ TEST(Judgement, RefusedNames_AreNamedWithTheirScope) {
             Said{"exchange 1 (resolve): the controller refused D (scope 7): status 0004 in bytes 12 and 13"});
 }
 
+// A controller without programs may answer to the directory's requests with their own bytes.
+TEST(Judgement, RequestThatCameBack_IsAnEchoExceptOfTheDirectory) {
+  const std::string said = "the request came back as it was sent: what answers is an echo, not a controller";
+  EXPECT_EQ(said_of(Traffic().host(kResolveD).controller(kResolveD)), Said{"exchange 1 (resolve): " + said});
+  EXPECT_EQ(said_of(resolved().host(kReadD).controller(kReadD)), Said{"exchange 2 (read): " + said});
+  EXPECT_EQ(said_of(Traffic().host(kDirectoryStart).controller(kDirectoryStart)), Said());
+  EXPECT_EQ(said_of(Traffic().host(kDirectoryRead).controller(kDirectoryRead)), Said());
+}
+
 TEST(Judgement, RefusedValue_IsAFaultUnlessTheNameWas) {
   const char* refused = "00 00 00 06 FF FF FF F9 00 01 1E 09 00 13 00 00";
   EXPECT_EQ(said_of(resolved().host(kReadD).controller(refused)),

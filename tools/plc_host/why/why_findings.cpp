@@ -116,6 +116,12 @@ std::optional<std::vector<wire_trace::Program>> programs_taken(const wire_trace:
   return reply ? wire_trace::whole_directory(*reply) : std::nullopt;
 }
 
+// Then neither the directory nor a refusal is a controller's.
+bool is_of_an_echo(const WhyReport& report) {
+  return std::any_of(report.road.begin(), report.road.end(),
+                     [&report](size_t index) { return report.exchanges[index].is_echo(); });
+}
+
 bool has_directory_answer(const WhyReport& report) {
   return std::any_of(report.road.begin(), report.road.end(), [&report](size_t index) {
     const wire_trace::Exchange& exchange = report.exchanges[index];
@@ -296,7 +302,7 @@ void find_record_faults(WhyReport& report) {
 void find_scope_faults(WhyReport& report) {
   fill_from_road(report);
   const Tag* tag = report.tag();
-  if (tag == nullptr || tag->entry.is_global == 1 || !report.sent_scope) return;
+  if (tag == nullptr || tag->entry.is_global == 1 || !report.sent_scope || is_of_an_echo(report)) return;
   const std::string scope = tag->entry.scope_name;
   const std::string sent = std::to_string(*report.sent_scope);
   if (!report.programs) {
@@ -359,6 +365,7 @@ void find_cut_value(WhyReport& report) {
 }
 
 void find_driver_faults(WhyReport& report) {
+  if (is_of_an_echo(report)) return;  // which the driver takes for a refusal
   // A cause that was seen on the wire goes before what the driver made of it.
   const bool is_known = report.has_fault();
   for (const std::string& line : report.driver_lines) {
