@@ -141,7 +141,7 @@ void Database::set_up() {
   page_count_ = prepare("PRAGMA page_count");
   free_count_ = prepare("PRAGMA freelist_count");
   // A page that is larger than ours was made by somebody else.
-  if (pragma(prepare("PRAGMA page_size")) != kPageBytes) throw_for(Answer::kDamaged, "has pages of another size");
+  if (pragma(prepare("PRAGMA page_size")) != kPageBytes) throw_damaged("it has pages of another size");
   checkpoint();
   make_reserve();
   pages_ = pragma(page_count_);
@@ -168,12 +168,15 @@ void Database::throw_for(Answer answer, const std::string& what) {
                      "; the folder must exist, and this user must be allowed to write in it");
 }
 
+void Database::throw_damaged(const std::string& what) { throw DamagedDatabase(path_ + ": " + what, stamp()); }
+
 Statement Database::prepare(const char* sql) {
   sqlite3_stmt* statement = nullptr;
   const int code = sqlite3_prepare_v3(connection_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
   if (code != SQLITE_OK) {
     const Answer done = answer(code);
-    throw_for((code & 0xFF) == SQLITE_ERROR ? Answer::kDamaged : done, "cannot be used");
+    if ((code & 0xFF) != SQLITE_ERROR) throw_for(done, "cannot be used");
+    throw_for(Answer::kDamaged, "it was not made by this version of plc-gateway, or somebody has changed it");
   }
   return Statement(statement);
 }

@@ -116,7 +116,10 @@ class Database {
   void count_failure() { ++failures_; }
   const std::string& path() const { return path_; }
 
+  // With SQLite's own words for what it met last.
   [[noreturn]] void throw_for(Answer answer, const std::string& what);
+  // DamagedDatabase, where SQLite has met nothing.
+  [[noreturn]] void throw_damaged(const std::string& what);
 
  private:
   void open();

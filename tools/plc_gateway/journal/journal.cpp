@@ -76,6 +76,7 @@ struct Journal::Body {
   JournalLife last_life;  // when there is no store
   uint64_t earlier_failures = 0;
   uint64_t lost_damage = 0;
+  std::string damage;
   bool read_failed = false;
 };
 
@@ -87,6 +88,7 @@ Journal::Body::Body(const JournalOptions& journal_options, const std::vector<Var
     match_names(variables);
   } catch (const DamagedDatabase& damaged) {
     lost_damage = 1;
+    damage = damaged.what();
     names.reset();
     store.reset();
     put_aside(options);
@@ -135,11 +137,13 @@ bool Journal::Body::is_worth_another(Answer answer) {
 bool Journal::Body::begin_anew() {
   if (store) {
     lost_damage = 1;
+    damage = store->database().path() + ": what was written does not come back";
     earlier_failures += store->database().failures();
     last_life = store->life();
     last_life.dropped += last_life.values;
     last_life.rows = 0;
     last_life.values = 0;
+    last_life.names = 0;
     store.reset();
     put_aside(options);
   }
@@ -292,6 +296,8 @@ JournalCounters Journal::counters() const {
   if (counters.oldest == 0 && !body.memory.rows().empty()) counters.oldest = body.memory.rows().front().time;
   return counters;
 }
+
+const std::string& Journal::damage() const { return body_->damage; }
 
 void Journal::retry() {
   Body& body = *body_;

@@ -107,6 +107,8 @@ class Journal {
   bool take_commands(const CommandTimes& times);
 
   JournalCounters counters() const;
+  // What was found when it was put aside last; empty: it was not.
+  const std::string& damage() const;
 
   // Does what the disk refused, rows and removals, when it takes them again; called now and then.
   void retry();

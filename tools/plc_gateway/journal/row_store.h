@@ -23,6 +23,7 @@ struct JournalLife {
   uint64_t rows = 0;    // stored
   uint64_t values = 0;  // in them
   uint64_t dropped = 0;
+  uint64_t names = 0;  // as many aliases were given
 };
 
 // A variable that was polled at some time.
@@ -41,7 +42,7 @@ class RowStore {
   // Of a journal that was damaged: its rows are gone, its numbers go on.
   Answer continue_life(const JournalLife& life);
 
-  // In the order of their aliases.
+  // In the order of their aliases. Throws DamagedDatabase where they are not all as they were written.
   std::vector<StoredName> names();
   Answer write_names(const std::vector<StoredName>& names);
 
@@ -74,6 +75,14 @@ class RowStore {
   Database& database() { return database_; }
 
  private:
+  // What a row needs at most besides its own pages: a new page in each level of the tree, and those of the other
+  // tables.
+  static constexpr uint64_t kSparePages = 8;
+  // Of a page that holds a part of a row, as good as all bytes.
+  static constexpr uint64_t kPartBytes = 4000;
+  // Of a name's row, beside the texts of any length.
+  static constexpr uint64_t kNameBytes = 50;
+
   void make_tables(uint32_t stamp);
   void read_life();
   Answer write_life(const JournalLife& life);

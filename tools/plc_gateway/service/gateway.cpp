@@ -316,7 +316,9 @@ void Gateway::tell_journal() {
   const JournalCounters now = journal_.counters();
   if (now.lost_damage != told_journal_.lost_damage) {
     tell(LogLevel::kError, "journal_damaged",
-         {{"folder", config_.journal_folder}, {"what_to_do", "the old one is kept beside the new one"}});
+         {{"folder", config_.journal_folder},
+          {"reason", journal_.damage()},
+          {"what_to_do", "the old one is kept beside the new one"}});
   }
   if (now.dropped != told_journal_.dropped) {
     tell(LogLevel::kError, "values_dropped",
