@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "tools/plc_gateway/journal/journal_files.h"
-
 namespace plc_gateway {
 namespace {
 
@@ -96,6 +94,7 @@ Database::Database(const JournalOptions& options)
   try {
     open();
     set_up();
+    if (vfs_.empty()) places_ = JournalPlaces(path_);
   } catch (...) {
     sqlite3_close_v2(connection_);
     throw;

@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "tools/plc_gateway/journal/journal.h"
+#include "tools/plc_gateway/journal/journal_files.h"
 
 namespace plc_gateway {
 
@@ -112,6 +113,8 @@ class Database {
   Answer set_stamp(uint32_t stamp);
 
   uint64_t bytes();  // of the file and its log
+  // Somebody has removed or replaced the files since they were opened.
+  bool is_left() const { return places_.are_left(); }
   uint64_t failures() const { return failures_; }
   void count_failure() { ++failures_; }
   const std::string& path() const { return path_; }
@@ -135,6 +138,7 @@ class Database {
   Statement begin_, commit_, rollback_, page_count_, free_count_;
   uint64_t pages_ = 0;  // that may be used
   int frames_ = 0;      // pages in the log that are not in the file
+  JournalPlaces places_;
   bool has_reserve_ = false;
   bool durable_ = true;
   uint64_t failures_ = 0;

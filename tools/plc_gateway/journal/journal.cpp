@@ -77,6 +77,7 @@ struct Journal::Body {
   uint64_t earlier_failures = 0;
   uint64_t lost_damage = 0;
   std::string damage;
+  bool is_removed = false;
   bool read_failed = false;
 };
 
@@ -288,6 +289,7 @@ JournalCounters Journal::counters() const {
   counters.in_memory = body.memory.rows().size();
   counters.failures = body.earlier_failures;
   counters.lost_damage = body.lost_damage;
+  counters.removed = body.is_removed ? 1 : 0;
   if (body.store) {
     counters.failures += body.store->database().failures();
     counters.bytes = body.store->database().bytes();
@@ -301,6 +303,7 @@ const std::string& Journal::damage() const { return body_->damage; }
 
 void Journal::retry() {
   Body& body = *body_;
+  body.is_removed = body.store && body.store->database().is_left();
   if (body.store) body.is_worth_another(body.store->remove_pending());
   if (body.store && body.memory.rows().empty() && body.memory.dropped() == 0) return;
   if (body.is_worth_another(body.append_from_memory())) body.append_from_memory();

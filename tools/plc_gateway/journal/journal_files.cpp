@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -30,6 +31,22 @@ std::string problem_with_journal_files(const std::string& folder) {
     if (problem.empty()) problem = problem_with_file(folder + name);
   }
   return problem;
+}
+
+JournalPlaces::JournalPlaces(const std::string& database) {
+  for (const char* suffix : {"", "-wal"}) {
+    struct stat status {};
+    const std::string path = database + suffix;
+    if (stat(path.c_str(), &status) == 0) places_.push_back({path, status.st_dev, status.st_ino});
+  }
+}
+
+bool JournalPlaces::are_left() const {
+  return std::any_of(places_.begin(), places_.end(), [](const Place& place) {
+    struct stat status {};
+    if (stat(place.path.c_str(), &status) != 0) return errno == ENOENT || errno == ENOTDIR;
+    return status.st_dev != place.device || status.st_ino != place.file;
+  });
 }
 
 }  // namespace plc_gateway

@@ -320,6 +320,13 @@ void Gateway::tell_journal() {
           {"reason", journal_.damage()},
           {"what_to_do", "the old one is kept beside the new one"}});
   }
+  if (now.removed > told_journal_.removed) {
+    tell(LogLevel::kWarning, "journal_removed",
+         {{"folder", config_.journal_folder},
+          {"reason", "its files were removed or replaced: what is written goes when the gateway ends"},
+          {"what_to_do",
+           "see that the folder is there, wait until plc_gateway_journal_values is 0, and start the gateway again"}});
+  }
   if (now.dropped != told_journal_.dropped) {
     tell(LogLevel::kError, "values_dropped",
          {{"folder", config_.journal_folder}, {"dropped", std::to_string(now.dropped)}});

@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 
 #include "tests/support/loopback.h"
 #include "tests/tools/plc_gateway/program/program_world.h"
@@ -257,6 +258,22 @@ TEST_F(GatewayProgram, DamagedJournal_IsNotShownAsAnEmptyOne) {
   EXPECT_THAT(shown.err, HasSubstr("plc-gateway: " + database +
                                    ": it was damaged; it is kept beside a new one, and what it held is lost\n"));
   EXPECT_EQ(world.folder.read("journal/journal.damaged.1"), std::string(8192, 'x'));
+}
+
+TEST_F(GatewayProgram, RemovedJournal_IsToldOnceAndPublishingGoesOn) {
+  start_all();
+  std::filesystem::remove_all(world.folder.file("journal"));
+  EXPECT_TRUE(world.logs("event=journal_removed"));
+  EXPECT_THAT(world.log(),
+              HasSubstr("level=warning event=journal_removed folder=" + world.folder.file("journal") +
+                        " reason=\"its files were removed or replaced: what is written goes when the gateway ends\" "
+                        "what_to_do=\"see that the folder is there, wait until plc_gateway_journal_values is 0, and "
+                        "start the gateway again\"\n"));
+  EXPECT_THAT(world.page("/metrics"), HasSubstr("\nplc_gateway_journal_removed 1\n"));
+  world.controller->tell("set Motor.Speed 1234");
+  EXPECT_TRUE(host->hears(kSpeed, "\"value\":1234,\"quality\":\"good\""));
+  EXPECT_EQ(world.end_gateway(), 0);
+  EXPECT_EQ(world.log().find("journal_removed"), world.log().rfind("journal_removed"));
 }
 
 TEST_F(GatewayProgram, TooFewDescriptors_AreToldBeforeItBegins) {
