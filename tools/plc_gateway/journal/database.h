@@ -27,6 +27,11 @@ enum class Answer : uint8_t {
   kDamaged,  // what is stored makes no sense
 };
 
+enum class Access : uint8_t {
+  kUse,   // it is made when it is not there
+  kLook,  // nothing of it is changed, nor of what stands beside it
+};
+
 // Found when the database was opened.
 class DamagedDatabase : public std::runtime_error {
  public:
@@ -83,7 +88,7 @@ class Database {
   static constexpr uint64_t kLeastBytes = kLogBytes + kChunkBytes;
 
   // Opens or makes it, for this process alone. Throws JournalError, or DamagedDatabase when it must be put aside.
-  explicit Database(const JournalOptions& options);
+  explicit Database(const JournalOptions& options, Access access = Access::kUse);
   ~Database();
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
@@ -118,6 +123,7 @@ class Database {
   uint64_t failures() const { return failures_; }
   void count_failure() { ++failures_; }
   const std::string& path() const { return path_; }
+  bool is_looked_at() const { return access_ == Access::kLook; }
 
   // With SQLite's own words for what it met last.
   [[noreturn]] void throw_for(Answer answer, const std::string& what);
@@ -126,6 +132,8 @@ class Database {
 
  private:
   void open();
+  void lock_and_log();
+  void lock_and_look();
   void set_up();
   void checkpoint();
   bool allow(uint64_t pages);
@@ -133,6 +141,7 @@ class Database {
 
   std::string path_;
   std::string vfs_;
+  Access access_;
   uint64_t most_pages_;
   sqlite3* connection_ = nullptr;
   Statement begin_, commit_, rollback_, page_count_, free_count_;

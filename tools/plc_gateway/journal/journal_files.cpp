@@ -5,8 +5,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
+#include <string_view>
 
 namespace plc_gateway {
 namespace {
@@ -23,6 +26,15 @@ std::string problem_with_file(const std::string& path) {
   return "cannot write " + path + ": " + std::strerror(errno) + "; let the gateway's user read and write it";
 }
 
+// The header of an SQLite database has the version of what reads it behind its page size: 2 needs the log.
+bool has_log(const std::string& database) {
+  constexpr std::string_view kMark("SQLite format 3\0", 16);
+  constexpr size_t kReadVersion = 19;
+  std::array<char, kReadVersion + 1> head{};
+  std::ifstream(database, std::ios::binary).read(head.data(), head.size());
+  return std::string_view(head.data(), kMark.size()) == kMark && head[kReadVersion] == 2;
+}
+
 }  // namespace
 
 std::string problem_with_journal_files(const std::string& folder) {
@@ -31,6 +43,20 @@ std::string problem_with_journal_files(const std::string& folder) {
     if (problem.empty()) problem = problem_with_file(folder + name);
   }
   return problem;
+}
+
+std::string problem_with_a_look(const std::string& database) {
+  struct stat status {};
+  if (stat((database + "-journal").c_str(), &status) == 0) {
+    return database + "-journal: an interrupted start has left it; 'run' clears it up";
+  }
+  if (stat(database.c_str(), &status) == 0 && status.st_size == 0) {
+    return database + ": it is empty; 'run' makes a journal of it";
+  }
+  if (has_log(database) && stat((database + "-wal").c_str(), &status) != 0) {
+    return database + "-wal: it is missing, and the last changes with it; 'run' goes on without them";
+  }
+  return {};
 }
 
 JournalPlaces::JournalPlaces(const std::string& database) {

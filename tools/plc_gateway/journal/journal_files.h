@@ -12,6 +12,9 @@ namespace plc_gateway {
 // none. Opens and makes nothing.
 std::string problem_with_journal_files(const std::string& folder);
 
+// Why SQLite would change something if it opened this database to be read; empty when it would not.
+std::string problem_with_a_look(const std::string& database);
+
 // Tells whether the database and its log, once they are open, are still what stands in their places: what is written to
 // files that were removed or replaced is lost when they are closed.
 class JournalPlaces {

@@ -27,13 +27,13 @@ uint32_t sum_of_life(const JournalLife& life) {
 
 }  // namespace
 
-RowStore::RowStore(const JournalOptions& options, uint32_t stamp_when_new) : database_(options) {
+RowStore::RowStore(const JournalOptions& options, uint32_t stamp_when_new, Access access) : database_(options, access) {
   make_tables(stamp_when_new);
   insert_ = database_.prepare("INSERT INTO rows(id, n, time, body) VALUES(?, ?, ?, ?)");
   erase_ = database_.prepare("DELETE FROM rows WHERE id BETWEEN ? AND ?");
   sums_ = database_.prepare(
-      // A damaged count must not make the sum one.
-      "SELECT count(*), coalesce(sum(min(max(n, 0), 1 << 24)), 0), max(id) FROM rows WHERE id BETWEEN ? AND ?");
+      // A damaged count must not make the sum one: a value has one byte at least.
+      "SELECT count(*), coalesce(sum(min(max(n, 0), length(body))), 0), max(id) FROM rows WHERE id BETWEEN ? AND ?");
   oldest_ = database_.prepare("SELECT id, time FROM rows WHERE id >= ? ORDER BY id LIMIT 1");
   rows_from_ = database_.prepare("SELECT id, n, time, body FROM rows WHERE id >= ? ORDER BY id");
   write_life_ = database_.prepare(
@@ -51,6 +51,7 @@ void RowStore::make_tables(uint32_t stamp) {
     tables = query.number(0);
   }
   if (tables != 0) return;
+  if (database_.is_looked_at()) throw JournalError(database_.path() + ": it is empty; 'run' makes a journal of it");
   const Answer made = database_.transaction(true, [&] {
     const Answer stamped = database_.set_stamp(stamp);
     if (stamped != Answer::kDone) return stamped;
@@ -288,6 +289,28 @@ Answer RowStore::read(uint64_t first, size_t most_values, const std::vector<uint
   const Answer done = database_.answer(code);
   if (!damaged.empty()) drop_damaged(damaged);
   return done;
+}
+
+void RowStore::look_at_all(const std::function<void(const RowFacts&)>& see) {
+  Query query(rows_from_);
+  query.with(0);
+  int code = SQLITE_DONE;
+  while ((code = query.step()) == SQLITE_ROW) {
+    JournalRow row;
+    RowFacts facts;
+    facts.id = query.number(0);
+    facts.is_whole = unpack_row(facts.id, static_cast<Ms>(query.number(2)), query.number(1), query.bytes(3), row) &&
+                     std::all_of(row.changes.begin(), row.changes.end(),
+                                 [this](const Sample& sample) { return sample.variable <= life_.names; });
+    if (facts.is_whole) {
+      facts.kind = row.kind;
+      facts.time = row.time;
+      facts.values = row.changes.size();
+    }
+    see(facts);
+  }
+  const Answer done = database_.answer(code);
+  if (done != Answer::kDone) database_.throw_for(done, "cannot be read");
 }
 
 Answer RowStore::drop_damaged(const std::vector<uint64_t>& ids) {

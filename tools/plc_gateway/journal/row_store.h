@@ -33,10 +33,19 @@ struct StoredName {
   std::optional<uint64_t> last_row;  // behind which no row has it; nothing: it is polled now
 };
 
+// Of a damaged row nothing but its number is true.
+struct RowFacts {
+  uint64_t id = 0;
+  bool is_whole = false;
+  JournalRow::Kind kind = JournalRow::Kind::kData;
+  Ms time = 0;
+  uint64_t values = 0;
+};
+
 class RowStore {
  public:
   // Throws as Database does. A new database gets the stamp.
-  explicit RowStore(const JournalOptions& options, uint32_t stamp_when_new = 0);
+  explicit RowStore(const JournalOptions& options, uint32_t stamp_when_new = 0, Access access = Access::kUse);
 
   const JournalLife& life() const { return life_; }
   // Of a journal that was damaged: its rows are gone, its numbers go on.
@@ -60,6 +69,9 @@ class RowStore {
   // none. Damaged rows are dropped.
   static constexpr uint32_t kNoIndex = UINT32_MAX;
   Answer read(uint64_t first, size_t most_values, const std::vector<uint32_t>& index_of, std::vector<JournalRow>& rows);
+
+  // All rows, the damaged ones too. Throws DamagedDatabase where the database itself is damaged.
+  void look_at_all(const std::function<void(const RowFacts&)>& see);
 
   // Which of the aliases occur in rows up to `last`.
   Answer find(std::unordered_set<uint64_t> aliases, uint64_t last, std::unordered_set<uint64_t>& found);

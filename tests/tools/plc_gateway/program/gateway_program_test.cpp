@@ -244,11 +244,30 @@ TEST_F(GatewayProgram, Journal_ShowsWhatNoBrokerHasHeard) {
   ASSERT_EQ(world.end_gateway(), 0);
   const plc_host_test::Outcome shown = world.run({"journal", world.folder.file("gateway.toml"), "--rows"});
   EXPECT_EQ(shown.code, 0) << shown.err;
-  EXPECT_THAT(shown.out, AllOf(StartsWith("rows 1\nvalues 1\n"), HasSubstr("\ndropped 0\nrow time kind values\n1 "),
-                               HasSubstr(" data 1\n")));
+  EXPECT_THAT(shown.out, AllOf(StartsWith("rows 1\nvalues 1\ndamaged_rows 0\n"),
+                               HasSubstr("\ndropped 0\nrow time kind values\n1 "), HasSubstr(" data 1\n")));
 }
 
-TEST_F(GatewayProgram, DamagedJournal_IsNotShownAsAnEmptyOne) {
+TEST_F(GatewayProgram, DamagedRowOfAJournal_IsShownWithoutFigures) {
+  world.start_controller();
+  world.controller->tell("set Motor.Speed 987045495");
+  world.broker_port = 1;
+  world.start_gateway();
+  ASSERT_TRUE(world.logs("event=controller_up"));
+  ASSERT_EQ(world.end_gateway(), 0);
+  std::string bytes = world.folder.read("journal/journal.sqlite");
+  const size_t value = bytes.find("\x77\x1E\xD5\x3A");
+  ASSERT_NE(value, std::string::npos);
+  bytes[value] = 'x';
+  world.folder.write("journal/journal.sqlite", bytes);
+  world.folder.write("journal/journal.sqlite-wal", "");  // all of it is in the database since the end
+  const plc_host_test::Outcome shown = world.run({"journal", world.folder.file("gateway.toml"), "--rows"});
+  EXPECT_EQ(shown.code, 0) << shown.err;
+  EXPECT_THAT(shown.out, AllOf(StartsWith("rows 0\nvalues 0\ndamaged_rows 1\nbytes "),
+                               HasSubstr("\noldest -\ndropped 0\nrow time kind values\n1 - damaged -\n")));
+}
+
+TEST_F(GatewayProgram, DamagedJournal_IsShownAsOneAndLeftAsItIs) {
   world.controller_port = world.broker_port = 1;  // nobody is asked
   const std::string config = world.write_config();
   const std::string database = world.folder.write("journal/journal.sqlite", std::string(8192, 'x'));
@@ -256,8 +275,10 @@ TEST_F(GatewayProgram, DamagedJournal_IsNotShownAsAnEmptyOne) {
   EXPECT_EQ(shown.code, 8);
   EXPECT_THAT(shown.out, IsEmpty());
   EXPECT_THAT(shown.err, HasSubstr("plc-gateway: " + database +
-                                   ": it was damaged; it is kept beside a new one, and what it held is lost\n"));
-  EXPECT_EQ(world.folder.read("journal/journal.damaged.1"), std::string(8192, 'x'));
+                                   ": cannot be read: file is not a database; 'run' puts the journal aside, with what "
+                                   "it holds, and makes a new one\n"));
+  EXPECT_EQ(world.folder.read("journal/journal.sqlite"), std::string(8192, 'x'));
+  EXPECT_FALSE(std::filesystem::exists(world.folder.file("journal/journal.damaged.1")));
 }
 
 TEST_F(GatewayProgram, RemovedJournal_IsToldOnceAndPublishingGoesOn) {
@@ -316,6 +337,10 @@ TEST_F(GatewayProgram, JournalOfAnotherGateway_IsNotShared) {
   const plc_host_test::Outcome second = world.run({"run", world.folder.file("gateway.toml")});
   EXPECT_EQ(second.code, 8);
   EXPECT_THAT(second.err, StartsWith("plc-gateway: "));
+  const plc_host_test::Outcome shown = world.run({"journal", world.folder.file("gateway.toml")});
+  EXPECT_EQ(shown.code, 8);
+  EXPECT_EQ(shown.err, "plc-gateway: " + world.folder.file("journal/journal.sqlite") +
+                           ": a gateway runs with it; its /metrics tells the same, or end it first\n");
 }
 
 TEST_F(GatewayProgram, Check_TellsMistakesWithTheirPlaces) {
