@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "tools/plc_gateway/journal/log_look.h"
+
 namespace plc_gateway {
 namespace {
 
@@ -93,6 +95,7 @@ Database::Database(const JournalOptions& options, Access access)
   std::string problem = vfs_.empty() ? problem_with_journal_files(options.folder) : std::string();
   if (problem.empty() && is_looked_at()) problem = problem_with_a_look(path_);
   if (!problem.empty()) throw JournalError(problem);
+  if (vfs_.empty()) unreadable_changes_ = plc_gateway::unreadable_changes(path_ + "-wal");
   try {
     open();
     set_up();

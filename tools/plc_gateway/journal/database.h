@@ -120,6 +120,8 @@ class Database {
   uint64_t bytes();  // of the file and its log
   // Somebody has removed or replaced the files since they were opened.
   bool is_left() const { return places_.are_left(); }
+  // At the opening, behind a damaged one in the log.
+  uint64_t unreadable_changes() const { return unreadable_changes_; }
   uint64_t failures() const { return failures_; }
   void count_failure() { ++failures_; }
   const std::string& path() const { return path_; }
@@ -148,6 +150,7 @@ class Database {
   uint64_t pages_ = 0;  // that may be used
   int frames_ = 0;      // pages in the log that are not in the file
   JournalPlaces places_;
+  uint64_t unreadable_changes_ = 0;
   bool has_reserve_ = false;
   bool durable_ = true;
   uint64_t failures_ = 0;

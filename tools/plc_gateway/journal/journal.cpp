@@ -106,6 +106,8 @@ void Journal::Body::open(uint32_t stamp_when_new) {
   store = std::make_unique<RowStore>(options, stamp_when_new);
   last_id = store->life().last_id;
   stamp = store->database().stamp();
+  // The last numbers may stand in what cannot be read.
+  if (store->database().unreadable_changes() != 0) stamp = stamp_behind_damage(stamp, options);
   command_times = store->command_times();
 }
 
@@ -292,6 +294,7 @@ JournalCounters Journal::counters() const {
   counters.removed = body.is_removed ? 1 : 0;
   if (body.store) {
     counters.failures += body.store->database().failures();
+    counters.unreadable_changes = body.store->database().unreadable_changes();
     counters.bytes = body.store->database().bytes();
     counters.oldest = body.store->oldest();
   }

@@ -54,7 +54,8 @@ struct JournalCounters {
   uint64_t in_memory = 0;    // rows that the disk refused and that a kill would lose
   uint64_t failures = 0;     // statements that the disk refused
   uint64_t lost_damage = 0;  // 1 when the database was found damaged and was put aside
-  uint64_t removed = 0;      // 1 when somebody removed or replaced the files since they were opened; as of retry()
+  uint64_t unreadable_changes = 0;  // behind a damaged one in the log when it was opened: SQLite reads no further
+  uint64_t removed = 0;  // 1 when somebody removed or replaced the files since they were opened; as of retry()
 };
 
 class Journal {

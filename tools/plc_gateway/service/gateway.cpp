@@ -320,6 +320,15 @@ void Gateway::tell_journal() {
           {"reason", journal_.damage()},
           {"what_to_do", "the old one is kept beside the new one"}});
   }
+  if (now.unreadable_changes > told_journal_.unreadable_changes) {
+    tell(LogLevel::kError, "journal_log_damaged",
+         {{"folder", config_.journal_folder},
+          {"unreadable_changes", std::to_string(now.unreadable_changes)},
+          {"reason", "a change in journal.sqlite-wal is damaged, and those behind it cannot be read"},
+          {"what_to_do",
+           "after a power cut this may be the change that was being written; else the newest values may be lost: see "
+           "what damages the disk"}});
+  }
   if (now.removed > told_journal_.removed) {
     tell(LogLevel::kWarning, "journal_removed",
          {{"folder", config_.journal_folder},

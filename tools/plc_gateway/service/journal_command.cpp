@@ -30,6 +30,7 @@ void show_totals(RowStore& store) {
   std::printf("rows %" PRIu64 "\n", rows);
   std::printf("values %" PRIu64 "\n", values);
   std::printf("damaged_rows %" PRIu64 "\n", damaged);
+  std::printf("unreadable_changes %" PRIu64 "\n", store.database().unreadable_changes());
   std::printf("bytes %" PRIu64 "\n", store.database().bytes());
   std::printf("oldest %s\n", rows == 0 ? "-" : utc_text(oldest).c_str());
   std::printf("dropped %" PRIu64 "\n", store.life().dropped);

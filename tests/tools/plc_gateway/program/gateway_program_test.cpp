@@ -244,7 +244,7 @@ TEST_F(GatewayProgram, Journal_ShowsWhatNoBrokerHasHeard) {
   ASSERT_EQ(world.end_gateway(), 0);
   const plc_host_test::Outcome shown = world.run({"journal", world.folder.file("gateway.toml"), "--rows"});
   EXPECT_EQ(shown.code, 0) << shown.err;
-  EXPECT_THAT(shown.out, AllOf(StartsWith("rows 1\nvalues 1\ndamaged_rows 0\n"),
+  EXPECT_THAT(shown.out, AllOf(StartsWith("rows 1\nvalues 1\ndamaged_rows 0\nunreadable_changes 0\n"),
                                HasSubstr("\ndropped 0\nrow time kind values\n1 "), HasSubstr(" data 1\n")));
 }
 
@@ -263,8 +263,36 @@ TEST_F(GatewayProgram, DamagedRowOfAJournal_IsShownWithoutFigures) {
   world.folder.write("journal/journal.sqlite-wal", "");  // all of it is in the database since the end
   const plc_host_test::Outcome shown = world.run({"journal", world.folder.file("gateway.toml"), "--rows"});
   EXPECT_EQ(shown.code, 0) << shown.err;
-  EXPECT_THAT(shown.out, AllOf(StartsWith("rows 0\nvalues 0\ndamaged_rows 1\nbytes "),
+  EXPECT_THAT(shown.out, AllOf(StartsWith("rows 0\nvalues 0\ndamaged_rows 1\nunreadable_changes 0\nbytes "),
                                HasSubstr("\noldest -\ndropped 0\nrow time kind values\n1 - damaged -\n")));
+}
+
+TEST_F(GatewayProgram, DamagedLogOfAJournal_IsToldAtTheStart) {
+  world.start_controller();
+  world.broker_port = 1;
+  world.start_gateway();
+  ASSERT_TRUE(world.logs("event=controller_up"));
+  ASSERT_EQ(world.end_gateway(), 0);
+  std::string log = world.folder.read("journal/journal.sqlite-wal");
+  ASSERT_GT(log.size(), 100U);
+  log[100] = static_cast<char>(log[100] ^ 1);  // of the first page
+  world.folder.write("journal/journal.sqlite-wal", log);
+  const plc_host_test::Outcome shown = world.run({"journal", world.folder.file("gateway.toml")});
+  const std::string figure = "\nunreadable_changes ";
+  const size_t place = shown.out.find(figure);
+  ASSERT_NE(place, std::string::npos) << shown.out;
+  const std::string changes = std::to_string(std::stoi(shown.out.substr(place + figure.size())));
+  EXPECT_NE(changes, "0");
+  world.start_gateway();
+  EXPECT_TRUE(world.logs("event=journal_log_damaged"));
+  EXPECT_THAT(
+      world.log(),
+      HasSubstr("level=error event=journal_log_damaged folder=" + world.folder.file("journal") +
+                " unreadable_changes=" + changes +
+                " reason=\"a change in journal.sqlite-wal is damaged, and those behind it cannot be read\" "
+                "what_to_do=\"after a power cut this may be the change that was being written; else the newest values "
+                "may be lost: see what damages the disk\"\n"));
+  EXPECT_EQ(world.end_gateway(), 0);
 }
 
 TEST_F(GatewayProgram, DamagedJournal_IsShownAsOneAndLeftAsItIs) {
