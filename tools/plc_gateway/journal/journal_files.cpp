@@ -7,12 +7,15 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <string_view>
 
 namespace plc_gateway {
 namespace {
+
+constexpr uint64_t kFirstPageBytes = 4096;
 
 // SQLite follows a link and makes what it leads to a database; it waits for the writer of a pipe.
 std::string problem_with_file(const std::string& path) {
@@ -26,8 +29,14 @@ std::string problem_with_file(const std::string& path) {
   return "cannot write " + path + ": " + std::strerror(errno) + "; let the gateway's user read and write it";
 }
 
+// 0: it is empty, or there is none.
+uint64_t file_bytes(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
+}
+
 // The header of an SQLite database has the version of what reads it behind its page size: 2 needs the log.
-bool has_log(const std::string& database) {
+bool needs_log(const std::string& database) {
   constexpr std::string_view kMark("SQLite format 3\0", 16);
   constexpr size_t kReadVersion = 19;
   std::array<char, kReadVersion + 1> head{};
@@ -45,15 +54,21 @@ std::string problem_with_journal_files(const std::string& folder) {
   return problem;
 }
 
+std::string no_journal_yet(const std::string& database) {
+  return database + ": there is no journal yet; it begins with 'run'";
+}
+
+// SQLite makes a log that is missing, deletes that of an empty database, and carries out what an interrupted change has
+// left.
 std::string problem_with_a_look(const std::string& database) {
-  struct stat status {};
-  if (stat((database + "-journal").c_str(), &status) == 0) {
+  const uint64_t bytes = file_bytes(database);
+  const bool has_log = file_bytes(database + "-wal") != 0;
+  // The first page of all is made before the log, and the tables behind it.
+  if (bytes == 0 || (bytes <= kFirstPageBytes && !has_log)) return no_journal_yet(database);
+  if (access((database + "-journal").c_str(), F_OK) == 0) {
     return database + "-journal: an interrupted start has left it; 'run' clears it up";
   }
-  if (stat(database.c_str(), &status) == 0 && status.st_size == 0) {
-    return database + ": it is empty; 'run' makes a journal of it";
-  }
-  if (has_log(database) && stat((database + "-wal").c_str(), &status) != 0) {
+  if (needs_log(database) && access((database + "-wal").c_str(), F_OK) != 0) {
     return database + "-wal: it is missing, and the last changes with it; 'run' goes on without them";
   }
   return {};

@@ -12,7 +12,10 @@ namespace plc_gateway {
 // none. Opens and makes nothing.
 std::string problem_with_journal_files(const std::string& folder);
 
-// Why SQLite would change something if it opened this database to be read; empty when it would not.
+// The sentence of a folder in which no gateway has run, or none came so far.
+std::string no_journal_yet(const std::string& database);
+
+// Why the database cannot be read without a change, or that there is none; empty when it can.
 std::string problem_with_a_look(const std::string& database);
 
 // Tells whether the database and its log, once they are open, are still what stands in their places: what is written to

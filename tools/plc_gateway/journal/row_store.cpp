@@ -51,7 +51,7 @@ void RowStore::make_tables(uint32_t stamp) {
     tables = query.number(0);
   }
   if (tables != 0) return;
-  if (database_.is_looked_at()) throw JournalError(database_.path() + ": it is empty; 'run' makes a journal of it");
+  if (database_.is_looked_at()) throw JournalError(no_journal_yet(database_.path()));
   const Answer made = database_.transaction(true, [&] {
     const Answer stamped = database_.set_stamp(stamp);
     if (stamped != Answer::kDone) return stamped;

@@ -1,10 +1,8 @@
 // plc-gateway journal: what is stored and not known to be at the broker.
-#include <unistd.h>
-
 #include <cinttypes>
 #include <cstdio>
+#include <string>
 
-#include "base/shown_text.h"
 #include "tools/plc_gateway/journal/row_store.h"
 #include "tools/plc_gateway/model/utc_text.h"
 #include "tools/plc_gateway/service/commands.h"
@@ -53,10 +51,6 @@ void show_rows(RowStore& store) {
 int show_journal(const std::string& file, bool with_rows) {
   const ConfigResult loaded = load_config(file);
   require_ok(loaded, file);
-  const std::string database = loaded.config.journal_folder + "/journal.sqlite";
-  if (access(database.c_str(), F_OK) != 0) {
-    throw GatewayError(kExitOutput, plc_base::shown_line(database) + ": there is no journal yet; it begins with 'run'");
-  }
   JournalOptions options;
   options.folder = loaded.config.journal_folder;
   try {
@@ -65,7 +59,7 @@ int show_journal(const std::string& file, bool with_rows) {
     show_totals(store);
     if (with_rows) show_rows(store);
   } catch (const DamagedDatabase& damaged) {
-    throw GatewayError(kExitOutput, plc_base::shown_line(damaged.what()) +
+    throw GatewayError(kExitOutput, std::string(damaged.what()) +
                                         "; 'run' puts the journal aside, with what it holds, and makes a new one");
   } catch (const JournalError& error) {
     throw GatewayError(kExitOutput, error.what());

@@ -122,8 +122,22 @@ TEST_F(JournalLook, WhatCannotBeLookedAtWithoutAChange_IsTold) {
   dir.write("journal.sqlite-journal", "");
   EXPECT_EQ(seen(), database + "-journal: an interrupted start has left it; 'run' clears it up");
   std::filesystem::remove(database + "-journal");
+}
+
+// A start that was interrupted leaves a database without tables too.
+TEST_F(JournalLook, FolderWithoutAJournal_IsTold) {
+  const std::string none = database + ": there is no journal yet; it begins with 'run'";
+  const std::string first_page = dir.read("journal.sqlite").substr(0, 4096);
+  change("DROP TABLE rows; DROP TABLE names; DROP TABLE life; DROP TABLE command_times");
+  EXPECT_EQ(seen(), none);
   dir.write("journal.sqlite", "");
-  EXPECT_EQ(seen(), database + ": it is empty; 'run' makes a journal of it");
+  EXPECT_EQ(seen(), none);
+  std::filesystem::remove(database + "-wal");
+  dir.write("journal.sqlite", first_page);
+  dir.write("journal.sqlite-journal", "");
+  EXPECT_EQ(seen(), none);
+  std::filesystem::remove(database);
+  EXPECT_EQ(seen(), none);
 }
 
 // What the gateway counts of a damaged row is never more than it can have held.
