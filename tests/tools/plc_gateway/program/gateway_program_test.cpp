@@ -295,7 +295,7 @@ TEST_F(GatewayProgram, DamagedLogOfAJournal_IsToldAtTheStart) {
   EXPECT_EQ(world.end_gateway(), 0);
 }
 
-TEST_F(GatewayProgram, DamagedJournal_IsShownAsOneAndLeftAsItIs) {
+TEST_F(GatewayProgram, DamagedJournal_IsShownAsOneAndPutAsideByARunAlone) {
   world.controller_port = world.broker_port = 1;  // nobody is asked
   const std::string config = world.write_config();
   const std::string database = world.folder.write("journal/journal.sqlite", std::string(8192, 'x'));
@@ -307,6 +307,14 @@ TEST_F(GatewayProgram, DamagedJournal_IsShownAsOneAndLeftAsItIs) {
                                    "it holds, and makes a new one\n"));
   EXPECT_EQ(world.folder.read("journal/journal.sqlite"), std::string(8192, 'x'));
   EXPECT_FALSE(std::filesystem::exists(world.folder.file("journal/journal.damaged.1")));
+  world.start_gateway();
+  EXPECT_TRUE(world.logs("event=journal_damaged"));
+  EXPECT_THAT(world.log(), HasSubstr("level=error event=journal_damaged folder=" + world.folder.file("journal") +
+                                     " reason=\"" + database +
+                                     ": cannot be opened: file is not a database\" "
+                                     "what_to_do=\"the old one is kept beside the new one\"\n"));
+  EXPECT_EQ(world.folder.read("journal/journal.damaged.1"), std::string(8192, 'x'));
+  EXPECT_EQ(world.end_gateway(), 0);
 }
 
 TEST_F(GatewayProgram, RemovedJournal_IsToldOnceAndPublishingGoesOn) {
