@@ -8,11 +8,11 @@
 #include <utility>
 
 #include "base/near_names.h"
-#include "base/shown_text.h"
 #include "base/text.h"
 #include "base/utf8.h"
 #include "tools/plc_gateway/config/data_types.h"
 #include "tools/plc_gateway/config/section.h"
+#include "tools/plc_gateway/sparkplug/topics.h"
 
 namespace plc_gateway {
 namespace {
@@ -43,12 +43,8 @@ std::string name_problem(const std::string& name, bool has_json_form) {
   if (!plc_base::is_utf8(name)) {
     return name + " is not UTF-8, which the standard's texts are: save its tag file as UTF-8";
   }
-  if (has_json_form && name.find_first_of("+#") != std::string::npos) {
-    return name + " holds + or #, which no topic may, and [json] makes one of it";
-  }
-  const std::string hidden = has_json_form ? plc_base::first_hidden(name) : std::string();
-  if (!hidden.empty()) return name + " holds the hidden character " + hidden + ", and [json] makes a topic of the name";
-  return {};
+  const std::string problem = has_json_form ? name_in_topic_problem(name) : std::string();
+  return problem.empty() ? std::string() : name + " " + problem + ", and [json] makes a topic of the name";
 }
 
 Looked look_up(Controller& controller, const std::string& name, bool has_json_form) {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "tools/plc_gateway/journal/journal_files.h"
+#include "tools/plc_gateway/journal/log_look.h"
 
 namespace plc_gateway {
 namespace {
@@ -87,15 +87,19 @@ std::string_view Query::bytes(int column) const {
   return bytes == nullptr ? std::string_view() : std::string_view(static_cast<const char*>(bytes), length);
 }
 
-Database::Database(const JournalOptions& options)
+Database::Database(const JournalOptions& options, Access access)
     : path_(options.folder + "/journal.sqlite"),
       vfs_(options.vfs),
+      access_(access),
       most_pages_((std::max(options.most_bytes, kLeastBytes) - kLogBytes) / kPageBytes) {
-  const std::string problem = vfs_.empty() ? problem_with_journal_files(options.folder) : std::string();
+  std::string problem = vfs_.empty() ? problem_with_journal_files(options.folder) : std::string();
+  if (problem.empty() && is_looked_at()) problem = problem_with_a_look(path_);
   if (!problem.empty()) throw JournalError(problem);
+  if (vfs_.empty()) unreadable_changes_ = plc_gateway::unreadable_changes(path_ + "-wal");
   try {
     open();
     set_up();
+    if (vfs_.empty()) places_ = JournalPlaces(path_);
   } catch (...) {
     sqlite3_close_v2(connection_);
     throw;
@@ -108,11 +112,28 @@ Database::~Database() {
 }
 
 void Database::open() {
-  const int code =
-      sqlite3_open_v2(path_.c_str(), &connection_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
-                      vfs_.empty() ? nullptr : vfs_.c_str());
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (is_looked_at() ? 0 : SQLITE_OPEN_CREATE);
+  const int code = sqlite3_open_v2(path_.c_str(), &connection_, flags, vfs_.empty() ? nullptr : vfs_.c_str());
   if (code != SQLITE_OK) throw_for(answer(code), "cannot be opened");
   refuse_stored_code(connection_);
+  if (is_looked_at()) {
+    lock_and_look();
+  } else {
+    lock_and_log();
+  }
+}
+
+// Under the lock of the whole file SQLite reads the log as it is, and at the end this leaves it as it is.
+void Database::lock_and_look() {
+  sqlite3_db_config(connection_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, static_cast<int*>(nullptr));
+  for (const char* sql : {"PRAGMA locking_mode=EXCLUSIVE", "PRAGMA query_only=ON", "PRAGMA temp_store=MEMORY",
+                          "PRAGMA cell_size_check=ON", "SELECT count(*) FROM sqlite_master"}) {
+    const Answer done = run(sql);
+    if (done != Answer::kDone) throw_for(done, "cannot be read");
+  }
+}
+
+void Database::lock_and_log() {
   auto chunk = static_cast<int>(kChunkBytes);
   sqlite3_file_control(connection_, "main", SQLITE_FCNTL_CHUNK_SIZE, &chunk);
   // The lock of the whole file comes before the log: SQLite then needs no memory shared with other processes.
@@ -141,7 +162,8 @@ void Database::set_up() {
   page_count_ = prepare("PRAGMA page_count");
   free_count_ = prepare("PRAGMA freelist_count");
   // A page that is larger than ours was made by somebody else.
-  if (pragma(prepare("PRAGMA page_size")) != kPageBytes) throw_for(Answer::kDamaged, "has pages of another size");
+  if (pragma(prepare("PRAGMA page_size")) != kPageBytes) throw_damaged("it has pages of another size");
+  if (is_looked_at()) return;
   checkpoint();
   make_reserve();
   pages_ = pragma(page_count_);
@@ -159,7 +181,9 @@ void Database::throw_for(Answer answer, const std::string& what) {
     throw DamagedDatabase(path_ + ": " + what + ": " + reason, stamp());
   }
   if (code == SQLITE_BUSY || code == SQLITE_LOCKED) {
-    throw JournalError(path_ + ": another process has it open; give every gateway a journal folder of its own");
+    throw JournalError(path_ + (is_looked_at()
+                                    ? ": a gateway runs with it; its /metrics tells the same, or end it first"
+                                    : ": another process has it open; give every gateway a journal folder of its own"));
   }
   if (answer == Answer::kFull) {
     throw JournalError(path_ + ": the disk is full; free " + std::to_string(kLeastBytes >> 20U) + " MiB at least");
@@ -168,12 +192,15 @@ void Database::throw_for(Answer answer, const std::string& what) {
                      "; the folder must exist, and this user must be allowed to write in it");
 }
 
+void Database::throw_damaged(const std::string& what) { throw DamagedDatabase(path_ + ": " + what, stamp()); }
+
 Statement Database::prepare(const char* sql) {
   sqlite3_stmt* statement = nullptr;
   const int code = sqlite3_prepare_v3(connection_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
   if (code != SQLITE_OK) {
     const Answer done = answer(code);
-    throw_for((code & 0xFF) == SQLITE_ERROR ? Answer::kDamaged : done, "cannot be used");
+    if ((code & 0xFF) != SQLITE_ERROR) throw_for(done, "cannot be used");
+    throw_for(Answer::kDamaged, "it was not made by this version of plc-gateway, or somebody has changed it");
   }
   return Statement(statement);
 }

@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "tools/plc_gateway/journal/journal.h"
+#include "tools/plc_gateway/journal/journal_files.h"
 
 namespace plc_gateway {
 
@@ -24,6 +25,11 @@ enum class Answer : uint8_t {
   kFull,     // no page is left, or the disk is full
   kRefused,  // the disk failed
   kDamaged,  // what is stored makes no sense
+};
+
+enum class Access : uint8_t {
+  kUse,   // it is made when it is not there
+  kLook,  // nothing of it is changed, nor of what stands beside it
 };
 
 // Found when the database was opened.
@@ -82,7 +88,7 @@ class Database {
   static constexpr uint64_t kLeastBytes = kLogBytes + kChunkBytes;
 
   // Opens or makes it, for this process alone. Throws JournalError, or DamagedDatabase when it must be put aside.
-  explicit Database(const JournalOptions& options);
+  explicit Database(const JournalOptions& options, Access access = Access::kUse);
   ~Database();
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
@@ -112,14 +118,24 @@ class Database {
   Answer set_stamp(uint32_t stamp);
 
   uint64_t bytes();  // of the file and its log
+  // Somebody has removed or replaced the files since they were opened.
+  bool is_left() const { return places_.are_left(); }
+  // At the opening, behind a damaged one in the log.
+  uint64_t unreadable_changes() const { return unreadable_changes_; }
   uint64_t failures() const { return failures_; }
   void count_failure() { ++failures_; }
   const std::string& path() const { return path_; }
+  bool is_looked_at() const { return access_ == Access::kLook; }
 
+  // With SQLite's own words for what it met last.
   [[noreturn]] void throw_for(Answer answer, const std::string& what);
+  // DamagedDatabase, where SQLite has met nothing.
+  [[noreturn]] void throw_damaged(const std::string& what);
 
  private:
   void open();
+  void lock_and_log();
+  void lock_and_look();
   void set_up();
   void checkpoint();
   bool allow(uint64_t pages);
@@ -127,11 +143,14 @@ class Database {
 
   std::string path_;
   std::string vfs_;
+  Access access_;
   uint64_t most_pages_;
   sqlite3* connection_ = nullptr;
   Statement begin_, commit_, rollback_, page_count_, free_count_;
   uint64_t pages_ = 0;  // that may be used
   int frames_ = 0;      // pages in the log that are not in the file
+  JournalPlaces places_;
+  uint64_t unreadable_changes_ = 0;
   bool has_reserve_ = false;
   bool durable_ = true;
   uint64_t failures_ = 0;

@@ -76,6 +76,8 @@ struct Journal::Body {
   JournalLife last_life;  // when there is no store
   uint64_t earlier_failures = 0;
   uint64_t lost_damage = 0;
+  std::string damage;
+  bool is_removed = false;
   bool read_failed = false;
 };
 
@@ -87,6 +89,7 @@ Journal::Body::Body(const JournalOptions& journal_options, const std::vector<Var
     match_names(variables);
   } catch (const DamagedDatabase& damaged) {
     lost_damage = 1;
+    damage = damaged.what();
     names.reset();
     store.reset();
     put_aside(options);
@@ -103,6 +106,8 @@ void Journal::Body::open(uint32_t stamp_when_new) {
   store = std::make_unique<RowStore>(options, stamp_when_new);
   last_id = store->life().last_id;
   stamp = store->database().stamp();
+  // The last numbers may stand in what cannot be read.
+  if (store->database().unreadable_changes() != 0) stamp = stamp_behind_damage(stamp, options);
   command_times = store->command_times();
 }
 
@@ -135,11 +140,13 @@ bool Journal::Body::is_worth_another(Answer answer) {
 bool Journal::Body::begin_anew() {
   if (store) {
     lost_damage = 1;
+    damage = store->database().path() + ": what was written does not come back";
     earlier_failures += store->database().failures();
     last_life = store->life();
     last_life.dropped += last_life.values;
     last_life.rows = 0;
     last_life.values = 0;
+    last_life.names = 0;
     store.reset();
     put_aside(options);
   }
@@ -284,8 +291,10 @@ JournalCounters Journal::counters() const {
   counters.in_memory = body.memory.rows().size();
   counters.failures = body.earlier_failures;
   counters.lost_damage = body.lost_damage;
+  counters.removed = body.is_removed ? 1 : 0;
   if (body.store) {
     counters.failures += body.store->database().failures();
+    counters.unreadable_changes = body.store->database().unreadable_changes();
     counters.bytes = body.store->database().bytes();
     counters.oldest = body.store->oldest();
   }
@@ -293,8 +302,11 @@ JournalCounters Journal::counters() const {
   return counters;
 }
 
+const std::string& Journal::damage() const { return body_->damage; }
+
 void Journal::retry() {
   Body& body = *body_;
+  body.is_removed = body.store && body.store->database().is_left();
   if (body.store) body.is_worth_another(body.store->remove_pending());
   if (body.store && body.memory.rows().empty() && body.memory.dropped() == 0) return;
   if (body.is_worth_another(body.append_from_memory())) body.append_from_memory();

@@ -54,6 +54,8 @@ struct JournalCounters {
   uint64_t in_memory = 0;    // rows that the disk refused and that a kill would lose
   uint64_t failures = 0;     // statements that the disk refused
   uint64_t lost_damage = 0;  // 1 when the database was found damaged and was put aside
+  uint64_t unreadable_changes = 0;  // behind a damaged one in the log when it was opened: SQLite reads no further
+  uint64_t removed = 0;  // 1 when somebody removed or replaced the files since they were opened; as of retry()
 };
 
 class Journal {
@@ -107,8 +109,11 @@ class Journal {
   bool take_commands(const CommandTimes& times);
 
   JournalCounters counters() const;
+  // What was found when it was put aside last; empty: it was not.
+  const std::string& damage() const;
 
-  // Does what the disk refused, rows and removals, when it takes them again; called now and then.
+  // Does what the disk refused, rows and removals, when it takes them again, and looks for its files; called now and
+  // then.
   void retry();
 
  private:

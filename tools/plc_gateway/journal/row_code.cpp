@@ -4,6 +4,8 @@
 #include <limits>
 #include <optional>
 
+#include "tools/plc_gateway/journal/sum.h"
+
 namespace plc_gateway {
 namespace {
 
@@ -82,17 +84,14 @@ class ByteReader {
   bool ok_ = true;
 };
 
-uint32_t add_to_sum(uint32_t sum, uint64_t number) { return (sum ^ static_cast<uint32_t>(number)) * 16777619U; }
-
 // Of everything that a row says, its number and time too: a page of another row in its place is noticed.
 uint32_t sum_of(uint64_t id, Ms time, uint64_t values, std::string_view bytes) {
-  uint32_t sum = 2166136261U;
-  const auto moment = static_cast<uint64_t>(time);
-  for (const uint64_t number : {id, id >> 32U, moment, moment >> 32U, values, values >> 32U}) {
-    sum = add_to_sum(sum, number);
-  }
-  for (const char byte : bytes) sum = add_to_sum(sum, static_cast<uint8_t>(byte));
-  return sum;
+  Sum sum;
+  sum.add(id);
+  sum.add(static_cast<uint64_t>(time));
+  sum.add(values);
+  sum.add_bytes(bytes);
+  return sum.value();
 }
 
 void pack_value(const Sample& sample, uint8_t head, std::string& out, size_t head_place) {

@@ -1,7 +1,8 @@
 #include "tools/plc_gateway/journal/row_store.h"
 
 #include <algorithm>
-#include <sstream>
+
+#include "tools/plc_gateway/journal/sum.h"
 
 namespace plc_gateway {
 namespace {
@@ -12,48 +13,31 @@ constexpr uint64_t kLifeEvery = 256;
 constexpr uint64_t kMostAhead = 1ULL << 32U;
 // Beyond all counts, and far from the last number that SQLite has.
 constexpr uint64_t kMostCount = 1ULL << 60U;
-// Aliases are given one after the other, and a table of all of them is kept.
-constexpr uint64_t kMostAlias = 1ULL << 24U;
-// What a row needs at most besides its own pages: a new page in each level of the tree, and those of the other tables.
-constexpr uint64_t kSparePages = 8;
 // More than one row's worth goes at once, so that not every row has to look for old ones.
 constexpr uint64_t kSlackPages = 16;
 constexpr size_t kRowsAtOnce = 64;
-// Of a page that holds a part of a row, as good as all bytes.
-constexpr uint64_t kPartBytes = 4000;
-// Of a name's row, beside the texts of any length.
-constexpr uint64_t kNameBytes = 50;
-
-constexpr const char* kMakeCommandTimes =
-    "CREATE TABLE IF NOT EXISTS command_times(name TEXT PRIMARY KEY, time INTEGER NOT NULL) WITHOUT ROWID";
-
-std::string shape_text(const std::vector<size_t>& shape) {
-  std::string text;
-  for (const size_t length : shape) text += std::to_string(length) + ' ';
-  return text;
-}
-
-std::vector<size_t> shape_from(const std::string& text) {
-  std::istringstream in(text);
-  std::vector<size_t> shape;
-  for (size_t length = 0; in >> length;) shape.push_back(length);
-  return shape;
-}
 
 uint64_t less(uint64_t all, uint64_t part) { return all > part ? all - part : 0; }
 
+uint32_t sum_of_life(const JournalLife& life) {
+  Sum sum;
+  for (const uint64_t count : {life.last_id, life.rows, life.values, life.dropped, life.names}) sum.add(count);
+  return sum.value();
+}
+
 }  // namespace
 
-RowStore::RowStore(const JournalOptions& options, uint32_t stamp_when_new) : database_(options) {
+RowStore::RowStore(const JournalOptions& options, uint32_t stamp_when_new, Access access) : database_(options, access) {
   make_tables(stamp_when_new);
   insert_ = database_.prepare("INSERT INTO rows(id, n, time, body) VALUES(?, ?, ?, ?)");
   erase_ = database_.prepare("DELETE FROM rows WHERE id BETWEEN ? AND ?");
   sums_ = database_.prepare(
-      // A damaged count must not make the sum one.
-      "SELECT count(*), coalesce(sum(min(max(n, 0), 1 << 24)), 0), max(id) FROM rows WHERE id BETWEEN ? AND ?");
+      // A damaged count must not make the sum one: a value has one byte at least.
+      "SELECT count(*), coalesce(sum(min(max(n, 0), length(body))), 0), max(id) FROM rows WHERE id BETWEEN ? AND ?");
   oldest_ = database_.prepare("SELECT id, time FROM rows WHERE id >= ? ORDER BY id LIMIT 1");
   rows_from_ = database_.prepare("SELECT id, n, time, body FROM rows WHERE id >= ? ORDER BY id");
-  write_life_ = database_.prepare("UPDATE life SET last_id = ?, stored_rows = ?, stored_values = ?, dropped = ?");
+  write_life_ = database_.prepare(
+      "UPDATE life SET last_id = ?, stored_rows = ?, stored_values = ?, dropped = ?, names = ?, sum = ?");
   read_life();
 }
 
@@ -66,40 +50,40 @@ void RowStore::make_tables(uint32_t stamp) {
     if (done != Answer::kDone) database_.throw_for(done, "cannot be read");
     tables = query.number(0);
   }
-  if (tables != 0) {
-    // A journal of the first versions lacks this one.
-    const Answer added = database_.run(kMakeCommandTimes);
-    if (added != Answer::kDone) database_.throw_for(added, "cannot be set up");
-    return;
-  }
+  if (tables != 0) return;
+  if (database_.is_looked_at()) throw JournalError(no_journal_yet(database_.path()));
   const Answer made = database_.transaction(true, [&] {
     const Answer stamped = database_.set_stamp(stamp);
     if (stamped != Answer::kDone) return stamped;
-    const Answer times = database_.run(kMakeCommandTimes);
-    if (times != Answer::kDone) return times;
-    return database_.run(
+    const Answer tables_made = database_.run(
         "CREATE TABLE rows(id INTEGER PRIMARY KEY, n INTEGER NOT NULL, time INTEGER NOT NULL, body BLOB NOT NULL);"
         "CREATE TABLE names(alias INTEGER PRIMARY KEY, name TEXT NOT NULL, type INTEGER NOT NULL,"
-        " declared TEXT NOT NULL, shape TEXT NOT NULL, last_row INTEGER);"
+        " declared TEXT NOT NULL, shape TEXT NOT NULL, last_row INTEGER, sum INTEGER NOT NULL);"
+        "CREATE TABLE command_times(name TEXT PRIMARY KEY, time INTEGER NOT NULL) WITHOUT ROWID;"
         "CREATE TABLE life(last_id INTEGER NOT NULL, stored_rows INTEGER NOT NULL, stored_values INTEGER NOT NULL,"
-        " dropped INTEGER NOT NULL);"
-        "INSERT INTO life VALUES(0, 0, 0, 0)");
+        " dropped INTEGER NOT NULL, names INTEGER NOT NULL, sum INTEGER NOT NULL)");
+    if (tables_made != Answer::kDone) return tables_made;
+    const Statement begin_life = database_.prepare("INSERT INTO life VALUES(0, 0, 0, 0, 0, ?)");
+    return database_.run(Query(begin_life).with(sum_of_life({})));
   });
   if (made != Answer::kDone) database_.throw_for(made, "cannot be set up");
 }
 
 void RowStore::read_life() {
-  const Statement select = database_.prepare("SELECT last_id, stored_rows, stored_values, dropped FROM life");
+  const Statement select =
+      database_.prepare("SELECT last_id, stored_rows, stored_values, dropped, names, sum FROM life");
   {
     Query query(select);
     const int code = query.step();
     const Answer done = database_.answer(code);
     if (done != Answer::kDone) database_.throw_for(done, "cannot be read");
-    if (code != SQLITE_ROW) database_.throw_for(Answer::kDamaged, "lacks its counts");
-    life_ = {query.number(0), query.number(1), query.number(2), query.number(3)};
+    if (code != SQLITE_ROW) database_.throw_damaged("it lacks its counts");
+    life_ = {query.number(0), query.number(1), query.number(2), query.number(3), query.number(4)};
+    bool is_whole = query.number(5) == sum_of_life(life_);
     for (const uint64_t count : {life_.last_id, life_.rows, life_.values, life_.dropped}) {
-      if (count > kMostCount) database_.throw_for(Answer::kDamaged, "has impossible counts");
+      is_whole = is_whole && count <= kMostCount;
     }
+    if (!is_whole) database_.throw_damaged("its counts are damaged");
   }
   Query query(sums_);
   const Answer done = database_.answer(query.with(life_.last_id + 1).with(INT64_MAX).step());
@@ -107,63 +91,20 @@ void RowStore::read_life() {
   life_.rows += query.number(0);
   life_.values += query.number(1);
   if (query.is_nothing(2)) return;
-  if (query.number(2) > life_.last_id + kMostAhead) database_.throw_for(Answer::kDamaged, "has rows of no life");
+  if (query.number(2) > life_.last_id + kMostAhead) database_.throw_damaged("it has rows with impossible numbers");
   life_.last_id = query.number(2);
 }
 
 Answer RowStore::write_life(const JournalLife& life) {
-  return database_.run(Query(write_life_).with(life.last_id).with(life.rows).with(life.values).with(life.dropped));
+  Query query(write_life_);
+  query.with(life.last_id).with(life.rows).with(life.values).with(life.dropped).with(life.names);
+  return database_.run(query.with(sum_of_life(life)));
 }
 
 Answer RowStore::continue_life(const JournalLife& life) {
   const Answer done = database_.transaction(true, [&] { return write_life(life); });
   if (done == Answer::kDone) life_ = life;
   return done;
-}
-
-std::vector<StoredName> RowStore::names() {
-  const Statement select =
-      database_.prepare("SELECT alias, name, type, declared, shape, last_row FROM names ORDER BY alias");
-  Query query(select);
-  std::vector<StoredName> names;
-  int code = query.step();
-  for (; code == SQLITE_ROW; code = query.step()) {
-    StoredName& name = names.emplace_back();
-    name.alias = query.number(0);
-    name.variable.name = query.bytes(1);
-    name.variable.type = static_cast<DataType>(query.number(2));
-    name.variable.declared_type = query.bytes(3);
-    name.variable.shape = shape_from(std::string(query.bytes(4)));
-    if (!query.is_nothing(5)) name.last_row = query.number(5);
-    if (name.alias == 0 || name.alias > kMostAlias) database_.throw_for(Answer::kDamaged, "has impossible aliases");
-  }
-  const Answer done = database_.answer(code);
-  if (done != Answer::kDone) database_.throw_for(done, "cannot be read");
-  return names;
-}
-
-Answer RowStore::write_names(const std::vector<StoredName>& names) {
-  const Statement write = database_.prepare("INSERT OR REPLACE INTO names VALUES(?, ?, ?, ?, ?, ?)");
-  uint64_t bytes = 0;
-  for (const StoredName& name : names) {
-    bytes += name.variable.name.size() + name.variable.declared_type.size() + kNameBytes;
-  }
-  return change(bytes / kPartBytes * 2 + kSparePages, [&](JournalLife&) {
-    for (const StoredName& name : names) {
-      const std::string shape = shape_text(name.variable.shape);
-      Query query(write);
-      query.with(name.alias).with_text(name.variable.name).with(static_cast<uint64_t>(name.variable.type));
-      query.with_text(name.variable.declared_type).with_text(shape);
-      if (name.last_row) {
-        query.with(*name.last_row);
-      } else {
-        query.with_nothing();
-      }
-      const Answer done = database_.run(query);
-      if (done != Answer::kDone) return done;
-    }
-    return Answer::kDone;
-  });
 }
 
 Journal::CommandTimes RowStore::command_times() {
@@ -220,8 +161,8 @@ Answer RowStore::change_once(uint64_t room, const Work& work) {
     Answer step = erase_pending(next);
     if (step == Answer::kDone && room != 0) step = drop_oldest(room, next);
     if (step == Answer::kDone) step = work(next);
-    const bool is_due =
-        has_erased_ || next.dropped != life_.dropped || next.last_id / kLifeEvery != life_.last_id / kLifeEvery;
+    const bool is_due = has_erased_ || next.dropped != life_.dropped || next.names != life_.names ||
+                        next.last_id / kLifeEvery != life_.last_id / kLifeEvery;
     if (step == Answer::kDone && is_due) step = write_life(next);
     return step;
   });
@@ -348,6 +289,28 @@ Answer RowStore::read(uint64_t first, size_t most_values, const std::vector<uint
   const Answer done = database_.answer(code);
   if (!damaged.empty()) drop_damaged(damaged);
   return done;
+}
+
+void RowStore::look_at_all(const std::function<void(const RowFacts&)>& see) {
+  Query query(rows_from_);
+  query.with(0);
+  int code = SQLITE_DONE;
+  while ((code = query.step()) == SQLITE_ROW) {
+    JournalRow row;
+    RowFacts facts;
+    facts.id = query.number(0);
+    facts.is_whole = unpack_row(facts.id, static_cast<Ms>(query.number(2)), query.number(1), query.bytes(3), row) &&
+                     std::all_of(row.changes.begin(), row.changes.end(),
+                                 [this](const Sample& sample) { return sample.variable <= life_.names; });
+    if (facts.is_whole) {
+      facts.kind = row.kind;
+      facts.time = row.time;
+      facts.values = row.changes.size();
+    }
+    see(facts);
+  }
+  const Answer done = database_.answer(code);
+  if (done != Answer::kDone) database_.throw_for(done, "cannot be read");
 }
 
 Answer RowStore::drop_damaged(const std::vector<uint64_t>& ids) {

@@ -23,6 +23,7 @@ struct JournalLife {
   uint64_t rows = 0;    // stored
   uint64_t values = 0;  // in them
   uint64_t dropped = 0;
+  uint64_t names = 0;  // as many aliases were given
 };
 
 // A variable that was polled at some time.
@@ -32,16 +33,25 @@ struct StoredName {
   std::optional<uint64_t> last_row;  // behind which no row has it; nothing: it is polled now
 };
 
+// Of a damaged row nothing but its number is true.
+struct RowFacts {
+  uint64_t id = 0;
+  bool is_whole = false;
+  JournalRow::Kind kind = JournalRow::Kind::kData;
+  Ms time = 0;
+  uint64_t values = 0;
+};
+
 class RowStore {
  public:
   // Throws as Database does. A new database gets the stamp.
-  explicit RowStore(const JournalOptions& options, uint32_t stamp_when_new = 0);
+  explicit RowStore(const JournalOptions& options, uint32_t stamp_when_new = 0, Access access = Access::kUse);
 
   const JournalLife& life() const { return life_; }
   // Of a journal that was damaged: its rows are gone, its numbers go on.
   Answer continue_life(const JournalLife& life);
 
-  // In the order of their aliases.
+  // In the order of their aliases. Throws DamagedDatabase where they are not all as they were written.
   std::vector<StoredName> names();
   Answer write_names(const std::vector<StoredName>& names);
 
@@ -60,6 +70,9 @@ class RowStore {
   static constexpr uint32_t kNoIndex = UINT32_MAX;
   Answer read(uint64_t first, size_t most_values, const std::vector<uint32_t>& index_of, std::vector<JournalRow>& rows);
 
+  // All rows, the damaged ones too. Throws DamagedDatabase where the database itself is damaged.
+  void look_at_all(const std::function<void(const RowFacts&)>& see);
+
   // Which of the aliases occur in rows up to `last`.
   Answer find(std::unordered_set<uint64_t> aliases, uint64_t last, std::unordered_set<uint64_t>& found);
   // Drops the samples of these aliases from rows up to `last`, and rows that have no others.
@@ -74,6 +87,14 @@ class RowStore {
   Database& database() { return database_; }
 
  private:
+  // What a row needs at most besides its own pages: a new page in each level of the tree, and those of the other
+  // tables.
+  static constexpr uint64_t kSparePages = 8;
+  // Of a page that holds a part of a row, as good as all bytes.
+  static constexpr uint64_t kPartBytes = 4000;
+  // Of a name's row, beside the texts of any length.
+  static constexpr uint64_t kNameBytes = 50;
+
   void make_tables(uint32_t stamp);
   void read_life();
   Answer write_life(const JournalLife& life);

@@ -135,6 +135,10 @@ void add_journal(Families& out, const MetricsView& view) {
   out.counter("journal_failures", "Times that the disk refused.", journal.failures);
   out.gauge("journal_damaged", "1 when the journal was found damaged and a new one begun.",
             static_cast<double>(journal.lost_damage));
+  out.gauge("journal_unreadable_changes", "Changes behind a damaged one in the journal's log, at the start.",
+            static_cast<double>(journal.unreadable_changes));
+  out.gauge("journal_removed", "1 while the journal's files are not in their folder, for somebody removed them.",
+            static_cast<double>(journal.removed));
 }
 
 }  // namespace

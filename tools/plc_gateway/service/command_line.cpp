@@ -49,7 +49,7 @@ constexpr char kCheckDetails[] =
 
 constexpr char kJournalDetails[] =
     "Shows the values that the broker has not confirmed, while no gateway runs with\n"
-    "FILE.\n"
+    "FILE. Changes nothing.\n"
     "\n"
     "Example: plc-gateway journal press1.toml --rows\n";
 

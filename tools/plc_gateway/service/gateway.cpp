@@ -316,7 +316,25 @@ void Gateway::tell_journal() {
   const JournalCounters now = journal_.counters();
   if (now.lost_damage != told_journal_.lost_damage) {
     tell(LogLevel::kError, "journal_damaged",
-         {{"folder", config_.journal_folder}, {"what_to_do", "the old one is kept beside the new one"}});
+         {{"folder", config_.journal_folder},
+          {"reason", journal_.damage()},
+          {"what_to_do", "the old one is kept beside the new one"}});
+  }
+  if (now.unreadable_changes > told_journal_.unreadable_changes) {
+    tell(LogLevel::kError, "journal_log_damaged",
+         {{"folder", config_.journal_folder},
+          {"unreadable_changes", std::to_string(now.unreadable_changes)},
+          {"reason", "a change in journal.sqlite-wal is damaged, and those behind it cannot be read"},
+          {"what_to_do",
+           "after a power cut this may be the change that was being written; else the newest values may be lost: see "
+           "what damages the disk"}});
+  }
+  if (now.removed > told_journal_.removed) {
+    tell(LogLevel::kWarning, "journal_removed",
+         {{"folder", config_.journal_folder},
+          {"reason", "its files were removed or replaced: what is written goes when the gateway ends"},
+          {"what_to_do",
+           "see that the folder is there, wait until plc_gateway_journal_values is 0, and start the gateway again"}});
   }
   if (now.dropped != told_journal_.dropped) {
     tell(LogLevel::kError, "values_dropped",

@@ -1,11 +1,9 @@
 // plc-gateway journal: what is stored and not known to be at the broker.
-#include <unistd.h>
-
 #include <cinttypes>
 #include <cstdio>
+#include <string>
 
-#include "base/shown_text.h"
-#include "tools/plc_gateway/journal/journal.h"
+#include "tools/plc_gateway/journal/row_store.h"
 #include "tools/plc_gateway/model/utc_text.h"
 #include "tools/plc_gateway/service/commands.h"
 #include "tools/plc_gateway/service/exit_codes.h"
@@ -14,28 +12,41 @@
 namespace plc_gateway {
 namespace {
 
-constexpr size_t kPrintedAtOnce = 2000;
-
-void show_counters(const JournalCounters& counters) {
-  std::printf("rows %" PRIu64 "\n", counters.rows);
-  std::printf("values %" PRIu64 "\n", counters.values);
-  std::printf("bytes %" PRIu64 "\n", counters.bytes);
-  std::printf("oldest %s\n", counters.oldest == 0 ? "-" : utc_text(counters.oldest).c_str());
-  std::printf("dropped %" PRIu64 "\n", counters.dropped);
+void show_totals(RowStore& store) {
+  uint64_t rows = 0;
+  uint64_t values = 0;
+  uint64_t damaged = 0;
+  Ms oldest = 0;
+  store.look_at_all([&](const RowFacts& row) {
+    if (!row.is_whole) {
+      ++damaged;
+      return;
+    }
+    if (rows++ == 0) oldest = row.time;
+    values += row.values;
+  });
+  std::printf("rows %" PRIu64 "\n", rows);
+  std::printf("values %" PRIu64 "\n", values);
+  std::printf("damaged_rows %" PRIu64 "\n", damaged);
+  std::printf("unreadable_changes %" PRIu64 "\n", store.database().unreadable_changes());
+  std::printf("bytes %" PRIu64 "\n", store.database().bytes());
+  std::printf("oldest %s\n", rows == 0 ? "-" : utc_text(oldest).c_str());
+  std::printf("dropped %" PRIu64 "\n", store.life().dropped);
   demand_written();
 }
 
-void show_rows(const Journal& journal) {
+void show_rows(RowStore& store) {
   std::printf("row time kind values\n");
-  for (uint64_t next = journal.first_id(); next != 0;) {
-    const std::vector<JournalRow> rows = journal.read(next, kPrintedAtOnce);
-    for (const JournalRow& row : rows) {
-      std::printf("%" PRIu64 " %s %s %zu\n", row.id, utc_text(row.time).c_str(),
-                  row.kind == JournalRow::Kind::kLost ? "lost" : "data", row.changes.size());
+  store.look_at_all([](const RowFacts& row) {
+    if (row.is_whole) {
+      std::printf("%" PRIu64 " %s %s %" PRIu64 "\n", row.id, utc_text(row.time).c_str(),
+                  row.kind == JournalRow::Kind::kLost ? "lost" : "data", row.values);
+    } else {
+      std::printf("%" PRIu64 " - damaged -\n", row.id);
     }
-    demand_written();
-    next = rows.empty() ? 0 : rows.back().id + 1;
-  }
+    if (std::ferror(stdout) != 0) demand_written();  // while the reason is known
+  });
+  demand_written();
 }
 
 }  // namespace
@@ -43,25 +54,18 @@ void show_rows(const Journal& journal) {
 int show_journal(const std::string& file, bool with_rows) {
   const ConfigResult loaded = load_config(file);
   require_ok(loaded, file);
-  const std::string database = loaded.config.journal_folder + "/journal.sqlite";
-  if (access(database.c_str(), F_OK) != 0) {
-    throw GatewayError(kExitOutput, plc_base::shown_line(database) + ": there is no journal yet; it begins with 'run'");
-  }
   JournalOptions options;
   options.folder = loaded.config.journal_folder;
-  options.most_bytes = loaded.config.journal_bytes;
   try {
-    const Journal journal(options, loaded.config.variables);
-    if (journal.counters().lost_damage != 0) {
-      throw GatewayError(kExitOutput,
-                         database + ": it was damaged; it is kept beside a new one, and what it held is lost");
-    }
-    show_counters(journal.counters());
-    if (with_rows) show_rows(journal);
+    RowStore store(options, 0, Access::kLook);
+    store.names();  // damage of them is damage of all
+    show_totals(store);
+    if (with_rows) show_rows(store);
+  } catch (const DamagedDatabase& damaged) {
+    throw GatewayError(kExitOutput, std::string(damaged.what()) +
+                                        "; 'run' puts the journal aside, with what it holds, and makes a new one");
   } catch (const JournalError& error) {
-    throw GatewayError(
-        kExitOutput,
-        std::string(error.what()) + "; a gateway that runs with it must end first, and tells the same at its /metrics");
+    throw GatewayError(kExitOutput, error.what());
   }
   return kExitOk;
 }

@@ -31,4 +31,10 @@ std::string id_problem(const std::string& id) {
   return hidden.empty() ? std::string() : "holds the hidden character " + hidden;
 }
 
+std::string name_in_topic_problem(const std::string& name) {
+  if (name.find_first_of("+#") != std::string::npos) return "holds + or #, which no topic may";
+  const std::string hidden = plc_base::first_hidden(name);
+  return hidden.empty() ? std::string() : "holds the hidden character " + hidden;
+}
+
 }  // namespace plc_gateway

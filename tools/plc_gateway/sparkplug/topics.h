@@ -19,4 +19,7 @@ struct Topics {
 // Empty when the text can be an id in a topic, else what is wrong with it.
 std::string id_problem(const std::string& id);
 
+// Why a topic cannot hold the name of a variable, "holds ..."; empty when it can.
+std::string name_in_topic_problem(const std::string& name);
+
 }  // namespace plc_gateway

@@ -160,8 +160,8 @@ TEST_F(NamesTest, NameThatNoMessageCanCarry_IsLeftOut) {
               ElementsAre("3:10: note: 1 of the 3 variables that * fits is left out: M\\xf6tor is not UTF-8, which the "
                           "standard's texts are: save its tag file as UTF-8"));
   EXPECT_THAT(said_of("[json]\ntopic = \"a/{name}\"\n[[poll]]\nevery_ms = 500\nnames = [\"A+B\"]\n", &Sections::poll),
-              ElementsAre("5:10: error: A+B holds + or #, which no topic may, and [json] makes one of it; correct the "
-                          "name, or take it out of the list"));
+              ElementsAre("5:10: error: A+B holds + or #, which no topic may, and [json] makes a topic of the "
+                          "name; correct the name, or take it out of the list"));
 }
 
 TEST_F(NamesTest, NameThatHidesSomething_MakesNoTopic) {

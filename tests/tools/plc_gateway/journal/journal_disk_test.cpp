@@ -94,6 +94,40 @@ TEST(JournalDisk, DamagedDatabases_ArePutAsideWithTheirLogs_AndNeverFillTheDisk)
   }
 }
 
+TEST(JournalDisk, FilesThatSomebodyRemovesOrReplaces_AreMissedUntilTheyAreBack) {
+  const plc_test::TempDir dir;
+  Journal journal(options_in(dir.path()), plc_test::variables(1));
+  const auto is_missed = [&journal] {
+    journal.retry();
+    return journal.counters().removed == 1;
+  };
+  EXPECT_FALSE(is_missed());
+  for (const char* name : {"journal.sqlite", "journal.sqlite-wal"}) {
+    SCOPED_TRACE(name);
+    const std::string aside = dir.file("aside");
+    std::filesystem::rename(dir.file(name), aside);
+    EXPECT_TRUE(is_missed());
+    dir.write(name, "another one");
+    EXPECT_TRUE(is_missed());
+    std::filesystem::rename(aside, dir.file(name));
+    EXPECT_FALSE(is_missed());
+  }
+  std::filesystem::remove_all(dir.path());
+  EXPECT_TRUE(is_missed());
+  // It goes on with what it has.
+  EXPECT_EQ(append_one(journal, 7), 1U);
+  EXPECT_EQ(ids_of(journal.read(0, 10)), (std::vector<uint64_t>{1}));
+}
+
+TEST(JournalDisk, NewJournalInPlaceOfADamagedOne_IsNotMissed) {
+  const plc_test::TempDir dir;
+  dir.write("journal.sqlite", std::string(600, '!'));
+  Journal journal(options_in(dir.path()), plc_test::variables(1));
+  journal.retry();
+  EXPECT_EQ(journal.counters().lost_damage, 1U);
+  EXPECT_EQ(journal.counters().removed, 0U);
+}
+
 // The child's exit code: 0, or the number of what was not so.
 int in_child(const std::function<int()>& work) {
   const pid_t child = fork();

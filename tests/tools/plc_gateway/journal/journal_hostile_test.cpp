@@ -4,12 +4,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tests/support/temp_dir.h"
 #include "tests/tools/plc_gateway/support/journal_rows.h"
 #include "tools/plc_gateway/journal/journal.h"
+#include "tools/plc_gateway/journal/sum.h"
 
 namespace {
 
@@ -20,10 +25,10 @@ using plc_gateway::JournalRow;
 
 class HostileJournal : public testing::Test {
  protected:
-  std::unique_ptr<Journal> open() const {
+  std::unique_ptr<Journal> open(const std::vector<plc_gateway::Variable>& variables = plc_test::variables(3)) const {
     JournalOptions options;
     options.folder = dir.path();
-    return std::make_unique<Journal>(options, plc_test::variables(3));
+    return std::make_unique<Journal>(options, variables);
   }
   // The sentence with which it is refused.
   std::string refusal() const {
@@ -42,6 +47,19 @@ class HostileJournal : public testing::Test {
     ASSERT_EQ(sqlite3_open(database.c_str(), &connection), SQLITE_OK);
     EXPECT_EQ(sqlite3_exec(connection, statements.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
     sqlite3_close(connection);
+  }
+
+  // The statement that gives the journal these counts, with their sum.
+  static std::string life_of(const std::array<int64_t, 5>& counts) {
+    plc_gateway::Sum sum;
+    for (const int64_t count : counts) sum.add(static_cast<uint64_t>(count));
+    std::string statement = "UPDATE life SET sum = " + std::to_string(sum.value());
+    size_t place = 0;
+    for (const char* column : {"last_id", "stored_rows", "stored_values", "dropped", "names"}) {
+      statement += std::string(", ") + column;
+      statement += " = " + std::to_string(counts[place++]);
+    }
+    return statement;
   }
 
   const plc_test::TempDir dir;
@@ -81,14 +99,74 @@ TEST_F(HostileJournal, LinkOrPipeForALog_IsRefused) {
   }
 }
 
+// Even with a sum that is right.
 TEST_F(HostileJournal, NumbersThatNoJournalHas_AreDamage) {
+  const std::array<int64_t, 5> cases[] = {
+      {0, 0, 0, -1, 3}, {0, 0, -5, 0, 3}, {INT64_MAX, 0, 0, 0, 3}, {0, -1, 0, 0, 3}};
+  for (const auto& counts : cases) {
+    change(life_of(counts));
+    EXPECT_EQ(open()->damage(), database + ": its counts are damaged");
+  }
+}
+
+// Else a value would be published under the name of another variable.
+TEST_F(HostileJournal, NamesThatSomebodyChanged_AreDamage) {
   for (const char* statement :
-       {"INSERT INTO names VALUES(4294967290, 'x', 3, 'DINT', '', NULL)", "UPDATE names SET alias = -1 WHERE alias = 1",
-        "UPDATE life SET dropped = -1", "UPDATE life SET stored_values = -5",
-        "UPDATE life SET last_id = 9223372036854775807"}) {
+       {"UPDATE names SET name = 'Motor.Speed' WHERE alias = 1",
+        "UPDATE names SET name = 'V' || (2 - alias) WHERE alias < 3", "UPDATE names SET type = 3 WHERE alias = 1",
+        "UPDATE names SET declared = 'REAL' WHERE alias = 1", "UPDATE names SET shape = '10 ' WHERE alias = 1",
+        "UPDATE names SET last_row = 0 WHERE alias = 1", "UPDATE names SET alias = 4 WHERE alias = 1",
+        "DELETE FROM names WHERE alias = 1", "DELETE FROM names WHERE alias = 3", "DELETE FROM names",
+        "UPDATE life SET dropped = 5"}) {
     change(statement);
     EXPECT_EQ(open()->counters().lost_damage, 1U) << statement;
   }
+}
+
+TEST_F(HostileJournal, Damage_IsToldWithWhatWasFound) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"UPDATE names SET name = 'V3' WHERE alias = 2", "the name of alias 2 is damaged"},
+      {"DELETE FROM names WHERE alias = 3", "it holds 2 of 3 names of variables"},
+      {"UPDATE life SET stored_rows = 9", "its counts are damaged"},
+      {"DELETE FROM life", "it lacks its counts"},
+      // As the first gateways made it.
+      {"ALTER TABLE names DROP COLUMN sum",
+       "it was not made by this version of plc-gateway, or somebody has changed it: no such column: sum"},
+  };
+  EXPECT_EQ(open()->damage(), "");
+  for (const auto& [statement, found] : cases) {
+    change(statement);
+    const std::unique_ptr<Journal> journal = open();
+    EXPECT_EQ(journal->damage(), database + ": " + found);
+    EXPECT_EQ(plc_test::ids_of(journal->read(0, SIZE_MAX)).size(), 0U);
+  }
+}
+
+// Even with sums that are right.
+TEST_F(HostileJournal, NamesThatNoGatewayWrites_AreDamage) {
+  const std::pair<uint64_t, std::string> cases[] = {{4, "V1"}, {5, "V9"}, {4, "V\xFC"}};
+  for (const auto& [alias, name] : cases) {
+    plc_gateway::Sum sum;
+    sum.add(alias);
+    sum.add_text(name);
+    sum.add(static_cast<uint64_t>(plc_gateway::DataType::kInt16));
+    sum.add_text("INT");
+    for (const uint64_t number : {0U, 0U, 0U}) sum.add(number);  // no shape; it is polled now
+    std::string statement = life_of({0, 0, 0, 0, 4}) + "; INSERT INTO names VALUES(" + std::to_string(alias);
+    statement += ", '" + name + "', 2, 'INT', '', NULL, " + std::to_string(sum.value()) + ")";
+    change(statement);
+    EXPECT_EQ(open()->damage(), database + ": the name of alias 4 is damaged") << name;
+  }
+}
+
+// A gateway without topics for single variables takes them.
+TEST_F(HostileJournal, HiddenCharacterInANameThatTheGatewayWrote_IsNoDamage) {
+  const plc_gateway::Variable odd = plc_test::variable("Motor\x01.Speed");
+  open({odd})->append(JournalRow::Kind::kData, 1790000000000, {plc_test::number(0, 7, 1790000000000)});
+  const std::unique_ptr<Journal> journal = open();
+  EXPECT_EQ(journal->damage(), "");
+  ASSERT_EQ(journal->retired().size(), 1U);
+  EXPECT_EQ(journal->retired().front().name, "Motor\x01.Speed");
 }
 
 TEST_F(HostileJournal, StoredTriggers_DoNothing) {

@@ -37,6 +37,8 @@ TEST(MetricsText, Figures_StandUnderTheirNamesAndLabels) {
   view.device = "press \"1\"\\\n";
   view.journal.oldest = 1000;
   view.journal.dropped = 9;
+  view.journal.removed = 1;
+  view.journal.unreadable_changes = 4;
   view.now = 3500;
   const std::string text = metrics_text(view);
   EXPECT_THAT(text, HasSubstr("\nplc_gateway_polls_skipped_total{poll=\"1\",every_ms=\"1000\"} 7\n"));
@@ -46,6 +48,8 @@ TEST(MetricsText, Figures_StandUnderTheirNamesAndLabels) {
   EXPECT_THAT(text, HasSubstr("\nplc_gateway_commands_total{result=\"not-listed\"} 3\n"));
   EXPECT_THAT(text, HasSubstr("\nplc_gateway_journal_oldest_age_seconds 2.5\n"));
   EXPECT_THAT(text, HasSubstr("\nplc_gateway_journal_dropped_values_total 9\n"));
+  EXPECT_THAT(text, HasSubstr("\nplc_gateway_journal_removed 1\n"));
+  EXPECT_THAT(text, HasSubstr("\nplc_gateway_journal_unreadable_changes 4\n"));
   EXPECT_THAT(text, HasSubstr("device=\"press \\\"1\\\"\\\\\\n\"} 1\n"));
 }
 

@@ -312,6 +312,35 @@ TEST(EdgeNode, JsonForm_IsPublishedForEachChangeWithQos1AndNotRetained) {
   EXPECT_EQ(told[1].type, "DDATA");
 }
 
+// A gateway without [json] has polled it; a broker's library refuses such a topic each time.
+TEST(EdgeNode, FormerVariableWhoseNameNoTopicMayHold_IsHistoryWithoutJson) {
+  plc_gateway::EdgeNodeOptions before = World::usual_options();
+  before.variables[1].name = "Na\x01me";
+  World world(before);
+  bring_up(world);
+  world.node->on_disconnected("reset");
+  world.set(0, 42);
+  world.set(1, "old");
+  world.pass(100);
+
+  world.options.variables.erase(world.options.variables.begin() + 1);
+  world.options.pieces = {{0, {0}}, {1, {1}}};
+  world.options.session.json_topic = "plant1/press1/{name}";
+  world.restart();
+  world.pass(50);
+  world.let_broker_in();
+  world.pass(200);
+  size_t historical_texts = 0;
+  for (const Told& one : world.take()) {
+    if (one.type == "json") {
+      EXPECT_EQ(one.topic.find("Na"), std::string::npos) << one.topic;
+    }
+    if (one.type != "DDATA") continue;
+    for (const Metric& metric : one.payload.metrics()) historical_texts += metric.string_value() == "old" ? 1U : 0U;
+  }
+  EXPECT_EQ(historical_texts, 1U);
+}
+
 TEST(EdgeNode, MessageThatCouldNotBeSent_LeavesNothingInTheNextBirth) {
   plc_gateway::EdgeNodeOptions options = World::usual_options();
   options.session.json_topic = "plant1/press1/{name}";

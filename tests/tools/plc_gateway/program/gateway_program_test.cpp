@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 
 #include "tests/support/loopback.h"
 #include "tests/tools/plc_gateway/program/program_world.h"
@@ -243,11 +244,58 @@ TEST_F(GatewayProgram, Journal_ShowsWhatNoBrokerHasHeard) {
   ASSERT_EQ(world.end_gateway(), 0);
   const plc_host_test::Outcome shown = world.run({"journal", world.folder.file("gateway.toml"), "--rows"});
   EXPECT_EQ(shown.code, 0) << shown.err;
-  EXPECT_THAT(shown.out, AllOf(StartsWith("rows 1\nvalues 1\n"), HasSubstr("\ndropped 0\nrow time kind values\n1 "),
-                               HasSubstr(" data 1\n")));
+  EXPECT_THAT(shown.out, AllOf(StartsWith("rows 1\nvalues 1\ndamaged_rows 0\nunreadable_changes 0\n"),
+                               HasSubstr("\ndropped 0\nrow time kind values\n1 "), HasSubstr(" data 1\n")));
 }
 
-TEST_F(GatewayProgram, DamagedJournal_IsNotShownAsAnEmptyOne) {
+TEST_F(GatewayProgram, DamagedRowOfAJournal_IsShownWithoutFigures) {
+  world.start_controller();
+  world.controller->tell("set Motor.Speed 987045495");
+  world.broker_port = 1;
+  world.start_gateway();
+  ASSERT_TRUE(world.logs("event=controller_up"));
+  ASSERT_EQ(world.end_gateway(), 0);
+  std::string bytes = world.folder.read("journal/journal.sqlite");
+  const size_t value = bytes.find("\x77\x1E\xD5\x3A");
+  ASSERT_NE(value, std::string::npos);
+  bytes[value] = 'x';
+  world.folder.write("journal/journal.sqlite", bytes);
+  world.folder.write("journal/journal.sqlite-wal", "");  // all of it is in the database since the end
+  const plc_host_test::Outcome shown = world.run({"journal", world.folder.file("gateway.toml"), "--rows"});
+  EXPECT_EQ(shown.code, 0) << shown.err;
+  EXPECT_THAT(shown.out, AllOf(StartsWith("rows 0\nvalues 0\ndamaged_rows 1\nunreadable_changes 0\nbytes "),
+                               HasSubstr("\noldest -\ndropped 0\nrow time kind values\n1 - damaged -\n")));
+}
+
+TEST_F(GatewayProgram, DamagedLogOfAJournal_IsToldAtTheStart) {
+  world.start_controller();
+  world.broker_port = 1;
+  world.start_gateway();
+  ASSERT_TRUE(world.logs("event=controller_up"));
+  ASSERT_EQ(world.end_gateway(), 0);
+  std::string log = world.folder.read("journal/journal.sqlite-wal");
+  ASSERT_GT(log.size(), 100U);
+  log[100] = static_cast<char>(log[100] ^ 1);  // of the first page
+  world.folder.write("journal/journal.sqlite-wal", log);
+  const plc_host_test::Outcome shown = world.run({"journal", world.folder.file("gateway.toml")});
+  const std::string figure = "\nunreadable_changes ";
+  const size_t place = shown.out.find(figure);
+  ASSERT_NE(place, std::string::npos) << shown.out;
+  const std::string changes = std::to_string(std::stoi(shown.out.substr(place + figure.size())));
+  EXPECT_NE(changes, "0");
+  world.start_gateway();
+  EXPECT_TRUE(world.logs("event=journal_log_damaged"));
+  EXPECT_THAT(
+      world.log(),
+      HasSubstr("level=error event=journal_log_damaged folder=" + world.folder.file("journal") +
+                " unreadable_changes=" + changes +
+                " reason=\"a change in journal.sqlite-wal is damaged, and those behind it cannot be read\" "
+                "what_to_do=\"after a power cut this may be the change that was being written; else the newest values "
+                "may be lost: see what damages the disk\"\n"));
+  EXPECT_EQ(world.end_gateway(), 0);
+}
+
+TEST_F(GatewayProgram, DamagedJournal_IsShownAsOneAndPutAsideByARunAlone) {
   world.controller_port = world.broker_port = 1;  // nobody is asked
   const std::string config = world.write_config();
   const std::string database = world.folder.write("journal/journal.sqlite", std::string(8192, 'x'));
@@ -255,8 +303,34 @@ TEST_F(GatewayProgram, DamagedJournal_IsNotShownAsAnEmptyOne) {
   EXPECT_EQ(shown.code, 8);
   EXPECT_THAT(shown.out, IsEmpty());
   EXPECT_THAT(shown.err, HasSubstr("plc-gateway: " + database +
-                                   ": it was damaged; it is kept beside a new one, and what it held is lost\n"));
+                                   ": cannot be read: file is not a database; 'run' puts the journal aside, with what "
+                                   "it holds, and makes a new one\n"));
+  EXPECT_EQ(world.folder.read("journal/journal.sqlite"), std::string(8192, 'x'));
+  EXPECT_FALSE(std::filesystem::exists(world.folder.file("journal/journal.damaged.1")));
+  world.start_gateway();
+  EXPECT_TRUE(world.logs("event=journal_damaged"));
+  EXPECT_THAT(world.log(), HasSubstr("level=error event=journal_damaged folder=" + world.folder.file("journal") +
+                                     " reason=\"" + database +
+                                     ": cannot be opened: file is not a database\" "
+                                     "what_to_do=\"the old one is kept beside the new one\"\n"));
   EXPECT_EQ(world.folder.read("journal/journal.damaged.1"), std::string(8192, 'x'));
+  EXPECT_EQ(world.end_gateway(), 0);
+}
+
+TEST_F(GatewayProgram, RemovedJournal_IsToldOnceAndPublishingGoesOn) {
+  start_all();
+  std::filesystem::remove_all(world.folder.file("journal"));
+  EXPECT_TRUE(world.logs("event=journal_removed"));
+  EXPECT_THAT(world.log(),
+              HasSubstr("level=warning event=journal_removed folder=" + world.folder.file("journal") +
+                        " reason=\"its files were removed or replaced: what is written goes when the gateway ends\" "
+                        "what_to_do=\"see that the folder is there, wait until plc_gateway_journal_values is 0, and "
+                        "start the gateway again\"\n"));
+  EXPECT_THAT(world.page("/metrics"), HasSubstr("\nplc_gateway_journal_removed 1\n"));
+  world.controller->tell("set Motor.Speed 1234");
+  EXPECT_TRUE(host->hears(kSpeed, "\"value\":1234,\"quality\":\"good\""));
+  EXPECT_EQ(world.end_gateway(), 0);
+  EXPECT_EQ(world.log().find("journal_removed"), world.log().rfind("journal_removed"));
 }
 
 TEST_F(GatewayProgram, TooFewDescriptors_AreToldBeforeItBegins) {
@@ -299,6 +373,10 @@ TEST_F(GatewayProgram, JournalOfAnotherGateway_IsNotShared) {
   const plc_host_test::Outcome second = world.run({"run", world.folder.file("gateway.toml")});
   EXPECT_EQ(second.code, 8);
   EXPECT_THAT(second.err, StartsWith("plc-gateway: "));
+  const plc_host_test::Outcome shown = world.run({"journal", world.folder.file("gateway.toml")});
+  EXPECT_EQ(shown.code, 8);
+  EXPECT_EQ(shown.err, "plc-gateway: " + world.folder.file("journal/journal.sqlite") +
+                           ": a gateway runs with it; its /metrics tells the same, or end it first\n");
 }
 
 TEST_F(GatewayProgram, Check_TellsMistakesWithTheirPlaces) {

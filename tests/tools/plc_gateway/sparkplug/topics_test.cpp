@@ -37,4 +37,10 @@ TEST(Topics, IdWithAWildcardASlashOrAControlCharacter_IsRefused) {
   EXPECT_EQ(id_problem("Pre\xC3\x9F 1"), "");
 }
 
+TEST(Topics, NameThatNoTopicMayHold_IsToldWithTheReason) {
+  EXPECT_EQ(plc_gateway::name_in_topic_problem("Main/Table[0..9]"), "");
+  EXPECT_EQ(plc_gateway::name_in_topic_problem("A+B"), "holds + or #, which no topic may");
+  EXPECT_EQ(plc_gateway::name_in_topic_problem("A\x01"), "holds the hidden character \\x01");
+}
+
 }  // namespace
