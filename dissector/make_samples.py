@@ -175,6 +175,49 @@ def write_hostile_names(vectors, folder, number):
     capture.write(folder / "hostile_names.pcap")
 
 
+def with_status(frame, status):
+    """A reply with this status; of 14 bytes at least, as the status ends there."""
+    return frame[:12] + struct.pack(">H", status) + frame[14:]
+
+
+def as_answer_of(frame, function):
+    """A reply under this class and command."""
+    return frame[:10] + struct.pack(">H", function) + frame[12:]
+
+
+def write_refusals(vectors, folder, number):
+    """Replies with a status that is not 0, and replies that bear another request's class or command. Most hold what was
+    asked for as well, as a controller may leave old bytes there."""
+    directory = named(vectors, "the directory frames carry 0 and 1")
+    resolve, value = named(vectors, "a global plain variable is resolved under its bare name")
+    start, records = directory
+    bare = with_head(1, 0x1E09, b"\0\0")
+    writes = [with_head(1, 0x1E01, bytes([0, 6, 0, 0, 0, 1]) + value[0][22:] + b"\x12\x34"),
+              with_head(1, 0x1E03, bytes([0, 1, 6]) + value[0][22:] + b"\1\0\x10"),
+              with_head(1, 0x3200, b"\1\6" + value[0][24:]), with_head(1, 0x3300, b"\1\6" + value[0][24:])]
+    answers = [(request, with_head(1, struct.unpack(">H", request[10:12])[0], b"\0\0")) for request in writes]
+    connections = [
+        [start, records, resolve, value], [(start[0], with_status(start[1], 0x0013))],
+        [start, (records[0], with_status(records[1], 0x0013))], [resolve, (value[0], with_status(value[1], 0x1300))],
+        [resolve, (value[0], with_status(bare, 0x0011))], [resolve, (value[0], bare)],
+        [(resolve[0], with_status(resolve[1], 0x0004)), value],
+        [(resolve[0], as_answer_of(resolve[1], 0x0C25)), value],
+        [resolve, (value[0], as_answer_of(value[1], 0x1E01))],
+        [resolve, (value[0], with_status(as_answer_of(value[1], 0x3209), 0x0013))]]
+    connections += [[resolve, answer] for answer in answers]
+    connections += [[resolve, (request, with_status(reply, 0x0013))] for request, reply in answers]
+    capture = Capture(number)
+    for exchanges in connections:
+        capture.connect()
+        play(capture, exchanges)
+        capture.close()
+    capture.connect()
+    play(capture, [resolve, value])
+    capture.reply(with_status(value[1], 0x0013))
+    capture.close()
+    capture.write(folder / "refusals.pcap")
+
+
 def fault_bad_complement(capture, resolve, value):
     capture.request(resolve[0][:7] + b"\x00" + resolve[0][8:])
     capture.reply(resolve[1])
@@ -273,6 +316,7 @@ def write_faults(vectors, folder):
     resolve, value = named(vectors, "a global plain variable is resolved under its bare name")
     faults = {name: function for name, function in globals().items() if name.startswith("fault_")}
     write_hostile_names(vectors, folder, len(vectors) + 2 + len(faults))
+    write_refusals(vectors, folder, len(vectors) + 3 + len(faults))
     for number, (name, function) in enumerate(sorted(faults.items()), len(vectors) + 2):
         capture = Capture(number)
         capture.connect()

@@ -19,6 +19,9 @@ local field, fault = kit.field, kit.fault
 proto.fields = field
 proto.experts = fault
 proto.prefs.port = Pref.uint("TCP port", 0, "The controller's TCP port; 0: none (heuristic and Decode As still work)")
+proto.prefs.judge_heads = Pref.bool("Judge the heads of replies", true, "Show no values from replies with a status "
+                                    .. "other than 0, or with the class and command of another request")
+kit.prefs = proto.prefs
 
 local tcp_stream = Field.new("tcp.stream")
 local streams, entries = {}, {}

@@ -30,6 +30,7 @@ local field = {
   func = ProtoField.uint16("plckv.function", "Function", base.HEX, function_names),
   is_request = ProtoField.bool("plckv.request", "Request"),
   is_reply = ProtoField.bool("plckv.reply", "Reply"),
+  status = ProtoField.uint16("plckv.status", "Status", base.HEX),
   reply_head = ProtoField.bytes("plckv.reply_head", "Rest of the reply's head"),
   reply_in = ProtoField.framenum("plckv.reply_in", "Reply in", base.NONE, frametype.RESPONSE),
   request_in = ProtoField.framenum("plckv.request_in", "Request in", base.NONE, frametype.REQUEST),
@@ -101,6 +102,8 @@ local fault = {
                      severities.WARN),
   record = expert_of("record", "Reply ends inside a record", groups.MALFORMED, severities.WARN),
   values = expert_of("values", "Values do not fill the sizes asked for", groups.PROTOCOL, severities.WARN),
+  refused = expert_of("refused", "The controller refused the request", groups.RESPONSE_CODE, severities.WARN),
+  other_request = expert_of("other_request", "Answers another request", groups.SEQUENCE, severities.WARN),
   short = expert_of("short_reply", "Reply is shorter than the driver requires", groups.PROTOCOL, severities.WARN),
 }
 

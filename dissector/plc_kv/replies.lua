@@ -1,4 +1,5 @@
--- What a reply says, read by the request that it answers: nothing in a reply names its own kind for certain.
+-- What a reply says, read by the request that it answers. What comes with a refusal, or with the class and command of
+-- another request, is not what was asked for, and is never shown as a value, handle or name.
 
 -- Wireshark also runs every file of its plugin folders by itself: without a kit there is nothing to do here.
 local kit = ...
@@ -6,7 +7,10 @@ if not kit then return end
 local functions, field, fault, nodes = kit.functions, kit.field, kit.fault, kit.nodes
 local add, blame, take, text_list = nodes.add, nodes.blame, nodes.take, nodes.text_list
 
+local kFunctionAt = 10
+local kStatusAt = 12
 local kHeadBytes = 14
+local kDone = 0 -- the status of a reply that is no refusal
 local kRecordsAt = 17 -- resolve reply: the first record
 local kRecordBytes = 24 -- a record without its groups
 
@@ -121,6 +125,48 @@ local reply_bodies = {
   [functions.directory] = directory_reply, [functions.resolve] = resolve_reply, [functions.value] = value_reply,
 }
 
+-- What stands between sequence number and body. Where class and command are of no known request, this may be no head
+-- at all: then there is no status either.
+local function add_reply_head(lines, bytes, wanted)
+  local head, at = {}, kFunctionAt
+  head.func = bytes:len() >= kStatusAt and bytes(kFunctionAt, 2):uint() or nil
+  if head.func and (head.func == wanted or kit.function_names[head.func]) then
+    head.func_node, at = add(lines, field.func, kFunctionAt, 2), kStatusAt
+    head.status_node = take(lines, field.status, bytes, kStatusAt, 2)
+    head.status = head.status_node and bytes(kStatusAt, 2):uint()
+  end
+  if head.status then at = kHeadBytes end
+  local left = math.min(kHeadBytes, bytes:len()) - at
+  if left > 0 then
+    local unread = add(lines, field.reply_head, at, left)
+    head.func_node = head.func_node or unread
+  end
+  return head
+end
+
+-- Why nothing in this reply is what was asked for, as the column says it; nothing for a good reply.
+local function objection_to(head, wanted)
+  if not kit.prefs.judge_heads then return nil end
+  local objection
+  if head.status and head.status ~= kDone then
+    local text = "The controller refused the request, status %04X"
+    blame(head.status_node, fault.refused, string.format(text, head.status))
+    objection = string.format("refused, status %04X", head.status)
+  end
+  if head.func and wanted and head.func ~= wanted then
+    local text = "Answers another request: class and command are %04X, not %04X"
+    blame(head.func_node, fault.other_request, string.format(text, head.func, wanted))
+    objection = "answers another request"
+  end
+  return objection
+end
+
+-- Requests that follow a resolve without good handles take none of the handles before it.
+local function forget_latest(stream)
+  stream.resolved = true
+  stream.latest = { names = {}, handles = {} }
+end
+
 -- `request` is what analyse_request made of the request answered, or nothing when there is none.
 function kit.analyse_reply(bytes, announced, stream, request)
   local lines, info = {}, { title = "Reply" }
@@ -128,26 +174,26 @@ function kit.analyse_reply(bytes, announced, stream, request)
   local kind = add(lines, field.is_reply, 0, 0, true)
   kind.generated = true
   local sequence = nodes.add_head(lines, bytes, announced)
-  -- A controller may repeat class and command; nothing depends on it.
-  local repeated = request and bytes:len() >= 12 and bytes(10, 2):uint() == request.func
-  if repeated then add(lines, field.func, 10, 2) end
-  local at = repeated and 12 or 10
-  if bytes:len() > at then add(lines, field.reply_head, at, math.min(kHeadBytes, bytes:len()) - at) end
+  local wanted = request and request.func
+  local head = add_reply_head(lines, bytes, wanted)
+  local objection = objection_to(head, wanted)
+  info.column = objection
   if not request then
     blame(kind, fault.unsolicited)
     rest(lines, bytes, kHeadBytes)
     return info
   end
-  info.func = request.func
+  info.func = wanted
   info.title = request.title .. " reply"
   if sequence and bytes(8, 2):uint() ~= request.sequence then
     blame(sequence, fault.reply_sequence, string.format("%d answers %d", bytes(8, 2):uint(), request.sequence or 0))
   end
-  local required = required_bytes[request.func]
+  local required = required_bytes[wanted]
   if required and bytes:len() < required then
     blame(kind, fault.short, string.format("%d bytes, %d required", bytes:len(), required))
   end
-  local body = reply_bodies[request.func]
+  if objection and wanted == functions.resolve then forget_latest(stream) end
+  local body = not objection and reply_bodies[wanted]
   if body then body(lines, bytes, info, request, stream) else rest(lines, bytes, kHeadBytes) end
   return info
 end

@@ -8,6 +8,7 @@ check_dissector.py experts          every expert item fires in some golden text
 check_dissector.py filters          every documented display filter is known and finds frames in the samples
 check_dissector.py binding          Decode As and the heuristic find the protocol without the preference
 check_dissector.py hostile          frames cut at every byte and frames with changed bytes raise no Lua error
+check_dissector.py heads            refusals and answers to other requests have no value, unless the preference allows
 check_dissector.py startup          tshark that loads every file of a plugin folder by itself says nothing of Lua
 """
 
@@ -254,6 +255,33 @@ def check_hostile():
                 raise Failure("Wireshark gave a frame up:\n" + found[found.index("Malformed Packet") - 1000:][:1200])
 
 
+def check_heads():
+    refusals = ["-r", str(SAMPLES / "refusals.pcap")]
+    columns = refusals + ["-Y", "plckv.reply && tcp.stream in {0,3,6,8,9,14}", "-T", "fields", "-E", "separator=|"]
+    columns += ["-e", "_ws.col.Info", "-e", "plckv.status", "-e", "plckv.value", "-e", "plckv.handle"]
+    start = ["Directory start reply|0x0000||", "Directory reply: MAIN|0x0000||"]
+    good = ["Resolve reply: 1 handle|0x0000||060a0b0c0d", "Read reply: D = 4660|0x0000|1234|"]
+    resolved, read = good
+    wanted = {
+        "TRUE": start + good + [
+            resolved, "Read reply: refused, status 1300|0x1300||",
+            "Resolve reply: refused, status 0004|0x0004||", "Read reply: 06:0A0B0C0D = 4660|0x0000|1234|",
+            resolved, "Read reply: answers another request|0x0000||",
+            resolved, "Read reply: answers another request|||",
+            resolved, "Write reply: refused, status 0013|0x0013||"],
+        "FALSE": start + good + [
+            resolved, read.replace("0x0000", "0x1300"), resolved.replace("0x0000", "0x0004"), read, resolved, read,
+            resolved, read.replace("0x0000", ""), resolved, "Write reply|0x0013||"]}
+    for judge, lines in wanted.items():
+        found = tshark(columns + PORT + ["-o", "plckv.judge_heads:" + judge]).rstrip("\n").split("\n")
+        if found != lines:
+            raise Failure("judge_heads %s:\n%s" % (judge, "\n".join(difflib.unified_diff(lines, found, lineterm=""))))
+    judged = ["-Y", "plckv.expert.refused || plckv.expert.other_request", "-o", "plckv.judge_heads:FALSE"]
+    left = tshark(refusals + judged + PORT)
+    if left:
+        raise Failure("heads are judged although the preference says no:\n" + left)
+
+
 def check_startup():
     session = str(SAMPLES / "session.pcap")
     with tempfile.TemporaryDirectory() as folder:
@@ -266,7 +294,8 @@ def check_startup():
 
 
 CHECKS = {"golden": check_golden, "update": update_golden, "samples": check_samples, "experts": check_experts,
-          "filters": check_filters, "binding": check_binding, "hostile": check_hostile, "startup": check_startup}
+          "filters": check_filters, "binding": check_binding, "hostile": check_hostile, "heads": check_heads,
+          "startup": check_startup}
 
 
 def main():
