@@ -38,9 +38,9 @@ class Capture:
         self.time_us = 0
         self.port = CLIENT_PORT + number * PORTS_OF_A_CAPTURE - 1
 
-    def connect(self):
+    def connect(self, first_byte=1000):
         self.port += 1
-        self.next = {True: 1000, False: 5000}
+        self.next = {True: first_byte, False: first_byte + 4000}
         self.segment(True, b"", SYN)
         self.segment(False, b"", SYN | ACK)
         self.segment(True, b"", ACK)

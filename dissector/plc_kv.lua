@@ -24,18 +24,15 @@ proto.prefs.judge_heads = Pref.bool("Judge the heads of replies", true, "Show no
 kit.prefs = proto.prefs
 
 local tcp_stream = Field.new("tcp.stream")
-local streams, entries = {}, {}
+local streams, entries = {}, {} -- by end points, and by frame
 
 function proto.init()
   streams, entries = {}, {}
 end
 
-local function stream_of(number)
-  if not streams[number] then
-    streams[number] = { names = {}, resolved = false, partial = {}, pending = {},
-                        latest = { names = {}, handles = {} } }
-  end
-  return streams[number]
+local function new_stream(since, number)
+  return { since = since, number = number, names = {}, resolved = false, partial = {}, pending = {},
+           latest = { names = {}, handles = {} } }
 end
 
 -- Cutting a segment into frames ---------------------------------------------------------------------------------------
@@ -87,12 +84,44 @@ end
 local function is_perfect_request(tvb)
   local announced = tvb:len() > kHeadBytes + 1 and announced_at(tvb:raw(), 0)
   if not announced or announced > tvb:len() then return false end
-  local info = kit.analyse_request(tvb(0, announced):tvb(), announced, stream_of(-1), true)
+  local info = kit.analyse_request(tvb(0, announced):tvb(), announced, new_stream(), true)
   return kit.function_names[info.func] ~= nil and not has_faults(info.lines)
 end
 
 local function source_of(pinfo)
   return tostring(pinfo.src) .. " " .. pinfo.src_port
+end
+
+local function target_of(pinfo)
+  return tostring(pinfo.dst) .. " " .. pinfo.dst_port
+end
+
+-- Whether a frame is the first one of a new connection between the end points of `stream`. Wireshark numbers the
+-- connections only where it builds a tree, so not in the first of two passes without a filter; there the directory
+-- start tells, with which the client begins every connection.
+local function begins_connection(stream, number, raw, pinfo)
+  if number and stream.number then return number ~= stream.number end
+  return stream.client == source_of(pinfo) and announced_at(raw, 0) and raw:sub(11, 12) == "\x0C\x2C"
+end
+
+-- The connection of a frame. They are found in the order of the capture; later looks at the frame find the one that
+-- had begun by then.
+local function stream_of(pinfo, raw)
+  local source, target = source_of(pinfo), target_of(pinfo)
+  local key = source < target and source .. " " .. target or target .. " " .. source
+  local known = streams[key] or {}
+  streams[key] = known
+  if pinfo.visited then
+    for i = #known, 1, -1 do
+      if known[i].since <= pinfo.number then return known[i] end
+    end
+  end
+  local found = tcp_stream()
+  local number = found and found.value
+  local last = known[#known]
+  if last and not begins_connection(last, number, raw, pinfo) then return last end
+  known[#known + 1] = new_stream(pinfo.number, number)
+  return known[#known]
 end
 
 -- The client is the side of the other port, where the controller's is set; else the one that sends a perfect request
@@ -104,7 +133,7 @@ local function comes_from_client(tvb, pinfo, stream)
     if port ~= pinfo.dst_port and port ~= pinfo.src_port then
       from_client = is_perfect_request(tvb) or pinfo.src_port > pinfo.dst_port
     end
-    stream.client = from_client and source_of(pinfo) or tostring(pinfo.dst) .. " " .. pinfo.dst_port
+    stream.client = from_client and source_of(pinfo) or target_of(pinfo)
   end
   return stream.client == source_of(pinfo)
 end
@@ -127,7 +156,7 @@ local function take_request(stream, bytes, announced, pinfo)
   local partial = stream.partial.request
   stream.partial.request = nil
   local info = kit.analyse_request(bytes, announced, stream)
-  local entry = { info = info, frame = pinfo.number, time = pinfo.rel_ts }
+  local entry = { info = info, frame = pinfo.number, time = pinfo.rel_ts, is_in_order = not pinfo.visited }
   if partial and partial.count == bytes:len() then
     entry.frame, entry.time, entry.reply_in = partial.frame, partial.time, partial.reply_in
   end
@@ -178,11 +207,12 @@ local function time_of(seconds)
   return NSTime.new(whole, math.floor((seconds - whole) * 1e6 + 0.5) * 1000)
 end
 
+-- A missing reply can be told in a later look alone, and only when the replies were paired in the capture's order.
 local function draw_links(entry, tree, pinfo)
   if entry.info.is_request then
     if entry.reply_in then
       tree:add(field.reply_in, entry.reply_in):set_generated()
-    elseif pinfo.visited then
+    elseif pinfo.visited and entry.is_in_order then
       tree:add_proto_expert_info(fault.no_reply)
     end
   elseif entry.request_in then
@@ -207,8 +237,8 @@ local function show_frame(bytes, announced, pinfo, tree, key, stream, from_clien
 end
 
 function proto.dissector(tvb, pinfo, tree)
-  local number = tcp_stream().value
-  local stream, raw = stream_of(number), tvb:raw()
+  local raw = tvb:raw()
+  local stream = stream_of(pinfo, raw)
   local from_client = comes_from_client(tvb, pinfo, stream)
   local side = from_client and "request" or "reply"
   pinfo.cols.protocol = "PLCKV"

@@ -9,6 +9,7 @@ check_dissector.py filters          every documented display filter is known and
 check_dissector.py binding          Decode As and the heuristic find the protocol without the preference
 check_dissector.py hostile          frames cut at every byte and frames with changed bytes raise no Lua error
 check_dissector.py heads            refusals and answers to other requests have no value, unless the preference allows
+check_dissector.py passes           two passes show the same with and without a filter, and miss no reply that is there
 check_dissector.py startup          tshark that loads every file of a plugin folder by itself says nothing of Lua
 """
 
@@ -65,9 +66,9 @@ def tshark(arguments, script=DISSECTOR, plugins=None):
     return done.stdout
 
 
-def dissection(path):
+def dissection(path, display_filter=("-Y", "plckv")):
     """The lines of our protocol alone, frame by frame; the other layers differ between versions of tshark."""
-    arguments = ["-2", "-r", str(path), "-V", "-O", "plckv", "-Y", "plckv"] + PORT
+    arguments = ["-2", "-r", str(path), "-V", "-O", "plckv", *display_filter] + PORT
     shown, inside = [], False
     for line in tshark(arguments).split("\n"):
         frame = re.match(r"Frame (\d+):", line)
@@ -282,6 +283,48 @@ def check_heads():
         raise Failure("heads are judged although the preference says no:\n" + left)
 
 
+def write_reused_ports(path):
+    """Two connections between the same ports. The second gives the handle to another name; each leaves a read without
+    its reply, under the number that the other one's has."""
+    capture = make_samples.Capture()
+    directory = make_samples.named(make_samples.load_vectors(), "the directory frames carry 0 and 1")
+    handle = b"\0\0\1\0\1" + bytes([0, 16, 0, 0, 6, 1, 2, 0, 0]) + bytes(15)
+    value = b"\0\0\1\0\0\0" + bytes([0, 6, 0, 1, 1, 2, 0, 0])
+    for first_byte, name in ((1000, b"A"), (100000, b"B")):
+        capture.connect(first_byte)
+        block = b"\0\1\0\0\0\1\0\1\0" + name
+        make_samples.play(capture, directory + [
+            (make_samples.with_head(0, 0x0C28, block), make_samples.with_head(0, 0x0C28, handle)),
+            (make_samples.with_head(1, 0x1E09, value), make_samples.with_head(1, 0x1E09, b"\0\0\0" + name)),
+            (make_samples.with_head(2, 0x1E09, value), b"")])
+        capture.close()
+        capture.port -= 1
+    capture.write(path)
+
+
+def check_passes():
+    with tempfile.TemporaryDirectory() as folder:
+        merged, reused = pathlib.Path(folder) / "all.pcap", pathlib.Path(folder) / "reused.pcap"
+        write_merged(merged)
+        write_reused_ports(reused)
+        for path in (merged, reused):
+            empty = re.compile(r"^Frame \d+\n(?!  )", re.MULTILINE)  # of other protocols, or begun here
+            wanted, found = (empty.sub("", text).split("\n") for text in (dissection(path), dissection(path, ())))
+            if found != wanted:
+                difference = difflib.unified_diff(wanted, found, "with a filter", "without", lineterm="", n=8)
+                raise Failure("\n".join(list(difference)[:80]))
+        columns = ["-r", str(reused), "-T", "fields", "-E", "separator=|", "-e", "_ws.col.Info"]
+        columns += ["-e", "plckv.expert.no_reply"]
+        lines = [line for line in tshark(["-2"] + columns + PORT).split("\n") if line.startswith("Read")]
+        wanted = ["Read: A|", "Read reply: A = 65|", "Read: A|1",
+                  "Read: B|", "Read reply: B = 66|", "Read: B|1"]
+        if lines != wanted:
+            raise Failure("two passes over reused ports:\n" + "\n".join(lines))
+    session = tshark(["-2", "-r", str(SAMPLES / "session.pcap"), "-V"] + PORT)
+    if session.count("[Reply in: ") != 8 or "No reply" in session:
+        raise Failure("the session's replies are missed:\n" + session)
+
+
 def check_startup():
     session = str(SAMPLES / "session.pcap")
     with tempfile.TemporaryDirectory() as folder:
@@ -295,7 +338,7 @@ def check_startup():
 
 CHECKS = {"golden": check_golden, "update": update_golden, "samples": check_samples, "experts": check_experts,
           "filters": check_filters, "binding": check_binding, "hostile": check_hostile, "heads": check_heads,
-          "startup": check_startup}
+          "passes": check_passes, "startup": check_startup}
 
 
 def main():
