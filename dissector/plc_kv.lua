@@ -140,20 +140,45 @@ end
 
 -- Pairing requests and replies ----------------------------------------------------------------------------------------
 
+-- The frame of this side that began in an earlier segment, if these bytes go on with it. They do not where the capture
+-- has a segment in part only: the rest of that frame never comes.
+local function begun_before(stream, side, bytes)
+  local partial = stream.partial[side]
+  if not partial then return nil end
+  local count = math.min(#partial.raw, bytes:len())
+  return bytes:raw(0, count) == partial.raw:sub(1, count) and partial or nil
+end
+
+-- The request that a reply answers: the one with its sequence number, else the oldest without an answer, else one that
+-- is not complete. Requests older than the one answered will not be answered any more.
+local function match_request(stream, bytes)
+  local index = 1
+  for i, request in ipairs(stream.pending) do
+    if bytes:len() >= kHeadBytes and bytes(8, 2):uint() == request.info.sequence then
+      index = i
+      break
+    end
+  end
+  for _ = 2, index do table.remove(stream.pending, 1) end
+  local cut = stream.partial.request
+  return table.remove(stream.pending, 1) or (cut and not cut.reply_in and cut or nil)
+end
+
 -- Remembers the first segment of a frame that is not complete yet: a cut one is answered before it can be told.
 local function note_partial(stream, side, bytes, announced, pinfo)
-  local partial = stream.partial[side] or { frame = pinfo.number, time = pinfo.rel_ts }
-  partial.count, partial.announced = bytes:len(), announced
+  local partial = begun_before(stream, side, bytes) or { frame = pinfo.number, time = pinfo.rel_ts }
+  partial.count, partial.announced, partial.raw = bytes:len(), announced, bytes:raw()
   if side == "request" then
     partial.info = kit.analyse_request(bytes, announced, stream, true)
   elseif not partial.request then
-    partial.request = table.remove(stream.pending, 1)
+    partial.request = match_request(stream, bytes)
+    if partial.request then partial.request.reply_in = pinfo.number end
   end
   stream.partial[side] = partial
 end
 
 local function take_request(stream, bytes, announced, pinfo)
-  local partial = stream.partial.request
+  local partial = begun_before(stream, "request", bytes)
   stream.partial.request = nil
   local info = kit.analyse_request(bytes, announced, stream)
   local entry = { info = info, frame = pinfo.number, time = pinfo.rel_ts, is_in_order = not pinfo.visited }
@@ -169,26 +194,11 @@ local function take_request(stream, bytes, announced, pinfo)
   return entry
 end
 
--- The request that a reply answers: the one with its sequence number, else the oldest without an answer. Requests
--- older than the one answered will not be answered any more.
-local function match_request(stream, bytes)
-  local index = 1
-  for i, request in ipairs(stream.pending) do
-    if bytes:len() >= kHeadBytes and bytes(8, 2):uint() == request.info.sequence then
-      index = i
-      break
-    end
-  end
-  for _ = 2, index do table.remove(stream.pending, 1) end
-  return table.remove(stream.pending, 1)
-end
-
 local function take_reply(stream, bytes, announced, pinfo)
-  local begun = stream.partial.reply
+  local begun = begun_before(stream, "reply", bytes)
   local request = begun and begun.request or match_request(stream, bytes)
   stream.partial.reply = nil
-  local cut = not request and stream.partial.request
-  if cut and not cut.reply_in then request = cut end
+  local cut = stream.partial.request
   local info = kit.analyse_reply(bytes, announced, stream, request and request.info)
   local entry = { info = info, frame = pinfo.number }
   if request then

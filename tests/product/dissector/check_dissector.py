@@ -10,6 +10,7 @@ check_dissector.py binding          Decode As and the heuristic find the protoco
 check_dissector.py hostile          frames cut at every byte and frames with changed bytes raise no Lua error
 check_dissector.py heads            refusals and answers to other requests have no value, unless the preference allows
 check_dissector.py passes           two passes show the same with and without a filter, and miss no reply that is there
+check_dissector.py snapped          a reply that the capture has in part only moves no other reply to another request
 check_dissector.py startup          tshark that loads every file of a plugin folder by itself says nothing of Lua
 """
 
@@ -325,6 +326,33 @@ def check_passes():
         raise Failure("the session's replies are missed:\n" + session)
 
 
+def write_snapped(path, limit):
+    """The session as recorded with a limit on the bytes of a packet."""
+    whole = (SAMPLES / "session.pcap").read_bytes()
+    out, at = whole[:24], 24
+    while at < len(whole):
+        seconds, micros, kept, size = struct.unpack_from("<IIII", whole, at)
+        out += struct.pack("<IIII", seconds, micros, min(kept, limit), size) + whole[at + 16:at + 16 + min(kept, limit)]
+        at += 16 + kept
+    path.write_bytes(out)
+
+
+def check_snapped():
+    with tempfile.TemporaryDirectory() as folder:
+        path = pathlib.Path(folder) / "snapped.pcap"
+        write_snapped(path, 54 + 28)
+        columns = ["-T", "fields", "-E", "separator=|", "-e", "frame.number", "-e", "_ws.col.Info"]
+        columns += ["-e", "plckv.reply_in", "-e", "plckv.request_in", "-e", "plckv.expert.no_reply"]
+        found = tshark(["-2", "-r", str(path), "-Y", "plckv"] + columns + PORT).rstrip("\n").split("\n")
+    wanted = ["4|Directory start|5||", "5|Directory start reply||4|", "6|Directory|7||", "7|Part of a reply|||",
+              "8|Resolve: D|9||", "9|Part of a reply|||", "10|Read: 06:0A0B0C0D|11||",
+              "11|Read reply: 06:0A0B0C0D = 4660||10|", "12|Part of a request|||", "13|Part of a reply|||",
+              "14|Write: 06:0A0B0C0D = 1450709556|15||", "15|Write reply||14|", "16|Resolve: B|17||",
+              "17|Part of a reply|||", "18|Set: ..0C35|19||", "19|Set reply||18|"]
+    if found != wanted:
+        raise Failure("\n".join(difflib.unified_diff(wanted, found, "wanted", "found", lineterm="")))
+
+
 def check_startup():
     session = str(SAMPLES / "session.pcap")
     with tempfile.TemporaryDirectory() as folder:
@@ -338,7 +366,7 @@ def check_startup():
 
 CHECKS = {"golden": check_golden, "update": update_golden, "samples": check_samples, "experts": check_experts,
           "filters": check_filters, "binding": check_binding, "hostile": check_hostile, "heads": check_heads,
-          "passes": check_passes, "startup": check_startup}
+          "passes": check_passes, "snapped": check_snapped, "startup": check_startup}
 
 
 def main():
