@@ -158,7 +158,8 @@ def with_head(sequence, function, body):
 def write_hostile_names(vectors, folder, number):
     """Names that a terminal would obey: of variables and of programs, with the request and the reply that hold them."""
     names = ["x\nviolation: forged", "x\r\t\x1b[2J\x7f", "x\x9b2J\x85", "x\u202edegrof\u2066", "x\u2028y\u2029z",
-             "\ufeff\u200b\xad", "\U000e0041x", "Temperatur \xe4\u4e2d\U0001f600"]
+             "\ufeff\u200b\xad", "\U000e0041x", "Temperatur \xe4\u4e2d\U0001f600",
+             "\u2800x\u3000\ue000\uf8ff\U000f0000\U0010fffd"]
     capture = Capture(number)
     for index, name in enumerate(names):
         units = name.encode("utf-16-be")

@@ -92,8 +92,8 @@ def whole_text(path):
 
 def hidden_in(text):
     """What a terminal would obey or hide."""
-    return sorted({hex(ord(c)) for c in text if c not in "\n\t" and unicodedata.category(c) in
-                   ("Cc", "Cf", "Cs", "Cn", "Zl", "Zp")})
+    return sorted({hex(ord(c)) for c in text if c in "\u2800\u3000" or (c not in "\n\t" and unicodedata.category(c) in
+                   ("Cc", "Cf", "Cs", "Cn", "Co", "Zl", "Zp"))})
 
 
 def check_golden(name):
