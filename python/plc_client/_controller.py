@@ -7,6 +7,7 @@ import os
 import re
 import time
 import warnings
+import weakref
 from collections import OrderedDict
 from typing import (Any, Callable, Dict, Iterable, Iterator, List, Mapping, Optional, Sequence, Tuple, Type, Union,
                     overload)
@@ -95,6 +96,22 @@ def _driver_for(choice: str, profile: str, log: Optional[Callable[[str], object]
     return choice if is_named else _core.driver_choice(profile)
 
 
+def _lines_for(controller: Controller) -> Callable[[str], None]:
+    """Gives lines to the log of a controller, and keeps neither alive.
+
+    The compiled half, which has this function, takes no part in garbage collection: a log that is a method of the
+    controller's owner would keep all of them for ever.
+    """
+    known = weakref.ref(controller)
+
+    def give(line: str) -> None:
+        alive = known()
+        if alive is not None and alive._log is not None:
+            alive._log(line)
+
+    return give
+
+
 class Controller:
     """A controller, by its address and the tag files that declare its variables. It connects when first used.
 
@@ -145,6 +162,7 @@ class Controller:
         learnt = "" if profile is None else os.fspath(profile)
         self._address = address
         self._port = _whole_number("port", port, 1, 65535)
+        self._log = log
         self._core = _core.Controller(
             address,
             self._port,
@@ -153,7 +171,7 @@ class Controller:
             driver_path(_driver_for(os.fspath(driver), learnt, log)),
             _whole_number("reply_timeout", reply_timeout, 1, 86400),
             _whole_number("delay_ms", delay_ms, 0, 1000),
-            log,
+            None if log is None else _lines_for(self),
             learnt,
         )
         remark = self._core.driver_remark()

@@ -3,6 +3,7 @@ import gc
 import os
 import signal
 import threading
+import weakref
 
 import plc_client
 import pytest
@@ -154,6 +155,45 @@ def test_a_controller_that_is_let_go_closes_its_connection(machine):
     gc.collect()
     with machine.controller() as press:
         assert press.read("Motor.Speed").ok
+
+
+class Lines:
+    def __init__(self, lines):
+        self.lines = lines
+
+    def note(self, line):
+        self.lines.append(line)
+
+
+class Machine(Lines):
+    """Owns a controller whose log is a method of its own."""
+
+    def __init__(self, simulator, lines):
+        super().__init__(lines)
+        self.press = simulator.controller(log=self.note)
+
+
+def test_a_controller_whose_log_is_its_owners_method_is_let_go_with_its_owner(machine):
+    owner = Machine(machine, [])
+    assert owner.press.read("Motor.Speed").ok
+    assert owner.lines
+    owners = weakref.ref(owner)
+    descriptors = len(os.listdir("/proc/self/fd"))
+    del owner
+    gc.collect()
+    assert owners() is None
+    assert len(os.listdir("/proc/self/fd")) < descriptors
+
+
+@pytest.mark.parametrize("log_of", [lambda lines: lambda line: lines.append(line), lambda lines: Lines(lines).note],
+                         ids=["lambda", "method of an object that nobody else has"])
+def test_a_controller_keeps_its_log(machine, log_of):
+    lines = []
+    with machine.controller(log=log_of(lines)) as press:
+        gc.collect()
+        lines.clear()
+        assert press.read("Motor.Speed").ok
+        assert lines
 
 
 def test_log_is_given_the_drivers_lines(machine):
