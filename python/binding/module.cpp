@@ -2,7 +2,6 @@
 //
 // The interpreter's lock is released wherever the library may wait: for the network, for a file, for another thread.
 #include <pybind11/pybind11.h>
-#include <signal.h>
 
 #include <functional>
 #include <memory>
@@ -15,32 +14,12 @@
 #include "profile/profile_use.h"
 #include "python/binding/records.h"
 #include "python/binding/values.h"
+#include "python/binding/waiting.h"
 
 namespace plc_python {
 namespace {
 
 namespace py = pybind11;
-
-// For as long as the library may wait: other threads run Python, and signals that programs use beside it (timers,
-// children that end) do not cut a wait short. Python would handle them no earlier. Ctrl-C does end the wait.
-class Waiting {
- public:
-  Waiting() {
-    sigset_t disturbing;
-    sigemptyset(&disturbing);
-    for (const int number : {SIGALRM, SIGVTALRM, SIGPROF, SIGCHLD, SIGCONT, SIGWINCH, SIGIO, SIGUSR1, SIGUSR2}) {
-      sigaddset(&disturbing, number);
-    }
-    pthread_sigmask(SIG_BLOCK, &disturbing, &before_);
-  }
-  ~Waiting() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  Waiting(const Waiting&) = delete;
-  Waiting& operator=(const Waiting&) = delete;
-
- private:
-  sigset_t before_{};
-  py::gil_scoped_release unlocked_;
-};
 
 // Lives as long as the process: the classes that it holds may not be let go behind the interpreter's end.
 Records& records() {
@@ -48,7 +27,8 @@ Records& records() {
   return *all;
 }
 
-// The function that is given the driver's lines. What it raises is reported, and spoils no transfer.
+// The function that is given the driver's lines. What it raises spoils no transfer: it is reported, or ends the program
+// behind the call.
 std::function<void(const std::string&)> line_sink(const py::object& log) {
   if (log.is_none()) return nullptr;
   // Whoever lets it go last may not have the interpreter's lock.
@@ -62,7 +42,7 @@ std::function<void(const std::string&)> line_sink(const py::object& log) {
     try {
       (*function)(text_object(line));
     } catch (py::error_already_set& error) {
-      error.discard_as_unraisable("plc_client: the function log");
+      KeptException::take(error);
     }
   };
 }
@@ -91,6 +71,7 @@ std::vector<std::string> texts_bytes(const py::sequence& texts) {
 // Other threads run while one closes its connection.
 struct DeleteUnlocked {
   void operator()(plc_client::Controller* controller) const {
+    const KeptException kept;
     const Waiting waiting;
     delete controller;
   }
@@ -110,8 +91,7 @@ ControllerHolder open_controller(const py::str& address, uint16_t port, const py
   options.delay_ms = delay_ms;
   options.profile = text_bytes(profile);
   options.log = without_line(line_sink(log), options.profile + ": " + word_of(options.profile, true));
-  const Waiting waiting;
-  return ControllerHolder(new plc_client::Controller(options));
+  return without_lock([&options] { return ControllerHolder(new plc_client::Controller(options)); });
 }
 
 // The build that a profile has taken in place of "guarded"; "" too where the profile cannot be read.
@@ -142,22 +122,15 @@ struct NamedPlan {
 
 std::unique_ptr<NamedPlan> make_plan(const plc_client::Controller& controller, const py::sequence& names) {
   const std::vector<std::string> bytes = texts_bytes(names);
-  const auto make = [&] {
-    const Waiting waiting;
-    return controller.plan(bytes);
-  };
-  return std::make_unique<NamedPlan>(make());
+  return std::make_unique<NamedPlan>(without_lock([&] { return controller.plan(bytes); }));
 }
 
 py::list read_plan(plc_client::Controller& controller, NamedPlan& named, bool as_numpy) {
-  const std::vector<plc_client::Reading>* readings = nullptr;
-  {
-    const Waiting waiting;
-    readings = &controller.read(named.plan);
-  }
-  py::list list(readings->size());
-  for (size_t i = 0; i < readings->size(); ++i) {
-    list[i] = records().reading((*readings)[i], named.names[i], named.types[i], as_numpy);
+  const auto read = [&]() -> const std::vector<plc_client::Reading>& { return controller.read(named.plan); };
+  const std::vector<plc_client::Reading>& readings = without_lock(read);
+  py::list list(readings.size());
+  for (size_t i = 0; i < readings.size(); ++i) {
+    list[i] = records().reading(readings[i], named.names[i], named.types[i], as_numpy);
   }
   return list;
 }
@@ -176,11 +149,8 @@ py::list write_values(plc_client::Controller& controller, const py::sequence& va
     plc_client::Input value = value_input(name, pair[py::int_(1)]);
     inputs.emplace_back(std::move(name), std::move(value));
   }
-  std::vector<plc_client::WriteResult> results;
-  {
-    const Waiting waiting;
-    results = controller.write(inputs, verify ? plc_client::Verify::kReadBack : plc_client::Verify::kNone);
-  }
+  const auto way = verify ? plc_client::Verify::kReadBack : plc_client::Verify::kNone;
+  const std::vector<plc_client::WriteResult> results = without_lock([&] { return controller.write(inputs, way); });
   py::list list;
   const bool guarded = is_guarded(controller);
   for (const plc_client::WriteResult& result : results) list.append(records().write_result(result, guarded));
@@ -188,27 +158,20 @@ py::list write_values(plc_client::Controller& controller, const py::sequence& va
 }
 
 py::list declared_names(const plc_client::Controller& controller) {
-  const auto all = [&]() -> const std::vector<plc_client::Declaration>& {
-    const Waiting waiting;
-    return controller.tags();
-  };
+  const auto all = [&]() -> const std::vector<plc_client::Declaration>& { return controller.tags(); };
   py::list names;
-  for (const plc_client::Declaration& declaration : all()) names.append(text_object(declaration.name));
+  for (const plc_client::Declaration& declaration : without_lock(all)) names.append(text_object(declaration.name));
   return names;
 }
 
 py::object declaration_of(const plc_client::Controller& controller, const py::str& name) {
   const std::string bytes = text_bytes(name);
-  const auto find = [&]() -> const plc_client::Declaration& {
-    const Waiting waiting;
-    return controller.tag(bytes);
-  };
-  return records().declaration(find());
+  const auto find = [&]() -> const plc_client::Declaration& { return controller.tag(bytes); };
+  return records().declaration(without_lock(find));
 }
 
 plc_client::State state_of(const plc_client::Controller& controller) {
-  const Waiting waiting;
-  return controller.state();
+  return without_lock([&controller] { return controller.state(); });
 }
 
 void translate(std::exception_ptr error) {
@@ -233,8 +196,8 @@ PYBIND11_MODULE(_core, module) {
   py::class_<plc_client::Controller, ControllerHolder>(module, "Controller")
       .def(py::init(&open_controller), py::arg("address"), py::arg("port"), py::arg("tags"), py::arg("area"),
            py::arg("driver"), py::arg("reply_timeout"), py::arg("delay_ms"), py::arg("log"), py::arg("profile"))
-      .def("connect", &plc_client::Controller::connect, py::call_guard<Waiting>())
-      .def("close", &plc_client::Controller::close, py::call_guard<Waiting>())
+      .def("connect", [](plc_client::Controller& controller) { without_lock([&controller] { controller.connect(); }); })
+      .def("close", [](plc_client::Controller& controller) { without_lock([&controller] { controller.close(); }); })
       .def("state", [](const plc_client::Controller& controller) { return records().state(state_of(controller)); })
       .def("plan", &make_plan, py::arg("names"), py::keep_alive<0, 1>())
       .def("read", &read_plan, py::arg("plan"), py::arg("as_numpy"))

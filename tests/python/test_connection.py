@@ -219,6 +219,62 @@ def test_a_log_that_raises_spoils_no_transfer(machine, monkeypatch):
     assert raised and isinstance(raised[0], RuntimeError)
 
 
+class Ending(BaseException):
+    """What ends a program, and is no Exception."""
+
+
+@pytest.mark.parametrize("ending", [KeyboardInterrupt, SystemExit, Ending])
+def test_what_ends_a_program_comes_out_of_the_call_whose_log_raised_it(machine, ending):
+    told = ["before the first use"]
+
+    def log(line):
+        told.append(line)
+        if len(told) == 1:
+            raise ending(line)
+
+    with machine.controller(log=log) as press:
+        for use in (lambda: press.read("Motor.Speed"), lambda: press.write("Motor.Speed", 5), press.connect):
+            press.close()
+            told.clear()
+            with pytest.raises(ending) as caught:
+                use()
+            assert caught.value.args == (told[0],)
+        assert press.read("Motor.Speed").value == 5
+
+
+def test_of_what_ends_a_program_the_first_is_raised_and_the_others_are_reported(machine, monkeypatch):
+    reported = []
+    monkeypatch.setattr("sys.unraisablehook", lambda unraisable: reported.append(unraisable.exc_value.args[0]))
+    told = []
+
+    def log(line):
+        told.append(line)
+        raise Ending(line)
+
+    machine.fault("gone")
+    with pytest.raises(Ending) as caught:
+        machine.controller(log=log)
+    assert caught.value.args == (told[0],)
+    assert reported == told[1:]
+
+
+def test_what_ends_a_program_comes_in_place_of_the_error_of_its_call(machine):
+    told = ["before the first use"]
+
+    def log(line):
+        told.append(line)
+        if len(told) == 1:
+            raise Ending(line)
+
+    machine.fault("gone")
+    with machine.controller(log=log) as press:
+        told.clear()
+        with pytest.raises(Ending):
+            press.connect()
+        with pytest.raises(plc_client.ConnectionFailed):
+            press.connect()
+
+
 def test_timers_do_not_cut_a_wait_short(machine, press):
     press.connect()
     machine.fault("delay 30 times=always")
@@ -247,6 +303,67 @@ def test_interrupting_the_program_ends_the_wait(machine, press):
     thread.join()
     press.connect()
     assert press.read("Motor.Speed").ok
+
+
+@pytest.mark.parametrize("number, ending", [(signal.SIGINT, KeyboardInterrupt), (signal.SIGTERM, SystemExit)])
+def test_interrupting_the_program_ends_it_also_with_a_log(machine, number, ending):
+    def end(number, frame):
+        raise ending(3)
+
+    def interrupt():
+        wait_for(machine, "fault.no-reply", 1)
+        signal.pthread_kill(threading.main_thread().ident, number)
+
+    before = signal.signal(number, end)
+    try:
+        with machine.controller(log=lambda line: None) as press:
+            press.connect()
+            machine.fault("no-reply on=write times=1")
+            thread = threading.Thread(target=interrupt)
+            thread.start()
+            with pytest.raises(ending) as caught:
+                press.write("Motor.Speed", 5)
+            thread.join()
+    finally:
+        signal.signal(number, before)
+    assert caught.value.args == (3,)
+
+
+def test_signals_that_the_program_blocks_do_not_end_a_wait(machine, press):
+    """A write under way is finished, as the document tells."""
+    stops = []
+    before = signal.signal(signal.SIGTERM, lambda number, frame: stops.append(number))
+    try:
+        press.connect()
+        machine.fault("delay 50 on=write times=1")
+        blocked = signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGINT, signal.SIGTERM})
+        signal.pthread_kill(threading.main_thread().ident, signal.SIGTERM)
+        done = press.write("Motor.Speed", 5)
+        assert stops == []
+        signal.pthread_sigmask(signal.SIG_SETMASK, blocked)
+    finally:
+        signal.signal(signal.SIGTERM, before)
+    assert (done.ok, done.error, stops) == (True, None, [signal.SIGTERM])
+
+
+def test_a_signal_that_only_sets_a_flag_ends_the_wait_of_a_write_too(machine, press):
+    stops = []
+    before = signal.signal(signal.SIGTERM, lambda number, frame: stops.append(number))
+
+    def interrupt():
+        wait_for(machine, "fault.no-reply", 1)
+        signal.pthread_kill(threading.main_thread().ident, signal.SIGTERM)
+
+    try:
+        press.connect()
+        machine.fault("no-reply on=write times=1")
+        thread = threading.Thread(target=interrupt)
+        thread.start()
+        done = press.write("Motor.Speed", 5)
+        thread.join()
+    finally:
+        signal.signal(signal.SIGTERM, before)
+    assert (done.ok, done.outcome, stops) == (False, "unknown", [signal.SIGTERM])
 
 
 def test_nothing_is_printed(machine, press, capfd):
