@@ -4,7 +4,7 @@ from __future__ import annotations
 import json
 import os
 import re
-import signal
+import select
 import struct
 import subprocess
 import tempfile
@@ -19,6 +19,9 @@ Path = Union[str, "os.PathLike[str]"]
 
 # plc-sim takes no longer lines.
 _MOST_LINE_BYTES = 65536
+# It answers at once, whatever else it does.
+_LONGEST_WAIT_S = 10.0
+_REMEDY = "Try: Close this Simulator and make a new one."
 # Of what it says when it does not start: a file of another kind gets a complaint about each line.
 _MOST_ERROR_LINES = 12  # as many as plc-sim says of one file
 _ESCAPES = {b"n": b"\n", b"r": b"\r", b"t": b"\t"}
@@ -60,12 +63,17 @@ class Simulator:
     ) -> None:
         self.tag_files = _tag_files(tags)
         self._lock = threading.Lock()
+        self._process = os.getpid()
+        # A command went out, and not all of its answer was read.
+        self._is_amid = False
+        self._said = b""
         self._elements: Dict[str, Dict[str, Any]] = {}
         self._errors: IO[bytes] = tempfile.TemporaryFile()
         words = [os.fspath(program) if program is not None else simulator_path(), "--listen", f"{self.address}:{port}"]
         words += ["--sentinel"] * bool(sentinel) + [*options, *self.tag_files]
         try:
-            self._child = subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self._errors)
+            self._child = subprocess.Popen(words, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self._errors,
+                                           bufsize=0)
         except OSError as error:
             self._errors.close()
             raise Error(f"{words[0]}: it cannot be started: {error.strerror}; "
@@ -160,31 +168,47 @@ class Simulator:
     def command(self, line: str) -> List[str]:
         """Gives plc-sim a line of its console and returns its answer, without the last line "ok".
 
-        Raises Error with plc-sim's own words when it refuses, and when it has ended.
+        Raises Error with plc-sim's own words when it refuses, and when it has ended. An answer that did not come within
+        10 seconds, or was not waited for because an exception like KeyboardInterrupt came, ends its use: each further
+        command raises Error. So does each in a process that was forked from the one that made it.
         """
         sent = line.encode("utf-8", "surrogateescape")
         if b"\n" in sent or b"\r" in sent or len(sent) >= _MOST_LINE_BYTES or not sent.strip(b" "):
             raise Error(f"plc-sim takes one line of 1 to {_MOST_LINE_BYTES - 1} bytes, not {line[:100]!r}")
-        answer: List[str] = []
+        if self._is_copy():
+            raise Error(f"the simulator belongs to process {self._process}, from which this one was forked: make a "
+                        "Simulator of its own in the child")
         with self._lock:
-            if self._child.poll() is not None or self._child.stdin is None:
+            if self._child.poll() is not None or self._child.stdin is None or self._child.stdin.closed:
                 raise Error(self._gone())
-            try:
-                self._child.stdin.write(sent + b"\n")
-                self._child.stdin.flush()
-            except (OSError, ValueError):
-                raise Error(self._gone()) from None
-            while True:
-                said = self._line()
-                if said == "ok":
-                    return answer
-                if said.startswith("error: no variable"):
-                    raise UnknownVariable(f"plc-sim: {line[:100]}: {said[len('error: '):]}")
-                if said.startswith("error: "):
-                    raise Error(f"plc-sim: {line[:100]}: {said[len('error: '):]}")
-                if not said:
-                    raise Error(self._gone())
-                answer.append(said)
+            if self._is_amid:
+                raise Error(f"plc-sim: {line[:100]}: not sent: the answer of a command before it is missing, and would "
+                            f"be taken for this one's. {_REMEDY}")
+            self._is_amid = True
+            answer = self._exchange(sent)
+            if answer is None:
+                raise Error(self._gone())
+            self._is_amid = False
+        last = answer.pop()
+        if last == "ok":
+            return answer
+        words = f"plc-sim: {line[:100]}: {last[len('error: '):]}"
+        raise UnknownVariable(words) if last.startswith("error: no variable") else Error(words)
+
+    def _exchange(self, sent: bytes) -> Optional[List[str]]:
+        """All lines of the answer to a command, the last of them "ok" or an error; None when plc-sim has ended."""
+        answer: List[str] = []
+        try:
+            self._send(sent + b"\n")
+        except OSError:
+            return None
+        while True:
+            said = self._line(_LONGEST_WAIT_S)
+            if not said:
+                return None
+            answer.append(said)
+            if said == "ok" or said.startswith("error: "):
+                return answer
 
     def messages(self) -> str:
         """What plc-sim has printed on standard error so far: what its judge found wrong with requests, and notes."""
@@ -192,30 +216,57 @@ class Simulator:
         return self._errors.read().decode("utf-8", "replace")
 
     def close(self) -> None:
-        """Ends it. Hosts that are connected lose the connection. Calling it again does nothing."""
-        if not self._errors.closed:
+        """Ends it. Hosts that are connected lose the connection. Calling it again does nothing.
+
+        In a process that was forked from the one that made it, it goes on for that one.
+        """
+        if self._errors.closed:
+            return
+        if self._is_copy():
+            self._child.poll()  # finds that it is no child of this process
+            self._leave()
+        else:
             self._end()
+
+    def _is_copy(self) -> bool:
+        return os.getpid() != self._process
+
+    def _leave(self) -> None:
+        """Closes this process's ends."""
+        for end in (self._child.stdin, self._child.stdout, self._errors):
+            if end is not None:
+                end.close()
 
     def _end(self) -> None:
         if self._child.stdin is not None:
-            try:
-                self._child.stdin.close()
-            except OSError:
-                self._child.send_signal(signal.SIGTERM)
+            self._child.stdin.close()
         try:
             self._child.wait(10)
         except subprocess.TimeoutExpired:
             self._child.kill()
             self._child.wait()
-        if self._child.stdout is not None:
-            self._child.stdout.close()
-        self._errors.close()
+        self._leave()
 
-    def _line(self) -> str:
-        """The next line of its output; "" at the end."""
-        if self._child.stdout is None:
-            return ""
-        return self._child.stdout.readline().decode("utf-8", "surrogateescape").rstrip("\n")
+    def _send(self, line: bytes) -> None:
+        assert self._child.stdin is not None
+        while line:
+            line = line[os.write(self._child.stdin.fileno(), line):]
+
+    def _line(self, wait_s: Optional[float] = None) -> str:
+        """The next line of its output; "" at the end. Raises Error when none comes in so many seconds."""
+        assert self._child.stdout is not None
+        output = self._child.stdout.fileno()
+        coming = select.poll()
+        coming.register(output, select.POLLIN)
+        while b"\n" not in self._said:
+            if not coming.poll(None if wait_s is None else wait_s * 1000):
+                raise Error(f"plc-sim has not answered within {wait_s:g} s; it may be stopped. {_REMEDY}")
+            more = os.read(output, _MOST_LINE_BYTES)
+            if not more:
+                return ""
+            self._said += more
+        line, _, self._said = self._said.partition(b"\n")
+        return line.decode("utf-8", "surrogateescape")
 
     def _gone(self) -> str:
         if self._errors.closed:

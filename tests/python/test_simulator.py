@@ -1,5 +1,8 @@
 """The simulated controller of tests."""
+import os
+import signal
 import socket
+import sys
 
 import plc_client
 import pytest
@@ -96,6 +99,79 @@ def test_ended_by_itself_it_says_so():
         with pytest.raises(plc_client.Error, match="has ended"):
             while True:
                 machine.get("Motor.Speed")
+
+
+def owed(line):
+    return (f"plc-sim: {line}: not sent: the answer of a command before it is missing, and would be taken for this "
+            "one's. Try: Close this Simulator and make a new one.")
+
+
+# It answers the first command when the test's process has its signal, and the others at once.
+SIGNALLING = """
+import os, signal, sys
+print("listening on 127.0.0.1:1", flush=True)
+for number, line in enumerate(sys.stdin):
+    if number == 0:
+        os.kill(os.getppid(), signal.SIGUSR1)
+    print("Motor.Speed = " + str(number) + "\\nok", flush=True)
+"""
+
+
+@pytest.mark.parametrize("ending", [KeyboardInterrupt, ValueError])
+def test_behind_an_interrupted_command_no_other_gets_its_answer(tmp_path, ending):
+    program = tmp_path / "plc-sim"
+    program.write_text(f"#!{sys.executable}\n{SIGNALLING}", encoding="utf-8")
+    program.chmod(0o755)
+
+    def interrupt(number, frame):
+        raise ending
+
+    before = signal.signal(signal.SIGUSR1, interrupt)
+    try:
+        with plc_client.Simulator(TAGS, program=program) as machine:
+            with pytest.raises(ending):
+                machine.command("show Motor.Speed")
+            for _ in range(2):
+                with pytest.raises(plc_client.Error) as refused:
+                    machine.command("show Motor.Steps")
+                assert str(refused.value) == owed("show Motor.Steps")
+    finally:
+        signal.signal(signal.SIGUSR1, before)
+
+
+def test_a_stopped_plc_sim_is_not_waited_for_without_end(monkeypatch):
+    assert plc_client._simulator._LONGEST_WAIT_S == 10
+    monkeypatch.setattr(plc_client._simulator, "_LONGEST_WAIT_S", 0.01)
+    with plc_client.Simulator(TAGS) as machine:
+        child = machine._child.pid
+        os.kill(child, signal.SIGSTOP)
+        os.waitpid(child, os.WUNTRACED)
+        with pytest.raises(plc_client.Error) as silent:
+            machine.get("Motor.Speed")
+        os.kill(child, signal.SIGCONT)
+        assert str(silent.value) == ("plc-sim has not answered within 0.01 s; it may be stopped. "
+                                     "Try: Close this Simulator and make a new one.")
+        with pytest.raises(plc_client.Error) as refused:
+            machine.set("Motor.Speed", 5)
+        assert str(refused.value) == owed("set Motor.Speed 5")
+
+
+def test_a_forked_process_makes_a_simulator_of_its_own(machine):
+    machine.set("Motor.Speed", 5)
+    child = os.fork()
+    if child == 0:
+        code = 1
+        try:
+            with pytest.raises(plc_client.Error) as refused:
+                machine.get("Motor.Speed")
+            assert str(refused.value) == (f"the simulator belongs to process {os.getppid()}, from which this one was "
+                                          "forked: make a Simulator of its own in the child")
+            machine.close()
+            code = 0
+        finally:
+            os._exit(code)
+    assert os.waitpid(child, 0)[1] == 0
+    assert machine.get("Motor.Speed") == 5
 
 
 def test_a_folder_for_several_controllers_is_too_much(tmp_path):
