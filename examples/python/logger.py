@@ -4,23 +4,25 @@
     logger.py --address 192.168.0.10 --tags tags/ --csv speed.csv --period 0.5 Motor.Speed "Axis*"
     logger.py --address 192.168.0.10 --tags tags/ --sqlite press.db --count 100 Motor.Speed
 
-A variable that could not be read has a line too, with its reason and no value. Ctrl-C ends it.
+A variable that could not be read has a line too, with its reason and no value. In CSV an apostrophe stands in front of
+a text that a spreadsheet would take for a formula, and characters that are not drawn are written out. Ctrl-C ends it.
 """
 from __future__ import annotations
 
 import argparse
 import contextlib
-import csv
 import itertools
 import json
+import math
 import pathlib
 import sqlite3
 import sys
-from typing import Callable, List, Optional, Tuple, Union
+from typing import Callable, Iterable, List, Optional, Tuple, Union
 
 import plc_client
 
-Row = Tuple[str, str, str, Optional[Union[int, float, str]], Optional[str]]
+Item = Optional[Union[int, float, str]]
+Row = Tuple[str, str, str, Item, Item]
 COLUMNS = ("time", "name", "type", "value", "error")
 
 
@@ -38,18 +40,33 @@ def row(reading: plc_client.Reading) -> Row:
     return reading.time.isoformat(), reading.name, reading.type, value, reading.error
 
 
+def cell(item: Item) -> str:
+    """Numbers as they are, texts so that no spreadsheet takes them for formulas."""
+    if item is None:
+        return ""
+    if isinstance(item, int) or (isinstance(item, float) and math.isfinite(item)):
+        return str(item)
+    return plc_client.csv_cell(str(item))
+
+
 def open_csv(path: pathlib.Path, ends: contextlib.ExitStack) -> Callable[[List[Row]], None]:
     """Appends to a CSV file; a new one begins with the names of the columns."""
-    file = ends.enter_context(path.open("a", newline="", encoding="utf-8", errors="surrogateescape"))
-    writer = csv.writer(file)
-    if file.tell() == 0:
-        writer.writerow(COLUMNS)
+    file = ends.enter_context(path.open("a", newline="", encoding="utf-8"))
 
-    def write(rows: List[Row]) -> None:
-        writer.writerows(rows)
+    def write(rows: Iterable[Iterable[Item]]) -> None:
+        file.writelines(",".join(map(cell, row)) + "\r\n" for row in rows)
         file.flush()
 
+    if file.tell() == 0:
+        write([COLUMNS])
     return write
+
+
+def stored(item: Item) -> Union[Item, bytes]:
+    """As it is; a text that is not UTF-8 as its bytes, which SQLite makes a blob."""
+    if isinstance(item, str) and any("\udc80" <= character <= "\udcff" for character in item):
+        return item.encode("utf-8", "surrogateescape")
+    return item
 
 
 def open_sqlite(path: pathlib.Path, ends: contextlib.ExitStack) -> Callable[[List[Row]], None]:
@@ -60,7 +77,7 @@ def open_sqlite(path: pathlib.Path, ends: contextlib.ExitStack) -> Callable[[Lis
 
     def write(rows: List[Row]) -> None:
         with database:
-            database.executemany("INSERT INTO readings VALUES (?, ?, ?, ?, ?)", rows)
+            database.executemany("INSERT INTO readings VALUES (?, ?, ?, ?, ?)", [[*map(stored, row)] for row in rows])
 
     return write
 

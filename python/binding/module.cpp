@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/shown_text.h"
 #include "client/plc_client.h"
 #include "profile/profile_file.h"
 #include "profile/profile_use.h"
@@ -106,6 +107,8 @@ std::string contract_word(const py::str& profile, bool is_driver_named) {
   return word_of(text_bytes(profile), is_driver_named);
 }
 
+py::str csv_cell(const py::str& text) { return text_object(plc_base::shown_csv_cell(text_bytes(text))); }
+
 // A plan, and the names and types of its readings, which never change.
 struct NamedPlan {
   explicit NamedPlan(plc_client::Plan made) : plan(std::move(made)) {
@@ -190,6 +193,7 @@ PYBIND11_MODULE(_core, module) {
   py::register_exception_translator(translate);
   module.def("driver_choice", &driver_choice, py::arg("profile"));
   module.def("contract_word", &contract_word, py::arg("profile"), py::arg("is_driver_named"));
+  module.def("csv_cell", &csv_cell, py::arg("text"));
   py::class_<NamedPlan>(module, "Plan").def_property_readonly("exchanges", [](const NamedPlan& named) {
     return named.plan.exchanges();
   });

@@ -30,6 +30,7 @@ and reading.error describes what happened. A value that was not read is never re
 
 Controller     one controller
 Simulator      a simulated controller for tests, on a free port
+csv_cell       a text as a cell of a CSV file
 what they give:     Reading, WriteResult, Declaration, Tags, State
 what they raise:    Error; UnknownVariable, TypeMismatch, OutOfRange, ConnectionFailed are Errors too
 
@@ -38,9 +39,10 @@ thread: reading = await asyncio.to_thread(press.read, "Motor.Speed").
 """
 from ._core import __version__
 from ._controller import Controller, Tags
+from ._csv import csv_cell
 from ._errors import ConnectionFailed, Error, OutOfRange, TypeMismatch, UnknownVariable
 from ._records import Declaration, Reading, State, WriteResult
 from ._simulator import Simulator
 
 __all__ = ["ConnectionFailed", "Controller", "Declaration", "Error", "OutOfRange", "Reading", "Simulator", "State",
-           "Tags", "TypeMismatch", "UnknownVariable", "WriteResult", "__version__"]
+           "Tags", "TypeMismatch", "UnknownVariable", "WriteResult", "__version__", "csv_cell"]

@@ -116,6 +116,44 @@ def test_logger_writes_csv(machine, tmp_path):
         ["Motor.Serial", "ULINT", str(machine.get("Motor.Serial")), ""]]
 
 
+@pytest.mark.parametrize("text, cell", [
+    ("=1+cmd|x", "'=1+cmd|x"),
+    ("-1", "'-1"),
+    ("\x1b[31mred\u202e", "\\x1b[31mred\\u{202e}"),
+    ('a\nb,c"d', '"a\\nb,c""d"'),
+    ("\udcff\udcfe", "\\xff\\xfe"),
+    ("ok", "ok"),
+])
+def test_logger_writes_csv_in_which_texts_are_no_formulas_and_hide_nothing(machine, tmp_path, text, cell):
+    file = tmp_path / "log.csv"
+    machine.set("Recipe.Name", text)
+    machine.set("Motor.Speed", -5)
+    assert logged(machine, "--csv", file, "--count", 1, "Recipe.Name", "Motor.Speed") == (0, "")
+    lines = file.read_bytes().decode("utf-8").split("\r\n")
+    assert [line.partition(",")[2] for line in lines] == ["name,type,value,error", f"Recipe.Name,STRING(20),{cell},",
+                                                          "Motor.Speed,DINT,-5,", ""]
+
+
+def test_logger_puts_infinities_behind_an_apostrophe(machine, tmp_path):
+    file = tmp_path / "log.csv"
+    machine.set("Motor.Current", float("-inf"))
+    assert logged(machine, "--csv", file, "--count", 1, "Motor.Current") == (0, "")
+    assert file.read_text(encoding="utf-8").splitlines()[1].partition(",")[2] == "Motor.Current,REAL,'-inf,"
+
+
+def test_logger_writes_a_text_that_is_not_utf8_into_a_database_as_its_bytes(machine, tmp_path):
+    file = tmp_path / "log.db"
+    machine.set("Recipe.Name", "a\udcff\udcfe")
+    assert logged(machine, "--sqlite", file, "--count", 1, "Recipe.Name") == (0, "")
+    assert sqlite3.connect(file).execute("SELECT value FROM readings").fetchall() == [(b"a\xff\xfe",)]
+
+
+def test_a_cell_of_csv_is_of_a_text():
+    assert plc_client.csv_cell("@a;=b") == "'@a;'=b"
+    with pytest.raises(plc_client.TypeMismatch, match="^csv_cell: a str, not 5$"):
+        plc_client.csv_cell(5)
+
+
 def test_logger_writes_a_database_and_what_was_not_read(machine, tmp_path):
     file = tmp_path / "log.db"
     machine.fault("refuse on=read times=1")
