@@ -340,6 +340,8 @@ void Controller::Body::make_write(const core::PreparedWrite& write, uint16_t are
     const bool is_open = core::leaves_write_open(failure) || failure.has_begun;
     result.outcome = is_open ? Outcome::kUnknown : Outcome::kNotDone;
     if (has_lost(failure)) last_failure = failure;
+    // What came after it is told of other variables, too.
+    if (has_lost(failure) && !failure.cause.empty()) last_failure.reason = failure.cause;
     return;
   }
   result.outcome = Outcome::kDone;

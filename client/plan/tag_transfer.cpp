@@ -34,6 +34,7 @@ Reading failed_write(const DriverSession& session, const CallResult& call, const
   if (failure.is_interrupted) {
     failure = interrupted_write(failure, progress);
   } else {
+    failure.cause = failure.reason;
     failure.reason += progress + known_limit(entry);
   }
   const bool has_several_parts =

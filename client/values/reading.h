@@ -34,6 +34,7 @@ struct Failure {
   Quality quality = Quality::kNotRead;
   std::string reason = "not read";
   std::string advice;            // what to try; may be empty
+  std::string cause;             // of a write: the reason without what became of this one; empty: the reason itself
   uint32_t code = 0;             // what the driver returned, 0 when it was not called
   bool connection_lost = false;  // there was no connection, or there is none any more
   bool is_silence = false;       // whatever is asked next would wait in vain too

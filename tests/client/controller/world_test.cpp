@@ -178,7 +178,7 @@ TEST_F(WorldTest, WriteWhoseAcknowledgementIsLost_IsUnknownAndMadeOnce) {
             address() + ": the controller closed the connection (3); whether it was written is not known");
   EXPECT_EQ(results[1].outcome, Outcome::kNotDone);
   EXPECT_EQ(results[1].error.reason, Reason::kNotTried);
-  EXPECT_EQ(results[1].error.text, "not written: " + results[0].error.text);
+  EXPECT_EQ(results[1].error.text, "not written: " + address() + ": the controller closed the connection (3)");
   EXPECT_EQ(memory().bits("Word", 16), std::vector<uint64_t>{5});
   EXPECT_TRUE(controller.read("Word").ok());
 }
@@ -207,6 +207,18 @@ TEST_F(WorldTest, WriteCutShort_IsUnknownAndSaysHowFarItCame) {
   std::vector<uint64_t> expected(51, 7);
   expected.insert(expected.end(), before.begin() + 51, before.end());
   EXPECT_EQ(memory().bits("Long", 64), expected);
+}
+
+TEST_F(WorldTest, WriteBehindOneThatWasCutShort_IsNotToldHowFarThatCame) {
+  Controller controller(patient());
+  controller.connect();
+  sim_->tell("fault close on=write after=1");
+  const std::vector<WriteResult> results = controller.write({{"Long", std::vector<int>(100, 7)}, {"Word", 5}});
+  EXPECT_EQ(results[0].error.text, address() +
+                                       ": the controller closed the connection (3) after 51 of 100 elements; whether "
+                                       "it was written is not known");
+  EXPECT_EQ(results[1].outcome, Outcome::kNotDone);
+  EXPECT_EQ(results[1].error.text, "not written: " + address() + ": the controller closed the connection (3)");
 }
 
 TEST_F(WorldTest, Silence_IsABadReadingAndTheNextOneIsGood) {
