@@ -81,6 +81,8 @@ std::string connack_failure(const BrokerOptions& options, int code) {
     case CONNACK_REFUSED_SERVER_UNAVAILABLE:
     case MQTT_RC_SERVER_UNAVAILABLE:
       return "the broker is there and takes no clients now";
+    case MQTT_RC_QOS_NOT_SUPPORTED:
+      return qos_failure();
     default:
       return std::string("the broker refused the connection: ") +
              (code < MQTT_RC_UNSPECIFIED ? mosquitto_connack_string(code) : mosquitto_reason_string(code));
@@ -90,6 +92,10 @@ std::string connack_failure(const BrokerOptions& options, int code) {
 std::string second_greeting_text(const BrokerOptions& options) {
   return broker_place(options) +
          " does not speak MQTT as a broker should: it accepted one connection twice; see the url's port";
+}
+
+std::string qos_failure() {
+  return "the broker takes no messages of QoS 1, which the gateway's will and fences need: raise its max_qos";
 }
 
 std::string publish_failure(int code) {

@@ -19,6 +19,9 @@ std::string connack_failure(const BrokerOptions& options, int code);
 // Of a second CONNACK on one connection.
 std::string second_greeting_text(const BrokerOptions& options);
 
+// Of a broker whose greatest QoS is 0.
+std::string qos_failure();
+
 // The code of a PUBACK of MQTT 5 that acknowledges nothing. By 3.1.1 a broker cannot say so.
 std::string publish_failure(int code);
 

@@ -182,6 +182,10 @@ std::optional<int> MosquittoBroker::publish(const Message& message) {
   return link_ ? link_->publish(message) : std::nullopt;
 }
 
+std::optional<size_t> MosquittoBroker::most_message_bytes() const {
+  return link_ ? link_->most_message_bytes() : std::nullopt;
+}
+
 uint64_t MosquittoBroker::dropped_messages() const { return dropped_before_ + (link_ ? link_->dropped_messages() : 0); }
 
 // What comes of an event may end the connection, and with it all events behind.

@@ -26,6 +26,7 @@ class MosquittoBroker : public BrokerPort {
   void drop() override;
   bool subscribe(const std::vector<std::string>& filters) override;
   std::optional<int> publish(const Message& message) override;
+  std::optional<size_t> most_message_bytes() const override;
 
   // A goodbye is still on its way: up to a second after disconnect().
   bool is_leaving() const { return leaving_ != nullptr; }

@@ -47,6 +47,8 @@ class MosquittoLink {
   bool finished() const { return lost_; }
   // Its CONNECT can have reached a broker.
   bool sent_connect() const { return on_wire_; }
+  // As the broker said it when it took the connection; nothing when it did not.
+  std::optional<size_t> most_message_bytes() const { return most_message_bytes_; }
 
   // Oldest first.
   std::optional<LinkEvent> next_event();
@@ -95,8 +97,9 @@ class MosquittoLink {
   bool lost_ = false;
   int subscription_ = 0;
   std::bitset<65536> unacknowledged_;  // numbers of messages of QoS 1; libmosquitto tells of the others too
-  std::string last_line_;              // of libmosquitto, about an error
-  std::string refusal_;                // the broker's own words, before it ends the connection
+  std::optional<size_t> most_message_bytes_;
+  std::string last_line_;  // of libmosquitto, about an error
+  std::string refusal_;    // the broker's own words, before it ends the connection
   std::deque<LinkEvent> events_;
   uint64_t dropped_messages_ = 0;
 };

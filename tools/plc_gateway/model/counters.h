@@ -36,7 +36,10 @@ struct Counters {
   uint64_t messages = 0;
   uint64_t values_live = 0;
   uint64_t values_historical = 0;
-  uint64_t births = 0;
+  uint64_t births = 0;  // of the node
+  uint64_t device_births = 0;
+  uint64_t node_birth_bytes = 0;  // of the last one, as the broker counts them
+  uint64_t device_birth_bytes = 0;
   uint64_t rebirths = 0;
   uint64_t fences_sent = 0;
   uint64_t fences_acknowledged = 0;

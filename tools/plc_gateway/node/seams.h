@@ -64,6 +64,8 @@ class BrokerPort {
   // The message's number, by which on_acknowledged names it when it has QoS 1. Nothing: it was not taken, for there is
   // no connection, or no memory. Messages reach the broker in the order of these calls.
   virtual std::optional<int> publish(const Message& message) = 0;
+  // The longest message that the broker takes, with all that MQTT adds to it. Nothing: it named no limit.
+  virtual std::optional<size_t> most_message_bytes() const { return std::nullopt; }
 };
 
 }  // namespace plc_gateway

@@ -151,9 +151,10 @@ class Session {
   size_t unfenced_messages_ = 0;
   size_t sent_bytes_ = 0;  // since the last account()
   size_t sent_messages_ = 0;
-  std::optional<int> fence_;  // the one that is not acknowledged
-  size_t fenced_ = 0;         // entries of unfenced_ before it
-  Ms fence_ms_ = 0;           // when it was sent
+  size_t last_message_bytes_ = 0;  // as the broker counts them
+  std::optional<int> fence_;       // the one that is not acknowledged
+  size_t fenced_ = 0;              // entries of unfenced_ before it
+  Ms fence_ms_ = 0;                // when it was sent
   uint64_t fence_number_ = 0;
 
   std::optional<CommandResult> last_command_;  // that was published

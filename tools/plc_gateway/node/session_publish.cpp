@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/text.h"
+#include "tools/plc_gateway/node/birth_bytes.h"
 #include "tools/plc_gateway/node/session.h"
 
 namespace plc_gateway {
@@ -48,10 +49,19 @@ bool Session::node_data_allowed() const { return device_born_ || device_.away();
 
 bool Session::send(const std::string& topic, std::string payload, int qos) {
   const size_t bytes = topic.size() + payload.size();
+  const size_t whole = message_bytes(topic, payload.size(), qos);
+  const std::optional<size_t> most = broker_.most_message_bytes();
+  if (most && whole > *most) {
+    leave("the broker takes messages of at most " + plc_base::plural(*most, "byte") + ", " + message_name(topic) +
+              " has " + std::to_string(whole) + ": raise its max_packet_size",
+          true);
+    return false;
+  }
   if (!broker_.publish({topic, std::move(payload), qos, false})) {
     leave("the broker's connection takes no message", true);
     return false;
   }
+  last_message_bytes_ = whole;
   ++counters_.messages;
   sent_bytes_ += bytes;
   ++sent_messages_;
@@ -82,6 +92,7 @@ bool Session::births() {
   birth_ms_ = clock_.steady_ms();
   if (!node_birth()) return false;
   account();
+  counters_.node_birth_bytes = last_message_bytes_;
   ++counters_.births;
   counters_.births_out = true;
   return !device_.alive() || device_birth();
@@ -157,6 +168,8 @@ bool Session::device_birth() {
   if (!send_metrics(options_.topics.device_birth)) return false;
   device_.born();
   device_born_ = true;
+  counters_.device_birth_bytes = last_message_bytes_;
+  ++counters_.device_births;
   account({carried, carried}, 0);
   if (options_.json_topic.empty()) return true;
   std::vector<Sample> copies;

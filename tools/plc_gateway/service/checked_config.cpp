@@ -6,9 +6,12 @@
 #include <algorithm>
 #include <utility>
 
+#include "base/text.h"
 #include "tools/plc_gateway/broker/failure_text.h"
 #include "tools/plc_gateway/broker/tls_context.h"
 #include "tools/plc_gateway/journal/journal_files.h"
+#include "tools/plc_gateway/node/birth_bytes.h"
+#include "tools/plc_gateway/sparkplug/topics.h"
 
 namespace plc_gateway {
 namespace {
@@ -43,6 +46,16 @@ void check_journal_files(const ConfigResult& result, Findings& findings) {
   if (result.config.journal_folder.empty() || is_told(result.findings, result.journal_place)) return;
   const std::string problem = problem_with_journal_files(result.config.journal_folder);
   if (!problem.empty()) findings.error(result.journal_place, problem);
+}
+
+// What a broker drops for its length it drops without a word; and NBIRTH is always short.
+void check_birth(const ConfigResult& result, Findings& findings) {
+  const Config& config = result.config;
+  const Topics topics(config.group, config.edge_node, config.device, {});
+  const size_t bytes = most_device_birth_bytes(topics.device_birth, config.variables);
+  if (bytes <= kLongBirthBytes) return;
+  findings.note({}, "DBIRTH can have up to " + plc_base::plural(bytes, "byte") +
+                        ", and a broker that takes less may drop it without a word: " + room_for_message(bytes));
 }
 
 // A name server that is out of reach says nothing of the file: it is no mistake.
@@ -85,6 +98,7 @@ ConfigResult load_checked_config(const std::string& file) {
   check_tls(result, findings);
   check_journal_files(result, findings);
   check_broker_name(result, findings);
+  check_birth(result, findings);
   for (Finding& finding : findings.take()) result.findings.push_back(std::move(finding));
   std::stable_sort(result.findings.begin(), result.findings.end(), [](const Finding& a, const Finding& b) {
     return std::pair(a.line, a.column) < std::pair(b.line, b.column);

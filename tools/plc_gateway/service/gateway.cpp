@@ -10,6 +10,7 @@
 #include <utility>
 #include <variant>
 
+#include "tools/plc_gateway/node/birth_bytes.h"
 #include "tools/plc_gateway/service/checked_config.h"
 #include "tools/plc_gateway/service/exit_codes.h"
 
@@ -289,13 +290,40 @@ void Gateway::tell_broker() {
       tell(LogLevel::kInfo, "waiting_for_host", {{"primary_host", config_.primary_host}});
     }
   }
-  if (now.births_out && !told_.births_out) {
-    tell(LogLevel::kInfo, "births_out", {{"unconfirmed_rows", std::to_string(journal_.counters().rows)}});
-  }
+  tell_births();
   told_.broker_refused = now.broker_refused;
   told_.broker_losses = now.broker_losses;
   told_.broker_connects = now.broker_connects;
+}
+
+// The broker drops what is too long for it without a word, and the lengths are all that can be known of that.
+void Gateway::tell_births() {
+  const Counters& now = node_.counters();
+  if (now.births_out && !told_.births_out) {
+    tell(LogLevel::kInfo, "births_out",
+         {{"bytes", std::to_string(now.node_birth_bytes)},
+          {"unconfirmed_rows", std::to_string(journal_.counters().rows)}});
+  }
+  const Topics topics(config_.group, config_.edge_node, config_.device, {});
+  if (now.births != told_.births) tell_long_birth(topics.node_birth, now.node_birth_bytes, told_long_node_birth_);
+  if (now.device_births != told_.device_births) {
+    tell(LogLevel::kInfo, "device_birth_out",
+         {{"device", config_.device}, {"bytes", std::to_string(now.device_birth_bytes)}});
+    tell_long_birth(topics.device_birth, now.device_birth_bytes, told_long_device_birth_);
+  }
   told_.births_out = now.births_out;
+  told_.births = now.births;
+  told_.device_births = now.device_births;
+}
+
+void Gateway::tell_long_birth(const std::string& topic, uint64_t bytes, bool& is_told) {
+  if (is_told || bytes <= kLongBirthBytes) return;
+  is_told = true;
+  tell(LogLevel::kWarning, "birth_long",
+       {{"topic", topic},
+        {"bytes", std::to_string(bytes)},
+        {"reason", "a broker that takes less may drop it without a word, and nobody knows the aliases behind it"},
+        {"what_to_do", room_for_message(bytes)}});
 }
 
 void Gateway::tell_command(const CommandResult& ended) {

@@ -72,6 +72,8 @@ class Gateway {
   void after();
   void tell_controller();
   void tell_broker();
+  void tell_births();
+  void tell_long_birth(const std::string& topic, uint64_t bytes, bool& is_told);
   void tell_command(const CommandResult& ended);
   void tell_too_long(const std::string& topic, size_t bytes);
   void tell_journal();
@@ -95,6 +97,8 @@ class Gateway {
   // What was told last, so that changes are told.
   Counters told_;
   JournalCounters told_journal_;
+  bool told_long_node_birth_ = false;
+  bool told_long_device_birth_ = false;
   std::string controller_problem_;
   std::string controller_advice_;
   plc_client::Reason controller_reason_ = plc_client::Reason::kNone;

@@ -56,6 +56,8 @@ struct FakeBroker : plc_gateway::BrokerPort {
   std::vector<std::string> events;  // "connect", "disconnect", "drop", "subscribe" and types of messages, in order
   std::vector<Told> told;           // since the last take()
   bool takes_messages = true;
+  std::optional<size_t> most_bytes;  // of a message that it takes
+  std::optional<size_t> most_message_bytes() const override { return most_bytes; }
   bool is_there = true;  // a connect reaches it
   bool sent_connect() const override { return is_there; }
   int last_id = 0;

@@ -7,6 +7,7 @@
 
 #include "tests/tools/plc_gateway/config/config_fixture.h"
 #include "tests/tools/plc_gateway/support/identity.h"
+#include "tests/tools/plc_gateway/tag_line.h"
 
 namespace plc_gateway_test {
 namespace {
@@ -115,6 +116,31 @@ TEST_F(CheckedConfigTest, JournalFilesThatARunWouldRefuse_AreErrorsAndNothingIsM
     EXPECT_THAT(said_of_broker("127.0.0.1"), IsEmpty());
     std::filesystem::remove(file);
   }
+}
+
+TEST_F(CheckedConfigTest, DeviceBirthLongerThanBrokersMayTake_IsANoteWithItsLength) {
+  folder_.write("tags/PLCC0A8000A_0.csv", plc_gateway_test::tag_line("Table", "LINT", "[0..1999]") +
+                                              plc_gateway_test::tag_line("Text", "STRING", "[0..9]", "200"));
+  Sections sections;
+  sections.broker = "[broker]\nurl = \"mqtts://127.0.0.1\"\n";
+  sections.poll = "[[poll]]\nevery_ms = 500\nnames = [\"Table\", \"Text\"]\n";
+  load(sections);
+  EXPECT_THAT(load_checked_config(folder_.file("gateway.toml")).findings, IsEmpty());
+  std::string tags;
+  for (int i = 10; i < 28; ++i) {
+    tags += plc_gateway_test::tag_line("Table" + std::to_string(i), "LINT", "[0..1999]");
+  }
+  folder_.write("tags/PLCC0A8000A_0.csv", tags);
+  sections.poll = "[[poll]]\nevery_ms = 500\nnames = [\"Table*\"]\n";
+  load(sections);
+  const std::vector<Finding> findings = load_checked_config(folder_.file("gateway.toml")).findings;
+  ASSERT_EQ(findings.size(), 1U);
+  EXPECT_FALSE(findings[0].is_error);
+  EXPECT_EQ(findings[0].line, 0U);
+  EXPECT_EQ(
+      findings[0].text,
+      "DBIRTH can have up to 289312 bytes, and a broker that takes less may drop it without a word: let the broker "
+      "take messages of 289312 bytes: see message_size_limit and max_packet_size in mosquitto's configuration");
 }
 
 TEST_F(CheckedConfigTest, BrokerThatNobodyKnows_IsANote) {
