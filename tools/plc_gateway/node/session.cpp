@@ -17,6 +17,18 @@ constexpr Ms kStopMs = 1000;       // for the last acknowledgment
 constexpr Ms kLookMs = 1000;       // between looks at the journal's counters
 constexpr Ms kHistoryTickMs = 10;
 
+constexpr Ms kAheadUnitMs = 1000;
+
+constexpr char kStateForm[] =
+    "let the host publish {\"online\": true, \"timestamp\": MILLISECONDS SINCE 1970}, in at most 4096 bytes; its last "
+    "state that could be read counts";
+constexpr char kStateTooOld[] =
+    "nothing, when the host has connected again and its earlier end came late; else see the clock of the host, or of "
+    "who else publishes its STATE";
+constexpr char kStateTooEarly[] =
+    "set the clocks of host and gateway; this STATE counts when this clock has come near its time, unless another one "
+    "comes before";
+
 constexpr char kNoGreeting[] =
     "the broker does not answer to the connect within 10 s: see its log, and whether the url's port is its own";
 constexpr char kNoSubscription[] =
@@ -112,6 +124,7 @@ void Session::leave(const std::string& reason, bool drop) {
   counters_.unfenced_values = 0;
   // What the broker said of the host holds for its connection; the times of what was said go on counting.
   host_online_ = false;
+  early_host_state_.reset();
   rebirth_wanted_ = false;
   device_born_ = false;
   unfenced_.clear();
@@ -140,16 +153,40 @@ void Session::go_online() {
   births();
 }
 
+void Session::drop_host_state(const std::string& reason, const std::string& what_to_do) const {
+  if (options_.host_state_dropped) options_.host_state_dropped(reason, what_to_do);
+}
+
 void Session::on_host_state(std::string_view payload) {
-  const std::optional<HostState> state = read_host_state(payload);
-  if (!state) return;
+  const HostState state = read_host_state(payload);
+  if (!state.problem.empty()) return drop_host_state(state.problem, kStateForm);
   // Of an earlier connection of the host, delivered late.
-  const std::optional<Ms>& counts_from = state->online ? host_time_ : host_online_time_;
-  if (counts_from && state->time < *counts_from) return;
-  host_time_ = host_time_ ? std::max(*host_time_, state->time) : state->time;
-  host_online_ = state->online;
-  if (state->online) {
-    host_online_time_ = state->time;
+  const std::optional<Ms>& counts_from = state.online ? host_time_ : host_online_time_;
+  if (counts_from && state.time < *counts_from) {
+    return drop_host_state((state.online ? "says online, " : "says offline, ") +
+                               std::to_string(*counts_from - state.time) + " ms before the last one that counts",
+                           kStateTooOld);
+  }
+  // When the clock was set back, the last one that counts is ahead of it too.
+  const Ms reached = std::max(clock_.wall_ms(), host_time_.value_or(0));
+  if (state.time - reached > kMostAheadMs) return put_off(state);
+  early_host_state_.reset();
+  use_host_state(state);
+}
+
+// It counts when this clock has come near, as it does where the clock was not set yet.
+void Session::put_off(const HostState& state) {
+  if (!early_host_state_ || state.time >= early_host_state_->time) early_host_state_ = state;
+  drop_host_state("has a time " + std::to_string((state.time - clock_.wall_ms()) / kAheadUnitMs) +
+                      " s ahead of this clock, more than " + std::to_string(kMostAheadMs / kAheadUnitMs),
+                  kStateTooEarly);
+}
+
+void Session::use_host_state(const HostState& state) {
+  host_time_ = host_time_ ? std::max(*host_time_, state.time) : state.time;
+  host_online_ = state.online;
+  if (state.online) {
+    host_online_time_ = state.time;
     if (link_ == Link::kWaitingForHost) go_online();
     return;
   }
@@ -188,6 +225,9 @@ void Session::finish_stop(Ms now) {
 
 void Session::step() {
   const Ms now = clock_.steady_ms();
+  if (early_host_state_ && early_host_state_->time - clock_.wall_ms() <= kMostAheadMs) {
+    use_host_state(*std::exchange(early_host_state_, std::nullopt));
+  }
   switch (link_) {
     case Link::kDown:
       if (!stopping_ && now >= connect_at_ms_) connect(now);

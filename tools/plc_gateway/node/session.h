@@ -6,6 +6,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -21,6 +22,8 @@
 
 namespace plc_gateway {
 
+// How far a state of the primary host may be ahead of this clock: behind one of the far future all others are older.
+constexpr Ms kMostAheadMs = 10000;
 constexpr Ms kFenceMs = 100;  // between fences: what a kill may double, all of it marked as history
 
 struct SessionOptions {
@@ -29,6 +32,8 @@ struct SessionOptions {
   Ms keep_alive_ms = 10000;
   std::string version;  // of the gateway, for the node's own metrics
   uint32_t jitter = 0;  // spreads the reconnects of many gateways: any number, another for each
+  // Hears of each state of the primary host that is not used, why ("has no timestamp") and what to do; may be empty.
+  std::function<void(const std::string& reason, const std::string& what_to_do)> host_state_dropped = {};
 };
 
 class Session {
@@ -74,6 +79,9 @@ class Session {
     size_t messages = 0;
   };
 
+  void drop_host_state(const std::string& reason, const std::string& what_to_do) const;
+  void put_off(const HostState& state);
+  void use_host_state(const HostState& state);
   void connect(Ms now);
   void leave(const std::string& reason, bool drop);
   void go_online();
@@ -129,8 +137,9 @@ class Session {
   uint64_t bd_seq_ = 0;
   std::optional<uint64_t> unused_bd_seq_;  // of a connect that reached no broker
 
-  std::optional<Ms> host_time_;         // of the last state of the host that counted
-  std::optional<Ms> host_online_time_;  // of the last one that said online
+  std::optional<HostState> early_host_state_;  // the last one that is too far ahead of this clock
+  std::optional<Ms> host_time_;                // of the last state of the host that counted
+  std::optional<Ms> host_online_time_;         // of the last one that said online
   unsigned seq_ = 0;
   bool host_online_ = false;
   bool rebirth_wanted_ = false;

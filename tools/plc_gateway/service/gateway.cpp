@@ -37,7 +37,8 @@ JournalOptions journal_options(const Config& config) {
 }
 
 EdgeNodeOptions node_options(const Config& config, const std::vector<Piece>& pieces, std::optional<CommandDesk> earlier,
-                             std::function<void(const CommandResult&)> command_ended) {
+                             std::function<void(const CommandResult&)> command_ended,
+                             std::function<void(const std::string&, const std::string&)> host_state_dropped) {
   EdgeNodeOptions options;
   options.variables = config.variables;
   for (const PollGroup& poll : config.polls) options.periods.push_back(poll.every_ms);
@@ -50,6 +51,7 @@ EdgeNodeOptions node_options(const Config& config, const std::vector<Piece>& pie
   options.session.jitter = std::random_device()();
   options.earlier_desk = std::move(earlier);
   options.command_ended = std::move(command_ended);
+  options.session.host_state_dropped = std::move(host_state_dropped);
   return options;
 }
 
@@ -104,8 +106,12 @@ Gateway::Gateway(uv_loop_t* loop, const Config& config, Log& log, std::optional<
       port_(*this),
       broker_(loop, broker_options(config_), broker_events()),
       journal_(open_or_throw(kExitOutput, [&] { return Journal(journal_options(config_), config_.variables); })),
-      node_(node_options(config_, worker_->pieces(), std::move(earlier),
-                         [this](const CommandResult& ended) { tell_command(ended); }),
+      node_(node_options(
+                config_, worker_->pieces(), std::move(earlier),
+                [this](const CommandResult& ended) { tell_command(ended); },
+                [this](const std::string& reason, const std::string& what_to_do) {
+                  tell_host_state(reason, what_to_do);
+                }),
             clock_, port_, broker_, journal_),
       timer_(make_timer(loop, this)),
       told_bad_(config_.variables.size()) {}
@@ -329,6 +335,11 @@ void Gateway::tell_long_birth(const std::string& topic, uint64_t bytes, bool& is
 void Gateway::tell_command(const CommandResult& ended) {
   const LogLevel level = ended.result == "done" ? LogLevel::kInfo : LogLevel::kWarning;
   tell(level, "command", {{"result", ended.result}, {"name", ended.name}, {"reason", ended.reason}});
+}
+
+void Gateway::tell_host_state(const std::string& reason, const std::string& what_to_do) {
+  tell(LogLevel::kWarning, "host_state_dropped",
+       {{"reason", "the STATE of " + config_.primary_host + " " + reason}, {"what_to_do", what_to_do}});
 }
 
 void Gateway::tell_too_long(const std::string& topic, size_t bytes) {

@@ -73,6 +73,7 @@ class Gateway {
   void tell_controller();
   void tell_broker();
   void tell_births();
+  void tell_host_state(const std::string& reason, const std::string& what_to_do);
   void tell_long_birth(const std::string& topic, uint64_t bytes, bool& is_told);
   void tell_command(const CommandResult& ended);
   void tell_too_long(const std::string& topic, size_t bytes);

@@ -76,13 +76,16 @@ constexpr size_t kMostCommandMetrics = 10000;
 // more than 4 MiB, more than kMostCommandMetrics, or a name of more than 1000 bytes. Any bytes are safe.
 std::optional<CommandMessage> read_command(std::string_view payload);
 
+constexpr size_t kMostStateBytes = 4096;
+
 struct HostState {
+  std::string problem;  // why the text is no state, "has no timestamp"; empty when it is one
   bool online = false;
   Ms time = 0;
 };
 
-// Nothing when the text is no state of a host: {"online": true, "timestamp": 1700000000000}.
-std::optional<HostState> read_host_state(std::string_view payload);
+// Of a text such as {"online": true, "timestamp": 1700000000000}. Any bytes are safe.
+HostState read_host_state(std::string_view payload);
 
 // The elements of an array of numbers or BOOLs as the standard packs them, from their bits; and back, nothing when the
 // bytes do not fit. Texts of an array of texts each end with a zero byte: there is nothing to pack.

@@ -5,6 +5,7 @@
 
 #include <limits>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "base/utf8.h"
 #include "tools/plc_gateway/sparkplug/payload.h"
@@ -17,11 +18,12 @@ using google::protobuf::io::CodedInputStream;
 
 constexpr size_t kMostCommandBytes = size_t{4} << 20;
 constexpr size_t kMostAnsweredNameBytes = 1000;  // a refused name goes out again
-constexpr size_t kMostStateBytes = 4096;
 constexpr uint32_t kTimeTag = schema::Payload::kTimestampFieldNumber << 3 | WireFormatLite::WIRETYPE_VARINT;
 constexpr uint32_t kMetricTag = schema::Payload::kMetricsFieldNumber << 3 | WireFormatLite::WIRETYPE_LENGTH_DELIMITED;
 constexpr uint32_t kDataTypeTag = schema::Metric::kDatatypeFieldNumber << 3 | WireFormatLite::WIRETYPE_VARINT;
 constexpr uint32_t kIntTag = schema::Metric::kIntValueFieldNumber << 3 | WireFormatLite::WIRETYPE_VARINT;
+
+HostState no_state(std::string problem) { return {std::move(problem), false, 0}; }
 
 // A time that no clock shows stays beyond all clocks.
 Ms time_of(uint64_t stamp) {
@@ -127,17 +129,23 @@ std::optional<CommandMessage> read_command(std::string_view payload) {
   return message;
 }
 
-std::optional<HostState> read_host_state(std::string_view payload) {
-  if (payload.size() > kMostStateBytes) return std::nullopt;
+HostState read_host_state(std::string_view payload) {
+  if (payload.empty()) return no_state("is empty, as after its retained message was deleted");
+  if (payload.size() > kMostStateBytes) {
+    return no_state("has " + std::to_string(payload.size()) + " bytes, more than " + std::to_string(kMostStateBytes));
+  }
   const auto json = nlohmann::json::parse(payload, nullptr, false);
-  if (!json.is_object()) return std::nullopt;
+  if (!json.is_object()) return no_state("is not a JSON object");
   const auto online = json.find("online");
   const auto time = json.find("timestamp");
-  if (online == json.end() || !online->is_boolean()) return std::nullopt;
-  if (time == json.end() || !time->is_number_unsigned()) return std::nullopt;
-  const auto stamp = time->get<uint64_t>();
-  if (stamp > static_cast<uint64_t>(std::numeric_limits<Ms>::max())) return std::nullopt;
-  return HostState{online->get<bool>(), static_cast<Ms>(stamp)};
+  if (online == json.end()) return no_state("has no online");
+  if (!online->is_boolean()) return no_state("has an online that is neither true nor false");
+  if (time == json.end()) return no_state("has no timestamp");
+  constexpr auto kLast = static_cast<uint64_t>(std::numeric_limits<Ms>::max());
+  if (!time->is_number_unsigned() || time->get<uint64_t>() > kLast) {
+    return no_state("has a timestamp that is not a time in milliseconds");
+  }
+  return {{}, online->get<bool>(), static_cast<Ms>(time->get<uint64_t>())};
 }
 
 }  // namespace plc_gateway

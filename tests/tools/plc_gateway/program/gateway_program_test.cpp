@@ -12,7 +12,6 @@
 #include "tests/support/loopback.h"
 #include "tests/tools/plc_gateway/program/program_world.h"
 #include "tests/tools/plc_gateway/program/subscriber.h"
-#include "tests/tools/plc_gateway/tag_line.h"
 
 namespace gateway_test {
 namespace {
@@ -140,33 +139,6 @@ TEST_F(GatewayProgram, CommandThatIsTooLong_IsLoggedWithItsSizeAndTheLimit) {
       HasSubstr("level=warning event=message_too_long topic=spBv1.0/Plant/DCMD/node/device bytes=307200 limit=262144 "
                 "reason=\"the gateway dropped it unread, and no result is published: no command is so long\" "
                 "what_to_do=\"see what publishes to this topic; a limit in the broker keeps such messages away\"\n"));
-}
-
-TEST_F(GatewayProgram, BirthsLongerThanBrokersMayTake_AreLoggedOnceWithTheirLength) {
-  std::string tags;
-  for (int i = 10; i < 30; ++i) {
-    tags += plc_gateway_test::tag_line("Table" + std::to_string(i), "LINT", "[0..1999]");
-  }
-  world.folder.write("machine.csv", tags);
-  world.start_controller();
-  world.start_broker();
-  world.start_gateway({{"\"Motor.Speed\"", "\"Table*\""}});
-  ASSERT_TRUE(world.logs("event=birth_long")) << world.log();
-  const std::string log = world.log();
-  EXPECT_THAT(log, ContainsRegex("level=info event=births_out bytes=[1-9][0-9]{2} unconfirmed_rows="));
-  EXPECT_THAT(log, ContainsRegex("level=info event=device_birth_out device=device bytes=32[0-9]{4}\n"));
-  EXPECT_THAT(log,
-              ContainsRegex("level=warning event=birth_long topic=spBv1.0/Plant/DBIRTH/node/device bytes=32[0-9]{4} "
-                            "reason=\"a broker that takes less may drop it without a word, and nobody knows the "
-                            "aliases behind it\" what_to_do=\"let the broker take messages of 32[0-9]{4} bytes: "
-                            "see message_size_limit and max_packet_size in mosquitto's configuration\"\n"));
-  world.stop_broker();
-  world.start_broker();
-  ASSERT_TRUE(world.logs(" bd_seq=1\n")) << world.log();
-  world.end_gateway();  // which has told its births by then
-  const std::string whole = world.log();
-  EXPECT_NE(whole.find("event=device_birth_out"), whole.rfind("event=device_birth_out"));
-  EXPECT_EQ(whole.find("event=birth_long"), whole.rfind("event=birth_long"));
 }
 
 // Longer than a part of a name can be: nobody is asked for it.

@@ -155,25 +155,30 @@ TEST(PayloadReader, MoreBytesThanACommandHas_AreNone) {
 
 TEST(HostState, OnlineAndOffline_AreRead) {
   const auto online = read_host_state(R"({"online": true, "timestamp": 1700000000000})");
-  ASSERT_TRUE(online);
-  EXPECT_TRUE(online->online);
-  EXPECT_EQ(online->time, 1700000000000);
+  EXPECT_EQ(online.problem, "");
+  EXPECT_TRUE(online.online);
+  EXPECT_EQ(online.time, 1700000000000);
   const auto offline = read_host_state(R"({"timestamp":0,"online":false,"more":[1]})");
-  ASSERT_TRUE(offline);
-  EXPECT_FALSE(offline->online);
-  EXPECT_EQ(offline->time, 0);
+  EXPECT_EQ(offline.problem, "");
+  EXPECT_FALSE(offline.online);
+  EXPECT_EQ(offline.time, 0);
 }
 
-TEST(HostState, WhatIsNone_IsRefused) {
-  for (const char* text :
-       {"", "ONLINE", "true", "[]", "{}", R"({"online": true})", R"({"timestamp": 5})",
-        R"({"online": 1, "timestamp": 5})", R"({"online": "true", "timestamp": 5})",
-        R"({"online": true, "timestamp": -5})", R"({"online": true, "timestamp": 5.5})",
-        R"({"online": true, "timestamp": "5"})", R"({"online": true, "timestamp": 9223372036854775808})",
-        R"({"online": true, "timestamp": 5)"}) {
-    EXPECT_FALSE(read_host_state(text)) << text;
-  }
-  EXPECT_FALSE(read_host_state(std::string(100000, '[')));
+TEST(HostState, WhatIsNone_HasItsReason) {
+  const auto refused = [](const std::vector<std::string>& texts, const std::string& reason) {
+    for (const std::string& text : texts) EXPECT_EQ(read_host_state(text).problem, reason) << text;
+  };
+  refused({""}, "is empty, as after its retained message was deleted");
+  refused({"ONLINE", "true", "[]", R"({"online": true, "timestamp": 5)", std::string(4096, '[')},
+          "is not a JSON object");
+  refused({"{}", R"({"timestamp": 5})"}, "has no online");
+  refused({R"({"online": 1, "timestamp": 5})", R"({"online": "true", "timestamp": 5})"},
+          "has an online that is neither true nor false");
+  refused({R"({"online": true})"}, "has no timestamp");
+  refused({R"({"online": true, "timestamp": -5})", R"({"online": true, "timestamp": 5.5})",
+           R"({"online": true, "timestamp": "5"})", R"({"online": true, "timestamp": 9223372036854775808})"},
+          "has a timestamp that is not a time in milliseconds");
+  refused({std::string(4097, '[')}, "has 4097 bytes, more than 4096");
 }
 
 }  // namespace
