@@ -17,17 +17,12 @@ constexpr Ms kStopMs = 1000;       // for the last acknowledgment
 constexpr Ms kLookMs = 1000;       // between looks at the journal's counters
 constexpr Ms kHistoryTickMs = 10;
 
-constexpr Ms kAheadUnitMs = 1000;
-
 constexpr char kStateForm[] =
     "let the host publish {\"online\": true, \"timestamp\": MILLISECONDS SINCE 1970}, in at most 4096 bytes; its last "
     "state that could be read counts";
 constexpr char kStateTooOld[] =
     "nothing, when the host has connected again and its earlier end came late; else see the clock of the host, or of "
     "who else publishes its STATE";
-constexpr char kStateTooEarly[] =
-    "set the clocks of host and gateway; this STATE counts when this clock has come near its time, unless another one "
-    "comes before";
 
 constexpr char kNoGreeting[] =
     "the broker does not answer to the connect within 10 s: see its log, and whether the url's port is its own";
@@ -124,7 +119,6 @@ void Session::leave(const std::string& reason, bool drop) {
   counters_.unfenced_values = 0;
   // What the broker said of the host holds for its connection; the times of what was said go on counting.
   host_online_ = false;
-  early_host_state_.reset();
   rebirth_wanted_ = false;
   device_born_ = false;
   unfenced_.clear();
@@ -167,19 +161,7 @@ void Session::on_host_state(std::string_view payload) {
                                std::to_string(*counts_from - state.time) + " ms before the last one that counts",
                            kStateTooOld);
   }
-  // When the clock was set back, the last one that counts is ahead of it too.
-  const Ms reached = std::max(clock_.wall_ms(), host_time_.value_or(0));
-  if (state.time - reached > kMostAheadMs) return put_off(state);
-  early_host_state_.reset();
   use_host_state(state);
-}
-
-// It counts when this clock has come near, as it does where the clock was not set yet.
-void Session::put_off(const HostState& state) {
-  if (!early_host_state_ || state.time >= early_host_state_->time) early_host_state_ = state;
-  drop_host_state("has a time " + std::to_string((state.time - clock_.wall_ms()) / kAheadUnitMs) +
-                      " s ahead of this clock, more than " + std::to_string(kMostAheadMs / kAheadUnitMs),
-                  kStateTooEarly);
 }
 
 void Session::use_host_state(const HostState& state) {
@@ -225,9 +207,6 @@ void Session::finish_stop(Ms now) {
 
 void Session::step() {
   const Ms now = clock_.steady_ms();
-  if (early_host_state_ && early_host_state_->time - clock_.wall_ms() <= kMostAheadMs) {
-    use_host_state(*std::exchange(early_host_state_, std::nullopt));
-  }
   switch (link_) {
     case Link::kDown:
       if (!stopping_ && now >= connect_at_ms_) connect(now);

@@ -22,8 +22,6 @@
 
 namespace plc_gateway {
 
-// How far a state of the primary host may be ahead of this clock: behind one of the far future all others are older.
-constexpr Ms kMostAheadMs = 10000;
 constexpr Ms kFenceMs = 100;  // between fences: what a kill may double, all of it marked as history
 
 struct SessionOptions {
@@ -80,7 +78,6 @@ class Session {
   };
 
   void drop_host_state(const std::string& reason, const std::string& what_to_do) const;
-  void put_off(const HostState& state);
   void use_host_state(const HostState& state);
   void connect(Ms now);
   void leave(const std::string& reason, bool drop);
@@ -137,9 +134,8 @@ class Session {
   uint64_t bd_seq_ = 0;
   std::optional<uint64_t> unused_bd_seq_;  // of a connect that reached no broker
 
-  std::optional<HostState> early_host_state_;  // the last one that is too far ahead of this clock
-  std::optional<Ms> host_time_;                // of the last state of the host that counted
-  std::optional<Ms> host_online_time_;         // of the last one that said online
+  std::optional<Ms> host_time_;         // of the last state of the host that counted
+  std::optional<Ms> host_online_time_;  // of the last one that said online
   unsigned seq_ = 0;
   bool host_online_ = false;
   bool rebirth_wanted_ = false;

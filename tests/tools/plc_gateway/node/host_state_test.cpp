@@ -11,7 +11,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-using testing::StartsWith;
 
 constexpr Ms kHour = 3600000;
 
@@ -42,46 +41,15 @@ class HostStateOfANode : public testing::Test {
   World world;
 };
 
-TEST_F(HostStateOfANode, FarAheadOfThisClock_LeavesTrueOnesInForce) {
-  const Ms now = world.clock.wall;
-  host_says(false, now - kHour);
-  host_says(true, now + kHour);
-  world.pass(100);
-  EXPECT_EQ(world.types(), "");
-  EXPECT_THAT(reasons, ElementsAre("has a time 3600 s ahead of this clock, more than 10"));
-  EXPECT_THAT(remedies[0], HasSubstr("set the clocks of host and gateway; "));
-  host_says(true, world.clock.wall);
+// Clocks of hosts differ; only times of one host are compared.
+TEST_F(HostStateOfANode, FarAheadOfThisClock_Counts) {
+  host_says(true, world.clock.wall + kHour);
   EXPECT_EQ(world.types(), "NBIRTH DBIRTH");
+  host_says(false, world.clock.wall);
+  EXPECT_EQ(world.types(), "");
+  EXPECT_THAT(reasons, ElementsAre("says offline, 3600000 ms before the last one that counts"));
   host_says(false, world.clock.wall + kHour);
-  EXPECT_EQ(world.types(), "");
-  host_says(false, world.clock.wall);
   EXPECT_EQ(world.types(), "NDEATH");
-  EXPECT_EQ(reasons.size(), 2U);
-}
-
-TEST_F(HostStateOfANode, TenSecondsAheadOfThisClock_Counts) {
-  host_says(true, world.clock.wall + 10001);
-  EXPECT_EQ(world.types(), "");
-  host_says(true, world.clock.wall + 10000);
-  EXPECT_EQ(world.types(), "NBIRTH DBIRTH");
-  EXPECT_THAT(reasons, ElementsAre("has a time 10 s ahead of this clock, more than 10"));
-}
-
-TEST_F(HostStateOfANode, FarAheadOfAClockThatIsSetLater_CountsThen) {
-  host_says(true, world.clock.wall + kHour);
-  world.pass(2000);
-  EXPECT_EQ(world.types(), "");
-  world.clock.wall += kHour;
-  world.pass(1000);
-  EXPECT_THAT(world.types(), StartsWith("NBIRTH DBIRTH"));
-}
-
-TEST_F(HostStateOfANode, FarAheadAndThenATrueOne_NeverCounts) {
-  host_says(true, world.clock.wall + kHour);
-  host_says(false, world.clock.wall);
-  world.clock.wall += kHour;
-  world.pass(2000);
-  EXPECT_EQ(world.types(), "");
 }
 
 TEST_F(HostStateOfANode, UsedBeforeTheClockWasSetBack_CountsOnTheNextConnection) {
