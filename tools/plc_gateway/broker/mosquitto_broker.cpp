@@ -8,15 +8,13 @@
 #include <mutex>
 #include <utility>
 
-#include "base/files.h"
-#include "base/text.h"
 #include "tools/plc_gateway/broker/failure_text.h"
+#include "tools/plc_gateway/broker/password.h"
 
 namespace plc_gateway {
 namespace {
 
 constexpr uint64_t kGoodbyeMs = 1000;
-constexpr size_t kMostPasswordBytes = 65535;  // of MQTT
 
 // In the order in which they are to be tried, the first one last.
 std::vector<std::string> addresses_of(const addrinfo* list) {
@@ -32,19 +30,6 @@ std::vector<std::string> addresses_of(const addrinfo* list) {
   }
   std::reverse(addresses.begin(), addresses.end());
   return addresses;
-}
-
-// As an editor leaves it, with a line's end behind it. Empty, or why there is none.
-std::string read_password(const std::string& path, std::string* password) {
-  const plc_base::FileText file = plc_base::read_file(path, kMostPasswordBytes);
-  if (!file.problem.empty()) return "password_file: " + file.problem;
-  *password = file.text;
-  if (!password->empty() && password->back() == '\n') password->pop_back();
-  if (!password->empty() && password->back() == '\r') password->pop_back();
-  if (password->find('\0') != std::string::npos) {
-    return "password_file: " + plc_base::quoted(path) + " holds a zero byte, which no password can";
-  }
-  return {};
 }
 
 }  // namespace

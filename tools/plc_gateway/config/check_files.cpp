@@ -52,14 +52,14 @@ std::string left_around(std::string text) {
 void check_password(const Draft& draft, Findings& findings) {
   const std::string& path = draft.config.password_file;
   if (path.empty()) return;
-  const std::string text = checked_file(path, draft.password_file, findings);
+  const std::string text = checked_file(path, draft.places.password_file, findings);
   if (text.empty()) return;
   if (const std::string left = left_around(text); !left.empty()) {
-    findings.note(draft.password_file, path + " " + left +
-                                           ", which is sent with the password: if it is none of it, write the "
-                                           "password alone (printf '%s\\n' PASSWORD > FILE)");
+    findings.note(draft.places.password_file, path + " " + left +
+                                                  ", which is sent with the password: if it is none of it, write the "
+                                                  "password alone (printf '%s\\n' PASSWORD > FILE)");
   }
-  note_if_public(path, draft.password_file, "the password", findings);
+  note_if_public(path, draft.places.password_file, "the password", findings);
 }
 
 void check_certificate(const std::string& path, Place place, Findings& findings) {

@@ -54,7 +54,7 @@ using plc_toml::Finding;
 
 // Where things stand that the broker's room has a say in; line 0 for those that are not there.
 struct BrokerPlaces {
-  plc_toml::Place url, ca_file, cert_file, key_file;
+  plc_toml::Place url, password_file, ca_file, cert_file, key_file;
 };
 
 struct ConfigResult {

@@ -29,7 +29,7 @@ struct CommandDraft {
 struct Draft {
   Config config;  // paths as they were written; without variables, and without rules for commands that have no name
   // Where things stand that other files or the controller have a say in; line 0 for those that are not there.
-  Place address, driver, profile, password_file, journal_folder;
+  Place address, driver, profile, journal_folder;
   BrokerPlaces places;
   plc_profile::Profile learnt;  // of the controller; nothing where no profile is named
   std::vector<PlacedText> tags;

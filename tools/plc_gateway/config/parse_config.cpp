@@ -160,12 +160,13 @@ void ConfigParser::take_url(Section& broker) {
 void ConfigParser::take_login(Section& broker) {
   Config& config = draft_.config;
   config.username = broker.text("username").value_or("");
-  take_path(broker, "password_file", config.password_file, draft_.password_file);
+  take_path(broker, "password_file", config.password_file, draft_.places.password_file);
   if (!config.password_file.empty() && !broker.has("username")) {
     broker.error("password_file", "needs a username beside it: add username = \"...\"");
   }
   if (!config.password_file.empty() && !config.tls && !config.broker_host.empty()) {
-    findings_.note(draft_.password_file, "the password goes over the network as it is: mqtts:// keeps it secret");
+    findings_.note(draft_.places.password_file,
+                   "the password goes over the network as it is: mqtts:// keeps it secret");
   }
 }
 

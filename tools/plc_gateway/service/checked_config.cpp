@@ -8,6 +8,7 @@
 
 #include "base/text.h"
 #include "tools/plc_gateway/broker/failure_text.h"
+#include "tools/plc_gateway/broker/password.h"
 #include "tools/plc_gateway/broker/tls_context.h"
 #include "tools/plc_gateway/journal/journal_files.h"
 #include "tools/plc_gateway/node/birth_bytes.h"
@@ -29,6 +30,17 @@ bool is_told(const std::vector<Finding>& findings, Place place) {
   return std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
     return finding.is_error && finding.line == place.line && finding.column == place.column;
   });
+}
+
+// Of a file that was told to be wrong, nothing is added.
+void check_password_file(const ConfigResult& result, Findings& findings) {
+  const std::string& path = result.config.password_file;
+  if (path.empty() || is_told(result.findings, result.places.password_file)) return;
+  std::string password;
+  const std::string problem = read_password(path, &password);
+  if (problem.empty()) return;
+  findings.error(result.places.password_file,
+                 problem + "; write the password alone (printf '%s\\n' PASSWORD > FILE), of at most 65535 bytes");
 }
 
 // Of a file that was told to be wrong, nothing is added.
@@ -95,6 +107,7 @@ BrokerOptions broker_options(const Config& config) {
 ConfigResult load_checked_config(const std::string& file) {
   ConfigResult result = load_config(file);
   Findings findings(file);
+  check_password_file(result, findings);
   check_tls(result, findings);
   check_journal_files(result, findings);
   check_broker_name(result, findings);

@@ -78,6 +78,24 @@ TEST_F(CheckedConfigTest, FileThatWasToldToBeWrong_IsToldOnce) {
                           ": No such file or directory; correct the path, or let the gateway's user read it"));
 }
 
+TEST_F(CheckedConfigTest, PasswordThatNoConnectionCanHave_IsAnError) {
+  const std::string keys = "username = \"u\"\npassword_file = \"secret\"\n";
+  const auto refused = [](const std::string& why) {
+    return "error: password_file: " + why +
+           "; write the password alone (printf '%s\\n' PASSWORD > FILE), of at most 65535 bytes";
+  };
+  const std::string path = write_secret("secret", std::string("se\0cret\n", 8));
+  EXPECT_THAT(said_of_broker("127.0.0.1", keys),
+              ElementsAre(refused("'" + path + "' holds a zero byte, which no password can")));
+  write_secret("secret", std::string(65536, 'x'));
+  EXPECT_THAT(said_of_broker("127.0.0.1", keys), ElementsAre(refused("cannot read " + path + ": it has more than 65535 bytes")));
+  write_secret("secret", std::string(65535, 'x'));
+  EXPECT_THAT(said_of_broker("127.0.0.1", keys), IsEmpty());
+  write_secret("secret", "");
+  EXPECT_THAT(said_of_broker("127.0.0.1", keys),
+              ElementsAre("error: " + path + " is empty: write into it what it is for"));
+}
+
 // A pipe that nobody writes would be waited for.
 TEST_F(CheckedConfigTest, PipesInThePlaceOfTlsFiles_AreRefusedAtOnce) {
   const std::string pipe = folder_.file("pipe");
