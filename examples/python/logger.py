@@ -4,8 +4,9 @@
     logger.py --address 192.168.0.10 --tags tags/ --csv speed.csv --period 0.5 Motor.Speed "Axis*"
     logger.py --address 192.168.0.10 --tags tags/ --sqlite press.db --count 100 Motor.Speed
 
-A variable that could not be read has a line too, with its reason and no value. In CSV an apostrophe stands in front of
-a text that a spreadsheet would take for a formula, and characters that are not drawn are written out. Ctrl-C ends it.
+A variable that could not be read has a line too, with its reason and no value. In CSV a text that a
+spreadsheet would read as a formula gets an apostrophe in front, and characters that are not drawn are written out.
+Ctrl-C ends it.
 """
 from __future__ import annotations
 

@@ -1,8 +1,6 @@
 // Waits of the library without the interpreter's lock, and what functions of the program raise meanwhile.
 #include "python/binding/waiting.h"
 
-#include <utility>
-
 namespace plc_python {
 namespace {
 
@@ -11,7 +9,12 @@ namespace py = pybind11;
 // The library calls a log function in the thread that waits for it.
 thread_local KeptException* innermost = nullptr;
 
-void report(py::error_already_set& error) { error.discard_as_unraisable("plc_client: the function log"); }
+// Python's current exception.
+void report() {
+  PyObject* const place = PyUnicode_FromString("plc_client: the function log");
+  PyErr_WriteUnraisable(place);
+  Py_XDECREF(place);
+}
 
 }  // namespace
 
@@ -19,20 +22,30 @@ KeptException::KeptException() : outer_(innermost) { innermost = this; }
 
 KeptException::~KeptException() {
   innermost = outer_;
-  if (error_) report(*error_);
+  if (!type_) return;
+  restore();
+  report();
 }
 
 void KeptException::take(py::error_already_set& error) {
   const bool ends_the_program = !error.matches(PyExc_Exception);
-  if (!ends_the_program || innermost == nullptr || innermost->error_) return report(error);
-  innermost->error_.emplace(std::move(error));
+  error.restore();
+  if (!ends_the_program || innermost == nullptr || innermost->type_) return report();
+  PyObject* type = nullptr;
+  PyObject* value = nullptr;
+  PyObject* trace = nullptr;
+  PyErr_Fetch(&type, &value, &trace);
+  innermost->type_ = py::reinterpret_steal<py::object>(type);
+  innermost->value_ = py::reinterpret_steal<py::object>(value);
+  innermost->trace_ = py::reinterpret_steal<py::object>(trace);
 }
 
+void KeptException::restore() { PyErr_Restore(type_.release().ptr(), value_.release().ptr(), trace_.release().ptr()); }
+
 void KeptException::raise() {
-  if (!error_) return;
-  py::error_already_set error = std::move(*error_);
-  error_.reset();
-  throw error;
+  if (!type_) return;
+  restore();
+  throw py::error_already_set();
 }
 
 Waiting::Waiting() {

@@ -4,7 +4,6 @@
 #include <pybind11/pybind11.h>
 #include <signal.h>
 
-#include <optional>
 #include <type_traits>
 
 namespace plc_python {
@@ -26,8 +25,12 @@ class KeptException {
   void raise();
 
  private:
+  void restore();
+
   KeptException* outer_;
-  std::optional<pybind11::error_already_set> error_;
+  pybind11::object type_;  // none of them: nothing is kept
+  pybind11::object value_;
+  pybind11::object trace_;
 };
 
 // For as long as the library may wait: other threads run Python, and signals that programs use beside it (timers,

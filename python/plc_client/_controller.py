@@ -126,8 +126,8 @@ class Controller:
     delay_ms       milliseconds of rest before each call, 0 to 1000, for controllers that need it
     log            is called with each line of the driver, a str without its newline. The thread that uses the
                    controller calls it. What it calls of the controller itself raises Error. An Exception that it
-                   raises is reported and spoils no transfer; KeyboardInterrupt, SystemExit and others that are no
-                   Exception come out of the call, when that is over, in place of its result
+                   raises is reported and spoils no transfer. KeyboardInterrupt and SystemExit come out of the call
+                   when it is over, in place of its result
     profile        a file with what was learnt of the controller. It sets reply_timeout, delay_ms and driver if they
                    have their defaults, and how many names are asked for at a time. If "guarded" cannot be used there,
                    log is called with a line about that, whatever driver is named; without log it is a RuntimeWarning.

@@ -168,9 +168,9 @@ class Simulator:
     def command(self, line: str) -> List[str]:
         """Gives plc-sim a line of its console and returns its answer, without the last line "ok".
 
-        Raises Error with plc-sim's own words when it refuses, and when it has ended. An answer that did not come within
-        10 seconds, or was not waited for because an exception like KeyboardInterrupt came, ends its use: each further
-        command raises Error. So does each in a process that was forked from the one that made it.
+        Raises Error with plc-sim's own words when it refuses, and when it has ended, also when no answer comes within
+        10 seconds. After that, and after an exception like KeyboardInterrupt inside a command, each further one raises
+        Error. So does each in a process that was forked from the one that made it.
         """
         sent = line.encode("utf-8", "surrogateescape")
         if b"\n" in sent or b"\r" in sent or len(sent) >= _MOST_LINE_BYTES or not sent.strip(b" "):
