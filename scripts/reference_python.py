@@ -11,7 +11,7 @@ PACKAGE = ROOT / "python" / "plc_client"
 
 @dataclass
 class PythonEntry:
-    """A class, or a method or an attribute of one."""
+    """A class, a method or an attribute of one, or a function."""
     name: str
     place: str
     signatures: list
@@ -62,7 +62,7 @@ def class_entry(node, file):
 
 
 def read_package():
-    """The package's own text, and the classes that it offers, in the order of its text."""
+    """The package's own text, and the classes and functions that it offers, in the order of its text."""
     tree = ast.parse((PACKAGE / "__init__.py").read_text(encoding="utf-8"))
     offered = next(ast.literal_eval(node.value) for node in tree.body
                    if isinstance(node, ast.Assign) and ast.unparse(node.targets[0]) == "__all__")
@@ -72,6 +72,9 @@ def read_package():
         for node in ast.parse(file.read_text(encoding="utf-8")).body:
             if isinstance(node, ast.ClassDef) and node.name in offered:
                 classes[node.name] = class_entry(node, name)
+            if isinstance(node, ast.FunctionDef) and node.name in offered:
+                classes[node.name] = PythonEntry(node.name, f"{name}:{node.lineno}", [signature_of(node, "")],
+                                                 text_of(node))
     missing = [name for name in offered if name not in classes and not name.startswith("__")]
     about = text_of(tree)
     place = {name: about.find(name) for name in classes}
@@ -91,7 +94,7 @@ def arguments_of(signature):
 
 
 def undocumented():
-    """Every class, method, field and constructor's argument without a text."""
+    """Every class, function, method, field and argument of a constructor or function without a text."""
     _, classes, missing = read_package()
     problems = [f"python/plc_client/__init__.py: {name} is nowhere to be found" for name in missing]
     for entry in classes:

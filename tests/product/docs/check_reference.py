@@ -77,7 +77,8 @@ def check_headers():
         expect_in("| `int told = 0` | has a text of two lines |", page, "a member")
 
 
-PACKAGE = {"__init__.py": '"""The package.\n\nThing   a thing\n"""\n__all__ = ["Lost", "Thing"]\n',
+PACKAGE = {"__init__.py": '"""The package.\n\nThing   a thing\nmeasured   its size\n"""\n'
+           '__all__ = ["Lost", "Thing", "measured"]\n',
            "_thing.py": '''class Thing:
     """A thing.
 
@@ -93,6 +94,11 @@ PACKAGE = {"__init__.py": '"""The package.\n\nThing   a thing\n"""\n__all__ = ["
 
     def untold(self) -> int:
         return 0
+
+
+def measured(thing: Thing, unit: str) -> int:
+    """How large a thing is."""
+    return thing.size
 '''}
 
 
@@ -104,7 +110,8 @@ def check_package():
         reference_python.PACKAGE = reference_python.ROOT = pathlib.Path(name)
         expect(reference_python.undocumented(),
                ["python/plc_client/__init__.py: Lost is nowhere to be found", "_thing.py:1: Thing: weight has no text",
-                "_thing.py:6: Thing.colour has no text", "_thing.py:14: Thing.untold has no text"], "what has no text")
+                "_thing.py:6: Thing.colour has no text", "_thing.py:14: Thing.untold has no text",
+                "_thing.py:18: measured: unit has no text"], "what has no text")
     reference_python.PACKAGE, reference_python.ROOT = known
 
 
@@ -115,6 +122,7 @@ def check_pages():
     expect_in("| 4 | `uint32_t ip_address` |", pages["c.md"], "C")
     expect_in("#### `Controller::read`", pages["cpp.md"], "C++")
     expect_in("### `Controller.watch`", pages["python.md"], "Python")
+    expect_in("csv_cell(text: str) -> str", pages["python.md"], "a function of Python")
     expect_in("| `reply_timeout` |", pages["python.md"], "Python")
 
 
