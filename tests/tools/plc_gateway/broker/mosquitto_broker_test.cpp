@@ -10,7 +10,6 @@
 #include "tests/support/temp_dir.h"
 #include "tests/tools/plc_gateway/broker/loop_run.h"
 #include "tests/tools/plc_gateway/broker/wire_broker.h"
-#include "tools/plc_gateway/node/birth_bytes.h"
 
 namespace gateway_test {
 namespace {
@@ -446,48 +445,6 @@ TEST_F(BrokerTest, GoodbyeOfMqtt5_SaysThatTwoGatewaysHaveOneName) {
   EXPECT_EQ(happened.back(),
             "disconnected: another client came with this gateway's client id: two gateways must not have "
             "the same group and edge node");
-}
-
-TEST_F(BrokerTest, LongestMessageThatABrokerOfMqtt5Takes_IsThatOfItsGreeting) {
-  WireBroker fake([&](BrokerSide& side) {
-    side.packet();
-    side.send("\x20\x08\x00\x00\x05\x27\x00\x00\x01\x90"s);
-    side.packet();
-  });
-  BrokerOptions five = options(fake.port());
-  five.mqtt5 = true;
-  MosquittoBroker broker(loop.get(), five, events());
-  EXPECT_EQ(broker.most_message_bytes(), std::nullopt);
-  broker.connect(kWill);
-  ASSERT_TRUE(run_until_noted("connected"));
-  EXPECT_EQ(broker.most_message_bytes(), 400U);
-}
-
-TEST_F(BrokerTest, MessageOfTheLongestLength_IsTakenAndSentWithThatLength) {
-  WireBroker fake([&](BrokerSide& side) {
-    side.packet();
-    side.send("\x20\x08\x00\x00\x05\x27\x00\x00\x01\x90"s);
-    saw(side.packet());
-  });
-  BrokerOptions five = options(fake.port());
-  five.mqtt5 = true;
-  MosquittoBroker broker(loop.get(), five, events());
-  broker.connect(kWill);
-  ASSERT_TRUE(run_until_noted("connected"));
-  EXPECT_EQ(plc_gateway::message_bytes("t", 393, 0), 400U);
-  ASSERT_TRUE(broker.publish({"t", std::string(393, 'x'), 0, false}));
-  ASSERT_TRUE(run_until_seen(1));
-  EXPECT_EQ(seen[0].size(), 400U);
-}
-
-TEST_F(BrokerTest, BrokerWithoutQos1_IsToldWithWhatToDo) {
-  const auto five = [](BrokerOptions& wanted) { wanted.mqtt5 = true; };
-  const std::string told =
-      "disconnected: the broker takes no messages of QoS 1, which the gateway's will and fences need: raise its "
-      "max_qos";
-  EXPECT_EQ(told_of("\x20\x05\x00\x00\x02\x24\x00"s, five), told);
-  EXPECT_THAT(happened, ElementsAre(told));
-  EXPECT_EQ(told_of("\x20\x03\x00\x9B\x00"s, five), told);
 }
 
 TEST_F(BrokerTest, PublishThatMqtt5Refuses_IsNoAcknowledgment) {

@@ -88,7 +88,8 @@ TEST_F(CheckedConfigTest, PasswordThatNoConnectionCanHave_IsAnError) {
   EXPECT_THAT(said_of_broker("127.0.0.1", keys),
               ElementsAre(refused("'" + path + "' holds a zero byte, which no password can")));
   write_secret("secret", std::string(65536, 'x'));
-  EXPECT_THAT(said_of_broker("127.0.0.1", keys), ElementsAre(refused("cannot read " + path + ": it has more than 65535 bytes")));
+  EXPECT_THAT(said_of_broker("127.0.0.1", keys),
+              ElementsAre(refused("cannot read " + path + ": it has more than 65535 bytes")));
   write_secret("secret", std::string(65535, 'x'));
   EXPECT_THAT(said_of_broker("127.0.0.1", keys), IsEmpty());
   write_secret("secret", "");
