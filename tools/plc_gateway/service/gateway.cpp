@@ -285,16 +285,17 @@ void Gateway::tell_broker() {
   if (now.broker_refused != told_.broker_refused) {
     tell(LogLevel::kWarning, "broker_away", {{"reason", node_.broker_problem()}});
   }
-  if (now.broker_losses != told_.broker_losses) {
-    tell(LogLevel::kWarning, "broker_lost", {{"reason", node_.broker_problem()}});
-  }
   if (now.broker_connects != told_.broker_connects) {
     tell(LogLevel::kInfo, "broker_connected",
          {{"broker", config_.broker_host + ":" + std::to_string(config_.broker_port)},
           {"bd_seq", std::to_string(now.last_bd_seq)}});
-    if (!config_.primary_host.empty() && !now.births_out) {
+    if (!config_.primary_host.empty() && now.broker_connected && !now.births_out) {
       tell(LogLevel::kInfo, "waiting_for_host", {{"primary_host", config_.primary_host}});
     }
+  }
+  // One event may bring a connection and end it, when its births cannot be sent.
+  if (now.broker_losses != told_.broker_losses) {
+    tell(LogLevel::kWarning, "broker_lost", {{"reason", node_.broker_problem()}});
   }
   tell_births();
   told_.broker_refused = now.broker_refused;

@@ -40,6 +40,18 @@ TEST(GatewayProgramsLog, BirthsLongerThanBrokersMayTake_AreLoggedOnceWithTheirLe
   EXPECT_EQ(whole.find("event=birth_long"), whole.rfind("event=birth_long"));
 }
 
+TEST(GatewayProgramsLog, BirthBeyondTheLimitThatABrokerNames_IsTheReasonOfTheLossBehindTheConnection) {
+  ProgramWorld world;
+  world.start_controller();
+  world.start_broker("allow_anonymous true\nmax_packet_size 300\n");
+  world.start_gateway({{"[sparkplug]", "mqtt_version = \"5\"\n[sparkplug]"}});
+  ASSERT_TRUE(world.logs("event=broker_lost")) << world.log();
+  EXPECT_THAT(world.log(),
+              ContainsRegex("event=broker_connected [^\n]*\n[^\n]*event=broker_lost reason=\"the broker takes "
+                            "messages of at most 300 bytes, NBIRTH has [0-9]{3}: raise its "
+                            "max_packet_size\"\n"));
+}
+
 TEST(GatewayProgramsLog, StateOfTheHostThatCannotBeUsed_IsLoggedWithTheReason) {
   ProgramWorld world;
   world.start_controller();
