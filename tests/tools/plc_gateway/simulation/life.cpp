@@ -292,8 +292,6 @@ void Life::heal() {
   broker_.set_latency(1, 1);
   for (Held& held : plant_.all()) held.refused = false;
   plant_.freeze();
-  // The clock is right too: a state of the host is not ahead of it.
-  if (has_host_ && host_stamp_ >= clock_.wall_ms()) clock_.jump(host_stamp_ + 1 - clock_.wall_ms());
   if (has_host_) set_host(true, false);
   const Ms longest = *std::max_element(configuration_.periods.begin(), configuration_.periods.end());
   run_until(clock_.steady_ms() + std::max<Ms>(3 * longest, pace_.trouble_most) + 60000);
