@@ -237,7 +237,7 @@ void MosquittoLink::finish() {
 
 // ---------------------------------------------------------------------------------------------------- what comes back
 
-void MosquittoLink::on_connect(mosquitto* mosq, void* self, int code, int, const mosquitto_property* said) {
+void MosquittoLink::on_connect(mosquitto* mosq, void* self, int code, int, const mosquitto_property* properties) {
   auto& link = *static_cast<MosquittoLink*>(self);
   if (code != 0) {
     link.refusal_ = connack_failure(link.options_, code);
@@ -247,10 +247,10 @@ void MosquittoLink::on_connect(mosquitto* mosq, void* self, int code, int, const
   if (link.greeted_) return link.lose(second_greeting_text(link.options_), true);
   link.greeted_ = true;
   uint32_t most_bytes = 0;
-  mosquitto_property_read_int32(said, MQTT_PROP_MAXIMUM_PACKET_SIZE, &most_bytes, false);
+  mosquitto_property_read_int32(properties, MQTT_PROP_MAXIMUM_PACKET_SIZE, &most_bytes, false);
   if (most_bytes != 0) link.most_message_bytes_ = most_bytes;
   uint8_t most_qos = 1;
-  mosquitto_property_read_byte(said, MQTT_PROP_MAXIMUM_QOS, &most_qos, false);
+  mosquitto_property_read_byte(properties, MQTT_PROP_MAXIMUM_QOS, &most_qos, false);
   if (most_qos == 0) return link.lose(qos_failure(), true);
   mosquitto_log_callback_set(mosq, nullptr);  // it would have every message told
   LinkEvent event;
