@@ -38,10 +38,9 @@ uint64_t file_bytes(const std::string& path) {
 // The header of an SQLite database has the version of what reads it behind its page size: 2 needs the log.
 bool needs_log(const std::string& database) {
   constexpr std::string_view kMark("SQLite format 3\0", 16);
-  constexpr size_t kReadVersion = 19;
-  std::array<char, kReadVersion + 1> head{};
+  std::array<char, 20> head{};  // as far as that version
   std::ifstream(database, std::ios::binary).read(head.data(), head.size());
-  return std::string_view(head.data(), kMark.size()) == kMark && head[kReadVersion] == 2;
+  return std::string_view(head.data(), kMark.size()) == kMark && head.back() == 2;
 }
 
 }  // namespace
