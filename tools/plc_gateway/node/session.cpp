@@ -22,7 +22,7 @@ constexpr char kStateForm[] =
     "state that could be read counts";
 constexpr char kStateTooOld[] =
     "nothing, when the host has connected again and its earlier end came late; else see the clock of the host, or of "
-    "who else publishes its STATE";
+    "who else publishes its STATE, and start the gateway again: a time in the future counts until then";
 
 constexpr char kNoGreeting[] =
     "the broker does not answer to the connect within 10 s: see its log, and whether the url's port is its own";
@@ -161,10 +161,6 @@ void Session::on_host_state(std::string_view payload) {
                                std::to_string(*counts_from - state.time) + " ms before the last one that counts",
                            kStateTooOld);
   }
-  use_host_state(state);
-}
-
-void Session::use_host_state(const HostState& state) {
   host_time_ = host_time_ ? std::max(*host_time_, state.time) : state.time;
   host_online_ = state.online;
   if (state.online) {

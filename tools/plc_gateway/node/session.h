@@ -78,7 +78,6 @@ class Session {
   };
 
   void drop_host_state(const std::string& reason, const std::string& what_to_do) const;
-  void use_host_state(const HostState& state);
   void connect(Ms now);
   void leave(const std::string& reason, bool drop);
   void go_online();

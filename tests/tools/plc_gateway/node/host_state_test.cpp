@@ -72,7 +72,9 @@ TEST_F(HostStateOfANode, OlderThanTheLastOne_IsToldWithTheDifference) {
   host_says(true, now - 70);
   EXPECT_THAT(reasons, ElementsAre("says offline, 5 ms before the last one that counts",
                                    "says online, 70 ms before the last one that counts"));
-  EXPECT_THAT(remedies[0], HasSubstr("see the clock of the host, or of who else publishes its STATE"));
+  EXPECT_THAT(remedies[0],
+              HasSubstr("see the clock of the host, or of who else publishes its STATE, and start the gateway again: a "
+                        "time in the future counts until then"));
 }
 
 TEST_F(HostStateOfANode, ThatCannotBeRead_IsToldAndLeavesTheLastOneInForce) {
